@@ -1,0 +1,39 @@
+# Compiler settings that every room shares.
+
+option(TIDRA_TESTS "Build the tests" ON)
+option(TIDRA_BENCH "Build the benchmarks" OFF)
+option(TIDRA_WERROR "Treat warnings as errors" OFF)
+set(TIDRA_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. address,undefined or thread")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
+                    -Wimplicit-fallthrough)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # GCC 12 warns of overlapping copies in the library's own string concatenation, wrongly.
+  add_compile_options(-Wno-restrict)
+endif()
+if(TIDRA_WERROR)
+  add_compile_options(-Werror)
+endif()
+
+if(TIDRA_SANITIZE)
+  add_compile_options(-fsanitize=${TIDRA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g)
+  add_link_options(-fsanitize=${TIDRA_SANITIZE})
+else()
+  # A tool that handles foreign file names runs hardened, at no measurable cost.
+  add_compile_options(-fstack-protector-strong)
+  add_compile_definitions($<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+endif()

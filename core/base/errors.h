@@ -1,0 +1,48 @@
+// The error types that cross rooms. Each what() is the sentence that a person reads.
+#pragma once
+
+#include <cerrno>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <utility>
+
+namespace tidra {
+
+/// What the user gave cannot be used: an option, a path, a file. The terminal program ends with status 2.
+class InputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A JSON document is malformed, lacks a required key or holds a value of the wrong type.
+class DecodingError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A value, or the reason why the operating system gave none. For failures of one item in a batch.
+template <class T>
+class Outcome {
+ public:
+  Outcome(T value) : value_(std::move(value)) {}
+  Outcome(std::error_code failure) : failure_(failure) {}
+
+  explicit operator bool() const { return !failure_; }
+  T& operator*() { return value_; }
+  const T& operator*() const { return value_; }
+  T* operator->() { return &value_; }
+  const T* operator->() const { return &value_; }
+  std::error_code failure() const { return failure_; }
+
+ private:
+  T value_{};
+  std::error_code failure_;
+};
+
+/// The reason of the last failed system call of this thread.
+inline std::error_code lastSystemError() {
+  return {errno, std::generic_category()};
+}
+
+}  // namespace tidra

@@ -1,0 +1,23 @@
+// How a record becomes JSON and comes back. Headers declare a codec with this file; sources implement it with
+// core/base/json_fields.h.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <string_view>
+
+namespace tidra {
+
+/// Specialised per record:
+///   static nlohmann::json encode(const T&);
+///   static T decode(const nlohmann::json&, const std::string& where);   throws DecodingError that begins with `where`
+template <class T>
+struct JsonCodec;
+
+/// Parses one document. Throws DecodingError that begins with `what` and tells line and column.
+nlohmann::json parseJson(std::string_view text, const std::string& what);
+
+/// Objects with sorted keys, slashes unescaped, malformed UTF-8 replaced; with an indentation of two when `pretty`.
+std::string jsonText(const nlohmann::json& document, bool pretty);
+
+}  // namespace tidra

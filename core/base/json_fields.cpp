@@ -1,0 +1,133 @@
+#include "core/base/json_fields.h"
+
+#include <cmath>
+#include <limits>
+
+#include "core/base/text.h"
+
+namespace tidra {
+namespace {
+
+[[noreturn]] void failType(const std::string& where, const char* expected) {
+  throw DecodingError(fmt::format("{} must be {}", where, expected));
+}
+
+}  // namespace
+
+nlohmann::json parseJson(std::string_view text, const std::string& what) {
+  try {
+    return nlohmann::json::parse(text);
+  } catch (const nlohmann::json::parse_error& error) {
+    const std::string_view before = text.substr(0, std::min(error.byte == 0 ? 0 : error.byte - 1, text.size()));
+    const auto line = std::count(before.begin(), before.end(), '\n') + 1;
+    const auto lineStart = before.rfind('\n');
+    const auto column = lineStart == std::string_view::npos ? before.size() + 1 : before.size() - lineStart;
+    throw DecodingError(fmt::format("{} is not valid JSON (line {}, column {})", what, line, column));
+  } catch (const nlohmann::json::exception&) {
+    throw DecodingError(fmt::format("{} is not valid JSON (a number is out of range)", what));
+  }
+}
+
+std::string jsonText(const nlohmann::json& document, bool pretty) {
+  return document.dump(pretty ? 2 : -1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+nlohmann::json JsonCodec<std::string>::encode(const std::string& text) {
+  return isValidUtf8(text) ? text : replacingInvalidUtf8(text);
+}
+
+std::string JsonCodec<std::string>::decode(const nlohmann::json& value, const std::string& where) {
+  if (!value.is_string()) failType(where, "a text");
+  return value.get<std::string>();
+}
+
+nlohmann::json JsonCodec<bool>::encode(bool value) { return value; }
+
+bool JsonCodec<bool>::decode(const nlohmann::json& value, const std::string& where) {
+  if (!value.is_boolean()) failType(where, "true or false");
+  return value.get<bool>();
+}
+
+nlohmann::json JsonCodec<double>::encode(double value) { return value; }
+
+double JsonCodec<double>::decode(const nlohmann::json& value, const std::string& where) {
+  if (!value.is_number()) failType(where, "a number");
+  return value.get<double>();
+}
+
+nlohmann::json JsonCodec<std::int64_t>::encode(std::int64_t value) { return value; }
+
+std::int64_t JsonCodec<std::int64_t>::decode(const nlohmann::json& value, const std::string& where) {
+  if (!value.is_number_integer()) failType(where, "a whole number");
+  if (value.is_number_unsigned() &&
+      value.get<std::uint64_t>() > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+    failType(where, "a whole number below 2^63");
+  }
+  return value.get<std::int64_t>();
+}
+
+nlohmann::json JsonCodec<int>::encode(int value) { return value; }
+
+int JsonCodec<int>::decode(const nlohmann::json& value, const std::string& where) {
+  const std::int64_t wide = JsonCodec<std::int64_t>::decode(value, where);
+  if (wide < std::numeric_limits<int>::min() || wide > std::numeric_limits<int>::max()) {
+    failType(where, "a whole number of at most 32 bits");
+  }
+  return static_cast<int>(wide);
+}
+
+nlohmann::json JsonCodec<std::uint64_t>::encode(std::uint64_t value) { return value; }
+
+std::uint64_t JsonCodec<std::uint64_t>::decode(const nlohmann::json& value, const std::string& where) {
+  if (!value.is_number_unsigned()) failType(where, "a whole number that is not negative");
+  return value.get<std::uint64_t>();
+}
+
+nlohmann::json JsonCodec<TimePoint>::encode(TimePoint time) { return iso8601(time); }
+
+TimePoint JsonCodec<TimePoint>::decode(const nlohmann::json& value, const std::string& where) {
+  const auto time = value.is_string() ? fromIso8601(value.get_ref<const std::string&>()) : std::nullopt;
+  if (!time) failType(where, "a date such as \"2026-03-14T10:15:00Z\"");
+  return *time;
+}
+
+void requireArray(const nlohmann::json& value, const std::string& where) {
+  if (!value.is_array()) failType(where, "an array");
+}
+
+void requireObject(const nlohmann::json& value, const std::string& where) {
+  if (!value.is_object()) failType(where, "an object");
+}
+
+JsonObjectReader::JsonObjectReader(const nlohmann::json& object, std::string where)
+    : object_(object), where_(std::move(where)) {
+  requireObject(object_, where_);
+}
+
+const nlohmann::json* JsonObjectReader::find(const char* key) const {
+  const auto field = object_.find(key);
+  return field == object_.end() || field->is_null() ? nullptr : &*field;
+}
+
+std::string JsonObjectReader::place(std::string_view key) const { return fmt::format("{}.{}", where_, key); }
+
+std::optional<std::string> JsonObjectReader::optionalBytes(const char* key) const {
+  const std::string exactKey = std::string(key) + "Bytes";
+  if (const auto exact = optional<std::string>(exactKey.c_str())) {
+    if (auto bytes = base64Decoded(*exact)) return bytes;
+    failType(place(exactKey), "base64");
+  }
+  return optional<std::string>(key);
+}
+
+std::string JsonObjectReader::requiredBytes(const char* key) const {
+  if (auto bytes = optionalBytes(key)) return *bytes;
+  return required<std::string>(key);
+}
+
+void putBytes(nlohmann::json& object, const char* key, const std::string& bytes) {
+  object[key] = JsonCodec<std::string>::encode(bytes);
+  if (!isValidUtf8(bytes)) object[std::string(key) + "Bytes"] = base64Encoded(bytes);
+}
+
+}  // namespace tidra

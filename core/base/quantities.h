@@ -1,0 +1,24 @@
+// Sizes and ages as people write them on a command line.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string_view>
+
+namespace tidra {
+
+/// Bytes of "500", "500KB", "10M", "1.5G", "2TiB" (powers of 1024, any letter case). Throws InputError naming the text.
+std::int64_t parseSize(std::string_view text);
+
+/// An age: "30d", "8w" are days, "6mo", "1y" are calendar months.
+struct Age {
+  int months = 0;
+  std::chrono::days days{0};
+
+  bool operator==(const Age&) const = default;
+};
+
+/// Throws InputError naming the text.
+Age parseAge(std::string_view text);
+
+}  // namespace tidra

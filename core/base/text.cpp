@@ -1,0 +1,200 @@
+#include "core/base/text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+namespace tidra {
+namespace {
+
+constexpr std::string_view whiteSpace = " \t\r\n\v\f";
+constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
+
+struct Scalar {
+  char32_t value = 0;
+  std::size_t length = 0;  // bytes; 0 for a malformed sequence
+};
+
+bool isContinuation(unsigned char byte) { return (byte & 0xC0U) == 0x80U; }
+
+/// The scalar at the start of `bytes`, which is not empty.
+Scalar decodeScalar(std::string_view bytes) {
+  const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+  const unsigned char lead = byteAt(0);
+  if (lead < 0x80) return {lead, 1};
+  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+  if (lead < 0xC2 || lead > 0xF4 || bytes.size() < length) return {};
+  char32_t value = lead & (0xFFU >> (length + 1));
+  for (std::size_t i = 1; i < length; ++i) {
+    if (!isContinuation(byteAt(i))) return {};
+    value = (value << 6U) | (byteAt(i) & 0x3FU);
+  }
+  constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
+  const bool surrogate = value >= 0xD800 && value <= 0xDFFF;
+  if (value < smallest[length] || surrogate || value > 0x10FFFF) return {};
+  return {value, length};
+}
+
+bool isBidirectionalControl(char32_t c) {
+  return (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069) || c == 0x200E || c == 0x200F || c == 0x061C;
+}
+
+bool isControl(char32_t c) { return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029; }
+
+bool isWide(char32_t c) {
+  return (c >= 0x1100 && c <= 0x115F) || (c >= 0x2E80 && c <= 0xA4CF) || (c >= 0xAC00 && c <= 0xD7A3) ||
+         (c >= 0xF900 && c <= 0xFAFF) || (c >= 0xFE30 && c <= 0xFE6F) || (c >= 0xFF00 && c <= 0xFF60) ||
+         (c >= 0xFFE0 && c <= 0xFFE6) || (c >= 0x1F300 && c <= 0x1F64F) || (c >= 0x1F900 && c <= 0x1F9FF) ||
+         (c >= 0x20000 && c <= 0x3FFFD);
+}
+
+bool isCombining(char32_t c) {
+  return (c >= 0x0300 && c <= 0x036F) || (c >= 0x200B && c <= 0x200D) || (c >= 0xFE00 && c <= 0xFE0F);
+}
+
+std::string escapedControl(char32_t c) {
+  switch (c) {
+    case '\n': return "\\n";
+    case '\r': return "\\r";
+    case '\t': return "\\t";
+    default: return c < 0x100 ? fmt::format("\\x{:02x}", static_cast<unsigned>(c))
+                              : fmt::format("\\u{:04x}", static_cast<unsigned>(c));
+  }
+}
+
+}  // namespace
+
+std::string_view trimmed(std::string_view text) {
+  const auto first = text.find_first_not_of(whiteSpace);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(whiteSpace) - first + 1);
+}
+
+std::vector<std::string_view> split(std::string_view text, char separator) {
+  std::vector<std::string_view> pieces;
+  for (std::size_t start = 0;;) {
+    const auto end = text.find(separator, start);
+    pieces.push_back(text.substr(start, end - start));
+    if (end == std::string_view::npos) return pieces;
+    start = end + 1;
+  }
+}
+
+std::vector<std::string_view> splitNonEmpty(std::string_view text, char separator) {
+  auto pieces = split(text, separator);
+  std::erase_if(pieces, [](std::string_view piece) { return piece.empty(); });
+  return pieces;
+}
+
+std::string joined(const std::vector<std::string>& pieces, std::string_view separator) {
+  return fmt::format("{}", fmt::join(pieces, separator));
+}
+
+std::string asciiLowered(std::string_view text) {
+  std::string lowered(text);
+  for (char& c : lowered) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return lowered;
+}
+
+bool isValidUtf8(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const Scalar scalar = decodeScalar(bytes);
+    if (scalar.length == 0) return false;
+    bytes.remove_prefix(scalar.length);
+  }
+  return true;
+}
+
+std::string replacingInvalidUtf8(std::string_view bytes) {
+  std::string text;
+  text.reserve(bytes.size());
+  while (!bytes.empty()) {
+    const Scalar scalar = decodeScalar(bytes);
+    text += scalar.length == 0 ? replacementCharacter : bytes.substr(0, scalar.length);
+    bytes.remove_prefix(std::max<std::size_t>(scalar.length, 1));
+  }
+  return text;
+}
+
+std::string escapedForTerminal(std::string_view bytes) {
+  std::string text;
+  text.reserve(bytes.size());
+  while (!bytes.empty()) {
+    const Scalar scalar = decodeScalar(bytes);
+    if (scalar.length == 0) {
+      text += fmt::format("\\x{:02x}", static_cast<unsigned char>(bytes.front()));
+    } else if (isControl(scalar.value) || isBidirectionalControl(scalar.value)) {
+      text += escapedControl(scalar.value);
+    } else {
+      text += bytes.substr(0, scalar.length);
+    }
+    bytes.remove_prefix(std::max<std::size_t>(scalar.length, 1));
+  }
+  return text;
+}
+
+std::size_t displayWidth(std::string_view utf8) {
+  std::size_t width = 0;
+  while (!utf8.empty()) {
+    const Scalar scalar = decodeScalar(utf8);
+    if (scalar.length == 0) {
+      ++width;
+    } else if (!isCombining(scalar.value)) {
+      width += isWide(scalar.value) ? 2 : 1;
+    }
+    utf8.remove_prefix(std::max<std::size_t>(scalar.length, 1));
+  }
+  return width;
+}
+
+namespace {
+constexpr std::string_view base64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+}
+
+std::string base64Encoded(std::string_view bytes) {
+  std::string text;
+  text.reserve((bytes.size() + 2) / 3 * 4);
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    const auto byteAt = [&](std::size_t k) -> std::uint32_t {
+      return k < bytes.size() ? static_cast<unsigned char>(bytes[k]) : 0;
+    };
+    const std::uint32_t group = (byteAt(i) << 16U) | (byteAt(i + 1) << 8U) | byteAt(i + 2);
+    text += base64Digits[(group >> 18U) & 63U];
+    text += base64Digits[(group >> 12U) & 63U];
+    text += i + 1 < bytes.size() ? base64Digits[(group >> 6U) & 63U] : '=';
+    text += i + 2 < bytes.size() ? base64Digits[group & 63U] : '=';
+  }
+  return text;
+}
+
+std::optional<std::string> base64Decoded(std::string_view text) {
+  if (text.size() % 4 != 0) return std::nullopt;
+  std::string bytes;
+  bytes.reserve(text.size() / 4 * 3);
+  for (std::size_t i = 0; i < text.size(); i += 4) {
+    const bool last = i + 4 == text.size();
+    const std::size_t padding = !last ? 0 : text[i + 3] != '=' ? 0 : text[i + 2] != '=' ? 1 : 2;
+    std::uint32_t group = 0;
+    for (std::size_t k = 0; k < 4; ++k) {
+      const auto digit = base64Digits.find(text[i + k]);
+      const bool padded = k >= 4 - padding;
+      if (!padded && digit == std::string_view::npos) return std::nullopt;
+      group = (group << 6U) | (padded ? 0U : static_cast<std::uint32_t>(digit));
+    }
+    for (std::size_t k = 0; k < 3 - padding; ++k) bytes += static_cast<char>((group >> (16U - 8U * k)) & 0xFFU);
+  }
+  return bytes;
+}
+
+bool pathPrecedes(std::string_view left, std::string_view right) {
+  const auto [l, r] = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
+  if (l == left.end() || r == right.end()) return r != right.end();
+  const auto rank = [](char c) { return c == '/' ? 0U : static_cast<unsigned char>(c) + 1U; };
+  return rank(*l) < rank(*r);
+}
+
+}  // namespace tidra

@@ -1,0 +1,78 @@
+#include "core/base/time_point.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+
+namespace tidra {
+namespace {
+
+/// Takes exactly `digits` decimal digits off the front of `text`; none when there are fewer.
+std::optional<int> takeNumber(std::string_view& text, std::size_t digits) {
+  if (text.size() < digits) return std::nullopt;
+  int number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + digits, number);
+  if (error != std::errc{} || end != text.data() + digits || text.front() == '-') return std::nullopt;
+  text.remove_prefix(digits);
+  return number;
+}
+
+bool take(std::string_view& text, char expected) {
+  if (text.empty() || text.front() != expected) return false;
+  text.remove_prefix(1);
+  return true;
+}
+
+void dropFraction(std::string_view& text) {
+  if (!text.starts_with('.')) return;
+  const auto end = text.find_first_not_of("0123456789", 1);
+  text.remove_prefix(end == std::string_view::npos ? text.size() : end);
+}
+
+/// "Z" or "+hh:mm" or "-hh:mm", which must be all that is left.
+std::optional<std::chrono::minutes> takeOffset(std::string_view text) {
+  if (text == "Z") return std::chrono::minutes{0};
+  if (text.size() != 6 || (text.front() != '+' && text.front() != '-')) return std::nullopt;
+  const int sign = text.front() == '-' ? -1 : 1;
+  text.remove_prefix(1);
+  const auto hours = takeNumber(text, 2);
+  if (!hours || !take(text, ':')) return std::nullopt;
+  const auto minutes = takeNumber(text, 2);
+  if (!minutes || *hours > 23 || *minutes > 59) return std::nullopt;
+  return std::chrono::minutes{sign * (*hours * 60 + *minutes)};
+}
+
+}  // namespace
+
+std::string iso8601(TimePoint time) {
+  using namespace std::chrono;
+  const auto day = floor<days>(time);
+  const year_month_day date{day};
+  const hh_mm_ss clock{time - day};
+  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", static_cast<int>(date.year()),
+                     static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), clock.hours().count(),
+                     clock.minutes().count(), clock.seconds().count());
+}
+
+std::optional<TimePoint> fromIso8601(std::string_view text) {
+  using namespace std::chrono;
+  const auto year_ = takeNumber(text, 4);
+  if (!year_ || !take(text, '-')) return std::nullopt;
+  const auto month_ = takeNumber(text, 2);
+  if (!month_ || !take(text, '-')) return std::nullopt;
+  const auto day_ = takeNumber(text, 2);
+  if (!day_ || !take(text, 'T')) return std::nullopt;
+  const auto hour = takeNumber(text, 2);
+  if (!hour || !take(text, ':')) return std::nullopt;
+  const auto minute = takeNumber(text, 2);
+  if (!minute || !take(text, ':')) return std::nullopt;
+  const auto second = takeNumber(text, 2);
+  if (!second || *hour > 23 || *minute > 59 || *second > 60) return std::nullopt;
+  dropFraction(text);
+  const auto offset = takeOffset(text);
+  const year_month_day date{year{*year_}, month{static_cast<unsigned>(*month_)}, day{static_cast<unsigned>(*day_)}};
+  if (!offset || !date.ok()) return std::nullopt;
+  return sys_days{date} + hours{*hour} + minutes{*minute} + seconds{*second} - *offset;
+}
+
+}  // namespace tidra

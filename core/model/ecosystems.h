@@ -1,0 +1,36 @@
+// The ecosystems that can be switched on and off.
+#pragma once
+
+#include <array>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace tidra {
+
+struct TidraEcosystemDescriptor {
+  std::string_view key;
+  std::string_view name;        // for people
+  std::string_view symbolName;  // of the desktop's symbol font
+};
+
+/// In the order of every list that shows them.
+constexpr std::array ecosystemTable{
+    TidraEcosystemDescriptor{"ai", "AI tools / local models", "sparkles"},
+    TidraEcosystemDescriptor{"npm", "Node.js / npm", "cube.box"},
+    TidraEcosystemDescriptor{"py", "Python", "doc.text"},
+    TidraEcosystemDescriptor{"rust", "Rust", "gearshape.2"},
+    TidraEcosystemDescriptor{"ruby", "Ruby", "diamond"},
+    TidraEcosystemDescriptor{"go", "Go", "hare"},
+    TidraEcosystemDescriptor{"java", "Java / Kotlin", "cup.and.saucer"},
+    TidraEcosystemDescriptor{"swift", "Swift / Xcode", "swift"},
+    TidraEcosystemDescriptor{"dotnet", ".NET / NuGet", "chevron.left.forwardslash.chevron.right"},
+    TidraEcosystemDescriptor{"general", "General (logs, .DS_Store, temp)", "folder"},
+};
+
+std::set<std::string> allEcosystemKeys();
+
+/// The name for people; the tag itself when a custom rule made it up.
+std::string ecosystemName(std::string_view key);
+
+}  // namespace tidra

@@ -1,0 +1,108 @@
+// A scan as a document: what the terminal prints with --json, what a policy evaluates, what a fleet report summarises.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/base/json_codec.h"
+#include "core/base/time_point.h"
+#include "core/model/scan_activity_classification.h"
+#include "core/model/scan_aggregate.h"
+#include "core/model/scan_artifact_finding.h"
+#include "core/model/scan_vocabulary.h"
+#include "core/platform/path_resolver.h"
+#include "core/platform/platform.h"
+#include "core/platform/volume_space.h"
+
+namespace tidra {
+
+struct TidraCoreInfo {
+  static constexpr std::string_view version = "1.3.0";
+};
+
+struct TidraReportSchema {
+  static constexpr std::int64_t version = 1;
+};
+
+struct ScanReportItem {
+  std::string id;           // StableID of the path
+  std::string path;         // of the finding
+  std::string displayPath;  // for people: the home folder as "~"
+  std::string label;
+  std::int64_t bytes = 0;
+  ArtifactSafetyTier tier = ArtifactSafetyTier::safe;
+  std::string ecosystem;
+  std::string category;  // key of a system-scan category, "project" or "python"
+  std::string group;     // a project root or a system group root
+  ArtifactSource source = ArtifactSource::projectWalk;
+  std::optional<std::string> ruleID;
+  std::optional<std::string> restoreHint;
+  std::optional<TimePoint> lastActivity;
+  std::optional<std::int64_t> idleDays;     // whole days since lastActivity
+  std::optional<ProjectActivity> activity;  // of the owning project
+
+  static ScanReportItem make(const ScanArtifactFinding& finding, std::string group, const TidraPathResolver& resolver,
+                             std::optional<std::int64_t> idleDays, std::optional<ProjectActivity> activity);
+
+  bool operator==(const ScanReportItem&) const = default;
+};
+
+struct ScanReport {
+  std::int64_t schemaVersion = TidraReportSchema::version;
+  std::string tidraVersion;
+  std::string catalogVersion;
+  TimePoint generatedAt{};
+  std::string host;
+  TidraPlatform platform = TidraPlatform::linux;
+  std::string scanRoot;  // several roots are joined with ", "
+  std::string home;
+  double durationSeconds = 0;
+  bool partial = false;  // cancelled or cut short
+  std::int64_t totalBytes = 0;
+  std::map<std::string, std::int64_t> bytesByTier;
+  std::map<std::string, std::int64_t> bytesByCategory;
+  std::map<std::string, std::int64_t> bytesByEcosystem;
+  std::int64_t projectCount = 0;
+  std::optional<TidraVolumeSpaceReader::Space> volume;  // of the scan root; absent when it cannot be read
+  std::vector<ScanReportItem> items;
+
+  /// What a report takes besides its findings.
+  struct Circumstances {
+    std::string catalogVersion;
+    TimePoint generatedAt{};
+    std::string host;
+    TidraPlatform platform = TidraPlatform::linux;
+    std::string scanRoot;
+    double durationSeconds = 0;
+    bool partial = false;
+    std::optional<TidraVolumeSpaceReader::Space> volume;
+    ActivityThresholds thresholds;
+  };
+
+  /// One item per finding, in their order.
+  static ScanReport make(const std::vector<ScanArtifactFinding>& findings, const ScanAggregate& aggregate,
+                         const TidraPathResolver& resolver, const Circumstances& circumstances);
+
+  bool operator==(const ScanReport&) const = default;
+};
+
+template <>
+struct JsonCodec<ScanReportItem> {
+  static nlohmann::json encode(const ScanReportItem& item);
+  static ScanReportItem decode(const nlohmann::json& value, const std::string& where);
+};
+
+template <>
+struct JsonCodec<ScanReport> {
+  static nlohmann::json encode(const ScanReport& report);
+  static ScanReport decode(const nlohmann::json& value, const std::string& where);
+};
+
+/// The report as JSON text, byte for byte what jsonText gives for its encoding, but built item by item: a report with
+/// very many items is never held a second time as a tree of JSON values.
+std::string reportText(const ScanReport& report);
+
+}  // namespace tidra

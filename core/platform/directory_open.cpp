@@ -1,0 +1,56 @@
+// Opening folders by descriptor and name, the same on every platform.
+#include <fcntl.h>
+
+#include <array>
+#include <climits>
+
+#include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+constexpr int openFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+
+/// As much of `path` as one system call takes, cut at a "/"; the rest stays in `path`.
+std::string takePiece(std::string_view& path) {
+  constexpr std::size_t longest = 1000;
+  std::size_t end = path.size();
+  if (path.size() > longest) {
+    const auto slash = path.rfind('/', longest);
+    if (slash != std::string_view::npos && slash > 0) end = slash;
+  }
+  std::string piece(path.substr(0, end));
+  path.remove_prefix(end);
+  while (path.starts_with('/')) path.remove_prefix(1);
+  return piece;
+}
+
+}  // namespace
+
+Outcome<FileDescriptor> openDirectory(std::string_view path) {
+  FileDescriptor current;
+  do {
+    const std::string piece = takePiece(path);
+    const int parent = current ? current.get() : AT_FDCWD;
+    FileDescriptor next(::openat(parent, piece.c_str(), openFlags));
+    if (!next) return lastSystemError();
+    current = std::move(next);
+  } while (!path.empty());
+  return current;
+}
+
+Outcome<FileDescriptor> openSubdirectory(int parent, const char* name) {
+  FileDescriptor opened(::openat(parent, name, openFlags | O_NOFOLLOW));
+  if (!opened) return lastSystemError();
+  return opened;
+}
+
+Outcome<EntryFacts> pathFacts(std::string_view path) {
+  if (path.size() < PATH_MAX) return entryFacts(AT_FDCWD, std::string(path).c_str());
+  const auto parent = openDirectory(parentPath(path));
+  if (!parent) return parent.failure();
+  return entryFacts(parent->get(), std::string(lastPathComponent(path)).c_str());
+}
+
+}  // namespace tidra

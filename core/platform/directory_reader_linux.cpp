@@ -1,0 +1,117 @@
+// getdents64 and statx, called directly: one large batch of names per call, and only the attributes that are needed.
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/sysmacros.h>
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+
+#include "core/platform/directory_reader.h"
+
+namespace tidra {
+namespace {
+
+constexpr std::size_t bufferBytes = 64 * 1024;
+constexpr unsigned factsMask = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_INO;
+
+/// The record that getdents64 fills in.
+struct RawEntry {
+  std::uint64_t inode;
+  std::int64_t offset;
+  unsigned short length;
+  unsigned char type;
+  char name[1];
+};
+
+EntryType typeOfMode(unsigned mode) {
+  if (S_ISDIR(mode)) return EntryType::directory;
+  if (S_ISREG(mode)) return EntryType::regularFile;
+  return S_ISLNK(mode) ? EntryType::symbolicLink : EntryType::other;
+}
+
+EntryType typeOfListing(unsigned char type) {
+  switch (type) {
+    case DT_DIR: return EntryType::directory;
+    case DT_REG: return EntryType::regularFile;
+    case DT_LNK: return EntryType::symbolicLink;
+    default: return EntryType::other;
+  }
+}
+
+bool isDotOrDotDot(const char* name) {
+  return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
+Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
+  struct statx status {};
+  if (::statx(parent, name, flags | AT_NO_AUTOMOUNT, factsMask, &status) != 0) return lastSystemError();
+  return EntryFacts{.type = typeOfMode(status.stx_mode),
+                    .sizeBytes = status.stx_size,
+                    .modified = TimePoint{std::chrono::seconds{status.stx_mtime.tv_sec}},
+                    .device = makedev(status.stx_dev_major, status.stx_dev_minor),
+                    .inode = status.stx_ino};
+}
+
+}  // namespace
+
+Outcome<std::uint64_t> fileSize(int parent, const char* name) {
+  struct statx status;
+  if (::statx(parent, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_SIZE, &status) != 0) return lastSystemError();
+  return status.stx_size;
+}
+
+Outcome<EntryFacts> entryFacts(int parent, const char* name) {
+  return factsWithFlags(parent, name, AT_SYMLINK_NOFOLLOW);
+}
+
+Outcome<EntryFacts> followedEntryFacts(int parent, const char* name) { return factsWithFlags(parent, name, 0); }
+
+struct DirectoryReader::State {
+  alignas(RawEntry) std::array<std::byte, bufferBytes> buffer;
+  std::size_t filled = 0;
+  std::size_t position = 0;
+  int descriptor = -1;
+  std::error_code failure;
+
+  bool refill() {
+    const long count = ::syscall(SYS_getdents64, descriptor, buffer.data(), buffer.size());
+    if (count < 0) failure = lastSystemError();
+    filled = count > 0 ? static_cast<std::size_t>(count) : 0;
+    position = 0;
+    return count > 0;
+  }
+};
+
+DirectoryReader::DirectoryReader() : state_(std::make_unique_for_overwrite<State>()) {}
+DirectoryReader::~DirectoryReader() = default;
+DirectoryReader::DirectoryReader(DirectoryReader&&) noexcept = default;
+
+void DirectoryReader::start(int descriptor) {
+  state_->descriptor = descriptor;
+  state_->filled = state_->position = 0;
+  state_->failure = {};
+}
+
+bool DirectoryReader::next(DirectoryEntry& entry) {
+  for (;;) {
+    if (state_->position >= state_->filled && !state_->refill()) return false;
+    const auto* raw = reinterpret_cast<const RawEntry*>(state_->buffer.data() + state_->position);
+    state_->position += raw->length;
+    const char* name = reinterpret_cast<const char*>(raw) + offsetof(RawEntry, name);
+    if (isDotOrDotDot(name)) continue;
+    entry.name = name;
+    entry.type = typeOfListing(raw->type);
+    if (raw->type == DT_UNKNOWN) {
+      const auto facts = entryFacts(state_->descriptor, name);
+      entry.type = facts ? facts->type : EntryType::other;
+    }
+    return true;
+  }
+}
+
+std::error_code DirectoryReader::failure() const { return state_->failure; }
+
+}  // namespace tidra

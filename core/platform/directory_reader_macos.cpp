@@ -1,0 +1,99 @@
+// Not run on any machine but a Mac, and so far untested.
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "core/platform/directory_reader.h"
+
+namespace tidra {
+namespace {
+
+EntryType typeOfMode(unsigned mode) {
+  if (S_ISDIR(mode)) return EntryType::directory;
+  if (S_ISREG(mode)) return EntryType::regularFile;
+  return S_ISLNK(mode) ? EntryType::symbolicLink : EntryType::other;
+}
+
+Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
+  struct stat status {};
+  if (::fstatat(parent, name, &status, flags) != 0) return lastSystemError();
+  return EntryFacts{.type = typeOfMode(status.st_mode),
+                    .sizeBytes = static_cast<std::uint64_t>(status.st_size),
+                    .modified = TimePoint{std::chrono::seconds{status.st_mtimespec.tv_sec}},
+                    .device = static_cast<std::uint64_t>(status.st_dev),
+                    .inode = static_cast<std::uint64_t>(status.st_ino)};
+}
+
+}  // namespace
+
+Outcome<std::uint64_t> fileSize(int parent, const char* name) {
+  const auto facts = entryFacts(parent, name);
+  if (!facts) return facts.failure();
+  return facts->sizeBytes;
+}
+
+Outcome<EntryFacts> entryFacts(int parent, const char* name) {
+  return factsWithFlags(parent, name, AT_SYMLINK_NOFOLLOW);
+}
+
+Outcome<EntryFacts> followedEntryFacts(int parent, const char* name) { return factsWithFlags(parent, name, 0); }
+
+struct DirectoryReader::State {
+  DIR* stream = nullptr;
+  int descriptor = -1;
+  std::error_code failure;
+
+  ~State() { close(); }
+  void close() {
+    if (stream != nullptr) ::closedir(stream);
+    stream = nullptr;
+  }
+};
+
+DirectoryReader::DirectoryReader() : state_(std::make_unique<State>()) {}
+DirectoryReader::~DirectoryReader() = default;
+DirectoryReader::DirectoryReader(DirectoryReader&&) noexcept = default;
+
+void DirectoryReader::start(int descriptor) {
+  state_->close();
+  state_->failure = {};
+  state_->descriptor = descriptor;
+  const int copy = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+  state_->stream = copy < 0 ? nullptr : ::fdopendir(copy);
+  if (state_->stream == nullptr) {
+    state_->failure = lastSystemError();
+    if (copy >= 0) ::close(copy);
+  } else {
+    ::rewinddir(state_->stream);
+  }
+}
+
+bool DirectoryReader::next(DirectoryEntry& entry) {
+  while (state_->stream != nullptr) {
+    errno = 0;
+    const dirent* raw = ::readdir(state_->stream);
+    if (raw == nullptr) {
+      if (errno != 0) state_->failure = lastSystemError();
+      return false;
+    }
+    entry.name = {raw->d_name, raw->d_namlen};
+    if (entry.name == "." || entry.name == "..") continue;
+    switch (raw->d_type) {
+      case DT_DIR: entry.type = EntryType::directory; break;
+      case DT_REG: entry.type = EntryType::regularFile; break;
+      case DT_LNK: entry.type = EntryType::symbolicLink; break;
+      case DT_UNKNOWN: {
+        const auto facts = entryFacts(state_->descriptor, raw->d_name);
+        entry.type = facts ? facts->type : EntryType::other;
+        break;
+      }
+      default: entry.type = EntryType::other;
+    }
+    return true;
+  }
+  return false;
+}
+
+std::error_code DirectoryReader::failure() const { return state_->failure; }
+
+}  // namespace tidra

@@ -1,0 +1,15 @@
+// Who this machine is.
+#pragma once
+
+#include <string>
+
+#include "core/platform/path_resolver.h"
+
+namespace tidra {
+
+struct TidraHost {
+  /// The environment's TIDRA_HOSTNAME when it is not empty, else the operating system's host name, else "unknown-host".
+  static std::string name(const Environment& environment);
+};
+
+}  // namespace tidra

@@ -1,0 +1,295 @@
+// A run goes: two pipes, spawn into a group of its own, one poll loop over both pipes and the exit notice, then either the exit
+// status with what the pipes held, or the end of the whole group at the time-out. One thread reads both pipes as they fill, so
+// a child can never stall on one while we wait for the other.
+#include "core/platform/process_runner.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+
+#include "core/base/errors.h"
+#include "core/base/text.h"
+#include "core/platform/file_descriptor.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+#include "core/platform/process_exit.h"
+
+extern char** environ;
+
+namespace tidra {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds readersAfterExit{2000};
+constexpr milliseconds readersAfterKill{800};
+constexpr milliseconds politeTermination{200};
+constexpr milliseconds cancelPoll{25};
+constexpr milliseconds exitPoll{5};  // only where the kernel gives no exit notice
+
+struct Pipe {
+  FileDescriptor read;
+  FileDescriptor write;
+};
+
+Pipe makePipe() {
+  std::array<int, 2> ends{-1, -1};
+#ifdef __linux__
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) return {};
+#else
+  if (::pipe(ends.data()) != 0) return {};
+  for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+#endif
+  Pipe pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+  ::fcntl(pipe.read.get(), F_SETFL, O_NONBLOCK);
+  return pipe;
+}
+
+/// The argument or environment vector in the shape that the system wants; borrows the strings.
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+  std::vector<char*> list;
+  for (std::string& text : texts) list.push_back(text.data());
+  list.push_back(nullptr);
+  return list;
+}
+
+/// Owns the spawn settings: standard streams, working folder, process group, signals as a fresh program expects them.
+class SpawnSettings {
+ public:
+  SpawnSettings(const ProcessRunner::Command& command, const Pipe& out, const Pipe& err) {
+    ::posix_spawn_file_actions_init(&actions_);
+    ::posix_spawnattr_init(&attributes_);
+    check(::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
+    check(::posix_spawn_file_actions_adddup2(&actions_, out.write.get(), STDOUT_FILENO));
+    check(::posix_spawn_file_actions_adddup2(&actions_, err.write.get(), STDERR_FILENO));
+    if (command.currentDirectory) {
+      check(::posix_spawn_file_actions_addchdir_np(&actions_, command.currentDirectory->c_str()));
+    }
+    short flags = POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
+    // Our own descriptors are all close-on-exec; these catch what a library may have opened otherwise.
+#ifdef POSIX_SPAWN_CLOEXEC_DEFAULT
+    flags |= POSIX_SPAWN_CLOEXEC_DEFAULT;
+#elif defined(__GLIBC__) && __GLIBC_PREREQ(2, 34)
+    check(::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1));
+#endif
+    sigset_t none;
+    sigset_t defaults;
+    ::sigemptyset(&none);
+    ::sigemptyset(&defaults);
+    for (const int signal : {SIGINT, SIGTERM, SIGPIPE, SIGHUP, SIGQUIT, SIGCHLD}) ::sigaddset(&defaults, signal);
+    check(::posix_spawnattr_setflags(&attributes_, flags));
+    check(::posix_spawnattr_setpgroup(&attributes_, 0));
+    check(::posix_spawnattr_setsigmask(&attributes_, &none));
+    check(::posix_spawnattr_setsigdefault(&attributes_, &defaults));
+  }
+  ~SpawnSettings() {
+    ::posix_spawn_file_actions_destroy(&actions_);
+    ::posix_spawnattr_destroy(&attributes_);
+  }
+  SpawnSettings(const SpawnSettings&) = delete;
+  SpawnSettings& operator=(const SpawnSettings&) = delete;
+
+  /// The child's process id; none when it could not be started.
+  std::optional<pid_t> spawn(const std::string& executable, char* const* arguments, char* const* environment) const {
+    pid_t child = 0;
+    if (!usable_ || ::posix_spawn(&child, executable.c_str(), &actions_, &attributes_, arguments, environment) != 0) {
+      return std::nullopt;
+    }
+    return child;
+  }
+
+ private:
+  void check(int failure) { usable_ = usable_ && failure == 0; }
+
+  posix_spawn_file_actions_t actions_{};
+  posix_spawnattr_t attributes_{};
+  bool usable_ = true;
+};
+
+/// A started child. Ends its whole group unless it has ended by itself, and reaps it.
+class Child {
+ public:
+  explicit Child(pid_t process) : process_(process), exitNotice_(openExitNotice(process)) {}
+  ~Child() {
+    end();
+    reap();
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  /// Looks without reaping, so that the process id, which is also the group's, cannot be given to another process yet.
+  bool hasEnded() const {
+    siginfo_t info{};
+    return reaped_ || (::waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+                       info.si_pid == process_);
+  }
+
+  const FileDescriptor& exitNotice() const { return exitNotice_; }
+
+  /// Asks the group to end, then kills what is left of it.
+  void end() {
+    if (hasEnded()) return;
+    ::kill(-process_, SIGTERM);
+    const auto patience = Clock::now() + politeTermination;
+    while (!hasEnded() && Clock::now() < patience) waitForExit(exitPoll);
+    ::kill(-process_, SIGKILL);
+  }
+
+  /// Waits for the end and gives the exit status.
+  std::int32_t reap() {
+    int raw = 0;
+    while (!reaped_ && ::waitpid(process_, &raw, 0) < 0 && errno == EINTR) {
+    }
+    reaped_ = true;
+    return WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+  }
+
+ private:
+  void waitForExit(milliseconds most) const {
+    pollfd notice{exitNotice_.get(), POLLIN, 0};
+    ::poll(&notice, exitNotice_ ? 1 : 0, static_cast<int>(most.count()));
+  }
+
+  pid_t process_;
+  FileDescriptor exitNotice_;
+  bool reaped_ = false;
+};
+
+/// What a pipe has given so far.
+class PipeReader {
+ public:
+  explicit PipeReader(FileDescriptor source) : source_(std::move(source)) {}
+
+  bool isOpen() const { return static_cast<bool>(source_); }
+  int descriptor() const { return source_.get(); }
+  const std::string& bytes() const { return bytes_; }
+  bool overflowed() const { return bytes_.size() > ProcessRunner::outputLimitBytes; }
+
+  /// Takes what is there without waiting; closes the pipe at its end.
+  void drain() {
+    std::array<char, 16 * 1024> chunk;
+    while (source_ && !overflowed()) {
+      const auto count = ::read(source_.get(), chunk.data(), chunk.size());
+      if (count > 0) {
+        bytes_.append(chunk.data(), static_cast<std::size_t>(count));
+      } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
+        source_.reset();
+      } else if (errno == EAGAIN) {
+        return;
+      }
+    }
+  }
+
+ private:
+  FileDescriptor source_;
+  std::string bytes_;
+};
+
+/// Waits until a pipe, or the exit notice when one is given, has something to tell, at most for `most`.
+void waitForNews(std::array<PipeReader*, 2> readers, const FileDescriptor* exitNotice, milliseconds most) {
+  std::array<pollfd, 3> watched{};
+  nfds_t count = 0;
+  for (const PipeReader* reader : readers) {
+    if (reader->isOpen()) watched[count++] = {reader->descriptor(), POLLIN, 0};
+  }
+  if (exitNotice != nullptr && *exitNotice) watched[count++] = {exitNotice->get(), POLLIN, 0};
+  ::poll(watched.data(), count, static_cast<int>(std::max<milliseconds::rep>(most.count(), 0)));
+  for (PipeReader* reader : readers) reader->drain();
+}
+
+/// Reads what is left in the pipes; something that outlived the child may hold them open, so not for ever.
+void finishReading(std::array<PipeReader*, 2> readers, milliseconds most) {
+  const auto deadline = Clock::now() + most;
+  for (;;) {
+    const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
+    const bool anyOpen = readers[0]->isOpen() || readers[1]->isOpen();
+    const bool overflowed = readers[0]->overflowed() || readers[1]->overflowed();
+    if (!anyOpen || overflowed || left.count() <= 0) return;
+    waitForNews(readers, nullptr, left);
+  }
+}
+
+/// True when the child ended by itself before the deadline, the cancelling or the output limit.
+bool superviseUntilEnd(Child& child, std::array<PipeReader*, 2> readers, const ProcessRunner::Command& command) {
+  constexpr double longestSeconds = 1e9;
+  const auto timeout = std::chrono::duration<double>(std::clamp(command.timeoutSeconds, 0.0, longestSeconds));
+  const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout);
+  milliseconds longestWait = std::chrono::hours{1};
+  if (command.shouldCancel) longestWait = cancelPoll;
+  if (!child.exitNotice()) longestWait = exitPoll;
+  for (;;) {
+    if (child.hasEnded()) return true;
+    const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
+    if (left.count() <= 0 || (command.shouldCancel && command.shouldCancel())) return false;
+    if (readers[0]->overflowed() || readers[1]->overflowed()) return false;
+    waitForNews(readers, &child.exitNotice(), std::min(left, longestWait));
+  }
+}
+
+std::vector<std::string> environmentTexts(const Environment& environment) {
+  std::vector<std::string> texts;
+  for (const auto& [name, value] : environment) texts.push_back(name + "=" + value);
+  return texts;
+}
+
+bool everyoneMayWrite(const std::string& folder) {
+  struct stat status {};
+  return ::stat(folder.c_str(), &status) != 0 || (status.st_mode & S_IWOTH) != 0;
+}
+
+}  // namespace
+
+std::optional<ProcessRunner::Result> ProcessRunner::run(const Command& command) {
+  Pipe out = makePipe();
+  Pipe err = makePipe();
+  if (!out.write || !err.write || !command.executablePath.starts_with('/')) return std::nullopt;
+
+  std::vector<std::string> arguments{command.executablePath};
+  arguments.insert(arguments.end(), command.arguments.begin(), command.arguments.end());
+  std::vector<std::string> environment;
+  if (command.environment) environment = environmentTexts(*command.environment);
+  const auto started = SpawnSettings(command, out, err)
+                           .spawn(command.executablePath, pointers(arguments).data(),
+                                  command.environment ? pointers(environment).data() : environ);
+  out.write.reset();
+  err.write.reset();
+  if (!started) return std::nullopt;
+
+  Child child(*started);
+  PipeReader outReader(std::move(out.read));
+  PipeReader errReader(std::move(err.read));
+  const std::array readers{&outReader, &errReader};
+  if (!superviseUntilEnd(child, readers, command)) {
+    child.end();
+    finishReading(readers, readersAfterKill);
+    return std::nullopt;
+  }
+  const std::int32_t status = child.reap();
+  finishReading(readers, readersAfterExit);
+  return Result{status, std::string(trimmed(outReader.bytes())), std::string(trimmed(errReader.bytes()))};
+}
+
+std::optional<std::string> ProcessRunner::which(const std::string& tool, const Environment& environment) {
+  const auto path = environment.find("PATH");
+  const std::string searched =
+      (path == environment.end() ? std::string("/usr/bin:/bin:/usr/local/bin") : path->second) +
+      ":/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:/snap/bin";
+  for (const std::string_view piece : splitNonEmpty(searched, ':')) {
+    const std::string folder(piece);
+    if (!folder.starts_with('/') || everyoneMayWrite(folder)) continue;
+    std::string candidate = joinedPath(folder, tool);
+    if (isExecutableFile(candidate)) return candidate;
+  }
+  return std::nullopt;
+}
+
+}  // namespace tidra

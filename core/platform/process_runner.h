@@ -1,0 +1,49 @@
+// External command-line tools: finding them and running them with a hard time-out. No shell is ever involved.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/platform/path_resolver.h"
+
+namespace tidra {
+
+struct ProcessRunner {
+  /// The outcome of a command that ran to its end.
+  struct Result {
+    std::int32_t status = 0;  // exit status; 128 + the signal's number for a command that a signal ended
+    std::string stdout_;      // without leading and trailing white space; bytes as the tool wrote them
+    std::string stderr_;
+
+    bool operator==(const Result&) const = default;
+  };
+
+  struct Command {
+    std::string executablePath;  // absolute
+    std::vector<std::string> arguments = {};  // without the program name
+    std::optional<std::string> currentDirectory = {};
+    std::optional<Environment> environment = {};  // absent: this process's own
+    double timeoutSeconds = 0;
+    /// Polled while the command runs; true ends the command as the time-out does. Absent: never.
+    std::function<bool()> shouldCancel = {};
+  };
+
+  /// More output than this on one pipe ends the command, so that an endless writer cannot fill the memory.
+  static constexpr std::size_t outputLimitBytes = 64 * 1024 * 1024;
+
+  /// Runs a command in a process group of its own with standard input empty and no other descriptor of ours. Blocks until it
+  /// ends, at most the time-out and one second (two, when the command ended but something still holds its pipes). None when
+  /// it could not be started or had to be ended. Never throws. Call from any thread.
+  static std::optional<Result> run(const Command& command);
+
+  /// The absolute path of an executable: the folders of the environment's PATH ("/usr/bin:/bin:/usr/local/bin" when unset),
+  /// then the usual places. Folders that are relative or that every user may write to are passed over, since anyone could
+  /// plant a tool there. None when there is no such tool.
+  static std::optional<std::string> which(const std::string& tool, const Environment& environment);
+};
+
+}  // namespace tidra

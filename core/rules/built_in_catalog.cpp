@@ -1,0 +1,23 @@
+#include <cstdio>
+#include <cstdlib>
+
+#include "core/rules/rule_catalog.h"
+
+namespace tidra {
+
+/// The bytes of built_in_catalog.json, compiled in.
+extern const std::string_view builtInCatalogText;
+
+const RuleCatalog& RuleCatalog::builtIn() {
+  static const RuleCatalog catalog = [] {
+    try {
+      return load(builtInCatalogText);
+    } catch (const std::exception& error) {
+      std::fprintf(stderr, "Built-in rule catalog is invalid: %s\n", error.what());
+      std::abort();
+    }
+  }();
+  return catalog;
+}
+
+}  // namespace tidra

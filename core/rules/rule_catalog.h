@@ -1,0 +1,167 @@
+// What the scanners look for, as data: project folders that are artefacts, fixed locations of tools, folders that are never
+// entered. docs/rules.md is the format's document.
+#pragma once
+
+#include <array>
+#include <map>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/base/enum_table.h"
+#include "core/base/json_codec.h"
+#include "core/model/scan_vocabulary.h"
+#include "core/platform/platform.h"
+
+namespace tidra {
+
+/// A folder kind that the project walk reports.
+struct ProjectArtifactRule {
+  /// Project files that decide the ecosystem. A file entry with "*", "?" or "[" is a shell-style pattern.
+  struct Marker {
+    std::string ecosystem;
+    std::vector<std::string> files;
+
+    bool operator==(const Marker&) const = default;
+  };
+
+  std::string id;
+  std::string folderName;                 // exact name of the artefact
+  std::optional<std::string> parentName;  // exact name that its parent folder must have
+  std::string label;
+  std::string ecosystem = "general";
+  ArtifactSafetyTier tier = ArtifactSafetyTier::safe;
+  std::optional<std::string> restoreHint;
+  std::vector<Marker> markers;
+  bool requireMarker = false;
+  std::vector<TidraPlatform> platforms;  // empty: every platform
+
+  bool appliesTo(TidraPlatform platform) const;
+
+  bool operator==(const ProjectArtifactRule&) const = default;
+};
+
+/// A fixed location that the system probes measure.
+struct SystemPathRule {
+  enum class Mode { directory, children };
+  enum class Kind { directory, file };
+  enum class Activity { none, self, newestChild };
+
+  std::string id;
+  std::string category;
+  std::string label;
+  std::string ecosystem = "general";
+  ArtifactSafetyTier tier = ArtifactSafetyTier::safe;
+  std::optional<std::string> restoreHint;
+  std::map<std::string, std::vector<std::string>> paths;  // platform key → path templates
+  Mode mode = Mode::directory;                            // children: each entry inside is a finding of its own
+  Kind kind = Kind::directory;
+  Activity activity = Activity::none;     // where the date of last activity comes from
+  std::optional<std::string> childLabel;  // label pattern with "{name}" and "{parent}"
+
+  bool operator==(const SystemPathRule&) const = default;
+};
+
+template <>
+struct EnumTable<SystemPathRule::Mode> {
+  static constexpr std::string_view name = "mode";
+  static constexpr std::array rows{
+      EnumRow<SystemPathRule::Mode>{SystemPathRule::Mode::directory, "directory"},
+      EnumRow<SystemPathRule::Mode>{SystemPathRule::Mode::children, "children"},
+  };
+};
+
+template <>
+struct EnumTable<SystemPathRule::Kind> {
+  static constexpr std::string_view name = "kind";
+  static constexpr std::array rows{
+      EnumRow<SystemPathRule::Kind>{SystemPathRule::Kind::directory, "directory"},
+      EnumRow<SystemPathRule::Kind>{SystemPathRule::Kind::file, "file"},
+  };
+};
+
+template <>
+struct EnumTable<SystemPathRule::Activity> {
+  static constexpr std::string_view name = "activity";
+  static constexpr std::array rows{
+      EnumRow<SystemPathRule::Activity>{SystemPathRule::Activity::none, "none"},
+      EnumRow<SystemPathRule::Activity>{SystemPathRule::Activity::self, "self"},
+      EnumRow<SystemPathRule::Activity>{SystemPathRule::Activity::newestChild, "newestChild"},
+  };
+};
+
+/// A catalog was decoded but cannot be used. what() is the sentence for people.
+class RuleCatalogError : public std::runtime_error {
+ public:
+  enum class Kind { unsupportedSchema, duplicateID, invalidRule };
+
+  static RuleCatalogError unsupportedSchema(int version);
+  static RuleCatalogError duplicateID(const std::string& id);
+  static RuleCatalogError invalidRule(const std::string& id, const std::string& reason);
+
+  Kind kind() const { return kind_; }
+
+ private:
+  RuleCatalogError(Kind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}
+
+  Kind kind_;
+};
+
+struct RuleCatalog {
+  int schemaVersion = 1;
+  std::string catalogVersion = "custom";
+  std::vector<ProjectArtifactRule> projectRules;
+  std::vector<SystemPathRule> systemRules;
+  std::map<std::string, std::vector<std::string>> walkSkipByPlatform;  // "all", "macos", "linux" → folders
+
+  static constexpr int supportedSchema = 1;
+
+  /// Decodes and validates a document. Throws DecodingError or RuleCatalogError.
+  static RuleCatalog load(std::string_view data);
+
+  /// The catalog that ships with the program, decoded once and shared. Ends the program if it is invalid.
+  static const RuleCatalog& builtIn();
+
+  /// Throws the first RuleCatalogError found. Ids are unique over both lists.
+  static void validate(const std::vector<ProjectArtifactRule>& projectRules,
+                       const std::vector<SystemPathRule>& systemRules);
+
+  /// In catalog order, the system rules with a path for the platform; without categories those of every category.
+  std::vector<SystemPathRule> systemRulesFor(TidraPlatform platform,
+                                             const std::optional<std::set<std::string>>& categories) const;
+
+  /// The folders for every platform, then those for this one.
+  std::vector<std::string> walkSkip(TidraPlatform platform) const;
+
+  /// The overlay laid over this catalog: a rule with a known id replaces it in place, a new one is appended.
+  RuleCatalog merging(const RuleCatalog& overlay) const;
+
+  /// Without the rules of these ids.
+  RuleCatalog removing(const std::set<std::string>& disabledIDs) const;
+
+  bool operator==(const RuleCatalog&) const = default;
+};
+
+template <>
+struct JsonCodec<ProjectArtifactRule> {
+  static nlohmann::json encode(const ProjectArtifactRule& rule);
+  static ProjectArtifactRule decode(const nlohmann::json& value, const std::string& where);
+};
+
+template <>
+struct JsonCodec<SystemPathRule> {
+  static nlohmann::json encode(const SystemPathRule& rule);
+  static SystemPathRule decode(const nlohmann::json& value, const std::string& where);
+};
+
+/// Decoding fills in the defaults but does not validate.
+template <>
+struct JsonCodec<RuleCatalog> {
+  static nlohmann::json encode(const RuleCatalog& catalog);
+  static RuleCatalog decode(const nlohmann::json& value, const std::string& where);
+};
+
+}  // namespace tidra
