@@ -15,7 +15,7 @@ struct TidraEcosystemDescriptor {
 };
 
 /// In the order of every list that shows them.
-constexpr std::array ecosystemTable{
+inline constexpr std::array ecosystemTable{
     TidraEcosystemDescriptor{"ai", "AI tools / local models", "sparkles"},
     TidraEcosystemDescriptor{"npm", "Node.js / npm", "cube.box"},
     TidraEcosystemDescriptor{"py", "Python", "doc.text"},

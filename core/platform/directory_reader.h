@@ -56,8 +56,11 @@ class DirectoryReader {
   ~DirectoryReader();
   DirectoryReader(DirectoryReader&&) noexcept;
 
-  /// Begins the folder from its first entry. The descriptor stays the caller's and must stay open.
+  /// Begins a freshly opened folder. The descriptor stays the caller's and must stay open.
   void start(int descriptor);
+
+  /// Begins a folder that was read before, from its first entry.
+  void startOver(int descriptor);
 
   /// The next entry but "." and ".."; false at the end and at a failure. Types that the file system leaves out of its
   /// listing are looked up.

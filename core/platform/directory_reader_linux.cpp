@@ -95,6 +95,11 @@ void DirectoryReader::start(int descriptor) {
   state_->failure = {};
 }
 
+void DirectoryReader::startOver(int descriptor) {
+  start(descriptor);
+  if (::lseek(descriptor, 0, SEEK_SET) < 0) state_->failure = lastSystemError();
+}
+
 bool DirectoryReader::next(DirectoryEntry& entry) {
   for (;;) {
     if (state_->position >= state_->filled && !state_->refill()) return false;

@@ -68,6 +68,8 @@ void DirectoryReader::start(int descriptor) {
   }
 }
 
+void DirectoryReader::startOver(int descriptor) { start(descriptor); }
+
 bool DirectoryReader::next(DirectoryEntry& entry) {
   while (state_->stream != nullptr) {
     errno = 0;

@@ -1,0 +1,145 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+
+#include "cli/program.h"
+#include "cli/scan_options.h"
+#include "cli/terminal.h"
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+
+namespace tidra {
+namespace {
+
+struct RulesOptions {
+  std::vector<std::string> rulesFiles;
+  std::vector<std::string> disabledRules;
+  std::string id;
+  std::string file;
+  bool skipped = false;
+  bool json = false;
+};
+
+RuleCatalog chosenCatalog(const RulesOptions& options) { return makeCatalog(options.rulesFiles, options.disabledRules); }
+
+template <class Rule>
+std::size_t widestId(const std::vector<Rule>& rules) {
+  std::size_t widest = 0;
+  for (const Rule& rule : rules) widest = std::max(widest, displayWidth(rule.id));
+  return widest;
+}
+
+template <class Rule>
+std::string ruleLine(const Rule& rule, std::size_t idWidth) {
+  return fmt::format("  {}  {:<7}  {:<8}  {}\n", paddedRight(escapedForTerminal(rule.id), idWidth), rawValue(rule.tier),
+                     escapedForTerminal(rule.ecosystem), escapedForTerminal(rule.label));
+}
+
+std::string listText(const RuleCatalog& catalog) {
+  const std::size_t width = std::max(widestId(catalog.projectRules), widestId(catalog.systemRules));
+  std::string text = fmt::format("Catalog {}\n\nFolders of projects ({})\n", escapedForTerminal(catalog.catalogVersion),
+                                 catalog.projectRules.size());
+  for (const auto& rule : catalog.projectRules) text += ruleLine(rule, width);
+  text += fmt::format("\nFixed locations ({})\n", catalog.systemRules.size());
+  for (const auto& rule : catalog.systemRules) text += ruleLine(rule, width);
+  return text;
+}
+
+int list(const RulesOptions& options) {
+  const RuleCatalog catalog = chosenCatalog(options);
+  if (options.json) {
+    writeOut(jsonText(JsonCodec<RuleCatalog>::encode(catalog), true) + "\n");
+  } else if (options.skipped) {
+    for (const std::string& folder : catalog.walkSkip(currentPlatform)) writeOut(escapedForTerminal(folder) + "\n");
+  } else {
+    writeOut(listText(catalog));
+  }
+  return ExitStatus::done;
+}
+
+/// The rule with this id as JSON text; none when the list has no such rule.
+template <class Rule>
+std::optional<std::string> ruleJson(const std::vector<Rule>& rules, const std::string& id) {
+  const auto found = std::find_if(rules.begin(), rules.end(), [&](const Rule& rule) { return rule.id == id; });
+  if (found == rules.end()) return std::nullopt;
+  return jsonText(JsonCodec<Rule>::encode(*found), true);
+}
+
+int show(const RulesOptions& options) {
+  const RuleCatalog catalog = chosenCatalog(options);
+  auto text = ruleJson(catalog.projectRules, options.id);
+  if (!text) text = ruleJson(catalog.systemRules, options.id);
+  if (!text) {
+    throw InputError(fmt::format("No rule has the id '{}'; tidra rules list shows them.", escapedForTerminal(options.id)));
+  }
+  writeOut(*text + "\n");
+  return ExitStatus::done;
+}
+
+int check(const RulesOptions& options) {
+  const RuleCatalog catalog = loadCatalogFile(options.file);
+  writeOut(fmt::format("{} is a valid catalog: {} project and {} system rules, version {}.\n",
+                       escapedForTerminal(options.file), catalog.projectRules.size(), catalog.systemRules.size(),
+                       escapedForTerminal(catalog.catalogVersion)));
+  return ExitStatus::done;
+}
+
+}  // namespace
+
+void addRulesCommand(CLI::App& app, Program& program) {
+  auto options = std::make_shared<RulesOptions>();
+  CLI::App* command = app.add_subcommand("rules", "Show and check what scans look for");
+  command->footer(
+      "Examples:\n"
+      "  tidra rules show node_modules    one rule, as it stands in the catalog\n"
+      "  tidra rules check mine.json      whether a rules file is right");
+
+  const auto choose = [&program, options](CLI::App* subcommand, int (*run)(const RulesOptions&)) {
+    subcommand->callback([&program, options, run] { program.command = [options, run] { return run(*options); }; });
+  };
+  const auto addCatalogOptions = [options](CLI::App* subcommand) {
+    subcommand->add_option("--rules", options->rulesFiles, "Lay the rules of a file over the built-in ones")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->type_name("FILE");
+    subcommand->add_option("--disable-rule", options->disabledRules, "Switch rules off by id")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->type_name("ID");
+  };
+
+  CLI::App* listing = command->add_subcommand("list", "All rules, a line each");
+  addCatalogOptions(listing);
+  listing->add_flag("--skipped", options->skipped, "The folders that scans never enter instead");
+  listing->add_flag("--json", options->json, "Print one JSON document");
+  listing->footer("Examples:\n  tidra rules list\n  tidra rules list --rules mine.json");
+  choose(listing, &list);
+
+  CLI::App* showing = command->add_subcommand("show", "One rule as JSON");
+  addCatalogOptions(showing);
+  showing->add_option("ID", options->id, "The rule's id")->required()->type_name("");
+  showing->footer("Examples:\n  tidra rules show node_modules\n  tidra rules show npm-cache");
+  choose(showing, &show);
+
+  CLI::App* checking = command->add_subcommand("check", "Whether a rules file can be used");
+  checking->add_option("FILE", options->file, "The rules file")->required()->type_name("");
+  checking->footer("Examples:\n  tidra rules check mine.json\n  tidra rules check ~/team/tidra-rules.json");
+  choose(checking, &check);
+
+  CLI::App* exporting = command->add_subcommand("export", "The whole catalog as JSON, to start a rules file from");
+  addCatalogOptions(exporting);
+  exporting->footer("Examples:\n  tidra rules export > mine.json\n  tidra rules export --rules team.json | jq .walkSkip");
+  choose(exporting, [](const RulesOptions& given) {
+    RulesOptions asJson = given;
+    asJson.json = true;
+    return list(asJson);
+  });
+
+  command->callback([&program, options, command] {
+    if (command->get_subcommands().empty()) program.command = [options] { return list(*options); };
+  });
+}
+
+}  // namespace tidra

@@ -1,0 +1,18 @@
+// Ctrl-C and SIGTERM: the running command ends promptly and still shows what it has.
+#pragma once
+
+namespace tidra {
+
+/// While alive, SIGINT and SIGTERM raise a flag instead of ending the program. A second signal ends it at once. One at a time.
+class InterruptGuard {
+ public:
+  InterruptGuard();
+  ~InterruptGuard();
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+
+  /// True after a signal. From any thread.
+  static bool requested();
+};
+
+}  // namespace tidra

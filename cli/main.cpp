@@ -1,0 +1,67 @@
+// The terminal program: parses the arguments, runs the one command they choose, and turns what went wrong into one sentence
+// and an exit status.
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "cli/program.h"
+#include "core/base/errors.h"
+#include "core/base/text.h"
+#include "core/model/scan_report.h"
+
+namespace tidra {
+namespace {
+
+void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
+  app.add_flag("-q,--quiet", options.quiet, "No progress and no notes");
+  app.add_flag("-v,--verbose", options.verbose, "Tell more about what happens");
+  app.add_flag("-y,--yes", options.assumeYes, "Do not ask");
+  app.add_flag("-n,--dry-run", options.dryRun, "Change nothing, only show what would be done");
+  app.add_option("--color", options.color, "Colours: auto, always or never")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->type_name("WHEN");
+  app.set_version_flag("--version", fmt::format("tidra {}", TidraCoreInfo::version));
+}
+
+int fail(std::string_view message, int status) {
+  fmt::print(stderr, "tidra: {}\n", message);
+  return status;
+}
+
+int runProgram(int argc, char** argv) {
+  Program program;
+  program.environment = processEnvironment();
+  CLI::App app("Tidra gives developers their disk space back: it finds what can be made again, and removes it safely.",
+               "tidra");
+  app.require_subcommand(1);
+  app.fallthrough();
+  app.footer(
+      "Examples:\n"
+      "  tidra scan                 what the home folder could give back\n"
+      "  tidra scan ~/code --json   the same for one folder, as JSON");
+  addGlobalOptions(app, program.options);
+  addScanCommand(app, program);
+  addRulesCommand(app, program);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& wanted) {
+    return app.exit(wanted);
+  } catch (const CLI::ParseError& error) {
+    return fail(fmt::format("{} (see tidra --help)", escapedForTerminal(error.what())), ExitStatus::badInput);
+  }
+  return program.command();
+}
+
+}  // namespace
+}  // namespace tidra
+
+int main(int argc, char** argv) {
+  try {
+    return tidra::runProgram(argc, argv);
+  } catch (const tidra::InputError& error) {
+    return tidra::fail(error.what(), tidra::ExitStatus::badInput);
+  } catch (const std::exception& error) {
+    return tidra::fail(tidra::escapedForTerminal(error.what()), tidra::ExitStatus::someFailed);
+  }
+}

@@ -1,0 +1,43 @@
+// What every command of the terminal program is handed.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "core/platform/path_resolver.h"
+
+namespace CLI {
+class App;
+}
+
+namespace tidra {
+
+/// The exit statuses of the program.
+struct ExitStatus {
+  static constexpr int done = 0;
+  static constexpr int someFailed = 1;
+  static constexpr int badInput = 2;
+  static constexpr int lockHeld = 75;
+  static constexpr int interrupted = 130;
+};
+
+/// Options that stand before or after any command.
+struct GlobalOptions {
+  bool quiet = false;
+  bool verbose = false;
+  bool assumeYes = false;
+  bool dryRun = false;
+  std::string color = "auto";  // "auto", "always" or "never"
+};
+
+struct Program {
+  GlobalOptions options;
+  Environment environment;     // of this process
+  std::function<int()> command;  // the one that the arguments chose; gives the exit status
+};
+
+/// Each declares one command; parsing its name sets Program::command.
+void addScanCommand(CLI::App& app, Program& program);
+void addRulesCommand(CLI::App& app, Program& program);
+
+}  // namespace tidra

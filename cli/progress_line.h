@@ -1,0 +1,32 @@
+// The live line on standard error while a scan runs.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "core/session/scan_session.h"
+
+namespace tidra {
+
+/// Shows nothing unless standard error is a terminal. Erases itself when destroyed.
+class ProgressLine {
+ public:
+  ProgressLine(bool shown, std::size_t columns) : shown_(shown), columns_(columns) {}
+  ~ProgressLine() { erase(); }
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+
+  /// Redraws at most some ten times a second.
+  void update(const ScanProgress& progress);
+  void erase();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  bool shown_;
+  bool drawn_ = false;
+  std::size_t columns_;
+  Clock::time_point last_{};
+};
+
+}  // namespace tidra

@@ -1,0 +1,235 @@
+#include "cli/scan_options.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <chrono>
+
+#include "cli/interrupt.h"
+#include "cli/progress_line.h"
+#include "core/base/text.h"
+#include "core/model/ecosystems.h"
+#include "core/model/system_scan_categories.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "core/platform/host.h"
+#include "core/platform/path_text.h"
+#include "core/scan/exclusion_entry.h"
+#include "core/scan/git_metadata.h"
+
+namespace tidra {
+namespace {
+
+void addList(CLI::App& command, const std::string& name, std::vector<std::string>& values, const std::string& what) {
+  command.add_option(name, values, what)->delimiter(',')->allow_extra_args(false)->type_name("");
+}
+
+std::string currentFolder() {
+  const auto folder = realPath(".");
+  if (!folder) throw InputError("The current folder does not exist any more; change to another one.");
+  return *folder;
+}
+
+/// An absolute spelling of a path given on the command line; "~" is expanded in case a shell has not done it.
+std::string absolutePath(const std::string& given, const TidraPathResolver& resolver) {
+  std::string path = given;
+  if (given == "~" || given.starts_with("~/")) path = resolver.home + given.substr(1);
+  if (!path.starts_with('/')) path = joinedPath(currentFolder(), path);
+  const auto pieces = split(path, '/');
+  // Behind a link, ".." leads somewhere else than the text suggests; only the file system knows where.
+  if (std::find(pieces.begin(), pieces.end(), "..") != pieces.end()) {
+    if (const auto real = realPath(path)) return *real;
+  }
+  return standardizedPath(path);
+}
+
+/// A folder that can be scanned. One that may not be read is no bad input: the scan says so and goes on.
+std::string checkedRoot(const std::string& given, const TidraPathResolver& resolver) {
+  if (given.empty()) throw InputError("An empty text is not a folder; name one, or leave it out to scan the home folder.");
+  std::string path = absolutePath(given, resolver);
+  const auto opened = openDirectory(path);
+  if (opened || opened.failure() == std::errc::permission_denied) return path;
+  const std::string shown = escapedForTerminal(given);
+  if (opened.failure() == std::errc::no_such_file_or_directory) {
+    throw InputError(fmt::format("'{}' does not exist; name a folder to scan.", shown));
+  }
+  if (opened.failure() == std::errc::not_a_directory) {
+    throw InputError(fmt::format("'{}' is not a folder; name the folder that holds it.", shown));
+  }
+  throw InputError(fmt::format("'{}' cannot be opened: {}.", shown, opened.failure().message()));
+}
+
+std::string homeFolder(const ScanOptions& options, const Environment& environment) {
+  std::string home;
+  if (options.home) {
+    home = *options.home;
+  } else if (const auto variable = environment.find("HOME"); variable != environment.end()) {
+    home = variable->second;
+  }
+  if (home.empty()) throw InputError("The home folder is unknown; set HOME or give --home.");
+  if (!home.starts_with('/')) home = joinedPath(currentFolder(), home);
+  if (options.home && !openDirectory(home) ) {
+    throw InputError(fmt::format("'{}' given with --home is not a folder that can be opened.", escapedForTerminal(home)));
+  }
+  return standardizedPath(home);
+}
+
+/// Throws unless every value is one of the known ones.
+void requireKnown(const std::vector<std::string>& values, const std::vector<std::string>& known, std::string_view what) {
+  for (const std::string& value : values) {
+    if (std::find(known.begin(), known.end(), value) != known.end()) continue;
+    throw InputError(
+        fmt::format("'{}' is no {}; known are {}.", escapedForTerminal(value), what, joined(known, ", ")));
+  }
+}
+
+std::set<std::string> chosenEcosystems(const ScanOptions& options, const RuleCatalog& catalog) {
+  std::vector<std::string> known;
+  const auto add = [&](const std::string& tag) {
+    if (std::find(known.begin(), known.end(), tag) == known.end()) known.push_back(tag);
+  };
+  for (const auto& ecosystem : ecosystemTable) add(std::string(ecosystem.key));
+  for (const auto& rule : catalog.projectRules) {
+    add(rule.ecosystem);
+    for (const auto& marker : rule.markers) add(marker.ecosystem);
+  }
+  for (const auto& rule : catalog.systemRules) add(rule.ecosystem);
+  requireKnown(options.ecosystems, known, "ecosystem");
+  return {options.ecosystems.begin(), options.ecosystems.end()};
+}
+
+std::set<ArtifactSafetyTier> chosenTiers(const ScanOptions& options) {
+  std::set<ArtifactSafetyTier> tiers;
+  for (const std::string& text : options.tiers) {
+    const auto tier = fromRawValue<ArtifactSafetyTier>(text);
+    if (!tier) {
+      throw InputError(fmt::format("'{}' is no tier; known are {}.", escapedForTerminal(text),
+                                   rawValueList<ArtifactSafetyTier>()));
+    }
+    tiers.insert(*tier);
+  }
+  return tiers;
+}
+
+void checkCategories(const ScanOptions& options, const RuleCatalog& catalog) {
+  std::vector<std::string> known;
+  for (const auto& category : systemScanCategoryTable) known.emplace_back(category.key);
+  for (const auto& rule : catalog.systemRules) {
+    if (std::find(known.begin(), known.end(), rule.category) == known.end()) known.push_back(rule.category);
+  }
+  requireKnown(options.categories, known, "category");
+}
+
+TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const TidraPathResolver& resolver) {
+  std::vector<ExclusionEntry> entries;
+  for (const std::string& text : options.exclude) {
+    if (text.empty()) throw InputError("An empty text cannot be excluded; give --exclude a folder or a pattern.");
+    entries.push_back({.id = {}, .pathDisplay = text, .kind = guessExclusionKind(text), .addedAt = {}});
+  }
+  return makeExclusionFilter(entries, resolver);
+}
+
+TimePoint currentTime() { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); }
+
+}  // namespace
+
+void addScanOptions(CLI::App& command, ScanOptions& options) {
+  command.add_option("ROOT", options.roots, "Folders to scan; the home folder when none is given")->type_name("");
+  command.add_option("--home", options.home, "Take DIR for the home folder")->type_name("DIR");
+  command.add_flag("--no-system", options.noSystem, "Leave out what lies outside projects");
+  command.add_flag("--no-projects", options.noProjects, "Leave out projects");
+  addList(command, "--category", options.categories, "Only these categories outside projects, e.g. globalCaches");
+  addList(command, "--ecosystem", options.ecosystems, "Only these ecosystems, e.g. npm,rust");
+  addList(command, "--exclude", options.exclude, "Keep out a folder or a pattern, e.g. '*/vendor/*'");
+  addList(command, "--rules", options.rulesFiles, "Lay the rules of a file over the built-in ones");
+  addList(command, "--disable-rule", options.disabledRules, "Switch rules off by id");
+  addList(command, "--tier", options.tiers, "Only these tiers: safe, caution, warning");
+  command.add_option("--min-size", options.minSize, "Leave out what is smaller, e.g. 10M")->type_name("SIZE");
+  command.add_option("--older-than", options.olderThan, "Leave out what was worked on since, e.g. 6mo")->type_name("AGE");
+  command.add_flag("-x,--one-file-system", options.oneFileSystem, "Stay on the file system of each root");
+  command.add_option("--sort", options.sort, "Order of the list: size (default), path or age")->type_name("");
+  command.add_option("--limit", options.limit, "Projects to list; 0 lists all")->type_name("N");
+  command.add_option("--output", options.output, "Write the result to FILE instead of standard output")->type_name("FILE");
+  command.add_option("--threads", options.threads, "Workers that read folders; 0 chooses")
+      ->type_name("N")
+      ->check(CLI::Range(0, 256));
+  command.add_flag("--json", options.json, "Print one JSON document");
+}
+
+RuleCatalog loadCatalogFile(const std::string& path) {
+  const std::string shown = escapedForTerminal(path);
+  const auto text = readFile(path);
+  if (!text) throw InputError(fmt::format("Rules file '{}' cannot be read: {}.", shown, text.failure().message()));
+  try {
+    return RuleCatalog::load(*text);
+  } catch (const std::runtime_error& error) {
+    throw InputError(fmt::format("Rules file '{}': {}", shown, escapedForTerminal(error.what())));
+  }
+}
+
+RuleCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules) {
+  RuleCatalog catalog = RuleCatalog::builtIn();
+  for (const std::string& file : rulesFiles) catalog = catalog.merging(loadCatalogFile(file));
+  try {
+    RuleCatalog::validate(catalog.projectRules, catalog.systemRules);
+  } catch (const RuleCatalogError& error) {
+    throw InputError(fmt::format("The rules files do not go with the built-in rules: {}", error.what()));
+  }
+  for (const std::string& id : disabledRules) {
+    const auto hasId = [&](const auto& rule) { return rule.id == id; };
+    if (std::none_of(catalog.projectRules.begin(), catalog.projectRules.end(), hasId) &&
+        std::none_of(catalog.systemRules.begin(), catalog.systemRules.end(), hasId)) {
+      throw InputError(fmt::format("No rule has the id '{}'; tidra rules list shows them.", escapedForTerminal(id)));
+    }
+  }
+  return catalog.removing({disabledRules.begin(), disabledRules.end()});
+}
+
+ScanSort chosenSort(const ScanOptions& options) {
+  if (!options.sort) return ScanSort::size;
+  const auto sort = fromRawValue<ScanSort>(*options.sort);
+  if (!sort) {
+    throw InputError(
+        fmt::format("'{}' is no order; known are {}.", escapedForTerminal(*options.sort), rawValueList<ScanSort>()));
+  }
+  return *sort;
+}
+
+ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment) {
+  ScanRequest request;
+  request.resolver = {homeFolder(options, environment), environment};
+  for (const std::string& root : options.roots) request.roots.push_back(checkedRoot(root, request.resolver));
+  if (request.roots.empty()) request.roots.push_back(checkedRoot(request.resolver.home, request.resolver));
+  request.catalog = makeCatalog(options.rulesFiles, options.disabledRules);
+  request.host = TidraHost::name(environment);
+  request.mounts = mountPoints();
+  request.git = TidraGitMetadataReader::findGit(environment);
+  request.scanProjects = !options.noProjects;
+  request.exclusions = chosenExclusions(options, request.resolver);
+  checkCategories(options, request.catalog);
+  if (!options.ecosystems.empty()) request.ecosystems = chosenEcosystems(options, request.catalog);
+  if (!options.tiers.empty()) request.tiers = chosenTiers(options);
+  if (options.minSize) request.minimumBytes = static_cast<std::uint64_t>(parseSize(*options.minSize));
+  if (options.olderThan) request.olderThan = parseAge(*options.olderThan);
+  request.oneFileSystem = options.oneFileSystem;
+  request.workers = options.threads;
+  request.now = currentTime();
+  return request;
+}
+
+ScanOutcome runScanForPerson(ScanRequest request, const Program& program) {
+  const TerminalFacts facts = terminalFacts(STDERR_FILENO, program.options.color, program.environment);
+  ProgressLine line(facts.isTerminal && !program.options.quiet, facts.columns);
+  request.shouldCancel = &InterruptGuard::requested;
+  request.onProgress = [&](const ScanProgress& progress) { line.update(progress); };
+  ScanOutcome outcome = runScan(request);
+  line.erase();
+  if (!program.options.quiet) {
+    for (const std::string& note : outcome.notes) writeNote(note);
+  }
+  return outcome;
+}
+
+}  // namespace tidra

@@ -1,0 +1,53 @@
+// The options that every command takes which begins with a scan, and the request that they make.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/program.h"
+#include "cli/scan_view.h"
+#include "core/session/scan_session.h"
+
+namespace tidra {
+
+struct ScanOptions {
+  std::vector<std::string> roots;
+  std::optional<std::string> home;
+  bool noSystem = false;
+  bool noProjects = false;
+  std::vector<std::string> categories;
+  std::vector<std::string> ecosystems;
+  std::vector<std::string> exclude;
+  std::vector<std::string> rulesFiles;
+  std::vector<std::string> disabledRules;
+  std::vector<std::string> tiers;
+  std::optional<std::string> minSize;
+  std::optional<std::string> olderThan;
+  bool oneFileSystem = false;
+  std::optional<std::string> sort;
+  std::optional<std::size_t> limit;
+  std::optional<std::string> output;
+  unsigned threads = 0;
+  bool json = false;
+};
+
+/// Declares the options on a command. `options` must outlive the parsing.
+void addScanOptions(CLI::App& command, ScanOptions& options);
+
+/// The request for a scan. Throws InputError with one sentence for the first option that cannot be used.
+ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment);
+
+/// The catalog: the built-in one with the rules of each file laid over it, without the disabled ones. Throws InputError.
+RuleCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules);
+
+/// Reads and validates a rules file. Throws InputError that names the file.
+RuleCatalog loadCatalogFile(const std::string& path);
+
+/// Runs the scan with a live line and Ctrl-C in place, and writes its notes to standard error.
+ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
+
+/// The chosen order of a list; by size unless told otherwise. Throws InputError.
+ScanSort chosenSort(const ScanOptions& options);
+
+}  // namespace tidra

@@ -1,0 +1,276 @@
+// The text goes: group the items, order groups and items, draw one line per item with columns as wide as the shown texts need,
+// then the totals side by side.
+#include "cli/scan_view.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <vector>
+
+#include "core/base/text.h"
+#include "core/model/byte_formatting.h"
+#include "core/model/ecosystems.h"
+#include "core/model/system_group_root.h"
+#include "core/model/system_scan_categories.h"
+
+namespace tidra {
+namespace {
+
+constexpr std::size_t groupsOnScreen = 20;
+constexpr std::size_t itemsOnScreen = 8;  // of one group
+constexpr std::size_t barWidth = 10;
+constexpr std::size_t sizeWidth = 8;
+constexpr std::size_t widestLabel = 28;
+
+struct Group {
+  std::string title;
+  std::vector<const ScanReportItem*> items;
+  std::int64_t bytes = 0;
+  std::optional<TimePoint> lastActivity;  // the latest of its items
+};
+
+std::string shown(std::string_view text) { return escapedForTerminal(text); }
+
+std::string groupTitle(const ScanReport& report, const ScanReportItem& item) {
+  if (TidraSystemGroupRoot::category(item.group)) return systemScanCategoryName(item.category);
+  return shown(TidraPathResolver{report.home, {}}.displayPath(item.group));
+}
+
+bool isOlder(const std::optional<TimePoint>& a, const std::optional<TimePoint>& b) {
+  if (a.has_value() != b.has_value()) return a.has_value();
+  return a && *a < *b;
+}
+
+std::vector<Group> makeGroups(const ScanReport& report, ScanSort sort) {
+  std::vector<Group> groups;
+  std::map<std::string_view, std::size_t> places;
+  for (const ScanReportItem& item : report.items) {
+    const auto [place, isNew] = places.try_emplace(item.group, groups.size());
+    if (isNew) groups.push_back({groupTitle(report, item), {}, 0, std::nullopt});
+    Group& group = groups[place->second];
+    group.items.push_back(&item);
+    group.bytes += item.bytes;
+    if (item.lastActivity && (!group.lastActivity || *group.lastActivity < *item.lastActivity)) {
+      group.lastActivity = item.lastActivity;
+    }
+  }
+  for (Group& group : groups) {
+    if (sort == ScanSort::path) continue;
+    std::stable_sort(group.items.begin(), group.items.end(),
+                     [](const auto* a, const auto* b) { return a->bytes > b->bytes; });
+  }
+  std::stable_sort(groups.begin(), groups.end(), [sort](const Group& a, const Group& b) {
+    if (sort == ScanSort::path) return pathPrecedes(a.items.front()->group, b.items.front()->group);
+    if (sort == ScanSort::age && a.lastActivity != b.lastActivity) return isOlder(a.lastActivity, b.lastActivity);
+    return a.bytes > b.bytes;
+  });
+  return groups;
+}
+
+/// A bar of eighths of a cell, `share` of the full width.
+std::string bar(double share) {
+  constexpr std::array<std::string_view, 9> eighths{"", "▏", "▎", "▍", "▌", "▋", "▊", "▉", "█"};
+  const auto cells = std::clamp<std::size_t>(static_cast<std::size_t>(share * barWidth * 8.0 + 0.5), 1, barWidth * 8);
+  std::string text;
+  for (std::size_t i = 0; i < cells / 8; ++i) text += eighths[8];
+  return text + std::string(eighths[cells % 8]);
+}
+
+class ScanTextWriter {
+ public:
+  ScanTextWriter(const ScanReport& report, const ScanViewOptions& options)
+      : report_(report), options_(options), style_(options.terminal.colored) {}
+
+  std::string write() {
+    const auto groups = makeGroups(report_, options_.sort);
+    const std::size_t shownGroups = std::min(groups.size(), groupLimit());
+    measureColumns(groups, shownGroups);
+    for (std::size_t i = 0; i < shownGroups; ++i) writeGroup(groups[i]);
+    writeRest(groups, shownGroups);
+    writeCutHints();
+    if (!report_.items.empty()) writeTotals();
+    writeSum();
+    return std::move(text_);
+  }
+
+ private:
+  bool onScreen() const { return options_.terminal.isTerminal; }
+
+  std::size_t groupLimit() const {
+    const std::size_t limit = options_.limit.value_or(onScreen() ? groupsOnScreen : 0);
+    return limit == 0 ? report_.items.size() : limit;
+  }
+
+  std::size_t itemLimit(const Group& group) const {
+    return onScreen() && !options_.limit ? std::min(group.items.size(), itemsOnScreen) : group.items.size();
+  }
+
+  void measureColumns(const std::vector<Group>& groups, std::size_t shownGroups) {
+    for (std::size_t i = 0; i < shownGroups; ++i) {
+      for (std::size_t k = 0; k < itemLimit(groups[i]); ++k) {
+        const ScanReportItem& item = *groups[i].items[k];
+        largest_ = std::max(largest_, item.bytes);
+        labelWidth_ = std::max(labelWidth_, displayWidth(shown(item.label)));
+        ageWidth_ = std::max(ageWidth_, displayWidth(shortAge(item.lastActivity, report_.generatedAt)));
+      }
+    }
+    if (onScreen()) labelWidth_ = std::min(labelWidth_, widestLabel);
+  }
+
+  void writeGroup(const Group& group) {
+    const std::string size = ByteFormatting::compact(group.bytes);
+    std::string activity;
+    if (const auto& item = *group.items.front(); item.activity) activity = rawValue(*item.activity);
+    std::string title = group.title;
+    if (onScreen()) {
+      const std::size_t room = options_.terminal.columns - sizeWidth - displayWidth(activity) - 4;
+      title = paddedRight(fitted(title, room), std::min<std::size_t>(room, headingWidth()));
+    }
+    text_ += style_.bold(title) + "  " + style_.bold(size);
+    if (!activity.empty()) text_ += "  " + style_.activity(*group.items.front()->activity, activity);
+    text_ += '\n';
+    const std::size_t limit = itemLimit(group);
+    for (std::size_t i = 0; i < limit; ++i) writeItem(*group.items[i]);
+    if (limit < group.items.size()) {
+      text_ += style_.dim(fmt::format("  … and {} more here; --limit 0 shows all", group.items.size() - limit)) + '\n';
+    }
+    text_ += '\n';
+  }
+
+  /// Where the sizes of the headings line up on a screen.
+  std::size_t headingWidth() const { return 52; }
+
+  void writeItem(const ScanReportItem& item) {
+    const std::string age = shortAge(item.lastActivity, report_.generatedAt);
+    const std::string label = shown(item.label);
+    std::size_t used = 2;
+    text_ += "  ";
+    if (onScreen()) {
+      text_ += style_.bar(paddedRight(bar(static_cast<double>(item.bytes) / static_cast<double>(std::max<std::int64_t>(largest_, 1))), barWidth)) + " ";
+      used += barWidth + 1;
+    }
+    text_ += paddedLeft(ByteFormatting::compact(item.bytes), sizeWidth) + "  ";
+    text_ += paddedRight(onScreen() ? fitted(label, labelWidth_) : label, labelWidth_) + "  ";
+    text_ += style_.tier(item.tier, paddedRight(rawValue(item.tier), tierWidth)) + "  ";
+    text_ += paddedLeft(age, ageWidth_);
+    used += sizeWidth + labelWidth_ + tierWidth + ageWidth_ + 6;
+    if (item.restoreHint) text_ += "  " + style_.dim(hint(item, used + 2));
+    text_ += '\n';
+  }
+
+  /// The restore hint as far as the line has room; what is cut is told below the list.
+  std::string hint(const ScanReportItem& item, std::size_t used) {
+    const std::string whole = shown(*item.restoreHint);
+    if (!onScreen()) return whole;
+    const std::size_t room = options_.terminal.columns > used ? options_.terminal.columns - used : 0;
+    if (displayWidth(whole) > room) cutHints_.emplace(shown(item.label), whole);
+    return fitted(whole, room);
+  }
+
+  void writeRest(const std::vector<Group>& groups, std::size_t shownGroups) {
+    if (shownGroups == groups.size()) return;
+    std::int64_t bytes = 0;
+    for (std::size_t i = shownGroups; i < groups.size(); ++i) bytes += groups[i].bytes;
+    text_ += fmt::format("… and {} with {}; --limit 0 shows all.\n\n",
+                         counted(groups.size() - shownGroups, "more project", "more projects"),
+                         ByteFormatting::compact(bytes));
+  }
+
+  void writeCutHints() {
+    if (cutHints_.empty()) return;
+    text_ += style_.bold("How to get it back") + "\n";
+    std::size_t width = 0;
+    for (const auto& [label, hint] : cutHints_) width = std::max(width, displayWidth(label));
+    for (const auto& [label, hint] : cutHints_) {
+      text_ += fmt::format("  {}  {}\n", paddedRight(label, width), style_.dim(hint));
+    }
+    text_ += '\n';
+  }
+
+  struct Total {
+    std::string name;
+    std::int64_t bytes;
+  };
+
+  void writeTotals() {
+    std::vector<Total> ecosystems;
+    for (const auto& [key, bytes] : report_.bytesByEcosystem) ecosystems.push_back({shown(ecosystemName(key)), bytes});
+    std::stable_sort(ecosystems.begin(), ecosystems.end(), [](const Total& a, const Total& b) { return a.bytes > b.bytes; });
+    std::vector<Total> tiers;
+    for (const ArtifactSafetyTier tier : allCases<ArtifactSafetyTier>()) {
+      const auto bytes = report_.bytesByTier.find(std::string(rawValue(tier)));
+      if (bytes != report_.bytesByTier.end()) tiers.push_back({std::string(rawValue(tier)), bytes->second});
+    }
+    constexpr std::size_t nameWidth = 30;
+    text_ += style_.bold(paddedRight("By ecosystem", nameWidth + sizeWidth + 6) + "By tier") + '\n';
+    for (std::size_t i = 0; i < std::max(ecosystems.size(), tiers.size()); ++i) {
+      std::string line = std::string(nameWidth + sizeWidth + 2, ' ');
+      if (i < ecosystems.size()) line = totalCell(ecosystems[i], nameWidth);
+      if (i < tiers.size()) line += "    " + totalCell(tiers[i], tierWidth);
+      text_ += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
+    }
+    text_ += '\n';
+  }
+
+  static std::string totalCell(const Total& total, std::size_t nameWidth) {
+    return "  " + paddedRight(total.name, nameWidth) + paddedLeft(ByteFormatting::compact(total.bytes), sizeWidth);
+  }
+
+  void writeSum() {
+    const std::string in = shown(TidraPathResolver{report_.home, {}}.displayPath(report_.scanRoot));
+    if (report_.items.empty()) {
+      text_ += fmt::format("Nothing to reclaim in {}.", in);
+    } else {
+      text_ += style_.bold(fmt::format("{} reclaimable", ByteFormatting::compact(report_.totalBytes))) +
+               fmt::format(" in {}: {} of {}.", in, counted(report_.items.size(), "artefact", "artefacts"),
+                           counted(static_cast<std::uint64_t>(report_.projectCount), "project", "projects"));
+    }
+    text_ += fmt::format(" Scanned in {:.1f} s.\n", report_.durationSeconds);
+    if (report_.volume) {
+      text_ += style_.dim(fmt::format("The volume has {} free of {}.", ByteFormatting::compact(report_.volume->availableBytes),
+                                      ByteFormatting::compact(report_.volume->totalBytes))) +
+               '\n';
+    }
+    if (report_.partial) text_ += "The scan was interrupted, so this is not all.\n";
+  }
+
+  static constexpr std::size_t tierWidth = 7;
+
+  const ScanReport& report_;
+  const ScanViewOptions& options_;
+  Style style_;
+  std::string text_;
+  std::int64_t largest_ = 0;
+  std::size_t labelWidth_ = 0;
+  std::size_t ageWidth_ = 0;
+  std::map<std::string, std::string> cutHints_;  // label → whole hint
+};
+
+}  // namespace
+
+std::string scanText(const ScanReport& report, const ScanViewOptions& options) {
+  return ScanTextWriter(report, options).write();
+}
+
+std::string shortAge(const std::optional<TimePoint>& lastActivity, TimePoint now) {
+  if (!lastActivity) return "–";
+  const int months = ScanActivityClassification::monthsSince(*lastActivity, now);
+  constexpr int yearsFrom = 24;
+  if (months >= yearsFrom) return fmt::format("{} y", months / 12);
+  if (months > 0) return fmt::format("{} mo", months);
+  const auto days = ScanActivityClassification::idleDays(lastActivity, now).value_or(0);
+  return days == 0 ? "today" : fmt::format("{} d", days);
+}
+
+std::string grouped(std::uint64_t number) {
+  std::string digits = std::to_string(number);
+  for (std::size_t i = digits.size(); i > 3; i -= 3) digits.insert(i - 3, ",");
+  return digits;
+}
+
+std::string counted(std::uint64_t number, std::string_view one, std::string_view many) {
+  return fmt::format("{} {}", grouped(number), number == 1 ? one : many);
+}
+
+}  // namespace tidra

@@ -1,0 +1,46 @@
+// A scan report as text for a person.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "cli/terminal.h"
+#include "core/base/enum_table.h"
+#include "core/model/scan_report.h"
+
+namespace tidra {
+
+enum class ScanSort { size, path, age };
+
+template <>
+struct EnumTable<ScanSort> {
+  static constexpr std::string_view name = "order";
+  static constexpr std::array rows{
+      EnumRow<ScanSort>{ScanSort::size, "size"},
+      EnumRow<ScanSort>{ScanSort::path, "path"},
+      EnumRow<ScanSort>{ScanSort::age, "age"},
+  };
+};
+
+struct ScanViewOptions {
+  TerminalFacts terminal;  // of the stream that shows the text; a pipe gets complete, uncut lines
+  ScanSort sort = ScanSort::size;
+  std::optional<std::size_t> limit;  // projects to show, 0 for all; absent: what fits a screen, all in a pipe
+};
+
+/// The report grouped by project, then totals per ecosystem and per tier, then the sum.
+std::string scanText(const ScanReport& report, const ScanViewOptions& options);
+
+/// "8 mo", "3 d" or "today"; "–" for an unknown age.
+std::string shortAge(const std::optional<TimePoint>& lastActivity, TimePoint now);
+
+/// A number with separators between thousands.
+std::string grouped(std::uint64_t number);
+
+/// "1 project" or "17 projects".
+std::string counted(std::uint64_t number, std::string_view one, std::string_view many);
+
+}  // namespace tidra

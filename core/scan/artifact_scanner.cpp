@@ -1,0 +1,258 @@
+// The walk goes: compile the skip list, the exclusions and the mounts into one filter; let the workers visit folders. A visit
+// reads its folder once: it counts the entries that nothing bars, notes marker files, sends plain subfolders to be walked and
+// sets those with an artefact's name aside. When the listing is complete and the markers are known, the rules decide about
+// those; an artefact is measured by the same workers. The caller's thread meanwhile delivers progress. Findings come in any
+// order and are sorted at the end.
+#include "core/scan/artifact_scanner.h"
+
+#include <algorithm>
+#include <chrono>
+#include <deque>
+#include <mutex>
+
+#include "core/base/text.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+#include "core/scan/bundle_packages.h"
+#include "core/scan/folder_traversal.h"
+#include "core/scan/measurement.h"
+#include "core/scan/rule_index.h"
+#include "core/scan/walk_filter.h"
+#include "core/scan/walk_setup.h"
+
+namespace tidra {
+namespace {
+
+/// An artefact on its way to become a finding.
+struct Artifact {
+  std::string path;
+  std::string groupRoot;
+  RuleMatch match;
+  Measurement measurement;
+  std::atomic<bool> opened{false};
+};
+
+struct Context {
+  const WalkFilter::Place* place = nullptr;  // of the folder, in the filter's tree
+  Artifact* artifact = nullptr;              // being measured; null on the walk
+};
+
+ScanArtifactFinding makeFinding(const Artifact& artifact) {
+  const ProjectArtifactRule& rule = *artifact.match.rule;
+  return {.path = artifact.path,
+          .label = rule.label,
+          .sizeBytes = artifact.measurement.bytes(),
+          .ecosystemTag = *artifact.match.ecosystem,
+          .groupRoot = artifact.groupRoot,
+          .source = ArtifactSource::projectWalk,
+          .safetyTier = rule.tier,
+          .restoreHint = rule.restoreHint,
+          .lastActivityDate = std::nullopt,
+          .ruleID = rule.id};
+}
+
+/// Reads folders on the workers' threads and collects what they find.
+class WalkVisitor {
+ public:
+  using Traversal = FolderTraversal<Context, WalkVisitor>;
+  using Visit = Traversal::Visit;
+
+  WalkVisitor(const FilesystemArtifactScanner::Request& request, const WalkFilter& filter)
+      : request_(request), filter_(filter), rules_(*request.catalog, request.platform) {}
+
+  void visit(Visit& folder) {
+    if (folder.context().artifact == nullptr) return walk(folder);
+    Artifact& artifact = *folder.context().artifact;
+    artifact.opened = true;
+    if (!artifact.measurement.hasFailed()) {
+      artifact.measurement.measure(folder.reader(), folder.node()->descriptor(), [&](std::string_view name) {
+        folder.descend(name, {nullptr, &artifact});
+      });
+    }
+    finishFolder(artifact);
+  }
+
+  /// A folder that must not be read adds nothing to its artefact; an artefact that vanished is no longer there to report.
+  void couldNotOpen(const Context& context, std::error_code failure) {
+    const bool forbidden = failure == std::errc::permission_denied || failure == std::errc::operation_not_permitted;
+    if (forbidden) ++unreadableFolders_;
+    if (context.artifact == nullptr) return;
+    if (!forbidden && !context.artifact->opened) context.artifact->measurement.fail();
+    finishFolder(*context.artifact);
+  }
+
+  std::uint64_t entriesVisited() const { return entriesVisited_; }
+  std::uint64_t unreadableFolders() const { return unreadableFolders_; }
+
+  /// The findings since the last call, in the order of their discovery.
+  std::vector<ScanArtifactFinding> takeFindings() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(fresh_, {});
+  }
+
+  /// The folder that was visited when this was last asked; asks the next visit to tell its own.
+  std::string currentFolder() {
+    pathWanted_ = true;
+    const std::lock_guard lock(mutex_);
+    return currentFolder_;
+  }
+
+ private:
+  void walk(Visit& folder) {
+    const FolderNode& node = *folder.node();
+    if (pathWanted_.load(std::memory_order_relaxed) && pathWanted_.exchange(false)) tellPath(node);
+    const FolderFilter filter(filter_, folder.context().place, node);
+    ProjectFolder project(lastPathComponent(node.name()), node.descriptor(), folder.reader());
+    std::vector<std::pair<std::string, const NameFacts*>> candidates;
+    std::uint64_t visited = 0;
+
+    folder.reader().start(node.descriptor());
+    for (DirectoryEntry entry; folder.reader().next(entry);) {
+      const NameFacts* facts = rules_.find(entry.name);
+      if (facts != nullptr && facts->isMarker) project.noteMarker(entry);
+      if (filter.bars(entry.name)) continue;
+      ++visited;
+      if (entry.type != EntryType::directory) continue;
+      if (facts != nullptr && !facts->rules.empty()) {
+        candidates.emplace_back(entry.name, facts);
+      } else {
+        walkInto(folder, entry.name);
+      }
+    }
+    entriesVisited_ += visited;
+    for (const auto& [name, facts] : candidates) decide(folder, project, name, *facts);
+  }
+
+  void walkInto(Visit& folder, std::string_view name) {
+    if (isBundlePackage(name)) return;
+    folder.descend(name, {WalkFilter::childPlace(folder.context().place, name), nullptr});
+  }
+
+  void decide(Visit& folder, ProjectFolder& project, const std::string& name, const NameFacts& facts) {
+    const auto match = RuleIndex::choose(facts, project);
+    if (!match) return walkInto(folder, name);
+    if (request_.enabledEcosystems && !request_.enabledEcosystems->contains(*match->ecosystem)) return;
+    std::string projectFolder = folder.node()->path();
+    std::string path = joinedPath(projectFolder, name);
+    if (match->rule->parentName) projectFolder = parentPath(projectFolder);
+    folder.descend(name, {nullptr, &addArtifact(std::move(path), std::move(projectFolder), *match)});
+  }
+
+  Artifact& addArtifact(std::string path, std::string groupRoot, RuleMatch match) {
+    const std::lock_guard lock(mutex_);
+    Artifact& artifact = artifacts_.emplace_back();
+    artifact.path = std::move(path);
+    artifact.groupRoot = std::move(groupRoot);
+    artifact.match = match;
+    return artifact;
+  }
+
+  void finishFolder(Artifact& artifact) {
+    if (!artifact.measurement.finishFolder() || artifact.measurement.hasFailed()) return;
+    const std::lock_guard lock(mutex_);
+    fresh_.push_back(makeFinding(artifact));
+  }
+
+  void tellPath(const FolderNode& node) {
+    std::string path = node.path();
+    const std::lock_guard lock(mutex_);
+    currentFolder_ = std::move(path);
+  }
+
+  const FilesystemArtifactScanner::Request& request_;
+  const WalkFilter& filter_;
+  const RuleIndex rules_;
+  std::atomic<std::uint64_t> entriesVisited_{0};
+  std::atomic<std::uint64_t> unreadableFolders_{0};
+  std::atomic<bool> pathWanted_{true};
+  std::mutex mutex_;
+  std::deque<Artifact> artifacts_;  // never moved: workers hold references
+  std::vector<ScanArtifactFinding> fresh_;
+  std::string currentFolder_;
+};
+
+/// Delivers progress on the caller's thread: a tick for every finding, for every 64 entries, and every 0.12 seconds.
+class ProgressReporter {
+ public:
+  explicit ProgressReporter(const FilesystemArtifactScanner::Request& request) : request_(request) {
+    tick_.currentPathDisplay = request.resolver.displayPath(request.root);
+  }
+
+  void report(WalkVisitor& visitor, std::vector<ScanArtifactFinding>& findings) {
+    auto fresh = visitor.takeFindings();
+    const std::uint64_t visited = visitor.entriesVisited();
+    if (request_.onProgress) {
+      if (const auto folder = visitor.currentFolder(); !folder.empty()) {
+        tick_.currentPathDisplay = request_.resolver.displayPath(folder);
+      }
+      tickEvery64Entries(visited);
+    }
+    for (ScanArtifactFinding& finding : fresh) {
+      roots_.insert(*finding.groupRoot);
+      ++tick_.artifactsFound;
+      tick_.recoverableBytes += finding.sizeBytes;
+      latest_ = findings.emplace_back(std::move(finding));
+      tick_.projectRootsFound = roots_.size();
+      tick_.latestFinding = &*latest_;
+      deliver();
+    }
+    if (Clock::now() - last_ >= longestSilence) deliver();
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  static constexpr std::chrono::milliseconds longestSilence{120};
+  static constexpr std::uint64_t entriesPerTick = 64;
+
+  void tickEvery64Entries(std::uint64_t visited) {
+    for (auto count = tick_.foldersScanned / entriesPerTick + 1; count * entriesPerTick <= visited; ++count) {
+      tick_.foldersScanned = count * entriesPerTick;
+      deliver();
+    }
+    tick_.foldersScanned = visited;
+  }
+
+  void deliver() {
+    last_ = Clock::now();
+    if (request_.onProgress) request_.onProgress(tick_);
+  }
+
+  const FilesystemArtifactScanner::Request& request_;
+  FilesystemArtifactScanner::ProgressTick tick_;
+  std::optional<ScanArtifactFinding> latest_;
+  std::set<std::string> roots_;
+  Clock::time_point last_ = Clock::now();
+};
+
+}  // namespace
+
+FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request& request) {
+  Result result;
+  result.rootObstacle = obstacleOfRoot(request);
+  if (result.rootObstacle) return result;
+
+  const WalkFilter filter = makeWalkFilter(request);
+  WalkVisitor visitor(request, filter);
+  ProgressReporter progress(request);
+  {
+    WalkVisitor::Traversal traversal(visitor, request.workers == 0 ? defaultScanWorkers() : request.workers);
+    traversal.addRoot(request.root, {filter.placeOf(request.root), nullptr});
+    traversal.start();
+    constexpr std::chrono::milliseconds poll{10};
+    while (!traversal.waitFor(poll)) {
+      if (!result.cancelled) progress.report(visitor, result.findings);
+      if (!result.cancelled && request.shouldCancel && request.shouldCancel()) {
+        result.cancelled = true;
+        traversal.cancel();
+      }
+    }
+  }
+  progress.report(visitor, result.findings);
+  std::sort(result.findings.begin(), result.findings.end(),
+            [](const auto& a, const auto& b) { return pathPrecedes(a.path, b.path); });
+  result.unreadableFolders = visitor.unreadableFolders();
+  result.entriesVisited = visitor.entriesVisited();
+  return result;
+}
+
+}  // namespace tidra

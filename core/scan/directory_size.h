@@ -1,0 +1,31 @@
+// How many bytes folders hold.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tidra {
+
+struct TidraDirectorySizeReader {
+  static constexpr std::chrono::seconds timeLimit{20};
+
+  /// The logical size of everything in a folder, links not followed, bundle packages not entered; 0 for a folder that cannot
+  /// be opened. None when the attributes of a file cannot be read, or when the time limit passes first.
+  static std::optional<std::uint64_t> read(const std::string& path, std::chrono::milliseconds limit = timeLimit);
+
+  struct Options {
+    unsigned workers = 0;  // 0: as many as a scan takes
+    std::optional<std::chrono::milliseconds> limit;
+    std::function<bool()> shouldCancel;  // polled on the caller's thread
+  };
+
+  /// The same for several folders at once, in their order; none for those that were not finished.
+  static std::vector<std::optional<std::uint64_t>> readAll(const std::vector<std::string>& paths,
+                                                           const Options& options);
+};
+
+}  // namespace tidra

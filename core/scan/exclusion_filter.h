@@ -1,0 +1,28 @@
+// What a user keeps out of every scan.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tidra {
+
+/// An immutable list of folders and shell-style patterns. "*" and "?" never match "/", and "**" is a single "*".
+struct TidraScanExclusionFilter {
+  std::vector<std::string> pathPrefixes;  // absolute, standardised
+  std::vector<std::string> globPatterns;
+
+  /// True when the path equals a prefix or lies below it, or when a pattern matches the path, the path without its leading "/",
+  /// or any tail of its components. Trailing "/" of the path do not matter; the empty path is never excluded.
+  bool isExcluded(std::string_view path) const;
+
+  bool operator==(const TidraScanExclusionFilter&) const = default;
+};
+
+/// True for text with "*", "?" or "[".
+bool isGlob(std::string_view text);
+
+/// Shell-style matching of one path component or a whole path; "*", "?" and "[…]" never match "/".
+bool globMatches(const std::string& pattern, const char* text);
+
+}  // namespace tidra

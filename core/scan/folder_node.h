@@ -1,0 +1,55 @@
+// A folder that a traversal has opened, as long as something below it still needs it.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "core/base/errors.h"
+#include "core/platform/file_descriptor.h"
+
+namespace tidra {
+
+/// Knows its place by its chain of parents, so that neither the depth of a tree nor the length of its paths costs memory for
+/// more than the names. Its descriptor is shared by the workers that open its subfolders.
+class FolderNode {
+ public:
+  FolderNode(std::shared_ptr<FolderNode> parent, std::string name, FileDescriptor descriptor);
+  /// Releases a long chain of parents without recursion.
+  ~FolderNode();
+  FolderNode(const FolderNode&) = delete;
+  FolderNode& operator=(const FolderNode&) = delete;
+
+  const FolderNode* parent() const { return parent_.get(); }
+  /// One component; for the first folder of a traversal its whole path.
+  const std::string& name() const { return name_; }
+  int descriptor() const { return descriptor_.get(); }
+  /// The whole path, made from the chain.
+  std::string path() const;
+
+  /// Announces how many subfolders will be opened; the descriptor closes after the last. With `keepOpen` false it closes at
+  /// once and every subfolder is reached through the chain. Call once, before any subfolder is opened.
+  void expectSubfolders(std::size_t count, bool keepOpen);
+
+  /// Opens a subfolder without following a link in its place, and counts it as opened whatever comes of it.
+  Outcome<FileDescriptor> openExpected(const char* name);
+
+  /// Descriptors that all nodes hold open at present.
+  static std::int64_t openDescriptors();
+
+ private:
+  void closeDescriptor();
+  Outcome<FileDescriptor> openAgain() const;
+
+  std::shared_ptr<FolderNode> parent_;
+  std::string name_;
+  FileDescriptor descriptor_;
+  std::atomic<std::size_t> unopened_{0};
+};
+
+/// How many descriptors traversals may hold open: most of what the process is allowed. Raises the soft limit to the hard one
+/// on the first call.
+std::int64_t descriptorBudget();
+
+}  // namespace tidra

@@ -1,0 +1,226 @@
+// A pool of workers that visits folders of a tree, each exactly once.
+//
+// Every worker keeps its own stack of folders to visit: it pushes the subfolders it meets and takes the newest first, which
+// keeps the stack as small as the tree is deep. A worker without work steals the older half of another's stack, where the large
+// subtrees wait. Workers mostly wait for the disk, so there are more of them than processors.
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "core/platform/directory_reader.h"
+#include "core/scan/folder_node.h"
+
+namespace tidra {
+
+/// How many workers a traversal takes when nobody says: measured on warm and cold caches.
+unsigned defaultScanWorkers();
+
+/// `Context` is what a folder hands to its subfolders, by value. `Visitor` has, called from any worker at any time:
+///   void visit(Visit&)                                     reads one folder and names the subfolders to visit
+///   void couldNotOpen(const Context&, std::error_code)     the folder vanished or must not be read
+template <class Context, class Visitor>
+class FolderTraversal {
+ public:
+  /// One folder in the hands of a worker.
+  class Visit {
+   public:
+    const std::shared_ptr<FolderNode>& node() const { return node_; }
+    const Context& context() const { return context_; }
+    Context& context() { return context_; }
+    /// The worker's own reader, not started.
+    DirectoryReader& reader() { return reader_; }
+    /// A number below the count of workers, the same for all visits of one worker.
+    unsigned worker() const { return worker_; }
+
+    /// To be visited later, by whichever worker comes first.
+    void descend(std::string_view name, Context context) {
+      subfolders_.emplace_back(std::string(name), std::move(context));
+    }
+
+   private:
+    friend class FolderTraversal;
+    Visit(std::shared_ptr<FolderNode> node, Context context, DirectoryReader& reader, unsigned worker)
+        : node_(std::move(node)), context_(std::move(context)), reader_(reader), worker_(worker) {}
+
+    std::shared_ptr<FolderNode> node_;
+    Context context_;
+    DirectoryReader& reader_;
+    unsigned worker_;
+    std::vector<std::pair<std::string, Context>> subfolders_;
+  };
+
+  FolderTraversal(Visitor& visitor, unsigned workers) : visitor_(visitor), stacks_(std::max(workers, 1U)) {}
+  ~FolderTraversal() {
+    cancel();
+    threads_.clear();
+  }
+
+  /// Adds a tree. Its first folder is opened following links; only before start().
+  void addRoot(const std::string& path, Context context) {
+    stacks_[0].tasks.push_back({nullptr, path, std::move(context)});
+    ++outstanding_;
+    ++queued_;
+  }
+
+  /// Starts the workers; they stop by themselves after the last folder.
+  void start() {
+    for (unsigned i = 0; i < stacks_.size(); ++i) {
+      threads_.emplace_back([this, i] { work(i); });
+    }
+  }
+
+  /// Workers leave the folders that nobody has begun. Prompt; does not wait.
+  void cancel() {
+    cancelled_ = true;
+    wakeAll();
+  }
+  bool isCancelled() const { return cancelled_.load(std::memory_order_relaxed); }
+
+  /// Waits until every folder is visited or the time has passed; true when all is done.
+  bool waitFor(std::chrono::milliseconds most) {
+    std::unique_lock lock(mutex_);
+    return finished_.wait_for(lock, most, [this] { return working_ == 0 && started_ == stacks_.size(); });
+  }
+
+ private:
+  struct Task {
+    std::shared_ptr<FolderNode> parent;  // none for a first folder
+    std::string name;                    // one component, or the whole path of a first folder
+    Context context;
+  };
+  struct Stack {
+    std::mutex mutex;
+    std::deque<Task> tasks;
+  };
+
+  void work(unsigned self) {
+    {
+      const std::lock_guard lock(mutex_);
+      ++working_;
+      ++started_;
+    }
+    DirectoryReader reader;
+    Task task;
+    while (takeOwn(self, task) || steal(self, task) || waitAndSteal(self, task)) {
+      if (!isCancelled()) visit(self, task, reader);
+      task = Task{};
+      if (--outstanding_ == 0) wakeAll();
+    }
+    const std::lock_guard lock(mutex_);
+    --working_;
+    finished_.notify_all();
+  }
+
+  void visit(unsigned self, Task& task, DirectoryReader& reader) {
+    auto opened = task.parent ? task.parent->openExpected(task.name.c_str()) : openDirectory(task.name);
+    if (!opened) return visitor_.couldNotOpen(task.context, opened.failure());
+    auto node = std::make_shared<FolderNode>(std::move(task.parent), std::move(task.name), std::move(*opened));
+    Visit visit(std::move(node), std::move(task.context), reader, self);
+    visitor_.visit(visit);
+    push(self, visit);
+  }
+
+  void push(unsigned self, Visit& visit) {
+    const std::size_t count = visit.subfolders_.size();
+    visit.node_->expectSubfolders(count, FolderNode::openDescriptors() < descriptorBudget());
+    if (count == 0) return;
+    outstanding_ += static_cast<std::int64_t>(count);
+    queued_ += static_cast<std::int64_t>(count);
+    {
+      const std::lock_guard lock(stacks_[self].mutex);
+      for (auto next = visit.subfolders_.rbegin(); next != visit.subfolders_.rend(); ++next) {
+        stacks_[self].tasks.push_back({visit.node_, std::move(next->first), std::move(next->second)});
+      }
+    }
+    // This worker takes one of them itself.
+    wake(count - 1);
+  }
+
+  bool takeOwn(unsigned self, Task& task) {
+    const std::lock_guard lock(stacks_[self].mutex);
+    auto& tasks = stacks_[self].tasks;
+    if (tasks.empty()) return false;
+    task = std::move(tasks.back());
+    tasks.pop_back();
+    --queued_;
+    return true;
+  }
+
+  /// Takes the older half of another worker's stack.
+  bool steal(unsigned self, Task& task) {
+    for (std::size_t step = 1; step < stacks_.size(); ++step) {
+      Stack& victim = stacks_[(self + step) % stacks_.size()];
+      std::deque<Task> loot;
+      {
+        const std::lock_guard lock(victim.mutex);
+        const std::size_t count = (victim.tasks.size() + 1) / 2;
+        for (std::size_t i = 0; i < count; ++i) {
+          loot.push_back(std::move(victim.tasks.front()));
+          victim.tasks.pop_front();
+        }
+      }
+      if (loot.empty()) continue;
+      task = std::move(loot.back());
+      loot.pop_back();
+      --queued_;
+      const std::lock_guard lock(stacks_[self].mutex);
+      for (Task& stolen : loot) stacks_[self].tasks.push_back(std::move(stolen));
+      return true;
+    }
+    return false;
+  }
+
+  /// Sleeps until there is something to steal; false when nothing will come any more.
+  bool waitAndSteal(unsigned self, Task& task) {
+    for (;;) {
+      {
+        std::unique_lock lock(mutex_);
+        ++idle_;
+        workChanged_.wait(lock, [this] { return queued_ > 0 || outstanding_ == 0; });
+        --idle_;
+      }
+      if (takeOwn(self, task) || steal(self, task)) return true;
+      if (outstanding_ == 0) return false;
+    }
+  }
+
+  /// A worker falls asleep only when nothing is queued, so whoever queues wakes as many as there is work for.
+  void wake(std::size_t count) {
+    if (count == 0 || idle_ == 0) return;
+    const std::lock_guard lock(mutex_);
+    for (std::size_t i = 0; i < count && i < static_cast<std::size_t>(idle_); ++i) workChanged_.notify_one();
+  }
+
+  void wakeAll() {
+    const std::lock_guard lock(mutex_);
+    workChanged_.notify_all();
+  }
+
+  Visitor& visitor_;
+  std::vector<Stack> stacks_;
+  std::atomic<std::int64_t> outstanding_{0};  // folders pushed and not yet done
+  std::atomic<std::int64_t> queued_{0};       // folders waiting in a stack
+  std::atomic<int> idle_{0};
+  std::atomic<bool> cancelled_{false};
+  std::mutex mutex_;
+  std::condition_variable workChanged_;
+  std::condition_variable finished_;
+  std::size_t started_ = 0;
+  std::size_t working_ = 0;
+  std::vector<std::jthread> threads_;
+};
+
+}  // namespace tidra

@@ -1,0 +1,182 @@
+#include "core/scan/git_metadata.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <set>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+#include "core/scan/directory_size.h"
+
+namespace tidra {
+namespace {
+
+constexpr char fileSeparator = '\x1C';
+
+/// Overrides of everything in a repository's own configuration that would make these commands start a program.
+constexpr std::array safeSettings{
+    "core.fsmonitor=false",     "core.hooksPath=/dev/null", "core.pager=cat",      "core.sshCommand=false",
+    "core.askPass=false",       "credential.helper=",       "diff.external=",      "gpg.program=false",
+    "log.showSignature=false",  "protocol.allow=never",     "submodule.recurse=false",
+    "diff.ignoreSubmodules=all", "maintenance.auto=false",  "gc.auto=0",
+};
+
+Environment safeEnvironment(Environment environment) {
+  // Whatever points git at another repository or makes it run something is not for the projects of a scan.
+  std::erase_if(environment, [](const auto& variable) { return variable.first.starts_with("GIT_"); });
+  environment["GIT_OPTIONAL_LOCKS"] = "1";
+  environment["GIT_TERMINAL_PROMPT"] = "0";
+  environment["GIT_PAGER"] = "cat";
+  environment["GIT_ASKPASS"] = "false";
+  environment["GIT_SSH_COMMAND"] = "false";
+  environment["GIT_ALLOW_PROTOCOL"] = "none";
+  environment["GIT_NO_LAZY_FETCH"] = "1";
+  environment["LC_ALL"] = "C";
+  return environment;
+}
+
+std::optional<TimePoint> modificationDate(const std::string& path) {
+  const auto facts = pathFacts(path);
+  return facts ? std::optional(facts->modified) : std::nullopt;
+}
+
+bool isDirectory(const std::string& path) { return static_cast<bool>(openDirectory(path)); }
+
+}  // namespace
+
+TidraGitMetadataReader::TidraGitMetadataReader(std::optional<std::string> git, TidraPathResolver resolver,
+                                               std::function<bool()> shouldCancel)
+    : git_(std::move(git)),
+      resolver_(std::move(resolver)),
+      environment_(safeEnvironment(resolver_.environment)),
+      shouldCancel_(std::move(shouldCancel)) {}
+
+std::optional<std::string> TidraGitMetadataReader::findGit(const Environment& environment) {
+  for (const char* usual : {"/usr/bin/git", "/opt/homebrew/bin/git", "/usr/local/bin/git"}) {
+    if (isExecutableFile(usual)) return usual;
+  }
+  return ProcessRunner::which("git", environment);
+}
+
+std::optional<ProcessRunner::Result> TidraGitMetadataReader::run(const std::string& path,
+                                                                 std::vector<std::string> arguments) const {
+  std::vector<std::string> all;
+  for (const char* setting : safeSettings) all.insert(all.end(), {"-c", setting});
+  all.insert(all.end(), std::make_move_iterator(arguments.begin()), std::make_move_iterator(arguments.end()));
+  auto result = ProcessRunner::run({.executablePath = *git_,
+                                    .arguments = std::move(all),
+                                    .currentDirectory = path,
+                                    .environment = environment_,
+                                    .timeoutSeconds = commandTimeoutSeconds,
+                                    .shouldCancel = shouldCancel_});
+  if (!result || result->status != 0) return std::nullopt;
+  return result;
+}
+
+std::optional<TidraGitMetadataReader::ParsedCommit> TidraGitMetadataReader::parseCommit(std::string_view output) {
+  const auto separator = output.find(fileSeparator);
+  if (separator == std::string_view::npos) return std::nullopt;
+  std::int64_t seconds = 0;
+  const char* const end = output.data() + separator;
+  const auto [parsed, error] = std::from_chars(output.data(), end, seconds);
+  if (error != std::errc{} || parsed != end) return std::nullopt;
+  return ParsedCommit{TimePoint{std::chrono::seconds{seconds}}, std::string(output.substr(separator + 1))};
+}
+
+std::string TidraGitMetadataReader::statusLine(std::size_t changes) {
+  if (changes == 0) return "Clean (no uncommitted changes)";
+  return changes == 1 ? "1 uncommitted change" : fmt::format("{} uncommitted changes", changes);
+}
+
+std::optional<TidraGitMetadataReader::ParsedCommit> TidraGitMetadataReader::lastCommit(const std::string& path) const {
+  const auto result = run(path, {"log", "-1", std::string("--pretty=format:%ct") + fileSeparator + "%s"});
+  return result ? parseCommit(result->stdout_) : std::nullopt;
+}
+
+/// Settings that switch off the content filters a repository configures: "git status" would run them on changed files. None
+/// when there is a filter that cannot be switched off.
+std::optional<std::vector<std::string>> TidraGitMetadataReader::filterOverrides(const std::string& path) const {
+  const auto listed = run(path, {"config", "--name-only", "--get-regexp", "^filter\\..*\\.(clean|smudge|process)$"});
+  std::vector<std::string> overrides;
+  if (!listed) return overrides;  // git reports no match by its exit status
+  for (const std::string_view key : splitNonEmpty(listed->stdout_, '\n')) {
+    if (key.find('=') != std::string_view::npos) return std::nullopt;  // "-c" would cut such a name short
+    const auto driver = key.substr(0, key.rfind('.'));
+    overrides.insert(overrides.end(), {"-c", std::string(key) + "=", "-c", std::string(driver) + ".required=false"});
+  }
+  return overrides;
+}
+
+std::optional<std::size_t> TidraGitMetadataReader::countChanges(const std::string& path) const {
+  auto arguments = filterOverrides(path);
+  if (!arguments) return std::nullopt;
+  // A submodule has a configuration of its own, so git must not look into it.
+  arguments->insert(arguments->end(), {"status", "--porcelain=v1", "--ignore-submodules=all"});
+  const auto result = run(path, std::move(*arguments));
+  if (!result) return std::nullopt;
+  return splitNonEmpty(result->stdout_, '\n').size();
+}
+
+ProjectGitMetadata TidraGitMetadataReader::read(const std::string& path, std::uint64_t knownSize) const {
+  ProjectGitMetadata metadata;
+  metadata.totalProjectSizeBytes = knownSize;
+  const auto folder = resolver_.resolve(path);
+  if (!folder || !isDirectory(*folder)) {
+    metadata.isClean = true;
+    return metadata;
+  }
+  metadata.totalProjectSizeBytes = std::max(knownSize, TidraDirectorySizeReader::read(*folder).value_or(0));
+  metadata.isGitRepo = git_ && pathFacts(joinedPath(*folder, ".git"));
+  if (!metadata.isGitRepo) {
+    metadata.isClean = true;
+    metadata.lastModified = modificationDate(*folder);
+    return metadata;
+  }
+  const auto changes = countChanges(*folder);
+  metadata.isClean = changes == std::size_t{0};
+  metadata.gitStatusLine = changes ? statusLine(*changes) : "Unable to read git status";
+  if (auto commit = lastCommit(*folder)) {
+    metadata.lastCommitDate = commit->date;
+    metadata.commitSubject = std::move(commit->subject);
+  }
+  return metadata;
+}
+
+std::optional<TimePoint> TidraGitMetadataReader::lastActivity(const std::string& path) const {
+  if (git_ && pathFacts(joinedPath(path, ".git"))) {
+    if (const auto commit = lastCommit(path)) return commit->date;
+  }
+  return modificationDate(path);
+}
+
+nlohmann::json JsonCodec<ProjectGitMetadata>::encode(const ProjectGitMetadata& metadata) {
+  nlohmann::json object{
+      {"isGitRepo", metadata.isGitRepo},
+      {"commitSubject", JsonCodec<std::string>::encode(metadata.commitSubject)},
+      {"isClean", metadata.isClean},
+      {"gitStatusLine", JsonCodec<std::string>::encode(metadata.gitStatusLine)},
+      {"totalProjectSizeBytes", metadata.totalProjectSizeBytes},
+  };
+  putOptional(object, "lastCommitDate", metadata.lastCommitDate);
+  putOptional(object, "lastModified", metadata.lastModified);
+  return object;
+}
+
+ProjectGitMetadata JsonCodec<ProjectGitMetadata>::decode(const nlohmann::json& value, const std::string& where) {
+  const JsonObjectReader object(value, where);
+  return {.isGitRepo = object.required<bool>("isGitRepo"),
+          .lastCommitDate = object.optional<TimePoint>("lastCommitDate"),
+          .commitSubject = object.required<std::string>("commitSubject"),
+          .isClean = object.required<bool>("isClean"),
+          .gitStatusLine = object.required<std::string>("gitStatusLine"),
+          .totalProjectSizeBytes = object.required<std::uint64_t>("totalProjectSizeBytes"),
+          .lastModified = object.optional<TimePoint>("lastModified")};
+}
+
+}  // namespace tidra

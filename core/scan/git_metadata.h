@@ -1,0 +1,79 @@
+// What git says about a project. A repository is foreign input: none of the commands that its configuration names may run.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/base/json_codec.h"
+#include "core/base/time_point.h"
+#include "core/platform/path_resolver.h"
+#include "core/platform/process_runner.h"
+
+namespace tidra {
+
+struct ProjectGitMetadata {
+  bool isGitRepo = false;                   // the folder holds ".git" and git was found
+  std::optional<TimePoint> lastCommitDate;  // committer time of the newest commit on the checked-out branch
+  std::string commitSubject;                // empty when unknown
+  bool isClean = false;                     // no uncommitted change
+  std::string gitStatusLine;                // about the working tree, for people
+  std::uint64_t totalProjectSizeBytes = 0;
+  std::optional<TimePoint> lastModified;  // of the project folder, when read
+
+  bool operator==(const ProjectGitMetadata&) const = default;
+};
+
+template <>
+struct JsonCodec<ProjectGitMetadata> {
+  static nlohmann::json encode(const ProjectGitMetadata& metadata);
+  static ProjectGitMetadata decode(const nlohmann::json& value, const std::string& where);
+};
+
+class TidraGitMetadataReader {
+ public:
+  struct ParsedCommit {
+    TimePoint date{};
+    std::string subject;
+
+    bool operator==(const ParsedCommit&) const = default;
+  };
+
+  static constexpr double commandTimeoutSeconds = 8;
+
+  /// `git` is the executable, absent when there is none; `environment` is what git runs with, made safe. Cheap to copy.
+  TidraGitMetadataReader(std::optional<std::string> git, TidraPathResolver resolver,
+                         std::function<bool()> shouldCancel = {});
+
+  /// The usual places of git, then the search path.
+  static std::optional<std::string> findGit(const Environment& environment);
+
+  /// Everything about a project folder, a leading "~" expanded. Never shows a project smaller than `knownSize`, the bytes of its
+  /// artefacts. Takes up to 20 seconds for the size and 8 for each git command. Never throws.
+  ProjectGitMetadata read(const std::string& path, std::uint64_t knownSize) const;
+
+  /// When the project was last worked on: its last commit, else the modification of its folder. Runs one git command at most.
+  std::optional<TimePoint> lastActivity(const std::string& path) const;
+
+  /// "seconds" + 0x1C + "subject", cut at the first 0x1C; none for anything else.
+  static std::optional<ParsedCommit> parseCommit(std::string_view output);
+
+  /// The line for a number of changed files.
+  static std::string statusLine(std::size_t changes);
+
+ private:
+  std::optional<ProcessRunner::Result> run(const std::string& path, std::vector<std::string> arguments) const;
+  std::optional<ParsedCommit> lastCommit(const std::string& path) const;
+  std::optional<std::size_t> countChanges(const std::string& path) const;
+  std::optional<std::vector<std::string>> filterOverrides(const std::string& path) const;
+
+  std::optional<std::string> git_;
+  TidraPathResolver resolver_;
+  Environment environment_;
+  std::function<bool()> shouldCancel_;
+};
+
+}  // namespace tidra

@@ -1,0 +1,58 @@
+// The size of one folder while several workers add it up.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string_view>
+#include <system_error>
+
+#include "core/platform/directory_reader.h"
+
+namespace tidra {
+
+/// Adds the logical sizes of all regular files below a folder. Links are never followed, a file counts once for each of its
+/// hard links, and bundle packages are not entered.
+class Measurement {
+ public:
+  std::uint64_t bytes() const { return bytes_; }
+
+  /// True when the attributes of some file could not be read, which leaves the size unknown.
+  bool hasFailed() const { return failed_; }
+  void fail() { failed_ = true; }
+
+  /// Reads one folder; `descend(name)` is called for each subfolder that belongs to the measurement.
+  template <class Descend>
+  void measure(DirectoryReader& reader, int descriptor, Descend descend) {
+    std::uint64_t bytes = 0;
+    reader.start(descriptor);
+    for (DirectoryEntry entry; reader.next(entry);) {
+      if (entry.type == EntryType::regularFile) {
+        const auto size = fileSize(descriptor, entry.name.data());
+        if (size) {
+          bytes += *size;
+        } else if (!hasVanished(size.failure())) {
+          fail();
+        }
+      } else if (entry.type == EntryType::directory && belongs(entry.name)) {
+        ++pending_;
+        descend(entry.name);
+      }
+    }
+    bytes_ += bytes;
+  }
+
+  /// One folder is done, or could not be opened. True for the last one: the measurement is complete.
+  bool finishFolder() { return --pending_ == 0; }
+
+  /// What disappears while it is being measured is not part of the size any more.
+  static bool hasVanished(std::error_code failure) { return failure == std::errc::no_such_file_or_directory; }
+
+ private:
+  static bool belongs(std::string_view folderName);
+
+  std::atomic<std::uint64_t> bytes_{0};
+  std::atomic<std::int64_t> pending_{1};  // the measured folder itself
+  std::atomic<bool> failed_{false};
+};
+
+}  // namespace tidra

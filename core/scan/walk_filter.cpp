@@ -1,0 +1,135 @@
+#include "core/scan/walk_filter.h"
+
+#include <algorithm>
+
+#include "core/base/text.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+/// False for "[a/b]" and "\/", whose "/" is not a plain separator.
+bool splitsIntoComponents(const std::string& pattern) {
+  bool inBracket = false;
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    if (pattern[i] == '\\' && i + 1 < pattern.size() && pattern[++i] == '/') return false;
+    if (pattern[i] == '[') inBracket = true;
+    if (pattern[i] == ']') inBracket = false;
+    if (pattern[i] == '/' && inBracket) return false;
+  }
+  return true;
+}
+
+bool isLiteral(std::string_view pattern) { return !isGlob(pattern) && pattern.find('\\') == std::string_view::npos; }
+
+/// The last components of a folder's path, nearest first.
+struct Tail {
+  std::vector<std::string_view> components;
+  bool complete = false;  // nothing lies above them but "/"
+};
+
+Tail tailOf(const FolderNode& folder, std::size_t most) {
+  Tail tail;
+  const FolderNode* node = &folder;
+  for (; node->parent() != nullptr; node = node->parent()) {
+    if (tail.components.size() == most) return tail;
+    tail.components.push_back(node->name());
+  }
+  const auto above = splitNonEmpty(node->name(), '/');
+  for (auto component = above.rbegin(); component != above.rend(); ++component) {
+    if (tail.components.size() == most) return tail;
+    tail.components.push_back(*component);
+  }
+  tail.complete = true;
+  return tail;
+}
+
+}  // namespace
+
+void WalkFilter::addPrefix(std::string_view path) {
+  reference_.pathPrefixes.emplace_back(path);
+  Place* place = &root_;
+  for (const std::string_view component : splitNonEmpty(path, '/')) {
+    auto& child = place->children[component];
+    if (!child) child = std::make_unique<Place>();
+    place = child.get();
+  }
+  place->barred = true;
+}
+
+void WalkFilter::addPattern(const std::string& pattern) {
+  if (pattern.empty()) return;
+  reference_.globPatterns.push_back(pattern);
+  if (!splitsIntoComponents(pattern)) {
+    unsplit_.globPatterns.push_back(pattern);
+  } else if (pattern.find('/') == std::string::npos) {
+    if (isLiteral(pattern)) {
+      names_[pattern];
+    } else {
+      nameGlobs_.push_back(pattern);
+    }
+  } else {
+    LongPattern split_{{}, pattern.starts_with('/')};
+    for (const std::string_view component : split(std::string_view(pattern).substr(split_.absolute ? 1 : 0), '/')) {
+      split_.components.emplace_back(component);
+    }
+    mostComponents_ = std::max(mostComponents_, split_.components.size());
+    longPatterns_.push_back(std::move(split_));
+  }
+}
+
+void WalkFilter::add(const TidraScanExclusionFilter& filter) {
+  for (const std::string& prefix : filter.pathPrefixes) addPrefix(prefix);
+  for (const std::string& pattern : filter.globPatterns) addPattern(pattern);
+}
+
+bool WalkFilter::bars(std::string_view path) const {
+  for (std::string ancestor(path);; ancestor = parentPath(ancestor)) {
+    if (reference_.isExcluded(ancestor)) return true;
+    if (ancestor == "/") return false;
+  }
+}
+
+const WalkFilter::Place* WalkFilter::placeOf(std::string_view path) const {
+  const Place* place = &root_;
+  for (const std::string_view component : splitNonEmpty(path, '/')) place = childPlace(place, component);
+  return place;
+}
+
+const WalkFilter::Place* WalkFilter::childPlace(const Place* place, std::string_view name) {
+  if (place == nullptr) return nullptr;
+  const auto* child = place->children.find(name);
+  return child == nullptr ? nullptr : child->get();
+}
+
+FolderFilter::FolderFilter(const WalkFilter& filter, const WalkFilter::Place* place, const FolderNode& folder)
+    : filter_(filter), place_(place), folder_(folder) {
+  if (filter.longPatterns_.empty()) return;
+  const Tail tail = tailOf(folder, filter.mostComponents_);
+  for (const auto& pattern : filter.longPatterns_) {
+    const std::size_t above = pattern.components.size() - 1;
+    if (tail.components.size() < above) continue;
+    if (pattern.absolute && !(tail.complete && tail.components.size() == above)) continue;
+    bool matches = true;
+    for (std::size_t i = 0; i < above && matches; ++i) {
+      matches = globMatches(pattern.components[above - 1 - i], std::string(tail.components[i]).c_str());
+    }
+    if (matches) lastComponents_.push_back(&pattern.components.back());
+  }
+}
+
+bool FolderFilter::bars(std::string_view name) const {
+  if (place_ != nullptr) {
+    const auto* child = WalkFilter::childPlace(place_, name);
+    if (child != nullptr && child->barred) return true;
+  }
+  if (filter_.names_.find(name) != nullptr) return true;
+  const auto matches = [&](const std::string& pattern) { return globMatches(pattern, name.data()); };
+  if (std::any_of(filter_.nameGlobs_.begin(), filter_.nameGlobs_.end(), matches)) return true;
+  if (std::any_of(lastComponents_.begin(), lastComponents_.end(), [&](const auto* last) { return matches(*last); })) {
+    return true;
+  }
+  return !filter_.unsplit_.globPatterns.empty() && filter_.unsplit_.isExcluded(joinedPath(folder_.path(), name));
+}
+
+}  // namespace tidra

@@ -1,0 +1,74 @@
+// Skip lists and exclusions compiled for a walk from the top down.
+//
+// A walk never enters what is barred, so each entry needs only the rules that can name it: prefixes form a tree of components
+// that the walk descends along with itself, patterns of one component look at the entry's name, and longer ones are settled
+// for all but their last component once per folder. An entry outside all of that costs one look-up.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "core/scan/exclusion_filter.h"
+#include "core/scan/folder_node.h"
+#include "core/scan/name_map.h"
+
+namespace tidra {
+
+class WalkFilter {
+ public:
+  /// A component of the tree of prefixes.
+  struct Place {
+    bool barred = false;
+    NameMap<std::unique_ptr<Place>> children;
+  };
+
+  WalkFilter() = default;
+
+  /// Bars a folder and everything below it. The path is absolute and standardised.
+  void addPrefix(std::string_view path);
+  void addPattern(const std::string& pattern);
+  void add(const TidraScanExclusionFilter& filter);
+
+  /// True when the path or one of its ancestors is barred. For single paths; a walk uses FolderFilter.
+  bool bars(std::string_view path) const;
+
+  /// Where a folder stands in the tree of prefixes; null when no prefix lies below it.
+  const Place* placeOf(std::string_view path) const;
+  static const Place* childPlace(const Place* place, std::string_view name);
+
+ private:
+  friend class FolderFilter;
+  struct LongPattern {
+    std::vector<std::string> components;
+    bool absolute = false;
+  };
+
+  Place root_;
+  NameMap<std::monostate> names_;
+  std::vector<std::string> nameGlobs_;
+  std::vector<LongPattern> longPatterns_;
+  std::size_t mostComponents_ = 0;      // of a long pattern
+  TidraScanExclusionFilter unsplit_;    // patterns whose "/" stand where they do not separate components
+  TidraScanExclusionFilter reference_;  // everything, for single paths
+};
+
+/// What a WalkFilter says about the entries of one folder that is not barred itself.
+class FolderFilter {
+ public:
+  /// `place` is the folder's place in the filter's tree. The filter and the folder must outlive this.
+  FolderFilter(const WalkFilter& filter, const WalkFilter::Place* place, const FolderNode& folder);
+
+  /// `name` is NUL-terminated.
+  bool bars(std::string_view name) const;
+
+ private:
+  const WalkFilter& filter_;
+  const WalkFilter::Place* place_;
+  const FolderNode& folder_;
+  std::vector<const std::string*> lastComponents_;  // of the long patterns that match this folder so far
+};
+
+}  // namespace tidra

@@ -1,0 +1,109 @@
+#include "core/scan/walk_setup.h"
+
+#include <fmt/format.h>
+
+#include "core/base/text.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+using Request = FilesystemArtifactScanner::Request;
+
+/// The skip list: a bare name skips every folder of that name, anything else is a path.
+TidraScanExclusionFilter skipList(const Request& request) {
+  TidraScanExclusionFilter skip;
+  for (const std::string& entry : request.catalog->walkSkip(request.platform)) {
+    const bool isPath = entry.find('/') != std::string::npos || entry.starts_with('~') || entry.starts_with('$');
+    if (!isPath) {
+      skip.globPatterns.push_back(entry);
+    } else if (auto path = request.resolver.resolve(entry)) {
+      skip.pathPrefixes.push_back(std::move(*path));
+    }
+  }
+  return skip;
+}
+
+/// A root reached through a link has two spellings. Paths known by the real one are spelt as the walk will meet them.
+class Spelling {
+ public:
+  explicit Spelling(const std::string& root) : root_(root) {
+    const auto real = realPath(root);
+    realRoot_ = real ? *real : root;
+  }
+
+  const std::string& realRoot() const { return realRoot_; }
+
+  std::string asWalked(const std::string& path) const {
+    if (realRoot_ == root_ || !isSameOrInside(path, realRoot_)) return path;
+    return standardizedPath(root_ + "/" + path.substr(realRoot_ == "/" ? 0 : realRoot_.size()));
+  }
+
+ private:
+  const std::string& root_;
+  std::string realRoot_;
+};
+
+/// The mount that holds a path; null when the table does not tell.
+const MountPoint* mountOf(const std::vector<MountPoint>& mounts, const std::string& realPath) {
+  const MountPoint* holder = nullptr;
+  for (const MountPoint& mount : mounts) {
+    if (!isSameOrInside(realPath, mount.path)) continue;
+    // Of two mounts at one place the later covers the earlier.
+    if (holder == nullptr || mount.path.size() >= holder->path.size()) holder = &mount;
+  }
+  return holder;
+}
+
+void addMounts(WalkFilter& filter, const Request& request, const Spelling& spelling) {
+  const MountPoint* own = mountOf(request.mounts, spelling.realRoot());
+  for (const MountPoint& listed : request.mounts) {
+    if (listed.path == spelling.realRoot() || !isSameOrInside(listed.path, spelling.realRoot())) continue;
+    const MountPoint& mount = *mountOf(request.mounts, listed.path);
+    const bool elsewhere = request.oneFileSystem && own != nullptr && mount.device != own->device;
+    if (elsewhere || isPseudoFileSystem(mount.fileSystem)) filter.addPrefix(spelling.asWalked(mount.path));
+  }
+}
+
+/// Adds every prefix as it stands and, where links give it another spelling, as the walk spells it.
+void addSpelled(WalkFilter& filter, const TidraScanExclusionFilter& added, const Spelling& spelling) {
+  filter.add(added);
+  for (const std::string& prefix : added.pathPrefixes) {
+    const auto real = realPath(prefix);
+    const std::string walked = spelling.asWalked(real ? *real : prefix);
+    if (walked != prefix) filter.addPrefix(walked);
+  }
+}
+
+}  // namespace
+
+std::optional<std::string> obstacleOfRoot(const Request& request) {
+  WalkFilter skip;
+  skip.add(skipList(request));
+  const std::string shown = escapedForTerminal(request.resolver.displayPath(request.root));
+  if (skip.bars(request.root)) {
+    return fmt::format("{} lies in a folder that scans skip (see tidra rules list --skipped), so nothing is reported for it.",
+                       shown);
+  }
+  WalkFilter excluded;
+  excluded.add(request.exclusionFilter);
+  if (excluded.bars(request.root)) return fmt::format("{} is excluded, so nothing is reported for it.", shown);
+  const Spelling spelling(request.root);
+  const MountPoint* mount = mountOf(request.mounts, spelling.realRoot());
+  if (mount != nullptr && isPseudoFileSystem(mount->fileSystem)) {
+    return fmt::format("{} is on a {} file system, which holds no projects.", shown, mount->fileSystem);
+  }
+  return std::nullopt;
+}
+
+WalkFilter makeWalkFilter(const Request& request) {
+  const Spelling spelling(request.root);
+  WalkFilter filter;
+  addSpelled(filter, skipList(request), spelling);
+  addSpelled(filter, request.exclusionFilter, spelling);
+  addMounts(filter, request, spelling);
+  return filter;
+}
+
+}  // namespace tidra

@@ -1,0 +1,55 @@
+// When projects were last worked on, asked of git in the background while a walk goes on.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <queue>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/base/time_point.h"
+#include "core/scan/git_metadata.h"
+
+namespace tidra {
+
+/// Reads each project once, several at a time; a repository on which git hangs holds up only its own answer, for git's time
+/// limit. add() and finish() are for one thread.
+class ProjectActivityReader {
+ public:
+  ProjectActivityReader(std::optional<std::string> git, TidraPathResolver resolver);
+  /// Ends what still runs.
+  ~ProjectActivityReader();
+
+  /// Asks for a project; again for the same one is free.
+  void add(const std::string& project);
+
+  /// Gives up what is not answered yet. Prompt; does not wait.
+  void cancel() { cancelled_ = true; }
+
+  /// Waits at most this long for the answers; true when all are there.
+  bool waitFor(std::chrono::milliseconds most);
+
+  /// The answers so far. A project that could not be read has none.
+  std::map<std::string, TimePoint> answers();
+
+ private:
+  void work();
+
+  std::atomic<bool> cancelled_{false};
+  TidraGitMetadataReader reader_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::set<std::string> seen_;
+  std::queue<std::string> waiting_;
+  std::map<std::string, TimePoint> answers_;
+  std::size_t running_ = 0;
+  bool closed_ = false;
+  std::vector<std::jthread> threads_;
+};
+
+}  // namespace tidra

@@ -1,0 +1,162 @@
+// A scan goes: walk each root, handing every new project to git in the background; wait for git; give each finding the date of
+// its project; drop what the request does not want; sum up and make the report.
+#include "core/session/scan_session.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+
+#include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+#include "core/scan/artifact_scanner.h"
+#include "core/session/project_activity_reader.h"
+
+namespace tidra {
+namespace {
+
+class ScanSession {
+ public:
+  explicit ScanSession(const ScanRequest& request) : request_(request), activity_(request.git, request.resolver) {}
+
+  ScanOutcome run() {
+    const auto started = std::chrono::steady_clock::now();
+    if (request_.scanProjects) {
+      for (const std::string& root : independentRoots(request_.roots, request_.oneFileSystem)) walk(root);
+      finishActivity();
+    }
+    std::erase_if(outcome_.findings, [this](const auto& finding) { return !isWanted(finding); });
+    outcome_.aggregate = ScanAggregate(outcome_.findings);
+    const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
+    outcome_.report = ScanReport::make(outcome_.findings, outcome_.aggregate, request_.resolver,
+                                       {.catalogVersion = request_.catalog.catalogVersion,
+                                        .generatedAt = request_.now,
+                                        .host = request_.host,
+                                        .platform = request_.platform,
+                                        .scanRoot = joined(request_.roots, ", "),
+                                        .durationSeconds = duration.count(),
+                                        .partial = cancelled_,
+                                        .volume = volume(),
+                                        .thresholds = request_.thresholds});
+    return std::move(outcome_);
+  }
+
+ private:
+  void walk(const std::string& root) {
+    if (cancelled_) return;
+    if (const auto opened = openDirectory(root); !opened) {
+      note(fmt::format("{} could not be read: {}.", shown(root), opened.failure().message()));
+      return;
+    }
+    const auto before = progress_;
+    auto result = FilesystemArtifactScanner::scan({.root = root,
+                                                   .catalog = &request_.catalog,
+                                                   .platform = request_.platform,
+                                                   .resolver = request_.resolver,
+                                                   .exclusionFilter = request_.exclusions,
+                                                   .enabledEcosystems = request_.ecosystems,
+                                                   .mounts = request_.mounts,
+                                                   .oneFileSystem = request_.oneFileSystem,
+                                                   .workers = request_.workers,
+                                                   .shouldCancel = [this] { return shouldCancel(); },
+                                                   .onProgress = [&](const auto& tick) { advance(before, tick); }});
+    if (result.rootObstacle) note(*result.rootObstacle);
+    if (result.unreadableFolders > 0) {
+      note(fmt::format("{} below {} could not be read: Permission denied.",
+                       result.unreadableFolders == 1 ? "1 folder" : fmt::format("{} folders", result.unreadableFolders),
+                       shown(root)));
+    }
+    for (auto& finding : result.findings) {
+      activity_.add(*finding.groupRoot);
+      outcome_.findings.push_back(std::move(finding));
+    }
+  }
+
+  /// The walk of one root goes on from what the roots before it have added up to.
+  void advance(const ScanProgress& before, const FilesystemArtifactScanner::ProgressTick& tick) {
+    if (tick.latestFinding != nullptr) activity_.add(*tick.latestFinding->groupRoot);
+    progress_.entriesVisited = before.entriesVisited + tick.foldersScanned;
+    progress_.projectsFound = before.projectsFound + tick.projectRootsFound;
+    progress_.artifactsFound = before.artifactsFound + tick.artifactsFound;
+    progress_.recoverableBytes = before.recoverableBytes + tick.recoverableBytes;
+    if (!request_.onProgress) return;
+    progress_.currentPathDisplay = tick.currentPathDisplay;
+    request_.onProgress(progress_);
+  }
+
+  void finishActivity() {
+    constexpr std::chrono::milliseconds poll{20};
+    while (!cancelled_ && !activity_.waitFor(poll)) shouldCancel();
+    const auto dates = activity_.answers();
+    for (auto& finding : outcome_.findings) {
+      const auto date = dates.find(*finding.groupRoot);
+      if (date != dates.end()) finding.lastActivityDate = date->second;
+    }
+  }
+
+  bool isWanted(const ScanArtifactFinding& finding) const {
+    if (request_.tiers && !request_.tiers->contains(finding.safetyTier)) return false;
+    if (finding.sizeBytes < request_.minimumBytes) return false;
+    return !request_.olderThan ||
+           (finding.lastActivityDate && ScanActivityClassification::isAtLeastThisOld(
+                                            *finding.lastActivityDate, *request_.olderThan, request_.now));
+  }
+
+  bool shouldCancel() {
+    if (!cancelled_ && request_.shouldCancel && request_.shouldCancel()) {
+      cancelled_ = true;
+      activity_.cancel();
+    }
+    return cancelled_;
+  }
+
+  std::optional<TidraVolumeSpaceReader::Space> volume() const {
+    return TidraVolumeSpaceReader::read(request_.roots.empty() ? request_.resolver.home : request_.roots.front());
+  }
+
+  std::string shown(const std::string& path) const { return escapedForTerminal(request_.resolver.displayPath(path)); }
+  void note(std::string text) { outcome_.notes.push_back(std::move(text)); }
+
+  const ScanRequest& request_;
+  ProjectActivityReader activity_;
+  ScanOutcome outcome_;
+  ScanProgress progress_;
+  bool cancelled_ = false;
+};
+
+struct RootPlace {
+  std::string realPath;
+  std::optional<std::uint64_t> device;
+};
+
+RootPlace placeOf(const std::string& root) {
+  const auto real = realPath(root);
+  RootPlace place{real ? *real : root, std::nullopt};
+  if (const auto facts = pathFacts(place.realPath)) place.device = facts->device;
+  return place;
+}
+
+}  // namespace
+
+ScanOutcome runScan(const ScanRequest& request) { return ScanSession(request).run(); }
+
+std::vector<std::string> independentRoots(const std::vector<std::string>& roots, bool oneFileSystem) {
+  std::vector<RootPlace> places;
+  for (const std::string& root : roots) places.push_back(placeOf(root));
+  std::vector<std::string> kept;
+  for (std::size_t i = 0; i < roots.size(); ++i) {
+    bool covered = false;
+    for (std::size_t k = 0; k < roots.size() && !covered; ++k) {
+      if (k == i || !isSameOrInside(places[i].realPath, places[k].realPath)) continue;
+      if (oneFileSystem && places[i].device != places[k].device) continue;
+      // Of two names for one folder the first stays.
+      covered = places[i].realPath != places[k].realPath || k < i;
+    }
+    if (!covered) kept.push_back(roots[i]);
+  }
+  return kept;
+}
+
+}  // namespace tidra

@@ -1,0 +1,68 @@
+// One scan from request to report. The terminal program, the desktop application and the unattended agent all run this.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "core/base/quantities.h"
+#include "core/model/scan_aggregate.h"
+#include "core/model/scan_report.h"
+#include "core/platform/mount_table.h"
+#include "core/rules/rule_catalog.h"
+#include "core/scan/exclusion_filter.h"
+
+namespace tidra {
+
+/// What the person or the policy that asked for a scan sees of it meanwhile. Valid during the call that delivers it.
+struct ScanProgress {
+  std::uint64_t entriesVisited = 0;
+  std::size_t projectsFound = 0;
+  std::size_t artifactsFound = 0;
+  std::uint64_t recoverableBytes = 0;
+  std::string currentPathDisplay;
+};
+
+struct ScanRequest {
+  std::vector<std::string> roots;  // absolute and standardised
+  RuleCatalog catalog;
+  TidraPathResolver resolver;  // the home folder and the environment
+  TidraPlatform platform = currentPlatform;
+  std::string host;
+  std::vector<MountPoint> mounts;
+  std::optional<std::string> git;  // the executable; absent: activity comes from folders alone
+
+  bool scanProjects = true;
+  TidraScanExclusionFilter exclusions;
+  std::optional<std::set<std::string>> ecosystems;       // absent: all
+  std::optional<std::set<ArtifactSafetyTier>> tiers;     // absent: all
+  std::uint64_t minimumBytes = 0;                        // smaller findings are left out
+  std::optional<Age> olderThan;                          // findings worked on since, or of unknown age, are left out
+  bool oneFileSystem = false;                            // each root stays on its own file system
+  unsigned workers = 0;                                  // 0: the default
+  ActivityThresholds thresholds;
+  TimePoint now{};  // the reference time of all ages
+
+  std::function<bool()> shouldCancel;                       // polled on the caller's thread
+  std::function<void(const ScanProgress&)> onProgress;      // called on the caller's thread
+};
+
+struct ScanOutcome {
+  ScanReport report;
+  ScanAggregate aggregate;
+  std::vector<ScanArtifactFinding> findings;  // the report's items, in its order
+  std::vector<std::string> notes;             // for people: what could not be read and why
+};
+
+/// Runs a scan. A scan that was cancelled gives what it found until then, with `partial` set in the report. Never throws for what
+/// the file system or a tool answers.
+ScanOutcome runScan(const ScanRequest& request);
+
+/// The roots without those that another root covers, in their order. A root on another file system than the one that holds it
+/// is not covered when each root stays on its own file system.
+std::vector<std::string> independentRoots(const std::vector<std::string>& roots, bool oneFileSystem);
+
+}  // namespace tidra
