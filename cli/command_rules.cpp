@@ -22,7 +22,9 @@ struct RulesOptions {
   bool json = false;
 };
 
-RuleCatalog chosenCatalog(const RulesOptions& options) { return makeCatalog(options.rulesFiles, options.disabledRules); }
+RuleCatalog chosenCatalog(const RulesOptions& options) {
+  return makeCatalog(options.rulesFiles, options.disabledRules);
+}
 
 template <class Rule>
 std::size_t widestId(const std::vector<Rule>& rules) {
@@ -72,7 +74,8 @@ int show(const RulesOptions& options) {
   auto text = ruleJson(catalog.projectRules, options.id);
   if (!text) text = ruleJson(catalog.systemRules, options.id);
   if (!text) {
-    throw InputError(fmt::format("No rule has the id '{}'; tidra rules list shows them.", escapedForTerminal(options.id)));
+    throw InputError(
+        fmt::format("No rule has the id '{}'; tidra rules list shows them.", escapedForTerminal(options.id)));
   }
   writeOut(*text + "\n");
   return ExitStatus::done;
@@ -130,7 +133,8 @@ void addRulesCommand(CLI::App& app, Program& program) {
 
   CLI::App* exporting = command->add_subcommand("export", "The whole catalog as JSON, to start a rules file from");
   addCatalogOptions(exporting);
-  exporting->footer("Examples:\n  tidra rules export > mine.json\n  tidra rules export --rules team.json | jq .walkSkip");
+  exporting->footer(
+      "Examples:\n  tidra rules export > mine.json\n  tidra rules export --rules team.json | jq .walkSkip");
   choose(exporting, [](const RulesOptions& given) {
     RulesOptions asJson = given;
     asJson.json = true;

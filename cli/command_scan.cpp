@@ -40,9 +40,8 @@ void addScanCommand(CLI::App& app, Program& program) {
       "Examples:\n"
       "  tidra scan ~/code --older-than 6mo    what projects untouched for half a year hold\n"
       "  tidra scan --json | jq .totalBytes    the whole report as JSON");
-  command->callback([options, &program] {
-    program.command = [options, &program] { return runScanCommand(*options, program); };
-  });
+  command->callback(
+      [options, &program] { program.command = [options, &program] { return runScanCommand(*options, program); }; });
 }
 
 }  // namespace tidra

@@ -1,5 +1,5 @@
-// The terminal program: parses the arguments, runs the one command they choose, and turns what went wrong into one sentence
-// and an exit status.
+// The terminal program: parses the arguments, runs the one command they choose, and turns what went wrong into one
+// sentence and an exit status.
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>

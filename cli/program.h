@@ -32,7 +32,7 @@ struct GlobalOptions {
 
 struct Program {
   GlobalOptions options;
-  Environment environment;     // of this process
+  Environment environment;       // of this process
   std::function<int()> command;  // the one that the arguments chose; gives the exit status
 };
 

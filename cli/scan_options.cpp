@@ -47,7 +47,8 @@ std::string absolutePath(const std::string& given, const TidraPathResolver& reso
 
 /// A folder that can be scanned. One that may not be read is no bad input: the scan says so and goes on.
 std::string checkedRoot(const std::string& given, const TidraPathResolver& resolver) {
-  if (given.empty()) throw InputError("An empty text is not a folder; name one, or leave it out to scan the home folder.");
+  if (given.empty())
+    throw InputError("An empty text is not a folder; name one, or leave it out to scan the home folder.");
   std::string path = absolutePath(given, resolver);
   const auto opened = openDirectory(path);
   if (opened || opened.failure() == std::errc::permission_denied) return path;
@@ -70,18 +71,19 @@ std::string homeFolder(const ScanOptions& options, const Environment& environmen
   }
   if (home.empty()) throw InputError("The home folder is unknown; set HOME or give --home.");
   if (!home.starts_with('/')) home = joinedPath(currentFolder(), home);
-  if (options.home && !openDirectory(home) ) {
-    throw InputError(fmt::format("'{}' given with --home is not a folder that can be opened.", escapedForTerminal(home)));
+  if (options.home && !openDirectory(home)) {
+    throw InputError(
+        fmt::format("'{}' given with --home is not a folder that can be opened.", escapedForTerminal(home)));
   }
   return standardizedPath(home);
 }
 
 /// Throws unless every value is one of the known ones.
-void requireKnown(const std::vector<std::string>& values, const std::vector<std::string>& known, std::string_view what) {
+void requireKnown(const std::vector<std::string>& values, const std::vector<std::string>& known,
+                  std::string_view what) {
   for (const std::string& value : values) {
     if (std::find(known.begin(), known.end(), value) != known.end()) continue;
-    throw InputError(
-        fmt::format("'{}' is no {}; known are {}.", escapedForTerminal(value), what, joined(known, ", ")));
+    throw InputError(fmt::format("'{}' is no {}; known are {}.", escapedForTerminal(value), what, joined(known, ", ")));
   }
 }
 
@@ -105,8 +107,8 @@ std::set<ArtifactSafetyTier> chosenTiers(const ScanOptions& options) {
   for (const std::string& text : options.tiers) {
     const auto tier = fromRawValue<ArtifactSafetyTier>(text);
     if (!tier) {
-      throw InputError(fmt::format("'{}' is no tier; known are {}.", escapedForTerminal(text),
-                                   rawValueList<ArtifactSafetyTier>()));
+      throw InputError(
+          fmt::format("'{}' is no tier; known are {}.", escapedForTerminal(text), rawValueList<ArtifactSafetyTier>()));
     }
     tiers.insert(*tier);
   }
@@ -147,11 +149,13 @@ void addScanOptions(CLI::App& command, ScanOptions& options) {
   addList(command, "--disable-rule", options.disabledRules, "Switch rules off by id");
   addList(command, "--tier", options.tiers, "Only these tiers: safe, caution, warning");
   command.add_option("--min-size", options.minSize, "Leave out what is smaller, e.g. 10M")->type_name("SIZE");
-  command.add_option("--older-than", options.olderThan, "Leave out what was worked on since, e.g. 6mo")->type_name("AGE");
+  command.add_option("--older-than", options.olderThan, "Leave out what was worked on since, e.g. 6mo")
+      ->type_name("AGE");
   command.add_flag("-x,--one-file-system", options.oneFileSystem, "Stay on the file system of each root");
   command.add_option("--sort", options.sort, "Order of the list: size (default), path or age")->type_name("");
   command.add_option("--limit", options.limit, "Projects to list; 0 lists all")->type_name("N");
-  command.add_option("--output", options.output, "Write the result to FILE instead of standard output")->type_name("FILE");
+  command.add_option("--output", options.output, "Write the result to FILE instead of standard output")
+      ->type_name("FILE");
   command.add_option("--threads", options.threads, "Workers that read folders; 0 chooses")
       ->type_name("N")
       ->check(CLI::Range(0, 256));

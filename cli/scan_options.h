@@ -38,7 +38,8 @@ void addScanOptions(CLI::App& command, ScanOptions& options);
 /// The request for a scan. Throws InputError with one sentence for the first option that cannot be used.
 ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment);
 
-/// The catalog: the built-in one with the rules of each file laid over it, without the disabled ones. Throws InputError.
+/// The catalog: the built-in one with the rules of each file laid over it, without the disabled ones. Throws
+/// InputError.
 RuleCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules);
 
 /// Reads and validates a rules file. Throws InputError that names the file.

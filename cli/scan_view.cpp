@@ -1,5 +1,5 @@
-// The text goes: group the items, order groups and items, draw one line per item with columns as wide as the shown texts need,
-// then the totals side by side.
+// The text goes: group the items, order groups and items, draw one line per item with columns as wide as the shown
+// texts need, then the totals side by side.
 #include "cli/scan_view.h"
 
 #include <fmt/format.h>
@@ -127,7 +127,7 @@ class ScanTextWriter {
       const std::size_t room = options_.terminal.columns - sizeWidth - displayWidth(activity) - 4;
       title = paddedRight(fitted(title, room), std::min<std::size_t>(room, headingWidth()));
     }
-    text_ += style_.bold(title) + "  " + style_.bold(size);
+    text_ += style_.bold(title) + "  " + style_.bold(onScreen() ? paddedLeft(size, sizeWidth) : size);
     if (!activity.empty()) text_ += "  " + style_.activity(*group.items.front()->activity, activity);
     text_ += '\n';
     const std::size_t limit = itemLimit(group);
@@ -147,7 +147,10 @@ class ScanTextWriter {
     std::size_t used = 2;
     text_ += "  ";
     if (onScreen()) {
-      text_ += style_.bar(paddedRight(bar(static_cast<double>(item.bytes) / static_cast<double>(std::max<std::int64_t>(largest_, 1))), barWidth)) + " ";
+      text_ += style_.bar(paddedRight(
+                   bar(static_cast<double>(item.bytes) / static_cast<double>(std::max<std::int64_t>(largest_, 1))),
+                   barWidth)) +
+               " ";
       used += barWidth + 1;
     }
     text_ += paddedLeft(ByteFormatting::compact(item.bytes), sizeWidth) + "  ";
@@ -196,7 +199,8 @@ class ScanTextWriter {
   void writeTotals() {
     std::vector<Total> ecosystems;
     for (const auto& [key, bytes] : report_.bytesByEcosystem) ecosystems.push_back({shown(ecosystemName(key)), bytes});
-    std::stable_sort(ecosystems.begin(), ecosystems.end(), [](const Total& a, const Total& b) { return a.bytes > b.bytes; });
+    std::stable_sort(ecosystems.begin(), ecosystems.end(),
+                     [](const Total& a, const Total& b) { return a.bytes > b.bytes; });
     std::vector<Total> tiers;
     for (const ArtifactSafetyTier tier : allCases<ArtifactSafetyTier>()) {
       const auto bytes = report_.bytesByTier.find(std::string(rawValue(tier)));
@@ -228,7 +232,8 @@ class ScanTextWriter {
     }
     text_ += fmt::format(" Scanned in {:.1f} s.\n", report_.durationSeconds);
     if (report_.volume) {
-      text_ += style_.dim(fmt::format("The volume has {} free of {}.", ByteFormatting::compact(report_.volume->availableBytes),
+      text_ += style_.dim(fmt::format("The volume has {} free of {}.",
+                                      ByteFormatting::compact(report_.volume->availableBytes),
                                       ByteFormatting::compact(report_.volume->totalBytes))) +
                '\n';
     }

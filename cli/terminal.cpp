@@ -32,19 +32,26 @@ std::string Style::wrap(std::string_view code, std::string_view text) const {
 
 std::string Style::tier(ArtifactSafetyTier tier, std::string_view text) const {
   switch (tier) {
-    case ArtifactSafetyTier::safe: return wrap("32", text);
-    case ArtifactSafetyTier::caution: return wrap("33", text);
-    case ArtifactSafetyTier::warning: return wrap("31", text);
+    case ArtifactSafetyTier::safe:
+      return wrap("32", text);
+    case ArtifactSafetyTier::caution:
+      return wrap("33", text);
+    case ArtifactSafetyTier::warning:
+      return wrap("31", text);
   }
   return std::string(text);
 }
 
 std::string Style::activity(ProjectActivity activity, std::string_view text) const {
   switch (activity) {
-    case ProjectActivity::active: return wrap("32", text);
-    case ProjectActivity::recent: return wrap("36", text);
-    case ProjectActivity::inactive: return wrap("33", text);
-    case ProjectActivity::dormant: return wrap("31", text);
+    case ProjectActivity::active:
+      return wrap("32", text);
+    case ProjectActivity::recent:
+      return wrap("36", text);
+    case ProjectActivity::inactive:
+      return wrap("33", text);
+    case ProjectActivity::dormant:
+      return wrap("31", text);
   }
   return std::string(text);
 }

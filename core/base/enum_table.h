@@ -21,7 +21,9 @@ struct EnumRow {
 };
 
 template <class E>
-concept TabledEnum = requires { EnumTable<E>::rows; };
+concept TabledEnum = requires {
+  EnumTable<E>::rows;
+};
 
 /// The raw text of a case; the empty text for a value outside the enumeration.
 template <TabledEnum E>

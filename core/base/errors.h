@@ -41,8 +41,6 @@ class Outcome {
 };
 
 /// The reason of the last failed system call of this thread.
-inline std::error_code lastSystemError() {
-  return {errno, std::generic_category()};
-}
+inline std::error_code lastSystemError() { return {errno, std::generic_category()}; }
 
 }  // namespace tidra

@@ -1,5 +1,5 @@
-// The one set of JSON helpers: typed reading of fields with messages that name the place, and writing that omits what is
-// absent and keeps bytes that are not text.
+// The one set of JSON helpers: typed reading of fields with messages that name the place, and writing that omits what
+// is absent and keeps bytes that are not text.
 #pragma once
 
 #include <fmt/format.h>
@@ -68,8 +68,8 @@ struct JsonCodec<E> {
   static E decode(const nlohmann::json& value, const std::string& where) {
     const std::string text = JsonCodec<std::string>::decode(value, where);
     if (const auto known = fromRawValue<E>(text)) return *known;
-    throw DecodingError(fmt::format("{}: unknown {} '{}' (known: {})", where, EnumTable<E>::name, text,
-                                    rawValueList<E>()));
+    throw DecodingError(
+        fmt::format("{}: unknown {} '{}' (known: {})", where, EnumTable<E>::name, text, rawValueList<E>()));
   }
 };
 

@@ -44,8 +44,9 @@ InputError badSize(std::string_view text) {
 }
 
 InputError badAge(std::string_view text) {
-  return InputError(fmt::format("'{}' is not an age; write a whole number with d, w, mo or y, such as 30d, 8w, 6mo or 1y",
-                                escapedForTerminal(text)));
+  return InputError(
+      fmt::format("'{}' is not an age; write a whole number with d, w, mo or y, such as 30d, 8w, 6mo or 1y",
+                  escapedForTerminal(text)));
 }
 
 }  // namespace

@@ -56,11 +56,15 @@ bool isCombining(char32_t c) {
 
 std::string escapedControl(char32_t c) {
   switch (c) {
-    case '\n': return "\\n";
-    case '\r': return "\\r";
-    case '\t': return "\\t";
-    default: return c < 0x100 ? fmt::format("\\x{:02x}", static_cast<unsigned>(c))
-                              : fmt::format("\\u{:04x}", static_cast<unsigned>(c));
+    case '\n':
+      return "\\n";
+    case '\r':
+      return "\\r";
+    case '\t':
+      return "\\t";
+    default:
+      return c < 0x100 ? fmt::format("\\x{:02x}", static_cast<unsigned>(c))
+                       : fmt::format("\\u{:04x}", static_cast<unsigned>(c));
   }
 }
 

@@ -12,14 +12,15 @@
 namespace tidra {
 
 struct ScanActivityClassification {
-  /// Whole calendar months in UTC, counting the time of day; 0 for a date in the future. A month that lacks the start's day
-  /// is complete at the start's time on its last day.
+  /// Whole calendar months in UTC, counting the time of day; 0 for a date in the future. A month that lacks the start's
+  /// day is complete at the start's time on its last day.
   static int monthsSince(TimePoint date, TimePoint now);
 
   /// Whole days; 0 for a date in the future, none for an unknown date.
   static std::optional<std::int64_t> idleDays(std::optional<TimePoint> date, TimePoint now);
 
-  /// The dormant threshold is tested first, so with a dormant threshold below the inactive one nothing is ever inactive.
+  /// The dormant threshold is tested first, so with a dormant threshold below the inactive one nothing is ever
+  /// inactive.
   static ProjectActivity classify(int months, int dormantMonths, int inactiveMonths);
 
   /// Months since the date; 12 when it is unknown.

@@ -27,7 +27,8 @@ std::vector<ScanArtifactFinding> largest(std::vector<const ScanArtifactFinding*>
   });
   std::vector<ScanArtifactFinding> findings;
   findings.reserve(kept);
-  std::transform(candidates.begin(), middle, std::back_inserter(findings), [](const auto* finding) { return *finding; });
+  std::transform(candidates.begin(), middle, std::back_inserter(findings),
+                 [](const auto* finding) { return *finding; });
   return findings;
 }
 

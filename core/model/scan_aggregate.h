@@ -30,7 +30,8 @@ struct ScanAggregate {
   /// Both together, this one's findings first. An aggregate without findings leaves the other unchanged.
   ScanAggregate merging(const ScanAggregate& other) const;
 
-  /// Under which root a finding is listed: its group root, else the path of a tool-backed target, else the parent folder.
+  /// Under which root a finding is listed: its group root, else the path of a tool-backed target, else the parent
+  /// folder.
   static std::string rootKey(const ScanArtifactFinding& finding);
 
   bool operator==(const ScanAggregate&) const = default;

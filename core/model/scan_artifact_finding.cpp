@@ -50,7 +50,8 @@ void mix(std::size_t& seed, const T& value) {
 
 }  // namespace
 
-std::size_t std::hash<tidra::ScanArtifactFinding>::operator()(const tidra::ScanArtifactFinding& finding) const noexcept {
+std::size_t std::hash<tidra::ScanArtifactFinding>::operator()(
+    const tidra::ScanArtifactFinding& finding) const noexcept {
   std::size_t seed = 0;
   mix(seed, finding.path);
   mix(seed, finding.label);

@@ -1,5 +1,5 @@
-// The words that every scanner, report, plan, policy and screen shares: where a finding came from, how safe its removal is, how
-// recently its project was worked on.
+// The words that every scanner, report, plan, policy and screen shares: where a finding came from, how safe its removal
+// is, how recently its project was worked on.
 #pragma once
 
 #include <array>

@@ -19,13 +19,15 @@ struct TidraSystemScanCategory {
   constexpr bool existsOn(TidraPlatform platform) const { return platform == TidraPlatform::macOS ? onMacOS : onLinux; }
 };
 
-/// In the order of every list that shows them and of the probes. Xcode and its simulators exist on macOS only; Homebrew runs on
-/// Linux too.
+/// In the order of every list that shows them and of the probes. Xcode and its simulators exist on macOS only; Homebrew
+/// runs on Linux too.
 inline constexpr std::array systemScanCategoryTable{
-    TidraSystemScanCategory{"aiTools", "AI coding tools", "Local models, Claude/Cursor/Codex caches, agent session history"},
+    TidraSystemScanCategory{"aiTools", "AI coding tools",
+                            "Local models, Claude/Cursor/Codex caches, agent session history"},
     TidraSystemScanCategory{"agentHost", "Agent host leftovers",
                             "OpenClaw logs and build captures, crash dumps, stale CLI versions, un-emptied trash"},
-    TidraSystemScanCategory{"xcode", "Xcode & iOS tooling", "DerivedData, simulators, device support, archives", true, false},
+    TidraSystemScanCategory{"xcode", "Xcode & iOS tooling", "DerivedData, simulators, device support, archives", true,
+                            false},
     TidraSystemScanCategory{"globalCaches", "Global package caches",
                             "npm, pip, yarn, pnpm, NuGet, Poetry, uv, Go, Cargo, Gradle"},
     TidraSystemScanCategory{"globalModules", "Global CLI packages", "npm and yarn globally installed tools"},

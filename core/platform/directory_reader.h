@@ -1,6 +1,6 @@
-// The one way to read folders: open relative to the parent's descriptor without following links, take names and types in
-// large batches, ask for a size only where a size is needed. Nothing here throws for a file system's answer, because in a
-// tree that others are changing a vanished or forbidden entry is an ordinary event.
+// The one way to read folders: open relative to the parent's descriptor without following links, take names and types
+// in large batches, ask for a size only where a size is needed. Nothing here throws for a file system's answer, because
+// in a tree that others are changing a vanished or forbidden entry is an ordinary event.
 #pragma once
 
 #include <cstdint>

@@ -34,10 +34,14 @@ EntryType typeOfMode(unsigned mode) {
 
 EntryType typeOfListing(unsigned char type) {
   switch (type) {
-    case DT_DIR: return EntryType::directory;
-    case DT_REG: return EntryType::regularFile;
-    case DT_LNK: return EntryType::symbolicLink;
-    default: return EntryType::other;
+    case DT_DIR:
+      return EntryType::directory;
+    case DT_REG:
+      return EntryType::regularFile;
+    case DT_LNK:
+      return EntryType::symbolicLink;
+    default:
+      return EntryType::other;
   }
 }
 

@@ -81,15 +81,22 @@ bool DirectoryReader::next(DirectoryEntry& entry) {
     entry.name = {raw->d_name, raw->d_namlen};
     if (entry.name == "." || entry.name == "..") continue;
     switch (raw->d_type) {
-      case DT_DIR: entry.type = EntryType::directory; break;
-      case DT_REG: entry.type = EntryType::regularFile; break;
-      case DT_LNK: entry.type = EntryType::symbolicLink; break;
+      case DT_DIR:
+        entry.type = EntryType::directory;
+        break;
+      case DT_REG:
+        entry.type = EntryType::regularFile;
+        break;
+      case DT_LNK:
+        entry.type = EntryType::symbolicLink;
+        break;
       case DT_UNKNOWN: {
         const auto facts = entryFacts(state_->descriptor, raw->d_name);
         entry.type = facts ? facts->type : EntryType::other;
         break;
       }
-      default: entry.type = EntryType::other;
+      default:
+        entry.type = EntryType::other;
     }
     return true;
   }

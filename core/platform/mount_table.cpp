@@ -9,14 +9,14 @@ namespace tidra {
 namespace {
 
 constexpr std::array pseudoTypes{
-    std::string_view{"binfmt_misc"}, std::string_view{"bpf"},        std::string_view{"cgroup"},
-    std::string_view{"cgroup2"},     std::string_view{"configfs"},   std::string_view{"cpuset"},
-    std::string_view{"debugfs"},     std::string_view{"devfs"},      std::string_view{"devpts"},
-    std::string_view{"devtmpfs"},    std::string_view{"efivarfs"},   std::string_view{"fuse.gvfsd-fuse"},
+    std::string_view{"binfmt_misc"}, std::string_view{"bpf"},         std::string_view{"cgroup"},
+    std::string_view{"cgroup2"},     std::string_view{"configfs"},    std::string_view{"cpuset"},
+    std::string_view{"debugfs"},     std::string_view{"devfs"},       std::string_view{"devpts"},
+    std::string_view{"devtmpfs"},    std::string_view{"efivarfs"},    std::string_view{"fuse.gvfsd-fuse"},
     std::string_view{"fuse.lxcfs"},  std::string_view{"fuse.portal"}, std::string_view{"fusectl"},
-    std::string_view{"hugetlbfs"},   std::string_view{"mqueue"},     std::string_view{"nsfs"},
-    std::string_view{"proc"},        std::string_view{"pstore"},     std::string_view{"rpc_pipefs"},
-    std::string_view{"securityfs"},  std::string_view{"selinuxfs"},  std::string_view{"sysfs"},
+    std::string_view{"hugetlbfs"},   std::string_view{"mqueue"},      std::string_view{"nsfs"},
+    std::string_view{"proc"},        std::string_view{"pstore"},      std::string_view{"rpc_pipefs"},
+    std::string_view{"securityfs"},  std::string_view{"selinuxfs"},   std::string_view{"sysfs"},
     std::string_view{"tracefs"},
 };
 
@@ -52,8 +52,7 @@ std::vector<MountPoint> parseMountInfo(std::string_view text) {
     constexpr std::size_t deviceField = 2;
     constexpr std::size_t pathField = 4;
     if (fields.size() <= pathField || tail.empty()) continue;
-    mounts.push_back(
-        {unescapedMountPath(fields[pathField]), std::string(tail[0]), std::string(fields[deviceField])});
+    mounts.push_back({unescapedMountPath(fields[pathField]), std::string(tail[0]), std::string(fields[deviceField])});
   }
   return mounts;
 }

@@ -16,7 +16,8 @@ struct Reference {
   std::string name;
 };
 
-/// The reference at `start`, where a "$" stands: "$NAME" with an optional "{" before and an optional "}" after the name.
+/// The reference at `start`, where a "$" stands: "$NAME" with an optional "{" before and an optional "}" after the
+/// name.
 Reference referenceAt(std::string_view text, std::size_t start) {
   std::size_t nameStart = start + 1;
   if (nameStart < text.size() && text[nameStart] == '{') ++nameStart;

@@ -17,8 +17,9 @@ struct TidraPathResolver {
   std::string home;  // absolute and standardised
   Environment environment;
 
-  /// The absolute, standardised path that a template names: "~" and "~/x" in the home folder, "$NAME" and "${NAME}" from
-  /// the environment or the XDG defaults, any other relative text inside the home folder. None when a variable is unknown.
+  /// The absolute, standardised path that a template names: "~" and "~/x" in the home folder, "$NAME" and "${NAME}"
+  /// from the environment or the XDG defaults, any other relative text inside the home folder. None when a variable is
+  /// unknown.
   std::optional<std::string> resolve(std::string_view pathTemplate) const;
 
   /// Replaces every variable that is known; an unknown one stays as it stands. Braces are optional on either side.

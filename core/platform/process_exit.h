@@ -7,7 +7,8 @@
 
 namespace tidra {
 
-/// A descriptor that becomes readable when the child ends; without one (an old kernel) the caller has to look again and again.
+/// A descriptor that becomes readable when the child ends; without one (an old kernel) the caller has to look again and
+/// again.
 FileDescriptor openExitNotice(pid_t child);
 
 }  // namespace tidra

@@ -1,6 +1,6 @@
-// A run goes: two pipes, spawn into a group of its own, one poll loop over both pipes and the exit notice, then either the exit
-// status with what the pipes held, or the end of the whole group at the time-out. One thread reads both pipes as they fill, so
-// a child can never stall on one while we wait for the other.
+// A run goes: two pipes, spawn into a group of its own, one poll loop over both pipes and the exit notice, then either
+// the exit status with what the pipes held, or the end of the whole group at the time-out. One thread reads both pipes
+// as they fill, so a child can never stall on one while we wait for the other.
 #include "core/platform/process_runner.h"
 
 #include <fcntl.h>

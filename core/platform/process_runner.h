@@ -23,7 +23,7 @@ struct ProcessRunner {
   };
 
   struct Command {
-    std::string executablePath;  // absolute
+    std::string executablePath;               // absolute
     std::vector<std::string> arguments = {};  // without the program name
     std::optional<std::string> currentDirectory = {};
     std::optional<Environment> environment = {};  // absent: this process's own
@@ -35,14 +35,14 @@ struct ProcessRunner {
   /// More output than this on one pipe ends the command, so that an endless writer cannot fill the memory.
   static constexpr std::size_t outputLimitBytes = 64 * 1024 * 1024;
 
-  /// Runs a command in a process group of its own with standard input empty and no other descriptor of ours. Blocks until it
-  /// ends, at most the time-out and one second (two, when the command ended but something still holds its pipes). None when
-  /// it could not be started or had to be ended. Never throws. Call from any thread.
+  /// Runs a command in a process group of its own with standard input empty and no other descriptor of ours. Blocks
+  /// until it ends, at most the time-out and one second (two, when the command ended but something still holds its
+  /// pipes). None when it could not be started or had to be ended. Never throws. Call from any thread.
   static std::optional<Result> run(const Command& command);
 
-  /// The absolute path of an executable: the folders of the environment's PATH ("/usr/bin:/bin:/usr/local/bin" when unset),
-  /// then the usual places. Folders that are relative or that every user may write to are passed over, since anyone could
-  /// plant a tool there. None when there is no such tool.
+  /// The absolute path of an executable: the folders of the environment's PATH ("/usr/bin:/bin:/usr/local/bin" when
+  /// unset), then the usual places. Folders that are relative or that every user may write to are passed over, since
+  /// anyone could plant a tool there. None when there is no such tool.
   static std::optional<std::string> which(const std::string& tool, const Environment& environment);
 };
 

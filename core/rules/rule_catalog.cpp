@@ -27,8 +27,8 @@ void addSeen(std::set<std::string>& seen, const std::string& id) {
 }  // namespace
 
 RuleCatalogError RuleCatalogError::unsupportedSchema(int version) {
-  return {Kind::unsupportedSchema, fmt::format("Rule catalog schema {} is newer than this build supports ({}).", version,
-                                               RuleCatalog::supportedSchema)};
+  return {Kind::unsupportedSchema, fmt::format("Rule catalog schema {} is newer than this build supports ({}).",
+                                               version, RuleCatalog::supportedSchema)};
 }
 
 RuleCatalogError RuleCatalogError::duplicateID(const std::string& id) {

@@ -1,5 +1,5 @@
-// What the scanners look for, as data: project folders that are artefacts, fixed locations of tools, folders that are never
-// entered. docs/rules.md is the format's document.
+// What the scanners look for, as data: project folders that are artefacts, fixed locations of tools, folders that are
+// never entered. docs/rules.md is the format's document.
 #pragma once
 
 #include <array>

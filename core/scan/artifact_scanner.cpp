@@ -1,8 +1,8 @@
-// The walk goes: compile the skip list, the exclusions and the mounts into one filter; let the workers visit folders. A visit
-// reads its folder once: it counts the entries that nothing bars, notes marker files, sends plain subfolders to be walked and
-// sets those with an artefact's name aside. When the listing is complete and the markers are known, the rules decide about
-// those; an artefact is measured by the same workers. The caller's thread meanwhile delivers progress. Findings come in any
-// order and are sorted at the end.
+// The walk goes: compile the skip list, the exclusions and the mounts into one filter; let the workers visit folders. A
+// visit reads its folder once: it counts the entries that nothing bars, notes marker files, sends plain subfolders to
+// be walked and sets those with an artefact's name aside. When the listing is complete and the markers are known, the
+// rules decide about those; an artefact is measured by the same workers. The caller's thread meanwhile delivers
+// progress. Findings come in any order and are sorted at the end.
 #include "core/scan/artifact_scanner.h"
 
 #include <algorithm>
@@ -72,7 +72,8 @@ class WalkVisitor {
     finishFolder(artifact);
   }
 
-  /// A folder that must not be read adds nothing to its artefact; an artefact that vanished is no longer there to report.
+  /// A folder that must not be read adds nothing to its artefact; an artefact that vanished is no longer there to
+  /// report.
   void couldNotOpen(const Context& context, std::error_code failure) {
     const bool forbidden = failure == std::errc::permission_denied || failure == std::errc::operation_not_permitted;
     if (forbidden) ++unreadableFolders_;

@@ -13,8 +13,8 @@ namespace tidra {
 struct TidraDirectorySizeReader {
   static constexpr std::chrono::seconds timeLimit{20};
 
-  /// The logical size of everything in a folder, links not followed, bundle packages not entered; 0 for a folder that cannot
-  /// be opened. None when the attributes of a file cannot be read, or when the time limit passes first.
+  /// The logical size of everything in a folder, links not followed, bundle packages not entered; 0 for a folder that
+  /// cannot be opened. None when the attributes of a file cannot be read, or when the time limit passes first.
   static std::optional<std::uint64_t> read(const std::string& path, std::chrono::milliseconds limit = timeLimit);
 
   struct Options {

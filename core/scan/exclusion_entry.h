@@ -46,7 +46,8 @@ struct JsonCodec<ExclusionEntry> {
 TidraScanExclusionFilter makeExclusionFilter(const std::vector<ExclusionEntry>& entries,
                                              const TidraPathResolver& resolver);
 
-/// The kind of a text that a person typed: a path when it begins with "/" or "~" and holds no "*", "?" or "[", else a pattern.
+/// The kind of a text that a person typed: a path when it begins with "/" or "~" and holds no "*", "?" or "[", else a
+/// pattern.
 ExclusionRowKind guessExclusionKind(std::string_view text);
 
 }  // namespace tidra

@@ -12,8 +12,9 @@ struct TidraScanExclusionFilter {
   std::vector<std::string> pathPrefixes;  // absolute, standardised
   std::vector<std::string> globPatterns;
 
-  /// True when the path equals a prefix or lies below it, or when a pattern matches the path, the path without its leading "/",
-  /// or any tail of its components. Trailing "/" of the path do not matter; the empty path is never excluded.
+  /// True when the path equals a prefix or lies below it, or when a pattern matches the path, the path without its
+  /// leading "/", or any tail of its components. Trailing "/" of the path do not matter; the empty path is never
+  /// excluded.
   bool isExcluded(std::string_view path) const;
 
   bool operator==(const TidraScanExclusionFilter&) const = default;

@@ -22,8 +22,8 @@ FolderNode::FolderNode(std::shared_ptr<FolderNode> parent, std::string name, Fil
 
 FolderNode::~FolderNode() {
   closeDescriptor();
-  // A parent that this releases hands its own parent over to the loop below instead of releasing it in turn, so that a chain
-  // of any length is released without recursion.
+  // A parent that this releases hands its own parent over to the loop below instead of releasing it in turn, so that a
+  // chain of any length is released without recursion.
   thread_local bool releasing = false;
   thread_local std::shared_ptr<FolderNode> next;
   if (!parent_) return;
@@ -67,8 +67,8 @@ void FolderNode::expectSubfolders(std::size_t count, bool keepOpen) {
 }
 
 Outcome<FileDescriptor> FolderNode::openAgain() const {
-  // From the first folder down again one component at a time, so that no link is followed on the way. Ancestors that are
-  // still open cannot be used: their descriptors are other workers' to close.
+  // From the first folder down again one component at a time, so that no link is followed on the way. Ancestors that
+  // are still open cannot be used: their descriptors are other workers' to close.
   std::vector<const FolderNode*> closed;
   const FolderNode* node = this;
   while (node->parent() != nullptr) {
@@ -104,7 +104,8 @@ std::int64_t descriptorBudget() {
       rlimit raised{wanted, limit.rlim_max};
       if (::setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
     }
-    const auto usable = static_cast<std::int64_t>(std::min<rlim_t>(limit.rlim_cur, static_cast<rlim_t>(enough + reserve)));
+    const auto usable =
+        static_cast<std::int64_t>(std::min<rlim_t>(limit.rlim_cur, static_cast<rlim_t>(enough + reserve)));
     return std::max<std::int64_t>(usable - reserve, usable / 2);
   }();
   return budget;

@@ -11,8 +11,8 @@
 
 namespace tidra {
 
-/// Knows its place by its chain of parents, so that neither the depth of a tree nor the length of its paths costs memory for
-/// more than the names. Its descriptor is shared by the workers that open its subfolders.
+/// Knows its place by its chain of parents, so that neither the depth of a tree nor the length of its paths costs
+/// memory for more than the names. Its descriptor is shared by the workers that open its subfolders.
 class FolderNode {
  public:
   FolderNode(std::shared_ptr<FolderNode> parent, std::string name, FileDescriptor descriptor);
@@ -28,8 +28,8 @@ class FolderNode {
   /// The whole path, made from the chain.
   std::string path() const;
 
-  /// Announces how many subfolders will be opened; the descriptor closes after the last. With `keepOpen` false it closes at
-  /// once and every subfolder is reached through the chain. Call once, before any subfolder is opened.
+  /// Announces how many subfolders will be opened; the descriptor closes after the last. With `keepOpen` false it
+  /// closes at once and every subfolder is reached through the chain. Call once, before any subfolder is opened.
   void expectSubfolders(std::size_t count, bool keepOpen);
 
   /// Opens a subfolder without following a link in its place, and counts it as opened whatever comes of it.
@@ -48,8 +48,8 @@ class FolderNode {
   std::atomic<std::size_t> unopened_{0};
 };
 
-/// How many descriptors traversals may hold open: most of what the process is allowed. Raises the soft limit to the hard one
-/// on the first call.
+/// How many descriptors traversals may hold open: most of what the process is allowed. Raises the soft limit to the
+/// hard one on the first call.
 std::int64_t descriptorBudget();
 
 }  // namespace tidra

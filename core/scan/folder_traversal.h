@@ -1,8 +1,8 @@
 // A pool of workers that visits folders of a tree, each exactly once.
 //
-// Every worker keeps its own stack of folders to visit: it pushes the subfolders it meets and takes the newest first, which
-// keeps the stack as small as the tree is deep. A worker without work steals the older half of another's stack, where the large
-// subtrees wait. Workers mostly wait for the disk, so there are more of them than processors.
+// Every worker keeps its own stack of folders to visit: it pushes the subfolders it meets and takes the newest first,
+// which keeps the stack as small as the tree is deep. A worker without work steals the older half of another's stack,
+// where the large subtrees wait. Workers mostly wait for the disk, so there are more of them than processors.
 #pragma once
 
 #include <algorithm>

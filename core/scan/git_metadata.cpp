@@ -21,10 +21,13 @@ constexpr char fileSeparator = '\x1C';
 
 /// Overrides of everything in a repository's own configuration that would make these commands start a program.
 constexpr std::array safeSettings{
-    "core.fsmonitor=false",     "core.hooksPath=/dev/null", "core.pager=cat",      "core.sshCommand=false",
-    "core.askPass=false",       "credential.helper=",       "diff.external=",      "gpg.program=false",
-    "log.showSignature=false",  "protocol.allow=never",     "submodule.recurse=false",
-    "diff.ignoreSubmodules=all", "maintenance.auto=false",  "gc.auto=0",
+    "core.fsmonitor=false",    "core.hooksPath=/dev/null",
+    "core.pager=cat",          "core.sshCommand=false",
+    "core.askPass=false",      "credential.helper=",
+    "diff.external=",          "gpg.program=false",
+    "log.showSignature=false", "protocol.allow=never",
+    "submodule.recurse=false", "diff.ignoreSubmodules=all",
+    "maintenance.auto=false",  "gc.auto=0",
 };
 
 Environment safeEnvironment(Environment environment) {
@@ -99,8 +102,8 @@ std::optional<TidraGitMetadataReader::ParsedCommit> TidraGitMetadataReader::last
   return result ? parseCommit(result->stdout_) : std::nullopt;
 }
 
-/// Settings that switch off the content filters a repository configures: "git status" would run them on changed files. None
-/// when there is a filter that cannot be switched off.
+/// Settings that switch off the content filters a repository configures: "git status" would run them on changed files.
+/// None when there is a filter that cannot be switched off.
 std::optional<std::vector<std::string>> TidraGitMetadataReader::filterOverrides(const std::string& path) const {
   const auto listed = run(path, {"config", "--name-only", "--get-regexp", "^filter\\..*\\.(clean|smudge|process)$"});
   std::vector<std::string> overrides;

@@ -1,4 +1,5 @@
-// What git says about a project. A repository is foreign input: none of the commands that its configuration names may run.
+// What git says about a project. A repository is foreign input: none of the commands that its configuration names may
+// run.
 #pragma once
 
 #include <cstdint>
@@ -51,11 +52,12 @@ class TidraGitMetadataReader {
   /// The usual places of git, then the search path.
   static std::optional<std::string> findGit(const Environment& environment);
 
-  /// Everything about a project folder, a leading "~" expanded. Never shows a project smaller than `knownSize`, the bytes of its
-  /// artefacts. Takes up to 20 seconds for the size and 8 for each git command. Never throws.
+  /// Everything about a project folder, a leading "~" expanded. Never shows a project smaller than `knownSize`, the
+  /// bytes of its artefacts. Takes up to 20 seconds for the size and 8 for each git command. Never throws.
   ProjectGitMetadata read(const std::string& path, std::uint64_t knownSize) const;
 
-  /// When the project was last worked on: its last commit, else the modification of its folder. Runs one git command at most.
+  /// When the project was last worked on: its last commit, else the modification of its folder. Runs one git command at
+  /// most.
   std::optional<TimePoint> lastActivity(const std::string& path) const;
 
   /// "seconds" + 0x1C + "subject", cut at the first 0x1C; none for anything else.

@@ -10,8 +10,8 @@
 
 namespace tidra {
 
-/// Adds the logical sizes of all regular files below a folder. Links are never followed, a file counts once for each of its
-/// hard links, and bundle packages are not entered.
+/// Adds the logical sizes of all regular files below a folder. Links are never followed, a file counts once for each of
+/// its hard links, and bundle packages are not entered.
 class Measurement {
  public:
   std::uint64_t bytes() const { return bytes_; }

@@ -22,7 +22,8 @@ class NameMap {
 
   /// Null when there is no such name. Most names are refused by their length or first byte, without hashing.
   const T* find(std::string_view name) const {
-    if ((lengths_ & lengthBit(name)) == 0 || !firstBytes_.test(static_cast<unsigned char>(name.front()))) return nullptr;
+    if ((lengths_ & lengthBit(name)) == 0 || !firstBytes_.test(static_cast<unsigned char>(name.front())))
+      return nullptr;
     const auto found = values_.find(name);
     return found == values_.end() ? nullptr : &found->second;
   }

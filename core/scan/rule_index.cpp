@@ -20,16 +20,14 @@ bool ProjectFolder::holds(const std::string& markerFile) {
       reader_.startOver(descriptor_);
       for (DirectoryEntry entry; reader_.next(entry);) listing_->emplace_back(entry.name);
     }
-    return std::any_of(listing_->begin(), listing_->end(), [&](const std::string& name) {
-      return ::fnmatch(markerFile.c_str(), name.c_str(), 0) == 0;
-    });
+    return std::any_of(listing_->begin(), listing_->end(),
+                       [&](const std::string& name) { return ::fnmatch(markerFile.c_str(), name.c_str(), 0) == 0; });
   }
   if (markerFile.find('/') == std::string::npos) {
     return std::find(seenMarkers_.begin(), seenMarkers_.end(), markerFile) != seenMarkers_.end();
   }
   const auto inside = markerFile.find_first_not_of('/');
-  return inside != std::string::npos &&
-         static_cast<bool>(followedEntryFacts(descriptor_, markerFile.c_str() + inside));
+  return inside != std::string::npos && static_cast<bool>(followedEntryFacts(descriptor_, markerFile.c_str() + inside));
 }
 
 RuleIndex::RuleIndex(const RuleCatalog& catalog, TidraPlatform platform) {

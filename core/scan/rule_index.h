@@ -18,8 +18,8 @@ struct NameFacts {
   bool isMarker = false;                          // some rule looks for a file of this name
 };
 
-/// The folder that holds an artefact, as far as rules ask about it. Its listing has been read once; patterns make it read a
-/// second time through the same descriptor, and only when a rule comes to them.
+/// The folder that holds an artefact, as far as rules ask about it. Its listing has been read once; patterns make it
+/// read a second time through the same descriptor, and only when a rule comes to them.
 class ProjectFolder {
  public:
   ProjectFolder(std::string_view name, int descriptor, DirectoryReader& reader)

@@ -1,8 +1,8 @@
 // Skip lists and exclusions compiled for a walk from the top down.
 //
-// A walk never enters what is barred, so each entry needs only the rules that can name it: prefixes form a tree of components
-// that the walk descends along with itself, patterns of one component look at the entry's name, and longer ones are settled
-// for all but their last component once per folder. An entry outside all of that costs one look-up.
+// A walk never enters what is barred, so each entry needs only the rules that can name it: prefixes form a tree of
+// components that the walk descends along with itself, patterns of one component look at the entry's name, and longer
+// ones are settled for all but their last component once per folder. An entry outside all of that costs one look-up.
 #pragma once
 
 #include <memory>

@@ -83,8 +83,8 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
   skip.add(skipList(request));
   const std::string shown = escapedForTerminal(request.resolver.displayPath(request.root));
   if (skip.bars(request.root)) {
-    return fmt::format("{} lies in a folder that scans skip (see tidra rules list --skipped), so nothing is reported for it.",
-                       shown);
+    return fmt::format(
+        "{} lies in a folder that scans skip (see tidra rules list --skipped), so nothing is reported for it.", shown);
   }
   WalkFilter excluded;
   excluded.add(request.exclusionFilter);

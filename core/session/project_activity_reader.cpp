@@ -3,7 +3,8 @@
 namespace tidra {
 namespace {
 
-/// Starting a process costs processor time, waiting for a slow repository does not: enough for some to hang while others answer.
+/// Starting a process costs processor time, waiting for a slow repository does not: enough for some to hang while
+/// others answer.
 constexpr std::size_t mostThreads = 12;
 
 }  // namespace

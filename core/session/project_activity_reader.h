@@ -17,8 +17,8 @@
 
 namespace tidra {
 
-/// Reads each project once, several at a time; a repository on which git hangs holds up only its own answer, for git's time
-/// limit. add() and finish() are for one thread.
+/// Reads each project once, several at a time; a repository on which git hangs holds up only its own answer, for git's
+/// time limit. add() and finish() are for one thread.
 class ProjectActivityReader {
  public:
   ProjectActivityReader(std::optional<std::string> git, TidraPathResolver resolver);

@@ -1,5 +1,5 @@
-// A scan goes: walk each root, handing every new project to git in the background; wait for git; give each finding the date of
-// its project; drop what the request does not want; sum up and make the report.
+// A scan goes: walk each root, handing every new project to git in the background; wait for git; give each finding the
+// date of its project; drop what the request does not want; sum up and make the report.
 #include "core/session/scan_session.h"
 
 #include <fmt/format.h>
@@ -100,8 +100,8 @@ class ScanSession {
     if (request_.tiers && !request_.tiers->contains(finding.safetyTier)) return false;
     if (finding.sizeBytes < request_.minimumBytes) return false;
     return !request_.olderThan ||
-           (finding.lastActivityDate && ScanActivityClassification::isAtLeastThisOld(
-                                            *finding.lastActivityDate, *request_.olderThan, request_.now));
+           (finding.lastActivityDate &&
+            ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, *request_.olderThan, request_.now));
   }
 
   bool shouldCancel() {

@@ -37,17 +37,17 @@ struct ScanRequest {
 
   bool scanProjects = true;
   TidraScanExclusionFilter exclusions;
-  std::optional<std::set<std::string>> ecosystems;       // absent: all
-  std::optional<std::set<ArtifactSafetyTier>> tiers;     // absent: all
-  std::uint64_t minimumBytes = 0;                        // smaller findings are left out
-  std::optional<Age> olderThan;                          // findings worked on since, or of unknown age, are left out
-  bool oneFileSystem = false;                            // each root stays on its own file system
-  unsigned workers = 0;                                  // 0: the default
+  std::optional<std::set<std::string>> ecosystems;    // absent: all
+  std::optional<std::set<ArtifactSafetyTier>> tiers;  // absent: all
+  std::uint64_t minimumBytes = 0;                     // smaller findings are left out
+  std::optional<Age> olderThan;                       // findings worked on since, or of unknown age, are left out
+  bool oneFileSystem = false;                         // each root stays on its own file system
+  unsigned workers = 0;                               // 0: the default
   ActivityThresholds thresholds;
   TimePoint now{};  // the reference time of all ages
 
-  std::function<bool()> shouldCancel;                       // polled on the caller's thread
-  std::function<void(const ScanProgress&)> onProgress;      // called on the caller's thread
+  std::function<bool()> shouldCancel;                   // polled on the caller's thread
+  std::function<void(const ScanProgress&)> onProgress;  // called on the caller's thread
 };
 
 struct ScanOutcome {
@@ -57,12 +57,12 @@ struct ScanOutcome {
   std::vector<std::string> notes;             // for people: what could not be read and why
 };
 
-/// Runs a scan. A scan that was cancelled gives what it found until then, with `partial` set in the report. Never throws for what
-/// the file system or a tool answers.
+/// Runs a scan. A scan that was cancelled gives what it found until then, with `partial` set in the report. Never
+/// throws for what the file system or a tool answers.
 ScanOutcome runScan(const ScanRequest& request);
 
-/// The roots without those that another root covers, in their order. A root on another file system than the one that holds it
-/// is not covered when each root stays on its own file system.
+/// The roots without those that another root covers, in their order. A root on another file system than the one that
+/// holds it is not covered when each root stays on its own file system.
 std::vector<std::string> independentRoots(const std::vector<std::string>& roots, bool oneFileSystem);
 
 }  // namespace tidra

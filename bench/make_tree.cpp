@@ -1,0 +1,149 @@
+// Makes trees to measure. The same arguments always make the same tree.
+//
+//   tidra_bench_tree KIND ENTRIES FOLDER
+//
+// KIND is packages (projects whose node_modules hold nearly everything), deep (an artefact of long chains of folders),
+// wide (an artefact of few folders with very many files) or sources (projects that are mostly sources, with few
+// artefacts).
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+class TreeMaker {
+ public:
+  explicit TreeMaker(std::int64_t entries) : left_(entries) {}
+
+  bool isFull() const { return left_ <= 0; }
+
+  void folder(const std::string& path) {
+    if (::mkdir(path.c_str(), 0755) != 0) throw std::runtime_error("cannot make " + path);
+    --left_;
+  }
+
+  void file(const std::string& path) {
+    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    if (descriptor < 0) throw std::runtime_error("cannot make " + path);
+    // A hole: the logical size counts, and making the tree stays quick.
+    if (::ftruncate(descriptor, static_cast<off_t>(sizes_(random_))) != 0)
+      throw std::runtime_error("cannot size " + path);
+    ::close(descriptor);
+    --left_;
+  }
+
+  void files(const std::string& folder, int count, const char* extension) {
+    for (int i = 0; i < count && !isFull(); ++i) file(folder + "/module-" + std::to_string(i) + extension);
+  }
+
+  int upTo(int most) { return std::uniform_int_distribution<int>(1, most)(random_); }
+
+ private:
+  std::int64_t left_;
+  std::mt19937 random_{42};
+  std::uniform_int_distribution<int> sizes_{200, 20000};
+};
+
+std::string numbered(const std::string& folder, const char* name, int number) {
+  return folder + "/" + name + std::to_string(number);
+}
+
+void makePackage(TreeMaker& tree, const std::string& package) {
+  tree.folder(package);
+  tree.files(package, 4, ".json");
+  for (const char* part : {"/lib", "/dist", "/src"}) {
+    tree.folder(package + part);
+    tree.files(package + part, tree.upTo(24), ".js");
+    for (int i = 0; i < 2; ++i) {
+      const std::string inner = numbered(package + part, "part-", i);
+      tree.folder(inner);
+      tree.files(inner, tree.upTo(20), ".d.ts");
+    }
+  }
+}
+
+void makePackages(TreeMaker& tree, const std::string& root) {
+  for (int p = 0; !tree.isFull(); ++p) {
+    const std::string project = numbered(root, "project-", p);
+    tree.folder(project);
+    tree.files(project, 6, ".ts");
+    tree.folder(project + "/node_modules");
+    for (int k = 0; k < 120 && !tree.isFull(); ++k)
+      makePackage(tree, numbered(project + "/node_modules", "package-", k));
+  }
+}
+
+void makeDeep(TreeMaker& tree, const std::string& root) {
+  tree.folder(root + "/node_modules");
+  for (int c = 0; !tree.isFull(); ++c) {
+    std::string path = numbered(root + "/node_modules", "chain-", c);
+    tree.folder(path);
+    for (int depth = 0; depth < 200 && !tree.isFull(); ++depth) {
+      tree.files(path, 8, ".js");
+      path += "/next-part";
+      tree.folder(path);
+    }
+  }
+}
+
+void makeWide(TreeMaker& tree, const std::string& root) {
+  tree.folder(root + "/target");
+  for (int f = 0; !tree.isFull(); ++f) {
+    const std::string folder = numbered(root + "/target", "wide-", f);
+    tree.folder(folder);
+    tree.files(folder, 50000, ".o");
+  }
+}
+
+void makeSources(TreeMaker& tree, const std::string& root) {
+  for (int p = 0; !tree.isFull(); ++p) {
+    const std::string project = numbered(root, "project-", p);
+    tree.folder(project);
+    tree.file(project + "/Cargo.toml");
+    tree.folder(project + "/target");
+    tree.files(project + "/target", 20, ".o");
+    for (int m = 0; m < 60 && !tree.isFull(); ++m) {
+      const std::string module = numbered(project, "module-", m);
+      tree.folder(module);
+      tree.files(module, tree.upTo(20), ".rs");
+      for (int i = 0; i < 3; ++i) {
+        const std::string part = numbered(module, "part-", i);
+        tree.folder(part);
+        tree.files(part, tree.upTo(20), ".rs");
+      }
+    }
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string kind = argc == 4 ? argv[1] : "";
+  try {
+    TreeMaker tree(argc == 4 ? std::atoll(argv[2]) : 0);
+    const std::string root = argc == 4 ? argv[3] : "";
+    if (kind == "packages") {
+      makePackages(tree, root);
+    } else if (kind == "deep") {
+      makeDeep(tree, root);
+    } else if (kind == "wide") {
+      makeWide(tree, root);
+    } else if (kind == "sources") {
+      makeSources(tree, root);
+    } else {
+      std::fprintf(stderr, "usage: %s packages|deep|wide|sources ENTRIES FOLDER\n", argv[0]);
+      return 2;
+    }
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+  }
+  return 0;
+}
