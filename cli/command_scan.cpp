@@ -15,6 +15,7 @@ namespace {
 
 int runScanCommand(const ScanOptions& options, const Program& program) {
   const ScanSort sort = chosenSort(options);
+  checkOutput(options);
   const ScanRequest request = makeScanRequest(options, program.environment);
   const InterruptGuard guard;
   const ScanOutcome outcome = runScanForPerson(request, program);

@@ -153,7 +153,9 @@ void addScanOptions(CLI::App& command, ScanOptions& options) {
       ->type_name("AGE");
   command.add_flag("-x,--one-file-system", options.oneFileSystem, "Stay on the file system of each root");
   command.add_option("--sort", options.sort, "Order of the list: size (default), path or age")->type_name("");
-  command.add_option("--limit", options.limit, "Projects to list; 0 lists all")->type_name("N");
+  command.add_option("--limit", options.limit, "Projects to list; 0 lists all")
+      ->type_name("N")
+      ->check(CLI::NonNegativeNumber);
   command.add_option("--output", options.output, "Write the result to FILE instead of standard output")
       ->type_name("FILE");
   command.add_option("--threads", options.threads, "Workers that read folders; 0 chooses")
@@ -189,6 +191,19 @@ RuleCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::v
     }
   }
   return catalog.removing({disabledRules.begin(), disabledRules.end()});
+}
+
+void checkOutput(const ScanOptions& options) {
+  if (!options.output) return;
+  const std::string shown = escapedForTerminal(*options.output);
+  const std::string path = joinedPath(options.output->starts_with('/') ? "/" : currentFolder(), *options.output);
+  if (!openDirectory(parentPath(path))) {
+    throw InputError(fmt::format("'{}' given with --output is in no folder that can be opened.", shown));
+  }
+  const auto present = followedFacts(path);
+  if (present && present->type != EntryType::regularFile) {
+    throw InputError(fmt::format("'{}' given with --output is not a file; name one, or leave the option out.", shown));
+  }
 }
 
 ScanSort chosenSort(const ScanOptions& options) {
@@ -232,6 +247,8 @@ ScanOutcome runScanForPerson(ScanRequest request, const Program& program) {
   line.erase();
   if (!program.options.quiet) {
     for (const std::string& note : outcome.notes) writeNote(note);
+    if (program.options.verbose)
+      writeNote(fmt::format("{} visited.", counted(outcome.entriesVisited, "entry", "entries")));
   }
   return outcome;
 }

@@ -48,6 +48,9 @@ RuleCatalog loadCatalogFile(const std::string& path);
 /// Runs the scan with a live line and Ctrl-C in place, and writes its notes to standard error.
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
 
+/// Throws InputError unless the file that the result goes to can be made or replaced.
+void checkOutput(const ScanOptions& options);
+
 /// The chosen order of a list; by size unless told otherwise. Throws InputError.
 ScanSort chosenSort(const ScanOptions& options);
 

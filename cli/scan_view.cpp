@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
+#include <utility>
 #include <vector>
 
 #include "core/base/text.h"
@@ -249,7 +251,7 @@ class ScanTextWriter {
   std::int64_t largest_ = 0;
   std::size_t labelWidth_ = 0;
   std::size_t ageWidth_ = 0;
-  std::map<std::string, std::string> cutHints_;  // label → whole hint
+  std::set<std::pair<std::string, std::string>> cutHints_;  // label and whole hint
 };
 
 }  // namespace

@@ -46,11 +46,20 @@ Outcome<FileDescriptor> openSubdirectory(int parent, const char* name) {
   return opened;
 }
 
-Outcome<EntryFacts> pathFacts(std::string_view path) {
-  if (path.size() < PATH_MAX) return entryFacts(AT_FDCWD, std::string(path).c_str());
+namespace {
+
+/// Asks about a path, in two steps where it is longer than one system call takes.
+Outcome<EntryFacts> factsOfPath(std::string_view path, Outcome<EntryFacts> (*ask)(int, const char*)) {
+  if (path.size() < PATH_MAX) return ask(AT_FDCWD, std::string(path).c_str());
   const auto parent = openDirectory(parentPath(path));
   if (!parent) return parent.failure();
-  return entryFacts(parent->get(), std::string(lastPathComponent(path)).c_str());
+  return ask(parent->get(), std::string(lastPathComponent(path)).c_str());
 }
+
+}  // namespace
+
+Outcome<EntryFacts> pathFacts(std::string_view path) { return factsOfPath(path, &entryFacts); }
+
+Outcome<EntryFacts> followedFacts(std::string_view path) { return factsOfPath(path, &followedEntryFacts); }
 
 }  // namespace tidra

@@ -49,6 +49,9 @@ Outcome<EntryFacts> followedEntryFacts(int parent, const char* name);
 /// Facts of a path that may be longer than PATH_MAX; its last component is not followed.
 Outcome<EntryFacts> pathFacts(std::string_view path);
 
+/// Facts of what a path leads to, links followed.
+Outcome<EntryFacts> followedFacts(std::string_view path);
+
 /// Iterates over open folders, one after another, with one buffer. Not to be shared between threads.
 class DirectoryReader {
  public:

@@ -1,12 +1,14 @@
 #include "core/platform/files.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/stat.h>
 
 #include <array>
 #include <cstdlib>
 #include <memory>
 
+#include "core/platform/directory_reader.h"
 #include "core/platform/file_descriptor.h"
 #include "core/platform/path_text.h"
 
@@ -16,41 +18,47 @@ namespace {
 /// Removes a temporary file unless the work with it succeeded.
 class TemporaryFile {
  public:
-  TemporaryFile(std::string path, unsigned mode)
-      : path_(std::move(path)), file_(::mkstemp(path_.data())), failed_(!file_) {
-    if (failed_) throw std::system_error(lastSystemError(), path_);
-    if (::fchmod(file_.get(), mode) != 0) throw std::system_error(lastSystemError(), path_);
+  TemporaryFile(std::string path, unsigned mode) : path_(std::move(path)), file_(::mkstemp(path_.data())) {
+    if (!file_ || ::fchmod(file_.get(), mode) != 0) fail();
   }
-  ~TemporaryFile() {
-    if (!kept_ && !failed_) ::unlink(path_.c_str());
-  }
+  ~TemporaryFile() { discard(); }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
 
   void write(std::string_view bytes) {
     while (!bytes.empty()) {
       const auto count = ::write(file_.get(), bytes.data(), bytes.size());
       if (count < 0 && errno == EINTR) continue;
-      if (count < 0) throw std::system_error(lastSystemError(), path_);
+      if (count < 0) fail();
       bytes.remove_prefix(static_cast<std::size_t>(count));
     }
-    if (::fsync(file_.get()) != 0) throw std::system_error(lastSystemError(), path_);
+    if (::fsync(file_.get()) != 0) fail();
   }
 
   void renameTo(const std::string& target) {
-    if (::rename(path_.c_str(), target.c_str()) != 0) throw std::system_error(lastSystemError(), target);
+    if (::rename(path_.c_str(), target.c_str()) != 0) fail();
     kept_ = true;
   }
 
  private:
+  [[noreturn]] void fail() {
+    const auto reason = lastSystemError();
+    discard();
+    throw std::system_error(reason);
+  }
+  void discard() {
+    if (!kept_ && file_) ::unlink(path_.c_str());
+  }
+
   std::string path_;
   FileDescriptor file_;
-  bool failed_;
   bool kept_ = false;
 };
 
 void flushFolder(const std::string& folder) {
   FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   // A file system that cannot flush a folder says EINVAL; the rename itself has succeeded.
-  if (!opened || (::fsync(opened.get()) != 0 && errno != EINVAL)) throw std::system_error(lastSystemError(), folder);
+  if (!opened || (::fsync(opened.get()) != 0 && errno != EINVAL)) throw std::system_error(lastSystemError());
 }
 
 }  // namespace
@@ -71,11 +79,22 @@ Outcome<std::string> readFile(const std::string& path) {
 }
 
 void replaceFile(const std::string& path, std::string_view bytes, unsigned mode) {
-  const std::string folder = path.find('/') == std::string::npos ? "." : parentPath(path);
-  TemporaryFile temporary(joinedPath(folder, "." + std::string(lastPathComponent(path)) + ".XXXXXX"), mode);
-  temporary.write(bytes);
-  temporary.renameTo(path);
-  flushFolder(folder);
+  // A link keeps pointing at the file; anything else that is no file, such as a device, must not be replaced by one.
+  const auto real = realPath(path);
+  const std::string target = real ? *real : path;
+  const auto present = entryFacts(AT_FDCWD, target.c_str());
+  try {
+    if (present && present->type != EntryType::regularFile) {
+      throw std::system_error(std::make_error_code(std::errc::invalid_argument), "not a regular file");
+    }
+    const std::string folder = target.find('/') == std::string::npos ? "." : parentPath(target);
+    TemporaryFile temporary(joinedPath(folder, fmt::format(".{}.XXXXXX", lastPathComponent(target))), mode);
+    temporary.write(bytes);
+    temporary.renameTo(target);
+    flushFolder(folder);
+  } catch (const std::system_error& error) {
+    throw std::system_error(error.code(), fmt::format("{} cannot be written", path));
+  }
 }
 
 bool isExecutableFile(const std::string& path) {

@@ -44,11 +44,6 @@ Environment safeEnvironment(Environment environment) {
   return environment;
 }
 
-std::optional<TimePoint> modificationDate(const std::string& path) {
-  const auto facts = pathFacts(path);
-  return facts ? std::optional(facts->modified) : std::nullopt;
-}
-
 bool isDirectory(const std::string& path) { return static_cast<bool>(openDirectory(path)); }
 
 }  // namespace
@@ -138,7 +133,7 @@ ProjectGitMetadata TidraGitMetadataReader::read(const std::string& path, std::ui
   metadata.isGitRepo = git_ && pathFacts(joinedPath(*folder, ".git"));
   if (!metadata.isGitRepo) {
     metadata.isClean = true;
-    metadata.lastModified = modificationDate(*folder);
+    metadata.lastModified = folderActivity(*folder);
     return metadata;
   }
   const auto changes = countChanges(*folder);
@@ -155,7 +150,12 @@ std::optional<TimePoint> TidraGitMetadataReader::lastActivity(const std::string&
   if (git_ && pathFacts(joinedPath(path, ".git"))) {
     if (const auto commit = lastCommit(path)) return commit->date;
   }
-  return modificationDate(path);
+  return folderActivity(path);
+}
+
+std::optional<TimePoint> TidraGitMetadataReader::folderActivity(const std::string& path) {
+  const auto facts = pathFacts(path);
+  return facts ? std::optional(facts->modified) : std::nullopt;
 }
 
 nlohmann::json JsonCodec<ProjectGitMetadata>::encode(const ProjectGitMetadata& metadata) {

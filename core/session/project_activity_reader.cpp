@@ -1,11 +1,16 @@
 #include "core/session/project_activity_reader.h"
 
+#include <chrono>
+
 namespace tidra {
 namespace {
 
 /// Starting a process costs processor time, waiting for a slow repository does not: enough for some to hang while
 /// others answer.
 constexpr std::size_t mostThreads = 12;
+
+/// As many as can wait side by side, so that all hanging repositories together cost about one time limit.
+constexpr std::size_t mostHangs = mostThreads;
 
 }  // namespace
 
@@ -32,6 +37,16 @@ void ProjectActivityReader::add(const std::string& project) {
   changed_.notify_all();
 }
 
+std::optional<TimePoint> ProjectActivityReader::ask(const std::string& project) {
+  if (cancelled_) return std::nullopt;
+  if (hangs_ >= mostHangs) return TidraGitMetadataReader::folderActivity(project);
+  const auto asked = std::chrono::steady_clock::now();
+  const auto date = reader_.lastActivity(project);
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - asked;
+  if (taken.count() >= TidraGitMetadataReader::commandTimeoutSeconds) ++hangs_;
+  return date;
+}
+
 void ProjectActivityReader::work() {
   std::unique_lock lock(mutex_);
   for (;;) {
@@ -41,7 +56,7 @@ void ProjectActivityReader::work() {
     waiting_.pop();
     ++running_;
     lock.unlock();
-    const auto date = cancelled_ ? std::nullopt : reader_.lastActivity(project);
+    const auto date = ask(project);
     lock.lock();
     --running_;
     if (date && !cancelled_) answers_.emplace(project, *date);

@@ -18,7 +18,8 @@
 namespace tidra {
 
 /// Reads each project once, several at a time; a repository on which git hangs holds up only its own answer, for git's
-/// time limit. add() and finish() are for one thread.
+/// time limit. When it hangs again and again, the other projects' dates come from their folders alone. add() is for one
+/// thread.
 class ProjectActivityReader {
  public:
   ProjectActivityReader(std::optional<std::string> git, TidraPathResolver resolver);
@@ -39,8 +40,10 @@ class ProjectActivityReader {
 
  private:
   void work();
+  std::optional<TimePoint> ask(const std::string& project);
 
   std::atomic<bool> cancelled_{false};
+  std::atomic<std::size_t> hangs_{0};
   TidraGitMetadataReader reader_;
   std::mutex mutex_;
   std::condition_variable changed_;

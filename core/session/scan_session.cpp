@@ -23,6 +23,7 @@ class ScanSession {
 
   ScanOutcome run() {
     const auto started = std::chrono::steady_clock::now();
+    if (request_.mounts.empty()) note("The table of mounted file systems could not be read, so none is kept out.");
     if (request_.scanProjects) {
       for (const std::string& root : independentRoots(request_.roots, request_.oneFileSystem)) walk(root);
       finishActivity();
@@ -62,6 +63,7 @@ class ScanSession {
                                                    .workers = request_.workers,
                                                    .shouldCancel = [this] { return shouldCancel(); },
                                                    .onProgress = [&](const auto& tick) { advance(before, tick); }});
+    outcome_.entriesVisited += result.entriesVisited;
     if (result.rootObstacle) note(*result.rootObstacle);
     if (result.unreadableFolders > 0) {
       note(fmt::format("{} below {} could not be read: Permission denied.",

@@ -55,6 +55,7 @@ struct ScanOutcome {
   ScanAggregate aggregate;
   std::vector<ScanArtifactFinding> findings;  // the report's items, in its order
   std::vector<std::string> notes;             // for people: what could not be read and why
+  std::uint64_t entriesVisited = 0;
 };
 
 /// Runs a scan. A scan that was cancelled gives what it found until then, with `partial` set in the report. Never
