@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -14,14 +13,12 @@ namespace tidra {
 namespace {
 
 int runScanCommand(const ScanOptions& options, const Program& program) {
-  const ScanSort sort = chosenSort(options);
+  const ScanViewOptions view = chosenView(options, program);
   checkOutput(options);
   const ScanRequest request = makeScanRequest(options, program.environment);
   const InterruptGuard guard;
   const ScanOutcome outcome = runScanForPerson(request, program);
 
-  ScanViewOptions view{terminalFacts(STDOUT_FILENO, program.options.color, program.environment), sort, options.limit};
-  if (options.output) view.terminal = TerminalFacts{};
   const std::string text = options.json ? reportText(outcome.report) + "\n" : scanText(outcome.report, view);
   if (options.output) {
     replaceFile(*options.output, text);

@@ -206,14 +206,18 @@ void checkOutput(const ScanOptions& options) {
   }
 }
 
-ScanSort chosenSort(const ScanOptions& options) {
-  if (!options.sort) return ScanSort::size;
+ScanViewOptions chosenView(const ScanOptions& options, const Program& program) {
+  ScanViewOptions view{terminalFacts(STDOUT_FILENO, program.options.color, program.environment), ScanSort::size, {}};
+  if (options.output) view.terminal = TerminalFacts{};
+  if (options.limit) view.limit = parseCount(*options.limit);
+  if (!options.sort) return view;
   const auto sort = fromRawValue<ScanSort>(*options.sort);
   if (!sort) {
     throw InputError(
         fmt::format("'{}' is no order; known are {}.", escapedForTerminal(*options.sort), rawValueList<ScanSort>()));
   }
-  return *sort;
+  view.sort = *sort;
+  return view;
 }
 
 ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment) {

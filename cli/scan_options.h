@@ -26,7 +26,7 @@ struct ScanOptions {
   std::optional<std::string> olderThan;
   bool oneFileSystem = false;
   std::optional<std::string> sort;
-  std::optional<std::size_t> limit;
+  std::optional<std::string> limit;
   std::optional<std::string> output;
   unsigned threads = 0;
   bool json = false;
@@ -51,7 +51,7 @@ ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
 /// Throws InputError unless the file that the result goes to can be made or replaced.
 void checkOutput(const ScanOptions& options);
 
-/// The chosen order of a list; by size unless told otherwise. Throws InputError.
-ScanSort chosenSort(const ScanOptions& options);
+/// How a list is ordered and how long it is, for the terminal that standard output is. Throws InputError.
+ScanViewOptions chosenView(const ScanOptions& options, const Program& program);
 
 }  // namespace tidra

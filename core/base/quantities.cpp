@@ -68,6 +68,16 @@ std::int64_t parseSize(std::string_view text) {
   throw badSize(text);
 }
 
+std::size_t parseCount(std::string_view text) {
+  std::size_t count = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
+  if (error != std::errc{} || end != text.data() + text.size()) {
+    throw InputError(
+        fmt::format("'{}' is not a count; write a whole number, such as 0 or 25", escapedForTerminal(text)));
+  }
+  return count;
+}
+
 Age parseAge(std::string_view text) {
   int number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -9,6 +10,9 @@ namespace tidra {
 
 /// Bytes of "500", "500KB", "10M", "1.5G", "2TiB" (powers of 1024, any letter case). Throws InputError naming the text.
 std::int64_t parseSize(std::string_view text);
+
+/// A count of things: "0", "25". Throws InputError naming the text.
+std::size_t parseCount(std::string_view text);
 
 /// An age: "30d", "8w" are days, "6mo", "1y" are calendar months.
 struct Age {

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 
 namespace tidra {
@@ -26,6 +27,7 @@ bool take(std::string_view& text, char expected) {
 void dropFraction(std::string_view& text) {
   if (!text.starts_with('.')) return;
   const auto end = text.find_first_not_of("0123456789", 1);
+  if (end == 1) return;  // no digits: not a fraction
   text.remove_prefix(end == std::string_view::npos ? text.size() : end);
 }
 
@@ -43,6 +45,13 @@ std::optional<std::chrono::minutes> takeOffset(std::string_view text) {
 }
 
 }  // namespace
+
+TimePoint timePointAt(std::int64_t seconds) {
+  using namespace std::chrono;
+  constexpr TimePoint earliest = sys_days{year{0} / January / 1};
+  constexpr TimePoint latest = sys_days{year{10000} / January / 1} - std::chrono::seconds{1};
+  return std::clamp(TimePoint{std::chrono::seconds{seconds}}, earliest, latest);
+}
 
 std::string iso8601(TimePoint time) {
   using namespace std::chrono;
@@ -72,7 +81,8 @@ std::optional<TimePoint> fromIso8601(std::string_view text) {
   const auto offset = takeOffset(text);
   const year_month_day date{year{*year_}, month{static_cast<unsigned>(*month_)}, day{static_cast<unsigned>(*day_)}};
   if (!offset || !date.ok()) return std::nullopt;
-  return sys_days{date} + hours{*hour} + minutes{*minute} + seconds{*second} - *offset;
+  const TimePoint time = sys_days{date} + hours{*hour} + minutes{*minute} + seconds{*second} - *offset;
+  return timePointAt(time.time_since_epoch().count());
 }
 
 }  // namespace tidra

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,6 +10,10 @@
 namespace tidra {
 
 using TimePoint = std::chrono::sys_seconds;
+
+/// The point in time that a file system or a tool claims, in seconds since the epoch. Claims may be anything; those
+/// outside the years 0 to 9999 give the nearest second inside, so that calendars and the text form stay exact.
+TimePoint timePointAt(std::int64_t seconds);
 
 /// ISO 8601 in UTC and whole seconds, as "2026-03-14T10:15:00Z".
 std::string iso8601(TimePoint time);

@@ -54,7 +54,7 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
   if (::statx(parent, name, flags | AT_NO_AUTOMOUNT, factsMask, &status) != 0) return lastSystemError();
   return EntryFacts{.type = typeOfMode(status.stx_mode),
                     .sizeBytes = status.stx_size,
-                    .modified = TimePoint{std::chrono::seconds{status.stx_mtime.tv_sec}},
+                    .modified = timePointAt(status.stx_mtime.tv_sec),
                     .device = makedev(status.stx_dev_major, status.stx_dev_minor),
                     .inode = status.stx_ino};
 }

@@ -19,7 +19,7 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
   if (::fstatat(parent, name, &status, flags) != 0) return lastSystemError();
   return EntryFacts{.type = typeOfMode(status.st_mode),
                     .sizeBytes = static_cast<std::uint64_t>(status.st_size),
-                    .modified = TimePoint{std::chrono::seconds{status.st_mtimespec.tv_sec}},
+                    .modified = timePointAt(status.st_mtimespec.tv_sec),
                     .device = static_cast<std::uint64_t>(status.st_dev),
                     .inode = static_cast<std::uint64_t>(status.st_ino)};
 }

@@ -27,6 +27,17 @@ bool matchesAnyTail(const std::string& pattern, const std::string& path) {
 
 bool isGlob(std::string_view text) { return text.find_first_of("*?[") != std::string_view::npos; }
 
+bool splitsIntoComponents(std::string_view pattern) {
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    if (pattern[i] == '\\' && i + 1 < pattern.size() && pattern[++i] == '/') return false;
+    else if (pattern[i] == '[') {
+      i = endOfBracket(pattern, i);
+      if (i < pattern.size() && pattern[i] == '/') return false;
+    }
+  }
+  return true;
+}
+
 bool globMatches(const std::string& pattern, const char* text) {
   return ::fnmatch(pattern.c_str(), text, FNM_PATHNAME) == 0;
 }

@@ -23,6 +23,10 @@ struct TidraScanExclusionFilter {
 /// True for text with "*", "?" or "[".
 bool isGlob(std::string_view text);
 
+/// True when every "/" of a pattern surely stands between components, so that each can be matched by itself. A "/" inside
+/// "[…]" or behind a backslash does not; where brackets end is left to the matcher, so any "[" before a "/" gives false.
+bool splitsIntoComponents(std::string_view pattern);
+
 /// Shell-style matching of one path component or a whole path; "*", "?" and "[…]" never match "/".
 bool globMatches(const std::string& pattern, const char* text);
 

@@ -84,7 +84,7 @@ std::optional<TidraGitMetadataReader::ParsedCommit> TidraGitMetadataReader::pars
   const char* const end = output.data() + separator;
   const auto [parsed, error] = std::from_chars(output.data(), end, seconds);
   if (error != std::errc{} || parsed != end) return std::nullopt;
-  return ParsedCommit{TimePoint{std::chrono::seconds{seconds}}, std::string(output.substr(separator + 1))};
+  return ParsedCommit{timePointAt(seconds), std::string(output.substr(separator + 1))};
 }
 
 std::string TidraGitMetadataReader::statusLine(std::size_t changes) {

@@ -8,18 +8,6 @@
 namespace tidra {
 namespace {
 
-/// False for "[a/b]" and "\/", whose "/" is not a plain separator.
-bool splitsIntoComponents(const std::string& pattern) {
-  bool inBracket = false;
-  for (std::size_t i = 0; i < pattern.size(); ++i) {
-    if (pattern[i] == '\\' && i + 1 < pattern.size() && pattern[++i] == '/') return false;
-    if (pattern[i] == '[') inBracket = true;
-    if (pattern[i] == ']') inBracket = false;
-    if (pattern[i] == '/' && inBracket) return false;
-  }
-  return true;
-}
-
 bool isLiteral(std::string_view pattern) { return !isGlob(pattern) && pattern.find('\\') == std::string_view::npos; }
 
 /// The last components of a folder's path, nearest first.
