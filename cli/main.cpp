@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "app/state/preferences_store.h"
 #include "cli/program.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
@@ -42,6 +43,7 @@ int runProgram(int argc, char** argv) {
       "  tidra scan ~/code --json   the same for one folder, as JSON");
   addGlobalOptions(app, program.options);
   addScanCommand(app, program);
+  addExcludeCommand(app, program);
   addRulesCommand(app, program);
   try {
     app.parse(argc, argv);
@@ -61,6 +63,8 @@ int main(int argc, char** argv) {
     return tidra::runProgram(argc, argv);
   } catch (const tidra::InputError& error) {
     return tidra::fail(error.what(), tidra::ExitStatus::badInput);
+  } catch (const tidra::PreferencesError& error) {
+    return tidra::fail(tidra::escapedForTerminal(error.what()), tidra::ExitStatus::badInput);
   } catch (const std::exception& error) {
     return tidra::fail(tidra::escapedForTerminal(error.what()), tidra::ExitStatus::someFailed);
   }

@@ -38,6 +38,7 @@ struct Program {
 
 /// Each declares one command; parsing its name sets Program::command.
 void addScanCommand(CLI::App& app, Program& program);
+void addExcludeCommand(CLI::App& app, Program& program);
 void addRulesCommand(CLI::App& app, Program& program);
 
 }  // namespace tidra

@@ -9,6 +9,7 @@
 
 #include "cli/interrupt.h"
 #include "cli/progress_line.h"
+#include "cli/user_state.h"
 #include "core/base/text.h"
 #include "core/model/ecosystems.h"
 #include "core/model/system_scan_categories.h"
@@ -60,22 +61,6 @@ std::string checkedRoot(const std::string& given, const TidraPathResolver& resol
     throw InputError(fmt::format("'{}' is not a folder; name the folder that holds it.", shown));
   }
   throw InputError(fmt::format("'{}' cannot be opened: {}.", shown, opened.failure().message()));
-}
-
-std::string homeFolder(const ScanOptions& options, const Environment& environment) {
-  std::string home;
-  if (options.home) {
-    home = *options.home;
-  } else if (const auto variable = environment.find("HOME"); variable != environment.end()) {
-    home = variable->second;
-  }
-  if (home.empty()) throw InputError("The home folder is unknown; set HOME or give --home.");
-  if (!home.starts_with('/')) home = joinedPath(currentFolder(), home);
-  if (options.home && !openDirectory(home)) {
-    throw InputError(
-        fmt::format("'{}' given with --home is not a folder that can be opened.", escapedForTerminal(home)));
-  }
-  return standardizedPath(home);
 }
 
 /// Throws unless every value is one of the known ones.
@@ -131,6 +116,20 @@ TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const Tidr
     entries.push_back({.id = {}, .pathDisplay = text, .kind = guessExclusionKind(text), .addedAt = {}});
   }
   return makeExclusionFilter(entries, resolver);
+}
+
+/// Adds what the user keeps out for good. A store that cannot be read is told and otherwise changes nothing.
+void applyUserState(ScanRequest& request) {
+  try {
+    const UserState state(request.resolver);
+    const auto kept = makeExclusionFilter(state.exclusions.load(), request.resolver);
+    auto& exclusions = request.exclusions;
+    exclusions.pathPrefixes.insert(exclusions.pathPrefixes.end(), kept.pathPrefixes.begin(), kept.pathPrefixes.end());
+    exclusions.globPatterns.insert(exclusions.globPatterns.end(), kept.globPatterns.begin(), kept.globPatterns.end());
+    request.thresholds = state.settings.load().thresholds();
+  } catch (const PreferencesError& error) {
+    writeNote(escapedForTerminal(error.what()) + " Exclusions that are kept there do not count.");
+  }
 }
 
 TimePoint currentTime() { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); }
@@ -206,8 +205,21 @@ void checkOutput(const ScanOptions& options) {
   }
 }
 
+TidraPathResolver makeResolver(const std::optional<std::string>& given, const Environment& environment) {
+  std::string home = given.value_or("");
+  if (const auto variable = environment.find("HOME"); !given && variable != environment.end()) home = variable->second;
+  if (home.empty()) throw InputError("The home folder is unknown; set HOME or give --home.");
+  if (!home.starts_with('/')) home = joinedPath(currentFolder(), home);
+  if (given && !openDirectory(home)) {
+    throw InputError(
+        fmt::format("'{}' given with --home is not a folder that can be opened.", escapedForTerminal(home)));
+  }
+  return {standardizedPath(home), environment};
+}
+
 ScanViewOptions chosenView(const ScanOptions& options, const Program& program) {
-  ScanViewOptions view{terminalFacts(STDOUT_FILENO, program.options.color, program.environment), ScanSort::size, {}};
+  ScanViewOptions view{
+      terminalFacts(STDOUT_FILENO, program.options.color, program.environment), ScanSort::size, false, {}};
   if (options.output) view.terminal = TerminalFacts{};
   if (options.limit) view.limit = parseCount(*options.limit);
   if (!options.sort) return view;
@@ -222,7 +234,7 @@ ScanViewOptions chosenView(const ScanOptions& options, const Program& program) {
 
 ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment) {
   ScanRequest request;
-  request.resolver = {homeFolder(options, environment), environment};
+  request.resolver = makeResolver(options.home, environment);
   for (const std::string& root : options.roots) request.roots.push_back(checkedRoot(root, request.resolver));
   if (request.roots.empty()) request.roots.push_back(checkedRoot(request.resolver.home, request.resolver));
   request.catalog = makeCatalog(options.rulesFiles, options.disabledRules);
@@ -230,8 +242,11 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   request.mounts = mountPoints();
   request.git = TidraGitMetadataReader::findGit(environment);
   request.scanProjects = !options.noProjects;
+  request.scanSystem = !options.noSystem;
   request.exclusions = chosenExclusions(options, request.resolver);
+  applyUserState(request);
   checkCategories(options, request.catalog);
+  if (!options.categories.empty()) request.categories = {{options.categories.begin(), options.categories.end()}};
   if (!options.ecosystems.empty()) request.ecosystems = chosenEcosystems(options, request.catalog);
   if (!options.tiers.empty()) request.tiers = chosenTiers(options);
   if (options.minSize) request.minimumBytes = static_cast<std::uint64_t>(parseSize(*options.minSize));
@@ -251,8 +266,10 @@ ScanOutcome runScanForPerson(ScanRequest request, const Program& program) {
   line.erase();
   if (!program.options.quiet) {
     for (const std::string& note : outcome.notes) writeNote(note);
-    if (program.options.verbose)
+    if (program.options.verbose) {
+      for (const std::string& detail : outcome.details) writeNote(detail);
       writeNote(fmt::format("{} visited.", counted(outcome.entriesVisited, "entry", "entries")));
+    }
   }
   return outcome;
 }

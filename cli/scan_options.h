@@ -30,6 +30,7 @@ struct ScanOptions {
   std::optional<std::string> output;
   unsigned threads = 0;
   bool json = false;
+  bool last = false;
 };
 
 /// Declares the options on a command. `options` must outlive the parsing.
@@ -37,6 +38,9 @@ void addScanOptions(CLI::App& command, ScanOptions& options);
 
 /// The request for a scan. Throws InputError with one sentence for the first option that cannot be used.
 ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment);
+
+/// The home folder and the environment. Throws InputError.
+TidraPathResolver makeResolver(const std::optional<std::string>& home, const Environment& environment);
 
 /// The catalog: the built-in one with the rules of each file laid over it, without the disabled ones. Throws
 /// InputError.

@@ -27,6 +27,7 @@ constexpr std::size_t widestLabel = 28;
 
 struct Group {
   std::string title;
+  bool isSystem = false;  // a category of things outside projects
   std::vector<const ScanReportItem*> items;
   std::int64_t bytes = 0;
   std::optional<TimePoint> lastActivity;  // the latest of its items
@@ -34,8 +35,24 @@ struct Group {
 
 std::string shown(std::string_view text) { return escapedForTerminal(text); }
 
+bool isSystemItem(const ScanReportItem& item) { return TidraSystemGroupRoot::category(item.group).has_value(); }
+
+/// The label, with the tool that alone can remove the item.
+std::string itemLabel(const ScanReportItem& item) {
+  switch (item.source) {
+    case ArtifactSource::dockerCLI:
+      return shown(item.label) + " [docker]";
+    case ArtifactSource::condaCLI:
+      return shown(item.label) + " [conda]";
+    case ArtifactSource::pipCLI:
+      return shown(item.label) + " [pip]";
+    default:
+      return shown(item.label);
+  }
+}
+
 std::string groupTitle(const ScanReport& report, const ScanReportItem& item) {
-  if (TidraSystemGroupRoot::category(item.group)) return systemScanCategoryName(item.category);
+  if (isSystemItem(item)) return shown(systemScanCategoryName(item.category));
   return shown(TidraPathResolver{report.home, {}}.displayPath(item.group));
 }
 
@@ -49,7 +66,7 @@ std::vector<Group> makeGroups(const ScanReport& report, ScanSort sort) {
   std::map<std::string_view, std::size_t> places;
   for (const ScanReportItem& item : report.items) {
     const auto [place, isNew] = places.try_emplace(item.group, groups.size());
-    if (isNew) groups.push_back({groupTitle(report, item), {}, 0, std::nullopt});
+    if (isNew) groups.push_back({groupTitle(report, item), isSystemItem(item), {}, 0, std::nullopt});
     Group& group = groups[place->second];
     group.items.push_back(&item);
     group.bytes += item.bytes;
@@ -63,6 +80,7 @@ std::vector<Group> makeGroups(const ScanReport& report, ScanSort sort) {
                      [](const auto* a, const auto* b) { return a->bytes > b->bytes; });
   }
   std::stable_sort(groups.begin(), groups.end(), [sort](const Group& a, const Group& b) {
+    if (a.isSystem != b.isSystem) return b.isSystem;
     if (sort == ScanSort::path) return pathPrecedes(a.items.front()->group, b.items.front()->group);
     if (sort == ScanSort::age && a.lastActivity != b.lastActivity) return isOlder(a.lastActivity, b.lastActivity);
     return a.bytes > b.bytes;
@@ -85,14 +103,21 @@ class ScanTextWriter {
       : report_(report), options_(options), style_(options.terminal.colored) {}
 
   std::string write() {
-    const auto groups = makeGroups(report_, options_.sort);
-    const std::size_t shownGroups = std::min(groups.size(), groupLimit());
-    measureColumns(groups, shownGroups);
-    for (std::size_t i = 0; i < shownGroups; ++i) writeGroup(groups[i]);
-    writeRest(groups, shownGroups);
+    auto groups = makeGroups(report_, options_.sort);
+    const auto firstSystem =
+        std::find_if(groups.begin(), groups.end(), [](const Group& group) { return group.isSystem; });
+    const auto projects = static_cast<std::size_t>(firstSystem - groups.begin());
+    const std::size_t shownProjects = std::min(projects, groupLimit());
+    const std::vector<Group> hidden(groups.begin() + static_cast<std::ptrdiff_t>(shownProjects), firstSystem);
+    groups.erase(groups.begin() + static_cast<std::ptrdiff_t>(shownProjects), firstSystem);
+
+    measureColumns(groups);
+    for (std::size_t i = 0; i < shownProjects; ++i) writeGroup(groups[i]);
+    writeHidden(hidden);
+    for (std::size_t i = shownProjects; i < groups.size(); ++i) writeGroup(groups[i]);
     writeCutHints();
     if (!report_.items.empty()) writeTotals();
-    writeSum();
+    writeSum(projects, groups.size() - shownProjects);
     return std::move(text_);
   }
 
@@ -108,12 +133,12 @@ class ScanTextWriter {
     return onScreen() && !options_.limit ? std::min(group.items.size(), itemsOnScreen) : group.items.size();
   }
 
-  void measureColumns(const std::vector<Group>& groups, std::size_t shownGroups) {
-    for (std::size_t i = 0; i < shownGroups; ++i) {
-      for (std::size_t k = 0; k < itemLimit(groups[i]); ++k) {
-        const ScanReportItem& item = *groups[i].items[k];
+  void measureColumns(const std::vector<Group>& groups) {
+    for (const Group& group : groups) {
+      for (std::size_t k = 0; k < itemLimit(group); ++k) {
+        const ScanReportItem& item = *group.items[k];
         largest_ = std::max(largest_, item.bytes);
-        labelWidth_ = std::max(labelWidth_, displayWidth(shown(item.label)));
+        labelWidth_ = std::max(labelWidth_, displayWidth(itemLabel(item)));
         ageWidth_ = std::max(ageWidth_, displayWidth(shortAge(item.lastActivity, report_.generatedAt)));
       }
     }
@@ -123,7 +148,7 @@ class ScanTextWriter {
   void writeGroup(const Group& group) {
     const std::string size = ByteFormatting::compact(group.bytes);
     std::string activity;
-    if (const auto& item = *group.items.front(); item.activity) activity = rawValue(*item.activity);
+    if (const auto& item = *group.items.front(); item.activity && !group.isSystem) activity = rawValue(*item.activity);
     std::string title = group.title;
     if (onScreen()) {
       const std::size_t room = options_.terminal.columns - sizeWidth - displayWidth(activity) - 4;
@@ -145,7 +170,7 @@ class ScanTextWriter {
 
   void writeItem(const ScanReportItem& item) {
     const std::string age = shortAge(item.lastActivity, report_.generatedAt);
-    const std::string label = shown(item.label);
+    const std::string label = itemLabel(item);
     std::size_t used = 2;
     text_ += "  ";
     if (onScreen()) {
@@ -173,13 +198,12 @@ class ScanTextWriter {
     return fitted(whole, room);
   }
 
-  void writeRest(const std::vector<Group>& groups, std::size_t shownGroups) {
-    if (shownGroups == groups.size()) return;
+  void writeHidden(const std::vector<Group>& hidden) {
+    if (hidden.empty()) return;
     std::int64_t bytes = 0;
-    for (std::size_t i = shownGroups; i < groups.size(); ++i) bytes += groups[i].bytes;
+    for (const Group& group : hidden) bytes += group.bytes;
     text_ += fmt::format("… and {} with {}; --limit 0 shows all.\n\n",
-                         counted(groups.size() - shownGroups, "more project", "more projects"),
-                         ByteFormatting::compact(bytes));
+                         counted(hidden.size(), "more project", "more projects"), ByteFormatting::compact(bytes));
   }
 
   void writeCutHints() {
@@ -208,7 +232,7 @@ class ScanTextWriter {
       const auto bytes = report_.bytesByTier.find(std::string(rawValue(tier)));
       if (bytes != report_.bytesByTier.end()) tiers.push_back({std::string(rawValue(tier)), bytes->second});
     }
-    constexpr std::size_t nameWidth = 30;
+    constexpr std::size_t nameWidth = 31;
     text_ += style_.bold(paddedRight("By ecosystem", nameWidth + sizeWidth + 6) + "By tier") + '\n';
     for (std::size_t i = 0; i < std::max(ecosystems.size(), tiers.size()); ++i) {
       std::string line = std::string(nameWidth + sizeWidth + 2, ' ');
@@ -223,16 +247,22 @@ class ScanTextWriter {
     return "  " + paddedRight(total.name, nameWidth) + paddedLeft(ByteFormatting::compact(total.bytes), sizeWidth);
   }
 
-  void writeSum() {
+  void writeSum(std::size_t projects, std::size_t systemGroups) {
     const std::string in = shown(TidraPathResolver{report_.home, {}}.displayPath(report_.scanRoot));
     if (report_.items.empty()) {
       text_ += fmt::format("Nothing to reclaim in {}.", in);
     } else {
       text_ += style_.bold(fmt::format("{} reclaimable", ByteFormatting::compact(report_.totalBytes))) +
-               fmt::format(" in {}: {} of {}.", in, counted(report_.items.size(), "artefact", "artefacts"),
-                           counted(static_cast<std::uint64_t>(report_.projectCount), "project", "projects"));
+               fmt::format(": {}", counted(report_.items.size(), "artefact", "artefacts"));
+      if (projects > 0) text_ += fmt::format(" in {} below {}", counted(projects, "project", "projects"), in);
+      if (systemGroups > 0) {
+        text_ += fmt::format("{} in {} outside projects", projects > 0 ? " and" : "",
+                             counted(systemGroups, "category", "categories"));
+      }
+      text_ += '.';
     }
-    text_ += fmt::format(" Scanned in {:.1f} s.\n", report_.durationSeconds);
+    text_ += options_.isEarlierScan ? fmt::format(" Scanned at {}.\n", iso8601(report_.generatedAt))
+                                    : fmt::format(" Scanned in {:.1f} s.\n", report_.durationSeconds);
     if (report_.volume) {
       text_ += style_.dim(fmt::format("The volume has {} free of {}.",
                                       ByteFormatting::compact(report_.volume->availableBytes),

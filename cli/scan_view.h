@@ -28,6 +28,7 @@ struct EnumTable<ScanSort> {
 struct ScanViewOptions {
   TerminalFacts terminal;  // of the stream that shows the text; a pipe gets complete, uncut lines
   ScanSort sort = ScanSort::size;
+  bool isEarlierScan = false;        // tell when the scan was made instead of how long it took
   std::optional<std::size_t> limit;  // projects to show, 0 for all; absent: what fits a screen, all in a pipe
 };
 

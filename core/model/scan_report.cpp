@@ -1,5 +1,8 @@
 #include "core/model/scan_report.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "core/base/json_fields.h"
 #include "core/model/stable_id.h"
 #include "core/model/system_group_root.h"
@@ -14,6 +17,17 @@ std::string categoryOf(const ScanArtifactFinding& finding) {
   return finding.source == ArtifactSource::pipCLI ? "python" : "project";
 }
 
+constexpr std::int64_t mostBytes = std::numeric_limits<std::int64_t>::max();
+
+/// Sparse files may claim more than the report's signed figures hold; those stay at the largest.
+std::int64_t reportedBytes(std::uint64_t bytes) {
+  return static_cast<std::int64_t>(std::min(bytes, static_cast<std::uint64_t>(mostBytes)));
+}
+
+void addBytes(std::int64_t& total, std::int64_t bytes) {
+  total = bytes > mostBytes - total ? mostBytes : total + bytes;
+}
+
 }  // namespace
 
 ScanReportItem ScanReportItem::make(const ScanArtifactFinding& finding, std::string group,
@@ -23,7 +37,7 @@ ScanReportItem ScanReportItem::make(const ScanArtifactFinding& finding, std::str
           .path = finding.path,
           .displayPath = isToolBackedTarget(finding.path) ? finding.path : resolver.displayPath(finding.path),
           .label = finding.label,
-          .bytes = static_cast<std::int64_t>(finding.sizeBytes),
+          .bytes = reportedBytes(finding.sizeBytes),
           .tier = finding.safetyTier,
           .ecosystem = finding.ecosystemTag,
           .category = categoryOf(finding),
@@ -65,10 +79,10 @@ ScanReport ScanReport::make(const std::vector<ScanArtifactFinding>& findings, co
     const auto& item = report.items.emplace_back(
         ScanReportItem::make(finding, ScanAggregate::rootKey(finding), resolver,
                              ScanActivityClassification::idleDays(finding.lastActivityDate, now), activity));
-    report.totalBytes += item.bytes;
-    report.bytesByTier[std::string(rawValue(item.tier))] += item.bytes;
-    report.bytesByCategory[item.category] += item.bytes;
-    report.bytesByEcosystem[item.ecosystem] += item.bytes;
+    addBytes(report.totalBytes, item.bytes);
+    addBytes(report.bytesByTier[std::string(rawValue(item.tier))], item.bytes);
+    addBytes(report.bytesByCategory[item.category], item.bytes);
+    addBytes(report.bytesByEcosystem[item.ecosystem], item.bytes);
   }
   return report;
 }

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 
 #include "core/platform/directory_reader.h"
@@ -63,9 +64,10 @@ void flushFolder(const std::string& folder) {
 
 }  // namespace
 
-Outcome<std::string> readFile(const std::string& path) {
-  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file) return lastSystemError();
+namespace {
+
+/// Everything up to the end; one byte more than `mostBytes` at most.
+Outcome<std::string> readToEnd(const FileDescriptor& file, std::size_t mostBytes) {
   std::string bytes;
   constexpr std::size_t chunk = 64 * 1024;
   for (;;) {
@@ -74,8 +76,33 @@ Outcome<std::string> readFile(const std::string& path) {
     const auto count = ::read(file.get(), bytes.data() + size, chunk);
     if (count < 0 && errno != EINTR) return lastSystemError();
     bytes.resize(size + static_cast<std::size_t>(count > 0 ? count : 0));
-    if (count == 0) return bytes;
+    if (count == 0 || bytes.size() > mostBytes) return bytes;
   }
+}
+
+}  // namespace
+
+Outcome<std::string> readFile(const std::string& path) {
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) return lastSystemError();
+  return readToEnd(file, std::numeric_limits<std::size_t>::max());
+}
+
+Outcome<std::string> readRegularFile(const std::string& path, std::size_t mostBytes) {
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  struct stat status {};
+  if (!file || ::fstat(file.get(), &status) != 0) return lastSystemError();
+  if (!S_ISREG(status.st_mode)) return std::make_error_code(std::errc::invalid_argument);
+  auto bytes = readToEnd(file, mostBytes);
+  if (bytes && bytes->size() > mostBytes) return std::make_error_code(std::errc::file_too_large);
+  return bytes;
+}
+
+bool isOwnedAndPrivate(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) return false;
+  const bool owned = status.st_uid == ::geteuid() || status.st_uid == 0;
+  return owned && (S_ISLNK(status.st_mode) || (status.st_mode & S_IWOTH) == 0);
 }
 
 void replaceFile(const std::string& path, std::string_view bytes, unsigned mode) {
@@ -94,6 +121,36 @@ void replaceFile(const std::string& path, std::string_view bytes, unsigned mode)
     flushFolder(folder);
   } catch (const std::system_error& error) {
     throw std::system_error(error.code(), fmt::format("{} cannot be written", path));
+  }
+}
+
+void makePrivateFolders(const std::string& path) {
+  if (::mkdir(path.c_str(), 0700) == 0) return;
+  if (errno == ENOENT && path != "/") {
+    makePrivateFolders(parentPath(path));
+    if (::mkdir(path.c_str(), 0700) == 0) return;
+  }
+  const auto reason = lastSystemError();
+  const auto present = followedEntryFacts(AT_FDCWD, path.c_str());
+  if (present && present->type == EntryType::directory) return;
+  throw std::system_error(reason, fmt::format("{} cannot be made", path));
+}
+
+std::string setAside(const std::string& path, const std::string& suffix) {
+  for (int number = 0;; ++number) {
+    const std::string target = path + suffix + (number == 0 ? "" : fmt::format("-{}", number));
+    // A hard link is refused where the name is taken, unlike a renaming.
+    if (::link(path.c_str(), target.c_str()) == 0) {
+      ::unlink(path.c_str());
+      return target;
+    }
+    if (errno != EEXIST) throw std::system_error(lastSystemError(), fmt::format("{} cannot be renamed", path));
+  }
+}
+
+void removeFile(const std::string& path) {
+  if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
+    throw std::system_error(lastSystemError(), fmt::format("{} cannot be removed", path));
   }
 }
 

@@ -11,10 +11,28 @@ namespace tidra {
 /// The bytes of a file.
 Outcome<std::string> readFile(const std::string& path);
 
+/// The bytes of a regular file of at most `mostBytes`. Anything else, such as a pipe on which a reader would hang, is a
+/// failure.
+Outcome<std::string> readRegularFile(const std::string& path, std::size_t mostBytes);
+
+/// True when the path belongs to the running user or to root and nobody else may write to it. Links are not followed.
+bool isOwnedAndPrivate(const std::string& path);
+
 /// Writes a temporary file beside `path` (or beside the file that a link there points to), flushes it to disk, renames
 /// it over `path` and flushes the folder. `path` keeps its former content when anything fails. Throws std::system_error
 /// whose what() names the path.
 void replaceFile(const std::string& path, std::string_view bytes, unsigned mode = 0644);
+
+/// Makes a folder and those above it that are missing, for the owner only. Nothing happens when it is there. Throws
+/// std::system_error whose what() names the path.
+void makePrivateFolders(const std::string& path);
+
+/// Gives a file another name in its folder, never over another file: a number is added until the name is free. Gives
+/// the new path; throws std::system_error.
+std::string setAside(const std::string& path, const std::string& suffix);
+
+/// Removes a file; nothing happens when there is none. Throws std::system_error.
+void removeFile(const std::string& path);
 
 /// True when `path` names a regular file that the running user may execute.
 bool isExecutableFile(const std::string& path);

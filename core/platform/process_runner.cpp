@@ -241,6 +241,12 @@ std::vector<std::string> environmentTexts(const Environment& environment) {
   return texts;
 }
 
+/// A parent may have handed down an ignored SIGCHLD, under which the system forgets how children end.
+void keepExitStatuses() {
+  struct sigaction current {};
+  if (::sigaction(SIGCHLD, nullptr, &current) == 0 && current.sa_handler == SIG_IGN) ::signal(SIGCHLD, SIG_DFL);
+}
+
 bool everyoneMayWrite(const std::string& folder) {
   struct stat status {};
   return ::stat(folder.c_str(), &status) != 0 || (status.st_mode & S_IWOTH) != 0;
@@ -249,6 +255,7 @@ bool everyoneMayWrite(const std::string& folder) {
 }  // namespace
 
 std::optional<ProcessRunner::Result> ProcessRunner::run(const Command& command) {
+  keepExitStatuses();
   Pipe out = makePipe();
   Pipe err = makePipe();
   if (!out.write || !err.write || !command.executablePath.starts_with('/')) return std::nullopt;
@@ -275,6 +282,7 @@ std::optional<ProcessRunner::Result> ProcessRunner::run(const Command& command) 
   }
   const std::int32_t status = child.reap();
   finishReading(readers, readersAfterExit);
+  if (outReader.overflowed() || errReader.overflowed()) return std::nullopt;
   return Result{status, std::string(trimmed(outReader.bytes())), std::string(trimmed(errReader.bytes()))};
 }
 

@@ -238,14 +238,17 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
   {
     WalkVisitor::Traversal traversal(visitor, request.workers == 0 ? defaultScanWorkers() : request.workers);
     traversal.addRoot(request.root, {filter.placeOf(request.root), nullptr});
+    const auto cancelWhenAsked = [&] {
+      if (result.cancelled || !request.shouldCancel || !request.shouldCancel()) return;
+      result.cancelled = true;
+      traversal.cancel();
+    };
+    cancelWhenAsked();
     traversal.start();
     constexpr std::chrono::milliseconds poll{10};
     while (!traversal.waitFor(poll)) {
       if (!result.cancelled) progress.report(visitor, result.findings);
-      if (!result.cancelled && request.shouldCancel && request.shouldCancel()) {
-        result.cancelled = true;
-        traversal.cancel();
-      }
+      cancelWhenAsked();
     }
   }
   progress.report(visitor, result.findings);

@@ -8,7 +8,7 @@
 
 namespace tidra {
 
-bool Measurement::belongs(std::string_view folderName) { return !isBundlePackage(folderName); }
+bool Measurement::belongs(std::string_view folderName) const { return enterBundles_ || !isBundlePackage(folderName); }
 
 unsigned defaultScanWorkers() {
   constexpr unsigned fewest = 8;
@@ -19,6 +19,7 @@ unsigned defaultScanWorkers() {
 namespace {
 
 struct Target {
+  explicit Target(bool enterBundles) : measurement(enterBundles) {}
   Measurement measurement;
   std::atomic<bool> complete{false};
 };
@@ -43,23 +44,27 @@ struct SizeVisitor {
 }  // namespace
 
 std::optional<std::uint64_t> TidraDirectorySizeReader::read(const std::string& path, std::chrono::milliseconds limit) {
-  return readAll({path}, {.workers = 0, .limit = limit, .shouldCancel = {}}).front();
+  return readAll({path}, {.limit = limit}).front();
 }
 
 std::vector<std::optional<std::uint64_t>> TidraDirectorySizeReader::readAll(const std::vector<std::string>& paths,
                                                                             const Options& options) {
-  std::deque<Target> targets(paths.size());
+  std::deque<Target> targets;
+  for (std::size_t i = 0; i < paths.size(); ++i) targets.emplace_back(options.enterBundles);
   SizeVisitor visitor;
   {
     SizeVisitor::Traversal traversal(visitor, options.workers == 0 ? defaultScanWorkers() : options.workers);
     for (std::size_t i = 0; i < paths.size(); ++i) traversal.addRoot(paths[i], &targets[i]);
-    traversal.start();
     const auto started = std::chrono::steady_clock::now();
-    constexpr std::chrono::milliseconds poll{20};
-    while (!traversal.waitFor(poll)) {
+    const auto cancelWhenDue = [&] {
       const bool late = options.limit && std::chrono::steady_clock::now() - started >= *options.limit;
       if (late || (options.shouldCancel && options.shouldCancel())) traversal.cancel();
-    }
+    };
+    // Before anything is read, so that no time or a withdrawn request gives no size however fast the disk is.
+    cancelWhenDue();
+    traversal.start();
+    constexpr std::chrono::milliseconds poll{20};
+    while (!traversal.waitFor(poll)) cancelWhenDue();
   }
   std::vector<std::optional<std::uint64_t>> sizes;
   for (const Target& target : targets) {

@@ -18,9 +18,10 @@ struct TidraDirectorySizeReader {
   static std::optional<std::uint64_t> read(const std::string& path, std::chrono::milliseconds limit = timeLimit);
 
   struct Options {
-    unsigned workers = 0;  // 0: as many as a scan takes
-    std::optional<std::chrono::milliseconds> limit;
-    std::function<bool()> shouldCancel;  // polled on the caller's thread
+    unsigned workers = 0;       // 0: as many as a scan takes
+    bool enterBundles = false;  // count the insides of bundle packages too
+    std::optional<std::chrono::milliseconds> limit = {};
+    std::function<bool()> shouldCancel = {};  // polled on the caller's thread
   };
 
   /// The same for several folders at once, in their order; none for those that were not finished.

@@ -9,10 +9,16 @@
 namespace tidra {
 namespace {
 
-/// "*" and its kin never match "/", so a pattern can only match a text with as many "/" as it has itself: of all the
+/// Wildcards never match "/", so a pattern of components can only match a text with as many "/" as it has itself: of all the
 /// tails of a path, one needs to be looked at.
 bool matchesAnyTail(const std::string& pattern, const std::string& path) {
   if (globMatches(pattern, path.c_str())) return true;
+  if (!splitsIntoComponents(pattern)) {
+    for (auto slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+      if (globMatches(pattern, path.c_str() + slash + 1)) return true;
+    }
+    return false;
+  }
   const auto wanted = std::count(pattern.begin(), pattern.end(), '/');
   auto slashes = std::count(path.begin(), path.end(), '/');
   std::size_t start = 0;
@@ -28,14 +34,9 @@ bool matchesAnyTail(const std::string& pattern, const std::string& path) {
 bool isGlob(std::string_view text) { return text.find_first_of("*?[") != std::string_view::npos; }
 
 bool splitsIntoComponents(std::string_view pattern) {
-  for (std::size_t i = 0; i < pattern.size(); ++i) {
-    if (pattern[i] == '\\' && i + 1 < pattern.size() && pattern[++i] == '/') return false;
-    else if (pattern[i] == '[') {
-      i = endOfBracket(pattern, i);
-      if (i < pattern.size() && pattern[i] == '/') return false;
-    }
-  }
-  return true;
+  const auto lastSlash = pattern.rfind('/');
+  return lastSlash == std::string_view::npos ||
+         (pattern.find('[') > lastSlash && pattern.find("\\/") == std::string_view::npos);
 }
 
 bool globMatches(const std::string& pattern, const char* text) {

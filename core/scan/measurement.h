@@ -11,9 +11,11 @@
 namespace tidra {
 
 /// Adds the logical sizes of all regular files below a folder. Links are never followed, a file counts once for each of
-/// its hard links, and bundle packages are not entered.
+/// its hard links, and bundle packages are not entered unless asked for.
 class Measurement {
  public:
+  explicit Measurement(bool enterBundles = false) : enterBundles_(enterBundles) {}
+
   std::uint64_t bytes() const { return bytes_; }
 
   /// True when the attributes of some file could not be read, which leaves the size unknown.
@@ -48,8 +50,9 @@ class Measurement {
   static bool hasVanished(std::error_code failure) { return failure == std::errc::no_such_file_or_directory; }
 
  private:
-  static bool belongs(std::string_view folderName);
+  bool belongs(std::string_view folderName) const;
 
+  const bool enterBundles_;
   std::atomic<std::uint64_t> bytes_{0};
   std::atomic<std::int64_t> pending_{1};  // the measured folder itself
   std::atomic<bool> failed_{false};

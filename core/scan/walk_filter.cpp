@@ -10,25 +10,17 @@ namespace {
 
 bool isLiteral(std::string_view pattern) { return !isGlob(pattern) && pattern.find('\\') == std::string_view::npos; }
 
-/// The last components of a folder's path, nearest first.
-struct Tail {
-  std::vector<std::string_view> components;
-  bool complete = false;  // nothing lies above them but "/"
-};
-
-Tail tailOf(const FolderNode& folder, std::size_t most) {
-  Tail tail;
+/// At most `most` last components of a folder's path, nearest first. Above all others stands an empty one, as the text of an
+/// absolute path has it before its first "/": "/a" matches only there, and so may "*/a".
+std::vector<std::string_view> tailOf(const FolderNode& folder, std::size_t most) {
+  std::vector<std::string_view> tail;
   const FolderNode* node = &folder;
-  for (; node->parent() != nullptr; node = node->parent()) {
-    if (tail.components.size() == most) return tail;
-    tail.components.push_back(node->name());
-  }
+  for (; node->parent() != nullptr && tail.size() < most; node = node->parent()) tail.push_back(node->name());
+  if (node->parent() != nullptr) return tail;
   const auto above = splitNonEmpty(node->name(), '/');
-  for (auto component = above.rbegin(); component != above.rend(); ++component) {
-    if (tail.components.size() == most) return tail;
-    tail.components.push_back(*component);
-  }
-  tail.complete = true;
+  for (auto component = above.rbegin(); component != above.rend(); ++component) tail.push_back(*component);
+  tail.emplace_back();
+  tail.resize(std::min(tail.size(), most));
   return tail;
 }
 
@@ -57,12 +49,10 @@ void WalkFilter::addPattern(const std::string& pattern) {
       nameGlobs_.push_back(pattern);
     }
   } else {
-    LongPattern split_{{}, pattern.starts_with('/')};
-    for (const std::string_view component : split(std::string_view(pattern).substr(split_.absolute ? 1 : 0), '/')) {
-      split_.components.emplace_back(component);
-    }
-    mostComponents_ = std::max(mostComponents_, split_.components.size());
-    longPatterns_.push_back(std::move(split_));
+    LongPattern components;
+    for (const std::string_view component : split(pattern, '/')) components.emplace_back(component);
+    mostComponents_ = std::max(mostComponents_, components.size());
+    longPatterns_.push_back(std::move(components));
   }
 }
 
@@ -93,16 +83,15 @@ const WalkFilter::Place* WalkFilter::childPlace(const Place* place, std::string_
 FolderFilter::FolderFilter(const WalkFilter& filter, const WalkFilter::Place* place, const FolderNode& folder)
     : filter_(filter), place_(place), folder_(folder) {
   if (filter.longPatterns_.empty()) return;
-  const Tail tail = tailOf(folder, filter.mostComponents_);
+  const auto tail = tailOf(folder, filter.mostComponents_);
   for (const auto& pattern : filter.longPatterns_) {
-    const std::size_t above = pattern.components.size() - 1;
-    if (tail.components.size() < above) continue;
-    if (pattern.absolute && !(tail.complete && tail.components.size() == above)) continue;
+    const std::size_t above = pattern.size() - 1;
+    if (tail.size() < above) continue;
     bool matches = true;
     for (std::size_t i = 0; i < above && matches; ++i) {
-      matches = globMatches(pattern.components[above - 1 - i], std::string(tail.components[i]).c_str());
+      matches = globMatches(pattern[above - 1 - i], std::string(tail[i]).c_str());
     }
-    if (matches) lastComponents_.push_back(&pattern.components.back());
+    if (matches) lastComponents_.push_back(&pattern.back());
   }
 }
 

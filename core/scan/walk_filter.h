@@ -41,10 +41,7 @@ class WalkFilter {
 
  private:
   friend class FolderFilter;
-  struct LongPattern {
-    std::vector<std::string> components;
-    bool absolute = false;
-  };
+  using LongPattern = std::vector<std::string>;  // components; the first of an absolute pattern is empty
 
   Place root_;
   NameMap<std::monostate> names_;

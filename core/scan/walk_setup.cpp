@@ -86,10 +86,16 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
     return fmt::format(
         "{} lies in a folder that scans skip (see tidra rules list --skipped), so nothing is reported for it.", shown);
   }
+  const Spelling spelling(request.root);
   WalkFilter excluded;
   excluded.add(request.exclusionFilter);
-  if (excluded.bars(request.root)) return fmt::format("{} is excluded, so nothing is reported for it.", shown);
-  const Spelling spelling(request.root);
+  for (const std::string& prefix : request.exclusionFilter.pathPrefixes) {
+    if (const auto real = realPath(prefix)) excluded.addPrefix(*real);
+  }
+  // What a person keeps out stays out, whichever way leads there.
+  if (excluded.bars(request.root) || excluded.bars(spelling.realRoot())) {
+    return fmt::format("{} is excluded, so nothing is reported for it.", shown);
+  }
   const MountPoint* mount = mountOf(request.mounts, spelling.realRoot());
   if (mount != nullptr && isPseudoFileSystem(mount->fileSystem)) {
     return fmt::format("{} is on a {} file system, which holds no projects.", shown, mount->fileSystem);

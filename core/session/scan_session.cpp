@@ -1,17 +1,21 @@
-// A scan goes: walk each root, handing every new project to git in the background; wait for git; give each finding the
-// date of its project; drop what the request does not want; sum up and make the report.
+// A scan goes: start the tools that know about space outside projects; walk each root, handing every new project to git
+// in the background; wait for git; give each finding the date of its project; look outside projects; drop what the
+// request does not want; sum up and make the report.
 #include "core/session/scan_session.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 
 #include "core/base/text.h"
+#include "core/model/system_scan_categories.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_scanner.h"
+#include "core/scan/system_scanner.h"
 #include "core/session/project_activity_reader.h"
 
 namespace tidra {
@@ -24,10 +28,13 @@ class ScanSession {
   ScanOutcome run() {
     const auto started = std::chrono::steady_clock::now();
     if (request_.mounts.empty()) note("The table of mounted file systems could not be read, so none is kept out.");
+    std::optional<SystemArtifactScanner> system;
+    if (request_.scanSystem) system.emplace(systemRequest_ = makeSystemRequest());
     if (request_.scanProjects) {
       for (const std::string& root : independentRoots(request_.roots, request_.oneFileSystem)) walk(root);
       finishActivity();
     }
+    if (system) addSystemFindings(*system);
     std::erase_if(outcome_.findings, [this](const auto& finding) { return !isWanted(finding); });
     outcome_.aggregate = ScanAggregate(outcome_.findings);
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
@@ -76,6 +83,56 @@ class ScanSession {
     }
   }
 
+  SystemArtifactScanner::Request makeSystemRequest() {
+    SystemArtifactScanner::Request request;
+    request.context.resolver = request_.resolver;
+    request.context.exclusionFilter.add(request_.exclusions);
+    request.context.catalog = &request_.catalog;
+    request.context.platform = request_.platform;
+    request.context.now = request_.now;
+    request.context.shouldCancel = [this] { return cancelled_.load(); };
+    request.categories = request_.categories ? *request_.categories : everyCategory();
+    request.checksPip = request_.scanProjects && request.categories.contains("python") &&
+                        (!request_.ecosystems || request_.ecosystems->contains("py"));
+    request.workers = request_.workers;
+    request.shouldCancel = [this] { return shouldCancel(); };
+    request.onProgress = [this](const auto& tick) { advance(tick); };
+    return request;
+  }
+
+  /// Those of the table and those that rules made up.
+  std::set<std::string> everyCategory() const {
+    std::set<std::string> categories;
+    for (const auto& category : systemScanCategoryTable) categories.emplace(category.key);
+    for (const auto& rule : request_.catalog.systemRules) categories.insert(rule.category);
+    return categories;
+  }
+
+  void addSystemFindings(SystemArtifactScanner& system) {
+    if (cancelled_) return;
+    auto result = system.scan(outcome_.findings);
+    outcome_.details.insert(outcome_.details.end(), result.notes.begin(), result.notes.end());
+    // A project folder inside a place that a probe reports whole is part of that.
+    std::erase_if(outcome_.findings, [&](const auto& project) {
+      return std::any_of(result.findings.begin(), result.findings.end(),
+                         [&](const auto& place) { return isSameOrInside(project.path, place.path); });
+    });
+    for (auto& finding : result.findings) {
+      if (!request_.ecosystems || request_.ecosystems->contains(finding.ecosystemTag)) {
+        outcome_.findings.push_back(std::move(finding));
+      }
+    }
+  }
+
+  void advance(const SystemArtifactScanner::ProgressTick& tick) {
+    if (!request_.onProgress || tick.phaseLabel == SystemArtifactScanner::projectPhaseLabel) return;
+    progress_.phaseLabel = tick.phaseLabel;
+    progress_.artifactsFound = static_cast<std::size_t>(tick.artifactsFound);
+    progress_.recoverableBytes = static_cast<std::uint64_t>(tick.recoverableBytes);
+    progress_.currentPathDisplay = request_.resolver.displayPath(tick.latestFinding->path);
+    request_.onProgress(progress_);
+  }
+
   /// The walk of one root goes on from what the roots before it have added up to.
   void advance(const ScanProgress& before, const FilesystemArtifactScanner::ProgressTick& tick) {
     if (tick.latestFinding != nullptr) activity_.add(*tick.latestFinding->groupRoot);
@@ -84,6 +141,7 @@ class ScanSession {
     progress_.artifactsFound = before.artifactsFound + tick.artifactsFound;
     progress_.recoverableBytes = before.recoverableBytes + tick.recoverableBytes;
     if (!request_.onProgress) return;
+    progress_.phaseLabel = SystemArtifactScanner::projectPhaseLabel;
     progress_.currentPathDisplay = tick.currentPathDisplay;
     request_.onProgress(progress_);
   }
@@ -123,9 +181,10 @@ class ScanSession {
 
   const ScanRequest& request_;
   ProjectActivityReader activity_;
+  SystemArtifactScanner::Request systemRequest_;
   ScanOutcome outcome_;
   ScanProgress progress_;
-  bool cancelled_ = false;
+  std::atomic<bool> cancelled_{false};
 };
 
 struct RootPlace {

@@ -19,6 +19,7 @@ namespace tidra {
 
 /// What the person or the policy that asked for a scan sees of it meanwhile. Valid during the call that delivers it.
 struct ScanProgress {
+  std::string phaseLabel;
   std::uint64_t entriesVisited = 0;
   std::size_t projectsFound = 0;
   std::size_t artifactsFound = 0;
@@ -36,6 +37,8 @@ struct ScanRequest {
   std::optional<std::string> git;  // the executable; absent: activity comes from folders alone
 
   bool scanProjects = true;
+  bool scanSystem = true;                           // what lies outside projects
+  std::optional<std::set<std::string>> categories;  // of the latter, by key; absent: all
   TidraScanExclusionFilter exclusions;
   std::optional<std::set<std::string>> ecosystems;    // absent: all
   std::optional<std::set<ArtifactSafetyTier>> tiers;  // absent: all
@@ -55,6 +58,7 @@ struct ScanOutcome {
   ScanAggregate aggregate;
   std::vector<ScanArtifactFinding> findings;  // the report's items, in its order
   std::vector<std::string> notes;             // for people: what could not be read and why
+  std::vector<std::string> details;           // for people who want to know more: tools that did not answer
   std::uint64_t entriesVisited = 0;
 };
 

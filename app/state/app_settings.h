@@ -1,0 +1,54 @@
+// The user's settings.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "app/state/preferences_store.h"
+#include "core/base/json_codec.h"
+#include "core/model/scan_activity_classification.h"
+#include "core/scan/scan_roots.h"
+
+namespace tidra {
+
+struct TidraAppSettings {
+  TidraScanDefaultLocation defaultScanLocation = TidraScanDefaultLocation::home;
+  std::string customScanPath;  // the folder of the location "custom"
+  bool askBeforeEachScan = false;
+  std::map<std::string, bool> ecosystemsEnabled = everyEcosystem();
+  int dormantThresholdYears = 2;
+  int inactiveThresholdMonths = 6;
+  bool moveToTrash = true;  // false: delete at once
+  bool emptyTrashAfterDeletion = false;
+  std::map<std::string, bool> systemScanEnabled = everyCategory();
+
+  /// In months, at least a year and at least a month.
+  ActivityThresholds thresholds() const;
+
+  static std::map<std::string, bool> everyEcosystem();
+  static std::map<std::string, bool> everyCategory();
+
+  bool operator==(const TidraAppSettings&) const = default;
+};
+
+/// A missing key reads as its default.
+template <>
+struct JsonCodec<TidraAppSettings> {
+  static nlohmann::json encode(const TidraAppSettings& settings);
+  static TidraAppSettings decode(const nlohmann::json& value, const std::string& where);
+};
+
+class SettingsStore {
+ public:
+  /// The store must outlive this.
+  explicit SettingsStore(PreferencesStore& preferences) : preferences_(preferences) {}
+
+  /// The defaults when nothing is stored or what is stored does not decode. Throws PreferencesError.
+  TidraAppSettings load() const;
+  void save(const TidraAppSettings& settings);
+
+ private:
+  PreferencesStore& preferences_;
+};
+
+}  // namespace tidra

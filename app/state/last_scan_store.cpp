@@ -1,0 +1,182 @@
+#include "app/state/last_scan_store.h"
+
+#include <algorithm>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/model/system_group_root.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+constexpr const char* summaryKey = "tidra.lastScanSummary.v1";
+constexpr const char* partialKey = "tidra.lastScanPartial.v1";
+constexpr const char* endKey = "tidra.lastScanEnd";
+constexpr const char* completedKey = "tidra.hasCompletedScan";
+constexpr const char* currentVersion = "v2";
+constexpr const char* earlierVersion = "v1";
+constexpr std::size_t longestFile = std::size_t{1} << 30U;
+
+std::string aggregateKey(const char* version) { return std::string("tidra.lastScanAggregate.") + version; }
+std::string fileFlagKey(const char* version) { return std::string("tidra.lastScanAggregate.file.") + version; }
+std::string fileName(const char* version) { return std::string("lastScanAggregate.") + version + ".data"; }
+
+double gigabytes(std::int64_t bytes) { return static_cast<double>(bytes) / (1024.0 * 1024.0 * 1024.0); }
+
+template <class T>
+std::optional<T> decoded(const std::optional<std::string>& text) {
+  if (!text) return std::nullopt;
+  try {
+    return JsonCodec<T>::decode(parseJson(*text, "last scan"), "last scan");
+  } catch (const DecodingError&) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+ScanResultsSummary ScanResultsSummary::make(const ScanReport& report) {
+  ScanResultsSummary summary;
+  summary.totalRecoverableGB = gigabytes(report.totalBytes);
+  summary.projectCount = report.projectCount;
+  summary.scannedPathLabel = TidraPathResolver{report.home, {}}.displayPath(report.scanRoot);
+  for (const auto& [key, bytes] : report.bytesByEcosystem) summary.ecosystems.push_back({key, gigabytes(bytes)});
+  std::stable_sort(summary.ecosystems.begin(), summary.ecosystems.end(),
+                   [](const auto& a, const auto& b) { return a.gigabytes > b.gigabytes; });
+  std::map<ProjectActivity, std::int64_t> byActivity;
+  std::int64_t systemBytes = 0;
+  for (const ScanReportItem& item : report.items) {
+    if (item.activity) byActivity[*item.activity] += item.bytes;
+    if (TidraSystemGroupRoot::category(item.group)) systemBytes += item.bytes;
+  }
+  for (const auto& [activity, bytes] : byActivity) summary.ageSegments.push_back({activity, gigabytes(bytes)});
+  summary.systemCacheGB = gigabytes(systemBytes);
+  return summary;
+}
+
+template <>
+struct JsonCodec<ScanResultsSummary::Ecosystem> {
+  static nlohmann::json encode(const ScanResultsSummary::Ecosystem& ecosystem) {
+    return {{"key", JsonCodec<std::string>::encode(ecosystem.key)}, {"gigabytes", ecosystem.gigabytes}};
+  }
+  static ScanResultsSummary::Ecosystem decode(const nlohmann::json& value, const std::string& where) {
+    const JsonObjectReader object(value, where);
+    return {object.required<std::string>("key"), object.required<double>("gigabytes")};
+  }
+};
+
+template <>
+struct JsonCodec<ScanResultsSummary::AgeSegment> {
+  static nlohmann::json encode(const ScanResultsSummary::AgeSegment& segment) {
+    return {{"activity", rawValue(segment.activity)}, {"gigabytes", segment.gigabytes}};
+  }
+  static ScanResultsSummary::AgeSegment decode(const nlohmann::json& value, const std::string& where) {
+    const JsonObjectReader object(value, where);
+    return {object.required<ProjectActivity>("activity"), object.required<double>("gigabytes")};
+  }
+};
+
+nlohmann::json JsonCodec<ScanResultsSummary>::encode(const ScanResultsSummary& summary) {
+  nlohmann::json object{
+      {"totalRecoverableGB", summary.totalRecoverableGB},
+      {"projectCount", summary.projectCount},
+      {"ecosystems", JsonCodec<std::vector<ScanResultsSummary::Ecosystem>>::encode(summary.ecosystems)},
+      {"ageSegments", JsonCodec<std::vector<ScanResultsSummary::AgeSegment>>::encode(summary.ageSegments)},
+      {"systemCacheGB", summary.systemCacheGB},
+  };
+  putBytes(object, "scannedPathLabel", summary.scannedPathLabel);
+  return object;
+}
+
+ScanResultsSummary JsonCodec<ScanResultsSummary>::decode(const nlohmann::json& value, const std::string& where) {
+  const JsonObjectReader object(value, where);
+  return {.totalRecoverableGB = object.required<double>("totalRecoverableGB"),
+          .projectCount = object.required<std::int64_t>("projectCount"),
+          .scannedPathLabel = object.requiredBytes("scannedPathLabel"),
+          .ecosystems = object.required<std::vector<ScanResultsSummary::Ecosystem>>("ecosystems"),
+          .ageSegments = object.required<std::vector<ScanResultsSummary::AgeSegment>>("ageSegments"),
+          .systemCacheGB = object.required<double>("systemCacheGB")};
+}
+
+std::optional<ScanReport> reportOf(const LastScan& last, const TidraPathResolver& resolver, const std::string& host,
+                                   TidraPlatform platform, const ActivityThresholds& thresholds) {
+  if (!last.aggregate) return std::nullopt;
+  std::vector<ScanArtifactFinding> findings;
+  for (const auto& [root, list] : last.aggregate->artifactsByProjectRoot) {
+    findings.insert(findings.end(), list.begin(), list.end());
+  }
+  const auto isSystem = [](const ScanArtifactFinding& finding) {
+    return finding.source != ArtifactSource::projectWalk;
+  };
+  std::stable_sort(findings.begin(), findings.end(), [&](const auto& a, const auto& b) {
+    if (isSystem(a) != isSystem(b)) return isSystem(b);
+    return !isSystem(a) && pathPrecedes(a.path, b.path);
+  });
+  return ScanReport::make(findings, *last.aggregate, resolver,
+                          {.catalogVersion = {},
+                           .generatedAt = last.end.value_or(TimePoint{}),
+                           .host = host,
+                           .platform = platform,
+                           .scanRoot = last.summary.scannedPathLabel,
+                           .durationSeconds = 0,
+                           .partial = last.partial,
+                           .volume = std::nullopt,
+                           .thresholds = thresholds});
+}
+
+void LastScanStore::save(const ScanResultsSummary& summary, bool partial, const std::optional<ScanAggregate>& aggregate,
+                         TimePoint end) {
+  const std::string file = joinedPath(folder_, fileName(currentVersion));
+  PreferencesStore::Changes changes{
+      {summaryKey, jsonText(JsonCodec<ScanResultsSummary>::encode(summary), false)},
+      {partialKey, partial},
+      {endKey, end},
+      {completedKey, true},
+      {aggregateKey(currentVersion), std::nullopt},
+      {fileFlagKey(currentVersion), false},
+  };
+  std::optional<std::string> encoded;
+  if (aggregate) encoded = jsonText(JsonCodec<ScanAggregate>::encode(*aggregate), false);
+  const bool isLarge = encoded && encoded->size() > largestInPreferences;
+  try {
+    if (isLarge) {
+      makePrivateFolders(folder_);
+      replaceFile(file, *encoded, 0600);
+      changes[fileFlagKey(currentVersion)] = true;
+    } else if (encoded) {
+      changes[aggregateKey(currentVersion)] = *encoded;
+    }
+    preferences_.apply(changes);
+    if (!isLarge) removeFile(file);
+  } catch (const std::system_error& error) {
+    throw PreferencesError(std::string("The last scan was not saved: ") + error.what() + ".");
+  }
+}
+
+std::optional<LastScan> LastScanStore::load() const {
+  auto summary = decoded<ScanResultsSummary>(preferences_.bytes(summaryKey));
+  if (!summary) return std::nullopt;
+  return LastScan{std::move(*summary), preferences_.boolean(partialKey).value_or(false), loadAggregate(),
+                  preferences_.date(endKey)};
+}
+
+std::optional<ScanAggregate> LastScanStore::loadAggregate() const {
+  if (auto current = aggregateOf(currentVersion)) return current;
+  // The earlier layout counts only where the current one holds nothing at all.
+  if (preferences_.bytes(aggregateKey(currentVersion))) return std::nullopt;
+  return aggregateOf(earlierVersion);
+}
+
+std::optional<ScanAggregate> LastScanStore::aggregateOf(const char* version) const {
+  if (preferences_.boolean(fileFlagKey(version)).value_or(false)) {
+    const auto text = readRegularFile(joinedPath(folder_, fileName(version)), longestFile);
+    if (text) {
+      if (auto aggregate = decoded<ScanAggregate>(*text)) return aggregate;
+    }
+  }
+  return decoded<ScanAggregate>(preferences_.bytes(aggregateKey(version)));
+}
+
+}  // namespace tidra

@@ -1,0 +1,87 @@
+// The results of the last scan, kept so that they can be shown again without scanning.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/state/preferences_store.h"
+#include "core/base/json_codec.h"
+#include "core/model/scan_aggregate.h"
+#include "core/model/scan_report.h"
+
+namespace tidra {
+
+/// What a welcome screen shows of the last scan. Sizes are in units of 1024³ bytes.
+struct ScanResultsSummary {
+  struct Ecosystem {
+    std::string key;
+    double gigabytes = 0;
+
+    bool operator==(const Ecosystem&) const = default;
+  };
+  struct AgeSegment {
+    ProjectActivity activity = ProjectActivity::active;
+    double gigabytes = 0;
+
+    bool operator==(const AgeSegment&) const = default;
+  };
+
+  double totalRecoverableGB = 0;
+  std::int64_t projectCount = 0;
+  std::string scannedPathLabel;
+  std::vector<Ecosystem> ecosystems;    // largest first
+  std::vector<AgeSegment> ageSegments;  // freshest first, those with findings
+  double systemCacheGB = 0;             // of findings outside projects
+
+  static ScanResultsSummary make(const ScanReport& report);
+
+  bool operator==(const ScanResultsSummary&) const = default;
+};
+
+template <>
+struct JsonCodec<ScanResultsSummary> {
+  static nlohmann::json encode(const ScanResultsSummary& summary);
+  static ScanResultsSummary decode(const nlohmann::json& value, const std::string& where);
+};
+
+struct LastScan {
+  ScanResultsSummary summary;
+  bool partial = false;
+  std::optional<ScanAggregate> aggregate;  // absent when it was not kept or cannot be read
+  std::optional<TimePoint> end;            // when the scan was made
+
+  bool operator==(const LastScan&) const = default;
+};
+
+/// The report of a last scan as far as its aggregate tells: its findings in order, its time and totals.
+/// `catalogVersion` is unknown and stays empty. None when there is no aggregate.
+std::optional<ScanReport> reportOf(const LastScan& last, const TidraPathResolver& resolver, const std::string& host,
+                                   TidraPlatform platform, const ActivityThresholds& thresholds);
+
+class LastScanStore {
+ public:
+  /// An aggregate of more encoded bytes than this goes to a file.
+  static constexpr std::size_t largestInPreferences = 480000;
+
+  /// `folder` is where the file of a large aggregate goes. The store must outlive this.
+  LastScanStore(PreferencesStore& preferences, std::string folder)
+      : preferences_(preferences), folder_(std::move(folder)) {}
+
+  /// Throws PreferencesError when nothing was saved; the former state stays.
+  void save(const ScanResultsSummary& summary, bool partial, const std::optional<ScanAggregate>& aggregate,
+            TimePoint end);
+
+  /// None when there is no last scan. Throws PreferencesError when the store cannot be read.
+  std::optional<LastScan> load() const;
+
+ private:
+  std::optional<ScanAggregate> loadAggregate() const;
+  std::optional<ScanAggregate> aggregateOf(const char* version) const;
+
+  PreferencesStore& preferences_;
+  std::string folder_;
+};
+
+}  // namespace tidra

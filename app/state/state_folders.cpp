@@ -1,0 +1,35 @@
+#include "app/state/state_folders.h"
+
+#include "app/state/file_preferences_store.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+/// An XDG folder counts only when it is absolute.
+std::string xdgFolder(const TidraPathResolver& resolver, const char* variable, const char* fallback) {
+  const auto given = resolver.environment.find(variable);
+  if (given != resolver.environment.end() && given->second.starts_with('/')) return standardizedPath(given->second);
+  return joinedPath(resolver.home, fallback);
+}
+
+}  // namespace
+
+StateFolders stateFolders(TidraPlatform platform, const TidraPathResolver& resolver) {
+  if (platform == TidraPlatform::macOS) {
+    const std::string folder = joinedPath(resolver.home, "Library/Application Support/com.kavrin.Tidra");
+    return {folder, folder};
+  }
+  return {joinedPath(xdgFolder(resolver, "XDG_CONFIG_HOME", ".config"), "tidra"),
+          joinedPath(xdgFolder(resolver, "XDG_DATA_HOME", ".local/share"), "tidra")};
+}
+
+#ifndef __APPLE__
+std::unique_ptr<PreferencesStore> openPreferences(const TidraPathResolver& resolver,
+                                                  std::function<void(const std::string&)> onNote) {
+  const std::string folder = stateFolders(currentPlatform, resolver).preferences;
+  return std::make_unique<FilePreferencesStore>(joinedPath(folder, "preferences.json"), std::move(onNote));
+}
+#endif
+
+}  // namespace tidra

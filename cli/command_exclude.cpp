@@ -1,0 +1,100 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <memory>
+
+#include "cli/program.h"
+#include "cli/scan_options.h"
+#include "cli/terminal.h"
+#include "cli/user_state.h"
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+
+namespace tidra {
+namespace {
+
+struct ExcludeOptions {
+  std::string text;
+  std::optional<std::string> home;
+  bool json = false;
+};
+
+int list(const ExcludeOptions& options, const Program& program) {
+  const auto entries = UserState(makeResolver(options.home, program.environment)).exclusions.load();
+  if (options.json) {
+    writeOut(jsonText(JsonCodec<std::vector<ExclusionEntry>>::encode(entries), true) + "\n");
+  } else if (entries.empty()) {
+    writeOut("Nothing is excluded. Add a folder or a pattern with tidra exclude add.\n");
+  }
+  for (const ExclusionEntry& entry : entries) {
+    if (options.json) break;
+    writeOut(fmt::format("{:<7}  {}\n", rawValue(entry.kind), escapedForTerminal(entry.pathDisplay)));
+  }
+  return ExitStatus::done;
+}
+
+/// The row's text for what a person typed: a path with its home folder as "~", or the pattern as it stands.
+std::string rowText(const ExcludeOptions& options, const TidraPathResolver& resolver, ExclusionRowKind kind) {
+  if (options.text.empty()) throw InputError("An empty text cannot be excluded; give a folder or a pattern.");
+  if (kind == ExclusionRowKind::pattern) return options.text;
+  const auto path = resolver.resolve(options.text);
+  if (!path) throw InputError(fmt::format("'{}' is no path.", escapedForTerminal(options.text)));
+  return resolver.displayPath(*path);
+}
+
+int add(const ExcludeOptions& options, const Program& program) {
+  const TidraPathResolver resolver = makeResolver(options.home, program.environment);
+  const ExclusionRowKind kind = guessExclusionKind(options.text);
+  const std::string text = rowText(options, resolver, kind);
+  if (program.options.dryRun) return ExitStatus::done;
+  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  const bool added = UserState(resolver).exclusions.add(text, kind, now);
+  writeOut(fmt::format("{} {} excluded.\n", escapedForTerminal(text), added ? "is now" : "was already"));
+  return ExitStatus::done;
+}
+
+int remove(const ExcludeOptions& options, const Program& program) {
+  const TidraPathResolver resolver = makeResolver(options.home, program.environment);
+  const std::string text = rowText(options, resolver, guessExclusionKind(options.text));
+  if (program.options.dryRun) return ExitStatus::done;
+  if (!UserState(resolver).exclusions.remove(text)) {
+    throw InputError(fmt::format("'{}' is not excluded; tidra exclude list shows what is.", escapedForTerminal(text)));
+  }
+  writeOut(fmt::format("{} is no longer excluded.\n", escapedForTerminal(text)));
+  return ExitStatus::done;
+}
+
+}  // namespace
+
+void addExcludeCommand(CLI::App& app, Program& program) {
+  auto options = std::make_shared<ExcludeOptions>();
+  CLI::App* command = app.add_subcommand("exclude", "Keep folders and patterns out of every scan");
+  command->footer(
+      "Examples:\n"
+      "  tidra exclude add ~/work/client    never look there\n"
+      "  tidra exclude add '*/vendor/*'     nor at anything directly inside a folder named vendor");
+  command->add_option("--home", options->home, "Take DIR for the home folder")->type_name("DIR");
+
+  const auto choose = [&program, options](CLI::App* subcommand, int (*run)(const ExcludeOptions&, const Program&)) {
+    subcommand->callback(
+        [&program, options, run] { program.command = [&program, options, run] { return run(*options, program); }; });
+  };
+  CLI::App* listing = command->add_subcommand("list", "What is excluded, a line each");
+  listing->add_flag("--json", options->json, "Print one JSON document");
+  listing->footer("Examples:\n  tidra exclude list\n  tidra exclude list --json");
+  choose(listing, &list);
+  CLI::App* adding = command->add_subcommand("add", "Exclude a folder or a pattern");
+  adding->add_option("TEXT", options->text, "A folder, or a pattern with * or ?")->required()->type_name("");
+  adding->footer("Examples:\n  tidra exclude add ~/work/client\n  tidra exclude add node_modules");
+  choose(adding, &add);
+  CLI::App* removing = command->add_subcommand("remove", "Exclude it no longer");
+  removing->add_option("TEXT", options->text, "As the list shows it")->required()->type_name("");
+  removing->footer("Examples:\n  tidra exclude remove ~/work/client\n  tidra exclude remove node_modules");
+  choose(removing, &remove);
+  command->callback([&program, options, command] {
+    if (command->get_subcommands().empty()) program.command = [&program, options] { return list(*options, program); };
+  });
+}
+
+}  // namespace tidra

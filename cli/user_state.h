@@ -1,0 +1,24 @@
+// The state that the terminal program shares with the desktop application.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "app/state/app_settings.h"
+#include "app/state/exclusions_store.h"
+#include "app/state/last_scan_store.h"
+#include "app/state/state_folders.h"
+
+namespace tidra {
+
+/// The user's stores. Notes about damaged files go to standard error.
+struct UserState {
+  std::unique_ptr<PreferencesStore> preferences;
+  SettingsStore settings;
+  ExclusionsStore exclusions;
+  LastScanStore lastScan;
+
+  explicit UserState(const TidraPathResolver& resolver);
+};
+
+}  // namespace tidra

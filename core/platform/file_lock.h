@@ -1,0 +1,22 @@
+// A lock that processes share through a file.
+#pragma once
+
+#include <string>
+
+#include "core/platform/file_descriptor.h"
+
+namespace tidra {
+
+/// Holds an exclusive lock on a lock file while alive; the system releases it when the process ends in whatever way.
+/// The file stays.
+class FileLock {
+ public:
+  /// Makes the file when it is missing, readable by its owner only, and waits for the lock. Throws std::system_error
+  /// whose what() names the path.
+  explicit FileLock(const std::string& path);
+
+ private:
+  FileDescriptor file_;
+};
+
+}  // namespace tidra

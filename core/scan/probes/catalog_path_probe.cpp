@@ -1,0 +1,154 @@
+// For each rule in catalog order and each of its path templates: resolve, expand wildcards, step to the children in
+// children mode, check the kind, drop what an earlier path covers or the user excludes, then label.
+#include "core/scan/probes/catalog_path_probe.h"
+
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <array>
+
+#include "core/base/text.h"
+#include "core/model/system_group_root.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+constexpr std::array meaninglessNames{std::string_view{"Crashpad"},  std::string_view{"pending"},
+                                      std::string_view{"completed"}, std::string_view{"web"},
+                                      std::string_view{"tmp"},       std::string_view{"X"}};
+
+std::string replacingAll(std::string text, std::string_view wanted, const std::string& replacement) {
+  for (auto place = text.find(wanted); place != std::string::npos; place = text.find(wanted, place)) {
+    text.replace(place, wanted.size(), replacement);
+    place += replacement.size();
+  }
+  return text;
+}
+
+std::string labelOf(const SystemPathRule& rule, const std::string& pathTemplate, const std::string& path) {
+  const std::string name(lastPathComponent(path));
+  if (rule.childLabel) {
+    const std::string named = replacingAll(*rule.childLabel, "{name}", name);
+    return replacingAll(named, "{parent}", CatalogPathProbe::meaningfulParentName(path));
+  }
+  const bool children = rule.mode == SystemPathRule::Mode::children;
+  if (!children && !isGlob(pathTemplate)) return rule.label;
+  if (!isGlob(children ? std::string_view(pathTemplate) : lastPathComponent(pathTemplate))) {
+    return CatalogPathProbe::meaningfulParentName(path) + " · " + rule.label;
+  }
+  return rule.label + " · " + name;
+}
+
+std::optional<TimePoint> activityOf(const SystemPathRule& rule, const std::string& path) {
+  switch (rule.activity) {
+    case SystemPathRule::Activity::none:
+      return std::nullopt;
+    case SystemPathRule::Activity::self:
+      return ProbeFiles::modified(path);
+    case SystemPathRule::Activity::newestChild:
+      return ProbeFiles::newestChild(path);
+  }
+  return std::nullopt;
+}
+
+/// The candidate paths of one template, before anything is checked.
+std::vector<std::string> pathsOf(const SystemPathRule& rule, const std::string& resolved) {
+  auto paths = isGlob(resolved) ? CatalogPathProbe::expandedGlob(resolved) : std::vector{resolved};
+  if (rule.mode == SystemPathRule::Mode::directory) return paths;
+  std::vector<std::string> children;
+  for (const std::string& folder : paths) {
+    if (!ProbeFiles::isFolder(folder)) continue;
+    for (const std::string& name : ProbeFiles::entryNames(folder)) children.push_back(joinedPath(folder, name));
+  }
+  return children;
+}
+
+bool coveredBy(const std::vector<CatalogPathProbe::Candidate>& taken, const std::string& path) {
+  return std::any_of(taken.begin(), taken.end(),
+                     [&](const auto& candidate) { return isSameOrInside(path, candidate.url); });
+}
+
+}  // namespace
+
+std::string CatalogPathProbe::meaningfulParentName(const std::string& path) {
+  constexpr int mostSteps = 4;
+  std::string folder = parentPath(path);
+  for (int step = 0; step < mostSteps; ++step) {
+    const auto name = lastPathComponent(folder);
+    if (std::find(meaninglessNames.begin(), meaninglessNames.end(), name) == meaninglessNames.end()) break;
+    folder = parentPath(folder);
+  }
+  return std::string(lastPathComponent(folder));
+}
+
+std::vector<std::string> CatalogPathProbe::expandedGlob(const std::string& path) {
+  std::vector<std::string> current{"/"};
+  for (const std::string_view piece : splitNonEmpty(path, '/')) {
+    std::vector<std::string> next;
+    for (const std::string& folder : current) {
+      if (!isGlob(piece)) {
+        std::string child = joinedPath(folder, piece);
+        if (followedFacts(child)) next.push_back(std::move(child));
+        continue;
+      }
+      for (const std::string& name : ProbeFiles::entryNames(folder)) {
+        if (::fnmatch(std::string(piece).c_str(), name.c_str(), 0) == 0) next.push_back(joinedPath(folder, name));
+      }
+    }
+    current = std::move(next);
+  }
+  return current;
+}
+
+std::vector<CatalogPathProbe::Candidate> CatalogPathProbe::candidates(const SystemProbeContext& context) const {
+  std::vector<Candidate> taken;
+  for (const SystemPathRule& rule : context.catalog->systemRulesFor(context.platform, std::set{categoryKey_})) {
+    for (const std::string& pathTemplate : rule.paths.at(std::string(rawValue(context.platform)))) {
+      const auto resolved = context.resolver.resolve(pathTemplate);
+      if (!resolved) continue;
+      for (const std::string& path : pathsOf(rule, *resolved)) {
+        if (context.shouldCancel && context.shouldCancel()) return taken;
+        // What a link points to may lie anywhere, and removing the link would free nothing.
+        const auto facts = pathFacts(path);
+        if (!facts || facts->type == EntryType::symbolicLink) continue;
+        const bool isFolder = facts->type == EntryType::directory;
+        if (rule.kind == SystemPathRule::Kind::directory && rule.mode == SystemPathRule::Mode::directory && !isFolder) {
+          continue;
+        }
+        if (coveredBy(taken, path) || context.exclusionFilter.bars(path)) continue;
+        taken.push_back({path, rule, labelOf(rule, pathTemplate, path), !isFolder});
+      }
+    }
+  }
+  return taken;
+}
+
+ProbeReport CatalogPathProbe::scan(const SystemProbeContext& context) const {
+  ProbeReport report;
+  for (const Candidate& candidate : candidates(context)) {
+    ProbeItem item;
+    item.finding = {.path = candidate.url,
+                    .label = candidate.label,
+                    .sizeBytes = 0,
+                    .ecosystemTag = candidate.rule.ecosystem,
+                    .groupRoot = TidraSystemGroupRoot::forCategory(categoryKey_),
+                    .source = ArtifactSource::systemProbe,
+                    .safetyTier = candidate.rule.tier,
+                    .restoreHint = candidate.rule.restoreHint,
+                    .lastActivityDate = activityOf(candidate.rule, candidate.url),
+                    .ruleID = candidate.rule.id};
+    if (candidate.isFile) {
+      const auto facts = pathFacts(candidate.url);
+      if (!facts) continue;
+      item.finding.sizeBytes = facts->sizeBytes;
+    } else {
+      item.measuredFolder = candidate.url;
+    }
+    report.items.push_back(std::move(item));
+  }
+  return report;
+}
+
+}  // namespace tidra

@@ -1,0 +1,40 @@
+// The probe that serves most categories: it looks at the fixed locations of the catalog's system rules.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/scan/probes/system_probe.h"
+
+namespace tidra {
+
+class CatalogPathProbe : public SystemArtifactProbe {
+ public:
+  /// One path that a rule yields, before it is measured.
+  struct Candidate {
+    std::string url;  // the path
+    SystemPathRule rule;
+    std::string label;
+    bool isFile = false;
+  };
+
+  explicit CatalogPathProbe(std::string categoryKey) : categoryKey_(std::move(categoryKey)) {}
+
+  std::string categoryKey() const override { return categoryKey_; }
+  ProbeReport scan(const SystemProbeContext& context) const override;
+
+  /// The paths of all rules of the category in catalog order, none inside another that came before it.
+  std::vector<Candidate> candidates(const SystemProbeContext& context) const;
+
+  /// The name of the nearest parent folder that says whose the path is: folders such as "Crashpad" and "pending" are
+  /// passed over, at most four of them.
+  static std::string meaningfulParentName(const std::string& path);
+
+  /// The paths that exist for an absolute path with wildcards in its components, in byte order.
+  static std::vector<std::string> expandedGlob(const std::string& path);
+
+ private:
+  std::string categoryKey_;
+};
+
+}  // namespace tidra

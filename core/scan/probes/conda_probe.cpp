@@ -1,0 +1,173 @@
+#include "core/scan/probes/conda_probe.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/model/system_group_root.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+struct CleanTarget {
+  const char* path;
+  const char* option;
+  const char* label;
+};
+
+constexpr std::array cleanTargets{
+    CleanTarget{"conda:clean:packages", "--packages", "Conda unused packages"},
+    CleanTarget{"conda:clean:tarballs", "--tarballs", "Conda tarballs"},
+    CleanTarget{"conda:clean:index-cache", "--index-cache", "Conda index cache"},
+};
+
+/// The first decimal number that stands before `unit`, blanks between them allowed.
+std::optional<double> firstNumberBefore(std::string_view text, std::string_view unit) {
+  constexpr std::string_view digits = "0123456789";
+  for (auto place = text.find(unit); place != std::string_view::npos; place = text.find(unit, place + 1)) {
+    const auto last = text.substr(0, place).find_last_not_of(" \t\r\n");
+    if (last == std::string_view::npos || digits.find(text[last]) == std::string_view::npos) continue;
+    const auto before = text.substr(0, last + 1).find_last_not_of("0123456789.");
+    std::string number(text.substr(before == std::string_view::npos ? 0 : before + 1));
+    number.resize(last + 1 - (before == std::string_view::npos ? 0 : before + 1));
+    // Of "1.2.3" only "2.3" is a number.
+    while (std::count(number.begin(), number.end(), '.') > 1) number.erase(0, number.find('.') + 1);
+    return std::strtod(number.c_str(), nullptr);
+  }
+  return std::nullopt;
+}
+
+std::optional<std::uint64_t> bytesOf(double bytes) {
+  constexpr double mostBytes = 9e18;
+  return bytes < mostBytes ? std::optional(static_cast<std::uint64_t>(bytes)) : std::nullopt;
+}
+
+class CondaQuery {
+ public:
+  CondaQuery(const SystemProbeContext& context, const std::string& conda)
+      : context_(context), folderOfConda_(parentPath(conda)), group_(TidraSystemGroupRoot::forCategory("python")) {}
+
+  ProbeReport run() {
+    const auto base = ask({"info", "--base"});
+    if (!base || !base->starts_with('/')) {
+      report_.notes.push_back("Conda is installed but did not answer.");
+      return report_;
+    }
+    addEnvironments(standardizedPath(*base));
+    for (const CleanTarget& target : cleanTargets) addCleanTarget(target, standardizedPath(*base));
+    return report_;
+  }
+
+ private:
+  std::optional<std::string> ask(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), "conda");
+    return context_.output("/usr/bin/env", std::move(arguments), CondaProbe::timeoutSeconds, folderOfConda_);
+  }
+
+  void addEnvironments(const std::string& base) {
+    const auto listed = ask({"env", "list", "--json"});
+    if (!listed) return;
+    std::vector<std::string> paths;
+    try {
+      const auto document = parseJson(*listed, "conda");
+      paths = JsonObjectReader(document, "conda").valueOr("envs", std::vector<std::string>{});
+    } catch (const DecodingError&) {
+      return;
+    }
+    std::set<std::string> names;
+    for (const std::string& path : paths) {
+      if (isRemovable(path, base, names)) addEnvironment(standardizedPath(path));
+    }
+  }
+
+  /// An environment is removed by its name, so only those count that a name finds: folders of an "envs" folder, the
+  /// first of each name, and neither the base nor the one in use.
+  bool isRemovable(const std::string& path, const std::string& base, std::set<std::string>& names) const {
+    if (!path.starts_with('/')) return false;
+    const std::string folder = standardizedPath(path);
+    const std::string name(lastPathComponent(folder));
+    if (folder == base || name.starts_with('-') || lastPathComponent(parentPath(folder)) != "envs") return false;
+    const auto active = context_.resolver.environment.find("CONDA_PREFIX");
+    const bool inUse = active != context_.resolver.environment.end() && standardizedPath(active->second) == folder;
+    return names.insert(name).second && !inUse && ProbeFiles::isFolder(folder) &&
+           !context_.exclusionFilter.bars(folder);
+  }
+
+  void addEnvironment(const std::string& folder) {
+    const std::string name(lastPathComponent(folder));
+    auto item = makeItem("conda-env", "conda:env:" + name, "conda env: " + name, ArtifactSafetyTier::caution,
+                         "conda env create -f environment.yml if you exported one");
+    item.finding.lastActivityDate = ProbeFiles::modified(joinedPath(folder, "conda-meta/history"));
+    if (!item.finding.lastActivityDate) item.finding.lastActivityDate = ProbeFiles::modified(folder);
+    item.measuredFolder = folder;
+    report_.items.push_back(std::move(item));
+  }
+
+  void addCleanTarget(const CleanTarget& target, const std::string& base) {
+    const auto announced = ask({"clean", target.option, "--dry-run", "-y"});
+    if (!announced) return;
+    auto item = makeItem("conda-clean", target.path, target.label, ArtifactSafetyTier::safe, std::nullopt);
+    const auto bytes = CondaProbe::parseCleanSize(*announced);
+    if (bytes) {
+      item.finding.sizeBytes = *bytes;
+    } else if (asciiLowered(*announced).find("index cache") != std::string::npos) {
+      // Conda names the index cache without its size.
+      item.measuredFolder = joinedPath(base, "pkgs/cache");
+    } else {
+      return;
+    }
+    report_.items.push_back(std::move(item));
+  }
+
+  ProbeItem makeItem(const char* id, std::string path, std::string label, ArtifactSafetyTier tier,
+                     std::optional<std::string> hint) const {
+    return {{.path = std::move(path),
+             .label = std::move(label),
+             .sizeBytes = 0,
+             .ecosystemTag = "py",
+             .groupRoot = group_,
+             .source = ArtifactSource::condaCLI,
+             .safetyTier = tier,
+             .restoreHint = std::move(hint),
+             .lastActivityDate = std::nullopt,
+             .ruleID = id},
+            std::nullopt};
+  }
+
+  const SystemProbeContext& context_;
+  std::string folderOfConda_;
+  std::string group_;
+  ProbeReport report_;
+};
+
+}  // namespace
+
+std::optional<std::string> CondaProbe::find(const TidraPathResolver& resolver) {
+  if (auto found = ProcessRunner::which("conda", resolver.environment)) return found;
+  for (const char* usual : {"miniconda3", "anaconda3", "miniforge3", "mambaforge", "micromamba"}) {
+    std::string path = joinedPath(joinedPath(resolver.home, usual), "bin/conda");
+    if (isExecutableFile(path)) return path;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::uint64_t> CondaProbe::parseCleanSize(std::string_view output) {
+  const std::string text = asciiLowered(output);
+  if (text.find("there are no") != std::string::npos || text.find("nothing to") != std::string::npos) return 0;
+  // A number in megabytes comes before one in gigabytes, wherever they stand.
+  if (const auto megabytes = firstNumberBefore(text, "mb")) return bytesOf(*megabytes * 1048576.0);
+  if (const auto gigabytes = firstNumberBefore(text, "gb")) return bytesOf(*gigabytes * 1073741824.0);
+  return std::nullopt;
+}
+
+ProbeReport CondaProbe::scan(const SystemProbeContext& context) const {
+  const auto conda = find(context.resolver);
+  if (!conda) return {};
+  return CondaQuery(context, *conda).run();
+}
+
+}  // namespace tidra

@@ -1,0 +1,209 @@
+#include "core/scan/probes/docker_probe.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <map>
+
+#include "core/base/text.h"
+#include "core/model/system_group_root.h"
+#include "core/platform/files.h"
+
+namespace tidra {
+namespace {
+
+/// Asks one engine. Every answer is foreign text: what does not parse is passed over.
+class DockerQuery {
+ public:
+  DockerQuery(const SystemProbeContext& context, std::string engine)
+      : context_(context), engine_(std::move(engine)), group_(TidraSystemGroupRoot::forCategory("docker")) {}
+
+  ProbeReport run() {
+    const auto version = ask({"info", "--format", "{{.ServerVersion}}"});
+    if (!version || version->empty()) {
+      report_.notes.push_back("Docker is installed but its daemon did not answer.");
+      return report_;
+    }
+    addBuildCache();
+    addDanglingImages();
+    addUnusedVolumes();
+    return report_;
+  }
+
+ private:
+  std::optional<std::string> ask(std::vector<std::string> arguments) const {
+    return context_.output(engine_, std::move(arguments), DockerArtifactProbe::timeoutSeconds);
+  }
+
+  void addBuildCache() {
+    const auto usage = ask({"system", "df", "--format", "{{.Type}}\t{{.Size}}"});
+    if (!usage) return;
+    for (const std::string_view line : splitNonEmpty(*usage, '\n')) {
+      const auto columns = split(trimmed(line), '\t');
+      if (columns.size() != 2 || trimmed(columns[0]) != "Build Cache") continue;
+      const auto bytes = DockerArtifactProbe::parseSize(trimmed(columns[1]));
+      if (bytes && *bytes > 0) {
+        add("docker-build-cache", "docker:prune:buildcache", "Docker build cache", *bytes, ArtifactSafetyTier::safe,
+            "Rebuilds recreate build cache");
+      }
+      return;
+    }
+  }
+
+  void addDanglingImages() {
+    const auto listed = ask({"images", "--filter", "dangling=true", "--quiet", "--no-trunc"});
+    if (!listed) return;
+    auto images = validNames(*listed);
+    std::sort(images.begin(), images.end());
+    images.erase(std::unique(images.begin(), images.end()), images.end());
+    if (images.empty()) return;
+    std::vector<std::string> arguments{"inspect", "--format", "{{.Size}}"};
+    arguments.insert(arguments.end(), images.begin(), images.end());
+    std::uint64_t bytes = 0;
+    if (const auto sizes = ask(std::move(arguments))) {
+      for (const std::string_view line : splitNonEmpty(*sizes, '\n')) {
+        bytes += DockerArtifactProbe::parseSize(trimmed(line)).value_or(0);
+      }
+    }
+    add("docker-dangling-images", "docker:prune:dangling", fmt::format("Docker dangling images ({})", images.size()),
+        bytes, ArtifactSafetyTier::safe, "docker pull re-downloads images as needed");
+  }
+
+  void addUnusedVolumes() {
+    const auto listed = ask({"volume", "ls", "--format", "{{.Name}}"});
+    const auto mounted = mountedVolumes();
+    if (!listed || !mounted) return;
+    const auto sizes = volumeSizes();
+    for (const std::string& name : validNames(*listed)) {
+      if (mounted->contains(name)) continue;
+      const auto bytes = sizes.find(name);
+      add("docker-unused-volume", "docker:volume:" + name, "Docker volume: " + name,
+          bytes == sizes.end() ? 0 : bytes->second, ArtifactSafetyTier::warning,
+          "Volumes may contain database data — not recoverable");
+    }
+  }
+
+  /// The volumes of every container, running or not; none when one of them could not be asked, since a volume must not
+  /// be taken for unused because of that.
+  std::optional<std::set<std::string>> mountedVolumes() const {
+    const auto listed = ask({"ps", "-a", "--format", "{{.Names}}"});
+    if (!listed) return std::nullopt;
+    std::set<std::string> volumes;
+    std::vector<std::string> arguments{"inspect", "--format", "{{range .Mounts}}{{.Name}} {{end}}"};
+    for (const std::string_view line : splitNonEmpty(*listed, '\n')) {
+      // A linked container is listed under several names joined by commas.
+      const auto name = split(trimmed(line), ',').front();
+      if (!isValidName(name)) return std::nullopt;
+      arguments.emplace_back(name);
+    }
+    constexpr std::size_t fixedArguments = 3;
+    if (arguments.size() == fixedArguments) return volumes;
+    const auto mounts = ask(std::move(arguments));
+    if (!mounts) return std::nullopt;
+    for (const std::string_view line : splitNonEmpty(*mounts, '\n')) {
+      for (const std::string_view name : splitNonEmpty(line, ' ')) volumes.emplace(name);
+    }
+    return volumes;
+  }
+
+  std::map<std::string, std::uint64_t> volumeSizes() const {
+    std::map<std::string, std::uint64_t> sizes;
+    const auto usage =
+        ask({"system", "df", "-v", "--format", "{{range .Volumes}}{{.Name}}\t{{.Size}}{{println}}{{end}}"});
+    if (!usage) return sizes;
+    for (const std::string_view line : splitNonEmpty(*usage, '\n')) {
+      const auto columns = split(trimmed(line), '\t');
+      if (columns.size() != 2) continue;
+      if (const auto bytes = DockerArtifactProbe::parseSize(trimmed(columns[1]))) sizes.emplace(columns[0], *bytes);
+    }
+    return sizes;
+  }
+
+  static bool isValidName(std::string_view name) {
+    constexpr std::string_view allowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_.-:/";
+    constexpr std::size_t longest = 256;
+    return !name.empty() && name.size() <= longest && name.front() != '-' &&
+           name.find_first_not_of(allowed) == std::string_view::npos;
+  }
+
+  static std::vector<std::string> validNames(const std::string& lines) {
+    std::vector<std::string> names;
+    for (const std::string_view line : splitNonEmpty(lines, '\n')) {
+      if (isValidName(trimmed(line))) names.emplace_back(trimmed(line));
+    }
+    return names;
+  }
+
+  void add(const char* id, std::string path, std::string label, std::uint64_t bytes, ArtifactSafetyTier tier,
+           const char* hint) {
+    if (context_.exclusionFilter.bars(path)) return;
+    report_.items.push_back({
+        {.path = std::move(path),
+         .label = std::move(label),
+         .sizeBytes = bytes,
+         .ecosystemTag = "general",
+         .groupRoot = group_,
+         .source = ArtifactSource::dockerCLI,
+         .safetyTier = tier,
+         .restoreHint = hint,
+         .lastActivityDate = std::nullopt,
+         .ruleID = id},
+    });
+  }
+
+  const SystemProbeContext& context_;
+  std::string engine_;
+  std::string group_;
+  ProbeReport report_;
+};
+
+}  // namespace
+
+std::optional<std::string> DockerArtifactProbe::findEngine(const Environment& environment) {
+  for (const char* usual : {"/opt/homebrew/bin/docker", "/usr/local/bin/docker"}) {
+    if (isExecutableFile(usual)) return usual;
+  }
+  return ProcessRunner::which("docker", environment);
+}
+
+std::optional<std::uint64_t> DockerArtifactProbe::parseSize(std::string_view text) {
+  struct Unit {
+    std::string_view name;
+    double factor;
+  };
+  constexpr std::array units{
+      Unit{"", 1},
+      Unit{"b", 1},
+      Unit{"kb", 1e3},
+      Unit{"mb", 1e6},
+      Unit{"gb", 1e9},
+      Unit{"tb", 1e12},
+      Unit{"pb", 1e15},
+      Unit{"kib", 1024.0},
+      Unit{"mib", 1048576},
+      Unit{"gib", 1073741824},
+      Unit{"tib", 1099511627776.0},
+  };
+  const auto end = std::min(text.find_first_not_of("0123456789."), text.size());
+  const std::string digits(text.substr(0, end));
+  if (digits.empty() || digits.front() == '.' || std::count(digits.begin(), digits.end(), '.') > 1) return std::nullopt;
+  const std::string unit = asciiLowered(trimmed(text.substr(end)));
+  for (const Unit& known : units) {
+    if (known.name != unit) continue;
+    const double bytes = std::strtod(digits.c_str(), nullptr) * known.factor;
+    constexpr double mostBytes = 9e18;
+    if (bytes > mostBytes) return std::nullopt;
+    return static_cast<std::uint64_t>(bytes + 0.5);
+  }
+  return std::nullopt;
+}
+
+ProbeReport DockerArtifactProbe::scan(const SystemProbeContext& context) const {
+  const auto engine = engine_ ? engine_ : findEngine(context.resolver.environment);
+  if (!engine) return {};
+  return DockerQuery(context, *engine).run();
+}
+
+}  // namespace tidra

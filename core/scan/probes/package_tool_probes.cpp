@@ -1,0 +1,107 @@
+#include "core/scan/probes/package_tool_probes.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "core/model/system_group_root.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+/// Runs a tool by name through env, made sure to be the one that a safe search finds.
+std::optional<std::string> askTool(const SystemProbeContext& context, const std::string& tool,
+                                   std::vector<std::string> arguments, double timeoutSeconds) {
+  const auto found = ProcessRunner::which(tool, context.resolver.environment);
+  if (!found) return std::nullopt;
+  arguments.insert(arguments.begin(), tool);
+  return context.output("/usr/bin/env", std::move(arguments), timeoutSeconds, parentPath(*found));
+}
+
+bool isInstalled(const SystemProbeContext& context, const std::string& tool) {
+  return ProcessRunner::which(tool, context.resolver.environment).has_value();
+}
+
+/// A folder that a tool answered with. A tool gone wrong must not offer the home folder or what holds it for removal.
+std::optional<std::string> answeredFolder(const std::optional<std::string>& answer, const SystemProbeContext& context) {
+  constexpr std::size_t longest = 4096;
+  if (!answer || !answer->starts_with('/') || answer->size() > longest) return std::nullopt;
+  if (answer->find('\n') != std::string::npos) return std::nullopt;
+  std::string folder = standardizedPath(*answer);
+  if (isSameOrInside(context.home(), folder)) return std::nullopt;
+  return folder;
+}
+
+ProbeItem makeItem(const char* id, const std::string& folder, std::string label, const char* ecosystem,
+                   const std::string& group, ArtifactSafetyTier tier, const char* hint) {
+  ProbeItem item;
+  item.finding = {.path = folder,
+                  .label = std::move(label),
+                  .sizeBytes = 0,
+                  .ecosystemTag = ecosystem,
+                  .groupRoot = group,
+                  .source = ArtifactSource::systemProbe,
+                  .safetyTier = tier,
+                  .restoreHint = hint,
+                  .lastActivityDate = ProbeFiles::newestChild(folder),
+                  .ruleID = id};
+  item.measuredFolder = folder;
+  return item;
+}
+
+void addModules(ProbeReport& report, const SystemProbeContext& context, const std::string& folder, const char* tool) {
+  if (!ProbeFiles::isFolder(folder) || context.exclusionFilter.bars(folder)) return;
+  const std::size_t count = GlobalModulesProbe::countPackages(folder);
+  if (count == 0) return;
+  report.items.push_back(makeItem("global-node-modules", folder, fmt::format("Global {} modules ({})", tool, count),
+                                  "npm", TidraSystemGroupRoot::forCategory("globalModules"),
+                                  ArtifactSafetyTier::caution, "Reinstall with npm install -g or yarn global add"));
+}
+
+}  // namespace
+
+ProbeReport HomebrewCacheProbe::scan(const SystemProbeContext& context) const {
+  ProbeReport report;
+  if (!isInstalled(context, "brew")) return report;
+  auto folder = answeredFolder(askTool(context, "brew", {"--cache"}, timeoutSeconds), context);
+  if (!folder || !ProbeFiles::isFolder(*folder)) {
+    const auto prefix = answeredFolder(askTool(context, "brew", {"--prefix"}, timeoutSeconds), context);
+    if (!prefix) {
+      report.notes.push_back("Homebrew is installed but did not answer.");
+      return report;
+    }
+    folder = joinedPath(*prefix, "var/homebrew/cache");
+  }
+  if (ProbeFiles::isFolder(*folder) && !context.exclusionFilter.bars(*folder)) {
+    report.items.push_back(makeItem("homebrew-formula-cache", *folder, "Homebrew formula cache", "general",
+                                    TidraSystemGroupRoot::forCategory("homebrew"), ArtifactSafetyTier::safe,
+                                    "Caches rebuild automatically; use brew reinstall for removed downloads"));
+  }
+  return report;
+}
+
+std::size_t GlobalModulesProbe::countPackages(const std::string& nodeModules) {
+  std::size_t count = 0;
+  for (const std::string& name : ProbeFiles::entryNames(nodeModules)) {
+    if (name.starts_with('.')) continue;
+    count += name.starts_with('@') ? ProbeFiles::entryNames(joinedPath(nodeModules, name)).size() : 1;
+  }
+  return count;
+}
+
+ProbeReport GlobalModulesProbe::scan(const SystemProbeContext& context) const {
+  ProbeReport report;
+  if (isInstalled(context, "npm")) {
+    const auto prefix = answeredFolder(askTool(context, "npm", {"prefix", "-g"}, timeoutSeconds), context);
+    if (prefix) {
+      addModules(report, context, joinedPath(*prefix, "lib/node_modules"), "npm");
+    } else {
+      report.notes.push_back("npm is installed but did not tell where its global packages are.");
+    }
+  }
+  addModules(report, context, joinedPath(context.home(), ".config/yarn/global/node_modules"), "yarn");
+  return report;
+}
+
+}  // namespace tidra

@@ -1,0 +1,76 @@
+// What every probe outside projects has in common.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "core/model/scan_artifact_finding.h"
+#include "core/platform/path_resolver.h"
+#include "core/platform/platform.h"
+#include "core/platform/process_runner.h"
+#include "core/rules/rule_catalog.h"
+#include "core/scan/walk_filter.h"
+
+namespace tidra {
+
+/// What a probe is handed. Shared by all probes of a scan and used from several threads at once.
+struct SystemProbeContext {
+  TidraPathResolver resolver;  // the home folder and the environment
+  WalkFilter exclusionFilter;  // no probe reports a path that this bars
+  const RuleCatalog* catalog = nullptr;
+  TidraPlatform platform = currentPlatform;
+  TimePoint now{};
+  std::function<bool()> shouldCancel;  // from any thread; probes ask between items
+
+  const std::string& home() const { return resolver.home; }
+
+  /// Runs a tool in a clean locale, so that its output parses; none when it failed, hung, was cancelled or wrote too
+  /// much. `pathFirst` is put before the search path of the tool's own children.
+  std::optional<std::string> output(const std::string& executable, std::vector<std::string> arguments,
+                                    double timeoutSeconds, const std::optional<std::string>& pathFirst = {}) const;
+};
+
+/// A finding whose size may still have to be measured.
+struct ProbeItem {
+  ScanArtifactFinding finding;
+  std::optional<std::string> measuredFolder = {};  // its size is the finding's; absent when the size is known already
+  bool enterBundles = false;                       // count the insides of bundle packages too
+};
+
+/// What one probe tells.
+struct ProbeReport {
+  std::vector<ProbeItem> items;
+  std::vector<std::string> notes;  // a tool that is there but did not answer
+};
+
+class SystemArtifactProbe {
+ public:
+  virtual ~SystemArtifactProbe() = default;
+
+  /// The system-scan category that the probe serves.
+  virtual std::string categoryKey() const = 0;
+  virtual std::set<TidraPlatform> supportedPlatforms() const { return {TidraPlatform::macOS, TidraPlatform::linux}; }
+  /// True when the probe waits for external tools, which may take many seconds.
+  virtual bool runsTools() const { return false; }
+
+  /// What there is, in a fixed order. Failures of tools and of the file system yield nothing, never an exception. Sizes
+  /// that are measured by reading folders are left to the scanner.
+  virtual ProbeReport scan(const SystemProbeContext& context) const = 0;
+};
+
+/// Helpers that several probes need.
+struct ProbeFiles {
+  /// Names of the entries of a folder in byte order; empty when it cannot be read. Links are among them.
+  static std::vector<std::string> entryNames(const std::string& folder);
+  /// Names of the subfolders, links to folders left out.
+  static std::vector<std::string> subfolderNames(const std::string& folder);
+  static bool isFolder(const std::string& path);  // a link to a folder is none
+  static std::optional<TimePoint> modified(const std::string& path);
+  /// The newest modification among the entries of a folder; none when there are none.
+  static std::optional<TimePoint> newestChild(const std::string& folder);
+};
+
+}  // namespace tidra

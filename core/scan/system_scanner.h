@@ -1,0 +1,73 @@
+// Everything outside projects: runs the probes and measures what they found.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "core/scan/probes/system_probe.h"
+
+namespace tidra {
+
+/// Probes run side by side, the slow tools in the background from the moment of construction; the order of the results
+/// is that of the probes all the same. One object is one scan, used by one thread.
+class SystemArtifactScanner {
+ public:
+  static constexpr const char* projectPhaseLabel = "Scanning your projects…";
+  static constexpr const char* systemPhaseLabel = "Checking system caches…";
+
+  /// Progress, valid during the call that delivers it.
+  struct ProgressTick {
+    std::string phaseLabel;
+    std::int64_t artifactsFound = 0;
+    std::int64_t recoverableBytes = 0;
+    const ScanArtifactFinding* latestFinding = nullptr;  // the one that caused the tick
+  };
+
+  struct Request {
+    SystemProbeContext context;
+    std::set<std::string> categories;                     // keys that are enabled
+    bool checksPip = true;                                // look for unused packages in the environments of projects
+    unsigned workers = 0;                                 // for measuring; 0: the default
+    std::function<bool()> shouldCancel;                   // polled on the caller's thread; context has its own
+    std::function<void(const ProgressTick&)> onProgress;  // called on the caller's thread
+  };
+
+  struct Result {
+    std::vector<ScanArtifactFinding> findings;
+    std::vector<std::string> notes;
+  };
+
+  /// The probes for these categories on a platform: a catalog probe for each category in the order of their table, then
+  /// the special ones.
+  static std::vector<std::unique_ptr<SystemArtifactProbe>> probes(const std::set<std::string>& categories,
+                                                                  TidraPlatform platform);
+
+  /// Starts the tools. The request must outlive this.
+  explicit SystemArtifactScanner(const Request& request);
+  /// Waits for tools that still run; cancel the context first to make that prompt.
+  ~SystemArtifactScanner();
+
+  /// Tells of the project findings in a first phase, then runs the other probes, measures, and gives what was found
+  /// outside `projects`: nothing that one of them holds, and nothing twice.
+  Result scan(const std::vector<ScanArtifactFinding>& projects);
+
+ private:
+  void start(std::size_t probe);
+  ProbeReport finish(std::future<ProbeReport>& running) const;
+  void tickProjects(const std::vector<ScanArtifactFinding>& projects);
+  std::vector<ProbeItem> collectItems(const std::vector<ScanArtifactFinding>& projects, Result& result);
+  void measure(std::vector<ProbeItem>& items);
+  void tick(const char* phase, const ScanArtifactFinding& finding);
+
+  const Request& request_;
+  std::vector<std::unique_ptr<SystemArtifactProbe>> probes_;
+  std::vector<std::future<ProbeReport>> running_;  // of each probe, in their order
+  ProgressTick tick_;
+};
+
+}  // namespace tidra
