@@ -2,9 +2,9 @@
 //
 //   tidra_bench_tree KIND ENTRIES FOLDER
 //
-// KIND is packages (projects whose node_modules hold nearly everything), deep (an artefact of long chains of folders),
-// wide (an artefact of few folders with very many files) or sources (projects that are mostly sources, with few
-// artefacts).
+// KIND is caches (a home folder with 60 caches, and rules.json that names them), packages (projects whose node_modules
+// hold nearly everything), deep (an artefact of long chains of folders), wide (an artefact of few folders with very
+// many files) or sources (projects that are mostly sources, with few artefacts).
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -122,6 +123,27 @@ void makeSources(TreeMaker& tree, const std::string& root) {
   }
 }
 
+void makeCaches(TreeMaker& tree, const std::string& root, std::int64_t entries) {
+  constexpr int caches = 60;
+  std::ofstream rules(root + "/rules.json");
+  rules << "{\"systemRules\": [";
+  tree.folder(root + "/caches");
+  for (int c = 0; c < caches; ++c) {
+    const std::string cache = numbered(root + "/caches", "cache-", c);
+    tree.folder(cache);
+    TreeMaker share(entries / caches);
+    for (int k = 0; !share.isFull(); ++k) {
+      const std::string folder = numbered(cache, "part-", k);
+      share.folder(folder);
+      share.files(folder, 30, ".tgz");
+    }
+    rules << (c == 0 ? "" : ",") << "\n  {\"id\": \"cache-" << c << "\", \"category\": \"bench\", \"label\": \"Cache "
+          << c << "\", \"paths\": {\"linux\": [\"caches/cache-" << c << "\"], \"macos\": [\"caches/cache-" << c
+          << "\"]}}";
+  }
+  rules << "\n]}\n";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -129,7 +151,9 @@ int main(int argc, char** argv) {
   try {
     TreeMaker tree(argc == 4 ? std::atoll(argv[2]) : 0);
     const std::string root = argc == 4 ? argv[3] : "";
-    if (kind == "packages") {
+    if (kind == "caches") {
+      makeCaches(tree, root, std::atoll(argv[2]));
+    } else if (kind == "packages") {
       makePackages(tree, root);
     } else if (kind == "deep") {
       makeDeep(tree, root);
@@ -138,7 +162,7 @@ int main(int argc, char** argv) {
     } else if (kind == "sources") {
       makeSources(tree, root);
     } else {
-      std::fprintf(stderr, "usage: %s packages|deep|wide|sources ENTRIES FOLDER\n", argv[0]);
+      std::fprintf(stderr, "usage: %s caches|packages|deep|wide|sources ENTRIES FOLDER\n", argv[0]);
       return 2;
     }
   } catch (const std::exception& error) {
