@@ -125,14 +125,10 @@ ProjectGitMetadata TidraGitMetadataReader::read(const std::string& path, std::ui
   ProjectGitMetadata metadata;
   metadata.totalProjectSizeBytes = knownSize;
   const auto folder = resolver_.resolve(path);
-  if (!folder || !isDirectory(*folder)) {
-    metadata.isClean = true;
-    return metadata;
-  }
+  if (!folder || !isDirectory(*folder)) return metadata;
   metadata.totalProjectSizeBytes = std::max(knownSize, TidraDirectorySizeReader::read(*folder).value_or(0));
   metadata.isGitRepo = git_ && pathFacts(joinedPath(*folder, ".git"));
   if (!metadata.isGitRepo) {
-    metadata.isClean = true;
     metadata.lastModified = folderActivity(*folder);
     return metadata;
   }

@@ -53,10 +53,15 @@ ProbeItem makeItem(const char* id, const std::string& folder, std::string label,
 void addModules(ProbeReport& report, const SystemProbeContext& context, const std::string& folder, const char* tool) {
   if (!ProbeFiles::isFolder(folder) || context.exclusionFilter.bars(folder)) return;
   const std::size_t count = GlobalModulesProbe::countPackages(folder);
-  if (count == 0) return;
+  const bool holdsNpm = ProbeFiles::isFolder(joinedPath(folder, "npm"));
+  const bool holdsCorepack = ProbeFiles::isFolder(joinedPath(folder, "corepack"));
+  // What came with Node itself is nothing that anybody installed.
+  if (count == (holdsNpm ? 1U : 0U) + (holdsCorepack ? 1U : 0U)) return;
   report.items.push_back(makeItem("global-node-modules", folder, fmt::format("Global {} modules ({})", tool, count),
                                   "npm", TidraSystemGroupRoot::forCategory("globalModules"),
-                                  ArtifactSafetyTier::caution, "Reinstall with npm install -g or yarn global add"));
+                                  // Without npm itself, "npm install -g" brings nothing back.
+                                  holdsNpm ? ArtifactSafetyTier::warning : ArtifactSafetyTier::caution,
+                                  "Reinstall with npm install -g or yarn global add"));
 }
 
 }  // namespace
