@@ -102,6 +102,11 @@ std::optional<PipOrphanProbe::InstalledPackage> readPackage(const std::string& f
     if (!line.starts_with("Requires-Dist:")) continue;
     if (const auto name = requirementName(line.substr(14))) package.dependencies.insert(*name);
   }
+  // The older form keeps dependencies in a file of their own, those of extras below "[extra]" headings.
+  const auto requires_ = readRegularFile(joinedPath(folder, "requires.txt"), longestMetadata);
+  for (const std::string_view line : requires_ ? split(*requires_, '\n') : std::vector<std::string_view>{}) {
+    if (const auto name = requirementName(line)) package.dependencies.insert(*name);
+  }
   package.bytes = recordedBytes(joinedPath(folder, "RECORD"));
   return package;
 }
