@@ -32,7 +32,7 @@ struct ScanReportItem {
   std::string path;         // of the finding
   std::string displayPath;  // for people: the home folder as "~"
   std::string label;
-  std::int64_t bytes = 0;
+  std::int64_t bytes = 0;  // sizes and sums beyond 63 bits stay at the largest figure
   ArtifactSafetyTier tier = ArtifactSafetyTier::safe;
   std::string ecosystem;
   std::string category;  // key of a system-scan category, "project" or "python"

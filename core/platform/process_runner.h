@@ -38,6 +38,7 @@ struct ProcessRunner {
   /// Runs a command in a process group of its own with standard input empty and no other descriptor of ours. Blocks
   /// until it ends, at most the time-out and one second (two, when the command ended but something still holds its
   /// pipes). None when it could not be started or had to be ended. Never throws. Call from any thread.
+  /// Where this process ignores SIGCHLD, the default is restored, since exit statuses are lost otherwise.
   static std::optional<Result> run(const Command& command);
 
   /// The absolute path of an executable: the folders of the environment's PATH ("/usr/bin:/bin:/usr/local/bin" when

@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <unordered_set>
 
 #include "core/model/system_scan_categories.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/directory_size.h"
 #include "core/scan/probes/ai_tools_probe.h"
@@ -32,23 +34,28 @@ class TakenPlaces {
   /// Takes a place unless it, an ancestor of it or something below it is taken.
   bool take(const std::string& path) {
     if (isToolBackedTarget(path)) return paths_.insert(path).second;
-    for (std::string ancestor = path; ancestor != "/"; ancestor = parentPath(ancestor)) {
-      if (paths_.contains(ancestor)) return false;
-    }
-    const auto holds = [&](const std::string& taken) {
-      return !isToolBackedTarget(taken) && isSameOrInside(taken, path);
-    };
+    const auto real = realPath(path);
+    const std::string place = real ? *real : path;
+    if (isCovered(path) || isCovered(place)) return false;
+    const auto holds = [&](const std::string& taken) { return isSameOrInside(taken, place); };
     if (std::any_of(systemPaths_.begin(), systemPaths_.end(), holds)) return false;
     if (const auto facts = pathFacts(path); facts && !identities_.emplace(facts->device, facts->inode).second)
       return false;
-    systemPaths_.push_back(path);
-    paths_.insert(path);
+    systemPaths_.push_back(place);
+    paths_.insert(place);
     return true;
   }
 
  private:
+  bool isCovered(const std::string& path) const {
+    for (std::string ancestor = path; ancestor != "/"; ancestor = parentPath(ancestor)) {
+      if (paths_.contains(ancestor)) return true;
+    }
+    return false;
+  }
+
   std::unordered_set<std::string> paths_;
-  std::vector<std::string> systemPaths_;
+  std::vector<std::string> systemPaths_;  // without links on the way
   std::set<std::pair<std::uint64_t, std::uint64_t>> identities_;
 };
 
@@ -125,7 +132,9 @@ void SystemArtifactScanner::tickProjects(const std::vector<ScanArtifactFinding>&
 void SystemArtifactScanner::tick(const char* phase, const ScanArtifactFinding& finding) {
   tick_.phaseLabel = phase;
   ++tick_.artifactsFound;
-  tick_.recoverableBytes += static_cast<std::int64_t>(finding.sizeBytes);
+  // Sparse files and tools gone wrong may claim more than the figure holds; it stays at its largest then.
+  const auto room = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - tick_.recoverableBytes);
+  tick_.recoverableBytes += static_cast<std::int64_t>(std::min(finding.sizeBytes, room));
   tick_.latestFinding = &finding;
   if (request_.onProgress) request_.onProgress(tick_);
 }

@@ -38,10 +38,20 @@ std::string globalStorage(const Editor& editor, const SystemProbeContext& contex
 
 bool isLetterOrDigit(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); }
 
+/// As the name of a session folder spells it: "-" for every UTF-16 unit that is no ASCII letter or digit.
 std::string encoded(std::string_view name) {
-  std::string text(name);
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return !isLetterOrDigit(c); }, '-');
+  std::string text;
+  for (const char c : name) {
+    const auto byte = static_cast<unsigned char>(c);
+    constexpr unsigned firstContinuation = 0x80;
+    constexpr unsigned firstLead = 0xC0;
+    constexpr unsigned firstLeadOfTwoUnits = 0xF0;
+    if (isLetterOrDigit(c)) {
+      text += c;
+    } else if (byte < firstContinuation || byte >= firstLead) {
+      text += byte >= firstLeadOfTwoUnits ? "--" : "-";
+    }
+  }
   return text;
 }
 

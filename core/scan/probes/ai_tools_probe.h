@@ -22,8 +22,8 @@ class AIToolsProbe : public SystemArtifactProbe {
 
   static std::vector<ClaudeProjectFolder> claudeProjects(const TidraPathResolver& resolver);
 
-  /// The existing folder whose path a session folder's name encodes with "-" for every byte that is no letter or digit;
-  /// empty when no folder on the disk fits any more.
+  /// The existing folder whose path a session folder's name encodes with "-" for every character that is no ASCII
+  /// letter or digit; empty when no folder on the disk fits any more.
   static std::string decodedProjectPath(const std::string& folderName);
 };
 

@@ -58,14 +58,29 @@ bool isDeviceName(const std::string& udid) {
   return !udid.empty() && udid.find_first_not_of("0123456789ABCDEFabcdef-") == std::string::npos;
 }
 
-/// One device of the tool's answer; none when it lacks what is needed or says something unexpected.
+/// What a field says, absent when it says something of another kind.
+template <class T>
+std::optional<T> tolerated(const JsonObjectReader& object, const char* key) {
+  try {
+    return object.optional<T>(key);
+  } catch (const DecodingError&) {
+    return std::nullopt;
+  }
+}
+
+/// Releases of the tool tell it as true or false, as "YES" or "NO", or in a text of its own.
+bool isAvailable(const JsonObjectReader& device) {
+  if (const auto flag = tolerated<bool>(device, "isAvailable")) return *flag;
+  if (const auto word = tolerated<std::string>(device, "isAvailable")) return *word != "NO";
+  return tolerated<std::string>(device, "availability").value_or("").find("unavailable") == std::string::npos;
+}
+
+/// One device of the tool's answer; none when it lacks what is needed.
 std::optional<Simulator> readSimulator(const nlohmann::json& value) {
   try {
     const JsonObjectReader object(value, "device");
-    Simulator simulator{object.required<std::string>("udid"), object.required<std::string>("name"), true, std::nullopt};
-    const auto text = object.optional<std::string>("availability").value_or("");
-    simulator.isAvailable = object.valueOr("isAvailable", text.find("unavailable") == std::string::npos);
-    simulator.lastBooted = object.optional<TimePoint>("lastBootedAt");
+    Simulator simulator{object.required<std::string>("udid"), object.required<std::string>("name"), isAvailable(object),
+                        tolerated<TimePoint>(object, "lastBootedAt")};
     if (!isDeviceName(simulator.udid)) return std::nullopt;
     return simulator;
   } catch (const DecodingError&) {

@@ -53,9 +53,43 @@ std::optional<TimePoint> activityOf(const SystemPathRule& rule, const std::strin
   return std::nullopt;
 }
 
+/// The text as a pattern that matches nothing else.
+std::string globEscaped(std::string_view text) {
+  std::string pattern;
+  for (const char c : text) {
+    if (c == '\\') {
+      pattern += "[\\\\]";
+    } else {
+      pattern += c == '*' || c == '?' || c == '[' ? std::string{'[', c, ']'} : std::string{c};
+    }
+  }
+  return pattern;
+}
+
+/// Resolves templates. A variable that is set to nothing counts as unset, as is the custom for the XDG ones: a template
+/// must not come to name the home folder or the root because of it.
+class TemplateResolver {
+ public:
+  explicit TemplateResolver(const TidraPathResolver& given) : plain_(given), escaped_{globEscaped(given.home), {}} {
+    std::erase_if(plain_.environment, [](const auto& variable) { return variable.second.empty(); });
+    for (const auto& [name, value] : plain_.environment) escaped_.environment.emplace(name, globEscaped(value));
+  }
+
+  /// Only what the template itself spells is a wildcard, not what a home folder happens to be called.
+  std::vector<std::string> paths(const std::string& pathTemplate) const {
+    const bool expands = isGlob(pathTemplate);
+    const auto resolved = (expands ? escaped_ : plain_).resolve(pathTemplate);
+    if (!resolved) return {};
+    return expands ? CatalogPathProbe::expandedGlob(*resolved) : std::vector{*resolved};
+  }
+
+ private:
+  TidraPathResolver plain_;
+  TidraPathResolver escaped_;
+};
+
 /// The candidate paths of one template, before anything is checked.
-std::vector<std::string> pathsOf(const SystemPathRule& rule, const std::string& resolved) {
-  auto paths = isGlob(resolved) ? CatalogPathProbe::expandedGlob(resolved) : std::vector{resolved};
+std::vector<std::string> pathsOf(const SystemPathRule& rule, std::vector<std::string> paths) {
   if (rule.mode == SystemPathRule::Mode::directory) return paths;
   std::vector<std::string> children;
   for (const std::string& folder : paths) {
@@ -104,12 +138,13 @@ std::vector<std::string> CatalogPathProbe::expandedGlob(const std::string& path)
 
 std::vector<CatalogPathProbe::Candidate> CatalogPathProbe::candidates(const SystemProbeContext& context) const {
   std::vector<Candidate> taken;
+  const TemplateResolver resolver(context.resolver);
   for (const SystemPathRule& rule : context.catalog->systemRulesFor(context.platform, std::set{categoryKey_})) {
     for (const std::string& pathTemplate : rule.paths.at(std::string(rawValue(context.platform)))) {
-      const auto resolved = context.resolver.resolve(pathTemplate);
-      if (!resolved) continue;
-      for (const std::string& path : pathsOf(rule, *resolved)) {
+      for (const std::string& path : pathsOf(rule, resolver.paths(pathTemplate))) {
         if (context.shouldCancel && context.shouldCancel()) return taken;
+        // Whatever a variable holds, the home folder and what holds it are nobody's cache.
+        if (isSameOrInside(context.home(), path)) continue;
         // What a link points to may lie anywhere, and removing the link would free nothing.
         const auto facts = pathFacts(path);
         if (!facts || facts->type == EntryType::symbolicLink) continue;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <map>
+#include <set>
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
@@ -36,6 +38,7 @@ std::optional<double> firstNumberBefore(std::string_view text, std::string_view 
     number.resize(last + 1 - (before == std::string_view::npos ? 0 : before + 1));
     // Of "1.2.3" only "2.3" is a number.
     while (std::count(number.begin(), number.end(), '.') > 1) number.erase(0, number.find('.') + 1);
+    if (number.starts_with('.')) number.erase(0, 1);
     return std::strtod(number.c_str(), nullptr);
   }
   return std::nullopt;
@@ -53,7 +56,7 @@ class CondaQuery {
 
   ProbeReport run() {
     const auto base = ask({"info", "--base"});
-    if (!base || !base->starts_with('/')) {
+    if (!base || !base->starts_with('/') || base->find('\n') != std::string::npos) {
       report_.notes.push_back("Conda is installed but did not answer.");
       return report_;
     }
@@ -78,23 +81,30 @@ class CondaQuery {
     } catch (const DecodingError&) {
       return;
     }
-    std::set<std::string> names;
+    std::set<std::string> folders;
+    std::map<std::string, int> bearers;
     for (const std::string& path : paths) {
-      if (isRemovable(path, base, names)) addEnvironment(standardizedPath(path));
+      if (!path.starts_with('/')) continue;
+      const std::string folder = standardizedPath(path);
+      if (lastPathComponent(parentPath(folder)) != "envs" || !folders.insert(folder).second) continue;
+      ++bearers[std::string(lastPathComponent(folder))];
+    }
+    for (const std::string& folder : folders) {
+      if (bearers.at(std::string(lastPathComponent(folder))) == 1 && isRemovable(folder, base)) addEnvironment(folder);
     }
   }
 
-  /// An environment is removed by its name, so only those count that a name finds: folders of an "envs" folder, the
-  /// first of each name, and neither the base nor the one in use.
-  bool isRemovable(const std::string& path, const std::string& base, std::set<std::string>& names) const {
-    if (!path.starts_with('/')) return false;
-    const std::string folder = standardizedPath(path);
-    const std::string name(lastPathComponent(folder));
-    if (folder == base || name.starts_with('-') || lastPathComponent(parentPath(folder)) != "envs") return false;
+  /// An environment is removed by its name, so only folders of an "envs" folder count whose name conda takes for one
+  /// and nothing else bears, and neither the base nor the one in use.
+  bool isRemovable(const std::string& folder, const std::string& base) const {
+    const auto name = lastPathComponent(folder);
+    const auto isRefused = [](unsigned char c) { return c <= ' ' || c == 0x7f || c == ':' || c == '#'; };
+    if (name.starts_with('-') || std::any_of(name.begin(), name.end(), isRefused)) return false;
+    if (folder == base || name == "base" || name == "root") return false;
     const auto active = context_.resolver.environment.find("CONDA_PREFIX");
-    const bool inUse = active != context_.resolver.environment.end() && standardizedPath(active->second) == folder;
-    return names.insert(name).second && !inUse && ProbeFiles::isFolder(folder) &&
-           !context_.exclusionFilter.bars(folder);
+    const bool inUse = active != context_.resolver.environment.end() && active->second.starts_with('/') &&
+                       standardizedPath(active->second) == folder;
+    return !inUse && ProbeFiles::isFolder(folder) && !context_.exclusionFilter.bars(folder);
   }
 
   void addEnvironment(const std::string& folder) {
@@ -149,8 +159,9 @@ class CondaQuery {
 std::optional<std::string> CondaProbe::find(const TidraPathResolver& resolver) {
   if (auto found = ProcessRunner::which("conda", resolver.environment)) return found;
   for (const char* usual : {"miniconda3", "anaconda3", "miniforge3", "mambaforge", "micromamba"}) {
-    std::string path = joinedPath(joinedPath(resolver.home, usual), "bin/conda");
-    if (isExecutableFile(path)) return path;
+    const std::string folder = joinedPath(joinedPath(resolver.home, usual), "bin");
+    std::string path = joinedPath(folder, "conda");
+    if (isExecutableFile(path) && isOwnedAndPrivate(folder) && isOwnedAndPrivate(path)) return path;
   }
   return std::nullopt;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <limits>
 #include <map>
 
 #include "core/base/text.h"
@@ -56,6 +57,7 @@ class DockerQuery {
     const auto listed = ask({"images", "--filter", "dangling=true", "--quiet", "--no-trunc"});
     if (!listed) return;
     auto images = validNames(*listed);
+    std::erase_if(images, [](const std::string& image) { return !isImageID(image); });
     std::sort(images.begin(), images.end());
     images.erase(std::unique(images.begin(), images.end()), images.end());
     if (images.empty()) return;
@@ -64,7 +66,8 @@ class DockerQuery {
     std::uint64_t bytes = 0;
     if (const auto sizes = ask(std::move(arguments))) {
       for (const std::string_view line : splitNonEmpty(*sizes, '\n')) {
-        bytes += DockerArtifactProbe::parseSize(trimmed(line)).value_or(0);
+        const auto image = DockerArtifactProbe::parseSize(trimmed(line)).value_or(0);
+        bytes += std::min(image, std::numeric_limits<std::uint64_t>::max() - bytes);
       }
     }
     add("docker-dangling-images", "docker:prune:dangling", fmt::format("Docker dangling images ({})", images.size()),
@@ -126,6 +129,13 @@ class DockerQuery {
     constexpr std::size_t longest = 256;
     return !name.empty() && name.size() <= longest && name.front() != '-' &&
            name.find_first_not_of(allowed) == std::string_view::npos;
+  }
+
+  static bool isImageID(std::string_view text) {
+    constexpr std::string_view algorithm = "sha256:";
+    if (text.starts_with(algorithm)) text.remove_prefix(algorithm.size());
+    constexpr std::size_t shortest = 12;
+    return text.size() >= shortest && text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
   }
 
   static std::vector<std::string> validNames(const std::string& lines) {

@@ -107,6 +107,11 @@ std::optional<PipOrphanProbe::InstalledPackage> readPackage(const std::string& f
   for (const std::string_view line : requires_ ? split(*requires_, '\n') : std::vector<std::string_view>{}) {
     if (const auto name = requirementName(line)) package.dependencies.insert(*name);
   }
+  // Packages that an older installer put there keep their dependencies apart, in sections of extras.
+  const auto separate = readRegularFile(joinedPath(folder, "requires.txt"), longestMetadata);
+  for (const std::string_view line : split(separate ? std::string_view(*separate) : "", '\n')) {
+    if (const auto name = requirementName(line)) package.dependencies.insert(*name);
+  }
   package.bytes = recordedBytes(joinedPath(folder, "RECORD"));
   return package;
 }
@@ -124,9 +129,9 @@ std::optional<ProbeItem> check(const ScanArtifactFinding& environment, const Sys
   std::vector<std::string> names;
   std::uint64_t bytes = 0;
   for (const std::string& name : *unused) {
-    const auto package = installed.find(name);
-    names.push_back(package == installed.end() ? name : package->second.name);
-    if (package != installed.end()) bytes += package->second.bytes;
+    const auto& package = installed.at(name);
+    names.push_back(package.name);
+    bytes += package.bytes;
   }
   return ProbeItem{{.path = "pip:orphan:" + environment.path,
                     .label = fmt::format("Unused pip packages ({})", names.size()),
@@ -170,7 +175,7 @@ std::optional<std::vector<std::string>> PipOrphanProbe::unusedPackages(
   }
   std::vector<std::string> unused;
   for (const std::string& name : listed) {
-    if (!needed.contains(name) && !isKept(name)) unused.push_back(name);
+    if (!needed.contains(name) && !isKept(name) && installed.contains(name)) unused.push_back(name);
   }
   return unused;
 }

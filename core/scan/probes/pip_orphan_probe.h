@@ -26,8 +26,9 @@ struct PipOrphanProbe {
   static ProbeReport scan(const std::vector<ScanArtifactFinding>& projects, const SystemProbeContext& context);
 
   /// The packages that neither the requirements nor the dependencies of what they name account for, in byte order of
-  /// their normalised names. Packages that every environment has (pip, setuptools…) are never among them. None when a
-  /// required package has no metadata, so that its dependencies cannot be told.
+  /// their normalised names. Packages that every environment has (pip, setuptools…) are never among them, nor those
+  /// without metadata in the environment, which it only borrows from the system. None when a required package has no
+  /// metadata, so that its dependencies cannot be told.
   static std::optional<std::vector<std::string>> unusedPackages(
       const std::set<std::string>& listed, const std::set<std::string>& required,
       const std::map<std::string, InstalledPackage>& installed);

@@ -56,10 +56,13 @@ class RequirementReader {
     std::string logicalLine;
     for (std::string_view line : split(*text, '\n')) {
       if (line.ends_with('\r')) line.remove_suffix(1);
-      if (line.ends_with('\\')) {
+      // A line that is all comment goes on in no other line.
+      const bool isComment = trimmed(line).starts_with('#');
+      if (line.ends_with('\\') && !isComment) {
         logicalLine += line.substr(0, line.size() - 1);
         continue;
       }
+      if (isComment) logicalLine += ' ';
       logicalLine += line;
       if (!readLine(withoutComment(logicalLine), path)) return false;
       logicalLine.clear();
@@ -88,10 +91,17 @@ class RequirementReader {
         line.find('@') > line.find("://")) {
       return addLink(line);
     }
-    if (line.starts_with('.') || line.starts_with('/')) return false;
+    if (isFile(line)) return addLink(line);
     const auto name = requirementName(line);
     if (name) names_.insert(*name);
     return name.has_value();
+  }
+
+  /// True for a path of a package instead of its name.
+  static bool isFile(std::string_view line) {
+    const auto first = line.substr(0, line.find_first_of(" \t;[@"));
+    return first.starts_with('.') || first.find('/') != std::string_view::npos || first.ends_with(".whl") ||
+           first.ends_with(".zip") || first.ends_with(".gz");
   }
 
   bool addLink(std::string_view link) {
@@ -124,6 +134,11 @@ std::optional<std::string> requirementName(std::string_view requirement) {
   const auto end = std::find_if_not(text.begin(), text.end(), isNameByte);
   const std::string_view name = text.substr(0, static_cast<std::size_t>(end - text.begin()));
   if (name.empty() || name.front() == '-' || name.front() == '.' || name.front() == '_') return std::nullopt;
+  // Behind a name stand extras, versions, a URL, a marker, or options after a blank; anything else makes it no name.
+  const auto rest = trimmed(text.substr(name.size()));
+  constexpr std::string_view continuations = "[(<>=!~@;,";
+  if (!rest.empty() && !rest.starts_with("--") && continuations.find(rest.front()) == std::string_view::npos)
+    return std::nullopt;
   return normalizedPackageName(name);
 }
 

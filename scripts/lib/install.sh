@@ -1,0 +1,122 @@
+# shellcheck shell=bash
+# Finds out which tools and libraries a build lacks and installs them from the system's packages: apt on Debian and Ubuntu,
+# Homebrew on macOS (written for it, but not yet run on a Mac). Sourced by the scripts; bash 3.2 and later. Nothing is ever
+# printed on standard output, because that belongs to the program that a script runs in the end.
+
+say() { printf '%s\n' "$*" >&2; }
+
+fail() {
+  say "scripts/$(basename "$0"): $*"
+  exit 1
+}
+
+# Makes sure that everything for building is there; with "test" also what scripts/test runs besides.
+install_needs() {
+  local purpose=${1:-build}
+  if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
+    local packages=(cmake ninja-build g++ pkg-config git nlohmann-json3-dev libfmt-dev libcli11-dev libgtest-dev)
+    [ "$purpose" = test ] && packages+=(ccache clang-format)
+    install_with_apt "${packages[@]}"
+  elif [ "$(uname -s)" = Darwin ]; then
+    local formulae=(cmake ninja nlohmann-json fmt cli11 googletest ccache)
+    [ "$purpose" = test ] && formulae+=(clang-format)
+    install_with_brew "${formulae[@]}"
+  else
+    local tool
+    for tool in cmake ninja c++ git; do
+      command -v "$tool" >/dev/null || fail "$tool is missing, and this system has neither apt nor Homebrew; install cmake," \
+        "ninja, git, a C++20 compiler, nlohmann-json, fmt, CLI11 and GoogleTest, then start this again."
+    done
+  fi
+}
+
+# The command that a package is needed for; empty for a library. A tool that came from elsewhere serves as well.
+tool_of() {
+  case $1 in
+    ninja-build) echo ninja ;;
+    g++) echo c++ ;;
+    *-dev) ;;
+    *) echo "$1" ;;
+  esac
+}
+
+install_with_apt() {
+  local installed package missing=()
+  # shellcheck disable=SC2016  # dpkg-query fills the fields in
+  installed=" $(dpkg-query -W -f '${Package}:${db:Status-Status} ' "$@" 2>/dev/null || true)"
+  for package in "$@"; do
+    case $installed in *" $package:installed "*) continue ;; esac
+    command -v "$(tool_of "$package")" >/dev/null || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] || apt_install "${missing[@]}"
+}
+
+apt_install() {
+  [ "$(id -u)" -eq 0 ] || command -v sudo >/dev/null ||
+    fail "these packages are missing, and without sudo only root can install them: $*"
+  say "Installing $*…"
+  local log
+  log=$(mktemp)
+  # The package lists are refreshed only when they do not do: that takes longer than most installations.
+  if ! apt_get install --no-install-recommends "$@" >"$log" 2>&1 &&
+    ! { apt_get update && apt_get install --no-install-recommends "$@"; } >"$log" 2>&1; then
+    cat "$log" >&2
+    rm -f "$log"
+    fail "apt-get could not install $*; what it said is above."
+  fi
+  rm -f "$log"
+}
+
+apt_get() {
+  local command=(env DEBIAN_FRONTEND=noninteractive apt-get -y -qq -o DPkg::Lock::Timeout=120 "$@")
+  if [ "$(id -u)" -eq 0 ]; then
+    "${command[@]}" </dev/null
+  elif [ -t 2 ]; then
+    sudo "${command[@]}" </dev/null
+  else
+    sudo -n "${command[@]}" </dev/null  # nobody is there to type a password
+  fi
+}
+
+install_with_brew() {
+  command -v brew >/dev/null || fail "Homebrew is missing; install it from https://brew.sh, then start this again."
+  local prefix formula missing=()
+  prefix=$(dirname "$(dirname "$(command -v brew)")")
+  for formula in "$@"; do
+    [ -e "$prefix/opt/$formula" ] || command -v "$formula" >/dev/null || missing+=("$formula")
+  done
+  export CMAKE_PREFIX_PATH="$prefix${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}"
+  [ ${#missing[@]} -eq 0 ] && return
+  say "Installing ${missing[*]}…"
+  brew install --quiet "${missing[@]}" >&2 </dev/null || fail "brew could not install ${missing[*]}; what it said is above."
+}
+
+# True for GCC 12, Clang 14 and later.
+is_recent_compiler() {
+  local macros clang gcc
+  macros=$("$1" -dM -E -x c++ /dev/null 2>/dev/null) || return 1
+  clang=$(sed -n 's/^#define __clang_major__ //p' <<<"$macros")
+  gcc=$(sed -n 's/^#define __GNUC__ //p' <<<"$macros")
+  if [ -n "$clang" ]; then [ "$clang" -ge 14 ]; else [ "${gcc:-0}" -ge 12 ]; fi
+}
+
+# Leaves the system's compiler to CMake when it is recent enough, else exports CXX with one that is. A CXX that is already set
+# is the reader's own choice.
+choose_compiler() {
+  if [ -n "${CXX:-}" ]; then
+    is_recent_compiler "${CXX%% *}" || fail "CXX is '$CXX', but Tidra needs GCC 12, Clang 14 or later."
+    return
+  fi
+  is_recent_compiler c++ && return
+  local candidate
+  for candidate in g++ g++-15 g++-14 g++-13 g++-12 clang++; do
+    if is_recent_compiler "$candidate"; then
+      export CXX=$candidate
+      return
+    fi
+  done
+  command -v apt-get >/dev/null || fail "the C++ compiler is too old; Tidra needs GCC 12, Clang 14 or later."
+  say "The C++ compiler is older than GCC 12 and Clang 14."
+  apt_install g++-12
+  export CXX=g++-12
+}

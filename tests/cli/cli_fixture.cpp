@@ -1,0 +1,70 @@
+#include "tests/cli/cli_fixture.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/platform/path_text.h"
+#include "core/rules/rule_catalog.h"
+
+namespace tidra {
+namespace {
+
+/// The usual temporary folder may be one that scans skip.
+void chooseTemporaryFolder() {
+  const std::string usual = std::filesystem::canonical(std::filesystem::temp_directory_path());
+  for (const std::string& skipped : RuleCatalog::builtIn().walkSkip(currentPlatform)) {
+    if (skipped.starts_with('/') && isSameOrInside(usual, skipped)) ::setenv("TMPDIR", TIDRA_BINARY_DIR, 1);
+  }
+}
+
+}  // namespace
+
+CliTest::CliTest() {
+  chooseTemporaryFolder();
+  tree_ = std::make_unique<TemporaryTree>();
+  tree_->writeFileOfSize("code/web/node_modules/a/f", 3000);
+  tree_->writeFileOfSize("code/web/dist/f", 200);
+  tree_->writeFileOfSize("code/tool/target/f", 50000);
+  tree_->writeFile("code/tool/Cargo.toml");
+  tree_->writeFileOfSize("code/snake/.venv/f", 40);
+  tree_->writeFileOfSize("code/ancient/target/f", 1000);
+  tree_->setModified("code/ancient", TimePoint{std::chrono::seconds{1000000000}});
+  tree_->writeFileOfSize(".cache/p/node_modules/f", 7);
+}
+
+ProgramRun CliTest::run(const std::vector<std::string>& arguments, ProgramOptions options) const {
+  options.environment.insert({{"HOME", tree_->root()}, {"PATH", "/usr/bin:/bin"}, {"TERM", "xterm"}});
+  if (options.folder == "/") options.folder = tree_->root();
+  return runProgram(arguments, options);
+}
+
+ProgramRun CliTest::scan(std::vector<std::string> arguments, ProgramOptions options) const {
+  arguments.insert(arguments.begin(), {"scan", "--no-system"});
+  return run(arguments, std::move(options));
+}
+
+ScanReport CliTest::report(std::vector<std::string> arguments) const {
+  arguments.emplace_back("--json");
+  const ProgramRun ran = scan(arguments);
+  EXPECT_EQ(ran.status, 0) << joined(arguments, " ");
+  EXPECT_EQ(ran.err, "") << joined(arguments, " ");
+  return JsonCodec<ScanReport>::decode(parseJson(ran.out, "The report"), "The report");
+}
+
+std::vector<std::string> CliTest::found(const std::vector<std::string>& arguments) const {
+  std::vector<std::string> paths;
+  for (const auto& item : report(arguments).items) paths.push_back(item.displayPath);
+  return paths;
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  for (const auto line : split(text, '\n')) lines.emplace_back(line);
+  if (!lines.empty() && lines.back().empty()) lines.pop_back();
+  return lines;
+}
+
+}  // namespace tidra

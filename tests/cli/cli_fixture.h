@@ -1,0 +1,39 @@
+// A home folder with projects of known sizes, and the program run in it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/model/scan_report.h"
+#include "tests/cli/program_run.h"
+#include "tests/support/temporary_tree.h"
+
+namespace tidra {
+
+class CliTest : public testing::Test {
+ protected:
+  /// ~/code holds four projects: web (node_modules 3000, dist 200), tool (target 50000, of rust), snake (.venv 40) and
+  /// ancient (target 1000, last touched in 2001); ~/.cache holds another, which scans skip.
+  CliTest();
+
+  /// Runs "tidra scan" without what lies outside projects.
+  ProgramRun scan(std::vector<std::string> arguments, ProgramOptions options = {}) const;
+  ProgramRun run(const std::vector<std::string>& arguments, ProgramOptions options = {}) const;
+
+  /// The report of a scan that must succeed.
+  ScanReport report(std::vector<std::string> arguments) const;
+  /// The display paths of its items.
+  std::vector<std::string> found(const std::vector<std::string>& arguments) const;
+
+  const TemporaryTree& tree() const { return *tree_; }
+
+ private:
+  std::unique_ptr<TemporaryTree> tree_;
+};
+
+std::vector<std::string> linesOf(const std::string& text);
+
+}  // namespace tidra

@@ -1,0 +1,116 @@
+#include "tests/cli/program_run.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <system_error>
+
+#include "core/platform/file_descriptor.h"
+
+namespace tidra {
+namespace {
+
+void check(bool succeeded, const char* what) {
+  if (!succeeded) throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// One stream of the program: what it writes to and what we read.
+struct Stream {
+  FileDescriptor ours;
+  FileDescriptor theirs;
+  std::string* bytes = nullptr;
+};
+
+Stream makePipe(std::string& bytes) {
+  std::array<int, 2> ends{};
+  check(::pipe(ends.data()) == 0, "pipe");
+  for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+  return {FileDescriptor(ends[0]), FileDescriptor(ends[1]), &bytes};
+}
+
+Stream makeTerminal(std::string& bytes) {
+  Stream stream{FileDescriptor(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)), {}, &bytes};
+  const int ours = stream.ours.get();
+  check(ours >= 0 && ::grantpt(ours) == 0 && ::unlockpt(ours) == 0, "posix_openpt");
+  stream.theirs = FileDescriptor(::open(::ptsname(ours), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  termios settings{};
+  check(::tcgetattr(stream.theirs.get(), &settings) == 0, "tcgetattr");
+  ::cfmakeraw(&settings);
+  ::tcsetattr(stream.theirs.get(), TCSANOW, &settings);
+  const winsize size{24, 80, 0, 0};
+  check(::ioctl(stream.theirs.get(), TIOCSWINSZ, &size) == 0, "TIOCSWINSZ");
+  return stream;
+}
+
+pid_t start(const std::vector<std::string>& arguments, const ProgramOptions& options, const Stream& out,
+            const Stream& err) {
+  std::vector<std::string> texts{TIDRA_PROGRAM};
+  texts.insert(texts.end(), arguments.begin(), arguments.end());
+  std::vector<std::string> variables;
+  for (const auto& [name, value] : options.environment) variables.push_back(name + "=" + value);
+  const auto pointers = [](std::vector<std::string>& from) {
+    std::vector<char*> list;
+    for (std::string& text : from) list.push_back(text.data());
+    list.push_back(nullptr);
+    return list;
+  };
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  ::posix_spawn_file_actions_adddup2(&actions, out.theirs.get(), STDOUT_FILENO);
+  ::posix_spawn_file_actions_adddup2(&actions, err.theirs.get(), STDERR_FILENO);
+  ::posix_spawn_file_actions_addchdir_np(&actions, options.folder.c_str());
+  pid_t child = 0;
+  errno = ::posix_spawn(&child, TIDRA_PROGRAM, &actions, nullptr, pointers(texts).data(), pointers(variables).data());
+  ::posix_spawn_file_actions_destroy(&actions);
+  check(errno == 0, TIDRA_PROGRAM);
+  return child;
+}
+
+/// Takes what has arrived; closes the stream at its end, which a terminal tells as an error.
+void take(Stream& stream) {
+  std::array<char, 4096> chunk;
+  const auto count = ::read(stream.ours.get(), chunk.data(), chunk.size());
+  if (count > 0) {
+    stream.bytes->append(chunk.data(), static_cast<std::size_t>(count));
+  } else if (count == 0 || errno != EINTR) {
+    stream.ours.reset();
+  }
+}
+
+}  // namespace
+
+ProgramRun runProgram(const std::vector<std::string>& arguments, const ProgramOptions& options) {
+  ProgramRun run;
+  std::array<Stream, 2> streams{options.outIsTerminal ? makeTerminal(run.out) : makePipe(run.out),
+                                options.errIsTerminal ? makeTerminal(run.err) : makePipe(run.err)};
+  const pid_t child = start(arguments, options, streams[0], streams[1]);
+  for (Stream& stream : streams) stream.theirs.reset();
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes{1};
+  while (streams[0].ours || streams[1].ours) {
+    std::array<pollfd, 2> watched{pollfd{streams[0].ours.get(), POLLIN, 0}, pollfd{streams[1].ours.get(), POLLIN, 0}};
+    constexpr int patience = 1000;
+    ::poll(watched.data(), watched.size(), patience);
+    if (std::chrono::steady_clock::now() > deadline) ::kill(child, SIGKILL);
+    const bool silent = run.err.empty();
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+      if (watched[i].revents != 0) take(streams[i]);
+    }
+    if (silent && !run.err.empty() && options.onFirstError) options.onFirstError(child);
+  }
+  int raw = 0;
+  check(::waitpid(child, &raw, 0) == child, "waitpid");
+  run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+  return run;
+}
+
+}  // namespace tidra

@@ -1,0 +1,31 @@
+// The built program as a process: its exit status and every byte of its two streams.
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "core/platform/path_resolver.h"
+
+namespace tidra {
+
+struct ProgramRun {
+  int status = 0;  // of the exit; 128 + the number of a signal that ended it
+  std::string out;
+  std::string err;
+};
+
+struct ProgramOptions {
+  Environment environment;  // the whole of it
+  std::string folder = "/";
+  bool outIsTerminal = false;  // of 80 columns, passing bytes on as they are
+  bool errIsTerminal = false;
+  std::function<void(pid_t)> onFirstError = {};  // when the first bytes arrive on standard error
+};
+
+/// Runs the program to its end; one that has not ended after a minute is killed.
+ProgramRun runProgram(const std::vector<std::string>& arguments, const ProgramOptions& options);
+
+}  // namespace tidra

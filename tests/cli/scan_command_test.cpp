@@ -1,0 +1,327 @@
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include <numeric>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/platform/files.h"
+#include "core/rules/rule_catalog.h"
+#include "tests/cli/cli_fixture.h"
+
+namespace tidra {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+class ScanCommand : public CliTest {
+ protected:
+  /// A rules file with one rule: every folder "cacheme", with hostile texts in place of label and hint.
+  std::string rulesFile(const std::string& hint = "remake") const {
+    return tree().writeFile("rules.json", R"({"projectRules": [{"id": "mine", "folderName": "cacheme",
+        "ecosystem": "ours", "tier": "warning", "label": "l\u001b[31mabel", "restoreHint": ")" +
+                                              hint + R"("}]})");
+  }
+};
+
+TEST_F(ScanCommand, JsonIsOneDocumentThatAddsUp) {
+  const ScanReport made = report({});
+  EXPECT_EQ(made.totalBytes, 54240);
+  EXPECT_EQ(made.projectCount, 4);
+  EXPECT_EQ(made.home, tree().root());
+  EXPECT_EQ(made.scanRoot, tree().root());
+  EXPECT_FALSE(made.partial);
+  const auto sum = [](const std::map<std::string, std::int64_t>& bytes) {
+    return std::accumulate(bytes.begin(), bytes.end(), std::int64_t{0},
+                           [](auto total, const auto& b) { return total + b.second; });
+  };
+  EXPECT_EQ(sum(made.bytesByEcosystem), 54240);
+  EXPECT_EQ(sum(made.bytesByTier), 54240);
+  EXPECT_EQ(sum(made.bytesByCategory), 54240);
+  EXPECT_EQ(std::accumulate(made.items.begin(), made.items.end(), std::int64_t{0},
+                            [](auto total, const auto& item) { return total + item.bytes; }),
+            54240);
+}
+
+TEST_F(ScanCommand, OptionsChooseWhatIsFound) {
+  tree().writeFileOfSize("code/web/cacheme/f", 5);
+  const std::string rules = rulesFile();
+  const std::vector<std::string> all{"~/code/ancient/target", "~/code/snake/.venv", "~/code/tool/target",
+                                     "~/code/web/dist", "~/code/web/node_modules"};
+  const auto without = [&](const std::vector<std::string>& missing) {
+    auto rest = all;
+    std::erase_if(rest, [&](const auto& path) { return std::count(missing.begin(), missing.end(), path) > 0; });
+    return rest;
+  };
+  struct Case {
+    std::vector<std::string> arguments;
+    std::vector<std::string> found;
+  };
+  const std::vector<Case> cases{
+      {{}, all},
+      {{"~"}, all},
+      {{"."}, all},
+      {{"code"}, all},
+      {{"code/../code/web/"}, {all[3], all[4]}},
+      {{"code/web", tree().path("code/tool"), "~/code/tool"}, {all[3], all[4], all[2]}},
+      {{"--ecosystem", "rust"}, {all[2]}},
+      {{"--ecosystem", "rust,py"}, {all[1], all[2]}},
+      {{"--ecosystem", "rust", "--ecosystem", "py"}, {all[1], all[2]}},
+      {{"--tier", "safe"}, all},
+      {{"--tier", "caution,warning"}, {}},
+      {{"--min-size", "1000"}, {all[0], all[2], all[4]}},
+      {{"--min-size", "1K"}, {all[2], all[4]}},
+      {{"--older-than", "6mo"}, {all[0]}},
+      {{"--older-than", "0d"}, all},
+      {{"--exclude", "tool"}, without({all[2]})},
+      {{"--exclude", "~/code/web"}, without({all[3], all[4]})},
+      {{"--exclude", "*/code/[st]*,dist"}, {all[0], all[4]}},
+      {{"--rules", rules}, {all[0], all[1], all[2], "~/code/web/cacheme", all[3], all[4]}},
+      {{"--rules", rules, "--ecosystem", "ours"}, {"~/code/web/cacheme"}},
+      {{"--rules", rules, "--disable-rule", "mine,node_modules"}, without({all[4]})},
+      {{"--disable-rule", "target"}, without({all[0], all[2]})},
+      {{"--no-projects"}, {}},
+      {{"-x"}, all},
+      {{"--threads", "1"}, all},
+      {{"--threads", "256"}, all},
+  };
+  for (const Case& c : cases) EXPECT_EQ(found(c.arguments), c.found) << joined(c.arguments, " ");
+}
+
+TEST_F(ScanCommand, TextForAPipeCutsNothing) {
+  const std::string deep = "code/" + std::string(120, 'd') + "/" + std::string(120, 'e');
+  tree().writeFileOfSize(deep + "/cacheme/f", 10);
+  const std::string hint(200, 'h');
+  const ProgramRun ran = scan({"--rules", rulesFile(hint)});
+  EXPECT_EQ(ran.status, 0);
+  EXPECT_EQ(ran.err, "");
+  EXPECT_TRUE(ran.out.ends_with('\n'));
+  EXPECT_THAT(ran.out, AllOf(HasSubstr("~/" + deep + "  "), HasSubstr(hint + "\n"), HasSubstr("l\\x1b[31mabel"),
+                             HasSubstr("python -m venv .venv && pip install -r requirements.txt\n"),
+                             HasSubstr("53 KB reclaimable"), Not(HasSubstr("\x1b")), Not(HasSubstr("…"))));
+}
+
+/// Where each text stands; the texts of a list in the order of their places.
+void expectInOrder(const std::string& text, const std::vector<std::string>& parts) {
+  std::size_t from = 0;
+  for (const std::string& part : parts) {
+    const auto at = text.find(part, from);
+    EXPECT_NE(at, std::string::npos) << part << " is missing or out of order in\n" << text;
+    if (at != std::string::npos) from = at + part.size();
+  }
+}
+
+TEST_F(ScanCommand, SortsAndLimitsProjects) {
+  expectInOrder(scan({}).out, {"~/code/tool ", "~/code/web ", "~/code/ancient ", "~/code/snake "});
+  expectInOrder(scan({"--sort", "size"}).out, {"~/code/tool ", "~/code/web ", "~/code/ancient ", "~/code/snake "});
+  expectInOrder(scan({"--sort", "path"}).out, {"~/code/ancient ", "~/code/snake ", "~/code/tool ", "~/code/web "});
+  expectInOrder(scan({"--sort", "age"}).out, {"~/code/ancient ", "~/code/"});
+  const std::string limited = scan({"--limit", "1"}).out;
+  EXPECT_THAT(limited, AllOf(HasSubstr("~/code/tool "), Not(HasSubstr("~/code/web ")), HasSubstr("3 more projects"),
+                             HasSubstr("53 KB reclaimable")));
+  EXPECT_THAT(scan({"--limit", "0"}).out, AllOf(HasSubstr("~/code/snake "), Not(HasSubstr("more projects"))));
+}
+
+TEST_F(ScanCommand, WritesItsResultToAFile) {
+  const std::string file = tree().writeFile("out/result", "former");
+  const ProgramRun ran = scan({"--json", "--output", file});
+  EXPECT_EQ(ran.status, 0);
+  EXPECT_EQ(ran.out, "");
+  const auto written = readFile(file);
+  EXPECT_EQ(JsonCodec<ScanReport>::decode(parseJson(*written, "it"), "it").totalBytes, 54240);
+  EXPECT_EQ(tree().snapshot().size(), [&] {
+    scan({"--output", "out/result"});  // below the current folder
+    return tree().snapshot().size();
+  }()) << "no temporary file may stay behind";
+  EXPECT_THAT(*readFile(file), HasSubstr("reclaimable"));
+}
+
+TEST_F(ScanCommand, ChangesNothingBelowItsRoots) {
+  const auto before = snapshotOf(tree().path("code"));
+  EXPECT_EQ(scan({"code"}).status, 0);
+  EXPECT_EQ(snapshotOf(tree().path("code")), before);
+  // A dry run does not even keep the result.
+  const TemporaryTree other;
+  ProgramOptions options;
+  options.environment = {{"HOME", other.root()}};
+  EXPECT_EQ(scan({"-n", tree().path("code")}, options).status, 0);
+  EXPECT_EQ(other.snapshot().size(), 1U);
+  EXPECT_EQ(snapshotOf(tree().path("code")), before);
+}
+
+TEST_F(ScanCommand, BadInputIsOneSentenceAndStatusTwo) {
+  const auto rules = [&](const std::string& name, const std::string& text) { return tree().writeFile(name, text); };
+  const std::string systemRule = R"({"id": "s", "category": "c", "label": "l", "paths": {"PLATFORM": ["~/x"]} MORE})";
+  const auto systemRules = [&](const std::string& name, const std::string& platform, const std::string& more) {
+    std::string rule = systemRule;
+    rule.replace(rule.find("PLATFORM"), 8, platform);
+    rule.replace(rule.find("MORE"), 4, more);
+    return rules(name, R"({"systemRules": [)" + rule + "]}");
+  };
+  const std::string rule = R"({"id": "twice", "folderName": "x"})";
+  const std::vector<std::vector<std::string>> bad{
+      {"missing"},
+      {""},
+      {"rules-of-nothing/../missing\n\x1b[31m"},
+      {"code/tool/Cargo.toml"},
+      {"--tier", "harmless"},
+      {"--tier", ""},
+      {"--ecosystem", "cobol"},
+      {"--category", "nothing"},
+      {"--min-size", "big"},
+      {"--min-size", "-1"},
+      {"--min-size", "10X"},
+      {"--older-than", "old"},
+      {"--older-than", "6"},
+      {"--older-than", "-6mo"},
+      {"--sort", "colour"},
+      {"--limit", "many"},
+      {"--limit", "-1"},
+      {"--limit", "1.5"},
+      {"--threads", "many"},
+      {"--threads", "-1"},
+      {"--threads", "257"},
+      {"--exclude", ""},
+      {"--home", "missing"},
+      {"--output", "missing/file"},
+      {"--output", "code"},
+      {"--disable-rule", "no-such-rule"},
+      {"--color", "sometimes"},
+      {"--no-such-option\n"},
+      {"--rules", "missing.json"},
+      {"--rules", "code"},
+      {"--rules", rules("empty.json", "")},
+      {"--rules", rules("malformed.json", "{\"projectRules\": [\n\n")},
+      {"--rules", rules("array.json", "[]")},
+      {"--rules", rules("type.json", R"({"projectRules": [{"id": 1, "folderName": "x"}]})")},
+      {"--rules", rules("missing-key.json", R"({"projectRules": [{"id": "a"}]})")},
+      {"--rules", rules("tier.json", R"({"projectRules": [{"id": "a", "folderName": "x", "tier": "t\n"}]})")},
+      {"--rules", rules("newer.json", R"({"schemaVersion": 2})")},
+      {"--rules", rules("twice.json", R"({"projectRules": [)" + rule + "," + rule + "]}")},
+      {"--rules", rules("empty-id.json", R"({"projectRules": [{"id": "", "folderName": "x"}]})")},
+      {"--rules", systemRules("platform.json", "amiga", "")},
+      {"--rules", systemRules("file-children.json", "linux", R"(, "kind": "file", "mode": "children")")},
+      {"--rules", rules("clash.json", R"({"projectRules": [{"id": "npm-cache", "folderName": "x"}]})")},
+  };
+  const auto before = tree().snapshot();
+  for (const auto& arguments : bad) {
+    const ProgramRun ran = scan(arguments);
+    EXPECT_EQ(ran.status, 2) << joined(arguments, " ");
+    EXPECT_EQ(ran.out, "") << joined(arguments, " ");
+    EXPECT_EQ(linesOf(ran.err).size(), 1U) << joined(arguments, " ") << " gives\n" << ran.err;
+    EXPECT_TRUE(ran.err.starts_with("tidra: ")) << ran.err;
+    EXPECT_THAT(ran.err, Not(HasSubstr("\x1b")));
+  }
+  EXPECT_EQ(tree().snapshot(), before) << "nothing was done";
+  EXPECT_THAT(scan({"--rules", systemRules("good.json", "linux", "")}).err, IsEmpty());
+}
+
+TEST_F(ScanCommand, ATerminalOf80ColumnsGetsNoWiderLineAndNoForeignEscape) {
+  const std::string hostile = "\x1b]0;owned\x07\x1b[31mred\r\n\xe2\x80\xae";
+  tree().writeFileOfSize("code/" + hostile + "/target/f", 123456789);
+  tree().writeFileOfSize("code/" + std::string(150, 'w') + "/node_modules/f", 12345678);
+  std::string wide;
+  for (int i = 0; i < 50; ++i) wide += "\xe6\xbc\xa2";
+  tree().writeFileOfSize("code/" + wide + "/build/f", 12345678);
+  for (int i = 0; i < 40; ++i) tree().writeFileOfSize("code/many" + std::to_string(i) + "/dist/f", 9999);
+  for (int i = 0; i < 15; ++i) tree().writeFileOfSize("code/web/sub" + std::to_string(i) + "/cacheme/f", 99);
+
+  ProgramOptions plain;
+  plain.outIsTerminal = plain.errIsTerminal = true;
+  plain.environment["NO_COLOR"] = "1";
+  const ProgramRun uncoloured = scan({"--rules", rulesFile("run this")}, plain);
+  EXPECT_EQ(uncoloured.status, 0);
+  for (const std::string& line : linesOf(uncoloured.out)) EXPECT_LE(displayWidth(line), 80U) << line;
+  EXPECT_THAT(uncoloured.out,
+              AllOf(Not(HasSubstr("\x1b")), Not(HasSubstr("\x07")), Not(HasSubstr("\r")),
+                    Not(HasSubstr("\xe2\x80\xae")), HasSubstr("\\x1b]0;owned"), HasSubstr("more projects")));
+  // The live line moves the cursor itself, but passes nothing on.
+  for (std::size_t from = 0; from < uncoloured.err.size();) {
+    const auto next = std::min(uncoloured.err.find("\r\x1b[K", from), uncoloured.err.size());
+    EXPECT_LE(displayWidth(uncoloured.err.substr(from, next - from)), 80U);
+    from = next + 4;
+  }
+  EXPECT_THAT(uncoloured.err, AllOf(Not(HasSubstr("\x1b]")), Not(HasSubstr("\x1b[31m")), Not(HasSubstr("\x07"))));
+
+  ProgramOptions coloured = plain;
+  coloured.environment.erase("NO_COLOR");
+  EXPECT_THAT(scan({}, coloured).out, AllOf(HasSubstr("\x1b[1m"), Not(HasSubstr("\x1b]")), Not(HasSubstr("\x07"))));
+  EXPECT_THAT(scan({"--color", "never"}, coloured).out, Not(HasSubstr("\x1b")));
+  coloured.environment["TERM"] = "dumb";
+  EXPECT_THAT(scan({}, coloured).out, Not(HasSubstr("\x1b")));
+  EXPECT_THAT(scan({"--color", "always"}).out, HasSubstr("\x1b[1m"));
+  EXPECT_THAT(scan({"--quiet"}, plain).err, IsEmpty());
+}
+
+TEST_F(ScanCommand, AnInterruptShowsWhatWasFoundAndSaysSo) {
+  for (int i = 0; i < 300; ++i) tree().writeFileOfSize("slow/p" + std::to_string(i) + "/target/f", 3);
+  // Tens of thousands of patterns for every entry make a small tree last many seconds.
+  std::vector<std::string> arguments{"slow", "--json", "--threads", "1"};
+  for (int list = 0; list < 8; ++list) {
+    std::string patterns = "never";
+    for (int i = 0; i < 8000; ++i) patterns += ",*" + std::to_string(i) + "*x?";
+    arguments.insert(arguments.end(), {"--exclude", patterns});
+  }
+  ProgramOptions options;
+  options.errIsTerminal = true;
+  for (const int signal : {SIGINT, SIGTERM}) {
+    // The live line shows that the scan has begun.
+    options.onFirstError = [signal](pid_t child) { ::kill(child, signal); };
+    const ProgramRun ran = scan(arguments, options);
+    EXPECT_EQ(ran.status, 130);
+    const auto cut = JsonCodec<ScanReport>::decode(parseJson(ran.out, "it"), "it");
+    EXPECT_TRUE(cut.partial);
+    EXPECT_LT(cut.items.size(), 300U);
+    EXPECT_EQ(cut.totalBytes, static_cast<std::int64_t>(3 * cut.items.size()));
+  }
+}
+
+TEST_F(ScanCommand, TheLastScanCanBeShownAgain) {
+  ProgramRun none = scan({"--last"});
+  EXPECT_EQ(none.status, 2);
+  const ScanReport made = report({"code"});
+  EXPECT_EQ(report({"--last"}).items, made.items);
+  EXPECT_EQ(report({"--last"}).totalBytes, made.totalBytes);
+}
+
+TEST_F(ScanCommand, RootsThatGiveNothingAreNoted) {
+  const ProgramRun skipped = scan({"~/.cache"});
+  EXPECT_EQ(skipped.status, 0);
+  EXPECT_THAT(linesOf(skipped.err),
+              ElementsAre(AllOf(testing::StartsWith("note: "), HasSubstr("~/.cache lies in a folder"))));
+  EXPECT_THAT(skipped.out, HasSubstr("Nothing to reclaim in ~/.cache."));
+  EXPECT_EQ(scan({"~/.cache", "-q"}).err, "");
+}
+
+class RulesCommand : public CliTest {};
+
+TEST_F(RulesCommand, ShowsTheCatalogThatScansUse) {
+  const ProgramRun exported = run({"rules", "export"});
+  EXPECT_EQ(exported.status, 0);
+  EXPECT_EQ(RuleCatalog::load(exported.out), RuleCatalog::builtIn());
+  const std::string file = tree().writeFile("mine.json", exported.out);
+  EXPECT_THAT(run({"rules", "check", file}).out, HasSubstr("is a valid catalog"));
+  EXPECT_THAT(run({"rules"}).out, AllOf(HasSubstr("\n  node_modules "), HasSubstr("\n  npm-cache ")));
+  EXPECT_THAT(run({"rules", "list", "--skipped"}).out, HasSubstr("~/.cache\n"));
+  const auto shown = parseJson(run({"rules", "show", "target"}).out, "it");
+  EXPECT_EQ(JsonCodec<ProjectArtifactRule>::decode(shown, "it").folderName, "target");
+  for (const auto& arguments : std::vector<std::vector<std::string>>{{"rules", "show", "nothing"},
+                                                                     {"rules", "show"},
+                                                                     {"rules", "check"},
+                                                                     {"rules", "check", "missing"},
+                                                                     {"rules", "list", "--rules", "code"},
+                                                                     {"nothing"},
+                                                                     {}}) {
+    const ProgramRun ran = run(arguments);
+    EXPECT_EQ(ran.status, 2) << joined(arguments, " ");
+    EXPECT_EQ(ran.out, "") << joined(arguments, " ");
+    EXPECT_EQ(linesOf(ran.err).size(), 1U) << ran.err;
+  }
+}
+
+}  // namespace
+}  // namespace tidra

@@ -1,0 +1,193 @@
+#include "core/scan/exclusion_filter.h"
+
+#include <fnmatch.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/platform/path_text.h"
+#include "core/scan/exclusion_entry.h"
+#include "core/scan/walk_filter.h"
+
+namespace tidra {
+namespace {
+
+/// The definition, tail by tail, without any of the short cuts of the code under test.
+bool excludedByDefinition(const TidraScanExclusionFilter& filter, std::string path) {
+  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+  if (path.empty()) return false;
+  for (const std::string& prefix : filter.pathPrefixes) {
+    if (path == prefix || path.starts_with(prefix == "/" ? prefix : prefix + "/")) return true;
+  }
+  for (const std::string& pattern : filter.globPatterns) {
+    const auto matches = [&](const char* text) { return ::fnmatch(pattern.c_str(), text, FNM_PATHNAME) == 0; };
+    if (matches(path.c_str())) return true;
+    for (std::size_t i = 0; i + 1 < path.size(); ++i) {
+      if (path[i] == '/' && matches(path.c_str() + i + 1)) return true;
+    }
+  }
+  return false;
+}
+
+TEST(ExclusionFilter, PrefixesAndPatterns) {
+  struct Case {
+    std::vector<std::string> prefixes;
+    std::vector<std::string> patterns;
+    std::string path;
+    bool excluded;
+  };
+  const std::vector<Case> cases{
+      {{}, {}, "/any/where", false},
+      {{}, {"*"}, "", false},
+      {{"/"}, {}, "/a", true},
+      {{"/home/u/work"}, {}, "/home/u/work", true},
+      {{"/home/u/work"}, {}, "/home/u/work/x", true},
+      {{"/home/u/work"}, {}, "/home/u/work/x///", true},
+      {{"/home/u/work"}, {}, "/home/u/workshop", false},
+      {{"/home/u/work"}, {}, "/home/u", false},
+      {{"/home/u/work"}, {}, "/other/home/u/work", false},
+      {{"/x", "/a/b"}, {}, "/a/b/c", true},
+      {{}, {".git"}, "/any/where/.git", true},
+      {{}, {".git"}, "/any/where/.git/", true},
+      {{}, {".git"}, "/any/where/.github", false},
+      {{}, {".git"}, "/any/.git/hooks", false},
+      {{}, {"vendor"}, "/vendor", true},
+      {{}, {"*/vendor/*"}, "/p/vendor/lib", true},
+      {{}, {"*/vendor/*"}, "/p/vendor/lib/deep", false},
+      {{}, {"*/vendor/*"}, "/p/vendor", false},
+      {{}, {"*/vendor/*"}, "/vendor/lib", true},
+      {{}, {"vendor/lib"}, "/p/vendor/lib", true},
+      {{}, {"vendor/lib"}, "/vendor/lib", true},
+      {{}, {"/vendor/lib"}, "/vendor/lib", true},
+      {{}, {"/vendor/lib"}, "/p/vendor/lib", false},
+      {{}, {"/**/lib"}, "/p/lib", true},
+      {{}, {"/**/lib"}, "/p/q/lib", false},
+      {{}, {"/home/u/work/**"}, "/home/u/work/x", true},
+      {{}, {"/home/u/work/**"}, "/home/u/work", false},
+      {{}, {"b?ild"}, "/p/build", true},
+      {{}, {"b?ild"}, "/p/b/ild", false},
+      {{}, {"[bt]*"}, "/p/target", true},
+      {{}, {"[!bt]*"}, "/p/target", false},
+      {{}, {"\\*"}, "/p/*", true},
+      {{}, {"\\*"}, "/p/x", false},
+      {{}, {"Vendor"}, "/p/vendor", false},
+      {{}, {"no", "yes"}, "/p/yes", true},
+      {{}, {"x."}, "/p/x", false},
+      {{}, {"x."}, "/p/x.", true},
+  };
+  for (const Case& c : cases) {
+    const TidraScanExclusionFilter filter{c.prefixes, c.patterns};
+    EXPECT_EQ(filter.isExcluded(c.path), c.excluded)
+        << c.path << " with " << joined(c.prefixes, " ") << " and " << joined(c.patterns, " ");
+    EXPECT_EQ(excludedByDefinition(filter, c.path), c.excluded) << c.path;
+  }
+}
+
+/// Filters and paths over a few names, so that they often meet. The same on every machine.
+class Generator {
+ public:
+  std::vector<std::string> components(std::size_t most) {
+    std::vector<std::string> made;
+    for (std::size_t count = 1 + below(most); count > 0; --count) made.emplace_back(pick(names));
+    return made;
+  }
+
+  TidraScanExclusionFilter filter() {
+    TidraScanExclusionFilter made;
+    for (std::size_t count = below(3); count > 0; --count) {
+      made.pathPrefixes.push_back("/" + joined(components(4), "/"));
+    }
+    for (std::size_t count = 1 + below(3); count > 0; --count) {
+      std::string pattern = below(4) == 0 ? "/" : "";
+      for (std::size_t left = 1 + below(4); left > 0; --left) {
+        pattern += below(2) == 0 ? pick(names) : pick(pieces);
+        if (left > 1 || below(16) == 0) pattern += '/';
+      }
+      made.globPatterns.push_back(pattern);
+    }
+    return made;
+  }
+
+  std::size_t below(std::size_t bound) { return random_() % bound; }
+
+ private:
+  using Words = std::vector<std::string>;
+
+  const std::string& pick(const Words& words) { return words[below(words.size())]; }
+
+  const Words names{"a", "b", "ab", "a.", ".a", "]", "[a]", "a\\", "*", "-"};
+  const Words pieces{"*",      "**",     "?",           "a*",           "*b",    "[ab]",  "[!a]",
+                     "[]a]",   "[a/b]",  "[]/]",        "[!]/b]",       "[a/",   "[",     "\\a",
+                     "a\\/b",  "a\\",    "[[:alpha:]]", "[[:alpha:]/]", "[\\]]", "\\[a]", "*.",
+                     "[a-b]*", "[^]/a]", "[a]]",        ".*",           "",      "[/]"};
+  std::mt19937 random_{20260314};
+};
+
+TEST(ExclusionFilter, CompiledForAWalkItSaysTheSameAsTheDefinition) {
+  Generator generator;
+  std::size_t excluded = 0;
+  for (int round = 0; round < 30000; ++round) {
+    const TidraScanExclusionFilter definition = generator.filter();
+    const auto components = generator.components(6);
+    const std::size_t ofRoot = generator.below(components.size() + 1);
+    std::string path = ofRoot == 0 ? "/" : "";
+    for (std::size_t i = 0; i < ofRoot; ++i) path += "/" + components[i];
+
+    WalkFilter filter;
+    filter.add(definition);
+    if (filter.bars(path)) continue;
+    const auto* place = filter.placeOf(path);
+    auto node = std::make_shared<FolderNode>(nullptr, path, FileDescriptor());
+    for (std::size_t i = ofRoot; i < components.size(); ++i) {
+      path = joinedPath(path, components[i]);
+      const bool expected = excludedByDefinition(definition, path);
+      ASSERT_EQ(definition.isExcluded(path), expected) << path << " with " << joined(definition.globPatterns, " ");
+      ASSERT_EQ(FolderFilter(filter, place, *node).bars(components[i]), expected)
+          << path << " with " << joined(definition.pathPrefixes, " ") << " and "
+          << joined(definition.globPatterns, " ");
+      ASSERT_EQ(filter.bars(path), expected) << path;
+      if (expected) {
+        ++excluded;
+        break;
+      }
+      place = WalkFilter::childPlace(place, components[i]);
+      node = std::make_shared<FolderNode>(node, components[i], FileDescriptor());
+    }
+  }
+  EXPECT_GT(excluded, 1000U) << "the names meet too seldom to prove anything";
+}
+
+TEST(ExclusionFilter, RowsOfAListBecomePrefixesAndPatterns) {
+  const TidraPathResolver resolver{"/home/u", {{"WORK", "/srv/work"}}};
+  const auto row = [](ExclusionRowKind kind, const std::string& text) {
+    return ExclusionEntry{.id = "1", .pathDisplay = text, .kind = kind, .addedAt = {}};
+  };
+  using enum ExclusionRowKind;
+  const auto filter =
+      makeExclusionFilter({row(project, "~/p/../q/"), row(path, "$WORK/x"), row(path, "$NOWHERE/x"),
+                           row(pattern, "*/vendor/*"), row(pattern, "~/work/**"), row(pattern, "dist/")},
+                          resolver);
+  EXPECT_EQ(filter.pathPrefixes, (std::vector<std::string>{"/home/u/q", "/srv/work/x"}));
+  EXPECT_EQ(filter.globPatterns, (std::vector<std::string>{"*/vendor/*", "/home/u/work/**", "dist"}));
+
+  for (const auto& [text, kind] : std::vector<std::pair<std::string, ExclusionRowKind>>{{"/a/b", path},
+                                                                                        {"~", path},
+                                                                                        {"~/x", path},
+                                                                                        {"~x", pattern},
+                                                                                        {"x", pattern},
+                                                                                        {"a/b", pattern},
+                                                                                        {"/a/*", pattern},
+                                                                                        {"~/a?", pattern},
+                                                                                        {"/a/[b]", pattern}}) {
+    EXPECT_EQ(guessExclusionKind(text), kind) << text;
+  }
+
+  const ExclusionEntry foreign{"id", "/p/\xff\n", pattern, TimePoint{std::chrono::seconds{1700000000}}};
+  EXPECT_EQ(JsonCodec<ExclusionEntry>::decode(JsonCodec<ExclusionEntry>::encode(foreign), "row"), foreign);
+}
+
+}  // namespace
+}  // namespace tidra

@@ -1,0 +1,300 @@
+#include "core/scan/probes/pip_orphan_probe.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/base/text.h"
+#include "core/platform/files.h"
+#include "core/scan/probes/python_requirements.h"
+#include "tests/core/scan/probes/probe_fixture.h"
+
+namespace tidra {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Names = std::set<std::string>;
+
+TEST(PackageName, IsComparedAsTheStandardSays) {
+  for (const auto& [name, normalized] :
+       std::vector<std::pair<std::string, std::string>>{{"Django", "django"},
+                                                        {"zope.interface", "zope-interface"},
+                                                        {"a__b-._c", "a-b-c"},
+                                                        {"ruamel_yaml", "ruamel-yaml"},
+                                                        {"x", "x"}}) {
+    EXPECT_EQ(normalizedPackageName(name), normalized);
+  }
+}
+
+TEST(Requirement, NamesItsPackage) {
+  const std::vector<std::pair<std::string, std::optional<std::string>>> cases{
+      {"requests", "requests"},
+      {"  Flask_Login ", "flask-login"},
+      {"a==1.0", "a"},
+      {"a >=1,<2", "a"},
+      {"a~=1.4.2", "a"},
+      {"a!=3", "a"},
+      {"a<4", "a"},
+      {"a (>=1.0)", "a"},
+      {"a[x,y]>=1", "a"},
+      {"a [x]", "a"},
+      {"a; python_version < '3'", "a"},
+      {"a @ https://host/a.whl", "a"},
+      {"a@https://host/a.whl", "a"},
+      {"a --hash=sha256:00", "a"},
+      {"a.b-c_d", "a-b-c-d"},
+      {"", {}},
+      {"-a", {}},
+      {"_a", {}},
+      {".a", {}},
+      {"${NAME}", {}},
+      {"dist/a-1.0.whl", {}},
+      {"a b", {}},
+      {"a\rb", {}},
+      {"\xef\xbb\xbf"
+       "a",
+       {}},
+  };
+  for (const auto& [text, name] : cases) EXPECT_EQ(requirementName(text), name) << text;
+}
+
+TEST(RequirementFile, GivesNamesOrNothingWhenSomeCannotBeTold) {
+  struct Case {
+    std::string text;
+    std::optional<Names> names;
+  };
+  const std::vector<Case> cases{
+      {"", Names{}},
+      {"# only\n\n   # comments\n", Names{}},
+      {"A\nb.C==1 # why\n", Names{"a", "b-c"}},
+      {"a # b\nc#d\n", std::nullopt},
+      {"a\r\nb\r\n", Names{"a", "b"}},
+      {"a==\\\n1.0\nb", Names{"a", "b"}},
+      {"a \\\n  --hash=sha256:0 \\\n  --hash=sha256:1\nb\\\n", Names{"a", "b"}},
+      {"# a comment goes on in no line \\\nb\n", Names{"b"}},
+      {"a\\\n# begun\nb\n", Names{"a", "b"}},
+      {"-i https://host/simple\n--index-url=https://host\n--pre\n-c constraints.txt\n--constraint constraints.txt\na",
+       Names{"a"}},
+      {"-r more.txt\na", Names{"a", "more"}},
+      {"-rmore.txt", Names{"more"}},
+      {"--requirement more.txt", Names{"more"}},
+      {"--requirement=sub/deep.txt", Names{"deep", "more"}},
+      {"-r loop.txt\na", Names{"a", "looped"}},
+      {"-r missing.txt\na", std::nullopt},
+      {"-r pipe", std::nullopt},
+      {"-r sub", std::nullopt},
+      {"https://host/My_Pkg-1.0-py3-none-any.whl#sha256=00", Names{"my-pkg"}},
+      {"https://user@host/my-1.0-py3-none-any.whl", Names{"my"}},
+      {"git+https://host/repo.git#egg=My.Pkg[x]&subdirectory=s", Names{"my-pkg"}},
+      {"-e git+ssh://git@host/r#egg=b", Names{"b"}},
+      {"--editable=git+https://host/r#egg=b", Names{"b"}},
+      {"git+https://host/repo.git", std::nullopt},
+      {"https://host/a-1.0.tar.gz", std::nullopt},
+      {"-e .", std::nullopt},
+      {"--editable ./lib", std::nullopt},
+      {"./a", std::nullopt},
+      {"../a", std::nullopt},
+      {"/srv/a", std::nullopt},
+      {"libs/a", std::nullopt},
+      {"wheels/b-1.0-py3-none-any.whl", Names{"b"}},
+      {"b_c-1.0-py3-none-any.whl", Names{"b-c"}},
+      {"a-1.0.zip", std::nullopt},
+      {"$VARIABLE", std::nullopt},
+      {std::string("a\0b", 3), std::nullopt},
+      {std::string(1024 * 1024 + 1, '\n'), std::nullopt},
+  };
+  const TemporaryTree tree;
+  tree.writeFile("more.txt", "more");
+  tree.writeFile("sub/deep.txt", "deep\n-r ../more.txt");
+  tree.writeFile("loop.txt", "looped\n-r main.txt\n-r ./loop.txt");
+  tree.writeFile("constraints.txt", "unwanted==1");
+  ASSERT_EQ(::mkfifo(tree.path("pipe").c_str(), 0600), 0);
+  for (const Case& c : cases)
+    EXPECT_EQ(readRequirements(tree.writeFile("main.txt", c.text)), c.names) << c.text.substr(0, 100);
+  EXPECT_EQ(readRequirements(tree.path("pipe")), std::nullopt);
+  // A chain of includes may be long, but not without end.
+  for (int i = 0; i < 60; ++i)
+    tree.writeFile("chain" + std::to_string(i), "c" + std::to_string(i) + "\n-r chain" + std::to_string(i + 1));
+  EXPECT_EQ(readRequirements(tree.path("chain0")), std::nullopt);
+  tree.writeFile("chain60", "end");
+  EXPECT_EQ(readRequirements(tree.path("chain30")).value_or(Names{}).size(), 31U);
+}
+
+class Pip : public testing::Test {
+ protected:
+  Pip() { fixture.tree().makeFolder("p/.venv/bin"); }
+
+  std::string environment() const { return fixture.tree().path("p/.venv"); }
+  std::string canary() const { return fixture.tree().path("canary"); }
+
+  /// Puts a package into the environment that needs others and takes 100 bytes.
+  void install(const std::string& name, const std::string& needs = {}, const std::string& python = "python3.11") {
+    std::string metadata = "Metadata-Version: 2.1\nName: " + name + "\nVersion: 1\n";
+    for (const auto need : splitNonEmpty(needs, ' ')) metadata += "Requires-Dist: " + std::string(need) + "\n";
+    const std::string folder = "p/.venv/lib/" + python + "/site-packages/" + name + "-1.dist-info/";
+    fixture.tree().writeFile(folder + "METADATA", metadata + "\nName: described\nRequires-Dist: described\n");
+    fixture.tree().writeFile(folder + "RECORD",
+                             "a,\"b.py\",sha256=00,60\n" + name + "/c.py,,40\n" + folder + "RECORD,,\n");
+    listed_ += (listed_.empty() ? "" : ", ") + ("{\"name\": \"" + name + "\", \"version\": \"1\"}");
+  }
+  /// A pip that tells what was installed, and that it was run.
+  void writePip(const std::string& firstLine, const std::string& extra = {}) const {
+    fixture.script("../p/.venv/bin/pip",
+                   "#" + firstLine + "\n: > '" + canary() + "'\necho '[" + listed_ + extra + "]'");
+  }
+  void writePip() const { writePip(environment() + "/bin/python3"); }
+
+  ProbeReport scan() const {
+    return PipOrphanProbe::scan(
+        {{.path = environment(), .label = "v", .ecosystemTag = "py", .groupRoot = fixture.tree().path("p")}},
+        fixture.context);
+  }
+  /// The names that the hint lists.
+  std::string unused() const {
+    const auto report = scan();
+    if (report.items.empty()) return "none";
+    const std::string hint = report.items.front().finding.restoreHint.value_or("");
+    EXPECT_TRUE(hint.starts_with("pip install to restore: ")) << hint;
+    return hint.substr(hint.find(':') + 2);
+  }
+  bool wasRun() const { return static_cast<bool>(readFile(canary())); }
+
+  ProbeFixture fixture;
+  std::string listed_;
+};
+
+TEST_F(Pip, WhatNoListedPackageNeedsIsUnused) {
+  for (const auto& [name, needs] :
+       std::vector<std::pair<std::string, std::string>>{{"Flask", "Werkzeug>=2.0 jinja2;extra=='x'"},
+                                                        {"werkzeug", "MarkupSafe"},
+                                                        {"Jinja2", "flask"},
+                                                        {"MarkupSafe", "not-installed"},
+                                                        {"Old_Tool", "Its.Helper"},
+                                                        {"its-helper", ""},
+                                                        {"pytest", ""},
+                                                        {"pip", ""},
+                                                        {"setuptools", ""},
+                                                        {"wheel", ""},
+                                                        {"uv", ""}}) {
+    install(name, needs);
+  }
+  fixture.tree().writeFile("p/requirements.txt", "flask[async]==2.0 ; python_version > '3'\n");
+  fixture.tree().writeFile("p/requirements-dev.txt", "PyTest\n");
+  writePip();
+  const ProbeReport report = scan();
+  ASSERT_EQ(report.items.size(), 1U);
+  EXPECT_EQ(report.items[0].finding, (ScanArtifactFinding{.path = "pip:orphan:" + environment(),
+                                                          .label = "Unused pip packages (2)",
+                                                          .sizeBytes = 200,
+                                                          .ecosystemTag = "py",
+                                                          .groupRoot = "__tidra:system:python__",
+                                                          .source = ArtifactSource::pipCLI,
+                                                          .safetyTier = ArtifactSafetyTier::caution,
+                                                          .restoreHint = "pip install to restore: its-helper, Old_Tool",
+                                                          .lastActivityDate = report.items[0].finding.lastActivityDate,
+                                                          .ruleID = std::nullopt}));
+  fixture.tree().writeFile("p/requirements-dev.txt", "pytest\nold.tool");
+  EXPECT_EQ(unused(), "none") << "everything is needed";
+}
+
+TEST_F(Pip, NothingIsUnusedWhereTheNeedsCannotBeTold) {
+  install("needed");
+  install("spare");
+  writePip();
+  EXPECT_EQ(unused(), "none") << "without a requirement file";
+  EXPECT_FALSE(wasRun());
+  fixture.tree().writeFile("p/requirements-dev.txt", "needed");
+  EXPECT_EQ(unused(), "spare");
+  fixture.tree().writeFile("p/requirements.txt", "-e .");
+  EXPECT_EQ(unused(), "none");
+  ::unlink(fixture.tree().path("p/requirements.txt").c_str());
+  ASSERT_EQ(::mkfifo(fixture.tree().path("p/requirements.txt").c_str(), 0600), 0);
+  EXPECT_EQ(unused(), "none");
+  ::unlink(fixture.tree().path("p/requirements.txt").c_str());
+
+  writePip(environment() + "/bin/python", R"(, {"name": "borrowed", "version": "1"})");
+  EXPECT_EQ(unused(), "spare") << "what the environment borrows from the system is not its own";
+  fixture.tree().writeFile("p/requirements-dev.txt", "needed\nborrowed");
+  EXPECT_EQ(unused(), "none") << "what a borrowed package needs is unknown";
+  fixture.tree().writeFile("p/requirements-dev.txt", "needed");
+  writePip(environment() + "/bin/python", R"(, {"name": "spare", "editable_project_location": "/src"})");
+  EXPECT_EQ(unused(), "none") << "somebody works on it";
+  writePip(environment() + "/bin/python", R"(, {"name": "--index-url"})");
+  EXPECT_EQ(unused(), "none");
+  for (const std::string& body : uselessScripts) {
+    fixture.script("../p/.venv/bin/pip", "# " + environment() + "/bin/python\n" + body);
+    EXPECT_EQ(unused(), "none") << body;
+  }
+  fixture.script("../p/.venv/bin/pip", "# " + environment() + "/bin/python\n" + fixture.hang());
+  EXPECT_EQ(unused(), "none");
+  EXPECT_TRUE(fixture.context.shouldCancel());
+}
+
+TEST_F(Pip, MetadataOfAnOlderInstallerCountsToo) {
+  install("needed");
+  const std::string old = "p/.venv/lib/python3.11/site-packages/Older-1.egg-info/";
+  fixture.tree().writeFile(old + "PKG-INFO", "Name: Older\n");
+  fixture.tree().writeFile(old + "requires.txt", "helper>=1\n\n[extra]\nrare\n");
+  install("helper");
+  install("rare");
+  install("spare");
+  fixture.tree().writeFile("p/requirements.txt", "needed\nolder");
+  writePip(environment() + "/bin/python", R"(, {"name": "Older"})");
+  EXPECT_EQ(unused(), "spare");
+}
+
+TEST_F(Pip, OnlyAPipThatWasMadeHereByThisUserIsRun) {
+  install("spare");
+  fixture.tree().writeFile("p/requirements.txt", "");
+  writePip("/somewhere/else/bin/python");
+  EXPECT_EQ(unused(), "none");
+  writePip(std::string(5000, '#') + environment() + "/bin/python");
+  EXPECT_EQ(unused(), "none") << "only the beginning of the file tells";
+  writePip();
+  for (const char* open : {"p/.venv", "p/.venv/bin", "p/.venv/bin/pip"}) {
+    fixture.tree().setMode(open, 0777);
+    EXPECT_EQ(unused(), "none") << open;
+    fixture.tree().setMode(open, 0755);
+  }
+  constexpr uid_t nobody = 65534;
+  for (const char* foreign : {"p/.venv", "p/.venv/bin", "p/.venv/bin/pip"}) {
+    if (::geteuid() != 0) break;  // only root can give files away
+    ASSERT_EQ(::chown(fixture.tree().path(foreign).c_str(), nobody, nobody), 0);
+    EXPECT_EQ(unused(), "none") << foreign;
+    ASSERT_EQ(::chown(fixture.tree().path(foreign).c_str(), 0, 0), 0);
+  }
+  fixture.tree().setMode("p/.venv/bin/pip", 0644);
+  EXPECT_EQ(unused(), "none");
+  EXPECT_FALSE(wasRun());
+  fixture.tree().setMode("p/.venv/bin/pip", 0755);
+  EXPECT_EQ(unused(), "spare") << "the same environment, put right";
+  EXPECT_TRUE(wasRun());
+}
+
+TEST_F(Pip, ARealVirtualEnvironmentIsAsked) {
+  const auto python = ProcessRunner::which("python3", processEnvironment());
+  if (!python) GTEST_SKIP() << "python3 is not installed";
+  constexpr double seconds = 120;
+  const auto made = ProcessRunner::run({.executablePath = *python,
+                                        .arguments = {"-m", "venv", "--without-pip", fixture.tree().path("p/.venv")},
+                                        .timeoutSeconds = seconds});
+  if (!made || made->status != 0) GTEST_SKIP() << "python3 makes no virtual environments here";
+  const auto pythons = ProbeFiles::subfolderNames(fixture.tree().path("p/.venv/lib"));
+  ASSERT_EQ(pythons.size(), 1U);
+  install("Needed", "its_part", pythons[0]);
+  install("its-part", "", pythons[0]);
+  install("Spare.One", "", pythons[0]);
+  fixture.tree().writeFile("p/requirements.txt", "needed\n");
+  // The interpreter of the environment itself looks for what is installed, as pip does.
+  fixture.tree().writeFile("p/.venv/bin/pip", "#!" + environment() + R"(/bin/python3
+import importlib.metadata, json, sys
+assert sys.argv[1:3] == ["list", "--format=json"] and sys.prefix != sys.base_prefix
+print(json.dumps([{"name": d.metadata["Name"], "version": d.version} for d in importlib.metadata.distributions()]))
+)");
+  fixture.tree().setMode("p/.venv/bin/pip", 0755);
+  EXPECT_EQ(unused(), "Spare.One");
+}
+
+}  // namespace
+}  // namespace tidra

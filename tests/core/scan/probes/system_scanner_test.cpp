@@ -1,0 +1,160 @@
+#include "core/scan/system_scanner.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <limits>
+
+#include "core/scan/probes/ai_tools_probe.h"
+#include "core/scan/probes/apple_probes.h"
+#include "core/scan/probes/catalog_path_probe.h"
+#include "core/scan/probes/conda_probe.h"
+#include "core/scan/probes/docker_probe.h"
+#include "core/scan/probes/package_tool_probes.h"
+#include "tests/core/scan/probes/probe_fixture.h"
+
+namespace tidra {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string kindOf(const SystemArtifactProbe& probe) {
+  const auto is = [&](auto* type) { return dynamic_cast<decltype(type)>(&probe) != nullptr; };
+  if (is(static_cast<const CatalogPathProbe*>(nullptr))) return probe.categoryKey();
+  if (is(static_cast<const XcodeArchivesProbe*>(nullptr))) return "archives";
+  if (is(static_cast<const CoreSimulatorProbe*>(nullptr))) return "simulators";
+  if (is(static_cast<const GlobalModulesProbe*>(nullptr))) return "modules";
+  if (is(static_cast<const CondaProbe*>(nullptr))) return "conda";
+  if (is(static_cast<const HomebrewCacheProbe*>(nullptr))) return "brew";
+  if (is(static_cast<const DockerArtifactProbe*>(nullptr))) return "engine";
+  return is(static_cast<const AIToolsProbe*>(nullptr)) ? "ai" : "?";
+}
+
+TEST(SystemProbes, ComeInTheirOrderWhereTheirCategoryIsEnabledAndExists) {
+  const auto chosen = [](const std::set<std::string>& categories, TidraPlatform platform) {
+    std::string kinds;
+    for (const auto& probe : SystemArtifactScanner::probes(categories, platform)) kinds += kindOf(*probe) + " ";
+    return kinds;
+  };
+  const std::set<std::string> all{"docker",       "homebrew", "python",    "globalModules",
+                                  "globalCaches", "xcode",    "agentHost", "aiTools"};
+  EXPECT_EQ(chosen(all, TidraPlatform::macOS),
+            "aiTools agentHost xcode globalCaches globalModules python homebrew docker archives simulators modules "
+            "conda brew "
+            "engine ai ");
+  EXPECT_EQ(chosen(all, TidraPlatform::linux),
+            "aiTools agentHost globalCaches globalModules python homebrew docker modules conda brew engine ai ");
+  EXPECT_EQ(chosen({"xcode"}, TidraPlatform::linux), "");
+  EXPECT_EQ(chosen({"xcode"}, TidraPlatform::macOS), "xcode archives simulators ");
+  EXPECT_EQ(chosen({"python", "mine"}, TidraPlatform::linux), "python mine conda ");
+  EXPECT_EQ(chosen({}, TidraPlatform::macOS), "");
+}
+
+class SystemScan : public testing::Test {
+ protected:
+  void rule(const std::string& category, const std::string& id, const std::string& path) {
+    SystemPathRule& added = fixture.catalog.systemRules.emplace_back();
+    added.id = added.label = id;
+    added.category = category;
+    added.paths = {{"linux", {path}}, {"macos", {path}}};
+  }
+  ScanArtifactFinding project(const std::string& path, std::uint64_t bytes = 10) const {
+    return {
+        .path = fixture.tree().path(path), .label = "p", .sizeBytes = bytes, .ecosystemTag = "npm", .groupRoot = "/p"};
+  }
+  /// "id path bytes group" of each finding.
+  std::vector<std::string> scan(const std::set<std::string>& categories,
+                                const std::vector<ScanArtifactFinding>& projects = {}) {
+    request.context = fixture.context;
+    request.categories = categories;
+    std::vector<std::string> lines;
+    for (const auto& finding : SystemArtifactScanner(request).scan(projects).findings) {
+      lines.push_back(fixture.shown(
+          fmt::format("{} {} {} {}", *finding.ruleID, finding.path, finding.sizeBytes, *finding.groupRoot)));
+    }
+    return lines;
+  }
+
+  ProbeFixture fixture;
+  SystemArtifactScanner::Request request;
+};
+
+TEST_F(SystemScan, CountsNoPlaceTwiceAcrossCategoriesAndProjects) {
+  fixture.tree().writeFileOfSize("home/c/inner/f", 100);
+  fixture.tree().writeFileOfSize("home/d/g/f", 20);
+  fixture.tree().writeFileOfSize("home/e/node_modules/f", 3);
+  fixture.tree().symlink("home/alias", fixture.tree().path("home"));
+  rule("globalCaches", "same", "~/c/inner");
+  rule("globalCaches", "linked", "~/d");
+  rule("globalCaches", "holds a project finding", "~/e");
+  rule("mine", "same elsewhere", "~/c/inner");
+  rule("mine", "outer", "~/c");
+  rule("mine", "below", "~/d/g");
+  rule("mine", "by another name", "~/alias/d");
+  const std::string inner = "same @/home/c/inner 100 __tidra:system:caches__";
+  const std::string linked = "linked @/home/d 20 __tidra:system:caches__";
+  const std::string holder = "holds a project finding @/home/e 3 __tidra:system:caches__";
+  const std::set<std::string> both{"globalCaches", "mine"};
+  EXPECT_THAT(scan(both), ElementsAre(inner, linked, holder));
+  EXPECT_THAT(scan({"mine"}), ElementsAre("same elsewhere @/home/c/inner 100 __tidra:system:mine__",
+                                          "below @/home/d/g 20 __tidra:system:mine__"));
+  // What lies in a project finding is its own; what holds one is reported whole.
+  EXPECT_THAT(scan(both, {project("home/c"), project("home/d")}), ElementsAre(holder));
+  EXPECT_THAT(scan(both, {project("home/e/node_modules"), project("home/c/inner")}), ElementsAre(linked, holder));
+}
+
+TEST_F(SystemScan, ACategoryThatDoesNotExistOnThePlatformGivesNothing) {
+  fixture.tree().makeFolder("home/x");
+  rule("xcode", "on both", "~/x");
+  EXPECT_THAT(scan({"xcode"}), IsEmpty());
+  fixture.context.platform = TidraPlatform::macOS;
+  EXPECT_THAT(scan({"xcode"}), ElementsAre("on both @/home/x 0 __tidra:system:xcode__"));
+  EXPECT_THAT(scan({"globalCaches"}), IsEmpty());
+}
+
+TEST_F(SystemScan, TellsOfEachFindingInItsPhase) {
+  fixture.tree().writeFileOfSize("home/a/f", 7);
+  fixture.tree().writeFileOfSize("home/b/f", 8);
+  rule("globalCaches", "a", "~/a");
+  rule("agentHost", "b", "~/b");
+  std::vector<std::string> ticks;
+  request.onProgress = [&](const SystemArtifactScanner::ProgressTick& tick) {
+    ticks.push_back(fixture.shown(fmt::format("{} {} {} {}", tick.phaseLabel, tick.artifactsFound,
+                                              tick.recoverableBytes, tick.latestFinding->path)));
+  };
+  scan({"globalCaches", "agentHost"}, {project("p/node_modules"), project("q", 5)});
+  EXPECT_THAT(ticks, ElementsAre("Scanning your projects… 1 10 @/p/node_modules", "Scanning your projects… 2 15 @/q",
+                                 "Checking system caches… 3 23 @/home/b", "Checking system caches… 4 30 @/home/a"));
+  ticks.clear();
+  constexpr auto most = std::numeric_limits<std::uint64_t>::max();
+  scan({"agentHost"}, {project("p", most), project("q", most)});
+  EXPECT_THAT(ticks, testing::Contains("Checking system caches… 3 9223372036854775807 @/home/b"));
+}
+
+TEST_F(SystemScan, CancellingGivesWhatIsKnownAndEndsTheTools) {
+  fixture.tree().writeFileOfSize("home/a/f", 7);
+  rule("globalCaches", "a", "~/a");
+  request.shouldCancel = fixture.context.shouldCancel = [] { return true; };
+  EXPECT_THAT(scan({"globalCaches"}), IsEmpty());
+
+  fixture.script("brew", fixture.hang());
+  fixture.script("npm", fixture.hang());
+  request.shouldCancel = fixture.context.shouldCancel;
+  EXPECT_THAT(scan({"homebrew", "globalModules"}), IsEmpty());
+  EXPECT_TRUE(request.shouldCancel()) << "no tool was started";
+}
+
+TEST_F(SystemScan, ToolsThatDidNotAnswerAreNotedInTheOrderOfTheProbes) {
+  fixture.script("brew", "sleep 0.2; exit 1");
+  fixture.script("npm", "exit 1");
+  request.context = fixture.context;
+  request.categories = {"homebrew", "globalModules"};
+  EXPECT_THAT(SystemArtifactScanner(request).scan({}).notes,
+              ElementsAre("npm is installed but did not tell where its global packages are.",
+                          "Homebrew is installed but did not answer."));
+}
+
+}  // namespace
+}  // namespace tidra

@@ -1,0 +1,95 @@
+// What the caller of a walk hears meanwhile, and how it stops one.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <thread>
+
+#include "core/platform/path_text.h"
+#include "tests/core/scan/scan_fixture.h"
+
+namespace tidra {
+namespace {
+
+const RuleCatalog catalog = catalogOf({plainRule("target"), plainRule("out")});
+
+TEST(WalkProgress, EveryFindingAndEvery64EntriesAreToldInOrderOnTheCallersThread) {
+  const TemporaryTree tree;
+  for (int i = 0; i < 40; ++i) makeEntries(tree, {"p" + std::to_string(i) + "/target/f=" + std::string(i, 'x')});
+  for (int i = 0; i < 100; ++i) makeEntries(tree, {"p" + std::to_string(i) + "/src/"});
+  makeEntries(tree, {"p0/out/f=1"});
+
+  struct Heard {
+    std::vector<std::uint64_t> scanned;
+    std::size_t artifacts = 0;
+    std::uint64_t bytes = 0;
+    std::set<std::string> roots;
+    std::set<std::string> paths;
+  } heard;
+  auto request = requestFor(tree, catalog);
+  const auto caller = std::this_thread::get_id();
+  request.onProgress = [&](const Scanner::ProgressTick& tick) {
+    EXPECT_EQ(std::this_thread::get_id(), caller);
+    EXPECT_TRUE(tick.currentPathDisplay == "~" || tick.currentPathDisplay.starts_with("~/")) << tick.currentPathDisplay;
+    heard.scanned.push_back(tick.foldersScanned);
+    EXPECT_EQ(tick.latestFinding == nullptr, tick.artifactsFound == 0);
+    if (tick.artifactsFound != heard.artifacts) {
+      heard.bytes += tick.latestFinding->sizeBytes;
+      heard.roots.insert(*tick.latestFinding->groupRoot);
+      EXPECT_TRUE(heard.paths.insert(tick.latestFinding->path).second) << tick.latestFinding->path << " told twice";
+      ++heard.artifacts;
+    }
+    EXPECT_EQ(tick.artifactsFound, heard.artifacts) << "a finding without a tick of its own";
+    EXPECT_EQ(tick.recoverableBytes, heard.bytes);
+    EXPECT_EQ(tick.projectRootsFound, heard.roots.size());
+  };
+  const auto result = Scanner::scan(request);
+
+  EXPECT_EQ(result.entriesVisited, 241U);
+  EXPECT_EQ(heard.artifacts, 41U);
+  EXPECT_EQ(heard.roots.size(), 40U);
+  EXPECT_EQ(heard.bytes, 40U * 39 / 2 + 1);
+  for (const auto& finding : result.findings) EXPECT_TRUE(heard.paths.contains(finding.path)) << finding.path;
+  EXPECT_TRUE(std::is_sorted(heard.scanned.begin(), heard.scanned.end()));
+  for (std::uint64_t count = 64; count <= result.entriesVisited; count += 64) {
+    EXPECT_TRUE(std::binary_search(heard.scanned.begin(), heard.scanned.end(), count)) << count;
+  }
+}
+
+TEST(WalkProgress, ACancelledWalkKeepsWhatItFoundAndStops) {
+  const TemporaryTree tree;
+  constexpr int projects = 200;
+  for (int i = 0; i < projects; ++i) makeEntries(tree, {"p" + std::to_string(i) + "/target/f=123"});
+  bool cancelled = false;
+  std::size_t told = 0;
+  auto request = requestFor(tree, catalog);
+  request.workers = 1;
+  // Tens of thousands of patterns for every entry make a small tree last many seconds.
+  for (int i = 0; i < 30000; ++i) request.exclusionFilter.globPatterns.push_back("*" + std::to_string(i) + "*x?");
+  request.shouldCancel = [&] { return cancelled; };
+  request.onProgress = [&](const Scanner::ProgressTick& tick) {
+    told = tick.artifactsFound;
+    cancelled = told > 0;
+  };
+  const auto result = Scanner::scan(request);
+  EXPECT_TRUE(result.cancelled);
+  EXPECT_GT(result.findings.size(), 0U);
+  EXPECT_LT(result.findings.size(), static_cast<std::size_t>(projects));
+  EXPECT_EQ(told, result.findings.size());
+  for (const auto& finding : result.findings) {
+    EXPECT_EQ(finding.sizeBytes, 3U) << finding.path << " was reported before it was measured";
+  }
+}
+
+TEST(WalkProgress, AWalkThatIsCancelledBeforehandFindsNothing) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"p/target/f=1"});
+  auto request = requestFor(tree, catalog);
+  request.shouldCancel = [] { return true; };
+  const auto result = Scanner::scan(request);
+  EXPECT_TRUE(result.cancelled);
+  EXPECT_TRUE(result.findings.empty());
+}
+
+}  // namespace
+}  // namespace tidra

@@ -1,0 +1,228 @@
+// What a walk enters, reports and passes over.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <filesystem>
+
+#include "core/platform/file_descriptor.h"
+#include "core/platform/path_text.h"
+#include "tests/core/scan/scan_fixture.h"
+
+namespace tidra {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const RuleCatalog catalog = catalogOf({plainRule("node_modules", "npm"), plainRule("target", "rust"),
+                                       plainRule("build"), plainRule("Pack.app", "swift"), plainRule(".next", "npm")});
+
+TEST(Walk, NeverFindsAnArtefactInsideAnother) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"p/node_modules/a/node_modules/f=123", "p/node_modules/target/f=45", "p/node_modules/f=6"});
+  EXPECT_THAT(linesOf(Scanner::scan(requestFor(tree, catalog)).findings, tree),
+              ElementsAre("p/node_modules 6 npm node_modules p"));
+}
+
+TEST(Walk, TheRootItselfIsNoFinding) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"node_modules/a/node_modules/f=1"});
+  auto request = requestFor(tree, catalog);
+  request.root = tree.path("node_modules");
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre("node_modules/a/node_modules"));
+}
+
+TEST(Walk, OnlyFoldersAreArtefactsAndLinksAreNeverFollowed) {
+  const TemporaryTree tree;
+  const TemporaryTree outside;
+  makeEntries(outside, {"target/f=12345", "big=1234567"});
+  makeEntries(tree, {"file/node_modules=text", "link/node_modules->../real", "real/f", "up->..", "self->self",
+                     "outside->" + outside.root(), "p/target/f=1", "p/target/link->" + outside.path("big"),
+                     "p/target/loop->..", "p/target/folder->" + outside.root()});
+  ASSERT_EQ(::mkfifo(tree.path("build").c_str(), 0600), 0);
+  ASSERT_EQ(::mkfifo(tree.path("p/target/fifo").c_str(), 0600), 0);
+  EXPECT_THAT(linesOf(Scanner::scan(requestFor(tree, catalog)).findings, tree),
+              ElementsAre("p/target 1 rust target p"));
+}
+
+TEST(Walk, ASocketIsPassedOver) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"target/f=1"});
+  const FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::string path = tree.path("target/s");
+  ASSERT_LT(path.size(), sizeof address.sun_path);
+  path.copy(static_cast<char*>(address.sun_path), path.size());
+  ASSERT_EQ(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_THAT(linesOf(Scanner::scan(requestFor(tree, catalog)).findings, tree), ElementsAre("target 1 rust target ."));
+}
+
+TEST(Walk, ASwitchedOffEcosystemIsNeitherReportedNorEntered) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"p/node_modules/x/target/f", "p/target/f", "p/src/.next/f"});
+  auto request = requestFor(tree, catalog);
+  request.enabledEcosystems = {"rust"};
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre("p/target"));
+  request.enabledEcosystems.emplace();
+  EXPECT_THAT(Scanner::scan(request).findings, IsEmpty());
+}
+
+TEST(Walk, PackagesAreOpaqueAndHiddenFoldersAreNot) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"Tool.APP/target/f=1", "x.framework/target/f=1", "Pack.app/f=1234", "Pack.app/in.bundle/f=5",
+                     "p/target/lib.framework/f=123", "p/target/.app/f=7", "p/target/app/f=89", ".hidden/.next/f=1"});
+  EXPECT_THAT(
+      linesOf(Scanner::scan(requestFor(tree, catalog)).findings, tree),
+      ElementsAre(".hidden/.next 1 npm .next .hidden", "Pack.app 4 swift Pack.app .", "p/target 3 rust target p"));
+}
+
+TEST(Walk, SkipsWhatTheCatalogNames) {
+  const TemporaryTree tree;
+  makeEntries(tree, {".cache/p/target/f", ".cache2/p/target/f", "p/.git/target/f", "p/.github/target/f",
+                     "go/pkg/target/f", "p/go/pkg/target/f", "vault/target/f", "p/*/target/f"});
+  auto skipping =
+      catalogOf({plainRule("target")}, {"~/.cache", ".git", "~/go/pkg", "$VAULT", "$UNKNOWN/x", "~/p/./q/.."});
+  auto request = requestFor(tree, skipping);
+  request.resolver.environment["VAULT"] = tree.path("vault/");
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre(".cache2/p/target"));
+
+  skipping.walkSkipByPlatform = {{"linux", {"~/p"}}, {"macos", {"~/.cache2", "~/vault"}}};
+  request.platform = TidraPlatform::linux;
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree),
+              ElementsAre(".cache/p/target", ".cache2/p/target", "go/pkg/target", "vault/target"));
+  request.platform = TidraPlatform::macOS;
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree),
+              ElementsAre(".cache/p/target", "go/pkg/target", "p/*/target", "p/.git/target", "p/.github/target",
+                          "p/go/pkg/target"));
+}
+
+TEST(Walk, DoesNotEnterWhatIsExcluded) {
+  const TemporaryTree tree;
+  makeEntries(tree,
+              {"a/target/f", "b/target/f", "bb/target/f", "c/vendor/lib/target/f", "c/vendor/target/f", "d/target/f"});
+  auto request = requestFor(tree, catalog);
+  request.exclusionFilter = {{tree.path("b"), tree.path("d/target")}, {"*/vendor/lib"}};
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre("a/target", "bb/target", "c/vendor/target"));
+}
+
+TEST(Walk, OrdersDepthFirstWithSiblingsInByteOrder) {
+  const TemporaryTree tree;
+  std::vector<std::string> expected{"-/target",   "a/b/target", "a/target", "a-b/target",
+                                    "a.b/target", "ab/target",  "target"};
+  for (const std::string& path : expected) makeEntries(tree, {path + "/f"});
+  EXPECT_EQ(foundPaths(tree, catalog), expected);
+}
+
+TEST(Walk, NamesMayBeAnyBytes) {
+  const TemporaryTree tree;
+  std::vector<std::string> names{"a\nb", "a\"b'c", "a\x1b[31mb", "back\\slash", "tab\t", "*", "[x]", "\xe2\x80\xae"};
+  if (anyByteNames) names.emplace_back("\xff\xfe broken");
+  std::sort(names.begin(), names.end());
+  std::vector<std::string> expected;
+  for (const std::string& name : names) {
+    tree.writeFile(name + "/target/" + name, "1");
+    expected.push_back(name + "/target 1 rust target " + name);
+  }
+  EXPECT_EQ(linesOf(Scanner::scan(requestFor(tree, catalog)).findings, tree), expected);
+}
+
+TEST(Walk, HardLinksCountOncePerLinkAndSparseFilesByTheirLength) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"target/first=12345"});
+  std::filesystem::create_hard_link(tree.path("target/first"), tree.path("target/second"));
+  constexpr std::uint64_t gibibyte = std::uint64_t{1} << 30U;
+  tree.writeFileOfSize("target/sparse", 5 * gibibyte);
+  EXPECT_EQ(Scanner::scan(requestFor(tree, catalog)).findings.at(0).sizeBytes, 5 * gibibyte + 10);
+}
+
+TEST(Walk, UnreadableFoldersArePassedOverAndCounted) {
+  const TemporaryTree tree;
+  makeEntries(tree,
+              {"a/target/f=1", "closed/target/f=1", "b/target/f=12", "b/target/closed/f=1", "c/target/f=1", "d/f=1"});
+  for (const char* closed : {"closed", "b/target/closed", "c/target"}) tree.setMode(closed, 0);
+  const WithoutPrivileges bound(tree);
+  const auto result = Scanner::scan(requestFor(tree, catalog));
+  EXPECT_THAT(linesOf(result.findings, tree),
+              ElementsAre("a/target 1 rust target a", "b/target 2 rust target b", "c/target 0 rust target c"));
+  EXPECT_EQ(result.unreadableFolders, 3U);
+}
+
+TEST(Walk, AnArtefactWhoseSizeCannotBeReadIsDropped) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"a/target/deep/f=1", "b/target/f=1", "c/target/empty/"});
+  // Names can be listed, but nothing can be asked about the files.
+  for (const char* listable : {"a/target/deep", "c/target/empty"}) tree.setMode(listable, 0444);
+  const WithoutPrivileges bound(tree);
+  EXPECT_THAT(foundPaths(tree, catalog), ElementsAre("b/target", "c/target"));
+}
+
+TEST(Walk, EntersNoPseudoFileSystemAndOnRequestNoOtherOne) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"a/target/f", "disk/target/f", "disk/inner/target/f", "proc/target/f", "covered/target/f"});
+  auto request = requestFor(tree, catalog);
+  request.mounts = {{"/", "ext4", "8:1"},
+                    {tree.path("proc"), "proc", "0:5"},
+                    {tree.path("disk"), "ext4", "8:2"},
+                    {tree.path("disk/inner"), "ext4", "8:1"},
+                    {tree.path("covered"), "sysfs", "0:6"},
+                    {tree.path("covered"), "ext4", "8:1"}};
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree),
+              ElementsAre("a/target", "covered/target", "disk/inner/target", "disk/target"));
+  request.oneFileSystem = true;
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre("a/target", "covered/target"));
+  request.root = tree.path("disk");
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre("disk/target"));
+}
+
+TEST(Walk, ARootReachedThroughALinkKeepsItsSkipListExclusionsAndMounts) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"real/a/target/f", "real/skipped/target/f", "real/excluded/target/f", "real/proc/target/f",
+                     "real/named/target/f", "link->real"});
+  const auto skipping = catalogOf({plainRule("target")}, {"~/real/skipped"});
+  auto request = requestFor(tree, skipping);
+  request.exclusionFilter.pathPrefixes = {tree.path("real/excluded"), tree.path("link/named")};
+  request.mounts = {{"/", "ext4", "8:1"}, {tree.path("real/proc"), "proc", "0:5"}};
+  request.root = tree.path("link");
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre("link/a/target"));
+}
+
+TEST(Walk, SaysWhyARootGivesNothing) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"skipped/p/target/f", "mine/p/target/f", "proc/target/f", "link->mine/p"});
+  const auto skipping = catalogOf({plainRule("target")}, {"~/skipped", ".git"});
+  auto request = requestFor(tree, skipping);
+  request.mounts = {{tree.path("proc"), "proc", "0:5"}};
+  request.exclusionFilter.pathPrefixes = {tree.path("mine")};
+  const auto obstacleOf = [&](const std::string& root) {
+    request.root = tree.path(root);
+    const auto result = Scanner::scan(request);
+    EXPECT_TRUE(!result.rootObstacle || result.findings.empty()) << root;
+    return result.rootObstacle.value_or("");
+  };
+  EXPECT_THAT(obstacleOf("skipped"), HasSubstr("~/skipped lies in a folder that scans skip"));
+  EXPECT_THAT(obstacleOf("skipped/p"), HasSubstr("~/skipped/p lies in a folder that scans skip"));
+  EXPECT_THAT(obstacleOf("x/.git/y"), HasSubstr("skip"));
+  EXPECT_THAT(obstacleOf("mine/p"), HasSubstr("~/mine/p is excluded"));
+  EXPECT_THAT(obstacleOf("link"), HasSubstr("~/link is excluded"));
+  request.exclusionFilter.pathPrefixes = {tree.path("link")};
+  EXPECT_THAT(obstacleOf("mine/p"), HasSubstr("~/mine/p is excluded"));
+  EXPECT_THAT(obstacleOf("proc"), HasSubstr("~/proc is on a proc file system"));
+  EXPECT_EQ(obstacleOf(""), "");
+  EXPECT_EQ(obstacleOf("missing"), "");
+}
+
+TEST(Walk, LeavesTheTreeAsItIs) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"p/target/f=1", "p/node_modules/a/f=2", "link->p", "q/Tool.app/f"});
+  const auto before = tree.snapshot();
+  EXPECT_EQ(foundPaths(tree, catalog).size(), 2U);
+  EXPECT_EQ(tree.snapshot(), before);
+}
+
+}  // namespace
+}  // namespace tidra

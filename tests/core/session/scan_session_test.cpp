@@ -1,0 +1,255 @@
+#include "core/session/scan_session.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+
+#include "core/platform/directory_reader.h"
+#include "tests/support/git_repositories.h"
+#include "tests/support/without_privileges.h"
+
+namespace tidra {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr TimePoint now{std::chrono::seconds{1750000000}};  // 2025-06-15
+
+class ScanSession : public WithGitRepositories {
+ protected:
+  ScanRequest request(const std::vector<std::string>& roots) const {
+    ScanRequest request;
+    for (const std::string& root : roots) request.roots.push_back(tree_.path(root));
+    request.catalog = RuleCatalog::load(R"({"catalogVersion": "test", "projectRules": [
+      {"id": "nm", "folderName": "node_modules", "ecosystem": "npm"},
+      {"id": "target", "folderName": "target", "ecosystem": "rust", "tier": "caution", "restoreHint": "build"},
+      {"id": "data", "folderName": "data", "ecosystem": "general", "tier": "warning"}]})");
+    request.resolver = {tree_.path("home"), environment_};
+    request.host = "a-host";
+    request.mounts = {{"/", "ext4", "8:1"}};
+    request.git = git_;
+    request.scanSystem = false;
+    request.now = now;
+    return request;
+  }
+
+  std::vector<std::string> found(const ScanRequest& request) const {
+    std::vector<std::string> paths;
+    for (const auto& finding : runScan(request).findings) paths.push_back(finding.path.substr(tree_.root().size() + 1));
+    return paths;
+  }
+
+  /// Three projects of different age and size; the last was never committed.
+  void makeProjects() const {
+    makeRepository("code/fresh");
+    tree_.writeFile("code/fresh/node_modules/f", std::string(10, 'x'));
+    tree_.writeFile("code/fresh/target/f", std::string(200, 'x'));
+    tree_.writeFile("code/old/target/f", std::string(3000, 'x'));
+    tree_.writeFile("code/old/data/f", std::string(40000, 'x'));
+    tree_.setModified("code/old", TimePoint{std::chrono::seconds{1000000000}});  // 2001-09-09
+  }
+};
+
+TEST_F(ScanSession, DatesEveryFindingFromItsProject) {
+  makeProjects();
+  std::map<std::string, std::optional<TimePoint>> dates;
+  for (const auto& finding : runScan(request({"code"})).findings) dates[*finding.groupRoot] = finding.lastActivityDate;
+  EXPECT_EQ(dates[tree_.path("code/fresh")], commitDate);
+  EXPECT_EQ(dates[tree_.path("code/old")], TimePoint{std::chrono::seconds{1000000000}});
+
+  auto withoutGit = request({"code/fresh"});
+  withoutGit.git.reset();
+  EXPECT_NE(runScan(withoutGit).findings.at(0).lastActivityDate, commitDate);
+}
+
+TEST_F(ScanSession, NoneOfManyProjectsStaysUndated) {
+  const std::string repository = makeRepository("repository");
+  constexpr int projects = 200;
+  for (int i = 0; i < projects; ++i) {
+    const std::string project = "code/p" + std::to_string(i);
+    tree_.makeFolder(project + "/target");
+    tree_.makeFolder(project + "/node_modules");
+    if (i % 2 == 0) tree_.writeFile(project + "/.git", "gitdir: " + repository + "/.git\n");
+    tree_.setModified(project, TimePoint{std::chrono::seconds{1000000000 + i}});
+  }
+  const auto outcome = runScan(request({"code"}));
+  ASSERT_EQ(outcome.findings.size(), 2U * projects);
+  for (const auto& finding : outcome.findings) {
+    const int i = std::stoi(finding.groupRoot->substr(finding.groupRoot->rfind('p') + 1));
+    EXPECT_EQ(finding.lastActivityDate, i % 2 == 0 ? commitDate : TimePoint{std::chrono::seconds{1000000000 + i}})
+        << finding.path;
+  }
+}
+
+TEST_F(ScanSession, LeavesOutWhatTheRequestDoesNotWant) {
+  makeProjects();
+  auto all = request({"code"});
+  EXPECT_THAT(found(all),
+              ElementsAre("code/fresh/node_modules", "code/fresh/target", "code/old/data", "code/old/target"));
+
+  auto chosen = all;
+  chosen.tiers = {ArtifactSafetyTier::safe, ArtifactSafetyTier::warning};
+  EXPECT_THAT(found(chosen), ElementsAre("code/fresh/node_modules", "code/old/data"));
+  chosen = all;
+  chosen.minimumBytes = 200;
+  EXPECT_THAT(found(chosen), ElementsAre("code/fresh/target", "code/old/data", "code/old/target"));
+  chosen.minimumBytes = 201;
+  EXPECT_THAT(found(chosen), ElementsAre("code/old/data", "code/old/target"));
+  chosen = all;
+  chosen.ecosystems = {"rust"};
+  EXPECT_THAT(found(chosen), ElementsAre("code/fresh/target", "code/old/target"));
+  chosen = all;
+  chosen.olderThan = Age{24, {}};
+  EXPECT_THAT(found(chosen), ElementsAre("code/old/data", "code/old/target"));
+  chosen.olderThan = Age{0, std::chrono::days{30}};
+  EXPECT_EQ(found(chosen).size(), 4U);
+  chosen = all;
+  chosen.exclusions.pathPrefixes = {tree_.path("code/old")};
+  EXPECT_THAT(found(chosen), ElementsAre("code/fresh/node_modules", "code/fresh/target"));
+  chosen = all;
+  chosen.scanProjects = false;
+  EXPECT_THAT(found(chosen), IsEmpty());
+}
+
+TEST_F(ScanSession, TheReportAddsUp) {
+  makeProjects();
+  const auto outcome = runScan(request({"code/fresh", "code/old"}));
+  const ScanReport& report = outcome.report;
+  EXPECT_EQ(report.totalBytes, 43210);
+  EXPECT_EQ(report.bytesByTier,
+            (std::map<std::string, std::int64_t>{{"safe", 10}, {"caution", 3200}, {"warning", 40000}}));
+  EXPECT_EQ(report.bytesByEcosystem,
+            (std::map<std::string, std::int64_t>{{"npm", 10}, {"rust", 3200}, {"general", 40000}}));
+  EXPECT_EQ(report.bytesByCategory, (std::map<std::string, std::int64_t>{{"project", 43210}}));
+  EXPECT_EQ(report.projectCount, 2);
+  EXPECT_EQ(report.items.size(), 4U);
+  EXPECT_EQ(report.scanRoot, tree_.path("code/fresh") + ", " + tree_.path("code/old"));
+  EXPECT_EQ(report.home, tree_.path("home"));
+  EXPECT_EQ(report.host, "a-host");
+  EXPECT_EQ(report.generatedAt, now);
+  EXPECT_FALSE(report.partial);
+  EXPECT_EQ(outcome.aggregate.totalBytes, 43210U);
+  EXPECT_THAT(outcome.notes, IsEmpty());
+  EXPECT_EQ(report.items[0].activity, ProjectActivity::inactive);
+  EXPECT_EQ(report.items[3].activity, ProjectActivity::dormant);
+  EXPECT_EQ(report.items[3].idleDays, 8680);
+}
+
+TEST_F(ScanSession, SaysTheSameWhateverTheNumberOfWorkers) {
+  makeProjects();
+  auto asked = request({"code"});
+  std::vector<std::string> texts;
+  for (const unsigned workers : {1U, 16U, 16U, 0U}) {
+    asked.workers = workers;
+    ScanReport report = runScan(asked).report;
+    report.durationSeconds = 0;
+    report.volume.reset();  // other programs fill it meanwhile
+    texts.push_back(reportText(report));
+  }
+  for (const std::string& text : texts) EXPECT_EQ(text, texts.front());
+}
+
+TEST_F(ScanSession, IndependentRootsCoverEachOtherNoMore) {
+  for (const char* folder : {"a/b/c", "ab", "other"}) tree_.makeFolder(folder);
+  tree_.symlink("to-b", "a/b");
+  tree_.symlink("a/to-other", "../other");
+  const auto independent = [&](const std::vector<std::string>& roots, bool oneFileSystem = false) {
+    std::vector<std::string> given;
+    for (const std::string& root : roots) given.push_back(tree_.path(root));
+    std::vector<std::string> kept;
+    for (const auto& root : independentRoots(given, oneFileSystem))
+      kept.push_back(root.substr(tree_.root().size() + 1));
+    return kept;
+  };
+  EXPECT_THAT(independent({"other", "a", "ab"}), ElementsAre("other", "a", "ab"));
+  EXPECT_THAT(independent({"a/b/c", "a", "a/b"}), ElementsAre("a"));
+  EXPECT_THAT(independent({"a", "a", "a"}), ElementsAre("a"));
+  EXPECT_THAT(independent({"to-b", "a/b"}), ElementsAre("to-b"));
+  EXPECT_THAT(independent({"a/b", "to-b"}), ElementsAre("a/b"));
+  EXPECT_THAT(independent({"to-b", "a"}), ElementsAre("a"));
+  // The walk of a does not follow the link that it holds.
+  EXPECT_THAT(independent({"a", "a/to-other"}), ElementsAre("a", "a/to-other"));
+  EXPECT_THAT(independent({"a", "a/missing"}), ElementsAre("a"));
+  EXPECT_THAT(independentRoots({}, false), IsEmpty());
+#ifdef __linux__
+  EXPECT_THAT(independentRoots({"/", "/proc"}, true), ElementsAre("/", "/proc"));
+  EXPECT_THAT(independentRoots({"/", "/proc"}, false), ElementsAre("/"));
+#endif
+}
+
+TEST_F(ScanSession, OverlappingRootsReportNothingTwice) {
+  makeProjects();
+  tree_.symlink("link", "code/old");
+  EXPECT_EQ(found(request({"code/fresh", "code", "link", "code"})).size(), 4U);
+  EXPECT_THAT(found(request({"link", "code/fresh"})),
+              ElementsAre("link/data", "link/target", "code/fresh/node_modules", "code/fresh/target"));
+}
+
+TEST_F(ScanSession, NotesWhatCouldNotBeRead) {
+  makeProjects();
+  tree_.makeFolder("home/closed\nroot");
+  tree_.makeFolder("code/closed");
+  for (const char* closed : {"home/closed\nroot", "code/closed"}) tree_.setMode(closed, 0);
+  const WithoutPrivileges bound(tree_);
+  const auto outcome = runScan(request({"home/closed\nroot", "code", "home/missing"}));
+  EXPECT_THAT(outcome.notes, ElementsAre("~/closed\\nroot could not be read: Permission denied.",
+                                         HasSubstr("1 folder below " + tree_.path("code") + " could not be read"),
+                                         "~/missing could not be read: No such file or directory."));
+  EXPECT_EQ(outcome.findings.size(), 4U);
+  EXPECT_FALSE(outcome.report.partial);
+}
+
+TEST_F(ScanSession, ACancelledScanReportsWhatItHasAsPartial) {
+  constexpr int projects = 200;
+  for (int i = 0; i < projects; ++i) tree_.writeFile("code/p" + std::to_string(i) + "/target/f", "123");
+  tree_.writeFile("more/target/f", "1");
+  auto asked = request({"code", "more"});
+  asked.workers = 1;
+  // Tens of thousands of patterns for every entry make a small tree last many seconds.
+  for (int i = 0; i < 30000; ++i) asked.exclusions.globPatterns.push_back("*" + std::to_string(i) + "*x?");
+  bool cancelled = false;
+  asked.shouldCancel = [&] { return cancelled; };
+  asked.onProgress = [&](const ScanProgress& progress) { cancelled = progress.artifactsFound > 0; };
+  const auto outcome = runScan(asked);
+  EXPECT_TRUE(outcome.report.partial);
+  EXPECT_FALSE(outcome.findings.empty());
+  EXPECT_LT(outcome.findings.size(), static_cast<std::size_t>(projects));
+  EXPECT_EQ(outcome.report.totalBytes, static_cast<std::int64_t>(3 * outcome.findings.size()));
+  for (const auto& finding : outcome.findings)
+    EXPECT_TRUE(finding.path.starts_with(tree_.path("code/"))) << finding.path;
+}
+
+TEST_F(ScanSession, CancellingEndsTheWaitForAHungGit) {
+  makeProjects();
+  auto asked = request({"code"});
+  asked.git = script("git", "touch '" + tree_.path("started") + "'\nsleep 1000");
+  asked.shouldCancel = [&] { return static_cast<bool>(pathFacts(tree_.path("started"))); };
+  const auto began = std::chrono::steady_clock::now();
+  const auto outcome = runScan(asked);
+  EXPECT_LT(std::chrono::steady_clock::now() - began,
+            std::chrono::duration<double>(TidraGitMetadataReader::commandTimeoutSeconds));
+  EXPECT_TRUE(outcome.report.partial);
+  EXPECT_EQ(outcome.findings.size(), 4U) << "the walk was done by then";
+}
+
+TEST_F(ScanSession, ProgressOfSeveralRootsAddsUp) {
+  makeProjects();
+  ScanProgress last;
+  auto asked = request({"code/fresh", "code/old"});
+  asked.onProgress = [&](const ScanProgress& progress) {
+    EXPECT_GE(progress.entriesVisited, last.entriesVisited);
+    EXPECT_GE(progress.recoverableBytes, last.recoverableBytes);
+    last = progress;
+  };
+  runScan(asked);
+  EXPECT_EQ(last.artifactsFound, 4U);
+  EXPECT_EQ(last.projectsFound, 2U);
+  EXPECT_EQ(last.recoverableBytes, 43210U);
+}
+
+}  // namespace
+}  // namespace tidra
