@@ -23,8 +23,8 @@ struct TidraScanExclusionFilter {
 /// True for text with "*", "?" or "[".
 bool isGlob(std::string_view text);
 
-/// True when every "/" of a pattern surely stands between components, so that each can be matched by itself. A "/" inside
-/// "[…]" or behind a backslash does not; where brackets end is left to the matcher, so any "[" before a "/" gives false.
+/// True when every "/" of a pattern surely stands between components, so that each can be matched by itself: not in
+/// "[…]" and not behind a backslash. Where brackets end is left to the matcher, so any "[" before a "/" gives false.
 bool splitsIntoComponents(std::string_view pattern);
 
 /// Shell-style matching of one path component or a whole path; "*", "?" and "[…]" never match "/".

@@ -50,11 +50,14 @@ TEST(Simulators, UnavailableOnesAndThoseLongNotBootedAreOffered) {
     bool offered;
   };
   // The reference time is 2023-11-14T22:13:20Z.
-  const std::vector<Case> cases {
-    {R"("isAvailable": false)", true}, {R"("isAvailable": true)", false}, {R"("isAvailable": "NO")", true},
-        {R"("isAvailable": "YES")", false}, {R"("availability": "(unavailable, runtime profile not found)")", true},
-      {R"("availability": "(available)")", false},
-      {R"("isAvailable": true, "availability": "(unavailable)")", false},
+  const std::vector<Case> cases{
+      {R"("isAvailable": false)", true},
+      {R"("isAvailable": true)", false},
+      {R"("isAvailable": "NO")", true},
+      {R"("isAvailable": "YES")", false},
+      {R"x("availability": "(unavailable, runtime profile not found)")x", true},
+      {R"x("availability": "(available)")x", false},
+      {R"x("isAvailable": true, "availability": "(unavailable)")x", false},
       {R"("isAvailable": false, "availabilityError": "runtime profile not found")", true},
       {R"("lastBootedAt": null)", false},
       {R"("isAvailable": true, "lastBootedAt": "2023-05-14T22:13:20Z")", true},
@@ -70,33 +73,33 @@ TEST(Simulators, UnavailableOnesAndThoseLongNotBootedAreOffered) {
       {R"("isAvailable": false, "udid": "")", false},
       {R"("isAvailable": false, "udid": "A-GONE")", false},
   };
-        ProbeFixture fixture;
-        std::string devices;
-        std::vector<std::string> expected;
-        for (std::size_t i = 0; i < cases.size(); ++i) {
-          const std::string udid = fmt::format("ABCD-{:02}", i);
-          const std::string folder = fixture.tree().makeFolder("home/Library/Developer/CoreSimulator/Devices/" + udid);
-          // Of a key given twice the last counts.
-          devices += fmt::format(R"({}{{"udid": "{}", "name": "iPhone {}", {}}})", i == 0 ? "" : ", ", udid, i,
-                                 cases[i].fields);
-          if (cases[i].offered) {
-            expected.push_back(fixture.shown(fmt::format("{} | Simulator: iPhone {} | {}", folder, i, folder)));
-          }
-        }
-        const std::string xcrun =
-            fixture.tool("xcrun", {{"simctl list devices -j", "cat <<'END'\n{\"devices\": {\"iOS-17\": [" + devices +
-                                                                  "], \"iOS-9\": null, \"iOS-8\": []}}\nEND\n"}});
-        const ProbeReport report = CoreSimulatorProbe(xcrun).scan(fixture.context);
-        EXPECT_EQ(fixture.lines(report), expected);
-        ASSERT_FALSE(report.items.empty());
-        EXPECT_EQ(report.items[0].finding.ruleID, "simulator-ABCD-00");
-        EXPECT_EQ(report.items[0].finding.restoreHint, "Create new simulator in Xcode → Devices & Simulators");
-        EXPECT_EQ(report.items[0].finding.groupRoot, "__tidra:system:xcode__");
+  ProbeFixture fixture;
+  std::string devices;
+  std::vector<std::string> expected;
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    const std::string udid = fmt::format("ABCD-{:02}", i);
+    const std::string folder = fixture.tree().makeFolder("home/Library/Developer/CoreSimulator/Devices/" + udid);
+    // Of a key given twice the last counts.
+    devices +=
+        fmt::format(R"({}{{"udid": "{}", "name": "iPhone {}", {}}})", i == 0 ? "" : ", ", udid, i, cases[i].fields);
+    if (cases[i].offered) {
+      expected.push_back(fixture.shown(fmt::format("{} | Simulator: iPhone {} | {}", folder, i, folder)));
+    }
+  }
+  const std::string xcrun =
+      fixture.tool("xcrun", {{"simctl list devices -j", "cat <<'END'\n{\"devices\": {\"iOS-17\": [" + devices +
+                                                            "], \"iOS-9\": null, \"iOS-8\": []}}\nEND\n"}});
+  const ProbeReport report = CoreSimulatorProbe(xcrun).scan(fixture.context);
+  EXPECT_EQ(fixture.lines(report), expected);
+  ASSERT_FALSE(report.items.empty());
+  EXPECT_EQ(report.items[0].finding.ruleID, "simulator-ABCD-00");
+  EXPECT_EQ(report.items[0].finding.restoreHint, "Create new simulator in Xcode → Devices & Simulators");
+  EXPECT_EQ(report.items[0].finding.groupRoot, "__tidra:system:xcode__");
 
-        fixture.context.exclusionFilter.addPattern("Devices/*");
-        EXPECT_THAT(CoreSimulatorProbe(xcrun).scan(fixture.context).items, IsEmpty());
-        EXPECT_THAT(CoreSimulatorProbe(fixture.tree().path("no xcrun")).scan(fixture.context).notes, IsEmpty());
-      }
+  fixture.context.exclusionFilter.addPattern("Devices/*");
+  EXPECT_THAT(CoreSimulatorProbe(xcrun).scan(fixture.context).items, IsEmpty());
+  EXPECT_THAT(CoreSimulatorProbe(fixture.tree().path("no xcrun")).scan(fixture.context).notes, IsEmpty());
+}
 
-    }  // namespace
-  }    // namespace tidra
+}  // namespace
+}  // namespace tidra

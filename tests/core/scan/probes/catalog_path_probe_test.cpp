@@ -44,7 +44,7 @@ class CatalogProbe : public testing::Test {
 TEST_F(CatalogProbe, VariablesCountWhenSetAndHaveTheirDefaultsWhenNot) {
   // A climb to the root and down again leads to the tree from wherever the variable points to.
   const std::string down = "/../../../../../../../.." + fixture.tree().root();
-  const std::string unique = std::string(lastPathComponent(fixture.tree().root())) + "-place";
+  const std::string unique = "of-" + std::string(lastPathComponent(fixture.tree().root()));
   rule("temp", {"$TMPDIR/" + unique});
   rule("default temp", {"$TMPDIR" + down + "/fallback"});
   rule("cache", {"${XDG_CACHE_HOME}/x"});

@@ -115,26 +115,20 @@ TEST_F(Conda, IsAlsoFoundInTheHomeFolderButNowhereThatOthersMayWrite) {
 }
 
 TEST(CondaCleanSize, IsTheFirstAnnouncedOne) {
-  struct Case {
-    const char* output;
-    std::optional<std::uint64_t> bytes;
-  };
-  for (const Case& c : std::vector<Case>{{"Total: 12 MB", 12582912},
-                                         {"total size: 1.5GB", 1610612736},
-                                         {"1 GB here, then 2 MB", 2097152},
-                                         {"first 3 MB then 4 MB", 3145728},
-                                         {"cache mb 7\n\tMB", 7340032},
-                                         {"v1.2.3MB", 2411724},
-                                         {".5MB", 5242880},
-                                         {"0.25 mb", 262144},
-                                         {"There are no tarballs to remove, 5 MB", 0},
-                                         {"NOTHING TO do", 0},
-                                         {"removed some", {}},
-                                         {"MB 5", {}},
-                                         {"5. MB", {}},
-                                         {"512 KB", {}},
-                                         {"", {}}}) {
-    EXPECT_EQ(CondaProbe::parseCleanSize(c.output), c.bytes) << c.output;
+  using Sizes = std::map<std::string, std::uint64_t>;
+  for (const auto& [output, bytes] : Sizes{{"Total: 12 MB", 12582912},
+                                           {"total size: 1.5GB", 1610612736},
+                                           {"1 GB here, then 2 MB", 2097152},
+                                           {"first 3 MB then 4 MB", 3145728},
+                                           {"cache mb 7\n\tMB", 7340032},
+                                           {"v1.2.3MB", 2411724},
+                                           {".5MB", 5242880},
+                                           {"There are no tarballs, 5 MB", 0},
+                                           {"NOTHING TO do", 0}}) {
+    EXPECT_EQ(CondaProbe::parseCleanSize(output), bytes) << output;
+  }
+  for (const char* output : {"removed some", "MB 5", "5. MB", "512 KB", ""}) {
+    EXPECT_EQ(CondaProbe::parseCleanSize(output), std::nullopt) << output;
   }
   EXPECT_EQ(CondaProbe::parseCleanSize(std::string(400, '9') + " MB"), std::nullopt);
 }

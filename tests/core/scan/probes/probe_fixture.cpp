@@ -27,7 +27,7 @@ const std::vector<std::string> uselessScripts{
 
 ProbeFixture::ProbeFixture() {
   context.resolver = {tree_.makeFolder("home"),
-                      {{"PATH", tree_.makeFolder("bin")}, {"TMPDIR", tree_.makeFolder("tmp")}}};
+                      {{"PATH", tree_.makeFolder("bin") + ":/usr/bin:/bin"}, {"TMPDIR", tree_.makeFolder("tmp")}}};
   context.catalog = &catalog;
   context.platform = TidraPlatform::linux;
   context.now = TimePoint{std::chrono::seconds{1700000000}};
@@ -61,6 +61,14 @@ std::string ProbeFixture::hang() {
   const std::string started = tree_.path("started");
   context.shouldCancel = [started] { return ::access(started.c_str(), F_OK) == 0; };
   return fmt::format("trap '' TERM; : > '{}'; while :; do sleep 600; done", started);
+}
+
+void ProbeFixture::handTo(SystemProbeContext& other) const {
+  other.resolver = context.resolver;
+  other.catalog = context.catalog;
+  other.platform = context.platform;
+  other.now = context.now;
+  other.shouldCancel = context.shouldCancel;
 }
 
 std::string ProbeFixture::shown(std::string text) const {

@@ -38,6 +38,9 @@ class ProbeFixture {
   /// "path | label | bytes", with the folder to measure in place of bytes that are not known yet.
   std::vector<std::string> lines(const ProbeReport& report) const;
 
+  /// A context equal to this one but for the exclusions, which cannot be copied.
+  void handTo(SystemProbeContext& other) const;
+
   RuleCatalog catalog;
   SystemProbeContext context;
 

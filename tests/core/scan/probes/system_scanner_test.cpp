@@ -61,13 +61,15 @@ class SystemScan : public testing::Test {
     added.paths = {{"linux", {path}}, {"macos", {path}}};
   }
   ScanArtifactFinding project(const std::string& path, std::uint64_t bytes = 10) const {
-    return {
-        .path = fixture.tree().path(path), .label = "p", .sizeBytes = bytes, .ecosystemTag = "npm", .groupRoot = "/p"};
+    ScanArtifactFinding finding;
+    finding.path = fixture.tree().path(path);
+    finding.sizeBytes = bytes;
+    return finding;
   }
   /// "id path bytes group" of each finding.
   std::vector<std::string> scan(const std::set<std::string>& categories,
                                 const std::vector<ScanArtifactFinding>& projects = {}) {
-    request.context = fixture.context;
+    fixture.handTo(request.context);
     request.categories = categories;
     std::vector<std::string> lines;
     for (const auto& finding : SystemArtifactScanner(request).scan(projects).findings) {
@@ -102,7 +104,8 @@ TEST_F(SystemScan, CountsNoPlaceTwiceAcrossCategoriesAndProjects) {
                                           "below @/home/d/g 20 __tidra:system:mine__"));
   // What lies in a project finding is its own; what holds one is reported whole.
   EXPECT_THAT(scan(both, {project("home/c"), project("home/d")}), ElementsAre(holder));
-  EXPECT_THAT(scan(both, {project("home/e/node_modules"), project("home/c/inner")}), ElementsAre(linked, holder));
+  EXPECT_THAT(scan(both, {project("home/e/node_modules"), project("home/c/inner")}),
+              ElementsAre(linked, holder, "outer @/home/c 100 __tidra:system:mine__"));
 }
 
 TEST_F(SystemScan, ACategoryThatDoesNotExistOnThePlatformGivesNothing) {
@@ -149,7 +152,7 @@ TEST_F(SystemScan, CancellingGivesWhatIsKnownAndEndsTheTools) {
 TEST_F(SystemScan, ToolsThatDidNotAnswerAreNotedInTheOrderOfTheProbes) {
   fixture.script("brew", "sleep 0.2; exit 1");
   fixture.script("npm", "exit 1");
-  request.context = fixture.context;
+  fixture.handTo(request.context);
   request.categories = {"homebrew", "globalModules"};
   EXPECT_THAT(SystemArtifactScanner(request).scan({}).notes,
               ElementsAre("npm is installed but did not tell where its global packages are.",

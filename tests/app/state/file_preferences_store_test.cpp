@@ -1,0 +1,244 @@
+#include "app/state/file_preferences_store.h"
+
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#ifdef __linux__
+#include <sched.h>
+#include <sys/mount.h>
+#endif
+
+#include <random>
+
+#include "app/state/exclusions_store.h"
+#include "core/base/json_fields.h"
+#include "core/platform/files.h"
+#include "tests/support/message_of.h"
+#include "tests/support/temporary_tree.h"
+#include "tests/support/without_privileges.h"
+
+namespace tidra {
+namespace {
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+class Preferences : public testing::Test {
+ protected:
+  FilePreferencesStore open(const std::string& relative = "config/tidra/preferences.json") {
+    return {tree.path(relative), [this](const std::string& note) { notes.push_back(note); }};
+  }
+  std::string path() const { return tree.path("config/tidra/preferences.json"); }
+  std::string text() const { return *readFile(path()); }
+  void store(std::string_view bytes) const { tree.writeFile("config/tidra/preferences.json", bytes); }
+
+  TemporaryTree tree;
+  std::vector<std::string> notes;
+};
+
+TEST_F(Preferences, KeepsValuesOfEveryKindForTheirOwnerOnly) {
+  const mode_t former = ::umask(0);
+  auto store = open();
+  EXPECT_EQ(store.value("a"), std::nullopt);
+  EXPECT_EQ(snapshotOf(tree.root()).size(), 1U) << "reading makes nothing";
+  const TimePoint date{std::chrono::seconds{1700000000}};
+  std::string everyByte;
+  for (int i = 0; i < 256; ++i) everyByte += static_cast<char>(i);
+  store.apply(
+      {{"text", "ä/\n"}, {"bytes", everyByte}, {"yes", true}, {"no", false}, {"date", date}, {"absent", std::nullopt}});
+  ::umask(former);
+  auto again = open();
+  EXPECT_EQ(again.bytes("text"), "ä/\n");
+  EXPECT_EQ(again.bytes("bytes"), everyByte);
+  EXPECT_EQ(again.boolean("yes"), true);
+  EXPECT_EQ(again.boolean("no"), false);
+  EXPECT_EQ(again.date("date"), date);
+  EXPECT_EQ(again.bytes("yes"), std::nullopt) << "a value of another kind";
+  again.apply({{"yes", std::nullopt}, {"no", "text now"}});
+  EXPECT_EQ(store.value("yes"), std::nullopt) << "both read the file anew";
+  EXPECT_EQ(store.bytes("no"), "text now");
+  for (const SnapshotEntry& entry : snapshotOf(tree.path("config"))) {
+    EXPECT_EQ(entry.mode, entry.type == 'd' ? 0700U : 0600U) << entry;
+  }
+  tree.setMode("config/tidra/preferences.json", 0644);
+  again.apply({{"x", true}});
+  EXPECT_EQ(snapshotOf(tree.path("config/tidra")).at(1).mode, 0600U);
+  EXPECT_THAT(notes, IsEmpty());
+}
+
+TEST_F(Preferences, WhatANewerBuildWroteSurvivesASave) {
+  const std::string newer =
+      R"({"list": [1, 2.5, null], "kind": {"colour": "red"}, "two": {"text": "a", "date": "b"}, "odd": {"text": 7},
+      "date": {"date": "soon"}, "deep": {"a": {"b": ["ä"]}}, "mine": {"text": "old"}})";
+  store(newer);
+  auto preferences = open();
+  for (const char* key : {"list", "kind", "two", "odd", "date", "deep"})
+    EXPECT_EQ(preferences.value(key), std::nullopt) << key;
+  preferences.apply({{"mine", "new"}});
+  auto expected = parseJson(newer, "it");
+  expected["mine"]["text"] = "new";
+  EXPECT_EQ(parseJson(text(), "it"), expected);
+  preferences.update("mine", [](const auto&) { return std::nullopt; });
+  EXPECT_EQ(parseJson(text(), "it"), expected);
+}
+
+TEST_F(Preferences, AFileDamagedAtAnyByteIsReadOrKeptButNeverLost) {
+  open().apply({{"tidra.a", "one"}, {"tidra.b", true}, {"tidra.c", TimePoint{}}, {"tidra.d", "\xff"}});
+  const std::string whole = text();
+  std::vector<std::string> damaged;
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    damaged.push_back(whole.substr(0, i));
+    for (const int flip : {0x01, 0xff}) {
+      damaged.push_back(whole);
+      damaged.back()[i] = static_cast<char>(damaged.back()[i] ^ flip);
+    }
+  }
+  damaged.push_back("[]");
+  damaged.push_back(whole + "}");
+  std::size_t kept = 0;
+  for (const std::string& bytes : damaged) {
+    store(bytes);
+    notes.clear();
+    for (const char* key : {"tidra.a", "tidra.b", "tidra.c", "tidra.d"}) open().value(key);
+    EXPECT_EQ(text(), bytes) << "reading changes nothing";
+    open().apply({{"added", true}});
+    auto after = parseJson(text(), "it");
+    EXPECT_EQ(after.erase("added"), 1U);
+    if (notes.empty()) {
+      EXPECT_EQ(after, parseJson(bytes, "it")) << bytes;
+      continue;
+    }
+    // The first one stays, so that the others need names of their own.
+    const std::string beside = path() + (kept == 0 ? ".damaged" : ".damaged-1");
+    EXPECT_THAT(notes, testing::ElementsAre("The preferences " + path() + " were damaged; they are kept as " + beside +
+                                            " and begun anew."));
+    const auto aside = readFile(beside);
+    EXPECT_EQ(aside ? *aside : "not there", bytes);
+    EXPECT_TRUE(after.empty());
+    if (kept++ > 0) ::unlink(beside.c_str());
+  }
+  EXPECT_GT(kept, whole.size());
+  EXPECT_EQ(*readFile(path() + ".damaged"), "");
+}
+
+TEST_F(Preferences, WhatCannotBeReadOrWrittenIsOneSentence) {
+  const auto reading = [](PreferencesStore& store) { return messageOf<PreferencesError>([&] { store.value("a"); }); };
+  const auto writing = [](PreferencesStore& store) {
+    return messageOf<PreferencesError>([&] { store.apply({{"a", true}}); });
+  };
+  auto preferences = open();
+  tree.makeFolder("config/tidra/preferences.json");
+  EXPECT_EQ(reading(preferences), "The preferences " + path() + " cannot be read: not a regular file.");
+  EXPECT_EQ(writing(preferences), reading(preferences));
+  tree.writeFile("file");
+  auto below = open("file/preferences.json");
+  EXPECT_THAT(reading(below), EndsWith("cannot be read: Not a directory."));
+  EXPECT_THAT(writing(below), AllOf(StartsWith("The preferences were not saved: "), HasSubstr(tree.path("file"))));
+  ASSERT_EQ(::mkfifo(tree.path("pipe").c_str(), 0600), 0);
+  auto pipe = open("pipe");
+  EXPECT_THAT(reading(pipe), EndsWith("cannot be read: not a regular file."));
+
+  tree.writeFile("closed/preferences.json", "{}");
+  tree.writeFile("unreadable.json", "{}");
+  tree.setMode("closed", 0555);
+  tree.setMode("unreadable.json", 0);
+  const WithoutPrivileges unprivileged(tree);
+  auto closed = open("closed/preferences.json");
+  auto unreadable = open("unreadable.json");
+  EXPECT_EQ(closed.value("a"), std::nullopt);
+  EXPECT_THAT(writing(closed), AllOf(StartsWith("The preferences were not saved: "), EndsWith("Permission denied.")));
+  EXPECT_THAT(reading(unreadable), EndsWith("cannot be read: Permission denied."));
+}
+
+#ifdef __linux__
+TEST_F(Preferences, AFullDiskLeavesTheFormerState) {
+  // In mounts of its own, so that nothing remains however the test ends.
+  const std::string folder = tree.makeFolder("config/tidra");
+  if (::geteuid() != 0 || ::unshare(CLONE_NEWNS) != 0 ||
+      ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+      ::mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=128k") != 0) {
+    GTEST_SKIP() << "no file system can be mounted here";
+  }
+  auto preferences = open();
+  preferences.apply({{"a", "before"}});
+  const auto entries = [&] { return snapshotOf(folder).size(); };
+  const auto before = entries();
+  EXPECT_THAT(messageOf<PreferencesError>([&] {
+                preferences.apply({{"a", std::string(200000, 'x')}});
+              }),
+              AllOf(StartsWith("The preferences were not saved: "), EndsWith("No space left on device.")));
+  EXPECT_EQ(preferences.bytes("a"), "before");
+  EXPECT_EQ(entries(), before) << "no half-written file stays";
+  preferences.apply({{"a", "after"}});
+  EXPECT_EQ(preferences.bytes("a"), "after");
+  EXPECT_EQ(::umount(folder.c_str()), 0);
+}
+#endif
+
+/// Runs the work in a process of its own; gives its id.
+template <class Work>
+pid_t inChild(Work work) {
+  const pid_t child = ::fork();
+  if (child != 0) return child;
+  try {
+    work();
+  } catch (...) {
+    ::_exit(1);
+  }
+  ::_exit(0);
+}
+
+TEST_F(Preferences, TwoProcessesLoseNoneOfEachOthersChanges) {
+  constexpr int rows = 200;
+  std::vector<pid_t> children;
+  for (const std::string name : {"left", "right"}) {
+    children.push_back(inChild([&] {
+      auto preferences = open();
+      for (int i = 0; i < rows; ++i) {
+        ExclusionsStore(preferences).add(name + std::to_string(i), ExclusionRowKind::pattern, {});
+        if (i % 20 == 19) preferences.apply({{name, std::to_string(i)}});
+      }
+    }));
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+  }
+  auto preferences = open();
+  EXPECT_EQ(ExclusionsStore(preferences).load().size(), 2U * rows);
+  EXPECT_EQ(preferences.bytes("left"), "199");
+  EXPECT_EQ(preferences.bytes("right"), "199");
+}
+
+TEST_F(Preferences, KillingAProcessInTheMiddleOfItsSavesLeavesAWholeFile) {
+  auto preferences = open();
+  preferences.apply({{"kept", "always"}, {"a", "0"}, {"b", "0"}});
+  std::mt19937 random(20260314);
+  for (int round = 0; round < 25; ++round) {
+    const pid_t child = inChild([&] {
+      // Values that grow and shrink, so that a half-written file would show.
+      for (int i = 0; i < 100; ++i) {
+        const std::string value(static_cast<std::size_t>(1 + i * 377 % 20000), static_cast<char>('a' + i % 26));
+        preferences.apply({{"a", value}, {"b", value}});
+      }
+    });
+    ::usleep(random() % 30000);
+    ::kill(child, SIGKILL);
+    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+    EXPECT_EQ(preferences.bytes("kept"), "always");
+    EXPECT_EQ(preferences.bytes("a"), preferences.bytes("b")) << "all changes of a save or none";
+    // Nor may the lock of the dead be in the way.
+    preferences.apply({{"round", std::to_string(round)}});
+  }
+  EXPECT_EQ(preferences.bytes("round"), "24");
+  EXPECT_THAT(notes, IsEmpty());
+}
+
+}  // namespace
+}  // namespace tidra

@@ -1,0 +1,175 @@
+// The commands that keep something between runs, and the choice of what lies outside projects.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/model/ecosystems.h"
+#include "core/model/system_scan_categories.h"
+#include "core/platform/files.h"
+#include "core/scan/exclusion_entry.h"
+#include "tests/cli/cli_fixture.h"
+
+namespace tidra {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+class CliState : public CliTest {
+ protected:
+  CliState() {
+    tree().writeFileOfSize(".cache/pip/f", 700);
+    tree().writeFileOfSize(".cargo/registry/f", 90);
+    tree().writeFileOfSize(".mine/f", 5);
+    rules_ = tree().writeFile(
+        "rules.json", R"({"systemRules": [{"id": "m", "category": "mine", "label": "My own", "ecosystem": "ours",
+        "paths": {"linux": ["~/.mine"], "macos": ["~/.mine"]}}]})");
+  }
+
+  /// A scan of categories that ask nothing of this machine's own tools, with the caches and a category that rules made
+  /// up.
+  ProgramRun scanAll(std::vector<std::string> more) const {
+    std::vector<std::string> arguments{"scan", "--json", "--rules", rules_};
+    if (std::find(more.begin(), more.end(), "--category") == more.end())
+      more.insert(more.begin(), {"--category", "globalCaches,mine"});
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return run(arguments);
+  }
+  static std::vector<std::string> pathsIn(const ProgramRun& ran) {
+    EXPECT_EQ(ran.status, 0) << ran.err;
+    std::vector<std::string> paths;
+    for (const auto& item : JsonCodec<ScanReport>::decode(parseJson(ran.out, "it"), "it").items)
+      paths.push_back(item.displayPath);
+    std::sort(paths.begin(), paths.end());
+    return paths;
+  }
+
+  std::string rules_;
+};
+
+const std::vector<std::string> projects{"~/code/ancient/target", "~/code/snake/.venv", "~/code/tool/target",
+                                        "~/code/web/dist", "~/code/web/node_modules"};
+
+TEST_F(CliState, OptionsChooseWhatOutsideProjectsIsFound) {
+  struct Case {
+    std::vector<std::string> arguments;
+    std::vector<std::string> found;
+  };
+  auto all = projects;
+  all.insert(all.begin(), {"~/.cache/pip", "~/.cargo/registry", "~/.mine"});
+  for (const Case& c : std::vector<Case>{
+           {{}, all},
+           {{"--no-system"}, projects},
+           {{"--no-projects"}, {all[0], all[1], all[2]}},
+           {{"--no-projects", "--no-system"}, {}},
+           {{"--no-projects", "--category", "mine"}, {all[2]}},
+           {{"--no-projects", "--category", "mine", "--category", "globalCaches"}, {all[0], all[1], all[2]}},
+           {{"--no-projects", "--category", "xcode"}, {}},
+           {{"--no-projects", "--ecosystem", "rust,ours"}, {all[1], all[2]}},
+           {{"--ecosystem", "rust"}, {all[1], projects[2]}},
+           {{"--no-projects", "--disable-rule", "pip-cache"}, {all[1], all[2]}},
+           {{"--no-projects", "--exclude", ".cargo"}, {all[0], all[2]}},
+           {{"--no-projects", "--min-size", "100"}, {all[0]}},
+           {{"code/web"}, {all[0], all[1], all[2], projects[3], projects[4]}}}) {
+    EXPECT_EQ(pathsIn(scanAll(c.arguments)), c.found) << joined(c.arguments, " ");
+  }
+  const std::string text = run({"scan", "--no-projects", "--category", "globalCaches,mine", "--rules", rules_}).out;
+  EXPECT_THAT(text, testing::AllOf(HasSubstr("Global package caches"), HasSubstr("mine  "), HasSubstr("pip cache"),
+                                   HasSubstr("My own"), HasSubstr("3 artefacts in 2 categories outside projects")));
+}
+
+TEST_F(CliState, AnUnknownCategoryOrEcosystemIsToldWithTheKnownOnes) {
+  const ProgramRun category = run({"scan", "--category", "globalCaches,moon", "--rules", rules_});
+  EXPECT_EQ(category.status, 2);
+  EXPECT_EQ(category.out, "");
+  for (const auto& known : systemScanCategoryTable) EXPECT_THAT(category.err, HasSubstr(std::string(known.key)));
+  EXPECT_THAT(linesOf(category.err),
+              ElementsAre(testing::AllOf(StartsWith("tidra: 'moon' is no category; "), HasSubstr("mine"))));
+  const ProgramRun ecosystem = run({"scan", "--ecosystem", "cobol"});
+  EXPECT_EQ(ecosystem.status, 2);
+  for (const auto& known : ecosystemTable) EXPECT_THAT(ecosystem.err, HasSubstr(std::string(known.key)));
+  EXPECT_THAT(linesOf(ecosystem.err), ElementsAre(StartsWith("tidra: 'cobol' is no ecosystem; ")));
+}
+
+TEST_F(CliState, ExclusionsAreKeptAndHonoured) {
+  EXPECT_THAT(run({"exclude"}).out, StartsWith("Nothing is excluded."));
+  EXPECT_EQ(run({"exclude", "add", tree().path("code/./web/")}).out, "~/code/web is now excluded.\n");
+  EXPECT_EQ(run({"exclude", "add", "~/code/web"}).out, "~/code/web was already excluded.\n");
+  EXPECT_EQ(run({"exclude", "add", "~/.cache"}).out, "~/.cache is now excluded.\n");
+  EXPECT_EQ(run({"exclude", "add", "t?ol\x1b[31m"}).out, "t?ol\\x1b[31m is now excluded.\n");
+  EXPECT_EQ(run({"exclude", "add", "t?ol"}).status, 0);
+  EXPECT_EQ(run({"exclude", "add", "-n", "~/code"}).out, "") << "a dry run";
+  EXPECT_EQ(run({"exclude", "list"}).out,
+            "path     ~/code/web\npath     ~/.cache\npattern  t?ol\\x1b[31m\npattern  t?ol\n");
+  const ProgramRun json = run({"exclude", "list", "--json"});
+  EXPECT_EQ(JsonCodec<std::vector<ExclusionEntry>>::decode(parseJson(json.out, "it"), "it").at(3).pathDisplay, "t?ol");
+  EXPECT_EQ(pathsIn(scanAll({})), (std::vector<std::string>{"~/.cargo/registry", "~/.mine", projects[0], projects[1]}));
+
+  EXPECT_EQ(run({"exclude", "remove", "code/web"}).status, 2) << "is another row than the path";
+  EXPECT_EQ(run({"exclude", "remove", tree().path("code/web")}).out, "~/code/web is no longer excluded.\n");
+  EXPECT_EQ(run({"exclude", "remove", "t?ol"}).status, 0);
+  const ProgramRun gone = run({"exclude", "remove", "t?ol"});
+  EXPECT_EQ(gone.status, 2);
+  EXPECT_THAT(linesOf(gone.err), ElementsAre("tidra: 't?ol' is not excluded; tidra exclude list shows what is."));
+  EXPECT_THAT(pathsIn(scanAll({"--no-system"})), testing::ElementsAreArray(projects));
+  for (const auto& wrong :
+       std::vector<std::vector<std::string>>{{"add", ""}, {"remove", ""}, {"add"}, {"add", "/$NO_SUCH/x"}, {"drop"}}) {
+    std::vector<std::string> arguments{"exclude"};
+    arguments.insert(arguments.end(), wrong.begin(), wrong.end());
+    const ProgramRun ran = run(arguments);
+    EXPECT_EQ(ran.status, 2) << joined(wrong, " ");
+    EXPECT_EQ(linesOf(ran.err).size(), 1U) << ran.err;
+  }
+}
+
+TEST_F(CliState, TheLastScanShowsTheSameItems) {
+  const auto itemsOf = [](const ProgramRun& ran) {
+    auto report = JsonCodec<ScanReport>::decode(parseJson(ran.out, "it"), "it");
+    std::sort(report.items.begin(), report.items.end(), [](const auto& a, const auto& b) { return a.path < b.path; });
+    return report.items;
+  };
+  const ProgramRun made = scanAll({});
+  const ProgramRun shown = run({"scan", "--last", "--json"});
+  EXPECT_EQ(itemsOf(shown), itemsOf(made));
+  EXPECT_EQ(itemsOf(shown).size(), 8U);
+  const std::string text = run({"scan", "--last"}).out;
+  EXPECT_THAT(text, testing::AllOf(HasSubstr("Global package caches"), HasSubstr("~/code/web"),
+                                   HasSubstr("Scanned at 20"), Not(HasSubstr("Scanned in"))));
+  scanAll({"-n", "--no-projects"});
+  EXPECT_EQ(itemsOf(run({"scan", "--last", "--json"})).size(), 8U) << "a dry run keeps nothing";
+  scanAll({"--no-projects"});
+  EXPECT_EQ(itemsOf(run({"scan", "--last", "--json"})).size(), 3U);
+}
+
+TEST_F(CliState, PreferencesThatCannotBeUsedDoNotHinderAScan) {
+  tree().makeFolder(".config/tidra/preferences.json");
+  const ProgramRun scanned = scanAll({});
+  EXPECT_EQ(pathsIn(scanned).size(), 8U);
+  EXPECT_THAT(linesOf(scanned.err), testing::Each(StartsWith("note: The preferences ")));
+  EXPECT_THAT(linesOf(scanned.err).at(0),
+              testing::EndsWith("not a regular file. Exclusions that are kept there do not count."));
+  for (const auto& arguments :
+       std::vector<std::vector<std::string>>{{"exclude", "add", "x"}, {"exclude", "list"}, {"scan", "--last"}}) {
+    const ProgramRun ran = run(arguments);
+    EXPECT_EQ(ran.status, 2) << joined(arguments, " ");
+    EXPECT_THAT(linesOf(ran.err), ElementsAre(HasSubstr("cannot be read: not a regular file.")))
+        << joined(arguments, " ");
+  }
+}
+
+TEST_F(CliState, DamagedPreferencesAreKeptBesideNewOnes) {
+  const std::string damaged = tree().writeFile(".config/tidra/preferences.json", "{\"tidra.exclusions.v1\": ");
+  const ProgramRun scanned = scanAll({});
+  EXPECT_EQ(pathsIn(scanned).size(), 8U);
+  EXPECT_THAT(scanned.err, HasSubstr("note: The preferences " + damaged + " were damaged; they are kept as "));
+  EXPECT_EQ(*readFile(damaged + ".damaged"), "{\"tidra.exclusions.v1\": ");
+  EXPECT_EQ(pathsIn(run({"scan", "--last", "--json"})).size(), 8U);
+}
+
+}  // namespace
+}  // namespace tidra
