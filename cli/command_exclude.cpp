@@ -47,7 +47,10 @@ int add(const ExcludeOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
   const ExclusionRowKind kind = guessExclusionKind(options.text);
   const std::string text = rowText(options, resolver, kind);
-  if (program.options.dryRun) return ExitStatus::done;
+  if (program.options.dryRun) {
+    writeOut(fmt::format("{} would be excluded.\n", escapedForTerminal(text)));
+    return ExitStatus::done;
+  }
   const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   const bool added = UserState(resolver).exclusions.add(text, kind, now);
   writeOut(fmt::format("{} {} excluded.\n", escapedForTerminal(text), added ? "is now" : "was already"));
@@ -57,7 +60,10 @@ int add(const ExcludeOptions& options, const Program& program) {
 int remove(const ExcludeOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
   const std::string text = rowText(options, resolver, guessExclusionKind(options.text));
-  if (program.options.dryRun) return ExitStatus::done;
+  if (program.options.dryRun) {
+    writeOut(fmt::format("{} would no longer be excluded.\n", escapedForTerminal(text)));
+    return ExitStatus::done;
+  }
   if (!UserState(resolver).exclusions.remove(text)) {
     throw InputError(fmt::format("'{}' is not excluded; tidra exclude list shows what is.", escapedForTerminal(text)));
   }

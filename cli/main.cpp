@@ -49,6 +49,12 @@ int runProgram(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::Success& wanted) {
     return app.exit(wanted);
+  } catch (const CLI::RequiredError& error) {
+    const std::string word = argc > 1 ? argv[1] : "";
+    const bool unknown = !word.empty() && !word.starts_with('-') && app.get_subcommands().empty();
+    return fail(unknown ? fmt::format("'{}' is no command; see tidra --help.", escapedForTerminal(word))
+                        : fmt::format("{} (see tidra --help)", escapedForTerminal(error.what())),
+                ExitStatus::badInput);
   } catch (const CLI::ParseError& error) {
     return fail(fmt::format("{} (see tidra --help)", escapedForTerminal(error.what())), ExitStatus::badInput);
   }

@@ -247,8 +247,21 @@ class ScanTextWriter {
     return "  " + paddedRight(total.name, nameWidth) + paddedLeft(ByteFormatting::compact(total.bytes), sizeWidth);
   }
 
+  /// The roots that the report joins with ", ", the home folder of each as "~".
+  std::string shownRoots() const {
+    std::string roots;
+    std::string_view rest = report_.scanRoot;
+    while (!rest.empty()) {
+      const auto end = std::min(rest.find(", /"), rest.size());
+      roots +=
+          (roots.empty() ? "" : ", ") + shown(TidraPathResolver{report_.home, {}}.displayPath(rest.substr(0, end)));
+      rest.remove_prefix(std::min(end + 2, rest.size()));
+    }
+    return roots;
+  }
+
   void writeSum(std::size_t projects, std::size_t systemGroups) {
-    const std::string in = shown(TidraPathResolver{report_.home, {}}.displayPath(report_.scanRoot));
+    const std::string in = shownRoots();
     if (report_.items.empty()) {
       text_ += fmt::format("Nothing to reclaim in {}.", in);
     } else {

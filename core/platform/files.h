@@ -15,7 +15,7 @@ Outcome<std::string> readFile(const std::string& path);
 /// failure.
 Outcome<std::string> readRegularFile(const std::string& path, std::size_t mostBytes);
 
-/// True when the path belongs to the running user or to root and nobody else may write to it. Links are not followed.
+/// True when the path belongs to the running user or to root and not everybody may write to it. Links are not followed.
 bool isOwnedAndPrivate(const std::string& path);
 
 /// Writes a temporary file beside `path` (or beside the file that a link there points to), flushes it to disk, renames

@@ -37,8 +37,8 @@ struct PipOrphanProbe {
   static std::map<std::string, InstalledPackage> installedPackages(const std::string& environment);
 
   /// True when the environment was made at this place by this user: its pip names this place as its interpreter's,
-  /// which nothing that came with a download can know, and only the user or root may write to it. Only then is its pip
-  /// run.
+  /// which nothing that came with a download can know, and it belongs to the user or root and not everybody may write
+  /// to it. Only then is its pip run.
   static bool isTrustworthy(const std::string& environment);
 };
 

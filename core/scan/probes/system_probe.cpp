@@ -25,6 +25,7 @@ std::optional<std::string> SystemProbeContext::output(const std::string& executa
   Environment environment = resolver.environment;
   environment["LC_ALL"] = "C";
   environment["HOME"] = resolver.home;
+  environment["npm_config_logs_max"] = "0";  // npm would keep a log of every question
   if (pathFirst) environment["PATH"] = *pathFirst + ":/usr/local/bin:/usr/bin:/bin";
   const auto result = ProcessRunner::run({.executablePath = executable,
                                           .arguments = std::move(arguments),

@@ -93,10 +93,8 @@ TEST_F(Preferences, AFileDamagedAtAnyByteIsReadOrKeptButNeverLost) {
   std::vector<std::string> damaged;
   for (std::size_t i = 0; i < whole.size(); ++i) {
     damaged.push_back(whole.substr(0, i));
-    for (const int flip : {0x01, 0xff}) {
-      damaged.push_back(whole);
-      damaged.back()[i] = static_cast<char>(damaged.back()[i] ^ flip);
-    }
+    damaged.push_back(whole);
+    damaged.back()[i] = static_cast<char>(damaged.back()[i] ^ (i % 2 == 0 ? 0x01 : 0xff));
   }
   damaged.push_back("[]");
   damaged.push_back(whole + "}");

@@ -132,7 +132,10 @@ TEST_F(GitMetadata, RunsNothingThatARepositoryNames) {
       const std::string inner = makeRepository(trap.name + "/inner");
       git(path, {"add", "inner"});
       git(path, {"commit", "-q", "-m", "Embed"});
-      git(inner, {"config", "core.fsmonitor", evil});
+      git(inner, {"config", "filter.inner.clean", evil});
+      tree_.writeFile(trap.name + "/inner/.git/info/attributes", "* filter=inner\n");
+      tree_.writeFile(trap.name + "/inner/file", "TEXT");
+      tree_.setModified(trap.name + "/inner/file", commitDate);
     }
     if (trap.name == "signature") {
       const std::string signer = script(
