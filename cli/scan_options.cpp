@@ -152,9 +152,7 @@ void addScanOptions(CLI::App& command, ScanOptions& options) {
       ->type_name("AGE");
   command.add_flag("-x,--one-file-system", options.oneFileSystem, "Stay on the file system of each root");
   command.add_option("--sort", options.sort, "Order of the list: size (default), path or age")->type_name("");
-  command.add_option("--limit", options.limit, "Projects to list; 0 lists all")
-      ->type_name("N")
-      ->check(CLI::NonNegativeNumber);
+  command.add_option("--limit", options.limit, "Projects to list; 0 lists all")->type_name("N");
   command.add_option("--output", options.output, "Write the result to FILE instead of standard output")
       ->type_name("FILE");
   command.add_option("--threads", options.threads, "Workers that read folders; 0 chooses")

@@ -127,7 +127,7 @@ ProjectGitMetadata TidraGitMetadataReader::read(const std::string& path, std::ui
   const auto folder = resolver_.resolve(path);
   if (!folder || !isDirectory(*folder)) return metadata;
   metadata.totalProjectSizeBytes = std::max(knownSize, TidraDirectorySizeReader::read(*folder).value_or(0));
-  metadata.isGitRepo = git_ && pathFacts(joinedPath(*folder, ".git"));
+  metadata.isGitRepo = isRepository(*folder);
   if (!metadata.isGitRepo) {
     metadata.lastModified = folderActivity(*folder);
     return metadata;
@@ -142,8 +142,12 @@ ProjectGitMetadata TidraGitMetadataReader::read(const std::string& path, std::ui
   return metadata;
 }
 
+bool TidraGitMetadataReader::isRepository(const std::string& path) const {
+  return git_ && pathFacts(joinedPath(path, ".git"));
+}
+
 std::optional<TimePoint> TidraGitMetadataReader::lastActivity(const std::string& path) const {
-  if (git_ && pathFacts(joinedPath(path, ".git"))) {
+  if (isRepository(path)) {
     if (const auto commit = lastCommit(path)) return commit->date;
   }
   return folderActivity(path);

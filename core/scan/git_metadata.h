@@ -56,6 +56,9 @@ class TidraGitMetadataReader {
   /// bytes of its artefacts. Takes up to 20 seconds for the size and 8 for each git command. Never throws.
   ProjectGitMetadata read(const std::string& path, std::uint64_t knownSize) const;
 
+  /// True when the folder holds ".git" and there is a git to ask.
+  bool isRepository(const std::string& path) const;
+
   /// When the project was last worked on: its last commit, else the modification of its folder. Runs one git command at
   /// most.
   std::optional<TimePoint> lastActivity(const std::string& path) const;

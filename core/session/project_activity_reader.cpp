@@ -23,18 +23,25 @@ ProjectActivityReader::~ProjectActivityReader() {
     closed_ = true;
     cancelled_ = true;
   }
-  changed_.notify_all();
+  waitingChanged_.notify_all();
 }
 
 void ProjectActivityReader::add(const std::string& project) {
   if (!seen_.insert(project).second) return;
+  if (!reader_.isRepository(project)) {
+    // Two questions to the file system cost less than handing them to a thread.
+    const auto date = TidraGitMetadataReader::folderActivity(project);
+    const std::lock_guard lock(mutex_);
+    if (date) answers_.emplace(project, *date);
+    return;
+  }
   {
     const std::lock_guard lock(mutex_);
     waiting_.push(project);
     const bool allBusy = running_ + waiting_.size() > threads_.size();
     if (allBusy && threads_.size() < mostThreads) threads_.emplace_back([this] { work(); });
   }
-  changed_.notify_all();
+  waitingChanged_.notify_one();
 }
 
 std::optional<TimePoint> ProjectActivityReader::ask(const std::string& project) {
@@ -50,7 +57,7 @@ std::optional<TimePoint> ProjectActivityReader::ask(const std::string& project) 
 void ProjectActivityReader::work() {
   std::unique_lock lock(mutex_);
   for (;;) {
-    changed_.wait(lock, [this] { return closed_ || !waiting_.empty(); });
+    waitingChanged_.wait(lock, [this] { return closed_ || !waiting_.empty(); });
     if (closed_) return;
     const std::string project = std::move(waiting_.front());
     waiting_.pop();
@@ -60,13 +67,13 @@ void ProjectActivityReader::work() {
     lock.lock();
     --running_;
     if (date && !cancelled_) answers_.emplace(project, *date);
-    if (waiting_.empty() && running_ == 0) changed_.notify_all();
+    if (waiting_.empty() && running_ == 0) answered_.notify_all();
   }
 }
 
 bool ProjectActivityReader::waitFor(std::chrono::milliseconds most) {
   std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, most, [this] { return waiting_.empty() && running_ == 0; });
+  return answered_.wait_for(lock, most, [this] { return waiting_.empty() && running_ == 0; });
 }
 
 std::map<std::string, TimePoint> ProjectActivityReader::answers() {

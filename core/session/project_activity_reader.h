@@ -46,7 +46,8 @@ class ProjectActivityReader {
   std::atomic<std::size_t> hangs_{0};
   TidraGitMetadataReader reader_;
   std::mutex mutex_;
-  std::condition_variable changed_;
+  std::condition_variable waitingChanged_;
+  std::condition_variable answered_;
   std::set<std::string> seen_;
   std::queue<std::string> waiting_;
   std::map<std::string, TimePoint> answers_;
