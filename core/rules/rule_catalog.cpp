@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <unordered_map>
 
 namespace tidra {
 namespace {
@@ -10,12 +11,14 @@ namespace {
 /// Replaces each rule with a known id where it stands and appends the others.
 template <class Rule>
 void lay(std::vector<Rule>& base, const std::vector<Rule>& overlay) {
+  std::unordered_map<std::string, std::size_t> places;
+  for (const Rule& rule : base) places.emplace(rule.id, places.size());
   for (const Rule& rule : overlay) {
-    const auto same = std::find_if(base.begin(), base.end(), [&](const Rule& known) { return known.id == rule.id; });
-    if (same == base.end()) {
+    const auto [place, isNew] = places.emplace(rule.id, base.size());
+    if (isNew) {
       base.push_back(rule);
     } else {
-      *same = rule;
+      base[place->second] = rule;
     }
   }
 }
