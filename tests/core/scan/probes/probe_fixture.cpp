@@ -53,7 +53,8 @@ std::string ProbeFixture::tool(const std::string& name, const Answers& answers) 
 std::vector<std::string> ProbeFixture::calls() const {
   std::vector<std::string> lines;
   const auto text = readFile(tree_.path("calls"));
-  for (const auto line : splitNonEmpty(text ? *text : "", '\n')) lines.emplace_back(line);
+  if (!text) return lines;
+  for (const auto line : splitNonEmpty(*text, '\n')) lines.emplace_back(line);
   return lines;
 }
 

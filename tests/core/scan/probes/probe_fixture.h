@@ -1,7 +1,6 @@
 // What the tests of the probes share: a home folder, fake tools on a search path of their own, findings as short lines.
 #pragma once
 
-#include <atomic>
 #include <string>
 #include <utility>
 #include <vector>
