@@ -114,8 +114,13 @@ std::string JsonObjectReader::place(std::string_view key) const { return fmt::fo
 std::optional<std::string> JsonObjectReader::optionalBytes(const char* key) const {
   const std::string exactKey = std::string(key) + "Bytes";
   if (const auto exact = optional<std::string>(exactKey.c_str())) {
-    if (auto bytes = base64Decoded(*exact)) return bytes;
-    failType(place(exactKey), "base64");
+    auto bytes = base64Decoded(*exact);
+    if (!bytes) failType(place(exactKey), "base64");
+    // What a person reads, or has edited, must be what counts.
+    if (required<std::string>(key) != replacingInvalidUtf8(*bytes)) {
+      throw DecodingError(fmt::format("{} and {} name different things", place(key), place(exactKey)));
+    }
+    return bytes;
   }
   return optional<std::string>(key);
 }

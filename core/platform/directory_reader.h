@@ -22,13 +22,28 @@ struct DirectoryEntry {
   EntryType type = EntryType::other;
 };
 
+/// Which file or folder it is, whatever its name.
+struct FileIdentity {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+
+  bool operator==(const FileIdentity&) const = default;
+};
+
 /// What the file system says about one entry, links not followed unless said otherwise.
 struct EntryFacts {
   EntryType type = EntryType::other;
   std::uint64_t sizeBytes = 0;  // logical size
   TimePoint modified{};
-  std::uint64_t device = 0;
-  std::uint64_t inode = 0;
+  FileIdentity identity;
+  std::uint64_t mount = 0;        // number of the mount it was reached through; 0 where the system does not tell
+  std::uint32_t owner = 0;        // user id
+  std::uint32_t permissions = 0;  // the lowest twelve bits of the mode
+
+  /// True when both lie on the same volume as far as renaming goes from one to the other.
+  bool sharesVolumeWith(const EntryFacts& other) const {
+    return identity.device == other.identity.device && mount == other.mount;
+  }
 };
 
 /// Opens a folder that the user named; links on the way are followed and the path may be longer than PATH_MAX.
@@ -45,6 +60,9 @@ Outcome<EntryFacts> entryFacts(int parent, const char* name);
 
 /// Links are followed.
 Outcome<EntryFacts> followedEntryFacts(int parent, const char* name);
+
+/// Facts of an open file or folder.
+Outcome<EntryFacts> descriptorFacts(int descriptor);
 
 /// Facts of a path that may be longer than PATH_MAX; its last component is not followed.
 Outcome<EntryFacts> pathFacts(std::string_view path);

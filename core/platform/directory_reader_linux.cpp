@@ -15,7 +15,13 @@ namespace tidra {
 namespace {
 
 constexpr std::size_t bufferBytes = 64 * 1024;
-constexpr unsigned factsMask = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_INO;
+#ifdef STATX_MNT_ID
+constexpr unsigned mountMask = STATX_MNT_ID;
+#else
+constexpr unsigned mountMask = 0;
+#endif
+constexpr unsigned factsMask =
+    STATX_TYPE | STATX_MODE | STATX_UID | STATX_SIZE | STATX_MTIME | STATX_INO | mountMask;
 
 /// The record that getdents64 fills in.
 struct RawEntry {
@@ -49,14 +55,24 @@ bool isDotOrDotDot(const char* name) {
   return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
+/// Older kernels and headers do not tell the mount.
+std::uint64_t mountOf(const struct statx& status) {
+#ifdef STATX_MNT_ID
+  if ((status.stx_mask & STATX_MNT_ID) != 0) return status.stx_mnt_id;
+#endif
+  return 0;
+}
+
 Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
   struct statx status {};
   if (::statx(parent, name, flags | AT_NO_AUTOMOUNT, factsMask, &status) != 0) return lastSystemError();
   return EntryFacts{.type = typeOfMode(status.stx_mode),
                     .sizeBytes = status.stx_size,
                     .modified = timePointAt(status.stx_mtime.tv_sec),
-                    .device = makedev(status.stx_dev_major, status.stx_dev_minor),
-                    .inode = status.stx_ino};
+                    .identity = {makedev(status.stx_dev_major, status.stx_dev_minor), status.stx_ino},
+                    .mount = mountOf(status),
+                    .owner = status.stx_uid,
+                    .permissions = status.stx_mode & 07777U};
 }
 
 }  // namespace
@@ -72,6 +88,8 @@ Outcome<EntryFacts> entryFacts(int parent, const char* name) {
 }
 
 Outcome<EntryFacts> followedEntryFacts(int parent, const char* name) { return factsWithFlags(parent, name, 0); }
+
+Outcome<EntryFacts> descriptorFacts(int descriptor) { return factsWithFlags(descriptor, "", AT_EMPTY_PATH); }
 
 struct DirectoryReader::State {
   alignas(RawEntry) std::array<std::byte, bufferBytes> buffer;

@@ -14,14 +14,20 @@ EntryType typeOfMode(unsigned mode) {
   return S_ISLNK(mode) ? EntryType::symbolicLink : EntryType::other;
 }
 
-Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
-  struct stat status {};
-  if (::fstatat(parent, name, &status, flags) != 0) return lastSystemError();
+EntryFacts factsOf(const struct stat& status) {
   return EntryFacts{.type = typeOfMode(status.st_mode),
                     .sizeBytes = static_cast<std::uint64_t>(status.st_size),
                     .modified = timePointAt(status.st_mtimespec.tv_sec),
-                    .device = static_cast<std::uint64_t>(status.st_dev),
-                    .inode = static_cast<std::uint64_t>(status.st_ino)};
+                    .identity = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)},
+                    .mount = 0,
+                    .owner = status.st_uid,
+                    .permissions = status.st_mode & 07777U};
+}
+
+Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
+  struct stat status {};
+  if (::fstatat(parent, name, &status, flags) != 0) return lastSystemError();
+  return factsOf(status);
 }
 
 }  // namespace
@@ -37,6 +43,12 @@ Outcome<EntryFacts> entryFacts(int parent, const char* name) {
 }
 
 Outcome<EntryFacts> followedEntryFacts(int parent, const char* name) { return factsWithFlags(parent, name, 0); }
+
+Outcome<EntryFacts> descriptorFacts(int descriptor) {
+  struct stat status {};
+  if (::fstat(descriptor, &status) != 0) return lastSystemError();
+  return factsOf(status);
+}
 
 struct DirectoryReader::State {
   DIR* stream = nullptr;

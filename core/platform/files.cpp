@@ -11,6 +11,7 @@
 
 #include "core/platform/directory_reader.h"
 #include "core/platform/file_descriptor.h"
+#include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -20,30 +21,23 @@ namespace {
 class TemporaryFile {
  public:
   TemporaryFile(std::string path, unsigned mode) : path_(std::move(path)), file_(::mkstemp(path_.data())) {
-    if (!file_ || ::fchmod(file_.get(), mode) != 0) fail();
+    if (!file_ || ::fchmod(file_.get(), mode) != 0) fail(lastSystemError());
   }
   ~TemporaryFile() { discard(); }
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
   void write(std::string_view bytes) {
-    while (!bytes.empty()) {
-      const auto count = ::write(file_.get(), bytes.data(), bytes.size());
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0) fail();
-      bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-    if (::fsync(file_.get()) != 0) fail();
+    if (const auto reason = writeDurably(file_, bytes)) fail(reason);
   }
 
   void renameTo(const std::string& target) {
-    if (::rename(path_.c_str(), target.c_str()) != 0) fail();
+    if (::rename(path_.c_str(), target.c_str()) != 0) fail(lastSystemError());
     kept_ = true;
   }
 
  private:
-  [[noreturn]] void fail() {
-    const auto reason = lastSystemError();
+  [[noreturn]] void fail(std::error_code reason) {
     discard();
     throw std::system_error(reason);
   }
@@ -58,26 +52,8 @@ class TemporaryFile {
 
 void flushFolder(const std::string& folder) {
   FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  // A file system that cannot flush a folder says EINVAL; the rename itself has succeeded.
-  if (!opened || (::fsync(opened.get()) != 0 && errno != EINVAL)) throw std::system_error(lastSystemError());
-}
-
-}  // namespace
-
-namespace {
-
-/// Everything up to the end; one byte more than `mostBytes` at most.
-Outcome<std::string> readToEnd(const FileDescriptor& file, std::size_t mostBytes) {
-  std::string bytes;
-  constexpr std::size_t chunk = 64 * 1024;
-  for (;;) {
-    const std::size_t size = bytes.size();
-    bytes.resize(size + chunk);
-    const auto count = ::read(file.get(), bytes.data() + size, chunk);
-    if (count < 0 && errno != EINTR) return lastSystemError();
-    bytes.resize(size + static_cast<std::size_t>(count > 0 ? count : 0));
-    if (count == 0 || bytes.size() > mostBytes) return bytes;
-  }
+  if (!opened) throw std::system_error(lastSystemError());
+  if (const auto reason = flushEntries(opened.get())) throw std::system_error(reason);
 }
 
 }  // namespace

@@ -63,19 +63,21 @@ std::string FolderNode::path() const {
 
 void FolderNode::expectSubfolders(std::size_t count, bool keepOpen) {
   unopened_ = count;
-  if (count == 0 || !keepOpen) closeDescriptor();
+  const bool isAnchor = held_ && !parent_;
+  if (!isAnchor && (!keepOpen || (count == 0 && !held_))) closeDescriptor();
 }
 
 Outcome<FileDescriptor> FolderNode::openAgain() const {
   // From the first folder down again one component at a time, so that no link is followed on the way. Ancestors that
-  // are still open cannot be used: their descriptors are other workers' to close.
+  // are still open cannot be used: their descriptors are other workers' to close. A held first folder is never closed,
+  // and never looked up by its path again.
   std::vector<const FolderNode*> closed;
   const FolderNode* node = this;
   while (node->parent() != nullptr) {
     closed.push_back(node);
     node = node->parent();
   }
-  auto current = openDirectory(node->name_);
+  auto current = node->held_ ? openSubdirectory(node->descriptor_.get(), ".") : openDirectory(node->name_);
   for (auto next = closed.rbegin(); current && next != closed.rend(); ++next) {
     current = openSubdirectory(current->get(), (*next)->name_.c_str());
   }
@@ -89,7 +91,7 @@ Outcome<FileDescriptor> FolderNode::openExpected(const char* name) {
     return openSubdirectory(again->get(), name);
   }
   auto opened = openSubdirectory(descriptor_.get(), name);
-  if (--unopened_ == 0) closeDescriptor();
+  if (--unopened_ == 0 && !held_) closeDescriptor();
   return opened;
 }
 

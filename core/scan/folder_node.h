@@ -21,6 +21,19 @@ class FolderNode {
   FolderNode(const FolderNode&) = delete;
   FolderNode& operator=(const FolderNode&) = delete;
 
+  /// Keeps the descriptor open as long as the node lives, unless expectSubfolders() is told otherwise. Paths below the
+  /// first folder of a traversal can then always be reached through it. Call before expectSubfolders().
+  void holdDescriptor() { held_ = true; }
+
+  /// Calls `use(descriptor)` with the folder's descriptor, opened again through the chain of parents when it is closed;
+  /// gives what `use` gives, or why the folder could not be opened. For held nodes.
+  template <class Use>
+  std::error_code withDescriptor(Use use) const {
+    if (descriptor_) return use(descriptor_.get());
+    const auto again = openAgain();
+    return again ? use(again->get()) : again.failure();
+  }
+
   const FolderNode* parent() const { return parent_.get(); }
   /// One component; for the first folder of a traversal its whole path.
   const std::string& name() const { return name_; }
@@ -28,8 +41,8 @@ class FolderNode {
   /// The whole path, made from the chain.
   std::string path() const;
 
-  /// Announces how many subfolders will be opened; the descriptor closes after the last. With `keepOpen` false it
-  /// closes at once and every subfolder is reached through the chain. Call once, before any subfolder is opened.
+  /// Announces how many subfolders will be opened; the descriptor closes after the last unless it is held. With
+  /// `keepOpen` false it closes at once and every subfolder is reached through the chain; a held first folder stays. Call once, before any subfolder is opened.
   void expectSubfolders(std::size_t count, bool keepOpen);
 
   /// Opens a subfolder without following a link in its place, and counts it as opened whatever comes of it.
@@ -45,6 +58,7 @@ class FolderNode {
   std::shared_ptr<FolderNode> parent_;
   std::string name_;
   FileDescriptor descriptor_;
+  bool held_ = false;
   std::atomic<std::size_t> unopened_{0};
 };
 

@@ -69,10 +69,12 @@ class FolderTraversal {
   }
 
   /// Adds a tree. Its first folder is opened following links; only before start().
-  void addRoot(const std::string& path, Context context) {
-    stacks_[0].tasks.push_back({nullptr, path, std::move(context)});
-    ++outstanding_;
-    ++queued_;
+  void addRoot(const std::string& path, Context context) { addTask({nullptr, path, std::move(context), {}}); }
+
+  /// Adds a tree by its first folder, freshly opened, which is never looked up by its path again; only before start().
+  /// `path` is for FolderNode::path() alone.
+  void addRoot(FileDescriptor folder, const std::string& path, Context context) {
+    addTask({nullptr, path, std::move(context), std::move(folder)});
   }
 
   /// Starts the workers; they stop by themselves after the last folder.
@@ -100,6 +102,7 @@ class FolderTraversal {
     std::shared_ptr<FolderNode> parent;  // none for a first folder
     std::string name;                    // one component, or the whole path of a first folder
     Context context;
+    FileDescriptor opened;  // of a first folder that was handed over open
   };
   struct Stack {
     std::mutex mutex;
@@ -124,10 +127,23 @@ class FolderTraversal {
     finished_.notify_all();
   }
 
+  void addTask(Task task) {
+    stacks_[0].tasks.push_back(std::move(task));
+    ++outstanding_;
+    ++queued_;
+  }
+
+  static Outcome<FileDescriptor> open(Task& task) {
+    if (task.opened) return std::move(task.opened);
+    return task.parent ? task.parent->openExpected(task.name.c_str()) : openDirectory(task.name);
+  }
+
   void visit(unsigned self, Task& task, DirectoryReader& reader) {
-    auto opened = task.parent ? task.parent->openExpected(task.name.c_str()) : openDirectory(task.name);
+    const bool anchored = static_cast<bool>(task.opened);
+    auto opened = open(task);
     if (!opened) return visitor_.couldNotOpen(task.context, opened.failure());
     auto node = std::make_shared<FolderNode>(std::move(task.parent), std::move(task.name), std::move(*opened));
+    if (anchored) node->holdDescriptor();
     Visit visit(std::move(node), std::move(task.context), reader, self);
     visitor_.visit(visit);
     push(self, visit);
@@ -142,7 +158,7 @@ class FolderTraversal {
     {
       const std::lock_guard lock(stacks_[self].mutex);
       for (auto next = visit.subfolders_.rbegin(); next != visit.subfolders_.rend(); ++next) {
-        stacks_[self].tasks.push_back({visit.node_, std::move(next->first), std::move(next->second)});
+        stacks_[self].tasks.push_back({visit.node_, std::move(next->first), std::move(next->second), {}});
       }
     }
     // This worker takes one of them itself.

@@ -195,7 +195,7 @@ struct RootPlace {
 RootPlace placeOf(const std::string& root) {
   const auto real = realPath(root);
   RootPlace place{real ? *real : root, std::nullopt};
-  if (const auto facts = pathFacts(place.realPath)) place.device = facts->device;
+  if (const auto facts = pathFacts(place.realPath)) place.device = facts->identity.device;
   return place;
 }
 

@@ -1,0 +1,126 @@
+#include "core/dispose/deletion_service.h"
+
+#include <fmt/format.h>
+
+#include <limits>
+
+#include "core/dispose/disposal_error.h"
+#include "core/dispose/item_removal.h"
+#include "core/dispose/tool_targets.h"
+#include "core/model/removal_leftover.h"
+#include "core/platform/path_text.h"
+#include "core/scan/directory_size.h"
+
+namespace tidra {
+namespace {
+
+constexpr std::chrono::seconds measuringLimit{30};
+
+bool isToolTarget(const std::string& path) {
+  return path.starts_with("docker:") || path.starts_with("conda:") || path.starts_with("pip:orphan:");
+}
+
+std::int64_t signedBytes(std::uint64_t bytes) {
+  constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+  return static_cast<std::int64_t>(std::min(bytes, most));
+}
+
+}  // namespace
+
+TidraDeletionService::TidraDeletionService(Setting setting)
+    : setting_(std::move(setting)), trash_(setting_.resolver, setting_.mounts) {}
+
+TidraDeletionService::Result TidraDeletionService::dispose(const Item& item, DisposalMethod method, bool dryRun,
+                                                           const QuarantineConfig& quarantine) {
+  try {
+    return isToolTarget(item.path) ? disposeTarget(item.path, dryRun) : disposePath(item, method, dryRun, quarantine);
+  } catch (const std::system_error& error) {
+    const bool missing = error.code() == std::errc::no_such_file_or_directory;
+    return TidraDeletionFailure{item.path, missing ? "Path not found" : error.code().message()};
+  } catch (const std::runtime_error& error) {
+    return TidraDeletionFailure{item.path, error.what()};
+  }
+}
+
+DisposalOutcome TidraDeletionService::dispose(const std::vector<Item>& items, DisposalMethod method, bool dryRun,
+                                              const QuarantineConfig& quarantine,
+                                              const std::function<void(std::size_t)>& onItem) {
+  DisposalOutcome outcome;
+  for (std::size_t done = 0; done < items.size() && !isCancelled(); ++done) {
+    if (onItem) onItem(done);
+    auto result = dispose(items[done], method, dryRun, quarantine);
+    if (auto* receipt = std::get_if<DisposalReceipt>(&result)) {
+      outcome.receipts.push_back(std::move(*receipt));
+    } else {
+      outcome.failures.push_back(std::move(std::get<TidraDeletionFailure>(result)));
+    }
+  }
+  if (onItem) onItem(outcome.receipts.size() + outcome.failures.size());
+  return outcome;
+}
+
+DisposalReceipt TidraDeletionService::disposeTarget(const std::string& target, bool dryRun) {
+  const auto command = ToolTargets::commandFor(target, setting_.resolver);
+  if (!dryRun) ToolTargets::run(command, setting_.resolver, setting_.shouldCancel);
+  return {.path = target,
+          .method = DisposalMethod::delete_,
+          .destination = std::nullopt,
+          .bytes = std::nullopt,
+          .at = setting_.clock()};
+}
+
+DisposalReceipt TidraDeletionService::disposePath(const Item& item, DisposalMethod method, bool dryRun,
+                                                  const QuarantineConfig& quarantine) {
+  std::string path = item.path;
+  if (path == "~" || path.starts_with("~/")) path = setting_.resolver.home + path.substr(1);
+  const HeldEntry entry = holdEntry(path);
+  if (item.identity && *item.identity != entry.facts.identity) {
+    throw DisposalError("was replaced by something else since the scan; scan again");
+  }
+  auto own = setting_.protectedFolders;
+  own.push_back(quarantine.directory);
+  own.push_back(TrashDisposer::folder(setting_.resolver));
+  ProtectedPlaces(setting_.resolver, setting_.mounts, own).check(entry);
+  if (!quarantine_ || quarantine_->config() != quarantine) {
+    quarantine_.emplace(quarantine, setting_.resolver, setting_.host, setting_.mounts);
+  }
+  // What a removal left behind when it was cut short is finished, not kept.
+  if (RemovalLeftover::is(entry.name)) method = DisposalMethod::delete_;
+  DisposalReceipt receipt{.path = item.path,
+                          .method = method,
+                          .destination = std::nullopt,
+                          .bytes = measure(entry),
+                          .at = setting_.clock()};
+  if (!dryRun) {
+    act(entry, standardizedPath(path), *quarantine_, receipt);
+  } else if (method == DisposalMethod::trash) {
+    trash_.check(entry);
+  } else if (method == DisposalMethod::quarantine) {
+    quarantine_->check(entry);
+  }
+  return receipt;
+}
+
+void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine,
+                               DisposalReceipt& receipt) {
+  switch (receipt.method) {
+    case DisposalMethod::trash:
+      receipt.destination = trash_.trash(entry, path, receipt.at);
+      return;
+    case DisposalMethod::quarantine:
+      receipt.destination = quarantine.quarantine(entry, path, receipt.bytes, receipt.at).url;
+      return;
+    case DisposalMethod::delete_:
+      ItemRemoval::run(entry, {.workers = setting_.workers, .shouldCancel = setting_.shouldCancel});
+  }
+}
+
+std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry) const {
+  if (entry.facts.type != EntryType::directory) return signedBytes(entry.facts.sizeBytes);
+  const auto bytes = TidraDirectorySizeReader::readAll({entry.path()}, {.workers = setting_.workers,
+                                                                        .limit = measuringLimit,
+                                                                        .shouldCancel = setting_.shouldCancel});
+  return bytes.front() ? std::optional(signedBytes(*bytes.front())) : std::nullopt;
+}
+
+}  // namespace tidra

@@ -1,0 +1,264 @@
+#include "core/dispose/freedesktop_trash.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <ctime>
+
+#include "core/base/text.h"
+#include "core/dispose/disposal_error.h"
+#include "core/dispose/item_removal.h"
+#include "core/model/removal_leftover.h"
+#include "core/platform/folder_entries.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+constexpr std::string_view infoSuffix = ".trashinfo";
+constexpr std::string_view pathKey = "Path=";
+constexpr std::string_view dateKey = "DeletionDate=";
+constexpr std::size_t largestInfo = 64 * 1024;
+constexpr const char* storeName = "the trash folder";
+
+std::string shown(std::string_view path) { return escapedForTerminal(path); }
+
+std::string infoOf(const std::string& name) { return name + std::string(infoSuffix); }
+
+/// "2026-03-14T10:15:00" in local time.
+std::string localDate(TimePoint date) {
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}", fmt::localtime(std::chrono::system_clock::to_time_t(date)));
+}
+
+std::optional<std::string_view> valueOf(std::string_view text, std::string_view key) {
+  for (const std::string_view line : splitNonEmpty(text, '\n')) {
+    if (line.starts_with(key)) return trimmed(line.substr(key.size()));
+  }
+  return std::nullopt;
+}
+
+std::optional<unsigned> hexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  const char lower = static_cast<char>(c | 0x20);
+  if (lower >= 'a' && lower <= 'f') return lower - 'a' + 10;
+  return std::nullopt;
+}
+
+std::vector<std::string> namesIn(const StoreFolder& store) {
+  std::vector<std::string> names;
+  const auto readable = openSubdirectory(store.descriptor(), ".");
+  if (!readable) throw std::system_error(readable.failure());
+  DirectoryReader reader;
+  reader.start(readable->get());
+  for (DirectoryEntry entry; reader.next(entry);) names.emplace_back(entry.name);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace
+
+std::string FreedesktopTrash::encodedPath(std::string_view path) {
+  constexpr std::string_view plain = "/-_.~!$&'()*+,;=:@";
+  std::string encoded;
+  for (const char c : path) {
+    const bool alphanumeric = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    if (alphanumeric || plain.find(c) != std::string_view::npos) {
+      encoded += c;
+    } else {
+      encoded += fmt::format("%{:02X}", static_cast<unsigned char>(c));
+    }
+  }
+  return encoded;
+}
+
+std::optional<std::string> FreedesktopTrash::pathOf(std::string_view infoText) {
+  const auto encoded = valueOf(infoText, pathKey);
+  if (!encoded) return std::nullopt;
+  std::string path;
+  for (std::size_t i = 0; i < encoded->size(); ++i) {
+    const char c = (*encoded)[i];
+    if (c == '%' && i + 2 < encoded->size()) {
+      const auto high = hexDigit((*encoded)[i + 1]);
+      const auto low = hexDigit((*encoded)[i + 2]);
+      if (high && low) {
+        path += static_cast<char>(*high * 16 + *low);
+        i += 2;
+        continue;
+      }
+    }
+    path += c;
+  }
+  return path;
+}
+
+std::optional<TimePoint> FreedesktopTrash::dateOf(std::string_view infoText) {
+  const auto text = valueOf(infoText, dateKey);
+  if (!text) return std::nullopt;
+  // The calendar reads it first, so that only real days reach the conversion from local time.
+  const auto asUtc = fromIso8601(std::string(text->substr(0, text->find('.'))) + "Z");
+  if (!asUtc) return std::nullopt;
+  const auto day = std::chrono::floor<std::chrono::days>(*asUtc);
+  const std::chrono::year_month_day date{day};
+  const std::chrono::hh_mm_ss time{*asUtc - day};
+  std::tm local{};
+  local.tm_year = static_cast<int>(date.year()) - 1900;
+  local.tm_mon = static_cast<int>(static_cast<unsigned>(date.month())) - 1;
+  local.tm_mday = static_cast<int>(static_cast<unsigned>(date.day()));
+  local.tm_hour = static_cast<int>(time.hours().count());
+  local.tm_min = static_cast<int>(time.minutes().count());
+  local.tm_sec = static_cast<int>(time.seconds().count());
+  local.tm_isdst = -1;
+  return timePointAt(std::mktime(&local));
+}
+
+FreedesktopTrash::FreedesktopTrash(TidraPathResolver resolver, std::vector<MountPoint> mounts)
+    : resolver_(std::move(resolver)), mounts_(std::move(mounts)) {}
+
+std::string FreedesktopTrash::homeTrash() const {
+  const auto data = resolver_.environment.find("XDG_DATA_HOME");
+  const bool isSet = data != resolver_.environment.end() && data->second.starts_with('/');
+  return joinedPath(isSet ? standardizedPath(data->second) : joinedPath(resolver_.home, ".local/share"), "Trash");
+}
+
+std::string FreedesktopTrash::trashFolderFor(const HeldEntry& entry) const {
+  if (!Volumes::differ(entry.folder, resolver_.home)) return homeTrash();
+  return joinedPath(Volumes::topOf(entry.folder), fmt::format(".Trash-{}", runningUser()));
+}
+
+FreedesktopTrash::Location FreedesktopTrash::locationFor(const HeldEntry& entry) const {
+  const std::string folder = trashFolderFor(entry);
+  return {joinedPath(folder, "files"), joinedPath(folder, "info")};
+}
+
+FreedesktopTrash::Store FreedesktopTrash::open(const std::string& folder) const {
+  const auto trash = StoreFolder::open(folder, true, storeName);
+  return {StoreFolder::open(trash.folder, "files", true, storeName),
+          StoreFolder::open(trash.folder, "info", true, storeName)};
+}
+
+void FreedesktopTrash::check(const HeldEntry& entry) const {
+  const auto location = locationFor(entry);
+  for (const std::string& folder : {parentPath(location.files), location.files, location.info}) {
+    if (pathFacts(folder)) StoreFolder::openExisting(folder, true, storeName);
+  }
+}
+
+std::string FreedesktopTrash::reserve(const Store& store, const std::string& stem, const std::string& text) {
+  int& number = nextNumbers_.try_emplace(store.info.pathOf(stem), 1).first->second;
+  for (;; ++number) {
+    const std::string name = number == 1 ? stem : fmt::format("{}.{}", stem, number);
+    if (entryFacts(store.files.descriptor(), name.c_str())) continue;
+    const auto file = makeFileEntry(store.info.descriptor(), infoOf(name).c_str());
+    if (!file && file.failure() == std::errc::file_exists) continue;
+    auto reason = file.failure();
+    if (!reason) reason = writeDurably(*file, text);
+    if (!reason) return name;
+    if (file) removeFileEntry(store.info.descriptor(), infoOf(name).c_str());
+    throw DisposalError(fmt::format("its info file in {} cannot be written: {}", shown(store.info.folder.path),
+                                    reason.message()));
+  }
+}
+
+std::string FreedesktopTrash::trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date) {
+  const Store store = open(trashFolderFor(entry));
+  const std::string text =
+      fmt::format("[Trash Info]\n{}{}\n{}{}\n", pathKey, encodedPath(originalPath), dateKey, localDate(date));
+  constexpr std::size_t numberLength = 10;
+  const std::string stem = shortenedName(entry.name, infoSuffix.size() + numberLength);
+  for (;;) {
+    const std::string name = reserve(store, stem, text);
+    try {
+      if (!moveIntoStore(entry, store.files, name, "use --method delete")) return store.files.pathOf(name);
+    } catch (...) {
+      removeFileEntry(store.info.descriptor(), infoOf(name).c_str());
+      throw;
+    }
+    // Something without an info file has taken the name.
+    removeFileEntry(store.info.descriptor(), infoOf(name).c_str());
+  }
+}
+
+std::vector<std::string> FreedesktopTrash::trashFolders() const {
+  std::vector<std::string> folders = Volumes::ownFoldersNamed(fmt::format(".Trash-{}", runningUser()), mounts_);
+  if (pathFacts(homeTrash())) folders.insert(folders.begin(), homeTrash());
+  return folders;
+}
+
+std::vector<FreedesktopTrash::Entry> FreedesktopTrash::entries(const Store& store, TimePoint cutOff) {
+  std::vector<Entry> entries;
+  for (const std::string& name : namesIn(store.info)) {
+    if (!name.ends_with(infoSuffix) || name.size() == infoSuffix.size()) continue;
+    const auto text = readFileEntry(store.info.descriptor(), name.c_str(), largestInfo);
+    const auto date = text ? dateOf(*text) : std::nullopt;
+    if (date && *date < cutOff) entries.push_back({name.substr(0, name.size() - infoSuffix.size()), *date});
+  }
+  return entries;
+}
+
+void FreedesktopTrash::purgeFolder(const std::string& folder, TimePoint cutOff,
+                                   const std::function<bool()>& shouldCancel, Purged& purged) const {
+  const Store store = open(folder);
+  const auto isCancelled = [&] { return shouldCancel && shouldCancel(); };
+  const auto remove = [&](const std::string& path) {
+    try {
+      ItemRemoval::run(holdEntry(path), {.shouldCancel = shouldCancel});
+    } catch (const std::system_error& error) {
+      if (error.code() != std::errc::no_such_file_or_directory) throw;
+    }
+  };
+  for (const std::string& name : namesIn(store.files)) {
+    if (!RemovalLeftover::is(name) || isCancelled()) continue;
+    try {
+      remove(store.files.pathOf(name));
+    } catch (const std::exception& error) {
+      purged.failures.push_back({store.files.pathOf(name), error.what()});
+    }
+  }
+  for (const Entry& entry : entries(store, cutOff)) {
+    if (isCancelled()) return;
+    const std::string path = store.files.pathOf(entry.name);
+    try {
+      remove(path);
+      if (const auto reason = removeFileEntry(store.info.descriptor(), infoOf(entry.name).c_str())) {
+        throw DisposalError(reason);
+      }
+      purged.paths.push_back(path);
+    } catch (const std::exception& error) {
+      purged.failures.push_back({path, error.what()});
+    }
+  }
+}
+
+FreedesktopTrash::Purged FreedesktopTrash::purge(std::int64_t olderThanDays, TimePoint now,
+                                                 const std::function<bool()>& shouldCancel) const {
+  return purgeBefore(now - retention(olderThanDays), shouldCancel);
+}
+
+FreedesktopTrash::Purged FreedesktopTrash::purgeBefore(TimePoint cutOff,
+                                                       const std::function<bool()>& shouldCancel) const {
+  Purged purged;
+  for (const std::string& folder : trashFolders()) {
+    try {
+      purgeFolder(folder, cutOff, shouldCancel, purged);
+    } catch (const std::exception& error) {
+      purged.notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.what()));
+    }
+  }
+  return purged;
+}
+
+std::vector<std::string> FreedesktopTrash::olderThan(TimePoint cutOff) const {
+  std::vector<std::string> paths;
+  for (const std::string& folder : trashFolders()) {
+    try {
+      const Store store = open(folder);
+      for (const Entry& entry : entries(store, cutOff)) paths.push_back(store.files.pathOf(entry.name));
+    } catch (const std::exception&) {
+      continue;  // purging tells why
+    }
+  }
+  return paths;
+}
+
+}  // namespace tidra

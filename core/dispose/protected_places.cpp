@@ -1,0 +1,64 @@
+#include "core/dispose/protected_places.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "core/base/text.h"
+#include "core/dispose/disposal_error.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+/// The path without links as far as it exists; what is missing stays as it is spelled.
+std::string realAsFarAsItExists(const std::string& path) {
+  if (const auto real = realPath(path)) return *real;
+  if (path == "/") return path;
+  return joinedPath(realAsFarAsItExists(parentPath(path)), lastPathComponent(path));
+}
+
+}  // namespace
+
+ProtectedPlaces::ProtectedPlaces(const TidraPathResolver& resolver, std::vector<MountPoint> mounts,
+                                 const std::vector<std::string>& ownFolders)
+    : mounts_(std::move(mounts)) {
+  add(resolver.home, "the home folder");
+  for (const std::string& folder : ownFolders) add(folder, "a folder that Tidra keeps things in");
+  for (std::string place = places_.front().path;; place = parentPath(place)) {
+    if (const auto facts = pathFacts(place)) identities_.push_back(facts->identity);
+    if (place == "/") break;
+  }
+}
+
+void ProtectedPlaces::add(const std::string& path, const std::string& what) {
+  if (path.starts_with('/')) places_.push_back({realAsFarAsItExists(standardizedPath(path)), what});
+}
+
+void ProtectedPlaces::check(const HeldEntry& entry) const {
+  const std::string path = entry.path();
+  if (entry.folder.path == "/") {
+    throw DisposalError("is protected: a folder directly in / belongs to the system, and Tidra never removes it");
+  }
+  for (const Place& place : places_) {
+    if (!isSameOrInside(place.path, path)) continue;
+    throw DisposalError(fmt::format("is protected: it {} {}, and Tidra never removes that",
+                                    place.path == path ? "is" : "holds", place.what));
+  }
+  if (std::find(identities_.begin(), identities_.end(), entry.facts.identity) != identities_.end()) {
+    throw DisposalError("is protected: it is or holds the home folder, and Tidra never removes that");
+  }
+  if (entry.facts.type != EntryType::directory) return;
+  const auto folder = descriptorFacts(entry.folder.descriptor.get());
+  if (!folder || !folder->sharesVolumeWith(entry.facts)) {
+    throw DisposalError("is a mounted file system, which Tidra never removes; unmount it first");
+  }
+  for (const MountPoint& mount : mounts_) {
+    if (!isSameOrInside(mount.path, path)) continue;
+    throw DisposalError(fmt::format("holds a mounted file system at {}; unmount it first",
+                                    escapedForTerminal(mount.path)));
+  }
+}
+
+}  // namespace tidra

@@ -1,0 +1,266 @@
+#include "core/dispose/quarantine.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/dispose/disposal_error.h"
+#include "core/dispose/item_removal.h"
+#include "core/model/removal_leftover.h"
+#include "core/platform/files.h"
+#include "core/platform/folder_entries.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+constexpr const char* storeName = "the quarantine folder";
+constexpr std::size_t largestManifest = 1024 * 1024;
+
+std::string shown(std::string_view path) { return escapedForTerminal(path); }
+
+/// "20260314T101500", UTC.
+std::string stamp(TimePoint date) {
+  return fmt::format("{:%Y%m%dT%H%M%S}", fmt::gmtime(std::chrono::system_clock::to_time_t(date)));
+}
+
+std::string manifestOf(const std::string& entryName) {
+  return entryName + std::string(QuarantineDisposer::manifestSuffix);
+}
+
+bool isManifest(std::string_view name) {
+  return name.ends_with(QuarantineDisposer::manifestSuffix) && name.size() > QuarantineDisposer::manifestSuffix.size();
+}
+
+std::vector<std::string> sortedNames(const StoreFolder& store) {
+  const auto readable = openSubdirectory(store.descriptor(), ".");
+  if (!readable) throw std::system_error(readable.failure());
+  std::vector<std::string> names;
+  DirectoryReader reader;
+  reader.start(readable->get());
+  for (DirectoryEntry entry; reader.next(entry);) names.emplace_back(entry.name);
+  if (reader.failure()) throw std::system_error(reader.failure());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+QuarantineDisposer::Manifest readManifest(const StoreFolder& store, const std::string& name) {
+  const auto text = readFileEntry(store.descriptor(), name.c_str(), largestManifest);
+  if (!text) throw std::system_error(text.failure());
+  return JsonCodec<QuarantineDisposer::Manifest>::decode(parseJson(*text, "the manifest"), "the manifest");
+}
+
+}  // namespace
+
+QuarantineConfig QuarantineConfig::makeDefault(const TidraPathResolver& resolver) {
+  const auto given = resolver.environment.find("TIDRA_QUARANTINE_DIR");
+  if (given == resolver.environment.end() || given->second.empty()) {
+    return {.directory = joinedPath(resolver.home, ".tidra/quarantine")};
+  }
+  std::string directory = given->second;
+  if (directory == "~" || directory.starts_with("~/")) directory = resolver.home + directory.substr(1);
+  if (!directory.starts_with('/')) {
+    throw InputError(fmt::format("TIDRA_QUARANTINE_DIR is '{}', which is not an absolute path; give one.",
+                                 shown(given->second)));
+  }
+  return {.directory = standardizedPath(directory)};
+}
+
+std::string QuarantineDisposer::Entry::name() const { return std::string(lastPathComponent(url)); }
+
+QuarantineDisposer::QuarantineDisposer(QuarantineConfig config, TidraPathResolver resolver, std::string host,
+                                       std::vector<MountPoint> mounts)
+    : config_(std::move(config)), resolver_(std::move(resolver)), host_(std::move(host)), mounts_(std::move(mounts)) {}
+
+std::string QuarantineDisposer::rootFor(const HeldEntry& entry) const {
+  const std::string parent = parentPath(config_.directory);
+  const std::string reference = followedFacts(parent) ? parent : resolver_.home;
+  if (!followedFacts(reference) || !Volumes::differ(entry.folder, reference)) return config_.directory;
+  return joinedPath(Volumes::topOf(entry.folder), volumeFolder);
+}
+
+void QuarantineDisposer::check(const HeldEntry& entry) const {
+  const std::string root = rootFor(entry);
+  if (pathFacts(root)) StoreFolder::openExisting(root, false, storeName);
+}
+
+std::string QuarantineDisposer::reserve(const StoreFolder& store, const std::string& stem,
+                                        const std::string& manifest) {
+  int& number = nextNumbers_.try_emplace(store.pathOf(stem), 1).first->second;
+  for (;; ++number) {
+    const std::string name = number == 1 ? stem : fmt::format("{}.{}", stem, number);
+    if (entryFacts(store.descriptor(), name.c_str())) continue;
+    const auto file = makeFileEntry(store.descriptor(), manifestOf(name).c_str());
+    if (!file && file.failure() == std::errc::file_exists) continue;
+    auto reason = file.failure();
+    if (!reason) reason = writeDurably(*file, manifest);
+    if (!reason) reason = flushEntries(store.descriptor());
+    if (!reason) return name;
+    if (file) removeFileEntry(store.descriptor(), manifestOf(name).c_str());
+    throw DisposalError(fmt::format("its manifest in {} cannot be written: {}", shown(store.folder.path),
+                                    reason.message()));
+  }
+}
+
+QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& entry, const std::string& originalPath,
+                                                               std::optional<std::int64_t> bytes, TimePoint date) {
+  const auto store = StoreFolder::open(rootFor(entry), false, storeName);
+  const std::string manifest =
+      jsonText(JsonCodec<Manifest>::encode(
+                   {.originalPath = originalPath, .quarantinedAt = date, .bytes = bytes, .host = host_}),
+               true) +
+      "\n";
+  constexpr std::size_t numberLength = 10;
+  const std::string prefix = stamp(date) + "-";
+  const std::string stem =
+      prefix + shortenedName(entry.name, prefix.size() + manifestSuffix.size() + numberLength);
+  for (;;) {
+    const std::string name = reserve(store, stem, manifest);
+    try {
+      if (!moveIntoStore(entry, store, name, "use --method delete")) return {store.pathOf(name), bytes};
+    } catch (...) {
+      removeFileEntry(store.descriptor(), manifestOf(name).c_str());
+      throw;
+    }
+    // Something without a manifest has taken the name.
+    removeFileEntry(store.descriptor(), manifestOf(name).c_str());
+  }
+}
+
+void QuarantineDisposer::readRoot(Root& root, std::vector<std::string>& notes) const {
+  for (const std::string& name : sortedNames(root.store)) {
+    if (RemovalLeftover::is(name)) root.leftovers.push_back(name);
+    if (!isManifest(name)) continue;
+    const std::string item = name.substr(0, name.size() - manifestSuffix.size());
+    try {
+      Manifest manifest = readManifest(root.store, name);
+      const bool hasItem = static_cast<bool>(entryFacts(root.store.descriptor(), item.c_str()));
+      root.found.push_back({{root.store.pathOf(item), std::move(manifest)}, hasItem});
+      if (!hasItem) notes.push_back(fmt::format("{} has a manifest but is not there.", shown(root.store.pathOf(item))));
+    } catch (const std::exception& error) {
+      notes.push_back(fmt::format("{} cannot be read: {}.", shown(root.store.pathOf(name)), shown(error.what())));
+    }
+  }
+}
+
+std::vector<QuarantineDisposer::Root> QuarantineDisposer::readRoots(std::vector<std::string>& notes) const {
+  std::vector<Root> roots;
+  std::vector<std::string> folders = Volumes::ownFoldersNamed(volumeFolder, mounts_);
+  std::erase(folders, config_.directory);
+  if (pathFacts(config_.directory)) {
+    roots.push_back({StoreFolder::openExisting(config_.directory, false, storeName), {}, {}});
+  }
+  for (const std::string& folder : folders) {
+    try {
+      roots.push_back({StoreFolder::openExisting(folder, false, storeName), {}, {}});
+    } catch (const std::exception& error) {
+      notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.what()));
+    }
+  }
+  for (Root& root : roots) readRoot(root, notes);
+  return roots;
+}
+
+QuarantineDisposer::Listing QuarantineDisposer::list() const {
+  Listing listing;
+  for (Root& root : readRoots(listing.notes)) {
+    for (Found& found : root.found) {
+      if (found.hasItem) listing.entries.push_back(std::move(found.entry));
+    }
+  }
+  return listing;
+}
+
+void QuarantineDisposer::remove(const Entry& entry, const std::function<bool()>& shouldCancel) const {
+  const auto store = StoreFolder::openExisting(parentPath(entry.url), false, storeName);
+  const std::string name = entry.name();
+  try {
+    ItemRemoval::run(holdEntry(entry.url), {.shouldCancel = shouldCancel});
+  } catch (const std::system_error& error) {
+    if (error.code() != std::errc::no_such_file_or_directory) throw;
+  }
+  if (const auto reason = removeFileEntry(store.descriptor(), manifestOf(name).c_str())) throw DisposalError(reason);
+}
+
+QuarantineDisposer::Purged QuarantineDisposer::purge(std::optional<std::int64_t> olderThanDays, TimePoint now,
+                                                     const std::function<bool()>& shouldCancel) const {
+  return purgeBefore(now - retention(olderThanDays.value_or(config_.retentionDays)), shouldCancel);
+}
+
+QuarantineDisposer::Purged QuarantineDisposer::purgeBefore(TimePoint cutOff,
+                                                           const std::function<bool()>& shouldCancel) const {
+  Purged purged;
+  const auto isCancelled = [&] { return shouldCancel && shouldCancel(); };
+  const auto attempt = [&](const std::string& path, const auto& removal) {
+    try {
+      removal();
+      purged.paths.push_back(path);
+    } catch (const std::exception& error) {
+      purged.failures.push_back({path, error.what()});
+    }
+  };
+  // What has no item is told by list(); here it is only cleared away.
+  std::vector<std::string> unused;
+  for (const Root& root : readRoots(unused)) {
+    for (const std::string& leftover : root.leftovers) {
+      if (isCancelled()) return purged;
+      const std::string path = root.store.pathOf(leftover);
+      attempt(path, [&] { ItemRemoval::run(holdEntry(path), {.shouldCancel = shouldCancel}); });
+    }
+    for (const Found& found : root.found) {
+      if (isCancelled()) return purged;
+      if (found.entry.manifest.quarantinedAt >= cutOff) continue;
+      attempt(found.entry.url, [&] { remove(found.entry, shouldCancel); });
+    }
+  }
+  return purged;
+}
+
+void QuarantineDisposer::checkRestore(const Entry& entry) const {
+  const std::string& original = entry.manifest.originalPath;
+  const std::string place = standardizedPath(original.starts_with('/') ? original : "/");
+  if (!original.starts_with('/') || place == "/") {
+    throw DisposalError(fmt::format("its manifest names '{}' as its place, which is no path to restore to",
+                                    shown(original)));
+  }
+  if (pathFacts(place)) {
+    throw DisposalError(fmt::format("something else is at {} by now; move that away first", shown(place)));
+  }
+}
+
+void QuarantineDisposer::restore(const Entry& entry) const {
+  checkRestore(entry);
+  const std::string place = standardizedPath(entry.manifest.originalPath);
+  const auto store = StoreFolder::openExisting(parentPath(entry.url), false, storeName);
+  const HeldEntry item = holdEntry(entry.url);
+  const StoreFolder target{holdOrMakeFolder(parentPath(place), 0777)};
+  const std::string name(lastPathComponent(place));
+  if (moveIntoStore(item, target, name, "copy it back by hand")) {
+    throw DisposalError(fmt::format("something else is at {} by now; move that away first", shown(place)));
+  }
+  if (const auto reason = removeFileEntry(store.descriptor(), manifestOf(entry.name()).c_str())) {
+    throw DisposalError(fmt::format("was restored, but its manifest stays in quarantine: {}", reason.message()));
+  }
+}
+
+nlohmann::json JsonCodec<QuarantineDisposer::Manifest>::encode(const QuarantineDisposer::Manifest& manifest) {
+  nlohmann::json object{{"quarantinedAt", iso8601(manifest.quarantinedAt)},
+                        {"host", JsonCodec<std::string>::encode(manifest.host)}};
+  putBytes(object, "originalPath", manifest.originalPath);
+  putOptional(object, "bytes", manifest.bytes);
+  return object;
+}
+
+QuarantineDisposer::Manifest JsonCodec<QuarantineDisposer::Manifest>::decode(const nlohmann::json& value,
+                                                                             const std::string& where) {
+  const JsonObjectReader object(value, where);
+  return {.originalPath = object.requiredBytes("originalPath"),
+          .quarantinedAt = object.required<TimePoint>("quarantinedAt"),
+          .bytes = object.optional<std::int64_t>("bytes"),
+          .host = object.required<std::string>("host")};
+}
+
+}  // namespace tidra

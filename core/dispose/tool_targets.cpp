@@ -1,0 +1,96 @@
+#include "core/dispose/tool_targets.h"
+
+#include <fmt/format.h>
+
+#include "core/base/text.h"
+#include "core/dispose/disposal_error.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+#include "core/platform/process_runner.h"
+#include "core/scan/probes/conda_probe.h"
+#include "core/scan/probes/docker_probe.h"
+#include "core/scan/probes/pip_orphan_probe.h"
+
+namespace tidra {
+namespace {
+
+/// The rest of a target after a prefix; none when it is empty, or when a tool would take it for an option.
+std::optional<std::string> nameAfter(const std::string& target, std::string_view prefix) {
+  if (!target.starts_with(prefix) || target.size() == prefix.size() || target[prefix.size()] == '-') {
+    return std::nullopt;
+  }
+  return target.substr(prefix.size());
+}
+
+ToolTargets::Command dockerCommand(const std::string& target, const TidraPathResolver& resolver) {
+  const auto engine = DockerArtifactProbe::findEngine(resolver.environment);
+  if (!engine) throw DisposalError("Docker not found");
+  if (target == "docker:prune:dangling") return {*engine, {"image", "prune", "-f"}};
+  if (target == "docker:prune:buildcache") return {*engine, {"builder", "prune", "-f"}};
+  if (const auto volume = nameAfter(target, "docker:volume:")) return {*engine, {"volume", "rm", *volume}};
+  throw DisposalError("Unknown Docker target");
+}
+
+std::vector<std::string> condaArguments(const std::string& target) {
+  if (target == "conda:clean:packages") return {"conda", "clean", "--packages", "-y"};
+  if (target == "conda:clean:tarballs") return {"conda", "clean", "--tarballs", "-y"};
+  if (target == "conda:clean:index-cache") return {"conda", "clean", "--index-cache", "-y"};
+  if (const auto name = nameAfter(target, "conda:env:")) return {"conda", "env", "remove", "-n", *name, "-y"};
+  throw DisposalError("Unknown Conda target");
+}
+
+ToolTargets::Command condaCommand(const std::string& target, const TidraPathResolver& resolver) {
+  ToolTargets::Command command{"/usr/bin/env", condaArguments(target)};
+  if (const auto conda = CondaProbe::find(resolver)) command.searchPathFirst = parentPath(*conda);
+  return command;
+}
+
+ToolTargets::Command pipCommand(const std::string& target) {
+  const std::string environment = target.substr(std::string_view("pip:orphan:").size());
+  const std::string pip = joinedPath(environment, "bin/pip");
+  if (!environment.starts_with('/') || !isExecutableFile(pip)) throw DisposalError("pip not found in venv");
+  if (!PipOrphanProbe::isTrustworthy(environment)) {
+    throw DisposalError("pip of this venv is not run: it was not made here, or others may change it");
+  }
+  return {pip, {"cache", "purge"}};
+}
+
+/// The folders of the search path that nobody else can put a program into.
+std::string safeSearchPath(const TidraPathResolver& resolver, const std::optional<std::string>& first) {
+  std::vector<std::string> folders;
+  if (first) folders.push_back(*first);
+  const auto given = resolver.environment.find("PATH");
+  for (const std::string_view folder : splitNonEmpty(given == resolver.environment.end() ? "" : given->second, ':')) {
+    const std::string path(folder);
+    if (path.starts_with('/') && isOwnedAndPrivate(path)) folders.push_back(path);
+  }
+  for (const char* usual : {"/usr/local/bin", "/usr/bin", "/bin"}) folders.emplace_back(usual);
+  return joined(folders, ":");
+}
+
+}  // namespace
+
+ToolTargets::Command ToolTargets::commandFor(const std::string& target, const TidraPathResolver& resolver) {
+  if (target.starts_with("docker:")) return dockerCommand(target, resolver);
+  if (target.starts_with("conda:")) return condaCommand(target, resolver);
+  if (target.starts_with("pip:orphan:")) return pipCommand(target);
+  throw DisposalError("Unknown target");
+}
+
+void ToolTargets::run(const Command& command, const TidraPathResolver& resolver,
+                      const std::function<bool()>& shouldCancel) {
+  Environment environment = resolver.environment;
+  environment["LC_ALL"] = "C";
+  environment["HOME"] = resolver.home;
+  environment["PATH"] = safeSearchPath(resolver, command.searchPathFirst);
+  const auto result = ProcessRunner::run({.executablePath = command.executable,
+                                          .arguments = command.arguments,
+                                          .currentDirectory = "/",
+                                          .environment = std::move(environment),
+                                          .timeoutSeconds = timeoutSeconds,
+                                          .shouldCancel = shouldCancel});
+  if (!result) throw DisposalError("Command could not be started or timed out");
+  if (result->status != 0) throw DisposalError(fmt::format("Command failed (exit {})", result->status));
+}
+
+}  // namespace tidra

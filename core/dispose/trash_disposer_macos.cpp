@@ -1,0 +1,36 @@
+// Not run on any machine but a Mac, and so far untested.
+#include "core/dispose/disposal_error.h"
+#include "core/dispose/trash_disposer.h"
+#include "core/platform/desktop_trash_macos.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
+#include "core/platform/process_runner.h"
+
+namespace tidra {
+
+TrashDisposer::TrashDisposer(const TidraPathResolver& resolver, const std::vector<MountPoint>& mounts)
+    : freedesktop_(resolver, mounts) {}
+
+void TrashDisposer::check(const HeldEntry&) const {}
+
+std::string TrashDisposer::trash(const HeldEntry& entry, const std::string&, TimePoint) {
+  // The system takes a path, not a descriptor: what arrived is compared with what was looked at.
+  const auto landed = moveToDesktopTrash(entry.path());
+  if (!landed) throw std::system_error(landed.failure());
+  const auto facts = pathFacts(*landed);
+  if (!facts || facts->identity != entry.facts.identity) {
+    throw DisposalError("was replaced by something else in this moment, which is in the trash now");
+  }
+  return *landed;
+}
+
+void TrashDisposer::emptyTrash(TimePoint) {
+  constexpr double timeoutSeconds = 60;
+  ProcessRunner::run({.executablePath = "/usr/bin/osascript",
+                      .arguments = {"-e", "tell application \"Finder\" to empty trash"},
+                      .timeoutSeconds = timeoutSeconds});
+}
+
+std::string TrashDisposer::folder(const TidraPathResolver& resolver) { return joinedPath(resolver.home, ".Trash"); }
+
+}  // namespace tidra

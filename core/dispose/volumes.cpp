@@ -1,0 +1,160 @@
+#include "core/dispose/volumes.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+
+#include "core/base/text.h"
+#include "core/dispose/disposal_error.h"
+#include "core/platform/files.h"
+#include "core/platform/folder_entries.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+std::string shown(std::string_view path) { return escapedForTerminal(path); }
+
+Outcome<EntryFacts> factsOf(const HeldFolder& folder) { return descriptorFacts(folder.descriptor.get()); }
+
+/// Looks at a store and opens it.
+StoreFolder checked(const HeldFolder& parent, const std::string& name, bool othersMayRead, const std::string& what) {
+  const std::string path = joinedPath(parent.path, name);
+  auto component = openPathComponent(parent.descriptor.get(), name);
+  if (!component && component.failure() != std::errc::not_a_directory) throw std::system_error(component.failure());
+  if (!component || !component->folder) {
+    throw DisposalError(fmt::format("{} {} is not a folder; move it away or choose another place", what, shown(path)));
+  }
+  StoreFolder store{{std::move(component->folder), path}};
+  const auto facts = factsOf(store.folder);
+  if (!facts) throw std::system_error(facts.failure());
+  if (facts->owner != runningUser()) {
+    throw DisposalError(fmt::format("{} {} belongs to another user, so it is not used", what, shown(path)));
+  }
+  constexpr std::uint32_t writableByOthers = 0022;
+  constexpr std::uint32_t openToOthers = 0077;
+  if ((facts->permissions & (othersMayRead ? writableByOthers : openToOthers)) != 0) {
+    throw DisposalError(fmt::format("{} {} is open to other users; run chmod 700 on it", what, shown(path)));
+  }
+  return store;
+}
+
+std::string volumeName(const HeldFolder& folder) {
+  try {
+    return Volumes::topOf(folder);
+  } catch (const std::system_error&) {
+    return folder.path;
+  }
+}
+
+/// Moving a folder to another parent needs the right to change the folder itself, for its "..".
+std::error_code moveOpeningUp(const HeldEntry& entry, const StoreFolder& store, const std::string& name) {
+  const int from = entry.folder.descriptor.get();
+  const auto reason = moveEntry(from, entry.name, store.descriptor(), name);
+  constexpr std::uint32_t ownerMayWrite = 0200;
+  const bool locked = reason == std::errc::permission_denied && entry.facts.type == EntryType::directory &&
+                      entry.facts.owner == runningUser() && (entry.facts.permissions & ownerMayWrite) == 0;
+  if (!locked) return reason;
+  auto folder = openPathComponent(from, entry.name);
+  if (!folder || !folder->folder) return reason;
+  const int held = folder->folder.get();
+  const auto facts = descriptorFacts(held);
+  if (!facts || facts->identity != entry.facts.identity || grantOwnerAccess(held, "")) return reason;
+  const auto again = moveEntry(from, entry.name, store.descriptor(), name);
+  setPermissions(held, entry.facts.permissions);
+  return again;
+}
+
+}  // namespace
+
+bool Volumes::differ(const HeldFolder& folder, const std::string& path) {
+  const auto here = factsOf(folder);
+  const auto there = followedFacts(path);
+  return !here || !there || !here->sharesVolumeWith(*there);
+}
+
+std::string Volumes::topOf(const HeldFolder& folder) {
+  const auto own = factsOf(folder);
+  if (!own) throw std::system_error(own.failure());
+  std::string top = folder.path;
+  while (top != "/") {
+    const auto above = pathFacts(parentPath(top));
+    if (!above || !above->sharesVolumeWith(*own)) break;
+    top = parentPath(top);
+  }
+  return top;
+}
+
+std::vector<std::string> Volumes::ownFoldersNamed(std::string_view name, const std::vector<MountPoint>& mounts) {
+  std::set<std::string> tops{"/"};
+  for (const MountPoint& mount : mounts) {
+    if (!isPseudoFileSystem(mount.fileSystem) && mount.fileSystem != "autofs") tops.insert(mount.path);
+  }
+  std::vector<std::string> folders;
+  for (const std::string& top : tops) {
+    std::string path = joinedPath(top, name);
+    const auto facts = pathFacts(path);
+    if (facts && facts->type == EntryType::directory && facts->owner == runningUser()) {
+      folders.push_back(std::move(path));
+    }
+  }
+  return folders;
+}
+
+StoreFolder StoreFolder::open(const HeldFolder& parent, const std::string& name, bool othersMayRead,
+                              const std::string& what) {
+  const auto made = makeFolderEntry(parent.descriptor.get(), name.c_str(), 0700);
+  if (made && made != std::errc::file_exists) {
+    throw DisposalError(fmt::format("{} {} cannot be made: {}", what, shown(joinedPath(parent.path, name)),
+                                    made.message()));
+  }
+  return checked(parent, name, othersMayRead, what);
+}
+
+StoreFolder StoreFolder::open(const std::string& path, bool othersMayRead, const std::string& what) {
+  const std::string whole = standardizedPath(path);
+  const HeldFolder parent = holdOrMakeFolder(parentPath(whole), 0700);
+  return open(parent, std::string(lastPathComponent(whole)), othersMayRead, what);
+}
+
+StoreFolder StoreFolder::openExisting(const std::string& path, bool othersMayRead, const std::string& what) {
+  const std::string whole = standardizedPath(path);
+  return checked(holdFolder(parentPath(whole)), std::string(lastPathComponent(whole)), othersMayRead, what);
+}
+
+std::string StoreFolder::pathOf(std::string_view name) const { return joinedPath(folder.path, name); }
+
+std::chrono::seconds retention(std::int64_t days) {
+  constexpr std::int64_t most = 1'000'000;
+  constexpr std::int64_t secondsPerDay = 86400;
+  return std::chrono::seconds{std::clamp<std::int64_t>(days, 0, most) * secondsPerDay};
+}
+
+std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, const std::string& name,
+                              std::string_view wayOut) {
+  const auto reason = moveOpeningUp(entry, store, name);
+  if (reason == std::errc::file_exists) return reason;
+  if (reason == std::errc::cross_device_link) {
+    throw DisposalError(
+        fmt::format("it lies on the volume at {} but {} on the volume at {}, and Tidra does not copy from one volume to "
+                    "another behind your back; {}",
+                    shown(volumeName(entry.folder)), shown(store.folder.path), shown(volumeName(store.folder)), wayOut));
+  }
+  if (reason) throw DisposalError(reason);
+  const auto arrived = entryFacts(store.descriptor(), name.c_str());
+  if (arrived && arrived->identity == entry.facts.identity) return {};
+  moveEntry(store.descriptor(), name, entry.folder.descriptor.get(), entry.name);
+  throw DisposalError("was replaced by something else in this moment, which stays in its place");
+}
+
+std::string shortenedName(std::string_view name, std::size_t reserved) {
+  constexpr std::size_t longest = 255;
+  if (name.size() + reserved <= longest) return std::string(name);
+  std::size_t length = longest - reserved;
+  const auto isContinuation = [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; };
+  while (length > 1 && isContinuation(name[length])) --length;
+  return std::string(name.substr(0, length));
+}
+
+}  // namespace tidra

@@ -1,0 +1,128 @@
+#include "core/model/cleanup_plan.h"
+
+#include <algorithm>
+#include <limits>
+#include <set>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+/// Why a path cannot be meant; empty for one that can.
+std::string_view faultOf(const std::string& path) {
+  if (path.find('\0') != std::string::npos) return "holds a NUL byte";
+  if (isToolBackedTarget(path)) return {};
+  if (!path.starts_with('/')) return "is not absolute";
+  const auto pieces = split(path, '/');
+  if (std::find(pieces.begin(), pieces.end(), "..") != pieces.end()) return "contains '..'";
+  if (path != "/" && path.ends_with('/')) return "ends with '/'";
+  return path == standardizedPath(path) ? std::string_view{} : "contains '.' or an empty component";
+}
+
+void check(const CleanupPlan& plan) {
+  std::set<std::string_view> seen;
+  for (const CleanupPlan::Item& item : plan.items) {
+    const std::string shown = escapedForTerminal(item.path);
+    if (const auto fault = faultOf(item.path); !fault.empty()) {
+      throw InputError(fmt::format("the path '{}' {}; give it as the report shows it.", shown, fault));
+    }
+    if (item.bytes < 0) throw InputError(fmt::format("the size of '{}' is negative.", shown));
+    if (!seen.insert(item.path).second) {
+      throw InputError(fmt::format("'{}' is listed twice; remove one of them.", shown));
+    }
+  }
+}
+
+}  // namespace
+
+CleanupPlan::Item CleanupPlan::Item::make(const ScanReportItem& reported) {
+  return {.id = reported.id,
+          .path = reported.path,
+          .label = reported.label,
+          .bytes = reported.bytes,
+          .tier = reported.tier,
+          .category = reported.category,
+          .source = reported.source,
+          .ruleID = reported.ruleID};
+}
+
+std::optional<ArtifactSafetyTier> CleanupPlan::highestTier() const {
+  std::optional<ArtifactSafetyTier> highest;
+  for (const Item& item : items) highest = highest ? std::max(*highest, item.tier) : item.tier;
+  return highest;
+}
+
+std::int64_t CleanupPlan::totalBytes() const {
+  std::int64_t sum = 0;
+  constexpr auto largest = std::numeric_limits<std::int64_t>::max();
+  for (const Item& item : items) sum = item.bytes > largest - sum ? largest : sum + item.bytes;
+  return sum;
+}
+
+CleanupPlan CleanupPlan::parse(std::string_view text, const std::string& what) {
+  try {
+    const auto document = parseJson(text, "the text");
+    const auto version = JsonObjectReader(document, "the plan").required<std::int64_t>("schemaVersion");
+    if (version != TidraReportSchema::version) {
+      throw InputError(fmt::format("it has schema version {}, but this Tidra reads {}; {}.", version,
+                                   TidraReportSchema::version,
+                                   version > TidraReportSchema::version ? "use a newer Tidra" : "make a new plan"));
+    }
+    CleanupPlan plan = JsonCodec<CleanupPlan>::decode(document, "the plan");
+    check(plan);
+    return plan;
+  } catch (const InputError& error) {
+    throw InputError(fmt::format("{}: {}", what, error.what()));
+  } catch (const DecodingError& error) {
+    throw InputError(fmt::format("{}: {}.", what, escapedForTerminal(error.what())));
+  }
+}
+
+nlohmann::json JsonCodec<CleanupPlan::Item>::encode(const CleanupPlan::Item& item) {
+  nlohmann::json object{{"id", item.id},
+                        {"label", JsonCodec<std::string>::encode(item.label)},
+                        {"bytes", item.bytes},
+                        {"tier", rawValue(item.tier)},
+                        {"category", JsonCodec<std::string>::encode(item.category)},
+                        {"source", rawValue(item.source)}};
+  putBytes(object, "path", item.path);
+  putOptional(object, "ruleID", item.ruleID);
+  return object;
+}
+
+CleanupPlan::Item JsonCodec<CleanupPlan::Item>::decode(const nlohmann::json& value, const std::string& where) {
+  const JsonObjectReader object(value, where);
+  return {.id = object.required<std::string>("id"),
+          .path = object.requiredBytes("path"),
+          .label = object.required<std::string>("label"),
+          .bytes = object.required<std::int64_t>("bytes"),
+          .tier = object.required<ArtifactSafetyTier>("tier"),
+          .category = object.required<std::string>("category"),
+          .source = object.required<ArtifactSource>("source"),
+          .ruleID = object.optional<std::string>("ruleID")};
+}
+
+nlohmann::json JsonCodec<CleanupPlan>::encode(const CleanupPlan& plan) {
+  nlohmann::json object{{"schemaVersion", plan.schemaVersion},
+                        {"createdAt", iso8601(plan.createdAt)},
+                        {"host", JsonCodec<std::string>::encode(plan.host)},
+                        {"method", rawValue(plan.method)},
+                        {"items", JsonCodec<std::vector<CleanupPlan::Item>>::encode(plan.items)}};
+  putOptional(object, "reason", plan.reason);
+  return object;
+}
+
+CleanupPlan JsonCodec<CleanupPlan>::decode(const nlohmann::json& value, const std::string& where) {
+  const JsonObjectReader object(value, where);
+  return {.schemaVersion = object.required<std::int64_t>("schemaVersion"),
+          .createdAt = object.required<TimePoint>("createdAt"),
+          .host = object.required<std::string>("host"),
+          .method = object.required<DisposalMethod>("method"),
+          .reason = object.optional<std::string>("reason"),
+          .items = object.required<std::vector<CleanupPlan::Item>>("items")};
+}
+
+}  // namespace tidra

@@ -1,0 +1,66 @@
+// What is to be removed, as a document: made from a report, looked at or edited by a person, carried out now or on
+// another day.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/base/json_codec.h"
+#include "core/base/time_point.h"
+#include "core/model/disposal.h"
+#include "core/model/scan_report.h"
+
+namespace tidra {
+
+struct CleanupPlan {
+  struct Item {
+    std::string id;    // of the report item
+    std::string path;  // absolute, or a tool-backed target
+    std::string label;
+    std::int64_t bytes = 0;
+    ArtifactSafetyTier tier = ArtifactSafetyTier::safe;
+    std::string category;
+    ArtifactSource source = ArtifactSource::projectWalk;
+    std::optional<std::string> ruleID;
+
+    static Item make(const ScanReportItem& reported);
+
+    bool operator==(const Item&) const = default;
+  };
+
+  std::int64_t schemaVersion = TidraReportSchema::version;
+  TimePoint createdAt{};
+  std::string host;
+  DisposalMethod method = DisposalMethod::trash;
+  std::optional<std::string> reason;  // why the plan was made
+  std::vector<Item> items;
+
+  /// The most severe tier among the items; none for a plan without items.
+  std::optional<ArtifactSafetyTier> highestTier() const;
+
+  /// The sum of the items' sizes, at most the largest figure.
+  std::int64_t totalBytes() const;
+
+  /// Reads a plan that a person may have edited. Throws InputError with one sentence that begins with `what` for text
+  /// that is no plan, for a newer schema, and for items that are doubled, of negative size or with an unusable path.
+  static CleanupPlan parse(std::string_view text, const std::string& what);
+
+  bool operator==(const CleanupPlan&) const = default;
+};
+
+template <>
+struct JsonCodec<CleanupPlan::Item> {
+  static nlohmann::json encode(const CleanupPlan::Item& item);
+  static CleanupPlan::Item decode(const nlohmann::json& value, const std::string& where);
+};
+
+template <>
+struct JsonCodec<CleanupPlan> {
+  static nlohmann::json encode(const CleanupPlan& plan);
+  static CleanupPlan decode(const nlohmann::json& value, const std::string& where);
+};
+
+}  // namespace tidra

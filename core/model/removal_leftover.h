@@ -1,0 +1,30 @@
+// The name under which a folder waits while it is being deleted. Deleting begins with giving the folder such a name, so
+// that it is gone at once for everyone else; whoever meets the name later knows that a deletion was cut short.
+#pragma once
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace tidra {
+
+struct RemovalLeftover {
+  static constexpr std::string_view prefix = ".tidra-removing-";
+  static constexpr std::size_t digits = 16;
+
+  /// The name with this number in it.
+  static std::string name(std::uint64_t number) { return fmt::format("{}{:016x}", prefix, number); }
+
+  /// True for names that name() makes, and no others.
+  static bool is(std::string_view entryName) {
+    if (!entryName.starts_with(prefix) || entryName.size() != prefix.size() + digits) return false;
+    entryName.remove_prefix(prefix.size());
+    return std::all_of(entryName.begin(), entryName.end(),
+                       [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
+  }
+};
+
+}  // namespace tidra

@@ -1,0 +1,13 @@
+// The trash call of macOS. Not run on any machine but a Mac, and so far untested.
+#pragma once
+
+#include <string>
+
+#include "core/base/errors.h"
+
+namespace tidra {
+
+/// Moves a file or folder to the trash of its volume and gives its new path.
+Outcome<std::string> moveToDesktopTrash(const std::string& path);
+
+}  // namespace tidra

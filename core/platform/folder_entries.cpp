@@ -1,0 +1,140 @@
+#include "core/platform/folder_entries.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "core/platform/directory_reader.h"
+
+namespace tidra {
+namespace {
+
+std::error_code answer(int result) { return result == 0 ? std::error_code{} : lastSystemError(); }
+
+int renameWithoutReplacing(int fromFolder, const char* from, int toFolder, const char* to) {
+#ifdef __APPLE__
+  return ::renameatx_np(fromFolder, from, toFolder, to, RENAME_EXCL);
+#else
+  return ::renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE);
+#endif
+}
+
+/// For file systems that cannot rename without replacing. A folder can replace nothing but an empty folder; a file is
+/// linked to its new name first, which refuses a name that is taken.
+std::error_code moveInTwoSteps(int fromFolder, const char* from, int toFolder, const char* to) {
+  const auto moved = entryFacts(fromFolder, from);
+  if (!moved) return moved.failure();
+  if (entryFacts(toFolder, to)) return std::make_error_code(std::errc::file_exists);
+  if (moved->type == EntryType::directory) return answer(::renameat(fromFolder, from, toFolder, to));
+  if (::linkat(fromFolder, from, toFolder, to, 0) != 0) return lastSystemError();
+  return answer(::unlinkat(fromFolder, from, 0));
+}
+
+/// Changes the permissions of whatever an O_PATH descriptor holds, which fchmod refuses to do.
+std::error_code changePermissions(int held, unsigned permissions) {
+#ifdef __APPLE__
+  return answer(::fchmod(held, static_cast<mode_t>(permissions)));
+#else
+  return answer(::chmod(fmt::format("/proc/self/fd/{}", held).c_str(), permissions));
+#endif
+}
+
+FileDescriptor openForNaming(int folder, const char* name) {
+#ifdef __APPLE__
+  return FileDescriptor(::openat(folder, name, O_SYMLINK | O_EVTONLY | O_CLOEXEC));
+#else
+  return FileDescriptor(::openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+#endif
+}
+
+}  // namespace
+
+std::error_code moveEntry(int fromFolder, const std::string& from, int toFolder, const std::string& to) {
+  if (renameWithoutReplacing(fromFolder, from.c_str(), toFolder, to.c_str()) == 0) return {};
+  const auto reason = lastSystemError();
+  const bool unsupported = reason == std::errc::invalid_argument || reason == std::errc::function_not_supported ||
+                           reason == std::errc::not_supported;
+  return unsupported ? moveInTwoSteps(fromFolder, from.c_str(), toFolder, to.c_str()) : reason;
+}
+
+std::error_code removeFileEntry(int folder, const char* name) { return answer(::unlinkat(folder, name, 0)); }
+
+std::error_code removeFolderEntry(int folder, const char* name) {
+  const auto reason = answer(::unlinkat(folder, name, AT_REMOVEDIR));
+  // Some systems say so of a folder that still has entries.
+  return reason == std::errc::file_exists ? std::make_error_code(std::errc::directory_not_empty) : reason;
+}
+
+std::error_code makeFolderEntry(int folder, const char* name, unsigned permissions) {
+  return answer(::mkdirat(folder, name, static_cast<mode_t>(permissions)));
+}
+
+Outcome<FileDescriptor> makeFileEntry(int folder, const char* name) {
+  FileDescriptor file(::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!file) return lastSystemError();
+  return file;
+}
+
+Outcome<std::string> readFileEntry(int folder, const char* name, std::size_t mostBytes) {
+  FileDescriptor file(::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file) return lastSystemError();
+  const auto facts = descriptorFacts(file.get());
+  if (!facts) return facts.failure();
+  if (facts->type != EntryType::regularFile) return std::make_error_code(std::errc::invalid_argument);
+  auto bytes = readToEnd(file, mostBytes);
+  if (bytes && bytes->size() > mostBytes) return std::make_error_code(std::errc::file_too_large);
+  return bytes;
+}
+
+Outcome<std::string> readToEnd(const FileDescriptor& file, std::size_t mostBytes) {
+  std::string bytes;
+  constexpr std::size_t chunk = 64 * 1024;
+  for (;;) {
+    const std::size_t size = bytes.size();
+    bytes.resize(size + chunk);
+    const auto count = ::read(file.get(), bytes.data() + size, chunk);
+    if (count < 0 && errno != EINTR) return lastSystemError();
+    bytes.resize(size + static_cast<std::size_t>(count > 0 ? count : 0));
+    if (count == 0 || bytes.size() > mostBytes) return bytes;
+  }
+}
+
+std::error_code writeDurably(const FileDescriptor& file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const auto count = ::write(file.get(), bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return lastSystemError();
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return answer(::fsync(file.get()));
+}
+
+std::error_code flushEntries(int folder) {
+  // The descriptor at hand may be for naming only.
+  const FileDescriptor readable(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!readable) return lastSystemError();
+  // A file system that cannot flush a folder says EINVAL.
+  return ::fsync(readable.get()) == 0 || errno == EINVAL ? std::error_code{} : lastSystemError();
+}
+
+std::error_code grantOwnerAccess(int folder, const char* name) {
+  FileDescriptor opened;
+  if (*name != '\0') {
+    opened = openForNaming(folder, name);
+    if (!opened) return lastSystemError();
+  }
+  const int held = opened ? opened.get() : folder;
+  const auto facts = descriptorFacts(held);
+  if (!facts) return facts.failure();
+  if (facts->type != EntryType::directory || facts->owner != ::geteuid()) {
+    return std::make_error_code(std::errc::operation_not_permitted);
+  }
+  return changePermissions(held, facts->permissions | S_IRWXU);
+}
+
+std::error_code setPermissions(int folder, unsigned permissions) { return changePermissions(folder, permissions); }
+
+}  // namespace tidra

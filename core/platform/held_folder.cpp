@@ -1,0 +1,123 @@
+#include "core/platform/held_folder.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+#include "core/base/text.h"
+#include "core/platform/folder_entries.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+constexpr int mostLinks = 40;  // as many as the system itself follows
+
+/// Goes down a path. What is still to come stands reversed in `ahead_`, so that the target of a link can be put first.
+class Descent {
+ public:
+  Descent(std::string_view path, std::optional<unsigned> makeWith) : makeWith_(makeWith) {
+    push(path);
+    restart();
+  }
+
+  HeldFolder run() {
+    while (!ahead_.empty()) {
+      const std::string name = std::move(ahead_.back());
+      ahead_.pop_back();
+      if (name == ".") continue;
+      name == ".." ? climb() : enter(name);
+    }
+    return std::move(place_);
+  }
+
+ private:
+  void push(std::string_view path) {
+    const auto pieces = splitNonEmpty(path, '/');
+    ahead_.insert(ahead_.end(), pieces.rbegin(), pieces.rend());
+  }
+
+  void restart() {
+    auto root = openPathComponent(AT_FDCWD, "/");
+    if (!root) throw std::system_error(root.failure());
+    place_ = {std::move(root->folder), "/"};
+  }
+
+  /// ".." comes only from links of ours or root's.
+  void climb() {
+    auto parent = openPathComponent(place_.descriptor.get(), "..");
+    if (!parent) throw std::system_error(parent.failure());
+    place_ = {std::move(parent->folder), parentPath(place_.path)};
+  }
+
+  void enter(const std::string& name) {
+    auto component = openPathComponent(place_.descriptor.get(), name);
+    if (makeWith_ && component.failure() == std::errc::no_such_file_or_directory) {
+      const auto reason = makeFolderEntry(place_.descriptor.get(), name.c_str(), *makeWith_);
+      if (reason && reason != std::errc::file_exists) throw std::system_error(reason);
+      component = openPathComponent(place_.descriptor.get(), name);
+    }
+    if (!component) throw std::system_error(component.failure());
+    if (component->folder) {
+      place_ = {std::move(component->folder), joinedPath(place_.path, name)};
+      return;
+    }
+    const std::string shown = escapedForTerminal(joinedPath(place_.path, name));
+    if (component->linkOwner != 0 && component->linkOwner != runningUser()) {
+      throw UnsafePathError(fmt::format("{} is a link that belongs to another user, so it is not followed", shown));
+    }
+    if (++links_ > mostLinks) throw std::system_error(std::make_error_code(std::errc::too_many_symbolic_link_levels));
+    push(component->linkTarget);
+    if (component->linkTarget.starts_with('/')) restart();
+  }
+
+  std::optional<unsigned> makeWith_;
+  std::vector<std::string> ahead_;
+  HeldFolder place_;
+  int links_ = 0;
+};
+
+void requireUsable(std::string_view path) {
+  const std::string shown = escapedForTerminal(path);
+  if (!path.starts_with('/')) throw UnsafePathError(fmt::format("'{}' is not an absolute path", shown));
+  if (path.find('\0') != std::string_view::npos) throw UnsafePathError(fmt::format("'{}' holds a NUL byte", shown));
+  const auto pieces = split(path, '/');
+  if (std::find(pieces.begin(), pieces.end(), "..") != pieces.end()) {
+    throw UnsafePathError(fmt::format("'{}' contains '..'", shown));
+  }
+}
+
+}  // namespace
+
+std::string HeldEntry::path() const { return joinedPath(folder.path, name); }
+
+HeldFolder holdFolder(std::string_view path) {
+  requireUsable(path);
+  return Descent(path, std::nullopt).run();
+}
+
+HeldFolder holdOrMakeFolder(std::string_view path, unsigned permissions) {
+  requireUsable(path);
+  return Descent(path, permissions).run();
+}
+
+HeldEntry holdEntry(std::string_view path) {
+  requireUsable(path);
+  const std::string whole = standardizedPath(path);
+  HeldEntry entry;
+  entry.name = lastPathComponent(whole);
+  if (entry.name.empty()) throw UnsafePathError("'/' lies in no folder");
+  entry.folder = holdFolder(parentPath(whole));
+  const auto facts = entryFacts(entry.folder.descriptor.get(), entry.name.c_str());
+  if (!facts) throw std::system_error(facts.failure());
+  entry.facts = *facts;
+  return entry;
+}
+
+std::uint32_t runningUser() { return ::geteuid(); }
+
+}  // namespace tidra
