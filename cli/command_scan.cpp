@@ -52,8 +52,7 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
   checkOutput(options);
   if (options.last) return showLastScan(options, view, program);
   const ScanRequest request = makeScanRequest(options, program.environment);
-  const InterruptGuard guard;
-  const ScanOutcome outcome = runScanForPerson(request, program);
+  const ScanOutcome outcome = scanInterruptibly(request, program);
   show(outcome.report, options, view);
   if (!program.options.dryRun) remember(outcome, request.resolver);
   return outcome.report.partial ? ExitStatus::interrupted : ExitStatus::done;

@@ -43,6 +43,11 @@ int runProgram(int argc, char** argv) {
       "  tidra scan ~/code --json   the same for one folder, as JSON");
   addGlobalOptions(app, program.options);
   addScanCommand(app, program);
+  addCleanCommand(app, program);
+  addPlanCommand(app, program);
+  addApplyCommand(app, program);
+  addQuarantineCommand(app, program);
+  addTrashCommand(app, program);
   addExcludeCommand(app, program);
   addRulesCommand(app, program);
   try {

@@ -37,7 +37,12 @@ struct Program {
 };
 
 /// Each declares one command; parsing its name sets Program::command.
+void addApplyCommand(CLI::App& app, Program& program);
+void addCleanCommand(CLI::App& app, Program& program);
+void addPlanCommand(CLI::App& app, Program& program);
+void addQuarantineCommand(CLI::App& app, Program& program);
 void addScanCommand(CLI::App& app, Program& program);
+void addTrashCommand(CLI::App& app, Program& program);
 void addExcludeCommand(CLI::App& app, Program& program);
 void addRulesCommand(CLI::App& app, Program& program);
 

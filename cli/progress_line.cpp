@@ -11,17 +11,32 @@
 
 namespace tidra {
 
-void ProgressLine::update(const ScanProgress& progress) {
+bool ProgressLine::isDue() {
   constexpr std::chrono::milliseconds redraw{90};
-  if (!shown_ || Clock::now() - last_ < redraw) return;
+  if (!shown_ || Clock::now() - last_ < redraw) return false;
   last_ = Clock::now();
-  const std::string counts = fmt::format("{} entries · {} · {} · ", grouped(progress.entriesVisited),
-                                         counted(progress.artifactsFound, "finding", "findings"),
-                                         ByteFormatting::compact(static_cast<std::int64_t>(progress.recoverableBytes)));
-  const std::string line = counts + escapedForTerminal(progress.currentPathDisplay);
+  return true;
+}
+
+void ProgressLine::draw(const std::string& line) {
   fmt::print(stderr, "\r\x1b[K{}", fitted(line, columns_ - 1));
   std::fflush(stderr);
   drawn_ = true;
+}
+
+void ProgressLine::update(const ScanProgress& progress) {
+  if (!isDue()) return;
+  draw(fmt::format("{} entries · {} · {} · {}", grouped(progress.entriesVisited),
+                   counted(progress.artifactsFound, "finding", "findings"),
+                   ByteFormatting::compact(static_cast<std::int64_t>(progress.recoverableBytes)),
+                   escapedForTerminal(progress.currentPathDisplay)));
+}
+
+void ProgressLine::update(const CleanupProgress& progress) {
+  if (!isDue()) return;
+  draw(fmt::format("{} of {} · {} of {} · {}", grouped(progress.itemsDone), counted(progress.items, "item", "items"),
+                   ByteFormatting::compact(progress.bytesDone), ByteFormatting::compact(progress.bytes),
+                   escapedForTerminal(progress.currentPath)));
 }
 
 void ProgressLine::erase() {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <string>
 
+#include "core/session/cleanup_session.h"
 #include "core/session/scan_session.h"
 
 namespace tidra {
@@ -18,10 +19,14 @@ class ProgressLine {
 
   /// Redraws at most some ten times a second.
   void update(const ScanProgress& progress);
+  void update(const CleanupProgress& progress);
   void erase();
 
  private:
   using Clock = std::chrono::steady_clock;
+
+  bool isDue();
+  void draw(const std::string& line);
 
   bool shown_;
   bool drawn_ = false;

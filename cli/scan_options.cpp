@@ -33,7 +33,8 @@ std::string currentFolder() {
   return *folder;
 }
 
-/// An absolute spelling of a path given on the command line; "~" is expanded in case a shell has not done it.
+}  // namespace
+
 std::string absolutePath(const std::string& given, const TidraPathResolver& resolver) {
   std::string path = given;
   if (given == "~" || given.starts_with("~/")) path = resolver.home + given.substr(1);
@@ -45,6 +46,8 @@ std::string absolutePath(const std::string& given, const TidraPathResolver& reso
   }
   return standardizedPath(path);
 }
+
+namespace {
 
 /// A folder that can be scanned. One that may not be read is no bad input: the scan says so and goes on.
 std::string checkedRoot(const std::string& given, const TidraPathResolver& resolver) {
@@ -132,9 +135,9 @@ void applyUserState(ScanRequest& request) {
   }
 }
 
-TimePoint currentTime() { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); }
-
 }  // namespace
+
+TimePoint currentTime() { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); }
 
 void addScanOptions(CLI::App& command, ScanOptions& options) {
   command.add_option("ROOT", options.roots, "Folders to scan; the home folder when none is given")->type_name("");
@@ -153,7 +156,7 @@ void addScanOptions(CLI::App& command, ScanOptions& options) {
   command.add_flag("-x,--one-file-system", options.oneFileSystem, "Stay on the file system of each root");
   command.add_option("--sort", options.sort, "Order of the list: size (default), path or age")->type_name("");
   command.add_option("--limit", options.limit, "Projects to list; 0 lists all")->type_name("N");
-  command.add_option("--output", options.output, "Write the result to FILE instead of standard output")
+  command.add_option("-o,--output", options.output, "Write the result to FILE instead of standard output")
       ->type_name("FILE");
   command.add_option("--threads", options.threads, "Workers that read folders; 0 chooses")
       ->type_name("N")
@@ -270,6 +273,11 @@ ScanOutcome runScanForPerson(ScanRequest request, const Program& program) {
     }
   }
   return outcome;
+}
+
+ScanOutcome scanInterruptibly(const ScanRequest& request, const Program& program) {
+  const InterruptGuard guard;
+  return runScanForPerson(request, program);
 }
 
 }  // namespace tidra

@@ -49,8 +49,17 @@ RuleCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::v
 /// Reads and validates a rules file. Throws InputError that names the file.
 RuleCatalog loadCatalogFile(const std::string& path);
 
+/// Now, in whole seconds.
+TimePoint currentTime();
+
+/// An absolute spelling of a path given on the command line; "~" is expanded in case a shell has not done it.
+std::string absolutePath(const std::string& given, const TidraPathResolver& resolver);
+
 /// Runs the scan with a live line and Ctrl-C in place, and writes its notes to standard error.
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
+
+/// The same with a guard of its own against Ctrl-C.
+ScanOutcome scanInterruptibly(const ScanRequest& request, const Program& program);
 
 /// Throws InputError unless the file that the result goes to can be made or replaced.
 void checkOutput(const ScanOptions& options);

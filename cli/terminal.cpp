@@ -96,6 +96,13 @@ void writeOut(std::string_view text) {
   if (!written) throw std::system_error(lastSystemError(), "standard output");
 }
 
+void writeError(std::string_view text) { fmt::print(stderr, "tidra: {}\n", text); }
+
+void writePrompt(std::string_view text) {
+  fmt::print(stderr, "{}", text);
+  std::fflush(stderr);
+}
+
 void writeNote(std::string_view text) { fmt::print(stderr, "note: {}\n", text); }
 
 }  // namespace tidra

@@ -47,6 +47,12 @@ std::string paddedLeft(std::string_view text, std::size_t width);
 /// Writes everything to a standard stream. Throws std::system_error when it cannot take it.
 void writeOut(std::string_view text);
 
+/// A line on standard error that tells what went wrong.
+void writeError(std::string_view text);
+
+/// A question on standard error, without a line break after it.
+void writePrompt(std::string_view text);
+
 /// A line on standard error that tells of something odd which does not stop the work.
 void writeNote(std::string_view text);
 

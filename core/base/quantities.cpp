@@ -91,4 +91,11 @@ Age parseAge(std::string_view text) {
   throw badAge(text);
 }
 
+TimePoint momentBefore(TimePoint now, const Age& age) {
+  const auto day = std::chrono::floor<std::chrono::days>(now);
+  auto date = std::chrono::year_month_day{day} - std::chrono::months{age.months};
+  if (!date.ok()) date = date.year() / date.month() / std::chrono::last;
+  return std::chrono::sys_days{date} + (now - day) - age.days;
+}
+
 }  // namespace tidra

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "core/base/time_point.h"
+
 namespace tidra {
 
 /// Bytes of "500", "500KB", "10M", "1.5G", "2TiB" (powers of 1024, any letter case). Throws InputError naming the text.
@@ -24,5 +26,8 @@ struct Age {
 
 /// Throws InputError naming the text.
 Age parseAge(std::string_view text);
+
+/// The moment that lies an age before `now`. A day that the earlier month lacks counts as that month's last day.
+TimePoint momentBefore(TimePoint now, const Age& age);
 
 }  // namespace tidra

@@ -117,9 +117,8 @@ void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, 
 
 std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry) const {
   if (entry.facts.type != EntryType::directory) return signedBytes(entry.facts.sizeBytes);
-  const auto bytes = TidraDirectorySizeReader::readAll({entry.path()}, {.workers = setting_.workers,
-                                                                        .limit = measuringLimit,
-                                                                        .shouldCancel = setting_.shouldCancel});
+  const auto bytes = TidraDirectorySizeReader::readAll(
+      {entry.path()}, {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = setting_.shouldCancel});
   return bytes.front() ? std::optional(signedBytes(*bytes.front())) : std::nullopt;
 }
 

@@ -33,8 +33,8 @@ class TidraDeletionService {
 
   /// What is known of an item besides its path.
   struct Item {
-    std::string path;                              // absolute, "~/…", or a tool-backed target
-    std::optional<FileIdentity> identity = {};     // seen by the scan; anything else in its place is refused
+    std::string path;                           // absolute, "~/…", or a tool-backed target
+    std::optional<FileIdentity> identity = {};  // seen by the scan; anything else in its place is refused
   };
 
   using Result = std::variant<DisposalReceipt, TidraDeletionFailure>;

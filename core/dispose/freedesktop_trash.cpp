@@ -155,8 +155,8 @@ std::string FreedesktopTrash::reserve(const Store& store, const std::string& ste
     if (!reason) reason = writeDurably(*file, text);
     if (!reason) return name;
     if (file) removeFileEntry(store.info.descriptor(), infoOf(name).c_str());
-    throw DisposalError(fmt::format("its info file in {} cannot be written: {}", shown(store.info.folder.path),
-                                    reason.message()));
+    throw DisposalError(
+        fmt::format("its info file in {} cannot be written: {}", shown(store.info.folder.path), reason.message()));
   }
 }
 

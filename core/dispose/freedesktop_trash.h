@@ -86,7 +86,8 @@ class FreedesktopTrash {
 
   TidraPathResolver resolver_;
   std::vector<MountPoint> mounts_;
-  std::map<std::string, int> nextNumbers_;  // by info folder and name, so that equal names are not tried again and again
+  std::map<std::string, int>
+      nextNumbers_;  // by info folder and name, so that equal names are not tried again and again
 };
 
 }  // namespace tidra

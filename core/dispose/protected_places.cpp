@@ -56,8 +56,8 @@ void ProtectedPlaces::check(const HeldEntry& entry) const {
   }
   for (const MountPoint& mount : mounts_) {
     if (!isSameOrInside(mount.path, path)) continue;
-    throw DisposalError(fmt::format("holds a mounted file system at {}; unmount it first",
-                                    escapedForTerminal(mount.path)));
+    throw DisposalError(
+        fmt::format("holds a mounted file system at {}; unmount it first", escapedForTerminal(mount.path)));
   }
 }
 

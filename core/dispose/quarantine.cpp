@@ -63,8 +63,8 @@ QuarantineConfig QuarantineConfig::makeDefault(const TidraPathResolver& resolver
   std::string directory = given->second;
   if (directory == "~" || directory.starts_with("~/")) directory = resolver.home + directory.substr(1);
   if (!directory.starts_with('/')) {
-    throw InputError(fmt::format("TIDRA_QUARANTINE_DIR is '{}', which is not an absolute path; give one.",
-                                 shown(given->second)));
+    throw InputError(
+        fmt::format("TIDRA_QUARANTINE_DIR is '{}', which is not an absolute path; give one.", shown(given->second)));
   }
   return {.directory = standardizedPath(directory)};
 }
@@ -100,8 +100,8 @@ std::string QuarantineDisposer::reserve(const StoreFolder& store, const std::str
     if (!reason) reason = flushEntries(store.descriptor());
     if (!reason) return name;
     if (file) removeFileEntry(store.descriptor(), manifestOf(name).c_str());
-    throw DisposalError(fmt::format("its manifest in {} cannot be written: {}", shown(store.folder.path),
-                                    reason.message()));
+    throw DisposalError(
+        fmt::format("its manifest in {} cannot be written: {}", shown(store.folder.path), reason.message()));
   }
 }
 
@@ -115,8 +115,7 @@ QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& 
       "\n";
   constexpr std::size_t numberLength = 10;
   const std::string prefix = stamp(date) + "-";
-  const std::string stem =
-      prefix + shortenedName(entry.name, prefix.size() + manifestSuffix.size() + numberLength);
+  const std::string stem = prefix + shortenedName(entry.name, prefix.size() + manifestSuffix.size() + numberLength);
   for (;;) {
     const std::string name = reserve(store, stem, manifest);
     try {
@@ -223,8 +222,8 @@ void QuarantineDisposer::checkRestore(const Entry& entry) const {
   const std::string& original = entry.manifest.originalPath;
   const std::string place = standardizedPath(original.starts_with('/') ? original : "/");
   if (!original.starts_with('/') || place == "/") {
-    throw DisposalError(fmt::format("its manifest names '{}' as its place, which is no path to restore to",
-                                    shown(original)));
+    throw DisposalError(
+        fmt::format("its manifest names '{}' as its place, which is no path to restore to", shown(original)));
   }
   if (pathFacts(place)) {
     throw DisposalError(fmt::format("something else is at {} by now; move that away first", shown(place)));

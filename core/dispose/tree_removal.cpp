@@ -1,6 +1,6 @@
-// A round visits every folder once: files and links are unlinked while it is read, subfolders are handed to the workers,
-// and whoever finishes the last subfolder removes the folder itself and so on upwards. What a round leaves, because it
-// was added meanwhile, was opened up only after it had been tried, or lay too deep, the next round meets.
+// A round visits every folder once: files and links are unlinked while it is read, subfolders are handed to the
+// workers, and whoever finishes the last subfolder removes the folder itself and so on upwards. What a round leaves,
+// because it was added meanwhile, was opened up only after it had been tried, or lay too deep, the next round meets.
 #include "core/dispose/tree_removal.h"
 
 #include <fmt/format.h>

@@ -106,8 +106,8 @@ StoreFolder StoreFolder::open(const HeldFolder& parent, const std::string& name,
                               const std::string& what) {
   const auto made = makeFolderEntry(parent.descriptor.get(), name.c_str(), 0700);
   if (made && made != std::errc::file_exists) {
-    throw DisposalError(fmt::format("{} {} cannot be made: {}", what, shown(joinedPath(parent.path, name)),
-                                    made.message()));
+    throw DisposalError(
+        fmt::format("{} {} cannot be made: {}", what, shown(joinedPath(parent.path, name)), made.message()));
   }
   return checked(parent, name, othersMayRead, what);
 }
@@ -136,10 +136,10 @@ std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, 
   const auto reason = moveOpeningUp(entry, store, name);
   if (reason == std::errc::file_exists) return reason;
   if (reason == std::errc::cross_device_link) {
-    throw DisposalError(
-        fmt::format("it lies on the volume at {} but {} on the volume at {}, and Tidra does not copy from one volume to "
-                    "another behind your back; {}",
-                    shown(volumeName(entry.folder)), shown(store.folder.path), shown(volumeName(store.folder)), wayOut));
+    throw DisposalError(fmt::format(
+        "it lies on the volume at {} but {} on the volume at {}, and Tidra does not copy from one volume to "
+        "another behind your back; {}",
+        shown(volumeName(entry.folder)), shown(store.folder.path), shown(volumeName(store.folder)), wayOut));
   }
   if (reason) throw DisposalError(reason);
   const auto arrived = entryFacts(store.descriptor(), name.c_str());

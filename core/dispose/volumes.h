@@ -14,7 +14,8 @@
 namespace tidra {
 
 struct Volumes {
-  /// True when a held folder and the folder at `path` lie on different volumes; also when one of the two cannot be read.
+  /// True when a held folder and the folder at `path` lie on different volumes; also when one of the two cannot be
+  /// read.
   static bool differ(const HeldFolder& folder, const std::string& path);
 
   /// The top of the volume that a held folder lies on. Throws std::system_error.
@@ -30,15 +31,16 @@ struct StoreFolder {
   HeldFolder folder;
 
   /// Opens `name` in `parent`, making it when it is missing. Throws DisposalError when it is no real folder, belongs to
-  /// somebody else, or others may look into it (may write to it, when `othersMayRead`); std::system_error when it cannot
-  /// be made. `what` names it for people.
+  /// somebody else, or others may look into it (may write to it, when `othersMayRead`); std::system_error when it
+  /// cannot be made. `what` names it for people.
   static StoreFolder open(const HeldFolder& parent, const std::string& name, bool othersMayRead,
                           const std::string& what);
 
   /// The same for an absolute path, the folders above it included.
   static StoreFolder open(const std::string& path, bool othersMayRead, const std::string& what);
 
-  /// Opens what is there. Throws as open() does; std::system_error with no_such_file_or_directory when there is nothing.
+  /// Opens what is there. Throws as open() does; std::system_error with no_such_file_or_directory when there is
+  /// nothing.
   static StoreFolder openExisting(const std::string& path, bool othersMayRead, const std::string& what);
 
   int descriptor() const { return folder.descriptor.get(); }
@@ -49,8 +51,8 @@ struct StoreFolder {
 std::chrono::seconds retention(std::int64_t days);
 
 /// Moves an entry into a store under a name that must be free, and makes sure that what arrived is what was looked at;
-/// anything else goes back. Gives file_exists when the name is taken. Throws DisposalError otherwise; for another volume
-/// with a sentence that names both and ends with what to do.
+/// anything else goes back. Gives file_exists when the name is taken. Throws DisposalError otherwise; for another
+/// volume with a sentence that names both and ends with what to do.
 std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, const std::string& name,
                               std::string_view wayOut);
 

@@ -30,8 +30,9 @@ struct EnumTable<DisposalMethod> {
 struct DisposalReceipt {
   std::string path;  // as given
   DisposalMethod method = DisposalMethod::trash;
-  std::optional<std::string> destination;  // in the trash or in quarantine; absent for deletion and for tool-backed targets
-  std::optional<std::int64_t> bytes;       // measured just before
+  std::optional<std::string>
+      destination;                    // in the trash or in quarantine; absent for deletion and for tool-backed targets
+  std::optional<std::int64_t> bytes;  // measured just before
   TimePoint at{};
 
   bool operator==(const DisposalReceipt&) const = default;

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "core/model/scan_artifact_finding.h"
+
 namespace tidra {
 
 struct RemovalLeftover {
@@ -24,6 +26,20 @@ struct RemovalLeftover {
     entryName.remove_prefix(prefix.size());
     return std::all_of(entryName.begin(), entryName.end(),
                        [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
+  }
+
+  /// What a scan tells of one, without the group that it is listed under.
+  static ScanArtifactFinding finding(std::string path, std::uint64_t sizeBytes) {
+    return {.path = std::move(path),
+            .label = "Interrupted removal",
+            .sizeBytes = sizeBytes,
+            .ecosystemTag = "general",
+            .groupRoot = std::nullopt,
+            .source = ArtifactSource::projectWalk,
+            .safetyTier = ArtifactSafetyTier::safe,
+            .restoreHint = "Was being deleted; removing it finishes that",
+            .lastActivityDate = std::nullopt,
+            .ruleID = std::nullopt};
   }
 };
 

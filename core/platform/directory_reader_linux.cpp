@@ -20,8 +20,7 @@ constexpr unsigned mountMask = STATX_MNT_ID;
 #else
 constexpr unsigned mountMask = 0;
 #endif
-constexpr unsigned factsMask =
-    STATX_TYPE | STATX_MODE | STATX_UID | STATX_SIZE | STATX_MTIME | STATX_INO | mountMask;
+constexpr unsigned factsMask = STATX_TYPE | STATX_MODE | STATX_UID | STATX_SIZE | STATX_MTIME | STATX_INO | mountMask;
 
 /// The record that getdents64 fills in.
 struct RawEntry {

@@ -1,5 +1,5 @@
-// Paths as removing and moving use them: opened one component at a time from "/" down and then held open, so that nobody
-// who may change a folder on the way can bend the path to somewhere else between looking and acting.
+// Paths as removing and moving use them: opened one component at a time from "/" down and then held open, so that
+// nobody who may change a folder on the way can bend the path to somewhere else between looking and acting.
 #pragma once
 
 #include <stdexcept>
@@ -41,8 +41,8 @@ HeldFolder holdFolder(std::string_view path);
 /// As holdFolder, making what is missing with these permissions, less the process's mask.
 HeldFolder holdOrMakeFolder(std::string_view path, unsigned permissions);
 
-/// As holdFolder for the folder that holds the entry; the last component is never followed. Throws as holdFolder does, and
-/// UnsafePathError for "/", which lies in no folder.
+/// As holdFolder for the folder that holds the entry; the last component is never followed. Throws as holdFolder does,
+/// and UnsafePathError for "/", which lies in no folder.
 HeldEntry holdEntry(std::string_view path);
 
 /// One component of a path, opened without following a link in its place.

@@ -218,8 +218,10 @@ void finishReading(std::array<PipeReader*, 2> readers, milliseconds most) {
   }
 }
 
-/// True when the child ended by itself before the deadline, the cancelling or the output limit.
-bool superviseUntilEnd(Child& child, std::array<PipeReader*, 2> readers, const ProcessRunner::Command& command) {
+enum class Ending { byItself, enough, forced };
+
+/// How the child ended: by itself, because its output suffices, or at the deadline, the cancelling or the output limit.
+Ending superviseUntilEnd(Child& child, std::array<PipeReader*, 2> readers, const ProcessRunner::Command& command) {
   constexpr double longestSeconds = 1e9;
   const auto timeout = std::chrono::duration<double>(std::clamp(command.timeoutSeconds, 0.0, longestSeconds));
   const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout);
@@ -227,10 +229,11 @@ bool superviseUntilEnd(Child& child, std::array<PipeReader*, 2> readers, const P
   if (command.shouldCancel) longestWait = cancelPoll;
   if (!child.exitNotice()) longestWait = exitPoll;
   for (;;) {
-    if (child.hasEnded()) return true;
+    if (child.hasEnded()) return Ending::byItself;
+    if (command.isEnough && command.isEnough(readers[0]->bytes())) return Ending::enough;
     const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
-    if (left.count() <= 0 || (command.shouldCancel && command.shouldCancel())) return false;
-    if (readers[0]->overflowed() || readers[1]->overflowed()) return false;
+    if (left.count() <= 0 || (command.shouldCancel && command.shouldCancel())) return Ending::forced;
+    if (readers[0]->overflowed() || readers[1]->overflowed()) return Ending::forced;
     waitForNews(readers, &child.exitNotice(), std::min(left, longestWait));
   }
 }
@@ -275,12 +278,13 @@ std::optional<ProcessRunner::Result> ProcessRunner::run(const Command& command) 
   PipeReader outReader(std::move(out.read));
   PipeReader errReader(std::move(err.read));
   const std::array readers{&outReader, &errReader};
-  if (!superviseUntilEnd(child, readers, command)) {
+  const Ending ending = superviseUntilEnd(child, readers, command);
+  if (ending != Ending::byItself) {
     child.end();
     finishReading(readers, readersAfterKill);
-    return std::nullopt;
   }
-  const std::int32_t status = child.reap();
+  if (ending == Ending::forced) return std::nullopt;
+  const std::int32_t status = ending == Ending::enough ? 0 : child.reap();
   finishReading(readers, readersAfterExit);
   if (outReader.overflowed() || errReader.overflowed()) return std::nullopt;
   return Result{status, std::string(trimmed(outReader.bytes())), std::string(trimmed(errReader.bytes()))};

@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/platform/path_resolver.h"
@@ -30,6 +31,9 @@ struct ProcessRunner {
     double timeoutSeconds = 0;
     /// Polled while the command runs; true ends the command as the time-out does. Absent: never.
     std::function<bool()> shouldCancel = {};
+    /// Asked about the output so far whenever there is more; true ends the command at once and counts as success.
+    /// Absent: never.
+    std::function<bool(std::string_view output)> isEnough = {};
   };
 
   /// More output than this on one pipe ends the command, so that an endless writer cannot fill the memory.

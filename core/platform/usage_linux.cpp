@@ -63,8 +63,8 @@ std::string programName(std::int64_t process) {
   return name ? std::string(trimmed(*name)) : "unknown";
 }
 
-/// "1: FLOCK  ADVISORY  WRITE 4711 fd:01:262150 0 EOF": process and inode. A lock without a known owner has -1. Processes
-/// that wait for a lock stand behind "->".
+/// "1: FLOCK  ADVISORY  WRITE 4711 fd:01:262150 0 EOF": process and inode. A lock without a known owner has -1.
+/// Processes that wait for a lock stand behind "->".
 std::set<std::pair<std::int64_t, std::int64_t>> heldLocks() {
   std::set<std::pair<std::int64_t, std::int64_t>> locks;
   const auto text = readFile("/proc/locks");

@@ -11,6 +11,7 @@
 #include <mutex>
 
 #include "core/base/text.h"
+#include "core/model/removal_leftover.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/bundle_packages.h"
@@ -27,7 +28,7 @@ namespace {
 struct Artifact {
   std::string path;
   std::string groupRoot;
-  RuleMatch match;
+  std::optional<RuleMatch> match;  // none for what a removal left behind
   Measurement measurement;
   std::atomic<bool> opened{false};
 };
@@ -38,11 +39,16 @@ struct Context {
 };
 
 ScanArtifactFinding makeFinding(const Artifact& artifact) {
-  const ProjectArtifactRule& rule = *artifact.match.rule;
+  if (!artifact.match) {
+    auto leftover = RemovalLeftover::finding(artifact.path, artifact.measurement.bytes());
+    leftover.groupRoot = artifact.groupRoot;
+    return leftover;
+  }
+  const ProjectArtifactRule& rule = *artifact.match->rule;
   return {.path = artifact.path,
           .label = rule.label,
           .sizeBytes = artifact.measurement.bytes(),
-          .ecosystemTag = *artifact.match.ecosystem,
+          .ecosystemTag = *artifact.match->ecosystem,
           .groupRoot = artifact.groupRoot,
           .source = ArtifactSource::projectWalk,
           .safetyTier = rule.tier,
@@ -113,8 +119,10 @@ class WalkVisitor {
       if (facts != nullptr && facts->isMarker) project.noteMarker(entry);
       if (filter.bars(entry.name)) continue;
       ++visited;
-      if (entry.type != EntryType::directory) continue;
-      if (facts != nullptr && !facts->rules.empty()) {
+      if (entry.type != EntryType::directory || !isAskedFor(entry.name)) continue;
+      if (entry.name.starts_with(RemovalLeftover::prefix) && RemovalLeftover::is(entry.name)) {
+        addLeftover(folder, entry.name);
+      } else if (facts != nullptr && !facts->rules.empty()) {
         candidates.emplace_back(entry.name, facts);
       } else {
         walkInto(folder, entry.name);
@@ -124,8 +132,18 @@ class WalkVisitor {
     for (const auto& [name, facts] : candidates) decide(folder, project, name, *facts);
   }
 
+  bool isAskedFor(std::string_view name) const {
+    return !request_.onlyNames || request_.onlyNames->contains(std::string(name));
+  }
+
+  void addLeftover(Visit& folder, std::string_view name) {
+    if (request_.enabledEcosystems && !request_.enabledEcosystems->contains("general")) return;
+    const std::string parent = folder.node()->path();
+    folder.descend(name, {nullptr, &addArtifact(joinedPath(parent, name), parent, std::nullopt)});
+  }
+
   void walkInto(Visit& folder, std::string_view name) {
-    if (isBundlePackage(name)) return;
+    if (request_.onlyNames || isBundlePackage(name)) return;
     folder.descend(name, {WalkFilter::childPlace(folder.context().place, name), nullptr});
   }
 
@@ -139,7 +157,7 @@ class WalkVisitor {
     folder.descend(name, {nullptr, &addArtifact(std::move(path), std::move(projectFolder), *match)});
   }
 
-  Artifact& addArtifact(std::string path, std::string groupRoot, RuleMatch match) {
+  Artifact& addArtifact(std::string path, std::string groupRoot, std::optional<RuleMatch> match) {
     const std::lock_guard lock(mutex_);
     Artifact& artifact = artifacts_.emplace_back();
     artifact.path = std::move(path);

@@ -37,6 +37,7 @@ struct FilesystemArtifactScanner {
     std::optional<std::set<std::string>> enabledEcosystems = {};  // absent: all
     std::vector<MountPoint> mounts = {};                          // pseudo file systems among them are not entered
     bool oneFileSystem = false;                                   // no other file system is entered
+    std::optional<std::set<std::string>> onlyNames = {};          // just these entries of the root; absent: everything
     unsigned workers = 0;                                         // 0: the default
     std::function<bool()> shouldCancel = {};                      // polled on the caller's thread
     std::function<void(const ProgressTick&)> onProgress = {};     // called on the caller's thread

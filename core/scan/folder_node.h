@@ -42,7 +42,8 @@ class FolderNode {
   std::string path() const;
 
   /// Announces how many subfolders will be opened; the descriptor closes after the last unless it is held. With
-  /// `keepOpen` false it closes at once and every subfolder is reached through the chain; a held first folder stays. Call once, before any subfolder is opened.
+  /// `keepOpen` false it closes at once and every subfolder is reached through the chain; a held first folder stays.
+  /// Call once, before any subfolder is opened.
   void expectSubfolders(std::size_t count, bool keepOpen);
 
   /// Opens a subfolder without following a link in its place, and counts it as opened whatever comes of it.

@@ -28,6 +28,7 @@ constexpr std::array safeSettings{
     "log.showSignature=false", "protocol.allow=never",
     "submodule.recurse=false", "diff.ignoreSubmodules=all",
     "maintenance.auto=false",  "gc.auto=0",
+    "safe.directory=*",  // others' repositories too, since nothing that they configure is run
 };
 
 Environment safeEnvironment(Environment environment) {
@@ -63,7 +64,8 @@ std::optional<std::string> TidraGitMetadataReader::findGit(const Environment& en
 }
 
 std::optional<ProcessRunner::Result> TidraGitMetadataReader::run(const std::string& path,
-                                                                 std::vector<std::string> arguments) const {
+                                                                 std::vector<std::string> arguments,
+                                                                 std::function<bool(std::string_view)> isEnough) const {
   std::vector<std::string> all;
   for (const char* setting : safeSettings) all.insert(all.end(), {"-c", setting});
   all.insert(all.end(), std::make_move_iterator(arguments.begin()), std::make_move_iterator(arguments.end()));
@@ -72,7 +74,8 @@ std::optional<ProcessRunner::Result> TidraGitMetadataReader::run(const std::stri
                                     .currentDirectory = path,
                                     .environment = environment_,
                                     .timeoutSeconds = commandTimeoutSeconds,
-                                    .shouldCancel = shouldCancel_});
+                                    .shouldCancel = shouldCancel_,
+                                    .isEnough = std::move(isEnough)});
   if (!result || result->status != 0) return std::nullopt;
   return result;
 }

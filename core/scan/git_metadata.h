@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -66,6 +67,16 @@ class TidraGitMetadataReader {
   /// The modification of the project's folder; none when it cannot be read.
   static std::optional<TimePoint> folderActivity(const std::string& path);
 
+  /// What git knows of folders.
+  struct Tracked {
+    std::set<std::string> held;     // hold a file that git tracks, or are a repository themselves
+    std::set<std::string> unknown;  // lie in a repository that git could not be asked about
+  };
+
+  /// Which of these folders hold tracked files. One git command for each repository, several at a time, and none for a
+  /// folder outside any. Stops asking when git hangs again and again. Never throws.
+  Tracked tracked(const std::vector<std::string>& folders) const;
+
   /// "seconds" + 0x1C + "subject", cut at the first 0x1C; none for anything else.
   static std::optional<ParsedCommit> parseCommit(std::string_view output);
 
@@ -73,7 +84,10 @@ class TidraGitMetadataReader {
   static std::string statusLine(std::size_t changes);
 
  private:
-  std::optional<ProcessRunner::Result> run(const std::string& path, std::vector<std::string> arguments) const;
+  std::optional<ProcessRunner::Result> run(const std::string& path, std::vector<std::string> arguments,
+                                           std::function<bool(std::string_view)> isEnough = {}) const;
+  std::optional<std::vector<std::string>> trackedAmong(const std::string& repository,
+                                                       const std::vector<std::string>& folders) const;
   std::optional<ParsedCommit> lastCommit(const std::string& path) const;
   std::optional<std::size_t> countChanges(const std::string& path) const;
   std::optional<std::vector<std::string>> filterOverrides(const std::string& path) const;

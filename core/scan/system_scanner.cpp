@@ -39,7 +39,8 @@ class TakenPlaces {
     if (isCovered(path) || isCovered(place)) return false;
     const auto holds = [&](const std::string& taken) { return isSameOrInside(taken, place); };
     if (std::any_of(systemPaths_.begin(), systemPaths_.end(), holds)) return false;
-    if (const auto facts = pathFacts(path); facts && !identities_.emplace(facts->identity.device, facts->identity.inode).second)
+    if (const auto facts = pathFacts(path);
+        facts && !identities_.emplace(facts->identity.device, facts->identity.inode).second)
       return false;
     systemPaths_.push_back(place);
     paths_.insert(place);

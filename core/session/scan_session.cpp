@@ -15,7 +15,9 @@
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_scanner.h"
+#include "core/scan/directory_size.h"
 #include "core/scan/system_scanner.h"
+#include "core/session/leftover_finder.h"
 #include "core/session/project_activity_reader.h"
 
 namespace tidra {
@@ -31,11 +33,16 @@ class ScanSession {
     std::optional<SystemArtifactScanner> system;
     if (request_.scanSystem) system.emplace(systemRequest_ = makeSystemRequest());
     if (request_.scanProjects) {
-      for (const std::string& root : independentRoots(request_.roots, request_.oneFileSystem)) walk(root);
+      for (const std::string& root : roots()) walk(root);
       finishActivity();
     }
-    if (system) addSystemFindings(*system);
+    if (system) {
+      addSystemFindings(*system);
+      addLeftovers();
+    }
+    raiseTracked();
     std::erase_if(outcome_.findings, [this](const auto& finding) { return !isWanted(finding); });
+    recordIdentities();
     outcome_.aggregate = ScanAggregate(outcome_.findings);
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     outcome_.report = ScanReport::make(outcome_.findings, outcome_.aggregate, request_.resolver,
@@ -52,6 +59,11 @@ class ScanSession {
   }
 
  private:
+  std::vector<std::string> roots() const {
+    if (request_.onlyPaths) return request_.roots;  // only their own entries are looked at
+    return independentRoots(request_.roots, request_.oneFileSystem);
+  }
+
   void walk(const std::string& root) {
     if (cancelled_) return;
     if (const auto opened = openDirectory(root); !opened) {
@@ -67,6 +79,7 @@ class ScanSession {
                                                    .enabledEcosystems = request_.ecosystems,
                                                    .mounts = request_.mounts,
                                                    .oneFileSystem = request_.oneFileSystem,
+                                                   .onlyNames = namesIn(root),
                                                    .workers = request_.workers,
                                                    .shouldCancel = [this] { return shouldCancel(); },
                                                    .onProgress = [&](const auto& tick) { advance(before, tick); }});
@@ -81,6 +94,15 @@ class ScanSession {
       activity_.add(*finding.groupRoot);
       outcome_.findings.push_back(std::move(finding));
     }
+  }
+
+  std::optional<std::set<std::string>> namesIn(const std::string& root) const {
+    if (!request_.onlyPaths) return std::nullopt;
+    std::set<std::string> names;
+    for (const std::string& path : *request_.onlyPaths) {
+      if (path.starts_with('/') && parentPath(path) == root) names.emplace(lastPathComponent(path));
+    }
+    return names;
   }
 
   SystemArtifactScanner::Request makeSystemRequest() {
@@ -124,6 +146,24 @@ class ScanSession {
     }
   }
 
+  void addLeftovers() {
+    if (cancelled_ || (request_.ecosystems && !request_.ecosystems->contains("general"))) return;
+    auto leftovers =
+        leftoversBesideSystemPlaces(request_.catalog, request_.platform, systemRequest_.categories, request_.resolver);
+    std::erase_if(leftovers, [&](const auto& leftover) {
+      return std::any_of(outcome_.findings.begin(), outcome_.findings.end(),
+                         [&](const auto& finding) { return isSameOrInside(leftover.path, finding.path); });
+    });
+    if (leftovers.empty()) return;
+    std::vector<std::string> paths;
+    for (const auto& leftover : leftovers) paths.push_back(leftover.path);
+    const auto sizes = TidraDirectorySizeReader::readAll(paths, {.workers = request_.workers, .enterBundles = true});
+    for (std::size_t i = 0; i < leftovers.size(); ++i) {
+      leftovers[i].sizeBytes = sizes[i].value_or(0);
+      outcome_.findings.push_back(std::move(leftovers[i]));
+    }
+  }
+
   void advance(const SystemArtifactScanner::ProgressTick& tick) {
     if (!request_.onProgress || tick.phaseLabel == SystemArtifactScanner::projectPhaseLabel) return;
     progress_.phaseLabel = tick.phaseLabel;
@@ -156,7 +196,39 @@ class ScanSession {
     }
   }
 
+  /// What git tracks cannot be made again by building.
+  void raiseTracked() {
+    std::vector<std::string> folders;
+    for (const auto& finding : outcome_.findings) {
+      if (finding.source == ArtifactSource::projectWalk && isWanted(finding)) folders.push_back(finding.path);
+    }
+    if (cancelled_ || !request_.git || folders.empty()) return;
+    const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return cancelled_.load(); });
+    const auto tracked = reader.tracked(folders);
+    for (auto& finding : outcome_.findings) {
+      if (tracked.held.contains(finding.path)) {
+        finding.safetyTier = ArtifactSafetyTier::warning;
+        finding.restoreHint = "Holds files tracked by git";
+      } else if (tracked.unknown.contains(finding.path)) {
+        finding.safetyTier = std::max(finding.safetyTier, ArtifactSafetyTier::caution);
+      }
+    }
+    if (!tracked.unknown.empty()) {
+      note(fmt::format("git could not be asked about {} of the findings, so none of those counts as safe.",
+                       tracked.unknown.size()));
+    }
+  }
+
+  void recordIdentities() {
+    if (!request_.recordIdentities) return;
+    for (const auto& finding : outcome_.findings) {
+      const auto facts = pathFacts(finding.path);
+      if (facts) outcome_.identities.emplace(finding.path, facts->identity);
+    }
+  }
+
   bool isWanted(const ScanArtifactFinding& finding) const {
+    if (request_.onlyPaths && !request_.onlyPaths->contains(finding.path)) return false;
     if (request_.tiers && !request_.tiers->contains(finding.safetyTier)) return false;
     if (finding.sizeBytes < request_.minimumBytes) return false;
     return !request_.olderThan ||

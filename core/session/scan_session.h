@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -11,6 +12,7 @@
 #include "core/base/quantities.h"
 #include "core/model/scan_aggregate.h"
 #include "core/model/scan_report.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/mount_table.h"
 #include "core/rules/rule_catalog.h"
 #include "core/scan/exclusion_filter.h"
@@ -46,6 +48,8 @@ struct ScanRequest {
   std::optional<Age> olderThan;                       // findings worked on since, or of unknown age, are left out
   bool oneFileSystem = false;                         // each root stays on its own file system
   unsigned workers = 0;                               // 0: the default
+  std::optional<std::set<std::string>> onlyPaths;     // just these entries of the roots and these places; absent: all
+  bool recordIdentities = false;                      // note which file or folder each finding is
   ActivityThresholds thresholds;
   TimePoint now{};  // the reference time of all ages
 
@@ -56,9 +60,10 @@ struct ScanRequest {
 struct ScanOutcome {
   ScanReport report;
   ScanAggregate aggregate;
-  std::vector<ScanArtifactFinding> findings;  // the report's items, in its order
-  std::vector<std::string> notes;             // for people: what could not be read and why
-  std::vector<std::string> details;           // for people who want to know more: tools that did not answer
+  std::vector<ScanArtifactFinding> findings;       // the report's items, in its order
+  std::map<std::string, FileIdentity> identities;  // by path, when asked for
+  std::vector<std::string> notes;                  // for people: what could not be read and why
+  std::vector<std::string> details;                // for people who want to know more: tools that did not answer
   std::uint64_t entriesVisited = 0;
 };
 

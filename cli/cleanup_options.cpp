@@ -1,0 +1,114 @@
+#include "cli/cleanup_options.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+
+#include "app/state/state_folders.h"
+#include "cli/cleanup_view.h"
+#include "cli/confirmation.h"
+#include "cli/interrupt.h"
+#include "cli/progress_line.h"
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/platform/host.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, const RemovalOptions& options,
+                          const Program& program) {
+  const StateFolders folders = stateFolders(request.platform, request.resolver);
+  CleanupSetting setting;
+  setting.service = {.resolver = request.resolver,
+                     .host = request.host,
+                     .mounts = request.mounts,
+                     .protectedFolders = {folders.preferences, folders.applicationData},
+                     .workers = request.workers,
+                     .clock = &currentTime,
+                     .shouldCancel = &InterruptGuard::requested};
+  setting.method = plan.method;
+  setting.quarantine = chosenQuarantine(options.quarantineFolder, request.resolver);
+  setting.options = {.force = options.force, .allowAnyPath = options.allowAnyPath};
+  setting.dryRun = program.options.dryRun;
+  return setting;
+}
+
+Confirmation confirmationFor(const CleanupPlan& plan, const RemovalOptions& options) {
+  Confirmation confirmation{planQuestion(plan), {}};
+  if (options.emptyTrash) confirmation.question += " The whole trash is emptied afterwards.";
+  if (plan.highestTier() == ArtifactSafetyTier::warning) {
+    confirmation.question += " Some of it cannot be made again.";
+    confirmation.typedAnswer = fmt::format("remove {}", plan.items.size());
+  }
+  return confirmation;
+}
+
+CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, CleanupSetting setting,
+                               const Program& program) {
+  const TerminalFacts facts = terminalFacts(STDERR_FILENO, program.options.color, program.environment);
+  ProgressLine line(facts.isTerminal && !program.options.quiet, facts.columns);
+  setting.onProgress = [&](const CleanupProgress& progress) { line.update(progress); };
+  const InterruptGuard guard;
+  return runCleanup(candidates, setting);
+}
+
+}  // namespace
+
+void addRemovalOptions(CLI::App& command, RemovalOptions& options) {
+  command.add_option("--method", options.method, "Where things go: trash, quarantine or delete")->type_name("METHOD");
+  command.add_option("--quarantine-dir", options.quarantineFolder, "The quarantine folder to use")->type_name("DIR");
+  command.add_flag("--force", options.force, "Also what .tidra-keep protects and what is in use");
+  command.add_flag("--empty-trash", options.emptyTrash, "Empty the whole trash afterwards");
+}
+
+DisposalMethod parseMethod(const std::string& text) {
+  if (const auto method = fromRawValue<DisposalMethod>(text)) return *method;
+  throw InputError(
+      fmt::format("'{}' is no method; known are {}.", escapedForTerminal(text), rawValueList<DisposalMethod>()));
+}
+
+QuarantineConfig chosenQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver) {
+  if (!folder) return QuarantineConfig::makeDefault(resolver);
+  if (folder->empty()) throw InputError("An empty text is not a quarantine folder; name one.");
+  return {.directory = absolutePath(*folder, resolver)};
+}
+
+QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver) {
+  return {chosenQuarantine(folder, resolver), resolver, TidraHost::name(resolver.environment), mountPoints()};
+}
+
+int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
+             const RemovalOptions& options, const std::optional<std::string>& limit, const Program& program) {
+  CleanupSetting setting = settingFor(plan, request, options, program);
+  if (!options.json) {
+    writeOut(planText(candidates, {.terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment),
+                                   .limit = limit ? std::optional(parseCount(*limit)) : std::nullopt,
+                                   .home = request.resolver.home,
+                                   .now = request.now}));
+  }
+  const bool asks = !setting.dryRun && !plan.items.empty();
+  if (asks && !confirmed(confirmationFor(plan, options), program)) {
+    if (options.json) writeOut(jsonText(JsonCodec<DisposalOutcome>::encode({}), true) + "\n");
+    writeNote("Nothing was removed.");
+    return ExitStatus::done;
+  }
+  const CleanupOutcome outcome = runWithProgress(candidates, std::move(setting), program);
+  writeOut(options.json ? jsonText(JsonCodec<DisposalOutcome>::encode(outcome.disposal), true) + "\n"
+                        : outcomeText(outcome.disposal, plan.method, program.options.dryRun));
+  writeFailures(outcome.disposal.failures);
+  if (outcome.cancelled) {
+    writeNote("Interrupted; the rest was left where it is.");
+    return ExitStatus::interrupted;
+  }
+  if (options.emptyTrash && !program.options.dryRun) {
+    TrashDisposer(request.resolver, request.mounts).emptyTrash(currentTime());
+    if (!options.json) writeOut("The trash is empty.\n");
+  }
+  return outcome.disposal.failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
+}
+
+}  // namespace tidra

@@ -1,0 +1,39 @@
+// The options that every command takes which removes things, and what they all do in the same way.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/program.h"
+#include "cli/scan_options.h"
+#include "core/session/cleanup_session.h"
+
+namespace tidra {
+
+struct RemovalOptions {
+  std::optional<std::string> method;  // absent: the plan's, or the trash
+  std::optional<std::string> quarantineFolder;
+  bool force = false;
+  bool allowAnyPath = false;
+  bool emptyTrash = false;
+  bool json = false;
+};
+
+/// Declares them on a command.
+void addRemovalOptions(CLI::App& command, RemovalOptions& options);
+
+/// The method of that name. Throws InputError.
+DisposalMethod parseMethod(const std::string& text);
+
+/// The quarantine of the option, else the default one. Throws InputError.
+QuarantineConfig chosenQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
+
+/// The store of quarantine entries. Throws InputError.
+QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
+
+/// Shows the plan, asks, removes, tells. Gives the exit status.
+int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
+             const RemovalOptions& options, const std::optional<std::string>& limit, const Program& program);
+
+}  // namespace tidra

@@ -1,0 +1,85 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "cli/cleanup_options.h"
+#include "cli/interrupt.h"
+#include "cli/program.h"
+#include "cli/scan_options.h"
+#include "core/base/text.h"
+#include "core/platform/files.h"
+
+namespace tidra {
+namespace {
+
+struct ApplyOptions {
+  std::string file;
+  ScanOptions scan;
+  RemovalOptions removal;
+};
+
+constexpr std::size_t largestPlan = 256 * 1024 * 1024;
+
+CleanupPlan readPlan(const std::string& file, const std::string& host, bool force) {
+  const std::string shown = fmt::format("Plan '{}'", escapedForTerminal(file));
+  const auto text = readRegularFile(file, largestPlan);
+  if (!text) throw InputError(fmt::format("{} cannot be read: {}.", shown, text.failure().message()));
+  CleanupPlan plan = CleanupPlan::parse(*text, shown);
+  if (plan.host != host && !force) {
+    throw InputError(fmt::format("{} was made on '{}', but this is '{}'; make a new plan here, or give --force.", shown,
+                                 escapedForTerminal(plan.host), escapedForTerminal(host)));
+  }
+  return plan;
+}
+
+/// None when it was interrupted.
+std::optional<std::vector<CleanupCandidate>> checkInterruptibly(const CleanupPlan& plan, ScanRequest request,
+                                                                const RemovalOptions& options) {
+  const InterruptGuard guard;
+  request.shouldCancel = &InterruptGuard::requested;
+  auto candidates = checkPlan(plan, request, {.force = options.force, .allowAnyPath = options.allowAnyPath});
+  if (InterruptGuard::requested()) return std::nullopt;
+  return candidates;
+}
+
+int runApplyCommand(ApplyOptions& options, const Program& program) {
+  options.removal.json = options.scan.json;
+  ScanRequest request = makeScanRequest(options.scan, program.environment);
+  CleanupPlan plan = readPlan(options.file, request.host, options.removal.force);
+  if (options.removal.method) plan.method = parseMethod(*options.removal.method);
+  chosenQuarantine(options.removal.quarantineFolder, request.resolver);
+  const auto candidates = checkInterruptibly(plan, request, options.removal);
+  if (!candidates) return ExitStatus::interrupted;
+  // What is refused anyway is not asked about.
+  plan.items.clear();
+  for (const CleanupCandidate& candidate : *candidates) {
+    if (!candidate.refusal) plan.items.push_back(candidate.item);
+  }
+  return carryOut(*candidates, plan, request, options.removal, options.scan.limit, program);
+}
+
+}  // namespace
+
+void addApplyCommand(CLI::App& app, Program& program) {
+  auto options = std::make_shared<ApplyOptions>();
+  CLI::App* command = app.add_subcommand("apply", "Carry out a plan that tidra plan has written");
+  command->add_option("FILE", options->file, "The plan")->required()->type_name("");
+  command->add_option("--home", options->scan.home, "Take DIR for the home folder")->type_name("DIR");
+  command->add_option("--rules", options->scan.rulesFiles, "Lay the rules of a file over the built-in ones")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("");
+  command->add_option("--limit", options->scan.limit, "Items to list; 0 lists all")->type_name("N");
+  command->add_flag("--json", options->scan.json, "Print one JSON document");
+  addRemovalOptions(*command, options->removal);
+  command->add_flag("--allow-any-path", options->removal.allowAnyPath, "Also paths that no rule names");
+  command->footer(
+      "Examples:\n"
+      "  tidra apply plan.json --dry-run    what would happen, refusals included\n"
+      "  tidra apply plan.json --yes        without asking");
+  command->callback(
+      [options, &program] { program.command = [options, &program] { return runApplyCommand(*options, program); }; });
+}
+
+}  // namespace tidra

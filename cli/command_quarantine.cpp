@@ -1,0 +1,208 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+
+#include "cli/cleanup_options.h"
+#include "cli/cleanup_view.h"
+#include "cli/confirmation.h"
+#include "cli/interrupt.h"
+#include "cli/program.h"
+#include "core/base/json_fields.h"
+#include "core/base/quantities.h"
+#include "core/base/text.h"
+#include "core/model/byte_formatting.h"
+
+namespace tidra {
+namespace {
+
+struct QuarantineOptions {
+  std::vector<std::string> names;
+  bool all = false;
+  std::optional<std::string> olderThan;
+  std::optional<std::string> folder;
+  std::optional<std::string> home;
+  bool json = false;
+};
+
+using Entry = QuarantineDisposer::Entry;
+
+std::string shown(std::string_view text) { return escapedForTerminal(text); }
+
+void writeNotes(const std::vector<std::string>& notes, const Program& program) {
+  if (program.options.quiet) return;
+  for (const std::string& note : notes) writeNote(note);
+}
+
+QuarantineDisposer::Listing readEntries(const QuarantineDisposer& quarantine) {
+  try {
+    return quarantine.list();
+  } catch (const std::exception& error) {
+    throw InputError(fmt::format("The quarantine cannot be read: {}.", shown(error.what())));
+  }
+}
+
+nlohmann::json encoded(const Entry& entry) {
+  auto object = JsonCodec<QuarantineDisposer::Manifest>::encode(entry.manifest);
+  putBytes(object, "name", entry.name());
+  putBytes(object, "url", entry.url);
+  return object;
+}
+
+int list(const QuarantineOptions& options, const Program& program) {
+  const TidraPathResolver resolver = makeResolver(options.home, program.environment);
+  const auto listing = readEntries(openQuarantine(options.folder, resolver));
+  writeNotes(listing.notes, program);
+  if (options.json) {
+    auto array = nlohmann::json::array();
+    for (const Entry& entry : listing.entries) array.push_back(encoded(entry));
+    writeOut(jsonText(array, true) + "\n");
+    return ExitStatus::done;
+  }
+  if (listing.entries.empty()) writeOut("Nothing is in quarantine.\n");
+  for (const Entry& entry : listing.entries) {
+    const auto& manifest = entry.manifest;
+    writeOut(fmt::format("{}  {:>8}  {}\n", shown(entry.name()),
+                         manifest.bytes ? ByteFormatting::compact(*manifest.bytes) : "–",
+                         shown(resolver.displayPath(manifest.originalPath))));
+  }
+  return ExitStatus::done;
+}
+
+/// The entries of these names, or all. Throws InputError when one does not exist.
+std::vector<Entry> chosen(const QuarantineOptions& options, std::vector<Entry> entries) {
+  if (options.all) return entries;
+  std::vector<Entry> result;
+  for (const std::string& name : options.names) {
+    const auto found = std::find_if(entries.begin(), entries.end(), [&](const Entry& entry) {
+      return entry.name() == name || entry.url == name || shown(entry.name()) == name;
+    });
+    if (found == entries.end()) {
+      throw InputError(fmt::format("'{}' is not in quarantine; tidra quarantine list shows what is.", shown(name)));
+    }
+    if (std::find(result.begin(), result.end(), *found) == result.end()) result.push_back(*found);
+  }
+  return result;
+}
+
+void requireNamesOrAll(const QuarantineOptions& options) {
+  if (options.all == !options.names.empty()) {
+    throw InputError(options.all ? "Give either entries or --all." : "Name the entries, or give --all.");
+  }
+}
+
+/// Does something to each entry and tells how it went.
+template <class Action>
+int forEach(const std::vector<Entry>& entries, const QuarantineOptions& options, const Program& program,
+            std::string_view past, Action act) {
+  std::vector<TidraDeletionFailure> failures;
+  auto paths = nlohmann::json::array();
+  const InterruptGuard guard;
+  for (const Entry& entry : entries) {
+    if (InterruptGuard::requested()) break;
+    try {
+      act(entry);
+      const std::string told = entry.manifest.originalPath;
+      paths.push_back(JsonCodec<std::string>::encode(entry.url));
+      if (!options.json) {
+        writeOut(fmt::format("{} {} {}.\n", shown(told), program.options.dryRun ? "would be" : "is", past));
+      }
+    } catch (const std::exception& error) {
+      failures.push_back({entry.url, error.what()});
+    }
+  }
+  if (options.json) {
+    writeOut(jsonText({{std::string(past), paths},
+                       {"failures", JsonCodec<std::vector<TidraDeletionFailure>>::encode(failures)}},
+                      true) +
+             "\n");
+  }
+  writeFailures(failures);
+  if (InterruptGuard::requested()) return ExitStatus::interrupted;
+  return failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
+}
+
+int restore(const QuarantineOptions& options, const Program& program) {
+  requireNamesOrAll(options);
+  const auto quarantine = openQuarantine(options.folder, makeResolver(options.home, program.environment));
+  auto listing = readEntries(quarantine);
+  writeNotes(listing.notes, program);
+  const auto entries = chosen(options, std::move(listing.entries));
+  return forEach(entries, options, program, "restored", [&](const Entry& entry) {
+    program.options.dryRun ? quarantine.checkRestore(entry) : quarantine.restore(entry);
+  });
+}
+
+/// Entries by name go at once; without names those go whose time is up.
+int purge(const QuarantineOptions& options, const Program& program) {
+  if (options.all && !options.names.empty()) throw InputError("Give either entries or --all.");
+  if (options.olderThan && (options.all || !options.names.empty())) {
+    throw InputError("--older-than chooses the entries; leave out their names and --all.");
+  }
+  const auto quarantine = openQuarantine(options.folder, makeResolver(options.home, program.environment));
+  auto listing = readEntries(quarantine);
+  writeNotes(listing.notes, program);
+  const TimePoint now = currentTime();
+  const bool byName = options.all || !options.names.empty();
+  const TimePoint cutOff = options.olderThan ? momentBefore(now, parseAge(*options.olderThan))
+                                             : now - retention(quarantine.config().retentionDays);
+  if (!byName) {
+    std::erase_if(listing.entries, [&](const Entry& entry) { return entry.manifest.quarantinedAt >= cutOff; });
+  }
+  const auto entries = byName ? chosen(options, std::move(listing.entries)) : std::move(listing.entries);
+  std::int64_t bytes = 0;
+  for (const Entry& entry : entries) bytes += entry.manifest.bytes.value_or(0);
+  const Confirmation question{
+      fmt::format("Delete {} entries ({}) from quarantine for good?", entries.size(), ByteFormatting::compact(bytes)),
+      {}};
+  if (!entries.empty() && !program.options.dryRun && !confirmed(question, program)) {
+    writeNote("Nothing was removed.");
+    return ExitStatus::done;
+  }
+  const int status = forEach(entries, options, program, "purged", [&](const Entry& entry) {
+    if (!program.options.dryRun) quarantine.remove(entry, &InterruptGuard::requested);
+  });
+  // Manifests without an item, and what an earlier purge left, go in the same breath.
+  if (!byName && !program.options.dryRun) writeFailures(quarantine.purgeBefore(cutOff).failures);
+  if (entries.empty() && !options.json) writeOut("Nothing in quarantine is due.\n");
+  return status;
+}
+
+}  // namespace
+
+void addQuarantineCommand(CLI::App& app, Program& program) {
+  auto options = std::make_shared<QuarantineOptions>();
+  CLI::App* command = app.add_subcommand("quarantine", "What clean has put into quarantine");
+  command->require_subcommand(1);
+  command->footer(
+      "Examples:\n"
+      "  tidra quarantine list\n"
+      "  tidra quarantine restore 20260314T101500-node_modules");
+  const auto add = [&](const std::string& name, const std::string& what,
+                       int (*run)(const QuarantineOptions&, const Program&)) {
+    CLI::App* subcommand = command->add_subcommand(name, what);
+    subcommand->add_option("--dir", options->folder, "Another quarantine folder")->type_name("DIR");
+    subcommand->add_option("--home", options->home, "Take DIR for the home folder")->type_name("DIR");
+    subcommand->add_flag("--json", options->json, "Print one JSON document");
+    subcommand->callback(
+        [&program, options, run] { program.command = [&program, options, run] { return run(*options, program); }; });
+    return subcommand;
+  };
+  const auto addNames = [&](CLI::App* subcommand) {
+    subcommand->add_option("ENTRY", options->names, "Entries as the list names them")->type_name("");
+    subcommand->add_flag("--all", options->all, "Every entry");
+  };
+  add("list", "Entries, their sizes and where they came from", &list)
+      ->footer("Examples:\n  tidra quarantine list\n  tidra quarantine list --json");
+  CLI::App* restoring = add("restore", "Move entries back to where they came from", &restore);
+  addNames(restoring);
+  restoring->footer("Examples:\n  tidra quarantine restore 20260314T101500-target\n  tidra quarantine restore --all");
+  CLI::App* purging = add("purge", "Delete entries for good: those named, or those whose time is up", &purge);
+  addNames(purging);
+  purging->add_option("--older-than", options->olderThan, "Those put there longer ago, instead of 7d")
+      ->type_name("AGE");
+  purging->footer("Examples:\n  tidra quarantine purge --older-than 30d\n  tidra quarantine purge --all --yes");
+}
+
+}  // namespace tidra

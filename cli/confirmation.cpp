@@ -1,0 +1,31 @@
+#include "cli/confirmation.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <iostream>
+
+#include "cli/terminal.h"
+#include "core/base/errors.h"
+#include "core/base/text.h"
+
+namespace tidra {
+
+bool confirmed(const Confirmation& confirmation, const Program& program) {
+  const bool typed = !confirmation.typedAnswer.empty();
+  if (program.options.assumeYes && !typed) return true;
+  if (::isatty(STDIN_FILENO) != 1) {
+    throw InputError(typed ? "What cannot be made again is only removed when that is confirmed in a terminal; --yes is "
+                             "not enough. Nothing was removed."
+                           : "There is no terminal to ask; give --yes to go on without, or --dry-run to look. Nothing "
+                             "was removed.");
+  }
+  writePrompt(typed ? fmt::format("{} Type '{}' to go on: ", confirmation.question, confirmation.typedAnswer)
+                    : fmt::format("{} [y/N] ", confirmation.question));
+  std::string answer;
+  if (!std::getline(std::cin, answer)) return false;
+  const std::string given = asciiLowered(trimmed(answer));
+  return typed ? given == confirmation.typedAnswer : given == "y" || given == "yes";
+}
+
+}  // namespace tidra

@@ -1,0 +1,142 @@
+// Which folders hold files that git tracks: one "git ls-files" a repository, ended as soon as every folder is known to.
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <map>
+#include <thread>
+
+#include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
+#include "core/scan/git_metadata.h"
+
+namespace tidra {
+namespace {
+
+/// Longer lists of folders do not go onto a command line; git then lists everything that it tracks.
+constexpr std::size_t mostArgumentBytes = 64 * 1024;
+
+/// Repositories are asked side by side. Those on which git hangs are waited for only a few at a time.
+constexpr std::size_t mostThreads = 8;
+constexpr std::size_t mostHangs = 8;
+
+bool holdsRepository(const std::string& folder) { return static_cast<bool>(pathFacts(joinedPath(folder, ".git"))); }
+
+/// Finds the repository that a folder lies in. Every folder is looked at once.
+class RepositoryFinder {
+ public:
+  /// The nearest folder at or above this one that holds ".git"; empty when there is none.
+  const std::string& of(const std::string& folder) {
+    const auto known = repositories_.find(folder);
+    if (known != repositories_.end()) return known->second;
+    std::string repository;
+    if (holdsRepository(folder)) {
+      repository = folder;
+    } else if (folder != "/") {
+      repository = of(parentPath(folder));
+    }
+    return repositories_.emplace(folder, std::move(repository)).first->second;
+  }
+
+ private:
+  std::map<std::string, std::string> repositories_;
+};
+
+std::string pathWithin(const std::string& repository, const std::string& folder) {
+  return folder.substr(repository == "/" ? 1 : repository.size() + 1);
+}
+
+/// Takes git's answer bit by bit: "H ", a path and a NUL for each tracked file.
+class TrackedOutput {
+ public:
+  TrackedOutput(const std::string& repository, const std::vector<std::string>& folders) {
+    for (const std::string& folder : folders) waiting_.emplace(pathWithin(repository, folder), folder);
+  }
+
+  /// True when nothing more can be learnt.
+  bool take(std::string_view output) {
+    while (!waiting_.empty()) {
+      const auto end = output.find('\0', taken_);
+      if (end == std::string_view::npos) return false;
+      note(output.substr(taken_, end - taken_));
+      taken_ = end + 1;
+    }
+    return true;
+  }
+
+  std::vector<std::string> found;
+
+ private:
+  void note(std::string_view line) {
+    constexpr std::size_t tagLength = 2;
+    if (line.size() <= tagLength) return;
+    const std::string_view file = line.substr(tagLength);
+    // A tracked link in the place of a folder, and a submodule, stand there by their own name.
+    for (auto end = file.size(); end != std::string_view::npos && end > 0; end = file.rfind('/', end - 1)) {
+      const auto holder = waiting_.find(file.substr(0, end));
+      if (holder == waiting_.end()) continue;
+      found.push_back(holder->second);
+      waiting_.erase(holder);
+    }
+  }
+
+  std::map<std::string, std::string, std::less<>> waiting_;  // by path within the repository
+  std::size_t taken_ = 0;
+};
+
+}  // namespace
+
+std::optional<std::vector<std::string>> TidraGitMetadataReader::trackedAmong(
+    const std::string& repository, const std::vector<std::string>& folders) const {
+  TrackedOutput output(repository, folders);
+  std::vector<std::string> arguments{"--literal-pathspecs", "ls-files", "-t", "-z", "--"};
+  std::size_t length = 0;
+  for (const std::string& folder : folders) length += folder.size();
+  for (const std::string& folder : folders) {
+    if (length <= mostArgumentBytes) arguments.push_back(pathWithin(repository, folder));
+  }
+  const auto result = run(repository, std::move(arguments), [&](std::string_view text) { return output.take(text); });
+  if (!result) return std::nullopt;
+  // The last NUL may have been cut off as white space is.
+  output.take(result->stdout_ + '\0');
+  return std::move(output.found);
+}
+
+TidraGitMetadataReader::Tracked TidraGitMetadataReader::tracked(const std::vector<std::string>& folders) const {
+  Tracked answer;
+  std::map<std::string, std::vector<std::string>> byRepository;
+  RepositoryFinder finder;
+  for (const std::string& folder : folders) {
+    if (holdsRepository(folder)) {
+      answer.held.insert(folder);  // a repository in itself
+    } else if (const std::string& repository = finder.of(parentPath(folder)); !repository.empty()) {
+      byRepository[repository].push_back(folder);
+    }
+  }
+  std::vector<std::pair<const std::string*, const std::vector<std::string>*>> questions;
+  for (const auto& [repository, inside] : byRepository) questions.emplace_back(&repository, &inside);
+  std::vector<std::optional<std::vector<std::string>>> answers(questions.size());
+  std::atomic<std::size_t> next{0};
+  std::atomic<std::size_t> hangs{0};
+  const auto work = [&] {
+    for (std::size_t i = next++; i < questions.size() && git_ && hangs < mostHangs; i = next++) {
+      if (shouldCancel_ && shouldCancel_()) return;
+      const auto asked = std::chrono::steady_clock::now();
+      answers[i] = trackedAmong(*questions[i].first, *questions[i].second);
+      const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - asked;
+      if (taken.count() >= commandTimeoutSeconds) ++hangs;
+    }
+  };
+  {
+    std::vector<std::jthread> threads;
+    for (std::size_t i = 0; i < std::min(mostThreads, questions.size()); ++i) threads.emplace_back(work);
+  }
+  for (std::size_t i = 0; i < questions.size(); ++i) {
+    auto& target = answers[i] ? answer.held : answer.unknown;
+    const auto& source = answers[i] ? *answers[i] : *questions[i].second;
+    target.insert(source.begin(), source.end());
+  }
+  return answer;
+}
+
+}  // namespace tidra

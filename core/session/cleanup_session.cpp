@@ -1,0 +1,154 @@
+#include "core/session/cleanup_session.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+#include "core/platform/path_text.h"
+#include "core/session/removal_guard.h"
+
+namespace tidra {
+namespace {
+
+std::optional<std::string> projectOf(const ScanReportItem& item) {
+  if (item.source == ArtifactSource::projectWalk) return item.group;
+  return std::nullopt;
+}
+
+CleanupCandidate makeCandidate(const ScanReportItem& reported, const ScanOutcome& outcome) {
+  CleanupCandidate candidate{.item = CleanupPlan::Item::make(reported),
+                             .reported = reported,
+                             .identity = std::nullopt,
+                             .project = projectOf(reported),
+                             .refusal = std::nullopt};
+  const auto identity = outcome.identities.find(reported.path);
+  if (identity != outcome.identities.end()) candidate.identity = identity->second;
+  return candidate;
+}
+
+std::optional<std::string> reasonToKeep(RemovalGuard& guard, const CleanupCandidate& candidate, bool force) {
+  if (force || isToolBackedTarget(candidate.item.path)) return std::nullopt;
+  auto reason = guard.reasonToKeep(candidate.item.path, candidate.project);
+  if (reason) *reason += "; --force removes it all the same";
+  return reason;
+}
+
+/// The scan that meets just the items of a plan.
+ScanRequest narrowed(ScanRequest request, const CleanupPlan& plan) {
+  request.onlyPaths.emplace();
+  request.categories.emplace();
+  request.roots.clear();
+  request.ecosystems.reset();
+  request.tiers.reset();
+  request.minimumBytes = 0;
+  request.olderThan.reset();
+  request.oneFileSystem = false;
+  request.recordIdentities = true;
+  constexpr std::string_view pipTarget = "pip:orphan:";
+  for (const CleanupPlan::Item& item : plan.items) {
+    request.onlyPaths->insert(item.path);
+    // The environment that a pip target is about is a finding of the walk.
+    const std::string path = item.path.starts_with(pipTarget) ? item.path.substr(pipTarget.size()) : item.path;
+    if (path.starts_with('/')) {
+      request.onlyPaths->insert(path);
+      request.roots.push_back(parentPath(path));
+    }
+    if (item.source != ArtifactSource::projectWalk) request.categories->insert(item.category);
+  }
+  std::sort(request.roots.begin(), request.roots.end());
+  request.roots.erase(std::unique(request.roots.begin(), request.roots.end()), request.roots.end());
+  request.scanProjects = !request.roots.empty();
+  request.scanSystem = !request.categories->empty();
+  return request;
+}
+
+/// Why an item of a plan is not what it was when the plan was made; none when all is well.
+std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const CleanupCandidate* found,
+                                     const CleanupOptions& options) {
+  if (found == nullptr) {
+    if (options.allowAnyPath) return std::nullopt;
+    return "is nothing that the rules name there, or is excluded; --allow-any-path removes it all the same";
+  }
+  if (found->item.tier <= item.tier) return std::nullopt;
+  return fmt::format("is of tier {} by now, but the plan says {}; make a new plan", rawValue(found->item.tier),
+                     rawValue(item.tier));
+}
+
+}  // namespace
+
+std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
+                                               const CleanupOptions& options) {
+  std::vector<CleanupCandidate> candidates;
+  RemovalGuard guard(resolver);
+  for (const ScanReportItem& item : outcome.report.items) {
+    auto& candidate = candidates.emplace_back(makeCandidate(item, outcome));
+    candidate.refusal = reasonToKeep(guard, candidate, options.force);
+  }
+  std::stable_sort(candidates.begin(), candidates.end(),
+                   [](const auto& a, const auto& b) { return a.item.bytes > b.item.bytes; });
+  return candidates;
+}
+
+CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, DisposalMethod method,
+                            const ScanRequest& request, std::optional<std::string> reason) {
+  CleanupPlan plan{
+      .createdAt = request.now, .host = request.host, .method = method, .reason = std::move(reason), .items = {}};
+  for (const CleanupCandidate& candidate : candidates) {
+    if (!candidate.refusal) plan.items.push_back(candidate.item);
+  }
+  return plan;
+}
+
+std::vector<CleanupCandidate> checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& options) {
+  const TidraPathResolver resolver = request.resolver;
+  const ScanOutcome outcome = runScan(narrowed(std::move(request), plan));
+  std::map<std::string_view, CleanupCandidate> found;
+  for (const ScanReportItem& item : outcome.report.items) found.emplace(item.path, makeCandidate(item, outcome));
+  RemovalGuard guard(resolver);
+  std::vector<CleanupCandidate> candidates;
+  for (const CleanupPlan::Item& item : plan.items) {
+    const auto known = found.find(item.path);
+    auto& candidate = candidates.emplace_back(known == found.end() ? CleanupCandidate{} : known->second);
+    candidate.refusal = refusalOf(item, known == found.end() ? nullptr : &known->second, options);
+    candidate.item = item;
+    if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options.force);
+  }
+  return candidates;
+}
+
+CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const CleanupSetting& setting) {
+  CleanupOutcome outcome;
+  TidraDeletionService service(setting.service);
+  RemovalGuard guard(setting.service.resolver);
+  CleanupProgress progress{.items = candidates.size(), .currentPath = {}};
+  for (const CleanupCandidate& candidate : candidates) progress.bytes += candidate.item.bytes;
+  const auto tell = [&] {
+    if (setting.onProgress) setting.onProgress(progress);
+  };
+  for (const CleanupCandidate& candidate : candidates) {
+    outcome.cancelled = setting.service.shouldCancel && setting.service.shouldCancel();
+    if (outcome.cancelled) break;
+    progress.currentPath = candidate.item.path;
+    tell();
+    auto refusal = candidate.refusal;
+    if (!refusal) refusal = reasonToKeep(guard, candidate, setting.options.force);
+    TidraDeletionService::Result result = TidraDeletionFailure{candidate.item.path, refusal.value_or("")};
+    if (!refusal) {
+      result = service.dispose({candidate.item.path, candidate.identity}, setting.method, setting.dryRun,
+                               setting.quarantine);
+    }
+    if (auto* receipt = std::get_if<DisposalReceipt>(&result)) {
+      outcome.disposal.receipts.push_back(std::move(*receipt));
+    } else {
+      outcome.disposal.failures.push_back(std::move(std::get<TidraDeletionFailure>(result)));
+    }
+    ++progress.itemsDone;
+    progress.bytesDone += candidate.item.bytes;
+  }
+  progress.currentPath.clear();
+  tell();
+  return outcome;
+}
+
+}  // namespace tidra

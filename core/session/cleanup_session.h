@@ -1,0 +1,69 @@
+// From a scan's outcome or a written plan to what becomes of each item. The terminal program, the desktop application
+// and the unattended agent all run this.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/dispose/deletion_service.h"
+#include "core/model/cleanup_plan.h"
+#include "core/session/scan_session.h"
+
+namespace tidra {
+
+/// An item of a plan with what is known of it besides.
+struct CleanupCandidate {
+  CleanupPlan::Item item;
+  std::optional<ScanReportItem> reported;  // absent for a path that no rule names
+  std::optional<FileIdentity> identity;    // seen by the scan
+  std::optional<std::string> project;      // the project's folder; absent outside projects
+  std::optional<std::string> refusal;  // why it must not be removed, the rest of a sentence that begins with its path
+};
+
+struct CleanupOptions {
+  bool force = false;         // also what a keep file or its use protects
+  bool allowAnyPath = false;  // also paths that no rule names
+};
+
+/// Everything that a scan has found, the largest first. Those that a keep file or their use protects carry a refusal.
+std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
+                                               const CleanupOptions& options);
+
+/// The plan of those candidates that carry no refusal.
+CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, DisposalMethod method,
+                            const ScanRequest& request, std::optional<std::string> reason = {});
+
+/// Looks at the items of a plan again, in their order: each must still be something that the rules name, and of no
+/// higher tier than the plan says. `request` tells catalog, exclusions and circumstances; its roots and categories are
+/// replaced by what the items need.
+std::vector<CleanupCandidate> checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& options);
+
+struct CleanupProgress {
+  std::size_t itemsDone = 0;
+  std::size_t items = 0;
+  std::int64_t bytesDone = 0;
+  std::int64_t bytes = 0;
+  std::string currentPath;
+};
+
+struct CleanupSetting {
+  TidraDeletionService::Setting service;
+  DisposalMethod method = DisposalMethod::trash;
+  QuarantineConfig quarantine;
+  CleanupOptions options;
+  bool dryRun = false;
+  std::function<void(const CleanupProgress&)> onProgress;  // before each item and at the end; on the caller's thread
+};
+
+struct CleanupOutcome {
+  DisposalOutcome disposal;  // refused candidates are among the failures
+  bool cancelled = false;    // the rest of the candidates is in neither list
+};
+
+/// Removes candidates one after another. What protects an item is asked again right before it is removed.
+CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const CleanupSetting& setting);
+
+}  // namespace tidra

@@ -1,0 +1,46 @@
+#include "core/session/leftover_finder.h"
+
+#include <map>
+
+#include "core/base/text.h"
+#include "core/model/removal_leftover.h"
+#include "core/model/system_group_root.h"
+#include "core/platform/path_text.h"
+#include "core/scan/probes/system_probe.h"
+
+namespace tidra {
+namespace {
+
+/// The folder in which removing what a rule names would leave something: the one above the first wildcard, or above the
+/// place itself, or for a rule about children the place.
+std::string holderOf(const SystemPathRule& rule, const std::string& place) {
+  const auto wildcard = place.find_first_of("*?[");
+  if (wildcard != std::string::npos) return parentPath(place.substr(0, wildcard) + "x");
+  return rule.mode == SystemPathRule::Mode::children ? place : parentPath(place);
+}
+
+}  // namespace
+
+std::vector<ScanArtifactFinding> leftoversBesideSystemPlaces(const RuleCatalog& catalog, TidraPlatform platform,
+                                                             const std::set<std::string>& categories,
+                                                             const TidraPathResolver& resolver) {
+  std::map<std::string, std::string> categoryByFolder;
+  for (const SystemPathRule& rule : catalog.systemRulesFor(platform, categories)) {
+    for (const std::string& pathTemplate : rule.paths.at(std::string(rawValue(platform)))) {
+      const auto place = resolver.resolve(pathTemplate);
+      if (place) categoryByFolder.emplace(holderOf(rule, *place), rule.category);
+    }
+  }
+  std::vector<ScanArtifactFinding> leftovers;
+  for (const auto& [folder, category] : categoryByFolder) {
+    for (const std::string& name : ProbeFiles::subfolderNames(folder)) {
+      if (!RemovalLeftover::is(name)) continue;
+      leftovers.push_back(RemovalLeftover::finding(joinedPath(folder, name), 0));
+      leftovers.back().groupRoot = TidraSystemGroupRoot::forCategory(category);
+      leftovers.back().source = ArtifactSource::systemProbe;
+    }
+  }
+  return leftovers;
+}
+
+}  // namespace tidra
