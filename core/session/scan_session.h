@@ -47,7 +47,7 @@ struct ScanRequest {
   bool oneFileSystem = false;                         // each root stays on its own file system
   unsigned workers = 0;                               // 0: the default
   ActivityThresholds thresholds;
-  TimePoint now{};  // the reference time of all ages
+  TimePoint now{};  // when the scan begins; ages count from its end, which is as many seconds later as it takes
 
   std::function<bool()> shouldCancel;                   // polled on the caller's thread
   std::function<void(const ScanProgress&)> onProgress;  // called on the caller's thread
@@ -65,9 +65,5 @@ struct ScanOutcome {
 /// Runs a scan. A scan that was cancelled gives what it found until then, with `partial` set in the report. Never
 /// throws for what the file system or a tool answers.
 ScanOutcome runScan(const ScanRequest& request);
-
-/// The roots without those that another root covers, in their order. A root on another file system than the one that
-/// holds it is not covered when each root stays on its own file system.
-std::vector<std::string> independentRoots(const std::vector<std::string>& roots, bool oneFileSystem);
 
 }  // namespace tidra
