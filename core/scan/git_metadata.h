@@ -63,7 +63,7 @@ class TidraGitMetadataReader {
   /// most.
   std::optional<TimePoint> lastActivity(const std::string& path) const;
 
-  /// The modification of the project's folder; none when it cannot be read.
+  /// The modification of the project's folder, links followed; none when it cannot be read.
   static std::optional<TimePoint> folderActivity(const std::string& path);
 
   /// "seconds" + 0x1C + "subject", cut at the first 0x1C; none for anything else.
