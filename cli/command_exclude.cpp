@@ -38,9 +38,7 @@ int list(const ExcludeOptions& options, const Program& program) {
 std::string rowText(const ExcludeOptions& options, const TidraPathResolver& resolver, ExclusionRowKind kind) {
   if (options.text.empty()) throw InputError("An empty text cannot be excluded; give a folder or a pattern.");
   if (kind == ExclusionRowKind::pattern) return options.text;
-  const auto path = resolver.resolve(options.text);
-  if (!path) throw InputError(fmt::format("'{}' is no path.", escapedForTerminal(options.text)));
-  return resolver.displayPath(*path);
+  return resolver.displayPath(excludedPath(options.text, resolver));
 }
 
 int add(const ExcludeOptions& options, const Program& program) {
