@@ -9,6 +9,7 @@
 
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "core/platform/standard_streams.h"
 
 namespace tidra {
 namespace {
@@ -63,6 +64,7 @@ TerminalFacts terminalFacts(int descriptor, std::string_view colorOption, const 
   const bool refused = noColor != environment.end() && !noColor->second.empty();
   const auto terminalType = environment.find("TERM");
   const bool dumb = terminalType != environment.end() && terminalType->second == "dumb";
+  facts.movesCursor = facts.isTerminal && !dumb;
   facts.colored = colorOption == "always" || (colorOption == "auto" && facts.isTerminal && !refused && !dumb);
   facts.columns = terminalColumns(descriptor, environment);
   return facts;
@@ -96,6 +98,14 @@ void writeOut(std::string_view text) {
   if (!written) throw std::system_error(lastSystemError(), "standard output");
 }
 
-void writeNote(std::string_view text) { fmt::print(stderr, "note: {}\n", text); }
+namespace {
+bool notesAreSilenced = false;
+}
+
+void silenceNotes() { notesAreSilenced = true; }
+
+void writeNote(std::string_view text) {
+  if (!notesAreSilenced) writeStandardError(fmt::format("note: {}\n", text));
+}
 
 }  // namespace tidra
