@@ -38,9 +38,7 @@ int list(const ExcludeOptions& options, const Program& program) {
 std::string rowText(const ExcludeOptions& options, const TidraPathResolver& resolver, ExclusionRowKind kind) {
   if (options.text.empty()) throw InputError("An empty text cannot be excluded; give a folder or a pattern.");
   if (kind == ExclusionRowKind::pattern) return options.text;
-  const auto path = resolver.resolve(options.text);
-  if (!path) throw InputError(fmt::format("'{}' is no path.", escapedForTerminal(options.text)));
-  return resolver.displayPath(*path);
+  return resolver.displayPath(excludedPath(options.text, resolver));
 }
 
 int add(const ExcludeOptions& options, const Program& program) {
@@ -52,7 +50,9 @@ int add(const ExcludeOptions& options, const Program& program) {
     return ExitStatus::done;
   }
   const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-  const bool added = UserState(resolver).exclusions.add(text, kind, now);
+  UserState state(resolver);
+  state.requireHome();
+  const bool added = state.exclusions.add(text, kind, now);
   writeOut(fmt::format("{} {} excluded.\n", escapedForTerminal(text), added ? "is now" : "was already"));
   return ExitStatus::done;
 }
@@ -64,7 +64,9 @@ int remove(const ExcludeOptions& options, const Program& program) {
     writeOut(fmt::format("{} would no longer be excluded.\n", escapedForTerminal(text)));
     return ExitStatus::done;
   }
-  if (!UserState(resolver).exclusions.remove(text)) {
+  UserState state(resolver);
+  state.requireHome();
+  if (!state.exclusions.remove(text)) {
     throw InputError(fmt::format("'{}' is not excluded; tidra exclude list shows what is.", escapedForTerminal(text)));
   }
   writeOut(fmt::format("{} is no longer excluded.\n", escapedForTerminal(text)));

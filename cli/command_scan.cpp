@@ -8,27 +8,24 @@
 #include "cli/scan_options.h"
 #include "cli/scan_view.h"
 #include "cli/user_state.h"
+#include "core/base/errors.h"
 #include "core/base/text.h"
-#include "core/platform/files.h"
 #include "core/platform/host.h"
 
 namespace tidra {
 namespace {
 
 void show(const ScanReport& report, const ScanOptions& options, const ScanViewOptions& view) {
-  const std::string text = options.json ? reportText(report) + "\n" : scanText(report, view);
-  if (options.output) {
-    replaceFile(*options.output, text);
-  } else {
-    writeOut(text);
-  }
+  writeResult(options, options.json ? reportText(report) + "\n" : scanText(report, view));
 }
 
 /// Keeps the results for "--last". The scan has succeeded all the same when that fails.
 void remember(const ScanOutcome& outcome, const TidraPathResolver& resolver) {
   try {
-    UserState(resolver).lastScan.save(ScanResultsSummary::make(outcome.report), outcome.report.partial,
-                                      outcome.aggregate, outcome.report.generatedAt);
+    UserState state(resolver);
+    state.requireHome();
+    state.lastScan.save(ScanResultsSummary::make(outcome.report), outcome.report.partial, outcome.aggregate,
+                        outcome.report.generatedAt);
   } catch (const PreferencesError& error) {
     writeNote(escapedForTerminal(error.what()));
   }

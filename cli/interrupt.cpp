@@ -2,6 +2,7 @@
 
 #include <signal.h>
 
+#include <array>
 #include <atomic>
 
 namespace tidra {
@@ -12,22 +13,27 @@ static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only
 
 void onSignal(int) { flag = true; }
 
-void install(void (*handler)(int), int flags) {
-  struct sigaction action {};
-  action.sa_handler = handler;
-  action.sa_flags = flags;
-  ::sigemptyset(&action.sa_mask);
-  for (const int signal : {SIGINT, SIGTERM}) ::sigaction(signal, &action, nullptr);
-}
+constexpr std::array signals{SIGINT, SIGTERM};
+std::array<struct sigaction, signals.size()> former{};
 
 }  // namespace
 
 InterruptGuard::InterruptGuard() {
   flag = false;
-  install(&onSignal, SA_RESTART | static_cast<int>(SA_RESETHAND));
+  struct sigaction action {};
+  action.sa_handler = &onSignal;
+  action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
+  ::sigemptyset(&action.sa_mask);
+  for (std::size_t i = 0; i < signals.size(); ++i) {
+    ::sigaction(signals[i], nullptr, &former[i]);
+    // Who started the program in the background has it ignore the terminal's interrupts.
+    if (former[i].sa_handler != SIG_IGN) ::sigaction(signals[i], &action, nullptr);
+  }
 }
 
-InterruptGuard::~InterruptGuard() { install(SIG_DFL, 0); }
+InterruptGuard::~InterruptGuard() {
+  for (std::size_t i = 0; i < signals.size(); ++i) ::sigaction(signals[i], &former[i], nullptr);
+}
 
 bool InterruptGuard::requested() { return flag; }
 

@@ -3,8 +3,8 @@
 
 namespace tidra {
 
-/// While alive, SIGINT and SIGTERM raise a flag instead of ending the program. A second signal ends it at once. One at
-/// a time.
+/// While alive, SIGINT and SIGTERM raise a flag instead of ending the program. A second signal ends it at once. A
+/// signal that whoever started the program has it ignore stays ignored. One at a time.
 class InterruptGuard {
  public:
   InterruptGuard();

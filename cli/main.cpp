@@ -3,13 +3,15 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
+#include <sstream>
 
 #include "app/state/preferences_store.h"
 #include "cli/program.h"
+#include "cli/terminal.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/model/scan_report.h"
+#include "core/platform/standard_streams.h"
 
 namespace tidra {
 namespace {
@@ -26,7 +28,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
 }
 
 int fail(std::string_view message, int status) {
-  fmt::print(stderr, "tidra: {}\n", message);
+  writeStandardError(fmt::format("tidra: {}\n", message));
   return status;
 }
 
@@ -53,7 +55,10 @@ int runProgram(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& wanted) {
-    return app.exit(wanted);
+    std::ostringstream text;
+    const int status = app.exit(wanted, text, text);
+    writeOut(text.str());
+    return status;
   } catch (const CLI::RequiredError& error) {
     const std::string word = argc > 1 ? argv[1] : "";
     const bool unknown = !word.empty() && !word.starts_with('-') && app.get_subcommands().empty();
@@ -63,6 +68,7 @@ int runProgram(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return fail(fmt::format("{} (see tidra --help)", escapedForTerminal(error.what())), ExitStatus::badInput);
   }
+  if (program.options.quiet) silenceNotes();
   return program.command();
 }
 
@@ -70,6 +76,7 @@ int runProgram(int argc, char** argv) {
 }  // namespace tidra
 
 int main(int argc, char** argv) {
+  tidra::holdClosedStandardStreams();
   try {
     return tidra::runProgram(argc, argv);
   } catch (const tidra::InputError& error) {

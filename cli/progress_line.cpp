@@ -2,12 +2,14 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <limits>
 
 #include "cli/scan_view.h"
 #include "cli/terminal.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
+#include "core/platform/standard_streams.h"
 
 namespace tidra {
 
@@ -19,16 +21,16 @@ bool ProgressLine::isDue() {
 }
 
 void ProgressLine::draw(const std::string& line) {
-  fmt::print(stderr, "\r\x1b[K{}", fitted(line, columns_ - 1));
-  std::fflush(stderr);
+  writeStandardError("\r\x1b[K" + fitted(line, columns_ - 1));
   drawn_ = true;
 }
 
 void ProgressLine::update(const ScanProgress& progress) {
   if (!isDue()) return;
+  constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
+  const auto bytes = static_cast<std::int64_t>(std::min(progress.recoverableBytes, most));
   draw(fmt::format("{} entries · {} · {} · {}", grouped(progress.entriesVisited),
-                   counted(progress.artifactsFound, "finding", "findings"),
-                   ByteFormatting::compact(static_cast<std::int64_t>(progress.recoverableBytes)),
+                   counted(progress.artifactsFound, "finding", "findings"), ByteFormatting::compact(bytes),
                    escapedForTerminal(progress.currentPathDisplay)));
 }
 
@@ -41,8 +43,7 @@ void ProgressLine::update(const CleanupProgress& progress) {
 
 void ProgressLine::erase() {
   if (!drawn_) return;
-  fmt::print(stderr, "\r\x1b[K");
-  std::fflush(stderr);
+  writeStandardError("\r\x1b[K");
   drawn_ = false;
 }
 

@@ -17,6 +17,7 @@
 #include "core/platform/files.h"
 #include "core/platform/host.h"
 #include "core/platform/path_text.h"
+#include "core/platform/standard_streams.h"
 #include "core/scan/exclusion_entry.h"
 #include "core/scan/git_metadata.h"
 
@@ -166,7 +167,12 @@ void addScanOptions(CLI::App& command, ScanOptions& options) {
 
 RuleCatalog loadCatalogFile(const std::string& path) {
   const std::string shown = escapedForTerminal(path);
-  const auto text = readFile(path);
+  // A rule takes some hundred bytes; a device would never end.
+  constexpr std::size_t longest = std::size_t{64} * 1024 * 1024;
+  const auto text = readFile(path, longest);
+  if (!text && text.failure() == std::errc::file_too_large) {
+    throw InputError(fmt::format("Rules file '{}' is longer than 64 MiB; name a file with rules.", shown));
+  }
   if (!text) throw InputError(fmt::format("Rules file '{}' cannot be read: {}.", shown, text.failure().message()));
   try {
     return RuleCatalog::load(*text);
@@ -196,19 +202,36 @@ RuleCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::v
 void checkOutput(const ScanOptions& options) {
   if (!options.output) return;
   const std::string shown = escapedForTerminal(*options.output);
+  if (const auto descriptor = descriptorNamed(*options.output)) {
+    if (isOpenForWriting(*descriptor)) return;
+    throw InputError(fmt::format("'{}' given with --output is not open for writing; name a file.", shown));
+  }
   const std::string path = joinedPath(options.output->starts_with('/') ? "/" : currentFolder(), *options.output);
   if (!openDirectory(parentPath(path))) {
     throw InputError(fmt::format("'{}' given with --output is in no folder that can be opened.", shown));
   }
   const auto present = followedFacts(path);
+  if (!present && pathFacts(path)) {
+    throw InputError(fmt::format("'{}' given with --output is a link that leads nowhere; name a file.", shown));
+  }
   if (present && present->type != EntryType::regularFile) {
     throw InputError(fmt::format("'{}' given with --output is not a file; name one, or leave the option out.", shown));
   }
 }
 
+void writeResult(const ScanOptions& options, std::string_view text) {
+  if (!options.output) return writeOut(text);
+  if (const auto descriptor = descriptorNamed(*options.output)) return writeToDescriptor(*descriptor, text);
+  replaceFile(*options.output, text);
+}
+
 TidraPathResolver makeResolver(const std::optional<std::string>& given, const Environment& environment) {
   std::string home = given.value_or("");
   if (const auto variable = environment.find("HOME"); !given && variable != environment.end()) home = variable->second;
+  if (!given && !home.empty() && !home.starts_with('/')) {
+    throw InputError(fmt::format("'{}' that HOME names is not an absolute path; set HOME to one, or give --home.",
+                                 escapedForTerminal(home)));
+  }
   if (home.empty()) throw InputError("The home folder is unknown; set HOME or give --home.");
   if (!home.starts_with('/')) home = joinedPath(currentFolder(), home);
   if (given && !openDirectory(home)) {
@@ -221,7 +244,7 @@ TidraPathResolver makeResolver(const std::optional<std::string>& given, const En
 ScanViewOptions chosenView(const ScanOptions& options, const Program& program) {
   ScanViewOptions view{
       terminalFacts(STDOUT_FILENO, program.options.color, program.environment), ScanSort::size, false, {}};
-  if (options.output) view.terminal = TerminalFacts{};
+  if (options.output && descriptorNamed(*options.output) != STDOUT_FILENO) view.terminal = TerminalFacts{};
   if (options.limit) view.limit = parseCount(*options.limit);
   if (!options.sort) return view;
   const auto sort = fromRawValue<ScanSort>(*options.sort);
@@ -260,7 +283,7 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
 
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program) {
   const TerminalFacts facts = terminalFacts(STDERR_FILENO, program.options.color, program.environment);
-  ProgressLine line(facts.isTerminal && !program.options.quiet, facts.columns);
+  ProgressLine line(facts.movesCursor && !program.options.quiet, facts.columns);
   request.shouldCancel = &InterruptGuard::requested;
   request.onProgress = [&](const ScanProgress& progress) { line.update(progress); };
   ScanOutcome outcome = runScan(request);

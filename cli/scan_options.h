@@ -61,8 +61,12 @@ ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
 /// The same with a guard of its own against Ctrl-C.
 ScanOutcome scanInterruptibly(const ScanRequest& request, const Program& program);
 
-/// Throws InputError unless the file that the result goes to can be made or replaced.
+/// Throws InputError unless the result can go where it shall: to standard output, to another open descriptor that has a
+/// name such as /dev/fd/3, or to a file that can be made or replaced.
 void checkOutput(const ScanOptions& options);
+
+/// Writes the result there. Throws std::system_error.
+void writeResult(const ScanOptions& options, std::string_view text);
 
 /// How a list is ordered and how long it is, for the terminal that standard output is. Throws InputError.
 ScanViewOptions chosenView(const ScanOptions& options, const Program& program);

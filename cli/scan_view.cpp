@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 #include "core/model/ecosystems.h"
@@ -69,7 +70,7 @@ std::vector<Group> makeGroups(const ScanReport& report, ScanSort sort) {
     if (isNew) groups.push_back({groupTitle(report, item), isSystemItem(item), {}, 0, std::nullopt});
     Group& group = groups[place->second];
     group.items.push_back(&item);
-    group.bytes += item.bytes;
+    group.bytes = saturatedSum(group.bytes, item.bytes);
     if (item.lastActivity && (!group.lastActivity || *group.lastActivity < *item.lastActivity)) {
       group.lastActivity = item.lastActivity;
     }
@@ -201,7 +202,7 @@ class ScanTextWriter {
   void writeHidden(const std::vector<Group>& hidden) {
     if (hidden.empty()) return;
     std::int64_t bytes = 0;
-    for (const Group& group : hidden) bytes += group.bytes;
+    for (const Group& group : hidden) bytes = saturatedSum(bytes, group.bytes);
     text_ += fmt::format("… and {} with {}; --limit 0 shows all.\n\n",
                          counted(hidden.size(), "more project", "more projects"), ByteFormatting::compact(bytes));
   }

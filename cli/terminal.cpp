@@ -9,6 +9,7 @@
 
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "core/platform/standard_streams.h"
 
 namespace tidra {
 namespace {
@@ -63,6 +64,7 @@ TerminalFacts terminalFacts(int descriptor, std::string_view colorOption, const 
   const bool refused = noColor != environment.end() && !noColor->second.empty();
   const auto terminalType = environment.find("TERM");
   const bool dumb = terminalType != environment.end() && terminalType->second == "dumb";
+  facts.movesCursor = facts.isTerminal && !dumb;
   facts.colored = colorOption == "always" || (colorOption == "auto" && facts.isTerminal && !refused && !dumb);
   facts.columns = terminalColumns(descriptor, environment);
   return facts;
@@ -96,13 +98,18 @@ void writeOut(std::string_view text) {
   if (!written) throw std::system_error(lastSystemError(), "standard output");
 }
 
-void writeError(std::string_view text) { fmt::print(stderr, "tidra: {}\n", text); }
+void writeError(std::string_view text) { writeStandardError(fmt::format("tidra: {}\n", text)); }
 
-void writePrompt(std::string_view text) {
-  fmt::print(stderr, "{}", text);
-  std::fflush(stderr);
+void writePrompt(std::string_view text) { writeStandardError(text); }
+
+namespace {
+bool notesAreSilenced = false;
 }
 
-void writeNote(std::string_view text) { fmt::print(stderr, "note: {}\n", text); }
+void silenceNotes() { notesAreSilenced = true; }
+
+void writeNote(std::string_view text) {
+  if (!notesAreSilenced) writeStandardError(fmt::format("note: {}\n", text));
+}
 
 }  // namespace tidra

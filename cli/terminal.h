@@ -30,6 +30,7 @@ class Style {
 /// How a stream wants to be written to.
 struct TerminalFacts {
   bool isTerminal = false;
+  bool movesCursor = false;  // a terminal that can redraw a line
   bool colored = false;
   std::size_t columns = 80;
 };
@@ -53,7 +54,10 @@ void writeError(std::string_view text);
 /// A question on standard error, without a line break after it.
 void writePrompt(std::string_view text);
 
-/// A line on standard error that tells of something odd which does not stop the work.
+/// A line on standard error that tells of something odd which does not stop the work. Nothing once they are silenced.
 void writeNote(std::string_view text);
+
+/// From now on no notes are written. Before any thread is started.
+void silenceNotes();
 
 }  // namespace tidra

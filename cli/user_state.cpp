@@ -1,7 +1,11 @@
 #include "cli/user_state.h"
 
+#include <fmt/format.h>
+
 #include "cli/terminal.h"
 #include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
 
 namespace tidra {
 
@@ -9,6 +13,18 @@ UserState::UserState(const TidraPathResolver& resolver)
     : preferences(openPreferences(resolver, [](const std::string& note) { writeNote(escapedForTerminal(note)); })),
       settings(*preferences),
       exclusions(*preferences),
-      lastScan(*preferences, stateFolders(currentPlatform, resolver).applicationData) {}
+      lastScan(*preferences, stateFolders(currentPlatform, resolver).applicationData),
+      resolver_(resolver) {}
+
+void UserState::requireHome() const {
+  const StateFolders folders = stateFolders(currentPlatform, resolver_);
+  const bool isInHome =
+      isSameOrInside(folders.preferences, resolver_.home) || isSameOrInside(folders.applicationData, resolver_.home);
+  const auto home = followedFacts(resolver_.home);
+  if (isInHome && !home && home.failure() == std::errc::no_such_file_or_directory) {
+    throw PreferencesError(
+        fmt::format("The home folder {} does not exist, so nothing was kept for the next time.", resolver_.home));
+  }
+}
 
 }  // namespace tidra

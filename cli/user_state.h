@@ -19,6 +19,12 @@ struct UserState {
   LastScanStore lastScan;
 
   explicit UserState(const TidraPathResolver& resolver);
+
+  /// Before anything is kept: throws PreferencesError when that would make the home folder itself.
+  void requireHome() const;
+
+ private:
+  TidraPathResolver resolver_;
 };
 
 }  // namespace tidra

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/base/json_fields.h"
+#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/model/system_group_root.h"
 #include "core/platform/files.h"
@@ -48,8 +49,8 @@ ScanResultsSummary ScanResultsSummary::make(const ScanReport& report) {
   std::map<ProjectActivity, std::int64_t> byActivity;
   std::int64_t systemBytes = 0;
   for (const ScanReportItem& item : report.items) {
-    if (item.activity) byActivity[*item.activity] += item.bytes;
-    if (TidraSystemGroupRoot::category(item.group)) systemBytes += item.bytes;
+    if (item.activity) byActivity[*item.activity] = saturatedSum(byActivity[*item.activity], item.bytes);
+    if (TidraSystemGroupRoot::category(item.group)) systemBytes = saturatedSum(systemBytes, item.bytes);
   }
   for (const auto& [activity, bytes] : byActivity) summary.ageSegments.push_back({activity, gigabytes(bytes)});
   summary.systemCacheGB = gigabytes(systemBytes);

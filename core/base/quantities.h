@@ -4,11 +4,20 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string_view>
 
 #include "core/base/time_point.h"
 
 namespace tidra {
+
+/// The sum of two sizes, neither negative; the largest figure where the type does not hold it. Sparse files and tools
+/// gone wrong may claim any size.
+template <class Bytes>
+constexpr Bytes saturatedSum(Bytes left, Bytes right) {
+  constexpr Bytes most = std::numeric_limits<Bytes>::max();
+  return right > most - left ? most : static_cast<Bytes>(left + right);
+}
 
 /// Bytes of "500", "500KB", "10M", "1.5G", "2TiB" (powers of 1024, any letter case). Throws InputError naming the text.
 std::int64_t parseSize(std::string_view text);

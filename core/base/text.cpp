@@ -43,6 +43,15 @@ bool isBidirectionalControl(char32_t c) {
 
 bool isControl(char32_t c) { return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029; }
 
+/// Takes no place on the screen, so that a name with it looks like one without. Combining marks and the selectors of
+/// emoji, which belong to the sign before them, are none of these.
+bool isInvisible(char32_t c) {
+  return c == 0x00AD || c == 0x034F || c == 0x115F || c == 0x1160 || c == 0x17B4 || c == 0x17B5 ||
+         (c >= 0x180B && c <= 0x180F) || (c >= 0x200B && c <= 0x200D) || (c >= 0x2060 && c <= 0x206F) || c == 0x3164 ||
+         c == 0xFEFF || c == 0xFFA0 || (c >= 0xFFF9 && c <= 0xFFFB) || (c >= 0x1BCA0 && c <= 0x1BCA3) ||
+         (c >= 0x1D173 && c <= 0x1D17A) || (c >= 0xE0000 && c <= 0xE0FFF);
+}
+
 bool isWide(char32_t c) {
   return (c >= 0x1100 && c <= 0x115F) || (c >= 0x2E80 && c <= 0xA4CF) || (c >= 0xAC00 && c <= 0xD7A3) ||
          (c >= 0xF900 && c <= 0xFAFF) || (c >= 0xFE30 && c <= 0xFE6F) || (c >= 0xFF00 && c <= 0xFF60) ||
@@ -63,8 +72,9 @@ std::string escapedControl(char32_t c) {
     case '\t':
       return "\\t";
     default:
-      return c < 0x100 ? fmt::format("\\x{:02x}", static_cast<unsigned>(c))
-                       : fmt::format("\\u{:04x}", static_cast<unsigned>(c));
+      if (c < 0x100) return fmt::format("\\x{:02x}", static_cast<unsigned>(c));
+      return c < 0x10000 ? fmt::format("\\u{:04x}", static_cast<unsigned>(c))
+                         : fmt::format("\\U{:08x}", static_cast<unsigned>(c));
   }
 }
 
@@ -131,7 +141,7 @@ std::string escapedForTerminal(std::string_view bytes) {
     const Scalar scalar = decodeScalar(bytes);
     if (scalar.length == 0) {
       text += fmt::format("\\x{:02x}", static_cast<unsigned char>(bytes.front()));
-    } else if (isControl(scalar.value) || isBidirectionalControl(scalar.value)) {
+    } else if (isControl(scalar.value) || isBidirectionalControl(scalar.value) || isInvisible(scalar.value)) {
       text += escapedControl(scalar.value);
     } else {
       text += bytes.substr(0, scalar.length);

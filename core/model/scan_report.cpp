@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "core/base/json_fields.h"
+#include "core/base/quantities.h"
 #include "core/model/stable_id.h"
 #include "core/model/system_group_root.h"
 
@@ -24,9 +25,7 @@ std::int64_t reportedBytes(std::uint64_t bytes) {
   return static_cast<std::int64_t>(std::min(bytes, static_cast<std::uint64_t>(mostBytes)));
 }
 
-void addBytes(std::int64_t& total, std::int64_t bytes) {
-  total = bytes > mostBytes - total ? mostBytes : total + bytes;
-}
+void addBytes(std::int64_t& total, std::int64_t bytes) { total = saturatedSum(total, bytes); }
 
 }  // namespace
 

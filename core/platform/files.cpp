@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <random>
 
 #include "core/platform/directory_reader.h"
 #include "core/platform/file_descriptor.h"
@@ -20,8 +21,15 @@ namespace {
 /// Removes a temporary file unless the work with it succeeded.
 class TemporaryFile {
  public:
-  TemporaryFile(std::string path, unsigned mode) : path_(std::move(path)), file_(::mkstemp(path_.data())) {
-    if (!file_ || ::fchmod(file_.get(), mode) != 0) fail(lastSystemError());
+  /// Beside `target`. Without a mode the process's own mask decides.
+  TemporaryFile(const std::string& target, std::optional<unsigned> mode) {
+    const std::string folder = target.find('/') == std::string::npos ? "." : parentPath(target);
+    std::random_device random;
+    do {
+      path_ = joinedPath(folder, fmt::format(".{}.{:08x}", lastPathComponent(target), random()));
+      file_ = FileDescriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode ? 0600 : 0666));
+    } while (!file_ && errno == EEXIST);
+    if (!file_ || (mode && ::fchmod(file_.get(), *mode) != 0)) fail(lastSystemError());
   }
   ~TemporaryFile() { discard(); }
   TemporaryFile(const TemporaryFile&) = delete;
@@ -56,12 +64,18 @@ void flushFolder(const std::string& folder) {
   if (const auto reason = flushEntries(opened.get())) throw std::system_error(reason);
 }
 
+Outcome<std::string> readAtMost(const FileDescriptor& file, std::size_t mostBytes) {
+  auto bytes = readToEnd(file, mostBytes);
+  if (bytes && bytes->size() > mostBytes) return std::make_error_code(std::errc::file_too_large);
+  return bytes;
+}
+
 }  // namespace
 
-Outcome<std::string> readFile(const std::string& path) {
+Outcome<std::string> readFile(const std::string& path, std::size_t mostBytes) {
   FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!file) return lastSystemError();
-  return readToEnd(file, std::numeric_limits<std::size_t>::max());
+  return readAtMost(file, mostBytes);
 }
 
 Outcome<std::string> readRegularFile(const std::string& path, std::size_t mostBytes) {
@@ -69,9 +83,7 @@ Outcome<std::string> readRegularFile(const std::string& path, std::size_t mostBy
   struct stat status {};
   if (!file || ::fstat(file.get(), &status) != 0) return lastSystemError();
   if (!S_ISREG(status.st_mode)) return std::make_error_code(std::errc::invalid_argument);
-  auto bytes = readToEnd(file, mostBytes);
-  if (bytes && bytes->size() > mostBytes) return std::make_error_code(std::errc::file_too_large);
-  return bytes;
+  return readAtMost(file, mostBytes);
 }
 
 bool isOwnedAndPrivate(const std::string& path) {
@@ -81,20 +93,22 @@ bool isOwnedAndPrivate(const std::string& path) {
   return owned && (S_ISLNK(status.st_mode) || (status.st_mode & S_IWOTH) == 0);
 }
 
-void replaceFile(const std::string& path, std::string_view bytes, unsigned mode) {
+void replaceFile(const std::string& path, std::string_view bytes, std::optional<unsigned> mode) {
   // A link keeps pointing at the file; anything else that is no file, such as a device, must not be replaced by one.
   const auto real = realPath(path);
   const std::string target = real ? *real : path;
-  const auto present = entryFacts(AT_FDCWD, target.c_str());
+  struct stat present {};
+  const bool isPresent = ::lstat(target.c_str(), &present) == 0;
   try {
-    if (present && present->type != EntryType::regularFile) {
+    if (isPresent && !S_ISREG(present.st_mode)) {
       throw std::system_error(std::make_error_code(std::errc::invalid_argument), "not a regular file");
     }
-    const std::string folder = target.find('/') == std::string::npos ? "." : parentPath(target);
-    TemporaryFile temporary(joinedPath(folder, fmt::format(".{}.XXXXXX", lastPathComponent(target))), mode);
+    constexpr unsigned permissions = 0777;
+    if (!mode && isPresent) mode = present.st_mode & permissions;
+    TemporaryFile temporary(target, mode);
     temporary.write(bytes);
     temporary.renameTo(target);
-    flushFolder(folder);
+    flushFolder(target.find('/') == std::string::npos ? "." : parentPath(target));
   } catch (const std::system_error& error) {
     throw std::system_error(error.code(), fmt::format("{} cannot be written", path));
   }

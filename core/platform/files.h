@@ -1,6 +1,8 @@
 // Whole files: reading them, and replacing them so that a reader or a crash meets the old file or the new one, whole.
 #pragma once
 
+#include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -8,8 +10,8 @@
 
 namespace tidra {
 
-/// The bytes of a file.
-Outcome<std::string> readFile(const std::string& path);
+/// The bytes of a file, a pipe or a device; one of more than `mostBytes` is a failure.
+Outcome<std::string> readFile(const std::string& path, std::size_t mostBytes = std::numeric_limits<std::size_t>::max());
 
 /// The bytes of a regular file of at most `mostBytes`. Anything else, such as a pipe on which a reader would hang, is a
 /// failure.
@@ -19,9 +21,10 @@ Outcome<std::string> readRegularFile(const std::string& path, std::size_t mostBy
 bool isOwnedAndPrivate(const std::string& path);
 
 /// Writes a temporary file beside `path` (or beside the file that a link there points to), flushes it to disk, renames
-/// it over `path` and flushes the folder. `path` keeps its former content when anything fails. Throws std::system_error
+/// it over `path` and flushes the folder. `path` keeps its former content when anything fails. Without a `mode` the
+/// file keeps the permissions that it has, and a new one gets those that the process gives. Throws std::system_error
 /// whose what() names the path.
-void replaceFile(const std::string& path, std::string_view bytes, unsigned mode = 0644);
+void replaceFile(const std::string& path, std::string_view bytes, std::optional<unsigned> mode = {});
 
 /// Makes a folder and those above it that are missing, for the owner only. Nothing happens when it is there. Throws
 /// std::system_error whose what() names the path.

@@ -43,14 +43,21 @@ Environment processEnvironment() {
 }
 
 std::optional<std::string> TidraPathResolver::resolve(std::string_view pathTemplate) const {
-  if (pathTemplate == "~") return home;
-  std::string text(pathTemplate);
-  if (pathTemplate.starts_with("~/")) text = home + "/" + std::string(pathTemplate.substr(2));
+  std::string text = withHome(pathTemplate);
   if (text.find('$') != std::string::npos) {
     text = expandVariables(text);
     if (text.find('$') != std::string::npos) return std::nullopt;
   }
+  return expandedPath(text);
+}
+
+std::string TidraPathResolver::expandedPath(std::string_view path) const {
+  const std::string text = withHome(path);
   return standardizedPath(text.starts_with('/') ? text : joinedPath(home, text));
+}
+
+std::string TidraPathResolver::withHome(std::string_view path) const {
+  return path == "~" || path.starts_with("~/") ? home + std::string(path.substr(1)) : std::string(path);
 }
 
 std::string TidraPathResolver::expandVariables(std::string_view text) const {

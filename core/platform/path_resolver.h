@@ -22,6 +22,10 @@ struct TidraPathResolver {
   /// unknown.
   std::optional<std::string> resolve(std::string_view pathTemplate) const;
 
+  /// The absolute, standardised path of a text in which only a leading "~" has a meaning; relative text lies inside the
+  /// home folder.
+  std::string expandedPath(std::string_view path) const;
+
   /// Replaces every variable that is known; an unknown one stays as it stands. Braces are optional on either side.
   std::string expandVariables(std::string_view text) const;
 
@@ -29,6 +33,7 @@ struct TidraPathResolver {
   std::string displayPath(std::string_view path) const;
 
  private:
+  std::string withHome(std::string_view path) const;
   std::optional<std::string> variable(const std::string& name) const;
 };
 

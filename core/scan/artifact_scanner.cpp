@@ -10,6 +10,7 @@
 #include <deque>
 #include <mutex>
 
+#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/files.h"
@@ -71,9 +72,7 @@ class WalkVisitor {
     Artifact& artifact = *folder.context().artifact;
     artifact.opened = true;
     if (!artifact.measurement.hasFailed()) {
-      artifact.measurement.measure(folder.reader(), folder.node()->descriptor(), [&](std::string_view name) {
-        folder.descend(name, {nullptr, &artifact});
-      });
+      measure(folder, artifact);
     }
     finishFolder(artifact);
   }
@@ -139,7 +138,16 @@ class WalkVisitor {
   void addLeftover(Visit& folder, std::string_view name) {
     if (request_.enabledEcosystems && !request_.enabledEcosystems->contains("general")) return;
     const std::string parent = folder.node()->path();
-    folder.descend(name, {nullptr, &addArtifact(joinedPath(parent, name), parent, std::nullopt)});
+    folder.descend(name, {WalkFilter::childPlace(folder.context().place, name),
+                          &addArtifact(joinedPath(parent, name), parent, std::nullopt)});
+  }
+
+  /// A mount inside an artefact is not part of it: removing the artefact would not give its space back.
+  static void measure(Visit& folder, Artifact& artifact) {
+    const WalkFilter::Place* place = folder.context().place;
+    artifact.measurement.measure(folder.reader(), folder.node()->descriptor(), place, [&](auto name, auto* subplace) {
+      folder.descend(name, {subplace, &artifact});
+    });
   }
 
   void walkInto(Visit& folder, std::string_view name) {
@@ -154,7 +162,8 @@ class WalkVisitor {
     std::string projectFolder = folder.node()->path();
     std::string path = joinedPath(projectFolder, name);
     if (match->rule->parentName) projectFolder = parentPath(projectFolder);
-    folder.descend(name, {nullptr, &addArtifact(std::move(path), std::move(projectFolder), *match)});
+    folder.descend(name, {WalkFilter::childPlace(folder.context().place, name),
+                          &addArtifact(std::move(path), std::move(projectFolder), *match)});
   }
 
   Artifact& addArtifact(std::string path, std::string groupRoot, std::optional<RuleMatch> match) {
@@ -209,7 +218,7 @@ class ProgressReporter {
     for (ScanArtifactFinding& finding : fresh) {
       roots_.insert(*finding.groupRoot);
       ++tick_.artifactsFound;
-      tick_.recoverableBytes += finding.sizeBytes;
+      tick_.recoverableBytes = saturatedSum(tick_.recoverableBytes, finding.sizeBytes);
       latest_ = findings.emplace_back(std::move(finding));
       tick_.projectRootsFound = roots_.size();
       tick_.latestFinding = &*latest_;

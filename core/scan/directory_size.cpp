@@ -2,6 +2,7 @@
 
 #include <deque>
 
+#include "core/platform/files.h"
 #include "core/scan/bundle_packages.h"
 #include "core/scan/folder_traversal.h"
 #include "core/scan/measurement.h"
@@ -24,22 +25,35 @@ struct Target {
   std::atomic<bool> complete{false};
 };
 
+struct Context {
+  const WalkFilter::Place* place = nullptr;
+  Target* target = nullptr;
+};
+
 struct SizeVisitor {
-  using Traversal = FolderTraversal<Target*, SizeVisitor>;
+  using Traversal = FolderTraversal<Context, SizeVisitor>;
 
   void visit(Traversal::Visit& folder) {
-    Target* target = folder.context();
-    target->measurement.measure(folder.reader(), folder.node()->descriptor(),
-                                [&](std::string_view name) { folder.descend(name, target); });
+    const auto [place, target] = folder.context();
+    target->measurement.measure(folder.reader(), folder.node()->descriptor(), place,
+                                [&folder, target = target](auto name, auto* subplace) {
+                                  folder.descend(name, {subplace, target});
+                                });
     finish(target);
   }
 
-  void couldNotOpen(Target* target, std::error_code) { finish(target); }
+  void couldNotOpen(const Context& context, std::error_code) { finish(context.target); }
 
   static void finish(Target* target) {
     if (target->measurement.finishFolder()) target->complete = true;
   }
 };
+
+/// The place of a folder that may be named through links, while the mounts are known without.
+const WalkFilter::Place* placeOf(const WalkFilter& mounts, const std::string& folder) {
+  const auto real = realPath(folder);
+  return mounts.placeOf(real ? *real : folder);
+}
 
 }  // namespace
 
@@ -51,10 +65,14 @@ std::vector<std::optional<std::uint64_t>> TidraDirectorySizeReader::readAll(cons
                                                                             const Options& options) {
   std::deque<Target> targets;
   for (std::size_t i = 0; i < paths.size(); ++i) targets.emplace_back(options.enterBundles);
+  WalkFilter mounts;
+  for (const MountPoint& mount : options.mounts) mounts.addMount(mount.path);
   SizeVisitor visitor;
   {
     SizeVisitor::Traversal traversal(visitor, options.workers == 0 ? defaultScanWorkers() : options.workers);
-    for (std::size_t i = 0; i < paths.size(); ++i) traversal.addRoot(paths[i], &targets[i]);
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+      traversal.addRoot(paths[i], {placeOf(mounts, paths[i]), &targets[i]});
+    }
     const auto started = std::chrono::steady_clock::now();
     const auto cancelWhenDue = [&] {
       const bool late = options.limit && std::chrono::steady_clock::now() - started >= *options.limit;

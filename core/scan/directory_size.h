@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "core/platform/mount_table.h"
+
 namespace tidra {
 
 struct TidraDirectorySizeReader {
@@ -18,8 +20,9 @@ struct TidraDirectorySizeReader {
   static std::optional<std::uint64_t> read(const std::string& path, std::chrono::milliseconds limit = timeLimit);
 
   struct Options {
-    unsigned workers = 0;       // 0: as many as a scan takes
-    bool enterBundles = false;  // count the insides of bundle packages too
+    unsigned workers = 0;                 // 0: as many as a scan takes
+    bool enterBundles = false;            // count the insides of bundle packages too
+    std::vector<MountPoint> mounts = {};  // what is mounted inside a folder is not counted
     std::optional<std::chrono::milliseconds> limit = {};
     std::function<bool()> shouldCancel = {};  // polled on the caller's thread
   };

@@ -21,11 +21,15 @@ TidraScanExclusionFilter makeExclusionFilter(const std::vector<ExclusionEntry>& 
   for (const ExclusionEntry& entry : entries) {
     if (entry.kind == ExclusionRowKind::pattern) {
       filter.globPatterns.push_back(expandedPattern(entry.pathDisplay, resolver));
-    } else if (auto path = resolver.resolve(entry.pathDisplay)) {
-      filter.pathPrefixes.push_back(std::move(*path));
+    } else {
+      filter.pathPrefixes.push_back(excludedPath(entry.pathDisplay, resolver));
     }
   }
   return filter;
+}
+
+std::string excludedPath(std::string_view text, const TidraPathResolver& resolver) {
+  return resolver.expandedPath(resolver.expandVariables(text));
 }
 
 ExclusionRowKind guessExclusionKind(std::string_view text) {

@@ -41,10 +41,13 @@ struct JsonCodec<ExclusionEntry> {
   static ExclusionEntry decode(const nlohmann::json& value, const std::string& where);
 };
 
-/// Projects and paths become prefixes, patterns stay patterns; "~" is expanded in all. A row that names an unknown
-/// variable excludes nothing.
+/// Projects and paths become prefixes, patterns stay patterns; "~" is expanded in all.
 TidraScanExclusionFilter makeExclusionFilter(const std::vector<ExclusionEntry>& entries,
                                              const TidraPathResolver& resolver);
+
+/// The absolute, standardised path that a row of kind project or path means. Variables that are known are expanded; any
+/// other "$" is a character of the path.
+std::string excludedPath(std::string_view text, const TidraPathResolver& resolver);
 
 /// The kind of a text that a person typed: a path when it begins with "/" or "~" and holds no "*", "?" or "[", else a
 /// pattern.

@@ -19,7 +19,8 @@ namespace {
 
 constexpr char fileSeparator = '\x1C';
 
-/// Overrides of everything in a repository's own configuration that would make these commands start a program.
+/// Overrides of everything in a repository's own configuration that would make these commands start a program, or read
+/// files of the repository that their answers do not depend on.
 constexpr std::array safeSettings{
     "core.fsmonitor=false",    "core.hooksPath=/dev/null",
     "core.pager=cat",          "core.sshCommand=false",
@@ -28,6 +29,7 @@ constexpr std::array safeSettings{
     "log.showSignature=false", "protocol.allow=never",
     "submodule.recurse=false", "diff.ignoreSubmodules=all",
     "maintenance.auto=false",  "gc.auto=0",
+    "log.mailmap=false",
     "safe.directory=*",  // others' repositories too, since nothing that they configure is run
 };
 
@@ -43,6 +45,14 @@ Environment safeEnvironment(Environment environment) {
   environment["GIT_NO_LAZY_FETCH"] = "1";
   environment["LC_ALL"] = "C";
   return environment;
+}
+
+std::optional<std::int64_t> wholeNumber(std::string_view text) {
+  std::int64_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [parsed, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc{} || parsed != end) return std::nullopt;
+  return number;
 }
 
 bool isDirectory(const std::string& path) { return static_cast<bool>(openDirectory(path)); }
@@ -83,11 +93,9 @@ std::optional<ProcessRunner::Result> TidraGitMetadataReader::run(const std::stri
 std::optional<TidraGitMetadataReader::ParsedCommit> TidraGitMetadataReader::parseCommit(std::string_view output) {
   const auto separator = output.find(fileSeparator);
   if (separator == std::string_view::npos) return std::nullopt;
-  std::int64_t seconds = 0;
-  const char* const end = output.data() + separator;
-  const auto [parsed, error] = std::from_chars(output.data(), end, seconds);
-  if (error != std::errc{} || parsed != end) return std::nullopt;
-  return ParsedCommit{timePointAt(seconds), std::string(output.substr(separator + 1))};
+  const auto seconds = wholeNumber(output.substr(0, separator));
+  if (!seconds) return std::nullopt;
+  return ParsedCommit{timePointAt(*seconds), std::string(output.substr(separator + 1))};
 }
 
 std::string TidraGitMetadataReader::statusLine(std::size_t changes) {
@@ -127,18 +135,18 @@ std::optional<std::size_t> TidraGitMetadataReader::countChanges(const std::strin
 ProjectGitMetadata TidraGitMetadataReader::read(const std::string& path, std::uint64_t knownSize) const {
   ProjectGitMetadata metadata;
   metadata.totalProjectSizeBytes = knownSize;
-  const auto folder = resolver_.resolve(path);
-  if (!folder || !isDirectory(*folder)) return metadata;
-  metadata.totalProjectSizeBytes = std::max(knownSize, TidraDirectorySizeReader::read(*folder).value_or(0));
-  metadata.isGitRepo = isRepository(*folder);
+  const std::string folder = resolver_.expandedPath(path);
+  if (!isDirectory(folder)) return metadata;
+  metadata.totalProjectSizeBytes = std::max(knownSize, TidraDirectorySizeReader::read(folder).value_or(0));
+  metadata.isGitRepo = isRepository(folder);
   if (!metadata.isGitRepo) {
-    metadata.lastModified = folderActivity(*folder);
+    metadata.lastModified = folderActivity(folder);
     return metadata;
   }
-  const auto changes = countChanges(*folder);
+  const auto changes = countChanges(folder);
   metadata.isClean = changes == std::size_t{0};
   metadata.gitStatusLine = changes ? statusLine(*changes) : "Unable to read git status";
-  if (auto commit = lastCommit(*folder)) {
+  if (auto commit = lastCommit(folder)) {
     metadata.lastCommitDate = commit->date;
     metadata.commitSubject = std::move(commit->subject);
   }
@@ -151,13 +159,16 @@ bool TidraGitMetadataReader::isRepository(const std::string& path) const {
 
 std::optional<TimePoint> TidraGitMetadataReader::lastActivity(const std::string& path) const {
   if (isRepository(path)) {
-    if (const auto commit = lastCommit(path)) return commit->date;
+    // The subject may be as long as anyone likes, so only the date is asked for.
+    const auto result = run(path, {"log", "-1", "--pretty=format:%ct"});
+    const auto seconds = result ? wholeNumber(result->stdout_) : std::nullopt;
+    if (seconds) return timePointAt(*seconds);
   }
   return folderActivity(path);
 }
 
 std::optional<TimePoint> TidraGitMetadataReader::folderActivity(const std::string& path) {
-  const auto facts = pathFacts(path);
+  const auto facts = followedFacts(path);
   return facts ? std::optional(facts->modified) : std::nullopt;
 }
 

@@ -64,7 +64,7 @@ class TidraGitMetadataReader {
   /// most.
   std::optional<TimePoint> lastActivity(const std::string& path) const;
 
-  /// The modification of the project's folder; none when it cannot be read.
+  /// The modification of the project's folder, links followed; none when it cannot be read.
   static std::optional<TimePoint> folderActivity(const std::string& path);
 
   /// What git knows of folders.

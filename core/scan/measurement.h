@@ -6,41 +6,49 @@
 #include <string_view>
 #include <system_error>
 
+#include "core/base/quantities.h"
 #include "core/platform/directory_reader.h"
+#include "core/scan/walk_filter.h"
 
 namespace tidra {
 
 /// Adds the logical sizes of all regular files below a folder. Links are never followed, a file counts once for each of
-/// its hard links, and bundle packages are not entered unless asked for.
+/// its hard links, bundle packages are not entered unless asked for, and what is mounted inside never is.
 class Measurement {
  public:
   explicit Measurement(bool enterBundles = false) : enterBundles_(enterBundles) {}
 
+  /// At its largest where the files claim more than 64 bits hold.
   std::uint64_t bytes() const { return bytes_; }
 
   /// True when the attributes of some file could not be read, which leaves the size unknown.
   bool hasFailed() const { return failed_; }
   void fail() { failed_ = true; }
 
-  /// Reads one folder; `descend(name)` is called for each subfolder that belongs to the measurement.
+  /// Reads one folder; `descend(name, subplace)` is called for each subfolder that belongs to the measurement. Where
+  /// another file system begins is told by the folder's place in a filter's tree; none when nothing is mounted below.
   template <class Descend>
-  void measure(DirectoryReader& reader, int descriptor, Descend descend) {
+  void measure(DirectoryReader& reader, int descriptor, const WalkFilter::Place* place, Descend descend) {
     std::uint64_t bytes = 0;
     reader.start(descriptor);
     for (DirectoryEntry entry; reader.next(entry);) {
       if (entry.type == EntryType::regularFile) {
         const auto size = fileSize(descriptor, entry.name.data());
         if (size) {
-          bytes += *size;
+          bytes = saturatedSum(bytes, *size);
         } else if (!hasVanished(size.failure())) {
           fail();
         }
       } else if (entry.type == EntryType::directory && belongs(entry.name)) {
+        const auto* subplace = WalkFilter::childPlace(place, entry.name);
+        if (subplace != nullptr && subplace->mounted) continue;
         ++pending_;
-        descend(entry.name);
+        descend(entry.name, subplace);
       }
     }
-    bytes_ += bytes;
+    std::uint64_t before = bytes_;
+    while (!bytes_.compare_exchange_weak(before, saturatedSum(before, bytes))) {
+    }
   }
 
   /// One folder is done, or could not be opened. True for the last one: the measurement is complete.

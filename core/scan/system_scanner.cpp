@@ -172,8 +172,10 @@ void SystemArtifactScanner::measure(std::vector<ProbeItem>& items) {
       measured.push_back(&item);
       folders.push_back(*item.measuredFolder);
     }
-    const auto sizes = TidraDirectorySizeReader::readAll(
-        folders, {.workers = request_.workers, .enterBundles = enterBundles, .shouldCancel = request_.shouldCancel});
+    const auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
+                                                                   .enterBundles = enterBundles,
+                                                                   .mounts = request_.mounts,
+                                                                   .shouldCancel = request_.shouldCancel});
     for (std::size_t i = 0; i < measured.size(); ++i) {
       if (sizes[i]) {
         measured[i]->finding.sizeBytes = *sizes[i];

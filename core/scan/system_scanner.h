@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "core/platform/mount_table.h"
 #include "core/scan/probes/system_probe.h"
 
 namespace tidra {
@@ -32,6 +33,7 @@ class SystemArtifactScanner {
     SystemProbeContext context;
     std::set<std::string> categories;                     // keys that are enabled
     bool checksPip = true;                                // look for unused packages in the environments of projects
+    std::vector<MountPoint> mounts;                       // what is mounted inside a place is not measured
     unsigned workers = 0;                                 // for measuring; 0: the default
     std::function<bool()> shouldCancel;                   // polled on the caller's thread; context has its own
     std::function<void(const ProgressTick&)> onProgress;  // called on the caller's thread

@@ -26,16 +26,22 @@ std::vector<std::string_view> tailOf(const FolderNode& folder, std::size_t most)
 
 }  // namespace
 
-void WalkFilter::addPrefix(std::string_view path) {
-  reference_.pathPrefixes.emplace_back(path);
+WalkFilter::Place& WalkFilter::makePlace(std::string_view path) {
   Place* place = &root_;
   for (const std::string_view component : splitNonEmpty(path, '/')) {
     auto& child = place->children[component];
     if (!child) child = std::make_unique<Place>();
     place = child.get();
   }
-  place->barred = true;
+  return *place;
 }
+
+void WalkFilter::addPrefix(std::string_view path) {
+  reference_.pathPrefixes.emplace_back(path);
+  makePlace(path).barred = true;
+}
+
+void WalkFilter::addMount(std::string_view path) { makePlace(path).mounted = true; }
 
 void WalkFilter::addPattern(const std::string& pattern) {
   if (pattern.empty()) return;

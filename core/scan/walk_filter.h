@@ -22,6 +22,7 @@ class WalkFilter {
   /// A component of the tree of prefixes.
   struct Place {
     bool barred = false;
+    bool mounted = false;  // another file system begins here
     NameMap<std::unique_ptr<Place>> children;
   };
 
@@ -30,6 +31,8 @@ class WalkFilter {
   /// Bars a folder and everything below it. The path is absolute and standardised.
   void addPrefix(std::string_view path);
   void addPattern(const std::string& pattern);
+  /// Marks a folder as one where another file system begins. That alone bars nothing.
+  void addMount(std::string_view path);
   void add(const TidraScanExclusionFilter& filter);
 
   /// True when the path or one of its ancestors is barred. For single paths; a walk uses FolderFilter.
@@ -41,6 +44,7 @@ class WalkFilter {
 
  private:
   friend class FolderFilter;
+  Place& makePlace(std::string_view path);
   using LongPattern = std::vector<std::string>;  // components; the first of an absolute pattern is empty
 
   Place root_;

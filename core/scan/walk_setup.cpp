@@ -11,18 +11,34 @@ namespace {
 
 using Request = FilesystemArtifactScanner::Request;
 
-/// The skip list: a bare name skips every folder of that name, anything else is a path.
+/// A bare name skips every folder of that name, anything else is a path.
+bool isSkippedPath(const std::string& entry) {
+  return entry.find('/') != std::string::npos || entry.starts_with('~') || entry.starts_with('$');
+}
+
 TidraScanExclusionFilter skipList(const Request& request) {
   TidraScanExclusionFilter skip;
   for (const std::string& entry : request.catalog->walkSkip(request.platform)) {
-    const bool isPath = entry.find('/') != std::string::npos || entry.starts_with('~') || entry.starts_with('$');
-    if (!isPath) {
+    if (!isSkippedPath(entry)) {
       skip.globPatterns.push_back(entry);
     } else if (auto path = request.resolver.resolve(entry)) {
       skip.pathPrefixes.push_back(std::move(*path));
     }
   }
   return skip;
+}
+
+/// The skipped folders of a person under their real paths, since a link may lead to the home folder. Those of the
+/// system count as they are written only: the temporary folder of macOS is a link into one of them.
+std::vector<std::string> realSkippedOfPerson(const Request& request) {
+  std::vector<std::string> paths;
+  for (const std::string& entry : request.catalog->walkSkip(request.platform)) {
+    if (!isSkippedPath(entry) || entry.starts_with('/')) continue;
+    const auto path = request.resolver.resolve(entry);
+    if (!path) continue;
+    if (const auto real = realPath(*path)) paths.push_back(*real);
+  }
+  return paths;
 }
 
 /// A root reached through a link has two spellings. Paths known by the real one are spelt as the walk will meet them.
@@ -61,8 +77,10 @@ void addMounts(WalkFilter& filter, const Request& request, const Spelling& spell
   for (const MountPoint& listed : request.mounts) {
     if (listed.path == spelling.realRoot() || !isSameOrInside(listed.path, spelling.realRoot())) continue;
     const MountPoint& mount = *mountOf(request.mounts, listed.path);
+    const std::string walked = spelling.asWalked(mount.path);
+    filter.addMount(walked);
     const bool elsewhere = request.oneFileSystem && own != nullptr && mount.device != own->device;
-    if (elsewhere || isPseudoFileSystem(mount.fileSystem)) filter.addPrefix(spelling.asWalked(mount.path));
+    if (elsewhere || isPseudoFileSystem(mount.fileSystem)) filter.addPrefix(walked);
   }
 }
 
@@ -82,11 +100,13 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
   WalkFilter skip;
   skip.add(skipList(request));
   const std::string shown = escapedForTerminal(request.resolver.displayPath(request.root));
-  if (skip.bars(request.root)) {
+  WalkFilter realSkip;
+  for (const std::string& path : realSkippedOfPerson(request)) realSkip.addPrefix(path);
+  const Spelling spelling(request.root);
+  if (skip.bars(request.root) || realSkip.bars(spelling.realRoot())) {
     return fmt::format(
         "{} lies in a folder that scans skip (see tidra rules list --skipped), so nothing is reported for it.", shown);
   }
-  const Spelling spelling(request.root);
   WalkFilter excluded;
   excluded.add(request.exclusionFilter);
   for (const std::string& prefix : request.exclusionFilter.pathPrefixes) {

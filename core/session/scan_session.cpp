@@ -8,17 +8,17 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <limits>
 
 #include "core/base/text.h"
 #include "core/model/system_scan_categories.h"
-#include "core/platform/directory_reader.h"
-#include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_scanner.h"
 #include "core/scan/directory_size.h"
 #include "core/scan/system_scanner.h"
 #include "core/session/leftover_finder.h"
 #include "core/session/project_activity_reader.h"
+#include "core/session/root_plans.h"
 
 namespace tidra {
 namespace {
@@ -33,7 +33,7 @@ class ScanSession {
     std::optional<SystemArtifactScanner> system;
     if (request_.scanSystem) system.emplace(systemRequest_ = makeSystemRequest());
     if (request_.scanProjects) {
-      for (const std::string& root : roots()) walk(root);
+      walkRoots();
       finishActivity();
     }
     if (system) {
@@ -41,13 +41,15 @@ class ScanSession {
       addLeftovers();
     }
     raiseTracked();
+    const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
+    generatedAt_ = request_.now + std::chrono::floor<std::chrono::seconds>(duration);
     std::erase_if(outcome_.findings, [this](const auto& finding) { return !isWanted(finding); });
     recordIdentities();
+    boundSizes();
     outcome_.aggregate = ScanAggregate(outcome_.findings);
-    const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     outcome_.report = ScanReport::make(outcome_.findings, outcome_.aggregate, request_.resolver,
                                        {.catalogVersion = request_.catalog.catalogVersion,
-                                        .generatedAt = request_.now,
+                                        .generatedAt = generatedAt_,
                                         .host = request_.host,
                                         .platform = request_.platform,
                                         .scanRoot = joined(request_.roots, ", "),
@@ -59,39 +61,46 @@ class ScanSession {
   }
 
  private:
-  std::vector<std::string> roots() const {
-    if (request_.onlyPaths) return request_.roots;  // only their own entries are looked at
-    return independentRoots(request_.roots, request_.oneFileSystem);
+  void walkRoots() {
+    for (const RootPlan& plan : planRoots(request_.roots, walkRequest())) {
+      if (plan.obstacle) note(*plan.obstacle);
+      // Where single paths are asked for, no walk goes further than its root.
+      if (plan.isWalked() || (request_.onlyPaths && !plan.obstacle)) walk(plan);
+    }
+    if (request_.roots.size() > 1 && !request_.onlyPaths) dropCoveredFindings(outcome_.findings, realPaths_);
   }
 
-  void walk(const std::string& root) {
+  FilesystemArtifactScanner::Request walkRequest() {
+    return {.root = {},
+            .catalog = &request_.catalog,
+            .platform = request_.platform,
+            .resolver = request_.resolver,
+            .exclusionFilter = request_.exclusions,
+            .enabledEcosystems = request_.ecosystems,
+            .mounts = request_.mounts,
+            .oneFileSystem = request_.oneFileSystem,
+            .workers = request_.workers,
+            .shouldCancel = [this] { return shouldCancel(); },
+            .onProgress = {}};
+  }
+
+  void walk(const RootPlan& plan) {
     if (cancelled_) return;
-    if (const auto opened = openDirectory(root); !opened) {
-      note(fmt::format("{} could not be read: {}.", shown(root), opened.failure().message()));
-      return;
-    }
     const auto before = progress_;
-    auto result = FilesystemArtifactScanner::scan({.root = root,
-                                                   .catalog = &request_.catalog,
-                                                   .platform = request_.platform,
-                                                   .resolver = request_.resolver,
-                                                   .exclusionFilter = request_.exclusions,
-                                                   .enabledEcosystems = request_.ecosystems,
-                                                   .mounts = request_.mounts,
-                                                   .oneFileSystem = request_.oneFileSystem,
-                                                   .onlyNames = namesIn(root),
-                                                   .workers = request_.workers,
-                                                   .shouldCancel = [this] { return shouldCancel(); },
-                                                   .onProgress = [&](const auto& tick) { advance(before, tick); }});
+    auto request = walkRequest();
+    request.root = plan.root;
+    request.onlyNames = namesIn(plan.root);
+    request.onProgress = [&](const auto& tick) { advance(before, tick); };
+    auto result = FilesystemArtifactScanner::scan(request);
     outcome_.entriesVisited += result.entriesVisited;
-    if (result.rootObstacle) note(*result.rootObstacle);
     if (result.unreadableFolders > 0) {
       note(fmt::format("{} below {} could not be read: Permission denied.",
                        result.unreadableFolders == 1 ? "1 folder" : fmt::format("{} folders", result.unreadableFolders),
-                       shown(root)));
+                       shown(plan.root)));
     }
     for (auto& finding : result.findings) {
       activity_.add(*finding.groupRoot);
+      realPaths_.push_back(realPathBelow(plan, finding.path));
       outcome_.findings.push_back(std::move(finding));
     }
   }
@@ -116,6 +125,7 @@ class ScanSession {
     request.categories = request_.categories ? *request_.categories : everyCategory();
     request.checksPip = request_.scanProjects && request.categories.contains("python") &&
                         (!request_.ecosystems || request_.ecosystems->contains("py"));
+    request.mounts = request_.mounts;
     request.workers = request_.workers;
     request.shouldCancel = [this] { return shouldCancel(); };
     request.onProgress = [this](const auto& tick) { advance(tick); };
@@ -179,7 +189,7 @@ class ScanSession {
     progress_.entriesVisited = before.entriesVisited + tick.foldersScanned;
     progress_.projectsFound = before.projectsFound + tick.projectRootsFound;
     progress_.artifactsFound = before.artifactsFound + tick.artifactsFound;
-    progress_.recoverableBytes = before.recoverableBytes + tick.recoverableBytes;
+    progress_.recoverableBytes = saturatedSum(before.recoverableBytes, tick.recoverableBytes);
     if (!request_.onProgress) return;
     progress_.phaseLabel = SystemArtifactScanner::projectPhaseLabel;
     progress_.currentPathDisplay = tick.currentPathDisplay;
@@ -200,7 +210,7 @@ class ScanSession {
   void raiseTracked() {
     std::vector<std::string> folders;
     for (const auto& finding : outcome_.findings) {
-      if (finding.source == ArtifactSource::projectWalk && isWanted(finding)) folders.push_back(finding.path);
+      if (finding.source == ArtifactSource::projectWalk && isAskedFor(finding)) folders.push_back(finding.path);
     }
     if (cancelled_ || !request_.git || folders.empty()) return;
     const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return cancelled_.load(); });
@@ -227,13 +237,26 @@ class ScanSession {
     }
   }
 
-  bool isWanted(const ScanArtifactFinding& finding) const {
+  bool isAskedFor(const ScanArtifactFinding& finding) const {
     if (request_.onlyPaths && !request_.onlyPaths->contains(finding.path)) return false;
+    return finding.sizeBytes >= request_.minimumBytes;
+  }
+
+  bool isWanted(const ScanArtifactFinding& finding) const {
+    if (!isAskedFor(finding)) return false;
     if (request_.tiers && !request_.tiers->contains(finding.safetyTier)) return false;
-    if (finding.sizeBytes < request_.minimumBytes) return false;
     return !request_.olderThan ||
            (finding.lastActivityDate &&
-            ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, *request_.olderThan, request_.now));
+            ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, *request_.olderThan, generatedAt_));
+  }
+
+  /// Sparse files may claim more than the sums of a report hold; their sizes are cut to what is left.
+  void boundSizes() {
+    std::uint64_t room = std::numeric_limits<std::uint64_t>::max();
+    for (auto& finding : outcome_.findings) {
+      finding.sizeBytes = std::min(finding.sizeBytes, room);
+      room -= finding.sizeBytes;
+    }
   }
 
   bool shouldCancel() {
@@ -255,41 +278,14 @@ class ScanSession {
   ProjectActivityReader activity_;
   SystemArtifactScanner::Request systemRequest_;
   ScanOutcome outcome_;
+  std::vector<std::string> realPaths_;  // of the projects' findings, which roots may name through links
   ScanProgress progress_;
+  TimePoint generatedAt_{};
   std::atomic<bool> cancelled_{false};
 };
-
-struct RootPlace {
-  std::string realPath;
-  std::optional<std::uint64_t> device;
-};
-
-RootPlace placeOf(const std::string& root) {
-  const auto real = realPath(root);
-  RootPlace place{real ? *real : root, std::nullopt};
-  if (const auto facts = pathFacts(place.realPath)) place.device = facts->identity.device;
-  return place;
-}
 
 }  // namespace
 
 ScanOutcome runScan(const ScanRequest& request) { return ScanSession(request).run(); }
-
-std::vector<std::string> independentRoots(const std::vector<std::string>& roots, bool oneFileSystem) {
-  std::vector<RootPlace> places;
-  for (const std::string& root : roots) places.push_back(placeOf(root));
-  std::vector<std::string> kept;
-  for (std::size_t i = 0; i < roots.size(); ++i) {
-    bool covered = false;
-    for (std::size_t k = 0; k < roots.size() && !covered; ++k) {
-      if (k == i || !isSameOrInside(places[i].realPath, places[k].realPath)) continue;
-      if (oneFileSystem && places[i].device != places[k].device) continue;
-      // Of two names for one folder the first stays.
-      covered = places[i].realPath != places[k].realPath || k < i;
-    }
-    if (!covered) kept.push_back(roots[i]);
-  }
-  return kept;
-}
 
 }  // namespace tidra

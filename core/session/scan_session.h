@@ -51,7 +51,7 @@ struct ScanRequest {
   std::optional<std::set<std::string>> onlyPaths;     // just these entries of the roots and these places; absent: all
   bool recordIdentities = false;                      // note which file or folder each finding is
   ActivityThresholds thresholds;
-  TimePoint now{};  // the reference time of all ages
+  TimePoint now{};  // when the scan begins; ages count from its end, which is as many seconds later as it takes
 
   std::function<bool()> shouldCancel;                   // polled on the caller's thread
   std::function<void(const ScanProgress&)> onProgress;  // called on the caller's thread
@@ -70,9 +70,5 @@ struct ScanOutcome {
 /// Runs a scan. A scan that was cancelled gives what it found until then, with `partial` set in the report. Never
 /// throws for what the file system or a tool answers.
 ScanOutcome runScan(const ScanRequest& request);
-
-/// The roots without those that another root covers, in their order. A root on another file system than the one that
-/// holds it is not covered when each root stays on its own file system.
-std::vector<std::string> independentRoots(const std::vector<std::string>& roots, bool oneFileSystem);
 
 }  // namespace tidra

@@ -45,6 +45,15 @@ TEST(DirectorySize, IsUnknownWhenAttributesCannotBeReadOrTimeIsUp) {
   EXPECT_EQ(TidraDirectorySizeReader::readAll({tree.path("q"), tree.path("p")}, {}), (Sizes{2, std::nullopt}));
 }
 
+TEST(DirectorySize, LeavesOutWhatIsMountedInside) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"p/f=1", "p/a/disk/f=12", "p/a/f=123", "link->p"});
+  const std::vector<MountPoint> mounts{{"/", "ext4", "8:1"}, {tree.path("p/a/disk"), "ext4", "8:2"}};
+  EXPECT_EQ(TidraDirectorySizeReader::readAll({tree.path("p"), tree.path("link"), tree.path("p/a/disk")},
+                                              {.mounts = mounts, .limit = {}, .shouldCancel = {}}),
+            (Sizes{4, 4, 2}));
+}
+
 TEST(DirectorySize, SeveralFoldersComeInTheirOrder) {
   const TemporaryTree tree;
   std::vector<std::string> paths;

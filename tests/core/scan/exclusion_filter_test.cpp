@@ -167,10 +167,10 @@ TEST(ExclusionFilter, RowsOfAListBecomePrefixesAndPatterns) {
   };
   using enum ExclusionRowKind;
   const auto filter =
-      makeExclusionFilter({row(project, "~/p/../q/"), row(path, "$WORK/x"), row(path, "$NOWHERE/x"),
+      makeExclusionFilter({row(project, "~/p/../q/"), row(path, "$WORK/x"), row(path, "/p/$NOWHERE/$"),
                            row(pattern, "*/vendor/*"), row(pattern, "~/work/**"), row(pattern, "dist/")},
                           resolver);
-  EXPECT_EQ(filter.pathPrefixes, (std::vector<std::string>{"/home/u/q", "/srv/work/x"}));
+  EXPECT_EQ(filter.pathPrefixes, (std::vector<std::string>{"/home/u/q", "/srv/work/x", "/p/$NOWHERE/$"}));
   EXPECT_EQ(filter.globPatterns, (std::vector<std::string>{"*/vendor/*", "/home/u/work/**", "dist"}));
 
   for (const auto& [text, kind] : std::vector<std::pair<std::string, ExclusionRowKind>>{{"/a/b", path},

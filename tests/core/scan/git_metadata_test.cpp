@@ -66,6 +66,10 @@ TEST_F(GitMetadata, WhatIsNoRepositoryHasOnlySizeAndFolderDate) {
   expected.lastModified = modified;
   EXPECT_EQ(reader().read(tree_.path("p"), 3), expected);
   EXPECT_EQ(reader().lastActivity(tree_.path("p")), modified);
+  tree_.symlink("link", "p");
+  EXPECT_EQ(reader().lastActivity(tree_.path("link")), modified) << "of the folder, not of the link to it";
+  makeEntries(tree_, {"$NOWHERE/f=1234"});
+  EXPECT_EQ(reader().read(tree_.path("$NOWHERE"), 0).totalProjectSizeBytes, 4U);
 
   ProjectGitMetadata unknown;
   unknown.totalProjectSizeBytes = 77;

@@ -179,6 +179,25 @@ TEST(Walk, EntersNoPseudoFileSystemAndOnRequestNoOtherOne) {
   EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre("disk/target"));
 }
 
+TEST(Walk, MeasuresNoMountInsideAnArtefact) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"real/target/f=1", "real/target/proc/f=12", "real/target/a/disk/f=123", "real/target/a/f=1234",
+                     "real/mounted/target/f=12345", "link->real"});
+  auto request = requestFor(tree, catalog);
+  request.mounts = {{"/", "ext4", "8:1"},
+                    {tree.path("real/target/proc"), "proc", "0:5"},
+                    {tree.path("real/target/a/disk"), "ext4", "8:2"},
+                    {tree.path("real/mounted"), "ext4", "8:2"},
+                    {tree.path("real/mounted/target"), "ext4", "8:3"}};
+  for (const char* root : {"real", "link"}) {
+    request.root = tree.path(root);
+    const std::string name = root;
+    EXPECT_THAT(linesOf(Scanner::scan(request).findings, tree),
+                ElementsAre(name + "/mounted/target 5 rust target " + name + "/mounted",
+                            name + "/target 5 rust target " + name));
+  }
+}
+
 TEST(Walk, ARootReachedThroughALinkKeepsItsSkipListExclusionsAndMounts) {
   const TemporaryTree tree;
   makeEntries(tree, {"real/a/target/f", "real/skipped/target/f", "real/excluded/target/f", "real/proc/target/f",
@@ -207,6 +226,8 @@ TEST(Walk, SaysWhyARootGivesNothing) {
   EXPECT_THAT(obstacleOf("skipped"), HasSubstr("~/skipped lies in a folder that scans skip"));
   EXPECT_THAT(obstacleOf("skipped/p"), HasSubstr("~/skipped/p lies in a folder that scans skip"));
   EXPECT_THAT(obstacleOf("x/.git/y"), HasSubstr("skip"));
+  tree.symlink("way-in", "skipped");
+  EXPECT_THAT(obstacleOf("way-in/p"), HasSubstr("skip"));
   EXPECT_THAT(obstacleOf("mine/p"), HasSubstr("~/mine/p is excluded"));
   EXPECT_THAT(obstacleOf("link"), HasSubstr("~/link is excluded"));
   request.exclusionFilter.pathPrefixes = {tree.path("link")};
@@ -214,6 +235,11 @@ TEST(Walk, SaysWhyARootGivesNothing) {
   EXPECT_THAT(obstacleOf("proc"), HasSubstr("~/proc is on a proc file system"));
   EXPECT_EQ(obstacleOf(""), "");
   EXPECT_EQ(obstacleOf("missing"), "");
+  // A folder of the system counts by its own name only: on macOS /tmp is a link to /private/tmp.
+  const auto skippingByName = catalogOf({plainRule("target")}, {tree.path("skipped")});
+  request.catalog = &skippingByName;
+  EXPECT_EQ(obstacleOf("way-in/p"), "");
+  EXPECT_THAT(obstacleOf("skipped/p"), HasSubstr("skip"));
 }
 
 TEST(Walk, LeavesTheTreeAsItIs) {

@@ -130,7 +130,7 @@ TEST_F(ScanSession, TheReportAddsUp) {
   EXPECT_EQ(report.scanRoot, tree_.path("code/fresh") + ", " + tree_.path("code/old"));
   EXPECT_EQ(report.home, tree_.path("home"));
   EXPECT_EQ(report.host, "a-host");
-  EXPECT_EQ(report.generatedAt, now);
+  EXPECT_EQ(report.generatedAt, now + std::chrono::seconds{static_cast<std::int64_t>(report.durationSeconds)});
   EXPECT_FALSE(report.partial);
   EXPECT_EQ(outcome.aggregate.totalBytes, 43210U);
   EXPECT_THAT(outcome.notes, IsEmpty());
@@ -147,38 +147,78 @@ TEST_F(ScanSession, SaysTheSameWhateverTheNumberOfWorkers) {
     asked.workers = workers;
     ScanReport report = runScan(asked).report;
     report.durationSeconds = 0;
+    report.generatedAt = now;
     report.volume.reset();  // other programs fill it meanwhile
     texts.push_back(reportText(report));
   }
   for (const std::string& text : texts) EXPECT_EQ(text, texts.front());
 }
 
-TEST_F(ScanSession, IndependentRootsCoverEachOtherNoMore) {
-  for (const char* folder : {"a/b/c", "ab", "other"}) tree_.makeFolder(folder);
+TEST_F(ScanSession, OverlappingRootsReportEverythingOnce) {
+  for (const char* project : {"a/b/c", "ab", "other", "a/Some.app", "a/target/deep", "a/skipped", "a/kept-out/in"})
+    tree_.writeFile(std::string(project) + "/node_modules/f", "1");
   tree_.symlink("to-b", "a/b");
   tree_.symlink("a/to-other", "../other");
-  const auto independent = [&](const std::vector<std::string>& roots, bool oneFileSystem = false) {
-    std::vector<std::string> given;
-    for (const std::string& root : roots) given.push_back(tree_.path(root));
-    std::vector<std::string> kept;
-    for (const auto& root : independentRoots(given, oneFileSystem))
-      kept.push_back(root.substr(tree_.root().size() + 1));
-    return kept;
+  auto asked = request({});
+  asked.catalog.walkSkipByPlatform["all"] = {tree_.path("a/skipped")};
+  asked.exclusions.pathPrefixes = {tree_.path("a/kept-out")};
+  const auto foundFrom = [&](const std::vector<std::string>& roots) {
+    asked.roots.clear();
+    for (const std::string& root : roots) asked.roots.push_back(tree_.path(root));
+    return found(asked);
   };
-  EXPECT_THAT(independent({"other", "a", "ab"}), ElementsAre("other", "a", "ab"));
-  EXPECT_THAT(independent({"a/b/c", "a", "a/b"}), ElementsAre("a"));
-  EXPECT_THAT(independent({"a", "a", "a"}), ElementsAre("a"));
-  EXPECT_THAT(independent({"to-b", "a/b"}), ElementsAre("to-b"));
-  EXPECT_THAT(independent({"a/b", "to-b"}), ElementsAre("a/b"));
-  EXPECT_THAT(independent({"to-b", "a"}), ElementsAre("a"));
-  // The walk of a does not follow the link that it holds.
-  EXPECT_THAT(independent({"a", "a/to-other"}), ElementsAre("a", "a/to-other"));
-  EXPECT_THAT(independent({"a", "a/missing"}), ElementsAre("a"));
-  EXPECT_THAT(independentRoots({}, false), IsEmpty());
-#ifdef __linux__
-  EXPECT_THAT(independentRoots({"/", "/proc"}, true), ElementsAre("/", "/proc"));
-  EXPECT_THAT(independentRoots({"/", "/proc"}, false), ElementsAre("/"));
-#endif
+  EXPECT_THAT(foundFrom({"a"}), ElementsAre("a/b/c/node_modules", "a/target"));
+  EXPECT_THAT(foundFrom({"ab", "a/b/c", "a", "a/b", "a"}),
+              ElementsAre("ab/node_modules", "a/b/c/node_modules", "a/target"));
+  EXPECT_THAT(foundFrom({"to-b", "a/b"}), ElementsAre("to-b/c/node_modules"));
+  // The walk of a ends at packages, at artefacts, and at the links that it holds.
+  EXPECT_THAT(foundFrom({"a", "a/Some.app"}), ElementsAre("a/b/c/node_modules", "a/target", "a/Some.app/node_modules"));
+  EXPECT_THAT(foundFrom({"a", "a/to-other"}), ElementsAre("a/b/c/node_modules", "a/target", "a/to-other/node_modules"));
+  EXPECT_THAT(foundFrom({"a/target/deep", "a"}), ElementsAre("a/b/c/node_modules", "a/target"));
+  EXPECT_THAT(foundFrom({"a/target/deep"}), ElementsAre("a/target/deep/node_modules"));
+  // Of an artefact under a root that is one by its own name there is nothing to find but what lies inside.
+  asked.ecosystems = {"npm"};
+  EXPECT_THAT(foundFrom({"a", "a/target"}), ElementsAre("a/b/c/node_modules", "a/target/deep/node_modules"));
+}
+
+TEST_F(ScanSession, SaysOfEveryRootWhyItGivesNothing) {
+  tree_.writeFile("a/skipped/p/node_modules/f", "1");
+  tree_.writeFile("a/kept-out/p/node_modules/f", "1");
+  tree_.writeFile("a/proc/p/node_modules/f", "1");
+  auto asked = request({"a", "a/skipped/p", "a/kept-out/p", "a/proc", "a/missing", "a/skipped/p"});
+  asked.catalog.walkSkipByPlatform["all"] = {tree_.path("a/skipped")};
+  asked.exclusions.pathPrefixes = {tree_.path("a/kept-out")};
+  asked.mounts.push_back({tree_.path("a/proc"), "proc", "0:5"});
+  const auto outcome = runScan(asked);
+  EXPECT_THAT(outcome.findings, IsEmpty());
+  EXPECT_THAT(outcome.notes, ElementsAre(HasSubstr("/a/skipped/p lies in a folder that scans skip"),
+                                         HasSubstr("/a/kept-out/p is excluded"), HasSubstr("/a/proc is on a proc"),
+                                         HasSubstr("/a/missing could not be read")));
+}
+
+TEST_F(ScanSession, ARootOnAnotherFileSystemIsWalkedByItself) {
+  makeProjects();
+  auto asked = request({"code", "code/old"});
+  asked.mounts.push_back({tree_.path("code/old"), "ext4", "8:2"});
+  asked.oneFileSystem = true;
+  EXPECT_THAT(found(asked),
+              ElementsAre("code/fresh/node_modules", "code/fresh/target", "code/old/data", "code/old/target"));
+}
+
+TEST_F(ScanSession, SizesBeyondAllMeasureEndNoScan) {
+  makeProjects();
+  constexpr auto longest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+  try {
+    for (const char* file : {"1", "2", "3"}) tree_.writeFileOfSize(std::string("code/old/data/") + file, longest);
+    for (const char* file : {"1", "2"}) tree_.writeFileOfSize(std::string("code/old/target/") + file, longest);
+  } catch (const std::exception&) {
+    GTEST_SKIP() << "the file system holds no files of such a length";
+  }
+  const auto outcome = runScan(request({"code"}));
+  EXPECT_EQ(outcome.findings.size(), 4U);
+  EXPECT_EQ(outcome.aggregate.totalBytes, std::numeric_limits<std::uint64_t>::max());
+  EXPECT_EQ(outcome.report.totalBytes, std::numeric_limits<std::int64_t>::max());
+  EXPECT_EQ(outcome.findings.at(0).sizeBytes, 10U);
 }
 
 TEST_F(ScanSession, OverlappingRootsReportNothingTwice) {

@@ -1,0 +1,87 @@
+#include "core/platform/standard_streams.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <array>
+#include <charconv>
+#include <climits>
+#include <cstdio>
+
+#include "core/base/errors.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+std::optional<std::string> linkTarget(const std::string& path) {
+  std::array<char, PATH_MAX> target{};
+  const auto length = ::readlink(path.c_str(), target.data(), target.size());
+  if (length < 0) return std::nullopt;
+  return std::string(target.data(), static_cast<std::size_t>(length));
+}
+
+std::optional<int> numberOf(std::string_view text) {
+  int number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc{} || end != text.data() + text.size() || number < 0) return std::nullopt;
+  return number;
+}
+
+bool isFolderOfDescriptors(const std::string& realFolder) {
+  return realFolder == "/dev/fd" || (realFolder.starts_with("/proc/") && realFolder.ends_with("/fd"));
+}
+
+bool isOwn(const std::string& folderOfDescriptors) {
+  return !folderOfDescriptors.starts_with("/proc/") ||
+         isSameOrInside(folderOfDescriptors, fmt::format("/proc/{}", ::getpid()));
+}
+
+}  // namespace
+
+void holdClosedStandardStreams() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(descriptor, F_GETFD) >= 0) continue;
+    // Opened the wrong way round: whoever asked for output on a closed stream is still told that there is none.
+    const int opened = ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    if (opened >= 0 && opened != descriptor) ::close(opened);
+  }
+}
+
+void writeStandardError(std::string_view text) noexcept {
+  std::fwrite(text.data(), 1, text.size(), stderr);
+  std::fflush(stderr);
+}
+
+std::optional<int> descriptorNamed(const std::string& path) {
+  if (path == "-") return STDOUT_FILENO;
+  std::string current = path;
+  constexpr int mostLinks = 40;
+  for (int links = 0; links < mostLinks; ++links) {
+    const auto folder = realPath(current.find('/') == std::string::npos ? "." : parentPath(current));
+    if (!folder) return std::nullopt;
+    if (isFolderOfDescriptors(*folder)) return isOwn(*folder) ? numberOf(lastPathComponent(current)) : -1;
+    const auto target = linkTarget(current);
+    if (!target) return std::nullopt;
+    current = target->starts_with('/') ? *target : joinedPath(*folder, *target);
+  }
+  return std::nullopt;
+}
+
+bool isOpenForWriting(int descriptor) {
+  const int flags = ::fcntl(descriptor, F_GETFL);
+  return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
+}
+
+void writeToDescriptor(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const auto count = ::write(descriptor, text.data(), text.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) throw std::system_error(lastSystemError(), fmt::format("descriptor {}", descriptor));
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+}  // namespace tidra

@@ -1,0 +1,108 @@
+#include "core/session/root_plans.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <numeric>
+#include <unordered_map>
+
+#include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+#include "core/scan/bundle_packages.h"
+#include "core/scan/walk_setup.h"
+
+namespace tidra {
+namespace {
+
+using Request = FilesystemArtifactScanner::Request;
+
+/// The part of a path below a folder that holds it, without a leading "/".
+std::string_view pathBelow(std::string_view path, std::string_view folder) {
+  path.remove_prefix(folder == "/" ? 0 : folder.size());
+  while (path.starts_with('/')) path.remove_prefix(1);
+  return path;
+}
+
+std::optional<std::string> obstacleOf(const Request& walk) {
+  if (const auto opened = openDirectory(walk.root); !opened) {
+    return fmt::format("{} could not be read: {}.", escapedForTerminal(walk.resolver.displayPath(walk.root)),
+                       opened.failure().message());
+  }
+  return obstacleOfRoot(walk);
+}
+
+/// True when a walk may end at a folder of this name instead of going on below it.
+bool mayEndAt(std::string_view name, const RuleCatalog& catalog) {
+  return isBundlePackage(name) || std::any_of(catalog.projectRules.begin(), catalog.projectRules.end(),
+                                              [&](const auto& rule) { return rule.folderName == name; });
+}
+
+bool isOnOneFileSystem(const std::string& left, const std::string& right) {
+  const auto first = pathFacts(left);
+  const auto second = pathFacts(right);
+  return first && second && first->identity.device == second->identity.device;
+}
+
+/// True when the walk of `outer` surely visits the real path of `inner`, which lies below it.
+bool reaches(const RootPlan& outer, const RootPlan& inner, Request walk) {
+  if (walk.oneFileSystem && !isOnOneFileSystem(outer.realPath, inner.realPath)) return false;
+  std::string walked = walk.root = outer.root;
+  for (const std::string_view name : splitNonEmpty(pathBelow(inner.realPath, outer.realPath), '/')) {
+    // A folder that may not be listed still leads to what lies below it.
+    if (!openDirectory(walked) || mayEndAt(name, *walk.catalog)) return false;
+    walked = joinedPath(walked, name);
+  }
+  return !makeWalkFilter(walk).bars(walked);
+}
+
+}  // namespace
+
+std::vector<RootPlan> planRoots(const std::vector<std::string>& roots, Request walk) {
+  std::vector<RootPlan> plans;
+  for (const std::string& root : roots) {
+    if (std::any_of(plans.begin(), plans.end(), [&](const auto& plan) { return plan.root == root; })) continue;
+    walk.root = root;
+    const auto real = realPath(root);
+    plans.push_back({root, real ? *real : root, obstacleOf(walk), false});
+  }
+  // Outer roots first, so that what covers another one is known to be walked itself.
+  std::vector<std::size_t> order(plans.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t a, std::size_t b) { return plans[a].realPath.size() < plans[b].realPath.size(); });
+  for (auto inner = order.begin(); inner != order.end(); ++inner) {
+    RootPlan& plan = plans[*inner];
+    plan.isCovered = std::any_of(order.begin(), inner, [&](std::size_t outer) {
+      return plans[outer].isWalked() && isSameOrInside(plan.realPath, plans[outer].realPath) &&
+             reaches(plans[outer], plan, walk);
+    });
+  }
+  return plans;
+}
+
+void dropCoveredFindings(std::vector<ScanArtifactFinding>& findings, const std::vector<std::string>& realPaths) {
+  std::unordered_map<std::string_view, std::size_t> firstAt;
+  for (std::size_t i = 0; i < findings.size(); ++i) firstAt.emplace(realPaths[i], i);
+  const auto isCovered = [&](std::size_t i) {
+    std::string_view path = realPaths[i];
+    if (firstAt.at(path) != i) return true;
+    for (auto slash = path.rfind('/'); slash != std::string_view::npos && slash > 0; slash = path.rfind('/')) {
+      path = path.substr(0, slash);
+      if (firstAt.contains(path)) return true;
+    }
+    return false;
+  };
+  std::vector<ScanArtifactFinding> kept;
+  for (std::size_t i = 0; i < findings.size(); ++i) {
+    if (!isCovered(i)) kept.push_back(std::move(findings[i]));
+  }
+  findings = std::move(kept);
+}
+
+std::string realPathBelow(const RootPlan& plan, const std::string& path) {
+  return joinedPath(plan.realPath, pathBelow(path, plan.root));
+}
+
+}  // namespace tidra
