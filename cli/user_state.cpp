@@ -9,10 +9,16 @@
 
 namespace tidra {
 
+namespace {
+
+void tell(const std::string& note) { writeNote(escapedForTerminal(note)); }
+
+}  // namespace
+
 UserState::UserState(const TidraPathResolver& resolver)
-    : preferences(openPreferences(resolver, [](const std::string& note) { writeNote(escapedForTerminal(note)); })),
+    : preferences(openPreferences(resolver, &tell)),
       settings(*preferences),
-      exclusions(*preferences),
+      exclusions(*preferences, &tell),
       lastScan(*preferences, stateFolders(currentPlatform, resolver).applicationData),
       resolver_(resolver) {}
 

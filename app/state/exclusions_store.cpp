@@ -1,6 +1,5 @@
 #include "app/state/exclusions_store.h"
 
-#include <algorithm>
 #include <random>
 
 #include "core/base/json_fields.h"
@@ -10,16 +9,33 @@ namespace {
 
 constexpr const char* exclusionsKey = "tidra.exclusions.v1";
 
-using Entries = std::vector<ExclusionEntry>;
+constexpr const char* setAsideKey = "tidra.exclusions.v1.damaged";
 
-Entries decodedEntries(const std::optional<PreferencesStore::Value>& value) {
-  const auto* text = value ? std::get_if<std::string>(&*value) : nullptr;
-  if (text == nullptr) return {};
+/// The stored array; none when there is something else.
+std::optional<nlohmann::json> storedRows(const std::optional<PreferencesStore::Value>& value) {
+  if (!value) return nlohmann::json::array();
+  const auto* text = std::get_if<std::string>(&*value);
+  if (text == nullptr) return std::nullopt;
   try {
-    return JsonCodec<Entries>::decode(parseJson(*text, "exclusions"), "exclusions");
+    auto rows = parseJson(*text, "exclusions");
+    requireArray(rows, "exclusions");
+    return rows;
   } catch (const DecodingError&) {
-    return {};
+    return std::nullopt;
   }
+}
+
+std::optional<ExclusionEntry> decodedRow(const nlohmann::json& row) {
+  try {
+    return JsonCodec<ExclusionEntry>::decode(row, "exclusion");
+  } catch (const DecodingError&) {
+    return std::nullopt;
+  }
+}
+
+bool hasText(const nlohmann::json& row, const std::string& pathDisplay) {
+  const auto entry = decodedRow(row);
+  return entry && entry->pathDisplay == pathDisplay;
 }
 
 }  // namespace
@@ -35,31 +51,57 @@ std::string makeUuid() {
   return uuid;
 }
 
-Entries ExclusionsStore::load() const { return decodedEntries(preferences_.value(exclusionsKey)); }
+std::vector<ExclusionEntry> ExclusionsStore::load() const {
+  std::vector<ExclusionEntry> entries;
+  const auto rows = storedRows(preferences_.value(exclusionsKey));
+  if (!rows) return entries;
+  for (const auto& row : *rows) {
+    if (auto entry = decodedRow(row)) entries.push_back(std::move(*entry));
+  }
+  return entries;
+}
 
 bool ExclusionsStore::add(const std::string& pathDisplay, ExclusionRowKind kind, TimePoint now) {
-  return change([&](Entries& entries) {
-    const auto isSame = [&](const ExclusionEntry& entry) { return entry.pathDisplay == pathDisplay; };
-    if (std::any_of(entries.begin(), entries.end(), isSame)) return false;
-    entries.push_back({makeUuid(), pathDisplay, kind, now});
+  return change([&](nlohmann::json& rows) {
+    for (const auto& row : rows) {
+      if (hasText(row, pathDisplay)) return false;
+    }
+    rows.push_back(JsonCodec<ExclusionEntry>::encode({makeUuid(), pathDisplay, kind, now}));
     return true;
   });
 }
 
 bool ExclusionsStore::remove(const std::string& pathDisplay) {
-  return change([&](Entries& entries) {
-    return std::erase_if(entries, [&](const auto& entry) { return entry.pathDisplay == pathDisplay; }) > 0;
+  return change([&](nlohmann::json& rows) {
+    auto kept = nlohmann::json::array();
+    for (const auto& row : rows) {
+      if (!hasText(row, pathDisplay)) kept.push_back(row);
+    }
+    const bool changed = kept.size() < rows.size();
+    rows = std::move(kept);
+    return changed;
   });
 }
 
-bool ExclusionsStore::change(const std::function<bool(std::vector<ExclusionEntry>&)>& edit) {
+bool ExclusionsStore::change(const std::function<bool(nlohmann::json&)>& edit) {
   bool changed = false;
-  preferences_.update(exclusionsKey, [&](const auto& value) -> std::optional<PreferencesStore::Value> {
-    Entries entries = decodedEntries(value);
-    changed = edit(entries);
-    if (!changed) return std::nullopt;
-    return jsonText(JsonCodec<Entries>::encode(entries), false);
-  });
+  bool isSetAside = false;
+  const auto prepare = [&]() -> PreferencesStore::Changes {
+    const auto stored = preferences_.value(exclusionsKey);
+    auto rows = storedRows(stored);
+    isSetAside = !rows;
+    if (!rows) rows = nlohmann::json::array();
+    changed = edit(*rows);
+    if (!changed) return {};
+    PreferencesStore::Changes changes{{exclusionsKey, jsonText(*rows, false)}};
+    if (isSetAside) changes.emplace(setAsideKey, stored);
+    return changes;
+  };
+  preferences_.transact(prepare, [] {});
+  if (changed && isSetAside && onNote_) {
+    onNote_(
+        fmt::format("The exclusions kept so far were no list; they are kept as {} in the preferences.", setAsideKey));
+  }
   return changed;
 }
 

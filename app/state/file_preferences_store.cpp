@@ -1,9 +1,14 @@
 #include "app/state/file_preferences_store.h"
 
+#include <utility>
+#include <vector>
+
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/file_lock.h"
 #include "core/platform/files.h"
+#include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -46,7 +51,8 @@ std::optional<PreferencesStore::Value> valueIn(const nlohmann::json& document, c
 FilePreferencesStore::FilePreferencesStore(std::string path, std::function<void(const std::string&)> onNote)
     : path_(std::move(path)), onNote_(std::move(onNote)) {}
 
-nlohmann::json FilePreferencesStore::load(bool mayRepair) const {
+/// None when the file is damaged.
+std::optional<nlohmann::json> FilePreferencesStore::load() const {
   const auto text = readRegularFile(path_, longestFile);
   if (!text && text.failure() == std::errc::no_such_file_or_directory) return nlohmann::json::object();
   if (!text) {
@@ -59,20 +65,27 @@ nlohmann::json FilePreferencesStore::load(bool mayRepair) const {
     requireObject(document, path_);
     return document;
   } catch (const DecodingError&) {
-    if (mayRepair) {
-      const std::string kept = setAside(path_, ".damaged");
-      onNote_(fmt::format("The preferences {} were damaged; they are kept as {} and begun anew.", path_, kept));
-    }
-    return nlohmann::json::object();
+    return std::nullopt;
   }
 }
 
 std::optional<PreferencesStore::Value> FilePreferencesStore::value(const std::string& key) const {
-  return valueIn(load(false), key);
+  const auto document = load();
+  if (document) return valueIn(*document, key);
+  if (!std::exchange(toldOfDamage_, true)) {
+    onNote_(fmt::format("The preferences {} are damaged, so exclusions kept there do not count.", path_));
+  }
+  return std::nullopt;
 }
 
-void FilePreferencesStore::apply(const Changes& changes) {
-  rewrite([&](nlohmann::json& document) {
+void FilePreferencesStore::transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) {
+  try {
+    makePrivateFolders(parentPath(path_));
+    const FileLock lock(path_ + ".lock");
+    removeLeftovers();
+    if (!load()) setDamagedAside();
+    const Changes changes = prepare();
+    auto document = load().value_or(nlohmann::json::object());
     for (const auto& [key, value] : changes) {
       if (value) {
         document[key] = encodeValue(*value);
@@ -80,29 +93,41 @@ void FilePreferencesStore::apply(const Changes& changes) {
         document.erase(key);
       }
     }
-    return true;
-  });
-}
-
-void FilePreferencesStore::update(const std::string& key,
-                                  const std::function<std::optional<Value>(const std::optional<Value>&)>& change) {
-  rewrite([&](nlohmann::json& document) {
-    const auto value = change(valueIn(document, key));
-    if (value) document[key] = encodeValue(*value);
-    return value.has_value();
-  });
-}
-
-/// Reads the file, lets `change` work on it and, when that says so, writes it; all under the lock.
-void FilePreferencesStore::rewrite(const std::function<bool(nlohmann::json&)>& change) {
-  try {
-    makePrivateFolders(parentPath(path_));
-    const FileLock lock(path_ + ".lock");
-    auto document = load(true);
-    if (change(document)) replaceFile(path_, jsonText(document, true) + "\n", ownerOnly);
+    if (!changes.empty()) replaceFile(path_, jsonText(document, true) + "\n", ownerOnly);
+    finish();
   } catch (const std::system_error& error) {
     throw PreferencesError(fmt::format("The preferences were not saved: {}.", error.what()));
   }
+}
+
+void FilePreferencesStore::setDamagedAside() const {
+  try {
+    const std::string kept = setAside(path_, ".damaged");
+    onNote_(fmt::format("The preferences {} were damaged; they are kept as {} and begun anew.", path_, kept));
+  } catch (const std::system_error& error) {
+    throw PreferencesError(
+        fmt::format("The preferences {} are damaged and cannot be set aside: {}.", path_, error.code().message()));
+  }
+}
+
+/// Temporary files of processes that were killed while they saved. Whoever saves holds the lock, so all that is there
+/// now is left over.
+void FilePreferencesStore::removeLeftovers() const {
+  const auto real = realPath(path_);
+  const std::string target = real ? *real : path_;
+  const std::string start = fmt::format(".{}.", lastPathComponent(target));
+  constexpr std::size_t randomPart = 6;
+  const auto folder = openDirectory(parentPath(target));
+  if (!folder) return;
+  std::vector<std::string> leftovers;
+  DirectoryReader reader;
+  reader.start(folder->get());
+  for (DirectoryEntry entry; reader.next(entry);) {
+    const bool isLeftover = entry.type == EntryType::regularFile && entry.name.starts_with(start) &&
+                            entry.name.size() == start.size() + randomPart;
+    if (isLeftover) leftovers.emplace_back(entry.name);
+  }
+  for (const std::string& name : leftovers) removeFileEntry(folder->get(), name.c_str());
 }
 
 }  // namespace tidra

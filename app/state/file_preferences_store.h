@@ -14,20 +14,21 @@ namespace tidra {
 /// file or the new one.
 class FilePreferencesStore : public PreferencesStore {
  public:
-  /// `onNote` hears one sentence when a damaged file was set aside.
+  /// `onNote` hears a sentence when the file is damaged: from the first reading that meets it, and when a change sets
+  /// it aside.
   FilePreferencesStore(std::string path, std::function<void(const std::string&)> onNote);
 
   std::optional<Value> value(const std::string& key) const override;
-  void apply(const Changes& changes) override;
-  void update(const std::string& key,
-              const std::function<std::optional<Value>(const std::optional<Value>&)>& change) override;
+  void transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) override;
 
  private:
-  void rewrite(const std::function<bool(nlohmann::json&)>& change);
-  nlohmann::json load(bool mayRepair) const;
+  std::optional<nlohmann::json> load() const;
+  void setDamagedAside() const;
+  void removeLeftovers() const;
 
   std::string path_;
   std::function<void(const std::string&)> onNote_;
+  mutable bool toldOfDamage_ = false;
 };
 
 }  // namespace tidra

@@ -5,6 +5,7 @@
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
+#include "core/model/stable_id.h"
 #include "core/model/system_group_root.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
@@ -22,7 +23,11 @@ constexpr std::size_t longestFile = std::size_t{1} << 30U;
 
 std::string aggregateKey(const char* version) { return std::string("tidra.lastScanAggregate.") + version; }
 std::string fileFlagKey(const char* version) { return std::string("tidra.lastScanAggregate.file.") + version; }
+/// Which bytes the file holds that belongs to the rest. Absent in what earlier builds stored: any file counts then.
+std::string fileCheckKey(const char* version) { return std::string("tidra.lastScanAggregate.fileCheck.") + version; }
 std::string fileName(const char* version) { return std::string("lastScanAggregate.") + version + ".data"; }
+
+constexpr const char* nextSuffix = ".next";
 
 double gigabytes(std::int64_t bytes) { return static_cast<double>(bytes) / (1024.0 * 1024.0 * 1024.0); }
 
@@ -137,30 +142,60 @@ void LastScanStore::save(const ScanResultsSummary& summary, bool partial, const 
       {completedKey, true},
       {aggregateKey(currentVersion), std::nullopt},
       {fileFlagKey(currentVersion), false},
+      {fileCheckKey(currentVersion), std::nullopt},
   };
   std::optional<std::string> encoded;
   if (aggregate) encoded = jsonText(JsonCodec<ScanAggregate>::encode(*aggregate), false);
   const bool isLarge = encoded && encoded->size() > largestInPreferences;
-  try {
-    if (isLarge) {
-      makePrivateFolders(folder_);
-      replaceFile(file, *encoded, 0600);
-      changes[fileFlagKey(currentVersion)] = true;
-    } else if (encoded) {
-      changes[aggregateKey(currentVersion)] = *encoded;
-    }
-    preferences_.apply(changes);
-    if (!isLarge) removeFile(file);
-  } catch (const std::system_error& error) {
-    throw PreferencesError(std::string("The last scan was not saved: ") + error.what() + ".");
+  if (isLarge) {
+    changes[fileFlagKey(currentVersion)] = true;
+    changes[fileCheckKey(currentVersion)] = StableID::make(*encoded);
+  } else if (encoded) {
+    changes[aggregateKey(currentVersion)] = *encoded;
   }
+  const auto prepare = [&] {
+    try {
+      if (isLarge) {
+        makePrivateFolders(folder_);
+        replaceFile(file + nextSuffix, *encoded, 0600);
+      }
+    } catch (const std::system_error& error) {
+      throw PreferencesError(std::string("The last scan was not saved: ") + error.what() + ".");
+    }
+    return changes;
+  };
+  const auto finish = [&] {
+    try {
+      if (isLarge) {
+        replaceFile(file, *encoded, 0600);
+      } else {
+        removeFile(file);
+      }
+      removeFile(file + nextSuffix);
+    } catch (const std::system_error&) {
+      // Saved it is: the file that stands beside counts as well, and without its flag none does.
+    }
+  };
+  preferences_.transact(prepare, finish);
 }
 
 std::optional<LastScan> LastScanStore::load() const {
-  auto summary = decoded<ScanResultsSummary>(preferences_.bytes(summaryKey));
-  if (!summary) return std::nullopt;
-  return LastScan{std::move(*summary), preferences_.boolean(partialKey).value_or(false), loadAggregate(),
-                  preferences_.date(endKey)};
+  constexpr int mostAttempts = 3;
+  for (int attempt = 1;; ++attempt) {
+    const auto before = preferences_.bytes(summaryKey);
+    const auto beforeEnd = preferences_.date(endKey);
+    auto summary = decoded<ScanResultsSummary>(before);
+    if (!summary) return std::nullopt;
+    LastScan last = loadOnce(std::move(*summary));
+    // Another scan that was saved meanwhile must not be mixed in.
+    const bool isOne = preferences_.bytes(summaryKey) == before && preferences_.date(endKey) == beforeEnd;
+    if (isOne || attempt == mostAttempts) return last;
+  }
+}
+
+LastScan LastScanStore::loadOnce(ScanResultsSummary summary) const {
+  return {std::move(summary), preferences_.boolean(partialKey).value_or(false), loadAggregate(),
+          preferences_.date(endKey)};
 }
 
 std::optional<ScanAggregate> LastScanStore::loadAggregate() const {
@@ -172,12 +207,19 @@ std::optional<ScanAggregate> LastScanStore::loadAggregate() const {
 
 std::optional<ScanAggregate> LastScanStore::aggregateOf(const char* version) const {
   if (preferences_.boolean(fileFlagKey(version)).value_or(false)) {
-    const auto text = readRegularFile(joinedPath(folder_, fileName(version)), longestFile);
-    if (text) {
-      if (auto aggregate = decoded<ScanAggregate>(*text)) return aggregate;
-    }
+    if (auto aggregate = decoded<ScanAggregate>(readAggregateFile(version))) return aggregate;
   }
   return decoded<ScanAggregate>(preferences_.bytes(aggregateKey(version)));
+}
+
+std::optional<std::string> LastScanStore::readAggregateFile(const char* version) const {
+  const auto check = preferences_.bytes(fileCheckKey(version));
+  for (const char* suffix : {"", nextSuffix}) {
+    auto text = readRegularFile(joinedPath(folder_, fileName(version) + suffix), longestFile);
+    if (text && (!check || StableID::make(*text) == *check)) return std::move(*text);
+    if (!check) break;
+  }
+  return std::nullopt;
 }
 
 }  // namespace tidra

@@ -65,7 +65,9 @@ class LastScanStore {
   /// An aggregate of more encoded bytes than this goes to a file.
   static constexpr std::size_t largestInPreferences = 480000;
 
-  /// `folder` is where the file of a large aggregate goes. The store must outlive this.
+  /// `folder` is where the file of a large aggregate goes. It is written beside its place first and put there once the
+  /// preferences name it, so that a crash or another scan at any moment leaves the one scan or the other. The store
+  /// must outlive this.
   LastScanStore(PreferencesStore& preferences, std::string folder)
       : preferences_(preferences), folder_(std::move(folder)) {}
 
@@ -77,7 +79,9 @@ class LastScanStore {
   std::optional<LastScan> load() const;
 
  private:
+  LastScan loadOnce(ScanResultsSummary summary) const;
   std::optional<ScanAggregate> loadAggregate() const;
+  std::optional<std::string> readAggregateFile(const char* version) const;
   std::optional<ScanAggregate> aggregateOf(const char* version) const;
 
   PreferencesStore& preferences_;

@@ -31,14 +31,15 @@ class PreferencesStore {
   /// Absent when there is no such key. Throws PreferencesError when the store cannot be read.
   virtual std::optional<Value> value(const std::string& key) const = 0;
 
-  /// Makes all changes or none. Other keys stay, whoever wrote them. Throws PreferencesError when nothing could be
-  /// changed.
-  virtual void apply(const Changes& changes) = 0;
+  /// Runs `prepare` while nobody else can write, makes the changes that it gives, all or none, and then runs `finish`,
+  /// still before anybody else. Other keys stay, whoever wrote them. Throws PreferencesError when nothing could be
+  /// changed, and whatever the two throw; what `finish` throws undoes nothing.
+  virtual void transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) = 0;
 
-  /// Changes one key by what it holds, while nobody else can write. `change` is given the present value, if any, and
-  /// gives the new one, or none to leave the key as it is. Throws as apply() does, and whatever `change` throws.
-  virtual void update(const std::string& key,
-                      const std::function<std::optional<Value>(const std::optional<Value>&)>& change) = 0;
+  /// Makes all changes or none. Throws PreferencesError.
+  void apply(const Changes& changes) {
+    transact([&] { return changes; }, [] {});
+  }
 
   /// A value of one kind; absent when the key is absent or of another kind.
   std::optional<std::string> bytes(const std::string& key) const { return valueAs<std::string>(key); }

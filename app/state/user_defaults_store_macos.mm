@@ -25,12 +25,9 @@ class UserDefaultsStore : public PreferencesStore {
     }
   }
 
-  void update(const std::string& key,
-              const std::function<std::optional<Value>(const std::optional<Value>&)>& change) override {
-    if (const auto changed = change(value(key))) apply({{key, *changed}});
-  }
-
-  void apply(const Changes& changes) override {
+  /// The system keeps no lock for others out here, so another program may still write in between.
+  void transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) override {
+    const Changes changes = prepare();
     @autoreleasepool {
       for (const auto& [key, value] : changes) {
         NSString* name = @(key.c_str());
@@ -47,6 +44,7 @@ class UserDefaultsStore : public PreferencesStore {
       }
       [defaults() synchronize];
     }
+    finish();
   }
 
  private:

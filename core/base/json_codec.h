@@ -17,6 +17,9 @@ struct JsonCodec;
 /// Parses one document. Throws DecodingError that begins with `what` and tells line and column.
 nlohmann::json parseJson(std::string_view text, const std::string& what);
 
+/// The same for the answers of tools, which may be made to fill the memory: at most 8 MiB, nested at most 100 deep.
+nlohmann::json parseForeignJson(std::string_view text, const std::string& what);
+
 /// Objects with sorted keys, slashes unescaped, malformed UTF-8 replaced; with an indentation of two when `pretty`.
 std::string jsonText(const nlohmann::json& document, bool pretty);
 

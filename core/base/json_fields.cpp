@@ -12,7 +12,33 @@ namespace {
   throw DecodingError(fmt::format("{} must be {}", where, expected));
 }
 
+/// Throws DecodingError for what nests deeper, before anything is built of it.
+void requireShallow(std::string_view text, int mostLevels, const std::string& what) {
+  int level = 0;
+  bool inText = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (inText && c == '\\') {
+      ++i;
+    } else if (c == '"') {
+      inText = !inText;
+    } else if (!inText && (c == '[' || c == '{')) {
+      if (++level > mostLevels) throw DecodingError(fmt::format("{} is nested too deep", what));
+    } else if (!inText && (c == ']' || c == '}')) {
+      --level;
+    }
+  }
+}
+
 }  // namespace
+
+nlohmann::json parseForeignJson(std::string_view text, const std::string& what) {
+  constexpr std::size_t mostBytes = 8 * 1024 * 1024;
+  constexpr int mostLevels = 100;
+  if (text.size() > mostBytes) throw DecodingError(fmt::format("{} is too long", what));
+  requireShallow(text, mostLevels, what);
+  return parseJson(text, what);
+}
 
 nlohmann::json parseJson(std::string_view text, const std::string& what) {
   try {

@@ -45,11 +45,11 @@ ToolTargets::Command condaCommand(const std::string& target, const TidraPathReso
   return command;
 }
 
-ToolTargets::Command pipCommand(const std::string& target) {
+ToolTargets::Command pipCommand(const std::string& target, const TidraPathResolver& resolver) {
   const std::string environment = target.substr(std::string_view("pip:orphan:").size());
   const std::string pip = joinedPath(environment, "bin/pip");
   if (!environment.starts_with('/') || !isExecutableFile(pip)) throw DisposalError("pip not found in venv");
-  if (!PipOrphanProbe::isTrustworthy(environment)) {
+  if (!PipOrphanProbe::isTrustworthy(environment, resolver)) {
     throw DisposalError("pip of this venv is not run: it was not made here, or others may change it");
   }
   return {pip, {"cache", "purge"}};
@@ -73,7 +73,7 @@ std::string safeSearchPath(const TidraPathResolver& resolver, const std::optiona
 ToolTargets::Command ToolTargets::commandFor(const std::string& target, const TidraPathResolver& resolver) {
   if (target.starts_with("docker:")) return dockerCommand(target, resolver);
   if (target.starts_with("conda:")) return condaCommand(target, resolver);
-  if (target.starts_with("pip:orphan:")) return pipCommand(target);
+  if (target.starts_with("pip:orphan:")) return pipCommand(target, resolver);
   throw DisposalError("Unknown target");
 }
 

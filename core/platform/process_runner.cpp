@@ -7,7 +7,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,8 +17,6 @@
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/platform/file_descriptor.h"
-#include "core/platform/files.h"
-#include "core/platform/path_text.h"
 #include "core/platform/process_exit.h"
 
 extern char** environ;
@@ -250,11 +247,6 @@ void keepExitStatuses() {
   if (::sigaction(SIGCHLD, nullptr, &current) == 0 && current.sa_handler == SIG_IGN) ::signal(SIGCHLD, SIG_DFL);
 }
 
-bool everyoneMayWrite(const std::string& folder) {
-  struct stat status {};
-  return ::stat(folder.c_str(), &status) != 0 || (status.st_mode & S_IWOTH) != 0;
-}
-
 }  // namespace
 
 std::optional<ProcessRunner::Result> ProcessRunner::run(const Command& command) {
@@ -288,20 +280,6 @@ std::optional<ProcessRunner::Result> ProcessRunner::run(const Command& command) 
   finishReading(readers, readersAfterExit);
   if (outReader.overflowed() || errReader.overflowed()) return std::nullopt;
   return Result{status, std::string(trimmed(outReader.bytes())), std::string(trimmed(errReader.bytes()))};
-}
-
-std::optional<std::string> ProcessRunner::which(const std::string& tool, const Environment& environment) {
-  const auto path = environment.find("PATH");
-  const std::string searched =
-      (path == environment.end() ? std::string("/usr/bin:/bin:/usr/local/bin") : path->second) +
-      ":/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:/snap/bin";
-  for (const std::string_view piece : splitNonEmpty(searched, ':')) {
-    const std::string folder(piece);
-    if (!folder.starts_with('/') || everyoneMayWrite(folder)) continue;
-    std::string candidate = joinedPath(folder, tool);
-    if (isExecutableFile(candidate)) return candidate;
-  }
-  return std::nullopt;
 }
 
 }  // namespace tidra

@@ -45,10 +45,19 @@ struct ProcessRunner {
   /// Where this process ignores SIGCHLD, the default is restored, since exit statuses are lost otherwise.
   static std::optional<Result> run(const Command& command);
 
-  /// The absolute path of an executable: the folders of the environment's PATH ("/usr/bin:/bin:/usr/local/bin" when
-  /// unset), then the usual places. Folders that are relative or that every user may write to are passed over, since
-  /// anyone could plant a tool there. None when there is no such tool.
+  /// The absolute path of an executable that may be trusted: the folders of the environment's PATH
+  /// ("/usr/bin:/bin:/usr/local/bin" when unset), then the usual places. Relative folders are passed over. None when
+  /// there is no such tool.
   static std::optional<std::string> which(const std::string& tool, const Environment& environment);
+
+  /// True when nobody but the user and root decides what runs under this absolute path: it leads to an executable file,
+  /// and the folder that it names as well as, links resolved, the file and the folder of that belong to the user or
+  /// root and not everybody may write to them. Every tool is asked for this before it is run.
+  static bool isTrusted(const std::string& executable);
+
+  /// A search path for the children of tools: `first`, then what which() searches, less the folders that are missing,
+  /// belong to others or that everybody may write to.
+  static std::string safeSearchPath(const Environment& environment, const std::optional<std::string>& first = {});
 };
 
 }  // namespace tidra

@@ -68,7 +68,7 @@ TidraGitMetadataReader::TidraGitMetadataReader(std::optional<std::string> git, T
 
 std::optional<std::string> TidraGitMetadataReader::findGit(const Environment& environment) {
   for (const char* usual : {"/usr/bin/git", "/opt/homebrew/bin/git", "/usr/local/bin/git"}) {
-    if (isExecutableFile(usual)) return usual;
+    if (ProcessRunner::isTrusted(usual)) return usual;
   }
   return ProcessRunner::which("git", environment);
 }

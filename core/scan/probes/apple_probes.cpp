@@ -91,7 +91,7 @@ std::optional<Simulator> readSimulator(const nlohmann::json& value) {
 std::vector<Simulator> readSimulators(const std::string& text) {
   std::vector<Simulator> simulators;
   try {
-    const auto document = parseJson(text, "simctl");
+    const auto document = parseForeignJson(text, "simctl");
     if (!document.is_object() || !document.contains("devices") || !document["devices"].is_object()) return simulators;
     for (const auto& [runtime, devices] : document["devices"].items()) {
       if (!devices.is_array()) continue;
@@ -122,8 +122,8 @@ ProbeReport XcodeArchivesProbe::scan(const SystemProbeContext& context) const {
 
 ProbeReport CoreSimulatorProbe::scan(const SystemProbeContext& context) const {
   ProbeReport report;
-  if (!isExecutableFile(xcrun_)) return report;
-  const auto answer = context.output(xcrun_, {"simctl", "list", "devices", "-j"}, timeoutSeconds);
+  if (!ProcessRunner::isTrusted(xcrun_)) return report;
+  const auto answer = context.ask(xcrun_, {"simctl", "list", "devices", "-j"}, timeoutSeconds).text;
   if (!answer) {
     report.notes.push_back("xcrun did not list the simulators.");
     return report;

@@ -46,13 +46,16 @@ std::optional<double> firstNumberBefore(std::string_view text, std::string_view 
 
 std::optional<std::uint64_t> bytesOf(double bytes) {
   constexpr double mostBytes = 9e18;
-  return bytes < mostBytes ? std::optional(static_cast<std::uint64_t>(bytes)) : std::nullopt;
+  if (bytes > mostBytes || !isPlausibleSize(static_cast<std::uint64_t>(bytes))) return std::nullopt;
+  return static_cast<std::uint64_t>(bytes);
 }
 
 class CondaQuery {
  public:
   CondaQuery(const SystemProbeContext& context, const std::string& conda)
-      : context_(context), folderOfConda_(parentPath(conda)), group_(TidraSystemGroupRoot::forCategory("python")) {}
+      : context_(context),
+        questions_(context, conda, CondaProbe::timeoutSeconds, true),
+        group_(TidraSystemGroupRoot::forCategory("python")) {}
 
   ProbeReport run() {
     const auto base = ask({"info", "--base"});
@@ -62,21 +65,19 @@ class CondaQuery {
     }
     addEnvironments(standardizedPath(*base));
     for (const CleanTarget& target : cleanTargets) addCleanTarget(target, standardizedPath(*base));
+    if (auto note = questions_.note()) report_.notes.push_back(std::move(*note));
     return report_;
   }
 
  private:
-  std::optional<std::string> ask(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), "conda");
-    return context_.output("/usr/bin/env", std::move(arguments), CondaProbe::timeoutSeconds, folderOfConda_);
-  }
+  std::optional<std::string> ask(std::vector<std::string> arguments) { return questions_.ask(std::move(arguments)); }
 
   void addEnvironments(const std::string& base) {
     const auto listed = ask({"env", "list", "--json"});
     if (!listed) return;
     std::vector<std::string> paths;
     try {
-      const auto document = parseJson(*listed, "conda");
+      const auto document = parseForeignJson(*listed, "conda");
       paths = JsonObjectReader(document, "conda").valueOr("envs", std::vector<std::string>{});
     } catch (const DecodingError&) {
       return;
@@ -149,7 +150,7 @@ class CondaQuery {
   }
 
   const SystemProbeContext& context_;
-  std::string folderOfConda_;
+  ToolQuestions questions_;
   std::string group_;
   ProbeReport report_;
 };
@@ -159,9 +160,8 @@ class CondaQuery {
 std::optional<std::string> CondaProbe::find(const TidraPathResolver& resolver) {
   if (auto found = ProcessRunner::which("conda", resolver.environment)) return found;
   for (const char* usual : {"miniconda3", "anaconda3", "miniforge3", "mambaforge", "micromamba"}) {
-    const std::string folder = joinedPath(joinedPath(resolver.home, usual), "bin");
-    std::string path = joinedPath(folder, "conda");
-    if (isExecutableFile(path) && isOwnedAndPrivate(folder) && isOwnedAndPrivate(path)) return path;
+    std::string path = joinedPath(joinedPath(resolver.home, usual), "bin/conda");
+    if (ProcessRunner::isTrusted(path)) return path;
   }
   return std::nullopt;
 }

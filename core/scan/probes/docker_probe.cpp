@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <limits>
 #include <map>
 
 #include "core/base/text.h"
@@ -18,8 +17,10 @@ namespace {
 /// Asks one engine. Every answer is foreign text: what does not parse is passed over.
 class DockerQuery {
  public:
-  DockerQuery(const SystemProbeContext& context, std::string engine)
-      : context_(context), engine_(std::move(engine)), group_(TidraSystemGroupRoot::forCategory("docker")) {}
+  DockerQuery(const SystemProbeContext& context, const std::string& engine)
+      : context_(context),
+        questions_(context, engine, DockerArtifactProbe::timeoutSeconds, false),
+        group_(TidraSystemGroupRoot::forCategory("docker")) {}
 
   ProbeReport run() {
     const auto version = ask({"info", "--format", "{{.ServerVersion}}"});
@@ -30,13 +31,12 @@ class DockerQuery {
     addBuildCache();
     addDanglingImages();
     addUnusedVolumes();
+    if (auto note = questions_.note()) report_.notes.push_back(std::move(*note));
     return report_;
   }
 
  private:
-  std::optional<std::string> ask(std::vector<std::string> arguments) const {
-    return context_.output(engine_, std::move(arguments), DockerArtifactProbe::timeoutSeconds);
-  }
+  std::optional<std::string> ask(std::vector<std::string> arguments) { return questions_.ask(std::move(arguments)); }
 
   void addBuildCache() {
     const auto usage = ask({"system", "df", "--format", "{{.Type}}\t{{.Size}}"});
@@ -66,9 +66,9 @@ class DockerQuery {
     std::uint64_t bytes = 0;
     if (const auto sizes = ask(std::move(arguments))) {
       for (const std::string_view line : splitNonEmpty(*sizes, '\n')) {
-        const auto image = DockerArtifactProbe::parseSize(trimmed(line)).value_or(0);
-        bytes += std::min(image, std::numeric_limits<std::uint64_t>::max() - bytes);
+        bytes += DockerArtifactProbe::parseSize(trimmed(line)).value_or(0);
       }
+      if (!isPlausibleSize(bytes)) bytes = 0;
     }
     add("docker-dangling-images", "docker:prune:dangling", fmt::format("Docker dangling images ({})", images.size()),
         bytes, ArtifactSafetyTier::safe, "docker pull re-downloads images as needed");
@@ -90,7 +90,7 @@ class DockerQuery {
 
   /// The volumes of every container, running or not; none when one of them could not be asked, since a volume must not
   /// be taken for unused because of that.
-  std::optional<std::set<std::string>> mountedVolumes() const {
+  std::optional<std::set<std::string>> mountedVolumes() {
     const auto listed = ask({"ps", "-a", "--format", "{{.Names}}"});
     if (!listed) return std::nullopt;
     std::set<std::string> volumes;
@@ -111,7 +111,7 @@ class DockerQuery {
     return volumes;
   }
 
-  std::map<std::string, std::uint64_t> volumeSizes() const {
+  std::map<std::string, std::uint64_t> volumeSizes() {
     std::map<std::string, std::uint64_t> sizes;
     const auto usage =
         ask({"system", "df", "-v", "--format", "{{range .Volumes}}{{.Name}}\t{{.Size}}{{println}}{{end}}"});
@@ -164,7 +164,7 @@ class DockerQuery {
   }
 
   const SystemProbeContext& context_;
-  std::string engine_;
+  ToolQuestions questions_;
   std::string group_;
   ProbeReport report_;
 };
@@ -173,7 +173,7 @@ class DockerQuery {
 
 std::optional<std::string> DockerArtifactProbe::findEngine(const Environment& environment) {
   for (const char* usual : {"/opt/homebrew/bin/docker", "/usr/local/bin/docker"}) {
-    if (isExecutableFile(usual)) return usual;
+    if (ProcessRunner::isTrusted(usual)) return usual;
   }
   return ProcessRunner::which("docker", environment);
 }
@@ -204,7 +204,7 @@ std::optional<std::uint64_t> DockerArtifactProbe::parseSize(std::string_view tex
     if (known.name != unit) continue;
     const double bytes = std::strtod(digits.c_str(), nullptr) * known.factor;
     constexpr double mostBytes = 9e18;
-    if (bytes > mostBytes) return std::nullopt;
+    if (bytes > mostBytes || !isPlausibleSize(static_cast<std::uint64_t>(bytes))) return std::nullopt;
     return static_cast<std::uint64_t>(bytes + 0.5);
   }
   return std::nullopt;

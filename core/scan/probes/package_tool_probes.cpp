@@ -3,24 +3,20 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 
+#include "core/base/text.h"
 #include "core/model/system_group_root.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
 namespace {
 
-/// Runs a tool by name through env, made sure to be the one that a safe search finds.
-std::optional<std::string> askTool(const SystemProbeContext& context, const std::string& tool,
-                                   std::vector<std::string> arguments, double timeoutSeconds) {
-  const auto found = ProcessRunner::which(tool, context.resolver.environment);
-  if (!found) return std::nullopt;
-  arguments.insert(arguments.begin(), tool);
-  return context.output("/usr/bin/env", std::move(arguments), timeoutSeconds, parentPath(*found));
-}
-
-bool isInstalled(const SystemProbeContext& context, const std::string& tool) {
-  return ProcessRunner::which(tool, context.resolver.environment).has_value();
+/// A tool that is installed, to be asked by its name.
+std::optional<ToolQuestions> questionsTo(const char* tool, const SystemProbeContext& context, double timeoutSeconds) {
+  const auto path = ProcessRunner::which(tool, context.resolver.environment);
+  return path ? std::optional<ToolQuestions>(std::in_place, context, *path, timeoutSeconds, true) : std::nullopt;
 }
 
 /// A folder that a tool answered with. A tool gone wrong must not offer the home folder or what holds it for removal.
@@ -31,6 +27,16 @@ std::optional<std::string> answeredFolder(const std::optional<std::string>& answ
   std::string folder = standardizedPath(*answer);
   if (isSameOrInside(context.home(), folder)) return std::nullopt;
   return folder;
+}
+
+/// A cache of Homebrew's own bears its name. Anything else that its settings may name, such as "/var/cache" or the
+/// folder of all downloads, also holds what Homebrew did not put there.
+bool isOwnCache(const std::string& folder) {
+  constexpr std::array systemFolders{"/bin", "/boot", "/etc", "/lib", "/proc", "/sbin", "/sys", "/usr", "/System"};
+  const auto isInside = [&](const char* system) { return isSameOrInside(folder, system); };
+  if (!isInside("/usr/local") && std::any_of(systemFolders.begin(), systemFolders.end(), isInside)) return false;
+  if (followedFacts(joinedPath(folder, "bin/brew"))) return false;  // the installation itself
+  return asciiLowered(folder).find("homebrew") != std::string::npos;
 }
 
 ProbeItem makeItem(const char* id, const std::string& folder, std::string label, const char* ecosystem,
@@ -68,17 +74,19 @@ void addModules(ProbeReport& report, const SystemProbeContext& context, const st
 
 ProbeReport HomebrewCacheProbe::scan(const SystemProbeContext& context) const {
   ProbeReport report;
-  if (!isInstalled(context, "brew")) return report;
-  auto folder = answeredFolder(askTool(context, "brew", {"--cache"}, timeoutSeconds), context);
-  if (!folder || !ProbeFiles::isFolder(*folder)) {
-    const auto prefix = answeredFolder(askTool(context, "brew", {"--prefix"}, timeoutSeconds), context);
+  auto brew = questionsTo("brew", context, timeoutSeconds);
+  if (!brew) return report;
+  auto folder = answeredFolder(brew->ask({"--cache"}), context);
+  if (!folder || !isOwnCache(*folder) || !ProbeFiles::isFolder(*folder)) {
+    const auto prefix = answeredFolder(brew->ask({"--prefix"}), context);
     if (!prefix) {
       report.notes.push_back("Homebrew is installed but did not answer.");
       return report;
     }
     folder = joinedPath(*prefix, "var/homebrew/cache");
   }
-  if (ProbeFiles::isFolder(*folder) && !context.exclusionFilter.bars(*folder)) {
+  if (auto note = brew->note()) report.notes.push_back(std::move(*note));
+  if (isOwnCache(*folder) && ProbeFiles::isFolder(*folder) && !context.exclusionFilter.bars(*folder)) {
     report.items.push_back(makeItem("homebrew-formula-cache", *folder, "Homebrew formula cache", "general",
                                     TidraSystemGroupRoot::forCategory("homebrew"), ArtifactSafetyTier::safe,
                                     "Caches rebuild automatically; use brew reinstall for removed downloads"));
@@ -97,8 +105,8 @@ std::size_t GlobalModulesProbe::countPackages(const std::string& nodeModules) {
 
 ProbeReport GlobalModulesProbe::scan(const SystemProbeContext& context) const {
   ProbeReport report;
-  if (isInstalled(context, "npm")) {
-    const auto prefix = answeredFolder(askTool(context, "npm", {"prefix", "-g"}, timeoutSeconds), context);
+  if (auto npm = questionsTo("npm", context, timeoutSeconds)) {
+    const auto prefix = answeredFolder(npm->ask({"prefix", "-g"}), context);
     if (prefix) {
       addModules(report, context, joinedPath(*prefix, "lib/node_modules"), "npm");
     } else {

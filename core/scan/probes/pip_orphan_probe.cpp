@@ -1,12 +1,15 @@
-// For each environment: read what the project requires, ask the environment's pip what is installed, follow the
-// installed metadata from what is required to everything that needs, and report the rest.
+// For each environment: read what the project requires and what the environment's metadata says is installed; follow
+// the metadata from what is required to everything that needs. Only when something is left, ask the environment's pip,
+// which knows what is borrowed from the system or being worked on, and report what is left then.
 #include "core/scan/probes/pip_orphan_probe.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <charconv>
+#include <future>
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
@@ -14,6 +17,7 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "core/scan/probes/pip_trust.h"
 #include "core/scan/probes/python_requirements.h"
 
 namespace tidra {
@@ -53,14 +57,10 @@ struct PipListing {
   std::set<std::string> editable;  // installed from a folder that somebody works on
 };
 
-std::optional<PipListing> listedByPip(const std::string& environment, const SystemProbeContext& context) {
-  const auto output = context.output(joinedPath(environment, "bin/pip"),
-                                     {"list", "--format=json", "--disable-pip-version-check", "--no-input"},
-                                     PipOrphanProbe::timeoutSeconds);
-  if (!output) return std::nullopt;
+std::optional<PipListing> readListing(const std::string& output) {
   PipListing listing;
   try {
-    const auto document = parseJson(*output, "pip");
+    const auto document = parseForeignJson(output, "pip");
     requireArray(document, "pip");
     for (const auto& entry : document) {
       const JsonObjectReader package(entry, "pip");
@@ -85,10 +85,9 @@ std::uint64_t recordedBytes(const std::string& record) {
         trimmed(line.substr(line.rfind(',') == std::string_view::npos ? line.size() : line.rfind(',') + 1));
     std::uint64_t size = 0;
     const auto [end, error] = std::from_chars(column.data(), column.data() + column.size(), size);
-    constexpr std::uint64_t largestFile = std::uint64_t{1} << 40U;
-    if (error == std::errc{} && end == column.data() + column.size() && size < largestFile) bytes += size;
+    if (error == std::errc{} && end == column.data() + column.size() && isPlausibleSize(size)) bytes += size;
   }
-  return bytes;
+  return isPlausibleSize(bytes) ? bytes : 0;
 }
 
 std::optional<PipOrphanProbe::InstalledPackage> readPackage(const std::string& folder) {
@@ -107,57 +106,116 @@ std::optional<PipOrphanProbe::InstalledPackage> readPackage(const std::string& f
   for (const std::string_view line : requires_ ? split(*requires_, '\n') : std::vector<std::string_view>{}) {
     if (const auto name = requirementName(line)) package.dependencies.insert(*name);
   }
-  // Packages that an older installer put there keep their dependencies apart, in sections of extras.
-  const auto separate = readRegularFile(joinedPath(folder, "requires.txt"), longestMetadata);
-  for (const std::string_view line : split(separate ? std::string_view(*separate) : "", '\n')) {
-    if (const auto name = requirementName(line)) package.dependencies.insert(*name);
-  }
   package.bytes = recordedBytes(joinedPath(folder, "RECORD"));
   return package;
 }
 
-/// The finding for one environment; none when nothing is unused or when it cannot be told.
-std::optional<ProbeItem> check(const ScanArtifactFinding& environment, const SystemProbeContext& context) {
-  auto required = requiredBy(*environment.groupRoot);
-  if (!required || !PipOrphanProbe::isTrustworthy(environment.path)) return std::nullopt;
-  const auto listed = listedByPip(environment.path, context);
-  if (!listed) return std::nullopt;
-  required->insert(listed->editable.begin(), listed->editable.end());
-  const auto installed = PipOrphanProbe::installedPackages(environment.path);
-  const auto unused = PipOrphanProbe::unusedPackages(listed->all, *required, installed);
-  if (!unused || unused->empty()) return std::nullopt;
+using Packages = std::map<std::string, PipOrphanProbe::InstalledPackage>;
+
+ProbeItem makeItem(const std::string& environment, const std::vector<std::string>& unused, const Packages& installed) {
   std::vector<std::string> names;
   std::uint64_t bytes = 0;
-  for (const std::string& name : *unused) {
+  for (const std::string& name : unused) {
     const auto& package = installed.at(name);
     names.push_back(package.name);
     bytes += package.bytes;
   }
-  return ProbeItem{{.path = "pip:orphan:" + environment.path,
-                    .label = fmt::format("Unused pip packages ({})", names.size()),
-                    .sizeBytes = bytes,
-                    .ecosystemTag = "py",
-                    .groupRoot = TidraSystemGroupRoot::forCategory("python"),
-                    .source = ArtifactSource::pipCLI,
-                    .safetyTier = ArtifactSafetyTier::caution,
-                    .restoreHint = "pip install to restore: " + joined(names, ", "),
-                    .lastActivityDate = ProbeFiles::modified(environment.path),
-                    .ruleID = std::nullopt},
-                   std::nullopt};
+  return {{.path = "pip:orphan:" + environment,
+           .label = fmt::format("Unused pip packages ({})", names.size()),
+           .sizeBytes = isPlausibleSize(bytes) ? bytes : 0,
+           .ecosystemTag = "py",
+           .groupRoot = TidraSystemGroupRoot::forCategory("python"),
+           .source = ArtifactSource::pipCLI,
+           .safetyTier = ArtifactSafetyTier::caution,
+           .restoreHint = "pip install to restore: " + joined(names, ", "),
+           .lastActivityDate = ProbeFiles::modified(environment),
+           .ruleID = std::nullopt},
+          std::nullopt};
 }
+
+/// What became of one environment.
+struct Checked {
+  std::optional<ProbeItem> item;  // absent when nothing is unused or when it cannot be told
+  bool hung = false;
+};
+
+Checked check(const ScanArtifactFinding& environment, const SystemProbeContext& context) {
+  auto required = requiredBy(*environment.groupRoot);
+  if (!required || context.exclusionFilter.bars("pip:orphan:" + environment.path)) return {};
+  const auto installed = PipOrphanProbe::installedPackages(environment.path);
+  std::set<std::string> names;
+  for (const auto& [name, package] : installed) names.insert(name);
+  // pip can only add to what is needed.
+  const auto expected = PipOrphanProbe::unusedPackages(names, *required, installed);
+  if (!expected || expected->empty() || !PipOrphanProbe::isTrustworthy(environment.path, context.resolver)) return {};
+
+  const auto answer = context.ask(joinedPath(environment.path, "bin/pip"),
+                                  {"list", "--format=json", "--disable-pip-version-check", "--no-input"},
+                                  PipOrphanProbe::timeoutSeconds);
+  if (!answer.text) return {std::nullopt, answer.hung};
+  const auto listed = readListing(*answer.text);
+  if (!listed) return {};
+  required->insert(listed->editable.begin(), listed->editable.end());
+  const auto unused = PipOrphanProbe::unusedPackages(listed->all, *required, installed);
+  if (!unused || unused->empty()) return {};
+  return {makeItem(environment.path, *unused, installed), false};
+}
+
+/// Takes environments one after another until there is none left or one hung.
+class Checks {
+ public:
+  Checks(const std::vector<const ScanArtifactFinding*>& environments, const SystemProbeContext& context)
+      : environments_(environments), context_(context), checked_(environments.size()) {}
+
+  void run() {
+    while (!context_.isCancelled()) {
+      const std::size_t mine = next_++;
+      if (mine >= environments_.size()) return;
+      checked_[mine] = check(*environments_[mine], context_);
+      if (checked_[mine].hung) return;
+    }
+  }
+
+  ProbeReport report() {
+    ProbeReport report;
+    for (std::size_t i = 0; i < checked_.size(); ++i) {
+      if (checked_[i].item) report.items.push_back(std::move(*checked_[i].item));
+      if (checked_[i].hung) {
+        report.notes.push_back(fmt::format("The pip of {} did not answer within {} seconds.",
+                                           escapedForTerminal(context_.resolver.displayPath(environments_[i]->path)),
+                                           PipOrphanProbe::timeoutSeconds));
+      }
+    }
+    if (!context_.isCancelled() && next_ < environments_.size()) {
+      report.notes.push_back(fmt::format("Because of that, {} environments were not looked at for unused packages.",
+                                         environments_.size() - next_));
+    }
+    return report;
+  }
+
+ private:
+  const std::vector<const ScanArtifactFinding*>& environments_;
+  const SystemProbeContext& context_;
+  std::vector<Checked> checked_;
+  std::atomic<std::size_t> next_{0};
+};
 
 }  // namespace
 
 ProbeReport PipOrphanProbe::scan(const std::vector<ScanArtifactFinding>& projects, const SystemProbeContext& context) {
-  ProbeReport report;
+  std::vector<const ScanArtifactFinding*> environments;
   for (const ScanArtifactFinding& finding : projects) {
-    if (context.shouldCancel && context.shouldCancel()) break;
     const bool isEnvironment =
         finding.ecosystemTag == "py" && finding.groupRoot && isExecutableFile(joinedPath(finding.path, "bin/pip"));
-    if (!isEnvironment) continue;
-    if (auto item = check(finding, context)) report.items.push_back(std::move(*item));
+    if (isEnvironment) environments.push_back(&finding);
   }
-  return report;
+  Checks checks(environments, context);
+  std::vector<std::future<void>> workers;
+  for (std::size_t i = 0; i < std::min(asksAtOnce, environments.size()); ++i) {
+    workers.push_back(std::async(std::launch::async, [&] { checks.run(); }));
+  }
+  for (auto& worker : workers) worker.get();
+  return checks.report();
 }
 
 std::optional<std::vector<std::string>> PipOrphanProbe::unusedPackages(
@@ -196,15 +254,8 @@ std::map<std::string, PipOrphanProbe::InstalledPackage> PipOrphanProbe::installe
   return packages;
 }
 
-bool PipOrphanProbe::isTrustworthy(const std::string& environment) {
-  constexpr std::size_t longestStart = 4096;
-  const std::string pip = joinedPath(environment, "bin/pip");
-  if (!isOwnedAndPrivate(environment) || !isOwnedAndPrivate(joinedPath(environment, "bin")) ||
-      !isOwnedAndPrivate(pip)) {
-    return false;
-  }
-  const auto text = readRegularFile(pip, longestMetadata);
-  return text && text->substr(0, longestStart).find(environment + "/bin/python") != std::string::npos;
+bool PipOrphanProbe::isTrustworthy(const std::string& environment, const TidraPathResolver& resolver) {
+  return PipTrust::mayRun(environment, {TidraGitMetadataReader::findGit(resolver.environment), resolver});
 }
 
 }  // namespace tidra

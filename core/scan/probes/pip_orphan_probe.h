@@ -18,11 +18,15 @@ struct PipOrphanProbe {
   struct InstalledPackage {
     std::string name;                    // as the package spells it
     std::set<std::string> dependencies;  // normalised names, those of extras too
-    std::uint64_t bytes = 0;             // of its files, as far as it recorded them
+    std::uint64_t bytes = 0;             // of its files, as far as it recorded them plausibly
   };
 
+  /// Environments that are asked at once. Whoever met one that hung asks no other, so this is also how many can hang.
+  static constexpr std::size_t asksAtOnce = 4;
+
   /// One finding for each virtual environment among the project findings whose project lists requirements and whose own
-  /// pip lists packages that these do not need. `projects` are findings of the walk.
+  /// pip lists packages that these do not need, in the order of `projects`, which are findings of the walk. A pip is
+  /// asked only where the files of the environment let expect something, and only when PipTrust allows it.
   static ProbeReport scan(const std::vector<ScanArtifactFinding>& projects, const SystemProbeContext& context);
 
   /// The packages that neither the requirements nor the dependencies of what they name account for, in byte order of
@@ -36,10 +40,8 @@ struct PipOrphanProbe {
   /// The metadata of an environment's packages by normalised name.
   static std::map<std::string, InstalledPackage> installedPackages(const std::string& environment);
 
-  /// True when the environment was made at this place by this user: its pip names this place as its interpreter's,
-  /// which nothing that came with a download can know, and it belongs to the user or root and not everybody may write
-  /// to it. Only then is its pip run.
-  static bool isTrustworthy(const std::string& environment);
+  /// True when the environment's pip may be run, see PipTrust.
+  static bool isTrustworthy(const std::string& environment, const TidraPathResolver& resolver);
 };
 
 }  // namespace tidra

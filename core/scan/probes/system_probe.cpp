@@ -1,7 +1,11 @@
 #include "core/scan/probes/system_probe.h"
 
-#include <algorithm>
+#include <fmt/format.h>
 
+#include <algorithm>
+#include <chrono>
+
+#include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 
@@ -19,22 +23,50 @@ void forEachEntry(const std::string& folder, Use use) {
 
 }  // namespace
 
-std::optional<std::string> SystemProbeContext::output(const std::string& executable, std::vector<std::string> arguments,
-                                                      double timeoutSeconds,
-                                                      const std::optional<std::string>& pathFirst) const {
+ToolAnswer SystemProbeContext::ask(const std::string& executable, std::vector<std::string> arguments,
+                                   double timeoutSeconds, const std::optional<std::string>& pathFirst) const {
   Environment environment = resolver.environment;
   environment["LC_ALL"] = "C";
   environment["HOME"] = resolver.home;
   environment["npm_config_logs_max"] = "0";  // npm would keep a log of every question
-  if (pathFirst) environment["PATH"] = *pathFirst + ":/usr/local/bin:/usr/bin:/bin";
-  const auto result = ProcessRunner::run({.executablePath = executable,
-                                          .arguments = std::move(arguments),
-                                          .currentDirectory = "/",
-                                          .environment = std::move(environment),
-                                          .timeoutSeconds = timeoutSeconds,
-                                          .shouldCancel = shouldCancel});
-  if (!result || result->status != 0) return std::nullopt;
-  return result->stdout_;
+  environment["PATH"] = ProcessRunner::safeSearchPath(environment, pathFirst);
+  const auto started = std::chrono::steady_clock::now();
+  auto result = ProcessRunner::run({.executablePath = executable,
+                                    .arguments = std::move(arguments),
+                                    .currentDirectory = "/",
+                                    .environment = std::move(environment),
+                                    .timeoutSeconds = timeoutSeconds,
+                                    .shouldCancel = shouldCancel});
+  if (result && result->status == 0) return {std::move(result->stdout_), false};
+  const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - started;
+  return {std::nullopt, !result && passed.count() >= timeoutSeconds};
+}
+
+ToolQuestions::ToolQuestions(const SystemProbeContext& context, const std::string& path, double timeoutSeconds,
+                             bool throughEnv)
+    : context_(context), path_(path), timeoutSeconds_(timeoutSeconds), throughEnv_(throughEnv) {}
+
+std::optional<std::string> ToolQuestions::ask(std::vector<std::string> arguments) {
+  if (hung_ || context_.isCancelled()) return std::nullopt;
+  // The words before the options say what was asked; names of containers and the like are no part of it.
+  std::vector<std::string> words;
+  for (const std::string& argument : arguments) {
+    if (!words.empty() && argument.starts_with('-')) break;
+    words.push_back(argument);
+  }
+  if (throughEnv_) arguments.insert(arguments.begin(), std::string(lastPathComponent(path_)));
+  auto answer = context_.ask(throughEnv_ ? "/usr/bin/env" : path_, std::move(arguments), timeoutSeconds_,
+                             throughEnv_ ? std::optional(parentPath(path_)) : std::nullopt);
+  hung_ = answer.hung;
+  if (!answer.text) unanswered_.push_back(joined(words, " "));
+  return std::move(answer.text);
+}
+
+std::optional<std::string> ToolQuestions::note() const {
+  if (unanswered_.empty() || context_.isCancelled()) return std::nullopt;
+  std::string text = fmt::format("{} did not answer: {}.", lastPathComponent(path_), joined(unanswered_, ", "));
+  if (hung_) text += fmt::format(" After {} seconds it was asked nothing more.", timeoutSeconds_);
+  return text;
 }
 
 std::vector<std::string> ProbeFiles::entryNames(const std::string& folder) {

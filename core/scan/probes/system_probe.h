@@ -1,6 +1,7 @@
 // What every probe outside projects has in common.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <set>
@@ -16,6 +17,15 @@
 
 namespace tidra {
 
+/// False for a size that no machine holds, as tools gone wrong print it; it counts as unknown then.
+constexpr bool isPlausibleSize(std::uint64_t bytes) { return bytes <= std::uint64_t{1} << 50U; }
+
+/// What a tool answered.
+struct ToolAnswer {
+  std::optional<std::string> text;  // absent when it failed, hung, was cancelled or wrote too much
+  bool hung = false;                // its time was up
+};
+
 /// What a probe is handed. Shared by all probes of a scan and used from several threads at once.
 struct SystemProbeContext {
   TidraPathResolver resolver;  // the home folder and the environment
@@ -27,10 +37,12 @@ struct SystemProbeContext {
 
   const std::string& home() const { return resolver.home; }
 
-  /// Runs a tool in a clean locale, so that its output parses; none when it failed, hung, was cancelled or wrote too
-  /// much. `pathFirst` is put before the search path of the tool's own children.
-  std::optional<std::string> output(const std::string& executable, std::vector<std::string> arguments,
-                                    double timeoutSeconds, const std::optional<std::string>& pathFirst = {}) const;
+  /// Runs a tool in a clean locale, so that its output parses. `pathFirst` is put before the search path of the tool's
+  /// own children, which holds only folders that may be trusted.
+  ToolAnswer ask(const std::string& executable, std::vector<std::string> arguments, double timeoutSeconds,
+                 const std::optional<std::string>& pathFirst = {}) const;
+
+  bool isCancelled() const { return shouldCancel && shouldCancel(); }
 };
 
 /// A finding whose size may still have to be measured.
@@ -44,6 +56,28 @@ struct ProbeItem {
 struct ProbeReport {
   std::vector<ProbeItem> items;
   std::vector<std::string> notes;  // a tool that is there but did not answer
+};
+
+/// The questions that a probe puts to one tool. After one on which it hung no other is put, so that a tool that hangs
+/// costs its time-out once.
+class ToolQuestions {
+ public:
+  /// The context must outlive this. A tool found as `path` is run by that path or, when `throughEnv`, by its name
+  /// through env, made sure to be this very one.
+  ToolQuestions(const SystemProbeContext& context, const std::string& path, double timeoutSeconds, bool throughEnv);
+
+  std::optional<std::string> ask(std::vector<std::string> arguments);
+
+  /// One sentence about the questions that were not answered; none when all were, or when the scan was cancelled.
+  std::optional<std::string> note() const;
+
+ private:
+  const SystemProbeContext& context_;
+  std::string path_;
+  double timeoutSeconds_;
+  bool throughEnv_;
+  bool hung_ = false;
+  std::vector<std::string> unanswered_;
 };
 
 class SystemArtifactProbe {

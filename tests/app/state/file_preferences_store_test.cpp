@@ -83,7 +83,7 @@ TEST_F(Preferences, WhatANewerBuildWroteSurvivesASave) {
   auto expected = parseJson(newer, "it");
   expected["mine"]["text"] = "new";
   EXPECT_EQ(parseJson(text(), "it"), expected);
-  preferences.update("mine", [](const auto&) { return std::nullopt; });
+  preferences.transact([] { return PreferencesStore::Changes{}; }, [] {});
   EXPECT_EQ(parseJson(text(), "it"), expected);
 }
 
@@ -102,11 +102,14 @@ TEST_F(Preferences, AFileDamagedAtAnyByteIsReadOrKeptButNeverLost) {
   for (const std::string& bytes : damaged) {
     store(bytes);
     notes.clear();
-    for (const char* key : {"tidra.a", "tidra.b", "tidra.c", "tidra.d"}) open().value(key);
+    auto reader = open();
+    for (const char* key : {"tidra.a", "tidra.b", "tidra.c", "tidra.d"}) reader.value(key);
     EXPECT_EQ(text(), bytes) << "reading changes nothing";
+    const auto told = std::exchange(notes, {});
     open().apply({{"added", true}});
     auto after = parseJson(text(), "it");
     EXPECT_EQ(after.erase("added"), 1U);
+    EXPECT_EQ(told.size(), notes.size()) << "a reader is told once";
     if (notes.empty()) {
       EXPECT_EQ(after, parseJson(bytes, "it")) << bytes;
       continue;
@@ -122,6 +125,16 @@ TEST_F(Preferences, AFileDamagedAtAnyByteIsReadOrKeptButNeverLost) {
   }
   EXPECT_GT(kept, whole.size());
   EXPECT_EQ(*readFile(path() + ".damaged"), "");
+}
+
+TEST_F(Preferences, WhatAKilledSaveLeftIsRemovedByTheNext) {
+  tree.writeFile("config/tidra/.preferences.json.aB3dE9", "half");
+  for (const char* other :
+       {".preferences.json.aB3dE9x", ".preferences.json", "preferences.json.damaged", ".other.aB3dE9"})
+    tree.writeFile(std::string("config/tidra/") + other);
+  open().apply({{"a", true}});
+  EXPECT_FALSE(readFile(tree.path("config/tidra/.preferences.json.aB3dE9")));
+  EXPECT_EQ(snapshotOf(tree.path("config/tidra")).size(), 7U) << "the folder, the other four, the file and its lock";
 }
 
 TEST_F(Preferences, WhatCannotBeReadOrWrittenIsOneSentence) {
@@ -149,6 +162,7 @@ TEST_F(Preferences, WhatCannotBeReadOrWrittenIsOneSentence) {
   auto closed = open("closed/preferences.json");
   auto unreadable = open("unreadable.json");
   EXPECT_EQ(closed.value("a"), std::nullopt);
+  EXPECT_THAT(notes, IsEmpty());
   EXPECT_THAT(writing(closed), AllOf(StartsWith("The preferences were not saved: "), EndsWith("Permission denied.")));
   EXPECT_THAT(reading(unreadable), EndsWith("cannot be read: Permission denied."));
 }

@@ -19,20 +19,20 @@ class MemoryPreferences : public PreferencesStore {
     const auto found = values.find(key);
     return found == values.end() ? std::nullopt : std::optional(found->second);
   }
-  void apply(const Changes& changes) override {
+  void transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) override {
+    const Changes changes = prepare();
     if (refuses) throw PreferencesError("no");
     for (const auto& [key, value] : changes) {
       values.erase(key);
       if (value) values.emplace(key, *value);
     }
-  }
-  void update(const std::string& key,
-              const std::function<std::optional<Value>(const std::optional<Value>&)>& change) override {
-    if (const auto changed = change(value(key))) apply({{key, *changed}});
+    if (diesBeforeFinishing) return;
+    finish();
   }
 
   std::map<std::string, Value> values;
   bool refuses = false;
+  bool diesBeforeFinishing = false;
 };
 
 const std::string settingsKey = "tidra.appSettings.v1";
@@ -124,8 +124,29 @@ TEST(Exclusions, AreAddedOnceAndRemovedByTheirText) {
     preferences.values[exclusionsKey] = odd;
     EXPECT_TRUE(store.load().empty());
   }
-  EXPECT_TRUE(store.add("x", ExclusionRowKind::pattern, now));
+}
+
+TEST(Exclusions, WhatDoesNotDecodeIsNeverLost) {
+  MemoryPreferences preferences;
+  std::vector<std::string> notes;
+  ExclusionsStore store(preferences, [&](const std::string& note) { notes.push_back(note); });
+  const std::string row = R"({"addedAt":"2023-11-14T22:13:20Z","id":"I","kind":"path","pathDisplay":"/a"})";
+  const std::string newer = R"({"id":1},7,{"kind":"regex","pathDisplay":"/a"})";
+  preferences.values[exclusionsKey] = "[" + newer + "," + row + "]";
   EXPECT_EQ(store.load().size(), 1U);
+  EXPECT_FALSE(store.add("/a", ExclusionRowKind::path, {}));
+  EXPECT_TRUE(store.remove("/a"));
+  EXPECT_EQ(preferences.bytes(exclusionsKey), "[" + newer + "]");
+  EXPECT_THAT(notes, testing::IsEmpty());
+  for (const PreferencesStore::Value& odd : {PreferencesStore::Value{"[{]"}, PreferencesStore::Value{true}}) {
+    preferences.values[exclusionsKey] = odd;
+    EXPECT_FALSE(store.remove("/a"));
+    EXPECT_EQ(preferences.value(exclusionsKey), odd);
+    EXPECT_TRUE(store.add("/a", ExclusionRowKind::path, {}));
+    EXPECT_EQ(store.load().size(), 1U);
+    EXPECT_EQ(preferences.value(exclusionsKey + ".damaged"), odd);
+  }
+  EXPECT_EQ(notes.size(), 2U);
 }
 
 const std::string aggregateKey = "tidra.lastScanAggregate.";
@@ -206,6 +227,28 @@ TEST_F(StoredScan, AFailedSaveLeavesTheFormerState) {
   EXPECT_THAT(messageOf<PreferencesError>([&] { store.save({}, true, aggregateOfSize(500000), end); }),
               testing::StartsWith("The last scan was not saved: "));
   EXPECT_EQ(store.load(), before);
+}
+
+TEST_F(StoredScan, ACrashBetweenTheFileAndThePreferencesMixesNoTwoScans) {
+  const ScanResultsSummary first{1, 1, {}, {}, {}, 0};
+  const ScanResultsSummary second{2, 2, {}, {}, {}, 0};
+  const ScanAggregate large = aggregateOfSize(500000);
+  const ScanAggregate larger = aggregateOfSize(600000);
+  store.save(first, false, large, end);
+  preferences.refuses = true;
+  EXPECT_THROW(store.save(second, false, larger, end), PreferencesError);
+  EXPECT_EQ(store.load(), (LastScan{first, false, large, end})) << "the file was written, the preferences were not";
+  preferences.refuses = false;
+  preferences.diesBeforeFinishing = true;
+  store.save(second, true, larger, end);
+  EXPECT_EQ(store.load(), (LastScan{second, true, larger, end})) << "the file did not get to its place";
+  // What another scan left beside counts for nothing.
+  preferences.diesBeforeFinishing = false;
+  store.save(first, false, large, end);
+  tree.writeFile(file("v2") + ".next", encoded(larger));
+  EXPECT_EQ(store.load(), (LastScan{first, false, large, end}));
+  tree.writeFile(file("v2"), encoded(larger));
+  EXPECT_EQ(store.load(), (LastScan{first, false, std::nullopt, end}));
 }
 
 TEST_F(StoredScan, FallsBackInOrder) {

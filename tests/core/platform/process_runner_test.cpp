@@ -222,6 +222,25 @@ TEST(Which, TakesTheFirstExecutableOfPathAndPassesOverUnsafeFolders) {
   EXPECT_EQ(ProcessRunner::which(tool, {{"PATH", ".:"}}), std::nullopt);
   ASSERT_EQ(::fchdir(here.get()), 0);
 
+  // Links are resolved: what counts is the program that runs.
+  tree.writeFile("open/program");
+  tree.setMode("open/program", 0755);
+  tree.makeFolder("links");
+  tree.symlink("links/" + tool, tree.path("open/program"));
+  EXPECT_EQ(ProcessRunner::which(tool, {{"PATH", tree.path("links") + ":" + path}}), tree.path("first/" + tool));
+  tree.setMode("first/" + tool, 0757);
+  EXPECT_EQ(ProcessRunner::which(tool, {{"PATH", path}}), tree.path("second/" + tool));
+  constexpr uid_t nobody = 65534;
+  if (::geteuid() == 0) {  // only root can give files away
+    ASSERT_EQ(::chown(tree.path("second").c_str(), nobody, nobody), 0);
+    EXPECT_EQ(ProcessRunner::which(tool, {{"PATH", path}}), std::nullopt) << "the folder is somebody else's";
+    ASSERT_EQ(::chown(tree.path("second").c_str(), 0, 0), 0);
+  }
+  // Children get the same choice of folders.
+  const std::string search = ProcessRunner::safeSearchPath({{"PATH", path}}, tree.path("links"));
+  EXPECT_TRUE(search.starts_with(tree.path("links") + ":" + tree.path("plain") + ":")) << search;
+  EXPECT_EQ(search.find("open"), std::string::npos) << search;
+
   // Without a PATH, and beyond the end of any, come the usual places.
   for (const Environment& environment :
        {Environment{}, Environment{{"PATH", ""}}, Environment{{"PATH", tree.root()}}}) {

@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <limits>
-
 #include "tests/core/scan/probes/probe_fixture.h"
 
 namespace tidra {
@@ -130,10 +128,21 @@ TEST_F(Docker, AStoppedDaemonOrUselessAnswersGiveNothing) {
   EXPECT_THAT(ask(changed("volume ls", fixture.hang())).items, testing::SizeIs(2)) << "cancelled while listing volumes";
 }
 
-TEST_F(Docker, SizesThatNoMachineHoldsDoNotOverflow) {
-  const auto report = ask(changed("inspect --format {{.Size}}", "yes 9000PB | head -n 50"));
-  ASSERT_EQ(report.items.size(), 3U);
-  EXPECT_EQ(report.items[1].finding.sizeBytes, std::numeric_limits<std::uint64_t>::max());
+TEST_F(Docker, SizesThatNoMachineHoldsAreUnknown) {
+  for (const char* sizes : {"yes 9000PB | head -n 50", "yes 1PB | head -n 20000", "echo 99999999999999999999"}) {
+    EXPECT_THAT(found(changed("inspect --format {{.Size}}", sizes)),
+                ElementsAre(cache, "docker:prune:dangling | Docker dangling images (2) | 0", old))
+        << sizes;
+  }
+  EXPECT_THAT(found(changed("system df --format", R"(printf 'Build Cache\t2PB\n')")), ElementsAre(dangling, old));
+  EXPECT_THAT(found(changed("system df -v", R"(printf 'old\t2PB\n')")),
+              ElementsAre(cache, dangling, "docker:volume:old | Docker volume: old | 0"));
+}
+
+TEST_F(Docker, QuestionsThatFailedAreNotedOnce) {
+  Answers answers = changed("images", "exit 1");
+  answers[4].second = "exit 1";
+  EXPECT_THAT(ask(answers).notes, ElementsAre("docker did not answer: images, volume ls."));
 }
 
 TEST_F(Docker, TheUserKeepsAVolumeOut) {

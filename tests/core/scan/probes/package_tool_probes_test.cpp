@@ -33,14 +33,15 @@ std::vector<std::string> unusableFolders(const ProbeFixture& fixture) {
 
 TEST(Homebrew, TheCacheIsWhereBrewSaysElseBelowItsPrefix) {
   ProbeFixture fixture;
-  const std::string cache = fixture.tree().makeFolder("cache");
+  const std::string cache = fixture.tree().makeFolder("Caches/HomeBrew/cache");
   fixture.tree().writeFile("prefix/var/homebrew/cache/f");
   const auto answers = [&](const std::string& told, const std::string& prefix) {
     fixture.tool("brew", {{"--cache", "printf '" + told + "'"}, {"--prefix", "printf '" + prefix + "'"}});
     return HomebrewCacheProbe().scan(fixture.context);
   };
   const ProbeReport report = answers(cache + "/", fixture.tree().path("prefix"));
-  EXPECT_THAT(fixture.lines(report), ElementsAre("@/cache | Homebrew formula cache | @/cache"));
+  EXPECT_THAT(fixture.lines(report),
+              ElementsAre("@/Caches/HomeBrew/cache | Homebrew formula cache | @/Caches/HomeBrew/cache"));
   ASSERT_EQ(report.items.size(), 1U);
   EXPECT_EQ(report.items[0].finding.ecosystemTag, "general");
   EXPECT_EQ(report.items[0].finding.groupRoot, "__tidra:system:homebrew__");
@@ -55,9 +56,14 @@ TEST(Homebrew, TheCacheIsWhereBrewSaysElseBelowItsPrefix) {
     EXPECT_THAT(nothing.items, IsEmpty()) << told;
     EXPECT_THAT(nothing.notes, ElementsAre("Homebrew is installed but did not answer.")) << told;
   }
+  // What does not bear the name also holds other things, and the installation is no cache.
+  fixture.tree().writeFile("homebrew/bin/brew");
+  for (const std::string& other : {fixture.tree().makeFolder("Caches"), fixture.tree().path("homebrew")}) {
+    EXPECT_THAT(fixture.lines(answers(other, fixture.tree().path("prefix"))), ElementsAre(below)) << other;
+  }
   EXPECT_THAT(answers(fixture.tree().path("gone"), fixture.tree().path("gone")).items, IsEmpty());
-  fixture.tree().symlink("linked", cache);
-  EXPECT_THAT(answers(fixture.tree().path("linked"), fixture.tree().path("gone")).items, IsEmpty());
+  fixture.tree().symlink("homebrew-linked", cache);
+  EXPECT_THAT(answers(fixture.tree().path("homebrew-linked"), fixture.tree().path("gone")).items, IsEmpty());
   fixture.context.exclusionFilter.addPattern("cache");
   EXPECT_THAT(answers(cache, fixture.tree().path("prefix")).items, IsEmpty());
 }

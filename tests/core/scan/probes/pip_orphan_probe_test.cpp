@@ -6,6 +6,7 @@
 
 #include "core/base/text.h"
 #include "core/platform/files.h"
+#include "core/scan/probes/pip_trust.h"
 #include "core/scan/probes/python_requirements.h"
 #include "tests/core/scan/probes/probe_fixture.h"
 
@@ -90,7 +91,12 @@ TEST(RequirementFile, GivesNamesOrNoneWhenSomeCannotBeTold) {
 
 class Pip : public testing::Test {
  protected:
-  Pip() { fixture.tree().makeFolder("p/.venv/bin"); }
+  /// An environment whose python is the shell, so that scripts for it can be written in that.
+  Pip() {
+    fixture.tree().makeFolder("p/.venv/bin");
+    fixture.tree().symlink("p/.venv/bin/python", "/bin/sh");
+    fixture.tree().symlink("p/.venv/bin/python3", "python");
+  }
 
   std::string environment() const { return fixture.tree().path("p/.venv"); }
   std::string canary() const { return fixture.tree().path("canary"); }
@@ -105,10 +111,13 @@ class Pip : public testing::Test {
                              "a,\"b.py\",sha256=00,60\n" + name + "/c.py,,40\n" + folder + "RECORD,,\n");
     listed_ += (listed_.empty() ? "" : ", ") + ("{\"name\": \"" + name + "\", \"version\": \"1\"}");
   }
-  /// A pip that tells what was installed, and that it was run.
-  void writePip(const std::string& firstLine, const std::string& extra = {}) const {
-    fixture.script("../p/.venv/bin/pip",
-                   "#" + firstLine + "\n: > '" + canary() + "'\necho '[" + listed_ + extra + "]'");
+  void writeScript(const std::string& text) const {
+    fixture.tree().writeFile("p/.venv/bin/pip", text);
+    fixture.tree().setMode("p/.venv/bin/pip", 0755);
+  }
+  /// A pip for this interpreter that tells what was installed, and that it was run.
+  void writePip(const std::string& interpreter, const std::string& extra = {}) const {
+    writeScript("#!" + interpreter + "\n: > '" + canary() + "'\necho '[" + listed_ + extra + "]'\n");
   }
   void writePip() const { writePip(environment() + "/bin/python3"); }
 
@@ -178,10 +187,10 @@ TEST_F(Pip, NothingIsUnusedWhereTheNeedsCannotBeTold) {
   writePip(environment() + "/bin/python", R"(, {"name": "--index-url"})");
   EXPECT_EQ(unused(), "none");
   for (const std::string& body : uselessScripts) {
-    fixture.script("../p/.venv/bin/pip", "# " + environment() + "/bin/python\n" + body);
+    writeScript("#!" + environment() + "/bin/python\n" + body + "\n");
     EXPECT_EQ(unused(), "none") << body;
   }
-  fixture.script("../p/.venv/bin/pip", "# " + environment() + "/bin/python\n" + fixture.hang());
+  writeScript("#!" + environment() + "/bin/python\n" + fixture.hang() + "\n");
   EXPECT_EQ(unused(), "none");
   EXPECT_TRUE(fixture.context.shouldCancel());
 }
@@ -202,10 +211,13 @@ TEST_F(Pip, MetadataOfAnOlderInstallerCountsToo) {
 TEST_F(Pip, OnlyAPipThatWasMadeHereByThisUserIsRun) {
   install("spare");
   fixture.tree().writeFile("p/requirements.txt", "");
-  writePip("/somewhere/else/bin/python");
-  EXPECT_EQ(unused(), "none");
-  writePip(std::string(5000, '#') + environment() + "/bin/python");
-  EXPECT_EQ(unused(), "none") << "only the beginning of the file tells";
+  const std::string python = environment() + "/bin/python";
+  for (const std::string& interpreter :
+       {std::string("/somewhere/else/bin/python"), "/bin/sh\n#" + python, "/bin/sh " + python, python + " -x",
+        environment() + "/bin/sh", environment() + "/python", python + "/../sh", std::string("/bin/sh")}) {
+    writePip(interpreter);
+    EXPECT_EQ(unused(), "none") << interpreter;
+  }
   writePip();
   for (const char* open : {"p/.venv", "p/.venv/bin", "p/.venv/bin/pip"}) {
     fixture.tree().setMode(open, 0777);
@@ -227,9 +239,83 @@ TEST_F(Pip, OnlyAPipThatWasMadeHereByThisUserIsRun) {
   EXPECT_TRUE(wasRun());
 }
 
+TEST_F(Pip, AnInterpreterThatCouldHaveComeWithTheProjectIsNotRun) {
+  install("spare");
+  fixture.tree().writeFile("p/requirements.txt", "");
+  writePip();
+  const std::string link = environment() + "/bin/python";
+  for (const char* program : {"p/.venv/own", "open/python"}) {
+    fixture.tree().writeFile(program);
+    fixture.tree().setMode(program, 0757);
+  }
+  fixture.tree().setMode("p/.venv/own", 0755);
+  for (const std::string& target : {environment() + "/own", fixture.tree().path("open/python"), std::string("/bin"),
+                                    fixture.tree().path("missing")}) {
+    ::unlink(link.c_str());
+    fixture.tree().symlink("p/.venv/bin/python", target);
+    EXPECT_EQ(unused(), "none") << target;
+  }
+  ::unlink(link.c_str());
+  fixture.tree().symlink("p/.venv/bin/python", "/bin/sh");
+  EXPECT_EQ(unused(), "spare");
+}
+
+TEST_F(Pip, ACommittedEnvironmentIsNotRun) {
+  const auto git = [&](const std::string& arguments) {
+    const auto done = ProcessRunner::run({.executablePath = "/bin/sh",
+                                          .arguments = {"-c", "git " + arguments},
+                                          .currentDirectory = fixture.tree().path("p"),
+                                          .timeoutSeconds = 60});
+    return done && done->status == 0;
+  };
+  if (!git("init -q")) GTEST_SKIP() << "git is not installed";
+  install("spare");
+  fixture.tree().writeFile("p/requirements.txt", "");
+  writePip();
+  EXPECT_EQ(unused(), "spare") << "nothing is tracked";
+  ASSERT_TRUE(git("add .venv/bin/python3"));
+  EXPECT_EQ(unused(), "none");
+  ASSERT_TRUE(git("rm -q --cached .venv/bin/python3"));
+  EXPECT_EQ(unused(), "spare");
+  fixture.tree().writeFile("p/.git/HEAD", "broken");
+  EXPECT_EQ(unused(), "none") << "what git tracks cannot be told";
+}
+
+TEST_F(Pip, IsOnlyAskedWhereSomethingWouldBeUnused) {
+  install("needed");
+  fixture.tree().writeFile("p/requirements.txt", "needed");
+  writePip();
+  EXPECT_EQ(unused(), "none");
+  EXPECT_FALSE(wasRun());
+  install("spare");
+  writePip();
+  fixture.context.exclusionFilter.addPattern("pip:orphan:*");
+  EXPECT_EQ(unused(), "none");
+  EXPECT_FALSE(wasRun());
+}
+
+TEST(PipScript, NamesItsInterpreterInThePlainAndInTheLongForm) {
+  EXPECT_EQ(PipTrust::interpreterOf("#!/e/bin/python3.11\nimport sys"), "/e/bin/python3.11");
+  for (const char* other : {"", "/e/bin/python", "#! /e/bin/python\n", "#!/e/bin/python -E\n", "\n#!/e/bin/python\n"}) {
+    EXPECT_EQ(PipTrust::interpreterOf(other), "") << other;
+  }
+  const auto named = [](const std::string& start, const std::string& end = "' '''") {
+    return PipTrust::interpreterOf("#!/bin/sh\n" + start + " \"$0\" \"$@\"\n" + end + "\nimport sys\n");
+  };
+  EXPECT_EQ(named("'''exec' /e/bin/python"), "/e/bin/python");
+  EXPECT_EQ(named("'''exec' \"/e f/bin/python\""), "/e f/bin/python");
+  EXPECT_EQ(named("'''exec' '/e/bin/python'"), "/e/bin/python");
+  for (const char* other : {"'''exec' /e f/bin/python", "'''exec' /e;f", "'''exec' \"/$(f)\"", "'''exec' \"/e\" \"/f\"",
+                            "'''exec' '/e'\"", "'''exec' e", "'''exec' ", ": '''exec' /e/bin/python"}) {
+    EXPECT_EQ(named(other), "") << other;
+  }
+  EXPECT_NE(named("'''exec' /e/bin/python", "reboot"), "/e/bin/python");
+}
+
 TEST_F(Pip, ARealVirtualEnvironmentIsAsked) {
   const auto python = ProcessRunner::which("python3", processEnvironment());
   if (!python) GTEST_SKIP() << "python3 is not installed";
+  for (const char* link : {"p/.venv/bin/python", "p/.venv/bin/python3"}) ::unlink(fixture.tree().path(link).c_str());
   constexpr double seconds = 120;
   const auto made = ProcessRunner::run({.executablePath = *python,
                                         .arguments = {"-m", "venv", "--without-pip", fixture.tree().path("p/.venv")},

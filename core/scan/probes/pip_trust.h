@@ -1,0 +1,26 @@
+// Whether the pip of a virtual environment may be run. It is code of that environment, and an environment can come with
+// a download.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "core/scan/git_metadata.h"
+
+namespace tidra {
+
+struct PipTrust {
+  /// True when the environment looks as if this user had made it at this place:
+  ///   - the environment, its "bin" and its "bin/pip" belong to the user or root and not everybody may write to them;
+  ///   - the pip is a script for the environment's own interpreter;
+  ///   - "bin/python" and that interpreter lead out of the environment, to a program that may be trusted;
+  ///   - git tracks nothing of its "bin".
+  /// An archive that was unpacked at the very place that its maker had guessed passes all the same.
+  static bool mayRun(const std::string& environment, const TidraGitMetadataReader& git);
+
+  /// The absolute path of the interpreter that a script names in one of the two forms that pip's own installer writes:
+  /// "#!PATH", or, for a long path, a shell's "exec". Empty for anything else.
+  static std::string interpreterOf(std::string_view script);
+};
+
+}  // namespace tidra
