@@ -21,6 +21,7 @@ constexpr std::string_view pathKey = "Path=";
 constexpr std::string_view dateKey = "DeletionDate=";
 constexpr std::size_t largestInfo = 64 * 1024;
 constexpr const char* storeName = "the trash folder";
+constexpr const char* wayOut = "use --method delete";
 
 std::string shown(std::string_view path) { return escapedForTerminal(path); }
 
@@ -142,6 +143,7 @@ void FreedesktopTrash::check(const HeldEntry& entry) const {
   for (const std::string& folder : {parentPath(location.files), location.files, location.info}) {
     if (pathFacts(folder)) StoreFolder::openExisting(folder, true, storeName);
   }
+  requireSameVolume(entry, location.files, wayOut);
 }
 
 std::string FreedesktopTrash::reserve(const Store& store, const std::string& stem, const std::string& text) {
@@ -169,7 +171,7 @@ std::string FreedesktopTrash::trash(const HeldEntry& entry, const std::string& o
   for (;;) {
     const std::string name = reserve(store, stem, text);
     try {
-      if (!moveIntoStore(entry, store.files, name, "use --method delete")) return store.files.pathOf(name);
+      if (!moveIntoStore(entry, store.files, name, wayOut)) return store.files.pathOf(name);
     } catch (...) {
       removeFileEntry(store.info.descriptor(), infoOf(name).c_str());
       throw;

@@ -18,6 +18,7 @@ namespace tidra {
 namespace {
 
 constexpr const char* storeName = "the quarantine folder";
+constexpr const char* wayOut = "use --method delete";
 constexpr std::size_t largestManifest = 1024 * 1024;
 
 std::string shown(std::string_view path) { return escapedForTerminal(path); }
@@ -85,6 +86,7 @@ std::string QuarantineDisposer::rootFor(const HeldEntry& entry) const {
 void QuarantineDisposer::check(const HeldEntry& entry) const {
   const std::string root = rootFor(entry);
   if (pathFacts(root)) StoreFolder::openExisting(root, false, storeName);
+  requireSameVolume(entry, root, wayOut);
 }
 
 std::string QuarantineDisposer::reserve(const StoreFolder& store, const std::string& stem,
@@ -119,7 +121,7 @@ QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& 
   for (;;) {
     const std::string name = reserve(store, stem, manifest);
     try {
-      if (!moveIntoStore(entry, store, name, "use --method delete")) return {store.pathOf(name), bytes};
+      if (!moveIntoStore(entry, store, name, wayOut)) return {store.pathOf(name), bytes};
     } catch (...) {
       removeFileEntry(store.descriptor(), manifestOf(name).c_str());
       throw;
@@ -130,9 +132,11 @@ QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& 
 }
 
 void QuarantineDisposer::readRoot(Root& root, std::vector<std::string>& notes) const {
-  for (const std::string& name : sortedNames(root.store)) {
+  const auto names = sortedNames(root.store);
+  for (const std::string& name : names) {
     if (RemovalLeftover::is(name)) root.leftovers.push_back(name);
-    if (!isManifest(name)) continue;
+    // What has a manifest itself is an item, however it is called.
+    if (!isManifest(name) || std::binary_search(names.begin(), names.end(), manifestOf(name))) continue;
     const std::string item = name.substr(0, name.size() - manifestSuffix.size());
     try {
       Manifest manifest = readManifest(root.store, name);

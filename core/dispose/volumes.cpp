@@ -48,6 +48,14 @@ std::string volumeName(const HeldFolder& folder) {
   }
 }
 
+DisposalError otherVolume(const HeldEntry& entry, const std::string& storePath, const HeldFolder& onItsVolume,
+                          std::string_view wayOut) {
+  return DisposalError(
+      fmt::format("it lies on the volume at {} but {} on the volume at {}, and Tidra does not copy from one volume to "
+                  "another behind your back; {}",
+                  shown(volumeName(entry.folder)), shown(storePath), shown(volumeName(onItsVolume)), wayOut));
+}
+
 /// Moving a folder to another parent needs the right to change the folder itself, for its "..".
 std::error_code moveOpeningUp(const HeldEntry& entry, const StoreFolder& store, const std::string& name) {
   const int from = entry.folder.descriptor.get();
@@ -131,15 +139,18 @@ std::chrono::seconds retention(std::int64_t days) {
   return std::chrono::seconds{std::clamp<std::int64_t>(days, 0, most) * secondsPerDay};
 }
 
+void requireSameVolume(const HeldEntry& entry, const std::string& storePath, std::string_view wayOut) {
+  std::string existing = storePath;
+  while (existing != "/" && !followedFacts(existing)) existing = parentPath(existing);
+  if (Volumes::differ(entry.folder, existing)) throw otherVolume(entry, storePath, holdFolder(existing), wayOut);
+}
+
 std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, const std::string& name,
                               std::string_view wayOut) {
   const auto reason = moveOpeningUp(entry, store, name);
   if (reason == std::errc::file_exists) return reason;
   if (reason == std::errc::cross_device_link) {
-    throw DisposalError(fmt::format(
-        "it lies on the volume at {} but {} on the volume at {}, and Tidra does not copy from one volume to "
-        "another behind your back; {}",
-        shown(volumeName(entry.folder)), shown(store.folder.path), shown(volumeName(store.folder)), wayOut));
+    throw otherVolume(entry, store.folder.path, store.folder, wayOut);
   }
   if (reason) throw DisposalError(reason);
   const auto arrived = entryFacts(store.descriptor(), name.c_str());

@@ -50,6 +50,10 @@ struct StoreFolder {
 /// Days as a span of time, at most some thousand years.
 std::chrono::seconds retention(std::int64_t days);
 
+/// Throws DisposalError, with the sentence of moveIntoStore(), when a store at this path lies or would lie on another
+/// volume than the entry.
+void requireSameVolume(const HeldEntry& entry, const std::string& storePath, std::string_view wayOut);
+
 /// Moves an entry into a store under a name that must be free, and makes sure that what arrived is what was looked at;
 /// anything else goes back. Gives file_exists when the name is taken. Throws DisposalError otherwise; for another
 /// volume with a sentence that names both and ends with what to do.

@@ -3,6 +3,10 @@
 
 #include <unistd.h>
 
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
+
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
@@ -20,6 +24,11 @@ class WithoutPrivileges {
     constexpr uid_t nobody = 65534;
     tree.setMode("", 0755);
     if (former_ == 0 && ::seteuid(nobody) != 0) throw std::system_error(errno, std::generic_category(), "seteuid");
+#ifdef __linux__
+    // A process that changed its user loses sight of its own descriptors in /proc, which a program started by that user
+    // would have.
+    ::prctl(PR_SET_DUMPABLE, 1);
+#endif
   }
   ~WithoutPrivileges() {
     if (::geteuid() != former_ && ::seteuid(former_) != 0) std::abort();

@@ -1,0 +1,247 @@
+// One item after another: receipts, refusals, and what is never removed.
+#include "core/dispose/deletion_service.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <sys/mount.h>
+
+#include "tests/core/dispose/disposal_fixture.h"
+#include "tests/support/temporary_mount.h"
+
+namespace tidra {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr std::array everyMethod{DisposalMethod::trash, DisposalMethod::quarantine, DisposalMethod::delete_};
+
+class DeletionService : public DisposalTest {};
+
+TEST_F(DeletionService, EachMethodTellsWhereThingsWentAndHowMuchTheyHeld) {
+  for (const DisposalMethod method : everyMethod) {
+    tree_.writeFile("home/p/item/inner/f", std::string(1000, 'x'));
+    tree_.writeFile("home/p/file", "four");
+    for (const auto& [path, bytes] : {std::pair{"home/p/item", 1000}, std::pair{"home/p/file", 4}}) {
+      const auto before = tree_.snapshot();
+      const auto planned = disposed(tree_.path(path), method, true);
+      EXPECT_EQ(tree_.snapshot(), before) << "a dry run changes nothing";
+      const auto receipt = disposed(tree_.path(path), method);
+      EXPECT_EQ(receipt.bytes, bytes);
+      EXPECT_EQ(planned, (DisposalReceipt{tree_.path(path), method, {}, bytes, now}));
+      EXPECT_FALSE(exists(tree_.path(path)));
+      EXPECT_EQ(receipt.destination.has_value(), method != DisposalMethod::delete_);
+      EXPECT_TRUE(!receipt.destination || exists(*receipt.destination)) << *receipt.destination;
+    }
+  }
+}
+
+TEST_F(DeletionService, FailuresAreToldAndDoNotStopTheRest) {
+  tree_.writeFile("home/code/target/f", "x");
+  const auto seen = pathFacts(tree_.path("home/code/target"))->identity;
+  tree_.writeFile("home/code/other/f", "x");
+  std::vector<std::size_t> told;
+  const auto outcome =
+      service().dispose({{"~/missing", {}},
+                         {"~/code/missing/x", {}},
+                         {"~/code/other", seen},
+                         {"~/code/target", seen},
+                         {"code/other", {}},
+                         {"~/code/../code/other", {}},
+                         {std::string("/tmp/a\0b", 8), {}}},
+                        DisposalMethod::delete_, false, config(), [&](std::size_t done) { told.push_back(done); });
+  EXPECT_THAT(told, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7));
+  ASSERT_EQ(outcome.receipts.size(), 1U);
+  EXPECT_EQ(outcome.receipts[0].path, "~/code/target") << "as given";
+  std::vector<std::string> messages;
+  for (const auto& failure : outcome.failures) messages.push_back(failure.message);
+  EXPECT_THAT(messages, ElementsAre("Path not found", "Path not found", HasSubstr("replaced by something else"),
+                                    HasSubstr("not an absolute path"), HasSubstr("'..'"), HasSubstr("NUL")));
+  for (const auto method : everyMethod) EXPECT_EQ(refusal("~/missing", method, true), "Path not found");
+  EXPECT_TRUE(exists(tree_.path("home/code/other/f")));
+}
+
+TEST_F(DeletionService, CancellingStopsBetweenItems) {
+  for (const char* name : {"a", "b", "c"}) tree_.writeFile(std::string("home/p/") + name);
+  int asked = 0;
+  TidraDeletionService cancelled({.resolver = resolver_,
+                                  .host = "",
+                                  .mounts = {},
+                                  .protectedFolders = {},
+                                  .clock = [] { return now; },
+                                  .shouldCancel = [&] { return ++asked > 1; }});
+  const auto outcome =
+      cancelled.dispose({{"~/p/a", {}}, {"~/p/b", {}}, {"~/p/c", {}}}, DisposalMethod::delete_, false, config());
+  EXPECT_EQ(outcome.receipts.size(), 1U);
+  EXPECT_TRUE(outcome.failures.empty());
+  EXPECT_EQ(namesIn(tree_.path("home/p")), (std::vector<std::string>{"b", "c"}));
+}
+
+TEST_F(DeletionService, LeftoversAreFinishedWhateverTheMethod) {
+  const std::string leftover = tree_.makeFolder("home/p/.tidra-removing-0123456789abcdef");
+  const auto receipt = disposed(leftover, DisposalMethod::trash);
+  EXPECT_EQ(receipt.method, DisposalMethod::delete_);
+  EXPECT_FALSE(receipt.destination);
+  EXPECT_TRUE(namesIn(tree_.path("home/p")).empty());
+}
+
+TEST_F(DeletionService, ProtectedPlacesStayWhateverTheWay) {
+  tree_.writeFile("home/.config/tidra/settings", "x");
+  tree_.writeFile("home/.local/share/Trash/files/f");
+  tree_.makeFolder("home/.tidra/quarantine");
+  tree_.symlink("way", "home");
+  tree_.symlink("outer", "..");
+  const std::string own = tree_.path("home/.config/tidra");
+  auto tidra = service({own, tree_.path("home/not/there/yet")});
+  tree_.makeFolder("home/not/there");
+  const auto before = tree_.snapshot();
+  for (const auto& [path, why] : std::vector<std::pair<std::string, std::string>>{
+           {"/", "lies in no folder"},
+           {"/usr", "a folder directly in /"},
+           {"/no-such-folder-here", "Path not found"},
+           {"~", "is the home folder"},
+           {"~/", "is the home folder"},
+           {"~/.", "is the home folder"},
+           {tree_.root(), "holds the home folder"},
+           {parentPath(tree_.root()), "is protected"},
+           {tree_.path("outer") + "/" + std::string(lastPathComponent(tree_.root())), "holds the home folder"},
+           {own, "is a folder that Tidra keeps things in"},
+           {tree_.path("way/.config"), "holds a folder that Tidra keeps things in"},
+           {tree_.path("way/.config/tidra"), "is a folder that Tidra keeps things in"},
+           {tree_.path("home/not"), "holds a folder that Tidra keeps things in"},
+           {tree_.path("way/.tidra"), "holds a folder that Tidra keeps things in"},
+           {tree_.path("home/.tidra/quarantine"), "is a folder that Tidra keeps things in"},
+           {tree_.path("home/.local"), "holds a folder that Tidra keeps things in"},
+           {tree_.path("home/.local/share/Trash"), "is a folder that Tidra keeps things in"}}) {
+    for (const auto method : everyMethod) {
+      for (const bool dryRun : {true, false}) {
+        const auto result = tidra.dispose({path, {}}, method, dryRun, config());
+        const auto* failure = std::get_if<TidraDeletionFailure>(&result);
+        ASSERT_NE(failure, nullptr) << path;
+        EXPECT_THAT(failure->message, HasSubstr(why)) << path;
+      }
+    }
+  }
+  EXPECT_EQ(tree_.snapshot(), before);
+  // The link to the home folder is not the home folder, and what lies in the trash is nobody's to protect.
+  disposed(tree_.path("way"), DisposalMethod::delete_);
+  disposed(tree_.path("home/.local/share/Trash/files/f"), DisposalMethod::delete_);
+  EXPECT_TRUE(exists(tree_.path("home/.config/tidra/settings")));
+}
+
+TEST_F(DeletionService, MountPointsAndWhatHoldsThemStay) {
+  const TemporaryMount mount(tree_.makeFolder("home/p/item/mounted"));
+  if (!mount) GTEST_SKIP() << "mounting is not permitted";
+  tree_.writeFile("home/p/item/mounted/f", "x");
+  tree_.symlink("way", "home/p");
+  for (const auto method : everyMethod) {
+    for (const bool dryRun : {true, false}) {
+      EXPECT_THAT(refusal(tree_.path("way/item/mounted"), method, dryRun), HasSubstr("is a mounted file system"));
+      EXPECT_EQ(refusal(tree_.path("way/item"), method, dryRun),
+                "holds a mounted file system at " + mount.path() + "; unmount it first");
+    }
+  }
+  EXPECT_TRUE(exists(tree_.path("home/p/item/mounted/f")));
+}
+
+TEST_F(DeletionService, TheHomeFolderBehindABindMountStays) {
+  const std::string place = tree_.makeFolder("bound/home");
+  if (::mount(tree_.path("home").c_str(), place.c_str(), nullptr, MS_BIND, nullptr) != 0)
+    GTEST_SKIP() << "mounting is not permitted";
+  EXPECT_THAT(refusal(place, DisposalMethod::delete_), HasSubstr("is protected: it is or holds the home folder"));
+  ::umount2(place.c_str(), MNT_DETACH);
+}
+
+/// With fake tools in "bin", which is all of the search path.
+class ToolTargetsTest : public DisposalTest {
+ protected:
+  ToolTargetsTest() { resolver_.environment["PATH"] = tree_.makeFolder("bin"); }
+
+  std::string fake(const std::string& path, const std::string& body) const {
+    tree_.writeFile(path, "#!/bin/sh\n" + body + "\n");
+    tree_.setMode(path, 0755);
+    return tree_.path(path);
+  }
+  std::string says(const std::string& target, bool dryRun = false) const {
+    return refusal(target, DisposalMethod::trash, dryRun);
+  }
+  std::string calls() const {
+    const auto text = readFile(tree_.path("calls"));
+    return text ? *text : "";
+  }
+};
+
+TEST_F(ToolTargetsTest, CondaTargetsRunTheCommandThatRemovesThem) {
+  fake("bin/conda", "echo \"$*\" >> " + tree_.path("calls"));
+  for (const std::string target :
+       {"conda:clean:packages", "conda:clean:tarballs", "conda:clean:index-cache", "conda:env:my env"}) {
+    EXPECT_EQ(disposed(target, DisposalMethod::trash, true).method, DisposalMethod::delete_);
+    EXPECT_EQ(calls(), "") << "a dry run runs nothing";
+  }
+  for (const auto& [target, call] :
+       std::vector<std::pair<std::string, std::string>>{{"conda:clean:packages", "clean --packages -y"},
+                                                        {"conda:clean:tarballs", "clean --tarballs -y"},
+                                                        {"conda:clean:index-cache", "clean --index-cache -y"},
+                                                        {"conda:env:my env", "env remove -n my env -y"}}) {
+    const auto receipt = disposed(target, DisposalMethod::trash);
+    EXPECT_EQ(receipt, (DisposalReceipt{target, DisposalMethod::delete_, {}, {}, now}));
+    EXPECT_EQ(calls(), call + "\n");
+    tree_.writeFile("calls");
+  }
+  for (const std::string unknown :
+       {"conda:", "conda:clean:everything", "conda:env:", "conda:env:-n", "conda:env:--all"})
+    EXPECT_EQ(says(unknown, true), "Unknown Conda target") << unknown;
+  EXPECT_EQ(calls(), "");
+  fake("bin/conda", "exit 1");
+  EXPECT_EQ(says("conda:clean:packages"), "Command failed (exit 1)");
+}
+
+TEST_F(ToolTargetsTest, DockerTargetsRunTheCommandThatRemovesThem) {
+  if (isExecutableFile("/usr/local/bin/docker") || isExecutableFile("/opt/homebrew/bin/docker"))
+    GTEST_SKIP() << "a real engine comes before a fake one";
+  for (const bool dryRun : {true, false}) EXPECT_EQ(says("docker:prune:dangling", dryRun), "Docker not found");
+  fake("bin/docker", "echo \"$*\" >> " + tree_.path("calls"));
+  for (const auto& [target, call] :
+       std::vector<std::pair<std::string, std::string>>{{"docker:prune:dangling", "image prune -f"},
+                                                        {"docker:prune:buildcache", "builder prune -f"},
+                                                        {"docker:volume:data", "volume rm data"}}) {
+    disposed(target, DisposalMethod::trash, true);
+    disposed(target, DisposalMethod::trash);
+    EXPECT_EQ(calls(), call + "\n");
+    tree_.writeFile("calls");
+  }
+  fake("bin/docker", "exit 1");
+  EXPECT_EQ(says("docker:prune:dangling"), "Command failed (exit 1)");
+}
+
+TEST_F(ToolTargetsTest, UnknownDockerTargetsRunNothing) {
+  fake("bin/docker", "echo \"$*\" >> " + tree_.path("calls"));
+  for (const std::string unknown : {"docker:", "docker:volume:", "docker:volume:-f", "docker:prune:all", "docker:x"})
+    for (const bool dryRun : {true, false}) EXPECT_EQ(says(unknown, dryRun), "Unknown Docker target") << unknown;
+  EXPECT_EQ(calls(), "");
+}
+
+TEST_F(ToolTargetsTest, PipOfAnEnvironmentRunsOnlyWhenItWasMadeThere) {
+  const std::string venv = tree_.makeFolder("home/p/.venv");
+  const std::string target = "pip:orphan:" + venv;
+  const std::string run = "#" + venv + "/bin/python\necho \"$0 $*\" >> " + tree_.path("calls");
+  EXPECT_EQ(says(target, true), "pip not found in venv");
+  EXPECT_EQ(says("pip:orphan:"), "pip not found in venv");
+  EXPECT_EQ(says("pip:orphan:home/p/.venv"), "pip not found in venv");
+  fake("home/p/.venv/bin/pip", "#/elsewhere/bin/python");
+  EXPECT_THAT(says(target, true), StartsWith("pip of this venv is not run"));
+  fake("home/p/.venv/bin/pip", run);
+  disposed(target, DisposalMethod::trash, true);
+  EXPECT_EQ(calls(), "");
+  disposed(target, DisposalMethod::trash);
+  EXPECT_EQ(calls(), venv + "/bin/pip cache purge\n");
+  tree_.setMode("home/p/.venv/bin/pip", 0777);
+  EXPECT_THAT(says(target), StartsWith("pip of this venv is not run"));
+}
+
+}  // namespace
+}  // namespace tidra

@@ -1,0 +1,77 @@
+// A home folder and a deletion service over it, for what moves and removes things.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <variant>
+
+#include "core/dispose/deletion_service.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+#include "tests/support/temporary_tree.h"
+
+namespace tidra {
+
+/// "home" in the tree is the home folder; quarantine and trash are in their usual places there.
+class DisposalTest : public testing::Test {
+ protected:
+  static constexpr TimePoint now{std::chrono::seconds{1773483300}};  // 2026-03-14T10:15:00Z
+
+  DisposalTest() : resolver_{tree_.makeFolder("home"), {{"PATH", "/usr/bin:/bin"}}} {}
+
+  TidraDeletionService service(std::vector<std::string> protectedFolders = {}) const {
+    return TidraDeletionService({.resolver = resolver_,
+                                 .host = "a-host",
+                                 .mounts = mountPoints(),
+                                 .protectedFolders = std::move(protectedFolders),
+                                 .workers = 0,
+                                 .clock = [] { return now; },
+                                 .shouldCancel = {}});
+  }
+  QuarantineConfig config() const { return QuarantineConfig::makeDefault(resolver_); }
+  QuarantineDisposer disposer() const { return {config(), resolver_, "a-host", mountPoints()}; }
+  FreedesktopTrash trash() const { return {resolver_, mountPoints()}; }
+
+  /// What becomes of one item; a method of its own service.
+  TidraDeletionService::Result dispose(const std::string& path, DisposalMethod method, bool dryRun = false) const {
+    return service().dispose({path, {}}, method, dryRun, config());
+  }
+  /// The receipt of a disposal that must succeed.
+  DisposalReceipt disposed(const std::string& path, DisposalMethod method, bool dryRun = false) const {
+    const auto result = dispose(path, method, dryRun);
+    const auto* failure = std::get_if<TidraDeletionFailure>(&result);
+    EXPECT_EQ(failure, nullptr) << path << ": " << (failure != nullptr ? failure->message : "");
+    return failure != nullptr ? DisposalReceipt{} : std::get<DisposalReceipt>(result);
+  }
+  /// The sentence of a disposal that must fail.
+  std::string refusal(const std::string& path, DisposalMethod method, bool dryRun = false) const {
+    const auto result = dispose(path, method, dryRun);
+    const auto* failure = std::get_if<TidraDeletionFailure>(&result);
+    return failure != nullptr ? failure->message : "(nothing was refused)";
+  }
+
+  QuarantineDisposer::Quarantined quarantine(QuarantineDisposer& disposer, const std::string& path,
+                                             TimePoint date = now) const {
+    return disposer.quarantine(holdEntry(path), path, 5, date);
+  }
+
+  static bool exists(const std::string& path) { return static_cast<bool>(pathFacts(path)); }
+  static std::vector<std::string> namesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    if (!exists(folder)) return names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  const TemporaryTree tree_;
+  TidraPathResolver resolver_;
+};
+
+}  // namespace tidra

@@ -1,0 +1,195 @@
+// The trash of Linux desktops: what other programs read of it, and when it is not used.
+#include "core/dispose/freedesktop_trash.h"
+
+#include <gmock/gmock.h>
+#include <stdlib.h>
+#include <time.h>
+
+#include "tests/core/dispose/disposal_fixture.h"
+#include "tests/support/temporary_mount.h"
+
+namespace tidra {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class Trash : public DisposalTest {
+ protected:
+  std::string files(const std::string& name = "") const { return tree_.path("home/.local/share/Trash/files" + name); }
+  std::string info(const std::string& name = "") const { return tree_.path("home/.local/share/Trash/info" + name); }
+
+  /// Local time is some hours behind UTC, as long as the object lives.
+  struct InNewYork {
+    InNewYork() {
+      ::setenv("TZ", "EST5EDT,M3.2.0,M11.1.0", 1);
+      ::tzset();
+    }
+    ~InNewYork() {
+      ::unsetenv("TZ");
+      ::tzset();
+    }
+  };
+};
+
+TEST_F(Trash, InfoFilesTellPlaceAndLocalTimeAsFileManagersWant) {
+  const InNewYork zone;
+  tree_.writeFile("home/p/target/f");
+  EXPECT_EQ(disposed(tree_.path("home/p/target"), DisposalMethod::trash).destination, files("/target"));
+  EXPECT_EQ(*readFile(info("/target.trashinfo")),
+            "[Trash Info]\nPath=" + tree_.path("home/p/target") + "\nDeletionDate=2026-03-14T06:15:00\n");
+  for (const char* name : {"/..", "/.", ""}) {
+    const auto facts = pathFacts(standardizedPath(files(name)));
+    EXPECT_EQ(facts->permissions & 0077U, 0U) << name;
+  }
+  tree_.writeFile("home/p/again/target", "x");
+  EXPECT_EQ(disposed("~/p/again/target", DisposalMethod::trash).destination, files("/target.2"));
+  EXPECT_EQ(FreedesktopTrash::pathOf(*readFile(info("/target.2.trashinfo"))), tree_.path("home/p/again/target"));
+}
+
+TEST_F(Trash, PathsAreEncodedSoThatAnyNameComesBack) {
+  const std::string plain = "/home/me/a-b_c.d~e/(f) 'g'";
+  EXPECT_EQ(FreedesktopTrash::encodedPath("/home/me/a-b_c.d~e/@types+x,y=z"), "/home/me/a-b_c.d~e/@types+x,y=z");
+  for (const auto& [path, encoded] : std::vector<std::pair<std::string, std::string>>{{"/a b", "/a%20b"},
+                                                                                      {"/100%", "/100%25"},
+                                                                                      {"/a%20b", "/a%2520b"},
+                                                                                      {"/two\nlines", "/two%0Alines"},
+                                                                                      {"/\xc3\xbc", "/%C3%BC"},
+                                                                                      {"/\xff", "/%FF"},
+                                                                                      {"/a\"b#c?d", "/a%22b%23c%3Fd"},
+                                                                                      {"/ends ", "/ends%20"}}) {
+    EXPECT_EQ(FreedesktopTrash::encodedPath(path), encoded);
+    EXPECT_EQ(FreedesktopTrash::pathOf("[Trash Info]\nPath=" + encoded + "\n"), path);
+  }
+  EXPECT_EQ(FreedesktopTrash::pathOf("Path=/50%"), "/50%");
+  EXPECT_EQ(FreedesktopTrash::pathOf("Path=/50%2"), "/50%2");
+  EXPECT_EQ(FreedesktopTrash::pathOf("Path=/a%2fb"), "/a/b");
+  EXPECT_EQ(FreedesktopTrash::pathOf("DeletionDate=2026-03-14T06:15:00"), std::nullopt);
+}
+
+TEST_F(Trash, NamesThatAreTakenGetANumberWhereverTheyAreTaken) {
+  tree_.writeFile("home/.local/share/Trash/files/f", "no info");
+  tree_.writeFile("home/.local/share/Trash/info/f.2.trashinfo", "no file");
+  for (const char* folder :
+       {"home/.local/share/Trash", "home/.local/share/Trash/files", "home/.local/share/Trash/info"})
+    tree_.setMode(folder, 0700);
+  for (const char* expected : {"/f.3", "/f.4"}) {
+    EXPECT_EQ(disposed(tree_.writeFile("home/p/f", expected), DisposalMethod::trash).destination, files(expected));
+    EXPECT_EQ(*readFile(files(expected)), expected);
+  }
+  EXPECT_EQ(*readFile(files("/f")), "no info");
+  EXPECT_EQ(*readFile(info("/f.2.trashinfo")), "no file");
+  const std::string longName(255, 'n');
+  for (int i = 0; i < 2; ++i) {
+    const auto receipt = disposed(tree_.writeFile("home/p/" + longName), DisposalMethod::trash);
+    const std::string name(lastPathComponent(*receipt.destination));
+    EXPECT_EQ(FreedesktopTrash::pathOf(*readFile(info("/" + name + ".trashinfo"))), tree_.path("home/p/" + longName));
+  }
+}
+
+TEST_F(Trash, FoldersThatCannotBeTrustedAreNotUsed) {
+  const std::string item = tree_.writeFile("home/p/f", "x");
+  struct Case {
+    std::string what;
+    std::function<void()> spoil;
+    std::string told;
+  };
+  namespace fs = std::filesystem;
+  const std::string trash = tree_.path("home/.local/share/Trash");
+  for (const Case& c : std::vector<Case>{
+           {"a file", [&] { tree_.writeFile("home/.local/share/Trash"); }, "is not a folder"},
+           {"a link", [&] { tree_.symlink("home/.local/share/Trash", tree_.makeFolder("else")); }, "is not a folder"},
+           {"open", [&] { fs::permissions(tree_.makeFolder("home/.local/share/Trash"), fs::perms{0777}); },
+            "is open to other users"},
+           {"files is a link",
+            [&] {
+              fs::permissions(tree_.makeFolder("home/.local/share/Trash"), fs::perms{0700});
+              tree_.symlink("home/.local/share/Trash/files", tree_.makeFolder("else"));
+            },
+            "is not a folder"}}) {
+    fs::remove_all(trash);
+    c.spoil();
+    for (const bool dryRun : {true, false})
+      EXPECT_THAT(refusal(item, DisposalMethod::trash, dryRun), HasSubstr(c.told)) << c.what;
+    EXPECT_TRUE(exists(item)) << c.what;
+    EXPECT_THAT(namesIn(tree_.path("else")), IsEmpty()) << c.what;
+  }
+}
+
+TEST_F(Trash, PurgeGoesByTheDateInLocalTime) {
+  const InNewYork zone;
+  auto made = trash();
+  using std::chrono::hours;
+  for (const auto& [name, age] : {std::pair{"old", 24 * 30 + 1}, std::pair{"young", 24 * 30 - 1}})
+    made.trash(holdEntry(tree_.writeFile("home/p/" + std::string(name))), "/p", now - hours(age));
+  tree_.writeFile("home/.local/share/Trash/info/undated.trashinfo", "[Trash Info]\nPath=/x\n");
+  tree_.writeFile("home/.local/share/Trash/info/odd.trashinfo",
+                  "[Trash Info]\nPath=/x\nDeletionDate=2020-02-31T00:00:00\n");
+  tree_.writeFile("home/.local/share/Trash/info/gone.trashinfo",
+                  "[Trash Info]\nPath=/x\nDeletionDate=2020-02-01T00:00:00\n");
+  tree_.writeFile("home/.local/share/Trash/files/.tidra-removing-0123456789abcdef/f");
+  EXPECT_THAT(made.olderThan(now - hours(24 * 30)), ElementsAre(files("/gone"), files("/old")));
+  const auto purged = made.purge(30, now);
+  EXPECT_THAT(purged.paths, ElementsAre(files("/gone"), files("/old")));
+  EXPECT_THAT(purged.failures, IsEmpty());
+  EXPECT_THAT(namesIn(files()), ElementsAre("young"));
+  EXPECT_THAT(namesIn(info()), ElementsAre("odd.trashinfo", "undated.trashinfo", "young.trashinfo"));
+  EXPECT_THAT(made.purge(0, now).paths, ElementsAre(files("/young")));
+}
+
+TEST_F(Trash, AnotherVolumeHasItsOwn) {
+  const TemporaryMount mount(tree_.makeFolder("volume"));
+  if (!mount) GTEST_SKIP() << "mounting is not permitted";
+  const std::string folder = tree_.path("volume/.Trash-" + std::to_string(::geteuid()));
+  EXPECT_EQ(disposed(tree_.writeFile("volume/p/a b", "x"), DisposalMethod::trash).destination, folder + "/files/a b");
+  EXPECT_EQ(FreedesktopTrash::pathOf(*readFile(folder + "/info/a b.trashinfo")), tree_.path("volume/p/a b"));
+  EXPECT_FALSE(exists(files()));
+  EXPECT_THAT(trash().purge(0, now + std::chrono::seconds(1)).paths, ElementsAre(folder + "/files/a b"));
+  const std::string item = tree_.writeFile("volume/p/f");
+  for (const auto& spoil : std::vector<std::function<void()>>{
+           [&] { std::filesystem::permissions(folder, std::filesystem::perms{0777}); },
+           [&] { tree_.symlink(folder.substr(tree_.root().size() + 1), tree_.makeFolder("volume/else")); },
+           [&] {
+             std::filesystem::create_directory(folder);
+             ASSERT_EQ(::lchown(folder.c_str(), 65534, 65534), 0);
+           }}) {
+    spoil();
+    for (const bool dryRun : {true, false})
+      EXPECT_THAT(refusal(item, DisposalMethod::trash, dryRun), HasSubstr("the trash folder")) << "dry " << dryRun;
+    EXPECT_TRUE(exists(item));
+    std::filesystem::remove_all(folder);
+  }
+}
+
+TEST_F(Trash, AHomeTrashOnAnotherVolumeIsNotCopiedTo) {
+  const TemporaryMount mount(tree_.makeFolder("data"));
+  if (!mount) GTEST_SKIP() << "mounting is not permitted";
+  resolver_.environment["XDG_DATA_HOME"] = mount.path();
+  const std::string item = tree_.writeFile("home/p/f", "x");
+  for (const bool dryRun : {true, false}) {
+    EXPECT_THAT(
+        refusal(item, DisposalMethod::trash, dryRun),
+        AllOf(HasSubstr("the volume at " + mount.path()), HasSubstr("does not copy"), HasSubstr("--method delete")))
+        << "dry " << dryRun;
+  }
+  EXPECT_TRUE(exists(item));
+  EXPECT_THAT(namesIn(tree_.path("data/Trash/info")), IsEmpty());
+}
+
+TEST_F(Trash, AFullVolumeLeavesTheItemInItsPlace) {
+  const TemporaryMount mount(tree_.makeFolder("volume"), "size=64k,mode=755");
+  if (!mount) GTEST_SKIP() << "mounting is not permitted";
+  const std::string folder = tree_.path("volume/.Trash-" + std::to_string(::geteuid()));
+  disposed(tree_.writeFile("volume/p/first"), DisposalMethod::trash);
+  const std::string item = tree_.writeFile("volume/p/f", "precious");
+  std::ofstream(tree_.path("volume/filler")) << std::string(1 << 20, 'x');
+  EXPECT_THAT(refusal(item, DisposalMethod::trash), HasSubstr("cannot be written: No space left on device"));
+  EXPECT_EQ(*readFile(item), "precious");
+  EXPECT_THAT(namesIn(folder + "/info"), ElementsAre("first.trashinfo"));
+  EXPECT_THAT(namesIn(folder + "/files"), ElementsAre("first"));
+}
+
+}  // namespace
+}  // namespace tidra
