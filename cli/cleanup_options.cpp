@@ -56,6 +56,18 @@ CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, 
   return runCleanup(candidates, setting);
 }
 
+/// True when nothing stayed in the trash.
+bool emptyTrash(const ScanRequest& request, const RemovalOptions& options, const Program& program) {
+  if (program.options.dryRun) {
+    if (!options.json) writeOut("The whole trash would be emptied.\n");
+    return true;
+  }
+  const auto failures = TrashDisposer(request.resolver, request.mounts).emptyTrash(currentTime());
+  writeFailures(failures);
+  if (failures.empty() && !options.json) writeOut("The trash is empty.\n");
+  return failures.empty();
+}
+
 }  // namespace
 
 void addRemovalOptions(CLI::App& command, RemovalOptions& options) {
@@ -90,7 +102,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
                                    .home = request.resolver.home,
                                    .now = request.now}));
   }
-  const bool asks = !setting.dryRun && !plan.items.empty();
+  const bool asks = !setting.dryRun && (!plan.items.empty() || options.emptyTrash);
   if (asks && !confirmed(confirmationFor(plan, options), program)) {
     if (options.json) writeOut(jsonText(JsonCodec<DisposalOutcome>::encode({}), true) + "\n");
     writeNote("Nothing was removed.");
@@ -104,11 +116,8 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
     writeNote("Interrupted; the rest was left where it is.");
     return ExitStatus::interrupted;
   }
-  if (options.emptyTrash && !program.options.dryRun) {
-    TrashDisposer(request.resolver, request.mounts).emptyTrash(currentTime());
-    if (!options.json) writeOut("The trash is empty.\n");
-  }
-  return outcome.disposal.failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
+  const bool emptied = !options.emptyTrash || emptyTrash(request, options, program);
+  return outcome.disposal.failures.empty() && emptied ? ExitStatus::done : ExitStatus::someFailed;
 }
 
 }  // namespace tidra

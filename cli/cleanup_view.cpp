@@ -109,7 +109,10 @@ std::string outcomeText(const DisposalOutcome& outcome, DisposalMethod method, b
   const std::string size = ByteFormatting::compact(sumOf(outcome.receipts));
   const std::string items = counted(count, "item", "items");
   if (dryRun) return fmt::format("{} with {} would go; nothing was changed.\n", items, size);
-  if (count == 0) return "Nothing was removed.\n";
+  if (count == 0) return outcome.failures.empty() ? "Nothing was removed.\n" : "No item was removed as a whole.\n";
+  // What an earlier removal left is deleted whatever the method.
+  const auto wasDeleted = [](const DisposalReceipt& receipt) { return receipt.method == DisposalMethod::delete_; };
+  if (std::all_of(outcome.receipts.begin(), outcome.receipts.end(), wasDeleted)) method = DisposalMethod::delete_;
   switch (method) {
     case DisposalMethod::trash:
       return fmt::format("{} with {} moved to the trash. The space is free once the trash is emptied.\n", items, size);

@@ -24,6 +24,9 @@ constexpr std::size_t largestPlan = 256 * 1024 * 1024;
 CleanupPlan readPlan(const std::string& file, const std::string& host, bool force) {
   const std::string shown = fmt::format("Plan '{}'", escapedForTerminal(file));
   const auto text = readRegularFile(file, largestPlan);
+  if (text.failure() == std::errc::invalid_argument) {
+    throw InputError(fmt::format("{} is not a file; name one that tidra plan has written.", shown));
+  }
   if (!text) throw InputError(fmt::format("{} cannot be read: {}.", shown, text.failure().message()));
   CleanupPlan plan = CleanupPlan::parse(*text, shown);
   if (plan.host != host && !force) {

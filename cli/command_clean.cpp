@@ -45,7 +45,7 @@ std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanReq
 int runCleanCommand(CleanOptions& options, const Program& program) {
   const DisposalMethod method = parseMethod(options.removal.method.value_or("trash"));
   options.removal.json = options.scan.json;
-  checkOutput(options.scan);
+  if (options.scan.output) throw InputError("tidra clean has no --output; tidra plan -o writes down what it would do.");
   const ScanRequest request = requestFor(options, program);
   chosenQuarantine(options.removal.quarantineFolder, request.resolver);
   const ScanOutcome outcome = scanInterruptibly(request, program);
@@ -78,7 +78,7 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
     writeOut(text);
     return ExitStatus::done;
   }
-  if (!program.options.dryRun) replaceFile(*options.scan.output, text);
+  if (!program.options.dryRun) writeResult(options.scan, text);
   writeOut(planText(candidates, {.terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment),
                                  .limit = {},
                                  .home = request.resolver.home,

@@ -9,6 +9,7 @@
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
 #include "cli/program.h"
+#include "cli/scan_view.h"
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
@@ -103,7 +104,7 @@ int forEach(const std::vector<Entry>& entries, const QuarantineOptions& options,
     if (InterruptGuard::requested()) break;
     try {
       act(entry);
-      const std::string told = entry.manifest.originalPath;
+      const std::string told = past == "restored" ? entry.manifest.originalPath : entry.name();
       paths.push_back(JsonCodec<std::string>::encode(entry.url));
       if (!options.json) {
         writeOut(fmt::format("{} {} {}.\n", shown(told), program.options.dryRun ? "would be" : "is", past));
@@ -153,9 +154,9 @@ int purge(const QuarantineOptions& options, const Program& program) {
   const auto entries = byName ? chosen(options, std::move(listing.entries)) : std::move(listing.entries);
   std::int64_t bytes = 0;
   for (const Entry& entry : entries) bytes += entry.manifest.bytes.value_or(0);
-  const Confirmation question{
-      fmt::format("Delete {} entries ({}) from quarantine for good?", entries.size(), ByteFormatting::compact(bytes)),
-      {}};
+  const Confirmation question{fmt::format("Delete {} ({}) from quarantine for good?",
+                                          counted(entries.size(), "entry", "entries"), ByteFormatting::compact(bytes)),
+                              {}};
   if (!entries.empty() && !program.options.dryRun && !confirmed(question, program)) {
     writeNote("Nothing was removed.");
     return ExitStatus::done;
@@ -164,7 +165,13 @@ int purge(const QuarantineOptions& options, const Program& program) {
     if (!program.options.dryRun) quarantine.remove(entry, &InterruptGuard::requested);
   });
   // Manifests without an item, and what an earlier purge left, go in the same breath.
-  if (!byName && !program.options.dryRun) writeFailures(quarantine.purgeBefore(cutOff).failures);
+  if (!byName && !program.options.dryRun && status == ExitStatus::done) {
+    const InterruptGuard guard;
+    const auto cleared = quarantine.purgeBefore(cutOff, &InterruptGuard::requested);
+    writeFailures(cleared.failures);
+    if (InterruptGuard::requested()) return ExitStatus::interrupted;
+    if (!cleared.failures.empty()) return ExitStatus::someFailed;
+  }
   if (entries.empty() && !options.json) writeOut("Nothing in quarantine is due.\n");
   return status;
 }

@@ -41,21 +41,24 @@ int purge(const TrashOptions& options, const Program& program) {
   const FreedesktopTrash trash(makeResolver(options.home, program.environment), mountPoints());
   const TimePoint cutOff = momentBefore(currentTime(), parseAge(options.olderThan));
   FreedesktopTrash::Purged purged{.paths = trash.olderThan(cutOff), .failures = {}, .notes = {}};
-  if (!program.options.dryRun && !purged.paths.empty()) {
+  bool interrupted = false;
+  if (!program.options.dryRun) {
     const auto count = counted(purged.paths.size(), "item", "items");
-    if (!confirmed({fmt::format("Delete {} in the trash for good?", count), {}}, program)) {
+    if (!purged.paths.empty() && !confirmed({fmt::format("Delete {} in the trash for good?", count), {}}, program)) {
       writeNote("Nothing was removed.");
       return ExitStatus::done;
     }
     const InterruptGuard guard;
     purged = trash.purgeBefore(cutOff, &InterruptGuard::requested);
-    if (InterruptGuard::requested()) writeNote("Interrupted; the rest is still in the trash.");
+    interrupted = InterruptGuard::requested();
+    if (interrupted) writeNote("Interrupted; the rest is still in the trash.");
   }
   for (const std::string& note : purged.notes) {
     if (!program.options.quiet) writeNote(note);
   }
   writeResult(purged, options, program);
   writeFailures(purged.failures);
+  if (interrupted) return ExitStatus::interrupted;
   return purged.failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
 }
 

@@ -80,6 +80,9 @@ DisposalReceipt TidraDeletionService::disposePath(const Item& item, DisposalMeth
   auto own = setting_.protectedFolders;
   own.push_back(quarantine.directory);
   own.push_back(TrashDisposer::folder(setting_.resolver));
+  // Without their info files nobody could restore or list what lies there.
+  own.push_back(joinedPath(own.back(), "files"));
+  own.push_back(joinedPath(TrashDisposer::folder(setting_.resolver), "info"));
   ProtectedPlaces(setting_.resolver, setting_.mounts, own).check(entry);
   if (!quarantine_ || quarantine_->config() != quarantine) {
     quarantine_.emplace(quarantine, setting_.resolver, setting_.host, setting_.mounts);

@@ -50,9 +50,6 @@ class TidraDeletionService {
   DisposalOutcome dispose(const std::vector<Item>& items, DisposalMethod method, bool dryRun,
                           const QuarantineConfig& quarantine, const std::function<void(std::size_t)>& onItem = {});
 
-  /// Empties the desktop's trash, whoever filled it.
-  void emptyTrash() { trash_.emptyTrash(setting_.clock()); }
-
  private:
   DisposalReceipt disposeTarget(const std::string& target, bool dryRun);
   DisposalReceipt disposePath(const Item& item, DisposalMethod method, bool dryRun, const QuarantineConfig& quarantine);

@@ -138,6 +138,12 @@ FreedesktopTrash::Store FreedesktopTrash::open(const std::string& folder) const 
           StoreFolder::open(trash.folder, "info", true, storeName)};
 }
 
+FreedesktopTrash::Store FreedesktopTrash::openExisting(const std::string& folder) {
+  const auto trash = StoreFolder::openExisting(folder, true, storeName);
+  return {StoreFolder::openExisting(trash.pathOf("files"), true, storeName),
+          StoreFolder::openExisting(trash.pathOf("info"), true, storeName)};
+}
+
 void FreedesktopTrash::check(const HeldEntry& entry) const {
   const auto location = locationFor(entry);
   for (const std::string& folder : {parentPath(location.files), location.files, location.info}) {
@@ -200,7 +206,7 @@ std::vector<FreedesktopTrash::Entry> FreedesktopTrash::entries(const Store& stor
 
 void FreedesktopTrash::purgeFolder(const std::string& folder, TimePoint cutOff,
                                    const std::function<bool()>& shouldCancel, Purged& purged) const {
-  const Store store = open(folder);
+  const Store store = openExisting(folder);
   const auto isCancelled = [&] { return shouldCancel && shouldCancel(); };
   const auto remove = [&](const std::string& path) {
     try {
@@ -243,6 +249,9 @@ FreedesktopTrash::Purged FreedesktopTrash::purgeBefore(TimePoint cutOff,
   for (const std::string& folder : trashFolders()) {
     try {
       purgeFolder(folder, cutOff, shouldCancel, purged);
+    } catch (const std::system_error& error) {
+      if (error.code() == std::errc::no_such_file_or_directory) continue;  // nothing was ever trashed there
+      purged.notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.code().message()));
     } catch (const std::exception& error) {
       purged.notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.what()));
     }
@@ -254,7 +263,7 @@ std::vector<std::string> FreedesktopTrash::olderThan(TimePoint cutOff) const {
   std::vector<std::string> paths;
   for (const std::string& folder : trashFolders()) {
     try {
-      const Store store = open(folder);
+      const Store store = openExisting(folder);
       for (const Entry& entry : entries(store, cutOff)) paths.push_back(store.files.pathOf(entry.name));
     } catch (const std::exception&) {
       continue;  // purging tells why

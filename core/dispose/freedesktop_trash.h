@@ -79,6 +79,7 @@ class FreedesktopTrash {
   std::string trashFolderFor(const HeldEntry& entry) const;
   std::vector<std::string> trashFolders() const;
   Store open(const std::string& folder) const;
+  static Store openExisting(const std::string& folder);
   std::string reserve(const Store& store, const std::string& stem, const std::string& text);
   static std::vector<Entry> entries(const Store& store, TimePoint cutOff);
   void purgeFolder(const std::string& folder, TimePoint cutOff, const std::function<bool()>& shouldCancel,

@@ -24,7 +24,8 @@ class TrashDisposer {
   std::string trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date);
 
   /// Empties the trash, whoever filled it: macOS through the Finder, elsewhere everything that was trashed until now.
-  void emptyTrash(TimePoint now);
+  /// Gives what could not be removed; macOS does not tell.
+  std::vector<TidraDeletionFailure> emptyTrash(TimePoint now);
 
   /// Tidra's share in what must not be removed: the trash folder of the home folder.
   static std::string folder(const TidraPathResolver& resolver);

@@ -12,7 +12,9 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string& orig
   return freedesktop_.trash(entry, originalPath, date);
 }
 
-void TrashDisposer::emptyTrash(TimePoint now) { freedesktop_.purgeBefore(now + std::chrono::seconds{1}); }
+std::vector<TidraDeletionFailure> TrashDisposer::emptyTrash(TimePoint now) {
+  return freedesktop_.purgeBefore(now + std::chrono::seconds{1}).failures;
+}
 
 std::string TrashDisposer::folder(const TidraPathResolver& resolver) {
   return FreedesktopTrash(resolver, {}).homeTrash();

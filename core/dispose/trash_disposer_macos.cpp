@@ -24,11 +24,12 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string&, Tim
   return *landed;
 }
 
-void TrashDisposer::emptyTrash(TimePoint) {
+std::vector<TidraDeletionFailure> TrashDisposer::emptyTrash(TimePoint) {
   constexpr double timeoutSeconds = 60;
   ProcessRunner::run({.executablePath = "/usr/bin/osascript",
                       .arguments = {"-e", "tell application \"Finder\" to empty trash"},
                       .timeoutSeconds = timeoutSeconds});
+  return {};
 }
 
 std::string TrashDisposer::folder(const TidraPathResolver& resolver) { return joinedPath(resolver.home, ".Trash"); }

@@ -39,6 +39,7 @@ std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
     taken_ = now;
   }
   const std::string place = realOrSame(path);
+  if (isSameOrInside(home_, place)) return std::nullopt;  // protected whoever uses it
   if (const auto use = usage_.lockerIn(place)) {
     return fmt::format("is in use: {} has locked {}", described(*use), escapedForTerminal(use->path));
   }

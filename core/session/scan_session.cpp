@@ -212,7 +212,7 @@ class ScanSession {
     for (const auto& finding : outcome_.findings) {
       if (finding.source == ArtifactSource::projectWalk && isAskedFor(finding)) folders.push_back(finding.path);
     }
-    if (cancelled_ || !request_.git || folders.empty()) return;
+    if (cancelled_ || folders.empty()) return;
     const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return cancelled_.load(); });
     const auto tracked = reader.tracked(folders);
     for (auto& finding : outcome_.findings) {
