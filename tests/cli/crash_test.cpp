@@ -1,0 +1,201 @@
+// The program is killed at, or given an error by, every system call by which it changes files, one run each. Whatever
+// the moment, nothing is lost and nothing is half done.
+#include <gmock/gmock.h>
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+
+#include "core/dispose/freedesktop_trash.h"
+#include "core/model/removal_leftover.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "tests/cli/cli_fixture.h"
+#include "tests/support/system_call_breaker.h"
+
+namespace tidra {
+namespace {
+
+namespace fs = std::filesystem;
+
+using testing::IsEmpty;
+
+/// A home folder of its own for each run, with one project that holds one artefact.
+class Crash : public CliTest {
+ protected:
+  static constexpr std::array errors{ENOSPC, EIO, EACCES, EXDEV};
+  static constexpr int mostCalls = 60;
+
+  void SetUp() override {
+    if (!canBreakSystemCalls()) GTEST_SKIP() << "one process may not trace another here";
+  }
+
+  void begin() {
+    home_ = tree().makeFolder("home" + std::to_string(++homes_));
+    fillArtefact(place());
+  }
+  /// Puts the artefact into quarantine by hand, long ago.
+  void beginInQuarantine() {
+    begin();
+    const std::string entry = store() + "/20200101T000000-node_modules";
+    fs::create_directories(store());
+    fs::permissions(store(), fs::perms{0700});
+    fs::rename(place(), entry);
+    std::ofstream(entry + ".tidra.json") << R"({"originalPath": ")" << place()
+                                         << R"(", "quarantinedAt": "2020-01-01T00:00:00Z", "host": "h"})";
+  }
+
+  std::string project() const { return home_ + "/code/web"; }
+  std::string place() const { return project() + "/node_modules"; }
+  std::string store() const { return home_ + "/.tidra/quarantine"; }
+  std::string trashFolder(const std::string& name) const { return home_ + "/.local/share/Trash/" + name; }
+
+  std::vector<std::string> clean(const std::string& method) const {
+    return {"clean", home_ + "/code", "--no-system", "--yes", "--method", method};
+  }
+  BrokenRun broken(const std::vector<std::string>& arguments, const SystemCallBreak& at) const {
+    return runBroken(TIDRA_PROGRAM, arguments, {"HOME=" + home_, "PATH=/nowhere"}, at);
+  }
+  ProgramRun again(const std::vector<std::string>& arguments) const {
+    return run(arguments, {.environment = {{"HOME", home_}, {"PATH", "/nowhere"}}});
+  }
+
+  static void fillArtefact(const std::string& folder) {
+    fs::create_directories(folder + "/a/b");
+    std::ofstream(folder + "/a/b/f") << "one";
+    std::ofstream(folder + "/a/g") << "two";
+  }
+  static bool isWhole(const std::string& folder) {
+    const auto one = readFile(folder + "/a/b/f");
+    const auto two = readFile(folder + "/a/g");
+    return one && *one == "one" && two && *two == "two";
+  }
+  static bool exists(const std::string& path) { return static_cast<bool>(pathFacts(path)); }
+  static std::vector<std::string> namesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    if (!exists(folder)) return names;
+    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());
+    return names;
+  }
+
+  bool isInQuarantine() const {
+    for (const std::string& name : namesIn(store())) {
+      if (!isWhole(store() + "/" + name)) continue;
+      const ProgramRun listed = again({"quarantine", "list", "--json"});
+      return listed.status == 0 && listed.out.find('"' + place() + '"') != std::string::npos;
+    }
+    return false;
+  }
+  bool isInTrash() const {
+    const auto info = readFile(trashFolder("info/node_modules.trashinfo"));
+    return info && FreedesktopTrash::pathOf(*info) == place() && isWhole(trashFolder("files/node_modules"));
+  }
+  /// Nothing tells of an item that is not there.
+  void expectNoStray(const std::string& what) const {
+    EXPECT_THAT(namesIn(store()), IsEmpty()) << what;
+    EXPECT_THAT(namesIn(trashFolder("info")), IsEmpty()) << what;
+    EXPECT_THAT(namesIn(trashFolder("files")), IsEmpty()) << what;
+  }
+
+  /// Runs `attempt(break)` for every call in turn until one is not reached; its answer is whether it was.
+  template <class Attempt>
+  static void forEveryCall(int error, int atLeast, Attempt attempt) {
+    int call = 1;
+    while (call <= mostCalls && attempt(SystemCallBreak{call, error})) ++call;
+    EXPECT_GT(call, atLeast) << "so many calls change something at the very least";
+    EXPECT_LE(call, mostCalls);
+  }
+
+  std::string home_;
+
+ private:
+  int homes_ = 0;
+};
+
+std::string told(const SystemCallBreak& at, const BrokenRun& ran) {
+  return ran.call + ", call " + std::to_string(at.call) + ", error " + std::to_string(at.error) + ", status " +
+         std::to_string(ran.status);
+}
+
+TEST_F(Crash, KilledWhileTrashingOrQuarantiningTheItemIsHereOrThere) {
+  for (const std::string method : {"trash", "quarantine"}) {
+    forEveryCall(0, 5, [&](const SystemCallBreak& at) {
+      begin();
+      const BrokenRun ran = broken(clean(method), at);
+      EXPECT_TRUE(isWhole(place()) || (method == "trash" ? isInTrash() : isInQuarantine())) << told(at, ran);
+      EXPECT_EQ(again(clean(method)).status, 0) << told(at, ran);
+      EXPECT_FALSE(exists(place())) << told(at, ran);
+      EXPECT_TRUE(method == "quarantine" || at.call == 1 || !namesIn(trashFolder("files")).empty()) << told(at, ran);
+      return ran.reached;
+    });
+  }
+}
+
+TEST_F(Crash, AnErrorWhileTrashingOrQuarantiningLeavesTheItemAndNoStrayFile) {
+  for (const std::string method : {"trash", "quarantine"}) {
+    for (const int error : errors) {
+      forEveryCall(error, 5, [&](const SystemCallBreak& at) {
+        begin();
+        const BrokenRun ran = broken(clean(method), at);
+        if (ran.status == 0) {
+          EXPECT_TRUE(method == "trash" ? isInTrash() : isInQuarantine()) << told(at, ran);
+          EXPECT_FALSE(exists(place())) << told(at, ran);
+        } else {
+          EXPECT_EQ(ran.status, 1) << told(at, ran);
+          EXPECT_TRUE(isWhole(place())) << told(at, ran);
+          expectNoStray(told(at, ran));
+        }
+        return ran.reached;
+      });
+    }
+  }
+}
+
+TEST_F(Crash, BrokenOffWhileRestoringTheItemIsHereOrThere) {
+  for (const int error : {0, ENOSPC, EIO, EACCES, EXDEV}) {
+    forEveryCall(error, 1, [&](const SystemCallBreak& at) {
+      beginInQuarantine();
+      fs::remove(project());
+      const BrokenRun ran = broken({"quarantine", "restore", "--all"}, at);
+      EXPECT_NE(isWhole(place()), isInQuarantine()) << told(at, ran);
+      EXPECT_TRUE(ran.status != 0 || namesIn(store()).empty()) << told(at, ran);
+      EXPECT_EQ(again({"quarantine", "restore", "--all"}).status, 0) << told(at, ran);
+      EXPECT_TRUE(isWhole(place())) << told(at, ran);
+      return ran.reached;
+    });
+  }
+}
+
+TEST_F(Crash, WhatPurgingLeavesTheNextPurgeFinishes) {
+  const std::vector<std::string> purge{"quarantine", "purge", "--older-than", "1d", "--yes"};
+  for (const int error : {0, ENOSPC, EIO, EACCES, EXDEV}) {
+    forEveryCall(error, 4, [&](const SystemCallBreak& at) {
+      beginInQuarantine();
+      const BrokenRun ran = broken(purge, at);
+      EXPECT_TRUE(ran.status != 0 || namesIn(store()).empty()) << told(at, ran);
+      EXPECT_EQ(again(purge).status, 0) << told(at, ran);
+      EXPECT_THAT(namesIn(store()), IsEmpty()) << told(at, ran);
+      return ran.reached;
+    });
+  }
+}
+
+TEST_F(Crash, WhatDeletingLeavesTheNextRunFinishes) {
+  for (const int error : {0, ENOSPC, EIO, EACCES, EXDEV}) {
+    forEveryCall(error, 4, [&](const SystemCallBreak& at) {
+      begin();
+      const BrokenRun ran = broken(clean("delete"), at);
+      EXPECT_TRUE(isWhole(place()) || !exists(place()) || error == EXDEV) << "half in its place: " << told(at, ran);
+      for (const std::string& name : namesIn(project()))
+        EXPECT_TRUE(name == "node_modules" || RemovalLeftover::is(name)) << name << ": " << told(at, ran);
+      EXPECT_TRUE(ran.status != 0 || namesIn(project()).empty()) << told(at, ran);
+      EXPECT_EQ(again(clean("delete")).status, 0) << told(at, ran);
+      EXPECT_THAT(namesIn(project()), IsEmpty()) << told(at, ran);
+      return ran.reached;
+    });
+  }
+}
+
+}  // namespace
+}  // namespace tidra

@@ -1,0 +1,29 @@
+// Programs that meet the end, or an error, at a chosen system call. Linux only.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tidra {
+
+/// What happens at one of the calls by which a program changes files: giving names, removing, making folders and files,
+/// writing to anything but the standard streams, flushing. They are counted over all threads from 1.
+struct SystemCallBreak {
+  int call = 1;
+  int error = 0;  // the call has no effect and gives this; 0: the program is killed instead
+};
+
+struct BrokenRun {
+  bool reached = false;  // false: the program ended before it came to that call
+  int status = 0;        // of the exit; 128 + the number of a signal that ended it
+  std::string call;      // its name
+};
+
+/// True where runs can be broken: the system may refuse to let one process trace another.
+bool canBreakSystemCalls();
+
+/// Runs a program without input, its output dropped. `environment` is the whole of it, as "NAME=value".
+BrokenRun runBroken(const std::string& program, const std::vector<std::string>& arguments,
+                    const std::vector<std::string>& environment, const SystemCallBreak& at);
+
+}  // namespace tidra
