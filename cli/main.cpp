@@ -32,6 +32,17 @@ int fail(std::string_view message, int status) {
   return status;
 }
 
+/// The parser's own words for a value too many or too few are hard to understand.
+std::string mismatchSentence(const CLI::ArgumentMismatch& error) {
+  const std::string_view message = error.what();
+  const std::string option = escapedForTerminal(message.substr(0, message.find(':')));
+  if (message.find("At Most 1") != std::string_view::npos) {
+    return fmt::format("{} is given more than once; give it one value. (see tidra --help)", option);
+  }
+  if (message.ends_with("missing")) return fmt::format("{} needs a value. (see tidra --help)", option);
+  return fmt::format("{} (see tidra --help)", escapedForTerminal(message));
+}
+
 int runProgram(int argc, char** argv) {
   Program program;
   program.environment = processEnvironment();
@@ -65,6 +76,8 @@ int runProgram(int argc, char** argv) {
     return fail(unknown ? fmt::format("'{}' is no command; see tidra --help.", escapedForTerminal(word))
                         : fmt::format("{} (see tidra --help)", escapedForTerminal(error.what())),
                 ExitStatus::badInput);
+  } catch (const CLI::ArgumentMismatch& error) {
+    return fail(mismatchSentence(error), ExitStatus::badInput);
   } catch (const CLI::ParseError& error) {
     return fail(fmt::format("{} (see tidra --help)", escapedForTerminal(error.what())), ExitStatus::badInput);
   }

@@ -29,7 +29,7 @@ bool isValidUtf8(std::string_view bytes);
 std::string replacingInvalidUtf8(std::string_view bytes);
 
 /// What a terminal may print: control characters and malformed bytes as \n, \t, \x1b…, so that a file name can neither
-/// move the cursor nor forge a line. Bidirectional overrides are escaped too.
+/// move the cursor nor forge a line. Bidirectional overrides and characters that take no place are escaped too.
 std::string escapedForTerminal(std::string_view bytes);
 
 /// The number of terminal columns that escaped text takes, an East Asian wide character counting as two.

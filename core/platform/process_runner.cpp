@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <thread>
 
 #include "core/base/errors.h"
 #include "core/base/text.h"
@@ -31,6 +32,8 @@ constexpr milliseconds readersAfterExit{2000};
 constexpr milliseconds readersAfterKill{800};
 constexpr milliseconds politeTermination{200};
 constexpr milliseconds cancelPoll{25};
+constexpr milliseconds pipePause{10};
+constexpr int mostPipeTries = 100;
 constexpr milliseconds exitPoll{5};  // only where the kernel gives no exit notice
 
 struct Pipe {
@@ -38,14 +41,23 @@ struct Pipe {
   FileDescriptor write;
 };
 
+bool openPipe(std::array<int, 2>& ends) {
+#ifdef __linux__
+  return ::pipe2(ends.data(), O_CLOEXEC) == 0;
+#else
+  if (::pipe(ends.data()) != 0) return false;
+  for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+  return true;
+#endif
+}
+
 Pipe makePipe() {
   std::array<int, 2> ends{-1, -1};
-#ifdef __linux__
-  if (::pipe2(ends.data(), O_CLOEXEC) != 0) return {};
-#else
-  if (::pipe(ends.data()) != 0) return {};
-  for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
-#endif
+  // Where few descriptors are allowed, those of other threads come free in a moment.
+  for (int tries = 0; !openPipe(ends); ++tries) {
+    if ((errno != EMFILE && errno != ENFILE) || tries == mostPipeTries) return {};
+    std::this_thread::sleep_for(pipePause);
+  }
   Pipe pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
   ::fcntl(pipe.read.get(), F_SETFL, O_NONBLOCK);
   return pipe;

@@ -32,6 +32,7 @@ struct Artifact {
   std::optional<RuleMatch> match;  // none for what a removal left behind
   Measurement measurement;
   std::atomic<bool> opened{false};
+  std::atomic<bool> vanished{false};  // before it could be opened
 };
 
 struct Context {
@@ -81,14 +82,20 @@ class WalkVisitor {
   /// report.
   void couldNotOpen(const Context& context, std::error_code failure) {
     const bool forbidden = failure == std::errc::permission_denied || failure == std::errc::operation_not_permitted;
+    const bool starved = isDescriptorShortage(failure);
     if (forbidden) ++unreadableFolders_;
+    if (starved) ++starvedFolders_;
     if (context.artifact == nullptr) return;
-    if (!forbidden && !context.artifact->opened) context.artifact->measurement.fail();
-    finishFolder(*context.artifact);
+    Artifact& artifact = *context.artifact;
+    if (starved) artifact.measurement.fail();
+    if (!forbidden && !starved && !artifact.opened) artifact.vanished = true;
+    finishFolder(artifact);
   }
 
   std::uint64_t entriesVisited() const { return entriesVisited_; }
   std::uint64_t unreadableFolders() const { return unreadableFolders_; }
+  std::uint64_t starvedFolders() const { return starvedFolders_; }
+  std::uint64_t unmeasuredArtifacts() const { return unmeasuredArtifacts_; }
 
   /// The findings since the last call, in the order of their discovery.
   std::vector<ScanArtifactFinding> takeFindings() {
@@ -176,7 +183,11 @@ class WalkVisitor {
   }
 
   void finishFolder(Artifact& artifact) {
-    if (!artifact.measurement.finishFolder() || artifact.measurement.hasFailed()) return;
+    if (!artifact.measurement.finishFolder() || artifact.vanished) return;
+    if (artifact.measurement.hasFailed()) {
+      ++unmeasuredArtifacts_;
+      return;
+    }
     const std::lock_guard lock(mutex_);
     fresh_.push_back(makeFinding(artifact));
   }
@@ -192,6 +203,8 @@ class WalkVisitor {
   const RuleIndex rules_;
   std::atomic<std::uint64_t> entriesVisited_{0};
   std::atomic<std::uint64_t> unreadableFolders_{0};
+  std::atomic<std::uint64_t> starvedFolders_{0};
+  std::atomic<std::uint64_t> unmeasuredArtifacts_{0};
   std::atomic<bool> pathWanted_{true};
   std::mutex mutex_;
   std::deque<Artifact> artifacts_;  // never moved: workers hold references
@@ -282,6 +295,8 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
   std::sort(result.findings.begin(), result.findings.end(),
             [](const auto& a, const auto& b) { return pathPrecedes(a.path, b.path); });
   result.unreadableFolders = visitor.unreadableFolders();
+  result.starvedFolders = visitor.starvedFolders();
+  result.unmeasuredArtifacts = visitor.unmeasuredArtifacts();
   result.entriesVisited = visitor.entriesVisited();
   return result;
 }

@@ -48,6 +48,8 @@ struct FilesystemArtifactScanner {
     bool cancelled = false;
     std::optional<std::string> rootObstacle;  // why the root gives nothing: a sentence
     std::uint64_t unreadableFolders = 0;      // met on the walk and passed over
+    std::uint64_t starvedFolders = 0;         // not read because no descriptor was left
+    std::uint64_t unmeasuredArtifacts = 0;    // left out because their sizes could not be told
     std::uint64_t entriesVisited = 0;
   };
 

@@ -3,6 +3,8 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 #include <vector>
 
 #include "core/platform/directory_reader.h"
@@ -12,6 +14,21 @@ namespace tidra {
 namespace {
 
 std::atomic<std::int64_t> openCount{0};
+
+/// Descriptors come free again when other folders are done or tools end, so a shortage is waited out; not for ever,
+/// because another program may be what holds them all.
+template <class Open>
+Outcome<FileDescriptor> openPatiently(Open open) {
+  static std::atomic<int> triesLeft{2000};
+  constexpr std::chrono::milliseconds pause{5};
+  constexpr int mostTries = 40;
+  for (int tries = 0;; ++tries) {
+    auto opened = open();
+    if (opened || !isDescriptorShortage(opened.failure())) return opened;
+    if (tries == mostTries || --triesLeft < 0) return opened;
+    std::this_thread::sleep_for(pause);
+  }
+}
 
 }  // namespace
 
@@ -86,31 +103,62 @@ Outcome<FileDescriptor> FolderNode::openAgain() const {
 
 Outcome<FileDescriptor> FolderNode::openExpected(const char* name) {
   if (!descriptor_) {
-    const auto again = openAgain();
-    if (!again) return again.failure();
-    return openSubdirectory(again->get(), name);
+    return openPatiently([&]() -> Outcome<FileDescriptor> {
+      const auto again = openAgain();
+      if (!again) return again.failure();
+      return openSubdirectory(again->get(), name);
+    });
   }
-  auto opened = openSubdirectory(descriptor_.get(), name);
+  auto opened = openPatiently([&] { return openSubdirectory(descriptor_.get(), name); });
   if (--unopened_ == 0 && !held_) closeDescriptor();
   return opened;
 }
 
-std::int64_t descriptorBudget() {
-  static const std::int64_t budget = [] {
-    constexpr std::int64_t reserve = 128;  // for pipes of tools, standard streams, the folders being read
-    constexpr std::int64_t enough = 60000;
-    rlimit limit{};
-    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return reserve;
-    const auto wanted = std::min<rlim_t>(limit.rlim_max, static_cast<rlim_t>(enough + reserve));
-    if (limit.rlim_cur < wanted) {
-      rlimit raised{wanted, limit.rlim_max};
-      if (::setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
-    }
-    const auto usable =
-        static_cast<std::int64_t>(std::min<rlim_t>(limit.rlim_cur, static_cast<rlim_t>(enough + reserve)));
-    return std::max<std::int64_t>(usable - reserve, usable / 2);
-  }();
-  return budget;
+bool isDescriptorShortage(std::error_code failure) {
+  return failure == std::errc::too_many_files_open || failure == std::errc::too_many_files_open_in_system;
 }
+
+namespace {
+
+/// What the process may have open, shared out. Raises the soft limit to the hard one.
+struct DescriptorShares {
+  unsigned tools = 1;
+  unsigned workers = 1;
+  std::int64_t folders = 1;
+
+  DescriptorShares() {
+    constexpr std::int64_t enough = 60000;
+    std::int64_t usable = 256;
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+      const auto wanted = std::min<rlim_t>(limit.rlim_max, static_cast<rlim_t>(enough));
+      const rlimit raised{wanted, limit.rlim_max};
+      if (limit.rlim_cur < wanted && ::setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
+      usable = static_cast<std::int64_t>(std::min<rlim_t>(limit.rlim_cur, static_cast<rlim_t>(enough)));
+    }
+    constexpr std::int64_t perTool = 5;    // two pipes and the notice of its exit
+    constexpr std::int64_t perWorker = 2;  // a folder, and the one it is reached through
+    // For the standard streams, what the program was started with, and the tools of probes.
+    const std::int64_t left = usable - std::clamp<std::int64_t>(usable / 4, 8, 48);
+    tools = static_cast<unsigned>(std::clamp<std::int64_t>(left / 4 / perTool, 1, 64));
+    workers = static_cast<unsigned>(std::clamp<std::int64_t>(left / 4 / perWorker, 1, 1024));
+    folders = std::max<std::int64_t>(left - tools * perTool - workers * perWorker, 1);
+  }
+
+  static const DescriptorShares& ofThisProcess() {
+    static const DescriptorShares shares;
+    return shares;
+  }
+};
+
+}  // namespace
+
+std::int64_t descriptorBudget() { return DescriptorShares::ofThisProcess().folders; }
+
+unsigned affordableWorkers(unsigned wanted) {
+  return std::clamp(wanted, 1U, DescriptorShares::ofThisProcess().workers);
+}
+
+unsigned affordableTools(unsigned wanted) { return std::clamp(wanted, 1U, DescriptorShares::ofThisProcess().tools); }
 
 }  // namespace tidra

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include "core/base/errors.h"
 #include "core/platform/file_descriptor.h"
@@ -63,8 +64,17 @@ class FolderNode {
   std::atomic<std::size_t> unopened_{0};
 };
 
-/// How many descriptors traversals may hold open: most of what the process is allowed. Raises the soft limit to the
-/// hard one on the first call.
+/// True when the process or the system has no descriptor left.
+bool isDescriptorShortage(std::error_code failure);
+
+/// How many descriptors traversals may hold open besides those of the folders that are being read: most of what the
+/// process is allowed. Raises the soft limit to the hard one on the first call, as the other two do.
 std::int64_t descriptorBudget();
+
+/// As many workers of those that are wanted as there are descriptors for, at least one.
+unsigned affordableWorkers(unsigned wanted);
+
+/// The same for tools that run at once beside the workers.
+unsigned affordableTools(unsigned wanted);
 
 }  // namespace tidra

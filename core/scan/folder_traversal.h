@@ -62,7 +62,7 @@ class FolderTraversal {
     std::vector<std::pair<std::string, Context>> subfolders_;
   };
 
-  FolderTraversal(Visitor& visitor, unsigned workers) : visitor_(visitor), stacks_(std::max(workers, 1U)) {}
+  FolderTraversal(Visitor& visitor, unsigned workers) : visitor_(visitor), stacks_(affordableWorkers(workers)) {}
   ~FolderTraversal() {
     cancel();
     threads_.clear();

@@ -2,12 +2,14 @@
 
 #include <chrono>
 
+#include "core/scan/folder_node.h"
+
 namespace tidra {
 namespace {
 
 /// Starting a process costs processor time, waiting for a slow repository does not: enough for some to hang while
 /// others answer.
-constexpr std::size_t mostThreads = 12;
+constexpr unsigned mostThreads = 12;
 
 /// As many as can wait side by side, so that all hanging repositories together cost about one time limit.
 constexpr std::size_t mostHangs = mostThreads;
@@ -39,7 +41,7 @@ void ProjectActivityReader::add(const std::string& project) {
     const std::lock_guard lock(mutex_);
     waiting_.push(project);
     const bool allBusy = running_ + waiting_.size() > threads_.size();
-    if (allBusy && threads_.size() < mostThreads) threads_.emplace_back([this] { work(); });
+    if (allBusy && threads_.size() < affordableTools(mostThreads)) threads_.emplace_back([this] { work(); });
   }
   waitingChanged_.notify_one();
 }

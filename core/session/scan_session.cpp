@@ -93,11 +93,7 @@ class ScanSession {
     request.onProgress = [&](const auto& tick) { advance(before, tick); };
     auto result = FilesystemArtifactScanner::scan(request);
     outcome_.entriesVisited += result.entriesVisited;
-    if (result.unreadableFolders > 0) {
-      note(fmt::format("{} below {} could not be read: Permission denied.",
-                       result.unreadableFolders == 1 ? "1 folder" : fmt::format("{} folders", result.unreadableFolders),
-                       shown(plan.root)));
-    }
+    noteUnread(result, plan.root);
     for (auto& finding : result.findings) {
       activity_.add(*finding.groupRoot);
       realPaths_.push_back(realPathBelow(plan, finding.path));
@@ -112,6 +108,23 @@ class ScanSession {
       if (path.starts_with('/') && parentPath(path) == root) names.emplace(lastPathComponent(path));
     }
     return names;
+  }
+
+  void noteUnread(const FilesystemArtifactScanner::Result& result, const std::string& root) {
+    const auto counted = [](std::uint64_t number, const char* what) {
+      return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
+    };
+    constexpr const char* unread = "{} below {} could not be read: {}.";
+    if (const auto folders = result.unreadableFolders; folders > 0) {
+      note(fmt::format(unread, counted(folders, "folder"), shown(root), "Permission denied"));
+    }
+    if (const auto folders = result.starvedFolders; folders > 0) {
+      note(fmt::format(unread, counted(folders, "folder"), shown(root), "Too many open files"));
+    }
+    if (const auto artifacts = result.unmeasuredArtifacts; artifacts > 0) {
+      note(fmt::format("{} below {} left out, because the sizes of files could not be told.",
+                       counted(artifacts, "artefact") + (artifacts == 1 ? " is" : " are"), shown(root)));
+    }
   }
 
   SystemArtifactScanner::Request makeSystemRequest() {

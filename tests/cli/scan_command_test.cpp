@@ -5,7 +5,9 @@
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
+#include "core/platform/process_runner.h"
 #include "core/rules/rule_catalog.h"
 #include "tests/cli/cli_fixture.h"
 
@@ -20,6 +22,18 @@ using testing::Not;
 
 class ScanCommand : public CliTest {
  protected:
+  /// The exit status of a shell command, which calls the program "$tidra"; its output goes nowhere.
+  int inShell(const std::string& command) const {
+    constexpr double longest = 60;
+    const auto ran = ProcessRunner::run(
+        {.executablePath = "/bin/sh",
+         .arguments = {"-c", command},
+         .currentDirectory = tree().root(),
+         .environment = Environment{{"HOME", tree().root()}, {"PATH", "/usr/bin:/bin"}, {"tidra", TIDRA_PROGRAM}},
+         .timeoutSeconds = longest});
+    return ran ? ran->status : -1;
+  }
+
   /// A rules file with one rule: every folder "cacheme", with hostile texts in place of label and hint.
   std::string rulesFile(const std::string& hint = "remake") const {
     return tree().writeFile("rules.json", R"({"projectRules": [{"id": "mine", "folderName": "cacheme",
@@ -140,6 +154,60 @@ TEST_F(ScanCommand, WritesItsResultToAFile) {
   EXPECT_THAT(*readFile(file), HasSubstr("reclaimable"));
 }
 
+TEST_F(ScanCommand, ANameOfAnOpenDescriptorIsWrittenThrough) {
+  const std::string file = tree().path("out");
+  for (const char* name : {"-", "/dev/stdout", "/proc/self/fd/1", "/dev/fd/1"}) {
+    EXPECT_EQ(inShell("echo before > '" + file + "'; \"$tidra\" scan --no-system --output " + name + " >> '" + file +
+                      "'; echo after >> '" + file + "'"),
+              0);
+    EXPECT_THAT(*readFile(file),
+                AllOf(testing::StartsWith("before\n"), HasSubstr("reclaimable"), testing::EndsWith("\nafter\n")))
+        << name;
+  }
+  EXPECT_EQ(inShell("\"$tidra\" scan --no-system --output /dev/fd/3 3> '" + file + "'"), 0);
+  EXPECT_THAT(*readFile(file), HasSubstr("reclaimable"));
+}
+
+TEST_F(ScanCommand, StreamsThatTakeNothingAreNoCrash) {
+  EXPECT_EQ(inShell("\"$tidra\" foo 2>&-"), 2);
+  EXPECT_EQ(inShell("\"$tidra\" scan --no-system ~/.cache <&- 2>&-"), 0);
+  EXPECT_EQ(inShell("\"$tidra\" scan --no-system >&-"), 1);
+  if (!followedFacts("/dev/full")) GTEST_SKIP() << "there is no /dev/full";
+  EXPECT_EQ(inShell("\"$tidra\" scan /missing 2> /dev/full"), 2);
+  EXPECT_EQ(inShell("\"$tidra\" --help > /dev/full"), 1);
+}
+
+TEST_F(ScanCommand, FewDescriptorsLoseNothing) {
+  for (int i = 0; i < 60; ++i) {
+    const std::string project = "deep/p" + std::to_string(i);
+    tree().writeFileOfSize(project + "/target/a/b/c/f", 1);
+    tree().writeFileOfSize(project + "/target/d/e/f", 1);
+  }
+  for (const char* limit : {"24", "64"}) {
+    EXPECT_EQ(inShell(std::string("ulimit -n ") + limit +
+                      "; \"$tidra\" scan --no-system --threads 256 --json ~/deep > ~/out"),
+              0);
+    const auto made = JsonCodec<ScanReport>::decode(parseJson(*readFile(tree().path("out")), "it"), "it");
+    EXPECT_EQ(made.items.size(), 60U) << limit;
+    EXPECT_EQ(made.totalBytes, 120) << limit;
+  }
+}
+
+TEST_F(ScanCommand, AHomeFolderThatDoesNotExistIsNotMade) {
+  ProgramOptions options;
+  options.environment["HOME"] = tree().path("nobody");
+  const ProgramRun ran = scan({tree().path("code")}, options);
+  EXPECT_EQ(ran.status, 0);
+  EXPECT_THAT(linesOf(ran.err), ElementsAre(HasSubstr("nothing was kept")));
+  EXPECT_EQ(scan({tree().path("code"), "-q"}, options).err, "");
+  EXPECT_EQ(run({"exclude", "add", "x"}, options).status, 2);
+  EXPECT_FALSE(pathFacts(tree().path("nobody")));
+  options.environment["HOME"] = "code";
+  const ProgramRun relative = scan({tree().path("code")}, options);
+  EXPECT_EQ(relative.status, 2);
+  EXPECT_THAT(relative.err, HasSubstr("'code' that HOME names"));
+}
+
 TEST_F(ScanCommand, ChangesNothingBelowItsRoots) {
   const auto before = snapshotOf(tree().path("code"));
   EXPECT_EQ(scan({"code"}).status, 0);
@@ -189,6 +257,11 @@ TEST_F(ScanCommand, BadInputIsOneSentenceAndStatusTwo) {
       {"--home", "missing"},
       {"--output", "missing/file"},
       {"--output", "code"},
+      {"--output", "dangling"},
+      {"--output", "/dev/fd/77"},
+      {"--tier", ","},
+      {"--sort", "age", "--sort", "size"},
+      {"--rules", "/dev/zero"},
       {"--disable-rule", "no-such-rule"},
       {"--color", "sometimes"},
       {"--no-such-option\n"},
@@ -207,6 +280,7 @@ TEST_F(ScanCommand, BadInputIsOneSentenceAndStatusTwo) {
       {"--rules", systemRules("file-children.json", "linux", R"(, "kind": "file", "mode": "children")")},
       {"--rules", rules("clash.json", R"({"projectRules": [{"id": "npm-cache", "folderName": "x"}]})")},
   };
+  tree().symlink("dangling", "nowhere");
   const auto before = tree().snapshot();
   for (const auto& arguments : bad) {
     const ProgramRun ran = scan(arguments);
@@ -252,7 +326,8 @@ TEST_F(ScanCommand, ATerminalOf80ColumnsGetsNoWiderLineAndNoForeignEscape) {
   EXPECT_THAT(scan({}, coloured).out, AllOf(HasSubstr("\x1b[1m"), Not(HasSubstr("\x1b]")), Not(HasSubstr("\x07"))));
   EXPECT_THAT(scan({"--color", "never"}, coloured).out, Not(HasSubstr("\x1b")));
   coloured.environment["TERM"] = "dumb";
-  EXPECT_THAT(scan({}, coloured).out, Not(HasSubstr("\x1b")));
+  const ProgramRun dumb = scan({}, coloured);
+  EXPECT_THAT(dumb.out + dumb.err, Not(HasSubstr("\x1b")));
   EXPECT_THAT(scan({"--color", "always"}).out, HasSubstr("\x1b[1m"));
   EXPECT_THAT(scan({"--quiet"}, plain).err, IsEmpty());
 }

@@ -37,6 +37,10 @@ TEST(EscapedForTerminal, LeavesNothingThatATerminalObeys) {
       {"\xE2\x80\xAEgpj.exe", "\\u202egpj.exe"},       // right-to-left override
       {"\xE2\x81\xA6\xE2\x80\x8F", "\\u2066\\u200f"},  // isolate, mark
       {"\xE2\x80\xA8\xE2\x80\xA9", "\\u2028\\u2029"},  // line and paragraph separators
+      {"\xEF\xBB\xBF"
+       "a\xE2\x80\x8B",
+       "\\ufeffa\\u200b"},  // nothing to see
+      {"\xF3\xA0\x81\xA1", "\\U000e0061"},
       {"bad\xFF\xC3", "bad\\xff\\xc3"}};
   for (const auto& [bytes, shown] : cases) EXPECT_EQ(escapedForTerminal(bytes), shown);
   EXPECT_EQ(displayWidth("größe"), 5U);

@@ -228,18 +228,21 @@ TEST_F(ToolTargetsTest, UnknownDockerTargetsRunNothing) {
 TEST_F(ToolTargetsTest, PipOfAnEnvironmentRunsOnlyWhenItWasMadeThere) {
   const std::string venv = tree_.makeFolder("home/p/.venv");
   const std::string target = "pip:orphan:" + venv;
-  const std::string run = "#" + venv + "/bin/python\necho \"$0 $*\" >> " + tree_.path("calls");
+  const std::string pip = "home/p/.venv/bin/pip";
   EXPECT_EQ(says(target, true), "pip not found in venv");
   EXPECT_EQ(says("pip:orphan:"), "pip not found in venv");
   EXPECT_EQ(says("pip:orphan:home/p/.venv"), "pip not found in venv");
-  fake("home/p/.venv/bin/pip", "#/elsewhere/bin/python");
+  fake(pip, "# " + venv + "/bin/python");
   EXPECT_THAT(says(target, true), StartsWith("pip of this venv is not run"));
-  fake("home/p/.venv/bin/pip", run);
+  // A shell serves as the interpreter that the environment was made with.
+  tree_.symlink("home/p/.venv/bin/python", "/bin/sh");
+  tree_.writeFile(pip, "#!" + venv + "/bin/python\necho \"$0 $*\" >> " + tree_.path("calls") + "\n");
+  tree_.setMode(pip, 0755);
   disposed(target, DisposalMethod::trash, true);
   EXPECT_EQ(calls(), "");
   disposed(target, DisposalMethod::trash);
   EXPECT_EQ(calls(), venv + "/bin/pip cache purge\n");
-  tree_.setMode("home/p/.venv/bin/pip", 0777);
+  tree_.setMode(pip, 0777);
   EXPECT_THAT(says(target), StartsWith("pip of this venv is not run"));
 }
 

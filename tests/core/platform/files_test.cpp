@@ -20,6 +20,8 @@ TEST(ReadFile, GivesTheBytesOrTheReason) {
   EXPECT_EQ(*readFile(tree.writeFile("empty")), "");
   EXPECT_EQ(readFile(tree.path("missing")).failure(), std::errc::no_such_file_or_directory);
   EXPECT_EQ(readFile(tree.root()).failure(), std::errc::is_a_directory);
+  EXPECT_EQ(*readFile(tree.path("file"), bytes.size()), bytes);
+  EXPECT_EQ(readFile(tree.path("file"), bytes.size() - 1).failure(), std::errc::file_too_large);
 }
 
 TEST(ReplaceFile, WritesTheWholeFileWithItsModeAndNothingElse) {
@@ -27,14 +29,19 @@ TEST(ReplaceFile, WritesTheWholeFileWithItsModeAndNothingElse) {
   tree.writeFile("folder/file", "old and longer than the new");
   tree.symlink("link", "folder/file");
   replaceFile(tree.path("folder/file"), "new", 0640);
+  const mode_t former = ::umask(026);
   replaceFile(tree.path("folder/fresh"), std::string(100'000, 'x'));
+  ::umask(former);
   const auto entries = tree.snapshot();
   ASSERT_EQ(entries.size(), 5U);  // the root, the folder, both files and the link
   EXPECT_EQ(entries[2].mode, 0640U);
-  EXPECT_EQ(entries[3].mode, 0644U);
+  EXPECT_EQ(entries[3].mode, 0640U) << "what the process's mask leaves";
   EXPECT_EQ(entries[3].sizeBytes, 100'000U);
   replaceFile(tree.path("link"), "newer");
   EXPECT_EQ(*readFile(tree.path("folder/file")), "newer");
+  tree.setMode("folder/file", 0604);
+  replaceFile(tree.path("folder/file"), "newest");
+  EXPECT_EQ(tree.snapshot().at(2).mode, 0604U);
   EXPECT_EQ(tree.snapshot().at(4), entries[4]);  // the link goes on pointing at the file
 }
 

@@ -158,7 +158,9 @@ TEST(Walk, AnArtefactWhoseSizeCannotBeReadIsDropped) {
   // Names can be listed, but nothing can be asked about the files.
   for (const char* listable : {"a/target/deep", "c/target/empty"}) tree.setMode(listable, 0444);
   const WithoutPrivileges bound(tree);
-  EXPECT_THAT(foundPaths(tree, catalog), ElementsAre("b/target", "c/target"));
+  const auto result = Scanner::scan(requestFor(tree, catalog));
+  EXPECT_THAT(pathsOf(result.findings, tree), ElementsAre("b/target", "c/target"));
+  EXPECT_EQ(result.unmeasuredArtifacts, 1U);
 }
 
 TEST(Walk, EntersNoPseudoFileSystemAndOnRequestNoOtherOne) {
