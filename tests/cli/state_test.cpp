@@ -8,6 +8,7 @@
 #include "core/model/ecosystems.h"
 #include "core/model/system_scan_categories.h"
 #include "core/platform/files.h"
+#include "core/platform/path_text.h"
 #include "core/scan/exclusion_entry.h"
 #include "tests/cli/cli_fixture.h"
 
@@ -113,6 +114,12 @@ TEST_F(CliState, ExclusionsAreKeptAndHonoured) {
   EXPECT_EQ(run({"exclude", "remove", "code/web"}).status, 2) << "is another row than the path";
   EXPECT_EQ(run({"exclude", "remove", tree().path("code/web")}).out, "~/code/web is no longer excluded.\n");
   EXPECT_EQ(run({"exclude", "remove", "t?ol"}).status, 0);
+  EXPECT_EQ(run({"exclude", "remove", "t?ol\\x1b[31m"}).status, 0) << "as the list shows it";
+  // A path from the current folder is no pattern.
+  EXPECT_EQ(run({"exclude", "add", "./some/x"}).out, "~/some/x is now excluded.\n");
+  EXPECT_EQ(run({"exclude", "add", "code/../../x"}).out, "code/../../x is now excluded.\n");
+  EXPECT_EQ(run({"exclude", "add", "../x"}).out, parentPath(tree().root()) + "/x is now excluded.\n");
+  EXPECT_EQ(run({"exclude", "remove", "~/some/x"}).status, 0);
   const ProgramRun gone = run({"exclude", "remove", "t?ol"});
   EXPECT_EQ(gone.status, 2);
   EXPECT_THAT(linesOf(gone.err), ElementsAre("tidra: 't?ol' is not excluded; tidra exclude list shows what is."));
