@@ -34,17 +34,34 @@ int list(const ExcludeOptions& options, const Program& program) {
   return ExitStatus::done;
 }
 
-/// The row's text for what a person typed: a path with its home folder as "~", or the pattern as it stands.
-std::string rowText(const ExcludeOptions& options, const TidraPathResolver& resolver, ExclusionRowKind kind) {
+struct Row {
+  std::string text;
+  ExclusionRowKind kind = ExclusionRowKind::pattern;
+};
+
+/// The row for what a person typed: a path with its home folder as "~", or the pattern as it stands.
+Row typedRow(const ExcludeOptions& options, const TidraPathResolver& resolver) {
   if (options.text.empty()) throw InputError("An empty text cannot be excluded; give a folder or a pattern.");
-  if (kind == ExclusionRowKind::pattern) return options.text;
-  return resolver.displayPath(excludedPath(options.text, resolver));
+  const std::string text = exclusionText(options.text, resolver);
+  const ExclusionRowKind kind = guessExclusionKind(text);
+  if (kind == ExclusionRowKind::pattern) return {text, kind};
+  return {resolver.displayPath(excludedPath(text, resolver)), kind};
+}
+
+/// The text of the one row that the list shows like this; none when there is no such row or more than one.
+std::optional<std::string> rowShownAs(const std::string& shown, const ExclusionsStore& exclusions) {
+  std::optional<std::string> found;
+  for (const ExclusionEntry& entry : exclusions.load()) {
+    if (escapedForTerminal(entry.pathDisplay) != shown) continue;
+    if (found) return std::nullopt;
+    found = entry.pathDisplay;
+  }
+  return found;
 }
 
 int add(const ExcludeOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
-  const ExclusionRowKind kind = guessExclusionKind(options.text);
-  const std::string text = rowText(options, resolver, kind);
+  const auto [text, kind] = typedRow(options, resolver);
   if (program.options.dryRun) {
     writeOut(fmt::format("{} would be excluded.\n", escapedForTerminal(text)));
     return ExitStatus::done;
@@ -59,14 +76,18 @@ int add(const ExcludeOptions& options, const Program& program) {
 
 int remove(const ExcludeOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
-  const std::string text = rowText(options, resolver, guessExclusionKind(options.text));
+  const std::string text = typedRow(options, resolver).text;
   if (program.options.dryRun) {
     writeOut(fmt::format("{} would no longer be excluded.\n", escapedForTerminal(text)));
     return ExitStatus::done;
   }
   UserState state(resolver);
   state.requireHome();
-  if (!state.exclusions.remove(text)) {
+  const auto removeShown = [&] {
+    const auto row = rowShownAs(options.text, state.exclusions);
+    return row && state.exclusions.remove(*row);
+  };
+  if (!state.exclusions.remove(text) && !removeShown()) {
     throw InputError(fmt::format("'{}' is not excluded; tidra exclude list shows what is.", escapedForTerminal(text)));
   }
   writeOut(fmt::format("{} is no longer excluded.\n", escapedForTerminal(text)));

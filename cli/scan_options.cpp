@@ -117,7 +117,8 @@ TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const Tidr
   std::vector<ExclusionEntry> entries;
   for (const std::string& text : options.exclude) {
     if (text.empty()) throw InputError("An empty text cannot be excluded; give --exclude a folder or a pattern.");
-    entries.push_back({.id = {}, .pathDisplay = text, .kind = guessExclusionKind(text), .addedAt = {}});
+    const std::string meant = exclusionText(text, resolver);
+    entries.push_back({.id = {}, .pathDisplay = meant, .kind = guessExclusionKind(meant), .addedAt = {}});
   }
   return makeExclusionFilter(entries, resolver);
 }
@@ -139,6 +140,11 @@ void applyUserState(ScanRequest& request) {
 }  // namespace
 
 TimePoint currentTime() { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); }
+
+std::string exclusionText(const std::string& given, const TidraPathResolver& resolver) {
+  const bool isRelativePath = given == "." || given == ".." || given.starts_with("./") || given.starts_with("../");
+  return isRelativePath ? absolutePath(given, resolver) : given;
+}
 
 void addScanOptions(CLI::App& command, ScanOptions& options) {
   command.add_option("ROOT", options.roots, "Folders to scan; the home folder when none is given")->type_name("");

@@ -55,6 +55,10 @@ TimePoint currentTime();
 /// An absolute spelling of a path given on the command line; "~" is expanded in case a shell has not done it.
 std::string absolutePath(const std::string& given, const TidraPathResolver& resolver);
 
+/// What a person typed to exclude: a text that begins with "./" or "../" is a path from the current folder, any other
+/// stays as it is.
+std::string exclusionText(const std::string& given, const TidraPathResolver& resolver);
+
 /// Runs the scan with a live line and Ctrl-C in place, and writes its notes to standard error.
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
 

@@ -30,6 +30,9 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds readersAfterExit{2000};
 constexpr milliseconds readersAfterKill{800};
+/// What the command itself wrote is in the pipes when it ends. More can only come from a child that it left behind,
+/// such as a daemon, and that is not waited for once it is silent.
+constexpr milliseconds silenceAfterExit{250};
 constexpr milliseconds politeTermination{200};
 constexpr milliseconds cancelPoll{25};
 constexpr milliseconds pipePause{10};
@@ -223,7 +226,11 @@ void finishReading(std::array<PipeReader*, 2> readers, milliseconds most) {
     const bool anyOpen = readers[0]->isOpen() || readers[1]->isOpen();
     const bool overflowed = readers[0]->overflowed() || readers[1]->overflowed();
     if (!anyOpen || overflowed || left.count() <= 0) return;
-    waitForNews(readers, nullptr, left);
+    const auto before = readers[0]->bytes().size() + readers[1]->bytes().size();
+    const auto started = Clock::now();
+    waitForNews(readers, nullptr, std::min(left, silenceAfterExit));
+    const bool isSilent = readers[0]->bytes().size() + readers[1]->bytes().size() == before;
+    if (isSilent && Clock::now() - started >= silenceAfterExit) return;
   }
 }
 

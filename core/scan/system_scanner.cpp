@@ -1,6 +1,6 @@
-// A scan goes: the tools were started when the scanner was made; tell of the project findings; run the pip check and
-// the probes that only look at folders; wait for the tools; drop what is covered already; measure all that is left at
-// once; tell of each.
+// A scan goes: the tools were started when the scanner was made; tell of the project findings; start the pip check; run
+// the probes that only look at folders, drop what is covered already, measure the rest and tell of it; then the same
+// with what the tools have answered.
 #include "core/scan/system_scanner.h"
 
 #include <algorithm>
@@ -13,6 +13,7 @@
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/directory_size.h"
+#include "core/scan/place_set.h"
 #include "core/scan/probes/ai_tools_probe.h"
 #include "core/scan/probes/apple_probes.h"
 #include "core/scan/probes/catalog_path_probe.h"
@@ -24,42 +25,6 @@
 namespace tidra {
 namespace {
 
-/// The places that findings hold, so that none is counted twice under two names.
-class TakenPlaces {
- public:
-  explicit TakenPlaces(const std::vector<ScanArtifactFinding>& projects) {
-    for (const ScanArtifactFinding& finding : projects) paths_.insert(finding.path);
-  }
-
-  /// Takes a place unless it, an ancestor of it or something below it is taken.
-  bool take(const std::string& path) {
-    if (isToolBackedTarget(path)) return paths_.insert(path).second;
-    const auto real = realPath(path);
-    const std::string place = real ? *real : path;
-    if (isCovered(path) || isCovered(place)) return false;
-    const auto holds = [&](const std::string& taken) { return isSameOrInside(taken, place); };
-    if (std::any_of(systemPaths_.begin(), systemPaths_.end(), holds)) return false;
-    if (const auto facts = pathFacts(path);
-        facts && !identities_.emplace(facts->identity.device, facts->identity.inode).second)
-      return false;
-    systemPaths_.push_back(place);
-    paths_.insert(place);
-    return true;
-  }
-
- private:
-  bool isCovered(const std::string& path) const {
-    for (std::string ancestor = path; ancestor != "/"; ancestor = parentPath(ancestor)) {
-      if (paths_.contains(ancestor)) return true;
-    }
-    return false;
-  }
-
-  std::unordered_set<std::string> paths_;
-  std::vector<std::string> systemPaths_;  // without links on the way
-  std::set<std::pair<std::uint64_t, std::uint64_t>> identities_;
-};
-
 template <class Probe>
 void addSpecial(std::vector<std::unique_ptr<SystemArtifactProbe>>& probes, const std::set<std::string>& categories,
                 TidraPlatform platform) {
@@ -70,6 +35,39 @@ void addSpecial(std::vector<std::unique_ptr<SystemArtifactProbe>>& probes, const
 }
 
 }  // namespace
+
+/// The places that findings hold, so that none is counted twice under two names.
+class SystemArtifactScanner::TakenPlaces {
+ public:
+  explicit TakenPlaces(const std::vector<ScanArtifactFinding>& projects) {
+    RealPlaces real;
+    for (const ScanArtifactFinding& finding : projects) projects_.add(real.of(finding.path));
+  }
+
+  /// Takes what an item holds and gives its place; none when it, an ancestor of it or something of the system below it
+  /// is taken. An item of a tool may have a folder too.
+  std::optional<std::string> take(const ProbeItem& item) {
+    const std::string& path = item.finding.path;
+    if (isToolBackedTarget(path) && !targets_.insert(path).second) return std::nullopt;
+    if (isToolBackedTarget(path) && !item.measuredFolder) return std::string{};
+    const std::string& held = item.measuredFolder ? *item.measuredFolder : path;
+    const auto real = realPath(held);
+    const std::string place = real ? *real : held;
+    if (projects_.covers(place) || system_.covers(place) || system_.reachesInto(place)) return std::nullopt;
+    if (const auto facts = pathFacts(held);
+        facts && !identities_.emplace(facts->identity.device, facts->identity.inode).second) {
+      return std::nullopt;
+    }
+    system_.add(place);
+    return place;
+  }
+
+ private:
+  PlaceSet projects_;
+  PlaceSet system_;
+  std::unordered_set<std::string> targets_;
+  std::set<std::pair<std::uint64_t, std::uint64_t>> identities_;
+};
 
 std::vector<std::unique_ptr<SystemArtifactProbe>> SystemArtifactScanner::probes(const std::set<std::string>& categories,
                                                                                 TidraPlatform platform) {
@@ -108,83 +106,92 @@ void SystemArtifactScanner::start(std::size_t probe) {
 
 ProbeReport SystemArtifactScanner::finish(std::future<ProbeReport>& running) const {
   constexpr std::chrono::milliseconds poll{20};
-  while (running.wait_for(poll) != std::future_status::ready) {
-    // A cancelled scan ends its tools through the context.
-    if (request_.shouldCancel) request_.shouldCancel();
-  }
+  // A cancelled scan ends its tools through the context.
+  while (running.wait_for(poll) != std::future_status::ready) isCancelled();
   return running.get();
 }
 
 SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<ScanArtifactFinding>& projects) {
-  Result result;
   tickProjects(projects);
-  auto items = collectItems(projects, result);
-  measure(items);
-  for (ProbeItem& item : items) {
-    tick(systemPhaseLabel, result.findings.emplace_back(std::move(item.finding)));
+  tick(systemPhaseLabel, nullptr);
+  std::future<ProbeReport> pip;
+  if (request_.checksPip) {
+    pip = std::async(std::launch::async, [&] { return PipOrphanProbe::scan(projects, request_.context); });
+  }
+  for (std::size_t i = 0; i < probes_.size(); ++i) {
+    if (!probes_[i]->runsTools()) start(i);
+  }
+  TakenPlaces taken(projects);
+  std::vector<ProbeReport> reports(probes_.size() + 1);  // that of pip comes first
+  std::vector<std::vector<Kept>> kept(reports.size());
+  for (const bool runsTools : {false, true}) {
+    if (runsTools && pip.valid()) kept[0] = keep(reports[0] = finish(pip), taken);
+    for (std::size_t i = 0; i < probes_.size(); ++i) {
+      if (probes_[i]->runsTools() == runsTools) kept[i + 1] = keep(reports[i + 1] = finish(running_[i]), taken);
+    }
+  }
+  Result result;
+  for (std::size_t i = 0; i < reports.size(); ++i) {
+    result.notes.insert(result.notes.end(), reports[i].notes.begin(), reports[i].notes.end());
+    for (Kept& one : kept[i]) {
+      result.findings.push_back(std::move(one.item.finding));
+      result.places.push_back(std::move(one.place));
+    }
   }
   return result;
 }
 
 void SystemArtifactScanner::tickProjects(const std::vector<ScanArtifactFinding>& projects) {
-  for (const ScanArtifactFinding& finding : projects) tick(projectPhaseLabel, finding);
+  for (const ScanArtifactFinding& finding : projects) tick(projectPhaseLabel, &finding);
 }
 
-void SystemArtifactScanner::tick(const char* phase, const ScanArtifactFinding& finding) {
+void SystemArtifactScanner::tick(const char* phase, const ScanArtifactFinding* finding) {
   tick_.phaseLabel = phase;
-  ++tick_.artifactsFound;
-  // Sparse files and tools gone wrong may claim more than the figure holds; it stays at its largest then.
-  const auto room = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - tick_.recoverableBytes);
-  tick_.recoverableBytes += static_cast<std::int64_t>(std::min(finding.sizeBytes, room));
-  tick_.latestFinding = &finding;
+  tick_.latestFinding = finding;
+  if (finding != nullptr) {
+    ++tick_.artifactsFound;
+    // Sparse files and tools gone wrong may claim more than the figure holds; it stays at its largest then.
+    const auto room = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - tick_.recoverableBytes);
+    tick_.recoverableBytes += static_cast<std::int64_t>(std::min(finding->sizeBytes, room));
+  }
   if (request_.onProgress) request_.onProgress(tick_);
 }
 
-std::vector<ProbeItem> SystemArtifactScanner::collectItems(const std::vector<ScanArtifactFinding>& projects,
-                                                           Result& result) {
-  std::vector<ProbeReport> reports;
-  if (request_.checksPip) {
-    auto pip = std::async(std::launch::async, [&] { return PipOrphanProbe::scan(projects, request_.context); });
-    reports.push_back(finish(pip));
+std::vector<SystemArtifactScanner::Kept> SystemArtifactScanner::keep(ProbeReport& report, TakenPlaces& taken) {
+  std::vector<Kept> kept;
+  for (ProbeItem& item : report.items) {
+    // Once cancelled, nothing that would still have to be measured can be kept.
+    if (item.measuredFolder && isCancelled()) continue;
+    if (auto place = taken.take(item)) kept.push_back({std::move(item), std::move(*place)});
   }
-  for (std::size_t i = 0; i < probes_.size(); ++i) {
-    if (!probes_[i]->runsTools()) start(i);
-  }
-  for (auto& probe : running_) reports.push_back(finish(probe));
-
-  TakenPlaces taken(projects);
-  std::vector<ProbeItem> items;
-  for (ProbeReport& report : reports) {
-    result.notes.insert(result.notes.end(), report.notes.begin(), report.notes.end());
-    for (ProbeItem& item : report.items) {
-      if (taken.take(item.finding.path)) items.push_back(std::move(item));
-    }
-  }
-  return items;
+  measure(kept);
+  for (const Kept& one : kept) tick(systemPhaseLabel, &one.item.finding);
+  return kept;
 }
 
-void SystemArtifactScanner::measure(std::vector<ProbeItem>& items) {
+void SystemArtifactScanner::measure(std::vector<Kept>& items) const {
+  std::vector<char> isUnknown(items.size(), 0);
   for (const bool enterBundles : {false, true}) {
-    std::vector<ProbeItem*> measured;
+    std::vector<std::size_t> measured;
     std::vector<std::string> folders;
-    for (ProbeItem& item : items) {
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      const ProbeItem& item = items[i].item;
       if (!item.measuredFolder || item.enterBundles != enterBundles) continue;
-      measured.push_back(&item);
+      measured.push_back(i);
       folders.push_back(*item.measuredFolder);
     }
+    if (folders.empty()) continue;
     const auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
                                                                    .enterBundles = enterBundles,
                                                                    .mounts = request_.mounts,
                                                                    .shouldCancel = request_.shouldCancel});
     for (std::size_t i = 0; i < measured.size(); ++i) {
-      if (sizes[i]) {
-        measured[i]->finding.sizeBytes = *sizes[i];
-        measured[i]->measuredFolder.reset();
-      }
+      items[measured[i]].item.finding.sizeBytes = sizes[i].value_or(0);
+      isUnknown[measured[i]] = sizes[i] ? 0 : 1;
     }
   }
-  // Those whose folder is still to be measured could not be.
-  std::erase_if(items, [](const ProbeItem& item) { return item.measuredFolder.has_value(); });
+  std::size_t index = 0;
+  std::erase_if(items, [&](const Kept&) { return isUnknown[index++] != 0; });
 }
 
 }  // namespace tidra

@@ -21,12 +21,12 @@ class SystemArtifactScanner {
   static constexpr const char* projectPhaseLabel = "Scanning your projects…";
   static constexpr const char* systemPhaseLabel = "Checking system caches…";
 
-  /// Progress, valid during the call that delivers it.
+  /// Progress, valid during the call that delivers it. The phase outside projects begins with a tick of its own.
   struct ProgressTick {
     std::string phaseLabel;
     std::int64_t artifactsFound = 0;
     std::int64_t recoverableBytes = 0;
-    const ScanArtifactFinding* latestFinding = nullptr;  // the one that caused the tick
+    const ScanArtifactFinding* latestFinding = nullptr;  // the one that caused the tick, if any
   };
 
   struct Request {
@@ -41,6 +41,7 @@ class SystemArtifactScanner {
 
   struct Result {
     std::vector<ScanArtifactFinding> findings;
+    std::vector<std::string> places;  // what each of them holds on disk, links resolved; empty when that is no place
     std::vector<std::string> notes;
   };
 
@@ -55,16 +56,26 @@ class SystemArtifactScanner {
   ~SystemArtifactScanner();
 
   /// Tells of the project findings in a first phase, then runs the other probes, measures, and gives what was found
-  /// outside `projects`: nothing that one of them holds, and nothing twice.
+  /// outside `projects`: nothing that one of them holds, and nothing twice. What needs no tool is measured and told
+  /// while the tools run, so that cancelling while one is waited for loses none of it.
   Result scan(const std::vector<ScanArtifactFinding>& projects);
 
  private:
+  class TakenPlaces;
+  /// A finding and the place that it holds, links resolved; empty when that is no place.
+  struct Kept {
+    ProbeItem item;
+    std::string place;
+  };
+
   void start(std::size_t probe);
   ProbeReport finish(std::future<ProbeReport>& running) const;
   void tickProjects(const std::vector<ScanArtifactFinding>& projects);
-  std::vector<ProbeItem> collectItems(const std::vector<ScanArtifactFinding>& projects, Result& result);
-  void measure(std::vector<ProbeItem>& items);
-  void tick(const char* phase, const ScanArtifactFinding& finding);
+  /// Takes what a report tells that is not taken yet, measured and told of.
+  std::vector<Kept> keep(ProbeReport& report, TakenPlaces& taken);
+  void measure(std::vector<Kept>& items) const;
+  void tick(const char* phase, const ScanArtifactFinding* finding);
+  bool isCancelled() const { return request_.shouldCancel && request_.shouldCancel(); }
 
   const Request& request_;
   std::vector<std::unique_ptr<SystemArtifactProbe>> probes_;

@@ -15,6 +15,7 @@
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_scanner.h"
 #include "core/scan/directory_size.h"
+#include "core/scan/place_set.h"
 #include "core/scan/system_scanner.h"
 #include "core/session/leftover_finder.h"
 #include "core/session/project_activity_reader.h"
@@ -157,16 +158,21 @@ class ScanSession {
     if (cancelled_) return;
     auto result = system.scan(outcome_.findings);
     outcome_.details.insert(outcome_.details.end(), result.notes.begin(), result.notes.end());
-    // A project folder inside a place that a probe reports whole is part of that.
-    std::erase_if(outcome_.findings, [&](const auto& project) {
-      return std::any_of(result.findings.begin(), result.findings.end(),
-                         [&](const auto& place) { return isSameOrInside(project.path, place.path); });
-    });
-    for (auto& finding : result.findings) {
-      if (!request_.ecosystems || request_.ecosystems->contains(finding.ecosystemTag)) {
-        outcome_.findings.push_back(std::move(finding));
-      }
+    // A project folder inside a place that is reported whole is part of that.
+    PlaceSet held;
+    for (std::size_t i = 0; i < result.findings.size(); ++i) {
+      const bool isShown = isOfWantedEcosystem(result.findings[i]) && isWanted(result.findings[i]);
+      if (isShown && !result.places[i].empty()) held.add(result.places[i]);
     }
+    RealPlaces real;
+    std::erase_if(outcome_.findings, [&](const auto& project) { return held.covers(real.of(project.path)); });
+    for (auto& finding : result.findings) {
+      if (isOfWantedEcosystem(finding)) outcome_.findings.push_back(std::move(finding));
+    }
+  }
+
+  bool isOfWantedEcosystem(const ScanArtifactFinding& finding) const {
+    return !request_.ecosystems || request_.ecosystems->contains(finding.ecosystemTag);
   }
 
   void addLeftovers() {
@@ -192,7 +198,8 @@ class ScanSession {
     progress_.phaseLabel = tick.phaseLabel;
     progress_.artifactsFound = static_cast<std::size_t>(tick.artifactsFound);
     progress_.recoverableBytes = static_cast<std::uint64_t>(tick.recoverableBytes);
-    progress_.currentPathDisplay = request_.resolver.displayPath(tick.latestFinding->path);
+    progress_.currentPathDisplay =
+        tick.latestFinding != nullptr ? request_.resolver.displayPath(tick.latestFinding->path) : std::string{};
     request_.onProgress(progress_);
   }
 

@@ -8,6 +8,7 @@
 #include "core/model/ecosystems.h"
 #include "core/model/system_scan_categories.h"
 #include "core/platform/files.h"
+#include "core/platform/path_text.h"
 #include "core/scan/exclusion_entry.h"
 #include "tests/cli/cli_fixture.h"
 
@@ -115,6 +116,12 @@ TEST_F(CliState, ExclusionsAreKeptAndHonoured) {
   EXPECT_EQ(run({"exclude", "remove", "t?ol"}).status, 0);
   EXPECT_EQ(run({"exclude", "add", "~/$NO_SUCH"}).out, "~/$NO_SUCH is now excluded.\n");
   EXPECT_EQ(run({"exclude", "remove", "~/$NO_SUCH"}).status, 0);
+  EXPECT_EQ(run({"exclude", "remove", "t?ol\\x1b[31m"}).status, 0) << "as the list shows it";
+  // A path from the current folder is no pattern.
+  EXPECT_EQ(run({"exclude", "add", "./some/x"}).out, "~/some/x is now excluded.\n");
+  EXPECT_EQ(run({"exclude", "add", "code/../../x"}).out, "code/../../x is now excluded.\n");
+  EXPECT_EQ(run({"exclude", "add", "../x"}).out, parentPath(tree().root()) + "/x is now excluded.\n");
+  EXPECT_EQ(run({"exclude", "remove", "~/some/x"}).status, 0);
   const ProgramRun gone = run({"exclude", "remove", "t?ol"});
   EXPECT_EQ(gone.status, 2);
   EXPECT_THAT(linesOf(gone.err), ElementsAre("tidra: 't?ol' is not excluded; tidra exclude list shows what is."));

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 
 #include "core/base/text.h"
 #include "core/model/system_group_root.h"
@@ -66,12 +67,12 @@ std::string globEscaped(std::string_view text) {
   return pattern;
 }
 
-/// Resolves templates. A variable that is set to nothing counts as unset, as is the custom for the XDG ones: a template
-/// must not come to name the home folder or the root because of it.
+/// Resolves templates. A variable that holds no absolute path counts as unset, as is the custom for the XDG ones: "off"
+/// and "." name no folder, and a template must not come to name the home folder or the root because of them.
 class TemplateResolver {
  public:
   explicit TemplateResolver(const TidraPathResolver& given) : plain_(given), escaped_{globEscaped(given.home), {}} {
-    std::erase_if(plain_.environment, [](const auto& variable) { return variable.second.empty(); });
+    std::erase_if(plain_.environment, [](const auto& variable) { return !variable.second.starts_with('/'); });
     for (const auto& [name, value] : plain_.environment) escaped_.environment.emplace(name, globEscaped(value));
   }
 
@@ -99,10 +100,39 @@ std::vector<std::string> pathsOf(const SystemPathRule& rule, std::vector<std::st
   return children;
 }
 
-bool coveredBy(const std::vector<CatalogPathProbe::Candidate>& taken, const std::string& path) {
-  return std::any_of(taken.begin(), taken.end(),
-                     [&](const auto& candidate) { return isSameOrInside(path, candidate.url); });
-}
+/// The candidates so far, none inside another.
+class Candidates {
+ public:
+  bool covers(const std::string& path) const {
+    for (std::string above = path;; above = parentPath(above)) {
+      if (byPath_.contains(above)) return true;
+      if (above == "/") return false;
+    }
+  }
+
+  /// Those inside the new one are part of it from now on.
+  void add(CatalogPathProbe::Candidate candidate) {
+    const std::string below = joinedPath(candidate.url, "");
+    for (auto inner = byPath_.lower_bound(below); inner != byPath_.end() && inner->first.starts_with(below);) {
+      taken_[inner->second].reset();
+      inner = byPath_.erase(inner);
+    }
+    byPath_.emplace(candidate.url, taken_.size());
+    taken_.emplace_back(std::move(candidate));
+  }
+
+  std::vector<CatalogPathProbe::Candidate> list() {
+    std::vector<CatalogPathProbe::Candidate> list;
+    for (auto& candidate : taken_) {
+      if (candidate) list.push_back(std::move(*candidate));
+    }
+    return list;
+  }
+
+ private:
+  std::vector<std::optional<CatalogPathProbe::Candidate>> taken_;  // unset for those that became part of another
+  std::map<std::string, std::size_t> byPath_;
+};
 
 }  // namespace
 
@@ -137,12 +167,12 @@ std::vector<std::string> CatalogPathProbe::expandedGlob(const std::string& path)
 }
 
 std::vector<CatalogPathProbe::Candidate> CatalogPathProbe::candidates(const SystemProbeContext& context) const {
-  std::vector<Candidate> taken;
+  Candidates taken;
   const TemplateResolver resolver(context.resolver);
   for (const SystemPathRule& rule : context.catalog->systemRulesFor(context.platform, std::set{categoryKey_})) {
     for (const std::string& pathTemplate : rule.paths.at(std::string(rawValue(context.platform)))) {
       for (const std::string& path : pathsOf(rule, resolver.paths(pathTemplate))) {
-        if (context.shouldCancel && context.shouldCancel()) return taken;
+        if (context.isCancelled()) return taken.list();
         // Whatever a variable holds, the home folder and what holds it are nobody's cache.
         if (isSameOrInside(context.home(), path)) continue;
         // What a link points to may lie anywhere, and removing the link would free nothing.
@@ -152,12 +182,12 @@ std::vector<CatalogPathProbe::Candidate> CatalogPathProbe::candidates(const Syst
         if (rule.kind == SystemPathRule::Kind::directory && rule.mode == SystemPathRule::Mode::directory && !isFolder) {
           continue;
         }
-        if (coveredBy(taken, path) || context.exclusionFilter.bars(path)) continue;
-        taken.push_back({path, rule, labelOf(rule, pathTemplate, path), !isFolder});
+        if (taken.covers(path) || context.exclusionFilter.bars(path)) continue;
+        taken.add({path, rule, labelOf(rule, pathTemplate, path), !isFolder});
       }
     }
   }
-  return taken;
+  return taken.list();
 }
 
 ProbeReport CatalogPathProbe::scan(const SystemProbeContext& context) const {

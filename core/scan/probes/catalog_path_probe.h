@@ -23,7 +23,7 @@ class CatalogPathProbe : public SystemArtifactProbe {
   std::string categoryKey() const override { return categoryKey_; }
   ProbeReport scan(const SystemProbeContext& context) const override;
 
-  /// The paths of all rules of the category in catalog order, none inside another that came before it.
+  /// The paths of all rules of the category in catalog order, none inside another: of two that overlap, the outer one.
   std::vector<Candidate> candidates(const SystemProbeContext& context) const;
 
   /// The name of the nearest parent folder that says whose the path is: folders such as "Crashpad" and "pending" are

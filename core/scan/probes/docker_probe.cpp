@@ -80,7 +80,7 @@ class DockerQuery {
     if (!listed || !mounted) return;
     const auto sizes = volumeSizes();
     for (const std::string& name : validNames(*listed)) {
-      if (mounted->contains(name)) continue;
+      if (mounted->contains(name) || !isVolumeName(name)) continue;
       const auto bytes = sizes.find(name);
       add("docker-unused-volume", "docker:volume:" + name, "Docker volume: " + name,
           bytes == sizes.end() ? 0 : bytes->second, ArtifactSafetyTier::warning,
@@ -129,6 +129,11 @@ class DockerQuery {
     constexpr std::size_t longest = 256;
     return !name.empty() && name.size() <= longest && name.front() != '-' &&
            name.find_first_not_of(allowed) == std::string_view::npos;
+  }
+
+  /// What the engine itself takes for the name of a volume; "docker volume rm" must not take it for anything else.
+  static bool isVolumeName(std::string_view name) {
+    return name.front() != '.' && name.front() != '_' && name.find_first_of("/:") == std::string_view::npos;
   }
 
   static bool isImageID(std::string_view text) {

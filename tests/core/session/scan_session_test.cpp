@@ -115,6 +115,24 @@ TEST_F(ScanSession, LeavesOutWhatTheRequestDoesNotWant) {
   EXPECT_THAT(found(chosen), IsEmpty());
 }
 
+TEST_F(ScanSession, APlaceOutsideProjectsHoldsTheirFindingsOnlyWhenItIsReported) {
+  makeProjects();
+  auto both = request({"code"});
+  both.scanSystem = true;
+  both.categories = {"mine"};
+  SystemPathRule& rule = both.catalog.systemRules.emplace_back();
+  rule.id = rule.label = "old";
+  rule.category = "mine";
+  rule.ecosystem = "general";
+  rule.paths = {{"linux", {tree_.path("code/old")}}, {"macos", {tree_.path("code/old")}}};
+  EXPECT_THAT(found(both), ElementsAre("code/fresh/node_modules", "code/fresh/target", "code/old"));
+  both.ecosystems = {"rust"};
+  EXPECT_THAT(found(both), ElementsAre("code/fresh/target", "code/old/target"));
+  both.ecosystems.reset();
+  both.tiers = {ArtifactSafetyTier::caution};
+  EXPECT_THAT(found(both), ElementsAre("code/fresh/target", "code/old/target"));
+}
+
 TEST_F(ScanSession, TheReportAddsUp) {
   makeProjects();
   const auto outcome = runScan(request({"code/fresh", "code/old"}));

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <limits>
 
 #include "core/scan/probes/ai_tools_probe.h"
@@ -100,12 +101,27 @@ TEST_F(SystemScan, CountsNoPlaceTwiceAcrossCategoriesAndProjects) {
   const std::string holder = "holds a project finding @/home/e 3 __tidra:system:caches__";
   const std::set<std::string> both{"globalCaches", "mine"};
   EXPECT_THAT(scan(both), ElementsAre(inner, linked, holder));
-  EXPECT_THAT(scan({"mine"}), ElementsAre("same elsewhere @/home/c/inner 100 __tidra:system:mine__",
-                                          "below @/home/d/g 20 __tidra:system:mine__"));
+  EXPECT_THAT(scan({"mine"}),
+              ElementsAre("outer @/home/c 100 __tidra:system:mine__", "below @/home/d/g 20 __tidra:system:mine__"));
   // What lies in a project finding is its own; what holds one is reported whole.
   EXPECT_THAT(scan(both, {project("home/c"), project("home/d")}), ElementsAre(holder));
   EXPECT_THAT(scan(both, {project("home/e/node_modules"), project("home/c/inner")}),
               ElementsAre(linked, holder, "outer @/home/c 100 __tidra:system:mine__"));
+  // A project may be known by a name that leads through a link.
+  EXPECT_THAT(scan({"mine"}, {project("home/alias/c"), project("home/alias/d")}), IsEmpty());
+}
+
+TEST_F(SystemScan, AnEnvironmentOfAToolIsNotCountedBesideTheFolderThatHoldsIt) {
+  fixture.tree().writeFileOfSize("home/base/envs/e/f", 5);
+  fixture.tree().writeFileOfSize("home/base/envs/g/f", 6);
+  fixture.tool("conda", {{"info --base", "echo '" + fixture.tree().path("home/base") + "'"},
+                         {"env list --json", "echo '{\"envs\": [\"" + fixture.tree().path("home/base/envs/e") +
+                                                 "\", \"" + fixture.tree().path("home/base/envs/g") + "\"]}'"}});
+  rule("python", "cache", "~/base/envs/g");
+  EXPECT_THAT(scan({"python"}), ElementsAre("cache @/home/base/envs/g 6 __tidra:system:python__",
+                                            "conda-env conda:env:e 5 __tidra:system:python__"));
+  EXPECT_THAT(scan({"python"}, {project("home/base/envs/e")}),
+              ElementsAre("cache @/home/base/envs/g 6 __tidra:system:python__"));
 }
 
 TEST_F(SystemScan, ACategoryThatDoesNotExistOnThePlatformGivesNothing) {
@@ -124,12 +140,14 @@ TEST_F(SystemScan, TellsOfEachFindingInItsPhase) {
   rule("agentHost", "b", "~/b");
   std::vector<std::string> ticks;
   request.onProgress = [&](const SystemArtifactScanner::ProgressTick& tick) {
-    ticks.push_back(fixture.shown(fmt::format("{} {} {} {}", tick.phaseLabel, tick.artifactsFound,
-                                              tick.recoverableBytes, tick.latestFinding->path)));
+    ticks.push_back(
+        fixture.shown(fmt::format("{} {} {} {}", tick.phaseLabel, tick.artifactsFound, tick.recoverableBytes,
+                                  tick.latestFinding != nullptr ? tick.latestFinding->path : "-")));
   };
   scan({"globalCaches", "agentHost"}, {project("p/node_modules"), project("q", 5)});
   EXPECT_THAT(ticks, ElementsAre("Scanning your projects… 1 10 @/p/node_modules", "Scanning your projects… 2 15 @/q",
-                                 "Checking system caches… 3 23 @/home/b", "Checking system caches… 4 30 @/home/a"));
+                                 "Checking system caches… 2 15 -", "Checking system caches… 3 23 @/home/b",
+                                 "Checking system caches… 4 30 @/home/a"));
   ticks.clear();
   constexpr auto most = std::numeric_limits<std::uint64_t>::max();
   scan({"agentHost"}, {project("p", most), project("q", most)});
@@ -147,6 +165,16 @@ TEST_F(SystemScan, CancellingGivesWhatIsKnownAndEndsTheTools) {
   request.shouldCancel = fixture.context.shouldCancel;
   EXPECT_THAT(scan({"homebrew", "globalModules"}), IsEmpty());
   EXPECT_TRUE(request.shouldCancel()) << "no tool was started";
+}
+
+TEST_F(SystemScan, CancellingWhileAToolIsWaitedForKeepsWhatFoldersHold) {
+  fixture.tree().writeFileOfSize("home/a/f", 7);
+  rule("globalCaches", "a", "~/a");
+  fixture.script("npm", fixture.hang());
+  std::atomic<bool> told{false};
+  request.onProgress = [&](const auto& tick) { told = told || tick.latestFinding != nullptr; };
+  request.shouldCancel = fixture.context.shouldCancel = [&] { return told.load(); };
+  EXPECT_THAT(scan({"globalCaches", "globalModules"}), ElementsAre("a @/home/a 7 __tidra:system:caches__"));
 }
 
 TEST_F(SystemScan, ToolsThatDidNotAnswerAreNotedInTheOrderOfTheProbes) {
