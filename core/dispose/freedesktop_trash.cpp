@@ -161,6 +161,7 @@ std::string FreedesktopTrash::reserve(const Store& store, const std::string& ste
     if (!file && file.failure() == std::errc::file_exists) continue;
     auto reason = file.failure();
     if (!reason) reason = writeDurably(*file, text);
+    if (!reason) reason = flushEntries(store.info.descriptor());
     if (!reason) return name;
     if (file) removeFileEntry(store.info.descriptor(), infoOf(name).c_str());
     throw DisposalError(
