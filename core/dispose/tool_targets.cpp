@@ -60,7 +60,8 @@ std::string safeSearchPath(const TidraPathResolver& resolver, const std::optiona
   std::vector<std::string> folders;
   if (first) folders.push_back(*first);
   const auto given = resolver.environment.find("PATH");
-  for (const std::string_view folder : splitNonEmpty(given == resolver.environment.end() ? "" : given->second, ':')) {
+  const std::string searched = given == resolver.environment.end() ? "" : given->second;
+  for (const std::string_view folder : splitNonEmpty(searched, ':')) {
     const std::string path(folder);
     if (path.starts_with('/') && isOwnedAndPrivate(path)) folders.push_back(path);
   }

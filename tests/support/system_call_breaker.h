@@ -19,7 +19,8 @@ struct BrokenRun {
   std::string call;      // its name
 };
 
-/// True where runs can be broken: the system may refuse to let one process trace another.
+/// True where runs can be broken: the system may refuse to let one process trace another, and a program built with
+/// sanitizers makes calls of theirs.
 bool canBreakSystemCalls();
 
 /// Runs a program without input, its output dropped. `environment` is the whole of it, as "NAME=value".
