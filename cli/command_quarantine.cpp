@@ -135,6 +135,15 @@ int restore(const QuarantineOptions& options, const Program& program) {
   });
 }
 
+/// Manifests without an item, and what an earlier purge left, go in the same breath as what is due.
+int clearRemains(const QuarantineDisposer& quarantine, TimePoint cutOff) {
+  const InterruptGuard guard;
+  const auto failures = quarantine.clearRemains(cutOff, &InterruptGuard::requested).failures;
+  writeFailures(failures);
+  if (InterruptGuard::requested()) return ExitStatus::interrupted;
+  return failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
+}
+
 /// Entries by name go at once; without names those go whose time is up.
 int purge(const QuarantineOptions& options, const Program& program) {
   if (options.all && !options.names.empty()) throw InputError("Give either entries or --all.");
@@ -161,19 +170,13 @@ int purge(const QuarantineOptions& options, const Program& program) {
     writeNote("Nothing was removed.");
     return ExitStatus::done;
   }
+  const int cleared = byName || program.options.dryRun ? ExitStatus::done : clearRemains(quarantine, cutOff);
+  if (cleared == ExitStatus::interrupted) return cleared;
   const int status = forEach(entries, options, program, "purged", [&](const Entry& entry) {
     if (!program.options.dryRun) quarantine.remove(entry, &InterruptGuard::requested);
   });
-  // Manifests without an item, and what an earlier purge left, go in the same breath.
-  if (!byName && !program.options.dryRun && status == ExitStatus::done) {
-    const InterruptGuard guard;
-    const auto cleared = quarantine.purgeBefore(cutOff, &InterruptGuard::requested);
-    writeFailures(cleared.failures);
-    if (InterruptGuard::requested()) return ExitStatus::interrupted;
-    if (!cleared.failures.empty()) return ExitStatus::someFailed;
-  }
   if (entries.empty() && !options.json) writeOut("Nothing in quarantine is due.\n");
-  return status;
+  return status == ExitStatus::done ? cleared : status;
 }
 
 }  // namespace

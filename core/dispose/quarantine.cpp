@@ -195,6 +195,16 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(std::optional<std::int64_t>
 
 QuarantineDisposer::Purged QuarantineDisposer::purgeBefore(TimePoint cutOff,
                                                            const std::function<bool()>& shouldCancel) const {
+  return purge(cutOff, true, shouldCancel);
+}
+
+QuarantineDisposer::Purged QuarantineDisposer::clearRemains(TimePoint cutOff,
+                                                            const std::function<bool()>& shouldCancel) const {
+  return purge(cutOff, false, shouldCancel);
+}
+
+QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, bool withItems,
+                                                     const std::function<bool()>& shouldCancel) const {
   Purged purged;
   const auto isCancelled = [&] { return shouldCancel && shouldCancel(); };
   const auto attempt = [&](const std::string& path, const auto& removal) {
@@ -215,7 +225,7 @@ QuarantineDisposer::Purged QuarantineDisposer::purgeBefore(TimePoint cutOff,
     }
     for (const Found& found : root.found) {
       if (isCancelled()) return purged;
-      if (found.entry.manifest.quarantinedAt >= cutOff) continue;
+      if (found.entry.manifest.quarantinedAt >= cutOff || (found.hasItem && !withItems)) continue;
       attempt(found.entry.url, [&] { remove(found.entry, shouldCancel); });
     }
   }

@@ -11,6 +11,7 @@
 #include <limits>
 
 #include "core/base/text.h"
+#include "core/model/removal_leftover.h"
 #include "core/model/system_scan_categories.h"
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_scanner.h"
@@ -158,6 +159,7 @@ class ScanSession {
     if (cancelled_) return;
     auto result = system.scan(outcome_.findings);
     outcome_.details.insert(outcome_.details.end(), result.notes.begin(), result.notes.end());
+    for (auto& finding : result.findings) recogniseLeftover(finding);
     // A project folder inside a place that is reported whole is part of that.
     PlaceSet held;
     for (std::size_t i = 0; i < result.findings.size(); ++i) {
@@ -173,6 +175,15 @@ class ScanSession {
 
   bool isOfWantedEcosystem(const ScanArtifactFinding& finding) const {
     return !request_.ecosystems || request_.ecosystems->contains(finding.ecosystemTag);
+  }
+
+  /// A rule about everything in a folder also names what an interrupted removal has left there.
+  static void recogniseLeftover(ScanArtifactFinding& finding) {
+    if (!RemovalLeftover::is(lastPathComponent(finding.path))) return;
+    auto leftover = RemovalLeftover::finding(finding.path, finding.sizeBytes);
+    leftover.groupRoot = finding.groupRoot;
+    leftover.source = finding.source;
+    finding = std::move(leftover);
   }
 
   void addLeftovers() {

@@ -51,8 +51,8 @@ Stream makeTerminal(std::string& bytes) {
   return stream;
 }
 
-pid_t start(const std::vector<std::string>& arguments, const ProgramOptions& options, const Stream& out,
-            const Stream& err) {
+pid_t start(const std::vector<std::string>& arguments, const ProgramOptions& options, const Stream& in,
+            const Stream& out, const Stream& err) {
   std::vector<std::string> texts{TIDRA_PROGRAM};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
   std::vector<std::string> variables;
@@ -65,7 +65,11 @@ pid_t start(const std::vector<std::string>& arguments, const ProgramOptions& opt
   };
   posix_spawn_file_actions_t actions;
   ::posix_spawn_file_actions_init(&actions);
-  ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  if (in.theirs) {
+    ::posix_spawn_file_actions_adddup2(&actions, in.theirs.get(), STDIN_FILENO);
+  } else {
+    ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  }
   ::posix_spawn_file_actions_adddup2(&actions, out.theirs.get(), STDOUT_FILENO);
   ::posix_spawn_file_actions_adddup2(&actions, err.theirs.get(), STDERR_FILENO);
   ::posix_spawn_file_actions_addchdir_np(&actions, options.folder.c_str());
@@ -93,7 +97,13 @@ ProgramRun runProgram(const std::vector<std::string>& arguments, const ProgramOp
   ProgramRun run;
   std::array<Stream, 2> streams{options.outIsTerminal ? makeTerminal(run.out) : makePipe(run.out),
                                 options.errIsTerminal ? makeTerminal(run.err) : makePipe(run.err)};
-  const pid_t child = start(arguments, options, streams[0], streams[1]);
+  std::string echo;
+  const Stream in = options.typed ? makeTerminal(echo) : Stream{};
+  if (options.typed) {
+    const auto size = static_cast<ssize_t>(options.typed->size());
+    check(::write(in.ours.get(), options.typed->data(), options.typed->size()) == size, "typing");
+  }
+  const pid_t child = start(arguments, options, in, streams[0], streams[1]);
   for (Stream& stream : streams) stream.theirs.reset();
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes{1};
   while (streams[0].ours || streams[1].ours) {
@@ -102,10 +112,12 @@ ProgramRun runProgram(const std::vector<std::string>& arguments, const ProgramOp
     ::poll(watched.data(), watched.size(), patience);
     if (std::chrono::steady_clock::now() > deadline) ::kill(child, SIGKILL);
     const bool silent = run.err.empty();
+    const bool nothingOut = run.out.empty();
     for (std::size_t i = 0; i < streams.size(); ++i) {
       if (watched[i].revents != 0) take(streams[i]);
     }
     if (silent && !run.err.empty() && options.onFirstError) options.onFirstError(child);
+    if (nothingOut && !run.out.empty() && options.onFirstOutput) options.onFirstOutput(child);
   }
   int raw = 0;
   check(::waitpid(child, &raw, 0) == child, "waitpid");

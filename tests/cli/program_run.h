@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,9 @@ struct ProgramOptions {
   std::string folder = "/";
   bool outIsTerminal = false;  // of 80 columns, passing bytes on as they are
   bool errIsTerminal = false;
-  std::function<void(pid_t)> onFirstError = {};  // when the first bytes arrive on standard error
+  std::optional<std::string> typed = {};  // standard input is a terminal at which this is typed; absent: no input
+  std::function<void(pid_t)> onFirstError = {};   // when the first bytes arrive on standard error
+  std::function<void(pid_t)> onFirstOutput = {};  // the same on standard output
 };
 
 /// Runs the program to its end; one that has not ended after a minute is killed.

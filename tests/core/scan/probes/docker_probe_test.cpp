@@ -105,7 +105,7 @@ TEST_F(Docker, NoVolumeIsTakenForUnusedUnlessEveryContainerWasAsked) {
 
 TEST_F(Docker, HostileNamesReachNoCommandAndNoFinding) {
   const std::string names =
-      R"x(printf '%s\n' -f --all 'a b' '$(reboot)' 'a;b' '`id`' 'a|b' "$(printf 'e\033[31m')" 'x>y' '')x";
+      R"x(printf '%s\n' -f --all 'a b' '$(reboot)' 'a;b' '`id`' 'a|b' "$(printf 'e\033[31m')" 'x>y' .hidden a/b ../c '')x";
   EXPECT_THAT(found(changed("volume ls", names)), ElementsAre(cache, dangling));
   EXPECT_THAT(found(changed("images", names + "; printf '%s\\n' short deadbeefcafeX sha256: -" + idA)),
               ElementsAre(cache, old));

@@ -1,0 +1,250 @@
+// clean, plan, apply, quarantine and trash as a person or a script meets them.
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/model/cleanup_plan.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "tests/cli/cli_fixture.h"
+#include "tests/support/temporary_mount.h"
+
+namespace tidra {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+namespace fs = std::filesystem;
+
+class CliCleanup : public CliTest {
+ protected:
+  /// A clean of the projects alone.
+  ProgramRun clean(std::vector<std::string> arguments, ProgramOptions options = {}) const {
+    arguments.insert(arguments.begin(), {"clean", "--no-system"});
+    return run(arguments, std::move(options));
+  }
+  static ProgramOptions typing(const std::string& answer) {
+    ProgramOptions options;
+    options.typed = answer + "\n";
+    return options;
+  }
+  bool exists(const std::string& relative) const { return static_cast<bool>(pathFacts(tree().path(relative))); }
+
+  static DisposalOutcome outcomeOf(const ProgramRun& ran) {
+    return JsonCodec<DisposalOutcome>::decode(parseJson(ran.out, "it"), "it");
+  }
+  /// A plan document with one item, some of its members replaced; "null" leaves one out.
+  std::string planText(const nlohmann::json& planChange = {}, const nlohmann::json& itemChange = {}) const {
+    auto plan = parseJson(run({"plan", "--no-system", "--method", "delete", "code/web"}).out, "it");
+    plan["items"].erase(1);
+    plan["items"][0].merge_patch(itemChange.is_null() ? nlohmann::json::object() : itemChange);
+    plan.merge_patch(planChange.is_null() ? nlohmann::json::object() : planChange);
+    return plan.dump();
+  }
+  ProgramRun apply(const std::string& text, std::vector<std::string> more = {"--yes"}) const {
+    more.insert(more.begin(), {"apply", tree().writeFile("plan.json", text)});
+    return run(more);
+  }
+};
+
+TEST_F(CliCleanup, NothingHappensWithoutAnAnswer) {
+  const auto before = tree().snapshot();
+  const ProgramRun silent = clean({});
+  EXPECT_EQ(silent.status, 2);
+  EXPECT_THAT(silent.err, HasSubstr("There is no terminal to ask; give --yes"));
+  EXPECT_EQ(clean({"--json"}).status, 2) << "a document is no consent";
+  for (const char* answer : {"n", "", "yess", "no"}) {
+    const ProgramRun refused = clean({}, typing(answer));
+    EXPECT_EQ(refused.status, 0) << answer;
+    EXPECT_THAT(refused.err, HasSubstr("Nothing was removed.")) << answer;
+  }
+  const ProgramRun dry = clean({"--dry-run"});
+  EXPECT_EQ(dry.status, 0);
+  EXPECT_THAT(dry.out, AllOf(HasSubstr("~/code/tool/target"), HasSubstr("nothing was changed")));
+  EXPECT_EQ(outcomeOf(clean({"-n", "--json", "--method", "quarantine"})).receipts.at(0).path,
+            tree().path("code/tool/target"));
+  EXPECT_EQ(tree().snapshot(), before);
+}
+
+TEST_F(CliCleanup, EveryMethodTakesTheSafeTierAndTellsWhatWentWhere) {
+  EXPECT_THAT(clean({"code/tool"}, typing("y")).out, HasSubstr("1 item with"));
+  EXPECT_TRUE(exists(".local/share/Trash/files/target"));
+  const auto outcome = outcomeOf(clean({"--yes", "--json", "--method", "quarantine", "code/web"}));
+  ASSERT_EQ(outcome.receipts.size(), 2U);
+  EXPECT_THAT(outcome.failures, IsEmpty());
+  EXPECT_EQ(outcome.receipts[0].bytes, 3000);
+  const ProgramRun listed = run({"quarantine", "list"});
+  EXPECT_THAT(linesOf(listed.out), ElementsAre(HasSubstr("-dist "), HasSubstr("-node_modules ")));
+  EXPECT_EQ(run({"quarantine", "restore", "no-such"}).status, 2);
+  EXPECT_EQ(run({"quarantine", "restore"}).status, 2);
+  EXPECT_EQ(run({"quarantine", "restore", "--all", "--dry-run"}).status, 0);
+  EXPECT_FALSE(exists("code/web/dist"));
+  EXPECT_EQ(run({"quarantine", "restore", "--all"}).status, 0);
+  EXPECT_TRUE(exists("code/web/dist/f") && exists("code/web/node_modules/a/f"));
+  EXPECT_THAT(clean({"--yes", "--method", "delete", "code/web"}).out, HasSubstr("2 items deleted"));
+  EXPECT_FALSE(exists("code/web/dist") || exists("code/web/node_modules"));
+  EXPECT_EQ(clean({"code/web"}).out, "Nothing to remove.\n");
+  for (const std::string wrong : {"shred", "", "Trash"})
+    EXPECT_THAT(clean({"--yes", "--method", wrong}).err, HasSubstr("is no method; known are")) << wrong;
+}
+
+TEST_F(CliCleanup, WhatCannotBeMadeAgainNeedsTheTypedAnswer) {
+  tree().writeFile("rules.json", R"({"projectRules": [{"id": "data", "folderName": "precious", "ecosystem": "general",
+                                     "tier": "warning"}]})");
+  tree().writeFile("code/web/precious/f", "x");
+  const std::vector<std::string> warning{"--rules",  "rules.json", "--tier",  "warning",
+                                         "--method", "delete",     "code/web"};
+  const auto with = [&](std::vector<std::string> more) {
+    more.insert(more.end(), warning.begin(), warning.end());
+    return more;
+  };
+  clean({"--rules", "rules.json", "--yes", "--method", "delete", "code/web"});
+  EXPECT_TRUE(exists("code/web/precious/f")) << "not without the tier";
+  const ProgramRun unattended = clean(with({"--yes"}));
+  EXPECT_EQ(unattended.status, 2);
+  EXPECT_THAT(unattended.err, HasSubstr("--yes is not enough"));
+  for (const char* answer : {"y", "yes", "remove", "remove 2"}) EXPECT_EQ(clean(with({}), typing(answer)).status, 0);
+  EXPECT_EQ(clean(with({"--yes"}), typing("y")).status, 0);
+  EXPECT_TRUE(exists("code/web/precious/f"));
+  EXPECT_THAT(clean(with({}), typing("remove 1")).out, HasSubstr("1 item deleted"));
+  EXPECT_FALSE(exists("code/web/precious"));
+}
+
+TEST_F(CliCleanup, PlansThatMakeNoSenseChangeNothing) {
+  const std::string path = tree().path("code/web/node_modules");
+  struct Case {
+    std::string text;
+    std::string told;
+  };
+  auto doubled = parseJson(planText(), "it");
+  doubled["items"].push_back(doubled["items"][0]);
+  auto withNul = parseJson(planText(), "it");
+  withNul["items"][0]["path"] = path + std::string(1, '\0') + "x";
+  std::vector<Case> cases{{"", "is not valid JSON"},
+                          {"{", "is not valid JSON"},
+                          {"[]", "the plan"},
+                          {planText({{"schemaVersion", 2}}), "use a newer Tidra"},
+                          {planText({{"schemaVersion", "1"}}), "schemaVersion"},
+                          {planText({{"items", 7}}), "items"},
+                          {planText({{"method", "shred"}}), "method"},
+                          {planText({{"host", "elsewhere"}}), "was made on 'elsewhere'"},
+                          {planText({}, {{"bytes", -1}}), "is negative"},
+                          {planText({}, {{"bytes", "3000"}}), "bytes"},
+                          {planText({}, {{"tier", "none"}}), "tier"},
+                          {planText({}, {{"path", "code/web/dist"}}), "is not absolute"},
+                          {planText({}, {{"path", tree().path("code/../code/web/dist")}}), "contains '..'"},
+                          {planText({}, {{"path", path + "/"}}), "ends with '/'"},
+                          {planText({}, {{"path", tree().path("code//web")}}), "empty component"},
+                          {doubled.dump(), "is listed twice"},
+                          {withNul.dump(), "holds a NUL byte"}};
+  for (const char* key : {"schemaVersion", "createdAt", "host", "method", "items"})
+    cases.push_back({planText({{key, nullptr}}), key});
+  for (const char* key : {"id", "path", "label", "bytes", "tier", "category", "source"})
+    cases.push_back({planText({}, {{key, nullptr}}), key});
+  const auto before = snapshotOf(tree().path("code"));
+  for (const Case& c : cases) {
+    const ProgramRun ran = apply(c.text);
+    EXPECT_EQ(ran.status, 2) << c.told;
+    EXPECT_EQ(ran.out, "") << c.told;
+    EXPECT_THAT(linesOf(ran.err), ElementsAre(AllOf(StartsWith("tidra: Plan '"), HasSubstr(c.told))));
+  }
+  EXPECT_EQ(run({"apply", tree().path("missing.json"), "--yes"}).status, 2);
+  EXPECT_EQ(run({"apply", "/dev/zero", "--yes"}).status, 2);
+  EXPECT_EQ(snapshotOf(tree().path("code")), before);
+  EXPECT_EQ(apply(planText()).status, 0);
+  EXPECT_FALSE(exists("code/web/node_modules"));
+}
+
+TEST_F(CliCleanup, AFailingItemIsNamedAndTheRestGoes) {
+  const std::string bent = planText({}, {{"path", tree().root()}});
+  auto plan = parseJson(run({"plan", "--no-system", "--method", "delete", "code/web"}).out, "it");
+  plan["items"].push_back(plan["items"][0]);
+  plan["items"][2]["path"] = tree().path("code/web");
+  for (const std::vector<std::string>& mode : {std::vector<std::string>{"--dry-run"}, {"--yes"}}) {
+    fs::remove_all(tree().path("code/web/dist"));
+    const ProgramRun ran = apply(plan.dump(), mode);
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_THAT(linesOf(ran.err),
+                ElementsAre(AllOf(HasSubstr(tree().path("code/web/dist")), HasSubstr("nothing that the rules name")),
+                            AllOf(HasSubstr(tree().path("code/web") + ":"), HasSubstr("--allow-any-path"))));
+  }
+  EXPECT_FALSE(exists("code/web/node_modules"));
+  EXPECT_TRUE(exists("code/web"));
+  const ProgramRun home = apply(bent, {"--yes", "--allow-any-path", "--json"});
+  EXPECT_EQ(home.status, 1);
+  EXPECT_THAT(outcomeOf(home).failures.at(0).message, HasSubstr("is protected"));
+}
+
+TEST_F(CliCleanup, WhatIsKeptIsToldInANoteAndListed) {
+  tree().writeFile("code/web/.tidra-keep");
+  const ProgramRun ran = clean({"--yes", "--method", "delete", "code/web"});
+  EXPECT_EQ(ran.out, "Nothing to remove.\n");
+  EXPECT_THAT(linesOf(ran.err), testing::Contains(AllOf(StartsWith("note: ~/code/web/dist is kept by"))));
+  EXPECT_EQ(report({"code/web"}).items.size(), 2U);
+  EXPECT_THAT(clean({"--yes", "--force", "--method", "delete", "code/web"}).out, HasSubstr("2 items deleted"));
+}
+
+TEST_F(CliCleanup, AnInterruptedPurgeLeavesTheRestInQuarantine) {
+  constexpr int entries = 300;
+  for (int i = 0; i < entries; ++i) {
+    const std::string entry = ".tidra/quarantine/20200101T000000-e" + std::to_string(i);
+    for (int k = 0; k < 20; ++k) tree().writeFile(entry + "/d" + std::to_string(k) + "/f");
+    tree().writeFile(entry + ".tidra.json",
+                     R"({"originalPath": "/x", "quarantinedAt": "2020-01-01T00:00:00Z", "host": "h"})");
+  }
+  tree().setMode(".tidra/quarantine", 0700);
+  ProgramOptions options;
+  options.onFirstOutput = [](pid_t program) { ::kill(program, SIGINT); };
+  const ProgramRun ran = run({"quarantine", "purge", "--yes"}, options);
+  EXPECT_EQ(ran.status, 130);
+  EXPECT_LT(linesOf(ran.out).size(), static_cast<std::size_t>(entries));
+  EXPECT_GE(linesOf(run({"quarantine", "list"}).out).size(), entries - linesOf(ran.out).size() - 1);
+  EXPECT_EQ(run({"quarantine", "purge", "--yes"}).status, 0);
+  EXPECT_EQ(run({"quarantine", "list"}).out, "Nothing is in quarantine.\n");
+}
+
+TEST_F(CliCleanup, AnEntryThatCannotBePurgedIsToldOnce) {
+  const std::string entry = ".tidra/quarantine/20200101T000000-e";
+  tree().makeFolder(entry);
+  tree().setMode(".tidra/quarantine", 0700);
+  tree().writeFile(entry + ".tidra.json",
+                   R"({"originalPath": "/x", "quarantinedAt": "2020-01-01T00:00:00Z", "host": "h"})");
+  const TemporaryMount mount(tree().makeFolder(entry + "/mounted"));
+  if (!mount) GTEST_SKIP() << "mounting is not permitted";
+  const ProgramRun ran = run({"quarantine", "purge", "--yes"});
+  EXPECT_EQ(ran.status, 1);
+  EXPECT_THAT(linesOf(ran.err), ElementsAre(HasSubstr("mounted file system")));
+  for (const auto& leftover : fs::directory_iterator(tree().path(".tidra/quarantine")))
+    ::umount2((leftover.path() / "mounted").c_str(), MNT_DETACH);
+}
+
+TEST_F(CliCleanup, AnInterruptedTrashPurgeSaysSo) {
+  constexpr int entries = 300;
+  for (int i = 0; i < entries; ++i) {
+    const std::string name = "e" + std::to_string(i);
+    for (int k = 0; k < 40; ++k) tree().writeFile(".local/share/Trash/files/" + name + "/d" + std::to_string(k) + "/f");
+    tree().writeFile(".local/share/Trash/info/" + name + ".trashinfo", "Path=/x\nDeletionDate=2020-01-01T00:00:00\n");
+  }
+  for (const char* folder : {"", "/files", "/info"}) tree().setMode(".local/share/Trash" + std::string(folder), 0700);
+  ProgramOptions options = typing("y");
+  // The question is the first thing on standard error.
+  options.onFirstError = [](pid_t program) {
+    ::usleep(30000);
+    ::kill(program, SIGINT);
+  };
+  const ProgramRun ran = run({"trash", "purge", "--older-than", "1d"}, options);
+  const auto left = fs::directory_iterator(tree().path(".local/share/Trash/info")) != fs::directory_iterator();
+  EXPECT_TRUE(ran.status == 130 || !left) << ran.status << ran.err;
+}
+
+}  // namespace
+}  // namespace tidra

@@ -1,0 +1,279 @@
+// From what a scan found, or a plan that somebody edited, to what goes and what stays.
+#include "core/session/cleanup_session.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+
+#include "core/model/removal_leftover.h"
+#include "core/platform/directory_reader.h"
+#include "tests/support/git_repositories.h"
+
+namespace tidra {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr TimePoint now{std::chrono::seconds{1750000000}};
+
+/// A process of its own that does something once and then waits for its end.
+class Bystander {
+ public:
+  template <class Deed>
+  explicit Bystander(Deed deed) {
+    std::array<int, 2> ready{};
+    if (::pipe(ready.data()) != 0) std::abort();
+    process_ = ::fork();
+    if (process_ == 0) {
+      const char done = deed() ? 'y' : 'n';
+      if (::write(ready[1], &done, 1) != 1) ::_exit(1);
+      for (;;) ::pause();
+    }
+    char done = 'n';
+    EXPECT_TRUE(::read(ready[0], &done, 1) == 1 && done == 'y');
+    for (const int end : ready) ::close(end);
+  }
+  ~Bystander() {
+    ::kill(process_, SIGKILL);
+    ::waitpid(process_, nullptr, 0);
+  }
+  Bystander(const Bystander&) = delete;
+  Bystander& operator=(const Bystander&) = delete;
+
+ private:
+  pid_t process_ = 0;
+};
+
+class CleanupSession : public WithGitRepositories {
+ protected:
+  ScanRequest request() const {
+    ScanRequest request;
+    request.roots = {tree_.path("code")};
+    request.catalog = RuleCatalog::load(R"({"catalogVersion": "test", "projectRules": [
+      {"id": "nm", "folderName": "node_modules", "ecosystem": "npm"},
+      {"id": "vendor", "folderName": "vendor", "ecosystem": "npm"},
+      {"id": "build", "folderName": "build", "ecosystem": "general", "tier": "caution"}], "systemRules": [
+      {"id": "cache", "category": "mine", "label": "Cache", "ecosystem": "general",
+       "paths": {"linux": ["~/.cache/mine"], "macos": ["~/.cache/mine"]}},
+      {"id": "sdk", "category": "mine", "label": "SDK", "ecosystem": "general", "tier": "warning", "mode": "children",
+       "paths": {"linux": ["~/sdks"], "macos": ["~/sdks"]}}]})");
+    request.resolver = {tree_.path("home"), environment_};
+    request.host = "a-host";
+    request.mounts = mountPoints();
+    request.git = git_;
+    request.scanSystem = false;
+    request.recordIdentities = true;
+    request.now = now;
+    return request;
+  }
+  CleanupSetting setting(DisposalMethod method = DisposalMethod::delete_) const {
+    CleanupSetting setting;
+    setting.service = {.resolver = request().resolver,
+                       .host = "a-host",
+                       .mounts = mountPoints(),
+                       .protectedFolders = {},
+                       .clock = [] { return now; },
+                       .shouldCancel = {}};
+    setting.method = method;
+    setting.quarantine = QuarantineConfig::makeDefault(request().resolver);
+    return setting;
+  }
+  std::vector<CleanupCandidate> selected(const CleanupOptions& options = {}) const {
+    return selectForCleanup(runScan(request()), request().resolver, options);
+  }
+  /// "path: refusal" of each, the path within "code".
+  std::vector<std::string> told(const std::vector<CleanupCandidate>& candidates) const {
+    std::vector<std::string> lines;
+    for (const auto& candidate : candidates) {
+      lines.push_back(candidate.item.path.substr(tree_.path("code/").size()) + ": " + candidate.refusal.value_or("-"));
+    }
+    return lines;
+  }
+  bool exists(const std::string& relative) const { return static_cast<bool>(pathFacts(tree_.path(relative))); }
+};
+
+TEST_F(CleanupSession, SelectsTheLargestFirstWithoutWhatAKeepFileProtects) {
+  tree_.writeFileOfSize("code/a/node_modules/f", 10);
+  tree_.writeFileOfSize("code/b/node_modules/f", 3000);
+  tree_.writeFileOfSize("code/c/node_modules/f", 200);
+  tree_.writeFile("code/c/node_modules/.tidra-keep");
+  tree_.writeFileOfSize("code/d/build/f", 20);
+  tree_.symlink("code/d/.tidra-keep", "nowhere");
+  const auto candidates = selected();
+  EXPECT_THAT(told(candidates),
+              ElementsAre("b/node_modules: -", AllOf(HasSubstr("c/node_modules: is kept by"), HasSubstr("--force")),
+                          HasSubstr("d/build: is kept by " + tree_.path("code/d/.tidra-keep")), "a/node_modules: -"));
+  const auto plan = makeCleanupPlan(candidates, DisposalMethod::trash, request());
+  EXPECT_EQ(plan.items.size(), 2U);
+  EXPECT_EQ(plan.totalBytes(), 3010);
+  EXPECT_EQ(plan.highestTier(), ArtifactSafetyTier::safe);
+  EXPECT_THAT(told(selected({.force = true})), testing::Each(testing::EndsWith(": -")));
+}
+
+TEST_F(CleanupSession, WhatIsInUseStays) {
+#ifndef __linux__
+  GTEST_SKIP() << "only Linux tells who uses a folder";
+#endif
+  for (const char* project : {"works", "works-inside", "locks", "idle", "works-not"})
+    tree_.writeFile("code/" + std::string(project) + "/node_modules/sub/f");
+  tree_.symlink("way", "code/works");
+  const auto worksIn = [&](const std::string& relative) {
+    return [path = tree_.path(relative)] { return ::chdir(path.c_str()) == 0; };
+  };
+  const Bystander inProject(worksIn("way"));
+  const Bystander inArtefact(worksIn("code/works-inside/node_modules/sub"));
+  const Bystander above(worksIn("code"));
+  const Bystander locker([path = tree_.path("code/locks/node_modules/sub/f")] {
+    const int file = ::open(path.c_str(), O_RDWR);
+    return file >= 0 && ::flock(file, LOCK_EX) == 0 && ::chdir("/") == 0;
+  });
+  auto candidates = selected();
+  std::sort(candidates.begin(), candidates.end(),
+            [](const auto& a, const auto& b) { return a.item.path < b.item.path; });
+  EXPECT_THAT(told(candidates),
+              ElementsAre("idle/node_modules: -",
+                          AllOf(HasSubstr("locks/node_modules: is in use: "),
+                                HasSubstr("has locked " + tree_.path("code/locks/node_modules/sub/f"))),
+                          HasSubstr("works-inside/node_modules: is in use: "), "works-not/node_modules: -",
+                          AllOf(HasSubstr("works/node_modules: is in use: "), HasSubstr("works in its project"))));
+  // It is asked again right before each removal.
+  const auto forced = selected({.force = true});
+  const auto outcome = runCleanup(forced, setting());
+  EXPECT_EQ(outcome.disposal.receipts.size(), 2U);
+  EXPECT_EQ(outcome.disposal.failures.size(), 3U);
+  auto force = setting();
+  force.options.force = true;
+  const auto candidatesLeft = selected({.force = true});
+  EXPECT_EQ(runCleanup(candidatesLeft, force).disposal.receipts.size(), 3U);
+}
+
+TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
+  makeRepository("code/app");
+  for (const char* file : {"vendor/lib/f", "node_modules/f", "build/f"})
+    tree_.writeFile("code/app/" + std::string(file));
+  git(tree_.path("code/app"), {"add", "vendor"});
+  makeRepository("code/mono");
+  for (const char* file : {"packages/one/build/kept", "packages/two/build/f"}) {
+    tree_.writeFile("code/mono/" + std::string(file));
+  }
+  git(tree_.path("code/mono"), {"add", "packages/one"});
+  tree_.writeFile("code/bare/vendor/f");
+  std::map<std::string, std::pair<ArtifactSafetyTier, std::string>> found;
+  for (const auto& finding : runScan(request()).findings) {
+    found[finding.path.substr(tree_.path("code/").size())] = {finding.safetyTier, finding.restoreHint.value_or("")};
+  }
+  using enum ArtifactSafetyTier;
+  const std::string tracked = "Holds files tracked by git";
+  EXPECT_EQ(found["app/vendor"], std::pair(warning, tracked));
+  EXPECT_EQ(found["mono/packages/one/build"], std::pair(warning, tracked));
+  EXPECT_EQ(found["app/node_modules"].first, safe);
+  EXPECT_EQ(found["app/build"].first, caution);
+  EXPECT_EQ(found["mono/packages/two/build"].first, caution);
+  EXPECT_EQ(found["bare/vendor"].first, safe);
+  // A git that does not answer makes nothing safe.
+  auto silent = request();
+  silent.git = script("git", "exit 1");
+  for (const auto& finding : runScan(silent).findings) {
+    EXPECT_TRUE(finding.safetyTier != safe || finding.path == tree_.path("code/bare/vendor")) << finding.path;
+  }
+}
+
+TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
+  makeRepository("code/p");
+  for (const char* file : {"node_modules/f", "vendor/f", "build/f", "src/f"})
+    tree_.writeFile("code/p/" + std::string(file));
+  tree_.writeFile("code/q/node_modules/f");
+  tree_.writeFile("code/r/node_modules/f");
+  CleanupPlan plan = makeCleanupPlan(selected(), DisposalMethod::delete_, request());
+  ASSERT_EQ(plan.items.size(), 5U);
+  std::sort(plan.items.begin(), plan.items.end(), [](const auto& a, const auto& b) { return a.path < b.path; });
+  plan.items.push_back(plan.items.front());
+  plan.items.back().path = tree_.path("code/p/src");
+  git(tree_.path("code/p"), {"add", "-f", "vendor"});
+  tree_.writeFile("code/q/.tidra-keep");
+  std::filesystem::remove_all(tree_.path("code/p/build"));
+  auto excluding = request();
+  excluding.exclusions.pathPrefixes.push_back(tree_.path("code/r"));
+  const auto checked = told(checkPlan(plan, excluding, {}));
+  EXPECT_THAT(checked,
+              ElementsAre(HasSubstr("p/build: is nothing that the rules name"), "p/node_modules: -",
+                          HasSubstr("p/vendor: is of tier warning by now, but the plan says safe"),
+                          HasSubstr("q/node_modules: is kept by"), HasSubstr("r/node_modules: is nothing that"),
+                          HasSubstr("p/src: is nothing that the rules name there")));
+  const auto allowed = checkPlan(plan, excluding, {.force = true, .allowAnyPath = true});
+  EXPECT_THAT(told(allowed), ElementsAre("p/build: -", "p/node_modules: -", HasSubstr("p/vendor: is of tier"),
+                                         "q/node_modules: -", "r/node_modules: -", "p/src: -"));
+  ASSERT_TRUE(allowed[1].identity);
+  std::filesystem::rename(tree_.path("code/p/node_modules"), tree_.path("code/p/before"));
+  tree_.writeFile("code/p/node_modules/other");
+  const auto outcome = runCleanup(allowed, setting());
+  EXPECT_TRUE(exists("code/p/node_modules/other")) << "swapped since it was looked at";
+  EXPECT_TRUE(exists("code/p/vendor/f"));
+  EXPECT_TRUE(exists("code/q/node_modules/f")) << "kept, and the run is not forced";
+  EXPECT_EQ(outcome.disposal.receipts.size(), 2U);
+  EXPECT_EQ(outcome.disposal.failures.size(), 4U);
+}
+
+TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
+  const std::string name = RemovalLeftover::name(7);
+  for (const std::string folder : {"code/p/", "home/.cache/", "home/sdks/", "code/p/node_modules/"})
+    tree_.writeFileOfSize(folder + name + "/f", 9);
+  tree_.writeFile("code/p/.tidra-removing-xyz/f");
+  auto all = request();
+  all.scanSystem = true;
+  all.categories = {"mine"};
+  const auto candidates = selectForCleanup(runScan(all), all.resolver, {});
+  std::vector<std::string> leftovers;
+  for (const auto& candidate : candidates) {
+    if (candidate.item.label == "Interrupted removal") {
+      leftovers.push_back(candidate.item.path.substr(tree_.root().size() + 1));
+      EXPECT_EQ(candidate.item.bytes, 9);
+      EXPECT_EQ(candidate.item.tier, ArtifactSafetyTier::safe);
+    }
+  }
+  EXPECT_THAT(leftovers, testing::UnorderedElementsAre("code/p/" + name, "home/.cache/" + name, "home/sdks/" + name));
+  const auto outcome = runCleanup(candidates, setting(DisposalMethod::trash));
+  EXPECT_THAT(outcome.disposal.failures, IsEmpty());
+  for (const std::string& leftover : leftovers) EXPECT_FALSE(exists(leftover)) << leftover;
+  EXPECT_FALSE(exists("home/.local/share/Trash/files/" + name));
+  EXPECT_TRUE(exists("code/p/.tidra-removing-xyz/f"));
+}
+
+TEST_F(CleanupSession, ProgressAddsUpAndCancellingLeavesTheRest) {
+  for (const int i : {1, 2, 3}) tree_.writeFileOfSize("code/p" + std::to_string(i) + "/node_modules/f", 100U * i);
+  const auto candidates = selected();
+  auto run = setting();
+  std::vector<std::string> steps;
+  bool cancel = false;
+  run.service.shouldCancel = [&] { return cancel; };
+  run.onProgress = [&](const CleanupProgress& progress) {
+    steps.push_back(std::to_string(progress.itemsDone) + "/" + std::to_string(progress.items) + " " +
+                    std::to_string(progress.bytesDone) + "/" + std::to_string(progress.bytes));
+  };
+  run.dryRun = true;
+  const auto before = tree_.snapshot();
+  EXPECT_EQ(runCleanup(candidates, run).disposal.receipts.size(), 3U);
+  EXPECT_EQ(tree_.snapshot(), before);
+  EXPECT_THAT(steps, ElementsAre("0/3 0/600", "1/3 300/600", "2/3 500/600", "3/3 600/600"));
+  run.dryRun = false;
+  run.onProgress = [&](const CleanupProgress& progress) { cancel = progress.itemsDone == 1; };
+  const auto outcome = runCleanup(candidates, run);
+  EXPECT_TRUE(outcome.cancelled);
+  EXPECT_FALSE(exists("code/p3/node_modules"));
+  EXPECT_TRUE(exists("code/p1/node_modules/f"));
+}
+
+}  // namespace
+}  // namespace tidra
