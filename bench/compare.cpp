@@ -1,10 +1,11 @@
 // Runs commands in turn, round after round, and prints how long they took beside each other. Only the ratios mean
 // something: a machine's speed drifts, and pairs of one round drift together.
 //
-//   tidra_bench_compare ROUNDS warm|cold NAME=COMMAND…
+//   tidra_bench_compare ROUNDS warm|cold [prepare=COMMAND] NAME=COMMAND…
 //
-// A COMMAND is split at blanks; its output is thrown away. The first command is the one that the others are compared
-// with. "cold" drops the page cache before every run, which only root may do.
+// What "prepare" names runs before every command and does not count. A COMMAND is split at blanks; its output is thrown
+// away. The first command is the one that the others are compared with. "cold" drops the page cache before every run,
+// which only root may do.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -110,12 +111,24 @@ int main(int argc, char** argv) {
   const bool cold = std::strcmp(argv[2], "cold") == 0;
   std::vector<Contender> contenders;
   for (int i = 3; i < argc; ++i) contenders.push_back(parse(argv[i]));
+  Contender preparation;
+  if (contenders.front().name == "prepare") {
+    preparation = contenders.front();
+    contenders.erase(contenders.begin());
+  }
+  const auto prepare = [&] {
+    if (!preparation.words.empty()) run(preparation);
+  };
   if (!cold) {
-    for (Contender& contender : contenders) run(contender);  // fills the cache; not counted
-    for (Contender& contender : contenders) contender.seconds.clear();
+    for (Contender& contender : contenders) {
+      prepare();
+      run(contender);  // fills the cache; not counted
+      contender.seconds.clear();
+    }
   }
   for (int round = 0; round < rounds; ++round) {
     for (Contender& contender : contenders) {
+      prepare();
       if (cold && !dropPageCache()) {
         std::printf("  (not measured: only root may drop the page cache)\n");
         return 0;

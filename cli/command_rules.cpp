@@ -9,6 +9,7 @@
 #include "cli/terminal.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/rules/catalog_files.h"
 
 namespace tidra {
 namespace {

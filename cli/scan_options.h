@@ -42,13 +42,6 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
 /// The home folder and the environment. Throws InputError.
 TidraPathResolver makeResolver(const std::optional<std::string>& home, const Environment& environment);
 
-/// The catalog: the built-in one with the rules of each file laid over it, without the disabled ones. Throws
-/// InputError.
-RuleCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules);
-
-/// Reads and validates a rules file. Throws InputError that names the file.
-RuleCatalog loadCatalogFile(const std::string& path);
-
 /// Now, in whole seconds.
 TimePoint currentTime();
 

@@ -1,8 +1,7 @@
 #include "app/state/exclusions_store.h"
 
-#include <random>
-
 #include "core/base/json_fields.h"
+#include "core/base/uuid.h"
 
 namespace tidra {
 namespace {
@@ -39,17 +38,6 @@ bool hasText(const nlohmann::json& row, const std::string& pathDisplay) {
 }
 
 }  // namespace
-
-std::string makeUuid() {
-  std::random_device random;
-  constexpr std::string_view digits = "0123456789ABCDEF";
-  std::string uuid = "xxxxxxxx-xxxx-4xxx-yxxx-xxxxxxxxxxxx";
-  for (char& c : uuid) {
-    if (c == 'x') c = digits[random() % 16U];
-    if (c == 'y') c = digits[8U + random() % 4U];
-  }
-  return uuid;
-}
 
 std::vector<ExclusionEntry> ExclusionsStore::load() const {
   std::vector<ExclusionEntry> entries;

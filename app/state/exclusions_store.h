@@ -35,7 +35,4 @@ class ExclusionsStore {
   std::function<void(const std::string&)> onNote_;
 };
 
-/// A random UUID (version 4) in upper case.
-std::string makeUuid();
-
 }  // namespace tidra

@@ -77,14 +77,20 @@ std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const Cleanu
 
 }  // namespace
 
-std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
-                                               const CleanupOptions& options) {
+std::vector<CleanupCandidate> candidatesOf(const std::vector<ScanReportItem>& items, const ScanOutcome& outcome,
+                                           const TidraPathResolver& resolver, const CleanupOptions& options) {
   std::vector<CleanupCandidate> candidates;
   RemovalGuard guard(resolver);
-  for (const ScanReportItem& item : outcome.report.items) {
+  for (const ScanReportItem& item : items) {
     auto& candidate = candidates.emplace_back(makeCandidate(item, outcome));
     candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }
+  return candidates;
+}
+
+std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
+                                               const CleanupOptions& options) {
+  auto candidates = candidatesOf(outcome.report.items, outcome, resolver, options);
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const auto& a, const auto& b) { return a.item.bytes > b.item.bytes; });
   return candidates;
@@ -138,6 +144,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
       result = service.dispose({candidate.item.path, candidate.identity}, setting.method, setting.dryRun,
                                setting.quarantine);
     }
+    if (setting.onResult) setting.onResult(candidate, result);
     if (auto* receipt = std::get_if<DisposalReceipt>(&result)) {
       outcome.disposal.receipts.push_back(std::move(*receipt));
     } else {

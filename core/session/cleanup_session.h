@@ -28,6 +28,10 @@ struct CleanupOptions {
   bool allowAnyPath = false;  // also paths that no rule names
 };
 
+/// Findings of a scan in the given order. Those that a keep file or their use protects carry a refusal.
+std::vector<CleanupCandidate> candidatesOf(const std::vector<ScanReportItem>& items, const ScanOutcome& outcome,
+                                           const TidraPathResolver& resolver, const CleanupOptions& options);
+
 /// Everything that a scan has found, the largest first. Those that a keep file or their use protects carry a refusal.
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
                                                const CleanupOptions& options);
@@ -56,6 +60,9 @@ struct CleanupSetting {
   CleanupOptions options;
   bool dryRun = false;
   std::function<void(const CleanupProgress&)> onProgress;  // before each item and at the end; on the caller's thread
+
+  /// What became of each item, right after it. What this throws ends the removal there.
+  std::function<void(const CleanupCandidate&, const TidraDeletionService::Result&)> onResult;
 };
 
 struct CleanupOutcome {

@@ -1,0 +1,47 @@
+#include "core/rules/catalog_files.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "core/base/errors.h"
+#include "core/base/text.h"
+#include "core/platform/files.h"
+
+namespace tidra {
+
+RuleCatalog loadCatalogFile(const std::string& path) {
+  const std::string shown = escapedForTerminal(path);
+  // A rule takes some hundred bytes; a device would never end.
+  constexpr std::size_t longest = std::size_t{64} * 1024 * 1024;
+  const auto text = readFile(path, longest);
+  if (!text && text.failure() == std::errc::file_too_large) {
+    throw InputError(fmt::format("Rules file '{}' is longer than 64 MiB; name a file with rules.", shown));
+  }
+  if (!text) throw InputError(fmt::format("Rules file '{}' cannot be read: {}.", shown, text.failure().message()));
+  try {
+    return RuleCatalog::load(*text);
+  } catch (const std::runtime_error& error) {
+    throw InputError(fmt::format("Rules file '{}': {}", shown, escapedForTerminal(error.what())));
+  }
+}
+
+RuleCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules) {
+  RuleCatalog catalog = RuleCatalog::builtIn();
+  for (const std::string& file : rulesFiles) catalog = catalog.merging(loadCatalogFile(file));
+  try {
+    RuleCatalog::validate(catalog.projectRules, catalog.systemRules);
+  } catch (const RuleCatalogError& error) {
+    throw InputError(fmt::format("The rules files do not go with the built-in rules: {}", error.what()));
+  }
+  for (const std::string& id : disabledRules) {
+    const auto hasId = [&](const auto& rule) { return rule.id == id; };
+    if (std::none_of(catalog.projectRules.begin(), catalog.projectRules.end(), hasId) &&
+        std::none_of(catalog.systemRules.begin(), catalog.systemRules.end(), hasId)) {
+      throw InputError(fmt::format("No rule has the id '{}'; tidra rules list shows them.", escapedForTerminal(id)));
+    }
+  }
+  return catalog.removing({disabledRules.begin(), disabledRules.end()});
+}
+
+}  // namespace tidra
