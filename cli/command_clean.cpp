@@ -100,7 +100,10 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
   }
   writeOut(planText(candidates, planView(view, request)));
   writeOut(fmt::format("{} {} in {}.\n", counted(plan.items.size(), "item", "items"),
-                       program.options.dryRun ? "would be" : "are", escapedForTerminal(*options.scan.output)));
+                       program.options.dryRun   ? "would be"
+                       : plan.items.size() == 1 ? "is"
+                                                : "are",
+                       escapedForTerminal(*options.scan.output)));
   return ExitStatus::done;
 }
 
