@@ -7,7 +7,6 @@
 #include <chrono>
 
 #include "app/state/state_folders.h"
-#include "cli/cleanup_view.h"
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
 #include "cli/progress_line.h"
@@ -50,7 +49,7 @@ Confirmation confirmationFor(const CleanupPlan& plan, const RemovalOptions& opti
 CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, CleanupSetting setting,
                                const Program& program) {
   const TerminalFacts facts = terminalFacts(STDERR_FILENO, program.options.color, program.environment);
-  ProgressLine line(facts.isTerminal && !program.options.quiet, facts.columns);
+  ProgressLine line(facts.movesCursor && !program.options.quiet, facts.columns);
   setting.onProgress = [&](const CleanupProgress& progress) { line.update(progress); };
   const InterruptGuard guard;
   return runCleanup(candidates, setting);
@@ -89,19 +88,29 @@ QuarantineConfig chosenQuarantine(const std::optional<std::string>& folder, cons
   return {.directory = absolutePath(*folder, resolver)};
 }
 
+void checkNamedQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver) {
+  const auto quarantine = openQuarantine(folder, resolver);
+  const auto variable = resolver.environment.find("TIDRA_QUARANTINE_DIR");
+  if (!folder && (variable == resolver.environment.end() || variable->second.empty())) return;
+  try {
+    quarantine.checkFolder();
+  } catch (const std::runtime_error& error) {
+    throw InputError(fmt::format("The quarantine cannot be used: {}.", error.what()));
+  }
+}
+
 QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver) {
   return {chosenQuarantine(folder, resolver), resolver, TidraHost::name(resolver.environment), mountPoints()};
 }
 
+CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& request) {
+  return {.terminal = view.terminal, .limit = view.limit, .home = request.resolver.home, .now = request.now};
+}
+
 int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
-             const RemovalOptions& options, const std::optional<std::string>& limit, const Program& program) {
+             const RemovalOptions& options, const ScanViewOptions& view, const Program& program) {
   CleanupSetting setting = settingFor(plan, request, options, program);
-  if (!options.json) {
-    writeOut(planText(candidates, {.terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment),
-                                   .limit = limit ? std::optional(parseCount(*limit)) : std::nullopt,
-                                   .home = request.resolver.home,
-                                   .now = request.now}));
-  }
+  if (!options.json) writeOut(planText(candidates, planView(view, request)));
   const bool asks = !setting.dryRun && (!plan.items.empty() || options.emptyTrash);
   if (asks && !confirmed(confirmationFor(plan, options), program)) {
     if (options.json) writeOut(jsonText(JsonCodec<DisposalOutcome>::encode({}), true) + "\n");
@@ -113,7 +122,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
                         : outcomeText(outcome.disposal, plan.method, program.options.dryRun));
   writeFailures(outcome.disposal.failures);
   if (outcome.cancelled) {
-    writeNote("Interrupted; the rest was left where it is.");
+    writeNote("Interrupted; what was not begun stays where it is.");
     return ExitStatus::interrupted;
   }
   const bool emptied = !options.emptyTrash || emptyTrash(request, options, program);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/cleanup_view.h"
 #include "cli/program.h"
 #include "cli/scan_options.h"
 #include "core/session/cleanup_session.h"
@@ -29,11 +30,18 @@ DisposalMethod parseMethod(const std::string& text);
 /// The quarantine of the option, else the default one. Throws InputError.
 QuarantineConfig chosenQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
 
+/// Throws InputError when the quarantine folder that the option or the environment names could not be used. The usual
+/// one is left to the items: those of other volumes need it not.
+void checkNamedQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
+
 /// The store of quarantine entries. Throws InputError.
 QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
 
+/// How a plan is listed: `view` with the circumstances of the request.
+CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& request);
+
 /// Shows the plan, asks, removes, tells. Gives the exit status.
 int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
-             const RemovalOptions& options, const std::optional<std::string>& limit, const Program& program);
+             const RemovalOptions& options, const ScanViewOptions& view, const Program& program);
 
 }  // namespace tidra

@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <limits>
 
 #include "cli/scan_view.h"
+#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/path_resolver.h"
@@ -58,11 +58,7 @@ std::string itemText(const CleanupCandidate& candidate, const Columns& columns, 
 
 std::int64_t sumOf(const std::vector<DisposalReceipt>& receipts) {
   std::int64_t sum = 0;
-  for (const DisposalReceipt& receipt : receipts) {
-    const std::int64_t bytes = receipt.bytes.value_or(0);
-    sum =
-        bytes > std::numeric_limits<std::int64_t>::max() - sum ? std::numeric_limits<std::int64_t>::max() : sum + bytes;
-  }
+  for (const DisposalReceipt& receipt : receipts) sum = saturatedSum(sum, receipt.bytes.value_or(0));
   return sum;
 }
 
@@ -77,7 +73,7 @@ std::string planText(const std::vector<CleanupCandidate>& candidates, const Clea
   const std::size_t limit = options.limit.value_or(options.terminal.isTerminal ? itemsOnScreen : 0);
   std::int64_t hidden = 0;
   if (limit > 0 && limit < all) {
-    for (std::size_t i = limit; i < all; ++i) hidden += listed[i]->item.bytes;
+    for (std::size_t i = limit; i < all; ++i) hidden = saturatedSum(hidden, listed[i]->item.bytes);
     listed.resize(limit);
   }
   const Columns columns = columnsFor(listed, options);

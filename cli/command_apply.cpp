@@ -48,10 +48,14 @@ std::optional<std::vector<CleanupCandidate>> checkInterruptibly(const CleanupPla
 
 int runApplyCommand(ApplyOptions& options, const Program& program) {
   options.removal.json = options.scan.json;
+  const ScanViewOptions view = chosenView(options.scan, program);
   ScanRequest request = makeScanRequest(options.scan, program.environment);
   CleanupPlan plan = readPlan(options.file, request.host, options.removal.force);
   if (options.removal.method) plan.method = parseMethod(*options.removal.method);
   chosenQuarantine(options.removal.quarantineFolder, request.resolver);
+  if (plan.method == DisposalMethod::quarantine) {
+    checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
+  }
   const auto candidates = checkInterruptibly(plan, request, options.removal);
   if (!candidates) return ExitStatus::interrupted;
   // What is refused anyway is not asked about.
@@ -59,7 +63,7 @@ int runApplyCommand(ApplyOptions& options, const Program& program) {
   for (const CleanupCandidate& candidate : *candidates) {
     if (!candidate.refusal) plan.items.push_back(candidate.item);
   }
-  return carryOut(*candidates, plan, request, options.removal, options.scan.limit, program);
+  return carryOut(*candidates, plan, request, options.removal, view, program);
 }
 
 }  // namespace
@@ -69,10 +73,7 @@ void addApplyCommand(CLI::App& app, Program& program) {
   CLI::App* command = app.add_subcommand("apply", "Carry out a plan that tidra plan has written");
   command->add_option("FILE", options->file, "The plan")->required()->type_name("");
   command->add_option("--home", options->scan.home, "Take DIR for the home folder")->type_name("DIR");
-  command->add_option("--rules", options->scan.rulesFiles, "Lay the rules of a file over the built-in ones")
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->type_name("");
+  addRuleOptions(*command, options->scan);
   command->add_option("--limit", options->scan.limit, "Items to list; 0 lists all")->type_name("N");
   command->add_flag("--json", options->scan.json, "Print one JSON document");
   addRemovalOptions(*command, options->removal);

@@ -1,6 +1,9 @@
 #include <fmt/format.h>
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 
 #include "cli/cleanup_options.h"
@@ -11,6 +14,7 @@
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
+#include "core/platform/standard_streams.h"
 
 namespace tidra {
 namespace {
@@ -28,10 +32,20 @@ ScanRequest requestFor(CleanOptions& options, const Program& program) {
   return request;
 }
 
-/// What nothing protects. The rest is told in a note each.
+/// By size they come as they are, the largest first.
+void sortBy(ScanSort order, std::vector<CleanupCandidate>& candidates) {
+  if (order == ScanSort::size) return;
+  std::stable_sort(candidates.begin(), candidates.end(), [order](const auto& a, const auto& b) {
+    if (order == ScanSort::path) return pathPrecedes(a.item.path, b.item.path);
+    return isOlder(a.reported->lastActivity, b.reported->lastActivity);
+  });
+}
+
+/// What nothing protects, in the order that was asked for. The rest is told in a note each.
 std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanRequest& request,
-                                       const RemovalOptions& options, const Program& program) {
+                                       const RemovalOptions& options, ScanSort order, const Program& program) {
   auto candidates = selectForCleanup(outcome, request.resolver, {.force = options.force});
+  sortBy(order, candidates);
   std::erase_if(candidates, [&](const CleanupCandidate& candidate) {
     if (candidate.refusal && !program.options.quiet) {
       writeNote(fmt::format("{} {}.", escapedForTerminal(request.resolver.displayPath(candidate.item.path)),
@@ -45,46 +59,51 @@ std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanReq
 int runCleanCommand(CleanOptions& options, const Program& program) {
   const DisposalMethod method = parseMethod(options.removal.method.value_or("trash"));
   options.removal.json = options.scan.json;
+  const ScanViewOptions view = chosenView(options.scan, program);
   if (options.scan.output) throw InputError("tidra clean has no --output; tidra plan -o writes down what it would do.");
   const ScanRequest request = requestFor(options, program);
   chosenQuarantine(options.removal.quarantineFolder, request.resolver);
+  if (method == DisposalMethod::quarantine) checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
   const ScanOutcome outcome = scanInterruptibly(request, program);
   if (outcome.report.partial) {
     writeNote("The scan was interrupted, so nothing was removed.");
     return ExitStatus::interrupted;
   }
-  const auto candidates = selected(outcome, request, options.removal, program);
+  const auto candidates = selected(outcome, request, options.removal, view.sort, program);
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   if (candidates.empty() && !options.removal.json && !options.removal.emptyTrash) {
     writeOut("Nothing to remove.\n");
     return ExitStatus::done;
   }
-  return carryOut(candidates, plan, request, options.removal, options.scan.limit, program);
+  return carryOut(candidates, plan, request, options.removal, view, program);
 }
 
 int runPlanCommand(CleanOptions& options, const Program& program) {
   const DisposalMethod method = parseMethod(options.removal.method.value_or("trash"));
   checkOutput(options.scan);
+  ScanViewOptions view = chosenView(options.scan, program);
+  // The list goes to standard output wherever the plan goes.
+  view.terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
   const ScanRequest request = requestFor(options, program);
   const ScanOutcome outcome = scanInterruptibly(request, program);
   if (outcome.report.partial) {
     writeNote("The scan was interrupted, so no plan was written.");
     return ExitStatus::interrupted;
   }
-  const auto candidates = selected(outcome, request, options.removal, program);
+  const auto candidates = selected(outcome, request, options.removal, view.sort, program);
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   const std::string text = jsonText(JsonCodec<CleanupPlan>::encode(plan), true) + "\n";
-  if (!options.scan.output) {
-    writeOut(text);
+  if (options.scan.output && !program.options.dryRun) writeResult(options.scan, text);
+  if (!options.scan.output || options.scan.json) {
+    if (!options.scan.output || descriptorNamed(*options.scan.output) != STDOUT_FILENO) writeOut(text);
     return ExitStatus::done;
   }
-  if (!program.options.dryRun) writeResult(options.scan, text);
-  writeOut(planText(candidates, {.terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment),
-                                 .limit = {},
-                                 .home = request.resolver.home,
-                                 .now = request.now}));
+  writeOut(planText(candidates, planView(view, request)));
   writeOut(fmt::format("{} {} in {}.\n", counted(plan.items.size(), "item", "items"),
-                       program.options.dryRun ? "would be" : "are", escapedForTerminal(*options.scan.output)));
+                       program.options.dryRun   ? "would be"
+                       : plan.items.size() == 1 ? "is"
+                                                : "are",
+                       escapedForTerminal(*options.scan.output)));
   return ExitStatus::done;
 }
 
@@ -93,7 +112,7 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
 void addCleanCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<CleanOptions>();
   CLI::App* command = app.add_subcommand("clean", "Remove what can be made again, after asking");
-  addScanOptions(*command, options->scan);
+  addScanOptions(*command, options->scan, "Items");
   addRemovalOptions(*command, options->removal);
   command->footer(
       "Examples:\n"
@@ -106,7 +125,7 @@ void addCleanCommand(CLI::App& app, Program& program) {
 void addPlanCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<CleanOptions>();
   CLI::App* command = app.add_subcommand("plan", "Write down what clean would remove, for tidra apply");
-  addScanOptions(*command, options->scan);
+  addScanOptions(*command, options->scan, "Items");
   command->add_option("--method", options->removal.method, "Where things will go: trash, quarantine or delete")
       ->type_name("METHOD");
   command->add_flag("--force", options->removal.force, "Also what .tidra-keep protects and what is in use");

@@ -62,10 +62,13 @@ int list(const QuarantineOptions& options, const Program& program) {
     return ExitStatus::done;
   }
   if (listing.entries.empty()) writeOut("Nothing is in quarantine.\n");
+  std::size_t width = 0;
+  for (const Entry& entry : listing.entries) width = std::max(width, displayWidth(shown(entry.name())));
+  constexpr std::size_t sizeWidth = 8;
   for (const Entry& entry : listing.entries) {
     const auto& manifest = entry.manifest;
-    writeOut(fmt::format("{}  {:>8}  {}\n", shown(entry.name()),
-                         manifest.bytes ? ByteFormatting::compact(*manifest.bytes) : "–",
+    const std::string size = manifest.bytes ? ByteFormatting::compact(*manifest.bytes) : "–";
+    writeOut(fmt::format("{}  {}  {}\n", paddedRight(shown(entry.name()), width), paddedLeft(size, sizeWidth),
                          shown(resolver.displayPath(manifest.originalPath))));
   }
   return ExitStatus::done;
@@ -96,16 +99,16 @@ void requireNamesOrAll(const QuarantineOptions& options) {
 /// Does something to each entry and tells how it went.
 template <class Action>
 int forEach(const std::vector<Entry>& entries, const QuarantineOptions& options, const Program& program,
-            std::string_view past, Action act) {
+            const std::string& past, Action act) {
   std::vector<TidraDeletionFailure> failures;
-  auto paths = nlohmann::json::array();
+  std::vector<std::string> paths;
   const InterruptGuard guard;
   for (const Entry& entry : entries) {
     if (InterruptGuard::requested()) break;
     try {
       act(entry);
       const std::string told = past == "restored" ? entry.manifest.originalPath : entry.name();
-      paths.push_back(JsonCodec<std::string>::encode(entry.url));
+      paths.push_back(entry.url);
       if (!options.json) {
         writeOut(fmt::format("{} {} {}.\n", shown(told), program.options.dryRun ? "would be" : "is", past));
       }
@@ -114,10 +117,9 @@ int forEach(const std::vector<Entry>& entries, const QuarantineOptions& options,
     }
   }
   if (options.json) {
-    writeOut(jsonText({{std::string(past), paths},
-                       {"failures", JsonCodec<std::vector<TidraDeletionFailure>>::encode(failures)}},
-                      true) +
-             "\n");
+    nlohmann::json object{{"failures", JsonCodec<std::vector<TidraDeletionFailure>>::encode(failures)}};
+    putByteList(object, past.c_str(), paths);
+    writeOut(jsonText(object, true) + "\n");
   }
   writeFailures(failures);
   if (InterruptGuard::requested()) return ExitStatus::interrupted;
@@ -162,7 +164,7 @@ int purge(const QuarantineOptions& options, const Program& program) {
   }
   const auto entries = byName ? chosen(options, std::move(listing.entries)) : std::move(listing.entries);
   std::int64_t bytes = 0;
-  for (const Entry& entry : entries) bytes += entry.manifest.bytes.value_or(0);
+  for (const Entry& entry : entries) bytes = saturatedSum(bytes, entry.manifest.bytes.value_or(0));
   const Confirmation question{fmt::format("Delete {} ({}) from quarantine for good?",
                                           counted(entries.size(), "entry", "entries"), ByteFormatting::compact(bytes)),
                               {}};

@@ -24,11 +24,9 @@ struct TrashOptions {
 
 void writeResult(const FreedesktopTrash::Purged& purged, const TrashOptions& options, const Program& program) {
   if (options.json) {
-    const auto paths = JsonCodec<std::vector<std::string>>::encode(purged.paths);
-    writeOut(jsonText({{"purged", paths},
-                       {"failures", JsonCodec<std::vector<TidraDeletionFailure>>::encode(purged.failures)}},
-                      true) +
-             "\n");
+    nlohmann::json object{{"failures", JsonCodec<std::vector<TidraDeletionFailure>>::encode(purged.failures)}};
+    putByteList(object, "purged", purged.paths);
+    writeOut(jsonText(object, true) + "\n");
     return;
   }
   for (const std::string& path : purged.paths) {
@@ -40,7 +38,8 @@ void writeResult(const FreedesktopTrash::Purged& purged, const TrashOptions& opt
 int purge(const TrashOptions& options, const Program& program) {
   const FreedesktopTrash trash(makeResolver(options.home, program.environment), mountPoints());
   const TimePoint cutOff = momentBefore(currentTime(), parseAge(options.olderThan));
-  FreedesktopTrash::Purged purged{.paths = trash.olderThan(cutOff), .failures = {}, .notes = {}};
+  FreedesktopTrash::Purged purged;
+  purged.paths = trash.olderThan(cutOff, purged.notes);
   bool interrupted = false;
   if (!program.options.dryRun) {
     const auto count = counted(purged.paths.size(), "item", "items");

@@ -33,8 +33,11 @@ struct ScanOptions {
   bool last = false;
 };
 
-/// Declares the options on a command. `options` must outlive the parsing.
-void addScanOptions(CLI::App& command, ScanOptions& options);
+/// Declares the options on a command. `options` must outlive the parsing. `listed` says what --limit counts.
+void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& listed = "Projects");
+
+/// Declares those that choose the rules and what is kept out, and the number of workers.
+void addRuleOptions(CLI::App& command, ScanOptions& options);
 
 /// The request for a scan. Throws InputError with one sentence for the first option that cannot be used.
 ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment);

@@ -57,11 +57,6 @@ std::string groupTitle(const ScanReport& report, const ScanReportItem& item) {
   return shown(TidraPathResolver{report.home, {}}.displayPath(item.group));
 }
 
-bool isOlder(const std::optional<TimePoint>& a, const std::optional<TimePoint>& b) {
-  if (a.has_value() != b.has_value()) return a.has_value();
-  return a && *a < *b;
-}
-
 std::vector<Group> makeGroups(const ScanReport& report, ScanSort sort) {
   std::vector<Group> groups;
   std::map<std::string_view, std::size_t> places;
@@ -302,6 +297,11 @@ class ScanTextWriter {
 
 std::string scanText(const ScanReport& report, const ScanViewOptions& options) {
   return ScanTextWriter(report, options).write();
+}
+
+bool isOlder(const std::optional<TimePoint>& a, const std::optional<TimePoint>& b) {
+  if (a.has_value() != b.has_value()) return a.has_value();
+  return a && *a < *b;
 }
 
 std::string shortAge(const std::optional<TimePoint>& lastActivity, TimePoint now) {

@@ -35,6 +35,9 @@ struct ScanViewOptions {
 /// The report grouped by project, then totals per ecosystem and per tier, then the sum.
 std::string scanText(const ScanReport& report, const ScanViewOptions& options);
 
+/// True when the first date lies before the second; an unknown one comes last.
+bool isOlder(const std::optional<TimePoint>& a, const std::optional<TimePoint>& b);
+
 /// "8 mo", "3 d" or "today"; "–" for an unknown age.
 std::string shortAge(const std::optional<TimePoint>& lastActivity, TimePoint now);
 

@@ -1,5 +1,6 @@
 #include "core/base/json_fields.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -159,6 +160,13 @@ std::string JsonObjectReader::requiredBytes(const char* key) const {
 void putBytes(nlohmann::json& object, const char* key, const std::string& bytes) {
   object[key] = JsonCodec<std::string>::encode(bytes);
   if (!isValidUtf8(bytes)) object[std::string(key) + "Bytes"] = base64Encoded(bytes);
+}
+
+void putByteList(nlohmann::json& object, const char* key, const std::vector<std::string>& values) {
+  object[key] = JsonCodec<std::vector<std::string>>::encode(values);
+  if (std::all_of(values.begin(), values.end(), [](const std::string& value) { return isValidUtf8(value); })) return;
+  auto& exact = object[std::string(key) + "Bytes"] = nlohmann::json::array();
+  for (const std::string& value : values) exact.push_back(base64Encoded(value));
 }
 
 }  // namespace tidra

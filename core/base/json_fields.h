@@ -176,4 +176,8 @@ void putOptional(nlohmann::json& object, const char* key, const std::optional<T>
 /// Adds a text that may be any bytes: readable under `key`, and when that is not exact, base64 under `key` + "Bytes".
 void putBytes(nlohmann::json& object, const char* key, const std::string& bytes);
 
+/// The same for an array of such texts: when one of them is not exact, all of them, in the same order, under
+/// `key` + "Bytes".
+void putByteList(nlohmann::json& object, const char* key, const std::vector<std::string>& values);
+
 }  // namespace tidra

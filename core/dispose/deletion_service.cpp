@@ -96,11 +96,11 @@ DisposalReceipt TidraDeletionService::disposePath(const Item& item, DisposalMeth
                           .at = setting_.clock()};
   if (!dryRun) {
     act(entry, standardizedPath(path), *quarantine_, receipt);
-  } else if (method == DisposalMethod::trash) {
-    trash_.check(entry);
-  } else if (method == DisposalMethod::quarantine) {
-    quarantine_->check(entry);
+    return receipt;
   }
+  requireChangeable(entry);
+  if (method == DisposalMethod::trash) trash_.check(entry);
+  if (method == DisposalMethod::quarantine) quarantine_->check(entry);
   return receipt;
 }
 
@@ -122,6 +122,8 @@ std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry
   if (entry.facts.type != EntryType::directory) return signedBytes(entry.facts.sizeBytes);
   const auto bytes = TidraDirectorySizeReader::readAll(
       {entry.path()}, {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = setting_.shouldCancel});
+  // A person who breaks off while a large tree is measured does not want it moved any more.
+  if (isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
   return bytes.front() ? std::optional(signedBytes(*bytes.front())) : std::nullopt;
 }
 

@@ -147,7 +147,7 @@ FreedesktopTrash::Store FreedesktopTrash::openExisting(const std::string& folder
 void FreedesktopTrash::check(const HeldEntry& entry) const {
   const auto location = locationFor(entry);
   for (const std::string& folder : {parentPath(location.files), location.files, location.info}) {
-    if (pathFacts(folder)) StoreFolder::openExisting(folder, true, storeName);
+    requireStoreUsable(folder, true, storeName);
   }
   requireSameVolume(entry, location.files, wayOut);
 }
@@ -197,17 +197,18 @@ std::vector<std::string> FreedesktopTrash::trashFolders() const {
 std::vector<FreedesktopTrash::Entry> FreedesktopTrash::entries(const Store& store, TimePoint cutOff) {
   std::vector<Entry> entries;
   for (const std::string& name : namesIn(store.info)) {
-    if (!name.ends_with(infoSuffix) || name.size() == infoSuffix.size()) continue;
+    if (!name.ends_with(infoSuffix)) continue;
+    const std::string item = name.substr(0, name.size() - infoSuffix.size());
+    if (!namesAnEntry(item)) continue;
     const auto text = readFileEntry(store.info.descriptor(), name.c_str(), largestInfo);
     const auto date = text ? dateOf(*text) : std::nullopt;
-    if (date && *date < cutOff) entries.push_back({name.substr(0, name.size() - infoSuffix.size()), *date});
+    if (date && *date < cutOff) entries.push_back({item, *date});
   }
   return entries;
 }
 
-void FreedesktopTrash::purgeFolder(const std::string& folder, TimePoint cutOff,
-                                   const std::function<bool()>& shouldCancel, Purged& purged) const {
-  const Store store = openExisting(folder);
+void FreedesktopTrash::purgeStore(const Store& store, TimePoint cutOff, const std::function<bool()>& shouldCancel,
+                                  Purged& purged) {
   const auto isCancelled = [&] { return shouldCancel && shouldCancel(); };
   const auto remove = [&](const std::string& path) {
     try {
@@ -244,32 +245,32 @@ FreedesktopTrash::Purged FreedesktopTrash::purge(std::int64_t olderThanDays, Tim
   return purgeBefore(now - retention(olderThanDays), shouldCancel);
 }
 
+void FreedesktopTrash::forEachTrash(std::vector<std::string>& notes,
+                                    const std::function<void(const Store&)>& act) const {
+  for (const std::string& folder : trashFolders()) {
+    try {
+      act(openExisting(folder));
+    } catch (const std::system_error& error) {
+      if (error.code() == std::errc::no_such_file_or_directory) continue;  // nothing was ever trashed there
+      notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.code().message()));
+    } catch (const std::exception& error) {
+      notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.what()));
+    }
+  }
+}
+
 FreedesktopTrash::Purged FreedesktopTrash::purgeBefore(TimePoint cutOff,
                                                        const std::function<bool()>& shouldCancel) const {
   Purged purged;
-  for (const std::string& folder : trashFolders()) {
-    try {
-      purgeFolder(folder, cutOff, shouldCancel, purged);
-    } catch (const std::system_error& error) {
-      if (error.code() == std::errc::no_such_file_or_directory) continue;  // nothing was ever trashed there
-      purged.notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.code().message()));
-    } catch (const std::exception& error) {
-      purged.notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.what()));
-    }
-  }
+  forEachTrash(purged.notes, [&](const Store& store) { purgeStore(store, cutOff, shouldCancel, purged); });
   return purged;
 }
 
-std::vector<std::string> FreedesktopTrash::olderThan(TimePoint cutOff) const {
+std::vector<std::string> FreedesktopTrash::olderThan(TimePoint cutOff, std::vector<std::string>& notes) const {
   std::vector<std::string> paths;
-  for (const std::string& folder : trashFolders()) {
-    try {
-      const Store store = openExisting(folder);
-      for (const Entry& entry : entries(store, cutOff)) paths.push_back(store.files.pathOf(entry.name));
-    } catch (const std::exception&) {
-      continue;  // purging tells why
-    }
-  }
+  forEachTrash(notes, [&](const Store& store) {
+    for (const Entry& entry : entries(store, cutOff)) paths.push_back(store.files.pathOf(entry.name));
+  });
   return paths;
 }
 

@@ -56,8 +56,8 @@ class FreedesktopTrash {
   /// Removes what was trashed before this moment, and finishes removals that were cut short.
   Purged purgeBefore(TimePoint cutOff, const std::function<bool()>& shouldCancel = {}) const;
 
-  /// What purgeBefore() would remove.
-  std::vector<std::string> olderThan(TimePoint cutOff) const;
+  /// What purgeBefore() would remove. `notes` gets what it would pass over and why.
+  std::vector<std::string> olderThan(TimePoint cutOff, std::vector<std::string>& notes) const;
 
   /// The path as the "Path=" line of an info file has it.
   static std::string encodedPath(std::string_view path);
@@ -78,12 +78,14 @@ class FreedesktopTrash {
 
   std::string trashFolderFor(const HeldEntry& entry) const;
   std::vector<std::string> trashFolders() const;
+  /// Does something with each trash folder. One that cannot be used gives a note; one that is empty gives nothing.
+  void forEachTrash(std::vector<std::string>& notes, const std::function<void(const Store&)>& act) const;
   Store open(const std::string& folder) const;
   static Store openExisting(const std::string& folder);
   std::string reserve(const Store& store, const std::string& stem, const std::string& text);
   static std::vector<Entry> entries(const Store& store, TimePoint cutOff);
-  void purgeFolder(const std::string& folder, TimePoint cutOff, const std::function<bool()>& shouldCancel,
-                   Purged& purged) const;
+  static void purgeStore(const Store& store, TimePoint cutOff, const std::function<bool()>& shouldCancel,
+                         Purged& purged);
 
   TidraPathResolver resolver_;
   std::vector<MountPoint> mounts_;

@@ -33,7 +33,9 @@ std::string manifestOf(const std::string& entryName) {
 }
 
 bool isManifest(std::string_view name) {
-  return name.ends_with(QuarantineDisposer::manifestSuffix) && name.size() > QuarantineDisposer::manifestSuffix.size();
+  if (!name.ends_with(QuarantineDisposer::manifestSuffix)) return false;
+  name.remove_suffix(QuarantineDisposer::manifestSuffix.size());
+  return namesAnEntry(name);
 }
 
 std::vector<std::string> sortedNames(const StoreFolder& store) {
@@ -85,9 +87,11 @@ std::string QuarantineDisposer::rootFor(const HeldEntry& entry) const {
 
 void QuarantineDisposer::check(const HeldEntry& entry) const {
   const std::string root = rootFor(entry);
-  if (pathFacts(root)) StoreFolder::openExisting(root, false, storeName);
+  requireStoreUsable(root, false, storeName);
   requireSameVolume(entry, root, wayOut);
 }
+
+void QuarantineDisposer::checkFolder() const { requireStoreUsable(config_.directory, false, storeName); }
 
 std::string QuarantineDisposer::reserve(const StoreFolder& store, const std::string& stem,
                                         const std::string& manifest) {
@@ -170,6 +174,9 @@ std::vector<QuarantineDisposer::Root> QuarantineDisposer::readRoots(std::vector<
 QuarantineDisposer::Listing QuarantineDisposer::list() const {
   Listing listing;
   for (Root& root : readRoots(listing.notes)) {
+    // The names of manifests, by which they are read, sort differently.
+    std::sort(root.found.begin(), root.found.end(),
+              [](const Found& a, const Found& b) { return a.entry.url < b.entry.url; });
     for (Found& found : root.found) {
       if (found.hasItem) listing.entries.push_back(std::move(found.entry));
     }
@@ -235,7 +242,9 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, bool with
 void QuarantineDisposer::checkRestore(const Entry& entry) const {
   const std::string& original = entry.manifest.originalPath;
   const std::string place = standardizedPath(original.starts_with('/') ? original : "/");
-  if (!original.starts_with('/') || place == "/") {
+  const auto pieces = split(original, '/');
+  const bool bent = std::find(pieces.begin(), pieces.end(), "..") != pieces.end();
+  if (!original.starts_with('/') || place == "/" || bent || original.find('\0') != std::string::npos) {
     throw DisposalError(
         fmt::format("its manifest names '{}' as its place, which is no path to restore to", shown(original)));
   }
@@ -270,9 +279,11 @@ nlohmann::json JsonCodec<QuarantineDisposer::Manifest>::encode(const QuarantineD
 QuarantineDisposer::Manifest JsonCodec<QuarantineDisposer::Manifest>::decode(const nlohmann::json& value,
                                                                              const std::string& where) {
   const JsonObjectReader object(value, where);
+  auto bytes = object.optional<std::int64_t>("bytes");
+  if (bytes && *bytes < 0) bytes.reset();
   return {.originalPath = object.requiredBytes("originalPath"),
           .quarantinedAt = object.required<TimePoint>("quarantinedAt"),
-          .bytes = object.optional<std::int64_t>("bytes"),
+          .bytes = bytes,
           .host = object.required<std::string>("host")};
 }
 

@@ -85,6 +85,9 @@ class QuarantineDisposer {
   /// Throws DisposalError or std::system_error when the item could not be quarantined now. Makes nothing.
   void check(const HeldEntry& entry) const;
 
+  /// Throws DisposalError when the configured folder could not be used now. Makes nothing.
+  void checkFolder() const;
+
   /// Moves one item into quarantine. `originalPath` is what the manifest tells. The manifest is on disk before the item
   /// moves, and is removed again when the move fails. Throws DisposalError, UnsafePathError or std::system_error; the
   /// item is in its place then.

@@ -23,7 +23,11 @@ StoreFolder checked(const HeldFolder& parent, const std::string& name, bool othe
   const std::string path = joinedPath(parent.path, name);
   auto component = openPathComponent(parent.descriptor.get(), name);
   if (!component && component.failure() != std::errc::not_a_directory) throw std::system_error(component.failure());
-  if (!component || !component->folder) {
+  if (component && !component->folder) {
+    throw DisposalError(fmt::format("{} {} is a link, which is not followed there; use the folder that it leads to",
+                                    what, shown(path)));
+  }
+  if (!component) {
     throw DisposalError(fmt::format("{} {} is not a folder; move it away or choose another place", what, shown(path)));
   }
   StoreFolder store{{std::move(component->folder), path}};
@@ -145,6 +149,39 @@ void requireSameVolume(const HeldEntry& entry, const std::string& storePath, std
   if (Volumes::differ(entry.folder, existing)) throw otherVolume(entry, storePath, holdFolder(existing), wayOut);
 }
 
+void requireStoreUsable(const std::string& path, bool othersMayRead, const std::string& what) {
+  const std::string whole = standardizedPath(path);
+  if (whole == "/") throw DisposalError(fmt::format("{} cannot be / itself; choose another place", what));
+  try {
+    if (pathFacts(whole)) {
+      const auto store = StoreFolder::openExisting(whole, othersMayRead, what);
+      const auto reason = reasonEntriesStay(store.descriptor());
+      if (reason)
+        throw DisposalError(fmt::format("{} {} cannot be written to: {}", what, shown(whole), reason.message()));
+      return;
+    }
+    std::string above = parentPath(whole);
+    while (above != "/" && !pathFacts(above)) above = parentPath(above);
+    if (const auto reason = reasonEntriesStay(holdFolder(above).descriptor.get())) throw std::system_error(reason);
+  } catch (const std::system_error& error) {
+    throw DisposalError(fmt::format("{} {} cannot be made: {}", what, shown(whole), error.code().message()));
+  } catch (const UnsafePathError& error) {
+    throw DisposalError(fmt::format("{} {} cannot be used: {}", what, shown(whole), error.what()));
+  }
+}
+
+void requireChangeable(const HeldEntry& entry) {
+  const int descriptor = entry.folder.descriptor.get();
+  if (const auto reason = reasonEntriesStay(descriptor)) throw DisposalError(reason);
+  constexpr std::uint32_t onlyOwnersMayRemove = 01000;
+  const auto folder = descriptorFacts(descriptor);
+  const std::uint32_t user = runningUser();
+  if (!folder || user == 0 || (folder->permissions & onlyOwnersMayRemove) == 0) return;
+  if (folder->owner != user && entry.facts.owner != user) {
+    throw DisposalError(std::make_error_code(std::errc::operation_not_permitted));
+  }
+}
+
 std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, const std::string& name,
                               std::string_view wayOut) {
   const auto reason = moveOpeningUp(entry, store, name);
@@ -158,6 +195,8 @@ std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, 
   moveEntry(store.descriptor(), name, entry.folder.descriptor.get(), entry.name);
   throw DisposalError("was replaced by something else in this moment, which stays in its place");
 }
+
+bool namesAnEntry(std::string_view name) { return !name.empty() && name != "." && name != ".."; }
 
 std::string shortenedName(std::string_view name, std::size_t reserved) {
   constexpr std::size_t longest = 255;

@@ -60,6 +60,17 @@ void requireSameVolume(const HeldEntry& entry, const std::string& storePath, std
 std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, const std::string& name,
                               std::string_view wayOut);
 
+/// Throws DisposalError when a store at this absolute path could not be used or made now, with the sentence of
+/// StoreFolder::open() where that would refuse it. Makes nothing.
+void requireStoreUsable(const std::string& path, bool othersMayRead, const std::string& what);
+
+/// Throws DisposalError with the system's reason when the running user may not take the entry out of its folder.
+void requireChangeable(const HeldEntry& entry);
+
+/// False for "", "." and "..", which name no entry of a folder. A manifest or info file called after one of them would
+/// have the whole store removed in its name.
+bool namesAnEntry(std::string_view name);
+
 /// As much of a name as leaves room for `reserved` bytes within the length that file systems take, cut between
 /// characters.
 std::string shortenedName(std::string_view name, std::size_t reserved);

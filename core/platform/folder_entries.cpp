@@ -135,6 +135,8 @@ std::error_code grantOwnerAccess(int folder, const char* name) {
   return changePermissions(held, facts->permissions | S_IRWXU);
 }
 
+std::error_code reasonEntriesStay(int folder) { return answer(::faccessat(folder, ".", W_OK | X_OK, AT_EACCESS)); }
+
 std::error_code setPermissions(int folder, unsigned permissions) { return changePermissions(folder, permissions); }
 
 }  // namespace tidra

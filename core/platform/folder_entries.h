@@ -44,6 +44,9 @@ std::error_code flushEntries(int folder);
 /// the running user: operation_not_permitted otherwise.
 std::error_code grantOwnerAccess(int folder, const char* name);
 
+/// Why entries of a folder cannot be added or removed by the running user; none when they can.
+std::error_code reasonEntriesStay(int folder);
+
 /// Sets the permission bits of an open folder.
 std::error_code setPermissions(int folder, unsigned permissions);
 

@@ -63,8 +63,8 @@ std::string programName(std::int64_t process) {
   return name ? std::string(trimmed(*name)) : "unknown";
 }
 
-/// "1: FLOCK  ADVISORY  WRITE 4711 fd:01:262150 0 EOF": process and inode. A lock without a known owner has -1.
-/// Processes that wait for a lock stand behind "->".
+/// "1: FLOCK  ADVISORY  WRITE 4711 fd:01:262150 0 EOF": process and inode. A lock that belongs to an open file and not
+/// to a process has -1. Processes that wait for a lock stand behind "->".
 std::set<std::pair<std::int64_t, std::int64_t>> heldLocks() {
   std::set<std::pair<std::int64_t, std::int64_t>> locks;
   const auto text = readFile("/proc/locks");
@@ -77,17 +77,17 @@ std::set<std::pair<std::int64_t, std::int64_t>> heldLocks() {
     const auto process = number(fields[processField]);
     const auto file = split(fields[fileField], ':');
     const auto inode = file.size() == 3 ? number(file[2]) : std::nullopt;
-    if (process && inode && *process > 0) locks.emplace(*process, *inode);
+    if (process && inode) locks.emplace(*process, *inode);
   }
   return locks;
 }
 
-void addLockedFiles(std::int64_t process, std::int64_t inode, std::vector<PlaceUse>& uses) {
+void addLockedFiles(std::int64_t process, const std::set<std::int64_t>& inodes, std::vector<PlaceUse>& uses) {
   const std::string folder = fmt::format("/proc/{}/fd", process);
   for (const auto descriptor : numberedEntries(folder)) {
     const std::string link = fmt::format("{}/{}", folder, descriptor);
     const auto facts = followedFacts(link);
-    if (!facts || facts->identity.inode != static_cast<std::uint64_t>(inode)) continue;
+    if (!facts || !inodes.contains(static_cast<std::int64_t>(facts->identity.inode))) continue;
     if (auto path = linkTarget(link)) uses.push_back({process, programName(process), std::move(*path)});
   }
 }
@@ -97,13 +97,25 @@ void addLockedFiles(std::int64_t process, std::int64_t inode, std::vector<PlaceU
 UsageSnapshot UsageSnapshot::take() {
   UsageSnapshot snapshot;
   const auto ours = ownLine();
-  for (const auto process : numberedEntries("/proc")) {
+  const auto processes = numberedEntries("/proc");
+  for (const auto process : processes) {
     if (ours.contains(process)) continue;
     auto folder = linkTarget(fmt::format("/proc/{}/cwd", process));
     if (folder) snapshot.workingFolders.push_back({process, programName(process), std::move(*folder)});
   }
+  const std::set<std::int64_t> alive(processes.begin(), processes.end());
+  std::set<std::int64_t> inherited;
   for (const auto& [process, inode] : heldLocks()) {
-    if (!ours.contains(process)) addLockedFiles(process, inode, snapshot.lockedFiles);
+    if (ours.contains(process)) continue;
+    if (alive.contains(process)) {
+      addLockedFiles(process, {inode}, snapshot.lockedFiles);
+    } else {
+      inherited.insert(inode);
+    }
+  }
+  // A lock outlives the process that took it where others have inherited the open file.
+  for (const auto process : processes) {
+    if (!inherited.empty() && !ours.contains(process)) addLockedFiles(process, inherited, snapshot.lockedFiles);
   }
   return snapshot;
 }

@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <map>
 
+#include "core/base/quantities.h"
+#include "core/dispose/tool_targets.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 #include "core/session/removal_guard.h"
 
@@ -63,11 +66,28 @@ ScanRequest narrowed(ScanRequest request, const CleanupPlan& plan) {
   return request;
 }
 
+/// What removing would say of a place that does not exist, or of a target whose tool is missing; none for all others.
+std::optional<std::string> reasonItIsGone(const std::string& path, const TidraPathResolver& resolver) {
+  if (!isToolBackedTarget(path)) {
+    const auto facts = pathFacts(path);
+    const bool missing =
+        facts.failure() == std::errc::no_such_file_or_directory || facts.failure() == std::errc::not_a_directory;
+    return missing ? std::optional<std::string>("Path not found") : std::nullopt;
+  }
+  try {
+    ToolTargets::commandFor(path, resolver);
+    return std::nullopt;
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+}
+
 /// Why an item of a plan is not what it was when the plan was made; none when all is well.
 std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const CleanupCandidate* found,
-                                     const CleanupOptions& options) {
+                                     const CleanupOptions& options, const TidraPathResolver& resolver) {
   if (found == nullptr) {
     if (options.allowAnyPath) return std::nullopt;
+    if (const auto reason = reasonItIsGone(item.path, resolver)) return reason;
     return "is nothing that the rules name there, or is excluded; --allow-any-path removes it all the same";
   }
   if (found->item.tier <= item.tier) return std::nullopt;
@@ -116,7 +136,7 @@ std::vector<CleanupCandidate> checkPlan(const CleanupPlan& plan, ScanRequest req
   for (const CleanupPlan::Item& item : plan.items) {
     const auto known = found.find(item.path);
     auto& candidate = candidates.emplace_back(known == found.end() ? CleanupCandidate{} : known->second);
-    candidate.refusal = refusalOf(item, known == found.end() ? nullptr : &known->second, options);
+    candidate.refusal = refusalOf(item, known == found.end() ? nullptr : &known->second, options, resolver);
     candidate.item = item;
     if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }
@@ -128,13 +148,15 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
   TidraDeletionService service(setting.service);
   RemovalGuard guard(setting.service.resolver);
   CleanupProgress progress{.items = candidates.size(), .currentPath = {}};
-  for (const CleanupCandidate& candidate : candidates) progress.bytes += candidate.item.bytes;
+  for (const CleanupCandidate& candidate : candidates) {
+    progress.bytes = saturatedSum(progress.bytes, candidate.item.bytes);
+  }
+  const auto isCancelled = [&] { return setting.service.shouldCancel && setting.service.shouldCancel(); };
   const auto tell = [&] {
     if (setting.onProgress) setting.onProgress(progress);
   };
   for (const CleanupCandidate& candidate : candidates) {
-    outcome.cancelled = setting.service.shouldCancel && setting.service.shouldCancel();
-    if (outcome.cancelled) break;
+    if (isCancelled()) break;
     progress.currentPath = candidate.item.path;
     tell();
     auto refusal = candidate.refusal;
@@ -151,8 +173,10 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
       outcome.disposal.failures.push_back(std::move(std::get<TidraDeletionFailure>(result)));
     }
     ++progress.itemsDone;
-    progress.bytesDone += candidate.item.bytes;
+    progress.bytesDone = saturatedSum(progress.bytesDone, candidate.item.bytes);
   }
+  // The last item may have been broken off, after which nothing else is begun either.
+  outcome.cancelled = isCancelled();
   progress.currentPath.clear();
   tell();
   return outcome;

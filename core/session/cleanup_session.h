@@ -67,7 +67,7 @@ struct CleanupSetting {
 
 struct CleanupOutcome {
   DisposalOutcome disposal;  // refused candidates are among the failures
-  bool cancelled = false;    // the rest of the candidates is in neither list
+  bool cancelled = false;    // what was not begun by then is in neither list
 };
 
 /// Removes candidates one after another. What protects an item is asked again right before it is removed.

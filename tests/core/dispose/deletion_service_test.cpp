@@ -8,6 +8,7 @@
 
 #include "tests/core/dispose/disposal_fixture.h"
 #include "tests/support/temporary_mount.h"
+#include "tests/support/without_privileges.h"
 
 namespace tidra {
 namespace {
@@ -79,6 +80,47 @@ TEST_F(DeletionService, CancellingStopsBetweenItems) {
   EXPECT_EQ(outcome.receipts.size(), 1U);
   EXPECT_TRUE(outcome.failures.empty());
   EXPECT_EQ(namesIn(tree_.path("home/p")), (std::vector<std::string>{"b", "c"}));
+}
+
+TEST_F(DeletionService, ATreeWhoseMeasuringIsBrokenOffStays) {
+  tree_.writeFile("home/p/item/f");
+  TidraDeletionService cancelled({.resolver = resolver_,
+                                  .host = "",
+                                  .mounts = {},
+                                  .protectedFolders = {},
+                                  .clock = [] { return now; },
+                                  .shouldCancel = [] { return true; }});
+  const auto before = tree_.snapshot();
+  for (const auto method : everyMethod) {
+    const auto result = cancelled.dispose(TidraDeletionService::Item{"~/p/item", {}}, method, false, config());
+    const auto* failure = std::get_if<TidraDeletionFailure>(&result);
+    ASSERT_NE(failure, nullptr);
+    EXPECT_THAT(failure->message, HasSubstr("stays in its place"));
+  }
+  EXPECT_EQ(tree_.snapshot(), before);
+}
+
+TEST_F(DeletionService, ADryRunForeseesWhatTheRunMayNotDo) {
+  tree_.writeFile("home/closed/f");
+  tree_.writeFile("home/open/f");
+  tree_.setMode("home/open", 0777);
+  tree_.writeFile("home/sticky/f");
+  tree_.setMode("home/sticky", 01777);
+  tree_.writeFile("locked/f");
+  tree_.setMode("locked", 0555);
+  tree_.setMode("home", 0555);
+  const WithoutPrivileges user(tree_);
+  for (const bool dryRun : {true, false}) {
+    for (const auto method : everyMethod)
+      EXPECT_EQ(refusal(tree_.path("locked/f"), method, dryRun), "Permission denied") << dryRun;
+    for (const auto method : {DisposalMethod::trash, DisposalMethod::quarantine})
+      EXPECT_THAT(refusal(tree_.path("home/open/f"), method, dryRun), EndsWith("Permission denied")) << dryRun;
+    if (pathFacts(tree_.path("home"))->owner == ::geteuid()) continue;
+    EXPECT_EQ(refusal(tree_.path("home/closed/f"), DisposalMethod::delete_, dryRun), "Permission denied") << dryRun;
+    EXPECT_EQ(refusal(tree_.path("home/sticky/f"), DisposalMethod::delete_, dryRun), "Operation not permitted")
+        << dryRun;
+  }
+  disposed(tree_.path("home/open/f"), DisposalMethod::delete_, true);
 }
 
 TEST_F(DeletionService, LeftoversAreFinishedWhateverTheMethod) {

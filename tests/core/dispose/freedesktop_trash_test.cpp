@@ -100,7 +100,7 @@ TEST_F(Trash, FoldersThatCannotBeTrustedAreNotUsed) {
   const std::string trash = tree_.path("home/.local/share/Trash");
   for (const Case& c : std::vector<Case>{
            {"a file", [&] { tree_.writeFile("home/.local/share/Trash"); }, "is not a folder"},
-           {"a link", [&] { tree_.symlink("home/.local/share/Trash", tree_.makeFolder("else")); }, "is not a folder"},
+           {"a link", [&] { tree_.symlink("home/.local/share/Trash", tree_.makeFolder("else")); }, "is a link"},
            {"open", [&] { fs::permissions(tree_.makeFolder("home/.local/share/Trash"), fs::perms{0777}); },
             "is open to other users"},
            {"files is a link",
@@ -108,7 +108,7 @@ TEST_F(Trash, FoldersThatCannotBeTrustedAreNotUsed) {
               fs::permissions(tree_.makeFolder("home/.local/share/Trash"), fs::perms{0700});
               tree_.symlink("home/.local/share/Trash/files", tree_.makeFolder("else"));
             },
-            "is not a folder"}}) {
+            "is a link"}}) {
     fs::remove_all(trash);
     c.spoil();
     for (const bool dryRun : {true, false})
@@ -130,13 +130,29 @@ TEST_F(Trash, PurgeGoesByTheDateInLocalTime) {
   tree_.writeFile("home/.local/share/Trash/info/gone.trashinfo",
                   "[Trash Info]\nPath=/x\nDeletionDate=2020-02-01T00:00:00\n");
   tree_.writeFile("home/.local/share/Trash/files/.tidra-removing-0123456789abcdef/f");
-  EXPECT_THAT(made.olderThan(now - hours(24 * 30)), ElementsAre(files("/gone"), files("/old")));
+  std::vector<std::string> notes;
+  EXPECT_THAT(made.olderThan(now - hours(24 * 30), notes), ElementsAre(files("/gone"), files("/old")));
+  EXPECT_THAT(notes, IsEmpty());
   const auto purged = made.purge(30, now);
   EXPECT_THAT(purged.paths, ElementsAre(files("/gone"), files("/old")));
   EXPECT_THAT(purged.failures, IsEmpty());
   EXPECT_THAT(namesIn(files()), ElementsAre("young"));
   EXPECT_THAT(namesIn(info()), ElementsAre("odd.trashinfo", "undated.trashinfo", "young.trashinfo"));
   EXPECT_THAT(made.purge(0, now).paths, ElementsAre(files("/young")));
+}
+
+TEST_F(Trash, InfoFilesOfNoEntryPurgeNothing) {
+  auto made = trash();
+  made.trash(holdEntry(tree_.writeFile("home/p/young")), "/p", now);
+  for (const char* name : {"", ".", ".."}) {
+    tree_.writeFile("home/.local/share/Trash/info/" + std::string(name) + ".trashinfo",
+                    "[Trash Info]\nPath=/x\nDeletionDate=2020-02-01T00:00:00\n");
+  }
+  const auto before = tree_.snapshot();
+  const auto purged = made.purge(30, now);
+  EXPECT_THAT(purged.paths, IsEmpty());
+  EXPECT_THAT(purged.failures, IsEmpty());
+  EXPECT_EQ(tree_.snapshot(), before);
 }
 
 TEST_F(Trash, AnotherVolumeHasItsOwn) {

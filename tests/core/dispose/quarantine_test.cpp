@@ -84,7 +84,8 @@ TEST_F(Quarantine, RestoringNeverOverwrites) {
     EXPECT_EQ(tree_.snapshot(), before);
     fs::remove(tree_.path("home/p/item"));
   }
-  for (const char* place : {"relative", "/", ""}) {
+  for (const std::string& place : {std::string("relative"), std::string("/"), std::string(),
+                                   tree_.path("home/../home/q"), tree_.path("home/q") + std::string("\0x", 2)}) {
     auto bent = entry;
     bent.manifest.originalPath = place;
     EXPECT_THAT(restored(bent), HasSubstr("no path to restore to")) << place;
@@ -119,6 +120,19 @@ TEST_F(Quarantine, OddManifestsAreToldAndLeftOrCleared) {
   EXPECT_THAT(disposer().purge(0, now).paths, ElementsAre(young));
 }
 
+TEST_F(Quarantine, ManifestsOfNoEntryPurgeNothing) {
+  const std::string young = put("home/p/young");
+  const std::string manifest = R"({"originalPath": "/x", "quarantinedAt": "2020-01-01T00:00:00Z", "host": ""})";
+  for (const char* name : {"", ".", ".."})
+    tree_.writeFile("home/.tidra/quarantine/" + std::string(name) + ".tidra.json", manifest);
+  const auto before = tree_.snapshot();
+  EXPECT_EQ(disposer().list().entries.size(), 1U);
+  const auto purged = disposer().purge(std::nullopt, now);
+  EXPECT_THAT(purged.paths, IsEmpty());
+  EXPECT_THAT(purged.failures, IsEmpty());
+  EXPECT_EQ(tree_.snapshot(), before);
+}
+
 TEST_F(Quarantine, TheEnvironmentNamesTheFolder) {
   for (const auto& [given, directory] :
        std::vector<std::pair<std::string, std::string>>{{"", store()},
@@ -145,7 +159,7 @@ TEST_F(Quarantine, AFolderThatCannotBeTrustedIsNotUsed) {
   };
   for (const Case& c :
        std::vector<Case>{{"is not a folder", [&] { tree_.writeFile("home/.tidra/quarantine"); }},
-                         {"is not a folder", [&] { tree_.symlink("home/.tidra/quarantine", tree_.path("else")); }},
+                         {"is a link", [&] { tree_.symlink("home/.tidra/quarantine", tree_.path("else")); }},
                          {"is open to other users",
                           [&] { fs::permissions(tree_.makeFolder("home/.tidra/quarantine"), fs::perms{0750}); }},
                          {"belongs to another user", [&] {

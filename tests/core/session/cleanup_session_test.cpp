@@ -208,7 +208,7 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
   excluding.exclusions.pathPrefixes.push_back(tree_.path("code/r"));
   const auto checked = told(checkPlan(plan, excluding, {}));
   EXPECT_THAT(checked,
-              ElementsAre(HasSubstr("p/build: is nothing that the rules name"), "p/node_modules: -",
+              ElementsAre(HasSubstr("p/build: Path not found"), "p/node_modules: -",
                           HasSubstr("p/vendor: is of tier warning by now, but the plan says safe"),
                           HasSubstr("q/node_modules: is kept by"), HasSubstr("r/node_modules: is nothing that"),
                           HasSubstr("p/src: is nothing that the rules name there")));

@@ -1,0 +1,194 @@
+// What clean, plan, apply, quarantine and trash promise to whoever types them: what is listed, refused, written and
+// left.
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include <filesystem>
+#include <iterator>
+#include <limits>
+#include <set>
+#include <thread>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/model/cleanup_plan.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "tests/cli/cli_fixture.h"
+
+namespace tidra {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+class CleanupAsking : public CliTest {
+ protected:
+  ProgramRun clean(std::vector<std::string> arguments, ProgramOptions options = {}) const {
+    arguments.insert(arguments.begin(), {"clean", "--no-system"});
+    return run(arguments, std::move(options));
+  }
+  /// The paths of a plan, below the home folder.
+  std::vector<std::string> planned(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), {"plan", "--no-system", "--json"});
+    const ProgramRun ran = run(arguments);
+    EXPECT_EQ(ran.status, 0) << ran.err;
+    std::vector<std::string> paths;
+    for (const auto& item : CleanupPlan::parse(ran.out, "The plan").items) {
+      paths.push_back(item.path.substr(tree().root().size() + 1));
+    }
+    return paths;
+  }
+  /// A plan of one item with these fields.
+  std::string planOf(const std::string& path, const std::string& source = "projectWalk") const {
+    const auto host = parseJson(run({"plan", "--no-system"}).out, "The plan").at("host").get<std::string>();
+    const nlohmann::json item{{"id", "x"},      {"path", path},          {"label", "x"},    {"bytes", 1},
+                              {"tier", "safe"}, {"category", "project"}, {"source", source}};
+    const nlohmann::json plan{{"schemaVersion", 1},
+                              {"createdAt", "2026-01-01T00:00:00Z"},
+                              {"host", host},
+                              {"method", "delete"},
+                              {"items", {item}}};
+    return tree().writeFile("plan.json", plan.dump());
+  }
+  bool exists(const std::string& path) const { return static_cast<bool>(pathFacts(tree().path(path))); }
+};
+
+TEST_F(CleanupAsking, ListsInTheOrderAndLengthThatIsAskedFor) {
+  tree().setModified("code/web", TimePoint{std::chrono::seconds{1200000000}});
+  EXPECT_THAT(planned({"--sort", "size"}), ElementsAre("code/tool/target", "code/web/node_modules",
+                                                       "code/ancient/target", "code/web/dist", "code/snake/.venv"));
+  EXPECT_THAT(planned({"--sort", "path"}), ElementsAre("code/ancient/target", "code/snake/.venv", "code/tool/target",
+                                                       "code/web/dist", "code/web/node_modules"));
+  EXPECT_EQ(planned({"--sort", "age"}).front(), "code/ancient/target");
+  const ProgramRun ran = clean({"--dry-run", "--sort", "path", "--limit", "1"});
+  EXPECT_THAT(ran.out, HasSubstr("~/code/ancient/target"));
+  EXPECT_THAT(ran.out, HasSubstr("and 4 more"));
+  const ProgramRun toFile = run({"plan", "--no-system", "-o", tree().path("plan.json"), "--limit", "1"});
+  EXPECT_THAT(toFile.out, HasSubstr("and 4 more"));
+  EXPECT_THAT(CleanupPlan::parse(*readFile(tree().path("plan.json")), "The plan").items, SizeIs(5));
+  for (const std::vector<std::string>& wrong :
+       {std::vector<std::string>{"--limit", "few"}, std::vector<std::string>{"--sort", "colour"}}) {
+    for (const char* command : {"clean", "plan"}) {
+      EXPECT_EQ(run({command, "--yes", "--json", wrong[0], wrong[1]}).status, 2) << command << wrong[0];
+    }
+  }
+  EXPECT_TRUE(exists("code/tool/target"));
+}
+
+TEST_F(CleanupAsking, AQuarantineThatCannotBeUsedIsToldOnceBeforeAnything) {
+  tree().writeFile("file");
+  tree().symlink("link", tree().makeFolder("else"));
+  std::filesystem::permissions(tree().makeFolder("open"), std::filesystem::perms{0755});
+  const auto before = tree().snapshot();
+  for (const auto& [folder, why] :
+       std::vector<std::pair<std::string, std::string>>{{tree().path("file"), "is not a folder"},
+                                                        {tree().path("file/below"), "Not a directory"},
+                                                        {tree().path("link"), "is a link"},
+                                                        {tree().path("open"), "is open to other users"},
+                                                        {"/", "cannot be / itself"}}) {
+    for (const char* how : {"--yes", "--dry-run"}) {
+      const ProgramRun ran = clean({how, "--method", "quarantine", "--quarantine-dir", folder});
+      EXPECT_EQ(ran.status, 2) << folder;
+      EXPECT_EQ(ran.out, "") << folder;
+      EXPECT_THAT(linesOf(ran.err), SizeIs(1)) << folder;
+      EXPECT_THAT(ran.err, HasSubstr(why)) << folder;
+    }
+  }
+  EXPECT_EQ(clean({"--dry-run", "--quarantine-dir", tree().path("file")}).status, 0) << "nothing goes there";
+  EXPECT_EQ(tree().snapshot(), before);
+}
+
+TEST_F(CleanupAsking, AnItemOfAPlanThatIsGoneIsToldAsThat) {
+  for (const auto& [path, why] : std::vector<std::pair<std::string, std::string>>{
+           {tree().path("code/gone/target"), "Path not found"},
+           {tree().path("code/gone"), "Path not found"},
+           {"conda:nonsense", "Unknown Conda target"},
+           {"pip:orphan:" + tree().path("code"), "pip not found in venv"},
+           {tree().path("code/tool"), "is nothing that the rules name there"}}) {
+    const std::string file = planOf(path, path.starts_with('/') ? "projectWalk" : "condaCLI");
+    for (const char* how : {"--yes", "--dry-run"}) {
+      const ProgramRun ran = run({"apply", file, how});
+      EXPECT_EQ(ran.status, 1) << path;
+      EXPECT_THAT(ran.err, HasSubstr(path + ": " + why)) << path;
+    }
+  }
+  EXPECT_TRUE(exists("code/tool/target"));
+}
+
+TEST_F(CleanupAsking, ApplyKeepsOutWhatIsExcludedOrSwitchedOff) {
+  const std::string file = planOf(tree().path("code/tool/target"));
+  for (const std::vector<std::string>& kept :
+       {std::vector<std::string>{"--exclude", tree().path("code/tool")},
+        std::vector<std::string>{"--disable-rule", parseJson(run({"plan", "--no-system"}).out, "The plan")
+                                                       .at("items")
+                                                       .at(0)
+                                                       .at("ruleID")
+                                                       .get<std::string>()}}) {
+    const ProgramRun ran = run({"apply", file, "--yes", kept[0], kept[1]});
+    EXPECT_EQ(ran.status, 1) << kept[0];
+    EXPECT_TRUE(exists("code/tool/target")) << kept[0];
+  }
+  EXPECT_EQ(run({"apply", file, "--yes", "--threads", "2"}).status, 0);
+  EXPECT_FALSE(exists("code/tool/target"));
+}
+
+TEST_F(CleanupAsking, SumsOfHugeSizesStayWithinTheirType) {
+  const auto plan = parseJson(run({"plan", "--no-system"}).out, "The plan");
+  auto huge = plan;
+  for (auto& item : huge["items"]) item["bytes"] = std::numeric_limits<std::int64_t>::max();
+  const ProgramRun ran = run({"apply", tree().writeFile("plan.json", huge.dump()), "--dry-run", "--limit", "1"});
+  EXPECT_EQ(ran.status, 0) << ran.err;
+  EXPECT_THAT(ran.out, HasSubstr("and 4 more with 8589934592.0 GB"));
+}
+
+TEST_F(CleanupAsking, QuarantineEntriesAreListedInColumnsAndTheirBytesAreExact) {
+  tree().writeFile("code/bad\xff/Cargo.toml");
+  tree().writeFileOfSize("code/bad\xff/target/f", 10);
+  ASSERT_EQ(clean({"--yes", "--method", "quarantine", "--ecosystem", "rust"}).status, 0);
+  const auto lines = linesOf(run({"quarantine", "list"}).out);
+  ASSERT_GE(lines.size(), 2U);
+  std::set<std::size_t> columns;
+  for (const std::string& line : lines) columns.insert(line.find("  ~/"));
+  EXPECT_THAT(columns, SizeIs(1));
+  EXPECT_THAT(run({"quarantine", "restore", "--all", "--json"}).out, Not(HasSubstr("restoredBytes")))
+      << "the entries themselves are called target";
+  EXPECT_TRUE(exists("code/bad\xff/target/f"));
+}
+
+TEST_F(CleanupAsking, AnInterruptionDuringTheLastItemEndsEverything) {
+  for (int folder = 0; folder < 400; ++folder) {
+    for (int file = 0; file < 50; ++file) {
+      tree().writeFile("one/web/node_modules/" + std::to_string(folder) + "/" + std::to_string(file));
+    }
+  }
+  tree().writeFile("one/web/package.json", "{}");
+  tree().writeFile(".local/share/Trash/files/old");
+  tree().writeFile(".local/share/Trash/info/old.trashinfo",
+                   "[Trash Info]\nPath=/x\nDeletionDate=2001-01-01T00:00:00\n");
+  std::filesystem::permissions(tree().path(".local/share/Trash"), std::filesystem::perms{0700});
+  // The interruption comes as soon as the folder has its hidden name, or too late, when the item is gone.
+  ProgramOptions options;
+  options.errIsTerminal = true;
+  std::jthread interrupter;
+  options.onFirstError = [&](pid_t process) {
+    interrupter = std::jthread([&, process] {
+      while (exists("one/web/node_modules")) std::this_thread::yield();
+      ::kill(process, SIGINT);
+    });
+  };
+  const ProgramRun ran = clean({tree().path("one"), "--yes", "--method", "delete", "--empty-trash"}, options);
+  interrupter.join();
+  const std::filesystem::directory_iterator left(tree().path("one/web"));
+  if (std::distance(begin(left), end(left)) == 1) {
+    GTEST_SKIP() << "the item was gone before the interruption arrived";
+  }
+  EXPECT_EQ(ran.status, 130) << ran.err;
+  EXPECT_TRUE(exists(".local/share/Trash/files/old"));
+}
+
+}  // namespace
+}  // namespace tidra
