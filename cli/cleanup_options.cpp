@@ -118,9 +118,10 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
     return ExitStatus::done;
   }
   const CleanupOutcome outcome = runWithProgress(candidates, std::move(setting), program);
+  // Standard output may be a pipe that nobody reads any more; what failed is told all the same.
+  writeFailures(outcome.disposal.failures);
   writeOut(options.json ? jsonText(JsonCodec<DisposalOutcome>::encode(outcome.disposal), true) + "\n"
                         : outcomeText(outcome.disposal, plan.method, program.options.dryRun));
-  writeFailures(outcome.disposal.failures);
   if (outcome.cancelled) {
     writeNote("Interrupted; what was not begun stays where it is.");
     return ExitStatus::interrupted;

@@ -36,6 +36,16 @@ void ProtectedPlaces::add(const std::string& path, const std::string& what) {
   if (path.starts_with('/')) places_.push_back({realAsFarAsItExists(standardizedPath(path)), what});
 }
 
+/// The type of the innermost mount that holds a path; empty when the mounts are unknown.
+std::string_view ProtectedPlaces::fileSystemOf(const std::string& path) const {
+  const MountPoint* holder = nullptr;
+  for (const MountPoint& mount : mounts_) {
+    if (!isSameOrInside(path, mount.path)) continue;
+    if (holder == nullptr || mount.path.size() >= holder->path.size()) holder = &mount;
+  }
+  return holder == nullptr ? std::string_view() : holder->fileSystem;
+}
+
 void ProtectedPlaces::check(const HeldEntry& entry) const {
   const std::string path = entry.path();
   if (entry.folder.path == "/") {
@@ -45,6 +55,9 @@ void ProtectedPlaces::check(const HeldEntry& entry) const {
     if (!isSameOrInside(place.path, path)) continue;
     throw DisposalError(fmt::format("is protected: it {} {}, and Tidra never removes that",
                                     place.path == path ? "is" : "holds", place.what));
+  }
+  if (isPseudoFileSystem(fileSystemOf(path))) {
+    throw DisposalError("is protected: it belongs to the kernel, and Tidra never removes that");
   }
   if (std::find(identities_.begin(), identities_.end(), entry.facts.identity) != identities_.end()) {
     throw DisposalError("is protected: it is or holds the home folder, and Tidra never removes that");

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/platform/held_folder.h"
@@ -17,7 +18,8 @@ class ProtectedPlaces {
                   const std::vector<std::string>& ownFolders);
 
   /// Throws DisposalError for "/" and the folders directly in it, the home folder, Tidra's own folders, whatever holds
-  /// one of these, a mount point, and a folder in which something is mounted.
+  /// one of these, what lies on a file system of the kernel's such as proc, a mount point, and a folder in which
+  /// something is mounted.
   void check(const HeldEntry& entry) const;
 
  private:
@@ -27,6 +29,7 @@ class ProtectedPlaces {
   };
 
   void add(const std::string& path, const std::string& what);
+  std::string_view fileSystemOf(const std::string& path) const;
 
   std::vector<Place> places_;
   std::vector<FileIdentity> identities_;  // of the home folder and what holds it, by whatever path they are reached

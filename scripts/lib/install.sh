@@ -15,7 +15,7 @@ install_needs() {
   local purpose=${1:-build}
   if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
     local packages=(cmake ninja-build g++ pkg-config git nlohmann-json3-dev libfmt-dev libcli11-dev libgtest-dev)
-    [ "$purpose" = test ] && packages+=(ccache clang-format)
+    [ "$purpose" = test ] && packages+=(ccache clang-format trash-cli)
     install_with_apt "${packages[@]}"
   elif [ "$(uname -s)" = Darwin ]; then
     local formulae=(cmake ninja nlohmann-json fmt cli11 googletest ccache)
@@ -35,6 +35,7 @@ tool_of() {
   case $1 in
     ninja-build) echo ninja ;;
     g++) echo c++ ;;
+    trash-cli) echo trash-list ;;
     *-dev) ;;
     *) echo "$1" ;;
   esac

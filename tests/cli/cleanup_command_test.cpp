@@ -174,7 +174,7 @@ TEST_F(CliCleanup, AFailingItemIsNamedAndTheRestGoes) {
     const ProgramRun ran = apply(plan.dump(), mode);
     EXPECT_EQ(ran.status, 1);
     EXPECT_THAT(linesOf(ran.err),
-                ElementsAre(AllOf(HasSubstr(tree().path("code/web/dist")), HasSubstr("nothing that the rules name")),
+                ElementsAre(AllOf(HasSubstr(tree().path("code/web/dist")), HasSubstr("Path not found")),
                             AllOf(HasSubstr(tree().path("code/web") + ":"), HasSubstr("--allow-any-path"))));
   }
   EXPECT_FALSE(exists("code/web/node_modules"));

@@ -190,6 +190,10 @@ TEST_F(DeletionService, MountPointsAndWhatHoldsThemStay) {
   EXPECT_TRUE(exists(tree_.path("home/p/item/mounted/f")));
 }
 
+TEST_F(DeletionService, WhatTheKernelHoldsStays) {
+  EXPECT_THAT(refusal("/proc/self", DisposalMethod::delete_, true), HasSubstr("belongs to the kernel"));
+}
+
 TEST_F(DeletionService, TheHomeFolderBehindABindMountStays) {
   const std::string place = tree_.makeFolder("bound/home");
   if (::mount(tree_.path("home").c_str(), place.c_str(), nullptr, MS_BIND, nullptr) != 0)
