@@ -40,6 +40,7 @@ struct Program {
 void addApplyCommand(CLI::App& app, Program& program);
 void addCleanCommand(CLI::App& app, Program& program);
 void addPlanCommand(CLI::App& app, Program& program);
+void addPolicyCommand(CLI::App& app, Program& program);
 void addQuarantineCommand(CLI::App& app, Program& program);
 void addScanCommand(CLI::App& app, Program& program);
 void addTrashCommand(CLI::App& app, Program& program);

@@ -70,6 +70,14 @@ Outcome<std::string> readAtMost(const FileDescriptor& file, std::size_t mostByte
   return bytes;
 }
 
+/// Opens a regular file without waiting for whoever is at the other end of a pipe, and tells its facts.
+Outcome<FileDescriptor> openRegularFile(const std::string& path, struct stat& status) {
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (!file || ::fstat(file.get(), &status) != 0) return lastSystemError();
+  if (!S_ISREG(status.st_mode)) return std::make_error_code(std::errc::invalid_argument);
+  return file;
+}
+
 }  // namespace
 
 Outcome<std::string> readFile(const std::string& path, std::size_t mostBytes) {
@@ -79,11 +87,23 @@ Outcome<std::string> readFile(const std::string& path, std::size_t mostBytes) {
 }
 
 Outcome<std::string> readRegularFile(const std::string& path, std::size_t mostBytes) {
-  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   struct stat status {};
-  if (!file || ::fstat(file.get(), &status) != 0) return lastSystemError();
-  if (!S_ISREG(status.st_mode)) return std::make_error_code(std::errc::invalid_argument);
-  return readAtMost(file, mostBytes);
+  const auto file = openRegularFile(path, status);
+  if (!file) return file.failure();
+  return readAtMost(*file, mostBytes);
+}
+
+Outcome<SecretFile> readSecretFile(const std::string& path, std::size_t mostBytes) {
+  struct stat status {};
+  const auto file = openRegularFile(path, status);
+  if (!file) return file.failure();
+  auto bytes = readAtMost(*file, mostBytes);
+  if (!bytes) return bytes.failure();
+  constexpr unsigned changingOrOthers = S_IWGRP | S_IRWXO;
+  const unsigned exposing = status.st_uid == 0 ? changingOrOthers : changingOrOthers | S_IRWXG;
+  return SecretFile{.bytes = std::move(*bytes),
+                    .isForeign = status.st_uid != 0 && status.st_uid != ::geteuid(),
+                    .isExposed = (status.st_mode & exposing) != 0};
 }
 
 bool isOwnedAndPrivate(const std::string& path) {

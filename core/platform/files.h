@@ -17,6 +17,16 @@ Outcome<std::string> readFile(const std::string& path, std::size_t mostBytes = s
 /// failure.
 Outcome<std::string> readRegularFile(const std::string& path, std::size_t mostBytes);
 
+/// A file that ought to be nobody else's business.
+struct SecretFile {
+  std::string bytes;
+  bool isForeign = false;  // it belongs neither to the running user nor to root, who could know or change it
+  bool isExposed = false;  // others may read or write it; reading by the group is allowed where root owns the file
+};
+
+/// The bytes of a regular file of at most `mostBytes`, with who else could get at them at that moment.
+Outcome<SecretFile> readSecretFile(const std::string& path, std::size_t mostBytes);
+
 /// True when the path belongs to the running user or to root and not everybody may write to it. Links are not followed.
 bool isOwnedAndPrivate(const std::string& path);
 

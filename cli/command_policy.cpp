@@ -1,0 +1,139 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "cli/policy_file.h"
+#include "cli/program.h"
+#include "cli/scan_options.h"
+#include "cli/terminal.h"
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "fleet/agent/policy/example_policies.h"
+#include "fleet/agent/policy/resolved_policy.h"
+
+namespace tidra {
+namespace {
+
+struct PolicyOptions {
+  std::string file;
+  std::string example;
+  bool json = false;
+};
+
+/// Everything that `check` tells.
+struct CheckedPolicy {
+  FleetPolicy policy;
+  ResolvedPolicy resolved;
+  std::optional<std::string> hubUrl;  // absent: nothing is reported
+  HubToken token;
+};
+
+/// The URL without the user and password that it may hold.
+std::string withoutUser(const std::string& url) {
+  const auto start = url.find("://") + 3;
+  const auto end = std::min(url.find_first_of("/?#", start), url.size());
+  const auto at = url.rfind('@', end);
+  return at == std::string::npos || at < start ? url : url.substr(0, start) + url.substr(at + 1);
+}
+
+CheckedPolicy checked(const PolicyOptions& options, const Program& program) {
+  CheckedPolicy made;
+  made.policy = loadPolicyFile(options.file);
+  const std::string shown = escapedForTerminal(options.file);
+  try {
+    made.resolved = ResolvedPolicy::make(made.policy, makeResolver(std::nullopt, program.environment));
+  } catch (const InputError& error) {
+    throw InputError(fmt::format("Policy '{}': {}", shown, error.what()));
+  }
+  for (const std::string& note : made.resolved.notes) writeNote(fmt::format("Policy '{}': {}", shown, note));
+  made.token = HubToken::find(made.policy, made.resolved.resolver);
+  if (!made.policy.hub.isUsed()) return made;
+  made.hubUrl = withoutUser(*made.policy.hub.url);
+  for (const std::string& note : made.token.notes) writeNote(note);
+  if (!made.token.token) writeNote("No hub token was found; the hub will not take reports without one.");
+  return made;
+}
+
+nlohmann::json toJson(const CheckedPolicy& given) {
+  const ResolvedPolicy& resolved = given.resolved;
+  nlohmann::json object{{"name", JsonCodec<std::string>::encode(given.policy.name)},
+                        {"home", JsonCodec<std::string>::encode(resolved.resolver.home)},
+                        {"roots", JsonCodec<std::vector<std::string>>::encode(resolved.roots)},
+                        {"auditPath", JsonCodec<std::string>::encode(resolved.auditPath)},
+                        {"lockPath", JsonCodec<std::string>::encode(resolved.lockPath)},
+                        {"method", rawValue(given.policy.disposal.method)},
+                        {"quarantineDir", JsonCodec<std::string>::encode(resolved.quarantine.directory)},
+                        {"retentionDays", resolved.quarantine.retentionDays},
+                        {"listenHost", JsonCodec<std::string>::encode(resolved.listen.host)},
+                        {"listenPort", JsonCodec<int>::encode(resolved.listen.port)},
+                        {"dryRun", given.policy.dryRun}};
+  putOptional(object, "textfile", resolved.textfile);
+  putOptional(object, "hubURL", given.hubUrl);
+  if (given.token.token) object["hubTokenSource"] = JsonCodec<std::string>::encode(given.token.source);
+  return object;
+}
+
+std::string toText(const CheckedPolicy& given, const std::string& file) {
+  const ResolvedPolicy& resolved = given.resolved;
+  std::string text = fmt::format("{} is a valid policy named '{}'.\n", escapedForTerminal(file),
+                                 escapedForTerminal(given.policy.name));
+  const auto line = [&](std::string_view key, std::string_view value) {
+    text += fmt::format("  {:<11}  {}\n", key, escapedForTerminal(value));
+  };
+  line("home", resolved.resolver.home);
+  if (resolved.roots.empty()) line("roots", "none");
+  for (const std::string& root : resolved.roots) line("root", root);
+  line("audit log", resolved.auditPath);
+  line("lock", resolved.lockPath);
+  line("method", rawValue(given.policy.disposal.method));
+  line("quarantine", fmt::format("{}, {} days", resolved.quarantine.directory, resolved.quarantine.retentionDays));
+  line("textfile", resolved.textfile.value_or("none"));
+  line("listen", fmt::format("{}:{}", resolved.listen.host, resolved.listen.port));
+  line("hub", given.hubUrl.value_or("none"));
+  line("hub token", given.token.token ? "from " + given.token.source : "none");
+  if (given.policy.dryRun) line("dry run", "yes, nothing is removed");
+  return text;
+}
+
+int check(const PolicyOptions& options, const Program& program) {
+  const CheckedPolicy given = checked(options, program);
+  writeOut(options.json ? jsonText(toJson(given), true) + "\n" : toText(given, options.file));
+  return ExitStatus::done;
+}
+
+int example(const PolicyOptions& options) {
+  const auto text = ExamplePolicies::text(options.example);
+  if (!text) {
+    throw InputError(fmt::format("'{}' is no example; known are {}.", escapedForTerminal(options.example),
+                                 fmt::join(ExamplePolicies::names, ", ")));
+  }
+  writeOut(*text);
+  return ExitStatus::done;
+}
+
+}  // namespace
+
+void addPolicyCommand(CLI::App& app, Program& program) {
+  auto options = std::make_shared<PolicyOptions>();
+  CLI::App* command = app.add_subcommand("policy", "Check policies for unattended runs, and examples to start from");
+  command->require_subcommand(1);
+  command->footer(
+      "Examples:\n"
+      "  tidra policy example agent-host > policy.json    a policy to start from\n"
+      "  tidra policy check policy.json                   what it means on this machine");
+
+  CLI::App* checking = command->add_subcommand("check", "Whether a policy can be used, and what it means here");
+  checking->add_option("FILE", options->file, "The policy")->required()->type_name("");
+  checking->add_flag("--json", options->json, "Print one JSON document");
+  checking->footer("Examples:\n  tidra policy check policy.json\n  tidra policy check /etc/tidra/policy.json --json");
+  checking->callback(
+      [&program, options] { program.command = [options, &program] { return check(*options, program); }; });
+
+  CLI::App* showing = command->add_subcommand("example", "Print a policy to start from");
+  showing->add_option("NAME", options->example, "agent-host or developer")->required()->type_name("");
+  showing->footer("Examples:\n  tidra policy example agent-host\n  tidra policy example developer > policy.json");
+  showing->callback([&program, options] { program.command = [options] { return example(*options); }; });
+}
+
+}  // namespace tidra

@@ -1,0 +1,27 @@
+#include "cli/policy_file.h"
+
+#include <fmt/format.h>
+
+#include "cli/terminal.h"
+#include "core/base/errors.h"
+#include "core/base/text.h"
+
+namespace tidra {
+
+FleetPolicy loadPolicyFile(const std::string& path) {
+  const std::string text = readPolicyFile(path);
+  const std::string shown = escapedForTerminal(path);
+  try {
+    FleetPolicy policy = FleetPolicy::parse(text);
+    for (const std::string& key : unknownPolicyKeys(text)) {
+      writeNote(fmt::format("Policy '{}': the key '{}' is not known and is ignored.", shown, escapedForTerminal(key)));
+    }
+    return policy;
+  } catch (const FleetPolicyError& error) {
+    throw InputError(fmt::format("Policy '{}': {}", shown, escapedForTerminal(error.what())));
+  } catch (const DecodingError& error) {
+    throw InputError(fmt::format("Policy '{}': {}.", shown, escapedForTerminal(error.what())));
+  }
+}
+
+}  // namespace tidra

@@ -1,0 +1,167 @@
+// The document that drives an unattended cleanup of one host: what is scanned, what may go, what never goes, and where
+// the traces are kept. docs/policy.md is the format's document.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/base/json_codec.h"
+#include "core/model/disposal.h"
+#include "core/model/scan_activity_classification.h"
+#include "core/model/scan_vocabulary.h"
+
+namespace tidra {
+
+/// A policy was read but cannot be used. what() is the sentence for people.
+class FleetPolicyError : public std::runtime_error {
+ public:
+  enum class Kind { unsupportedSchema, invalid };
+
+  static FleetPolicyError unsupportedSchema(std::int64_t version);
+  static FleetPolicyError invalid(const std::string& message);
+
+  Kind kind() const { return kind_; }
+
+ private:
+  FleetPolicyError(Kind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}
+
+  Kind kind_;
+};
+
+/// Paths and patterns stand as they were written; ResolvedPolicy tells what they mean on a host.
+struct FleetPolicy {
+  struct Scan {
+    std::vector<std::string> roots = {"~"};
+    std::optional<std::string> home;                     // absent: the running user's
+    std::optional<std::vector<std::string>> categories;  // of the system scan
+    std::optional<std::vector<std::string>> ecosystems;  // absent: all
+    std::vector<std::string> exclude;                    // folders and patterns
+    std::vector<std::string> extraRules;                 // rule catalog files
+    std::vector<std::string> disabledRules;              // rule ids
+
+    bool operator==(const Scan&) const = default;
+  };
+
+  struct AutoClean {
+    static constexpr std::uint64_t defaultMinBytes = 1048576;
+    static constexpr std::int64_t defaultMinIdleDays = 7;
+
+    std::vector<ArtifactSafetyTier> tiers = {ArtifactSafetyTier::safe};
+    std::optional<std::vector<std::string>> categories;  // absent: every one; empty: none
+    std::optional<std::vector<std::string>> ecosystems;  // absent: every one; empty: none
+    std::int64_t minIdleDays = defaultMinIdleDays;
+    bool requireKnownIdle = false;
+    std::uint64_t minBytes = defaultMinBytes;
+    std::optional<std::uint64_t> maxBytesPerRun;
+    std::optional<std::int64_t> maxItemsPerRun;
+
+    bool operator==(const AutoClean&) const = default;
+  };
+
+  struct Never {
+    std::vector<ArtifactSafetyTier> tiers = {ArtifactSafetyTier::warning};
+    std::vector<std::string> ruleIDs;
+    std::vector<std::string> paths;  // folders and patterns
+
+    bool operator==(const Never&) const = default;
+  };
+
+  struct Disposal {
+    static constexpr std::int64_t defaultRetentionDays = 7;
+
+    DisposalMethod method = DisposalMethod::quarantine;
+    std::optional<std::string> quarantineDir;
+    std::int64_t retentionDays = defaultRetentionDays;
+    bool purgeOnRun = true;
+
+    bool operator==(const Disposal&) const = default;
+  };
+
+  struct Audit {
+    std::optional<std::string> path;
+
+    bool operator==(const Audit&) const = default;
+  };
+
+  struct Metrics {
+    std::optional<std::string> textfile;  // absent: none is written
+    std::optional<std::string> listen;    // host, ":" and port
+
+    bool operator==(const Metrics&) const = default;
+  };
+
+  struct Hub {
+    static constexpr std::int64_t defaultTopItems = 25;
+    static constexpr std::int64_t mostTopItems = 200;
+
+    std::optional<std::string> url;  // absent or empty: nothing is reported
+    std::optional<std::string> token;
+    std::optional<std::string> tokenFile;
+    std::optional<std::string> policy;  // name of the policy that the hub holds for this host
+    std::map<std::string, std::string> tags;
+    std::int64_t topItems = defaultTopItems;  // largest findings sent with a report
+    std::optional<std::int64_t> intervalSeconds;
+
+    /// True when reports are to be sent.
+    bool isUsed() const { return url && !url->empty(); }
+
+    bool operator==(const Hub&) const = default;
+  };
+
+  static constexpr std::int64_t supportedSchema = 1;
+
+  std::int64_t schemaVersion = supportedSchema;
+  std::string name = "default";
+  Scan scan;
+  AutoClean autoClean;
+  Never never;
+  Disposal disposal;
+  Audit audit;
+  Metrics metrics;
+  Hub hub;
+  std::optional<std::string> lockFile;
+  bool dryRun = false;
+  std::int64_t dormantMonths = ActivityThresholds{}.dormantMonths;
+  std::int64_t inactiveMonths = ActivityThresholds{}.inactiveMonths;
+
+  /// Reads, decodes and validates a file. Throws InputError for one that cannot be read, and what parse() throws.
+  static FleetPolicy load(const std::string& path);
+
+  /// Decodes and validates a document. Throws DecodingError for text that is no policy and FleetPolicyError for a
+  /// policy that cannot be used.
+  static FleetPolicy parse(std::string_view text);
+
+  /// Throws the first FleetPolicyError found.
+  void validate() const;
+
+  /// The policy as JSON text with sorted keys. Defaults are written out, what is absent is left out.
+  std::string text() const;
+
+  /// The thresholds of the activity classes, as far as their type holds them.
+  ActivityThresholds thresholds() const;
+
+  bool operator==(const FleetPolicy&) const = default;
+};
+
+/// The bytes of a policy file, not yet decoded. Throws InputError, one sentence that names the file, for what is
+/// missing, unreadable, a folder, a pipe or a device, or beyond 8 MiB.
+std::string readPolicyFile(const std::string& path);
+
+/// The keys of a policy that mean nothing and are ignored, by place ("autoClean.minBtyes"): mostly slips of the pen.
+/// The text is one that parse() takes.
+std::vector<std::string> unknownPolicyKeys(std::string_view text);
+
+/// Decoding fills in the defaults but does not validate, apart from the schema version, which is looked at before
+/// anything else.
+template <>
+struct JsonCodec<FleetPolicy> {
+  static nlohmann::json encode(const FleetPolicy& policy);
+  static FleetPolicy decode(const nlohmann::json& value, const std::string& where);
+};
+
+}  // namespace tidra

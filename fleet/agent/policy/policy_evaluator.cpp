@@ -1,0 +1,120 @@
+#include "fleet/agent/policy/policy_evaluator.h"
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+#include <unordered_set>
+
+#include "core/base/json_fields.h"
+#include "fleet/agent/policy/protected_paths.h"
+#include "fleet/agent/policy/resolved_policy.h"
+
+namespace tidra {
+namespace {
+
+using TextSet = std::unordered_set<std::string_view>;
+
+/// The policy's lists as sets. Refers to the policy.
+class Rules {
+ public:
+  Rules(const FleetPolicy& policy, const TidraPathResolver& resolver)
+      : clean_(policy.autoClean),
+        neverTiers_(policy.never.tiers),
+        neverRules_(policy.never.ruleIDs.begin(), policy.never.ruleIDs.end()),
+        protectedPaths_(makePolicyFilter(policy.never.paths, resolver)),
+        categories_(setOf(clean_.categories)),
+        ecosystems_(setOf(clean_.ecosystems)) {}
+
+  /// The first reason why the item stays, whatever else is selected; the tests stand in the order of their precedence.
+  std::optional<SkipReason> faultOf(const ScanReportItem& item) {
+    if (isIn(neverTiers_, item.tier)) return SkipReason::tierNeverRemoved;
+    if (!isIn(clean_.tiers, item.tier)) return SkipReason::tierNotAutoCleaned;
+    if (item.ruleID && neverRules_.contains(*item.ruleID)) return SkipReason::ruleNeverRemoved;
+    if (isInFileSystem(item.source) && protectedPaths_.cover(item.path)) return SkipReason::pathProtected;
+    if (categories_ && !categories_->contains(item.category)) return SkipReason::categoryNotAllowed;
+    if (ecosystems_ && !ecosystems_->contains(item.ecosystem)) return SkipReason::ecosystemNotAllowed;
+    if (sizeOf(item) < clean_.minBytes) return SkipReason::tooSmall;
+    if (!item.idleDays) return clean_.requireKnownIdle ? std::optional(SkipReason::idleUnknown) : std::nullopt;
+    // Without a least age a date in the future is no hindrance either.
+    if (clean_.minIdleDays >= 1 && *item.idleDays < clean_.minIdleDays) return SkipReason::tooRecent;
+    return std::nullopt;
+  }
+
+  static std::uint64_t sizeOf(const ScanReportItem& item) {
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(0, item.bytes));
+  }
+
+ private:
+  static std::optional<TextSet> setOf(const std::optional<std::vector<std::string>>& texts) {
+    if (!texts) return std::nullopt;
+    return TextSet(texts->begin(), texts->end());
+  }
+  static bool isIn(const std::vector<ArtifactSafetyTier>& tiers, ArtifactSafetyTier tier) {
+    return std::find(tiers.begin(), tiers.end(), tier) != tiers.end();
+  }
+  static bool isInFileSystem(ArtifactSource source) {
+    return source == ArtifactSource::projectWalk || source == ArtifactSource::systemProbe;
+  }
+
+  const FleetPolicy::AutoClean& clean_;
+  const std::vector<ArtifactSafetyTier>& neverTiers_;
+  TextSet neverRules_;
+  ProtectedPaths protectedPaths_;
+  std::optional<TextSet> categories_;
+  std::optional<TextSet> ecosystems_;
+};
+
+/// What a run may still take.
+class Budget {
+ public:
+  explicit Budget(const FleetPolicy::AutoClean& clean) : bytes_(clean.maxBytesPerRun), items_(clean.maxItemsPerRun) {}
+
+  /// Takes an item out of the budget if it fits.
+  bool take(std::uint64_t bytes) {
+    if (bytes_ && bytes > *bytes_) return false;
+    if (items_ && *items_ <= 0) return false;
+    if (bytes_) *bytes_ -= bytes;
+    if (items_) --*items_;
+    return true;
+  }
+
+ private:
+  std::optional<std::uint64_t> bytes_;  // left; absent: no limit
+  std::optional<std::int64_t> items_;
+};
+
+}  // namespace
+
+PolicyDecision PolicyEvaluator::evaluate(const ScanReport& report, const FleetPolicy& policy,
+                                         const TidraPathResolver& resolver) {
+  PolicyDecision decision;
+  decision.plan.createdAt = report.generatedAt;
+  decision.plan.host = report.host;
+  decision.plan.method = policy.disposal.method;
+  decision.plan.reason = "policy:" + policy.name;
+  Rules rules(policy, resolver);
+  Budget budget(policy.autoClean);
+  for (const ScanReportItem& item : report.items) {
+    auto fault = rules.faultOf(item);
+    if (!fault && !budget.take(Rules::sizeOf(item))) fault = SkipReason::overBudget;
+    if (fault) {
+      decision.skipped.push_back({item, *fault});
+    } else {
+      decision.plan.items.push_back(CleanupPlan::Item::make(item));
+      decision.selected.push_back(item);
+    }
+  }
+  return decision;
+}
+
+nlohmann::json JsonCodec<PolicyDecision::Skipped>::encode(const PolicyDecision::Skipped& skipped) {
+  return {{"item", JsonCodec<ScanReportItem>::encode(skipped.item)}, {"reason", rawValue(skipped.reason)}};
+}
+
+PolicyDecision::Skipped JsonCodec<PolicyDecision::Skipped>::decode(const nlohmann::json& value,
+                                                                   const std::string& where) {
+  const JsonObjectReader object(value, where);
+  return {.item = object.required<ScanReportItem>("item"), .reason = object.required<SkipReason>("reason")};
+}
+
+}  // namespace tidra

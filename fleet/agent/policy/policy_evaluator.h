@@ -1,0 +1,76 @@
+// Which findings of a scan an unattended run may remove.
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "core/base/enum_table.h"
+#include "core/base/json_codec.h"
+#include "core/model/cleanup_plan.h"
+#include "core/model/scan_report.h"
+#include "core/platform/path_resolver.h"
+#include "fleet/agent/policy/fleet_policy.h"
+
+namespace tidra {
+
+/// Why an item stays.
+enum class SkipReason {
+  tierNeverRemoved,
+  tierNotAutoCleaned,
+  ruleNeverRemoved,
+  pathProtected,
+  categoryNotAllowed,
+  ecosystemNotAllowed,
+  tooRecent,
+  idleUnknown,
+  tooSmall,
+  overBudget,
+};
+
+template <>
+struct EnumTable<SkipReason> {
+  static constexpr std::string_view name = "reason";
+  static constexpr std::array rows{
+      EnumRow<SkipReason>{SkipReason::tierNeverRemoved, "tierNeverRemoved"},
+      EnumRow<SkipReason>{SkipReason::tierNotAutoCleaned, "tierNotAutoCleaned"},
+      EnumRow<SkipReason>{SkipReason::ruleNeverRemoved, "ruleNeverRemoved"},
+      EnumRow<SkipReason>{SkipReason::pathProtected, "pathProtected"},
+      EnumRow<SkipReason>{SkipReason::categoryNotAllowed, "categoryNotAllowed"},
+      EnumRow<SkipReason>{SkipReason::ecosystemNotAllowed, "ecosystemNotAllowed"},
+      EnumRow<SkipReason>{SkipReason::tooRecent, "tooRecent"},
+      EnumRow<SkipReason>{SkipReason::idleUnknown, "idleUnknown"},
+      EnumRow<SkipReason>{SkipReason::tooSmall, "tooSmall"},
+      EnumRow<SkipReason>{SkipReason::overBudget, "overBudget"},
+  };
+};
+
+struct PolicyDecision {
+  struct Skipped {
+    ScanReportItem item;
+    SkipReason reason = SkipReason::tierNeverRemoved;
+
+    bool operator==(const Skipped&) const = default;
+  };
+
+  CleanupPlan plan;                      // of the selected items
+  std::vector<ScanReportItem> selected;  // in report order
+  std::vector<Skipped> skipped;          // in report order
+
+  bool operator==(const PolicyDecision&) const = default;
+};
+
+template <>
+struct JsonCodec<PolicyDecision::Skipped> {
+  static nlohmann::json encode(const PolicyDecision::Skipped& skipped);
+  static PolicyDecision::Skipped decode(const nlohmann::json& value, const std::string& where);
+};
+
+struct PolicyEvaluator {
+  /// Selects or skips every item, in report order, each skipped one for the first reason that holds; budgets are filled
+  /// greedily in that order. A pure function: the plan is dated and placed as the report is. "~" and variables in
+  /// protected paths are the resolver's.
+  static PolicyDecision evaluate(const ScanReport& report, const FleetPolicy& policy,
+                                 const TidraPathResolver& resolver);
+};
+
+}  // namespace tidra

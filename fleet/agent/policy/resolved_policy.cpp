@@ -1,0 +1,112 @@
+#include "fleet/agent/policy/resolved_policy.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+
+#include "core/base/text.h"
+#include "core/platform/path_text.h"
+#include "core/scan/exclusion_entry.h"
+
+namespace tidra {
+namespace {
+
+/// The path that a key names.
+std::string resolved(const std::string& key, const std::string& path, const TidraPathResolver& resolver) {
+  if (trimmed(path).empty()) {
+    throw InputError(fmt::format("{} is empty; name a path, or leave the key out.", escapedForTerminal(key)));
+  }
+  if (auto absolute = resolver.resolve(path)) return *absolute;
+  throw InputError(fmt::format("{} '{}' names a variable that is not set; set it, or write the path out.", key,
+                               escapedForTerminal(path)));
+}
+
+std::string resolvedOr(const std::string& key, const std::optional<std::string>& path, std::string_view ownFile,
+                       const TidraPathResolver& resolver) {
+  return path ? resolved(key, *path, resolver) : joinedPath(resolver.home, ownFile);
+}
+
+std::vector<std::string> resolvedAll(const std::string& key, const std::vector<std::string>& paths,
+                                     const TidraPathResolver& resolver) {
+  std::vector<std::string> absolute;
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    absolute.push_back(resolved(fmt::format("{}[{}]", key, i), paths[i], resolver));
+  }
+  return absolute;
+}
+
+/// The address; none when the text is none.
+std::optional<ListenAddress> parsedAddress(std::string_view text) {
+  const auto colon = text.rfind(':');
+  if (colon == std::string_view::npos) return std::nullopt;
+  const std::string_view digits = text.substr(colon + 1);
+  ListenAddress address{std::string(text.substr(0, colon)), 0};
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), address.port);
+  if (error != std::errc{} || end != digits.data() + digits.size()) return std::nullopt;
+  if (address.host.empty()) address.host = "0.0.0.0";
+  return address;
+}
+
+/// A protection that protects nothing is worth a word.
+void noteIdlePatterns(const std::string& key, const std::vector<std::string>& texts, const TidraPathResolver& resolver,
+                      std::vector<std::string>& notes) {
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    const std::string expanded = resolver.expandVariables(texts[i]);
+    const std::string shown = escapedForTerminal(texts[i]);
+    if (trimmed(texts[i]).empty()) {
+      notes.push_back(fmt::format("{}[{}] is empty and matches nothing.", key, i));
+    } else if (expanded.find('$') != std::string::npos) {
+      notes.push_back(fmt::format("{}[{}] '{}' names a variable that is not set and matches nothing.", key, i, shown));
+    } else if (expanded.starts_with("./") || expanded.starts_with("../") ||
+               expanded.find("/../") != std::string::npos) {
+      notes.push_back(fmt::format("{}[{}] '{}' matches nothing; begin it with / or ~.", key, i, shown));
+    }
+  }
+}
+
+}  // namespace
+
+ListenAddress ListenAddress::parse(std::string_view text) { return parsedAddress(text).value_or(ListenAddress{}); }
+
+TidraScanExclusionFilter makePolicyFilter(const std::vector<std::string>& texts, const TidraPathResolver& resolver) {
+  std::vector<ExclusionEntry> entries;
+  for (const std::string& text : texts) {
+    if (trimmed(text).empty()) continue;
+    std::string expanded = resolver.expandVariables(text);
+    const ExclusionRowKind kind = guessExclusionKind(expanded);
+    entries.push_back({.id = {}, .pathDisplay = std::move(expanded), .kind = kind, .addedAt = {}});
+  }
+  return makeExclusionFilter(entries, resolver);
+}
+
+ResolvedPolicy ResolvedPolicy::make(const FleetPolicy& policy, const TidraPathResolver& host) {
+  ResolvedPolicy made;
+  made.resolver = host;
+  if (policy.scan.home) made.resolver.home = resolved("scan.home", *policy.scan.home, host);
+  const TidraPathResolver& resolver = made.resolver;
+  made.roots = resolvedAll("scan.roots", policy.scan.roots, resolver);
+  made.extraRules = resolvedAll("scan.extraRules", policy.scan.extraRules, resolver);
+  made.exclude = makePolicyFilter(policy.scan.exclude, resolver);
+  made.auditPath = resolvedOr("audit.path", policy.audit.path, ".tidra/audit.jsonl", resolver);
+  made.lockPath = resolvedOr("lockFile", policy.lockFile, ".tidra/fleet.lock", resolver);
+  if (policy.disposal.quarantineDir) {
+    made.quarantine.directory = resolved("disposal.quarantineDir", *policy.disposal.quarantineDir, resolver);
+  } else {
+    made.quarantine = QuarantineConfig::makeDefault(resolver);
+  }
+  made.quarantine.retentionDays = policy.disposal.retentionDays;
+  if (policy.metrics.textfile) made.textfile = resolved("metrics.textfile", *policy.metrics.textfile, resolver);
+  if (policy.metrics.listen) {
+    const auto address = parsedAddress(*policy.metrics.listen);
+    made.listen = address.value_or(ListenAddress{});
+    if (!address) {
+      made.notes.push_back(fmt::format("metrics.listen '{}' is no host and port; {}:{} is used.",
+                                       escapedForTerminal(*policy.metrics.listen), made.listen.host, made.listen.port));
+    }
+  }
+  noteIdlePatterns("scan.exclude", policy.scan.exclude, resolver, made.notes);
+  noteIdlePatterns("never.paths", policy.never.paths, resolver, made.notes);
+  return made;
+}
+
+}  // namespace tidra
