@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "core/platform/file_descriptor.h"
 #include "fleet/agent/audit_record.h"
 
 namespace tidra {
@@ -21,7 +22,7 @@ struct AuditTotals {
   std::uint64_t purgedBytes = 0;
   std::int64_t runs = 0;  // that finished
 
-  void add(const AuditRecord& record);
+  void add(AuditRecord::Event event, std::uint64_t bytes, bool dryRun);
   bool operator==(const AuditTotals&) const = default;
 };
 
@@ -100,8 +101,7 @@ class AuditLog {
   static std::optional<Tail> findTornTail(const std::string& url);
 
  private:
-  struct Head;
-  AuditRecord seal(const Builder& build, std::string& line) const;
+  void findHead(const FileDescriptor& file, std::uint64_t sizeBytes);
 
   const std::string url_;
   mutable std::mutex lock_;  // guards the rest

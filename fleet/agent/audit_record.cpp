@@ -30,8 +30,8 @@ class LineWriter {
     }
     text_ += '"';
   }
-  void put(std::string_view key, const std::optional<std::string>& value) {
-    if (value) put(key, std::string_view(*value));
+  void putOptional(std::string_view key, const std::optional<std::string>& value) {
+    if (value) put(key, *value);
   }
   template <class Number>
   void putNumber(std::string_view key, Number value) {
@@ -46,10 +46,11 @@ class LineWriter {
   }
   /// Both forms of a text that may be any bytes.
   void putBytes(std::string_view key, const std::optional<std::string>& bytes) {
-    put(key, bytes);
+    putOptional(key, bytes);
     if (bytes && !isValidUtf8(*bytes)) put(std::string(key) + "Bytes", base64Encoded(*bytes));
   }
 
+  std::size_t size() const { return text_.size(); }
   std::string finish() && {
     text_ += '}';
     return std::move(text_);
@@ -89,36 +90,48 @@ class LineWriter {
   std::string text_;
 };
 
-std::optional<std::string> textOf(const std::optional<ArtifactSafetyTier>& tier) {
-  return tier ? std::optional<std::string>(rawValue(*tier)) : std::nullopt;
-}
+/// The line without `hash`, and where that belongs.
+struct UnsealedLine {
+  std::string text;
+  std::size_t hashPosition = 0;
+};
 
-std::optional<std::string> textOf(const std::optional<DisposalMethod>& method) {
-  return method ? std::optional<std::string>(rawValue(*method)) : std::nullopt;
-}
-
-std::string encode(const AuditRecord& record, bool withHash) {
+UnsealedLine encodeUnsealed(const AuditRecord& record) {
   LineWriter line;
-  line.put("actor", std::string_view(record.actor));
+  line.put("actor", record.actor);
   if (record.bytes) line.putNumber("bytes", *record.bytes);
-  line.put("category", record.category);
+  line.putOptional("category", record.category);
   line.putBytes("destination", record.destination);
   if (record.dryRun) line.putTruth("dryRun", *record.dryRun);
   line.put("event", rawValue(record.event));
-  if (withHash) line.put("hash", record.hash);
-  line.put("host", std::string_view(record.host));
-  line.put("message", record.message);
-  line.put("method", textOf(record.method));
+  const std::size_t hashPosition = line.size();
+  line.put("host", record.host);
+  line.putOptional("message", record.message);
+  if (record.method) line.put("method", rawValue(*record.method));
   line.putBytes("path", record.path);
-  line.put("policy", record.policy);
-  line.put("prevHash", std::string_view(record.prevHash));
-  line.put("reason", record.reason);
-  line.put("ruleID", record.ruleID);
-  line.put("runID", std::string_view(record.runID));
+  line.putOptional("policy", record.policy);
+  line.put("prevHash", record.prevHash);
+  line.putOptional("reason", record.reason);
+  line.putOptional("ruleID", record.ruleID);
+  line.put("runID", record.runID);
   line.putNumber("seq", record.seq);
-  line.put("tier", textOf(record.tier));
-  line.put("time", std::string_view(iso8601(record.time)));
-  return std::move(line).finish();
+  if (record.tier) line.put("tier", rawValue(*record.tier));
+  line.put("time", iso8601(record.time));
+  return {std::move(line).finish(), hashPosition};
+}
+
+std::string sealed(UnsealedLine line, const std::string& hash) {
+  LineWriter field;
+  field.put("hash", hash);
+  std::string text = std::move(field).finish();
+  text.front() = ',';
+  text.pop_back();
+  return std::move(line.text.insert(line.hashPosition, text));
+}
+
+std::string hashOf(const UnsealedLine& line, const std::string& prevHash) {
+  thread_local Sha256 sha;
+  return sha.update(prevHash).update(line.text).finish();
 }
 
 nlohmann::json parsedLine(std::string_view line, const std::string& where) {
@@ -131,7 +144,10 @@ nlohmann::json parsedLine(std::string_view line, const std::string& where) {
 
 }  // namespace
 
-std::string encodeAuditLine(const AuditRecord& record) { return encode(record, true); }
+std::string encodeAuditLine(const AuditRecord& record) {
+  UnsealedLine line = encodeUnsealed(record);
+  return record.hash ? sealed(std::move(line), *record.hash) : std::move(line.text);
+}
 
 AuditRecord decodeAuditLine(std::string_view line, const std::string& where) {
   const auto parsed = parsedLine(line, where);
@@ -158,9 +174,19 @@ AuditRecord decodeAuditLine(std::string_view line, const std::string& where) {
   return record;
 }
 
-std::string auditHash(const AuditRecord& record) {
-  thread_local Sha256 sha;
-  return sha.update(record.prevHash).update(encode(record, false)).finish();
+std::string auditHash(const AuditRecord& record) { return hashOf(encodeUnsealed(record), record.prevHash); }
+
+std::string sealAuditRecord(AuditRecord& record) {
+  const auto makeText = [](std::string& text) {
+    if (!isValidUtf8(text)) text = replacingInvalidUtf8(text);
+  };
+  for (std::string* text : {&record.host, &record.runID, &record.actor, &record.prevHash}) makeText(*text);
+  for (auto* text : {&record.policy, &record.category, &record.ruleID, &record.reason, &record.message}) {
+    if (*text) makeText(**text);
+  }
+  UnsealedLine line = encodeUnsealed(record);
+  record.hash = hashOf(line, record.prevHash);
+  return sealed(std::move(line), *record.hash);
 }
 
 }  // namespace tidra

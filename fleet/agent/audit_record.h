@@ -86,4 +86,7 @@ AuditRecord decodeAuditLine(std::string_view line, const std::string& where);
 /// its `hash`.
 std::string auditHash(const AuditRecord& record);
 
+/// Makes the record what decoding its line gives, with its hash, and gives that line.
+std::string sealAuditRecord(AuditRecord& record);
+
 }  // namespace tidra
