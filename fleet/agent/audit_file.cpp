@@ -62,7 +62,7 @@ AuditFile AuditFile::openOrMake(const std::string& url) {
 }
 
 AuditLineReader::AuditLineReader(const FileDescriptor& file, std::uint64_t offset)
-    : file_(file), buffer_(mostLineBytes + chunkBytes), offset_(offset) {}
+    : file_(file), buffer_(std::make_unique_for_overwrite<char[]>(mostLineBytes + 2 * chunkBytes)), offset_(offset) {}
 
 bool AuditLineReader::next(Line& line) {
   while (true) {
@@ -81,7 +81,7 @@ bool AuditLineReader::next(Line& line) {
 
 /// The next line of the buffer; at the end of the file also what has no line feed.
 bool AuditLineReader::take(Line& line) {
-  const char* start = buffer_.data() + begin_;
+  const char* start = buffer_.get() + begin_;
   const std::size_t size = end_ - begin_;
   const auto* lineFeed = size == 0 ? nullptr : static_cast<const char*>(std::memchr(start, '\n', size));
   if (lineFeed == nullptr && !(atEnd_ && size + skipped_ > 0)) return false;
@@ -102,10 +102,10 @@ bool AuditLineReader::take(Line& line) {
 /// Reads on behind what is still to be given. False at the end of the file.
 bool AuditLineReader::fill() {
   const std::size_t kept = end_ - begin_;
-  std::memmove(buffer_.data(), buffer_.data() + begin_, kept);
+  std::memmove(buffer_.get(), buffer_.get() + begin_, kept);
   begin_ = 0;
   end_ = kept;
-  const auto got = readAt(file_, offset_ + skipped_ + kept, buffer_.data() + kept, chunkBytes);
+  const auto got = readAt(file_, offset_ + skipped_ + kept, buffer_.get() + kept, chunkBytes);
   if (!got) throw std::system_error(got.failure());
   end_ += *got;
   return *got > 0;

@@ -3,10 +3,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "core/platform/directory_reader.h"
 #include "core/platform/file_descriptor.h"
@@ -57,7 +57,7 @@ class AuditLineReader {
   bool fill();
 
   const FileDescriptor& file_;
-  std::vector<char> buffer_;
+  std::unique_ptr<char[]> buffer_;
   std::size_t begin_ = 0;      // of what is buffered and not yet given
   std::size_t end_ = 0;        // of what is buffered
   std::uint64_t offset_ = 0;   // in the file, of begin_
