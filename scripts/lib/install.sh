@@ -14,18 +14,19 @@ fail() {
 install_needs() {
   local purpose=${1:-build}
   if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
-    local packages=(cmake ninja-build g++ pkg-config git nlohmann-json3-dev libfmt-dev libcli11-dev libgtest-dev)
+    local packages=(cmake ninja-build g++ pkg-config git nlohmann-json3-dev libfmt-dev libcli11-dev libgtest-dev
+                    libssl-dev)
     [ "$purpose" = test ] && packages+=(ccache clang-format trash-cli)
     install_with_apt "${packages[@]}"
   elif [ "$(uname -s)" = Darwin ]; then
-    local formulae=(cmake ninja nlohmann-json fmt cli11 googletest ccache)
+    local formulae=(cmake ninja nlohmann-json fmt cli11 googletest openssl@3 ccache)
     [ "$purpose" = test ] && formulae+=(clang-format)
     install_with_brew "${formulae[@]}"
   else
     local tool
     for tool in cmake ninja c++ git; do
       command -v "$tool" >/dev/null || fail "$tool is missing, and this system has neither apt nor Homebrew; install cmake," \
-        "ninja, git, a C++20 compiler, nlohmann-json, fmt, CLI11 and GoogleTest, then start this again."
+        "ninja, git, a C++20 compiler, nlohmann-json, fmt, CLI11, OpenSSL and GoogleTest, then start this again."
     done
   fi
 }
@@ -86,6 +87,7 @@ install_with_brew() {
   for formula in "$@"; do
     [ -e "$prefix/opt/$formula" ] || command -v "$formula" >/dev/null || missing+=("$formula")
   done
+  export OPENSSL_ROOT_DIR="$prefix/opt/openssl@3"  # Homebrew keeps it out of the usual places
   export CMAKE_PREFIX_PATH="$prefix${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}"
   [ ${#missing[@]} -eq 0 ] && return
   say "Installing ${missing[*]}…"

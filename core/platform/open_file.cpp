@@ -1,0 +1,92 @@
+#include "core/platform/open_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+namespace tidra {
+namespace {
+
+int flagsFor(FileAccess access) {
+  switch (access) {
+    case FileAccess::read:
+      return O_RDONLY;
+    case FileAccess::append:
+      return O_WRONLY | O_APPEND;
+    case FileAccess::replace:
+      return O_RDWR;
+  }
+  return O_RDONLY;
+}
+
+std::error_code writeAll(int file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(file, bytes.data(), bytes.size());
+    if (written < 0 && errno != EINTR) return lastSystemError();
+    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return {};
+}
+
+}  // namespace
+
+Outcome<FileDescriptor> openFile(const std::string& path, FileAccess access) {
+  FileDescriptor file(::open(path.c_str(), flagsFor(access) | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  struct stat status {};
+  if (!file || ::fstat(file.get(), &status) != 0) return lastSystemError();
+  if (!S_ISREG(status.st_mode)) return std::make_error_code(std::errc::invalid_argument);
+  return file;
+}
+
+Outcome<FileDescriptor> makeFile(const std::string& path) {
+  constexpr mode_t ownerOnly = 0600;
+  FileDescriptor file(::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ownerOnly));
+  if (!file || ::fchmod(file.get(), ownerOnly) != 0) return lastSystemError();
+  return file;
+}
+
+Outcome<std::size_t> readAt(const FileDescriptor& file, std::uint64_t offset, char* buffer, std::size_t size) {
+  std::size_t filled = 0;
+  while (filled < size) {
+    const ssize_t got = ::pread(file.get(), buffer + filled, size - filled, static_cast<off_t>(offset + filled));
+    if (got == 0) break;
+    if (got < 0 && errno != EINTR) return lastSystemError();
+    if (got > 0) filled += static_cast<std::size_t>(got);
+  }
+  return filled;
+}
+
+std::error_code appendWhole(const FileDescriptor& file, std::string_view bytes, std::uint64_t formerSize) {
+  const auto failure = writeAll(file.get(), bytes);
+  if (failure) [[maybe_unused]]
+    const int cut = ::ftruncate(file.get(), static_cast<off_t>(formerSize));
+  return failure;
+}
+
+std::error_code replaceTail(const FileDescriptor& file, std::uint64_t offset, std::string_view bytes) {
+  const off_t end = static_cast<off_t>(offset + bytes.size());
+  if (::lseek(file.get(), static_cast<off_t>(offset), SEEK_SET) < 0) return lastSystemError();
+  if (const auto failure = writeAll(file.get(), bytes)) return failure;
+  if (::ftruncate(file.get(), end) != 0) return lastSystemError();
+  return flushFile(file);
+}
+
+std::error_code flushFile(const FileDescriptor& file) {
+  return ::fsync(file.get()) == 0 ? std::error_code{} : lastSystemError();
+}
+
+Outcome<bool> removeIfSame(const std::string& path, const FileDescriptor& file) {
+  // While this process has the file open its number goes to no other file, and whoever else wants to remove it waits
+  // here. Where the file system knows no such locks, comparing right before must do.
+  while (::flock(file.get(), LOCK_EX) != 0 && errno == EINTR) {
+  }
+  struct stat opened {};
+  struct stat present {};
+  if (::fstat(file.get(), &opened) != 0) return lastSystemError();
+  if (::lstat(path.c_str(), &present) != 0) return errno == ENOENT ? Outcome<bool>(false) : lastSystemError();
+  if (opened.st_dev != present.st_dev || opened.st_ino != present.st_ino) return false;
+  if (::unlink(path.c_str()) != 0) return lastSystemError();
+  return true;
+}
+
+}  // namespace tidra

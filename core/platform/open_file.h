@@ -1,0 +1,46 @@
+// Regular files of which parts are read or written. A link in the place of the file is never followed, and nothing
+// waits at a pipe. Nothing throws: the answers are values.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "core/base/errors.h"
+#include "core/platform/file_descriptor.h"
+
+namespace tidra {
+
+enum class FileAccess {
+  read,
+  append,   // every write goes to the end
+  replace,  // writes go where they say; reading too
+};
+
+/// Opens what is there. invalid_argument for anything but a regular file.
+Outcome<FileDescriptor> openFile(const std::string& path, FileAccess access);
+
+/// Makes a file for its owner only, whatever the process's mask, to append to. file_exists when the name is taken.
+Outcome<FileDescriptor> makeFile(const std::string& path);
+
+/// Reads from an offset until the buffer is full or the file ends; gives how much that was.
+Outcome<std::size_t> readAt(const FileDescriptor& file, std::uint64_t offset, char* buffer, std::size_t size);
+
+/// Writes everything to the end of a file of `formerSize` bytes. After a failure the file is cut back to that size, so
+/// that no part of it stays; where even that fails, part of it may.
+std::error_code appendWhole(const FileDescriptor& file, std::string_view bytes, std::uint64_t formerSize);
+
+/// Puts bytes in the place of all that follows an offset, and flushes the file to disk. The file grows, if it does,
+/// before it loses anything.
+std::error_code replaceTail(const FileDescriptor& file, std::uint64_t offset, std::string_view bytes);
+
+/// Flushes an open file to disk.
+std::error_code flushFile(const FileDescriptor& file);
+
+/// Removes the file at `path` if it is the open one; gives false when something else is there by now, or nothing. Of
+/// several processes that try it with the same file at a time, one looks and removes before the next looks.
+Outcome<bool> removeIfSame(const std::string& path, const FileDescriptor& file);
+
+}  // namespace tidra

@@ -1,0 +1,118 @@
+#include "fleet/agent/audit_file.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+
+#include "core/base/errors.h"
+#include "core/base/text.h"
+#include "core/platform/held_folder.h"
+
+namespace tidra {
+namespace {
+
+constexpr std::size_t chunkBytes = 256 * 1024;
+
+/// Says why a file could not be opened.
+[[noreturn]] void failOpening(const std::string& url, FileAccess access, std::error_code reason) {
+  const std::string log = auditLogNamed(url);
+  if (const auto facts = pathFacts(url)) {
+    if (facts->type == EntryType::directory) throw InputError(log + " is a folder; name a file.");
+    if (facts->type == EntryType::symbolicLink) throw InputError(log + " is a link; name the file itself.");
+    if (facts->type == EntryType::other) throw InputError(log + " is no regular file; name one.");
+  }
+  throw InputError(fmt::format("{} cannot be {}: {}; allow this user to, or name another file.", log,
+                               access == FileAccess::read ? "read" : "written", reason.message()));
+}
+
+/// A log that someone else may change proves nothing.
+void requireOwn(const std::string& url, const EntryFacts& facts) {
+  constexpr std::uint32_t writableByOthers = 022;
+  const std::string path = escapedForTerminal(url);
+  if (facts.owner != runningUser() && facts.owner != 0) {
+    throw InputError(fmt::format("The audit log {} belongs to another user; 'chown {} {}' makes it this user's.", path,
+                                 runningUser(), path));
+  }
+  if ((facts.permissions & writableByOthers) != 0) {
+    throw InputError(fmt::format("Other users may change the audit log {}; 'chmod go-w {}' ends that.", path, path));
+  }
+}
+
+}  // namespace
+
+std::string auditLogNamed(const std::string& url) { return "The audit log " + escapedForTerminal(url); }
+
+std::optional<AuditFile> AuditFile::open(const std::string& url, FileAccess access) {
+  auto file = openFile(url, access);
+  if (!file && file.failure() == std::errc::no_such_file_or_directory) return std::nullopt;
+  if (!file) failOpening(url, access, file.failure());
+  const auto facts = descriptorFacts(file->get());
+  if (!facts) failOpening(url, access, facts.failure());
+  if (access != FileAccess::read) requireOwn(url, *facts);
+  return AuditFile{std::move(*file), *facts};
+}
+
+AuditFile AuditFile::openOrMake(const std::string& url) {
+  if (auto present = open(url, FileAccess::append)) return std::move(*present);
+  auto made = makeFile(url);
+  if (!made) failOpening(url, FileAccess::append, made.failure());
+  const auto facts = descriptorFacts(made->get());
+  if (!facts) failOpening(url, FileAccess::append, facts.failure());
+  return {std::move(*made), *facts};
+}
+
+AuditLineReader::AuditLineReader(const FileDescriptor& file, std::uint64_t offset)
+    : file_(file), buffer_(std::make_unique_for_overwrite<char[]>(mostLineBytes + 2 * chunkBytes)), offset_(offset) {}
+
+bool AuditLineReader::next(Line& line) {
+  while (true) {
+    if (take(line)) {
+      if (line.text.empty() && !line.tooLong) continue;
+      return true;
+    }
+    if (atEnd_) return false;
+    if (end_ - begin_ > mostLineBytes) {
+      skipped_ += end_ - begin_;
+      begin_ = end_;
+    }
+    atEnd_ = !fill();
+  }
+}
+
+/// The next line of the buffer; at the end of the file also what has no line feed.
+bool AuditLineReader::take(Line& line) {
+  const char* start = buffer_.get() + begin_;
+  const std::size_t size = end_ - begin_;
+  const auto* lineFeed = size == 0 ? nullptr : static_cast<const char*>(std::memchr(start, '\n', size));
+  if (lineFeed == nullptr && !(atEnd_ && size + skipped_ > 0)) return false;
+  const std::size_t length = lineFeed == nullptr ? size : static_cast<std::size_t>(lineFeed - start);
+  line = {.text = {start, length},
+          .offset = offset_,
+          .number = ++number_,
+          .ended = lineFeed != nullptr,
+          .tooLong = skipped_ + length > mostLineBytes};
+  const std::size_t taken = length + (line.ended ? 1 : 0);
+  offset_ += skipped_ + taken;
+  begin_ += taken;
+  skipped_ = 0;
+  if (line.tooLong) line.text = {};
+  return true;
+}
+
+/// Reads on behind what is still to be given. False at the end of the file.
+bool AuditLineReader::fill() {
+  const std::size_t kept = end_ - begin_;
+  std::memmove(buffer_.get(), buffer_.get() + begin_, kept);
+  begin_ = 0;
+  end_ = kept;
+  const auto got = readAt(file_, offset_ + skipped_ + kept, buffer_.get() + kept, chunkBytes);
+  if (!got) throw std::system_error(got.failure());
+  end_ += *got;
+  return *got > 0;
+}
+
+std::string placeOf(const AuditLineReader::Line& line) {
+  return fmt::format("line {} (byte {})", line.number, line.offset);
+}
+
+}  // namespace tidra

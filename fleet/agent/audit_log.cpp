@@ -1,0 +1,188 @@
+#include "fleet/agent/audit_log.h"
+
+#include <fmt/format.h>
+
+#include <limits>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+#include "fleet/agent/audit_file.h"
+
+namespace tidra {
+namespace {
+
+/// The last line of a log, of which only the end was read.
+struct LastLine {
+  std::string_view text;
+  std::uint64_t offset = 0;
+  bool ended = true;
+  bool cutByWindow = false;  // it may begin before what was read
+};
+
+LastLine lastLineOf(std::string_view window, std::uint64_t windowOffset) {
+  const auto end = window.find_last_not_of('\n');
+  if (end == std::string_view::npos) return {};
+  const auto before = window.substr(0, end + 1).rfind('\n');
+  const std::size_t begin = before == std::string_view::npos ? 0 : before + 1;
+  return {.text = window.substr(begin, end + 1 - begin),
+          .offset = windowOffset + begin,
+          .ended = window.back() == '\n',
+          .cutByWindow = begin == 0 && windowOffset > 0};
+}
+
+[[noreturn]] void failTorn(const std::string& url, const LastLine& line, const std::string& why) {
+  const std::string reason = line.cutByWindow ? fmt::format("is longer than {} bytes", AuditLog::mostLineBytes)
+                             : line.ended     ? why
+                                              : "is cut off: no line feed follows, and it " + why;
+  throw InputError(fmt::format(
+      "{} cannot be continued: its last line, {} bytes from byte {} on, {}; "
+      "'tidra audit repair {}' moves it aside.",
+      auditLogNamed(url), line.text.size(), line.offset, escapedForTerminal(reason), escapedForTerminal(url)));
+}
+
+/// Decodes the last line of a log.
+AuditRecord recordOf(const std::string& url, const LastLine& line) {
+  const std::string where = "the record";
+  try {
+    return decodeAuditLine(line.text, where);
+  } catch (const DecodingError& error) {
+    std::string_view why = error.what();
+    why.remove_prefix(where.size());
+    failTorn(url, line,
+             why.starts_with(' ') ? std::string(why.substr(1)) : "is no record: " + std::string(why.substr(1)));
+  }
+}
+
+std::string readWindow(const std::string& url, const FileDescriptor& file, std::uint64_t from, std::uint64_t to) {
+  std::string window(to - from, '\0');
+  const auto got = readAt(file, from, window.data(), window.size());
+  if (!got) throw InputError(fmt::format("{} cannot be read: {}.", auditLogNamed(url), got.failure().message()));
+  window.resize(*got);
+  return window;
+}
+
+bool endsInLineFeed(const std::string& url, std::uint64_t sizeBytes) {
+  const auto file = AuditFile::open(url, FileAccess::read);
+  return sizeBytes == 0 || !file || readWindow(url, file->descriptor, sizeBytes - 1, sizeBytes) == "\n";
+}
+
+/// Cuts the message, at the end of a character, so that the line fits.
+std::string sealToFit(AuditRecord& record) {
+  std::string line = sealAuditRecord(record);
+  if (line.size() < AuditLog::mostLineBytes) return line;
+  constexpr std::size_t longestCutMessage = 4096;
+  if (record.message && record.message->size() > longestCutMessage) {
+    std::size_t end = longestCutMessage;
+    while (end > 0 && (static_cast<unsigned char>((*record.message)[end]) & 0xC0U) == 0x80U) --end;
+    record.message = record.message->substr(0, end) + "…";
+    line = sealAuditRecord(record);
+  }
+  if (line.size() >= AuditLog::mostLineBytes) {
+    throw std::length_error(
+        fmt::format("A record of the audit log would be longer than {} bytes.", AuditLog::mostLineBytes));
+  }
+  return line;
+}
+
+}  // namespace
+
+AuditLog::AuditLog(std::string url) : url_(std::move(url)) {
+  const std::string folder = parentPath(url_);
+  try {
+    makePrivateFolders(folder);
+  } catch (const std::system_error& error) {
+    throw InputError(fmt::format("The folder {} for the audit log cannot be made: {}.", escapedForTerminal(folder),
+                                 error.code().message()));
+  }
+  // A log to which nothing can be added must be told before anything is done that belongs into it.
+  if (!AuditFile::open(url_, FileAccess::append)) return;
+  if (const auto file = AuditFile::open(url_, FileAccess::read)) findHead(file->descriptor, file->facts.sizeBytes);
+}
+
+/// Takes the last record of a file of that size for the one to continue.
+void AuditLog::findHead(const FileDescriptor& file, std::uint64_t sizeBytes) {
+  const std::uint64_t from = sizeBytes > mostLineBytes ? sizeBytes - mostLineBytes : 0;
+  const std::string window = readWindow(url_, file, from, sizeBytes);
+  const LastLine line = lastLineOf(window, from);
+  if (!line.text.empty()) {
+    const AuditRecord record = recordOf(url_, line);
+    seq_ = record.seq;
+    lastHash_ = record.hash.value_or(std::string(auditGenesis));
+  } else if (from > 0) {
+    throw InputError(fmt::format("{} cannot be continued: it ends in more than {} empty lines.", auditLogNamed(url_),
+                                 mostLineBytes));
+  }
+  endsInLine_ = line.ended;
+  sizeBytes_ = sizeBytes;
+}
+
+std::int64_t AuditLog::seq() const {
+  const std::scoped_lock guard(lock_);
+  return seq_;
+}
+
+std::string AuditLog::lastHash() const {
+  const std::scoped_lock guard(lock_);
+  return lastHash_;
+}
+
+AuditRecord AuditLog::append(const Builder& build) {
+  const std::scoped_lock guard(lock_);
+  const AuditFile file = AuditFile::openOrMake(url_);
+  const std::uint64_t sizeBytes = file.facts.sizeBytes;
+  if (sizeBytes > sizeBytes_) {
+    // Another run has added to the log between the opening of it and the beginning of this run.
+    if (const auto reading = AuditFile::open(url_, FileAccess::read)) findHead(reading->descriptor, sizeBytes);
+  } else if (sizeBytes < sizeBytes_) {
+    // Something has cut the log. The chain goes on where it was, so that the gap shows.
+    endsInLine_ = endsInLineFeed(url_, sizeBytes);
+  }
+  if (seq_ == std::numeric_limits<std::int64_t>::max()) throw std::overflow_error("The audit log is full.");
+  AuditRecord record;
+  build(record);
+  record.seq = seq_ + 1;
+  record.prevHash = lastHash_;
+  record.hash.reset();
+  const std::string line = (endsInLine_ ? "" : "\n") + sealToFit(record) + "\n";
+  if (const auto failure = appendWhole(file.descriptor, line, sizeBytes)) {
+    throw std::system_error(failure, auditLogNamed(url_) + " cannot be written");
+  }
+  seq_ = record.seq;
+  lastHash_ = *record.hash;
+  sizeBytes_ = sizeBytes + line.size();
+  endsInLine_ = true;
+  return record;
+}
+
+void AuditLog::forEachRecord(const std::string& url, const std::function<bool(const AuditRecord&)>& visit) {
+  const auto file = AuditFile::open(url, FileAccess::read);
+  if (!file) throw InputError(fmt::format("{} does not exist.", auditLogNamed(url)));
+  AuditLineReader reader(file->descriptor);
+  AuditLineReader::Line line;
+  const auto fail = [&](const std::string& why) {
+    throw InputError(fmt::format("{} is damaged: {}.", auditLogNamed(url), escapedForTerminal(why)));
+  };
+  while (reader.next(line)) {
+    std::optional<AuditRecord> record;
+    try {
+      if (!line.tooLong) record = decodeAuditLine(line.text, placeOf(line));
+    } catch (const DecodingError& error) {
+      if (line.ended) fail(error.what());
+    }
+    if (!record && line.ended) fail(placeOf(line) + " is too long");
+    if (record && !visit(*record)) return;
+  }
+}
+
+std::vector<AuditRecord> AuditLog::records(const std::string& url) {
+  std::vector<AuditRecord> records;
+  forEachRecord(url, [&](const AuditRecord& record) {
+    records.push_back(record);
+    return true;
+  });
+  return records;
+}
+
+}  // namespace tidra

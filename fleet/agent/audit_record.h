@@ -1,0 +1,92 @@
+// One line of the audit log: what an unattended run did, chained by a hash to the line before it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/base/enum_table.h"
+#include "core/base/time_point.h"
+#include "core/model/disposal.h"
+#include "core/model/scan_vocabulary.h"
+
+namespace tidra {
+
+/// The fields that an event fills stand in docs/audit.md.
+struct AuditRecord {
+  enum class Event {
+    runStarted,
+    scanCompleted,
+    planned,
+    disposed,
+    disposeFailed,
+    skipped,
+    purged,
+    runFinished,
+    error,
+    hubReported
+  };
+
+  std::int64_t seq = 0;  // position in the log, from 1
+  TimePoint time{};
+  std::string host;
+  std::string runID;
+  Event event = Event::error;
+  std::string actor;  // who started the run
+  std::optional<std::string> policy;
+  std::optional<std::string> path;     // any bytes
+  std::optional<std::uint64_t> bytes;  // of the item, or a total
+  std::optional<ArtifactSafetyTier> tier;
+  std::optional<std::string> category;
+  std::optional<std::string> ruleID;
+  std::optional<DisposalMethod> method;
+  std::optional<std::string> destination;  // any bytes
+  std::optional<std::string> reason;
+  std::optional<std::string> message;
+  std::optional<bool> dryRun;
+  std::string prevHash;             // the hash of the record before; auditGenesis in the first
+  std::optional<std::string> hash;  // absent only before the record is sealed
+
+  bool operator==(const AuditRecord&) const = default;
+};
+
+template <>
+struct EnumTable<AuditRecord::Event> {
+  using enum AuditRecord::Event;
+  static constexpr std::string_view name = "event";
+  static constexpr std::array rows{
+      EnumRow<AuditRecord::Event>{runStarted, "runStarted"},
+      EnumRow<AuditRecord::Event>{scanCompleted, "scanCompleted"},
+      EnumRow<AuditRecord::Event>{planned, "planned"},
+      EnumRow<AuditRecord::Event>{disposed, "disposed"},
+      EnumRow<AuditRecord::Event>{disposeFailed, "disposeFailed"},
+      EnumRow<AuditRecord::Event>{skipped, "skipped"},
+      EnumRow<AuditRecord::Event>{purged, "purged"},
+      EnumRow<AuditRecord::Event>{runFinished, "runFinished"},
+      EnumRow<AuditRecord::Event>{error, "error"},
+      EnumRow<AuditRecord::Event>{hubReported, "hubReported"},
+  };
+};
+
+/// What stands for the hash before the first record: 64 zeros.
+inline constexpr std::string_view auditGenesis = "0000000000000000000000000000000000000000000000000000000000000000";
+
+/// The record as it stands in the log, without the line feed: compact JSON, keys sorted, slashes as they are. Absent
+/// fields are left out. Bytes that are not UTF-8 become U+FFFD; of `path` and `destination` the exact bytes follow in
+/// base64 as `pathBytes` and `destinationBytes`.
+std::string encodeAuditLine(const AuditRecord& record);
+
+/// The record of a line without its line feed. Unknown keys are passed over. Throws DecodingError, which begins with
+/// `where`.
+AuditRecord decodeAuditLine(std::string_view line, const std::string& where);
+
+/// The hash that belongs into a record: SHA-256, in lower-case hexadecimal, of `prevHash` followed by the line without
+/// its `hash`.
+std::string auditHash(const AuditRecord& record);
+
+/// Makes the record what decoding its line gives, with its hash, and gives that line.
+std::string sealAuditRecord(AuditRecord& record);
+
+}  // namespace tidra

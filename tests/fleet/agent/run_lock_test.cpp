@@ -1,0 +1,220 @@
+#include "fleet/agent/run_lock.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <functional>
+
+#include "core/base/errors.h"
+#include "core/platform/files.h"
+#include "tests/support/message_of.h"
+#include "tests/support/temporary_tree.h"
+
+namespace tidra {
+namespace {
+
+using testing::HasSubstr;
+
+/// A process that does one thing and ends with its result.
+pid_t start(const std::function<int()>& work) {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(work());
+  return child;
+}
+
+int statusOf(pid_t child) {
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+/// The id of a process that has been and is gone.
+pid_t goneProcess() {
+  const pid_t child = start([] { return 0; });
+  statusOf(child);
+  return child;
+}
+
+class RunLockTest : public testing::Test {
+ protected:
+  std::string url() const { return tree_.path("state/fleet.lock"); }
+  std::string content() const {
+    const auto read = readFile(url());
+    return read ? *read : "(none)";
+  }
+  std::string ownContent() const { return std::to_string(::getpid()) + "\n"; }
+  /// The pid of the LockError that acquiring throws.
+  std::optional<std::int32_t> busyWith() const {
+    try {
+      RunLock(url()).acquire();
+    } catch (const RunLock::LockError& error) {
+      return error.pid();
+    }
+    return std::nullopt;
+  }
+
+  const TemporaryTree tree_;
+};
+
+TEST_F(RunLockTest, IsAFileWithTheProcessIdAsLongAsItIsHeld) {
+  const mode_t former = ::umask(0);
+  {
+    RunLock lock(url());
+    EXPECT_FALSE(lock.held());
+    EXPECT_EQ(content(), "(none)") << "making the object touches no file";
+    lock.acquire();
+    EXPECT_TRUE(lock.held());
+    EXPECT_EQ(content(), ownContent());
+    struct stat status {};
+    ::stat(url().c_str(), &status);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    lock.release();
+    EXPECT_EQ(content(), "(none)");
+    tree_.writeFile("state/fleet.lock", "not ours");
+    lock.release();
+    EXPECT_EQ(content(), "not ours");
+    removeFile(url());
+    lock.acquire();
+  }
+  ::umask(former);
+  EXPECT_EQ(content(), "(none)") << "destruction releases";
+}
+
+TEST_F(RunLockTest, WhatADeadRunLeftIsTakenOver) {
+  const std::string gone = std::to_string(goneProcess());
+  for (const std::string& leftover : {gone + "\n", " +" + gone + " \r\n", ownContent()}) {
+    tree_.writeFile("state/fleet.lock", leftover);
+    RunLock lock(url());
+    lock.acquire();
+    EXPECT_EQ(content(), ownContent());
+  }
+}
+
+TEST_F(RunLockTest, WhatMayBelongToALiveRunIsLeftAlone) {
+  const std::string parent = std::to_string(::getppid());
+  for (const auto& [text, pid] :
+       std::vector<std::pair<std::string, std::int32_t>>{{parent, ::getppid()},
+                                                         {"1\n", 1},
+                                                         {"letters", -1},
+                                                         {"", -1},
+                                                         {"12 34", -1},
+                                                         {"+-1", -1},
+                                                         {"99999999999", -1},
+                                                         {"\xff", -1},
+                                                         {std::string(5000, ' ') + "1", -1}}) {
+    tree_.writeFile("state/fleet.lock", text);
+    EXPECT_EQ(busyWith(), pid) << text;
+    EXPECT_EQ(content(), text);
+  }
+  const RunLock::LockError error(17, "/run/x.lock");
+  EXPECT_STREQ(error.what(), "another tidra run (pid 17) holds the lock");
+  EXPECT_THAT(error.help(), HasSubstr("remove /run/x.lock"));
+}
+
+TEST_F(RunLockTest, WhatCanBeNoLockFileIsTold) {
+  const auto refusal = [&] { return messageOf<InputError>([&] { RunLock(url()).acquire(); }); };
+  const std::string other = tree_.writeFile("other", std::to_string(goneProcess()));
+  tree_.symlink("state/fleet.lock", other);
+  EXPECT_EQ(refusal(), "The lock file " + url() + " is a link; remove that or name another lock file.");
+  EXPECT_TRUE(readFile(other));
+  removeFile(url());
+  tree_.makeFolder("state/fleet.lock");
+  EXPECT_THAT(refusal(), HasSubstr(" is a folder; "));
+  ::rmdir(url().c_str());
+  ASSERT_EQ(::mkfifo(url().c_str(), 0600), 0);
+  EXPECT_THAT(refusal(), HasSubstr(" is no regular file; "));
+  tree_.writeFile("file");
+  EXPECT_THAT(messageOf<std::system_error>([&] { RunLock(tree_.path("file/x/fleet.lock")).acquire(); }),
+              HasSubstr("cannot be made"));
+}
+
+TEST_F(RunLockTest, AnotherLockInItsPlaceIsNotRemovedOnRelease) {
+  RunLock lock(url());
+  lock.acquire();
+  removeFile(url());
+  tree_.writeFile("state/fleet.lock", "1\n");
+  lock.release();
+  EXPECT_EQ(content(), "1\n");
+}
+
+TEST_F(RunLockTest, AKilledHolderMakesWayForTheNext) {
+  std::array<int, 2> ready{};
+  ASSERT_EQ(::pipe(ready.data()), 0);
+  const pid_t holder = start([&] {
+    RunLock lock(url());
+    lock.acquire();
+    [[maybe_unused]] const auto told = ::write(ready[1], "x", 1);
+    ::pause();
+    return 0;
+  });
+  char byte = 0;
+  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+  EXPECT_EQ(busyWith(), holder);
+  ::kill(holder, SIGKILL);
+  EXPECT_EQ(statusOf(holder), 128 + SIGKILL);
+  EXPECT_EQ(busyWith(), std::nullopt);
+  EXPECT_EQ(content(), "(none)");
+  ::close(ready[0]);
+  ::close(ready[1]);
+}
+
+// Each round starts processes at a barrier, with a leftover to clear or none. Whoever holds the lock makes a file
+// exclusively, which fails when two hold at once, and keeps the lock until all have had their answer.
+TEST_F(RunLockTest, OfTwentyAtOnceExactlyOneHolds) {
+  constexpr int processes = 20;
+  constexpr int rounds = 40;
+  const std::string leftover = std::to_string(goneProcess()) + "\n";
+  for (int round = 0; round < rounds; ++round) {
+    if (round % 4 != 0) tree_.writeFile("state/fleet.lock", leftover);
+    std::array<int, 2> gate{};
+    std::array<int, 2> answers{};
+    std::array<int, 2> end{};
+    ASSERT_EQ(::pipe(gate.data()) + ::pipe(answers.data()) + ::pipe(end.data()), 0);
+    std::vector<pid_t> children;
+    for (int i = 0; i < processes; ++i) {
+      children.push_back(start([&] {
+        ::close(gate[1]);
+        ::close(end[1]);
+        char byte = 0;
+        [[maybe_unused]] auto done = ::read(gate[0], &byte, 1);
+        RunLock lock(url());
+        std::int32_t answer = 0;
+        try {
+          lock.acquire();
+          answer = ::getpid();
+        } catch (const RunLock::LockError& error) {
+          answer = -error.pid();
+        } catch (const std::exception&) {
+        }
+        done = ::write(answers[1], &answer, sizeof answer);
+        done = ::read(end[0], &byte, 1);
+        lock.release();
+        return 0;
+      }));
+    }
+    ::close(gate[0]);
+    ::close(gate[1]);
+    std::vector<std::int32_t> holders;
+    std::vector<std::int32_t> named;
+    for (int i = 0; i < processes; ++i) {
+      std::int32_t answer = 0;
+      ASSERT_EQ(::read(answers[0], &answer, sizeof answer), static_cast<ssize_t>(sizeof answer));
+      (answer > 0 ? holders : named).push_back(answer);
+    }
+    EXPECT_EQ(holders.size(), 1U) << "round " << round;
+    EXPECT_THAT(named, testing::Each(holders.empty() ? 0 : -holders[0])) << "round " << round;
+    ::close(end[0]);
+    ::close(end[1]);
+    for (const pid_t child : children) EXPECT_EQ(statusOf(child), 0);
+    ::close(answers[0]);
+    ::close(answers[1]);
+    EXPECT_EQ(content(), "(none)");
+  }
+}
+
+}  // namespace
+}  // namespace tidra
