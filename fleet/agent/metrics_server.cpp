@@ -99,7 +99,7 @@ void MetricsServer::start() {
   try {
     thread_ = startServiceThread("tidra-metrics-server", [this] { serve(); });
   } catch (...) {
-    socketFD_.reset();
+    close();
     throw;
   }
   port_ = *port;
@@ -121,8 +121,13 @@ void MetricsServer::stop() {
   if (!thread_.joinable()) return;
   stopping_->raise();
   thread_.join();
-  // Only now: a descriptor that is closed while another thread polls it may come to stand for something else.
+  close();
+}
+
+/// Only without the thread: a descriptor that is closed while it is polled may come to stand for something else.
+void MetricsServer::close() {
   socketFD_.reset();
+  stopping_.reset();
   port_ = askedPort_;
 }
 

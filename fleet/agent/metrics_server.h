@@ -71,6 +71,7 @@ class MetricsServer {
  private:
   struct Answer;
 
+  void close();
   void serve() const;
   void serveConnection(const FileDescriptor& connection) const;
   Answer answerTo(std::string_view request) const;
