@@ -64,6 +64,7 @@ int runProgram(int argc, char** argv) {
   addExcludeCommand(app, program);
   addRulesCommand(app, program);
   addPolicyCommand(app, program);
+  addFleetCommand(app, program);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& wanted) {

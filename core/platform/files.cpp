@@ -18,18 +18,29 @@
 namespace tidra {
 namespace {
 
+std::string folderOf(const std::string& file) { return file.find('/') == std::string::npos ? "." : parentPath(file); }
+
 /// Removes a temporary file unless the work with it succeeded.
 class TemporaryFile {
  public:
-  /// Beside `target`. Without a mode the process's own mask decides.
+  /// Beside `target`, with a random name. Without a mode the process's own mask decides.
   TemporaryFile(const std::string& target, std::optional<unsigned> mode) {
-    const std::string folder = target.find('/') == std::string::npos ? "." : parentPath(target);
+    const std::string folder = folderOf(target);
     std::random_device random;
     do {
       path_ = joinedPath(folder, fmt::format(".{}.{:08x}", lastPathComponent(target), random()));
-      file_ = FileDescriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode ? 0600 : 0666));
-    } while (!file_ && errno == EEXIST);
-    if (!file_ || (mode && ::fchmod(file_.get(), *mode) != 0)) fail(lastSystemError());
+    } while (!create(mode) && errno == EEXIST);
+    prepare(mode);
+  }
+  /// With a name that is this process's own: a file or link in its place was left by a process with the same id, or
+  /// planted.
+  struct Named {
+    std::string path;
+    unsigned mode;
+  };
+  explicit TemporaryFile(Named named) : path_(std::move(named.path)) {
+    if (!create(named.mode) && errno == EEXIST && ::unlink(path_.c_str()) == 0) create(named.mode);
+    prepare(named.mode);
   }
   ~TemporaryFile() { discard(); }
   TemporaryFile(const TemporaryFile&) = delete;
@@ -45,6 +56,14 @@ class TemporaryFile {
   }
 
  private:
+  bool create(std::optional<unsigned> mode) {
+    file_ =
+        FileDescriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode ? 0600 : 0666));
+    return bool(file_);
+  }
+  void prepare(std::optional<unsigned> mode) {
+    if (!file_ || (mode && ::fchmod(file_.get(), *mode) != 0)) fail(lastSystemError());
+  }
   [[noreturn]] void fail(std::error_code reason) {
     discard();
     throw std::system_error(reason);
@@ -62,6 +81,28 @@ void flushFolder(const std::string& folder) {
   FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!opened) throw std::system_error(lastSystemError());
   if (const auto reason = flushEntries(opened.get())) throw std::system_error(reason);
+}
+
+bool makeFolder(const std::string& path, unsigned permissions) {
+  if (::mkdir(path.c_str(), static_cast<mode_t>(permissions)) != 0) return false;
+  // Through a descriptor: whoever may write to the parent could have put a link there by now. Where it cannot be
+  // opened, it has what the mask left.
+  const FileDescriptor made(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (made) ::fchmod(made.get(), static_cast<mode_t>(permissions));
+  return true;
+}
+
+/// Makes a folder and those above it that are missing, with these permissions whatever the process's mask.
+void makeFolders(const std::string& path, unsigned permissions) {
+  if (makeFolder(path, permissions)) return;
+  if (errno == ENOENT && path != "/" && path != ".") {
+    makeFolders(folderOf(path), permissions);
+    if (makeFolder(path, permissions)) return;
+  }
+  const auto reason = lastSystemError();
+  const auto present = followedEntryFacts(AT_FDCWD, path.c_str());
+  if (present && present->type == EntryType::directory) return;
+  throw std::system_error(reason, fmt::format("{} cannot be made", path));
 }
 
 Outcome<std::string> readAtMost(const FileDescriptor& file, std::size_t mostBytes) {
@@ -128,23 +169,29 @@ void replaceFile(const std::string& path, std::string_view bytes, std::optional<
     TemporaryFile temporary(target, mode);
     temporary.write(bytes);
     temporary.renameTo(target);
-    flushFolder(target.find('/') == std::string::npos ? "." : parentPath(target));
+    flushFolder(folderOf(target));
   } catch (const std::system_error& error) {
     throw std::system_error(error.code(), fmt::format("{} cannot be written", path));
   }
 }
 
-void makePrivateFolders(const std::string& path) {
-  if (::mkdir(path.c_str(), 0700) == 0) return;
-  if (errno == ENOENT && path != "/") {
-    makePrivateFolders(parentPath(path));
-    if (::mkdir(path.c_str(), 0700) == 0) return;
+void publishFile(const std::string& path, std::string_view bytes) {
+  makeFolders(folderOf(path), 0755);
+  try {
+    struct stat present {};
+    if (::lstat(path.c_str(), &present) == 0 && !S_ISREG(present.st_mode) && !S_ISLNK(present.st_mode)) {
+      throw std::system_error(std::make_error_code(std::errc::invalid_argument), "not a regular file");
+    }
+    TemporaryFile temporary(TemporaryFile::Named{fmt::format("{}.tmp-{}", path, ::getpid()), 0644});
+    temporary.write(bytes);
+    temporary.renameTo(path);
+    flushFolder(folderOf(path));
+  } catch (const std::system_error& error) {
+    throw std::system_error(error.code(), fmt::format("{} cannot be written", path));
   }
-  const auto reason = lastSystemError();
-  const auto present = followedEntryFacts(AT_FDCWD, path.c_str());
-  if (present && present->type == EntryType::directory) return;
-  throw std::system_error(reason, fmt::format("{} cannot be made", path));
 }
+
+void makePrivateFolders(const std::string& path) { makeFolders(path, 0700); }
 
 std::string setAside(const std::string& path, const std::string& suffix) {
   for (int number = 0;; ++number) {

@@ -36,6 +36,12 @@ bool isOwnedAndPrivate(const std::string& path);
 /// whose what() names the path.
 void replaceFile(const std::string& path, std::string_view bytes, std::optional<unsigned> mode = {});
 
+/// Writes a file for other users' programs to read: as replaceFile, but the file and the folders that are missing,
+/// which are made, are readable for everybody whatever the process's mask, and a link at `path` is replaced instead of
+/// followed. The temporary file is `path` + ".tmp-" + the process id; one that a killed process with that id left
+/// behind is removed first. Throws std::system_error whose what() names the path.
+void publishFile(const std::string& path, std::string_view bytes);
+
 /// Makes a folder and those above it that are missing, for the owner only. Nothing happens when it is there. Throws
 /// std::system_error whose what() names the path.
 void makePrivateFolders(const std::string& path);

@@ -1,8 +1,10 @@
 #include "core/platform/host.h"
 
+#include <pwd.h>
 #include <unistd.h>
 
 #include <array>
+#include <vector>
 
 namespace tidra {
 
@@ -14,6 +16,17 @@ std::string TidraHost::name(const Environment& environment) {
   // A name that fills the buffer may come without its terminator, so the last byte is kept out.
   if (::gethostname(buffer.data(), buffer.size() - 1) == 0 && buffer[0] != '\0') return buffer.data();
   return "unknown-host";
+}
+
+std::string TidraHost::userName() {
+  constexpr std::size_t enoughForOne = 16384;
+  std::vector<char> buffer(enoughForOne);
+  passwd entry{};
+  passwd* found = nullptr;
+  if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr) {
+    return found->pw_name;
+  }
+  return std::to_string(::geteuid());
 }
 
 }  // namespace tidra

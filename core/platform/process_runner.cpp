@@ -18,6 +18,7 @@
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/platform/file_descriptor.h"
+#include "core/platform/pipe.h"
 #include "core/platform/process_exit.h"
 
 extern char** environ;
@@ -43,16 +44,6 @@ struct Pipe {
   FileDescriptor read;
   FileDescriptor write;
 };
-
-bool openPipe(std::array<int, 2>& ends) {
-#ifdef __linux__
-  return ::pipe2(ends.data(), O_CLOEXEC) == 0;
-#else
-  if (::pipe(ends.data()) != 0) return false;
-  for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
-  return true;
-#endif
-}
 
 Pipe makePipe() {
   std::array<int, 2> ends{-1, -1};

@@ -107,9 +107,9 @@ void AuditLog::findHead(const FileDescriptor& file, std::uint64_t sizeBytes) {
   const std::string window = readWindow(url_, file, from, sizeBytes);
   const LastLine line = lastLineOf(window, from);
   if (!line.text.empty()) {
-    const AuditRecord record = recordOf(url_, line);
-    seq_ = record.seq;
-    lastHash_ = record.hash.value_or(std::string(auditGenesis));
+    lastRecord_ = recordOf(url_, line);
+    seq_ = lastRecord_->seq;
+    lastHash_ = lastRecord_->hash.value_or(std::string(auditGenesis));
   } else if (from > 0) {
     throw InputError(fmt::format("{} cannot be continued: it ends in more than {} empty lines.", auditLogNamed(url_),
                                  mostLineBytes));
@@ -126,6 +126,11 @@ std::int64_t AuditLog::seq() const {
 std::string AuditLog::lastHash() const {
   const std::scoped_lock guard(lock_);
   return lastHash_;
+}
+
+std::optional<AuditRecord> AuditLog::lastRecord() const {
+  const std::scoped_lock guard(lock_);
+  return lastRecord_;
 }
 
 AuditRecord AuditLog::append(const Builder& build) {
@@ -151,6 +156,7 @@ AuditRecord AuditLog::append(const Builder& build) {
   }
   seq_ = record.seq;
   lastHash_ = *record.hash;
+  lastRecord_ = record;
   sizeBytes_ = sizeBytes + line.size();
   endsInLine_ = true;
   return record;

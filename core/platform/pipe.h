@@ -1,0 +1,22 @@
+// Pipes between the parts of this program.
+#pragma once
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+
+namespace tidra {
+
+/// Opens the reading and the writing end, both closed when a program is started. False leaves the reason in errno.
+inline bool openPipe(std::array<int, 2>& ends) {
+#ifdef __linux__
+  return ::pipe2(ends.data(), O_CLOEXEC) == 0;
+#else
+  if (::pipe(ends.data()) != 0) return false;
+  for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+  return true;
+#endif
+}
+
+}  // namespace tidra

@@ -1,0 +1,312 @@
+#include "fleet/agent/fleet_runner.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <set>
+
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/base/uuid.h"
+#include "core/dispose/volumes.h"
+#include "core/model/byte_formatting.h"
+#include "core/platform/host.h"
+#include "core/session/cleanup_session.h"
+#include "fleet/agent/audit_log.h"
+#include "fleet/agent/host_metrics.h"
+#include "fleet/agent/metrics_textfile.h"
+#include "fleet/agent/policy/resolved_policy.h"
+#include "fleet/agent/policy_scan.h"
+#include "fleet/agent/run_lock.h"
+#include "fleet/agent/run_recorder.h"
+#include "fleet/agent/run_snapshot.h"
+
+namespace tidra {
+namespace {
+
+/// The run with that id left no last word: it was killed, or its host went down.
+std::optional<std::string> brokenOffRun(const AuditLog& log) {
+  const auto last = log.lastRecord();
+  using enum AuditRecord::Event;
+  if (!last || last->event == runFinished || last->event == hubReported || last->event == error) return std::nullopt;
+  return fmt::format("run {} did not finish; its last record is number {} ({})", last->runID, last->seq,
+                     rawValue(last->event));
+}
+
+class Run {
+ public:
+  explicit Run(const FleetRunner& runner) : runner_(runner) {}
+
+  FleetRunResult execute() {
+    begin();
+    const auto resolved = ResolvedPolicy::make(policy(), runner_.host);
+    // Looked at before the lock, so that a log that cannot be used is told as such, and opened behind it, since the
+    // run that held the lock has written until then.
+    AuditLog{resolved.auditPath};
+    RunLock lock(resolved.lockPath);
+    acquire(lock);
+    AuditLog log(resolved.auditPath);
+    const RunRecorder recorder(log, {.id = result_.runID,
+                                     .host = TidraHost::name(runner_.host.environment),
+                                     .actor = runner_.actor,
+                                     .policy = policy().name,
+                                     .dryRun = result_.dryRun,
+                                     .clock = runner_.clock});
+    if (const auto broken = brokenOffRun(log)) recorder.error(*broken);
+    try {
+      steps(resolved, log, recorder);
+    } catch (const std::exception& failure) {
+      recordFailure(recorder, failure);
+      throw;
+    }
+    return std::move(result_);
+  }
+
+ private:
+  const FleetPolicy& policy() const { return runner_.policy; }
+  bool isCancelled() const { return runner_.shouldCancel(); }
+  void say(const std::string& line) const { runner_.log(escapedForTerminal(line)); }
+  double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - began_).count(); }
+
+  void begin() {
+    began_ = std::chrono::steady_clock::now();
+    result_.startedAt = runner_.clock();
+    result_.runID = makeUuid();
+    result_.dryRun = policy().dryRun;
+  }
+
+  static void acquire(RunLock& lock) {
+    try {
+      lock.acquire();
+    } catch (const RunLock::LockError& busy) {
+      throw FleetRunError::locked(busy.what(), busy.help());
+    }
+  }
+
+  /// A run that fails leaves a record of why, if the log still takes one.
+  static void recordFailure(const RunRecorder& recorder, const std::exception& failure) {
+    try {
+      recorder.error(failure.what());
+    } catch (const std::exception&) {
+      return;  // the failure of the log is most likely the very failure that is thrown on
+    }
+  }
+
+  void steps(const ResolvedPolicy& resolved, AuditLog& log, const RunRecorder& recorder) {
+    log.totals();  // a log that cannot be summed up is told now rather than after the removals
+    recorder.started();
+    say(fmt::format("run {} started, policy {}{}", result_.runID, policy().name, result_.dryRun ? ", dry run" : ""));
+    for (const std::string& note : resolved.notes) say("warning: " + note);
+    if (resolved.roots.empty() && (!policy().scan.categories || policy().scan.categories->empty()))
+      throw FleetRunError::noRoots();
+    scan(resolved, recorder);
+    if (!outcome_.report.partial) {
+      decide(resolved, recorder);
+      dispose(resolved, recorder);
+      purge(resolved, recorder);
+    }
+    result_.interrupted = isCancelled() || outcome_.report.partial;
+    publish(resolved, log);
+    finish(recorder);
+  }
+
+  void scan(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
+    auto scan = makePolicyScan(policy(), resolved, runner_.clock());
+    for (const std::string& warning : scan.warnings) say("warning: " + warning);
+    scan.request.shouldCancel = runner_.shouldCancel;
+    request_ = std::move(scan.request);
+    outcome_ = runScan(request_);
+    for (const std::string& note : outcome_.notes) say("warning: " + note);
+    const ScanReport& report = outcome_.report;
+    recorder.scanCompleted(fmt::format("{} findings in {:.1f}s", report.items.size(), report.durationSeconds),
+                           report.totalBytes);
+    say(fmt::format("{} findings, {} reclaimable", report.items.size(), ByteFormatting::compact(report.totalBytes)));
+  }
+
+  /// What a keep file or its use protects is taken out of the choice, so that it uses up no budget.
+  void decide(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
+    ScanReport considered = outcome_.report;
+    std::set<std::string> keptIDs;
+    for (;;) {
+      result_.decision = PolicyEvaluator::evaluate(considered, policy(), resolved.resolver);
+      candidates_ = candidatesOf(result_.decision.selected, outcome_, resolved.resolver, {});
+      const std::size_t known = keptIDs.size();
+      for (const CleanupCandidate& candidate : candidates_) {
+        if (!candidate.refusal || !keptIDs.insert(candidate.item.id).second) continue;
+        result_.kept.push_back({*candidate.reported, *candidate.refusal});
+      }
+      if (keptIDs.size() == known) break;
+      std::erase_if(considered.items, [&](const ScanReportItem& item) { return keptIDs.contains(item.id); });
+    }
+    const PolicyDecision& decision = result_.decision;
+    for (const auto& skipped : decision.skipped) recorder.skipped(skipped.item, std::string(rawValue(skipped.reason)));
+    for (const auto& kept : result_.kept) recorder.skipped(kept.item, "kept", kept.reason);
+    const std::size_t skipped = decision.skipped.size() + result_.kept.size();
+    recorder.planned(fmt::format("{} selected, {} skipped", decision.selected.size(), skipped),
+                     decision.plan.totalBytes());
+    say(fmt::format("{} items / {} selected", decision.selected.size(),
+                    ByteFormatting::compact(decision.plan.totalBytes())));
+  }
+
+  CleanupSetting settingFor(const ResolvedPolicy& resolved) const {
+    CleanupSetting setting;
+    setting.service = {.resolver = resolved.resolver,
+                       .host = request_.host,
+                       .mounts = request_.mounts,
+                       .protectedFolders = {resolved.resolver.home + "/.tidra", resolved.auditPath, resolved.lockPath,
+                                            resolved.quarantine.directory},
+                       .workers = request_.workers,
+                       .clock = runner_.clock,
+                       .shouldCancel = runner_.shouldCancel};
+    setting.method = policy().disposal.method;
+    setting.quarantine = resolved.quarantine;
+    setting.dryRun = result_.dryRun;
+    return setting;
+  }
+
+  void dispose(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
+    CleanupSetting setting = settingFor(resolved);
+    setting.onResult = [&](const CleanupCandidate& candidate, const TidraDeletionService::Result& result) {
+      if (const auto* failure = std::get_if<TidraDeletionFailure>(&result)) {
+        say(fmt::format("{}: {}", failure->path, failure->message));
+        if (!setting.dryRun) recorder.disposeFailed(candidate.item, setting.method, failure->message);
+      }
+      if (setting.dryRun) {
+        recorder.wouldBeDisposed(candidate.item, setting.method);
+      } else if (const auto* receipt = std::get_if<DisposalReceipt>(&result)) {
+        recorder.disposed(candidate.item, *receipt);
+      }
+    };
+    result_.disposal = runCleanup(candidates_, setting).disposal;
+    say(fmt::format("{}: {} ok, {} failed{}", rawValue(setting.method), result_.disposal.receipts.size(),
+                    result_.disposal.failures.size(), setting.dryRun ? " (dry run: nothing was removed)" : ""));
+    if (setting.dryRun) result_.disposal.receipts.clear();
+  }
+
+  void purge(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
+    if (!policy().disposal.purgeOnRun || result_.dryRun || isCancelled()) return;
+    const QuarantineDisposer quarantine(resolved.quarantine, resolved.resolver, request_.host, request_.mounts);
+    const TimePoint cutOff = runner_.clock() - retention(policy().disposal.retentionDays);
+    std::vector<QuarantineDisposer::Entry> entries;
+    try {
+      for (auto& entry : quarantine.list().entries) {
+        if (entry.manifest.quarantinedAt < cutOff) entries.push_back(std::move(entry));
+      }
+      addFailures(quarantine.clearRemains(cutOff, runner_.shouldCancel).failures);
+    } catch (const std::exception& failure) {
+      const std::string message = fmt::format("purge failed: {}", failure.what());
+      say(message);
+      recorder.error(message);
+      return;
+    }
+    for (const auto& entry : entries) {
+      if (isCancelled()) break;
+      if (!purgeOne(quarantine, entry)) continue;
+      recorder.purged(result_.purged.receipts.back());
+    }
+    say(fmt::format("purged {} expired quarantine items", result_.purged.receipts.size()));
+  }
+
+  bool purgeOne(const QuarantineDisposer& quarantine, const QuarantineDisposer::Entry& entry) {
+    try {
+      quarantine.remove(entry, runner_.shouldCancel);
+    } catch (const std::exception& failure) {
+      addFailures({{entry.url, failure.what()}});
+      return false;
+    }
+    result_.purged.receipts.push_back({.path = entry.url,
+                                       .method = DisposalMethod::delete_,
+                                       .destination = std::nullopt,
+                                       .bytes = entry.manifest.bytes,
+                                       .at = runner_.clock()});
+    return true;
+  }
+
+  void addFailures(const std::vector<TidraDeletionFailure>& failures) {
+    for (const auto& failure : failures) {
+      say(fmt::format("purging {}: {}", failure.path, failure.message));
+      result_.purged.failures.push_back(failure);
+    }
+  }
+
+  /// An interrupted scan tells too little to be published; what the last run told stays.
+  void publish(const ResolvedPolicy& resolved, const AuditLog& log) {
+    result_.report = std::move(outcome_.report);
+    result_.duration = seconds();
+    if (result_.report.partial) return;
+    auto snapshot = makeSnapshot(result_, policy().name, runner_.tidraVersion, log.totals());
+    addQuarantine(snapshot, {resolved.quarantine, resolved.resolver, request_.host, request_.mounts});
+    result_.metricsText = PrometheusRenderer::render(snapshot);
+    if (!resolved.textfile) return;
+    try {
+      MetricsTextfile::write(result_.metricsText, *resolved.textfile);
+      say("metrics textfile: " + *resolved.textfile);
+    } catch (const std::system_error& failure) {
+      say(fmt::format("warning: could not write metrics textfile {}: {}", *resolved.textfile,
+                      failure.code().message()));
+    }
+  }
+
+  void finish(const RunRecorder& recorder) {
+    std::int64_t bytes = 0;
+    for (const auto& receipt : result_.disposal.receipts) bytes += receipt.bytes.value_or(0);
+    result_.duration = seconds();
+    const std::string message =
+        fmt::format("{:.1f}s, {} ok, {} failed{}", result_.duration, result_.disposal.receipts.size(),
+                    result_.disposal.failures.size(), result_.interrupted ? ", interrupted" : "");
+    recorder.finished(message, bytes);
+    say("run finished: " + message);
+  }
+
+  const FleetRunner& runner_;
+  std::chrono::steady_clock::time_point began_;
+  ScanRequest request_;
+  ScanOutcome outcome_;
+  std::vector<CleanupCandidate> candidates_;
+  FleetRunResult result_;
+};
+
+}  // namespace
+
+FleetRunError::FleetRunError(Kind kind, const std::string& message, std::string help)
+    : std::runtime_error(message), kind_(kind), help_(std::move(help)) {}
+
+FleetRunError FleetRunError::locked(const std::string& message, const std::string& help) {
+  return {Kind::locked, message, help};
+}
+
+FleetRunError FleetRunError::noRoots() {
+  return {Kind::noRoots, "policy resolves to no scan roots and no categories", ""};
+}
+
+FleetRunResult FleetRunner::run() const { return Run(*this).execute(); }
+
+void FleetRunner::printToStandardOutput(const std::string& line) {
+  std::fputs((line + "\n").c_str(), stdout);
+  std::fflush(stdout);
+}
+
+nlohmann::json JsonCodec<FleetRunResult>::encode(const FleetRunResult& result) {
+  auto object = nlohmann::json::object();
+  object["runID"] = result.runID;
+  object["startedAt"] = JsonCodec<TimePoint>::encode(result.startedAt);
+  object["duration"] = result.duration;
+  object["dryRun"] = result.dryRun;
+  object["interrupted"] = result.interrupted;
+  object["totalBytes"] = result.report.totalBytes;
+  object["plan"] = JsonCodec<CleanupPlan>::encode(result.decision.plan);
+  object["skipped"] = JsonCodec<std::vector<PolicyDecision::Skipped>>::encode(result.decision.skipped);
+  auto kept = nlohmann::json::array();
+  for (const auto& each : result.kept)
+    kept.push_back({{"item", JsonCodec<ScanReportItem>::encode(each.item)},
+                    {"reason", JsonCodec<std::string>::encode(each.reason)}});
+  object["kept"] = std::move(kept);
+  object["disposal"] = JsonCodec<DisposalOutcome>::encode(result.disposal);
+  object["purged"] = JsonCodec<DisposalOutcome>::encode(result.purged);
+  putOptional(object, "hubError", result.hubError);
+  return object;
+}
+
+}  // namespace tidra

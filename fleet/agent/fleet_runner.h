@@ -1,0 +1,90 @@
+// One unattended run of a policy: lock, audit, scan, decide, dispose, purge, publish. The fleet's parts meet the
+// scanners and the deletion service here and nowhere else.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "core/base/json_codec.h"
+#include "core/model/disposal.h"
+#include "core/model/scan_report.h"
+#include "core/platform/path_resolver.h"
+#include "fleet/agent/policy/fleet_policy.h"
+#include "fleet/agent/policy/policy_evaluator.h"
+
+namespace tidra {
+
+/// What keeps a run from beginning.
+class FleetRunError : public std::runtime_error {
+ public:
+  enum class Kind { locked, noRoots };
+
+  /// Another run holds the lock; `message` is the lock's own, `help` what to do when that is no run at all.
+  static FleetRunError locked(const std::string& message, const std::string& help);
+  static FleetRunError noRoots();
+
+  Kind kind() const { return kind_; }
+  const std::string& help() const { return help_; }
+
+ private:
+  FleetRunError(Kind kind, const std::string& message, std::string help);
+
+  Kind kind_;
+  std::string help_;
+};
+
+struct FleetRunResult {
+  /// A selected item that stays for a reason which the policy does not know.
+  struct Kept {
+    ScanReportItem item;
+    std::string reason;  // the rest of a sentence that begins with its path
+
+    bool operator==(const Kept&) const = default;
+  };
+
+  std::string runID;  // a UUID, in every audit record of the run
+  TimePoint startedAt{};
+  double duration = 0;  // seconds
+  ScanReport report;
+  PolicyDecision decision;
+  DisposalOutcome disposal;  // of the selected items; empty in a dry run but for what would fail
+  DisposalOutcome purged;    // of quarantine entries; the paths are those in quarantine
+  std::string metricsText;   // empty when the scan was interrupted
+  bool dryRun = false;
+  std::optional<std::string> hubError;  // absent: nothing was to be reported, or it was
+  std::vector<Kept> kept;               // a keep file protects them or they are in use; not part of `decision`
+  bool interrupted = false;             // asked to stop; what was not begun stays
+
+  /// True when no disposal failed.
+  bool succeeded() const { return disposal.failures.empty(); }
+};
+
+template <>
+struct JsonCodec<FleetRunResult> {
+  static nlohmann::json encode(const FleetRunResult& result);
+};
+
+struct FleetRunner {
+  FleetPolicy policy;
+  std::string tidraVersion{TidraCoreInfo::version};
+  std::string actor;                                                     // who starts the run; in every audit record
+  std::optional<std::int64_t> intervalSeconds;                           // between runs, for the hub
+  std::function<void(const std::string&)> log = &printToStandardOutput;  // takes one line, without its end
+
+  TidraPathResolver host;  // the running user's home folder and the environment
+  std::function<TimePoint()> clock;
+  std::function<bool()> shouldCancel = [] { return false; };  // polled on the caller's thread
+
+  /// Runs the policy once. Throws FleetRunError; InputError when the audit log, the lock, the rules or a path cannot be
+  /// used; and what the audit log throws when it takes no more records, right after which nothing more is removed.
+  /// Single items that fail, a purge that fails and a textfile that cannot be written are part of the result.
+  FleetRunResult run() const;
+
+  static void printToStandardOutput(const std::string& line);
+};
+
+}  // namespace tidra

@@ -1,0 +1,124 @@
+#include "fleet/agent/fleet_service.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <random>
+#include <thread>
+
+#include "core/base/errors.h"
+#include "core/base/text.h"
+
+namespace tidra {
+namespace {
+
+constexpr std::chrono::milliseconds lookAround{200};    // how often a pause looks whether to stop
+constexpr std::chrono::seconds lookAtPolicy{5};         // and whether the policy has changed
+constexpr std::int64_t mostIntervalSeconds = 31536000;  // a year, which no clock overflows
+
+}  // namespace
+
+void FleetService::serve() {
+  loadAtStart();
+  runOnce(true);
+  while (!setting_.shouldStop()) {
+    pause();
+    if (setting_.shouldStop()) break;
+    reloadIfChanged();
+    runOnce(false);
+  }
+  server_->stop();
+  say("stopped");
+}
+
+void FleetService::loadAtStart() {
+  policyText_ = readPolicyFile(setting_.policyPath);
+  policy_ = FleetPolicy::parse(policyText_);
+  listen(policy_);
+}
+
+/// Opens the listener where the policy wants it, and only then gives up the former one.
+void FleetService::listen(const FleetPolicy& policy) {
+  const ListenAddress address = ResolvedPolicy::make(policy, setting_.host).listen;
+  if (server_ && address == address_) return;
+  auto server = std::make_unique<MetricsServer>(address.host, address.port);
+  try {
+    server->start();
+  } catch (const MetricsServer::ServerError& failure) {
+    throw InputError(fmt::format("The metrics listener cannot be opened on {}:{}: {}; choose another metrics.listen.",
+                                 address.host, address.port, failure.what()));
+  }
+  if (server_) server->update(metricsText_, reportJson_, healthy_);
+  server_ = std::move(server);
+  address_ = address;
+  say(fmt::format("metrics on http://{}:{}/metrics", address.host, server_->port()));
+  if (setting_.onListening) setting_.onListening(server_->port());
+}
+
+void FleetService::reloadIfChanged() {
+  std::string text;
+  try {
+    text = readPolicyFile(setting_.policyPath);
+    if (text == policyText_) return;
+    const FleetPolicy policy = FleetPolicy::parse(text);
+    listen(policy);
+    policy_ = policy;
+    say(fmt::format("policy {} reloaded", escapedForTerminal(policy_.name)));
+  } catch (const std::exception& failure) {
+    if (text.empty() && policyText_.empty()) return;  // told already
+    say(fmt::format("warning: the policy stays as it was: {}", escapedForTerminal(failure.what())));
+  }
+  policyText_ = std::move(text);
+}
+
+void FleetService::runOnce(bool isFirst) {
+  FleetRunner runner{.policy = policy_,
+                     .actor = setting_.actor,
+                     .intervalSeconds = setting_.intervalSeconds,
+                     .log = setting_.log,
+                     .host = setting_.host,
+                     .clock = setting_.clock,
+                     .shouldCancel = setting_.shouldStop};
+  if (!runner.intervalSeconds) runner.intervalSeconds = policy_.hub.intervalSeconds;
+  if (setting_.dryRun) runner.policy.dryRun = true;
+  try {
+    const FleetRunResult result = runner.run();
+    if (result.metricsText.empty()) return;
+    metricsText_ = result.metricsText;
+    reportJson_ = reportText(result.report);
+    healthy_ = result.succeeded();
+    server_->update(metricsText_, reportJson_, healthy_);
+  } catch (const FleetRunError& failure) {
+    if (isFirst) throw;
+    say(fmt::format("no run: {}", failure.what()));
+  } catch (const std::exception& failure) {
+    say(fmt::format("run failed: {}", escapedForTerminal(failure.what())));
+    healthy_ = false;
+    server_->setHealthy(false);
+  }
+}
+
+std::chrono::milliseconds FleetService::pauseLength() const {
+  const std::int64_t wanted =
+      setting_.intervalSeconds.value_or(policy_.hub.intervalSeconds.value_or(defaultIntervalSeconds));
+  const std::chrono::milliseconds interval =
+      std::chrono::seconds(std::clamp<std::int64_t>(wanted, 1, mostIntervalSeconds));
+  std::random_device seed;
+  std::uniform_real_distribution<double> jitter(0, mostJitter);
+  return interval +
+         std::chrono::milliseconds(static_cast<std::int64_t>(static_cast<double>(interval.count()) * jitter(seed)));
+}
+
+void FleetService::pause() {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + pauseLength();
+  auto nextLook = Clock::now() + lookAtPolicy;
+  while (!setting_.shouldStop() && Clock::now() < end) {
+    std::this_thread::sleep_for(std::min<Clock::duration>(lookAround, end - Clock::now()));
+    if (Clock::now() < nextLook) continue;
+    reloadIfChanged();
+    nextLook = Clock::now() + lookAtPolicy;
+  }
+}
+
+}  // namespace tidra

@@ -1,0 +1,51 @@
+// What the agent tells Prometheus about its host. docs/metrics.md describes every family.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "core/base/time_point.h"
+
+namespace tidra {
+
+/// The figures after one policy run.
+struct FleetMetricsSnapshot {
+  std::string host;
+  std::string version;  // of the program
+  std::string catalogVersion;
+  std::string policyName;
+  std::map<std::string, std::uint64_t> reclaimableBytesByTier;  // the key is a tier's raw value
+  std::map<std::string, std::uint64_t> reclaimableBytesByCategory;
+  std::int64_t reclaimableItems = 0;
+  std::uint64_t plannedBytes = 0;
+  std::int64_t plannedItems = 0;
+  std::uint64_t disposedBytesThisRun = 0;
+  std::int64_t disposedItemsThisRun = 0;
+  std::int64_t failuresThisRun = 0;
+  std::uint64_t disposedBytesTotal = 0;  // this and the other totals: since the audit log began
+  std::int64_t disposedItemsTotal = 0;
+  std::int64_t failuresTotal = 0;
+  std::uint64_t purgedBytesTotal = 0;
+  std::int64_t runsTotal = 0;
+  TimePoint lastRunStart{};
+  double lastRunDurationSeconds = 0;
+  bool lastRunSucceeded = false;  // no disposal failed
+  bool dryRun = false;
+  std::uint64_t quarantineBytes = 0;
+  std::int64_t quarantineItems = 0;
+  std::optional<std::uint64_t> volumeTotalBytes;  // both of the volume that holds the scan root
+  std::optional<std::uint64_t> volumeAvailableBytes;
+
+  bool operator==(const FleetMetricsSnapshot&) const = default;
+};
+
+struct PrometheusRenderer {
+  /// The text exposition, version 0.0.4: always the same families in the same order, except that a volume's are left
+  /// out while its figures are unknown. Categories are sorted; those that are the same once what is not UTF-8 has been
+  /// replaced give one sample with their sum, since a series that came twice would void the whole text.
+  static std::string render(const FleetMetricsSnapshot& snapshot);
+};
+
+}  // namespace tidra

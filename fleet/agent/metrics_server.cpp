@@ -1,0 +1,167 @@
+#include "fleet/agent/metrics_server.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include "core/platform/service_thread.h"
+#include "core/platform/sockets.h"
+
+namespace tidra {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int backlog = 16;
+constexpr std::size_t mostRequestBytes = 4096;
+// A client holds the only thread no longer than these. A scraper on the same network needs some milliseconds.
+constexpr auto requestWait = 1s;
+constexpr auto answerWait = 5s;
+constexpr auto closeWait = 250ms;
+/// After a failed accept, which mostly means that descriptors have run out: the connection that waits would make a loop
+/// without a pause spin.
+constexpr auto shortagePause = 100ms;
+
+std::string described(std::string_view call, int reason) {
+  return fmt::format("{}() failed: {}", call, std::generic_category().message(reason));
+}
+
+struct RequestLine {
+  std::string_view method;
+  std::string_view path;  // of the target, without its query
+};
+
+/// Takes what is there: a line that is cut short has fewer or shorter parts, which then name nothing that is served.
+RequestLine requestLineOf(std::string_view request) {
+  std::string_view line = request.substr(0, request.find_first_of("\r\n"));
+  RequestLine parts;
+  const auto methodEnd = line.find(' ');
+  parts.method = line.substr(0, methodEnd);
+  if (methodEnd == std::string_view::npos) return parts;
+  line.remove_prefix(methodEnd + 1);
+  parts.path = line.substr(0, line.find_first_of(" ?"));
+  return parts;
+}
+
+}  // namespace
+
+MetricsServer::ServerError::ServerError(Kind kind, int reason, const std::string& message)
+    : std::runtime_error(message), kind_(kind), reason_(reason) {}
+
+MetricsServer::ServerError MetricsServer::ServerError::socket(int reason) {
+  return {Kind::socket, reason, described("socket", reason)};
+}
+
+MetricsServer::ServerError MetricsServer::ServerError::bind(int reason) {
+  return {Kind::bind, reason, described("bind", reason)};
+}
+
+MetricsServer::ServerError MetricsServer::ServerError::listen(int reason) {
+  return {Kind::listen, reason, described("listen", reason)};
+}
+
+MetricsServer::ServerError MetricsServer::ServerError::badAddress(const std::string& host) {
+  return {Kind::badAddress, 0, "not an IPv4 address: " + host};
+}
+
+struct MetricsServer::Answer {
+  std::string_view status;
+  std::string_view type;
+  std::string body;
+
+  std::string text() const {
+    return fmt::format(
+        "HTTP/1.1 {}\r\nContent-Type: {}\r\nContent-Length: {}\r\nConnection: close\r\nServer: tidra\r\n\r\n{}", status,
+        type, body.size(), body);
+  }
+};
+
+MetricsServer::MetricsServer(std::string host, std::uint16_t port)
+    : host_(std::move(host)), askedPort_(port), port_(port) {}
+
+MetricsServer::~MetricsServer() { stop(); }
+
+void MetricsServer::start() {
+  if (thread_.joinable()) return;
+  auto socket = makeListeningSocket();
+  if (!socket) throw ServerError::socket(socket.failure().value());
+  const auto address = ipv4Address(host_);
+  if (!address) throw ServerError::badAddress(host_);
+  if (const auto reason = bindSocket(*socket, *address, askedPort_)) throw ServerError::bind(reason.value());
+  if (const auto reason = listenForConnections(*socket, backlog)) throw ServerError::listen(reason.value());
+  const auto port = boundPort(*socket);
+  if (!port) throw ServerError::bind(port.failure().value());
+  stopping_.emplace();
+  socketFD_ = std::move(*socket);
+  try {
+    thread_ = startServiceThread("tidra-metrics-server", [this] { serve(); });
+  } catch (...) {
+    close();
+    throw;
+  }
+  port_ = *port;
+}
+
+void MetricsServer::update(std::string metricsText, std::string reportJSON, bool healthy) {
+  const std::lock_guard guard(lock_);
+  metricsText_ = std::move(metricsText);
+  reportJSON_ = std::move(reportJSON);
+  healthy_ = healthy;
+}
+
+void MetricsServer::setHealthy(bool healthy) {
+  const std::lock_guard guard(lock_);
+  healthy_ = healthy;
+}
+
+void MetricsServer::stop() {
+  if (!thread_.joinable()) return;
+  stopping_->raise();
+  thread_.join();
+  close();
+}
+
+/// Only without the thread: a descriptor that is closed while it is polled may come to stand for something else.
+void MetricsServer::close() {
+  socketFD_.reset();
+  stopping_.reset();
+  port_ = askedPort_;
+}
+
+std::uint16_t MetricsServer::port() const { return port_; }
+
+void MetricsServer::serve() const {
+  while (!stopping_->isRaised()) {
+    const auto connection = acceptConnection(socketFD_, *stopping_);
+    if (connection) {
+      serveConnection(*connection);
+    } else {
+      stopping_->waitFor(shortagePause);
+    }
+  }
+}
+
+void MetricsServer::serveConnection(const FileDescriptor& connection) const {
+  const auto request = receiveOnce(connection, mostRequestBytes, requestWait, *stopping_);
+  if (!request || request->empty()) return;
+  if (sendAll(connection, answerTo(*request).text(), answerWait, *stopping_)) return;
+  finishSending(connection, closeWait, *stopping_);
+}
+
+MetricsServer::Answer MetricsServer::answerTo(std::string_view request) const {
+  const auto [method, path] = requestLineOf(request);
+  if (method != "GET") return {"405 Method Not Allowed", "text/plain", "method not allowed\n"};
+  const std::lock_guard guard(lock_);
+  if (path == "/metrics" || path == "/") return {"200 OK", "text/plain; version=0.0.4; charset=utf-8", metricsText_};
+  if (path == "/healthz") {
+    if (healthy_) return {"200 OK", "text/plain", "ok\n"};
+    return {"503 Service Unavailable", "text/plain", "degraded\n"};
+  }
+  if (path == "/report") return {"200 OK", "application/json", reportJSON_};
+  return {"404 Not Found", "text/plain", "not found\n"};
+}
+
+}  // namespace tidra

@@ -1,0 +1,49 @@
+#include "fleet/agent/policy_scan.h"
+
+#include <fmt/format.h>
+
+#include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/host.h"
+#include "core/rules/catalog_files.h"
+#include "core/scan/git_metadata.h"
+
+namespace tidra {
+namespace {
+
+template <class T>
+std::optional<std::set<T>> asSet(const std::optional<std::vector<T>>& values) {
+  if (!values) return std::nullopt;
+  return std::set<T>(values->begin(), values->end());
+}
+
+}  // namespace
+
+PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resolved, TimePoint now) {
+  PolicyScan scan;
+  ScanRequest& request = scan.request;
+  for (const std::string& root : resolved.roots) {
+    const auto opened = openDirectory(root);
+    if (opened) {
+      request.roots.push_back(root);
+    } else {
+      scan.warnings.push_back(fmt::format("scan root {} cannot be scanned: {}", root, opened.failure().message()));
+    }
+  }
+  request.catalog = makeCatalog(resolved.extraRules, policy.scan.disabledRules);
+  request.resolver = resolved.resolver;
+  request.host = TidraHost::name(resolved.resolver.environment);
+  request.mounts = mountPoints();
+  request.git = TidraGitMetadataReader::findGit(resolved.resolver.environment);
+  request.scanProjects = !request.roots.empty();
+  request.categories = asSet(policy.scan.categories);
+  request.scanSystem = !request.categories || !request.categories->empty();
+  request.exclusions = resolved.exclude;
+  request.ecosystems = asSet(policy.scan.ecosystems);
+  request.recordIdentities = true;
+  request.thresholds = policy.thresholds();
+  request.now = now;
+  return scan;
+}
+
+}  // namespace tidra

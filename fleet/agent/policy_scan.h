@@ -1,0 +1,22 @@
+// The scan that a policy asks for.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/session/scan_session.h"
+#include "fleet/agent/policy/fleet_policy.h"
+#include "fleet/agent/policy/resolved_policy.h"
+
+namespace tidra {
+
+struct PolicyScan {
+  ScanRequest request;
+  std::vector<std::string> warnings;  // roots that cannot be scanned and are left out, a sentence each
+};
+
+/// `now` is when the scan begins. Without `scan.categories` everything outside projects is scanned. Throws InputError
+/// for rule files and rule ids that cannot be used.
+PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resolved, TimePoint now);
+
+}  // namespace tidra

@@ -1,0 +1,103 @@
+#include "fleet/agent/run_recorder.h"
+
+#include <algorithm>
+
+namespace tidra {
+namespace {
+
+std::uint64_t unsignedBytes(std::int64_t bytes) { return static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0)); }
+
+template <class Item>
+void fillItem(AuditRecord& record, const Item& item) {
+  record.path = item.path;
+  record.bytes = unsignedBytes(item.bytes);
+  record.tier = item.tier;
+  record.category = item.category;
+  record.ruleID = item.ruleID;
+}
+
+}  // namespace
+
+void RunRecorder::append(AuditRecord::Event event, const AuditLog::Builder& fill) const {
+  log_.append([&](AuditRecord& record) {
+    record.time = run_.clock();
+    record.host = run_.host;
+    record.runID = run_.id;
+    record.actor = run_.actor;
+    record.event = event;
+    if (run_.dryRun) record.dryRun = true;
+    fill(record);
+  });
+}
+
+void RunRecorder::started() const {
+  append(AuditRecord::Event::runStarted, [&](AuditRecord& record) { record.policy = run_.policy; });
+}
+
+void RunRecorder::scanCompleted(const std::string& message, std::int64_t bytes) const {
+  append(AuditRecord::Event::scanCompleted, [&](AuditRecord& record) {
+    record.message = message;
+    record.bytes = unsignedBytes(bytes);
+  });
+}
+
+void RunRecorder::skipped(const ScanReportItem& item, const std::string& reason, const std::string& message) const {
+  append(AuditRecord::Event::skipped, [&](AuditRecord& record) {
+    fillItem(record, item);
+    record.reason = reason;
+    if (!message.empty()) record.message = message;
+  });
+}
+
+void RunRecorder::planned(const std::string& message, std::int64_t bytes) const {
+  append(AuditRecord::Event::planned, [&](AuditRecord& record) {
+    record.message = message;
+    record.bytes = unsignedBytes(bytes);
+  });
+}
+
+void RunRecorder::disposed(const CleanupPlan::Item& item, const DisposalReceipt& receipt) const {
+  append(AuditRecord::Event::disposed, [&](AuditRecord& record) {
+    fillItem(record, item);
+    if (receipt.bytes) record.bytes = unsignedBytes(*receipt.bytes);
+    record.method = receipt.method;
+    record.destination = receipt.destination;
+  });
+}
+
+void RunRecorder::wouldBeDisposed(const CleanupPlan::Item& item, DisposalMethod method) const {
+  append(AuditRecord::Event::disposed, [&](AuditRecord& record) {
+    fillItem(record, item);
+    record.method = method;
+    record.reason = "dry run";
+  });
+}
+
+void RunRecorder::disposeFailed(const CleanupPlan::Item& item, DisposalMethod method,
+                                const std::string& message) const {
+  append(AuditRecord::Event::disposeFailed, [&](AuditRecord& record) {
+    fillItem(record, item);
+    record.method = method;
+    record.message = message;
+  });
+}
+
+void RunRecorder::purged(const DisposalReceipt& receipt) const {
+  append(AuditRecord::Event::purged, [&](AuditRecord& record) {
+    record.path = receipt.path;
+    if (receipt.bytes) record.bytes = unsignedBytes(*receipt.bytes);
+  });
+}
+
+void RunRecorder::finished(const std::string& message, std::int64_t disposedBytes) const {
+  append(AuditRecord::Event::runFinished, [&](AuditRecord& record) {
+    record.message = message;
+    record.bytes = unsignedBytes(disposedBytes);
+  });
+}
+
+void RunRecorder::error(const std::string& message) const {
+  append(AuditRecord::Event::error, [&](AuditRecord& record) { record.message = message; });
+}
+
+}  // namespace tidra

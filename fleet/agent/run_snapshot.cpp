@@ -1,0 +1,64 @@
+#include "fleet/agent/run_snapshot.h"
+
+#include <algorithm>
+
+#include "core/dispose/disposal_error.h"
+
+namespace tidra {
+namespace {
+
+std::uint64_t figure(std::int64_t bytes) { return static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0)); }
+
+std::map<std::string, std::uint64_t> figures(const std::map<std::string, std::int64_t>& bytes) {
+  std::map<std::string, std::uint64_t> result;
+  for (const auto& [key, value] : bytes) result[key] = figure(value);
+  return result;
+}
+
+}  // namespace
+
+FleetMetricsSnapshot makeSnapshot(const FleetRunResult& result, const std::string& policyName,
+                                  const std::string& tidraVersion, const AuditTotals& totals) {
+  const ScanReport& report = result.report;
+  FleetMetricsSnapshot snapshot;
+  snapshot.host = report.host;
+  snapshot.version = tidraVersion;
+  snapshot.catalogVersion = report.catalogVersion;
+  snapshot.policyName = policyName;
+  snapshot.reclaimableBytesByTier = figures(report.bytesByTier);
+  snapshot.reclaimableBytesByCategory = figures(report.bytesByCategory);
+  snapshot.reclaimableItems = static_cast<std::int64_t>(report.items.size());
+  snapshot.plannedBytes = figure(result.decision.plan.totalBytes());
+  snapshot.plannedItems = static_cast<std::int64_t>(result.decision.plan.items.size());
+  for (const DisposalReceipt& receipt : result.disposal.receipts)
+    snapshot.disposedBytesThisRun += figure(receipt.bytes.value_or(0));
+  snapshot.disposedItemsThisRun = static_cast<std::int64_t>(result.disposal.receipts.size());
+  snapshot.failuresThisRun = static_cast<std::int64_t>(result.disposal.failures.size());
+  snapshot.disposedBytesTotal = totals.disposedBytes;
+  snapshot.disposedItemsTotal = totals.disposedItems;
+  snapshot.failuresTotal = totals.failures;
+  snapshot.purgedBytesTotal = totals.purgedBytes;
+  snapshot.runsTotal = totals.runs + 1;
+  snapshot.lastRunStart = result.startedAt;
+  snapshot.lastRunDurationSeconds = result.duration;
+  snapshot.lastRunSucceeded = result.succeeded();
+  snapshot.dryRun = result.dryRun;
+  if (report.volume) {
+    snapshot.volumeTotalBytes = figure(report.volume->totalBytes);
+    snapshot.volumeAvailableBytes = figure(report.volume->availableBytes);
+  }
+  return snapshot;
+}
+
+void addQuarantine(FleetMetricsSnapshot& snapshot, const QuarantineDisposer& quarantine) {
+  try {
+    for (const auto& entry : quarantine.list().entries) {
+      snapshot.quarantineBytes += figure(entry.manifest.bytes.value_or(0));
+      ++snapshot.quarantineItems;
+    }
+  } catch (const DisposalError&) {
+    return;  // whoever disposes or purges tells why the folder cannot be trusted
+  }
+}
+
+}  // namespace tidra

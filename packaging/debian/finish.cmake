@@ -1,0 +1,12 @@
+# Gives the staged package what Debian asks of documents: a changelog of the package, and what is long compressed.
+file(GLOB_RECURSE pages "${CPACK_TEMPORARY_DIRECTORY}/*/share/man/*.1")
+foreach(page IN LISTS pages)
+  get_filename_component(usr "${page}/../../../.." ABSOLUTE)
+endforeach()
+set(documents "${usr}/share/doc/tidra")
+file(RENAME "${documents}/CHANGELOG.md" "${documents}/changelog")
+configure_file("${CPACK_TIDRA_DEBIAN_CHANGELOG}" "${documents}/changelog.Debian" COPYONLY)
+execute_process(COMMAND gzip -9n ${pages} "${documents}/changelog" "${documents}/changelog.Debian"
+                COMMAND_ERROR_IS_FATAL ANY)
+file(CHMOD "${documents}/changelog.Debian.gz"
+     PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
