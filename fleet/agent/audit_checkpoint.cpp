@@ -58,6 +58,7 @@ struct Line {
 }  // namespace
 
 void AuditTotals::add(AuditRecord::Event event, std::uint64_t bytes, bool dryRun) {
+  if (event == AuditRecord::Event::runFinished) ++runs;
   if (dryRun) return;
   if (event == AuditRecord::Event::disposed) {
     disposedBytes = saturatedSum(disposedBytes, bytes);
@@ -66,8 +67,6 @@ void AuditTotals::add(AuditRecord::Event event, std::uint64_t bytes, bool dryRun
     ++failures;
   } else if (event == AuditRecord::Event::purged) {
     purgedBytes = saturatedSum(purgedBytes, bytes);
-  } else if (event == AuditRecord::Event::runFinished) {
-    ++runs;
   }
 }
 

@@ -14,7 +14,7 @@
 
 namespace tidra {
 
-/// Lifetime sums over a log; what dry runs tell does not count.
+/// Lifetime sums over a log. Dry runs count as runs; what they only would have done does not count.
 struct AuditTotals {
   std::uint64_t disposedBytes = 0;
   std::int64_t disposedItems = 0;

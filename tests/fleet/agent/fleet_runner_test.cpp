@@ -1,0 +1,309 @@
+// Unattended runs from policy to disk, audit log and metrics, over simulated weeks.
+#include "fleet/agent/fleet_runner.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "core/dispose/quarantine.h"
+#include "core/platform/files.h"
+#include "fleet/agent/audit_log.h"
+#include "fleet/agent/run_lock.h"
+#include "tests/support/git_repositories.h"
+
+namespace tidra {
+namespace {
+
+namespace fs = std::filesystem;
+
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+using Event = AuditRecord::Event;
+
+constexpr std::chrono::seconds day{86400};
+constexpr std::uint64_t megabyte = 1048576;
+
+class FleetRuns : public WithGitRepositories {
+ protected:
+  void SetUp() override {
+    WithGitRepositories::SetUp();
+    policy_ = FleetPolicy::parse(R"({"name": "night",
+      "scan": {"roots": ["~/code"], "categories": []},
+      "autoClean": {"minIdleDays": 30},
+      "never": {"paths": ["~/code/keep"]},
+      "metrics": {"textfile": "~/metrics/tidra.prom"}})");
+  }
+
+  /// A committed project with one artefact. Its commit is from commitDate.
+  void makeProject(const std::string& name, std::uint64_t bytes) const {
+    tree_.writeFile("home/code/" + name + "/package.json", "{}");
+    const std::string path = makeRepository("home/code/" + name);
+    tree_.writeFile("home/code/" + name + "/.git/info/exclude", "node_modules\n");
+    tree_.writeFileOfSize("home/code/" + name + "/node_modules/f", bytes);
+  }
+  /// Work goes on there at this moment.
+  void commitAgain(const std::string& name) const {
+    const std::string date = std::to_string(now_.time_since_epoch().count()) + " +0000";
+    Environment environment = environment_;
+    for (const std::string who : {"GIT_AUTHOR_", "GIT_COMMITTER_"}) {
+      environment[who + "NAME"] = "A";
+      environment[who + "EMAIL"] = "a@example.org";
+      environment[who + "DATE"] = date;
+    }
+    ProcessRunner::run({.executablePath = *git_,
+                        .arguments = {"commit", "-q", "--allow-empty", "-m", "More"},
+                        .currentDirectory = tree_.path("home/code/" + name),
+                        .environment = environment,
+                        .timeoutSeconds = 60});
+  }
+  bool has(const std::string& name) const { return fs::exists(tree_.path("home/code/" + name + "/node_modules/f")); }
+
+  FleetRunner runner() {
+    lines_.clear();
+    return {.policy = policy_,
+            .actor = "tester",
+            .intervalSeconds = std::nullopt,
+            .log = [this](const std::string& line) { lines_.push_back(line); },
+            .host = {tree_.path("home"), environment_},
+            .clock = [this] { return now_; }};
+  }
+  FleetRunResult run() { return runner().run(); }
+
+  std::string auditPath() const { return tree_.path("home/.tidra/audit.jsonl"); }
+  std::vector<AuditRecord> recordsOf(const FleetRunResult& result) const {
+    auto records = AuditLog::records(auditPath());
+    std::erase_if(records, [&](const AuditRecord& record) { return record.runID != result.runID; });
+    return records;
+  }
+  std::vector<Event> eventsOf(const FleetRunResult& result) const {
+    std::vector<Event> events;
+    for (const auto& record : recordsOf(result)) events.push_back(record.event);
+    return events;
+  }
+  std::string metric(const std::string& name) const {
+    const auto text = readFile(tree_.path("home/metrics/tidra.prom"));
+    const auto at = text ? text->find("\n" + name + " ") : std::string::npos;
+    if (at == std::string::npos) return "missing";
+    const auto from = at + name.size() + 2;
+    return text->substr(from, text->find('\n', from) - from);
+  }
+
+  QuarantineDisposer quarantine() const {
+    return {{.directory = tree_.path("home/.tidra/quarantine")}, {tree_.path("home"), environment_}, "h", {}};
+  }
+
+  FleetPolicy policy_;
+  TimePoint now_ = commitDate + 100 * day;
+  std::vector<std::string> lines_;
+};
+
+TEST_F(FleetRuns, WeeksOfNightsAgreeOnDiskLogAndMetrics) {
+  for (const std::string name : {"a", "b", "keep"}) makeProject(name, 4 * megabyte);
+  makeProject("busy", 4 * megabyte);
+  commitAgain("busy");
+  policy_.autoClean.maxItemsPerRun = 1;
+
+  const auto first = run();
+  EXPECT_THAT(eventsOf(first), ElementsAre(Event::runStarted, Event::scanCompleted, Event::skipped, Event::skipped,
+                                           Event::skipped, Event::planned, Event::disposed, Event::runFinished));
+  const auto records = recordsOf(first);
+  EXPECT_EQ(records[0].policy, "night");
+  EXPECT_EQ(records[0].actor, "tester");
+  EXPECT_EQ(records[5].message, "1 selected, 3 skipped");
+  EXPECT_EQ(records[6].path, tree_.path("home/code/a/node_modules"));
+  EXPECT_EQ(records[6].bytes, 4 * megabyte);
+  EXPECT_EQ(records[6].destination, first.disposal.receipts.at(0).destination);
+  std::map<std::string, std::string> reasons;
+  for (const auto& record : records)
+    if (record.event == Event::skipped) reasons[*record.path] = *record.reason;
+  EXPECT_EQ(reasons,
+            (std::map<std::string, std::string>{{tree_.path("home/code/b/node_modules"), "overBudget"},
+                                                {tree_.path("home/code/busy/node_modules"), "tooRecent"},
+                                                {tree_.path("home/code/keep/node_modules"), "pathProtected"}}));
+  EXPECT_FALSE(has("a"));
+  EXPECT_TRUE(has("b") && has("busy") && has("keep"));
+  EXPECT_EQ(metric("tidra_disposed_items_total"), "1");
+  EXPECT_EQ(metric("tidra_reclaimable_items"), "4");
+  EXPECT_EQ(metric("tidra_quarantine_bytes"), std::to_string(4 * megabyte));
+  EXPECT_THAT(lines_, Contains("1 items / 4 MB selected"));
+  EXPECT_THAT(lines_, Contains("quarantine: 1 ok, 0 failed"));
+
+  now_ += day;
+  run();
+  EXPECT_FALSE(has("b"));
+  auto entries = quarantine().list().entries;
+  ASSERT_EQ(entries.size(), 2U);
+  const auto isB = [&](const auto& entry) {
+    return entry.manifest.originalPath == tree_.path("home/code/b/node_modules");
+  };
+  quarantine().restore(*std::find_if(entries.begin(), entries.end(), isB));
+  commitAgain("b");
+  EXPECT_TRUE(has("b"));
+
+  now_ += 6 * day;  // a's time is up to the second, which is not yet over it
+  const auto week = run();
+  EXPECT_THAT(week.purged.receipts, IsEmpty());
+  EXPECT_TRUE(has("b")) << "worked on a week ago";
+  now_ += day;
+  const auto purging = run();
+  ASSERT_EQ(purging.purged.receipts.size(), 1U);
+  EXPECT_THAT(eventsOf(purging), Contains(Event::purged));
+  EXPECT_EQ(metric("tidra_purged_bytes_total"), std::to_string(4 * megabyte));
+  EXPECT_EQ(metric("tidra_quarantine_items"), "0");
+  EXPECT_THAT(quarantine().list().entries, IsEmpty());
+
+  now_ += 60 * day;
+  run();
+  EXPECT_FALSE(has("b"));
+  run();
+  EXPECT_FALSE(has("busy"));
+  EXPECT_TRUE(has("keep"));
+  EXPECT_EQ(metric("tidra_runs_total"), "6");
+  EXPECT_EQ(metric("tidra_disposed_items_total"), "4");
+  EXPECT_EQ(AuditLog::verify(auditPath()).message, "OK (" + std::to_string(AuditLog(auditPath()).seq()) + " records)");
+}
+
+TEST_F(FleetRuns, ADryRunTellsAndChangesNothing) {
+  makeProject("a", 4 * megabyte);
+  run();
+  makeProject("b", 4 * megabyte);
+  now_ += 30 * day;
+  policy_.dryRun = true;
+  const auto dry = run();
+  EXPECT_TRUE(has("b"));
+  EXPECT_EQ(quarantine().list().entries.size(), 1U) << "nothing was purged";
+  const auto records = recordsOf(dry);
+  for (const auto& record : records) EXPECT_EQ(record.dryRun, true);
+  const auto planned =
+      std::find_if(records.begin(), records.end(), [](const auto& record) { return record.event == Event::disposed; });
+  ASSERT_NE(planned, records.end());
+  EXPECT_EQ(planned->reason, "dry run");
+  EXPECT_EQ(metric("tidra_disposed_items_total"), "1");
+  EXPECT_EQ(metric("tidra_last_run_disposed_bytes"), "0");
+  EXPECT_EQ(metric("tidra_runs_total"), "2");
+}
+
+TEST_F(FleetRuns, WhatIsKeptUsesUpNoBudget) {
+  makeProject("a", 4 * megabyte);
+  makeProject("b", 4 * megabyte);
+  tree_.writeFile("home/code/a/.tidra-keep");
+  policy_.autoClean.maxItemsPerRun = 1;
+  const auto result = run();
+  EXPECT_TRUE(has("a"));
+  EXPECT_FALSE(has("b"));
+  ASSERT_EQ(result.kept.size(), 1U);
+  const auto records = recordsOf(result);
+  const auto kept =
+      std::find_if(records.begin(), records.end(), [](const auto& record) { return record.reason == "kept"; });
+  ASSERT_NE(kept, records.end());
+  EXPECT_THAT(*kept->message, HasSubstr(".tidra-keep"));
+}
+
+TEST_F(FleetRuns, AFailedItemIsRecordedAndTheRunGoesOn) {
+  makeProject("a", 4 * megabyte);
+  makeProject("b", 4 * megabyte);
+  // Quarantine of one of them cannot work: its volume folder is a file.
+  policy_.disposal.quarantineDir = "~/store";
+  tree_.writeFile("home/store");
+  const auto result = run();
+  EXPECT_EQ(result.disposal.failures.size(), 2U);
+  EXPECT_TRUE(has("a") && has("b"));
+  EXPECT_FALSE(result.succeeded());
+  EXPECT_THAT(eventsOf(result), Contains(Event::disposeFailed).Times(2));
+  EXPECT_EQ(eventsOf(result).back(), Event::runFinished);
+  EXPECT_EQ(metric("tidra_last_run_success"), "0");
+  EXPECT_EQ(metric("tidra_dispose_failures_total"), "2");
+  EXPECT_THAT(lines_, Contains(StartsWith("purge failed: ")));
+}
+
+TEST_F(FleetRuns, StoppingLeavesTheRestAndEndsInOrder) {
+  makeProject("a", 4 * megabyte);
+  makeProject("b", 4 * megabyte);
+  auto stopped = runner();
+  stopped.shouldCancel = [this] { return !has("a"); };
+  const auto result = stopped.run();
+  EXPECT_TRUE(result.interrupted);
+  EXPECT_TRUE(has("b"));
+  const auto records = recordsOf(result);
+  EXPECT_EQ(records.back().event, Event::runFinished);
+  EXPECT_THAT(*records.back().message, AllOf(HasSubstr("1 ok"), HasSubstr("interrupted")));
+  EXPECT_FALSE(fs::exists(tree_.path("home/.tidra/fleet.lock")));
+  auto early = runner();
+  early.shouldCancel = [] { return true; };
+  EXPECT_TRUE(early.run().metricsText.empty()) << "a broken scan is not published";
+  EXPECT_TRUE(has("b"));
+}
+
+TEST_F(FleetRuns, NothingBeginsWithoutLockLogAndRoots) {
+  makeProject("a", 4 * megabyte);
+  {
+    // Process 1 is there on every machine.
+    tree_.writeFile("home/.tidra/fleet.lock", "1\n");
+    try {
+      run();
+      ADD_FAILURE();
+    } catch (const FleetRunError& error) {
+      EXPECT_EQ(error.kind(), FleetRunError::Kind::locked);
+      EXPECT_STREQ(error.what(), "another tidra run (pid 1) holds the lock");
+    }
+    fs::remove(tree_.path("home/.tidra/fleet.lock"));
+  }
+  FleetPolicy nothing = policy_;
+  std::swap(nothing, policy_);
+  policy_.scan.roots.clear();
+  for (const auto& categories :
+       {std::optional<std::vector<std::string>>(), std::optional(std::vector<std::string>())}) {
+    policy_.scan.categories = categories;
+    EXPECT_THROW(run(), FleetRunError);
+    const auto records = AuditLog::records(auditPath());
+    EXPECT_EQ(records.back().event, Event::error);
+    EXPECT_EQ(records.back().message, "policy resolves to no scan roots and no categories");
+  }
+  policy_ = nothing;
+  policy_.scan.disabledRules = {"no-such-rule"};
+  EXPECT_THROW(run(), InputError);
+  policy_ = nothing;
+  policy_.audit.path = "~/code";
+  EXPECT_THROW(run(), InputError);
+  EXPECT_TRUE(has("a"));
+  EXPECT_FALSE(fs::exists(tree_.path("home/.tidra/fleet.lock")));
+}
+
+TEST_F(FleetRuns, ARunThatDiedShowsInTheNext) {
+  makeProject("a", 4 * megabyte);
+  const auto first = run();
+  AuditLog(auditPath()).append([](AuditRecord& record) {
+    record.runID = "DIED";
+    record.event = Event::planned;
+  });
+  run();
+  const auto records = AuditLog::records(auditPath());
+  const auto error =
+      std::find_if(records.begin(), records.end(), [](const auto& record) { return record.event == Event::error; });
+  ASSERT_NE(error, records.end());
+  EXPECT_THAT(*error->message, StartsWith("run DIED did not finish"));
+  EXPECT_EQ(
+      std::count_if(records.begin(), records.end(), [](const auto& record) { return record.event == Event::error; }),
+      1);
+}
+
+TEST_F(FleetRuns, ATextfileThatCannotBeWrittenIsAWarning) {
+  makeProject("a", 4 * megabyte);
+  tree_.writeFile("home/file");
+  policy_.metrics.textfile = "~/file/tidra.prom";
+  const auto result = run();
+  EXPECT_TRUE(result.succeeded());
+  EXPECT_FALSE(has("a"));
+  EXPECT_THAT(lines_, Contains(StartsWith("warning: could not write metrics textfile " +
+                                          tree_.path("home/file/tidra.prom") + ": ")));
+  EXPECT_THAT(result.metricsText, HasSubstr("tidra_disposed_items_total 1\n"));
+}
+
+}  // namespace
+}  // namespace tidra

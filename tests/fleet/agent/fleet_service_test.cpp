@@ -1,0 +1,117 @@
+// The agent as a service: runs on an interval, a listener, and a policy that changes meanwhile.
+#include "fleet/agent/fleet_service.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <thread>
+
+#include "core/base/errors.h"
+#include "tests/support/temporary_tree.h"
+
+namespace tidra {
+namespace {
+
+using testing::HasSubstr;
+
+/// A service on a thread of its own, which ends with this object.
+class RunningService {
+ public:
+  RunningService(const std::string& policyPath, const std::string& home) {
+    FleetService::Setting setting{.policyPath = policyPath,
+                                  .intervalSeconds = 1,
+                                  .actor = "tester",
+                                  .host = {home, {}},
+                                  .clock = [] { return TimePoint{std::chrono::seconds{1750000000}}; },
+                                  .shouldStop = [this] { return stop_.load(); },
+                                  .log = [this](const std::string& line) { take(line); }};
+    thread_ = std::jthread([setting] { FleetService(setting).serve(); });
+  }
+  ~RunningService() { stop_ = true; }
+  RunningService(const RunningService&) = delete;
+  RunningService& operator=(const RunningService&) = delete;
+
+  /// Waits for a line that begins so and was written after the last one waited for; false when none comes.
+  bool waitFor(const std::string& beginning) {
+    std::unique_lock guard(lock_);
+    return arrived_.wait_for(guard, std::chrono::seconds(60), [&] {
+      while (next_ < lines_.size()) {
+        if (lines_[next_++].starts_with(beginning)) return true;
+      }
+      return false;
+    });
+  }
+
+ private:
+  void take(const std::string& line) {
+    const std::scoped_lock guard(lock_);
+    lines_.push_back(line);
+    arrived_.notify_all();
+  }
+
+  std::mutex lock_;  // guards the next two
+  std::vector<std::string> lines_;
+  std::size_t next_ = 0;
+  std::condition_variable arrived_;
+  std::atomic<bool> stop_{false};
+  std::jthread thread_;
+};
+
+std::string policyNamed(const std::string& name) {
+  return R"({"name": ")" + name +
+         R"(", "scan": {"roots": ["~/code"], "categories": []}, "metrics": {"listen": "127.0.0.1:0"}})";
+}
+
+TEST(FleetService, RunsAgainAndAgainAndTakesOnlyValidPolicies) {
+  const TemporaryTree tree;
+  tree.makeFolder("home/code");
+  const std::string policy = tree.writeFile("policy.json", policyNamed("first"));
+  RunningService service(policy, tree.path("home"));
+  EXPECT_TRUE(service.waitFor("metrics on http://127.0.0.1:"));
+  EXPECT_TRUE(service.waitFor("run finished"));
+  EXPECT_TRUE(service.waitFor("run finished"));
+  tree.writeFile("policy.json", policyNamed("second"));
+  EXPECT_TRUE(service.waitFor("policy second reloaded"));
+  EXPECT_TRUE(service.waitFor("run finished"));
+  tree.writeFile("policy.json", R"({"autoClean": {"tiers": ["warning"]}})");
+  EXPECT_TRUE(service.waitFor("warning: the policy stays as it was: Invalid policy: tier 'warning'"));
+  EXPECT_TRUE(service.waitFor("run finished"));
+}
+
+TEST(FleetService, AFailingRunDoesNotEndIt) {
+  const TemporaryTree tree;
+  tree.makeFolder("home/code");
+  const std::string policy = tree.writeFile("policy.json", policyNamed("first"));
+  RunningService service(policy, tree.path("home"));
+  EXPECT_TRUE(service.waitFor("run finished"));
+  std::filesystem::rename(tree.path("home/.tidra/audit.jsonl"), tree.path("aside"));
+  tree.makeFolder("home/.tidra/audit.jsonl");
+  EXPECT_TRUE(service.waitFor("run failed: "));
+  std::filesystem::remove(tree.path("home/.tidra/audit.jsonl"));
+  EXPECT_TRUE(service.waitFor("run finished"));
+}
+
+TEST(FleetService, SaysAtTheStartWhatKeepsItFromServing) {
+  const TemporaryTree tree;
+  tree.makeFolder("home/code");
+  const auto serve = [&](const std::string& text) {
+    FleetService::Setting setting{.policyPath = tree.writeFile("policy.json", text),
+                                  .intervalSeconds = 1,
+                                  .actor = "tester",
+                                  .host = {tree.path("home"), {}},
+                                  .clock = [] { return TimePoint{std::chrono::seconds{1750000000}}; },
+                                  .shouldStop = [] { return true; },
+                                  .log = [](const std::string&) {}};
+    FleetService(setting).serve();
+  };
+  EXPECT_THROW(serve(R"({"metrics": {"listen": "no-address:0"}})"), InputError);
+  EXPECT_THROW(serve(R"({"schemaVersion": 2})"), FleetPolicyError);
+  tree.writeFile("home/.tidra/fleet.lock", "1\n");
+  EXPECT_THROW(serve(policyNamed("locked out")), FleetRunError);
+}
+
+}  // namespace
+}  // namespace tidra
