@@ -31,6 +31,15 @@ void requireShallow(std::string_view text, int mostLevels, const std::string& wh
   }
 }
 
+/// `offset` is where the text stops being JSON.
+[[noreturn]] void failSyntax(std::string_view text, std::size_t offset, const std::string& what) {
+  const std::string_view before = text.substr(0, std::min(offset, text.size()));
+  const auto line = std::count(before.begin(), before.end(), '\n') + 1;
+  const auto lineStart = before.rfind('\n');
+  const auto column = lineStart == std::string_view::npos ? before.size() + 1 : before.size() - lineStart;
+  throw DecodingError(fmt::format("{} is not valid JSON (line {}, column {})", what, line, column));
+}
+
 }  // namespace
 
 nlohmann::json parseForeignJson(std::string_view text, const std::string& what) {
@@ -42,14 +51,12 @@ nlohmann::json parseForeignJson(std::string_view text, const std::string& what) 
 }
 
 nlohmann::json parseJson(std::string_view text, const std::string& what) {
+  // The parser takes a NUL for the end of the text and would not look at what follows.
+  if (const auto nul = text.find('\0'); nul != std::string_view::npos) failSyntax(text, nul, what);
   try {
     return nlohmann::json::parse(text);
   } catch (const nlohmann::json::parse_error& error) {
-    const std::string_view before = text.substr(0, std::min(error.byte == 0 ? 0 : error.byte - 1, text.size()));
-    const auto line = std::count(before.begin(), before.end(), '\n') + 1;
-    const auto lineStart = before.rfind('\n');
-    const auto column = lineStart == std::string_view::npos ? before.size() + 1 : before.size() - lineStart;
-    throw DecodingError(fmt::format("{} is not valid JSON (line {}, column {})", what, line, column));
+    failSyntax(text, error.byte == 0 ? 0 : error.byte - 1, what);
   } catch (const nlohmann::json::exception&) {
     throw DecodingError(fmt::format("{} is not valid JSON (a number is out of range)", what));
   }

@@ -10,17 +10,19 @@ fail() {
   exit 1
 }
 
-# Makes sure that everything for building is there; with "test" also what scripts/test runs besides.
+# Makes sure that everything for building is there; with "test" or "bench" also what those scripts need besides.
 install_needs() {
   local purpose=${1:-build}
   if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
     local packages=(cmake ninja-build g++ pkg-config git nlohmann-json3-dev libfmt-dev libcli11-dev libgtest-dev
                     libssl-dev)
     [ "$purpose" = test ] && packages+=(ccache clang-format trash-cli)
+    [ "$purpose" = bench ] && packages+=(libbenchmark-dev)
     install_with_apt "${packages[@]}"
   elif [ "$(uname -s)" = Darwin ]; then
     local formulae=(cmake ninja nlohmann-json fmt cli11 googletest openssl@3 ccache)
     [ "$purpose" = test ] && formulae+=(clang-format)
+    [ "$purpose" = bench ] && formulae+=(google-benchmark)
     install_with_brew "${formulae[@]}"
   else
     local tool

@@ -94,11 +94,22 @@ PolicyDecision PolicyEvaluator::evaluate(const ScanReport& report, const FleetPo
   decision.plan.reason = "policy:" + policy.name;
   Rules rules(policy, resolver);
   Budget budget(policy.autoClean);
+  std::vector<std::optional<SkipReason>> faults;
+  faults.reserve(report.items.size());
   for (const ScanReportItem& item : report.items) {
     auto fault = rules.faultOf(item);
     if (!fault && !budget.take(Rules::sizeOf(item))) fault = SkipReason::overBudget;
-    if (fault) {
-      decision.skipped.push_back({item, *fault});
+    faults.push_back(fault);
+  }
+  // Copying the items costs more than deciding about them; at least it is done once.
+  const auto selectedCount = static_cast<std::size_t>(std::count(faults.begin(), faults.end(), std::nullopt));
+  decision.plan.items.reserve(selectedCount);
+  decision.selected.reserve(selectedCount);
+  decision.skipped.reserve(faults.size() - selectedCount);
+  for (std::size_t i = 0; i < faults.size(); ++i) {
+    const ScanReportItem& item = report.items[i];
+    if (faults[i]) {
+      decision.skipped.push_back({item, *faults[i]});
     } else {
       decision.plan.items.push_back(CleanupPlan::Item::make(item));
       decision.selected.push_back(item);

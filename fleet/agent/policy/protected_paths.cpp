@@ -6,6 +6,24 @@
 
 namespace tidra {
 
+namespace {
+
+/// The longest run of bytes that stand for themselves: surely outside "[…]", and not beside a backslash.
+std::string_view longestRun(std::string_view text) {
+  if (text.find('\\') != std::string_view::npos) return {};
+  const auto bracket = text.find('[');
+  text = text.substr(0, bracket);
+  std::string_view longest;
+  while (!text.empty()) {
+    const auto end = std::min(text.find_first_of("*?"), text.size());
+    if (end > longest.size()) longest = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return longest;
+}
+
+}  // namespace
+
 ProtectedPaths::Component::Component(std::string_view text) : text_(text) {
   constexpr std::string_view special = "*?[]\\";
   const auto first = text.find_first_of(special);
@@ -14,6 +32,7 @@ ProtectedPaths::Component::Component(std::string_view text) : text_(text) {
   shape_ = first == last && text[first] == '*' ? Shape::oneStar : Shape::general;
   headLength_ = first;
   tailLength_ = text.size() - last - 1;
+  needle_ = longestRun(text);
 }
 
 bool ProtectedPaths::Component::matches(const std::string& name) const {
@@ -23,7 +42,7 @@ bool ProtectedPaths::Component::matches(const std::string& name) const {
   if (!name.starts_with(text.substr(0, headLength_)) || !name.ends_with(text.substr(text.size() - tailLength_))) {
     return false;
   }
-  return shape_ == Shape::oneStar || globMatches(text_, name.c_str());
+  return shape_ == Shape::oneStar || (name.find(needle_) != std::string::npos && globMatches(text_, name.c_str()));
 }
 
 ProtectedPaths::ProtectedPaths(const TidraScanExclusionFilter& filter) {
@@ -57,7 +76,9 @@ void ProtectedPaths::addPattern(const std::string& pattern) {
     longest = component.text().size();
     made.anchor = i;
   }
-  if (longest == 0) {
+  if (longest == 0 && made.components.size() == 1) {
+    looseNames_.push_back(std::move(made.components.front()));
+  } else if (longest == 0) {
     loose_.push_back(std::move(made));
   } else {
     anchors_[made.components[made.anchor].text()].push_back(anchored_.size());
@@ -107,7 +128,7 @@ void ProtectedPaths::addLevel(std::string_view name, std::string_view pathSoFar)
   ++depth_;
   if (level.isProtected) return;
   level.isProtected =
-      (level.place != nullptr && level.place->isProtected) ||
+      (level.place != nullptr && level.place->isProtected) || isLooseName(level.name) ||
       std::any_of(loose_.begin(), loose_.end(), [&](const Pattern& pattern) { return matchesEndingHere(pattern); }) ||
       (!unsplit_.globPatterns.empty() && unsplit_.isExcluded(pathSoFar));
 }
@@ -124,6 +145,14 @@ bool ProtectedPaths::matchesEndingHere(const Pattern& pattern) const {
   // What stands before the first "/" is no name.
   const bool isName = depth_ > 1 || !levels_[0].name.empty();
   return isName && depth_ >= length && matchesFrom(pattern, depth_ - length);
+}
+
+bool ProtectedPaths::isLooseName(const std::string& name) {
+  // What stands before the first "/" is no name.
+  if (looseNames_.empty() || name.empty()) return false;
+  if (const bool* known = knownNames_.find(name)) return *known;
+  return knownNames_[name] = std::any_of(looseNames_.begin(), looseNames_.end(),
+                                         [&](const Component& component) { return component.matches(name); });
 }
 
 bool ProtectedPaths::matchesAnchored() const {

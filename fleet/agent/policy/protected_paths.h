@@ -48,6 +48,7 @@ class ProtectedPaths {
     Shape shape_ = Shape::literal;
     std::string_view::size_type headLength_ = 0;  // bytes before the first wildcard
     std::string_view::size_type tailLength_ = 0;  // bytes behind the last one
+    std::string needle_;                          // every name that matches holds it
   };
 
   struct Pattern {
@@ -69,11 +70,14 @@ class ProtectedPaths {
   bool matchesFrom(const Pattern& pattern, std::size_t first) const;
   bool matchesEndingHere(const Pattern& pattern) const;
   bool matchesAnchored() const;
+  bool isLooseName(const std::string& name);
 
   Place root_;
   std::vector<Pattern> anchored_;
   NameMap<std::vector<std::size_t>> anchors_;  // indices into anchored_
-  std::vector<Pattern> loose_;                 // patterns without an anchor
+  std::vector<Component> looseNames_;          // patterns of one component, without an anchor
+  NameMap<bool> knownNames_;                   // what they say of the names met so far: most come again and again
+  std::vector<Pattern> loose_;                 // longer patterns without an anchor
   TidraScanExclusionFilter unsplit_;           // patterns whose "/" stand where they do not separate components
   std::vector<Level> levels_;                  // the first is empty, as before the first "/"
   std::size_t depth_ = 0;                      // levels in use; the names of the others keep their memory

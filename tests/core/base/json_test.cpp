@@ -33,6 +33,7 @@ TEST(ParseJson, TellsLineAndColumnOfTheFault) {
   EXPECT_EQ(parsingMessage("{\n  \"a\": 1\n  \"b\": 2}"), "It is not valid JSON (line 3, column 5)");
   EXPECT_EQ(parsingMessage("[1, 2"), "It is not valid JSON (line 1, column 6)");
   EXPECT_EQ(parsingMessage("{} x"), "It is not valid JSON (line 1, column 4)");
+  EXPECT_EQ(parsingMessage(std::string("{}\n\0x", 5)), "It is not valid JSON (line 2, column 1)");
   EXPECT_EQ(parsingMessage("[1e999]"), "It is not valid JSON (a number is out of range)");
   for (const char* text : {"[\"\xFF\"]", "[\"a\nb\"]", "[\"\\ud800\"]", "{'a': 1}", "[01]", "nul"}) {
     EXPECT_TRUE(parsingMessage(text).starts_with("It is not valid JSON (line 1")) << text;

@@ -1,0 +1,90 @@
+// What deciding costs: a report of 100,000 items under policies whose protected paths concern hardly any of them, so
+// that every test is gone through.
+#include <benchmark/benchmark.h>
+#include <fmt/format.h>
+
+#include "fleet/agent/policy/policy_evaluator.h"
+
+namespace {
+
+using namespace tidra;
+
+constexpr int protectionCount = 100;
+
+/// As a scan gives them: two artefacts a project, ten projects a folder.
+ScanReport reportOf(int count) {
+  ScanReport report;
+  report.host = "bench";
+  for (int i = 0; i < count; ++i) {
+    ScanReportItem item;
+    item.path =
+        fmt::format("/home/ada/code/team-{:04}/project-{:06}/{}", i / 20, i / 2, i % 2 == 0 ? "dist" : "node_modules");
+    item.id = fmt::format("{:016x}", i);
+    item.displayPath = "~" + item.path.substr(sizeof("/home/ada") - 1);
+    item.label = i % 2 == 0 ? "dist" : "node_modules";
+    item.bytes = 10'000'000 + i;
+    item.ecosystem = "npm";
+    item.category = "project";
+    item.group = item.path.substr(0, item.path.rfind('/'));
+    item.ruleID = item.label;
+    item.restoreHint = "npm install";
+    item.idleDays = 30;
+    item.activity = ProjectActivity::recent;
+    report.items.push_back(std::move(item));
+  }
+  return report;
+}
+
+FleetPolicy policyWith(const char* protection) {
+  FleetPolicy policy;
+  policy.autoClean.maxBytesPerRun = std::uint64_t{1} << 50;
+  policy.autoClean.maxItemsPerRun = 1'000'000;
+  for (int i = 0; i < protectionCount; ++i) {
+    policy.never.paths.push_back(fmt::format(fmt::runtime(protection), i));
+  }
+  return policy;
+}
+
+/// `protection` is a format of one number.
+void evaluate(benchmark::State& state, const char* protection) {
+  const ScanReport report = reportOf(static_cast<int>(state.range(0)));
+  const FleetPolicy policy = policyWith(protection);
+  const TidraPathResolver resolver{"/home/ada", {}};
+  for (auto _ : state) {
+    auto decision = PolicyEvaluator::evaluate(report, policy, resolver);
+    benchmark::DoNotOptimize(decision);
+    state.PauseTiming();
+    { const auto discarded = std::move(decision); }
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+/// What the decision holds has to be copied out of the report, whatever decides.
+void copyOnly(benchmark::State& state) {
+  const ScanReport report = reportOf(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    PolicyDecision decision;
+    for (const auto& item : report.items) {
+      decision.plan.items.push_back(CleanupPlan::Item::make(item));
+      decision.selected.push_back(item);
+    }
+    benchmark::DoNotOptimize(decision);
+    state.PauseTiming();
+    { const auto discarded = std::move(decision); }
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+constexpr int itemCount = 100'000;
+BENCHMARK_CAPTURE(evaluate, folders, "~/code/team-{:04}/keep")->Arg(itemCount)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(evaluate, names, "keep-{}")->Arg(itemCount)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(evaluate, anchored_patterns, "*/keep-{}/*")->Arg(itemCount)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(evaluate, loose_patterns, "*.keep{}")->Arg(itemCount)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(evaluate, general_patterns, "*-?ep{}[-.]*")->Arg(itemCount)->Unit(benchmark::kMillisecond);
+BENCHMARK(copyOnly)->Arg(itemCount)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,156 @@
+// docs/policy.schema.json describes what the program reads.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <regex>
+
+#include "core/base/json_fields.h"
+#include "core/model/ecosystems.h"
+#include "core/model/system_scan_categories.h"
+#include "core/platform/files.h"
+#include "fleet/agent/policy/example_policies.h"
+#include "fleet/agent/policy/fleet_policy.h"
+
+namespace tidra {
+namespace {
+
+using nlohmann::json;
+using testing::UnorderedElementsAreArray;
+
+/// Checks documents against the keywords that the schema uses; an unknown keyword is a failure of the test.
+class SchemaChecker {
+ public:
+  bool accepts(const json& schema, const json& value) const {
+    return std::all_of(schema.items().begin(), schema.items().end(),
+                       [&](const auto& rule) { return holds(schema, rule.key(), rule.value(), value); });
+  }
+
+ private:
+  bool holds(const json& schema, const std::string& keyword, const json& rule, const json& value) const {
+    if (keyword == "$schema" || keyword == "title" || keyword == "description" || keyword == "default") return true;
+    if (keyword == "type") return hasType(rule.get<std::string>(), value);
+    if (keyword == "enum") return std::find(rule.begin(), rule.end(), value) != rule.end();
+    if (keyword == "minimum") return !value.is_number() || value >= rule;
+    if (keyword == "maximum") return !value.is_number() || value <= rule;
+    if (keyword == "minLength") return !value.is_string() || value.get<std::string>().size() >= rule;
+    if (keyword == "pattern") {
+      return !value.is_string() || std::regex_search(value.get<std::string>(), std::regex(rule.get<std::string>()));
+    }
+    if (keyword == "items") {
+      return !value.is_array() ||
+             std::all_of(value.begin(), value.end(), [&](const json& element) { return accepts(rule, element); });
+    }
+    if (keyword == "properties") {
+      return !value.is_object() || std::all_of(value.items().begin(), value.items().end(), [&](const auto& member) {
+        return !rule.contains(member.key()) || accepts(rule[member.key()], member.value());
+      });
+    }
+    if (keyword == "additionalProperties") return othersAreAccepted(schema, rule, value);
+    ADD_FAILURE() << "unknown keyword " << keyword;
+    return false;
+  }
+
+  bool othersAreAccepted(const json& schema, const json& rule, const json& value) const {
+    if (!value.is_object()) return true;
+    const json properties = schema.value("properties", json::object());
+    return std::all_of(value.items().begin(), value.items().end(), [&](const auto& member) {
+      return properties.contains(member.key()) || (rule.is_object() && accepts(rule, member.value()));
+    });
+  }
+
+  static bool hasType(const std::string& type, const json& value) {
+    if (type == "object") return value.is_object();
+    if (type == "array") return value.is_array();
+    if (type == "string") return value.is_string();
+    if (type == "boolean") return value.is_boolean();
+    EXPECT_EQ(type, "integer");
+    return value.is_number_integer();
+  }
+};
+
+json schema() {
+  const auto text = readFile(TIDRA_SOURCE_DIR "/docs/policy.schema.json");
+  EXPECT_TRUE(text);
+  return parseJson(*text, "The schema");
+}
+
+bool isAccepted(std::string_view document) { return SchemaChecker().accepts(schema(), parseJson(document, "It")); }
+
+TEST(PolicySchema, AcceptsPolicies) {
+  for (const auto name : ExamplePolicies::names) EXPECT_TRUE(isAccepted(*ExamplePolicies::text(name))) << name;
+  EXPECT_TRUE(isAccepted("{}"));
+  EXPECT_TRUE(isAccepted(FleetPolicy().text()));
+  EXPECT_TRUE(isAccepted(R"({"$schema": "policy.schema.json", "hub": {"url": "", "tags": {"any": "thing"}}})"));
+}
+
+TEST(PolicySchema, RefusesWhatTheProgramRefusesAndSlipsOfThePen) {
+  for (const char* document : {"[]",
+                               R"({"schemaVersion": 2})",
+                               R"({"name": 7})",
+                               R"({"scan": []})",
+                               R"({"scan": {"roots": "~"}})",
+                               R"({"scan": {"roots": [1]}})",
+                               R"({"scan": {"categories": ["Docker"]}})",
+                               R"({"scan": {"ecosystems": ["x"]}})",
+                               R"({"autoClean": {"tiers": ["sfae"]}})",
+                               R"({"autoClean": {"minIdleDays": -1}})",
+                               R"({"autoClean": {"minIdleDays": "7"}})",
+                               R"({"autoClean": {"minBytes": -1}})",
+                               R"({"autoClean": {"maxBytesPerRun": 1.5}})",
+                               R"({"disposal": {"method": "rm"}})",
+                               R"({"disposal": {"retentionDays": -1}})",
+                               R"({"hub": {"url": "ftp://h"}})",
+                               R"({"hub": {"url": "http:///"}})",
+                               R"({"hub": {"topItems": 201}})",
+                               R"({"hub": {"topItems": -1}})",
+                               R"({"hub": {"tags": {"k": 1}}})",
+                               R"({"dryRun": "yes"})"}) {
+    EXPECT_FALSE(isAccepted(document)) << document;
+    EXPECT_ANY_THROW(FleetPolicy::parse(document)) << document;
+  }
+  EXPECT_FALSE(isAccepted(R"({"nevr": {}})"));
+  EXPECT_FALSE(isAccepted(R"({"never": {"path": []}})"));
+  EXPECT_FALSE(isAccepted(R"({"metrics": {"listen": "localhost"}})"));
+}
+
+/// The schema's own defaults, put together as a document.
+json defaultsOf(const json& object) {
+  json made = json::object();
+  for (const auto& [key, rule] : object["properties"].items()) {
+    if (rule.contains("default")) {
+      made[key] = rule["default"];
+    } else if (rule.contains("properties")) {
+      made[key] = defaultsOf(rule);
+    }
+  }
+  return made;
+}
+
+TEST(PolicySchema, KnowsTheProgramsKeysAndDefaults) {
+  json defaults = defaultsOf(schema());
+  EXPECT_EQ(defaults["metrics"]["listen"], "127.0.0.1:9477");
+  defaults["metrics"].erase("listen");
+  EXPECT_EQ(defaults, JsonCodec<FleetPolicy>::encode(FleetPolicy()));
+  // Every key that the schema allows means something.
+  json everything = json::object();
+  const json root = schema();
+  for (const auto& [key, rule] : root["properties"].items()) {
+    everything[key] = json::object();
+    if (!rule.contains("properties")) continue;
+    for (const auto& member : rule["properties"].items()) everything[key][member.key()] = json();
+  }
+  EXPECT_THAT(unknownPolicyKeys(everything.dump()), testing::IsEmpty());
+}
+
+TEST(PolicySchema, KnowsTheProgramsVocabulary) {
+  std::vector<json> categories;
+  for (const auto& category : systemScanCategoryTable) categories.emplace_back(std::string(category.key));
+  std::vector<json> ecosystems;
+  for (const auto& ecosystem : ecosystemTable) ecosystems.emplace_back(std::string(ecosystem.key));
+  const json scan = schema()["properties"]["scan"]["properties"];
+  EXPECT_THAT(scan["categories"]["items"]["enum"], UnorderedElementsAreArray(categories));
+  EXPECT_THAT(scan["ecosystems"]["items"]["enum"], UnorderedElementsAreArray(ecosystems));
+}
+
+}  // namespace
+}  // namespace tidra
