@@ -63,6 +63,7 @@ int runProgram(int argc, char** argv) {
   addTrashCommand(app, program);
   addExcludeCommand(app, program);
   addRulesCommand(app, program);
+  addAuditCommand(app, program);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& wanted) {
