@@ -145,7 +145,9 @@ AuditRecord AuditLog::append(const Builder& build) {
   record.seq = seq_ + 1;
   record.prevHash = lastHash_;
   record.hash.reset();
-  const std::string line = (endsInLine_ ? "" : "\n") + sealToFit(record) + "\n";
+  std::string line = sealToFit(record);
+  line += '\n';
+  if (!endsInLine_) line.insert(0, 1, '\n');
   if (const auto failure = appendWhole(file.descriptor, line, sizeBytes)) {
     throw std::system_error(failure, auditLogNamed(url_) + " cannot be written");
   }
