@@ -62,6 +62,38 @@ TEST_F(CliAudit, VerifyTellsTheVerdict) {
   EXPECT_EQ(run({"audit", "verify", "/no/such"}).status, 1);
 }
 
+// What the document tells an auditor to type, run on its example.
+TEST_F(CliAudit, TheDocumentedCheckNeedsOnlyShellTools) {
+  const Environment environment = processEnvironment();
+  for (const std::string tool : {"jq", "sha256sum", "sed"}) {
+    if (!ProcessRunner::which(tool, environment)) GTEST_SKIP() << tool << " is not installed";
+  }
+  const std::string docs = std::string(TIDRA_SOURCE_DIR) + "/docs";
+  const std::string document = *readFile(docs + "/audit.md");
+  const auto blockAfter = [&](const std::string& opening) {
+    const auto begin = document.find(opening) + opening.size();
+    return document.substr(begin, document.find("\n```", begin) - begin);
+  };
+  const std::string steps = blockAfter("```sh\n");
+  const std::string printed = blockAfter("It prints:\n\n```\n");
+  const auto check = [&](const std::string& log) {
+    tree().writeFile("check/audit-example.jsonl", log);
+    const auto ran = ProcessRunner::run({.executablePath = "/bin/sh",
+                                         .arguments = {"-c", steps},
+                                         .currentDirectory = tree().path("check"),
+                                         .timeoutSeconds = 60});
+    return ran ? ran->stdout_ : "(did not run)";
+  };
+  const std::string example = *readFile(docs + "/audit-example.jsonl");
+  EXPECT_EQ(check(example), printed);
+  EXPECT_EQ(AuditLog::verify(docs + "/audit-example.jsonl").message, "OK (3 records)");
+  std::string changed = example;
+  changed.replace(changed.find("183000000"), 9, "183000001");
+  EXPECT_THAT(check(changed), HasSubstr("record 2 was changed"));
+  EXPECT_EQ(check(example.substr(example.find('\n') + 1)), "record 2 does not follow the one before it");
+  EXPECT_THAT(check(*readFile(log())), AllOf(HasSubstr("5 "), Not(HasSubstr("record")))) << "names of any bytes too";
+}
+
 TEST_F(CliAudit, ShowFiltersAndEscapes) {
   EXPECT_THAT(shown({}), ElementsAre(1, 2, 3, 4, 5));
   EXPECT_THAT(shown({"--run", "R2"}), ElementsAre(4, 5));
