@@ -38,6 +38,7 @@ struct Program {
 
 /// Each declares one command; parsing its name sets Program::command.
 void addApplyCommand(CLI::App& app, Program& program);
+void addAuditCommand(CLI::App& app, Program& program);
 void addCleanCommand(CLI::App& app, Program& program);
 void addPlanCommand(CLI::App& app, Program& program);
 void addPolicyCommand(CLI::App& app, Program& program);

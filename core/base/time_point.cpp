@@ -58,9 +58,21 @@ std::string iso8601(TimePoint time) {
   const auto day = floor<days>(time);
   const year_month_day date{day};
   const hh_mm_ss clock{time - day};
-  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", static_cast<int>(date.year()),
-                     static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), clock.hours().count(),
-                     clock.minutes().count(), clock.seconds().count());
+  // Every record of a log has a time, and general formatting takes longer than all the rest of its text.
+  std::string text = fmt::format_int(static_cast<int>(date.year())).str();
+  constexpr std::size_t yearDigits = 4;
+  if (text.size() < yearDigits) text.insert(0, yearDigits - text.size(), '0');
+  const auto put = [&](char before, std::int64_t number) {
+    text += before;
+    text += static_cast<char>('0' + number / 10);
+    text += static_cast<char>('0' + number % 10);
+  };
+  put('-', static_cast<unsigned>(date.month()));
+  put('-', static_cast<unsigned>(date.day()));
+  put('T', clock.hours().count());
+  put(':', clock.minutes().count());
+  put(':', clock.seconds().count());
+  return text += 'Z';
 }
 
 std::optional<TimePoint> fromIso8601(std::string_view text) {

@@ -30,12 +30,13 @@ std::error_code writeAll(int file, std::string_view bytes) {
 
 }  // namespace
 
-Outcome<FileDescriptor> openFile(const std::string& path, FileAccess access) {
+Outcome<OpenFile> openFile(const std::string& path, FileAccess access) {
   FileDescriptor file(::open(path.c_str(), flagsFor(access) | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  struct stat status {};
-  if (!file || ::fstat(file.get(), &status) != 0) return lastSystemError();
-  if (!S_ISREG(status.st_mode)) return std::make_error_code(std::errc::invalid_argument);
-  return file;
+  if (!file) return lastSystemError();
+  const auto facts = descriptorFacts(file.get());
+  if (!facts) return facts.failure();
+  if (facts->type != EntryType::regularFile) return std::make_error_code(std::errc::invalid_argument);
+  return OpenFile{std::move(file), *facts};
 }
 
 Outcome<FileDescriptor> makeFile(const std::string& path) {

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "core/base/errors.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/file_descriptor.h"
 
 namespace tidra {
@@ -19,8 +20,13 @@ enum class FileAccess {
   replace,  // writes go where they say; reading too
 };
 
+struct OpenFile {
+  FileDescriptor descriptor;
+  EntryFacts facts;  // when it was opened
+};
+
 /// Opens what is there. invalid_argument for anything but a regular file.
-Outcome<FileDescriptor> openFile(const std::string& path, FileAccess access);
+Outcome<OpenFile> openFile(const std::string& path, FileAccess access);
 
 /// Makes a file for its owner only, whatever the process's mask, to append to. file_exists when the name is taken.
 Outcome<FileDescriptor> makeFile(const std::string& path);

@@ -28,13 +28,13 @@ constexpr std::size_t chunkBytes = 256 * 1024;
 /// A log that someone else may change proves nothing.
 void requireOwn(const std::string& url, const EntryFacts& facts) {
   constexpr std::uint32_t writableByOthers = 022;
-  const std::string path = escapedForTerminal(url);
-  if (facts.owner != runningUser() && facts.owner != 0) {
-    throw InputError(fmt::format("The audit log {} belongs to another user; 'chown {} {}' makes it this user's.", path,
-                                 runningUser(), path));
+  if (facts.owner != 0 && facts.owner != runningUser()) {
+    throw InputError(fmt::format("{} belongs to another user; 'chown {} {}' makes it this user's.", auditLogNamed(url),
+                                 runningUser(), escapedForTerminal(url)));
   }
   if ((facts.permissions & writableByOthers) != 0) {
-    throw InputError(fmt::format("Other users may change the audit log {}; 'chmod go-w {}' ends that.", path, path));
+    throw InputError(
+        fmt::format("Other users may change the audit log {0}; 'chmod go-w {0}' ends that.", escapedForTerminal(url)));
   }
 }
 
@@ -46,10 +46,8 @@ std::optional<AuditFile> AuditFile::open(const std::string& url, FileAccess acce
   auto file = openFile(url, access);
   if (!file && file.failure() == std::errc::no_such_file_or_directory) return std::nullopt;
   if (!file) failOpening(url, access, file.failure());
-  const auto facts = descriptorFacts(file->get());
-  if (!facts) failOpening(url, access, facts.failure());
-  if (access != FileAccess::read) requireOwn(url, *facts);
-  return AuditFile{std::move(*file), *facts};
+  if (access != FileAccess::read) requireOwn(url, file->facts);
+  return AuditFile{std::move(file->descriptor), file->facts};
 }
 
 AuditFile AuditFile::openOrMake(const std::string& url) {

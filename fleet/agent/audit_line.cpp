@@ -1,10 +1,10 @@
 #include "fleet/agent/audit_line.h"
 
 #include <array>
-#include <bit>
 #include <cstring>
 
 #include "core/base/text.h"
+#include "fleet/agent/plain_text.h"
 
 namespace tidra {
 namespace {
@@ -41,18 +41,6 @@ constexpr std::array fields{
     Field{"\"tier\":", Kind::tier},
     Field{"\"time\":", Kind::time, true},
 };
-
-constexpr std::uint64_t everyByte = 0x0101010101010101U;
-constexpr std::uint64_t highBits = 0x8080808080808080U;
-
-/// The high bit of each byte that ends a text, begins an escape, is a control character or no ASCII. What comes after
-/// the first such byte may be marked wrongly.
-constexpr std::uint64_t special(std::uint64_t word) {
-  const auto zero = [](std::uint64_t bytes) { return (bytes - everyByte) & ~bytes; };
-  constexpr std::uint64_t blank = ' ';
-  return (zero(word ^ (everyByte * '"')) | zero(word ^ (everyByte * '\\')) | (word - everyByte * blank) | word) &
-         highBits;
-}
 
 /// Reads a line from left to right; every reader gives false where the encoder would have written something else.
 class Scanner {
@@ -100,27 +88,7 @@ class Scanner {
   }
 
  private:
-  /// Passes over whole words of ordinary characters, then up to the first other one.
-  void skipPlain() {
-    constexpr std::ptrdiff_t wordBytes = sizeof(std::uint64_t);
-    while (end_ - at_ >= wordBytes) {
-      std::uint64_t word = 0;
-      std::memcpy(&word, at_, sizeof word);
-      const std::uint64_t found = special(word);
-      if (found == 0) {
-        at_ += wordBytes;
-      } else if constexpr (std::endian::native == std::endian::little) {
-        at_ += std::countr_zero(found) / 8;
-        return;
-      } else {
-        break;
-      }
-    }
-    while (at_ != end_ && static_cast<unsigned char>(*at_) >= ' ' && static_cast<unsigned char>(*at_) < 0x80 &&
-           *at_ != '"' && *at_ != '\\') {
-      ++at_;
-    }
-  }
+  void skipPlain() { at_ += plainLength({at_, static_cast<std::size_t>(end_ - at_)}); }
 
   bool escape() {
     for (const std::string_view named : {"\\\"", "\\\\", "\\n", "\\t", "\\r", "\\b", "\\f"}) {
@@ -140,9 +108,18 @@ class Scanner {
 
 /// "2026-03-14T10:15:00Z" and nothing else that can be read as a date.
 bool isTime(std::string_view text) {
-  constexpr std::size_t length = 20;
-  constexpr std::size_t seconds = 17;  // a leap second is read as the next minute, and so written otherwise
-  return text.size() == length && text[seconds] != '6' && fromIso8601(text);
+  constexpr std::string_view shape = "0000-00-00T00:00:00Z";
+  if (text.size() != shape.size()) return false;
+  for (std::size_t i = 0; i < shape.size(); ++i) {
+    if (shape[i] == '0' ? text[i] < '0' || text[i] > '9' : text[i] != shape[i]) return false;
+  }
+  const auto pair = [&](std::size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); };
+  constexpr std::size_t month = 5, day = 8, hour = 11, minute = 14, second = 17;
+  // A leap second is read as the next minute, and so written otherwise.
+  if (pair(hour) > 23 || pair(minute) > 59 || pair(second) > 59) return false;
+  constexpr int shortestMonth = 28;
+  const bool certain = pair(month) >= 1 && pair(month) <= 12 && pair(day) >= 1 && pair(day) <= shortestMonth;
+  return certain || fromIso8601(text);
 }
 
 template <class E>
@@ -201,6 +178,8 @@ std::optional<CanonicalAuditLine> readCanonicalAuditLine(std::string_view line) 
     const char* const start = scanner.place();
     const bool first = start == line.data() + 1;
     Scanner ahead = scanner;
+    const std::size_t key = static_cast<std::size_t>(start - line.data()) + (first ? 1 : 2);
+    if (key < line.size() && line[key] != field.opening[1] && !field.required) continue;
     if ((!first && !ahead.skip(",")) || !ahead.skip(field.opening)) {
       if (field.required) return std::nullopt;
       continue;

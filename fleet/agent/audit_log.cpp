@@ -150,7 +150,9 @@ AuditRecord AuditLog::append(const Builder& build) {
   record.seq = seq_ + 1;
   record.prevHash = lastHash_;
   record.hash.reset();
-  const std::string line = (endsInLine_ ? "" : "\n") + sealToFit(record) + "\n";
+  std::string line = sealToFit(record);
+  line += '\n';
+  if (!endsInLine_) line.insert(0, 1, '\n');
   if (const auto failure = appendWhole(file.descriptor, line, sizeBytes)) {
     throw std::system_error(failure, auditLogNamed(url_) + " cannot be written");
   }
@@ -162,32 +164,31 @@ AuditRecord AuditLog::append(const Builder& build) {
   return record;
 }
 
-void AuditLog::forEachRecord(const std::string& url, const std::function<bool(const AuditRecord&)>& visit) {
+void AuditLog::forEachRecord(const std::string& url, const std::function<void(const AuditRecord&)>& visit,
+                             const std::function<void(const std::string& reason)>& damaged) {
   const auto file = AuditFile::open(url, FileAccess::read);
   if (!file) throw InputError(fmt::format("{} does not exist.", auditLogNamed(url)));
   AuditLineReader reader(file->descriptor);
   AuditLineReader::Line line;
-  const auto fail = [&](const std::string& why) {
-    throw InputError(fmt::format("{} is damaged: {}.", auditLogNamed(url), escapedForTerminal(why)));
-  };
   while (reader.next(line)) {
     std::optional<AuditRecord> record;
     try {
-      if (!line.tooLong) record = decodeAuditLine(line.text, placeOf(line));
+      if (line.tooLong) throw DecodingError(placeOf(line) + " is too long");
+      record = decodeAuditLine(line.text, placeOf(line));
     } catch (const DecodingError& error) {
-      if (line.ended) fail(error.what());
+      if (!line.ended) continue;
+      if (!damaged) {
+        throw InputError(fmt::format("{} is damaged: {}.", auditLogNamed(url), escapedForTerminal(error.what())));
+      }
+      damaged(error.what());
     }
-    if (!record && line.ended) fail(placeOf(line) + " is too long");
-    if (record && !visit(*record)) return;
+    if (record) visit(*record);
   }
 }
 
 std::vector<AuditRecord> AuditLog::records(const std::string& url) {
   std::vector<AuditRecord> records;
-  forEachRecord(url, [&](const AuditRecord& record) {
-    records.push_back(record);
-    return true;
-  });
+  forEachRecord(url, [&](const AuditRecord& record) { records.push_back(record); });
   return records;
 }
 

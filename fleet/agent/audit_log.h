@@ -83,9 +83,11 @@ class AuditLog {
   /// The same for any file, which may belong to anyone and is not changed.
   static VerifyResult verify(const std::string& url);
 
-  /// Calls `visit` with each complete record of a file in order, until it gives false. A last line that is still being
-  /// written is passed over. Throws InputError naming the first line that is no record, or a file that cannot be read.
-  static void forEachRecord(const std::string& url, const std::function<bool(const AuditRecord&)>& visit);
+  /// Calls `visit` with each complete record of a file in order. A last line that is still being written is passed
+  /// over. For a line that is no record `damaged` is called with the reason, which names the line; without it such a
+  /// line throws InputError, as does a file that cannot be read.
+  static void forEachRecord(const std::string& url, const std::function<void(const AuditRecord&)>& visit,
+                            const std::function<void(const std::string& reason)>& damaged = {});
 
   /// All of them; for short logs.
   static std::vector<AuditRecord> records(const std::string& url);

@@ -7,10 +7,13 @@
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "fleet/agent/plain_text.h"
 #include "fleet/agent/sha256.h"
 
 namespace tidra {
 namespace {
+
+bool isText(const std::string& bytes) { return plainLength(bytes) == bytes.size() || isValidUtf8(bytes); }
 
 /// Builds one compact object. Keys are to be put in their sorted order.
 class LineWriter {
@@ -23,7 +26,9 @@ class LineWriter {
   void put(std::string_view key, std::string_view value) {
     begin(key);
     text_ += '"';
-    if (isValidUtf8(value)) {
+    if (plainLength(value) == value.size()) {
+      text_ += value;
+    } else if (isValidUtf8(value)) {
       escape(value);
     } else {
       escape(replacingInvalidUtf8(value));
@@ -47,7 +52,7 @@ class LineWriter {
   /// Both forms of a text that may be any bytes.
   void putBytes(std::string_view key, const std::optional<std::string>& bytes) {
     putOptional(key, bytes);
-    if (bytes && !isValidUtf8(*bytes)) put(std::string(key) + "Bytes", base64Encoded(*bytes));
+    if (bytes && !isText(*bytes)) put(std::string(key) + "Bytes", base64Encoded(*bytes));
   }
 
   std::size_t size() const { return text_.size(); }
@@ -178,7 +183,7 @@ std::string auditHash(const AuditRecord& record) { return hashOf(encodeUnsealed(
 
 std::string sealAuditRecord(AuditRecord& record) {
   const auto makeText = [](std::string& text) {
-    if (!isValidUtf8(text)) text = replacingInvalidUtf8(text);
+    if (!isText(text)) text = replacingInvalidUtf8(text);
   };
   for (std::string* text : {&record.host, &record.runID, &record.actor, &record.prevHash}) makeText(*text);
   for (auto* text : {&record.policy, &record.category, &record.ruleID, &record.reason, &record.message}) {

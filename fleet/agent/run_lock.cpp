@@ -56,7 +56,7 @@ FileDescriptor openPresent(const std::string& url) {
         fmt::format("The lock file {} is {}; remove that or name another lock file.", escapedForTerminal(url), kind));
   }
   auto file = openFile(url, FileAccess::read);
-  return file ? std::move(*file) : FileDescriptor{};
+  return file ? std::move(file->descriptor) : FileDescriptor{};
 }
 
 /// Removes what a run that is gone has left. Throws LockError when it is not gone.

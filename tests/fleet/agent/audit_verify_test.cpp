@@ -39,27 +39,32 @@ bool isEncoding(std::string_view line) {
   }
 }
 
-TEST_F(AuditVerifyTest, EverySingleByteChangeOfALogIsFound) {
+TEST_F(AuditVerifyTest, ALineReadQuicklyIsExactlyWhatTheEncoderMakes) {
   appendSamples(200);
-  const auto all = lines();
-  std::size_t unread = 0;
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    const auto seq = static_cast<std::int64_t>(i + 1);
-    // What comes before and after the neighbours has no part in it; the flips of a line need only them.
-    for (std::size_t at = 0; at < all[i].size(); ++at) {
-      for (const char flip : {'\x01', '\x20', '\x80'}) {
-        std::string line = all[i];
+  std::size_t accepted = 0;
+  for (std::string line : lines()) {
+    line.pop_back();
+    for (std::size_t at = 0; at < line.size(); ++at) {
+      for (const char flip : {'\x01', '\x20', '\x7e'}) {
         line[at] = static_cast<char>(line[at] ^ flip);
-        const auto fast = readCanonicalAuditLine(std::string_view(line).substr(0, line.find('\n')));
-        if (!fast || fast->seq != seq) continue;
-        ++unread;
-        ASSERT_TRUE(isEncoding(std::string_view(line).substr(0, line.find('\n')))) << line;
+        if (readCanonicalAuditLine(line)) {
+          ++accepted;
+          ASSERT_TRUE(isEncoding(line)) << line;
+        }
+        line[at] = static_cast<char>(line[at] ^ flip);
       }
     }
   }
-  EXPECT_GT(unread, 1000U) << "most flips leave a line that only its hash tells";
-  // In the file, with a pattern that goes round all the bits.
-  const std::string content = concatenated(all);
+  EXPECT_GT(accepted, 1000U) << "most changes leave a line that only its hash betrays";
+}
+
+TEST_F(AuditVerifyTest, EverySingleByteChangeOfALogIsFound) {
+  // Short records beside those with every kind of field, since the whole log is read for each byte of it.
+  AuditLog log(url());
+  for (int i = 1; i <= 200; ++i) {
+    log.append(i <= 16 ? sample(i) : [i](AuditRecord& record) { record.path = "/p/" + std::to_string(i); });
+  }
+  const std::string content = bytes();
   const FileDescriptor file(::open(url().c_str(), O_WRONLY));
   for (std::size_t at = 0; at < content.size(); ++at) {
     const char changed = static_cast<char>(content[at] ^ (1U << (at % 8)));
