@@ -28,6 +28,7 @@ bool isPassing(std::error_code reason) {
 }
 
 #ifndef __linux__
+/// For macOS, where it has not been compiled or run yet.
 FileDescriptor configured(FileDescriptor socket) {
   if (!socket) return socket;
   ::fcntl(socket.get(), F_SETFD, FD_CLOEXEC);
