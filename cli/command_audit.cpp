@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "app/state/exclusions_store.h"
+#include "core/base/uuid.h"
 #include "cli/confirmation.h"
 #include "cli/program.h"
 #include "cli/scan_options.h"
