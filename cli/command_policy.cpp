@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <limits>
 #include <memory>
 
 #include "cli/policy_file.h"
@@ -9,6 +10,8 @@
 #include "cli/terminal.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
 #include "fleet/agent/policy/example_policies.h"
 #include "fleet/agent/policy/resolved_policy.h"
 
@@ -17,6 +20,7 @@ namespace {
 
 struct PolicyOptions {
   std::string file;
+  std::optional<std::string> home;
   std::string example;
   bool json = false;
 };
@@ -37,21 +41,42 @@ std::string withoutUser(const std::string& url) {
   return at == std::string::npos || at < start ? url : url.substr(0, start) + url.substr(at + 1);
 }
 
+void noteAbsentRoots(const ResolvedPolicy& resolved) {
+  for (const std::string& root : resolved.roots) {
+    if (const auto facts = followedFacts(root); !facts) {
+      writeNote(fmt::format("Root '{}' cannot be scanned: {}.", escapedForTerminal(root), facts.failure().message()));
+    }
+  }
+}
+
+void noteExposedToken(const FleetPolicy& policy, const std::string& file) {
+  if (!policy.hub.token || policy.hub.token->empty()) return;
+  if (const auto bytes = readSecretFile(file, std::numeric_limits<std::size_t>::max()); bytes && !bytes->isExposed)
+    return;
+  writeNote(
+      fmt::format("Policy '{0}' holds the hub token and others can read or change it; run chmod 600 '{0}', or name "
+                  "a file in hub.tokenFile.",
+                  escapedForTerminal(file)));
+}
+
 CheckedPolicy checked(const PolicyOptions& options, const Program& program) {
   CheckedPolicy made;
   made.policy = loadPolicyFile(options.file);
   const std::string shown = escapedForTerminal(options.file);
+  const TidraPathResolver host = makeResolver(options.home, program.environment);
   try {
-    made.resolved = ResolvedPolicy::make(made.policy, makeResolver(std::nullopt, program.environment));
+    made.resolved = ResolvedPolicy::make(made.policy, host);
   } catch (const InputError& error) {
     throw InputError(fmt::format("Policy '{}': {}", shown, error.what()));
   }
   for (const std::string& note : made.resolved.notes) writeNote(fmt::format("Policy '{}': {}", shown, note));
+  noteAbsentRoots(made.resolved);
+  noteExposedToken(made.policy, options.file);
   made.token = HubToken::find(made.policy, made.resolved.resolver);
   if (!made.policy.hub.isUsed()) return made;
   made.hubUrl = withoutUser(*made.policy.hub.url);
   for (const std::string& note : made.token.notes) writeNote(note);
-  if (!made.token.token) writeNote("No hub token was found; the hub will not take reports without one.");
+  if (!made.token.token) writeNote("No hub token was found; reports are sent without one.");
   return made;
 }
 
@@ -125,6 +150,7 @@ void addPolicyCommand(CLI::App& app, Program& program) {
 
   CLI::App* checking = command->add_subcommand("check", "Whether a policy can be used, and what it means here");
   checking->add_option("FILE", options->file, "The policy")->required()->type_name("");
+  checking->add_option("--home", options->home, "Take DIR for the home folder")->type_name("DIR");
   checking->add_flag("--json", options->json, "Print one JSON document");
   checking->footer("Examples:\n  tidra policy check policy.json\n  tidra policy check /etc/tidra/policy.json --json");
   checking->callback(

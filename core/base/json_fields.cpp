@@ -113,6 +113,7 @@ int JsonCodec<int>::decode(const nlohmann::json& value, const std::string& where
 nlohmann::json JsonCodec<std::uint64_t>::encode(std::uint64_t value) { return value; }
 
 std::uint64_t JsonCodec<std::uint64_t>::decode(const nlohmann::json& value, const std::string& where) {
+  if (value.is_number_float()) failType(where, "a whole number below 2^64, in digits only");
   if (!value.is_number_unsigned()) failType(where, "a whole number that is not negative");
   return value.get<std::uint64_t>();
 }

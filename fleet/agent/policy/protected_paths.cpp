@@ -45,6 +45,11 @@ bool ProtectedPaths::Component::matches(const std::string& name) const {
   return shape_ == Shape::oneStar || (name.find(needle_) != std::string::npos && globMatches(text_, name.c_str()));
 }
 
+std::optional<unsigned char> ProtectedPaths::Component::lastByte() const {
+  if (shape_ == Shape::literal || tailLength_ == 0) return std::nullopt;
+  return static_cast<unsigned char>(text_.back());
+}
+
 ProtectedPaths::ProtectedPaths(const TidraScanExclusionFilter& filter) {
   for (const std::string& folder : filter.pathPrefixes) addFolder(folder);
   for (const std::string& pattern : filter.globPatterns) addPattern(pattern);
@@ -77,7 +82,8 @@ void ProtectedPaths::addPattern(const std::string& pattern) {
     made.anchor = i;
   }
   if (longest == 0 && made.components.size() == 1) {
-    looseNames_.push_back(std::move(made.components.front()));
+    const auto last = made.components.front().lastByte();
+    (last ? looseByLastByte_[*last] : looseNames_).push_back(std::move(made.components.front()));
   } else if (longest == 0) {
     loose_.push_back(std::move(made));
   } else {
@@ -149,10 +155,13 @@ bool ProtectedPaths::matchesEndingHere(const Pattern& pattern) const {
 
 bool ProtectedPaths::isLooseName(const std::string& name) {
   // What stands before the first "/" is no name.
-  if (looseNames_.empty() || name.empty()) return false;
+  if (name.empty()) return false;
+  const auto matches = [&](const Component& component) { return component.matches(name); };
+  const auto& ending = looseByLastByte_[static_cast<unsigned char>(name.back())];
+  if (std::any_of(ending.begin(), ending.end(), matches)) return true;
+  if (looseNames_.empty()) return false;
   if (const bool* known = knownNames_.find(name)) return *known;
-  return knownNames_[name] = std::any_of(looseNames_.begin(), looseNames_.end(),
-                                         [&](const Component& component) { return component.matches(name); });
+  return knownNames_[name] = std::any_of(looseNames_.begin(), looseNames_.end(), matches);
 }
 
 bool ProtectedPaths::matchesAnchored() const {

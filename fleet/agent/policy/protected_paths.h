@@ -6,7 +6,9 @@
 // most of their folders.
 #pragma once
 
+#include <array>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,6 +42,8 @@ class ProtectedPaths {
     bool isLiteral() const { return shape_ == Shape::literal; }
     const std::string& text() const { return text_; }
     bool matches(const std::string& name) const;
+    /// The last byte of every name that matches; none when any may be.
+    std::optional<unsigned char> lastByte() const;
 
    private:
     enum class Shape { literal, oneStar, general };
@@ -74,13 +78,14 @@ class ProtectedPaths {
 
   Place root_;
   std::vector<Pattern> anchored_;
-  NameMap<std::vector<std::size_t>> anchors_;  // indices into anchored_
-  std::vector<Component> looseNames_;          // patterns of one component, without an anchor
-  NameMap<bool> knownNames_;                   // what they say of the names met so far: most come again and again
-  std::vector<Pattern> loose_;                 // longer patterns without an anchor
-  TidraScanExclusionFilter unsplit_;           // patterns whose "/" stand where they do not separate components
-  std::vector<Level> levels_;                  // the first is empty, as before the first "/"
-  std::size_t depth_ = 0;                      // levels in use; the names of the others keep their memory
+  NameMap<std::vector<std::size_t>> anchors_;                // indices into anchored_
+  std::vector<Component> looseNames_;                        // patterns of one component, without an anchor
+  std::array<std::vector<Component>, 256> looseByLastByte_;  // those of them that tell how a name must end
+  NameMap<bool> knownNames_;                                 // what looseNames_ say of the names met so far
+  std::vector<Pattern> loose_;                               // longer patterns without an anchor
+  TidraScanExclusionFilter unsplit_;  // patterns whose "/" stand where they do not separate components
+  std::vector<Level> levels_;         // the first is empty, as before the first "/"
+  std::size_t depth_ = 0;             // levels in use; the names of the others keep their memory
 };
 
 }  // namespace tidra

@@ -213,6 +213,8 @@ TEST(FleetPolicy, SaysWhichKeyHasAWrongType) {
       {R"({"autoClean": {"requireKnownIdle": 1}})", "The policy.autoClean.requireKnownIdle must be true or false"},
       {R"({"autoClean": {"minBytes": -1}})",
        "The policy.autoClean.minBytes must be a whole number that is not negative"},
+      {R"({"autoClean": {"minBytes": 18446744073709551616}})",
+       "The policy.autoClean.minBytes must be a whole number below 2^64, in digits only"},
       {R"({"autoClean": {"maxBytesPerRun": "10G"}})",
        "The policy.autoClean.maxBytesPerRun must be a whole number that is not negative"},
       {R"({"disposal": {"method": "rm"}})",
