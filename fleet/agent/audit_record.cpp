@@ -125,13 +125,21 @@ UnsealedLine encodeUnsealed(const AuditRecord& record) {
   return {std::move(line).finish(), hashPosition};
 }
 
-std::string sealed(UnsealedLine line, const std::string& hash) {
+/// Puts a hash, as text that needs no escaping, in its place.
+std::string sealed(UnsealedLine line, std::string_view hash) {
+  constexpr std::string_view opening = ",\"hash\":\"";
+  line.text.insert(line.hashPosition, opening.size() + hash.size() + 1, '"');
+  line.text.replace(line.hashPosition, opening.size(), opening);
+  line.text.replace(line.hashPosition + opening.size(), hash.size(), hash);
+  return std::move(line.text);
+}
+
+std::string escaped(const std::string& text) {
   LineWriter field;
-  field.put("hash", hash);
-  std::string text = std::move(field).finish();
-  text.front() = ',';
-  text.pop_back();
-  return std::move(line.text.insert(line.hashPosition, text));
+  field.put("", text);
+  constexpr std::size_t before = 5;  // {"":"
+  const std::string object = std::move(field).finish();
+  return object.substr(before, object.size() - before - 2);
 }
 
 std::string hashOf(const UnsealedLine& line, const std::string& prevHash) {
@@ -151,7 +159,7 @@ nlohmann::json parsedLine(std::string_view line, const std::string& where) {
 
 std::string encodeAuditLine(const AuditRecord& record) {
   UnsealedLine line = encodeUnsealed(record);
-  return record.hash ? sealed(std::move(line), *record.hash) : std::move(line.text);
+  return record.hash ? sealed(std::move(line), escaped(*record.hash)) : std::move(line.text);
 }
 
 AuditRecord decodeAuditLine(std::string_view line, const std::string& where) {

@@ -166,7 +166,7 @@ TEST_F(RunLockTest, AKilledHolderMakesWayForTheNext) {
 // exclusively, which fails when two hold at once, and keeps the lock until all have had their answer.
 TEST_F(RunLockTest, OfTwentyAtOnceExactlyOneHolds) {
   constexpr int processes = 20;
-  constexpr int rounds = 40;
+  constexpr int rounds = 16;
   const std::string leftover = std::to_string(goneProcess()) + "\n";
   for (int round = 0; round < rounds; ++round) {
     if (round % 4 != 0) tree_.writeFile("state/fleet.lock", leftover);
