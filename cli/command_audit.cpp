@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <memory>
 
-#include "core/base/uuid.h"
 #include "cli/confirmation.h"
 #include "cli/program.h"
 #include "cli/scan_options.h"
 #include "core/base/text.h"
+#include "core/base/uuid.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/host.h"
 #include "core/platform/path_text.h"
