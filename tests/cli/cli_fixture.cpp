@@ -1,27 +1,12 @@
 #include "tests/cli/cli_fixture.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
-#include "core/platform/path_text.h"
-#include "core/rules/rule_catalog.h"
+#include "tests/support/unskipped_folder.h"
 
 namespace tidra {
-namespace {
-
-/// The usual temporary folder may be one that scans skip.
-void chooseTemporaryFolder() {
-  const std::string usual = std::filesystem::canonical(std::filesystem::temp_directory_path());
-  for (const std::string& skipped : RuleCatalog::builtIn().walkSkip(currentPlatform)) {
-    if (skipped.starts_with('/') && isSameOrInside(usual, skipped)) ::setenv("TMPDIR", TIDRA_BINARY_DIR, 1);
-  }
-}
-
-}  // namespace
-
 CliTest::CliTest() {
   chooseTemporaryFolder();
   tree_ = std::make_unique<TemporaryTree>();

@@ -11,6 +11,7 @@
 #include "fleet/agent/audit_log.h"
 #include "fleet/agent/run_lock.h"
 #include "tests/support/git_repositories.h"
+#include "tests/support/unskipped_folder.h"
 
 namespace tidra {
 namespace {
@@ -29,7 +30,12 @@ using Event = AuditRecord::Event;
 constexpr std::chrono::seconds day{86400};
 constexpr std::uint64_t megabyte = 1048576;
 
-class FleetRuns : public WithGitRepositories {
+/// Comes before the tree is made.
+struct OutsideSkippedFolders {
+  OutsideSkippedFolders() { chooseTemporaryFolder(); }
+};
+
+class FleetRuns : private OutsideSkippedFolders, public WithGitRepositories {
  protected:
   void SetUp() override {
     WithGitRepositories::SetUp();

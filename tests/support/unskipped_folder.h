@@ -1,0 +1,21 @@
+// A place for temporary trees that scans enter.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "core/platform/path_text.h"
+#include "core/rules/rule_catalog.h"
+
+namespace tidra {
+
+/// Has temporary trees made in the build folder where the usual temporary folder is one that scans skip.
+inline void chooseTemporaryFolder() {
+  const std::string usual = std::filesystem::canonical(std::filesystem::temp_directory_path());
+  for (const std::string& skipped : RuleCatalog::builtIn().walkSkip(currentPlatform)) {
+    if (skipped.starts_with('/') && isSameOrInside(usual, skipped)) ::setenv("TMPDIR", TIDRA_BINARY_DIR, 1);
+  }
+}
+
+}  // namespace tidra
