@@ -25,8 +25,10 @@
 namespace tidra {
 namespace {
 
-void addList(CLI::App& command, const std::string& name, std::vector<std::string>& values, const std::string& what) {
-  command.add_option(name, values, what)->delimiter(',')->allow_extra_args(false)->type_name("");
+/// `type` is what the help calls one of the values.
+void addList(CLI::App& command, const std::string& name, std::vector<std::string>& values, const std::string& type,
+             const std::string& what) {
+  command.add_option(name, values, what)->delimiter(',')->allow_extra_args(false)->type_name(type);
 }
 
 std::string currentFolder() {
@@ -148,9 +150,9 @@ std::string exclusionText(const std::string& given, const TidraPathResolver& res
 }
 
 void addRuleOptions(CLI::App& command, ScanOptions& options) {
-  addList(command, "--exclude", options.exclude, "Keep out a folder or a pattern, e.g. '*/vendor/*'");
-  addList(command, "--rules", options.rulesFiles, "Lay the rules of a file over the built-in ones");
-  addList(command, "--disable-rule", options.disabledRules, "Switch rules off by id");
+  addList(command, "--exclude", options.exclude, "PATTERN", "Keep out a folder or a pattern, e.g. '*/vendor/*'");
+  addList(command, "--rules", options.rulesFiles, "FILE", "Lay the rules of a file over the built-in ones");
+  addList(command, "--disable-rule", options.disabledRules, "ID", "Switch rules off by id");
   command.add_option("--threads", options.threads, "Workers that read folders; 0 chooses")
       ->type_name("N")
       ->check(CLI::Range(0, 256));
@@ -161,15 +163,16 @@ void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& 
   command.add_option("--home", options.home, "Take DIR for the home folder")->type_name("DIR");
   command.add_flag("--no-system", options.noSystem, "Leave out what lies outside projects");
   command.add_flag("--no-projects", options.noProjects, "Leave out projects");
-  addList(command, "--category", options.categories, "Only these categories outside projects, e.g. globalCaches");
-  addList(command, "--ecosystem", options.ecosystems, "Only these ecosystems, e.g. npm,rust");
+  addList(command, "--category", options.categories, "KEY",
+          "Only these categories outside projects, e.g. globalCaches");
+  addList(command, "--ecosystem", options.ecosystems, "TAG", "Only these ecosystems, e.g. npm,rust");
   addRuleOptions(command, options);
-  addList(command, "--tier", options.tiers, "Only these tiers: safe, caution, warning");
+  addList(command, "--tier", options.tiers, "TIER", "Only these tiers: safe, caution, warning");
   command.add_option("--min-size", options.minSize, "Leave out what is smaller, e.g. 10M")->type_name("SIZE");
   command.add_option("--older-than", options.olderThan, "Leave out what was worked on since, e.g. 6mo")
       ->type_name("AGE");
   command.add_flag("-x,--one-file-system", options.oneFileSystem, "Stay on the file system of each root");
-  command.add_option("--sort", options.sort, "Order of the list: size (default), path or age")->type_name("");
+  command.add_option("--sort", options.sort, "Order of the list: size (default), path or age")->type_name("ORDER");
   command.add_option("--limit", options.limit, listed + " to list; 0 lists all")->type_name("N");
   command.add_option("-o,--output", options.output, "Write the result to FILE instead of standard output")
       ->type_name("FILE");
