@@ -107,9 +107,9 @@ void AuditLog::findHead(const FileDescriptor& file, std::uint64_t sizeBytes) {
   const std::string window = readWindow(url_, file, from, sizeBytes);
   const LastLine line = lastLineOf(window, from);
   if (!line.text.empty()) {
-    lastRecord_ = recordOf(url_, line);
-    seq_ = lastRecord_->seq;
-    lastHash_ = lastRecord_->hash.value_or(std::string(auditGenesis));
+    lastRecordFound_ = recordOf(url_, line);
+    seq_ = lastRecordFound_->seq;
+    lastHash_ = lastRecordFound_->hash.value_or(std::string(auditGenesis));
   } else if (from > 0) {
     throw InputError(fmt::format("{} cannot be continued: it ends in more than {} empty lines.", auditLogNamed(url_),
                                  mostLineBytes));
@@ -128,9 +128,9 @@ std::string AuditLog::lastHash() const {
   return lastHash_;
 }
 
-std::optional<AuditRecord> AuditLog::lastRecord() const {
+std::optional<AuditRecord> AuditLog::lastRecordFound() const {
   const std::scoped_lock guard(lock_);
-  return lastRecord_;
+  return lastRecordFound_;
 }
 
 AuditRecord AuditLog::append(const Builder& build) {
@@ -158,7 +158,6 @@ AuditRecord AuditLog::append(const Builder& build) {
   }
   seq_ = record.seq;
   lastHash_ = *record.hash;
-  lastRecord_ = record;
   sizeBytes_ = sizeBytes + line.size();
   endsInLine_ = true;
   return record;

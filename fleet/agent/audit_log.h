@@ -68,8 +68,8 @@ class AuditLog {
   std::string lastHash() const;
   const std::string& url() const { return url_; }
 
-  /// The last record written or found; none for an empty log.
-  std::optional<AuditRecord> lastRecord() const;
+  /// The record that the log ended with when it was opened; none for an empty log.
+  std::optional<AuditRecord> lastRecordFound() const;
 
   /// Sums over the whole log. Reads only what was added since the last call of any process: a checkpoint file beside
   /// the log keeps the rest, is checked against the log, and made anew when it does not fit. Throws InputError naming
@@ -112,7 +112,7 @@ class AuditLog {
   mutable std::mutex lock_;  // guards the rest
   std::int64_t seq_ = 0;
   std::string lastHash_{auditGenesis};
-  std::optional<AuditRecord> lastRecord_;
+  std::optional<AuditRecord> lastRecordFound_;
   std::uint64_t sizeBytes_ = 0;  // of the file when the head was found
   bool endsInLine_ = true;       // false: the last record lacks its line feed
 };

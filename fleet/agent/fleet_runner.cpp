@@ -28,7 +28,7 @@ namespace {
 
 /// The run with that id left no last word: it was killed, or its host went down.
 std::optional<std::string> brokenOffRun(const AuditLog& log) {
-  const auto last = log.lastRecord();
+  const auto last = log.lastRecordFound();
   using enum AuditRecord::Event;
   if (!last || last->event == runFinished || last->event == hubReported || last->event == error) return std::nullopt;
   return fmt::format("run {} did not finish; its last record is number {} ({})", last->runID, last->seq,
