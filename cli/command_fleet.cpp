@@ -60,14 +60,15 @@ int told(const FleetRunError& failure) {
 }
 
 int run(const FleetOptions& options, const Program& program) {
-  FleetRunner runner{.policy = loadPolicyFile(options.policy),
+  const FleetPolicy policy = loadPolicyFile(options.policy);
+  requireTrustedPolicyFile(options.policy);
+  FleetRunner runner{.policy = policy,
                      .actor = TidraHost::userName(),
-                     .intervalSeconds = std::nullopt,
+                     .intervalSeconds = policy.hub.intervalSeconds,
                      .log = stepLog(options.json, program),
                      .host = makeResolver(std::nullopt, program.environment),
                      .clock = &currentTime,
                      .shouldCancel = &InterruptGuard::requested};
-  runner.intervalSeconds = runner.policy.hub.intervalSeconds;
   if (program.options.dryRun) runner.policy.dryRun = true;
   const InterruptGuard guard;
   try {

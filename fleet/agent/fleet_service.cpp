@@ -33,6 +33,7 @@ void FleetService::serve() {
 
 void FleetService::loadAtStart() {
   policyText_ = readPolicyFile(setting_.policyPath);
+  requireTrustedPolicyFile(setting_.policyPath);
   policy_ = FleetPolicy::parse(policyText_);
   listen(policy_);
 }
@@ -60,6 +61,7 @@ void FleetService::reloadIfChanged() {
   try {
     text = readPolicyFile(setting_.policyPath);
     if (text == policyText_) return;
+    requireTrustedPolicyFile(setting_.policyPath);
     const FleetPolicy policy = FleetPolicy::parse(text);
     listen(policy);
     policy_ = policy;

@@ -152,6 +152,10 @@ struct FleetPolicy {
 /// missing, unreadable, a folder, a pipe or a device, or beyond 8 MiB.
 std::string readPolicyFile(const std::string& path);
 
+/// Throws InputError for a file that belongs to another user, or that everybody may write to: whoever writes a policy
+/// decides what its runs remove.
+void requireTrustedPolicyFile(const std::string& path);
+
 /// The keys of a policy that mean nothing and are ignored, by place ("autoClean.minBtyes"): mostly slips of the pen.
 /// The text is one that parse() takes.
 std::vector<std::string> unknownPolicyKeys(std::string_view text);

@@ -109,6 +109,10 @@ TEST(FleetService, SaysAtTheStartWhatKeepsItFromServing) {
   };
   EXPECT_THROW(serve(R"({"metrics": {"listen": "no-address:0"}})"), InputError);
   EXPECT_THROW(serve(R"({"schemaVersion": 2})"), FleetPolicyError);
+  tree.writeFile("policy.json");
+  tree.setMode("policy.json", 0666);
+  EXPECT_THROW(serve(policyNamed("everybody's")), InputError);
+  tree.setMode("policy.json", 0600);
   tree.writeFile("home/.tidra/fleet.lock", "1\n");
   EXPECT_THROW(serve(policyNamed("locked out")), FleetRunError);
 }
