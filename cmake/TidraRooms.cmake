@@ -12,4 +12,11 @@ function(tidra_room name)
   if(ROOM_USES)
     target_link_libraries(tidra_${name} PUBLIC ${ROOM_USES})
   endif()
+  # Makes the slow builds quicker. Only there, so that a header that a file forgot to include is missed elsewhere.
+  if(TIDRA_SANITIZE AND name STREQUAL "core_base")
+    target_precompile_headers(tidra_core_base PRIVATE
+      <nlohmann/json.hpp> <fmt/format.h> <algorithm> <chrono> <functional> <map> <optional> <set> <string> <variant> <vector>)
+  elseif(TIDRA_SANITIZE)
+    target_precompile_headers(tidra_${name} REUSE_FROM tidra_core_base)
+  endif()
 endfunction()
