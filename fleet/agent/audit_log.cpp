@@ -6,9 +6,9 @@
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
-#include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "fleet/agent/audit_file.h"
+#include "fleet/agent/state_folder.h"
 
 namespace tidra {
 namespace {
@@ -89,13 +89,7 @@ std::string sealToFit(AuditRecord& record) {
 }  // namespace
 
 AuditLog::AuditLog(std::string url) : url_(std::move(url)) {
-  const std::string folder = parentPath(url_);
-  try {
-    makePrivateFolders(folder);
-  } catch (const std::system_error& error) {
-    throw InputError(fmt::format("The folder {} for the audit log cannot be made: {}.", escapedForTerminal(folder),
-                                 error.code().message()));
-  }
+  makeStateFolder(parentPath(url_), "audit log");
   // A log to which nothing can be added must be told before anything is done that belongs into it.
   if (!AuditFile::open(url_, FileAccess::append)) return;
   if (const auto file = AuditFile::open(url_, FileAccess::read)) findHead(file->descriptor, file->facts.sizeBytes);
