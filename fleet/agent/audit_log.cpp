@@ -137,6 +137,7 @@ AuditRecord AuditLog::append(const Builder& build) {
   } else if (sizeBytes < sizeBytes_) {
     // Something has cut the log. The chain goes on where it was, so that the gap shows.
     endsInLine_ = endsInLineFeed(url_, sizeBytes);
+    reservedTo_ = 0;
   }
   if (seq_ == std::numeric_limits<std::int64_t>::max()) throw std::overflow_error("The audit log is full.");
   AuditRecord record;
@@ -148,6 +149,7 @@ AuditRecord AuditLog::append(const Builder& build) {
   line += '\n';
   if (!endsInLine_) line.insert(0, 1, '\n');
   if (const auto failure = appendWhole(file.descriptor, line, sizeBytes)) {
+    reservedTo_ = 0;
     throw std::system_error(failure, auditLogNamed(url_) + " cannot be written");
   }
   seq_ = record.seq;
@@ -156,6 +158,18 @@ AuditRecord AuditLog::append(const Builder& build) {
   sizeBytes_ = sizeBytes + line.size();
   endsInLine_ = true;
   return record;
+}
+
+void AuditLog::reserve() {
+  const std::scoped_lock guard(lock_);
+  // Asked for so many records at a time that the call costs nothing.
+  constexpr std::uint64_t atATime = 2 * mostLineBytes;
+  if (reservedTo_ >= sizeBytes_ + mostLineBytes) return;
+  const AuditFile file = AuditFile::openOrMake(url_);
+  if (const auto failure = reserveBehind(file.descriptor, file.facts.sizeBytes, atATime)) {
+    throw std::system_error(failure, auditLogNamed(url_) + " has no room for another record");
+  }
+  reservedTo_ = file.facts.sizeBytes + atATime;
 }
 
 void AuditLog::forEachRecord(const std::string& url, const std::function<void(const AuditRecord&)>& visit,
