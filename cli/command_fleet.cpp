@@ -69,7 +69,9 @@ int run(const FleetOptions& options, const Program& program) {
                      .host = makeResolver(std::nullopt, program.environment),
                      .clock = &currentTime,
                      .shouldCancel = &InterruptGuard::requested};
+  resolvePolicy(policy, options.policy, runner.host);  // tells of a bad path the way policy check does
   if (program.options.dryRun) runner.policy.dryRun = true;
+  ignoreBrokenPipes();
   const InterruptGuard guard;
   try {
     const FleetRunResult result = runner.run();
@@ -85,15 +87,18 @@ int run(const FleetOptions& options, const Program& program) {
 }
 
 int serve(const FleetOptions& options, const Program& program) {
-  loadPolicyFile(options.policy);  // tells what is wrong with it the way every command does
+  const TidraPathResolver host = makeResolver(std::nullopt, program.environment);
+  // Tells what is wrong with it the way every command does.
+  resolvePolicy(loadPolicyFile(options.policy), options.policy, host);
   FleetService service({.policyPath = options.policy,
                         .intervalSeconds = options.interval,
                         .dryRun = program.options.dryRun,
                         .actor = TidraHost::userName(),
-                        .host = makeResolver(std::nullopt, program.environment),
+                        .host = host,
                         .clock = &currentTime,
                         .shouldStop = &InterruptGuard::requested,
                         .log = stepLog(false, program)});
+  ignoreBrokenPipes();
   const InterruptGuard guard;
   try {
     service.serve();

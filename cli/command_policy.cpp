@@ -63,12 +63,7 @@ CheckedPolicy checked(const PolicyOptions& options, const Program& program) {
   CheckedPolicy made;
   made.policy = loadPolicyFile(options.file);
   const std::string shown = escapedForTerminal(options.file);
-  const TidraPathResolver host = makeResolver(options.home, program.environment);
-  try {
-    made.resolved = ResolvedPolicy::make(made.policy, host);
-  } catch (const InputError& error) {
-    throw InputError(fmt::format("Policy '{}': {}", shown, error.what()));
-  }
+  made.resolved = resolvePolicy(made.policy, options.file, makeResolver(options.home, program.environment));
   for (const std::string& note : made.resolved.notes) writeNote(fmt::format("Policy '{}': {}", shown, note));
   noteAbsentRoots(made.resolved);
   noteExposedToken(made.policy, options.file);

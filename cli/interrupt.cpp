@@ -37,4 +37,10 @@ InterruptGuard::~InterruptGuard() {
 
 bool InterruptGuard::requested() { return flag; }
 
+void ignoreBrokenPipes() {
+  struct sigaction action {};
+  action.sa_handler = SIG_IGN;
+  ::sigaction(SIGPIPE, &action, nullptr);
+}
+
 }  // namespace tidra

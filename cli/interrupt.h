@@ -16,4 +16,7 @@ class InterruptGuard {
   static bool requested();
 };
 
+/// From here on output that nobody reads any more does not end the program: what works unattended goes on without.
+void ignoreBrokenPipes();
+
 }  // namespace tidra

@@ -24,4 +24,12 @@ FleetPolicy loadPolicyFile(const std::string& path) {
   }
 }
 
+ResolvedPolicy resolvePolicy(const FleetPolicy& policy, const std::string& path, const TidraPathResolver& host) {
+  try {
+    return ResolvedPolicy::make(policy, host);
+  } catch (const InputError& error) {
+    throw InputError(fmt::format("Policy '{}': {}", escapedForTerminal(path), error.what()));
+  }
+}
+
 }  // namespace tidra

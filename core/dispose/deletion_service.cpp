@@ -114,16 +114,20 @@ void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, 
       receipt.destination = quarantine.quarantine(entry, path, receipt.bytes, receipt.at).url;
       return;
     case DisposalMethod::delete_:
-      ItemRemoval::run(entry, {.workers = setting_.workers, .shouldCancel = setting_.shouldCancel});
+      ItemRemoval::run(entry, {.workers = setting_.workers, .shouldCancel = shouldBreakOff()});
   }
+}
+
+std::function<bool()> TidraDeletionService::shouldBreakOff() const {
+  return setting_.finishesItems ? std::function<bool()>() : setting_.shouldCancel;
 }
 
 std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry) const {
   if (entry.facts.type != EntryType::directory) return signedBytes(entry.facts.sizeBytes);
   const auto bytes = TidraDirectorySizeReader::readAll(
-      {entry.path()}, {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = setting_.shouldCancel});
+      {entry.path()}, {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = shouldBreakOff()});
   // A person who breaks off while a large tree is measured does not want it moved any more.
-  if (isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
+  if (!setting_.finishesItems && isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
   return bytes.front() ? std::optional(signedBytes(*bytes.front())) : std::nullopt;
 }
 

@@ -29,6 +29,7 @@ class TidraDeletionService {
     unsigned workers = 0;                       // 0: as many as a scan takes
     std::function<TimePoint()> clock;
     std::function<bool()> shouldCancel;  // polled on the caller's thread; absent: never
+    bool finishesItems = false;          // a path that was begun is carried through all the same
   };
 
   /// What is known of an item besides its path.
@@ -56,6 +57,8 @@ class TidraDeletionService {
   void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, DisposalReceipt& receipt);
   std::optional<std::int64_t> measure(const HeldEntry& entry) const;
   bool isCancelled() const { return setting_.shouldCancel && setting_.shouldCancel(); }
+  /// Whether to break off the path at hand.
+  std::function<bool()> shouldBreakOff() const;
 
   Setting setting_;
   TrashDisposer trash_;

@@ -64,6 +64,18 @@ std::error_code appendWhole(const FileDescriptor& file, std::string_view bytes, 
   return failure;
 }
 
+std::error_code reserveBehind([[maybe_unused]] const FileDescriptor& file, [[maybe_unused]] std::uint64_t sizeBytes,
+                              [[maybe_unused]] std::uint64_t bytes) {
+#ifdef __linux__
+  int result = 0;
+  do {
+    result = ::fallocate(file.get(), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(sizeBytes), static_cast<off_t>(bytes));
+  } while (result != 0 && errno == EINTR);
+  if (result != 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG || errno == EIO)) return lastSystemError();
+#endif
+  return {};
+}
+
 std::error_code replaceTail(const FileDescriptor& file, std::uint64_t offset, std::string_view bytes) {
   const off_t end = static_cast<off_t>(offset + bytes.size());
   if (::lseek(file.get(), static_cast<off_t>(offset), SEEK_SET) < 0) return lastSystemError();

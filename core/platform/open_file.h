@@ -38,6 +38,10 @@ Outcome<std::size_t> readAt(const FileDescriptor& file, std::uint64_t offset, ch
 /// that no part of it stays; where even that fails, part of it may.
 std::error_code appendWhole(const FileDescriptor& file, std::string_view bytes, std::uint64_t formerSize);
 
+/// Has the file system set room aside for as many bytes behind the end of a file of that size, whose content and size
+/// stay. Without a failure it may all the same not have done so where it cannot, and on systems other than Linux.
+std::error_code reserveBehind(const FileDescriptor& file, std::uint64_t sizeBytes, std::uint64_t bytes);
+
 /// Puts bytes in the place of all that follows an offset, and flushes the file to disk. The file grows, if it does,
 /// before it loses anything.
 std::error_code replaceTail(const FileDescriptor& file, std::uint64_t offset, std::string_view bytes);

@@ -61,7 +61,7 @@ struct CleanupSetting {
   bool dryRun = false;
   std::function<void(const CleanupProgress&)> onProgress;  // before each item and at the end; on the caller's thread
 
-  /// What became of each item, right after it. What this throws ends the removal there.
+  /// What became of each item, right after it. What this or onProgress throws ends the removal there.
   std::function<void(const CleanupCandidate&, const TidraDeletionService::Result&)> onResult;
 };
 

@@ -74,6 +74,7 @@ std::string AuditCheckpoint::pathFor(const std::string& log) { return log + ".ch
 
 std::optional<AuditCheckpoint> AuditCheckpoint::read(const std::string& path) {
   constexpr std::size_t mostBytes = 4096;
+  if (!isOwnedAndPrivate(parentPath(path))) return std::nullopt;
   const auto text = readRegularFile(path, mostBytes);
   if (!text) return std::nullopt;
   try {

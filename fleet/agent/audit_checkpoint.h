@@ -22,7 +22,7 @@ struct AuditCheckpoint {
   /// The file beside the log.
   static std::string pathFor(const std::string& log);
 
-  /// None when the file is missing or damaged.
+  /// None when the file is missing or damaged, or lies in a folder in which other users may put one.
   static std::optional<AuditCheckpoint> read(const std::string& path);
 
   /// True when the record that ends at the offset is the one that this was made after.

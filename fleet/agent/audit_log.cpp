@@ -6,9 +6,9 @@
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
-#include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "fleet/agent/audit_file.h"
+#include "fleet/agent/state_folder.h"
 
 namespace tidra {
 namespace {
@@ -89,13 +89,7 @@ std::string sealToFit(AuditRecord& record) {
 }  // namespace
 
 AuditLog::AuditLog(std::string url) : url_(std::move(url)) {
-  const std::string folder = parentPath(url_);
-  try {
-    makePrivateFolders(folder);
-  } catch (const std::system_error& error) {
-    throw InputError(fmt::format("The folder {} for the audit log cannot be made: {}.", escapedForTerminal(folder),
-                                 error.code().message()));
-  }
+  makeStateFolder(parentPath(url_), "audit log");
   // A log to which nothing can be added must be told before anything is done that belongs into it.
   if (!AuditFile::open(url_, FileAccess::append)) return;
   if (const auto file = AuditFile::open(url_, FileAccess::read)) findHead(file->descriptor, file->facts.sizeBytes);
@@ -143,6 +137,7 @@ AuditRecord AuditLog::append(const Builder& build) {
   } else if (sizeBytes < sizeBytes_) {
     // Something has cut the log. The chain goes on where it was, so that the gap shows.
     endsInLine_ = endsInLineFeed(url_, sizeBytes);
+    reservedTo_ = 0;
   }
   if (seq_ == std::numeric_limits<std::int64_t>::max()) throw std::overflow_error("The audit log is full.");
   AuditRecord record;
@@ -154,6 +149,7 @@ AuditRecord AuditLog::append(const Builder& build) {
   line += '\n';
   if (!endsInLine_) line.insert(0, 1, '\n');
   if (const auto failure = appendWhole(file.descriptor, line, sizeBytes)) {
+    reservedTo_ = 0;
     throw std::system_error(failure, auditLogNamed(url_) + " cannot be written");
   }
   seq_ = record.seq;
@@ -161,6 +157,18 @@ AuditRecord AuditLog::append(const Builder& build) {
   sizeBytes_ = sizeBytes + line.size();
   endsInLine_ = true;
   return record;
+}
+
+void AuditLog::reserve() {
+  const std::scoped_lock guard(lock_);
+  // Asked for so many records at a time that the call costs nothing.
+  constexpr std::uint64_t atATime = 2 * mostLineBytes;
+  if (reservedTo_ >= sizeBytes_ + mostLineBytes) return;
+  const AuditFile file = AuditFile::openOrMake(url_);
+  if (const auto failure = reserveBehind(file.descriptor, file.facts.sizeBytes, atATime)) {
+    throw std::system_error(failure, auditLogNamed(url_) + " has no room for another record");
+  }
+  reservedTo_ = file.facts.sizeBytes + atATime;
 }
 
 void AuditLog::forEachRecord(const std::string& url, const std::function<void(const AuditRecord&)>& visit,

@@ -63,6 +63,10 @@ class AuditLog {
   /// `mostLineBytes` is cut; std::length_error when that does not do.
   AuditRecord append(const Builder& build);
 
+  /// Makes sure, as far as the file system can tell, that the next record will find room on disk. To be called before
+  /// what must not go unrecorded. Throws std::system_error when there is none, and InputError as append does.
+  void reserve();
+
   /// Of the last record written or found; 0 and auditGenesis for an empty log.
   std::int64_t seq() const;
   std::string lastHash() const;
@@ -113,8 +117,9 @@ class AuditLog {
   std::int64_t seq_ = 0;
   std::string lastHash_{auditGenesis};
   std::optional<AuditRecord> lastRecordFound_;
-  std::uint64_t sizeBytes_ = 0;  // of the file when the head was found
-  bool endsInLine_ = true;       // false: the last record lacks its line feed
+  std::uint64_t sizeBytes_ = 0;   // of the file when the head was found
+  std::uint64_t reservedTo_ = 0;  // up to where the file system has set room aside
+  bool endsInLine_ = true;        // false: the last record lacks its line feed
 };
 
 }  // namespace tidra

@@ -104,8 +104,8 @@ class Run {
     scan(resolved, recorder);
     if (!outcome_.report.partial) {
       decide(resolved, recorder);
-      dispose(resolved, recorder);
-      purge(resolved, recorder);
+      dispose(resolved, log, recorder);
+      purge(resolved, log, recorder);
     }
     result_.interrupted = isCancelled() || outcome_.report.partial;
     publish(resolved, log);
@@ -159,15 +159,21 @@ class Run {
                                             resolved.quarantine.directory},
                        .workers = request_.workers,
                        .clock = runner_.clock,
-                       .shouldCancel = runner_.shouldCancel};
+                       .shouldCancel = runner_.shouldCancel,
+                       .finishesItems = true};
     setting.method = policy().disposal.method;
     setting.quarantine = resolved.quarantine;
     setting.dryRun = result_.dryRun;
     return setting;
   }
 
-  void dispose(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
+  void dispose(const ResolvedPolicy& resolved, AuditLog& log, const RunRecorder& recorder) {
     CleanupSetting setting = settingFor(resolved);
+    if (!setting.dryRun) {
+      setting.onProgress = [&](const CleanupProgress& progress) {
+        if (progress.itemsDone < progress.items) log.reserve();
+      };
+    }
     setting.onResult = [&](const CleanupCandidate& candidate, const TidraDeletionService::Result& result) {
       if (const auto* failure = std::get_if<TidraDeletionFailure>(&result)) {
         say(fmt::format("{}: {}", failure->path, failure->message));
@@ -185,7 +191,7 @@ class Run {
     if (setting.dryRun) result_.disposal.receipts.clear();
   }
 
-  void purge(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
+  void purge(const ResolvedPolicy& resolved, AuditLog& log, const RunRecorder& recorder) {
     if (!policy().disposal.purgeOnRun || result_.dryRun || isCancelled()) return;
     const QuarantineDisposer quarantine(resolved.quarantine, resolved.resolver, request_.host, request_.mounts);
     const TimePoint cutOff = runner_.clock() - retention(policy().disposal.retentionDays);
@@ -194,7 +200,7 @@ class Run {
       for (auto& entry : quarantine.list().entries) {
         if (entry.manifest.quarantinedAt < cutOff) entries.push_back(std::move(entry));
       }
-      addFailures(quarantine.clearRemains(cutOff, runner_.shouldCancel).failures);
+      addFailures(quarantine.clearRemains(cutOff, runner_.shouldCancel).failures, recorder);
     } catch (const std::exception& failure) {
       const std::string message = fmt::format("purge failed: {}", failure.what());
       say(message);
@@ -203,30 +209,33 @@ class Run {
     }
     for (const auto& entry : entries) {
       if (isCancelled()) break;
-      if (!purgeOne(quarantine, entry)) continue;
-      recorder.purged(result_.purged.receipts.back());
+      log.reserve();
+      purgeOne(quarantine, entry, recorder);
     }
     say(fmt::format("purged {} expired quarantine items", result_.purged.receipts.size()));
   }
 
-  bool purgeOne(const QuarantineDisposer& quarantine, const QuarantineDisposer::Entry& entry) {
+  void purgeOne(const QuarantineDisposer& quarantine, const QuarantineDisposer::Entry& entry,
+                const RunRecorder& recorder) {
     try {
-      quarantine.remove(entry, runner_.shouldCancel);
+      quarantine.remove(entry);
     } catch (const std::exception& failure) {
-      addFailures({{entry.url, failure.what()}});
-      return false;
+      addFailures({{entry.url, failure.what()}}, recorder);
+      return;
     }
     result_.purged.receipts.push_back({.path = entry.url,
                                        .method = DisposalMethod::delete_,
                                        .destination = std::nullopt,
                                        .bytes = entry.manifest.bytes,
                                        .at = runner_.clock()});
-    return true;
+    recorder.purged(result_.purged.receipts.back());
   }
 
-  void addFailures(const std::vector<TidraDeletionFailure>& failures) {
+  void addFailures(const std::vector<TidraDeletionFailure>& failures, const RunRecorder& recorder) {
     for (const auto& failure : failures) {
-      say(fmt::format("purging {}: {}", failure.path, failure.message));
+      const std::string message = fmt::format("purging {}: {}", failure.path, failure.message);
+      say(message);
+      recorder.error(message);
       result_.purged.failures.push_back(failure);
     }
   }

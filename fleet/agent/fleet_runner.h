@@ -77,7 +77,8 @@ struct FleetRunner {
 
   TidraPathResolver host;  // the running user's home folder and the environment
   std::function<TimePoint()> clock;
-  std::function<bool()> shouldCancel = [] { return false; };  // polled on the caller's thread
+  /// Polled on the caller's thread. Ends the run after the item at hand.
+  std::function<bool()> shouldCancel = [] { return false; };
 
   /// Runs the policy once. Throws FleetRunError; InputError when the audit log, the lock, the rules or a path cannot be
   /// used; and what the audit log throws when it takes no more records, right after which nothing more is removed.

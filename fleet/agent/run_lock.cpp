@@ -13,10 +13,10 @@
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
-#include "core/platform/files.h"
 #include "core/platform/open_file.h"
 #include "core/platform/path_text.h"
 #include "core/platform/process_presence.h"
+#include "fleet/agent/state_folder.h"
 
 namespace tidra {
 namespace {
@@ -104,7 +104,7 @@ RunLock::~RunLock() { release(); }
 
 void RunLock::acquire() {
   if (held_) return;
-  makePrivateFolders(parentPath(url_));
+  makeStateFolder(parentPath(url_), "lock file");
   clearLeftover(url_);
   auto made = makeFile(url_);
   if (!made && made.failure() == std::errc::file_exists) throw LockError(winnerOf(url_), url_);

@@ -35,7 +35,7 @@ class RunLock {
   RunLock& operator=(const RunLock&) = delete;
 
   /// Makes the folders above the file that are missing, and the file. Throws LockError when another run holds it,
-  /// InputError when what is there can be no lock file, and std::system_error.
+  /// InputError when what is there can be no lock file or its folder cannot be made, and std::system_error.
   void acquire();
 
   /// Removes the file if this object holds it.

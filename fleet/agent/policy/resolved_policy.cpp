@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <charconv>
+#include <utility>
 
 #include "core/base/text.h"
 #include "core/platform/path_text.h"
@@ -45,6 +47,22 @@ std::optional<ListenAddress> parsedAddress(std::string_view text) {
   if (error != std::errc{} || end != digits.data() + digits.size()) return std::nullopt;
   if (address.host.empty()) address.host = "0.0.0.0";
   return address;
+}
+
+/// Each of these replaces, cuts or adds to its file, which would ruin what another keeps there.
+void requireOwnFiles(const ResolvedPolicy& made) {
+  const std::array<std::pair<std::string_view, std::string>, 4> files{
+      {{"audit.path", made.auditPath},
+       {"lockFile", made.lockPath},
+       {"metrics.textfile", made.textfile.value_or("")},
+       {"disposal.quarantineDir", made.quarantine.directory}}};
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    for (std::size_t j = 0; j < i; ++j) {
+      if (files[i].second != files[j].second) continue;
+      throw InputError(fmt::format("{} and {} are the same file '{}'; give each its own.", files[j].first,
+                                   files[i].first, escapedForTerminal(files[i].second)));
+    }
+  }
 }
 
 /// A protection that protects nothing is worth a word.
@@ -96,6 +114,7 @@ ResolvedPolicy ResolvedPolicy::make(const FleetPolicy& policy, const TidraPathRe
   }
   made.quarantine.retentionDays = policy.disposal.retentionDays;
   if (policy.metrics.textfile) made.textfile = resolved("metrics.textfile", *policy.metrics.textfile, resolver);
+  requireOwnFiles(made);
   if (policy.metrics.listen) {
     const auto address = parsedAddress(*policy.metrics.listen);
     made.listen = address.value_or(ListenAddress{});

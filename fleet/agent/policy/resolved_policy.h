@@ -43,7 +43,7 @@ struct ResolvedPolicy {
   std::vector<std::string> notes;  // what an administrator may not have meant, a sentence each
 
   /// `host` holds the running user's home folder and environment. Touches no file. Throws InputError, one sentence that
-  /// names the key, for a path with a variable that is not set.
+  /// names the key, for a path with a variable that is not set, and for one that is given for two things.
   static ResolvedPolicy make(const FleetPolicy& policy, const TidraPathResolver& host);
 };
 

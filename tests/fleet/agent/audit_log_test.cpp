@@ -303,6 +303,15 @@ TEST_F(AuditTotalsTest, AreRightWhereNoCheckpointCanBeKept) {
   EXPECT_EQ(totals().disposedBytes, 10U);
   EXPECT_EQ(*readFile(other), "theirs") << "a link that others may have put there is not followed";
   removeFile(checkpoint());
+  // One that fits the log, as anybody who may read that can make it.
+  tree_.setMode("log", 0755);
+  AuditLog log(url());
+  AuditCheckpoint{.offset = bytes().size(), .seq = 1, .hash = log.lastHash(), .totals = {.disposedBytes = 99}}.write(
+      checkpoint());
+  EXPECT_EQ(totals().disposedBytes, 99U) << "otherwise this shows nothing";
+  tree_.setMode("log", 0777);
+  EXPECT_EQ(totals().disposedBytes, 10U) << "a checkpoint that others may have put there is not believed";
+  removeFile(checkpoint());
   tree_.makeFolder("log/audit.jsonl.checkpoint");
   tree_.setMode("log", 0755);
   EXPECT_EQ(totals().disposedBytes, 10U);

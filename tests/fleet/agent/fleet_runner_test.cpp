@@ -1,16 +1,21 @@
 // Unattended runs from policy to disk, audit log and metrics, over simulated weeks.
 #include "fleet/agent/fleet_runner.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <set>
 
 #include "core/dispose/quarantine.h"
+#include "core/model/removal_leftover.h"
 #include "core/platform/files.h"
 #include "fleet/agent/audit_log.h"
 #include "fleet/agent/run_lock.h"
 #include "tests/support/git_repositories.h"
+#include "tests/support/message_of.h"
+#include "tests/support/temporary_mount.h"
 #include "tests/support/unskipped_folder.h"
 
 namespace tidra {
@@ -244,6 +249,58 @@ TEST_F(FleetRuns, StoppingLeavesTheRestAndEndsInOrder) {
   early.shouldCancel = [] { return true; };
   EXPECT_TRUE(early.run().metricsText.empty()) << "a broken scan is not published";
   EXPECT_TRUE(has("b"));
+}
+
+TEST_F(FleetRuns, StoppingBreaksOffNoItem) {
+  makeProject("a", 4 * megabyte);
+  makeProject("b", 4 * megabyte);
+  policy_.disposal.method = DisposalMethod::delete_;
+  auto stopped = runner();
+  // Deleting begins with another name for the folder, so this asks to stop in the midst of it.
+  stopped.shouldCancel = [this] { return !has("a"); };
+  const auto deleted = stopped.run();
+  EXPECT_THAT(eventsOf(deleted), ElementsAre(Event::runStarted, Event::scanCompleted, Event::planned, Event::disposed,
+                                             Event::runFinished));
+  EXPECT_EQ(metric("tidra_dispose_failures_total"), "0");
+  for (const auto& entry : fs::directory_iterator(tree_.path("home/code/a"))) {
+    EXPECT_FALSE(RemovalLeftover::is(entry.path().filename().string())) << entry.path();
+  }
+
+  policy_.disposal.method = DisposalMethod::quarantine;
+  run();
+  now_ += 10 * day;
+  auto purging = runner();
+  const std::string entry = quarantine().list().entries.at(0).url;
+  purging.shouldCancel = [&] { return !fs::exists(entry); };
+  EXPECT_EQ(purging.run().purged.failures.size(), 0U);
+  EXPECT_TRUE(fs::is_empty(tree_.path("home/.tidra/quarantine")));
+}
+
+TEST_F(FleetRuns, NothingIsRemovedThatTheLogHasNoRoomFor) {
+  const TemporaryMount small(tree_.makeFolder("small"), "size=192k,mode=700");
+  if (!small) GTEST_SKIP() << "mounting is not permitted";
+  policy_.autoClean.minBytes = 0;
+  policy_.autoClean.minIdleDays = 0;
+  policy_.audit.path = small.path() + "/audit.jsonl";
+  for (const auto method : {DisposalMethod::quarantine, DisposalMethod::delete_}) {
+    policy_.disposal.method = method;
+    std::set<std::string> left;
+    for (int i = 0; i < 250; ++i) {
+      const std::string project = fmt::format("home/code/p{}/", i);
+      tree_.writeFile(project + "package.json", "{}");
+      tree_.writeFileOfSize(project + "node_modules/f", 10);
+      left.insert(tree_.path(project + "node_modules"));
+    }
+    EXPECT_THAT(messageOf<std::system_error>([&] { run(); }), HasSubstr("has no room for another record"));
+    const auto records = AuditLog::records(*policy_.audit.path);
+    EXPECT_EQ(records.back().event, Event::error) << "the room was kept for telling why";
+    for (const auto& record : records) {
+      if (record.event == Event::disposed) left.erase(*record.path);
+    }
+    EXPECT_THAT(left.size(), AllOf(testing::Gt(0U), testing::Lt(250U)));
+    for (const std::string& path : left) EXPECT_TRUE(fs::exists(path)) << "gone without a record";
+    fs::remove(*policy_.audit.path);
+  }
 }
 
 TEST_F(FleetRuns, NothingBeginsWithoutLockLogAndRoots) {

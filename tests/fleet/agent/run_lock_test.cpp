@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
 #include <functional>
 
 #include "core/base/errors.h"
@@ -16,6 +17,8 @@
 
 namespace tidra {
 namespace {
+
+namespace fs = std::filesystem;
 
 using testing::HasSubstr;
 
@@ -128,8 +131,16 @@ TEST_F(RunLockTest, WhatCanBeNoLockFileIsTold) {
   ASSERT_EQ(::mkfifo(url().c_str(), 0600), 0);
   EXPECT_THAT(refusal(), HasSubstr(" is no regular file; "));
   tree_.writeFile("file");
-  EXPECT_THAT(messageOf<std::system_error>([&] { RunLock(tree_.path("file/x/fleet.lock")).acquire(); }),
-              HasSubstr("cannot be made"));
+  EXPECT_EQ(messageOf<InputError>([&] { RunLock(tree_.path("file/x/fleet.lock")).acquire(); }),
+            "The folder " + tree_.path("file/x") + " for the lock file cannot be made: Not a directory.");
+  if (::geteuid() != 0) return;
+  tree_.makeFolder("elsewhere");
+  tree_.symlink("bent", tree_.path("elsewhere"));
+  constexpr uid_t nobody = 65534;
+  ASSERT_EQ(::lchown(tree_.path("bent").c_str(), nobody, nobody), 0);
+  EXPECT_THAT(messageOf<InputError>([&] { RunLock(tree_.path("bent/sub/fleet.lock")).acquire(); }),
+              HasSubstr("a link that belongs to another user"));
+  EXPECT_TRUE(fs::is_empty(tree_.path("elsewhere")));
 }
 
 TEST_F(RunLockTest, AnotherLockInItsPlaceIsNotRemovedOnRelease) {

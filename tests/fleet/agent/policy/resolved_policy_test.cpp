@@ -66,6 +66,13 @@ TEST(ResolvedPolicy, RefusesPathsThatNameNothing) {
   EXPECT_THAT(refusal(R"({"scan": {"home": ""}})"), HasSubstr("scan.home is empty"));
 }
 
+TEST(ResolvedPolicy, RefusesOneFileForTwoThings) {
+  EXPECT_EQ(refusal(R"({"metrics": {"textfile": "~/.tidra/./audit.jsonl"}})"),
+            "audit.path and metrics.textfile are the same file '/home/ada/.tidra/audit.jsonl'; give each its own.");
+  EXPECT_THAT(refusal(R"({"audit": {"path": "/run/t"}, "lockFile": "/run/t"})"), HasSubstr("audit.path and lockFile"));
+  EXPECT_THAT(refusal(R"({"lockFile": "~/q", "disposal": {"quarantineDir": "$HOME/q"}})"), HasSubstr("lockFile and"));
+}
+
 TEST(ResolvedPolicy, NotesWhatProtectsNothing) {
   EXPECT_THAT(resolvedFrom(R"({"never": {"paths": ["~/ok", "", "$NOPE/x", "./here"]}})").notes,
               ElementsAre("never.paths[1] is empty and matches nothing.",
