@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "core/base/json_codec.h"
 #include "core/base/core_info.h"
+#include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "core/model/scan_activity_classification.h"
 #include "core/model/scan_aggregate.h"

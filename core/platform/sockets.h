@@ -1,6 +1,6 @@
-// Stream sockets: listening over IPv4, connecting over whatever a name leads to. Every socket is closed when a program is
-// started, and none ever blocks: each wait has a time-out and ends when a signal is raised. Nothing throws: the answers
-// are values.
+// Stream sockets: listening over IPv4, connecting over whatever a name leads to. Every socket is closed when a program
+// is started, and none ever blocks: each wait has a time-out and ends when a signal is raised. Nothing throws: the
+// answers are values.
 #pragma once
 
 #include <netinet/in.h>
@@ -62,8 +62,8 @@ Outcome<FileDescriptor> connectTo(const SocketAddress& address, std::chrono::mil
 /// resource_unavailable_try_again when there is nothing yet.
 Outcome<std::size_t> receiveNow(const FileDescriptor& connection, std::span<char> buffer);
 
-/// One write without waiting: how many bytes went. resource_unavailable_try_again when there is no room. A peer that has
-/// gone is a failure and raises no SIGPIPE.
+/// One write without waiting: how many bytes went. resource_unavailable_try_again when there is no room. A peer that
+/// has gone is a failure and raises no SIGPIPE.
 Outcome<std::size_t> sendNow(const FileDescriptor& connection, std::string_view bytes);
 
 /// Tells the peer that nothing more is sent.

@@ -1,16 +1,17 @@
-// A folder that only the user may enter holds what curl is given and what it writes: "headers" and "body" of the request,
-// "head" and "out" of the response. It is removed whatever happens.
+// A folder that only the user may enter holds what curl is given and what it writes: "headers" and "body" of the
+// request, "head" and "out" of the response. It is removed whatever happens.
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <filesystem>
+#include <system_error>
 
 #include "core/base/text.h"
 #include "core/base/uuid.h"
 #include "core/platform/files.h"
+#include "core/platform/open_file.h"
 #include "core/platform/path_text.h"
 #include "core/platform/process_runner.h"
 #include "fleet/http/http_parser.h"
@@ -24,7 +25,6 @@ namespace fs = std::filesystem;
 constexpr double longestTimeoutSeconds = 24 * 60 * 60;
 /// curl ends by itself at its own limit, and says so; this is for one that does not.
 constexpr double graceSeconds = 5;
-constexpr unsigned ownerOnly = 0600;
 
 class ExchangeFolder {
  public:
@@ -43,8 +43,11 @@ class ExchangeFolder {
 
   std::string path(std::string_view name) const { return joinedPath(root_, name); }
   std::string write(std::string_view name, std::string_view bytes) const {
-    replaceFile(path(name), bytes, ownerOnly);
-    return path(name);
+    std::string file = path(name);
+    const auto made = makeFile(file);
+    const auto reason = made ? appendWhole(*made, bytes, 0) : made.failure();
+    if (reason) throw std::system_error(reason, file);
+    return file;
   }
   std::string read(std::string_view name) const {
     if (isTooLarge(name)) throw HTTPClientError::io("response too large");
@@ -91,14 +94,6 @@ std::string curlFailure(const ProcessRunner::Result& result) {
   return detail;
 }
 
-int statusOf(std::string_view text) {
-  if (text.starts_with('+')) text.remove_prefix(1);
-  int status = 0;
-  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), status);
-  if (failure != std::errc{} || end != text.data() + text.size()) throw HTTPClientError::malformed();
-  return status;
-}
-
 HTTPClientResponse exchanged(const std::string& curl, const HTTPClient::Request& request, const HTTPURL& url,
                              double timeout, const Environment& environment, const StopSignal& stop) {
   const ExchangeFolder folder(environment);
@@ -112,7 +107,9 @@ HTTPClientResponse exchanged(const std::string& curl, const HTTPClient::Request&
   if (isEndless()) throw HTTPClientError::io("response too large");
   if (!result) throw HTTPClientError::timeout();
   if (result->status != 0) throw HTTPClientError::connect(curlFailure(*result));
-  return {statusOf(result->stdout_), lastHeaders(folder.read("head")), folder.read("out")};
+  const auto status = statusCodeOf(result->stdout_);
+  if (!status) throw HTTPClientError::malformed();
+  return {*status, lastHeaders(folder.read("head")), folder.read("out")};
 }
 
 }  // namespace

@@ -122,9 +122,7 @@ class Exchange {
 
 }  // namespace
 
-HTTPClientError HTTPClientError::badURL(const std::string& url) {
-  return {Kind::badURL, "not an http(s) URL: " + url};
-}
+HTTPClientError HTTPClientError::badURL(const std::string& url) { return {Kind::badURL, "not an http(s) URL: " + url}; }
 
 HTTPClientError HTTPClientError::resolve(const std::string& host) { return {Kind::resolve, "cannot resolve " + host}; }
 

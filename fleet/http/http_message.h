@@ -7,8 +7,8 @@
 
 namespace tidra {
 
-/// Names and values of header lines. Of received messages the names are in lower case and the values trimmed; lines that
-/// share a name are one value, joined with ", ".
+/// Names and values of header lines. Of received messages the names are in lower case and the values trimmed; lines
+/// that share a name are one value, joined with ", ".
 using HTTPHeaders = std::map<std::string, std::string>;
 
 /// What a server was asked.
@@ -54,9 +54,9 @@ bool isHeaderName(std::string_view name);
 /// True for what may stand behind it: nothing that could end the line or the text.
 bool isHeaderValue(std::string_view value);
 
-/// What goes over the wire. Content-Length, Connection and Server are the server's own; Cache-Control is "no-store" unless
-/// the response says otherwise. Without `withBody` the head still tells the body's length. Throws std::invalid_argument
-/// when a header cannot be written.
+/// What goes over the wire. Content-Length, Connection and Server are the server's own; Cache-Control is "no-store"
+/// unless the response says otherwise. Without `withBody` the head still tells the body's length. Throws
+/// std::invalid_argument when a header cannot be written.
 std::string serialized(const HTTPResponse& response, bool withBody);
 
 }  // namespace tidra

@@ -1,6 +1,6 @@
-// A request's head ends at the first blank line; only CR LF ends a line in it. Its Content-Length alone says how long the
-// body is. What two readers could take differently (two lengths, a transfer coding, a folded line, a bare CR or LF) is
-// refused, since a proxy in front of the hub might be the other reader.
+// A request's head ends at the first blank line; only CR LF ends a line in it. Its Content-Length alone says how long
+// the body is. What two readers could take differently (two lengths, a transfer coding, a folded line, a bare CR or LF)
+// is refused, since a proxy in front of the hub might be the other reader.
 #include "fleet/http/http_parser.h"
 
 #include <algorithm>
@@ -79,15 +79,6 @@ std::optional<std::size_t> lengthOf(std::string_view text) {
   std::size_t length = 0;
   const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), length);
   return failure == std::errc{} ? length : std::numeric_limits<std::size_t>::max();
-}
-
-/// With an optional sign, as a status line may hold it.
-std::optional<int> integerOf(std::string_view text) {
-  if (text.starts_with('+')) text.remove_prefix(text.starts_with("+-") ? 0 : 1);
-  int value = 0;
-  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (failure != std::errc{} || end != text.data() + text.size()) return std::nullopt;
-  return value;
 }
 
 std::string formDecoded(std::string_view text) {
@@ -174,6 +165,14 @@ std::map<std::string, std::string> queryPairs(std::string_view query) {
   return pairs;
 }
 
+std::optional<int> statusCodeOf(std::string_view text) {
+  if (text.starts_with('+')) text.remove_prefix(text.starts_with("+-") ? 0 : 1);
+  int value = 0;
+  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (failure != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
 HTTPClientResponse parseResponse(std::string_view bytes) {
   const auto end = bytes.find(headEnd);
   if (end == std::string_view::npos) throw HTTPClientError::malformed();
@@ -181,7 +180,7 @@ HTTPClientResponse parseResponse(std::string_view bytes) {
   const std::string_view rest = bytes.substr(end + headEnd.size());
   const auto lines = linesOf(head);
   const auto parts = splitNonEmpty(lines.front(), ' ');
-  const auto status = parts.size() < 2 ? std::nullopt : integerOf(parts[1]);
+  const auto status = parts.size() < 2 ? std::nullopt : statusCodeOf(parts[1]);
   if (!status) throw HTTPClientError::malformed();
 
   HTTPClientResponse response{*status, {}, {}};

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -31,6 +32,8 @@ class HTTPRequestReader {
   State state() const { return state_; }
   const HTTPRequest& request() const { return request_; }
   const HTTPResponse& refusal() const { return refusal_; }
+  /// The length of the body. Known when the state is body.
+  std::size_t bodyBytes() const { return bodyBytes_; }
   /// The client sends the body only when it is told to go on. Known when the state is body.
   bool awaitsContinue() const { return awaitsContinue_; }
   /// More has arrived than the request holds.
@@ -55,6 +58,9 @@ class HTTPRequestReader {
 /// The pairs of a query: "+" and percent-escapes decoded, an escape that is none kept as it stands, a key without a "="
 /// with an empty value, the last of a repeated key.
 std::map<std::string, std::string> queryPairs(std::string_view query);
+
+/// A status code with or without a sign; none when the text is no integer.
+std::optional<int> statusCodeOf(std::string_view text);
 
 /// Reads everything that a server has sent until it closed. Throws HTTPClientError::malformed.
 HTTPClientResponse parseResponse(std::string_view bytes);

@@ -15,8 +15,8 @@ HTTPClientResponse sendOverSocket(const HTTPClient::Request& request, const HTTP
                                   std::chrono::milliseconds wait, std::chrono::milliseconds most,
                                   const StopSignal& stop);
 
-/// By running curl, which speaks TLS. Headers and body go through files that only the user may read, since everybody may
-/// see the arguments of a program.
+/// By running curl, which speaks TLS. Headers and body go through files that only the user may read, since everybody
+/// may see the arguments of a program.
 HTTPClientResponse sendWithCurl(const HTTPClient::Request& request, const HTTPURL& url, double timeout,
                                 const Environment& environment, const StopSignal& stop);
 

@@ -77,9 +77,8 @@ bool readAuthority(std::string_view authority, HTTPURL& url) {
 }  // namespace
 
 std::optional<HTTPURL> HTTPURL::parse(std::string_view text) {
-  if (std::any_of(text.begin(), text.end(), [](char character) {
-        return static_cast<unsigned char>(character) <= 0x20 || character == 0x7f;
-      })) {
+  if (std::any_of(text.begin(), text.end(),
+                  [](char character) { return static_cast<unsigned char>(character) <= 0x20 || character == 0x7f; })) {
     return std::nullopt;
   }
   const auto schemeEnd = text.find("://");

@@ -32,8 +32,8 @@ struct HTTPURL {
   bool operator==(const HTTPURL&) const = default;
 };
 
-/// One component of a path, with everything but letters, digits and "-._~" percent-encoded. Neither "." nor ".." remains
-/// as it is, since both would move within the path.
+/// One component of a path, with everything but letters, digits and "-._~" percent-encoded. Neither "." nor ".."
+/// remains as it is, since both would move within the path.
 std::string percentEncodedComponent(std::string_view component);
 
 /// The bytes that a percent-encoded text stands for; none when a "%" is not followed by two hexadecimal digits.
