@@ -103,11 +103,14 @@ void HTTPServer::takeReturned() {
   returned_.clear();
 }
 
-/// In every round of the end: a worker may not have known of it when it handed back a connection.
+/// What has arrived is answered still. In every round of the end: a worker may not have known of it when it handed back
+/// a connection.
 void HTTPServer::leaveWaitingClients() {
+  if (socketFD_) acceptAll();
   socketFD_.reset();
   for (Parked& parked : parked_) {
-    if (parked.connection->isReading()) drop(std::move(parked.connection));
+    // The worker closes it when its request is not there.
+    if (parked.connection->isReading()) enqueue(std::move(parked.connection));
   }
   std::erase_if(parked_, [](const Parked& parked) { return parked.connection == nullptr; });
 }
