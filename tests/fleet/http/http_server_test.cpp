@@ -97,10 +97,14 @@ TEST(HTTPServer, AFailureOfTheHandlerIsKeptFromTheClient) {
 
 TEST(HTTPServer, RefusesWithoutCallingTheHandler) {
   std::atomic<int> calls = 0;
-  RunningServer server([&calls](const HTTPRequest& request) {
-    ++calls;
-    return HTTPResponse::text(200, std::to_string(request.body.size()));
-  });
+  HTTPServerLimits limits;
+  limits.closing = 30s;  // a busy machine takes its time for the large body
+  RunningServer server(
+      [&calls](const HTTPRequest& request) {
+        ++calls;
+        return HTTPResponse::text(200, std::to_string(request.body.size()));
+      },
+      limits);
   EXPECT_EQ(exchange(server.port(), "GET /\r\n\r\n"), textResponse("400 Bad Request", "the request line is malformed"));
   EXPECT_EQ(exchange(server.port(), "POST / HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab"),
             textResponse("400 Bad Request", "there are several Content-Length lines"));
@@ -108,8 +112,9 @@ TEST(HTTPServer, RefusesWithoutCallingTheHandler) {
             textResponse("400 Bad Request", "the request line is malformed"));
   EXPECT_EQ(exchange(server.port(), "POST / HTTP/1.1\r\nContent-Length: 1001\r\n\r\n"),
             textResponse("413 Payload Too Large", "body too large"));
-  EXPECT_EQ(exchange(server.port(), "POST / HTTP/1.1\r\nContent-Length: 3000000\r\n\r\n" + std::string(3'000'000, 'x')),
-            textResponse("413 Payload Too Large", "body too large"))
+  EXPECT_EQ(
+      exchange(server.port(), "POST / HTTP/1.1\r\nContent-Length: 30000000\r\n\r\n" + std::string(30'000'000, 'x')),
+      textResponse("413 Payload Too Large", "body too large"))
       << "sent to one that writes all of it before it reads";
 
   LoopbackClient unfinished(server.port());
@@ -220,11 +225,15 @@ TEST(HTTPServer, StoppingFinishesWhatRunsAndLeavesWhatWaits) {
   std::latch running(1);
   std::promise<void> released;
   const std::string large(5'000'000, 'x');
-  RunningServer server([&](const HTTPRequest&) {
-    running.count_down();
-    released.get_future().wait();
-    return HTTPResponse::text(200, large);
-  });
+  HTTPServerLimits limits;
+  limits.wait = limits.request = 1h;  // only the end lets go of a client
+  RunningServer server(
+      [&](const HTTPRequest&) {
+        running.count_down();
+        released.get_future().wait();
+        return HTTPResponse::text(200, large);
+      },
+      limits);
   const auto port = server.port();
   LoopbackClient waiting(port);
   waiting.send("POST / HTTP/1.1\r\nContent-Length: 5\r\n\r\n");
