@@ -3,6 +3,7 @@
 option(TIDRA_TESTS "Build the tests" ON)
 option(TIDRA_BENCH "Build the benchmarks" OFF)
 option(TIDRA_WERROR "Treat warnings as errors" OFF)
+option(TIDRA_FUZZ "Build the fuzz targets; needs clang" OFF)
 set(TIDRA_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. address,undefined or thread")
 
 set(CMAKE_CXX_STANDARD 20)
@@ -30,6 +31,9 @@ if(TIDRA_WERROR)
   add_compile_options(-Werror)
 endif()
 
+if(TIDRA_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
 if(TIDRA_SANITIZE)
   # Compiling takes most of the time of these builds: little optimisation and short debug data make it three times faster
   # with reports as good, and the checks left out (of pointers, mostly; a null one is caught as a crash) twice again.

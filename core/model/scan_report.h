@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/base/core_info.h"
 #include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "core/model/scan_activity_classification.h"
@@ -18,10 +19,6 @@
 #include "core/platform/volume_space.h"
 
 namespace tidra {
-
-struct TidraCoreInfo {
-  static constexpr std::string_view version = "1.3.0";
-};
 
 struct TidraReportSchema {
   static constexpr std::int64_t version = 1;

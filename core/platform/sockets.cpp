@@ -2,11 +2,14 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
+#include <cstring>
+#include <memory>
 
 namespace tidra {
 namespace {
@@ -41,11 +44,11 @@ FileDescriptor configured(FileDescriptor socket) {
 }
 #endif
 
-FileDescriptor newSocket() {
+FileDescriptor newSocket(int family, int type, int protocol) {
 #ifdef __linux__
-  return FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  return FileDescriptor(::socket(family, type | SOCK_CLOEXEC | SOCK_NONBLOCK, protocol));
 #else
-  return configured(FileDescriptor(::socket(AF_INET, SOCK_STREAM, 0)));
+  return configured(FileDescriptor(::socket(family, type, protocol)));
 #endif
 }
 
@@ -85,7 +88,7 @@ std::optional<in_addr> ipv4Address(const std::string& text) {
 }
 
 Outcome<FileDescriptor> makeListeningSocket() {
-  FileDescriptor socket = newSocket();
+  FileDescriptor socket = newSocket(AF_INET, SOCK_STREAM, 0);
   constexpr int on = 1;
   if (!socket || ::setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) return lastSystemError();
   return socket;
@@ -110,14 +113,71 @@ Outcome<std::uint16_t> boundPort(const FileDescriptor& socket) {
   return ntohs(name.sin_port);
 }
 
-Outcome<FileDescriptor> acceptConnection(const FileDescriptor& listening, const StopSignal& stop) {
+Outcome<FileDescriptor> acceptNow(const FileDescriptor& listening) {
   for (;;) {
-    if (const auto reason = waitFor(listening, POLLIN, std::nullopt, stop)) return reason;
     FileDescriptor connection = nextConnection(listening);
     if (connection) return connection;
     const auto reason = lastSystemError();
-    if (!isPassing(reason) && reason != std::errc::connection_aborted) return reason;
+    if (reason != std::errc::interrupted && reason != std::errc::connection_aborted) return reason;
   }
+}
+
+Outcome<FileDescriptor> acceptConnection(const FileDescriptor& listening, const StopSignal& stop) {
+  for (;;) {
+    if (const auto reason = waitFor(listening, POLLIN, std::nullopt, stop)) return reason;
+    auto connection = acceptNow(listening);
+    if (connection || !isPassing(connection.failure())) return connection;
+  }
+}
+
+std::vector<SocketAddress> resolveAddresses(const std::string& host, std::uint16_t port) {
+  addrinfo hints{};
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* first = nullptr;
+  if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &first) != 0) return {};
+  const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> list(first, &::freeaddrinfo);
+  std::vector<SocketAddress> addresses;
+  for (const addrinfo* entry = list.get(); entry != nullptr; entry = entry->ai_next) {
+    SocketAddress address{entry->ai_family, entry->ai_socktype, entry->ai_protocol, {}, entry->ai_addrlen};
+    if (entry->ai_addrlen > sizeof address.name) continue;
+    std::memcpy(&address.name, entry->ai_addr, entry->ai_addrlen);
+    addresses.push_back(address);
+  }
+  return addresses;
+}
+
+Outcome<FileDescriptor> connectTo(const SocketAddress& address, milliseconds most, const StopSignal& stop) {
+  FileDescriptor socket = newSocket(address.family, address.type, address.protocol);
+  if (!socket) return lastSystemError();
+  if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address.name), address.nameSize) == 0) return socket;
+  // An interrupted call goes on in the background as well.
+  if (errno != EINPROGRESS && errno != EINTR) return lastSystemError();
+  if (const auto reason = waitFor(socket, POLLOUT, Clock::now() + most, stop)) return reason;
+  int result = 0;
+  socklen_t size = sizeof result;
+  if (::getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &result, &size) != 0) return lastSystemError();
+  if (result != 0) return std::error_code(result, std::generic_category());
+  return socket;
+}
+
+Outcome<std::size_t> receiveNow(const FileDescriptor& connection, std::span<char> buffer) {
+  for (;;) {
+    const auto count = ::recv(connection.get(), buffer.data(), buffer.size(), 0);
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno != EINTR) return lastSystemError();
+  }
+}
+
+Outcome<std::size_t> sendNow(const FileDescriptor& connection, std::string_view bytes) {
+  for (;;) {
+    const auto count = ::send(connection.get(), bytes.data(), bytes.size(), noSignal);
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno != EINTR) return lastSystemError();
+  }
+}
+
+std::error_code shutDownSending(const FileDescriptor& connection) {
+  return answer(::shutdown(connection.get(), SHUT_WR));
 }
 
 Outcome<std::string> receiveOnce(const FileDescriptor& connection, std::size_t mostBytes, milliseconds most,
@@ -126,12 +186,12 @@ Outcome<std::string> receiveOnce(const FileDescriptor& connection, std::size_t m
   std::string bytes(mostBytes, '\0');
   for (;;) {
     if (const auto reason = waitFor(connection, POLLIN, deadline, stop)) return reason;
-    const auto count = ::recv(connection.get(), bytes.data(), bytes.size(), 0);
-    if (count >= 0) {
-      bytes.resize(static_cast<std::size_t>(count));
+    const auto count = receiveNow(connection, bytes);
+    if (count) {
+      bytes.resize(*count);
       return bytes;
     }
-    if (const auto reason = lastSystemError(); !isPassing(reason)) return reason;
+    if (!isPassing(count.failure())) return count.failure();
   }
 }
 
@@ -140,18 +200,18 @@ std::error_code sendAll(const FileDescriptor& connection, std::string_view bytes
   const auto deadline = Clock::now() + most;
   while (!bytes.empty()) {
     if (const auto reason = waitFor(connection, POLLOUT, deadline, stop)) return reason;
-    const auto count = ::send(connection.get(), bytes.data(), bytes.size(), noSignal);
-    if (count >= 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(count));
-    } else if (const auto reason = lastSystemError(); !isPassing(reason)) {
-      return reason;
+    const auto count = sendNow(connection, bytes);
+    if (count) {
+      bytes.remove_prefix(*count);
+    } else if (!isPassing(count.failure())) {
+      return count.failure();
     }
   }
   return {};
 }
 
 void finishSending(const FileDescriptor& connection, milliseconds most, const StopSignal& stop) {
-  if (::shutdown(connection.get(), SHUT_WR) != 0) return;
+  if (shutDownSending(connection)) return;
   const auto deadline = Clock::now() + most;
   constexpr std::size_t chunk = 4096;
   for (;;) {

@@ -1,15 +1,19 @@
-// Stream sockets over IPv4. Every socket is closed when a program is started, and none ever blocks: each wait has a
-// time-out and ends when a signal is raised. Nothing throws: the answers are values.
+// Stream sockets: listening over IPv4, connecting over whatever a name leads to. Every socket is closed when a program
+// is started, and none ever blocks: each wait has a time-out and ends when a signal is raised. Nothing throws: the
+// answers are values.
 #pragma once
 
 #include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/base/errors.h"
 #include "core/platform/file_descriptor.h"
@@ -34,6 +38,36 @@ Outcome<std::uint16_t> boundPort(const FileDescriptor& socket);
 /// The next connection, waited for until there is one. operation_canceled once the signal is raised; any other failure
 /// concerns this connection, or a shortage of descriptors that lasts while nothing is closed.
 Outcome<FileDescriptor> acceptConnection(const FileDescriptor& listening, const StopSignal& stop);
+
+/// The next connection if there is one; resource_unavailable_try_again when there is none right now.
+Outcome<FileDescriptor> acceptNow(const FileDescriptor& listening);
+
+/// Where a connection may be made to.
+struct SocketAddress {
+  int family = 0;
+  int type = 0;
+  int protocol = 0;
+  sockaddr_storage name{};
+  socklen_t nameSize = 0;
+};
+
+/// What a host name or address leads to, in the order to try. Empty when it leads nowhere. Blocks for as long as the
+/// system's resolver takes.
+std::vector<SocketAddress> resolveAddresses(const std::string& host, std::uint16_t port);
+
+/// timed_out when there is no connection in time, operation_canceled once the signal is raised.
+Outcome<FileDescriptor> connectTo(const SocketAddress& address, std::chrono::milliseconds most, const StopSignal& stop);
+
+/// One read into `buffer`, without waiting: how many bytes came, 0 when the peer has closed.
+/// resource_unavailable_try_again when there is nothing yet.
+Outcome<std::size_t> receiveNow(const FileDescriptor& connection, std::span<char> buffer);
+
+/// One write without waiting: how many bytes went. resource_unavailable_try_again when there is no room. A peer that
+/// has gone is a failure and raises no SIGPIPE.
+Outcome<std::size_t> sendNow(const FileDescriptor& connection, std::string_view bytes);
+
+/// Tells the peer that nothing more is sent.
+std::error_code shutDownSending(const FileDescriptor& connection);
 
 /// What one read gives, at most `mostBytes`; empty when the peer has closed. timed_out when nothing came in time,
 /// operation_canceled once the signal is raised.

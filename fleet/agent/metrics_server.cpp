@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <chrono>
-#include <cstring>
-#include <system_error>
 #include <utility>
 
 #include "core/platform/service_thread.h"
@@ -25,10 +23,6 @@ constexpr auto closeWait = 250ms;
 /// without a pause spin.
 constexpr auto shortagePause = 100ms;
 
-std::string described(std::string_view call, int reason) {
-  return fmt::format("{}() failed: {}", call, std::generic_category().message(reason));
-}
-
 struct RequestLine {
   std::string_view method;
   std::string_view path;  // of the target, without its query
@@ -47,25 +41,6 @@ RequestLine requestLineOf(std::string_view request) {
 }
 
 }  // namespace
-
-MetricsServer::ServerError::ServerError(Kind kind, int reason, const std::string& message)
-    : std::runtime_error(message), kind_(kind), reason_(reason) {}
-
-MetricsServer::ServerError MetricsServer::ServerError::socket(int reason) {
-  return {Kind::socket, reason, described("socket", reason)};
-}
-
-MetricsServer::ServerError MetricsServer::ServerError::bind(int reason) {
-  return {Kind::bind, reason, described("bind", reason)};
-}
-
-MetricsServer::ServerError MetricsServer::ServerError::listen(int reason) {
-  return {Kind::listen, reason, described("listen", reason)};
-}
-
-MetricsServer::ServerError MetricsServer::ServerError::badAddress(const std::string& host) {
-  return {Kind::badAddress, 0, "not an IPv4 address: " + host};
-}
 
 struct MetricsServer::Answer {
   std::string_view status;
@@ -86,23 +61,16 @@ MetricsServer::~MetricsServer() { stop(); }
 
 void MetricsServer::start() {
   if (thread_.joinable()) return;
-  auto socket = makeListeningSocket();
-  if (!socket) throw ServerError::socket(socket.failure().value());
-  const auto address = ipv4Address(host_);
-  if (!address) throw ServerError::badAddress(host_);
-  if (const auto reason = bindSocket(*socket, *address, askedPort_)) throw ServerError::bind(reason.value());
-  if (const auto reason = listenForConnections(*socket, backlog)) throw ServerError::listen(reason.value());
-  const auto port = boundPort(*socket);
-  if (!port) throw ServerError::bind(port.failure().value());
+  ListeningSocket opened = openListeningSocket(host_, askedPort_, backlog);
   stopping_.emplace();
-  socketFD_ = std::move(*socket);
+  socketFD_ = std::move(opened.descriptor);
   try {
     thread_ = startServiceThread("tidra-metrics-server", [this] { serve(); });
   } catch (...) {
     close();
     throw;
   }
-  port_ = *port;
+  port_ = opened.port;
 }
 
 void MetricsServer::update(std::string metricsText, std::string reportJSON, bool healthy) {

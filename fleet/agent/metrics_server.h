@@ -5,12 +5,12 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
 
 #include "core/platform/file_descriptor.h"
+#include "core/platform/listening_socket.h"
 #include "core/platform/stop_signal.h"
 
 namespace tidra {
@@ -20,25 +20,7 @@ namespace tidra {
 /// than a few to fetch its answer, is left.
 class MetricsServer {
  public:
-  /// Why the listener could not be opened; what() is the sentence for people.
-  class ServerError : public std::runtime_error {
-   public:
-    enum class Kind { socket, bind, listen, badAddress };
-
-    static ServerError socket(int reason);  // an errno
-    static ServerError bind(int reason);
-    static ServerError listen(int reason);
-    static ServerError badAddress(const std::string& host);
-
-    Kind kind() const { return kind_; }
-    int reason() const { return reason_; }  // the errno; 0 for a bad address
-
-   private:
-    ServerError(Kind kind, int reason, const std::string& message);
-
-    Kind kind_;
-    int reason_;
-  };
+  using ServerError = ListeningError;
 
   /// `host` is a dotted IPv4 address, "0.0.0.0" for all interfaces. Port 0 lets the system choose a free one. Nothing
   /// is opened yet.

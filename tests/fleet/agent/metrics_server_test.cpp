@@ -1,10 +1,7 @@
 #include "fleet/agent/metrics_server.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/time.h>
 
 #include <atomic>
 #include <filesystem>
@@ -12,54 +9,13 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/loopback_client.h"
 #include "tests/support/message_of.h"
 
 namespace tidra {
 namespace {
 
-class Client {
- public:
-  Client() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    const timeval patience{30, 0};  // turns what would hang into a failure
-    ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-  }
-  explicit Client(std::uint16_t port, const char* host = "127.0.0.1") : Client() { connect(port, host); }
-
-  void connect(std::uint16_t port, const char* host = "127.0.0.1") {
-    sockaddr_in name{};
-    name.sin_family = AF_INET;
-    name.sin_port = htons(port);
-    ::inet_pton(AF_INET, host, &name.sin_addr);
-    EXPECT_EQ(::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
-  }
-  void send(std::string_view bytes) {
-    EXPECT_EQ(::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL), std::ssize(bytes));
-  }
-  /// Everything until the server closes.
-  std::string receive() {
-    std::string all;
-    std::vector<char> chunk(65536);
-    for (ssize_t count = 0; (count = ::recv(socket_.get(), chunk.data(), chunk.size(), 0)) > 0;) {
-      all.append(chunk.data(), static_cast<std::size_t>(count));
-    }
-    return all;
-  }
-  /// Closes so that the server meets a reset connection.
-  void reset() {
-    const linger now{1, 0};
-    ::setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
-    socket_.reset();
-  }
-
- private:
-  FileDescriptor socket_;
-};
-
-std::string exchange(std::uint16_t port, std::string_view request) {
-  Client client(port);
-  client.send(request);
-  return client.receive();
-}
+using Client = LoopbackClient;
 
 std::string get(const MetricsServer& server, const std::string& target) {
   return exchange(server.port(), "GET " + target + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
@@ -168,17 +124,11 @@ TEST(MetricsServer, LivesThroughAShortageOfDescriptors) {
   ::getrlimit(RLIMIT_NOFILE, &former);
   const rlimit none{3, former.rlim_max};  // the standard streams take them
   ::setrlimit(RLIMIT_NOFILE, &none);
-  client.connect(server.port());
+  EXPECT_TRUE(client.connect(server.port()));
   client.send("GET /healthz HTTP/1.1\r\n\r\n");
   std::this_thread::sleep_for(std::chrono::milliseconds(50));  // lets the server meet the shortage
   ::setrlimit(RLIMIT_NOFILE, &former);
   EXPECT_EQ(client.receive(), response("200 OK", "text/plain", "ok\n"));
-}
-
-std::size_t openDescriptors() {
-  std::size_t count = 0;
-  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/dev/fd")) ++count;
-  return count;
 }
 
 TEST(MetricsServer, SaysWhyItCannotStartAndLeavesNothingOpen) {

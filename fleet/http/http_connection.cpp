@@ -1,0 +1,168 @@
+// Reading, writing and draining follow one another. Each does what it can at once and says what to wait for, so that a
+// slow client costs a descriptor and a buffer, but no thread.
+//
+// Draining: to close while something of the client is unread resets the connection, and with it goes a response that
+// the client has not read. So after a response to what was not read whole, the client's close is waited for, a short
+// time.
+#include "fleet/http/http_connection.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <utility>
+
+#include "core/platform/sockets.h"
+
+namespace tidra {
+namespace {
+
+constexpr std::size_t readBytes = 16384;
+/// The first bytes of a request mostly follow the connection at once; waiting for them here spares two thread switches.
+constexpr int firstBytesMilliseconds = 5;
+/// What is drained in one go; a client that floods takes its turn with the others.
+constexpr std::size_t drainedAtOnce = 262144;
+
+bool isNotYet(std::error_code reason) {
+  return reason == std::errc::resource_unavailable_try_again || reason == std::errc::operation_would_block;
+}
+
+HTTPResponse internalError() { return HTTPResponse::text(500, "internal server error"); }
+
+HTTPResponse busy() { return HTTPResponse::text(503, "too many large requests; try again later"); }
+
+}  // namespace
+
+bool ByteBudget::take(std::size_t bytes) {
+  std::size_t left = left_;
+  while (left >= bytes) {
+    if (left_.compare_exchange_weak(left, left - bytes)) return true;
+  }
+  return false;
+}
+
+HTTPConnection::HTTPConnection(FileDescriptor socket, std::size_t maxBodyBytes, const HTTPServerLimits& limits,
+                               ByteBudget& bodyBytes)
+    : socket_(std::move(socket)),
+      bodyBytes_(bodyBytes),
+      limits_(limits),
+      reader_(maxBodyBytes),
+      stageEnd_(Clock::now() + limits.request),
+      deadline_(stageEnd_) {}
+
+HTTPConnection::Next HTTPConnection::advance(const HTTPHandler& handler, const HTTPFailureLog& failed, bool isEnding) {
+  if (stage_ == Stage::reading) return read(handler, failed, isEnding);
+  return stage_ == Stage::writing ? write(isEnding) : drain();
+}
+
+HTTPConnection::Next HTTPConnection::refuse(const HTTPResponse& response, bool isEnding) {
+  beginWriting(serialized(response, true), true);
+  return write(isEnding);
+}
+
+HTTPConnection::Next HTTPConnection::read(const HTTPHandler& handler, const HTTPFailureLog& failed, bool isEnding) {
+  using State = HTTPRequestReader::State;
+  std::array<char, readBytes> buffer;
+  for (;;) {
+    const auto count = receiveNow(socket_, buffer);
+    if (!count) {
+      if (!isNotYet(count.failure())) return Next::close;
+      if (!isEnding && waitForFirstBytes()) continue;
+      return isEnding ? Next::close : waitWithin(Next::readable, stageEnd_);
+    }
+    if (*count == 0) return Next::close;
+    isFresh_ = false;
+    switch (reader_.add({buffer.data(), *count})) {
+      case State::head:
+        continue;
+      case State::body:
+        if (!takeBodyBytes()) return refuse(busy(), isEnding);
+        if (!tellToContinue()) return Next::close;
+        continue;
+      case State::complete:
+        answer(handler, failed);
+        return write(isEnding);
+      case State::refused:
+        return refuse(reader_.refusal(), isEnding);
+      case State::overlong:
+        return Next::close;
+    }
+  }
+}
+
+HTTPConnection::Next HTTPConnection::write(bool isEnding) {
+  if (isEnding) stageEnd_ = std::min(stageEnd_, Clock::now() + limits_.wait);
+  while (sent_ < output_.size()) {
+    const auto count = sendNow(socket_, std::string_view(output_).substr(sent_));
+    if (!count) return isNotYet(count.failure()) ? waitWithin(Next::writable, stageEnd_) : Next::close;
+    sent_ += *count;
+  }
+  if (!drainsAfterwards_ || shutDownSending(socket_)) return Next::close;
+  stage_ = Stage::draining;
+  stageEnd_ = Clock::now() + limits_.closing;
+  return drain();
+}
+
+HTTPConnection::Next HTTPConnection::drain() {
+  std::array<char, readBytes> buffer;
+  for (std::size_t drained = 0; drained < drainedAtOnce;) {
+    const auto count = receiveNow(socket_, buffer);
+    if (!count && isNotYet(count.failure())) break;
+    if (!count || *count == 0) return Next::close;
+    drained += *count;
+  }
+  return waitWithin(Next::readable, stageEnd_);
+}
+
+HTTPConnection::Next HTTPConnection::waitWithin(Next next, Clock::time_point end) {
+  const auto now = Clock::now();
+  deadline_ = std::min(now + limits_.wait, end);
+  return now < end ? next : Next::close;
+}
+
+bool HTTPConnection::waitForFirstBytes() {
+  if (!std::exchange(isFresh_, false)) return false;
+  pollfd watched{socket_.get(), POLLIN, 0};
+  return ::poll(&watched, 1, firstBytesMilliseconds) > 0;
+}
+
+/// Once, for the whole of the body; false when it is too much.
+bool HTTPConnection::takeBodyBytes() {
+  if (takenBytes_ > 0) return true;
+  if (!bodyBytes_.take(reader_.bodyBytes())) return false;
+  takenBytes_ = reader_.bodyBytes();
+  return true;
+}
+
+/// False when that cannot be said.
+bool HTTPConnection::tellToContinue() {
+  constexpr std::string_view goOn = "HTTP/1.1 100 Continue\r\n\r\n";
+  if (!reader_.awaitsContinue() || std::exchange(wasToldToContinue_, true)) return true;
+  const auto count = sendNow(socket_, goOn);
+  return count && *count == goOn.size();  // an unused connection has room for so little
+}
+
+void HTTPConnection::answer(const HTTPHandler& handler, const HTTPFailureLog& failed) {
+  const bool withBody = reader_.request().method != "HEAD";
+  std::string bytes;
+  try {
+    bytes = serialized(handler(reader_.request()), withBody);
+  } catch (const std::exception& failure) {
+    if (failed) failed(failure.what());
+    bytes = serialized(internalError(), withBody);
+  } catch (...) {
+    if (failed) failed("something that is no std::exception");
+    bytes = serialized(internalError(), withBody);
+  }
+  beginWriting(std::move(bytes), reader_.hasSurplus());
+}
+
+void HTTPConnection::beginWriting(std::string bytes, bool drainsAfterwards) {
+  stage_ = Stage::writing;
+  stageEnd_ = Clock::now() + limits_.response;
+  output_ = std::move(bytes);
+  drainsAfterwards_ = drainsAfterwards;
+}
+
+}  // namespace tidra
