@@ -78,7 +78,8 @@ void addDisk(PrometheusText& text, const FleetMetricsSnapshot& snapshot) {
 std::string PrometheusRenderer::render(const FleetMetricsSnapshot& snapshot) {
   PrometheusText text;
   text.beginFamily("tidra_build_info", PrometheusText::Type::gauge, "Tidra version and rule catalog. Always 1.");
-  text.addSample("1", {{"version", prometheusLabelValue(snapshot.version)}, {"catalog", prometheusLabelValue(snapshot.catalogVersion)}});
+  text.addSample("1", {{"version", prometheusLabelValue(snapshot.version)},
+                       {"catalog", prometheusLabelValue(snapshot.catalogVersion)}});
   addReclaimable(text, snapshot);
   addChoice(text, snapshot);
   addTotals(text, snapshot);
