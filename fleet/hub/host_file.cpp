@@ -10,12 +10,12 @@
 
 #include "core/base/text.h"
 #include "core/model/stable_id.h"
+#include "fleet/hub/folder_listing.h"
 #include "fleet/hub/protocol/hub_json.h"
 
 namespace tidra {
 namespace {
 
-constexpr std::string_view extension = ".json";
 constexpr std::string_view noHistory = R"("history":[])";
 constexpr std::string_view historyBegin = R"("history":[)";
 constexpr std::string_view datePattern = "2026-03-14T10:15:00Z";
@@ -119,13 +119,13 @@ std::string hostFileName(std::string_view host) {
   }
   if (name.empty()) name = "_";
   // A name has at most 255 bytes, of which the temporary file that replaces a file takes 10 more than the file.
-  constexpr std::size_t most = 240 - extension.size();
+  constexpr std::size_t most = 240 - jsonExtension.size();
   if (name.size() > most) {
     const std::string hash = "_" + StableID::make(host);
     name.resize(most - hash.size());
     name += hash;
   }
-  name += extension;
+  name += jsonExtension;
   return name;
 }
 
