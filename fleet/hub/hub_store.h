@@ -28,11 +28,11 @@ using HubInventory = std::vector<std::shared_ptr<const HubHostFile>>;
 
 /// Which hosts a listing shows.
 struct HubHostQuery {
-  std::string text;  // in the host's name, policy, note or a tag, whatever the case of ASCII letters; empty: any
-  std::optional<HubHostStatus> status;
-  std::optional<TidraPlatform> platform;
-  std::size_t offset = 0;            // how many of those are passed over
-  std::optional<std::size_t> limit;  // absent: all of the rest
+  std::string text = {};  // in the host's name, policy, note or a tag, whatever the case of ASCII letters; empty: any
+  std::optional<HubHostStatus> status = {};
+  std::optional<TidraPlatform> platform = {};
+  std::size_t offset = 0;                 // how many of those are passed over
+  std::optional<std::size_t> limit = {};  // absent: all of the rest
   bool withHistory = true;
 };
 
