@@ -5,7 +5,9 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <charconv>
+#include <chrono>
 #include <optional>
 
 #include "core/base/text.h"
@@ -24,7 +26,61 @@ bool isKept(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_' || c == '.';
 }
 
-void appendPoint(std::string& text, const HubHistoryPoint& point) {
+/// Neighbouring points mostly lie on one day, and its date is the dear part of a time.
+class DateCache {
+ public:
+  void append(std::string& text, TimePoint time) {
+    const auto day = std::chrono::floor<std::chrono::days>(time);
+    if (date_.empty() || day != day_) {
+      day_ = day;
+      date_ = iso8601(day).substr(0, dateLength);
+    }
+    const auto second = static_cast<int>((time - day).count());
+    std::array<char, clockLength> clock{'T', '0', '0', ':', '0', '0', ':', '0', '0', 'Z'};
+    const auto put = [&clock](std::size_t at, int number) {
+      clock[at] = static_cast<char>('0' + number / 10);
+      clock[at + 1] = static_cast<char>('0' + number % 10);
+    };
+    put(1, second / 3600);
+    put(4, second / 60 % 60);
+    put(7, second % 60);
+    text += date_;
+    text.append(clock.data(), clock.size());
+  }
+
+  /// Of a text as append makes it; none for any other.
+  std::optional<TimePoint> parse(std::string_view text) {
+    if (text.size() != dateLength + clockLength) return std::nullopt;
+    if (date_.empty() || !text.starts_with(date_)) {
+      const auto begin = fromIso8601(std::string(text.substr(0, dateLength)) + "T00:00:00Z");
+      if (!begin) return std::nullopt;
+      day_ = std::chrono::floor<std::chrono::days>(*begin);
+      date_ = text.substr(0, dateLength);
+    }
+    text.remove_prefix(dateLength);
+    if (text[0] != 'T' || text[3] != ':' || text[6] != ':' || text[9] != 'Z') return std::nullopt;
+    const auto hour = pair(text, 1);
+    const auto minute = pair(text, 4);
+    const auto second = pair(text, 7);
+    if (hour > 23 || minute > 59 || second > 59) return std::nullopt;
+    return day_ + std::chrono::hours{hour} + std::chrono::minutes{minute} + std::chrono::seconds{second};
+  }
+
+ private:
+  static constexpr std::size_t dateLength = 10;   // 2026-03-14
+  static constexpr std::size_t clockLength = 10;  // T10:15:00Z
+
+  static int pair(std::string_view text, std::size_t at) {
+    constexpr int none = 100;
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    return isDigit(text[at]) && isDigit(text[at + 1]) ? (text[at] - '0') * 10 + (text[at + 1] - '0') : none;
+  }
+
+  std::chrono::sys_days day_{};
+  std::string date_;
+};
+
+void appendPoint(std::string& text, const HubHistoryPoint& point, DateCache& dates) {
   const auto put = [&text](std::string_view key, std::int64_t number) {
     text += key;
     const fmt::format_int digits(number);
@@ -35,7 +91,7 @@ void appendPoint(std::string& text, const HubHistoryPoint& point) {
   put(R"(,"failures":)", point.failures);
   put(R"(,"reclaimableBytes":)", point.reclaimableBytes);
   text += R"(,"time":")";
-  text += iso8601(point.time);
+  dates.append(text, point.time);
   text += '"';
   if (point.volumeAvailableBytes) put(R"(,"volumeAvailableBytes":)", *point.volumeAvailableBytes);
   text += '}';
@@ -61,7 +117,7 @@ class Scanner {
   }
 
   bool take(TimePoint& time) {
-    const auto date = fromIso8601(rest_.substr(0, datePattern.size()));
+    const auto date = dates_.parse(rest_.substr(0, datePattern.size()));
     if (!date) return false;
     time = *date;
     rest_.remove_prefix(datePattern.size());
@@ -83,6 +139,7 @@ class Scanner {
 
  private:
   std::string_view rest_;
+  DateCache dates_;
 };
 
 struct SplitFile {
@@ -145,9 +202,10 @@ std::string hostFileText(const HubHostFile& file) {
   std::string text;
   text.reserve(document.size() + file.history.size() * bytesOfPoint);
   text.append(document, 0, place);
+  DateCache dates;
   for (const HubHistoryPoint& point : file.history) {
     if (&point != file.history.data()) text += ',';
-    appendPoint(text, point);
+    appendPoint(text, point, dates);
   }
   text.append(document, place);
   return text;
