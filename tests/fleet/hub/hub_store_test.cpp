@@ -1,8 +1,11 @@
 #include "fleet/hub/hub_store.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
+#include <memory>
 #include <thread>
 
 #include "core/base/errors.h"
