@@ -2,6 +2,7 @@
 // core/base/json_fields.h.
 #pragma once
 
+#include <cstddef>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
@@ -17,8 +18,10 @@ struct JsonCodec;
 /// Parses one document. Throws DecodingError that begins with `what` and tells line and column.
 nlohmann::json parseJson(std::string_view text, const std::string& what);
 
-/// The same for the answers of tools, which may be made to fill the memory: at most 8 MiB, nested at most 100 deep.
-nlohmann::json parseForeignJson(std::string_view text, const std::string& what);
+/// The same for what others send, which may be made to fill the memory: at most `mostBytes`, nested at most 100 deep.
+constexpr std::size_t mostForeignJsonBytes = 8 * 1024 * 1024;
+nlohmann::json parseForeignJson(std::string_view text, const std::string& what,
+                                std::size_t mostBytes = mostForeignJsonBytes);
 
 /// Objects with sorted keys, slashes unescaped, malformed UTF-8 replaced; with an indentation of two when `pretty`.
 std::string jsonText(const nlohmann::json& document, bool pretty);

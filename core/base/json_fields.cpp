@@ -42,8 +42,7 @@ void requireShallow(std::string_view text, int mostLevels, const std::string& wh
 
 }  // namespace
 
-nlohmann::json parseForeignJson(std::string_view text, const std::string& what) {
-  constexpr std::size_t mostBytes = 8 * 1024 * 1024;
+nlohmann::json parseForeignJson(std::string_view text, const std::string& what, std::size_t mostBytes) {
   constexpr int mostLevels = 100;
   if (text.size() > mostBytes) throw DecodingError(fmt::format("{} is too long", what));
   requireShallow(text, mostLevels, what);

@@ -7,12 +7,35 @@
 #include "core/base/errors.h"
 
 namespace tidra {
+namespace {
 
-FileLock::FileLock(const std::string& path)
-    : file_(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600)) {
-  bool locked = static_cast<bool>(file_);
-  while (locked && ::flock(file_.get(), LOCK_EX) != 0) locked = errno == EINTR;
-  if (!locked) throw std::system_error(lastSystemError(), fmt::format("{} cannot be locked", path));
+FileDescriptor openLockFile(const std::string& path) {
+  return FileDescriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
+}
+
+bool lockFile(const FileDescriptor& file, int how) {
+  while (::flock(file.get(), how) != 0) {
+    if (errno != EINTR) return false;
+  }
+  return true;
+}
+
+[[noreturn]] void fail(const std::string& path) {
+  throw std::system_error(lastSystemError(), fmt::format("{} cannot be locked", path));
+}
+
+}  // namespace
+
+FileLock::FileLock(const std::string& path) : file_(openLockFile(path)) {
+  if (!file_ || !lockFile(file_, LOCK_EX)) fail(path);
+}
+
+std::optional<FileLock> FileLock::tryTake(const std::string& path) {
+  FileDescriptor file = openLockFile(path);
+  if (!file) fail(path);
+  if (lockFile(file, LOCK_EX | LOCK_NB)) return FileLock(std::move(file));
+  if (errno != EWOULDBLOCK) fail(path);
+  return std::nullopt;
 }
 
 }  // namespace tidra

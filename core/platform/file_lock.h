@@ -1,6 +1,7 @@
 // A lock that processes share through a file.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "core/platform/file_descriptor.h"
@@ -15,7 +16,12 @@ class FileLock {
   /// whose what() names the path.
   explicit FileLock(const std::string& path);
 
+  /// The same without waiting: none when the lock is held. Throws as the constructor does.
+  static std::optional<FileLock> tryTake(const std::string& path);
+
  private:
+  explicit FileLock(FileDescriptor file) : file_(std::move(file)) {}
+
   FileDescriptor file_;
 };
 

@@ -1,0 +1,142 @@
+#include "fleet/hub/fleet_totals.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace tidra {
+namespace {
+
+using std::chrono::days;
+using std::chrono::sys_days;
+
+sys_days dayAt(TimePoint time) { return std::chrono::floor<days>(time); }
+
+std::size_t secondOfDay(TimePoint time) { return static_cast<std::size_t>((time - dayAt(time)).count()); }
+
+}  // namespace
+
+void FleetTotals::Activity::add(const HubHistoryPoint& point) {
+  disposedBytes += point.disposedBytes;
+  failures += point.failures;
+  ++runs;
+}
+
+void FleetTotals::Activity::remove(const HubHistoryPoint& point) {
+  disposedBytes -= point.disposedBytes;
+  failures -= point.failures;
+  --runs;
+}
+
+void FleetTotals::Activity::add(const Activity& other) {
+  disposedBytes += other.disposedBytes;
+  failures += other.failures;
+  runs += other.runs;
+}
+
+bool FleetTotals::isRecent(sys_days day) const {
+  constexpr days kept{8};
+  return day >= newest_ - kept;
+}
+
+/// A recent day has its seconds from its first point on, and loses them for good when it is recent no longer.
+FleetTotals::Day& FleetTotals::dayOf(sys_days day) {
+  if (days_.empty() || day > newest_) {
+    newest_ = day;
+    for (auto& [former, figures] : days_) {
+      if (!isRecent(former)) std::vector<Activity>().swap(figures.bySecond);
+    }
+  }
+  Day& figures = days_[day];
+  constexpr std::size_t secondsOfDay = 86400;
+  if (figures.bySecond.empty() && isRecent(day)) figures.bySecond.resize(secondsOfDay);
+  return figures;
+}
+
+void FleetTotals::add(const HubHistoryPoint& point) {
+  Day& day = dayOf(dayAt(point.time));
+  day.whole.add(point);
+  if (!day.bySecond.empty()) day.bySecond[secondOfDay(point.time)].add(point);
+}
+
+void FleetTotals::remove(const HubHistoryPoint& point) {
+  const auto day = days_.find(dayAt(point.time));
+  if (day == days_.end()) return;
+  day->second.whole.remove(point);
+  if (!day->second.bySecond.empty()) day->second.bySecond[secondOfDay(point.time)].remove(point);
+  if (day->second.whole.runs == 0) days_.erase(day);
+}
+
+std::optional<FleetTotals::Activity> FleetTotals::since(TimePoint start) const {
+  const sys_days first = dayAt(start);
+  if (!isRecent(first)) return std::nullopt;
+  Activity sum;
+  for (auto day = days_.upper_bound(first); day != days_.end(); ++day) sum.add(day->second.whole);
+  if (const auto day = days_.find(first); day != days_.end()) {
+    for (std::size_t i = secondOfDay(start); i < day->second.bySecond.size(); ++i) sum.add(day->second.bySecond[i]);
+  }
+  return sum;
+}
+
+std::vector<HubSummary::DayPoint> FleetTotals::trend(TimePoint now, int count) const {
+  std::vector<HubSummary::DayPoint> points;
+  for (int ago = count - 1; ago >= 0; --ago) {
+    const sys_days day = dayAt(now) - days{ago};
+    constexpr std::size_t dateLength = std::string_view("2026-03-14").size();
+    HubSummary::DayPoint point{.day = iso8601(day).substr(0, dateLength)};
+    if (const auto known = days_.find(day); known != days_.end()) {
+      point.disposedBytes = known->second.whole.disposedBytes.value();
+      point.failures = known->second.whole.failures.value();
+      point.runs = known->second.whole.runs;
+    }
+    points.push_back(std::move(point));
+  }
+  return points;
+}
+
+std::map<FleetTotals::RuleKey, WideSum> FleetTotals::grouped(const std::vector<HubTopItem>& items) {
+  std::map<RuleKey, WideSum> groups;
+  for (const HubTopItem& item : items) groups[{item.label, item.tier, item.category}] += item.bytes;
+  return groups;
+}
+
+void FleetTotals::add(const std::vector<HubTopItem>& items) {
+  for (const auto& [key, bytes] : grouped(items)) {
+    Rule& rule = rules_[key];
+    rule.bytes += bytes;
+    ++rule.hosts;
+  }
+}
+
+void FleetTotals::remove(const std::vector<HubTopItem>& items) {
+  for (const auto& [key, bytes] : grouped(items)) {
+    const auto rule = rules_.find(key);
+    if (rule == rules_.end()) continue;
+    rule->second.bytes -= bytes;
+    if (--rule->second.hosts == 0) rules_.erase(rule);
+  }
+}
+
+std::vector<HubSummary::RuleBytes> FleetTotals::topRules(std::size_t count) const {
+  std::vector<const std::pair<const RuleKey, Rule>*> rules;
+  rules.reserve(rules_.size());
+  for (const auto& rule : rules_) rules.push_back(&rule);
+  count = std::min(count, rules.size());
+  std::partial_sort(rules.begin(), rules.begin() + static_cast<std::ptrdiff_t>(count), rules.end(),
+                    [](const auto* left, const auto* right) {
+                      const auto most = left->second.bytes.value();
+                      const auto other = right->second.bytes.value();
+                      return most != other ? most > other : left->first < right->first;
+                    });
+  std::vector<HubSummary::RuleBytes> top;
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto& [key, rule] = *rules[i];
+    top.push_back({.label = key.label,
+                   .tier = key.tier,
+                   .category = key.category,
+                   .bytes = rule.bytes.value(),
+                   .hosts = rule.hosts});
+  }
+  return top;
+}
+
+}  // namespace tidra

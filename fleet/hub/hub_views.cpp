@@ -1,0 +1,128 @@
+// What the store shows. The lock is held only while the hosts are collected; what is made of them takes longer and
+// must not hold up reports.
+#include <algorithm>
+
+#include "core/base/text.h"
+#include "fleet/hub/host_status.h"
+#include "fleet/hub/hub_metrics.h"
+#include "fleet/hub/hub_store.h"
+#include "fleet/hub/hub_summary.h"
+
+namespace tidra {
+namespace {
+
+HubHostRecord recordOf(const HubHostFile& file, HubHostCondition condition, bool withHistory) {
+  HubHostRecord record{.host = file.host,
+                       .status = condition.status,
+                       .statusReasons = std::move(condition.reasons),
+                       .firstSeen = file.firstSeen,
+                       .lastSeen = file.lastSeen,
+                       .reports = file.reports,
+                       .note = file.note,
+                       .latest = file.latest,
+                       .history = {}};
+  if (withHistory) record.history = file.history;
+  return record;
+}
+
+bool holds(std::string_view text, const std::string& loweredPart) {
+  return asciiLowered(text).find(loweredPart) != std::string::npos;
+}
+
+bool isFoundBy(const HubHostFile& file, const std::string& loweredPart) {
+  if (loweredPart.empty() || holds(file.host, loweredPart) || holds(file.latest.policyName, loweredPart)) return true;
+  if (file.note && holds(*file.note, loweredPart)) return true;
+  return std::any_of(file.latest.tags.begin(), file.latest.tags.end(),
+                     [&](const auto& tag) { return holds(tag.first, loweredPart) || holds(tag.second, loweredPart); });
+}
+
+/// For a window that the running sums do not reach back to, as when the clock was put back.
+FleetTotals::Activity walkedSince(const HubInventory& hosts, TimePoint start) {
+  FleetTotals::Activity sum;
+  for (const auto& file : hosts) {
+    for (const HubHistoryPoint& point : file->history) {
+      if (point.time >= start) sum.add(point);
+    }
+  }
+  return sum;
+}
+
+}  // namespace
+
+struct HubStore::View {
+  HubSummaryInput input;
+  std::optional<FleetTotals::Activity> lastDay;
+  std::optional<FleetTotals::Activity> lastWeek;
+};
+
+HubInventory HubStore::inventory() const {
+  const std::lock_guard guard(lock_);
+  HubInventory files;
+  files.reserve(hosts_.size());
+  for (const auto& [name, host] : hosts_) files.push_back(host.file);
+  return files;
+}
+
+std::vector<HubHostRecord> HubStore::records(TimePoint now) const { return hosts({}, now).hosts; }
+
+HubHostPage HubStore::hosts(const HubHostQuery& query, TimePoint now) const {
+  const std::string text = asciiLowered(query.text);
+  HubHostPage page;
+  for (const auto& file : inventory()) {
+    if (query.platform && file->latest.platform != *query.platform) continue;
+    if (!isFoundBy(*file, text)) continue;
+    const bool isShown = page.total >= query.offset && (!query.limit || page.hosts.size() < *query.limit);
+    if (!isShown && !query.status) {
+      ++page.total;
+      continue;
+    }
+    auto condition = conditionOf(*file, now, staleAfter_);
+    if (query.status && condition.status != *query.status) continue;
+    ++page.total;
+    if (isShown) page.hosts.push_back(recordOf(*file, std::move(condition), query.withHistory));
+  }
+  return page;
+}
+
+std::optional<HubHostRecord> HubStore::record(const std::string& host, TimePoint now) const {
+  std::shared_ptr<const HubHostFile> file;
+  {
+    const std::lock_guard guard(lock_);
+    const auto known = hosts_.find(host);
+    if (known == hosts_.end()) return std::nullopt;
+    file = known->second.file;
+  }
+  return recordOf(*file, conditionOf(*file, now, staleAfter_), true);
+}
+
+HubStore::View HubStore::view(TimePoint now) const {
+  constexpr int trendDays = 30;
+  constexpr std::size_t mostRules = 20;
+  const std::lock_guard guard(lock_);
+  View view;
+  view.input.hosts.reserve(hosts_.size());
+  for (const auto& [name, host] : hosts_) view.input.hosts.push_back(host.file);
+  view.lastDay = totals_.since(now - std::chrono::days{1});
+  view.lastWeek = totals_.since(now - std::chrono::days{7});
+  if (!hosts_.empty()) view.input.trend = totals_.trend(now, trendDays);
+  view.input.topRules = totals_.topRules(mostRules);
+  return view;
+}
+
+HubSummary HubStore::summary(TimePoint now) const {
+  View seen = view(now);
+  HubSummaryInput& input = seen.input;
+  input.now = now;
+  input.title = title_;
+  input.staleAfter = staleAfter_;
+  input.lastDay = seen.lastDay ? *seen.lastDay : walkedSince(input.hosts, now - std::chrono::days{1});
+  input.lastWeek = seen.lastWeek ? *seen.lastWeek : walkedSince(input.hosts, now - std::chrono::days{7});
+  return summaryOf(std::move(input));
+}
+
+std::string HubStore::metrics(TimePoint now, const std::string& version) const {
+  const HubSummary figures = summary(now);
+  return hubMetrics(inventory(), figures, {.version = version, .staleAfter = staleAfter_, .now = now});
+}
+
+}  // namespace tidra

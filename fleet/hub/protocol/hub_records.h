@@ -1,0 +1,190 @@
+// What the hub keeps of its hosts, and what it shows of them. docs/hub.md describes the files.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/base/enum_table.h"
+#include "core/base/json_codec.h"
+#include "core/base/time_point.h"
+#include "fleet/hub/protocol/hub_report.h"
+
+namespace tidra {
+
+enum class HubHostStatus { healthy, attention, stale };
+
+template <>
+struct EnumTable<HubHostStatus> {
+  static constexpr std::string_view name = "host status";
+  static constexpr std::array rows{
+      EnumRow<HubHostStatus>{HubHostStatus::healthy, "healthy"},
+      EnumRow<HubHostStatus>{HubHostStatus::attention, "attention"},
+      EnumRow<HubHostStatus>{HubHostStatus::stale, "stale"},
+  };
+};
+
+/// One line of the event log.
+struct HubEvent {
+  enum class Kind {
+    reportReceived,
+    reportRejected,
+    hostRemoved,
+    policyUpdated,
+    policyRemoved,
+    noteUpdated,
+    hubStarted
+  };
+
+  TimePoint time{};
+  Kind kind = Kind::reportReceived;
+  std::optional<std::string> host;  // absent: it concerns no host
+  std::string message;              // for people
+  std::optional<std::int64_t> bytes;
+
+  bool operator==(const HubEvent&) const = default;
+};
+
+template <>
+struct EnumTable<HubEvent::Kind> {
+  static constexpr std::string_view name = "kind of event";
+  static constexpr std::array rows{
+      EnumRow<HubEvent::Kind>{HubEvent::Kind::reportReceived, "reportReceived"},
+      EnumRow<HubEvent::Kind>{HubEvent::Kind::reportRejected, "reportRejected"},
+      EnumRow<HubEvent::Kind>{HubEvent::Kind::hostRemoved, "hostRemoved"},
+      EnumRow<HubEvent::Kind>{HubEvent::Kind::policyUpdated, "policyUpdated"},
+      EnumRow<HubEvent::Kind>{HubEvent::Kind::policyRemoved, "policyRemoved"},
+      EnumRow<HubEvent::Kind>{HubEvent::Kind::noteUpdated, "noteUpdated"},
+      EnumRow<HubEvent::Kind>{HubEvent::Kind::hubStarted, "hubStarted"},
+  };
+};
+
+/// What stays of each accepted report.
+struct HubHistoryPoint {
+  TimePoint time{};  // of arrival
+  std::int64_t reclaimableBytes = 0;
+  std::int64_t disposedBytes = 0;
+  std::int64_t failures = 0;
+  std::optional<std::int64_t> volumeAvailableBytes;
+  bool dryRun = false;
+
+  bool operator==(const HubHistoryPoint&) const = default;
+};
+
+/// The stored form of one host.
+struct HubHostFile {
+  static constexpr std::size_t mostHistory = 1000;
+
+  std::string host;
+  TimePoint firstSeen{};     // arrival of the first accepted report
+  TimePoint lastSeen{};      // and of the latest one
+  std::int64_t reports = 0;  // accepted
+  HubHostReport latest;
+  std::vector<HubHistoryPoint> history;  // oldest first
+  std::optional<std::string> note;       // an administrator's
+  /// When the host's audit log was last seen to have been cut or rewritten; absent: never, or an administrator has
+  /// written the note since.
+  std::optional<TimePoint> lastAuditRewind;
+
+  bool operator==(const HubHostFile&) const = default;
+};
+
+/// A host as administrators see it, without its history.
+struct HubHostRow {
+  std::string host;
+  HubHostStatus status = HubHostStatus::healthy;
+  std::vector<std::string> statusReasons;  // sentences for people; empty for a healthy host
+  TimePoint firstSeen{};
+  TimePoint lastSeen{};
+  std::int64_t reports = 0;
+  std::optional<std::string> note;
+  HubHostReport latest;
+
+  bool operator==(const HubHostRow&) const = default;
+};
+
+/// The same with the history. Computed, never stored.
+struct HubHostRecord {
+  std::string host;
+  HubHostStatus status = HubHostStatus::healthy;
+  std::vector<std::string> statusReasons;
+  TimePoint firstSeen{};
+  TimePoint lastSeen{};
+  std::int64_t reports = 0;
+  std::optional<std::string> note;
+  HubHostReport latest;
+  std::vector<HubHistoryPoint> history;  // oldest first
+
+  bool operator==(const HubHostRecord&) const = default;
+};
+
+// Listings: objects with one key each.
+
+struct HubHostsEnvelope {
+  std::vector<HubHostRow> hosts;
+  bool operator==(const HubHostsEnvelope&) const = default;
+};
+
+struct HubPoliciesEnvelope {
+  std::vector<std::string> policies;  // names
+  bool operator==(const HubPoliciesEnvelope&) const = default;
+};
+
+struct HubEventsEnvelope {
+  std::vector<HubEvent> events;  // oldest first
+  bool operator==(const HubEventsEnvelope&) const = default;
+};
+
+// Decoding needs every key that is not optional.
+
+template <>
+struct JsonCodec<HubEvent> {
+  static nlohmann::json encode(const HubEvent& event);
+  static HubEvent decode(const nlohmann::json& value, const std::string& where);
+};
+
+template <>
+struct JsonCodec<HubHistoryPoint> {
+  static nlohmann::json encode(const HubHistoryPoint& point);
+  static HubHistoryPoint decode(const nlohmann::json& value, const std::string& where);
+};
+
+template <>
+struct JsonCodec<HubHostFile> {
+  static nlohmann::json encode(const HubHostFile& file);
+  static HubHostFile decode(const nlohmann::json& value, const std::string& where);
+};
+
+template <>
+struct JsonCodec<HubHostRow> {
+  static nlohmann::json encode(const HubHostRow& row);
+  static HubHostRow decode(const nlohmann::json& value, const std::string& where);
+};
+
+template <>
+struct JsonCodec<HubHostRecord> {
+  static nlohmann::json encode(const HubHostRecord& record);
+  static HubHostRecord decode(const nlohmann::json& value, const std::string& where);
+};
+
+template <>
+struct JsonCodec<HubHostsEnvelope> {
+  static nlohmann::json encode(const HubHostsEnvelope& envelope);
+  static HubHostsEnvelope decode(const nlohmann::json& value, const std::string& where);
+};
+
+template <>
+struct JsonCodec<HubPoliciesEnvelope> {
+  static nlohmann::json encode(const HubPoliciesEnvelope& envelope);
+  static HubPoliciesEnvelope decode(const nlohmann::json& value, const std::string& where);
+};
+
+template <>
+struct JsonCodec<HubEventsEnvelope> {
+  static nlohmann::json encode(const HubEventsEnvelope& envelope);
+  static HubEventsEnvelope decode(const nlohmann::json& value, const std::string& where);
+};
+
+}  // namespace tidra

@@ -1,0 +1,106 @@
+// What a host tells the hub after a run of its policy, and what the hub answers.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/base/json_codec.h"
+#include "core/base/time_point.h"
+#include "core/model/scan_vocabulary.h"
+#include "core/platform/platform.h"
+
+namespace tidra {
+
+struct HubSchema {
+  /// Of reports; a document without one has it too.
+  static constexpr std::int64_t version = 1;
+};
+
+/// One of the largest findings of a run.
+struct HubTopItem {
+  std::string path;  // absolute; any bytes
+  std::string label;
+  std::int64_t bytes = 0;
+  ArtifactSafetyTier tier = ArtifactSafetyTier::warning;
+  std::string category;
+  std::optional<std::string> ruleID;     // absent: no rule of the catalog matched
+  std::optional<std::int64_t> idleDays;  // since the project was last worked on; absent: not known
+
+  bool operator==(const HubTopItem&) const = default;
+};
+
+/// Totals count since the host's audit log began. Nothing here is checked: a host may claim any figure.
+struct HubHostReport {
+  std::int64_t schemaVersion = HubSchema::version;
+  std::string host;
+  TidraPlatform platform = currentPlatform;
+  std::string tidraVersion;
+  std::string catalogVersion;
+  std::string policyName;
+  std::map<std::string, std::string> tags;
+  std::string runID;
+  TimePoint startedAt{};
+  double durationSeconds = 0;
+  bool dryRun = false;
+  bool succeeded = false;                       // the run ended and no disposal failed
+  std::optional<std::int64_t> intervalSeconds;  // between runs; absent: they are not scheduled by the agent
+  std::int64_t findings = 0;
+  std::int64_t reclaimableBytes = 0;
+  std::map<std::string, std::int64_t> bytesByTier;  // the key is a tier's raw value
+  std::map<std::string, std::int64_t> bytesByCategory;
+  std::int64_t plannedItems = 0;
+  std::int64_t plannedBytes = 0;
+  std::int64_t disposedItems = 0;
+  std::int64_t disposedBytes = 0;  // 0 for a dry run
+  std::int64_t failures = 0;
+  std::int64_t purgedItems = 0;
+  std::int64_t purgedBytes = 0;
+  std::map<std::string, std::int64_t> skippedByReason;
+  std::int64_t disposedBytesTotal = 0;
+  std::int64_t disposedItemsTotal = 0;
+  std::int64_t failuresTotal = 0;
+  std::int64_t runsTotal = 0;
+  std::int64_t quarantineBytes = 0;
+  std::int64_t quarantineItems = 0;
+  std::optional<std::int64_t> volumeTotalBytes;  // both of the volume that holds the scan root
+  std::optional<std::int64_t> volumeAvailableBytes;
+  std::int64_t auditSeq = 0;                 // at the head of the audit log
+  std::optional<std::string> auditHeadHash;  // absent: the log has no records
+  std::vector<HubTopItem> topItems;
+
+  bool operator==(const HubHostReport&) const = default;
+};
+
+struct HubAck {
+  bool accepted = false;  // the report was stored
+  std::string host;       // as the hub files it
+  std::int64_t hostsKnown = 0;
+  std::string message;  // for the agent's operator
+
+  bool operator==(const HubAck&) const = default;
+};
+
+/// Decoding needs a path's item to name its tier; everything else may be missing and is then 0, "" or absent.
+template <>
+struct JsonCodec<HubTopItem> {
+  static nlohmann::json encode(const HubTopItem& item);
+  static HubTopItem decode(const nlohmann::json& value, const std::string& where);
+};
+
+/// Decoding needs only `host`. Without `startedAt` a run began just now, without `platform` it is this program's own.
+template <>
+struct JsonCodec<HubHostReport> {
+  static nlohmann::json encode(const HubHostReport& report);
+  static HubHostReport decode(const nlohmann::json& value, const std::string& where);
+};
+
+template <>
+struct JsonCodec<HubAck> {
+  static nlohmann::json encode(const HubAck& ack);
+  static HubAck decode(const nlohmann::json& value, const std::string& where);
+};
+
+}  // namespace tidra

@@ -1,0 +1,42 @@
+// Sums of figures that hosts claim, which may be anything.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+namespace tidra {
+
+/// Adds and takes back 64-bit figures exactly, 2^64 of them at least.
+class WideSum {
+ public:
+  WideSum& operator+=(std::int64_t figure) {
+    sum_ += figure;
+    return *this;
+  }
+  WideSum& operator-=(std::int64_t figure) {
+    sum_ -= figure;
+    return *this;
+  }
+  WideSum& operator+=(const WideSum& other) {
+    sum_ += other.sum_;
+    return *this;
+  }
+  WideSum& operator-=(const WideSum& other) {
+    sum_ -= other.sum_;
+    return *this;
+  }
+
+  /// The sum; the nearest figure of the type where that does not hold it.
+  std::int64_t value() const {
+    using Figure = std::numeric_limits<std::int64_t>;
+    return static_cast<std::int64_t>(std::clamp<Wide>(sum_, Figure::min(), Figure::max()));
+  }
+
+ private:
+  __extension__ using Wide = __int128;
+
+  Wide sum_ = 0;
+};
+
+}  // namespace tidra
