@@ -1,0 +1,116 @@
+// Editing a policy's text: what is wrong is said below it, and the place in the text is selected.
+
+const policyNameRule = /^[A-Za-z0-9\-_.]+$/;
+
+// Drafts by policy name ("" for a new one): a draft outlives a look at another view.
+const drafts = new Map();
+
+// Where a message of the JSON reader points to in the text, or null.
+function placeInText(message, text) {
+  const position = /position (\d+)/.exec(message);
+  if (position) return Number(position[1]);
+  if (/end of/i.test(message)) return text.length;
+  return null;
+}
+
+// Where the key lies that the hub's message names ("autoClean.minIdleDays must be …"), or null.
+function placeOfKey(message, text) {
+  const names = message.match(/[A-Za-z][A-Za-z0-9]*(?:\.[A-Za-z][A-Za-z0-9]*)*/g) || [];
+  for (const name of names.sort((a, b) => b.length - a.length)) {
+    const place = text.indexOf(`"${name.split(".").at(-1)}"`);
+    if (place >= 0) return place;
+  }
+  return null;
+}
+
+function lineOf(text, place) {
+  return text.slice(0, place).split("\n").length;
+}
+
+// The fault of a policy's text that can be told without the hub: { message, place } or null.
+function faultOfText(text) {
+  try {
+    const value = JSON.parse(text);
+    if (value && typeof value === "object" && !Array.isArray(value)) return null;
+    return { message: "A policy is a JSON object, in braces.", place: 0 };
+  } catch (error) {
+    const place = placeInText(error.message, text);
+    const where = place === null ? "" : ` (line ${lineOf(text, place)})`;
+    return { message: `This is not valid JSON${where}: ${error.message}`, place };
+  }
+}
+
+function faultOfName(name, taken) {
+  if (!policyNameRule.test(name)) return `'${name}' is not a valid policy name (letters, digits, - _ . only)`;
+  // A browser takes these two as folders and would ask for another address.
+  if (name === "." || name === "..") return `'${name}' is not a valid policy name (it would name a folder)`;
+  if (taken.includes(name)) return `There is a policy named '${name}' already; open it to change it.`;
+  return "";
+}
+
+function selectPlace(area, place) {
+  if (place === null) return;
+  const end = area.value.indexOf("\n", place);
+  area.focus();
+  area.setSelectionRange(place, end < 0 ? area.value.length : end);
+  area.scrollTop = Math.max(0, (lineOf(area.value, place) - 4) * 20);
+}
+
+// The form for policy `name` ("" for a new one). `original` is its text on the hub, `taken` the names in use; `ondone(name)` is
+// called when it was saved, with null when the reader gave up.
+function policyEditor({ name, original, taken, ondone }) {
+  const draft = drafts.get(name) || { name, text: original };
+  const problem = h("p", { class: "problem", role: "alert", id: "policy-problem" });
+  const nameProblem = h("p", { class: "problem", role: "alert", id: "name-problem" });
+  const keep = () => drafts.set(name, { name: nameInput.value, text: area.value });
+  const nameInput = h("input", { name: "name", value: draft.name, autocomplete: "off", spellcheck: "false", "aria-describedby": "name-problem", oninput: keep });
+  const area = h("textarea", { class: "editor", name: "text", spellcheck: "false", "aria-describedby": "policy-problem", oninput: keep }, draft.text);
+  const save = h("button", { type: "submit", class: "primary" }, "Save policy");
+  const refuse = (message, place) => {
+    problem.textContent = message;
+    area.setAttribute("aria-invalid", "true");
+    selectPlace(area, place);
+  };
+  const format = () => {
+    const fault = faultOfText(area.value);
+    if (fault) return refuse(fault.message, fault.place);
+    area.value = JSON.stringify(JSON.parse(area.value), null, 2) + "\n";
+    keep();
+  };
+  let base = original;
+  const submit = async () => {
+    const target = name || nameInput.value.trim();
+    const badName = name ? "" : faultOfName(target, taken);
+    nameProblem.textContent = badName;
+    nameInput.setAttribute("aria-invalid", badName ? "true" : "false");
+    if (badName) return nameInput.focus();
+    const fault = faultOfText(area.value);
+    if (fault) return refuse(fault.message, fault.place);
+    try {
+      const current = name ? await api.policy(name).catch((error) => (error.status === 404 ? base : Promise.reject(error))) : base;
+      if (current !== base) {
+        base = current;  // seen now: the next save is meant
+        return refuse("Someone else has changed this policy since you opened it. Save again to replace their version with yours.", null);
+      }
+      await api.putPolicy(target, area.value);
+    } catch (error) {
+      return refuse(sentence(error), error.status === 400 ? placeOfKey(error.message, area.value) : null);
+    }
+    drafts.delete(name);
+    ondone(target);
+  };
+  return h("form", {
+    onsubmit: async (event) => {
+      event.preventDefault();
+      problem.textContent = "";
+      area.removeAttribute("aria-invalid");
+      save.disabled = true;
+      await submit();
+      save.disabled = false;
+    },
+  },
+  !name && [h("label", { class: "field" }, "Name", nameInput), nameProblem, h("p", null, "\u00a0")],
+  h("label", { class: "field" }, "Policy (JSON)", area), problem,
+  h("div", { class: "tools below" }, save, h("button", { type: "button", onclick: format }, "Format"),
+    h("button", { type: "button", onclick: () => { drafts.delete(name); ondone(null); } }, "Cancel")));
+}
