@@ -65,7 +65,7 @@ function diskCell(report) {
   if (total < 1 || typeof report.volumeAvailableBytes !== "number") return h("span", { class: "soft" }, "–");
   const free = report.volumeAvailableBytes / total;
   return h("div", { class: "disk", title: `${formatBytes(report.volumeAvailableBytes)} of ${formatBytes(total)} free` },
-    h("span", { class: free < 0.1 && "bad" }, formatPercent(free)), bar(1 - free, free < 0.1));
+    h("span", { class: free < 0.1 && "bad" }, formatPercent(free)), bar(free, free < 0.1));
 }
 
 function runPill(run) {
@@ -101,7 +101,7 @@ function selectField(label, value, options, onchange) {
     options.map(([key, text]) => h("option", { value: key, selected: key === value }, text))));
 }
 
-function searchField(label, value, oninput) {
+function searchField(label, value, placeholder, oninput) {
   return h("label", { class: "grow" }, label,
-    h("input", { type: "search", value, autocomplete: "off", spellcheck: "false", "data-keep": `filter ${label}`, oninput: (event) => oninput(event.target.value) }));
+    h("input", { type: "search", value, placeholder, autocomplete: "off", spellcheck: "false", "data-keep": `filter ${label}`, oninput: (event) => oninput(event.target.value) }));
 }

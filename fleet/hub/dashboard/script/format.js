@@ -74,7 +74,7 @@ function parseDay(text) {
 function formatDuration(seconds) {
   const size = numeric(seconds);
   const unit = (value, name) => new Intl.NumberFormat(undefined, { style: "unit", unit: name, unitDisplay: "short", maximumFractionDigits: 1 }).format(value);
-  if (size < 90) return unit(size, "second");
+  if (size < 90) return unit(size < 10 ? size : Math.round(size), "second");
   if (size < 5400) return unit(Math.round(size / 60), "minute");
   if (size < 172800) return unit(size / 3600, "hour");
   return unit(size / 86400, "day");

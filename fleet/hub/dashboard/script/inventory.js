@@ -33,14 +33,15 @@ async function loadInventory(onpart) {
   return inventory.rows;
 }
 
-// Hosts that are not healthy, at most `limit` of each status, and how many there are.
+// Hosts that are not healthy: at most `limit` of them, both statuses among them when there are both, and how many there are.
 async function loadUnhealthy(limit) {
   const first = await api.hosts({ status: "attention", limit, offset: 0 });
   const ofStatus = (rows, status) => rows.filter((row) => row.status === status);
-  if (first.total === null) {
-    const [attention, stale] = ["attention", "stale"].map((status) => ofStatus(first.rows, status));
-    return { rows: [...attention.slice(0, limit), ...stale.slice(0, limit)].map(slim), total: attention.length + stale.length };
-  }
-  const second = await api.hosts({ status: "stale", limit, offset: 0 });
-  return { rows: [...ofStatus(first.rows, "attention"), ...ofStatus(second.rows, "stale")].map(slim), total: first.total + numeric(second.total) };
+  // A hub that sends the whole list has sent the stale ones too.
+  const second = first.total === null ? first : await api.hosts({ status: "stale", limit, offset: 0 });
+  const attention = ofStatus(first.rows, "attention");
+  const stale = ofStatus(second.rows, "stale");
+  const total = first.total === null ? attention.length + stale.length : first.total + numeric(second.total);
+  const staleShown = Math.min(stale.length, Math.max(Math.floor(limit / 2), limit - attention.length));
+  return { rows: [...attention.slice(0, limit - staleShown), ...stale.slice(0, staleShown)].map(slim), total };
 }

@@ -61,7 +61,7 @@ const activityView = {
     const showControls = () => {
       const kinds = [...new Set([...Object.keys(kindWords), ...events.map((event) => textOf(event.kind))])];
       replaceContent(controls,
-        searchField("Text", filters.q || "", (q) => change({ q })),
+        searchField("Text", filters.q || "", "Host or message", (q) => change({ q })),
         selectField("Kind", filters.kind || "", [["", "Any"], ...kinds.map((kind) => [kind, kindName(kind)])], (kind) => change({ kind })),
         h("button", { type: "button", class: "push", onclick: () => exportEvents(filterEvents(events, filters)) }, "Export CSV"));
     };

@@ -16,7 +16,7 @@ function hostFigures(record, latest) {
     figure("Last run", timeElement(latest.startedAt), runPill(latest), h("ul", null,
       h("li", null, latest.dryRun ? "nothing was removed" : `${formatBytes(latest.disposedBytes)} freed, ${formatDuration(latest.durationSeconds)}`))),
     figure("Disk free", free === null ? "–" : h("span", { class: free < 0.1 && "bad" }, formatPercent(free)),
-      free === null ? "not reported" : [bar(1 - free, free < 0.1), `${formatBytes(available)} of ${formatBytes(total)}`]),
+      free === null ? "not reported" : [bar(free, free < 0.1), `${formatBytes(available)} of ${formatBytes(total)}`]),
     figure("Quarantine", formatBytes(latest.quarantineBytes), counted(latest.quarantineItems, "item")));
 }
 
@@ -50,6 +50,13 @@ function freedChart(points) {
     if (failed) lines.push(counted(point.failures, "failure"));
     return { value: numeric(point.disposedBytes), name: name(point), title: shortTimes.format(point.at), lines, mark: failed ? "fail" : point.dryRun && "dry" };
   }) });
+}
+
+function freedAbout(points) {
+  const recent = points.slice(-runsShown);
+  const failed = recent.filter((point) => numeric(point.failures) > 0).length;
+  return [points.length > runsShown && `last ${formatCount(runsShown)} runs`, failed > 0 && h("span", { class: "bad" }, h("span", { class: "dot" }), `${formatCount(failed)} with failures`)]
+    .filter(Boolean).flatMap((part, index) => (index ? [" · ", part] : [part]));
 }
 
 function findingTable(latest, state, onstate) {
@@ -119,7 +126,7 @@ const hostView = {
           hostFigures(record, latest),
           h("div", { class: "grid" },
             panel("Reclaimable over time", { about: counted(points.length, "report") }, reclaimableChart(points)),
-            panel("Freed per run", { about: points.length > runsShown ? `last ${runsShown} runs` : "" }, freedChart(points)),
+            panel("Freed per run", { about: freedAbout(points) }, freedChart(points)),
             panel("Largest findings", { size: "full" }, findingTable(latest, state, (next) => {
               state = next;
               rerender(data);

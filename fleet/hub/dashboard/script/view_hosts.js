@@ -60,7 +60,7 @@ const hostsView = {
     const showControls = () => {
       const platforms = [...new Set(["linux", "macos", ...inventory.rows.map((row) => row.latest.platform)])].filter(Boolean);
       replaceContent(controls,
-        searchField("Text", filters.q || "", (q) => change({ q, page: "" })),
+        searchField("Text", filters.q || "", "Name, tag, policy, version, note", (q) => change({ q, page: "" })),
         selectField("Status", filters.status || "", [["", "Any"], ...statuses.map((status) => [status, statusWords[status]]), ["unhealthy", "Not healthy"]], (status) => change({ status, page: "" })),
         selectField("Platform", filters.platform || "", [["", "Any"], ...platforms.map((platform) => [platform, platformName(platform)])], (platform) => change({ platform, page: "" })),
         h("button", { type: "button", class: "push", onclick: () => exportHosts(chosen()) }, "Export CSV"));

@@ -27,10 +27,16 @@ function trendChart(summary) {
     const day = parseDay(point.day);
     const lines = [`${formatBytes(point.disposedBytes)} freed`, counted(point.runs, "run")];
     if (numeric(point.failures) > 0) lines.push(counted(point.failures, "failure"));
-    return { value: numeric(point.disposedBytes), name: shortDays.format(day), title: longDays.format(day), lines, mark: numeric(point.failures) > 0 && "fail" };
+    return { value: numeric(point.disposedBytes), name: shortDays.format(day), title: longDays.format(day), lines };
   });
   if (!points.some((point) => point.value > 0)) return blank(null, "Nothing has been freed in these days.");
-  return chart({ kind: "bars", points, label: "Freed per day", height: 236 });
+  return chart({ kind: "bars", points, label: "Freed per day", height: 288 });
+}
+
+function trendAbout(summary) {
+  const trend = listOf(summary.trend).map(mapOf);
+  const sum = (key) => trend.reduce((total, point) => total + numeric(point[key]), 0);
+  return `${formatBytes(sum("disposedBytes"))} in ${counted(trend.length, "day")} · ${counted(sum("runs"), "run")} · ${counted(sum("failures"), "failure")}`;
 }
 
 function categoryRanks(summary) {
@@ -44,11 +50,11 @@ function categoryRanks(summary) {
 
 function attentionList(unhealthy) {
   if (!unhealthy.total) return blank(null, "Every host is healthy.");
-  const shown = unhealthy.rows.slice(0, 8);
+  const shown = unhealthy.rows;
   return [
     table([
       { label: "Host", cell: (row) => [hostLink(row.host), h("span", { class: "under" }, row.statusReasons.join(" · "))] },
-      { label: "Status", cell: (row) => statusPill(row.status) },
+      { label: "Status", number: true, cell: (row) => statusPill(row.status) },
     ], shown, { caption: "Hosts that need attention" }),
     unhealthy.total > shown.length && h("p", { class: "soft" }, h("a", { href: fragmentOf("hosts", "", { status: "unhealthy" }), "data-keep": "all unhealthy" }, `All ${formatCount(unhealthy.total)}`)),
   ];
@@ -88,16 +94,16 @@ const overviewView = {
       placeholder: () => skeleton([130, 300, 260]),
       async load() {
         const summary = await api.summary();
-        return { summary, unhealthy: numeric(summary.hosts) ? await loadUnhealthy(8) : { rows: [], total: 0 } };
+        return { summary, unhealthy: numeric(summary.hosts) ? await loadUnhealthy(7) : { rows: [], total: 0 } };
       },
       render({ summary, unhealthy }) {
         if (!numeric(summary.hosts)) return emptyFleet();
-        const top = listOf(summary.topReclaimable).slice(0, 8);
+        const top = listOf(summary.topReclaimable).slice(0, 10);
         return [
           h("h1", { class: "unseen" }, "Overview"),
           overviewFigures(summary),
           h("div", { class: "grid" },
-            panel("Freed per day", { size: "wide", about: `last ${counted(listOf(summary.trend).length, "day")}` }, trendChart(summary)),
+            panel("Freed per day", { size: "wide", about: trendAbout(summary) }, trendChart(summary)),
             panel("Reclaimable by category", { size: "narrow" }, categoryRanks(summary)),
             panel("Needs attention", { about: unhealthy.total > 0 && counted(unhealthy.total, "host") }, attentionList(unhealthy)),
             panel("Hosts with the most to reclaim", {}, top.length
