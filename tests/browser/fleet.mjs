@@ -40,6 +40,8 @@ function makeHost(index, random, now, days) {
   const available = Math.round(total * (lowDisk ? 0.03 + 0.06 * random() : 0.15 + random() * 0.6));
   const reasons = { stale: [`no report for ${Math.floor((now - lastSeen) / DAY)} d`], healthy: [], attention: lowDisk ? [`disk ${Math.floor((available / total) * 100)}% free`] : [`${failures} disposal failure${failures === 1 ? "" : "s"} in last run`] }[status];
   const reclaimable = topItems.reduce((all, item) => all + item.bytes, 0);
+  const scale = reclaimable / history.at(-1).reclaimableBytes;
+  for (const point of history) point.reclaimableBytes = Math.round(point.reclaimableBytes * scale);
   const latest = {
     schemaVersion: 1, host: "", platform: mac ? "macos" : "linux", tidraVersion: index % 5 ? "1.3.0" : "1.2.4", catalogVersion: "2026.11", policyName: mac ? "developer" : "agent-host",
     tags: { team: ["core", "web", "data"][index % 3], ...(index % 4 ? {} : { site: "oslo" }) }, runID: `run-${index}-${Math.floor(random() * 1e9).toString(16)}`, startedAt: iso(lastSeen - 40000), durationSeconds: 12 + random() * 70,

@@ -16,7 +16,8 @@ const numeric = (value) => (typeof value === "number" && Number.isFinite(value) 
 const textOf = (value) => (value === null || value === undefined ? "" : String(value));
 
 const formatCount = (value) => whole.format(numeric(value));
-const formatPercent = (fraction) => percents.format(fraction);
+// Whole percents, cut off as in the hub's own reasons.
+const formatPercent = (fraction) => percents.format(Math.floor(fraction * 100 + 1e-9) / 100);
 
 // `count` and the noun for it.
 const counted = (count, one, many) => `${formatCount(count)} ${numeric(count) === 1 ? one : many || one + "s"}`;
