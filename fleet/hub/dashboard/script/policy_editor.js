@@ -5,12 +5,31 @@ const policyNameRule = /^[A-Za-z0-9\-_.]+$/;
 // Drafts by policy name ("" for a new one): a draft outlives a look at another view.
 const drafts = new Map();
 
-// Where a message of the JSON reader points to in the text, or null.
-function placeInText(message, text) {
-  const position = /position (\d+)/.exec(message);
-  if (position) return Number(position[1]);
-  if (/end of/i.test(message)) return text.length;
-  return null;
+const jsonToken = /[ \t\r\n]*(?:("(?:[^"\\\u0000-\u001f]|\\(?:["\\/bfnrt]|u[0-9a-fA-F]{4}))*"|-?(?:0|[1-9]\d*)(?:\.\d+)?(?:[eE][+-]?\d+)?|true|false|null)|([{}[\],:]))/y;
+
+// Where a text ceases to be JSON. The browser's own reader does not say, or says it differently in each browser.
+function placeOfJsonFault(text) {
+  const open = [];  // the brackets that are open
+  let expected = "value";  // "value", "value or ]", "key", "key or }", ":" or "end" (a comma, a closing bracket, or nothing more)
+  const after = { "{": "key or }", "[": "value or ]" };
+  for (let place = 0; ;) {
+    jsonToken.lastIndex = place;
+    const match = jsonToken.exec(text);
+    const start = place + /^[ \t\r\n]*/.exec(text.slice(place))[0].length;
+    if (!match) return start;
+    const [, scalar, mark] = match;
+    place = jsonToken.lastIndex;
+    const wantsValue = expected.startsWith("value");
+    if (scalar && expected.startsWith("key") && scalar.startsWith('"')) expected = ":";
+    else if (scalar && wantsValue) expected = "end";
+    else if (mark in after && wantsValue) expected = after[open[open.push(mark) - 1]];
+    else if (mark === ":" && expected === ":") expected = "value";
+    else if (mark === "," && expected === "end" && open.length) expected = open.at(-1) === "{" ? "key" : "value";
+    else if ((mark === "}" && open.at(-1) === "{" && /}|end/.test(expected)) || (mark === "]" && open.at(-1) === "[" && /]|end/.test(expected))) {
+      open.pop();
+      expected = "end";
+    } else return start;
+  }
 }
 
 // Where the key lies that the hub's message names ("autoClean.minIdleDays must be …"), or null.
@@ -34,9 +53,8 @@ function faultOfText(text) {
     if (value && typeof value === "object" && !Array.isArray(value)) return null;
     return { message: "A policy is a JSON object, in braces.", place: 0 };
   } catch (error) {
-    const place = placeInText(error.message, text);
-    const where = place === null ? "" : ` (line ${lineOf(text, place)})`;
-    return { message: `This is not valid JSON${where}: ${error.message}`, place };
+    const place = Math.min(placeOfJsonFault(text), text.trimEnd().length);
+    return { message: `This is not valid JSON (line ${lineOf(text, place)}): ${error.message}.`, place };
   }
 }
 
@@ -64,7 +82,7 @@ function policyEditor({ name, original, taken, ondone }) {
   const nameProblem = h("p", { class: "problem", role: "alert", id: "name-problem" });
   const keep = () => drafts.set(name, { name: nameInput.value, text: area.value });
   const nameInput = h("input", { name: "name", value: draft.name, autocomplete: "off", spellcheck: "false", "aria-describedby": "name-problem", oninput: keep });
-  const area = h("textarea", { class: "editor", name: "text", spellcheck: "false", "aria-describedby": "policy-problem", oninput: keep }, draft.text);
+  const area = h("textarea", { class: "editor", id: "policy-text", name: "text", spellcheck: "false", "aria-describedby": "policy-problem", oninput: keep }, draft.text);
   const save = h("button", { type: "submit", class: "primary" }, "Save policy");
   const refuse = (message, place) => {
     problem.textContent = message;
@@ -110,7 +128,7 @@ function policyEditor({ name, original, taken, ondone }) {
     },
   },
   !name && [h("label", { class: "field" }, "Name", nameInput), nameProblem, h("p", null, "\u00a0")],
-  h("label", { class: "field" }, "Policy (JSON)", area), problem,
+  h("div", { class: "field" }, h("label", { for: "policy-text" }, "Policy (JSON)"), area), problem,
   h("div", { class: "tools below" }, save, h("button", { type: "button", onclick: format }, "Format"),
     h("button", { type: "button", onclick: () => { drafts.delete(name); ondone(null); } }, "Cancel")));
 }
