@@ -57,12 +57,20 @@ const hostsView = {
         rows.length ? table(hostColumns, rows, { caption: "Hosts", state: tableState(), onstate: turn, address: (row) => hostAddress(row.host) })
           : blank("No host matches", "Change or clear the filters to see more.", h("button", { type: "button", onclick: () => { change({ q: "", status: "", platform: "", page: "" }); showControls(); } }, "Clear filters"))));
     };
+    // Where the table has no headers, on a phone, this sorts it.
+    const sortField = () => {
+      const options = hostColumns.map((column) => [column.key, column.label]);
+      const field = selectField("Sort by", tableState().sort, options, (sort) => change({ sort, dir: hostColumns.find((column) => column.key === sort).number ? "desc" : "asc", page: "" }));
+      field.classList.add("narrow-only");
+      return field;
+    };
     const showControls = () => {
       const platforms = [...new Set(["linux", "macos", ...inventory.rows.map((row) => row.latest.platform)])].filter(Boolean);
       replaceContent(controls,
         searchField("Text", filters.q || "", "Name, tag, policy, version, note", (q) => change({ q, page: "" })),
         selectField("Status", filters.status || "", [["", "Any"], ...statuses.map((status) => [status, statusWords[status]]), ["unhealthy", "Not healthy"]], (status) => change({ status, page: "" })),
         selectField("Platform", filters.platform || "", [["", "Any"], ...platforms.map((platform) => [platform, platformName(platform)])], (platform) => change({ platform, page: "" })),
+        sortField(),
         h("button", { type: "button", class: "push", onclick: () => exportHosts(chosen()) }, "Export CSV"));
     };
     const part = (count, total) => {
