@@ -180,7 +180,8 @@ describe("dashboard", { skip: missing }, () => {
     const before = hub.policies.developer;
     await editor.fill('{\n  "name": "developer",\n  "dryRun": maybe\n}');
     await save();
-    await page.getByText("not valid JSON (line 3)").waitFor();
+    await page.getByText("Line 3 is not valid JSON: a value is expected").waitFor();
+    assert.equal(await selected(), "maybe");
     assert.equal(await editor.getAttribute("aria-invalid"), "true");
     await editor.fill('{\n  "name": "developer",\n  "autoClean": { \n    "minIdleDays": -1 }\n}');
     await save();

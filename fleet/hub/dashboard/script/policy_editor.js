@@ -7,8 +7,11 @@ const drafts = new Map();
 
 const jsonToken = /[ \t\r\n]*(?:("(?:[^"\\\u0000-\u001f]|\\(?:["\\/bfnrt]|u[0-9a-fA-F]{4}))*"|-?(?:0|[1-9]\d*)(?:\.\d+)?(?:[eE][+-]?\d+)?|true|false|null)|([{}[\],:]))/y;
 
-// Where a text ceases to be JSON. The browser's own reader does not say, or says it differently in each browser.
-function placeOfJsonFault(text) {
+const expectedWords = { value: "a value", "value or ]": "a value or ]", key: "a name in quotes", "key or }": "a name in quotes or }", ":": "a colon" };
+
+// Where a text ceases to be JSON and what should stand there: { place, wanted }. The browser's own reader does not say, or says
+// it differently in each browser.
+function findJsonFault(text) {
   const open = [];  // the brackets that are open
   let expected = "value";  // "value", "value or ]", "key", "key or }", ":" or "end" (a comma, a closing bracket, or nothing more)
   const after = { "{": "key or }", "[": "value or ]" };
@@ -16,7 +19,8 @@ function placeOfJsonFault(text) {
     jsonToken.lastIndex = place;
     const match = jsonToken.exec(text);
     const start = place + /^[ \t\r\n]*/.exec(text.slice(place))[0].length;
-    if (!match) return start;
+    const wanted = expectedWords[expected] || (open.length ? `a comma or ${open.at(-1) === "{" ? "}" : "]"}` : "nothing more");
+    if (!match) return { place: start, wanted };
     const [, scalar, mark] = match;
     place = jsonToken.lastIndex;
     const wantsValue = expected.startsWith("value");
@@ -28,7 +32,9 @@ function placeOfJsonFault(text) {
     else if ((mark === "}" && open.at(-1) === "{" && /}|end/.test(expected)) || (mark === "]" && open.at(-1) === "[" && /]|end/.test(expected))) {
       open.pop();
       expected = "end";
-    } else return start;
+    } else {
+      return { place: start, wanted };
+    }
   }
 }
 
@@ -52,9 +58,11 @@ function faultOfText(text) {
     const value = JSON.parse(text);
     if (value && typeof value === "object" && !Array.isArray(value)) return null;
     return { message: "A policy is a JSON object, in braces.", place: 0 };
-  } catch (error) {
-    const place = Math.min(placeOfJsonFault(text), text.trimEnd().length);
-    return { message: `This is not valid JSON (line ${lineOf(text, place)}): ${error.message}.`, place };
+  } catch {
+    const { place, wanted } = findJsonFault(text);
+    // What is missing at the end is missing in the last line that holds something.
+    const shown = Math.min(place, text.trimEnd().length);
+    return { message: `Line ${formatCount(lineOf(text, shown))} is not valid JSON: ${wanted} is expected where the selection begins.`, place: shown };
   }
 }
 
