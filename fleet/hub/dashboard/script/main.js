@@ -50,15 +50,19 @@ async function showLocked(page, error) {
 }
 
 async function enterToken() {
-  const saved = await askToken(!main.querySelector("h1"));
-  tokenDismissed = !saved;
-  if (saved) await reload();
+  const changed = await askToken(true);
+  tokenDismissed = !changed || !token.value;
+  if (changed) await reload(true);
 }
 
-// Reads the data of the current view anew. A reading that is under way is waited for, not doubled.
-async function reload() {
+// Reads the data of the current view anew. A reading that is under way is waited for, not doubled; `changed` says that the
+// reader has just changed something, which that reading may have missed.
+async function reload(changed = false) {
   const page = current;
-  if (page.reading) return page.reading;
+  if (page.reading) {
+    await page.reading;
+    if (!changed || page !== current) return;
+  }
   refreshButton.classList.add("busy");
   page.reading = (async () => {
     try {
@@ -101,12 +105,14 @@ function openRoute() {
   const view = views[route.view];
   const first = current === null;
   const page = { route, loadedAt: null };
-  page.view = view.create(route, (data) => renderPage(page, data), () => reload());
+  page.view = view.create(route, (data) => renderPage(page, data), () => reload(true));
   current = page;
   setBanner();
   const title = typeof view.title === "function" ? view.title(route) : view.title;
   document.title = `${title} · ${hubTitle}`;
-  replaceContent(main, page.view.placeholder());
+  const known = page.view.known?.();
+  if (known) renderPage(page, known);
+  else replaceContent(main, page.view.placeholder());
   scrollTo(0, 0);
   if (!first) main.focus({ preventScroll: true });
   showAge();
@@ -122,7 +128,9 @@ function start() {
   });
   refreshButton.addEventListener("click", () => reload());
   document.getElementById("token").addEventListener("click", async () => {
-    if (await askToken(false)) await reload();
+    if (!(await askToken(false))) return;
+    tokenDismissed = !token.value;  // who forgets the token does not want to be asked for it at once
+    await reload(true);
   });
   setInterval(() => {
     if (document.visibilityState === "visible") reload();

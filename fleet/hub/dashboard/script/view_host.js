@@ -120,7 +120,7 @@ const hostView = {
         const reasons = listOf(record.statusReasons).map(textOf);
         return [
           h("p", { class: "crumb" }, h("a", { href: "#/hosts", "data-keep": "hosts" }, "Hosts")),
-          heading(route.name, [statusPill(record.status), " ", "reported ", timeElement(record.lastSeen)], buttons(record)),
+          heading(route.name, [record.status && [statusPill(record.status), " "], "reported ", timeElement(record.lastSeen)], buttons(record)),
           reasons.length > 0 && h("p", { class: `reasons ${record.status === "stale" ? "stale" : ""}` }, reasons.join(" · ")),
           record.note && h("p", { class: "note" }, textOf(record.note)),
           hostFigures(record, latest),

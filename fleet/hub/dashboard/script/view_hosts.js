@@ -80,6 +80,8 @@ const hostsView = {
     let shown = false;
     return {
       placeholder: () => skeleton([60, 520]),
+      // What was read on an earlier visit is shown until it is read again.
+      known: () => (inventory.complete && inventory.rows.length ? {} : null),
       load: () => loadInventory(part),
       follow(next) {
         filters = next.filters;

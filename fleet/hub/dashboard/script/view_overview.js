@@ -45,7 +45,7 @@ function categoryRanks(summary) {
   const shown = items.slice(0, 8);
   const rest = items.slice(8).reduce((sum, [, bytes]) => sum + numeric(bytes), 0);
   if (rest > 0) shown.push([`${counted(items.length - 8, "other category", "other categories")}`, rest]);
-  return ranks(shown.map(([name, bytes]) => ({ name: name || "none", amount: bytes, text: formatBytes(bytes) })));
+  return ranks(shown.map(([name, bytes]) => ({ name: name || "none", title: name, amount: bytes, text: formatBytes(bytes) })));
 }
 
 function attentionList(unhealthy) {
@@ -107,7 +107,7 @@ const overviewView = {
             panel("Reclaimable by category", { size: "narrow" }, categoryRanks(summary)),
             panel("Needs attention", { about: unhealthy.total > 0 && counted(unhealthy.total, "host") }, attentionList(unhealthy)),
             panel("Hosts with the most to reclaim", {}, top.length
-              ? ranks(top.map((each) => ({ name: hostLink(each.host), amount: numeric(each.bytes), text: formatBytes(each.bytes) })))
+              ? ranks(top.map((each) => ({ name: hostLink(each.host), title: textOf(each.host), amount: numeric(each.bytes), text: formatBytes(each.bytes) })))
               : blank(null, "Nothing to reclaim.")),
             panel("Largest findings across the fleet", {}, ruleTable(summary)),
             panel("Recent runs", {}, runTable(summary))),
