@@ -9,9 +9,14 @@ import { examplePolicies, joinPage, startHub } from "./mock_hub.mjs";
 const folder = process.env.TIDRA_IMAGES || fileURLToPath(new URL("../../docs/images", import.meta.url));
 const wide = { width: 1360, height: 900 };
 const pictures = [
-  ["dashboard-overview", "#/", wide, "light"], ["dashboard-overview-dark", "#/", wide, "dark"], ["dashboard-hosts", "#/hosts?sort=reclaimable&dir=desc", wide, "light"],
-  ["dashboard-host", "#/host/ci-runner-03", wide, "light"], ["dashboard-policies", "#/policies/developer", wide, "light"], ["dashboard-activity", "#/activity", wide, "light"],
-  ["dashboard-phone", "#/", { width: 390, height: 844 }, "light"], ["dashboard-phone-hosts", "#/hosts", { width: 390, height: 844 }, "dark"],
+  ["dashboard-overview", "#/", wide, "light"],
+  ["dashboard-overview-dark", "#/", wide, "dark"],
+  ["dashboard-hosts", "#/hosts?sort=reclaimable&dir=desc", wide, "light"],
+  ["dashboard-host", "#/host/ci-runner-03", wide, "light"],
+  ["dashboard-policies", "#/policies/developer", wide, "light"],
+  ["dashboard-activity", "#/activity", wide, "light"],
+  ["dashboard-phone", "#/", { width: 390, height: 844 }, "light"],
+  ["dashboard-phone-hosts", "#/hosts", { width: 390, height: 844 }, "dark"],
 ];
 
 mkdirSync(folder, { recursive: true });

@@ -1,7 +1,7 @@
 // The hub's API, and the token that opens it.
 
 const tokenKey = "tidraHubToken";
-const requestTimeout = 30000;  // milliseconds
+const requestTimeout = 30000; // milliseconds
 
 // A refusal of the hub (`status` as in HTTP), or the lack of any answer (`status` 0).
 class ApiError extends Error {
@@ -39,7 +39,13 @@ async function send(path, { method = "GET", body } = {}) {
   // Every write is told to be JSON: no other site can make a browser send that without being asked first.
   if (method !== "GET") headers["Content-Type"] = "application/json";
   try {
-    return await fetch(`/api/v1/${path}`, { method, body, headers, cache: "no-store", signal: AbortSignal.timeout(requestTimeout) });
+    return await fetch(`/api/v1/${path}`, {
+      method,
+      body,
+      headers,
+      cache: "no-store",
+      signal: AbortSignal.timeout(requestTimeout),
+    });
   } catch (error) {
     const reason = error.name === "TimeoutError" ? "it did not answer in time" : "there was no connection";
     throw new ApiError(0, `The hub cannot be reached: ${reason}.`);

@@ -27,7 +27,13 @@ function namedPoints(count, width) {
 // A chart of `points` ({ value, name, lines, mark }) in one of two kinds: "bars" or "line". `label` says what it shows.
 function chart({ kind, points, label, isBytes = true, height = 220 }) {
   // The holder takes the focus, since the picture is drawn anew for every width.
-  const holder = h("div", { class: "chart", style: `min-height:${height}px`, role: "img", tabindex: 0, "data-keep": `chart ${label}` });
+  const holder = h("div", {
+    class: "chart",
+    style: `min-height:${height}px`,
+    role: "img",
+    tabindex: 0,
+    "data-keep": `chart ${label}`,
+  });
   const most = Math.max(0, ...points.map((point) => point.value));
   const ticks = axisTicks(most, isBytes);
   const format = (value) => (isBytes ? formatBytes(value, unitOf(ticks.at(-1))) : formatCount(value));
@@ -40,7 +46,10 @@ function chart({ kind, points, label, isBytes = true, height = 220 }) {
     attachTips(holder, picture, points, placeOf(kind, points.length, width), width);
     holder.replaceChildren(picture);
   };
-  holder.setAttribute("aria-label", `${label}. ${counted(points.length, "point")}, at most ${format(most)}. Arrow keys read the points.`);
+  holder.setAttribute(
+    "aria-label",
+    `${label}. ${counted(points.length, "point")}, at most ${format(most)}. Arrow keys read the points.`,
+  );
   new ResizeObserver(draw).observe(holder);
   return holder;
 }
@@ -59,7 +68,8 @@ function drawChart({ kind, points, ticks, format, width, height }) {
   for (const tick of ticks) {
     picture.append(
       svg("line", { class: "rule", x1: margins.left, x2: width - margins.right, y1: y(tick), y2: y(tick) }),
-      svg("text", { x: margins.left - 10, y: y(tick) + 4, "text-anchor": "end" }, format(tick)));
+      svg("text", { x: margins.left - 10, y: y(tick) + 4, "text-anchor": "end" }, format(tick)),
+    );
   }
   for (const index of namedPoints(points.length, width - margins.left)) {
     const atEnd = kind === "line" && index === points.length - 1 && points.length > 1;
@@ -74,8 +84,21 @@ function drawBars(picture, points, x, y, bottom, room) {
   const width = Math.max(1, Math.min(34, room * 0.68));
   points.forEach((point, index) => {
     const top = point.value > 0 ? Math.min(y(point.value), bottom - 1.5) : bottom;
-    picture.append(svg("rect", { class: "bar-mark", "data-index": index, x: x(index) - width / 2, y: top, width, height: bottom - top, rx: Math.min(3, width / 3) }));
-    if (point.mark) picture.append(svg("circle", { class: point.mark, cx: x(index), cy: bottom + 5, r: Math.min(3, Math.max(1.5, width / 3)) }));
+    picture.append(
+      svg("rect", {
+        class: "bar-mark",
+        "data-index": index,
+        x: x(index) - width / 2,
+        y: top,
+        width,
+        height: bottom - top,
+        rx: Math.min(3, width / 3),
+      }),
+    );
+    if (point.mark)
+      picture.append(
+        svg("circle", { class: point.mark, cx: x(index), cy: bottom + 5, r: Math.min(3, Math.max(1.5, width / 3)) }),
+      );
   });
 }
 
@@ -85,7 +108,8 @@ function drawLine(picture, points, x, y, bottom) {
     svg("path", { class: "area", d: `${path}L${x(points.length - 1)} ${bottom}L${x(0)} ${bottom}Z` }),
     svg("path", { class: "line-mark", d: path }),
     svg("line", { class: "cursor", y1: margins.top, y2: bottom, visibility: "hidden" }),
-    svg("circle", { class: "spot", r: 4.5, visibility: "hidden" }));
+    svg("circle", { class: "spot", r: 4.5, visibility: "hidden" }),
+  );
   const spot = picture.querySelector(".spot");
   const cursor = picture.querySelector(".cursor");
   picture.showPoint = (index) => {
@@ -126,7 +150,12 @@ function attachTips(holder, picture, points, x, width) {
   holder.onkeydown = (event) => {
     const last = points.length - 1;
     const from = active === null ? last : active;
-    const steps = { ArrowLeft: active === null ? last : Math.max(0, from - 1), ArrowRight: Math.min(last, from + 1), Home: 0, End: last };
+    const steps = {
+      ArrowLeft: active === null ? last : Math.max(0, from - 1),
+      ArrowRight: Math.min(last, from + 1),
+      Home: 0,
+      End: last,
+    };
     if (event.key === "Escape") return show(null);
     if (!Object.hasOwn(steps, event.key)) return;
     event.preventDefault();

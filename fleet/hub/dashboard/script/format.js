@@ -56,7 +56,11 @@ function relativeWords(time, now = Date.now()) {
 function timeElement(text) {
   const time = parseTime(text);
   if (!time) return h("span", { class: "soft" }, "unknown");
-  return h("time", { datetime: time.toISOString(), title: exactTimes.format(time), "data-relative": true }, relativeWords(time));
+  return h(
+    "time",
+    { datetime: time.toISOString(), title: exactTimes.format(time), "data-relative": true },
+    relativeWords(time),
+  );
 }
 
 // Brings the relative times under `parent` up to date.
@@ -74,7 +78,10 @@ function parseDay(text) {
 
 function formatDuration(seconds) {
   const size = numeric(seconds);
-  const unit = (value, name) => new Intl.NumberFormat(undefined, { style: "unit", unit: name, unitDisplay: "short", maximumFractionDigits: 1 }).format(value);
+  const unit = (value, name) =>
+    new Intl.NumberFormat(undefined, { style: "unit", unit: name, unitDisplay: "short", maximumFractionDigits: 1 }).format(
+      value,
+    );
   if (size < 90) return unit(size < 10 ? size : Math.round(size), "second");
   if (size < 5400) return unit(Math.round(size / 60), "minute");
   if (size < 172800) return unit(size / 3600, "hour");
@@ -83,6 +90,8 @@ function formatDuration(seconds) {
 
 // "tierNotAutoCleaned" as words.
 function words(camelCase) {
-  const spaced = textOf(camelCase).replace(/([a-z])([A-Z])/g, "$1 $2").toLowerCase();
+  const spaced = textOf(camelCase)
+    .replace(/([a-z])([A-Z])/g, "$1 $2")
+    .toLowerCase();
   return spaced.charAt(0).toUpperCase() + spaced.slice(1);
 }

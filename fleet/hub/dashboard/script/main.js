@@ -1,6 +1,6 @@
 // Chooses the view, reads its data, and shows what stands in the way when they cannot be read.
 
-const refreshInterval = 30000;  // milliseconds
+const refreshInterval = 30000; // milliseconds
 const views = { overview: overviewView, hosts: hostsView, host: hostView, policies: policiesView, activity: activityView };
 
 const main = document.getElementById("main");
@@ -8,7 +8,7 @@ const updated = document.getElementById("updated");
 const refreshButton = document.getElementById("refresh");
 const hubTitle = document.getElementById("hub-title").textContent;
 
-let current = null;  // { route, view, data, loadedAt }
+let current = null; // { route, view, data, loadedAt }
 let tokenDismissed = false;
 
 function setBanner(...content) {
@@ -35,7 +35,11 @@ function showFailure(page, error) {
   if (page !== current) return;
   if (error.status === 401) return showLocked(page, error);
   if (error.status === 404 && page.view.missing) return replaceContent(main, page.view.missing());
-  if (page.shown) return setBanner(h("span", null, `${error.message} What you see is from ${clockTimes.format(page.loadedAt || Date.now())}.`), retryButton());
+  if (page.shown)
+    return setBanner(
+      h("span", null, `${error.message} What you see is from ${clockTimes.format(page.loadedAt || Date.now())}.`),
+      retryButton(),
+    );
   replaceContent(main, blankPage("The data could not be read", error.message, retryButton()));
 }
 
@@ -43,8 +47,14 @@ async function showLocked(page, error) {
   page.shown = false;
   inventory.rows = [];
   inventory.complete = false;
-  replaceContent(main, blankPage("This hub is locked", token.value ? "The saved token is not accepted." : `It answers: ${error.message}.`,
-    h("button", { type: "button", class: "primary", onclick: enterToken }, "Enter the admin token")));
+  replaceContent(
+    main,
+    blankPage(
+      "This hub is locked",
+      token.value ? "The saved token is not accepted." : `It answers: ${error.message}.`,
+      h("button", { type: "button", class: "primary", onclick: enterToken }, "Enter the admin token"),
+    ),
+  );
   if (tokenDismissed) return;
   await enterToken();
 }
@@ -95,7 +105,8 @@ function markTab(route) {
 
 function openRoute() {
   const route = parseRoute(location.hash);
-  const same = current && current.route.view === route.view && current.route.name === route.name && current.view.follow && current.shown;
+  const same =
+    current && current.route.view === route.view && current.route.name === route.name && current.view.follow && current.shown;
   markTab(route);
   hideTip();
   if (same) {
@@ -105,13 +116,17 @@ function openRoute() {
   const view = views[route.view];
   const first = current === null;
   const page = { route, loadedAt: null };
-  page.view = view.create(route, (data) => renderPage(page, data), () => reload(true));
+  page.view = view.create(
+    route,
+    (data) => renderPage(page, data),
+    () => reload(true),
+  );
   current = page;
   setBanner();
   const title = typeof view.title === "function" ? view.title(route) : view.title;
   document.title = `${title} · ${hubTitle}`;
-  const known = page.view.known?.();
-  if (known) renderPage(page, known);
+  const earlier = page.view.earlier?.();
+  if (earlier) renderPage(page, earlier);
   else replaceContent(main, page.view.placeholder());
   scrollTo(0, 0);
   if (!first) main.focus({ preventScroll: true });
@@ -129,7 +144,7 @@ function start() {
   refreshButton.addEventListener("click", () => reload());
   document.getElementById("token").addEventListener("click", async () => {
     if (!(await askToken(false))) return;
-    tokenDismissed = !token.value;  // who forgets the token does not want to be asked for it at once
+    tokenDismissed = !token.value; // who forgets the token does not want to be asked for it at once
     await reload(true);
   });
   setInterval(() => {
@@ -144,9 +159,12 @@ function start() {
   }, 5000);
   openRoute();
   // A hub that asks for no token needs no button for it.
-  api.info().then((info) => {
-    document.getElementById("token").hidden = info.authRequired === "false" && !token.value;
-  }).catch(() => {});
+  api
+    .info()
+    .then((info) => {
+      document.getElementById("token").hidden = info.authRequired === "false" && !token.value;
+    })
+    .catch(() => {});
 }
 
 start();

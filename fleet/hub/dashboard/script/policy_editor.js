@@ -5,15 +5,22 @@ const policyNameRule = /^[A-Za-z0-9\-_.]+$/;
 // Drafts by policy name ("" for a new one): a draft outlives a look at another view.
 const drafts = new Map();
 
-const jsonToken = /[ \t\r\n]*(?:("(?:[^"\\\u0000-\u001f]|\\(?:["\\/bfnrt]|u[0-9a-fA-F]{4}))*"|-?(?:0|[1-9]\d*)(?:\.\d+)?(?:[eE][+-]?\d+)?|true|false|null)|([{}[\],:]))/y;
+const jsonToken =
+  /[ \t\r\n]*(?:("(?:[^"\\\u0000-\u001f]|\\(?:["\\/bfnrt]|u[0-9a-fA-F]{4}))*"|-?(?:0|[1-9]\d*)(?:\.\d+)?(?:[eE][+-]?\d+)?|true|false|null)|([{}[\],:]))/y;
 
-const expectedWords = { value: "a value", "value or ]": "a value or ]", key: "a name in quotes", "key or }": "a name in quotes or }", ":": "a colon" };
+const expectedWords = {
+  value: "a value",
+  "value or ]": "a value or ]",
+  key: "a name in quotes",
+  "key or }": "a name in quotes or }",
+  ":": "a colon",
+};
 
 // Where a text ceases to be JSON and what should stand there: { place, wanted }. The browser's own reader does not say, or says
 // it differently in each browser.
 function findJsonFault(text) {
-  const open = [];  // the brackets that are open
-  let expected = "value";  // "value", "value or ]", "key", "key or }", ":" or "end" (a comma, a closing bracket, or nothing more)
+  const open = []; // the brackets that are open
+  let expected = "value"; // "value", "value or ]", "key", "key or }", ":" or "end" (a comma, a closing bracket, or nothing more)
   const after = { "{": "key or }", "[": "value or ]" };
   for (let place = 0; ;) {
     jsonToken.lastIndex = place;
@@ -29,7 +36,10 @@ function findJsonFault(text) {
     else if (mark in after && wantsValue) expected = after[open[open.push(mark) - 1]];
     else if (mark === ":" && expected === ":") expected = "value";
     else if (mark === "," && expected === "end" && open.length) expected = open.at(-1) === "{" ? "key" : "value";
-    else if ((mark === "}" && open.at(-1) === "{" && /}|end/.test(expected)) || (mark === "]" && open.at(-1) === "[" && /]|end/.test(expected))) {
+    else if (
+      (mark === "}" && open.at(-1) === "{" && /}|end/.test(expected)) ||
+      (mark === "]" && open.at(-1) === "[" && /]|end/.test(expected))
+    ) {
       open.pop();
       expected = "end";
     } else {
@@ -62,7 +72,10 @@ function faultOfText(text) {
     const { place, wanted } = findJsonFault(text);
     // What is missing at the end is missing in the last line that holds something.
     const shown = Math.min(place, text.trimEnd().length);
-    return { message: `Line ${formatCount(lineOf(text, shown))} is not valid JSON: ${wanted} is expected where the selection begins.`, place: shown };
+    return {
+      message: `Line ${formatCount(lineOf(text, shown))} is not valid JSON: ${wanted} is expected where the selection begins.`,
+      place: shown,
+    };
   }
 }
 
@@ -89,8 +102,26 @@ function policyEditor({ name, original, taken, ondone }) {
   const problem = h("p", { class: "problem", role: "alert", id: "policy-problem" });
   const nameProblem = h("p", { class: "problem", role: "alert", id: "name-problem" });
   const keep = () => drafts.set(name, { name: nameInput.value, text: area.value });
-  const nameInput = h("input", { name: "name", value: draft.name, autocomplete: "off", spellcheck: "false", "aria-describedby": "name-problem", oninput: keep });
-  const area = h("textarea", { class: "editor", id: "policy-text", name: "text", spellcheck: "false", "aria-describedby": "policy-problem", oninput: keep }, draft.text);
+  const nameInput = h("input", {
+    name: "name",
+    value: draft.name,
+    autocomplete: "off",
+    spellcheck: "false",
+    "aria-describedby": "name-problem",
+    oninput: keep,
+  });
+  const area = h(
+    "textarea",
+    {
+      class: "editor",
+      id: "policy-text",
+      name: "text",
+      spellcheck: "false",
+      "aria-describedby": "policy-problem",
+      oninput: keep,
+    },
+    draft.text,
+  );
   const save = h("button", { type: "submit", class: "primary" }, "Save policy");
   const refuse = (message, place) => {
     problem.textContent = message;
@@ -113,10 +144,15 @@ function policyEditor({ name, original, taken, ondone }) {
     const fault = faultOfText(area.value);
     if (fault) return refuse(fault.message, fault.place);
     try {
-      const current = name ? await api.policy(name).catch((error) => (error.status === 404 ? base : Promise.reject(error))) : base;
+      const current = name
+        ? await api.policy(name).catch((error) => (error.status === 404 ? base : Promise.reject(error)))
+        : base;
       if (current !== base) {
-        base = current;  // seen now: the next save is meant
-        return refuse("Someone else has changed this policy since you opened it. Save again to replace their version with yours.", null);
+        base = current; // seen now: the next save is meant
+        return refuse(
+          "Someone else has changed this policy since you opened it. Save again to replace their version with yours.",
+          null,
+        );
       }
       await api.putPolicy(target, area.value);
     } catch (error) {
@@ -125,18 +161,37 @@ function policyEditor({ name, original, taken, ondone }) {
     drafts.delete(name);
     ondone(target);
   };
-  return h("form", {
-    onsubmit: async (event) => {
-      event.preventDefault();
-      problem.textContent = "";
-      area.removeAttribute("aria-invalid");
-      save.disabled = true;
-      await submit();
-      save.disabled = false;
+  return h(
+    "form",
+    {
+      onsubmit: async (event) => {
+        event.preventDefault();
+        problem.textContent = "";
+        area.removeAttribute("aria-invalid");
+        save.disabled = true;
+        await submit();
+        save.disabled = false;
+      },
     },
-  },
-  !name && [h("label", { class: "field" }, "Name", nameInput), nameProblem, h("p", null, "\u00a0")],
-  h("div", { class: "field" }, h("label", { for: "policy-text" }, "Policy (JSON)"), area), problem,
-  h("div", { class: "tools below" }, save, h("button", { type: "button", onclick: format }, "Format"),
-    h("button", { type: "button", onclick: () => { drafts.delete(name); ondone(null); } }, "Cancel")));
+    !name && [h("label", { class: "field" }, "Name", nameInput), nameProblem, h("p", null, "\u00a0")],
+    h("div", { class: "field" }, h("label", { for: "policy-text" }, "Policy (JSON)"), area),
+    problem,
+    h(
+      "div",
+      { class: "tools below" },
+      save,
+      h("button", { type: "button", onclick: format }, "Format"),
+      h(
+        "button",
+        {
+          type: "button",
+          onclick: () => {
+            drafts.delete(name);
+            ondone(null);
+          },
+        },
+        "Cancel",
+      ),
+    ),
+  );
 }

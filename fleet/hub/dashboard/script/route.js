@@ -4,7 +4,7 @@ function decode(text) {
   try {
     return decodeURIComponent(text);
   } catch {
-    return text;  // a stray "%": taken as it stands
+    return text; // a stray "%": taken as it stands
   }
 }
 

@@ -22,7 +22,11 @@ function sortRows(rows, valueOf, descending) {
 
 function headerCell(column, state, onsort) {
   const sorted = state.sort === column.key;
-  const attributes = { scope: "col", class: column.number ? "number" : "", "aria-sort": sorted && (state.descending ? "descending" : "ascending") };
+  const attributes = {
+    scope: "col",
+    class: column.number ? "number" : "",
+    "aria-sort": sorted && (state.descending ? "descending" : "ascending"),
+  };
   if (!column.value) return h("th", attributes, column.label);
   const sort = () => onsort(column.key, sorted ? !state.descending : Boolean(column.number));
   return h("th", attributes, h("button", { type: "button", "data-keep": `sort ${column.key}`, onclick: sort }, column.label));
@@ -42,21 +46,62 @@ function table(columns, rows, options) {
     if (event.target.closest("a, button") || String(getSelection())) return;
     location.hash = options.address(row);
   };
-  const body = shown.map((row) => h("tr", options.address && { class: "opens", onclick: (event) => open(event, row) },
-    columns.map((each) => h("td", { class: `${each.number ? "number" : ""} ${each.minor ? "minor" : ""}`, "data-label": each.label }, each.cell(row)))));
-  const head = columns.map((each) => (options.onstate ? headerCell(each, state, (sort, descending) => change({ sort, descending, page: 1 }))
-    : h("th", { scope: "col", class: each.number ? "number" : "" }, each.label)));
+  const body = shown.map((row) =>
+    h(
+      "tr",
+      options.address && { class: "opens", onclick: (event) => open(event, row) },
+      columns.map((each) =>
+        h(
+          "td",
+          { class: `${each.number ? "number" : ""} ${each.minor ? "minor" : ""}`, "data-label": each.label },
+          each.cell(row),
+        ),
+      ),
+    ),
+  );
+  const head = columns.map((each) =>
+    options.onstate
+      ? headerCell(each, state, (sort, descending) => change({ sort, descending, page: 1 }))
+      : h("th", { scope: "col", class: each.number ? "number" : "" }, each.label),
+  );
   return [
-    h("div", { class: "scroll" }, h("table", { class: "stacks" }, h("caption", { class: "unseen" }, options.caption),
-      h("thead", null, h("tr", null, head)), h("tbody", null, body))),
+    h(
+      "div",
+      { class: "scroll" },
+      h(
+        "table",
+        { class: "stacks" },
+        h("caption", { class: "unseen" }, options.caption),
+        h("thead", null, h("tr", null, head)),
+        h("tbody", null, body),
+      ),
+    ),
     pages > 1 && pager(page, pages, rows.length, (next) => change({ page: next })),
   ];
 }
 
 function pager(page, pages, count, turn) {
   const first = (page - 1) * pageSize + 1;
-  const button = (text, target) => h("button", { type: "button", disabled: target < 1 || target > pages, "data-keep": `page ${text}`, onclick: () => turn(target) }, text);
-  return h("div", { class: "pager" },
-    h("span", { role: "status" }, `${formatCount(first)}–${formatCount(Math.min(count, page * pageSize))} of ${formatCount(count)}`),
-    h("div", null, button("Previous", page - 1), h("span", null, `Page ${formatCount(page)} of ${formatCount(pages)}`), button("Next", page + 1)));
+  const button = (text, target) =>
+    h(
+      "button",
+      { type: "button", disabled: target < 1 || target > pages, "data-keep": `page ${text}`, onclick: () => turn(target) },
+      text,
+    );
+  return h(
+    "div",
+    { class: "pager" },
+    h(
+      "span",
+      { role: "status" },
+      `${formatCount(first)}–${formatCount(Math.min(count, page * pageSize))} of ${formatCount(count)}`,
+    ),
+    h(
+      "div",
+      null,
+      button("Previous", page - 1),
+      h("span", null, `Page ${formatCount(page)} of ${formatCount(pages)}`),
+      button("Next", page + 1),
+    ),
+  );
 }
