@@ -103,8 +103,9 @@ async function readBody(request) {
   return Buffer.concat(parts).toString("utf8");
 }
 
-// Starts a hub; `options` are its fields: hosts, policies, title, token, ignoresParts (a hub without limit and offset), mostRows (it sends at once), failing
-// (a status that every request is answered with). Fields may be changed while it runs; `requests` lists what it was asked.
+// Starts a hub. `options` are its fields: hosts, policies, events, title, token, ignoresParts (it knows no limit and offset),
+// mostRows (hosts that it sends at once) and failing (a status that every request is answered with). They may be changed while it
+// runs; `requests` lists what it was asked.
 export async function startHub(page, options = {}) {
   const hub = {
     hosts: [],

@@ -1,7 +1,7 @@
 // Charts in SVG, drawn at the width they have. A chart is one stop of the keyboard: the arrow keys walk its points, and each is
 // told as the pointer's tooltip tells it.
 
-const margins = { top: 10, right: 8, bottom: 26, left: 64 };
+const margins = { top: 10, right: 14, bottom: 26, left: 64 };
 
 // Round values for an axis from 0 to at least `most`; sizes are rounded in their own unit.
 function axisTicks(most, isBytes) {
