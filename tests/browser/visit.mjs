@@ -19,8 +19,8 @@ export const closeBrowser = () => browser?.close();
 // breaches of the content policy. `expected` matches complaints that belong to the case.
 export async function visit(fragment, hubOptions, steps, { context = {}, expected = /^$/, wait = ".panel" } = {}) {
   const hub = await startHub(html, { hosts: makeFleet(40), policies: examplePolicies(), ...hubOptions });
-  const session = await browser.newContext({ locale: "en-GB", ...context });
-  const page = await session.newPage();
+  const profile = await browser.newContext({ locale: "en-GB", ...context });
+  const page = await profile.newPage();
   page.setDefaultTimeout(8000);
   const complaints = [];
   page.on("pageerror", (error) => complaints.push(error.message));
@@ -41,7 +41,7 @@ export async function visit(fragment, hubOptions, steps, { context = {}, expecte
       [],
     );
   } finally {
-    await session.close();
+    await profile.close();
     await hub.close();
   }
 }

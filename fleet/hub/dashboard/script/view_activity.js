@@ -79,6 +79,7 @@ const activityView = {
       filters = { ...filters, ...next };
       keepFilters(route, filters);
       show();
+      announce(counted(filterEvents(events, filters).length, "event"));
     };
     const showControls = () => {
       const kinds = [...new Set([...Object.keys(kindWords), ...events.map((event) => textOf(event.kind))])];

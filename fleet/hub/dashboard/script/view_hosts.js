@@ -132,6 +132,7 @@ const hostsView = {
       filters = { ...filters, ...next };
       keepFilters(route, filters);
       show();
+      announce(counted(filterHosts(inventory.rows, filters).length, "host"));
     };
     const chosen = () =>
       sortRows(

@@ -91,7 +91,8 @@ function trendChart(summary) {
 function trendAbout(summary) {
   const trend = listOf(summary.trend).map(mapOf);
   const sum = (key) => trend.reduce((total, point) => total + numeric(point[key]), 0);
-  return `${formatBytes(sum("disposedBytes"))} in ${counted(trend.length, "day")} · ${counted(sum("runs"), "run")} · ${counted(sum("failures"), "failure")}`;
+  const freed = `${formatBytes(sum("disposedBytes"))} in ${counted(trend.length, "day")}`;
+  return [freed, counted(sum("runs"), "run"), counted(sum("failures"), "failure")].join(" · ");
 }
 
 function categoryRanks(summary) {
