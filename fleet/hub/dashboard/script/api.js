@@ -1,0 +1,108 @@
+// The hub's API, and the token that opens it.
+
+const tokenKey = "tidraHubToken";
+const requestTimeout = 30000; // milliseconds
+
+// A refusal of the hub (`status` as in HTTP), or the lack of any answer (`status` 0).
+class ApiError extends Error {
+  constructor(status, message) {
+    super(message);
+    this.status = status;
+  }
+}
+
+const token = {
+  value: null,
+  // A browser may refuse to store anything; the token then lives as long as the page.
+  load() {
+    try {
+      this.value = localStorage.getItem(tokenKey);
+    } catch {
+      this.value = null;
+    }
+  },
+  save(text) {
+    this.value = text || null;
+    try {
+      if (text) localStorage.setItem(tokenKey, text);
+      else localStorage.removeItem(tokenKey);
+    } catch {
+      // kept for this visit only
+    }
+  },
+};
+
+async function send(path, { method = "GET", body } = {}) {
+  const headers = {};
+  // A header's value is Latin-1 to the browser; what is not could not be a token of any hub.
+  if (token.value && /^[\x20-\x7e]+$/.test(token.value)) headers.Authorization = `Bearer ${token.value}`;
+  // Every write is told to be JSON: no other site can make a browser send that without being asked first.
+  if (method !== "GET") headers["Content-Type"] = "application/json";
+  try {
+    return await fetch(`/api/v1/${path}`, {
+      method,
+      body,
+      headers,
+      cache: "no-store",
+      signal: AbortSignal.timeout(requestTimeout),
+    });
+  } catch (error) {
+    const reason = error.name === "TimeoutError" ? "it did not answer in time" : "there was no connection";
+    throw new ApiError(0, `The hub cannot be reached: ${reason}.`);
+  }
+}
+
+async function refusal(response) {
+  let message = "";
+  try {
+    message = textOf(JSON.parse(await response.text()).error);
+  } catch {
+    // not the hub's own words; a proxy may have answered
+  }
+  return new ApiError(response.status, message || `The hub answered with status ${response.status}.`);
+}
+
+async function request(path, options) {
+  const response = await send(path, options);
+  if (!response.ok) throw await refusal(response);
+  return response;
+}
+
+async function requestJSON(path, options) {
+  const response = await request(path, options);
+  try {
+    return await response.json();
+  } catch {
+    throw new ApiError(0, "The hub's answer is not JSON; is something else answering at this address?");
+  }
+}
+
+const listOf = (value) => (Array.isArray(value) ? value : []);
+const mapOf = (value) => (value && typeof value === "object" && !Array.isArray(value) ? value : {});
+
+const api = {
+  info: () => requestJSON("info"),
+  summary: () => requestJSON("summary"),
+  host: (name) => requestJSON(`hosts/${encodeURIComponent(name)}`),
+  removeHost: (name) => requestJSON(`hosts/${encodeURIComponent(name)}`, { method: "DELETE" }),
+  setNote: (name, note) => requestJSON(`hosts/${encodeURIComponent(name)}/note`, { method: "PUT", body: note }),
+  policies: async () => listOf((await requestJSON("policies")).policies).map(textOf),
+  policy: async (name) => (await request(`policies/${encodeURIComponent(name)}`)).text(),
+  putPolicy: (name, text) => requestJSON(`policies/${encodeURIComponent(name)}`, { method: "PUT", body: text }),
+  removePolicy: (name) => requestJSON(`policies/${encodeURIComponent(name)}`, { method: "DELETE" }),
+  events: async () => listOf((await requestJSON("events?n=200")).events),
+
+  // Some rows without their history, and `total`, how many there are; `total` is null when the hub knows no such parts of the
+  // list and has sent the whole of it.
+  async hosts(query) {
+    const response = await request(`hosts?${new URLSearchParams({ history: 0, ...query })}`);
+    const header = response.headers.get("X-Total-Count");
+    let rows;
+    try {
+      rows = listOf((await response.json()).hosts);
+    } catch {
+      throw new ApiError(0, "The hub's answer is not JSON; is something else answering at this address?");
+    }
+    return { rows, total: header === null || !/^\d+$/.test(header) ? null : Number(header) };
+  },
+};
