@@ -60,8 +60,8 @@ DisposalOutcome TidraDeletionService::dispose(const std::vector<Item>& items, Di
 }
 
 DisposalReceipt TidraDeletionService::disposeTarget(const std::string& target, bool dryRun) {
-  const auto command = ToolTargets::commandFor(target, setting_.resolver);
-  if (!dryRun) ToolTargets::run(command, setting_.resolver, setting_.shouldCancel);
+  const auto command = setting_.tools.commandFor(target, setting_.resolver);
+  if (!dryRun) setting_.tools.run(command, setting_.resolver, setting_.shouldCancel);
   return {.path = target,
           .method = DisposalMethod::delete_,
           .destination = std::nullopt,

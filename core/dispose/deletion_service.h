@@ -11,6 +11,7 @@
 
 #include "core/dispose/protected_places.h"
 #include "core/dispose/quarantine.h"
+#include "core/dispose/tool_targets.h"
 #include "core/dispose/trash_disposer.h"
 #include "core/model/disposal.h"
 #include "core/platform/mount_table.h"
@@ -30,6 +31,7 @@ class TidraDeletionService {
     std::function<TimePoint()> clock;
     std::function<bool()> shouldCancel;  // polled on the caller's thread; absent: never
     bool finishesItems = false;          // a path that was begun is carried through all the same
+    ToolTargets tools = {};
   };
 
   /// What is known of an item besides its path.

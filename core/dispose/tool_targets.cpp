@@ -8,7 +8,6 @@
 #include "core/platform/path_text.h"
 #include "core/platform/process_runner.h"
 #include "core/scan/probes/conda_probe.h"
-#include "core/scan/probes/docker_probe.h"
 #include "core/scan/probes/pip_orphan_probe.h"
 
 namespace tidra {
@@ -22,8 +21,7 @@ std::optional<std::string> nameAfter(const std::string& target, std::string_view
   return target.substr(prefix.size());
 }
 
-ToolTargets::Command dockerCommand(const std::string& target, const TidraPathResolver& resolver) {
-  const auto engine = DockerArtifactProbe::findEngine(resolver.environment);
+ToolTargets::Command dockerCommand(const std::string& target, const std::optional<std::string>& engine) {
   if (!engine) throw DisposalError("Docker not found");
   if (target == "docker:prune:dangling") return {*engine, {"image", "prune", "-f"}};
   if (target == "docker:prune:buildcache") return {*engine, {"builder", "prune", "-f"}};
@@ -71,15 +69,15 @@ std::string safeSearchPath(const TidraPathResolver& resolver, const std::optiona
 
 }  // namespace
 
-ToolTargets::Command ToolTargets::commandFor(const std::string& target, const TidraPathResolver& resolver) {
-  if (target.starts_with("docker:")) return dockerCommand(target, resolver);
+ToolTargets::Command ToolTargets::commandFor(const std::string& target, const TidraPathResolver& resolver) const {
+  if (target.starts_with("docker:")) return dockerCommand(target, findEngine(resolver.environment));
   if (target.starts_with("conda:")) return condaCommand(target, resolver);
   if (target.starts_with("pip:orphan:")) return pipCommand(target, resolver);
   throw DisposalError("Unknown target");
 }
 
 void ToolTargets::run(const Command& command, const TidraPathResolver& resolver,
-                      const std::function<bool()>& shouldCancel) {
+                      const std::function<bool()>& shouldCancel) const {
   Environment environment = resolver.environment;
   environment["LC_ALL"] = "C";
   environment["HOME"] = resolver.home;
@@ -90,6 +88,7 @@ void ToolTargets::run(const Command& command, const TidraPathResolver& resolver,
                                           .environment = std::move(environment),
                                           .timeoutSeconds = timeoutSeconds,
                                           .shouldCancel = shouldCancel});
+  if (!result && shouldCancel && shouldCancel()) throw DisposalError("was interrupted; its tool was stopped");
   if (!result) throw DisposalError("Command could not be started or timed out");
   if (result->status != 0) throw DisposalError(fmt::format("Command failed (exit {})", result->status));
 }

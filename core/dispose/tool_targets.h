@@ -8,12 +8,11 @@
 #include <vector>
 
 #include "core/platform/path_resolver.h"
+#include "core/scan/probes/docker_probe.h"
 
 namespace tidra {
 
 struct ToolTargets {
-  static constexpr double timeoutSeconds = 600;
-
   struct Command {
     std::string executable;  // absolute
     std::vector<std::string> arguments;
@@ -21,11 +20,16 @@ struct ToolTargets {
   };
 
   /// The command that removes a target. Throws DisposalError when its tool is missing or the target is unknown.
-  static Command commandFor(const std::string& target, const TidraPathResolver& resolver);
+  Command commandFor(const std::string& target, const TidraPathResolver& resolver) const;
 
-  /// Runs it; blocks for up to ten minutes. Throws DisposalError when it does not succeed.
-  static void run(const Command& command, const TidraPathResolver& resolver,
-                  const std::function<bool()>& shouldCancel = {});
+  /// Runs it; blocks until the tool has ended, time is up or `shouldCancel` says so: the tool is killed then. Throws
+  /// DisposalError when it does not succeed.
+  void run(const Command& command, const TidraPathResolver& resolver,
+           const std::function<bool()>& shouldCancel = {}) const;
+
+  // Other values than these serve tests.
+  std::function<std::optional<std::string>(const Environment&)> findEngine = DockerArtifactProbe::findEngine;
+  double timeoutSeconds = 600;
 };
 
 }  // namespace tidra

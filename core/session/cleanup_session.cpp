@@ -75,7 +75,7 @@ std::optional<std::string> reasonItIsGone(const std::string& path, const TidraPa
     return missing ? std::optional<std::string>("Path not found") : std::nullopt;
   }
   try {
-    ToolTargets::commandFor(path, resolver);
+    ToolTargets().commandFor(path, resolver);
     return std::nullopt;
   } catch (const std::runtime_error& error) {
     return error.what();

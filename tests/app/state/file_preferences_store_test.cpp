@@ -5,10 +5,6 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#ifdef __linux__
-#include <sched.h>
-#include <sys/mount.h>
-#endif
 
 #include <random>
 
@@ -16,6 +12,7 @@
 #include "core/base/json_fields.h"
 #include "core/platform/files.h"
 #include "tests/support/message_of.h"
+#include "tests/support/temporary_mount.h"
 #include "tests/support/temporary_tree.h"
 #include "tests/support/without_privileges.h"
 
@@ -167,18 +164,12 @@ TEST_F(Preferences, WhatCannotBeReadOrWrittenIsOneSentence) {
   EXPECT_THAT(reading(unreadable), EndsWith("cannot be read: Permission denied."));
 }
 
-#ifdef __linux__
 TEST_F(Preferences, AFullDiskLeavesTheFormerState) {
-  // In mounts of its own, so that nothing remains however the test ends.
-  const std::string folder = tree.makeFolder("config/tidra");
-  if (::geteuid() != 0 || ::unshare(CLONE_NEWNS) != 0 ||
-      ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-      ::mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=128k") != 0) {
-    GTEST_SKIP() << "no file system can be mounted here";
-  }
+  const TemporaryMount disk(tree.makeFolder("config/tidra"), "size=128k");
+  if (!disk) GTEST_SKIP() << "mounting is not permitted";
   auto preferences = open();
   preferences.apply({{"a", "before"}});
-  const auto entries = [&] { return snapshotOf(folder).size(); };
+  const auto entries = [&] { return snapshotOf(disk.path()).size(); };
   const auto before = entries();
   EXPECT_THAT(messageOf<PreferencesError>([&] {
                 preferences.apply({{"a", std::string(200000, 'x')}});
@@ -188,9 +179,7 @@ TEST_F(Preferences, AFullDiskLeavesTheFormerState) {
   EXPECT_EQ(entries(), before) << "no half-written file stays";
   preferences.apply({{"a", "after"}});
   EXPECT_EQ(preferences.bytes("a"), "after");
-  EXPECT_EQ(::umount(folder.c_str()), 0);
 }
-#endif
 
 /// Runs the work in a process of its own; gives its id.
 template <class Work>

@@ -4,7 +4,11 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <sys/mount.h>
+#include <chrono>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <thread>
 
 #include "tests/core/dispose/disposal_fixture.h"
 #include "tests/support/temporary_mount.h"
@@ -195,17 +199,22 @@ TEST_F(DeletionService, WhatTheKernelHoldsStays) {
 }
 
 TEST_F(DeletionService, TheHomeFolderBehindABindMountStays) {
-  const std::string place = tree_.makeFolder("bound/home");
-  if (::mount(tree_.path("home").c_str(), place.c_str(), nullptr, MS_BIND, nullptr) != 0)
-    GTEST_SKIP() << "mounting is not permitted";
-  EXPECT_THAT(refusal(place, DisposalMethod::delete_), HasSubstr("is protected: it is or holds the home folder"));
-  ::umount2(place.c_str(), MNT_DETACH);
+  const auto bound = TemporaryMount::bind(tree_.path("home"), tree_.makeFolder("bound/home"));
+  if (!bound) GTEST_SKIP() << "mounting is not permitted";
+  EXPECT_THAT(refusal(bound.path(), DisposalMethod::delete_),
+              HasSubstr("is protected: it is or holds the home folder"));
 }
 
 /// With fake tools in "bin", which is all of the search path.
 class ToolTargetsTest : public DisposalTest {
  protected:
-  ToolTargetsTest() { resolver_.environment["PATH"] = tree_.makeFolder("bin"); }
+  ToolTargetsTest() {
+    resolver_.environment["PATH"] = tree_.makeFolder("bin");
+    tools_.findEngine = [this](const Environment&) {
+      const std::string engine = tree_.path("bin/docker");
+      return isExecutableFile(engine) ? std::optional(engine) : std::nullopt;
+    };
+  }
 
   std::string fake(const std::string& path, const std::string& body) const {
     tree_.writeFile(path, "#!/bin/sh\n" + body + "\n");
@@ -247,8 +256,6 @@ TEST_F(ToolTargetsTest, CondaTargetsRunTheCommandThatRemovesThem) {
 }
 
 TEST_F(ToolTargetsTest, DockerTargetsRunTheCommandThatRemovesThem) {
-  if (isExecutableFile("/usr/local/bin/docker") || isExecutableFile("/opt/homebrew/bin/docker"))
-    GTEST_SKIP() << "a real engine comes before a fake one";
   for (const bool dryRun : {true, false}) EXPECT_EQ(says("docker:prune:dangling", dryRun), "Docker not found");
   fake("bin/docker", "echo \"$*\" >> " + tree_.path("calls"));
   for (const auto& [target, call] :
@@ -269,6 +276,41 @@ TEST_F(ToolTargetsTest, UnknownDockerTargetsRunNothing) {
   for (const std::string unknown : {"docker:", "docker:volume:", "docker:volume:-f", "docker:prune:all", "docker:x"})
     for (const bool dryRun : {true, false}) EXPECT_EQ(says(unknown, dryRun), "Unknown Docker target") << unknown;
   EXPECT_EQ(calls(), "");
+}
+
+TEST_F(ToolTargetsTest, AToolThatHangsIsKilledWhenTimeIsUpOrTheUserCancels) {
+  // The tool tells its own number and that of a child that outlives it unless the whole group is killed.
+  const std::string hanging = "sleep 600 & echo $$ $! > " + tree_.path("numbers") + "; wait";
+  const auto lives = [](pid_t number) {
+    const auto stat = readFile("/proc/" + std::to_string(number) + "/stat");
+    return stat && stat->find(") Z ") == std::string::npos;
+  };
+  const auto allEnd = [&] {
+    std::istringstream numbers(*readFile(tree_.path("numbers")));
+    std::vector<pid_t> left{std::istream_iterator<pid_t>(numbers), {}};
+    for (int i = 0; i < 500 && !left.empty(); ++i) {
+      std::erase_if(left, [&](pid_t number) { return !lives(number); });
+      if (!left.empty()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return left.empty();
+  };
+  for (const auto& [tool, target] :
+       std::map<std::string, std::string>{{"docker", "docker:volume:data"}, {"conda", "conda:clean:packages"}}) {
+    fake("bin/" + tool, hanging);
+    tools_.timeoutSeconds = 0.3;
+    EXPECT_EQ(says(target), "Command could not be started or timed out");
+    EXPECT_TRUE(allEnd()) << tool;
+    std::filesystem::remove(tree_.path("numbers"));
+    tools_.timeoutSeconds = ToolTargets().timeoutSeconds;
+    shouldCancel_ = [this] {
+      const auto numbers = readFile(tree_.path("numbers"));
+      return numbers && !numbers->empty();
+    };
+    EXPECT_EQ(says(target), "was interrupted; its tool was stopped");
+    EXPECT_TRUE(allEnd()) << tool;
+    shouldCancel_ = {};
+    std::filesystem::remove(tree_.path("numbers"));
+  }
 }
 
 TEST_F(ToolTargetsTest, PipOfAnEnvironmentRunsOnlyWhenItWasMadeThere) {

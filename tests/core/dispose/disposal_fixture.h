@@ -32,7 +32,9 @@ class DisposalTest : public testing::Test {
                                  .protectedFolders = std::move(protectedFolders),
                                  .workers = 0,
                                  .clock = [] { return now; },
-                                 .shouldCancel = {}});
+                                 .shouldCancel = shouldCancel_,
+                                 .finishesItems = false,
+                                 .tools = tools_});
   }
   QuarantineConfig config() const { return QuarantineConfig::makeDefault(resolver_); }
   QuarantineDisposer disposer() const { return {config(), resolver_, "a-host", mountPoints()}; }
@@ -72,6 +74,8 @@ class DisposalTest : public testing::Test {
 
   const TemporaryTree tree_;
   TidraPathResolver resolver_;
+  ToolTargets tools_;
+  std::function<bool()> shouldCancel_;
 };
 
 }  // namespace tidra

@@ -200,9 +200,8 @@ TEST_F(ItemRemovalTest, LeavesWhatIsMountedInsideAlone) {
 
 TEST_F(ItemRemovalTest, LeavesABindMountOfTheSameVolumeAlone) {
   tree_.writeFile("victim/f", "precious");
-  const std::string place = tree_.makeFolder("item/bound");
-  if (::mount(tree_.path("victim").c_str(), place.c_str(), nullptr, MS_BIND, nullptr) != 0)
-    GTEST_SKIP() << "mounting is not permitted";
+  const auto bound = TemporaryMount::bind(tree_.path("victim"), tree_.makeFolder("item/bound"));
+  if (!bound) GTEST_SKIP() << "mounting is not permitted";
   EXPECT_THAT(messageOf<DisposalError>([&] { remove(tree_.path("item")); }), HasSubstr("mounted file system"));
   EXPECT_TRUE(fs::exists(tree_.path("victim/f")));
   for (const std::string& leftover : leftovers()) ::umount2((leftover + "/bound").c_str(), MNT_DETACH);
