@@ -37,13 +37,13 @@ CleanupPlan readPlan(const std::string& file, const std::string& host, bool forc
 }
 
 /// None when it was interrupted.
-std::optional<std::vector<CleanupCandidate>> checkInterruptibly(const CleanupPlan& plan, ScanRequest request,
-                                                                const RemovalOptions& options) {
+std::optional<CheckedPlan> checkInterruptibly(const CleanupPlan& plan, ScanRequest request,
+                                              const RemovalOptions& options) {
   const InterruptGuard guard;
   request.shouldCancel = &InterruptGuard::requested;
-  auto candidates = checkPlan(plan, request, {.force = options.force, .allowAnyPath = options.allowAnyPath});
+  auto checked = checkPlan(plan, request, {.force = options.force, .allowAnyPath = options.allowAnyPath});
   if (InterruptGuard::requested()) return std::nullopt;
-  return candidates;
+  return checked;
 }
 
 int runApplyCommand(ApplyOptions& options, const Program& program) {
@@ -56,14 +56,15 @@ int runApplyCommand(ApplyOptions& options, const Program& program) {
   if (plan.method == DisposalMethod::quarantine) {
     checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
   }
-  const auto candidates = checkInterruptibly(plan, request, options.removal);
-  if (!candidates) return ExitStatus::interrupted;
+  const auto checked = checkInterruptibly(plan, request, options.removal);
+  if (!checked) return ExitStatus::interrupted;
+  for (const std::string& note : checked->notes) writeNote(note);
   // What is refused anyway is not asked about.
   plan.items.clear();
-  for (const CleanupCandidate& candidate : *candidates) {
+  for (const CleanupCandidate& candidate : checked->candidates) {
     if (!candidate.refusal) plan.items.push_back(candidate.item);
   }
-  return carryOut(*candidates, plan, request, options.removal, view, program);
+  return carryOut(checked->candidates, plan, request, options.removal, view, program);
 }
 
 }  // namespace

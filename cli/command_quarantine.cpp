@@ -138,9 +138,14 @@ int restore(const QuarantineOptions& options, const Program& program) {
 }
 
 /// Manifests without an item, and what an earlier purge left, go in the same breath as what is due.
-int clearRemains(const QuarantineDisposer& quarantine, TimePoint cutOff) {
+int clearRemains(const QuarantineDisposer& quarantine, TimePoint cutOff, bool dryRun) {
   const InterruptGuard guard;
-  const auto failures = quarantine.clearRemains(cutOff, &InterruptGuard::requested).failures;
+  const auto cleared = quarantine.clearRemains(cutOff, dryRun, &InterruptGuard::requested);
+  for (const std::string& path : cleared.paths) {
+    writeNote(fmt::format("{}, of which an earlier removal left something, {} cleared away.", escapedForTerminal(path),
+                          dryRun ? "would be" : "is"));
+  }
+  const auto& failures = cleared.failures;
   writeFailures(failures);
   if (InterruptGuard::requested()) return ExitStatus::interrupted;
   return failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
@@ -172,7 +177,7 @@ int purge(const QuarantineOptions& options, const Program& program) {
     writeNote("Nothing was removed.");
     return ExitStatus::done;
   }
-  const int cleared = byName || program.options.dryRun ? ExitStatus::done : clearRemains(quarantine, cutOff);
+  const int cleared = byName ? ExitStatus::done : clearRemains(quarantine, cutOff, program.options.dryRun);
   if (cleared == ExitStatus::interrupted) return cleared;
   const int status = forEach(entries, options, program, "purged", [&](const Entry& entry) {
     if (!program.options.dryRun) quarantine.remove(entry, &InterruptGuard::requested);

@@ -23,6 +23,10 @@ constexpr std::size_t mostForeignJsonBytes = 8 * 1024 * 1024;
 nlohmann::json parseForeignJson(std::string_view text, const std::string& what,
                                 std::size_t mostBytes = mostForeignJsonBytes);
 
+/// parseForeignJson() that also refuses a key that stands twice in one object, of which one would silently not count.
+nlohmann::json parseUnambiguousJson(std::string_view text, const std::string& what,
+                                    std::size_t mostBytes = mostForeignJsonBytes);
+
 /// Objects with sorted keys, slashes unescaped, malformed UTF-8 replaced; with an indentation of two when `pretty`.
 std::string jsonText(const nlohmann::json& document, bool pretty);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <set>
 
 #include "core/base/text.h"
 
@@ -40,26 +41,69 @@ void requireShallow(std::string_view text, int mostLevels, const std::string& wh
   throw DecodingError(fmt::format("{} is not valid JSON (line {}, column {})", what, line, column));
 }
 
-}  // namespace
+/// Follows the parser through the objects and refuses keys that stand twice.
+class KeyCheck {
+ public:
+  explicit KeyCheck(const std::string& what) : what_(what) {}
 
-nlohmann::json parseForeignJson(std::string_view text, const std::string& what, std::size_t mostBytes) {
-  constexpr int mostLevels = 100;
-  if (text.size() > mostBytes) throw DecodingError(fmt::format("{} is too long", what));
-  requireShallow(text, mostLevels, what);
-  return parseJson(text, what);
-}
+  bool operator()(int, nlohmann::json::parse_event_t event, nlohmann::json& parsed) {
+    using Event = nlohmann::json::parse_event_t;
+    if (event == Event::object_start) levels_.emplace_back();
+    if (event == Event::object_end) levels_.pop_back();
+    if (event == Event::key) enter(parsed.get_ref<const std::string&>());
+    return true;
+  }
 
-nlohmann::json parseJson(std::string_view text, const std::string& what) {
+ private:
+  struct Level {
+    std::set<std::string> keys;
+    std::string current;
+  };
+
+  void enter(const std::string& key) {
+    levels_.back().current = key;
+    if (levels_.back().keys.insert(key).second) return;
+    std::string place = what_;
+    for (const Level& level : levels_) place += "." + level.current;
+    throw DecodingError(place + " stands twice; keep one of them");
+  }
+
+  const std::string& what_;
+  std::vector<Level> levels_;
+};
+
+nlohmann::json parseWith(std::string_view text, const std::string& what,
+                         const nlohmann::json::parser_callback_t& callback) {
   // The parser takes a NUL for the end of the text and would not look at what follows.
   if (const auto nul = text.find('\0'); nul != std::string_view::npos) failSyntax(text, nul, what);
   try {
-    return nlohmann::json::parse(text);
+    return nlohmann::json::parse(text, callback);
   } catch (const nlohmann::json::parse_error& error) {
     failSyntax(text, error.byte == 0 ? 0 : error.byte - 1, what);
   } catch (const nlohmann::json::exception&) {
     throw DecodingError(fmt::format("{} is not valid JSON (a number is out of range)", what));
   }
 }
+
+void requireBounded(std::string_view text, const std::string& what, std::size_t mostBytes) {
+  constexpr int mostLevels = 100;
+  if (text.size() > mostBytes) throw DecodingError(fmt::format("{} is too long", what));
+  requireShallow(text, mostLevels, what);
+}
+
+}  // namespace
+
+nlohmann::json parseForeignJson(std::string_view text, const std::string& what, std::size_t mostBytes) {
+  requireBounded(text, what, mostBytes);
+  return parseJson(text, what);
+}
+
+nlohmann::json parseUnambiguousJson(std::string_view text, const std::string& what, std::size_t mostBytes) {
+  requireBounded(text, what, mostBytes);
+  return parseWith(text, what, KeyCheck(what));
+}
+
+nlohmann::json parseJson(std::string_view text, const std::string& what) { return parseWith(text, what, nullptr); }
 
 std::string jsonText(const nlohmann::json& document, bool pretty) {
   return document.dump(pretty ? 2 : -1, ' ', false, nlohmann::json::error_handler_t::replace);

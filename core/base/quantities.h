@@ -1,6 +1,7 @@
 // Sizes and ages as people write them on a command line.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -17,6 +18,11 @@ template <class Bytes>
 constexpr Bytes saturatedSum(Bytes left, Bytes right) {
   constexpr Bytes most = std::numeric_limits<Bytes>::max();
   return right > most - left ? most : static_cast<Bytes>(left + right);
+}
+
+/// A size where no negative figure is known; what claims to be one counts as nothing.
+constexpr std::uint64_t unsignedBytes(std::int64_t bytes) {
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0));
 }
 
 /// Bytes of "500", "500KB", "10M", "1.5G", "2TiB" (powers of 1024, any letter case). Throws InputError naming the text.

@@ -202,21 +202,21 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(std::optional<std::int64_t>
 
 QuarantineDisposer::Purged QuarantineDisposer::purgeBefore(TimePoint cutOff,
                                                            const std::function<bool()>& shouldCancel) const {
-  return purge(cutOff, true, shouldCancel);
+  return purge(cutOff, Extent::everything, shouldCancel);
 }
 
-QuarantineDisposer::Purged QuarantineDisposer::clearRemains(TimePoint cutOff,
+QuarantineDisposer::Purged QuarantineDisposer::clearRemains(TimePoint cutOff, bool dryRun,
                                                             const std::function<bool()>& shouldCancel) const {
-  return purge(cutOff, false, shouldCancel);
+  return purge(cutOff, dryRun ? Extent::dryRemains : Extent::remains, shouldCancel);
 }
 
-QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, bool withItems,
+QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, Extent extent,
                                                      const std::function<bool()>& shouldCancel) const {
   Purged purged;
   const auto isCancelled = [&] { return shouldCancel && shouldCancel(); };
   const auto attempt = [&](const std::string& path, const auto& removal) {
     try {
-      removal();
+      if (extent != Extent::dryRemains) removal();
       purged.paths.push_back(path);
     } catch (const std::exception& error) {
       purged.failures.push_back({path, error.what()});
@@ -232,7 +232,7 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, bool with
     }
     for (const Found& found : root.found) {
       if (isCancelled()) return purged;
-      if (found.entry.manifest.quarantinedAt >= cutOff || (found.hasItem && !withItems)) continue;
+      if (found.entry.manifest.quarantinedAt >= cutOff || (found.hasItem && extent != Extent::everything)) continue;
       attempt(found.entry.url, [&] { remove(found.entry, shouldCancel); });
     }
   }

@@ -64,7 +64,7 @@ std::int64_t CleanupPlan::totalBytes() const {
 
 CleanupPlan CleanupPlan::parse(std::string_view text, const std::string& what) {
   try {
-    const auto document = parseJson(text, "the text");
+    const auto document = parseUnambiguousJson(text, "the plan", text.size());
     const auto version = JsonObjectReader(document, "the plan").required<std::int64_t>("schemaVersion");
     if (version != TidraReportSchema::version) {
       throw InputError(fmt::format("it has schema version {}, but this Tidra reads {}; {}.", version,

@@ -110,7 +110,7 @@ HeldEntry holdEntry(std::string_view path) {
   const std::string whole = standardizedPath(path);
   HeldEntry entry;
   entry.name = lastPathComponent(whole);
-  if (entry.name.empty()) throw UnsafePathError("'/' lies in no folder");
+  if (entry.name.empty()) throw UnsafePathError("'/' is the root of the file system; nothing moves or removes it");
   entry.folder = holdFolder(parentPath(whole));
   const auto facts = entryFacts(entry.folder.descriptor.get(), entry.name.c_str());
   if (!facts) throw std::system_error(facts.failure());

@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "core/platform/file_descriptor.h"
+#include "core/platform/wake_pipe.h"
 
 namespace tidra {
 
@@ -11,20 +11,19 @@ namespace tidra {
 class StopSignal {
  public:
   /// Throws std::system_error when there are no descriptors left.
-  StopSignal();
+  StopSignal() = default;
 
-  void raise() noexcept;
+  void raise() noexcept { pipe_.wake(); }
   bool isRaised() const { return waitFor(std::chrono::milliseconds(0)); }
 
   /// Sleeps until the signal is raised, at most this long; true when it is.
   bool waitFor(std::chrono::milliseconds most) const;
 
   /// Becomes readable, for good, when the signal is raised; for poll.
-  int descriptor() const { return reading_.get(); }
+  int descriptor() const { return pipe_.descriptor(); }
 
  private:
-  FileDescriptor reading_;
-  FileDescriptor writing_;
+  WakePipe pipe_;  // never cleared
 };
 
 }  // namespace tidra

@@ -126,21 +126,21 @@ CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, Dis
   return plan;
 }
 
-std::vector<CleanupCandidate> checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& options) {
+CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& options) {
   const TidraPathResolver resolver = request.resolver;
   const ScanOutcome outcome = runScan(narrowed(std::move(request), plan));
   std::map<std::string_view, CleanupCandidate> found;
   for (const ScanReportItem& item : outcome.report.items) found.emplace(item.path, makeCandidate(item, outcome));
   RemovalGuard guard(resolver);
-  std::vector<CleanupCandidate> candidates;
+  CheckedPlan checked{.candidates = {}, .notes = outcome.notes};
   for (const CleanupPlan::Item& item : plan.items) {
     const auto known = found.find(item.path);
-    auto& candidate = candidates.emplace_back(known == found.end() ? CleanupCandidate{} : known->second);
+    auto& candidate = checked.candidates.emplace_back(known == found.end() ? CleanupCandidate{} : known->second);
     candidate.refusal = refusalOf(item, known == found.end() ? nullptr : &known->second, options, resolver);
     candidate.item = item;
     if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }
-  return candidates;
+  return checked;
 }
 
 CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const CleanupSetting& setting) {

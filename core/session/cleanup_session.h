@@ -40,10 +40,15 @@ std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const
 CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, DisposalMethod method,
                             const ScanRequest& request, std::optional<std::string> reason = {});
 
-/// Looks at the items of a plan again, in their order: each must still be something that the rules name, and of no
-/// higher tier than the plan says. `request` tells catalog, exclusions and circumstances; its roots and categories are
-/// replaced by what the items need.
-std::vector<CleanupCandidate> checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& options);
+struct CheckedPlan {
+  std::vector<CleanupCandidate> candidates;  // in the order of the plan's items
+  std::vector<std::string> notes;            // for people: what could not be read and why
+};
+
+/// Looks at the items of a plan again: each must still be something that the rules name, and of no higher tier than the
+/// plan says. `request` tells catalog, exclusions and circumstances; its roots and categories are replaced by what the
+/// items need.
+CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& options);
 
 struct CleanupProgress {
   std::size_t itemsDone = 0;

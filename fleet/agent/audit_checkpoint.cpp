@@ -123,6 +123,15 @@ void AuditCheckpoint::write(const std::string& path) const {
   }
 }
 
+std::optional<std::string> AuditLog::recordsMissing() const {
+  const auto kept = AuditCheckpoint::read(AuditCheckpoint::pathFor(url_));
+  if (!kept || kept->offset == 0) return std::nullopt;
+  const auto file = AuditFile::open(url_, FileAccess::read);
+  if (file && kept->fits(file->descriptor, file->facts.sizeBytes)) return std::nullopt;
+  return fmt::format("the audit log no longer holds record {} as it was; it was cut, rewritten or begun anew",
+                     kept->seq);
+}
+
 AuditTotals AuditLog::totals() const {
   const auto file = AuditFile::open(url_, FileAccess::read);
   if (!file) return {};
@@ -137,8 +146,10 @@ AuditTotals AuditLog::totals() const {
       if (text.ended) now = {.offset = reader.offset(), .seq = line.seq, .hash = line.hash, .totals = totals};
     }
   } catch (const DecodingError& error) {
-    throw InputError(fmt::format("{} is damaged: {}; 'tidra audit verify {}' tells whether more is.",
-                                 auditLogNamed(url_), escapedForTerminal(error.what()), escapedForTerminal(url_)));
+    throw InputError(
+        fmt::format("{0} is damaged: {1}; 'tidra audit verify {2}' tells more, and moving the file "
+                    "away begins a new log.",
+                    auditLogNamed(url_), escapedForTerminal(error.what()), escapedForTerminal(url_)));
   }
   if (now != kept) now.write(path);
   return totals;

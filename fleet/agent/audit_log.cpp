@@ -37,8 +37,8 @@ LastLine lastLineOf(std::string_view window, std::uint64_t windowOffset) {
                              : line.ended     ? why
                                               : "is cut off: no line feed follows, and it " + why;
   throw InputError(fmt::format(
-      "{} cannot be continued: its last line, {} bytes from byte {} on, {}; "
-      "'tidra audit repair {}' moves it aside.",
+      "{} cannot be continued: its last line, {} bytes from byte {} on, {}; if this is an audit log, "
+      "'tidra audit repair {}' moves that line aside.",
       auditLogNamed(url), line.text.size(), line.offset, escapedForTerminal(reason), escapedForTerminal(url)));
 }
 
@@ -105,8 +105,10 @@ void AuditLog::findHead(const FileDescriptor& file, std::uint64_t sizeBytes) {
     seq_ = lastRecordFound_->seq;
     lastHash_ = lastRecordFound_->hash.value_or(std::string(auditGenesis));
   } else if (from > 0) {
-    throw InputError(fmt::format("{} cannot be continued: it ends in more than {} empty lines.", auditLogNamed(url_),
-                                 mostLineBytes));
+    throw InputError(
+        fmt::format("{} cannot be continued: it ends in more than {} empty lines; moving the file away "
+                    "begins a new log.",
+                    auditLogNamed(url_), mostLineBytes));
   }
   endsInLine_ = line.ended;
   sizeBytes_ = sizeBytes;

@@ -80,6 +80,10 @@ class AuditLog {
   /// the first line that is no record.
   AuditTotals totals() const;
 
+  /// A sentence when the checkpoint beside the log was made of records that the log does not hold: it was cut,
+  /// rewritten or begun anew since. totals() makes the checkpoint fit again, so this is to be asked before.
+  std::optional<std::string> recordsMissing() const;
+
   /// Reads the log from start to end with constant memory; never throws. What stands in the file counts, not what this
   /// object knows.
   VerifyResult verify() const;

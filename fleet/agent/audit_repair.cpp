@@ -12,6 +12,7 @@
 #include "fleet/agent/audit_file.h"
 #include "fleet/agent/audit_line.h"
 #include "fleet/agent/audit_log.h"
+#include "fleet/agent/broken_run.h"
 
 namespace tidra {
 namespace {
@@ -109,6 +110,7 @@ std::optional<AuditLog::Repair> AuditLog::repair(const std::string& url, const B
               .record = {}};
   build(done.record);
   done.record.event = AuditRecord::Event::error;
+  done.record.reason = BrokenRun::repairedReason;
   done.record.seq = end.seq + 1;
   done.record.prevHash = end.hash;
   done.record.message = fmt::format("{} bytes from byte {} on were no record; they are kept in {}", done.bytes,

@@ -10,11 +10,15 @@
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/base/uuid.h"
+#include "core/dispose/disposal_error.h"
 #include "core/dispose/volumes.h"
 #include "core/model/byte_formatting.h"
+#include "core/model/removal_leftover.h"
 #include "core/platform/host.h"
+#include "core/platform/path_text.h"
 #include "core/session/cleanup_session.h"
 #include "fleet/agent/audit_log.h"
+#include "fleet/agent/broken_run.h"
 #include "fleet/agent/host_metrics.h"
 #include "fleet/agent/metrics_textfile.h"
 #include "fleet/agent/policy/resolved_policy.h"
@@ -26,13 +30,19 @@
 namespace tidra {
 namespace {
 
-/// The run with that id left no last word: it was killed, or its host went down.
-std::optional<std::string> brokenOffRun(const AuditLog& log) {
-  const auto last = log.lastRecordFound();
-  using enum AuditRecord::Event;
-  if (!last || last->event == runFinished || last->event == hubReported || last->event == error) return std::nullopt;
-  return fmt::format("run {} did not finish; its last record is number {} ({})", last->runID, last->seq,
-                     rawValue(last->event));
+/// Makes an item of the decision selected that was skipped: a removal that an earlier run had begun was decided on
+/// then. What is protected, or of a tier that stays, is not finished all the same.
+void selectLeftovers(PolicyDecision& decision) {
+  std::erase_if(decision.skipped, [&](const PolicyDecision::Skipped& skipped) {
+    using enum SkipReason;
+    if (skipped.reason == tierNeverRemoved || skipped.reason == tierNotAutoCleaned || skipped.reason == pathProtected ||
+        !RemovalLeftover::is(lastPathComponent(skipped.item.path))) {
+      return false;
+    }
+    decision.selected.push_back(skipped.item);
+    decision.plan.items.push_back(CleanupPlan::Item::make(skipped.item));
+    return true;
+  });
 }
 
 class Run {
@@ -54,8 +64,8 @@ class Run {
                                      .policy = policy().name,
                                      .dryRun = result_.dryRun,
                                      .clock = runner_.clock});
-    if (const auto broken = brokenOffRun(log)) recorder.error(*broken);
     try {
+      tellOfThePast(resolved, log, recorder);
       steps(resolved, log, recorder);
     } catch (const std::exception& failure) {
       recordFailure(recorder, failure);
@@ -88,9 +98,35 @@ class Run {
   /// A run that fails leaves a record of why, if the log still takes one.
   static void recordFailure(const RunRecorder& recorder, const std::exception& failure) {
     try {
-      recorder.error(failure.what());
+      recorder.failed(failure.what());
     } catch (const std::exception&) {
       return;  // the failure of the log is most likely the very failure that is thrown on
+    }
+  }
+
+  /// What an earlier run, or someone else, did to the log.
+  void tellOfThePast(const ResolvedPolicy& resolved, const AuditLog& log, const RunRecorder& recorder) const {
+    const auto tell = [&](const std::string& message) {
+      say("warning: " + message);
+      recorder.error(message);
+    };
+    const auto broken = BrokenRun::find(log);
+    if (const auto missing = log.recordsMissing()) tell(*missing);
+    if (!broken) return;
+    tell(broken->description());
+    for (const auto& entry : broken->unrecorded(log.url(), quarantined(resolved))) {
+      recorder.foundUnrecorded(
+          entry, fmt::format("is in quarantine since the time of run {}, without a record of it", broken->id));
+    }
+  }
+
+  /// None when the quarantine cannot be read; whoever wants to use it tells why.
+  std::vector<QuarantineDisposer::Entry> quarantined(const ResolvedPolicy& resolved) const {
+    try {
+      const auto host = TidraHost::name(runner_.host.environment);
+      return QuarantineDisposer(resolved.quarantine, resolved.resolver, host, mountPoints()).list().entries;
+    } catch (const DisposalError&) {
+      return {};
     }
   }
 
@@ -110,6 +146,7 @@ class Run {
     result_.interrupted = isCancelled() || outcome_.report.partial;
     publish(resolved, log);
     finish(recorder);
+    log.totals();  // so that the checkpoint covers the run's last record, and a loss of it shows
   }
 
   void scan(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
@@ -131,6 +168,7 @@ class Run {
     std::set<std::string> keptIDs;
     for (;;) {
       result_.decision = PolicyEvaluator::evaluate(considered, policy(), resolved.resolver);
+      selectLeftovers(result_.decision);
       candidates_ = candidatesOf(result_.decision.selected, outcome_, resolved.resolver, {});
       const std::size_t known = keptIDs.size();
       for (const CleanupCandidate& candidate : candidates_) {
@@ -200,7 +238,7 @@ class Run {
       for (auto& entry : quarantine.list().entries) {
         if (entry.manifest.quarantinedAt < cutOff) entries.push_back(std::move(entry));
       }
-      addFailures(quarantine.clearRemains(cutOff, runner_.shouldCancel).failures, recorder);
+      addFailures(quarantine.clearRemains(cutOff, false, runner_.shouldCancel).failures, recorder);
     } catch (const std::exception& failure) {
       const std::string message = fmt::format("purge failed: {}", failure.what());
       say(message);

@@ -1,11 +1,10 @@
 #include "fleet/agent/run_recorder.h"
 
-#include <algorithm>
+#include "core/base/quantities.h"
+#include "fleet/agent/broken_run.h"
 
 namespace tidra {
 namespace {
-
-std::uint64_t unsignedBytes(std::int64_t bytes) { return static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0)); }
 
 template <class Item>
 void fillItem(AuditRecord& record, const Item& item) {
@@ -98,6 +97,22 @@ void RunRecorder::finished(const std::string& message, std::int64_t disposedByte
 
 void RunRecorder::error(const std::string& message) const {
   append(AuditRecord::Event::error, [&](AuditRecord& record) { record.message = message; });
+}
+
+void RunRecorder::failed(const std::string& message) const {
+  append(AuditRecord::Event::error, [&](AuditRecord& record) {
+    record.message = message;
+    record.reason = BrokenRun::failedReason;
+  });
+}
+
+void RunRecorder::foundUnrecorded(const QuarantineDisposer::Entry& entry, const std::string& message) const {
+  append(AuditRecord::Event::error, [&](AuditRecord& record) {
+    record.path = entry.manifest.originalPath;
+    record.destination = entry.url;
+    if (entry.manifest.bytes) record.bytes = unsignedBytes(*entry.manifest.bytes);
+    record.message = message;
+  });
 }
 
 }  // namespace tidra

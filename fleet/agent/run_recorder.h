@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 
+#include "core/dispose/quarantine.h"
 #include "core/model/cleanup_plan.h"
 #include "core/model/disposal.h"
 #include "core/model/scan_report.h"
@@ -37,6 +38,10 @@ class RunRecorder {
   void purged(const DisposalReceipt& receipt) const;
   void finished(const std::string& message, std::int64_t disposedBytes) const;
   void error(const std::string& message) const;
+  /// The last word of a run that failed as a whole.
+  void failed(const std::string& message) const;
+  /// An item in quarantine of which a broken run left no record.
+  void foundUnrecorded(const QuarantineDisposer::Entry& entry, const std::string& message) const;
 
  private:
   void append(AuditRecord::Event event, const AuditLog::Builder& fill) const;

@@ -1,17 +1,14 @@
 #include "fleet/agent/run_snapshot.h"
 
-#include <algorithm>
-
+#include "core/base/quantities.h"
 #include "core/dispose/disposal_error.h"
 
 namespace tidra {
 namespace {
 
-std::uint64_t figure(std::int64_t bytes) { return static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0)); }
-
 std::map<std::string, std::uint64_t> figures(const std::map<std::string, std::int64_t>& bytes) {
   std::map<std::string, std::uint64_t> result;
-  for (const auto& [key, value] : bytes) result[key] = figure(value);
+  for (const auto& [key, value] : bytes) result[key] = unsignedBytes(value);
   return result;
 }
 
@@ -28,10 +25,10 @@ FleetMetricsSnapshot makeSnapshot(const FleetRunResult& result, const std::strin
   snapshot.reclaimableBytesByTier = figures(report.bytesByTier);
   snapshot.reclaimableBytesByCategory = figures(report.bytesByCategory);
   snapshot.reclaimableItems = static_cast<std::int64_t>(report.items.size());
-  snapshot.plannedBytes = figure(result.decision.plan.totalBytes());
+  snapshot.plannedBytes = unsignedBytes(result.decision.plan.totalBytes());
   snapshot.plannedItems = static_cast<std::int64_t>(result.decision.plan.items.size());
   for (const DisposalReceipt& receipt : result.disposal.receipts)
-    snapshot.disposedBytesThisRun += figure(receipt.bytes.value_or(0));
+    snapshot.disposedBytesThisRun += unsignedBytes(receipt.bytes.value_or(0));
   snapshot.disposedItemsThisRun = static_cast<std::int64_t>(result.disposal.receipts.size());
   snapshot.failuresThisRun = static_cast<std::int64_t>(result.disposal.failures.size());
   snapshot.disposedBytesTotal = totals.disposedBytes;
@@ -44,8 +41,8 @@ FleetMetricsSnapshot makeSnapshot(const FleetRunResult& result, const std::strin
   snapshot.lastRunSucceeded = result.succeeded();
   snapshot.dryRun = result.dryRun;
   if (report.volume) {
-    snapshot.volumeTotalBytes = figure(report.volume->totalBytes);
-    snapshot.volumeAvailableBytes = figure(report.volume->availableBytes);
+    snapshot.volumeTotalBytes = unsignedBytes(report.volume->totalBytes);
+    snapshot.volumeAvailableBytes = unsignedBytes(report.volume->availableBytes);
   }
   return snapshot;
 }
@@ -53,7 +50,7 @@ FleetMetricsSnapshot makeSnapshot(const FleetRunResult& result, const std::strin
 void addQuarantine(FleetMetricsSnapshot& snapshot, const QuarantineDisposer& quarantine) {
   try {
     for (const auto& entry : quarantine.list().entries) {
-      snapshot.quarantineBytes += figure(entry.manifest.bytes.value_or(0));
+      snapshot.quarantineBytes += unsignedBytes(entry.manifest.bytes.value_or(0));
       ++snapshot.quarantineItems;
     }
   } catch (const DisposalError&) {

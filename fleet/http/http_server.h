@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "core/platform/listening_socket.h"
+#include "core/platform/wake_pipe.h"
 #include "fleet/http/http_connection.h"
-#include "fleet/http/wake_pipe.h"
 
 namespace tidra {
 

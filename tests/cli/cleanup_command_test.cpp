@@ -145,7 +145,8 @@ TEST_F(CliCleanup, PlansThatMakeNoSenseChangeNothing) {
                           {planText({}, {{"path", path + "/"}}), "ends with '/'"},
                           {planText({}, {{"path", tree().path("code//web")}}), "empty component"},
                           {doubled.dump(), "is listed twice"},
-                          {withNul.dump(), "holds a NUL byte"}};
+                          {withNul.dump(), "holds a NUL byte"},
+                          {R"({"items": [], )" + planText().substr(1), "items stands twice"}};
   for (const char* key : {"schemaVersion", "createdAt", "host", "method", "items"})
     cases.push_back({planText({{key, nullptr}}), key});
   for (const char* key : {"id", "path", "label", "bytes", "tier", "category", "source"})
@@ -225,6 +226,17 @@ TEST_F(CliCleanup, AnEntryThatCannotBePurgedIsToldOnce) {
   EXPECT_THAT(linesOf(ran.err), ElementsAre(HasSubstr("mounted file system")));
   for (const auto& leftover : fs::directory_iterator(tree().path(".tidra/quarantine")))
     ::umount2((leftover.path() / "mounted").c_str(), MNT_DETACH);
+}
+
+TEST_F(CliCleanup, ADryPurgeTellsWhatEarlierRemovalsLeft) {
+  const std::string manifest = tree().path(".tidra/quarantine/20200101T000000-gone.tidra.json");
+  tree().writeFile(".tidra/quarantine/20200101T000000-gone.tidra.json",
+                   R"({"originalPath": "/x", "quarantinedAt": "2020-01-01T00:00:00Z", "host": "h"})");
+  tree().setMode(".tidra/quarantine", 0700);
+  EXPECT_THAT(run({"quarantine", "purge", "--dry-run"}).err, HasSubstr("would be cleared away"));
+  EXPECT_TRUE(fs::exists(manifest));
+  EXPECT_THAT(run({"quarantine", "purge", "--yes"}).err, HasSubstr("is cleared away"));
+  EXPECT_FALSE(fs::exists(manifest));
 }
 
 TEST_F(CliCleanup, AnInterruptedTrashPurgeSaysSo) {

@@ -11,54 +11,30 @@ namespace {
 
 constexpr const char* policyName = "The policy";
 
-/// Refuses keys that stand twice, of which one would silently not count, and NUL characters, at which the operating
-/// system would cut a path short.
-class DocumentCheck {
- public:
-  /// The document of a text that is JSON. Throws DecodingError.
-  nlohmann::json parse(std::string_view text) {
-    using Event = nlohmann::json::parse_event_t;
-    return nlohmann::json::parse(text, [this](int, Event event, nlohmann::json& parsed) {
-      if (event == Event::object_start) levels_.emplace_back();
-      if (event == Event::object_end) levels_.pop_back();
-      if (event == Event::key) enter(parsed.get_ref<const std::string&>());
-      if (event == Event::value && parsed.is_string()) requireNoNul(parsed.get_ref<const std::string&>());
-      return true;
-    });
+/// The operating system would cut a path short at a NUL character.
+void requireNoNul(const std::string& text, const std::string& place) {
+  if (text.find('\0') != std::string::npos) throw DecodingError(place + " must not hold a NUL character");
+}
+
+void requireNoNul(const nlohmann::json& value, const std::string& place) {
+  if (value.is_string()) requireNoNul(value.get_ref<const std::string&>(), place);
+  if (value.is_array()) {
+    for (const nlohmann::json& element : value) requireNoNul(element, place);
   }
-
- private:
-  struct Level {
-    std::set<std::string> keys;
-    std::string current;
-  };
-
-  void enter(const std::string& key) {
-    Level& level = levels_.back();
-    level.current = key;
-    if (!level.keys.insert(key).second) throw DecodingError(place() + " stands twice; keep one of them");
-    requireNoNul(key);
+  if (!value.is_object()) return;
+  for (const auto& [key, member] : value.items()) {
+    requireNoNul(key, place);
+    requireNoNul(member, place + "." + key);
   }
-
-  void requireNoNul(const std::string& text) const {
-    if (text.find('\0') != std::string::npos) throw DecodingError(place() + " must not hold a NUL character");
-  }
-
-  std::string place() const {
-    std::string place = policyName;
-    for (const Level& level : levels_) place += "." + level.current;
-    return place;
-  }
-
-  std::vector<Level> levels_;
-};
+}
 
 nlohmann::json parsePolicyJson(std::string_view text) {
   if (trimmed(text).empty()) {
     throw DecodingError(fmt::format("{} is empty (line 1, column 1); write {{}} for one of defaults", policyName));
   }
-  parseForeignJson(text, policyName);  // tells where a text is no JSON
-  return DocumentCheck().parse(text);
+  auto document = parseUnambiguousJson(text, policyName);
+  requireNoNul(document, policyName);
+  return document;
 }
 
 using Texts = std::vector<std::string>;

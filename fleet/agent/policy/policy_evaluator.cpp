@@ -6,6 +6,7 @@
 #include <unordered_set>
 
 #include "core/base/json_fields.h"
+#include "core/base/quantities.h"
 #include "fleet/agent/policy/protected_paths.h"
 #include "fleet/agent/policy/resolved_policy.h"
 
@@ -40,9 +41,7 @@ class Rules {
     return std::nullopt;
   }
 
-  static std::uint64_t sizeOf(const ScanReportItem& item) {
-    return static_cast<std::uint64_t>(std::max<std::int64_t>(0, item.bytes));
-  }
+  static std::uint64_t sizeOf(const ScanReportItem& item) { return unsignedBytes(item.bytes); }
 
  private:
   static std::optional<TextSet> setOf(const std::optional<std::vector<std::string>>& texts) {

@@ -146,7 +146,7 @@ TEST_F(DeletionService, ProtectedPlacesStayWhateverTheWay) {
   tree_.makeFolder("home/not/there");
   const auto before = tree_.snapshot();
   for (const auto& [path, why] : std::vector<std::pair<std::string, std::string>>{
-           {"/", "lies in no folder"},
+           {"/", "is the root of the file system"},
            {"/usr", "a folder directly in /"},
            {"/no-such-folder-here", "Path not found"},
            {"~", "is the home folder"},

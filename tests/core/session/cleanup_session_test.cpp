@@ -206,13 +206,13 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
   std::filesystem::remove_all(tree_.path("code/p/build"));
   auto excluding = request();
   excluding.exclusions.pathPrefixes.push_back(tree_.path("code/r"));
-  const auto checked = told(checkPlan(plan, excluding, {}));
+  const auto checked = told(checkPlan(plan, excluding, {}).candidates);
   EXPECT_THAT(checked,
               ElementsAre(HasSubstr("p/build: Path not found"), "p/node_modules: -",
                           HasSubstr("p/vendor: is of tier warning by now, but the plan says safe"),
                           HasSubstr("q/node_modules: is kept by"), HasSubstr("r/node_modules: is nothing that"),
                           HasSubstr("p/src: is nothing that the rules name there")));
-  const auto allowed = checkPlan(plan, excluding, {.force = true, .allowAnyPath = true});
+  const auto allowed = checkPlan(plan, excluding, {.force = true, .allowAnyPath = true}).candidates;
   EXPECT_THAT(told(allowed), ElementsAre("p/build: -", "p/node_modules: -", HasSubstr("p/vendor: is of tier"),
                                          "q/node_modules: -", "r/node_modules: -", "p/src: -"));
   ASSERT_TRUE(allowed[1].identity);

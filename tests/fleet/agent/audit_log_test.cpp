@@ -269,7 +269,7 @@ TEST_F(AuditTotalsTest, AreKeptInACheckpointThatTheLogMustBearOut) {
   removeFile(checkpoint());
   EXPECT_EQ(messageOf<InputError>([&] { totals(); }),
             "The audit log " + url() + " is damaged: what begins at byte 0 is not valid JSON; 'tidra audit verify " +
-                url() + "' tells whether more is.");
+                url() + "' tells more, and moving the file away begins a new log.");
   EXPECT_FALSE(readFile(checkpoint())) << "nothing is kept of a log that cannot be read";
 
   // A damaged checkpoint is none, and made anew: every flipped byte, every length.

@@ -30,11 +30,13 @@ TEST_F(AuditRepairTest, EveryPlaceOfATearIsToldAndMended) {
   for (std::size_t kept = 1; kept < all[2].size() - 1; ++kept) {
     const std::string torn = all[2].substr(0, kept);
     replaceBytes(whole + torn);
-    ASSERT_EQ(refusal(),
-              fmt::format("The audit log {0} cannot be continued: its last line, {1} bytes from byte {2} on, "
-                          "is cut off: no line feed follows, and it is not valid JSON; 'tidra audit repair "
-                          "{0}' moves it aside.",
-                          url(), kept, whole.size()));
+    ASSERT_EQ(
+        refusal(),
+        fmt::format(
+            "The audit log {0} cannot be continued: its last line, {1} bytes from byte {2} on, "
+            "is cut off: no line feed follows, and it is not valid JSON; if this is an audit log, 'tidra audit repair "
+            "{0}' moves that line aside.",
+            url(), kept, whole.size()));
     if (kept % 16 != 1) continue;  // repairing waits for the disk
     const auto done = repair();
     ASSERT_TRUE(done);

@@ -97,6 +97,12 @@ class FleetRuns : private OutsideSkippedFolders, public WithGitRepositories {
     for (const auto& record : recordsOf(result)) events.push_back(record.event);
     return events;
   }
+  std::vector<std::string> errorsOf(const FleetRunResult& result) const {
+    std::vector<std::string> messages;
+    for (const auto& record : recordsOf(result))
+      if (record.event == Event::error) messages.push_back(*record.message);
+    return messages;
+  }
   std::string metric(const std::string& name) const {
     const auto text = readFile(tree_.path("home/metrics/tidra.prom"));
     const auto at = text ? text->find("\n" + name + " ") : std::string::npos;
@@ -345,15 +351,61 @@ TEST_F(FleetRuns, ARunThatDiedShowsInTheNext) {
     record.runID = "DIED";
     record.event = Event::planned;
   });
+  EXPECT_THAT(errorsOf(run()), ElementsAre(StartsWith("run DIED did not finish")));
+  EXPECT_THAT(errorsOf(run()), IsEmpty());
+  // A failure in the middle of a run is no last word; the failure of a run is.
+  AuditLog(auditPath()).append([](AuditRecord& record) {
+    record.runID = "DIED TOO";
+    record.event = Event::error;
+  });
+  policy_.scan.disabledRules = {"no-such-rule"};
+  EXPECT_THROW(run(), InputError);
+  policy_.scan.disabledRules.clear();
+  EXPECT_THAT(errorsOf(run()), IsEmpty());
+}
+
+TEST_F(FleetRuns, WhatARunMovedBeforeItDiedIsToldByTheNext) {
+  makeProject("a", 4 * megabyte);
   run();
-  const auto records = AuditLog::records(auditPath());
-  const auto error =
-      std::find_if(records.begin(), records.end(), [](const auto& record) { return record.event == Event::error; });
-  ASSERT_NE(error, records.end());
-  EXPECT_THAT(*error->message, StartsWith("run DIED did not finish"));
-  EXPECT_EQ(
-      std::count_if(records.begin(), records.end(), [](const auto& record) { return record.event == Event::error; }),
-      1);
+  // Another item was moved, and then the run was killed.
+  makeProject("b", 4 * megabyte);
+  auto disposer = quarantine();
+  AuditLog(auditPath()).append([&](AuditRecord& record) {
+    record.runID = "DIED";
+    record.event = Event::planned;
+    record.time = now_;
+  });
+  const std::string path = tree_.path("home/code/b/node_modules");
+  const auto moved = disposer.quarantine(holdEntry(path), path, 4 * megabyte, now_ + std::chrono::seconds(1));
+  const auto next = run();
+  EXPECT_THAT(errorsOf(next), ElementsAre(StartsWith("run DIED did not"), HasSubstr("is in quarantine since")));
+  const auto records = recordsOf(next);
+  EXPECT_EQ(records.at(1).path, path);
+  EXPECT_EQ(records.at(1).destination, moved.url);
+  EXPECT_TRUE(AuditLog(auditPath()).verify().ok);
+}
+
+TEST_F(FleetRuns, ALogThatLostRecordsIsToldOnce) {
+  makeProject("a", 4 * megabyte);
+  run();
+  run();
+  const auto text = *readFile(auditPath());
+  const auto lastLine = text.rfind('\n', text.size() - 2);
+  tree_.writeFile("home/.tidra/audit.jsonl", text.substr(0, lastLine + 1));
+  EXPECT_THAT(errorsOf(run()), Contains(HasSubstr("it was cut, rewritten or begun anew")));
+  EXPECT_THAT(errorsOf(run()), IsEmpty());
+}
+
+TEST_F(FleetRuns, ADeletionThatWasCutShortIsFinishedWhateverThePolicySelects) {
+  makeProject("a", 4 * megabyte);
+  policy_.autoClean.minBytes = 2 * megabyte;
+  policy_.autoClean.requireKnownIdle = true;
+  const std::string leftover = "home/code/a/.tidra-removing-0123456789abcdef";
+  const std::string guarded = "home/code/keep/.tidra-removing-0123456789abcdef";
+  for (const std::string& folder : {leftover, guarded}) tree_.writeFile(folder + "/f", "half gone");
+  run();
+  EXPECT_FALSE(fs::exists(tree_.path(leftover)));
+  EXPECT_TRUE(fs::exists(tree_.path(guarded)));
 }
 
 TEST_F(FleetRuns, ATextfileThatCannotBeWrittenIsAWarning) {
