@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "core/model/scan_vocabulary.h"
+#include "fleet/hub/protocol/record_codec.h"
 
 namespace tidra {
 
@@ -91,11 +91,17 @@ struct HubSummary {
   bool operator==(const HubSummary&) const = default;
 };
 
-/// Decoding needs every key.
 template <>
-struct JsonCodec<HubSummary> {
-  static nlohmann::json encode(const HubSummary& summary);
-  static HubSummary decode(const nlohmann::json& value, const std::string& where);
-};
+inline constexpr bool isFieldRecord<HubSummary::HostBytes> = true;
+template <>
+inline constexpr bool isFieldRecord<HubSummary::HostDisk> = true;
+template <>
+inline constexpr bool isFieldRecord<HubSummary::RuleBytes> = true;
+template <>
+inline constexpr bool isFieldRecord<HubSummary::RecentRun> = true;
+template <>
+inline constexpr bool isFieldRecord<HubSummary::DayPoint> = true;
+template <>
+inline constexpr bool isFieldRecord<HubSummary> = true;
 
 }  // namespace tidra
