@@ -4,13 +4,12 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <mutex>
-#include <utility>
 
 #include "core/platform/stop_signal.h"
 #include "fleet/http/http_server.h"
 #include "fleet/hub/protocol/hub_json.h"
 #include "tests/fleet/hub/hub_fixture.h"
+#include "tests/support/canned_hub.h"
 #include "tests/support/message_of.h"
 
 namespace tidra {
@@ -20,36 +19,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 using Error = HubClient::HubClientError;
-
-/// Answers everything the same and keeps what it was asked.
-class CannedHub {
- public:
-  CannedHub() { server_.start(); }
-
-  std::string url(const std::string& path = "") const {
-    return "http://127.0.0.1:" + std::to_string(server_.port()) + path;
-  }
-  void answer(HTTPResponse response) {
-    const std::scoped_lock guard(lock_);
-    answer_ = std::move(response);
-  }
-  /// The request that came since the last call; there must be one.
-  HTTPRequest asked() {
-    const std::scoped_lock guard(lock_);
-    EXPECT_EQ(requests_.size(), 1U);
-    return requests_.empty() ? HTTPRequest{} : std::exchange(requests_, {}).front();
-  }
-
- private:
-  std::mutex lock_;  // guards the next two
-  std::vector<HTTPRequest> requests_;
-  HTTPResponse answer_ = HTTPResponse::json(200, R"({"ok":true})");
-  HTTPServer server_{"127.0.0.1", 0, [this](const HTTPRequest& request) {
-                       const std::scoped_lock guard(lock_);
-                       requests_.push_back(request);
-                       return answer_;
-                     }};
-};
 
 TEST(HubClient, ReportsBelowThePathOfItsBaseWithItsToken) {
   CannedHub hub;
@@ -120,16 +89,14 @@ TEST(HubClient, TellsWhatWentWrong) {
 TEST(HubClient, StopsWaitingWhenAskedTo) {
   std::atomic<bool> arrived = false;
   StopSignal release;
-  HTTPServer hanging("127.0.0.1", 0, [&](const HTTPRequest&) {
+  CannedHub hub;
+  hub.answer([&](const HTTPRequest&) {
     arrived = true;
     EXPECT_TRUE(release.waitFor(std::chrono::minutes(2)));
     return HTTPResponse::json(200, "{}");
   });
-  hanging.start();
-  const HubClient client{.baseURL = "http://127.0.0.1:" + std::to_string(hanging.port()),
-                         .token = {},
-                         .timeout = 3600,
-                         .shouldCancel = [&] { return arrived.load(); }};
+  const HubClient client{
+      .baseURL = hub.url(), .token = {}, .timeout = 3600, .shouldCancel = [&] { return arrived.load(); }};
   EXPECT_EQ(messageOf<Error>([&] { client.info(); }), "hub unreachable: connection error: cancelled");
   release.raise();
 }
