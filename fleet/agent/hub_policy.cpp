@@ -27,8 +27,8 @@ static void visitFields(FieldsOf<HubPolicyState> auto& state, auto&& visit) {
   visit("copy", state.copy);
 }
 
-template struct JsonCodec<HubPolicyState::Copy>;
-template struct JsonCodec<HubPolicyState>;
+template struct FieldCodec<HubPolicyState::Copy>;
+template struct FieldCodec<HubPolicyState>;
 
 namespace {
 

@@ -67,8 +67,8 @@ EffectivePolicy effectivePolicy(const HubPolicyQuestion& question);
 std::string fingerprint(FleetPolicy policy);
 
 template <>
-inline constexpr bool isFieldRecord<HubPolicyState::Copy> = true;
+struct JsonCodec<HubPolicyState::Copy> : FieldCodec<HubPolicyState::Copy> {};
 template <>
-inline constexpr bool isFieldRecord<HubPolicyState> = true;
+struct JsonCodec<HubPolicyState> : FieldCodec<HubPolicyState> {};
 
 }  // namespace tidra

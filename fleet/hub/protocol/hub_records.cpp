@@ -58,13 +58,13 @@ static void visitFields(FieldsOf<HubPoliciesEnvelope> auto& record, auto&& visit
 
 static void visitFields(FieldsOf<HubEventsEnvelope> auto& record, auto&& visit) { visit("events", record.events); }
 
-template struct JsonCodec<HubEvent>;
-template struct JsonCodec<HubHistoryPoint>;
-template struct JsonCodec<HubHostFile>;
-template struct JsonCodec<HubHostRow>;
-template struct JsonCodec<HubHostRecord>;
-template struct JsonCodec<HubHostsEnvelope>;
-template struct JsonCodec<HubPoliciesEnvelope>;
-template struct JsonCodec<HubEventsEnvelope>;
+template struct FieldCodec<HubEvent>;
+template struct FieldCodec<HubHistoryPoint>;
+template struct FieldCodec<HubHostFile>;
+template struct FieldCodec<HubHostRow>;
+template struct FieldCodec<HubHostRecord>;
+template struct FieldCodec<HubHostsEnvelope>;
+template struct FieldCodec<HubPoliciesEnvelope>;
+template struct FieldCodec<HubEventsEnvelope>;
 
 }  // namespace tidra

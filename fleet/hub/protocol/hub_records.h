@@ -130,20 +130,20 @@ struct HubEventsEnvelope {
 };
 
 template <>
-inline constexpr bool isFieldRecord<HubEvent> = true;
+struct JsonCodec<HubEvent> : FieldCodec<HubEvent> {};
 template <>
-inline constexpr bool isFieldRecord<HubHistoryPoint> = true;
+struct JsonCodec<HubHistoryPoint> : FieldCodec<HubHistoryPoint> {};
 template <>
-inline constexpr bool isFieldRecord<HubHostFile> = true;
+struct JsonCodec<HubHostFile> : FieldCodec<HubHostFile> {};
 template <>
-inline constexpr bool isFieldRecord<HubHostRow> = true;
+struct JsonCodec<HubHostRow> : FieldCodec<HubHostRow> {};
 template <>
-inline constexpr bool isFieldRecord<HubHostRecord> = true;
+struct JsonCodec<HubHostRecord> : FieldCodec<HubHostRecord> {};
 template <>
-inline constexpr bool isFieldRecord<HubHostsEnvelope> = true;
+struct JsonCodec<HubHostsEnvelope> : FieldCodec<HubHostsEnvelope> {};
 template <>
-inline constexpr bool isFieldRecord<HubPoliciesEnvelope> = true;
+struct JsonCodec<HubPoliciesEnvelope> : FieldCodec<HubPoliciesEnvelope> {};
 template <>
-inline constexpr bool isFieldRecord<HubEventsEnvelope> = true;
+struct JsonCodec<HubEventsEnvelope> : FieldCodec<HubEventsEnvelope> {};
 
 }  // namespace tidra

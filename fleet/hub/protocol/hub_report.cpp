@@ -96,6 +96,6 @@ HubHostReport JsonCodec<HubHostReport>::decode(const nlohmann::json& value, cons
   return report;
 }
 
-template struct JsonCodec<HubAck>;
+template struct FieldCodec<HubAck>;
 
 }  // namespace tidra

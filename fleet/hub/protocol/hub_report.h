@@ -98,6 +98,6 @@ struct JsonCodec<HubHostReport> {
 };
 
 template <>
-inline constexpr bool isFieldRecord<HubAck> = true;
+struct JsonCodec<HubAck> : FieldCodec<HubAck> {};
 
 }  // namespace tidra

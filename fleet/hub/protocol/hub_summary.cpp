@@ -75,11 +75,11 @@ static void visitFields(FieldsOf<HubSummary> auto& summary, auto&& visit) {
   visit("staleAfterSeconds", summary.staleAfterSeconds);
 }
 
-template struct JsonCodec<HubSummary::HostBytes>;
-template struct JsonCodec<HubSummary::HostDisk>;
-template struct JsonCodec<HubSummary::RuleBytes>;
-template struct JsonCodec<HubSummary::RecentRun>;
-template struct JsonCodec<HubSummary::DayPoint>;
-template struct JsonCodec<HubSummary>;
+template struct FieldCodec<HubSummary::HostBytes>;
+template struct FieldCodec<HubSummary::HostDisk>;
+template struct FieldCodec<HubSummary::RuleBytes>;
+template struct FieldCodec<HubSummary::RecentRun>;
+template struct FieldCodec<HubSummary::DayPoint>;
+template struct FieldCodec<HubSummary>;
 
 }  // namespace tidra

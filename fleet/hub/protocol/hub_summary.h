@@ -92,16 +92,16 @@ struct HubSummary {
 };
 
 template <>
-inline constexpr bool isFieldRecord<HubSummary::HostBytes> = true;
+struct JsonCodec<HubSummary::HostBytes> : FieldCodec<HubSummary::HostBytes> {};
 template <>
-inline constexpr bool isFieldRecord<HubSummary::HostDisk> = true;
+struct JsonCodec<HubSummary::HostDisk> : FieldCodec<HubSummary::HostDisk> {};
 template <>
-inline constexpr bool isFieldRecord<HubSummary::RuleBytes> = true;
+struct JsonCodec<HubSummary::RuleBytes> : FieldCodec<HubSummary::RuleBytes> {};
 template <>
-inline constexpr bool isFieldRecord<HubSummary::RecentRun> = true;
+struct JsonCodec<HubSummary::RecentRun> : FieldCodec<HubSummary::RecentRun> {};
 template <>
-inline constexpr bool isFieldRecord<HubSummary::DayPoint> = true;
+struct JsonCodec<HubSummary::DayPoint> : FieldCodec<HubSummary::DayPoint> {};
 template <>
-inline constexpr bool isFieldRecord<HubSummary> = true;
+struct JsonCodec<HubSummary> : FieldCodec<HubSummary> {};
 
 }  // namespace tidra

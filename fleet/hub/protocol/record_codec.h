@@ -7,14 +7,9 @@
 
 namespace tidra {
 
-/// Specialised as true for each such record, beside it.
+/// What JsonCodec<Record> derives from, beside the record. Decoding needs every key that is not optional.
 template <class Record>
-inline constexpr bool isFieldRecord = false;
-
-/// Decoding needs every key that is not optional.
-template <class Record>
-requires isFieldRecord<Record>
-struct JsonCodec<Record> {
+struct FieldCodec {
   static nlohmann::json encode(const Record& record);
   static Record decode(const nlohmann::json& value, const std::string& where);
 };

@@ -72,16 +72,16 @@ class TolerantFieldReader {
 template <class Record, class R>
 concept FieldsOf = std::same_as<std::remove_const_t<Record>, R>;
 
-/// A source that lists the fields of a record makes its codec with "template struct JsonCodec<R>;".
+/// A source that lists the fields of a record makes its codec with "template struct FieldCodec<R>;".
 template <class Record>
-requires isFieldRecord<Record> nlohmann::json JsonCodec<Record>::encode(const Record& record) {
+nlohmann::json FieldCodec<Record>::encode(const Record& record) {
   nlohmann::json object;
   visitFields(record, FieldWriter(object));
   return object;
 }
 
 template <class Record>
-requires isFieldRecord<Record> Record JsonCodec<Record>::decode(const nlohmann::json& value, const std::string& where) {
+Record FieldCodec<Record>::decode(const nlohmann::json& value, const std::string& where) {
   Record record;
   visitFields(record, FieldReader(JsonObjectReader(value, where)));
   return record;
