@@ -96,6 +96,7 @@ class Run {
   }
 
   void choosePolicy(const ResolvedPolicy& own) {
+    ownQuarantine_ = own.quarantine.directory;
     findHub(own);
     effective_ = effectivePolicy({.own = runner_.policy,
                                   .statePath = HubPolicyState::pathFor(own.auditPath),
@@ -203,7 +204,8 @@ class Run {
                        .host = request_.host,
                        .mounts = request_.mounts,
                        .protectedFolders = {resolved.resolver.home + "/.tidra", resolved.auditPath, resolved.lockPath,
-                                            HubPolicyState::pathFor(resolved.auditPath), resolved.quarantine.directory},
+                                            HubPolicyState::pathFor(resolved.auditPath), resolved.quarantine.directory,
+                                            ownQuarantine_},
                        .workers = request_.workers,
                        .clock = runner_.clock,
                        .shouldCancel = runner_.shouldCancel,
@@ -339,6 +341,7 @@ class Run {
   const FleetRunner& runner_;
   std::optional<HubClient> hub_;  // absent: none is used
   EffectivePolicy effective_;
+  std::string ownQuarantine_;  // the hub's policy may name another
   std::chrono::steady_clock::time_point began_;
   ScanRequest request_;
   ScanOutcome outcome_;
