@@ -63,6 +63,7 @@ int run(const FleetOptions& options, const Program& program) {
   const FleetPolicy policy = loadPolicyFile(options.policy);
   requireTrustedPolicyFile(options.policy);
   FleetRunner runner{.policy = policy,
+                     .dryRun = program.options.dryRun,
                      .actor = TidraHost::userName(),
                      .intervalSeconds = policy.hub.intervalSeconds,
                      .log = stepLog(options.json, program),
@@ -70,7 +71,6 @@ int run(const FleetOptions& options, const Program& program) {
                      .clock = &currentTime,
                      .shouldCancel = &InterruptGuard::requested};
   resolvePolicy(policy, options.policy, runner.host);  // tells of a bad path the way policy check does
-  if (program.options.dryRun) runner.policy.dryRun = true;
   ignoreBrokenPipes();
   const InterruptGuard guard;
   try {

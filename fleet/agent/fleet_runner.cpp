@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <set>
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
@@ -13,37 +12,23 @@
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/volumes.h"
 #include "core/model/byte_formatting.h"
-#include "core/model/removal_leftover.h"
 #include "core/platform/host.h"
-#include "core/platform/path_text.h"
-#include "core/session/cleanup_session.h"
 #include "fleet/agent/audit_log.h"
 #include "fleet/agent/broken_run.h"
 #include "fleet/agent/host_metrics.h"
+#include "fleet/agent/host_report.h"
+#include "fleet/agent/hub_policy.h"
 #include "fleet/agent/metrics_textfile.h"
 #include "fleet/agent/policy/resolved_policy.h"
 #include "fleet/agent/policy_scan.h"
 #include "fleet/agent/run_lock.h"
 #include "fleet/agent/run_recorder.h"
+#include "fleet/agent/run_selection.h"
 #include "fleet/agent/run_snapshot.h"
+#include "fleet/hub/protocol/hub_client.h"
 
 namespace tidra {
 namespace {
-
-/// Makes an item of the decision selected that was skipped: a removal that an earlier run had begun was decided on
-/// then. What is protected, or of a tier that stays, is not finished all the same.
-void selectLeftovers(PolicyDecision& decision) {
-  std::erase_if(decision.skipped, [&](const PolicyDecision::Skipped& skipped) {
-    using enum SkipReason;
-    if (skipped.reason == tierNeverRemoved || skipped.reason == tierNotAutoCleaned || skipped.reason == pathProtected ||
-        !RemovalLeftover::is(lastPathComponent(skipped.item.path))) {
-      return false;
-    }
-    decision.selected.push_back(skipped.item);
-    decision.plan.items.push_back(CleanupPlan::Item::make(skipped.item));
-    return true;
-  });
-}
 
 class Run {
  public:
@@ -51,13 +36,16 @@ class Run {
 
   FleetRunResult execute() {
     begin();
-    const auto resolved = ResolvedPolicy::make(policy(), runner_.host);
+    // Log and lock are the host's own, whatever the hub says.
+    const auto own = ResolvedPolicy::make(runner_.policy, runner_.host);
     // Looked at before the lock, so that a log that cannot be used is told as such, and opened behind it, since the
     // run that held the lock has written until then.
-    AuditLog{resolved.auditPath};
-    RunLock lock(resolved.lockPath);
+    AuditLog{own.auditPath};
+    RunLock lock(own.lockPath);
     acquire(lock);
-    AuditLog log(resolved.auditPath);
+    AuditLog log(own.auditPath);
+    choosePolicy(own);
+    const auto resolved = ResolvedPolicy::make(policy(), runner_.host);
     const RunRecorder recorder(log, {.id = result_.runID,
                                      .host = TidraHost::name(runner_.host.environment),
                                      .actor = runner_.actor,
@@ -75,16 +63,56 @@ class Run {
   }
 
  private:
-  const FleetPolicy& policy() const { return runner_.policy; }
+  const FleetPolicy& policy() const { return effective_.policy; }
   bool isCancelled() const { return runner_.shouldCancel(); }
   void say(const std::string& line) const { runner_.log(escapedForTerminal(line)); }
+  void warn(const std::string& text) const { say("warning: " + text); }
   double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - began_).count(); }
 
   void begin() {
     began_ = std::chrono::steady_clock::now();
     result_.startedAt = runner_.clock();
     result_.runID = makeUuid();
+  }
+
+  void findHub(const ResolvedPolicy& own) {
+    const FleetPolicy::Hub& hub = runner_.policy.hub;
+    if (!hub.isUsed()) return;
+    auto found = HubToken::find(runner_.policy, own.resolver);
+    for (const std::string& note : found.notes) warn(note);
+    hub_ = HubClient{.baseURL = *hub.url,
+                     .token = std::move(found.token),
+                     .environment = runner_.host.environment,
+                     .shouldCancel = runner_.shouldCancel};
+    if (hub_->exposesToken()) warn(fmt::format("{} is not encrypted; the token can be read on the way", *hub.url));
+  }
+
+  void choosePolicy(const ResolvedPolicy& own) {
+    ownQuarantine_ = own.quarantine.directory;
+    findHub(own);
+    effective_ = effectivePolicy({.own = runner_.policy,
+                                  .statePath = HubPolicyState::pathFor(own.auditPath),
+                                  .host = runner_.host,
+                                  .fetch =
+                                      [&] {
+                                        if (!hub_) throw InputError("hub.url is not set.");
+                                        return hub_->policy(*runner_.policy.hub.policy);
+                                      },
+                                  .now = result_.startedAt});
+    for (const std::string& warning : effective_.warnings) warn(warning);
+    if (runner_.dryRun) effective_.policy.dryRun = true;
     result_.dryRun = policy().dryRun;
+  }
+
+  /// To be called when the log tells of the policy. One that could not be kept is worth no run.
+  void keepPolicy(const ResolvedPolicy& resolved) const {
+    if (effective_.isChanged) say("policy changed: " + effective_.origin);
+    if (!effective_.next) return;
+    try {
+      effective_.next->write(HubPolicyState::pathFor(resolved.auditPath));
+    } catch (const InputError& failure) {
+      warn(failure.what());
+    }
   }
 
   static void acquire(RunLock& lock) {
@@ -107,7 +135,7 @@ class Run {
   /// What an earlier run, or someone else, did to the log.
   void tellOfThePast(const ResolvedPolicy& resolved, const AuditLog& log, const RunRecorder& recorder) const {
     const auto tell = [&](const std::string& message) {
-      say("warning: " + message);
+      warn(message);
       recorder.error(message);
     };
     const auto broken = BrokenRun::find(log);
@@ -132,9 +160,10 @@ class Run {
 
   void steps(const ResolvedPolicy& resolved, AuditLog& log, const RunRecorder& recorder) {
     log.totals();  // a log that cannot be summed up is told now rather than after the removals
-    recorder.started();
+    recorder.started(effective_.origin, effective_.isChanged);
     say(fmt::format("run {} started, policy {}{}", result_.runID, policy().name, result_.dryRun ? ", dry run" : ""));
-    for (const std::string& note : resolved.notes) say("warning: " + note);
+    keepPolicy(resolved);
+    for (const std::string& note : resolved.notes) warn(note);
     if (resolved.roots.empty() && (!policy().scan.categories || policy().scan.categories->empty()))
       throw FleetRunError::noRoots();
     scan(resolved, recorder);
@@ -144,40 +173,30 @@ class Run {
       purge(resolved, log, recorder);
     }
     result_.interrupted = isCancelled() || outcome_.report.partial;
-    publish(resolved, log);
+    const auto snapshot = publish(resolved, log);
     finish(recorder);
+    if (snapshot) report(*snapshot, log, recorder);
     log.totals();  // so that the checkpoint covers the run's last record, and a loss of it shows
   }
 
   void scan(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
     auto scan = makePolicyScan(policy(), resolved, runner_.clock());
-    for (const std::string& warning : scan.warnings) say("warning: " + warning);
+    for (const std::string& warning : scan.warnings) warn(warning);
     scan.request.shouldCancel = runner_.shouldCancel;
     request_ = std::move(scan.request);
     outcome_ = runScan(request_);
-    for (const std::string& note : outcome_.notes) say("warning: " + note);
+    for (const std::string& note : outcome_.notes) warn(note);
     const ScanReport& report = outcome_.report;
     recorder.scanCompleted(fmt::format("{} findings in {:.1f}s", report.items.size(), report.durationSeconds),
                            report.totalBytes);
     say(fmt::format("{} findings, {} reclaimable", report.items.size(), ByteFormatting::compact(report.totalBytes)));
   }
 
-  /// What a keep file or its use protects is taken out of the choice, so that it uses up no budget.
   void decide(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
-    ScanReport considered = outcome_.report;
-    std::set<std::string> keptIDs;
-    for (;;) {
-      result_.decision = PolicyEvaluator::evaluate(considered, policy(), resolved.resolver);
-      selectLeftovers(result_.decision);
-      candidates_ = candidatesOf(result_.decision.selected, outcome_, resolved.resolver, {});
-      const std::size_t known = keptIDs.size();
-      for (const CleanupCandidate& candidate : candidates_) {
-        if (!candidate.refusal || !keptIDs.insert(candidate.item.id).second) continue;
-        result_.kept.push_back({*candidate.reported, *candidate.refusal});
-      }
-      if (keptIDs.size() == known) break;
-      std::erase_if(considered.items, [&](const ScanReportItem& item) { return keptIDs.contains(item.id); });
-    }
+    auto selection = RunSelection::make(outcome_, policy(), resolved.resolver);
+    result_.decision = std::move(selection.decision);
+    result_.kept = std::move(selection.kept);
+    candidates_ = std::move(selection.candidates);
     const PolicyDecision& decision = result_.decision;
     for (const auto& skipped : decision.skipped) recorder.skipped(skipped.item, std::string(rawValue(skipped.reason)));
     for (const auto& kept : result_.kept) recorder.skipped(kept.item, "kept", kept.reason);
@@ -194,7 +213,8 @@ class Run {
                        .host = request_.host,
                        .mounts = request_.mounts,
                        .protectedFolders = {resolved.resolver.home + "/.tidra", resolved.auditPath, resolved.lockPath,
-                                            resolved.quarantine.directory},
+                                            HubPolicyState::pathFor(resolved.auditPath), resolved.quarantine.directory,
+                                            ownQuarantine_},
                        .workers = request_.workers,
                        .clock = runner_.clock,
                        .shouldCancel = runner_.shouldCancel,
@@ -279,21 +299,21 @@ class Run {
   }
 
   /// An interrupted scan tells too little to be published; what the last run told stays.
-  void publish(const ResolvedPolicy& resolved, const AuditLog& log) {
+  std::optional<FleetMetricsSnapshot> publish(const ResolvedPolicy& resolved, const AuditLog& log) {
     result_.report = std::move(outcome_.report);
     result_.duration = seconds();
-    if (result_.report.partial) return;
+    if (result_.report.partial) return std::nullopt;
     auto snapshot = makeSnapshot(result_, policy().name, runner_.tidraVersion, log.totals());
     addQuarantine(snapshot, {resolved.quarantine, resolved.resolver, request_.host, request_.mounts});
     result_.metricsText = PrometheusRenderer::render(snapshot);
-    if (!resolved.textfile) return;
+    if (!resolved.textfile) return snapshot;
     try {
       MetricsTextfile::write(result_.metricsText, *resolved.textfile);
       say("metrics textfile: " + *resolved.textfile);
     } catch (const std::system_error& failure) {
-      say(fmt::format("warning: could not write metrics textfile {}: {}", *resolved.textfile,
-                      failure.code().message()));
+      warn(fmt::format("could not write metrics textfile {}: {}", *resolved.textfile, failure.code().message()));
     }
+    return snapshot;
   }
 
   void finish(const RunRecorder& recorder) {
@@ -307,7 +327,30 @@ class Run {
     say("run finished: " + message);
   }
 
+  /// The log's head is looked at behind the run's last record. A report that fails is tried again by no one: the next
+  /// run's says everything anew.
+  void report(const FleetMetricsSnapshot& snapshot, const AuditLog& log, const RunRecorder& recorder) {
+    result_.hostReport = makeHostReport(result_, snapshot,
+                                        {.hub = runner_.policy.hub,
+                                         .intervalSeconds = runner_.intervalSeconds,
+                                         .auditSeq = log.seq(),
+                                         .auditHeadHash = log.lastHash()});
+    if (!hub_) return;
+    try {
+      result_.hubAck = hub_->report(*result_.hostReport);
+    } catch (const HubClient::HubClientError& failure) {
+      result_.hubError = failure.what();
+      warn("hub report failed: " + *result_.hubError);
+      return;
+    }
+    recorder.hubReported(hub_->baseURL);
+    say(fmt::format("hub: reported to {} ({} hosts known)", hub_->baseURL, result_.hubAck->hostsKnown));
+  }
+
   const FleetRunner& runner_;
+  std::optional<HubClient> hub_;  // absent: none is used
+  EffectivePolicy effective_;
+  std::string ownQuarantine_;  // the hub's policy may name another
   std::chrono::steady_clock::time_point began_;
   ScanRequest request_;
   ScanOutcome outcome_;
@@ -352,6 +395,7 @@ nlohmann::json JsonCodec<FleetRunResult>::encode(const FleetRunResult& result) {
   object["kept"] = std::move(kept);
   object["disposal"] = JsonCodec<DisposalOutcome>::encode(result.disposal);
   object["purged"] = JsonCodec<DisposalOutcome>::encode(result.purged);
+  putOptional(object, "hubAck", result.hubAck);
   putOptional(object, "hubError", result.hubError);
   return object;
 }

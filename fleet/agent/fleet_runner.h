@@ -1,5 +1,5 @@
-// One unattended run of a policy: lock, audit, scan, decide, dispose, purge, publish. The fleet's parts meet the
-// scanners and the deletion service here and nowhere else.
+// One unattended run of a policy: lock, audit, fetch the policy, scan, decide, dispose, purge, publish, report. The
+// fleet's parts meet the scanners and the deletion service here and nowhere else.
 #pragma once
 
 #include <cstdint>
@@ -15,6 +15,8 @@
 #include "core/platform/path_resolver.h"
 #include "fleet/agent/policy/fleet_policy.h"
 #include "fleet/agent/policy/policy_evaluator.h"
+#include "fleet/agent/run_selection.h"
+#include "fleet/hub/protocol/hub_report.h"
 
 namespace tidra {
 
@@ -38,14 +40,6 @@ class FleetRunError : public std::runtime_error {
 };
 
 struct FleetRunResult {
-  /// A selected item that stays for a reason which the policy does not know.
-  struct Kept {
-    ScanReportItem item;
-    std::string reason;  // the rest of a sentence that begins with its path
-
-    bool operator==(const Kept&) const = default;
-  };
-
   std::string runID;  // a UUID, in every audit record of the run
   TimePoint startedAt{};
   double duration = 0;  // seconds
@@ -55,9 +49,11 @@ struct FleetRunResult {
   DisposalOutcome purged;    // of quarantine entries; the paths are those in quarantine
   std::string metricsText;   // empty when the scan was interrupted
   bool dryRun = false;
-  std::optional<std::string> hubError;  // absent: nothing was to be reported, or it was
-  std::vector<Kept> kept;               // a keep file protects them or they are in use; not part of `decision`
-  bool interrupted = false;             // asked to stop; what was not begun stays
+  std::optional<HubHostReport> hostReport;  // absent when the scan was interrupted
+  std::optional<HubAck> hubAck;             // the hub took the report
+  std::optional<std::string> hubError;      // why it did not; without both nothing was to be reported
+  std::vector<KeptItem> kept;               // not part of `decision`
+  bool interrupted = false;                 // asked to stop; what was not begun stays
 
   /// True when no disposal failed.
   bool succeeded() const { return disposal.failures.empty(); }
@@ -69,7 +65,8 @@ struct JsonCodec<FleetRunResult> {
 };
 
 struct FleetRunner {
-  FleetPolicy policy;
+  FleetPolicy policy;   // the host's own; with hub.policy the hub's is laid over it before the run
+  bool dryRun = false;  // whatever a policy says
   std::string tidraVersion{TidraCoreInfo::version};
   std::string actor;                                                     // who starts the run; in every audit record
   std::optional<std::int64_t> intervalSeconds;                           // between runs, for the hub
@@ -77,12 +74,13 @@ struct FleetRunner {
 
   TidraPathResolver host;  // the running user's home folder and the environment
   std::function<TimePoint()> clock;
-  /// Polled on the caller's thread. Ends the run after the item at hand.
+  /// Polled on the caller's thread. Ends the run after the item at hand, and an exchange with the hub at once.
   std::function<bool()> shouldCancel = [] { return false; };
 
   /// Runs the policy once. Throws FleetRunError; InputError when the audit log, the lock, the rules or a path cannot be
   /// used; and what the audit log throws when it takes no more records, right after which nothing more is removed.
-  /// Single items that fail, a purge that fails and a textfile that cannot be written are part of the result.
+  /// Single items that fail, a purge that fails, a textfile that cannot be written and a hub that is away or refuses
+  /// are part of the result.
   FleetRunResult run() const;
 
   static void printToStandardOutput(const std::string& line);

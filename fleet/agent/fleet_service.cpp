@@ -8,6 +8,7 @@
 
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "fleet/hub/protocol/hub_json.h"
 
 namespace tidra {
 namespace {
@@ -75,6 +76,7 @@ void FleetService::reloadIfChanged() {
 
 void FleetService::runOnce(bool isFirst) {
   FleetRunner runner{.policy = policy_,
+                     .dryRun = setting_.dryRun,
                      .actor = setting_.actor,
                      .intervalSeconds = setting_.intervalSeconds,
                      .log = setting_.log,
@@ -82,16 +84,17 @@ void FleetService::runOnce(bool isFirst) {
                      .clock = setting_.clock,
                      .shouldCancel = setting_.shouldStop};
   if (!runner.intervalSeconds) runner.intervalSeconds = policy_.hub.intervalSeconds;
-  if (setting_.dryRun) runner.policy.dryRun = true;
   try {
     const FleetRunResult result = runner.run();
-    if (result.metricsText.empty()) return;
+    if (!result.hostReport) return;
     metricsText_ = result.metricsText;
-    reportJson_ = reportText(result.report);
+    reportJson_ = HubJSON::compact(*result.hostReport);
     healthy_ = result.succeeded();
     server_->update(metricsText_, reportJson_, healthy_);
   } catch (const FleetRunError& failure) {
-    if (isFirst) throw;
+    // A policy file may leave everything to the hub, which is away.
+    const bool mayComeYet = policy_.hub.policy && failure.kind() == FleetRunError::Kind::noRoots;
+    if (isFirst && !mayComeYet) throw;
     say(fmt::format("no run: {}", failure.what()));
   } catch (const std::exception& failure) {
     say(fmt::format("run failed: {}", escapedForTerminal(failure.what())));

@@ -29,8 +29,12 @@ void RunRecorder::append(AuditRecord::Event event, const AuditLog::Builder& fill
   });
 }
 
-void RunRecorder::started() const {
-  append(AuditRecord::Event::runStarted, [&](AuditRecord& record) { record.policy = run_.policy; });
+void RunRecorder::started(const std::string& origin, bool isPolicyChanged) const {
+  append(AuditRecord::Event::runStarted, [&](AuditRecord& record) {
+    record.policy = run_.policy;
+    if (!origin.empty()) record.message = origin;
+    if (isPolicyChanged) record.reason = "policy changed";
+  });
 }
 
 void RunRecorder::scanCompleted(const std::string& message, std::int64_t bytes) const {
@@ -93,6 +97,10 @@ void RunRecorder::finished(const std::string& message, std::int64_t disposedByte
     record.message = message;
     record.bytes = unsignedBytes(disposedBytes);
   });
+}
+
+void RunRecorder::hubReported(const std::string& url) const {
+  append(AuditRecord::Event::hubReported, [&](AuditRecord& record) { record.message = url; });
 }
 
 void RunRecorder::error(const std::string& message) const {

@@ -28,7 +28,8 @@ class RunRecorder {
   /// The log must outlive this. Every call below appends one record and throws what AuditLog::append throws.
   RunRecorder(AuditLog& log, Run run) : log_(log), run_(std::move(run)) {}
 
-  void started() const;
+  /// `origin` tells where the policy is from, when the hub has a say in that.
+  void started(const std::string& origin, bool isPolicyChanged) const;
   void scanCompleted(const std::string& message, std::int64_t bytes) const;
   void skipped(const ScanReportItem& item, const std::string& reason, const std::string& message = "") const;
   void planned(const std::string& message, std::int64_t bytes) const;
@@ -37,6 +38,7 @@ class RunRecorder {
   void disposeFailed(const CleanupPlan::Item& item, DisposalMethod method, const std::string& message) const;
   void purged(const DisposalReceipt& receipt) const;
   void finished(const std::string& message, std::int64_t disposedBytes) const;
+  void hubReported(const std::string& url) const;
   void error(const std::string& message) const;
   /// The last word of a run that failed as a whole.
   void failed(const std::string& message) const;

@@ -12,15 +12,15 @@ namespace tidra {
 namespace {
 
 HubHostRecord recordOf(const HubHostFile& file, HubHostCondition condition, bool withHistory) {
-  HubHostRecord record{.host = file.host,
-                       .status = condition.status,
-                       .statusReasons = std::move(condition.reasons),
-                       .firstSeen = file.firstSeen,
-                       .lastSeen = file.lastSeen,
-                       .reports = file.reports,
-                       .note = file.note,
-                       .latest = file.latest,
-                       .history = {}};
+  HubHostRecord record{{.host = file.host,
+                        .status = condition.status,
+                        .statusReasons = std::move(condition.reasons),
+                        .firstSeen = file.firstSeen,
+                        .lastSeen = file.lastSeen,
+                        .reports = file.reports,
+                        .note = file.note,
+                        .latest = file.latest},
+                       {}};
   if (withHistory) record.history = file.history;
   return record;
 }

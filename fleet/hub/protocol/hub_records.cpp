@@ -32,7 +32,7 @@ static void visitFields(FieldsOf<HubHostFile> auto& record, auto&& visit) {
   visit("lastAuditRewind", record.lastAuditRewind);
 }
 
-static void visitFields(FieldsOf<HubHostRow> auto& record, auto&& visit) {
+static void visitRowFields(auto& record, auto&& visit) {
   visit("host", record.host);
   visit("status", record.status);
   visit("statusReasons", record.statusReasons);
@@ -43,15 +43,10 @@ static void visitFields(FieldsOf<HubHostRow> auto& record, auto&& visit) {
   visit("latest", record.latest);
 }
 
+static void visitFields(FieldsOf<HubHostRow> auto& record, auto&& visit) { visitRowFields(record, visit); }
+
 static void visitFields(FieldsOf<HubHostRecord> auto& record, auto&& visit) {
-  visit("host", record.host);
-  visit("status", record.status);
-  visit("statusReasons", record.statusReasons);
-  visit("firstSeen", record.firstSeen);
-  visit("lastSeen", record.lastSeen);
-  visit("reports", record.reports);
-  visit("note", record.note);
-  visit("latest", record.latest);
+  visitRowFields(record, visit);
   visit("history", record.history);
 }
 
@@ -63,54 +58,13 @@ static void visitFields(FieldsOf<HubPoliciesEnvelope> auto& record, auto&& visit
 
 static void visitFields(FieldsOf<HubEventsEnvelope> auto& record, auto&& visit) { visit("events", record.events); }
 
-nlohmann::json JsonCodec<HubEvent>::encode(const HubEvent& record) { return encodeFields(record); }
-
-HubEvent JsonCodec<HubEvent>::decode(const nlohmann::json& value, const std::string& where) {
-  return decodeFields<HubEvent>(value, where);
-}
-
-nlohmann::json JsonCodec<HubHistoryPoint>::encode(const HubHistoryPoint& record) { return encodeFields(record); }
-
-HubHistoryPoint JsonCodec<HubHistoryPoint>::decode(const nlohmann::json& value, const std::string& where) {
-  return decodeFields<HubHistoryPoint>(value, where);
-}
-
-nlohmann::json JsonCodec<HubHostFile>::encode(const HubHostFile& record) { return encodeFields(record); }
-
-HubHostFile JsonCodec<HubHostFile>::decode(const nlohmann::json& value, const std::string& where) {
-  return decodeFields<HubHostFile>(value, where);
-}
-
-nlohmann::json JsonCodec<HubHostRow>::encode(const HubHostRow& record) { return encodeFields(record); }
-
-HubHostRow JsonCodec<HubHostRow>::decode(const nlohmann::json& value, const std::string& where) {
-  return decodeFields<HubHostRow>(value, where);
-}
-
-nlohmann::json JsonCodec<HubHostRecord>::encode(const HubHostRecord& record) { return encodeFields(record); }
-
-HubHostRecord JsonCodec<HubHostRecord>::decode(const nlohmann::json& value, const std::string& where) {
-  return decodeFields<HubHostRecord>(value, where);
-}
-
-nlohmann::json JsonCodec<HubHostsEnvelope>::encode(const HubHostsEnvelope& record) { return encodeFields(record); }
-
-HubHostsEnvelope JsonCodec<HubHostsEnvelope>::decode(const nlohmann::json& value, const std::string& where) {
-  return decodeFields<HubHostsEnvelope>(value, where);
-}
-
-nlohmann::json JsonCodec<HubPoliciesEnvelope>::encode(const HubPoliciesEnvelope& record) {
-  return encodeFields(record);
-}
-
-HubPoliciesEnvelope JsonCodec<HubPoliciesEnvelope>::decode(const nlohmann::json& value, const std::string& where) {
-  return decodeFields<HubPoliciesEnvelope>(value, where);
-}
-
-nlohmann::json JsonCodec<HubEventsEnvelope>::encode(const HubEventsEnvelope& record) { return encodeFields(record); }
-
-HubEventsEnvelope JsonCodec<HubEventsEnvelope>::decode(const nlohmann::json& value, const std::string& where) {
-  return decodeFields<HubEventsEnvelope>(value, where);
-}
+template struct FieldCodec<HubEvent>;
+template struct FieldCodec<HubHistoryPoint>;
+template struct FieldCodec<HubHostFile>;
+template struct FieldCodec<HubHostRow>;
+template struct FieldCodec<HubHostRecord>;
+template struct FieldCodec<HubHostsEnvelope>;
+template struct FieldCodec<HubPoliciesEnvelope>;
+template struct FieldCodec<HubEventsEnvelope>;
 
 }  // namespace tidra

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "core/base/enum_table.h"
-#include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "fleet/hub/protocol/hub_report.h"
+#include "fleet/hub/protocol/record_codec.h"
 
 namespace tidra {
 
@@ -106,15 +106,7 @@ struct HubHostRow {
 };
 
 /// The same with the history. Computed, never stored.
-struct HubHostRecord {
-  std::string host;
-  HubHostStatus status = HubHostStatus::healthy;
-  std::vector<std::string> statusReasons;
-  TimePoint firstSeen{};
-  TimePoint lastSeen{};
-  std::int64_t reports = 0;
-  std::optional<std::string> note;
-  HubHostReport latest;
+struct HubHostRecord : HubHostRow {
   std::vector<HubHistoryPoint> history;  // oldest first
 
   bool operator==(const HubHostRecord&) const = default;
@@ -137,54 +129,21 @@ struct HubEventsEnvelope {
   bool operator==(const HubEventsEnvelope&) const = default;
 };
 
-// Decoding needs every key that is not optional.
-
 template <>
-struct JsonCodec<HubEvent> {
-  static nlohmann::json encode(const HubEvent& event);
-  static HubEvent decode(const nlohmann::json& value, const std::string& where);
-};
-
+struct JsonCodec<HubEvent> : FieldCodec<HubEvent> {};
 template <>
-struct JsonCodec<HubHistoryPoint> {
-  static nlohmann::json encode(const HubHistoryPoint& point);
-  static HubHistoryPoint decode(const nlohmann::json& value, const std::string& where);
-};
-
+struct JsonCodec<HubHistoryPoint> : FieldCodec<HubHistoryPoint> {};
 template <>
-struct JsonCodec<HubHostFile> {
-  static nlohmann::json encode(const HubHostFile& file);
-  static HubHostFile decode(const nlohmann::json& value, const std::string& where);
-};
-
+struct JsonCodec<HubHostFile> : FieldCodec<HubHostFile> {};
 template <>
-struct JsonCodec<HubHostRow> {
-  static nlohmann::json encode(const HubHostRow& row);
-  static HubHostRow decode(const nlohmann::json& value, const std::string& where);
-};
-
+struct JsonCodec<HubHostRow> : FieldCodec<HubHostRow> {};
 template <>
-struct JsonCodec<HubHostRecord> {
-  static nlohmann::json encode(const HubHostRecord& record);
-  static HubHostRecord decode(const nlohmann::json& value, const std::string& where);
-};
-
+struct JsonCodec<HubHostRecord> : FieldCodec<HubHostRecord> {};
 template <>
-struct JsonCodec<HubHostsEnvelope> {
-  static nlohmann::json encode(const HubHostsEnvelope& envelope);
-  static HubHostsEnvelope decode(const nlohmann::json& value, const std::string& where);
-};
-
+struct JsonCodec<HubHostsEnvelope> : FieldCodec<HubHostsEnvelope> {};
 template <>
-struct JsonCodec<HubPoliciesEnvelope> {
-  static nlohmann::json encode(const HubPoliciesEnvelope& envelope);
-  static HubPoliciesEnvelope decode(const nlohmann::json& value, const std::string& where);
-};
-
+struct JsonCodec<HubPoliciesEnvelope> : FieldCodec<HubPoliciesEnvelope> {};
 template <>
-struct JsonCodec<HubEventsEnvelope> {
-  static nlohmann::json encode(const HubEventsEnvelope& envelope);
-  static HubEventsEnvelope decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<HubEventsEnvelope> : FieldCodec<HubEventsEnvelope> {};
 
 }  // namespace tidra

@@ -96,10 +96,6 @@ HubHostReport JsonCodec<HubHostReport>::decode(const nlohmann::json& value, cons
   return report;
 }
 
-nlohmann::json JsonCodec<HubAck>::encode(const HubAck& ack) { return encodeFields(ack); }
-
-HubAck JsonCodec<HubAck>::decode(const nlohmann::json& value, const std::string& where) {
-  return decodeFields<HubAck>(value, where);
-}
+template struct FieldCodec<HubAck>;
 
 }  // namespace tidra

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "core/model/scan_vocabulary.h"
 #include "core/platform/platform.h"
+#include "fleet/hub/protocol/record_codec.h"
 
 namespace tidra {
 
@@ -98,9 +98,6 @@ struct JsonCodec<HubHostReport> {
 };
 
 template <>
-struct JsonCodec<HubAck> {
-  static nlohmann::json encode(const HubAck& ack);
-  static HubAck decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<HubAck> : FieldCodec<HubAck> {};
 
 }  // namespace tidra

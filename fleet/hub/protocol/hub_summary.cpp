@@ -75,50 +75,11 @@ static void visitFields(FieldsOf<HubSummary> auto& summary, auto&& visit) {
   visit("staleAfterSeconds", summary.staleAfterSeconds);
 }
 
-template <>
-struct JsonCodec<HubSummary::HostBytes> {
-  static nlohmann::json encode(const HubSummary::HostBytes& row) { return encodeFields(row); }
-  static HubSummary::HostBytes decode(const nlohmann::json& value, const std::string& where) {
-    return decodeFields<HubSummary::HostBytes>(value, where);
-  }
-};
-
-template <>
-struct JsonCodec<HubSummary::HostDisk> {
-  static nlohmann::json encode(const HubSummary::HostDisk& row) { return encodeFields(row); }
-  static HubSummary::HostDisk decode(const nlohmann::json& value, const std::string& where) {
-    return decodeFields<HubSummary::HostDisk>(value, where);
-  }
-};
-
-template <>
-struct JsonCodec<HubSummary::RuleBytes> {
-  static nlohmann::json encode(const HubSummary::RuleBytes& row) { return encodeFields(row); }
-  static HubSummary::RuleBytes decode(const nlohmann::json& value, const std::string& where) {
-    return decodeFields<HubSummary::RuleBytes>(value, where);
-  }
-};
-
-template <>
-struct JsonCodec<HubSummary::RecentRun> {
-  static nlohmann::json encode(const HubSummary::RecentRun& row) { return encodeFields(row); }
-  static HubSummary::RecentRun decode(const nlohmann::json& value, const std::string& where) {
-    return decodeFields<HubSummary::RecentRun>(value, where);
-  }
-};
-
-template <>
-struct JsonCodec<HubSummary::DayPoint> {
-  static nlohmann::json encode(const HubSummary::DayPoint& row) { return encodeFields(row); }
-  static HubSummary::DayPoint decode(const nlohmann::json& value, const std::string& where) {
-    return decodeFields<HubSummary::DayPoint>(value, where);
-  }
-};
-
-nlohmann::json JsonCodec<HubSummary>::encode(const HubSummary& summary) { return encodeFields(summary); }
-
-HubSummary JsonCodec<HubSummary>::decode(const nlohmann::json& value, const std::string& where) {
-  return decodeFields<HubSummary>(value, where);
-}
+template struct FieldCodec<HubSummary::HostBytes>;
+template struct FieldCodec<HubSummary::HostDisk>;
+template struct FieldCodec<HubSummary::RuleBytes>;
+template struct FieldCodec<HubSummary::RecentRun>;
+template struct FieldCodec<HubSummary::DayPoint>;
+template struct FieldCodec<HubSummary>;
 
 }  // namespace tidra

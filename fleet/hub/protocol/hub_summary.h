@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "core/model/scan_vocabulary.h"
+#include "fleet/hub/protocol/record_codec.h"
 
 namespace tidra {
 
@@ -91,11 +91,17 @@ struct HubSummary {
   bool operator==(const HubSummary&) const = default;
 };
 
-/// Decoding needs every key.
 template <>
-struct JsonCodec<HubSummary> {
-  static nlohmann::json encode(const HubSummary& summary);
-  static HubSummary decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<HubSummary::HostBytes> : FieldCodec<HubSummary::HostBytes> {};
+template <>
+struct JsonCodec<HubSummary::HostDisk> : FieldCodec<HubSummary::HostDisk> {};
+template <>
+struct JsonCodec<HubSummary::RuleBytes> : FieldCodec<HubSummary::RuleBytes> {};
+template <>
+struct JsonCodec<HubSummary::RecentRun> : FieldCodec<HubSummary::RecentRun> {};
+template <>
+struct JsonCodec<HubSummary::DayPoint> : FieldCodec<HubSummary::DayPoint> {};
+template <>
+struct JsonCodec<HubSummary> : FieldCodec<HubSummary> {};
 
 }  // namespace tidra

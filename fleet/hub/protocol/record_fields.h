@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/base/json_fields.h"
+#include "fleet/hub/protocol/record_codec.h"
 
 namespace tidra {
 
@@ -71,16 +72,16 @@ class TolerantFieldReader {
 template <class Record, class R>
 concept FieldsOf = std::same_as<std::remove_const_t<Record>, R>;
 
+/// A source that lists the fields of a record makes its codec with "template struct FieldCodec<R>;".
 template <class Record>
-nlohmann::json encodeFields(const Record& record) {
+nlohmann::json FieldCodec<Record>::encode(const Record& record) {
   nlohmann::json object;
   visitFields(record, FieldWriter(object));
   return object;
 }
 
-/// Throws DecodingError when a field is missing that is not optional.
 template <class Record>
-Record decodeFields(const nlohmann::json& value, const std::string& where) {
+Record FieldCodec<Record>::decode(const nlohmann::json& value, const std::string& where) {
   Record record;
   visitFields(record, FieldReader(JsonObjectReader(value, where)));
   return record;

@@ -10,11 +10,15 @@
 #include <thread>
 
 #include "core/base/errors.h"
+#include "tests/support/canned_hub.h"
+#include "tests/support/loopback_client.h"
 #include "tests/support/temporary_tree.h"
 
 namespace tidra {
 namespace {
 
+using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 /// A service on a thread of its own, which ends with this object.
@@ -27,10 +31,12 @@ class RunningService {
                                   .host = {home, {}},
                                   .clock = [] { return TimePoint{std::chrono::seconds{1750000000}}; },
                                   .shouldStop = [this] { return stop_.load(); },
-                                  .log = [this](const std::string& line) { take(line); }};
+                                  .log = [this](const std::string& line) { take(line); },
+                                  .onListening = [this](std::uint16_t port) { port_ = port; }};
     thread_ = std::jthread([setting] { FleetService(setting).serve(); });
   }
   ~RunningService() { stop_ = true; }
+  std::uint16_t port() const { return port_; }
   RunningService(const RunningService&) = delete;
   RunningService& operator=(const RunningService&) = delete;
 
@@ -57,6 +63,7 @@ class RunningService {
   std::size_t next_ = 0;
   std::condition_variable arrived_;
   std::atomic<bool> stop_{false};
+  std::atomic<std::uint16_t> port_{0};
   std::jthread thread_;
 };
 
@@ -79,6 +86,25 @@ TEST(FleetService, RunsAgainAndAgainAndTakesOnlyValidPolicies) {
   tree.writeFile("policy.json", R"({"autoClean": {"tiers": ["warning"]}})");
   EXPECT_TRUE(service.waitFor("warning: the policy stays as it was: Invalid policy: tier 'warning'"));
   EXPECT_TRUE(service.waitFor("run finished"));
+}
+
+TEST(FleetService, ServesTheHostReportAndWaitsForAHubThatIsAway) {
+  const TemporaryTree tree;
+  tree.makeFolder("home/code");
+  CannedHub hub;
+  hub.answer(HTTPResponse::text(500, "not yet"));
+  // Nothing to do unless the hub says so.
+  const std::string policy = tree.writeFile("policy.json", R"({"scan": {"roots": [], "categories": []},
+    "metrics": {"listen": "127.0.0.1:0"}, "hub": {"policy": "ci", "url": ")" +
+                                                               hub.url() + "\"}}");
+  RunningService service(policy, tree.path("home"));
+  EXPECT_TRUE(service.waitFor("no run: policy resolves to no scan roots"));
+  EXPECT_THAT(exchange(service.port(), "GET /report HTTP/1.1\r\n\r\n"), EndsWith("\r\n\r\n{}"));
+  hub.answer(HTTPResponse::json(200, R"({"name": "late", "scan": {"roots": ["~/code"], "categories": []}})"));
+  EXPECT_TRUE(service.waitFor("warning: hub report failed: "));
+  EXPECT_TRUE(service.waitFor("run "));
+  EXPECT_THAT(exchange(service.port(), "GET /report HTTP/1.1\r\n\r\n"),
+              AllOf(HasSubstr(R"("policyName":"late")"), HasSubstr(R"("auditHeadHash":)")));
 }
 
 TEST(FleetService, AFailingRunDoesNotEndIt) {

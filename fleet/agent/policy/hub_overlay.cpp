@@ -1,0 +1,63 @@
+#include "fleet/agent/policy/hub_overlay.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "core/base/errors.h"
+#include "core/base/text.h"
+#include "core/rules/catalog_files.h"
+#include "fleet/agent/policy/resolved_policy.h"
+
+namespace tidra {
+namespace {
+
+template <class T>
+bool contains(const std::vector<T>& values, const T& value) {
+  return std::find(values.begin(), values.end(), value) != values.end();
+}
+
+/// Adds what is not there yet, in its order.
+template <class T>
+void addAll(std::vector<T>& values, const std::vector<T>& more) {
+  for (const T& value : more) {
+    if (!contains(values, value)) values.push_back(value);
+  }
+}
+
+}  // namespace
+
+FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub) {
+  // Whoever names the files that rules come from decides what a rule is, also those that the host forbids.
+  for (const std::string& file : fromHub.scan.extraRules) {
+    if (contains(own.scan.extraRules, file)) continue;
+    throw InputError(fmt::format("It wants the rules file '{}'; name that in scan.extraRules of this host's policy.",
+                                 escapedForTerminal(file)));
+  }
+  FleetPolicy policy = std::move(fromHub);
+  policy.hub = own.hub;
+  policy.audit = own.audit;
+  policy.lockFile = own.lockFile;
+  policy.metrics = own.metrics;
+  policy.scan.home = own.scan.home;
+  policy.scan.extraRules = own.scan.extraRules;
+  policy.dryRun = policy.dryRun || own.dryRun;
+  FleetPolicy::Never& never = policy.never;
+  addAll(never.tiers, own.never.tiers);
+  addAll(never.ruleIDs, own.never.ruleIDs);
+  addAll(never.paths, own.never.paths);
+  std::erase_if(policy.autoClean.tiers, [&](ArtifactSafetyTier tier) { return contains(never.tiers, tier); });
+  std::erase_if(policy.scan.disabledRules, [&](const std::string& id) { return contains(never.ruleIDs, id); });
+  return policy;
+}
+
+void requireUsable(const FleetPolicy& overlaid, const TidraPathResolver& host) {
+  overlaid.validate();
+  const auto resolved = ResolvedPolicy::make(overlaid, host);
+  if (resolved.roots.empty() && (!overlaid.scan.categories || overlaid.scan.categories->empty())) {
+    throw InputError("It names neither scan roots nor categories.");
+  }
+  makeCatalog(resolved.extraRules, overlaid.scan.disabledRules);
+}
+
+}  // namespace tidra

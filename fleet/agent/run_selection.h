@@ -1,0 +1,31 @@
+// What one run takes of what its scan has found: the policy's decision, less what is protected for another reason.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/session/cleanup_session.h"
+#include "fleet/agent/policy/fleet_policy.h"
+#include "fleet/agent/policy/policy_evaluator.h"
+
+namespace tidra {
+
+/// A selected item that stays for a reason which the policy does not know.
+struct KeptItem {
+  ScanReportItem item;
+  std::string reason;  // the rest of a sentence that begins with its path
+
+  bool operator==(const KeptItem&) const = default;
+};
+
+struct RunSelection {
+  PolicyDecision decision;
+  std::vector<CleanupCandidate> candidates;  // the decision's selected items
+  std::vector<KeptItem> kept;                // a keep file protects them or they are in use; not part of `decision`
+
+  /// What is kept uses up no budget of the policy. A removal that an earlier run had begun was decided on then: it is
+  /// selected whatever the policy says of its size or age, though not when it is protected or of a tier that stays.
+  static RunSelection make(const ScanOutcome& outcome, const FleetPolicy& policy, const TidraPathResolver& resolver);
+};
+
+}  // namespace tidra

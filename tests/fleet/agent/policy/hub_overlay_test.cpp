@@ -1,0 +1,55 @@
+#include "fleet/agent/policy/hub_overlay.h"
+
+#include <gmock/gmock.h>
+
+#include "core/base/errors.h"
+
+namespace tidra {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+FleetPolicy own() {
+  return FleetPolicy::parse(R"({"name": "own", "dryRun": true, "lockFile": "~/l", "audit": {"path": "~/a"},
+    "metrics": {"listen": ":1", "textfile": "~/m"}, "hub": {"url": "http://hub", "policy": "ci"},
+    "scan": {"home": "/home/agent", "roots": ["~/own"], "extraRules": ["/etc/rules.json"]},
+    "never": {"tiers": ["warning", "caution"], "ruleIDs": ["own-rule"], "paths": ["~/keep"]}})");
+}
+
+TEST(HubOverlay, AHostileHubCanNeitherForgetWhatIsForbiddenNorMoveTheTraces) {
+  const FleetPolicy policy = overlaidByHub(own(), FleetPolicy::parse(R"({"name": "theirs", "dryRun": false,
+    "lockFile": "/tmp/l", "audit": {"path": "/dev/null"}, "metrics": {"listen": "0.0.0.0:80"},
+    "hub": {"url": "http://evil", "tokenFile": "/etc/shadow"},
+    "scan": {"home": "/", "roots": ["/"], "disabledRules": ["own-rule", "their-rule"]},
+    "autoClean": {"tiers": ["caution", "safe"]},
+    "never": {"tiers": [], "ruleIDs": ["their-rule2", "own-rule"], "paths": []},
+    "disposal": {"method": "delete"}})"));
+  EXPECT_EQ(policy.hub, own().hub);
+  EXPECT_EQ(policy.audit, own().audit);
+  EXPECT_EQ(policy.metrics, own().metrics);
+  EXPECT_EQ(policy.lockFile, own().lockFile);
+  EXPECT_EQ(policy.scan.home, own().scan.home);
+  EXPECT_EQ(policy.scan.extraRules, own().scan.extraRules);
+  EXPECT_TRUE(policy.dryRun);
+  EXPECT_THAT(policy.never.tiers, ElementsAre(ArtifactSafetyTier::warning, ArtifactSafetyTier::caution));
+  EXPECT_THAT(policy.never.ruleIDs, ElementsAre("their-rule2", "own-rule"));
+  EXPECT_THAT(policy.never.paths, ElementsAre("~/keep"));
+  // Were the rule gone, another one could claim what it finds.
+  EXPECT_THAT(policy.scan.disabledRules, ElementsAre("their-rule"));
+  EXPECT_THAT(policy.autoClean.tiers, ElementsAre(ArtifactSafetyTier::safe));
+  EXPECT_NO_THROW(policy.validate());
+  // The rest is the hub's.
+  EXPECT_EQ(policy.name, "theirs");
+  EXPECT_THAT(policy.scan.roots, ElementsAre("/"));
+  EXPECT_EQ(policy.disposal.method, DisposalMethod::delete_);
+}
+
+TEST(HubOverlay, TakesRulesOnlyFromFilesThatTheHostNames) {
+  EXPECT_NO_THROW(overlaidByHub(own(), FleetPolicy::parse(R"({"scan": {"extraRules": ["/etc/rules.json"]}})")));
+  EXPECT_THROW(overlaidByHub(own(), FleetPolicy::parse(R"({"scan": {"extraRules": ["/tmp/rules.json"]}})")),
+               InputError);
+}
+
+}  // namespace
+}  // namespace tidra
