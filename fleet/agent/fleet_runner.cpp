@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <set>
 
 #include "core/base/json_fields.h"
@@ -13,6 +12,7 @@
 #include "core/dispose/volumes.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/host.h"
+#include "core/platform/standard_streams.h"
 #include "core/session/cleanup_session.h"
 #include "fleet/agent/audit_log.h"
 #include "fleet/agent/host_metrics.h"
@@ -292,10 +292,7 @@ FleetRunError FleetRunError::noRoots() {
 
 FleetRunResult FleetRunner::run() const { return Run(*this).execute(); }
 
-void FleetRunner::printToStandardOutput(const std::string& line) {
-  std::fputs((line + "\n").c_str(), stdout);
-  std::fflush(stdout);
-}
+void FleetRunner::printToStandardOutput(const std::string& line) { printLine(line); }
 
 nlohmann::json JsonCodec<FleetRunResult>::encode(const FleetRunResult& result) {
   auto object = nlohmann::json::object();

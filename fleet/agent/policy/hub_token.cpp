@@ -1,50 +1,10 @@
 #include <fmt/format.h>
 
 #include "core/base/text.h"
-#include "core/platform/files.h"
 #include "fleet/agent/policy/resolved_policy.h"
+#include "fleet/agent/policy/token_file.h"
 
 namespace tidra {
-namespace {
-
-constexpr std::size_t mostTokenBytes = 64 * 1024;
-
-/// What a file gives: a token, nothing, or why it is passed over.
-struct TokenFile {
-  std::string token;
-  std::string fault;
-};
-
-TokenFile readTokenFile(const std::string& path, bool isNamed) {
-  const std::string shown = escapedForTerminal(path);
-  const auto file = readSecretFile(path, mostTokenBytes);
-  if (!file) {
-    const auto reason = file.failure();
-    if (reason == std::errc::no_such_file_or_directory || reason == std::errc::not_a_directory) {
-      return {{}, isNamed ? fmt::format("Token file '{}' does not exist.", shown) : std::string{}};
-    }
-    if (reason == std::errc::invalid_argument) return {{}, fmt::format("Token file '{}' is no regular file.", shown)};
-    return {{}, fmt::format("Token file '{}' cannot be read: {}.", shown, reason.message())};
-  }
-  const std::string_view token = trimmed(file->bytes);
-  if (file->isForeign) {
-    return {{},
-            fmt::format("Token file '{0}' belongs to another user and is not used; chown it to the user that runs the "
-                        "agent.",
-                        shown)};
-  }
-  if (file->isExposed) {
-    return {{},
-            fmt::format("Token file '{0}' can be read or changed by others and is not used; run chmod 600 '{0}' and "
-                        "replace the token.",
-                        shown)};
-  }
-  if (token.empty()) return {{}, isNamed ? fmt::format("Token file '{}' is empty.", shown) : std::string{}};
-  if (!isValidUtf8(token)) return {{}, fmt::format("Token file '{}' is not UTF-8 text and is not used.", shown)};
-  return {std::string(token), {}};
-}
-
-}  // namespace
 
 HubToken HubToken::find(const FleetPolicy& policy, const TidraPathResolver& resolver, const std::string& systemFile) {
   HubToken found;
@@ -54,10 +14,10 @@ HubToken HubToken::find(const FleetPolicy& policy, const TidraPathResolver& reso
     return found;
   }
   const auto tryFile = [&](const std::string& path, bool isNamed) {
-    TokenFile file = readTokenFile(path, isNamed);
-    if (!file.fault.empty()) found.notes.push_back(std::move(file.fault));
-    if (file.token.empty()) return false;
-    found.token = std::move(file.token);
+    TokenFile file = readTokenFile(path, "agent");
+    if (!file.fault.empty() && (isNamed || !file.isAbsent)) found.notes.push_back(std::move(file.fault));
+    if (file.text.empty()) return false;
+    found.token = std::move(file.text);
     found.source = path;
     return true;
   };
