@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <limits>
@@ -56,25 +57,32 @@ HubTokens tokensFrom(const HubServeOptions& options, const Environment& environm
   return {.agent = tokensFrom(options.agent, environment), .admin = tokensFrom(options.admin, environment)};
 }
 
+bool isIPv4Address(std::string_view text) {
+  const auto parts = split(text, '.');
+  return parts.size() == 4 && std::all_of(parts.begin(), parts.end(), [](std::string_view part) {
+           std::uint8_t number = 0;
+           const auto [end, error] = std::from_chars(part.data(), part.data() + part.size(), number);
+           return error == std::errc{} && end == part.data() + part.size();
+         });
+}
+
 /// Sets host and port of "HOST:PORT"; an empty host is every interface. Throws InputError.
 void readAddress(const std::string& text, HubConfig& config) {
-  const auto colon = text.rfind(':');
-  const std::string_view port =
-      colon == std::string::npos ? std::string_view{} : std::string_view(text).substr(colon + 1);
-  const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), config.port);
-  if (port.empty() || error != std::errc{} || end != port.data() + port.size()) {
-    throw InputError(fmt::format("--listen '{}' names no address; write HOST:PORT, such as 127.0.0.1:{}.",
-                                 escapedForTerminal(text), HubConfig::defaultPort));
-  }
+  const auto colon = std::min(text.rfind(':'), text.size());
   config.host = text.substr(0, colon);
   if (config.host.empty()) config.host = "0.0.0.0";
   if (config.host == "localhost") config.host = "127.0.0.1";
+  const std::string_view port = std::string_view(text).substr(std::min(colon + 1, text.size()));
+  const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), config.port);
+  if (isIPv4Address(config.host) && error == std::errc{} && end == port.data() + port.size()) return;
+  throw InputError(fmt::format("--listen '{}' is no IPv4 address with a port; write HOST:PORT, such as 127.0.0.1:{}.",
+                               escapedForTerminal(text), HubConfig::defaultPort));
 }
 
-HubConfig configOf(const HubServeOptions& options) {
+HubConfig configOf(const HubServeOptions& options, const Environment& environment) {
   HubConfig config;
   readAddress(options.listen, config);
-  config.dataDir = options.data;
+  config.dataDir = absolutePath(options.data, makeResolver(std::nullopt, environment));
   config.staleAfter = options.staleAfter;
   config.title = replacingInvalidUtf8(options.title);
   return config;
@@ -128,20 +136,20 @@ void reload(HubServer& server, const HubServeOptions& options, const Program& pr
 
 int serve(const HubServeOptions& options, const Program& program) {
   const HubLog log = program.options.quiet ? HubLog([](const std::string&) {}) : HubLog(&printLine);
-  HubConfig config = configOf(options);
-  HubTokens tokens = tokensFrom(options, program.environment);
+  const HubConfig config = configOf(options, program.environment);
+  const HubTokens tokens = tokensFrom(options, program.environment);
   ignoreBrokenPipes();
   const InterruptGuard interrupts;
   HangupGuard hangups;
   try {
     HubServer server(config, &currentTime, log);
     for (const std::string& warning : server.store().loadWarnings()) log("warning: " + escapedForTerminal(warning));
-    log(fmt::format("data folder {}: {} hosts", escapedForTerminal(options.data), server.store().inventory().size()));
+    log(fmt::format("data folder {}: {} hosts", escapedForTerminal(config.dataDir), server.store().inventory().size()));
+    server.replaceTokens(tokens);
+    start(server);
     warnOfVisibleTokens(options.agent);
     warnOfVisibleTokens(options.admin);
     warnOfOpenDoors(config, tokens);
-    server.replaceTokens(std::move(tokens));
-    start(server);
     log(fmt::format("listening on {}:{}", config.host, server.port()));
     log(fmt::format("dashboard on http://{}:{}/", config.host == "0.0.0.0" ? "localhost" : config.host, server.port()));
     constexpr auto lookAround = std::chrono::milliseconds(200);

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "core/base/errors.h"
+#include "core/base/text.h"
 #include "fleet/agent/policy/fleet_policy.h"
 #include "fleet/hub/hub_api.h"
 #include "fleet/hub/hub_query.h"
@@ -9,7 +10,9 @@
 namespace tidra {
 namespace {
 
-[[noreturn]] void refuseUnknown(const std::string& name) { throw HubRefusal(404, fmt::format("no policy '{}'", name)); }
+[[noreturn]] void refuseUnknown(const std::string& name) {
+  throw HubRefusal(404, fmt::format("no policy '{}'", escapedForTerminal(name)));
+}
 
 /// Hosts carry out what is stored, so that only what they can read is.
 void requirePolicy(const std::string& document) {

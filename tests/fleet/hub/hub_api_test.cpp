@@ -122,7 +122,8 @@ TEST_F(HubServerTest, ListsHostsInParts) {
     const auto response = get("/api/v1/hosts", std::move(query));
     EXPECT_EQ(response.headers.at("X-Total-Count"), total);
     std::string all;
-    for (const auto& row : parseJson(response.body, "hosts")["hosts"]) all += row["host"].get<std::string>() + " ";
+    const auto listing = parseJson(response.body, "hosts");
+    for (const auto& row : listing["hosts"]) all += row["host"].get<std::string>() + " ";
     return all;
   };
   EXPECT_EQ(names({}, "6"), "h0 h1 h2 h3 h4 mac ");
