@@ -69,7 +69,7 @@ TEST_F(HubServerTest, KeepsPoliciesByteForByte) {
   EXPECT_EQ(read.body, document);
   EXPECT_EQ(read.headers.at("Content-Type"), jsonType);
   EXPECT_EQ(get("/api/v1/policies").body, R"({"policies":["Web-1_a.b"]})");
-  for (const char* name : {"web%20servers", "%2e%2e%2fx", "a%00", "%C3%A4", "a%2Fb"}) {
+  for (const char* name : {"web%20servers", "%2e%2e%2fx", "a%0A", "%C3%A4", "a%2Fb"}) {
     const auto refusal = refusalOf(put(std::string("/api/v1/policies/") + name, document));
     EXPECT_THAT(refusal, StartsWith("400 '"));
     EXPECT_THAT(refusal, HasSubstr("' is not a valid policy name (letters, digits, - _ . only)"));
