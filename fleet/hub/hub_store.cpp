@@ -103,8 +103,7 @@ HubEvent policyEvent(HubEvent::Kind kind, const std::string& name, std::string_v
 }  // namespace
 
 HubStoreError HubStoreError::badName(std::string_view name) {
-  return {Kind::badName,
-          fmt::format("'{}' is not a valid policy name (letters, digits, - _ . only)", name)};
+  return {Kind::badName, fmt::format("'{}' is not a valid policy name (letters, digits, - _ . only)", name)};
 }
 
 HubStoreError HubStoreError::nameTaken(std::string_view host, std::string_view file, std::string_view owner) {
