@@ -49,7 +49,7 @@ std::string explanation(const FleetRunResult& result) {
 std::function<void(const std::string&)> stepLog(bool json, const Program& program) {
   if (program.options.quiet) return [](const std::string&) {};
   if (json) return &writeNote;
-  return &FleetRunner::printToStandardOutput;
+  return &printLine;
 }
 
 int told(const FleetRunError& failure) {

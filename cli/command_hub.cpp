@@ -11,8 +11,10 @@ void addHubCommand(CLI::App& app, Program& program) {
   hub->require_subcommand(1);
   hub->footer(
       "Examples:\n"
+      "  tidra hub serve --data ./hub                    a hub for this machine alone\n"
       "  tidra hub status --url http://127.0.0.1:9480    the fleet at a glance\n"
       "  tidra hub hosts --status stale                  hosts that fell silent; the hub is TIDRA_HUB_URL");
+  addHubServe(*hub, program);
   addHubRemote(*hub, program);
 }
 

@@ -10,6 +10,7 @@ namespace tidra {
 struct Program;
 
 /// Each declares commands below `hub`.
+void addHubServe(CLI::App& hub, Program& program);
 void addHubRemote(CLI::App& hub, Program& program);
 
 }  // namespace tidra

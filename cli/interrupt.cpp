@@ -13,8 +13,13 @@ static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only
 
 void onSignal(int) { flag = true; }
 
+std::atomic<bool> hangup{false};
+
+void onHangup(int) { hangup = true; }
+
 constexpr std::array signals{SIGINT, SIGTERM};
 std::array<struct sigaction, signals.size()> former{};
+struct sigaction formerHangup {};
 
 }  // namespace
 
@@ -36,6 +41,19 @@ InterruptGuard::~InterruptGuard() {
 }
 
 bool InterruptGuard::requested() { return flag; }
+
+HangupGuard::HangupGuard() {
+  hangup = false;
+  struct sigaction action {};
+  action.sa_handler = &onHangup;
+  action.sa_flags = SA_RESTART;
+  ::sigemptyset(&action.sa_mask);
+  ::sigaction(SIGHUP, &action, &formerHangup);
+}
+
+HangupGuard::~HangupGuard() { ::sigaction(SIGHUP, &formerHangup, nullptr); }
+
+bool HangupGuard::takeRequest() { return hangup.exchange(false); }
 
 void ignoreBrokenPipes() {
   struct sigaction action {};

@@ -55,6 +55,11 @@ void writeStandardError(std::string_view text) noexcept {
   std::fflush(stderr);
 }
 
+void printLine(const std::string& line) {
+  std::fputs((line + "\n").c_str(), stdout);
+  std::fflush(stdout);
+}
+
 std::optional<int> descriptorNamed(const std::string& path) {
   if (path == "-") return STDOUT_FILENO;
   std::string current = path;

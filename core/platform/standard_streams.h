@@ -15,6 +15,9 @@ void holdClosedStandardStreams();
 /// Writes everything to standard error as far as it can be written. Nobody could be told of a failure.
 void writeStandardError(std::string_view text) noexcept;
 
+/// Writes one line to standard output at once, as far as it can be written; lines of several threads do not mix.
+void printLine(const std::string& line);
+
 /// The descriptor of this process that a path stands for: "-" and /dev/stdout are standard output, and so on through
 /// /dev/fd and /proc/self/fd, also behind links. -1 for a descriptor of another process, none for an ordinary path.
 std::optional<int> descriptorNamed(const std::string& path);

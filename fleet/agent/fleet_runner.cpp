@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
@@ -372,11 +371,6 @@ FleetRunError FleetRunError::noRoots() {
 }
 
 FleetRunResult FleetRunner::run() const { return Run(*this).execute(); }
-
-void FleetRunner::printToStandardOutput(const std::string& line) {
-  std::fputs((line + "\n").c_str(), stdout);
-  std::fflush(stdout);
-}
 
 nlohmann::json JsonCodec<FleetRunResult>::encode(const FleetRunResult& result) {
   auto object = nlohmann::json::object();

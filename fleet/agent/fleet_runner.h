@@ -13,6 +13,7 @@
 #include "core/model/disposal.h"
 #include "core/model/scan_report.h"
 #include "core/platform/path_resolver.h"
+#include "core/platform/standard_streams.h"
 #include "fleet/agent/policy/fleet_policy.h"
 #include "fleet/agent/policy/policy_evaluator.h"
 #include "fleet/agent/run_selection.h"
@@ -68,9 +69,9 @@ struct FleetRunner {
   FleetPolicy policy;   // the host's own; with hub.policy the hub's is laid over it before the run
   bool dryRun = false;  // whatever a policy says
   std::string tidraVersion{TidraCoreInfo::version};
-  std::string actor;                                                     // who starts the run; in every audit record
-  std::optional<std::int64_t> intervalSeconds;                           // between runs, for the hub
-  std::function<void(const std::string&)> log = &printToStandardOutput;  // takes one line, without its end
+  std::string actor;                                         // who starts the run; in every audit record
+  std::optional<std::int64_t> intervalSeconds;               // between runs, for the hub
+  std::function<void(const std::string&)> log = &printLine;  // takes one line, without its end
 
   TidraPathResolver host;  // the running user's home folder and the environment
   std::function<TimePoint()> clock;
@@ -82,8 +83,6 @@ struct FleetRunner {
   /// Single items that fail, a purge that fails, a textfile that cannot be written and a hub that is away or refuses
   /// are part of the result.
   FleetRunResult run() const;
-
-  static void printToStandardOutput(const std::string& line);
 };
 
 }  // namespace tidra

@@ -31,7 +31,7 @@ class FleetService {
     TidraPathResolver host;  // the running user's home folder and the environment
     std::function<TimePoint()> clock;
     std::function<bool()> shouldStop;  // from any thread
-    std::function<void(const std::string&)> log = &FleetRunner::printToStandardOutput;
+    std::function<void(const std::string&)> log = &printLine;
     std::function<void(std::uint16_t)> onListening = {};  // with the port, when the listener is up
   };
 

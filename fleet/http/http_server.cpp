@@ -206,19 +206,33 @@ void HTTPServer::work() {
 /// None once the queue is closed.
 std::unique_ptr<HTTPConnection> HTTPServer::nextConnection() {
   std::unique_lock guard(queueLock_);
-  queueChanged_.wait(guard, [this] { return isQueueClosed_ || !queue_.empty(); });
+  while (queue_.empty() && !isQueueClosed_) {
+    ++idleWorkers_;
+    queueChanged_.wait(guard);
+    --idleWorkers_;
+    isWorkerWaking_ = false;
+  }
   if (queue_.empty()) return nullptr;
   Connection connection = std::move(queue_.front());
   queue_.pop_front();
+  wakeWorker(guard);
   return connection;
 }
 
 void HTTPServer::enqueue(Connection connection) {
-  {
-    const std::lock_guard guard(queueLock_);
-    queue_.push_back(std::move(connection));
-  }
-  queueChanged_.notify_one();
+  std::unique_lock guard(queueLock_);
+  queue_.push_back(std::move(connection));
+  wakeWorker(guard);
+}
+
+/// Has an idle worker look at the queue when something is in it, and lets go of the lock. One at a time is woken, and
+/// wakes the next if there is still something to do: mostly the workers that are awake have done it by then, and
+/// switching threads costs more than a short answer.
+void HTTPServer::wakeWorker(std::unique_lock<std::mutex>& guard) {
+  const bool isNeeded = !queue_.empty() && idleWorkers_ > 0 && !isWorkerWaking_;
+  if (isNeeded) isWorkerWaking_ = true;
+  guard.unlock();
+  if (isNeeded) queueChanged_.notify_one();
 }
 
 /// Closes the connection and counts it out; the accept thread waits for the last one to end.

@@ -76,6 +76,7 @@ class HTTPServer {
   std::unique_ptr<HTTPConnection> nextConnection();
 
   void enqueue(Connection connection);
+  void wakeWorker(std::unique_lock<std::mutex>& guard);
   void drop(Connection connection);
 
   const std::string host_;
@@ -96,10 +97,12 @@ class HTTPServer {
   std::vector<Parked> parked_;
   HTTPConnection::Clock::time_point acceptAgainAt_;
 
-  std::mutex queueLock_;  // guards the next three
+  std::mutex queueLock_;  // guards the next five
   std::deque<Connection> queue_;
   std::vector<Parked> returned_;
   bool isQueueClosed_ = false;
+  std::size_t idleWorkers_ = 0;
+  bool isWorkerWaking_ = false;  // one has been woken and has not looked at the queue yet
   std::condition_variable queueChanged_;
   std::vector<std::thread> workers_;
   ByteBudget bodyBytes_;

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <chrono>
@@ -20,6 +21,7 @@ namespace {
 
 constexpr std::string_view noHistory = R"("history":[])";
 constexpr std::string_view historyBegin = R"("history":[)";
+constexpr std::string_view emptyArray = "[]";
 constexpr std::string_view datePattern = "2026-03-14T10:15:00Z";
 
 bool isKept(char c) {
@@ -197,18 +199,25 @@ std::string hostFileText(const HubHostFile& file) {
                           .lastAuditRewind = file.lastAuditRewind};
   std::string document = HubJSON::compact(frame);
   // Only a date comes before it, so that this is the key and no text of somebody else's.
-  const auto place = document.find(noHistory) + historyBegin.size();
+  const auto place = document.find(noHistory) + historyBegin.size() - 1;
+  std::string text(document, 0, place);
+  appendHistory(text, file.history);
+  text.append(document, place + emptyArray.size());
+  return text;
+}
+
+void appendHistory(std::string& text, const std::vector<HubHistoryPoint>& history) {
   constexpr std::size_t bytesOfPoint = 160;
-  std::string text;
-  text.reserve(document.size() + file.history.size() * bytesOfPoint);
-  text.append(document, 0, place);
+  // Grown by doubling at least: a listing appends thousands of them.
+  const std::size_t needed = text.size() + history.size() * bytesOfPoint;
+  if (needed > text.capacity()) text.reserve(std::max(needed, 2 * text.capacity()));
+  text += '[';
   DateCache dates;
-  for (const HubHistoryPoint& point : file.history) {
-    if (&point != file.history.data()) text += ',';
+  for (const HubHistoryPoint& point : history) {
+    if (&point != history.data()) text += ',';
     appendPoint(text, point, dates);
   }
-  text.append(document, place);
-  return text;
+  text += ']';
 }
 
 HubHostFile parseHostFile(std::string_view text, const std::string& what) {

@@ -7,6 +7,7 @@
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
+#include "core/platform/open_file.h"
 #include "core/platform/path_text.h"
 #include "core/platform/platform.h"
 #include "fleet/hub/folder_listing.h"
@@ -169,6 +170,21 @@ void HubStore::leaveOut(const std::string& fileName, const std::string& reason, 
   std::string message = fmt::format("host file {} was left out and kept as it is: {}", fileName, reason);
   log({.time = now, .kind = HubEvent::Kind::reportRejected, .host = {}, .message = message, .bytes = {}});
   loadWarnings_.push_back(std::move(message));
+}
+
+/// By doing it, since a folder that looks writable may lie on a volume that is read-only or full.
+bool HubStore::isWritable() const {
+  const std::lock_guard guard(lock_);
+  const std::string path = joinedPath(dataDir_, ".writable");
+  try {
+    removeFile(path);  // a crash may have left it
+    const auto file = makeFile(path);
+    const bool isWritten = file && !appendWhole(*file, "writable\n", 0);
+    removeFile(path);
+    return isWritten;
+  } catch (const std::system_error&) {
+    return false;
+  }
 }
 
 std::string HubStore::hostPath(const std::string& fileName) const {

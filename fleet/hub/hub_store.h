@@ -16,6 +16,7 @@
 #include "fleet/hub/event_log.h"
 #include "fleet/hub/fleet_totals.h"
 #include "fleet/hub/host_loading.h"
+#include "fleet/hub/host_status.h"
 #include "fleet/hub/hub_policies.h"
 #include "fleet/hub/hub_store_error.h"
 #include "fleet/hub/protocol/hub_records.h"
@@ -36,6 +37,17 @@ struct HubHostQuery {
   bool withHistory = true;
 };
 
+/// One host and how it is doing. Later reports do not change what is pointed to.
+struct HubHostView {
+  std::shared_ptr<const HubHostFile> file;
+  HubHostCondition condition;
+};
+
+struct HubHostSelection {
+  std::size_t total = 0;  // all that the query fits, whatever its offset and limit
+  std::vector<HubHostView> hosts;
+};
+
 struct HubHostPage {
   std::size_t total = 0;  // all that the query fits, whatever its offset and limit
   std::vector<HubHostRecord> hosts;
@@ -53,6 +65,9 @@ class HubStore {
   double staleAfter() const { return staleAfter_; }
   const std::string& title() const { return title_; }
 
+  /// Tries whether files can be made in the data folder.
+  bool isWritable() const;
+
   /// Sentences about host files that were left out when the hosts were loaded. The files stay as they are.
   const std::vector<std::string>& loadWarnings() const { return loadWarnings_; }
 
@@ -65,6 +80,9 @@ class HubStore {
   Ingested ingest(const HubHostReport& report, TimePoint now);
 
   HubInventory inventory() const;
+  /// Copies nothing of the hosts; `withHistory` of the query means nothing here.
+  HubHostSelection select(const HubHostQuery& query, TimePoint now) const;
+  std::optional<HubHostView> find(const std::string& host, TimePoint now) const;
   std::vector<HubHostRecord> records(TimePoint now) const;
   HubHostPage hosts(const HubHostQuery& query, TimePoint now) const;
   std::optional<HubHostRecord> record(const std::string& host, TimePoint now) const;

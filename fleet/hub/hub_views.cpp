@@ -65,26 +65,26 @@ HubInventory HubStore::inventory() const {
 
 std::vector<HubHostRecord> HubStore::records(TimePoint now) const { return hosts({}, now).hosts; }
 
-HubHostPage HubStore::hosts(const HubHostQuery& query, TimePoint now) const {
+HubHostSelection HubStore::select(const HubHostQuery& query, TimePoint now) const {
   const std::string text = asciiLowered(query.text);
-  HubHostPage page;
+  HubHostSelection selection;
   for (const auto& file : inventory()) {
     if (query.platform && file->latest.platform != *query.platform) continue;
     if (!isFoundBy(*file, text)) continue;
-    const bool isShown = page.total >= query.offset && (!query.limit || page.hosts.size() < *query.limit);
+    const bool isShown = selection.total >= query.offset && (!query.limit || selection.hosts.size() < *query.limit);
     if (!isShown && !query.status) {
-      ++page.total;
+      ++selection.total;
       continue;
     }
     auto condition = conditionOf(*file, now, staleAfter_);
     if (query.status && condition.status != *query.status) continue;
-    ++page.total;
-    if (isShown) page.hosts.push_back(recordOf(*file, std::move(condition), query.withHistory));
+    ++selection.total;
+    if (isShown) selection.hosts.push_back({file, std::move(condition)});
   }
-  return page;
+  return selection;
 }
 
-std::optional<HubHostRecord> HubStore::record(const std::string& host, TimePoint now) const {
+std::optional<HubHostView> HubStore::find(const std::string& host, TimePoint now) const {
   std::shared_ptr<const HubHostFile> file;
   {
     const std::lock_guard guard(lock_);
@@ -92,7 +92,22 @@ std::optional<HubHostRecord> HubStore::record(const std::string& host, TimePoint
     if (known == hosts_.end()) return std::nullopt;
     file = known->second.file;
   }
-  return recordOf(*file, conditionOf(*file, now, staleAfter_), true);
+  return HubHostView{file, conditionOf(*file, now, staleAfter_)};
+}
+
+HubHostPage HubStore::hosts(const HubHostQuery& query, TimePoint now) const {
+  HubHostSelection selection = select(query, now);
+  HubHostPage page{.total = selection.total, .hosts = {}};
+  for (HubHostView& host : selection.hosts) {
+    page.hosts.push_back(recordOf(*host.file, std::move(host.condition), query.withHistory));
+  }
+  return page;
+}
+
+std::optional<HubHostRecord> HubStore::record(const std::string& host, TimePoint now) const {
+  auto found = find(host, now);
+  if (!found) return std::nullopt;
+  return recordOf(*found->file, std::move(found->condition), true);
 }
 
 HubStore::View HubStore::view(TimePoint now) const {

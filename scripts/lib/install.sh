@@ -15,7 +15,7 @@ install_needs() {
   local purpose=${1:-build}
   if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
     local packages=(cmake ninja-build g++ pkg-config git nlohmann-json3-dev libfmt-dev libcli11-dev libgtest-dev
-                    libssl-dev)
+                    libssl-dev zlib1g-dev)
     [ "$purpose" = test ] && packages+=(ccache clang-format trash-cli)
     [ "$purpose" = bench ] && packages+=(libbenchmark-dev)
     install_with_apt "${packages[@]}"
@@ -28,7 +28,7 @@ install_needs() {
     local tool
     for tool in cmake ninja c++ git; do
       command -v "$tool" >/dev/null || fail "$tool is missing, and this system has neither apt nor Homebrew; install cmake," \
-        "ninja, git, a C++20 compiler, nlohmann-json, fmt, CLI11, OpenSSL and GoogleTest, then start this again."
+        "ninja, git, a C++20 compiler, nlohmann-json, fmt, CLI11, OpenSSL, zlib and GoogleTest, then start this again."
     done
   fi
 }

@@ -16,9 +16,10 @@ export async function openBrowser(playwright) {
 export const closeBrowser = () => browser?.close();
 
 // Opens the page at `fragment`, does `steps(page, hub)` and fails on whatever the browser complained of: faults in the script,
-// breaches of the content policy. `expected` matches complaints that belong to the case.
-export async function visit(fragment, hubOptions, steps, { context = {}, expected = /^$/, wait = ".panel" } = {}) {
-  const hub = await startHub(html, { hosts: makeFleet(40), policies: examplePolicies(), ...hubOptions });
+// breaches of the content policy. `expected` matches complaints that belong to the case, `start` starts another hub than the one
+// of generated data.
+export async function visit(fragment, { start = startHub, ...hubOptions }, steps, { context = {}, expected = /^$/, wait = ".panel" } = {}) {
+  const hub = await start(html, { hosts: makeFleet(40), policies: examplePolicies(), ...hubOptions });
   const profile = await browser.newContext({ locale: "en-GB", ...context });
   const page = await profile.newPage();
   page.setDefaultTimeout(8000);

@@ -6,8 +6,8 @@
 #include "fleet/hub/protocol/record_fields.h"
 
 namespace tidra {
-/// Every field but the host, which alone must be there.
-static void visitReportFields(FieldsOf<HubHostReport> auto& report, auto&& visit) {
+/// Every field but the host, which alone must be there, and the largest findings, which are most of a report.
+static void visitPlainFields(FieldsOf<HubHostReport> auto& report, auto&& visit) {
   visit("schemaVersion", report.schemaVersion);
   visit("platform", report.platform);
   visit("tidraVersion", report.tidraVersion);
@@ -42,7 +42,6 @@ static void visitReportFields(FieldsOf<HubHostReport> auto& report, auto&& visit
   visit("volumeAvailableBytes", report.volumeAvailableBytes);
   visit("auditSeq", report.auditSeq);
   visit("auditHeadHash", report.auditHeadHash);
-  visit("topItems", report.topItems);
 }
 
 static void visitFields(FieldsOf<HubAck> auto& ack, auto&& visit) {
@@ -79,11 +78,18 @@ HubTopItem JsonCodec<HubTopItem>::decode(const nlohmann::json& value, const std:
   return item;
 }
 
-nlohmann::json JsonCodec<HubHostReport>::encode(const HubHostReport& report) {
+nlohmann::json encodedWithoutTopItems(const HubHostReport& report) {
   nlohmann::json object;
   const FieldWriter put(object);
   put("host", report.host);
-  visitReportFields(report, put);
+  visitPlainFields(report, put);
+  return object;
+}
+
+nlohmann::json JsonCodec<HubHostReport>::encode(const HubHostReport& report) {
+  nlohmann::json object = encodedWithoutTopItems(report);
+  const FieldWriter put(object);
+  put("topItems", report.topItems);
   return object;
 }
 
@@ -92,7 +98,9 @@ HubHostReport JsonCodec<HubHostReport>::decode(const nlohmann::json& value, cons
   HubHostReport report;
   report.startedAt = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   report.host = reader.required<std::string>("host");
-  visitReportFields(report, TolerantFieldReader(reader));
+  const TolerantFieldReader read(reader);
+  visitPlainFields(report, read);
+  read("topItems", report.topItems);
   return report;
 }
 

@@ -97,6 +97,9 @@ struct JsonCodec<HubHostReport> {
   static HubHostReport decode(const nlohmann::json& value, const std::string& where);
 };
 
+/// What the codec gives but for `topItems`, which are most of a report.
+nlohmann::json encodedWithoutTopItems(const HubHostReport& report);
+
 template <>
 struct JsonCodec<HubAck> : FieldCodec<HubAck> {};
 

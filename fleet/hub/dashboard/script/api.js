@@ -92,10 +92,10 @@ const api = {
   removePolicy: (name) => requestJSON(`policies/${encodeURIComponent(name)}`, { method: "DELETE" }),
   events: async () => listOf((await requestJSON("events?n=200")).events),
 
-  // Some rows without their history, and `total`, how many there are; `total` is null when the hub knows no such parts of the
+  // Some rows without their history and largest findings, and `total`, how many there are; `total` is null when the hub knows no such parts of the
   // list and has sent the whole of it.
   async hosts(query) {
-    const response = await request(`hosts?${new URLSearchParams({ history: 0, ...query })}`);
+    const response = await request(`hosts?${new URLSearchParams({ history: 0, topItems: 0, ...query })}`);
     const header = response.headers.get("X-Total-Count");
     let rows;
     try {

@@ -1,8 +1,5 @@
 // docs/policy.schema.json describes what the program reads.
 #include <gmock/gmock.h>
-#include <regex.h>
-
-#include <algorithm>
 
 #include "core/base/json_fields.h"
 #include "core/model/ecosystems.h"
@@ -10,6 +7,7 @@
 #include "core/platform/files.h"
 #include "fleet/agent/policy/example_policies.h"
 #include "fleet/agent/policy/fleet_policy.h"
+#include "tests/support/schema_checker.h"
 
 namespace tidra {
 namespace {
@@ -17,76 +15,13 @@ namespace {
 using nlohmann::json;
 using testing::UnorderedElementsAreArray;
 
-/// Checks documents against the keywords that the schema uses; an unknown keyword is a failure of the test.
-class SchemaChecker {
- public:
-  bool accepts(const json& schema, const json& value) const {
-    return std::all_of(schema.items().begin(), schema.items().end(),
-                       [&](const auto& rule) { return holds(schema, rule.key(), rule.value(), value); });
-  }
-
- private:
-  bool holds(const json& schema, const std::string& keyword, const json& rule, const json& value) const {
-    if (keyword == "$schema" || keyword == "title" || keyword == "description" || keyword == "default") return true;
-    if (keyword == "type") return hasType(rule.get<std::string>(), value);
-    if (keyword == "enum") return std::find(rule.begin(), rule.end(), value) != rule.end();
-    if (keyword == "minimum") return !value.is_number() || value >= rule;
-    if (keyword == "maximum") return !value.is_number() || value <= rule;
-    if (keyword == "minLength") return !value.is_string() || value.get<std::string>().size() >= rule;
-    if (keyword == "pattern") {
-      return !value.is_string() || matches(rule.get<std::string>(), value.get<std::string>());
-    }
-    if (keyword == "items") {
-      return !value.is_array() ||
-             std::all_of(value.begin(), value.end(), [&](const json& element) { return accepts(rule, element); });
-    }
-    if (keyword == "properties") {
-      return !value.is_object() || std::all_of(value.items().begin(), value.items().end(), [&](const auto& member) {
-        return !rule.contains(member.key()) || accepts(rule[member.key()], member.value());
-      });
-    }
-    if (keyword == "additionalProperties") return othersAreAccepted(schema, rule, value);
-    ADD_FAILURE() << "unknown keyword " << keyword;
-    return false;
-  }
-
-  bool othersAreAccepted(const json& schema, const json& rule, const json& value) const {
-    if (!value.is_object()) return true;
-    const json properties = schema.value("properties", json::object());
-    return std::all_of(value.items().begin(), value.items().end(), [&](const auto& member) {
-      return properties.contains(member.key()) || (rule.is_object() && accepts(rule, member.value()));
-    });
-  }
-
-  // GCC 12 warns of std::regex when it is built with sanitizers.
-  static bool matches(const std::string& pattern, const std::string& text) {
-    regex_t compiled;
-    if (::regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB) != 0) {
-      ADD_FAILURE() << pattern;
-      return false;
-    }
-    const bool found = ::regexec(&compiled, text.c_str(), 0, nullptr, 0) == 0;
-    ::regfree(&compiled);
-    return found;
-  }
-
-  static bool hasType(const std::string& type, const json& value) {
-    if (type == "object") return value.is_object();
-    if (type == "array") return value.is_array();
-    if (type == "string") return value.is_string();
-    if (type == "boolean") return value.is_boolean();
-    EXPECT_EQ(type, "integer");
-    return value.is_number_integer();
-  }
-};
-
 json schema() {
   const auto text = readFile(TIDRA_SOURCE_DIR "/docs/policy.schema.json");
   EXPECT_TRUE(text);
   return parseJson(*text, "The schema");
 }
 
-bool isAccepted(std::string_view document) { return SchemaChecker().accepts(schema(), parseJson(document, "It")); }
+bool isAccepted(std::string_view document) { return SchemaChecker(schema()).accepts(parseJson(document, "It")); }
 
 TEST(PolicySchema, AcceptsPolicies) {
   for (const auto name : ExamplePolicies::names) EXPECT_TRUE(isAccepted(*ExamplePolicies::text(name))) << name;

@@ -1,0 +1,129 @@
+#include "fleet/hub/host_listing.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "core/base/text.h"
+#include "fleet/hub/host_file.h"
+#include "fleet/hub/protocol/hub_json.h"
+
+namespace tidra {
+namespace {
+
+/// What spreadsheets take for the beginning of a formula, or pass over before one.
+bool looksLikeFormula(std::string_view text) {
+  if (text.empty()) return false;
+  if (std::string_view("\t\r\n").find(text.front()) != std::string_view::npos) return true;
+  const std::string_view rest = trimmed(text);
+  return !rest.empty() && std::string_view("=+-@|%").find(rest.front()) != std::string_view::npos;
+}
+
+std::string textCell(std::string_view given) {
+  std::string text = replacingInvalidUtf8(given);
+  if (looksLikeFormula(text)) text.insert(text.begin(), '\'');
+  const bool isPlain = text.find_first_of("\",;\r\n") == std::string::npos && trimmed(text).size() == text.size();
+  if (isPlain) return text;
+  std::string quoted = "\"";
+  for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
+  return quoted + '"';
+}
+
+std::string numberCell(std::optional<std::int64_t> number) { return number ? fmt::to_string(*number) : ""; }
+
+std::string tagsCell(const std::map<std::string, std::string>& tags) {
+  std::vector<std::string> pairs;
+  for (const auto& [key, value] : tags) pairs.push_back(key + "=" + value);
+  return textCell(joined(pairs, "; "));
+}
+
+struct Column {
+  std::string_view name;
+  std::string (*cell)(const HubHostView& host);
+};
+
+template <auto Field>
+std::string reportNumber(const HubHostView& host) {
+  return numberCell(host.file->latest.*Field);
+}
+
+constexpr std::array columns{
+    Column{"host", [](const HubHostView& host) { return textCell(host.file->host); }},
+    Column{"status", [](const HubHostView& host) { return std::string(rawValue(host.condition.status)); }},
+    Column{"statusReasons", [](const HubHostView& host) { return textCell(joined(host.condition.reasons, "; ")); }},
+    Column{"platform", [](const HubHostView& host) { return std::string(rawValue(host.file->latest.platform)); }},
+    Column{"policy", [](const HubHostView& host) { return textCell(host.file->latest.policyName); }},
+    Column{"version", [](const HubHostView& host) { return textCell(host.file->latest.tidraVersion); }},
+    Column{"dryRun", [](const HubHostView& host) { return std::string(host.file->latest.dryRun ? "true" : "false"); }},
+    Column{"firstSeen", [](const HubHostView& host) { return iso8601(host.file->firstSeen); }},
+    Column{"lastSeen", [](const HubHostView& host) { return iso8601(host.file->lastSeen); }},
+    Column{"reports", [](const HubHostView& host) { return numberCell(host.file->reports); }},
+    Column{"findings", &reportNumber<&HubHostReport::findings>},
+    Column{"reclaimableBytes", &reportNumber<&HubHostReport::reclaimableBytes>},
+    Column{"disposedBytes", &reportNumber<&HubHostReport::disposedBytes>},
+    Column{"failures", &reportNumber<&HubHostReport::failures>},
+    Column{"disposedBytesTotal", &reportNumber<&HubHostReport::disposedBytesTotal>},
+    Column{"quarantineBytes", &reportNumber<&HubHostReport::quarantineBytes>},
+    Column{"volumeTotalBytes", &reportNumber<&HubHostReport::volumeTotalBytes>},
+    Column{"volumeAvailableBytes", &reportNumber<&HubHostReport::volumeAvailableBytes>},
+    Column{"tags", [](const HubHostView& host) { return tagsCell(host.file->latest.tags); }},
+    Column{"note", [](const HubHostView& host) { return textCell(host.file->note.value_or("")); }},
+};
+
+}  // namespace
+
+std::string hostRowText(const HubHostView& host, HostRowParts parts) {
+  const HubHostFile& file = *host.file;
+  auto row = nlohmann::json::object();
+  row["host"] = JsonCodec<std::string>::encode(file.host);
+  row["status"] = JsonCodec<HubHostStatus>::encode(host.condition.status);
+  row["statusReasons"] = JsonCodec<std::vector<std::string>>::encode(host.condition.reasons);
+  row["firstSeen"] = JsonCodec<TimePoint>::encode(file.firstSeen);
+  row["lastSeen"] = JsonCodec<TimePoint>::encode(file.lastSeen);
+  row["reports"] = file.reports;
+  putOptional(row, "note", file.note);
+  row["latest"] = parts.topItems ? JsonCodec<HubHostReport>::encode(file.latest) : encodedWithoutTopItems(file.latest);
+  std::string text = jsonText(row, false);
+  if (!parts.history) return text;
+  // Keys are sorted, and only a date comes before this one, so that it is the key and no text of somebody else's.
+  const auto place = text.find(R"("host":)");
+  std::string whole(text, 0, place);
+  whole += R"("history":)";
+  appendHistory(whole, file.history);
+  whole += ',';
+  whole.append(text, place);
+  return whole;
+}
+
+std::optional<std::string> hostListingText(const std::vector<HubHostView>& hosts, HostRowParts parts,
+                                           std::size_t mostBytes) {
+  std::string text = R"({"hosts":[)";
+  for (const HubHostView& host : hosts) {
+    if (&host != hosts.data()) text += ',';
+    text += hostRowText(host, parts);
+    if (text.size() + 2 > mostBytes) return std::nullopt;
+  }
+  text += "]}";
+  return text;
+}
+
+std::string hostTableText(const std::vector<HubHostView>& hosts) {
+  std::string text;
+  for (const Column& column : columns) {
+    if (!text.empty()) text += ',';
+    text += column.name;
+  }
+  text += "\r\n";
+  for (const HubHostView& host : hosts) {
+    for (const Column& column : columns) {
+      if (&column != columns.data()) text += ',';
+      text += column.cell(host);
+    }
+    text += "\r\n";
+  }
+  return text;
+}
+
+}  // namespace tidra

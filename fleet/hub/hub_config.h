@@ -1,0 +1,26 @@
+// What a hub is told when it is started.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace tidra {
+
+struct HubConfig {
+  static constexpr std::uint16_t defaultPort = 9480;
+  /// A day and a half: a host that is cleaned every night has missed one night.
+  static constexpr double defaultStaleAfter = 36.0 * 3600;
+
+  std::string host = "127.0.0.1";    // a dotted IPv4 address; "0.0.0.0" for all interfaces
+  std::uint16_t port = defaultPort;  // 0: any free one
+  std::string dataDir;
+  std::optional<std::string> agentToken;  // absent or empty: not configured; both tokens
+  std::optional<std::string> adminToken;
+  double staleAfter = defaultStaleAfter;  // seconds of silence after which a host without an interval is stale
+  std::string title = "Tidra fleet";      // of the dashboard and of /api/v1/info
+
+  bool operator==(const HubConfig&) const = default;
+};
+
+}  // namespace tidra

@@ -1,0 +1,170 @@
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+#include "fleet/http/http_client.h"
+#include "fleet/http/http_server.h"
+#include "fleet/hub/hub_store.h"
+#include "tests/cli/cli_fixture.h"
+
+namespace tidra {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+class HubServeCommand : public CliTest {
+ protected:
+  /// The hub until it has said where it listens.
+  ProgramRun serve(std::vector<std::string> options, const std::function<void(pid_t)>& meanwhile = {},
+                   Environment environment = {}) const {
+    std::vector<std::string> arguments{"hub", "serve", "--data", tree().path("hub"), "--listen", "127.0.0.1:0"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return run(arguments, {.environment = std::move(environment), .onFirstOutput = [&](pid_t program) {
+                             if (meanwhile) meanwhile(program);
+                             ::kill(program, SIGTERM);
+                           }});
+  }
+  std::string secret(const std::string& name, const std::string& text, unsigned mode = 0600) const {
+    const auto path = tree().writeFile(name, text);
+    tree().setMode(name, mode);
+    return path;
+  }
+};
+
+TEST_F(HubServeCommand, ServesUntilItIsToldToStop) {
+  tree().writeFile("hub/hosts/broken.json", "{");
+  const auto served = serve({"--title", "Berlin"});
+  EXPECT_EQ(served.status, 0) << served.err;
+  EXPECT_EQ(served.err, "");
+  const auto lines = linesOf(served.out);
+  ASSERT_EQ(lines.size(), 5U) << served.out;
+  EXPECT_THAT(lines[0], StartsWith("warning: host file broken.json was left out and kept as it is: "));
+  EXPECT_EQ(lines[1], "data folder " + tree().path("hub") + ": 0 hosts");
+  EXPECT_THAT(lines[2], MatchesRegex("listening on 127\\.0\\.0\\.1:[1-9][0-9]*"));
+  EXPECT_THAT(lines[3], MatchesRegex("dashboard on http://127\\.0\\.0\\.1:[1-9][0-9]*/"));
+  EXPECT_EQ(lines[4], "stopped");
+  EXPECT_TRUE(std::filesystem::exists(tree().path("hub/hosts/broken.json")));
+}
+
+TEST_F(HubServeCommand, WhatCannotBeUsedIsToldInOneSentence) {
+  const auto refused = [&](const std::vector<std::string>& options, Environment environment = {}) {
+    std::vector<std::string> arguments{"hub", "serve"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const auto ran = run(arguments, {.environment = std::move(environment)});
+    EXPECT_EQ(ran.status, 2) << ran.out << ran.err;
+    EXPECT_EQ(linesOf(ran.err).size(), 1U) << ran.err;
+    EXPECT_FALSE(std::filesystem::exists(tree().path("hub"))) << ran.err;
+    return ran.err;
+  };
+  const std::string data = tree().path("hub");
+  const std::string file = tree().writeFile("file");
+  EXPECT_THAT(refused({"--data", file}), HasSubstr("The data folder " + file + " cannot be used: "));
+  for (const char* address :
+       {"nope", "1.2.3.4", "1.2.3:80", "1.2.3.256:80", "localhost:x", "[::1]:80", "0.0.0.0:65536", ":"}) {
+    EXPECT_THAT(refused({"--data", data, "--listen", address}), HasSubstr("is no IPv4 address with a port; write"))
+        << address;
+  }
+  const std::string open = secret("open", "secret", 0644);
+  const std::string many = secret("many", "a\nb\nc");
+  EXPECT_THAT(refused({"--data", data, "--admin-token-file", open}),
+              AllOf(HasSubstr("chmod 600"), Not(HasSubstr("secret"))));
+  EXPECT_THAT(refused({"--data", data, "--agent-token-file", many}), HasSubstr("holds 3 tokens"));
+  EXPECT_THAT(refused({"--data", data, "--agent-token-file", many, "--agent-token", "x"}), HasSubstr("excludes"));
+  EXPECT_THAT(refused({"--data", data}, {{"TIDRA_HUB_ADMIN_TOKEN", "a\nb"}}),
+              HasSubstr("TIDRA_HUB_ADMIN_TOKEN holds a control character"));
+  EXPECT_THAT(refused({"--data", data, "--stale-after", "0"}), HasSubstr("--stale-after"));
+}
+
+TEST_F(HubServeCommand, APortOrAFolderThatIsTakenIsTold) {
+  serve({}, [&](pid_t) {
+    const auto second = run({"hub", "serve", "--data", tree().path("hub"), "--listen", "127.0.0.1:0"});
+    EXPECT_EQ(second.status, 75);
+    EXPECT_THAT(second.err, HasSubstr("another hub uses the data folder"));
+  });
+  HTTPServer taken("127.0.0.1", 0, [](const HTTPRequest&) { return HTTPResponse(); });
+  taken.start();
+  const std::string address = "127.0.0.1:" + std::to_string(taken.port());
+  const auto refused = run({"hub", "serve", "--data", tree().path("hub"), "--listen", address});
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.err, "tidra: The hub cannot listen on " + address +
+                             ": bind() failed: Address already in use; choose another address with --listen.\n");
+}
+
+/// The port that a hub on this folder said, in its event about the start.
+std::string urlOf(const std::string& data) {
+  const auto events = EventLog(data + "/events.jsonl").recent(1);
+  const std::string message = events.at(0).message;
+  return "http://127.0.0.1:" + message.substr(message.rfind(':') + 1);
+}
+
+TEST_F(HubServeCommand, RereadsItsTokensOnAHangup) {
+  const std::string file = secret("token", "old\n");
+  const std::string data = tree().path("hub");
+  int before = 0;
+  int both = 0;
+  int kept = 0;
+  const auto served = serve({"--admin-token-file", file}, [&](pid_t program) {
+    const auto status = [&](const std::string& token) {
+      return HTTPClient::send({"GET", urlOf(data) + "/api/v1/summary?token=" + token, {}, {}}, 10, {}).status;
+    };
+    const auto waitFor = [&](const std::string& token, int wanted) {
+      int last = 0;
+      for (int i = 0; i < 100 && last != wanted; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        last = std::filesystem::exists(data + "/events.jsonl") ? status(token) : 0;
+      }
+      return last;
+    };
+    waitFor("old", 200);
+    before = status("new");
+    secret("token", "old\nnew\n");
+    ::kill(program, SIGHUP);
+    both = waitFor("new", 200);
+    EXPECT_EQ(status("old"), 200);
+    secret("token", "newer\n", 0644);
+    ::kill(program, SIGHUP);
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    kept = status("new");
+  });
+  EXPECT_EQ(before, 401);
+  EXPECT_EQ(both, 200);
+  EXPECT_EQ(kept, 200);
+  EXPECT_THAT(served.out, AllOf(HasSubstr("\ntokens read anew\n"),
+                                HasSubstr("\nwarning: the tokens stay as they were: "), HasSubstr("\nstopped\n")));
+  EXPECT_THAT(served.out + served.err, Not(HasSubstr("newer")));
+  EXPECT_THAT(served.out, Not(HasSubstr("token=")));
+}
+
+TEST_F(HubServeCommand, WarnsOfAnOpenHubEvenWhenItIsToBeQuiet) {
+  const auto warned = [&](const std::vector<std::string>& more, Environment environment = {}) {
+    std::vector<std::string> arguments{"hub",      "serve",    "--quiet", "--data", tree().path("hub"),
+                                       "--listen", "0.0.0.0:0"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    // Nothing but the warning is ever written; without it the hub is killed in the end.
+    ProgramOptions options{.environment = std::move(environment)};
+    options.onFirstError = [](pid_t program) { ::kill(program, SIGTERM); };
+    return run(arguments, options);
+  };
+  const auto open = warned({});
+  EXPECT_EQ(open.status, 0);
+  EXPECT_EQ(open.out, "");
+  EXPECT_THAT(open.err, HasSubstr("WARNING: this hub listens on 0.0.0.0 and has no administrator's token."));
+  EXPECT_THAT(warned({"--agent-token", "x"}).err, HasSubstr("WARNING"));
+}
+
+TEST_F(HubServeCommand, NotesThatTokensInTheOpenAreSeen) {
+  const auto served = serve({"--admin-token", "hush-hush"});
+  EXPECT_THAT(served.err, StartsWith("note: --admin-token shows the token to every user"));
+  EXPECT_THAT(served.out + served.err, Not(HasSubstr("hush-hush")));
+  EXPECT_EQ(serve({}, {}, {{"TIDRA_HUB_ADMIN_TOKEN", "hush-hush"}}).err, "");
+}
+
+}  // namespace
+}  // namespace tidra
