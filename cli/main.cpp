@@ -66,6 +66,7 @@ int runProgram(int argc, char** argv) {
   addPolicyCommand(app, program);
   addFleetCommand(app, program);
   addAuditCommand(app, program);
+  addHubCommand(app, program);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& wanted) {

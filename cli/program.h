@@ -47,6 +47,7 @@ void addScanCommand(CLI::App& app, Program& program);
 void addTrashCommand(CLI::App& app, Program& program);
 void addExcludeCommand(CLI::App& app, Program& program);
 void addFleetCommand(CLI::App& app, Program& program);
+void addHubCommand(CLI::App& app, Program& program);
 void addRulesCommand(CLI::App& app, Program& program);
 
 }  // namespace tidra

@@ -75,6 +75,8 @@ std::optional<HubEvent> parseEvent(std::string_view line) {
 
 }  // namespace
 
+std::string EventLog::line(const HubEvent& event) { return HubJSON::compact(event) + '\n'; }
+
 EventLog::EventLog(std::string path) : path_(std::move(path)) {}
 
 void EventLog::append(const HubEvent& event, Durability durability) {
@@ -82,8 +84,7 @@ void EventLog::append(const HubEvent& event, Durability durability) {
   const std::uint64_t size = file.facts.sizeBytes;
   const bool isKnown = file.facts.identity == identity_ && size == size_;
   std::string text = size == 0 || isKnown || endsWithLineFeed(path_, size) ? "" : "\n";
-  text += HubJSON::compact(event);
-  text += '\n';
+  text += line(event);
   if (const auto failure = appendWhole(file.descriptor, text, size)) fail(failure, path_);
   identity_ = file.facts.identity;
   size_ = size + text.size();

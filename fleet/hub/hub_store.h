@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/platform/file_lock.h"
+#include "fleet/hub/data_folder.h"
 #include "fleet/hub/event_log.h"
 #include "fleet/hub/fleet_totals.h"
 #include "fleet/hub/host_loading.h"
@@ -49,7 +49,7 @@ class HubStore {
   /// seconds. Throws HubStoreError when another hub has the folder and InputError when it cannot be used.
   HubStore(std::string dataDir, double staleAfter, std::string title, TimePoint now);
 
-  const std::string& dataDir() const { return dataDir_; }
+  const std::string& dataDir() const { return folder_.path(); }
   double staleAfter() const { return staleAfter_; }
   const std::string& title() const { return title_; }
 
@@ -100,7 +100,6 @@ class HubStore {
   };
   struct View;
 
-  void takeFolder();
   void loadHosts(TimePoint now);
   void admit(LoadedHost loaded, TimePoint now);
   void leaveOut(const std::string& fileName, const std::string& reason, TimePoint now);
@@ -110,11 +109,10 @@ class HubStore {
   void log(HubEvent event, EventLog::Durability durability = EventLog::Durability::machine);
   View view(TimePoint now) const;
 
-  const std::string dataDir_;
+  HubDataFolder folder_;
   const double staleAfter_;
   const std::string title_;
   const HubPolicies policies_;
-  std::optional<FileLock> folderLock_;
   std::vector<std::string> loadWarnings_;
 
   mutable std::mutex lock_;  // guards everything below, the folder's files included
