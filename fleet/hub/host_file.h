@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "fleet/hub/protocol/hub_records.h"
 
@@ -16,6 +17,12 @@ std::string hostFileName(std::string_view host);
 /// What HubJSON::compact gives, byte for byte, at a tenth of its cost: each report is followed by writing a thousand
 /// points of history.
 std::string hostFileText(const HubHostFile& file);
+
+/// The same in the place of `text`, whose memory is used again: getting that much anew costs as much as the writing.
+void writeHostFileText(const HubHostFile& file, std::string& text);
+
+/// Adds the JSON array of the points, byte for byte what HubJSON::compact gives.
+void appendHistory(std::string& text, const std::vector<HubHistoryPoint>& history);
 
 /// What HubJSON::decode gives, several times faster for text that hostFileText has made. Throws DecodingError, which
 /// begins with `what`.

@@ -47,10 +47,11 @@ HubStoreError HubStoreError::folderInUse(std::string_view folder) {
                                          escapedForTerminal(folder))};
 }
 
-HubStore::HubStore(std::string dataDir, double staleAfter, std::string title, TimePoint now)
+HubStore::HubStore(std::string dataDir, double staleAfter, std::string title, TimePoint now, WarningSink warn)
     : folder_(std::move(dataDir)),
       staleAfter_(staleAfter),
       title_(std::move(title)),
+      warn_(std::move(warn)),
       policies_(folder_.policies()),
       events_(folder_.eventLog()) {
   try {
@@ -93,7 +94,15 @@ void HubStore::leaveOut(const std::string& fileName, const std::string& reason, 
 
 std::string HubStore::hostPath(const std::string& fileName) const { return joinedPath(folder_.hosts(), fileName); }
 
-void HubStore::log(HubEvent event, EventLog::Durability durability) { events_.append(event, durability); }
+/// What the event tells of has happened and is on the disk by now, so a log that cannot be written must not make it
+/// look otherwise: an agent would send its report again, and it would count twice.
+void HubStore::log(const HubEvent& event, EventLog::Durability durability) {
+  try {
+    events_.append(event, durability);
+  } catch (const std::system_error& error) {
+    if (warn_) warn_(fmt::format("an event was not logged: {} ({})", error.what(), event.message));
+  }
+}
 
 /// The file of a host, known or new.
 std::string HubStore::fileNameFor(const HubHostReport& report, TimePoint now) {
@@ -114,7 +123,8 @@ void HubStore::write(const std::string& fileName, const HubHostFile& file) {
     damaged_.erase(damaged);
   }
   constexpr unsigned ownerOnly = 0600;
-  replaceFile(path, hostFileText(file), ownerOnly);
+  writeHostFileText(file, text_);
+  replaceFile(path, text_, ownerOnly);
 }
 
 HubStore::Ingested HubStore::ingest(const HubHostReport& report, TimePoint now) {
@@ -145,7 +155,9 @@ bool HubStore::remove(const std::string& host, TimePoint now) {
   const std::lock_guard guard(lock_);
   const auto known = hosts_.find(host);
   if (known == hosts_.end()) return false;
-  removeFile(hostPath(known->second.fileName));
+  const std::string path = hostPath(known->second.fileName);
+  removeFile(path);
+  flushFolderOf(path);
   for (const HubHistoryPoint& point : known->second.file->history) totals_.remove(point);
   totals_.remove(known->second.file->latest.topItems);
   owners_.erase(fileKey(known->second.fileName));
@@ -193,7 +205,7 @@ bool HubStore::removePolicy(const std::string& name, TimePoint now) {
 
 void HubStore::append(const HubEvent& event) {
   const std::lock_guard guard(lock_);
-  log(event);
+  events_.append(event, EventLog::Durability::machine);
 }
 
 std::vector<HubEvent> HubStore::recentEvents(std::size_t count) const {
