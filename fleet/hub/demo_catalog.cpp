@@ -87,7 +87,7 @@ constexpr std::array modelFindings{
     DemoFinding{"~/experiments/{}/.venv", ".venv", "py", safe, "dot-venv", 5},
     DemoFinding{"~/experiments/{}/.venv", ".venv", "py", safe, "dot-venv", 4},
     DemoFinding{"~/experiments/{}/.lancedb", ".lancedb", "ai", caution, "lancedb", 3},
-    DemoFinding{"conda:torch21", "Conda environment torch21", "conda", caution, "", 6},
+    DemoFinding{"conda:clean:packages", "Conda unused packages", "python", safe, "", 6},
     DemoFinding{"docker:build-cache", "Docker build cache", "docker", safe, "", 12},
 };
 

@@ -52,7 +52,7 @@ std::vector<DemoPolicy> demoPolicies() {
     policy.hub.tags = {{"role", "ci"}};
   });
   add("gpu-server", [](FleetPolicy& policy) {
-    policy.scan.categories = {"aiTools", "python", "conda", "docker"};
+    policy.scan.categories = {"aiTools", "python", "docker"};
     policy.autoClean.minIdleDays = 30;
     policy.autoClean.maxBytesPerRun = 500 * gigabyte;
     policy.never.paths = {"~/keep", "~/models/production"};

@@ -44,7 +44,8 @@ std::string contradictionIn(const HubHostFile& file) {
   if (sumOf(latest.skippedByReason) + latest.plannedItems != latest.findings) return "findings";
   if (latest.plannedItems != latest.disposedItems + latest.failures && !latest.dryRun) return "planned";
   if (latest.dryRun && (freed != 0 || latest.disposedBytesTotal != 0)) return "dry run";
-  if (!file.lastAuditRewind && latest.disposedBytesTotal < freed) return "total";
+  // An audit log that began anew has lost what was freed before; the note may have answered that.
+  if (!file.lastAuditRewind && !file.note && latest.disposedBytesTotal < freed) return "total";
   if (latest.volumeAvailableBytes <= 0 || *latest.volumeAvailableBytes >= *latest.volumeTotalBytes) return "volume";
   return latest.topItems.empty() || latest.topItems.size() > 25 ? "top items" : "";
 }
