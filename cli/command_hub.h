@@ -10,6 +10,7 @@ namespace tidra {
 struct Program;
 
 /// Each declares commands below `hub`.
+void addHubDemo(CLI::App& hub, Program& program);
 void addHubServe(CLI::App& hub, Program& program);
 void addHubRemote(CLI::App& hub, Program& program);
 

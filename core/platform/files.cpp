@@ -211,6 +211,14 @@ void removeFile(const std::string& path) {
   }
 }
 
+void flushFolderOf(const std::string& path) {
+  try {
+    flushFolder(folderOf(path));
+  } catch (const std::system_error& error) {
+    throw std::system_error(error.code(), fmt::format("the folder of {} cannot be flushed", path));
+  }
+}
+
 bool isExecutableFile(const std::string& path) {
   struct stat status {};
   return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "core/base/text.h"
+#include "core/platform/files.h"
 #include "core/platform/open_file.h"
 #include "fleet/hub/protocol/hub_json.h"
 
@@ -75,6 +76,8 @@ std::optional<HubEvent> parseEvent(std::string_view line) {
 
 }  // namespace
 
+std::string EventLog::line(const HubEvent& event) { return HubJSON::compact(event) + '\n'; }
+
 EventLog::EventLog(std::string path) : path_(std::move(path)) {}
 
 void EventLog::append(const HubEvent& event, Durability durability) {
@@ -82,11 +85,11 @@ void EventLog::append(const HubEvent& event, Durability durability) {
   const std::uint64_t size = file.facts.sizeBytes;
   const bool isKnown = file.facts.identity == identity_ && size == size_;
   std::string text = size == 0 || isKnown || endsWithLineFeed(path_, size) ? "" : "\n";
-  text += HubJSON::compact(event);
-  text += '\n';
+  text += line(event);
   if (const auto failure = appendWhole(file.descriptor, text, size)) fail(failure, path_);
   identity_ = file.facts.identity;
   size_ = size + text.size();
+  if (size == 0) flushFolderOf(path_);
   if (durability == Durability::process) return;
   if (const auto failure = flushFile(file.descriptor)) fail(failure, path_);
 }

@@ -19,6 +19,9 @@ class EventLog {
     machine,  // and a loss of power
   };
 
+  /// An event as it stands in the file, line feed included.
+  static std::string line(const HubEvent& event);
+
   /// Touches no file.
   explicit EventLog(std::string path);
 

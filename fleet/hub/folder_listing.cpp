@@ -38,8 +38,10 @@ bool isLeftTemporary(std::string_view name) {
 
 }  // namespace
 
+std::vector<std::string> namesIn(const std::string& folder) { return list(folder).names; }
+
 std::vector<std::string> jsonFilesIn(const std::string& folder) {
-  auto names = list(folder).names;
+  auto names = namesIn(folder);
   std::erase_if(names, [](const std::string& name) { return !name.ends_with(jsonExtension); });
   return names;
 }

@@ -9,6 +9,9 @@ namespace tidra {
 
 constexpr std::string_view jsonExtension = ".json";
 
+/// The names of everything, in byte order. Throws std::system_error when the folder cannot be read.
+std::vector<std::string> namesIn(const std::string& folder);
+
 /// The names, extension included, of everything that ends with it, in byte order. Throws std::system_error when the
 /// folder cannot be read.
 std::vector<std::string> jsonFilesIn(const std::string& folder);

@@ -28,76 +28,101 @@ bool isKept(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_' || c == '.';
 }
 
-/// Neighbouring points mostly lie on one day, and its date is the dear part of a time.
-class DateCache {
+/// Times as iso8601 writes them, without its general care: every point has one, and only those of the years 0 to 9999,
+/// which all texts have, reach a history.
+class DateText {
  public:
-  void append(std::string& text, TimePoint time) {
+  /// Until the next call.
+  std::string_view of(TimePoint time) {
     const auto day = std::chrono::floor<std::chrono::days>(time);
-    if (date_.empty() || day != day_) {
+    if (day != day_) {  // neighbours mostly lie on one day
+      const std::chrono::year_month_day date{day};
+      const int year = static_cast<int>(date.year());
+      put(0, year / 100 % 100);
+      put(2, year % 100);
+      put(5, static_cast<int>(static_cast<unsigned>(date.month())));
+      put(8, static_cast<int>(static_cast<unsigned>(date.day())));
       day_ = day;
-      date_ = iso8601(day).substr(0, dateLength);
     }
     const auto second = static_cast<int>((time - day).count());
-    std::array<char, clockLength> clock{'T', '0', '0', ':', '0', '0', ':', '0', '0', 'Z'};
-    const auto put = [&clock](std::size_t at, int number) {
-      clock[at] = static_cast<char>('0' + number / 10);
-      clock[at + 1] = static_cast<char>('0' + number % 10);
-    };
-    put(1, second / 3600);
-    put(4, second / 60 % 60);
-    put(7, second % 60);
-    text += date_;
-    text.append(clock.data(), clock.size());
+    put(11, second / 3600);
+    put(14, second / 60 % 60);
+    put(17, second % 60);
+    return {text_.data(), text_.size()};
   }
 
-  /// Of a text as append makes it; none for any other.
-  std::optional<TimePoint> parse(std::string_view text) {
-    if (text.size() != dateLength + clockLength) return std::nullopt;
-    if (date_.empty() || !text.starts_with(date_)) {
-      const auto begin = fromIso8601(std::string(text.substr(0, dateLength)) + "T00:00:00Z");
-      if (!begin) return std::nullopt;
-      day_ = std::chrono::floor<std::chrono::days>(*begin);
-      date_ = text.substr(0, dateLength);
+  /// None for any other text.
+  static std::optional<TimePoint> parse(std::string_view text) {
+    if (text.size() != datePattern.size()) return std::nullopt;
+    for (const std::size_t at : {4U, 7U, 10U, 13U, 16U, 19U}) {
+      if (text[at] != datePattern[at]) return std::nullopt;
     }
-    text.remove_prefix(dateLength);
-    if (text[0] != 'T' || text[3] != ':' || text[6] != ':' || text[9] != 'Z') return std::nullopt;
-    const auto hour = pair(text, 1);
-    const auto minute = pair(text, 4);
-    const auto second = pair(text, 7);
-    if (hour > 23 || minute > 59 || second > 59) return std::nullopt;
-    return day_ + std::chrono::hours{hour} + std::chrono::minutes{minute} + std::chrono::seconds{second};
+    using namespace std::chrono;
+    const auto century = pair(text, 0), years = pair(text, 2), months = pair(text, 5), dayOfMonth = pair(text, 8);
+    const auto hour = pair(text, 11), minute = pair(text, 14), second = pair(text, 17);
+    if (century == none || years == none || hour > 23 || minute > 59 || second > 59) return std::nullopt;
+    const year_month_day date{year{century * 100 + years}, month{static_cast<unsigned>(months)},
+                              day{static_cast<unsigned>(dayOfMonth)}};
+    if (!date.ok()) return std::nullopt;
+    return sys_days{date} + hours{hour} + minutes{minute} + seconds{second};
   }
 
  private:
-  static constexpr std::size_t dateLength = 10;   // 2026-03-14
-  static constexpr std::size_t clockLength = 10;  // T10:15:00Z
+  static constexpr int none = 100;
+
+  void put(std::size_t at, int number) {
+    text_[at] = static_cast<char>('0' + number / 10);
+    text_[at + 1] = static_cast<char>('0' + number % 10);
+  }
 
   static int pair(std::string_view text, std::size_t at) {
-    constexpr int none = 100;
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     return isDigit(text[at]) && isDigit(text[at + 1]) ? (text[at] - '0') * 10 + (text[at + 1] - '0') : none;
   }
 
   std::chrono::sys_days day_{};
-  std::string date_;
+  std::array<char, datePattern.size()> text_{'1', '9', '7', '0', '-', '0', '1', '-', '0', '1',
+                                             'T', '0', '0', ':', '0', '0', ':', '0', '0', 'Z'};
 };
 
-void appendPoint(std::string& text, const HubHistoryPoint& point, DateCache& dates) {
-  const auto put = [&text](std::string_view key, std::int64_t number) {
-    text += key;
-    const fmt::format_int digits(number);
-    text.append(digits.data(), digits.size());
-  };
-  put(R"({"disposedBytes":)", point.disposedBytes);
-  text += point.dryRun ? R"(,"dryRun":true)" : R"(,"dryRun":false)";
-  put(R"(,"failures":)", point.failures);
-  put(R"(,"reclaimableBytes":)", point.reclaimableBytes);
-  text += R"(,"time":")";
-  dates.append(text, point.time);
-  text += '"';
-  if (point.volumeAvailableBytes) put(R"(,"volumeAvailableBytes":)", *point.volumeAvailableBytes);
-  text += '}';
-}
+/// Puts a point together in one place, since a thousand of them follow each report.
+class PointWriter {
+ public:
+  void append(std::string& text, const HubHistoryPoint& point) {
+    end_ = line_.data();
+    put(R"({"disposedBytes":)", point.disposedBytes);
+    if (point.dryRun) {
+      put(R"(,"dryRun":true)");
+    } else {
+      put(R"(,"dryRun":false)");
+    }
+    put(R"(,"failures":)", point.failures);
+    put(R"(,"reclaimableBytes":)", point.reclaimableBytes);
+    put(R"(,"time":")");
+    put(dates_.of(point.time));
+    put("\"");
+    if (point.volumeAvailableBytes) put(R"(,"volumeAvailableBytes":)", *point.volumeAvailableBytes);
+    put("}");
+    text.append(line_.data(), end_);
+  }
+
+ private:
+  void put(std::string_view part) { end_ = std::copy(part.begin(), part.end(), end_); }
+  /// Of a known length, which is copied without a call.
+  template <std::size_t size>
+  void put(const char (&part)[size]) {
+    end_ = std::copy(part, part + size - 1, end_);
+  }
+  template <std::size_t size>
+  void put(const char (&key)[size], std::int64_t number) {
+    put(key);
+    end_ = std::to_chars(end_, line_.data() + line_.size(), number).ptr;
+  }
+
+  std::array<char, 256> line_;  // the longest point has 199
+  char* end_ = nullptr;
+  DateText dates_;
+};
 
 /// Takes the parts of a text off its front. Once one does not fit, nothing does.
 class Scanner {
@@ -119,7 +144,7 @@ class Scanner {
   }
 
   bool take(TimePoint& time) {
-    const auto date = dates_.parse(rest_.substr(0, datePattern.size()));
+    const auto date = DateText::parse(rest_.substr(0, datePattern.size()));
     if (!date) return false;
     time = *date;
     rest_.remove_prefix(datePattern.size());
@@ -141,7 +166,6 @@ class Scanner {
 
  private:
   std::string_view rest_;
-  DateCache dates_;
 };
 
 struct SplitFile {
@@ -189,6 +213,12 @@ std::string hostFileName(std::string_view host) {
 }
 
 std::string hostFileText(const HubHostFile& file) {
+  std::string text;
+  writeHostFileText(file, text);
+  return text;
+}
+
+void writeHostFileText(const HubHostFile& file, std::string& text) {
   const HubHostFile frame{.host = file.host,
                           .firstSeen = file.firstSeen,
                           .lastSeen = file.lastSeen,
@@ -197,13 +227,12 @@ std::string hostFileText(const HubHostFile& file) {
                           .history = {},
                           .note = file.note,
                           .lastAuditRewind = file.lastAuditRewind};
-  std::string document = HubJSON::compact(frame);
+  const std::string document = HubJSON::compact(frame);
   // Only a date comes before it, so that this is the key and no text of somebody else's.
   const auto place = document.find(noHistory) + historyBegin.size() - 1;
-  std::string text(document, 0, place);
+  text.assign(document, 0, place);
   appendHistory(text, file.history);
   text.append(document, place + emptyArray.size());
-  return text;
 }
 
 void appendHistory(std::string& text, const std::vector<HubHistoryPoint>& history) {
@@ -212,10 +241,10 @@ void appendHistory(std::string& text, const std::vector<HubHistoryPoint>& histor
   const std::size_t needed = text.size() + history.size() * bytesOfPoint;
   if (needed > text.capacity()) text.reserve(std::max(needed, 2 * text.capacity()));
   text += '[';
-  DateCache dates;
+  PointWriter writer;
   for (const HubHistoryPoint& point : history) {
     if (&point != history.data()) text += ',';
-    appendPoint(text, point, dates);
+    writer.append(text, point);
   }
   text += ']';
 }

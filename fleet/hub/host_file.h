@@ -18,6 +18,9 @@ std::string hostFileName(std::string_view host);
 /// points of history.
 std::string hostFileText(const HubHostFile& file);
 
+/// The same in the place of `text`, whose memory is used again: getting that much anew costs as much as the writing.
+void writeHostFileText(const HubHostFile& file, std::string& text);
+
 /// Adds the JSON array of the points, byte for byte what HubJSON::compact gives.
 void appendHistory(std::string& text, const std::vector<HubHistoryPoint>& history);
 

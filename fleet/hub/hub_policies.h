@@ -26,7 +26,7 @@ class HubPolicies {
   /// Replaces the file durably. Throws HubStoreError for a bad name and std::system_error.
   void put(const std::string& name, std::string_view document) const;
 
-  /// False when there is none. Throws as put does.
+  /// False when there is none. Durable, and throws, as put.
   bool remove(const std::string& name) const;
 
  private:

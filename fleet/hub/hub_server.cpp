@@ -73,7 +73,11 @@ HubServer::HubServer(HubConfig config, std::function<TimePoint()> clock, HubLog 
       startedAt_(clock_()),
       page_(dashboardPage(config_.title)),
       authorisation_(tokensOf(config_)),
-      store_(config_.dataDir, config_.staleAfter, config_.title, startedAt_) {}
+      store_(config_.dataDir, config_.staleAfter, config_.title, startedAt_, warningSink()) {}
+
+std::function<void(std::string_view)> HubServer::warningSink() const {
+  return [this](std::string_view what) { log_(fmt::format("warning: {}", escapedForTerminal(what))); };
+}
 
 HubServer::~HubServer() { stop(); }
 
@@ -81,8 +85,7 @@ void HubServer::start() {
   if (http_) return;
   auto http = std::make_unique<HTTPServer>(
       config_.host, config_.port, [this](const HTTPRequest& request) { return handle(request); },
-      HTTPServer::usualMaxBodyBytes, HTTPServerLimits{},
-      [this](std::string_view what) { log_(fmt::format("warning: {}", escapedForTerminal(what))); });
+      HTTPServer::usualMaxBodyBytes, HTTPServerLimits{}, warningSink());
   http->start();
   store_.append(
       {.time = clock_(),

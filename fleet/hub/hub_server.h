@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "core/platform/standard_streams.h"
 #include "fleet/http/http_server.h"
@@ -49,6 +50,7 @@ class HubServer {
   std::uint16_t port() const { return http_ ? http_->port() : config_.port; }
 
  private:
+  std::function<void(std::string_view)> warningSink() const;
   HTTPResponse answer(const HTTPRequest& request);
   HTTPResponse answerRoute(const HTTPRequest& request);
 

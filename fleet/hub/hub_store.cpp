@@ -12,6 +12,7 @@
 #include "core/platform/platform.h"
 #include "fleet/hub/folder_listing.h"
 #include "fleet/hub/host_file.h"
+#include "fleet/hub/report_filing.h"
 
 namespace tidra {
 namespace {
@@ -19,77 +20,6 @@ namespace {
 /// What the file system takes for the name of a file: on macOS "Web.json" and "web.json" are one.
 std::string fileKey(const std::string& name) {
   return currentPlatform == TidraPlatform::macOS ? asciiLowered(name) : name;
-}
-
-HubHistoryPoint pointOf(const HubHostReport& report, TimePoint now) {
-  return {.time = now,
-          .reclaimableBytes = report.reclaimableBytes,
-          .disposedBytes = report.disposedBytes,
-          .failures = report.failures,
-          .volumeAvailableBytes = report.volumeAvailableBytes,
-          .dryRun = report.dryRun};
-}
-
-/// A log only grows: a lower number at its head, or another record at the same number, means that it was cut or
-/// rewritten.
-bool isAuditRewind(const HubHostReport& before, const HubHostReport& after) {
-  if (after.auditSeq != before.auditSeq) return after.auditSeq < before.auditSeq;
-  return after.auditHeadHash != before.auditHeadHash && before.auditHeadHash && after.auditHeadHash;
-}
-
-/// The newest points, one fewer than fit, with room for exactly one more: ten thousand hosts have a thousand each.
-std::vector<HubHistoryPoint> historyWithRoom(const std::vector<HubHistoryPoint>& history) {
-  const std::size_t kept = std::min(history.size(), HubHostFile::mostHistory - 1);
-  std::vector<HubHistoryPoint> points;
-  points.reserve(kept + 1);
-  points.assign(history.end() - static_cast<std::ptrdiff_t>(kept), history.end());
-  return points;
-}
-
-HubHostFile withReport(const HubHostFile* before, const HubHostReport& report, TimePoint now) {
-  HubHostFile after;
-  after.host = report.host;
-  after.firstSeen = now;
-  after.lastSeen = now;
-  after.reports = 1;
-  after.latest = report;
-  if (before != nullptr) {
-    after.firstSeen = before->firstSeen;
-    after.reports = before->reports + 1;
-    after.note = before->note;
-    after.history = historyWithRoom(before->history);
-    after.lastAuditRewind = before->lastAuditRewind;
-    if (isAuditRewind(before->latest, report)) after.lastAuditRewind = now;
-  }
-  after.history.push_back(pointOf(report, now));
-  return after;
-}
-
-HubEvent receivedEvent(const HubHostReport& report, TimePoint now) {
-  std::string message;
-  if (report.dryRun) {
-    message = fmt::format("dry run · {} findings", report.findings);
-  } else {
-    message = fmt::format("{} removed", report.disposedItems);
-    if (report.failures >= 1) message += fmt::format(" · {} failed", report.failures);
-  }
-  return {.time = now,
-          .kind = HubEvent::Kind::reportReceived,
-          .host = report.host,
-          .message = std::move(message),
-          .bytes = report.disposedBytes};
-}
-
-HubEvent rewindEvent(const HubHostReport& before, const HubHostReport& after, TimePoint now) {
-  const std::string what =
-      after.auditSeq == before.auditSeq
-          ? fmt::format("record {} is another one than before", after.auditSeq)
-          : fmt::format("it ended with record {} and now ends with {}", before.auditSeq, after.auditSeq);
-  return {.time = now,
-          .kind = HubEvent::Kind::reportReceived,
-          .host = after.host,
-          .message = "audit log went backwards: " + what,
-          .bytes = {}};
 }
 
 HubEvent hostEvent(HubEvent::Kind kind, const std::string& host, std::string message, TimePoint now) {
@@ -118,34 +48,25 @@ HubStoreError HubStoreError::folderInUse(std::string_view folder) {
                                          escapedForTerminal(folder))};
 }
 
-HubStore::HubStore(std::string dataDir, double staleAfter, std::string title, TimePoint now)
-    : dataDir_(std::move(dataDir)),
+HubStore::HubStore(std::string dataDir, double staleAfter, std::string title, TimePoint now, WarningSink warn)
+    : folder_(std::move(dataDir)),
       staleAfter_(staleAfter),
       title_(std::move(title)),
-      policies_(joinedPath(dataDir_, "policies")),
-      events_(joinedPath(dataDir_, "events.jsonl")) {
+      warn_(std::move(warn)),
+      policies_(folder_.policies()),
+      events_(folder_.eventLog()) {
   try {
-    takeFolder();
+    folder_.take();
     loadHosts(now);
   } catch (const std::system_error& error) {
-    throw InputError(
-        fmt::format("The data folder {} cannot be used: {}. Choose another folder or mend its permissions.",
-                    escapedForTerminal(dataDir_), escapedForTerminal(error.what())));
+    throw folder_.unusable(error);
   }
 }
 
-void HubStore::takeFolder() {
-  makePrivateFolders(joinedPath(dataDir_, "hosts"));
-  makePrivateFolders(joinedPath(dataDir_, "policies"));
-  folderLock_ = FileLock::tryTake(joinedPath(dataDir_, "hub.lock"));
-  if (!folderLock_) throw HubStoreError::folderInUse(dataDir_);
-}
-
 void HubStore::loadHosts(TimePoint now) {
-  const std::string folder = joinedPath(dataDir_, "hosts");
-  removeLeftTemporaries(folder);
-  removeLeftTemporaries(joinedPath(dataDir_, "policies"));
-  auto loaded = loadHostFiles(folder);
+  removeLeftTemporaries(folder_.hosts());
+  removeLeftTemporaries(folder_.policies());
+  auto loaded = loadHostFiles(folder_.hosts());
   // Of two files of one host the one with the host's own name counts, so those come first.
   std::stable_partition(loaded.begin(), loaded.end(), [](const LoadedHost& host) {
     return host.failure.empty() && host.fileName == hostFileName(host.file.host);
@@ -175,7 +96,7 @@ void HubStore::leaveOut(const std::string& fileName, const std::string& reason, 
 /// By doing it, since a folder that looks writable may lie on a volume that is read-only or full.
 bool HubStore::isWritable() const {
   const std::lock_guard guard(lock_);
-  const std::string path = joinedPath(dataDir_, ".writable");
+  const std::string path = joinedPath(folder_.path(), ".writable");
   try {
     removeFile(path);  // a crash may have left it
     const auto file = makeFile(path);
@@ -187,11 +108,17 @@ bool HubStore::isWritable() const {
   }
 }
 
-std::string HubStore::hostPath(const std::string& fileName) const {
-  return joinedPath(joinedPath(dataDir_, "hosts"), fileName);
-}
+std::string HubStore::hostPath(const std::string& fileName) const { return joinedPath(folder_.hosts(), fileName); }
 
-void HubStore::log(HubEvent event, EventLog::Durability durability) { events_.append(event, durability); }
+/// What the event tells of has happened and is on the disk by now, so a log that cannot be written must not make it
+/// look otherwise: an agent would send its report again, and it would count twice.
+void HubStore::log(const HubEvent& event, EventLog::Durability durability) {
+  try {
+    events_.append(event, durability);
+  } catch (const std::system_error& error) {
+    if (warn_) warn_(fmt::format("an event was not logged: {} ({})", error.what(), event.message));
+  }
+}
 
 /// The file of a host, known or new.
 std::string HubStore::fileNameFor(const HubHostReport& report, TimePoint now) {
@@ -212,7 +139,8 @@ void HubStore::write(const std::string& fileName, const HubHostFile& file) {
     damaged_.erase(damaged);
   }
   constexpr unsigned ownerOnly = 0600;
-  replaceFile(path, hostFileText(file), ownerOnly);
+  writeHostFileText(file, text_);
+  replaceFile(path, text_, ownerOnly);
 }
 
 HubStore::Ingested HubStore::ingest(const HubHostReport& report, TimePoint now) {
@@ -243,7 +171,9 @@ bool HubStore::remove(const std::string& host, TimePoint now) {
   const std::lock_guard guard(lock_);
   const auto known = hosts_.find(host);
   if (known == hosts_.end()) return false;
-  removeFile(hostPath(known->second.fileName));
+  const std::string path = hostPath(known->second.fileName);
+  removeFile(path);
+  flushFolderOf(path);
   for (const HubHistoryPoint& point : known->second.file->history) totals_.remove(point);
   totals_.remove(known->second.file->latest.topItems);
   owners_.erase(fileKey(known->second.fileName));
@@ -291,7 +221,7 @@ bool HubStore::removePolicy(const std::string& name, TimePoint now) {
 
 void HubStore::append(const HubEvent& event) {
   const std::lock_guard guard(lock_);
-  log(event);
+  events_.append(event, EventLog::Durability::machine);
 }
 
 std::vector<HubEvent> HubStore::recentEvents(std::size_t count) const {

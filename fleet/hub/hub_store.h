@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -12,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/platform/file_lock.h"
+#include "fleet/hub/data_folder.h"
 #include "fleet/hub/event_log.h"
 #include "fleet/hub/fleet_totals.h"
 #include "fleet/hub/host_loading.h"
@@ -54,14 +55,20 @@ struct HubHostPage {
 };
 
 /// May be called from any thread; one lock is held while anything is changed, the writing of its file included. What is
-/// changed is on the disk before memory changes, so that a failure, std::system_error, leaves a host as it was.
+/// changed is on the disk before memory changes, so that a failure, std::system_error, leaves a host as it was. Only
+/// the event about it may be missing: what has happened is not taken back for want of a line in the log.
 class HubStore {
  public:
-  /// Makes the folders that are missing, takes the folder for this hub and loads every host. `staleAfter` is in
-  /// seconds. Throws HubStoreError when another hub has the folder and InputError when it cannot be used.
-  HubStore(std::string dataDir, double staleAfter, std::string title, TimePoint now);
+  /// Takes sentences about what went wrong without the caller's having to know. It is called with the store locked and
+  /// must not call it.
+  using WarningSink = std::function<void(const std::string&)>;
 
-  const std::string& dataDir() const { return dataDir_; }
+  /// Makes the folders that are missing, takes the folder for this hub and loads every host. `staleAfter` is in
+  /// seconds. Events that cannot be logged go to `warn`, if any. Throws HubStoreError when another hub has the folder
+  /// and InputError when it cannot be used.
+  HubStore(std::string dataDir, double staleAfter, std::string title, TimePoint now, WarningSink warn = {});
+
+  const std::string& dataDir() const { return folder_.path(); }
   double staleAfter() const { return staleAfter_; }
   const std::string& title() const { return title_; }
 
@@ -102,6 +109,7 @@ class HubStore {
   /// False for an unknown name; throws as putPolicy does.
   bool removePolicy(const std::string& name, TimePoint now);
 
+  /// Throws std::system_error when the log cannot be written.
   void append(const HubEvent& event);
   /// The last `count` lines of the log, oldest first.
   std::vector<HubEvent> recentEvents(std::size_t count) const;
@@ -118,21 +126,20 @@ class HubStore {
   };
   struct View;
 
-  void takeFolder();
   void loadHosts(TimePoint now);
   void admit(LoadedHost loaded, TimePoint now);
   void leaveOut(const std::string& fileName, const std::string& reason, TimePoint now);
   std::string fileNameFor(const HubHostReport& report, TimePoint now);
   void write(const std::string& fileName, const HubHostFile& file);
   std::string hostPath(const std::string& fileName) const;
-  void log(HubEvent event, EventLog::Durability durability = EventLog::Durability::machine);
+  void log(const HubEvent& event, EventLog::Durability durability = EventLog::Durability::machine);
   View view(TimePoint now) const;
 
-  const std::string dataDir_;
+  HubDataFolder folder_;
   const double staleAfter_;
   const std::string title_;
+  const WarningSink warn_;
   const HubPolicies policies_;
-  std::optional<FileLock> folderLock_;
   std::vector<std::string> loadWarnings_;
 
   mutable std::mutex lock_;  // guards everything below, the folder's files included
@@ -141,6 +148,7 @@ class HubStore {
   std::map<std::string, std::string> owners_;  // of files, by what the file system takes for their name
   std::set<std::string> damaged_;              // files, by the same, that must not be overwritten
   FleetTotals totals_;
+  std::string text_;  // room for the text of a host's file
 };
 
 }  // namespace tidra

@@ -263,6 +263,27 @@ TEST_F(HubStoreTest, ChangesNothingOnAFullDisk) {
   EXPECT_EQ(store.inventory().size(), 1U);
 }
 
+TEST_F(HubStoreTest, DoesWhatItCannotLogAndWarns) {
+  store_.reset();
+  tree_.makeFolder("data/events.jsonl");
+  std::vector<std::string> warnings;
+  store_ = std::make_unique<HubStore>(tree_.path("data"), 7200, "Fleet", noon,
+                                      [&](const std::string& warning) { warnings.push_back(warning); });
+  EXPECT_EQ(store_->ingest(busyReport("web"), noon).hostsKnown, 1);
+  EXPECT_TRUE(store_->setNote("web", "x", noon));
+  store_->putPolicy("p", "{}", noon);
+  EXPECT_TRUE(store_->removePolicy("p", noon));
+  store_->ingest(plainReport("we/b"), noon);
+  EXPECT_TRUE(store_->remove("we/b", noon));
+  EXPECT_EQ(warnings.size(), 6U);
+  EXPECT_EQ(warnings[0], fmt::format("an event was not logged: {}: Is a directory (8 removed · 10 failed)",
+                                     tree_.path("data/events.jsonl") + " cannot be written"));
+  EXPECT_THROW(store_->append({}), std::system_error);
+  open();
+  EXPECT_EQ(names(), Names{"web"});
+  EXPECT_EQ(store_->record("web", noon)->note, "x");
+}
+
 TEST_F(HubStoreTest, LosesNothingUnderConcurrentReportsAndReaders) {
   constexpr int writers = 4;
   constexpr int reports = 50;

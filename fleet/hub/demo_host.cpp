@@ -1,0 +1,396 @@
+// A host is drawn in three steps: what it is (kind, name, temper), how its disk filled and emptied from run to run, and
+// what its last run found in detail, which is all that a hub keeps of a run. The figures of the last run add up
+// exactly.
+#include "fleet/hub/demo_host.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <numeric>
+
+#include "core/base/text.h"
+#include "fleet/agent/policy/policy_evaluator.h"
+#include "fleet/hub/report_filing.h"
+
+namespace tidra {
+namespace {
+
+using std::chrono::seconds;
+
+constexpr double gigabyte = 1024.0 * 1024 * 1024;
+constexpr std::int64_t daySeconds = 86400;
+
+std::int64_t bytes(double figure) { return static_cast<std::int64_t>(figure); }
+
+std::string replaced(std::string text, std::string_view part, std::string_view by) {
+  if (const auto at = text.find(part); at != std::string::npos) text.replace(at, part.size(), by);
+  return text;
+}
+
+std::string hexadecimal(DemoRandom& random, int words) {
+  std::string digits;
+  for (int i = 0; i < words; ++i) digits += fmt::format("{:016x}", random.next());
+  return digits;
+}
+
+std::string runIdentifier(DemoRandom& random) {
+  const std::string digits = fmt::format("{:016X}{:016X}", random.next(), random.next());
+  return fmt::format("{}-{}-4{}-A{}-{}", digits.substr(0, 8), digits.substr(8, 4), digits.substr(13, 3),
+                     digits.substr(17, 3), digits.substr(20));
+}
+
+/// What a host's story is about; most hosts have none of it.
+struct Temper {
+  bool dryRun, silent, failing, broken, lowOnDisk, rewound;
+
+  explicit Temper(DemoRandom& random)
+      : dryRun(random.chance(0.10)),
+        silent(random.chance(0.05)),
+        failing(random.chance(0.05)),
+        broken(random.chance(0.01)),
+        lowOnDisk(random.chance(0.06)),
+        rewound(random.chance(0.01)) {}
+};
+
+/// How a disk fills and is emptied. Figures are bytes.
+class Disk {
+ public:
+  Disk(const DemoKind& kind, const Temper& temper, DemoRandom& random)
+      : random_(random),
+        growthADay_(kind.gigabytesADay * gigabyte * random.between(0.5, 2.0)),
+        size_(static_cast<double>(kind.volumeGB << random.between(std::int64_t{0}, std::int64_t{2})) * gigabyte),
+        isLow_(temper.lowOnDisk),
+        rests_(kind.role != "agent-host" && kind.role != "gpu"),
+        freeAtEnd_(isLow_ ? random.between(0.015, 0.095) : random.between(0.15, 0.55)) {
+    for (const DemoFinding& finding : kind.findings) {
+      if (finding.tier != ArtifactSafetyTier::safe) hasDelicate_ = true;
+    }
+    cleanable_ = std::min(growthADay_ * random.between(2.0, 12.0), most() / 2);
+    if (hasDelicate_) delicate_ = cleanable_ * random.between(0.1, 0.5);
+  }
+
+  void fill(TimePoint time, std::int64_t intervalSeconds) {
+    const auto weekday = std::chrono::weekday(std::chrono::floor<std::chrono::days>(time));
+    const bool isWeekend = weekday == std::chrono::Saturday || weekday == std::chrono::Sunday;
+    const double pace = (rests_ && isWeekend ? 0.2 : 1.0) * random_.between(0.4, 1.6);
+    const double grown = growthADay_ * pace * static_cast<double>(intervalSeconds) / daySeconds;
+    cleanable_ += grown * std::max(0.0, 1 - cleanable_ / most());  // people notice when much has piled up
+    if (hasDelicate_) delicate_ += grown * 0.05 * std::max(0.0, 1 - delicate_ / (most() / 4));
+  }
+
+  /// What a run that removes things removes; mostly nothing until enough lies about.
+  double sweep() {
+    if (cleanable_ < growthADay_ * 1.5 && !random_.chance(0.15)) return 0;
+    const double swept = cleanable_ * random_.between(0.3, 0.8);
+    cleanable_ -= swept;
+    return swept;
+  }
+
+  double cleanable() const { return cleanable_; }
+  double delicate() const { return delicate_; }
+  std::int64_t sizeBytes() const { return bytes(size_); }
+
+  /// `age` is 0 at the last run and 1 at the first. A disk that is low now has not always been.
+  std::int64_t freeBytes(double age) {
+    const double wave = (most() - cleanable_) / most() * 0.05;
+    const double share = isLow_ ? freeAtEnd_ + age * 0.3 : std::max(0.11, freeAtEnd_ + wave - 0.04 + age * 0.05);
+    return bytes(size_ * share);
+  }
+
+ private:
+  double most() const { return size_ * 0.3; }
+
+  DemoRandom& random_;
+  double growthADay_, size_;
+  bool isLow_, rests_;
+  double freeAtEnd_;
+  bool hasDelicate_ = false;
+  double cleanable_ = 0;  // of the tier safe
+  double delicate_ = 0;   // of the others
+};
+
+/// The findings of one scan, the largest first: those of the tier safe add up to the one figure, the others to the
+/// other.
+std::vector<HubTopItem> foundItems(const DemoKind& kind, const Disk& disk, const std::string& home,
+                                   DemoRandom& random) {
+  std::vector<HubTopItem> items;
+  std::vector<double> weights;
+  const auto add = [&](const DemoFinding& finding, std::string_view project) {
+    HubTopItem item;
+    item.path = replaced(replaced(std::string(finding.path), "~", home), "{}", project);
+    const auto isSame = [&](const HubTopItem& other) { return other.path == item.path; };
+    if (std::any_of(items.begin(), items.end(), isSame)) return;
+    item.label = finding.label;
+    item.category = finding.category;
+    item.tier = finding.tier;
+    if (!finding.ruleID.empty()) item.ruleID = finding.ruleID;
+    if (!project.empty()) item.idleDays = bytes(200 * random.share() * random.share());
+    items.push_back(std::move(item));
+    weights.push_back(finding.weight * random.between(0.2, 1.8));
+  };
+  for (const DemoFinding& finding : kind.findings) {
+    if (finding.path.find("{}") == std::string_view::npos) {
+      add(finding, "");
+    } else {
+      for (auto copies = random.between(std::int64_t{1}, std::int64_t{4}); copies > 0; --copies) {
+        add(finding, random.pick(demoProjects()));
+      }
+    }
+  }
+  const auto distribute = [&](bool isSafe, double total) {
+    const auto belongs = [&](std::size_t i) { return (items[i].tier == ArtifactSafetyTier::safe) == isSafe; };
+    double sum = 0;
+    for (std::size_t i = 0; i < items.size(); ++i) sum += belongs(i) ? weights[i] : 0;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      if (belongs(i)) items[i].bytes = bytes(total * weights[i] / sum);
+    }
+  };
+  distribute(true, disk.cleanable());
+  distribute(false, disk.delicate());
+  std::sort(items.begin(), items.end(), [](const HubTopItem& left, const HubTopItem& right) {
+    return left.bytes != right.bytes ? left.bytes > right.bytes : left.path < right.path;
+  });
+  return items;
+}
+
+struct Totals {
+  std::int64_t disposedBytes = 0, disposedItems = 0, failures = 0, runs = 0;
+};
+
+/// One host's runs. The report is one object that each run changes, as thousands of runs are soon forgotten.
+class Runs {
+ public:
+  Runs(const DemoKind& kind, const Temper& temper, std::string home, HubHostReport report, DemoRandom& random)
+      : kind_(kind),
+        temper_(temper),
+        home_(std::move(home)),
+        random_(random),
+        disk_(kind, temper, random),
+        report_(std::move(report)) {
+    report_.volumeTotalBytes = disk_.sizeBytes();
+  }
+
+  DemoStory told(TimePoint first, TimePoint last) {
+    const std::int64_t all = (last - first) / seconds{kind_.intervalSeconds} + 1;
+    const std::int64_t kept = std::min(all, static_cast<std::int64_t>(HubHostFile::mostHistory));
+    startTotals(all - kept);
+    const std::int64_t rewindAt =
+        temper_.rewound && kept > 1 ? random_.between(std::int64_t{0}, std::min<std::int64_t>(kept - 2, 20)) : -1;
+    story_.file.history.reserve(static_cast<std::size_t>(kept));
+    for (std::int64_t left = kept - 1; left >= 0; --left) {
+      const std::int64_t wobble = kind_.intervalSeconds / 40;
+      const seconds jitter{left == 0 ? 0 : random_.between(-wobble, wobble)};
+      run(last - seconds{left * kind_.intervalSeconds} + jitter, left, kept);
+      if (left == rewindAt) rewind();
+      record(left);
+    }
+    HubHostFile& file = story_.file;
+    file.host = report_.host;
+    file.firstSeen = std::min(first, file.history.front().time);
+    file.lastSeen = file.history.back().time;
+    file.reports = all;
+    file.latest = std::move(report_);
+    return std::move(story_);
+  }
+
+ private:
+  void startTotals(std::int64_t earlierRuns) {
+    totals_.runs = earlierRuns;
+    if (temper_.dryRun) return;
+    totals_.disposedBytes = bytes(static_cast<double>(earlierRuns * kind_.intervalSeconds) / daySeconds *
+                                  kind_.gigabytesADay * gigabyte * 0.9);
+    totals_.disposedItems = totals_.disposedBytes / bytes(gigabyte / 2);
+    totals_.failures = earlierRuns / 40;
+  }
+
+  void run(TimePoint arrival, std::int64_t left, std::int64_t kept) {
+    report_.durationSeconds = std::round(random_.between(0.4, 9.0) * 1000) / 1000;
+    report_.startedAt = arrival - seconds{1 + bytes(report_.durationSeconds)};
+    disk_.fill(arrival, kind_.intervalSeconds);
+    arrival_ = arrival;
+    report_.findings = 12 + bytes(disk_.cleanable() / gigabyte / 4);
+    report_.reclaimableBytes = bytes(disk_.cleanable() + disk_.delicate());
+    report_.failures = 0;
+    if (left == 0) {
+      lastRun();
+    } else {
+      const double swept = temper_.dryRun ? 0 : disk_.sweep();
+      report_.disposedBytes = bytes(swept);
+      report_.disposedItems = swept > 0 ? 1 + bytes(swept / gigabyte * 1.7) : 0;
+      if (swept > 0 && random_.chance(temper_.failing ? 0.2 : 0.01))
+        report_.failures = random_.between(std::int64_t{1}, std::int64_t{2});
+    }
+    report_.succeeded = report_.failures == 0 && !(left == 0 && temper_.broken);
+    report_.volumeAvailableBytes = disk_.freeBytes(static_cast<double>(left) / static_cast<double>(kept));
+    addTotals();
+  }
+
+  /// In detail, as it is what the hub shows.
+  void lastRun() {
+    auto items = foundItems(kind_, disk_, home_, random_);
+    report_.findings = static_cast<std::int64_t>(items.size());
+    report_.reclaimableBytes = 0;
+    const auto skip = [this](SkipReason reason) { ++report_.skippedByReason[std::string(rawValue(reason))]; };
+    std::vector<std::int64_t> planned;
+    for (const HubTopItem& item : items) {
+      report_.reclaimableBytes += item.bytes;
+      report_.bytesByTier[std::string(rawValue(item.tier))] += item.bytes;
+      report_.bytesByCategory[item.category] += item.bytes;
+      if (item.tier == ArtifactSafetyTier::warning) {
+        skip(SkipReason::tierNeverRemoved);
+      } else if (item.tier == ArtifactSafetyTier::caution) {
+        skip(SkipReason::tierNotAutoCleaned);
+      } else if (item.bytes < bytes(gigabyte / 100)) {
+        skip(SkipReason::tooSmall);
+      } else if (item.idleDays && *item.idleDays < 7) {
+        skip(SkipReason::tooRecent);
+      } else if (random_.chance(0.5)) {
+        planned.push_back(item.bytes);
+      } else {
+        skip(random_.chance(0.8) ? SkipReason::tooRecent : SkipReason::overBudget);
+      }
+    }
+    if (temper_.failing && !temper_.dryRun && planned.empty()) planned.push_back(items.front().bytes);
+    dispose(planned);
+    constexpr std::size_t mostTopItems = 25;
+    items.resize(std::min(items.size(), mostTopItems));
+    report_.topItems = std::move(items);
+  }
+
+  void dispose(const std::vector<std::int64_t>& planned) {
+    report_.plannedItems = static_cast<std::int64_t>(planned.size());
+    report_.plannedBytes = std::accumulate(planned.begin(), planned.end(), std::int64_t{0});
+    report_.disposedBytes = 0;
+    report_.disposedItems = 0;
+    if (temper_.dryRun) return;
+    if (temper_.failing)
+      report_.failures = std::min(report_.plannedItems, random_.between(std::int64_t{1}, std::int64_t{3}));
+    for (auto item = planned.begin() + report_.failures; item != planned.end(); ++item) report_.disposedBytes += *item;
+    report_.disposedItems = report_.plannedItems - report_.failures;
+    report_.purgedItems = report_.disposedItems / 2;
+    report_.purgedBytes = report_.disposedBytes / 2;
+    report_.quarantineItems = report_.disposedItems * 2;
+    report_.quarantineBytes = report_.disposedBytes * 2;
+  }
+
+  void addTotals() {
+    ++totals_.runs;
+    totals_.disposedBytes += report_.disposedBytes;
+    totals_.disposedItems += report_.disposedItems;
+    totals_.failures += report_.failures;
+    report_.disposedBytesTotal = totals_.disposedBytes;
+    report_.disposedItemsTotal = totals_.disposedItems;
+    report_.failuresTotal = totals_.failures;
+    report_.runsTotal = totals_.runs;
+    // A run's beginning and end, and each item, have a record each.
+    report_.auditSeq = 2 * totals_.runs + totals_.disposedItems + totals_.failures;
+  }
+
+  /// The host's audit log was lost, and this run has begun another.
+  void rewind() {
+    HubHostReport before;
+    before.auditSeq = report_.auditSeq - 2 - report_.disposedItems - report_.failures;
+    totals_ = {};
+    addTotals();
+    if (!isAuditRewind(before, report_)) return;
+    story_.file.lastAuditRewind = arrival_;
+    story_.events.push_back(rewindEvent(before, report_, arrival_));
+  }
+
+  void record(std::int64_t left) {
+    constexpr std::int64_t runsWithEvents = 20;
+    story_.file.history.push_back(pointOf(report_, arrival_));
+    if (left < runsWithEvents) story_.events.push_back(receivedEvent(report_, arrival_));
+  }
+
+  const DemoKind& kind_;
+  const Temper temper_;
+  const std::string home_;
+  DemoRandom& random_;
+  Disk disk_;
+  HubHostReport report_;
+  Totals totals_;
+  TimePoint arrival_;
+  DemoStory story_;
+};
+
+const DemoKind& kindOf(double share) {
+  for (const DemoKind& kind : demoKinds()) {
+    if (share < kind.share) return kind;
+    share -= kind.share;
+  }
+  return demoKinds().back();
+}
+
+/// Newer versions are more common.
+std::string_view versionOf(DemoRandom& random) {
+  const auto versions = demoVersions();
+  std::size_t at = versions.size() - 1;
+  while (at > 0 && random.chance(0.3)) --at;
+  return versions[at];
+}
+
+}  // namespace
+
+DemoHosts::DemoHosts(std::uint64_t seed, std::int64_t days, TimePoint now)
+    : seeds_(seed), days_(days), now_(now), counts_(demoKinds().size()) {}
+
+DemoHosts::Identity DemoHosts::identityOf(const DemoKind& kind, std::int64_t numberOfKind, DemoRandom& random) {
+  const auto users = demoUsers();
+  const auto count = static_cast<std::int64_t>(users.size());
+  const std::string_view first = users[static_cast<std::size_t>(numberOfKind % count)];
+  const std::int64_t namesakes = numberOfKind / count;
+  const std::string user = namesakes == 0 ? std::string(first) : fmt::format("{}{}", first, namesakes + 1);
+  std::string host = replaced(std::string(kind.name), "{user}", user);
+  host = replaced(host, "{region}", random.pick(demoRegions()));
+  host = replaced(host, "{n}", fmt::format("{:02}", numberOfKind + 1));
+  for (int number = 2; !taken_.insert(host).second; ++number) host = fmt::format("{}-{}", host, number);
+  return {.host = host, .home = replaced(std::string(kind.home), "{user}", user)};
+}
+
+DemoStory DemoHosts::next() {
+  // Each host has chance of its own, so that one more draw in its story changes no other host.
+  DemoRandom random(seeds_.next());
+  const DemoKind& kind = kindOf(random.share());
+  auto& count = counts_[static_cast<std::size_t>(&kind - demoKinds().data())];
+  Identity identity = identityOf(kind, count++, random);
+  const Temper temper(random);
+
+  HubHostReport report;
+  report.host = identity.host;
+  report.platform = kind.platform;
+  report.tidraVersion = versionOf(random);
+  report.catalogVersion = report.tidraVersion == demoVersions().back() ? "2026.10.27" : "2026.6.2";
+  report.policyName = random.chance(0.04) ? "strict" : std::string(kind.policy);
+  report.tags = {{"role", std::string(kind.role)}, {"team", std::string(random.pick(demoTeams()))}};
+  report.runID = runIdentifier(random);
+  report.intervalSeconds = kind.intervalSeconds;
+  report.dryRun = temper.dryRun;
+  report.auditHeadHash = hexadecimal(random, 4);
+
+  const std::int64_t interval = kind.intervalSeconds;
+  constexpr std::int64_t longestSilence = 25 * daySeconds;
+  const std::int64_t silence = temper.silent ? random.between(interval * 3, std::max(longestSilence, interval * 4))
+                                             : random.between(std::int64_t{0}, interval - interval / 10);
+  const TimePoint last = now_ - seconds{silence};
+  const double share = random.chance(0.15) ? random.share() : 1;  // some hosts came later
+  const TimePoint first = std::min(last, now_ - seconds{bytes(share * static_cast<double>(days_ * daySeconds))});
+
+  DemoStory story = Runs(kind, temper, std::move(identity.home), std::move(report), random).told(first, last);
+  if (random.chance(temper.silent || temper.failing ? 0.3 : 0.03)) {
+    const TimePoint time = story.file.lastSeen - seconds{random.between(std::int64_t{60}, interval)};
+    story.file.note = random.pick(demoNotes());
+    story.events.push_back({.time = time,
+                            .kind = HubEvent::Kind::noteUpdated,
+                            .host = story.file.host,
+                            .message = *story.file.note,
+                            .bytes = {}});
+    // Writing the note is the answer to a rewind that came before.
+    if (story.file.lastAuditRewind && *story.file.lastAuditRewind <= time) story.file.lastAuditRewind.reset();
+  }
+  return story;
+}
+
+}  // namespace tidra

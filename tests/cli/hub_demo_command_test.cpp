@@ -1,0 +1,51 @@
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+#include "core/platform/file_lock.h"
+#include "tests/cli/cli_fixture.h"
+
+namespace tidra {
+namespace {
+
+using testing::HasSubstr;
+
+class HubDemoCommand : public CliTest {
+ protected:
+  ProgramRun demo(std::vector<std::string> more) const {
+    std::vector<std::string> arguments{"hub", "demo", "--data", tree().path("demo")};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return run(arguments);
+  }
+};
+
+TEST_F(HubDemoCommand, WritesAFleetOnceAndRefusesToTouchIt) {
+  EXPECT_EQ(demo({"--dry-run"}).status, 0);
+  EXPECT_FALSE(std::filesystem::exists(tree().path("demo")));
+  const auto made = demo({"--hosts", "3", "--days", "2", "--until", "2026-03-14T10:15:00Z"});
+  EXPECT_EQ(made.status, 0) << made.err;
+  EXPECT_THAT(made.out, HasSubstr("3 hosts with "));
+  const auto before = snapshotOf(tree().path("demo"));
+  const auto again = demo({});
+  EXPECT_EQ(again.status, 2);
+  EXPECT_THAT(again.err, HasSubstr("is not empty; "));
+  const FileLock hub(tree().path("demo/hub.lock"));
+  const auto busy = demo({});
+  EXPECT_EQ(busy.status, 75);
+  EXPECT_THAT(busy.err, HasSubstr("another hub uses the data folder"));
+  EXPECT_EQ(snapshotOf(tree().path("demo")), before);
+}
+
+TEST_F(HubDemoCommand, BadNumbersAndTimesAreBadInput) {
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+           {"--hosts", "0"}, {"--hosts", "x"}, {"--days", "-1"}, {"--until", "yesterday"}, {"--seed", "one"}}) {
+    const auto refused = demo(arguments);
+    EXPECT_EQ(refused.status, 2) << arguments[0];
+    EXPECT_EQ(linesOf(refused.err).size(), 1U) << refused.err;
+    EXPECT_THAT(refused.err, HasSubstr(arguments[1]));
+  }
+  EXPECT_FALSE(std::filesystem::exists(tree().path("demo")));
+}
+
+}  // namespace
+}  // namespace tidra
