@@ -7,7 +7,7 @@
 namespace tidra {
 
 void addHubCommand(CLI::App& app, Program& program) {
-  CLI::App* hub = app.add_subcommand("hub", "The hub of a fleet: hosts report to it, people look at it");
+  CLI::App* hub = app.add_subcommand("hub", "Watch over a fleet: its hosts, its policies and what happens");
   hub->require_subcommand(1);
   hub->footer(
       "Examples:\n"

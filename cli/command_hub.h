@@ -1,4 +1,4 @@
-// The commands of the group "hub", each in a file of its own.
+// The parts of "tidra hub", each in a file of its own.
 #pragma once
 
 namespace CLI {
@@ -9,6 +9,7 @@ namespace tidra {
 
 struct Program;
 
+/// Each declares commands below `hub`.
 void addHubDemo(CLI::App& hub, Program& program);
 
 }  // namespace tidra
