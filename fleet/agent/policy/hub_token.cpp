@@ -5,6 +5,7 @@
 #include "fleet/agent/policy/token_file.h"
 
 namespace tidra {
+
 HubToken HubToken::find(const FleetPolicy& policy, const TidraPathResolver& resolver, const std::string& systemFile) {
   HubToken found;
   if (policy.hub.token && !policy.hub.token->empty()) {
