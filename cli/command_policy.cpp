@@ -14,6 +14,7 @@
 #include "core/platform/files.h"
 #include "fleet/agent/policy/example_policies.h"
 #include "fleet/agent/policy/resolved_policy.h"
+#include "fleet/http/url.h"
 
 namespace tidra {
 namespace {
@@ -32,14 +33,6 @@ struct CheckedPolicy {
   std::optional<std::string> hubUrl;  // absent: nothing is reported
   HubToken token;
 };
-
-/// The URL without the user and password that it may hold.
-std::string withoutUser(const std::string& url) {
-  const auto start = url.find("://") + 3;
-  const auto end = std::min(url.find_first_of("/?#", start), url.size());
-  const auto at = url.rfind('@', end);
-  return at == std::string::npos || at < start ? url : url.substr(0, start) + url.substr(at + 1);
-}
 
 void noteAbsentRoots(const ResolvedPolicy& resolved) {
   for (const std::string& root : resolved.roots) {
@@ -68,8 +61,14 @@ CheckedPolicy checked(const PolicyOptions& options, const Program& program) {
   noteAbsentRoots(made.resolved);
   noteExposedToken(made.policy, options.file);
   made.token = HubToken::find(made.policy, made.resolved.resolver);
-  if (!made.policy.hub.isUsed()) return made;
-  made.hubUrl = withoutUser(*made.policy.hub.url);
+  if (!made.policy.hub.isUsed()) {
+    if (made.policy.hub.policy) writeNote("hub.policy counts for nothing without hub.url.");
+    return made;
+  }
+  made.hubUrl = urlWithoutUser(*made.policy.hub.url);
+  if (!HTTPURL::parse(*made.policy.hub.url)) {
+    writeNote("hub.url names a user, and the hub knows none; take it out and give a token in hub.tokenFile.");
+  }
   for (const std::string& note : made.token.notes) writeNote(note);
   if (!made.token.token) writeNote("No hub token was found; reports are sent without one.");
   return made;
@@ -90,6 +89,7 @@ nlohmann::json toJson(const CheckedPolicy& given) {
                         {"dryRun", given.policy.dryRun}};
   putOptional(object, "textfile", resolved.textfile);
   putOptional(object, "hubURL", given.hubUrl);
+  putOptional(object, "hubPolicy", given.policy.hub.policy);
   if (given.token.token) object["hubTokenSource"] = JsonCodec<std::string>::encode(given.token.source);
   return object;
 }
@@ -111,6 +111,7 @@ std::string toText(const CheckedPolicy& given, const std::string& file) {
   line("textfile", resolved.textfile.value_or("none"));
   line("listen", fmt::format("{}:{}", resolved.listen.host, resolved.listen.port));
   line("hub", given.hubUrl.value_or("none"));
+  if (given.policy.hub.policy) line("hub policy", *given.policy.hub.policy);
   line("hub token", given.token.token ? "from " + given.token.source : "none");
   if (given.policy.dryRun) line("dry run", "yes, nothing is removed");
   return text;

@@ -65,7 +65,6 @@ int runProgram(int argc, char** argv) {
   addRulesCommand(app, program);
   addPolicyCommand(app, program);
   addFleetCommand(app, program);
-  addHubCommand(app, program);
   addAuditCommand(app, program);
   addHubCommand(app, program);
   try {

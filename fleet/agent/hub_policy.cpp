@@ -44,9 +44,11 @@ FleetPolicy usablePolicy(const HubPolicyQuestion& question, const std::string& d
   return policy;
 }
 
-/// A sentence that goes on: without its full stop.
+/// A sentence that goes on: without its full stop, and not as long as a document may make it.
 std::string clause(const std::exception& failure) {
+  constexpr std::size_t longest = 500;
   std::string text = failure.what();
+  if (text.size() > longest) text = text.substr(0, longest) + "…";
   if (text.ends_with('.')) text.pop_back();
   return text;
 }

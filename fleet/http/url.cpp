@@ -121,6 +121,15 @@ std::string percentEncodedComponent(std::string_view component) {
   return encoded(component, "-._~");
 }
 
+std::string urlWithoutUser(const std::string& text) {
+  const auto scheme = text.find("://");
+  if (scheme == std::string::npos) return text;
+  const auto start = scheme + 3;
+  const auto end = std::min(text.find_first_of("/?#", start), text.size());
+  const auto at = text.rfind('@', end);
+  return at == std::string::npos || at < start ? text : text.substr(0, start) + text.substr(at + 1);
+}
+
 std::optional<std::string> percentDecoded(std::string_view text) {
   std::string bytes;
   for (std::size_t i = 0; i < text.size(); ++i) {

@@ -32,6 +32,9 @@ struct HTTPURL {
   bool operator==(const HTTPURL&) const = default;
 };
 
+/// The text of a URL without the user and password that it may hold, for people. Any text may be given.
+std::string urlWithoutUser(const std::string& text);
+
 /// One component of a path, with everything but letters, digits and "-._~" percent-encoded. Neither "." nor ".."
 /// remains as it is, since both would move within the path.
 std::string percentEncodedComponent(std::string_view component);

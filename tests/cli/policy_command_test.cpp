@@ -41,7 +41,7 @@ TEST_F(PolicyCommand, TellsWhatAPolicyMeansButNeverTheToken) {
   const auto before = tree().snapshot();
   const auto shown = run({"policy", "check", "policy.json"});
   EXPECT_EQ(shown.status, 0);
-  EXPECT_EQ(shown.err, "");
+  EXPECT_THAT(shown.err, StartsWith("note: hub.url names a user, and the hub knows none; "));
   EXPECT_THAT(shown.out, AllOf(HasSubstr("'mine'"), HasSubstr(tree().path("code") + "\n"), HasSubstr("0.0.0.0:9100"),
                                HasSubstr(tree().path(".tidra/audit.jsonl")), HasSubstr("from hub.token of the policy"),
                                HasSubstr("https://hub.example/")));
@@ -52,6 +52,7 @@ TEST_F(PolicyCommand, TellsWhatAPolicyMeansButNeverTheToken) {
     EXPECT_THAT(ran.out + ran.err, AllOf(Not(HasSubstr("s3cret")), Not(HasSubstr("pass"))));
   }
   EXPECT_EQ(tree().snapshot(), before);
+  EXPECT_THAT(check(R"({"hub": {"policy": "ci"}})").err, HasSubstr("hub.policy counts for nothing without hub.url."));
 }
 
 TEST_F(PolicyCommand, RefusesInOneSentence) {

@@ -52,6 +52,9 @@ FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub) {
 }
 
 void requireUsable(const FleetPolicy& overlaid, const TidraPathResolver& host) {
+  // The name stands in every run's first audit record, which must not become too long to be written.
+  constexpr std::size_t longestName = 1000;
+  if (overlaid.name.size() > longestName) throw InputError("Its name is longer than 1000 bytes.");
   overlaid.validate();
   const auto resolved = ResolvedPolicy::make(overlaid, host);
   if (resolved.roots.empty() && (!overlaid.scan.categories || overlaid.scan.categories->empty())) {

@@ -14,7 +14,7 @@ namespace tidra {
 FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub);
 
 /// Throws InputError or FleetPolicyError, one sentence, for an overlaid policy that this host cannot carry out: a path
-/// with a variable that is not set, rules that do not exist, nothing to scan.
+/// with a variable that is not set, rules that do not exist, nothing to scan, a name that no record takes.
 void requireUsable(const FleetPolicy& overlaid, const TidraPathResolver& host);
 
 }  // namespace tidra

@@ -65,7 +65,9 @@ HTTPClientResponse sendCancellably(const HTTPClient::Request& request, const Hub
 
 using HubClientError = HubClient::HubClientError;
 
-HubClientError HubClientError::badURL(const std::string& url) { return {Kind::badURL, "not an http(s) URL: " + url}; }
+HubClientError HubClientError::badURL(const std::string& url) {
+  return {Kind::badURL, "not an http(s) URL: " + urlWithoutUser(url)};
+}
 
 HubClientError HubClientError::transport(const std::string& description) {
   return {Kind::transport, "hub unreachable: " + description};

@@ -26,6 +26,7 @@ struct HubClient {
    public:
     enum class Kind { badURL, transport, http, rejected };
 
+    /// A user and password in the URL, which no request can carry, are not told.
     static HubClientError badURL(const std::string& url);
     static HubClientError transport(const std::string& description);
     /// The hub answered with a status of failure, or with a body that is not what was asked for.

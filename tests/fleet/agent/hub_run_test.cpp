@@ -195,7 +195,9 @@ TEST_F(RunsWithAHub, PoliciesThatThisHostCannotCarryOutAreRefused) {
   EXPECT_THAT(refused(R"({"scan": {"extraRules": ["/proc/kmsg"]}})"), HasSubstr("wants the rules file '/proc/kmsg'"));
   EXPECT_THAT(refused(R"({"scan": {"disabledRules": ["no-such"]}})"), HasSubstr("No rule has the id 'no-such'"));
   EXPECT_THAT(refused(R"({"disposal": {"quarantineDir": "~/.tidra/audit.jsonl"}})"), HasSubstr("are the same file"));
+  EXPECT_THAT(refused(R"({"name": ")" + std::string(100000, 'x') + "\"}"), HasSubstr("longer than 1000 bytes"));
   EXPECT_THAT(refused(R"({"schemaVersion": 2})"), HasSubstr("newer than this build"));
+  EXPECT_LT(refused(R"({"scan": {"ecosystems": [")" + std::string(1000000, 'x') + "\"]}}").size(), 1000U);
   EXPECT_EQ(projectsLeft(), 4U);
 }
 

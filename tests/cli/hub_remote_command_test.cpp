@@ -22,7 +22,7 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-class HubCommand : public CliTest {
+class HubRemoteCommand : public CliTest {
  protected:
   ProgramRun hub(std::vector<std::string> arguments, ProgramOptions options = {}) {
     arguments.insert(arguments.begin(), "hub");
@@ -54,7 +54,7 @@ class HubCommand : public CliTest {
   CannedHub hub_;
 };
 
-TEST_F(HubCommand, ShowsTheFleetWithoutLettingHostsWriteToTheTerminal) {
+TEST_F(HubRemoteCommand, ShowsTheFleetWithoutLettingHostsWriteToTheTerminal) {
   const std::string evil = "web\x1b[2J\n/1";
   holds(record(evil));
   const auto one = hub({"host", evil});
@@ -85,7 +85,7 @@ TEST_F(HubCommand, ShowsTheFleetWithoutLettingHostsWriteToTheTerminal) {
   EXPECT_EQ(HubJSON::decode<HubSummary>(hub({"status", "--json"}).out, "it"), summary);
 }
 
-TEST_F(HubCommand, AsksForALargeFleetInPages) {
+TEST_F(HubRemoteCommand, AsksForALargeFleetInPages) {
   hub_.answer([](const HTTPRequest& request) {
     const std::size_t offset = std::stoul(request.query.at("offset"));
     HubHostsEnvelope page;
@@ -99,7 +99,7 @@ TEST_F(HubCommand, AsksForALargeFleetInPages) {
   EXPECT_EQ(all.back().host, "host-1199");
 }
 
-TEST_F(HubCommand, RemovesOnlyWhatWasAgreedTo) {
+TEST_F(HubRemoteCommand, RemovesOnlyWhatWasAgreedTo) {
   holds(record("b"));
   const auto refused = hub({"remove", "b"});
   EXPECT_EQ(refused.status, 2);
@@ -116,7 +116,7 @@ TEST_F(HubCommand, RemovesOnlyWhatWasAgreedTo) {
                                    "DELETE /api/v1/policies/ci", "PUT /api/v1/hosts/b/note"));
 }
 
-TEST_F(HubCommand, StoresPoliciesByteForByteAndOnlyValidOnes) {
+TEST_F(HubRemoteCommand, StoresPoliciesByteForByteAndOnlyValidOnes) {
   const std::string document = "{ \"name\":\t\"ci\" }\n";
   tree().writeFile("good.json", document);
   EXPECT_EQ(hub({"policy", "put", "ci", "good.json"}).status, 0);
@@ -131,7 +131,7 @@ TEST_F(HubCommand, StoresPoliciesByteForByteAndOnlyValidOnes) {
   EXPECT_EQ(hub({"policy", "get", "ci"}).out, document);
 }
 
-TEST_F(HubCommand, TellsWhatIsWrongInOneSentence) {
+TEST_F(HubRemoteCommand, TellsWhatIsWrongInOneSentence) {
   const auto failure = [&](int status, std::vector<std::string> arguments, Environment environment = {}) {
     const auto ran = hub(std::move(arguments), {.environment = std::move(environment)});
     EXPECT_EQ(ran.status, status) << ran.err;
