@@ -27,13 +27,15 @@ class HubServer {
   HubServer(const HubServer&) = delete;
   HubServer& operator=(const HubServer&) = delete;
 
-  // One thread starts and stops.
+  // These three are called from one thread.
 
   /// Listens, and logs an event about it. Throws ListeningError, and std::system_error when that event cannot be
   /// written; nothing listens then.
   void start();
   /// Takes no more requests and finishes those that have arrived. Nothing happens when it is not started.
   void stop();
+  /// The port that is listened on; while not started, the configured one.
+  std::uint16_t port() const { return http_ ? http_->port() : config_.port; }
 
   // The rest may be called from any thread.
 
@@ -46,8 +48,6 @@ class HubServer {
   const HubConfig& config() const { return config_; }
   const HubStore& store() const { return store_; }
   TimePoint startedAt() const { return startedAt_; }
-  /// The port that is listened on; while not started, the configured one.
-  std::uint16_t port() const { return http_ ? http_->port() : config_.port; }
 
  private:
   std::function<void(std::string_view)> warningSink() const;

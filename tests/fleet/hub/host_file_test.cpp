@@ -6,6 +6,7 @@
 
 #include "fleet/hub/protocol/hub_json.h"
 #include "tests/fleet/hub/hub_fixture.h"
+#include "tests/support/effort.h"
 
 namespace tidra {
 namespace {
@@ -74,13 +75,15 @@ TEST(HostFile, MeansTheSameToTheScannerAndTheGeneralDecoderWhereverItIsBroken) {
   const std::string text = hostFileText(fileWithHistory(3));
   const auto reading = [](auto&& read) -> std::string {
     try {
-      return HubJSON::compact(read());
+      HubHostFile file = read();
+      file.latest.startedAt = noon;  // the present second where its key is broken
+      return HubJSON::compact(file);
     } catch (const DecodingError&) {
       return "refused";
     }
   };
   int refused = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
+  for (std::size_t i = 0; i < text.size(); i += effort(1, 5)) {
     for (const char byte : {'\0', '0', '"', ']', ' ', '-', 'x'}) {
       std::string broken = text;
       broken[i] = byte;
@@ -90,7 +93,7 @@ TEST(HostFile, MeansTheSameToTheScannerAndTheGeneralDecoderWhereverItIsBroken) {
     }
     ASSERT_EQ(reading([&] { return parseHostFile(text.substr(0, i), "file"); }), "refused") << i;
   }
-  EXPECT_GT(refused, 1000);
+  EXPECT_GT(refused, effort(1000, 200));
   std::string twice = text;
   twice.insert(twice.size() - 1, R"(,"history":[])");
   EXPECT_TRUE(parseHostFile(twice, "file").history.empty());
