@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "cli/scan_view.h"
 #include "cli/table.h"
@@ -29,12 +30,12 @@ TextTable::Cell statusCell(HubHostStatus status) {
   return {std::string(rawValue(status)), tone};
 }
 
-/// "12%", "–" when the host does not say.
+/// "12%", rounded down as in the hub's reasons; "–" when the host does not say.
 std::string freeText(const std::optional<std::int64_t>& available, const std::optional<std::int64_t>& total) {
   if (!available || !total || *total < 1) return "–";
   constexpr double whole = 100;
   const double share = static_cast<double>(*available) / static_cast<double>(*total);
-  return fmt::format("{:.0f}%", std::clamp(share, 0.0, 1.0) * whole);
+  return fmt::format("{:.0f}%", std::floor(std::clamp(share, 0.0, 1.0) * whole));
 }
 
 std::string line(std::string_view key, std::string_view value) {

@@ -23,7 +23,7 @@ constexpr std::array macFindings{
     DemoFinding{"~/Library/Caches/Homebrew", "Homebrew cache", "homebrew", safe, "homebrew-cache", 2},
     DemoFinding{"~/.npm/_cacache", "npm cache", "globalCaches", safe, "npm-cache", 3},
     DemoFinding{"~/.gradle/caches", "Gradle caches", "globalCaches", safe, "gradle-caches", 4},
-    DemoFinding{"docker:build-cache", "Docker build cache", "docker", safe, "", 7},
+    DemoFinding{"docker:prune:buildcache", "Docker build cache", "docker", safe, "", 7},
     DemoFinding{"~/.ollama/models", "Ollama models", "aiTools", safe, "ollama-models", 16},
     DemoFinding{"~/.cache/huggingface/hub", "Hugging Face models", "aiTools", safe, "hf-hub", 6},
     DemoFinding{"~/.claude/file-history", "Claude Code file checkpoints", "aiTools", warning, "claude-file-history", 1},
@@ -44,7 +44,7 @@ constexpr std::array linuxFindings{
     DemoFinding{"~/.cache/uv", "uv cache", "globalCaches", safe, "uv-cache", 3},
     DemoFinding{"~/.m2/repository", "Maven local repository", "globalCaches", caution, "maven-repository", 2},
     DemoFinding{"~/.pyenv/versions", "pyenv versions", "python", caution, "pyenv-versions", 1.5},
-    DemoFinding{"docker:build-cache", "Docker build cache", "docker", safe, "", 9},
+    DemoFinding{"docker:prune:buildcache", "Docker build cache", "docker", safe, "", 9},
     DemoFinding{"~/.cache/ms-playwright/chromium-1148", "Playwright browsers", "aiTools", safe, "playwright-browsers",
                 1},
     DemoFinding{"~/.local/share/Trash/files", "Trash", "agentHost", caution, "xdg-trash", 1},
@@ -60,7 +60,7 @@ constexpr std::array runnerFindings{
     DemoFinding{"~/.gradle/caches", "Gradle caches", "globalCaches", safe, "gradle-caches", 6},
     DemoFinding{"~/.cache/ccache", "ccache", "globalCaches", safe, "ccache", 5},
     DemoFinding{"~/.local/share/pnpm/store", "pnpm store", "globalCaches", safe, "pnpm-store", 6},
-    DemoFinding{"docker:build-cache", "Docker build cache", "docker", safe, "", 20},
+    DemoFinding{"docker:prune:buildcache", "Docker build cache", "docker", safe, "", 20},
     DemoFinding{"~/.nuget/packages", "NuGet packages", "globalCaches", safe, "nuget-packages", 2},
 };
 
@@ -88,7 +88,7 @@ constexpr std::array modelFindings{
     DemoFinding{"~/experiments/{}/.venv", ".venv", "py", safe, "dot-venv", 4},
     DemoFinding{"~/experiments/{}/.lancedb", ".lancedb", "ai", caution, "lancedb", 3},
     DemoFinding{"conda:clean:packages", "Conda unused packages", "python", safe, "", 6},
-    DemoFinding{"docker:build-cache", "Docker build cache", "docker", safe, "", 12},
+    DemoFinding{"docker:prune:buildcache", "Docker build cache", "docker", safe, "", 12},
 };
 
 constexpr std::int64_t hour = 3600;
