@@ -11,6 +11,7 @@
 #include "core/base/text.h"
 #include "fleet/http/gzip.h"
 #include "fleet/hub/dashboard_page.h"
+#include "fleet/hub/data_folder.h"
 #include "fleet/hub/hub_query.h"
 #include "fleet/hub/hub_router.h"
 
@@ -58,12 +59,6 @@ void compress(const HTTPRequest& request, HTTPResponse& response) {
   response.headers["Content-Encoding"] = "gzip";
 }
 
-void secure(HTTPResponse& response) {
-  response.headers["X-Content-Type-Options"] = "nosniff";
-  response.headers["Referrer-Policy"] = "no-referrer";
-  response.headers["X-Frame-Options"] = "DENY";
-}
-
 }  // namespace
 
 HubServer::HubServer(HubConfig config, std::function<TimePoint()> clock, HubLog log)
@@ -87,12 +82,16 @@ void HubServer::start() {
       config_.host, config_.port, [this](const HTTPRequest& request) { return handle(request); },
       HTTPServer::usualMaxBodyBytes, HTTPServerLimits{}, warningSink());
   http->start();
-  store_.append(
-      {.time = clock_(),
-       .kind = HubEvent::Kind::hubStarted,
-       .host = {},
-       .message = fmt::format("tidra-hub {} listens on {}:{}", TidraCoreInfo::version, config_.host, http->port()),
-       .bytes = {}});
+  try {
+    store_.append(
+        {.time = clock_(),
+         .kind = HubEvent::Kind::hubStarted,
+         .host = {},
+         .message = fmt::format("tidra-hub {} listens on {}:{}", TidraCoreInfo::version, config_.host, http->port()),
+         .bytes = {}});
+  } catch (const std::system_error& error) {
+    throw HubDataFolder(config_.dataDir).unusable(error);
+  }
   http_ = std::move(http);
 }
 
@@ -101,8 +100,7 @@ void HubServer::stop() { http_.reset(); }
 HTTPResponse HubServer::handle(const HTTPRequest& request) {
   HTTPResponse response = answer(request);
   compress(request, response);
-  secure(response);
-  return response;
+  return guarded(std::move(response));
 }
 
 HTTPResponse HubServer::answer(const HTTPRequest& request) {
