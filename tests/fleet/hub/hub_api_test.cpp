@@ -177,7 +177,7 @@ TEST_F(HubServerTest, AListingThatNoClientCouldTakeIsRefused) {
 
 TEST_F(HubServerTest, ExportsATableWithoutFormulas) {
   auto hostile = plainReport("=cmd|' /C calc'!A0");
-  hostile.policyName = " @SUM(1)";
+  hostile.policyName = " ＠SUM(1)";
   hostile.tidraVersion = "+1";
   hostile.tags = {{"-a", "b\"c"}};
   hostile.findings = -3;
@@ -190,7 +190,7 @@ TEST_F(HubServerTest, ExportsATableWithoutFormulas) {
             "host,status,statusReasons,platform,policy,version,dryRun,firstSeen,lastSeen,reports,findings,"
             "reclaimableBytes,disposedBytes,failures,disposedBytesTotal,quarantineBytes,volumeTotalBytes,"
             "volumeAvailableBytes,tags,note\r\n"
-            "'=cmd|' /C calc'!A0,healthy,,linux,' @SUM(1),'+1,false,2026-03-14T12:00:00Z,2026-03-14T12:00:00Z,1,-3,"
+            "'=cmd|' /C calc'!A0,healthy,,linux,' ＠SUM(1),'+1,false,2026-03-14T12:00:00Z,2026-03-14T12:00:00Z,1,-3,"
             "0,0,0,0,0,,,\"'-a=b\"\"c\",\"one,\r\ntwo\"\r\n");
   EXPECT_EQ(get("/api/v1/hosts.csv", {{"limit", "x"}}).status, 400);
 }
