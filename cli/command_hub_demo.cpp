@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <memory>
 
 #include "cli/command_hub.h"
@@ -21,7 +22,8 @@ struct DemoOptions {
   DemoFleet fleet;
 };
 
-int writeDemo(DemoOptions options, bool dryRun) {
+int writeDemo(DemoOptions options, const Program& program) {
+  const std::string folder = absolutePath(options.data, makeResolver(std::nullopt, program.environment));
   options.fleet.now = currentTime();
   if (!options.until.empty()) {
     const auto until = fromIso8601(options.until);
@@ -31,18 +33,23 @@ int writeDemo(DemoOptions options, bool dryRun) {
     }
     options.fleet.now = *until;
   }
-  if (dryRun) {
-    writeOut(fmt::format("Would write {} hosts into {}\n", options.fleet.hosts, escapedForTerminal(options.data)));
-    return ExitStatus::done;
+  if (options.fleet.now < TimePoint{} + std::chrono::days{options.fleet.days}) {
+    throw InputError(fmt::format("{} days before '{}' is too long ago; the reports must not begin before 1970.",
+                                 options.fleet.days, escapedForTerminal(options.until)));
   }
   try {
-    const DemoFleetSize size = writeDemoFleet(options.data, options.fleet);
+    if (program.options.dryRun) {
+      requireDemoFolder(folder);
+      writeOut(fmt::format("Would write {} hosts into {}\n", options.fleet.hosts, escapedForTerminal(folder)));
+      return ExitStatus::done;
+    }
+    const DemoFleetSize size = writeDemoFleet(folder, options.fleet);
     writeOut(fmt::format("{} hosts with {} reports, {} policies and {} events are in {}\n", size.hosts, size.points,
-                         size.policies, size.events, escapedForTerminal(options.data)));
+                         size.policies, size.events, escapedForTerminal(folder)));
     return ExitStatus::done;
   } catch (const HubStoreError& error) {
     if (error.kind() != HubStoreError::Kind::folderInUse) throw;
-    writeError(error.what());
+    writeError(fmt::format("{}.", error.what()));
     return ExitStatus::lockHeld;
   }
 }
@@ -67,9 +74,8 @@ void addHubDemo(CLI::App& hub, Program& program) {
   command->footer(
       "Examples:\n  tidra hub demo --data demo\n"
       "  tidra hub demo --hosts 10000 --days 1000 --seed 7 --data /tmp/large-fleet");
-  command->callback([&program, options] {
-    program.command = [&program, options] { return writeDemo(*options, program.options.dryRun); };
-  });
+  command->callback(
+      [&program, options] { program.command = [&program, options] { return writeDemo(*options, program); }; });
 }
 
 }  // namespace tidra

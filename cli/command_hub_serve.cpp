@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <cmath>
 #include <limits>
 #include <memory>
 #include <thread>
@@ -80,6 +81,9 @@ void readAddress(const std::string& text, HubConfig& config) {
 }
 
 HubConfig configOf(const HubServeOptions& options, const Environment& environment) {
+  if (std::isnan(options.staleAfter)) {  // which no range keeps out
+    throw InputError("--stale-after is no number; write seconds, such as 129600.");
+  }
   HubConfig config;
   readAddress(options.listen, config);
   config.dataDir = absolutePath(options.data, makeResolver(std::nullopt, environment));

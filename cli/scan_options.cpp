@@ -40,6 +40,7 @@ std::string currentFolder() {
 }  // namespace
 
 std::string absolutePath(const std::string& given, const TidraPathResolver& resolver) {
+  if (given.empty()) throw InputError("An empty text is no path; name a file or folder.");
   std::string path = given;
   if (given == "~" || given.starts_with("~/")) path = resolver.home + given.substr(1);
   if (!path.starts_with('/')) path = joinedPath(currentFolder(), path);

@@ -48,7 +48,8 @@ TidraPathResolver makeResolver(const std::optional<std::string>& home, const Env
 /// Now, in whole seconds.
 TimePoint currentTime();
 
-/// An absolute spelling of a path given on the command line; "~" is expanded in case a shell has not done it.
+/// An absolute spelling of a path given on the command line; "~" is expanded in case a shell has not done it. Throws
+/// InputError for an empty text, which mostly is a variable that was not set and must not become the current folder.
 std::string absolutePath(const std::string& given, const TidraPathResolver& resolver);
 
 /// What a person typed to exclude: a text that begins with "./" or "../" is a path from the current folder, any other

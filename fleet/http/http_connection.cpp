@@ -28,7 +28,7 @@ bool isNotYet(std::error_code reason) {
   return reason == std::errc::resource_unavailable_try_again || reason == std::errc::operation_would_block;
 }
 
-HTTPResponse internalError() { return HTTPResponse::text(500, "internal server error"); }
+HTTPResponse internalError() { return guarded(HTTPResponse::text(500, "internal server error")); }
 
 HTTPResponse busy() { return HTTPResponse::text(503, "too many large requests; try again later"); }
 
@@ -48,8 +48,10 @@ HTTPConnection::HTTPConnection(FileDescriptor socket, std::size_t maxBodyBytes, 
       bodyBytes_(bodyBytes),
       limits_(limits),
       reader_(maxBodyBytes),
-      stageEnd_(Clock::now() + limits.request),
-      deadline_(stageEnd_) {}
+      silentSince_(Clock::now()) {
+  stageEnd_ = silentSince_ + limits.request;
+  deadline_ = stageEnd_;
+}
 
 HTTPConnection::Next HTTPConnection::advance(const HTTPHandler& handler, const HTTPFailureLog& failed, bool isEnding) {
   if (stage_ == Stage::reading) return read(handler, failed, isEnding);
@@ -57,7 +59,7 @@ HTTPConnection::Next HTTPConnection::advance(const HTTPHandler& handler, const H
 }
 
 HTTPConnection::Next HTTPConnection::refuse(const HTTPResponse& response, bool isEnding) {
-  beginWriting(serialized(response, true), true);
+  beginWriting(serialized(guarded(response), true), true);
   return write(isEnding);
 }
 
@@ -117,6 +119,7 @@ HTTPConnection::Next HTTPConnection::drain() {
 
 HTTPConnection::Next HTTPConnection::waitWithin(Next next, Clock::time_point end) {
   const auto now = Clock::now();
+  silentSince_ = now;
   deadline_ = std::min(now + limits_.wait, end);
   return now < end ? next : Next::close;
 }

@@ -16,10 +16,11 @@ namespace tidra {
 
 /// What a server spends on its clients at most.
 struct HTTPServerLimits {
-  std::size_t connections = 512;              // at once; those beyond are answered 503
+  std::size_t connections = 512;              // at once; those beyond are answered 503, unless room can be made
   std::size_t workers = 16;                   // threads that call the handler
   std::size_t bodyBytes = 256 * 1024 * 1024;  // of requests that are arriving; those beyond are answered 503
   std::chrono::milliseconds wait = std::chrono::seconds(10);       // for a client to send or take something
+  std::chrono::milliseconds crowded = std::chrono::seconds(1);     // to send something when others want its place
   std::chrono::milliseconds request = std::chrono::seconds(30);    // to arrive whole
   std::chrono::milliseconds response = std::chrono::seconds(120);  // to be taken whole
   std::chrono::milliseconds closing = std::chrono::seconds(1);     // for the client to close after an early response
@@ -69,6 +70,8 @@ class HTTPConnection {
   Clock::time_point deadline() const { return deadline_; }
   /// True while the client has not sent a whole request.
   bool isReading() const { return stage_ == Stage::reading; }
+  /// When the client was last seen to send or take something; at first, when it connected.
+  Clock::time_point silentSince() const { return silentSince_; }
 
  private:
   enum class Stage { reading, writing, draining };
@@ -91,6 +94,7 @@ class HTTPConnection {
   Stage stage_ = Stage::reading;
   Clock::time_point stageEnd_;  // of the stage as a whole
   Clock::time_point deadline_;
+  Clock::time_point silentSince_;
   std::string output_;
   std::size_t sent_ = 0;
   bool isFresh_ = true;  // nothing has been waited for yet

@@ -55,6 +55,13 @@ HTTPResponse HTTPResponse::json(int status, std::string json) {
   return typed(status, "application/json; charset=utf-8", std::move(json));
 }
 
+HTTPResponse guarded(HTTPResponse response) {
+  response.headers["X-Content-Type-Options"] = "nosniff";
+  response.headers["Referrer-Policy"] = "no-referrer";
+  response.headers["X-Frame-Options"] = "DENY";
+  return response;
+}
+
 std::string_view reasonPhrase(int status) {
   const auto row = std::find_if(reasonPhrases.begin(), reasonPhrases.end(),
                                 [status](const auto& candidate) { return candidate.first == status; });

@@ -36,6 +36,9 @@ struct HTTPResponse {
   bool operator==(const HTTPResponse&) const = default;
 };
 
+/// With headers that keep a browser from guessing the type, framing the answer, or telling other sites its address.
+HTTPResponse guarded(HTTPResponse response);
+
 /// What a client was answered.
 struct HTTPClientResponse {
   int status = 0;

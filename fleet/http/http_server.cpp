@@ -163,13 +163,29 @@ void HTTPServer::acceptAll() {
       if (!isNone) acceptAgainAt_ = Clock::now() + shortagePause;
       return;
     }
-    if (open_ >= limits_.connections) {
+    if (open_ >= limits_.connections && !makeRoom()) {
       refuse(std::move(*socket));
     } else {
       ++open_;
       enqueue(std::make_unique<HTTPConnection>(std::move(*socket), maxBodyBytes_, limits_, bodyBytes_));
     }
   }
+}
+
+/// Lets go of the client that has sent nothing for longest, if that is long enough: otherwise whoever opens connections
+/// and leaves them could keep everybody else out.
+bool HTTPServer::makeRoom() {
+  const auto latest = Clock::now() - limits_.crowded;
+  auto silent = parked_.end();
+  for (auto parked = parked_.begin(); parked != parked_.end(); ++parked) {
+    const HTTPConnection& connection = *parked->connection;
+    if (!connection.isReading() || connection.silentSince() > latest) continue;
+    if (silent == parked_.end() || connection.silentSince() < silent->connection->silentSince()) silent = parked;
+  }
+  if (silent == parked_.end()) return false;
+  drop(std::move(silent->connection));
+  parked_.erase(silent);
+  return true;
 }
 
 void HTTPServer::refuse(FileDescriptor socket) {

@@ -21,7 +21,8 @@ namespace tidra {
 
 /// The handler is called on several threads at once. A client is answered 400 for a request that cannot be taken, 413
 /// for a body that is too large, 503 when there are too many connections and 500 when the handler throws; one that is
-/// too slow, or whose head is longer than HTTPRequestReader::mostHeadBytes, is left without an answer.
+/// too slow, or whose head is longer than HTTPRequestReader::mostHeadBytes, is left without an answer. When there are
+/// too many connections, the one that has been silent for longest counts as too slow sooner.
 class HTTPServer {
  public:
   static constexpr std::size_t usualMaxBodyBytes = 8 * 1024 * 1024;
@@ -69,6 +70,7 @@ class HTTPServer {
   int mostPollMilliseconds() const;
   void resumeParked(const std::vector<short>& events);
   void acceptAll();
+  bool makeRoom();
   void refuse(FileDescriptor socket);
 
   // On the workers.

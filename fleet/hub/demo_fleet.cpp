@@ -169,6 +169,15 @@ DemoFleetSize write(const HubDataFolder& folder, const DemoFleet& fleet,
 
 }  // namespace
 
+void requireDemoFolder(const std::string& dataDir) {
+  const HubDataFolder folder(dataDir);
+  try {
+    requireEmpty(folder);
+  } catch (const std::system_error& error) {
+    throw folder.unusable(error);
+  }
+}
+
 DemoFleetSize writeDemoFleet(const std::string& dataDir, const DemoFleet& fleet,
                              const std::function<void(std::int64_t)>& progress) {
   HubDataFolder folder(dataDir);

@@ -23,6 +23,9 @@ struct DemoFleetSize {
   std::int64_t events = 0;
 };
 
+/// Throws what writeDemoFleet throws for a folder that it does not write into; makes and changes nothing.
+void requireDemoFolder(const std::string& dataDir);
+
 /// Writes the fleet as a hub would have written it, apart from flushing each file to disk. `progress`, if any, is told
 /// the hosts written so far. Throws HubStoreError when a hub has the folder, and InputError for one that is not empty
 /// or cannot be used; nothing has been changed then.

@@ -13,12 +13,14 @@
 namespace tidra {
 namespace {
 
-/// What spreadsheets take for the beginning of a formula, or pass over before one.
+/// What spreadsheets take for the beginning of a formula, in some locales full-width signs as well, or pass over before
+/// one.
 bool looksLikeFormula(std::string_view text) {
   if (text.empty()) return false;
   if (std::string_view("\t\r\n").find(text.front()) != std::string_view::npos) return true;
   const std::string_view rest = trimmed(text);
-  return !rest.empty() && std::string_view("=+-@|%").find(rest.front()) != std::string_view::npos;
+  constexpr std::array<std::string_view, 10> signs{"=", "+", "-", "@", "|", "%", "＝", "＋", "－", "＠"};
+  return std::any_of(signs.begin(), signs.end(), [rest](std::string_view sign) { return rest.starts_with(sign); });
 }
 
 std::string textCell(std::string_view given) {

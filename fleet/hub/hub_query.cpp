@@ -2,6 +2,7 @@
 
 #include "core/base/errors.h"
 #include "core/base/quantities.h"
+#include "core/base/text.h"
 
 namespace tidra {
 
@@ -28,7 +29,8 @@ bool HubQuery::isWanted(const std::string& name) const {
 }
 
 void HubQuery::refuse(const std::string& name, const std::string& given, const std::string& expected) {
-  throw HubRefusal(400, fmt::format("the parameter {} is '{}'; it must be {}", name, given, expected));
+  throw HubRefusal(400,
+                   fmt::format("the parameter {} is '{}'; it must be {}", name, escapedForTerminal(given), expected));
 }
 
 }  // namespace tidra

@@ -10,7 +10,9 @@
 #include "core/base/core_info.h"
 #include "core/base/text.h"
 #include "fleet/http/gzip.h"
+#include "fleet/http/url.h"
 #include "fleet/hub/dashboard_page.h"
+#include "fleet/hub/data_folder.h"
 #include "fleet/hub/hub_query.h"
 #include "fleet/hub/hub_router.h"
 
@@ -47,6 +49,26 @@ void requireJsonType(const HubRoute& route, const HTTPRequest& request) {
   throw HubRefusal(415, "the request must say Content-Type: application/json");
 }
 
+bool isLocalOrAddress(std::string_view host) {
+  const bool isAddress =
+      host.find_first_not_of("0123456789.") == std::string_view::npos || host.find(':') != std::string_view::npos;
+  return isAddress || host == "localhost" || host.ends_with(".localhost");
+}
+
+/// The owner of any name can have it lead to this machine; a browser then takes the hub for a part of their site and
+/// lets their page ask it for everything. Only a token that the page does not know keeps it from changing something, so
+/// that without one a page whose site has a name may not. Nobody but a browser sends Origin.
+void requireTrustedPage(const HubRoute& route, const HubCall& call) {
+  const auto origin = call.request.headers.find("origin");
+  if (route.method.empty() || route.method == "GET" || origin == call.request.headers.end()) return;
+  if (call.authorisation.knowsAdministrator(call.request)) return;
+  const auto page = HTTPURL::parse(origin->second);
+  if (page && isLocalOrAddress(page->host)) return;
+  throw HubRefusal(403,
+                   "without an admin token the hub takes changes only from a page at localhost or at an address; give "
+                   "it a token with --admin-token-file");
+}
+
 /// The one table of what a store's refusal is to a client.
 int statusOf(const HubStoreError& error) { return error.kind() == HubStoreError::Kind::badName ? 400 : 409; }
 
@@ -56,12 +78,6 @@ void compress(const HTTPRequest& request, HTTPResponse& response) {
   if (!acceptsGzip(request.headers)) return;
   response.body = gzipped(response.body);
   response.headers["Content-Encoding"] = "gzip";
-}
-
-void secure(HTTPResponse& response) {
-  response.headers["X-Content-Type-Options"] = "nosniff";
-  response.headers["Referrer-Policy"] = "no-referrer";
-  response.headers["X-Frame-Options"] = "DENY";
 }
 
 }  // namespace
@@ -87,12 +103,16 @@ void HubServer::start() {
       config_.host, config_.port, [this](const HTTPRequest& request) { return handle(request); },
       HTTPServer::usualMaxBodyBytes, HTTPServerLimits{}, warningSink());
   http->start();
-  store_.append(
-      {.time = clock_(),
-       .kind = HubEvent::Kind::hubStarted,
-       .host = {},
-       .message = fmt::format("tidra-hub {} listens on {}:{}", TidraCoreInfo::version, config_.host, http->port()),
-       .bytes = {}});
+  try {
+    store_.append(
+        {.time = clock_(),
+         .kind = HubEvent::Kind::hubStarted,
+         .host = {},
+         .message = fmt::format("tidra-hub {} listens on {}:{}", TidraCoreInfo::version, config_.host, http->port()),
+         .bytes = {}});
+  } catch (const std::system_error& error) {
+    throw HubDataFolder(config_.dataDir).unusable(error);
+  }
   http_ = std::move(http);
 }
 
@@ -101,8 +121,7 @@ void HubServer::stop() { http_.reset(); }
 HTTPResponse HubServer::handle(const HTTPRequest& request) {
   HTTPResponse response = answer(request);
   compress(request, response);
-  secure(response);
-  return response;
+  return guarded(std::move(response));
 }
 
 HTTPResponse HubServer::answer(const HTTPRequest& request) {
@@ -144,6 +163,7 @@ HTTPResponse HubServer::answerRoute(const HTTPRequest& request) {
                      .names = std::move(match.names),
                      .now = clock_()};
   requireScope(match.route->scope, call);
+  requireTrustedPage(*match.route, call);
   requireJsonType(*match.route, request);
   return match.route->answer(call);
 }

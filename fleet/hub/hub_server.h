@@ -29,8 +29,8 @@ class HubServer {
 
   // These three are called from one thread.
 
-  /// Listens, and logs an event about it. Throws ListeningError, and std::system_error when that event cannot be
-  /// written; nothing listens then.
+  /// Listens, and logs an event about it. Throws ListeningError, InputError when that event cannot be written, and
+  /// std::system_error; nothing listens then.
   void start();
   /// Takes no more requests and finishes those that have arrived. Nothing happens when it is not started.
   void stop();

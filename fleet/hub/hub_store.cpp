@@ -33,14 +33,15 @@ HubEvent policyEvent(HubEvent::Kind kind, const std::string& name, std::string_v
 }  // namespace
 
 HubStoreError HubStoreError::badName(std::string_view name) {
-  return {Kind::badName, fmt::format("'{}' is not a valid policy name (letters, digits, - _ . only)", name)};
+  return {Kind::badName,
+          fmt::format("'{}' is not a valid policy name (letters, digits, - _ . only)", escapedForTerminal(name))};
 }
 
 HubStoreError HubStoreError::nameTaken(std::string_view host, std::string_view file, std::string_view owner) {
   return {Kind::nameTaken,
           fmt::format("host '{}' cannot be filed: its file, {}, is that of host '{}'; give one of them "
                       "another name, or remove '{}' from the inventory",
-                      host, file, owner, owner)};
+                      escapedForTerminal(host), file, escapedForTerminal(owner), escapedForTerminal(owner))};
 }
 
 HubStoreError HubStoreError::folderInUse(std::string_view folder) {
@@ -78,7 +79,10 @@ void HubStore::admit(LoadedHost loaded, TimePoint now) {
   if (!loaded.failure.empty()) return leaveOut(loaded.fileName, loaded.failure, now);
   const std::string host = loaded.file.host;
   if (const auto known = hosts_.find(host); known != hosts_.end()) {
-    return leaveOut(loaded.fileName, fmt::format("host '{}' is in {} already", host, known->second.fileName), now);
+    return leaveOut(
+        loaded.fileName,
+        fmt::format("host '{}' is in {} already", escapedForTerminal(host), escapedForTerminal(known->second.fileName)),
+        now);
   }
   owners_[fileKey(loaded.fileName)] = host;
   for (const HubHistoryPoint& point : loaded.file.history) totals_.add(point);
@@ -88,7 +92,8 @@ void HubStore::admit(LoadedHost loaded, TimePoint now) {
 
 void HubStore::leaveOut(const std::string& fileName, const std::string& reason, TimePoint now) {
   damaged_.insert(fileKey(fileName));
-  std::string message = fmt::format("host file {} was left out and kept as it is: {}", fileName, reason);
+  std::string message =
+      fmt::format("host file {} was left out and kept as it is: {}", escapedForTerminal(fileName), reason);
   log({.time = now, .kind = HubEvent::Kind::reportRejected, .host = {}, .message = message, .bytes = {}});
   loadWarnings_.push_back(std::move(message));
 }

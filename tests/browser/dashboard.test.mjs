@@ -267,13 +267,13 @@ describe("dashboard", { skip: whatIsMissing(playwright) }, () => {
   test("exported cells are never formulas", () => {
     const hosts = makeFleet(3);
     hosts.forEach((host, index) => {
-      host.note = ['=HYPERLINK("http://x")', " +1, 2", "@SUM(A1)"][index];
+      host.note = ['=HYPERLINK("http://x")', " +1, 2", "＠SUM(A1)"][index];
     });
     hosts[0].latest.tags = { "-1+cmd|' /C calc'!A0": "x" };
     return visit("#/hosts", { hosts }, async (page) => {
       const text = await download(page);
       assert.equal(text.split("\r\n").length, 5);
-      for (const cell of [`"'=HYPERLINK(""http://x"")"`, `"' +1, 2"`, "'@SUM(A1)", "'-1+cmd|' /C calc'!A0=x"])
+      for (const cell of [`"'=HYPERLINK(""http://x"")"`, `"' +1, 2"`, "'＠SUM(A1)", "'-1+cmd|' /C calc'!A0=x"])
         assert.ok(text.includes(cell), `${cell} in ${text}`);
     });
   });

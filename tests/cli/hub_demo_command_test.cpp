@@ -26,9 +26,11 @@ TEST_F(HubDemoCommand, WritesAFleetOnceAndRefusesToTouchIt) {
   EXPECT_EQ(made.status, 0) << made.err;
   EXPECT_THAT(made.out, HasSubstr("3 hosts with "));
   const auto before = snapshotOf(tree().path("demo"));
-  const auto again = demo({});
-  EXPECT_EQ(again.status, 2);
-  EXPECT_THAT(again.err, HasSubstr("is not empty; "));
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{{}, {"--dry-run"}}) {
+    const auto again = demo(arguments);
+    EXPECT_EQ(again.status, 2);
+    EXPECT_THAT(again.err, HasSubstr("is not empty; "));
+  }
   const FileLock hub(tree().path("demo/hub.lock"));
   const auto busy = demo({});
   EXPECT_EQ(busy.status, 75);
@@ -37,8 +39,14 @@ TEST_F(HubDemoCommand, WritesAFleetOnceAndRefusesToTouchIt) {
 }
 
 TEST_F(HubDemoCommand, BadNumbersAndTimesAreBadInput) {
-  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-           {"--hosts", "0"}, {"--hosts", "x"}, {"--days", "-1"}, {"--until", "yesterday"}, {"--seed", "one"}}) {
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"--hosts", "0"},
+                                             {"--hosts", "x"},
+                                             {"--days", "-1"},
+                                             {"--until", "yesterday"},
+                                             {"--until", "0000-01-20T00:00:00Z"},
+                                             {"--seed", "one"},
+                                             {"--data", ""}}) {
     const auto refused = demo(arguments);
     EXPECT_EQ(refused.status, 2) << arguments[0];
     EXPECT_EQ(linesOf(refused.err).size(), 1U) << refused.err;

@@ -79,7 +79,13 @@ TEST_F(HubServeCommand, WhatCannotBeUsedIsToldInOneSentence) {
   EXPECT_THAT(refused({"--data", data, "--agent-token-file", many, "--agent-token", "x"}), HasSubstr("excludes"));
   EXPECT_THAT(refused({"--data", data}, {{"TIDRA_HUB_ADMIN_TOKEN", "a\nb"}}),
               HasSubstr("TIDRA_HUB_ADMIN_TOKEN holds a control character"));
-  EXPECT_THAT(refused({"--data", data, "--stale-after", "0"}), HasSubstr("--stale-after"));
+  for (const char* seconds : {"0", "nan", "inf"}) {
+    EXPECT_THAT(refused({"--data", data, "--stale-after", seconds}), HasSubstr("--stale-after"));
+  }
+  EXPECT_THAT(refused({"--data", ""}), HasSubstr("An empty text is no path"));
+  tree().makeFolder("unloggable/events.jsonl");
+  EXPECT_THAT(refused({"--data", tree().path("unloggable"), "--listen", "127.0.0.1:0"}),
+              AllOf(HasSubstr("The data folder "), HasSubstr("events.jsonl cannot be written: Is a directory")));
 }
 
 TEST_F(HubServeCommand, APortOrAFolderThatIsTakenIsTold) {

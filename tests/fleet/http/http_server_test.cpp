@@ -27,7 +27,15 @@ std::string textResponse(const std::string& status, const std::string& body) {
   return response(status, "Content-Type: text/plain; charset=utf-8\r\nCache-Control: no-store\r\n", body);
 }
 
-const std::string busy = textResponse("503 Service Unavailable", "too many connections; try again later");
+/// One that the server gives of itself, which a browser must not take for anything else.
+std::string refusal(const std::string& status, const std::string& body) {
+  return response(status,
+                  "Content-Type: text/plain; charset=utf-8\r\nReferrer-Policy: no-referrer\r\n"
+                  "X-Content-Type-Options: nosniff\r\nX-Frame-Options: DENY\r\nCache-Control: no-store\r\n",
+                  body);
+}
+
+const std::string busy = refusal("503 Service Unavailable", "too many connections; try again later");
 
 HTTPResponse echo(const HTTPRequest& request) {
   std::string text = request.method + " " + request.path;
@@ -88,7 +96,7 @@ TEST(HTTPServer, AFailureOfTheHandlerIsKeptFromTheClient) {
         throw std::runtime_error("the password is 1234");
       },
       {}, [&told](std::string_view what) { told = what; });
-  const std::string failed = textResponse("500 Internal Server Error", "internal server error");
+  const std::string failed = refusal("500 Internal Server Error", "internal server error");
   EXPECT_EQ(exchange(server.port(), hello), failed);
   EXPECT_EQ(told, "the password is 1234");
   EXPECT_EQ(exchange(server.port(), "GET /number HTTP/1.1\r\n\r\n"), failed);
@@ -105,16 +113,16 @@ TEST(HTTPServer, RefusesWithoutCallingTheHandler) {
         return HTTPResponse::text(200, std::to_string(request.body.size()));
       },
       limits);
-  EXPECT_EQ(exchange(server.port(), "GET /\r\n\r\n"), textResponse("400 Bad Request", "the request line is malformed"));
+  EXPECT_EQ(exchange(server.port(), "GET /\r\n\r\n"), refusal("400 Bad Request", "the request line is malformed"));
   EXPECT_EQ(exchange(server.port(), "POST / HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab"),
-            textResponse("400 Bad Request", "there are several Content-Length lines"));
+            refusal("400 Bad Request", "there are several Content-Length lines"));
   EXPECT_EQ(exchange(server.port(), "\x16\x03\x01\r\n\r\n"),
-            textResponse("400 Bad Request", "the request line is malformed"));
+            refusal("400 Bad Request", "the request line is malformed"));
   EXPECT_EQ(exchange(server.port(), "POST / HTTP/1.1\r\nContent-Length: 1001\r\n\r\n"),
-            textResponse("413 Payload Too Large", "body too large"));
+            refusal("413 Payload Too Large", "body too large"));
   EXPECT_EQ(
       exchange(server.port(), "POST / HTTP/1.1\r\nContent-Length: 30000000\r\n\r\n" + std::string(30'000'000, 'x')),
-      textResponse("413 Payload Too Large", "body too large"))
+      refusal("413 Payload Too Large", "body too large"))
       << "sent to one that writes all of it before it reads";
 
   LoopbackClient unfinished(server.port());
@@ -142,12 +150,13 @@ TEST(HTTPServer, TellsAClientThatAsksToSendItsBody) {
             textResponse("200 OK", "POST /a\nbody"))
       << "it did not wait";
   EXPECT_EQ(exchange(server.port(), "POST / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 1001\r\n\r\n"),
-            textResponse("413 Payload Too Large", "body too large"));
+            refusal("413 Payload Too Large", "body too large"));
 }
 
 TEST(HTTPServer, AnswersTheExcessAtOnceAndServesAgainAfterwards) {
   HTTPServerLimits limits;
   limits.connections = 2;
+  limits.crowded = limits.wait;
   RunningServer server(echo, limits);
   {
     LoopbackClient first(server.port());
@@ -167,6 +176,24 @@ TEST(HTTPServer, AnswersTheExcessAtOnceAndServesAgainAfterwards) {
   EXPECT_EQ(answer, textResponse("200 OK", "GET /hello\n"));
 }
 
+TEST(HTTPServer, WhoOnlyHoldsConnectionsKeepsNobodyOut) {
+  HTTPServerLimits limits;
+  limits.workers = 1;  // so that the order in which they fall silent is theirs
+  limits.connections = 2;
+  limits.wait = limits.request = 1h;
+  limits.crowded = 0ms;
+  RunningServer server(echo, limits);
+  LoopbackClient silent(server.port());
+  LoopbackClient half(server.port());
+  half.send("GET ");
+  std::string answer = busy;  // until the server has found that both wait
+  while (answer == busy) answer = exchange(server.port(), hello);
+  EXPECT_EQ(answer, textResponse("200 OK", "GET /hello\n"));
+  EXPECT_EQ(silent.receive(), "") << "it waited for longest";
+  half.send("/1 HTTP/1.1\r\n\r\n");
+  EXPECT_EQ(half.receive(), textResponse("200 OK", "GET /1\n"));
+}
+
 TEST(HTTPServer, BodiesThatArriveShareABudget) {
   HTTPServerLimits limits;
   limits.bodyBytes = 1000;
@@ -178,7 +205,7 @@ TEST(HTTPServer, BodiesThatArriveShareABudget) {
     first.receiveUntil("\r\n\r\n");
     LoopbackClient second(server.port());
     second.send(head + "401\r\n\r\n");
-    EXPECT_EQ(second.receive(), textResponse("503 Service Unavailable", "too many large requests; try again later"));
+    EXPECT_EQ(second.receive(), refusal("503 Service Unavailable", "too many large requests; try again later"));
     LoopbackClient third(server.port());
     third.send(head + "400\r\n\r\n");
     EXPECT_EQ(third.receiveUntil("\r\n\r\n"), "HTTP/1.1 100 Continue\r\n\r\n");

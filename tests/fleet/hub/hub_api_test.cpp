@@ -71,7 +71,7 @@ TEST_F(HubServerTest, KeepsPoliciesByteForByte) {
   EXPECT_EQ(read.body, document);
   EXPECT_EQ(read.headers.at("Content-Type"), jsonType);
   EXPECT_EQ(get("/api/v1/policies").body, R"({"policies":["Web-1_a.b"]})");
-  for (const char* name : {"web%20servers", "%2e%2e%2fx", "a%0A", "%C3%A4", "a%2Fb"}) {
+  for (const char* name : {"web%20servers", "%2e%2e%2fx", "a%0A", "a%00b", "%C3%A4", "a%2Fb"}) {
     const auto refusal = refusalOf(put(std::string("/api/v1/policies/") + name, document));
     EXPECT_THAT(refusal, StartsWith("400 '"));
     EXPECT_THAT(refusal, HasSubstr("' is not a valid policy name (letters, digits, - _ . only)"));
@@ -147,6 +147,7 @@ TEST_F(HubServerTest, ListsHostsInParts) {
   using Query = std::map<std::string, std::string>;
   for (const auto& [query, what] : std::vector<std::pair<Query, std::string>>{
            {{{"limit", "x"}}, "limit is 'x'; it must be a whole number, such as 0 or 25"},
+           {{{"limit", std::string("1\0", 2)}}, "limit is '1\\x00'; it must be a whole number, such as 0 or 25"},
            {{{"limit", ""}}, "limit is ''; it must be a whole number, such as 0 or 25"},
            {{{"offset", "-1"}}, "offset is '-1'; it must be a whole number, such as 0 or 25"},
            {{{"history", "no"}}, "history is 'no'; it must be 0 or 1"},
@@ -176,7 +177,7 @@ TEST_F(HubServerTest, AListingThatNoClientCouldTakeIsRefused) {
 
 TEST_F(HubServerTest, ExportsATableWithoutFormulas) {
   auto hostile = plainReport("=cmd|' /C calc'!A0");
-  hostile.policyName = " @SUM(1)";
+  hostile.policyName = " ＠SUM(1)";
   hostile.tidraVersion = "+1";
   hostile.tags = {{"-a", "b\"c"}};
   hostile.findings = -3;
@@ -189,7 +190,7 @@ TEST_F(HubServerTest, ExportsATableWithoutFormulas) {
             "host,status,statusReasons,platform,policy,version,dryRun,firstSeen,lastSeen,reports,findings,"
             "reclaimableBytes,disposedBytes,failures,disposedBytesTotal,quarantineBytes,volumeTotalBytes,"
             "volumeAvailableBytes,tags,note\r\n"
-            "'=cmd|' /C calc'!A0,healthy,,linux,' @SUM(1),'+1,false,2026-03-14T12:00:00Z,2026-03-14T12:00:00Z,1,-3,"
+            "'=cmd|' /C calc'!A0,healthy,,linux,' ＠SUM(1),'+1,false,2026-03-14T12:00:00Z,2026-03-14T12:00:00Z,1,-3,"
             "0,0,0,0,0,,,\"'-a=b\"\"c\",\"one,\r\ntwo\"\r\n");
   EXPECT_EQ(get("/api/v1/hosts.csv", {{"limit", "x"}}).status, 400);
 }

@@ -194,6 +194,28 @@ TEST_F(HubServerTest, WritesNeedAJsonContentType) {
   EXPECT_EQ(hub_->handle({"DELETE", "/api/v1/policies/p", {}, {}, {}}).status, 200) << "has no body";
 }
 
+TEST_F(HubServerTest, PagesOfOtherSitesChangeNothingWithoutAToken) {
+  report(plainReport("a"));
+  const auto statusFrom = [&](const std::string& origin, const std::string& token = {}) {
+    const HTTPHeaders headers{{"content-type", "application/json"}, {"origin", origin}};
+    return ask("PUT", "/api/v1/hosts/a/note", {.token = token, .body = "a note", .headers = headers}).status;
+  };
+  for (const char* origin :
+       {"http://localhost:9480", "http://127.0.0.1:9480", "http://[::1]:9480", "https://10.0.0.2"}) {
+    EXPECT_EQ(statusFrom(origin), 200) << origin;
+  }
+  for (const char* origin : {"http://rebound.example:9480", "http://127.0.0.1.example", "http://localhost.example",
+                             "null", "", "file://", "http://a@127.0.0.1"}) {
+    EXPECT_EQ(statusFrom(origin), 403) << origin;
+  }
+  const HTTPHeaders headers{{"origin", "http://rebound.example:9480"}};
+  EXPECT_EQ(ask("DELETE", "/api/v1/hosts/a", {.token = {}, .body = {}, .headers = headers}).status, 403);
+  EXPECT_EQ(ask("GET", "/api/v1/hosts/a", {.token = {}, .body = {}, .headers = headers}).status, 200);
+  open(tokens({"agent"}, {"admin"}));
+  EXPECT_EQ(statusFrom("https://hub.example.org", "admin"), 200) << "the hub's own page behind a proxy";
+  EXPECT_EQ(statusFrom("https://hub.example.org"), 401);
+}
+
 TEST_F(HubServerTest, TellsAdministratorsOfTheDataFolder) {
   open(tokens({"agent"}, {"admin"}), "Berlin & more");
   const nlohmann::json open{{"name", "tidra-hub"},

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "core/base/errors.h"
+#include "core/base/text.h"
 #include "core/platform/files.h"
 #include "fleet/hub/host_file.h"
 #include "tests/fleet/hub/hub_fixture.h"
@@ -220,7 +221,8 @@ TEST_F(HubStoreTest, KeepsPoliciesAsTheyWerePut) {
   EXPECT_EQ(store_->policyNames(), (Names{"..", "web-1_a.B"}));
   EXPECT_EQ(store_->policy("web-1_a.B"), document);
   for (const std::string name : {"", "a b", "a/b", "b\u00fcro", "a\n"}) {
-    const std::string message = fmt::format("'{}' is not a valid policy name (letters, digits, - _ . only)", name);
+    const std::string message =
+        fmt::format("'{}' is not a valid policy name (letters, digits, - _ . only)", escapedForTerminal(name));
     EXPECT_EQ(messageOf<HubStoreError>([&] { store_->putPolicy(name, "{}", noon); }), message);
     EXPECT_EQ(messageOf<HubStoreError>([&] { store_->removePolicy(name, noon); }), message);
     EXPECT_EQ(store_->policy(name), std::nullopt);

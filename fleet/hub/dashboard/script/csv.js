@@ -1,10 +1,10 @@
 // CSV as spreadsheets read it (RFC 4180).
 
-// A text that a spreadsheet would run as a formula is marked as text with an apostrophe.
+// A text that a spreadsheet would run as a formula is marked as text with an apostrophe. In some locales full-width signs begin one.
 function csvCell(value) {
   if (typeof value === "number") return String(value);
   const text = textOf(value);
-  const plain = /^[\s]*[=+\-@|%]|^[\t\r\n]/.test(text) ? `'${text}` : text;
+  const plain = /^[\s]*[=+\-@|%＝＋－＠]|^[\t\r\n]/.test(text) ? `'${text}` : text;
   return /[",\r\n;]/.test(plain) || plain !== plain.trim() ? `"${plain.replaceAll('"', '""')}"` : plain;
 }
 
