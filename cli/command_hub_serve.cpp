@@ -95,7 +95,7 @@ HubConfig configOf(const HubServeOptions& options, const Environment& environmen
 /// Whoever may write policies decides what is removed on every host, so this is told at any rate, in lines that stand
 /// out among others.
 void warnOfOpenDoors(const HubConfig& config, const HubTokens& tokens) {
-  if (config.host.starts_with("127.")) return;
+  if (config.isForThisMachineAlone()) return;
   if (!tokens.admin.empty()) {
     writeNote("tokens and reports travel unencrypted; let a proxy with TLS stand before the hub.");
     return;

@@ -20,6 +20,9 @@ struct HubConfig {
   double staleAfter = defaultStaleAfter;  // seconds of silence after which a host without an interval is stale
   std::string title = "Tidra fleet";      // of the dashboard and of /api/v1/info
 
+  /// True when no other machine can reach the hub but through a proxy on this one.
+  bool isForThisMachineAlone() const { return host.starts_with("127."); }
+
   bool operator==(const HubConfig&) const = default;
 };
 

@@ -55,13 +55,14 @@ bool isLocalOrAddress(std::string_view host) {
   return isAddress || host == "localhost" || host.ends_with(".localhost");
 }
 
-/// The owner of any name can have it lead to this machine; a browser then takes the hub for a part of their site and
-/// lets their page ask it for everything. Only a token that the page does not know keeps it from changing something, so
-/// that without one a page whose site has a name may not. Nobody but a browser sends Origin.
+/// The owner of any name can have it lead to this machine; a browser on it then takes the hub for a part of their site
+/// and lets their page ask it for everything. Only a token that the page does not know keeps it from changing
+/// something, so that without one a page whose site has a name may not. Nobody but a browser sends Origin. A hub that
+/// listens to other machines without a token is open to everyone as it is.
 void requireTrustedPage(const HubRoute& route, const HubCall& call) {
   const auto origin = call.request.headers.find("origin");
   if (route.method.empty() || route.method == "GET" || origin == call.request.headers.end()) return;
-  if (call.authorisation.knowsAdministrator(call.request)) return;
+  if (!call.config.isForThisMachineAlone() || call.authorisation.knowsAdministrator(call.request)) return;
   const auto page = HTTPURL::parse(origin->second);
   if (page && isLocalOrAddress(page->host)) return;
   throw HubRefusal(403,
