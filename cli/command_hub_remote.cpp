@@ -76,6 +76,7 @@ int status(const RemoteOptions& options, const Program& program) {
 /// Asked for in pages, since a large fleet does not fit one answer. A hub that knows no pages gives everything at once.
 HubHostsEnvelope allHosts(const HubClient& hub, std::map<std::string, std::string> query) {
   constexpr std::size_t pageSize = 500;
+  constexpr std::size_t mostHosts = 100000;  // a hub that never ends must not fill the memory
   HubHostsEnvelope all;
   std::set<std::string> known;
   query["history"] = "0";
@@ -89,6 +90,9 @@ HubHostsEnvelope allHosts(const HubClient& hub, std::map<std::string, std::strin
       if (known.insert(host.host).second) all.hosts.push_back(std::move(host));
     }
     if (page.hosts.size() != pageSize || all.hosts.size() == before) return all;
+    if (all.hosts.size() > mostHosts) {
+      throw InputError("The hub names more than 100,000 hosts; choose some with --search or --status.");
+    }
   }
 }
 

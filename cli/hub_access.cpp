@@ -41,7 +41,7 @@ std::optional<std::string> chosenToken(const HubAccessOptions& options, const Pr
 std::string messageOf(const HubClient::HubClientError& failure) {
   try {
     const auto body = parseForeignJson(failure.body(), "the answer");
-    return JsonObjectReader(body, "the answer").required<std::string>("error");
+    return shownStart(JsonObjectReader(body, "the answer").required<std::string>("error"));
   } catch (const DecodingError&) {
     return failure.what();
   }
@@ -62,7 +62,9 @@ HubClient makeHubClient(const HubAccessOptions& options, const Program& program)
   const auto url = options.url ? options.url : variable(program, "TIDRA_HUB_URL");
   if (!url) throw InputError("No hub is named; give --url, or set TIDRA_HUB_URL.");
   if (!HTTPURL::parse(*url)) {
-    throw InputError(fmt::format("'{}' is no http(s) URL; write it as http://HOST:PORT.", escapedForTerminal(*url)));
+    const std::string open = urlWithoutUser(*url);  // a password in it is not for the screen
+    throw InputError(fmt::format("'{}' is no http(s) URL; write it as http://HOST:PORT{}.", escapedForTerminal(open),
+                                 open == *url ? "" : ", without a user"));
   }
   HubClient client{.baseURL = *url,
                    .token = chosenToken(options, program),

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <type_traits>
 
 #include "cli/interrupt.h"
 #include "cli/program.h"
@@ -34,12 +35,18 @@ struct HubWaitInterrupted {};
 /// hub does not know), std::runtime_error otherwise, one sentence each; HubWaitInterrupted after an interrupt.
 [[noreturn]] void throwMeaningOf(const HubClient::HubClientError& failure, const std::string& missing);
 
-/// One call, which Ctrl-C ends.
+/// One call, which Ctrl-C ends, also when the answer is there just then: several calls may follow each other.
 template <class Call>
 auto askHub(Call&& call, const std::string& missing = "") {
   const InterruptGuard guard;
   try {
-    return call();
+    if constexpr (std::is_void_v<decltype(call())>) {
+      call();
+    } else {
+      auto answer = call();
+      if (InterruptGuard::requested()) throw HubWaitInterrupted{};
+      return answer;
+    }
   } catch (const HubClient::HubClientError& failure) {
     throwMeaningOf(failure, missing);
   }

@@ -175,6 +175,21 @@ void replaceFile(const std::string& path, std::string_view bytes, std::optional<
   }
 }
 
+void replaceEntry(const std::string& path, std::string_view bytes, unsigned mode) {
+  try {
+    struct stat present {};
+    if (::lstat(path.c_str(), &present) == 0 && !S_ISREG(present.st_mode) && !S_ISLNK(present.st_mode)) {
+      throw std::system_error(std::make_error_code(std::errc::invalid_argument), "not a regular file");
+    }
+    TemporaryFile temporary(path, mode);
+    temporary.write(bytes);
+    temporary.renameTo(path);
+    flushFolder(folderOf(path));
+  } catch (const std::system_error& error) {
+    throw std::system_error(error.code(), fmt::format("{} cannot be written", path));
+  }
+}
+
 void publishFile(const std::string& path, std::string_view bytes) {
   makeFolders(folderOf(path), 0755);
   try {

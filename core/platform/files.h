@@ -36,6 +36,9 @@ bool isOwnedAndPrivate(const std::string& path);
 /// whose what() names the path.
 void replaceFile(const std::string& path, std::string_view bytes, std::optional<unsigned> mode = {});
 
+/// As replaceFile, but a link at `path` is replaced instead of followed: for a folder in which others may plant one.
+void replaceEntry(const std::string& path, std::string_view bytes, unsigned mode);
+
 /// Writes a file for other users' programs to read: as replaceFile, but the file and the folders that are missing,
 /// which are made, are readable for everybody whatever the process's mask, and a link at `path` is replaced instead of
 /// followed. The temporary file is `path` + ".tmp-" + the process id; one that a killed process with that id left

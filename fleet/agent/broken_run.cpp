@@ -10,14 +10,27 @@ namespace {
 bool isLastWord(const AuditRecord& record) {
   using enum AuditRecord::Event;
   if (record.event == runFinished || record.event == hubReported) return true;
-  return record.event == error &&
-         (record.reason == BrokenRun::failedReason || record.reason == BrokenRun::repairedReason);
+  return record.event == error && record.reason == BrokenRun::failedReason;
+}
+
+/// A repair stands between runs and belongs to none.
+bool isRepair(const AuditRecord& record) {
+  return record.event == AuditRecord::Event::error && record.reason == BrokenRun::repairedReason;
+}
+
+std::optional<AuditRecord> lastBeforeRepairs(const std::string& log) {
+  std::optional<AuditRecord> last;
+  AuditLog::forEachRecord(log, [&](const AuditRecord& record) {
+    if (!isRepair(record)) last = record;
+  });
+  return last;
 }
 
 }  // namespace
 
 std::optional<BrokenRun> BrokenRun::find(const AuditLog& log) {
-  const auto last = log.lastRecordFound();
+  auto last = log.lastRecordFound();
+  if (last && isRepair(*last)) last = lastBeforeRepairs(log.url());
   if (!last || isLastWord(*last)) return std::nullopt;
   return BrokenRun{.id = last->runID, .lastSeq = last->seq, .lastEvent = last->event};
 }
@@ -32,7 +45,8 @@ std::vector<QuarantineDisposer::Entry> BrokenRun::unrecorded(const std::string& 
   std::unordered_set<std::string> untold;
   for (const auto& entry : entries) untold.insert(entry.url);
   AuditLog::forEachRecord(log, [&](const AuditRecord& record) {
-    if (!began && record.runID == id) began = record.time;
+    if (isLastWord(record)) began.reset();
+    if (!began && !isLastWord(record) && !isRepair(record)) began = record.time;
     if (record.destination) untold.erase(*record.destination);
   });
   std::erase_if(entries, [&](const QuarantineDisposer::Entry& entry) {

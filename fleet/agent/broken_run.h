@@ -12,7 +12,7 @@
 namespace tidra {
 
 struct BrokenRun {
-  /// The reasons of `error` records after which nothing is missing.
+  // The reasons of two kinds of `error` records: a run's last word, and a repair, which is no run's.
   static constexpr std::string_view failedReason = "run failed";
   static constexpr std::string_view repairedReason = "log repaired";
 
@@ -20,14 +20,16 @@ struct BrokenRun {
   std::int64_t lastSeq = 0;
   AuditRecord::Event lastEvent = AuditRecord::Event::runStarted;
 
-  /// The run that has left no last word in the log; none when the last one ended.
+  /// The run that has left no last word in the log; none when the last one ended. Reads the whole log when that ends
+  /// with a repair; then throws InputError when the log is damaged.
   static std::optional<BrokenRun> find(const AuditLog& log);
 
   /// The sentence for the log.
   std::string description() const;
 
-  /// Of these entries of the quarantine, those of the run's time that no record of the log names: the item that was
-  /// being moved when the run was killed. Reads the whole log. Throws InputError when the log is damaged.
+  /// Of these entries of the quarantine, those since the last run with a last word that no record of the log names: the
+  /// item that was being moved when a run was killed, also when the run after it was killed before it told. Reads the
+  /// whole log. Throws InputError when the log is damaged.
   std::vector<QuarantineDisposer::Entry> unrecorded(const std::string& log,
                                                     std::vector<QuarantineDisposer::Entry> entries) const;
 };

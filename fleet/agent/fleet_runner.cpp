@@ -24,6 +24,7 @@
 #include "fleet/agent/run_recorder.h"
 #include "fleet/agent/run_selection.h"
 #include "fleet/agent/run_snapshot.h"
+#include "fleet/http/url.h"
 #include "fleet/hub/protocol/hub_client.h"
 
 namespace tidra {
@@ -79,6 +80,9 @@ class Run {
     if (!hub.isUsed()) return;
     auto found = HubToken::find(runner_.policy, own.resolver);
     for (const std::string& note : found.notes) warn(note);
+    if (urlWithoutUser(*hub.url) != *hub.url) {
+      warn("hub.url names a user, which no request can carry; take it out and give a token");
+    }
     hub_ = HubClient{.baseURL = *hub.url,
                      .token = std::move(found.token),
                      .environment = runner_.host.environment,
@@ -142,8 +146,9 @@ class Run {
     if (!broken) return;
     tell(broken->description());
     for (const auto& entry : broken->unrecorded(log.url(), quarantined(resolved))) {
-      recorder.foundUnrecorded(
-          entry, fmt::format("is in quarantine since the time of run {}, without a record of it", broken->id));
+      const auto message = fmt::format("is in quarantine since the time of run {}, without a record of it", broken->id);
+      warn(fmt::format("{} {}", entry.manifest.originalPath, message));
+      recorder.foundUnrecorded(entry, message);
     }
   }
 

@@ -58,32 +58,38 @@ void FleetService::listen(const FleetPolicy& policy) {
 }
 
 void FleetService::reloadIfChanged() {
-  std::string text;
   try {
-    text = readPolicyFile(setting_.policyPath);
-    if (text == policyText_) return;
-    requireTrustedPolicyFile(setting_.policyPath);
-    const FleetPolicy policy = FleetPolicy::parse(text);
-    listen(policy);
-    policy_ = policy;
-    say(fmt::format("policy {} reloaded", escapedForTerminal(policy_.name)));
+    std::string text = readPolicyFile(setting_.policyPath);
+    if (text != policyText_) {
+      requireTrustedPolicyFile(setting_.policyPath);
+      const FleetPolicy policy = FleetPolicy::parse(text);
+      listen(policy);
+      policy_ = policy;
+      policyText_ = std::move(text);
+      say(fmt::format("policy {} reloaded", escapedForTerminal(policy_.name)));
+    }
+    complaint_.clear();
   } catch (const std::exception& failure) {
-    if (text.empty() && policyText_.empty()) return;  // told already
-    say(fmt::format("warning: the policy stays as it was: {}", escapedForTerminal(failure.what())));
+    // Tried anew at each look: what is wrong may be the file's mode or a port in use, which the text does not show.
+    if (complaint_ == failure.what()) return;
+    complaint_ = failure.what();
+    say(fmt::format("warning: the policy stays as it was: {}", escapedForTerminal(complaint_)));
   }
-  policyText_ = std::move(text);
+}
+
+std::int64_t FleetService::interval() const {
+  return setting_.intervalSeconds.value_or(policy_.hub.intervalSeconds.value_or(defaultIntervalSeconds));
 }
 
 void FleetService::runOnce(bool isFirst) {
   FleetRunner runner{.policy = policy_,
                      .dryRun = setting_.dryRun,
                      .actor = setting_.actor,
-                     .intervalSeconds = setting_.intervalSeconds,
+                     .intervalSeconds = interval(),
                      .log = setting_.log,
                      .host = setting_.host,
                      .clock = setting_.clock,
                      .shouldCancel = setting_.shouldStop};
-  if (!runner.intervalSeconds) runner.intervalSeconds = policy_.hub.intervalSeconds;
   try {
     const FleetRunResult result = runner.run();
     if (!result.hostReport) return;
@@ -104,14 +110,12 @@ void FleetService::runOnce(bool isFirst) {
 }
 
 std::chrono::milliseconds FleetService::pauseLength() const {
-  const std::int64_t wanted =
-      setting_.intervalSeconds.value_or(policy_.hub.intervalSeconds.value_or(defaultIntervalSeconds));
-  const std::chrono::milliseconds interval =
-      std::chrono::seconds(std::clamp<std::int64_t>(wanted, 1, mostIntervalSeconds));
+  const std::chrono::milliseconds length =
+      std::chrono::seconds(std::clamp<std::int64_t>(interval(), 1, mostIntervalSeconds));
   std::random_device seed;
   std::uniform_real_distribution<double> jitter(0, mostJitter);
-  return interval +
-         std::chrono::milliseconds(static_cast<std::int64_t>(static_cast<double>(interval.count()) * jitter(seed)));
+  return length +
+         std::chrono::milliseconds(static_cast<std::int64_t>(static_cast<double>(length.count()) * jitter(seed)));
 }
 
 void FleetService::pause() {

@@ -48,12 +48,15 @@ class FleetService {
   void listen(const FleetPolicy& policy);
   void runOnce(bool isFirst);
   void pause();
+  /// Seconds between runs.
+  std::int64_t interval() const;
   std::chrono::milliseconds pauseLength() const;
   void say(const std::string& line) const { setting_.log(line); }
 
   Setting setting_;
   FleetPolicy policy_;
-  std::string policyText_;  // as last looked at, valid or not
+  std::string policyText_;  // of policy_
+  std::string complaint_;   // why the file's policy does not count, as last told; empty: it does
   ListenAddress address_;
   std::unique_ptr<MetricsServer> server_;
   std::string metricsText_;  // as last published, for a listener on another address

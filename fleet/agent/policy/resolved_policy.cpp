@@ -65,6 +65,22 @@ void requireOwnFiles(const ResolvedPolicy& made) {
   }
 }
 
+/// The agent keeps files of its own beside the audit log.
+void requireOutsideLogFiles(const ResolvedPolicy& made) {
+  const std::array<std::pair<std::string_view, std::string>, 3> places{
+      {{"lockFile", made.lockPath},
+       {"metrics.textfile", made.textfile.value_or("")},
+       {"disposal.quarantineDir", made.quarantine.directory}}};
+  for (const std::string_view suffix : {".checkpoint", ".policy"}) {
+    const std::string kept = made.auditPath + std::string(suffix);
+    for (const auto& [key, place] : places) {
+      if (place != kept && !place.starts_with(kept + "/")) continue;
+      throw InputError(fmt::format("{} '{}' is where a file of the audit log belongs; choose another place.", key,
+                                   escapedForTerminal(place)));
+    }
+  }
+}
+
 /// A protection that protects nothing is worth a word.
 void noteIdlePatterns(const std::string& key, const std::vector<std::string>& texts, const TidraPathResolver& resolver,
                       std::vector<std::string>& notes) {
@@ -115,6 +131,7 @@ ResolvedPolicy ResolvedPolicy::make(const FleetPolicy& policy, const TidraPathRe
   made.quarantine.retentionDays = policy.disposal.retentionDays;
   if (policy.metrics.textfile) made.textfile = resolved("metrics.textfile", *policy.metrics.textfile, resolver);
   requireOwnFiles(made);
+  requireOutsideLogFiles(made);
   if (policy.metrics.listen) {
     const auto address = parsedAddress(*policy.metrics.listen);
     made.listen = address.value_or(ListenAddress{});

@@ -21,8 +21,9 @@ constexpr std::size_t mostCharacterBytes = 4;
 constexpr std::size_t mostListingBytes = HTTPClient::mostResponseBytes;
 constexpr std::chrono::milliseconds lookAround{100};  // how often a caller that waits looks whether to stop
 
-/// The first characters of a text, with U+FFFD for what is no UTF-8.
-std::string firstCharacters(const std::string& text) {
+}  // namespace
+
+std::string shownStart(const std::string& text) {
   std::string start = replacingInvalidUtf8(std::string_view(text).substr(0, shownCharacters * mostCharacterBytes));
   std::size_t count = 0;
   for (std::size_t i = 0; i < start.size(); ++i) {
@@ -31,6 +32,8 @@ std::string firstCharacters(const std::string& text) {
   }
   return start;
 }
+
+namespace {
 
 bool isLoopback(const std::string& host) {
   const bool isAddress = host.find_first_not_of("0123456789.") == std::string::npos;
@@ -74,7 +77,7 @@ HubClientError HubClientError::transport(const std::string& description) {
 }
 
 HubClientError HubClientError::http(int status, const std::string& body) {
-  HubClientError error{Kind::http, fmt::format("hub returned {}: {}", status, firstCharacters(body))};
+  HubClientError error{Kind::http, fmt::format("hub returned {}: {}", status, shownStart(body))};
   error.status_ = status;
   error.body_ = body;
   return error;
@@ -123,6 +126,17 @@ Answer HubClient::ask(const Prepared& prepared, std::size_t mostBytes) const {
   }
 }
 
+void HubClient::change(const Prepared& prepared) const {
+  const std::string body = send(prepared);
+  try {
+    const auto answer = parseForeignJson(body, "the answer");
+    if (JsonObjectReader(answer, "the answer").required<bool>("ok")) return;
+  } catch (const DecodingError&) {
+    // Told below: not the hub has answered, but something on the way to it.
+  }
+  throw HubClientError::http(200, body);
+}
+
 HubAck HubClient::report(const HubHostReport& report) const {
   const auto ack = ask<HubAck>(prepare("POST", {"api", "v1", "report"}, {}, HubJSON::compact(report)));
   if (!ack.accepted) throw HubClientError::rejected(ack);
@@ -143,10 +157,10 @@ HubHostRecord HubClient::host(const std::string& name) const {
   return ask<HubHostRecord>(prepare("GET", below("hosts", name)));
 }
 
-void HubClient::removeHost(const std::string& name) const { send(prepare("DELETE", below("hosts", name))); }
+void HubClient::removeHost(const std::string& name) const { change(prepare("DELETE", below("hosts", name))); }
 
 void HubClient::setNote(const std::string& name, const std::string& text) const {
-  send(prepare("PUT", {"api", "v1", "hosts", name, "note"}, {}, text));
+  change(prepare("PUT", {"api", "v1", "hosts", name, "note"}, {}, text));
 }
 
 HubPoliciesEnvelope HubClient::policies() const {
@@ -156,10 +170,10 @@ HubPoliciesEnvelope HubClient::policies() const {
 std::string HubClient::policy(const std::string& name) const { return send(prepare("GET", below("policies", name))); }
 
 void HubClient::putPolicy(const std::string& name, const std::string& document) const {
-  send(prepare("PUT", below("policies", name), {}, document));
+  change(prepare("PUT", below("policies", name), {}, document));
 }
 
-void HubClient::removePolicy(const std::string& name) const { send(prepare("DELETE", below("policies", name))); }
+void HubClient::removePolicy(const std::string& name) const { change(prepare("DELETE", below("policies", name))); }
 
 HubEventsEnvelope HubClient::events(std::size_t count) const {
   return ask<HubEventsEnvelope>(prepare("GET", {"api", "v1", "events"}, {{"n", std::to_string(count)}}));

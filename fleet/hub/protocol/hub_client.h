@@ -18,6 +18,9 @@
 
 namespace tidra {
 
+/// The first 200 characters of what a hub has written, with U+FFFD for what is no UTF-8: as much as an error tells.
+std::string shownStart(const std::string& text);
+
 /// Each call is one HTTP exchange, blocks for it and throws HubClientError; nothing is tried twice. Calls share
 /// nothing, so any thread may make them.
 struct HubClient {
@@ -96,6 +99,8 @@ struct HubClient {
 
  private:
   std::string send(const Prepared& prepared) const;
+  /// A call that is answered with no more than that it was done.
+  void change(const Prepared& prepared) const;
   template <class Answer>
   Answer ask(const Prepared& prepared, std::size_t mostBytes = mostForeignJsonBytes) const;
 };

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <set>
 
 #include "core/dispose/quarantine.h"
@@ -353,6 +354,19 @@ TEST_F(FleetRuns, ARunThatDiedShowsInTheNext) {
   });
   EXPECT_THAT(errorsOf(run()), ElementsAre(StartsWith("run DIED did not finish")));
   EXPECT_THAT(errorsOf(run()), IsEmpty());
+  // A repair hides neither a run that died nor one that ended.
+  const auto repair = [&] {
+    std::ofstream(auditPath(), std::ios::app) << "{torn";
+    AuditLog::repair(auditPath(), [](AuditRecord& record) { record.runID = "REPAIR"; });
+  };
+  repair();
+  EXPECT_THAT(errorsOf(run()), IsEmpty());
+  AuditLog(auditPath()).append([](AuditRecord& record) {
+    record.runID = "TORN";
+    record.event = Event::planned;
+  });
+  repair();
+  EXPECT_THAT(errorsOf(run()), ElementsAre(StartsWith("run TORN did not finish")));
   // A failure in the middle of a run is no last word; the failure of a run is.
   AuditLog(auditPath()).append([](AuditRecord& record) {
     record.runID = "DIED TOO";
@@ -377,8 +391,14 @@ TEST_F(FleetRuns, WhatARunMovedBeforeItDiedIsToldByTheNext) {
   });
   const std::string path = tree_.path("home/code/b/node_modules");
   const auto moved = disposer.quarantine(holdEntry(path), path, 4 * megabyte, now_ + std::chrono::seconds(1));
+  // The run after it was killed as well, before it had told of the item.
+  AuditLog(auditPath()).append([&](AuditRecord& record) {
+    record.runID = "DIED TOO";
+    record.event = Event::error;
+    record.time = now_ + std::chrono::seconds(5);
+  });
   const auto next = run();
-  EXPECT_THAT(errorsOf(next), ElementsAre(StartsWith("run DIED did not"), HasSubstr("is in quarantine since")));
+  EXPECT_THAT(errorsOf(next), ElementsAre(StartsWith("run DIED TOO did not"), HasSubstr("is in quarantine since")));
   const auto records = recordsOf(next);
   EXPECT_EQ(records.at(1).path, path);
   EXPECT_EQ(records.at(1).destination, moved.url);

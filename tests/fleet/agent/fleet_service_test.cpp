@@ -88,6 +88,21 @@ TEST(FleetService, RunsAgainAndAgainAndTakesOnlyValidPolicies) {
   EXPECT_TRUE(service.waitFor("run finished"));
 }
 
+TEST(FleetService, TakesAPolicyWhoseModeIsMendedLater) {
+  const TemporaryTree tree;
+  tree.makeFolder("home/code");
+  const std::string policy = tree.writeFile("policy.json", policyNamed("first"));
+  RunningService service(policy, tree.path("home"));
+  EXPECT_TRUE(service.waitFor("run finished"));
+  // In one step, so that the service never sees the text with another mode.
+  tree.writeFile("next.json", policyNamed("second"));
+  tree.setMode("next.json", 0666);
+  std::filesystem::rename(tree.path("next.json"), policy);
+  EXPECT_TRUE(service.waitFor("warning: the policy stays as it was: "));
+  tree.setMode("policy.json", 0600);
+  EXPECT_TRUE(service.waitFor("policy second reloaded"));
+}
+
 TEST(FleetService, ServesTheHostReportAndWaitsForAHubThatIsAway) {
   const TemporaryTree tree;
   tree.makeFolder("home/code");

@@ -195,6 +195,8 @@ TEST_F(RunsWithAHub, PoliciesThatThisHostCannotCarryOutAreRefused) {
   EXPECT_THAT(refused(R"({"scan": {"extraRules": ["/proc/kmsg"]}})"), HasSubstr("wants the rules file '/proc/kmsg'"));
   EXPECT_THAT(refused(R"({"scan": {"disabledRules": ["no-such"]}})"), HasSubstr("No rule has the id 'no-such'"));
   EXPECT_THAT(refused(R"({"disposal": {"quarantineDir": "~/.tidra/audit.jsonl"}})"), HasSubstr("are the same file"));
+  EXPECT_THAT(refused(R"({"disposal": {"quarantineDir": "~/.tidra/audit.jsonl.checkpoint"}})"),
+              HasSubstr("is where a file of the audit log belongs"));
   EXPECT_THAT(refused(R"({"name": ")" + std::string(100000, 'x') + "\"}"), HasSubstr("longer than 1000 bytes"));
   EXPECT_THAT(refused(R"({"schemaVersion": 2})"), HasSubstr("newer than this build"));
   EXPECT_LT(refused(R"({"scan": {"ecosystems": [")" + std::string(1000000, 'x') + "\"]}}").size(), 1000U);
@@ -225,6 +227,12 @@ TEST_F(RunsWithAHub, ACopyThatOthersCouldHaveTouchedIsNotUsed) {
   fs::remove(copyPath());
   fs::create_directory(copyPath());
   ownCounts("cannot be read");
+  fs::remove(copyPath());
+  // A link that somebody with a right to the folder has planted is replaced; its target stays.
+  fs::create_symlink(tree_.writeFile("elsewhere", "precious"), copyPath());
+  ownCounts("could be changed or read by other users and is not used");
+  EXPECT_EQ(*readFile(tree_.path("elsewhere")), "precious");
+  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(copyPath())));
   fs::remove(copyPath());
   // The same copy is good again, but not for another policy of the hub.
   tree_.writeFile("home/.tidra/audit.jsonl.policy", good);

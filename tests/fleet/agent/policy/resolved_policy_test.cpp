@@ -71,6 +71,11 @@ TEST(ResolvedPolicy, RefusesOneFileForTwoThings) {
             "audit.path and metrics.textfile are the same file '/home/ada/.tidra/audit.jsonl'; give each its own.");
   EXPECT_THAT(refusal(R"({"audit": {"path": "/run/t"}, "lockFile": "/run/t"})"), HasSubstr("audit.path and lockFile"));
   EXPECT_THAT(refusal(R"({"lockFile": "~/q", "disposal": {"quarantineDir": "$HOME/q"}})"), HasSubstr("lockFile and"));
+  EXPECT_EQ(
+      refusal(R"({"disposal": {"quarantineDir": "~/.tidra/audit.jsonl.checkpoint/q"}})"),
+      "disposal.quarantineDir '/home/ada/.tidra/audit.jsonl.checkpoint/q' is where a file of the audit log belongs; "
+      "choose another place.");
+  EXPECT_THAT(refusal(R"({"audit": {"path": "/a"}, "lockFile": "/a.policy"})"), HasSubstr("lockFile '/a.policy' is"));
 }
 
 TEST(ResolvedPolicy, NotesWhatProtectsNothing) {
