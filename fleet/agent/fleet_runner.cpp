@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <chrono>
 
-#include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/base/uuid.h"
 #include "core/dispose/disposal_error.h"
@@ -376,27 +375,5 @@ FleetRunError FleetRunError::noRoots() {
 }
 
 FleetRunResult FleetRunner::run() const { return Run(*this).execute(); }
-
-nlohmann::json JsonCodec<FleetRunResult>::encode(const FleetRunResult& result) {
-  auto object = nlohmann::json::object();
-  object["runID"] = result.runID;
-  object["startedAt"] = JsonCodec<TimePoint>::encode(result.startedAt);
-  object["duration"] = result.duration;
-  object["dryRun"] = result.dryRun;
-  object["interrupted"] = result.interrupted;
-  object["totalBytes"] = result.report.totalBytes;
-  object["plan"] = JsonCodec<CleanupPlan>::encode(result.decision.plan);
-  object["skipped"] = JsonCodec<std::vector<PolicyDecision::Skipped>>::encode(result.decision.skipped);
-  auto kept = nlohmann::json::array();
-  for (const auto& each : result.kept)
-    kept.push_back({{"item", JsonCodec<ScanReportItem>::encode(each.item)},
-                    {"reason", JsonCodec<std::string>::encode(each.reason)}});
-  object["kept"] = std::move(kept);
-  object["disposal"] = JsonCodec<DisposalOutcome>::encode(result.disposal);
-  object["purged"] = JsonCodec<DisposalOutcome>::encode(result.purged);
-  putOptional(object, "hubAck", result.hubAck);
-  putOptional(object, "hubError", result.hubError);
-  return object;
-}
 
 }  // namespace tidra
