@@ -109,6 +109,9 @@ TEST_F(HubRemoteCommand, RemovesOnlyWhatWasAgreedTo) {
   EXPECT_EQ(hub({"policy", "rm", "ci", "--dry-run"}).status, 0);
   EXPECT_EQ(hub({"note", "b", "x", "--dry-run"}).status, 0);
   for (const std::string& line : asked()) EXPECT_THAT(line, StartsWith("GET "));
+  hub_.answer([](const HTTPRequest& request) {
+    return HTTPResponse::json(200, request.method == "GET" ? HubJSON::compact(record("b")) : R"({"ok":true})");
+  });
   EXPECT_THAT(hub({"remove", "b"}, {.environment = {}, .typed = "y\n"}).out, HasSubstr("Host 'b' is removed.\n"));
   EXPECT_EQ(parseJson(hub({"policy", "rm", "ci", "--yes", "--json"}).out, "it"), parseJson(R"({"ok": true})", "it"));
   EXPECT_EQ(hub({"note", "b", "new disk"}).status, 0);
