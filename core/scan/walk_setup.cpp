@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <array>
+
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
@@ -16,8 +18,13 @@ bool isSkippedPath(const std::string& entry) {
   return entry.find('/') != std::string::npos || entry.starts_with('~') || entry.starts_with('$');
 }
 
+/// Tidra's own folders, wherever they are: in anybody's home folder, and at the top of a volume. What lies in a
+/// quarantine there waits for its retention, and is nothing to be found and removed again.
+constexpr std::array ownFolders{".tidra", ".tidra-quarantine"};
+
 TidraScanExclusionFilter skipList(const Request& request) {
   TidraScanExclusionFilter skip;
+  skip.globPatterns.assign(ownFolders.begin(), ownFolders.end());
   for (const std::string& entry : request.catalog->walkSkip(request.platform)) {
     if (!isSkippedPath(entry)) {
       skip.globPatterns.push_back(entry);

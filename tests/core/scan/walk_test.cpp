@@ -81,6 +81,13 @@ TEST(Walk, PackagesAreOpaqueAndHiddenFoldersAreNot) {
       ElementsAre(".hidden/.next 1 npm .next .hidden", "Pack.app 4 swift Pack.app .", "p/target 3 rust target p"));
 }
 
+TEST(Walk, NeverEntersAQuarantineWhosever) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"ada/.tidra/quarantine/1-p/target/f", "disk/.tidra-quarantine/1-p/target/f", "ada/p/target/f"});
+  EXPECT_THAT(pathsOf(Scanner::scan(requestFor(tree, catalogOf({plainRule("target")}))).findings, tree),
+              ElementsAre("ada/p/target"));
+}
+
 TEST(Walk, SkipsWhatTheCatalogNames) {
   const TemporaryTree tree;
   makeEntries(tree, {".cache/p/target/f", ".cache2/p/target/f", "p/.git/target/f", "p/.github/target/f",
