@@ -68,7 +68,8 @@ TEST_F(HeldFolderTest, RefusesPathsThatMakeNoSense) {
     EXPECT_THAT(messageOf<UnsafePathError>([&] { holdOrMakeFolder(path, 0700); }), HasSubstr(why)) << path;
   }
   for (const char* root : {"/", "//", "/."})
-    EXPECT_THAT(messageOf<UnsafePathError>([&] { holdEntry(root); }), HasSubstr("is the root of the file system")) << root;
+    EXPECT_THAT(messageOf<UnsafePathError>([&] { holdEntry(root); }), HasSubstr("is the root of the file system"))
+        << root;
   tree_.symlink("loop", "loop");
   const auto codeOf = [&](const std::string& path) {
     try {
