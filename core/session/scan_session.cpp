@@ -43,6 +43,7 @@ class ScanSession {
       addLeftovers();
     }
     raiseTracked();
+    raisePythonPackages();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     generatedAt_ = request_.now + std::chrono::floor<std::chrono::seconds>(duration);
     std::erase_if(outcome_.findings, [this](const auto& finding) { return !isWanted(finding); });
@@ -257,6 +258,17 @@ class ScanSession {
     if (!tracked.unknown.empty()) {
       note(fmt::format("git could not be asked about {} of the findings, so none of those counts as safe.",
                        tracked.unknown.size()));
+    }
+  }
+
+  /// The standard library of Python has a package "venv", and others are called "build" or "coverage": source that an
+  /// installation consists of, which nothing in that place makes again.
+  void raisePythonPackages() {
+    for (auto& finding : outcome_.findings) {
+      if (finding.source != ArtifactSource::projectWalk || !pathFacts(joinedPath(finding.path, "__init__.py")))
+        continue;
+      finding.safetyTier = ArtifactSafetyTier::warning;
+      finding.restoreHint = "Is a Python package of that name";
     }
   }
 

@@ -190,6 +190,15 @@ TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
   }
 }
 
+TEST_F(CleanupSession, APythonPackageIsNotWhatItsNameSays) {
+  tree_.writeFile("code/lib/vendor/__init__.py", "import os");
+  tree_.writeFile("code/app/vendor/part/__init__.py");
+  std::map<std::string, ArtifactSafetyTier> found;
+  for (const auto& finding : runScan(request()).findings) found[finding.path] = finding.safetyTier;
+  EXPECT_EQ(found.at(tree_.path("code/lib/vendor")), ArtifactSafetyTier::warning);
+  EXPECT_EQ(found.at(tree_.path("code/app/vendor")), ArtifactSafetyTier::safe);
+}
+
 TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
   makeRepository("code/p");
   for (const char* file : {"node_modules/f", "vendor/f", "build/f", "src/f"})
