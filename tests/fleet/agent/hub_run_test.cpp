@@ -273,6 +273,7 @@ TEST_F(RunsWithAHub, AStopEndsTheReportAtOnce) {
   EXPECT_EQ(records_.back().event, Event::runFinished);
   EXPECT_FALSE(result.interrupted);
   release.raise();
+  hub_.stop();  // ends with the handler, which uses the signal
 }
 
 TEST_F(RunsWithAHub, WithoutAHubNothingIsFetchedKeptOrSaid) {
