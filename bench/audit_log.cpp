@@ -23,7 +23,9 @@ namespace {
 using tidra::AuditLog;
 using tidra::AuditRecord;
 
-void fill(AuditRecord& record, std::size_t number) {
+/// A record as a run makes them, of one of many items. Making up its texts is no part of what is measured.
+AuditRecord exampleOf(std::size_t number) {
+  AuditRecord record;
   record.time = tidra::TimePoint{std::chrono::seconds{1700000000 + number}};
   record.host = "build-7.example.org";
   record.runID = "0B6C7C1E-0A55-4B8C-9C55-7B2F9D0E5A11";
@@ -37,6 +39,18 @@ void fill(AuditRecord& record, std::size_t number) {
   record.ruleID = "node_modules";
   record.method = tidra::DisposalMethod::quarantine;
   record.destination = "/home/ada/.tidra/quarantine/20260314T101500-" + std::to_string(number) + "-node_modules";
+  return record;
+}
+
+/// The example of the number, again and again after the last.
+const AuditRecord& example(std::size_t number) {
+  constexpr std::size_t count = 1000;
+  static const std::vector<AuditRecord> examples = [] {
+    std::vector<AuditRecord> made;
+    for (std::size_t i = 0; i < count; ++i) made.push_back(exampleOf(i));
+    return made;
+  }();
+  return examples[number % count];
 }
 
 template <class Work>
@@ -67,7 +81,7 @@ double appendRecords(const std::string& log, std::size_t count) {
   ::unlink(log.c_str());
   return secondsOf([&] {
     AuditLog audit(log);
-    for (std::size_t i = 0; i < count; ++i) audit.append([i](AuditRecord& record) { fill(record, i); });
+    for (std::size_t i = 0; i < count; ++i) audit.append([i](AuditRecord& record) { record = example(i); });
   });
 }
 
@@ -109,7 +123,7 @@ void verify(const std::string& log, std::size_t megabytes) {
   const std::size_t wanted = megabytes << 20U;
   AuditLog audit(log);
   for (std::size_t i = 0, written = 0; written < wanted; ++i) {
-    written += tidra::encodeAuditLine(audit.append([i](AuditRecord& record) { fill(record, i); })).size() + 1;
+    written += tidra::encodeAuditLine(audit.append([i](AuditRecord& record) { record = example(i); })).size() + 1;
   }
   std::vector<std::pair<double, double>> rounds;
   constexpr int times = 5;

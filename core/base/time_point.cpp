@@ -1,7 +1,5 @@
 #include "core/base/time_point.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
 
@@ -55,24 +53,25 @@ TimePoint timePointAt(std::int64_t seconds) {
 
 std::string iso8601(TimePoint time) {
   using namespace std::chrono;
+  time = timePointAt(time.time_since_epoch().count());
   const auto day = floor<days>(time);
   const year_month_day date{day};
   const hh_mm_ss clock{time - day};
+  const int year = static_cast<int>(date.year());
   // Every record of a log has a time, and general formatting takes longer than all the rest of its text.
-  std::string text = fmt::format_int(static_cast<int>(date.year())).str();
-  constexpr std::size_t yearDigits = 4;
-  if (text.size() < yearDigits) text.insert(0, yearDigits - text.size(), '0');
-  const auto put = [&](char before, std::int64_t number) {
-    text += before;
-    text += static_cast<char>('0' + number / 10);
-    text += static_cast<char>('0' + number % 10);
+  std::string text = "0000-00-00T00:00:00Z";
+  const auto put = [&](std::size_t at, std::int64_t number) {
+    text[at] = static_cast<char>('0' + number / 10);
+    text[at + 1] = static_cast<char>('0' + number % 10);
   };
-  put('-', static_cast<unsigned>(date.month()));
-  put('-', static_cast<unsigned>(date.day()));
-  put('T', clock.hours().count());
-  put(':', clock.minutes().count());
-  put(':', clock.seconds().count());
-  return text += 'Z';
+  put(0, year / 100);
+  put(2, year % 100);
+  put(5, static_cast<unsigned>(date.month()));
+  put(8, static_cast<unsigned>(date.day()));
+  put(11, clock.hours().count());
+  put(14, clock.minutes().count());
+  put(17, clock.seconds().count());
+  return text;
 }
 
 std::optional<TimePoint> fromIso8601(std::string_view text) {

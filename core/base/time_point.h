@@ -15,7 +15,7 @@ using TimePoint = std::chrono::sys_seconds;
 /// outside the years 0 to 9999 give the nearest second inside, so that calendars and the text form stay exact.
 TimePoint timePointAt(std::int64_t seconds);
 
-/// ISO 8601 in UTC and whole seconds, as "2026-03-14T10:15:00Z".
+/// ISO 8601 in UTC and whole seconds, as "2026-03-14T10:15:00Z"; of the nearest second inside the years 0 to 9999.
 std::string iso8601(TimePoint time);
 
 /// Reads "2026-03-14T10:15:00Z"; a fraction of a second is dropped, an offset such as "+02:00" is applied.

@@ -83,6 +83,36 @@ void flushFolder(const std::string& folder) {
   if (const auto reason = flushEntries(opened.get())) throw std::system_error(reason);
 }
 
+enum class AtLink { fail, replace };
+
+/// The permissions of what a file is to take the place of; none when nothing is there. Anything that is no file, such
+/// as a device, must not be replaced by one.
+std::optional<unsigned> permissionsOfReplaced(const std::string& target, AtLink atLink) {
+  struct stat present {};
+  if (::lstat(target.c_str(), &present) != 0) return std::nullopt;
+  const bool isLink = S_ISLNK(present.st_mode);
+  if (!S_ISREG(present.st_mode) && !(isLink && atLink == AtLink::replace)) {
+    throw std::system_error(std::make_error_code(std::errc::invalid_argument), "not a regular file");
+  }
+  constexpr unsigned permissions = 0777;
+  return present.st_mode & permissions;
+}
+
+/// Puts a whole file at `target`; `makeTemporary` is given that and the permissions of what is there. `path` is how
+/// failures name it.
+template <class MakeTemporary>
+void replaceDurably(const std::string& path, const std::string& target, AtLink atLink, std::string_view bytes,
+                    const MakeTemporary& makeTemporary) {
+  try {
+    TemporaryFile temporary = makeTemporary(target, permissionsOfReplaced(target, atLink));
+    temporary.write(bytes);
+    temporary.renameTo(target);
+    flushFolder(folderOf(target));
+  } catch (const std::system_error& error) {
+    throw std::system_error(error.code(), fmt::format("{} cannot be written", path));
+  }
+}
+
 bool makeFolder(const std::string& path, unsigned permissions) {
   if (::mkdir(path.c_str(), static_cast<mode_t>(permissions)) != 0) return false;
   // Through a descriptor: whoever may write to the parent could have put a link there by now. Where it cannot be
@@ -155,55 +185,21 @@ bool isOwnedAndPrivate(const std::string& path) {
 }
 
 void replaceFile(const std::string& path, std::string_view bytes, std::optional<unsigned> mode) {
-  // A link keeps pointing at the file; anything else that is no file, such as a device, must not be replaced by one.
   const auto real = realPath(path);
-  const std::string target = real ? *real : path;
-  struct stat present {};
-  const bool isPresent = ::lstat(target.c_str(), &present) == 0;
-  try {
-    if (isPresent && !S_ISREG(present.st_mode)) {
-      throw std::system_error(std::make_error_code(std::errc::invalid_argument), "not a regular file");
-    }
-    constexpr unsigned permissions = 0777;
-    if (!mode && isPresent) mode = present.st_mode & permissions;
-    TemporaryFile temporary(target, mode);
-    temporary.write(bytes);
-    temporary.renameTo(target);
-    flushFolder(folderOf(target));
-  } catch (const std::system_error& error) {
-    throw std::system_error(error.code(), fmt::format("{} cannot be written", path));
-  }
+  replaceDurably(path, real ? *real : path, AtLink::fail, bytes,
+                 [&](const std::string& target, auto present) { return TemporaryFile(target, mode ? mode : present); });
 }
 
 void replaceEntry(const std::string& path, std::string_view bytes, unsigned mode) {
-  try {
-    struct stat present {};
-    if (::lstat(path.c_str(), &present) == 0 && !S_ISREG(present.st_mode) && !S_ISLNK(present.st_mode)) {
-      throw std::system_error(std::make_error_code(std::errc::invalid_argument), "not a regular file");
-    }
-    TemporaryFile temporary(path, mode);
-    temporary.write(bytes);
-    temporary.renameTo(path);
-    flushFolder(folderOf(path));
-  } catch (const std::system_error& error) {
-    throw std::system_error(error.code(), fmt::format("{} cannot be written", path));
-  }
+  replaceDurably(path, path, AtLink::replace, bytes,
+                 [&](const std::string& target, auto) { return TemporaryFile(target, mode); });
 }
 
 void publishFile(const std::string& path, std::string_view bytes) {
   makeFolders(folderOf(path), 0755);
-  try {
-    struct stat present {};
-    if (::lstat(path.c_str(), &present) == 0 && !S_ISREG(present.st_mode) && !S_ISLNK(present.st_mode)) {
-      throw std::system_error(std::make_error_code(std::errc::invalid_argument), "not a regular file");
-    }
-    TemporaryFile temporary(TemporaryFile::Named{fmt::format("{}.tmp-{}", path, ::getpid()), 0644});
-    temporary.write(bytes);
-    temporary.renameTo(path);
-    flushFolder(folderOf(path));
-  } catch (const std::system_error& error) {
-    throw std::system_error(error.code(), fmt::format("{} cannot be written", path));
-  }
+  replaceDurably(path, path, AtLink::replace, bytes, [](const std::string& target, auto) {
+    return TemporaryFile(TemporaryFile::Named{fmt::format("{}.tmp-{}", target, ::getpid()), 0644});
+  });
 }
 
 void makePrivateFolders(const std::string& path) { makeFolders(path, 0700); }

@@ -7,6 +7,9 @@
 namespace tidra {
 namespace {
 
+/// Neither a link is followed nor a pipe or a terminal waited for.
+constexpr int careful = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
 int flagsFor(FileAccess access) {
   switch (access) {
     case FileAccess::read:
@@ -31,12 +34,19 @@ std::error_code writeAll(int file, std::string_view bytes) {
 }  // namespace
 
 Outcome<OpenFile> openFile(const std::string& path, FileAccess access) {
-  FileDescriptor file(::open(path.c_str(), flagsFor(access) | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  FileDescriptor file(::open(path.c_str(), flagsFor(access) | careful));
   if (!file) return lastSystemError();
   const auto facts = descriptorFacts(file.get());
   if (!facts) return facts.failure();
   if (facts->type != EntryType::regularFile) return std::make_error_code(std::errc::invalid_argument);
   return OpenFile{std::move(file), *facts};
+}
+
+Outcome<GrowingFile> openGrowingFile(int folder, const std::string& name) {
+  FileDescriptor file(::openat(folder, name.c_str(), flagsFor(FileAccess::append) | careful));
+  const off_t end = file ? ::lseek(file.get(), 0, SEEK_END) : -1;
+  if (end < 0) return lastSystemError();
+  return GrowingFile{std::move(file), static_cast<std::uint64_t>(end)};
 }
 
 Outcome<FileDescriptor> makeFile(const std::string& path) {

@@ -28,6 +28,15 @@ struct OpenFile {
 /// Opens what is there. invalid_argument for anything but a regular file.
 Outcome<OpenFile> openFile(const std::string& path, FileAccess access);
 
+struct GrowingFile {
+  FileDescriptor descriptor;
+  std::uint64_t sizeBytes = 0;
+};
+
+/// Opens a file of an open folder to append to, for the least that this costs: nothing is looked at but its size. For
+/// folders whose files are known.
+Outcome<GrowingFile> openGrowingFile(int folder, const std::string& name);
+
 /// Makes a file for its owner only, whatever the process's mask, to append to. file_exists when the name is taken.
 Outcome<FileDescriptor> makeFile(const std::string& path);
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/platform/file_descriptor.h"
+#include "core/platform/open_file.h"
 #include "fleet/agent/audit_record.h"
 
 namespace tidra {
@@ -115,9 +116,11 @@ class AuditLog {
 
  private:
   void findHead(const FileDescriptor& file, std::uint64_t sizeBytes);
+  GrowingFile openToAppend() const;
 
   const std::string url_;
-  mutable std::mutex lock_;  // guards the rest
+  FileDescriptor ownFolder_;  // of the log, when nobody else can put another file there; otherwise none
+  mutable std::mutex lock_;   // guards the rest
   std::int64_t seq_ = 0;
   std::string lastHash_{auditGenesis};
   std::optional<AuditRecord> lastRecordFound_;

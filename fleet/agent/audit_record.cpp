@@ -4,6 +4,8 @@
 #include "fleet/agent/audit_record.h"
 
 #include <charconv>
+#include <cstring>
+#include <utility>
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
@@ -15,57 +17,67 @@ namespace {
 
 bool isText(const std::string& bytes) { return plainLength(bytes) == bytes.size() || isValidUtf8(bytes); }
 
-/// Builds one compact object. Keys are to be put in their sorted order.
+/// Builds one compact object. Keys come as they are to stand, quoted, with what is before and behind them, and are to
+/// be put in their sorted order.
 class LineWriter {
  public:
-  LineWriter() {
-    constexpr std::size_t usualBytes = 768;
-    text_.reserve(usualBytes);
-  }
-
+  /// The key ends in the quote that begins the text.
   void put(std::string_view key, std::string_view value) {
-    begin(key);
-    text_ += '"';
-    if (plainLength(value) == value.size()) {
-      text_ += value;
-    } else if (isValidUtf8(value)) {
-      escape(value);
-    } else {
-      escape(replacingInvalidUtf8(value));
-    }
-    text_ += '"';
+    add(key);
+    putText(value);
   }
   void putOptional(std::string_view key, const std::optional<std::string>& value) {
     if (value) put(key, *value);
   }
   template <class Number>
   void putNumber(std::string_view key, Number value) {
-    begin(key);
+    add(key);
     std::array<char, 24> digits{};
     const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), value);
-    text_.append(digits.data(), written.ptr);
+    add({digits.data(), static_cast<std::size_t>(written.ptr - digits.data())});
   }
   void putTruth(std::string_view key, bool value) {
-    begin(key);
-    text_ += value ? "true" : "false";
+    add(key);
+    add(value ? "true" : "false");
   }
   /// Both forms of a text that may be any bytes.
-  void putBytes(std::string_view key, const std::optional<std::string>& bytes) {
-    putOptional(key, bytes);
-    if (bytes && !isText(*bytes)) put(std::string(key) + "Bytes", base64Encoded(*bytes));
+  void putBytes(std::string_view key, std::string_view bytesKey, const std::optional<std::string>& bytes) {
+    if (!bytes) return;
+    put(key, *bytes);
+    if (!isText(*bytes)) put(bytesKey, base64Encoded(*bytes));
   }
 
-  std::size_t size() const { return text_.size(); }
+  std::size_t size() const { return size_; }
+  /// True when a text was not valid and stands in the line otherwise.
+  bool isReplacing() const { return isReplacing_; }
   std::string finish() && {
-    text_ += '}';
+    add('}');
+    text_.resize(size_);
     return std::move(text_);
   }
 
  private:
-  void begin(std::string_view key) {
-    text_ += text_.empty() ? "{\"" : ",\"";
-    text_ += key;
-    text_ += "\":";
+  char* makeRoom(std::size_t bytes) {
+    if (text_.size() - size_ < bytes) text_.resize(2 * (size_ + bytes));
+    return text_.data() + std::exchange(size_, size_ + bytes);
+  }
+  void add(std::string_view bytes) { std::memcpy(makeRoom(bytes.size()), bytes.data(), bytes.size()); }
+  void add(char byte) { *makeRoom(1) = byte; }
+
+  void putText(std::string_view value) {
+    char* const room = makeRoom(value.size() + 1);
+    if (copyPlain(value, room)) {
+      room[value.size()] = '"';
+      return;
+    }
+    size_ -= value.size() + 1;
+    if (isValidUtf8(value)) {
+      escape(value);
+    } else {
+      isReplacing_ = true;
+      escape(replacingInvalidUtf8(value));
+    }
+    add('"');
   }
 
   void escape(std::string_view value) {
@@ -73,11 +85,11 @@ class LineWriter {
     for (std::size_t i = 0; i < value.size(); ++i) {
       const unsigned char c = static_cast<unsigned char>(value[i]);
       if (c >= ' ' && c != '"' && c != '\\') continue;
-      text_ += value.substr(plain, i - plain);
+      add(value.substr(plain, i - plain));
       escape(c);
       plain = i + 1;
     }
-    text_ += value.substr(plain);
+    add(value.substr(plain));
   }
 
   void escape(unsigned char c) {
@@ -85,66 +97,84 @@ class LineWriter {
     constexpr std::string_view letters = "btnfr\"\\";
     const auto found = named.find(static_cast<char>(c));
     if (found != std::string_view::npos) {
-      text_ += '\\';
-      text_ += letters[found];
+      add('\\');
+      add(letters[found]);
     } else {
-      text_ += fmt::format("\\u{:04x}", static_cast<unsigned>(c));
+      add(fmt::format("\\u{:04x}", static_cast<unsigned>(c)));
     }
   }
 
-  std::string text_;
+  static constexpr std::size_t usualBytes = 1024;
+
+  std::string text_ = std::string(usualBytes, '\0');
+  std::size_t size_ = 0;  // of the line so far; the rest is room
+  bool isReplacing_ = false;
 };
 
 /// The line without `hash`, and where that belongs.
 struct UnsealedLine {
   std::string text;
   std::size_t hashPosition = 0;
+  bool isReplacing = false;
 };
 
 UnsealedLine encodeUnsealed(const AuditRecord& record) {
   LineWriter line;
-  line.put("actor", record.actor);
-  if (record.bytes) line.putNumber("bytes", *record.bytes);
-  line.putOptional("category", record.category);
-  line.putBytes("destination", record.destination);
-  if (record.dryRun) line.putTruth("dryRun", *record.dryRun);
-  line.put("event", rawValue(record.event));
+  line.put(R"({"actor":")", record.actor);
+  if (record.bytes) line.putNumber(R"(,"bytes":)", *record.bytes);
+  line.putOptional(R"(,"category":")", record.category);
+  line.putBytes(R"(,"destination":")", R"(,"destinationBytes":")", record.destination);
+  if (record.dryRun) line.putTruth(R"(,"dryRun":)", *record.dryRun);
+  line.put(R"(,"event":")", rawValue(record.event));
   const std::size_t hashPosition = line.size();
-  line.put("host", record.host);
-  line.putOptional("message", record.message);
-  if (record.method) line.put("method", rawValue(*record.method));
-  line.putBytes("path", record.path);
-  line.putOptional("policy", record.policy);
-  line.put("prevHash", record.prevHash);
-  line.putOptional("reason", record.reason);
-  line.putOptional("ruleID", record.ruleID);
-  line.put("runID", record.runID);
-  line.putNumber("seq", record.seq);
-  if (record.tier) line.put("tier", rawValue(*record.tier));
-  line.put("time", iso8601(record.time));
-  return {std::move(line).finish(), hashPosition};
+  line.put(R"(,"host":")", record.host);
+  line.putOptional(R"(,"message":")", record.message);
+  if (record.method) line.put(R"(,"method":")", rawValue(*record.method));
+  line.putBytes(R"(,"path":")", R"(,"pathBytes":")", record.path);
+  line.putOptional(R"(,"policy":")", record.policy);
+  line.put(R"(,"prevHash":")", record.prevHash);
+  line.putOptional(R"(,"reason":")", record.reason);
+  line.putOptional(R"(,"ruleID":")", record.ruleID);
+  line.put(R"(,"runID":")", record.runID);
+  line.putNumber(R"(,"seq":)", record.seq);
+  if (record.tier) line.put(R"(,"tier":")", rawValue(*record.tier));
+  line.put(R"(,"time":")", iso8601(record.time));
+  const bool isReplacing = line.isReplacing();
+  return {std::move(line).finish(), hashPosition, isReplacing};
 }
 
-/// Puts a hash, as text that needs no escaping, in its place.
+/// Puts a hash in its place; `hash` is text that needs no escaping.
 std::string sealed(UnsealedLine line, std::string_view hash) {
-  constexpr std::string_view opening = ",\"hash\":\"";
-  line.text.insert(line.hashPosition, opening.size() + hash.size() + 1, '"');
-  line.text.replace(line.hashPosition, opening.size(), opening);
-  line.text.replace(line.hashPosition + opening.size(), hash.size(), hash);
+  constexpr std::string_view key = R"(,"hash":")";
+  const std::size_t bytes = key.size() + hash.size() + 1;
+  line.text.insert(line.hashPosition, bytes, '"');
+  line.text.replace(line.hashPosition, key.size(), key);
+  line.text.replace(line.hashPosition + key.size(), hash.size(), hash);
   return std::move(line.text);
 }
 
-std::string escaped(const std::string& text) {
-  LineWriter field;
-  field.put("", text);
-  constexpr std::size_t before = 5;  // {"":"
-  const std::string object = std::move(field).finish();
-  return object.substr(before, object.size() - before - 2);
+std::string escaped(std::string_view text) {
+  LineWriter writer;
+  writer.put("", text);
+  std::string line = std::move(writer).finish();
+  line.resize(line.size() - 2);
+  return line;
 }
 
 std::string hashOf(const UnsealedLine& line, const std::string& prevHash) {
   thread_local Sha256 sha;
   return sha.update(prevHash).update(line.text).finish();
+}
+
+/// Makes the texts what the line says. Paths stay as they are: the line has their bytes too.
+void replaceInvalidTexts(AuditRecord& record) {
+  const auto makeText = [](std::string& text) {
+    if (!isText(text)) text = replacingInvalidUtf8(text);
+  };
+  for (std::string* text : {&record.host, &record.runID, &record.actor, &record.prevHash}) makeText(*text);
+  for (auto* text : {&record.policy, &record.category, &record.ruleID, &record.reason, &record.message}) {
+    if (*text) makeText(**text);
+  }
 }
 
 nlohmann::json parsedLine(std::string_view line, const std::string& where) {
@@ -190,14 +220,8 @@ AuditRecord decodeAuditLine(std::string_view line, const std::string& where) {
 std::string auditHash(const AuditRecord& record) { return hashOf(encodeUnsealed(record), record.prevHash); }
 
 std::string sealAuditRecord(AuditRecord& record) {
-  const auto makeText = [](std::string& text) {
-    if (!isText(text)) text = replacingInvalidUtf8(text);
-  };
-  for (std::string* text : {&record.host, &record.runID, &record.actor, &record.prevHash}) makeText(*text);
-  for (auto* text : {&record.policy, &record.category, &record.ruleID, &record.reason, &record.message}) {
-    if (*text) makeText(**text);
-  }
   UnsealedLine line = encodeUnsealed(record);
+  if (line.isReplacing) replaceInvalidTexts(record);
   record.hash = hashOf(line, record.prevHash);
   return sealed(std::move(line), *record.hash);
 }

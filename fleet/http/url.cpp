@@ -121,6 +121,16 @@ std::string percentEncodedComponent(std::string_view component) {
   return encoded(component, "-._~");
 }
 
+bool isLocalName(std::string_view host) { return host == "localhost" || host.ends_with(".localhost"); }
+
+bool isAddress(std::string_view host) {
+  return host.find(':') != std::string_view::npos || host.find_first_not_of("0123456789.") == std::string_view::npos;
+}
+
+bool isLoopback(std::string_view host) {
+  return isLocalName(host) || host == "::1" || (isAddress(host) && host.starts_with("127."));
+}
+
 std::string urlWithoutUser(const std::string& text) {
   const auto scheme = text.find("://");
   if (scheme == std::string::npos) return text;

@@ -32,6 +32,15 @@ struct HTTPURL {
   bool operator==(const HTTPURL&) const = default;
 };
 
+/// True for "localhost" and the names below it, which always mean the machine itself.
+bool isLocalName(std::string_view host);
+
+/// True for an IPv4 address, or an IPv6 one without its brackets.
+bool isAddress(std::string_view host);
+
+/// True for a local name and for an address at which only the machine itself answers.
+bool isLoopback(std::string_view host);
+
 /// The text of a URL without the user and password that it may hold, for people. Any text may be given.
 std::string urlWithoutUser(const std::string& text);
 

@@ -49,12 +49,6 @@ void requireJsonType(const HubRoute& route, const HTTPRequest& request) {
   throw HubRefusal(415, "the request must say Content-Type: application/json");
 }
 
-bool isLocalOrAddress(std::string_view host) {
-  const bool isAddress =
-      host.find_first_not_of("0123456789.") == std::string_view::npos || host.find(':') != std::string_view::npos;
-  return isAddress || host == "localhost" || host.ends_with(".localhost");
-}
-
 /// The owner of any name can have it lead to this machine; a browser on it then takes the hub for a part of their site
 /// and lets their page ask it for everything. Only a token that the page does not know keeps it from changing
 /// something, so that without one a page whose site has a name may not. Nobody but a browser sends Origin. A hub that
@@ -64,7 +58,7 @@ void requireTrustedPage(const HubRoute& route, const HubCall& call) {
   if (route.method.empty() || route.method == "GET" || origin == call.request.headers.end()) return;
   if (!call.config.isForThisMachineAlone() || call.authorisation.knowsAdministrator(call.request)) return;
   const auto page = HTTPURL::parse(origin->second);
-  if (page && isLocalOrAddress(page->host)) return;
+  if (page && (isLocalName(page->host) || isAddress(page->host))) return;
   throw HubRefusal(403,
                    "without an admin token the hub takes changes only from a page at localhost or at an address; give "
                    "it a token with --admin-token-file");

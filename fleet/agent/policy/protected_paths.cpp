@@ -8,18 +8,17 @@ namespace tidra {
 
 namespace {
 
-/// The longest run of bytes that stand for themselves: surely outside "[…]", and not beside a backslash.
-std::string_view longestRun(std::string_view text) {
-  if (text.find('\\') != std::string_view::npos) return {};
-  const auto bracket = text.find('[');
-  text = text.substr(0, bracket);
-  std::string_view longest;
-  while (!text.empty()) {
-    const auto end = std::min(text.find_first_of("*?"), text.size());
-    if (end > longest.size()) longest = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
+/// What stands for itself in a pattern up to its first bracket; nothing of a pattern with a backslash.
+std::vector<std::string_view> literalRuns(std::string_view pattern) {
+  if (pattern.find('\\') != std::string_view::npos) return {};
+  std::vector<std::string_view> runs;
+  pattern = pattern.substr(0, pattern.find('['));
+  while (!pattern.empty()) {
+    const auto end = std::min(pattern.find_first_of("*?"), pattern.size());
+    if (end > 0) runs.push_back(pattern.substr(0, end));
+    pattern.remove_prefix(std::min(end + 1, pattern.size()));
   }
-  return longest;
+  return runs;
 }
 
 }  // namespace
@@ -32,7 +31,8 @@ ProtectedPaths::Component::Component(std::string_view text) : text_(text) {
   shape_ = first == last && text[first] == '*' ? Shape::oneStar : Shape::general;
   headLength_ = first;
   tailLength_ = text.size() - last - 1;
-  needle_ = longestRun(text);
+  pairs_ = PairSet(text.substr(0, headLength_)) | PairSet(text.substr(last + 1));
+  for (const std::string_view run : literalRuns(text)) pairs_ = pairs_ | PairSet(run);
 }
 
 bool ProtectedPaths::Component::matches(const std::string& name) const {
@@ -42,12 +42,7 @@ bool ProtectedPaths::Component::matches(const std::string& name) const {
   if (!name.starts_with(text.substr(0, headLength_)) || !name.ends_with(text.substr(text.size() - tailLength_))) {
     return false;
   }
-  return shape_ == Shape::oneStar || (name.find(needle_) != std::string::npos && globMatches(text_, name.c_str()));
-}
-
-std::optional<unsigned char> ProtectedPaths::Component::lastByte() const {
-  if (shape_ == Shape::literal || tailLength_ == 0) return std::nullopt;
-  return static_cast<unsigned char>(text_.back());
+  return shape_ == Shape::oneStar || globMatches(text_, name.c_str());
 }
 
 ProtectedPaths::ProtectedPaths(const TidraScanExclusionFilter& filter) {
@@ -82,8 +77,8 @@ void ProtectedPaths::addPattern(const std::string& pattern) {
     made.anchor = i;
   }
   if (longest == 0 && made.components.size() == 1) {
-    const auto last = made.components.front().lastByte();
-    (last ? looseByLastByte_[*last] : looseNames_).push_back(std::move(made.components.front()));
+    looseNames_.push_back(std::move(made.components.front()));
+    looseNamePairs_.push_back(looseNames_.back().pairs());
   } else if (longest == 0) {
     loose_.push_back(std::move(made));
   } else {
@@ -153,15 +148,14 @@ bool ProtectedPaths::matchesEndingHere(const Pattern& pattern) const {
   return isName && depth_ >= length && matchesFrom(pattern, depth_ - length);
 }
 
-bool ProtectedPaths::isLooseName(const std::string& name) {
+bool ProtectedPaths::isLooseName(const std::string& name) const {
   // What stands before the first "/" is no name.
-  if (name.empty()) return false;
-  const auto matches = [&](const Component& component) { return component.matches(name); };
-  const auto& ending = looseByLastByte_[static_cast<unsigned char>(name.back())];
-  if (std::any_of(ending.begin(), ending.end(), matches)) return true;
-  if (looseNames_.empty()) return false;
-  if (const bool* known = knownNames_.find(name)) return *known;
-  return knownNames_[name] = std::any_of(looseNames_.begin(), looseNames_.end(), matches);
+  if (name.empty() || looseNames_.empty()) return false;
+  const PairSet pairs(name);
+  for (std::size_t i = 0; i < looseNames_.size(); ++i) {
+    if (pairs.mayHold(looseNamePairs_[i]) && looseNames_[i].matches(name)) return true;
+  }
+  return false;
 }
 
 bool ProtectedPaths::matchesAnchored() const {

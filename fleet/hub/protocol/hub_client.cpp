@@ -35,12 +35,6 @@ std::string shownStart(const std::string& text) {
 
 namespace {
 
-bool isLoopback(const std::string& host) {
-  const bool isAddress = host.find_first_not_of("0123456789.") == std::string::npos;
-  return host == "localhost" || host.ends_with(".localhost") || host == "::1" ||
-         (isAddress && host.starts_with("127."));
-}
-
 std::string queryText(const std::map<std::string, std::string>& query) {
   std::vector<std::string> pairs;
   for (const auto& [key, value] : query) {

@@ -55,7 +55,8 @@ TEST_F(AuditTest, EveryRecordReadsBackAndIsTheGeneralEncodersText) {
   for (int c = 1; c < 256; ++c) {
     written.push_back(log.append([c](AuditRecord& record) {
       record.path = std::string("/a") + static_cast<char>(c) + "\xe2\x82";
-      record.message = std::string(1, static_cast<char>(c)) + std::string(1, '\0');
+      record.message = std::string(c % 19, 'm') + static_cast<char>(c) + std::string(c % 5, ' ');
+      record.reason = std::string(1, '\0');
     }));
   }
   EXPECT_EQ(AuditLog::records(url()), written);
@@ -208,6 +209,20 @@ TEST_F(AuditTest, ALogThatIsCutOrTakenAwayWhileARunGoesOnShowsIt) {
   log.append(sample(6));
   EXPECT_THAT(log.verify().message, StartsWith("Cannot read log: line 1 (byte 0) is not valid JSON"));
   EXPECT_EQ(lines().size(), 2U) << "the torn line stays apart from the new one";
+}
+
+TEST_F(AuditTest, AFileThatOthersCouldPutInTheLogsPlaceGetsNoRecord) {
+  appendSamples(1);
+  tree_.setMode("log", 0777);
+  AuditLog log(url());
+  log.append(sample(2));
+  const std::string before = bytes();
+  removeFile(url());
+  replaceBytes(before);
+  tree_.setMode("log/audit.jsonl", 0666);
+  EXPECT_THAT(messageOf<InputError>([&] { log.append(sample(3)); }),
+              StartsWith("Other users may change the audit log"));
+  EXPECT_EQ(bytes(), before);
 }
 
 TEST_F(AuditTest, ThreadsAppendOneChain) {
