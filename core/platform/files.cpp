@@ -8,80 +8,15 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
-#include <random>
 
 #include "core/platform/directory_reader.h"
 #include "core/platform/file_descriptor.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
+#include "core/platform/staged_file.h"
 
 namespace tidra {
 namespace {
-
-std::string folderOf(const std::string& file) { return file.find('/') == std::string::npos ? "." : parentPath(file); }
-
-/// Removes a temporary file unless the work with it succeeded.
-class TemporaryFile {
- public:
-  /// Beside `target`, with a random name. Without a mode the process's own mask decides.
-  TemporaryFile(const std::string& target, std::optional<unsigned> mode) {
-    const std::string folder = folderOf(target);
-    std::random_device random;
-    do {
-      path_ = joinedPath(folder, fmt::format(".{}.{:08x}", lastPathComponent(target), random()));
-    } while (!create(mode) && errno == EEXIST);
-    prepare(mode);
-  }
-  /// With a name that is this process's own: a file or link in its place was left by a process with the same id, or
-  /// planted.
-  struct Named {
-    std::string path;
-    unsigned mode;
-  };
-  explicit TemporaryFile(Named named) : path_(std::move(named.path)) {
-    if (!create(named.mode) && errno == EEXIST && ::unlink(path_.c_str()) == 0) create(named.mode);
-    prepare(named.mode);
-  }
-  ~TemporaryFile() { discard(); }
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-
-  void write(std::string_view bytes) {
-    if (const auto reason = writeDurably(file_, bytes)) fail(reason);
-  }
-
-  void renameTo(const std::string& target) {
-    if (::rename(path_.c_str(), target.c_str()) != 0) fail(lastSystemError());
-    kept_ = true;
-  }
-
- private:
-  bool create(std::optional<unsigned> mode) {
-    file_ =
-        FileDescriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode ? 0600 : 0666));
-    return bool(file_);
-  }
-  void prepare(std::optional<unsigned> mode) {
-    if (!file_ || (mode && ::fchmod(file_.get(), *mode) != 0)) fail(lastSystemError());
-  }
-  [[noreturn]] void fail(std::error_code reason) {
-    discard();
-    throw std::system_error(reason);
-  }
-  void discard() {
-    if (!kept_ && file_) ::unlink(path_.c_str());
-  }
-
-  std::string path_;
-  FileDescriptor file_;
-  bool kept_ = false;
-};
-
-void flushFolder(const std::string& folder) {
-  FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!opened) throw std::system_error(lastSystemError());
-  if (const auto reason = flushEntries(opened.get())) throw std::system_error(reason);
-}
 
 enum class AtLink { fail, replace };
 
@@ -98,16 +33,16 @@ std::optional<unsigned> permissionsOfReplaced(const std::string& target, AtLink 
   return present.st_mode & permissions;
 }
 
-/// Puts a whole file at `target`; `makeTemporary` is given that and the permissions of what is there. `path` is how
-/// failures name it.
-template <class MakeTemporary>
+/// Puts a whole file at `target`; `makeStaged` is given the permissions of what is there, if anything.
+template <class MakeStaged>
 void replaceDurably(const std::string& path, const std::string& target, AtLink atLink, std::string_view bytes,
-                    const MakeTemporary& makeTemporary) {
+                    const MakeStaged& makeStaged) {
   try {
-    TemporaryFile temporary = makeTemporary(target, permissionsOfReplaced(target, atLink));
-    temporary.write(bytes);
-    temporary.renameTo(target);
-    flushFolder(folderOf(target));
+    StagedFile file = makeStaged(permissionsOfReplaced(target, atLink));
+    file.write(bytes);
+    file.flush();
+    file.put();
+    flushFolder(folderOfFile(target));
   } catch (const std::system_error& error) {
     throw std::system_error(error.code(), fmt::format("{} cannot be written", path));
   }
@@ -126,7 +61,7 @@ bool makeFolder(const std::string& path, unsigned permissions) {
 void makeFolders(const std::string& path, unsigned permissions) {
   if (makeFolder(path, permissions)) return;
   if (errno == ENOENT && path != "/" && path != ".") {
-    makeFolders(folderOf(path), permissions);
+    makeFolders(folderOfFile(path), permissions);
     if (makeFolder(path, permissions)) return;
   }
   const auto reason = lastSystemError();
@@ -186,20 +121,19 @@ bool isOwnedAndPrivate(const std::string& path) {
 
 void replaceFile(const std::string& path, std::string_view bytes, std::optional<unsigned> mode) {
   const auto real = realPath(path);
-  replaceDurably(path, real ? *real : path, AtLink::fail, bytes,
-                 [&](const std::string& target, auto present) { return TemporaryFile(target, mode ? mode : present); });
+  const std::string target = real ? *real : path;
+  replaceDurably(path, target, AtLink::fail, bytes,
+                 [&](auto present) { return StagedFile(target, mode ? mode : present); });
 }
 
 void replaceEntry(const std::string& path, std::string_view bytes, unsigned mode) {
-  replaceDurably(path, path, AtLink::replace, bytes,
-                 [&](const std::string& target, auto) { return TemporaryFile(target, mode); });
+  replaceDurably(path, path, AtLink::replace, bytes, [&](auto) { return StagedFile(path, mode); });
 }
 
 void publishFile(const std::string& path, std::string_view bytes) {
-  makeFolders(folderOf(path), 0755);
-  replaceDurably(path, path, AtLink::replace, bytes, [](const std::string& target, auto) {
-    return TemporaryFile(TemporaryFile::Named{fmt::format("{}.tmp-{}", target, ::getpid()), 0644});
-  });
+  makeFolders(folderOfFile(path), 0755);
+  replaceDurably(path, path, AtLink::replace, bytes,
+                 [&](auto) { return StagedFile::named(fmt::format("{}.tmp-{}", path, ::getpid()), path, 0644); });
 }
 
 void makePrivateFolders(const std::string& path) { makeFolders(path, 0700); }
@@ -222,12 +156,10 @@ void removeFile(const std::string& path) {
   }
 }
 
-void flushFolderOf(const std::string& path) {
-  try {
-    flushFolder(folderOf(path));
-  } catch (const std::system_error& error) {
-    throw std::system_error(error.code(), fmt::format("the folder of {} cannot be flushed", path));
-  }
+void flushFolder(const std::string& folder) {
+  FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const auto reason = opened ? flushEntries(opened.get()) : lastSystemError();
+  if (reason) throw std::system_error(reason, fmt::format("{} cannot be flushed", folder));
 }
 
 bool isExecutableFile(const std::string& path) {

@@ -56,9 +56,9 @@ std::string setAside(const std::string& path, const std::string& suffix);
 /// Removes a file; nothing happens when there is none. Throws std::system_error.
 void removeFile(const std::string& path);
 
-/// Flushes the folder of a path to disk, so that a loss of power does not undo that the path was made or removed.
-/// Throws std::system_error whose what() names the path.
-void flushFolderOf(const std::string& path);
+/// Flushes a folder to disk, so that a loss of power does not undo that something in it was made, replaced or removed.
+/// Throws std::system_error whose what() names the folder.
+void flushFolder(const std::string& folder);
 
 /// True when `path` names a regular file that the running user may execute.
 bool isExecutableFile(const std::string& path);

@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "core/platform/directory_reader.h"
+#include "core/platform/open_file.h"
 
 namespace tidra {
 namespace {
@@ -103,13 +104,8 @@ Outcome<std::string> readToEnd(const FileDescriptor& file, std::size_t mostBytes
 }
 
 std::error_code writeDurably(const FileDescriptor& file, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const auto count = ::write(file.get(), bytes.data(), bytes.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return lastSystemError();
-    bytes.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return answer(::fsync(file.get()));
+  const auto failure = writeAll(file, bytes);
+  return failure ? failure : flushFile(file);
 }
 
 std::error_code flushEntries(int folder) {

@@ -22,15 +22,6 @@ int flagsFor(FileAccess access) {
   return O_RDONLY;
 }
 
-std::error_code writeAll(int file, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(file, bytes.data(), bytes.size());
-    if (written < 0 && errno != EINTR) return lastSystemError();
-    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return {};
-}
-
 }  // namespace
 
 Outcome<OpenFile> openFile(const std::string& path, FileAccess access) {
@@ -67,8 +58,17 @@ Outcome<std::size_t> readAt(const FileDescriptor& file, std::uint64_t offset, ch
   return filled;
 }
 
+std::error_code writeAll(const FileDescriptor& file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(file.get(), bytes.data(), bytes.size());
+    if (written < 0 && errno != EINTR) return lastSystemError();
+    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return {};
+}
+
 std::error_code appendWhole(const FileDescriptor& file, std::string_view bytes, std::uint64_t formerSize) {
-  const auto failure = writeAll(file.get(), bytes);
+  const auto failure = writeAll(file, bytes);
   if (failure) [[maybe_unused]]
     const int cut = ::ftruncate(file.get(), static_cast<off_t>(formerSize));
   return failure;
@@ -89,7 +89,7 @@ std::error_code reserveBehind([[maybe_unused]] const FileDescriptor& file, [[may
 std::error_code replaceTail(const FileDescriptor& file, std::uint64_t offset, std::string_view bytes) {
   const off_t end = static_cast<off_t>(offset + bytes.size());
   if (::lseek(file.get(), static_cast<off_t>(offset), SEEK_SET) < 0) return lastSystemError();
-  if (const auto failure = writeAll(file.get(), bytes)) return failure;
+  if (const auto failure = writeAll(file, bytes)) return failure;
   if (::ftruncate(file.get(), end) != 0) return lastSystemError();
   return flushFile(file);
 }

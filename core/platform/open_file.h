@@ -43,6 +43,9 @@ Outcome<FileDescriptor> makeFile(const std::string& path);
 /// Reads from an offset until the buffer is full or the file ends; gives how much that was.
 Outcome<std::size_t> readAt(const FileDescriptor& file, std::uint64_t offset, char* buffer, std::size_t size);
 
+/// Writes everything.
+std::error_code writeAll(const FileDescriptor& file, std::string_view bytes);
+
 /// Writes everything to the end of a file of `formerSize` bytes. After a failure the file is cut back to that size, so
 /// that no part of it stays; where even that fails, part of it may.
 std::error_code appendWhole(const FileDescriptor& file, std::string_view bytes, std::uint64_t formerSize);

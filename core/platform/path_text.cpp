@@ -30,6 +30,10 @@ std::string parentPath(std::string_view path) {
   return std::string(path.substr(0, slash));
 }
 
+std::string folderOfFile(std::string_view path) {
+  return path.find('/') == std::string_view::npos ? "." : parentPath(path);
+}
+
 std::string_view lastPathComponent(std::string_view path) {
   const auto slash = path.rfind('/');
   return slash == std::string_view::npos ? path : path.substr(slash + 1);

@@ -12,6 +12,9 @@ std::string standardizedPath(std::string_view path);
 /// Everything before the last component; "/" for a child of the root and for "/" itself.
 std::string parentPath(std::string_view path);
 
+/// The folder of a file as the system finds it: "." for a name without one.
+std::string folderOfFile(std::string_view path);
+
 /// The last component; empty for "/".
 std::string_view lastPathComponent(std::string_view path);
 

@@ -9,6 +9,7 @@
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/open_file.h"
+#include "core/platform/path_text.h"
 #include "fleet/hub/protocol/hub_json.h"
 
 namespace tidra {
@@ -89,7 +90,7 @@ void EventLog::append(const HubEvent& event, Durability durability) {
   if (const auto failure = appendWhole(file.descriptor, text, size)) fail(failure, path_);
   identity_ = file.facts.identity;
   size_ = size + text.size();
-  if (size == 0) flushFolderOf(path_);
+  if (size == 0) flushFolder(parentPath(path_));
   if (durability == Durability::process) return;
   if (const auto failure = flushFile(file.descriptor)) fail(failure, path_);
 }

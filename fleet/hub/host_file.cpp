@@ -13,6 +13,7 @@
 
 #include "core/base/text.h"
 #include "core/model/stable_id.h"
+#include "core/platform/platform.h"
 #include "fleet/hub/folder_listing.h"
 #include "fleet/hub/protocol/hub_json.h"
 
@@ -210,6 +211,10 @@ std::string hostFileName(std::string_view host) {
   }
   name += jsonExtension;
   return name;
+}
+
+std::string hostFileKey(const std::string& fileName) {
+  return currentPlatform == TidraPlatform::macOS ? asciiLowered(fileName) : fileName;
 }
 
 std::string hostFileText(const HubHostFile& file) {

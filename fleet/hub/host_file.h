@@ -14,6 +14,12 @@ namespace tidra {
 /// of the host's name.
 std::string hostFileName(std::string_view host);
 
+/// What the file system takes for the name of a file: on macOS "Web.json" and "web.json" are one.
+std::string hostFileKey(const std::string& fileName);
+
+/// Only the hub's own user may read what hosts say.
+inline constexpr unsigned hostFileMode = 0600;
+
 /// What HubJSON::compact gives, byte for byte, at a tenth of its cost: each report is followed by writing a thousand
 /// points of history.
 std::string hostFileText(const HubHostFile& file);

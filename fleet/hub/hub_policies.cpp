@@ -60,7 +60,7 @@ bool HubPolicies::remove(const std::string& name) const {
   requireName(name);
   if (!pathFacts(pathOf(name))) return false;
   removeFile(pathOf(name));
-  flushFolderOf(pathOf(name));
+  flushFolder(folder_);
   return true;
 }
 

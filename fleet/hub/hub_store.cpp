@@ -17,11 +17,6 @@
 namespace tidra {
 namespace {
 
-/// What the file system takes for the name of a file: on macOS "Web.json" and "web.json" are one.
-std::string fileKey(const std::string& name) {
-  return currentPlatform == TidraPlatform::macOS ? asciiLowered(name) : name;
-}
-
 HubEvent hostEvent(HubEvent::Kind kind, const std::string& host, std::string message, TimePoint now) {
   return {.time = now, .kind = kind, .host = host, .message = std::move(message), .bytes = {}};
 }
@@ -55,6 +50,7 @@ HubStore::HubStore(std::string dataDir, double staleAfter, std::string title, Ti
       title_(std::move(title)),
       warn_(std::move(warn)),
       policies_(folder_.policies()),
+      filings_([this](std::vector<Filing*>& filings) { file(filings); }),
       events_(folder_.eventLog()) {
   try {
     folder_.take();
@@ -84,14 +80,14 @@ void HubStore::admit(LoadedHost loaded, TimePoint now) {
         fmt::format("host '{}' is in {} already", escapedForTerminal(host), escapedForTerminal(known->second.fileName)),
         now);
   }
-  owners_[fileKey(loaded.fileName)] = host;
+  owners_[hostFileKey(loaded.fileName)] = host;
   for (const HubHistoryPoint& point : loaded.file.history) totals_.add(point);
   totals_.add(loaded.file.latest.topItems);
   hosts_[host] = {std::make_shared<const HubHostFile>(std::move(loaded.file)), std::move(loaded.fileName)};
 }
 
 void HubStore::leaveOut(const std::string& fileName, const std::string& reason, TimePoint now) {
-  damaged_.insert(fileKey(fileName));
+  damaged_.insert(hostFileKey(fileName));
   std::string message =
       fmt::format("host file {} was left out and kept as it is: {}", escapedForTerminal(fileName), reason);
   log({.time = now, .kind = HubEvent::Kind::reportRejected, .host = {}, .message = message, .bytes = {}});
@@ -125,51 +121,12 @@ void HubStore::log(const HubEvent& event, EventLog::Durability durability) {
   }
 }
 
-/// The file of a host, known or new.
-std::string HubStore::fileNameFor(const HubHostReport& report, TimePoint now) {
-  if (const auto known = hosts_.find(report.host); known != hosts_.end()) return known->second.fileName;
-  std::string fileName = hostFileName(report.host);
-  if (const auto owner = owners_.find(fileKey(fileName)); owner != owners_.end()) {
-    const auto error = HubStoreError::nameTaken(report.host, fileName, owner->second);
-    log(hostEvent(HubEvent::Kind::reportRejected, report.host, error.what(), now));
-    throw error;
-  }
-  return fileName;
-}
-
-void HubStore::write(const std::string& fileName, const HubHostFile& file) {
-  const std::string path = hostPath(fileName);
-  if (const auto damaged = damaged_.find(fileKey(fileName)); damaged != damaged_.end()) {
-    if (pathFacts(path)) setAside(path, ".damaged");
-    damaged_.erase(damaged);
-  }
-  constexpr unsigned ownerOnly = 0600;
-  writeHostFileText(file, text_);
-  replaceFile(path, text_, ownerOnly);
-}
-
-HubStore::Ingested HubStore::ingest(const HubHostReport& report, TimePoint now) {
-  const std::lock_guard guard(lock_);
-  std::string fileName = fileNameFor(report, now);
-  const auto known = hosts_.find(report.host);
-  const auto before = known == hosts_.end() ? nullptr : known->second.file;
-  auto after = std::make_shared<const HubHostFile>(withReport(before.get(), report, now));
-  write(fileName, *after);
-
-  if (before) {
-    const std::size_t dropped = before->history.size() + 1 - after->history.size();
-    for (std::size_t i = 0; i < dropped; ++i) totals_.remove(before->history[i]);
-    totals_.remove(before->latest.topItems);
-  }
-  totals_.add(after->history.back());
-  totals_.add(after->latest.topItems);
-  owners_[fileKey(fileName)] = report.host;
-  hosts_[report.host] = {after, std::move(fileName)};
-
-  // The report itself is in the host's file; flushing this line as well would halve what the hub takes in.
-  log(receivedEvent(report, now), EventLog::Durability::process);
-  if (before && isAuditRewind(before->latest, report)) log(rewindEvent(before->latest, report, now));
-  return {std::move(after), static_cast<std::int64_t>(hosts_.size())};
+/// What could not be read when the hub started is kept.
+void HubStore::setDamagedAside(const std::string& fileName) {
+  const auto damaged = damaged_.find(hostFileKey(fileName));
+  if (damaged == damaged_.end()) return;
+  if (pathFacts(hostPath(fileName))) setAside(hostPath(fileName), ".damaged");
+  damaged_.erase(damaged);
 }
 
 bool HubStore::remove(const std::string& host, TimePoint now) {
@@ -178,10 +135,10 @@ bool HubStore::remove(const std::string& host, TimePoint now) {
   if (known == hosts_.end()) return false;
   const std::string path = hostPath(known->second.fileName);
   removeFile(path);
-  flushFolderOf(path);
+  flushFolder(folder_.hosts());
   for (const HubHistoryPoint& point : known->second.file->history) totals_.remove(point);
   totals_.remove(known->second.file->latest.topItems);
-  owners_.erase(fileKey(known->second.fileName));
+  owners_.erase(hostFileKey(known->second.fileName));
   hosts_.erase(known);
   log(hostEvent(HubEvent::Kind::hostRemoved, host, "removed from inventory", now));
   return true;
@@ -195,7 +152,9 @@ bool HubStore::setNote(const std::string& host, std::string_view note, TimePoint
   after->note.reset();
   if (!trimmed(note).empty()) after->note = replacingInvalidUtf8(trimmed(note));
   after->lastAuditRewind.reset();
-  write(known->second.fileName, *after);
+  setDamagedAside(known->second.fileName);
+  writeHostFileText(*after, text_);
+  replaceEntry(hostPath(known->second.fileName), text_, hostFileMode);
   known->second.file = after;
   log(hostEvent(HubEvent::Kind::noteUpdated, host, after->note.value_or("note cleared"), now));
   return true;

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "fleet/hub/combined_work.h"
 #include "fleet/hub/data_folder.h"
 #include "fleet/hub/event_log.h"
 #include "fleet/hub/fleet_totals.h"
@@ -54,9 +55,10 @@ struct HubHostPage {
   std::vector<HubHostRecord> hosts;
 };
 
-/// May be called from any thread; one lock is held while anything is changed, the writing of its file included. What is
-/// changed is on the disk before memory changes, so that a failure, std::system_error, leaves a host as it was. Only
-/// the event about it may be missing: what has happened is not taken back for want of a line in the log.
+/// May be called from any thread; one lock is held while anything is changed, the writing of its file included. Reports
+/// that arrive meanwhile are filed together. What is changed is on the disk before memory changes, so that a failure,
+/// std::system_error, leaves a host as it was. Only the event about it may be missing: what has happened is not taken
+/// back for want of a line in the log.
 class HubStore {
  public:
   /// Takes sentences about what went wrong without the caller's having to know. It is called with the store locked and
@@ -84,7 +86,7 @@ class HubStore {
   };
   /// Files a report that arrived at `now`. Throws HubStoreError, after an event about it, for a new host whose file
   /// belongs to another one.
-  Ingested ingest(const HubHostReport& report, TimePoint now);
+  Ingested ingest(const HubHostReport& report, TimePoint now);  // hub_ingest.cpp
 
   HubInventory inventory() const;
   /// Copies nothing of the hosts; `withHistory` of the query means nothing here.
@@ -125,12 +127,17 @@ class HubStore {
     std::string fileName;
   };
   struct View;
+  struct Filing;
 
   void loadHosts(TimePoint now);
   void admit(LoadedHost loaded, TimePoint now);
   void leaveOut(const std::string& fileName, const std::string& reason, TimePoint now);
-  std::string fileNameFor(const HubHostReport& report, TimePoint now);
-  void write(const std::string& fileName, const HubHostFile& file);
+  void file(std::vector<Filing*> filings);
+  void stage(Filing& filing);
+  void admit(Filing& filing);
+  std::string fileNameFor(const std::string& host) const;
+  void requireOwnFile(const Filing& filing);
+  void setDamagedAside(const std::string& fileName);
   std::string hostPath(const std::string& fileName) const;
   void log(const HubEvent& event, EventLog::Durability durability = EventLog::Durability::machine);
   View view(TimePoint now) const;
@@ -141,6 +148,7 @@ class HubStore {
   const WarningSink warn_;
   const HubPolicies policies_;
   std::vector<std::string> loadWarnings_;
+  CombinedWork<Filing> filings_;
 
   mutable std::mutex lock_;  // guards everything below, the folder's files included
   EventLog events_;

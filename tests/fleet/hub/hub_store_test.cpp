@@ -290,6 +290,7 @@ TEST_F(HubStoreTest, LosesNothingUnderConcurrentReportsAndReaders) {
   constexpr int writers = 4;
   constexpr int reports = 50;
   std::atomic<bool> done = false;
+  std::atomic<int> refused = 0;
   std::jthread reader([&] {
     while (!done) {
       store_->summary(noon);
@@ -307,6 +308,12 @@ TEST_F(HubStoreTest, LosesNothingUnderConcurrentReportsAndReaders) {
           store_->ingest(report, noon);
           report.host = "shared";
           store_->ingest(report, noon);
+          report.host = i % 2 == 0 ? "one/file" : "one:file";
+          try {
+            store_->ingest(report, noon);
+          } catch (const HubStoreError&) {
+            ++refused;
+          }
         }
       });
     }
@@ -316,8 +323,13 @@ TEST_F(HubStoreTest, LosesNothingUnderConcurrentReportsAndReaders) {
   open();
   EXPECT_EQ(store_->record("shared", noon)->reports, writers * reports);
   EXPECT_EQ(store_->record("own3", noon)->history.size(), static_cast<std::size_t>(reports));
-  EXPECT_EQ(store_->recentEvents(10000).size(), static_cast<std::size_t>(2 * writers * reports));
-  EXPECT_EQ(store_->summary(noon).disposedBytesLast24h, 2 * writers * reports * 9);
+  const auto first = store_->record("one/file", noon);
+  const auto second = store_->record("one:file", noon);
+  EXPECT_NE(first.has_value(), second.has_value()) << "two hosts share a file";
+  EXPECT_EQ(refused, writers * reports / 2);
+  EXPECT_EQ((first ? first : second)->reports, writers * reports / 2);
+  EXPECT_EQ(store_->recentEvents(10000).size(), static_cast<std::size_t>(3 * writers * reports));
+  EXPECT_EQ(store_->summary(noon).disposedBytesLast24h, (5 * writers * reports / 2) * 9);
 }
 
 }  // namespace

@@ -1,0 +1,127 @@
+// Reports that arrive together are filed together: all their files are written, then all are flushed, put in their
+// places and made safe by one flush of the folder. A disk that takes ten milliseconds for a flush so takes in as many
+// reports at once as there are workers; for one report alone the steps are the same.
+#include <algorithm>
+#include <exception>
+
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+#include "core/platform/staged_file.h"
+#include "fleet/hub/host_file.h"
+#include "fleet/hub/hub_store.h"
+#include "fleet/hub/report_filing.h"
+
+namespace tidra {
+
+/// A report on its way into the store.
+struct HubStore::Filing {
+  const HubHostReport* report = nullptr;
+  TimePoint now{};
+  std::string fileName = {};
+  std::shared_ptr<const HubHostFile> before = {};
+  std::shared_ptr<const HubHostFile> next = {};
+  std::optional<StagedFile> staged = {};
+  std::shared_ptr<const HubHostFile> after = {};  // next, once that counts
+  std::int64_t hostsKnown = 0;
+  std::exception_ptr failure = {};
+};
+
+namespace {
+
+/// Does a step for all that have not failed; what it throws is their failure.
+template <class Filings, class Step>
+void forEachIntact(Filings& filings, const Step& step) {
+  for (auto* filing : filings) {
+    if (filing->failure) continue;
+    try {
+      step(*filing);
+    } catch (...) {
+      filing->failure = std::current_exception();
+      filing->staged.reset();
+    }
+  }
+}
+
+}  // namespace
+
+HubStore::Ingested HubStore::ingest(const HubHostReport& report, TimePoint now) {
+  Filing filing{.report = &report, .now = now};
+  while (!filing.after && !filing.failure) filings_.run(filing);
+  if (filing.failure) std::rethrow_exception(filing.failure);
+  return {std::move(filing.after), filing.hostsKnown};
+}
+
+void HubStore::file(std::vector<Filing*> filings) {
+  const std::lock_guard guard(lock_);
+  // Of two reports for one file the second builds on the first, so it waits for the next round.
+  std::set<std::string> files;
+  std::erase_if(filings, [&](Filing* filing) {
+    filing->fileName = fileNameFor(filing->report->host);
+    return !files.insert(hostFileKey(filing->fileName)).second;
+  });
+  forEachIntact(filings, [&](Filing& filing) { stage(filing); });
+  forEachIntact(filings, [](Filing& filing) { filing.staged->flush(); });
+  forEachIntact(filings, [&](Filing& filing) {
+    setDamagedAside(filing.fileName);
+    filing.staged->put();
+  });
+  std::exception_ptr unsafe;
+  try {
+    flushFolder(folder_.hosts());
+  } catch (const std::system_error&) {
+    unsafe = std::current_exception();
+  }
+  forEachIntact(filings, [&](Filing& filing) {
+    if (unsafe) std::rethrow_exception(unsafe);
+    admit(filing);
+  });
+}
+
+/// The file of a host, known or new.
+std::string HubStore::fileNameFor(const std::string& host) const {
+  const auto known = hosts_.find(host);
+  return known == hosts_.end() ? hostFileName(host) : known->second.fileName;
+}
+
+void HubStore::requireOwnFile(const Filing& filing) {
+  const std::string& host = filing.report->host;
+  const auto owner = owners_.find(hostFileKey(filing.fileName));
+  if (owner == owners_.end() || owner->second == host) return;
+  const auto error = HubStoreError::nameTaken(host, filing.fileName, owner->second);
+  log({.time = filing.now, .kind = HubEvent::Kind::reportRejected, .host = host, .message = error.what(), .bytes = {}});
+  throw error;
+}
+
+void HubStore::stage(Filing& filing) {
+  requireOwnFile(filing);
+  const auto known = hosts_.find(filing.report->host);
+  if (known != hosts_.end()) filing.before = known->second.file;
+  filing.next = std::make_shared<const HubHostFile>(withReport(filing.before.get(), *filing.report, filing.now));
+  writeHostFileText(*filing.next, text_);
+  filing.staged.emplace(hostPath(filing.fileName), hostFileMode);
+  filing.staged->write(text_);
+}
+
+/// Takes what is on the disk by now into memory.
+void HubStore::admit(Filing& filing) {
+  const HubHostReport& report = *filing.report;
+  if (const HubHostFile* before = filing.before.get()) {
+    const std::size_t dropped = before->history.size() + 1 - filing.next->history.size();
+    for (std::size_t i = 0; i < dropped; ++i) totals_.remove(before->history[i]);
+    totals_.remove(before->latest.topItems);
+  }
+  totals_.add(filing.next->history.back());
+  totals_.add(filing.next->latest.topItems);
+  owners_[hostFileKey(filing.fileName)] = report.host;
+  hosts_[report.host] = {filing.next, filing.fileName};
+  filing.after = filing.next;
+  filing.hostsKnown = static_cast<std::int64_t>(hosts_.size());
+
+  // The report itself is in the host's file; flushing this line as well would halve what the hub takes in.
+  log(receivedEvent(report, filing.now), EventLog::Durability::process);
+  if (filing.before && isAuditRewind(filing.before->latest, report)) {
+    log(rewindEvent(filing.before->latest, report, filing.now));
+  }
+}
+
+}  // namespace tidra
