@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netdb.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -104,6 +105,13 @@ std::error_code bindSocket(const FileDescriptor& socket, in_addr address, std::u
 
 std::error_code listenForConnections(const FileDescriptor& socket, int backlog) {
   return answer(::listen(socket.get(), backlog));
+}
+
+void awaitFirstBytes([[maybe_unused]] const FileDescriptor& listening) {
+#ifdef TCP_DEFER_ACCEPT
+  constexpr int seconds = 1;
+  ::setsockopt(listening.get(), IPPROTO_TCP, TCP_DEFER_ACCEPT, &seconds, sizeof seconds);
+#endif
 }
 
 Outcome<std::uint16_t> boundPort(const FileDescriptor& socket) {

@@ -32,6 +32,10 @@ std::error_code bindSocket(const FileDescriptor& socket, in_addr address, std::u
 
 std::error_code listenForConnections(const FileDescriptor& socket, int backlog);
 
+/// Has the system keep a new connection to itself until its client has sent something, for about a second at most: a
+/// server that answers at once then wakes once for it instead of twice. Where the system cannot, nothing changes.
+void awaitFirstBytes(const FileDescriptor& listening);
+
 /// The port of a bound socket.
 Outcome<std::uint16_t> boundPort(const FileDescriptor& socket);
 

@@ -48,6 +48,7 @@ void HTTPServer::start() {
   const std::lock_guard guard(lock_);
   if (thread_.joinable()) return;
   ListeningSocket opened = openListeningSocket(host_, askedPort_, backlog);
+  awaitFirstBytes(opened.descriptor);
   wake_.emplace();
   stopping_ = false;
   isQueueClosed_ = false;
