@@ -80,7 +80,7 @@ int run(const FleetOptions& options, const Program& program) {
     writeFailures(result.disposal.failures);
     writeFailures(result.purged.failures);
     if (result.interrupted) return ExitStatus::interrupted;
-    return result.succeeded() && result.purged.failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
+    return result.hasFailures() ? ExitStatus::someFailed : ExitStatus::done;
   } catch (const FleetRunError& failure) {
     return told(failure);
   }

@@ -216,7 +216,8 @@ class Adding {
   }
 
   CLI::App* named(CLI::App* command, const std::string& what) {
-    command->add_option("NAME", options_->name, what)->required()->type_name("");
+    const auto faultOf = [](const std::string& name) { return name.empty() ? "the name is empty" : ""; };
+    command->add_option("NAME", options_->name, what)->required()->type_name("")->check(faultOf);
     return command;
   }
 

@@ -44,14 +44,18 @@ struct HubServeOptions {
 /// The first that is given of the option, the file and the environment.
 std::vector<std::string> tokensFrom(const TokenOptions& options, const Environment& environment) {
   if (options.text) {
-    requireHubToken(*options.text, fmt::format("--{}-token", options.kind));
-    return {*options.text};
+    const std::string token(trimmed(*options.text));
+    const std::string named = fmt::format("--{}-token", options.kind);
+    if (token.empty()) throw InputError(named + " is empty; give it a token, or leave it out.");
+    requireHubToken(token, named);
+    return {token};
   }
   if (options.file) return readHubTokens(*options.file);
   const auto variable = environment.find(options.variable);
-  if (variable == environment.end() || variable->second.empty()) return {};
-  requireHubToken(variable->second, options.variable);
-  return {variable->second};
+  if (variable == environment.end() || trimmed(variable->second).empty()) return {};
+  const std::string token(trimmed(variable->second));
+  requireHubToken(token, options.variable);
+  return {token};
 }
 
 HubTokens tokensFrom(const HubServeOptions& options, const Environment& environment) {

@@ -26,7 +26,9 @@ FleetPolicy loadPolicyFile(const std::string& path) {
 
 ResolvedPolicy resolvePolicy(const FleetPolicy& policy, const std::string& path, const TidraPathResolver& host) {
   try {
-    return ResolvedPolicy::make(policy, host);
+    ResolvedPolicy resolved = ResolvedPolicy::make(policy, host);
+    resolved.requireApartFrom(path);
+    return resolved;
   } catch (const InputError& error) {
     throw InputError(fmt::format("Policy '{}': {}", escapedForTerminal(path), error.what()));
   }

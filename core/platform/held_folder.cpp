@@ -118,6 +118,21 @@ HeldEntry holdEntry(std::string_view path) {
   return entry;
 }
 
+bool isBeyondOthersReach(std::string_view folder) {
+  constexpr std::uint32_t writableByOthers = 022;
+  constexpr std::uint32_t onlyOwnEntries = 01000;
+  std::string path = standardizedPath(folder);
+  for (bool isFolderItself = true;; isFolderItself = false) {
+    const auto facts = entryFacts(AT_FDCWD, path.c_str());
+    if (!facts || facts->type != EntryType::directory || (facts->owner != 0 && facts->owner != runningUser()))
+      return false;
+    const bool isShared = (facts->permissions & writableByOthers) != 0;
+    if (isShared && (isFolderItself || (facts->permissions & onlyOwnEntries) == 0)) return false;
+    if (path == "/") return true;
+    path = parentPath(path);
+  }
+}
+
 std::uint32_t runningUser() { return ::geteuid(); }
 
 }  // namespace tidra

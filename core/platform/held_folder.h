@@ -45,6 +45,11 @@ HeldFolder holdOrMakeFolder(std::string_view path, unsigned permissions);
 /// and UnsafePathError for "/", which lies in no folder.
 HeldEntry holdEntry(std::string_view path);
 
+/// True when nobody but the running user and root can put something else in the place of the folder, or of what is in
+/// it: no link is on the way, and no folder down to it is another user's or changeable by others. One that is marked so
+/// that everybody may remove only their own, such as /tmp, may hold it.
+bool isBeyondOthersReach(std::string_view folder);
+
 /// One component of a path, opened without following a link in its place.
 struct PathComponent {
   FileDescriptor folder;   // of a folder; none for a link

@@ -33,8 +33,8 @@ Outcome<OpenFile> openFile(const std::string& path, FileAccess access) {
   return OpenFile{std::move(file), *facts};
 }
 
-Outcome<GrowingFile> openGrowingFile(int folder, const std::string& name) {
-  FileDescriptor file(::openat(folder, name.c_str(), flagsFor(FileAccess::append) | careful));
+Outcome<GrowingFile> openGrowingFile(const std::string& path) {
+  FileDescriptor file(::open(path.c_str(), flagsFor(FileAccess::append) | careful));
   const off_t end = file ? ::lseek(file.get(), 0, SEEK_END) : -1;
   if (end < 0) return lastSystemError();
   return GrowingFile{std::move(file), static_cast<std::uint64_t>(end)};

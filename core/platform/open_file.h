@@ -33,9 +33,9 @@ struct GrowingFile {
   std::uint64_t sizeBytes = 0;
 };
 
-/// Opens a file of an open folder to append to, for the least that this costs: nothing is looked at but its size. For
-/// folders whose files are known.
-Outcome<GrowingFile> openGrowingFile(int folder, const std::string& name);
+/// Opens a file to append to, for the least that this costs: nothing is looked at but its size. For files that are
+/// known, in folders that nobody else changes.
+Outcome<GrowingFile> openGrowingFile(const std::string& path);
 
 /// Makes a file for its owner only, whatever the process's mask, to append to. file_exists when the name is taken.
 Outcome<FileDescriptor> makeFile(const std::string& path);

@@ -12,6 +12,8 @@
 #include <cstring>
 #include <memory>
 
+#include "core/platform/files.h"
+
 namespace tidra {
 namespace {
 
@@ -109,6 +111,10 @@ std::error_code listenForConnections(const FileDescriptor& socket, int backlog) 
 
 void awaitFirstBytes([[maybe_unused]] const FileDescriptor& listening) {
 #ifdef TCP_DEFER_ACCEPT
+  // Silent connections then wait in a short queue of the system's, which without cookies turns others away when it is
+  // full.
+  const auto cookies = readFile("/proc/sys/net/ipv4/tcp_syncookies");
+  if (!cookies || cookies->starts_with('0')) return;
   constexpr int seconds = 1;
   ::setsockopt(listening.get(), IPPROTO_TCP, TCP_DEFER_ACCEPT, &seconds, sizeof seconds);
 #endif

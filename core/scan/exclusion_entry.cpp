@@ -1,13 +1,24 @@
 #include "core/scan/exclusion_entry.h"
 
 #include "core/base/json_fields.h"
+#include "core/base/text.h"
 
 namespace tidra {
 namespace {
 
+/// No path has "//" or "/./", so a pattern with one would match nothing.
+std::string withoutIdleComponents(std::string_view pattern) {
+  std::string kept;
+  for (const std::string_view component : splitNonEmpty(pattern, '/')) {
+    if (component != ".") kept.append("/").append(component);
+  }
+  return kept.empty() ? "/" : kept;
+}
+
 std::string expandedPattern(const std::string& pattern, const TidraPathResolver& resolver) {
   std::string expanded = pattern;
-  if (pattern == "~" || pattern.starts_with("~/")) expanded = resolver.home + pattern.substr(1);
+  if (pattern == "~" || pattern.starts_with("~/")) expanded = globEscaped(resolver.home) + pattern.substr(1);
+  if (expanded.starts_with('/')) expanded = withoutIdleComponents(expanded);
   // A pattern matches names without a trailing "/", so "vendor/" would otherwise exclude nothing.
   while (expanded.size() > 1 && expanded.ends_with('/')) expanded.pop_back();
   return expanded;
@@ -32,9 +43,10 @@ std::string excludedPath(std::string_view text, const TidraPathResolver& resolve
   return resolver.expandedPath(resolver.expandVariables(text));
 }
 
+bool looksLikePath(std::string_view text) { return text.starts_with('/') || text == "~" || text.starts_with("~/"); }
+
 ExclusionRowKind guessExclusionKind(std::string_view text) {
-  const bool pathLike = text.starts_with('/') || text == "~" || text.starts_with("~/");
-  return pathLike && !isGlob(text) ? ExclusionRowKind::path : ExclusionRowKind::pattern;
+  return looksLikePath(text) && !isGlob(text) ? ExclusionRowKind::path : ExclusionRowKind::pattern;
 }
 
 nlohmann::json JsonCodec<ExclusionEntry>::encode(const ExclusionEntry& entry) {

@@ -49,6 +49,9 @@ TidraScanExclusionFilter makeExclusionFilter(const std::vector<ExclusionEntry>& 
 /// other "$" is a character of the path.
 std::string excludedPath(std::string_view text, const TidraPathResolver& resolver);
 
+/// True for text that begins as an absolute path or one in the home folder does.
+bool looksLikePath(std::string_view text);
+
 /// The kind of a text that a person typed: a path when it begins with "/" or "~" and holds no "*", "?" or "[", else a
 /// pattern.
 ExclusionRowKind guessExclusionKind(std::string_view text);

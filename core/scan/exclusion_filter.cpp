@@ -33,6 +33,15 @@ bool matchesAnyTail(const std::string& pattern, const std::string& path) {
 
 bool isGlob(std::string_view text) { return text.find_first_of("*?[") != std::string_view::npos; }
 
+std::string globEscaped(std::string_view text) {
+  std::string pattern;
+  for (const char c : text) {
+    if (std::string_view("*?[\\").find(c) != std::string_view::npos) pattern += '\\';
+    pattern += c;
+  }
+  return pattern;
+}
+
 bool splitsIntoComponents(std::string_view pattern) {
   const auto lastSlash = pattern.rfind('/');
   return lastSlash == std::string_view::npos ||

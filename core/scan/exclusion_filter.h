@@ -23,6 +23,9 @@ struct TidraScanExclusionFilter {
 /// True for text with "*", "?" or "[".
 bool isGlob(std::string_view text);
 
+/// The pattern that matches just this text.
+std::string globEscaped(std::string_view text);
+
 /// True when every "/" of a pattern surely stands between components, so that each can be matched by itself: not in
 /// "[…]" and not behind a backslash. Where brackets end is left to the matcher, so any "[" before a "/" gives false.
 bool splitsIntoComponents(std::string_view pattern);

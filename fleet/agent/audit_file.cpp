@@ -7,6 +7,8 @@
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/platform/held_folder.h"
+#include "core/platform/path_text.h"
+#include "fleet/agent/state_folder.h"
 
 namespace tidra {
 namespace {
@@ -52,6 +54,7 @@ std::optional<AuditFile> AuditFile::open(const std::string& url, FileAccess acce
 
 AuditFile AuditFile::openOrMake(const std::string& url) {
   if (auto present = open(url, FileAccess::append)) return std::move(*present);
+  requireOwnLinks(parentPath(url), "audit log");  // whoever took the log away may have put a link there
   auto made = makeFile(url);
   if (!made) failOpening(url, FileAccess::append, made.failure());
   const auto facts = descriptorFacts(made->get());

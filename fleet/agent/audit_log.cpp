@@ -69,22 +69,6 @@ bool endsInLineFeed(const std::string& url, std::uint64_t sizeBytes) {
   return sizeBytes == 0 || !file || readWindow(url, file->descriptor, sizeBytes - 1, sizeBytes) == "\n";
 }
 
-/// The folder of a log, if only the running user and root can change what is in it; none otherwise.
-FileDescriptor ownFolderOf(const std::string& url) {
-  constexpr std::uint32_t writableByOthers = 022;
-  try {
-    HeldFolder folder = holdFolder(parentPath(url));
-    const auto facts = descriptorFacts(folder.descriptor.get());
-    const bool isOwn =
-        facts && (facts->owner == 0 || facts->owner == runningUser()) && (facts->permissions & writableByOthers) == 0;
-    return isOwn ? std::move(folder.descriptor) : FileDescriptor();
-  } catch (const UnsafePathError&) {
-    return {};
-  } catch (const std::system_error&) {
-    return {};
-  }
-}
-
 /// Cuts the message, at the end of a character, so that the line fits.
 std::string sealToFit(AuditRecord& record) {
   std::string line = sealAuditRecord(record);
@@ -107,7 +91,7 @@ std::string sealToFit(AuditRecord& record) {
 
 AuditLog::AuditLog(std::string url) : url_(std::move(url)) {
   makeStateFolder(parentPath(url_), "audit log");
-  ownFolder_ = ownFolderOf(url_);
+  isSafe_ = isBeyondOthersReach(parentPath(url_));
   // A log to which nothing can be added must be told before anything is done that belongs into it.
   if (!AuditFile::open(url_, FileAccess::append)) return;
   if (const auto file = AuditFile::open(url_, FileAccess::read)) findHead(file->descriptor, file->facts.sizeBytes);
@@ -147,11 +131,11 @@ std::optional<AuditRecord> AuditLog::lastRecordFound() const {
   return lastRecordFound_;
 }
 
-/// The lock is held. A file in a folder of our own that is as long as it was left is the one that was checked; to look
-/// at any file whole takes longer than to write the record.
+/// The lock is held. Where nobody else can put a file, one that is as long as it was left is the one that was checked;
+/// to look at any file whole takes longer than to write the record.
 GrowingFile AuditLog::openToAppend() const {
-  if (ownFolder_) {
-    auto known = openGrowingFile(ownFolder_.get(), std::string(lastPathComponent(url_)));
+  if (isSafe_) {
+    auto known = openGrowingFile(url_);
     if (known && known->sizeBytes == sizeBytes_) return std::move(*known);
   }
   AuditFile file = AuditFile::openOrMake(url_);

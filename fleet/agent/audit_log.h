@@ -119,8 +119,8 @@ class AuditLog {
   GrowingFile openToAppend() const;
 
   const std::string url_;
-  FileDescriptor ownFolder_;  // of the log, when nobody else can put another file there; otherwise none
-  mutable std::mutex lock_;   // guards the rest
+  bool isSafe_ = false;      // nobody else can put another file in the place of the log
+  mutable std::mutex lock_;  // guards the rest
   std::int64_t seq_ = 0;
   std::string lastHash_{auditGenesis};
   std::optional<AuditRecord> lastRecordFound_;

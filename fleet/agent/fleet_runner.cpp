@@ -156,7 +156,7 @@ class Run {
     try {
       const auto host = TidraHost::name(runner_.host.environment);
       return QuarantineDisposer(resolved.quarantine, resolved.resolver, host, mountPoints()).list().entries;
-    } catch (const DisposalError&) {
+    } catch (const std::exception&) {
       return {};
     }
   }
@@ -266,6 +266,7 @@ class Run {
       const std::string message = fmt::format("purge failed: {}", failure.what());
       say(message);
       recorder.error(message);
+      result_.purged.failures.push_back({resolved.quarantine.directory, failure.what()});
       return;
     }
     for (const auto& entry : entries) {

@@ -58,6 +58,8 @@ struct FleetRunResult {
 
   /// True when no disposal failed.
   bool succeeded() const { return disposal.failures.empty(); }
+  /// True when a disposal or a purge failed.
+  bool hasFailures() const { return !disposal.failures.empty() || !purged.failures.empty(); }
 };
 
 template <>

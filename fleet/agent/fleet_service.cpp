@@ -39,14 +39,20 @@ void FleetService::loadAtStart() {
   listen(policy_);
 }
 
-/// Opens the listener where the policy wants it, and only then gives up the former one.
+/// Opens the listener where the policy wants it. The former one goes only when that works, or comes back: the same port
+/// at another address is not to be had beside it.
 void FleetService::listen(const FleetPolicy& policy) {
-  const ListenAddress address = ResolvedPolicy::make(policy, setting_.host).listen;
+  const auto resolved = ResolvedPolicy::make(policy, setting_.host);
+  resolved.requireApartFrom(setting_.policyPath);
+  const ListenAddress& address = resolved.listen;
   if (server_ && address == address_) return;
   auto server = std::make_unique<MetricsServer>(address.host, address.port);
+  const bool isInTheWay = server_ && address.port == server_->port();
   try {
+    if (isInTheWay) server_->stop();
     server->start();
   } catch (const MetricsServer::ServerError& failure) {
+    if (isInTheWay) server_->start();
     throw InputError(fmt::format("The metrics listener cannot be opened on {}:{}: {}; choose another metrics.listen.",
                                  address.host, address.port, failure.what()));
   }
@@ -95,13 +101,16 @@ void FleetService::runOnce(bool isFirst) {
     if (!result.hostReport) return;
     metricsText_ = result.metricsText;
     reportJson_ = HubJSON::compact(*result.hostReport);
-    healthy_ = result.succeeded();
+    healthy_ = !result.hasFailures();
     server_->update(metricsText_, reportJson_, healthy_);
   } catch (const FleetRunError& failure) {
     // A policy file may leave everything to the hub, which is away.
     const bool mayComeYet = policy_.hub.policy && failure.kind() == FleetRunError::Kind::noRoots;
     if (isFirst && !mayComeYet) throw;
     say(fmt::format("no run: {}", failure.what()));
+    if (failure.kind() == FleetRunError::Kind::locked) return;
+    healthy_ = false;
+    server_->setHealthy(false);
   } catch (const std::exception& failure) {
     say(fmt::format("run failed: {}", escapedForTerminal(failure.what())));
     healthy_ = false;

@@ -108,7 +108,10 @@ void RunLock::acquire() {
   clearLeftover(url_);
   auto made = makeFile(url_);
   if (!made && made.failure() == std::errc::file_exists) throw LockError(winnerOf(url_), url_);
-  if (!made) failWith(made.failure(), fmt::format("The lock file {} cannot be made", url_));
+  if (!made) {
+    throw InputError(fmt::format("The lock file {} cannot be made: {}; allow this user to, or name another lockFile.",
+                                 escapedForTerminal(url_), made.failure().message()));
+  }
   if (const auto failure = appendWhole(*made, fmt::format("{}\n", currentProcess()), 0)) {
     removeIfSame(url_, *made);
     failWith(failure, fmt::format("The lock file {} cannot be written", url_));

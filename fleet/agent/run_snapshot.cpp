@@ -53,7 +53,7 @@ void addQuarantine(FleetMetricsSnapshot& snapshot, const QuarantineDisposer& qua
       snapshot.quarantineBytes += unsignedBytes(entry.manifest.bytes.value_or(0));
       ++snapshot.quarantineItems;
     }
-  } catch (const DisposalError&) {
+  } catch (const std::exception&) {
     return;  // whoever disposes or purges tells why the folder cannot be trusted
   }
 }

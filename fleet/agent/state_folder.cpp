@@ -10,26 +10,30 @@
 namespace tidra {
 namespace {
 
-/// What is there already is looked at link by link; what is missing or closed is told by whoever makes or opens it.
-void requireOwnLinks(const std::string& folder) {
-  try {
-    holdFolder(folder);
-  } catch (const std::system_error&) {
-    return;
-  }
+InputError unusable(const std::string& folder, std::string_view what, const UnsafePathError& error) {
+  return InputError(
+      fmt::format("The folder {} for the {} cannot be used: {}.", escapedForTerminal(folder), what, error.what()));
 }
 
 }  // namespace
 
-void makeStateFolder(const std::string& folder, std::string_view what) {
-  const std::string shown = escapedForTerminal(folder);
+void requireOwnLinks(const std::string& folder, std::string_view what) {
   try {
-    requireOwnLinks(folder);
-    makePrivateFolders(folder);
+    holdFolder(folder);
   } catch (const UnsafePathError& error) {
-    throw InputError(fmt::format("The folder {} for the {} cannot be used: {}.", shown, what, error.what()));
+    throw unusable(folder, what, error);
+  } catch (const std::system_error&) {
+    return;  // what is missing or closed is told by whoever makes or opens it
+  }
+}
+
+void makeStateFolder(const std::string& folder, std::string_view what) {
+  requireOwnLinks(folder, what);
+  try {
+    makePrivateFolders(folder);
   } catch (const std::system_error& error) {
-    throw InputError(fmt::format("The folder {} for the {} cannot be made: {}.", shown, what, error.code().message()));
+    throw InputError(fmt::format("The folder {} for the {} cannot be made: {}.", escapedForTerminal(folder), what,
+                                 error.code().message()));
   }
 }
 

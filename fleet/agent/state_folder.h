@@ -6,8 +6,13 @@
 
 namespace tidra {
 
-/// Makes a folder and those above it that are missing, for the owner only. `what` is kept there ("audit log"). Throws
-/// InputError when that does not work, and for a link of another user on the way, which could lead anywhere.
+/// Throws InputError for a link of another user on the way to the folder, which could lead anywhere. `what` is kept
+/// there
+/// ("audit log").
+void requireOwnLinks(const std::string& folder, std::string_view what);
+
+/// Makes a folder and those above it that are missing, for the owner only. Throws InputError when that does not work,
+/// and as requireOwnLinks.
 void makeStateFolder(const std::string& folder, std::string_view what);
 
 }  // namespace tidra

@@ -59,7 +59,7 @@ HTTPConnection::Next HTTPConnection::advance(const HTTPHandler& handler, const H
 }
 
 HTTPConnection::Next HTTPConnection::refuse(const HTTPResponse& response, bool isEnding) {
-  beginWriting(serialized(guarded(response), true), true);
+  beginWriting(serialized(guarded(response), reader_.request().method != "HEAD"), true);
   return write(isEnding);
 }
 
@@ -130,11 +130,13 @@ bool HTTPConnection::waitForFirstBytes() {
   return ::poll(&watched, 1, firstBytesMilliseconds) > 0;
 }
 
-/// Once, for the whole of the body; false when it is too much.
+/// For what has arrived, since a claim costs its client nothing; false when it is too much.
 bool HTTPConnection::takeBodyBytes() {
-  if (takenBytes_ > 0) return true;
-  if (!bodyBytes_.take(reader_.bodyBytes())) return false;
-  takenBytes_ = reader_.bodyBytes();
+  const std::size_t arrived = reader_.arrivedBodyBytes();
+  const std::size_t counted = arrived - std::min(arrived, limits_.smallBodyBytes);
+  if (counted <= takenBytes_) return true;
+  if (!bodyBytes_.take(counted - takenBytes_)) return false;
+  takenBytes_ = counted;
   return true;
 }
 

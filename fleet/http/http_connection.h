@@ -18,7 +18,8 @@ namespace tidra {
 struct HTTPServerLimits {
   std::size_t connections = 512;              // at once; those beyond are answered 503, unless room can be made
   std::size_t workers = 16;                   // threads that call the handler
-  std::size_t bodyBytes = 256 * 1024 * 1024;  // of requests that are arriving; those beyond are answered 503
+  std::size_t bodyBytes = 256 * 1024 * 1024;  // that have arrived of large bodies; those beyond are answered 503
+  std::size_t smallBodyBytes = 256 * 1024;    // of every body, which count for nothing there
   std::chrono::milliseconds wait = std::chrono::seconds(10);       // for a client to send or take something
   std::chrono::milliseconds crowded = std::chrono::seconds(1);     // to send something when others want its place
   std::chrono::milliseconds request = std::chrono::seconds(30);    // to arrive whole

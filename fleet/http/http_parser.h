@@ -32,8 +32,8 @@ class HTTPRequestReader {
   State state() const { return state_; }
   const HTTPRequest& request() const { return request_; }
   const HTTPResponse& refusal() const { return refusal_; }
-  /// The length of the body. Known when the state is body.
-  std::size_t bodyBytes() const { return bodyBytes_; }
+  /// How much of the body is here; 0 unless the state is body.
+  std::size_t arrivedBodyBytes() const { return state_ == State::body ? buffer_.size() : 0; }
   /// The client sends the body only when it is told to go on. Known when the state is body.
   bool awaitsContinue() const { return awaitsContinue_; }
   /// More has arrived than the request holds.

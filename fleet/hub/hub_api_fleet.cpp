@@ -20,11 +20,25 @@ std::size_t charactersOf(std::string_view utf8) {
       utf8.begin(), utf8.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }));
 }
 
+/// Far more than any agent sends. The hub keeps a report in memory, and every host's with the listing.
+void requireModest(const HubHostReport& report) {
+  constexpr std::size_t mostTopItems = 200;
+  constexpr std::size_t mostBytes = 64 * 1024;  // without the top items
+  if (report.topItems.size() > mostTopItems) {
+    throw HubRefusal(
+        400, fmt::format("bad report: it holds {} top items; {} are the most", report.topItems.size(), mostTopItems));
+  }
+  if (jsonText(encodedWithoutTopItems(report), false).size() > mostBytes) {
+    throw HubRefusal(400, fmt::format("bad report: without its top items it is longer than {} bytes", mostBytes));
+  }
+}
+
 HubHostReport decodedReport(const std::string& body) {
   constexpr std::size_t longestHost = 253;  // characters, as in a domain name
   try {
     auto report = HubJSON::decode<HubHostReport>(body, "report");
     if (report.host.empty() || charactersOf(report.host) > longestHost) throw HubRefusal(400, "bad host name");
+    requireModest(report);
     return report;
   } catch (const DecodingError& error) {
     throw HubRefusal(400, fmt::format("bad report: {}", error.what()));

@@ -30,7 +30,7 @@ namespace {
 
 /// Does a step for all that have not failed; what it throws is their failure.
 template <class Filings, class Step>
-void forEachIntact(Filings& filings, const Step& step) {
+void forEachIntact(const Filings& filings, const Step& step) {
   for (auto* filing : filings) {
     if (filing->failure) continue;
     try {
@@ -51,14 +51,24 @@ HubStore::Ingested HubStore::ingest(const HubHostReport& report, TimePoint now) 
   return {std::move(filing.after), filing.hostsKnown};
 }
 
+/// Of two reports for one file the second builds on the first, so it is left for another round.
 void HubStore::file(std::vector<Filing*> filings) {
   const std::lock_guard guard(lock_);
-  // Of two reports for one file the second builds on the first, so it waits for the next round.
-  std::set<std::string> files;
-  std::erase_if(filings, [&](Filing* filing) {
-    filing->fileName = fileNameFor(filing->report->host);
-    return !files.insert(hostFileKey(filing->fileName)).second;
-  });
+  while (!filings.empty()) {
+    std::set<std::string> files;
+    std::vector<Filing*> round;
+    std::vector<Filing*> later;
+    for (Filing* filing : filings) {
+      filing->fileName = fileNameFor(filing->report->host);
+      const bool isFirst = files.insert(hostFileKey(filing->fileName)).second;
+      (isFirst ? round : later).push_back(filing);
+    }
+    fileRound(round);
+    filings = std::move(later);
+  }
+}
+
+void HubStore::fileRound(const std::vector<Filing*>& filings) {
   forEachIntact(filings, [&](Filing& filing) { stage(filing); });
   forEachIntact(filings, [](Filing& filing) { filing.staged->flush(); });
   forEachIntact(filings, [&](Filing& filing) {

@@ -133,6 +133,7 @@ class HubStore {
   void admit(LoadedHost loaded, TimePoint now);
   void leaveOut(const std::string& fileName, const std::string& reason, TimePoint now);
   void file(std::vector<Filing*> filings);
+  void fileRound(const std::vector<Filing*>& filings);
   void stage(Filing& filing);
   void admit(Filing& filing);
   std::string fileNameFor(const std::string& host) const;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/base/text.h"
+#include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/exclusion_entry.h"
 
@@ -57,6 +58,7 @@ void requireOwnFiles(const ResolvedPolicy& made) {
        {"metrics.textfile", made.textfile.value_or("")},
        {"disposal.quarantineDir", made.quarantine.directory}}};
   for (std::size_t i = 0; i < files.size(); ++i) {
+    if (files[i].second == "/") throw InputError(fmt::format("{} is '/'; name a place of its own.", files[i].first));
     for (std::size_t j = 0; j < i; ++j) {
       if (files[i].second != files[j].second) continue;
       throw InputError(fmt::format("{} and {} are the same file '{}'; give each its own.", files[j].first,
@@ -81,6 +83,13 @@ void requireOutsideLogFiles(const ResolvedPolicy& made) {
   }
 }
 
+/// Puts variables into a pattern as text that stands for itself.
+TidraPathResolver quotingResolver(TidraPathResolver resolver) {
+  resolver.home = globEscaped(resolver.home);
+  for (auto& [name, value] : resolver.environment) value = globEscaped(value);
+  return resolver;
+}
+
 /// A protection that protects nothing is worth a word.
 void noteIdlePatterns(const std::string& key, const std::vector<std::string>& texts, const TidraPathResolver& resolver,
                       std::vector<std::string>& notes) {
@@ -92,8 +101,13 @@ void noteIdlePatterns(const std::string& key, const std::vector<std::string>& te
     } else if (expanded.find('$') != std::string::npos) {
       notes.push_back(fmt::format("{}[{}] '{}' names a variable that is not set and matches nothing.", key, i, shown));
     } else if (expanded.starts_with("./") || expanded.starts_with("../") ||
-               expanded.find("/../") != std::string::npos) {
+               (guessExclusionKind(expanded) == ExclusionRowKind::pattern &&
+                expanded.find("/../") != std::string::npos)) {
       notes.push_back(fmt::format("{}[{}] '{}' matches nothing; begin it with / or ~.", key, i, shown));
+    } else if (trimmed(texts[i]) != texts[i]) {
+      notes.push_back(fmt::format("{}[{}] '{}' has blanks around it, which count; take them away.", key, i, shown));
+    } else if (texts[i].starts_with('~') && texts[i].size() > 1 && texts[i][1] != '/') {
+      notes.push_back(fmt::format("{}[{}] '{}' is a name: only ~ itself stands for a home folder.", key, i, shown));
     }
   }
 }
@@ -103,14 +117,36 @@ void noteIdlePatterns(const std::string& key, const std::vector<std::string>& te
 ListenAddress ListenAddress::parse(std::string_view text) { return parsedAddress(text).value_or(ListenAddress{}); }
 
 TidraScanExclusionFilter makePolicyFilter(const std::vector<std::string>& texts, const TidraPathResolver& resolver) {
+  const TidraPathResolver quoting = quotingResolver(resolver);
   std::vector<ExclusionEntry> entries;
+  const auto add = [&](const std::string& text, ExclusionRowKind kind) {
+    entries.push_back({.id = {}, .pathDisplay = text, .kind = kind, .addedAt = {}});
+  };
   for (const std::string& text : texts) {
     if (trimmed(text).empty()) continue;
-    std::string expanded = resolver.expandVariables(text);
+    const std::string expanded = resolver.expandVariables(text);
     const ExclusionRowKind kind = guessExclusionKind(expanded);
-    entries.push_back({.id = {}, .pathDisplay = std::move(expanded), .kind = kind, .addedAt = {}});
+    add(expanded, kind);
+    if (kind != ExclusionRowKind::pattern) continue;
+    // Where a text can be read in two ways both count: to keep too much does no harm. A folder may be called "[slug]",
+    // and a "[" that comes out of a variable is most likely one of a folder too.
+    if (looksLikePath(expanded) && expanded.find('[') != std::string::npos) add(expanded, ExclusionRowKind::path);
+    const std::string quoted = quoting.expandVariables(text);
+    if (isGlob(text) && quoted != expanded) add(quoted, kind);
   }
   return makeExclusionFilter(entries, resolver);
+}
+
+void ResolvedPolicy::requireApartFrom(const std::string& policyFile) const {
+  const auto policy = realPath(policyFile);
+  if (!policy) return;
+  const std::array<std::pair<std::string_view, std::string>, 3> files{
+      {{"audit.path", auditPath}, {"lockFile", lockPath}, {"metrics.textfile", textfile.value_or("")}}};
+  for (const auto& [key, file] : files) {
+    const auto real = realPath(file);
+    if (!real || *real != *policy) continue;
+    throw InputError(fmt::format("{} '{}' is the policy file itself; name another.", key, escapedForTerminal(file)));
+  }
 }
 
 ResolvedPolicy ResolvedPolicy::make(const FleetPolicy& policy, const TidraPathResolver& host) {

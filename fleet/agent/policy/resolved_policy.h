@@ -45,10 +45,14 @@ struct ResolvedPolicy {
   /// `host` holds the running user's home folder and environment. Touches no file. Throws InputError, one sentence that
   /// names the key, for a path with a variable that is not set, and for one that is given for two things.
   static ResolvedPolicy make(const FleetPolicy& policy, const TidraPathResolver& host);
+
+  /// Throws InputError when the agent would write over the file that the policy was read from.
+  void requireApartFrom(const std::string& policyFile) const;
 };
 
 /// Folders and patterns of a policy as one filter: "~" and known variables are expanded, then a text that begins with
-/// "/" and holds no "*", "?" or "[" is a folder, any other a pattern.
+/// "/" and holds no "*", "?" or "[" is a folder, any other a pattern. An absolute text with "[" is both, and what comes
+/// out of a variable into a pattern counts as it stands, too.
 TidraScanExclusionFilter makePolicyFilter(const std::vector<std::string>& texts, const TidraPathResolver& resolver);
 
 /// The secret with which the agent reports to the hub.

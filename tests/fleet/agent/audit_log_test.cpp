@@ -209,6 +209,11 @@ TEST_F(AuditTest, ALogThatIsCutOrTakenAwayWhileARunGoesOnShowsIt) {
   log.append(sample(6));
   EXPECT_THAT(log.verify().message, StartsWith("Cannot read log: line 1 (byte 0) is not valid JSON"));
   EXPECT_EQ(lines().size(), 2U) << "the torn line stays apart from the new one";
+  ASSERT_EQ(::rename(tree_.path("log").c_str(), tree_.path("moved").c_str()), 0);
+  EXPECT_THROW(log.append(sample(7)), InputError) << "a log that went with its folder gets no record";
+  tree_.makeFolder("log");
+  log.append(sample(7));
+  EXPECT_EQ(log.verify().message, "Sequence gap: expected 1, found 7");
 }
 
 TEST_F(AuditTest, AFileThatOthersCouldPutInTheLogsPlaceGetsNoRecord) {

@@ -88,6 +88,25 @@ TEST(FleetService, RunsAgainAndAgainAndTakesOnlyValidPolicies) {
   EXPECT_TRUE(service.waitFor("run finished"));
 }
 
+TEST(FleetService, MovesItsListenerAndKeepsItsOwnFilesOffThePolicy) {
+  const TemporaryTree tree;
+  tree.makeFolder("home/code");
+  const std::string policy = tree.writeFile("policy.json", policyNamed("first"));
+  RunningService service(policy, tree.path("home"));
+  EXPECT_TRUE(service.waitFor("run finished"));
+  const std::string port = std::to_string(service.port());
+  const auto policyWith = [](const std::string& name, const std::string& metrics) {
+    return R"({"name": ")" + name + R"(", "scan": {"roots": ["~/code"], "categories": []}, "metrics": {)" + metrics +
+           "}}";
+  };
+  tree.writeFile("policy.json", policyWith("second", R"("listen": ":)" + port + "\""));
+  EXPECT_TRUE(service.waitFor("metrics on http://0.0.0.0:" + port));
+  EXPECT_TRUE(service.waitFor("policy second reloaded"));
+  tree.writeFile("policy.json", policyWith("third", R"("textfile": ")" + policy + R"(", "listen": "127.0.0.1:0")"));
+  EXPECT_TRUE(
+      service.waitFor("warning: the policy stays as it was: metrics.textfile '" + policy + "' is the policy file"));
+}
+
 TEST(FleetService, TakesAPolicyWhoseModeIsMendedLater) {
   const TemporaryTree tree;
   tree.makeFolder("home/code");

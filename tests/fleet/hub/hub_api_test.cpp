@@ -164,15 +164,22 @@ TEST_F(HubServerTest, AListingThatNoClientCouldTakeIsRefused) {
   const auto whole = get("/api/v1/hosts").body;
   EXPECT_EQ(hostListingText(hosts, {}, whole.size()), whole);
   EXPECT_EQ(hostListingText(hosts, {}, whole.size() - 1), std::nullopt);
-  if (effort(1, 0) == 0) return;  // so many bytes take minutes there
+  auto wordy = plainReport("wordy");
+  wordy.runID = std::string(65'000, 'x');
+  EXPECT_EQ(refusalOf(report(wordy)), "400 bad report: without its top items it is longer than 65536 bytes");
+  const HubTopItem item{.path = "/a", .label = std::string(35'000, 'x'), .category = "c", .ruleID = {}, .idleDays = {}};
   auto large = plainReport("a");
-  large.runID = std::string(7'000'000, 'x');
+  large.topItems.assign(201, item);
+  EXPECT_EQ(refusalOf(report(large)), "400 bad report: it holds 201 top items; 200 are the most");
+  if (effort(1, 0) == 0) return;  // so many bytes take minutes there
+  large.topItems.pop_back();
   for (char name = 'a'; name <= 'i'; ++name) {
     large.host = name;
     ASSERT_EQ(report(large).status, 200);
   }
   EXPECT_THAT(refusalOf(get("/api/v1/hosts", {{"history", "0"}})), StartsWith("400 the listing is longer than 60 MiB"));
   EXPECT_EQ(get("/api/v1/hosts", {{"limit", "7"}}).status, 200);
+  EXPECT_EQ(get("/api/v1/hosts", {{"history", "0"}, {"topItems", "0"}}).status, 200);
 }
 
 TEST_F(HubServerTest, ExportsATableWithoutFormulas) {

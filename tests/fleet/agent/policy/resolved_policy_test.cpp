@@ -75,6 +75,8 @@ TEST(ResolvedPolicy, RefusesOneFileForTwoThings) {
       refusal(R"({"disposal": {"quarantineDir": "~/.tidra/audit.jsonl.checkpoint/q"}})"),
       "disposal.quarantineDir '/home/ada/.tidra/audit.jsonl.checkpoint/q' is where a file of the audit log belongs; "
       "choose another place.");
+  EXPECT_EQ(refusal(R"({"disposal": {"quarantineDir": "/"}})"),
+            "disposal.quarantineDir is '/'; name a place of its own.");
   EXPECT_THAT(refusal(R"({"audit": {"path": "/a"}, "lockFile": "/a.policy"})"), HasSubstr("lockFile '/a.policy' is"));
 }
 
@@ -83,6 +85,25 @@ TEST(ResolvedPolicy, NotesWhatProtectsNothing) {
               ElementsAre("never.paths[1] is empty and matches nothing.",
                           "never.paths[2] '$NOPE/x' names a variable that is not set and matches nothing.",
                           "never.paths[3] './here' matches nothing; begin it with / or ~."));
+}
+
+TEST(ResolvedPolicy, ProtectsWhateverTheNamesOfFoldersHold) {
+  // Files, and whether the policy's text protects them.
+  const TidraPathResolver odd{"/h[1]", {{"BASE", "/srv/v[2]/"}, {"DEEP", "*/keep"}}};
+  const auto covers = [&](const std::string& text, const std::string& path) {
+    return makePolicyFilter({text}, odd).isExcluded(path);
+  };
+  EXPECT_TRUE(covers("~/code/*/dist", "/h[1]/code/a/dist"));
+  EXPECT_FALSE(covers("~/code/*/dist", "/h1/code/a/dist"));
+  EXPECT_TRUE(covers("$BASE/*/dist", "/srv/v[2]/a/dist"));
+  EXPECT_TRUE(covers("$BASE/app", "/srv/v[2]/app/dist"));
+  EXPECT_TRUE(covers("~/web/[slug]", "/h[1]/web/[slug]/dist"));
+  EXPECT_TRUE(covers("~/web/[ab]", "/h[1]/web/a"));
+  EXPECT_TRUE(covers("/srv//x/./*", "/srv/x/dist"));
+  EXPECT_TRUE(covers("$DEEP", "/a/b/keep"));
+  EXPECT_THAT(resolvedFrom(R"({"never": {"paths": ["~/ci/../a", " ~/b", "~eve/c"]}})").notes,
+              ElementsAre("never.paths[1] ' ~/b' has blanks around it, which count; take them away.",
+                          "never.paths[2] '~eve/c' is a name: only ~ itself stands for a home folder."));
 }
 
 TEST(ResolvedPolicy, SplitsListenAddressesAtTheLastColon) {
