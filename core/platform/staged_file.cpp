@@ -14,7 +14,7 @@ namespace tidra {
 
 StagedFile::StagedFile(const std::string& target, std::optional<unsigned> mode) : target_(target) {
   const std::string folder = folderOfFile(target);
-  std::random_device random;
+  thread_local std::random_device random;  // opening it takes longer than asking it
   do {
     path_ = joinedPath(folder, fmt::format(".{}.{:08x}", lastPathComponent(target), random()));
   } while (!create(mode) && errno == EEXIST);

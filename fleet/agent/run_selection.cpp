@@ -26,10 +26,11 @@ void selectLeftovers(PolicyDecision& decision) {
 RunSelection RunSelection::make(const ScanOutcome& outcome, const FleetPolicy& policy,
                                 const TidraPathResolver& resolver) {
   RunSelection selection;
-  ScanReport considered = outcome.report;
   std::set<std::string> keptIDs;
   for (;;) {
-    selection.decision = PolicyEvaluator::evaluate(considered, policy, resolver);
+    ScanReport considered = outcome.report;
+    std::erase_if(considered.items, [&](const ScanReportItem& item) { return keptIDs.contains(item.id); });
+    selection.decision = PolicyEvaluator::evaluate(std::move(considered), policy, resolver);
     selectLeftovers(selection.decision);
     selection.candidates = candidatesOf(selection.decision.selected, outcome, resolver, {});
     const std::size_t known = keptIDs.size();
@@ -38,7 +39,6 @@ RunSelection RunSelection::make(const ScanOutcome& outcome, const FleetPolicy& p
       selection.kept.push_back({*candidate.reported, *candidate.refusal});
     }
     if (keptIDs.size() == known) return selection;
-    std::erase_if(considered.items, [&](const ScanReportItem& item) { return keptIDs.contains(item.id); });
   }
 }
 

@@ -21,14 +21,14 @@ std::size_t charactersOf(std::string_view utf8) {
 }
 
 /// Far more than any agent sends. The hub keeps a report in memory, and every host's with the listing.
-void requireModest(const HubHostReport& report) {
+void requireModest(const HubHostReport& report, std::size_t bodyBytes) {
   constexpr std::size_t mostTopItems = 200;
   constexpr std::size_t mostBytes = 64 * 1024;  // without the top items
   if (report.topItems.size() > mostTopItems) {
     throw HubRefusal(
         400, fmt::format("bad report: it holds {} top items; {} are the most", report.topItems.size(), mostTopItems));
   }
-  if (jsonText(encodedWithoutTopItems(report), false).size() > mostBytes) {
+  if (bodyBytes > mostBytes && jsonText(encodedWithoutTopItems(report), false).size() > mostBytes) {
     throw HubRefusal(400, fmt::format("bad report: without its top items it is longer than {} bytes", mostBytes));
   }
 }
@@ -38,7 +38,7 @@ HubHostReport decodedReport(const std::string& body) {
   try {
     auto report = HubJSON::decode<HubHostReport>(body, "report");
     if (report.host.empty() || charactersOf(report.host) > longestHost) throw HubRefusal(400, "bad host name");
-    requireModest(report);
+    requireModest(report, body.size());
     return report;
   } catch (const DecodingError& error) {
     throw HubRefusal(400, fmt::format("bad report: {}", error.what()));

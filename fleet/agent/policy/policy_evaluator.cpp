@@ -84,7 +84,7 @@ class Budget {
 
 }  // namespace
 
-PolicyDecision PolicyEvaluator::evaluate(const ScanReport& report, const FleetPolicy& policy,
+PolicyDecision PolicyEvaluator::evaluate(ScanReport report, const FleetPolicy& policy,
                                          const TidraPathResolver& resolver) {
   PolicyDecision decision;
   decision.plan.createdAt = report.generatedAt;
@@ -100,18 +100,17 @@ PolicyDecision PolicyEvaluator::evaluate(const ScanReport& report, const FleetPo
     if (!fault && !budget.take(Rules::sizeOf(item))) fault = SkipReason::overBudget;
     faults.push_back(fault);
   }
-  // Copying the items costs more than deciding about them; at least it is done once.
   const auto selectedCount = static_cast<std::size_t>(std::count(faults.begin(), faults.end(), std::nullopt));
   decision.plan.items.reserve(selectedCount);
   decision.selected.reserve(selectedCount);
   decision.skipped.reserve(faults.size() - selectedCount);
   for (std::size_t i = 0; i < faults.size(); ++i) {
-    const ScanReportItem& item = report.items[i];
+    ScanReportItem& item = report.items[i];
     if (faults[i]) {
-      decision.skipped.push_back({item, *faults[i]});
+      decision.skipped.push_back({std::move(item), *faults[i]});
     } else {
       decision.plan.items.push_back(CleanupPlan::Item::make(item));
-      decision.selected.push_back(item);
+      decision.selected.push_back(std::move(item));
     }
   }
   return decision;

@@ -68,9 +68,8 @@ struct JsonCodec<PolicyDecision::Skipped> {
 struct PolicyEvaluator {
   /// Selects or skips every item, in report order, each skipped one for the first reason that holds; budgets are filled
   /// greedily in that order. A pure function: the plan is dated and placed as the report is. "~" and variables in
-  /// protected paths are the resolver's.
-  static PolicyDecision evaluate(const ScanReport& report, const FleetPolicy& policy,
-                                 const TidraPathResolver& resolver);
+  /// protected paths are the resolver's. The decision takes the items over from the report.
+  static PolicyDecision evaluate(ScanReport report, const FleetPolicy& policy, const TidraPathResolver& resolver);
 };
 
 }  // namespace tidra
