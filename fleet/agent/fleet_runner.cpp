@@ -7,7 +7,6 @@
 
 #include "core/base/text.h"
 #include "core/base/uuid.h"
-#include "core/dispose/disposal_error.h"
 #include "core/dispose/volumes.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/host.h"

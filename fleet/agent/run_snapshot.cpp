@@ -1,7 +1,6 @@
 #include "fleet/agent/run_snapshot.h"
 
 #include "core/base/quantities.h"
-#include "core/dispose/disposal_error.h"
 
 namespace tidra {
 namespace {

@@ -8,20 +8,12 @@
 #include "core/platform/held_folder.h"
 
 namespace tidra {
-namespace {
-
-InputError unusable(const std::string& folder, std::string_view what, const UnsafePathError& error) {
-  return InputError(
-      fmt::format("The folder {} for the {} cannot be used: {}.", escapedForTerminal(folder), what, error.what()));
-}
-
-}  // namespace
-
 void requireOwnLinks(const std::string& folder, std::string_view what) {
   try {
     holdFolder(folder);
   } catch (const UnsafePathError& error) {
-    throw unusable(folder, what, error);
+    throw InputError(
+        fmt::format("The folder {} for the {} cannot be used: {}.", escapedForTerminal(folder), what, error.what()));
   } catch (const std::system_error&) {
     return;  // what is missing or closed is told by whoever makes or opens it
   }

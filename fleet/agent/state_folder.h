@@ -6,9 +6,8 @@
 
 namespace tidra {
 
-/// Throws InputError for a link of another user on the way to the folder, which could lead anywhere. `what` is kept
-/// there
-/// ("audit log").
+/// Throws InputError for a link of another user on the way to the folder, which could lead anywhere. `what` tells what
+/// is kept there ("audit log").
 void requireOwnLinks(const std::string& folder, std::string_view what);
 
 /// Makes a folder and those above it that are missing, for the owner only. Throws InputError when that does not work,

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "fleet/http/url.h"
+
 namespace tidra {
 
 struct HubConfig {
@@ -21,7 +23,7 @@ struct HubConfig {
   std::string title = "Tidra fleet";      // of the dashboard and of /api/v1/info
 
   /// True when no other machine can reach the hub but through a proxy on this one.
-  bool isForThisMachineAlone() const { return host.starts_with("127."); }
+  bool isForThisMachineAlone() const { return isLoopback(host); }
 
   bool operator==(const HubConfig&) const = default;
 };

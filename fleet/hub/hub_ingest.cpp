@@ -1,11 +1,11 @@
 // Reports that arrive together are filed together: all their files are written, then all are flushed, put in their
 // places and made safe by one flush of the folder. A disk that takes ten milliseconds for a flush so takes in as many
 // reports at once as there are workers; for one report alone the steps are the same.
-#include <algorithm>
 #include <exception>
+#include <optional>
+#include <set>
 
 #include "core/platform/files.h"
-#include "core/platform/path_text.h"
 #include "core/platform/staged_file.h"
 #include "fleet/hub/host_file.h"
 #include "fleet/hub/hub_store.h"

@@ -9,10 +9,8 @@
 #include "core/platform/files.h"
 #include "core/platform/open_file.h"
 #include "core/platform/path_text.h"
-#include "core/platform/platform.h"
 #include "fleet/hub/folder_listing.h"
 #include "fleet/hub/host_file.h"
-#include "fleet/hub/report_filing.h"
 
 namespace tidra {
 namespace {

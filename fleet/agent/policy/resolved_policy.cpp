@@ -50,13 +50,17 @@ std::optional<ListenAddress> parsedAddress(std::string_view text) {
   return address;
 }
 
-/// Each of these replaces, cuts or adds to its file, which would ruin what another keeps there.
+/// What the agent replaces, cuts or adds to, and the key that names it; an empty path is none.
+std::array<std::pair<std::string_view, std::string>, 4> writtenPaths(const ResolvedPolicy& made) {
+  return {{{"audit.path", made.auditPath},
+           {"lockFile", made.lockPath},
+           {"metrics.textfile", made.textfile.value_or("")},
+           {"disposal.quarantineDir", made.quarantine.directory}}};
+}
+
+/// One would ruin what another keeps there.
 void requireOwnFiles(const ResolvedPolicy& made) {
-  const std::array<std::pair<std::string_view, std::string>, 4> files{
-      {{"audit.path", made.auditPath},
-       {"lockFile", made.lockPath},
-       {"metrics.textfile", made.textfile.value_or("")},
-       {"disposal.quarantineDir", made.quarantine.directory}}};
+  const auto files = writtenPaths(made);
   for (std::size_t i = 0; i < files.size(); ++i) {
     if (files[i].second == "/") throw InputError(fmt::format("{} is '/'; name a place of its own.", files[i].first));
     for (std::size_t j = 0; j < i; ++j) {
@@ -69,13 +73,9 @@ void requireOwnFiles(const ResolvedPolicy& made) {
 
 /// The agent keeps files of its own beside the audit log.
 void requireOutsideLogFiles(const ResolvedPolicy& made) {
-  const std::array<std::pair<std::string_view, std::string>, 3> places{
-      {{"lockFile", made.lockPath},
-       {"metrics.textfile", made.textfile.value_or("")},
-       {"disposal.quarantineDir", made.quarantine.directory}}};
   for (const std::string_view suffix : {".checkpoint", ".policy"}) {
     const std::string kept = made.auditPath + std::string(suffix);
-    for (const auto& [key, place] : places) {
+    for (const auto& [key, place] : writtenPaths(made)) {
       if (place != kept && !place.starts_with(kept + "/")) continue;
       throw InputError(fmt::format("{} '{}' is where a file of the audit log belongs; choose another place.", key,
                                    escapedForTerminal(place)));
@@ -140,9 +140,7 @@ TidraScanExclusionFilter makePolicyFilter(const std::vector<std::string>& texts,
 void ResolvedPolicy::requireApartFrom(const std::string& policyFile) const {
   const auto policy = realPath(policyFile);
   if (!policy) return;
-  const std::array<std::pair<std::string_view, std::string>, 3> files{
-      {{"audit.path", auditPath}, {"lockFile", lockPath}, {"metrics.textfile", textfile.value_or("")}}};
-  for (const auto& [key, file] : files) {
+  for (const auto& [key, file] : writtenPaths(*this)) {
     const auto real = realPath(file);
     if (!real || *real != *policy) continue;
     throw InputError(fmt::format("{} '{}' is the policy file itself; name another.", key, escapedForTerminal(file)));
