@@ -6,9 +6,9 @@
 #include <thread>
 
 #include "core/base/text.h"
-#include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 #include "core/scan/git_metadata.h"
+#include "core/scan/repository_finder.h"
 
 namespace tidra {
 namespace {
@@ -19,28 +19,6 @@ constexpr std::size_t mostArgumentBytes = 64 * 1024;
 /// Repositories are asked side by side. Those on which git hangs are waited for only a few at a time.
 constexpr std::size_t mostThreads = 8;
 constexpr std::size_t mostHangs = 8;
-
-bool holdsRepository(const std::string& folder) { return static_cast<bool>(pathFacts(joinedPath(folder, ".git"))); }
-
-/// Finds the repository that a folder lies in. Every folder is looked at once.
-class RepositoryFinder {
- public:
-  /// The nearest folder at or above this one that holds ".git"; empty when there is none.
-  const std::string& of(const std::string& folder) {
-    const auto known = repositories_.find(folder);
-    if (known != repositories_.end()) return known->second;
-    std::string repository;
-    if (holdsRepository(folder)) {
-      repository = folder;
-    } else if (folder != "/") {
-      repository = of(parentPath(folder));
-    }
-    return repositories_.emplace(folder, std::move(repository)).first->second;
-  }
-
- private:
-  std::map<std::string, std::string> repositories_;
-};
 
 std::string pathWithin(const std::string& repository, const std::string& folder) {
   return folder.substr(repository == "/" ? 1 : repository.size() + 1);
@@ -109,8 +87,8 @@ TidraGitMetadataReader::Tracked TidraGitMetadataReader::tracked(const std::vecto
   for (const std::string& folder : folders) {
     if (holdsRepository(folder)) {
       answer.held.insert(folder);  // a repository in itself
-    } else if (const std::string& repository = finder.of(parentPath(folder)); !repository.empty()) {
-      byRepository[repository].push_back(folder);
+    } else if (const auto repository = finder.of(std::string_view(folder).substr(0, parentPath(folder).size()))) {
+      byRepository[std::string(*repository)].push_back(folder);
     }
   }
   std::vector<std::pair<const std::string*, const std::vector<std::string>*>> questions;

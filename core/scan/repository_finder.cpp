@@ -1,0 +1,63 @@
+// Folders are numbered, and each is kept by the number of its parent and its own name, so that a chain of any depth
+// costs its names alone. A folder that is met for the first time is asked about relative to an open ancestor that is
+// less than one system call's path away.
+#include "core/scan/repository_finder.h"
+
+#include <algorithm>
+
+#include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+constexpr std::size_t longestStep = 1000;  // bytes of a path that one system call takes, whatever the platform
+
+}  // namespace
+
+bool holdsRepository(const std::string& folder) { return static_cast<bool>(pathFacts(joinedPath(folder, ".git"))); }
+
+std::optional<std::string_view> RepositoryFinder::of(std::string_view folder) {
+  if (!top_) top_ = tidra::holdsRepository("/");
+  std::optional<std::string_view> repository;
+  if (*top_) repository = folder.substr(0, 1);
+  std::size_t parent = 0;
+  for (const std::string_view name : splitNonEmpty(folder, '/')) {
+    const auto upToHere = folder.substr(0, static_cast<std::size_t>(name.data() + name.size() - folder.data()));
+    const Place& place = placeOf(parent, upToHere);
+    if (place.holdsRepository) repository = upToHere;
+    parent = place.number;
+  }
+  return repository;
+}
+
+const RepositoryFinder::Place& RepositoryFinder::placeOf(std::size_t parent, std::string_view folder) {
+  std::pair key{parent, std::string(lastPathComponent(folder))};
+  const auto known = places_.find(key);
+  if (known != places_.end()) return known->second;
+  const Place place{places_.size() + 1, looksLikeRepository(folder)};
+  return places_.emplace(std::move(key), place).first->second;
+}
+
+bool RepositoryFinder::looksLikeRepository(std::string_view folder) {
+  if (folder.size() <= longestStep) return tidra::holdsRepository(std::string(folder));
+  const bool isBelow = !openPath_.empty() && isSameOrInside(folder, openPath_);
+  if (!isBelow || (open_ && folder.size() - openPath_.size() > longestStep)) moveTo(folder);
+  if (!open_) return false;  // nor is anything below a folder that is not there
+  const auto below = folder.substr(std::min(folder.size(), openPath_.size() + 1));
+  return static_cast<bool>(entryFacts(open_.get(), below.empty() ? ".git" : joinedPath(below, ".git").c_str()));
+}
+
+void RepositoryFinder::moveTo(std::string_view folder) {
+  const auto below = folder.substr(std::min(folder.size(), openPath_.size() + 1));
+  Outcome<FileDescriptor> opened = std::make_error_code(std::errc::filename_too_long);
+  if (open_ && isSameOrInside(folder, openPath_) && below.size() <= 2 * longestStep) {
+    opened = openSubdirectory(open_.get(), std::string(below).c_str());
+  }
+  if (!opened) opened = openDirectory(folder);  // from the top, and through links
+  open_ = opened ? std::move(*opened) : FileDescriptor{};
+  openPath_ = folder;
+}
+
+}  // namespace tidra
