@@ -50,8 +50,9 @@ std::string itemText(const CleanupCandidate& candidate, const Columns& columns, 
                   style.tier(candidate.item.tier, paddedRight(rawValue(candidate.item.tier), tierWidth)),
                   paddedLeft(ageOf(candidate, options.now), columns.age), place);
   if (candidate.reported && candidate.reported->restoreHint) {
-    text += fmt::format("  {}  {}\n", std::string(sizeWidth, ' '),
-                        style.dim("to get it back: " + shown(*candidate.reported->restoreHint)));
+    std::string hint = "to get it back: " + shown(*candidate.reported->restoreHint);
+    if (candidate.reported->evidence) hint += fmt::format(" ({})", shown(*candidate.reported->evidence));
+    text += fmt::format("  {}  {}\n", std::string(sizeWidth, ' '), style.dim(hint));
   }
   return text;
 }

@@ -13,6 +13,7 @@
 #include "cli/scan_options.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/model/byte_formatting.h"
 #include "core/platform/files.h"
 #include "core/platform/standard_streams.h"
 
@@ -22,7 +23,10 @@ namespace {
 struct CleanOptions {
   ScanOptions scan;
   RemovalOptions removal;
+  bool takesUnproven = false;
 };
+
+constexpr const char* unprovenHelp = "Also artefacts that nothing shows a tool to have made";
 
 /// The scan that a selection is made from; only what can be made again unless a tier is named.
 ScanRequest requestFor(CleanOptions& options, const Program& program) {
@@ -41,10 +45,21 @@ void sortBy(ScanSort order, std::vector<CleanupCandidate>& candidates) {
   });
 }
 
-/// What nothing protects, in the order that was asked for. The rest is told in a note each.
+void noteUnproven(const ScanReport& report) {
+  const auto unproven = unprovenIn(report);
+  if (unproven.count == 0) return;
+  writeNote(
+      fmt::format("{} with {} stay, because nothing shows that a tool made them; look at them with tidra scan, "
+                  "--no-evidence takes them too.",
+                  counted(unproven.count, "artefact", "artefacts"), ByteFormatting::compact(unproven.bytes)));
+}
+
+/// What nothing protects, in the order that was asked for. A note names each of the others.
 std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanRequest& request,
-                                       const RemovalOptions& options, ScanSort order, const Program& program) {
-  auto candidates = selectForCleanup(outcome, request.resolver, {.force = options.force});
+                                       const CleanOptions& options, ScanSort order, const Program& program) {
+  if (!options.takesUnproven && !program.options.quiet) noteUnproven(outcome.report);
+  auto candidates = selectForCleanup(outcome, request.resolver,
+                                     {.force = options.removal.force, .takesUnproven = options.takesUnproven});
   sortBy(order, candidates);
   std::erase_if(candidates, [&](const CleanupCandidate& candidate) {
     if (candidate.refusal && !program.options.quiet) {
@@ -69,7 +84,7 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
     writeNote("The scan was interrupted, so nothing was removed.");
     return ExitStatus::interrupted;
   }
-  const auto candidates = selected(outcome, request, options.removal, view.sort, program);
+  const auto candidates = selected(outcome, request, options, view.sort, program);
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   if (candidates.empty() && !options.removal.json && !options.removal.emptyTrash) {
     writeOut("Nothing to remove.\n");
@@ -90,7 +105,7 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
     writeNote("The scan was interrupted, so no plan was written.");
     return ExitStatus::interrupted;
   }
-  const auto candidates = selected(outcome, request, options.removal, view.sort, program);
+  const auto candidates = selected(outcome, request, options, view.sort, program);
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   const std::string text = jsonText(JsonCodec<CleanupPlan>::encode(plan), true) + "\n";
   if (options.scan.output && !program.options.dryRun) writeResult(options.scan, text);
@@ -114,6 +129,7 @@ void addCleanCommand(CLI::App& app, Program& program) {
   CLI::App* command = app.add_subcommand("clean", "Remove what can be made again, after asking");
   addScanOptions(*command, options->scan, "Items");
   addRemovalOptions(*command, options->removal);
+  command->add_flag("--no-evidence", options->takesUnproven, unprovenHelp);
   command->footer(
       "Examples:\n"
       "  tidra clean ~/code --older-than 3mo          what is safe to remove, to the trash\n"
@@ -129,6 +145,7 @@ void addPlanCommand(CLI::App& app, Program& program) {
   command->add_option("--method", options->removal.method, "Where things will go: trash, quarantine or delete")
       ->type_name("METHOD");
   command->add_flag("--force", options->removal.force, "Also what .tidra-keep protects and what is in use");
+  command->add_flag("--no-evidence", options->takesUnproven, unprovenHelp);
   command->footer(
       "Examples:\n"
       "  tidra plan ~/code -o plan.json                      look at it, edit it, then tidra apply plan.json\n"

@@ -52,6 +52,9 @@ std::string itemLabel(const ScanReportItem& item) {
   }
 }
 
+/// What a default selection leaves alone although its tier would allow it.
+bool needsALook(const ScanReportItem& item) { return lacksEvidence(item) && item.tier != ArtifactSafetyTier::warning; }
+
 std::string groupTitle(const ScanReport& report, const ScanReportItem& item) {
   if (isSystemItem(item)) return shown(systemScanCategoryName(item.category));
   return shown(TidraPathResolver{report.home, {}}.displayPath(item.group));
@@ -187,7 +190,7 @@ class ScanTextWriter {
 
   /// The restore hint as far as the line has room; what is cut is told below the list.
   std::string hint(const ScanReportItem& item, std::size_t used) {
-    const std::string whole = shown(*item.restoreHint);
+    const std::string whole = (needsALook(item) ? "to look at: " : "") + shown(*item.restoreHint);
     if (!onScreen()) return whole;
     const std::size_t room = options_.terminal.columns > used ? options_.terminal.columns - used : 0;
     if (displayWidth(whole) > room) cutHints_.emplace(shown(item.label), whole);
@@ -272,6 +275,7 @@ class ScanTextWriter {
     }
     text_ += options_.isEarlierScan ? fmt::format(" Scanned at {}.\n", iso8601(report_.generatedAt))
                                     : fmt::format(" Scanned in {:.1f} s.\n", report_.durationSeconds);
+    writeUnproven();
     if (report_.volume) {
       text_ += style_.dim(fmt::format("The volume has {} free of {}.",
                                       ByteFormatting::compact(report_.volume->availableBytes),
@@ -279,6 +283,20 @@ class ScanTextWriter {
                '\n';
     }
     if (report_.partial) text_ += "The scan was interrupted, so this is not all.\n";
+  }
+
+  void writeUnproven() {
+    std::size_t count = 0;
+    std::int64_t bytes = 0;
+    for (const ScanReportItem& item : report_.items) {
+      if (!needsALook(item)) continue;
+      ++count;
+      bytes = saturatedSum(bytes, item.bytes);
+    }
+    if (count == 0) return;
+    text_ += fmt::format(
+        "Of these, {} with {} to look at: nothing shows that a tool made them, so tidra clean leaves them.\n",
+        counted(count, "artefact", "artefacts"), ByteFormatting::compact(bytes));
   }
 
   static constexpr std::size_t tierWidth = 7;

@@ -39,7 +39,8 @@ struct RemovalLeftover {
             .safetyTier = ArtifactSafetyTier::safe,
             .restoreHint = "Was being deleted; removing it finishes that",
             .lastActivityDate = std::nullopt,
-            .ruleID = std::nullopt};
+            .ruleID = std::nullopt,
+            .evidence = "a removal began"};
   }
 };
 

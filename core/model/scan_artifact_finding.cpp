@@ -21,6 +21,7 @@ nlohmann::json JsonCodec<ScanArtifactFinding>::encode(const ScanArtifactFinding&
   putOptional(object, "restoreHint", finding.restoreHint);
   putOptional(object, "lastActivityDate", finding.lastActivityDate);
   putOptional(object, "ruleID", finding.ruleID);
+  putOptional(object, "evidence", finding.evidence);
   return object;
 }
 
@@ -35,7 +36,8 @@ ScanArtifactFinding JsonCodec<ScanArtifactFinding>::decode(const nlohmann::json&
           .safetyTier = object.valueOr("safetyTier", ArtifactSafetyTier::safe),
           .restoreHint = object.optional<std::string>("restoreHint"),
           .lastActivityDate = object.optional<TimePoint>("lastActivityDate"),
-          .ruleID = object.optional<std::string>("ruleID")};
+          .ruleID = object.optional<std::string>("ruleID"),
+          .evidence = object.optional<std::string>("evidence")};
 }
 
 }  // namespace tidra
@@ -63,5 +65,6 @@ std::size_t std::hash<tidra::ScanArtifactFinding>::operator()(
   mix(seed, finding.restoreHint);
   mix(seed, finding.lastActivityDate ? finding.lastActivityDate->time_since_epoch().count() : -1);
   mix(seed, finding.ruleID);
+  mix(seed, finding.evidence);
   return seed;
 }

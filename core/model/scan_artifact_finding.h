@@ -23,12 +23,21 @@ struct ScanArtifactFinding {
   std::optional<std::string> restoreHint;     // how to get it back
   std::optional<TimePoint> lastActivityDate;  // of the project or of the item itself; absent when unknown
   std::optional<std::string> ruleID;          // absent when no catalog rule produced it
+  /// By what it is known that a tool made a project's artefact, for people: "holds .package-lock.json". Absent when
+  /// nothing shows it, and for findings outside projects, which no one writes by hand.
+  std::optional<std::string> evidence = {};
 
   bool operator==(const ScanArtifactFinding&) const = default;
 };
 
 /// True for a path that names something only a tool can remove: it begins with "docker:", "conda:" or "pip:".
 bool isToolBackedTarget(std::string_view path);
+
+/// True for a finding of the walk of which nothing shows that a tool made it. `Item` is a finding or a report's item.
+template <class Item>
+bool lacksEvidence(const Item& item) {
+  return item.source == ArtifactSource::projectWalk && !item.evidence;
+}
 
 /// An absent source reads as projectWalk and an absent tier as safe.
 template <>

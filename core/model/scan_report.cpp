@@ -46,7 +46,8 @@ ScanReportItem ScanReportItem::make(const ScanArtifactFinding& finding, std::str
           .restoreHint = finding.restoreHint,
           .lastActivity = finding.lastActivityDate,
           .idleDays = idleDays,
-          .activity = activity};
+          .activity = activity,
+          .evidence = finding.evidence};
 }
 
 ScanReport ScanReport::make(const std::vector<ScanArtifactFinding>& findings, const ScanAggregate& aggregate,
@@ -104,6 +105,7 @@ nlohmann::json JsonCodec<ScanReportItem>::encode(const ScanReportItem& item) {
   putOptional(object, "lastActivity", item.lastActivity);
   putOptional(object, "idleDays", item.idleDays);
   putOptional(object, "activity", item.activity);
+  putOptional(object, "evidence", item.evidence);
   return object;
 }
 
@@ -123,7 +125,8 @@ ScanReportItem JsonCodec<ScanReportItem>::decode(const nlohmann::json& value, co
           .restoreHint = object.optional<std::string>("restoreHint"),
           .lastActivity = object.optional<TimePoint>("lastActivity"),
           .idleDays = object.optional<std::int64_t>("idleDays"),
-          .activity = object.optional<ProjectActivity>("activity")};
+          .activity = object.optional<ProjectActivity>("activity"),
+          .evidence = object.optional<std::string>("evidence")};
 }
 
 namespace {

@@ -38,8 +38,9 @@ struct ScanReportItem {
   std::optional<std::string> ruleID;
   std::optional<std::string> restoreHint;
   std::optional<TimePoint> lastActivity;
-  std::optional<std::int64_t> idleDays;     // whole days since lastActivity
-  std::optional<ProjectActivity> activity;  // of the owning project
+  std::optional<std::int64_t> idleDays;      // whole days since lastActivity
+  std::optional<ProjectActivity> activity;   // of the owning project
+  std::optional<std::string> evidence = {};  // as in the finding
 
   static ScanReportItem make(const ScanArtifactFinding& finding, std::string group, const TidraPathResolver& resolver,
                              std::optional<std::int64_t> idleDays, std::optional<ProjectActivity> activity);

@@ -35,6 +35,7 @@ struct EntryFacts {
   EntryType type = EntryType::other;
   std::uint64_t sizeBytes = 0;  // logical size
   TimePoint modified{};
+  TimePoint changed{};  // of the inode: when it came to this place or changed; no program sets it
   FileIdentity identity;
   std::uint64_t mount = 0;        // number of the mount it was reached through; 0 where the system does not tell
   std::uint32_t owner = 0;        // user id

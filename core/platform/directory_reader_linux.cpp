@@ -68,6 +68,7 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
   return EntryFacts{.type = typeOfMode(status.stx_mode),
                     .sizeBytes = status.stx_size,
                     .modified = timePointAt(status.stx_mtime.tv_sec),
+                    .changed = timePointAt(status.stx_ctime.tv_sec),
                     .identity = {makedev(status.stx_dev_major, status.stx_dev_minor), status.stx_ino},
                     .mount = mountOf(status),
                     .owner = status.stx_uid,

@@ -18,6 +18,7 @@ EntryFacts factsOf(const struct stat& status) {
   return EntryFacts{.type = typeOfMode(status.st_mode),
                     .sizeBytes = static_cast<std::uint64_t>(status.st_size),
                     .modified = timePointAt(status.st_mtimespec.tv_sec),
+                    .changed = timePointAt(status.st_ctimespec.tv_sec),
                     .identity = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)},
                     .mount = 0,
                     .owner = status.st_uid,

@@ -16,6 +16,7 @@
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/bundle_packages.h"
+#include "core/scan/dependency_folders.h"
 #include "core/scan/folder_traversal.h"
 #include "core/scan/measurement.h"
 #include "core/scan/rule_index.h"
@@ -116,6 +117,7 @@ class WalkVisitor {
     if (pathWanted_.load(std::memory_order_relaxed) && pathWanted_.exchange(false)) tellPath(node);
     const FolderFilter filter(filter_, folder.context().place, node);
     ProjectFolder project(lastPathComponent(node.name()), node.descriptor(), folder.reader());
+    PackageSigns packages(lastPathComponent(node.name()));
     std::vector<std::pair<std::string, const NameFacts*>> candidates;
     std::uint64_t visited = 0;
 
@@ -123,6 +125,7 @@ class WalkVisitor {
     for (DirectoryEntry entry; folder.reader().next(entry);) {
       const NameFacts* facts = rules_.find(entry.name);
       if (facts != nullptr && facts->isMarker) project.noteMarker(entry);
+      if (PackageSigns::mayBeSign(entry.name)) packages.note(entry.name);
       if (filter.bars(entry.name)) continue;
       ++visited;
       if (entry.type != EntryType::directory || !isAskedFor(entry.name)) continue;
@@ -135,6 +138,11 @@ class WalkVisitor {
       }
     }
     entriesVisited_ += visited;
+    const auto isPackage = [&](std::string_view name) {
+      return packages.isDependencyFolder() || packages.isEnvironmentPart(name);
+    };
+    folder.forget(isPackage);
+    std::erase_if(candidates, [&](const auto& candidate) { return isPackage(candidate.first); });
     for (const auto& [name, facts] : candidates) decide(folder, project, name, *facts);
   }
 
@@ -158,7 +166,7 @@ class WalkVisitor {
   }
 
   void walkInto(Visit& folder, std::string_view name) {
-    if (request_.onlyNames || isBundlePackage(name)) return;
+    if (request_.onlyNames || isBundlePackage(name) || DependencyFolders::isNamedSo(name)) return;
     folder.descend(name, {WalkFilter::childPlace(folder.context().place, name), nullptr});
   }
 

@@ -50,6 +50,12 @@ class FolderTraversal {
       subfolders_.emplace_back(std::string(name), std::move(context));
     }
 
+    /// Takes back descend() for the subfolders whose name `isUnwanted` accepts.
+    template <class Predicate>
+    void forget(Predicate isUnwanted) {
+      std::erase_if(subfolders_, [&](const auto& subfolder) { return isUnwanted(std::string_view(subfolder.first)); });
+    }
+
    private:
     friend class FolderTraversal;
     Visit(std::shared_ptr<FolderNode> node, Context context, DirectoryReader& reader, unsigned worker)

@@ -7,6 +7,7 @@
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "core/scan/dependency_folders.h"
 
 namespace tidra {
 namespace {
@@ -122,6 +123,11 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
   // What a person keeps out stays out, whichever way leads there.
   if (excluded.bars(request.root) || excluded.bars(spelling.realRoot())) {
     return fmt::format("{} is excluded, so nothing is reported for it.", shown);
+  }
+  if (const auto holder = DependencyFolders::holding(spelling.realRoot())) {
+    return fmt::format("{} lies in the dependency folder {}, which is one finding as a whole; scan {} instead.", shown,
+                       escapedForTerminal(request.resolver.displayPath(*holder)),
+                       escapedForTerminal(request.resolver.displayPath(parentPath(*holder))));
   }
   const MountPoint* mount = mountOf(request.mounts, spelling.realRoot());
   if (mount != nullptr && isPseudoFileSystem(mount->fileSystem)) {

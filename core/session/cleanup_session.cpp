@@ -108,9 +108,22 @@ std::vector<CleanupCandidate> candidatesOf(const std::vector<ScanReportItem>& it
   return candidates;
 }
 
+UnprovenFindings unprovenIn(const ScanReport& report) {
+  UnprovenFindings unproven;
+  for (const ScanReportItem& item : report.items) {
+    if (!lacksEvidence(item)) continue;
+    ++unproven.count;
+    unproven.bytes = saturatedSum(unproven.bytes, item.bytes);
+  }
+  return unproven;
+}
+
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
                                                const CleanupOptions& options) {
-  auto candidates = candidatesOf(outcome.report.items, outcome, resolver, options);
+  std::vector<ScanReportItem> items;
+  std::copy_if(outcome.report.items.begin(), outcome.report.items.end(), std::back_inserter(items),
+               [&](const ScanReportItem& item) { return options.takesUnproven || !lacksEvidence(item); });
+  auto candidates = candidatesOf(items, outcome, resolver, options);
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const auto& a, const auto& b) { return a.item.bytes > b.item.bytes; });
   return candidates;

@@ -24,15 +24,24 @@ struct CleanupCandidate {
 };
 
 struct CleanupOptions {
-  bool force = false;         // also what a keep file or its use protects
-  bool allowAnyPath = false;  // also paths that no rule names
+  bool force = false;          // also what a keep file or its use protects
+  bool allowAnyPath = false;   // also paths that no rule names
+  bool takesUnproven = false;  // also projects' findings that nothing shows a tool to have made
 };
 
 /// Findings of a scan in the given order. Those that a keep file or their use protects carry a refusal.
 std::vector<CleanupCandidate> candidatesOf(const std::vector<ScanReportItem>& items, const ScanOutcome& outcome,
                                            const TidraPathResolver& resolver, const CleanupOptions& options);
 
-/// Everything that a scan has found, the largest first. Those that a keep file or their use protects carry a refusal.
+/// What a selection leaves to a person, because nothing shows that a tool made it.
+struct UnprovenFindings {
+  std::size_t count = 0;
+  std::int64_t bytes = 0;
+};
+UnprovenFindings unprovenIn(const ScanReport& report);
+
+/// Everything that a scan has found, the largest first, without what unprovenIn() counts unless the options take that.
+/// Those that a keep file or their use protects carry a refusal.
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
                                                const CleanupOptions& options);
 

@@ -16,6 +16,7 @@
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_scanner.h"
 #include "core/scan/directory_size.h"
+#include "core/scan/finding_assessment.h"
 #include "core/scan/place_set.h"
 #include "core/scan/system_scanner.h"
 #include "core/session/leftover_finder.h"
@@ -42,8 +43,8 @@ class ScanSession {
       addSystemFindings(*system);
       addLeftovers();
     }
+    assessFindings(outcome_.findings, request_.resolver, [this] { return cancelled_.load(); });
     raiseTracked();
-    raisePythonPackages();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     generatedAt_ = request_.now + std::chrono::floor<std::chrono::seconds>(duration);
     std::erase_if(outcome_.findings, [this](const auto& finding) { return !isWanted(finding); });
@@ -251,6 +252,7 @@ class ScanSession {
       if (tracked.held.contains(finding.path)) {
         finding.safetyTier = ArtifactSafetyTier::warning;
         finding.restoreHint = "Holds files tracked by git";
+        finding.evidence.reset();
       } else if (tracked.unknown.contains(finding.path)) {
         finding.safetyTier = std::max(finding.safetyTier, ArtifactSafetyTier::caution);
       }
@@ -258,17 +260,6 @@ class ScanSession {
     if (!tracked.unknown.empty()) {
       note(fmt::format("git could not be asked about {} of the findings, so none of those counts as safe.",
                        tracked.unknown.size()));
-    }
-  }
-
-  /// The standard library of Python has a package "venv", and others are called "build" or "coverage": source that an
-  /// installation consists of, which nothing in that place makes again.
-  void raisePythonPackages() {
-    for (auto& finding : outcome_.findings) {
-      if (finding.source != ArtifactSource::projectWalk || !pathFacts(joinedPath(finding.path, "__init__.py")))
-        continue;
-      finding.safetyTier = ArtifactSafetyTier::warning;
-      finding.restoreHint = "Is a Python package of that name";
     }
   }
 

@@ -10,6 +10,11 @@ namespace tidra {
 CliTest::CliTest() {
   chooseTemporaryFolder();
   tree_ = std::make_unique<TemporaryTree>();
+  for (const char* mark :
+       {"code/web/package.json", "code/web/node_modules/.package-lock.json", "code/tool/target/CACHEDIR.TAG",
+        "code/ancient/target/CACHEDIR.TAG", "code/snake/pyproject.toml", "code/snake/.venv/pyvenv.cfg"}) {
+    tree_->writeFile(mark);
+  }
   tree_->writeFileOfSize("code/web/node_modules/a/f", 3000);
   tree_->writeFileOfSize("code/web/dist/f", 200);
   tree_->writeFileOfSize("code/tool/target/f", 50000);

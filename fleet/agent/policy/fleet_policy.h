@@ -56,6 +56,7 @@ struct FleetPolicy {
     std::optional<std::vector<std::string>> ecosystems;  // absent: every one; empty: none
     std::int64_t minIdleDays = defaultMinIdleDays;
     bool requireKnownIdle = false;
+    bool requireEvidence = false;  // projects' findings that nothing shows a tool to have made are skipped
     std::uint64_t minBytes = defaultMinBytes;
     std::optional<std::uint64_t> maxBytesPerRun;
     std::optional<std::int64_t> maxItemsPerRun;

@@ -74,6 +74,7 @@ struct JsonCodec<FleetPolicy::AutoClean> {
     nlohmann::json object{{"tiers", JsonCodec<Tiers>::encode(clean.tiers)},
                           {"minIdleDays", clean.minIdleDays},
                           {"requireKnownIdle", clean.requireKnownIdle},
+                          {"requireEvidence", clean.requireEvidence},
                           {"minBytes", clean.minBytes}};
     putOptional(object, "categories", clean.categories);
     putOptional(object, "ecosystems", clean.ecosystems);
@@ -89,6 +90,7 @@ struct JsonCodec<FleetPolicy::AutoClean> {
     clean.ecosystems = object.optional<Texts>("ecosystems");
     clean.minIdleDays = object.valueOr("minIdleDays", clean.minIdleDays);
     clean.requireKnownIdle = object.valueOr("requireKnownIdle", clean.requireKnownIdle);
+    clean.requireEvidence = object.valueOr("requireEvidence", clean.requireEvidence);
     clean.minBytes = object.valueOr("minBytes", clean.minBytes);
     clean.maxBytesPerRun = object.optional<std::uint64_t>("maxBytesPerRun");
     clean.maxItemsPerRun = object.optional<std::int64_t>("maxItemsPerRun");

@@ -42,6 +42,7 @@ FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub) {
   policy.scan.home = own.scan.home;
   policy.scan.extraRules = own.scan.extraRules;
   policy.dryRun = policy.dryRun || own.dryRun;
+  policy.autoClean.requireEvidence = policy.autoClean.requireEvidence || own.autoClean.requireEvidence;
   FleetPolicy::Never& never = policy.never;
   addAll(never.tiers, own.never.tiers);
   addAll(never.ruleIDs, own.never.ruleIDs);

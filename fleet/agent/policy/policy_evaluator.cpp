@@ -35,9 +35,10 @@ class Rules {
     if (categories_ && !categories_->contains(item.category)) return SkipReason::categoryNotAllowed;
     if (ecosystems_ && !ecosystems_->contains(item.ecosystem)) return SkipReason::ecosystemNotAllowed;
     if (sizeOf(item) < clean_.minBytes) return SkipReason::tooSmall;
-    if (!item.idleDays) return clean_.requireKnownIdle ? std::optional(SkipReason::idleUnknown) : std::nullopt;
+    if (!item.idleDays && clean_.requireKnownIdle) return SkipReason::idleUnknown;
     // Without a least age a date in the future is no hindrance either.
-    if (clean_.minIdleDays >= 1 && *item.idleDays < clean_.minIdleDays) return SkipReason::tooRecent;
+    if (item.idleDays && clean_.minIdleDays >= 1 && *item.idleDays < clean_.minIdleDays) return SkipReason::tooRecent;
+    if (clean_.requireEvidence && lacksEvidence(item)) return SkipReason::noEvidence;
     return std::nullopt;
   }
 

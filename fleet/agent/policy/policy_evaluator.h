@@ -25,6 +25,7 @@ enum class SkipReason {
   idleUnknown,
   tooSmall,
   overBudget,
+  noEvidence,
 };
 
 template <>
@@ -41,6 +42,7 @@ struct EnumTable<SkipReason> {
       EnumRow<SkipReason>{SkipReason::idleUnknown, "idleUnknown"},
       EnumRow<SkipReason>{SkipReason::tooSmall, "tooSmall"},
       EnumRow<SkipReason>{SkipReason::overBudget, "overBudget"},
+      EnumRow<SkipReason>{SkipReason::noEvidence, "noEvidence"},
   };
 };
 

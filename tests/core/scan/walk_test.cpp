@@ -30,10 +30,10 @@ TEST(Walk, NeverFindsAnArtefactInsideAnother) {
 
 TEST(Walk, TheRootItselfIsNoFinding) {
   const TemporaryTree tree;
-  makeEntries(tree, {"node_modules/a/node_modules/f=1"});
+  makeEntries(tree, {"target/a/target/f=1"});
   auto request = requestFor(tree, catalog);
-  request.root = tree.path("node_modules");
-  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre("node_modules/a/node_modules"));
+  request.root = tree.path("target");
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre("target/a/target"));
 }
 
 TEST(Walk, OnlyFoldersAreArtefactsAndLinksAreNeverFollowed) {

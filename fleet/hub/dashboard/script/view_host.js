@@ -9,6 +9,7 @@ const skipWords = {
   ecosystemNotAllowed: "Its ecosystem is not allowed",
   tooRecent: "Used too recently",
   idleUnknown: "Last use is unknown",
+  noEvidence: "Nothing shows that a tool made it",
   tooSmall: "Too small",
   overBudget: "Over the budget of a run",
 };

@@ -1,0 +1,320 @@
+// The proofs, strongest first: what the maker alone leaves inside (a row of the table below); that git ignores the
+// folder; the maker's own manifest beside it. The weaker ones count only where nothing speaks against them: a manifest
+// of its own inside, mostly hand-written source, a place below tests' fixtures, or that nothing in it was written since
+// its project came to this disk, as in an unpacked archive. Some folders no tool brings back, whatever else they show.
+#include "core/scan/artifact_evidence.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <vector>
+
+#include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
+#include "core/scan/exclusion_filter.h"
+
+namespace tidra {
+namespace {
+
+/// What is known of the makers of folders of one name. `marks` lie inside and `manifests` beside, as names or patterns
+/// separated by blanks; a mark may be a path. Where `needs` is not empty, one of these must lie beside, since nothing
+/// else says how to make the folder again. Marks that travel come along in archives and repositories.
+struct Maker {
+  std::string_view folder;
+  std::string_view marks;
+  std::string_view manifests = {};
+  std::string_view needs = {};
+  bool marksTravel = false;
+};
+
+constexpr std::string_view environmentManifests =
+    "requirements*.txt requirements*.in requirements pyproject.toml setup.py setup.cfg Pipfile Pipfile.lock "
+    "poetry.lock uv.lock pdm.lock environment.yml environment.yaml";
+
+constexpr std::array makers{
+    Maker{"node_modules", ".package-lock.json .modules.yaml .yarn-state.yml .yarn-integrity", "package.json",
+          "package.json"},
+    Maker{".pnpm-store", "v*/files v*/index"},
+    Maker{".next", "BUILD_ID build-manifest.json cache trace package.json", "package.json next.config.*"},
+    Maker{".nuxt", "nuxt.d.ts nuxt.json dist tsconfig.json", "nuxt.config.*"},
+    Maker{".svelte-kit", "generated output tsconfig.json", "svelte.config.*"},
+    Maker{".turbo", "cache cookies daemon turbo-*.log *.log", "turbo.json package.json"},
+    Maker{".parcel-cache", "*.blob data.mdb *.txt", "package.json"},
+    Maker{".angular", "cache", "angular.json"},
+    Maker{".nx", "cache workspace-data", "nx.json package.json"},
+    Maker{"dist", "CACHEDIR.TAG .vite/manifest.json *.tsbuildinfo *.whl", "package.json pyproject.toml setup.py"},
+    Maker{"coverage",
+          "lcov.info clover.xml coverage-final.json coverage-summary.json lcov-report .last_run.json .resultset.json "
+          "cobertura-coverage.xml",
+          "package.json"},
+    Maker{
+        "build",
+        "CMakeCache.txt CACHEDIR.TAG .ninja_log build.ninja meson-info tmp/compileJava classes/java/main "
+        "classes/kotlin/main bdist.* lib.*-cpython-* temp.*-cpython-*",
+        "build.gradle build.gradle.kts Package.swift package.json setup.py pyproject.toml meson.build CMakeLists.txt"},
+    Maker{"target", "CACHEDIR.TAG .rustc_info.json maven-status maven-archiver surefire-reports",
+          "Cargo.toml pom.xml build.gradle build.gradle.kts build.sbt"},
+    Maker{".gradle", "buildOutputCleanup vcs-1 file-system.probe checksums [0-9]*",
+          "build.gradle build.gradle.kts settings.gradle settings.gradle.kts gradlew"},
+    Maker{"__pycache__", "*.pyc", {}, {}, true},
+    Maker{".venv", "pyvenv.cfg", {}, environmentManifests},
+    Maker{"venv", "pyvenv.cfg", {}, environmentManifests},
+    Maker{".mypy_cache", "CACHEDIR.TAG [0-9].[0-9]*"},
+    Maker{".pytest_cache", "CACHEDIR.TAG v/cache"},
+    Maker{".ruff_cache", "CACHEDIR.TAG [0-9]*.[0-9]*.[0-9]*"},
+    Maker{".tox", ".pkg .tox-info.json CACHEDIR.TAG */pyvenv.cfg", "tox.ini pyproject.toml setup.cfg"},
+    Maker{"vendor",
+          "composer/installed.json modules.txt bundle/ruby ruby/*/specifications",
+          {},
+          "go.mod go.work composer.json Gemfile",
+          true},
+    Maker{"Pods", "Manifest.lock", "Podfile"},
+    Maker{".build", "workspace-state.json build.db checkouts", "Package.swift"},
+    Maker{"obj", "project.assets.json *.nuget.g.props", "*.csproj *.fsproj *.vbproj"},
+    Maker{".terraform", "providers modules/modules.json terraform.tfstate", "*.tf"},
+    Maker{".aider.tags.cache.v3", "cache.db"},
+    Maker{".crush", "crush.db"},
+    Maker{".chroma", "chroma.sqlite3"},
+    Maker{"chroma_db", "chroma.sqlite3"},
+    Maker{".lancedb", "*.lance"},
+    Maker{"worktrees", "*/.git"},
+};
+
+/// Source that people write and no build puts into its output.
+constexpr std::string_view sourceSuffixes =
+    ".ts .tsx .jsx .go .c .cc .cpp .cxx .h .hpp .m .mm .py .pyx .rb .rs .java .kt .scala .swift .cs .php .pl .pm .sh "
+    ".vim "
+    ".el .lua .ml .hs .erl .ex .exs .f90 .pas .sql .proto .am .in .ac .m4 .cmake .rst .po .pod .tcl .erb .y .l .g4 .md";
+
+/// Folders below which projects lie only as examples for tests.
+constexpr std::array fixtureFolders{
+    std::string_view{"fixtures"},  std::string_view{"__fixtures__"},  std::string_view{"fixture"},
+    std::string_view{"testdata"},  std::string_view{"test-data"},     std::string_view{"__tests__"},
+    std::string_view{"__mocks__"}, std::string_view{"__snapshots__"},
+};
+
+/// These are such folders only in a project; people also call a place for their experiments so.
+constexpr std::array testFolders{std::string_view{"test"}, std::string_view{"tests"}, std::string_view{"spec"},
+                                 std::string_view{"testing"}};
+
+constexpr std::string_view projectManifests =
+    "package.json go.mod Cargo.toml pom.xml setup.py pyproject.toml Makefile Makefile.am CMakeLists.txt meson.build "
+    "composer.json Gemfile *.gemspec *.csproj BUILD BUILD.bazel configure.ac";
+
+/// What only finished programs are put into: no build in that folder makes its packages again.
+constexpr std::array deployableFolders{std::string_view{".output"}, std::string_view{".amplify-hosting"},
+                                       std::string_view{".vercel"}, std::string_view{".netlify"}};
+
+struct Entry {
+  std::string name;
+  EntryType type = EntryType::other;
+};
+
+/// Of larger folders the first of them, in the order of the disk.
+constexpr std::size_t mostEntries = 4096;
+
+std::vector<Entry> listing(const std::string& folder) {
+  std::vector<Entry> entries;
+  const auto opened = openDirectory(folder);
+  if (!opened) return entries;
+  DirectoryReader reader;
+  reader.start(opened->get());
+  for (DirectoryEntry entry; entries.size() < mostEntries && reader.next(entry);) {
+    entries.push_back({std::string(entry.name), entry.type});
+  }
+  return entries;
+}
+
+/// The first path of the list that exists for a pattern whose components stand for names; empty when there is none.
+std::string firstMatch(const std::string& folder, const std::vector<Entry>& entries, std::string_view pattern) {
+  const auto slash = pattern.find('/');
+  const std::string first(pattern.substr(0, slash));
+  for (const Entry& entry : entries) {
+    if (isGlob(first) ? !globMatches(first, entry.name.c_str()) : entry.name != first) continue;
+    if (slash == std::string_view::npos) return entry.name;
+    const std::string below = joinedPath(folder, entry.name);
+    const auto rest = pattern.substr(slash + 1);
+    if (!isGlob(rest)) {
+      if (pathFacts(joinedPath(below, rest))) return joinedPath(entry.name, rest);
+    } else if (const auto found = firstMatch(below, listing(below), rest); !found.empty()) {
+      return joinedPath(entry.name, found);
+    }
+  }
+  return {};
+}
+
+/// The same for the first of several patterns.
+std::string firstOf(const std::string& folder, const std::vector<Entry>& entries, std::string_view patterns) {
+  for (const std::string_view pattern : splitNonEmpty(patterns, ' ')) {
+    if (auto found = firstMatch(folder, entries, pattern); !found.empty()) return found;
+  }
+  return {};
+}
+
+/// Some of the files and folders below a folder, the upper ones first.
+struct Sample {
+  std::size_t files = 0;
+  std::size_t sources = 0;
+  TimePoint newest = TimePoint::min();
+
+  static Sample of(const std::string& folder);
+};
+
+bool isSource(std::string_view name) {
+  const auto dot = name.rfind('.');
+  if (dot == std::string_view::npos || dot == 0 || name.ends_with(".d.ts")) return false;
+  const auto suffixes = splitNonEmpty(sourceSuffixes, ' ');
+  return std::find(suffixes.begin(), suffixes.end(), name.substr(dot)) != suffixes.end();
+}
+
+Sample Sample::of(const std::string& folder) {
+  constexpr std::size_t mostFiles = 96;
+  constexpr std::size_t mostFolders = 24;
+  Sample sample;
+  std::deque<std::string> waiting{folder};
+  for (std::size_t folders = 0; !waiting.empty() && folders < mostFolders && sample.files < mostFiles; ++folders) {
+    const std::string current = std::move(waiting.front());
+    waiting.pop_front();
+    // The folder itself may be newer than all it holds: archives are unpacked into folders that were made for them.
+    if (const auto facts = pathFacts(current); facts && current != folder) {
+      sample.newest = std::max(sample.newest, facts->modified);
+    }
+    const auto opened = openDirectory(current);
+    if (!opened) continue;
+    DirectoryReader reader;
+    reader.start(opened->get());
+    for (DirectoryEntry entry; sample.files < mostFiles && reader.next(entry);) {
+      if (entry.type == EntryType::directory && waiting.size() < mostFolders) {
+        waiting.push_back(joinedPath(current, entry.name));
+      }
+      if (entry.type != EntryType::regularFile) continue;
+      ++sample.files;
+      if (isSource(entry.name)) ++sample.sources;
+      const auto facts = entryFacts(opened->get(), entry.name.data());
+      if (facts) sample.newest = std::max(sample.newest, facts->modified);
+    }
+  }
+  return sample;
+}
+
+/// When the oldest file of a folder, or of the nearest one above it that has files, came to this disk: no archive and
+/// no copy can bring that along. Absent where there are no files.
+std::optional<TimePoint> arrivalOf(std::string folder) {
+  constexpr std::size_t mostFiles = 64;
+  constexpr int mostLevels = 8;
+  std::optional<TimePoint> earliest;
+  for (int level = 0; level < mostLevels && !earliest && folder != "/"; ++level, folder = parentPath(folder)) {
+    std::size_t asked = 0;
+    for (const Entry& entry : listing(folder)) {
+      if (entry.type != EntryType::regularFile || asked++ >= mostFiles) continue;
+      const auto facts = pathFacts(joinedPath(folder, entry.name));
+      if (facts && (!earliest || facts->changed < *earliest)) earliest = facts->changed;
+    }
+  }
+  return earliest;
+}
+
+bool isIn(const auto& names, std::string_view name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+bool hasComponent(std::string_view path, const auto& names) {
+  const auto components = splitNonEmpty(path, '/');
+  return std::any_of(components.begin(), components.end(), [&](auto component) { return isIn(names, component); });
+}
+
+bool isBelowTests(const std::string& folder) {
+  if (hasComponent(folder, fixtureFolders)) return true;
+  constexpr std::array sourceTrees{"/src/main/", "/src/test/", "/src/it/"};
+  const auto isInTree = [&](const char* tree) { return (folder + "/").find(tree) != std::string::npos; };
+  if (std::any_of(sourceTrees.begin(), sourceTrees.end(), isInTree)) return true;
+  std::string place = folder;
+  constexpr int mostLevels = 16;
+  for (int level = 0; level < mostLevels && place != "/"; ++level) {
+    std::string above = parentPath(place);
+    if (isIn(testFolders, lastPathComponent(place)) && !firstOf(above, listing(above), projectManifests).empty()) {
+      return true;
+    }
+    place = std::move(above);
+  }
+  return false;
+}
+
+/// One finding while it is judged. What is needed more than once is read once, and only when it is needed.
+class Case {
+ public:
+  Case(const ScanArtifactFinding& finding, IgnoreFinder& ignored)
+      : path_(finding.path), project_(parentPath(finding.path)), ignored_(ignored) {
+    const auto name = lastPathComponent(path_);
+    const auto known =
+        std::find_if(makers.begin(), makers.end(), [&](const Maker& maker) { return maker.folder == name; });
+    if (known != makers.end()) maker_ = &*known;
+  }
+
+  std::optional<std::string> evidence() {
+    // Only a rule of the user's own names other folders, and who wrote it knows them.
+    if (maker_ == nullptr) return "named by a rule of your own";
+    inside_ = listing(path_);
+    beside_ = listing(project_);
+    if (isBeyondRemaking()) return std::nullopt;
+    const std::string mark = firstOf(path_, inside_, maker_->marks);
+    const bool mayHaveTravelled = !mark.empty() && (maker_->marksTravel || isBelowTests(project_));
+    if (!mark.empty() && !(mayHaveTravelled && isUnpacked())) return fmt::format("holds {}", mark);
+    const auto ignored = ignored_.of(path_);
+    if (ignored.isIgnored && ignored.isInRepository) return "ignored by git";
+    if (isUnpacked() || speaksAgainst()) return std::nullopt;
+    if (ignored.isIgnored) return "ignored by a .gitignore above it";
+    const std::string manifest = firstOf(project_, beside_, maker_->manifests);
+    if (!manifest.empty()) return fmt::format("beside {}", manifest);
+    return std::nullopt;
+  }
+
+ private:
+  /// Nothing in that place says what was in the folder, or what it holds is not to be had again.
+  bool isBeyondRemaking() const {
+    if (!maker_->needs.empty() && firstOf(project_, beside_, maker_->needs).empty()) return true;
+    if (hasComponent(project_, deployableFolders) || project_.find("/.next/standalone") != std::string::npos)
+      return true;
+    if (maker_->folder != "vendor") return false;
+    const std::string cached = firstOf(path_, inside_, "*.gem cache/*.gem");
+    return !cached.empty();
+  }
+
+  bool isUnpacked() {
+    if (!isUnpacked_) {
+      const auto arrival = arrivalOf(project_);
+      isUnpacked_ = arrival && sample().newest < *arrival;
+    }
+    return *isUnpacked_;
+  }
+
+  bool speaksAgainst() {
+    return !firstOf(path_, inside_, projectManifests).empty() || sample().sources * 2 > sample().files ||
+           isBelowTests(project_);
+  }
+
+  const Sample& sample() {
+    if (!sample_) sample_ = Sample::of(path_);
+    return *sample_;
+  }
+
+  const std::string& path_;
+  std::string project_;
+  IgnoreFinder& ignored_;
+  const Maker* maker_ = nullptr;
+  std::vector<Entry> inside_;
+  std::vector<Entry> beside_;
+  std::optional<Sample> sample_;
+  std::optional<bool> isUnpacked_;
+};
+
+}  // namespace
+
+std::optional<std::string> ArtifactEvidence::of(const ScanArtifactFinding& finding) {
+  return Case(finding, ignored_).evidence();
+}
+
+}  // namespace tidra

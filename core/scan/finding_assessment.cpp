@@ -1,0 +1,54 @@
+#include "core/scan/finding_assessment.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
+#include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
+#include "core/scan/artifact_evidence.h"
+#include "core/scan/installed_programs.h"
+
+namespace tidra {
+namespace {
+
+void raise(ScanArtifactFinding& finding, std::string reason) {
+  finding.safetyTier = ArtifactSafetyTier::warning;
+  finding.restoreHint = std::move(reason);
+}
+
+void assess(ScanArtifactFinding& finding, ArtifactEvidence& evidence) {
+  // The standard library of Python has a package "venv", and others are called "build" or "coverage".
+  if (pathFacts(joinedPath(finding.path, "__init__.py"))) return raise(finding, "Is a Python package of that name");
+  if (const auto program = InstalledPrograms::ownerOf(finding.path)) {
+    return raise(finding, fmt::format("Belongs to the installed program {}", *program));
+  }
+  finding.evidence = evidence.of(finding);
+}
+
+}  // namespace
+
+void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathResolver& resolver,
+                    const std::function<bool()>& shouldStop) {
+  // Neighbours share their ignore files, so a thread takes several at a time.
+  constexpr std::size_t batch = 32;
+  std::atomic<std::size_t> next{0};
+  const auto work = [&] {
+    ArtifactEvidence evidence(resolver);
+    for (std::size_t start = next.fetch_add(batch); start < findings.size(); start = next.fetch_add(batch)) {
+      const std::size_t end = std::min(start + batch, findings.size());
+      for (std::size_t i = start; i < end && !shouldStop(); ++i) {
+        if (findings[i].source == ArtifactSource::projectWalk && findings[i].ruleID) assess(findings[i], evidence);
+      }
+    }
+  };
+  constexpr std::size_t mostThreads = 8;
+  std::vector<std::jthread> threads;
+  const std::size_t wanted = std::min(mostThreads, findings.size() / batch);
+  while (threads.size() < wanted) threads.emplace_back(work);
+  work();
+}
+
+}  // namespace tidra

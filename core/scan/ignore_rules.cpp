@@ -1,0 +1,135 @@
+// A folder is ignored when a pattern ignores it or a folder above it; git never looks below an ignored folder, so
+// nothing there can be taken back. Of several files the one nearest to the entry is asked first.
+#include "core/scan/ignore_rules.h"
+
+#include <algorithm>
+
+#include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+#include "core/scan/exclusion_filter.h"
+
+namespace tidra {
+namespace {
+
+constexpr std::size_t largestIgnoreFile = 256 * 1024;
+constexpr std::size_t mostPatterns = 4096;
+
+/// Folders above this many levels are not asked: no repository is as deep.
+constexpr std::size_t mostLevels = 64;
+
+/// Without what git leaves out: a final CR and blanks at the end that no backslash keeps.
+std::string_view patternOf(std::string_view line) {
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  while (line.ends_with(' ') && !line.ends_with("\\ ")) line.remove_suffix(1);
+  return line.starts_with('#') ? std::string_view() : line;
+}
+
+bool matchesFrom(const std::vector<std::string>& pattern, std::size_t i, const std::vector<std::string>& names,
+                 std::size_t j) {
+  for (; i < pattern.size(); ++i, ++j) {
+    if (pattern[i] == "**") {
+      // Consecutive "**" were made one, so the number of tries is bounded by the components of the path.
+      if (i + 1 == pattern.size()) return j < names.size();
+      for (std::size_t next = j; next < names.size(); ++next) {
+        if (matchesFrom(pattern, i + 1, names, next)) return true;
+      }
+      return false;
+    }
+    if (j == names.size() || !globMatches(pattern[i], names[j].c_str())) return false;
+  }
+  return j == names.size();
+}
+
+/// A pattern may hold this many "**"; more would only serve to make matching slow.
+constexpr std::ptrdiff_t mostSpans = 3;
+
+IgnoreRules readRules(const std::string& path) {
+  const auto text = readRegularFile(path, largestIgnoreFile);
+  return text ? IgnoreRules(*text) : IgnoreRules();
+}
+
+}  // namespace
+
+IgnoreRules::IgnoreRules(std::string_view text) {
+  for (const std::string_view line : splitNonEmpty(text, '\n')) {
+    if (patterns_.size() == mostPatterns) return;
+    std::string_view written = patternOf(line);
+    Pattern pattern;
+    if (written.starts_with('!')) {
+      pattern.takesBack = true;
+      written.remove_prefix(1);
+    }
+    while (written.ends_with('/')) written.remove_suffix(1);  // folders only, and nothing else is asked about
+    const bool isTied = written.find('/') != std::string_view::npos;
+    for (const std::string_view component : splitNonEmpty(written, '/')) {
+      if (component == "**" && !pattern.components.empty() && pattern.components.back() == "**") continue;
+      pattern.components.emplace_back(component);
+    }
+    if (pattern.components.empty()) continue;
+    if (!isTied && pattern.components.front() != "**") pattern.components.insert(pattern.components.begin(), "**");
+    const auto spans = std::count(pattern.components.begin(), pattern.components.end(), "**");
+    if (spans <= mostSpans) patterns_.push_back(std::move(pattern));
+  }
+}
+
+std::optional<bool> IgnoreRules::ignores(const std::string& path) const {
+  if (patterns_.empty()) return std::nullopt;
+  std::vector<std::string> names;
+  for (const std::string_view name : splitNonEmpty(path, '/')) names.emplace_back(name);
+  for (auto pattern = patterns_.rbegin(); pattern != patterns_.rend(); ++pattern) {
+    if (matchesFrom(pattern->components, 0, names, 0)) return !pattern->takesBack;
+  }
+  return std::nullopt;
+}
+
+IgnoreFinder::IgnoreFinder(const TidraPathResolver& resolver) : home_(resolver.home) {
+  if (const auto global = resolver.resolve("$XDG_CONFIG_HOME/git/ignore")) global_ = readRules(*global);
+}
+
+const IgnoreFinder::Folder& IgnoreFinder::look(const std::string& folder) {
+  auto& known = folders_[folder];
+  if (!known) {
+    known = std::make_unique<Folder>();
+    known->rules = readRules(joinedPath(folder, ".gitignore"));
+    known->isRepository = static_cast<bool>(pathFacts(joinedPath(folder, ".git")));
+    if (known->isRepository) known->excluded = readRules(joinedPath(folder, ".git/info/exclude"));
+  }
+  return *known;
+}
+
+IgnoreFinder::Answer IgnoreFinder::of(const std::string& folder) {
+  std::vector<Level> levels;  // nearest first
+  Answer answer;
+  std::string above = parentPath(folder);
+  for (; levels.size() < mostLevels && !answer.isInRepository; above = parentPath(above)) {
+    const Folder& looked = look(above);
+    answer.isInRepository = looked.isRepository;
+    if (above == home_ && !looked.isRepository) break;
+    levels.push_back({above, &looked.rules});
+    if (above == "/") break;
+  }
+  if (levels.empty()) return answer;
+  if (answer.isInRepository) {
+    // Of least weight: what only this clone, and what only this user ignores.
+    const std::string repository = levels.back().folder;
+    levels.push_back({repository, &look(repository).excluded});
+    levels.push_back({repository, &global_});
+  }
+  const std::string& top = levels.back().folder;
+  const std::string relative = folder.substr(top == "/" ? 1 : top.size() + 1);
+  for (auto end = relative.find('/');; end = relative.find('/', end + 1)) {
+    const std::string entry = joinedPath(top, relative.substr(0, end));
+    for (const Level& level : levels) {
+      if (entry == level.folder || !isSameOrInside(entry, level.folder)) continue;
+      const auto said = level.rules->ignores(entry.substr(level.folder == "/" ? 1 : level.folder.size() + 1));
+      if (!said) continue;
+      if (*said) answer.isIgnored = true;
+      break;
+    }
+    if (answer.isIgnored || end == std::string::npos) return answer;
+  }
+}
+
+}  // namespace tidra

@@ -1,0 +1,68 @@
+// What git ignores, read from the files that say so, also where there is no repository any more.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "core/platform/path_resolver.h"
+
+namespace tidra {
+
+/// One file of ignore patterns, with git's rules: the last pattern that matches decides, "!" takes back, a "/" before
+/// the end ties the pattern to the folder of the file, "**" spans folders.
+class IgnoreRules {
+ public:
+  IgnoreRules() = default;
+  explicit IgnoreRules(std::string_view text);
+
+  /// True when the folder is ignored, false when a pattern takes it back, absent when none speaks of it. `path` is
+  /// relative to the folder of the file, without a leading "/".
+  std::optional<bool> ignores(const std::string& path) const;
+
+ private:
+  struct Pattern {
+    std::vector<std::string> components;  // "**" for any number of folders
+    bool takesBack = false;
+  };
+
+  std::vector<Pattern> patterns_;
+};
+
+/// Looks folders up in the ignore files above them. Keeps what it has read; for one thread.
+class IgnoreFinder {
+ public:
+  /// The user's own ignore file counts in repositories.
+  explicit IgnoreFinder(const TidraPathResolver& resolver);
+
+  struct Answer {
+    bool isIgnored = false;
+    bool isInRepository = false;  // ".git" was found at or above the folder's parent
+  };
+
+  /// Without a repository the ignore files count up to the home folder, whose own does not, or to "/".
+  Answer of(const std::string& folder);
+
+ private:
+  struct Level {
+    std::string folder;
+    const IgnoreRules* rules;
+  };
+
+  struct Folder {
+    IgnoreRules rules;
+    IgnoreRules excluded;  // of a repository: ".git/info/exclude"
+    bool isRepository = false;
+  };
+
+  const Folder& look(const std::string& folder);
+
+  std::string home_;
+  IgnoreRules global_;
+  std::unordered_map<std::string, std::unique_ptr<Folder>> folders_;
+};
+
+}  // namespace tidra

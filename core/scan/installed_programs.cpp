@@ -1,0 +1,160 @@
+// Two kinds of proof. A place that only tool managers, editors and applications use: the table below, a line each,
+// which is where a new tool is added. And structure: the global prefix of npm, an Electron application, a program that
+// brings its own Node.
+#include "core/scan/installed_programs.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+#include "core/scan/exclusion_filter.h"
+
+namespace tidra {
+namespace {
+
+/// `place` is a row of path components, found anywhere in a path, with wildcards within a component. An empty `program`
+/// means that the last of the matched components is its name.
+struct ProgramPlace {
+  std::string_view place;
+  std::string_view program;
+};
+
+constexpr std::array programPlaces{
+    // Version managers and what they install.
+    ProgramPlace{".nvm", "nvm"},
+    ProgramPlace{".fnm", "fnm"},
+    ProgramPlace{"fnm/node-versions", "fnm"},
+    ProgramPlace{".volta", "Volta"},
+    ProgramPlace{".asdf", "asdf"},
+    ProgramPlace{".nodenv", "nodenv"},
+    ProgramPlace{".nodebrew", "nodebrew"},
+    ProgramPlace{".proto", "proto"},
+    ProgramPlace{".pyenv", "pyenv"},
+    ProgramPlace{".rbenv", "rbenv"},
+    ProgramPlace{".rvm", "RVM"},
+    ProgramPlace{".sdkman", "SDKMAN"},
+    ProgramPlace{".jenv", "jEnv"},
+    ProgramPlace{".rye", "Rye"},
+    ProgramPlace{".rustup", "rustup"},
+    ProgramPlace{".cargo/registry", "Cargo"},
+    ProgramPlace{"go/pkg/mod", "Go"},
+    // Global packages.
+    ProgramPlace{".npm-global", "npm"},
+    ProgramPlace{".npm-packages", "npm"},
+    ProgramPlace{".config/yarn/global", "Yarn"},
+    ProgramPlace{".yarn/global", "Yarn"},
+    ProgramPlace{"pnpm/global", "pnpm"},
+    ProgramPlace{".bun", "Bun"},
+    ProgramPlace{".deno", "Deno"},
+    ProgramPlace{"pipx/venvs/*", ""},
+    ProgramPlace{"uv/tools/*", ""},
+    // Editors and their extensions.
+    ProgramPlace{".vscode*/extensions/*", ""},
+    ProgramPlace{".vscode-server*", "VS Code Server"},
+    ProgramPlace{".cursor*/extensions/*", ""},
+    ProgramPlace{".windsurf*/extensions/*", ""},
+    ProgramPlace{".positron*/extensions/*", ""},
+    ProgramPlace{".antigravity/extensions/*", ""},
+    ProgramPlace{".theia/extensions/*", ""},
+    ProgramPlace{".atom/packages/*", ""},
+    ProgramPlace{".vim/plugged/*", ""},
+    ProgramPlace{".vim/bundle/*", ""},
+    ProgramPlace{".vim/pack/*", "Vim"},
+    ProgramPlace{".emacs.d/elpa/*", ""},
+    ProgramPlace{".oh-my-zsh", "Oh My Zsh"},
+    ProgramPlace{".jupyter", "Jupyter"},
+    // What applications keep for themselves.
+    ProgramPlace{".config/*", ""},
+    ProgramPlace{".local/share/*", ""},
+    ProgramPlace{".local/lib/*", ""},
+    ProgramPlace{".local/opt/*", ""},
+    ProgramPlace{".var/app/*", ""},
+    ProgramPlace{"Library/Application Support/*", ""},
+    ProgramPlace{"*.app/Contents", "application bundle"},
+};
+
+/// The component at which the row ends in the path; absent when it is not found.
+std::optional<std::size_t> findRow(const std::vector<std::string_view>& components, std::string_view row) {
+  const auto wanted = split(row, '/');
+  for (std::size_t start = 0; start + wanted.size() <= components.size(); ++start) {
+    const auto matches = [&](std::size_t i) {
+      if (!isGlob(wanted[i])) return components[start + i] == wanted[i];
+      return globMatches(std::string(wanted[i]), std::string(components[start + i]).c_str());
+    };
+    std::size_t i = 0;
+    while (i < wanted.size() && matches(i)) ++i;
+    if (i == wanted.size()) return start + i - 1;
+  }
+  return std::nullopt;
+}
+
+bool exists(const std::string& path) { return static_cast<bool>(pathFacts(path)); }
+
+/// The folder that npm calls a prefix: packages in "lib/node_modules", their commands in "bin". Also one without "bin"
+/// that holds npm itself, as an unpacked Node does.
+std::optional<std::string> globalPrefix(const std::string& path) {
+  if (lastPathComponent(path) != "node_modules" || exists(joinedPath(parentPath(path), "package.json"))) {
+    return std::nullopt;
+  }
+  const std::string above = parentPath(path);
+  const bool isPrefix = lastPathComponent(above) == "lib" && exists(joinedPath(parentPath(above), "bin"));
+  if (isPrefix || exists(joinedPath(path, "npm/bin/npm-cli.js"))) return "npm";
+  return std::nullopt;
+}
+
+/// An Electron application: "resources" with what only its builds place there, or beside it.
+bool isElectronResources(const std::string& resources) {
+  constexpr std::array inside{"app.asar", "default_app.asar", "electron.asar", "app.asar.unpacked"};
+  constexpr std::array beside{"resources.pak", "chrome_100_percent.pak", "snapshot_blob.bin", "v8_context_snapshot.bin",
+                              "icudtl.dat"};
+  const std::string program = parentPath(resources);
+  return std::any_of(inside.begin(), inside.end(), [&](auto name) { return exists(joinedPath(resources, name)); }) ||
+         std::any_of(beside.begin(), beside.end(), [&](auto name) { return exists(joinedPath(program, name)); });
+}
+
+/// A program that is shipped with an interpreter of its own, beside its modules or in "node/bin".
+bool bringsOwnNode(const std::string& folder) {
+  constexpr std::array places{"node", "node/bin/node", "bin/node"};
+  return std::any_of(places.begin(), places.end(),
+                     [&](auto place) { return isExecutableFile(joinedPath(folder, place)); });
+}
+
+/// Folders of a program lie a few levels below its own.
+constexpr int mostLevels = 6;
+
+std::optional<std::string> ownerByStructure(const std::string& path) {
+  if (auto npm = globalPrefix(path)) return npm;
+  std::string folder = parentPath(path);
+  for (int level = 0; level < mostLevels && folder != "/"; ++level, folder = parentPath(folder)) {
+    const std::string above = parentPath(folder);
+    const auto name = lastPathComponent(folder);
+    if ((name == "resources" || name == "Resources") && isElectronResources(folder)) {
+      return std::string(lastPathComponent(above));
+    }
+    if (level == 0 && bringsOwnNode(folder)) return std::string(name);
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> InstalledPrograms::ownerByPlace(std::string_view path) {
+  const auto components = splitNonEmpty(path, '/');
+  for (const ProgramPlace& row : programPlaces) {
+    const auto end = findRow(components, row.place);
+    if (!end) continue;
+    return std::string(row.program.empty() ? components[*end] : row.program);
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> InstalledPrograms::ownerOf(const std::string& path) {
+  auto owner = ownerByPlace(path);
+  return owner ? owner : ownerByStructure(path);
+}
+
+}  // namespace tidra

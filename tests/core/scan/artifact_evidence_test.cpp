@@ -1,0 +1,179 @@
+// By what a folder with an artefact's name is known to be a tool's work, what belongs to an installed program, and what
+// git ignores.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "core/base/text.h"
+#include "core/platform/path_text.h"
+#include "core/scan/artifact_evidence.h"
+#include "core/scan/dependency_folders.h"
+#include "core/scan/finding_assessment.h"
+#include "core/scan/installed_programs.h"
+#include "tests/core/scan/scan_fixture.h"
+#include "tests/support/git_repositories.h"
+
+namespace tidra {
+namespace {
+
+ScanArtifactFinding findingAt(const std::string& path) {
+  ScanArtifactFinding finding;
+  finding.path = path;
+  finding.groupRoot = parentPath(path);
+  finding.ruleID = "x";
+  return finding;
+}
+
+/// "–" for none.
+std::string evidenceOf(const TemporaryTree& tree, const std::string& path) {
+  return ArtifactEvidence({tree.path("home"), {}}).of(findingAt(tree.path(path))).value_or("–");
+}
+
+TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
+  struct Row {
+    std::vector<std::string> entries;
+    std::string path;
+    std::string evidence;
+  };
+  const std::vector<Row> rows{
+      // The maker's mark inside.
+      {{"package.json", "node_modules/.package-lock.json"}, "node_modules", "holds .package-lock.json"},
+      {{"target/CACHEDIR.TAG"}, "target", "holds CACHEDIR.TAG"},
+      {{"m/__pycache__/a.cpython-311.pyc"}, "m/__pycache__", "holds a.cpython-311.pyc"},
+      {{".tox/py311/pyvenv.cfg"}, ".tox", "holds py311/pyvenv.cfg"},
+      {{"go.mod", "vendor/modules.txt"}, "vendor", "holds modules.txt"},
+      // Ignored, with and without a repository; what is taken back again is not.
+      {{".git/", ".gitignore=out\n/build\n", "build/a.go"}, "build", "ignored by git"},
+      {{".git/", ".git/info/exclude=build", "build/a.js"}, "build", "ignored by git"},
+      {{".git/", ".gitignore=build\n!a/build", "a/build/a.go"}, "a/build", "–"},
+      {{".gitignore=dist", "a/dist/a.js"}, "a/dist", "ignored by a .gitignore above it"},
+      {{"home/.gitignore=dist", "home/a/dist/a.js"}, "home/a/dist", "–"},
+      // The manifest beside it, unless something speaks against it.
+      {{"package.json", "dist/index.js"}, "dist", "beside package.json"},
+      {{"package.json", "dist/index.ts", "dist/other.ts", "dist/a.js"}, "dist", "–"},
+      {{"package.json", "dist/package.json", "dist/a.js"}, "dist", "–"},
+      {{"package.json", "fixtures/x/package.json", "fixtures/x/dist/a.js"}, "fixtures/x/dist", "–"},
+      {{"package.json", "test/x/package.json", "test/x/dist/a.js"}, "test/x/dist", "–"},
+      {{"test/x/package.json", "test/x/dist/a.js"}, "test/x/dist", "beside package.json"},
+      {{"command/image/build/context.go"}, "command/image/build", "–"},
+      {{"autoload/dist/ft.vim"}, "autoload/dist", "–"},
+      // What nothing in that place brings back.
+      {{"node_modules/.package-lock.json"}, "node_modules", "–"},
+      {{".output/server/package.json", ".output/server/node_modules/.package-lock.json"},
+       ".output/server/node_modules",
+       "–"},
+      {{".venv/pyvenv.cfg"}, ".venv", "–"},
+      {{".git/", ".gitignore=.venv", ".venv/pyvenv.cfg"}, ".venv", "–"},
+      {{"requirements-dev.txt", ".venv/pyvenv.cfg"}, ".venv", "holds pyvenv.cfg"},
+      {{"Gemfile", "vendor/bundle/ruby/3.1.0/f"}, "vendor", "holds bundle/ruby"},
+      {{"Gemfile", "vendor/bundle/ruby/3.1.0/f", "vendor/cache/rack-2.2.gem"}, "vendor", "–"},
+      {{"vendor/modules.txt"}, "vendor", "–"},
+  };
+  for (const Row& row : rows) {
+    const TemporaryTree tree;
+    makeEntries(tree, row.entries);
+    EXPECT_EQ(evidenceOf(tree, row.path), row.evidence) << testing::PrintToString(row.entries);
+  }
+}
+
+TEST(ArtifactEvidence, NothingInAnUnpackedArchiveWasMadeThere) {
+  const TemporaryTree tree;
+  constexpr TimePoint packed{std::chrono::seconds{1500000000}};
+  makeEntries(tree, {"package.json", "go.mod", ".gitignore=dist", "dist/index.js", "vendor/modules.txt", "coverage/x"});
+  for (const char* old : {"dist/index.js", "dist", "vendor/modules.txt", "vendor"}) tree.setModified(old, packed);
+  EXPECT_EQ(evidenceOf(tree, "dist"), "–");
+  EXPECT_EQ(evidenceOf(tree, "vendor"), "–");
+  // Beside it something was built since.
+  EXPECT_EQ(evidenceOf(tree, "coverage"), "beside package.json");
+}
+
+class IgnoreRulesOfGit : public WithGitRepositories {};
+
+TEST_F(IgnoreRulesOfGit, AgreeWithGitItself) {
+  tree_.makeFolder("r/.git");
+  const std::string repository = tree_.path("r");
+  std::filesystem::remove_all(tree_.path("r/.git"));
+  git(repository, {"init", "-q"});
+  tree_.writeFile("r/.gitignore",
+                  "# comment\n\\#x\nplain\n/tied\na/b\n**/deep\nspan/**/end\ntail/**\n*.tmp\n[ab]c\nq?\n!a/b\nblank  \n"
+                  "keep\\ \nslashed/\n!/x/plain\n/*/only\nf**g\n**/\n");
+  tree_.writeFile("r/x/.gitignore", "!tied\nplain\n!deep\n/own/sub\n");
+  const std::vector<std::string> paths{
+      "plain",   "x/plain",     "y/plain",  "tied",       "x/tied",       "a/b",       "x/a/b",   "deep",
+      "x/deep",  "y/z/deep",    "span/end", "span/p/end", "span/p/q/end", "tail",      "tail/x",  "tail/x/y",
+      "v.tmp",   "x/y/v.tmp",   "ac",       "cc",         "qq",           "q",         "blank",   "keep ",
+      "slashed", "x/slashed/s", "z/only",   "only",       "z/z/only",     "x/own/sub", "own/sub", "f/g",
+      "fxxg",    "#x",          "x",        "y/q1/w",     "x/own",        "plain/in",  "y/a/b/c", "span"};
+  IgnoreFinder finder({tree_.path("home"), environment_});
+  for (const std::string& path : paths) {
+    tree_.makeFolder("r/" + path);
+    const auto said = tryGit(repository, {"check-ignore", "-q", path + "/"});
+    ASSERT_TRUE(said);
+    EXPECT_EQ(finder.of(tree_.path("r/" + path)).isIgnored, said->status == 0) << path;
+  }
+}
+
+TEST(InstalledPrograms, AreKnownByTheirPlaceAndByWhatLiesAround) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"prefix/bin/", "prefix/lib/node_modules/x/f", "node-v20/lib/node_modules/npm/bin/npm-cli.js",
+                     "lib/node_modules/f", "Foo/resources.pak", "Foo/resources/app/node_modules/f",
+                     "Bar/resources/app.asar", "Bar/resources/node_modules/f", "site/resources/app/node_modules/f",
+                     "kit/node/bin/node=x", "kit/node_modules/f", "app/package.json", "app/node_modules/f"});
+  tree.setMode("kit/node/bin/node", 0755);
+  const std::vector<std::pair<std::string, std::string>> rows{
+      {"prefix/lib/node_modules", "npm"},
+      {"node-v20/lib/node_modules", "npm"},
+      {"lib/node_modules", "–"},
+      {"Foo/resources/app/node_modules", "Foo"},
+      {"Bar/resources/node_modules", "Bar"},
+      {"site/resources/app/node_modules", "–"},
+      {"kit/node_modules", "kit"},
+      {"app/node_modules", "–"},
+      {"home/.nvm/versions/node/v20/lib/node_modules", "nvm"},
+      {"home/.vscode-oss/extensions/a.b-1.2/node_modules", "a.b-1.2"},
+      {"home/.local/share/pipx/venvs/black/build", "black"},
+      {"home/.config/discord/0.0.1/modules/x/node_modules", "discord"},
+      {"home/configs/x/node_modules", "–"},
+      {"home/Foo.app/Contents/Resources/app/node_modules", "application bundle"},
+  };
+  for (const auto& [path, owner] : rows) {
+    EXPECT_EQ(InstalledPrograms::ownerOf(tree.path(path)).value_or("–"), owner) << path;
+  }
+}
+
+TEST(Assessment, RaisesWhatNothingMakesAgainAndSetsTheEvidenceOfTheRest) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"a/venv/__init__.py", "p/bin/", "p/lib/node_modules/.package-lock.json", "w/package.json",
+                     "w/node_modules/.package-lock.json"});
+  std::vector<ScanArtifactFinding> findings{findingAt(tree.path("a/venv")), findingAt(tree.path("p/lib/node_modules")),
+                                            findingAt(tree.path("w/node_modules"))};
+  assessFindings(findings, {tree.root(), {}}, [] { return false; });
+  EXPECT_EQ(findings[0].safetyTier, ArtifactSafetyTier::warning);
+  EXPECT_EQ(findings[1].safetyTier, ArtifactSafetyTier::warning);
+  EXPECT_EQ(findings[1].restoreHint, "Belongs to the installed program npm");
+  EXPECT_TRUE(lacksEvidence(findings[0]) && lacksEvidence(findings[1]));
+  EXPECT_EQ(findings[2].safetyTier, ArtifactSafetyTier::safe);
+  EXPECT_EQ(findings[2].evidence, "holds .package-lock.json");
+}
+
+TEST(DependencyFolders, NothingBelowOneIsAFindingOfItsOwn) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"p/node_modules/vite/dist/f", "p/node_modules/vite/build/f", "p/.venv/pyvenv.cfg",
+                     "p/.venv/lib/python3/site-packages/x/build/f", "p/vendor/modules.txt", "p/vendor/a/dist/f",
+                     "p/bower_components/jq/dist/f", "mine/pyvenv.cfg", "mine/lib/x/build/f", "mine/src/dist/f",
+                     "gems/gems/rack/dist/f", "gems/specifications/f", "vendor/client/dist/f"});
+  // With the rules for the folders themselves switched off.
+  const auto catalog = catalogOf({plainRule("dist"), plainRule("build")});
+  EXPECT_THAT(foundPaths(tree, catalog), testing::ElementsAre("mine/src/dist", "vendor/client/dist"));
+  for (const char* root : {"p/node_modules", "p/node_modules/vite", "p/.venv/lib", "p/vendor/a", "gems/gems/rack"}) {
+    auto request = requestFor(tree, catalog);
+    request.root = tree.path(root);
+    const auto result = Scanner::scan(request);
+    EXPECT_TRUE(result.findings.empty()) << root;
+    EXPECT_THAT(result.rootObstacle.value_or(""), testing::HasSubstr("dependency folder")) << root;
+  }
+}
+
+}  // namespace
+}  // namespace tidra
