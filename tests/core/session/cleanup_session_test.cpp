@@ -90,7 +90,8 @@ class CleanupSession : public WithGitRepositories {
     setting.quarantine = QuarantineConfig::makeDefault(request().resolver);
     return setting;
   }
-  std::vector<CleanupCandidate> selected(const CleanupOptions& options = {}) const {
+  std::vector<CleanupCandidate> selected(CleanupOptions options = {}) const {
+    options.takesUnproven = true;
     return selectForCleanup(runScan(request()), request().resolver, options);
   }
   /// "path: refusal" of each, the path within "code".
@@ -120,6 +121,19 @@ TEST_F(CleanupSession, SelectsTheLargestFirstWithoutWhatAKeepFileProtects) {
   EXPECT_EQ(plan.totalBytes(), 3010);
   EXPECT_EQ(plan.highestTier(), ArtifactSafetyTier::safe);
   EXPECT_THAT(told(selected({.force = true})), testing::Each(testing::EndsWith(": -")));
+}
+
+TEST_F(CleanupSession, TakesWithoutAskingOnlyWhatAToolIsKnownToHaveMade) {
+  tree_.writeFileOfSize("code/a/node_modules/f", 10);
+  tree_.writeFileOfSize("code/b/node_modules/f", 20);
+  tree_.writeFile("code/b/package.json");
+  tree_.writeFile("code/b/node_modules/.package-lock.json");
+  const auto outcome = runScan(request());
+  EXPECT_THAT(told(selectForCleanup(outcome, request().resolver, {})), ElementsAre("b/node_modules: -"));
+  EXPECT_THAT(told(selected()), ElementsAre("b/node_modules: -", "a/node_modules: -"));
+  const auto unproven = unprovenIn(outcome.report);
+  EXPECT_EQ(unproven.count, 1U);
+  EXPECT_EQ(unproven.bytes, 10);
 }
 
 TEST_F(CleanupSession, WhatIsInUseStays) {

@@ -67,6 +67,7 @@ TEST(FleetPolicy, ReadsAndWritesEveryKey) {
     "maxItemsPerRun": 0,
     "minBytes": 0,
     "minIdleDays": 9223372036854775807,
+    "requireEvidence": true,
     "requireKnownIdle": true,
     "tiers": [
       "warning"
