@@ -3,6 +3,8 @@
 Two thirds stand in git with the .gitignore that the tool's own starter writes; the others have neither.
 """
 
+from __future__ import annotations
+
 import json
 from dataclasses import dataclass, field
 
@@ -122,7 +124,7 @@ JAVASCRIPT = [
                                   'require("fs").writeFileSync("dist/main.js", "1");\n'},
         ignore="node_modules\n.turbo\ndist\ncoverage\n"),
     npm("nx", ["npx nx run-many -t build"], {
-        "package.json": package(workspaces=["packages/*"], devDependencies={"nx": "19"}),
+        "package.json": package(workspaces=["packages/*"], devDependencies={"nx": "19.8.9"}),
         "nx.json": '{"targetDefaults": {"build": {"cache": true, "outputs": ["{projectRoot}/dist"]}}, "analytics": false}\n',
         "packages/core/package.json": json.dumps({"name": "core", "version": "1.0.0", "scripts": {"build": "node build.js"}}),
         "packages/core/build.js": 'require("fs").mkdirSync("dist", {recursive: true}); '
@@ -160,7 +162,7 @@ COMPILED = [
         "main.go": 'package main\n\nimport "example.com/lib"\n\nfunc main() { println(lib.One()) }\n',
         "lib/go.mod": "module example.com/lib\n\ngo 1.19\n",
         "lib/lib.go": "package lib\n\nfunc One() int { return 1 }\n"}, ignore="/vendor/\n/corpus\n"),
-    Project("maven", "mvn", ["mvn -q -o -s /etc/maven/settings-debian.xml package"], {
+    Project("maven", "mvn", ["mvn -q -o -Dmaven.repo.local=/usr/share/maven-repo package"], {
         "pom.xml": """<project xmlns="http://maven.apache.org/POM/4.0.0"><modelVersion>4.0.0</modelVersion>
 <groupId>example</groupId><artifactId>corpus</artifactId><version>1</version>
 <properties><maven.compiler.source>11</maven.compiler.source><maven.compiler.target>11</maven.compiler.target>
