@@ -33,9 +33,10 @@ class Workshop:
             **{name: value for name, value in os.environ.items() if not name.startswith(("CI", "npm_", "GIT_"))},
             "HOME": str(self.home), "PATH": f"{self.tools}/bin:{self.tools}/node_modules/.bin:{os.environ['PATH']}",
             "NEXT_TELEMETRY_DISABLED": "1", "NUXT_TELEMETRY_DISABLED": "1", "NG_CLI_ANALYTICS": "false",
-            "TURBO_TELEMETRY_DISABLED": "1", "NX_DAEMON": "false", "PYTHON_KEYRING_BACKEND": "keyring.backends.null.Keyring",
-            "GIT_CONFIG_NOSYSTEM": "1", "npm_config_update_notifier": "false", "VIRTUALENV_NO_DOWNLOAD": "1",
-            "COREPACK_ENABLE_STRICT": "0", "CARGO_NET_OFFLINE": "true", "GOFLAGS": "-mod=mod", "GOPROXY": "off"}
+            "TURBO_TELEMETRY_DISABLED": "1", "npm_config_update_notifier": "false",
+            "NX_DAEMON": "false", "NX_ISOLATE_PLUGINS": "false",  # its processes would outlive the build
+            "GIT_CONFIG_NOSYSTEM": "1", "VIRTUALENV_NO_DOWNLOAD": "1", "CARGO_NET_OFFLINE": "true", "GOPROXY": "off",
+            "PYTHON_KEYRING_BACKEND": "keyring.backends.null.Keyring"}
 
     def install_tools(self):
         if shutil.which("npm") and not (self.tools / "node_modules/.bin/yarn").exists():
