@@ -51,7 +51,6 @@ CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, 
   const TerminalFacts facts = terminalFacts(STDERR_FILENO, program.options.color, program.environment);
   ProgressLine line(facts.movesCursor && !program.options.quiet, facts.columns);
   setting.onProgress = [&](const CleanupProgress& progress) { line.update(progress); };
-  const InterruptGuard guard;
   return runCleanup(candidates, setting);
 }
 
@@ -61,6 +60,7 @@ bool emptyTrash(const ScanRequest& request, const RemovalOptions& options, const
     if (!options.json) writeOut("The whole trash would be emptied.\n");
     return true;
   }
+  const BlockingWait wait;  // nobody polls here
   const auto failures = TrashDisposer(request.resolver, request.mounts).emptyTrash(currentTime());
   writeFailures(failures);
   if (failures.empty() && !options.json) writeOut("The trash is empty.\n");
@@ -110,13 +110,17 @@ CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& requ
 int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
              const RemovalOptions& options, const ScanViewOptions& view, const Program& program) {
   CleanupSetting setting = settingFor(plan, request, options, program);
-  if (!options.json) writeOut(planText(candidates, planView(view, request)));
+  if (!options.json) {
+    const BlockingWait wait;
+    writeOut(planText(candidates, planView(view, request)));
+  }
   const bool asks = !setting.dryRun && (!plan.items.empty() || options.emptyTrash);
   if (asks && !confirmed(confirmationFor(plan, options), program)) {
     if (options.json) writeOut(jsonText(JsonCodec<DisposalOutcome>::encode({}), true) + "\n");
     writeNote("Nothing was removed.");
     return ExitStatus::done;
   }
+  InterruptGuard::requireNone("Interrupted; nothing was removed.");
   const CleanupOutcome outcome = runWithProgress(candidates, std::move(setting), program);
   // Standard output may be a pipe that nobody reads any more; what failed is told all the same.
   writeFailures(outcome.disposal.failures);

@@ -40,7 +40,8 @@ QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, cons
 /// How a plan is listed: `view` with the circumstances of the request.
 CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& request);
 
-/// Shows the plan, asks, removes, tells. Gives the exit status.
+/// Shows the plan, asks, removes, reports. Returns the exit status. An InterruptGuard must be alive; throws Interrupted
+/// when it was raised before the first removal.
 int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
              const RemovalOptions& options, const ScanViewOptions& view, const Program& program);
 

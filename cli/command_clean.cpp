@@ -59,7 +59,9 @@ std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanReq
                                        const CleanOptions& options, ScanSort order, const Program& program) {
   if (!options.takesUnproven && !program.options.quiet) noteUnproven(outcome.report);
   auto candidates = selectForCleanup(outcome, request.resolver,
-                                     {.force = options.removal.force, .takesUnproven = options.takesUnproven});
+                                     {.force = options.removal.force,
+                                      .takesUnproven = options.takesUnproven,
+                                      .shouldCancel = &InterruptGuard::requested});
   sortBy(order, candidates);
   std::erase_if(candidates, [&](const CleanupCandidate& candidate) {
     if (candidate.refusal && !program.options.quiet) {
@@ -79,12 +81,10 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   const ScanRequest request = requestFor(options, program);
   chosenQuarantine(options.removal.quarantineFolder, request.resolver);
   if (method == DisposalMethod::quarantine) checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
-  const ScanOutcome outcome = scanInterruptibly(request, program);
-  if (outcome.report.partial) {
-    writeNote("The scan was interrupted, so nothing was removed.");
-    return ExitStatus::interrupted;
-  }
+  const InterruptGuard guard;
+  const ScanOutcome outcome = runScanForPerson(request, program);
   const auto candidates = selected(outcome, request, options, view.sort, program);
+  InterruptGuard::requireNone("The scan was interrupted, so nothing was removed.");
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   if (candidates.empty() && !options.removal.json && !options.removal.emptyTrash) {
     writeOut("Nothing to remove.\n");
@@ -100,12 +100,11 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
   // The list goes to standard output wherever the plan goes.
   view.terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
   const ScanRequest request = requestFor(options, program);
-  const ScanOutcome outcome = scanInterruptibly(request, program);
-  if (outcome.report.partial) {
-    writeNote("The scan was interrupted, so no plan was written.");
-    return ExitStatus::interrupted;
-  }
+  std::optional<InterruptGuard> guard(std::in_place);
+  const ScanOutcome outcome = runScanForPerson(request, program);
   const auto candidates = selected(outcome, request, options, view.sort, program);
+  guard.reset();
+  InterruptGuard::requireNone("The scan was interrupted, so no plan was written.");
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   const std::string text = jsonText(JsonCodec<CleanupPlan>::encode(plan), true) + "\n";
   if (options.scan.output && !program.options.dryRun) writeResult(options.scan, text);

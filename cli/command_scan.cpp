@@ -49,7 +49,10 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
   checkOutput(options);
   if (options.last) return showLastScan(options, view, program);
   const ScanRequest request = makeScanRequest(options, program.environment);
-  const ScanOutcome outcome = scanInterruptibly(request, program);
+  const ScanOutcome outcome = [&] {
+    const InterruptGuard guard;
+    return runScanForPerson(request, program);
+  }();
   show(outcome.report, options, view);
   if (!program.options.dryRun) remember(outcome, request.resolver);
   return outcome.report.partial ? ExitStatus::interrupted : ExitStatus::done;

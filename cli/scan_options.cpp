@@ -160,7 +160,10 @@ void addRuleOptions(CLI::App& command, ScanOptions& options) {
 }
 
 void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& listed) {
-  command.add_option("ROOT", options.roots, "Folders to scan; the home folder when none is given")->type_name("");
+  command
+      .add_option("ROOT", options.roots,
+                  "Folders to scan, and nothing outside them; the home folder when none is given")
+      ->type_name("");
   command.add_option("--home", options.home, "Take DIR for the home folder")->type_name("DIR");
   command.add_flag("--no-system", options.noSystem, "Leave out what lies outside projects");
   command.add_flag("--no-projects", options.noProjects, "Leave out projects");

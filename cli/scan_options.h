@@ -56,7 +56,7 @@ std::string absolutePath(const std::string& given, const TidraPathResolver& reso
 /// stays as it is.
 std::string exclusionText(const std::string& given, const TidraPathResolver& resolver);
 
-/// Runs the scan with a live line and Ctrl-C in place, and writes its notes to standard error.
+/// Runs the scan with a live line, and writes its notes to standard error. An InterruptGuard must be alive.
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
 
 /// The same with a guard of its own against Ctrl-C.

@@ -125,9 +125,9 @@ std::function<bool()> TidraDeletionService::shouldBreakOff() const {
 std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry) const {
   if (entry.facts.type != EntryType::directory) return signedBytes(entry.facts.sizeBytes);
   const auto bytes = TidraDirectorySizeReader::readAll(
-      {entry.path()}, {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = shouldBreakOff()});
-  // A person who breaks off while a large tree is measured does not want it moved any more.
-  if (!setting_.finishesItems && isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
+      {entry.path()}, {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = setting_.shouldCancel});
+  // Nothing has changed so far, so whoever breaks off while a large tree is measured finds it in its place.
+  if (isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
   return bytes.front() ? std::optional(signedBytes(*bytes.front())) : std::nullopt;
 }
 

@@ -30,7 +30,7 @@ class TidraDeletionService {
     unsigned workers = 0;                       // 0: as many as a scan takes
     std::function<TimePoint()> clock;
     std::function<bool()> shouldCancel;  // polled on the caller's thread; absent: never
-    bool finishesItems = false;          // a path that was begun is carried through all the same
+    bool finishesItems = false;          // a path whose removal has begun is carried through all the same
     ToolTargets tools = {};
   };
 

@@ -35,6 +35,7 @@ constexpr milliseconds readersAfterKill{800};
 /// such as a daemon, and that is not waited for once it is silent.
 constexpr milliseconds silenceAfterExit{250};
 constexpr milliseconds politeTermination{200};
+constexpr milliseconds endAfterKill{500};
 constexpr milliseconds cancelPoll{25};
 constexpr milliseconds pipePause{10};
 constexpr int mostPipeTries = 100;
@@ -122,9 +123,11 @@ class SpawnSettings {
 class Child {
  public:
   explicit Child(pid_t process) : process_(process), exitNotice_(openExitNotice(process)) {}
+  /// A child that the kernel cannot end yet, because it waits for a file system that hangs, is not waited for: it
+  /// stays a zombie until this program ends.
   ~Child() {
     end();
-    reap();
+    if (endsWithin(endAfterKill)) reap();
   }
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
@@ -142,8 +145,7 @@ class Child {
   void end() {
     if (hasEnded()) return;
     ::kill(-process_, SIGTERM);
-    const auto patience = Clock::now() + politeTermination;
-    while (!hasEnded() && Clock::now() < patience) waitForExit(exitPoll);
+    endsWithin(politeTermination);
     ::kill(-process_, SIGKILL);
   }
 
@@ -157,9 +159,14 @@ class Child {
   }
 
  private:
-  void waitForExit(milliseconds most) const {
-    pollfd notice{exitNotice_.get(), POLLIN, 0};
-    ::poll(&notice, exitNotice_ ? 1 : 0, static_cast<int>(most.count()));
+  bool endsWithin(milliseconds most) const {
+    const auto deadline = Clock::now() + most;
+    while (!hasEnded()) {
+      if (Clock::now() >= deadline) return false;
+      pollfd notice{exitNotice_.get(), POLLIN, 0};
+      ::poll(&notice, exitNotice_ ? 1 : 0, static_cast<int>(exitPoll.count()));
+    }
+    return true;
   }
 
   pid_t process_;

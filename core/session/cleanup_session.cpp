@@ -30,6 +30,8 @@ CleanupCandidate makeCandidate(const ScanReportItem& reported, const ScanOutcome
   return candidate;
 }
 
+bool isCancelled(const std::function<bool()>& shouldCancel) { return shouldCancel && shouldCancel(); }
+
 std::optional<std::string> reasonToKeep(RemovalGuard& guard, const CleanupCandidate& candidate, bool force) {
   if (force || isToolBackedTarget(candidate.item.path)) return std::nullopt;
   auto reason = guard.reasonToKeep(candidate.item.path, candidate.project);
@@ -102,6 +104,7 @@ std::vector<CleanupCandidate> candidatesOf(const std::vector<ScanReportItem>& it
   std::vector<CleanupCandidate> candidates;
   RemovalGuard guard(resolver);
   for (const ScanReportItem& item : items) {
+    if (isCancelled(options.shouldCancel)) break;
     auto& candidate = candidates.emplace_back(makeCandidate(item, outcome));
     candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }
@@ -147,6 +150,7 @@ CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const Cleanu
   RemovalGuard guard(resolver);
   CheckedPlan checked{.candidates = {}, .notes = outcome.notes};
   for (const CleanupPlan::Item& item : plan.items) {
+    if (isCancelled(options.shouldCancel)) break;
     const auto known = found.find(item.path);
     auto& candidate = checked.candidates.emplace_back(known == found.end() ? CleanupCandidate{} : known->second);
     candidate.refusal = refusalOf(item, known == found.end() ? nullptr : &known->second, options, resolver);
@@ -164,16 +168,17 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
   for (const CleanupCandidate& candidate : candidates) {
     progress.bytes = saturatedSum(progress.bytes, candidate.item.bytes);
   }
-  const auto isCancelled = [&] { return setting.service.shouldCancel && setting.service.shouldCancel(); };
   const auto tell = [&] {
     if (setting.onProgress) setting.onProgress(progress);
   };
   for (const CleanupCandidate& candidate : candidates) {
-    if (isCancelled()) break;
+    if (isCancelled(setting.service.shouldCancel)) break;
     progress.currentPath = candidate.item.path;
     tell();
     auto refusal = candidate.refusal;
     if (!refusal) refusal = reasonToKeep(guard, candidate, setting.options.force);
+    // Looking at every process takes a while.
+    if (isCancelled(setting.service.shouldCancel)) break;
     TidraDeletionService::Result result = TidraDeletionFailure{candidate.item.path, refusal.value_or("")};
     if (!refusal) {
       result = service.dispose({candidate.item.path, candidate.identity}, setting.method, setting.dryRun,
@@ -189,7 +194,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     progress.bytesDone = saturatedSum(progress.bytesDone, candidate.item.bytes);
   }
   // The last item may have been broken off, after which nothing else is begun either.
-  outcome.cancelled = isCancelled();
+  outcome.cancelled = isCancelled(setting.service.shouldCancel);
   progress.currentPath.clear();
   tell();
   return outcome;

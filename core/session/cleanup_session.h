@@ -27,6 +27,9 @@ struct CleanupOptions {
   bool force = false;          // also what a keep file or its use protects
   bool allowAnyPath = false;   // also paths that no rule names
   bool takesUnproven = false;  // also projects' findings that nothing shows a tool to have made
+
+  /// From then on nothing more is looked at; what is returned is incomplete and no selection. Absent: never.
+  std::function<bool()> shouldCancel = {};
 };
 
 /// Findings of a scan in the given order. Those that a keep file or their use protects carry a refusal.

@@ -43,7 +43,7 @@ class ScanSession {
       addSystemFindings(*system);
       addLeftovers();
     }
-    assessFindings(outcome_.findings, request_.resolver, [this] { return cancelled_.load(); });
+    assessFindings(outcome_.findings, request_.resolver, [this] { return shouldCancel(); });
     raiseTracked();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     generatedAt_ = request_.now + std::chrono::floor<std::chrono::seconds>(duration);
@@ -58,7 +58,7 @@ class ScanSession {
                                         .platform = request_.platform,
                                         .scanRoot = joined(request_.roots, ", "),
                                         .durationSeconds = duration.count(),
-                                        .partial = cancelled_,
+                                        .partial = shouldCancel(),
                                         .volume = volume(),
                                         .thresholds = request_.thresholds});
     return std::move(outcome_);
@@ -89,7 +89,7 @@ class ScanSession {
   }
 
   void walk(const RootPlan& plan) {
-    if (cancelled_) return;
+    if (shouldCancel()) return;
     const auto before = progress_;
     auto request = walkRequest();
     request.root = plan.root;
@@ -138,7 +138,7 @@ class ScanSession {
     request.context.catalog = &request_.catalog;
     request.context.platform = request_.platform;
     request.context.now = request_.now;
-    request.context.shouldCancel = [this] { return cancelled_.load(); };
+    request.context.shouldCancel = [this] { return shouldCancel(); };
     request.categories = request_.categories ? *request_.categories : everyCategory();
     request.checksPip = request_.scanProjects && request.categories.contains("python") &&
                         (!request_.ecosystems || request_.ecosystems->contains("py"));
@@ -158,7 +158,7 @@ class ScanSession {
   }
 
   void addSystemFindings(SystemArtifactScanner& system) {
-    if (cancelled_) return;
+    if (shouldCancel()) return;
     auto result = system.scan(outcome_.findings);
     outcome_.details.insert(outcome_.details.end(), result.notes.begin(), result.notes.end());
     for (auto& finding : result.findings) recogniseLeftover(finding);
@@ -189,7 +189,7 @@ class ScanSession {
   }
 
   void addLeftovers() {
-    if (cancelled_ || (request_.ecosystems && !request_.ecosystems->contains("general"))) return;
+    if (shouldCancel() || (request_.ecosystems && !request_.ecosystems->contains("general"))) return;
     auto leftovers =
         leftoversBesideSystemPlaces(request_.catalog, request_.platform, systemRequest_.categories, request_.resolver);
     std::erase_if(leftovers, [&](const auto& leftover) {
@@ -199,7 +199,8 @@ class ScanSession {
     if (leftovers.empty()) return;
     std::vector<std::string> paths;
     for (const auto& leftover : leftovers) paths.push_back(leftover.path);
-    const auto sizes = TidraDirectorySizeReader::readAll(paths, {.workers = request_.workers, .enterBundles = true});
+    const auto sizes = TidraDirectorySizeReader::readAll(
+        paths, {.workers = request_.workers, .enterBundles = true, .shouldCancel = [this] { return shouldCancel(); }});
     for (std::size_t i = 0; i < leftovers.size(); ++i) {
       leftovers[i].sizeBytes = sizes[i].value_or(0);
       outcome_.findings.push_back(std::move(leftovers[i]));
@@ -231,7 +232,8 @@ class ScanSession {
 
   void finishActivity() {
     constexpr std::chrono::milliseconds poll{20};
-    while (!cancelled_ && !activity_.waitFor(poll)) shouldCancel();
+    while (!shouldCancel() && !activity_.waitFor(poll)) {
+    }
     const auto dates = activity_.answers();
     for (auto& finding : outcome_.findings) {
       const auto date = dates.find(*finding.groupRoot);
@@ -245,8 +247,8 @@ class ScanSession {
     for (const auto& finding : outcome_.findings) {
       if (finding.source == ArtifactSource::projectWalk && isAskedFor(finding)) folders.push_back(finding.path);
     }
-    if (cancelled_ || folders.empty()) return;
-    const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return cancelled_.load(); });
+    if (shouldCancel() || folders.empty()) return;
+    const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return shouldCancel(); });
     const auto tracked = reader.tracked(folders);
     for (auto& finding : outcome_.findings) {
       if (tracked.held.contains(finding.path)) {
@@ -257,7 +259,7 @@ class ScanSession {
         finding.safetyTier = std::max(finding.safetyTier, ArtifactSafetyTier::caution);
       }
     }
-    if (!tracked.unknown.empty()) {
+    if (!tracked.unknown.empty() && !shouldCancel()) {
       note(fmt::format("git could not be asked about {} of the findings, so none of those counts as safe.",
                        tracked.unknown.size()));
     }
@@ -266,6 +268,7 @@ class ScanSession {
   void recordIdentities() {
     if (!request_.recordIdentities) return;
     for (const auto& finding : outcome_.findings) {
+      if (shouldCancel()) return;
       const auto facts = pathFacts(finding.path);
       if (facts) outcome_.identities.emplace(finding.path, facts->identity);
     }
@@ -293,6 +296,7 @@ class ScanSession {
     }
   }
 
+  /// From any thread. Once cancelled, always cancelled.
   bool shouldCancel() {
     if (!cancelled_ && request_.shouldCancel && request_.shouldCancel()) {
       cancelled_ = true;

@@ -53,7 +53,8 @@ struct ScanRequest {
   ActivityThresholds thresholds;
   TimePoint now{};  // when the scan begins; ages count from its end, which is as many seconds later as it takes
 
-  std::function<bool()> shouldCancel;                   // polled on the caller's thread
+  /// Polled in every phase, from any thread; once true, the scan ends promptly. Must not go back to false.
+  std::function<bool()> shouldCancel;
   std::function<void(const ScanProgress&)> onProgress;  // called on the caller's thread
 };
 
@@ -67,8 +68,8 @@ struct ScanOutcome {
   std::uint64_t entriesVisited = 0;
 };
 
-/// Runs a scan. A scan that was cancelled gives what it found until then, with `partial` set in the report. Never
-/// throws for what the file system or a tool answers.
+/// Runs a scan. A scan that was cancelled before its report was complete returns what it found until then, with
+/// `partial` set in the report. Never throws for what the file system or a tool answers.
 ScanOutcome runScan(const ScanRequest& request);
 
 }  // namespace tidra

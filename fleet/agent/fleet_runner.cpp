@@ -195,12 +195,15 @@ class Run {
   }
 
   void decide(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
-    auto selection = RunSelection::make(outcome_, policy(), resolved.resolver);
+    auto selection = RunSelection::make(outcome_, policy(), resolved.resolver, runner_.shouldCancel);
     result_.decision = std::move(selection.decision);
     result_.kept = std::move(selection.kept);
     candidates_ = std::move(selection.candidates);
     const PolicyDecision& decision = result_.decision;
-    for (const auto& skipped : decision.skipped) recorder.skipped(skipped.item, std::string(rawValue(skipped.reason)));
+    for (const auto& skipped : decision.skipped) {
+      if (isCancelled()) return;  // each record is flushed, which takes long for many
+      recorder.skipped(skipped.item, std::string(rawValue(skipped.reason)));
+    }
     for (const auto& kept : result_.kept) recorder.skipped(kept.item, "kept", kept.reason);
     const std::size_t skipped = decision.skipped.size() + result_.kept.size();
     recorder.planned(fmt::format("{} selected, {} skipped", decision.selected.size(), skipped),

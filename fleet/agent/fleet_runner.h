@@ -77,7 +77,8 @@ struct FleetRunner {
 
   TidraPathResolver host;  // the running user's home folder and the environment
   std::function<TimePoint()> clock;
-  /// Polled on the caller's thread. Ends the run after the item at hand, and an exchange with the hub at once.
+  /// Polled in every phase, from any thread; must not go back to false. Ends the run before the first removal or after
+  /// the item at hand, and an exchange with the hub at once.
   std::function<bool()> shouldCancel = [] { return false; };
 
   /// Runs the policy once. Throws FleetRunError; InputError when the audit log, the lock, the rules or a path cannot be

@@ -24,7 +24,7 @@ void selectLeftovers(PolicyDecision& decision) {
 }  // namespace
 
 RunSelection RunSelection::make(const ScanOutcome& outcome, const FleetPolicy& policy,
-                                const TidraPathResolver& resolver) {
+                                const TidraPathResolver& resolver, const std::function<bool()>& shouldCancel) {
   RunSelection selection;
   std::set<std::string> keptIDs;
   for (;;) {
@@ -32,7 +32,7 @@ RunSelection RunSelection::make(const ScanOutcome& outcome, const FleetPolicy& p
     std::erase_if(considered.items, [&](const ScanReportItem& item) { return keptIDs.contains(item.id); });
     selection.decision = PolicyEvaluator::evaluate(std::move(considered), policy, resolver);
     selectLeftovers(selection.decision);
-    selection.candidates = candidatesOf(selection.decision.selected, outcome, resolver, {});
+    selection.candidates = candidatesOf(selection.decision.selected, outcome, resolver, {.shouldCancel = shouldCancel});
     const std::size_t known = keptIDs.size();
     for (const CleanupCandidate& candidate : selection.candidates) {
       if (!candidate.refusal || !keptIDs.insert(candidate.item.id).second) continue;

@@ -1,6 +1,7 @@
 // What one run takes of what its scan has found: the policy's decision, less what is protected for another reason.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,9 @@ struct RunSelection {
 
   /// What is kept uses up no budget of the policy. A removal that an earlier run had begun was decided on then: it is
   /// selected whatever the policy says of its size or age, though not when it is protected or of a tier that stays.
-  static RunSelection make(const ScanOutcome& outcome, const FleetPolicy& policy, const TidraPathResolver& resolver);
+  /// Once `shouldCancel` is true, the candidates are incomplete.
+  static RunSelection make(const ScanOutcome& outcome, const FleetPolicy& policy, const TidraPathResolver& resolver,
+                           const std::function<bool()>& shouldCancel);
 };
 
 }  // namespace tidra

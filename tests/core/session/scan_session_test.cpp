@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <map>
 
@@ -269,8 +270,8 @@ TEST_F(ScanSession, ACancelledScanReportsWhatItHasAsPartial) {
   asked.workers = 1;
   // Tens of thousands of patterns for every entry make a small tree last many seconds.
   for (int i = 0; i < 30000; ++i) asked.exclusions.globPatterns.push_back("*" + std::to_string(i) + "*~?");
-  bool cancelled = false;
-  asked.shouldCancel = [&] { return cancelled; };
+  std::atomic<bool> cancelled{false};
+  asked.shouldCancel = [&] { return cancelled.load(); };
   asked.onProgress = [&](const ScanProgress& progress) { cancelled = progress.artifactsFound > 0; };
   const auto outcome = runScan(asked);
   EXPECT_TRUE(outcome.report.partial);
@@ -284,14 +285,17 @@ TEST_F(ScanSession, ACancelledScanReportsWhatItHasAsPartial) {
 TEST_F(ScanSession, CancellingEndsTheWaitForAHungGit) {
   makeProjects();
   auto asked = request({"code"});
-  asked.git = script("git", "touch '" + tree_.path("started") + "'\nsleep 1000");
-  asked.shouldCancel = [&] { return static_cast<bool>(pathFacts(tree_.path("started"))); };
-  const auto began = std::chrono::steady_clock::now();
-  const auto outcome = runScan(asked);
-  EXPECT_LT(std::chrono::steady_clock::now() - began,
-            std::chrono::duration<double>(TidraGitMetadataReader::commandTimeoutSeconds));
-  EXPECT_TRUE(outcome.report.partial);
-  EXPECT_EQ(outcome.findings.size(), 4U) << "the walk was done by then";
+  for (const std::string question : {"log", "ls-files"}) {
+    const std::string started = tree_.path("started " + question);
+    asked.git = script("git", "case \"$*\" in *" + question + "*) touch '" + started + "'; sleep 1000;; esac");
+    asked.shouldCancel = [&] { return static_cast<bool>(pathFacts(started)); };
+    const auto began = std::chrono::steady_clock::now();
+    const auto outcome = runScan(asked);
+    EXPECT_LT(std::chrono::steady_clock::now() - began,
+              std::chrono::duration<double>(TidraGitMetadataReader::commandTimeoutSeconds));
+    EXPECT_TRUE(outcome.report.partial) << question;
+    EXPECT_EQ(outcome.findings.size(), 4U) << "the walk was done by then";
+  }
 }
 
 TEST_F(ScanSession, ProgressOfSeveralRootsAddsUp) {
