@@ -88,9 +88,17 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   if (candidates.empty() && !options.removal.json && !options.removal.emptyTrash) {
     writeOut("Nothing to remove.\n");
+    noteOutOfBounds(outcome);
     return ExitStatus::done;
   }
-  return carryOut(candidates, plan, request, options.removal, view, program);
+  const int status = carryOut(candidates, plan, request, options.removal, view, program);
+  noteOutOfBounds(outcome);
+  return status;
+}
+
+std::string whereText(const CleanupPlan& plan, const std::string& file, const Program& program) {
+  const char* verb = program.options.dryRun ? "would be" : plan.items.size() == 1 ? "is" : "are";
+  return fmt::format("{} {} in {}.\n", counted(plan.items.size(), "item", "items"), verb, escapedForTerminal(file));
 }
 
 int runPlanCommand(CleanOptions& options, const Program& program) {
@@ -110,14 +118,11 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
   if (options.scan.output && !program.options.dryRun) writeResult(options.scan, text);
   if (!options.scan.output || options.scan.json) {
     if (!options.scan.output || descriptorNamed(*options.scan.output) != STDOUT_FILENO) writeOut(text);
-    return ExitStatus::done;
+  } else {
+    writeOut(planText(candidates, planView(view, request)));
+    writeOut(whereText(plan, *options.scan.output, program));
   }
-  writeOut(planText(candidates, planView(view, request)));
-  writeOut(fmt::format("{} {} in {}.\n", counted(plan.items.size(), "item", "items"),
-                       program.options.dryRun   ? "would be"
-                       : plan.items.size() == 1 ? "is"
-                                                : "are",
-                       escapedForTerminal(*options.scan.output)));
+  noteOutOfBounds(outcome);
   return ExitStatus::done;
 }
 

@@ -55,7 +55,8 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
   }();
   show(outcome.report, options, view);
   if (!program.options.dryRun) remember(outcome, request.resolver);
-  return outcome.report.partial ? ExitStatus::interrupted : ExitStatus::done;
+  noteOutOfBounds(outcome);
+  return InterruptGuard::requested() ? ExitStatus::interrupted : ExitStatus::done;
 }
 
 }  // namespace

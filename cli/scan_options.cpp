@@ -165,6 +165,7 @@ void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& 
                   "Folders to scan, and nothing outside them; the home folder when none is given")
       ->type_name("");
   command.add_option("--home", options.home, "Take DIR for the home folder")->type_name("DIR");
+  command.add_flag("--system", options.system, "Also the caches outside ROOT, and what tools keep");
   command.add_flag("--no-system", options.noSystem, "Leave out what lies outside projects");
   command.add_flag("--no-projects", options.noProjects, "Leave out projects");
   addList(command, "--category", options.categories, "KEY",
@@ -251,6 +252,8 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   request.git = TidraGitMetadataReader::findGit(environment);
   request.scanProjects = !options.noProjects;
   request.scanSystem = !options.noSystem;
+  if (options.system && options.noSystem) throw InputError("Give either --system or --no-system, not both.");
+  if (options.system) request.systemReach = SystemReach::everywhere;
   request.exclusions = chosenExclusions(options, request.resolver);
   applyUserState(request);
   checkCategories(options, request.catalog);
@@ -282,9 +285,8 @@ ScanOutcome runScanForPerson(ScanRequest request, const Program& program) {
   return outcome;
 }
 
-ScanOutcome scanInterruptibly(const ScanRequest& request, const Program& program) {
-  const InterruptGuard guard;
-  return runScanForPerson(request, program);
+void noteOutOfBounds(const ScanOutcome& outcome) {
+  if (outcome.outOfBounds) writeNote(*outcome.outOfBounds);
 }
 
 }  // namespace tidra

@@ -16,6 +16,7 @@ struct ScanOptions {
   std::optional<std::string> home;
   bool noSystem = false;
   bool noProjects = false;
+  bool system = false;
   std::vector<std::string> categories;
   std::vector<std::string> ecosystems;
   std::vector<std::string> exclude;
@@ -59,8 +60,8 @@ std::string exclusionText(const std::string& given, const TidraPathResolver& res
 /// Runs the scan with a live line, and writes its notes to standard error. An InterruptGuard must be alive.
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
 
-/// The same with a guard of its own against Ctrl-C.
-ScanOutcome scanInterruptibly(const ScanRequest& request, const Program& program);
+/// The last line of a command that scanned: what the roots kept out, if anything.
+void noteOutOfBounds(const ScanOutcome& outcome);
 
 /// Throws InputError unless the result can go where it shall: to standard output, to another open descriptor that has a
 /// name such as /dev/fd/3, or to a file that can be made or replaced.

@@ -92,13 +92,19 @@ std::vector<std::unique_ptr<SystemArtifactProbe>> SystemArtifactScanner::probes(
 }
 
 SystemArtifactScanner::SystemArtifactScanner(const Request& request)
-    : request_(request), probes_(probes(request.categories, request.context.platform)), running_(probes_.size()) {
+    : request_(request), probes_(probes(request.categories, request.context.platform)) {
+  std::erase_if(probes_, [this](const auto& probe) { return isLeftOut(*probe); });
+  running_.resize(probes_.size());
   for (std::size_t i = 0; i < probes_.size(); ++i) {
     if (probes_[i]->runsTools()) start(i);
   }
 }
 
 SystemArtifactScanner::~SystemArtifactScanner() = default;
+
+bool SystemArtifactScanner::isLeftOut(const SystemArtifactProbe& probe) const {
+  return request_.bounds && probe.isOfTool() && !request_.bounds->toolCategories.contains(probe.categoryKey());
+}
 
 void SystemArtifactScanner::start(std::size_t probe) {
   running_[probe] = std::async(std::launch::async, [this, probe] { return probes_[probe]->scan(request_.context); });
@@ -109,6 +115,18 @@ ProbeReport SystemArtifactScanner::finish(std::future<ProbeReport>& running) con
   // A cancelled scan ends its tools through the context.
   while (running.wait_for(poll) != std::future_status::ready) isCancelled();
   return running.get();
+}
+
+ProbeReport SystemArtifactScanner::finishWithinBounds(std::size_t probe) {
+  ProbeReport report = finish(running_[probe]);
+  if (!request_.bounds || probes_[probe]->isOfTool()) return report;
+  RealPlaces real;
+  std::erase_if(report.items, [&](const ProbeItem& item) {
+    const PlaceSet& roots = request_.bounds->roots;
+    return !roots.covers(real.of(item.finding.path)) ||
+           (item.measuredFolder && !roots.covers(real.of(*item.measuredFolder)));
+  });
+  return report;
 }
 
 SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<ScanArtifactFinding>& projects) {
@@ -127,7 +145,7 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
   for (const bool runsTools : {false, true}) {
     if (runsTools && pip.valid()) kept[0] = keep(reports[0] = finish(pip), taken);
     for (std::size_t i = 0; i < probes_.size(); ++i) {
-      if (probes_[i]->runsTools() == runsTools) kept[i + 1] = keep(reports[i + 1] = finish(running_[i]), taken);
+      if (probes_[i]->runsTools() == runsTools) kept[i + 1] = keep(reports[i + 1] = finishWithinBounds(i), taken);
     }
   }
   Result result;

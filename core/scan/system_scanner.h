@@ -11,9 +11,16 @@
 #include <vector>
 
 #include "core/platform/mount_table.h"
+#include "core/scan/place_set.h"
 #include "core/scan/probes/system_probe.h"
 
 namespace tidra {
+
+/// What bounds the search outside projects.
+struct SystemBounds {
+  PlaceSet roots;                        // a place takes part when it is one of these or lies in one, links resolved
+  std::set<std::string> toolCategories;  // what tools keep takes part in these, the rest is not even asked for
+};
 
 /// Probes run side by side, the slow tools in the background from the moment of construction; the order of the results
 /// is that of the probes all the same. One object is one scan, used by one thread.
@@ -33,6 +40,7 @@ class SystemArtifactScanner {
   struct Request {
     SystemProbeContext context;
     std::set<std::string> categories;                     // keys that are enabled
+    std::optional<SystemBounds> bounds;                   // absent: none
     bool checksPip = true;                                // look for unused packages in the environments of projects
     std::vector<MountPoint> mounts;                       // what is mounted inside a place is not measured
     unsigned workers = 0;                                 // for measuring; 0: the default
@@ -69,8 +77,11 @@ class SystemArtifactScanner {
     std::string place;
   };
 
+  bool isLeftOut(const SystemArtifactProbe& probe) const;
   void start(std::size_t probe);
   ProbeReport finish(std::future<ProbeReport>& running) const;
+  /// The same for a probe by its number, less what lies out of bounds.
+  ProbeReport finishWithinBounds(std::size_t probe);
   void tickProjects(const std::vector<ScanArtifactFinding>& projects);
   /// Takes what a report tells that is not taken yet, measured and told of.
   std::vector<Kept> keep(ProbeReport& report, TakenPlaces& taken);

@@ -49,6 +49,7 @@ ScanRequest narrowed(ScanRequest request, const CleanupPlan& plan) {
   request.minimumBytes = 0;
   request.olderThan.reset();
   request.oneFileSystem = false;
+  request.systemReach = SystemReach::everywhere;  // the items are bounds enough
   request.recordIdentities = true;
   constexpr std::string_view pipTarget = "pip:orphan:";
   for (const CleanupPlan::Item& item : plan.items) {

@@ -22,6 +22,7 @@
 #include "core/session/leftover_finder.h"
 #include "core/session/project_activity_reader.h"
 #include "core/session/root_plans.h"
+#include "core/session/system_reach.h"
 
 namespace tidra {
 namespace {
@@ -140,7 +141,10 @@ class ScanSession {
     request.context.now = request_.now;
     request.context.shouldCancel = [this] { return shouldCancel(); };
     request.categories = request_.categories ? *request_.categories : everyCategory();
-    request.checksPip = request_.scanProjects && request.categories.contains("python") &&
+    request.bounds = systemBoundsOf(request_);
+    if (request.bounds) outcome_.outOfBounds = outOfBoundsNote(request_);
+    const bool asksPip = !request.bounds || request.bounds->toolCategories.contains("python");
+    request.checksPip = asksPip && request_.scanProjects && request.categories.contains("python") &&
                         (!request_.ecosystems || request_.ecosystems->contains("py"));
     request.mounts = request_.mounts;
     request.workers = request_.workers;
@@ -192,7 +196,9 @@ class ScanSession {
     if (shouldCancel() || (request_.ecosystems && !request_.ecosystems->contains("general"))) return;
     auto leftovers =
         leftoversBesideSystemPlaces(request_.catalog, request_.platform, systemRequest_.categories, request_.resolver);
+    RealPlaces real;
     std::erase_if(leftovers, [&](const auto& leftover) {
+      if (systemRequest_.bounds && !systemRequest_.bounds->roots.covers(real.of(leftover.path))) return true;
       return std::any_of(outcome_.findings.begin(), outcome_.findings.end(),
                          [&](const auto& finding) { return isSameOrInside(leftover.path, finding.path); });
     });

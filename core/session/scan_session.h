@@ -29,6 +29,13 @@ struct ScanProgress {
   std::string currentPathDisplay;
 };
 
+/// How far a scan looks outside projects.
+enum class SystemReach {
+  belowRoots,  // places only below the roots, what tools keep only in the categories that are named; everywhere when
+               // there is no root or one is the home folder or holds it
+  everywhere,
+};
+
 struct ScanRequest {
   std::vector<std::string> roots;  // absolute and standardised
   RuleCatalog catalog;
@@ -39,7 +46,8 @@ struct ScanRequest {
   std::optional<std::string> git;  // the executable; absent: activity comes from folders alone
 
   bool scanProjects = true;
-  bool scanSystem = true;                           // what lies outside projects
+  bool scanSystem = true;  // what lies outside projects
+  SystemReach systemReach = SystemReach::belowRoots;
   std::optional<std::set<std::string>> categories;  // of the latter, by key; absent: all
   TidraScanExclusionFilter exclusions;
   std::optional<std::set<std::string>> ecosystems;    // absent: all
@@ -65,6 +73,7 @@ struct ScanOutcome {
   std::map<std::string, FileIdentity> identities;  // by path, when asked for
   std::vector<std::string> notes;                  // for people: what could not be read and why
   std::vector<std::string> details;                // for people who want to know more: tools that did not answer
+  std::optional<std::string> outOfBounds;          // for people: what the roots kept out; absent: nothing
   std::uint64_t entriesVisited = 0;
 };
 

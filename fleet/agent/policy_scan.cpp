@@ -38,6 +38,7 @@ PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resol
   request.scanProjects = !request.roots.empty();
   request.categories = asSet(policy.scan.categories);
   request.scanSystem = !request.categories || !request.categories->empty();
+  request.systemReach = SystemReach::everywhere;  // the categories say what takes part
   request.exclusions = resolved.exclude;
   request.ecosystems = asSet(policy.scan.ecosystems);
   request.recordIdentities = true;

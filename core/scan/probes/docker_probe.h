@@ -19,6 +19,7 @@ class DockerArtifactProbe : public SystemArtifactProbe {
 
   std::string categoryKey() const override { return "docker"; }
   bool runsTools() const override { return true; }
+  bool isOfTool() const override { return true; }
   ProbeReport scan(const SystemProbeContext& context) const override;
 
   /// The engine's program: the usual places, then the search path; none when there is none.

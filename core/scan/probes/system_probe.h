@@ -90,6 +90,9 @@ class SystemArtifactProbe {
   /// True when the probe waits for external tools, which may take many seconds.
   virtual bool runsTools() const { return false; }
 
+  /// True when what it finds is the tool's to keep, wherever that lies, rather than places of their own.
+  virtual bool isOfTool() const { return false; }
+
   /// What there is, in a fixed order. Failures of tools and of the file system yield nothing, never an exception. Sizes
   /// that are measured by reading folders are left to the scanner.
   virtual ProbeReport scan(const SystemProbeContext& context) const = 0;

@@ -257,6 +257,7 @@ TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
   auto all = request();
   all.scanSystem = true;
   all.categories = {"mine"};
+  all.systemReach = SystemReach::everywhere;
   const auto candidates = selectForCleanup(runScan(all), all.resolver, {});
   std::vector<std::string> leftovers;
   for (const auto& candidate : candidates) {

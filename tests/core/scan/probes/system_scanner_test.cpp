@@ -124,6 +124,23 @@ TEST_F(SystemScan, AnEnvironmentOfAToolIsNotCountedBesideTheFolderThatHoldsIt) {
               ElementsAre("cache @/home/base/envs/g 6 __tidra:system:python__"));
 }
 
+TEST_F(SystemScan, RootsBoundPlacesByWhereTheyReallyAre) {
+  fixture.tree().writeFileOfSize("home/in/a/f", 1);
+  fixture.tree().writeFileOfSize("home/in/b/f", 2);
+  fixture.tree().writeFileOfSize("home/inner/f", 3);
+  fixture.tree().writeFileOfSize("home/out/c/f", 4);
+  fixture.tree().symlink("home/alias", fixture.tree().path("home/in"));
+  fixture.tree().symlink("home/in/way", fixture.tree().path("home/out"));
+  rule("mine", "inside", "~/in/a");
+  rule("mine", "inside through a link", "~/alias/b");
+  rule("mine", "a name that begins alike", "~/inner");
+  rule("mine", "outside", "~/out");
+  rule("mine", "outside through a link", "~/in/way/c");
+  request.bounds.emplace().roots.add(fixture.tree().path("home/in"));
+  EXPECT_THAT(scan({"mine"}), ElementsAre("inside @/home/in/a 1 __tidra:system:mine__",
+                                          "inside through a link @/home/alias/b 2 __tidra:system:mine__"));
+}
+
 TEST_F(SystemScan, ACategoryThatDoesNotExistOnThePlatformGivesNothing) {
   fixture.tree().makeFolder("home/x");
   rule("xcode", "on both", "~/x");
