@@ -17,8 +17,10 @@
 #include "core/platform/files.h"
 #include "core/platform/host.h"
 #include "core/platform/path_text.h"
+#include "core/platform/path_variables.h"
 #include "core/platform/standard_streams.h"
 #include "core/rules/catalog_files.h"
+#include "core/rules/skip_list.h"
 #include "core/scan/exclusion_entry.h"
 #include "core/scan/git_metadata.h"
 
@@ -122,6 +124,7 @@ TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const Tidr
   for (const std::string& text : options.exclude) {
     if (text.empty()) throw InputError("An empty text cannot be excluded; give --exclude a folder or a pattern.");
     const std::string meant = exclusionText(text, resolver);
+    noteUnknownVariable(meant, resolver);
     entries.push_back({.id = {}, .pathDisplay = meant, .kind = guessExclusionKind(meant), .addedAt = {}});
   }
   return makeExclusionFilter(entries, resolver);
@@ -131,7 +134,9 @@ TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const Tidr
 void applyUserState(ScanRequest& request) {
   try {
     const UserState state(request.resolver);
-    const auto kept = makeExclusionFilter(state.exclusions.load(), request.resolver);
+    const auto entries = state.exclusions.load();
+    for (const ExclusionEntry& entry : entries) noteUnknownVariable(entry.pathDisplay, request.resolver);
+    const auto kept = makeExclusionFilter(entries, request.resolver);
     auto& exclusions = request.exclusions;
     exclusions.pathPrefixes.insert(exclusions.pathPrefixes.end(), kept.pathPrefixes.begin(), kept.pathPrefixes.end());
     exclusions.globPatterns.insert(exclusions.globPatterns.end(), kept.globPatterns.begin(), kept.globPatterns.end());
@@ -147,13 +152,25 @@ TimePoint currentTime() { return std::chrono::floor<std::chrono::seconds>(std::c
 
 std::string exclusionText(const std::string& given, const TidraPathResolver& resolver) {
   const bool isRelativePath = given == "." || given == ".." || given.starts_with("./") || given.starts_with("../");
-  return isRelativePath ? absolutePath(given, resolver) : given;
+  if (isRelativePath) return absolutePath(given, resolver);
+  // Quotes keep a shell from expanding it.
+  std::string expanded = given.starts_with('$') ? resolver.expandVariables(given) : given;
+  return expanded.starts_with('/') ? expanded : given;
+}
+
+void noteUnknownVariable(const std::string& text, const TidraPathResolver& resolver) {
+  const auto name = unknownVariable(text, resolver);
+  if (!name || (looksLikePath(text) && pathFacts(excludedPath(text, resolver)))) return;
+  writeNote(
+      fmt::format("The exclusion '{}' names the variable {}, which is not set or empty, so it counts as it stands.",
+                  escapedForTerminal(text), escapedForTerminal(*name)));
 }
 
 void addRuleOptions(CLI::App& command, ScanOptions& options) {
   addList(command, "--exclude", options.exclude, "PATTERN", "Keep out a folder or a pattern, e.g. '*/vendor/*'");
   addList(command, "--rules", options.rulesFiles, "FILE", "Lay the rules of a file over the built-in ones");
   addList(command, "--disable-rule", options.disabledRules, "ID", "Switch rules off by id");
+  addList(command, "--unskip", options.unskip, "PATH", "Walk a folder that scans skip, e.g. /opt");
   command.add_option("--threads", options.threads, "Workers that read folders; 0 chooses")
       ->type_name("N")
       ->check(CLI::Range(0, 256));
@@ -246,7 +263,10 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   request.resolver = makeResolver(options.home, environment);
   for (const std::string& root : options.roots) request.roots.push_back(checkedRoot(root, request.resolver));
   if (request.roots.empty()) request.roots.push_back(checkedRoot(request.resolver.home, request.resolver));
-  request.catalog = makeCatalog(options.rulesFiles, options.disabledRules);
+  ChosenCatalog chosen = makeCatalog(options.rulesFiles, options.disabledRules);
+  for (const std::string& note : chosen.notes) writeNote(note);
+  request.catalog = std::move(chosen.catalog);
+  SkipList::unskip(request.catalog, options.unskip, request.platform, request.resolver, "--unskip");
   request.host = TidraHost::name(environment);
   request.mounts = mountPoints();
   request.git = TidraGitMetadataReader::findGit(environment);

@@ -22,6 +22,7 @@ struct ScanOptions {
   std::vector<std::string> exclude;
   std::vector<std::string> rulesFiles;
   std::vector<std::string> disabledRules;
+  std::vector<std::string> unskip;
   std::vector<std::string> tiers;
   std::optional<std::string> minSize;
   std::optional<std::string> olderThan;
@@ -53,9 +54,13 @@ TimePoint currentTime();
 /// InputError for an empty text, which mostly is a variable that was not set and must not become the current folder.
 std::string absolutePath(const std::string& given, const TidraPathResolver& resolver);
 
-/// What a person typed to exclude: a text that begins with "./" or "../" is a path from the current folder, any other
-/// stays as it is.
+/// What a person typed to exclude: a text that begins with "./" or "../" is a path from the current folder, one that
+/// begins with a variable that holds an absolute path is that path; any other stays as it is.
 std::string exclusionText(const std::string& given, const TidraPathResolver& resolver);
+
+/// Writes a note when an exclusion names a variable that has no value, unless that is the name of something that
+/// exists.
+void noteUnknownVariable(const std::string& text, const TidraPathResolver& resolver);
 
 /// Runs the scan with a live line, and writes its notes to standard error. An InterruptGuard must be alive.
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program);

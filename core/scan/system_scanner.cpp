@@ -44,27 +44,48 @@ class SystemArtifactScanner::TakenPlaces {
     for (const ScanArtifactFinding& finding : projects) projects_.add(real.of(finding.path));
   }
 
-  /// Takes what an item holds and gives its place; none when it, an ancestor of it or something of the system below it
-  /// is taken. An item of a tool may have a folder too.
+  /// Takes what an item holds and gives its place; none when it or an ancestor of it is taken. An item of a tool may
+  /// have a folder too, and is not taken either when something in that is: the tool decides what of it goes.
   std::optional<std::string> take(const ProbeItem& item) {
     const std::string& path = item.finding.path;
     if (isToolBackedTarget(path) && !targets_.insert(path).second) return std::nullopt;
     if (isToolBackedTarget(path) && !item.measuredFolder) return std::string{};
     const std::string& held = item.measuredFolder ? *item.measuredFolder : path;
-    const auto real = realPath(held);
-    const std::string place = real ? *real : held;
-    if (projects_.covers(place) || system_.covers(place) || system_.reachesInto(place)) return std::nullopt;
-    if (const auto facts = pathFacts(held);
-        facts && !identities_.emplace(facts->identity.device, facts->identity.inode).second) {
-      return std::nullopt;
-    }
+    const auto facts = pathFacts(held);
+    const std::string place = placeOf(held, facts && facts->type == EntryType::symbolicLink);
+    cover({place, item.finding.label, item.finding.safetyTier});
+    if (projects_.covers(place) || system_.covers(place)) return std::nullopt;
+    if (isToolBackedTarget(path) && system_.reachesInto(place)) return std::nullopt;
+    if (facts && !identities_.emplace(facts->identity.device, facts->identity.inode).second) return std::nullopt;
     system_.add(place);
     return place;
   }
 
+  /// Notes a place of its own tier when a finding holds it that might be of a lower one.
+  void cover(CoveredPlace covered) {
+    if (covered.tier == ArtifactSafetyTier::safe) return;
+    const bool isInSystem = system_.covers(parentPath(covered.place));
+    if (projects_.covers(covered.place) || isInSystem) covered_.push_back(std::move(covered));
+  }
+
+  /// The same for one that a probe names by any path.
+  void coverNamed(CoveredPlace covered) {
+    covered.place = placeOf(covered.place, false);
+    cover(std::move(covered));
+  }
+
+  std::vector<CoveredPlace> takeCovered() { return std::move(covered_); }
+
  private:
+  static std::string placeOf(const std::string& held, bool isLink) {
+    if (isLink) return RealPlaces().of(held);
+    const auto real = realPath(held);
+    return real ? *real : held;
+  }
+
   PlaceSet projects_;
   PlaceSet system_;
+  std::vector<CoveredPlace> covered_;
   std::unordered_set<std::string> targets_;
   std::set<std::pair<std::uint64_t, std::uint64_t>> identities_;
 };
@@ -148,7 +169,9 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
       if (probes_[i]->runsTools() == runsTools) kept[i + 1] = keep(reports[i + 1] = finishWithinBounds(i), taken);
     }
   }
+  addPlacesOfOtherCategories(taken);
   Result result;
+  result.covered = taken.takeCovered();
   for (std::size_t i = 0; i < reports.size(); ++i) {
     result.notes.insert(result.notes.end(), reports[i].notes.begin(), reports[i].notes.end());
     for (Kept& one : kept[i]) {
@@ -157,6 +180,20 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
     }
   }
   return result;
+}
+
+/// Whoever asks for some categories only has not asked for what lies in their places by another one.
+void SystemArtifactScanner::addPlacesOfOtherCategories(TakenPlaces& taken) const {
+  std::set<std::string> others;
+  for (const SystemPathRule& rule : request_.context.catalog->systemRules) {
+    if (rule.tier != ArtifactSafetyTier::safe && !request_.categories.contains(rule.category))
+      others.insert(rule.category);
+  }
+  for (const std::string& key : others) {
+    const auto found = CatalogPathProbe(key).candidates(request_.context);
+    for (const auto& candidate : found.taken) taken.coverNamed({candidate.url, candidate.label, candidate.rule.tier});
+    for (const CoveredPlace& covered : found.covered) taken.coverNamed(covered);
+  }
 }
 
 void SystemArtifactScanner::tickProjects(const std::vector<ScanArtifactFinding>& projects) {
@@ -182,6 +219,7 @@ std::vector<SystemArtifactScanner::Kept> SystemArtifactScanner::keep(ProbeReport
     if (item.measuredFolder && isCancelled()) continue;
     if (auto place = taken.take(item)) kept.push_back({std::move(item), std::move(*place)});
   }
+  for (const CoveredPlace& covered : report.covered) taken.coverNamed(covered);
   measure(kept);
   for (const Kept& one : kept) tick(systemPhaseLabel, &one.item.finding);
   return kept;

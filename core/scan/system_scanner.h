@@ -50,7 +50,8 @@ class SystemArtifactScanner {
 
   struct Result {
     std::vector<ScanArtifactFinding> findings;
-    std::vector<std::string> places;  // what each of them holds on disk, links resolved; empty when that is no place
+    std::vector<std::string> places;    // what each of them holds on disk, links resolved; empty when that is no place
+    std::vector<CoveredPlace> covered;  // places of higher tiers than safe that are no findings of their own
     std::vector<std::string> notes;
   };
 
@@ -65,8 +66,9 @@ class SystemArtifactScanner {
   ~SystemArtifactScanner();
 
   /// Tells of the project findings in a first phase, then runs the other probes, measures, and gives what was found
-  /// outside `projects`: nothing that one of them holds, and nothing twice. What needs no tool is measured and told
-  /// while the tools run, so that cancelling while one is waited for loses none of it.
+  /// outside `projects`: nothing that one of them or an earlier finding holds. What holds an earlier finding is found
+  /// as well, unless a tool removes it. What needs no tool is measured and told while the tools run, so that cancelling
+  /// while one is waited for loses none of it.
   Result scan(const std::vector<ScanArtifactFinding>& projects);
 
  private:
@@ -86,6 +88,7 @@ class SystemArtifactScanner {
   /// Takes what a report tells that is not taken yet, measured and told of.
   std::vector<Kept> keep(ProbeReport& report, TakenPlaces& taken);
   void measure(std::vector<Kept>& items) const;
+  void addPlacesOfOtherCategories(TakenPlaces& taken) const;
   void tick(const char* phase, const ScanArtifactFinding* finding);
   bool isCancelled() const { return request_.shouldCancel && request_.shouldCancel(); }
 

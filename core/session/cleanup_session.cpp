@@ -6,6 +6,7 @@
 #include <map>
 
 #include "core/base/quantities.h"
+#include "core/base/text.h"
 #include "core/dispose/tool_targets.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
@@ -98,6 +99,10 @@ std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const Cleanu
                      rawValue(item.tier));
 }
 
+void dropParts(std::vector<CleanupCandidate>& candidates, const std::set<std::string>& parts) {
+  std::erase_if(candidates, [&](const auto& candidate) { return parts.contains(candidate.item.path); });
+}
+
 }  // namespace
 
 std::vector<CleanupCandidate> candidatesOf(const std::vector<ScanReportItem>& items, const ScanOutcome& outcome,
@@ -122,12 +127,47 @@ UnprovenFindings unprovenIn(const ScanReport& report) {
   return unproven;
 }
 
+std::set<std::string> settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<NestedFinding>& nested,
+                                   std::map<std::string, std::string> spared, const std::set<std::string>& going) {
+  if (nested.empty()) return {};
+  std::map<std::string_view, CleanupCandidate*> byPath;
+  for (CleanupCandidate& candidate : candidates) {
+    byPath.emplace(candidate.item.path, &candidate);
+    if (candidate.refusal) spared.emplace(candidate.item.path, *candidate.refusal);
+  }
+  const auto shown = [](const std::string& path) { return escapedForTerminal(path); };
+  // The innermost come first, so that what holds a withheld one is withheld too.
+  for (const NestedFinding& pair : nested) {
+    const auto outer = byPath.find(pair.outer);
+    if (outer == byPath.end() || outer->second->refusal) continue;
+    auto& refusal = outer->second->refusal;
+    if (const auto reason = spared.find(pair.inner); reason != spared.end()) {
+      refusal = fmt::format("holds {}, which {}", shown(pair.inner), reason->second);
+    } else if (!byPath.contains(pair.inner) && !going.contains(pair.inner) &&
+               pair.innerTier > outer->second->item.tier) {
+      refusal = fmt::format("holds {} of tier {}, which is not selected", shown(pair.inner), rawValue(pair.innerTier));
+    }
+    if (refusal) spared.emplace(pair.outer, *refusal);
+  }
+  std::set<std::string> parts;
+  for (const NestedFinding& pair : nested) {
+    const auto outer = byPath.find(pair.outer);
+    if (outer == byPath.end() || outer->second->refusal || !byPath.contains(pair.inner)) continue;
+    parts.insert(pair.inner);
+    // Whoever agrees to the outer one, now or in a plan, agrees to what goes with it.
+    auto& tier = outer->second->item.tier;
+    tier = std::max(tier, pair.innerTier);
+  }
+  return parts;
+}
+
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
                                                const CleanupOptions& options) {
   std::vector<ScanReportItem> items;
   std::copy_if(outcome.report.items.begin(), outcome.report.items.end(), std::back_inserter(items),
                [&](const ScanReportItem& item) { return options.takesUnproven || !lacksEvidence(item); });
   auto candidates = candidatesOf(items, outcome, resolver, options);
+  dropParts(candidates, settleNested(candidates, outcome.nested));
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const auto& a, const auto& b) { return a.item.bytes > b.item.bytes; });
   return candidates;
@@ -158,6 +198,7 @@ CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const Cleanu
     candidate.item = item;
     if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }
+  dropParts(checked.candidates, settleNested(checked.candidates, outcome.nested));
   return checked;
 }
 

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,17 +45,27 @@ struct UnprovenFindings {
 };
 UnprovenFindings unprovenIn(const ScanReport& report);
 
-/// Everything that a scan has found, the largest first, without what unprovenIn() counts unless the options take that.
-/// Those that a keep file or their use protects carry a refusal.
+/// Everything that a scan has found, the largest first, without what unprovenIn() counts unless the options take that, and
+/// without what goes with something that holds it. Those that a keep file or their use protects, and those that hold a
+/// finding that stays, carry a refusal.
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
                                                const CleanupOptions& options);
+
+/// Settles what lies in what. A candidate gets a refusal when it holds a finding that stays: one of a higher tier that
+/// is no candidate, one whose candidate carries a refusal, or one of `spared`, which has reasons by path (the rest of a
+/// sentence that begins with that path). `going` are findings that need not be candidates to go. Returns the paths of
+/// the candidates that go with one that holds them and need no removal of their own; that one takes the highest tier of
+/// them.
+std::set<std::string> settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<NestedFinding>& nested,
+                                   std::map<std::string, std::string> spared = {},
+                                   const std::set<std::string>& going = {});
 
 /// The plan of those candidates that carry no refusal.
 CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, DisposalMethod method,
                             const ScanRequest& request, std::optional<std::string> reason = {});
 
 struct CheckedPlan {
-  std::vector<CleanupCandidate> candidates;  // in the order of the plan's items
+  std::vector<CleanupCandidate> candidates;  // in the order of the plan's items, without those inside another one
   std::vector<std::string> notes;            // for people: what could not be read and why
 };
 

@@ -17,7 +17,6 @@
 #include "core/scan/artifact_scanner.h"
 #include "core/scan/directory_size.h"
 #include "core/scan/finding_assessment.h"
-#include "core/scan/place_set.h"
 #include "core/scan/system_scanner.h"
 #include "core/session/leftover_finder.h"
 #include "core/session/project_activity_reader.h"
@@ -48,6 +47,7 @@ class ScanSession {
     raiseTracked();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     generatedAt_ = request_.now + std::chrono::floor<std::chrono::seconds>(duration);
+    if (system) settleNested();
     std::erase_if(outcome_.findings, [this](const auto& finding) { return !isWanted(finding); });
     recordIdentities();
     boundSizes();
@@ -84,6 +84,7 @@ class ScanSession {
             .enabledEcosystems = request_.ecosystems,
             .mounts = request_.mounts,
             .oneFileSystem = request_.oneFileSystem,
+            .onlyNames = request_.onlyPaths ? std::optional(std::set<std::string>{}) : std::nullopt,
             .workers = request_.workers,
             .shouldCancel = [this] { return shouldCancel(); },
             .onProgress = {}};
@@ -165,18 +166,22 @@ class ScanSession {
     if (shouldCancel()) return;
     auto result = system.scan(outcome_.findings);
     outcome_.details.insert(outcome_.details.end(), result.notes.begin(), result.notes.end());
-    for (auto& finding : result.findings) recogniseLeftover(finding);
-    // A project folder inside a place that is reported whole is part of that.
-    PlaceSet held;
+    covered_ = std::move(result.covered);
     for (std::size_t i = 0; i < result.findings.size(); ++i) {
-      const bool isShown = isOfWantedEcosystem(result.findings[i]) && isWanted(result.findings[i]);
-      if (isShown && !result.places[i].empty()) held.add(result.places[i]);
+      recogniseLeftover(result.findings[i]);
+      places_.emplace(result.findings[i].path, std::move(result.places[i]));
+      outcome_.findings.push_back(std::move(result.findings[i]));
     }
-    RealPlaces real;
-    std::erase_if(outcome_.findings, [&](const auto& project) { return held.covers(real.of(project.path)); });
-    for (auto& finding : result.findings) {
-      if (isOfWantedEcosystem(finding)) outcome_.findings.push_back(std::move(finding));
-    }
+  }
+
+  /// Before anything is left out, since what is not asked for must not go with what holds it.
+  void settleNested() {
+    const auto places = placesOf(outcome_.findings, places_);
+    raiseHolders(outcome_.findings, places, covered_, request_.resolver);
+    outcome_.nested = nestedFindings(outcome_.findings, places);
+    // Each item of a plan is looked for by its own path.
+    if (request_.onlyPaths) return;
+    dropPartsOfPlaces(outcome_.findings, outcome_.nested, [this](const auto& outer) { return isWanted(outer); });
   }
 
   bool isOfWantedEcosystem(const ScanArtifactFinding& finding) const {
@@ -287,6 +292,7 @@ class ScanSession {
 
   bool isWanted(const ScanArtifactFinding& finding) const {
     if (!isAskedFor(finding)) return false;
+    if (finding.source != ArtifactSource::projectWalk && !isOfWantedEcosystem(finding)) return false;
     if (request_.tiers && !request_.tiers->contains(finding.safetyTier)) return false;
     return !request_.olderThan ||
            (finding.lastActivityDate &&
@@ -322,7 +328,9 @@ class ScanSession {
   ProjectActivityReader activity_;
   SystemArtifactScanner::Request systemRequest_;
   ScanOutcome outcome_;
-  std::vector<std::string> realPaths_;  // of the projects' findings, which roots may name through links
+  std::vector<std::string> realPaths_;         // of the projects' findings, which roots may name through links
+  std::map<std::string, std::string> places_;  // of the findings outside projects, by path
+  std::vector<CoveredPlace> covered_;
   ScanProgress progress_;
   TimePoint generatedAt_{};
   std::atomic<bool> cancelled_{false};

@@ -16,6 +16,7 @@
 #include "core/platform/mount_table.h"
 #include "core/rules/rule_catalog.h"
 #include "core/scan/exclusion_filter.h"
+#include "core/session/nested_findings.h"
 
 namespace tidra {
 
@@ -71,6 +72,7 @@ struct ScanOutcome {
   ScanAggregate aggregate;
   std::vector<ScanArtifactFinding> findings;       // the report's items, in its order
   std::map<std::string, FileIdentity> identities;  // by path, when asked for
+  std::vector<NestedFinding> nested;               // also with findings that the request left out
   std::vector<std::string> notes;                  // for people: what could not be read and why
   std::vector<std::string> details;                // for people who want to know more: tools that did not answer
   std::optional<std::string> outOfBounds;          // for people: what the roots kept out; absent: nothing

@@ -154,6 +154,20 @@ TEST_F(CliState, TheLastScanShowsTheSameItems) {
   EXPECT_EQ(itemsOf(run({"scan", "--last", "--json"})).size(), 3U);
 }
 
+TEST_F(CliState, TheSummaryOfALastScanShowsWithoutItsFindings) {
+  scanAll({});
+  const std::string file = tree().path(".config/tidra/preferences.json");
+  auto preferences = parseJson(readFile(file, 1 << 20)->c_str(), "it");
+  preferences["tidra.lastScanAggregate.v2"]["text"] = "{torn";
+  replaceFile(file, jsonText(preferences, false));
+  const ProgramRun shown = run({"scan", "--last"});
+  EXPECT_EQ(shown.status, 0);
+  EXPECT_THAT(shown.out, testing::AllOf(HasSubstr("54 KB reclaimable: 6 groups in ~. Scanned at 20"),
+                                        HasSubstr("49 KB  Rust"), HasSubstr("Outside projects")));
+  EXPECT_THAT(shown.err, StartsWith("note: The findings of the last scan cannot be read any more"));
+  EXPECT_EQ(run({"scan", "--last", "--json"}).status, 2);
+}
+
 TEST_F(CliState, PreferencesThatCannotBeUsedDoNotHinderAScan) {
   tree().makeFolder(".config/tidra/preferences.json");
   const ProgramRun scanned = scanAll({});

@@ -52,10 +52,18 @@ struct ProbeItem {
   bool enterBundles = false;                       // count the insides of bundle packages too
 };
 
+/// A place that is no finding of its own, because it lies in one or another source has found the same.
+struct CoveredPlace {
+  std::string place;  // absolute
+  std::string label;
+  ArtifactSafetyTier tier = ArtifactSafetyTier::safe;  // what it would be, were it a finding
+};
+
 /// What one probe tells.
 struct ProbeReport {
   std::vector<ProbeItem> items;
-  std::vector<std::string> notes;  // a tool that is there but did not answer
+  std::vector<CoveredPlace> covered;  // in an item
+  std::vector<std::string> notes;     // a tool that is there but did not answer
 };
 
 /// The questions that a probe puts to one tool. After one on which it hung no other is put, so that a tool that hangs

@@ -120,6 +120,7 @@ TEST_F(CleanupSession, SelectsTheLargestFirstWithoutWhatAKeepFileProtects) {
   EXPECT_EQ(plan.items.size(), 2U);
   EXPECT_EQ(plan.totalBytes(), 3010);
   EXPECT_EQ(plan.highestTier(), ArtifactSafetyTier::safe);
+  EXPECT_EQ(CleanupPlan{}.highestTier(), ArtifactSafetyTier::safe);
   EXPECT_THAT(told(selected({.force = true})), testing::Each(testing::EndsWith(": -")));
 }
 
@@ -247,6 +248,92 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
   EXPECT_TRUE(exists("code/q/node_modules/f")) << "kept, and the run is not forced";
   EXPECT_EQ(outcome.disposal.receipts.size(), 2U);
   EXPECT_EQ(outcome.disposal.failures.size(), 4U);
+}
+
+class NestedPlaces : public CleanupSession {
+ protected:
+  NestedPlaces() {
+    for (const char* file : {"outer/mid/inner/f", "outer/f", "outer/p/node_modules/f", "outer/p/build/f"}) {
+      tree_.writeFileOfSize("code/" + std::string(file), 100);
+    }
+  }
+  /// Rules in this order: id, place in "code", tier, category.
+  ScanRequest withRules(const std::vector<std::array<std::string, 4>>& rules) const {
+    ScanRequest asked = request();
+    asked.scanSystem = true;
+    asked.categories = {"mine"};
+    for (const auto& [id, place, tier, category] : rules) {
+      SystemPathRule& rule = asked.catalog.systemRules.emplace_back();
+      rule.id = rule.label = id;
+      rule.category = category;
+      rule.tier = *fromRawValue<ArtifactSafetyTier>(tier);
+      for (const char* platform : {"linux", "macos"}) rule.paths[platform] = {tree_.path("code/" + place)};
+    }
+    return asked;
+  }
+  std::vector<std::string> selectedFrom(ScanRequest asked, std::set<ArtifactSafetyTier> tiers,
+                                        const CleanupOptions& options = {}) const {
+    asked.tiers = std::move(tiers);
+    auto lines = told(selectForCleanup(runScan(asked), asked.resolver, options));
+    std::sort(lines.begin(), lines.end());
+    return lines;
+  }
+
+  static constexpr auto safe = ArtifactSafetyTier::safe;
+  static constexpr auto caution = ArtifactSafetyTier::caution;
+};
+
+TEST_F(NestedPlaces, WhatHoldsAFindingOfAHigherTierGoesOnlyTogetherWithIt) {
+  const auto rules = withRules({{"inner", "outer/mid/inner", "caution", "mine"},
+                                {"mid", "outer/mid", "safe", "mine"},
+                                {"outer", "outer", "safe", "mine"}});
+  const std::string inner = tree_.path("code/outer/mid/inner");
+  EXPECT_THAT(selectedFrom(rules, {safe}),
+              ElementsAre("outer/mid: holds " + inner + " of tier caution, which is not selected",
+                          HasSubstr("outer: holds " + tree_.path("code/outer/mid") + ", which holds " + inner)));
+}
+
+TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {
+  // Both tiers of the folders of projects and of the places outside them are asked for.
+  const auto rules = withRules({{"inner", "outer/mid/inner", "caution", "mine"}, {"outer", "outer", "safe", "mine"}});
+  EXPECT_THAT(selectedFrom(rules, {safe, caution}), ElementsAre("outer: -"));
+  const auto plan =
+      makeCleanupPlan(selectForCleanup(runScan(rules), rules.resolver, {}), DisposalMethod::delete_, rules);
+  EXPECT_EQ(plan.totalBytes(), 400) << "no byte twice";
+  EXPECT_EQ(plan.highestTier(), caution);
+  EXPECT_THAT(told(checkPlan(plan, rules, {}).candidates), ElementsAre("outer: -"));
+  // A plan with the tier of the outer one alone says nothing about the inner one.
+  auto cut = plan;
+  cut.items.at(0).tier = safe;
+  EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre(HasSubstr("outer: holds ")));
+  for (const auto& item : runScan(rules).report.items) {
+    if (item.path != cut.items.at(0).path) cut.items.push_back(CleanupPlan::Item::make(item));
+  }
+  EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre("outer: -"));
+}
+
+TEST_F(NestedPlaces, WhatIsKeptHoldsBackWhatItLiesIn) {
+  tree_.writeFile("code/outer/mid/inner/.tidra-keep");
+  const auto rules = withRules({{"inner", "outer/mid/inner", "safe", "mine"}, {"outer", "outer", "caution", "mine"}});
+  EXPECT_THAT(
+      selectedFrom(rules, {safe, caution}),
+      testing::Contains(HasSubstr("outer: holds " + tree_.path("code/outer/mid/inner") + ", which is kept by")));
+  EXPECT_THAT(selectedFrom(rules, {safe, caution}, {.force = true}), ElementsAre("outer: -"));
+}
+
+TEST_F(NestedPlaces, AFindingTakesTheTierOfAPlaceInItThatIsNone) {
+  const auto tierOf = [&](const ScanRequest& asked, const std::string& place) {
+    for (const auto& finding : runScan(asked).findings) {
+      if (finding.path == tree_.path("code/" + place)) return std::string(rawValue(finding.safetyTier));
+    }
+    return std::string("none");
+  };
+  EXPECT_EQ(tierOf(withRules({{"outer", "outer", "safe", "mine"}, {"inner", "outer/mid", "caution", "mine"}}), "outer"),
+            "caution");
+  const auto other = withRules({{"outer", "outer", "safe", "mine"}, {"inner", "outer/mid", "warning", "other"}});
+  EXPECT_EQ(tierOf(other, "outer"), "warning") << "of a category that is not looked at";
+  const auto inProject = withRules({{"inner", "outer/p/node_modules", "caution", "mine"}});
+  EXPECT_EQ(tierOf(inProject, "outer/p/node_modules"), "caution") << "a finding of a project";
 }
 
 TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {

@@ -336,13 +336,37 @@ TEST_F(FleetRuns, NothingBeginsWithoutLockLogAndRoots) {
     EXPECT_EQ(records.back().message, "policy resolves to no scan roots and no categories");
   }
   policy_ = nothing;
-  policy_.scan.disabledRules = {"no-such-rule"};
+  policy_.scan.extraRules = {"~/no-such-file"};
   EXPECT_THROW(run(), InputError);
   policy_ = nothing;
   policy_.audit.path = "~/code";
   EXPECT_THROW(run(), InputError);
   EXPECT_TRUE(has("a"));
   EXPECT_FALSE(fs::exists(tree_.path("home/.tidra/fleet.lock")));
+}
+
+TEST_F(FleetRuns, WhatHoldsSomethingThatThePolicyKeepsStays) {
+  tree_.writeFile("home/rules.json", R"({"systemRules": [
+    {"id": "models", "category": "globalCaches", "label": "Models", "tier": "caution",
+     "paths": {"linux": ["~/big/models"], "macos": ["~/big/models"]}},
+    {"id": "big", "category": "globalCaches", "label": "Big", "paths": {"linux": ["~/big"], "macos": ["~/big"]}}]})");
+  for (const char* file : {"home/big/models/f", "home/big/f"}) tree_.writeFileOfSize(file, 2 * megabyte);
+  policy_.scan.extraRules = {"~/rules.json"};
+  policy_.scan.categories = {{"globalCaches"}};
+  auto result = run();
+  ASSERT_EQ(result.kept.size(), 1U);
+  EXPECT_EQ(result.kept[0].reason,
+            "holds " + tree_.path("home/big/models") + ", which the policy keeps (tierNotAutoCleaned)");
+  policy_.autoClean.tiers.push_back(ArtifactSafetyTier::caution);
+  policy_.never.ruleIDs = {"models"};
+  EXPECT_EQ(run().kept.size(), 1U);
+  EXPECT_TRUE(fs::exists(tree_.path("home/big/f")));
+  policy_.never.ruleIDs.clear();
+  policy_.autoClean.maxBytesPerRun = 6 * megabyte;
+  result = run();
+  EXPECT_EQ(result.disposal.receipts.size(), 1U);
+  EXPECT_EQ(result.decision.plan.totalBytes(), 4 * std::int64_t{megabyte});
+  EXPECT_FALSE(fs::exists(tree_.path("home/big")));
 }
 
 TEST_F(FleetRuns, ARunThatDiedShowsInTheNext) {
@@ -372,9 +396,9 @@ TEST_F(FleetRuns, ARunThatDiedShowsInTheNext) {
     record.runID = "DIED TOO";
     record.event = Event::error;
   });
-  policy_.scan.disabledRules = {"no-such-rule"};
+  policy_.scan.extraRules = {"~/no-such-file"};
   EXPECT_THROW(run(), InputError);
-  policy_.scan.disabledRules.clear();
+  policy_.scan.extraRules.clear();
   EXPECT_THAT(errorsOf(run()), IsEmpty());
 }
 
