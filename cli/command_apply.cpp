@@ -49,6 +49,7 @@ std::optional<CheckedPlan> checkInterruptibly(const CleanupPlan& plan, ScanReque
 int runApplyCommand(ApplyOptions& options, const Program& program) {
   options.removal.json = options.scan.json;
   const ScanViewOptions view = chosenView(options.scan, program);
+  requireKnownExclusions(options.scan.home, program.environment);
   ScanRequest request = makeScanRequest(options.scan, program.environment);
   CleanupPlan plan = readPlan(options.file, request.host, options.removal.force);
   if (options.removal.method) plan.method = parseMethod(*options.removal.method);

@@ -30,6 +30,7 @@ constexpr const char* unprovenHelp = "Also artefacts that nothing shows a tool t
 
 /// The scan that a selection is made from; only what can be made again unless a tier is named.
 ScanRequest requestFor(CleanOptions& options, const Program& program) {
+  requireKnownExclusions(options.scan.home, program.environment);
   if (options.scan.tiers.empty()) options.scan.tiers = {std::string(rawValue(ArtifactSafetyTier::safe))};
   ScanRequest request = makeScanRequest(options.scan, program.environment);
   request.recordIdentities = true;
