@@ -54,6 +54,7 @@ int runApplyCommand(ApplyOptions& options, const Program& program) {
   CleanupPlan plan = readPlan(options.file, request.host, options.removal.force);
   if (options.removal.method) plan.method = parseMethod(*options.removal.method);
   chosenQuarantine(options.removal.quarantineFolder, request.resolver);
+  requireOwnStores(plan.method, options.removal, request.resolver);
   if (plan.method == DisposalMethod::quarantine) {
     checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
   }

@@ -79,6 +79,7 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   if (options.scan.output) throw InputError("tidra clean has no --output; tidra plan -o writes down what it would do.");
   const ScanRequest request = requestFor(options, program);
   chosenQuarantine(options.removal.quarantineFolder, request.resolver);
+  requireOwnStores(method, options.removal, request.resolver);
   if (method == DisposalMethod::quarantine) checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
   const ScanOutcome outcome = scanInterruptibly(request, program);
   if (outcome.report.partial) {
