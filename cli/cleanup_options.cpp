@@ -10,6 +10,7 @@
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
 #include "cli/progress_line.h"
+#include "cli/user_state.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/platform/host.h"
@@ -129,6 +130,17 @@ void checkNamedQuarantine(const std::optional<std::string>& folder, const TidraP
   } catch (const std::runtime_error& error) {
     throw InputError(fmt::format("The quarantine cannot be used: {}.", error.what()));
   }
+}
+
+void requireOwnStores(DisposalMethod method, const RemovalOptions& options, const TidraPathResolver& resolver) {
+  const bool isInHome = method == DisposalMethod::trash ||
+                        (method == DisposalMethod::quarantine &&
+                         isSameOrInside(chosenQuarantine(options.quarantineFolder, resolver).directory, resolver.home));
+  if (!isInHome || !isHomeOfAnother(resolver)) return;
+  throw InputError(fmt::format(
+      "The home folder {} belongs to another user, who could not get back what root moves there; run tidra as that "
+      "user, or give --home, --quarantine-dir or --method delete.",
+      escapedForTerminal(resolver.home)));
 }
 
 QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver) {

@@ -34,6 +34,9 @@ QuarantineConfig chosenQuarantine(const std::optional<std::string>& folder, cons
 /// one is left to the items: those of other volumes need it not.
 void checkNamedQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
 
+/// Throws InputError when what is moved would lie in a home folder where its owner could not bring it back.
+void requireOwnStores(DisposalMethod method, const RemovalOptions& options, const TidraPathResolver& resolver);
+
 /// The store of quarantine entries. Throws InputError.
 QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
 

@@ -39,10 +39,12 @@ CleanupPlan readPlan(const std::string& file, const std::string& host, bool forc
 int runApplyCommand(ApplyOptions& options, const Program& program) {
   options.removal.json = options.scan.json;
   const ScanViewOptions view = chosenView(options.scan, program);
+  requireKnownExclusions(options.scan.home, program.environment);
   ScanRequest request = makeScanRequest(options.scan, program.environment);
   CleanupPlan plan = readPlan(options.file, request.host, options.removal.force);
   if (options.removal.method) plan.method = parseMethod(*options.removal.method);
   chosenQuarantine(options.removal.quarantineFolder, request.resolver);
+  requireOwnStores(plan.method, options.removal, request.resolver);
   if (plan.method == DisposalMethod::quarantine) {
     checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
   }

@@ -30,6 +30,7 @@ constexpr const char* unprovenHelp = "Also artefacts that nothing shows a tool t
 
 /// The scan that a selection is made from; only what can be made again unless a tier is named.
 ScanRequest requestFor(CleanOptions& options, const Program& program) {
+  requireKnownExclusions(options.scan.home, program.environment);
   if (options.scan.tiers.empty()) options.scan.tiers = {std::string(rawValue(ArtifactSafetyTier::safe))};
   ScanRequest request = makeScanRequest(options.scan, program.environment);
   request.recordIdentities = true;
@@ -80,6 +81,7 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   if (options.scan.output) throw InputError("tidra clean has no --output; tidra plan -o writes down what it would do.");
   const ScanRequest request = requestFor(options, program);
   chosenQuarantine(options.removal.quarantineFolder, request.resolver);
+  requireOwnStores(method, options.removal, request.resolver);
   if (method == DisposalMethod::quarantine) checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
   const InterruptGuard guard;
   const ScanOutcome outcome = runScanForPerson(request, program);

@@ -148,6 +148,14 @@ void applyUserState(ScanRequest& request) {
 
 }  // namespace
 
+void requireKnownExclusions(const std::optional<std::string>& home, const Environment& environment) {
+  try {
+    UserState(makeResolver(home, environment)).exclusions.requireComplete();
+  } catch (const PreferencesError& error) {
+    throw PreferencesError(fmt::format("{} Nothing is removed before they are mended or moved away.", error.what()));
+  }
+}
+
 TimePoint currentTime() { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); }
 
 std::string exclusionText(const std::string& given, const TidraPathResolver& resolver) {

@@ -44,6 +44,9 @@ void addRuleOptions(CLI::App& command, ScanOptions& options);
 /// The request for a scan. Throws InputError with one sentence for the first option that cannot be used.
 ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment);
 
+/// Called before anything is removed or planned. Throws PreferencesError when the user's exclusions cannot all be read.
+void requireKnownExclusions(const std::optional<std::string>& home, const Environment& environment);
+
 /// The home folder and the environment. Throws InputError.
 TidraPathResolver makeResolver(const std::optional<std::string>& home, const Environment& environment);
 

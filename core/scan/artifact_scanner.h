@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -51,6 +52,8 @@ struct FilesystemArtifactScanner {
     std::uint64_t starvedFolders = 0;         // not read because no descriptor was left
     std::uint64_t unmeasuredArtifacts = 0;    // left out because their sizes could not be told
     std::uint64_t entriesVisited = 0;
+    /// The folders deeper in a finding that hold ".git", by the path of the finding, in byte order.
+    std::map<std::string, std::vector<std::string>> repositoriesInside;
   };
 
   /// Walks one root with several workers; the result does not depend on their number. Never throws for what the file

@@ -77,6 +77,11 @@ class TidraGitMetadataReader {
   /// folder outside any. Stops asking when git hangs again and again. Never throws.
   Tracked tracked(const std::vector<std::string>& folders) const;
 
+  /// For each of these repositories whether it holds work that no remote brings back: uncommitted changes, untracked
+  /// files, commits or stashes of its own. None where git gives no answer, false where ".git" is no repository. Several
+  /// at a time. Changes nothing and never throws.
+  std::vector<std::optional<bool>> holdOwnWork(const std::vector<std::string>& repositories) const;
+
   /// "seconds" + 0x1C + "subject", cut at the first 0x1C; none for anything else.
   static std::optional<ParsedCommit> parseCommit(std::string_view output);
 
@@ -88,6 +93,7 @@ class TidraGitMetadataReader {
                                            std::function<bool(std::string_view)> isEnough = {}) const;
   std::optional<std::vector<std::string>> trackedAmong(const std::string& repository,
                                                        const std::vector<std::string>& folders) const;
+  std::optional<bool> holdsOwnWork(const std::string& repository) const;
   std::optional<ParsedCommit> lastCommit(const std::string& path) const;
   std::optional<std::size_t> countChanges(const std::string& path) const;
   std::optional<std::vector<std::string>> filterOverrides(const std::string& path) const;

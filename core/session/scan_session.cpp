@@ -9,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <limits>
+#include <map>
 
 #include "core/base/text.h"
 #include "core/model/removal_leftover.h"
@@ -46,6 +47,7 @@ class ScanSession {
     }
     assessFindings(outcome_.findings, request_.resolver, [this] { return shouldCancel(); });
     raiseTracked();
+    raiseOwnWork();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     generatedAt_ = request_.now + std::chrono::floor<std::chrono::seconds>(duration);
     if (system) settleNested();
@@ -105,6 +107,7 @@ class ScanSession {
     auto result = FilesystemArtifactScanner::scan(request);
     outcome_.entriesVisited += result.entriesVisited;
     noteUnread(result, plan.root);
+    repositoriesInside_.merge(result.repositoriesInside);
     for (auto& finding : result.findings) {
       askActivity(finding);
       realPaths_.push_back(realPathBelow(plan, finding.path));
@@ -293,6 +296,30 @@ class ScanSession {
     }
   }
 
+  /// Some work on a dependency in the place where it was installed, in a clone or a linked worktree of its own.
+  void raiseOwnWork() {
+    std::vector<ScanArtifactFinding*> holders;
+    std::vector<std::string> repositories;
+    for (auto& finding : outcome_.findings) {
+      const auto inside = repositoriesInside_.find(finding.path);
+      if (inside == repositoriesInside_.end() || !isAskedFor(finding)) continue;
+      holders.insert(holders.end(), inside->second.size(), &finding);
+      repositories.insert(repositories.end(), inside->second.begin(), inside->second.end());
+    }
+    if (cancelled_ || repositories.empty()) return;
+    const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return cancelled_.load(); });
+    const auto answers = reader.holdOwnWork(repositories);
+    for (std::size_t i = 0; i < repositories.size(); ++i) {
+      if (!answers[i]) holders[i]->safetyTier = std::max(holders[i]->safetyTier, ArtifactSafetyTier::caution);
+      if (!answers[i].value_or(false)) continue;
+      holders[i]->safetyTier = ArtifactSafetyTier::warning;
+      holders[i]->restoreHint =
+          "Holds work that is in no remote repository: " + repositories[i].substr(holders[i]->path.size() + 1);
+    }
+    if (std::find(answers.begin(), answers.end(), std::nullopt) == answers.end()) return;
+    note("git could not be asked about some repositories inside findings, so none of those counts as safe.");
+  }
+
   void recordIdentities() {
     if (!request_.recordIdentities) return;
     for (const auto& finding : outcome_.findings) {
@@ -345,6 +372,7 @@ class ScanSession {
   ProjectActivityReader activity_;
   SystemArtifactScanner::Request systemRequest_;
   ScanOutcome outcome_;
+  std::map<std::string, std::vector<std::string>> repositoriesInside_;  // by the path of a finding
   std::vector<std::string> realPaths_;         // of the projects' findings, which roots may name through links
   std::map<std::string, std::string> places_;  // of the findings outside projects, by path
   std::vector<CoveredPlace> covered_;

@@ -184,6 +184,32 @@ TEST_F(CliState, PreferencesThatCannotBeUsedDoNotHinderAScan) {
   }
 }
 
+TEST_F(CliState, NothingIsRemovedWhileTheExclusionsCannotBeRead) {
+  const std::string plan = run({"plan", "--no-system", "code"}).out;
+  const std::string place = ".config/tidra/preferences.json";
+  run({"exclude", "add", "~/code/web"});
+  const std::string kept = *readFile(tree().path(place));
+  for (const std::string& text : {kept.substr(0, 30), std::string(R"({"tidra.exclusions.v1": {"text": "{}"}})"),
+                                  std::string(R"({"tidra.exclusions.v1": {"text": "[{\"kind\": \"newer\"}]"}})")}) {
+    tree().writeFile(place, text);
+    tree().writeFile("plan.json", plan);
+    const auto before = tree().snapshot();
+    for (const auto& arguments : std::vector<std::vector<std::string>>{{"clean", "--no-system", "--yes", "code"},
+                                                                       {"clean", "--no-system", "-n", "code"},
+                                                                       {"plan", "--no-system", "code"},
+                                                                       {"apply", "--yes", "plan.json"}}) {
+      const ProgramRun ran = run(arguments);
+      EXPECT_EQ(ran.status, 2) << text << arguments[0];
+      EXPECT_EQ(ran.out, "");
+      EXPECT_THAT(linesOf(ran.err).back(), HasSubstr("Nothing is removed before they are mended or moved away."));
+    }
+    EXPECT_EQ(tree().snapshot(), before);
+  }
+  tree().writeFile(place, kept);
+  EXPECT_EQ(run({"clean", "--no-system", "--yes", "code"}).status, 0);
+  EXPECT_THAT(tree().snapshot(), testing::Contains(testing::Field(&SnapshotEntry::path, HasSubstr("code/web/dist/f"))));
+}
+
 TEST_F(CliState, DamagedPreferencesAreKeptBesideNewOnes) {
   const std::string damaged = tree().writeFile(".config/tidra/preferences.json", "{\"tidra.exclusions.v1\": ");
   const ProgramRun scanned = scanAll({});

@@ -16,6 +16,7 @@
 
 #include "core/model/removal_leftover.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
 #include "tests/support/git_repositories.h"
 
 namespace tidra {
@@ -207,6 +208,46 @@ TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
   for (const auto& finding : runScan(silent).findings) {
     EXPECT_TRUE(finding.safetyTier != safe || finding.path == tree_.path("code/bare/vendor")) << finding.path;
   }
+}
+
+TEST_F(CleanupSession, WorkInARepositoryInsideIsNoSafeFinding) {
+  const auto inside = [](const std::string& project) { return "code/" + project + "/node_modules/@me/lib"; };
+  makeRepository("origin");
+  for (const char* project : {"clean", "changed", "untracked", "ahead", "stashed"}) {
+    git(tree_.root(), {"clone", "-q", tree_.path("origin"), tree_.path(inside(project))});
+  }
+  tree_.writeFile(inside("changed") + "/file", "mended");
+  tree_.writeFile(inside("untracked") + "/new");
+  git(tree_.path(inside("ahead")), {"commit", "-q", "--allow-empty", "-m", "mine"});
+  tree_.writeFile(inside("stashed") + "/file", "mended");
+  git(tree_.path(inside("stashed")), {"stash", "-q"});
+  makeRepository(inside("no-remote"));
+  for (const char* project : {"worktree", "worktree-changed"}) {
+    git(tree_.path("origin"), {"worktree", "add", "-q", tree_.path(inside(project)), "-b", project});
+  }
+  tree_.writeFile(inside("worktree-changed") + "/new");
+  makeRepository("code/remains");
+  tree_.writeFile(inside("remains") + "/.git/hooks/README.sample");
+  tree_.writeFile(inside("broken") + "/.git/HEAD", "nonsense");
+  const auto before = snapshotOf(tree_.path("code"));
+  std::map<std::string, ArtifactSafetyTier> found;
+  for (const auto& finding : runScan(request()).findings) {
+    found[std::string(lastPathComponent(*finding.groupRoot))] = finding.safetyTier;
+    EXPECT_EQ(finding.safetyTier == ArtifactSafetyTier::warning,
+              finding.restoreHint.value_or("").ends_with("no remote repository: @me/lib"));
+  }
+  EXPECT_EQ(snapshotOf(tree_.path("code")), before);
+  using enum ArtifactSafetyTier;
+  EXPECT_EQ(found, (std::map<std::string, ArtifactSafetyTier>{{"clean", safe},
+                                                              {"changed", warning},
+                                                              {"untracked", warning},
+                                                              {"ahead", warning},
+                                                              {"stashed", warning},
+                                                              {"no-remote", warning},
+                                                              {"worktree", safe},
+                                                              {"worktree-changed", warning},
+                                                              {"remains", safe},
+                                                              {"broken", caution}}));
 }
 
 TEST_F(CleanupSession, APythonPackageIsNotWhatItsNameSays) {
