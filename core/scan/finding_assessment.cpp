@@ -35,11 +35,13 @@ void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathR
   // Neighbours share their ignore files, so a thread takes several at a time.
   constexpr std::size_t batch = 32;
   std::atomic<std::size_t> next{0};
-  const auto work = [&] {
+  std::atomic<bool> stopped{false};
+  const auto work = [&](bool polls) {
     ArtifactEvidence evidence(resolver);
     for (std::size_t start = next.fetch_add(batch); start < findings.size(); start = next.fetch_add(batch)) {
       const std::size_t end = std::min(start + batch, findings.size());
-      for (std::size_t i = start; i < end && !shouldStop(); ++i) {
+      for (std::size_t i = start; i < end && !stopped; ++i) {
+        if (polls && shouldStop()) stopped = true;
         if (findings[i].source == ArtifactSource::projectWalk && findings[i].ruleID) assess(findings[i], evidence);
       }
     }
@@ -47,8 +49,8 @@ void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathR
   constexpr std::size_t mostThreads = 8;
   std::vector<std::jthread> threads;
   const std::size_t wanted = std::min(mostThreads, findings.size() / batch);
-  while (threads.size() < wanted) threads.emplace_back(work);
-  work();
+  while (threads.size() < wanted) threads.emplace_back(work, false);
+  work(true);
 }
 
 }  // namespace tidra
