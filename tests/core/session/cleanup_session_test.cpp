@@ -140,7 +140,7 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
 #ifndef __linux__
   GTEST_SKIP() << "only Linux tells who uses a folder";
 #endif
-  for (const char* project : {"works", "works-inside", "locks", "idle", "works-not"})
+  for (const char* project : {"works", "works-inside", "locks", "opens", "idle", "works-not"})
     tree_.writeFile("code/" + std::string(project) + "/node_modules/sub/f");
   tree_.symlink("way", "code/works");
   const auto worksIn = [&](const std::string& relative) {
@@ -153,6 +153,9 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
     const int file = ::open(path.c_str(), O_RDWR);
     return file >= 0 && ::flock(file, LOCK_EX) == 0 && ::chdir("/") == 0;
   });
+  const Bystander opener([path = tree_.path("code/opens/node_modules/sub/f")] {
+    return ::open(path.c_str(), O_RDONLY) >= 0 && ::chdir("/") == 0;
+  });
   auto candidates = selected();
   std::sort(candidates.begin(), candidates.end(),
             [](const auto& a, const auto& b) { return a.item.path < b.item.path; });
@@ -160,17 +163,18 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
               ElementsAre("idle/node_modules: -",
                           AllOf(HasSubstr("locks/node_modules: is in use: "),
                                 HasSubstr("has locked " + tree_.path("code/locks/node_modules/sub/f"))),
+                          HasSubstr("has opened " + tree_.path("code/opens/node_modules/sub/f")),
                           HasSubstr("works-inside/node_modules: is in use: "), "works-not/node_modules: -",
                           AllOf(HasSubstr("works/node_modules: is in use: "), HasSubstr("works in its project"))));
   // It is asked again right before each removal.
   const auto forced = selected({.force = true});
   const auto outcome = runCleanup(forced, setting());
   EXPECT_EQ(outcome.disposal.receipts.size(), 2U);
-  EXPECT_EQ(outcome.disposal.failures.size(), 3U);
+  EXPECT_EQ(outcome.disposal.failures.size(), 4U);
   auto force = setting();
   force.options.force = true;
   const auto candidatesLeft = selected({.force = true});
-  EXPECT_EQ(runCleanup(candidatesLeft, force).disposal.receipts.size(), 3U);
+  EXPECT_EQ(runCleanup(candidatesLeft, force).disposal.receipts.size(), 4U);
 }
 
 TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
