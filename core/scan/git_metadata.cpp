@@ -157,14 +157,12 @@ bool TidraGitMetadataReader::isRepository(const std::string& path) const {
   return git_ && pathFacts(joinedPath(path, ".git"));
 }
 
-std::optional<TimePoint> TidraGitMetadataReader::lastActivity(const std::string& path) const {
-  if (isRepository(path)) {
-    // The subject may be as long as anyone likes, so only the date is asked for.
-    const auto result = run(path, {"log", "-1", "--pretty=format:%ct"});
-    const auto seconds = result ? wholeNumber(result->stdout_) : std::nullopt;
-    if (seconds) return timePointAt(*seconds);
-  }
-  return folderActivity(path);
+std::optional<TimePoint> TidraGitMetadataReader::lastCommitDate(const std::string& repository) const {
+  if (!isRepository(repository)) return std::nullopt;
+  // The subject may be as long as anyone likes, so only the date is asked for.
+  const auto result = run(repository, {"log", "-1", "--pretty=format:%ct"});
+  const auto seconds = result ? wholeNumber(result->stdout_) : std::nullopt;
+  return seconds ? std::optional(timePointAt(*seconds)) : std::nullopt;
 }
 
 std::optional<TimePoint> TidraGitMetadataReader::folderActivity(const std::string& path) {

@@ -60,9 +60,9 @@ class TidraGitMetadataReader {
   /// True when the folder holds ".git" and there is a git to ask.
   bool isRepository(const std::string& path) const;
 
-  /// When the project was last worked on: its last commit, else the modification of its folder. Runs one git command at
-  /// most.
-  std::optional<TimePoint> lastActivity(const std::string& path) const;
+  /// The committer time of the newest commit on the checked-out branch of a repository, which holds ".git"; none when
+  /// there is none or git cannot be asked. Runs one git command at most.
+  std::optional<TimePoint> lastCommitDate(const std::string& repository) const;
 
   /// The modification of the project's folder, links followed; none when it cannot be read.
   static std::optional<TimePoint> folderActivity(const std::string& path);

@@ -1,5 +1,5 @@
-// A scan goes: start the tools that know about space outside projects; walk each root, handing every new project to git
-// in the background; wait for git; give each finding the date of its project; look outside projects; drop what the
+// A scan goes: start the tools that know about space outside projects; walk each root, having every new project dated
+// in the background; wait for that; give each finding the date of its project; look outside projects; drop what the
 // request does not want; sum up and make the report.
 #include "core/session/scan_session.h"
 
@@ -13,6 +13,7 @@
 #include "core/base/text.h"
 #include "core/model/removal_leftover.h"
 #include "core/model/system_scan_categories.h"
+#include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_scanner.h"
 #include "core/scan/directory_size.h"
@@ -94,15 +95,32 @@ class ScanSession {
     auto request = walkRequest();
     request.root = plan.root;
     request.onlyNames = namesIn(plan.root);
-    request.onProgress = [&](const auto& tick) { advance(before, tick); };
+    const auto askActivity = activityQuestions(plan);
+    request.onProgress = [&](const auto& tick) {
+      if (tick.latestFinding != nullptr) askActivity(*tick.latestFinding);
+      advance(before, tick);
+    };
     auto result = FilesystemArtifactScanner::scan(request);
     outcome_.entriesVisited += result.entriesVisited;
     noteUnread(result, plan.root);
     for (auto& finding : result.findings) {
-      activity_.add(*finding.groupRoot);
+      askActivity(finding);
       realPaths_.push_back(realPathBelow(plan, finding.path));
       outcome_.findings.push_back(std::move(finding));
     }
+  }
+
+  /// What has the project of a finding dated, which the walk of a root has found.
+  std::function<void(const ScanArtifactFinding&)> activityQuestions(const RootPlan& plan) {
+    auto walk = walkRequest();
+    walk.root = plan.realPath;
+    const auto sources = std::make_shared<const SourceDateReader>(walk, request_.now);
+    return [this, &plan, sources](const ScanArtifactFinding& finding) {
+      const std::string& project = *finding.groupRoot;
+      if (isSameOrInside(project, plan.root)) return activity_.add(project, realPathBelow(plan, project), sources);
+      const auto above = realPath(project);  // of a root that lies inside its project
+      if (above) activity_.add(project, *above, sources);
+    };
   }
 
   std::optional<std::set<std::string>> namesIn(const std::string& root) const {
@@ -218,7 +236,6 @@ class ScanSession {
 
   /// The walk of one root goes on from what the roots before it have added up to.
   void advance(const ScanProgress& before, const FilesystemArtifactScanner::ProgressTick& tick) {
-    if (tick.latestFinding != nullptr) activity_.add(*tick.latestFinding->groupRoot);
     progress_.entriesVisited = before.entriesVisited + tick.foldersScanned;
     progress_.projectsFound = before.projectsFound + tick.projectRootsFound;
     progress_.artifactsFound = before.artifactsFound + tick.artifactsFound;

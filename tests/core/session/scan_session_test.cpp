@@ -43,9 +43,12 @@ class ScanSession : public WithGitRepositories {
     return paths;
   }
 
+  static constexpr TimePoint fileDate{std::chrono::seconds{1600000000}};
+
   /// Three projects of different age and size; the last was never committed.
   void makeProjects() const {
     makeRepository("code/fresh");
+    tree_.setModified("code/fresh/file", fileDate);
     tree_.writeFile("code/fresh/node_modules/f", std::string(10, 'x'));
     tree_.writeFile("code/fresh/target/f", std::string(200, 'x'));
     tree_.writeFile("code/old/target/f", std::string(3000, 'x'));
@@ -63,7 +66,7 @@ TEST_F(ScanSession, DatesEveryFindingFromItsProject) {
 
   auto withoutGit = request({"code/fresh"});
   withoutGit.git.reset();
-  EXPECT_NE(runScan(withoutGit).findings.at(0).lastActivityDate, commitDate);
+  EXPECT_EQ(runScan(withoutGit).findings.at(0).lastActivityDate, fileDate);
 }
 
 TEST_F(ScanSession, NoneOfManyProjectsStaysUndated) {

@@ -56,6 +56,7 @@ class FleetRuns : private OutsideSkippedFolders, public WithGitRepositories {
   void makeProject(const std::string& name, std::uint64_t bytes) const {
     tree_.writeFile("home/code/" + name + "/package.json", "{}");
     const std::string path = makeRepository("home/code/" + name);
+    for (const char* file : {"/package.json", "/file"}) tree_.setModified("home/code/" + name + file, commitDate);
     tree_.writeFile("home/code/" + name + "/.git/info/exclude", "node_modules\n");
     tree_.writeFileOfSize("home/code/" + name + "/node_modules/f", bytes);
   }
