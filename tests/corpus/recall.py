@@ -3,6 +3,7 @@
 import json
 import os
 import shutil
+import signal
 import subprocess
 import tarfile
 from concurrent.futures import ThreadPoolExecutor
@@ -50,14 +51,17 @@ class Workshop:
 
     def run(self, folder, command):
         """None when the command succeeded, what it printed last otherwise."""
+        process = subprocess.Popen(["sh", "-c", command], cwd=folder, env=self.environment, stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
         try:
-            result = subprocess.run(["sh", "-c", command], cwd=folder, env=self.environment, stdin=subprocess.DEVNULL,
-                                    stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=BUILD_TIMEOUT)
+            printed, _ = process.communicate(timeout=BUILD_TIMEOUT)
         except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)  # with what the shell started, which would go on writing
+            process.communicate()
             return f"{command}: not done within {BUILD_TIMEOUT} seconds"
-        if result.returncode == 0:
+        if process.returncode == 0:
             return None
-        return f"{command}: " + result.stdout.decode("utf-8", "replace").strip()[-600:]
+        return f"{command}: " + printed.decode("utf-8", "replace").strip()[-600:]
 
     def run_all(self, folder, commands):
         return next((failure for failure in (self.run(folder, command) for command in commands) if failure), None)
