@@ -9,6 +9,7 @@ import os
 import shutil
 import subprocess
 import tempfile
+import traceback
 from dataclasses import dataclass, field
 from pathlib import Path
 
@@ -257,6 +258,8 @@ def measure(cache, program, registry, without):
                 print(f"{len(PROGRAMS)} programs: {len(faults)} faults.", flush=True)
             except SystemExit as refused:
                 say(refused)
+            except Exception:  # nothing above a forked child would print it
+                traceback.print_exc()
             finally:
                 os._exit(status)
         return os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 0
