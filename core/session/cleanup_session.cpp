@@ -95,6 +95,22 @@ std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const Cleanu
                      rawValue(item.tier));
 }
 
+/// None when the item was measured, or is not gone.
+std::optional<UnmeasuredSize> unmeasuredSizeOf(const CleanupPlan::Item& item,
+                                               const TidraDeletionService::Result& result) {
+  const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);
+  if (disposed == nullptr || disposed->receipt.bytes) return std::nullopt;
+  return UnmeasuredSize{.path = item.path,
+                        .bytes = disposed->reclaimed.value_or(item.bytes),
+                        .reportedByTool = disposed->reclaimed.has_value()};
+}
+
+std::int64_t countedBytes(const TidraDeletionService::Result& result, const std::optional<UnmeasuredSize>& unmeasured) {
+  if (unmeasured) return unmeasured->bytes;
+  const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);
+  return disposed == nullptr ? 0 : disposed->receipt.bytes.value_or(0);
+}
+
 }  // namespace
 
 std::vector<CleanupCandidate> candidatesOf(const std::vector<ScanReportItem>& items, const ScanOutcome& outcome,
@@ -163,6 +179,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
   CleanupProgress progress{.items = candidates.size(), .currentPath = {}};
   for (const CleanupCandidate& candidate : candidates) {
     progress.bytes = saturatedSum(progress.bytes, candidate.item.bytes);
+    progress.isEstimate = progress.isEstimate || isToolBackedTarget(candidate.item.path);
   }
   const auto isCancelled = [&] { return setting.service.shouldCancel && setting.service.shouldCancel(); };
   const auto tell = [&] {
@@ -179,9 +196,11 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
       result = service.dispose({candidate.item.path, candidate.identity}, setting.method, setting.dryRun,
                                setting.quarantine);
     }
-    if (setting.onResult) setting.onResult(candidate, result);
-    if (auto* receipt = std::get_if<DisposalReceipt>(&result)) {
-      outcome.disposal.receipts.push_back(std::move(*receipt));
+    const auto unmeasured = unmeasuredSizeOf(candidate.item, result);
+    if (setting.onResult) setting.onResult(candidate, result, countedBytes(result, unmeasured));
+    if (unmeasured) outcome.unmeasured.push_back(*unmeasured);
+    if (auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result)) {
+      outcome.disposal.receipts.push_back(std::move(disposed->receipt));
     } else {
       outcome.disposal.failures.push_back(std::move(std::get<TidraDeletionFailure>(result)));
     }

@@ -63,7 +63,8 @@ struct CleanupProgress {
   std::size_t itemsDone = 0;
   std::size_t items = 0;
   std::int64_t bytesDone = 0;
-  std::int64_t bytes = 0;
+  std::int64_t bytes = 0;   // both as the scan found them
+  bool isEstimate = false;  // tools will remove some of it, which may free more or less
   std::string currentPath;
 };
 
@@ -75,13 +76,15 @@ struct CleanupSetting {
   bool dryRun = false;
   std::function<void(const CleanupProgress&)> onProgress;  // before each item and at the end; on the caller's thread
 
-  /// What became of each item, right after it. What this or onProgress throws ends the removal there.
-  std::function<void(const CleanupCandidate&, const TidraDeletionService::Result&)> onResult;
+  /// What became of each item, right after it, and the bytes that it counts for in every sum; 0 for a failure. What
+  /// this or onProgress throws ends the removal there.
+  std::function<void(const CleanupCandidate&, const TidraDeletionService::Result&, std::int64_t bytes)> onResult;
 };
 
 struct CleanupOutcome {
-  DisposalOutcome disposal;  // refused candidates are among the failures
-  bool cancelled = false;    // what was not begun by then is in neither list
+  DisposalOutcome disposal;                // refused candidates are among the failures
+  std::vector<UnmeasuredSize> unmeasured;  // in the order of their receipts; in a dry run too
+  bool cancelled = false;                  // what was not begun by then is in neither list
 };
 
 /// Removes candidates one after another. What protects an item is asked again right before it is removed.

@@ -12,6 +12,7 @@
 #include "core/dispose/quarantine.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/files.h"
+#include "core/platform/path_text.h"
 #include "fleet/agent/audit_log.h"
 #include "fleet/agent/run_lock.h"
 #include "tests/support/git_repositories.h"
@@ -186,6 +187,35 @@ TEST_F(FleetRuns, WeeksOfNightsAgreeOnDiskLogAndMetrics) {
   EXPECT_EQ(metric("tidra_runs_total"), "6");
   EXPECT_EQ(metric("tidra_disposed_items_total"), "4");
   EXPECT_EQ(AuditLog::verify(auditPath()).message, "OK (" + std::to_string(AuditLog(auditPath()).seq()) + " records)");
+}
+
+TEST_F(FleetRuns, WhatToolsRemoveCountsTheSameEverywhere) {
+  makeProject("a", 4 * megabyte);
+  tree_.writeFileOfSize("base/pkgs/cache/f", megabyte);
+  tree_.writeFile("bin/conda", "#!/bin/sh\ncase \"$*\" in\n'info --base') echo " + tree_.path("base") +
+                                   ";;\n*--packages\\ --dry-run*) echo 'Will remove 2 (3.0 MB) package(s).';;\n"
+                                   "*--packages*) echo 'Will remove 1 (2.0 MB) package(s).';;\n"
+                                   "*--index-cache*) echo 'Will remove 1 index cache(s).';;\n*) exit 1;;\nesac\n");
+  tree_.setMode("bin/conda", 0755);
+  environment_["PATH"] = tree_.path("bin") + ":" + environment_["PATH"];
+  policy_.scan.categories = {"python"};
+  const auto result = run();
+  const auto records = recordsOf(result);
+  std::map<std::string, std::uint64_t> disposed;
+  for (const auto& record : records) {
+    if (record.event != Event::disposed) continue;
+    disposed[std::string(lastPathComponent(*record.path))] = *record.bytes;
+    EXPECT_EQ(record.method, isToolBackedTarget(*record.path) ? DisposalMethod::delete_ : DisposalMethod::quarantine);
+  }
+  EXPECT_THAT(disposed,
+              ElementsAre(std::pair("conda:clean:index-cache", megabyte),
+                          std::pair("conda:clean:packages", 2 * megabyte), std::pair("node_modules", 4 * megabyte)));
+  const std::string sum = std::to_string(7 * megabyte);
+  EXPECT_EQ(metric("tidra_last_run_disposed_bytes"), sum);
+  EXPECT_EQ(metric("tidra_disposed_bytes_total"), sum);
+  EXPECT_EQ(records.back().bytes, 7 * megabyte);
+  EXPECT_EQ(result.hostReport->disposedBytes, result.hostReport->disposedBytesTotal);
+  EXPECT_THAT(lines_, Contains("2 of these by their tool, for good: about 3 MB"));
 }
 
 TEST_F(FleetRuns, ADryRunTellsAndChangesNothing) {
