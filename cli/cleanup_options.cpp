@@ -36,14 +36,46 @@ CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, c
   return setting;
 }
 
-Confirmation confirmationFor(const CleanupPlan& plan, const RemovalOptions& options) {
-  Confirmation confirmation{planQuestion(plan), {}};
-  if (options.emptyTrash) confirmation.question += " The whole trash is emptied afterwards.";
+/// `plan` holds the items of one remover.
+Confirmation confirmationFor(const CleanupPlan& plan, Remover remover, const RemovalOptions& options) {
+  Confirmation confirmation{planQuestion(plan, remover), {}};
+  if (options.emptyTrash && remover == Remover::tidra)
+    confirmation.question += " The whole trash is emptied afterwards.";
   if (plan.highestTier() == ArtifactSafetyTier::warning) {
     confirmation.question += " Some of it cannot be made again.";
     confirmation.typedAnswer = fmt::format("remove {}", plan.items.size());
   }
   return confirmation;
+}
+
+/// What the person agreed to.
+struct Agreement {
+  std::vector<CleanupCandidate> candidates;  // those with a refusal are among them, to be reported
+  bool toAnything = true;
+  bool toOwn = true;  // what Tidra removes itself, the emptying of the trash included
+};
+
+/// Asks once for each remover. No to one keeps what the other removes in the plan.
+Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan,
+                 const RemovalOptions& options, const Program& program) {
+  Agreement agreement{.candidates = candidates};
+  std::size_t asked = 0;
+  std::size_t declined = 0;
+  for (const Remover remover : {Remover::tidra, Remover::tool}) {
+    CleanupPlan part = plan;
+    std::erase_if(part.items, [&](const CleanupPlan::Item& item) { return removerOf(item.path) != remover; });
+    const bool emptiesTrash = options.emptyTrash && remover == Remover::tidra;
+    if (part.items.empty() && !emptiesTrash) continue;
+    ++asked;
+    if (confirmed(confirmationFor(part, remover, options), program)) continue;
+    ++declined;
+    if (remover == Remover::tidra) agreement.toOwn = false;
+    std::erase_if(agreement.candidates, [&](const CleanupCandidate& candidate) {
+      return !candidate.refusal && removerOf(candidate.item.path) == remover;
+    });
+  }
+  agreement.toAnything = asked == 0 || declined < asked;
+  return agreement;
 }
 
 CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, CleanupSetting setting,
@@ -111,22 +143,22 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
              const RemovalOptions& options, const ScanViewOptions& view, const Program& program) {
   CleanupSetting setting = settingFor(plan, request, options, program);
   if (!options.json) writeOut(planText(candidates, planView(view, request)));
-  const bool asks = !setting.dryRun && (!plan.items.empty() || options.emptyTrash);
-  if (asks && !confirmed(confirmationFor(plan, options), program)) {
+  const Agreement agreement = setting.dryRun ? Agreement{candidates} : askFor(candidates, plan, options, program);
+  if (!agreement.toAnything) {
     if (options.json) writeOut(jsonText(JsonCodec<DisposalOutcome>::encode({}), true) + "\n");
     writeNote("Nothing was removed.");
     return ExitStatus::done;
   }
-  const CleanupOutcome outcome = runWithProgress(candidates, std::move(setting), program);
+  const CleanupOutcome outcome = runWithProgress(agreement.candidates, std::move(setting), program);
   // Standard output may be a pipe that nobody reads any more; what failed is told all the same.
   writeFailures(outcome.disposal.failures);
-  writeOut(options.json ? jsonText(JsonCodec<DisposalOutcome>::encode(outcome.disposal), true) + "\n"
-                        : outcomeText(outcome.disposal, plan.method, program.options.dryRun));
+  writeOut(options.json ? jsonText(outcomeJson(outcome.disposal, outcome.unmeasured), true) + "\n"
+                        : outcomeText(outcome, plan.method, program.options.dryRun));
   if (outcome.cancelled) {
     writeNote("Interrupted; what was not begun stays where it is.");
     return ExitStatus::interrupted;
   }
-  const bool emptied = !options.emptyTrash || emptyTrash(request, options, program);
+  const bool emptied = !options.emptyTrash || !agreement.toOwn || emptyTrash(request, options, program);
   return outcome.disposal.failures.empty() && emptied ? ExitStatus::done : ExitStatus::someFailed;
 }
 
