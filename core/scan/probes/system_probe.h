@@ -50,6 +50,7 @@ struct ProbeItem {
   ScanArtifactFinding finding;
   std::optional<std::string> measuredFolder = {};  // its size is the finding's; absent when the size is known already
   bool enterBundles = false;                       // count the insides of bundle packages too
+  bool isTrash = false;                            // a whole trash, the one finding that lies in a store
 };
 
 /// A place that is no finding of its own, because it lies in one or another source has found the same.
