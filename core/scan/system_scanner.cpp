@@ -56,7 +56,7 @@ class SystemArtifactScanner::TakenPlaces {
     const std::string& held = item.measuredFolder ? *item.measuredFolder : path;
     const auto facts = pathFacts(held);
     const std::string place = placeOf(held, facts && facts->type == EntryType::symbolicLink);
-    cover({place, item.finding.label, item.finding.safetyTier});
+    cover({place, item.finding.label, item.finding.safetyTier, item.finding.restoreHint});
     if (projects_.covers(place) || system_.covers(place)) return std::nullopt;
     if (isToolBackedTarget(path) && system_.reachesInto(place)) return std::nullopt;
     if (facts && !identities_.emplace(facts->identity.device, facts->identity.inode).second) return std::nullopt;

@@ -58,6 +58,7 @@ struct CoveredPlace {
   std::string place;  // absolute
   std::string label;
   ArtifactSafetyTier tier = ArtifactSafetyTier::safe;  // what it would be, were it a finding
+  std::optional<std::string> hint = {};                // how it comes back, or what is lost with it
 };
 
 /// What one probe tells.
