@@ -52,7 +52,7 @@ class Crash : public CliTest {
   std::string trashFolder(const std::string& name) const { return home_ + "/.local/share/Trash/" + name; }
 
   std::vector<std::string> clean(const std::string& method) const {
-    return {"clean", home_ + "/code", "--no-system", "--yes", "--method", method};
+    return {"clean", home_ + "/code", "--no-system", "--no-evidence", "--yes", "--method", method};
   }
   BrokenRun broken(const std::vector<std::string>& arguments, const SystemCallBreak& at) const {
     return runBroken(TIDRA_PROGRAM, arguments, {"HOME=" + home_, "PATH=/nowhere"}, at);
