@@ -9,10 +9,12 @@
 #include <algorithm>
 #include <array>
 #include <deque>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/exclusion_filter.h"
 
@@ -45,18 +47,17 @@ constexpr std::array makers{
     Maker{".parcel-cache", "*.blob data.mdb *.txt", "package.json"},
     Maker{".angular", "cache", "angular.json"},
     Maker{".nx", "cache workspace-data", "nx.json package.json"},
-    Maker{"dist", "CACHEDIR.TAG .vite/manifest.json *.tsbuildinfo *.whl", "package.json pyproject.toml setup.py"},
+    Maker{"dist", "CACHEDIR.TAG .vite/manifest.json *.tsbuildinfo *.whl", "package.json"},
     Maker{"coverage",
-          "lcov.info clover.xml coverage-final.json coverage-summary.json lcov-report .last_run.json .resultset.json "
-          "cobertura-coverage.xml",
-          "package.json"},
-    Maker{
-        "build",
-        "CMakeCache.txt CACHEDIR.TAG .ninja_log build.ninja meson-info tmp/compileJava classes/java/main "
-        "classes/kotlin/main bdist.* lib.*-cpython-* temp.*-cpython-*",
-        "build.gradle build.gradle.kts Package.swift package.json setup.py pyproject.toml meson.build CMakeLists.txt"},
-    Maker{"target", "CACHEDIR.TAG .rustc_info.json maven-status maven-archiver surefire-reports",
-          "Cargo.toml pom.xml build.gradle build.gradle.kts build.sbt"},
+          "lcov.info clover.xml coverage-final.json coverage-summary.json lcov-report .last_run.json "
+          ".resultset.json cobertura-coverage.xml"},
+    Maker{"build",
+          "CMakeCache.txt CACHEDIR.TAG .ninja_log build.ninja meson-info tmp/compileJava classes/java/main "
+          "classes/kotlin/main bdist.* lib.*-cpython-* temp.*-cpython-*",
+          "build.gradle build.gradle.kts package.json"},
+    Maker{"target",
+          "CACHEDIR.TAG .rustc_info.json classes test-classes maven-status maven-archiver surefire-reports "
+          "scala-* streams"},
     Maker{".gradle", "buildOutputCleanup vcs-1 file-system.probe checksums [0-9]*",
           "build.gradle build.gradle.kts settings.gradle settings.gradle.kts gradlew"},
     Maker{"__pycache__", "*.pyc", {}, {}, true},
@@ -243,6 +244,39 @@ bool isBelowTests(const std::string& folder) {
   return false;
 }
 
+/// What a "package.json" can run. Empty for one that cannot be read.
+class PackageScripts {
+ public:
+  explicit PackageScripts(const std::string& project) {
+    constexpr std::size_t largest = 1024 * 1024;
+    const auto text = readRegularFile(joinedPath(project, "package.json"), largest);
+    const auto json = text ? nlohmann::json::parse(*text, nullptr, false) : nlohmann::json();
+    if (!json.is_object() || !json.contains("scripts") || !json["scripts"].is_object()) return;
+    for (const auto& [name, command] : json["scripts"].items()) {
+      if (command.is_string()) scripts_.emplace_back(name, command.get<std::string>());
+    }
+  }
+
+  /// True when a script builds, and none of those runs something out of the folder, as "node build/build.js" does.
+  /// Folders of names that only tools use need no script.
+  bool mayMake(std::string_view folder) const {
+    if (folder != "dist" && folder != "build") return true;
+    constexpr std::array builders{std::string_view{"build"},  std::string_view{"dist"},  std::string_view{"compile"},
+                                  std::string_view{"bundle"}, std::string_view{"prepa"}, std::string_view{"prepu"}};
+    bool builds = false;
+    for (const auto& [name, command] : scripts_) {
+      const auto isIn = [&name = name](std::string_view word) { return name.find(word) != std::string::npos; };
+      if (std::none_of(builders.begin(), builders.end(), isIn)) continue;
+      if (command.find(fmt::format("{}/", folder)) != std::string::npos) return false;
+      builds = true;
+    }
+    return builds;
+  }
+
+ private:
+  std::vector<std::pair<std::string, std::string>> scripts_;
+};
+
 /// One finding while it is judged. What is needed more than once is read once, and only when it is needed.
 class Case {
  public:
@@ -264,12 +298,17 @@ class Case {
     const bool mayHaveTravelled = !mark.empty() && (maker_->marksTravel || isBelowTests(project_));
     if (!mark.empty() && !(mayHaveTravelled && isUnpacked())) return fmt::format("holds {}", mark);
     const auto ignored = ignored_.of(path_);
-    if (ignored.isIgnored && ignored.isInRepository) return "ignored by git";
+    const bool isCommonName = !maker_->folder.starts_with('.') && maker_->folder != "node_modules";
+    if (ignored.isNamed && ignored.isInRepository && !(isCommonName && speaksAgainst())) return "ignored by git";
+    // What git neither ignores nor tracks is new work.
+    if (ignored.isInRepository && !ignored.isIgnored) return std::nullopt;
     if (isUnpacked() || speaksAgainst()) return std::nullopt;
-    if (ignored.isIgnored) return "ignored by a .gitignore above it";
+    if (ignored.isNamed) return "ignored by a .gitignore above it";
     const std::string manifest = firstOf(project_, beside_, maker_->manifests);
-    if (!manifest.empty()) return fmt::format("beside {}", manifest);
-    return std::nullopt;
+    if (manifest.empty() || (manifest == "package.json" && !PackageScripts(project_).mayMake(maker_->folder))) {
+      return std::nullopt;
+    }
+    return fmt::format("beside {}", manifest);
   }
 
  private:

@@ -7,6 +7,7 @@
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
+#include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
 #include "core/scan/exclusion_filter.h"
 
@@ -68,18 +69,19 @@ IgnoreRules::IgnoreRules(std::string_view text) {
       pattern.components.emplace_back(component);
     }
     if (pattern.components.empty()) continue;
+    pattern.isNamed = pattern.components.back().find_first_not_of("*?") != std::string::npos;
     if (!isTied && pattern.components.front() != "**") pattern.components.insert(pattern.components.begin(), "**");
     const auto spans = std::count(pattern.components.begin(), pattern.components.end(), "**");
     if (spans <= mostSpans) patterns_.push_back(std::move(pattern));
   }
 }
 
-std::optional<bool> IgnoreRules::ignores(const std::string& path) const {
+std::optional<IgnoreRules::Verdict> IgnoreRules::verdictOn(const std::string& path) const {
   if (patterns_.empty()) return std::nullopt;
   std::vector<std::string> names;
   for (const std::string_view name : splitNonEmpty(path, '/')) names.emplace_back(name);
   for (auto pattern = patterns_.rbegin(); pattern != patterns_.rend(); ++pattern) {
-    if (matchesFrom(pattern->components, 0, names, 0)) return !pattern->takesBack;
+    if (matchesFrom(pattern->components, 0, names, 0)) return Verdict{!pattern->takesBack, pattern->isNamed};
   }
   return std::nullopt;
 }
@@ -88,12 +90,18 @@ IgnoreFinder::IgnoreFinder(const TidraPathResolver& resolver) : home_(resolver.h
   if (const auto global = resolver.resolve("$XDG_CONFIG_HOME/git/ignore")) global_ = readRules(*global);
 }
 
+bool IgnoreFinder::isTrusted(const std::string& path) const {
+  const auto facts = pathFacts(path);
+  return facts && (facts->owner == runningUser() || facts->owner == 0 || facts->owner == owner_);
+}
+
 const IgnoreFinder::Folder& IgnoreFinder::look(const std::string& folder) {
   auto& known = folders_[folder];
   if (!known) {
     known = std::make_unique<Folder>();
-    known->rules = readRules(joinedPath(folder, ".gitignore"));
-    known->isRepository = static_cast<bool>(pathFacts(joinedPath(folder, ".git")));
+    const std::string ignoreFile = joinedPath(folder, ".gitignore");
+    if (isTrusted(ignoreFile)) known->rules = readRules(ignoreFile);
+    known->isRepository = isTrusted(joinedPath(folder, ".git"));
     if (known->isRepository) known->excluded = readRules(joinedPath(folder, ".git/info/exclude"));
   }
   return *known;
@@ -102,6 +110,11 @@ const IgnoreFinder::Folder& IgnoreFinder::look(const std::string& folder) {
 IgnoreFinder::Answer IgnoreFinder::of(const std::string& folder) {
   std::vector<Level> levels;  // nearest first
   Answer answer;
+  const auto facts = pathFacts(folder);
+  if (const auto owner = facts ? facts->owner : runningUser(); owner != owner_) {
+    owner_ = owner;
+    folders_.clear();
+  }
   std::string above = parentPath(folder);
   for (; levels.size() < mostLevels && !answer.isInRepository; above = parentPath(above)) {
     const Folder& looked = look(above);
@@ -123,9 +136,10 @@ IgnoreFinder::Answer IgnoreFinder::of(const std::string& folder) {
     const std::string entry = joinedPath(top, relative.substr(0, end));
     for (const Level& level : levels) {
       if (entry == level.folder || !isSameOrInside(entry, level.folder)) continue;
-      const auto said = level.rules->ignores(entry.substr(level.folder == "/" ? 1 : level.folder.size() + 1));
+      const auto said = level.rules->verdictOn(entry.substr(level.folder == "/" ? 1 : level.folder.size() + 1));
       if (!said) continue;
-      if (*said) answer.isIgnored = true;
+      answer.isIgnored = said->isIgnored;
+      answer.isNamed = said->isIgnored && said->isNamed && end == std::string::npos;
       break;
     }
     if (answer.isIgnored || end == std::string::npos) return answer;

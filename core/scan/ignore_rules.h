@@ -19,14 +19,20 @@ class IgnoreRules {
   IgnoreRules() = default;
   explicit IgnoreRules(std::string_view text);
 
-  /// True when the folder is ignored, false when a pattern takes it back, absent when none speaks of it. `path` is
-  /// relative to the folder of the file, without a leading "/".
-  std::optional<bool> ignores(const std::string& path) const;
+  /// What the pattern that decides says of a folder.
+  struct Verdict {
+    bool isIgnored = false;  // false: taken back
+    bool isNamed = false;    // by more than "*", which speaks of everything
+  };
+
+  /// Absent when no pattern speaks of the folder. `path` is relative to the folder of the file, without a leading "/".
+  std::optional<Verdict> verdictOn(const std::string& path) const;
 
  private:
   struct Pattern {
     std::vector<std::string> components;  // "**" for any number of folders
     bool takesBack = false;
+    bool isNamed = false;
   };
 
   std::vector<Pattern> patterns_;
@@ -39,11 +45,14 @@ class IgnoreFinder {
   explicit IgnoreFinder(const TidraPathResolver& resolver);
 
   struct Answer {
-    bool isIgnored = false;
+    bool isIgnored = false;       // or a folder above it
+    bool isNamed = false;         // ignored by a pattern that names this very folder
     bool isInRepository = false;  // ".git" was found at or above the folder's parent
   };
 
-  /// Without a repository the ignore files count up to the home folder, whose own does not, or to "/".
+  /// Without a repository the ignore files count up to the home folder, whose own does not, or to "/". What belongs to
+  /// others than the running user, root and the owner of the folder counts as missing: in a shared folder above the
+  /// project anybody can write ".git" and ".gitignore".
   Answer of(const std::string& folder);
 
  private:
@@ -59,8 +68,10 @@ class IgnoreFinder {
   };
 
   const Folder& look(const std::string& folder);
+  bool isTrusted(const std::string& path) const;
 
   std::string home_;
+  std::uint32_t owner_ = 0;  // of the folder that is asked about
   IgnoreRules global_;
   std::unordered_map<std::string, std::unique_ptr<Folder>> folders_;
 };

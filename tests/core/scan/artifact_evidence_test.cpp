@@ -44,18 +44,28 @@ TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
       {{".tox/py311/pyvenv.cfg"}, ".tox", "holds py311/pyvenv.cfg"},
       {{"go.mod", "vendor/modules.txt"}, "vendor", "holds modules.txt"},
       // Ignored, with and without a repository; what is taken back again is not.
-      {{".git/", ".gitignore=out\n/build\n", "build/a.go"}, "build", "ignored by git"},
+      {{".git/", ".gitignore=out\n/build\n", "build/a.js"}, "build", "ignored by git"},
+      {{".git/", ".gitignore=out\n/build\n", "build/a.go"}, "build", "–"},
+      {{".git/", ".gitignore=/play\n", "play/x/build/a.js"}, "play/x/build", "–"},
+      {{".git/", ".gitignore=*\n", "x/build/a.js"}, "x/build", "–"},
+      {{".git/", ".gitignore=*\n!x\nbuild", "x/build/a.js"}, "x/build", "ignored by git"},
       {{".git/", ".git/info/exclude=build", "build/a.js"}, "build", "ignored by git"},
-      {{".git/", ".gitignore=build\n!a/build", "a/build/a.go"}, "a/build", "–"},
+      {{".git/", ".gitignore=build\n!a/build", "a/build/a.js"}, "a/build", "–"},
       {{".gitignore=dist", "a/dist/a.js"}, "a/dist", "ignored by a .gitignore above it"},
       {{"home/.gitignore=dist", "home/a/dist/a.js"}, "home/a/dist", "–"},
       // The manifest beside it, unless something speaks against it.
-      {{"package.json", "dist/index.js"}, "dist", "beside package.json"},
+      {{"package.json={\"scripts\":{\"build\":\"tsc\"}}", "dist/index.js"}, "dist", "beside package.json"},
+      {{"package.json", "dist/index.js"}, "dist", "–"},
+      {{".git/", "package.json={\"scripts\":{\"build\":\"tsc\"}}", "dist/index.js"}, "dist", "–"},
+      {{"package.json={\"scripts\":{\"build\":\"node build/build.js\"}}", "build/build.js"}, "build", "–"},
+      {{"pom.xml", "target/spec.docx"}, "target", "–"},
       {{"package.json", "dist/index.ts", "dist/other.ts", "dist/a.js"}, "dist", "–"},
       {{"package.json", "dist/package.json", "dist/a.js"}, "dist", "–"},
       {{"package.json", "fixtures/x/package.json", "fixtures/x/dist/a.js"}, "fixtures/x/dist", "–"},
       {{"package.json", "test/x/package.json", "test/x/dist/a.js"}, "test/x/dist", "–"},
-      {{"test/x/package.json", "test/x/dist/a.js"}, "test/x/dist", "beside package.json"},
+      {{"test/x/package.json={\"scripts\":{\"build\":\"tsc\"}}", "test/x/dist/a.js"},
+       "test/x/dist",
+       "beside package.json"},
       {{"command/image/build/context.go"}, "command/image/build", "–"},
       {{"autoload/dist/ft.vim"}, "autoload/dist", "–"},
       // What nothing in that place brings back.
@@ -80,12 +90,12 @@ TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
 TEST(ArtifactEvidence, NothingInAnUnpackedArchiveWasMadeThere) {
   const TemporaryTree tree;
   constexpr TimePoint packed{std::chrono::seconds{1500000000}};
-  makeEntries(tree, {"package.json", "go.mod", ".gitignore=dist", "dist/index.js", "vendor/modules.txt", "coverage/x"});
+  makeEntries(tree, {"package.json", "go.mod", ".gitignore=dist", "dist/index.js", "vendor/modules.txt", ".next/x"});
   for (const char* old : {"dist/index.js", "dist", "vendor/modules.txt", "vendor"}) tree.setModified(old, packed);
   EXPECT_EQ(evidenceOf(tree, "dist"), "–");
   EXPECT_EQ(evidenceOf(tree, "vendor"), "–");
   // Beside it something was built since.
-  EXPECT_EQ(evidenceOf(tree, "coverage"), "beside package.json");
+  EXPECT_EQ(evidenceOf(tree, ".next"), "beside package.json");
 }
 
 class IgnoreRulesOfGit : public WithGitRepositories {};
