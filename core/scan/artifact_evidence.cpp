@@ -102,7 +102,8 @@ constexpr std::array testFolders{std::string_view{"test"}, std::string_view{"tes
                                  std::string_view{"testing"}};
 
 constexpr std::string_view projectManifests =
-    "package.json go.mod Cargo.toml pom.xml setup.py pyproject.toml Makefile Makefile.am CMakeLists.txt meson.build "
+    "package.json go.mod Cargo.toml pom.xml setup.py pyproject.toml build.xml Makefile Makefile.am CMakeLists.txt "
+    "meson.build "
     "composer.json Gemfile *.gemspec *.csproj BUILD BUILD.bazel configure.ac";
 
 /// What only finished programs are put into: no build in that folder makes its packages again.
