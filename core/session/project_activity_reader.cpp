@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "core/platform/spare_threads.h"
 #include "core/scan/folder_node.h"
 
 namespace tidra {
@@ -41,8 +42,11 @@ void ProjectActivityReader::add(const std::string& project) {
     const std::lock_guard lock(mutex_);
     waiting_.push(project);
     const bool allBusy = running_ + waiting_.size() > threads_.size();
-    if (allBusy && threads_.size() < affordableTools(mostThreads)) threads_.emplace_back([this] { work(); });
+    if (allBusy && threads_.size() < affordableTools(mostThreads)) {
+      if (auto thread = startSpareThread([this] { work(); })) threads_.push_back(std::move(*thread));
+    }
   }
+  if (threads_.empty()) answerHere();
   waitingChanged_.notify_one();
 }
 
@@ -54,6 +58,12 @@ std::optional<TimePoint> ProjectActivityReader::ask(const std::string& project) 
   const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - asked;
   if (taken.count() >= TidraGitMetadataReader::commandTimeoutSeconds) ++hangs_;
   return date;
+}
+
+void ProjectActivityReader::answerHere() {
+  const std::string project = std::move(waiting_.front());
+  waiting_.pop();
+  if (const auto date = ask(project)) answers_.emplace(project, *date);
 }
 
 void ProjectActivityReader::work() {

@@ -40,6 +40,8 @@ class ProjectActivityReader {
 
  private:
   void work();
+  /// For a single thread: where the system allows no other.
+  void answerHere();
   std::optional<TimePoint> ask(const std::string& project);
 
   std::atomic<bool> cancelled_{false};
