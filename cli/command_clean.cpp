@@ -32,7 +32,6 @@ constexpr const char* unprovenHelp = "Also artefacts that nothing shows a tool t
 ScanRequest requestFor(CleanOptions& options, const Program& program) {
   if (options.scan.tiers.empty()) options.scan.tiers = {std::string(rawValue(ArtifactSafetyTier::safe))};
   ScanRequest request = makeScanRequest(options.scan, program.environment);
-  request.recordIdentities = true;
   return request;
 }
 

@@ -10,6 +10,7 @@
 #include "core/model/removal_leftover.h"
 #include "core/platform/path_text.h"
 #include "core/scan/directory_size.h"
+#include "core/scan/removal_note.h"
 
 namespace tidra {
 namespace {
@@ -88,7 +89,12 @@ DisposalReceipt TidraDeletionService::disposePath(const Item& item, DisposalMeth
     quarantine_.emplace(quarantine, setting_.resolver, setting_.host, setting_.mounts);
   }
   // What a removal left behind when it was cut short is finished, not kept.
-  if (RemovalLeftover::is(entry.name)) method = DisposalMethod::delete_;
+  if (RemovalLeftover::isEither(entry.name)) {
+    if (!RemovalNote::claims(entry.folder.descriptor.get(), entry.name)) {
+      throw DisposalError("is named like an interrupted removal, but no note of yours says that it is one");
+    }
+    method = DisposalMethod::delete_;
+  }
   DisposalReceipt receipt{.path = item.path,
                           .method = method,
                           .destination = std::nullopt,
@@ -124,11 +130,11 @@ std::function<bool()> TidraDeletionService::shouldBreakOff() const {
 
 std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry) const {
   if (entry.facts.type != EntryType::directory) return signedBytes(entry.facts.sizeBytes);
-  const auto bytes = TidraDirectorySizeReader::readAll(
+  const auto measured = TidraDirectorySizeReader::readAll(
       {entry.path()}, {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = shouldBreakOff()});
   // A person who breaks off while a large tree is measured does not want it moved any more.
   if (!setting_.finishesItems && isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
-  return bytes.front() ? std::optional(signedBytes(*bytes.front())) : std::nullopt;
+  return measured.front() ? std::optional(signedBytes(measured.front()->bytes)) : std::nullopt;
 }
 
 }  // namespace tidra

@@ -12,6 +12,7 @@
 #include "core/model/removal_leftover.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
+#include "core/scan/removal_note.h"
 
 namespace tidra {
 namespace {
@@ -26,6 +27,11 @@ constexpr const char* wayOut = "use --method delete";
 std::string shown(std::string_view path) { return escapedForTerminal(path); }
 
 std::string infoOf(const std::string& name) { return name + std::string(infoSuffix); }
+
+/// Best effort: an info file that stays has no item, and goes with the next purge.
+void dropInfo(const StoreFolder& info, const std::string& name) {
+  static_cast<void>(removeFileEntry(info.descriptor(), infoOf(name).c_str()));
+}
 
 /// "2026-03-14T10:15:00" in local time.
 std::string localDate(TimePoint date) {
@@ -53,6 +59,7 @@ std::vector<std::string> namesIn(const StoreFolder& store) {
   DirectoryReader reader;
   reader.start(readable->get());
   for (DirectoryEntry entry; reader.next(entry);) names.emplace_back(entry.name);
+  if (reader.failure()) throw std::system_error(reader.failure());
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -163,7 +170,7 @@ std::string FreedesktopTrash::reserve(const Store& store, const std::string& ste
     if (!reason) reason = writeDurably(*file, text);
     if (!reason) reason = flushEntries(store.info.descriptor());
     if (!reason) return name;
-    if (file) removeFileEntry(store.info.descriptor(), infoOf(name).c_str());
+    if (file) dropInfo(store.info, name);
     throw DisposalError(
         fmt::format("its info file in {} cannot be written: {}", shown(store.info.folder.path), reason.message()));
   }
@@ -179,12 +186,15 @@ std::string FreedesktopTrash::trash(const HeldEntry& entry, const std::string& o
     const std::string name = reserve(store, stem, text);
     try {
       if (!moveIntoStore(entry, store.files, name, wayOut)) return store.files.pathOf(name);
+    } catch (const StrayedError& error) {
+      // With its info file it is listed and can be restored.
+      throw DisposalError(fmt::format("{}; restore it from the trash with a file manager", error.what()));
     } catch (...) {
-      removeFileEntry(store.info.descriptor(), infoOf(name).c_str());
+      dropInfo(store.info, name);
       throw;
     }
     // Something without an info file has taken the name.
-    removeFileEntry(store.info.descriptor(), infoOf(name).c_str());
+    dropInfo(store.info, name);
   }
 }
 
@@ -217,14 +227,22 @@ void FreedesktopTrash::purgeStore(const Store& store, TimePoint cutOff, const st
       if (error.code() != std::errc::no_such_file_or_directory) throw;
     }
   };
+  std::vector<std::string> unclaimed;
   for (const std::string& name : namesIn(store.files)) {
-    if (!RemovalLeftover::is(name) || isCancelled()) continue;
+    // What has an info file is an item, however it is called.
+    if (!RemovalLeftover::isEither(name) || entryFacts(store.info.descriptor(), infoOf(name).c_str())) continue;
+    if (!RemovalNote::claims(store.files.descriptor(), name)) {
+      if (RemovalLeftover::is(name)) unclaimed.push_back(shown(store.files.pathOf(name)));
+      continue;
+    }
+    if (isCancelled()) return;
     try {
       remove(store.files.pathOf(name));
     } catch (const std::exception& error) {
       purged.failures.push_back({store.files.pathOf(name), error.what()});
     }
   }
+  if (!unclaimed.empty()) purged.notes.push_back(RemovalLeftover::unclaimedText(unclaimed));
   for (const Entry& entry : entries(store, cutOff)) {
     if (isCancelled()) return;
     const std::string path = store.files.pathOf(entry.name);

@@ -51,10 +51,11 @@ class FreedesktopTrash {
   std::string trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date);
 
   /// Removes what was trashed more than this many days before `now`, whoever trashed it.
-  Purged purge(std::int64_t olderThanDays, TimePoint now, const std::function<bool()>& shouldCancel = {}) const;
+  [[nodiscard]] Purged purge(std::int64_t olderThanDays, TimePoint now,
+                             const std::function<bool()>& shouldCancel = {}) const;
 
   /// Removes what was trashed before this moment, and finishes removals that were cut short.
-  Purged purgeBefore(TimePoint cutOff, const std::function<bool()>& shouldCancel = {}) const;
+  [[nodiscard]] Purged purgeBefore(TimePoint cutOff, const std::function<bool()>& shouldCancel = {}) const;
 
   /// What purgeBefore() would remove. `notes` gets what it would pass over and why.
   std::vector<std::string> olderThan(TimePoint cutOff, std::vector<std::string>& notes) const;

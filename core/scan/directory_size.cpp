@@ -22,6 +22,8 @@ namespace {
 struct Target {
   explicit Target(bool enterBundles) : measurement(enterBundles) {}
   Measurement measurement;
+  std::atomic<bool> opened{false};
+  std::optional<FileIdentity> identity;  // set by the first visit, before any other begins
   std::atomic<bool> complete{false};
 };
 
@@ -35,6 +37,9 @@ struct SizeVisitor {
 
   void visit(Traversal::Visit& folder) {
     const auto [place, target] = folder.context();
+    if (!target->opened.exchange(true)) {
+      if (const auto facts = descriptorFacts(folder.node()->descriptor())) target->identity = facts->identity;
+    }
     target->measurement.measure(folder.reader(), folder.node()->descriptor(), place,
                                 [&folder, target = target](auto name, auto* subplace) {
                                   folder.descend(name, {subplace, target});
@@ -42,7 +47,10 @@ struct SizeVisitor {
     finish(target);
   }
 
-  void couldNotOpen(const Context& context, std::error_code) { finish(context.target); }
+  void couldNotOpen(const Context& context, std::error_code failure) {
+    if (context.target->opened) context.target->measurement.couldNotOpen(failure);
+    finish(context.target);
+  }
 
   static void finish(Target* target) {
     if (target->measurement.finishFolder()) target->complete = true;
@@ -58,11 +66,12 @@ const WalkFilter::Place* placeOf(const WalkFilter& mounts, const std::string& fo
 }  // namespace
 
 std::optional<std::uint64_t> TidraDirectorySizeReader::read(const std::string& path, std::chrono::milliseconds limit) {
-  return readAll({path}, {.limit = limit}).front();
+  const auto measured = readAll({path}, {.limit = limit}).front();
+  return measured ? std::optional(measured->bytes) : std::nullopt;
 }
 
-std::vector<std::optional<std::uint64_t>> TidraDirectorySizeReader::readAll(const std::vector<std::string>& paths,
-                                                                            const Options& options) {
+std::vector<std::optional<TidraDirectorySizeReader::Measured>> TidraDirectorySizeReader::readAll(
+    const std::vector<std::string>& paths, const Options& options) {
   std::deque<Target> targets;
   for (std::size_t i = 0; i < paths.size(); ++i) targets.emplace_back(options.enterBundles);
   WalkFilter mounts;
@@ -84,12 +93,12 @@ std::vector<std::optional<std::uint64_t>> TidraDirectorySizeReader::readAll(cons
     constexpr std::chrono::milliseconds poll{20};
     while (!traversal.waitFor(poll)) cancelWhenDue();
   }
-  std::vector<std::optional<std::uint64_t>> sizes;
+  std::vector<std::optional<Measured>> results;
   for (const Target& target : targets) {
     const bool known = target.complete && !target.measurement.hasFailed();
-    sizes.push_back(known ? std::optional(target.measurement.bytes()) : std::nullopt);
+    results.push_back(known ? std::optional(Measured{target.measurement.bytes(), target.identity}) : std::nullopt);
   }
-  return sizes;
+  return results;
 }
 
 }  // namespace tidra

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/platform/directory_reader.h"
 #include "core/platform/mount_table.h"
 
 namespace tidra {
@@ -27,9 +28,15 @@ struct TidraDirectorySizeReader {
     std::function<bool()> shouldCancel = {};  // polled on the caller's thread
   };
 
+  struct Measured {
+    std::uint64_t bytes = 0;
+    std::optional<FileIdentity> identity = {};  // of the folder whose entries were counted; absent when not opened
+
+    bool operator==(const Measured&) const = default;
+  };
+
   /// The same for several folders at once, in their order; none for those that were not finished.
-  static std::vector<std::optional<std::uint64_t>> readAll(const std::vector<std::string>& paths,
-                                                           const Options& options);
+  static std::vector<std::optional<Measured>> readAll(const std::vector<std::string>& paths, const Options& options);
 };
 
 }  // namespace tidra

@@ -12,6 +12,7 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "core/platform/spare_threads.h"
 #include "core/scan/directory_size.h"
 #include "core/scan/place_set.h"
 #include "core/scan/probes/ai_tools_probe.h"
@@ -101,7 +102,7 @@ SystemArtifactScanner::SystemArtifactScanner(const Request& request)
 SystemArtifactScanner::~SystemArtifactScanner() = default;
 
 void SystemArtifactScanner::start(std::size_t probe) {
-  running_[probe] = std::async(std::launch::async, [this, probe] { return probes_[probe]->scan(request_.context); });
+  running_[probe] = startTask([this, probe] { return probes_[probe]->scan(request_.context); });
 }
 
 ProbeReport SystemArtifactScanner::finish(std::future<ProbeReport>& running) const {
@@ -116,7 +117,7 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
   tick(systemPhaseLabel, nullptr);
   std::future<ProbeReport> pip;
   if (request_.checksPip) {
-    pip = std::async(std::launch::async, [&] { return PipOrphanProbe::scan(projects, request_.context); });
+    pip = startTask([&] { return PipOrphanProbe::scan(projects, request_.context); });
   }
   for (std::size_t i = 0; i < probes_.size(); ++i) {
     if (!probes_[i]->runsTools()) start(i);
@@ -134,6 +135,7 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
   for (std::size_t i = 0; i < reports.size(); ++i) {
     result.notes.insert(result.notes.end(), reports[i].notes.begin(), reports[i].notes.end());
     for (Kept& one : kept[i]) {
+      if (one.item.identity) result.identities.emplace(one.item.finding.path, *one.item.identity);
       result.findings.push_back(std::move(one.item.finding));
       result.places.push_back(std::move(one.place));
     }
@@ -186,7 +188,10 @@ void SystemArtifactScanner::measure(std::vector<Kept>& items) const {
                                                                    .mounts = request_.mounts,
                                                                    .shouldCancel = request_.shouldCancel});
     for (std::size_t i = 0; i < measured.size(); ++i) {
-      items[measured[i]].item.finding.sizeBytes = sizes[i].value_or(0);
+      ProbeItem& item = items[measured[i]].item;
+      item.finding.sizeBytes = sizes[i] ? sizes[i]->bytes : 0;
+      // The folder of a tool's own item is not what is removed.
+      if (sizes[i] && item.measuredFolder == item.finding.path) item.identity = sizes[i]->identity;
       isUnknown[measured[i]] = sizes[i] ? 0 : 1;
     }
   }

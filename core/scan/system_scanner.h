@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <future>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -42,6 +43,7 @@ class SystemArtifactScanner {
   struct Result {
     std::vector<ScanArtifactFinding> findings;
     std::vector<std::string> places;  // what each of them holds on disk, links resolved; empty when that is no place
+    std::map<std::string, FileIdentity> identities;  // of those that are places, by path
     std::vector<std::string> notes;
   };
 

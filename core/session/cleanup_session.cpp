@@ -47,7 +47,6 @@ ScanRequest narrowed(ScanRequest request, const CleanupPlan& plan) {
   request.minimumBytes = 0;
   request.olderThan.reset();
   request.oneFileSystem = false;
-  request.recordIdentities = true;
   constexpr std::string_view pipTarget = "pip:orphan:";
   for (const CleanupPlan::Item& item : plan.items) {
     request.onlyPaths->insert(item.path);

@@ -18,6 +18,7 @@
 #include "core/scan/directory_size.h"
 #include "core/scan/finding_assessment.h"
 #include "core/scan/place_set.h"
+#include "core/scan/removal_note.h"
 #include "core/scan/system_scanner.h"
 #include "core/session/leftover_finder.h"
 #include "core/session/project_activity_reader.h"
@@ -43,13 +44,14 @@ class ScanSession {
       addSystemFindings(*system);
       addLeftovers();
     }
+    noteUnclaimedLeftovers();
     assessFindings(outcome_.findings, request_.resolver, [this] { return cancelled_.load(); });
     raiseTracked();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     generatedAt_ = request_.now + std::chrono::floor<std::chrono::seconds>(duration);
     std::erase_if(outcome_.findings, [this](const auto& finding) { return !isWanted(finding); });
-    recordIdentities();
     boundSizes();
+    requireSummable();
     outcome_.aggregate = ScanAggregate(outcome_.findings);
     outcome_.report = ScanReport::make(outcome_.findings, outcome_.aggregate, request_.resolver,
                                        {.catalogVersion = request_.catalog.catalogVersion,
@@ -98,6 +100,8 @@ class ScanSession {
     auto result = FilesystemArtifactScanner::scan(request);
     outcome_.entriesVisited += result.entriesVisited;
     noteUnread(result, plan.root);
+    outcome_.identities.merge(result.identities);
+    unclaimedLeftovers_.insert(result.unclaimedLeftovers.begin(), result.unclaimedLeftovers.end());
     for (auto& finding : result.findings) {
       activity_.add(*finding.groupRoot);
       realPaths_.push_back(realPathBelow(plan, finding.path));
@@ -124,6 +128,10 @@ class ScanSession {
     }
     if (const auto folders = result.starvedFolders; folders > 0) {
       note(fmt::format(unread, counted(folders, "folder"), shown(root), "Too many open files"));
+    }
+    if (const auto folders = result.brokenFolders; folders > 0) {
+      note(fmt::format("{} below {} could not be read to the end: {}. What lies there is left out.",
+                       counted(folders, "folder"), shown(root), result.brokenReason.message()));
     }
     if (const auto artifacts = result.unmeasuredArtifacts; artifacts > 0) {
       note(fmt::format("{} below {} left out, because the sizes of files could not be told.",
@@ -161,16 +169,19 @@ class ScanSession {
     if (cancelled_) return;
     auto result = system.scan(outcome_.findings);
     outcome_.details.insert(outcome_.details.end(), result.notes.begin(), result.notes.end());
-    for (auto& finding : result.findings) recogniseLeftover(finding);
+    outcome_.identities.merge(result.identities);
     // A project folder inside a place that is reported whole is part of that.
     PlaceSet held;
+    std::vector<ScanArtifactFinding> findings;
     for (std::size_t i = 0; i < result.findings.size(); ++i) {
+      if (!recogniseLeftover(result.findings[i])) continue;
       const bool isShown = isOfWantedEcosystem(result.findings[i]) && isWanted(result.findings[i]);
       if (isShown && !result.places[i].empty()) held.add(result.places[i]);
+      findings.push_back(std::move(result.findings[i]));
     }
     RealPlaces real;
     std::erase_if(outcome_.findings, [&](const auto& project) { return held.covers(real.of(project.path)); });
-    for (auto& finding : result.findings) {
+    for (auto& finding : findings) {
       if (isOfWantedEcosystem(finding)) outcome_.findings.push_back(std::move(finding));
     }
   }
@@ -179,29 +190,44 @@ class ScanSession {
     return !request_.ecosystems || request_.ecosystems->contains(finding.ecosystemTag);
   }
 
-  /// A rule about everything in a folder also names what an interrupted removal has left there.
-  static void recogniseLeftover(ScanArtifactFinding& finding) {
-    if (!RemovalLeftover::is(lastPathComponent(finding.path))) return;
+  /// A rule about everything in a folder also names what an interrupted removal has left there. False for what only has
+  /// the name of that.
+  bool recogniseLeftover(ScanArtifactFinding& finding) {
+    if (!RemovalLeftover::isEither(lastPathComponent(finding.path))) return true;
+    if (!RemovalNote::claims(finding.path)) {
+      unclaimedLeftovers_.insert(finding.path);
+      return false;
+    }
     auto leftover = RemovalLeftover::finding(finding.path, finding.sizeBytes);
     leftover.groupRoot = finding.groupRoot;
     leftover.source = finding.source;
     finding = std::move(leftover);
+    return true;
+  }
+
+  void noteUnclaimedLeftovers() {
+    if (unclaimedLeftovers_.empty()) return;
+    std::vector<std::string> places;
+    for (const std::string& path : unclaimedLeftovers_) places.push_back(shown(path));
+    note(RemovalLeftover::unclaimedText(places));
   }
 
   void addLeftovers() {
-    if (cancelled_ || (request_.ecosystems && !request_.ecosystems->contains("general"))) return;
-    auto leftovers =
+    if (cancelled_) return;
+    auto [leftovers, unclaimed] =
         leftoversBesideSystemPlaces(request_.catalog, request_.platform, systemRequest_.categories, request_.resolver);
-    std::erase_if(leftovers, [&](const auto& leftover) {
-      return std::any_of(outcome_.findings.begin(), outcome_.findings.end(),
-                         [&](const auto& finding) { return isSameOrInside(leftover.path, finding.path); });
-    });
+    unclaimedLeftovers_.insert(unclaimed.begin(), unclaimed.end());
+    if (request_.ecosystems && !request_.ecosystems->contains("general")) return;
+    PlaceSet found;
+    for (const auto& finding : outcome_.findings) found.add(finding.path);
+    std::erase_if(leftovers, [&](const auto& leftover) { return found.covers(leftover.path); });
     if (leftovers.empty()) return;
     std::vector<std::string> paths;
     for (const auto& leftover : leftovers) paths.push_back(leftover.path);
     const auto sizes = TidraDirectorySizeReader::readAll(paths, {.workers = request_.workers, .enterBundles = true});
     for (std::size_t i = 0; i < leftovers.size(); ++i) {
-      leftovers[i].sizeBytes = sizes[i].value_or(0);
+      if (sizes[i]) leftovers[i].sizeBytes = sizes[i]->bytes;
+      if (sizes[i] && sizes[i]->identity) outcome_.identities.emplace(leftovers[i].path, *sizes[i]->identity);
       outcome_.findings.push_back(std::move(leftovers[i]));
     }
   }
@@ -263,14 +289,6 @@ class ScanSession {
     }
   }
 
-  void recordIdentities() {
-    if (!request_.recordIdentities) return;
-    for (const auto& finding : outcome_.findings) {
-      const auto facts = pathFacts(finding.path);
-      if (facts) outcome_.identities.emplace(finding.path, facts->identity);
-    }
-  }
-
   bool isAskedFor(const ScanArtifactFinding& finding) const {
     if (request_.onlyPaths && !request_.onlyPaths->contains(finding.path)) return false;
     return finding.sizeBytes >= request_.minimumBytes;
@@ -284,13 +302,46 @@ class ScanSession {
             ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, *request_.olderThan, generatedAt_));
   }
 
-  /// Sparse files may claim more than the sums of a report hold; their sizes are cut to what is left.
+  /// Sparse files may claim more than a report holds. The size of such a finding stays at the largest figure, for which
+  /// no other pays; so may the report's own sums, whose figures have a sign.
   void boundSizes() {
-    std::uint64_t room = std::numeric_limits<std::uint64_t>::max();
+    constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    std::uint64_t sum = 0;
     for (auto& finding : outcome_.findings) {
-      finding.sizeBytes = std::min(finding.sizeBytes, room);
-      room -= finding.sizeBytes;
+      finding.sizeBytes = std::min(finding.sizeBytes, most);
+      sum = saturatedSum(sum, finding.sizeBytes);
     }
+    if (sum > most) {
+      note(fmt::format("The sizes add up to more than a report holds, so its totals stay at the largest figure. {}",
+                       largestNamed()));
+    }
+  }
+
+  void requireSummable() const {
+    std::uint64_t sum = 0;
+    for (const auto& finding : outcome_.findings) {
+      if (finding.sizeBytes > std::numeric_limits<std::uint64_t>::max() - sum) {
+        throw std::overflow_error(fmt::format(
+            "The sizes of the findings add up to more than 64 bits hold, so nothing is reported and nothing "
+            "removed. {} Exclude what claims so much (--exclude), or remove it yourself.",
+            largestNamed()));
+      }
+      sum += finding.sizeBytes;
+    }
+  }
+
+  std::string largestNamed() const {
+    constexpr std::size_t mostNamed = 3;
+    std::vector<const ScanArtifactFinding*> largest;
+    for (const auto& finding : outcome_.findings) largest.push_back(&finding);
+    const auto end = largest.begin() + static_cast<std::ptrdiff_t>(std::min(mostNamed, largest.size()));
+    std::partial_sort(largest.begin(), end, largest.end(),
+                      [](const auto* a, const auto* b) { return a->sizeBytes > b->sizeBytes; });
+    std::vector<std::string> names;
+    for (auto finding = largest.begin(); finding != end; ++finding) {
+      names.push_back(fmt::format("{} ({} bytes)", shown((*finding)->path), (*finding)->sizeBytes));
+    }
+    return fmt::format("The largest are {}.", joined(names, ", "));
   }
 
   bool shouldCancel() {
@@ -313,6 +364,7 @@ class ScanSession {
   SystemArtifactScanner::Request systemRequest_;
   ScanOutcome outcome_;
   std::vector<std::string> realPaths_;  // of the projects' findings, which roots may name through links
+  std::set<std::string> unclaimedLeftovers_;
   ScanProgress progress_;
   TimePoint generatedAt_{};
   std::atomic<bool> cancelled_{false};

@@ -40,7 +40,6 @@ PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resol
   request.scanSystem = !request.categories || !request.categories->empty();
   request.exclusions = resolved.exclude;
   request.ecosystems = asSet(policy.scan.ecosystems);
-  request.recordIdentities = true;
   request.thresholds = policy.thresholds();
   request.now = now;
   return scan;

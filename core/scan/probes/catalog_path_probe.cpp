@@ -208,6 +208,7 @@ ProbeReport CatalogPathProbe::scan(const SystemProbeContext& context) const {
       const auto facts = pathFacts(candidate.url);
       if (!facts) continue;
       item.finding.sizeBytes = facts->sizeBytes;
+      item.identity = facts->identity;
     } else {
       item.measuredFolder = candidate.url;
     }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/model/scan_artifact_finding.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/path_resolver.h"
 #include "core/platform/platform.h"
 #include "core/platform/process_runner.h"
@@ -50,6 +51,7 @@ struct ProbeItem {
   ScanArtifactFinding finding;
   std::optional<std::string> measuredFolder = {};  // its size is the finding's; absent when the size is known already
   bool enterBundles = false;                       // count the insides of bundle packages too
+  std::optional<FileIdentity> identity = {};       // of what has been measured
 };
 
 /// What one probe tells.

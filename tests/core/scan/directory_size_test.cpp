@@ -11,6 +11,14 @@ namespace {
 
 using Sizes = std::vector<std::optional<std::uint64_t>>;
 
+Sizes readSizes(const std::vector<std::string>& paths, const TidraDirectorySizeReader::Options& options) {
+  Sizes sizes;
+  for (const auto& measured : TidraDirectorySizeReader::readAll(paths, options)) {
+    sizes.push_back(measured ? std::optional(measured->bytes) : std::nullopt);
+  }
+  return sizes;
+}
+
 TEST(DirectorySize, CountsContentOncePerLinkAndFollowsNone) {
   const TemporaryTree tree;
   const TemporaryTree outside;
@@ -39,18 +47,17 @@ TEST(DirectorySize, IsUnknownWhenAttributesCannotBeReadOrTimeIsUp) {
   makeEntries(tree, {"p/listable/f=1", "p/f=1", "q/f=12"});
   tree.setMode("p/listable", 0444);
   EXPECT_EQ(TidraDirectorySizeReader::read(tree.path("q"), std::chrono::milliseconds{0}), std::nullopt);
-  EXPECT_EQ(TidraDirectorySizeReader::readAll({tree.path("q")}, {.limit = {}, .shouldCancel = [] { return true; }}),
-            Sizes{std::nullopt});
+  EXPECT_EQ(readSizes({tree.path("q")}, {.limit = {}, .shouldCancel = [] { return true; }}), Sizes{std::nullopt});
   const WithoutPrivileges bound(tree);
-  EXPECT_EQ(TidraDirectorySizeReader::readAll({tree.path("q"), tree.path("p")}, {}), (Sizes{2, std::nullopt}));
+  EXPECT_EQ(readSizes({tree.path("q"), tree.path("p")}, {}), (Sizes{2, std::nullopt}));
 }
 
 TEST(DirectorySize, LeavesOutWhatIsMountedInside) {
   const TemporaryTree tree;
   makeEntries(tree, {"p/f=1", "p/a/disk/f=12", "p/a/f=123", "link->p"});
   const std::vector<MountPoint> mounts{{"/", "ext4", "8:1"}, {tree.path("p/a/disk"), "ext4", "8:2"}};
-  EXPECT_EQ(TidraDirectorySizeReader::readAll({tree.path("p"), tree.path("link"), tree.path("p/a/disk")},
-                                              {.mounts = mounts, .limit = {}, .shouldCancel = {}}),
+  EXPECT_EQ(readSizes({tree.path("p"), tree.path("link"), tree.path("p/a/disk")},
+                      {.mounts = mounts, .limit = {}, .shouldCancel = {}}),
             (Sizes{4, 4, 2}));
 }
 
@@ -65,9 +72,9 @@ TEST(DirectorySize, SeveralFoldersComeInTheirOrder) {
     expected.emplace_back((i * 37) % 30);
   }
   for (const unsigned workers : {1U, 16U}) {
-    EXPECT_EQ(TidraDirectorySizeReader::readAll(paths, {workers, {}, {}}), expected) << workers << " workers";
+    EXPECT_EQ(readSizes(paths, {workers, {}, {}}), expected) << workers << " workers";
   }
-  EXPECT_EQ(TidraDirectorySizeReader::readAll({}, {}), Sizes{});
+  EXPECT_EQ(readSizes({}, {}), Sizes{});
 }
 
 }  // namespace
