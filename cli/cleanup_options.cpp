@@ -10,6 +10,7 @@
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
 #include "cli/progress_line.h"
+#include "cli/user_state.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/platform/host.h"
@@ -36,9 +37,11 @@ CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, c
   return setting;
 }
 
-Confirmation confirmationFor(const CleanupPlan& plan, const RemovalOptions& options) {
-  Confirmation confirmation{planQuestion(plan), {}};
-  if (options.emptyTrash) confirmation.question += " The whole trash is emptied afterwards.";
+/// `plan` holds the items of one remover.
+Confirmation confirmationFor(const CleanupPlan& plan, Remover remover, const RemovalOptions& options) {
+  Confirmation confirmation{planQuestion(plan, remover), {}};
+  if (options.emptyTrash && remover == Remover::tidra)
+    confirmation.question += " The whole trash is emptied afterwards.";
   if (plan.highestTier() == ArtifactSafetyTier::warning) {
     confirmation.question += " Some of it cannot be made again.";
     confirmation.typedAnswer = fmt::format("remove {}", plan.items.size());
@@ -46,12 +49,41 @@ Confirmation confirmationFor(const CleanupPlan& plan, const RemovalOptions& opti
   return confirmation;
 }
 
+/// What the person agreed to.
+struct Agreement {
+  std::vector<CleanupCandidate> candidates;  // those with a refusal are among them, to be reported
+  bool toAnything = true;
+  bool toOwn = true;  // what Tidra removes itself, the emptying of the trash included
+};
+
+/// Asks once for each remover. No to one keeps what the other removes in the plan.
+Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan,
+                 const RemovalOptions& options, const Program& program) {
+  Agreement agreement{.candidates = candidates};
+  std::size_t asked = 0;
+  std::size_t declined = 0;
+  for (const Remover remover : {Remover::tidra, Remover::tool}) {
+    CleanupPlan part = plan;
+    std::erase_if(part.items, [&](const CleanupPlan::Item& item) { return removerOf(item.path) != remover; });
+    const bool emptiesTrash = options.emptyTrash && remover == Remover::tidra;
+    if (part.items.empty() && !emptiesTrash) continue;
+    ++asked;
+    if (confirmed(confirmationFor(part, remover, options), program)) continue;
+    ++declined;
+    if (remover == Remover::tidra) agreement.toOwn = false;
+    std::erase_if(agreement.candidates, [&](const CleanupCandidate& candidate) {
+      return !candidate.refusal && removerOf(candidate.item.path) == remover;
+    });
+  }
+  agreement.toAnything = asked == 0 || declined < asked;
+  return agreement;
+}
+
 CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, CleanupSetting setting,
                                const Program& program) {
   const TerminalFacts facts = terminalFacts(STDERR_FILENO, program.options.color, program.environment);
   ProgressLine line(facts.movesCursor && !program.options.quiet, facts.columns);
   setting.onProgress = [&](const CleanupProgress& progress) { line.update(progress); };
-  const InterruptGuard guard;
   return runCleanup(candidates, setting);
 }
 
@@ -61,6 +93,7 @@ bool emptyTrash(const ScanRequest& request, const RemovalOptions& options, const
     if (!options.json) writeOut("The whole trash would be emptied.\n");
     return true;
   }
+  const BlockingWait wait;  // nobody polls here
   const auto failures = TrashDisposer(request.resolver, request.mounts).emptyTrash(currentTime());
   writeFailures(failures);
   if (failures.empty() && !options.json) writeOut("The trash is empty.\n");
@@ -99,6 +132,17 @@ void checkNamedQuarantine(const std::optional<std::string>& folder, const TidraP
   }
 }
 
+void requireOwnStores(DisposalMethod method, const RemovalOptions& options, const TidraPathResolver& resolver) {
+  const bool isInHome = method == DisposalMethod::trash ||
+                        (method == DisposalMethod::quarantine &&
+                         isSameOrInside(chosenQuarantine(options.quarantineFolder, resolver).directory, resolver.home));
+  if (!isInHome || !isHomeOfAnother(resolver)) return;
+  throw InputError(fmt::format(
+      "The home folder {} belongs to another user, who could not get back what root moves there; run tidra as that "
+      "user, or give --home, --quarantine-dir or --method delete.",
+      escapedForTerminal(resolver.home)));
+}
+
 QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver) {
   return {chosenQuarantine(folder, resolver), resolver, TidraHost::name(resolver.environment), mountPoints()};
 }
@@ -110,23 +154,27 @@ CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& requ
 int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
              const RemovalOptions& options, const ScanViewOptions& view, const Program& program) {
   CleanupSetting setting = settingFor(plan, request, options, program);
-  if (!options.json) writeOut(planText(candidates, planView(view, request)));
-  const bool asks = !setting.dryRun && (!plan.items.empty() || options.emptyTrash);
-  if (asks && !confirmed(confirmationFor(plan, options), program)) {
+  if (!options.json) {
+    const BlockingWait wait;
+    writeOut(planText(candidates, planView(view, request)));
+  }
+  const Agreement agreement = setting.dryRun ? Agreement{candidates} : askFor(candidates, plan, options, program);
+  if (!agreement.toAnything) {
     if (options.json) writeOut(jsonText(JsonCodec<DisposalOutcome>::encode({}), true) + "\n");
     writeNote("Nothing was removed.");
     return ExitStatus::done;
   }
-  const CleanupOutcome outcome = runWithProgress(candidates, std::move(setting), program);
+  InterruptGuard::requireNone("Interrupted; nothing was removed.");
+  const CleanupOutcome outcome = runWithProgress(agreement.candidates, std::move(setting), program);
   // Standard output may be a pipe that nobody reads any more; what failed is told all the same.
   writeFailures(outcome.disposal.failures);
-  writeOut(options.json ? jsonText(JsonCodec<DisposalOutcome>::encode(outcome.disposal), true) + "\n"
-                        : outcomeText(outcome.disposal, plan.method, program.options.dryRun));
+  writeOut(options.json ? jsonText(outcomeJson(outcome.disposal, outcome.unmeasured), true) + "\n"
+                        : outcomeText(outcome, plan.method, program.options.dryRun));
   if (outcome.cancelled) {
     writeNote("Interrupted; what was not begun stays where it is.");
     return ExitStatus::interrupted;
   }
-  const bool emptied = !options.emptyTrash || emptyTrash(request, options, program);
+  const bool emptied = !options.emptyTrash || !agreement.toOwn || emptyTrash(request, options, program);
   return outcome.disposal.failures.empty() && emptied ? ExitStatus::done : ExitStatus::someFailed;
 }
 

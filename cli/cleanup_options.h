@@ -34,13 +34,17 @@ QuarantineConfig chosenQuarantine(const std::optional<std::string>& folder, cons
 /// one is left to the items: those of other volumes need it not.
 void checkNamedQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
 
+/// Throws InputError when what is moved would lie in a home folder where its owner could not bring it back.
+void requireOwnStores(DisposalMethod method, const RemovalOptions& options, const TidraPathResolver& resolver);
+
 /// The store of quarantine entries. Throws InputError.
 QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
 
 /// How a plan is listed: `view` with the circumstances of the request.
 CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& request);
 
-/// Shows the plan, asks, removes, tells. Gives the exit status.
+/// Shows the plan, asks, removes, reports. Returns the exit status. An InterruptGuard must be alive; throws Interrupted
+/// when it was raised before the first removal.
 int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
              const RemovalOptions& options, const ScanViewOptions& view, const Program& program);
 

@@ -7,6 +7,7 @@
 #include "cli/scan_view.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
+#include "core/dispose/tool_targets.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/path_resolver.h"
 
@@ -17,6 +18,7 @@ constexpr std::size_t itemsOnScreen = 30;
 constexpr std::size_t sizeWidth = 8;
 constexpr std::size_t tierWidth = 7;
 constexpr std::size_t widestLabel = 28;
+constexpr std::string_view about = "about ";
 
 std::string shown(std::string_view text) { return escapedForTerminal(text); }
 
@@ -39,37 +41,38 @@ Columns columnsFor(const std::vector<const CleanupCandidate*>& listed, const Cle
   return columns;
 }
 
+/// "to get it back", or that nothing does.
+std::string hintText(const CleanupCandidate& candidate) {
+  const std::string& path = candidate.item.path;
+  const bool isLost = removerOf(path) == Remover::tool && !ToolTargets::canBeUndone(path);
+  const auto hint = candidate.reported ? candidate.reported->restoreHint : std::nullopt;
+  if (!hint) return isLost ? "cannot be undone" : "";
+  std::string text = (isLost ? "cannot be undone; " : "to get it back: ") + shown(*hint);
+  if (candidate.reported->evidence) text += fmt::format(" ({})", shown(*candidate.reported->evidence));
+  return text;
+}
+
 std::string itemText(const CleanupCandidate& candidate, const Columns& columns, const CleanupViewOptions& options) {
   const Style style(options.terminal.colored);
   const bool onScreen = options.terminal.isTerminal;
   const std::string label = shown(candidate.item.label);
   const std::string place = shown(TidraPathResolver{options.home, {}}.displayPath(candidate.item.path));
-  std::string text =
-      fmt::format("  {}  {}  {}  {}  {}\n", paddedLeft(ByteFormatting::compact(candidate.item.bytes), sizeWidth),
-                  paddedRight(onScreen ? fitted(label, columns.label) : label, columns.label),
-                  style.tier(candidate.item.tier, paddedRight(rawValue(candidate.item.tier), tierWidth)),
-                  paddedLeft(ageOf(candidate, options.now), columns.age), place);
-  if (candidate.reported && candidate.reported->restoreHint) {
-    std::string hint = "to get it back: " + shown(*candidate.reported->restoreHint);
-    if (candidate.reported->evidence) hint += fmt::format(" ({})", shown(*candidate.reported->evidence));
-    text += fmt::format("  {}  {}\n", std::string(sizeWidth, ' '), style.dim(hint));
+  const bool isToolItem = removerOf(candidate.item.path) == Remover::tool;
+  const std::size_t width = sizeWidth + (isToolItem ? about.size() : 0);
+  const std::string size = fmt::format("{}{}", isToolItem ? about : "", ByteFormatting::compact(candidate.item.bytes));
+  std::string text = fmt::format("  {}  {}  {}  {}  {}\n", paddedLeft(size, width),
+                                 paddedRight(onScreen ? fitted(label, columns.label) : label, columns.label),
+                                 style.tier(candidate.item.tier, paddedRight(rawValue(candidate.item.tier), tierWidth)),
+                                 paddedLeft(ageOf(candidate, options.now), columns.age), place);
+  const std::string command = isToolItem ? shown(ToolTargets::commandLine(candidate.item.path)) : "";
+  for (const std::string& line : {command.empty() ? "" : "runs: " + command, hintText(candidate)}) {
+    if (!line.empty()) text += fmt::format("  {}  {}\n", std::string(width, ' '), style.dim(line));
   }
   return text;
 }
 
-std::int64_t sumOf(const std::vector<DisposalReceipt>& receipts) {
-  std::int64_t sum = 0;
-  for (const DisposalReceipt& receipt : receipts) sum = saturatedSum(sum, receipt.bytes.value_or(0));
-  return sum;
-}
-
-}  // namespace
-
-std::string planText(const std::vector<CleanupCandidate>& candidates, const CleanupViewOptions& options) {
-  std::vector<const CleanupCandidate*> listed;
-  for (const CleanupCandidate& candidate : candidates) {
-    if (!candidate.refusal) listed.push_back(&candidate);
-  }
+/// The items of one remover.
+std::string blockText(std::vector<const CleanupCandidate*> listed, const CleanupViewOptions& options) {
   const std::size_t all = listed.size();
   const std::size_t limit = options.limit.value_or(options.terminal.isTerminal ? itemsOnScreen : 0);
   std::int64_t hidden = 0;
@@ -87,40 +90,119 @@ std::string planText(const std::vector<CleanupCandidate>& candidates, const Clea
   return text;
 }
 
-std::string planQuestion(const CleanupPlan& plan) {
-  const std::string what =
-      fmt::format("{} ({})", counted(plan.items.size(), "item", "items"), ByteFormatting::compact(plan.totalBytes()));
-  switch (plan.method) {
-    case DisposalMethod::trash:
-      return fmt::format("Move {} to the trash?", what);
-    case DisposalMethod::quarantine:
-      return fmt::format("Move {} into quarantine?", what);
-    case DisposalMethod::delete_:
-      break;
+/// "docker and conda", in the order of the items.
+std::string toolNames(const std::vector<std::string_view>& paths) {
+  std::vector<std::string> names;
+  for (const std::string_view path : paths) {
+    const std::string name(ToolTargets::toolOf(path));
+    if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
   }
-  return fmt::format("Delete {} for good?", what);
+  if (names.size() < 2) return joined(names, "");
+  const std::string last = names.back();
+  names.pop_back();
+  return joined(names, ", ") + " and " + last;
 }
 
-std::string outcomeText(const DisposalOutcome& outcome, DisposalMethod method, bool dryRun) {
-  const auto count = outcome.receipts.size();
-  const std::string size = ByteFormatting::compact(sumOf(outcome.receipts));
-  const std::string items = counted(count, "item", "items");
-  if (dryRun) return fmt::format("{} with {} would go; nothing was changed.\n", items, size);
-  if (count == 0) return outcome.failures.empty() ? "Nothing was removed.\n" : "No item was removed as a whole.\n";
+/// What went by one remover.
+struct Removed {
+  std::vector<DisposalReceipt> receipts;
+  std::vector<UnmeasuredSize> unmeasured;
+
+  Removed(const CleanupOutcome& outcome, Remover remover)
+      : receipts(outcome.disposal.receipts), unmeasured(outcome.unmeasured) {
+    const auto isOthers = [remover](const auto& item) { return removerOf(item.path) != remover; };
+    std::erase_if(receipts, isOthers);
+    std::erase_if(unmeasured, isOthers);
+  }
+
+  std::string items() const { return counted(receipts.size(), "item", "items"); }
+  std::string size() const {
+    const bool isExact =
+        std::all_of(unmeasured.begin(), unmeasured.end(), [](const auto& each) { return each.reportedByTool; });
+    return fmt::format("{}{}", isExact ? "" : about, ByteFormatting::compact(disposedBytes(receipts, unmeasured)));
+  }
+  std::string tools() const {
+    std::vector<std::string_view> paths;
+    for (const DisposalReceipt& receipt : receipts) paths.push_back(receipt.path);
+    return toolNames(paths);
+  }
+};
+
+std::string ownText(const Removed& own, DisposalMethod method) {
   // What an earlier removal left is deleted whatever the method.
   const auto wasDeleted = [](const DisposalReceipt& receipt) { return receipt.method == DisposalMethod::delete_; };
-  if (std::all_of(outcome.receipts.begin(), outcome.receipts.end(), wasDeleted)) method = DisposalMethod::delete_;
+  if (std::all_of(own.receipts.begin(), own.receipts.end(), wasDeleted)) method = DisposalMethod::delete_;
   switch (method) {
     case DisposalMethod::trash:
-      return fmt::format("{} with {} moved to the trash. The space is free once the trash is emptied.\n", items, size);
+      return fmt::format("{} with {} moved to the trash. The space is free once the trash is emptied.\n", own.items(),
+                         own.size());
     case DisposalMethod::quarantine:
       return fmt::format(
           "{} with {} moved into quarantine. tidra quarantine restore brings things back, purge frees the space.\n",
-          items, size);
+          own.items(), own.size());
     case DisposalMethod::delete_:
       break;
   }
-  return fmt::format("{} deleted, {} freed.\n", items, size);
+  return fmt::format("{} deleted, {} freed.\n", own.items(), own.size());
+}
+
+}  // namespace
+
+Remover removerOf(std::string_view path) { return isToolBackedTarget(path) ? Remover::tool : Remover::tidra; }
+
+std::string planText(const std::vector<CleanupCandidate>& candidates, const CleanupViewOptions& options) {
+  std::vector<const CleanupCandidate*> own;
+  std::vector<const CleanupCandidate*> byTools;
+  for (const CleanupCandidate& candidate : candidates) {
+    if (candidate.refusal) continue;
+    (removerOf(candidate.item.path) == Remover::tool ? byTools : own).push_back(&candidate);
+  }
+  std::string text = blockText(std::move(own), options);
+  if (byTools.empty()) return text;
+  return text + "Removed by their tool, at once; no trash, no quarantine:\n" + blockText(std::move(byTools), options);
+}
+
+std::string planQuestion(const CleanupPlan& plan, Remover remover) {
+  const std::string items = counted(plan.items.size(), "item", "items");
+  const std::string size = ByteFormatting::compact(plan.totalBytes());
+  if (remover == Remover::tool) {
+    std::vector<std::string_view> paths;
+    for (const CleanupPlan::Item& item : plan.items) paths.push_back(item.path);
+    return fmt::format("Have {} remove {} ({}{}) at once and for good?", toolNames(paths), items, about, size);
+  }
+  switch (plan.method) {
+    case DisposalMethod::trash:
+      return fmt::format("Move {} ({}) to the trash?", items, size);
+    case DisposalMethod::quarantine:
+      return fmt::format("Move {} ({}) into quarantine?", items, size);
+    case DisposalMethod::delete_:
+      break;
+  }
+  return fmt::format("Delete {} ({}) for good?", items, size);
+}
+
+std::string outcomeText(const CleanupOutcome& outcome, DisposalMethod method, bool dryRun) {
+  const Removed own(outcome, Remover::tidra);
+  const Removed byTools(outcome, Remover::tool);
+  if (dryRun) {
+    std::string text;
+    if (!own.receipts.empty() || byTools.receipts.empty()) {
+      text = fmt::format("{} with {} would go; ", own.items(), own.size());
+    }
+    if (!byTools.receipts.empty()) {
+      text += fmt::format("{} with {} would be removed by {}; ", byTools.items(), byTools.size(), byTools.tools());
+    }
+    return text + "nothing was changed.\n";
+  }
+  if (outcome.disposal.receipts.empty()) {
+    return outcome.disposal.failures.empty() ? "Nothing was removed.\n" : "No item was removed as a whole.\n";
+  }
+  std::string text;
+  if (!own.receipts.empty()) text += ownText(own, method);
+  if (!byTools.receipts.empty()) {
+    text += fmt::format("{} removed by {}, {} freed.\n", byTools.items(), byTools.tools(), byTools.size());
+  }
+  return text;
 }
 
 void writeFailures(const std::vector<TidraDeletionFailure>& failures) {

@@ -36,35 +36,32 @@ CleanupPlan readPlan(const std::string& file, const std::string& host, bool forc
   return plan;
 }
 
-/// None when it was interrupted.
-std::optional<CheckedPlan> checkInterruptibly(const CleanupPlan& plan, ScanRequest request,
-                                              const RemovalOptions& options) {
-  const InterruptGuard guard;
-  request.shouldCancel = &InterruptGuard::requested;
-  auto checked = checkPlan(plan, request, {.force = options.force, .allowAnyPath = options.allowAnyPath});
-  if (InterruptGuard::requested()) return std::nullopt;
-  return checked;
-}
-
 int runApplyCommand(ApplyOptions& options, const Program& program) {
   options.removal.json = options.scan.json;
   const ScanViewOptions view = chosenView(options.scan, program);
+  requireKnownExclusions(options.scan.home, program.environment);
   ScanRequest request = makeScanRequest(options.scan, program.environment);
   CleanupPlan plan = readPlan(options.file, request.host, options.removal.force);
   if (options.removal.method) plan.method = parseMethod(*options.removal.method);
   chosenQuarantine(options.removal.quarantineFolder, request.resolver);
+  requireOwnStores(plan.method, options.removal, request.resolver);
   if (plan.method == DisposalMethod::quarantine) {
     checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
   }
-  const auto checked = checkInterruptibly(plan, request, options.removal);
-  if (!checked) return ExitStatus::interrupted;
-  for (const std::string& note : checked->notes) writeNote(note);
+  const InterruptGuard guard;
+  request.shouldCancel = &InterruptGuard::requested;
+  const CheckedPlan checked = checkPlan(plan, request,
+                                        {.force = options.removal.force,
+                                         .allowAnyPath = options.removal.allowAnyPath,
+                                         .shouldCancel = &InterruptGuard::requested});
+  InterruptGuard::requireNone("Interrupted while the plan was checked, so nothing was removed.");
+  for (const std::string& note : checked.notes) writeNote(note);
   // What is refused anyway is not asked about.
   plan.items.clear();
-  for (const CleanupCandidate& candidate : checked->candidates) {
+  for (const CleanupCandidate& candidate : checked.candidates) {
     if (!candidate.refusal) plan.items.push_back(candidate.item);
   }
-  return carryOut(checked->candidates, plan, request, options.removal, view, program);
+  return carryOut(checked.candidates, plan, request, options.removal, view, program);
 }
 
 }  // namespace

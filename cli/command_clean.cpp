@@ -30,6 +30,7 @@ constexpr const char* unprovenHelp = "Also artefacts that nothing shows a tool t
 
 /// The scan that a selection is made from; only what can be made again unless a tier is named.
 ScanRequest requestFor(CleanOptions& options, const Program& program) {
+  requireKnownExclusions(options.scan.home, program.environment);
   if (options.scan.tiers.empty()) options.scan.tiers = {std::string(rawValue(ArtifactSafetyTier::safe))};
   ScanRequest request = makeScanRequest(options.scan, program.environment);
   return request;
@@ -58,7 +59,9 @@ std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanReq
                                        const CleanOptions& options, ScanSort order, const Program& program) {
   if (!options.takesUnproven && !program.options.quiet) noteUnproven(outcome.report);
   auto candidates = selectForCleanup(outcome, request.resolver,
-                                     {.force = options.removal.force, .takesUnproven = options.takesUnproven});
+                                     {.force = options.removal.force,
+                                      .takesUnproven = options.takesUnproven,
+                                      .shouldCancel = &InterruptGuard::requested});
   sortBy(order, candidates);
   std::erase_if(candidates, [&](const CleanupCandidate& candidate) {
     if (candidate.refusal && !program.options.quiet) {
@@ -77,19 +80,26 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   if (options.scan.output) throw InputError("tidra clean has no --output; tidra plan -o writes down what it would do.");
   const ScanRequest request = requestFor(options, program);
   chosenQuarantine(options.removal.quarantineFolder, request.resolver);
+  requireOwnStores(method, options.removal, request.resolver);
   if (method == DisposalMethod::quarantine) checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
-  const ScanOutcome outcome = scanInterruptibly(request, program);
-  if (outcome.report.partial) {
-    writeNote("The scan was interrupted, so nothing was removed.");
-    return ExitStatus::interrupted;
-  }
+  const InterruptGuard guard;
+  const ScanOutcome outcome = runScanForPerson(request, program);
   const auto candidates = selected(outcome, request, options, view.sort, program);
+  InterruptGuard::requireNone("The scan was interrupted, so nothing was removed.");
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   if (candidates.empty() && !options.removal.json && !options.removal.emptyTrash) {
     writeOut("Nothing to remove.\n");
+    noteOutOfBounds(outcome);
     return ExitStatus::done;
   }
-  return carryOut(candidates, plan, request, options.removal, view, program);
+  const int status = carryOut(candidates, plan, request, options.removal, view, program);
+  noteOutOfBounds(outcome);
+  return status;
+}
+
+std::string whereText(const CleanupPlan& plan, const std::string& file, const Program& program) {
+  const char* verb = program.options.dryRun ? "would be" : plan.items.size() == 1 ? "is" : "are";
+  return fmt::format("{} {} in {}.\n", counted(plan.items.size(), "item", "items"), verb, escapedForTerminal(file));
 }
 
 int runPlanCommand(CleanOptions& options, const Program& program) {
@@ -99,25 +109,21 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
   // The list goes to standard output wherever the plan goes.
   view.terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
   const ScanRequest request = requestFor(options, program);
-  const ScanOutcome outcome = scanInterruptibly(request, program);
-  if (outcome.report.partial) {
-    writeNote("The scan was interrupted, so no plan was written.");
-    return ExitStatus::interrupted;
-  }
+  std::optional<InterruptGuard> guard(std::in_place);
+  const ScanOutcome outcome = runScanForPerson(request, program);
   const auto candidates = selected(outcome, request, options, view.sort, program);
+  guard.reset();
+  InterruptGuard::requireNone("The scan was interrupted, so no plan was written.");
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   const std::string text = jsonText(JsonCodec<CleanupPlan>::encode(plan), true) + "\n";
   if (options.scan.output && !program.options.dryRun) writeResult(options.scan, text);
   if (!options.scan.output || options.scan.json) {
     if (!options.scan.output || descriptorNamed(*options.scan.output) != STDOUT_FILENO) writeOut(text);
-    return ExitStatus::done;
+  } else {
+    writeOut(planText(candidates, planView(view, request)));
+    writeOut(whereText(plan, *options.scan.output, program));
   }
-  writeOut(planText(candidates, planView(view, request)));
-  writeOut(fmt::format("{} {} in {}.\n", counted(plan.items.size(), "item", "items"),
-                       program.options.dryRun   ? "would be"
-                       : plan.items.size() == 1 ? "is"
-                                                : "are",
-                       escapedForTerminal(*options.scan.output)));
+  noteOutOfBounds(outcome);
   return ExitStatus::done;
 }
 

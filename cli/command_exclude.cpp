@@ -62,6 +62,7 @@ std::optional<std::string> rowShownAs(const std::string& shown, const Exclusions
 int add(const ExcludeOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
   const auto [text, kind] = typedRow(options, resolver);
+  noteUnknownVariable(text, resolver);
   if (program.options.dryRun) {
     writeOut(fmt::format("{} would be excluded.\n", escapedForTerminal(text)));
     return ExitStatus::done;

@@ -13,6 +13,7 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "fleet/agent/policy/example_policies.h"
+#include "fleet/agent/policy/policy_catalog.h"
 #include "fleet/agent/policy/resolved_policy.h"
 #include "fleet/http/url.h"
 
@@ -58,6 +59,13 @@ CheckedPolicy checked(const PolicyOptions& options, const Program& program) {
   const std::string shown = escapedForTerminal(options.file);
   made.resolved = resolvePolicy(made.policy, options.file, makeResolver(options.home, program.environment));
   for (const std::string& note : made.resolved.notes) writeNote(fmt::format("Policy '{}': {}", shown, note));
+  try {
+    for (const std::string& note : makePolicyCatalog(made.policy, made.resolved).notes) {
+      writeNote(fmt::format("Policy '{}': {}", shown, note));
+    }
+  } catch (const InputError& error) {
+    throw InputError(fmt::format("Policy '{}': {}", shown, error.what()));
+  }
   noteAbsentRoots(made.resolved);
   noteExposedToken(made.policy, options.file);
   made.token = HubToken::find(made.policy, made.resolved.resolver);

@@ -24,7 +24,9 @@ struct RulesOptions {
 };
 
 RuleCatalog chosenCatalog(const RulesOptions& options) {
-  return makeCatalog(options.rulesFiles, options.disabledRules);
+  ChosenCatalog chosen = makeCatalog(options.rulesFiles, options.disabledRules);
+  for (const std::string& note : chosen.notes) writeNote(note);
+  return std::move(chosen.catalog);
 }
 
 template <class Rule>

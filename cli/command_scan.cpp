@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 
 #include "cli/interrupt.h"
@@ -10,6 +11,8 @@
 #include "cli/user_state.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "core/model/byte_formatting.h"
+#include "core/model/ecosystems.h"
 #include "core/platform/host.h"
 
 namespace tidra {
@@ -31,6 +34,33 @@ void remember(const ScanOutcome& outcome, const TidraPathResolver& resolver) {
   }
 }
 
+std::string compact(double gigabytes) {
+  constexpr double most = 8e9;  // what the formatter's integer holds
+  constexpr double bytesEach = 1024.0 * 1024.0 * 1024.0;
+  return ByteFormatting::compact(static_cast<std::int64_t>(std::clamp(gigabytes, 0.0, most) * bytesEach));
+}
+
+/// What is known of a last scan whose findings are lost.
+std::string summaryText(const LastScan& last) {
+  const ScanResultsSummary& summary = last.summary;
+  std::string text;
+  const auto line = [&](std::string_view name, double gigabytes) {
+    text += fmt::format("{:>8}  {}\n", compact(gigabytes), escapedForTerminal(name));
+  };
+  for (const auto& ecosystem : summary.ecosystems) line(ecosystemName(ecosystem.key), ecosystem.gigabytes);
+  if (!summary.ecosystems.empty()) text += '\n';
+  for (const auto& segment : summary.ageSegments) line(legendText(segment.activity), segment.gigabytes);
+  if (summary.systemCacheGB > 0) line("Outside projects", summary.systemCacheGB);
+  if (!summary.ageSegments.empty() || summary.systemCacheGB > 0) text += '\n';
+  text += fmt::format(
+      "{} reclaimable: {} in {}.", compact(summary.totalRecoverableGB),
+      counted(static_cast<std::uint64_t>(std::max<std::int64_t>(summary.projectCount, 0)), "group", "groups"),
+      escapedForTerminal(summary.scannedPathLabel));
+  if (last.end) text += fmt::format(" Scanned at {}.", iso8601(*last.end));
+  text += last.partial ? "\nThe scan was interrupted, so this is not all.\n" : "\n";
+  return text;
+}
+
 int showLastScan(const ScanOptions& options, ScanViewOptions view, const Program& program) {
   view.isEarlierScan = true;
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
@@ -39,8 +69,14 @@ int showLastScan(const ScanOptions& options, ScanViewOptions view, const Program
   if (!last) throw InputError("There is no last scan yet; tidra scan makes one.");
   const auto report = reportOf(*last, resolver, TidraHost::name(program.environment), currentPlatform,
                                state.settings.load().thresholds());
-  if (!report) throw InputError("The results of the last scan cannot be read any more; tidra scan makes new ones.");
-  show(*report, options, view);
+  constexpr const char* lost = "The findings of the last scan cannot be read any more; tidra scan makes new ones.";
+  if (!report && options.json) throw InputError(lost);
+  if (report) {
+    show(*report, options, view);
+  } else {
+    writeResult(options, summaryText(*last));
+    writeNote(lost);
+  }
   return ExitStatus::done;
 }
 
@@ -49,10 +85,14 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
   checkOutput(options);
   if (options.last) return showLastScan(options, view, program);
   const ScanRequest request = makeScanRequest(options, program.environment);
-  const ScanOutcome outcome = scanInterruptibly(request, program);
+  const ScanOutcome outcome = [&] {
+    const InterruptGuard guard;
+    return runScanForPerson(request, program);
+  }();
   show(outcome.report, options, view);
   if (!program.options.dryRun) remember(outcome, request.resolver);
-  return outcome.report.partial ? ExitStatus::interrupted : ExitStatus::done;
+  noteOutOfBounds(outcome);
+  return InterruptGuard::requested() ? ExitStatus::interrupted : ExitStatus::done;
 }
 
 }  // namespace

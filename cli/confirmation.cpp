@@ -5,6 +5,7 @@
 
 #include <iostream>
 
+#include "cli/interrupt.h"
 #include "cli/terminal.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
@@ -20,6 +21,9 @@ bool confirmed(const Confirmation& confirmation, const Program& program) {
                            : "There is no terminal to ask; give --yes to go on without, or --dry-run to look. Nothing "
                              "was removed.");
   }
+  const BlockingWait wait("\nnote: Interrupted; nothing was changed.\n");
+  // A signal from here on ends the program at once; this is for one that came before.
+  InterruptGuard::requireNone("Interrupted; nothing was changed.");
   writePrompt(typed ? fmt::format("{} Type '{}' to go on: ", confirmation.question, confirmation.typedAnswer)
                     : fmt::format("{} [y/N] ", confirmation.question));
   std::string answer;

@@ -2,45 +2,67 @@
 
 #include <signal.h>
 
-#include <array>
 #include <atomic>
+#include <cstdlib>
+
+#include "cli/program.h"
+#include "core/platform/standard_streams.h"
 
 namespace tidra {
 namespace {
 
+// A signal handler may only touch lock-free atomics.
 std::atomic<bool> flag{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
+std::atomic<bool> isPolled{false};
+std::atomic<const char*> lastWords{""};
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<const char*>::is_always_lock_free);
 
-void onSignal(int) { flag = true; }
+void onSignal(int) {
+  if (!flag.exchange(true) && isPolled) return;
+  writeFromSignalHandler(lastWords.load());
+  std::_Exit(ExitStatus::interrupted);
+}
 
 std::atomic<bool> hangup{false};
 
 void onHangup(int) { hangup = true; }
 
-constexpr std::array signals{SIGINT, SIGTERM};
-std::array<struct sigaction, signals.size()> former{};
 struct sigaction formerHangup {};
 
 }  // namespace
 
-InterruptGuard::InterruptGuard() {
-  flag = false;
+void handleInterrupts() {
   struct sigaction action {};
   action.sa_handler = &onSignal;
-  action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
+  action.sa_flags = SA_RESTART;
   ::sigemptyset(&action.sa_mask);
-  for (std::size_t i = 0; i < signals.size(); ++i) {
-    ::sigaction(signals[i], nullptr, &former[i]);
+  for (const int signal : {SIGINT, SIGTERM}) {
+    struct sigaction former {};
+    ::sigaction(signal, nullptr, &former);
     // Who started the program in the background has it ignore the terminal's interrupts.
-    if (former[i].sa_handler != SIG_IGN) ::sigaction(signals[i], &action, nullptr);
+    if (former.sa_handler != SIG_IGN) ::sigaction(signal, &action, nullptr);
   }
 }
 
-InterruptGuard::~InterruptGuard() {
-  for (std::size_t i = 0; i < signals.size(); ++i) ::sigaction(signals[i], &former[i], nullptr);
-}
+InterruptGuard::InterruptGuard() { isPolled = true; }
+
+InterruptGuard::~InterruptGuard() { isPolled = false; }
 
 bool InterruptGuard::requested() { return flag; }
+
+void InterruptGuard::requireNone(const char* sentence) {
+  if (requested()) throw Interrupted(sentence);
+}
+
+BlockingWait::BlockingWait(const char* words) : formerly_(isPolled) {
+  lastWords = words;
+  isPolled = false;
+}
+
+BlockingWait::~BlockingWait() {
+  isPolled = formerly_;
+  lastWords = "";
+}
 
 HangupGuard::HangupGuard() {
   hangup = false;

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "app/state/preferences_store.h"
+#include "cli/interrupt.h"
 #include "cli/program.h"
 #include "cli/terminal.h"
 #include "core/base/errors.h"
@@ -93,9 +94,13 @@ int runProgram(int argc, char** argv) {
 }  // namespace tidra
 
 int main(int argc, char** argv) {
+  tidra::handleInterrupts();
   tidra::holdClosedStandardStreams();
   try {
     return tidra::runProgram(argc, argv);
+  } catch (const tidra::Interrupted& interruption) {
+    tidra::writeNote(interruption.what());
+    return tidra::ExitStatus::interrupted;
   } catch (const tidra::InputError& error) {
     return tidra::fail(error.what(), tidra::ExitStatus::badInput);
   } catch (const tidra::PreferencesError& error) {

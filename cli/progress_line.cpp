@@ -36,9 +36,9 @@ void ProgressLine::update(const ScanProgress& progress) {
 
 void ProgressLine::update(const CleanupProgress& progress) {
   if (!isDue()) return;
-  draw(fmt::format("{} of {} · {} of {} · {}", grouped(progress.itemsDone), counted(progress.items, "item", "items"),
-                   ByteFormatting::compact(progress.bytesDone), ByteFormatting::compact(progress.bytes),
-                   escapedForTerminal(progress.currentPath)));
+  draw(fmt::format("{} of {} · {}{} of {} · {}", grouped(progress.itemsDone), counted(progress.items, "item", "items"),
+                   progress.isEstimate ? "about " : "", ByteFormatting::compact(progress.bytesDone),
+                   ByteFormatting::compact(progress.bytes), escapedForTerminal(progress.currentPath)));
 }
 
 void ProgressLine::erase() {

@@ -17,8 +17,10 @@
 #include "core/platform/files.h"
 #include "core/platform/host.h"
 #include "core/platform/path_text.h"
+#include "core/platform/path_variables.h"
 #include "core/platform/standard_streams.h"
 #include "core/rules/catalog_files.h"
+#include "core/rules/skip_list.h"
 #include "core/scan/exclusion_entry.h"
 #include "core/scan/git_metadata.h"
 
@@ -122,6 +124,7 @@ TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const Tidr
   for (const std::string& text : options.exclude) {
     if (text.empty()) throw InputError("An empty text cannot be excluded; give --exclude a folder or a pattern.");
     const std::string meant = exclusionText(text, resolver);
+    noteUnknownVariable(meant, resolver);
     entries.push_back({.id = {}, .pathDisplay = meant, .kind = guessExclusionKind(meant), .addedAt = {}});
   }
   return makeExclusionFilter(entries, resolver);
@@ -131,7 +134,9 @@ TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const Tidr
 void applyUserState(ScanRequest& request) {
   try {
     const UserState state(request.resolver);
-    const auto kept = makeExclusionFilter(state.exclusions.load(), request.resolver);
+    const auto entries = state.exclusions.load();
+    for (const ExclusionEntry& entry : entries) noteUnknownVariable(entry.pathDisplay, request.resolver);
+    const auto kept = makeExclusionFilter(entries, request.resolver);
     auto& exclusions = request.exclusions;
     exclusions.pathPrefixes.insert(exclusions.pathPrefixes.end(), kept.pathPrefixes.begin(), kept.pathPrefixes.end());
     exclusions.globPatterns.insert(exclusions.globPatterns.end(), kept.globPatterns.begin(), kept.globPatterns.end());
@@ -143,25 +148,49 @@ void applyUserState(ScanRequest& request) {
 
 }  // namespace
 
+void requireKnownExclusions(const std::optional<std::string>& home, const Environment& environment) {
+  try {
+    UserState(makeResolver(home, environment)).exclusions.requireComplete();
+  } catch (const PreferencesError& error) {
+    throw PreferencesError(fmt::format("{} Nothing is removed before they are mended or moved away.", error.what()));
+  }
+}
+
 TimePoint currentTime() { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); }
 
 std::string exclusionText(const std::string& given, const TidraPathResolver& resolver) {
   const bool isRelativePath = given == "." || given == ".." || given.starts_with("./") || given.starts_with("../");
-  return isRelativePath ? absolutePath(given, resolver) : given;
+  if (isRelativePath) return absolutePath(given, resolver);
+  // Quotes keep a shell from expanding it.
+  std::string expanded = given.starts_with('$') ? resolver.expandVariables(given) : given;
+  return expanded.starts_with('/') ? expanded : given;
+}
+
+void noteUnknownVariable(const std::string& text, const TidraPathResolver& resolver) {
+  const auto name = unknownVariable(text, resolver);
+  if (!name || (looksLikePath(text) && pathFacts(excludedPath(text, resolver)))) return;
+  writeNote(
+      fmt::format("The exclusion '{}' names the variable {}, which is not set or empty, so it counts as it stands.",
+                  escapedForTerminal(text), escapedForTerminal(*name)));
 }
 
 void addRuleOptions(CLI::App& command, ScanOptions& options) {
   addList(command, "--exclude", options.exclude, "PATTERN", "Keep out a folder or a pattern, e.g. '*/vendor/*'");
   addList(command, "--rules", options.rulesFiles, "FILE", "Lay the rules of a file over the built-in ones");
   addList(command, "--disable-rule", options.disabledRules, "ID", "Switch rules off by id");
+  addList(command, "--unskip", options.unskip, "PATH", "Walk a folder that scans skip, e.g. /opt");
   command.add_option("--threads", options.threads, "Workers that read folders; 0 chooses")
       ->type_name("N")
       ->check(CLI::Range(0, 256));
 }
 
 void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& listed) {
-  command.add_option("ROOT", options.roots, "Folders to scan; the home folder when none is given")->type_name("");
+  command
+      .add_option("ROOT", options.roots,
+                  "Folders to scan, and nothing outside them; the home folder when none is given")
+      ->type_name("");
   command.add_option("--home", options.home, "Take DIR for the home folder")->type_name("DIR");
+  command.add_flag("--system", options.system, "Also the caches outside ROOT, and what tools keep");
   command.add_flag("--no-system", options.noSystem, "Leave out what lies outside projects");
   command.add_flag("--no-projects", options.noProjects, "Leave out projects");
   addList(command, "--category", options.categories, "KEY",
@@ -242,12 +271,17 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   request.resolver = makeResolver(options.home, environment);
   for (const std::string& root : options.roots) request.roots.push_back(checkedRoot(root, request.resolver));
   if (request.roots.empty()) request.roots.push_back(checkedRoot(request.resolver.home, request.resolver));
-  request.catalog = makeCatalog(options.rulesFiles, options.disabledRules);
+  ChosenCatalog chosen = makeCatalog(options.rulesFiles, options.disabledRules);
+  for (const std::string& note : chosen.notes) writeNote(note);
+  request.catalog = std::move(chosen.catalog);
+  SkipList::unskip(request.catalog, options.unskip, request.platform, request.resolver, "--unskip");
   request.host = TidraHost::name(environment);
   request.mounts = mountPoints();
   request.git = TidraGitMetadataReader::findGit(environment);
   request.scanProjects = !options.noProjects;
   request.scanSystem = !options.noSystem;
+  if (options.system && options.noSystem) throw InputError("Give either --system or --no-system, not both.");
+  if (options.system) request.systemReach = SystemReach::everywhere;
   request.exclusions = chosenExclusions(options, request.resolver);
   applyUserState(request);
   checkCategories(options, request.catalog);
@@ -279,9 +313,8 @@ ScanOutcome runScanForPerson(ScanRequest request, const Program& program) {
   return outcome;
 }
 
-ScanOutcome scanInterruptibly(const ScanRequest& request, const Program& program) {
-  const InterruptGuard guard;
-  return runScanForPerson(request, program);
+void noteOutOfBounds(const ScanOutcome& outcome) {
+  if (outcome.outOfBounds) writeNote(*outcome.outOfBounds);
 }
 
 }  // namespace tidra

@@ -16,11 +16,13 @@ struct ScanOptions {
   std::optional<std::string> home;
   bool noSystem = false;
   bool noProjects = false;
+  bool system = false;
   std::vector<std::string> categories;
   std::vector<std::string> ecosystems;
   std::vector<std::string> exclude;
   std::vector<std::string> rulesFiles;
   std::vector<std::string> disabledRules;
+  std::vector<std::string> unskip;
   std::vector<std::string> tiers;
   std::optional<std::string> minSize;
   std::optional<std::string> olderThan;
@@ -42,6 +44,9 @@ void addRuleOptions(CLI::App& command, ScanOptions& options);
 /// The request for a scan. Throws InputError with one sentence for the first option that cannot be used.
 ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment);
 
+/// Called before anything is removed or planned. Throws PreferencesError when the user's exclusions cannot all be read.
+void requireKnownExclusions(const std::optional<std::string>& home, const Environment& environment);
+
 /// The home folder and the environment. Throws InputError.
 TidraPathResolver makeResolver(const std::optional<std::string>& home, const Environment& environment);
 
@@ -52,15 +57,19 @@ TimePoint currentTime();
 /// InputError for an empty text, which mostly is a variable that was not set and must not become the current folder.
 std::string absolutePath(const std::string& given, const TidraPathResolver& resolver);
 
-/// What a person typed to exclude: a text that begins with "./" or "../" is a path from the current folder, any other
-/// stays as it is.
+/// What a person typed to exclude: a text that begins with "./" or "../" is a path from the current folder, one that
+/// begins with a variable that holds an absolute path is that path; any other stays as it is.
 std::string exclusionText(const std::string& given, const TidraPathResolver& resolver);
 
-/// Runs the scan with a live line and Ctrl-C in place, and writes its notes to standard error.
+/// Writes a note when an exclusion names a variable that has no value, unless that is the name of something that
+/// exists.
+void noteUnknownVariable(const std::string& text, const TidraPathResolver& resolver);
+
+/// Runs the scan with a live line, and writes its notes to standard error. An InterruptGuard must be alive.
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
 
-/// The same with a guard of its own against Ctrl-C.
-ScanOutcome scanInterruptibly(const ScanRequest& request, const Program& program);
+/// The last line of a command that scanned: what the roots kept out, if anything.
+void noteOutOfBounds(const ScanOutcome& outcome);
 
 /// Throws InputError unless the result can go where it shall: to standard output, to another open descriptor that has a
 /// name such as /dev/fd/3, or to a file that can be made or replaced.

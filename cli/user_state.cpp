@@ -5,6 +5,7 @@
 #include "cli/terminal.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -31,6 +32,17 @@ void UserState::requireHome() const {
     throw PreferencesError(
         fmt::format("The home folder {} does not exist, so nothing was kept for the next time.", resolver_.home));
   }
+  if (isInHome && isHomeOfAnother(resolver_)) {
+    throw PreferencesError(
+        fmt::format("The home folder {} belongs to another user, so nothing was kept there for the next time; run "
+                    "tidra as that user, or give --home.",
+                    resolver_.home));
+  }
+}
+
+bool isHomeOfAnother(const TidraPathResolver& resolver) {
+  const auto home = followedFacts(resolver.home);
+  return runningUser() == 0 && home && home->owner != 0;
 }
 
 }  // namespace tidra

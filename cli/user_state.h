@@ -20,11 +20,16 @@ struct UserState {
 
   explicit UserState(const TidraPathResolver& resolver);
 
-  /// Before anything is kept: throws PreferencesError when that would make the home folder itself.
+  /// Before anything is kept: throws PreferencesError when that would make the home folder itself, or root's files in
+  /// the home folder of somebody else.
   void requireHome() const;
 
  private:
   TidraPathResolver resolver_;
 };
+
+/// True when root runs with the home folder of another user, as under a sudo that keeps HOME. What root makes there,
+/// that user could neither read nor change afterwards.
+bool isHomeOfAnother(const TidraPathResolver& resolver);
 
 }  // namespace tidra

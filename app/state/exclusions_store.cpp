@@ -1,5 +1,7 @@
 #include "app/state/exclusions_store.h"
 
+#include <algorithm>
+
 #include "core/base/json_fields.h"
 #include "core/base/uuid.h"
 
@@ -47,6 +49,16 @@ std::vector<ExclusionEntry> ExclusionsStore::load() const {
     if (auto entry = decodedRow(row)) entries.push_back(std::move(*entry));
   }
   return entries;
+}
+
+void ExclusionsStore::requireComplete() const {
+  const auto rows = storedRows(preferences_.value(exclusionsKey));
+  if (preferences_.isDamaged()) {
+    throw PreferencesError("The preferences are damaged, so it is unknown what is excluded.");
+  }
+  const bool isComplete =
+      rows && std::all_of(rows->begin(), rows->end(), [](const auto& row) { return decodedRow(row).has_value(); });
+  if (!isComplete) throw PreferencesError("The preferences hold exclusions that this version cannot read.");
 }
 
 bool ExclusionsStore::add(const std::string& pathDisplay, ExclusionRowKind kind, TimePoint now) {

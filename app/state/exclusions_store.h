@@ -20,6 +20,10 @@ class ExclusionsStore {
   /// The rows that decode; none when nothing is stored or what is stored is no list. Throws PreferencesError.
   std::vector<ExclusionEntry> load() const;
 
+  /// Throws PreferencesError when some of what is stored cannot be read, so that load() may lack rows. Called before
+  /// anything is removed: an exclusion that is not known must not count as one that is not there.
+  void requireComplete() const;
+
   /// Adds a row and writes the whole list; false when there is one with this text already. Rows that do not decode,
   /// which another build may have written, stay as they are.
   bool add(const std::string& pathDisplay, ExclusionRowKind kind, TimePoint now);

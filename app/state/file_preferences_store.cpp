@@ -78,6 +78,8 @@ std::optional<PreferencesStore::Value> FilePreferencesStore::value(const std::st
   return std::nullopt;
 }
 
+bool FilePreferencesStore::isDamaged() const { return !load(); }
+
 void FilePreferencesStore::transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) {
   try {
     makePrivateFolders(parentPath(path_));

@@ -19,6 +19,7 @@ class FilePreferencesStore : public PreferencesStore {
   FilePreferencesStore(std::string path, std::function<void(const std::string&)> onNote);
 
   std::optional<Value> value(const std::string& key) const override;
+  bool isDamaged() const override;
   void transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) override;
 
  private:

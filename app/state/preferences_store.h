@@ -31,6 +31,10 @@ class PreferencesStore {
   /// Absent when there is no such key. Throws PreferencesError when the store cannot be read.
   virtual std::optional<Value> value(const std::string& key) const = 0;
 
+  /// True when the store is there but makes no sense, so that keys which were kept are missing. Throws PreferencesError
+  /// when it cannot be read.
+  virtual bool isDamaged() const { return false; }
+
   /// Runs `prepare` while nobody else can write, makes the changes that it gives, all or none, and then runs `finish`,
   /// still before anybody else. Other keys stay, whoever wrote them. Throws PreferencesError when nothing could be
   /// changed, and whatever the two throw; what `finish` throws undoes nothing.

@@ -6,6 +6,7 @@
 
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/item_removal.h"
+#include "core/dispose/tool_figures.h"
 #include "core/dispose/tool_targets.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/path_text.h"
@@ -34,7 +35,8 @@ TidraDeletionService::TidraDeletionService(Setting setting)
 TidraDeletionService::Result TidraDeletionService::dispose(const Item& item, DisposalMethod method, bool dryRun,
                                                            const QuarantineConfig& quarantine) {
   try {
-    return isToolTarget(item.path) ? disposeTarget(item.path, dryRun) : disposePath(item, method, dryRun, quarantine);
+    if (isToolTarget(item.path)) return disposeTarget(item.path, dryRun);
+    return Disposed{disposePath(item, method, dryRun, quarantine)};
   } catch (const std::system_error& error) {
     const bool missing = error.code() == std::errc::no_such_file_or_directory;
     return TidraDeletionFailure{item.path, missing ? "Path not found" : error.code().message()};
@@ -50,8 +52,8 @@ DisposalOutcome TidraDeletionService::dispose(const std::vector<Item>& items, Di
   for (std::size_t done = 0; done < items.size() && !isCancelled(); ++done) {
     if (onItem) onItem(done);
     auto result = dispose(items[done], method, dryRun, quarantine);
-    if (auto* receipt = std::get_if<DisposalReceipt>(&result)) {
-      outcome.receipts.push_back(std::move(*receipt));
+    if (auto* disposed = std::get_if<Disposed>(&result)) {
+      outcome.receipts.push_back(std::move(disposed->receipt));
     } else {
       outcome.failures.push_back(std::move(std::get<TidraDeletionFailure>(result)));
     }
@@ -60,14 +62,18 @@ DisposalOutcome TidraDeletionService::dispose(const std::vector<Item>& items, Di
   return outcome;
 }
 
-DisposalReceipt TidraDeletionService::disposeTarget(const std::string& target, bool dryRun) {
+TidraDeletionService::Disposed TidraDeletionService::disposeTarget(const std::string& target, bool dryRun) {
   const auto command = setting_.tools.commandFor(target, setting_.resolver);
-  if (!dryRun) setting_.tools.run(command, setting_.resolver, setting_.shouldCancel);
-  return {.path = target,
-          .method = DisposalMethod::delete_,
-          .destination = std::nullopt,
-          .bytes = std::nullopt,
-          .at = setting_.clock()};
+  std::optional<std::int64_t> reclaimed;
+  if (!dryRun) {
+    reclaimed = reclaimedBytes(target, setting_.tools.run(command, setting_.resolver, setting_.shouldCancel));
+  }
+  return {{.path = target,
+           .method = DisposalMethod::delete_,
+           .destination = std::nullopt,
+           .bytes = std::nullopt,
+           .at = setting_.clock()},
+          reclaimed};
 }
 
 DisposalReceipt TidraDeletionService::disposePath(const Item& item, DisposalMethod method, bool dryRun,
@@ -131,9 +137,9 @@ std::function<bool()> TidraDeletionService::shouldBreakOff() const {
 std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry) const {
   if (entry.facts.type != EntryType::directory) return signedBytes(entry.facts.sizeBytes);
   const auto measured = TidraDirectorySizeReader::readAll(
-      {entry.path()}, {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = shouldBreakOff()});
-  // A person who breaks off while a large tree is measured does not want it moved any more.
-  if (!setting_.finishesItems && isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
+      {entry.path()}, {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = setting_.shouldCancel});
+  // Nothing has changed so far, so whoever breaks off while a large tree is measured finds it in its place.
+  if (isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
   return measured.front() ? std::optional(signedBytes(measured.front()->bytes)) : std::nullopt;
 }
 

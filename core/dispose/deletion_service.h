@@ -30,7 +30,7 @@ class TidraDeletionService {
     unsigned workers = 0;                       // 0: as many as a scan takes
     std::function<TimePoint()> clock;
     std::function<bool()> shouldCancel;  // polled on the caller's thread; absent: never
-    bool finishesItems = false;          // a path that was begun is carried through all the same
+    bool finishesItems = false;          // a path whose removal has begun is carried through all the same
     ToolTargets tools = {};
   };
 
@@ -40,7 +40,13 @@ class TidraDeletionService {
     std::optional<FileIdentity> identity = {};  // seen by the scan; anything else in its place is refused
   };
 
-  using Result = std::variant<DisposalReceipt, TidraDeletionFailure>;
+  /// An item that is gone from its place.
+  struct Disposed {
+    DisposalReceipt receipt;
+    std::optional<std::int64_t> reclaimed = {};  // bytes, as the item's tool reports; absent when it does not say
+  };
+
+  using Result = std::variant<Disposed, TidraDeletionFailure>;
 
   explicit TidraDeletionService(Setting setting);
 
@@ -56,7 +62,7 @@ class TidraDeletionService {
                                         const std::function<void(std::size_t)>& onItem = {});
 
  private:
-  DisposalReceipt disposeTarget(const std::string& target, bool dryRun);
+  Disposed disposeTarget(const std::string& target, bool dryRun);
   DisposalReceipt disposePath(const Item& item, DisposalMethod method, bool dryRun, const QuarantineConfig& quarantine);
   void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, DisposalReceipt& receipt);
   std::optional<std::int64_t> measure(const HeldEntry& entry) const;

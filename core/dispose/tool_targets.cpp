@@ -13,6 +13,9 @@
 namespace tidra {
 namespace {
 
+constexpr std::string_view volumePrefix = "docker:volume:";
+constexpr std::string_view condaEnvironmentPrefix = "conda:env:";
+
 /// The rest of a target after a prefix; none when it is empty, or when a tool would take it for an option.
 std::optional<std::string> nameAfter(const std::string& target, std::string_view prefix) {
   if (!target.starts_with(prefix) || target.size() == prefix.size() || target[prefix.size()] == '-') {
@@ -21,11 +24,10 @@ std::optional<std::string> nameAfter(const std::string& target, std::string_view
   return target.substr(prefix.size());
 }
 
-ToolTargets::Command dockerCommand(const std::string& target, const std::optional<std::string>& engine) {
-  if (!engine) throw DisposalError("Docker not found");
-  if (target == "docker:prune:dangling") return {*engine, {"image", "prune", "-f"}};
-  if (target == "docker:prune:buildcache") return {*engine, {"builder", "prune", "-f"}};
-  if (const auto volume = nameAfter(target, "docker:volume:")) return {*engine, {"volume", "rm", *volume}};
+std::vector<std::string> dockerArguments(const std::string& target) {
+  if (target == "docker:prune:dangling") return {"image", "prune", "-f"};
+  if (target == "docker:prune:buildcache") return {"builder", "prune", "-f"};
+  if (const auto volume = nameAfter(target, volumePrefix)) return {"volume", "rm", *volume};
   throw DisposalError("Unknown Docker target");
 }
 
@@ -33,7 +35,7 @@ std::vector<std::string> condaArguments(const std::string& target) {
   if (target == "conda:clean:packages") return {"conda", "clean", "--packages", "-y"};
   if (target == "conda:clean:tarballs") return {"conda", "clean", "--tarballs", "-y"};
   if (target == "conda:clean:index-cache") return {"conda", "clean", "--index-cache", "-y"};
-  if (const auto name = nameAfter(target, "conda:env:")) return {"conda", "env", "remove", "-n", *name, "-y"};
+  if (const auto name = nameAfter(target, condaEnvironmentPrefix)) return {"conda", "env", "remove", "-n", *name, "-y"};
   throw DisposalError("Unknown Conda target");
 }
 
@@ -43,14 +45,18 @@ ToolTargets::Command condaCommand(const std::string& target, const TidraPathReso
   return command;
 }
 
+std::vector<std::string> pipArguments() { return {"cache", "purge"}; }
+
+std::string environmentOf(const std::string& target) { return target.substr(std::string_view("pip:orphan:").size()); }
+
 ToolTargets::Command pipCommand(const std::string& target, const TidraPathResolver& resolver) {
-  const std::string environment = target.substr(std::string_view("pip:orphan:").size());
+  const std::string environment = environmentOf(target);
   const std::string pip = joinedPath(environment, "bin/pip");
   if (!environment.starts_with('/') || !isExecutableFile(pip)) throw DisposalError("pip not found in venv");
   if (!PipOrphanProbe::isTrustworthy(environment, resolver)) {
     throw DisposalError("pip of this venv is not run: it was not made here, or others may change it");
   }
-  return {pip, {"cache", "purge"}};
+  return {pip, pipArguments()};
 }
 
 /// The folders of the search path that nobody else can put a program into.
@@ -70,27 +76,51 @@ std::string safeSearchPath(const TidraPathResolver& resolver, const std::optiona
 }  // namespace
 
 ToolTargets::Command ToolTargets::commandFor(const std::string& target, const TidraPathResolver& resolver) const {
-  if (target.starts_with("docker:")) return dockerCommand(target, findEngine(resolver.environment));
+  if (target.starts_with("docker:")) {
+    const auto engine = findEngine(resolver.environment);
+    if (!engine) throw DisposalError("Docker not found");
+    return {*engine, dockerArguments(target)};
+  }
   if (target.starts_with("conda:")) return condaCommand(target, resolver);
   if (target.starts_with("pip:orphan:")) return pipCommand(target, resolver);
   throw DisposalError("Unknown target");
 }
 
-void ToolTargets::run(const Command& command, const TidraPathResolver& resolver,
-                      const std::function<bool()>& shouldCancel) const {
+std::string ToolTargets::commandLine(const std::string& target) {
+  try {
+    if (target.starts_with("docker:")) return "docker " + joined(dockerArguments(target), " ");
+    if (target.starts_with("conda:")) return joined(condaArguments(target), " ");
+    if (target.starts_with("pip:orphan:")) {
+      return joinedPath(environmentOf(target), "bin/pip") + " " + joined(pipArguments(), " ");
+    }
+  } catch (const DisposalError&) {
+    return "";
+  }
+  return "";
+}
+
+std::string_view ToolTargets::toolOf(std::string_view target) { return target.substr(0, target.find(':')); }
+
+bool ToolTargets::canBeUndone(std::string_view target) {
+  return !target.starts_with(volumePrefix) && !target.starts_with(condaEnvironmentPrefix);
+}
+
+std::string ToolTargets::run(const Command& command, const TidraPathResolver& resolver,
+                             const std::function<bool()>& shouldCancel) const {
   Environment environment = resolver.environment;
   environment["LC_ALL"] = "C";
   environment["HOME"] = resolver.home;
   environment["PATH"] = safeSearchPath(resolver, command.searchPathFirst);
-  const auto result = ProcessRunner::run({.executablePath = command.executable,
-                                          .arguments = command.arguments,
-                                          .currentDirectory = "/",
-                                          .environment = std::move(environment),
-                                          .timeoutSeconds = timeoutSeconds,
-                                          .shouldCancel = shouldCancel});
+  auto result = ProcessRunner::run({.executablePath = command.executable,
+                                    .arguments = command.arguments,
+                                    .currentDirectory = "/",
+                                    .environment = std::move(environment),
+                                    .timeoutSeconds = timeoutSeconds,
+                                    .shouldCancel = shouldCancel});
   if (!result && shouldCancel && shouldCancel()) throw DisposalError("was interrupted; its tool was stopped");
   if (!result) throw DisposalError("Command could not be started or timed out");
   if (result->status != 0) throw DisposalError(fmt::format("Command failed (exit {})", result->status));
+  return std::move(result->stdout_);
 }
 
 }  // namespace tidra

@@ -49,9 +49,9 @@ CleanupPlan::Item CleanupPlan::Item::make(const ScanReportItem& reported) {
           .ruleID = reported.ruleID};
 }
 
-std::optional<ArtifactSafetyTier> CleanupPlan::highestTier() const {
-  std::optional<ArtifactSafetyTier> highest;
-  for (const Item& item : items) highest = highest ? std::max(*highest, item.tier) : item.tier;
+ArtifactSafetyTier CleanupPlan::highestTier() const {
+  auto highest = ArtifactSafetyTier::safe;
+  for (const Item& item : items) highest = std::max(highest, item.tier);
   return highest;
 }
 

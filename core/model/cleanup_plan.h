@@ -38,8 +38,8 @@ struct CleanupPlan {
   std::optional<std::string> reason;  // why the plan was made
   std::vector<Item> items;
 
-  /// The most severe tier among the items; none for a plan without items.
-  std::optional<ArtifactSafetyTier> highestTier() const;
+  /// The most severe tier among the items; safe for a plan without items.
+  ArtifactSafetyTier highestTier() const;
 
   /// The sum of the items' sizes, at most the largest figure.
   std::int64_t totalBytes() const;

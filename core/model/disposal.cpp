@@ -1,8 +1,23 @@
 #include "core/model/disposal.h"
 
 #include "core/base/json_fields.h"
+#include "core/base/quantities.h"
 
 namespace tidra {
+
+std::int64_t disposedBytes(const std::vector<DisposalReceipt>& receipts,
+                           const std::vector<UnmeasuredSize>& unmeasured) {
+  std::int64_t sum = 0;
+  for (const DisposalReceipt& receipt : receipts) sum = saturatedSum(sum, receipt.bytes.value_or(0));
+  for (const UnmeasuredSize& size : unmeasured) sum = saturatedSum(sum, size.bytes);
+  return sum;
+}
+
+nlohmann::json outcomeJson(const DisposalOutcome& outcome, const std::vector<UnmeasuredSize>& unmeasured) {
+  auto object = JsonCodec<DisposalOutcome>::encode(outcome);
+  if (!unmeasured.empty()) object["unmeasured"] = JsonCodec<std::vector<UnmeasuredSize>>::encode(unmeasured);
+  return object;
+}
 
 nlohmann::json JsonCodec<DisposalReceipt>::encode(const DisposalReceipt& receipt) {
   nlohmann::json object{{"method", rawValue(receipt.method)}, {"at", iso8601(receipt.at)}};
@@ -30,6 +45,12 @@ nlohmann::json JsonCodec<TidraDeletionFailure>::encode(const TidraDeletionFailur
 TidraDeletionFailure JsonCodec<TidraDeletionFailure>::decode(const nlohmann::json& value, const std::string& where) {
   const JsonObjectReader object(value, where);
   return {.path = object.requiredBytes("path"), .message = object.required<std::string>("message")};
+}
+
+nlohmann::json JsonCodec<UnmeasuredSize>::encode(const UnmeasuredSize& size) {
+  nlohmann::json object{{"bytes", size.bytes}, {"reportedByTool", size.reportedByTool}};
+  putBytes(object, "path", size.path);
+  return object;
 }
 
 nlohmann::json JsonCodec<DisposalOutcome>::encode(const DisposalOutcome& outcome) {

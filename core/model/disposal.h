@@ -54,6 +54,21 @@ struct DisposalOutcome {
   bool operator==(const DisposalOutcome&) const = default;
 };
 
+/// What a removed item counts for whose receipt has no bytes: a tool removed it, or measuring took too long.
+struct UnmeasuredSize {
+  std::string path;  // of the receipt
+  std::int64_t bytes = 0;
+  bool reportedByTool = false;  // what the tool said it reclaimed; else the size that the scan found
+
+  bool operator==(const UnmeasuredSize&) const = default;
+};
+
+/// What the items of these receipts count for, all together; at most the largest figure.
+std::int64_t disposedBytes(const std::vector<DisposalReceipt>& receipts, const std::vector<UnmeasuredSize>& unmeasured);
+
+/// An outcome as JSON, with `unmeasured` beside its receipts unless that is empty.
+nlohmann::json outcomeJson(const DisposalOutcome& outcome, const std::vector<UnmeasuredSize>& unmeasured);
+
 template <>
 struct JsonCodec<DisposalReceipt> {
   static nlohmann::json encode(const DisposalReceipt& receipt);
@@ -64,6 +79,11 @@ template <>
 struct JsonCodec<TidraDeletionFailure> {
   static nlohmann::json encode(const TidraDeletionFailure& failure);
   static TidraDeletionFailure decode(const nlohmann::json& value, const std::string& where);
+};
+
+template <>
+struct JsonCodec<UnmeasuredSize> {
+  static nlohmann::json encode(const UnmeasuredSize& size);
 };
 
 template <>

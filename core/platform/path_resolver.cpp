@@ -1,32 +1,16 @@
 #include "core/platform/path_resolver.h"
 
 #include "core/platform/path_text.h"
+#include "core/platform/path_variables.h"
 
 extern char** environ;
 
 namespace tidra {
 namespace {
 
-bool isNameStart(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; }
-
-bool isNamePart(char c) { return isNameStart(c) || (c >= '0' && c <= '9'); }
-
-struct Reference {
-  std::size_t length = 0;  // 0 when no variable is referenced here
-  std::string name;
-};
-
-/// The reference at `start`, where a "$" stands: "$NAME" with an optional "{" before and an optional "}" after the
-/// name.
-Reference referenceAt(std::string_view text, std::size_t start) {
-  std::size_t nameStart = start + 1;
-  if (nameStart < text.size() && text[nameStart] == '{') ++nameStart;
-  std::size_t end = nameStart;
-  while (end < text.size() && (end == nameStart ? isNameStart(text[end]) : isNamePart(text[end]))) ++end;
-  if (end == nameStart) return {};
-  std::string name(text.substr(nameStart, end - nameStart));
-  if (end < text.size() && text[end] == '}') ++end;
-  return {end - start, std::move(name)};
+/// Relative text lies inside the home folder. Nothing is expanded any more.
+std::string absolutePathOf(std::string_view text, const std::string& home) {
+  return standardizedPath(text.starts_with('/') ? std::string(text) : joinedPath(home, text));
 }
 
 }  // namespace
@@ -43,17 +27,14 @@ Environment processEnvironment() {
 }
 
 std::optional<std::string> TidraPathResolver::resolve(std::string_view pathTemplate) const {
-  std::string text = withHome(pathTemplate);
-  if (text.find('$') != std::string::npos) {
-    text = expandVariables(text);
-    if (text.find('$') != std::string::npos) return std::nullopt;
-  }
-  return expandedPath(text);
+  const std::string text = expandVariables(withHome(pathTemplate));
+  if (text.find('$') != std::string::npos) return std::nullopt;
+  // Expanded once: a "~" in the value of a variable is a character of the path.
+  return absolutePathOf(text, home);
 }
 
 std::string TidraPathResolver::expandedPath(std::string_view path) const {
-  const std::string text = withHome(path);
-  return standardizedPath(text.starts_with('/') ? text : joinedPath(home, text));
+  return absolutePathOf(withHome(path), home);
 }
 
 std::string TidraPathResolver::withHome(std::string_view path) const {
@@ -63,7 +44,7 @@ std::string TidraPathResolver::withHome(std::string_view path) const {
 std::string TidraPathResolver::expandVariables(std::string_view text) const {
   std::string expanded;
   for (std::size_t i = 0; i < text.size();) {
-    const Reference reference = text[i] == '$' ? referenceAt(text, i) : Reference{};
+    const VariableReference reference = text[i] == '$' ? variableReferenceAt(text, i) : VariableReference{};
     const auto value = reference.length > 0 ? variable(reference.name) : std::nullopt;
     const std::size_t length = reference.length > 0 ? reference.length : 1;
     expanded += value ? std::string_view(*value) : text.substr(i, length);
@@ -73,7 +54,10 @@ std::string TidraPathResolver::expandVariables(std::string_view text) const {
 }
 
 std::optional<std::string> TidraPathResolver::variable(const std::string& name) const {
-  if (const auto found = environment.find(name); found != environment.end()) return found->second;
+  // An empty one counts as unset: "$WORKSPACE/build" must not become "/build".
+  if (const auto found = environment.find(name); found != environment.end() && !found->second.empty()) {
+    return found->second;
+  }
   if (name == "XDG_CACHE_HOME") return joinedPath(home, ".cache");
   if (name == "XDG_CONFIG_HOME") return joinedPath(home, ".config");
   if (name == "XDG_DATA_HOME") return joinedPath(home, ".local/share");

@@ -29,12 +29,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
+/// A child that the command left behind may still write; a daemon that holds the pipes open never ends them.
 constexpr milliseconds readersAfterExit{2000};
-constexpr milliseconds readersAfterKill{800};
-/// What the command itself wrote is in the pipes when it ends. More can only come from a child that it left behind,
-/// such as a daemon, and that is not waited for once it is silent.
-constexpr milliseconds silenceAfterExit{250};
 constexpr milliseconds politeTermination{200};
+constexpr milliseconds endAfterKill{500};
 constexpr milliseconds cancelPoll{25};
 constexpr milliseconds pipePause{10};
 constexpr int mostPipeTries = 100;
@@ -128,9 +126,11 @@ class SpawnSettings {
 class Child {
  public:
   explicit Child(pid_t process) : process_(process), exitNotice_(openExitNotice(process)) {}
+  /// A child that the kernel cannot end yet, because it waits for a file system that hangs, is not waited for: it
+  /// stays a zombie until this program ends.
   ~Child() {
     end();
-    reap();
+    if (endsWithin(endAfterKill)) reap();
   }
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
@@ -148,8 +148,7 @@ class Child {
   void end() {
     if (hasEnded()) return;
     ::kill(-process_, SIGTERM);
-    const auto patience = Clock::now() + politeTermination;
-    while (!hasEnded() && Clock::now() < patience) waitForExit(exitPoll);
+    endsWithin(politeTermination);
     ::kill(-process_, SIGKILL);
   }
 
@@ -163,9 +162,14 @@ class Child {
   }
 
  private:
-  void waitForExit(milliseconds most) const {
-    pollfd notice{exitNotice_.get(), POLLIN, 0};
-    ::poll(&notice, exitNotice_ ? 1 : 0, static_cast<int>(most.count()));
+  bool endsWithin(milliseconds most) const {
+    const auto deadline = Clock::now() + most;
+    while (!hasEnded()) {
+      if (Clock::now() >= deadline) return false;
+      pollfd notice{exitNotice_.get(), POLLIN, 0};
+      ::poll(&notice, exitNotice_ ? 1 : 0, static_cast<int>(exitPoll.count()));
+    }
+    return true;
   }
 
   pid_t process_;
@@ -216,18 +220,14 @@ void waitForNews(std::array<PipeReader*, 2> readers, const FileDescriptor* exitN
 }
 
 /// Reads what is left in the pipes; something that outlived the child may hold them open, so not for ever.
-void finishReading(std::array<PipeReader*, 2> readers, milliseconds most) {
-  const auto deadline = Clock::now() + most;
+void finishReading(std::array<PipeReader*, 2> readers) {
+  const auto deadline = Clock::now() + readersAfterExit;
   for (;;) {
     const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
     const bool anyOpen = readers[0]->isOpen() || readers[1]->isOpen();
     const bool overflowed = readers[0]->overflowed() || readers[1]->overflowed();
     if (!anyOpen || overflowed || left.count() <= 0) return;
-    const auto before = readers[0]->bytes().size() + readers[1]->bytes().size();
-    const auto started = Clock::now();
-    waitForNews(readers, nullptr, std::min(left, silenceAfterExit));
-    const bool isSilent = readers[0]->bytes().size() + readers[1]->bytes().size() == before;
-    if (isSilent && Clock::now() - started >= silenceAfterExit) return;
+    waitForNews(readers, nullptr, left);
   }
 }
 
@@ -287,13 +287,13 @@ std::optional<ProcessRunner::Result> ProcessRunner::run(const Command& command) 
   PipeReader errReader(std::move(err.read));
   const std::array readers{&outReader, &errReader};
   const Ending ending = superviseUntilEnd(child, readers, command);
-  if (ending != Ending::byItself) {
-    child.end();
-    finishReading(readers, readersAfterKill);
-  }
+  if (ending != Ending::byItself) child.end();
   if (ending == Ending::forced) return std::nullopt;
-  const std::int32_t status = ending == Ending::enough ? 0 : child.reap();
-  finishReading(readers, readersAfterExit);
+  std::int32_t status = 0;
+  if (ending == Ending::byItself) {
+    status = child.reap();
+    finishReading(readers);
+  }
   if (outReader.overflowed() || errReader.overflowed()) return std::nullopt;
   return Result{status, std::string(trimmed(outReader.bytes())), std::string(trimmed(errReader.bytes()))};
 }

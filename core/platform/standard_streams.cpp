@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cstdio>
+#include <cstring>
 
 #include "core/base/errors.h"
 #include "core/platform/files.h"
@@ -53,6 +55,13 @@ void holdClosedStandardStreams() {
 void writeStandardError(std::string_view text) noexcept {
   std::fwrite(text.data(), 1, text.size(), stderr);
   std::fflush(stderr);
+}
+
+void writeFromSignalHandler(const char* text) noexcept {
+  const int before = errno;
+  // Nobody could be told of a failure, and the stream's own lock may be held by what was interrupted.
+  [[maybe_unused]] const auto written = ::write(STDERR_FILENO, text, std::strlen(text));
+  errno = before;
 }
 
 void printLine(const std::string& line) {

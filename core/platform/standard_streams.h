@@ -15,6 +15,9 @@ void holdClosedStandardStreams();
 /// Writes everything to standard error as far as it can be written. Nobody could be told of a failure.
 void writeStandardError(std::string_view text) noexcept;
 
+/// The same from a signal handler: a single attempt, of a text that ends with NUL.
+void writeFromSignalHandler(const char* text) noexcept;
+
 /// Writes one line to standard output at once, as far as it can be written; lines of several threads do not mix.
 void printLine(const std::string& line);
 

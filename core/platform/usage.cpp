@@ -1,26 +1,31 @@
 #include "core/platform/usage.h"
 
-#include <algorithm>
-
 #include "core/platform/path_text.h"
 
 namespace tidra {
-namespace {
 
-std::optional<PlaceUse> firstInside(const std::vector<PlaceUse>& uses, const std::string& folder) {
-  const auto found =
-      std::find_if(uses.begin(), uses.end(), [&](const PlaceUse& use) { return isSameOrInside(use.path, folder); });
-  return found == uses.end() ? std::nullopt : std::optional(*found);
+void UsageSnapshot::add(PlaceUse use) {
+  users_.at(static_cast<std::size_t>(use.kind)).try_emplace(std::move(use.path), use.process, std::move(use.program));
 }
 
-}  // namespace
+std::optional<PlaceUse> UsageSnapshot::find(UseKind kind, const std::string& folder) const {
+  const Users& users = users_.at(static_cast<std::size_t>(kind));
+  auto user = users.find(folder);
+  // Between the two, in the order of bytes, may stand neighbours such as "folder-2".
+  if (user == users.end()) user = users.lower_bound(joinedPath(folder, ""));
+  if (user == users.end() || !isSameOrInside(user->first, folder)) return std::nullopt;
+  return PlaceUse{kind, user->second.first, user->second.second, user->first};
+}
+
+std::optional<PlaceUse> UsageSnapshot::userOf(const std::string& folder) const {
+  for (std::size_t kind = 0; kind < kinds; ++kind) {
+    if (auto use = find(static_cast<UseKind>(kind), folder)) return use;
+  }
+  return std::nullopt;
+}
 
 std::optional<PlaceUse> UsageSnapshot::workerIn(const std::string& folder) const {
-  return firstInside(workingFolders, folder);
-}
-
-std::optional<PlaceUse> UsageSnapshot::lockerIn(const std::string& folder) const {
-  return firstInside(lockedFiles, folder);
+  return find(UseKind::workingFolder, folder);
 }
 
 }  // namespace tidra

@@ -1,16 +1,24 @@
-// From /proc: the "cwd" link of each process, and "locks", which names the inode of each locked file; the path is then
-// found among the descriptors of the process that holds the lock.
+// From /proc, the cheap first: of each process the links "exe", "cwd" and "root" and the beginning of "cmdline"; then
+// "locks", which names the inode of each locked file, whose path is found among the descriptors of the process that
+// holds the lock; then the descriptors of all processes, and at last their "maps". There may be millions of either, so
+// both are bounded, for a process and in all, and read from the newest process back. The bounds are numbers and not
+// times, so that a busy machine shows as much as a quiet one.
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <climits>
 #include <set>
+#include <vector>
 
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/file_descriptor.h"
 #include "core/platform/files.h"
+#include "core/platform/path_text.h"
 #include "core/platform/usage.h"
 
 namespace tidra {
@@ -82,42 +90,165 @@ std::set<std::pair<std::int64_t, std::int64_t>> heldLocks() {
   return locks;
 }
 
-void addLockedFiles(std::int64_t process, const std::set<std::int64_t>& inodes, std::vector<PlaceUse>& uses) {
-  const std::string folder = fmt::format("/proc/{}/fd", process);
-  for (const auto descriptor : numberedEntries(folder)) {
-    const std::string link = fmt::format("{}/{}", folder, descriptor);
-    const auto facts = followedFacts(link);
-    if (!facts || !inodes.contains(static_cast<std::int64_t>(facts->identity.inode))) continue;
-    if (auto path = linkTarget(link)) uses.push_back({process, programName(process), std::move(*path)});
+/// The first arguments of a process; a process may have written anything there.
+std::vector<std::string> firstArguments(std::int64_t process) {
+  constexpr std::size_t enough = 2;  // an interpreter and its script
+  const FileDescriptor file(::open(fmt::format("/proc/{}/cmdline", process).c_str(), O_RDONLY | O_CLOEXEC));
+  std::array<char, 2 * PATH_MAX> text;
+  const auto length = file ? ::read(file.get(), text.data(), text.size()) : 0;
+  std::vector<std::string> arguments;
+  if (length <= 0) return arguments;
+  for (const auto argument : split(std::string_view(text.data(), static_cast<std::size_t>(length)), '\0')) {
+    if (arguments.size() < enough) arguments.emplace_back(argument);
   }
+  return arguments;
 }
+
+constexpr std::string_view deletedMark = " (deleted)";
+
+/// The path of a file that was removed or replaced while it was in use; the same path for others.
+std::string withoutDeletedMark(std::string path) {
+  if (path.ends_with(deletedMark) && !pathFacts(path)) path.resize(path.size() - deletedMark.size());
+  return path;
+}
+
+/// The last field of a line of "maps"; empty for memory that is no file's. Only line breaks are escaped in it.
+std::string mappedPath(std::string_view line) {
+  const auto start = line.find('/');
+  std::string path(start == std::string_view::npos ? std::string_view{} : line.substr(start));
+  constexpr std::string_view lineBreak = "\\012";
+  for (auto at = path.find(lineBreak); at != std::string::npos; at = path.find(lineBreak, at)) {
+    path.replace(at, lineBreak.size(), "\n");
+  }
+  return path;
+}
+
+/// Puts together what one snapshot holds.
+class UsageCollector {
+ public:
+  UsageSnapshot collect() {
+    for (const auto process : processes_) {
+      if (process != self_) addPlaces(process);
+    }
+    addLocks();
+    for (auto process = processes_.rbegin(); process != processes_.rend(); ++process) {
+      if (!ours_.contains(*process)) addOpenFiles(*process);
+    }
+    for (auto process = processes_.rbegin(); process != processes_.rend(); ++process) {
+      if (*process != self_) addMappedFiles(*process);
+    }
+    return std::move(snapshot_);
+  }
+
+ private:
+  static constexpr std::size_t mostDescriptors = 200'000;
+  static constexpr std::size_t mostDescriptorsOfOne = 10'000;
+  static constexpr std::size_t mostMapBytes = 64 * 1024 * 1024;  // some 600,000 mappings
+  static constexpr std::size_t mostMapBytesOfOne = 1024 * 1024;
+
+  void addPlaces(std::int64_t process) {
+    const auto link = [&](const char* name) { return linkTarget(fmt::format("/proc/{}/{}", process, name)); };
+    if (const auto program = link("exe")) add(UseKind::program, process, withoutDeletedMark(*program));
+    for (std::string& argument : firstArguments(process)) {
+      if (!argument.starts_with('/')) continue;
+      argument = standardizedPath(argument);
+      const auto facts = pathFacts(argument);
+      if (facts && facts->type != EntryType::directory) add(UseKind::program, process, std::move(argument));
+    }
+    if (ours_.contains(process)) return;
+    if (auto folder = link("cwd")) add(UseKind::workingFolder, process, std::move(*folder));
+    if (auto folder = link("root"); folder && *folder != "/") add(UseKind::rootFolder, process, std::move(*folder));
+  }
+
+  void addLocks() {
+    const std::set<std::int64_t> alive(processes_.begin(), processes_.end());
+    std::set<std::int64_t> inherited;
+    for (const auto& [process, inode] : heldLocks()) {
+      if (ours_.contains(process)) continue;
+      if (alive.contains(process)) {
+        addLockedFiles(process, {inode});
+      } else {
+        inherited.insert(inode);
+      }
+    }
+    // A lock outlives the process that took it where others have inherited the open file.
+    for (const auto process : processes_) {
+      if (!inherited.empty() && !ours_.contains(process)) addLockedFiles(process, inherited);
+    }
+  }
+
+  void addLockedFiles(std::int64_t process, const std::set<std::int64_t>& inodes) {
+    const std::string folder = fmt::format("/proc/{}/fd", process);
+    for (const auto descriptor : numberedEntries(folder)) {
+      const std::string link = fmt::format("{}/{}", folder, descriptor);
+      const auto facts = followedFacts(link);
+      if (!facts || !inodes.contains(static_cast<std::int64_t>(facts->identity.inode))) continue;
+      if (auto path = linkTarget(link)) add(UseKind::lockedFile, process, std::move(*path));
+    }
+  }
+
+  void addOpenFiles(std::int64_t process) {
+    const auto folder = openDirectory(fmt::format("/proc/{}/fd", process));
+    if (!folder) return;
+    DirectoryReader reader;
+    reader.start(folder->get());
+    std::array<char, PATH_MAX> target;
+    const std::size_t most = std::min(descriptors_ + mostDescriptorsOfOne, mostDescriptors);
+    for (DirectoryEntry entry; descriptors_ < most && reader.next(entry); ++descriptors_) {
+      const auto length = ::readlinkat(folder->get(), entry.name.data(), target.data(), target.size());
+      if (length > 0) addPresent(UseKind::openFile, process, {target.data(), static_cast<std::size_t>(length)});
+    }
+  }
+
+  void addMappedFiles(std::int64_t process) {
+    const FileDescriptor file(::open(fmt::format("/proc/{}/maps", process).c_str(), O_RDONLY | O_CLOEXEC));
+    constexpr std::size_t chunk = 64 * 1024;
+    std::string text;
+    std::string last;  // a file is mostly mapped in several pieces one after the other
+    const std::size_t most = std::min(mapBytes_ + mostMapBytesOfOne, mostMapBytes);
+    for (std::size_t filled = 0; file && mapBytes_ < most;) {
+      text.resize(filled + chunk);
+      const auto length = ::read(file.get(), text.data() + filled, chunk);
+      if (length <= 0) return;
+      mapBytes_ += static_cast<std::size_t>(length);
+      text.resize(filled + static_cast<std::size_t>(length));
+      std::size_t start = 0;
+      for (auto end = text.find('\n'); end != std::string::npos; end = text.find('\n', start)) {
+        std::string path = mappedPath(std::string_view(text).substr(start, end - start));
+        start = end + 1;
+        if (path.empty() || path == last) continue;
+        addPresent(UseKind::mappedFile, process, path);
+        last = std::move(path);
+      }
+      text.erase(0, start);
+      filled = text.size();
+    }
+  }
+
+  /// What is only left to those who have it open is in nobody's way.
+  void addPresent(UseKind kind, std::int64_t process, std::string path) {
+    if (!path.starts_with('/') || (path.ends_with(deletedMark) && !pathFacts(path))) return;
+    add(kind, process, std::move(path));
+  }
+
+  void add(UseKind kind, std::int64_t process, std::string path) {
+    if (named_ != process) name_ = programName(process);
+    named_ = process;
+    snapshot_.add({kind, process, name_, std::move(path)});
+  }
+
+  UsageSnapshot snapshot_;
+  const std::int64_t self_ = ::getpid();
+  const std::set<std::int64_t> ours_ = ownLine();  // this process and those that started it
+  const std::vector<std::int64_t> processes_ = numberedEntries("/proc");
+  std::size_t descriptors_ = 0;
+  std::size_t mapBytes_ = 0;
+  std::int64_t named_ = 0;  // the process that `name_` belongs to
+  std::string name_;
+};
 
 }  // namespace
 
-UsageSnapshot UsageSnapshot::take() {
-  UsageSnapshot snapshot;
-  const auto ours = ownLine();
-  const auto processes = numberedEntries("/proc");
-  for (const auto process : processes) {
-    if (ours.contains(process)) continue;
-    auto folder = linkTarget(fmt::format("/proc/{}/cwd", process));
-    if (folder) snapshot.workingFolders.push_back({process, programName(process), std::move(*folder)});
-  }
-  const std::set<std::int64_t> alive(processes.begin(), processes.end());
-  std::set<std::int64_t> inherited;
-  for (const auto& [process, inode] : heldLocks()) {
-    if (ours.contains(process)) continue;
-    if (alive.contains(process)) {
-      addLockedFiles(process, {inode}, snapshot.lockedFiles);
-    } else {
-      inherited.insert(inode);
-    }
-  }
-  // A lock outlives the process that took it where others have inherited the open file.
-  for (const auto process : processes) {
-    if (!inherited.empty() && !ours.contains(process)) addLockedFiles(process, inherited, snapshot.lockedFiles);
-  }
-  return snapshot;
-}
+UsageSnapshot UsageSnapshot::take() { return UsageCollector().collect(); }
 
 }  // namespace tidra

@@ -26,7 +26,7 @@ RuleCatalog loadCatalogFile(const std::string& path) {
   }
 }
 
-RuleCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules) {
+ChosenCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules) {
   RuleCatalog catalog = RuleCatalog::builtIn();
   for (const std::string& file : rulesFiles) catalog = catalog.merging(loadCatalogFile(file));
   try {
@@ -34,14 +34,17 @@ RuleCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::v
   } catch (const RuleCatalogError& error) {
     throw InputError(fmt::format("The rules files do not go with the built-in rules: {}", error.what()));
   }
+  std::vector<std::string> notes;
   for (const std::string& id : disabledRules) {
     const auto hasId = [&](const auto& rule) { return rule.id == id; };
     if (std::none_of(catalog.projectRules.begin(), catalog.projectRules.end(), hasId) &&
         std::none_of(catalog.systemRules.begin(), catalog.systemRules.end(), hasId)) {
-      throw InputError(fmt::format("No rule has the id '{}'; tidra rules list shows them.", escapedForTerminal(id)));
+      notes.push_back(
+          fmt::format("No rule has the id '{}', so none is switched off by it; tidra rules list shows them.",
+                      escapedForTerminal(id)));
     }
   }
-  return catalog.removing({disabledRules.begin(), disabledRules.end()});
+  return {catalog.removing({disabledRules.begin(), disabledRules.end()}), std::move(notes)};
 }
 
 }  // namespace tidra

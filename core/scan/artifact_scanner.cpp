@@ -121,6 +121,12 @@ class WalkVisitor {
     return std::exchange(fresh_, {});
   }
 
+  /// By the path of the artefact. Called when the walk is over.
+  std::map<std::string, std::vector<std::string>> takeRepositoriesInside() {
+    for (auto& [artifact, repositories] : repositoriesInside_) std::sort(repositories.begin(), repositories.end());
+    return std::move(repositoriesInside_);
+  }
+
   /// The folder that was visited when this was last asked; asks the next visit to tell its own.
   std::string currentFolder() {
     pathWanted_ = true;
@@ -200,11 +206,19 @@ class WalkVisitor {
   }
 
   /// A mount inside an artefact is not part of it: removing the artefact would not give its space back.
-  static void measure(Visit& folder, Artifact& artifact) {
+  void measure(Visit& folder, Artifact& artifact) {
     const WalkFilter::Place* place = folder.context().place;
-    artifact.measurement.measure(folder.reader(), folder.node()->descriptor(), place, [&](auto name, auto* subplace) {
-      folder.descend(name, {subplace, &artifact});
-    });
+    const auto descend = [&](auto name, auto* subplace) { folder.descend(name, {subplace, &artifact}); };
+    const FolderNode& node = *folder.node();
+    if (artifact.measurement.measure(folder.reader(), node.descriptor(), place, descend)) {
+      addRepository(node.path(), artifact);
+    }
+  }
+
+  void addRepository(std::string path, const Artifact& artifact) {
+    if (path == artifact.path) return;
+    const std::lock_guard lock(mutex_);
+    repositoriesInside_[artifact.path].push_back(std::move(path));
   }
 
   void walkInto(Visit& folder, std::string_view name) {
@@ -278,6 +292,7 @@ class WalkVisitor {
   std::vector<std::string> unclaimedLeftovers_;
   std::uint64_t brokenFolders_ = 0;
   std::error_code brokenReason_;
+  std::map<std::string, std::vector<std::string>> repositoriesInside_;
   std::string currentFolder_;
 };
 
@@ -371,6 +386,7 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
   result.brokenFolders = visitor.brokenFolders();
   result.brokenReason = visitor.brokenReason();
   result.unmeasuredArtifacts = visitor.unmeasuredArtifacts();
+  result.repositoriesInside = visitor.takeRepositoriesInside();
   result.entriesVisited = visitor.entriesVisited();
   return result;
 }

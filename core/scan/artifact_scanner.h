@@ -58,6 +58,8 @@ struct FilesystemArtifactScanner {
     std::error_code brokenReason;           // of one of those
     std::uint64_t unmeasuredArtifacts = 0;  // left out because their sizes could not be told
     std::uint64_t entriesVisited = 0;
+    /// The folders deeper in a finding that hold ".git", by the path of the finding, in byte order.
+    std::map<std::string, std::vector<std::string>> repositoriesInside;
   };
 
   /// Walks one root with several workers; the result does not depend on their number. Never throws for what the file

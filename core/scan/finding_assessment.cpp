@@ -8,6 +8,7 @@
 
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
+#include "core/platform/spare_threads.h"
 #include "core/scan/artifact_evidence.h"
 #include "core/scan/installed_programs.h"
 
@@ -35,11 +36,13 @@ void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathR
   // Neighbours share their ignore files, so a thread takes several at a time.
   constexpr std::size_t batch = 32;
   std::atomic<std::size_t> next{0};
-  const auto work = [&] {
+  std::atomic<bool> stopped{false};
+  const auto work = [&](bool polls) {
     ArtifactEvidence evidence(resolver);
     for (std::size_t start = next.fetch_add(batch); start < findings.size(); start = next.fetch_add(batch)) {
       const std::size_t end = std::min(start + batch, findings.size());
-      for (std::size_t i = start; i < end && !shouldStop(); ++i) {
+      for (std::size_t i = start; i < end && !stopped; ++i) {
+        if (polls && shouldStop()) stopped = true;
         if (findings[i].source == ArtifactSource::projectWalk && findings[i].ruleID) assess(findings[i], evidence);
       }
     }
@@ -47,8 +50,12 @@ void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathR
   constexpr std::size_t mostThreads = 8;
   std::vector<std::jthread> threads;
   const std::size_t wanted = std::min(mostThreads, findings.size() / batch);
-  while (threads.size() < wanted) threads.emplace_back(work);
-  work();
+  while (threads.size() < wanted) {
+    auto thread = startSpareThread([&work] { work(false); });
+    if (!thread) break;
+    threads.push_back(std::move(*thread));
+  }
+  work(true);
 }
 
 }  // namespace tidra

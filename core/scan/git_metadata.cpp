@@ -79,10 +79,13 @@ std::optional<ProcessRunner::Result> TidraGitMetadataReader::run(const std::stri
   std::vector<std::string> all;
   for (const char* setting : safeSettings) all.insert(all.end(), {"-c", setting});
   all.insert(all.end(), std::make_move_iterator(arguments.begin()), std::make_move_iterator(arguments.end()));
+  // A ".git" that is no repository must not have git answer for the one above.
+  Environment environment = environment_;
+  environment["GIT_CEILING_DIRECTORIES"] = parentPath(path);
   auto result = ProcessRunner::run({.executablePath = *git_,
                                     .arguments = std::move(all),
                                     .currentDirectory = path,
-                                    .environment = environment_,
+                                    .environment = std::move(environment),
                                     .timeoutSeconds = commandTimeoutSeconds,
                                     .shouldCancel = shouldCancel_,
                                     .isEnough = std::move(isEnough)});
@@ -126,7 +129,7 @@ std::optional<std::size_t> TidraGitMetadataReader::countChanges(const std::strin
   auto arguments = filterOverrides(path);
   if (!arguments) return std::nullopt;
   // A submodule has a configuration of its own, so git must not look into it.
-  arguments->insert(arguments->end(), {"status", "--porcelain=v1", "--ignore-submodules=all"});
+  arguments->insert(arguments->end(), {"--no-optional-locks", "status", "--porcelain=v1", "--ignore-submodules=all"});
   const auto result = run(path, std::move(*arguments));
   if (!result) return std::nullopt;
   return splitNonEmpty(result->stdout_, '\n').size();
@@ -157,14 +160,12 @@ bool TidraGitMetadataReader::isRepository(const std::string& path) const {
   return git_ && pathFacts(joinedPath(path, ".git"));
 }
 
-std::optional<TimePoint> TidraGitMetadataReader::lastActivity(const std::string& path) const {
-  if (isRepository(path)) {
-    // The subject may be as long as anyone likes, so only the date is asked for.
-    const auto result = run(path, {"log", "-1", "--pretty=format:%ct"});
-    const auto seconds = result ? wholeNumber(result->stdout_) : std::nullopt;
-    if (seconds) return timePointAt(*seconds);
-  }
-  return folderActivity(path);
+std::optional<TimePoint> TidraGitMetadataReader::lastCommitDate(const std::string& repository) const {
+  if (!isRepository(repository)) return std::nullopt;
+  // The subject may be as long as anyone likes, so only the date is asked for.
+  const auto result = run(repository, {"log", "-1", "--pretty=format:%ct"});
+  const auto seconds = result ? wholeNumber(result->stdout_) : std::nullopt;
+  return seconds ? std::optional(timePointAt(*seconds)) : std::nullopt;
 }
 
 std::optional<TimePoint> TidraGitMetadataReader::folderActivity(const std::string& path) {

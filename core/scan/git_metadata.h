@@ -60,9 +60,9 @@ class TidraGitMetadataReader {
   /// True when the folder holds ".git" and there is a git to ask.
   bool isRepository(const std::string& path) const;
 
-  /// When the project was last worked on: its last commit, else the modification of its folder. Runs one git command at
-  /// most.
-  std::optional<TimePoint> lastActivity(const std::string& path) const;
+  /// The committer time of the newest commit on the checked-out branch of a repository, which holds ".git"; none when
+  /// there is none or git cannot be asked. Runs one git command at most.
+  std::optional<TimePoint> lastCommitDate(const std::string& repository) const;
 
   /// The modification of the project's folder, links followed; none when it cannot be read.
   static std::optional<TimePoint> folderActivity(const std::string& path);
@@ -77,6 +77,11 @@ class TidraGitMetadataReader {
   /// folder outside any. Stops asking when git hangs again and again. Never throws.
   Tracked tracked(const std::vector<std::string>& folders) const;
 
+  /// For each of these repositories whether it holds work that no remote brings back: uncommitted changes, untracked
+  /// files, commits or stashes of its own. None where git gives no answer, false where ".git" is no repository. Several
+  /// at a time. Changes nothing and never throws.
+  std::vector<std::optional<bool>> holdOwnWork(const std::vector<std::string>& repositories) const;
+
   /// "seconds" + 0x1C + "subject", cut at the first 0x1C; none for anything else.
   static std::optional<ParsedCommit> parseCommit(std::string_view output);
 
@@ -88,6 +93,7 @@ class TidraGitMetadataReader {
                                            std::function<bool(std::string_view)> isEnough = {}) const;
   std::optional<std::vector<std::string>> trackedAmong(const std::string& repository,
                                                        const std::vector<std::string>& folders) const;
+  std::optional<bool> holdsOwnWork(const std::string& repository) const;
   std::optional<ParsedCommit> lastCommit(const std::string& path) const;
   std::optional<std::size_t> countChanges(const std::string& path) const;
   std::optional<std::vector<std::string>> filterOverrides(const std::string& path) const;

@@ -27,11 +27,14 @@ class Measurement {
 
   /// Reads one folder; `descend(name, subplace)` is called for each subfolder that belongs to the measurement. Where
   /// another file system begins is told by the folder's place in a filter's tree; none when nothing is mounted below.
+  /// True when the folder holds ".git", be it a folder or, as in a linked worktree, a file.
   template <class Descend>
-  void measure(DirectoryReader& reader, int descriptor, const WalkFilter::Place* place, Descend descend) {
+  bool measure(DirectoryReader& reader, int descriptor, const WalkFilter::Place* place, Descend descend) {
     std::uint64_t bytes = 0;
+    bool holdsGit = false;
     reader.start(descriptor);
     for (DirectoryEntry entry; reader.next(entry);) {
+      holdsGit = holdsGit || entry.name == ".git";
       if (entry.type == EntryType::regularFile) {
         const auto size = fileSize(descriptor, entry.name.data());
         if (size) {
@@ -50,6 +53,7 @@ class Measurement {
     std::uint64_t before = bytes_;
     while (!bytes_.compare_exchange_weak(before, saturatedSum(before, bytes))) {
     }
+    return holdsGit;
   }
 
   /// A subfolder that must not be read, or is gone, adds nothing; any other failure leaves the size unknown.

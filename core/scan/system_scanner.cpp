@@ -45,27 +45,48 @@ class SystemArtifactScanner::TakenPlaces {
     for (const ScanArtifactFinding& finding : projects) projects_.add(real.of(finding.path));
   }
 
-  /// Takes what an item holds and gives its place; none when it, an ancestor of it or something of the system below it
-  /// is taken. An item of a tool may have a folder too.
+  /// Takes what an item holds and gives its place; none when it or an ancestor of it is taken. An item of a tool may
+  /// have a folder too, and is not taken either when something in that is: the tool decides what of it goes.
   std::optional<std::string> take(const ProbeItem& item) {
     const std::string& path = item.finding.path;
     if (isToolBackedTarget(path) && !targets_.insert(path).second) return std::nullopt;
     if (isToolBackedTarget(path) && !item.measuredFolder) return std::string{};
     const std::string& held = item.measuredFolder ? *item.measuredFolder : path;
-    const auto real = realPath(held);
-    const std::string place = real ? *real : held;
-    if (projects_.covers(place) || system_.covers(place) || system_.reachesInto(place)) return std::nullopt;
-    if (const auto facts = pathFacts(held);
-        facts && !identities_.emplace(facts->identity.device, facts->identity.inode).second) {
-      return std::nullopt;
-    }
+    const auto facts = pathFacts(held);
+    const std::string place = placeOf(held, facts && facts->type == EntryType::symbolicLink);
+    cover({place, item.finding.label, item.finding.safetyTier});
+    if (projects_.covers(place) || system_.covers(place)) return std::nullopt;
+    if (isToolBackedTarget(path) && system_.reachesInto(place)) return std::nullopt;
+    if (facts && !identities_.emplace(facts->identity.device, facts->identity.inode).second) return std::nullopt;
     system_.add(place);
     return place;
   }
 
+  /// Notes a place of its own tier when a finding holds it that might be of a lower one.
+  void cover(CoveredPlace covered) {
+    if (covered.tier == ArtifactSafetyTier::safe) return;
+    const bool isInSystem = system_.covers(parentPath(covered.place));
+    if (projects_.covers(covered.place) || isInSystem) covered_.push_back(std::move(covered));
+  }
+
+  /// The same for one that a probe names by any path.
+  void coverNamed(CoveredPlace covered) {
+    covered.place = placeOf(covered.place, false);
+    cover(std::move(covered));
+  }
+
+  std::vector<CoveredPlace> takeCovered() { return std::move(covered_); }
+
  private:
+  static std::string placeOf(const std::string& held, bool isLink) {
+    if (isLink) return RealPlaces().of(held);
+    const auto real = realPath(held);
+    return real ? *real : held;
+  }
+
   PlaceSet projects_;
   PlaceSet system_;
+  std::vector<CoveredPlace> covered_;
   std::unordered_set<std::string> targets_;
   std::set<std::pair<std::uint64_t, std::uint64_t>> identities_;
 };
@@ -93,13 +114,19 @@ std::vector<std::unique_ptr<SystemArtifactProbe>> SystemArtifactScanner::probes(
 }
 
 SystemArtifactScanner::SystemArtifactScanner(const Request& request)
-    : request_(request), probes_(probes(request.categories, request.context.platform)), running_(probes_.size()) {
+    : request_(request), probes_(probes(request.categories, request.context.platform)) {
+  std::erase_if(probes_, [this](const auto& probe) { return isLeftOut(*probe); });
+  running_.resize(probes_.size());
   for (std::size_t i = 0; i < probes_.size(); ++i) {
     if (probes_[i]->runsTools()) start(i);
   }
 }
 
 SystemArtifactScanner::~SystemArtifactScanner() = default;
+
+bool SystemArtifactScanner::isLeftOut(const SystemArtifactProbe& probe) const {
+  return request_.bounds && probe.isOfTool() && !request_.bounds->toolCategories.contains(probe.categoryKey());
+}
 
 void SystemArtifactScanner::start(std::size_t probe) {
   running_[probe] = startTask([this, probe] { return probes_[probe]->scan(request_.context); });
@@ -110,6 +137,18 @@ ProbeReport SystemArtifactScanner::finish(std::future<ProbeReport>& running) con
   // A cancelled scan ends its tools through the context.
   while (running.wait_for(poll) != std::future_status::ready) isCancelled();
   return running.get();
+}
+
+ProbeReport SystemArtifactScanner::finishWithinBounds(std::size_t probe) {
+  ProbeReport report = finish(running_[probe]);
+  if (!request_.bounds || probes_[probe]->isOfTool()) return report;
+  RealPlaces real;
+  std::erase_if(report.items, [&](const ProbeItem& item) {
+    const PlaceSet& roots = request_.bounds->roots;
+    return !roots.covers(real.of(item.finding.path)) ||
+           (item.measuredFolder && !roots.covers(real.of(*item.measuredFolder)));
+  });
+  return report;
 }
 
 SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<ScanArtifactFinding>& projects) {
@@ -128,10 +167,12 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
   for (const bool runsTools : {false, true}) {
     if (runsTools && pip.valid()) kept[0] = keep(reports[0] = finish(pip), taken);
     for (std::size_t i = 0; i < probes_.size(); ++i) {
-      if (probes_[i]->runsTools() == runsTools) kept[i + 1] = keep(reports[i + 1] = finish(running_[i]), taken);
+      if (probes_[i]->runsTools() == runsTools) kept[i + 1] = keep(reports[i + 1] = finishWithinBounds(i), taken);
     }
   }
+  addPlacesOfOtherCategories(taken);
   Result result;
+  result.covered = taken.takeCovered();
   for (std::size_t i = 0; i < reports.size(); ++i) {
     result.notes.insert(result.notes.end(), reports[i].notes.begin(), reports[i].notes.end());
     for (Kept& one : kept[i]) {
@@ -141,6 +182,20 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
     }
   }
   return result;
+}
+
+/// Whoever asks for some categories only has not asked for what lies in their places by another one.
+void SystemArtifactScanner::addPlacesOfOtherCategories(TakenPlaces& taken) const {
+  std::set<std::string> others;
+  for (const SystemPathRule& rule : request_.context.catalog->systemRules) {
+    if (rule.tier != ArtifactSafetyTier::safe && !request_.categories.contains(rule.category))
+      others.insert(rule.category);
+  }
+  for (const std::string& key : others) {
+    const auto found = CatalogPathProbe(key).candidates(request_.context);
+    for (const auto& candidate : found.taken) taken.coverNamed({candidate.url, candidate.label, candidate.rule.tier});
+    for (const CoveredPlace& covered : found.covered) taken.coverNamed(covered);
+  }
 }
 
 void SystemArtifactScanner::tickProjects(const std::vector<ScanArtifactFinding>& projects) {
@@ -166,6 +221,7 @@ std::vector<SystemArtifactScanner::Kept> SystemArtifactScanner::keep(ProbeReport
     if (item.measuredFolder && isCancelled()) continue;
     if (auto place = taken.take(item)) kept.push_back({std::move(item), std::move(*place)});
   }
+  for (const CoveredPlace& covered : report.covered) taken.coverNamed(covered);
   measure(kept);
   for (const Kept& one : kept) tick(systemPhaseLabel, &one.item.finding);
   return kept;

@@ -6,14 +6,22 @@
 #include <future>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "core/platform/mount_table.h"
+#include "core/scan/place_set.h"
 #include "core/scan/probes/system_probe.h"
 
 namespace tidra {
+
+/// What bounds the search outside projects.
+struct SystemBounds {
+  PlaceSet roots;                        // a place takes part when it is one of these or lies in one, links resolved
+  std::set<std::string> toolCategories;  // what tools keep takes part in these, the rest is not even asked for
+};
 
 /// Probes run side by side, the slow tools in the background from the moment of construction; the order of the results
 /// is that of the probes all the same. One object is one scan, used by one thread.
@@ -33,6 +41,7 @@ class SystemArtifactScanner {
   struct Request {
     SystemProbeContext context;
     std::set<std::string> categories;                     // keys that are enabled
+    std::optional<SystemBounds> bounds;                   // absent: none
     bool checksPip = true;                                // look for unused packages in the environments of projects
     std::vector<MountPoint> mounts;                       // what is mounted inside a place is not measured
     unsigned workers = 0;                                 // for measuring; 0: the default
@@ -42,7 +51,8 @@ class SystemArtifactScanner {
 
   struct Result {
     std::vector<ScanArtifactFinding> findings;
-    std::vector<std::string> places;  // what each of them holds on disk, links resolved; empty when that is no place
+    std::vector<std::string> places;    // what each of them holds on disk, links resolved; empty when that is no place
+    std::vector<CoveredPlace> covered;  // places of higher tiers than safe that are no findings of their own
     std::map<std::string, FileIdentity> identities;  // of those that are places, by path
     std::vector<std::string> notes;
   };
@@ -58,8 +68,9 @@ class SystemArtifactScanner {
   ~SystemArtifactScanner();
 
   /// Tells of the project findings in a first phase, then runs the other probes, measures, and gives what was found
-  /// outside `projects`: nothing that one of them holds, and nothing twice. What needs no tool is measured and told
-  /// while the tools run, so that cancelling while one is waited for loses none of it.
+  /// outside `projects`: nothing that one of them or an earlier finding holds. What holds an earlier finding is found
+  /// as well, unless a tool removes it. What needs no tool is measured and told while the tools run, so that cancelling
+  /// while one is waited for loses none of it.
   Result scan(const std::vector<ScanArtifactFinding>& projects);
 
  private:
@@ -70,12 +81,16 @@ class SystemArtifactScanner {
     std::string place;
   };
 
+  bool isLeftOut(const SystemArtifactProbe& probe) const;
   void start(std::size_t probe);
   ProbeReport finish(std::future<ProbeReport>& running) const;
+  /// The same for a probe by its number, less what lies out of bounds.
+  ProbeReport finishWithinBounds(std::size_t probe);
   void tickProjects(const std::vector<ScanArtifactFinding>& projects);
   /// Takes what a report tells that is not taken yet, measured and told of.
   std::vector<Kept> keep(ProbeReport& report, TakenPlaces& taken);
   void measure(std::vector<Kept>& items) const;
+  void addPlacesOfOtherCategories(TakenPlaces& taken) const;
   void tick(const char* phase, const ScanArtifactFinding* finding);
   bool isCancelled() const { return request_.shouldCancel && request_.shouldCancel(); }
 

@@ -7,17 +7,13 @@
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "core/rules/skip_list.h"
 #include "core/scan/dependency_folders.h"
 
 namespace tidra {
 namespace {
 
 using Request = FilesystemArtifactScanner::Request;
-
-/// A bare name skips every folder of that name, anything else is a path.
-bool isSkippedPath(const std::string& entry) {
-  return entry.find('/') != std::string::npos || entry.starts_with('~') || entry.starts_with('$');
-}
 
 /// Tidra's own folders, wherever they are: in anybody's home folder, and at the top of a volume. What lies in a
 /// quarantine there waits for its retention, and is nothing to be found and removed again.
@@ -27,7 +23,7 @@ TidraScanExclusionFilter skipList(const Request& request) {
   TidraScanExclusionFilter skip;
   skip.globPatterns.assign(ownFolders.begin(), ownFolders.end());
   for (const std::string& entry : request.catalog->walkSkip(request.platform)) {
-    if (!isSkippedPath(entry)) {
+    if (!SkipList::isPath(entry)) {
       skip.globPatterns.push_back(entry);
     } else if (auto path = request.resolver.resolve(entry)) {
       skip.pathPrefixes.push_back(std::move(*path));
@@ -41,7 +37,7 @@ TidraScanExclusionFilter skipList(const Request& request) {
 std::vector<std::string> realSkippedOfPerson(const Request& request) {
   std::vector<std::string> paths;
   for (const std::string& entry : request.catalog->walkSkip(request.platform)) {
-    if (!isSkippedPath(entry) || entry.starts_with('/')) continue;
+    if (!SkipList::isPath(entry) || entry.starts_with('/')) continue;
     const auto path = request.resolver.resolve(entry);
     if (!path) continue;
     if (const auto real = realPath(*path)) paths.push_back(*real);
@@ -102,6 +98,27 @@ void addSpelled(WalkFilter& filter, const TidraScanExclusionFilter& added, const
   }
 }
 
+/// True when nothing below a root would be reported: the root or a folder above it is an excluded folder, or a pattern
+/// keeps out a folder above it. The name of a root is not asked about by patterns, since a person has named the root;
+/// that of a root that stands for some of its entries is.
+bool isKeptOut(const Request& request, const std::string& root) {
+  WalkFilter folders;
+  WalkFilter patterns;
+  for (const std::string& prefix : request.exclusionFilter.pathPrefixes) {
+    folders.addPrefix(prefix);
+    if (const auto real = realPath(prefix)) folders.addPrefix(*real);
+  }
+  for (const std::string& pattern : request.exclusionFilter.globPatterns) patterns.addPattern(pattern);
+  return folders.bars(root) || patterns.bars(request.onlyNames ? root : parentPath(root));
+}
+
+/// The rest of a sentence that names the option with which a skipped root is walked; empty when there is none.
+std::string wayToUnskip(const Request& request) {
+  const auto entry = SkipList::entryCovering(request.root, *request.catalog, request.platform, request.resolver);
+  if (!entry) return {};
+  return fmt::format("; --unskip '{}', in a policy scan.unskip, walks it", escapedForTerminal(*entry));
+}
+
 }  // namespace
 
 std::optional<std::string> obstacleOfRoot(const Request& request) {
@@ -113,15 +130,10 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
   const Spelling spelling(request.root);
   if (skip.bars(request.root) || realSkip.bars(spelling.realRoot())) {
     return fmt::format(
-        "{} lies in a folder that scans skip (see tidra rules list --skipped), so nothing is reported for it.", shown);
+        "{} lies in a folder that scans skip (see tidra rules list --skipped), so nothing is reported for it{}.", shown,
+        wayToUnskip(request));
   }
-  WalkFilter excluded;
-  excluded.add(request.exclusionFilter);
-  for (const std::string& prefix : request.exclusionFilter.pathPrefixes) {
-    if (const auto real = realPath(prefix)) excluded.addPrefix(*real);
-  }
-  // What a person keeps out stays out, whichever way leads there.
-  if (excluded.bars(request.root) || excluded.bars(spelling.realRoot())) {
+  if (isKeptOut(request, request.root) || isKeptOut(request, spelling.realRoot())) {
     return fmt::format("{} is excluded, so nothing is reported for it.", shown);
   }
   if (const auto holder = DependencyFolders::holding(spelling.realRoot())) {

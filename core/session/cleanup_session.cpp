@@ -6,6 +6,7 @@
 #include <map>
 
 #include "core/base/quantities.h"
+#include "core/base/text.h"
 #include "core/dispose/tool_targets.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
@@ -30,6 +31,8 @@ CleanupCandidate makeCandidate(const ScanReportItem& reported, const ScanOutcome
   return candidate;
 }
 
+bool isCancelled(const std::function<bool()>& shouldCancel) { return shouldCancel && shouldCancel(); }
+
 std::optional<std::string> reasonToKeep(RemovalGuard& guard, const CleanupCandidate& candidate, bool force) {
   if (force || isToolBackedTarget(candidate.item.path)) return std::nullopt;
   auto reason = guard.reasonToKeep(candidate.item.path, candidate.project);
@@ -47,6 +50,7 @@ ScanRequest narrowed(ScanRequest request, const CleanupPlan& plan) {
   request.minimumBytes = 0;
   request.olderThan.reset();
   request.oneFileSystem = false;
+  request.systemReach = SystemReach::everywhere;  // the items are bounds enough
   constexpr std::string_view pipTarget = "pip:orphan:";
   for (const CleanupPlan::Item& item : plan.items) {
     request.onlyPaths->insert(item.path);
@@ -94,6 +98,26 @@ std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const Cleanu
                      rawValue(item.tier));
 }
 
+void dropParts(std::vector<CleanupCandidate>& candidates, const std::set<std::string>& parts) {
+  std::erase_if(candidates, [&](const auto& candidate) { return parts.contains(candidate.item.path); });
+}
+
+/// None when the item was measured, or is not gone.
+std::optional<UnmeasuredSize> unmeasuredSizeOf(const CleanupPlan::Item& item,
+                                               const TidraDeletionService::Result& result) {
+  const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);
+  if (disposed == nullptr || disposed->receipt.bytes) return std::nullopt;
+  return UnmeasuredSize{.path = item.path,
+                        .bytes = disposed->reclaimed.value_or(item.bytes),
+                        .reportedByTool = disposed->reclaimed.has_value()};
+}
+
+std::int64_t countedBytes(const TidraDeletionService::Result& result, const std::optional<UnmeasuredSize>& unmeasured) {
+  if (unmeasured) return unmeasured->bytes;
+  const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);
+  return disposed == nullptr ? 0 : disposed->receipt.bytes.value_or(0);
+}
+
 }  // namespace
 
 std::vector<CleanupCandidate> candidatesOf(const std::vector<ScanReportItem>& items, const ScanOutcome& outcome,
@@ -101,6 +125,7 @@ std::vector<CleanupCandidate> candidatesOf(const std::vector<ScanReportItem>& it
   std::vector<CleanupCandidate> candidates;
   RemovalGuard guard(resolver);
   for (const ScanReportItem& item : items) {
+    if (isCancelled(options.shouldCancel)) break;
     auto& candidate = candidates.emplace_back(makeCandidate(item, outcome));
     candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }
@@ -117,12 +142,47 @@ UnprovenFindings unprovenIn(const ScanReport& report) {
   return unproven;
 }
 
+std::set<std::string> settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<NestedFinding>& nested,
+                                   std::map<std::string, std::string> spared, const std::set<std::string>& going) {
+  if (nested.empty()) return {};
+  std::map<std::string_view, CleanupCandidate*> byPath;
+  for (CleanupCandidate& candidate : candidates) {
+    byPath.emplace(candidate.item.path, &candidate);
+    if (candidate.refusal) spared.emplace(candidate.item.path, *candidate.refusal);
+  }
+  const auto shown = [](const std::string& path) { return escapedForTerminal(path); };
+  // The innermost come first, so that what holds a withheld one is withheld too.
+  for (const NestedFinding& pair : nested) {
+    const auto outer = byPath.find(pair.outer);
+    if (outer == byPath.end() || outer->second->refusal) continue;
+    auto& refusal = outer->second->refusal;
+    if (const auto reason = spared.find(pair.inner); reason != spared.end()) {
+      refusal = fmt::format("holds {}, which {}", shown(pair.inner), reason->second);
+    } else if (!byPath.contains(pair.inner) && !going.contains(pair.inner) &&
+               pair.innerTier > outer->second->item.tier) {
+      refusal = fmt::format("holds {} of tier {}, which is not selected", shown(pair.inner), rawValue(pair.innerTier));
+    }
+    if (refusal) spared.emplace(pair.outer, *refusal);
+  }
+  std::set<std::string> parts;
+  for (const NestedFinding& pair : nested) {
+    const auto outer = byPath.find(pair.outer);
+    if (outer == byPath.end() || outer->second->refusal || !byPath.contains(pair.inner)) continue;
+    parts.insert(pair.inner);
+    // Whoever agrees to the outer one, now or in a plan, agrees to what goes with it.
+    auto& tier = outer->second->item.tier;
+    tier = std::max(tier, pair.innerTier);
+  }
+  return parts;
+}
+
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
                                                const CleanupOptions& options) {
   std::vector<ScanReportItem> items;
   std::copy_if(outcome.report.items.begin(), outcome.report.items.end(), std::back_inserter(items),
                [&](const ScanReportItem& item) { return options.takesUnproven || !lacksEvidence(item); });
   auto candidates = candidatesOf(items, outcome, resolver, options);
+  dropParts(candidates, settleNested(candidates, outcome.nested));
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const auto& a, const auto& b) { return a.item.bytes > b.item.bytes; });
   return candidates;
@@ -146,12 +206,14 @@ CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const Cleanu
   RemovalGuard guard(resolver);
   CheckedPlan checked{.candidates = {}, .notes = outcome.notes};
   for (const CleanupPlan::Item& item : plan.items) {
+    if (isCancelled(options.shouldCancel)) break;
     const auto known = found.find(item.path);
     auto& candidate = checked.candidates.emplace_back(known == found.end() ? CleanupCandidate{} : known->second);
     candidate.refusal = refusalOf(item, known == found.end() ? nullptr : &known->second, options, resolver);
     candidate.item = item;
     if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }
+  dropParts(checked.candidates, settleNested(checked.candidates, outcome.nested));
   return checked;
 }
 
@@ -162,25 +224,29 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
   CleanupProgress progress{.items = candidates.size(), .currentPath = {}};
   for (const CleanupCandidate& candidate : candidates) {
     progress.bytes = saturatedSum(progress.bytes, candidate.item.bytes);
+    progress.isEstimate = progress.isEstimate || isToolBackedTarget(candidate.item.path);
   }
-  const auto isCancelled = [&] { return setting.service.shouldCancel && setting.service.shouldCancel(); };
   const auto tell = [&] {
     if (setting.onProgress) setting.onProgress(progress);
   };
   for (const CleanupCandidate& candidate : candidates) {
-    if (isCancelled()) break;
+    if (isCancelled(setting.service.shouldCancel)) break;
     progress.currentPath = candidate.item.path;
     tell();
     auto refusal = candidate.refusal;
     if (!refusal) refusal = reasonToKeep(guard, candidate, setting.options.force);
+    // Looking at every process takes a while.
+    if (isCancelled(setting.service.shouldCancel)) break;
     TidraDeletionService::Result result = TidraDeletionFailure{candidate.item.path, refusal.value_or("")};
     if (!refusal) {
       result = service.dispose({candidate.item.path, candidate.identity}, setting.method, setting.dryRun,
                                setting.quarantine);
     }
-    if (setting.onResult) setting.onResult(candidate, result);
-    if (auto* receipt = std::get_if<DisposalReceipt>(&result)) {
-      outcome.disposal.receipts.push_back(std::move(*receipt));
+    const auto unmeasured = unmeasuredSizeOf(candidate.item, result);
+    if (setting.onResult) setting.onResult(candidate, result, countedBytes(result, unmeasured));
+    if (unmeasured) outcome.unmeasured.push_back(*unmeasured);
+    if (auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result)) {
+      outcome.disposal.receipts.push_back(std::move(disposed->receipt));
     } else {
       outcome.disposal.failures.push_back(std::move(std::get<TidraDeletionFailure>(result)));
     }
@@ -188,7 +254,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     progress.bytesDone = saturatedSum(progress.bytesDone, candidate.item.bytes);
   }
   // The last item may have been broken off, after which nothing else is begun either.
-  outcome.cancelled = isCancelled();
+  outcome.cancelled = isCancelled(setting.service.shouldCancel);
   progress.currentPath.clear();
   tell();
   return outcome;

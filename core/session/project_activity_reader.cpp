@@ -1,7 +1,10 @@
 #include "core/session/project_activity_reader.h"
 
-#include <chrono>
+#include <algorithm>
+#include <utility>
 
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
 #include "core/platform/spare_threads.h"
 #include "core/scan/folder_node.h"
 
@@ -15,10 +18,16 @@ constexpr unsigned mostThreads = 12;
 /// As many as can wait side by side, so that all hanging repositories together cost about one time limit.
 constexpr std::size_t mostHangs = mostThreads;
 
+std::string realPathOrSame(const std::string& path) {
+  const auto real = realPath(path);
+  return real ? *real : path;
+}
+
 }  // namespace
 
 ProjectActivityReader::ProjectActivityReader(std::optional<std::string> git, TidraPathResolver resolver)
-    : reader_(std::move(git), std::move(resolver), [this] { return cancelled_.load(); }) {}
+    : home_(realPathOrSame(resolver.home)),
+      reader_(std::move(git), std::move(resolver), [this] { return cancelled_.load(); }) {}
 
 ProjectActivityReader::~ProjectActivityReader() {
   {
@@ -29,41 +38,36 @@ ProjectActivityReader::~ProjectActivityReader() {
   waitingChanged_.notify_all();
 }
 
-void ProjectActivityReader::add(const std::string& project) {
+void ProjectActivityReader::add(const std::string& project, const std::string& folder,
+                                const std::shared_ptr<const SourceDateReader>& sources) {
   if (!seen_.insert(project).second) return;
-  if (!reader_.isRepository(project)) {
-    // Two questions to the file system cost less than handing them to a thread.
-    const auto date = TidraGitMetadataReader::folderActivity(project);
-    const std::lock_guard lock(mutex_);
-    if (date) answers_.emplace(project, *date);
-    return;
+  const std::string repository = repositoryOf(folder);
+  const std::lock_guard lock(mutex_);
+  if (repository.empty()) return enqueue([=, this] { readProject({project, folder, sources}, std::nullopt); });
+  const auto [known, isNew] = repositories_.try_emplace(repository);
+  if (known->second.isAsked) {
+    return enqueue([=, this, commit = known->second.lastCommit] { readProject({project, folder, sources}, commit); });
   }
-  {
-    const std::lock_guard lock(mutex_);
-    waiting_.push(project);
-    const bool allBusy = running_ + waiting_.size() > threads_.size();
-    if (allBusy && threads_.size() < affordableTools(mostThreads)) {
-      if (auto thread = startSpareThread([this] { work(); })) threads_.push_back(std::move(*thread));
-    }
+  known->second.waiting.push_back({project, folder, sources});
+  if (isNew) enqueue([=, this] { askRepository(repository); });
+}
+
+/// Empty when no repository dates the folder. Many keep the settings in their home folder under version control, which
+/// has nothing to do with the projects there.
+std::string ProjectActivityReader::repositoryOf(const std::string& folder) {
+  const auto repository = repositoryFinder_.of(folder);
+  if (!repository || (isSameOrInside(home_, *repository) && *repository != folder)) return {};
+  return std::string(*repository);
+}
+
+/// With the lock held.
+void ProjectActivityReader::enqueue(std::function<void()> task) {
+  waiting_.push(std::move(task));
+  const bool allBusy = running_ + waiting_.size() > threads_.size();
+  if (allBusy && threads_.size() < affordableTools(mostThreads)) {
+    if (auto thread = startSpareThread([this] { work(); })) threads_.push_back(std::move(*thread));
   }
-  if (threads_.empty()) answerHere();
   waitingChanged_.notify_one();
-}
-
-std::optional<TimePoint> ProjectActivityReader::ask(const std::string& project) {
-  if (cancelled_) return std::nullopt;
-  if (hangs_ >= mostHangs) return TidraGitMetadataReader::folderActivity(project);
-  const auto asked = std::chrono::steady_clock::now();
-  const auto date = reader_.lastActivity(project);
-  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - asked;
-  if (taken.count() >= TidraGitMetadataReader::commandTimeoutSeconds) ++hangs_;
-  return date;
-}
-
-void ProjectActivityReader::answerHere() {
-  const std::string project = std::move(waiting_.front());
-  waiting_.pop();
-  if (const auto date = ask(project)) answers_.emplace(project, *date);
 }
 
 void ProjectActivityReader::work() {
@@ -71,20 +75,59 @@ void ProjectActivityReader::work() {
   for (;;) {
     waitingChanged_.wait(lock, [this] { return closed_ || !waiting_.empty(); });
     if (closed_) return;
-    const std::string project = std::move(waiting_.front());
-    waiting_.pop();
-    ++running_;
-    lock.unlock();
-    const auto date = ask(project);
-    lock.lock();
-    --running_;
-    if (date && !cancelled_) answers_.emplace(project, *date);
-    if (waiting_.empty() && running_ == 0) answered_.notify_all();
+    runNext(lock);
   }
+}
+
+void ProjectActivityReader::runNext(std::unique_lock<std::mutex>& lock) {
+  const auto task = std::move(waiting_.front());
+  waiting_.pop();
+  ++running_;
+  lock.unlock();
+  if (!cancelled_) task();
+  lock.lock();
+  --running_;
+  if (waiting_.empty() && running_ == 0) answered_.notify_all();
+}
+
+void ProjectActivityReader::askRepository(const std::string& repository) {
+  const auto lastCommit = askGit(repository);
+  const std::lock_guard lock(mutex_);
+  Repository& asked = repositories_.at(repository);
+  asked.isAsked = true;
+  asked.lastCommit = lastCommit;
+  for (Project& project : std::exchange(asked.waiting, {})) {
+    enqueue([=, this, project = std::move(project)] { readProject(project, lastCommit); });
+  }
+}
+
+std::optional<TimePoint> ProjectActivityReader::askGit(const std::string& repository) {
+  if (hangs_ >= mostHangs) return std::nullopt;
+  const auto asked = std::chrono::steady_clock::now();
+  const auto date = reader_.lastCommitDate(repository);
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - asked;
+  if (taken.count() >= TidraGitMetadataReader::commandTimeoutSeconds) ++hangs_;
+  return date;
+}
+
+void ProjectActivityReader::readProject(const Project& project, std::optional<TimePoint> lastCommit) {
+  const TimePoint now = project.sources->now();
+  auto date = lastCommit ? credibleDate(*lastCommit, now) : std::nullopt;
+  if (!date || !project.sources->isFresh(*date)) {
+    date = std::max(date, project.sources->newest(project.folder, [this] { return cancelled_.load(); }));
+  }
+  if (!date) {
+    const auto own = TidraGitMetadataReader::folderActivity(project.folder);
+    if (own) date = credibleDate(*own, now);
+  }
+  const std::lock_guard lock(mutex_);
+  if (date && !cancelled_) answers_.emplace(project.name, *date);
 }
 
 bool ProjectActivityReader::waitFor(std::chrono::milliseconds most) {
   std::unique_lock lock(mutex_);
+  // Where no thread could be started, the caller answers one question a call.
+  if (threads_.empty() && !waiting_.empty()) runNext(lock);
   return answered_.wait_for(lock, most, [this] { return waiting_.empty() && running_ == 0; });
 }
 

@@ -1,9 +1,12 @@
-// When projects were last worked on, asked of git in the background while a walk goes on.
+// When projects were last worked on, read in the background while a walk goes on.
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <queue>
@@ -14,20 +17,28 @@
 
 #include "core/base/time_point.h"
 #include "core/scan/git_metadata.h"
+#include "core/scan/repository_finder.h"
+#include "core/scan/source_dates.h"
 
 namespace tidra {
 
-/// Reads each project once, several at a time; a repository on which git hangs holds up only its own answer, for git's
-/// time limit. When it hangs again and again, the other projects' dates come from their folders alone. add() is for one
-/// thread.
+/// A project was last worked on at the newest of the last commit of the repository that it lies in and its own files'
+/// dates; its folder's own date counts only where both say nothing. The home folder's repository, or one around it,
+/// says nothing about the projects inside.
+///
+/// Each repository is asked once and each project read once, several at a time. A repository on which git hangs holds
+/// up only its own projects, for git's time limit; when it hangs again and again, the others are dated by files alone.
+/// add() is for one thread.
 class ProjectActivityReader {
  public:
   ProjectActivityReader(std::optional<std::string> git, TidraPathResolver resolver);
   /// Ends what still runs.
   ~ProjectActivityReader();
 
-  /// Asks for a project; again for the same one is free.
-  void add(const std::string& project);
+  /// Asks for a project, whose answer is filed under this name; again for the same name is free. `folder` is its path
+  /// without links, `sources` reads what lies below the root that it was found from.
+  void add(const std::string& project, const std::string& folder,
+           const std::shared_ptr<const SourceDateReader>& sources);
 
   /// Gives up what is not answered yet. Prompt; does not wait.
   void cancel() { cancelled_ = true; }
@@ -39,19 +50,39 @@ class ProjectActivityReader {
   std::map<std::string, TimePoint> answers();
 
  private:
+  struct Project {
+    std::string name;
+    std::string folder;
+    std::shared_ptr<const SourceDateReader> sources;
+  };
+  /// Projects that wait for the date of the last commit, which they share.
+  struct Repository {
+    bool isAsked = false;
+    std::optional<TimePoint> lastCommit;
+    std::vector<Project> waiting;
+  };
+
+  std::string repositoryOf(const std::string& folder);
+  void enqueue(std::function<void()> task);
   void work();
-  /// For a single thread: where the system allows no other.
-  void answerHere();
-  std::optional<TimePoint> ask(const std::string& project);
+  /// Does the first that waits, without the lock meanwhile.
+  void runNext(std::unique_lock<std::mutex>& lock);
+  void askRepository(const std::string& repository);
+  void readProject(const Project& project, std::optional<TimePoint> lastCommit);
+  std::optional<TimePoint> askGit(const std::string& repository);
 
   std::atomic<bool> cancelled_{false};
   std::atomic<std::size_t> hangs_{0};
+  const std::string home_;  // without links
   TidraGitMetadataReader reader_;
+  RepositoryFinder repositoryFinder_;
+  std::set<std::string> seen_;
+
   std::mutex mutex_;
   std::condition_variable waitingChanged_;
   std::condition_variable answered_;
-  std::set<std::string> seen_;
-  std::queue<std::string> waiting_;
+  std::queue<std::function<void()>> waiting_;
+  std::map<std::string, Repository> repositories_;
   std::map<std::string, TimePoint> answers_;
   std::size_t running_ = 0;
   bool closed_ = false;

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
@@ -15,8 +17,25 @@ std::string realOrSame(const std::string& path) {
   return real ? *real : path;
 }
 
-std::string described(const PlaceUse& use) {
-  return fmt::format("{} (process {})", escapedForTerminal(use.program), use.process);
+/// The rest of a sentence that begins with "is in use: ".
+std::string described(const PlaceUse& use, const std::string& place) {
+  const auto user = fmt::format("{} (process {})", escapedForTerminal(use.program), use.process);
+  const std::string path = escapedForTerminal(use.path);
+  switch (use.kind) {
+    case UseKind::lockedFile:
+      return fmt::format("{} has locked {}", user, path);
+    case UseKind::program:
+      return fmt::format("{} runs from {}", user, path);
+    case UseKind::workingFolder:
+      return fmt::format("{} works in {}", user, use.path == place ? "it" : path);
+    case UseKind::rootFolder:
+      return fmt::format("{} has its root folder in {}", user, use.path == place ? "it" : path);
+    case UseKind::mappedFile:
+      return fmt::format("{} has mapped {}", user, path);
+    case UseKind::openFile:
+      return fmt::format("{} has opened {}", user, path);
+  }
+  return user;
 }
 
 bool holdsKeepFile(const std::string& folder) {
@@ -32,24 +51,29 @@ std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
   for (const std::string& folder : {path, project.value_or(path)}) {
     if (holdsKeepFile(folder)) return fmt::format("is kept by {}", escapedForTerminal(joinedPath(folder, keepFile)));
   }
-  constexpr std::chrono::seconds freshFor{2};
-  const auto now = std::chrono::steady_clock::now();
-  if (taken_ == decltype(taken_){} || now - taken_ > freshFor) {
-    usage_ = UsageSnapshot::take();
-    taken_ = now;
-  }
+  refreshUsage();
   const std::string place = realOrSame(path);
   if (isSameOrInside(home_, place)) return std::nullopt;  // protected whoever uses it
-  if (const auto use = usage_.lockerIn(place)) {
-    return fmt::format("is in use: {} has locked {}", described(*use), escapedForTerminal(use->path));
-  }
-  if (const auto use = usage_.workerIn(place)) return fmt::format("is in use: {} works in it", described(*use));
+  if (const auto use = usage_.userOf(place)) return fmt::format("is in use: {}", described(*use, place));
   if (!project) return std::nullopt;
   const std::string folder = realOrSame(*project);
   // Whoever works in the home folder, or in what holds it, does not work on a project for that.
   if (isSameOrInside(home_, folder)) return std::nullopt;
   const auto use = usage_.workerIn(folder);
-  return use ? std::optional(fmt::format("is in use: {} works in its project", described(*use))) : std::nullopt;
+  if (!use) return std::nullopt;
+  return fmt::format("is in use: {} (process {}) works in its project", escapedForTerminal(use->program), use->process);
+}
+
+/// Where there is much to look through, it is looked at less often.
+void RemovalGuard::refreshUsage() {
+  using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::seconds shortest{2};
+  constexpr int shareOfTime = 10;
+  const auto started = Clock::now();
+  if (started < freshUntil_) return;
+  usage_ = UsageSnapshot::take();
+  const auto now = Clock::now();
+  freshUntil_ = now + std::max<Clock::duration>(shortest, shareOfTime * (now - started));
 }
 
 }  // namespace tidra

@@ -17,15 +17,17 @@ class RemovalGuard {
   explicit RemovalGuard(const TidraPathResolver& resolver);
 
   /// Why this one stays, as the rest of a sentence that begins with its path; none when nothing speaks against removal.
-  /// A file ".tidra-keep" in it or its project, a locked file in it, a process that works in it or its project.
-  /// `project` is the project's folder; absent outside projects. Looks at the processes again when that was some
-  /// seconds ago.
+  /// A file ".tidra-keep" in it or its project, a process that works in it or its project, and one that runs from it or
+  /// has locked, mapped or opened a file in it. `project` is the project's folder; absent outside projects. Looks at
+  /// the processes again when that was some seconds ago.
   std::optional<std::string> reasonToKeep(const std::string& path, const std::optional<std::string>& project);
 
  private:
+  void refreshUsage();
+
   std::string home_;  // without links
   UsageSnapshot usage_;
-  std::chrono::steady_clock::time_point taken_{};
+  std::chrono::steady_clock::time_point freshUntil_{};
 };
 
 }  // namespace tidra

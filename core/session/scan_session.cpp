@@ -1,5 +1,5 @@
-// A scan goes: start the tools that know about space outside projects; walk each root, handing every new project to git
-// in the background; wait for git; give each finding the date of its project; look outside projects; drop what the
+// A scan goes: start the tools that know about space outside projects; walk each root, having every new project dated
+// in the background; wait for that; give each finding the date of its project; look outside projects; drop what the
 // request does not want; sum up and make the report.
 #include "core/session/scan_session.h"
 
@@ -8,11 +8,14 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <iterator>
 #include <limits>
+#include <map>
 
 #include "core/base/text.h"
 #include "core/model/removal_leftover.h"
 #include "core/model/system_scan_categories.h"
+#include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_scanner.h"
 #include "core/scan/directory_size.h"
@@ -23,6 +26,7 @@
 #include "core/session/leftover_finder.h"
 #include "core/session/project_activity_reader.h"
 #include "core/session/root_plans.h"
+#include "core/session/system_reach.h"
 
 namespace tidra {
 namespace {
@@ -45,10 +49,12 @@ class ScanSession {
       addLeftovers();
     }
     noteUnclaimedLeftovers();
-    assessFindings(outcome_.findings, request_.resolver, [this] { return cancelled_.load(); });
+    assessFindings(outcome_.findings, request_.resolver, [this] { return shouldCancel(); });
     raiseTracked();
+    raiseOwnWork();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     generatedAt_ = request_.now + std::chrono::floor<std::chrono::seconds>(duration);
+    if (system) settleNested();
     std::erase_if(outcome_.findings, [this](const auto& finding) { return !isWanted(finding); });
     boundSizes();
     requireSummable();
@@ -60,7 +66,7 @@ class ScanSession {
                                         .platform = request_.platform,
                                         .scanRoot = joined(request_.roots, ", "),
                                         .durationSeconds = duration.count(),
-                                        .partial = cancelled_,
+                                        .partial = shouldCancel(),
                                         .volume = volume(),
                                         .thresholds = request_.thresholds});
     return std::move(outcome_);
@@ -85,28 +91,47 @@ class ScanSession {
             .enabledEcosystems = request_.ecosystems,
             .mounts = request_.mounts,
             .oneFileSystem = request_.oneFileSystem,
+            .onlyNames = request_.onlyPaths ? std::optional(std::set<std::string>{}) : std::nullopt,
             .workers = request_.workers,
             .shouldCancel = [this] { return shouldCancel(); },
             .onProgress = {}};
   }
 
   void walk(const RootPlan& plan) {
-    if (cancelled_) return;
+    if (shouldCancel()) return;
     const auto before = progress_;
     auto request = walkRequest();
     request.root = plan.root;
     request.onlyNames = namesIn(plan.root);
-    request.onProgress = [&](const auto& tick) { advance(before, tick); };
+    const auto askActivity = activityQuestions(plan);
+    request.onProgress = [&](const auto& tick) {
+      if (tick.latestFinding != nullptr) askActivity(*tick.latestFinding);
+      advance(before, tick);
+    };
     auto result = FilesystemArtifactScanner::scan(request);
     outcome_.entriesVisited += result.entriesVisited;
     noteUnread(result, plan.root);
     outcome_.identities.merge(result.identities);
     unclaimedLeftovers_.insert(result.unclaimedLeftovers.begin(), result.unclaimedLeftovers.end());
+    repositoriesInside_.merge(result.repositoriesInside);
     for (auto& finding : result.findings) {
-      activity_.add(*finding.groupRoot);
+      askActivity(finding);
       realPaths_.push_back(realPathBelow(plan, finding.path));
       outcome_.findings.push_back(std::move(finding));
     }
+  }
+
+  /// What has the project of a finding dated, which the walk of a root has found.
+  std::function<void(const ScanArtifactFinding&)> activityQuestions(const RootPlan& plan) {
+    auto walk = walkRequest();
+    walk.root = plan.realPath;
+    const auto sources = std::make_shared<const SourceDateReader>(walk, request_.now);
+    return [this, &plan, sources](const ScanArtifactFinding& finding) {
+      const std::string& project = *finding.groupRoot;
+      if (isSameOrInside(project, plan.root)) return activity_.add(project, realPathBelow(plan, project), sources);
+      const auto above = realPath(project);  // of a root that lies inside its project
+      if (above) activity_.add(project, *above, sources);
+    };
   }
 
   std::optional<std::set<std::string>> namesIn(const std::string& root) const {
@@ -146,9 +171,12 @@ class ScanSession {
     request.context.catalog = &request_.catalog;
     request.context.platform = request_.platform;
     request.context.now = request_.now;
-    request.context.shouldCancel = [this] { return cancelled_.load(); };
+    request.context.shouldCancel = [this] { return shouldCancel(); };
     request.categories = request_.categories ? *request_.categories : everyCategory();
-    request.checksPip = request_.scanProjects && request.categories.contains("python") &&
+    request.bounds = systemBoundsOf(request_);
+    if (request.bounds) outcome_.outOfBounds = outOfBoundsNote(request_);
+    const bool asksPip = !request.bounds || request.bounds->toolCategories.contains("python");
+    request.checksPip = asksPip && request_.scanProjects && request.categories.contains("python") &&
                         (!request_.ecosystems || request_.ecosystems->contains("py"));
     request.mounts = request_.mounts;
     request.workers = request_.workers;
@@ -166,24 +194,26 @@ class ScanSession {
   }
 
   void addSystemFindings(SystemArtifactScanner& system) {
-    if (cancelled_) return;
+    if (shouldCancel()) return;
     auto result = system.scan(outcome_.findings);
     outcome_.details.insert(outcome_.details.end(), result.notes.begin(), result.notes.end());
     outcome_.identities.merge(result.identities);
-    // A project folder inside a place that is reported whole is part of that.
-    PlaceSet held;
-    std::vector<ScanArtifactFinding> findings;
+    covered_ = std::move(result.covered);
     for (std::size_t i = 0; i < result.findings.size(); ++i) {
       if (!recogniseLeftover(result.findings[i])) continue;
-      const bool isShown = isOfWantedEcosystem(result.findings[i]) && isWanted(result.findings[i]);
-      if (isShown && !result.places[i].empty()) held.add(result.places[i]);
-      findings.push_back(std::move(result.findings[i]));
+      places_.emplace(result.findings[i].path, std::move(result.places[i]));
+      outcome_.findings.push_back(std::move(result.findings[i]));
     }
-    RealPlaces real;
-    std::erase_if(outcome_.findings, [&](const auto& project) { return held.covers(real.of(project.path)); });
-    for (auto& finding : findings) {
-      if (isOfWantedEcosystem(finding)) outcome_.findings.push_back(std::move(finding));
-    }
+  }
+
+  /// Before anything is left out, since what is not asked for must not go with what holds it.
+  void settleNested() {
+    const auto places = placesOf(outcome_.findings, places_);
+    raiseHolders(outcome_.findings, places, covered_, request_.resolver);
+    outcome_.nested = nestedFindings(outcome_.findings, places);
+    // Each item of a plan is looked for by its own path.
+    if (request_.onlyPaths) return;
+    dropPartsOfPlaces(outcome_.findings, outcome_.nested, [this](const auto& outer) { return isWanted(outer); });
   }
 
   bool isOfWantedEcosystem(const ScanArtifactFinding& finding) const {
@@ -213,18 +243,25 @@ class ScanSession {
   }
 
   void addLeftovers() {
-    if (cancelled_) return;
+    if (shouldCancel()) return;
     auto [leftovers, unclaimed] =
         leftoversBesideSystemPlaces(request_.catalog, request_.platform, systemRequest_.categories, request_.resolver);
-    unclaimedLeftovers_.insert(unclaimed.begin(), unclaimed.end());
+    RealPlaces real;
+    const auto isOutOfBounds = [&](const std::string& path) {
+      return systemRequest_.bounds && !systemRequest_.bounds->roots.covers(real.of(path));
+    };
+    std::copy_if(unclaimed.begin(), unclaimed.end(), std::inserter(unclaimedLeftovers_, unclaimedLeftovers_.end()),
+                 [&](const std::string& path) { return !isOutOfBounds(path); });
     if (request_.ecosystems && !request_.ecosystems->contains("general")) return;
     PlaceSet found;
     for (const auto& finding : outcome_.findings) found.add(finding.path);
-    std::erase_if(leftovers, [&](const auto& leftover) { return found.covers(leftover.path); });
+    std::erase_if(leftovers,
+                  [&](const auto& leftover) { return isOutOfBounds(leftover.path) || found.covers(leftover.path); });
     if (leftovers.empty()) return;
     std::vector<std::string> paths;
     for (const auto& leftover : leftovers) paths.push_back(leftover.path);
-    const auto sizes = TidraDirectorySizeReader::readAll(paths, {.workers = request_.workers, .enterBundles = true});
+    const auto sizes = TidraDirectorySizeReader::readAll(
+        paths, {.workers = request_.workers, .enterBundles = true, .shouldCancel = [this] { return shouldCancel(); }});
     for (std::size_t i = 0; i < leftovers.size(); ++i) {
       if (sizes[i]) leftovers[i].sizeBytes = sizes[i]->bytes;
       if (sizes[i] && sizes[i]->identity) outcome_.identities.emplace(leftovers[i].path, *sizes[i]->identity);
@@ -244,7 +281,6 @@ class ScanSession {
 
   /// The walk of one root goes on from what the roots before it have added up to.
   void advance(const ScanProgress& before, const FilesystemArtifactScanner::ProgressTick& tick) {
-    if (tick.latestFinding != nullptr) activity_.add(*tick.latestFinding->groupRoot);
     progress_.entriesVisited = before.entriesVisited + tick.foldersScanned;
     progress_.projectsFound = before.projectsFound + tick.projectRootsFound;
     progress_.artifactsFound = before.artifactsFound + tick.artifactsFound;
@@ -257,7 +293,8 @@ class ScanSession {
 
   void finishActivity() {
     constexpr std::chrono::milliseconds poll{20};
-    while (!cancelled_ && !activity_.waitFor(poll)) shouldCancel();
+    while (!shouldCancel() && !activity_.waitFor(poll)) {
+    }
     const auto dates = activity_.answers();
     for (auto& finding : outcome_.findings) {
       const auto date = dates.find(*finding.groupRoot);
@@ -271,8 +308,8 @@ class ScanSession {
     for (const auto& finding : outcome_.findings) {
       if (finding.source == ArtifactSource::projectWalk && isAskedFor(finding)) folders.push_back(finding.path);
     }
-    if (cancelled_ || folders.empty()) return;
-    const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return cancelled_.load(); });
+    if (shouldCancel() || folders.empty()) return;
+    const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return shouldCancel(); });
     const auto tracked = reader.tracked(folders);
     for (auto& finding : outcome_.findings) {
       if (tracked.held.contains(finding.path)) {
@@ -283,10 +320,34 @@ class ScanSession {
         finding.safetyTier = std::max(finding.safetyTier, ArtifactSafetyTier::caution);
       }
     }
-    if (!tracked.unknown.empty()) {
+    if (!tracked.unknown.empty() && !shouldCancel()) {
       note(fmt::format("git could not be asked about {} of the findings, so none of those counts as safe.",
                        tracked.unknown.size()));
     }
+  }
+
+  /// Some work on a dependency in the place where it was installed, in a clone or a linked worktree of its own.
+  void raiseOwnWork() {
+    std::vector<ScanArtifactFinding*> holders;
+    std::vector<std::string> repositories;
+    for (auto& finding : outcome_.findings) {
+      const auto inside = repositoriesInside_.find(finding.path);
+      if (inside == repositoriesInside_.end() || !isAskedFor(finding)) continue;
+      holders.insert(holders.end(), inside->second.size(), &finding);
+      repositories.insert(repositories.end(), inside->second.begin(), inside->second.end());
+    }
+    if (cancelled_ || repositories.empty()) return;
+    const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return cancelled_.load(); });
+    const auto answers = reader.holdOwnWork(repositories);
+    for (std::size_t i = 0; i < repositories.size(); ++i) {
+      if (!answers[i]) holders[i]->safetyTier = std::max(holders[i]->safetyTier, ArtifactSafetyTier::caution);
+      if (!answers[i].value_or(false)) continue;
+      holders[i]->safetyTier = ArtifactSafetyTier::warning;
+      holders[i]->restoreHint =
+          "Holds work that is in no remote repository: " + repositories[i].substr(holders[i]->path.size() + 1);
+    }
+    if (std::find(answers.begin(), answers.end(), std::nullopt) == answers.end()) return;
+    note("git could not be asked about some repositories inside findings, so none of those counts as safe.");
   }
 
   bool isAskedFor(const ScanArtifactFinding& finding) const {
@@ -296,6 +357,7 @@ class ScanSession {
 
   bool isWanted(const ScanArtifactFinding& finding) const {
     if (!isAskedFor(finding)) return false;
+    if (finding.source != ArtifactSource::projectWalk && !isOfWantedEcosystem(finding)) return false;
     if (request_.tiers && !request_.tiers->contains(finding.safetyTier)) return false;
     return !request_.olderThan ||
            (finding.lastActivityDate &&
@@ -344,6 +406,7 @@ class ScanSession {
     return fmt::format("The largest are {}.", joined(names, ", "));
   }
 
+  /// From any thread. Once cancelled, always cancelled.
   bool shouldCancel() {
     if (!cancelled_ && request_.shouldCancel && request_.shouldCancel()) {
       cancelled_ = true;
@@ -363,7 +426,10 @@ class ScanSession {
   ProjectActivityReader activity_;
   SystemArtifactScanner::Request systemRequest_;
   ScanOutcome outcome_;
-  std::vector<std::string> realPaths_;  // of the projects' findings, which roots may name through links
+  std::map<std::string, std::vector<std::string>> repositoriesInside_;  // by the path of a finding
+  std::vector<std::string> realPaths_;         // of the projects' findings, which roots may name through links
+  std::map<std::string, std::string> places_;  // of the findings outside projects, by path
+  std::vector<CoveredPlace> covered_;
   std::set<std::string> unclaimedLeftovers_;
   ScanProgress progress_;
   TimePoint generatedAt_{};

@@ -16,6 +16,7 @@
 #include "core/platform/mount_table.h"
 #include "core/rules/rule_catalog.h"
 #include "core/scan/exclusion_filter.h"
+#include "core/session/nested_findings.h"
 
 namespace tidra {
 
@@ -29,6 +30,13 @@ struct ScanProgress {
   std::string currentPathDisplay;
 };
 
+/// How far a scan looks outside projects.
+enum class SystemReach {
+  belowRoots,  // places only below the roots, what tools keep only in the categories that are named; everywhere when
+               // there is no root or one is the home folder or holds it
+  everywhere,
+};
+
 struct ScanRequest {
   std::vector<std::string> roots;  // absolute and standardised
   RuleCatalog catalog;
@@ -39,7 +47,8 @@ struct ScanRequest {
   std::optional<std::string> git;  // the executable; absent: activity comes from folders alone
 
   bool scanProjects = true;
-  bool scanSystem = true;                           // what lies outside projects
+  bool scanSystem = true;  // what lies outside projects
+  SystemReach systemReach = SystemReach::belowRoots;
   std::optional<std::set<std::string>> categories;  // of the latter, by key; absent: all
   TidraScanExclusionFilter exclusions;
   std::optional<std::set<std::string>> ecosystems;    // absent: all
@@ -52,7 +61,8 @@ struct ScanRequest {
   ActivityThresholds thresholds;
   TimePoint now{};  // when the scan begins; ages count from its end, which is as many seconds later as it takes
 
-  std::function<bool()> shouldCancel;                   // polled on the caller's thread
+  /// Polled in every phase, from any thread; once true, the scan ends promptly. Must not go back to false.
+  std::function<bool()> shouldCancel;
   std::function<void(const ScanProgress&)> onProgress;  // called on the caller's thread
 };
 
@@ -61,14 +71,16 @@ struct ScanOutcome {
   ScanAggregate aggregate;
   std::vector<ScanArtifactFinding> findings;       // the report's items, in its order
   std::map<std::string, FileIdentity> identities;  // by path: what was measured; absent for a tool's own items
+  std::vector<NestedFinding> nested;               // also with findings that the request left out
   std::vector<std::string> notes;                  // for people: what could not be read and why
   std::vector<std::string> details;                // for people who want to know more: tools that did not answer
+  std::optional<std::string> outOfBounds;          // for people: what the roots kept out; absent: nothing
   std::uint64_t entriesVisited = 0;
 };
 
-/// Runs a scan. A scan that was cancelled gives what it found until then, with `partial` set in the report. Never
-/// throws for what the file system or a tool answers, but std::overflow_error, whose what() names the largest findings,
-/// when sizes add up to more than 64 bits hold.
+/// Runs a scan. A scan that was cancelled before its report was complete returns what it found until then, with
+/// `partial` set in the report. Never throws for what the file system or a tool answers, but std::overflow_error, whose
+/// what() names the largest findings, when sizes add up to more than 64 bits hold.
 ScanOutcome runScan(const ScanRequest& request);
 
 }  // namespace tidra

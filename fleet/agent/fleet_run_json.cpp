@@ -19,7 +19,7 @@ nlohmann::json JsonCodec<FleetRunResult>::encode(const FleetRunResult& result) {
     kept.push_back({{"item", JsonCodec<ScanReportItem>::encode(each.item)},
                     {"reason", JsonCodec<std::string>::encode(each.reason)}});
   object["kept"] = std::move(kept);
-  object["disposal"] = JsonCodec<DisposalOutcome>::encode(result.disposal);
+  object["disposal"] = outcomeJson(result.disposal, result.unmeasured);
   object["purged"] = JsonCodec<DisposalOutcome>::encode(result.purged);
   putOptional(object, "hubAck", result.hubAck);
   putOptional(object, "hubError", result.hubError);

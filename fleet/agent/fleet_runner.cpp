@@ -195,12 +195,15 @@ class Run {
   }
 
   void decide(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
-    auto selection = RunSelection::make(outcome_, policy(), resolved.resolver);
+    auto selection = RunSelection::make(outcome_, policy(), resolved.resolver, runner_.shouldCancel);
     result_.decision = std::move(selection.decision);
     result_.kept = std::move(selection.kept);
     candidates_ = std::move(selection.candidates);
     const PolicyDecision& decision = result_.decision;
-    for (const auto& skipped : decision.skipped) recorder.skipped(skipped.item, std::string(rawValue(skipped.reason)));
+    for (const auto& skipped : decision.skipped) {
+      if (isCancelled()) return;  // each record is flushed, which takes long for many
+      recorder.skipped(skipped.item, std::string(rawValue(skipped.reason)));
+    }
     for (const auto& kept : result_.kept) recorder.skipped(kept.item, "kept", kept.reason);
     const std::size_t skipped = decision.skipped.size() + result_.kept.size();
     recorder.planned(fmt::format("{} selected, {} skipped", decision.selected.size(), skipped),
@@ -234,21 +237,41 @@ class Run {
         if (progress.itemsDone < progress.items) log.reserve();
       };
     }
-    setting.onResult = [&](const CleanupCandidate& candidate, const TidraDeletionService::Result& result) {
+    setting.onResult = [&](const CleanupCandidate& candidate, const TidraDeletionService::Result& result,
+                           std::int64_t bytes) {
+      const DisposalMethod method = methodFor(candidate.item);
       if (const auto* failure = std::get_if<TidraDeletionFailure>(&result)) {
         say(fmt::format("{}: {}", failure->path, failure->message));
-        if (!setting.dryRun) recorder.disposeFailed(candidate.item, setting.method, failure->message);
+        if (!setting.dryRun) recorder.disposeFailed(candidate.item, method, failure->message);
       }
       if (setting.dryRun) {
-        recorder.wouldBeDisposed(candidate.item, setting.method);
-      } else if (const auto* receipt = std::get_if<DisposalReceipt>(&result)) {
-        recorder.disposed(candidate.item, *receipt);
+        recorder.wouldBeDisposed(candidate.item, method);
+      } else if (const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result)) {
+        recorder.disposed(candidate.item, disposed->receipt, bytes);
       }
     };
-    result_.disposal = runCleanup(candidates_, setting).disposal;
+    auto outcome = runCleanup(candidates_, setting);
+    result_.disposal = std::move(outcome.disposal);
+    result_.unmeasured = std::move(outcome.unmeasured);
     say(fmt::format("{}: {} ok, {} failed{}", rawValue(setting.method), result_.disposal.receipts.size(),
                     result_.disposal.failures.size(), setting.dryRun ? " (dry run: nothing was removed)" : ""));
-    if (setting.dryRun) result_.disposal.receipts.clear();
+    sayWhatToolsRemoved();
+    if (!setting.dryRun) return;
+    result_.disposal.receipts.clear();
+    result_.unmeasured.clear();
+  }
+
+  /// What a tool removes is gone for good, whatever the policy's method.
+  DisposalMethod methodFor(const CleanupPlan::Item& item) const {
+    return isToolBackedTarget(item.path) ? DisposalMethod::delete_ : policy().disposal.method;
+  }
+
+  void sayWhatToolsRemoved() const {
+    std::vector<UnmeasuredSize> byTools = result_.unmeasured;
+    std::erase_if(byTools, [](const UnmeasuredSize& size) { return !isToolBackedTarget(size.path); });
+    if (byTools.empty()) return;
+    say(fmt::format("{} of these by their tool, for good: about {}", byTools.size(),
+                    ByteFormatting::compact(disposedBytes({}, byTools))));
   }
 
   void purge(const ResolvedPolicy& resolved, AuditLog& log, const RunRecorder& recorder) {
@@ -320,13 +343,11 @@ class Run {
   }
 
   void finish(const RunRecorder& recorder) {
-    std::int64_t bytes = 0;
-    for (const auto& receipt : result_.disposal.receipts) bytes += receipt.bytes.value_or(0);
     result_.duration = seconds();
     const std::string message =
         fmt::format("{:.1f}s, {} ok, {} failed{}", result_.duration, result_.disposal.receipts.size(),
                     result_.disposal.failures.size(), result_.interrupted ? ", interrupted" : "");
-    recorder.finished(message, bytes);
+    recorder.finished(message, result_.disposedBytes());
     say("run finished: " + message);
   }
 

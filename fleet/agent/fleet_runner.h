@@ -46,9 +46,10 @@ struct FleetRunResult {
   double duration = 0;  // seconds
   ScanReport report;
   PolicyDecision decision;
-  DisposalOutcome disposal;  // of the selected items; empty in a dry run but for what would fail
-  DisposalOutcome purged;    // of quarantine entries; the paths are those in quarantine
-  std::string metricsText;   // empty when the scan was interrupted
+  DisposalOutcome disposal;                // of the selected items; empty in a dry run but for what would fail
+  std::vector<UnmeasuredSize> unmeasured;  // of what the receipts in `disposal` have no bytes
+  DisposalOutcome purged;                  // of quarantine entries; the paths are those in quarantine
+  std::string metricsText;                 // empty when the scan was interrupted
   bool dryRun = false;
   std::optional<HubHostReport> hostReport;  // absent when the scan was interrupted
   std::optional<HubAck> hubAck;             // the hub took the report
@@ -56,6 +57,8 @@ struct FleetRunResult {
   std::vector<KeptItem> kept;               // not part of `decision`
   bool interrupted = false;                 // asked to stop; what was not begun stays
 
+  /// Of the items that are gone: the sum of what the audit log has for each.
+  std::int64_t disposedBytes() const { return tidra::disposedBytes(disposal.receipts, unmeasured); }
   /// True when no disposal failed.
   bool succeeded() const { return disposal.failures.empty(); }
   /// True when a disposal or a purge failed.
@@ -77,7 +80,8 @@ struct FleetRunner {
 
   TidraPathResolver host;  // the running user's home folder and the environment
   std::function<TimePoint()> clock;
-  /// Polled on the caller's thread. Ends the run after the item at hand, and an exchange with the hub at once.
+  /// Polled in every phase, from any thread; must not go back to false. Ends the run before the first removal or after
+  /// the item at hand, and an exchange with the hub at once.
   std::function<bool()> shouldCancel = [] { return false; };
 
   /// Runs the policy once. Throws FleetRunError; InputError when the audit log, the lock, the rules or a path cannot be

@@ -5,8 +5,8 @@
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/host.h"
-#include "core/rules/catalog_files.h"
 #include "core/scan/git_metadata.h"
+#include "fleet/agent/policy/policy_catalog.h"
 
 namespace tidra {
 namespace {
@@ -30,7 +30,9 @@ PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resol
       scan.warnings.push_back(fmt::format("scan root {} cannot be scanned: {}", root, opened.failure().message()));
     }
   }
-  request.catalog = makeCatalog(resolved.extraRules, policy.scan.disabledRules);
+  ChosenCatalog chosen = makePolicyCatalog(policy, resolved);
+  request.catalog = std::move(chosen.catalog);
+  scan.warnings.insert(scan.warnings.end(), chosen.notes.begin(), chosen.notes.end());
   request.resolver = resolved.resolver;
   request.host = TidraHost::name(resolved.resolver.environment);
   request.mounts = mountPoints();
@@ -38,6 +40,7 @@ PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resol
   request.scanProjects = !request.roots.empty();
   request.categories = asSet(policy.scan.categories);
   request.scanSystem = !request.categories || !request.categories->empty();
+  request.systemReach = SystemReach::everywhere;  // the categories say what takes part
   request.exclusions = resolved.exclude;
   request.ecosystems = asSet(policy.scan.ecosystems);
   request.thresholds = policy.thresholds();

@@ -12,11 +12,11 @@ namespace tidra {
 
 struct PolicyScan {
   ScanRequest request;
-  std::vector<std::string> warnings;  // roots that cannot be scanned and are left out, a sentence each
+  std::vector<std::string> warnings;  // roots that cannot be scanned, ids that no rule has; a sentence each
 };
 
 /// `now` is when the scan begins. Without `scan.categories` everything outside projects is scanned. Throws InputError
-/// for rule files and rule ids that cannot be used.
+/// as makePolicyCatalog does.
 PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resolved, TimePoint now);
 
 }  // namespace tidra

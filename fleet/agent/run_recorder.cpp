@@ -59,10 +59,10 @@ void RunRecorder::planned(const std::string& message, std::int64_t bytes) const 
   });
 }
 
-void RunRecorder::disposed(const CleanupPlan::Item& item, const DisposalReceipt& receipt) const {
+void RunRecorder::disposed(const CleanupPlan::Item& item, const DisposalReceipt& receipt, std::int64_t bytes) const {
   append(AuditRecord::Event::disposed, [&](AuditRecord& record) {
     fillItem(record, item);
-    if (receipt.bytes) record.bytes = unsignedBytes(*receipt.bytes);
+    record.bytes = unsignedBytes(bytes);
     record.method = receipt.method;
     record.destination = receipt.destination;
   });

@@ -33,7 +33,8 @@ class RunRecorder {
   void scanCompleted(const std::string& message, std::int64_t bytes) const;
   void skipped(const ScanReportItem& item, const std::string& reason, const std::string& message = "") const;
   void planned(const std::string& message, std::int64_t bytes) const;
-  void disposed(const CleanupPlan::Item& item, const DisposalReceipt& receipt) const;
+  /// `bytes`: what the item counts for.
+  void disposed(const CleanupPlan::Item& item, const DisposalReceipt& receipt, std::int64_t bytes) const;
   void wouldBeDisposed(const CleanupPlan::Item& item, DisposalMethod method) const;
   void disposeFailed(const CleanupPlan::Item& item, DisposalMethod method, const std::string& message) const;
   void purged(const DisposalReceipt& receipt) const;

@@ -1,6 +1,7 @@
 // What one run takes of what its scan has found: the policy's decision, less what is protected for another reason.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,11 +22,13 @@ struct KeptItem {
 struct RunSelection {
   PolicyDecision decision;
   std::vector<CleanupCandidate> candidates;  // the decision's selected items
-  std::vector<KeptItem> kept;                // a keep file protects them or they are in use; not part of `decision`
+  std::vector<KeptItem> kept;                // protected by a keep file, their use or what they hold; not in `decision`
 
-  /// What is kept uses up no budget of the policy. A removal that an earlier run had begun was decided on then: it is
-  /// selected whatever the policy says of its size or age, though not when it is protected or of a tier that stays.
-  static RunSelection make(const ScanOutcome& outcome, const FleetPolicy& policy, const TidraPathResolver& resolver);
+  /// What is kept, and what goes with a selected item that holds it, uses up no budget of the policy. A removal that an
+  /// earlier run had begun was decided on then: it is selected whatever the policy says of its size or age, though not
+  /// when it is protected or of a tier that stays. Once `shouldCancel` is true, the candidates are incomplete.
+  static RunSelection make(const ScanOutcome& outcome, const FleetPolicy& policy, const TidraPathResolver& resolver,
+                           const std::function<bool()>& shouldCancel);
 };
 
 }  // namespace tidra

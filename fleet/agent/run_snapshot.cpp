@@ -26,8 +26,7 @@ FleetMetricsSnapshot makeSnapshot(const FleetRunResult& result, const std::strin
   snapshot.reclaimableItems = static_cast<std::int64_t>(report.items.size());
   snapshot.plannedBytes = unsignedBytes(result.decision.plan.totalBytes());
   snapshot.plannedItems = static_cast<std::int64_t>(result.decision.plan.items.size());
-  for (const DisposalReceipt& receipt : result.disposal.receipts)
-    snapshot.disposedBytesThisRun += unsignedBytes(receipt.bytes.value_or(0));
+  snapshot.disposedBytesThisRun = unsignedBytes(result.disposedBytes());
   snapshot.disposedItemsThisRun = static_cast<std::int64_t>(result.disposal.receipts.size());
   snapshot.failuresThisRun = static_cast<std::int64_t>(result.disposal.failures.size());
   snapshot.disposedBytesTotal = totals.disposedBytes;

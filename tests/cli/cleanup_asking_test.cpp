@@ -2,6 +2,7 @@
 // left.
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <iterator>
@@ -100,6 +101,23 @@ TEST_F(CleanupAsking, AQuarantineThatCannotBeUsedIsToldOnceBeforeAnything) {
   }
   EXPECT_EQ(clean({"--dry-run", "--quarantine-dir", tree().path("file")}).status, 0) << "nothing goes there";
   EXPECT_EQ(tree().snapshot(), before);
+}
+
+TEST_F(CleanupAsking, RootMakesNothingInTheHomeFolderOfAnotherUser) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root";
+  ASSERT_EQ(::lchown(tree().root().c_str(), 65534, 65534), 0);
+  const auto before = tree().snapshot();
+  for (const char* method : {"trash", "quarantine"}) {
+    const ProgramRun ran = clean({"--yes", "--method", method, "code/web"});
+    EXPECT_EQ(ran.status, 2) << method;
+    EXPECT_THAT(ran.err, HasSubstr("belongs to another user")) << method;
+  }
+  EXPECT_THAT(run({"scan", "--no-system", "code"}).err, HasSubstr("so nothing was kept there"));
+  EXPECT_EQ(run({"exclude", "add", "x"}).status, 2);
+  EXPECT_EQ(tree().snapshot(), before);
+  const ProgramRun elsewhere = clean({"--yes", "--method", "quarantine", "--quarantine-dir", "store", "code/web"});
+  EXPECT_EQ(elsewhere.status, 2) << "still in that home folder";
+  EXPECT_THAT(clean({"--yes", "--method", "delete", "code/web"}).out, HasSubstr("2 items deleted"));
 }
 
 TEST_F(CleanupAsking, AnItemOfAPlanThatIsGoneIsToldAsThat) {

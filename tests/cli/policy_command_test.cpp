@@ -61,8 +61,11 @@ TEST_F(PolicyCommand, RefusesInOneSentence) {
            {R"({"name": 1})", "The policy.name must be a text.\n"},
            {R"({"schemaVersion": 2})", "Policy schema 2 is newer than this build supports (1).\n"},
            {R"({"scan": {"categories": ["\u001b[2J"]}})", "Invalid policy: unknown scan category '\\x1b[2J'.\n"},
+           {R"({"scan": {"unskip": ["/opt/x"]}})",
+            "scan.unskip '/opt/x' is no entry of the skip list, but '/opt' is; tidra rules list --skipped shows "
+            "all.\n"},
            {R"({"lockFile": "$NOPE"})",
-            "lockFile '$NOPE' names a variable that is not set; set it, or write the path out.\n"}}) {
+            "lockFile '$NOPE' names a variable that is not set or empty; set it, or write the path out.\n"}}) {
     const auto ran = check(text);
     EXPECT_EQ(ran.status, 2) << text;
     EXPECT_EQ(ran.out, "") << text;
@@ -76,13 +79,14 @@ TEST_F(PolicyCommand, RefusesInOneSentence) {
 }
 
 TEST_F(PolicyCommand, NotesWhatIsHardlyMeant) {
-  policy(R"({"nevr": {"paths": ["~/code"]}, "metrics": {"listen": "localhost"}, "scan": {"roots": ["/no such"]},
+  policy(
+      R"({"nevr": {"paths": ["~/code"]}, "metrics": {"listen": "localhost"}, "scan": {"roots": ["/no such"], "disabledRules": ["none"]},
              "hub": {"token": "s3cret"}})");
   tree().setMode("policy.json", 0644);
   const auto ran = run({"policy", "check", "policy.json"});
   EXPECT_EQ(ran.status, 0);
   EXPECT_THAT(ran.err, AllOf(HasSubstr("the key 'nevr' is not known and is ignored."), HasSubstr("'localhost'"),
-                             HasSubstr("Root '/no such' cannot be scanned"),
+                             HasSubstr("No rule has the id 'none'"), HasSubstr("Root '/no such' cannot be scanned"),
                              HasSubstr("holds the hub token and others can read"), Not(HasSubstr("s3cret"))));
 }
 

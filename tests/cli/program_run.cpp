@@ -10,6 +10,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <system_error>
@@ -103,13 +104,24 @@ ProgramRun runProgram(const std::vector<std::string>& arguments, const ProgramOp
     const auto size = static_cast<ssize_t>(options.typed->size());
     check(::write(in.ours.get(), options.typed->data(), options.typed->size()) == size, "typing");
   }
+  const auto started = std::chrono::steady_clock::now();
   const pid_t child = start(arguments, options, in, streams[0], streams[1]);
   for (Stream& stream : streams) stream.theirs.reset();
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes{1};
+  const auto deadline = started + std::chrono::minutes{1};
+  auto moment = options.moment;
   while (streams[0].ours || streams[1].ours) {
     std::array<pollfd, 2> watched{pollfd{streams[0].ours.get(), POLLIN, 0}, pollfd{streams[1].ours.get(), POLLIN, 0}};
-    constexpr int patience = 1000;
-    ::poll(watched.data(), watched.size(), patience);
+    std::chrono::milliseconds patience{1000};
+    if (moment) {
+      const auto left = started + moment->after - std::chrono::steady_clock::now();
+      patience = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(left), {}, patience);
+    }
+    ::poll(watched.data(), watched.size(), static_cast<int>(patience.count()));
+    if (moment && std::chrono::steady_clock::now() >= started + moment->after) {
+      moment->act(child);
+      moment.reset();
+      continue;
+    }
     if (std::chrono::steady_clock::now() > deadline) ::kill(child, SIGKILL);
     const bool silent = run.err.empty();
     const bool nothingOut = run.out.empty();

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -26,6 +27,12 @@ struct ProgramOptions {
   std::optional<std::string> typed = {};  // standard input is a terminal at which this is typed; absent: no input
   std::function<void(pid_t)> onFirstError = {};   // when the first bytes arrive on standard error
   std::function<void(pid_t)> onFirstOutput = {};  // the same on standard output
+
+  struct Moment {
+    std::chrono::microseconds after{};  // the start
+    std::function<void(pid_t)> act;     // once, unless both streams are closed by then
+  };
+  std::optional<Moment> moment = {};
 };
 
 /// Runs the program to its end; one that has not ended after a minute is killed.

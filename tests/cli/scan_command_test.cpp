@@ -99,11 +99,19 @@ TEST_F(ScanCommand, OptionsChooseWhatIsFound) {
       {{"--rules", rules, "--disable-rule", "mine,node_modules"}, without({all[4]})},
       {{"--disable-rule", "target"}, without({all[0], all[2]})},
       {{"--no-projects"}, {}},
-      {{"-x"}, all},
+      {{"--unskip", "~/.cache,~/.kube", "--ecosystem", "npm"}, {"~/.cache/p/node_modules", all[3], all[4]}},
+      {{"--exclude", "$HOME/code/web", "-x"}, without({all[3], all[4]})},
       {{"--threads", "1"}, all},
       {{"--threads", "256"}, all},
   };
   for (const Case& c : cases) EXPECT_EQ(found(c.arguments), c.found) << joined(c.arguments, " ");
+  // What means nothing here is noted and otherwise ignored.
+  const ProgramRun noted = scan({"--disable-rule", "no-such-rule,target", "--exclude", "$NOPE,~/$NOPE,web"});
+  EXPECT_EQ(noted.status, 0);
+  EXPECT_THAT(noted.out, AllOf(HasSubstr("snake"), Not(HasSubstr("/web")), Not(HasSubstr("target"))));
+  EXPECT_THAT(linesOf(noted.err), ElementsAre(StartsWith("note: No rule has the id 'no-such-rule'"),
+                                              StartsWith("note: The exclusion '$NOPE' names the variable NOPE"),
+                                              StartsWith("note: The exclusion '~/$NOPE' names the variable NOPE")));
 }
 
 TEST_F(ScanCommand, TextForAPipeCutsNothing) {
@@ -262,7 +270,9 @@ TEST_F(ScanCommand, BadInputIsOneSentenceAndStatusTwo) {
       {"--tier", ","},
       {"--sort", "age", "--sort", "size"},
       {"--rules", "/dev/zero"},
-      {"--disable-rule", "no-such-rule"},
+      {"--unskip", "code"},
+      {"--unskip", ".git"},
+      {"--unskip", ""},
       {"--color", "sometimes"},
       {"--no-such-option\n"},
       {"--rules", "missing.json"},

@@ -154,6 +154,20 @@ TEST_F(CliState, TheLastScanShowsTheSameItems) {
   EXPECT_EQ(itemsOf(run({"scan", "--last", "--json"})).size(), 3U);
 }
 
+TEST_F(CliState, TheSummaryOfALastScanShowsWithoutItsFindings) {
+  scanAll({});
+  const std::string file = tree().path(".config/tidra/preferences.json");
+  auto preferences = parseJson(readFile(file, 1 << 20)->c_str(), "it");
+  preferences["tidra.lastScanAggregate.v2"]["text"] = "{torn";
+  replaceFile(file, jsonText(preferences, false));
+  const ProgramRun shown = run({"scan", "--last"});
+  EXPECT_EQ(shown.status, 0);
+  EXPECT_THAT(shown.out, testing::AllOf(HasSubstr("54 KB reclaimable: 6 groups in ~. Scanned at 20"),
+                                        HasSubstr("49 KB  Rust"), HasSubstr("Outside projects")));
+  EXPECT_THAT(shown.err, StartsWith("note: The findings of the last scan cannot be read any more"));
+  EXPECT_EQ(run({"scan", "--last", "--json"}).status, 2);
+}
+
 TEST_F(CliState, PreferencesThatCannotBeUsedDoNotHinderAScan) {
   tree().makeFolder(".config/tidra/preferences.json");
   const ProgramRun scanned = scanAll({});
@@ -168,6 +182,32 @@ TEST_F(CliState, PreferencesThatCannotBeUsedDoNotHinderAScan) {
     EXPECT_THAT(linesOf(ran.err), ElementsAre(HasSubstr("cannot be read: not a regular file.")))
         << joined(arguments, " ");
   }
+}
+
+TEST_F(CliState, NothingIsRemovedWhileTheExclusionsCannotBeRead) {
+  const std::string plan = run({"plan", "--no-system", "code"}).out;
+  const std::string place = ".config/tidra/preferences.json";
+  run({"exclude", "add", "~/code/web"});
+  const std::string kept = *readFile(tree().path(place));
+  for (const std::string& text : {kept.substr(0, 30), std::string(R"({"tidra.exclusions.v1": {"text": "{}"}})"),
+                                  std::string(R"({"tidra.exclusions.v1": {"text": "[{\"kind\": \"newer\"}]"}})")}) {
+    tree().writeFile(place, text);
+    tree().writeFile("plan.json", plan);
+    const auto before = tree().snapshot();
+    for (const auto& arguments : std::vector<std::vector<std::string>>{{"clean", "--no-system", "--yes", "code"},
+                                                                       {"clean", "--no-system", "-n", "code"},
+                                                                       {"plan", "--no-system", "code"},
+                                                                       {"apply", "--yes", "plan.json"}}) {
+      const ProgramRun ran = run(arguments);
+      EXPECT_EQ(ran.status, 2) << text << arguments[0];
+      EXPECT_EQ(ran.out, "");
+      EXPECT_THAT(linesOf(ran.err).back(), HasSubstr("Nothing is removed before they are mended or moved away."));
+    }
+    EXPECT_EQ(tree().snapshot(), before);
+  }
+  tree().writeFile(place, kept);
+  EXPECT_EQ(run({"clean", "--no-system", "--yes", "code"}).status, 0);
+  EXPECT_THAT(tree().snapshot(), testing::Contains(testing::Field(&SnapshotEntry::path, HasSubstr("code/web/dist/f"))));
 }
 
 TEST_F(CliState, DamagedPreferencesAreKeptBesideNewOnes) {

@@ -232,7 +232,8 @@ def become_nobody(folder):
 def measure(cache, program, registry):
     """Prints what is amiss; true when nothing is."""
     cache.mkdir(parents=True, exist_ok=True)
-    with tempfile.TemporaryDirectory(prefix="home-", dir=cache) as scratch:
+    # Whom root becomes could not enter every folder that root can.
+    with tempfile.TemporaryDirectory(prefix="tidra-home-", dir="/var/tmp" if os.geteuid() == 0 else cache) as scratch:
         folder = Path(scratch)
         # A copy, since the one who runs it below may not be allowed to read the build folder.
         own = folder / "tidra"

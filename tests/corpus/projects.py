@@ -3,6 +3,8 @@
 Two thirds stand in git with the .gitignore that the tool's own starter writes; the others have neither.
 """
 
+from __future__ import annotations
+
 import json
 from dataclasses import dataclass, field
 
@@ -122,7 +124,7 @@ JAVASCRIPT = [
                                   'require("fs").writeFileSync("dist/main.js", "1");\n'},
         ignore="node_modules\n.turbo\ndist\ncoverage\n"),
     npm("nx", ["npx nx run-many -t build"], {
-        "package.json": package(workspaces=["packages/*"], devDependencies={"nx": "19"}),
+        "package.json": package(workspaces=["packages/*"], devDependencies={"nx": "19.8.9"}),
         "nx.json": '{"targetDefaults": {"build": {"cache": true, "outputs": ["{projectRoot}/dist"]}}, "analytics": false}\n',
         "packages/core/package.json": json.dumps({"name": "core", "version": "1.0.0", "scripts": {"build": "node build.js"}}),
         "packages/core/build.js": 'require("fs").mkdirSync("dist", {recursive: true}); '
@@ -137,8 +139,6 @@ JAVASCRIPT = [
     npm("mocha-c8-loose", ["npx c8 --reporter=lcov mocha"], {
         "package.json": package(devDependencies={"mocha": "10", "c8": "10"}),
         "test/sum.js": 'it("adds", () => require("assert").equal(1 + 2, 3));\n'}, ignore=None),
-    Project("npm-copied", "npm", ["npm install --no-audit --no-fund"], copy_of="npm-express"),
-    Project("vite-unpacked", "npm", ["npm install --no-audit --no-fund", "npx vite build"], copy_of="vite-loose", unpacked=True),
 ]
 
 COMPILED = [
@@ -154,13 +154,12 @@ COMPILED = [
         "build.rs": 'fn main() { println!("cargo:rerun-if-changed=build.rs"); }\n'}, ignore="/target\nCargo.lock\n"),
     Project("cargo-loose", "cargo", ["cargo build --offline"], {
         "Cargo.toml": CARGO.format("loose"), "src/main.rs": HELLO_RUST}),
-    Project("cargo-unpacked", "cargo", ["cargo build --offline"], copy_of="cargo-loose", unpacked=True),
     Project("go-vendor", "go", ["go mod vendor", "go build -mod=vendor -o corpus"], {
         "go.mod": "module example.com/main\n\ngo 1.19\n\nrequire example.com/lib v0.0.0\n\nreplace example.com/lib => ./lib\n",
         "main.go": 'package main\n\nimport "example.com/lib"\n\nfunc main() { println(lib.One()) }\n',
         "lib/go.mod": "module example.com/lib\n\ngo 1.19\n",
         "lib/lib.go": "package lib\n\nfunc One() int { return 1 }\n"}, ignore="/vendor/\n/corpus\n"),
-    Project("maven", "mvn", ["mvn -q -o -s /etc/maven/settings-debian.xml package"], {
+    Project("maven", "mvn", ["mvn -q -o -Dmaven.repo.local=/usr/share/maven-repo package"], {
         "pom.xml": """<project xmlns="http://maven.apache.org/POM/4.0.0"><modelVersion>4.0.0</modelVersion>
 <groupId>example</groupId><artifactId>corpus</artifactId><version>1</version>
 <properties><maven.compiler.source>11</maven.compiler.source><maven.compiler.target>11</maven.compiler.target>
@@ -202,7 +201,6 @@ INTERPRETED = [
     Project("venv-dot", "python3", ["python3 -m venv .venv"], {"requirements.txt": "\n", "app.py": "print(1)\n"}, ignore=PYTHON),
     Project("venv-loose", "python3", ["python3 -m venv venv", "python3 -c 'import app'"], {
         "requirements.txt": "\n", "app.py": "x = 1\n"}),
-    Project("venv-copied", "python3", ["python3 -m venv venv"], copy_of="venv-loose"),
     Project("tox", "tox", ["tox -q --sitepackages"], {
         "tox.ini": "[tox]\nskipsdist = true\nenvlist = py3\n[testenv]\ncommands = python -c 'import app'\n",
         "app.py": "x = 1\n"}, ignore=PYTHON),
@@ -218,4 +216,19 @@ INTERPRETED = [
     Project("mypy", "mypy", ["mypy app.py"], {"app.py": "x: int = 1\n", "mypy.ini": "[mypy]\n"}, ignore=PYTHON),
 ]
 
-PROJECTS = JAVASCRIPT + COMPILED + INTERPRETED
+BUILT = JAVASCRIPT + COMPILED + INTERPRETED
+
+
+def moved(name, original, unpacked=False):
+    """A built project that came to another place, all of it."""
+    project = next(project for project in BUILT if project.name == original)
+    return Project(name, project.needs, project.build, copy_of=original, unpacked=unpacked)
+
+
+MOVED = [moved("npm-copied", "npm-express"), moved("bun-copied", "bun-loose"), moved("venv-copied", "venv-loose"),
+         moved("pytest-copied", "pytest-loose"), moved("vite-unpacked", "vite-loose", unpacked=True),
+         moved("typescript-unpacked", "npm-typescript-loose", unpacked=True),
+         moved("cargo-unpacked", "cargo-loose", unpacked=True), moved("gradle-unpacked", "gradle-loose", unpacked=True),
+         moved("composer-unpacked", "composer-loose", unpacked=True)]
+
+PROJECTS = BUILT + MOVED

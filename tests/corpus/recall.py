@@ -33,9 +33,10 @@ class Workshop:
             **{name: value for name, value in os.environ.items() if not name.startswith(("CI", "npm_", "GIT_"))},
             "HOME": str(self.home), "PATH": f"{self.tools}/bin:{self.tools}/node_modules/.bin:{os.environ['PATH']}",
             "NEXT_TELEMETRY_DISABLED": "1", "NUXT_TELEMETRY_DISABLED": "1", "NG_CLI_ANALYTICS": "false",
-            "TURBO_TELEMETRY_DISABLED": "1", "NX_DAEMON": "false", "PYTHON_KEYRING_BACKEND": "keyring.backends.null.Keyring",
-            "GIT_CONFIG_NOSYSTEM": "1", "npm_config_update_notifier": "false", "VIRTUALENV_NO_DOWNLOAD": "1",
-            "COREPACK_ENABLE_STRICT": "0", "CARGO_NET_OFFLINE": "true", "GOFLAGS": "-mod=mod", "GOPROXY": "off"}
+            "TURBO_TELEMETRY_DISABLED": "1", "npm_config_update_notifier": "false",
+            "NX_DAEMON": "false", "NX_ISOLATE_PLUGINS": "false",  # its processes would outlive the build
+            "GIT_CONFIG_NOSYSTEM": "1", "VIRTUALENV_NO_DOWNLOAD": "1", "CARGO_NET_OFFLINE": "true", "GOPROXY": "off",
+            "PYTHON_KEYRING_BACKEND": "keyring.backends.null.Keyring"}
 
     def install_tools(self):
         if shutil.which("npm") and not (self.tools / "node_modules/.bin/yarn").exists():
@@ -83,8 +84,8 @@ class Workshop:
         if missing:
             return f"{missing[0]} is not installed"
         say(f"Building {project.name}…")
-        # Built at its final place, since environments and build trees name it; the mark makes it count.
-        unfinished = self.projects / f".{project.name}.unfinished"
+        # Built at its final place, since environments and build trees hold its path.
+        unfinished = self.unfinished(project)
         unfinished.touch()
         if project.copy_of:
             failure = self.copy(project, target)
@@ -114,6 +115,10 @@ class Workshop:
             subprocess.run(["cp", "-a", original, target], check=True)
         shutil.copy(self.sources / f"{project.copy_of}.json", self.sources / f"{project.name}.json")
         return None
+
+    def unfinished(self, project):
+        """A mark that is there while the project is being built."""
+        return self.projects / f".{project.name}.unfinished"
 
     def discard_unfinished(self):
         for mark in self.projects.glob(".*.unfinished"):
@@ -171,8 +176,11 @@ class Recall:
         self.tidra = Tidra(program)
         self.names = safe_names(self.tidra)
 
-    def build_missing(self):
-        """The projects that stand there afterwards."""
+    def built(self, only_built):
+        """The projects that stand there, after those that are missing were built unless only_built."""
+        if only_built:
+            return [project for project in self.projects if (self.workshop.projects / project.name).exists()
+                    and not self.workshop.unfinished(project).exists()]
         self.workshop.discard_unfinished()
         self.workshop.install_tools()
         left_out = set()
@@ -192,18 +200,17 @@ class Recall:
         sources = set(json.loads((self.workshop.sources / f"{project.name}.json").read_text()))
         return made_by_tools(folder, sources, self.names)
 
-    def measure(self):
+    def measure(self, built):
         """Prints the shares; true when the overall one is high enough and nothing hand-written is selected."""
-        built = self.build_missing()
         selected = {item["path"] for item in self.tidra.selected(self.workshop.projects)}
-        total = taken = 0
+        total = taken = folders = 0
         wrong = []
         for project in built:
             folder = self.workshop.projects / project.name
             made = {path: size_of(path) for path in self.made(project, folder)}
             here = sum(made.values())
             here_taken = sum(size for path, size in made.items() if path in selected)
-            total, taken = total + here, taken + here_taken
+            total, taken, folders = total + here, taken + here_taken, folders + len(made)
             left = [f"{os.path.relpath(path, folder)} ({human(size)})" for path, size in made.items() if path not in selected]
             print(f"{project.name:24}{human(here):>9}{100 * here_taken / here if here else 100:6.0f} %  "
                   f"{', '.join(['left:', *left]) if left else ''}".rstrip())
@@ -211,14 +218,14 @@ class Recall:
         for path in sorted(wrong):
             print(f"Made by no tool, and selected: {os.path.relpath(path, self.workshop.projects)}")
         share = taken / total if total else 0
-        print(f"{len(built)} projects: {human(total)} made by tools, {100 * share:.1f} % of it selected by default; at least "
+        print(f"{len(built)} projects: {human(total)} in {folders} folders made by tools, {100 * share:.1f} % of it selected by default; at least "
               f"{100 * LEAST_SHARE:.0f} % should be.")
         return share >= LEAST_SHARE and not wrong
 
-    def rebuild(self):
+    def rebuild(self, built):
         """Cleans a copy of each project and builds it again; true when every one has its artefacts back."""
         failed = []
-        for project in self.build_missing():
+        for project in built:
             original = self.workshop.projects / project.name
             copy = self.cache / "rebuilt" / project.name
             shutil.rmtree(copy, ignore_errors=True)

@@ -1,17 +1,18 @@
 // For each rule in catalog order and each of its path templates: resolve, expand wildcards, step to the children in
-// children mode, check the kind, drop what an earlier path covers or the user excludes, then label.
+// children mode, drop what the user excludes, check the kind, drop what an earlier path covers, then label.
 #include "core/scan/probes/catalog_path_probe.h"
 
+#include <fmt/format.h>
 #include <fnmatch.h>
 
 #include <algorithm>
 #include <array>
-#include <map>
 
 #include "core/base/text.h"
 #include "core/model/system_group_root.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
+#include "core/scan/place_set.h"
 
 namespace tidra {
 namespace {
@@ -100,39 +101,14 @@ std::vector<std::string> pathsOf(const SystemPathRule& rule, std::vector<std::st
   return children;
 }
 
-/// The candidates so far, none inside another.
-class Candidates {
- public:
-  bool covers(const std::string& path) const {
-    for (std::string above = path;; above = parentPath(above)) {
-      if (byPath_.contains(above)) return true;
-      if (above == "/") return false;
-    }
-  }
-
-  /// Those inside the new one are part of it from now on.
-  void add(CatalogPathProbe::Candidate candidate) {
-    const std::string below = joinedPath(candidate.url, "");
-    for (auto inner = byPath_.lower_bound(below); inner != byPath_.end() && inner->first.starts_with(below);) {
-      taken_[inner->second].reset();
-      inner = byPath_.erase(inner);
-    }
-    byPath_.emplace(candidate.url, taken_.size());
-    taken_.emplace_back(std::move(candidate));
-  }
-
-  std::vector<CatalogPathProbe::Candidate> list() {
-    std::vector<CatalogPathProbe::Candidate> list;
-    for (auto& candidate : taken_) {
-      if (candidate) list.push_back(std::move(*candidate));
-    }
-    return list;
-  }
-
- private:
-  std::vector<std::optional<CatalogPathProbe::Candidate>> taken_;  // unset for those that became part of another
-  std::map<std::string, std::size_t> byPath_;
-};
+/// Whether an entry can be what a rule names. A link is no folder, whatever it leads to: removing it would free
+/// nothing, and what it leads to may hold more than the rule speaks of. In children mode it mostly says which version
+/// is in use.
+bool fits(const SystemPathRule& rule, const std::string& path, EntryType type) {
+  if (type == EntryType::symbolicLink) return rule.kind == SystemPathRule::Kind::file && followedFacts(path);
+  return rule.kind == SystemPathRule::Kind::file || rule.mode == SystemPathRule::Mode::children ||
+         type == EntryType::directory;
+}
 
 }  // namespace
 
@@ -166,33 +142,45 @@ std::vector<std::string> CatalogPathProbe::expandedGlob(const std::string& path)
   return current;
 }
 
-std::vector<CatalogPathProbe::Candidate> CatalogPathProbe::candidates(const SystemProbeContext& context) const {
-  Candidates taken;
+CatalogPathProbe::Candidates CatalogPathProbe::candidates(const SystemProbeContext& context) const {
+  Candidates found;
+  PlaceSet taken;
   const TemplateResolver resolver(context.resolver);
   for (const SystemPathRule& rule : context.catalog->systemRulesFor(context.platform, std::set{categoryKey_})) {
     for (const std::string& pathTemplate : rule.paths.at(std::string(rawValue(context.platform)))) {
       for (const std::string& path : pathsOf(rule, resolver.paths(pathTemplate))) {
-        if (context.isCancelled()) return taken.list();
+        if (context.isCancelled()) return found;
         // Whatever a variable holds, the home folder and what holds it are nobody's cache.
         if (isSameOrInside(context.home(), path)) continue;
-        // What a link points to may lie anywhere, and removing the link would free nothing.
         const auto facts = pathFacts(path);
-        if (!facts || facts->type == EntryType::symbolicLink) continue;
-        const bool isFolder = facts->type == EntryType::directory;
-        if (rule.kind == SystemPathRule::Kind::directory && rule.mode == SystemPathRule::Mode::directory && !isFolder) {
+        if (!facts || context.exclusionFilter.bars(path)) continue;
+        if (!fits(rule, path, facts->type)) {
+          const bool isLink = facts->type == EntryType::symbolicLink && rule.mode == SystemPathRule::Mode::directory;
+          if (isLink && followedFacts(path)) found.links.insert(path);
           continue;
         }
-        if (taken.covers(path) || context.exclusionFilter.bars(path)) continue;
-        taken.add({path, rule, labelOf(rule, pathTemplate, path), !isFolder});
+        const std::string label = labelOf(rule, pathTemplate, path);
+        if (taken.covers(path)) {
+          if (taken.covers(parentPath(path))) found.covered.push_back({path, label, rule.tier});
+          continue;
+        }
+        taken.add(path);
+        found.taken.push_back({path, rule, label, facts->type != EntryType::directory});
       }
     }
   }
-  return taken.list();
+  return found;
 }
 
 ProbeReport CatalogPathProbe::scan(const SystemProbeContext& context) const {
   ProbeReport report;
-  for (const Candidate& candidate : candidates(context)) {
+  Candidates found = candidates(context);
+  report.covered = std::move(found.covered);
+  for (const std::string& link : found.links) {
+    report.notes.push_back(fmt::format("{} is a link and is passed over; what it leads to is not looked at.",
+                                       escapedForTerminal(context.resolver.displayPath(link))));
+  }
+  for (const Candidate& candidate : found.taken) {
     ProbeItem item;
     item.finding = {.path = candidate.url,
                     .label = candidate.label,
@@ -207,7 +195,7 @@ ProbeReport CatalogPathProbe::scan(const SystemProbeContext& context) const {
     if (candidate.isFile) {
       const auto facts = pathFacts(candidate.url);
       if (!facts) continue;
-      item.finding.sizeBytes = facts->sizeBytes;
+      item.finding.sizeBytes = facts->type == EntryType::symbolicLink ? 0 : facts->sizeBytes;
       item.identity = facts->identity;
     } else {
       item.measuredFolder = candidate.url;

@@ -1,6 +1,7 @@
 // The probe that serves most categories: it looks at the fixed locations of the catalog's system rules.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,8 +24,15 @@ class CatalogPathProbe : public SystemArtifactProbe {
   std::string categoryKey() const override { return categoryKey_; }
   ProbeReport scan(const SystemProbeContext& context) const override;
 
-  /// The paths of all rules of the category in catalog order, none inside another: of two that overlap, the outer one.
-  std::vector<Candidate> candidates(const SystemProbeContext& context) const;
+  struct Candidates {
+    std::vector<Candidate> taken;       // in catalog order, none inside an earlier one
+    std::vector<CoveredPlace> covered;  // what lies inside an earlier one
+    std::set<std::string> links;        // passed over
+  };
+
+  /// The paths of all rules of the category. One that holds an earlier one is taken as well. A link is taken by rules
+  /// of kind file only, as the entry that it is: nothing is found through the last component of a path.
+  Candidates candidates(const SystemProbeContext& context) const;
 
   /// The name of the nearest parent folder that says whose the path is: folders such as "Crashpad" and "pending" are
   /// passed over, at most four of them.

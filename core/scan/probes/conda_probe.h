@@ -16,6 +16,7 @@ class CondaProbe : public SystemArtifactProbe {
 
   std::string categoryKey() const override { return "python"; }
   bool runsTools() const override { return true; }
+  bool isOfTool() const override { return true; }
   ProbeReport scan(const SystemProbeContext& context) const override;
 
   /// The absolute path of conda: the search path, then the usual installations in the home folder.

@@ -57,7 +57,8 @@ class DockerQuery {
     const auto listed = ask({"images", "--filter", "dangling=true", "--quiet", "--no-trunc"});
     if (!listed) return;
     auto images = validNames(*listed);
-    std::erase_if(images, [](const std::string& image) { return !isImageID(image); });
+    const auto used = images.empty() ? std::set<std::string>{} : imagesOfContainers();
+    std::erase_if(images, [&](const std::string& image) { return !isImageID(image) || used.contains(image); });
     std::sort(images.begin(), images.end());
     images.erase(std::unique(images.begin(), images.end()), images.end());
     if (images.empty()) return;
@@ -91,24 +92,42 @@ class DockerQuery {
   /// The volumes of every container, running or not; none when one of them could not be asked, since a volume must not
   /// be taken for unused because of that.
   std::optional<std::set<std::string>> mountedVolumes() {
+    return wordsOfContainers("{{range .Mounts}}{{.Name}} {{end}}");
+  }
+
+  /// The images of every container, which pruning leaves; empty when one of them could not be asked.
+  std::set<std::string> imagesOfContainers() {
+    return wordsOfContainers("{{.Image}}").value_or(std::set<std::string>{});
+  }
+
+  /// What inspecting all containers prints in this format; none when one of them could not be asked.
+  std::optional<std::set<std::string>> wordsOfContainers(const char* format) {
+    const auto containers = listedContainers();
+    if (!containers) return std::nullopt;
+    std::set<std::string> words;
+    if (containers->empty()) return words;
+    std::vector<std::string> arguments{"inspect", "--format", format};
+    arguments.insert(arguments.end(), containers->begin(), containers->end());
+    const auto answer = ask(std::move(arguments));
+    if (!answer) return std::nullopt;
+    for (const std::string_view line : splitNonEmpty(*answer, '\n')) {
+      for (const std::string_view word : splitNonEmpty(trimmed(line), ' ')) words.emplace(word);
+    }
+    return words;
+  }
+
+  /// A name of each container, running or not; none when one of them could not be asked for.
+  std::optional<std::vector<std::string>> listedContainers() {
     const auto listed = ask({"ps", "-a", "--format", "{{.Names}}"});
     if (!listed) return std::nullopt;
-    std::set<std::string> volumes;
-    std::vector<std::string> arguments{"inspect", "--format", "{{range .Mounts}}{{.Name}} {{end}}"};
+    std::vector<std::string> names;
     for (const std::string_view line : splitNonEmpty(*listed, '\n')) {
       // A linked container is listed under several names joined by commas.
       const auto name = split(trimmed(line), ',').front();
       if (!isValidName(name)) return std::nullopt;
-      arguments.emplace_back(name);
+      names.emplace_back(name);
     }
-    constexpr std::size_t fixedArguments = 3;
-    if (arguments.size() == fixedArguments) return volumes;
-    const auto mounts = ask(std::move(arguments));
-    if (!mounts) return std::nullopt;
-    for (const std::string_view line : splitNonEmpty(*mounts, '\n')) {
-      for (const std::string_view name : splitNonEmpty(line, ' ')) volumes.emplace(name);
-    }
-    return volumes;
+    return names;
   }
 
   std::map<std::string, std::uint64_t> volumeSizes() {
@@ -189,17 +208,9 @@ std::optional<std::uint64_t> DockerArtifactProbe::parseSize(std::string_view tex
     double factor;
   };
   constexpr std::array units{
-      Unit{"", 1},
-      Unit{"b", 1},
-      Unit{"kb", 1e3},
-      Unit{"mb", 1e6},
-      Unit{"gb", 1e9},
-      Unit{"tb", 1e12},
-      Unit{"pb", 1e15},
-      Unit{"kib", 1024.0},
-      Unit{"mib", 1048576},
-      Unit{"gib", 1073741824},
-      Unit{"tib", 1099511627776.0},
+      Unit{"", 1},         Unit{"b", 1},         Unit{"bytes", 1},        Unit{"kb", 1e3},
+      Unit{"mb", 1e6},     Unit{"gb", 1e9},      Unit{"tb", 1e12},        Unit{"pb", 1e15},
+      Unit{"kib", 1024.0}, Unit{"mib", 1048576}, Unit{"gib", 1073741824}, Unit{"tib", 1099511627776.0},
   };
   const auto end = std::min(text.find_first_not_of("0123456789."), text.size());
   const std::string digits(text.substr(0, end));

@@ -19,13 +19,14 @@ class DockerArtifactProbe : public SystemArtifactProbe {
 
   std::string categoryKey() const override { return "docker"; }
   bool runsTools() const override { return true; }
+  bool isOfTool() const override { return true; }
   ProbeReport scan(const SystemProbeContext& context) const override;
 
   /// The engine's program: the usual places, then the search path; none when there is none.
   static std::optional<std::string> findEngine(const Environment& environment);
 
-  /// Bytes of a size as the engine prints it, "1.5GB" or "512kB", in powers of 1000 (powers of 1024 for "MiB" and its
-  /// like); none for anything else.
+  /// Bytes of a size as the engine prints it, "1.5GB" or "512kB", and pip, "12 bytes", in powers of 1000 (powers of
+  /// 1024 for "MiB" and its like); none for anything else.
   static std::optional<std::uint64_t> parseSize(std::string_view text);
 
  private:

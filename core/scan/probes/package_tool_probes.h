@@ -15,6 +15,7 @@ class HomebrewCacheProbe : public SystemArtifactProbe {
 
   std::string categoryKey() const override { return "homebrew"; }
   bool runsTools() const override { return true; }
+  bool isOfTool() const override { return true; }
   ProbeReport scan(const SystemProbeContext& context) const override;
 };
 

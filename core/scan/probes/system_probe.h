@@ -54,10 +54,18 @@ struct ProbeItem {
   std::optional<FileIdentity> identity = {};       // of what has been measured
 };
 
+/// A place that is no finding of its own, because it lies in one or another source has found the same.
+struct CoveredPlace {
+  std::string place;  // absolute
+  std::string label;
+  ArtifactSafetyTier tier = ArtifactSafetyTier::safe;  // what it would be, were it a finding
+};
+
 /// What one probe tells.
 struct ProbeReport {
   std::vector<ProbeItem> items;
-  std::vector<std::string> notes;  // a tool that is there but did not answer
+  std::vector<CoveredPlace> covered;  // in an item
+  std::vector<std::string> notes;     // a tool that is there but did not answer
 };
 
 /// The questions that a probe puts to one tool. After one on which it hung no other is put, so that a tool that hangs
@@ -91,6 +99,9 @@ class SystemArtifactProbe {
   virtual std::set<TidraPlatform> supportedPlatforms() const { return {TidraPlatform::macOS, TidraPlatform::linux}; }
   /// True when the probe waits for external tools, which may take many seconds.
   virtual bool runsTools() const { return false; }
+
+  /// True when what it finds is the tool's to keep, wherever that lies, rather than places of their own.
+  virtual bool isOfTool() const { return false; }
 
   /// What there is, in a fixed order. Failures of tools and of the file system yield nothing, never an exception. Sizes
   /// that are measured by reading folders are left to the scanner.

@@ -43,6 +43,7 @@ struct FleetPolicy {
     std::vector<std::string> exclude;                    // folders and patterns
     std::vector<std::string> extraRules;                 // rule catalog files
     std::vector<std::string> disabledRules;              // rule ids
+    std::vector<std::string> unskip;                     // entries of the skip list that are walked all the same
 
     bool operator==(const Scan&) const = default;
   };

@@ -48,7 +48,8 @@ struct JsonCodec<FleetPolicy::Scan> {
     nlohmann::json object{{"roots", scan.roots},
                           {"exclude", scan.exclude},
                           {"extraRules", scan.extraRules},
-                          {"disabledRules", scan.disabledRules}};
+                          {"disabledRules", scan.disabledRules},
+                          {"unskip", scan.unskip}};
     putOptional(object, "home", scan.home);
     putOptional(object, "categories", scan.categories);
     putOptional(object, "ecosystems", scan.ecosystems);
@@ -64,6 +65,7 @@ struct JsonCodec<FleetPolicy::Scan> {
     scan.exclude = object.valueOr("exclude", scan.exclude);
     scan.extraRules = object.valueOr("extraRules", scan.extraRules);
     scan.disabledRules = object.valueOr("disabledRules", scan.disabledRules);
+    scan.unskip = object.valueOr("unskip", scan.unskip);
     return scan;
   }
 };

@@ -6,7 +6,7 @@
 
 #include "core/base/errors.h"
 #include "core/base/text.h"
-#include "core/rules/catalog_files.h"
+#include "fleet/agent/policy/policy_catalog.h"
 #include "fleet/agent/policy/resolved_policy.h"
 
 namespace tidra {
@@ -33,6 +33,14 @@ FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub) {
     if (contains(own.scan.extraRules, file)) continue;
     throw InputError(fmt::format("It wants the rules file '{}'; name that in scan.extraRules of this host's policy.",
                                  escapedForTerminal(file)));
+  }
+  // Skipped folders hold what other programs consist of.
+  for (const std::string& folder : fromHub.scan.unskip) {
+    if (contains(own.scan.unskip, folder)) continue;
+    throw InputError(
+        fmt::format("It wants to walk the skipped folder '{}'; name that in scan.unskip of this host's "
+                    "policy.",
+                    escapedForTerminal(folder)));
   }
   FleetPolicy policy = std::move(fromHub);
   policy.hub = own.hub;
@@ -61,7 +69,7 @@ void requireUsable(const FleetPolicy& overlaid, const TidraPathResolver& host) {
   if (resolved.roots.empty() && (!overlaid.scan.categories || overlaid.scan.categories->empty())) {
     throw InputError("It names neither scan roots nor categories.");
   }
-  makeCatalog(resolved.extraRules, overlaid.scan.disabledRules);
+  (void)makePolicyCatalog(overlaid, resolved);
 }
 
 }  // namespace tidra

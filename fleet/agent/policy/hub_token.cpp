@@ -25,7 +25,7 @@ HubToken HubToken::find(const FleetPolicy& policy, const TidraPathResolver& reso
     if (const auto path = resolver.resolve(*policy.hub.tokenFile)) {
       if (tryFile(*path, true)) return found;
     } else {
-      found.notes.push_back(fmt::format("hub.tokenFile '{}' names a variable that is not set.",
+      found.notes.push_back(fmt::format("hub.tokenFile '{}' names a variable that is not set or empty.",
                                         escapedForTerminal(*policy.hub.tokenFile)));
     }
   }

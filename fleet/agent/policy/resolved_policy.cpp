@@ -20,7 +20,7 @@ std::string resolved(const std::string& key, const std::string& path, const Tidr
     throw InputError(fmt::format("{} is empty; name a path, or leave the key out.", escapedForTerminal(key)));
   }
   if (auto absolute = resolver.resolve(path)) return *absolute;
-  throw InputError(fmt::format("{} '{}' names a variable that is not set; set it, or write the path out.", key,
+  throw InputError(fmt::format("{} '{}' names a variable that is not set or empty; set it, or write the path out.", key,
                                escapedForTerminal(path)));
 }
 
@@ -99,7 +99,8 @@ void noteIdlePatterns(const std::string& key, const std::vector<std::string>& te
     if (trimmed(texts[i]).empty()) {
       notes.push_back(fmt::format("{}[{}] is empty and matches nothing.", key, i));
     } else if (expanded.find('$') != std::string::npos) {
-      notes.push_back(fmt::format("{}[{}] '{}' names a variable that is not set and matches nothing.", key, i, shown));
+      notes.push_back(
+          fmt::format("{}[{}] '{}' names a variable that is not set or empty and matches nothing.", key, i, shown));
     } else if (expanded.starts_with("./") || expanded.starts_with("../") ||
                (guessExclusionKind(expanded) == ExclusionRowKind::pattern &&
                 expanded.find("/../") != std::string::npos)) {

@@ -10,6 +10,7 @@
 #include <sstream>
 #include <thread>
 
+#include "core/dispose/tool_figures.h"
 #include "tests/core/dispose/disposal_fixture.h"
 #include "tests/support/temporary_mount.h"
 #include "tests/support/without_privileges.h"
@@ -269,6 +270,37 @@ TEST_F(ToolTargetsTest, DockerTargetsRunTheCommandThatRemovesThem) {
   }
   fake("bin/docker", "exit 1");
   EXPECT_EQ(says("docker:prune:dangling"), "Command failed (exit 1)");
+}
+
+TEST(ToolFigures, AreWhatTheToolSaysItReclaimed) {
+  struct Case {
+    const char* target;
+    const char* output;
+    std::optional<std::int64_t> bytes;
+  };
+  for (const Case& c : std::vector<Case>{
+           {"docker:prune:buildcache", "Deleted build cache objects:\nx1\n\nTotal reclaimed space: 1.2GB", 1200000000},
+           {"docker:prune:dangling", "Total reclaimed space: 0B", 0},
+           {"docker:prune:buildcache", "ID  RECLAIMABLE  SIZE\nx1  true  2MB\nTotal:\t512kB", 512000},
+           {"docker:prune:buildcache", "Total reclaimed space: 9000PB", {}},
+           {"docker:prune:buildcache", "Total reclaimed space: much", {}},
+           {"docker:volume:data", "Total reclaimed space: 1MB", {}},
+           {"conda:clean:packages", "Will remove 77 (1.5 GB) package(s).", 1610612736},
+           {"conda:clean:tarballs", "a.tar.bz2  1.1 MB\n----\nTotal:   222.0 MB\n\nRemoved a.tar.bz2", 232783872},
+           {"conda:clean:tarballs", "Will remove 1 (244 KB) tarball(s).", 249856},
+           {"conda:clean:tarballs", "Will remove 1 (12 B) tarball(s).", 12},
+           {"conda:clean:packages", "There are no unused package(s) to remove.", 0},
+           {"conda:clean:index-cache", "Will remove 1 index cache(s).", {}},
+           {"conda:env:ml", "Total: 5 MB", {}},
+           {"pip:orphan:/v", "Files removed: 364 (45.6 MB)\nDirectories removed: 3", 45600000},
+           {"pip:orphan:/v", "Files removed: 2 (12 bytes)", 12},
+           {"pip:orphan:/v", "Files removed: 364", {}},
+           {"pip:orphan:/v", "Files removed: 0", 0},
+           {"pip:orphan:/v", "(\n)(\n(((", {}},
+           {"docker:prune:dangling", "", {}},
+       }) {
+    EXPECT_EQ(reclaimedBytes(c.target, c.output), c.bytes) << c.target << ": " << c.output;
+  }
 }
 
 TEST_F(ToolTargetsTest, UnknownDockerTargetsRunNothing) {

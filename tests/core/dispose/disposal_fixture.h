@@ -49,7 +49,7 @@ class DisposalTest : public testing::Test {
     const auto result = dispose(path, method, dryRun);
     const auto* failure = std::get_if<TidraDeletionFailure>(&result);
     EXPECT_EQ(failure, nullptr) << path << ": " << (failure != nullptr ? failure->message : "");
-    return failure != nullptr ? DisposalReceipt{} : std::get<DisposalReceipt>(result);
+    return failure != nullptr ? DisposalReceipt{} : std::get<TidraDeletionService::Disposed>(result).receipt;
   }
   /// The sentence of a disposal that must fail.
   std::string refusal(const std::string& path, DisposalMethod method, bool dryRun = false) const {

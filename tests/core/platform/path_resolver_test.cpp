@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/platform/path_text.h"
+#include "core/platform/path_variables.h"
 
 namespace tidra {
 namespace {
@@ -15,6 +16,10 @@ TEST(PathResolver, ResolvesTemplates) {
                                     {"EMPTY", ""},
                                     {"REL", "a/b"},
                                     {"NESTED", "$HOME"},
+                                    {"TILDE", "~/x"},
+                                    {"XDG_DATA_HOME", ""},
+                                    {"TMPDIR", ""},
+                                    {"HOME", ""},
                                     {"A1_", "/x"},
                                     {"UP", "/a/../b/"}}};
   const Pairs resolved{{"~", "/home/ada"},
@@ -36,16 +41,17 @@ TEST(PathResolver, ResolvesTemplates) {
                        {"$HOME$A1_", "/home/ada/x"},
                        {"~/$REL", "/home/ada/a/b"},
                        {"$REL/c", "/home/ada/a/b/c"},
-                       {"${EMPTY}rel", "/home/ada/rel"},
+                       {"$TILDE/y", "/home/ada/~/x/y"},
                        {"$UP/c", "/b/c"}};
   for (const auto& [text, path] : resolved) EXPECT_EQ(resolver.resolve(text), path) << text;
   // A value is not expanded again, so $NESTED leaves a "$" behind.
-  for (const char* text :
-       {"$UNKNOWN/x", "$HOME/$UNKNOWN", "$HOMEx/y", "$home", "$NESTED/x", "$1/x", "cost$", "$$HOME", "${}"}) {
+  for (const char* text : {"$UNKNOWN/x", "$HOME/$UNKNOWN", "$HOMEx/y", "$home", "$NESTED/x", "$1/x", "cost$", "$$HOME",
+                           "${}", "$EMPTY", "$EMPTY/build", "/${EMPTY}/build", "~/$EMPTY"}) {
     EXPECT_EQ(resolver.resolve(text), std::nullopt) << text;
   }
-  EXPECT_EQ(resolver.expandVariables("a ${HOME} $UNKNOWN ${UNKNOWN} $ {$A1_}"),
-            "a /home/ada $UNKNOWN ${UNKNOWN} $ {/x");
+  EXPECT_EQ(resolver.expandVariables("a ${HOME} $UNKNOWN ${EMPTY} $ {$A1_}"), "a /home/ada $UNKNOWN ${EMPTY} $ {/x");
+  EXPECT_EQ(unknownVariable("$HOME/$5/${EMPTY}/$UNKNOWN", resolver), "EMPTY");
+  EXPECT_EQ(unknownVariable("$HOME/cost$", resolver), std::nullopt);
   const TidraPathResolver moved{"/home/ada", {{"TMPDIR", "/t"}, {"HOME", "/elsewhere"}}};
   EXPECT_EQ(moved.resolve("$TMPDIR$HOME"), "/t/elsewhere");
   EXPECT_EQ(moved.resolve("~/x"), "/home/ada/x");

@@ -187,6 +187,10 @@ TEST(ProcessRunner, AnHeirOfThePipesCannotHoldARunForEver) {
   EXPECT_EQ(::write(writer.get(), "\n", 1), 1);
 }
 
+TEST(ProcessRunner, WhatAnHeirOfThePipesWritesSoonIsRead) {
+  EXPECT_EQ(ProcessRunner::run(shell("echo done; (sleep 0.5; echo late) & exit 4")), (Result{4, "done\nlate", ""}));
+}
+
 TEST(ProcessRunner, ManyRunsAtOnceKeepTheirOutputsApart) {
   std::vector<std::thread> threads;
   for (int t = 0; t < 8; ++t) {

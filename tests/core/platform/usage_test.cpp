@@ -5,13 +5,17 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <filesystem>
 #include <functional>
 
+#include "core/platform/files.h"
 #include "tests/support/temporary_tree.h"
 
 namespace tidra {
@@ -62,8 +66,8 @@ TEST_F(Usage, ShowsWhoWorksInAFolder) {
   const auto usage = UsageSnapshot::take();
   ASSERT_TRUE(usage.workerIn(tree_.path("place")));
   EXPECT_EQ(usage.workerIn(tree_.path("place"))->process, other.id());
-  EXPECT_FALSE(usage.workerIn(tree_.path("pla")));
-  EXPECT_FALSE(usage.lockerIn(tree_.path("place")));
+  EXPECT_FALSE(usage.userOf(tree_.path("pla")));
+  EXPECT_EQ(usage.userOf(tree_.path("place"))->kind, UseKind::workingFolder);
 }
 
 TEST_F(Usage, ShowsWhoHasLockedAFileHoweverTheLockWasTaken) {
@@ -87,17 +91,88 @@ TEST_F(Usage, ShowsWhoHasLockedAFileHoweverTheLockWasTaken) {
              ::waitpid(taker, nullptr, 0);
            }}) {
     const OtherProcess other(lock);
-    const auto use = UsageSnapshot::take().lockerIn(tree_.path("place"));
+    const auto use = UsageSnapshot::take().userOf(tree_.path("place"));
     ASSERT_TRUE(use);
+    EXPECT_EQ(use->kind, UseKind::lockedFile);
     EXPECT_EQ(use->process, other.id());
     EXPECT_EQ(use->path, file_);
   }
-  EXPECT_FALSE(UsageSnapshot::take().lockerIn(tree_.path("place")));
+  EXPECT_FALSE(UsageSnapshot::take().userOf(tree_.path("place")));
 }
 
-TEST_F(Usage, AnOpenFileIsNoUse) {
-  const OtherProcess other([&] { ::open(file_.c_str(), O_RDWR); });
-  EXPECT_FALSE(UsageSnapshot::take().lockerIn(tree_.path("place")));
+/// Replaces a child of the calling process by a program, and returns when that runs.
+void start(const std::vector<std::string>& command) {
+  std::array<int, 2> untilStarted{};
+  ASSERT_EQ(::pipe2(untilStarted.data(), O_CLOEXEC), 0);
+  const pid_t started = ::fork();
+  if (started == 0) {
+    std::vector<char*> arguments;
+    for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    ::execv(arguments[0], arguments.data());
+    ::_exit(1);
+  }
+  ::close(untilStarted[1]);
+  char byte = 0;
+  EXPECT_EQ(::read(untilStarted[0], &byte, 1), 0);
+  // The arguments appear a moment after the new program has taken over.
+  while (readFile("/proc/" + std::to_string(started) + "/cmdline")->empty()) {
+  }
+}
+
+TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
+  const std::string server = tree_.path("place/inner/server");
+  std::filesystem::copy_file("/bin/sleep", server);
+  const std::string script = tree_.writeFile("place/inner/script", "kill -STOP $$\n");
+  const std::string marked = tree_.writeFile("place/inner/x (deleted)");
+  tree_.writeFile("place-2/f");
+  const auto map = [](const std::string& path) {
+    const int file = ::open(path.c_str(), O_RDONLY);
+    ::mmap(nullptr, 1, PROT_READ, MAP_PRIVATE, file, 0);
+    ::close(file);
+  };
+  struct Case {
+    std::function<void()> act;
+    std::optional<std::pair<UseKind, std::string>> seen;
+  };
+  const std::vector<Case> cases{
+      {[&] {
+         start({server, "100"});
+       },
+       {{UseKind::program, server}}},
+      {[&] {
+         start({"/bin/sh", script});
+       },
+       {{UseKind::program, script}}},
+      {[&] { map(file_); }, {{UseKind::mappedFile, file_}}},
+      {[&] { ::open(file_.c_str(), O_RDONLY); }, {{UseKind::openFile, file_}}},
+      {[&] { ::open(marked.c_str(), O_RDONLY); }, {{UseKind::openFile, marked}}},
+      {[&] { ::inotify_add_watch(::inotify_init(), tree_.path("place/inner").c_str(), IN_ALL_EVENTS); }, {}},
+      {[&] { ::open(tree_.path("place-2/f").c_str(), O_RDONLY); }, {}},
+      {[&] {
+         start({"/bin/sh", "-c", "kill -STOP $$", tree_.path("place/inner")});
+       },
+       {}},
+      {[&] {  // from here on the files are gone
+         start({server, "100"});
+         ::unlink(server.c_str());
+       },
+       {{UseKind::program, server}}},
+      {[&] {
+         map(file_);
+         ::open(file_.c_str(), O_RDONLY);
+         ::unlink(file_.c_str());
+       },
+       {}},
+  };
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    const OtherProcess other(cases[i].act);
+    const auto use = UsageSnapshot::take().userOf(tree_.path("place"));
+    ASSERT_EQ(use.has_value(), cases[i].seen.has_value()) << i << " " << (use ? use->path : "");
+    if (!use) continue;
+    EXPECT_EQ(std::pair(use->kind, use->path), *cases[i].seen) << i;
+    EXPECT_FALSE(use->program.empty()) << i;
+  }
 }
 
 }  // namespace

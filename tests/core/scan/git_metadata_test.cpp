@@ -32,7 +32,7 @@ TEST_F(GitMetadata, TellsOfCommitAndWorkingTree) {
   EXPECT_TRUE(metadata.isClean);
   EXPECT_EQ(metadata.gitStatusLine, "Clean (no uncommitted changes)");
   EXPECT_GT(metadata.totalProjectSizeBytes, 4U) << "the repository's own files count too";
-  EXPECT_EQ(reader().lastActivity(path), commitDate);
+  EXPECT_EQ(reader().lastCommitDate(path), commitDate);
 
   tree_.writeFile("p/new\nline", "1");
   metadata = reader().read("~/../p", 1U << 30U);
@@ -48,13 +48,12 @@ TEST_F(GitMetadata, TellsOfCommitAndWorkingTree) {
 TEST_F(GitMetadata, ARepositoryWithoutACommitHasNoDate) {
   tree_.makeFolder("p");
   git(tree_.path("p"), {"init", "-q"});
-  tree_.setModified("p", TimePoint{std::chrono::seconds{1500000000}});
   const auto metadata = reader().read(tree_.path("p"), 0);
   EXPECT_TRUE(metadata.isGitRepo);
   EXPECT_EQ(metadata.lastCommitDate, std::nullopt);
   EXPECT_EQ(metadata.commitSubject, "");
   EXPECT_TRUE(metadata.isClean);
-  EXPECT_EQ(reader().lastActivity(tree_.path("p")), TimePoint{std::chrono::seconds{1500000000}});
+  EXPECT_EQ(reader().lastCommitDate(tree_.path("p")), std::nullopt);
 }
 
 TEST_F(GitMetadata, WhatIsNoRepositoryHasOnlySizeAndFolderDate) {
@@ -65,16 +64,17 @@ TEST_F(GitMetadata, WhatIsNoRepositoryHasOnlySizeAndFolderDate) {
   expected.totalProjectSizeBytes = 5;
   expected.lastModified = modified;
   EXPECT_EQ(reader().read(tree_.path("p"), 3), expected);
-  EXPECT_EQ(reader().lastActivity(tree_.path("p")), modified);
+  EXPECT_EQ(reader().lastCommitDate(tree_.path("p")), std::nullopt);
   tree_.symlink("link", "p");
-  EXPECT_EQ(reader().lastActivity(tree_.path("link")), modified) << "of the folder, not of the link to it";
+  EXPECT_EQ(TidraGitMetadataReader::folderActivity(tree_.path("link")), modified)
+      << "of the folder, not of the link to it";
   makeEntries(tree_, {"$NOWHERE/f=1234"});
   EXPECT_EQ(reader().read(tree_.path("$NOWHERE"), 0).totalProjectSizeBytes, 4U);
 
   ProjectGitMetadata unknown;
   unknown.totalProjectSizeBytes = 77;
   for (const char* path : {"~/missing", "~/file", "$NOWHERE/x"}) EXPECT_EQ(reader().read(path, 77), unknown) << path;
-  EXPECT_EQ(reader().lastActivity(tree_.path("missing")), std::nullopt);
+  EXPECT_EQ(TidraGitMetadataReader::folderActivity(tree_.path("missing")), std::nullopt);
 
   // Without git no project is a repository.
   const std::string repository = makeRepository("r");
@@ -161,7 +161,7 @@ TEST_F(GitMetadata, RunsNothingThatARepositoryNames) {
     tree_.setModified(trap.name + "/file", commitDate);
 
     const auto metadata = reader().read(path, 0);
-    reader().lastActivity(path);
+    reader().lastCommitDate(path);
     EXPECT_FALSE(pathFacts(canary)) << "the repository had its program run";
     EXPECT_TRUE(metadata.isGitRepo);
     EXPECT_FALSE(metadata.gitStatusLine.empty());
@@ -195,7 +195,6 @@ TEST_F(GitMetadata, ACallersEnvironmentDoesNotPointGitElsewhere) {
 
 TEST_F(GitMetadata, AGitThatFailsOrTalksNonsenseGivesTheFallbackTexts) {
   makeEntries(tree_, {"p/.git/", "p/f"});
-  tree_.setModified("p", commitDate);
   for (const char* body : {"exit 1", "echo 12; exit 128", "kill -9 $$", "echo; echo garbage", "printf 'x\\034y'",
                            "printf '\\377\\000\\034'", "printf '99999999999999999999\\034s'"}) {
     const auto metadata = readerWithFake(body).read(tree_.path("p"), 9);
@@ -204,7 +203,7 @@ TEST_F(GitMetadata, AGitThatFailsOrTalksNonsenseGivesTheFallbackTexts) {
     EXPECT_EQ(metadata.commitSubject, "") << body;
     EXPECT_EQ(metadata.totalProjectSizeBytes, 9U) << body;
     EXPECT_FALSE(metadata.isClean) << body;
-    EXPECT_EQ(readerWithFake(body).lastActivity(tree_.path("p")), commitDate) << body;
+    EXPECT_EQ(readerWithFake(body).lastCommitDate(tree_.path("p")), std::nullopt) << body;
   }
   EXPECT_EQ(readerWithFake("exit 1").read(tree_.path("p"), 0).gitStatusLine, "Unable to read git status");
 }

@@ -14,6 +14,7 @@
 namespace tidra {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -233,8 +234,9 @@ TEST(Walk, SaysWhyARootGivesNothing) {
     return result.rootObstacle.value_or("");
   };
   EXPECT_THAT(obstacleOf("skipped"), HasSubstr("~/skipped lies in a folder that scans skip"));
-  EXPECT_THAT(obstacleOf("skipped/p"), HasSubstr("~/skipped/p lies in a folder that scans skip"));
-  EXPECT_THAT(obstacleOf("x/.git/y"), HasSubstr("skip"));
+  EXPECT_THAT(obstacleOf("skipped/p"), AllOf(HasSubstr("~/skipped/p lies in a folder that scans skip"),
+                                             HasSubstr("; --unskip '~/skipped', in a policy scan.unskip, walks it.")));
+  EXPECT_THAT(obstacleOf("x/.git/y"), testing::EndsWith("so nothing is reported for it."));
   tree.symlink("way-in", "skipped");
   EXPECT_THAT(obstacleOf("way-in/p"), HasSubstr("skip"));
   EXPECT_THAT(obstacleOf("mine/p"), HasSubstr("~/mine/p is excluded"));
@@ -249,6 +251,27 @@ TEST(Walk, SaysWhyARootGivesNothing) {
   request.catalog = &skippingByName;
   EXPECT_EQ(obstacleOf("way-in/p"), "");
   EXPECT_THAT(obstacleOf("skipped/p"), HasSubstr("skip"));
+}
+
+TEST(Walk, ARootIsNotAskedAboutByPatternsThatItsOwnNameMatches) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"p/vendor/target/f", "p/vendor/a/target/f", "p/vendor/vendor/target/f"});
+  auto request = requestFor(tree, catalog);
+  request.exclusionFilter.globPatterns = {"vendor", "*/p/v*"};
+  request.root = tree.path("p/vendor");
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre("p/vendor/a/target", "p/vendor/target"));
+  const auto isKeptOut = [&] {
+    return Scanner::scan(request).rootObstacle.value_or("").ends_with("is excluded, so nothing is reported for it.");
+  };
+  // The entries of a plan have not been named as roots by anybody.
+  request.onlyNames = {"target"};
+  EXPECT_TRUE(isKeptOut());
+  request.onlyNames.reset();
+  request.root = tree.path("p/vendor/a");
+  EXPECT_TRUE(isKeptOut());
+  request.root = tree.path("p");
+  request.exclusionFilter.pathPrefixes = {tree.path("p")};
+  EXPECT_TRUE(isKeptOut());
 }
 
 TEST(Walk, LeavesTheTreeAsItIs) {

@@ -17,6 +17,7 @@
 #include "core/model/removal_leftover.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/held_folder.h"
+#include "core/platform/path_text.h"
 #include "core/scan/removal_note.h"
 #include "tests/support/git_repositories.h"
 
@@ -121,6 +122,7 @@ TEST_F(CleanupSession, SelectsTheLargestFirstWithoutWhatAKeepFileProtects) {
   EXPECT_EQ(plan.items.size(), 2U);
   EXPECT_EQ(plan.totalBytes(), 3010);
   EXPECT_EQ(plan.highestTier(), ArtifactSafetyTier::safe);
+  EXPECT_EQ(CleanupPlan{}.highestTier(), ArtifactSafetyTier::safe);
   EXPECT_THAT(told(selected({.force = true})), testing::Each(testing::EndsWith(": -")));
 }
 
@@ -141,7 +143,7 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
 #ifndef __linux__
   GTEST_SKIP() << "only Linux tells who uses a folder";
 #endif
-  for (const char* project : {"works", "works-inside", "locks", "idle", "works-not"})
+  for (const char* project : {"works", "works-inside", "locks", "opens", "idle", "works-not"})
     tree_.writeFile("code/" + std::string(project) + "/node_modules/sub/f");
   tree_.symlink("way", "code/works");
   const auto worksIn = [&](const std::string& relative) {
@@ -154,6 +156,9 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
     const int file = ::open(path.c_str(), O_RDWR);
     return file >= 0 && ::flock(file, LOCK_EX) == 0 && ::chdir("/") == 0;
   });
+  const Bystander opener([path = tree_.path("code/opens/node_modules/sub/f")] {
+    return ::open(path.c_str(), O_RDONLY) >= 0 && ::chdir("/") == 0;
+  });
   auto candidates = selected();
   std::sort(candidates.begin(), candidates.end(),
             [](const auto& a, const auto& b) { return a.item.path < b.item.path; });
@@ -161,17 +166,18 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
               ElementsAre("idle/node_modules: -",
                           AllOf(HasSubstr("locks/node_modules: is in use: "),
                                 HasSubstr("has locked " + tree_.path("code/locks/node_modules/sub/f"))),
+                          HasSubstr("has opened " + tree_.path("code/opens/node_modules/sub/f")),
                           HasSubstr("works-inside/node_modules: is in use: "), "works-not/node_modules: -",
                           AllOf(HasSubstr("works/node_modules: is in use: "), HasSubstr("works in its project"))));
   // It is asked again right before each removal.
   const auto forced = selected({.force = true});
   const auto outcome = runCleanup(forced, setting());
   EXPECT_EQ(outcome.disposal.receipts.size(), 2U);
-  EXPECT_EQ(outcome.disposal.failures.size(), 3U);
+  EXPECT_EQ(outcome.disposal.failures.size(), 4U);
   auto force = setting();
   force.options.force = true;
   const auto candidatesLeft = selected({.force = true});
-  EXPECT_EQ(runCleanup(candidatesLeft, force).disposal.receipts.size(), 3U);
+  EXPECT_EQ(runCleanup(candidatesLeft, force).disposal.receipts.size(), 4U);
 }
 
 TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
@@ -203,6 +209,46 @@ TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
   for (const auto& finding : runScan(silent).findings) {
     EXPECT_TRUE(finding.safetyTier != safe || finding.path == tree_.path("code/bare/vendor")) << finding.path;
   }
+}
+
+TEST_F(CleanupSession, WorkInARepositoryInsideIsNoSafeFinding) {
+  const auto inside = [](const std::string& project) { return "code/" + project + "/node_modules/@me/lib"; };
+  makeRepository("origin");
+  for (const char* project : {"clean", "changed", "untracked", "ahead", "stashed"}) {
+    git(tree_.root(), {"clone", "-q", tree_.path("origin"), tree_.path(inside(project))});
+  }
+  tree_.writeFile(inside("changed") + "/file", "mended");
+  tree_.writeFile(inside("untracked") + "/new");
+  git(tree_.path(inside("ahead")), {"commit", "-q", "--allow-empty", "-m", "mine"});
+  tree_.writeFile(inside("stashed") + "/file", "mended");
+  git(tree_.path(inside("stashed")), {"stash", "-q"});
+  makeRepository(inside("no-remote"));
+  for (const char* project : {"worktree", "worktree-changed"}) {
+    git(tree_.path("origin"), {"worktree", "add", "-q", tree_.path(inside(project)), "-b", project});
+  }
+  tree_.writeFile(inside("worktree-changed") + "/new");
+  makeRepository("code/remains");
+  tree_.writeFile(inside("remains") + "/.git/hooks/README.sample");
+  tree_.writeFile(inside("broken") + "/.git/HEAD", "nonsense");
+  const auto before = snapshotOf(tree_.path("code"));
+  std::map<std::string, ArtifactSafetyTier> found;
+  for (const auto& finding : runScan(request()).findings) {
+    found[std::string(lastPathComponent(*finding.groupRoot))] = finding.safetyTier;
+    EXPECT_EQ(finding.safetyTier == ArtifactSafetyTier::warning,
+              finding.restoreHint.value_or("").ends_with("no remote repository: @me/lib"));
+  }
+  EXPECT_EQ(snapshotOf(tree_.path("code")), before);
+  using enum ArtifactSafetyTier;
+  EXPECT_EQ(found, (std::map<std::string, ArtifactSafetyTier>{{"clean", safe},
+                                                              {"changed", warning},
+                                                              {"untracked", warning},
+                                                              {"ahead", warning},
+                                                              {"stashed", warning},
+                                                              {"no-remote", warning},
+                                                              {"worktree", safe},
+                                                              {"worktree-changed", warning},
+                                                              {"remains", safe},
+                                                              {"broken", caution}}));
 }
 
 TEST_F(CleanupSession, APythonPackageIsNotWhatItsNameSays) {
@@ -271,6 +317,92 @@ TEST_F(CleanupSession, WhatReplacesAFindingDuringTheScanStays) {
   for (const auto& place : places) EXPECT_TRUE(exists(place)) << place;
 }
 
+class NestedPlaces : public CleanupSession {
+ protected:
+  NestedPlaces() {
+    for (const char* file : {"outer/mid/inner/f", "outer/f", "outer/p/node_modules/f", "outer/p/build/f"}) {
+      tree_.writeFileOfSize("code/" + std::string(file), 100);
+    }
+  }
+  /// Rules in this order: id, place in "code", tier, category.
+  ScanRequest withRules(const std::vector<std::array<std::string, 4>>& rules) const {
+    ScanRequest asked = request();
+    asked.scanSystem = true;
+    asked.categories = {"mine"};
+    for (const auto& [id, place, tier, category] : rules) {
+      SystemPathRule& rule = asked.catalog.systemRules.emplace_back();
+      rule.id = rule.label = id;
+      rule.category = category;
+      rule.tier = *fromRawValue<ArtifactSafetyTier>(tier);
+      for (const char* platform : {"linux", "macos"}) rule.paths[platform] = {tree_.path("code/" + place)};
+    }
+    return asked;
+  }
+  std::vector<std::string> selectedFrom(ScanRequest asked, std::set<ArtifactSafetyTier> tiers,
+                                        const CleanupOptions& options = {}) const {
+    asked.tiers = std::move(tiers);
+    auto lines = told(selectForCleanup(runScan(asked), asked.resolver, options));
+    std::sort(lines.begin(), lines.end());
+    return lines;
+  }
+
+  static constexpr auto safe = ArtifactSafetyTier::safe;
+  static constexpr auto caution = ArtifactSafetyTier::caution;
+};
+
+TEST_F(NestedPlaces, WhatHoldsAFindingOfAHigherTierGoesOnlyTogetherWithIt) {
+  const auto rules = withRules({{"inner", "outer/mid/inner", "caution", "mine"},
+                                {"mid", "outer/mid", "safe", "mine"},
+                                {"outer", "outer", "safe", "mine"}});
+  const std::string inner = tree_.path("code/outer/mid/inner");
+  EXPECT_THAT(selectedFrom(rules, {safe}),
+              ElementsAre("outer/mid: holds " + inner + " of tier caution, which is not selected",
+                          HasSubstr("outer: holds " + tree_.path("code/outer/mid") + ", which holds " + inner)));
+}
+
+TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {
+  // Both tiers of the folders of projects and of the places outside them are asked for.
+  const auto rules = withRules({{"inner", "outer/mid/inner", "caution", "mine"}, {"outer", "outer", "safe", "mine"}});
+  EXPECT_THAT(selectedFrom(rules, {safe, caution}), ElementsAre("outer: -"));
+  const auto plan =
+      makeCleanupPlan(selectForCleanup(runScan(rules), rules.resolver, {}), DisposalMethod::delete_, rules);
+  EXPECT_EQ(plan.totalBytes(), 400) << "no byte twice";
+  EXPECT_EQ(plan.highestTier(), caution);
+  EXPECT_THAT(told(checkPlan(plan, rules, {}).candidates), ElementsAre("outer: -"));
+  // A plan with the tier of the outer one alone says nothing about the inner one.
+  auto cut = plan;
+  cut.items.at(0).tier = safe;
+  EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre(HasSubstr("outer: holds ")));
+  for (const auto& item : runScan(rules).report.items) {
+    if (item.path != cut.items.at(0).path) cut.items.push_back(CleanupPlan::Item::make(item));
+  }
+  EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre("outer: -"));
+}
+
+TEST_F(NestedPlaces, WhatIsKeptHoldsBackWhatItLiesIn) {
+  tree_.writeFile("code/outer/mid/inner/.tidra-keep");
+  const auto rules = withRules({{"inner", "outer/mid/inner", "safe", "mine"}, {"outer", "outer", "caution", "mine"}});
+  EXPECT_THAT(
+      selectedFrom(rules, {safe, caution}),
+      testing::Contains(HasSubstr("outer: holds " + tree_.path("code/outer/mid/inner") + ", which is kept by")));
+  EXPECT_THAT(selectedFrom(rules, {safe, caution}, {.force = true}), ElementsAre("outer: -"));
+}
+
+TEST_F(NestedPlaces, AFindingTakesTheTierOfAPlaceInItThatIsNone) {
+  const auto tierOf = [&](const ScanRequest& asked, const std::string& place) {
+    for (const auto& finding : runScan(asked).findings) {
+      if (finding.path == tree_.path("code/" + place)) return std::string(rawValue(finding.safetyTier));
+    }
+    return std::string("none");
+  };
+  EXPECT_EQ(tierOf(withRules({{"outer", "outer", "safe", "mine"}, {"inner", "outer/mid", "caution", "mine"}}), "outer"),
+            "caution");
+  const auto other = withRules({{"outer", "outer", "safe", "mine"}, {"inner", "outer/mid", "warning", "other"}});
+  EXPECT_EQ(tierOf(other, "outer"), "warning") << "of a category that is not looked at";
+  const auto inProject = withRules({{"inner", "outer/p/node_modules", "caution", "mine"}});
+  EXPECT_EQ(tierOf(inProject, "outer/p/node_modules"), "caution") << "a finding of a project";
+}
+
 TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
   const std::string name = RemovalLeftover::name(7);
   for (const std::string folder : {"code/p/", "home/.cache/", "home/sdks/", "code/p/node_modules/"}) {
@@ -282,6 +414,7 @@ TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
   auto all = request();
   all.scanSystem = true;
   all.categories = {"mine"};
+  all.systemReach = SystemReach::everywhere;
   const auto candidates = selectForCleanup(runScan(all), all.resolver, {});
   std::vector<std::string> leftovers;
   for (const auto& candidate : candidates) {

@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <filesystem>
 #include <map>
 #include <thread>
@@ -49,9 +50,12 @@ class ScanSession : public WithGitRepositories {
     return paths;
   }
 
+  static constexpr TimePoint fileDate{std::chrono::seconds{1600000000}};
+
   /// Three projects of different age and size; the last was never committed.
   void makeProjects() const {
     makeRepository("code/fresh");
+    tree_.setModified("code/fresh/file", fileDate);
     tree_.writeFile("code/fresh/node_modules/f", std::string(10, 'x'));
     tree_.writeFile("code/fresh/target/f", std::string(200, 'x'));
     tree_.writeFile("code/old/target/f", std::string(3000, 'x'));
@@ -69,7 +73,7 @@ TEST_F(ScanSession, DatesEveryFindingFromItsProject) {
 
   auto withoutGit = request({"code/fresh"});
   withoutGit.git.reset();
-  EXPECT_NE(runScan(withoutGit).findings.at(0).lastActivityDate, commitDate);
+  EXPECT_EQ(runScan(withoutGit).findings.at(0).lastActivityDate, fileDate);
 }
 
 TEST_F(ScanSession, NoneOfManyProjectsStaysUndated) {
@@ -332,8 +336,8 @@ TEST_F(ScanSession, ACancelledScanReportsWhatItHasAsPartial) {
   asked.workers = 1;
   // Tens of thousands of patterns for every entry make a small tree last many seconds.
   for (int i = 0; i < 30000; ++i) asked.exclusions.globPatterns.push_back("*" + std::to_string(i) + "*~?");
-  bool cancelled = false;
-  asked.shouldCancel = [&] { return cancelled; };
+  std::atomic<bool> cancelled{false};
+  asked.shouldCancel = [&] { return cancelled.load(); };
   asked.onProgress = [&](const ScanProgress& progress) { cancelled = progress.artifactsFound > 0; };
   const auto outcome = runScan(asked);
   EXPECT_TRUE(outcome.report.partial);
@@ -347,14 +351,17 @@ TEST_F(ScanSession, ACancelledScanReportsWhatItHasAsPartial) {
 TEST_F(ScanSession, CancellingEndsTheWaitForAHungGit) {
   makeProjects();
   auto asked = request({"code"});
-  asked.git = script("git", "touch '" + tree_.path("started") + "'\nsleep 1000");
-  asked.shouldCancel = [&] { return static_cast<bool>(pathFacts(tree_.path("started"))); };
-  const auto began = std::chrono::steady_clock::now();
-  const auto outcome = runScan(asked);
-  EXPECT_LT(std::chrono::steady_clock::now() - began,
-            std::chrono::duration<double>(TidraGitMetadataReader::commandTimeoutSeconds));
-  EXPECT_TRUE(outcome.report.partial);
-  EXPECT_EQ(outcome.findings.size(), 4U) << "the walk was done by then";
+  for (const std::string question : {"log", "ls-files"}) {
+    const std::string started = tree_.path("started " + question);
+    asked.git = script("git", "case \"$*\" in *" + question + "*) touch '" + started + "'; sleep 1000;; esac");
+    asked.shouldCancel = [&] { return static_cast<bool>(pathFacts(started)); };
+    const auto began = std::chrono::steady_clock::now();
+    const auto outcome = runScan(asked);
+    EXPECT_LT(std::chrono::steady_clock::now() - began,
+              std::chrono::duration<double>(TidraGitMetadataReader::commandTimeoutSeconds));
+    EXPECT_TRUE(outcome.report.partial) << question;
+    EXPECT_EQ(outcome.findings.size(), 4U) << "the walk was done by then";
+  }
 }
 
 TEST_F(ScanSession, ProgressOfSeveralRootsAddsUp) {

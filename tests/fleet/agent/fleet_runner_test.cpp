@@ -12,6 +12,7 @@
 #include "core/dispose/quarantine.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/files.h"
+#include "core/platform/path_text.h"
 #include "fleet/agent/audit_log.h"
 #include "fleet/agent/run_lock.h"
 #include "tests/support/git_repositories.h"
@@ -56,6 +57,7 @@ class FleetRuns : private OutsideSkippedFolders, public WithGitRepositories {
   void makeProject(const std::string& name, std::uint64_t bytes) const {
     tree_.writeFile("home/code/" + name + "/package.json", "{}");
     const std::string path = makeRepository("home/code/" + name);
+    for (const char* file : {"/package.json", "/file"}) tree_.setModified("home/code/" + name + file, commitDate);
     tree_.writeFile("home/code/" + name + "/.git/info/exclude", "node_modules\n");
     tree_.writeFileOfSize("home/code/" + name + "/node_modules/f", bytes);
   }
@@ -185,6 +187,35 @@ TEST_F(FleetRuns, WeeksOfNightsAgreeOnDiskLogAndMetrics) {
   EXPECT_EQ(metric("tidra_runs_total"), "6");
   EXPECT_EQ(metric("tidra_disposed_items_total"), "4");
   EXPECT_EQ(AuditLog::verify(auditPath()).message, "OK (" + std::to_string(AuditLog(auditPath()).seq()) + " records)");
+}
+
+TEST_F(FleetRuns, WhatToolsRemoveCountsTheSameEverywhere) {
+  makeProject("a", 4 * megabyte);
+  tree_.writeFileOfSize("base/pkgs/cache/f", megabyte);
+  tree_.writeFile("bin/conda", "#!/bin/sh\ncase \"$*\" in\n'info --base') echo " + tree_.path("base") +
+                                   ";;\n*--packages\\ --dry-run*) echo 'Will remove 2 (3.0 MB) package(s).';;\n"
+                                   "*--packages*) echo 'Will remove 1 (2.0 MB) package(s).';;\n"
+                                   "*--index-cache*) echo 'Will remove 1 index cache(s).';;\n*) exit 1;;\nesac\n");
+  tree_.setMode("bin/conda", 0755);
+  environment_["PATH"] = tree_.path("bin") + ":" + environment_["PATH"];
+  policy_.scan.categories = {"python"};
+  const auto result = run();
+  const auto records = recordsOf(result);
+  std::map<std::string, std::uint64_t> disposed;
+  for (const auto& record : records) {
+    if (record.event != Event::disposed) continue;
+    disposed[std::string(lastPathComponent(*record.path))] = *record.bytes;
+    EXPECT_EQ(record.method, isToolBackedTarget(*record.path) ? DisposalMethod::delete_ : DisposalMethod::quarantine);
+  }
+  EXPECT_THAT(disposed,
+              ElementsAre(std::pair("conda:clean:index-cache", megabyte),
+                          std::pair("conda:clean:packages", 2 * megabyte), std::pair("node_modules", 4 * megabyte)));
+  const std::string sum = std::to_string(7 * megabyte);
+  EXPECT_EQ(metric("tidra_last_run_disposed_bytes"), sum);
+  EXPECT_EQ(metric("tidra_disposed_bytes_total"), sum);
+  EXPECT_EQ(records.back().bytes, 7 * megabyte);
+  EXPECT_EQ(result.hostReport->disposedBytes, result.hostReport->disposedBytesTotal);
+  EXPECT_THAT(lines_, Contains("2 of these by their tool, for good: about 3 MB"));
 }
 
 TEST_F(FleetRuns, ADryRunTellsAndChangesNothing) {
@@ -336,13 +367,37 @@ TEST_F(FleetRuns, NothingBeginsWithoutLockLogAndRoots) {
     EXPECT_EQ(records.back().message, "policy resolves to no scan roots and no categories");
   }
   policy_ = nothing;
-  policy_.scan.disabledRules = {"no-such-rule"};
+  policy_.scan.extraRules = {"~/no-such-file"};
   EXPECT_THROW(run(), InputError);
   policy_ = nothing;
   policy_.audit.path = "~/code";
   EXPECT_THROW(run(), InputError);
   EXPECT_TRUE(has("a"));
   EXPECT_FALSE(fs::exists(tree_.path("home/.tidra/fleet.lock")));
+}
+
+TEST_F(FleetRuns, WhatHoldsSomethingThatThePolicyKeepsStays) {
+  tree_.writeFile("home/rules.json", R"({"systemRules": [
+    {"id": "models", "category": "globalCaches", "label": "Models", "tier": "caution",
+     "paths": {"linux": ["~/big/models"], "macos": ["~/big/models"]}},
+    {"id": "big", "category": "globalCaches", "label": "Big", "paths": {"linux": ["~/big"], "macos": ["~/big"]}}]})");
+  for (const char* file : {"home/big/models/f", "home/big/f"}) tree_.writeFileOfSize(file, 2 * megabyte);
+  policy_.scan.extraRules = {"~/rules.json"};
+  policy_.scan.categories = {{"globalCaches"}};
+  auto result = run();
+  ASSERT_EQ(result.kept.size(), 1U);
+  EXPECT_EQ(result.kept[0].reason,
+            "holds " + tree_.path("home/big/models") + ", which the policy keeps (tierNotAutoCleaned)");
+  policy_.autoClean.tiers.push_back(ArtifactSafetyTier::caution);
+  policy_.never.ruleIDs = {"models"};
+  EXPECT_EQ(run().kept.size(), 1U);
+  EXPECT_TRUE(fs::exists(tree_.path("home/big/f")));
+  policy_.never.ruleIDs.clear();
+  policy_.autoClean.maxBytesPerRun = 6 * megabyte;
+  result = run();
+  EXPECT_EQ(result.disposal.receipts.size(), 1U);
+  EXPECT_EQ(result.decision.plan.totalBytes(), 4 * std::int64_t{megabyte});
+  EXPECT_FALSE(fs::exists(tree_.path("home/big")));
 }
 
 TEST_F(FleetRuns, ARunThatDiedShowsInTheNext) {
@@ -372,9 +427,9 @@ TEST_F(FleetRuns, ARunThatDiedShowsInTheNext) {
     record.runID = "DIED TOO";
     record.event = Event::error;
   });
-  policy_.scan.disabledRules = {"no-such-rule"};
+  policy_.scan.extraRules = {"~/no-such-file"};
   EXPECT_THROW(run(), InputError);
-  policy_.scan.disabledRules.clear();
+  policy_.scan.extraRules.clear();
   EXPECT_THAT(errorsOf(run()), IsEmpty());
 }
 

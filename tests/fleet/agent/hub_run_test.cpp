@@ -193,7 +193,6 @@ TEST_F(RunsWithAHub, PoliciesThatThisHostCannotCarryOutAreRefused) {
   EXPECT_THAT(refused(R"({"scan": {"roots": [], "categories": []}})"), HasSubstr("neither scan roots nor categories"));
   EXPECT_THAT(refused(R"({"scan": {"roots": ["$NOPE"]}})"), HasSubstr("names a variable that is not set"));
   EXPECT_THAT(refused(R"({"scan": {"extraRules": ["/proc/kmsg"]}})"), HasSubstr("wants the rules file '/proc/kmsg'"));
-  EXPECT_THAT(refused(R"({"scan": {"disabledRules": ["no-such"]}})"), HasSubstr("No rule has the id 'no-such'"));
   EXPECT_THAT(refused(R"({"disposal": {"quarantineDir": "~/.tidra/audit.jsonl"}})"), HasSubstr("are the same file"));
   EXPECT_THAT(refused(R"({"disposal": {"quarantineDir": "~/.tidra/audit.jsonl.checkpoint"}})"),
               HasSubstr("is where a file of the audit log belongs"));

@@ -159,8 +159,11 @@ TEST_F(CatalogProbe, NothingIsCountedTwice) {
   rule("glob", {"a*"});
   rule("elsewhere", {"o"}).category = "other";
   rule("for others", {}).paths = {{"macos", {"ab"}}};
-  make({"home/a/b/c", "home/ab", "home/ac", "home/o"});
-  EXPECT_THAT(found(), ElementsAre("@/home/a | first", "@/home/ab | beside", "@/home/ac | glob · ac"));
+  rule("deep", {"x/y/z", "x/y"});
+  rule("outer later", {"x", "x/y/z"});
+  make({"home/a/b/c", "home/ab", "home/ac", "home/o", "home/x/y/z"});
+  EXPECT_THAT(found(), ElementsAre("@/home/a | first", "@/home/ab | beside", "@/home/ac | glob · ac",
+                                   "@/home/x/y/z | deep", "@/home/x/y | deep", "@/home/x | outer later"));
 }
 
 TEST_F(CatalogProbe, LinksAndWhatTheUserExcludesAreLeftOut) {
@@ -170,11 +173,19 @@ TEST_F(CatalogProbe, LinksAndWhatTheUserExcludesAreLeftOut) {
   make({"home/real/x", "home/kept", "home/above/kept/deep", "home/vendor", "home/g/vendor", "home/g/taken"});
   fixture.tree().symlink("home/link", fixture.tree().path("home/real"));
   fixture.tree().symlink("home/dangling", "nowhere");
+  rule("link as such", {"link", "dangling", "above/*"}).kind = Kind::file;
+  rule("which version is in use", {"versions"}).mode = SystemPathRule::Mode::children;
+  make({"home/versions/1"});
+  fixture.tree().symlink("home/versions/current", "1");
   auto& filter = fixture.context.exclusionFilter;
   filter.addPrefix(fixture.home() + "/kept");
   filter.addPrefix(fixture.home() + "/above");
   filter.addPattern("vendor");
-  EXPECT_THAT(found(), ElementsAre("@/home/link/x | behind", "@/home/g/taken | excluded · taken"));
+  EXPECT_THAT(found(), ElementsAre("@/home/link/x | behind", "@/home/g/taken | excluded · taken",
+                                   "@/home/link | link as such", testing::StartsWith("@/home/versions/1 | ")));
+  const auto report = CatalogPathProbe("c").scan(fixture.context);
+  EXPECT_THAT(fixture.lines(report), testing::Contains("@/home/link | link as such | 0"));
+  EXPECT_THAT(report.notes, ElementsAre(testing::HasSubstr("link is a link and is passed over")));
 }
 
 TEST_F(CatalogProbe, FilesAreMeasuredByThemselvesAndOnlyWhereARuleTakesThem) {

@@ -15,14 +15,19 @@ using Answers = ProbeFixture::Answers;
 
 const std::string idA = "sha256:" + std::string(64, 'a');
 const std::string idB = "sha256:" + std::string(64, 'b');
+const std::string idC = "sha256:" + std::string(64, 'c');
 
-/// An engine with build cache, two dangling images, two containers, one of them stopped, and three volumes.
+/// An engine with build cache, two dangling images and one that the stopped one of two containers keeps, and three
+/// volumes.
 Answers busyEngine() {
   return {
       {"info --format {{.ServerVersion}}", "echo 24.0.7"},
       {"system df --format {{.Type}}\t{{.Size}}", R"(printf 'Local Volumes\t7MB\nBuild Cache\t1.5GB\nImages\t3GB\n')"},
-      {"images --filter dangling=true --quiet --no-trunc", "printf '" + idB + "\\n" + idA + "\\n" + idB + "\\n'"},
+      {"images --filter dangling=true --quiet --no-trunc",
+       "printf '" + idB + "\\n" + idA + "\\n" + idB + "\\n" + idC + "\\n'"},
+      {"inspect --format {{.Image}} web halted", "printf 'sha256:0\\n" + idC + "\\n'"},
       {"inspect --format {{.Size}} " + idA + " " + idB, R"(printf '1000\n200\n')"},
+      {"inspect --format {{.Size}} " + idA + " " + idB + " " + idC, R"(printf '1000\n200\n50\n')"},
       {"volume ls --format {{.Name}}", R"(printf 'db\nstopped-data\nold\n')"},
       {"ps -a --format {{.Names}}", R"(printf 'web,other/db\nhalted\n')"},
       {"inspect --format {{range .Mounts}}{{.Name}} {{end}} web halted", R"(printf 'db  \nstopped-data \n')"},
@@ -52,6 +57,7 @@ class Docker : public testing::Test {
 
 const std::string cache = "docker:prune:buildcache | Docker build cache | 1500000000";
 const std::string dangling = "docker:prune:dangling | Docker dangling images (2) | 1200";
+const std::string danglingAll = "docker:prune:dangling | Docker dangling images (3) | 1250";
 const std::string old = "docker:volume:old | Docker volume: old | 12500";
 
 TEST_F(Docker, TellsOfBuildCacheDanglingImagesAndVolumesThatNoContainerMounts) {
@@ -84,6 +90,8 @@ TEST_F(Docker, EachAnswerThatFailsCostsOnlyWhatItTells) {
   EXPECT_THAT(found(changed("system df --format", R"(printf 'Build Cache\tmuch\nBuild Cache 4GB\n')")),
               ElementsAre(dangling, old));
   EXPECT_THAT(found(changed("images", "exit 1")), ElementsAre(cache, old));
+  EXPECT_THAT(found(changed("images", "echo " + idC)), ElementsAre(cache, old)) << "pruning would leave it";
+  EXPECT_THAT(found(changed("inspect --format {{.Image}}", "exit 1")), ElementsAre(cache, danglingAll, old));
   EXPECT_THAT(found(changed("images", "exit 0")), ElementsAre(cache, old));
   EXPECT_THAT(found(changed("inspect --format {{.Size}}", "exit 1")), ElementsAre(cache, noSizes, old));
   EXPECT_THAT(found(changed("system df -v", "exit 1")), ElementsAre(cache, dangling, noSize));
@@ -92,11 +100,10 @@ TEST_F(Docker, EachAnswerThatFailsCostsOnlyWhatItTells) {
 }
 
 TEST_F(Docker, NoVolumeIsTakenForUnusedUnlessEveryContainerWasAsked) {
-  for (const char* start : {"ps -a", "inspect --format {{range"}) {
-    EXPECT_THAT(found(changed(start, "exit 1")), ElementsAre(cache, dangling)) << start;
-  }
+  EXPECT_THAT(found(changed("ps -a", "exit 1")), ElementsAre(cache, danglingAll));
+  EXPECT_THAT(found(changed("inspect --format {{range", "exit 1")), ElementsAre(cache, dangling));
   for (const char* names : {"--help", "web\\nha lted", "web\\n\\001", "web\\n;reboot", "web\\n$(reboot)"}) {
-    EXPECT_THAT(found(changed("ps -a", std::string("printf '") + names + "\\n'")), ElementsAre(cache, dangling))
+    EXPECT_THAT(found(changed("ps -a", std::string("printf '") + names + "\\n'")), ElementsAre(cache, danglingAll))
         << names;
   }
   // Without any container every volume is unused.
@@ -141,7 +148,7 @@ TEST_F(Docker, SizesThatNoMachineHoldsAreUnknown) {
 
 TEST_F(Docker, QuestionsThatFailedAreNotedOnce) {
   Answers answers = changed("images", "exit 1");
-  answers[4].second = "exit 1";
+  answers[6].second = "exit 1";
   EXPECT_THAT(ask(answers).notes, ElementsAre("docker did not answer: images, volume ls."));
 }
 

@@ -100,13 +100,14 @@ TEST_F(SystemScan, CountsNoPlaceTwiceAcrossCategoriesAndProjects) {
   const std::string linked = "linked @/home/d 20 __tidra:system:caches__";
   const std::string holder = "holds a project finding @/home/e 3 __tidra:system:caches__";
   const std::set<std::string> both{"globalCaches", "mine"};
-  EXPECT_THAT(scan(both), ElementsAre(inner, linked, holder));
+  const std::string outer = "outer @/home/c 100 __tidra:system:mine__";
+  EXPECT_THAT(scan(both), ElementsAre(inner, linked, holder, outer)) << "what holds an earlier one is found as well";
   EXPECT_THAT(scan({"mine"}),
               ElementsAre("outer @/home/c 100 __tidra:system:mine__", "below @/home/d/g 20 __tidra:system:mine__"));
   // What lies in a project finding is its own; what holds one is reported whole.
   EXPECT_THAT(scan(both, {project("home/c"), project("home/d")}), ElementsAre(holder));
   EXPECT_THAT(scan(both, {project("home/e/node_modules"), project("home/c/inner")}),
-              ElementsAre(linked, holder, "outer @/home/c 100 __tidra:system:mine__"));
+              ElementsAre(linked, holder, outer));
   // A project may be known by a name that leads through a link.
   EXPECT_THAT(scan({"mine"}, {project("home/alias/c"), project("home/alias/d")}), IsEmpty());
 }
@@ -122,6 +123,23 @@ TEST_F(SystemScan, AnEnvironmentOfAToolIsNotCountedBesideTheFolderThatHoldsIt) {
                                             "conda-env conda:env:e 5 __tidra:system:python__"));
   EXPECT_THAT(scan({"python"}, {project("home/base/envs/e")}),
               ElementsAre("cache @/home/base/envs/g 6 __tidra:system:python__"));
+}
+
+TEST_F(SystemScan, RootsBoundPlacesByWhereTheyReallyAre) {
+  fixture.tree().writeFileOfSize("home/in/a/f", 1);
+  fixture.tree().writeFileOfSize("home/in/b/f", 2);
+  fixture.tree().writeFileOfSize("home/inner/f", 3);
+  fixture.tree().writeFileOfSize("home/out/c/f", 4);
+  fixture.tree().symlink("home/alias", fixture.tree().path("home/in"));
+  fixture.tree().symlink("home/in/way", fixture.tree().path("home/out"));
+  rule("mine", "inside", "~/in/a");
+  rule("mine", "inside through a link", "~/alias/b");
+  rule("mine", "a name that begins alike", "~/inner");
+  rule("mine", "outside", "~/out");
+  rule("mine", "outside through a link", "~/in/way/c");
+  request.bounds.emplace().roots.add(fixture.tree().path("home/in"));
+  EXPECT_THAT(scan({"mine"}), ElementsAre("inside @/home/in/a 1 __tidra:system:mine__",
+                                          "inside through a link @/home/alias/b 2 __tidra:system:mine__"));
 }
 
 TEST_F(SystemScan, ACategoryThatDoesNotExistOnThePlatformGivesNothing) {

@@ -125,7 +125,10 @@ TEST(FleetPolicy, ReadsAndWritesEveryKey) {
       "x"
     ],
     "home": "/h",
-    "roots": []
+    "roots": [],
+    "unskip": [
+      "/opt"
+    ]
   },
   "schemaVersion": 1
 }

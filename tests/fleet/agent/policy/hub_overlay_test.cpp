@@ -13,7 +13,8 @@ using testing::IsEmpty;
 FleetPolicy own() {
   return FleetPolicy::parse(R"({"name": "own", "dryRun": true, "lockFile": "~/l", "audit": {"path": "~/a"},
     "metrics": {"listen": ":1", "textfile": "~/m"}, "hub": {"url": "http://hub", "policy": "ci"},
-    "scan": {"home": "/home/agent", "roots": ["~/own"], "extraRules": ["/etc/rules.json"]},
+    "scan": {"home": "/home/agent", "roots": ["~/own"], "extraRules": ["/etc/rules.json"],
+             "unskip": ["/opt", "~/.cache"]},
     "never": {"tiers": ["warning", "caution"], "ruleIDs": ["own-rule"], "paths": ["~/keep"]}})");
 }
 
@@ -43,6 +44,13 @@ TEST(HubOverlay, AHostileHubCanNeitherForgetWhatIsForbiddenNorMoveTheTraces) {
   EXPECT_EQ(policy.name, "theirs");
   EXPECT_THAT(policy.scan.roots, ElementsAre("/"));
   EXPECT_EQ(policy.disposal.method, DisposalMethod::delete_);
+}
+
+TEST(HubOverlay, WalksOnlyThoseSkippedFoldersThatTheHostNames) {
+  const auto overlaid = [](const char* text) { return overlaidByHub(own(), FleetPolicy::parse(text)).scan.unskip; };
+  EXPECT_THAT(overlaid("{}"), IsEmpty());
+  EXPECT_THAT(overlaid(R"({"scan": {"unskip": ["/opt"]}})"), ElementsAre("/opt"));
+  EXPECT_THROW(overlaid(R"({"scan": {"unskip": ["/opt", "/usr"]}})"), InputError);
 }
 
 TEST(HubOverlay, TakesRulesOnlyFromFilesThatTheHostNames) {

@@ -92,6 +92,9 @@ TEST(PolicyEvaluator, TheFirstTestThatFailsGivesTheReason) {
   policy.autoClean.requireKnownIdle = true;
   EXPECT_EQ(next(), Reason::idleUnknown);
   policy.autoClean.requireKnownIdle = false;
+  policy.autoClean.requireEvidence = true;
+  EXPECT_EQ(next(), Reason::noEvidence);
+  given.evidence = "ignored by git";
   EXPECT_EQ(next(), Reason::overBudget);
   policy.autoClean.maxBytesPerRun.reset();
   policy.autoClean.maxItemsPerRun = 0;

@@ -14,7 +14,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-const TidraPathResolver host{"/home/ada", {{"HOME", "/home/ada"}, {"CODE", "/srv/code"}}};
+const TidraPathResolver host{"/home/ada", {{"HOME", "/home/ada"}, {"CODE", "/srv/code"}, {"EMPTY", ""}}};
 
 ResolvedPolicy resolvedFrom(const std::string& text) { return ResolvedPolicy::make(FleetPolicy::parse(text), host); }
 
@@ -61,7 +61,9 @@ TEST(ResolvedPolicy, TakesTheQuarantineOfTheEnvironmentAndTheRetentionOfThePolic
 
 TEST(ResolvedPolicy, RefusesPathsThatNameNothing) {
   EXPECT_EQ(refusal(R"({"scan": {"roots": ["~", "$NOPE/x"]}})"),
-            "scan.roots[1] '$NOPE/x' names a variable that is not set; set it, or write the path out.");
+            "scan.roots[1] '$NOPE/x' names a variable that is not set or empty; set it, or write the path out.");
+  EXPECT_THAT(refusal(R"({"scan": {"roots": ["$EMPTY"]}})"), HasSubstr("scan.roots[0] '$EMPTY' names a variable"));
+  EXPECT_THAT(resolvedFrom(R"({"never": {"paths": ["$EMPTY/build"]}})").notes, ElementsAre(HasSubstr("$EMPTY/build")));
   EXPECT_EQ(refusal(R"({"audit": {"path": " "}})"), "audit.path is empty; name a path, or leave the key out.");
   EXPECT_THAT(refusal(R"({"scan": {"home": ""}})"), HasSubstr("scan.home is empty"));
 }
@@ -83,7 +85,7 @@ TEST(ResolvedPolicy, RefusesOneFileForTwoThings) {
 TEST(ResolvedPolicy, NotesWhatProtectsNothing) {
   EXPECT_THAT(resolvedFrom(R"({"never": {"paths": ["~/ok", "", "$NOPE/x", "./here"]}})").notes,
               ElementsAre("never.paths[1] is empty and matches nothing.",
-                          "never.paths[2] '$NOPE/x' names a variable that is not set and matches nothing.",
+                          "never.paths[2] '$NOPE/x' names a variable that is not set or empty and matches nothing.",
                           "never.paths[3] './here' matches nothing; begin it with / or ~."));
 }
 

@@ -1,0 +1,133 @@
+#include "core/scan/source_dates.h"
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <memory>
+
+#include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
+#include "core/scan/bundle_packages.h"
+#include "core/scan/walk_setup.h"
+
+namespace tidra {
+namespace {
+
+constexpr std::array versionControl{".git", ".hg", ".svn", ".bzr", ".jj", "CVS"};
+constexpr std::array writtenByLooking{".DS_Store", "Thumbs.db", "desktop.ini", ".directory"};
+
+template <std::size_t count>
+bool isOneOf(const std::array<const char*, count>& names, std::string_view name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+/// A file ".git" is written when a worktree or a submodule is made.
+bool isOwnFile(std::string_view name) { return !isOneOf(writtenByLooking, name) && !isOneOf(versionControl, name); }
+
+}  // namespace
+
+std::optional<TimePoint> credibleDate(TimePoint date, TimePoint now) {
+  using namespace std::chrono;
+  constexpr TimePoint earliest = sys_days{year{1990} / January / 1};
+  if (date < earliest || date > now + days{1}) return std::nullopt;
+  return std::min(date, now);
+}
+
+/// One project being read. A folder waits by its names alone and is opened relative to the project's: at worst somebody
+/// who swaps a folder for a link on the way has dates of other files read.
+class SourceDateReader::Search {
+ public:
+  Search(const SourceDateReader& dates, const std::string& project, const std::function<bool()>& shouldStop)
+      : dates_(dates), shouldStop_(shouldStop), place_(dates.filter_.placeOf(project)) {
+    auto opened = openDirectory(project);
+    if (!opened) return;
+    top_ = std::move(*opened);
+    waiting_.push_back({std::make_shared<FolderNode>(nullptr, project, FileDescriptor{}), {}, place_, 0});
+  }
+
+  std::optional<TimePoint> run() {
+    while (!waiting_.empty() && !isOver()) {
+      const Folder folder = std::move(waiting_.front());
+      waiting_.pop_front();
+      if (const auto opened = openSubdirectory(top_.get(), folder.path.empty() ? "." : folder.path.c_str())) {
+        read(folder, opened->get());
+      }
+    }
+    return newest_;
+  }
+
+ private:
+  struct Folder {
+    std::shared_ptr<FolderNode> node;
+    std::string path;  // below the project
+    const WalkFilter::Place* place;
+    std::size_t depth;
+  };
+
+  void read(const Folder& folder, int descriptor) {
+    const FolderFilter filter(dates_.filter_, folder.place, *folder.node);
+    reader_.start(descriptor);
+    for (DirectoryEntry entry; !isEnough() && reader_.next(entry);) {
+      constexpr std::size_t entriesPerLookAtTheClock = 64;
+      if (++entries_ % entriesPerLookAtTheClock == 0 && isOver()) return;
+      if (entry.type == EntryType::regularFile) {
+        if (isOwnFile(entry.name) && !filter.bars(entry.name)) look(descriptor, entry.name);
+      } else if (entry.type == EntryType::directory && folder.depth < dates_.limits_.depth &&
+                 dates_.isEntered(entry.name, *folder.node) && !filter.bars(entry.name)) {
+        const auto* place = WalkFilter::childPlace(folder.place, entry.name);
+        if (place != nullptr && place->mounted) continue;
+        waiting_.push_back({std::make_shared<FolderNode>(folder.node, std::string(entry.name), FileDescriptor{}),
+                            folder.path.empty() ? std::string(entry.name) : joinedPath(folder.path, entry.name), place,
+                            folder.depth + 1});
+      }
+    }
+  }
+
+  void look(int folder, std::string_view file) {
+    const auto facts = entryFacts(folder, file.data());
+    const auto date = facts ? credibleDate(facts->modified, dates_.now_) : std::nullopt;
+    if (date) newest_ = std::max(newest_.value_or(*date), *date);
+  }
+
+  bool isEnough() const { return entries_ >= dates_.limits_.entries || (newest_ && dates_.isFresh(*newest_)); }
+
+  bool isOver() const { return isEnough() || Clock::now() >= end_ || shouldStop_(); }
+
+  using Clock = std::chrono::steady_clock;
+
+  const SourceDateReader& dates_;
+  const std::function<bool()>& shouldStop_;
+  const WalkFilter::Place* const place_;
+  const Clock::time_point end_ = Clock::now() + dates_.limits_.time;
+  FileDescriptor top_;
+  std::deque<Folder> waiting_;
+  DirectoryReader reader_;
+  std::size_t entries_ = 0;
+  std::optional<TimePoint> newest_;
+};
+
+SourceDateReader::SourceDateReader(const FilesystemArtifactScanner::Request& walk, TimePoint now, Limits limits)
+    : filter_(makeWalkFilter(walk)), now_(now), limits_(limits) {
+  // What a rule that is switched off looks for is made by tools all the same.
+  for (const RuleCatalog* catalog : {walk.catalog, &RuleCatalog::builtIn()}) {
+    for (const ProjectArtifactRule& rule : catalog->projectRules) {
+      if (rule.parentName) {
+        artifactsBelow_.emplace(*rule.parentName, rule.folderName);
+      } else {
+        artifactNames_.insert(rule.folderName);
+      }
+    }
+  }
+}
+
+std::optional<TimePoint> SourceDateReader::newest(const std::string& project,
+                                                  const std::function<bool()>& shouldStop) const {
+  return Search(*this, project, shouldStop).run();
+}
+
+bool SourceDateReader::isEntered(std::string_view name, const FolderNode& parent) const {
+  if (artifactNames_.contains(name) || isOneOf(versionControl, name) || isBundlePackage(name)) return false;
+  return !artifactsBelow_.contains({std::string(lastPathComponent(parent.name())), std::string(name)});
+}
+
+}  // namespace tidra

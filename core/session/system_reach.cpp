@@ -1,0 +1,43 @@
+#include "core/session/system_reach.h"
+
+#include <fmt/format.h>
+
+#include "core/base/text.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+std::string realOrSame(const std::string& path) {
+  const auto real = realPath(path);
+  return real ? *real : path;
+}
+
+}  // namespace
+
+std::optional<SystemBounds> systemBoundsOf(const ScanRequest& request) {
+  if (request.systemReach == SystemReach::everywhere || request.roots.empty()) return std::nullopt;
+  const std::string home = realOrSame(request.resolver.home);
+  SystemBounds bounds;
+  for (const std::string& root : request.roots) {
+    std::string real = realOrSame(root);
+    if (isSameOrInside(home, real)) return std::nullopt;
+    bounds.roots.add(std::move(real));
+  }
+  if (request.categories) bounds.toolCategories = *request.categories;
+  return bounds;
+}
+
+std::string outOfBoundsNote(const ScanRequest& request) {
+  constexpr std::size_t mostNamed = 3;
+  std::vector<std::string> roots;
+  for (const std::string& root : request.roots) {
+    roots.push_back(escapedForTerminal(request.resolver.displayPath(root)));
+  }
+  return fmt::format("Caches{} outside {} were not looked at; --system includes them.",
+                     request.categories ? "" : " and tools",
+                     roots.size() <= mostNamed ? joined(roots, ", ") : "the named folders");
+}
+
+}  // namespace tidra

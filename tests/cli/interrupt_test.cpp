@@ -1,0 +1,191 @@
+// The program is sent a signal at many moments of a run. Whatever the moment, it ends; what it says is gone is gone and
+// everything else is there; and while nothing is gone yet, nothing goes any more.
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <filesystem>
+#include <set>
+#include <thread>
+
+#include "core/base/json_fields.h"
+#include "core/platform/files.h"
+#include "tests/cli/cli_fixture.h"
+
+namespace tidra {
+namespace {
+
+namespace fs = std::filesystem;
+
+using std::chrono::microseconds;
+using testing::IsEmpty;
+
+struct Case {
+  std::string name;
+  std::vector<std::string> arguments;  // HOME stands for the home folder
+  bool asks = false;
+};
+
+void PrintTo(const Case& one, std::ostream* out) { *out << one.name; }
+
+/// A home folder of its own for each run: three plain projects and two repositories, with an artefact each.
+class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<Case, bool>> {
+ protected:
+  static constexpr int moments = 50;
+
+  const Case& chosen() const { return std::get<0>(GetParam()); }
+  /// Reading the index of such a repository never ends, and git with it.
+  bool gitHangs() const { return std::get<1>(GetParam()); }
+
+  std::string makeHome(const std::string& name) const {
+    for (const char* project : {"a", "b", "c", "r", "s"}) {
+      const std::string folder = name + "/code/" + project;
+      tree().writeFile(folder + "/package.json");
+      tree().writeFile(folder + "/node_modules/.package-lock.json", "{}");
+      tree().writeFile(folder + "/node_modules/pkg/index.js", "x");
+      if (*project < 'r') continue;
+      tree().writeFile(folder + "/.git/HEAD", "ref: refs/heads/main\n");
+      for (const char* part : {"objects", "refs"}) tree().makeFolder(folder + "/.git/" + part);
+      if (gitHangs()) ::mkfifo(tree().path(folder + "/.git/index").c_str(), 0600);
+    }
+    tree().writeFile(name + "/policy.json", R"({"scan": {"roots": ["~/code"], "categories": []},
+      "disposal": {"method": "delete"}, "autoClean": {"minBytes": 0, "minIdleDays": 0}})");
+    // The tier is what a repository that git hangs on gets, too.
+    tree().writeFile(name + "/plan.json", plan(tree().path(name)));
+    return tree().path(name);
+  }
+  static std::string plan(const std::string& home) {
+    auto items = nlohmann::json::array();
+    for (const char* project : {"a", "b", "c", "r", "s"}) {
+      const std::string path = home + "/code/" + project + "/node_modules";
+      items.push_back({{"id", path},
+                       {"path", path},
+                       {"label", "x"},
+                       {"bytes", 1},
+                       {"tier", "caution"},
+                       {"category", "project"},
+                       {"source", "projectWalk"}});
+    }
+    return nlohmann::json{{"schemaVersion", 1},
+                          {"createdAt", "2026-01-01T00:00:00Z"},
+                          {"host", "h"},
+                          {"method", "delete"},
+                          {"items", items}}
+        .dump();
+  }
+
+  static std::set<std::string> gone(const std::string& home) {
+    std::set<std::string> paths;
+    for (const auto& project : fs::directory_iterator(home + "/code")) {
+      const std::string path = project.path().string() + "/node_modules";
+      if (!fs::exists(path + "/pkg/index.js")) paths.insert(path);
+    }
+    return paths;
+  }
+  /// What the program says it has removed, or broken off in the midst of.
+  static std::set<std::string> reported(const std::string& text) {
+    std::set<std::string> paths;
+    if (text.empty() || !text.starts_with('{')) return paths;
+    auto document = parseJson(text, "it");
+    if (document.contains("disposal")) document = document["disposal"];
+    if (!document.contains("receipts")) return paths;
+    for (const auto& receipt : document["receipts"]) paths.insert(receipt["path"]);
+    for (const auto& failure : document["failures"]) {
+      const std::string message = failure["message"];
+      if (message.find("what is left lies in") != std::string::npos) paths.insert(failure["path"]);
+    }
+    return paths;
+  }
+
+  ProgramRun runIn(const std::string& home, std::optional<ProgramOptions::Moment> moment,
+                   std::function<void(pid_t)> onFirstError = {}) const {
+    auto arguments = chosen().arguments;
+    for (std::string& argument : arguments) {
+      if (argument.starts_with("HOME")) argument.replace(0, 4, home);
+    }
+    ProgramOptions options{.environment = {{"HOME", home}, {"TIDRA_HOSTNAME", "h"}},
+                           .onFirstError = std::move(onFirstError),
+                           .moment = std::move(moment)};
+    if (chosen().asks) options.typed = "";
+    return run(arguments, std::move(options));
+  }
+
+  /// How long a run takes that nobody interrupts, and what is gone after it: a question is its end.
+  microseconds uninterrupted() {
+    const auto home = makeHome("reference");
+    const auto began = std::chrono::steady_clock::now();
+    auto end = began;
+    const auto asked = [&](pid_t program) {
+      end = std::chrono::steady_clock::now();
+      ::kill(program, SIGKILL);
+    };
+    const auto ran = runIn(home, {}, chosen().asks ? asked : std::function<void(pid_t)>());
+    if (!chosen().asks) {
+      EXPECT_EQ(ran.status, 0) << ran.err;
+      end = std::chrono::steady_clock::now();
+    }
+    EXPECT_EQ(reported(ran.out), gone(home));
+    expected_ = gone(home).size();
+    return std::chrono::duration_cast<microseconds>(end - began);
+  }
+
+  void interrupt(int number, microseconds after) const {
+    const auto home = makeHome("home" + std::to_string(number));
+    const int signal = number % 2 == 0 ? SIGTERM : SIGINT;
+    bool wasWhole = false;
+    const auto ran = runIn(home, ProgramOptions::Moment{after, [&](pid_t program) {
+                                                          ::kill(program, signal);
+                                                          wasWhole = gone(home).empty();
+                                                        }});
+    const auto left = gone(home);
+    const auto told = ::testing::Message() << "after " << after.count() << " us: status " << ran.status << "\n"
+                                           << ran.out << ran.err;
+    // Before it has begun, the program has the system's way to end.
+    const bool hadNotBegun = ran.status == 128 + signal && ran.out.empty() && ran.err.empty();
+    EXPECT_TRUE(hadNotBegun || ran.status == 130 || (ran.status == 0 && !chosen().asks)) << told;
+    EXPECT_EQ(reported(ran.out), left) << told;
+    if (ran.status == 0) EXPECT_EQ(left.size(), expected_) << told;
+    if (wasWhole && expected_ > 0) EXPECT_NE(ran.status, 0) << told;
+    // The first removal may just have begun.
+    if (wasWhole) EXPECT_LE(left.size(), 1U) << told;
+    if (expected_ == 0) EXPECT_THAT(left, IsEmpty()) << told;
+    if (const auto plan = readFile(home + "/new.json")) {
+      EXPECT_EQ(parseJson(*plan, "it")["items"].size(), gitHangs() ? 3U : 5U) << told;
+    } else if (chosen().name == "plan") {
+      EXPECT_NE(ran.status, 0) << told;
+    }
+  }
+
+ private:
+  std::size_t expected_ = 0;
+};
+
+TEST_P(Interrupt, BeforeTheFirstRemovalRemovesNothing) {
+  const auto length = uninterrupted();
+  std::atomic<int> next{0};
+  std::vector<std::jthread> threads;
+  // Those that wait for git cost nothing.
+  for (int i = 0; i < (gitHangs() ? 25 : 2); ++i) {
+    threads.emplace_back([&] {
+      for (int number = next++; number < moments; number = next++) interrupt(number, length * number / moments);
+    });
+  }
+}
+
+const std::vector<Case> commands{
+    {"clean", {"clean", "HOME/code", "--no-system", "--method", "delete", "--yes", "--json"}},
+    {"question", {"clean", "HOME/code", "--no-system", "--json"}, true},
+    {"apply", {"apply", "HOME/plan.json", "--yes", "--json"}},
+    {"plan", {"plan", "HOME/code", "--no-system", "-o", "HOME/new.json"}},
+    {"scan", {"scan", "HOME/code", "--no-system", "--json"}},
+    {"fleet", {"fleet", "run", "--policy", "HOME/policy.json", "--json"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Commands, Interrupt, testing::Combine(testing::ValuesIn(commands), testing::Bool()),
+                         [](const auto& info) {
+                           return std::get<0>(info.param).name + (std::get<1>(info.param) ? "WhereGitHangs" : "");
+                         });
+
+}  // namespace
+}  // namespace tidra
