@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <deque>
 #include <memory>
+#include <queue>
+#include <tuple>
 
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
@@ -42,13 +43,13 @@ class SourceDateReader::Search {
     auto opened = openDirectory(project);
     if (!opened) return;
     top_ = std::move(*opened);
-    waiting_.push_back({std::make_shared<FolderNode>(nullptr, project, FileDescriptor{}), {}, place_, 0});
+    waiting_.push({std::make_shared<FolderNode>(nullptr, project, FileDescriptor{}), {}, place_, 0, {}, 0});
   }
 
   std::optional<TimePoint> run() {
     while (!waiting_.empty() && !isOver()) {
-      const Folder folder = std::move(waiting_.front());
-      waiting_.pop_front();
+      const Folder folder = waiting_.top();
+      waiting_.pop();
       if (const auto opened = openSubdirectory(top_.get(), folder.path.empty() ? "." : folder.path.c_str())) {
         read(folder, opened->get());
       }
@@ -62,6 +63,17 @@ class SourceDateReader::Search {
     std::string path;  // below the project
     const WalkFilter::Place* place;
     std::size_t depth;
+    TimePoint changed;
+    std::size_t number;  // in the order of their discovery
+
+    /// The top two levels come first; below them new, renamed and removed files show where somebody was at work.
+    bool operator<(const Folder& other) const {
+      const auto rank = [](const Folder& folder) {
+        const bool isDeep = folder.depth > 1;
+        return std::tuple(isDeep, isDeep ? -folder.changed.time_since_epoch() : std::chrono::seconds{}, folder.number);
+      };
+      return rank(other) < rank(*this);  // the least is the last of a heap
+    }
   };
 
   void read(const Folder& folder, int descriptor) {
@@ -71,22 +83,23 @@ class SourceDateReader::Search {
       constexpr std::size_t entriesPerLookAtTheClock = 64;
       if (++entries_ % entriesPerLookAtTheClock == 0 && isOver()) return;
       if (entry.type == EntryType::regularFile) {
-        if (isOwnFile(entry.name) && !filter.bars(entry.name)) look(descriptor, entry.name);
+        if (isOwnFile(entry.name) && !filter.bars(entry.name)) {
+          newest_ = std::max(newest_, dateOf(descriptor, entry.name));
+        }
       } else if (entry.type == EntryType::directory && folder.depth < dates_.limits_.depth &&
                  dates_.isEntered(entry.name, *folder.node) && !filter.bars(entry.name)) {
         const auto* place = WalkFilter::childPlace(folder.place, entry.name);
         if (place != nullptr && place->mounted) continue;
-        waiting_.push_back({std::make_shared<FolderNode>(folder.node, std::string(entry.name), FileDescriptor{}),
-                            folder.path.empty() ? std::string(entry.name) : joinedPath(folder.path, entry.name), place,
-                            folder.depth + 1});
+        waiting_.push({std::make_shared<FolderNode>(folder.node, std::string(entry.name), FileDescriptor{}),
+                       folder.path.empty() ? std::string(entry.name) : joinedPath(folder.path, entry.name), place,
+                       folder.depth + 1, dateOf(descriptor, entry.name).value_or(TimePoint{}), entries_});
       }
     }
   }
 
-  void look(int folder, std::string_view file) {
-    const auto facts = entryFacts(folder, file.data());
-    const auto date = facts ? credibleDate(facts->modified, dates_.now_) : std::nullopt;
-    if (date) newest_ = std::max(newest_.value_or(*date), *date);
+  std::optional<TimePoint> dateOf(int folder, std::string_view name) const {
+    const auto facts = entryFacts(folder, name.data());
+    return facts ? credibleDate(facts->modified, dates_.now_) : std::nullopt;
   }
 
   bool isEnough() const { return entries_ >= dates_.limits_.entries || (newest_ && dates_.isFresh(*newest_)); }
@@ -100,7 +113,7 @@ class SourceDateReader::Search {
   const WalkFilter::Place* const place_;
   const Clock::time_point end_ = Clock::now() + dates_.limits_.time;
   FileDescriptor top_;
-  std::deque<Folder> waiting_;
+  std::priority_queue<Folder> waiting_;
   DirectoryReader reader_;
   std::size_t entries_ = 0;
   std::optional<TimePoint> newest_;

@@ -20,15 +20,16 @@ namespace tidra {
 /// `now`. None for one further ahead, and for one before 1990: packers and file systems that keep no dates write such.
 std::optional<TimePoint> credibleDate(TimePoint date, TimePoint now);
 
-/// Reads the dates of files below projects, level by level, so that the files at a project's top come first. Not
-/// entered are folders with an artefact's name, whether or not its rule applies, those of version control, what the
-/// walk skips or excludes, mounts, bundle packages and links. Files count that are regular and not written by desktops
-/// when a folder is looked at. May be shared between threads.
+/// Reads the dates of files below projects: first those at a project's top and in the folders there, then the folders
+/// that were changed last, since work on a project mostly makes, renames or removes some file. Not entered are folders
+/// with an artefact's name, whether or not its rule applies, those of version control, what the walk skips or excludes,
+/// mounts, bundle packages and links. Files count that are regular and not written by desktops when a folder is looked
+/// at. May be shared between threads.
 class SourceDateReader {
  public:
   /// Where reading a project ends, with the newest date until then.
   struct Limits {
-    std::size_t entries = 20000;
+    std::size_t entries = 1000;
     std::chrono::milliseconds time{2000};
     std::size_t depth = 64;  // levels of folders below the project
     /// A file as recent as that ends the reading at once: newer ones change neither the class of activity nor the idle

@@ -336,8 +336,8 @@ class ScanSession {
       holders.insert(holders.end(), inside->second.size(), &finding);
       repositories.insert(repositories.end(), inside->second.begin(), inside->second.end());
     }
-    if (cancelled_ || repositories.empty()) return;
-    const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return cancelled_.load(); });
+    if (shouldCancel() || repositories.empty()) return;
+    const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return shouldCancel(); });
     const auto answers = reader.holdOwnWork(repositories);
     for (std::size_t i = 0; i < repositories.size(); ++i) {
       if (!answers[i]) holders[i]->safetyTier = std::max(holders[i]->safetyTier, ArtifactSafetyTier::caution);
@@ -346,7 +346,7 @@ class ScanSession {
       holders[i]->restoreHint =
           "Holds work that is in no remote repository: " + repositories[i].substr(holders[i]->path.size() + 1);
     }
-    if (std::find(answers.begin(), answers.end(), std::nullopt) == answers.end()) return;
+    if (shouldCancel() || std::find(answers.begin(), answers.end(), std::nullopt) == answers.end()) return;
     note("git could not be asked about some repositories inside findings, so none of those counts as safe.");
   }
 

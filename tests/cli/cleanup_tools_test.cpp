@@ -31,7 +31,7 @@ class CleanupByTools : public CliTest {
     tree().writeFileOfSize("code/pearls/precious/f", 10);
   }
   ProgramRun clean(std::vector<std::string> arguments, const std::optional<std::string>& typed = {}) const {
-    arguments.insert(arguments.begin(), {"clean", "--rules", "rules.json", "--category", "python"});
+    arguments.insert(arguments.begin(), {"clean", "--no-evidence", "--rules", "rules.json", "--category", "python"});
     ProgramOptions options;
     options.environment["PATH"] = tree().path("bin") + ":/usr/bin:/bin";
     options.typed = typed;

@@ -3,6 +3,7 @@
 import json
 import os
 import shutil
+import signal
 import subprocess
 import tarfile
 from concurrent.futures import ThreadPoolExecutor
@@ -50,14 +51,17 @@ class Workshop:
 
     def run(self, folder, command):
         """None when the command succeeded, what it printed last otherwise."""
+        process = subprocess.Popen(["sh", "-c", command], cwd=folder, env=self.environment, stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
         try:
-            result = subprocess.run(["sh", "-c", command], cwd=folder, env=self.environment, stdin=subprocess.DEVNULL,
-                                    stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=BUILD_TIMEOUT)
+            printed, _ = process.communicate(timeout=BUILD_TIMEOUT)
         except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)  # with what the shell started, which would go on writing
+            process.communicate()
             return f"{command}: not done within {BUILD_TIMEOUT} seconds"
-        if result.returncode == 0:
+        if process.returncode == 0:
             return None
-        return f"{command}: " + result.stdout.decode("utf-8", "replace").strip()[-600:]
+        return f"{command}: " + printed.decode("utf-8", "replace").strip()[-600:]
 
     def run_all(self, folder, commands):
         return next((failure for failure in (self.run(folder, command) for command in commands) if failure), None)
@@ -87,18 +91,21 @@ class Workshop:
         # Built at its final place, since environments and build trees hold its path.
         unfinished = self.unfinished(project)
         unfinished.touch()
-        if project.copy_of:
-            failure = self.copy(project, target)
-        else:
-            target.mkdir()
-            failure = self.prepare(project, target)
-            if not failure:
-                self.sources.joinpath(f"{project.name}.json").write_text(json.dumps(sorted(folders_below(target))))
-                failure = self.run_all(target, project.build)
+        failure = self.build_in(target, project)
         if failure:
             shutil.rmtree(target, ignore_errors=True)
         unfinished.unlink()
         return failure
+
+    def build_in(self, target, project):
+        if project.copy_of:
+            return self.copy(project, target)
+        target.mkdir()
+        failure = self.prepare(project, target)
+        if failure:
+            return failure
+        self.sources.joinpath(f"{project.name}.json").write_text(json.dumps(sorted(folders_below(target))))
+        return self.run_all(target, project.build)
 
     def copy(self, project, target):
         original = self.projects / project.copy_of
@@ -107,7 +114,7 @@ class Workshop:
         if project.unpacked:
             archive = target.with_suffix(".tar")
             with tarfile.open(archive, "w") as writer:
-                writer.add(original, project.name)
+                writer.add(original, target.name)
             with tarfile.open(archive) as reader:
                 reader.extractall(target.parent)
             archive.unlink()
@@ -223,24 +230,24 @@ class Recall:
         return share >= LEAST_SHARE and not wrong
 
     def rebuild(self, built):
-        """Cleans a copy of each project and builds it again; true when every one has its artefacts back."""
+        """Builds each project once more elsewhere, cleans that one and builds it again; true when every one has its artefacts
+        back. A copy would not do: it lacks some of the evidence."""
         failed = []
         for project in built:
-            original = self.workshop.projects / project.name
-            copy = self.cache / "rebuilt" / project.name
-            shutil.rmtree(copy, ignore_errors=True)
-            copy.parent.mkdir(exist_ok=True)
-            subprocess.run(["cp", "-a", original, copy], check=True)
-            before = {os.path.relpath(path, copy) for path in self.made(project, copy)}
-            self.tidra.run("clean", copy, "--no-system", "--yes", "--method", "delete", "--quiet")
-            left = len(self.made(project, copy))
-            failure = self.workshop.run_all(copy, project.build)
-            lost = before - {os.path.relpath(path, copy) for path in self.made(project, copy)}
+            second = self.cache / "rebuilt" / project.name
+            shutil.rmtree(second, ignore_errors=True)
+            second.parent.mkdir(exist_ok=True)
+            failure = self.workshop.build_in(second, project)
+            before = {os.path.relpath(path, second) for path in self.made(project, second)}
+            self.tidra.run("clean", second, "--no-system", "--yes", "--method", "delete", "--quiet")
+            left = len(self.made(project, second))
+            failure = failure or self.workshop.run_all(second, project.build)
+            lost = before - {os.path.relpath(path, second) for path in self.made(project, second)}
             if not failure and lost:
                 failure = f"not there again: {', '.join(sorted(lost))}"
             print(f"{project.name:24}{len(before) - left:>4} of {len(before)} folders removed, "
                   f"{failure or 'built again'}", flush=True)
             failed += [project.name] if failure else []
-            shutil.rmtree(copy)
+            shutil.rmtree(second)
         print(f"Built again: all but {len(failed)}{': ' if failed else ''}{', '.join(failed)}.")
         return not failed

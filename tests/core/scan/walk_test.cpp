@@ -255,11 +255,11 @@ TEST(Walk, SaysWhyARootGivesNothing) {
 
 TEST(Walk, ARootIsNotAskedAboutByPatternsThatItsOwnNameMatches) {
   const TemporaryTree tree;
-  makeEntries(tree, {"p/vendor/target/f", "p/vendor/a/target/f", "p/vendor/vendor/target/f"});
+  makeEntries(tree, {"p/lib/target/f", "p/lib/a/target/f", "p/lib/lib/target/f"});
   auto request = requestFor(tree, catalog);
-  request.exclusionFilter.globPatterns = {"vendor", "*/p/v*"};
-  request.root = tree.path("p/vendor");
-  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre("p/vendor/a/target", "p/vendor/target"));
+  request.exclusionFilter.globPatterns = {"lib", "*/p/l*"};
+  request.root = tree.path("p/lib");
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree), ElementsAre("p/lib/a/target", "p/lib/target"));
   const auto isKeptOut = [&] {
     return Scanner::scan(request).rootObstacle.value_or("").ends_with("is excluded, so nothing is reported for it.");
   };
@@ -267,7 +267,7 @@ TEST(Walk, ARootIsNotAskedAboutByPatternsThatItsOwnNameMatches) {
   request.onlyNames = {"target"};
   EXPECT_TRUE(isKeptOut());
   request.onlyNames.reset();
-  request.root = tree.path("p/vendor/a");
+  request.root = tree.path("p/lib/a");
   EXPECT_TRUE(isKeptOut());
   request.root = tree.path("p");
   request.exclusionFilter.pathPrefixes = {tree.path("p")};

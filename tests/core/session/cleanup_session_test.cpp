@@ -339,8 +339,9 @@ class NestedPlaces : public CleanupSession {
     return asked;
   }
   std::vector<std::string> selectedFrom(ScanRequest asked, std::set<ArtifactSafetyTier> tiers,
-                                        const CleanupOptions& options = {}) const {
+                                        CleanupOptions options = {}) const {
     asked.tiers = std::move(tiers);
+    options.takesUnproven = true;
     auto lines = told(selectForCleanup(runScan(asked), asked.resolver, options));
     std::sort(lines.begin(), lines.end());
     return lines;
@@ -364,8 +365,8 @@ TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {
   // Both tiers of the folders of projects and of the places outside them are asked for.
   const auto rules = withRules({{"inner", "outer/mid/inner", "caution", "mine"}, {"outer", "outer", "safe", "mine"}});
   EXPECT_THAT(selectedFrom(rules, {safe, caution}), ElementsAre("outer: -"));
-  const auto plan =
-      makeCleanupPlan(selectForCleanup(runScan(rules), rules.resolver, {}), DisposalMethod::delete_, rules);
+  const auto plan = makeCleanupPlan(selectForCleanup(runScan(rules), rules.resolver, {.takesUnproven = true}),
+                                    DisposalMethod::delete_, rules);
   EXPECT_EQ(plan.totalBytes(), 400) << "no byte twice";
   EXPECT_EQ(plan.highestTier(), caution);
   EXPECT_THAT(told(checkPlan(plan, rules, {}).candidates), ElementsAre("outer: -"));

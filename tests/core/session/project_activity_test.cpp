@@ -123,6 +123,13 @@ TEST_F(ProjectActivity, ReadsNoFurtherThanItsLimitsTheTopFirst) {
   EXPECT_EQ(newest({}), daysAgo(80));
   EXPECT_EQ(newest({.depth = 2}), daysAgo(90));
   EXPECT_EQ(newest({.entries = 40}), daysAgo(90));
+  for (const char* folder : {"p/a/quiet", "p/a/busy"}) {
+    for (int i = 0; i < 9; ++i) writeAt(std::string(folder) + "/" + std::to_string(i), daysAgo(70));
+  }
+  writeAt("p/a/busy/in/f", daysAgo(20));
+  for (const char* folder : {"p/a/deep", "p/a/quiet"}) tree_.setModified(folder, daysAgo(60));
+  for (const char* folder : {"p/a/busy", "p/a/busy/in"}) tree_.setModified(folder, daysAgo(20));
+  EXPECT_EQ(newest({.entries = 70}), daysAgo(20)) << "folders that were changed last come first";
   EXPECT_EQ(newest({.fresh = days{95}}), daysAgo(90)) << "what is fresh ends the search";
   EXPECT_EQ(sources()->newest(tree_.path("p"), [] { return true; }), std::nullopt);
 }

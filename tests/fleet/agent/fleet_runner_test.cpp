@@ -383,7 +383,7 @@ TEST_F(FleetRuns, WhatHoldsSomethingThatThePolicyKeepsStays) {
     {"id": "big", "category": "globalCaches", "label": "Big", "paths": {"linux": ["~/big"], "macos": ["~/big"]}}]})");
   for (const char* file : {"home/big/models/f", "home/big/f"}) tree_.writeFileOfSize(file, 2 * megabyte);
   policy_.scan.extraRules = {"~/rules.json"};
-  policy_.scan.categories = {{"globalCaches"}};
+  policy_.scan.categories = std::vector<std::string>{"globalCaches"};
   auto result = run();
   ASSERT_EQ(result.kept.size(), 1U);
   EXPECT_EQ(result.kept[0].reason,
