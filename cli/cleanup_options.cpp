@@ -10,9 +10,11 @@
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
 #include "cli/progress_line.h"
+#include "cli/trash_view.h"
 #include "cli/user_state.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/model/byte_formatting.h"
 #include "core/platform/host.h"
 #include "core/platform/path_text.h"
 
@@ -29,7 +31,8 @@ CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, c
                      .protectedFolders = {folders.preferences, folders.applicationData},
                      .workers = request.workers,
                      .clock = &currentTime,
-                     .shouldCancel = &InterruptGuard::requested};
+                     .shouldCancel = &InterruptGuard::requested,
+                     .seenAt = request.now};
   setting.method = plan.method;
   setting.quarantine = chosenQuarantine(options.quarantineFolder, request.resolver);
   setting.options = {.force = options.force, .allowAnyPath = options.allowAnyPath};
@@ -39,7 +42,17 @@ CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, c
 
 /// `plan` holds the items of one remover.
 Confirmation confirmationFor(const CleanupPlan& plan, Remover remover, const RemovalOptions& options) {
-  Confirmation confirmation{planQuestion(plan, remover), {}};
+  CleanupPlan moved = plan;
+  const auto trashed = takeTrash(moved.items);
+  Confirmation confirmation;
+  if (!trashed) {
+    confirmation.question = planQuestion(plan, remover);
+  } else if (moved.items.empty()) {
+    confirmation.question = fmt::format("Empty the trash ({}) for good?", ByteFormatting::compact(*trashed));
+  } else {
+    confirmation.question = fmt::format("{} What is in the trash ({}) is deleted for good.",
+                                        planQuestion(moved, remover), ByteFormatting::compact(*trashed));
+  }
   if (options.emptyTrash && remover == Remover::tidra)
     confirmation.question += " The whole trash is emptied afterwards.";
   if (plan.highestTier() == ArtifactSafetyTier::warning) {
@@ -87,6 +100,16 @@ CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, 
   return runCleanup(candidates, setting);
 }
 
+/// What became of the items, and of the trash when that is one of them.
+std::string wholeOutcomeText(CleanupOutcome outcome, DisposalMethod method, bool dryRun) {
+  const auto emptied = takeTrash(outcome.disposal.receipts);
+  if (!emptied) return outcomeText(outcome, method, dryRun);
+  const std::string size = ByteFormatting::compact(*emptied);
+  const std::string text = dryRun ? fmt::format("The trash with {} would be emptied.\n", size)
+                                  : fmt::format("The trash is emptied, {} freed.\n", size);
+  return outcome.disposal.receipts.empty() ? text : outcomeText(outcome, method, dryRun) + text;
+}
+
 /// True when nothing stayed in the trash.
 bool emptyTrash(const ScanRequest& request, const RemovalOptions& options, const Program& program) {
   if (program.options.dryRun) {
@@ -94,10 +117,18 @@ bool emptyTrash(const ScanRequest& request, const RemovalOptions& options, const
     return true;
   }
   const BlockingWait wait;  // nobody polls here
-  const auto failures = TrashDisposer(request.resolver, request.mounts).emptyTrash(currentTime());
-  writeFailures(failures);
-  if (failures.empty() && !options.json) writeOut("The trash is empty.\n");
-  return failures.empty();
+  TrashDisposer trash(request.resolver, request.mounts);
+  auto emptied = trash.emptyTrash(currentTime(), options.includesUnlisted);
+  if (!emptied.unlisted.empty() && asksForUnlisted(emptied.unlisted, program)) {
+    emptied.failures = FreedesktopTrash::remove(emptied.unlisted).failures;
+    emptied.unlisted.clear();
+  }
+  writeFailures(emptied.failures);
+  for (const std::string& note : emptied.notes) writeNote(note);
+  noteUnlisted(emptied.unlisted);
+  const bool isEmpty = emptied.failures.empty() && emptied.unlisted.empty() && emptied.notes.empty();
+  if (isEmpty && !options.json) writeOut("The trash is empty.\n");
+  return emptied.failures.empty();
 }
 
 }  // namespace
@@ -107,6 +138,8 @@ void addRemovalOptions(CLI::App& command, RemovalOptions& options) {
   command.add_option("--quarantine-dir", options.quarantineFolder, "The quarantine folder to use")->type_name("DIR");
   command.add_flag("--force", options.force, "Also what .tidra-keep protects and what is in use");
   command.add_flag("--empty-trash", options.emptyTrash, "Empty the whole trash afterwards");
+  command.add_flag("--include-unlisted", options.includesUnlisted,
+                   "With --empty-trash, also what has no info file, or no date that makes sense");
 }
 
 DisposalMethod parseMethod(const std::string& text) {
@@ -156,7 +189,8 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   CleanupSetting setting = settingFor(plan, request, options, program);
   if (!options.json) {
     const BlockingWait wait;
-    writeOut(planText(candidates, planView(view, request)));
+    writeOut(planText(candidates, planView(view, request)) +
+             emptyingText(candidates, request.now, planView(view, request)));
   }
   const Agreement agreement = setting.dryRun ? Agreement{candidates} : askFor(candidates, plan, options, program);
   if (!agreement.toAnything) {
@@ -169,7 +203,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   // Standard output may be a pipe that nobody reads any more; what failed is told all the same.
   writeFailures(outcome.disposal.failures);
   writeOut(options.json ? jsonText(outcomeJson(outcome.disposal, outcome.unmeasured), true) + "\n"
-                        : outcomeText(outcome, plan.method, program.options.dryRun));
+                        : wholeOutcomeText(outcome, plan.method, program.options.dryRun));
   if (outcome.cancelled) {
     writeNote("Interrupted; what was not begun stays where it is.");
     return ExitStatus::interrupted;

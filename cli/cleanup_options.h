@@ -18,6 +18,7 @@ struct RemovalOptions {
   bool force = false;
   bool allowAnyPath = false;
   bool emptyTrash = false;
+  bool includesUnlisted = false;  // of the trash: also what nothing dates
   bool json = false;
 };
 

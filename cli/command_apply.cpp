@@ -43,7 +43,7 @@ int runApplyCommand(ApplyOptions& options, const Program& program) {
   ScanRequest request = makeScanRequest(options.scan, program.environment);
   CleanupPlan plan = readPlan(options.file, request.host, options.removal.force);
   if (options.removal.method) plan.method = parseMethod(*options.removal.method);
-  chosenQuarantine(options.removal.quarantineFolder, request.resolver);
+  request.quarantines = {chosenQuarantine(options.removal.quarantineFolder, request.resolver).directory};
   requireOwnStores(plan.method, options.removal, request.resolver);
   if (plan.method == DisposalMethod::quarantine) {
     checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);

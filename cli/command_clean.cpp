@@ -78,8 +78,8 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   options.removal.json = options.scan.json;
   const ScanViewOptions view = chosenView(options.scan, program);
   if (options.scan.output) throw InputError("tidra clean has no --output; tidra plan -o writes down what it would do.");
-  const ScanRequest request = requestFor(options, program);
-  chosenQuarantine(options.removal.quarantineFolder, request.resolver);
+  ScanRequest request = requestFor(options, program);
+  request.quarantines = {chosenQuarantine(options.removal.quarantineFolder, request.resolver).directory};
   requireOwnStores(method, options.removal, request.resolver);
   if (method == DisposalMethod::quarantine) checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
   const InterruptGuard guard;

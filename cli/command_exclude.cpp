@@ -10,6 +10,7 @@
 #include "cli/user_state.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/platform/directory_reader.h"
 
 namespace tidra {
 namespace {
@@ -34,18 +35,18 @@ int list(const ExcludeOptions& options, const Program& program) {
   return ExitStatus::done;
 }
 
-struct Row {
-  std::string text;
-  ExclusionRowKind kind = ExclusionRowKind::pattern;
-};
-
-/// The row for what a person typed: a path with its home folder as "~", or the pattern as it stands.
-Row typedRow(const ExcludeOptions& options, const TidraPathResolver& resolver) {
+TypedExclusion typedRow(const ExcludeOptions& options, const TidraPathResolver& resolver) {
   if (options.text.empty()) throw InputError("An empty text cannot be excluded; give a folder or a pattern.");
-  const std::string text = exclusionText(options.text, resolver);
-  const ExclusionRowKind kind = guessExclusionKind(text);
-  if (kind == ExclusionRowKind::pattern) return {text, kind};
-  return {resolver.displayPath(excludedPath(text, resolver)), kind};
+  return typedExclusion(options.text, resolver);
+}
+
+/// A name keeps out more than the one entry that the person may look at.
+void noteReading(const ExcludeOptions& options, const TypedExclusion& row) {
+  if (const auto note = row.note()) writeNote(*note);
+  const std::string here = "./" + options.text;
+  if (row.kind == ExclusionRowKind::path || options.text.find('/') != std::string::npos || !pathFacts(here)) return;
+  writeNote(fmt::format("Every entry of the name '{}' is kept out; {} is only the one here.",
+                        escapedForTerminal(options.text), escapedForTerminal(here)));
 }
 
 /// The text of the one row that the list shows like this; none when there is no such row or more than one.
@@ -61,7 +62,9 @@ std::optional<std::string> rowShownAs(const std::string& shown, const Exclusions
 
 int add(const ExcludeOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
-  const auto [text, kind] = typedRow(options, resolver);
+  const TypedExclusion row = typedRow(options, resolver);
+  const std::string& text = row.text;
+  noteReading(options, row);
   noteUnknownVariable(text, resolver);
   if (program.options.dryRun) {
     writeOut(fmt::format("{} would be excluded.\n", escapedForTerminal(text)));
@@ -70,7 +73,7 @@ int add(const ExcludeOptions& options, const Program& program) {
   const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   UserState state(resolver);
   state.requireHome();
-  const bool added = state.exclusions.add(text, kind, now);
+  const bool added = state.exclusions.add(text, row.kind, now);
   writeOut(fmt::format("{} {} excluded.\n", escapedForTerminal(text), added ? "is now" : "was already"));
   return ExitStatus::done;
 }
@@ -88,7 +91,8 @@ int remove(const ExcludeOptions& options, const Program& program) {
     const auto row = rowShownAs(options.text, state.exclusions);
     return row && state.exclusions.remove(*row);
   };
-  if (!state.exclusions.remove(text) && !removeShown()) {
+  // A row that was made elsewhere may stand there as it was typed.
+  if (!state.exclusions.remove(text) && !state.exclusions.remove(options.text) && !removeShown()) {
     throw InputError(fmt::format("'{}' is not excluded; tidra exclude list shows what is.", escapedForTerminal(text)));
   }
   writeOut(fmt::format("{} is no longer excluded.\n", escapedForTerminal(text)));

@@ -8,24 +8,34 @@
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
 #include "cli/program.h"
+#include "cli/scan_view.h"
+#include "cli/trash_view.h"
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/freedesktop_trash.h"
+#include "core/model/byte_formatting.h"
 
 namespace tidra {
 namespace {
 
+using Entry = FreedesktopTrash::Entry;
+
 struct TrashOptions {
   std::string olderThan;
   std::optional<std::string> home;
+  bool includesUnlisted = false;
   bool json = false;
 };
 
-void writeResult(const FreedesktopTrash::Purged& purged, const TrashOptions& options, const Program& program) {
+void writeResult(const FreedesktopTrash::Purged& purged, const std::vector<Entry>& left, const TrashOptions& options,
+                 const Program& program) {
   if (options.json) {
     nlohmann::json object{{"failures", JsonCodec<std::vector<TidraDeletionFailure>>::encode(purged.failures)}};
+    std::vector<std::string> paths;
+    for (const Entry& entry : left) paths.push_back(entry.path);
     putByteList(object, "purged", purged.paths);
+    putByteList(object, "unlisted", paths);
     writeOut(jsonText(object, true) + "\n");
     return;
   }
@@ -35,27 +45,64 @@ void writeResult(const FreedesktopTrash::Purged& purged, const TrashOptions& opt
   if (purged.paths.empty()) writeOut("Nothing in the trash is that old.\n");
 }
 
+/// What goes and what stays because nothing says when it was trashed.
+struct Choice {
+  std::vector<Entry> due;
+  std::vector<Entry> unlisted;
+};
+
+Choice chooseFrom(std::vector<Entry> entries, TimePoint cutOff, bool includesUnlisted) {
+  Choice choice;
+  for (Entry& entry : entries) {
+    if (entry.isDue(cutOff) || (includesUnlisted && entry.isUnlisted())) {
+      choice.due.push_back(std::move(entry));
+    } else if (entry.isUnlisted()) {
+      choice.unlisted.push_back(std::move(entry));
+    }
+  }
+  return choice;
+}
+
+bool agreesTo(std::vector<Entry>& entries, const Program& program) {
+  if (entries.empty()) return true;
+  FreedesktopTrash::measure(entries);
+  std::int64_t bytes = 0;
+  for (const Entry& entry : entries) bytes = saturatedSum(bytes, entry.bytes);
+  return confirmed({fmt::format("Delete {} ({}) in the trash for good?", counted(entries.size(), "item", "items"),
+                                ByteFormatting::compact(bytes)),
+                    {}},
+                   program);
+}
+
 int purge(const TrashOptions& options, const Program& program) {
   const FreedesktopTrash trash(makeResolver(options.home, program.environment), mountPoints());
-  const TimePoint cutOff = momentBefore(currentTime(), parseAge(options.olderThan));
+  const TimePoint now = currentTime();
+  const TimePoint cutOff = momentBefore(now, parseAge(options.olderThan));
+  std::vector<std::string> notes;
+  Choice choice = chooseFrom(trash.list(now, notes), cutOff, options.includesUnlisted);
   FreedesktopTrash::Purged purged;
-  purged.paths = trash.olderThan(cutOff, purged.notes);
   bool interrupted = false;
-  if (!program.options.dryRun) {
-    const auto count = counted(purged.paths.size(), "item", "items");
-    if (!purged.paths.empty() && !confirmed({fmt::format("Delete {} in the trash for good?", count), {}}, program)) {
+  if (program.options.dryRun) {
+    for (const Entry& entry : choice.due) purged.paths.push_back(entry.path);
+  } else {
+    if (!agreesTo(choice.due, program)) {
       writeNote("Nothing was removed.");
       return ExitStatus::done;
     }
+    if (!choice.unlisted.empty() && asksForUnlisted(choice.unlisted, program)) {
+      choice.due.insert(choice.due.end(), choice.unlisted.begin(), choice.unlisted.end());
+      choice.unlisted.clear();
+    }
     const InterruptGuard guard;
-    purged = trash.purgeBefore(cutOff, &InterruptGuard::requested);
+    purged = FreedesktopTrash::remove(choice.due, &InterruptGuard::requested);
     interrupted = InterruptGuard::requested();
     if (interrupted) writeNote("Interrupted; the rest is still in the trash.");
   }
-  for (const std::string& note : purged.notes) {
-    if (!program.options.quiet) writeNote(note);
+  if (!program.options.quiet) {
+    for (const std::string& note : notes) writeNote(note);
+    noteUnlisted(choice.unlisted);
   }
-  writeResult(purged, options, program);
+  writeResult(purged, choice.unlisted, options, program);
   writeFailures(purged.failures);
   if (interrupted) return ExitStatus::interrupted;
   return purged.failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
@@ -73,6 +120,8 @@ void addTrashCommand(CLI::App& app, Program& program) {
       ->required()
       ->type_name("AGE");
   purging->add_option("--home", options->home, "Take DIR for the home folder")->type_name("DIR");
+  purging->add_flag("--include-unlisted", options->includesUnlisted,
+                    "Also what has no info file, or no date that makes sense");
   purging->add_flag("--json", options->json, "Print one JSON document");
   purging->footer("Examples:\n  tidra trash purge --older-than 30d\n  tidra trash purge --older-than 0d --dry-run");
   purging->callback(

@@ -21,7 +21,6 @@
 #include "core/platform/standard_streams.h"
 #include "core/rules/catalog_files.h"
 #include "core/rules/skip_list.h"
-#include "core/scan/exclusion_entry.h"
 #include "core/scan/git_metadata.h"
 
 namespace tidra {
@@ -123,9 +122,10 @@ TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const Tidr
   std::vector<ExclusionEntry> entries;
   for (const std::string& text : options.exclude) {
     if (text.empty()) throw InputError("An empty text cannot be excluded; give --exclude a folder or a pattern.");
-    const std::string meant = exclusionText(text, resolver);
-    noteUnknownVariable(meant, resolver);
-    entries.push_back({.id = {}, .pathDisplay = meant, .kind = guessExclusionKind(meant), .addedAt = {}});
+    const TypedExclusion typed = typedExclusion(text, resolver);
+    if (const auto note = typed.note()) writeNote(*note);
+    noteUnknownVariable(typed.text, resolver);
+    entries.push_back({.id = {}, .pathDisplay = typed.text, .kind = typed.kind, .addedAt = {}});
   }
   return makeExclusionFilter(entries, resolver);
 }
@@ -158,12 +158,9 @@ void requireKnownExclusions(const std::optional<std::string>& home, const Enviro
 
 TimePoint currentTime() { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); }
 
-std::string exclusionText(const std::string& given, const TidraPathResolver& resolver) {
-  const bool isRelativePath = given == "." || given == ".." || given.starts_with("./") || given.starts_with("../");
-  if (isRelativePath) return absolutePath(given, resolver);
-  // Quotes keep a shell from expanding it.
-  std::string expanded = given.starts_with('$') ? resolver.expandVariables(given) : given;
-  return expanded.starts_with('/') ? expanded : given;
+TypedExclusion typedExclusion(const std::string& given, const TidraPathResolver& resolver) {
+  const auto folder = realPath(".");
+  return TypedExclusion::read(given, resolver, folder ? std::optional(*folder) : std::nullopt);
 }
 
 void noteUnknownVariable(const std::string& text, const TidraPathResolver& resolver) {

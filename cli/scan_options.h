@@ -7,6 +7,7 @@
 
 #include "cli/program.h"
 #include "cli/scan_view.h"
+#include "core/scan/exclusion_entry.h"
 #include "core/session/scan_session.h"
 
 namespace tidra {
@@ -57,9 +58,8 @@ TimePoint currentTime();
 /// InputError for an empty text, which mostly is a variable that was not set and must not become the current folder.
 std::string absolutePath(const std::string& given, const TidraPathResolver& resolver);
 
-/// What a person typed to exclude: a text that begins with "./" or "../" is a path from the current folder, one that
-/// begins with a variable that holds an absolute path is that path; any other stays as it is.
-std::string exclusionText(const std::string& given, const TidraPathResolver& resolver);
+/// What a person typed to exclude, read from the current folder.
+TypedExclusion typedExclusion(const std::string& given, const TidraPathResolver& resolver);
 
 /// Writes a note when an exclusion names a variable that has no value, unless that is the name of something that
 /// exists.

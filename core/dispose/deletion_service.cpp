@@ -2,10 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <limits>
-
+#include "core/base/quantities.h"
+#include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/item_removal.h"
+#include "core/dispose/known_stores.h"
 #include "core/dispose/tool_figures.h"
 #include "core/dispose/tool_targets.h"
 #include "core/model/removal_leftover.h"
@@ -20,11 +21,6 @@ constexpr std::chrono::seconds measuringLimit{30};
 
 bool isToolTarget(const std::string& path) {
   return path.starts_with("docker:") || path.starts_with("conda:") || path.starts_with("pip:orphan:");
-}
-
-std::int64_t signedBytes(std::uint64_t bytes) {
-  constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-  return static_cast<std::int64_t>(std::min(bytes, most));
 }
 
 }  // namespace
@@ -90,10 +86,13 @@ DisposalReceipt TidraDeletionService::disposePath(const Item& item, DisposalMeth
   // Without their info files nobody could restore or list what lies there.
   own.push_back(joinedPath(own.back(), "files"));
   own.push_back(joinedPath(TrashDisposer::folder(setting_.resolver), "info"));
-  ProtectedPlaces(setting_.resolver, setting_.mounts, own).check(entry);
   if (!quarantine_ || quarantine_->config() != quarantine) {
     quarantine_.emplace(quarantine, setting_.resolver, setting_.host, setting_.mounts);
+    stores_.emplace(setting_.resolver.home, knownStores(setting_.resolver, {quarantine.directory}));
   }
+  if (StoreNames::isWholeTrash(entry.path())) return emptyTrash(item, entry, dryRun);
+  ProtectedPlaces(setting_.resolver, setting_.mounts, own).check(entry);
+  requireOutsideStores(entry);
   // What a removal left behind when it was cut short is finished, not kept.
   if (RemovalLeftover::isEither(entry.name)) {
     if (!RemovalNote::claims(entry.folder.descriptor.get(), entry.name)) {
@@ -116,6 +115,39 @@ DisposalReceipt TidraDeletionService::disposePath(const Item& item, DisposalMeth
   return receipt;
 }
 
+DisposalReceipt TidraDeletionService::emptyTrash(const Item& item, const HeldEntry& entry, bool dryRun) {
+  const std::string trash = parentPath(entry.path());
+  if (const auto store = stores_->holding(trash); store && store->path != trash) requireOutsideStores(entry);
+  const TimePoint now = setting_.clock();
+  const TimePoint cutOff = setting_.seenAt.value_or(now + std::chrono::seconds{1});
+  auto entries = FreedesktopTrash::listOf(trash, now);
+  std::erase_if(entries, [&](const auto& listed) { return listed.isDated() && !listed.isDue(cutOff); });
+  FreedesktopTrash::measure(entries);
+  std::int64_t bytes = 0;
+  for (const auto& listed : entries) bytes = saturatedSum(bytes, listed.bytes);
+  const DisposalReceipt receipt{
+      .path = item.path, .method = DisposalMethod::delete_, .destination = std::nullopt, .bytes = bytes, .at = now};
+  if (dryRun) return receipt;
+  if (isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
+  const auto purged = FreedesktopTrash::remove(entries, shouldBreakOff());
+  if (!purged.failures.empty()) {
+    const auto& first = purged.failures.front();
+    throw DisposalError(fmt::format("{} of {} entries are still in the trash; {}: {}", purged.failures.size(),
+                                    entries.size(), escapedForTerminal(first.path), first.message));
+  }
+  if (!setting_.finishesItems && isCancelled()) {
+    throw DisposalError("was interrupted; what is left is still in the trash");
+  }
+  return receipt;
+}
+
+void TidraDeletionService::requireOutsideStores(const HeldEntry& entry) {
+  const auto store = stores_->holding(entry.path());
+  if (!store) return;
+  throw DisposalError(fmt::format("is protected: {} is {}, and what is in one is only removed by purging it",
+                                  escapedForTerminal(store->path), describedStore(store->kind)));
+}
+
 void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine,
                                DisposalReceipt& receipt) {
   switch (receipt.method) {
@@ -136,11 +168,14 @@ std::function<bool()> TidraDeletionService::shouldBreakOff() const {
 
 std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry) const {
   if (entry.facts.type != EntryType::directory) return signedBytes(entry.facts.sizeBytes);
-  const auto measured = TidraDirectorySizeReader::readAll(
-      {entry.path()}, {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = setting_.shouldCancel});
+  const auto size = TidraDirectorySizeReader::readAll(
+                        {{entry.path()}},
+                        {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = setting_.shouldCancel})
+                        .front();
   // Nothing has changed so far, so whoever breaks off while a large tree is measured finds it in its place.
   if (isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
-  return measured.front() ? std::optional(signedBytes(measured.front()->bytes)) : std::nullopt;
+  if (size.kept) throw DisposalError(size.kept->reason(setting_.resolver) + ", so it stays");
+  return size.bytes ? std::optional(signedBytes(*size.bytes)) : std::nullopt;
 }
 
 }  // namespace tidra

@@ -32,6 +32,7 @@ class TidraDeletionService {
     std::function<bool()> shouldCancel;  // polled on the caller's thread; absent: never
     bool finishesItems = false;          // a path whose removal has begun is carried through all the same
     ToolTargets tools = {};
+    std::optional<TimePoint> seenAt = {};  // when people saw what is in the trash: what was trashed since stays in it
   };
 
   /// What is known of an item besides its path.
@@ -50,8 +51,10 @@ class TidraDeletionService {
 
   explicit TidraDeletionService(Setting setting);
 
-  /// One item. A dry run changes nothing and refuses what the real run would refuse. Never throws for what the file
-  /// system or a tool answers. `quarantine` is used when that is the method.
+  /// One item. The folder "files" of a trash stands for the trash, which is emptied whatever the method: everything
+  /// that is in it goes for good, but for what was trashed since `seenAt`. A dry run changes nothing and refuses what
+  /// the real run would refuse. Never throws for what the file system or a tool answers. `quarantine` is used when that
+  /// is the method.
   [[nodiscard]] Result dispose(const Item& item, DisposalMethod method, bool dryRun,
                                const QuarantineConfig& quarantine);
 
@@ -71,8 +74,12 @@ class TidraDeletionService {
   std::function<bool()> shouldBreakOff() const;
 
   Setting setting_;
+  void requireOutsideStores(const HeldEntry& entry);
+  DisposalReceipt emptyTrash(const Item& item, const HeldEntry& entry, bool dryRun);
+
   TrashDisposer trash_;
   std::optional<QuarantineDisposer> quarantine_;  // kept from item to item
+  std::optional<StoreFinder> stores_;             // the same
 };
 
 }  // namespace tidra

@@ -6,18 +6,20 @@
 #include <algorithm>
 #include <ctime>
 
+#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/item_removal.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
+#include "core/scan/directory_size.h"
 #include "core/scan/removal_note.h"
 
 namespace tidra {
 namespace {
 
-constexpr std::string_view infoSuffix = ".trashinfo";
+constexpr std::string_view infoSuffix = StoreNames::infoSuffix;
 constexpr std::string_view pathKey = "Path=";
 constexpr std::string_view dateKey = "DeletionDate=";
 constexpr std::size_t largestInfo = 64 * 1024;
@@ -204,70 +206,62 @@ std::vector<std::string> FreedesktopTrash::trashFolders() const {
   return folders;
 }
 
-std::vector<FreedesktopTrash::Entry> FreedesktopTrash::entries(const Store& store, TimePoint cutOff) {
-  std::vector<Entry> entries;
+std::string_view FreedesktopTrash::Entry::fault() const {
+  switch (dating) {
+    case Dating::noInfoFile:
+      return "has no info file";
+    case Dating::noDate:
+      return "has no date that can be read";
+    case Dating::future:
+      return "has a date in the future";
+    case Dating::dated:
+    case Dating::leftover:
+      break;
+  }
+  return {};
+}
+
+FreedesktopTrash::Entry FreedesktopTrash::entryOf(const Store& store, const std::string& name, bool hasInfo,
+                                                  TimePoint now) {
+  Entry entry{.path = store.files.pathOf(name), .dating = Dating::noInfoFile, .identity = std::nullopt};
+  if (const auto facts = entryFacts(store.files.descriptor(), name.c_str())) entry.identity = facts->identity;
+  if (!hasInfo) {
+    if (RemovalNote::claims(store.files.descriptor(), name)) entry.dating = Dating::leftover;
+    return entry;
+  }
+  const auto text = readFileEntry(store.info.descriptor(), infoOf(name).c_str(), largestInfo);
+  const auto date = text ? dateOf(*text) : std::nullopt;
+  entry.dating = !date ? Dating::noDate : *date > now ? Dating::future : Dating::dated;
+  entry.date = date.value_or(TimePoint{});
+  return entry;
+}
+
+std::vector<FreedesktopTrash::Entry> FreedesktopTrash::listOf(const std::string& folder, TimePoint now) {
+  const Store store = openExisting(folder);
+  std::map<std::string, bool> hasInfo;
+  for (const std::string& name : namesIn(store.files)) hasInfo.emplace(name, false);
   for (const std::string& name : namesIn(store.info)) {
     if (!name.ends_with(infoSuffix)) continue;
     const std::string item = name.substr(0, name.size() - infoSuffix.size());
-    if (!namesAnEntry(item)) continue;
-    const auto text = readFileEntry(store.info.descriptor(), name.c_str(), largestInfo);
-    const auto date = text ? dateOf(*text) : std::nullopt;
-    if (date && *date < cutOff) entries.push_back({item, *date});
+    if (namesAnEntry(item)) hasInfo[item] = true;
+  }
+  std::vector<Entry> entries;
+  for (const auto& [name, has] : hasInfo) {
+    // The note of a leftover goes with it.
+    const std::string leftover =
+        name.substr(0, name.size() - std::min(name.size(), RemovalLeftover::noteSuffix.size()));
+    if (RemovalLeftover::isNote(name) && hasInfo.contains(leftover)) continue;
+    entries.push_back(entryOf(store, name, has, now));
   }
   return entries;
 }
 
-void FreedesktopTrash::purgeStore(const Store& store, TimePoint cutOff, const std::function<bool()>& shouldCancel,
-                                  Purged& purged) {
-  const auto isCancelled = [&] { return shouldCancel && shouldCancel(); };
-  const auto remove = [&](const std::string& path) {
-    try {
-      ItemRemoval::run(holdEntry(path), {.shouldCancel = shouldCancel});
-    } catch (const std::system_error& error) {
-      if (error.code() != std::errc::no_such_file_or_directory) throw;
-    }
-  };
-  std::vector<std::string> unclaimed;
-  for (const std::string& name : namesIn(store.files)) {
-    // What has an info file is an item, however it is called.
-    if (!RemovalLeftover::isEither(name) || entryFacts(store.info.descriptor(), infoOf(name).c_str())) continue;
-    if (!RemovalNote::claims(store.files.descriptor(), name)) {
-      if (RemovalLeftover::is(name)) unclaimed.push_back(shown(store.files.pathOf(name)));
-      continue;
-    }
-    if (isCancelled()) return;
-    try {
-      remove(store.files.pathOf(name));
-    } catch (const std::exception& error) {
-      purged.failures.push_back({store.files.pathOf(name), error.what()});
-    }
-  }
-  if (!unclaimed.empty()) purged.notes.push_back(RemovalLeftover::unclaimedText(unclaimed));
-  for (const Entry& entry : entries(store, cutOff)) {
-    if (isCancelled()) return;
-    const std::string path = store.files.pathOf(entry.name);
-    try {
-      remove(path);
-      if (const auto reason = removeFileEntry(store.info.descriptor(), infoOf(entry.name).c_str())) {
-        throw DisposalError(reason);
-      }
-      purged.paths.push_back(path);
-    } catch (const std::exception& error) {
-      purged.failures.push_back({path, error.what()});
-    }
-  }
-}
-
-FreedesktopTrash::Purged FreedesktopTrash::purge(std::int64_t olderThanDays, TimePoint now,
-                                                 const std::function<bool()>& shouldCancel) const {
-  return purgeBefore(now - retention(olderThanDays), shouldCancel);
-}
-
-void FreedesktopTrash::forEachTrash(std::vector<std::string>& notes,
-                                    const std::function<void(const Store&)>& act) const {
+std::vector<FreedesktopTrash::Entry> FreedesktopTrash::list(TimePoint now, std::vector<std::string>& notes) const {
+  std::vector<Entry> entries;
   for (const std::string& folder : trashFolders()) {
     try {
-      act(openExisting(folder));
+      const auto listed = listOf(folder, now);
+      entries.insert(entries.end(), listed.begin(), listed.end());
     } catch (const std::system_error& error) {
       if (error.code() == std::errc::no_such_file_or_directory) continue;  // nothing was ever trashed there
       notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.code().message()));
@@ -275,21 +269,64 @@ void FreedesktopTrash::forEachTrash(std::vector<std::string>& notes,
       notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.what()));
     }
   }
+  return entries;
 }
 
-FreedesktopTrash::Purged FreedesktopTrash::purgeBefore(TimePoint cutOff,
-                                                       const std::function<bool()>& shouldCancel) const {
+void FreedesktopTrash::measure(std::vector<Entry>& entries) {
+  std::vector<TidraDirectorySizeReader::Folder> folders;
+  std::vector<Entry*> measured;
+  for (Entry& entry : entries) {
+    const auto facts = pathFacts(entry.path);
+    if (!facts) continue;
+    if (facts->type != EntryType::directory) {
+      entry.bytes = facts->type == EntryType::regularFile ? signedBytes(facts->sizeBytes) : 0;
+      continue;
+    }
+    folders.push_back({.path = entry.path, .enterBundles = true, .isTrash = true});
+    measured.push_back(&entry);
+  }
+  const auto sizes = TidraDirectorySizeReader::readAll(folders, {});
+  for (std::size_t i = 0; i < sizes.size(); ++i) measured[i]->bytes = signedBytes(sizes[i].bytes.value_or(0));
+}
+
+void FreedesktopTrash::removeOne(const Entry& entry, const std::function<bool()>& shouldCancel) {
+  const std::string trash = parentPath(parentPath(entry.path));
+  const auto info = StoreFolder::openExisting(joinedPath(trash, "info"), true, storeName);
+  try {
+    const HeldEntry item = holdEntry(entry.path);
+    if (item.facts.identity != entry.identity) throw DisposalError("was replaced by something else meanwhile");
+    ItemRemoval::run(item, {.shouldCancel = shouldCancel});
+  } catch (const std::system_error& error) {
+    if (error.code() != std::errc::no_such_file_or_directory) throw;
+  }
+  const auto reason = removeFileEntry(info.descriptor(), infoOf(std::string(lastPathComponent(entry.path))).c_str());
+  if (reason && reason != std::errc::no_such_file_or_directory) throw DisposalError(reason);
+}
+
+FreedesktopTrash::Purged FreedesktopTrash::remove(const std::vector<Entry>& entries,
+                                                  const std::function<bool()>& shouldCancel) {
   Purged purged;
-  forEachTrash(purged.notes, [&](const Store& store) { purgeStore(store, cutOff, shouldCancel, purged); });
+  for (const Entry& entry : entries) {
+    if (shouldCancel && shouldCancel()) break;
+    try {
+      removeOne(entry, shouldCancel);
+      if (entry.dating != Dating::leftover) purged.paths.push_back(entry.path);
+    } catch (const std::exception& error) {
+      purged.failures.push_back({entry.path, error.what()});
+    }
+  }
   return purged;
 }
 
-std::vector<std::string> FreedesktopTrash::olderThan(TimePoint cutOff, std::vector<std::string>& notes) const {
-  std::vector<std::string> paths;
-  forEachTrash(notes, [&](const Store& store) {
-    for (const Entry& entry : entries(store, cutOff)) paths.push_back(store.files.pathOf(entry.name));
-  });
-  return paths;
+FreedesktopTrash::Purged FreedesktopTrash::purge(std::int64_t olderThanDays, TimePoint now,
+                                                 const std::function<bool()>& shouldCancel) const {
+  std::vector<std::string> notes;
+  auto entries = list(now, notes);
+  const TimePoint cutOff = now - retention(olderThanDays);
+  std::erase_if(entries, [&](const Entry& entry) { return !entry.isDue(cutOff); });
+  Purged purged = remove(entries, shouldCancel);
+  purged.notes = std::move(notes);
+  return purged;
 }
 
 }  // namespace tidra

@@ -26,6 +26,26 @@ class FreedesktopTrash {
     bool operator==(const Location&) const = default;
   };
 
+  /// What says when an entry was trashed.
+  enum class Dating { dated, leftover, noInfoFile, noDate, future };
+
+  /// Something in the folder "files", or an info file whose item is gone.
+  struct Entry {
+    std::string path;  // in "files"
+    Dating dating = Dating::dated;
+    TimePoint date{};                      // of its trashing; only when it is dated
+    std::optional<FileIdentity> identity;  // absent when there is no item
+    std::int64_t bytes = 0;                // 0 until measure()
+
+    /// True when it was trashed before that moment. A removal that was cut short is due at any time; an entry that
+    /// nothing dates reliably never is.
+    bool isDue(TimePoint cutOff) const { return dating == Dating::leftover || (isDated() && date < cutOff); }
+    bool isDated() const { return dating == Dating::dated; }
+    bool isUnlisted() const { return !isDated() && dating != Dating::leftover; }
+    /// Why purging by age passes it over: "has no info file".
+    std::string_view fault() const;
+  };
+
   struct Purged {
     std::vector<std::string> paths;  // of what is gone for good
     std::vector<TidraDeletionFailure> failures;
@@ -50,15 +70,22 @@ class FreedesktopTrash {
   /// UnsafePathError or std::system_error; the item is in its place then.
   std::string trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date);
 
-  /// Removes what was trashed more than this many days before `now`, whoever trashed it.
+  /// Everything in the trash of the home folder and in those of other volumes, by name, not measured. Dates after `now`
+  /// lie in the future. `notes` gets the trashes that are passed over and why.
+  std::vector<Entry> list(TimePoint now, std::vector<std::string>& notes) const;
+
+  /// The same of one trash, by its folder. Throws DisposalError or std::system_error when it cannot be used.
+  static std::vector<Entry> listOf(const std::string& folder, TimePoint now);
+
+  static void measure(std::vector<Entry>& entries);
+
+  /// Removes these entries as they were listed, and their info files; something else in an item's place stays.
+  [[nodiscard]] static Purged remove(const std::vector<Entry>& entries, const std::function<bool()>& shouldCancel = {});
+
+  /// Removes what was trashed more than this many days before `now`, whoever trashed it, and finishes removals that
+  /// were cut short.
   [[nodiscard]] Purged purge(std::int64_t olderThanDays, TimePoint now,
                              const std::function<bool()>& shouldCancel = {}) const;
-
-  /// Removes what was trashed before this moment, and finishes removals that were cut short.
-  [[nodiscard]] Purged purgeBefore(TimePoint cutOff, const std::function<bool()>& shouldCancel = {}) const;
-
-  /// What purgeBefore() would remove. `notes` gets what it would pass over and why.
-  std::vector<std::string> olderThan(TimePoint cutOff, std::vector<std::string>& notes) const;
 
   /// The path as the "Path=" line of an info file has it.
   static std::string encodedPath(std::string_view path);
@@ -72,21 +99,14 @@ class FreedesktopTrash {
     StoreFolder files;
     StoreFolder info;
   };
-  struct Entry {
-    std::string name;
-    TimePoint date{};
-  };
 
   std::string trashFolderFor(const HeldEntry& entry) const;
   std::vector<std::string> trashFolders() const;
-  /// Does something with each trash folder. One that cannot be used gives a note; one that is empty gives nothing.
-  void forEachTrash(std::vector<std::string>& notes, const std::function<void(const Store&)>& act) const;
   Store open(const std::string& folder) const;
   static Store openExisting(const std::string& folder);
   std::string reserve(const Store& store, const std::string& stem, const std::string& text);
-  static std::vector<Entry> entries(const Store& store, TimePoint cutOff);
-  static void purgeStore(const Store& store, TimePoint cutOff, const std::function<bool()>& shouldCancel,
-                         Purged& purged);
+  static Entry entryOf(const Store& store, const std::string& name, bool hasInfo, TimePoint now);
+  static void removeOne(const Entry& entry, const std::function<bool()>& shouldCancel);
 
   TidraPathResolver resolver_;
   std::vector<MountPoint> mounts_;

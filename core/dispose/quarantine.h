@@ -16,6 +16,7 @@
 #include "core/platform/held_folder.h"
 #include "core/platform/mount_table.h"
 #include "core/platform/path_resolver.h"
+#include "core/scan/stores.h"
 
 namespace tidra {
 
@@ -69,8 +70,8 @@ class QuarantineDisposer {
     std::vector<std::string> notes;
   };
 
-  static constexpr std::string_view manifestSuffix = ".tidra.json";
-  static constexpr std::string_view volumeFolder = ".tidra-quarantine";
+  static constexpr std::string_view manifestSuffix = StoreNames::manifestSuffix;
+  static constexpr std::string_view volumeFolder = StoreNames::volumeQuarantine;
 
   /// `mounts` are the volumes on which entries are looked for besides the configured folder.
   QuarantineDisposer(QuarantineConfig config, TidraPathResolver resolver, std::string host,

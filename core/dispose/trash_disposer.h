@@ -23,9 +23,16 @@ class TrashDisposer {
   /// std::system_error; the item is in its place then.
   std::string trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date);
 
-  /// Empties the trash, whoever filled it: macOS through the Finder, elsewhere everything that was trashed until now.
-  /// Gives what could not be removed; macOS does not tell.
-  std::vector<TidraDeletionFailure> emptyTrash(TimePoint now);
+  /// What emptying left.
+  struct Emptied {
+    std::vector<TidraDeletionFailure> failures;
+    std::vector<FreedesktopTrash::Entry> unlisted;  // what says when they were trashed is missing or wrong
+    std::vector<std::string> notes;                 // trashes that were passed over and why
+  };
+
+  /// Empties the trash, whoever filled it: macOS through the Finder, which does not tell what it left; elsewhere
+  /// everything that was trashed until now, and with `includesUnlisted` what nothing dates.
+  Emptied emptyTrash(TimePoint now, bool includesUnlisted);
 
   /// Tidra's share in what must not be removed: the trash folder of the home folder.
   static std::string folder(const TidraPathResolver& resolver);

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "core/dispose/trash_disposer.h"
 #include "core/platform/path_text.h"
 
@@ -12,8 +14,17 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string& orig
   return freedesktop_.trash(entry, originalPath, date);
 }
 
-std::vector<TidraDeletionFailure> TrashDisposer::emptyTrash(TimePoint now) {
-  return freedesktop_.purgeBefore(now + std::chrono::seconds{1}).failures;
+TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint now, bool includesUnlisted) {
+  Emptied emptied;
+  auto entries = freedesktop_.list(now, emptied.notes);
+  if (!includesUnlisted) {
+    const auto unlisted =
+        std::stable_partition(entries.begin(), entries.end(), [](const auto& entry) { return !entry.isUnlisted(); });
+    emptied.unlisted.assign(unlisted, entries.end());
+    entries.erase(unlisted, entries.end());
+  }
+  emptied.failures = FreedesktopTrash::remove(entries).failures;
+  return emptied;
 }
 
 std::string TrashDisposer::folder(const TidraPathResolver& resolver) {

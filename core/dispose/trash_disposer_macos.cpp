@@ -24,7 +24,7 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string&, Tim
   return *landed;
 }
 
-std::vector<TidraDeletionFailure> TrashDisposer::emptyTrash(TimePoint) {
+TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint, bool) {
   constexpr double timeoutSeconds = 60;
   ProcessRunner::run({.executablePath = "/usr/bin/osascript",
                       .arguments = {"-e", "tell application \"Finder\" to empty trash"},

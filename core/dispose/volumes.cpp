@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <set>
 
 #include "core/base/text.h"
@@ -140,6 +141,11 @@ StoreFolder StoreFolder::openExisting(const std::string& path, bool othersMayRea
 }
 
 std::string StoreFolder::pathOf(std::string_view name) const { return joinedPath(folder.path, name); }
+
+std::int64_t signedBytes(std::uint64_t bytes) {
+  constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+  return static_cast<std::int64_t>(std::min(bytes, most));
+}
 
 std::chrono::seconds retention(std::int64_t days) {
   constexpr std::int64_t most = 1'000'000;

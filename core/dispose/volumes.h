@@ -47,6 +47,9 @@ struct StoreFolder {
   std::string pathOf(std::string_view name) const;
 };
 
+/// A size as receipts have it; the largest figure where that does not hold it.
+std::int64_t signedBytes(std::uint64_t bytes);
+
 /// Days as a span of time, at most some thousand years.
 std::chrono::seconds retention(std::int64_t days);
 

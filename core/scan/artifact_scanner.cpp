@@ -29,6 +29,8 @@ namespace {
 
 /// An artefact on its way to become a finding.
 struct Artifact {
+  explicit Artifact(const WalkFilter& filter) : measurement(filter) {}
+
   std::string path;
   std::string groupRoot;
   std::optional<RuleMatch> match;  // none for what a removal left behind
@@ -69,7 +71,10 @@ class WalkVisitor {
   using Visit = Traversal::Visit;
 
   WalkVisitor(const FilesystemArtifactScanner::Request& request, const WalkFilter& filter)
-      : request_(request), filter_(filter), rules_(*request.catalog, request.platform) {}
+      : request_(request),
+        filter_(filter),
+        stores_(request.resolver.home, request.stores),
+        rules_(*request.catalog, request.platform) {}
 
   void visit(Visit& folder) {
     if (folder.context().artifact == nullptr) return walk(folder);
@@ -94,7 +99,7 @@ class WalkVisitor {
     }
     if (context.artifact == nullptr) return;
     Artifact& artifact = *context.artifact;
-    artifact.measurement.couldNotOpen(failure);
+    artifact.measurement.couldNotOpen(failure, context.place);
     if (isNoLongerThere(failure) && !artifact.opened) artifact.vanished = true;
     // Nothing of it could be opened, so a look at its name has to do.
     if (forbidden && !artifact.opened) identify(artifact, pathFacts(artifact.path));
@@ -114,6 +119,9 @@ class WalkVisitor {
 
   /// Of the findings, by path. Once, when no worker runs any more.
   std::map<std::string, FileIdentity> takeIdentities() { return std::move(identities_); }
+
+  /// Only when nobody visits any more.
+  std::vector<WithheldFinding> takeWithheld() { return std::exchange(withheld_, {}); }
 
   /// The findings since the last call, in the order of their discovery.
   std::vector<ScanArtifactFinding> takeFindings() {
@@ -142,6 +150,7 @@ class WalkVisitor {
     ProjectFolder project(lastPathComponent(node.name()), node.descriptor(), folder.reader());
     PackageSigns packages(lastPathComponent(node.name()));
     std::vector<std::pair<std::string, const NameFacts*>> candidates;
+    StoreSigns signs;
     std::uint64_t visited = 0;
 
     folder.reader().start(node.descriptor());
@@ -149,11 +158,13 @@ class WalkVisitor {
       const NameFacts* facts = rules_.find(entry.name);
       if (facts != nullptr && facts->isMarker) project.noteMarker(entry);
       if (PackageSigns::mayBeSign(entry.name)) packages.note(entry.name);
+      signs.note(entry);
       if (filter.bars(entry.name)) continue;
       ++visited;
       if (entry.type == EntryType::symbolicLink && RemovalLeftover::isNote(entry.name))
         addStrayNote(folder, entry.name);
       if (entry.type != EntryType::directory || !isAskedFor(entry.name)) continue;
+      if (StoreNames::kindOf(entry.name, node)) continue;
       if (entry.name.starts_with(RemovalLeftover::prefix) && RemovalLeftover::is(entry.name)) {
         addLeftover(folder, entry.name);
       } else if (facts != nullptr && !facts->rules.empty()) {
@@ -174,7 +185,20 @@ class WalkVisitor {
     };
     folder.forget(isPackage);
     std::erase_if(candidates, [&](const auto& candidate) { return isPackage(candidate.first); });
+    if (signs.kind(node.descriptor())) leaveStore(folder, signs, candidates);
     for (const auto& [name, facts] : candidates) decide(folder, project, name, *facts);
+  }
+
+  /// Of the home folder and what holds it, only the quarantined items are left alone.
+  void leaveStore(Visit& folder, const StoreSigns& signs,
+                  std::vector<std::pair<std::string, const NameFacts*>>& candidates) const {
+    const bool isWhole = !stores_.holdsHome(folder.node()->path());
+    const auto items = signs.quarantined(folder.node()->descriptor());
+    const auto isLeft = [&](std::string_view name) {
+      return isWhole || std::find(items.begin(), items.end(), name) != items.end();
+    };
+    std::erase_if(candidates, [&](const auto& candidate) { return isLeft(candidate.first); });
+    folder.forget(isLeft);
   }
 
   bool isAskedFor(std::string_view name) const {
@@ -210,7 +234,7 @@ class WalkVisitor {
     const WalkFilter::Place* place = folder.context().place;
     const auto descend = [&](auto name, auto* subplace) { folder.descend(name, {subplace, &artifact}); };
     const FolderNode& node = *folder.node();
-    if (artifact.measurement.measure(folder.reader(), node.descriptor(), place, descend)) {
+    if (artifact.measurement.measure(folder.reader(), node, place, descend)) {
       addRepository(node.path(), artifact);
     }
   }
@@ -239,7 +263,7 @@ class WalkVisitor {
 
   Artifact& addArtifact(std::string path, std::string groupRoot, std::optional<RuleMatch> match) {
     const std::lock_guard lock(mutex_);
-    Artifact& artifact = artifacts_.emplace_back();
+    Artifact& artifact = artifacts_.emplace_back(filter_);
     artifact.path = std::move(path);
     artifact.groupRoot = std::move(groupRoot);
     artifact.match = match;
@@ -266,9 +290,14 @@ class WalkVisitor {
       ++unmeasuredArtifacts_;
       return;
     }
+    auto kept = artifact.measurement.kept();
     const std::lock_guard lock(mutex_);
-    if (artifact.identity) identities_.emplace(artifact.path, *artifact.identity);
-    fresh_.push_back(makeFinding(artifact));
+    if (kept) {
+      withheld_.push_back({artifact.path, std::move(*kept)});
+    } else {
+      if (artifact.identity) identities_.emplace(artifact.path, *artifact.identity);
+      fresh_.push_back(makeFinding(artifact));
+    }
   }
 
   void tellPath(const FolderNode& node) {
@@ -279,6 +308,7 @@ class WalkVisitor {
 
   const FilesystemArtifactScanner::Request& request_;
   const WalkFilter& filter_;
+  const StoreFinder stores_;
   const RuleIndex rules_;
   std::atomic<std::uint64_t> entriesVisited_{0};
   std::atomic<std::uint64_t> unreadableFolders_{0};
@@ -293,6 +323,7 @@ class WalkVisitor {
   std::uint64_t brokenFolders_ = 0;
   std::error_code brokenReason_;
   std::map<std::string, std::vector<std::string>> repositoriesInside_;
+  std::vector<WithheldFinding> withheld_;
   std::string currentFolder_;
 };
 
@@ -381,6 +412,9 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
   result.identities = visitor.takeIdentities();
   result.unclaimedLeftovers = visitor.takeUnclaimedLeftovers();
   std::sort(result.unclaimedLeftovers.begin(), result.unclaimedLeftovers.end());
+  result.withheld = visitor.takeWithheld();
+  std::sort(result.withheld.begin(), result.withheld.end(),
+            [](const auto& a, const auto& b) { return pathPrecedes(a.path, b.path); });
   result.unreadableFolders = visitor.unreadableFolders();
   result.starvedFolders = visitor.starvedFolders();
   result.brokenFolders = visitor.brokenFolders();

@@ -17,6 +17,8 @@
 #include "core/platform/platform.h"
 #include "core/rules/rule_catalog.h"
 #include "core/scan/exclusion_filter.h"
+#include "core/scan/kept_inside.h"
+#include "core/scan/stores.h"
 
 namespace tidra {
 
@@ -38,6 +40,7 @@ struct FilesystemArtifactScanner {
     TidraPathResolver resolver;  // for the skip list and for display
     TidraScanExclusionFilter exclusionFilter = {};
     std::optional<std::set<std::string>> enabledEcosystems = {};  // absent: all
+    std::vector<Store> stores = {};                               // known by their places; none holds the home folder
     std::vector<MountPoint> mounts = {};                          // pseudo file systems among them are not entered
     bool oneFileSystem = false;                                   // no other file system is entered
     std::optional<std::set<std::string>> onlyNames = {};          // just these entries of the root; absent: everything
@@ -49,6 +52,7 @@ struct FilesystemArtifactScanner {
   struct Result {
     std::vector<ScanArtifactFinding> findings;       // depth first, siblings in byte order of their names
     std::map<std::string, FileIdentity> identities;  // of the folders that were measured, by path
+    std::vector<WithheldFinding> withheld;           // artefacts that hold what must stay, in the same order
     bool cancelled = false;
     std::optional<std::string> rootObstacle;      // why the root gives nothing: a sentence
     std::vector<std::string> unclaimedLeftovers;  // named like RemovalLeftover, but not the running user's; sorted

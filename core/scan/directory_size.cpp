@@ -9,7 +9,9 @@
 
 namespace tidra {
 
-bool Measurement::belongs(std::string_view folderName) const { return enterBundles_ || !isBundlePackage(folderName); }
+bool Measurement::belongs(std::string_view folderName) const {
+  return options_.enterBundles || !isBundlePackage(folderName);
+}
 
 unsigned defaultScanWorkers() {
   constexpr unsigned fewest = 8;
@@ -20,7 +22,8 @@ unsigned defaultScanWorkers() {
 namespace {
 
 struct Target {
-  explicit Target(bool enterBundles) : measurement(enterBundles) {}
+  Target(const WalkFilter& filter, const TidraDirectorySizeReader::Folder& folder)
+      : measurement(filter, {.enterBundles = folder.enterBundles, .isTrash = folder.isTrash}) {}
   Measurement measurement;
   std::atomic<bool> opened{false};
   std::optional<FileIdentity> identity;  // set by the first visit, before any other begins
@@ -40,7 +43,7 @@ struct SizeVisitor {
     if (!target->opened.exchange(true)) {
       if (const auto facts = descriptorFacts(folder.node()->descriptor())) target->identity = facts->identity;
     }
-    target->measurement.measure(folder.reader(), folder.node()->descriptor(), place,
+    target->measurement.measure(folder.reader(), *folder.node(), place,
                                 [&folder, target = target](auto name, auto* subplace) {
                                   folder.descend(name, {subplace, target});
                                 });
@@ -48,7 +51,10 @@ struct SizeVisitor {
   }
 
   void couldNotOpen(const Context& context, std::error_code failure) {
-    if (context.target->opened) context.target->measurement.couldNotOpen(failure);
+    // A first folder that cannot be opened counts as empty.
+    if (context.target->opened || isForbidden(failure)) {
+      context.target->measurement.couldNotOpen(failure, context.place);
+    }
     finish(context.target);
   }
 
@@ -57,30 +63,37 @@ struct SizeVisitor {
   }
 };
 
-/// The place of a folder that may be named through links, while the mounts are known without.
-const WalkFilter::Place* placeOf(const WalkFilter& mounts, const std::string& folder) {
-  const auto real = realPath(folder);
-  return mounts.placeOf(real ? *real : folder);
+std::string realOrSame(const std::string& path) {
+  const auto real = realPath(path);
+  return real ? *real : path;
+}
+
+/// The places are known without links, by which a folder may be named.
+WalkFilter filterFor(const TidraDirectorySizeReader::Options& options) {
+  WalkFilter filter;
+  for (const MountPoint& mount : options.mounts) filter.addMount(mount.path);
+  for (const std::string& pattern : options.exclusions.globPatterns) filter.addPattern(pattern);
+  for (const std::string& path : options.exclusions.pathPrefixes) filter.addExcluded(realOrSame(path));
+  for (const Store& store : options.stores) filter.addStore({realOrSame(store.path), store.kind});
+  return filter;
 }
 
 }  // namespace
 
 std::optional<std::uint64_t> TidraDirectorySizeReader::read(const std::string& path, std::chrono::milliseconds limit) {
-  const auto measured = readAll({path}, {.limit = limit}).front();
-  return measured ? std::optional(measured->bytes) : std::nullopt;
+  return readAll({{path}}, {.limit = limit}).front().bytes;
 }
 
-std::vector<std::optional<TidraDirectorySizeReader::Measured>> TidraDirectorySizeReader::readAll(
-    const std::vector<std::string>& paths, const Options& options) {
+std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(const std::vector<Folder>& folders,
+                                                                              const Options& options) {
+  const WalkFilter filter = filterFor(options);
   std::deque<Target> targets;
-  for (std::size_t i = 0; i < paths.size(); ++i) targets.emplace_back(options.enterBundles);
-  WalkFilter mounts;
-  for (const MountPoint& mount : options.mounts) mounts.addMount(mount.path);
+  for (const Folder& folder : folders) targets.emplace_back(filter, folder);
   SizeVisitor visitor;
   {
     SizeVisitor::Traversal traversal(visitor, options.workers == 0 ? defaultScanWorkers() : options.workers);
-    for (std::size_t i = 0; i < paths.size(); ++i) {
-      traversal.addRoot(paths[i], {placeOf(mounts, paths[i]), &targets[i]});
+    for (std::size_t i = 0; i < folders.size(); ++i) {
+      traversal.addRoot(folders[i].path, {filter.placeOf(realOrSame(folders[i].path)), &targets[i]});
     }
     const auto started = std::chrono::steady_clock::now();
     const auto cancelWhenDue = [&] {
@@ -93,12 +106,13 @@ std::vector<std::optional<TidraDirectorySizeReader::Measured>> TidraDirectorySiz
     constexpr std::chrono::milliseconds poll{20};
     while (!traversal.waitFor(poll)) cancelWhenDue();
   }
-  std::vector<std::optional<Measured>> results;
+  std::vector<Size> sizes;
   for (const Target& target : targets) {
     const bool known = target.complete && !target.measurement.hasFailed();
-    results.push_back(known ? std::optional(Measured{target.measurement.bytes(), target.identity}) : std::nullopt);
+    sizes.push_back(
+        {known ? std::optional(target.measurement.bytes()) : std::nullopt, target.measurement.kept(), target.identity});
   }
-  return results;
+  return sizes;
 }
 
 }  // namespace tidra

@@ -1,7 +1,14 @@
 #include "core/scan/exclusion_entry.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
+
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
 
 namespace tidra {
 namespace {
@@ -24,14 +31,54 @@ std::string expandedPattern(const std::string& pattern, const TidraPathResolver&
   return expanded;
 }
 
+/// Puts variables into a pattern as text that stands for itself.
+TidraPathResolver quotingResolver(TidraPathResolver resolver) {
+  resolver.home = globEscaped(resolver.home);
+  for (auto& [name, value] : resolver.environment) value = globEscaped(value);
+  return resolver;
+}
+
+bool exists(const std::string& path) { return static_cast<bool>(pathFacts(path)); }
+
+/// True when some names do not match themselves as patterns.
+bool maySpellAName(std::string_view pattern) { return pattern.find_first_of("[\\") != std::string_view::npos; }
+
+/// The path in the current folder; none when the text is the name of no entry there.
+std::optional<std::string> entryHere(const std::string& given, const std::optional<std::string>& currentFolder) {
+  if (!currentFolder) return std::nullopt;
+  const std::string path = joinedPath(*currentFolder, given);
+  // Behind a link, ".." leads somewhere else than the text suggests.
+  if (const auto pieces = split(given, '/'); std::find(pieces.begin(), pieces.end(), "..") != pieces.end()) {
+    const auto real = realPath(path);
+    return real ? std::optional(*real) : std::nullopt;
+  }
+  return exists(path) ? std::optional(standardizedPath(path)) : std::nullopt;
+}
+
 }  // namespace
+
+void addExclusion(TidraScanExclusionFilter& filter, const std::string& text, const TidraPathResolver& resolver,
+                  bool looksAtDisk) {
+  const std::string expanded = resolver.expandVariables(text);
+  const bool isPath = looksLikePath(expanded);
+  if (isPath) {
+    filter.pathPrefixes.push_back(resolver.expandedPath(expanded));
+    if (!isGlob(expanded) || (looksAtDisk && exists(filter.pathPrefixes.back()))) return;
+  }
+  filter.globPatterns.push_back(expandedPattern(expanded, resolver));
+  if (!isPath && maySpellAName(expanded)) {
+    filter.globPatterns.push_back(expandedPattern(globEscaped(expanded), resolver));
+  }
+  const std::string quoted = quotingResolver(resolver).expandVariables(text);
+  if (isGlob(text) && quoted != expanded) filter.globPatterns.push_back(expandedPattern(quoted, resolver));
+}
 
 TidraScanExclusionFilter makeExclusionFilter(const std::vector<ExclusionEntry>& entries,
                                              const TidraPathResolver& resolver) {
   TidraScanExclusionFilter filter;
   for (const ExclusionEntry& entry : entries) {
     if (entry.kind == ExclusionRowKind::pattern) {
-      filter.globPatterns.push_back(expandedPattern(entry.pathDisplay, resolver));
+      addExclusion(filter, entry.pathDisplay, resolver, true);
     } else {
       filter.pathPrefixes.push_back(excludedPath(entry.pathDisplay, resolver));
     }
@@ -39,15 +86,34 @@ TidraScanExclusionFilter makeExclusionFilter(const std::vector<ExclusionEntry>& 
   return filter;
 }
 
+TypedExclusion TypedExclusion::read(const std::string& given, const TidraPathResolver& resolver,
+                                    const std::optional<std::string>& currentFolder) {
+  const auto asPath = [&](const std::string& path) {
+    return TypedExclusion{resolver.displayPath(path), ExclusionRowKind::path};
+  };
+  const std::string expanded = resolver.expandVariables(given);
+  if (looksLikePath(expanded)) {
+    const std::string path = excludedPath(given, resolver);
+    return !isGlob(expanded) || exists(path) ? asPath(path) : TypedExclusion{given};
+  }
+  const bool begins = given == "." || given == ".." || given.starts_with("./") || given.starts_with("../");
+  const bool isPlainName = given.find('/') == std::string::npos && !isGlob(given) && !maySpellAName(given);
+  if (const auto here = begins || !isPlainName ? entryHere(given, currentFolder) : std::nullopt) return asPath(*here);
+  return begins && currentFolder ? asPath(standardizedPath(joinedPath(*currentFolder, given))) : TypedExclusion{given};
+}
+
+std::optional<std::string> TypedExclusion::note() const {
+  if (kind == ExclusionRowKind::path || !maySpellAName(text)) return std::nullopt;
+  return fmt::format(
+      "'{}' names nothing that exists, so it is a pattern: it keeps out what it matches and what is called exactly so.",
+      escapedForTerminal(text));
+}
+
 std::string excludedPath(std::string_view text, const TidraPathResolver& resolver) {
   return resolver.expandedPath(resolver.expandVariables(text));
 }
 
 bool looksLikePath(std::string_view text) { return text.starts_with('/') || text == "~" || text.starts_with("~/"); }
-
-ExclusionRowKind guessExclusionKind(std::string_view text) {
-  return looksLikePath(text) && !isGlob(text) ? ExclusionRowKind::path : ExclusionRowKind::pattern;
-}
 
 nlohmann::json JsonCodec<ExclusionEntry>::encode(const ExclusionEntry& entry) {
   nlohmann::json object{{"id", entry.id}, {"kind", rawValue(entry.kind)}, {"addedAt", iso8601(entry.addedAt)}};

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,9 +42,31 @@ struct JsonCodec<ExclusionEntry> {
   static ExclusionEntry decode(const nlohmann::json& value, const std::string& where);
 };
 
-/// Projects and paths become prefixes, patterns stay patterns; "~" is expanded in all.
+/// Projects and paths become prefixes. What a row of kind pattern means, addExclusion() says; the disk is looked at.
 TidraScanExclusionFilter makeExclusionFilter(const std::vector<ExclusionEntry>& entries,
                                              const TidraPathResolver& resolver);
+
+/// Adds what a text keeps out that may be a path or a pattern. "~" and known variables are expanded. An absolute text
+/// is a path; one with "*", "?" or "[" is a pattern as well, unless `looksAtDisk` finds an entry of just that name. Any
+/// other text is a pattern, and with "[" or a backslash in it also the name that it spells. What a variable puts into a
+/// pattern counts as it stands, too. Keeping out too much does no harm, so each reading counts.
+void addExclusion(TidraScanExclusionFilter& filter, const std::string& text, const TidraPathResolver& resolver,
+                  bool looksAtDisk);
+
+/// A text that a person typed, as a row of the list.
+struct TypedExclusion {
+  std::string text;  // a path with its home folder as "~", or the pattern as it was given
+  ExclusionRowKind kind = ExclusionRowKind::pattern;
+
+  /// A path when it begins with "./" or "../", when it is absolute without wildcards, and when it names an entry that
+  /// exists, from `currentFolder` when it is relative. A relative name without "/" and wildcards stays a pattern: it
+  /// keeps out every entry of that name, the one here included. `currentFolder` is absent when there is none any more.
+  static TypedExclusion read(const std::string& given, const TidraPathResolver& resolver,
+                             const std::optional<std::string>& currentFolder);
+
+  /// What the person may not have meant, a sentence; none for a path and for a plain pattern.
+  std::optional<std::string> note() const;
+};
 
 /// The absolute, standardised path that a row of kind project or path means. Variables that are known are expanded; any
 /// other "$" is a character of the path.
@@ -51,9 +74,5 @@ std::string excludedPath(std::string_view text, const TidraPathResolver& resolve
 
 /// True for text that begins as an absolute path or one in the home folder does.
 bool looksLikePath(std::string_view text);
-
-/// The kind of a text that a person typed: a path when it begins with "/" or "~" and holds no "*", "?" or "[", else a
-/// pattern.
-ExclusionRowKind guessExclusionKind(std::string_view text);
 
 }  // namespace tidra

@@ -44,8 +44,11 @@ std::string globEscaped(std::string_view text) {
 
 bool splitsIntoComponents(std::string_view pattern) {
   const auto lastSlash = pattern.rfind('/');
-  return lastSlash == std::string_view::npos ||
-         (pattern.find('[') > lastSlash && pattern.find("\\/") == std::string_view::npos);
+  if (lastSlash == std::string_view::npos) return true;
+  for (std::size_t i = 0; i < lastSlash; ++i) {
+    if (pattern[i] == '[' || (pattern[i] == '\\' && pattern[++i] == '/')) return false;
+  }
+  return true;
 }
 
 bool globMatches(const std::string& pattern, const char* text) {

@@ -27,7 +27,8 @@ bool isGlob(std::string_view text);
 std::string globEscaped(std::string_view text);
 
 /// True when every "/" of a pattern surely stands between components, so that each can be matched by itself: not in
-/// "[…]" and not behind a backslash. Where brackets end is left to the matcher, so any "[" before a "/" gives false.
+/// "[…]" and not behind a backslash. Where brackets end is left to the matcher, so any "[" before a "/" gives false,
+/// unless a backslash makes it a plain character.
 bool splitsIntoComponents(std::string_view pattern);
 
 /// Shell-style matching of one path component or a whole path; "*", "?" and "[…]" never match "/".

@@ -11,8 +11,8 @@
 namespace tidra {
 
 /// Raises the tier of findings of the walk that nothing makes again, with the reason as their hint, and sets the
-/// evidence of the others. Works with several threads. `shouldStop` is polled on the calling one; findings that were not
-/// reached by then have no evidence.
+/// evidence of the others. Works with several threads. `shouldStop` is polled on the calling one; findings that were
+/// not reached by then have no evidence.
 void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathResolver& resolver,
                     const std::function<bool()>& shouldStop);
 

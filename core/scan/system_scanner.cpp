@@ -3,11 +3,14 @@
 // with what the tools have answered.
 #include "core/scan/system_scanner.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <chrono>
 #include <limits>
 #include <unordered_set>
 
+#include "core/base/text.h"
 #include "core/model/system_scan_categories.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
@@ -54,7 +57,7 @@ class SystemArtifactScanner::TakenPlaces {
     const std::string& held = item.measuredFolder ? *item.measuredFolder : path;
     const auto facts = pathFacts(held);
     const std::string place = placeOf(held, facts && facts->type == EntryType::symbolicLink);
-    cover({place, item.finding.label, item.finding.safetyTier});
+    cover({place, item.finding.label, item.finding.safetyTier, item.finding.restoreHint});
     if (projects_.covers(place) || system_.covers(place)) return std::nullopt;
     if (isToolBackedTarget(path) && system_.reachesInto(place)) return std::nullopt;
     if (facts && !identities_.emplace(facts->identity.device, facts->identity.inode).second) return std::nullopt;
@@ -114,7 +117,9 @@ std::vector<std::unique_ptr<SystemArtifactProbe>> SystemArtifactScanner::probes(
 }
 
 SystemArtifactScanner::SystemArtifactScanner(const Request& request)
-    : request_(request), probes_(probes(request.categories, request.context.platform)) {
+    : request_(request),
+      probes_(probes(request.categories, request.context.platform)),
+      stores_(request.context.home(), request.stores) {
   std::erase_if(probes_, [this](const auto& probe) { return isLeftOut(*probe); });
   running_.resize(probes_.size());
   for (std::size_t i = 0; i < probes_.size(); ++i) {
@@ -173,6 +178,7 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
   addPlacesOfOtherCategories(taken);
   Result result;
   result.covered = taken.takeCovered();
+  result.withheld = std::move(withheld_);
   for (std::size_t i = 0; i < reports.size(); ++i) {
     result.notes.insert(result.notes.end(), reports[i].notes.begin(), reports[i].notes.end());
     for (Kept& one : kept[i]) {
@@ -222,37 +228,49 @@ std::vector<SystemArtifactScanner::Kept> SystemArtifactScanner::keep(ProbeReport
     if (auto place = taken.take(item)) kept.push_back({std::move(item), std::move(*place)});
   }
   for (const CoveredPlace& covered : report.covered) taken.coverNamed(covered);
+  std::erase_if(kept, [&](const Kept& one) { return !isSearchable(one, report); });
   measure(kept);
   for (const Kept& one : kept) tick(systemPhaseLabel, &one.item.finding);
   return kept;
 }
 
-void SystemArtifactScanner::measure(std::vector<Kept>& items) const {
-  std::vector<char> isUnknown(items.size(), 0);
-  for (const bool enterBundles : {false, true}) {
-    std::vector<std::size_t> measured;
-    std::vector<std::string> folders;
-    for (std::size_t i = 0; i < items.size(); ++i) {
-      const ProbeItem& item = items[i].item;
-      if (!item.measuredFolder || item.enterBundles != enterBundles) continue;
-      measured.push_back(i);
-      folders.push_back(*item.measuredFolder);
-    }
-    if (folders.empty()) continue;
-    const auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
-                                                                   .enterBundles = enterBundles,
-                                                                   .mounts = request_.mounts,
-                                                                   .shouldCancel = request_.shouldCancel});
-    for (std::size_t i = 0; i < measured.size(); ++i) {
-      ProbeItem& item = items[measured[i]].item;
-      item.finding.sizeBytes = sizes[i] ? sizes[i]->bytes : 0;
-      // The folder of a tool's own item is not what is removed.
-      if (sizes[i] && item.measuredFolder == item.finding.path) item.identity = sizes[i]->identity;
-      isUnknown[measured[i]] = sizes[i] ? 0 : 1;
-    }
+/// Nothing in a trash or quarantine is a finding; a trash as a whole is.
+bool SystemArtifactScanner::isSearchable(const Kept& kept, ProbeReport& report) {
+  if (kept.place.empty()) return true;
+  const auto store = stores_.holding(kept.place);
+  if (!store || (kept.item.isTrash && store->path == parentPath(kept.place))) return true;
+  report.notes.push_back(fmt::format("{} lies in {}, in which nothing is searched.",
+                                     escapedForTerminal(kept.item.finding.path), describedStore(store->kind)));
+  return false;
+}
+
+void SystemArtifactScanner::measure(std::vector<Kept>& items) {
+  std::vector<std::size_t> measured;
+  std::vector<TidraDirectorySizeReader::Folder> folders;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const ProbeItem& item = items[i].item;
+    if (!item.measuredFolder) continue;
+    measured.push_back(i);
+    folders.push_back({*item.measuredFolder, item.enterBundles, item.isTrash});
+  }
+  if (folders.empty()) return;
+  const auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
+                                                                 .mounts = request_.mounts,
+                                                                 .exclusions = request_.exclusions,
+                                                                 .stores = request_.stores,
+                                                                 .shouldCancel = request_.shouldCancel});
+  std::vector<char> isLeftOut(items.size(), 0);
+  for (std::size_t i = 0; i < measured.size(); ++i) {
+    ProbeItem& item = items[measured[i]].item;
+    auto& finding = item.finding;
+    finding.sizeBytes = sizes[i].bytes.value_or(0);
+    // The folder of a tool's own item is not what is removed.
+    if (item.measuredFolder == finding.path) item.identity = sizes[i].identity;
+    isLeftOut[measured[i]] = !sizes[i].bytes || sizes[i].kept ? 1 : 0;
+    if (sizes[i].kept) withheld_.push_back({finding.path, *sizes[i].kept});
   }
   std::size_t index = 0;
-  std::erase_if(items, [&](const Kept&) { return isUnknown[index++] != 0; });
+  std::erase_if(items, [&](const Kept&) { return isLeftOut[index++] != 0; });
 }
 
 }  // namespace tidra

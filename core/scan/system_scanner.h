@@ -12,8 +12,10 @@
 #include <vector>
 
 #include "core/platform/mount_table.h"
+#include "core/scan/kept_inside.h"
 #include "core/scan/place_set.h"
 #include "core/scan/probes/system_probe.h"
+#include "core/scan/stores.h"
 
 namespace tidra {
 
@@ -44,6 +46,8 @@ class SystemArtifactScanner {
     std::optional<SystemBounds> bounds;                   // absent: none
     bool checksPip = true;                                // look for unused packages in the environments of projects
     std::vector<MountPoint> mounts;                       // what is mounted inside a place is not measured
+    TidraScanExclusionFilter exclusions;                  // what holds some of it is left out
+    std::vector<Store> stores;                            // known by their places; none holds the home folder
     unsigned workers = 0;                                 // for measuring; 0: the default
     std::function<bool()> shouldCancel;                   // polled on the caller's thread; context has its own
     std::function<void(const ProgressTick&)> onProgress;  // called on the caller's thread
@@ -54,6 +58,7 @@ class SystemArtifactScanner {
     std::vector<std::string> places;    // what each of them holds on disk, links resolved; empty when that is no place
     std::vector<CoveredPlace> covered;  // places of higher tiers than safe that are no findings of their own
     std::map<std::string, FileIdentity> identities;  // of those that are places, by path
+    std::vector<WithheldFinding> withheld;           // what holds something that must stay
     std::vector<std::string> notes;
   };
 
@@ -89,7 +94,8 @@ class SystemArtifactScanner {
   void tickProjects(const std::vector<ScanArtifactFinding>& projects);
   /// Takes what a report tells that is not taken yet, measured and told of.
   std::vector<Kept> keep(ProbeReport& report, TakenPlaces& taken);
-  void measure(std::vector<Kept>& items) const;
+  void measure(std::vector<Kept>& items);
+  bool isSearchable(const Kept& kept, ProbeReport& report);
   void addPlacesOfOtherCategories(TakenPlaces& taken) const;
   void tick(const char* phase, const ScanArtifactFinding* finding);
   bool isCancelled() const { return request_.shouldCancel && request_.shouldCancel(); }
@@ -97,6 +103,8 @@ class SystemArtifactScanner {
   const Request& request_;
   std::vector<std::unique_ptr<SystemArtifactProbe>> probes_;
   std::vector<std::future<ProbeReport>> running_;  // of each probe, in their order
+  StoreFinder stores_;
+  std::vector<WithheldFinding> withheld_;
   ProgressTick tick_;
 };
 

@@ -41,6 +41,32 @@ void WalkFilter::addPrefix(std::string_view path) {
   makePlace(path).barred = true;
 }
 
+WalkFilter::Place& WalkFilter::makeKeptPlace(std::string_view path) {
+  Place* place = &root_;
+  for (const std::string_view component : splitNonEmpty(path, '/')) {
+    place->leadsToKept = true;
+    auto& child = place->children[component];
+    if (!child) child = std::make_unique<Place>();
+    place = child.get();
+  }
+  return *place;
+}
+
+void WalkFilter::addExcluded(std::string_view path) {
+  addPrefix(path);
+  makeKeptPlace(path).excluded = true;
+}
+
+void WalkFilter::addExclusions(const TidraScanExclusionFilter& filter) {
+  for (const std::string& prefix : filter.pathPrefixes) addExcluded(prefix);
+  for (const std::string& pattern : filter.globPatterns) addPattern(pattern);
+}
+
+void WalkFilter::addStore(const Store& store) {
+  addPrefix(store.path);
+  makeKeptPlace(store.path).store = store.kind;
+}
+
 void WalkFilter::addMount(std::string_view path) { makePlace(path).mounted = true; }
 
 void WalkFilter::addPattern(const std::string& pattern) {
@@ -108,11 +134,23 @@ bool FolderFilter::bars(std::string_view name) const {
   }
   if (filter_.names_.find(name) != nullptr) return true;
   const auto matches = [&](const std::string& pattern) { return globMatches(pattern, name.data()); };
-  if (std::any_of(filter_.nameGlobs_.begin(), filter_.nameGlobs_.end(), matches)) return true;
-  if (std::any_of(lastComponents_.begin(), lastComponents_.end(), [&](const auto* last) { return matches(*last); })) {
-    return true;
-  }
-  return !filter_.unsplit_.globPatterns.empty() && filter_.unsplit_.isExcluded(joinedPath(folder_.path(), name));
+  return std::any_of(filter_.nameGlobs_.begin(), filter_.nameGlobs_.end(), matches) || matchesLongPattern(name);
+}
+
+bool FolderFilter::keeps(std::string_view name) const {
+  const auto* child = WalkFilter::childPlace(place_, name);
+  return (child != nullptr && child->excluded) || matchesLongPattern(name);
+}
+
+bool FolderFilter::matchesLongPattern(std::string_view name) const {
+  const auto matches = [&](const std::string* last) { return globMatches(*last, name.data()); };
+  if (std::any_of(lastComponents_.begin(), lastComponents_.end(), matches)) return true;
+  return !filter_.unsplit_.globPatterns.empty() && filter_.unsplit_.isExcluded(joinedPath(path(), name));
+}
+
+const std::string& FolderFilter::path() const {
+  if (path_.empty()) path_ = folder_.path();
+  return path_;
 }
 
 }  // namespace tidra

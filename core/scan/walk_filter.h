@@ -6,6 +6,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -14,6 +15,7 @@
 #include "core/scan/exclusion_filter.h"
 #include "core/scan/folder_node.h"
 #include "core/scan/name_map.h"
+#include "core/scan/stores.h"
 
 namespace tidra {
 
@@ -21,8 +23,11 @@ class WalkFilter {
  public:
   /// A component of the tree of prefixes.
   struct Place {
-    bool barred = false;
-    bool mounted = false;  // another file system begins here
+    bool barred = false;       // not entered
+    bool mounted = false;      // another file system begins here
+    bool excluded = false;     // stays, and with it what holds it
+    bool leadsToKept = false;  // somewhere below is what stays
+    std::optional<StoreKind> store;
     NameMap<std::unique_ptr<Place>> children;
   };
 
@@ -34,6 +39,11 @@ class WalkFilter {
   /// Marks a folder as one where another file system begins. That alone bars nothing.
   void addMount(std::string_view path);
   void add(const TidraScanExclusionFilter& filter);
+  /// As addPrefix and add, and what they name stays even where no walk comes: inside a folder that is found whole.
+  void addExcluded(std::string_view path);
+  void addExclusions(const TidraScanExclusionFilter& filter);
+  /// Bars a trash or quarantine that is known by its place; it stays wherever it lies.
+  void addStore(const Store& store);
 
   /// True when the path or one of its ancestors is barred. For single paths; a walk uses FolderFilter.
   bool bars(std::string_view path) const;
@@ -45,6 +55,7 @@ class WalkFilter {
  private:
   friend class FolderFilter;
   Place& makePlace(std::string_view path);
+  Place& makeKeptPlace(std::string_view path);
   using LongPattern = std::vector<std::string>;  // components; the first of an absolute pattern is empty
 
   Place root_;
@@ -65,11 +76,24 @@ class FolderFilter {
   /// `name` is NUL-terminated.
   bool bars(std::string_view name) const;
 
+  /// False when keeps() is false for every name.
+  bool mayKeep() const {
+    return place_ != nullptr || !lastComponents_.empty() || !filter_.unsplit_.globPatterns.empty();
+  }
+
+  /// True when the entry is excluded by its path or by a pattern with "/". One without "/" is about the names of
+  /// folders that a walk meets: inside dependencies and build output, where every name occurs, it keeps nothing.
+  bool keeps(std::string_view name) const;
+
  private:
+  bool matchesLongPattern(std::string_view name) const;
+  const std::string& path() const;
+
   const WalkFilter& filter_;
   const WalkFilter::Place* place_;
   const FolderNode& folder_;
   std::vector<const std::string*> lastComponents_;  // of the long patterns that match this folder so far
+  mutable std::string path_;                        // made when it is asked for
 };
 
 }  // namespace tidra

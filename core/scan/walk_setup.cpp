@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <array>
-
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
@@ -15,13 +13,12 @@ namespace {
 
 using Request = FilesystemArtifactScanner::Request;
 
-/// Tidra's own folders, wherever they are: in anybody's home folder, and at the top of a volume. What lies in a
-/// quarantine there waits for its retention, and is nothing to be found and removed again.
-constexpr std::array ownFolders{".tidra", ".tidra-quarantine"};
+/// Tidra's own folder in anybody's home folder.
+constexpr const char* ownFolder = ".tidra";
 
 TidraScanExclusionFilter skipList(const Request& request) {
   TidraScanExclusionFilter skip;
-  skip.globPatterns.assign(ownFolders.begin(), ownFolders.end());
+  skip.globPatterns.emplace_back(ownFolder);
   for (const std::string& entry : request.catalog->walkSkip(request.platform)) {
     if (!SkipList::isPath(entry)) {
       skip.globPatterns.push_back(entry);
@@ -88,14 +85,30 @@ void addMounts(WalkFilter& filter, const Request& request, const Spelling& spell
   }
 }
 
-/// Adds every prefix as it stands and, where links give it another spelling, as the walk spells it.
-void addSpelled(WalkFilter& filter, const TidraScanExclusionFilter& added, const Spelling& spelling) {
-  filter.add(added);
-  for (const std::string& prefix : added.pathPrefixes) {
-    const auto real = realPath(prefix);
-    const std::string walked = spelling.asWalked(real ? *real : prefix);
-    if (walked != prefix) filter.addPrefix(walked);
+/// Adds a path as it stands and, where links give it another spelling, as the walk spells it.
+template <class Add>
+void addSpelled(const std::string& path, const Spelling& spelling, Add add) {
+  add(path);
+  const auto real = realPath(path);
+  const std::string walked = spelling.asWalked(real ? *real : path);
+  if (walked != path) add(walked);
+}
+
+void addStores(WalkFilter& filter, const Request& request, const Spelling& spelling) {
+  for (const Store& store : request.stores) {
+    addSpelled(store.path, spelling, [&](const std::string& path) { filter.addStore({path, store.kind}); });
   }
+}
+
+std::optional<std::string> storeObstacle(const Request& request, const Spelling& spelling, const std::string& shown) {
+  StoreFinder finder(request.resolver.home, request.stores);
+  const auto store = finder.holding(spelling.realRoot());
+  if (!store) return std::nullopt;
+  const std::string place = escapedForTerminal(request.resolver.displayPath(store->path));
+  return store->path == spelling.realRoot()
+             ? fmt::format("{} is {}, in which nothing is searched.", shown, describedStore(store->kind))
+             : fmt::format("{} lies in {}, {}, in which nothing is searched.", shown, place,
+                           describedStore(store->kind));
 }
 
 /// True when nothing below a root would be reported: the root or a folder above it is an excluded folder, or a pattern
@@ -128,6 +141,7 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
   WalkFilter realSkip;
   for (const std::string& path : realSkippedOfPerson(request)) realSkip.addPrefix(path);
   const Spelling spelling(request.root);
+  if (auto obstacle = storeObstacle(request, spelling, shown)) return obstacle;
   if (skip.bars(request.root) || realSkip.bars(spelling.realRoot())) {
     return fmt::format(
         "{} lies in a folder that scans skip (see tidra rules list --skipped), so nothing is reported for it{}.", shown,
@@ -151,8 +165,16 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
 WalkFilter makeWalkFilter(const Request& request) {
   const Spelling spelling(request.root);
   WalkFilter filter;
-  addSpelled(filter, skipList(request), spelling);
-  addSpelled(filter, request.exclusionFilter, spelling);
+  const TidraScanExclusionFilter skip = skipList(request);
+  filter.add({{}, skip.globPatterns});
+  filter.add({{}, request.exclusionFilter.globPatterns});
+  for (const std::string& path : skip.pathPrefixes) {
+    addSpelled(path, spelling, [&](const std::string& spelled) { filter.addPrefix(spelled); });
+  }
+  for (const std::string& path : request.exclusionFilter.pathPrefixes) {
+    addSpelled(path, spelling, [&](const std::string& spelled) { filter.addExcluded(spelled); });
+  }
+  addStores(filter, request, spelling);
   addMounts(filter, request, spelling);
   return filter;
 }

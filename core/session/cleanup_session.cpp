@@ -56,7 +56,8 @@ ScanRequest narrowed(ScanRequest request, const CleanupPlan& plan) {
     request.onlyPaths->insert(item.path);
     // The environment that a pip target is about is a finding of the walk.
     const std::string path = item.path.starts_with(pipTarget) ? item.path.substr(pipTarget.size()) : item.path;
-    if (path.starts_with('/')) {
+    // A whole trash is found by its rule alone; nothing is searched in it.
+    if (path.starts_with('/') && !StoreNames::isWholeTrash(path)) {
       request.onlyPaths->insert(path);
       request.roots.push_back(parentPath(path));
     }
@@ -87,9 +88,14 @@ std::optional<std::string> reasonItIsGone(const std::string& path, const TidraPa
 
 /// Why an item of a plan is not what it was when the plan was made; none when all is well.
 std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const CleanupCandidate* found,
-                                     const CleanupOptions& options, const TidraPathResolver& resolver) {
+                                     const ScanOutcome& outcome, const CleanupOptions& options,
+                                     const TidraPathResolver& resolver) {
   if (found == nullptr) {
     if (options.allowAnyPath) return std::nullopt;
+    if (const auto withheld = outcome.withheld.find(item.path); withheld != outcome.withheld.end()) {
+      const bool isExcluded = withheld->second.why == KeptInside::Why::excluded;
+      return withheld->second.reason(resolver) + (isExcluded ? "; --allow-any-path removes it all the same" : "");
+    }
     if (const auto reason = reasonItIsGone(item.path, resolver)) return reason;
     return "is nothing that the rules name there, or is excluded; --allow-any-path removes it all the same";
   }
@@ -209,7 +215,7 @@ CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const Cleanu
     if (isCancelled(options.shouldCancel)) break;
     const auto known = found.find(item.path);
     auto& candidate = checked.candidates.emplace_back(known == found.end() ? CleanupCandidate{} : known->second);
-    candidate.refusal = refusalOf(item, known == found.end() ? nullptr : &known->second, options, resolver);
+    candidate.refusal = refusalOf(item, known == found.end() ? nullptr : &known->second, outcome, options, resolver);
     candidate.item = item;
     if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }

@@ -45,9 +45,9 @@ struct UnprovenFindings {
 };
 UnprovenFindings unprovenIn(const ScanReport& report);
 
-/// Everything that a scan has found, the largest first, without what unprovenIn() counts unless the options take that, and
-/// without what goes with something that holds it. Those that a keep file or their use protects, and those that hold a
-/// finding that stays, carry a refusal.
+/// Everything that a scan has found, the largest first, without what unprovenIn() counts unless the options take that,
+/// and without what goes with something that holds it. Those that a keep file or their use protects, and those that
+/// hold a finding that stays, carry a refusal.
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
                                                const CleanupOptions& options);
 

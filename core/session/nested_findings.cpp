@@ -56,15 +56,18 @@ void raiseHolders(std::vector<ScanArtifactFinding>& findings, const std::vector<
   if (covered.empty()) return;
   const Indices byPlace = indicesOf(findings, places, true);
   for (const CoveredPlace& inner : covered) {
-    const auto raise = [&](std::size_t holder) {
-      ScanArtifactFinding& finding = findings[holder];
+    const auto raise = [&](ScanArtifactFinding& finding, std::string hint) {
       if (finding.safetyTier >= inner.tier) return;
       finding.safetyTier = inner.tier;
-      finding.restoreHint =
-          fmt::format("Holds {} ({}), which is of this tier", inner.label, resolver.displayPath(inner.place));
+      finding.restoreHint = std::move(hint);
     };
-    if (const auto same = byPlace.find(inner.place); same != byPlace.end()) raise(same->second);
-    forEachHolder(byPlace, inner.place, raise);
+    const std::string held =
+        fmt::format("Holds {} ({}), which is of this tier", inner.label, resolver.displayPath(inner.place));
+    // The walk and a probe met the same folder: the probe knows better what it is.
+    if (const auto same = byPlace.find(inner.place); same != byPlace.end()) {
+      raise(findings[same->second], inner.hint.value_or(held));
+    }
+    forEachHolder(byPlace, inner.place, [&](std::size_t holder) { raise(findings[holder], held); });
   }
 }
 

@@ -13,6 +13,7 @@
 #include <map>
 
 #include "core/base/text.h"
+#include "core/dispose/known_stores.h"
 #include "core/model/removal_leftover.h"
 #include "core/model/system_scan_categories.h"
 #include "core/platform/files.h"
@@ -33,7 +34,10 @@ namespace {
 
 class ScanSession {
  public:
-  explicit ScanSession(const ScanRequest& request) : request_(request), activity_(request.git, request.resolver) {}
+  explicit ScanSession(const ScanRequest& request)
+      : request_(request),
+        stores_(knownStores(request.resolver, request.quarantines)),
+        activity_(request.git, request.resolver) {}
 
   ScanOutcome run() {
     const auto started = std::chrono::steady_clock::now();
@@ -49,6 +53,7 @@ class ScanSession {
       addLeftovers();
     }
     noteUnclaimedLeftovers();
+    noteWithheld();
     assessFindings(outcome_.findings, request_.resolver, [this] { return shouldCancel(); });
     raiseTracked();
     raiseOwnWork();
@@ -89,6 +94,7 @@ class ScanSession {
             .resolver = request_.resolver,
             .exclusionFilter = request_.exclusions,
             .enabledEcosystems = request_.ecosystems,
+            .stores = stores_,
             .mounts = request_.mounts,
             .oneFileSystem = request_.oneFileSystem,
             .onlyNames = request_.onlyPaths ? std::optional(std::set<std::string>{}) : std::nullopt,
@@ -114,6 +120,7 @@ class ScanSession {
     outcome_.identities.merge(result.identities);
     unclaimedLeftovers_.insert(result.unclaimedLeftovers.begin(), result.unclaimedLeftovers.end());
     repositoriesInside_.merge(result.repositoriesInside);
+    withhold(result.withheld);
     for (auto& finding : result.findings) {
       askActivity(finding);
       realPaths_.push_back(realPathBelow(plan, finding.path));
@@ -179,6 +186,8 @@ class ScanSession {
     request.checksPip = asksPip && request_.scanProjects && request.categories.contains("python") &&
                         (!request_.ecosystems || request_.ecosystems->contains("py"));
     request.mounts = request_.mounts;
+    request.exclusions = request_.exclusions;
+    request.stores = stores_;
     request.workers = request_.workers;
     request.shouldCancel = [this] { return shouldCancel(); };
     request.onProgress = [this](const auto& tick) { advance(tick); };
@@ -198,6 +207,7 @@ class ScanSession {
     auto result = system.scan(outcome_.findings);
     outcome_.details.insert(outcome_.details.end(), result.notes.begin(), result.notes.end());
     outcome_.identities.merge(result.identities);
+    withhold(result.withheld);
     covered_ = std::move(result.covered);
     for (std::size_t i = 0; i < result.findings.size(); ++i) {
       if (!recogniseLeftover(result.findings[i])) continue;
@@ -258,15 +268,37 @@ class ScanSession {
     std::erase_if(leftovers,
                   [&](const auto& leftover) { return isOutOfBounds(leftover.path) || found.covers(leftover.path); });
     if (leftovers.empty()) return;
-    std::vector<std::string> paths;
-    for (const auto& leftover : leftovers) paths.push_back(leftover.path);
-    const auto sizes = TidraDirectorySizeReader::readAll(
-        paths, {.workers = request_.workers, .enterBundles = true, .shouldCancel = [this] { return shouldCancel(); }});
+    std::vector<TidraDirectorySizeReader::Folder> folders;
+    for (const auto& leftover : leftovers) folders.push_back({.path = leftover.path, .enterBundles = true});
+    const auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
+                                                                   .exclusions = request_.exclusions,
+                                                                   .stores = stores_,
+                                                                   .shouldCancel = [this] { return shouldCancel(); }});
     for (std::size_t i = 0; i < leftovers.size(); ++i) {
-      if (sizes[i]) leftovers[i].sizeBytes = sizes[i]->bytes;
-      if (sizes[i] && sizes[i]->identity) outcome_.identities.emplace(leftovers[i].path, *sizes[i]->identity);
-      outcome_.findings.push_back(std::move(leftovers[i]));
+      leftovers[i].sizeBytes = sizes[i].bytes.value_or(0);
+      if (sizes[i].identity) outcome_.identities.emplace(leftovers[i].path, *sizes[i].identity);
+      if (sizes[i].kept) withhold({{leftovers[i].path, *sizes[i].kept}});
+      if (!sizes[i].kept) outcome_.findings.push_back(std::move(leftovers[i]));
     }
+  }
+
+  void withhold(const std::vector<WithheldFinding>& findings) {
+    for (const WithheldFinding& finding : findings) {
+      if (!request_.onlyPaths || request_.onlyPaths->contains(finding.path)) {
+        outcome_.withheld.emplace(finding.path, finding.kept);
+      }
+    }
+  }
+
+  /// The first of them for everybody, the rest for those who want to know more.
+  void noteWithheld() {
+    constexpr std::size_t most = 5;
+    std::size_t noted = 0;
+    for (const auto& [path, kept] : outcome_.withheld) {
+      auto text = fmt::format("{} {}, so it is left out.", shown(path), kept.reason(request_.resolver));
+      (noted++ < most ? outcome_.notes : outcome_.details).push_back(std::move(text));
+    }
+    if (noted > most) note(fmt::format("{} more are left out because of what they hold.", noted - most));
   }
 
   void advance(const SystemArtifactScanner::ProgressTick& tick) {
@@ -423,6 +455,7 @@ class ScanSession {
   void note(std::string text) { outcome_.notes.push_back(std::move(text)); }
 
   const ScanRequest& request_;
+  const std::vector<Store> stores_;
   ProjectActivityReader activity_;
   SystemArtifactScanner::Request systemRequest_;
   ScanOutcome outcome_;

@@ -16,6 +16,7 @@
 #include "core/platform/mount_table.h"
 #include "core/rules/rule_catalog.h"
 #include "core/scan/exclusion_filter.h"
+#include "core/scan/kept_inside.h"
 #include "core/session/nested_findings.h"
 
 namespace tidra {
@@ -51,6 +52,7 @@ struct ScanRequest {
   SystemReach systemReach = SystemReach::belowRoots;
   std::optional<std::set<std::string>> categories;  // of the latter, by key; absent: all
   TidraScanExclusionFilter exclusions;
+  std::vector<std::string> quarantines;               // searched by no scan, besides the usual one; absolute
   std::optional<std::set<std::string>> ecosystems;    // absent: all
   std::optional<std::set<ArtifactSafetyTier>> tiers;  // absent: all
   std::uint64_t minimumBytes = 0;                     // smaller findings are left out
@@ -72,6 +74,7 @@ struct ScanOutcome {
   std::vector<ScanArtifactFinding> findings;       // the report's items, in its order
   std::map<std::string, FileIdentity> identities;  // by path: what was measured; absent for a tool's own items
   std::vector<NestedFinding> nested;               // also with findings that the request left out
+  std::map<std::string, KeptInside> withheld;      // findings left out because of what they hold, by path
   std::vector<std::string> notes;                  // for people: what could not be read and why
   std::vector<std::string> details;                // for people who want to know more: tools that did not answer
   std::optional<std::string> outOfBounds;          // for people: what the roots kept out; absent: nothing

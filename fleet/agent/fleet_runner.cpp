@@ -186,6 +186,7 @@ class Run {
     for (const std::string& warning : scan.warnings) warn(warning);
     scan.request.shouldCancel = runner_.shouldCancel;
     request_ = std::move(scan.request);
+    request_.quarantines.push_back(ownQuarantine_);
     outcome_ = runScan(request_);
     for (const std::string& note : outcome_.notes) warn(note);
     const ScanReport& report = outcome_.report;
@@ -223,7 +224,8 @@ class Run {
                        .workers = request_.workers,
                        .clock = runner_.clock,
                        .shouldCancel = runner_.shouldCancel,
-                       .finishesItems = true};
+                       .finishesItems = true,
+                       .seenAt = request_.now};
     setting.method = policy().disposal.method;
     setting.quarantine = resolved.quarantine;
     setting.dryRun = result_.dryRun;

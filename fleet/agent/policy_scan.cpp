@@ -42,6 +42,7 @@ PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resol
   request.scanSystem = !request.categories || !request.categories->empty();
   request.systemReach = SystemReach::everywhere;  // the categories say what takes part
   request.exclusions = resolved.exclude;
+  request.quarantines = {resolved.quarantine.directory};
   request.ecosystems = asSet(policy.scan.ecosystems);
   request.thresholds = policy.thresholds();
   request.now = now;

@@ -200,6 +200,7 @@ ProbeReport CatalogPathProbe::scan(const SystemProbeContext& context) const {
     } else {
       item.measuredFolder = candidate.url;
     }
+    item.isTrash = StoreNames::isWholeTrash(candidate.url);
     report.items.push_back(std::move(item));
   }
   return report;

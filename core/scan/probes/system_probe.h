@@ -51,6 +51,7 @@ struct ProbeItem {
   ScanArtifactFinding finding;
   std::optional<std::string> measuredFolder = {};  // its size is the finding's; absent when the size is known already
   bool enterBundles = false;                       // count the insides of bundle packages too
+  bool isTrash = false;                            // a whole trash, the one finding that lies in a store
   std::optional<FileIdentity> identity = {};       // of what has been measured
 };
 
@@ -59,6 +60,7 @@ struct CoveredPlace {
   std::string place;  // absolute
   std::string label;
   ArtifactSafetyTier tier = ArtifactSafetyTier::safe;  // what it would be, were it a finding
+  std::optional<std::string> hint = {};                // how it comes back, or what is lost with it
 };
 
 /// What one probe tells.

@@ -83,13 +83,6 @@ void requireOutsideLogFiles(const ResolvedPolicy& made) {
   }
 }
 
-/// Puts variables into a pattern as text that stands for itself.
-TidraPathResolver quotingResolver(TidraPathResolver resolver) {
-  resolver.home = globEscaped(resolver.home);
-  for (auto& [name, value] : resolver.environment) value = globEscaped(value);
-  return resolver;
-}
-
 /// A protection that protects nothing is worth a word.
 void noteIdlePatterns(const std::string& key, const std::vector<std::string>& texts, const TidraPathResolver& resolver,
                       std::vector<std::string>& notes) {
@@ -102,8 +95,7 @@ void noteIdlePatterns(const std::string& key, const std::vector<std::string>& te
       notes.push_back(
           fmt::format("{}[{}] '{}' names a variable that is not set or empty and matches nothing.", key, i, shown));
     } else if (expanded.starts_with("./") || expanded.starts_with("../") ||
-               (guessExclusionKind(expanded) == ExclusionRowKind::pattern &&
-                expanded.find("/../") != std::string::npos)) {
+               ((!looksLikePath(expanded) || isGlob(expanded)) && expanded.find("/../") != std::string::npos)) {
       notes.push_back(fmt::format("{}[{}] '{}' matches nothing; begin it with / or ~.", key, i, shown));
     } else if (trimmed(texts[i]) != texts[i]) {
       notes.push_back(fmt::format("{}[{}] '{}' has blanks around it, which count; take them away.", key, i, shown));
@@ -118,24 +110,11 @@ void noteIdlePatterns(const std::string& key, const std::vector<std::string>& te
 ListenAddress ListenAddress::parse(std::string_view text) { return parsedAddress(text).value_or(ListenAddress{}); }
 
 TidraScanExclusionFilter makePolicyFilter(const std::vector<std::string>& texts, const TidraPathResolver& resolver) {
-  const TidraPathResolver quoting = quotingResolver(resolver);
-  std::vector<ExclusionEntry> entries;
-  const auto add = [&](const std::string& text, ExclusionRowKind kind) {
-    entries.push_back({.id = {}, .pathDisplay = text, .kind = kind, .addedAt = {}});
-  };
+  TidraScanExclusionFilter filter;
   for (const std::string& text : texts) {
-    if (trimmed(text).empty()) continue;
-    const std::string expanded = resolver.expandVariables(text);
-    const ExclusionRowKind kind = guessExclusionKind(expanded);
-    add(expanded, kind);
-    if (kind != ExclusionRowKind::pattern) continue;
-    // Where a text can be read in two ways both count: to keep too much does no harm. A folder may be called "[slug]",
-    // and a "[" that comes out of a variable is most likely one of a folder too.
-    if (looksLikePath(expanded) && expanded.find('[') != std::string::npos) add(expanded, ExclusionRowKind::path);
-    const std::string quoted = quoting.expandVariables(text);
-    if (isGlob(text) && quoted != expanded) add(quoted, kind);
+    if (!trimmed(text).empty()) addExclusion(filter, text, resolver, false);
   }
-  return makeExclusionFilter(entries, resolver);
+  return filter;
 }
 
 void ResolvedPolicy::requireApartFrom(const std::string& policyFile) const {

@@ -50,9 +50,8 @@ struct ResolvedPolicy {
   void requireApartFrom(const std::string& policyFile) const;
 };
 
-/// Folders and patterns of a policy as one filter: "~" and known variables are expanded, then a text that begins with
-/// "/" and holds no "*", "?" or "[" is a folder, any other a pattern. An absolute text with "[" is both, and what comes
-/// out of a variable into a pattern counts as it stands, too.
+/// Folders and patterns of a policy as one filter; addExclusion() says how each text is read. Touches no file, so an
+/// absolute text with wildcards always counts as a path and as a pattern. Empty texts match nothing.
 TidraScanExclusionFilter makePolicyFilter(const std::vector<std::string>& texts, const TidraPathResolver& resolver);
 
 /// The secret with which the agent reports to the hub.

@@ -140,6 +140,13 @@ TEST_F(DeletionService, ProtectedPlacesStayWhateverTheWay) {
   tree_.writeFile("home/.config/tidra/settings", "x");
   tree_.writeFile("home/.local/share/Trash/files/f");
   tree_.makeFolder("home/.tidra/quarantine");
+  for (const char* store : {"disk/.Trash-4711/files", "disk/.Trashes/501", "ada/.local/share/Trash/files",
+                            "else/T/files", "home/p/build/quarantine", "home/.tidra/quarantine"}) {
+    tree_.writeFile(std::string(store) + "/1-x/f", "x");
+  }
+  tree_.writeFile("else/T/info/1-x.trashinfo");
+  tree_.writeFile("home/p/build/quarantine/2-x/f", "x");
+  tree_.writeFile("home/p/build/quarantine/2-x.tidra.json", "{}");
   tree_.symlink("way", "home");
   tree_.symlink("outer", "..");
   const std::string own = tree_.path("home/.config/tidra");
@@ -163,7 +170,18 @@ TEST_F(DeletionService, ProtectedPlacesStayWhateverTheWay) {
            {tree_.path("way/.tidra"), "holds a folder that Tidra keeps things in"},
            {tree_.path("home/.tidra/quarantine"), "is a folder that Tidra keeps things in"},
            {tree_.path("home/.local"), "holds a folder that Tidra keeps things in"},
-           {tree_.path("home/.local/share/Trash"), "is a folder that Tidra keeps things in"}}) {
+           {tree_.path("home/.local/share/Trash"), "is a folder that Tidra keeps things in"},
+           {tree_.path("home/.local/share/Trash/files/f"), "Trash is a trash, and what is in one is only removed by"},
+           {tree_.path("way/.tidra/quarantine/1-x"), "quarantine is a quarantine, and what is in one"},
+           {tree_.path("disk/.Trash-4711/files/1-x"), "disk/.Trash-4711 is a trash"},
+           {tree_.path("disk/.Trash-4711"), "disk/.Trash-4711 is a trash"},
+           {tree_.path("disk"), "holds " + tree_.path("disk/.Trash-4711") + ", which is a trash, so it stays"},
+           {tree_.path("disk/.Trashes/501/1-x/f"), "disk/.Trashes is a trash"},
+           {tree_.path("ada/.local/share/Trash/files/1-x"), "Trash is a trash"},
+           {tree_.path("else/T/files/1-x"), "else/T is a trash"},
+           {tree_.path("home/p/build/quarantine/1-x/f"), "build/quarantine is a quarantine"},
+           {tree_.path("home/p/build/quarantine/2-x"), "build/quarantine is a quarantine"},
+           {tree_.path("home/p/build"), "holds ~/p/build/quarantine, which is a quarantine, so it stays"}}) {
     for (const auto method : everyMethod) {
       for (const bool dryRun : {true, false}) {
         const auto result = tidra.dispose({path, {}}, method, dryRun, config());
@@ -174,9 +192,8 @@ TEST_F(DeletionService, ProtectedPlacesStayWhateverTheWay) {
     }
   }
   EXPECT_EQ(tree_.snapshot(), before);
-  // The link to the home folder is not the home folder, and what lies in the trash is nobody's to protect.
+  // The link to the home folder is not the home folder.
   disposed(tree_.path("way"), DisposalMethod::delete_);
-  disposed(tree_.path("home/.local/share/Trash/files/f"), DisposalMethod::delete_);
   EXPECT_TRUE(exists(tree_.path("home/.config/tidra/settings")));
 }
 

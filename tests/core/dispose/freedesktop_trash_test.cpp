@@ -1,6 +1,7 @@
 // The trash of Linux desktops: what other programs read of it, and when it is not used.
 #include "core/dispose/freedesktop_trash.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <stdlib.h>
 #include <time.h>
@@ -130,15 +131,71 @@ TEST_F(Trash, PurgeGoesByTheDateInLocalTime) {
   tree_.writeFile("home/.local/share/Trash/info/gone.trashinfo",
                   "[Trash Info]\nPath=/x\nDeletionDate=2020-02-01T00:00:00\n");
   tree_.writeFile("home/.local/share/Trash/files/.tidra-removing-0123456789abcdef/f");
-  std::vector<std::string> notes;
-  EXPECT_THAT(made.olderThan(now - hours(24 * 30), notes), ElementsAre(files("/gone"), files("/old")));
-  EXPECT_THAT(notes, IsEmpty());
   const auto purged = made.purge(30, now);
   EXPECT_THAT(purged.paths, ElementsAre(files("/gone"), files("/old")));
   EXPECT_THAT(purged.failures, IsEmpty());
   EXPECT_THAT(namesIn(files()), ElementsAre("young"));
   EXPECT_THAT(namesIn(info()), ElementsAre("odd.trashinfo", "undated.trashinfo", "young.trashinfo"));
   EXPECT_THAT(made.purge(0, now).paths, ElementsAre(files("/young")));
+}
+
+TEST_F(Trash, WhatNothingDatesStaysUnlessItIsChosen) {
+  auto made = trash();
+  made.trash(holdEntry(tree_.writeFile("home/p/old", "12345")), "/p/old", now - std::chrono::hours(100));
+  tree_.writeFile("home/.local/share/Trash/files/orphan/deep", "123");
+  for (const auto& [name, date] : {std::pair{"undated", "soon"}, std::pair{"tomorrow", "2026-03-15T23:59:59"}}) {
+    tree_.writeFile(std::string("home/.local/share/Trash/files/") + name, "1234567");
+    tree_.writeFile(std::string("home/.local/share/Trash/info/") + name + ".trashinfo",
+                    std::string("[Trash Info]\nPath=/x\nDeletionDate=") + date + "\n");
+  }
+  EXPECT_THAT(made.purge(0, now).paths, ElementsAre(files("/old")));
+  std::vector<std::string> notes;
+  auto left = made.list(now, notes);
+  FreedesktopTrash::measure(left);
+  std::vector<std::string> told;
+  for (const auto& entry : left) {
+    EXPECT_TRUE(entry.isUnlisted());
+    told.push_back(fmt::format("{} {} {}", lastPathComponent(entry.path), entry.bytes, entry.fault()));
+  }
+  EXPECT_THAT(told, ElementsAre("orphan 3 has no info file", "tomorrow 7 has a date in the future",
+                                "undated 7 has no date that can be read"));
+  std::filesystem::rename(files("/tomorrow"), tree_.path("home/elsewhere"));
+  tree_.writeFile("home/.local/share/Trash/files/tomorrow", "another");
+  const auto purged = FreedesktopTrash::remove(left);
+  EXPECT_THAT(purged.paths, ElementsAre(files("/orphan"), files("/undated")));
+  ASSERT_EQ(purged.failures.size(), 1U);
+  EXPECT_EQ(purged.failures[0].message, "was replaced by something else meanwhile");
+  EXPECT_THAT(namesIn(files()), ElementsAre("tomorrow"));
+  EXPECT_THAT(namesIn(info()), ElementsAre("tomorrow.trashinfo"));
+}
+
+TEST_F(Trash, IsEmptiedAsTheItemThatItIs) {
+  auto made = trash();
+  made.trash(holdEntry(tree_.writeFile("home/p/old", "12345")), "/p/old", now - std::chrono::hours(100));
+  made.trash(holdEntry(tree_.writeFile("home/p/since", "1")), "/p/since", now);
+  tree_.writeFile("home/.local/share/Trash/files/orphan/deep", "123");
+  tree_.writeFile("home/.local/share/Trash/files/q/1-x/f", "1");
+  tree_.writeFile("home/.local/share/Trash/files/q/1-x.tidra.json", "");
+  TidraDeletionService emptying({.resolver = resolver_,
+                                 .host = "a-host",
+                                 .mounts = mountPoints(),
+                                 .protectedFolders = {},
+                                 .clock = [] { return now; },
+                                 .shouldCancel = {},
+                                 .seenAt = now});
+  for (const DisposalMethod method : {DisposalMethod::trash, DisposalMethod::quarantine}) {
+    const auto before = tree_.snapshot();
+    EXPECT_TRUE(
+        std::holds_alternative<TidraDeletionFailure>(emptying.dispose({files("/old"), {}}, method, false, config())));
+    const auto dry = emptying.dispose({files(), {}}, method, true, config());
+    EXPECT_EQ(std::get<TidraDeletionService::Disposed>(dry).receipt.bytes, 9);
+    EXPECT_EQ(tree_.snapshot(), before);
+  }
+  const auto result = emptying.dispose({files(), {}}, DisposalMethod::trash, false, config());
+  EXPECT_EQ(std::get<TidraDeletionService::Disposed>(result).receipt,
+            (DisposalReceipt{files(), DisposalMethod::delete_, std::nullopt, 9, now}));
+  EXPECT_THAT(namesIn(files()), ElementsAre("since"));
+  EXPECT_THAT(namesIn(info()), ElementsAre("since.trashinfo"));
 }
 
 TEST_F(Trash, InfoFilesOfNoEntryPurgeNothing) {

@@ -11,11 +11,11 @@ namespace {
 
 using Sizes = std::vector<std::optional<std::uint64_t>>;
 
-Sizes readSizes(const std::vector<std::string>& paths, const TidraDirectorySizeReader::Options& options) {
+Sizes sizesOf(const std::vector<std::string>& paths, const TidraDirectorySizeReader::Options& options) {
+  std::vector<TidraDirectorySizeReader::Folder> folders;
+  for (const std::string& path : paths) folders.push_back({.path = path});
   Sizes sizes;
-  for (const auto& measured : TidraDirectorySizeReader::readAll(paths, options)) {
-    sizes.push_back(measured ? std::optional(measured->bytes) : std::nullopt);
-  }
+  for (const auto& size : TidraDirectorySizeReader::readAll(folders, options)) sizes.push_back(size.bytes);
   return sizes;
 }
 
@@ -47,18 +47,16 @@ TEST(DirectorySize, IsUnknownWhenAttributesCannotBeReadOrTimeIsUp) {
   makeEntries(tree, {"p/listable/f=1", "p/f=1", "q/f=12"});
   tree.setMode("p/listable", 0444);
   EXPECT_EQ(TidraDirectorySizeReader::read(tree.path("q"), std::chrono::milliseconds{0}), std::nullopt);
-  EXPECT_EQ(readSizes({tree.path("q")}, {.limit = {}, .shouldCancel = [] { return true; }}), Sizes{std::nullopt});
+  EXPECT_EQ(sizesOf({tree.path("q")}, {.shouldCancel = [] { return true; }}), Sizes{std::nullopt});
   const WithoutPrivileges bound(tree);
-  EXPECT_EQ(readSizes({tree.path("q"), tree.path("p")}, {}), (Sizes{2, std::nullopt}));
+  EXPECT_EQ(sizesOf({tree.path("q"), tree.path("p")}, {}), (Sizes{2, std::nullopt}));
 }
 
 TEST(DirectorySize, LeavesOutWhatIsMountedInside) {
   const TemporaryTree tree;
   makeEntries(tree, {"p/f=1", "p/a/disk/f=12", "p/a/f=123", "link->p"});
   const std::vector<MountPoint> mounts{{"/", "ext4", "8:1"}, {tree.path("p/a/disk"), "ext4", "8:2"}};
-  EXPECT_EQ(readSizes({tree.path("p"), tree.path("link"), tree.path("p/a/disk")},
-                      {.mounts = mounts, .limit = {}, .shouldCancel = {}}),
-            (Sizes{4, 4, 2}));
+  EXPECT_EQ(sizesOf({tree.path("p"), tree.path("link"), tree.path("p/a/disk")}, {.mounts = mounts}), (Sizes{4, 4, 2}));
 }
 
 TEST(DirectorySize, SeveralFoldersComeInTheirOrder) {
@@ -72,9 +70,59 @@ TEST(DirectorySize, SeveralFoldersComeInTheirOrder) {
     expected.emplace_back((i * 37) % 30);
   }
   for (const unsigned workers : {1U, 16U}) {
-    EXPECT_EQ(readSizes(paths, {workers, {}, {}}), expected) << workers << " workers";
+    EXPECT_EQ(sizesOf(paths, {.workers = workers}), expected) << workers << " workers";
   }
-  EXPECT_EQ(readSizes({}, {}), Sizes{});
+  EXPECT_EQ(sizesOf({}, {}), Sizes{});
+}
+
+/// What is in the folder "p", what is excluded, and what of it must stay; empty when nothing does.
+TEST(DirectorySize, MeetsWhatMustStay) {
+  struct Case {
+    std::vector<std::string> entries;
+    std::string excluded;
+    std::string kept;
+  };
+  const std::vector<Case> cases{
+      {{"a/keep/f"}, "/T/p/a/keep", "a/keep"},
+      {{"a/keep"}, "/T/p/a/keep", "a/keep"},
+      {{"a/f"}, "/T/p/a/keep", ""},
+      {{"a/X.app/keep/f"}, "/T/p/a/X.app/keep", "a/X.app/keep"},
+      {{"a/keep/f"}, "/T/*/a/k*", "a/keep"},
+      {{"a/keep/f", "b/keep/f"}, "[ab]/keep", "a/keep"},
+      {{"a/[id]/f"}, "a/\\[id]/f", "a/[id]/f"},
+      {{"a/keep/f"}, "keep", ""},
+      {{"a/keep/f"}, "k*", ""},
+      {{"a/.Trash-1001/files/f"}, "", "a/.Trash-1001"},
+      {{"a/.Trash-old/files/f", "a/Trash/f", "a/files/f", "a/info/f"}, "", ""},
+      {{"a/.Trashes/501/f"}, "", "a/.Trashes"},
+      {{"home/.local/share/Trash/files/f"}, "", "home/.local/share/Trash"},
+      {{"a/T/files/f", "a/T/info/f.trashinfo"}, "", "a/T"},
+      {{"a/.tidra-quarantine/f"}, "", "a/.tidra-quarantine"},
+      {{"a/q/1-x/f", "a/q/1-x.tidra.json"}, "", "a/q"},
+      {{"a/q/1-x.tidra.json", "a/q/.tidra.json", "a/q/y/z.tidra.json/f", "a/q/y/z/f"}, "", ""},
+  };
+  for (const Case& c : cases) {
+    const TemporaryTree tree;
+    for (const std::string& entry : c.entries) tree.writeFile("p/" + entry, "1");
+    TidraScanExclusionFilter exclusions;
+    if (c.excluded.starts_with("/T/p")) {
+      exclusions.pathPrefixes.push_back(tree.root() + c.excluded.substr(2));
+    } else if (!c.excluded.empty()) {
+      exclusions.globPatterns.push_back(c.excluded.starts_with("/T") ? tree.root() + c.excluded.substr(2) : c.excluded);
+    }
+    std::filesystem::create_directory_symlink(tree.path("p"), tree.path("link"));
+    for (const char* name : {"p", "link"}) {
+      const std::string folder = tree.path(name);
+      const auto size = TidraDirectorySizeReader::readAll({{folder}}, {.workers = 3, .exclusions = exclusions}).front();
+      const std::string kept = size.kept ? size.kept->path.substr(folder.size() + 1) : "";
+      EXPECT_EQ(kept, c.kept) << folder << " " << c.entries.front() << " " << c.excluded;
+      EXPECT_EQ(size.kept && size.kept->why == KeptInside::Why::excluded, !c.kept.empty() && !c.excluded.empty());
+    }
+    // A trash goes with whatever lies in it, but for what is excluded.
+    const auto trash =
+        TidraDirectorySizeReader::readAll({{.path = tree.path("p"), .isTrash = true}}, {.exclusions = exclusions});
+    EXPECT_EQ(trash.front().kept.has_value(), !c.kept.empty() && !c.excluded.empty()) << c.entries.front();
+  }
 }
 
 }  // namespace

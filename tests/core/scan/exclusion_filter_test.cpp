@@ -11,6 +11,7 @@
 #include "core/platform/path_text.h"
 #include "core/scan/exclusion_entry.h"
 #include "core/scan/walk_filter.h"
+#include "tests/support/temporary_tree.h"
 
 namespace tidra {
 namespace {
@@ -170,23 +171,60 @@ TEST(ExclusionFilter, RowsOfAListBecomePrefixesAndPatterns) {
       makeExclusionFilter({row(project, "~/p/../q/"), row(path, "$WORK/x"), row(path, "/p/$NOWHERE/$"),
                            row(pattern, "*/vendor/*"), row(pattern, "~/work/**"), row(pattern, "dist/")},
                           resolver);
-  EXPECT_EQ(filter.pathPrefixes, (std::vector<std::string>{"/home/u/q", "/srv/work/x", "/p/$NOWHERE/$"}));
+  EXPECT_EQ(filter.pathPrefixes,
+            (std::vector<std::string>{"/home/u/q", "/srv/work/x", "/p/$NOWHERE/$", "/home/u/work/**"}));
   EXPECT_EQ(filter.globPatterns, (std::vector<std::string>{"*/vendor/*", "/home/u/work/**", "dist"}));
-
-  for (const auto& [text, kind] : std::vector<std::pair<std::string, ExclusionRowKind>>{{"/a/b", path},
-                                                                                        {"~", path},
-                                                                                        {"~/x", path},
-                                                                                        {"~x", pattern},
-                                                                                        {"x", pattern},
-                                                                                        {"a/b", pattern},
-                                                                                        {"/a/*", pattern},
-                                                                                        {"~/a?", pattern},
-                                                                                        {"/a/[b]", pattern}}) {
-    EXPECT_EQ(guessExclusionKind(text), kind) << text;
-  }
 
   const ExclusionEntry foreign{"id", "/p/\xff\n", pattern, TimePoint{std::chrono::seconds{1700000000}}};
   EXPECT_EQ(JsonCodec<ExclusionEntry>::decode(JsonCodec<ExclusionEntry>::encode(foreign), "row"), foreign);
+}
+
+/// What a person types who stands in "here" in the tree, and which entries are kept out then.
+TEST(ExclusionFilter, ATextThatNamesAnEntryIsThatEntry) {
+  const TemporaryTree tree;
+  for (const char* path : {"here/wt[1]/x", "here/wt1/x", "here/pages/[id]/x", "here/pages/i/x", "here/vendor/x",
+                           "here/src/gen/x", "vendor/x", "other/src/gen/x", "other/pages/[id]/x", "other/pages/d/x"}) {
+    tree.writeFile(path, "");
+  }
+  const TidraPathResolver resolver{tree.path("home"), {{"HERE", tree.path("here")}, {"ODD", tree.path("here/wt[1]")}}};
+  using enum ExclusionRowKind;
+  struct Case {
+    std::string text;
+    ExclusionRowKind kind;
+    std::vector<std::string> kept;
+    std::vector<std::string> searched;
+  };
+  const std::string absolute = tree.path("here/wt[1]");
+  const std::vector<Case> cases{
+      {absolute, path, {"here/wt[1]"}, {"here/wt1"}},
+      {"$HERE/wt[1]", path, {"here/wt[1]"}, {"here/wt1"}},
+      {"wt[1]", path, {"here/wt[1]"}, {"here/wt1"}},
+      {"./wt[1]", path, {"here/wt[1]"}, {"here/wt1"}},
+      {"./wt[2]", path, {"here/wt[2]"}, {"here/wt2"}},
+      {"pages/[id]", path, {"here/pages/[id]"}, {"here/pages/i", "other/pages/[id]"}},
+      {"src/gen", path, {"here/src/gen"}, {"other/src/gen"}},
+      {"../vendor", path, {"vendor"}, {"here/vendor"}},
+      {"src/../vendor", path, {"here/vendor"}, {"vendor"}},
+      {"vendor", pattern, {"here/vendor", "vendor"}, {"here/src"}},
+      {"[slug]", pattern, {"here/[slug]", "other/s"}, {"other/slug"}},
+      {"pages/[di]", pattern, {"here/pages/i", "other/pages/d", "other/pages/[di]"}, {"other/pages/di"}},
+      {absolute + "/[ab]", pattern, {"here/wt[1]/[ab]", "here/wt1/a"}, {"here/wt[1]/ab"}},
+      {"$ODD/[ab]*", pattern, {"here/wt[1]/ab", "here/wt[1]/[ab]*"}, {"here/wt[1]/c"}},
+  };
+  for (const Case& c : cases) {
+    const auto typed = TypedExclusion::read(c.text, resolver, tree.path("here"));
+    EXPECT_EQ(typed.kind, c.kind) << c.text;
+    EXPECT_EQ(typed.note().has_value(), c.kind == pattern && c.text.find('[') != std::string::npos) << c.text;
+    // As the list keeps it, and as earlier versions kept the same text.
+    for (const auto& [text, kind] : {std::pair(typed.text, typed.kind), std::pair(c.text, pattern)}) {
+      const bool isOld = text != typed.text || kind != typed.kind;
+      if (isOld && !looksLikePath(resolver.expandVariables(text))) continue;
+      const auto filter =
+          makeExclusionFilter({{.id = "1", .pathDisplay = text, .kind = kind, .addedAt = {}}}, resolver);
+      for (const auto& kept : c.kept) EXPECT_TRUE(filter.isExcluded(tree.path(kept))) << c.text << " " << kept;
+      for (const auto& other : c.searched) EXPECT_FALSE(filter.isExcluded(tree.path(other))) << c.text << " " << other;
+    }
+  }
 }
 
 }  // namespace

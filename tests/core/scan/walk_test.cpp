@@ -18,6 +18,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 const RuleCatalog catalog = catalogOf({plainRule("node_modules", "npm"), plainRule("target", "rust"),
                                        plainRule("build"), plainRule("Pack.app", "swift"), plainRule(".next", "npm")});
@@ -82,11 +83,58 @@ TEST(Walk, PackagesAreOpaqueAndHiddenFoldersAreNot) {
       ElementsAre(".hidden/.next 1 npm .next .hidden", "Pack.app 4 swift Pack.app .", "p/target 3 rust target p"));
 }
 
-TEST(Walk, NeverEntersAQuarantineWhosever) {
+TEST(Walk, NeverEntersATrashOrQuarantineWhosever) {
   const TemporaryTree tree;
-  makeEntries(tree, {"ada/.tidra/quarantine/1-p/target/f", "disk/.tidra-quarantine/1-p/target/f", "ada/p/target/f"});
-  EXPECT_THAT(pathsOf(Scanner::scan(requestFor(tree, catalogOf({plainRule("target")}))).findings, tree),
-              ElementsAre("ada/p/target"));
+  for (const char* store : {"ada/.tidra/quarantine/1-p", "disk/.tidra-quarantine/1-p", "disk/.Trash-1001/files/p",
+                            "disk/.Trash/501/files/p", "disk/.Trashes/501/p", "ada/.local/share/Trash/files/p",
+                            "known/quarantine/p", "a/T/files/p", "a/q/1-p", "a/q/lost"}) {
+    makeEntries(tree, {std::string(store) + "/target/f", std::string(store) + "/target/keep"});
+  }
+  makeEntries(tree, {"a/T/info/p.trashinfo", "a/q/1-p.tidra.json", "target/1-x/f", "target.tidra.json",
+                     "ada/.Trash-old/p/target/f", "ada/share/Trash/target/f", "b/files/target/f", "b/info/f",
+                     "c/x.tidra.json", "c/p/target/f", "ada/p/target/f"});
+  const RuleCatalog rules = catalogOf({plainRule("target")});
+  auto request = requestFor(tree, rules);
+  request.stores = {{tree.path("known/quarantine"), StoreKind::quarantine}};
+  EXPECT_THAT(pathsOf(Scanner::scan(request).findings, tree),
+              UnorderedElementsAre("ada/.Trash-old/p/target", "ada/share/Trash/target", "ada/p/target",
+                                   "b/files/target", "c/p/target"))
+      << "the home folder is searched, but for what has a manifest there";
+  for (const auto& [root, store] : std::vector<std::pair<std::string, std::string>>{
+           {"a/q/1-p", "~/a/q/1-p lies in ~/a/q, a quarantine,"},
+           {"a/q/lost/target", "~/a/q/lost/target lies in ~/a/q, a quarantine,"},
+           {"a/T", "~/a/T is a trash,"},
+           {"a/T/files/p", "~/a/T/files/p lies in ~/a/T, a trash,"},
+           {"disk/.Trash-1001/files", "~/disk/.Trash-1001/files lies in ~/disk/.Trash-1001, a trash,"},
+           {"known/quarantine/p", "~/known/quarantine/p lies in ~/known/quarantine, a quarantine,"},
+           {"target", "~/target is a quarantine,"}}) {
+    request.root = tree.path(root);
+    const auto result = Scanner::scan(request);
+    EXPECT_THAT(result.findings, IsEmpty()) << root;
+    EXPECT_EQ(result.rootObstacle, store + " in which nothing is searched.");
+  }
+}
+
+TEST(Walk, LeavesOutArtefactsThatHoldWhatMustStay) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"a/target/deep/keep/f", "b/target/x/f", "c/target/.Trash-7/files/f", "d/target/q/1-x/f",
+                     "d/target/q/1-x.tidra.json", "e/target/node_modules/keep/f"});
+  const RuleCatalog rules = catalogOf({plainRule("target")});
+  auto request = requestFor(tree, rules);
+  request.exclusionFilter = {{tree.path("a/target/deep/keep"), tree.path("b/target/gone")},
+                             {"keep", "target/node*/k*"}};
+  for (const unsigned workers : {1U, 8U}) {
+    request.workers = workers;
+    const auto result = Scanner::scan(request);
+    EXPECT_THAT(pathsOf(result.findings, tree), ElementsAre("b/target"));
+    using enum KeptInside::Why;
+    EXPECT_THAT(
+        result.withheld,
+        ElementsAre(WithheldFinding{tree.path("a/target"), {tree.path("a/target/deep/keep"), excluded}},
+                    WithheldFinding{tree.path("c/target"), {tree.path("c/target/.Trash-7"), trash}},
+                    WithheldFinding{tree.path("d/target"), {tree.path("d/target/q"), quarantine}},
+                    WithheldFinding{tree.path("e/target"), {tree.path("e/target/node_modules/keep"), excluded}}));
+  }
 }
 
 TEST(Walk, SkipsWhatTheCatalogNames) {

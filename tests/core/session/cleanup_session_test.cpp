@@ -302,6 +302,7 @@ TEST_F(CleanupSession, WhatReplacesAFindingDuringTheScanStays) {
   for (const auto& place : places) tree_.writeFile(place + (place.ends_with("file") ? "" : "/f"));
   auto all = request();
   all.scanSystem = true;
+  all.systemReach = SystemReach::everywhere;
   all.categories = {"mine"};
   std::set<std::string> swapped;
   all.onProgress = [&](const ScanProgress& progress) {
@@ -312,7 +313,8 @@ TEST_F(CleanupSession, WhatReplacesAFindingDuringTheScanStays) {
       tree_.writeFile(place + (place.ends_with("file") ? "" : "/precious"), "precious");
     }
   };
-  const auto outcome = runCleanup(selectForCleanup(runScan(all), all.resolver, {}), setting());
+  const auto candidates = selectForCleanup(runScan(all), all.resolver, {.takesUnproven = true});
+  const auto outcome = runCleanup(candidates, setting());
   EXPECT_EQ(outcome.disposal.failures.size(), places.size());
   for (const auto& place : places) EXPECT_TRUE(exists(place)) << place;
 }
@@ -464,6 +466,7 @@ TEST_F(CleanupSession, AFolderNamedLikeAnInterruptedRemovalIsNone) {
   }
   auto all = request();
   all.scanSystem = true;
+  all.systemReach = SystemReach::everywhere;
   all.categories = {"mine"};
   const auto outcome = runScan(all);
   EXPECT_THAT(outcome.findings, IsEmpty());

@@ -43,7 +43,8 @@ TEST(ResolvedPolicy, TildeIsTheResolvedHomeEverywhereButInTheHomeItself) {
   EXPECT_EQ(resolved.resolver.home, "/home/bob");
   EXPECT_THAT(resolved.roots,
               ElementsAre("/home/bob", "/home/bob/work", "/srv/code/x", "/opt/y", "/home/bob/z", "/home/bob/~eve"));
-  EXPECT_THAT(resolved.exclude.pathPrefixes, ElementsAre("/home/bob/a", "/srv/code/keep", "/home/bob/c"));
+  EXPECT_THAT(resolved.exclude.pathPrefixes,
+              ElementsAre("/home/bob/a", "/home/bob/b/*", "/srv/code/keep", "/home/bob/c"));
   EXPECT_THAT(resolved.exclude.globPatterns, ElementsAre("/home/bob/b/*", "name"));
   EXPECT_THAT(resolved.extraRules, ElementsAre("/home/bob/r.json"));
   EXPECT_EQ(resolved.auditPath, "/home/bob/a.jsonl");
@@ -101,6 +102,7 @@ TEST(ResolvedPolicy, ProtectsWhateverTheNamesOfFoldersHold) {
   EXPECT_TRUE(covers("$BASE/app", "/srv/v[2]/app/dist"));
   EXPECT_TRUE(covers("~/web/[slug]", "/h[1]/web/[slug]/dist"));
   EXPECT_TRUE(covers("~/web/[ab]", "/h[1]/web/a"));
+  EXPECT_TRUE(covers("pages/[slug]", "/srv/web/pages/[slug]"));
   EXPECT_TRUE(covers("/srv//x/./*", "/srv/x/dist"));
   EXPECT_TRUE(covers("$DEEP", "/a/b/keep"));
   EXPECT_THAT(resolvedFrom(R"({"never": {"paths": ["~/ci/../a", " ~/b", "~eve/c"]}})").notes,
