@@ -16,10 +16,9 @@
 
 #include "core/model/removal_leftover.h"
 #include "core/platform/directory_reader.h"
-#include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
-#include "core/scan/removal_note.h"
 #include "tests/support/git_repositories.h"
+#include "tests/support/noted_removal.h"
 
 namespace tidra {
 namespace {
@@ -410,8 +409,7 @@ TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
   const std::string name = RemovalLeftover::name(7);
   for (const std::string folder : {"code/p/", "home/.cache/", "home/sdks/", "code/p/node_modules/"}) {
     tree_.writeFileOfSize(folder + name + "/f", 9);
-    const HeldEntry entry = holdEntry(tree_.path(folder + name));
-    ASSERT_FALSE(RemovalNote::make(entry.folder.descriptor.get(), name, entry.facts, "before"));
+    noteRemoval(tree_.path(folder + name));
   }
   tree_.writeFile("code/p/.tidra-removing-xyz/f");
   auto all = request();
@@ -445,10 +443,8 @@ TEST_F(CleanupSession, AFolderNamedLikeAnInterruptedRemovalIsNone) {
       const std::string name = RemovalLeftover::name(kind);
       names.push_back(folder + name);
       tree_.writeFile(folder + name + "/precious");
-      const HeldEntry entry = holdEntry(tree_.path(folder + name));
-      const int descriptor = entry.folder.descriptor.get();
       if (kind == 1) continue;  // of an earlier version, or a person's
-      ASSERT_FALSE(RemovalNote::make(descriptor, name, entry.facts, "before"));
+      noteRemoval(tree_.path(folder + name));
       if (kind == 2) {  // another one in the place
         std::filesystem::rename(tree_.path(folder + name), tree_.path("elsewhere" + std::to_string(names.size())));
         tree_.writeFile(folder + name + "/precious");
