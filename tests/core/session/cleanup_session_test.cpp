@@ -357,9 +357,9 @@ TEST_F(NestedPlaces, WhatHoldsAFindingOfAHigherTierGoesOnlyTogetherWithIt) {
                                 {"mid", "outer/mid", "safe", "mine"},
                                 {"outer", "outer", "safe", "mine"}});
   const std::string inner = tree_.path("code/outer/mid/inner");
-  EXPECT_THAT(selectedFrom(rules, {safe}),
-              ElementsAre("outer/mid: holds " + inner + " of tier caution, which is not selected",
-                          HasSubstr("outer: holds " + tree_.path("code/outer/mid") + ", which holds " + inner)));
+  EXPECT_THAT(
+      selectedFrom(rules, {safe}),
+      ElementsAre("outer/mid: holds " + inner + " of tier caution, which is not selected", HasSubstr("outer: holds ")));
 }
 
 TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {

@@ -135,7 +135,8 @@ TEST_F(ScanSession, APlaceOutsideProjectsHoldsTheirFindingsOnlyWhenItIsReported)
   rule.category = "mine";
   rule.ecosystem = "general";
   rule.paths = {{"linux", {tree_.path("code/old")}}, {"macos", {tree_.path("code/old")}}};
-  EXPECT_THAT(found(both), ElementsAre("code/fresh/node_modules", "code/fresh/target", "code/old/target", "code/old"))
+  EXPECT_THAT(found(both), ElementsAre("code/fresh/node_modules", "code/fresh/target", "code/old/data",
+                                       "code/old/target", "code/old"))
       << "what is of a higher tier stays a finding";
   both.ecosystems = {"rust"};
   EXPECT_THAT(found(both), ElementsAre("code/fresh/target", "code/old/target"));

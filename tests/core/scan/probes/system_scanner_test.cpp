@@ -102,8 +102,9 @@ TEST_F(SystemScan, CountsNoPlaceTwiceAcrossCategoriesAndProjects) {
   const std::set<std::string> both{"globalCaches", "mine"};
   const std::string outer = "outer @/home/c 100 __tidra:system:mine__";
   EXPECT_THAT(scan(both), ElementsAre(inner, linked, holder, outer)) << "what holds an earlier one is found as well";
-  EXPECT_THAT(scan({"mine"}),
-              ElementsAre("outer @/home/c 100 __tidra:system:mine__", "below @/home/d/g 20 __tidra:system:mine__"));
+  EXPECT_THAT(scan({"mine"}), ElementsAre("same elsewhere @/home/c/inner 100 __tidra:system:mine__", outer,
+                                          "below @/home/d/g 20 __tidra:system:mine__",
+                                          "by another name @/home/alias/d 20 __tidra:system:mine__"));
   // What lies in a project finding is its own; what holds one is reported whole.
   EXPECT_THAT(scan(both, {project("home/c"), project("home/d")}), ElementsAre(holder));
   EXPECT_THAT(scan(both, {project("home/e/node_modules"), project("home/c/inner")}),
