@@ -33,7 +33,6 @@ ScanRequest requestFor(CleanOptions& options, const Program& program) {
   requireKnownExclusions(options.scan.home, program.environment);
   if (options.scan.tiers.empty()) options.scan.tiers = {std::string(rawValue(ArtifactSafetyTier::safe))};
   ScanRequest request = makeScanRequest(options.scan, program.environment);
-  request.recordIdentities = true;
   return request;
 }
 

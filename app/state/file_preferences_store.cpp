@@ -129,7 +129,8 @@ void FilePreferencesStore::removeLeftovers() const {
                             entry.name.size() == start.size() + randomPart;
     if (isLeftover) leftovers.emplace_back(entry.name);
   }
-  for (const std::string& name : leftovers) removeFileEntry(folder->get(), name.c_str());
+  // Best effort: the next write tries again.
+  for (const std::string& name : leftovers) static_cast<void>(removeFileEntry(folder->get(), name.c_str()));
 }
 
 }  // namespace tidra

@@ -23,7 +23,7 @@ class DecodingError : public std::runtime_error {
 
 /// A value, or the reason why the operating system gave none. For failures of one item in a batch.
 template <class T>
-class Outcome {
+class [[nodiscard]] Outcome {
  public:
   Outcome(T value) : value_(std::move(value)) {}
   Outcome(std::error_code failure) : failure_(failure) {}
@@ -33,7 +33,7 @@ class Outcome {
   const T& operator*() const { return value_; }
   T* operator->() { return &value_; }
   const T* operator->() const { return &value_; }
-  std::error_code failure() const { return failure_; }
+  [[nodiscard]] std::error_code failure() const { return failure_; }
 
  private:
   T value_{};

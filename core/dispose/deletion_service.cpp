@@ -12,6 +12,7 @@
 #include "core/model/removal_leftover.h"
 #include "core/platform/path_text.h"
 #include "core/scan/directory_size.h"
+#include "core/scan/removal_note.h"
 
 namespace tidra {
 namespace {
@@ -93,7 +94,12 @@ DisposalReceipt TidraDeletionService::disposePath(const Item& item, DisposalMeth
   ProtectedPlaces(setting_.resolver, setting_.mounts, own).check(entry);
   requireOutsideStores(entry);
   // What a removal left behind when it was cut short is finished, not kept.
-  if (RemovalLeftover::is(entry.name)) method = DisposalMethod::delete_;
+  if (RemovalLeftover::isEither(entry.name)) {
+    if (!RemovalNote::claims(entry.folder.descriptor.get(), entry.name)) {
+      throw DisposalError("is named like an interrupted removal, but no note of yours says that it is one");
+    }
+    method = DisposalMethod::delete_;
+  }
   DisposalReceipt receipt{.path = item.path,
                           .method = method,
                           .destination = std::nullopt,

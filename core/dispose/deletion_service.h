@@ -55,12 +55,14 @@ class TidraDeletionService {
   /// that is in it goes for good, but for what was trashed since `seenAt`. A dry run changes nothing and refuses what
   /// the real run would refuse. Never throws for what the file system or a tool answers. `quarantine` is used when that
   /// is the method.
-  Result dispose(const Item& item, DisposalMethod method, bool dryRun, const QuarantineConfig& quarantine);
+  [[nodiscard]] Result dispose(const Item& item, DisposalMethod method, bool dryRun,
+                               const QuarantineConfig& quarantine);
 
   /// A list of items, in order. `onItem` is called before each item and once at the end, with the number of items done.
   /// Items that cancelling leaves are in neither list of the outcome.
-  DisposalOutcome dispose(const std::vector<Item>& items, DisposalMethod method, bool dryRun,
-                          const QuarantineConfig& quarantine, const std::function<void(std::size_t)>& onItem = {});
+  [[nodiscard]] DisposalOutcome dispose(const std::vector<Item>& items, DisposalMethod method, bool dryRun,
+                                        const QuarantineConfig& quarantine,
+                                        const std::function<void(std::size_t)>& onItem = {});
 
  private:
   Disposed disposeTarget(const std::string& target, bool dryRun);

@@ -14,6 +14,7 @@
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
 #include "core/scan/directory_size.h"
+#include "core/scan/removal_note.h"
 
 namespace tidra {
 namespace {
@@ -28,6 +29,11 @@ constexpr const char* wayOut = "use --method delete";
 std::string shown(std::string_view path) { return escapedForTerminal(path); }
 
 std::string infoOf(const std::string& name) { return name + std::string(infoSuffix); }
+
+/// Best effort: an info file that stays has no item, and goes with the next purge.
+void dropInfo(const StoreFolder& info, const std::string& name) {
+  static_cast<void>(removeFileEntry(info.descriptor(), infoOf(name).c_str()));
+}
 
 /// "2026-03-14T10:15:00" in local time.
 std::string localDate(TimePoint date) {
@@ -55,6 +61,7 @@ std::vector<std::string> namesIn(const StoreFolder& store) {
   DirectoryReader reader;
   reader.start(readable->get());
   for (DirectoryEntry entry; reader.next(entry);) names.emplace_back(entry.name);
+  if (reader.failure()) throw std::system_error(reader.failure());
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -165,7 +172,7 @@ std::string FreedesktopTrash::reserve(const Store& store, const std::string& ste
     if (!reason) reason = writeDurably(*file, text);
     if (!reason) reason = flushEntries(store.info.descriptor());
     if (!reason) return name;
-    if (file) removeFileEntry(store.info.descriptor(), infoOf(name).c_str());
+    if (file) dropInfo(store.info, name);
     throw DisposalError(
         fmt::format("its info file in {} cannot be written: {}", shown(store.info.folder.path), reason.message()));
   }
@@ -181,12 +188,15 @@ std::string FreedesktopTrash::trash(const HeldEntry& entry, const std::string& o
     const std::string name = reserve(store, stem, text);
     try {
       if (!moveIntoStore(entry, store.files, name, wayOut)) return store.files.pathOf(name);
+    } catch (const StrayedError& error) {
+      // With its info file it is listed and can be restored.
+      throw DisposalError(fmt::format("{}; restore it from the trash with a file manager", error.what()));
     } catch (...) {
-      removeFileEntry(store.info.descriptor(), infoOf(name).c_str());
+      dropInfo(store.info, name);
       throw;
     }
     // Something without an info file has taken the name.
-    removeFileEntry(store.info.descriptor(), infoOf(name).c_str());
+    dropInfo(store.info, name);
   }
 }
 
@@ -216,7 +226,7 @@ FreedesktopTrash::Entry FreedesktopTrash::entryOf(const Store& store, const std:
   Entry entry{.path = store.files.pathOf(name), .dating = Dating::noInfoFile, .identity = std::nullopt};
   if (const auto facts = entryFacts(store.files.descriptor(), name.c_str())) entry.identity = facts->identity;
   if (!hasInfo) {
-    if (RemovalLeftover::is(name)) entry.dating = Dating::leftover;
+    if (RemovalNote::claims(store.files.descriptor(), name)) entry.dating = Dating::leftover;
     return entry;
   }
   const auto text = readFileEntry(store.info.descriptor(), infoOf(name).c_str(), largestInfo);
@@ -236,7 +246,13 @@ std::vector<FreedesktopTrash::Entry> FreedesktopTrash::listOf(const std::string&
     if (namesAnEntry(item)) hasInfo[item] = true;
   }
   std::vector<Entry> entries;
-  for (const auto& [name, has] : hasInfo) entries.push_back(entryOf(store, name, has, now));
+  for (const auto& [name, has] : hasInfo) {
+    // The note of a leftover goes with it.
+    const std::string leftover =
+        name.substr(0, name.size() - std::min(name.size(), RemovalLeftover::noteSuffix.size()));
+    if (RemovalLeftover::isNote(name) && hasInfo.contains(leftover)) continue;
+    entries.push_back(entryOf(store, name, has, now));
+  }
   return entries;
 }
 

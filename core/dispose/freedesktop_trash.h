@@ -80,11 +80,12 @@ class FreedesktopTrash {
   static void measure(std::vector<Entry>& entries);
 
   /// Removes these entries as they were listed, and their info files; something else in an item's place stays.
-  static Purged remove(const std::vector<Entry>& entries, const std::function<bool()>& shouldCancel = {});
+  [[nodiscard]] static Purged remove(const std::vector<Entry>& entries, const std::function<bool()>& shouldCancel = {});
 
   /// Removes what was trashed more than this many days before `now`, whoever trashed it, and finishes removals that
   /// were cut short.
-  Purged purge(std::int64_t olderThanDays, TimePoint now, const std::function<bool()>& shouldCancel = {}) const;
+  [[nodiscard]] Purged purge(std::int64_t olderThanDays, TimePoint now,
+                             const std::function<bool()>& shouldCancel = {}) const;
 
   /// The path as the "Path=" line of an info file has it.
   static std::string encodedPath(std::string_view path);

@@ -10,6 +10,7 @@
 #include "core/model/removal_leftover.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
+#include "core/scan/removal_note.h"
 
 namespace tidra {
 namespace {
@@ -19,27 +20,56 @@ std::uint64_t randomNumber() {
   return (std::uint64_t{source()} << 32U) | source();
 }
 
-/// Gives the folder its hidden name. Where a folder cannot be renamed, as in the lower layers of an overlay, it keeps
-/// its own and is emptied in its place.
-std::string hide(const HeldEntry& entry) {
-  if (RemovalLeftover::is(entry.name)) return entry.name;
+/// A folder on its way out.
+struct Hidden {
+  std::string name;
+  std::error_code noteFailure;  // why no note could be made, so that no later run can know what is left for a leftover
+};
+
+/// A note that stays without its folder does no harm: it covers nothing, and the next scan lists it.
+void dropNote(int folder, const std::string& hidden) { static_cast<void>(RemovalNote::remove(folder, hidden)); }
+
+/// Moves back what is not the folder that was looked at.
+void requireSame(const HeldEntry& entry, const std::string& hidden) {
   const int folder = entry.folder.descriptor.get();
+  const auto moved = entryFacts(folder, hidden.c_str());
+  if (moved && moved->identity == entry.facts.identity) return;
+  dropNote(folder, hidden);
+  const auto back = moveEntry(folder, hidden, folder, entry.name);
+  if (back) throw StrayedError(back, joinedPath(entry.folder.path, hidden));
+  throw DisposalError("was replaced by something else in this moment, which stays in its place");
+}
+
+/// Gives the folder its hidden name. Where a folder cannot be renamed, as in the lower layers of an overlay, it keeps
+/// its own and is emptied in its place. A folder without room for a note is removed all the same.
+Hidden hide(const HeldEntry& entry) {
+  const int folder = entry.folder.descriptor.get();
+  if (RemovalNote::covers(folder, entry.name, entry.facts)) return {entry.name, {}};
   for (;;) {
     const std::string hidden = RemovalLeftover::name(randomNumber());
+    const auto noteFailure = RemovalNote::make(folder, hidden, entry.facts, entry.name);
+    if (noteFailure == std::errc::file_exists) continue;
     const auto reason = moveEntry(folder, entry.name, folder, hidden);
+    if (!reason) {
+      requireSame(entry, hidden);
+      return {hidden, noteFailure};
+    }
+    if (!noteFailure) dropNote(folder, hidden);
     if (reason == std::errc::file_exists) continue;
-    if (reason == std::errc::cross_device_link) return entry.name;
-    if (reason) throw DisposalError(reason);
-    const auto moved = entryFacts(folder, hidden.c_str());
-    if (moved && moved->identity == entry.facts.identity) return hidden;
-    moveEntry(folder, hidden, folder, entry.name);
-    throw DisposalError("was replaced by something else in this moment, which stays in its place");
+    if (reason == std::errc::cross_device_link) return {entry.name, {}};
+    throw DisposalError(reason);
   }
 }
 
-std::string sentence(const TreeRemoval::Result& result, const std::string& place) {
-  const std::string left = fmt::format("what is left lies in {}", escapedForTerminal(place));
-  if (result.cancelled) return fmt::format("was interrupted; {} and the next run finishes it", left);
+std::string sentence(const TreeRemoval::Result& result, const std::string& place, std::error_code noteFailure) {
+  std::string left = fmt::format("what is left lies in {}", escapedForTerminal(place));
+  if (noteFailure) {
+    left +=
+        fmt::format(", which no later run finishes, because no note could be made beside it ({}); remove it yourself",
+                    noteFailure.message());
+  }
+  if (result.cancelled)
+    return fmt::format("was interrupted; {}{}", left, noteFailure ? "" : " and the next run finishes it");
   const std::string obstacle =
       result.obstaclePath.empty() ? "it" : fmt::format("{} in it", escapedForTerminal(result.obstaclePath));
   if (result.meetsOtherVolume) {
@@ -59,10 +89,15 @@ void ItemRemoval::run(const HeldEntry& entry, const Options& options) {
     if (const auto reason = removeFileEntry(folder, entry.name.c_str())) throw DisposalError(reason);
     return;
   }
-  const std::string name = hide(entry);
+  const auto [name, noteFailure] = hide(entry);
   const auto result = TreeRemoval::run(folder, name, entry.facts.identity,
                                        {.workers = options.workers, .shouldCancel = options.shouldCancel});
-  if (!result.complete) throw DisposalError(sentence(result, joinedPath(entry.folder.path, name)));
+  if (!result.complete) throw DisposalError(sentence(result, joinedPath(entry.folder.path, name), noteFailure));
+  const auto kept = RemovalNote::remove(folder, name);
+  if (kept && kept != std::errc::no_such_file_or_directory) {
+    throw DisposalError(fmt::format("was removed, but the note {} beside it could not be: {}; the next run removes it",
+                                    escapedForTerminal(RemovalLeftover::noteName(name)), kept.message()));
+  }
 }
 
 }  // namespace tidra

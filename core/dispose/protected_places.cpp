@@ -14,9 +14,11 @@ namespace {
 
 /// The path without links as far as it exists; what is missing stays as it is spelled.
 std::string realAsFarAsItExists(const std::string& path) {
-  if (const auto real = realPath(path)) return *real;
-  if (path == "/") return path;
-  return joinedPath(realAsFarAsItExists(parentPath(path)), lastPathComponent(path));
+  for (std::size_t end = path.size(); end > 0; end = path.rfind('/', end - 1)) {
+    const auto real = realPath(path.substr(0, end));
+    if (real) return end == path.size() ? *real : joinedPath(*real, std::string_view(path).substr(end + 1));
+  }
+  return path;
 }
 
 }  // namespace

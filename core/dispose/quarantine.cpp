@@ -13,6 +13,7 @@
 #include "core/platform/files.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
+#include "core/scan/removal_note.h"
 
 namespace tidra {
 namespace {
@@ -36,6 +37,11 @@ bool isManifest(std::string_view name) {
   if (!name.ends_with(QuarantineDisposer::manifestSuffix)) return false;
   name.remove_suffix(QuarantineDisposer::manifestSuffix.size());
   return namesAnEntry(name);
+}
+
+/// Best effort: a manifest that stays has no item, which list() notes and purge() clears away.
+void dropManifest(const StoreFolder& store, const std::string& name) {
+  static_cast<void>(removeFileEntry(store.descriptor(), manifestOf(name).c_str()));
 }
 
 std::vector<std::string> sortedNames(const StoreFolder& store) {
@@ -105,7 +111,7 @@ std::string QuarantineDisposer::reserve(const StoreFolder& store, const std::str
     if (!reason) reason = writeDurably(*file, manifest);
     if (!reason) reason = flushEntries(store.descriptor());
     if (!reason) return name;
-    if (file) removeFileEntry(store.descriptor(), manifestOf(name).c_str());
+    if (file) dropManifest(store, name);
     throw DisposalError(
         fmt::format("its manifest in {} cannot be written: {}", shown(store.folder.path), reason.message()));
   }
@@ -126,19 +132,27 @@ QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& 
     const std::string name = reserve(store, stem, manifest);
     try {
       if (!moveIntoStore(entry, store, name, wayOut)) return {store.pathOf(name), bytes};
+    } catch (const StrayedError& error) {
+      // With its manifest it is listed and can be restored.
+      throw DisposalError(fmt::format("{}; tidra quarantine restore {} brings it back", error.what(), shown(name)));
     } catch (...) {
-      removeFileEntry(store.descriptor(), manifestOf(name).c_str());
+      dropManifest(store, name);
       throw;
     }
     // Something without a manifest has taken the name.
-    removeFileEntry(store.descriptor(), manifestOf(name).c_str());
+    dropManifest(store, name);
   }
 }
 
 void QuarantineDisposer::readRoot(Root& root, std::vector<std::string>& notes) const {
   const auto names = sortedNames(root.store);
+  std::vector<std::string> unclaimed;
   for (const std::string& name : names) {
-    if (RemovalLeftover::is(name)) root.leftovers.push_back(name);
+    if (RemovalLeftover::isEither(name)) {
+      const bool isOurs = RemovalNote::claims(root.store.descriptor(), name);
+      if (isOurs) root.leftovers.push_back(name);
+      if (!isOurs && RemovalLeftover::is(name)) unclaimed.push_back(shown(root.store.pathOf(name)));
+    }
     // What has a manifest itself is an item, however it is called.
     if (!isManifest(name) || std::binary_search(names.begin(), names.end(), manifestOf(name))) continue;
     const std::string item = name.substr(0, name.size() - manifestSuffix.size());
@@ -151,6 +165,7 @@ void QuarantineDisposer::readRoot(Root& root, std::vector<std::string>& notes) c
       notes.push_back(fmt::format("{} cannot be read: {}.", shown(root.store.pathOf(name)), shown(error.what())));
     }
   }
+  if (!unclaimed.empty()) notes.push_back(RemovalLeftover::unclaimedText(unclaimed));
 }
 
 std::vector<QuarantineDisposer::Root> QuarantineDisposer::readRoots(std::vector<std::string>& notes) const {

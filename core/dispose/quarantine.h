@@ -101,16 +101,17 @@ class QuarantineDisposer {
 
   /// Removes entries whose time of quarantine lies more than this many days before `now`, absent: the configured
   /// retention.
-  Purged purge(std::optional<std::int64_t> olderThanDays, TimePoint now,
-               const std::function<bool()>& shouldCancel = {}) const;
+  [[nodiscard]] Purged purge(std::optional<std::int64_t> olderThanDays, TimePoint now,
+                             const std::function<bool()>& shouldCancel = {}) const;
 
   /// Removes entries that were quarantined before this moment, those whose item is gone included, and finishes
   /// removals that were cut short. Throws DisposalError when the configured folder cannot be trusted.
-  Purged purgeBefore(TimePoint cutOff, const std::function<bool()>& shouldCancel = {}) const;
+  [[nodiscard]] Purged purgeBefore(TimePoint cutOff, const std::function<bool()>& shouldCancel = {}) const;
 
   /// The part of purgeBefore() that concerns no item: manifests whose item is gone, and removals that were cut short. A
   /// dry run only tells their paths. Throws DisposalError when the configured folder cannot be trusted.
-  Purged clearRemains(TimePoint cutOff, bool dryRun, const std::function<bool()>& shouldCancel = {}) const;
+  [[nodiscard]] Purged clearRemains(TimePoint cutOff, bool dryRun,
+                                    const std::function<bool()>& shouldCancel = {}) const;
 
   /// Removes one entry for good. Throws DisposalError, UnsafePathError or std::system_error.
   void remove(const Entry& entry, const std::function<bool()>& shouldCancel = {}) const;
@@ -135,7 +136,7 @@ class QuarantineDisposer {
 
   std::vector<Root> readRoots(std::vector<std::string>& notes) const;
   enum class Extent { everything, remains, dryRemains };
-  Purged purge(TimePoint cutOff, Extent extent, const std::function<bool()>& shouldCancel) const;
+  [[nodiscard]] Purged purge(TimePoint cutOff, Extent extent, const std::function<bool()>& shouldCancel) const;
   void readRoot(Root& root, std::vector<std::string>& notes) const;
   std::string reserve(const StoreFolder& store, const std::string& stem, const std::string& manifest);
 

@@ -25,10 +25,6 @@ constexpr int deepest = 64;
 
 bool hasVanished(std::error_code reason) { return reason == std::errc::no_such_file_or_directory; }
 
-bool isForbidden(std::error_code reason) {
-  return reason == std::errc::permission_denied || reason == std::errc::operation_not_permitted;
-}
-
 /// One folder on its way out.
 struct RemovedFolder {
   std::shared_ptr<RemovedFolder> parent;  // none for the first

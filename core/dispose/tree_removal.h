@@ -30,7 +30,8 @@ struct TreeRemoval {
   /// Folders of the running user that forbid changes are opened up. What others add meanwhile is removed too, a bounded
   /// number of times. `identity` is the folder's: another one in its place is left alone and gives
   /// no_such_file_or_directory.
-  static Result run(int parent, const std::string& name, const FileIdentity& identity, const Options& options);
+  [[nodiscard]] static Result run(int parent, const std::string& name, const FileIdentity& identity,
+                                  const Options& options);
 };
 
 }  // namespace tidra

@@ -62,7 +62,7 @@ DisposalError otherVolume(const HeldEntry& entry, const std::string& storePath, 
 }
 
 /// Moving a folder to another parent needs the right to change the folder itself, for its "..".
-std::error_code moveOpeningUp(const HeldEntry& entry, const StoreFolder& store, const std::string& name) {
+[[nodiscard]] std::error_code moveOpeningUp(const HeldEntry& entry, const StoreFolder& store, const std::string& name) {
   const int from = entry.folder.descriptor.get();
   const auto reason = moveEntry(from, entry.name, store.descriptor(), name);
   constexpr std::uint32_t ownerMayWrite = 0200;
@@ -75,7 +75,8 @@ std::error_code moveOpeningUp(const HeldEntry& entry, const StoreFolder& store, 
   const auto facts = descriptorFacts(held);
   if (!facts || facts->identity != entry.facts.identity || grantOwnerAccess(held, "")) return reason;
   const auto again = moveEntry(from, entry.name, store.descriptor(), name);
-  setPermissions(held, entry.facts.permissions);
+  // Best effort: it has arrived, or stays, either way; its owner may change it once more than before.
+  static_cast<void>(setPermissions(held, entry.facts.permissions));
   return again;
 }
 
@@ -90,13 +91,16 @@ bool Volumes::differ(const HeldFolder& folder, const std::string& path) {
 std::string Volumes::topOf(const HeldFolder& folder) {
   const auto own = factsOf(folder);
   if (!own) throw std::system_error(own.failure());
-  std::string top = folder.path;
-  while (top != "/") {
-    const auto above = pathFacts(parentPath(top));
-    if (!above || !above->sharesVolumeWith(*own)) break;
-    top = parentPath(top);
+  std::string_view top = folder.path;
+  FileDescriptor held;
+  for (int at = folder.descriptor.get(); top != "/"; at = held.get()) {
+    auto above = openPathComponent(at, "..");
+    const auto facts = above ? descriptorFacts(above->folder.get()) : above.failure();
+    if (!facts || !facts->sharesVolumeWith(*own)) break;
+    held = std::move(above->folder);
+    top = top.substr(0, std::max<std::size_t>(top.rfind('/'), 1));
   }
-  return top;
+  return std::string(top);
 }
 
 std::vector<std::string> Volumes::ownFoldersNamed(std::string_view name, const std::vector<MountPoint>& mounts) {
@@ -198,7 +202,8 @@ std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, 
   if (reason) throw DisposalError(reason);
   const auto arrived = entryFacts(store.descriptor(), name.c_str());
   if (arrived && arrived->identity == entry.facts.identity) return {};
-  moveEntry(store.descriptor(), name, entry.folder.descriptor.get(), entry.name);
+  const auto back = moveEntry(store.descriptor(), name, entry.folder.descriptor.get(), entry.name);
+  if (back) throw StrayedError(back, store.pathOf(name));
   throw DisposalError("was replaced by something else in this moment, which stays in its place");
 }
 

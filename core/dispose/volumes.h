@@ -58,10 +58,10 @@ std::chrono::seconds retention(std::int64_t days);
 void requireSameVolume(const HeldEntry& entry, const std::string& storePath, std::string_view wayOut);
 
 /// Moves an entry into a store under a name that must be free, and makes sure that what arrived is what was looked at;
-/// anything else goes back. Gives file_exists when the name is taken. Throws DisposalError otherwise; for another
-/// volume with a sentence that names both and ends with what to do.
-std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, const std::string& name,
-                              std::string_view wayOut);
+/// anything else goes back, and throws StrayedError when that fails. Returns file_exists when the name is taken. Throws
+/// DisposalError otherwise; for another volume with a sentence that names both and ends with what to do.
+[[nodiscard]] std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, const std::string& name,
+                                            std::string_view wayOut);
 
 /// Throws DisposalError when a store at this absolute path could not be used or made now, with the sentence of
 /// StoreFolder::open() where that would refuse it. Makes nothing.

@@ -58,6 +58,15 @@ Outcome<EntryFacts> factsOfPath(std::string_view path, Outcome<EntryFacts> (*ask
 
 }  // namespace
 
+bool isNoLongerThere(std::error_code failure) {
+  return failure == std::errc::no_such_file_or_directory || failure == std::errc::not_a_directory ||
+         failure == std::errc::too_many_symbolic_link_levels;
+}
+
+bool isForbidden(std::error_code failure) {
+  return failure == std::errc::permission_denied || failure == std::errc::operation_not_permitted;
+}
+
 Outcome<EntryFacts> pathFacts(std::string_view path) { return factsOfPath(path, &entryFacts); }
 
 Outcome<EntryFacts> followedFacts(std::string_view path) { return factsOfPath(path, &followedEntryFacts); }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -40,6 +41,7 @@ struct EntryFacts {
   std::uint64_t mount = 0;        // number of the mount it was reached through; 0 where the system does not tell
   std::uint32_t owner = 0;        // user id
   std::uint32_t permissions = 0;  // the lowest twelve bits of the mode
+  std::optional<std::int64_t> bornNanos = {};  // when it was made, since 1970; absent where that is not recorded
 
   /// True when both lie on the same volume as far as renaming goes from one to the other.
   bool sharesVolumeWith(const EntryFacts& other) const {
@@ -71,6 +73,12 @@ Outcome<EntryFacts> pathFacts(std::string_view path);
 /// Facts of what a path leads to, links followed.
 Outcome<EntryFacts> followedFacts(std::string_view path);
 
+/// True for the failure of something that went, or became something else, since its name was read: an ordinary event.
+[[nodiscard]] bool isNoLongerThere(std::error_code failure);
+
+/// True when the running user may not do it.
+[[nodiscard]] bool isForbidden(std::error_code failure);
+
 /// Iterates over open folders, one after another, with one buffer. Not to be shared between threads.
 class DirectoryReader {
  public:
@@ -89,7 +97,7 @@ class DirectoryReader {
   bool next(DirectoryEntry& entry);
 
   /// Why the folder could not be read to its end; unset when it could.
-  std::error_code failure() const;
+  [[nodiscard]] std::error_code failure() const;
 
  private:
   struct State;

@@ -20,7 +20,8 @@ constexpr unsigned mountMask = STATX_MNT_ID;
 #else
 constexpr unsigned mountMask = 0;
 #endif
-constexpr unsigned factsMask = STATX_TYPE | STATX_MODE | STATX_UID | STATX_SIZE | STATX_MTIME | STATX_INO | mountMask;
+constexpr unsigned factsMask =
+    STATX_TYPE | STATX_MODE | STATX_UID | STATX_SIZE | STATX_MTIME | STATX_INO | STATX_BTIME | mountMask;
 
 /// The record that getdents64 fills in.
 struct RawEntry {
@@ -62,6 +63,12 @@ std::uint64_t mountOf(const struct statx& status) {
   return 0;
 }
 
+std::optional<std::int64_t> birthOf(const struct statx& status) {
+  if ((status.stx_mask & STATX_BTIME) == 0) return std::nullopt;
+  constexpr std::int64_t nanosPerSecond = 1'000'000'000;
+  return status.stx_btime.tv_sec * nanosPerSecond + status.stx_btime.tv_nsec;
+}
+
 Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
   struct statx status {};
   if (::statx(parent, name, flags | AT_NO_AUTOMOUNT, factsMask, &status) != 0) return lastSystemError();
@@ -72,7 +79,8 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
                     .identity = {makedev(status.stx_dev_major, status.stx_dev_minor), status.stx_ino},
                     .mount = mountOf(status),
                     .owner = status.stx_uid,
-                    .permissions = status.stx_mode & 07777U};
+                    .permissions = status.stx_mode & 07777U,
+                    .bornNanos = birthOf(status)};
 }
 
 }  // namespace

@@ -14,6 +14,11 @@ EntryType typeOfMode(unsigned mode) {
   return S_ISLNK(mode) ? EntryType::symbolicLink : EntryType::other;
 }
 
+std::int64_t birthOf(const struct stat& status) {
+  constexpr std::int64_t nanosPerSecond = 1'000'000'000;
+  return status.st_birthtimespec.tv_sec * nanosPerSecond + status.st_birthtimespec.tv_nsec;
+}
+
 EntryFacts factsOf(const struct stat& status) {
   return EntryFacts{.type = typeOfMode(status.st_mode),
                     .sizeBytes = static_cast<std::uint64_t>(status.st_size),
@@ -22,7 +27,8 @@ EntryFacts factsOf(const struct stat& status) {
                     .identity = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)},
                     .mount = 0,
                     .owner = status.st_uid,
-                    .permissions = status.st_mode & 07777U};
+                    .permissions = status.st_mode & 07777U,
+                    .bornNanos = birthOf(status)};
 }
 
 Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {

@@ -13,7 +13,7 @@
 namespace tidra {
 namespace {
 
-std::error_code answer(int result) { return result == 0 ? std::error_code{} : lastSystemError(); }
+[[nodiscard]] std::error_code answer(int result) { return result == 0 ? std::error_code{} : lastSystemError(); }
 
 int renameWithoutReplacing(int fromFolder, const char* from, int toFolder, const char* to) {
 #ifdef __APPLE__
@@ -25,7 +25,7 @@ int renameWithoutReplacing(int fromFolder, const char* from, int toFolder, const
 
 /// For file systems that cannot rename without replacing. A folder can replace nothing but an empty folder; a file is
 /// linked to its new name first, which refuses a name that is taken.
-std::error_code moveInTwoSteps(int fromFolder, const char* from, int toFolder, const char* to) {
+[[nodiscard]] std::error_code moveInTwoSteps(int fromFolder, const char* from, int toFolder, const char* to) {
   const auto moved = entryFacts(fromFolder, from);
   if (!moved) return moved.failure();
   if (entryFacts(toFolder, to)) return std::make_error_code(std::errc::file_exists);
@@ -35,7 +35,7 @@ std::error_code moveInTwoSteps(int fromFolder, const char* from, int toFolder, c
 }
 
 /// Changes the permissions of whatever an O_PATH descriptor holds, which fchmod refuses to do.
-std::error_code changePermissions(int held, unsigned permissions) {
+[[nodiscard]] std::error_code changePermissions(int held, unsigned permissions) {
 #ifdef __APPLE__
   return answer(::fchmod(held, static_cast<mode_t>(permissions)));
 #else
@@ -77,6 +77,10 @@ Outcome<FileDescriptor> makeFileEntry(int folder, const char* name) {
   FileDescriptor file(::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!file) return lastSystemError();
   return file;
+}
+
+std::error_code makeLinkEntry(int folder, const char* name, const std::string& target) {
+  return answer(::symlinkat(target.c_str(), folder, name));
 }
 
 Outcome<std::string> readFileEntry(int folder, const char* name, std::size_t mostBytes) {

@@ -63,7 +63,10 @@ class Descent {
     }
     if (!component) throw std::system_error(component.failure());
     if (component->folder) {
-      place_ = {std::move(component->folder), joinedPath(place_.path, name)};
+      place_.descriptor = std::move(component->folder);
+      // In place: a copy for each level would make deep paths cost the square of their length.
+      if (!place_.path.ends_with('/')) place_.path += '/';
+      place_.path += name;
       return;
     }
     const std::string shown = escapedForTerminal(joinedPath(place_.path, name));

@@ -44,22 +44,22 @@ Outcome<FileDescriptor> makeFile(const std::string& path);
 Outcome<std::size_t> readAt(const FileDescriptor& file, std::uint64_t offset, char* buffer, std::size_t size);
 
 /// Writes everything.
-std::error_code writeAll(const FileDescriptor& file, std::string_view bytes);
+[[nodiscard]] std::error_code writeAll(const FileDescriptor& file, std::string_view bytes);
 
 /// Writes everything to the end of a file of `formerSize` bytes. After a failure the file is cut back to that size, so
 /// that no part of it stays; where even that fails, part of it may.
-std::error_code appendWhole(const FileDescriptor& file, std::string_view bytes, std::uint64_t formerSize);
+[[nodiscard]] std::error_code appendWhole(const FileDescriptor& file, std::string_view bytes, std::uint64_t formerSize);
 
 /// Has the file system set room aside for as many bytes behind the end of a file of that size, whose content and size
 /// stay. Without a failure it may all the same not have done so where it cannot, and on systems other than Linux.
-std::error_code reserveBehind(const FileDescriptor& file, std::uint64_t sizeBytes, std::uint64_t bytes);
+[[nodiscard]] std::error_code reserveBehind(const FileDescriptor& file, std::uint64_t sizeBytes, std::uint64_t bytes);
 
 /// Puts bytes in the place of all that follows an offset, and flushes the file to disk. The file grows, if it does,
 /// before it loses anything.
-std::error_code replaceTail(const FileDescriptor& file, std::uint64_t offset, std::string_view bytes);
+[[nodiscard]] std::error_code replaceTail(const FileDescriptor& file, std::uint64_t offset, std::string_view bytes);
 
 /// Flushes an open file to disk.
-std::error_code flushFile(const FileDescriptor& file);
+[[nodiscard]] std::error_code flushFile(const FileDescriptor& file);
 
 /// Removes the file at `path` if it is the open one; gives false when something else is there by now, or nothing. Of
 /// several processes that try it with the same file at a time, one looks and removes before the next looks.

@@ -36,6 +36,8 @@ constexpr milliseconds endAfterKill{500};
 constexpr milliseconds cancelPoll{25};
 constexpr milliseconds pipePause{10};
 constexpr int mostPipeTries = 100;
+constexpr milliseconds spawnPause{10};
+constexpr int mostSpawnTries = 25;
 constexpr milliseconds exitPoll{5};  // only where the kernel gives no exit notice
 
 struct Pipe {
@@ -102,10 +104,14 @@ class SpawnSettings {
   /// The child's process id; none when it could not be started.
   std::optional<pid_t> spawn(const std::string& executable, char* const* arguments, char* const* environment) const {
     pid_t child = 0;
-    if (!usable_ || ::posix_spawn(&child, executable.c_str(), &actions_, &attributes_, arguments, environment) != 0) {
-      return std::nullopt;
+    for (int tries = 0; usable_; ++tries) {
+      const int failure = ::posix_spawn(&child, executable.c_str(), &actions_, &attributes_, arguments, environment);
+      if (failure == 0) return child;
+      // Where few processes and threads are allowed, those of other tools and workers end in a moment.
+      if (failure != EAGAIN || tries == mostSpawnTries) break;
+      std::this_thread::sleep_for(spawnPause);
     }
-    return child;
+    return std::nullopt;
   }
 
  private:

@@ -26,7 +26,7 @@ constexpr int noSignal = MSG_NOSIGNAL;
 constexpr int noSignal = 0;  // the socket has an option for it instead
 #endif
 
-std::error_code answer(int result) { return result == 0 ? std::error_code{} : lastSystemError(); }
+[[nodiscard]] std::error_code answer(int result) { return result == 0 ? std::error_code{} : lastSystemError(); }
 
 bool isPassing(std::error_code reason) {
   return reason == std::errc::interrupted || reason == std::errc::resource_unavailable_try_again ||
@@ -64,8 +64,8 @@ FileDescriptor nextConnection(const FileDescriptor& listening) {
 }
 
 /// Sleeps until the socket is ready. None of the reasons when it is; without a deadline it waits as long as it takes.
-std::error_code waitFor(const FileDescriptor& socket, short event, std::optional<Clock::time_point> deadline,
-                        const StopSignal& stop) {
+[[nodiscard]] std::error_code waitFor(const FileDescriptor& socket, short event,
+                                      std::optional<Clock::time_point> deadline, const StopSignal& stop) {
   for (;;) {
     std::array<pollfd, 2> watched{{{stop.descriptor(), POLLIN, 0}, {socket.get(), event, 0}}};
     int most = -1;

@@ -28,9 +28,9 @@ std::optional<in_addr> ipv4Address(const std::string& text);
 Outcome<FileDescriptor> makeListeningSocket();
 
 /// Gives the socket its address. Port 0 stands for any that is free.
-std::error_code bindSocket(const FileDescriptor& socket, in_addr address, std::uint16_t port);
+[[nodiscard]] std::error_code bindSocket(const FileDescriptor& socket, in_addr address, std::uint16_t port);
 
-std::error_code listenForConnections(const FileDescriptor& socket, int backlog);
+[[nodiscard]] std::error_code listenForConnections(const FileDescriptor& socket, int backlog);
 
 /// Has the system keep a new connection to itself until its client has sent something, for about a second at most: a
 /// server that answers at once then wakes once for it instead of twice. Where the system cannot, nothing changes.
@@ -71,7 +71,7 @@ Outcome<std::size_t> receiveNow(const FileDescriptor& connection, std::span<char
 Outcome<std::size_t> sendNow(const FileDescriptor& connection, std::string_view bytes);
 
 /// Tells the peer that nothing more is sent.
-std::error_code shutDownSending(const FileDescriptor& connection);
+[[nodiscard]] std::error_code shutDownSending(const FileDescriptor& connection);
 
 /// What one read gives, at most `mostBytes`; empty when the peer has closed. timed_out when nothing came in time,
 /// operation_canceled once the signal is raised.
@@ -80,8 +80,8 @@ Outcome<std::string> receiveOnce(const FileDescriptor& connection, std::size_t m
 
 /// Sends everything. timed_out when that takes longer than `most` altogether, operation_canceled once the signal is
 /// raised. A peer that has gone is a failure and raises no SIGPIPE.
-std::error_code sendAll(const FileDescriptor& connection, std::string_view bytes, std::chrono::milliseconds most,
-                        const StopSignal& stop);
+[[nodiscard]] std::error_code sendAll(const FileDescriptor& connection, std::string_view bytes,
+                                      std::chrono::milliseconds most, const StopSignal& stop);
 
 /// Tells the peer that nothing more is sent, and waits until it closes, at most this long. Closing at once would drop
 /// what was sent when the peer has sent more than was read.

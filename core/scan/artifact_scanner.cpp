@@ -19,6 +19,7 @@
 #include "core/scan/dependency_folders.h"
 #include "core/scan/folder_traversal.h"
 #include "core/scan/measurement.h"
+#include "core/scan/removal_note.h"
 #include "core/scan/rule_index.h"
 #include "core/scan/walk_filter.h"
 #include "core/scan/walk_setup.h"
@@ -35,7 +36,8 @@ struct Artifact {
   std::optional<RuleMatch> match;  // none for what a removal left behind
   Measurement measurement;
   std::atomic<bool> opened{false};
-  std::atomic<bool> vanished{false};  // before it could be opened
+  std::optional<FileIdentity> identity;  // set by the first visit, before any other begins
+  std::atomic<bool> vanished{false};     // before it could be opened
 };
 
 struct Context {
@@ -77,7 +79,7 @@ class WalkVisitor {
   void visit(Visit& folder) {
     if (folder.context().artifact == nullptr) return walk(folder);
     Artifact& artifact = *folder.context().artifact;
-    artifact.opened = true;
+    if (!artifact.opened.exchange(true)) identify(artifact, descriptorFacts(folder.node()->descriptor()));
     if (!artifact.measurement.hasFailed()) {
       measure(folder, artifact);
     }
@@ -87,22 +89,36 @@ class WalkVisitor {
   /// A folder that must not be read adds nothing to its artefact; an artefact that vanished is no longer there to
   /// report.
   void couldNotOpen(const Context& context, std::error_code failure) {
-    const bool forbidden = failure == std::errc::permission_denied || failure == std::errc::operation_not_permitted;
-    const bool starved = isDescriptorShortage(failure);
-    if (forbidden) ++unreadableFolders_;
-    if (starved) ++starvedFolders_;
+    const bool forbidden = isForbidden(failure);
+    if (forbidden) {
+      ++unreadableFolders_;
+    } else if (isDescriptorShortage(failure)) {
+      ++starvedFolders_;
+    } else if (!isNoLongerThere(failure)) {
+      noteBroken(failure);
+    }
     if (context.artifact == nullptr) return;
     Artifact& artifact = *context.artifact;
-    if (starved) artifact.measurement.fail();
-    if (forbidden) artifact.measurement.couldNotRead(context.place);
-    if (!forbidden && !starved && !artifact.opened) artifact.vanished = true;
+    artifact.measurement.couldNotOpen(failure, context.place);
+    if (isNoLongerThere(failure) && !artifact.opened) artifact.vanished = true;
+    // Nothing of it could be opened, so a look at its name has to do.
+    if (forbidden && !artifact.opened) identify(artifact, pathFacts(artifact.path));
     finishFolder(artifact);
   }
+
+  /// Once, when no worker runs any more.
+  std::vector<std::string> takeUnclaimedLeftovers() { return std::move(unclaimedLeftovers_); }
 
   std::uint64_t entriesVisited() const { return entriesVisited_; }
   std::uint64_t unreadableFolders() const { return unreadableFolders_; }
   std::uint64_t starvedFolders() const { return starvedFolders_; }
+  /// These two once no worker runs any more.
+  std::uint64_t brokenFolders() const { return brokenFolders_; }
+  std::error_code brokenReason() const { return brokenReason_; }
   std::uint64_t unmeasuredArtifacts() const { return unmeasuredArtifacts_; }
+
+  /// Of the findings, by path. Once, when no worker runs any more.
+  std::map<std::string, FileIdentity> takeIdentities() { return std::move(identities_); }
 
   /// Only when nobody visits any more.
   std::vector<WithheldFinding> takeWithheld() { return std::exchange(withheld_, {}); }
@@ -145,6 +161,8 @@ class WalkVisitor {
       signs.note(entry);
       if (filter.bars(entry.name)) continue;
       ++visited;
+      if (entry.type == EntryType::symbolicLink && RemovalLeftover::isNote(entry.name))
+        addStrayNote(folder, entry.name);
       if (entry.type != EntryType::directory || !isAskedFor(entry.name)) continue;
       if (StoreNames::kindOf(entry.name, node)) continue;
       if (entry.name.starts_with(RemovalLeftover::prefix) && RemovalLeftover::is(entry.name)) {
@@ -156,6 +174,12 @@ class WalkVisitor {
       }
     }
     entriesVisited_ += visited;
+    if (const auto failure = folder.reader().failure(); failure && !isNoLongerThere(failure)) {
+      // What decides about the subfolders may be among what is missing.
+      noteBroken(failure);
+      folder.forget([](std::string_view) { return true; });
+      return;
+    }
     const auto isPackage = [&](std::string_view name) {
       return packages.isDependencyFolder() || packages.isEnvironmentPart(name);
     };
@@ -181,11 +205,28 @@ class WalkVisitor {
     return !request_.onlyNames || request_.onlyNames->contains(std::string(name));
   }
 
+  bool wantsLeftovers() const { return !request_.enabledEcosystems || request_.enabledEcosystems->contains("general"); }
+
   void addLeftover(Visit& folder, std::string_view name) {
-    if (request_.enabledEcosystems && !request_.enabledEcosystems->contains("general")) return;
     const std::string parent = folder.node()->path();
+    if (!RemovalNote::claims(folder.node()->descriptor(), std::string(name))) {
+      const std::lock_guard lock(mutex_);
+      unclaimedLeftovers_.push_back(joinedPath(parent, name));
+      return;
+    }
+    if (!wantsLeftovers()) return;
     folder.descend(name, {WalkFilter::childPlace(folder.context().place, name),
                           &addArtifact(joinedPath(parent, name), parent, std::nullopt)});
+  }
+
+  /// The note of a removal that ended between the last two steps, or before the first.
+  void addStrayNote(Visit& folder, std::string_view name) {
+    const int descriptor = folder.node()->descriptor();
+    if (!wantsLeftovers() || !isAskedFor(name) || !RemovalNote::claims(descriptor, std::string(name))) return;
+    const std::string parent = folder.node()->path();
+    Artifact& note = addArtifact(joinedPath(parent, name), parent, std::nullopt);
+    identify(note, entryFacts(descriptor, std::string(name).c_str()));
+    finishFolder(note);
   }
 
   /// A mount inside an artefact is not part of it: removing the artefact would not give its space back.
@@ -229,6 +270,20 @@ class WalkVisitor {
     return artifact;
   }
 
+  void noteBroken(std::error_code failure) {
+    const std::lock_guard lock(mutex_);
+    ++brokenFolders_;
+    brokenReason_ = failure;
+  }
+
+  static void identify(Artifact& artifact, const Outcome<EntryFacts>& facts) {
+    if (facts) {
+      artifact.identity = facts->identity;
+    } else {
+      artifact.measurement.fail();
+    }
+  }
+
   void finishFolder(Artifact& artifact) {
     if (!artifact.measurement.finishFolder() || artifact.vanished) return;
     if (artifact.measurement.hasFailed()) {
@@ -240,6 +295,7 @@ class WalkVisitor {
     if (kept) {
       withheld_.push_back({artifact.path, std::move(*kept)});
     } else {
+      if (artifact.identity) identities_.emplace(artifact.path, *artifact.identity);
       fresh_.push_back(makeFinding(artifact));
     }
   }
@@ -262,6 +318,10 @@ class WalkVisitor {
   std::mutex mutex_;
   std::deque<Artifact> artifacts_;  // never moved: workers hold references
   std::vector<ScanArtifactFinding> fresh_;
+  std::map<std::string, FileIdentity> identities_;
+  std::vector<std::string> unclaimedLeftovers_;
+  std::uint64_t brokenFolders_ = 0;
+  std::error_code brokenReason_;
   std::map<std::string, std::vector<std::string>> repositoriesInside_;
   std::vector<WithheldFinding> withheld_;
   std::string currentFolder_;
@@ -349,11 +409,16 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
   progress.report(visitor, result.findings);
   std::sort(result.findings.begin(), result.findings.end(),
             [](const auto& a, const auto& b) { return pathPrecedes(a.path, b.path); });
+  result.identities = visitor.takeIdentities();
+  result.unclaimedLeftovers = visitor.takeUnclaimedLeftovers();
+  std::sort(result.unclaimedLeftovers.begin(), result.unclaimedLeftovers.end());
   result.withheld = visitor.takeWithheld();
   std::sort(result.withheld.begin(), result.withheld.end(),
             [](const auto& a, const auto& b) { return pathPrecedes(a.path, b.path); });
   result.unreadableFolders = visitor.unreadableFolders();
   result.starvedFolders = visitor.starvedFolders();
+  result.brokenFolders = visitor.brokenFolders();
+  result.brokenReason = visitor.brokenReason();
   result.unmeasuredArtifacts = visitor.unmeasuredArtifacts();
   result.repositoriesInside = visitor.takeRepositoriesInside();
   result.entriesVisited = visitor.entriesVisited();

@@ -7,9 +7,11 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "core/model/scan_artifact_finding.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/mount_table.h"
 #include "core/platform/path_resolver.h"
 #include "core/platform/platform.h"
@@ -48,13 +50,17 @@ struct FilesystemArtifactScanner {
   };
 
   struct Result {
-    std::vector<ScanArtifactFinding> findings;  // depth first, siblings in byte order of their names
-    std::vector<WithheldFinding> withheld;      // artefacts that hold what must stay, in the same order
+    std::vector<ScanArtifactFinding> findings;       // depth first, siblings in byte order of their names
+    std::map<std::string, FileIdentity> identities;  // of the folders that were measured, by path
+    std::vector<WithheldFinding> withheld;           // artefacts that hold what must stay, in the same order
     bool cancelled = false;
-    std::optional<std::string> rootObstacle;  // why the root gives nothing: a sentence
-    std::uint64_t unreadableFolders = 0;      // met on the walk and passed over
-    std::uint64_t starvedFolders = 0;         // not read because no descriptor was left
-    std::uint64_t unmeasuredArtifacts = 0;    // left out because their sizes could not be told
+    std::optional<std::string> rootObstacle;      // why the root gives nothing: a sentence
+    std::vector<std::string> unclaimedLeftovers;  // named like RemovalLeftover, but not the running user's; sorted
+    std::uint64_t unreadableFolders = 0;          // met on the walk and passed over
+    std::uint64_t starvedFolders = 0;             // not read because no descriptor was left
+    std::uint64_t brokenFolders = 0;        // not read, or not to the end, because of an error such as of the disk
+    std::error_code brokenReason;           // of one of those
+    std::uint64_t unmeasuredArtifacts = 0;  // left out because their sizes could not be told
     std::uint64_t entriesVisited = 0;
     /// The folders deeper in a finding that hold ".git", by the path of the finding, in byte order.
     std::map<std::string, std::vector<std::string>> repositoriesInside;

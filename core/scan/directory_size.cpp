@@ -25,6 +25,8 @@ struct Target {
   Target(const WalkFilter& filter, const TidraDirectorySizeReader::Folder& folder)
       : measurement(filter, {.enterBundles = folder.enterBundles, .isTrash = folder.isTrash}) {}
   Measurement measurement;
+  std::atomic<bool> opened{false};
+  std::optional<FileIdentity> identity;  // set by the first visit, before any other begins
   std::atomic<bool> complete{false};
 };
 
@@ -38,6 +40,9 @@ struct SizeVisitor {
 
   void visit(Traversal::Visit& folder) {
     const auto [place, target] = folder.context();
+    if (!target->opened.exchange(true)) {
+      if (const auto facts = descriptorFacts(folder.node()->descriptor())) target->identity = facts->identity;
+    }
     target->measurement.measure(folder.reader(), *folder.node(), place,
                                 [&folder, target = target](auto name, auto* subplace) {
                                   folder.descend(name, {subplace, target});
@@ -46,7 +51,10 @@ struct SizeVisitor {
   }
 
   void couldNotOpen(const Context& context, std::error_code failure) {
-    if (!Measurement::hasVanished(failure)) context.target->measurement.couldNotRead(context.place);
+    // A first folder that cannot be opened counts as empty.
+    if (context.target->opened || isForbidden(failure)) {
+      context.target->measurement.couldNotOpen(failure, context.place);
+    }
     finish(context.target);
   }
 
@@ -101,7 +109,8 @@ std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(co
   std::vector<Size> sizes;
   for (const Target& target : targets) {
     const bool known = target.complete && !target.measurement.hasFailed();
-    sizes.push_back({known ? std::optional(target.measurement.bytes()) : std::nullopt, target.measurement.kept()});
+    sizes.push_back(
+        {known ? std::optional(target.measurement.bytes()) : std::nullopt, target.measurement.kept(), target.identity});
   }
   return sizes;
 }

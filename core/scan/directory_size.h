@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/platform/directory_reader.h"
 #include "core/platform/mount_table.h"
 #include "core/scan/exclusion_filter.h"
 #include "core/scan/kept_inside.h"
@@ -37,8 +38,9 @@ struct TidraDirectorySizeReader {
   };
 
   struct Size {
-    std::optional<std::uint64_t> bytes;  // absent when the folder was not finished
-    std::optional<KeptInside> kept;      // what was met in it that must stay
+    std::optional<std::uint64_t> bytes;         // absent when the folder was not finished
+    std::optional<KeptInside> kept;             // what was met in it that must stay
+    std::optional<FileIdentity> identity = {};  // of the folder whose entries were counted; absent when not opened
   };
 
   /// The same for several folders at once, in their order.

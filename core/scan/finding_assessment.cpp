@@ -8,6 +8,7 @@
 
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
+#include "core/platform/spare_threads.h"
 #include "core/scan/artifact_evidence.h"
 #include "core/scan/installed_programs.h"
 
@@ -49,7 +50,11 @@ void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathR
   constexpr std::size_t mostThreads = 8;
   std::vector<std::jthread> threads;
   const std::size_t wanted = std::min(mostThreads, findings.size() / batch);
-  while (threads.size() < wanted) threads.emplace_back(work, false);
+  while (threads.size() < wanted) {
+    auto thread = startSpareThread([&work] { work(false); });
+    if (!thread) break;
+    threads.push_back(std::move(*thread));
+  }
   work(true);
 }
 

@@ -29,7 +29,7 @@ class FolderNode {
   /// Calls `use(descriptor)` with the folder's descriptor, opened again through the chain of parents when it is closed;
   /// gives what `use` gives, or why the folder could not be opened. For held nodes.
   template <class Use>
-  std::error_code withDescriptor(Use use) const {
+  [[nodiscard]] std::error_code withDescriptor(Use use) const {
     if (descriptor_) return use(descriptor_.get());
     const auto again = openAgain();
     return again ? use(again->get()) : again.failure();

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "core/platform/directory_reader.h"
+#include "core/platform/spare_threads.h"
 #include "core/scan/folder_node.h"
 
 namespace tidra {
@@ -83,10 +84,13 @@ class FolderTraversal {
     addTask({nullptr, path, std::move(context), std::move(folder)});
   }
 
-  /// Starts the workers; they stop by themselves after the last folder.
+  /// Starts as many of the workers as the system allows; they stop by themselves after the last folder. Where it allows
+  /// none, waitFor() does their work.
   void start() {
     for (unsigned i = 0; i < stacks_.size(); ++i) {
-      threads_.emplace_back([this, i] { work(i); });
+      auto thread = startSpareThread([this, i] { work(i); });
+      if (!thread) return;
+      threads_.push_back(std::move(*thread));
     }
   }
 
@@ -99,8 +103,9 @@ class FolderTraversal {
 
   /// Waits until every folder is visited or the time has passed; true when all is done.
   bool waitFor(std::chrono::milliseconds most) {
+    if (threads_.empty()) return workFor(most);
     std::unique_lock lock(mutex_);
-    return finished_.wait_for(lock, most, [this] { return working_ == 0 && started_ == stacks_.size(); });
+    return finished_.wait_for(lock, most, [this] { return working_ == 0 && started_ == threads_.size(); });
   }
 
  private:
@@ -131,6 +136,17 @@ class FolderTraversal {
     const std::lock_guard lock(mutex_);
     --working_;
     finished_.notify_all();
+  }
+
+  bool workFor(std::chrono::milliseconds most) {
+    const auto until = std::chrono::steady_clock::now() + most;
+    DirectoryReader reader;
+    for (Task task; takeOwn(0, task); task = Task{}) {
+      if (!isCancelled()) visit(0, task, reader);
+      --outstanding_;
+      if (std::chrono::steady_clock::now() >= until) break;
+    }
+    return outstanding_ == 0;
   }
 
   void addTask(Task task) {

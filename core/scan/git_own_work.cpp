@@ -8,6 +8,7 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "core/platform/spare_threads.h"
 #include "core/scan/git_metadata.h"
 
 namespace tidra {
@@ -56,9 +57,7 @@ std::vector<std::optional<bool>> TidraGitMetadataReader::holdOwnWork(
       if (taken.count() >= commandTimeoutSeconds) ++hangs;
     }
   };
-  std::vector<std::jthread> threads;
-  for (std::size_t i = 0; i < std::min(mostThreads, repositories.size()); ++i) threads.emplace_back(work);
-  threads.clear();
+  runOnThreads(std::min(mostThreads, repositories.size()), work);
   return answers;
 }
 

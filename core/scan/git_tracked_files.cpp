@@ -3,10 +3,10 @@
 #include <atomic>
 #include <chrono>
 #include <map>
-#include <thread>
 
 #include "core/base/text.h"
 #include "core/platform/path_text.h"
+#include "core/platform/spare_threads.h"
 #include "core/scan/git_metadata.h"
 #include "core/scan/repository_finder.h"
 
@@ -105,10 +105,7 @@ TidraGitMetadataReader::Tracked TidraGitMetadataReader::tracked(const std::vecto
       if (taken.count() >= commandTimeoutSeconds) ++hangs;
     }
   };
-  {
-    std::vector<std::jthread> threads;
-    for (std::size_t i = 0; i < std::min(mostThreads, questions.size()); ++i) threads.emplace_back(work);
-  }
+  runOnThreads(std::min(mostThreads, questions.size()), work);
   for (std::size_t i = 0; i < questions.size(); ++i) {
     auto& target = answers[i] ? answer.held : answer.unknown;
     const auto& source = answers[i] ? *answers[i] : *questions[i].second;

@@ -32,7 +32,7 @@ class Measurement {
   /// At its largest where the files claim more than 64 bits hold.
   std::uint64_t bytes() const { return bytes_; }
 
-  /// True when the attributes of some file could not be read, which leaves the size unknown.
+  /// True when a listing or the attributes of some file could not be read, which leaves the size unknown.
   bool hasFailed() const { return failed_; }
   void fail() { failed_ = true; }
 
@@ -62,7 +62,7 @@ class Measurement {
         const auto size = fileSize(descriptor, entry.name.data());
         if (size) {
           bytes = saturatedSum(bytes, *size);
-        } else if (!hasVanished(size.failure())) {
+        } else if (!isNoLongerThere(size.failure())) {
           fail();
         }
       } else if (entry.type == EntryType::directory) {
@@ -75,22 +75,22 @@ class Measurement {
       }
     }
     if (const auto kind = signs.kind(descriptor)) meetStore(node.path(), *kind);
+    if (const auto failure = reader.failure(); failure && !isNoLongerThere(failure)) fail();
     std::uint64_t before = bytes_;
     while (!bytes_.compare_exchange_weak(before, saturatedSum(before, bytes))) {
     }
     return holdsGit;
   }
 
-  /// A folder that belongs to the measurement must not be read. What is known to stay below it may be there.
-  void couldNotRead(const WalkFilter::Place* place) {
-    if (place != nullptr && place->leadsToKept) fail();
+  /// A folder that belongs to the measurement could not be opened. One that is gone adds nothing, nor does one that
+  /// must not be read unless something below it is known to stay. Any other failure leaves the size unknown.
+  void couldNotOpen(std::error_code failure, const WalkFilter::Place* place) {
+    if (isNoLongerThere(failure)) return;
+    if (!isForbidden(failure) || (place != nullptr && place->leadsToKept)) fail();
   }
 
   /// One folder is done, or could not be opened. True for the last one: the measurement is complete.
   bool finishFolder() { return --pending_ == 0; }
-
-  /// What disappears while it is being measured is not part of the size any more.
-  static bool hasVanished(std::error_code failure) { return failure == std::errc::no_such_file_or_directory; }
 
  private:
   bool belongs(std::string_view folderName) const;

@@ -1,24 +1,27 @@
 #include "core/scan/place_set.h"
 
+#include <iterator>
+
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
 
+void PlaceSet::add(const std::string& place) {
+  if (covers(place)) return;
+  auto inner = places_.lower_bound(place);
+  while (inner != places_.end() && isSameOrInside(*inner, place)) inner = places_.erase(inner);
+  places_.insert(inner, place);
+}
+
 bool PlaceSet::covers(std::string_view place) const {
-  for (;;) {
-    if (places_.contains(place)) return true;
-    const auto slash = place.rfind('/');
-    if (slash == std::string_view::npos || place.size() <= 1) return false;
-    place = place.substr(0, slash == 0 ? 1 : slash);
-  }
+  const auto next = places_.upper_bound(place);
+  return next != places_.begin() && isSameOrInside(place, *std::prev(next));
 }
 
 bool PlaceSet::reachesInto(const std::string& place) const {
-  if (places_.contains(place)) return true;
-  const std::string below = joinedPath(place, "");
-  const auto first = places_.lower_bound(below);
-  return first != places_.end() && first->starts_with(below);
+  const auto first = places_.lower_bound(place);
+  return covers(place) || (first != places_.end() && isSameOrInside(*first, place));
 }
 
 std::string RealPlaces::of(const std::string& path) {

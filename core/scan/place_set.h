@@ -1,26 +1,36 @@
 // Which places on disk hold which others. Places are absolute paths without links.
 #pragma once
 
-#include <functional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
+#include "core/base/text.h"
+
 namespace tidra {
 
 class PlaceSet {
  public:
-  void add(std::string place) { places_.insert(std::move(place)); }
+  void add(const std::string& place);
+
+  /// True for a place that was added, when no other one holds it.
+  bool contains(std::string_view place) const { return places_.contains(place); }
 
   /// True when one of the places is this one or holds it.
   bool covers(std::string_view place) const;
 
-  /// True when one of the places is this one or lies in it.
+  /// True when one of the places is this one, holds it or lies in it.
   bool reachesInto(const std::string& place) const;
 
  private:
-  std::set<std::string, std::less<>> places_;
+  struct DepthFirst {
+    using is_transparent = void;
+    bool operator()(std::string_view left, std::string_view right) const { return pathPrecedes(left, right); }
+  };
+
+  /// None inside another. In this order the one that holds a place is the last one not behind it.
+  std::set<std::string, DepthFirst> places_;
 };
 
 /// Resolves the links on the way to many paths that share their parent folders. Their last components are no links.

@@ -15,6 +15,7 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "core/platform/spare_threads.h"
 #include "core/scan/directory_size.h"
 #include "core/scan/place_set.h"
 #include "core/scan/probes/ai_tools_probe.h"
@@ -133,7 +134,7 @@ bool SystemArtifactScanner::isLeftOut(const SystemArtifactProbe& probe) const {
 }
 
 void SystemArtifactScanner::start(std::size_t probe) {
-  running_[probe] = std::async(std::launch::async, [this, probe] { return probes_[probe]->scan(request_.context); });
+  running_[probe] = startTask([this, probe] { return probes_[probe]->scan(request_.context); });
 }
 
 ProbeReport SystemArtifactScanner::finish(std::future<ProbeReport>& running) const {
@@ -160,7 +161,7 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
   tick(systemPhaseLabel, nullptr);
   std::future<ProbeReport> pip;
   if (request_.checksPip) {
-    pip = std::async(std::launch::async, [&] { return PipOrphanProbe::scan(projects, request_.context); });
+    pip = startTask([&] { return PipOrphanProbe::scan(projects, request_.context); });
   }
   for (std::size_t i = 0; i < probes_.size(); ++i) {
     if (!probes_[i]->runsTools()) start(i);
@@ -181,6 +182,7 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
   for (std::size_t i = 0; i < reports.size(); ++i) {
     result.notes.insert(result.notes.end(), reports[i].notes.begin(), reports[i].notes.end());
     for (Kept& one : kept[i]) {
+      if (one.item.identity) result.identities.emplace(one.item.finding.path, *one.item.identity);
       result.findings.push_back(std::move(one.item.finding));
       result.places.push_back(std::move(one.place));
     }
@@ -259,8 +261,11 @@ void SystemArtifactScanner::measure(std::vector<Kept>& items) {
                                                                  .shouldCancel = request_.shouldCancel});
   std::vector<char> isLeftOut(items.size(), 0);
   for (std::size_t i = 0; i < measured.size(); ++i) {
-    auto& finding = items[measured[i]].item.finding;
+    ProbeItem& item = items[measured[i]].item;
+    auto& finding = item.finding;
     finding.sizeBytes = sizes[i].bytes.value_or(0);
+    // The folder of a tool's own item is not what is removed.
+    if (item.measuredFolder == finding.path) item.identity = sizes[i].identity;
     isLeftOut[measured[i]] = !sizes[i].bytes || sizes[i].kept ? 1 : 0;
     if (sizes[i].kept) withheld_.push_back({finding.path, *sizes[i].kept});
   }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <future>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -56,7 +57,8 @@ class SystemArtifactScanner {
     std::vector<ScanArtifactFinding> findings;
     std::vector<std::string> places;    // what each of them holds on disk, links resolved; empty when that is no place
     std::vector<CoveredPlace> covered;  // places of higher tiers than safe that are no findings of their own
-    std::vector<WithheldFinding> withheld;  // what holds something that must stay
+    std::map<std::string, FileIdentity> identities;  // of those that are places, by path
+    std::vector<WithheldFinding> withheld;           // what holds something that must stay
     std::vector<std::string> notes;
   };
 

@@ -51,7 +51,6 @@ ScanRequest narrowed(ScanRequest request, const CleanupPlan& plan) {
   request.olderThan.reset();
   request.oneFileSystem = false;
   request.systemReach = SystemReach::everywhere;  // the items are bounds enough
-  request.recordIdentities = true;
   constexpr std::string_view pipTarget = "pip:orphan:";
   for (const CleanupPlan::Item& item : plan.items) {
     request.onlyPaths->insert(item.path);

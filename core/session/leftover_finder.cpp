@@ -7,6 +7,7 @@
 #include "core/model/system_group_root.h"
 #include "core/platform/path_text.h"
 #include "core/scan/probes/system_probe.h"
+#include "core/scan/removal_note.h"
 
 namespace tidra {
 namespace {
@@ -21,9 +22,9 @@ std::string holderOf(const SystemPathRule& rule, const std::string& place) {
 
 }  // namespace
 
-std::vector<ScanArtifactFinding> leftoversBesideSystemPlaces(const RuleCatalog& catalog, TidraPlatform platform,
-                                                             const std::set<std::string>& categories,
-                                                             const TidraPathResolver& resolver) {
+SystemLeftovers leftoversBesideSystemPlaces(const RuleCatalog& catalog, TidraPlatform platform,
+                                            const std::set<std::string>& categories,
+                                            const TidraPathResolver& resolver) {
   std::map<std::string, std::string> categoryByFolder;
   for (const SystemPathRule& rule : catalog.systemRulesFor(platform, categories)) {
     for (const std::string& pathTemplate : rule.paths.at(std::string(rawValue(platform)))) {
@@ -31,13 +32,18 @@ std::vector<ScanArtifactFinding> leftoversBesideSystemPlaces(const RuleCatalog& 
       if (place) categoryByFolder.emplace(holderOf(rule, *place), rule.category);
     }
   }
-  std::vector<ScanArtifactFinding> leftovers;
+  SystemLeftovers leftovers;
   for (const auto& [folder, category] : categoryByFolder) {
-    for (const std::string& name : ProbeFiles::subfolderNames(folder)) {
-      if (!RemovalLeftover::is(name)) continue;
-      leftovers.push_back(RemovalLeftover::finding(joinedPath(folder, name), 0));
-      leftovers.back().groupRoot = TidraSystemGroupRoot::forCategory(category);
-      leftovers.back().source = ArtifactSource::systemProbe;
+    for (const std::string& name : ProbeFiles::entryNames(folder)) {
+      if (!RemovalLeftover::isEither(name)) continue;
+      const std::string path = joinedPath(folder, name);
+      if (!RemovalNote::claims(path)) {
+        if (ProbeFiles::isFolder(path)) leftovers.unclaimed.push_back(path);
+        continue;
+      }
+      auto& leftover = leftovers.findings.emplace_back(RemovalLeftover::finding(path, 0));
+      leftover.groupRoot = TidraSystemGroupRoot::forCategory(category);
+      leftover.source = ArtifactSource::systemProbe;
     }
   }
   return leftovers;

@@ -12,9 +12,13 @@
 
 namespace tidra {
 
-/// Those in the folders that hold what the rules of these categories name, in byte order, not measured yet.
-std::vector<ScanArtifactFinding> leftoversBesideSystemPlaces(const RuleCatalog& catalog, TidraPlatform platform,
-                                                             const std::set<std::string>& categories,
-                                                             const TidraPathResolver& resolver);
+struct SystemLeftovers {
+  std::vector<ScanArtifactFinding> findings;  // in byte order of their paths, not measured yet
+  std::vector<std::string> unclaimed;         // named like leftovers, but not the running user's
+};
+
+/// Those in the folders that hold what the rules of these categories name.
+SystemLeftovers leftoversBesideSystemPlaces(const RuleCatalog& catalog, TidraPlatform platform,
+                                            const std::set<std::string>& categories, const TidraPathResolver& resolver);
 
 }  // namespace tidra

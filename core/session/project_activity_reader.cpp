@@ -5,6 +5,7 @@
 
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "core/platform/spare_threads.h"
 #include "core/scan/folder_node.h"
 
 namespace tidra {
@@ -63,7 +64,9 @@ std::string ProjectActivityReader::repositoryOf(const std::string& folder) {
 void ProjectActivityReader::enqueue(std::function<void()> task) {
   waiting_.push(std::move(task));
   const bool allBusy = running_ + waiting_.size() > threads_.size();
-  if (allBusy && threads_.size() < affordableTools(mostThreads)) threads_.emplace_back([this] { work(); });
+  if (allBusy && threads_.size() < affordableTools(mostThreads)) {
+    if (auto thread = startSpareThread([this] { work(); })) threads_.push_back(std::move(*thread));
+  }
   waitingChanged_.notify_one();
 }
 
@@ -72,15 +75,19 @@ void ProjectActivityReader::work() {
   for (;;) {
     waitingChanged_.wait(lock, [this] { return closed_ || !waiting_.empty(); });
     if (closed_) return;
-    const auto task = std::move(waiting_.front());
-    waiting_.pop();
-    ++running_;
-    lock.unlock();
-    if (!cancelled_) task();
-    lock.lock();
-    --running_;
-    if (waiting_.empty() && running_ == 0) answered_.notify_all();
+    runNext(lock);
   }
+}
+
+void ProjectActivityReader::runNext(std::unique_lock<std::mutex>& lock) {
+  const auto task = std::move(waiting_.front());
+  waiting_.pop();
+  ++running_;
+  lock.unlock();
+  if (!cancelled_) task();
+  lock.lock();
+  --running_;
+  if (waiting_.empty() && running_ == 0) answered_.notify_all();
 }
 
 void ProjectActivityReader::askRepository(const std::string& repository) {
@@ -119,6 +126,8 @@ void ProjectActivityReader::readProject(const Project& project, std::optional<Ti
 
 bool ProjectActivityReader::waitFor(std::chrono::milliseconds most) {
   std::unique_lock lock(mutex_);
+  // Where no thread could be started, the caller answers one question a call.
+  if (threads_.empty() && !waiting_.empty()) runNext(lock);
   return answered_.wait_for(lock, most, [this] { return waiting_.empty() && running_ == 0; });
 }
 

@@ -65,6 +65,8 @@ class ProjectActivityReader {
   std::string repositoryOf(const std::string& folder);
   void enqueue(std::function<void()> task);
   void work();
+  /// Does the first that waits, without the lock meanwhile.
+  void runNext(std::unique_lock<std::mutex>& lock);
   void askRepository(const std::string& repository);
   void readProject(const Project& project, std::optional<TimePoint> lastCommit);
   std::optional<TimePoint> askGit(const std::string& repository);

@@ -11,6 +11,7 @@
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/bundle_packages.h"
+#include "core/scan/place_set.h"
 #include "core/scan/walk_setup.h"
 
 namespace tidra {
@@ -48,13 +49,15 @@ bool isOnOneFileSystem(const std::string& left, const std::string& right) {
 /// True when the walk of `outer` surely visits the real path of `inner`, which lies below it.
 bool reaches(const RootPlan& outer, const RootPlan& inner, Request walk) {
   if (walk.oneFileSystem && !isOnOneFileSystem(outer.realPath, inner.realPath)) return false;
-  std::string walked = walk.root = outer.root;
-  for (const std::string_view name : splitNonEmpty(pathBelow(inner.realPath, outer.realPath), '/')) {
+  walk.root = outer.root;
+  const auto below = pathBelow(inner.realPath, outer.realPath);
+  auto folder = openDirectory(outer.root);
+  for (const std::string_view name : splitNonEmpty(below, '/')) {
     // A folder that may not be listed still leads to what lies below it.
-    if (!openDirectory(walked) || mayEndAt(name, *walk.catalog)) return false;
-    walked = joinedPath(walked, name);
+    if (!folder || mayEndAt(name, *walk.catalog)) return false;
+    folder = openSubdirectory(folder->get(), std::string(name).c_str());
   }
-  return !makeWalkFilter(walk).bars(walked);
+  return !makeWalkFilter(walk).bars(joinedPath(outer.root, below));
 }
 
 }  // namespace
@@ -84,15 +87,13 @@ std::vector<RootPlan> planRoots(const std::vector<std::string>& roots, Request w
 
 void dropCoveredFindings(std::vector<ScanArtifactFinding>& findings, const std::vector<std::string>& realPaths) {
   std::unordered_map<std::string_view, std::size_t> firstAt;
-  for (std::size_t i = 0; i < findings.size(); ++i) firstAt.emplace(realPaths[i], i);
+  PlaceSet outermost;
+  for (std::size_t i = 0; i < findings.size(); ++i) {
+    firstAt.emplace(realPaths[i], i);
+    outermost.add(realPaths[i]);
+  }
   const auto isCovered = [&](std::size_t i) {
-    std::string_view path = realPaths[i];
-    if (firstAt.at(path) != i) return true;
-    for (auto slash = path.rfind('/'); slash != std::string_view::npos && slash > 0; slash = path.rfind('/')) {
-      path = path.substr(0, slash);
-      if (firstAt.contains(path)) return true;
-    }
-    return false;
+    return firstAt.at(realPaths[i]) != i || !outermost.contains(realPaths[i]);
   };
   std::vector<ScanArtifactFinding> kept;
   for (std::size_t i = 0; i < findings.size(); ++i) {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <iterator>
 #include <limits>
 #include <map>
 
@@ -20,6 +21,8 @@
 #include "core/scan/artifact_scanner.h"
 #include "core/scan/directory_size.h"
 #include "core/scan/finding_assessment.h"
+#include "core/scan/place_set.h"
+#include "core/scan/removal_note.h"
 #include "core/scan/system_scanner.h"
 #include "core/session/leftover_finder.h"
 #include "core/session/project_activity_reader.h"
@@ -49,6 +52,7 @@ class ScanSession {
       addSystemFindings(*system);
       addLeftovers();
     }
+    noteUnclaimedLeftovers();
     noteWithheld();
     assessFindings(outcome_.findings, request_.resolver, [this] { return shouldCancel(); });
     raiseTracked();
@@ -57,8 +61,8 @@ class ScanSession {
     generatedAt_ = request_.now + std::chrono::floor<std::chrono::seconds>(duration);
     if (system) settleNested();
     std::erase_if(outcome_.findings, [this](const auto& finding) { return !isWanted(finding); });
-    recordIdentities();
     boundSizes();
+    requireSummable();
     outcome_.aggregate = ScanAggregate(outcome_.findings);
     outcome_.report = ScanReport::make(outcome_.findings, outcome_.aggregate, request_.resolver,
                                        {.catalogVersion = request_.catalog.catalogVersion,
@@ -113,6 +117,8 @@ class ScanSession {
     auto result = FilesystemArtifactScanner::scan(request);
     outcome_.entriesVisited += result.entriesVisited;
     noteUnread(result, plan.root);
+    outcome_.identities.merge(result.identities);
+    unclaimedLeftovers_.insert(result.unclaimedLeftovers.begin(), result.unclaimedLeftovers.end());
     repositoriesInside_.merge(result.repositoriesInside);
     withhold(result.withheld);
     for (auto& finding : result.findings) {
@@ -155,6 +161,10 @@ class ScanSession {
     if (const auto folders = result.starvedFolders; folders > 0) {
       note(fmt::format(unread, counted(folders, "folder"), shown(root), "Too many open files"));
     }
+    if (const auto folders = result.brokenFolders; folders > 0) {
+      note(fmt::format("{} below {} could not be read to the end: {}. What lies there is left out.",
+                       counted(folders, "folder"), shown(root), result.brokenReason.message()));
+    }
     if (const auto artifacts = result.unmeasuredArtifacts; artifacts > 0) {
       note(fmt::format("{} below {} left out, because the sizes of files could not be told.",
                        counted(artifacts, "artefact") + (artifacts == 1 ? " is" : " are"), shown(root)));
@@ -196,10 +206,11 @@ class ScanSession {
     if (shouldCancel()) return;
     auto result = system.scan(outcome_.findings);
     outcome_.details.insert(outcome_.details.end(), result.notes.begin(), result.notes.end());
+    outcome_.identities.merge(result.identities);
     withhold(result.withheld);
     covered_ = std::move(result.covered);
     for (std::size_t i = 0; i < result.findings.size(); ++i) {
-      recogniseLeftover(result.findings[i]);
+      if (!recogniseLeftover(result.findings[i])) continue;
       places_.emplace(result.findings[i].path, std::move(result.places[i]));
       outcome_.findings.push_back(std::move(result.findings[i]));
     }
@@ -219,25 +230,43 @@ class ScanSession {
     return !request_.ecosystems || request_.ecosystems->contains(finding.ecosystemTag);
   }
 
-  /// A rule about everything in a folder also names what an interrupted removal has left there.
-  static void recogniseLeftover(ScanArtifactFinding& finding) {
-    if (!RemovalLeftover::is(lastPathComponent(finding.path))) return;
+  /// A rule about everything in a folder also names what an interrupted removal has left there. False for what only has
+  /// the name of that.
+  bool recogniseLeftover(ScanArtifactFinding& finding) {
+    if (!RemovalLeftover::isEither(lastPathComponent(finding.path))) return true;
+    if (!RemovalNote::claims(finding.path)) {
+      unclaimedLeftovers_.insert(finding.path);
+      return false;
+    }
     auto leftover = RemovalLeftover::finding(finding.path, finding.sizeBytes);
     leftover.groupRoot = finding.groupRoot;
     leftover.source = finding.source;
     finding = std::move(leftover);
+    return true;
+  }
+
+  void noteUnclaimedLeftovers() {
+    if (unclaimedLeftovers_.empty()) return;
+    std::vector<std::string> places;
+    for (const std::string& path : unclaimedLeftovers_) places.push_back(shown(path));
+    note(RemovalLeftover::unclaimedText(places));
   }
 
   void addLeftovers() {
-    if (shouldCancel() || (request_.ecosystems && !request_.ecosystems->contains("general"))) return;
-    auto leftovers =
+    if (shouldCancel()) return;
+    auto [leftovers, unclaimed] =
         leftoversBesideSystemPlaces(request_.catalog, request_.platform, systemRequest_.categories, request_.resolver);
     RealPlaces real;
-    std::erase_if(leftovers, [&](const auto& leftover) {
-      if (systemRequest_.bounds && !systemRequest_.bounds->roots.covers(real.of(leftover.path))) return true;
-      return std::any_of(outcome_.findings.begin(), outcome_.findings.end(),
-                         [&](const auto& finding) { return isSameOrInside(leftover.path, finding.path); });
-    });
+    const auto isOutOfBounds = [&](const std::string& path) {
+      return systemRequest_.bounds && !systemRequest_.bounds->roots.covers(real.of(path));
+    };
+    std::copy_if(unclaimed.begin(), unclaimed.end(), std::inserter(unclaimedLeftovers_, unclaimedLeftovers_.end()),
+                 [&](const std::string& path) { return !isOutOfBounds(path); });
+    if (request_.ecosystems && !request_.ecosystems->contains("general")) return;
+    PlaceSet found;
+    for (const auto& finding : outcome_.findings) found.add(finding.path);
+    std::erase_if(leftovers,
+                  [&](const auto& leftover) { return isOutOfBounds(leftover.path) || found.covers(leftover.path); });
     if (leftovers.empty()) return;
     std::vector<TidraDirectorySizeReader::Folder> folders;
     for (const auto& leftover : leftovers) folders.push_back({.path = leftover.path, .enterBundles = true});
@@ -247,6 +276,7 @@ class ScanSession {
                                                                    .shouldCancel = [this] { return shouldCancel(); }});
     for (std::size_t i = 0; i < leftovers.size(); ++i) {
       leftovers[i].sizeBytes = sizes[i].bytes.value_or(0);
+      if (sizes[i].identity) outcome_.identities.emplace(leftovers[i].path, *sizes[i].identity);
       if (sizes[i].kept) withhold({{leftovers[i].path, *sizes[i].kept}});
       if (!sizes[i].kept) outcome_.findings.push_back(std::move(leftovers[i]));
     }
@@ -352,15 +382,6 @@ class ScanSession {
     note("git could not be asked about some repositories inside findings, so none of those counts as safe.");
   }
 
-  void recordIdentities() {
-    if (!request_.recordIdentities) return;
-    for (const auto& finding : outcome_.findings) {
-      if (shouldCancel()) return;
-      const auto facts = pathFacts(finding.path);
-      if (facts) outcome_.identities.emplace(finding.path, facts->identity);
-    }
-  }
-
   bool isAskedFor(const ScanArtifactFinding& finding) const {
     if (request_.onlyPaths && !request_.onlyPaths->contains(finding.path)) return false;
     return finding.sizeBytes >= request_.minimumBytes;
@@ -375,13 +396,46 @@ class ScanSession {
             ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, *request_.olderThan, generatedAt_));
   }
 
-  /// Sparse files may claim more than the sums of a report hold; their sizes are cut to what is left.
+  /// Sparse files may claim more than a report holds. The size of such a finding stays at the largest figure, for which
+  /// no other pays; so may the report's own sums, whose figures have a sign.
   void boundSizes() {
-    std::uint64_t room = std::numeric_limits<std::uint64_t>::max();
+    constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    std::uint64_t sum = 0;
     for (auto& finding : outcome_.findings) {
-      finding.sizeBytes = std::min(finding.sizeBytes, room);
-      room -= finding.sizeBytes;
+      finding.sizeBytes = std::min(finding.sizeBytes, most);
+      sum = saturatedSum(sum, finding.sizeBytes);
     }
+    if (sum > most) {
+      note(fmt::format("The sizes add up to more than a report holds, so its totals stay at the largest figure. {}",
+                       largestNamed()));
+    }
+  }
+
+  void requireSummable() const {
+    std::uint64_t sum = 0;
+    for (const auto& finding : outcome_.findings) {
+      if (finding.sizeBytes > std::numeric_limits<std::uint64_t>::max() - sum) {
+        throw std::overflow_error(fmt::format(
+            "The sizes of the findings add up to more than 64 bits hold, so nothing is reported and nothing "
+            "removed. {} Exclude what claims so much (--exclude), or remove it yourself.",
+            largestNamed()));
+      }
+      sum += finding.sizeBytes;
+    }
+  }
+
+  std::string largestNamed() const {
+    constexpr std::size_t mostNamed = 3;
+    std::vector<const ScanArtifactFinding*> largest;
+    for (const auto& finding : outcome_.findings) largest.push_back(&finding);
+    const auto end = largest.begin() + static_cast<std::ptrdiff_t>(std::min(mostNamed, largest.size()));
+    std::partial_sort(largest.begin(), end, largest.end(),
+                      [](const auto* a, const auto* b) { return a->sizeBytes > b->sizeBytes; });
+    std::vector<std::string> names;
+    for (auto finding = largest.begin(); finding != end; ++finding) {
+      names.push_back(fmt::format("{} ({} bytes)", shown((*finding)->path), (*finding)->sizeBytes));
+    }
+    return fmt::format("The largest are {}.", joined(names, ", "));
   }
 
   /// From any thread. Once cancelled, always cancelled.
@@ -409,6 +463,7 @@ class ScanSession {
   std::vector<std::string> realPaths_;         // of the projects' findings, which roots may name through links
   std::map<std::string, std::string> places_;  // of the findings outside projects, by path
   std::vector<CoveredPlace> covered_;
+  std::set<std::string> unclaimedLeftovers_;
   ScanProgress progress_;
   TimePoint generatedAt_{};
   std::atomic<bool> cancelled_{false};

@@ -60,7 +60,6 @@ struct ScanRequest {
   bool oneFileSystem = false;                         // each root stays on its own file system
   unsigned workers = 0;                               // 0: the default
   std::optional<std::set<std::string>> onlyPaths;     // just these entries of the roots and these places; absent: all
-  bool recordIdentities = false;                      // note which file or folder each finding is
   ActivityThresholds thresholds;
   TimePoint now{};  // when the scan begins; ages count from its end, which is as many seconds later as it takes
 
@@ -73,7 +72,7 @@ struct ScanOutcome {
   ScanReport report;
   ScanAggregate aggregate;
   std::vector<ScanArtifactFinding> findings;       // the report's items, in its order
-  std::map<std::string, FileIdentity> identities;  // by path, when asked for
+  std::map<std::string, FileIdentity> identities;  // by path: what was measured; absent for a tool's own items
   std::vector<NestedFinding> nested;               // also with findings that the request left out
   std::map<std::string, KeptInside> withheld;      // findings left out because of what they hold, by path
   std::vector<std::string> notes;                  // for people: what could not be read and why
@@ -83,7 +82,8 @@ struct ScanOutcome {
 };
 
 /// Runs a scan. A scan that was cancelled before its report was complete returns what it found until then, with
-/// `partial` set in the report. Never throws for what the file system or a tool answers.
+/// `partial` set in the report. Never throws for what the file system or a tool answers, but std::overflow_error, whose
+/// what() names the largest findings, when sizes add up to more than 64 bits hold.
 ScanOutcome runScan(const ScanRequest& request);
 
 }  // namespace tidra

@@ -44,7 +44,6 @@ PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resol
   request.exclusions = resolved.exclude;
   request.quarantines = {resolved.quarantine.directory};
   request.ecosystems = asSet(policy.scan.ecosystems);
-  request.recordIdentities = true;
   request.thresholds = policy.thresholds();
   request.now = now;
   return scan;

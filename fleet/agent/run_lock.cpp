@@ -113,7 +113,7 @@ void RunLock::acquire() {
                                  escapedForTerminal(url_), made.failure().message()));
   }
   if (const auto failure = appendWhole(*made, fmt::format("{}\n", currentProcess()), 0)) {
-    removeIfSame(url_, *made);
+    static_cast<void>(removeIfSame(url_, *made));  // what stays is stale, and the next run takes it over
     failWith(failure, fmt::format("The lock file {} cannot be written", url_));
   }
   file_ = std::move(*made);
@@ -122,7 +122,7 @@ void RunLock::acquire() {
 
 void RunLock::release() {
   if (!held_) return;
-  removeIfSame(url_, file_);
+  static_cast<void>(removeIfSame(url_, file_));  // what stays is stale, and the next run takes it over
   file_.reset();
   held_ = false;
 }

@@ -15,7 +15,7 @@ void selectLeftovers(PolicyDecision& decision) {
   std::erase_if(decision.skipped, [&](const PolicyDecision::Skipped& skipped) {
     using enum SkipReason;
     if (skipped.reason == tierNeverRemoved || skipped.reason == tierNotAutoCleaned || skipped.reason == pathProtected ||
-        !RemovalLeftover::is(lastPathComponent(skipped.item.path))) {
+        !RemovalLeftover::isEither(lastPathComponent(skipped.item.path))) {
       return false;
     }
     decision.selected.push_back(skipped.item);

@@ -49,7 +49,8 @@ std::vector<std::string> jsonFilesIn(const std::string& folder) {
 void removeLeftTemporaries(const std::string& folder) {
   const Listing listing = list(folder);
   for (const std::string& name : listing.names) {
-    if (isLeftTemporary(name)) removeFileEntry(listing.folder.get(), name.c_str());
+    // Best effort: the next start tries again.
+    if (isLeftTemporary(name)) static_cast<void>(removeFileEntry(listing.folder.get(), name.c_str()));
   }
 }
 

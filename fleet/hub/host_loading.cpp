@@ -8,6 +8,7 @@
 #include "core/base/errors.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "core/platform/spare_threads.h"
 #include "fleet/hub/folder_listing.h"
 #include "fleet/hub/host_file.h"
 
@@ -40,7 +41,11 @@ std::vector<LoadedHost> loadHostFiles(const std::string& folder) {
   };
   std::vector<std::jthread> helpers;
   const std::size_t workers = std::min<std::size_t>(std::max(1U, std::thread::hardware_concurrency()), hosts.size());
-  for (std::size_t i = 1; i < workers; ++i) helpers.emplace_back(work);
+  for (std::size_t i = 1; i < workers; ++i) {
+    auto helper = startSpareThread(work);
+    if (!helper) break;
+    helpers.push_back(std::move(*helper));
+  }
   work();
   helpers.clear();
   return hosts;

@@ -39,6 +39,8 @@ std::optional<std::string> nameOfChange(const __ptrace_syscall_info& info) {
       return "fsync";
     case SYS_linkat:
       return "linkat";
+    case SYS_symlinkat:
+      return "symlinkat";
     case SYS_openat:
       return (call.args[2] & O_CREAT) != 0 ? std::optional("openat") : std::nullopt;
     case SYS_write:
@@ -46,6 +48,10 @@ std::optional<std::string> nameOfChange(const __ptrace_syscall_info& info) {
     default:
       return std::nullopt;
   }
+}
+
+std::optional<std::string> nameOfListing(const __ptrace_syscall_info& info) {
+  return info.entry.nr == SYS_getdents64 ? std::optional("getdents64") : std::nullopt;
 }
 
 #ifdef __x86_64__
@@ -64,7 +70,7 @@ void setResult(pid_t, long) {}
 #endif
 
 pid_t startTraced(const std::string& program, const std::vector<std::string>& arguments,
-                  const std::vector<std::string>& environment) {
+                  const std::vector<std::string>& environment, const std::string& outputTo) {
   std::vector<const char*> texts{program.c_str()};
   for (const auto& argument : arguments) texts.push_back(argument.c_str());
   texts.push_back(nullptr);
@@ -73,7 +79,7 @@ pid_t startTraced(const std::string& program, const std::vector<std::string>& ar
   variables.push_back(nullptr);
   const pid_t child = ::fork();
   if (child != 0) return child;
-  const int nowhere = ::open("/dev/null", O_RDWR);
+  const int nowhere = ::open(outputTo.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) ::dup2(nowhere, stream);
   if (trace(PTRACE_TRACEME, 0, 0, nullptr) != 0) ::_exit(127);
   ::raise(SIGSTOP);
@@ -127,7 +133,8 @@ class Tracer {
       failing_ = 0;
     }
     if (info.op != PTRACE_SYSCALL_INFO_ENTRY) return;
-    const auto name = nameOfChange(info);
+    const auto name = at_.listings ? nameOfListing(info) : nameOfChange(info);
+    if (name && at_.onCall) at_.onCall(*name);
     if (!name || ++count_ != at_.call) return;
     run_.reached = true;
     run_.call = *name;
@@ -150,7 +157,7 @@ class Tracer {
 
 BrokenRun runBroken(const std::string& program, const std::vector<std::string>& arguments,
                     const std::vector<std::string>& environment, const SystemCallBreak& at) {
-  const pid_t child = startTraced(program, arguments, environment);
+  const pid_t child = startTraced(program, arguments, environment, at.outputTo);
   int status = 0;
   if (child < 0 || ::waitpid(child, &status, 0) != child || !WIFSTOPPED(status))
     throw std::system_error(errno, std::generic_category(), "tracing " + program);

@@ -1,6 +1,7 @@
 // Programs that meet the end, or an error, at a chosen system call. Linux only.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -9,8 +10,11 @@ namespace tidra {
 /// What happens at one of the calls by which a program changes files: giving names, removing, making folders and files,
 /// writing to anything but the standard streams, flushing. They are counted over all threads from 1.
 struct SystemCallBreak {
-  int call = 1;
-  int error = 0;  // the call has no effect and gives this; 0: the program is killed instead
+  int call = 1;           // 0: none
+  int error = 0;          // the call has no effect and gives this; 0: the program is killed instead
+  bool listings = false;  // of the calls that read folders instead
+  std::function<void(const std::string& name)> onCall = {};  // before each of them, while its thread waits
+  std::string outputTo = "/dev/null";
 };
 
 struct BrokenRun {
@@ -23,7 +27,7 @@ struct BrokenRun {
 /// sanitizers makes calls of theirs.
 bool canBreakSystemCalls();
 
-/// Runs a program without input, its output dropped. `environment` is the whole of it, as "NAME=value".
+/// Runs a program without input. `environment` is the whole of it, as "NAME=value".
 BrokenRun runBroken(const std::string& program, const std::vector<std::string>& arguments,
                     const std::vector<std::string>& environment, const SystemCallBreak& at);
 

@@ -196,6 +196,7 @@ ProbeReport CatalogPathProbe::scan(const SystemProbeContext& context) const {
       const auto facts = pathFacts(candidate.url);
       if (!facts) continue;
       item.finding.sizeBytes = facts->type == EntryType::symbolicLink ? 0 : facts->sizeBytes;
+      item.identity = facts->identity;
     } else {
       item.measuredFolder = candidate.url;
     }

@@ -9,7 +9,6 @@
 #include <array>
 #include <atomic>
 #include <charconv>
-#include <future>
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
@@ -17,6 +16,7 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "core/platform/spare_threads.h"
 #include "core/scan/probes/pip_trust.h"
 #include "core/scan/probes/python_requirements.h"
 
@@ -210,11 +210,7 @@ ProbeReport PipOrphanProbe::scan(const std::vector<ScanArtifactFinding>& project
     if (isEnvironment) environments.push_back(&finding);
   }
   Checks checks(environments, context);
-  std::vector<std::future<void>> workers;
-  for (std::size_t i = 0; i < std::min(asksAtOnce, environments.size()); ++i) {
-    workers.push_back(std::async(std::launch::async, [&] { checks.run(); }));
-  }
-  for (auto& worker : workers) worker.get();
+  runOnThreads(std::min(asksAtOnce, environments.size()), [&] { checks.run(); });
   return checks.report();
 }
 

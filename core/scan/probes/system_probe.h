@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/model/scan_artifact_finding.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/path_resolver.h"
 #include "core/platform/platform.h"
 #include "core/platform/process_runner.h"
@@ -51,6 +52,7 @@ struct ProbeItem {
   std::optional<std::string> measuredFolder = {};  // its size is the finding's; absent when the size is known already
   bool enterBundles = false;                       // count the insides of bundle packages too
   bool isTrash = false;                            // a whole trash, the one finding that lies in a store
+  std::optional<FileIdentity> identity = {};       // of what has been measured
 };
 
 /// A place that is no finding of its own, because it lies in one or another source has found the same.

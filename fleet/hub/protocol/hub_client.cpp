@@ -3,11 +3,11 @@
 #include <fmt/format.h>
 
 #include <chrono>
-#include <future>
 #include <utility>
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/platform/spare_threads.h"
 #include "core/platform/stop_signal.h"
 #include "fleet/http/http_client.h"
 #include "fleet/http/url.h"
@@ -50,8 +50,7 @@ std::vector<std::string> below(std::string_view collection, const std::string& n
 /// The exchange on a thread of its own, so that the caller's can look whether to stop.
 HTTPClientResponse sendCancellably(const HTTPClient::Request& request, const HubClient& client) {
   StopSignal stop;
-  auto response = std::async(std::launch::async,
-                             [&] { return HTTPClient::send(request, client.timeout, client.environment, &stop); });
+  auto response = startTask([&] { return HTTPClient::send(request, client.timeout, client.environment, &stop); });
   while (response.wait_for(lookAround) != std::future_status::ready) {
     if (client.shouldCancel()) stop.raise();
   }

@@ -12,6 +12,7 @@
 
 #include "core/dispose/tool_figures.h"
 #include "tests/core/dispose/disposal_fixture.h"
+#include "tests/support/noted_removal.h"
 #include "tests/support/temporary_mount.h"
 #include "tests/support/without_privileges.h"
 
@@ -130,6 +131,7 @@ TEST_F(DeletionService, ADryRunForeseesWhatTheRunMayNotDo) {
 
 TEST_F(DeletionService, LeftoversAreFinishedWhateverTheMethod) {
   const std::string leftover = tree_.makeFolder("home/p/.tidra-removing-0123456789abcdef");
+  noteRemoval(leftover);
   const auto receipt = disposed(leftover, DisposalMethod::trash);
   EXPECT_EQ(receipt.method, DisposalMethod::delete_);
   EXPECT_FALSE(receipt.destination);

@@ -7,6 +7,7 @@
 #include <time.h>
 
 #include "tests/core/dispose/disposal_fixture.h"
+#include "tests/support/noted_removal.h"
 #include "tests/support/temporary_mount.h"
 
 namespace tidra {
@@ -130,7 +131,7 @@ TEST_F(Trash, PurgeGoesByTheDateInLocalTime) {
                   "[Trash Info]\nPath=/x\nDeletionDate=2020-02-31T00:00:00\n");
   tree_.writeFile("home/.local/share/Trash/info/gone.trashinfo",
                   "[Trash Info]\nPath=/x\nDeletionDate=2020-02-01T00:00:00\n");
-  tree_.writeFile("home/.local/share/Trash/files/.tidra-removing-0123456789abcdef/f");
+  noteRemoval(tree_.makeFolder("home/.local/share/Trash/files/.tidra-removing-0123456789abcdef"));
   const auto purged = made.purge(30, now);
   EXPECT_THAT(purged.paths, ElementsAre(files("/gone"), files("/old")));
   EXPECT_THAT(purged.failures, IsEmpty());

@@ -12,6 +12,7 @@
 #include "core/dispose/disposal_error.h"
 #include "tests/core/dispose/disposal_fixture.h"
 #include "tests/support/message_of.h"
+#include "tests/support/noted_removal.h"
 #include "tests/support/temporary_mount.h"
 
 namespace tidra {
@@ -105,7 +106,7 @@ TEST_F(Quarantine, OddManifestsAreToldAndLeftOrCleared) {
   tree_.makeFolder("home/.tidra/quarantine/folder.tidra.json");
   ASSERT_EQ(::mkfifo(store("/pipe.tidra.json").c_str(), 0600), 0);
   tree_.symlink("home/.tidra/quarantine/link.tidra.json", "/dev/zero");
-  tree_.writeFile("home/.tidra/quarantine/.tidra-removing-0123456789abcdef/f");
+  noteRemoval(tree_.makeFolder("home/.tidra/quarantine/.tidra-removing-0123456789abcdef"));
   const auto listing = disposer().list();
   EXPECT_EQ(listing.entries.size(), 2U);
   EXPECT_THAT(listing.notes,

@@ -18,6 +18,7 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 #include "tests/support/git_repositories.h"
+#include "tests/support/noted_removal.h"
 
 namespace tidra {
 namespace {
@@ -75,7 +76,6 @@ class CleanupSession : public WithGitRepositories {
     request.mounts = mountPoints();
     request.git = git_;
     request.scanSystem = false;
-    request.recordIdentities = true;
     request.now = now;
     return request;
   }
@@ -295,6 +295,29 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
   EXPECT_EQ(outcome.disposal.failures.size(), 4U);
 }
 
+/// A scan takes as long as it takes; what comes to stand in the place of something measured was never looked at.
+TEST_F(CleanupSession, WhatReplacesAFindingDuringTheScanStays) {
+  const std::vector<std::string> places{"code/p/node_modules", "home/.cache/mine", "home/sdks/one", "home/sdks/file"};
+  for (const auto& place : places) tree_.writeFile(place + (place.ends_with("file") ? "" : "/f"));
+  auto all = request();
+  all.scanSystem = true;
+  all.systemReach = SystemReach::everywhere;
+  all.categories = {"mine"};
+  std::set<std::string> swapped;
+  all.onProgress = [&](const ScanProgress& progress) {
+    // Outside projects the first finding is told when all are measured.
+    for (const auto& place : places) {
+      if (progress.artifactsFound < (place.starts_with("code") ? 1U : 2U) || !swapped.insert(place).second) continue;
+      std::filesystem::rename(tree_.path(place), tree_.path("home/before" + std::to_string(swapped.size())));
+      tree_.writeFile(place + (place.ends_with("file") ? "" : "/precious"), "precious");
+    }
+  };
+  const auto candidates = selectForCleanup(runScan(all), all.resolver, {.takesUnproven = true});
+  const auto outcome = runCleanup(candidates, setting());
+  EXPECT_EQ(outcome.disposal.failures.size(), places.size());
+  for (const auto& place : places) EXPECT_TRUE(exists(place)) << place;
+}
+
 class NestedPlaces : public CleanupSession {
  protected:
   NestedPlaces() {
@@ -384,8 +407,10 @@ TEST_F(NestedPlaces, AFindingTakesTheTierOfAPlaceInItThatIsNone) {
 
 TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
   const std::string name = RemovalLeftover::name(7);
-  for (const std::string folder : {"code/p/", "home/.cache/", "home/sdks/", "code/p/node_modules/"})
+  for (const std::string folder : {"code/p/", "home/.cache/", "home/sdks/", "code/p/node_modules/"}) {
     tree_.writeFileOfSize(folder + name + "/f", 9);
+    noteRemoval(tree_.path(folder + name));
+  }
   tree_.writeFile("code/p/.tidra-removing-xyz/f");
   auto all = request();
   all.scanSystem = true;
@@ -405,7 +430,53 @@ TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
   EXPECT_THAT(outcome.disposal.failures, IsEmpty());
   for (const std::string& leftover : leftovers) EXPECT_FALSE(exists(leftover)) << leftover;
   EXPECT_FALSE(exists("home/.local/share/Trash/files/" + name));
+  for (const std::string& leftover : leftovers) EXPECT_FALSE(exists(leftover + ".note")) << leftover;
   EXPECT_TRUE(exists("code/p/.tidra-removing-xyz/f"));
+}
+
+/// A name proves nothing: only the running user's own note about this very folder does.
+TEST_F(CleanupSession, AFolderNamedLikeAnInterruptedRemovalIsNone) {
+  const std::vector<std::string> folders{"code/p/", "home/.cache/", "home/sdks/"};
+  std::vector<std::string> names;
+  for (const std::string& folder : folders) {
+    for (std::uint64_t kind = 1; kind <= 4; ++kind) {
+      const std::string name = RemovalLeftover::name(kind);
+      names.push_back(folder + name);
+      tree_.writeFile(folder + name + "/precious");
+      if (kind == 1) continue;  // of an earlier version, or a person's
+      noteRemoval(tree_.path(folder + name));
+      if (kind == 2) {  // another one in the place
+        std::filesystem::rename(tree_.path(folder + name), tree_.path("elsewhere" + std::to_string(names.size())));
+        tree_.writeFile(folder + name + "/precious");
+      } else if (kind == 3) {  // cut short
+        const std::string note = tree_.path(folder + name + ".note");
+        const auto target = std::filesystem::read_symlink(note).string();
+        std::filesystem::remove(note);
+        std::filesystem::create_symlink(target.substr(0, target.size() - 9), note);
+      } else if (::geteuid() == 0) {
+        ASSERT_EQ(::lchown(tree_.path(folder + name + ".note").c_str(), 65534, 65534), 0);
+      } else {
+        std::filesystem::remove(tree_.path(folder + name + ".note"));
+      }
+    }
+  }
+  auto all = request();
+  all.scanSystem = true;
+  all.systemReach = SystemReach::everywhere;
+  all.categories = {"mine"};
+  const auto outcome = runScan(all);
+  EXPECT_THAT(outcome.findings, IsEmpty());
+  EXPECT_THAT(outcome.notes, testing::Contains(AllOf(HasSubstr("12 folders are named like interrupted removals"),
+                                                     HasSubstr("code/p/.tidra-removing-"))));
+  CleanupPlan plan{.createdAt = now, .host = "a-host", .method = DisposalMethod::delete_, .reason = {}, .items = {}};
+  for (const std::string& name : names) {
+    plan.items.push_back({.id = {}, .path = tree_.path(name), .label = {}, .category = "mine", .ruleID = {}});
+  }
+  const CleanupOptions anything{.force = true, .allowAnyPath = true};
+  auto run = setting();
+  run.options = anything;
+  EXPECT_EQ(runCleanup(checkPlan(plan, all, anything).candidates, run).disposal.failures.size(), names.size());
+  for (const std::string& name : names) EXPECT_TRUE(exists(name + "/precious")) << name;
 }
 
 TEST_F(CleanupSession, ProgressAddsUpAndCancellingLeavesTheRest) {

@@ -1,19 +1,25 @@
 #include "core/session/scan_session.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <filesystem>
 #include <map>
+#include <thread>
 
 #include "core/platform/directory_reader.h"
 #include "tests/support/git_repositories.h"
+#include "tests/support/message_of.h"
 #include "tests/support/without_privileges.h"
 
 namespace tidra {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -229,20 +235,77 @@ TEST_F(ScanSession, ARootOnAnotherFileSystemIsWalkedByItself) {
               ElementsAre("code/fresh/node_modules", "code/fresh/target", "code/old/data", "code/old/target"));
 }
 
-TEST_F(ScanSession, SizesBeyondAllMeasureEndNoScan) {
+TEST_F(ScanSession, OnlyTheFindingThatClaimsTooMuchPaysForIt) {
   makeProjects();
   constexpr auto longest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
   try {
     for (const char* file : {"1", "2", "3"}) tree_.writeFileOfSize(std::string("code/old/data/") + file, longest);
-    for (const char* file : {"1", "2"}) tree_.writeFileOfSize(std::string("code/old/target/") + file, longest);
+    tree_.writeFileOfSize("home/sparse", longest);
   } catch (const std::exception&) {
     GTEST_SKIP() << "the file system holds no files of such a length";
   }
   const auto outcome = runScan(request({"code"}));
-  EXPECT_EQ(outcome.findings.size(), 4U);
-  EXPECT_EQ(outcome.aggregate.totalBytes, std::numeric_limits<std::uint64_t>::max());
+  std::vector<std::uint64_t> sizes;
+  for (const auto& finding : outcome.findings) sizes.push_back(finding.sizeBytes);
+  EXPECT_THAT(sizes, ElementsAre(10U, 200U, longest, 3000U));
+  EXPECT_EQ(outcome.aggregate.totalBytes, longest + 3210U);
   EXPECT_EQ(outcome.report.totalBytes, std::numeric_limits<std::int64_t>::max());
-  EXPECT_EQ(outcome.findings.at(0).sizeBytes, 10U);
+  EXPECT_THAT(outcome.notes, ElementsAre(HasSubstr("totals stay at the largest figure. The largest are")));
+
+  std::filesystem::rename(tree_.path("home/sparse"), tree_.path("code/fresh/target/sparse"));
+  EXPECT_THAT(messageOf<std::overflow_error>([&] { runScan(request({"code"})); }),
+              AllOf(HasSubstr("more than 64 bits hold"), HasSubstr("fresh/target (9223372036854775807 bytes)"),
+                    HasSubstr("old/data"), HasSubstr("--exclude")));
+}
+
+/// The memory of a scan grows with the length of a deep path, not with its square.
+TEST_F(ScanSession, ADeepTreeCostsItsLength) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizers take more address space than is allowed here";
+#endif
+  constexpr int depth = 3000;
+  const std::string name(200, 'n');
+  FileDescriptor folder(::open(tree_.makeFolder("code").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  for (int i = 0; i <= depth; ++i) {
+    const char* below = i == depth ? "node_modules" : name.c_str();
+    ASSERT_EQ(::mkdirat(folder.get(), below, 0755), 0);
+    folder = FileDescriptor(::openat(folder.get(), below, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  }
+  makeRepository("code");
+  GTEST_FLAG_SET(death_test_style, "fast");
+  const auto scanInLittleSpace = [&] {
+    const rlimit little{rlim_t{1} << 30U, rlim_t{1} << 30U};
+    ::setrlimit(RLIMIT_AS, &little);
+    const auto outcome = runScan(request({"code"}));
+    std::fprintf(stderr, "%zu found", outcome.findings.size());
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(scanInLittleSpace(), testing::ExitedWithCode(0), "1 found");
+}
+
+/// Where a user may have no further thread or process, the scan does the work itself.
+TEST_F(ScanSession, WorksWithoutASingleFurtherThread) {
+  makeProjects();
+  std::filesystem::permissions(tree_.root(), std::filesystem::perms{0755});
+  auto asked = request({"code"});
+  asked.scanSystem = true;
+  GTEST_FLAG_SET(death_test_style, "fast");
+  const auto scanAlone = [&] {
+    const rlimit none{0, 0};
+    ::setrlimit(RLIMIT_NPROC, &none);
+    constexpr uid_t nobody = 65534;
+    if (::geteuid() == 0 && ::setuid(nobody) != 0) std::_Exit(2);
+    try {
+      std::jthread([] {});
+      std::fprintf(stderr, "no limit");
+    } catch (const std::system_error&) {
+      const auto outcome = runScan(asked);
+      std::fprintf(stderr, "%zu found, %lld bytes", outcome.findings.size(),
+                   static_cast<long long>(outcome.report.totalBytes));
+    }
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(scanAlone(), testing::ExitedWithCode(0), "no limit|4 found, 43210 bytes");
 }
 
 TEST_F(ScanSession, OverlappingRootsReportNothingTwice) {

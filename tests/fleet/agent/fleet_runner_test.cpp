@@ -17,6 +17,7 @@
 #include "fleet/agent/run_lock.h"
 #include "tests/support/git_repositories.h"
 #include "tests/support/message_of.h"
+#include "tests/support/noted_removal.h"
 #include "tests/support/temporary_mount.h"
 #include "tests/support/unskipped_folder.h"
 
@@ -477,7 +478,10 @@ TEST_F(FleetRuns, ADeletionThatWasCutShortIsFinishedWhateverThePolicySelects) {
   policy_.autoClean.requireKnownIdle = true;
   const std::string leftover = "home/code/a/.tidra-removing-0123456789abcdef";
   const std::string guarded = "home/code/keep/.tidra-removing-0123456789abcdef";
-  for (const std::string& folder : {leftover, guarded}) tree_.writeFile(folder + "/f", "half gone");
+  for (const std::string& folder : {leftover, guarded}) {
+    tree_.writeFile(folder + "/f", "half gone");
+    noteRemoval(tree_.path(folder));
+  }
   run();
   EXPECT_FALSE(fs::exists(tree_.path(leftover)));
   EXPECT_TRUE(fs::exists(tree_.path(guarded)));

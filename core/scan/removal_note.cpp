@@ -1,0 +1,61 @@
+#include "core/scan/removal_note.h"
+
+#include <fmt/format.h>
+
+#include "core/model/removal_leftover.h"
+#include "core/platform/folder_entries.h"
+#include "core/platform/held_folder.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+/// What the target of a note begins with. The time of birth tells a folder from a later one with the same inode.
+std::string identityText(const EntryFacts& facts) {
+  const auto born = facts.bornNanos ? fmt::format("{:x}", *facts.bornNanos) : std::string("-");
+  return fmt::format("tidra:{:x}:{:x}:{}:", facts.identity.device, facts.identity.inode, born);
+}
+
+/// The target of a note of the running user; none when there is no such note.
+std::optional<std::string> ownNote(int folder, const std::string& leftover) {
+  auto entry = openPathComponent(folder, RemovalLeftover::noteName(leftover));
+  if (!entry || entry->folder || entry->linkOwner != runningUser()) return std::nullopt;
+  return std::move(entry->linkTarget);
+}
+
+}  // namespace
+
+std::error_code RemovalNote::make(int folder, const std::string& leftover, const EntryFacts& facts,
+                                  const std::string& formerName) {
+  return makeLinkEntry(folder, RemovalLeftover::noteName(leftover).c_str(), identityText(facts) + formerName);
+}
+
+std::error_code RemovalNote::remove(int folder, const std::string& leftover) {
+  return removeFileEntry(folder, RemovalLeftover::noteName(leftover).c_str());
+}
+
+bool RemovalNote::covers(int folder, const std::string& leftover, const EntryFacts& facts) {
+  if (!RemovalLeftover::is(leftover)) return false;
+  const auto note = ownNote(folder, leftover);
+  return note && note->starts_with(identityText(facts));
+}
+
+bool RemovalNote::claims(int folder, const std::string& name) {
+  if (RemovalLeftover::isNote(name)) {
+    const std::string leftover = name.substr(0, name.size() - RemovalLeftover::noteSuffix.size());
+    const auto there = entryFacts(folder, leftover.c_str());
+    return there.failure() == std::errc::no_such_file_or_directory && ownNote(folder, leftover);
+  }
+  const auto facts = entryFacts(folder, name.c_str());
+  return facts && covers(folder, name, *facts);
+}
+
+bool RemovalNote::claims(const std::string& path) {
+  try {
+    return claims(holdFolder(parentPath(path)).descriptor.get(), std::string(lastPathComponent(path)));
+  } catch (const std::runtime_error&) {
+    return false;
+  }
+}
+
+}  // namespace tidra
