@@ -48,10 +48,11 @@ void sortBy(ScanSort order, std::vector<CleanupCandidate>& candidates) {
 void noteUnproven(const ScanReport& report) {
   const auto unproven = unprovenIn(report);
   if (unproven.count == 0) return;
+  const char* verb = unproven.count == 1 ? "stays" : "stay";
   writeNote(
-      fmt::format("{} with {} stay, because nothing shows that a tool made them; look at them with tidra scan, "
-                  "--no-evidence takes them too.",
-                  counted(unproven.count, "artefact", "artefacts"), ByteFormatting::compact(unproven.bytes)));
+      fmt::format("{} with {} {}, because nothing shows that a tool made that; tidra scan lists what is to look at, "
+                  "--no-evidence takes it too.",
+                  counted(unproven.count, "artefact", "artefacts"), ByteFormatting::compact(unproven.bytes), verb));
 }
 
 /// What nothing protects, in the order that was asked for. A note names each of the others.

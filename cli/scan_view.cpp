@@ -294,9 +294,8 @@ class ScanTextWriter {
       bytes = saturatedSum(bytes, item.bytes);
     }
     if (count == 0) return;
-    text_ += fmt::format(
-        "Of these, {} with {} to look at: nothing shows that a tool made them, so tidra clean leaves them.\n",
-        counted(count, "artefact", "artefacts"), ByteFormatting::compact(bytes));
+    text_ += fmt::format("To look at: {} with {}; nothing shows that a tool made them.\n",
+                         counted(count, "artefact", "artefacts"), ByteFormatting::compact(bytes));
   }
 
   static constexpr std::size_t tierWidth = 7;

@@ -22,6 +22,7 @@ class NamedRoots : public CliTest {
  protected:
   NamedRoots() {
     tree().writeFileOfSize("u/code/p/node_modules/f", 10);
+    tree().writeFile("u/code/p/package.json");
     tree().writeFile("u/code/p/node_modules/.package-lock.json");
     tree().writeFileOfSize("u/code/uv/f", 20);
     tree().writeFileOfSize("u/.npm/_cacache/f", 30);

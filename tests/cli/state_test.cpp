@@ -76,7 +76,8 @@ TEST_F(CliState, OptionsChooseWhatOutsideProjectsIsFound) {
            {{"--no-projects", "--disable-rule", "pip-cache"}, {all[1], all[2]}},
            {{"--no-projects", "--exclude", ".cargo"}, {all[0], all[2]}},
            {{"--no-projects", "--min-size", "100"}, {all[0]}},
-           {{"code/web"}, {all[0], all[1], all[2], projects[3], projects[4]}}}) {
+           {{"code/web"}, {projects[3], projects[4]}},
+           {{"code/web", "--system"}, {all[0], all[1], all[2], projects[3], projects[4]}}}) {
     EXPECT_EQ(pathsIn(scanAll(c.arguments)), c.found) << joined(c.arguments, " ");
   }
   const std::string text = run({"scan", "--no-projects", "--category", "globalCaches,mine", "--rules", rules_}).out;
