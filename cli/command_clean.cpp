@@ -85,8 +85,9 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   if (method == DisposalMethod::quarantine) checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
   const InterruptGuard guard;
   const ScanOutcome outcome = runScanForPerson(request, program);
-  const auto candidates = selected(outcome, request, options, view.sort, program);
   InterruptGuard::requireNone("The scan was interrupted, so nothing was removed.");
+  const auto candidates = selected(outcome, request, options, view.sort, program);
+  InterruptGuard::requireNone("The selection was interrupted, so nothing was removed.");
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   if (candidates.empty() && !options.removal.json && !options.removal.emptyTrash) {
     writeOut("Nothing to remove.\n");

@@ -46,7 +46,8 @@ CleanupPlan::Item CleanupPlan::Item::make(const ScanReportItem& reported) {
           .tier = reported.tier,
           .category = reported.category,
           .source = reported.source,
-          .ruleID = reported.ruleID};
+          .ruleID = reported.ruleID,
+          .evidence = reported.evidence};
 }
 
 ArtifactSafetyTier CleanupPlan::highestTier() const {
@@ -90,6 +91,7 @@ nlohmann::json JsonCodec<CleanupPlan::Item>::encode(const CleanupPlan::Item& ite
                         {"source", rawValue(item.source)}};
   putBytes(object, "path", item.path);
   putOptional(object, "ruleID", item.ruleID);
+  putOptional(object, "evidence", item.evidence);
   return object;
 }
 
@@ -102,7 +104,8 @@ CleanupPlan::Item JsonCodec<CleanupPlan::Item>::decode(const nlohmann::json& val
           .tier = object.required<ArtifactSafetyTier>("tier"),
           .category = object.required<std::string>("category"),
           .source = object.required<ArtifactSource>("source"),
-          .ruleID = object.optional<std::string>("ruleID")};
+          .ruleID = object.optional<std::string>("ruleID"),
+          .evidence = object.optional<std::string>("evidence")};
 }
 
 nlohmann::json JsonCodec<CleanupPlan>::encode(const CleanupPlan& plan) {

@@ -25,6 +25,7 @@ struct CleanupPlan {
     std::string category;
     ArtifactSource source = ArtifactSource::projectWalk;
     std::optional<std::string> ruleID;
+    std::optional<std::string> evidence = {};  // of the report item; a plan that says so is held against it
 
     static Item make(const ScanReportItem& reported);
 

@@ -33,7 +33,7 @@ struct Maker {
 };
 
 constexpr std::string_view environmentManifests =
-    "requirements*.txt requirements*.in requirements pyproject.toml setup.py setup.cfg Pipfile Pipfile.lock "
+    "requirements*.txt requirements*.in pyproject.toml setup.py setup.cfg Pipfile Pipfile.lock "
     "poetry.lock uv.lock pdm.lock environment.yml environment.yaml";
 
 constexpr std::array makers{
@@ -245,18 +245,44 @@ bool isBelowTests(const std::string& folder) {
   return false;
 }
 
-/// What a "package.json" can run. Empty for one that cannot be read.
-class PackageScripts {
+/// True when a file of a Python project says what an environment holds, rather than how to format its source.
+bool listsPackages(const std::string& project, const std::string& name) {
+  constexpr std::size_t largest = 1024 * 1024;
+  const auto text = readRegularFile(joinedPath(project, name), largest);
+  if (!text) return text.failure() == std::errc::file_too_large;
+  const auto holdsAny = [&](std::initializer_list<const char*> words) {
+    return std::any_of(words.begin(), words.end(), [&](auto word) { return text->find(word) != std::string::npos; });
+  };
+  if (name == "pyproject.toml") return holdsAny({"dependencies", "[project]", "[dependency-groups]"});
+  if (name == "setup.cfg") return holdsAny({"install_requires", "[metadata]"});
+  if (name == "setup.py") return holdsAny({"setup("});
+  const auto lines = splitNonEmpty(*text, '\n');
+  return std::any_of(lines.begin(), lines.end(), [](std::string_view line) {
+    const auto said = trimmed(line);
+    return !said.empty() && !said.starts_with('#');
+  });
+}
+
+/// What a "package.json" says. One that cannot be read says nothing.
+class PackageManifest {
  public:
-  explicit PackageScripts(const std::string& project) {
+  explicit PackageManifest(const std::string& project) {
     constexpr std::size_t largest = 1024 * 1024;
     const auto text = readRegularFile(joinedPath(project, "package.json"), largest);
     const auto json = text ? nlohmann::json::parse(*text, nullptr, false) : nlohmann::json();
-    if (!json.is_object() || !json.contains("scripts") || !json["scripts"].is_object()) return;
+    if (!json.is_object()) return;
+    namesPackages_ = false;
+    for (const auto& [key, value] : json.items()) {
+      namesPackages_ = namesPackages_ || key == "workspaces" || (key.ends_with("ependencies") && !value.empty());
+    }
+    if (!json.contains("scripts") || !json["scripts"].is_object()) return;
     for (const auto& [name, command] : json["scripts"].items()) {
       if (command.is_string()) scripts_.emplace_back(name, command.get<std::string>());
     }
   }
+
+  /// True when an installer would find something to install.
+  bool namesPackages() const { return namesPackages_; }
 
   /// True when a script builds, and none of those runs something out of the folder, as "node build/build.js" does.
   /// Folders of names that only tools use need no script.
@@ -275,6 +301,7 @@ class PackageScripts {
   }
 
  private:
+  bool namesPackages_ = true;
   std::vector<std::pair<std::string, std::string>> scripts_;
 };
 
@@ -301,12 +328,12 @@ class Case {
     const auto ignored = ignored_.of(path_);
     const bool isCommonName = !maker_->folder.starts_with('.') && maker_->folder != "node_modules";
     if (ignored.isNamed && ignored.isInRepository && !(isCommonName && speaksAgainst())) return "ignored by git";
-    // What git neither ignores nor tracks is new work.
-    if (ignored.isInRepository && !ignored.isIgnored) return std::nullopt;
+    // What git neither ignores nor tracks is new work; what another version control holds is not known.
+    if (ignored.isVersioned || (ignored.isInRepository && !ignored.isIgnored)) return std::nullopt;
     if (isUnpacked() || speaksAgainst()) return std::nullopt;
     if (ignored.isNamed) return "ignored by a .gitignore above it";
     const std::string manifest = firstOf(project_, beside_, maker_->manifests);
-    if (manifest.empty() || (manifest == "package.json" && !PackageScripts(project_).mayMake(maker_->folder))) {
+    if (manifest.empty() || (manifest == "package.json" && !PackageManifest(project_).mayMake(maker_->folder))) {
       return std::nullopt;
     }
     return fmt::format("beside {}", manifest);
@@ -315,12 +342,31 @@ class Case {
  private:
   /// Nothing in that place says what was in the folder, or what it holds is not to be had again.
   bool isBeyondRemaking() const {
-    if (!maker_->needs.empty() && firstOf(project_, beside_, maker_->needs).empty()) return true;
+    if (!maker_->needs.empty() && !holdsWhatItNeeds()) return true;
     if (hasComponent(project_, deployableFolders) || project_.find("/.next/standalone") != std::string::npos)
       return true;
     if (maker_->folder != "vendor") return false;
-    const std::string cached = firstOf(path_, inside_, "*.gem cache/*.gem");
-    return !cached.empty();
+    if (!firstOf(path_, inside_, "*.gem cache/*.gem").empty()) return true;
+    // Rails keeps scripts and styles of others in "vendor" as well, beside what Bundler installs there.
+    const bool isBundlers = !firstOf(path_, inside_, "bundle/ruby").empty();
+    return isBundlers &&
+           std::any_of(inside_.begin(), inside_.end(), [](const auto& it) { return it.name != "bundle"; });
+  }
+
+  bool holdsWhatItNeeds() const {
+    constexpr std::string_view locks = "pnpm-workspace.yaml *-lock.* yarn.lock bun.lock* npm-shrinkwrap.json";
+    if (maker_->needs == "package.json" && !PackageManifest(project_).namesPackages() &&
+        firstOf(project_, beside_, locks).empty()) {
+      return false;
+    }
+    const auto patterns = splitNonEmpty(maker_->needs, ' ');
+    return std::any_of(beside_.begin(), beside_.end(), [&](const Entry& entry) {
+      const auto matches = [&](std::string_view pattern) {
+        return globMatches(std::string(pattern), entry.name.c_str());
+      };
+      if (std::none_of(patterns.begin(), patterns.end(), matches)) return false;
+      return maker_->marks != "pyvenv.cfg" || listsPackages(project_, entry.name);
+    });
   }
 
   bool isUnpacked() {

@@ -20,10 +20,10 @@ void raise(ScanArtifactFinding& finding, std::string reason) {
   finding.restoreHint = std::move(reason);
 }
 
-void assess(ScanArtifactFinding& finding, ArtifactEvidence& evidence) {
+void assess(ScanArtifactFinding& finding, ArtifactEvidence& evidence, const InstalledPrograms& programs) {
   // The standard library of Python has a package "venv", and others are called "build" or "coverage".
   if (pathFacts(joinedPath(finding.path, "__init__.py"))) return raise(finding, "Is a Python package of that name");
-  if (const auto program = InstalledPrograms::ownerOf(finding.path)) {
+  if (const auto program = programs.ownerOf(finding.path)) {
     return raise(finding, fmt::format("Belongs to the installed program {}", *program));
   }
   finding.evidence = evidence.of(finding);
@@ -35,6 +35,7 @@ void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathR
                     const std::function<bool()>& shouldStop) {
   // Neighbours share their ignore files, so a thread takes several at a time.
   constexpr std::size_t batch = 32;
+  const InstalledPrograms programs(resolver);
   std::atomic<std::size_t> next{0};
   std::atomic<bool> stopped{false};
   const auto work = [&](bool polls) {
@@ -43,7 +44,8 @@ void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathR
       const std::size_t end = std::min(start + batch, findings.size());
       for (std::size_t i = start; i < end && !stopped; ++i) {
         if (polls && shouldStop()) stopped = true;
-        if (findings[i].source == ArtifactSource::projectWalk && findings[i].ruleID) assess(findings[i], evidence);
+        if (findings[i].source == ArtifactSource::projectWalk && findings[i].ruleID)
+          assess(findings[i], evidence, programs);
       }
     }
   };

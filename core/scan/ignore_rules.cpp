@@ -3,6 +3,7 @@
 #include "core/scan/ignore_rules.h"
 
 #include <algorithm>
+#include <array>
 
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
@@ -102,6 +103,9 @@ const IgnoreFinder::Folder& IgnoreFinder::look(const std::string& folder) {
     const std::string ignoreFile = joinedPath(folder, ".gitignore");
     if (isTrusted(ignoreFile)) known->rules = readRules(ignoreFile);
     known->isRepository = isTrusted(joinedPath(folder, ".git"));
+    constexpr std::array otherMarks{".hg", ".svn", ".jj", ".bzr", "CVS", "_darcs", ".pijul", ".fslckout"};
+    known->isVersioned = std::any_of(otherMarks.begin(), otherMarks.end(),
+                                     [&](auto mark) { return bool{pathFacts(joinedPath(folder, mark))}; });
     if (known->isRepository) known->excluded = readRules(joinedPath(folder, ".git/info/exclude"));
   }
   return *known;
@@ -119,6 +123,7 @@ IgnoreFinder::Answer IgnoreFinder::of(const std::string& folder) {
   for (; levels.size() < mostLevels && !answer.isInRepository; above = parentPath(above)) {
     const Folder& looked = look(above);
     answer.isInRepository = looked.isRepository;
+    answer.isVersioned = answer.isVersioned || looked.isVersioned;
     if (above == home_ && !looked.isRepository) break;
     levels.push_back({above, &looked.rules});
     if (above == "/") break;

@@ -48,6 +48,7 @@ class IgnoreFinder {
     bool isIgnored = false;       // or a folder above it
     bool isNamed = false;         // ignored by a pattern that names this very folder
     bool isInRepository = false;  // ".git" was found at or above the folder's parent
+    bool isVersioned = false;     // the mark of another version control was
   };
 
   /// Without a repository the ignore files count up to the home folder, whose own does not, or to "/". What belongs to
@@ -65,6 +66,7 @@ class IgnoreFinder {
     IgnoreRules rules;
     IgnoreRules excluded;  // of a repository: ".git/info/exclude"
     bool isRepository = false;
+    bool isVersioned = false;
   };
 
   const Folder& look(const std::string& folder);

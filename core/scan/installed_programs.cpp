@@ -113,7 +113,8 @@ bool isElectronResources(const std::string& resources) {
                               "icudtl.dat"};
   const std::string program = parentPath(resources);
   return std::any_of(inside.begin(), inside.end(), [&](auto name) { return exists(joinedPath(resources, name)); }) ||
-         std::any_of(beside.begin(), beside.end(), [&](auto name) { return exists(joinedPath(program, name)); });
+         std::any_of(beside.begin(), beside.end(), [&](auto name) { return exists(joinedPath(program, name)); }) ||
+         isExecutableFile(joinedPath(program, asciiLowered(lastPathComponent(program))));
 }
 
 /// A program that is shipped with an interpreter of its own, beside its modules or in "node/bin".
@@ -152,9 +153,49 @@ std::optional<std::string> InstalledPrograms::ownerByPlace(std::string_view path
   return std::nullopt;
 }
 
-std::optional<std::string> InstalledPrograms::ownerOf(const std::string& path) {
+InstalledPrograms::InstalledPrograms(const TidraPathResolver& resolver) : home_(resolver.home) {
+  constexpr std::size_t mostCommands = 2048;
+  for (const char* folder : {".local/bin", "bin"}) {
+    const std::string bin = joinedPath(home_, folder);
+    const auto opened = openDirectory(bin);
+    if (!opened) continue;
+    DirectoryReader reader;
+    reader.start(opened->get());
+    for (DirectoryEntry entry; commands_.size() < mostCommands && reader.next(entry);) {
+      if (entry.type != EntryType::symbolicLink) continue;
+      if (const auto real = realPath(joinedPath(bin, entry.name))) commands_.emplace_back(*real, entry.name);
+    }
+  }
+}
+
+/// A command of the user's own search path that is a link into the folder.
+std::optional<std::string> InstalledPrograms::ownerByCommand(const std::string& path) const {
+  if (commands_.empty()) return std::nullopt;
+  const auto real = realPath(path);
+  const auto leadsInto = [&](const auto& command) { return isSameOrInside(command.first, real ? *real : path); };
+  const auto found = std::find_if(commands_.begin(), commands_.end(), leadsInto);
+  return found == commands_.end() ? std::nullopt : std::optional(found->second);
+}
+
+/// Hidden folders of the home folder belong to programs, but for repositories that somebody keeps there.
+std::optional<std::string> InstalledPrograms::ownerByHome(const std::string& path) const {
+  if (!isSameOrInside(path, home_) || path.size() <= home_.size() + 1) return std::nullopt;
+  const std::string below = path.substr(home_.size() + 1);
+  const auto slash = below.find('/');
+  if (!below.starts_with('.') || slash == std::string::npos) return std::nullopt;
+  const std::string program = joinedPath(home_, below.substr(0, slash));
+  std::string folder = parentPath(path);
+  for (int level = 0; level < mostLevels && isSameOrInside(folder, program); ++level, folder = parentPath(folder)) {
+    if (exists(joinedPath(folder, ".git"))) return std::nullopt;
+  }
+  return below.substr(1, slash - 1);
+}
+
+std::optional<std::string> InstalledPrograms::ownerOf(const std::string& path) const {
   auto owner = ownerByPlace(path);
-  return owner ? owner : ownerByStructure(path);
+  if (!owner) owner = ownerByStructure(path);
+  if (!owner) owner = ownerByHome(path);
+  return owner ? owner : ownerByCommand(path);
 }
 
 }  // namespace tidra

@@ -99,6 +99,10 @@ std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const Cleanu
     if (const auto reason = reasonItIsGone(item.path, resolver)) return reason;
     return "is nothing that the rules name there, or is excluded; --allow-any-path removes it all the same";
   }
+  if (item.evidence && lacksEvidence(*found->reported)) {
+    return fmt::format("{} when the plan was made, but nothing shows any more that a tool made it; make a new plan",
+                       *item.evidence);
+  }
   if (found->item.tier <= item.tier) return std::nullopt;
   return fmt::format("is of tier {} by now, but the plan says {}; make a new plan", rawValue(found->item.tier),
                      rawValue(item.tier));

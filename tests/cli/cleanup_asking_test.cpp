@@ -183,7 +183,7 @@ TEST_F(CleanupAsking, AnInterruptionDuringTheLastItemEndsEverything) {
       tree().writeFile("one/web/node_modules/" + std::to_string(folder) + "/" + std::to_string(file));
     }
   }
-  tree().writeFile("one/web/package.json", "{}");
+  tree().writeFile("one/web/package.json", "");
   tree().writeFile(".local/share/Trash/files/old");
   tree().writeFile(".local/share/Trash/info/old.trashinfo",
                    "[Trash Info]\nPath=/x\nDeletionDate=2001-01-01T00:00:00\n");

@@ -10,10 +10,10 @@ namespace tidra {
 CliTest::CliTest() {
   chooseTemporaryFolder();
   tree_ = std::make_unique<TemporaryTree>();
-  tree_->writeFile("code/web/package.json", R"({"scripts": {"build": "bundle"}})");
-  for (const char* mark :
-       {"code/web/node_modules/.package-lock.json", "code/tool/target/CACHEDIR.TAG", "code/ancient/target/CACHEDIR.TAG",
-        "code/snake/pyproject.toml", "code/snake/.venv/pyvenv.cfg"}) {
+  tree_->writeFile("code/snake/requirements.txt", "flask");
+  tree_->writeFile("code/web/package.json", R"({"dependencies": {"a": "1"}, "scripts": {"build": "bundle"}})");
+  for (const char* mark : {"code/web/node_modules/.package-lock.json", "code/tool/target/CACHEDIR.TAG",
+                           "code/ancient/target/CACHEDIR.TAG", "code/snake/.venv/pyvenv.cfg"}) {
     tree_->writeFile(mark);
   }
   tree_->writeFileOfSize("code/web/node_modules/a/f", 3000);

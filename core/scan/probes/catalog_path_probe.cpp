@@ -110,6 +110,16 @@ bool fits(const SystemPathRule& rule, const std::string& path, EntryType type) {
          type == EntryType::directory;
 }
 
+/// A template that is a variable and nothing else takes any folder that the variable names, also one that somebody
+/// works in. A cache shows that it is one, by its tool's mark or by what it is called.
+bool mayBeVariablesCache(const std::string& pathTemplate, const std::string& path) {
+  if (!pathTemplate.starts_with('$') || pathTemplate.find('/') != std::string::npos) return true;
+  const std::string name = asciiLowered(lastPathComponent(path));
+  if (name.find("cache") != std::string::npos || name == "go-build" || name == "uv") return true;
+  constexpr std::array marks{"CACHEDIR.TAG", "trim.txt", "archive-v0"};
+  return std::any_of(marks.begin(), marks.end(), [&](auto mark) { return bool{pathFacts(joinedPath(path, mark))}; });
+}
+
 }  // namespace
 
 std::string CatalogPathProbe::meaningfulParentName(const std::string& path) {
@@ -151,7 +161,7 @@ CatalogPathProbe::Candidates CatalogPathProbe::candidates(const SystemProbeConte
       for (const std::string& path : pathsOf(rule, resolver.paths(pathTemplate))) {
         if (context.isCancelled()) return found;
         // Whatever a variable holds, the home folder and what holds it are nobody's cache.
-        if (isSameOrInside(context.home(), path)) continue;
+        if (isSameOrInside(context.home(), path) || !mayBeVariablesCache(pathTemplate, path)) continue;
         const auto facts = pathFacts(path);
         if (!facts || context.exclusionFilter.bars(path)) continue;
         if (!fits(rule, path, facts->type)) {

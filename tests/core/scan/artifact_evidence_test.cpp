@@ -70,12 +70,16 @@ TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
       {{"autoload/dist/ft.vim"}, "autoload/dist", "–"},
       // What nothing in that place brings back.
       {{"node_modules/.package-lock.json"}, "node_modules", "–"},
+      {{"package.json={\"type\":\"module\"}", "node_modules/.package-lock.json"}, "node_modules", "–"},
+      {{"Gemfile", "vendor/bundle/ruby/3.1.0/f", "vendor/assets/a.css"}, "vendor", "–"},
       {{".output/server/package.json", ".output/server/node_modules/.package-lock.json"},
        ".output/server/node_modules",
        "–"},
       {{".venv/pyvenv.cfg"}, ".venv", "–"},
       {{".git/", ".gitignore=.venv", ".venv/pyvenv.cfg"}, ".venv", "–"},
-      {{"requirements-dev.txt", ".venv/pyvenv.cfg"}, ".venv", "holds pyvenv.cfg"},
+      {{"requirements-dev.txt=# none\nflask", ".venv/pyvenv.cfg"}, ".venv", "holds pyvenv.cfg"},
+      {{"requirements.txt", "pyproject.toml=[tool.black]", ".venv/pyvenv.cfg"}, ".venv", "–"},
+      {{".hg/", "package.json={\"scripts\":{\"build\":\"tsc\"}}", "dist/index.js"}, "dist", "–"},
       {{"Gemfile", "vendor/bundle/ruby/3.1.0/f"}, "vendor", "holds bundle/ruby"},
       {{"Gemfile", "vendor/bundle/ruby/3.1.0/f", "vendor/cache/rack-2.2.gem"}, "vendor", "–"},
       {{"vendor/modules.txt"}, "vendor", "–"},
@@ -126,10 +130,12 @@ TEST_F(IgnoreRulesOfGit, AgreeWithGitItself) {
 
 TEST(InstalledPrograms, AreKnownByTheirPlaceAndByWhatLiesAround) {
   const TemporaryTree tree;
-  makeEntries(tree, {"prefix/bin/", "prefix/lib/node_modules/x/f", "node-v20/lib/node_modules/npm/bin/npm-cli.js",
-                     "lib/node_modules/f", "Foo/resources.pak", "Foo/resources/app/node_modules/f",
-                     "Bar/resources/app.asar", "Bar/resources/node_modules/f", "site/resources/app/node_modules/f",
-                     "kit/node/bin/node=x", "kit/node_modules/f", "app/package.json", "app/node_modules/f"});
+  makeEntries(tree,
+              {"prefix/bin/", "prefix/lib/node_modules/x/f", "node-v20/lib/node_modules/npm/bin/npm-cli.js",
+               "lib/node_modules/f", "Foo/resources.pak", "Foo/resources/app/node_modules/f", "Bar/resources/app.asar",
+               "Bar/resources/node_modules/f", "site/resources/app/node_modules/f", "kit/node/bin/node=x",
+               "kit/node_modules/f", "home/.dotfiles/.git/", "home/.dotfiles/site/", "home/bot/.venv/bin/bot",
+               "home/.local/bin/bot->../../bot/.venv/bin/bot", "app/package.json", "app/node_modules/f"});
   tree.setMode("kit/node/bin/node", 0755);
   const std::vector<std::pair<std::string, std::string>> rows{
       {"prefix/lib/node_modules", "npm"},
@@ -145,10 +151,14 @@ TEST(InstalledPrograms, AreKnownByTheirPlaceAndByWhatLiesAround) {
       {"home/.local/share/pipx/venvs/black/build", "black"},
       {"home/.config/discord/0.0.1/modules/x/node_modules", "discord"},
       {"home/configs/x/node_modules", "–"},
+      {"home/.n8n/nodes/node_modules", "n8n"},
+      {"home/.dotfiles/site/node_modules", "–"},
+      {"home/bot/.venv", "bot"},
       {"home/Foo.app/Contents/Resources/app/node_modules", "application bundle"},
   };
+  const InstalledPrograms programs({tree.path("home"), {}});
   for (const auto& [path, owner] : rows) {
-    EXPECT_EQ(InstalledPrograms::ownerOf(tree.path(path)).value_or("–"), owner) << path;
+    EXPECT_EQ(programs.ownerOf(tree.path(path)).value_or("–"), owner) << path;
   }
 }
 

@@ -50,7 +50,7 @@ TEST_F(CatalogProbe, VariablesCountWhenSetAndHaveTheirDefaultsWhenNot) {
   rule("cache", {"${XDG_CACHE_HOME}/x"});
   rule("config", {"$XDG_CONFIG_HOME/x"});
   rule("own", {"$OWN", "$OWN/x"});
-  make({"tmp/" + unique, "cache/x", "own/x", "fallback", "home/.cache/x", "home/.config/x"});
+  make({"tmp/" + unique, "cache/x", "own/x", "own/CACHEDIR.TAG", "fallback", "home/.cache/x", "home/.config/x"});
   EXPECT_THAT(found(), ElementsAre("@/tmp/" + unique + " | temp", "@/fallback | default temp",
                                    "@/home/.cache/x | cache", "@/home/.config/x | config"));
   auto& environment = fixture.context.resolver.environment;
@@ -75,6 +75,16 @@ TEST_F(CatalogProbe, NoVariableMakesTheHomeFolderOrWhatHoldsItACache) {
   }
   fixture.context.resolver.environment["OWN"] = "";
   EXPECT_THAT(found(), IsEmpty()) << "an empty variable is none";
+}
+
+TEST_F(CatalogProbe, WhatAVariableAloneNamesMustLookLikeACache) {
+  rule("own", {"$OWN"});
+  make({"work/thesis", "my-cache", "marked/CACHEDIR.TAG"});
+  const std::vector<std::pair<std::string, std::size_t>> rows{{"work", 0}, {"my-cache", 1}, {"marked", 1}};
+  for (const auto& [folder, count] : rows) {
+    fixture.context.resolver.environment["OWN"] = fixture.tree().path(folder);
+    EXPECT_EQ(found().size(), count) << folder;
+  }
 }
 
 TEST_F(CatalogProbe, WildcardsMatchInEveryPieceButNotInTheNameOfTheHomeFolder) {
