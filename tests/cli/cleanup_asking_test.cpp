@@ -166,6 +166,7 @@ TEST_F(CleanupAsking, SumsOfHugeSizesStayWithinTheirType) {
 TEST_F(CleanupAsking, QuarantineEntriesAreListedInColumnsAndTheirBytesAreExact) {
   tree().writeFile("code/bad\xff/Cargo.toml");
   tree().writeFileOfSize("code/bad\xff/target/f", 10);
+  tree().writeFile("code/bad\xff/target/CACHEDIR.TAG");
   ASSERT_EQ(clean({"--yes", "--method", "quarantine", "--ecosystem", "rust"}).status, 0);
   const auto lines = linesOf(run({"quarantine", "list"}).out);
   ASSERT_GE(lines.size(), 2U);

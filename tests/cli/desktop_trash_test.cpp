@@ -37,6 +37,7 @@ class DesktopTrash : public CliTest {
       const std::string project = below + "/" + name;
       tree().writeFile(project + "/Cargo.toml");
       tree().writeFile(project + "/target/f", name);
+      tree().writeFile(project + "/target/CACHEDIR.TAG");
       const std::string place = tree().path(project + "/target");
       const ProgramRun cleaned = run({"clean", "--no-system", "--yes", tree().path(project)});
       ASSERT_EQ(cleaned.status, 0) << cleaned.err;
