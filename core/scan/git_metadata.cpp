@@ -82,15 +82,20 @@ std::optional<ProcessRunner::Result> TidraGitMetadataReader::run(const std::stri
   // A ".git" that is no repository must not have git answer for the one above.
   Environment environment = environment_;
   environment["GIT_CEILING_DIRECTORIES"] = parentPath(path);
-  auto result = ProcessRunner::run({.executablePath = *git_,
-                                    .arguments = std::move(all),
-                                    .currentDirectory = path,
-                                    .environment = std::move(environment),
-                                    .timeoutSeconds = commandTimeoutSeconds,
-                                    .shouldCancel = shouldCancel_,
-                                    .isEnough = std::move(isEnough)});
+  return ProcessRunner::run({.executablePath = *git_,
+                             .arguments = std::move(all),
+                             .currentDirectory = path,
+                             .environment = std::move(environment),
+                             .timeoutSeconds = commandTimeoutSeconds,
+                             .shouldCancel = shouldCancel_,
+                             .isEnough = std::move(isEnough)});
+}
+
+std::optional<std::string> TidraGitMetadataReader::answer(const std::string& path, std::vector<std::string> arguments,
+                                                          std::function<bool(std::string_view)> isEnough) const {
+  auto result = run(path, std::move(arguments), std::move(isEnough));
   if (!result || result->status != 0) return std::nullopt;
-  return result;
+  return std::move(result->stdout_);
 }
 
 std::optional<TidraGitMetadataReader::ParsedCommit> TidraGitMetadataReader::parseCommit(std::string_view output) {
@@ -107,17 +112,20 @@ std::string TidraGitMetadataReader::statusLine(std::size_t changes) {
 }
 
 std::optional<TidraGitMetadataReader::ParsedCommit> TidraGitMetadataReader::lastCommit(const std::string& path) const {
-  const auto result = run(path, {"log", "-1", std::string("--pretty=format:%ct") + fileSeparator + "%s"});
-  return result ? parseCommit(result->stdout_) : std::nullopt;
+  const auto output = answer(path, {"log", "-1", std::string("--pretty=format:%ct") + fileSeparator + "%s"});
+  return output ? parseCommit(*output) : std::nullopt;
 }
 
 /// Settings that switch off the content filters a repository configures: "git status" would run them on changed files.
-/// None when there is a filter that cannot be switched off.
+/// None when they could not be learnt, or one of them cannot be switched off: git must not look at contents then.
 std::optional<std::vector<std::string>> TidraGitMetadataReader::filterOverrides(const std::string& path) const {
-  const auto listed = run(path, {"config", "--name-only", "--get-regexp", "^filter\\..*\\.(clean|smudge|process)$"});
+  constexpr std::int32_t noMatch = 1;
+  const auto listed =
+      run(path, {"config", "--name-only", "-z", "--get-regexp", "^filter\\..*\\.(clean|smudge|process)$"});
   std::vector<std::string> overrides;
-  if (!listed) return overrides;  // git reports no match by its exit status
-  for (const std::string_view key : splitNonEmpty(listed->stdout_, '\n')) {
+  if (listed && listed->status == noMatch && listed->stdout_.empty()) return overrides;
+  if (!listed || listed->status != 0) return std::nullopt;
+  for (const std::string_view key : splitNonEmpty(listed->stdout_, '\0')) {
     if (key.find('=') != std::string_view::npos) return std::nullopt;  // "-c" would cut such a name short
     const auto driver = key.substr(0, key.rfind('.'));
     overrides.insert(overrides.end(), {"-c", std::string(key) + "=", "-c", std::string(driver) + ".required=false"});
@@ -129,10 +137,12 @@ std::optional<std::size_t> TidraGitMetadataReader::countChanges(const std::strin
   auto arguments = filterOverrides(path);
   if (!arguments) return std::nullopt;
   // A submodule has a configuration of its own, so git must not look into it.
-  arguments->insert(arguments->end(), {"--no-optional-locks", "status", "--porcelain=v1", "--ignore-submodules=all"});
-  const auto result = run(path, std::move(*arguments));
-  if (!result) return std::nullopt;
-  return splitNonEmpty(result->stdout_, '\n').size();
+  // Nor may the configuration hide files that git does not track.
+  arguments->insert(arguments->end(), {"--no-optional-locks", "status", "--porcelain=v1", "--ignore-submodules=all",
+                                       "--untracked-files=normal"});
+  const auto output = answer(path, std::move(*arguments));
+  if (!output) return std::nullopt;
+  return splitNonEmpty(*output, '\n').size();
 }
 
 ProjectGitMetadata TidraGitMetadataReader::read(const std::string& path, std::uint64_t knownSize) const {
@@ -163,8 +173,8 @@ bool TidraGitMetadataReader::isRepository(const std::string& path) const {
 std::optional<TimePoint> TidraGitMetadataReader::lastCommitDate(const std::string& repository) const {
   if (!isRepository(repository)) return std::nullopt;
   // The subject may be as long as anyone likes, so only the date is asked for.
-  const auto result = run(repository, {"log", "-1", "--pretty=format:%ct"});
-  const auto seconds = result ? wholeNumber(result->stdout_) : std::nullopt;
+  const auto output = answer(repository, {"log", "-1", "--pretty=format:%ct"});
+  const auto seconds = output ? wholeNumber(*output) : std::nullopt;
   return seconds ? std::optional(timePointAt(*seconds)) : std::nullopt;
 }
 

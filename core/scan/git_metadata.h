@@ -89,8 +89,12 @@ class TidraGitMetadataReader {
   static std::string statusLine(std::size_t changes);
 
  private:
+  /// What git answered, whatever its status; none when it was not started or had to be ended.
   std::optional<ProcessRunner::Result> run(const std::string& path, std::vector<std::string> arguments,
                                            std::function<bool(std::string_view)> isEnough = {}) const;
+  /// What git wrote; none when it failed.
+  std::optional<std::string> answer(const std::string& path, std::vector<std::string> arguments,
+                                    std::function<bool(std::string_view)> isEnough = {}) const;
   std::optional<std::vector<std::string>> trackedAmong(const std::string& repository,
                                                        const std::vector<std::string>& folders) const;
   std::optional<bool> holdsOwnWork(const std::string& repository) const;

@@ -39,8 +39,8 @@ std::optional<bool> TidraGitMetadataReader::holdsOwnWork(const std::string& repo
   const auto changes = countChanges(repository);
   if (!changes || *changes > 0) return changes ? std::optional(true) : std::nullopt;
   if (isLinkedWorktree(repository)) return false;
-  const auto commits = run(repository, {"log", "-1", "--pretty=format:%H", "--all", "--not", "--remotes", "--tags"});
-  return commits ? std::optional(!commits->stdout_.empty()) : std::nullopt;
+  const auto commits = answer(repository, {"log", "-1", "--pretty=format:%H", "--all", "--not", "--remotes", "--tags"});
+  return commits ? std::optional(!commits->empty()) : std::nullopt;
 }
 
 std::vector<std::optional<bool>> TidraGitMetadataReader::holdOwnWork(

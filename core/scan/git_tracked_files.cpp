@@ -73,10 +73,10 @@ std::optional<std::vector<std::string>> TidraGitMetadataReader::trackedAmong(
   for (const std::string& folder : folders) {
     if (length <= mostArgumentBytes) arguments.push_back(pathWithin(repository, folder));
   }
-  const auto result = run(repository, std::move(arguments), [&](std::string_view text) { return output.take(text); });
-  if (!result) return std::nullopt;
+  const auto text = answer(repository, std::move(arguments), [&](std::string_view part) { return output.take(part); });
+  if (!text) return std::nullopt;
   // The last NUL may have been cut off as white space is.
-  output.take(result->stdout_ + '\0');
+  output.take(*text + '\0');
   return std::move(output.found);
 }
 

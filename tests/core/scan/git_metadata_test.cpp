@@ -182,6 +182,40 @@ TEST_F(GitMetadata, AFilterThatCannotBeSwitchedOffLeavesTheStatusUnknown) {
   EXPECT_EQ(metadata.lastCommitDate, commitDate);
 }
 
+TEST_F(GitMetadata, TheStatusIsNotAskedForWithoutKnowingTheFilters) {
+  const std::string path = makeRepository("p");
+  const std::string evil = script("evil", "touch '" + tree_.path("canary") + "'; cat");
+  git(path, {"config", "filter.x.clean", evil});
+  tree_.writeFile("p/.git/info/attributes", "* filter=x\n");
+  tree_.writeFile("p/file", "TEXT");
+  tree_.setModified("p/file", commitDate);
+  // The answer is longer than what is read of any.
+  const std::string config = *readFile(path + "/.git/config");
+  std::string many = config + "[filter \"" + std::string(1000, 'y') + "\"]\n";
+  for (int i = 0; i < 70'000; ++i) many += "clean = cat\n";
+  tree_.writeFile("p/.git/config", many);
+  EXPECT_EQ(reader().read(path, 0).gitStatusLine, "Unable to read git status");
+  EXPECT_EQ(reader().holdOwnWork({path}), std::vector<std::optional<bool>>{std::nullopt});
+  EXPECT_FALSE(pathFacts(tree_.path("canary")));
+
+  tree_.writeFile("p/.git/config", config);
+  for (const char* failure : {"exit 128", "exit 2", "kill -9 $$", "echo no; exit 1"}) {
+    const auto fake = readerWithFake(std::string("case \"$*\" in *get-regexp*) ") + failure + ";; *) exec '" + *git_ +
+                                     "' \"$@\";; esac");
+    EXPECT_EQ(fake.read(path, 0).gitStatusLine, "Unable to read git status") << failure;
+    EXPECT_FALSE(pathFacts(tree_.path("canary"))) << failure;
+  }
+  tryGit(path, {"status"});
+  EXPECT_TRUE(pathFacts(tree_.path("canary"))) << "the trap is not set, so that its silence proves nothing";
+}
+
+TEST_F(GitMetadata, AConfigurationThatHidesUntrackedFilesDoesNotMakeItClean) {
+  const std::string path = makeRepository("p");
+  git(path, {"config", "status.showUntrackedFiles", "no"});
+  tree_.writeFile("p/new", "1");
+  EXPECT_EQ(reader().read(path, 0).gitStatusLine, "1 uncommitted change");
+}
+
 TEST_F(GitMetadata, ACallersEnvironmentDoesNotPointGitElsewhere) {
   const std::string path = makeRepository("p", "Mine");
   const std::string other = makeRepository("other", "Not mine");
