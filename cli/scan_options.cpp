@@ -123,7 +123,7 @@ TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const Tidr
   for (const std::string& text : options.exclude) {
     if (text.empty()) throw InputError("An empty text cannot be excluded; give --exclude a folder or a pattern.");
     const TypedExclusion typed = typedExclusion(text, resolver);
-    if (const auto note = typed.note()) writeNote(*note);
+    if (typed.note) writeNote(*typed.note);
     noteUnknownVariable(typed.text, resolver);
     entries.push_back({.id = {}, .pathDisplay = typed.text, .kind = typed.kind, .addedAt = {}});
   }

@@ -25,7 +25,10 @@ std::optional<PlaceUse> UsageSnapshot::userOf(const std::string& folder) const {
 }
 
 std::optional<PlaceUse> UsageSnapshot::workerIn(const std::string& folder) const {
-  return find(UseKind::workingFolder, folder);
+  for (const UseKind kind : {UseKind::workingFolder, UseKind::program, UseKind::argument}) {
+    if (auto use = find(kind, folder)) return use;
+  }
+  return std::nullopt;
 }
 
 }  // namespace tidra

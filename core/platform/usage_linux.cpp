@@ -90,18 +90,32 @@ std::set<std::pair<std::int64_t, std::int64_t>> heldLocks() {
   return locks;
 }
 
-/// The first arguments of a process; a process may have written anything there.
-std::vector<std::string> firstArguments(std::int64_t process) {
-  constexpr std::size_t enough = 2;  // an interpreter and its script
+/// At most so many arguments of a process; a process may have written anything there.
+std::vector<std::string> firstArguments(std::int64_t process, std::size_t most) {
   const FileDescriptor file(::open(fmt::format("/proc/{}/cmdline", process).c_str(), O_RDONLY | O_CLOEXEC));
   std::array<char, 2 * PATH_MAX> text;
   const auto length = file ? ::read(file.get(), text.data(), text.size()) : 0;
   std::vector<std::string> arguments;
   if (length <= 0) return arguments;
   for (const auto argument : split(std::string_view(text.data(), static_cast<std::size_t>(length)), '\0')) {
-    if (arguments.size() < enough) arguments.emplace_back(argument);
+    if (arguments.size() < most) arguments.emplace_back(argument);
   }
   return arguments;
+}
+
+/// The parts of an argument that may be a path: "--root=dist", "file:///srv/dist", "lib/a.jar:target/classes".
+std::vector<std::string_view> possiblePaths(std::string_view argument) {
+  std::vector<std::string_view> texts{argument};
+  if (const auto at = argument.find('='); at != std::string_view::npos) texts.push_back(argument.substr(at + 1));
+  constexpr std::string_view scheme = "file://";
+  if (const auto at = argument.find(scheme); at != std::string_view::npos) {
+    texts.push_back(argument.substr(at + scheme.size()));
+  }
+  if (texts.back().find(':') == std::string_view::npos) return texts;
+  for (const auto piece : splitNonEmpty(texts.back(), ':')) {
+    if (piece.find('/') != std::string_view::npos) texts.push_back(piece);
+  }
+  return texts;
 }
 
 constexpr std::string_view deletedMark = " (deleted)";
@@ -145,19 +159,56 @@ class UsageCollector {
   static constexpr std::size_t mostDescriptorsOfOne = 10'000;
   static constexpr std::size_t mostMapBytes = 64 * 1024 * 1024;  // some 600,000 mappings
   static constexpr std::size_t mostMapBytesOfOne = 1024 * 1024;
+  static constexpr std::size_t mostArguments = 64;
+  static constexpr std::size_t mostPossiblePaths = 256;  // of one process
 
   void addPlaces(std::int64_t process) {
     const auto link = [&](const char* name) { return linkTarget(fmt::format("/proc/{}/{}", process, name)); };
-    if (const auto program = link("exe")) add(UseKind::program, process, withoutDeletedMark(*program));
-    for (std::string& argument : firstArguments(process)) {
+    const bool isOurs = ours_.contains(process);
+    if (const auto program = link("exe")) {
+      add(isOurs ? UseKind::starter : UseKind::program, process, withoutDeletedMark(*program));
+    }
+    if (isOurs) return addStarterFiles(process);
+    auto folder = link("cwd");
+    addArguments(process, folder.value_or(""));
+    if (folder) add(UseKind::workingFolder, process, std::move(*folder));
+    if (auto root = link("root"); root && *root != "/") add(UseKind::rootFolder, process, std::move(*root));
+  }
+
+  void addStarterFiles(std::int64_t process) {
+    constexpr std::size_t enough = 2;  // an interpreter and its script
+    for (std::string& argument : firstArguments(process, enough)) {
       if (!argument.starts_with('/')) continue;
       argument = standardizedPath(argument);
       const auto facts = pathFacts(argument);
-      if (facts && facts->type != EntryType::directory) add(UseKind::program, process, std::move(argument));
+      if (facts && facts->type != EntryType::directory) add(UseKind::starter, process, std::move(argument));
     }
-    if (ours_.contains(process)) return;
-    if (auto folder = link("cwd")) add(UseKind::workingFolder, process, std::move(*folder));
-    if (auto folder = link("root"); folder && *folder != "/") add(UseKind::rootFolder, process, std::move(*folder));
+  }
+
+  void addArguments(std::int64_t process, const std::string& workingFolder) {
+    std::size_t left = mostPossiblePaths;
+    for (const std::string& argument : firstArguments(process, mostArguments)) {
+      for (const std::string_view text : possiblePaths(argument)) {
+        if (left == 0) return;
+        const bool hasFolder = text.find('/') != std::string_view::npos;
+        if (text.empty() || (!hasFolder && text.starts_with('-'))) continue;
+        if (!text.starts_with('/') && workingFolder.empty()) continue;
+        --left;
+        addArgument(process, text.starts_with('/') ? std::string(text) : joinedPath(workingFolder, text));
+      }
+    }
+  }
+
+  void addArgument(std::int64_t process, std::string path) {
+    auto real = realPath(path);
+    if (!real) return;
+    while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+    // A link may lead out of the folder that it is started from, as the "python" of a virtual environment does.
+    const std::string_view name = lastPathComponent(path);
+    if (const auto folder = realPath(folderOfFile(path)); folder && name != "." && name != "..") {
+      if (auto link = joinedPath(*folder, name); link != *real) add(UseKind::argument, process, std::move(link));
+    }
+    add(UseKind::argument, process, std::move(*real));
   }
 
   void addLocks() {

@@ -43,6 +43,19 @@ bool exists(const std::string& path) { return static_cast<bool>(pathFacts(path))
 /// True when some names do not match themselves as patterns.
 bool maySpellAName(std::string_view pattern) { return pattern.find_first_of("[\\") != std::string_view::npos; }
 
+/// The pattern with the folders that exist at its beginning as text that stands for itself.
+std::string withFoldersQuoted(const std::string& pattern) {
+  std::string folder = pattern;
+  while (folder != "/" && !exists(folder)) folder = parentPath(folder);
+  return folder == "/" ? pattern : globEscaped(folder) + pattern.substr(folder.size());
+}
+
+/// True for text that leads from the current folder and not just down from any: no path has such a component.
+bool leadsFromHere(const std::string& given) {
+  const auto pieces = split(given, '/');
+  return std::any_of(pieces.begin(), pieces.end(), [](const auto piece) { return piece == "." || piece == ".."; });
+}
+
 /// The path in the current folder; none when the text is the name of no entry there.
 std::optional<std::string> entryHere(const std::string& given, const std::optional<std::string>& currentFolder) {
   if (!currentFolder) return std::nullopt;
@@ -62,8 +75,11 @@ void addExclusion(TidraScanExclusionFilter& filter, const std::string& text, con
   const std::string expanded = resolver.expandVariables(text);
   const bool isPath = looksLikePath(expanded);
   if (isPath) {
-    filter.pathPrefixes.push_back(resolver.expandedPath(expanded));
-    if (!isGlob(expanded) || (looksAtDisk && exists(filter.pathPrefixes.back()))) return;
+    const std::string path = resolver.expandedPath(expanded);
+    filter.pathPrefixes.push_back(path);
+    if (!isGlob(expanded) || (looksAtDisk && exists(path))) return;
+    const std::string quoted = looksAtDisk ? withFoldersQuoted(path) : path;
+    if (quoted != path) filter.globPatterns.push_back(quoted);
   }
   filter.globPatterns.push_back(expandedPattern(expanded, resolver));
   if (!isPath && maySpellAName(expanded)) {
@@ -89,24 +105,34 @@ TidraScanExclusionFilter makeExclusionFilter(const std::vector<ExclusionEntry>& 
 TypedExclusion TypedExclusion::read(const std::string& given, const TidraPathResolver& resolver,
                                     const std::optional<std::string>& currentFolder) {
   const auto asPath = [&](const std::string& path) {
-    return TypedExclusion{resolver.displayPath(path), ExclusionRowKind::path};
+    TypedExclusion typed{resolver.displayPath(path), ExclusionRowKind::path, {}};
+    if (!exists(path) && !exists(excludedPath(typed.text, resolver))) {
+      typed.note = fmt::format("'{}' names nothing that exists yet; what is made there later is kept out.",
+                               escapedForTerminal(typed.text));
+    }
+    return typed;
+  };
+  const auto asPattern = [](const std::string& text, bool isSurprising) {
+    TypedExclusion typed{text, ExclusionRowKind::pattern, {}};
+    if (isSurprising) {
+      typed.note = fmt::format(
+          "'{}' names nothing that exists, so it is a pattern: it keeps out what it matches and what is called exactly "
+          "so.",
+          escapedForTerminal(text));
+    }
+    return typed;
   };
   const std::string expanded = resolver.expandVariables(given);
   if (looksLikePath(expanded)) {
     const std::string path = excludedPath(given, resolver);
-    return !isGlob(expanded) || exists(path) ? asPath(path) : TypedExclusion{given};
+    return !isGlob(expanded) || exists(path) ? asPath(path) : asPattern(given, maySpellAName(given));
   }
-  const bool begins = given == "." || given == ".." || given.starts_with("./") || given.starts_with("../");
+  const bool begins = leadsFromHere(given);
   const bool isPlainName = given.find('/') == std::string::npos && !isGlob(given) && !maySpellAName(given);
   if (const auto here = begins || !isPlainName ? entryHere(given, currentFolder) : std::nullopt) return asPath(*here);
-  return begins && currentFolder ? asPath(standardizedPath(joinedPath(*currentFolder, given))) : TypedExclusion{given};
-}
-
-std::optional<std::string> TypedExclusion::note() const {
-  if (kind == ExclusionRowKind::path || !maySpellAName(text)) return std::nullopt;
-  return fmt::format(
-      "'{}' names nothing that exists, so it is a pattern: it keeps out what it matches and what is called exactly so.",
-      escapedForTerminal(text));
+  if (!begins || !currentFolder) return asPattern(given, maySpellAName(given));
+  const std::string path = standardizedPath(joinedPath(*currentFolder, given));
+  return isGlob(expanded) ? asPattern(resolver.displayPath(path), true) : asPath(path);
 }
 
 std::string excludedPath(std::string_view text, const TidraPathResolver& resolver) {

@@ -47,7 +47,8 @@ TidraScanExclusionFilter makeExclusionFilter(const std::vector<ExclusionEntry>& 
                                              const TidraPathResolver& resolver);
 
 /// Adds what a text keeps out that may be a path or a pattern. "~" and known variables are expanded. An absolute text
-/// is a path; one with "*", "?" or "[" is a pattern as well, unless `looksAtDisk` finds an entry of just that name. Any
+/// is a path; one with "*", "?" or "[" is a pattern as well, unless `looksAtDisk` finds an entry of just that name; the
+/// folders at its beginning that exist then stand for themselves, whatever characters their names have. Any
 /// other text is a pattern, and with "[" or a backslash in it also the name that it spells. What a variable puts into a
 /// pattern counts as it stands, too. Keeping out too much does no harm, so each reading counts.
 void addExclusion(TidraScanExclusionFilter& filter, const std::string& text, const TidraPathResolver& resolver,
@@ -58,14 +59,15 @@ struct TypedExclusion {
   std::string text;  // a path with its home folder as "~", or the pattern as it was given
   ExclusionRowKind kind = ExclusionRowKind::pattern;
 
-  /// A path when it begins with "./" or "../", when it is absolute without wildcards, and when it names an entry that
-  /// exists, from `currentFolder` when it is relative. A relative name without "/" and wildcards stays a pattern: it
-  /// keeps out every entry of that name, the one here included. `currentFolder` is absent when there is none any more.
+  /// What the person may not have meant, a sentence: it names nothing, or was not obviously a pattern.
+  std::optional<std::string> note;
+
+  /// A path when it names an entry that exists, from `currentFolder` when it is relative, and when it is absolute
+  /// without wildcards. A text with a component "." or ".." is made absolute and read like that. A relative name
+  /// without "/" and wildcards stays a pattern: it keeps out every entry of that name, the one here included.
+  /// `currentFolder` is absent when there is none any more.
   static TypedExclusion read(const std::string& given, const TidraPathResolver& resolver,
                              const std::optional<std::string>& currentFolder);
-
-  /// What the person may not have meant, a sentence; none for a path and for a plain pattern.
-  std::optional<std::string> note() const;
 };
 
 /// The absolute, standardised path that a row of kind project or path means. Variables that are known are expanded; any

@@ -25,7 +25,10 @@ std::string described(const PlaceUse& use, const std::string& place) {
     case UseKind::lockedFile:
       return fmt::format("{} has locked {}", user, path);
     case UseKind::program:
+    case UseKind::starter:
       return fmt::format("{} runs from {}", user, path);
+    case UseKind::argument:
+      return fmt::format("{} was started with {}", user, path);
     case UseKind::workingFolder:
       return fmt::format("{} works in {}", user, use.path == place ? "it" : path);
     case UseKind::rootFolder:
@@ -61,6 +64,7 @@ std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
   if (isSameOrInside(home_, folder)) return std::nullopt;
   const auto use = usage_.workerIn(folder);
   if (!use) return std::nullopt;
+  if (use->kind != UseKind::workingFolder) return fmt::format("is in use: {}, in its project", described(*use, folder));
   return fmt::format("is in use: {} (process {}) works in its project", escapedForTerminal(use->program), use->process);
 }
 

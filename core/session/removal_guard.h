@@ -17,9 +17,9 @@ class RemovalGuard {
   explicit RemovalGuard(const TidraPathResolver& resolver);
 
   /// Why this one stays, as the rest of a sentence that begins with its path; none when nothing speaks against removal.
-  /// A file ".tidra-keep" in it or its project, a process that works in it or its project, and one that runs from it or
-  /// has locked, mapped or opened a file in it. `project` is the project's folder; absent outside projects. Looks at
-  /// the processes again when that was some seconds ago.
+  /// A file ".tidra-keep" in it or its project, a process that works in it or its project, runs from there or was
+  /// started with something there, and one that has locked, mapped or opened a file in it. `project` is the project's
+  /// folder; absent outside projects. Looks at the processes again when that was some seconds ago.
   std::optional<std::string> reasonToKeep(const std::string& path, const std::optional<std::string>& project);
 
  private:

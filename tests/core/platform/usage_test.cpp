@@ -126,6 +126,8 @@ TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
   const std::string script = tree_.writeFile("place/inner/script", "kill -STOP $$\n");
   const std::string marked = tree_.writeFile("place/inner/x (deleted)");
   tree_.writeFile("place-2/f");
+  tree_.symlink("way", "place/inner");
+  tree_.symlink("place/inner/python", "/bin/sh");
   const auto map = [](const std::string& path) {
     const int file = ::open(path.c_str(), O_RDONLY);
     ::mmap(nullptr, 1, PROT_READ, MAP_PRIVATE, file, 0);
@@ -143,14 +145,36 @@ TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
       {[&] {
          start({"/bin/sh", script});
        },
-       {{UseKind::program, script}}},
+       {{UseKind::argument, script}}},
+      {[&] {  // relative, through a link, behind an option
+         ::chdir(tree_.root().c_str());
+         start({"/bin/sh", "-c", "kill -STOP $$", "x", "--root=way/../inner/script"});
+       },
+       {{UseKind::argument, script}}},
+      {[&] {
+         start({"/bin/sh", "-c", "kill -STOP $$", "x", "--at=file://" + script});
+       },
+       {{UseKind::argument, script}}},
+      {[&] {
+         start({"/bin/sh", "-c", "kill -STOP $$", "-cp", "/no:" + script});
+       },
+       {{UseKind::argument, script}}},
+      {[&] {
+         ::chdir(tree_.root().c_str());
+         start({"/bin/sh", "-c", "kill -STOP $$", "place"});
+       },
+       {{UseKind::argument, tree_.path("place")}}},
+      {[&] {  // what it names leads out of the folder
+         start({"/bin/sh", "-c", "kill -STOP $$", tree_.path("place/inner/python")});
+       },
+       {{UseKind::argument, tree_.path("place/inner/python")}}},
       {[&] { map(file_); }, {{UseKind::mappedFile, file_}}},
       {[&] { ::open(file_.c_str(), O_RDONLY); }, {{UseKind::openFile, file_}}},
       {[&] { ::open(marked.c_str(), O_RDONLY); }, {{UseKind::openFile, marked}}},
       {[&] { ::inotify_add_watch(::inotify_init(), tree_.path("place/inner").c_str(), IN_ALL_EVENTS); }, {}},
       {[&] { ::open(tree_.path("place-2/f").c_str(), O_RDONLY); }, {}},
       {[&] {
-         start({"/bin/sh", "-c", "kill -STOP $$", tree_.path("place/inner")});
+         start({"/bin/sh", "-c", "kill -STOP $$", tree_.root()});
        },
        {}},
       {[&] {  // from here on the files are gone
@@ -167,11 +191,14 @@ TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
   };
   for (std::size_t i = 0; i < cases.size(); ++i) {
     const OtherProcess other(cases[i].act);
-    const auto use = UsageSnapshot::take().userOf(tree_.path("place"));
+    const auto usage = UsageSnapshot::take();
+    const auto use = usage.userOf(tree_.path("place"));
     ASSERT_EQ(use.has_value(), cases[i].seen.has_value()) << i << " " << (use ? use->path : "");
     if (!use) continue;
     EXPECT_EQ(std::pair(use->kind, use->path), *cases[i].seen) << i;
     EXPECT_FALSE(use->program.empty()) << i;
+    const bool runs = use->kind == UseKind::program || use->kind == UseKind::argument;
+    EXPECT_EQ(usage.workerIn(tree_.path("place")).has_value(), runs) << i;
   }
 }
 

@@ -200,7 +200,12 @@ TEST(ExclusionFilter, ATextThatNamesAnEntryIsThatEntry) {
       {"$HERE/wt[1]", path, {"here/wt[1]"}, {"here/wt1"}},
       {"wt[1]", path, {"here/wt[1]"}, {"here/wt1"}},
       {"./wt[1]", path, {"here/wt[1]"}, {"here/wt1"}},
-      {"./wt[2]", path, {"here/wt[2]"}, {"here/wt2"}},
+      {"./wt[2]", pattern, {"here/wt[2]", "here/wt2"}, {"wt2", "here/wt3"}},
+      {"./src/**", pattern, {"here/src/gen"}, {"other/src/gen", "vendor"}},
+      {"../v*", pattern, {"vendor"}, {"here/vendor"}},
+      {"src/./*", pattern, {"here/src/gen"}, {"other/src/gen"}},
+      {absolute + "/*", pattern, {"here/wt[1]/x"}, {"here/pages/i"}},
+      {"./none", path, {"here/none"}, {"none"}},
       {"pages/[id]", path, {"here/pages/[id]"}, {"here/pages/i", "other/pages/[id]"}},
       {"src/gen", path, {"here/src/gen"}, {"other/src/gen"}},
       {"../vendor", path, {"vendor"}, {"here/vendor"}},
@@ -214,7 +219,9 @@ TEST(ExclusionFilter, ATextThatNamesAnEntryIsThatEntry) {
   for (const Case& c : cases) {
     const auto typed = TypedExclusion::read(c.text, resolver, tree.path("here"));
     EXPECT_EQ(typed.kind, c.kind) << c.text;
-    EXPECT_EQ(typed.note().has_value(), c.kind == pattern && c.text.find('[') != std::string::npos) << c.text;
+    const bool isNoted = c.kind == pattern ? c.text.find('[') != std::string::npos || c.text.find("./") < c.text.size()
+                                           : c.text == "./none";
+    EXPECT_EQ(typed.note.has_value(), isNoted) << c.text;
     // As the list keeps it, and as earlier versions kept the same text.
     for (const auto& [text, kind] : {std::pair(typed.text, typed.kind), std::pair(c.text, pattern)}) {
       const bool isOld = text != typed.text || kind != typed.kind;
