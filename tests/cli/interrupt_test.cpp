@@ -31,7 +31,8 @@ void PrintTo(const Case& one, std::ostream* out) { *out << one.name; }
 /// A home folder of its own for each run: three plain projects and two repositories, with an artefact each.
 class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<Case, bool>> {
  protected:
-  static constexpr int moments = 50;
+  /// Fifty of each command: a run that waits for git is at the same point at most of its moments.
+  int moments() const { return gitHangs() ? 10 : 40; }
 
   const Case& chosen() const { return std::get<0>(GetParam()); }
   /// Reading the index of such a repository never ends, and git with it.
@@ -145,29 +146,32 @@ class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<
     EXPECT_TRUE(hadNotBegun || ran.status == 130 || (ran.status == 0 && !chosen().asks)) << told;
     EXPECT_EQ(reported(ran.out), left) << told;
     EXPECT_TRUE(ran.status != 0 || left.size() == expected_) << told;
+    EXPECT_FALSE(gitHangs() && ran.status == 0) << told;
     EXPECT_FALSE(wasWhole && expected_ > 0 && ran.status == 0) << told;
     // The first removal may just have begun.
     EXPECT_TRUE(!wasWhole || left.size() <= 1) << told;
     EXPECT_TRUE(expected_ > 0 || left.empty()) << told;
     if (const auto plan = readFile(home + "/new.json")) {
-      EXPECT_EQ(parseJson(*plan, "it")["items"].size(), gitHangs() ? 3U : 5U) << told;
+      EXPECT_EQ(parseJson(*plan, "it")["items"].size(), 5U) << told;
     } else if (chosen().name == "plan") {
       EXPECT_NE(ran.status, 0) << told;
     }
   }
 
  private:
-  std::size_t expected_ = 0;
+  std::size_t expected_ = 0;  // gone after a run to the end; none while git hangs
 };
 
 TEST_P(Interrupt, BeforeTheFirstRemovalRemovesNothing) {
-  const auto length = uninterrupted();
+  // Within this time a run has come to the git that hangs, and waits.
+  constexpr microseconds untilGitHangs{500'000};
+  const auto length = gitHangs() ? untilGitHangs : uninterrupted();
   std::atomic<int> next{0};
   std::vector<std::jthread> threads;
-  // Those that wait for git cost nothing.
-  for (int i = 0; i < (gitHangs() ? 25 : 2); ++i) {
+  // Those that wait cost nothing.
+  for (int i = 0; i < (gitHangs() ? moments() : 2); ++i) {
     threads.emplace_back([&] {
-      for (int number = next++; number < moments; number = next++) interrupt(number, length * number / moments);
+      for (int number = next++; number < moments(); number = next++) interrupt(number, length * number / moments());
     });
   }
 }
