@@ -245,6 +245,18 @@ bool isBelowTests(const std::string& folder) {
   return false;
 }
 
+/// True for a Python environment in which nobody has installed anything.
+bool holdsNothingButItsInstaller(const std::string& environment) {
+  constexpr std::array bundled{std::string_view{"pip"}, std::string_view{"setuptools"}, std::string_view{"wheel"}};
+  const std::string packages = firstMatch(environment, listing(environment), "lib/*/site-packages");
+  if (packages.empty()) return false;
+  for (const Entry& entry : listing(joinedPath(environment, packages))) {
+    if (!entry.name.ends_with(".dist-info") && !entry.name.ends_with(".egg-info")) continue;
+    if (!isIn(bundled, std::string_view(entry.name).substr(0, entry.name.find('-')))) return false;
+  }
+  return true;
+}
+
 /// True when a file of a Python project says what an environment holds, rather than how to format its source.
 bool listsPackages(const std::string& project, const std::string& name) {
   constexpr std::size_t largest = 1024 * 1024;
@@ -353,12 +365,20 @@ class Case {
            std::any_of(inside_.begin(), inside_.end(), [](const auto& it) { return it.name != "bundle"; });
   }
 
-  bool holdsWhatItNeeds() const {
+  /// A lock file beside, or above for a member of a workspace.
+  bool isLocked() const {
     constexpr std::string_view locks = "pnpm-workspace.yaml *-lock.* yarn.lock bun.lock* npm-shrinkwrap.json";
-    if (maker_->needs == "package.json" && !PackageManifest(project_).namesPackages() &&
-        firstOf(project_, beside_, locks).empty()) {
-      return false;
+    constexpr int mostLevels = 4;
+    std::string folder = project_;
+    for (int level = 0; level < mostLevels && folder != "/"; ++level, folder = parentPath(folder)) {
+      if (!firstOf(folder, listing(folder), locks).empty()) return true;
     }
+    return false;
+  }
+
+  bool holdsWhatItNeeds() const {
+    if (maker_->needs == "package.json" && !PackageManifest(project_).namesPackages() && !isLocked()) return false;
+    if (maker_->marks == "pyvenv.cfg" && holdsNothingButItsInstaller(path_)) return true;
     const auto patterns = splitNonEmpty(maker_->needs, ' ');
     return std::any_of(beside_.begin(), beside_.end(), [&](const Entry& entry) {
       const auto matches = [&](std::string_view pattern) {

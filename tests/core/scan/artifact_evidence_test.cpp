@@ -78,6 +78,8 @@ TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
       {{".venv/pyvenv.cfg"}, ".venv", "–"},
       {{".git/", ".gitignore=.venv", ".venv/pyvenv.cfg"}, ".venv", "–"},
       {{"requirements-dev.txt=# none\nflask", ".venv/pyvenv.cfg"}, ".venv", "holds pyvenv.cfg"},
+      {{"requirements.txt", ".venv/pyvenv.cfg", ".venv/lib/python3.11/site-packages/flask-1.dist-info/"}, ".venv", "–"},
+      {{".venv/pyvenv.cfg", ".venv/lib/python3.11/site-packages/pip-1.dist-info/"}, ".venv", "holds pyvenv.cfg"},
       {{"requirements.txt", "pyproject.toml=[tool.black]", ".venv/pyvenv.cfg"}, ".venv", "–"},
       {{".hg/", "package.json={\"scripts\":{\"build\":\"tsc\"}}", "dist/index.js"}, "dist", "–"},
       {{"Gemfile", "vendor/bundle/ruby/3.1.0/f"}, "vendor", "holds bundle/ruby"},
