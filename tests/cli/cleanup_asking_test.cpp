@@ -185,6 +185,7 @@ TEST_F(CleanupAsking, AnInterruptionDuringTheLastItemEndsEverything) {
     }
   }
   tree().writeFile("one/web/package.json", "");
+  tree().writeFile("one/web/node_modules/.package-lock.json");
   tree().writeFile(".local/share/Trash/files/old");
   tree().writeFile(".local/share/Trash/info/old.trashinfo",
                    "[Trash Info]\nPath=/x\nDeletionDate=2001-01-01T00:00:00\n");
