@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "core/base/text.h"
 #include "core/platform/files.h"
+#include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
 #include "core/scan/folder_node.h"
 
@@ -38,8 +40,8 @@ bool holdsInfoFiles(int trash) {
 
 bool isEntry(int folder, const std::string& name) { return static_cast<bool>(entryFacts(folder, name.c_str())); }
 
-bool hasManifest(const std::string& path) {
-  const auto manifest = pathFacts(path + std::string(StoreNames::manifestSuffix));
+bool hasManifest(int folder, std::string_view name) {
+  const auto manifest = entryFacts(folder, (std::string(name) + std::string(StoreNames::manifestSuffix)).c_str());
   return manifest && manifest->type == EntryType::regularFile;
 }
 
@@ -84,34 +86,54 @@ StoreFinder::StoreFinder(const std::string& home, const std::vector<Store>& know
     known_.emplace(store.path, store.kind);
     if (const auto real = realPath(store.path); real && !holdsHome(*real)) known_.emplace(*real, store.kind);
   }
+  for (const auto& [path, kind] : known_) longestKnown_ = std::max(longestKnown_, path.size());
 }
 
 bool StoreFinder::holdsHome(std::string_view folder) const {
   return std::any_of(homes_.begin(), homes_.end(), [&](const auto& home) { return isSameOrInside(home, folder); });
 }
 
-std::optional<StoreKind> StoreFinder::kindOf(const std::string& folder) {
-  if (const auto known = known_.find(folder); known != known_.end()) return known->second;
-  if (const auto named = StoreNames::kindOf(folder)) return named;
-  const auto listed = listed_.find(folder);
-  if (listed != listed_.end()) return listed->second;
-  auto& kind = listed_[folder];
-  const auto opened = openDirectory(folder);
-  if (!opened) return kind;
-  StoreSigns signs;
-  DirectoryReader reader;
-  reader.start(opened->get());
-  for (DirectoryEntry entry; reader.next(entry);) signs.note(entry);
-  return kind = signs.kind(opened->get());
+std::optional<StoreKind> StoreFinder::kindByPlace(std::string_view folder) const {
+  if (folder.size() <= longestKnown_) {
+    if (const auto known = known_.find(std::string(folder)); known != known_.end()) return known->second;
+  }
+  return kindByName(lastPathComponent(folder), [&] { return parentPath(folder); });
 }
 
+std::optional<StoreKind> StoreFinder::kindByListing(int folder) {
+  const auto readable = openSubdirectory(folder, ".");
+  if (!readable) return std::nullopt;
+  StoreSigns signs;
+  DirectoryReader reader;
+  reader.start(readable->get());
+  for (DirectoryEntry entry; reader.next(entry);) signs.note(entry);
+  return signs.kind(readable->get());
+}
+
+// Goes down from "/" with one folder open at a time, and keeps what it has listed by number and name, so that a deep
+// path costs its length.
 std::optional<Store> StoreFinder::holding(const std::string& path) {
-  for (std::size_t end = 1; end <= path.size(); ++end) {
-    if (end < path.size() && path[end] != '/') continue;
-    const std::string folder = path.substr(0, end);
-    if (hasManifest(folder)) return Store{folder, StoreKind::quarantine};
-    if (holdsHome(folder)) continue;
-    if (const auto kind = kindOf(folder)) return Store{folder, *kind};
+  Outcome<PathComponent> above = PathComponent{holdFolder("/").descriptor, {}, 0};
+  std::size_t parent = 0;
+  for (const std::string_view name : splitNonEmpty(path, '/')) {
+    if (!above || !above->folder) return std::nullopt;  // nor can anybody reach what lies below
+    const auto folder =
+        std::string_view(path).substr(0, static_cast<std::size_t>(name.data() + name.size() - path.data()));
+    const auto found = [&](StoreKind kind) { return Store{std::string(folder), kind}; };
+    if (hasManifest(above->folder.get(), name)) return found(StoreKind::quarantine);
+    const bool mayBeStore = !holdsHome(folder);
+    if (mayBeStore) {
+      if (const auto kind = kindByPlace(folder)) return found(*kind);
+    }
+    above = openPathComponent(above->folder.get(), std::string(name));
+    const auto [listed, isNew] = listed_.try_emplace({parent, std::string(name)});
+    if (isNew) listed->second.number = listed_.size();
+    if (mayBeStore && !listed->second.isRead && above && above->folder) {
+      listed->second.kind = kindByListing(above->folder.get());
+      listed->second.isRead = true;
+    }
+    if (mayBeStore && listed->second.kind) return found(*listed->second.kind);
+    parent = listed->second.number;
   }
   return std::nullopt;
 }

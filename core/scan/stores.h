@@ -2,10 +2,13 @@
 // before and waits to be restored or purged: it is never searched, and only purging removes it.
 #pragma once
 
+#include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "core/platform/directory_reader.h"
@@ -94,11 +97,19 @@ class StoreFinder {
   bool holdsHome(std::string_view folder) const;
 
  private:
-  std::optional<StoreKind> kindOf(const std::string& folder);
+  struct Listed {
+    std::size_t number = 0;
+    bool isRead = false;
+    std::optional<StoreKind> kind;
+  };
+
+  std::optional<StoreKind> kindByPlace(std::string_view folder) const;
+  static std::optional<StoreKind> kindByListing(int folder);
 
   std::vector<std::string> homes_;  // as it is named, and without links
   std::unordered_map<std::string, StoreKind> known_;
-  std::unordered_map<std::string, std::optional<StoreKind>> listed_;
+  std::size_t longestKnown_ = 0;
+  std::map<std::pair<std::size_t, std::string>, Listed> listed_;  // by number of the parent and name; 0 is "/"
 };
 
 }  // namespace tidra
