@@ -60,8 +60,9 @@ std::string ProjectActivityReader::repositoryOf(const std::string& folder) {
   return std::string(*repository);
 }
 
-/// With the lock held.
+/// With the lock held. Does nothing once the destructor joins the threads: it walks over `threads_` without the lock.
 void ProjectActivityReader::enqueue(std::function<void()> task) {
+  if (closed_) return;
   waiting_.push(std::move(task));
   const bool allBusy = running_ + waiting_.size() > threads_.size();
   if (allBusy && threads_.size() < affordableTools(mostThreads)) {
