@@ -31,4 +31,9 @@ std::optional<PlaceUse> UsageSnapshot::workerIn(const std::string& folder) const
   return std::nullopt;
 }
 
+std::optional<PlaceUse> UsageSnapshot::workerAt(const std::string& folder) const {
+  auto use = find(UseKind::workingFolder, folder);
+  return use && use->path == folder ? use : std::nullopt;
+}
+
 }  // namespace tidra

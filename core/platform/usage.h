@@ -52,6 +52,9 @@ class UsageSnapshot {
   /// that started this one.
   std::optional<PlaceUse> workerIn(const std::string& folder) const;
 
+  /// A process that works in just this folder; none of those that started this one.
+  std::optional<PlaceUse> workerAt(const std::string& folder) const;
+
   void add(PlaceUse use);
 
  private:

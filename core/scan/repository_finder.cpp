@@ -18,38 +18,39 @@ constexpr std::size_t longestStep = 1000;  // bytes of a path that one system ca
 
 bool holdsRepository(const std::string& folder) { return static_cast<bool>(pathFacts(joinedPath(folder, ".git"))); }
 
-std::optional<std::string_view> RepositoryFinder::of(std::string_view folder) {
-  if (!top_) top_ = tidra::holdsRepository("/");
-  std::optional<std::string_view> repository;
-  if (*top_) repository = folder.substr(0, 1);
+std::optional<std::string_view> MarkedFolderFinder::of(std::string_view folder) {
+  if (!top_) top_ = holdsMarker("/");
+  std::optional<std::string_view> marked;
+  if (*top_) marked = folder.substr(0, 1);
   std::size_t parent = 0;
   for (const std::string_view name : splitNonEmpty(folder, '/')) {
     const auto upToHere = folder.substr(0, static_cast<std::size_t>(name.data() + name.size() - folder.data()));
     const Place& place = placeOf(parent, upToHere);
-    if (place.holdsRepository) repository = upToHere;
+    if (place.isMarked) marked = upToHere;
     parent = place.number;
   }
-  return repository;
+  return marked;
 }
 
-const RepositoryFinder::Place& RepositoryFinder::placeOf(std::size_t parent, std::string_view folder) {
+const MarkedFolderFinder::Place& MarkedFolderFinder::placeOf(std::size_t parent, std::string_view folder) {
   std::pair key{parent, std::string(lastPathComponent(folder))};
   const auto known = places_.find(key);
   if (known != places_.end()) return known->second;
-  const Place place{places_.size() + 1, looksLikeRepository(folder)};
+  const Place place{places_.size() + 1, holdsMarker(folder)};
   return places_.emplace(std::move(key), place).first->second;
 }
 
-bool RepositoryFinder::looksLikeRepository(std::string_view folder) {
-  if (folder.size() <= longestStep) return tidra::holdsRepository(std::string(folder));
+bool MarkedFolderFinder::holdsMarker(std::string_view folder) {
+  if (folder.size() <= longestStep) return static_cast<bool>(pathFacts(joinedPath(folder, marker_)));
   const bool isBelow = !openPath_.empty() && isSameOrInside(folder, openPath_);
   if (!isBelow || (open_ && folder.size() - openPath_.size() > longestStep)) moveTo(folder);
   if (!open_) return false;  // nor is anything below a folder that is not there
   const auto below = folder.substr(std::min(folder.size(), openPath_.size() + 1));
-  return static_cast<bool>(entryFacts(open_.get(), below.empty() ? ".git" : joinedPath(below, ".git").c_str()));
+  return static_cast<bool>(
+      entryFacts(open_.get(), below.empty() ? marker_.c_str() : joinedPath(below, marker_).c_str()));
 }
 
-void RepositoryFinder::moveTo(std::string_view folder) {
+void MarkedFolderFinder::moveTo(std::string_view folder) {
   const auto below = folder.substr(std::min(folder.size(), openPath_.size() + 1));
   Outcome<FileDescriptor> opened = std::make_error_code(std::errc::filename_too_long);
   if (open_ && isSameOrInside(folder, openPath_) && below.size() <= 2 * longestStep) {

@@ -7,6 +7,7 @@
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
+#include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -41,8 +42,14 @@ std::string described(const PlaceUse& use, const std::string& place) {
   return user;
 }
 
+/// A keep file is a veto. In a folder where everybody may write, such as "/tmp", only those who decide there have one.
 bool holdsKeepFile(const std::string& folder) {
-  return static_cast<bool>(pathFacts(joinedPath(folder, RemovalGuard::keepFile)));
+  constexpr std::uint32_t everybodyMayWrite = 0002;
+  const auto file = pathFacts(joinedPath(folder, RemovalGuard::keepFile));
+  if (!file) return false;
+  const auto facts = followedFacts(folder);
+  if (!facts || (facts->permissions & everybodyMayWrite) == 0) return true;
+  return file->owner == 0 || file->owner == runningUser() || file->owner == facts->owner;
 }
 
 }  // namespace
@@ -51,10 +58,10 @@ RemovalGuard::RemovalGuard(const TidraPathResolver& resolver) : home_(realOrSame
 
 std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
                                                       const std::optional<std::string>& project) {
-  for (const std::string& folder : {path, project.value_or(path)}) {
-    if (holdsKeepFile(folder)) return fmt::format("is kept by {}", escapedForTerminal(joinedPath(folder, keepFile)));
+  refresh();
+  if (const auto keeper = keeperOf(path, project)) {
+    return fmt::format("is kept by {}", escapedForTerminal(joinedPath(*keeper, keepFile)));
   }
-  refreshUsage();
   const std::string place = realOrSame(path);
   if (isSameOrInside(home_, place)) return std::nullopt;  // protected whoever uses it
   if (const auto use = usage_.userOf(place)) return fmt::format("is in use: {}", described(*use, place));
@@ -63,19 +70,57 @@ std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
   // Whoever works in the home folder, or in what holds it, does not work on a project for that.
   if (isSameOrInside(home_, folder)) return std::nullopt;
   const auto use = usage_.workerIn(folder);
-  if (!use) return std::nullopt;
-  if (use->kind != UseKind::workingFolder) return fmt::format("is in use: {}, in its project", described(*use, folder));
-  return fmt::format("is in use: {} (process {}) works in its project", escapedForTerminal(use->program), use->process);
+  if (use && use->kind != UseKind::workingFolder) {
+    return fmt::format("is in use: {}, in its project", described(*use, folder));
+  }
+  if (const auto worker = use ? use : workerAround(folder)) {
+    return fmt::format("is in use: {} (process {}) works in its {}", escapedForTerminal(worker->program),
+                       worker->process,
+                       use ? "project" : fmt::format("repository, in {}", escapedForTerminal(worker->path)));
+  }
+  return std::nullopt;
+}
+
+/// The folder whose keep file counts for this path.
+std::optional<std::string> RemovalGuard::keeperOf(const std::string& path, const std::optional<std::string>& project) {
+  for (const std::string& folder : {path, project.value_or(path)}) {
+    if (holdsKeepFile(folder)) return folder;
+  }
+  if (auto keeper = keeperAround(parentPath(path))) return keeper;
+  const std::string place = realOrSame(path);
+  return place == path ? std::nullopt : keeperAround(parentPath(place));
+}
+
+std::optional<std::string> RemovalGuard::keeperAround(const std::string& folder) {
+  auto marked = keepers_.of(folder);
+  while (marked && !holdsKeepFile(std::string(*marked))) {
+    if (*marked == "/") return std::nullopt;
+    marked = keepers_.of(marked->substr(0, std::max<std::size_t>(1, marked->rfind('/'))));
+  }
+  return marked ? std::optional<std::string>(*marked) : std::nullopt;
+}
+
+/// Whoever stands at the top of a repository works on all of it; in a package beside the project, only on that.
+std::optional<PlaceUse> RemovalGuard::workerAround(const std::string& project) {
+  const auto repository = repositories_.of(project);
+  if (!repository || isSameOrInside(home_, *repository)) return std::nullopt;
+  for (std::string folder = project; folder.size() > repository->size();) {
+    folder = parentPath(folder);
+    if (auto use = usage_.workerAt(folder)) return use;
+  }
+  return std::nullopt;
 }
 
 /// Where there is much to look through, it is looked at less often.
-void RemovalGuard::refreshUsage() {
+void RemovalGuard::refresh() {
   using Clock = std::chrono::steady_clock;
   constexpr std::chrono::seconds shortest{2};
   constexpr int shareOfTime = 10;
   const auto started = Clock::now();
   if (started < freshUntil_) return;
   usage_ = UsageSnapshot::take();
+  repositories_ = {};
+  keepers_ = MarkedFolderFinder(keepFile);
   const auto now = Clock::now();
   freshUntil_ = now + std::max<Clock::duration>(shortest, shareOfTime * (now - started));
 }

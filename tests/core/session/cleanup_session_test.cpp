@@ -17,6 +17,7 @@
 #include "core/model/removal_leftover.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
+#include "core/session/removal_guard.h"
 #include "tests/support/git_repositories.h"
 #include "tests/support/noted_removal.h"
 
@@ -125,6 +126,33 @@ TEST_F(CleanupSession, SelectsTheLargestFirstWithoutWhatAKeepFileProtects) {
   EXPECT_THAT(told(selected({.force = true})), testing::Each(testing::EndsWith(": -")));
 }
 
+TEST_F(CleanupSession, AKeepFileKeepsAllBelowItsFolder) {
+  tree_.writeFile("code/mono/.tidra-keep");
+  tree_.writeFileOfSize("code/mono/packages/p/node_modules/f", 3);
+  tree_.writeFile("elsewhere/.tidra-keep");
+  tree_.writeFileOfSize("elsewhere/q/node_modules/f", 2);
+  tree_.symlink("code/way", tree_.path("elsewhere/q"));
+  auto linked = request();
+  linked.roots.push_back(tree_.path("code/way"));
+  const auto kept = [](const std::string& by) { return "node_modules: is kept by " + by + "/.tidra-keep"; };
+  EXPECT_THAT(told(selectForCleanup(runScan(linked), linked.resolver, {.takesUnproven = true})),
+              ElementsAre(HasSubstr(kept(tree_.path("code/mono"))), HasSubstr(kept(tree_.path("elsewhere")))));
+  // The home folder is a folder like others.
+  tree_.writeFile("home/.tidra-keep");
+  tree_.writeFileOfSize("home/p/node_modules/f", 3);
+  RemovalGuard guard(request().resolver);
+  EXPECT_EQ(guard.reasonToKeep(tree_.path("home/p/node_modules"), tree_.path("home/p")),
+            "is kept by " + tree_.path("home/.tidra-keep"));
+  if (::geteuid() != 0) GTEST_SKIP() << "only root makes files of strangers";
+  constexpr uid_t stranger = 65534;
+  const std::string home = tree_.path("home");
+  ASSERT_EQ(::chown((home + "/.tidra-keep").c_str(), stranger, stranger), 0);
+  for (const mode_t mode : {0755, 01777}) {
+    ASSERT_EQ(::chmod(home.c_str(), mode), 0);
+    EXPECT_EQ(RemovalGuard(request().resolver).reasonToKeep(home + "/p/node_modules", {}).has_value(), mode == 0755);
+  }
+}
+
 TEST_F(CleanupSession, TakesWithoutAskingOnlyWhatAToolIsKnownToHaveMade) {
   tree_.writeFileOfSize("code/a/node_modules/f", 10);
   tree_.writeFileOfSize("code/b/node_modules/f", 20);
@@ -142,15 +170,17 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
 #ifndef __linux__
   GTEST_SKIP() << "only Linux tells who uses a folder";
 #endif
-  for (const char* project : {"works", "works-inside", "locks", "opens", "idle", "works-not"})
+  for (const char* project : {"works", "works-inside", "locks", "opens", "idle", "works-not", "team/a/b", "team/c"})
     tree_.writeFile("code/" + std::string(project) + "/node_modules/sub/f");
   tree_.symlink("way", "code/works");
+  tree_.makeFolder("code/team/.git");
   const auto worksIn = [&](const std::string& relative) {
     return [path = tree_.path(relative)] { return ::chdir(path.c_str()) == 0; };
   };
   const Bystander inProject(worksIn("way"));
   const Bystander inArtefact(worksIn("code/works-inside/node_modules/sub"));
   const Bystander above(worksIn("code"));
+  const Bystander inRepository(worksIn("code/team/a"));
   const Bystander locker([path = tree_.path("code/locks/node_modules/sub/f")] {
     const int file = ::open(path.c_str(), O_RDWR);
     return file >= 0 && ::flock(file, LOCK_EX) == 0 && ::chdir("/") == 0;
@@ -161,22 +191,24 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
   auto candidates = selected();
   std::sort(candidates.begin(), candidates.end(),
             [](const auto& a, const auto& b) { return a.item.path < b.item.path; });
-  EXPECT_THAT(told(candidates),
-              ElementsAre("idle/node_modules: -",
-                          AllOf(HasSubstr("locks/node_modules: is in use: "),
-                                HasSubstr("has locked " + tree_.path("code/locks/node_modules/sub/f"))),
-                          HasSubstr("has opened " + tree_.path("code/opens/node_modules/sub/f")),
-                          HasSubstr("works-inside/node_modules: is in use: "), "works-not/node_modules: -",
-                          AllOf(HasSubstr("works/node_modules: is in use: "), HasSubstr("works in its project"))));
+  EXPECT_THAT(
+      told(candidates),
+      ElementsAre("idle/node_modules: -",
+                  AllOf(HasSubstr("locks/node_modules: is in use: "),
+                        HasSubstr("has locked " + tree_.path("code/locks/node_modules/sub/f"))),
+                  HasSubstr("has opened " + tree_.path("code/opens/node_modules/sub/f")),
+                  HasSubstr("works in its repository, in " + tree_.path("code/team/a") + ";"), "team/c/node_modules: -",
+                  HasSubstr("works-inside/node_modules: is in use: "), "works-not/node_modules: -",
+                  AllOf(HasSubstr("works/node_modules: is in use: "), HasSubstr("works in its project"))));
   // It is asked again right before each removal.
   const auto forced = selected({.force = true});
   const auto outcome = runCleanup(forced, setting());
-  EXPECT_EQ(outcome.disposal.receipts.size(), 2U);
-  EXPECT_EQ(outcome.disposal.failures.size(), 4U);
+  EXPECT_EQ(outcome.disposal.receipts.size(), 3U);
+  EXPECT_EQ(outcome.disposal.failures.size(), 5U);
   auto force = setting();
   force.options.force = true;
   const auto candidatesLeft = selected({.force = true});
-  EXPECT_EQ(runCleanup(candidatesLeft, force).disposal.receipts.size(), 4U);
+  EXPECT_EQ(runCleanup(candidatesLeft, force).disposal.receipts.size(), 5U);
 }
 
 TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
