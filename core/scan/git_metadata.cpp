@@ -18,6 +18,7 @@ namespace tidra {
 namespace {
 
 constexpr char fileSeparator = '\x1C';
+constexpr std::int32_t fatal = 128;  // git's exit status for what it cannot do
 
 /// Overrides of everything in a repository's own configuration that would make these commands start a program, or read
 /// files of the repository that their answers do not depend on.
@@ -173,9 +174,25 @@ bool TidraGitMetadataReader::isRepository(const std::string& path) const {
 std::optional<TimePoint> TidraGitMetadataReader::lastCommitDate(const std::string& repository) const {
   if (!isRepository(repository)) return std::nullopt;
   // The subject may be as long as anyone likes, so only the date is asked for.
-  const auto output = answer(repository, {"log", "-1", "--pretty=format:%ct"});
-  const auto seconds = output ? wholeNumber(*output) : std::nullopt;
-  return seconds ? std::optional(timePointAt(*seconds)) : std::nullopt;
+  const auto result = run(repository, {"log", "-1", "--pretty=format:%ct"});
+  const auto seconds = result && result->status == 0 ? wholeNumber(result->stdout_) : std::nullopt;
+  if (seconds) return timePointAt(*seconds);
+  constexpr std::string_view unborn = "does not have any commits yet";
+  if (result && result->status == fatal && result->stderr_.find(unborn) != std::string::npos) return std::nullopt;
+  return latestCommitDate(repository);
+}
+
+std::optional<TimePoint> TidraGitMetadataReader::latestCommitDate(const std::string& repository) {
+  const std::string git = joinedPath(repository, ".git");
+  const auto facts = followedFacts(git);
+  if (!facts) return std::nullopt;
+  if (facts->type == EntryType::directory) return facts->modified;
+  constexpr std::size_t longest = 64 * 1024;
+  constexpr std::string_view key = "gitdir:";
+  const auto text = readRegularFile(git, longest);
+  if (!text || !text->starts_with(key)) return facts->modified;
+  const std::string folder(trimmed(std::string_view(*text).substr(key.size())));
+  return folderActivity(folder.starts_with('/') ? folder : joinedPath(repository, folder));
 }
 
 std::optional<TimePoint> TidraGitMetadataReader::folderActivity(const std::string& path) {

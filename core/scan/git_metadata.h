@@ -61,8 +61,12 @@ class TidraGitMetadataReader {
   bool isRepository(const std::string& path) const;
 
   /// The committer time of the newest commit on the checked-out branch of a repository, which holds ".git"; none when
-  /// there is none or git cannot be asked. Runs one git command at most.
+  /// there is none. When git gives no answer, latestCommitDate(). Runs one git command at most.
   std::optional<TimePoint> lastCommitDate(const std::string& repository) const;
+
+  /// A date that no commit made here is later than, learnt without git: the modification of the folder that ".git" is
+  /// or names, which every commit changes, as other work with git does. None when there is no such folder.
+  static std::optional<TimePoint> latestCommitDate(const std::string& repository);
 
   /// The modification of the project's folder, links followed; none when it cannot be read.
   static std::optional<TimePoint> folderActivity(const std::string& path);

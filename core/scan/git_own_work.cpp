@@ -17,11 +17,12 @@ namespace {
 constexpr std::size_t mostThreads = 8;
 constexpr std::size_t mostHangs = 8;
 
-/// Some packages were published with a part of their ".git" in them.
+/// Some packages were published with a part of their ".git" in them. One that must not be looked into may be whole.
 bool isRemainsOfRepository(const std::string& folder) {
   const std::string git = joinedPath(folder, ".git");
   const auto facts = pathFacts(git);
-  return facts && facts->type == EntryType::directory && !pathFacts(joinedPath(git, "HEAD"));
+  if (!facts || facts->type != EntryType::directory) return false;
+  return pathFacts(joinedPath(git, "HEAD")).failure() == std::errc::no_such_file_or_directory;
 }
 
 /// The commits of a linked worktree lie in the repository that it belongs to, which stays.

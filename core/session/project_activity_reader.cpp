@@ -103,7 +103,7 @@ void ProjectActivityReader::askRepository(const std::string& repository) {
 }
 
 std::optional<TimePoint> ProjectActivityReader::askGit(const std::string& repository) {
-  if (hangs_ >= mostHangs) return std::nullopt;
+  if (hangs_ >= mostHangs) return TidraGitMetadataReader::latestCommitDate(repository);
   const auto asked = std::chrono::steady_clock::now();
   const auto date = reader_.lastCommitDate(repository);
   const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - asked;

@@ -27,7 +27,8 @@ namespace tidra {
 /// says nothing about the projects inside.
 ///
 /// Each repository is asked once and each project read once, several at a time. A repository on which git hangs holds
-/// up only its own projects, for git's time limit; when it hangs again and again, the others are dated by files alone.
+/// up only its own projects, for git's time limit; when it hangs again and again, the others are no longer asked. Where
+/// git gives no answer, the date of the repository's ".git" stands for that of the last commit.
 /// add() is for one thread.
 class ProjectActivityReader {
  public:

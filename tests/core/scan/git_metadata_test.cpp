@@ -48,6 +48,7 @@ TEST_F(GitMetadata, TellsOfCommitAndWorkingTree) {
 TEST_F(GitMetadata, ARepositoryWithoutACommitHasNoDate) {
   tree_.makeFolder("p");
   git(tree_.path("p"), {"init", "-q"});
+  tree_.setModified("p/.git", commitDate);
   const auto metadata = reader().read(tree_.path("p"), 0);
   EXPECT_TRUE(metadata.isGitRepo);
   EXPECT_EQ(metadata.lastCommitDate, std::nullopt);
@@ -237,8 +238,15 @@ TEST_F(GitMetadata, AGitThatFailsOrTalksNonsenseGivesTheFallbackTexts) {
     EXPECT_EQ(metadata.commitSubject, "") << body;
     EXPECT_EQ(metadata.totalProjectSizeBytes, 9U) << body;
     EXPECT_FALSE(metadata.isClean) << body;
-    EXPECT_EQ(readerWithFake(body).lastCommitDate(tree_.path("p")), std::nullopt) << body;
+    // A commit may be newer than any file of the project, but not than the folder that every commit changes.
+    tree_.setModified("p/.git", commitDate);
+    EXPECT_EQ(readerWithFake(body).lastCommitDate(tree_.path("p")), commitDate) << body;
   }
+  makeEntries(tree_, {"w/sub/f", "gone/f"});
+  tree_.writeFile("w/sub/.git", "gitdir: ../../p/.git\n");
+  tree_.writeFile("gone/.git", "gitdir: ../nowhere\n");
+  EXPECT_EQ(reader().lastCommitDate(tree_.path("w/sub")), commitDate);
+  EXPECT_EQ(reader().lastCommitDate(tree_.path("gone")), std::nullopt);
   EXPECT_EQ(readerWithFake("exit 1").read(tree_.path("p"), 0).gitStatusLine, "Unable to read git status");
 }
 

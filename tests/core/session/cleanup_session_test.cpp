@@ -20,6 +20,7 @@
 #include "core/session/removal_guard.h"
 #include "tests/support/git_repositories.h"
 #include "tests/support/noted_removal.h"
+#include "tests/support/without_privileges.h"
 
 namespace tidra {
 namespace {
@@ -280,6 +281,16 @@ TEST_F(CleanupSession, WorkInARepositoryInsideIsNoSafeFinding) {
                                                               {"worktree-changed", warning},
                                                               {"remains", safe},
                                                               {"broken", caution}}));
+}
+
+TEST_F(CleanupSession, ARepositoryInsideThatMayNotBeReadIsNoSafeFinding) {
+  const std::string package = "code/p/node_modules/@me/lib";
+  tree_.writeFile(package + "/.git/HEAD", "ref: refs/heads/main");
+  tree_.setMode(package + "/.git", 0);
+  const WithoutPrivileges unprivileged(tree_);
+  const auto outcome = runScan(request());
+  ASSERT_EQ(outcome.findings.size(), 1U);
+  EXPECT_EQ(outcome.findings[0].safetyTier, ArtifactSafetyTier::caution);
 }
 
 TEST_F(CleanupSession, APythonPackageIsNotWhatItsNameSays) {
