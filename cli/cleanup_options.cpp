@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "app/state/state_folders.h"
 #include "cli/confirmation.h"
@@ -41,9 +43,10 @@ CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, c
 }
 
 /// `plan` holds the items of one remover.
-Confirmation confirmationFor(const CleanupPlan& plan, Remover remover, const RemovalOptions& options) {
+Confirmation confirmationFor(const CleanupPlan& plan, Remover remover, const TrashChoices& trashes,
+                             const RemovalOptions& options) {
   CleanupPlan moved = plan;
-  const auto trashed = takeTrash(moved.items);
+  const auto trashed = takeTrash(moved.items, trashes);
   Confirmation confirmation;
   if (!trashed) {
     confirmation.question = planQuestion(plan, remover);
@@ -53,8 +56,7 @@ Confirmation confirmationFor(const CleanupPlan& plan, Remover remover, const Rem
     confirmation.question = fmt::format("{} What is in the trash ({}) is deleted for good.",
                                         planQuestion(moved, remover), ByteFormatting::compact(*trashed));
   }
-  if (options.emptyTrash && remover == Remover::tidra)
-    confirmation.question += " The whole trash is emptied afterwards.";
+  if (options.emptyTrash && remover == Remover::tidra) confirmation.question += " The trash is emptied afterwards.";
   if (plan.highestTier() == ArtifactSafetyTier::warning) {
     confirmation.question += " Some of it cannot be made again.";
     confirmation.typedAnswer = fmt::format("remove {}", plan.items.size());
@@ -66,28 +68,54 @@ Confirmation confirmationFor(const CleanupPlan& plan, Remover remover, const Rem
 struct Agreement {
   std::vector<CleanupCandidate> candidates;  // those with a refusal are among them, to be reported
   bool toAnything = true;
-  bool toOwn = true;  // what Tidra removes itself, the emptying of the trash included
+  bool toOwn = true;               // what Tidra removes itself, the emptying of the trash included
+  std::optional<bool> toUnlisted;  // none where that was no question
 };
 
-/// Asks once for each remover. No to one keeps what the other removes in the plan.
-Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan,
+/// A trash of which nothing goes is not worth a question; removing it says why.
+bool goesNothingOf(const std::string& path, const TrashChoices& trashes) {
+  const auto trash = trashes.find(path);
+  return trash != trashes.end() && trash->second.due.empty();
+}
+
+/// What nothing dates in the trashes that are to be emptied.
+std::vector<FreedesktopTrash::Entry> unlistedIn(const TrashChoices& trashes) {
+  std::vector<FreedesktopTrash::Entry> unlisted;
+  for (const auto& [path, choice] : trashes) {
+    unlisted.insert(unlisted.end(), choice.unlisted.begin(), choice.unlisted.end());
+  }
+  return unlisted;
+}
+
+/// Asks once for each remover, and for what nothing dates in a trash that is to be emptied. No to one keeps what the
+/// other removes in the plan.
+Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const TrashChoices& trashes,
                  const RemovalOptions& options, const Program& program) {
-  Agreement agreement{.candidates = candidates};
+  Agreement agreement{.candidates = candidates, .toUnlisted = std::nullopt};
   std::size_t asked = 0;
   std::size_t declined = 0;
+  const auto decline = [&](const auto& isMeant) {
+    ++declined;
+    std::erase_if(agreement.candidates, [&](const CleanupCandidate& candidate) {
+      return !candidate.refusal && isMeant(candidate.item.path);
+    });
+  };
   for (const Remover remover : {Remover::tidra, Remover::tool}) {
     CleanupPlan part = plan;
-    std::erase_if(part.items, [&](const CleanupPlan::Item& item) { return removerOf(item.path) != remover; });
+    std::erase_if(part.items, [&](const CleanupPlan::Item& item) {
+      return removerOf(item.path) != remover || goesNothingOf(item.path, trashes);
+    });
     const bool emptiesTrash = options.emptyTrash && remover == Remover::tidra;
     if (part.items.empty() && !emptiesTrash) continue;
     ++asked;
-    if (confirmed(confirmationFor(part, remover, options), program)) continue;
-    ++declined;
+    if (confirmed(confirmationFor(part, remover, trashes, options), program)) continue;
     if (remover == Remover::tidra) agreement.toOwn = false;
-    std::erase_if(agreement.candidates, [&](const CleanupCandidate& candidate) {
-      return !candidate.refusal && removerOf(candidate.item.path) == remover;
-    });
+    decline([&](const std::string& path) { return removerOf(path) == remover; });
   }
+  const auto unlisted = unlistedIn(trashes);
+  if (!unlisted.empty() && agreement.toOwn) agreement.toUnlisted = agreesToUnlisted(unlisted, program);
+  if (agreement.toUnlisted) ++asked;
+  if (agreement.toUnlisted == false) decline([&](const std::string& path) { return goesNothingOf(path, trashes); });
   agreement.toAnything = asked == 0 || declined < asked;
   return agreement;
 }
@@ -105,30 +133,45 @@ std::string wholeOutcomeText(CleanupOutcome outcome, DisposalMethod method, bool
   const auto emptied = takeTrash(outcome.disposal.receipts);
   if (!emptied) return outcomeText(outcome, method, dryRun);
   const std::string size = ByteFormatting::compact(*emptied);
-  const std::string text = dryRun ? fmt::format("The trash with {} would be emptied.\n", size)
-                                  : fmt::format("The trash is emptied, {} freed.\n", size);
+  const bool isWhole = outcome.remainders.empty();
+  const std::string text =
+      dryRun ? fmt::format("{} {} would go for good.\n", isWhole ? "The trash with" : "Of the trash", size)
+             : fmt::format("The trash is emptied{}, {} freed.\n", isWhole ? "" : " but for what the notes name", size);
   return outcome.disposal.receipts.empty() ? text : outcomeText(outcome, method, dryRun) + text;
 }
 
-/// True when nothing stayed in the trash.
-bool emptyTrash(const ScanRequest& request, const RemovalOptions& options, const Program& program) {
+/// Returns the exit status.
+int emptyTrash(const ScanRequest& request, const RemovalOptions& options, const Agreement& agreement,
+               const Program& program) {
   if (program.options.dryRun) {
-    if (!options.json) writeOut("The whole trash would be emptied.\n");
-    return true;
+    if (!options.json) {
+      writeOut(options.includesUnlisted ? "The whole trash would be emptied.\n"
+                                        : "The trash would be emptied, but for what nothing dates.\n");
+    }
+    return ExitStatus::done;
   }
-  const BlockingWait wait;  // nobody polls here
   TrashDisposer trash(request.resolver, request.mounts);
-  auto emptied = trash.emptyTrash(currentTime(), options.includesUnlisted);
-  if (!emptied.unlisted.empty() && asksForUnlisted(emptied.unlisted, program)) {
-    emptied.failures = FreedesktopTrash::remove(emptied.unlisted).failures;
-    emptied.unlisted.clear();
+  const bool includesUnlisted = options.includesUnlisted || agreement.toUnlisted.value_or(false);
+  auto [purged, unlisted] = trash.emptyTrash(currentTime(), includesUnlisted, &InterruptGuard::requested);
+  if (!InterruptGuard::requested() && !unlisted.empty() && !agreement.toUnlisted &&
+      agreesToUnlisted(unlisted, program).value_or(false)) {
+    purged += FreedesktopTrash::remove(std::exchange(unlisted, {}), &InterruptGuard::requested);
   }
-  writeFailures(emptied.failures);
-  for (const std::string& note : emptied.notes) writeNote(note);
-  noteUnlisted(emptied.unlisted);
-  const bool isEmpty = emptied.failures.empty() && emptied.unlisted.empty() && emptied.notes.empty();
-  if (isEmpty && !options.json) writeOut("The trash is empty.\n");
-  return emptied.failures.empty();
+  writeFailures(purged.failures);
+  for (const std::string& note : purged.notes) writeNote(note);
+  noteUnlisted(unlisted);
+  if (purged.notBegun > 0) {
+    writeNote(interruptedText(purged));
+    return ExitStatus::interrupted;
+  }
+  const bool isEmpty = purged.failures.empty() && unlisted.empty() && purged.notes.empty();
+  if (!options.json) {
+    const std::size_t gone = purged.paths.size();
+    writeOut(isEmpty ? "The trash is empty.\n"
+                     : fmt::format("{} of the trash {} deleted.\n", counted(gone, "entry", "entries"),
+                                   gone == 1 ? "is" : "are"));
+  }
+  return purged.failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
 }
 
 }  // namespace
@@ -137,9 +180,9 @@ void addRemovalOptions(CLI::App& command, RemovalOptions& options) {
   command.add_option("--method", options.method, "Where things go: trash, quarantine or delete")->type_name("METHOD");
   command.add_option("--quarantine-dir", options.quarantineFolder, "The quarantine folder to use")->type_name("DIR");
   command.add_flag("--force", options.force, "Also what .tidra-keep protects and what is in use");
-  command.add_flag("--empty-trash", options.emptyTrash, "Empty the whole trash afterwards");
+  command.add_flag("--empty-trash", options.emptyTrash, "Empty the trash afterwards");
   command.add_flag("--include-unlisted", options.includesUnlisted,
-                   "With --empty-trash, also what has no info file, or no date that makes sense");
+                   "Of the trash, also what has no info file, or no date that makes sense");
 }
 
 DisposalMethod parseMethod(const std::string& text) {
@@ -187,29 +230,36 @@ CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& requ
 int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
              const RemovalOptions& options, const ScanViewOptions& view, const Program& program) {
   CleanupSetting setting = settingFor(plan, request, options, program);
+  const TrashChoices trashes = trashChoices(candidates, request.now, options.includesUnlisted);
   if (!options.json) {
     const BlockingWait wait;
-    writeOut(planText(candidates, planView(view, request)) +
-             emptyingText(candidates, request.now, planView(view, request)));
+    writeOut(planText(candidates, planView(view, request)) + emptyingText(trashes, planView(view, request)));
   }
-  const Agreement agreement = setting.dryRun ? Agreement{candidates} : askFor(candidates, plan, options, program);
+  const Agreement agreement = setting.dryRun ? Agreement{.candidates = candidates, .toUnlisted = std::nullopt}
+                                             : askFor(candidates, plan, trashes, options, program);
   if (!agreement.toAnything) {
     if (options.json) writeOut(jsonText(JsonCodec<DisposalOutcome>::encode({}), true) + "\n");
     writeNote("Nothing was removed.");
     return ExitStatus::done;
   }
   InterruptGuard::requireNone("Interrupted; nothing was removed.");
+  setting.service.includesUnlisted = options.includesUnlisted || agreement.toUnlisted.value_or(false);
   const CleanupOutcome outcome = runWithProgress(agreement.candidates, std::move(setting), program);
   // Standard output may be a pipe that nobody reads any more; what failed is told all the same.
   writeFailures(outcome.disposal.failures);
-  writeOut(options.json ? jsonText(outcomeJson(outcome.disposal, outcome.unmeasured), true) + "\n"
-                        : wholeOutcomeText(outcome, plan.method, program.options.dryRun));
+  for (const std::string& remainder : outcome.remainders) writeNote(remainder);
+  if (options.json) {
+    writeOut(jsonText(outcomeJson(outcome.disposal, outcome.unmeasured), true) + "\n");
+  } else if (!candidates.empty() || !options.emptyTrash) {
+    writeOut(wholeOutcomeText(outcome, plan.method, program.options.dryRun));
+  }
   if (outcome.cancelled) {
     writeNote("Interrupted; what was not begun stays where it is.");
     return ExitStatus::interrupted;
   }
-  const bool emptied = !options.emptyTrash || !agreement.toOwn || emptyTrash(request, options, program);
-  return outcome.disposal.failures.empty() && emptied ? ExitStatus::done : ExitStatus::someFailed;
+  const int status = outcome.disposal.failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
+  if (!options.emptyTrash || !agreement.toOwn) return status;
+  return std::max(status, emptyTrash(request, options, agreement, program));
 }
 
 }  // namespace tidra

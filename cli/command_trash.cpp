@@ -28,8 +28,8 @@ struct TrashOptions {
   bool json = false;
 };
 
-void writeResult(const FreedesktopTrash::Purged& purged, const std::vector<Entry>& left, const TrashOptions& options,
-                 const Program& program) {
+void writeResult(const FreedesktopTrash::Purged& purged, const std::vector<Entry>& left, bool interrupted,
+                 const TrashOptions& options, const Program& program) {
   if (options.json) {
     nlohmann::json object{{"failures", JsonCodec<std::vector<TidraDeletionFailure>>::encode(purged.failures)}};
     std::vector<std::string> paths;
@@ -42,25 +42,7 @@ void writeResult(const FreedesktopTrash::Purged& purged, const std::vector<Entry
   for (const std::string& path : purged.paths) {
     writeOut(fmt::format("{} {} purged.\n", escapedForTerminal(path), program.options.dryRun ? "would be" : "is"));
   }
-  if (purged.paths.empty()) writeOut("Nothing in the trash is that old.\n");
-}
-
-/// What goes and what stays because nothing says when it was trashed.
-struct Choice {
-  std::vector<Entry> due;
-  std::vector<Entry> unlisted;
-};
-
-Choice chooseFrom(std::vector<Entry> entries, TimePoint cutOff, bool includesUnlisted) {
-  Choice choice;
-  for (Entry& entry : entries) {
-    if (entry.isDue(cutOff) || (includesUnlisted && entry.isUnlisted())) {
-      choice.due.push_back(std::move(entry));
-    } else if (entry.isUnlisted()) {
-      choice.unlisted.push_back(std::move(entry));
-    }
-  }
-  return choice;
+  if (purged.paths.empty() && purged.failures.empty() && !interrupted) writeOut("Nothing in the trash is that old.\n");
 }
 
 bool agreesTo(std::vector<Entry>& entries, const Program& program) {
@@ -79,7 +61,7 @@ int purge(const TrashOptions& options, const Program& program) {
   const TimePoint now = currentTime();
   const TimePoint cutOff = momentBefore(now, parseAge(options.olderThan));
   std::vector<std::string> notes;
-  Choice choice = chooseFrom(trash.list(now, notes), cutOff, options.includesUnlisted);
+  auto choice = FreedesktopTrash::choose(trash.list(now, notes), cutOff, options.includesUnlisted);
   FreedesktopTrash::Purged purged;
   bool interrupted = false;
   if (program.options.dryRun) {
@@ -89,22 +71,24 @@ int purge(const TrashOptions& options, const Program& program) {
       writeNote("Nothing was removed.");
       return ExitStatus::done;
     }
-    if (!choice.unlisted.empty() && asksForUnlisted(choice.unlisted, program)) {
+    if (!choice.unlisted.empty() && agreesToUnlisted(choice.unlisted, program).value_or(false)) {
       choice.due.insert(choice.due.end(), choice.unlisted.begin(), choice.unlisted.end());
       choice.unlisted.clear();
     }
     const InterruptGuard guard;
     purged = FreedesktopTrash::remove(choice.due, &InterruptGuard::requested);
     interrupted = InterruptGuard::requested();
-    if (interrupted) writeNote("Interrupted; the rest is still in the trash.");
   }
   if (!program.options.quiet) {
     for (const std::string& note : notes) writeNote(note);
     noteUnlisted(choice.unlisted);
   }
-  writeResult(purged, choice.unlisted, options, program);
+  writeResult(purged, choice.unlisted, interrupted, options, program);
   writeFailures(purged.failures);
-  if (interrupted) return ExitStatus::interrupted;
+  if (interrupted) {
+    writeNote(interruptedText(purged));
+    return ExitStatus::interrupted;
+  }
   return purged.failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
 }
 

@@ -1,6 +1,7 @@
 // What people are told of what is in a trash.
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,26 +12,31 @@
 
 namespace tidra {
 
-/// Tells on standard error which entries stay because nothing says when they were trashed, and how they go as well.
-/// Nothing for none.
+/// Writes a note on the entries that stay because nothing says when they were trashed, and how they go as well. Nothing
+/// for none.
 void noteUnlisted(const std::vector<FreedesktopTrash::Entry>& unlisted);
 
-/// Asks whether these shall go as well. False without a terminal to ask in and with --yes, which agrees to the first
-/// question alone.
-bool asksForUnlisted(const std::vector<FreedesktopTrash::Entry>& unlisted, const Program& program);
+/// Asks whether these shall go as well. None where nobody is asked: without a terminal, and with --yes, which agrees to
+/// the first question alone.
+std::optional<bool> agreesToUnlisted(const std::vector<FreedesktopTrash::Entry>& unlisted, const Program& program);
 
-/// What goes when these candidates do and a whole trash is among them, with a heading; empty when none is. Entries that
-/// came after `seenAt` stay.
-std::string emptyingText(const std::vector<CleanupCandidate>& candidates, TimePoint seenAt,
-                         const CleanupViewOptions& options);
+/// "Interrupted; 3 entries of the trash are deleted, 5 that were to go are still in it."
+std::string interruptedText(const FreedesktopTrash::Purged& purged);
 
-/// Takes the items that stand for a whole trash out of a plan or the receipts of an outcome, and returns what they come
-/// to; none when there are none.
-std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items);
+/// What emptying would do to the trashes that a selection holds whole, by their folder "files". What goes is measured.
+using TrashChoices = std::map<std::string, FreedesktopTrash::Choice>;
+
+/// Looks into the trashes among these candidates. Entries that came after `seenAt` are left out, as is a trash that
+/// cannot be read: removing it says why.
+TrashChoices trashChoices(const std::vector<CleanupCandidate>& candidates, TimePoint seenAt, bool includesUnlisted);
+
+/// What of them goes, with a heading: a line for each entry, the largest first. Empty when nothing goes.
+std::string emptyingText(const TrashChoices& choices, const CleanupViewOptions& options);
+
+/// Takes the items that stand for a whole trash out of a plan and returns what goes of them in bytes; none when nothing
+/// goes.
+std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, const TrashChoices& choices);
+/// The same for the receipts of an outcome.
 std::optional<std::int64_t> takeTrash(std::vector<DisposalReceipt>& receipts);
-
-/// A line for each entry, the largest first: size, name and what is odd about it; at most `limit` of them, 0 lists all.
-/// The entries are measured.
-std::string trashContentText(std::vector<FreedesktopTrash::Entry> entries, std::size_t limit);
 
 }  // namespace tidra

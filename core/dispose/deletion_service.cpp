@@ -23,6 +23,36 @@ bool isToolTarget(const std::string& path) {
   return path.starts_with("docker:") || path.starts_with("conda:") || path.starts_with("pip:orphan:");
 }
 
+/// What of a trash with so many entries that stay is left, for people; empty for none.
+std::string remainderOf(std::size_t staying, const std::vector<FreedesktopTrash::Entry>& unlisted) {
+  if (staying == 0) return {};
+  std::vector<std::string> reasons;
+  if (!unlisted.empty()) reasons.push_back(FreedesktopTrash::listed(unlisted));
+  if (const std::size_t later = staying - unlisted.size(); later > 0) {
+    reasons.push_back(fmt::format("{} came into it since the scan", later));
+  }
+  return fmt::format("{} {} in the trash: {}.", staying, staying == 1 ? "entry stays" : "entries stay",
+                     joined(reasons, "; "));
+}
+
+void requireAnyDue(std::size_t due, std::size_t all, const std::vector<FreedesktopTrash::Entry>& unlisted) {
+  if (due > 0 || all == 0) return;
+  if (unlisted.empty()) throw DisposalError("stays: all that is in the trash came into it since the scan");
+  throw DisposalError(fmt::format(
+      "stays, because nothing says when what is in the trash was put there: {}; tidra trash purge --older-than 0d "
+      "--include-unlisted removes such entries",
+      FreedesktopTrash::listed(unlisted)));
+}
+
+void requireAllGone(const FreedesktopTrash::Purged& purged, std::size_t due) {
+  const std::size_t staying = purged.failures.size() + purged.notBegun;
+  if (staying == 0) return;
+  const std::string left = fmt::format("{} of {} entries are still in the trash", staying, due);
+  if (purged.notBegun > 0) throw DisposalError("was interrupted; " + left + ", the others are deleted");
+  const auto& first = purged.failures.front();
+  throw DisposalError(fmt::format("{}; {}: {}", left, escapedForTerminal(first.path), first.message));
+}
+
 }  // namespace
 
 TidraDeletionService::TidraDeletionService(Setting setting)
@@ -32,7 +62,7 @@ TidraDeletionService::Result TidraDeletionService::dispose(const Item& item, Dis
                                                            const QuarantineConfig& quarantine) {
   try {
     if (isToolTarget(item.path)) return disposeTarget(item.path, dryRun);
-    return Disposed{disposePath(item, method, dryRun, quarantine)};
+    return disposePath(item, method, dryRun, quarantine);
   } catch (const std::system_error& error) {
     const bool missing = error.code() == std::errc::no_such_file_or_directory;
     return TidraDeletionFailure{item.path, missing ? "Path not found" : error.code().message()};
@@ -72,8 +102,8 @@ TidraDeletionService::Disposed TidraDeletionService::disposeTarget(const std::st
           reclaimed};
 }
 
-DisposalReceipt TidraDeletionService::disposePath(const Item& item, DisposalMethod method, bool dryRun,
-                                                  const QuarantineConfig& quarantine) {
+TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& item, DisposalMethod method, bool dryRun,
+                                                                 const QuarantineConfig& quarantine) {
   std::string path = item.path;
   if (path == "~" || path.starts_with("~/")) path = setting_.resolver.home + path.substr(1);
   const HeldEntry entry = holdEntry(path);
@@ -107,38 +137,36 @@ DisposalReceipt TidraDeletionService::disposePath(const Item& item, DisposalMeth
                           .at = setting_.clock()};
   if (!dryRun) {
     act(entry, standardizedPath(path), *quarantine_, receipt);
-    return receipt;
+    return {receipt};
   }
   requireChangeable(entry);
   if (method == DisposalMethod::trash) trash_.check(entry);
   if (method == DisposalMethod::quarantine) quarantine_->check(entry);
-  return receipt;
+  return {receipt};
 }
 
-DisposalReceipt TidraDeletionService::emptyTrash(const Item& item, const HeldEntry& entry, bool dryRun) {
+TidraDeletionService::Disposed TidraDeletionService::emptyTrash(const Item& item, const HeldEntry& entry, bool dryRun) {
   const std::string trash = parentPath(entry.path());
   if (const auto store = stores_->holding(trash); store && store->path != trash) requireOutsideStores(entry);
   const TimePoint now = setting_.clock();
   const TimePoint cutOff = setting_.seenAt.value_or(now + std::chrono::seconds{1});
   auto entries = FreedesktopTrash::listOf(trash, now);
-  std::erase_if(entries, [&](const auto& listed) { return listed.isDated() && !listed.isDue(cutOff); });
-  FreedesktopTrash::measure(entries);
+  const std::size_t all = entries.size();
+  auto [due, unlisted] = FreedesktopTrash::choose(std::move(entries), cutOff, setting_.includesUnlisted);
+  requireAnyDue(due.size(), all, unlisted);
+  FreedesktopTrash::measure(due);
   std::int64_t bytes = 0;
-  for (const auto& listed : entries) bytes = saturatedSum(bytes, listed.bytes);
-  const DisposalReceipt receipt{
-      .path = item.path, .method = DisposalMethod::delete_, .destination = std::nullopt, .bytes = bytes, .at = now};
-  if (dryRun) return receipt;
+  for (const auto& listed : due) bytes = saturatedSum(bytes, listed.bytes);
+  Disposed disposed{.receipt = {.path = item.path,
+                                .method = DisposalMethod::delete_,
+                                .destination = std::nullopt,
+                                .bytes = bytes,
+                                .at = now},
+                    .remainder = remainderOf(all - due.size(), unlisted)};
+  if (dryRun) return disposed;
   if (isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
-  const auto purged = FreedesktopTrash::remove(entries, shouldBreakOff());
-  if (!purged.failures.empty()) {
-    const auto& first = purged.failures.front();
-    throw DisposalError(fmt::format("{} of {} entries are still in the trash; {}: {}", purged.failures.size(),
-                                    entries.size(), escapedForTerminal(first.path), first.message));
-  }
-  if (!setting_.finishesItems && isCancelled()) {
-    throw DisposalError("was interrupted; what is left is still in the trash");
-  }
-  return receipt;
+  requireAllGone(FreedesktopTrash::remove(due, shouldBreakOff()), due.size());
+  return disposed;
 }
 
 void TidraDeletionService::requireOutsideStores(const HeldEntry& entry) {

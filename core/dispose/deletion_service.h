@@ -33,6 +33,7 @@ class TidraDeletionService {
     bool finishesItems = false;          // a path whose removal has begun is carried through all the same
     ToolTargets tools = {};
     std::optional<TimePoint> seenAt = {};  // when people saw what is in the trash: what was trashed since stays in it
+    bool includesUnlisted = false;         // emptying a trash also removes what nothing dates
   };
 
   /// What is known of an item besides its path.
@@ -45,16 +46,17 @@ class TidraDeletionService {
   struct Disposed {
     DisposalReceipt receipt;
     std::optional<std::int64_t> reclaimed = {};  // bytes, as the item's tool reports; absent when it does not say
+    std::string remainder = {};                  // a sentence on what of it stays and why; empty when nothing stays
   };
 
   using Result = std::variant<Disposed, TidraDeletionFailure>;
 
   explicit TidraDeletionService(Setting setting);
 
-  /// One item. The folder "files" of a trash stands for the trash, which is emptied whatever the method: everything
-  /// that is in it goes for good, but for what was trashed since `seenAt`. A dry run changes nothing and refuses what
-  /// the real run would refuse. Never throws for what the file system or a tool answers. `quarantine` is used when that
-  /// is the method.
+  /// One item. The folder "files" of a trash stands for the trash, which is emptied whatever the method: what is in it
+  /// goes for good, but for what was trashed since `seenAt` and what the setting does not include. Where nothing would
+  /// go, that is a failure. A dry run changes nothing and refuses what the real run would refuse. Never throws for what
+  /// the file system or a tool answers. `quarantine` is used when that is the method.
   [[nodiscard]] Result dispose(const Item& item, DisposalMethod method, bool dryRun,
                                const QuarantineConfig& quarantine);
 
@@ -66,7 +68,7 @@ class TidraDeletionService {
 
  private:
   Disposed disposeTarget(const std::string& target, bool dryRun);
-  DisposalReceipt disposePath(const Item& item, DisposalMethod method, bool dryRun, const QuarantineConfig& quarantine);
+  Disposed disposePath(const Item& item, DisposalMethod method, bool dryRun, const QuarantineConfig& quarantine);
   void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, DisposalReceipt& receipt);
   std::optional<std::int64_t> measure(const HeldEntry& entry) const;
   bool isCancelled() const { return setting_.shouldCancel && setting_.shouldCancel(); }
@@ -75,7 +77,7 @@ class TidraDeletionService {
 
   Setting setting_;
   void requireOutsideStores(const HeldEntry& entry);
-  DisposalReceipt emptyTrash(const Item& item, const HeldEntry& entry, bool dryRun);
+  Disposed emptyTrash(const Item& item, const HeldEntry& entry, bool dryRun);
 
   TrashDisposer trash_;
   std::optional<QuarantineDisposer> quarantine_;  // kept from item to item

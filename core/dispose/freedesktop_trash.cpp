@@ -221,6 +221,36 @@ std::string_view FreedesktopTrash::Entry::fault() const {
   return {};
 }
 
+FreedesktopTrash::Purged& FreedesktopTrash::Purged::operator+=(Purged other) {
+  std::move(other.paths.begin(), other.paths.end(), std::back_inserter(paths));
+  std::move(other.failures.begin(), other.failures.end(), std::back_inserter(failures));
+  std::move(other.notes.begin(), other.notes.end(), std::back_inserter(notes));
+  notBegun += other.notBegun;
+  return *this;
+}
+
+FreedesktopTrash::Choice FreedesktopTrash::choose(std::vector<Entry> entries, TimePoint cutOff, bool includesUnlisted) {
+  Choice choice;
+  for (Entry& entry : entries) {
+    if (entry.isDue(cutOff) || (includesUnlisted && entry.isUnlisted())) {
+      choice.due.push_back(std::move(entry));
+    } else if (entry.isUnlisted()) {
+      choice.unlisted.push_back(std::move(entry));
+    }
+  }
+  return choice;
+}
+
+std::string FreedesktopTrash::listed(const std::vector<Entry>& unlisted) {
+  constexpr std::size_t most = 5;
+  std::vector<std::string> texts;
+  for (std::size_t i = 0; i < std::min(unlisted.size(), most); ++i) {
+    texts.push_back(fmt::format("{} {}", shown(unlisted[i].path), unlisted[i].fault()));
+  }
+  if (unlisted.size() > most) texts.push_back(fmt::format("and {} more", unlisted.size() - most));
+  return joined(texts, "; ");
+}
+
 FreedesktopTrash::Entry FreedesktopTrash::entryOf(const Store& store, const std::string& name, bool hasInfo,
                                                   TimePoint now) {
   Entry entry{.path = store.files.pathOf(name), .dating = Dating::noInfoFile, .identity = std::nullopt};
@@ -306,8 +336,12 @@ void FreedesktopTrash::removeOne(const Entry& entry, const std::function<bool()>
 FreedesktopTrash::Purged FreedesktopTrash::remove(const std::vector<Entry>& entries,
                                                   const std::function<bool()>& shouldCancel) {
   Purged purged;
-  for (const Entry& entry : entries) {
-    if (shouldCancel && shouldCancel()) break;
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (shouldCancel && shouldCancel()) {
+      purged.notBegun = entries.size() - i;
+      break;
+    }
+    const Entry& entry = entries[i];
     try {
       removeOne(entry, shouldCancel);
       if (entry.dating != Dating::leftover) purged.paths.push_back(entry.path);
@@ -321,10 +355,7 @@ FreedesktopTrash::Purged FreedesktopTrash::remove(const std::vector<Entry>& entr
 FreedesktopTrash::Purged FreedesktopTrash::purge(std::int64_t olderThanDays, TimePoint now,
                                                  const std::function<bool()>& shouldCancel) const {
   std::vector<std::string> notes;
-  auto entries = list(now, notes);
-  const TimePoint cutOff = now - retention(olderThanDays);
-  std::erase_if(entries, [&](const Entry& entry) { return !entry.isDue(cutOff); });
-  Purged purged = remove(entries, shouldCancel);
+  Purged purged = remove(choose(list(now, notes), now - retention(olderThanDays), false).due, shouldCancel);
   purged.notes = std::move(notes);
   return purged;
 }

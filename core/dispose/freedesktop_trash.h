@@ -50,7 +50,23 @@ class FreedesktopTrash {
     std::vector<std::string> paths;  // of what is gone for good
     std::vector<TidraDeletionFailure> failures;
     std::vector<std::string> notes;  // what was passed over and why, for people
+    std::size_t notBegun = 0;        // entries that cancelling left
+
+    Purged& operator+=(Purged other);
   };
+
+  /// What purging removes. Every way to empty a trash goes by choose().
+  struct Choice {
+    std::vector<Entry> due;
+    std::vector<Entry> unlisted;  // these stay, because nothing says when they were trashed
+  };
+
+  /// Due is what was trashed before `cutOff`, and with `includesUnlisted` what nothing dates. What is neither due nor
+  /// unlisted was trashed later and is in neither list.
+  static Choice choose(std::vector<Entry> entries, TimePoint cutOff, bool includesUnlisted);
+
+  /// "/t/files/a has no info file; /t/files/b has a date in the future; and 3 more", for people.
+  static std::string listed(const std::vector<Entry>& unlisted);
 
   /// `mounts` are the volumes whose trash is purged besides that of the home folder.
   FreedesktopTrash(TidraPathResolver resolver, std::vector<MountPoint> mounts);

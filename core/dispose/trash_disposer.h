@@ -23,16 +23,16 @@ class TrashDisposer {
   /// std::system_error; the item is in its place then.
   std::string trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date);
 
-  /// What emptying left.
+  /// What emptying removed and what it left.
   struct Emptied {
-    std::vector<TidraDeletionFailure> failures;
-    std::vector<FreedesktopTrash::Entry> unlisted;  // what says when they were trashed is missing or wrong
-    std::vector<std::string> notes;                 // trashes that were passed over and why
+    FreedesktopTrash::Purged purged;                // with the trashes that were passed over and why as notes
+    std::vector<FreedesktopTrash::Entry> unlisted;  // these stay, because nothing says when they were trashed
   };
 
-  /// Empties the trash, whoever filled it: macOS through the Finder, which does not tell what it left; elsewhere
-  /// everything that was trashed until now, and with `includesUnlisted` what nothing dates.
-  Emptied emptyTrash(TimePoint now, bool includesUnlisted);
+  /// Empties the trash, whoever filled it: macOS through the Finder, which does not report what it removed or left;
+  /// elsewhere everything that was trashed until now, and with `includesUnlisted` what nothing dates. `shouldCancel` is
+  /// polled between and within entries.
+  [[nodiscard]] Emptied emptyTrash(TimePoint now, bool includesUnlisted, const std::function<bool()>& shouldCancel);
 
   /// Tidra's share in what must not be removed: the trash folder of the home folder.
   static std::string folder(const TidraPathResolver& resolver);

@@ -1,6 +1,7 @@
-#include <algorithm>
-
 #include "core/dispose/trash_disposer.h"
+
+#include <chrono>
+
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -14,16 +15,13 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string& orig
   return freedesktop_.trash(entry, originalPath, date);
 }
 
-TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint now, bool includesUnlisted) {
-  Emptied emptied;
-  auto entries = freedesktop_.list(now, emptied.notes);
-  if (!includesUnlisted) {
-    const auto unlisted =
-        std::stable_partition(entries.begin(), entries.end(), [](const auto& entry) { return !entry.isUnlisted(); });
-    emptied.unlisted.assign(unlisted, entries.end());
-    entries.erase(unlisted, entries.end());
-  }
-  emptied.failures = FreedesktopTrash::remove(entries).failures;
+TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint now, bool includesUnlisted,
+                                                 const std::function<bool()>& shouldCancel) {
+  std::vector<std::string> notes;
+  const auto untilNow = now + std::chrono::seconds{1};
+  auto choice = FreedesktopTrash::choose(freedesktop_.list(now, notes), untilNow, includesUnlisted);
+  Emptied emptied{FreedesktopTrash::remove(choice.due, shouldCancel), std::move(choice.unlisted)};
+  emptied.purged.notes = std::move(notes);
   return emptied;
 }
 

@@ -24,11 +24,12 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string&, Tim
   return *landed;
 }
 
-TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint, bool) {
+TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint, bool, const std::function<bool()>& shouldCancel) {
   constexpr double timeoutSeconds = 60;
   ProcessRunner::run({.executablePath = "/usr/bin/osascript",
                       .arguments = {"-e", "tell application \"Finder\" to empty trash"},
-                      .timeoutSeconds = timeoutSeconds});
+                      .timeoutSeconds = timeoutSeconds,
+                      .shouldCancel = shouldCancel});
   return {};
 }
 

@@ -257,6 +257,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     if (unmeasured) outcome.unmeasured.push_back(*unmeasured);
     if (auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result)) {
       outcome.disposal.receipts.push_back(std::move(disposed->receipt));
+      if (!disposed->remainder.empty()) outcome.remainders.push_back(std::move(disposed->remainder));
     } else {
       outcome.disposal.failures.push_back(std::move(std::get<TidraDeletionFailure>(result)));
     }

@@ -99,6 +99,7 @@ struct CleanupSetting {
 struct CleanupOutcome {
   DisposalOutcome disposal;                // refused candidates are among the failures
   std::vector<UnmeasuredSize> unmeasured;  // in the order of their receipts; in a dry run too
+  std::vector<std::string> remainders;     // a sentence for each receipt of which something stays
   bool cancelled = false;                  // what was not begun by then is in neither list
 };
 

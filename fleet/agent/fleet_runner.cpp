@@ -257,6 +257,7 @@ class Run {
     result_.unmeasured = std::move(outcome.unmeasured);
     say(fmt::format("{}: {} ok, {} failed{}", rawValue(setting.method), result_.disposal.receipts.size(),
                     result_.disposal.failures.size(), setting.dryRun ? " (dry run: nothing was removed)" : ""));
+    for (const std::string& remainder : outcome.remainders) say(remainder);
     sayWhatToolsRemoved();
     if (!setting.dryRun) return;
     result_.disposal.receipts.clear();

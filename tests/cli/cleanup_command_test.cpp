@@ -239,24 +239,5 @@ TEST_F(CliCleanup, ADryPurgeTellsWhatEarlierRemovalsLeft) {
   EXPECT_FALSE(fs::exists(manifest));
 }
 
-TEST_F(CliCleanup, AnInterruptedTrashPurgeSaysSo) {
-  constexpr int entries = 300;
-  for (int i = 0; i < entries; ++i) {
-    const std::string name = "e" + std::to_string(i);
-    for (int k = 0; k < 40; ++k) tree().writeFile(".local/share/Trash/files/" + name + "/d" + std::to_string(k) + "/f");
-    tree().writeFile(".local/share/Trash/info/" + name + ".trashinfo", "Path=/x\nDeletionDate=2020-01-01T00:00:00\n");
-  }
-  for (const char* folder : {"", "/files", "/info"}) tree().setMode(".local/share/Trash" + std::string(folder), 0700);
-  ProgramOptions options = typing("y");
-  // The question is the first thing on standard error.
-  options.onFirstError = [](pid_t program) {
-    ::usleep(30000);
-    ::kill(program, SIGINT);
-  };
-  const ProgramRun ran = run({"trash", "purge", "--older-than", "1d"}, options);
-  const auto left = fs::directory_iterator(tree().path(".local/share/Trash/info")) != fs::directory_iterator();
-  EXPECT_TRUE(ran.status == 130 || !left) << ran.status << ran.err;
-}
-
 }  // namespace
 }  // namespace tidra

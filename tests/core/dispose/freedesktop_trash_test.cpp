@@ -177,26 +177,54 @@ TEST_F(Trash, IsEmptiedAsTheItemThatItIs) {
   tree_.writeFile("home/.local/share/Trash/files/orphan/deep", "123");
   tree_.writeFile("home/.local/share/Trash/files/q/1-x/f", "1");
   tree_.writeFile("home/.local/share/Trash/files/q/1-x.tidra.json", "");
-  TidraDeletionService emptying({.resolver = resolver_,
+  const auto emptying = [this](bool includesUnlisted) {
+    return TidraDeletionService({.resolver = resolver_,
                                  .host = "a-host",
                                  .mounts = mountPoints(),
                                  .protectedFolders = {},
                                  .clock = [] { return now; },
                                  .shouldCancel = {},
-                                 .seenAt = now});
-  for (const DisposalMethod method : {DisposalMethod::trash, DisposalMethod::quarantine}) {
-    const auto before = tree_.snapshot();
-    EXPECT_TRUE(
-        std::holds_alternative<TidraDeletionFailure>(emptying.dispose({files("/old"), {}}, method, false, config())));
-    const auto dry = emptying.dispose({files(), {}}, method, true, config());
-    EXPECT_EQ(std::get<TidraDeletionService::Disposed>(dry).receipt.bytes, 9);
-    EXPECT_EQ(tree_.snapshot(), before);
+                                 .seenAt = now,
+                                 .includesUnlisted = includesUnlisted});
+  };
+  const auto emptied = [&](bool includesUnlisted, bool dryRun) {
+    return emptying(includesUnlisted).dispose({files(), {}}, DisposalMethod::quarantine, dryRun, config());
+  };
+  const auto before = tree_.snapshot();
+  EXPECT_TRUE(std::holds_alternative<TidraDeletionFailure>(
+      emptying(true).dispose({files("/old"), {}}, DisposalMethod::trash, false, config())));
+  for (const auto& [includesUnlisted, bytes, remainder] :
+       {std::tuple{true, 9, std::string("1 entry stays in the trash: 1 came into it since the scan.")},
+        {false, 5,
+         "3 entries stay in the trash: " + files("/orphan") + " has no info file; " + files("/q") +
+             " has no info file; 1 came into it since the scan."}}) {
+    const auto disposed = std::get<TidraDeletionService::Disposed>(emptied(includesUnlisted, true));
+    EXPECT_EQ(disposed.receipt.bytes, bytes);
+    EXPECT_EQ(disposed.remainder, remainder);
   }
-  const auto result = emptying.dispose({files(), {}}, DisposalMethod::trash, false, config());
-  EXPECT_EQ(std::get<TidraDeletionService::Disposed>(result).receipt,
-            (DisposalReceipt{files(), DisposalMethod::delete_, std::nullopt, 9, now}));
+  EXPECT_EQ(tree_.snapshot(), before);
+  EXPECT_EQ(std::get<TidraDeletionService::Disposed>(emptied(false, false)).receipt,
+            (DisposalReceipt{files(), DisposalMethod::delete_, std::nullopt, 5, now}));
+  EXPECT_THAT(namesIn(files()), ElementsAre("orphan", "q", "since"));
+  EXPECT_THAT(std::get<TidraDeletionFailure>(emptied(false, false)).message,
+              AllOf(HasSubstr("orphan has no info file"), HasSubstr("--include-unlisted removes such entries")));
+  EXPECT_EQ(std::get<TidraDeletionService::Disposed>(emptied(true, false)).receipt.bytes, 4);
   EXPECT_THAT(namesIn(files()), ElementsAre("since"));
   EXPECT_THAT(namesIn(info()), ElementsAre("since.trashinfo"));
+  EXPECT_THAT(std::get<TidraDeletionFailure>(emptied(true, false)).message, HasSubstr("came into it since the scan"));
+}
+
+TEST_F(Trash, AnInterruptedPurgeCountsWhatItLeft) {
+  auto made = trash();
+  for (const char* name : {"a", "b", "c", "d"}) {
+    made.trash(holdEntry(tree_.writeFile(std::string("home/p/") + name)), "/p", now);
+  }
+  std::vector<std::string> notes;
+  const auto entries = made.list(now, notes);
+  const auto purged = FreedesktopTrash::remove(entries, [&] { return namesIn(files()).size() <= 2; });
+  EXPECT_THAT(purged.paths, ElementsAre(files("/a"), files("/b")));
+  EXPECT_EQ(purged.notBegun, 2U);
+  EXPECT_THAT(namesIn(files()), ElementsAre("c", "d"));
 }
 
 TEST_F(Trash, InfoFilesOfNoEntryPurgeNothing) {
