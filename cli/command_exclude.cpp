@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <memory>
 
@@ -11,6 +12,8 @@
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
 
 namespace tidra {
 namespace {
@@ -49,16 +52,67 @@ void noteReading(const ExcludeOptions& options, const TypedExclusion& row) {
                         escapedForTerminal(options.text), escapedForTerminal(here)));
 }
 
-/// The text of the one row that the list shows like this; none when there is no such row or more than one.
-std::optional<std::string> rowShownAs(const std::string& shown, const ExclusionsStore& exclusions) {
-  std::optional<std::string> found;
-  for (const ExclusionEntry& entry : exclusions.load()) {
-    if (escapedForTerminal(entry.pathDisplay) != shown) continue;
-    if (found) return std::nullopt;
-    found = entry.pathDisplay;
-  }
-  return found;
+bool isSamePlace(const std::string& path, const std::string& other) {
+  if (path == other) return true;
+  const auto real = realPath(path);
+  const auto otherReal = realPath(other);
+  return real && otherReal && *real == *otherReal;
 }
+
+/// Finds the rows of the list that a typed text means.
+class RowFinder {
+ public:
+  RowFinder(const std::string& given, const TypedExclusion& typed, const TidraPathResolver& resolver)
+      : given_(given), typed_(typed), resolver_(resolver) {
+    const auto folder = realPath(".");
+    if (typed.kind == ExclusionRowKind::path) {
+      place_ = excludedPath(typed.text, resolver);
+    } else if (folder && !given.empty() && !isGlob(given)) {
+      place_ = standardizedPath(joinedPath(*folder, given));
+    }
+    if (place_ && folder && isSamePlace(parentPath(*place_), *folder)) nameHere_ = lastPathComponent(*place_);
+  }
+
+  /// The texts of these rows, the closest reading first: the row as it stands, the same place written another way, and
+  /// the pattern of a name in the current folder.
+  std::vector<std::string> meant(const std::vector<ExclusionEntry>& rows) const {
+    std::vector<std::string> texts;
+    const auto take = [&](const auto& isMeant) {
+      for (const ExclusionEntry& row : rows) {
+        const bool isTaken = std::find(texts.begin(), texts.end(), row.pathDisplay) != texts.end();
+        if (!isTaken && isMeant(row)) texts.push_back(row.pathDisplay);
+      }
+    };
+    take([&](const ExclusionEntry& row) { return row.pathDisplay == typed_.text; });
+    // A row that was made elsewhere may stand there as it was typed.
+    take([&](const ExclusionEntry& row) { return row.pathDisplay == given_; });
+    take([&](const ExclusionEntry& row) { return escapedForTerminal(row.pathDisplay) == given_; });
+    take([&](const ExclusionEntry& row) { return isPlace(row); });
+    take([&](const ExclusionEntry& row) {
+      return row.kind == ExclusionRowKind::pattern && !nameHere_.empty() && standardizedName(row) == nameHere_;
+    });
+    return texts;
+  }
+
+ private:
+  /// True for a row that is just the place.
+  bool isPlace(const ExclusionEntry& row) const {
+    return row.kind != ExclusionRowKind::pattern && place_ &&
+           isSamePlace(excludedPath(row.pathDisplay, resolver_), *place_);
+  }
+
+  static std::string_view standardizedName(const ExclusionEntry& row) {
+    std::string_view name = row.pathDisplay;
+    while (name.ends_with('/')) name.remove_suffix(1);
+    return name;
+  }
+
+  const std::string& given_;
+  const TypedExclusion& typed_;
+  const TidraPathResolver& resolver_;
+  std::optional<std::string> place_;  // none for a pattern that is no name
+  std::string nameHere_;              // of the place, when it lies in the current folder
+};
 
 int add(const ExcludeOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
@@ -80,22 +134,24 @@ int add(const ExcludeOptions& options, const Program& program) {
 
 int remove(const ExcludeOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
-  const std::string text = typedRow(options, resolver).text;
+  const TypedExclusion row = typedRow(options, resolver);
+  UserState state(resolver);
+  auto meant = RowFinder(options.text, row, resolver).meant(state.exclusions.load());
+  if (meant.empty()) {
+    throw InputError(
+        fmt::format("'{}' is not excluded; tidra exclude list shows what is.", escapedForTerminal(row.text)));
+  }
+  const std::string text = escapedForTerminal(meant.front());
   if (program.options.dryRun) {
-    writeOut(fmt::format("{} would no longer be excluded.\n", escapedForTerminal(text)));
+    writeOut(fmt::format("{} would no longer be excluded.\n", text));
     return ExitStatus::done;
   }
-  UserState state(resolver);
   state.requireHome();
-  const auto removeShown = [&] {
-    const auto row = rowShownAs(options.text, state.exclusions);
-    return row && state.exclusions.remove(*row);
-  };
-  // A row that was made elsewhere may stand there as it was typed.
-  if (!state.exclusions.remove(text) && !state.exclusions.remove(options.text) && !removeShown()) {
-    throw InputError(fmt::format("'{}' is not excluded; tidra exclude list shows what is.", escapedForTerminal(text)));
+  state.exclusions.remove(meant.front());
+  writeOut(fmt::format("{} is no longer excluded.\n", text));
+  for (std::size_t i = 1; i < meant.size(); ++i) {
+    writeNote(fmt::format("'{}' is still excluded.", escapedForTerminal(meant[i])));
   }
-  writeOut(fmt::format("{} is no longer excluded.\n", escapedForTerminal(text)));
   return ExitStatus::done;
 }
 

@@ -132,6 +132,7 @@ int restore(const QuarantineOptions& options, const Program& program) {
   auto listing = readEntries(quarantine);
   writeNotes(listing.notes, program);
   const auto entries = chosen(options, std::move(listing.entries));
+  if (entries.empty() && !options.json) writeOut("Nothing is in quarantine, so nothing is restored.\n");
   return forEach(entries, options, program, "restored", [&](const Entry& entry) {
     program.options.dryRun ? quarantine.checkRestore(entry) : quarantine.restore(entry);
   });
@@ -182,7 +183,8 @@ int purge(const QuarantineOptions& options, const Program& program) {
   const int status = forEach(entries, options, program, "purged", [&](const Entry& entry) {
     if (!program.options.dryRun) quarantine.remove(entry, &InterruptGuard::requested);
   });
-  if (entries.empty() && !options.json) writeOut("Nothing in quarantine is due.\n");
+  if (entries.empty() && !options.json)
+    writeOut(byName ? "Nothing is in quarantine.\n" : "Nothing in quarantine is due.\n");
   return status == ExitStatus::done ? cleared : status;
 }
 

@@ -1,6 +1,6 @@
 // Two kinds of proof. A place that only tool managers, editors and applications use: the table below, a line each,
-// which is where a new tool is added. And structure: the global prefix of npm, an Electron application, a program that
-// brings its own Node.
+// which is where a new tool is added. And structure: the global prefix of npm, an Electron application, the extensions
+// of a portable editor, a program that brings its own Node.
 #include "core/scan/installed_programs.h"
 
 #include <algorithm>
@@ -124,6 +124,12 @@ bool bringsOwnNode(const std::string& folder) {
                      [&](auto place) { return isExecutableFile(joinedPath(folder, place)); });
 }
 
+/// "data/extensions" of a portable editor, which lists what is installed there.
+bool isPortableEditors(const std::string& folder) {
+  return lastPathComponent(folder) == "extensions" && lastPathComponent(parentPath(folder)) == "data" &&
+         exists(joinedPath(folder, "extensions.json"));
+}
+
 /// Folders of a program lie a few levels below its own.
 constexpr int mostLevels = 6;
 
@@ -136,6 +142,7 @@ std::optional<std::string> ownerByStructure(const std::string& path) {
     if ((name == "resources" || name == "Resources") && isElectronResources(folder)) {
       return std::string(lastPathComponent(above));
     }
+    if (isPortableEditors(above)) return std::string(name);
     if (level == 0 && bringsOwnNode(folder)) return std::string(name);
   }
   return std::nullopt;

@@ -142,6 +142,11 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
   for (const std::string& path : realSkippedOfPerson(request)) realSkip.addPrefix(path);
   const Spelling spelling(request.root);
   if (auto obstacle = storeObstacle(request, spelling, shown)) return obstacle;
+  // Comes before the skip list, which names the usual places of these: no option walks them.
+  const MountPoint* mount = mountOf(request.mounts, spelling.realRoot());
+  if (mount != nullptr && isPseudoFileSystem(mount->fileSystem)) {
+    return fmt::format("{} is on a {} file system, which holds no projects.", shown, mount->fileSystem);
+  }
   if (skip.bars(request.root) || realSkip.bars(spelling.realRoot())) {
     return fmt::format(
         "{} lies in a folder that scans skip (see tidra rules list --skipped), so nothing is reported for it{}.", shown,
@@ -154,10 +159,6 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
     return fmt::format("{} lies in the dependency folder {}, which is one finding as a whole; scan {} instead.", shown,
                        escapedForTerminal(request.resolver.displayPath(*holder)),
                        escapedForTerminal(request.resolver.displayPath(parentPath(*holder))));
-  }
-  const MountPoint* mount = mountOf(request.mounts, spelling.realRoot());
-  if (mount != nullptr && isPseudoFileSystem(mount->fileSystem)) {
-    return fmt::format("{} is on a {} file system, which holds no projects.", shown, mount->fileSystem);
   }
   return std::nullopt;
 }

@@ -228,6 +228,13 @@ TEST_F(CliCleanup, AnEntryThatCannotBePurgedIsToldOnce) {
     ::umount2((leftover.path() / "mounted").c_str(), MNT_DETACH);
 }
 
+TEST_F(CliCleanup, AnEmptyQuarantineIsSaidToBeEmpty) {
+  for (const char* action : {"restore", "purge"}) {
+    EXPECT_THAT(run({"quarantine", action, "--all"}).out, HasSubstr("Nothing is in quarantine")) << action;
+    EXPECT_THAT(run({"quarantine", action, "--all", "--json"}).out, Not(HasSubstr("Nothing"))) << action;
+  }
+}
+
 TEST_F(CliCleanup, ADryPurgeTellsWhatEarlierRemovalsLeft) {
   const std::string manifest = tree().path(".tidra/quarantine/20200101T000000-gone.tidra.json");
   tree().writeFile(".tidra/quarantine/20200101T000000-gone.tidra.json",

@@ -124,6 +124,21 @@ TEST_F(CliState, ExclusionsAreKeptAndHonoured) {
   EXPECT_THAT(run({"exclude", "add", "../x"}).out, HasSubstr("/x was already excluded.\n"));
   EXPECT_THAT(run({"exclude", "add", "-n", "./x/**"}).out, "~/x/** would be excluded.\n");
   EXPECT_EQ(run({"exclude", "remove", "~/some/x"}).status, 0);
+  // One entry, however it is written.
+  tree().makeFolder("k4");
+  const std::vector<std::string> spellings{"k4", "k4/", "./k4", tree().path("k4")};
+  for (const std::string& added : spellings) {
+    for (const std::string& removed : spellings) {
+      ASSERT_EQ(run({"exclude", "add", added}).status, 0) << added;
+      EXPECT_EQ(run({"exclude", "remove", removed}).status, 0) << added << " " << removed;
+      EXPECT_EQ(run({"exclude", "remove", removed}).status, 2) << added << " " << removed;
+    }
+  }
+  EXPECT_EQ(run({"exclude", "add", "k4/"}).out, "~/k4 is now excluded.\n");
+  EXPECT_EQ(run({"exclude", "add", "k4"}).status, 0);
+  EXPECT_EQ(run({"exclude", "remove", "k4"}).err, "note: '~/k4' is still excluded.\n");
+  EXPECT_EQ(run({"exclude", "remove", "k4"}, {.environment = {}, .folder = tree().path("code")}).status, 2);
+  EXPECT_EQ(run({"exclude", "remove", "k4"}).out, "~/k4 is no longer excluded.\n");
   const ProgramRun gone = run({"exclude", "remove", "t?ol"});
   EXPECT_EQ(gone.status, 2);
   EXPECT_THAT(linesOf(gone.err), ElementsAre("tidra: 't?ol' is not excluded; tidra exclude list shows what is."));

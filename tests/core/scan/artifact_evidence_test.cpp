@@ -137,7 +137,8 @@ TEST(InstalledPrograms, AreKnownByTheirPlaceAndByWhatLiesAround) {
                "lib/node_modules/f", "Foo/resources.pak", "Foo/resources/app/node_modules/f", "Bar/resources/app.asar",
                "Bar/resources/node_modules/f", "site/resources/app/node_modules/f", "kit/node/bin/node=x",
                "kit/node_modules/f", "home/.dotfiles/.git/", "home/.dotfiles/site/", "home/bot/.venv/bin/bot",
-               "home/.local/bin/bot->../../bot/.venv/bin/bot", "app/package.json", "app/node_modules/f"});
+               "home/.local/bin/bot->../../bot/.venv/bin/bot", "app/package.json", "app/node_modules/f",
+               "code-portable/data/extensions/extensions.json", "shop/data/extensions/x/f"});
   tree.setMode("kit/node/bin/node", 0755);
   const std::vector<std::pair<std::string, std::string>> rows{
       {"prefix/lib/node_modules", "npm"},
@@ -153,6 +154,8 @@ TEST(InstalledPrograms, AreKnownByTheirPlaceAndByWhatLiesAround) {
       {"home/.local/share/pipx/venvs/black/build", "black"},
       {"home/.config/discord/0.0.1/modules/x/node_modules", "discord"},
       {"home/configs/x/node_modules", "–"},
+      {"code-portable/data/extensions/a.b-1.2/server/node_modules", "a.b-1.2"},
+      {"shop/data/extensions/x/node_modules", "–"},
       {"home/.n8n/nodes/node_modules", "n8n"},
       {"home/.dotfiles/site/node_modules", "–"},
       {"home/bot/.venv", "bot"},

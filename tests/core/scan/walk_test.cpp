@@ -271,7 +271,7 @@ TEST(Walk, ARootReachedThroughALinkKeepsItsSkipListExclusionsAndMounts) {
 TEST(Walk, SaysWhyARootGivesNothing) {
   const TemporaryTree tree;
   makeEntries(tree, {"skipped/p/target/f", "mine/p/target/f", "proc/target/f", "link->mine/p"});
-  const auto skipping = catalogOf({plainRule("target")}, {"~/skipped", ".git"});
+  const auto skipping = catalogOf({plainRule("target")}, {"~/skipped", "~/proc/sys", ".git"});
   auto request = requestFor(tree, skipping);
   request.mounts = {{tree.path("proc"), "proc", "0:5"}};
   request.exclusionFilter.pathPrefixes = {tree.path("mine")};
@@ -292,6 +292,7 @@ TEST(Walk, SaysWhyARootGivesNothing) {
   request.exclusionFilter.pathPrefixes = {tree.path("link")};
   EXPECT_THAT(obstacleOf("mine/p"), HasSubstr("~/mine/p is excluded"));
   EXPECT_THAT(obstacleOf("proc"), HasSubstr("~/proc is on a proc file system"));
+  EXPECT_THAT(obstacleOf("proc/sys"), testing::EndsWith("is on a proc file system, which holds no projects."));
   EXPECT_EQ(obstacleOf(""), "");
   EXPECT_EQ(obstacleOf("missing"), "");
   // A folder of the system counts by its own name only: on macOS /tmp is a link to /private/tmp.
