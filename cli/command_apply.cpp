@@ -1,14 +1,17 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 
 #include "cli/cleanup_options.h"
 #include "cli/interrupt.h"
+#include "cli/option_rules.h"
 #include "cli/program.h"
 #include "cli/scan_options.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
+#include "core/scan/stores.h"
 
 namespace tidra {
 namespace {
@@ -36,6 +39,18 @@ CleanupPlan readPlan(const std::string& file, const std::string& host, bool forc
   return plan;
 }
 
+/// What the table of option pairs cannot know: the plan says what the options are about.
+void checkAgainstPlan(const RemovalOptions& options, const CleanupPlan& plan) {
+  if (options.quarantineFolder && plan.method != DisposalMethod::quarantine) {
+    throw InputError(missingNeed("--quarantine-dir", "--method quarantine, here or in the plan"));
+  }
+  const bool hasTrash = std::any_of(plan.items.begin(), plan.items.end(),
+                                    [](const auto& item) { return StoreNames::isWholeTrash(item.path); });
+  if (options.includesUnlisted && !options.emptyTrash && !hasTrash) {
+    throw InputError(missingNeed("--include-unlisted", "--empty-trash or the trash in the plan"));
+  }
+}
+
 int runApplyCommand(ApplyOptions& options, const Program& program) {
   options.removal.json = options.scan.json;
   const ScanViewOptions view = chosenView(options.scan, program);
@@ -43,6 +58,7 @@ int runApplyCommand(ApplyOptions& options, const Program& program) {
   ScanRequest request = makeScanRequest(options.scan, program.environment);
   CleanupPlan plan = readPlan(options.file, request.host, options.removal.force);
   if (options.removal.method) plan.method = parseMethod(*options.removal.method);
+  checkAgainstPlan(options.removal, plan);
   request.quarantines = {chosenQuarantine(options.removal.quarantineFolder, request.resolver).directory};
   requireOwnStores(plan.method, options.removal, request.resolver);
   if (plan.method == DisposalMethod::quarantine) {

@@ -135,6 +135,7 @@ void addCleanCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<CleanOptions>();
   CLI::App* command = app.add_subcommand("clean", "Remove what can be made again, after asking");
   addScanOptions(*command, options->scan, "Items");
+  command->get_option("--output")->group("");  // refused with a sentence that names tidra plan, so not in the help
   addRemovalOptions(*command, options->removal);
   command->add_flag("--no-evidence", options->takesUnproven, unprovenHelp);
   command->footer(

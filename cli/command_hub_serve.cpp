@@ -177,13 +177,12 @@ int serve(const HubServeOptions& options, const Program& program) {
 
 void addTokenOptions(CLI::App& command, TokenOptions& options, const std::string& who) {
   const std::string name = fmt::format("--{}-token", options.kind);
-  CLI::Option* text = command.add_option(name, options.text, fmt::format("The token of {}", who))->type_name("TOKEN");
+  command.add_option(name, options.text, fmt::format("The token of {}", who))->type_name("TOKEN");
   command
       .add_option(name + "-file", options.file,
                   fmt::format("A file with that token, or with two of them a line each; read again on SIGHUP. Else {}",
                               options.variable))
-      ->type_name("FILE")
-      ->excludes(text);
+      ->type_name("FILE");
 }
 
 }  // namespace

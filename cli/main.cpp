@@ -7,6 +7,7 @@
 
 #include "app/state/preferences_store.h"
 #include "cli/interrupt.h"
+#include "cli/option_rules.h"
 #include "cli/program.h"
 #include "cli/terminal.h"
 #include "core/base/errors.h"
@@ -86,6 +87,7 @@ int runProgram(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return fail(fmt::format("{} (see tidra --help)", escapedForTerminal(error.what())), ExitStatus::badInput);
   }
+  checkOptionPairs(app);
   if (program.options.quiet) silenceNotes();
   return program.command();
 }

@@ -277,7 +277,6 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   request.git = TidraGitMetadataReader::findGit(environment);
   request.scanProjects = !options.noProjects;
   request.scanSystem = !options.noSystem;
-  if (options.system && options.noSystem) throw InputError("Give either --system or --no-system, not both.");
   if (options.system) request.systemReach = SystemReach::everywhere;
   request.exclusions = chosenExclusions(options, request.resolver);
   applyUserState(request);

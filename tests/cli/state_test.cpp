@@ -36,7 +36,8 @@ class CliState : public CliTest {
   /// up.
   ProgramRun scanAll(std::vector<std::string> more) const {
     std::vector<std::string> arguments{"scan", "--json", "--rules", rules_};
-    if (std::find(more.begin(), more.end(), "--category") == more.end())
+    const auto isChosen = [](const std::string& word) { return word == "--category" || word == "--no-system"; };
+    if (std::none_of(more.begin(), more.end(), isChosen))
       more.insert(more.begin(), {"--category", "globalCaches,mine"});
     arguments.insert(arguments.end(), more.begin(), more.end());
     return run(arguments);
