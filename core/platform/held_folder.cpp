@@ -138,4 +138,13 @@ bool isBeyondOthersReach(std::string_view folder) {
 
 std::uint32_t runningUser() { return ::geteuid(); }
 
+bool isByDecider(const EntryFacts& entry, const EntryFacts& folder) {
+  return entry.owner == 0 || entry.owner == runningUser() || entry.owner == folder.owner;
+}
+
+bool isPlanted(const EntryFacts& entry, const EntryFacts& folder) {
+  constexpr std::uint32_t everybodyMayWrite = 0002;
+  return (folder.permissions & everybodyMayWrite) != 0 && !isByDecider(entry, folder);
+}
+
 }  // namespace tidra

@@ -64,4 +64,11 @@ Outcome<PathComponent> openPathComponent(int parent, const std::string& name);
 /// The user on whose behalf the program acts.
 std::uint32_t runningUser();
 
+/// True when an entry belongs to somebody who decides about the folder that holds it: the running user, root or the
+/// folder's owner. Others' entries must not decide for these what goes.
+[[nodiscard]] bool isByDecider(const EntryFacts& entry, const EntryFacts& folder);
+
+/// True for an entry that a stranger put into a folder where everybody may write, such as "/tmp".
+[[nodiscard]] bool isPlanted(const EntryFacts& entry, const EntryFacts& folder);
+
 }  // namespace tidra

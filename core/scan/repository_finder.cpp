@@ -7,12 +7,21 @@
 
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
 namespace {
 
 constexpr std::size_t longestStep = 1000;  // bytes of a path that one system call takes, whatever the platform
+
+/// A stranger must not make a repository, or what a keep file makes, of a folder that everybody shares.
+template <class Holder>
+bool counts(const Outcome<EntryFacts>& marker, Holder holder) {
+  if (!marker) return false;
+  const auto facts = holder();
+  return facts && !isPlanted(*marker, *facts);
+}
 
 }  // namespace
 
@@ -41,13 +50,17 @@ const MarkedFolderFinder::Place& MarkedFolderFinder::placeOf(std::size_t parent,
 }
 
 bool MarkedFolderFinder::holdsMarker(std::string_view folder) {
-  if (folder.size() <= longestStep) return static_cast<bool>(pathFacts(joinedPath(folder, marker_)));
+  if (folder.size() <= longestStep) {
+    const std::string place(folder);
+    return counts(pathFacts(joinedPath(place, marker_)), [&] { return followedFacts(place); });
+  }
   const bool isBelow = !openPath_.empty() && isSameOrInside(folder, openPath_);
   if (!isBelow || (open_ && folder.size() - openPath_.size() > longestStep)) moveTo(folder);
   if (!open_) return false;  // nor is anything below a folder that is not there
   const auto below = folder.substr(std::min(folder.size(), openPath_.size() + 1));
-  return static_cast<bool>(
-      entryFacts(open_.get(), below.empty() ? marker_.c_str() : joinedPath(below, marker_).c_str()));
+  const std::string place(below.empty() ? "." : below);
+  return counts(entryFacts(open_.get(), joinedPath(place, marker_).c_str()),
+                [&] { return followedEntryFacts(open_.get(), place.c_str()); });
 }
 
 void MarkedFolderFinder::moveTo(std::string_view folder) {

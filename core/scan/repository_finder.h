@@ -24,8 +24,8 @@ class MarkedFolderFinder {
   explicit MarkedFolderFinder(std::string marker) : marker_(std::move(marker)) {}
 
   /// The nearest folder at or above this one that holds the marker, as the beginning of `folder`; none when there is
-  /// none. `folder` is absolute and standardised. Links on the way are followed, so ancestors are those of the path's
-  /// text.
+  /// none. A marker that a stranger put where everybody may write does not count. `folder` is absolute and
+  /// standardised. Links on the way are followed, so ancestors are those of the path's text.
   std::optional<std::string_view> of(std::string_view folder);
 
  private:

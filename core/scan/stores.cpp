@@ -27,13 +27,24 @@ std::optional<StoreKind> kindByName(std::string_view name, Folder folder) {
   return above.ends_with("/.local/share") ? std::optional(StoreKind::trash) : std::nullopt;
 }
 
+/// True for a sign of a store that counts: a regular file, and not of a stranger, who could keep with it what others
+/// want to remove.
+bool isSign(int folder, const std::string& file) {
+  const auto facts = entryFacts(folder, file.c_str());
+  if (!facts || facts->type != EntryType::regularFile) return false;
+  const auto holder = descriptorFacts(folder);
+  return holder && isByDecider(*facts, *holder);
+}
+
 bool holdsInfoFiles(int trash) {
   const auto info = openSubdirectory(trash, "info");
-  if (!info) return false;
+  const auto infoFacts = info ? descriptorFacts(info->get()) : info.failure();
+  const auto trashFacts = descriptorFacts(trash);
+  if (!infoFacts || !trashFacts || !isByDecider(*infoFacts, *trashFacts)) return false;
   DirectoryReader reader;
   reader.start(info->get());
   for (DirectoryEntry entry; reader.next(entry);) {
-    if (entry.name.ends_with(StoreNames::infoSuffix)) return true;
+    if (entry.name.ends_with(StoreNames::infoSuffix) && isSign(info->get(), std::string(entry.name))) return true;
   }
   return false;
 }
@@ -41,8 +52,7 @@ bool holdsInfoFiles(int trash) {
 bool isEntry(int folder, const std::string& name) { return static_cast<bool>(entryFacts(folder, name.c_str())); }
 
 bool hasManifest(int folder, std::string_view name) {
-  const auto manifest = entryFacts(folder, (std::string(name) + std::string(StoreNames::manifestSuffix)).c_str());
-  return manifest && manifest->type == EntryType::regularFile;
+  return isSign(folder, std::string(name) + std::string(StoreNames::manifestSuffix));
 }
 
 }  // namespace
@@ -69,13 +79,15 @@ void StoreSigns::noteManifest(std::string_view name) {
 std::vector<std::string> StoreSigns::quarantined(int descriptor) const {
   std::vector<std::string> names;
   std::copy_if(manifested_.begin(), manifested_.end(), std::back_inserter(names),
-               [&](const std::string& name) { return isEntry(descriptor, name); });
+               [&](const std::string& name) { return isEntry(descriptor, name) && hasManifest(descriptor, name); });
   return names;
 }
 
 std::optional<StoreKind> StoreSigns::kindOfSuspect(int descriptor) const {
-  const auto isHere = [&](const std::string& name) { return isEntry(descriptor, name); };
-  if (std::any_of(manifested_.begin(), manifested_.end(), isHere)) return StoreKind::quarantine;
+  const auto isItem = [&](const std::string& name) {
+    return isEntry(descriptor, name) && hasManifest(descriptor, name);
+  };
+  if (std::any_of(manifested_.begin(), manifested_.end(), isItem)) return StoreKind::quarantine;
   return hasFiles_ && hasInfo_ && holdsInfoFiles(descriptor) ? std::optional(StoreKind::trash) : std::nullopt;
 }
 

@@ -65,7 +65,8 @@ class StoreSigns {
     }
   }
 
-  /// The entries that have a quarantine's manifest beside them, in the order of the listing.
+  /// The entries that have a quarantine's manifest beside them, in the order of the listing. A manifest of somebody who
+  /// is neither the running user nor root nor the folder's owner does not count, here and below; nor do his info files.
   std::vector<std::string> quarantined(int descriptor) const;
 
   /// The kind of store that the listed folder is; none for any other. `descriptor` is the folder's.

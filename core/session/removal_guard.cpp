@@ -42,14 +42,11 @@ std::string described(const PlaceUse& use, const std::string& place) {
   return user;
 }
 
-/// A keep file is a veto. In a folder where everybody may write, such as "/tmp", only those who decide there have one.
+/// A keep file is a veto, so it is looked whose it is.
 bool holdsKeepFile(const std::string& folder) {
-  constexpr std::uint32_t everybodyMayWrite = 0002;
   const auto file = pathFacts(joinedPath(folder, RemovalGuard::keepFile));
-  if (!file) return false;
-  const auto facts = followedFacts(folder);
-  if (!facts || (facts->permissions & everybodyMayWrite) == 0) return true;
-  return file->owner == 0 || file->owner == runningUser() || file->owner == facts->owner;
+  const auto facts = file ? followedFacts(folder) : file.failure();
+  return facts && !isPlanted(*file, *facts);
 }
 
 }  // namespace
@@ -92,11 +89,7 @@ std::optional<std::string> RemovalGuard::keeperOf(const std::string& path, const
 }
 
 std::optional<std::string> RemovalGuard::keeperAround(const std::string& folder) {
-  auto marked = keepers_.of(folder);
-  while (marked && !holdsKeepFile(std::string(*marked))) {
-    if (*marked == "/") return std::nullopt;
-    marked = keepers_.of(marked->substr(0, std::max<std::size_t>(1, marked->rfind('/'))));
-  }
+  const auto marked = keepers_.of(folder);
   return marked ? std::optional<std::string>(*marked) : std::nullopt;
 }
 

@@ -1,6 +1,7 @@
 #include "core/scan/repository_finder.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "tests/core/scan/scan_fixture.h"
 #include "tests/support/temporary_tree.h"
@@ -25,6 +26,21 @@ TEST(RepositoryFinder, FindsTheNearestRepositoryAtOrAboveAFolder) {
     }
   }
   EXPECT_EQ(finder.of(tree.path("outerwear/p")), RepositoryFinder{}.of(tree.root()));
+}
+
+TEST(RepositoryFinder, AStrangerMakesNoRepositoryOfASharedFolder) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root makes files of strangers";
+  const TemporaryTree tree;
+  const std::string name(200, 'n');
+  const std::string deep = name + "/" + name + "/" + name + "/" + name + "/" + name + "/" + name;
+  for (const std::string& shared : {std::string("tmp"), deep}) {
+    makeEntries(tree, {shared + "/.git/", shared + "/p/"});
+    constexpr uid_t stranger = 65534;
+    ASSERT_EQ(::chown(tree.path(shared + "/.git").c_str(), stranger, stranger), 0);
+    EXPECT_EQ(RepositoryFinder{}.of(tree.path(shared + "/p")), tree.path(shared)) << "as of a colleague";
+    tree.setMode(shared, 01777);
+    EXPECT_EQ(RepositoryFinder{}.of(tree.path(shared + "/p")), RepositoryFinder{}.of(tree.root()));
+  }
 }
 
 TEST(RepositoryFinder, TheDepthOfAFolderIsNoMatter) {

@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -113,6 +114,23 @@ TEST(Walk, NeverEntersATrashOrQuarantineWhosever) {
     EXPECT_THAT(result.findings, IsEmpty()) << root;
     EXPECT_EQ(result.rootObstacle, store + " in which nothing is searched.");
   }
+}
+
+TEST(Walk, AStrangerMakesNoStoreOfOthersFolders) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root makes files of strangers";
+  const TemporaryTree tree;
+  makeEntries(tree, {"shared/p/target/f", "shared/p.tidra.json", "shared/target/f", "shared/target.tidra.json",
+                     "t/files/target/f", "t/info/p.trashinfo"});
+  constexpr uid_t stranger = 65534;
+  for (const char* planted : {"shared/p.tidra.json", "shared/target.tidra.json", "t/info/p.trashinfo"}) {
+    ASSERT_EQ(::chown(tree.path(planted).c_str(), stranger, stranger), 0);
+  }
+  const RuleCatalog rules = catalogOf({plainRule("target")});
+  EXPECT_THAT(pathsOf(Scanner::scan(requestFor(tree, rules)).findings, tree),
+              UnorderedElementsAre("shared/p/target", "shared/target", "t/files/target"));
+  // Where the folder is the stranger's own, so is the decision.
+  ASSERT_EQ(::chown(tree.path("shared").c_str(), stranger, stranger), 0);
+  EXPECT_THAT(pathsOf(Scanner::scan(requestFor(tree, rules)).findings, tree), UnorderedElementsAre("t/files/target"));
 }
 
 TEST(Walk, LeavesOutArtefactsThatHoldWhatMustStay) {
