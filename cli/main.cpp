@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <new>
 #include <sstream>
 
 #include "app/state/preferences_store.h"
@@ -13,6 +14,7 @@
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/model/scan_report.h"
+#include "core/platform/memory_shortage.h"
 #include "core/platform/standard_streams.h"
 
 namespace tidra {
@@ -28,6 +30,11 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
       ->type_name("WHEN");
   app.set_version_flag("--version", fmt::format("tidra {}", TidraCoreInfo::version));
 }
+
+constexpr const char* memoryShortage =
+    "tidra: there is not enough memory to go on; let it have more (ulimit -v shows the limit), name smaller folders, "
+    "or "
+    "use fewer threads with --threads.\n";
 
 int fail(std::string_view message, int status) {
   writeStandardError(fmt::format("tidra: {}\n", message));
@@ -96,6 +103,7 @@ int runProgram(int argc, char** argv) {
 }  // namespace tidra
 
 int main(int argc, char** argv) {
+  tidra::endAtMemoryShortage(tidra::memoryShortage, tidra::ExitStatus::someFailed);
   tidra::handleInterrupts();
   tidra::holdClosedStandardStreams();
   try {
@@ -107,6 +115,9 @@ int main(int argc, char** argv) {
     return tidra::fail(error.what(), tidra::ExitStatus::badInput);
   } catch (const tidra::PreferencesError& error) {
     return tidra::fail(tidra::escapedForTerminal(error.what()), tidra::ExitStatus::badInput);
+  } catch (const std::bad_alloc&) {
+    tidra::writeStandardError(tidra::memoryShortage);
+    return tidra::ExitStatus::someFailed;
   } catch (const std::exception& error) {
     return tidra::fail(tidra::escapedForTerminal(error.what()), tidra::ExitStatus::someFailed);
   }

@@ -20,6 +20,7 @@
 #include "core/platform/file_descriptor.h"
 #include "core/platform/pipe.h"
 #include "core/platform/process_exit.h"
+#include "core/platform/process_memory.h"
 
 extern char** environ;
 
@@ -283,6 +284,7 @@ std::optional<ProcessRunner::Result> ProcessRunner::run(const Command& command) 
   if (!started) return std::nullopt;
 
   Child child(*started);
+  if (command.dataLimitBytes) limitData(*started, *command.dataLimitBytes);
   PipeReader outReader(std::move(out.read));
   PipeReader errReader(std::move(err.read));
   const std::array readers{&outReader, &errReader};

@@ -29,6 +29,7 @@ struct ProcessRunner {
     std::optional<std::string> currentDirectory = {};
     std::optional<Environment> environment = {};  // absent: this process's own
     double timeoutSeconds = 0;
+    std::optional<std::uint64_t> dataLimitBytes = {};  // what it may allocate, on Linux; absent: as this process may
     /// Polled while the command runs; true ends the command as the time-out does. Absent: never.
     std::function<bool()> shouldCancel = {};
     /// Asked about the output so far whenever there is more; true ends the command at once and counts as success.

@@ -40,17 +40,20 @@ FolderNode::FolderNode(std::shared_ptr<FolderNode> parent, std::string name, Fil
 FolderNode::~FolderNode() {
   closeDescriptor();
   // A parent that this releases hands its own parent over to the loop below instead of releasing it in turn, so that a
-  // chain of any length is released without recursion.
-  thread_local bool releasing = false;
-  thread_local std::shared_ptr<FolderNode> next;
+  // chain of any length is released without recursion. A plain pointer needs no destructor for the thread, whose
+  // registration ends the program where memory is short.
+  thread_local std::shared_ptr<FolderNode>* handedOver = nullptr;
   if (!parent_) return;
-  next = std::move(parent_);
-  if (releasing) return;
-  releasing = true;
+  if (handedOver != nullptr) {
+    *handedOver = std::move(parent_);
+    return;
+  }
+  std::shared_ptr<FolderNode> next = std::move(parent_);
+  handedOver = &next;
   while (next) {
     const std::shared_ptr<FolderNode> current = std::move(next);
   }
-  releasing = false;
+  handedOver = nullptr;
 }
 
 std::int64_t FolderNode::openDescriptors() { return openCount; }

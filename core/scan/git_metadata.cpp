@@ -88,6 +88,7 @@ std::optional<ProcessRunner::Result> TidraGitMetadataReader::run(const std::stri
                              .currentDirectory = path,
                              .environment = std::move(environment),
                              .timeoutSeconds = commandTimeoutSeconds,
+                             .dataLimitBytes = commandDataBytes,
                              .shouldCancel = shouldCancel_,
                              .isEnough = std::move(isEnough)});
 }

@@ -45,6 +45,8 @@ class TidraGitMetadataReader {
   };
 
   static constexpr double commandTimeoutSeconds = 8;
+  /// A repository may lead git to a file without an end. An index of a million files takes a third of this.
+  static constexpr std::uint64_t commandDataBytes = std::uint64_t{512} << 20U;
 
   /// `git` is the executable, absent when there is none; `environment` is what git runs with, made safe. Cheap to copy.
   TidraGitMetadataReader(std::optional<std::string> git, TidraPathResolver resolver,

@@ -203,6 +203,29 @@ TEST_F(ScanCommand, FewDescriptorsLoseNothing) {
   }
 }
 
+/// What the program itself needs differs from build to build, so it is tried how far it comes.
+TEST_F(ScanCommand, TooLittleMemoryEndsInASentence) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizers take more address space than is allowed here";
+#endif
+  for (int i = 0; i < 3000; ++i) tree().makeFolder("code/many/" + std::to_string(i) + "/node_modules");
+  std::size_t shortages = 0;
+  for (int megabytes = 20; megabytes < 400; megabytes += 25) {
+    const auto ended = ProcessRunner::run(
+        {.executablePath = "/bin/sh",
+         .arguments = {"-c", "ulimit -v " + std::to_string(megabytes * 1024) + "; exec \"$tidra\" scan --no-system"},
+         .environment = Environment{{"HOME", tree().root()}, {"PATH", "/usr/bin:/bin"}, {"tidra", TIDRA_PROGRAM}},
+         .timeoutSeconds = 60});
+    ASSERT_TRUE(ended);
+    if (ended->status == 0) break;
+    if (ended->stderr_.find("shared libraries") != std::string::npos || ended->stderr_.empty()) continue;  // not loaded
+    EXPECT_EQ(ended->status, 1) << megabytes << ended->stderr_;
+    EXPECT_THAT(ended->stderr_, testing::HasSubstr("tidra: there is not enough memory")) << megabytes;
+    ++shortages;
+  }
+  EXPECT_GT(shortages, 0U);
+}
+
 TEST_F(ScanCommand, AHomeFolderThatDoesNotExistIsNotMade) {
   ProgramOptions options;
   options.environment["HOME"] = tree().path("nobody");

@@ -60,6 +60,18 @@ TEST(ProcessRunner, MoreThanTheOutputLimitIsNoResult) {
   EXPECT_TRUE(hasNoChildren());
 }
 
+TEST(ProcessRunner, ACommandGetsNoMoreMemoryThanItMayHave) {
+#ifndef __linux__
+  GTEST_SKIP() << "only Linux limits what others allocate";
+#endif
+  auto command =
+      shell("until [ $(ulimit -d) = 65536 ]; do :; done; head -c 200000000 /dev/zero | tail -c 190000000 | wc -c");
+  command.dataLimitBytes = std::uint64_t{64} << 20U;
+  const auto result = ProcessRunner::run(command);
+  ASSERT_TRUE(result);
+  EXPECT_EQ(result->stdout_, "0") << result->stderr_;
+}
+
 TEST(ProcessRunner, WhatCannotBeStartedIsNoResult) {
   const TemporaryTree tree;
   tree.writeFile("plain", "#!/bin/sh\n");

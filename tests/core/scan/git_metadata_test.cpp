@@ -1,6 +1,7 @@
 #include "core/scan/git_metadata.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <chrono>
 #include <filesystem>
@@ -248,6 +249,20 @@ TEST_F(GitMetadata, AGitThatFailsOrTalksNonsenseGivesTheFallbackTexts) {
   EXPECT_EQ(reader().lastCommitDate(tree_.path("w/sub")), commitDate);
   EXPECT_EQ(reader().lastCommitDate(tree_.path("gone")), std::nullopt);
   EXPECT_EQ(readerWithFake("exit 1").read(tree_.path("p"), 0).gitStatusLine, "Unable to read git status");
+}
+
+TEST_F(GitMetadata, AFileWithoutAnEndTakesLittleMemory) {
+#ifndef __linux__
+  GTEST_SKIP() << "only Linux limits what others allocate";
+#endif
+  const std::string path = makeRepository("p");
+  tree_.makeFolder("p/.git/objects/info");
+  tree_.symlink("p/.git/objects/info/alternates", "/dev/zero");
+  EXPECT_EQ(reader().holdOwnWork({path}), std::vector<std::optional<bool>>{std::nullopt});
+  rusage usage{};
+  ASSERT_EQ(::getrusage(RUSAGE_CHILDREN, &usage), 0);
+  constexpr std::uint64_t kibibyte = 1024;
+  EXPECT_LE(static_cast<std::uint64_t>(usage.ru_maxrss) * kibibyte, TidraGitMetadataReader::commandDataBytes * 3 / 2);
 }
 
 TEST_F(GitMetadata, AHungGitEndsWhenTheCallerGivesUp) {
