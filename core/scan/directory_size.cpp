@@ -73,6 +73,7 @@ WalkFilter filterFor(const TidraDirectorySizeReader::Options& options) {
   WalkFilter filter;
   for (const MountPoint& mount : options.mounts) filter.addMount(mount.path);
   for (const std::string& pattern : options.exclusions.globPatterns) filter.addPattern(pattern);
+  for (const std::string& pattern : options.exclusions.keptPatterns) filter.addKept(pattern);
   for (const std::string& path : options.exclusions.pathPrefixes) filter.addExcluded(realOrSame(path));
   for (const Store& store : options.stores) filter.addStore({realOrSame(store.path), store.kind});
   return filter;

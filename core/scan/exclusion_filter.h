@@ -11,6 +11,7 @@ namespace tidra {
 struct TidraScanExclusionFilter {
   std::vector<std::string> pathPrefixes;  // absolute, standardised
   std::vector<std::string> globPatterns;
+  std::vector<std::string> keptPatterns = {};  // exclude nothing, but a finding that holds what one matches stays
 
   /// True when the path equals a prefix or lies below it, or when a pattern matches the path, the path without its
   /// leading "/", or any tail of its components. Trailing "/" of the path do not matter; the empty path is never

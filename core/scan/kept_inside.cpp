@@ -6,10 +6,26 @@
 
 namespace tidra {
 
+namespace {
+
+std::string_view described(KeptInside::Why why) {
+  switch (why) {
+    case KeptInside::Why::excluded:
+      return "excluded";
+    case KeptInside::Why::neverRemoved:
+      return "never to be removed";
+    case KeptInside::Why::trash:
+      return describedStore(StoreKind::trash);
+    case KeptInside::Why::quarantine:
+      break;
+  }
+  return describedStore(StoreKind::quarantine);
+}
+
+}  // namespace
+
 std::string KeptInside::reason(const TidraPathResolver& resolver) const {
-  const auto what =
-      why == Why::excluded ? "excluded" : describedStore(why == Why::trash ? StoreKind::trash : StoreKind::quarantine);
-  return fmt::format("holds {}, which is {}", escapedForTerminal(resolver.displayPath(path)), what);
+  return fmt::format("holds {}, which is {}", escapedForTerminal(resolver.displayPath(path)), described(why));
 }
 
 }  // namespace tidra

@@ -10,7 +10,7 @@
 namespace tidra {
 
 struct KeptInside {
-  enum class Why { excluded, trash, quarantine };
+  enum class Why { excluded, neverRemoved, trash, quarantine };
 
   std::string path;  // of what must stay; absolute
   Why why = Why::excluded;

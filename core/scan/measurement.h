@@ -50,6 +50,8 @@ class Measurement {
     const int descriptor = node.descriptor();
     const FolderFilter filter(filter_, place, node);
     const bool mayKeep = filter.mayKeep();
+    std::optional<FolderFilter> kept;
+    if (const WalkFilter* patterns = filter_.kept()) kept.emplace(*patterns, nullptr, node);
     StoreSigns signs;
     std::uint64_t bytes = 0;
     bool holdsGit = false;
@@ -58,6 +60,7 @@ class Measurement {
       holdsGit = holdsGit || entry.name == ".git";
       signs.note(entry);
       if (mayKeep && filter.keeps(entry.name)) meet({joinedPath(node.path(), entry.name), KeptInside::Why::excluded});
+      if (kept && kept->bars(entry.name)) meet({joinedPath(node.path(), entry.name), KeptInside::Why::neverRemoved});
       if (entry.type == EntryType::regularFile) {
         const auto size = fileSize(descriptor, entry.name.data());
         if (size) {

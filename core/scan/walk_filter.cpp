@@ -62,6 +62,11 @@ void WalkFilter::addExclusions(const TidraScanExclusionFilter& filter) {
   for (const std::string& pattern : filter.globPatterns) addPattern(pattern);
 }
 
+void WalkFilter::addKept(const std::string& pattern) {
+  if (!kept_) kept_ = std::make_unique<WalkFilter>();
+  kept_->addPattern(pattern);
+}
+
 void WalkFilter::addStore(const Store& store) {
   addPrefix(store.path);
   makeKeptPlace(store.path).store = store.kind;

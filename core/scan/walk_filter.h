@@ -42,8 +42,13 @@ class WalkFilter {
   /// As addPrefix and add, and what they name stays even where no walk comes: inside a folder that is found whole.
   void addExcluded(std::string_view path);
   void addExclusions(const TidraScanExclusionFilter& filter);
+  /// Bars nothing, but what the pattern matches inside a folder that is found whole stays.
+  void addKept(const std::string& pattern);
   /// Bars a trash or quarantine that is known by its place; it stays wherever it lies.
   void addStore(const Store& store);
+
+  /// What was added by addKept, barred; null when there is none.
+  const WalkFilter* kept() const { return kept_.get(); }
 
   /// True when the path or one of its ancestors is barred. For single paths; a walk uses FolderFilter.
   bool bars(std::string_view path) const;
@@ -65,6 +70,7 @@ class WalkFilter {
   std::size_t mostComponents_ = 0;      // of a long pattern
   TidraScanExclusionFilter unsplit_;    // patterns whose "/" stand where they do not separate components
   TidraScanExclusionFilter reference_;  // everything, for single paths
+  std::unique_ptr<WalkFilter> kept_;
 };
 
 /// What a WalkFilter says about the entries of one folder that is not barred itself.

@@ -169,6 +169,7 @@ WalkFilter makeWalkFilter(const Request& request) {
   const TidraScanExclusionFilter skip = skipList(request);
   filter.add({{}, skip.globPatterns});
   filter.add({{}, request.exclusionFilter.globPatterns});
+  for (const std::string& pattern : request.exclusionFilter.keptPatterns) filter.addKept(pattern);
   for (const std::string& path : skip.pathPrefixes) {
     addSpelled(path, spelling, [&](const std::string& spelled) { filter.addPrefix(spelled); });
   }

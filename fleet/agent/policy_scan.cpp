@@ -42,6 +42,8 @@ PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resol
   request.scanSystem = !request.categories || !request.categories->empty();
   request.systemReach = SystemReach::everywhere;  // the categories say what takes part
   request.exclusions = resolved.exclude;
+  // The evaluator protects what the texts of paths show; what a pattern matches inside an item only the scan sees.
+  request.exclusions.keptPatterns = makePolicyFilter(policy.never.paths, resolved.resolver).globPatterns;
   request.quarantines = {resolved.quarantine.directory};
   request.ecosystems = asSet(policy.scan.ecosystems);
   request.thresholds = policy.thresholds();

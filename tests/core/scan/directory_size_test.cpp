@@ -92,6 +92,10 @@ TEST(DirectorySize, MeetsWhatMustStay) {
       {{"a/[id]/f"}, "a/\\[id]/f", "a/[id]/f"},
       {{"a/keep/f"}, "keep", ""},
       {{"a/keep/f"}, "k*", ""},
+      {{"a/keep/f"}, "never:keep", "a/keep"},
+      {{"a/b/f.keep", "a/f.keeper"}, "never:*.keep", "a/b/f.keep"},
+      {{"a/keep/f", "keep/f"}, "never:*/a/k*", "a/keep"},
+      {{"a/keeper/f"}, "never:keep", ""},
       {{"a/.Trash-1001/files/f"}, "", "a/.Trash-1001"},
       {{"a/.Trash-old/files/f", "a/Trash/f", "a/files/f", "a/info/f"}, "", ""},
       {{"a/.Trashes/501/f"}, "", "a/.Trashes"},
@@ -105,7 +109,10 @@ TEST(DirectorySize, MeetsWhatMustStay) {
     const TemporaryTree tree;
     for (const std::string& entry : c.entries) tree.writeFile("p/" + entry, "1");
     TidraScanExclusionFilter exclusions;
-    if (c.excluded.starts_with("/T/p")) {
+    const bool isNever = c.excluded.starts_with("never:");
+    if (isNever) {
+      exclusions.keptPatterns.push_back(c.excluded.substr(c.excluded.find(':') + 1));
+    } else if (c.excluded.starts_with("/T/p")) {
       exclusions.pathPrefixes.push_back(tree.root() + c.excluded.substr(2));
     } else if (!c.excluded.empty()) {
       exclusions.globPatterns.push_back(c.excluded.starts_with("/T") ? tree.root() + c.excluded.substr(2) : c.excluded);
@@ -116,7 +123,8 @@ TEST(DirectorySize, MeetsWhatMustStay) {
       const auto size = TidraDirectorySizeReader::readAll({{folder}}, {.workers = 3, .exclusions = exclusions}).front();
       const std::string kept = size.kept ? size.kept->path.substr(folder.size() + 1) : "";
       EXPECT_EQ(kept, c.kept) << folder << " " << c.entries.front() << " " << c.excluded;
-      EXPECT_EQ(size.kept && size.kept->why == KeptInside::Why::excluded, !c.kept.empty() && !c.excluded.empty());
+      const auto why = isNever ? KeptInside::Why::neverRemoved : KeptInside::Why::excluded;
+      EXPECT_EQ(size.kept && size.kept->why == why, !c.kept.empty() && !c.excluded.empty());
     }
     // A trash goes with whatever lies in it, but for what is excluded.
     const auto trash =

@@ -255,6 +255,18 @@ TEST_F(FleetRuns, WhatIsKeptUsesUpNoBudget) {
   EXPECT_THAT(*kept->message, HasSubstr(".tidra-keep"));
 }
 
+TEST_F(FleetRuns, WhatAPatternForbidsKeepsWhatHoldsIt) {
+  makeProject("a", 4 * megabyte);
+  makeProject("b", 4 * megabyte);
+  tree_.writeFile("home/code/a/node_modules/lib/data.precious");
+  tree_.writeFile("home/code/data.precious");
+  policy_.never.paths.push_back("*.precious");
+  run();
+  EXPECT_TRUE(has("a"));
+  EXPECT_FALSE(has("b"));
+  EXPECT_THAT(lines_, Contains(HasSubstr("data.precious, which is never to be removed, so it is left out.")));
+}
+
 TEST_F(FleetRuns, AFailedItemIsRecordedAndTheRunGoesOn) {
   makeProject("a", 4 * megabyte);
   makeProject("b", 4 * megabyte);
