@@ -46,6 +46,7 @@ TypedExclusion typedRow(const ExcludeOptions& options, const TidraPathResolver& 
 /// A name keeps out more than the one entry that the person may look at.
 void noteReading(const ExcludeOptions& options, const TypedExclusion& row) {
   if (row.note) writeNote(*row.note);
+  noteReach(row);
   const std::string here = "./" + options.text;
   if (row.kind == ExclusionRowKind::path || options.text.find('/') != std::string::npos || !pathFacts(here)) return;
   writeNote(fmt::format("Every entry of the name '{}' is kept out; {} is only the one here.",

@@ -124,6 +124,7 @@ TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const Tidr
     if (text.empty()) throw InputError("An empty text cannot be excluded; give --exclude a folder or a pattern.");
     const TypedExclusion typed = typedExclusion(text, resolver);
     if (typed.note) writeNote(*typed.note);
+    noteReach(typed);
     noteUnknownVariable(typed.text, resolver);
     entries.push_back({.id = {}, .pathDisplay = typed.text, .kind = typed.kind, .addedAt = {}});
   }
@@ -161,6 +162,13 @@ TimePoint currentTime() { return std::chrono::floor<std::chrono::seconds>(std::c
 TypedExclusion typedExclusion(const std::string& given, const TidraPathResolver& resolver) {
   const auto folder = realPath(".");
   return TypedExclusion::read(given, resolver, folder ? std::optional(*folder) : std::nullopt);
+}
+
+void noteReach(const TypedExclusion& typed) {
+  if (typed.kind != ExclusionRowKind::pattern || !isGlob(typed.text) || typed.text.find('/') != std::string::npos)
+    return;
+  const std::string shown = escapedForTerminal(typed.text);
+  writeNote(fmt::format("'{0}' keeps nothing inside an artefact; '*/{0}' keeps that too.", shown));
 }
 
 void noteUnknownVariable(const std::string& text, const TidraPathResolver& resolver) {

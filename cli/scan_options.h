@@ -61,6 +61,9 @@ std::string absolutePath(const std::string& given, const TidraPathResolver& reso
 /// What a person typed to exclude, read from the current folder.
 TypedExclusion typedExclusion(const std::string& given, const TidraPathResolver& resolver);
 
+/// Writes a note for a pattern that is about names alone: inside what is found whole it keeps nothing.
+void noteReach(const TypedExclusion& typed);
+
 /// Writes a note when an exclusion names a variable that has no value, unless that is the name of something that
 /// exists.
 void noteUnknownVariable(const std::string& text, const TidraPathResolver& resolver);
