@@ -13,7 +13,7 @@ namespace tidra {
 
 struct TidraAppSettings {
   TidraScanDefaultLocation defaultScanLocation = TidraScanDefaultLocation::home;
-  std::string customScanPath;  // the folder of the location "custom"
+  std::string customScanPath;  // folder of the location "custom"
   bool askBeforeEachScan = false;
   std::map<std::string, bool> ecosystemsEnabled = everyEcosystem();
   int dormantThresholdYears = 2;
@@ -22,7 +22,7 @@ struct TidraAppSettings {
   bool emptyTrashAfterDeletion = false;
   std::map<std::string, bool> systemScanEnabled = everyCategory();
 
-  /// In months, at least a year and at least a month.
+  /// In months: dormant at least 12, inactive at least 1.
   ActivityThresholds thresholds() const;
 
   static std::map<std::string, bool> everyEcosystem();
@@ -31,7 +31,7 @@ struct TidraAppSettings {
   bool operator==(const TidraAppSettings&) const = default;
 };
 
-/// A missing key reads as its default.
+/// A missing key decodes to its default.
 template <>
 struct JsonCodec<TidraAppSettings> {
   static nlohmann::json encode(const TidraAppSettings& settings);
@@ -43,7 +43,7 @@ class SettingsStore {
   /// The store must outlive this.
   explicit SettingsStore(PreferencesStore& preferences) : preferences_(preferences) {}
 
-  /// The defaults when nothing is stored or what is stored does not decode. Throws PreferencesError.
+  /// Returns the defaults when nothing is stored or what is stored does not decode. Throws PreferencesError.
   TidraAppSettings load() const;
   void save(const TidraAppSettings& settings);
 

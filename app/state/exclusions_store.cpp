@@ -12,7 +12,7 @@ constexpr const char* exclusionsKey = "tidra.exclusions.v1";
 
 constexpr const char* setAsideKey = "tidra.exclusions.v1.damaged";
 
-/// The stored array; none when there is something else.
+/// The stored array, empty when the key is absent; none when the value is not a JSON array.
 std::optional<nlohmann::json> storedRows(const std::optional<PreferencesStore::Value>& value) {
   if (!value) return nlohmann::json::array();
   const auto* text = std::get_if<std::string>(&*value);

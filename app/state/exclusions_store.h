@@ -13,26 +13,26 @@ namespace tidra {
 
 class ExclusionsStore {
  public:
-  /// The store must outlive this. `onNote` hears a sentence when what is stored is no list and was set aside.
+  /// The store must outlive this. `onNote` is called with a sentence when a stored value that is no list was set aside.
   explicit ExclusionsStore(PreferencesStore& preferences, std::function<void(const std::string&)> onNote = {})
       : preferences_(preferences), onNote_(std::move(onNote)) {}
 
-  /// The rows that decode; none when nothing is stored or what is stored is no list. Throws PreferencesError.
+  /// Returns the rows that decode; empty when nothing, or no list, is stored. Throws PreferencesError.
   std::vector<ExclusionEntry> load() const;
 
-  /// Throws PreferencesError when some of what is stored cannot be read, so that load() may lack rows. Called before
-  /// anything is removed: an exclusion that is not known must not count as one that is not there.
+  /// Throws PreferencesError when a stored row cannot be read, so that load() may lack rows. Called before removing: an
+  /// unreadable exclusion must not count as absent.
   void requireComplete() const;
 
-  /// Adds a row and writes the whole list; false when there is one with this text already. Rows that do not decode,
-  /// which another build may have written, stay as they are.
+  /// Adds a row and writes the whole list; returns false when a row with this text exists. Rows that do not decode,
+  /// such as those of another version, are kept.
   bool add(const std::string& pathDisplay, ExclusionRowKind kind, TimePoint now);
 
-  /// Removes the rows with this text and writes the whole list; false when there is none.
+  /// Removes the rows with this text and writes the whole list; returns false when there is none.
   bool remove(const std::string& pathDisplay);
 
  private:
-  /// Edits the JSON array while nobody else can write; writes it when `edit` says that it changed something.
+  /// Edits the JSON array under the store's lock; writes it when `edit` returns true.
   bool change(const std::function<bool(nlohmann::json&)>& edit);
 
   PreferencesStore& preferences_;

@@ -17,7 +17,7 @@ namespace {
 constexpr unsigned ownerOnly = 0600;
 constexpr std::size_t longestFile = 64 * 1024 * 1024;
 
-/// Bytes are an object with "text" or, where they are no text, "base64"; dates an object with "date".
+/// Bytes are encoded as {"text": …}, as {"base64": …} when they are not UTF-8; dates as {"date": …}.
 nlohmann::json encodeValue(const PreferencesStore::Value& value) {
   if (const bool* boolean = std::get_if<bool>(&value)) return *boolean;
   if (const TimePoint* date = std::get_if<TimePoint>(&value)) return {{"date", iso8601(*date)}};
@@ -26,7 +26,7 @@ nlohmann::json encodeValue(const PreferencesStore::Value& value) {
   return {{"base64", base64Encoded(bytes)}};
 }
 
-/// Absent for a value of a kind that this build does not know.
+/// Absent for a kind of value that this version does not know.
 std::optional<PreferencesStore::Value> decodeValue(const nlohmann::json& value) {
   if (value.is_boolean()) return value.get<bool>();
   if (!value.is_object() || value.size() != 1 || !value.begin()->is_string()) return std::nullopt;
@@ -112,8 +112,8 @@ void FilePreferencesStore::setDamagedAside() const {
   }
 }
 
-/// Temporary files of processes that were killed while they saved. Whoever saves holds the lock, so all that is there
-/// now is left over.
+/// Removes temporary files of processes that were killed while saving. Safe because writers hold the lock: no temporary
+/// file is in use now.
 void FilePreferencesStore::removeLeftovers() const {
   const auto real = realPath(path_);
   const std::string target = real ? *real : path_;

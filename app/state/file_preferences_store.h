@@ -1,4 +1,4 @@
-// The preferences store where the platform has none: one JSON file. docs/state.md is the format's document.
+// The preferences store for platforms without one: a JSON file, described in docs/state.md.
 #pragma once
 
 #include <functional>
@@ -9,13 +9,13 @@
 
 namespace tidra {
 
-/// Reads the file anew for every question, so that it sees what other processes wrote. Changes are made under a lock
-/// beside the file and replace it whole, so that two processes never lose each other's keys and a crash leaves the old
-/// file or the new one.
+/// Reads the file on every call, so that it sees what other processes wrote. Changes are made under a lock file and
+/// replace the file by an atomic rename: no process loses another's keys, and a crash leaves the old file or the new
+/// one.
 class FilePreferencesStore : public PreferencesStore {
  public:
-  /// `onNote` hears a sentence when the file is damaged: from the first reading that meets it, and when a change sets
-  /// it aside.
+  /// `onNote` is called with a sentence when the file is damaged: on the first read that finds it so, and when a change
+  /// sets it aside.
   FilePreferencesStore(std::string path, std::function<void(const std::string&)> onNote);
 
   std::optional<Value> value(const std::string& key) const override;

@@ -23,7 +23,7 @@ constexpr std::size_t longestFile = std::size_t{1} << 30U;
 
 std::string aggregateKey(const char* version) { return std::string("tidra.lastScanAggregate.") + version; }
 std::string fileFlagKey(const char* version) { return std::string("tidra.lastScanAggregate.file.") + version; }
-/// Which bytes the file holds that belongs to the rest. Absent in what earlier builds stored: any file counts then.
+/// Key of the checksum that ties the file to the summary. Earlier versions stored none; then any file is accepted.
 std::string fileCheckKey(const char* version) { return std::string("tidra.lastScanAggregate.fileCheck.") + version; }
 std::string fileName(const char* version) { return std::string("lastScanAggregate.") + version + ".data"; }
 
@@ -173,7 +173,7 @@ void LastScanStore::save(const ScanResultsSummary& summary, bool partial, const 
       }
       removeFile(file + nextSuffix);
     } catch (const std::system_error&) {
-      // Saved it is: the file that stands beside counts as well, and without its flag none does.
+      // Saved all the same: load() also accepts the file with the suffix, and ignores both without the flag.
     }
   };
   preferences_.transact(prepare, finish);
@@ -187,7 +187,7 @@ std::optional<LastScan> LastScanStore::load() const {
     auto summary = decoded<ScanResultsSummary>(before);
     if (!summary) return std::nullopt;
     LastScan last = loadOnce(std::move(*summary));
-    // Another scan that was saved meanwhile must not be mixed in.
+    // Do not mix values of two scans when another process saved in between.
     const bool isOne = preferences_.bytes(summaryKey) == before && preferences_.date(endKey) == beforeEnd;
     if (isOne || attempt == mostAttempts) return last;
   }
@@ -200,7 +200,7 @@ LastScan LastScanStore::loadOnce(ScanResultsSummary summary) const {
 
 std::optional<ScanAggregate> LastScanStore::loadAggregate() const {
   if (auto current = aggregateOf(currentVersion)) return current;
-  // The earlier layout counts only where the current one holds nothing at all.
+  // Fall back to the earlier layout only when the current one has no aggregate at all.
   if (preferences_.bytes(aggregateKey(currentVersion))) return std::nullopt;
   return aggregateOf(earlierVersion);
 }

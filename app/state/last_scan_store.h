@@ -1,4 +1,4 @@
-// The results of the last scan, kept so that they can be shown again without scanning.
+// Stores the results of the last scan, to show them again without scanning.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace tidra {
 
-/// What a welcome screen shows of the last scan. Sizes are in units of 1024³ bytes.
+/// What a welcome screen shows of the last scan. Sizes are in GiB (1024³ bytes).
 struct ScanResultsSummary {
   struct Ecosystem {
     std::string key;
@@ -32,7 +32,7 @@ struct ScanResultsSummary {
   std::int64_t projectCount = 0;
   std::string scannedPathLabel;
   std::vector<Ecosystem> ecosystems;    // largest first
-  std::vector<AgeSegment> ageSegments;  // freshest first, those with findings
+  std::vector<AgeSegment> ageSegments;  // freshest first, only those with findings
   double systemCacheGB = 0;             // of findings outside projects
 
   static ScanResultsSummary make(const ScanReport& report);
@@ -49,29 +49,29 @@ struct JsonCodec<ScanResultsSummary> {
 struct LastScan {
   ScanResultsSummary summary;
   bool partial = false;
-  std::optional<ScanAggregate> aggregate;  // absent when it was not kept or cannot be read
-  std::optional<TimePoint> end;            // when the scan was made
+  std::optional<ScanAggregate> aggregate;  // absent when not stored or unreadable
+  std::optional<TimePoint> end;            // time of the scan
 
   bool operator==(const LastScan&) const = default;
 };
 
-/// The report of a last scan as far as its aggregate tells: its findings in order, its time and totals.
-/// `catalogVersion` is unknown and stays empty. None when there is no aggregate.
+/// Rebuilds the report of a last scan from its aggregate: findings in order, time and totals. `catalogVersion` is
+/// empty. None when there is no aggregate.
 std::optional<ScanReport> reportOf(const LastScan& last, const TidraPathResolver& resolver, const std::string& host,
                                    TidraPlatform platform, const ActivityThresholds& thresholds);
 
 class LastScanStore {
  public:
-  /// An aggregate of more encoded bytes than this goes to a file.
+  /// Aggregates with more encoded bytes go to a file.
   static constexpr std::size_t largestInPreferences = 480000;
 
-  /// `folder` is where the file of a large aggregate goes. It is written beside its place first and put there once the
-  /// preferences name it, so that a crash or another scan at any moment leaves the one scan or the other. The store
-  /// must outlive this.
+  /// `folder` holds the file of a large aggregate. It is written under a temporary name, then published after the
+  /// preferences name it: a crash or a concurrent scan leaves one complete scan or the other. The store must outlive
+  /// this.
   LastScanStore(PreferencesStore& preferences, std::string folder)
       : preferences_(preferences), folder_(std::move(folder)) {}
 
-  /// Throws PreferencesError when nothing was saved; the former state stays.
+  /// Throws PreferencesError when nothing was saved; the previous scan is kept.
   void save(const ScanResultsSummary& summary, bool partial, const std::optional<ScanAggregate>& aggregate,
             TimePoint end);
 

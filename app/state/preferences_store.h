@@ -1,4 +1,4 @@
-// The per-user store of named values that the application keeps between launches.
+// The per-user store of named values that persist between launches.
 #pragma once
 
 #include <functional>
@@ -13,7 +13,7 @@
 
 namespace tidra {
 
-/// The store cannot be read or written. what() is the sentence for people.
+/// The store cannot be read or written. what() is a sentence for people.
 class PreferencesError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -28,24 +28,24 @@ class PreferencesStore {
 
   virtual ~PreferencesStore() = default;
 
-  /// Absent when there is no such key. Throws PreferencesError when the store cannot be read.
+  /// Absent when the key does not exist. Throws PreferencesError when the store cannot be read.
   virtual std::optional<Value> value(const std::string& key) const = 0;
 
-  /// True when the store is there but makes no sense, so that keys which were kept are missing. Throws PreferencesError
-  /// when it cannot be read.
+  /// True when the store exists but does not parse, so that stored keys are lost. Throws PreferencesError when it
+  /// cannot be read.
   virtual bool isDamaged() const { return false; }
 
-  /// Runs `prepare` while nobody else can write, makes the changes that it gives, all or none, and then runs `finish`,
-  /// still before anybody else. Other keys stay, whoever wrote them. Throws PreferencesError when nothing could be
-  /// changed, and whatever the two throw; what `finish` throws undoes nothing.
+  /// A transaction under the store's lock: runs `prepare`, applies the changes it returns, all or none, then runs
+  /// `finish`. Keys that are not named are kept. Throws PreferencesError when nothing could be changed, and what the
+  /// two functions throw; an exception of `finish` undoes nothing.
   virtual void transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) = 0;
 
-  /// Makes all changes or none. Throws PreferencesError.
+  /// Applies all changes or none. Throws PreferencesError.
   void apply(const Changes& changes) {
     transact([&] { return changes; }, [] {});
   }
 
-  /// A value of one kind; absent when the key is absent or of another kind.
+  /// A value of one type; absent when the key is absent or has another type.
   std::optional<std::string> bytes(const std::string& key) const { return valueAs<std::string>(key); }
   std::optional<bool> boolean(const std::string& key) const { return valueAs<bool>(key); }
   std::optional<TimePoint> date(const std::string& key) const { return valueAs<TimePoint>(key); }

@@ -6,7 +6,7 @@
 namespace tidra {
 namespace {
 
-/// An XDG folder counts only when it is absolute.
+/// XDG: a value that is not absolute is ignored.
 std::string xdgFolder(const TidraPathResolver& resolver, const char* variable, const char* fallback) {
   const auto given = resolver.environment.find(variable);
   if (given != resolver.environment.end() && given->second.starts_with('/')) return standardizedPath(given->second);

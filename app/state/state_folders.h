@@ -11,11 +11,11 @@
 
 namespace tidra {
 
-/// Linux: the XDG base directories; macOS: the user's application support.
+/// Linux: the XDG base directories; macOS: Application Support.
 StateFolders stateFolders(TidraPlatform platform, const TidraPathResolver& resolver);
 
-/// The user's preferences on the platform that the program runs on. `onNote` hears what a person should know, such as
-/// that a damaged file was set aside.
+/// The user's preferences on this platform. `onNote` is called with sentences for people, such as that a damaged file
+/// was set aside.
 std::unique_ptr<PreferencesStore> openPreferences(const TidraPathResolver& resolver,
                                                   std::function<void(const std::string&)> onNote);
 

@@ -1,4 +1,4 @@
-// Not run on any machine but a Mac, and so far untested.
+// Untested: needs a Mac.
 #import <Foundation/Foundation.h>
 
 #include "app/state/state_folders.h"
@@ -25,7 +25,7 @@ class UserDefaultsStore : public PreferencesStore {
     }
   }
 
-  /// The system keeps no lock for others out here, so another program may still write in between.
+  /// NSUserDefaults has no lock for callers: another process may write between the two steps.
   void transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) override {
     const Changes changes = prepare();
     @autoreleasepool {
