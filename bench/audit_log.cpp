@@ -1,9 +1,9 @@
-// How the audit log compares with the least that its work takes, the two in turns in one run:
+// Compares the audit log with the least that its work takes, both in turn in one run:
 //
 //   tidra_bench_audit_log append FOLDER [RECORDS]     a loop that hashes, opens, appends and closes, with the same
 //   bytes tidra_bench_audit_log verify FOLDER [MEGABYTES]   SHA-256 over the same bytes, read in pieces
 //
-// Prints the seconds of each round and the ratio of the fastest two. Removes the files that it made in FOLDER.
+// Prints the seconds of each round and the ratio of the fastest two. Removes the files it made in FOLDER.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -23,7 +23,7 @@ namespace {
 using tidra::AuditLog;
 using tidra::AuditRecord;
 
-/// A record as a run makes them, of one of many items. Making up its texts is no part of what is measured.
+/// A record like those of a run with many items. Building its texts is not measured.
 AuditRecord exampleOf(std::size_t number) {
   AuditRecord record;
   record.time = tidra::TimePoint{std::chrono::seconds{1700000000 + number}};
@@ -42,7 +42,7 @@ AuditRecord exampleOf(std::size_t number) {
   return record;
 }
 
-/// The example of the number, again and again after the last.
+/// Cycles through 1000 prepared examples.
 const AuditRecord& example(std::size_t number) {
   constexpr std::size_t count = 1000;
   static const std::vector<AuditRecord> examples = [] {
@@ -85,7 +85,7 @@ double appendRecords(const std::string& log, std::size_t count) {
   });
 }
 
-/// Writes the lines of `bytes` to a new file as plainly as can be.
+/// The baseline: writes the lines of `bytes` to a new file.
 double appendBare(const std::string& path, const std::string& bytes) {
   ::unlink(path.c_str());
   return secondsOf([&] {
@@ -110,7 +110,7 @@ void append(const std::string& log, std::size_t count) {
   std::vector<std::pair<double, double>> rounds;
   constexpr int times = 6;
   for (int round = 0; round < times; ++round) {
-    // Neither always comes after the other.
+    // Alternate the order.
     const double early = round % 2 == 0 ? appendBare(bare, bytes) : 0;
     const double ours = appendRecords(log, count);
     rounds.emplace_back(ours, round % 2 == 0 ? early : appendBare(bare, bytes));

@@ -1,11 +1,10 @@
-// Runs commands in turn, round after round, and prints how long they took beside each other. Only the ratios mean
-// something: a machine's speed drifts, and pairs of one round drift together.
+// Runs commands in turn, round after round, and prints their times side by side. Only the ratios count: a machine's
+// speed drifts, and the runs of one round drift together.
 //
 //   tidra_bench_compare ROUNDS warm|cold [prepare=COMMAND] NAME=COMMAND…
 //
-// What "prepare" names runs before every command and does not count. A COMMAND is split at blanks; its output is thrown
-// away. The first command is the one that the others are compared with. "cold" drops the page cache before every run,
-// which only root may do.
+// "prepare" runs before every command and is not timed. A COMMAND is split at blanks; its output is discarded. The
+// others are compared with the first command. "cold" drops the page cache before every run, which needs root.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -76,7 +75,7 @@ double median(std::vector<double> values) {
   return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
-/// The median over the rounds of the first command's time divided by this one's.
+/// The median over the rounds of the first command's time divided by the other's.
 double ratioOfFirst(const Contender& first, const Contender& other) {
   std::vector<double> ratios;
   for (std::size_t i = 0; i < std::min(first.seconds.size(), other.seconds.size()); ++i) {

@@ -1,8 +1,8 @@
-// Disposes of one folder the way the program does, without the scan before it.
+// Disposes of one folder as the program does, without the scan.
 //
 //   tidra_bench_dispose trash|quarantine|delete|measure FOLDER HOME
 //
-// "measure" only reads the sizes, which every method does first for its receipt. HOME holds trash and quarantine.
+// "measure" only reads the sizes, as every method does first. HOME holds trash and quarantine.
 #include <chrono>
 #include <cstdio>
 #include <string>

@@ -1,5 +1,5 @@
 // The floor that a scan is measured against: a bare program that reads every folder below its arguments with a fixed
-// number of threads and asks the size of every regular file. It decides nothing, keeps nothing and handles no error.
+// number of threads and asks the size of every regular file. It decides nothing, stores nothing and ignores errors.
 //
 //   tidra_bench_floor THREADS sizes|names FOLDER…
 #include <dirent.h>

@@ -1,10 +1,10 @@
-// What the answers of a hub with many hosts cost, and how long a report takes meanwhile:
+// Measures the responses of a hub with many hosts, and reports that arrive at the same time:
 //
 //   tidra_bench_hub FOLDER HOSTS
 //
-// Makes a data folder with as many hosts, each with a full history, in FOLDER, and removes it in the end. Prints the
-// seconds that the hub takes to load it, the processor's milliseconds of each answer (the least of several, since a
-// busy machine only adds to them), and the milliseconds of a report, alone and while the answer is made all the time.
+// Makes a data folder with HOSTS hosts, each with a full history, in FOLDER, and removes it at the end. Prints the
+// seconds to load it, the CPU milliseconds of each response (the minimum of several: a busy machine only adds), and the
+// milliseconds of a report, alone and while responses are made.
 #include <ctime>
 
 #include <algorithm>
@@ -113,7 +113,7 @@ double leastCost(tidra::HubServer& hub, const HTTPRequest& request) {
   return least;
 }
 
-/// Of 100 reports the middle one and the last but five.
+/// Median and 95th percentile of 100 reports.
 std::pair<double, double> reportCost(tidra::HubServer& hub) {
   HTTPRequest request{"POST", "/api/v1/report", {}, {{"content-type", "application/json"}}, {}};
   request.body = tidra::HubJSON::compact(hostNumber(0).latest);

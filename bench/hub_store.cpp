@@ -1,11 +1,11 @@
-// How the hub's store does with a demo fleet in a folder, which "tidra hub demo" has written:
+// Measures the hub's store with a demo fleet in a folder that "tidra hub demo" has written:
 //
 //   tidra_bench_hub_store views FOLDER            starting, and what the summary, the metrics and a page of hosts take
 //   tidra_bench_hub_store ingest FOLDER [ROUNDS]  taking in reports, and a bare loop that writes files of the same
 //   bytes
 //                                                 to a temporary name, flushes and renames them, in turns in one run
 //
-// The hosts of the folder have some reports more afterwards.
+// Adds some reports to the hosts of the folder.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -63,7 +63,7 @@ double medianOf(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
-/// The processor's time beside the clock's, since others may use the machine meanwhile.
+/// CPU time beside wall time: the machine may be shared.
 template <class Work>
 void report(const char* what, Work work) {
   constexpr int times = 9;
@@ -76,7 +76,7 @@ void report(const char* what, Work work) {
   std::printf("%-44s %8.2f ms, %.2f ms of processors\n", what, medianOf(wall) * 1e3, medianOf(processor) * 1e3);
 }
 
-/// The moment of the fleet's newest report, so that it is as fresh as when it was written.
+/// The time of the fleet's newest report, so that the fleet is as fresh as when it was written.
 TimePoint newestIn(const HubStore& store) {
   TimePoint newest{};
   for (const auto& file : store.inventory()) newest = std::max(newest, file->lastSeen);
@@ -110,8 +110,8 @@ void views(const std::string& folder) {
   std::printf("%-44s %8.0f MB\n", "peak memory in the end", peakMegabytes());
 }
 
-/// What any durable store of whole files must do: a temporary file beside the target, flushed, and renamed. With the
-/// folder flushed as well, a loss of power cannot take the renaming back.
+/// The least a durable store of whole files does: temporary file, `fsync`, atomic rename. Only an `fsync` of the folder
+/// makes the rename itself survive a power loss.
 void writeBare(const std::string& path, const std::string& bytes, int folder) {
   const std::string temporary = path + ".tmp";
   const int file = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
@@ -121,8 +121,8 @@ void writeBare(const std::string& path, const std::string& bytes, int folder) {
   require(folder < 0 || ::fsync(folder) == 0, "flush the folder");
 }
 
-/// The three ways take turns report by report, since a disk's and a machine's mood changes within a second. All of them
-/// replace files that were replaced a moment ago; the first round, in which they were not, does not count.
+/// The three ways take turns report by report, because the speed of a disk changes within a second. The first round is
+/// not counted: its files do not replace recently replaced ones.
 void ingest(const std::string& folder, int rounds) {
   constexpr std::size_t mostHosts = 200;
   HubStore store(folder, 7200.0, "Fleet", TimePoint{});

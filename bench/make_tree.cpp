@@ -1,4 +1,4 @@
-// Makes trees to measure. The same arguments always make the same tree.
+// Makes trees to measure. Equal arguments make equal trees.
 //
 //   tidra_bench_tree KIND ENTRIES FOLDER
 //
@@ -33,10 +33,10 @@ class TreeMaker {
   void file(const std::string& path) {
     const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     if (descriptor < 0) throw std::runtime_error("cannot make " + path);
-    // A hole: the logical size counts, and making the tree stays quick.
+    // Sparse: logical sizes count, and making the tree stays quick.
     if (::ftruncate(descriptor, static_cast<off_t>(sizes_(random_))) != 0)
       throw std::runtime_error("cannot size " + path);
-    // Long ago, so that no file's date ends the search for a newer one.
+    // Old, so that no file ends the search for a newer date.
     constexpr timespec modified{1577836800, 0};
     const timespec times[2] = {modified, modified};
     if (::futimens(descriptor, times) != 0) throw std::runtime_error("cannot date " + path);

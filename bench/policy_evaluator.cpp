@@ -1,5 +1,5 @@
-// What deciding costs: a report of 100,000 items under policies whose protected paths concern hardly any of them, so
-// that every test is gone through.
+// The cost of deciding: a report of 100,000 items under policies whose protected paths match almost none of them, so
+// that every test runs.
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 
@@ -11,7 +11,7 @@ using namespace tidra;
 
 constexpr int protectionCount = 100;
 
-/// As a scan gives them: two artefacts a project, ten projects a folder.
+/// Shaped like a scan: two artefacts a project, ten projects a folder.
 ScanReport reportOf(int count) {
   ScanReport report;
   report.host = "bench";
@@ -45,7 +45,7 @@ FleetPolicy policyWith(const char* protection) {
   return policy;
 }
 
-/// `protection` is a format of one number.
+/// `protection` is a format string with one number.
 void evaluate(benchmark::State& state, const char* protection) {
   const ScanReport report = reportOf(static_cast<int>(state.range(0)));
   const FleetPolicy policy = policyWith(protection);
@@ -63,7 +63,7 @@ void evaluate(benchmark::State& state, const char* protection) {
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-/// The plan's items have to be made of the report's, whatever decides.
+/// The baseline: makes the plan's items without deciding.
 void planOnly(benchmark::State& state) {
   const ScanReport report = reportOf(static_cast<int>(state.range(0)));
   for (auto _ : state) {
