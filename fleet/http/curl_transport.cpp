@@ -1,5 +1,5 @@
-// A folder that only the user may enter holds what curl is given and what it writes: "headers" and "body" of the
-// request, "head" and "out" of the response. It is removed whatever happens.
+// curl's input and output are files in a private folder: "headers" and "body" of the request, "head" and "out" of the
+// response. The destructor removes it.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -23,7 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr double longestTimeoutSeconds = 24 * 60 * 60;
-/// curl ends by itself at its own limit, and says so; this is for one that does not.
+/// curl enforces --max-time itself; this is for a curl that does not end.
 constexpr double graceSeconds = 5;
 
 class ExchangeFolder {
@@ -52,7 +52,7 @@ class ExchangeFolder {
   std::string read(std::string_view name) const {
     if (isTooLarge(name)) throw HTTPClientError::io("response too large");
     const auto bytes = readRegularFile(path(name), HTTPClient::mostResponseBytes);
-    // curl makes no file for a response without a body.
+    // curl writes no file for a response without a body.
     return bytes ? *bytes : std::string();
   }
   bool isTooLarge(std::string_view name) const {
@@ -65,7 +65,7 @@ class ExchangeFolder {
   std::string root_;
 };
 
-/// One line a header, as curl reads them: without a value it would drop the header, were there no semicolon.
+/// One line a header for curl's `-H @file`. "Name;" sends a header without a value; "Name:" would remove it.
 std::string headerLines(const HTTPHeaders& headers) {
   std::string lines;
   for (const auto& [name, value] : headers) lines += value.empty() ? name + ";\n" : name + ": " + value + "\n";
@@ -86,7 +86,7 @@ std::vector<std::string> arguments(const HTTPClient::Request& request, const HTT
   return list;
 }
 
-/// What the tool said, as one line that a terminal may print.
+/// The exit status and the first line of stderr, escaped for terminals.
 std::string curlFailure(const ProcessRunner::Result& result) {
   std::string detail = fmt::format("curl exited {}", result.status);
   const std::string_view said = std::string_view(result.stderr_).substr(0, result.stderr_.find('\n'));

@@ -12,7 +12,7 @@
 namespace tidra {
 namespace {
 
-/// True unless the parameters of a coding hold a weight of 0: "q=0", "q=0.000".
+/// False for a coding with weight 0, such as "q=0" or "q=0.000".
 bool isWanted(std::string_view parameters) {
   for (const std::string_view parameter : split(parameters, ';')) {
     const std::string text = asciiLowered(trimmed(parameter));
@@ -24,7 +24,7 @@ bool isWanted(std::string_view parameters) {
 class Deflater {
  public:
   explicit Deflater(std::string_view bytes) : rest_(bytes) {
-    constexpr int gzipWrapping = 16;  // added to the window's size, the gzip format instead of zlib's own
+    constexpr int gzipWrapping = 16;  // added to the window bits: gzip format instead of zlib
     constexpr int usualMemory = 8;
     if (::deflateInit2(&stream_, Z_BEST_SPEED, Z_DEFLATED, MAX_WBITS + gzipWrapping, usualMemory, Z_DEFAULT_STRATEGY) !=
         Z_OK) {
@@ -52,7 +52,7 @@ class Deflater {
   }
 
  private:
-  /// The library counts what it is given in 32 bits.
+  /// zlib counts its input in 32 bits.
   void feed() {
     if (stream_.avail_in > 0 || rest_.empty()) return;
     const auto size = std::min<std::size_t>(rest_.size(), std::numeric_limits<uInt>::max());

@@ -1,4 +1,4 @@
-// Compressed bodies, as HTTP's content coding "gzip".
+// Compressed bodies: HTTP's content coding "gzip".
 #pragma once
 
 #include <string>
@@ -8,10 +8,10 @@
 
 namespace tidra {
 
-/// True when a request's Accept-Encoding names gzip, or everything, and does not weigh it 0.
+/// True when the request's Accept-Encoding names gzip or "*" with a weight above 0.
 bool acceptsGzip(const HTTPHeaders& requestHeaders);
 
-/// The bytes in the gzip format, compressed quickly rather than tightly. Throws std::bad_alloc when memory runs out.
+/// Returns the bytes in gzip format, compressed for speed. Throws std::bad_alloc.
 std::string gzipped(std::string_view bytes);
 
 }  // namespace tidra

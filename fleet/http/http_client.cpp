@@ -20,12 +20,12 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-/// An answer that keeps coming slowly is no fault, one that never ends is.
+/// A slow response is allowed; the whole exchange is bounded by four timeouts.
 constexpr int waitsOfAnExchange = 4;
 constexpr double longestTimeoutSeconds = 24 * 60 * 60;
 constexpr std::size_t readBytes = 65536;
 
-/// Whole seconds, but where that would be none.
+/// Truncated to whole seconds from one second on; at least a millisecond, at most a day.
 milliseconds waitOf(double timeout) {
   const double seconds = std::isfinite(timeout) ? std::clamp(timeout, 0.001, longestTimeoutSeconds) : 0.001;
   return milliseconds(static_cast<milliseconds::rep>((seconds < 1 ? seconds : std::trunc(seconds)) * 1000));
@@ -35,7 +35,7 @@ void requireSendable(const HTTPClient::Request& request) {
   if (!isHeaderName(request.method)) throw HTTPClientError::io("the method cannot be sent");
   for (const auto& [name, value] : request.headers) {
     if (!isHeaderName(name)) throw HTTPClientError::io("a header's name cannot be sent");
-    // The value may be a secret.
+    // Do not print the value: it may be a secret.
     if (!isHeaderValue(value)) {
       throw HTTPClientError::io("the header " + name + " cannot be sent: its value holds a control character");
     }
@@ -60,7 +60,7 @@ HTTPClientError failureOf(std::error_code reason) {
   return HTTPClientError::io(reason.message());
 }
 
-/// One exchange, each wait of which ends in time.
+/// One exchange with bounded waits.
 class Exchange {
  public:
   Exchange(milliseconds wait, milliseconds most, const StopSignal& stop)
@@ -80,7 +80,7 @@ class Exchange {
     throw HTTPClientError::connect(lastReason);
   }
 
-  /// A server may answer before it has read everything and close; what it said is worth reading then.
+  /// Keeps a send failure for receive(): a server may respond early and close, and that response is worth reading.
   void send(std::string_view bytes) {
     while (!bytes.empty() && !sendFailure_) {
       const std::string_view piece = bytes.substr(0, readBytes);
@@ -92,7 +92,7 @@ class Exchange {
     }
   }
 
-  /// Everything until the peer closes.
+  /// Reads until the peer closes.
   std::string receive() {
     std::string all;
     for (;;) {

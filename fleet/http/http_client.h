@@ -1,4 +1,4 @@
-// One HTTP request over a connection of its own.
+// An HTTP client: one request a connection.
 #pragma once
 
 #include <stdexcept>
@@ -11,7 +11,7 @@
 
 namespace tidra {
 
-/// Why there is no response; what() is the sentence for people.
+/// Why there is no response; what() is a sentence for people.
 class HTTPClientError : public std::runtime_error {
  public:
   enum class Kind { badURL, resolve, connect, io, malformed, timeout, noTLSSupport };
@@ -26,7 +26,7 @@ class HTTPClientError : public std::runtime_error {
 
   Kind kind() const { return kind_; }
 
-  /// The same case with the same payload.
+  /// Same kind and same text.
   bool operator==(const HTTPClientError& other) const {
     return kind_ == other.kind_ && std::string_view(what()) == other.what();
   }
@@ -37,9 +37,9 @@ class HTTPClientError : public std::runtime_error {
   Kind kind_;
 };
 
-/// Any thread may call; calls share nothing.
+/// Thread-safe; calls share no state.
 struct HTTPClient {
-  /// More than this of one response is refused.
+  /// Longer responses are refused.
   static constexpr std::size_t mostResponseBytes = 64 * 1024 * 1024;
 
   struct Request {
@@ -49,12 +49,11 @@ struct HTTPClient {
     std::string body = {};
   };
 
-  /// Sends one request and gives whatever the server answers, status codes of failures included. `timeout` is in
-  /// seconds, whole ones when it is at least one: no single wait for the peer takes longer, and the exchange no longer
-  /// than four times that (curl, for https: once), besides resolving the name, which takes what the system's resolver
-  /// takes. `environment` says where to look for curl (PATH) and to keep its files (TMPDIR). Raising `stop`, when there
-  /// is one, ends the exchange as an I/O error.
-  /// Throws HTTPClientError, as an I/O error too when a header or the method holds what no request may.
+  /// Sends one request and returns the response of any status. `timeout` is in seconds (truncated from one on): the
+  /// longest single wait for the peer. The exchange is bounded by four times that (https: once, by curl), besides name
+  /// resolution. `environment` names where to find curl (PATH) and to put its files (TMPDIR). Raising `stop` ends the
+  /// exchange with an I/O error.
+  /// Throws HTTPClientError, also when the method or a header cannot be sent.
   static HTTPClientResponse send(const Request& request, double timeout, const Environment& environment,
                                  const StopSignal* stop = nullptr);
 };

@@ -1,9 +1,8 @@
-// Reading, writing and draining follow one another. Each does what it can at once and says what to wait for, so that a
-// slow client costs a descriptor and a buffer, but no thread.
+// A state machine: reading, writing, draining. Each step does what it can without blocking and returns what to wait
+// for, so that a slow client costs a descriptor and a buffer, but no thread.
 //
-// Draining: to close while something of the client is unread resets the connection, and with it goes a response that
-// the client has not read. So after a response to what was not read whole, the client's close is waited for, a short
-// time.
+// Lingering close: closing with unread input makes the kernel send RST, which can destroy the response. After a
+// response to a request that was not read whole, read and discard until the peer closes, bounded by a timeout.
 #include "fleet/http/http_connection.h"
 
 #include <poll.h>
@@ -19,9 +18,9 @@ namespace tidra {
 namespace {
 
 constexpr std::size_t readBytes = 16384;
-/// The first bytes of a request mostly follow the connection at once; waiting for them here spares two thread switches.
+/// A request mostly follows its connection at once; waiting for it here saves two thread switches.
 constexpr int firstBytesMilliseconds = 5;
-/// What is drained in one go; a client that floods takes its turn with the others.
+/// Fairness: a flooding client is drained in slices.
 constexpr std::size_t drainedAtOnce = 262144;
 
 bool isNotYet(std::error_code reason) {
@@ -130,7 +129,7 @@ bool HTTPConnection::waitForFirstBytes() {
   return ::poll(&watched, 1, firstBytesMilliseconds) > 0;
 }
 
-/// For what has arrived, since a claim costs its client nothing; false when it is too much.
+/// Counts bytes received, not the Content-Length claimed, which is free for a client. False: the budget is used up.
 bool HTTPConnection::takeBodyBytes() {
   const std::size_t arrived = reader_.arrivedBodyBytes();
   const std::size_t counted = arrived - std::min(arrived, limits_.smallBodyBytes);
@@ -140,12 +139,12 @@ bool HTTPConnection::takeBodyBytes() {
   return true;
 }
 
-/// False when that cannot be said.
+/// Sends "100 Continue" once when the client expects it; returns false when it could not be sent whole.
 bool HTTPConnection::tellToContinue() {
   constexpr std::string_view goOn = "HTTP/1.1 100 Continue\r\n\r\n";
   if (!reader_.awaitsContinue() || std::exchange(wasToldToContinue_, true)) return true;
   const auto count = sendNow(socket_, goOn);
-  return count && *count == goOn.size();  // an unused connection has room for so little
+  return count && *count == goOn.size();  // fits the empty send buffer of a new connection
 }
 
 void HTTPConnection::answer(const HTTPHandler& handler, const HTTPFailureLog& failed) {

@@ -1,4 +1,4 @@
-// One accepted connection: a request comes in, a response goes out, and that is all.
+// One accepted connection: one request, one response.
 #pragma once
 
 #include <atomic>
@@ -14,24 +14,24 @@
 
 namespace tidra {
 
-/// What a server spends on its clients at most.
+/// The server's resource limits.
 struct HTTPServerLimits {
-  std::size_t connections = 512;              // at once; those beyond are answered 503, unless room can be made
+  std::size_t connections = 512;              // concurrently; more get a 503, unless a silent one can be dropped
   std::size_t workers = 16;                   // threads that call the handler
-  std::size_t bodyBytes = 256 * 1024 * 1024;  // that have arrived of large bodies; those beyond are answered 503
-  std::size_t smallBodyBytes = 256 * 1024;    // of every body, which count for nothing there
-  std::chrono::milliseconds wait = std::chrono::seconds(10);       // for a client to send or take something
-  std::chrono::milliseconds crowded = std::chrono::seconds(1);     // to send something when others want its place
-  std::chrono::milliseconds request = std::chrono::seconds(30);    // to arrive whole
-  std::chrono::milliseconds response = std::chrono::seconds(120);  // to be taken whole
+  std::size_t bodyBytes = 256 * 1024 * 1024;  // total of large bodies received so far; more get a 503
+  std::size_t smallBodyBytes = 256 * 1024;    // of each body, not counted against bodyBytes
+  std::chrono::milliseconds wait = std::chrono::seconds(10);       // between two bytes from or to a client
+  std::chrono::milliseconds crowded = std::chrono::seconds(1);     // the same, when the server is full
+  std::chrono::milliseconds request = std::chrono::seconds(30);    // for the whole request
+  std::chrono::milliseconds response = std::chrono::seconds(120);  // for the whole response
   std::chrono::milliseconds closing = std::chrono::seconds(1);     // for the client to close after an early response
 };
 
-/// An amount that any thread may take from and give back to.
+/// A budget shared by threads.
 class ByteBudget {
  public:
   explicit ByteBudget(std::size_t bytes) : left_(bytes) {}
-  /// False, and nothing is taken, when there is not as much.
+  /// Returns false and takes nothing when less is left.
   bool take(std::size_t bytes);
   void giveBack(std::size_t bytes) { left_ += bytes; }
 
@@ -41,15 +41,15 @@ class ByteBudget {
 
 using HTTPHandler = std::function<HTTPResponse(const HTTPRequest&)>;
 
-/// Told what a handler threw, in its words.
+/// Called with what() of an exception that a handler threw.
 using HTTPFailureLog = std::function<void(std::string_view what)>;
 
-/// Used by one thread at a time. Never waits for the client for more than a moment.
+/// Used by one thread at a time; blocks for a few milliseconds at most.
 class HTTPConnection {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// What the connection needs before it can go on.
+  /// What to wait for before advance() is called again.
   enum class Next { readable, writable, close };
 
   /// Keeps references to `limits` and `bodyBytes`.
@@ -59,19 +59,19 @@ class HTTPConnection {
   HTTPConnection(const HTTPConnection&) = delete;
   HTTPConnection& operator=(const HTTPConnection&) = delete;
 
-  /// Reads, calls the handler once the request is there, and writes, as far as that goes now. A handler that throws is
-  /// answered 500. While the server ends, a request that is not there yet is waited for no longer.
+  /// Reads, calls the handler once the request is complete, and writes, as far as possible without blocking. An
+  /// exception of the handler becomes a 500. While the server is ending, incomplete requests are dropped.
   Next advance(const HTTPHandler& handler, const HTTPFailureLog& failed, bool isEnding);
 
-  /// Answers without reading a request.
+  /// Responds without reading a request.
   Next refuse(const HTTPResponse& response, bool isEnding = false);
 
   int descriptor() const { return socket_.get(); }
-  /// When to give up, unless what is needed happens before.
+  /// When to close the connection, unless it becomes ready before.
   Clock::time_point deadline() const { return deadline_; }
   /// True while the client has not sent a whole request.
   bool isReading() const { return stage_ == Stage::reading; }
-  /// When the client was last seen to send or take something; at first, when it connected.
+  /// When the client last sent or accepted bytes; initially when it connected.
   Clock::time_point silentSince() const { return silentSince_; }
 
  private:
@@ -93,12 +93,12 @@ class HTTPConnection {
   const HTTPServerLimits& limits_;
   HTTPRequestReader reader_;
   Stage stage_ = Stage::reading;
-  Clock::time_point stageEnd_;  // of the stage as a whole
+  Clock::time_point stageEnd_;  // deadline of the whole stage
   Clock::time_point deadline_;
   Clock::time_point silentSince_;
   std::string output_;
   std::size_t sent_ = 0;
-  bool isFresh_ = true;  // nothing has been waited for yet
+  bool isFresh_ = true;  // has not waited for the first bytes yet
   bool wasToldToContinue_ = false;
   bool drainsAfterwards_ = false;
 };

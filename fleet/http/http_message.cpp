@@ -88,7 +88,7 @@ std::string serialized(const HTTPResponse& response, bool withBody) {
     }
     const std::string lowered = asciiLowered(name);
     if (lowered == "content-length" || lowered == "connection" || lowered == "server") continue;
-    if (lowered == "transfer-encoding") continue;  // contradicts the length
+    if (lowered == "transfer-encoding") continue;  // would contradict Content-Length
     saysCaching = saysCaching || lowered == "cache-control";
     fmt::format_to(std::back_inserter(text), "{}: {}\r\n", name, value);
   }

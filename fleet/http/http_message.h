@@ -1,4 +1,4 @@
-// Requests and responses of HTTP/1.1, as values.
+// HTTP/1.1 requests and responses as values.
 #pragma once
 
 #include <map>
@@ -7,28 +7,28 @@
 
 namespace tidra {
 
-/// Names and values of header lines. Of received messages the names are in lower case and the values trimmed; lines
-/// that share a name are one value, joined with ", ".
+/// Header names and values. In received messages names are in lower case, values are trimmed, and repeated names are
+/// joined with ", ".
 using HTTPHeaders = std::map<std::string, std::string>;
 
-/// What a server was asked.
+/// A request as a server received it.
 struct HTTPRequest {
   std::string method;                        // as sent, such as "GET"
   std::string path;                          // the target before any "?", still percent-encoded
-  std::map<std::string, std::string> query;  // decoded; of a repeated key the last value
+  std::map<std::string, std::string> query;  // decoded; the last value of a repeated key
   HTTPHeaders headers;
   std::string body;
 
   bool operator==(const HTTPRequest&) const = default;
 };
 
-/// What a server answers.
+/// A response to be sent.
 struct HTTPResponse {
   int status = 200;
-  HTTPHeaders headers;  // names as they are to be written
+  HTTPHeaders headers;  // names as written on the wire
   std::string body;
 
-  // With the Content-Type of each; the bytes are UTF-8.
+  // Each sets its Content-Type; the bytes are UTF-8.
   static HTTPResponse text(int status, std::string text);
   static HTTPResponse html(int status, std::string html);
   static HTTPResponse json(int status, std::string json);
@@ -36,10 +36,10 @@ struct HTTPResponse {
   bool operator==(const HTTPResponse&) const = default;
 };
 
-/// With headers that keep a browser from guessing the type, framing the answer, or telling other sites its address.
+/// Adds headers against MIME sniffing, clickjacking (framing) and leaking URLs (`Referrer-Policy`).
 HTTPResponse guarded(HTTPResponse response);
 
-/// What a client was answered.
+/// A response as a client received it.
 struct HTTPClientResponse {
   int status = 0;
   HTTPHeaders headers;
@@ -48,18 +48,17 @@ struct HTTPClientResponse {
   bool operator==(const HTTPClientResponse&) const = default;
 };
 
-/// The words for a status code; "Status" for one that has none here.
+/// The reason phrase of a status code; "Status" for an unknown one.
 std::string_view reasonPhrase(int status);
 
-/// True for what may stand before the colon of a header line.
+/// True for a valid header name (an HTTP token).
 bool isHeaderName(std::string_view name);
 
-/// True for what may stand behind it: nothing that could end the line or the text.
+/// Prevents header injection: false for values with line ends or other control characters.
 bool isHeaderValue(std::string_view value);
 
-/// What goes over the wire. Content-Length, Connection and Server are the server's own; Cache-Control is "no-store"
-/// unless the response says otherwise. Without `withBody` the head still tells the body's length. Throws
-/// std::invalid_argument when a header cannot be written.
+/// Returns the bytes for the wire. Sets Content-Length, Connection and Server; Cache-Control defaults to "no-store".
+/// Without `withBody` (HEAD) Content-Length still is the body's. Throws std::invalid_argument for an invalid header.
 std::string serialized(const HTTPResponse& response, bool withBody);
 
 }  // namespace tidra

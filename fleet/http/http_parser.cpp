@@ -1,6 +1,6 @@
-// A request's head ends at the first blank line; only CR LF ends a line in it. Its Content-Length alone says how long
-// the body is. What two readers could take differently (two lengths, a transfer coding, a folded line, a bare CR or LF)
-// is refused, since a proxy in front of the hub might be the other reader.
+// Guards against request smuggling: whatever a proxy in front of the hub might parse differently is refused (several
+// lengths, a transfer coding, a folded line, a bare CR or LF). Only CR LF ends a header line; Content-Length alone sets
+// the body's length.
 #include "fleet/http/http_parser.h"
 
 #include <algorithm>
@@ -45,7 +45,7 @@ bool isVersion(std::string_view version) {
   return version.size() == 8 && version.starts_with("HTTP/1.") && version[7] >= '0' && version[7] <= '9';
 }
 
-/// Fills method, path and query; false when the line is not three parts with single spaces between them.
+/// Sets method, path and query; false unless the line is three parts with single spaces between them.
 bool readRequestLine(std::string_view line, HTTPRequest& request) {
   const auto parts = split(line, ' ');
   if (parts.size() != 3 || !isHeaderName(parts[0]) || !isTargetText(parts[1]) || !isVersion(parts[2])) return false;
@@ -56,7 +56,7 @@ bool readRequestLine(std::string_view line, HTTPRequest& request) {
   return true;
 }
 
-/// Adds the line's header; the reason when it cannot be taken.
+/// Adds the line's header; returns the reason when it is refused.
 std::optional<std::string> readHeaderLine(std::string_view line, HTTPHeaders& headers) {
   if (line.starts_with(' ') || line.starts_with('\t')) return "a header line is folded";
   const auto colon = line.find(':');
@@ -73,7 +73,7 @@ std::optional<std::string> readHeaderLine(std::string_view line, HTTPHeaders& he
   return std::nullopt;
 }
 
-/// The length that a header claims, the largest figure when it is beyond counting; none when it is no number.
+/// The claimed length, saturated at the largest value; none when it is not a number.
 std::optional<std::size_t> lengthOf(std::string_view text) {
   if (text.empty() || text.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
   std::size_t length = 0;

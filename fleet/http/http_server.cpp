@@ -1,7 +1,6 @@
-// The accept thread polls: the listening socket, and every connection that waits for its client (they are parked). What
-// is ready goes to the queue, from which the workers take. A worker brings a connection as far as it goes without
-// waiting, handler included, and hands it back when it has to wait after all. So neither idle nor slow clients hold a
-// worker.
+// The accept thread polls the listening socket and all parked connections, those that wait for their client. Ready ones
+// go to a queue; a worker advances one as far as possible without blocking, handler included, and returns it when it
+// has to wait. So neither idle nor slow clients hold a worker.
 #include "fleet/http/http_server.h"
 
 #include <poll.h>
@@ -21,10 +20,9 @@ using Next = HTTPConnection::Next;
 using std::chrono::milliseconds;
 
 constexpr int backlog = 64;
-/// Connections beyond the limit that are answered and drained; still more are answered and closed.
+/// Connections beyond the limit that get a 503 with a lingering close; further ones get a 503 and are closed.
 constexpr std::size_t drainedRefusals = 64;
-/// After a failed accept, which mostly means that descriptors have run out: the connection that waits would make a loop
-/// without a pause spin.
+/// Pause after a failed accept (mostly EMFILE): the pending connection would keep poll() ready and the loop spinning.
 constexpr auto shortagePause = milliseconds(100);
 
 short eventsFor(Next next) { return next == Next::writable ? POLLOUT : POLLIN; }
@@ -75,7 +73,7 @@ void HTTPServer::stop() {
   close();
 }
 
-/// Only without the accept thread.
+/// Call only after the accept thread has ended, or before it starts.
 void HTTPServer::close() {
   {
     const std::lock_guard guard(queueLock_);
@@ -104,13 +102,13 @@ void HTTPServer::takeReturned() {
   returned_.clear();
 }
 
-/// What has arrived is answered still. In every round of the end: a worker may not have known of it when it handed back
-/// a connection.
+/// Requests that have arrived are still served. Repeated in every round while stopping: a worker may have parked a
+/// connection before it saw the flag.
 void HTTPServer::leaveWaitingClients() {
   if (socketFD_) acceptAll();
   socketFD_.reset();
   for (Parked& parked : parked_) {
-    // The worker closes it when its request is not there.
+    // The worker closes it unless its request is complete.
     if (parked.connection->isReading()) enqueue(std::move(parked.connection));
   }
   std::erase_if(parked_, [](const Parked& parked) { return parked.connection == nullptr; });
@@ -141,7 +139,7 @@ void HTTPServer::pollOnce() {
   if (watched[1].revents != 0) acceptAll();
 }
 
-/// What is ready goes on, what is late is closed.
+/// Queues connections that are ready, closes those past their deadline.
 void HTTPServer::resumeParked(const std::vector<short>& events) {
   const auto now = Clock::now();
   for (std::size_t i = 0; i < events.size(); ++i) {
@@ -173,8 +171,8 @@ void HTTPServer::acceptAll() {
   }
 }
 
-/// Lets go of the client that has sent nothing for longest, if that is long enough: otherwise whoever opens connections
-/// and leaves them could keep everybody else out.
+/// Guards against slowloris: drops the client that has been silent longest, if for at least `crowded`, so that idle
+/// connections cannot lock others out.
 bool HTTPServer::makeRoom() {
   const auto latest = Clock::now() - limits_.crowded;
   auto silent = parked_.end();
@@ -206,7 +204,7 @@ void HTTPServer::work() {
     try {
       next = connection->advance(handler_, failed_, stopping_);
     } catch (...) {
-      // Memory has run out: this connection ends, the others go on.
+      // Out of memory: this connection ends, the others go on.
     }
     if (next == Next::close) {
       drop(std::move(connection));
@@ -220,7 +218,7 @@ void HTTPServer::work() {
   }
 }
 
-/// None once the queue is closed.
+/// Blocks until there is work; none once the queue is closed.
 std::unique_ptr<HTTPConnection> HTTPServer::nextConnection() {
   std::unique_lock guard(queueLock_);
   while (queue_.empty() && !isQueueClosed_) {
@@ -242,9 +240,9 @@ void HTTPServer::enqueue(Connection connection) {
   wakeWorker(guard);
 }
 
-/// Has an idle worker look at the queue when something is in it, and lets go of the lock. One at a time is woken, and
-/// wakes the next if there is still something to do: mostly the workers that are awake have done it by then, and
-/// switching threads costs more than a short answer.
+/// Wakes an idle worker when the queue is not empty, and releases the lock. Chained: one worker at a time is woken,
+/// which wakes the next if work is left. Mostly the running workers have emptied the queue by then, and a thread switch
+/// costs more than a short response.
 void HTTPServer::wakeWorker(std::unique_lock<std::mutex>& guard) {
   const bool isNeeded = !queue_.empty() && idleWorkers_ > 0 && !isWorkerWaking_;
   if (isNeeded) isWorkerWaking_ = true;
@@ -252,7 +250,7 @@ void HTTPServer::wakeWorker(std::unique_lock<std::mutex>& guard) {
   if (isNeeded) queueChanged_.notify_one();
 }
 
-/// Closes the connection and counts it out; the accept thread waits for the last one to end.
+/// Closes the connection and decrements the count; the accept thread waits for the last one to end.
 void HTTPServer::drop(Connection connection) {
   connection.reset();
   --open_;

@@ -1,4 +1,4 @@
-// A small HTTP/1.1 server: one request and one response a connection, each request given to one handler.
+// A small HTTP/1.1 server: one request a connection, one handler for all requests.
 #pragma once
 
 #include <atomic>
@@ -19,35 +19,35 @@
 
 namespace tidra {
 
-/// The handler is called on several threads at once. A client is answered 400 for a request that cannot be taken, 413
-/// for a body that is too large, 503 when there are too many connections and 500 when the handler throws; one that is
-/// too slow, or whose head is longer than HTTPRequestReader::mostHeadBytes, is left without an answer. When there are
-/// too many connections, the one that has been silent for longest counts as too slow sooner.
+/// The handler is called concurrently. Error responses: 400 for a malformed request, 413 for a body that is too large,
+/// 503 with too many connections, 500 when the handler throws. Slow clients and heads longer than
+/// HTTPRequestReader::mostHeadBytes are closed without a response; when the server is full, the longest silent client
+/// is closed sooner.
 class HTTPServer {
  public:
   static constexpr std::size_t usualMaxBodyBytes = 8 * 1024 * 1024;
 
-  /// `host` is a dotted IPv4 address, "0.0.0.0" for all interfaces. Port 0 lets the system choose a free one. `failed`
-  /// is told what a handler throws, on the handler's thread; the client is not. Nothing is opened yet.
+  /// `host` is an IPv4 address, "0.0.0.0" for all interfaces. Port 0 picks a free one. `failed` is called with what a
+  /// handler throws, on the handler's thread; the client does not see it. Nothing is opened yet.
   HTTPServer(std::string host, std::uint16_t port, HTTPHandler handler, std::size_t maxBodyBytes = usualMaxBodyBytes,
              HTTPServerLimits limits = {}, HTTPFailureLog failed = {});
-  /// Stops.
+  /// Calls stop().
   ~HTTPServer();
   HTTPServer(const HTTPServer&) = delete;
   HTTPServer& operator=(const HTTPServer&) = delete;
 
-  // Any thread may call these, but no handler may stop its server.
+  // Thread-safe, but a handler must not stop its own server.
 
-  /// Opens the socket and starts the threads; nothing happens while it is started. Throws ListeningError, and
-  /// std::system_error when there are no threads or descriptors to be had; then nothing is left open.
+  /// Opens the socket and starts the threads; no effect while running. Throws ListeningError, and std::system_error
+  /// without threads or descriptors; then nothing stays open.
   void start();
 
-  /// Takes no more connections, finishes the requests that have arrived, and ends the threads. A client has
-  /// HTTPServerLimits::wait to take its response; a handler takes what it takes. Nothing happens when it is not
-  /// started. It can be started again.
+  /// Accepts no more connections, finishes the requests that have arrived, and joins the threads. A client has
+  /// HTTPServerLimits::wait to read its response; handlers are not bounded. No effect when not running. May be started
+  /// again.
   void stop();
 
-  /// The port that is listened on; while not started, the one that was asked for.
+  /// The port listened on; while not running, the one requested.
   std::uint16_t port() const { return port_; }
   const std::string& host() const { return host_; }
   std::size_t maxBodyBytes() const { return maxBodyBytes_; }
@@ -73,7 +73,7 @@ class HTTPServer {
   bool makeRoom();
   void refuse(FileDescriptor socket);
 
-  // On the workers.
+  // On the worker threads.
   void work();
   std::unique_ptr<HTTPConnection> nextConnection();
 
@@ -89,12 +89,12 @@ class HTTPServer {
   const HTTPFailureLog failed_;
   std::atomic<std::uint16_t> port_;
 
-  std::mutex lock_;  // held by start and stop
+  std::mutex lock_;  // guards start and stop
   std::atomic<bool> stopping_ = false;
   std::optional<WakePipe> wake_;
   std::thread thread_;
 
-  // The accept thread's own while it runs.
+  // Used by the accept thread only while it runs.
   FileDescriptor socketFD_;
   std::vector<Parked> parked_;
   HTTPConnection::Clock::time_point acceptAgainAt_;
@@ -104,11 +104,11 @@ class HTTPServer {
   std::vector<Parked> returned_;
   bool isQueueClosed_ = false;
   std::size_t idleWorkers_ = 0;
-  bool isWorkerWaking_ = false;  // one has been woken and has not looked at the queue yet
+  bool isWorkerWaking_ = false;  // notified, and has not looked at the queue yet
   std::condition_variable queueChanged_;
   std::vector<std::thread> workers_;
   ByteBudget bodyBytes_;
-  std::atomic<std::size_t> open_ = 0;  // connections, wherever they are
+  std::atomic<std::size_t> open_ = 0;  // all connections: parked, queued or with a worker
 };
 
 }  // namespace tidra

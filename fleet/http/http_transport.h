@@ -1,4 +1,4 @@
-// The two ways in which a client reaches a server; HTTPClient chooses.
+// The two transports of HTTPClient.
 #pragma once
 
 #include <chrono>
@@ -10,17 +10,17 @@
 
 namespace tidra {
 
-/// Over a TCP socket. `wait` is the longest wait for the peer, `most` that of the exchange.
+/// Plain TCP. `wait` bounds each wait for the peer, `most` the exchange.
 HTTPClientResponse sendOverSocket(const HTTPClient::Request& request, const HTTPURL& url,
                                   std::chrono::milliseconds wait, std::chrono::milliseconds most,
                                   const StopSignal& stop);
 
-/// By running curl, which speaks TLS. Headers and body go through files that only the user may read, since everybody
-/// may see the arguments of a program.
+/// Runs curl, for TLS. Headers and body are passed in files readable by the user only, because arguments of a process
+/// are public.
 HTTPClientResponse sendWithCurl(const HTTPClient::Request& request, const HTTPURL& url, double timeout,
                                 const Environment& environment, const StopSignal& stop);
 
-/// "tidra/" and the version.
+/// "tidra/VERSION".
 std::string userAgent();
 
 }  // namespace tidra

@@ -23,7 +23,7 @@ bool consistsOf(std::string_view text, std::string_view characters) {
   return text.find_first_not_of(characters) == std::string_view::npos;
 }
 
-/// Percent-encodes what is neither a letter, a digit nor one of `kept`.
+/// Percent-encodes all but letters, digits and `kept`.
 std::string encoded(std::string_view text, std::string_view kept) {
   std::string result;
   for (const char character : text) {
@@ -36,7 +36,7 @@ std::string encoded(std::string_view text, std::string_view kept) {
   return result;
 }
 
-/// Keeps everything that has a meaning in a path or a query.
+/// Keeps all characters with a meaning in a path or a query.
 std::string repaired(std::string_view text) { return encoded(text, "-._~!$&'()*+,;=:@/?%"); }
 
 bool isHostName(std::string_view host) {
@@ -52,7 +52,7 @@ std::optional<std::uint16_t> portOf(std::string_view text) {
   return port;
 }
 
-/// Reads "host", "host:port", "host:" or the same with "[address]" into `url`; false when it is none of them.
+/// Parses "host", "host:port", "host:" or the same with "[address]" into `url`; false for anything else.
 bool readAuthority(std::string_view authority, HTTPURL& url) {
   std::string_view rest;
   if (authority.starts_with('[')) {
