@@ -1,4 +1,4 @@
-// Which Tidra this is.
+// The version of Tidra.
 #pragma once
 
 #include <string_view>

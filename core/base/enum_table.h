@@ -1,4 +1,4 @@
-// Enumerations with raw text: one constexpr table each gives text, parsing and the list of cases.
+// Enumerations with raw text. One constexpr table each is the source of text, parsing and the list of cases.
 #pragma once
 
 #include <array>
@@ -9,8 +9,8 @@
 
 namespace tidra {
 
-/// Specialised next to each enumeration with a member `rows`: a constexpr array of (case, raw text) pairs in the
-/// order of declaration, and a member `name`: what the enumeration is called in an error message.
+/// Specialised next to each enumeration. `rows`: a constexpr array of (case, raw text) pairs in the order of
+/// declaration; `name`: what an error message calls the enumeration.
 template <class E>
 struct EnumTable;
 
@@ -25,7 +25,7 @@ concept TabledEnum = requires {
   EnumTable<E>::rows;
 };
 
-/// The raw text of a case; the empty text for a value outside the enumeration.
+/// Returns the raw text of a case; empty for a value outside the enumeration.
 template <TabledEnum E>
 constexpr std::string_view rawValue(E value) {
   for (const auto& row : EnumTable<E>::rows) {
@@ -34,7 +34,7 @@ constexpr std::string_view rawValue(E value) {
   return {};
 }
 
-/// The case with this exact raw text; none for unknown text, never a default case.
+/// Returns the case with exactly this raw text; nullopt for unknown text.
 template <TabledEnum E>
 constexpr std::optional<E> fromRawValue(std::string_view text) {
   for (const auto& row : EnumTable<E>::rows) {
@@ -43,7 +43,7 @@ constexpr std::optional<E> fromRawValue(std::string_view text) {
   return std::nullopt;
 }
 
-/// Every case in the order of declaration.
+/// Returns every case in the order of declaration.
 template <TabledEnum E>
 constexpr auto allCases() {
   constexpr auto& rows = EnumTable<E>::rows;
@@ -52,7 +52,7 @@ constexpr auto allCases() {
   return cases;
 }
 
-/// The raw texts joined as in "safe, caution, warning", for messages that name the choices.
+/// Returns the raw texts joined as in "safe, caution, warning", for error messages.
 template <TabledEnum E>
 std::string rawValueList() {
   std::string list;

@@ -1,4 +1,4 @@
-// The error types that cross rooms. Each what() is the sentence that a person reads.
+// The error types that cross rooms. Each what() is the sentence shown to the user.
 #pragma once
 
 #include <cerrno>
@@ -9,7 +9,7 @@
 
 namespace tidra {
 
-/// What the user gave cannot be used: an option, a path, a file. The terminal program ends with status 2.
+/// Unusable user input: an option, a path, a file. The terminal program exits with status 2.
 class InputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -21,7 +21,7 @@ class DecodingError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// A value, or the reason why the operating system gave none. For failures of one item in a batch.
+/// A value, or the error code of the system call that failed. For failures of one item in a batch.
 template <class T>
 class [[nodiscard]] Outcome {
  public:
@@ -40,7 +40,7 @@ class [[nodiscard]] Outcome {
   std::error_code failure_;
 };
 
-/// The reason of the last failed system call of this thread.
+/// Returns this thread's `errno` as an error code.
 inline std::error_code lastSystemError() { return {errno, std::generic_category()}; }
 
 }  // namespace tidra

@@ -1,5 +1,4 @@
-// How a record becomes JSON and comes back. Headers declare a codec with this file; sources implement it with
-// core/base/json_fields.h.
+// JSON codecs of records. Headers declare a codec with this file; sources implement it with json_fields.h.
 #pragma once
 
 #include <cstddef>
@@ -15,19 +14,19 @@ namespace tidra {
 template <class T>
 struct JsonCodec;
 
-/// Parses one document. Throws DecodingError that begins with `what` and tells line and column.
+/// Parses one document. Throws DecodingError that begins with `what` and names line and column.
 nlohmann::json parseJson(std::string_view text, const std::string& what);
 
-/// The same for what others send, which may be made to fill the memory: at most `mostBytes`, nested at most 100 deep.
+/// parseJson() for untrusted input: bounds the size to `mostBytes` and the nesting to 100 levels.
 constexpr std::size_t mostForeignJsonBytes = 8 * 1024 * 1024;
 nlohmann::json parseForeignJson(std::string_view text, const std::string& what,
                                 std::size_t mostBytes = mostForeignJsonBytes);
 
-/// parseForeignJson() that also refuses a key that stands twice in one object, of which one would silently not count.
+/// parseForeignJson() that also refuses duplicate keys: readers differ in which one wins.
 nlohmann::json parseUnambiguousJson(std::string_view text, const std::string& what,
                                     std::size_t mostBytes = mostForeignJsonBytes);
 
-/// Objects with sorted keys, slashes unescaped, malformed UTF-8 replaced; with an indentation of two when `pretty`.
+/// Serialises with sorted keys, unescaped slashes and U+FFFD for malformed UTF-8; indented by two when `pretty`.
 std::string jsonText(const nlohmann::json& document, bool pretty);
 
 }  // namespace tidra

@@ -5,7 +5,7 @@
 namespace tidra {
 
 std::string prometheusLabelValue(std::string_view bytes) {
-  // Not only what is not UTF-8 would make a reader refuse the whole exposition: some take a NUL for its end.
+  // Readers refuse an exposition that is not UTF-8, and some end it at a NUL.
   std::string value;
   for (const char byte : replacingInvalidUtf8(bytes)) {
     switch (byte) {
@@ -34,7 +34,7 @@ void PrometheusText::beginFamily(std::string_view name, Type type, std::string_v
 }
 
 void PrometheusText::addSample(std::string_view value, Labels labels) {
-  // Plain appending: a fleet has a sample for each host in each of a dozen families.
+  // Appends instead of formatting: a fleet has one sample per host in each of a dozen families.
   text_ += name_;
   char separator = '{';
   for (const auto& [key, label] : labels) {

@@ -1,4 +1,4 @@
-// Prometheus's text exposition, version 0.0.4.
+// Prometheus text exposition format, version 0.0.4.
 #pragma once
 
 #include <fmt/format.h>
@@ -11,16 +11,16 @@
 
 namespace tidra {
 
-/// A text as it stands between the quotes of a label: escaped, and with U+FFFD for what is not UTF-8 and for NUL.
+/// Escapes a label value. Malformed UTF-8 and NUL become U+FFFD.
 std::string prometheusLabelValue(std::string_view bytes);
 
-/// Writes families one after another. A series that came twice would void the whole text; the caller sees to that.
+/// Writes metric families one after another. Callers pass unique series: a duplicate invalidates the whole exposition.
 class PrometheusText {
  public:
   enum class Type { gauge, counter };
-  using Labels = std::initializer_list<std::pair<std::string_view, std::string_view>>;  // keys with escaped values
+  using Labels = std::initializer_list<std::pair<std::string_view, std::string_view>>;  // values already escaped
 
-  /// `name` is kept as it is until the next family begins. `help` holds neither a line feed nor a backslash.
+  /// `name` must outlive the family. `help` contains no line feed and no backslash.
   void beginFamily(std::string_view name, Type type, std::string_view help);
 
   void addSample(std::string_view value, Labels labels = {});

@@ -1,4 +1,4 @@
-// Sizes and ages as people write them on a command line.
+// Sizes and ages as written on a command line.
 #pragma once
 
 #include <algorithm>
@@ -12,23 +12,22 @@
 
 namespace tidra {
 
-/// The sum of two sizes, neither negative; the largest figure where the type does not hold it. Sparse files and tools
-/// gone wrong may claim any size.
+/// Saturating addition of non-negative sizes: sparse files and faulty tools may claim any size.
 template <class Bytes>
 constexpr Bytes saturatedSum(Bytes left, Bytes right) {
   constexpr Bytes most = std::numeric_limits<Bytes>::max();
   return right > most - left ? most : static_cast<Bytes>(left + right);
 }
 
-/// A size where no negative figure is known; what claims to be one counts as nothing.
+/// Clamps negative values to 0.
 constexpr std::uint64_t unsignedBytes(std::int64_t bytes) {
   return static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0));
 }
 
-/// Bytes of "500", "500KB", "10M", "1.5G", "2TiB" (powers of 1024, any letter case). Throws InputError naming the text.
+/// Returns the bytes of "500", "500KB", "10M", "1.5G", "2TiB" (powers of 1024, any letter case). Throws InputError.
 std::int64_t parseSize(std::string_view text);
 
-/// A count of things: "0", "25". Throws InputError naming the text.
+/// Parses a whole number such as "0" or "25". Throws InputError.
 std::size_t parseCount(std::string_view text);
 
 /// An age: "30d", "8w" are days, "6mo", "1y" are calendar months.
@@ -39,10 +38,10 @@ struct Age {
   bool operator==(const Age&) const = default;
 };
 
-/// Throws InputError naming the text.
+/// Throws InputError.
 Age parseAge(std::string_view text);
 
-/// The moment that lies an age before `now`. A day that the earlier month lacks counts as that month's last day.
+/// Returns `now` minus an age. A day that the earlier month lacks becomes that month's last day.
 TimePoint momentBefore(TimePoint now, const Age& age);
 
 }  // namespace tidra

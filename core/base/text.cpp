@@ -19,7 +19,7 @@ struct Scalar {
 
 bool isContinuation(unsigned char byte) { return (byte & 0xC0U) == 0x80U; }
 
-/// The scalar at the start of `bytes`, which is not empty.
+/// Decodes the first scalar of `bytes`, which must not be empty.
 Scalar decodeScalar(std::string_view bytes) {
   const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
   const unsigned char lead = byteAt(0);
@@ -43,8 +43,8 @@ bool isBidirectionalControl(char32_t c) {
 
 bool isControl(char32_t c) { return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029; }
 
-/// Takes no place on the screen, so that a name with it looks like one without. Combining marks and the selectors of
-/// emoji, which belong to the sign before them, are none of these.
+/// Zero-width characters, which make two different names look equal. Excludes combining marks and emoji selectors: they
+/// change the character before them.
 bool isInvisible(char32_t c) {
   return c == 0x00AD || c == 0x034F || c == 0x115F || c == 0x1160 || c == 0x17B4 || c == 0x17B5 ||
          (c >= 0x180B && c <= 0x180F) || (c >= 0x200B && c <= 0x200D) || (c >= 0x2060 && c <= 0x206F) || c == 0x3164 ||

@@ -6,7 +6,7 @@
 namespace tidra {
 namespace {
 
-/// Takes exactly `digits` decimal digits off the front of `text`; none when there are fewer.
+/// Removes exactly `digits` decimal digits from the front of `text`; returns nullopt when there are fewer.
 std::optional<int> takeNumber(std::string_view& text, std::size_t digits) {
   if (text.size() < digits) return std::nullopt;
   int number = 0;
@@ -25,11 +25,11 @@ bool take(std::string_view& text, char expected) {
 void dropFraction(std::string_view& text) {
   if (!text.starts_with('.')) return;
   const auto end = text.find_first_not_of("0123456789", 1);
-  if (end == 1) return;  // no digits: not a fraction
+  if (end == 1) return;  // a dot without digits is no fraction
   text.remove_prefix(end == std::string_view::npos ? text.size() : end);
 }
 
-/// "Z" or "+hh:mm" or "-hh:mm", which must be all that is left.
+/// Parses "Z", "+hh:mm" or "-hh:mm", which must be all of `text`.
 std::optional<std::chrono::minutes> takeOffset(std::string_view text) {
   if (text == "Z") return std::chrono::minutes{0};
   if (text.size() != 6 || (text.front() != '+' && text.front() != '-')) return std::nullopt;
@@ -58,7 +58,7 @@ std::string iso8601(TimePoint time) {
   const year_month_day date{day};
   const hh_mm_ss clock{time - day};
   const int year = static_cast<int>(date.year());
-  // Every record of a log has a time, and general formatting takes longer than all the rest of its text.
+  // Hand-formatted: every log record has a time, and fmt takes longer than the rest of the record.
   std::string text = "0000-00-00T00:00:00Z";
   const auto put = [&](std::size_t at, std::int64_t number) {
     text[at] = static_cast<char>('0' + number / 10);

@@ -1,11 +1,11 @@
-// Names that nothing else has.
+// Random identifiers.
 #pragma once
 
 #include <string>
 
 namespace tidra {
 
-/// A random UUID (version 4) in upper case.
+/// Returns a random UUID (version 4) in upper case.
 std::string makeUuid();
 
 }  // namespace tidra

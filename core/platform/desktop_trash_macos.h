@@ -7,7 +7,7 @@
 
 namespace tidra {
 
-/// Moves a file or folder to the trash of its volume and gives its new path.
+/// Moves a file or folder to the trash of its volume and returns its new path.
 Outcome<std::string> moveToDesktopTrash(const std::string& path);
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// Opening folders by descriptor and name, the same on every platform.
+// Opens folders by descriptor and name; portable.
 #include <fcntl.h>
 
 #include <array>
@@ -12,7 +12,7 @@ namespace {
 
 constexpr int openFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
-/// As much of `path` as one system call takes, cut at a "/"; the rest stays in `path`.
+/// Cuts a prefix shorter than PATH_MAX off `path` at a "/" and returns it.
 std::string takePiece(std::string_view& path) {
   constexpr std::size_t longest = 1000;
   std::size_t end = path.size();
@@ -48,7 +48,7 @@ Outcome<FileDescriptor> openSubdirectory(int parent, const char* name) {
 
 namespace {
 
-/// Asks about a path, in two steps where it is longer than one system call takes.
+/// Calls `ask` on a path; paths beyond PATH_MAX are resolved through the parent's descriptor.
 Outcome<EntryFacts> factsOfPath(std::string_view path, Outcome<EntryFacts> (*ask)(int, const char*)) {
   if (path.size() < PATH_MAX) return ask(AT_FDCWD, std::string(path).c_str());
   const auto parent = openDirectory(parentPath(path));

@@ -1,6 +1,6 @@
-// The one way to read folders: open relative to the parent's descriptor without following links, take names and types
-// in large batches, ask for a size only where a size is needed. Nothing here throws for a file system's answer, because
-// in a tree that others are changing a vanished or forbidden entry is an ordinary event.
+// The one way to read folders: open relative to the parent's descriptor without following links, read names and types
+// in large batches, stat only where a size is needed. Failures are values: in a tree that others change, a vanished or
+// unreadable entry is ordinary.
 #pragma once
 
 #include <cstdint>
@@ -19,11 +19,11 @@ namespace tidra {
 enum class EntryType : unsigned char { directory, regularFile, symbolicLink, other };
 
 struct DirectoryEntry {
-  std::string_view name;  // NUL-terminated; valid until the next entry is asked for
+  std::string_view name;  // NUL-terminated; valid until the next call of next()
   EntryType type = EntryType::other;
 };
 
-/// Which file or folder it is, whatever its name.
+/// Device and inode: identifies a file or folder independent of its name.
 struct FileIdentity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
@@ -31,72 +31,73 @@ struct FileIdentity {
   bool operator==(const FileIdentity&) const = default;
 };
 
-/// What the file system says about one entry, links not followed unless said otherwise.
+/// stat() of one entry. Symbolic links are not followed unless a function says so.
 struct EntryFacts {
   EntryType type = EntryType::other;
-  std::uint64_t sizeBytes = 0;  // logical size
+  std::uint64_t sizeBytes = 0;  // apparent size, not allocated blocks
   TimePoint modified{};
-  TimePoint changed{};  // of the inode: when it came to this place or changed; no program sets it
+  TimePoint changed{};  // ctime: set by the kernel on every change or rename; no program can fake it
   FileIdentity identity;
-  std::uint64_t mount = 0;        // number of the mount it was reached through; 0 where the system does not tell
+  std::uint64_t mount = 0;        // STATX_MNT_ID; 0 where the kernel does not report it
   std::uint32_t owner = 0;        // user id
-  std::uint32_t permissions = 0;  // the lowest twelve bits of the mode
-  std::optional<std::int64_t> bornNanos = {};  // when it was made, since 1970; absent where that is not recorded
+  std::uint32_t permissions = 0;  // the lowest twelve bits of st_mode
+  // birth time in nanoseconds since 1970; absent where the file system has none
+  std::optional<std::int64_t> bornNanos = {};
 
-  /// True when both lie on the same volume as far as renaming goes from one to the other.
+  /// Whether a rename from one to the other stays on one volume and one mount.
   bool sharesVolumeWith(const EntryFacts& other) const {
     return identity.device == other.identity.device && mount == other.mount;
   }
 };
 
-/// Opens a folder that the user named; links on the way are followed and the path may be longer than PATH_MAX.
+/// Opens a folder named by the user. Follows symbolic links; the path may exceed PATH_MAX.
 Outcome<FileDescriptor> openDirectory(std::string_view path);
 
-/// Opens the subfolder `name` of an open folder. A link in its place is a failure, never followed.
+/// Opens the subfolder `name` with O_NOFOLLOW: a symbolic link in its place is a failure.
 Outcome<FileDescriptor> openSubdirectory(int parent, const char* name);
 
-/// The logical size of the regular file `name`. Links are not followed.
+/// Returns the apparent size of the regular file `name`. Symbolic links are not followed.
 Outcome<std::uint64_t> fileSize(int parent, const char* name);
 
-/// Links are not followed.
+/// Does not follow a symbolic link.
 Outcome<EntryFacts> entryFacts(int parent, const char* name);
 
-/// Links are followed.
+/// Follows symbolic links.
 Outcome<EntryFacts> followedEntryFacts(int parent, const char* name);
 
-/// Facts of an open file or folder.
+/// fstat() of an open file or folder.
 Outcome<EntryFacts> descriptorFacts(int descriptor);
 
-/// Facts of a path that may be longer than PATH_MAX; its last component is not followed.
+/// Facts of a path, which may exceed PATH_MAX; does not follow its last component.
 Outcome<EntryFacts> pathFacts(std::string_view path);
 
-/// Facts of what a path leads to, links followed.
+/// As pathFacts(), but follows symbolic links.
 Outcome<EntryFacts> followedFacts(std::string_view path);
 
-/// True for the failure of something that went, or became something else, since its name was read: an ordinary event.
+/// Whether an entry vanished or changed its type since its name was read: ordinary while others change the tree.
 [[nodiscard]] bool isNoLongerThere(std::error_code failure);
 
-/// True when the running user may not do it.
+/// Whether the running user lacks permission.
 [[nodiscard]] bool isForbidden(std::error_code failure);
 
-/// Iterates over open folders, one after another, with one buffer. Not to be shared between threads.
+/// Iterates over open folders, one after another, with one buffer. Not thread-safe.
 class DirectoryReader {
  public:
   DirectoryReader();
   ~DirectoryReader();
   DirectoryReader(DirectoryReader&&) noexcept;
 
-  /// Begins a freshly opened folder. The descriptor stays the caller's and must stay open.
+  /// Begins a freshly opened folder. The caller keeps ownership of the descriptor and must keep it open.
   void start(int descriptor);
 
-  /// Begins a folder that was read before, from its first entry.
+  /// Rewinds and begins a folder that was read before.
   void startOver(int descriptor);
 
-  /// The next entry but "." and ".."; false at the end and at a failure. Types that the file system leaves out of its
-  /// listing are looked up.
+  /// Returns the next entry except "." and ".."; false at the end or on failure. An unknown type (DT_UNKNOWN) is
+  /// resolved with statx.
   bool next(DirectoryEntry& entry);
 
-  /// Why the folder could not be read to its end; unset when it could.
+  /// Why reading stopped early; unset after reading to the end.
   [[nodiscard]] std::error_code failure() const;
 
  private:

@@ -1,4 +1,4 @@
-// getdents64 and statx, called directly: one large batch of names per call, and only the attributes that are needed.
+// Calls getdents64 and statx directly: one large batch of names per call, and only the needed attributes.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -23,7 +23,7 @@ constexpr unsigned mountMask = 0;
 constexpr unsigned factsMask =
     STATX_TYPE | STATX_MODE | STATX_UID | STATX_SIZE | STATX_MTIME | STATX_INO | STATX_BTIME | mountMask;
 
-/// The record that getdents64 fills in.
+/// The kernel's struct linux_dirent64.
 struct RawEntry {
   std::uint64_t inode;
   std::int64_t offset;
@@ -55,7 +55,7 @@ bool isDotOrDotDot(const char* name) {
   return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
-/// Older kernels and headers do not tell the mount.
+/// Older kernels and headers lack STATX_MNT_ID.
 std::uint64_t mountOf(const struct statx& status) {
 #ifdef STATX_MNT_ID
   if ((status.stx_mask & STATX_MNT_ID) != 0) return status.stx_mnt_id;

@@ -7,7 +7,7 @@
 
 namespace tidra {
 
-/// Owns one descriptor and closes it. -1 inside means that there is none.
+/// Owns one descriptor and closes it; -1 inside means none.
 class FileDescriptor {
  public:
   FileDescriptor() = default;

@@ -1,4 +1,4 @@
-// A lock that processes share through a file.
+// A lock between processes, held through a file.
 #pragma once
 
 #include <optional>
@@ -8,15 +8,15 @@
 
 namespace tidra {
 
-/// Holds an exclusive lock on a lock file while alive; the system releases it when the process ends in whatever way.
-/// The file stays.
+/// Holds an exclusive flock() while alive; the kernel releases it when the process ends, crashes included. The file
+/// stays.
 class FileLock {
  public:
-  /// Makes the file when it is missing, readable by its owner only, and waits for the lock. Throws std::system_error
-  /// whose what() names the path.
+  /// Creates the file with mode 0600 if missing and blocks until the lock is free. Throws std::system_error that names
+  /// the path.
   explicit FileLock(const std::string& path);
 
-  /// The same without waiting: none when the lock is held. Throws as the constructor does.
+  /// As the constructor, but returns nullopt instead of blocking while another process holds the lock.
   static std::optional<FileLock> tryTake(const std::string& path);
 
  private:

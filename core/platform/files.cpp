@@ -20,8 +20,8 @@ namespace {
 
 enum class AtLink { fail, replace };
 
-/// The permissions of what a file is to take the place of; none when nothing is there. Anything that is no file, such
-/// as a device, must not be replaced by one.
+/// Returns the permissions of the file to be replaced, nullopt if there is none. Throws for anything but a regular file
+/// (a device, a folder): a rename would destroy it.
 std::optional<unsigned> permissionsOfReplaced(const std::string& target, AtLink atLink) {
   struct stat present {};
   if (::lstat(target.c_str(), &present) != 0) return std::nullopt;
@@ -33,7 +33,8 @@ std::optional<unsigned> permissionsOfReplaced(const std::string& target, AtLink 
   return present.st_mode & permissions;
 }
 
-/// Puts a whole file at `target`; `makeStaged` is given the permissions of what is there, if anything.
+/// Atomic, durable replacement: write a temporary file, fsync, rename, fsync the folder. `makeStaged` receives the
+/// permissions of the present file, if any.
 template <class MakeStaged>
 void replaceDurably(const std::string& path, const std::string& target, AtLink atLink, std::string_view bytes,
                     const MakeStaged& makeStaged) {
@@ -50,14 +51,14 @@ void replaceDurably(const std::string& path, const std::string& target, AtLink a
 
 bool makeFolder(const std::string& path, unsigned permissions) {
   if (::mkdir(path.c_str(), static_cast<mode_t>(permissions)) != 0) return false;
-  // Through a descriptor: whoever may write to the parent could have put a link there by now. Where it cannot be
-  // opened, it has what the mask left.
+  // fchmod() on an O_NOFOLLOW descriptor, because chmod() by path would follow a planted symbolic link. If it cannot be
+  // opened, the permissions stay those of mkdir() less the umask.
   const FileDescriptor made(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (made) ::fchmod(made.get(), static_cast<mode_t>(permissions));
   return true;
 }
 
-/// Makes a folder and those above it that are missing, with these permissions whatever the process's mask.
+/// Creates a folder and its missing parents with exactly these permissions, independent of the umask.
 void makeFolders(const std::string& path, unsigned permissions) {
   if (makeFolder(path, permissions)) return;
   if (errno == ENOENT && path != "/" && path != ".") {
@@ -76,7 +77,7 @@ Outcome<std::string> readAtMost(const FileDescriptor& file, std::size_t mostByte
   return bytes;
 }
 
-/// Opens a regular file without waiting for whoever is at the other end of a pipe, and tells its facts.
+/// Opens a regular file without blocking on a FIFO, and fills in its status.
 Outcome<FileDescriptor> openRegularFile(const std::string& path, struct stat& status) {
   FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (!file || ::fstat(file.get(), &status) != 0) return lastSystemError();
@@ -141,7 +142,7 @@ void makePrivateFolders(const std::string& path) { makeFolders(path, 0700); }
 std::string setAside(const std::string& path, const std::string& suffix) {
   for (int number = 0;; ++number) {
     const std::string target = path + suffix + (number == 0 ? "" : fmt::format("-{}", number));
-    // A hard link is refused where the name is taken, unlike a renaming.
+    // link() fails with EEXIST where rename() would overwrite.
     if (::link(path.c_str(), target.c_str()) == 0) {
       ::unlink(path.c_str());
       return target;

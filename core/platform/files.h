@@ -1,4 +1,4 @@
-// Whole files: reading them, and replacing them so that a reader or a crash meets the old file or the new one, whole.
+// Whole files: reading them, and replacing them atomically, so that readers and crashes see the old or the new content.
 #pragma once
 
 #include <limits>
@@ -10,60 +10,58 @@
 
 namespace tidra {
 
-/// The bytes of a file, a pipe or a device; one of more than `mostBytes` is a failure.
+/// Returns the bytes of a file, pipe or device. Fails with file_too_large above `mostBytes`.
 Outcome<std::string> readFile(const std::string& path, std::size_t mostBytes = std::numeric_limits<std::size_t>::max());
 
-/// The bytes of a regular file of at most `mostBytes`. Anything else, such as a pipe on which a reader would hang, is a
-/// failure.
+/// As readFile(), for regular files only: never blocks on a FIFO.
 Outcome<std::string> readRegularFile(const std::string& path, std::size_t mostBytes);
 
-/// A file that ought to be nobody else's business.
+/// Contents of a secret file, and who else could read or change it.
 struct SecretFile {
   std::string bytes;
-  bool isForeign = false;  // it belongs neither to the running user nor to root, who could know or change it
-  bool isExposed = false;  // others may read or write it; reading by the group is allowed where root owns the file
+  bool isForeign = false;  // owned by neither the running user nor root
+  bool isExposed = false;  // accessible to others; a file of root may be readable by its group
 };
 
-/// The bytes of a regular file of at most `mostBytes`, with who else could get at them at that moment.
+/// Reads a regular file of at most `mostBytes`; owner and permissions are taken from the same descriptor.
 Outcome<SecretFile> readSecretFile(const std::string& path, std::size_t mostBytes);
 
-/// True when the path belongs to the running user or to root and not everybody may write to it. Links are not followed.
+/// Whether the path is owned by the running user or root and not world-writable. Does not follow a symbolic link.
 bool isOwnedAndPrivate(const std::string& path);
 
-/// Writes a temporary file beside `path` (or beside the file that a link there points to), flushes it to disk, renames
-/// it over `path` and flushes the folder. `path` keeps its former content when anything fails. Without a `mode` the
-/// file keeps the permissions that it has, and a new one gets those that the process gives. Throws std::system_error
-/// whose what() names the path.
+/// Replaces a file atomically: writes a temporary file beside `path` (or beside the target of a symbolic link there),
+/// fsyncs it, renames it over `path` and fsyncs the folder. On failure `path` keeps its content. Without a `mode` the
+/// file keeps its permissions; a new one is subject to the umask. Throws std::system_error that names the path.
 void replaceFile(const std::string& path, std::string_view bytes, std::optional<unsigned> mode = {});
 
-/// As replaceFile, but a link at `path` is replaced instead of followed: for a folder in which others may plant one.
+/// As replaceFile(), but replaces a symbolic link at `path` instead of following it: for folders where others may plant
+/// one.
 void replaceEntry(const std::string& path, std::string_view bytes, unsigned mode);
 
-/// Writes a file for other users' programs to read: as replaceFile, but the file and the folders that are missing,
-/// which are made, are readable for everybody whatever the process's mask, and a link at `path` is replaced instead of
-/// followed. The temporary file is `path` + ".tmp-" + the process id; one that a killed process with that id left
-/// behind is removed first. Throws std::system_error whose what() names the path.
+/// Writes a world-readable file for other users' programs: as replaceEntry() with mode 0644, creating missing folders
+/// with mode 0755, both independent of the umask. The temporary file is `path` + ".tmp-" + the process id; a stale one
+/// of a killed process with that id is removed first. Throws std::system_error that names the path.
 void publishFile(const std::string& path, std::string_view bytes);
 
-/// Makes a folder and those above it that are missing, for the owner only. Nothing happens when it is there. Throws
-/// std::system_error whose what() names the path.
+/// Creates a folder and its missing parents with mode 0700; does nothing if it exists. Throws std::system_error that
+/// names the path.
 void makePrivateFolders(const std::string& path);
 
-/// Gives a file another name in its folder, never over another file: a number is added until the name is free. Gives
-/// the new path; throws std::system_error.
+/// Renames a file within its folder without overwriting: adds a number until the name is free. Returns the new path;
+/// throws std::system_error.
 std::string setAside(const std::string& path, const std::string& suffix);
 
-/// Removes a file; nothing happens when there is none. Throws std::system_error.
+/// Removes a file; does nothing if there is none. Throws std::system_error.
 void removeFile(const std::string& path);
 
-/// Flushes a folder to disk, so that a loss of power does not undo that something in it was made, replaced or removed.
-/// Throws std::system_error whose what() names the folder.
+/// fsyncs a folder, so that entries created, renamed or removed in it survive a power loss. Throws std::system_error
+/// that names the folder.
 void flushFolder(const std::string& folder);
 
-/// True when `path` names a regular file that the running user may execute.
+/// Whether `path` is a regular file that the running user may execute.
 bool isExecutableFile(const std::string& path);
 
-/// The absolute path without links, "." or ".."; none when it does not exist.
+/// Returns the absolute path with symbolic links, "." and ".." resolved. Fails if it does not exist.
 Outcome<std::string> realPath(const std::string& path);
 
 }  // namespace tidra

@@ -23,8 +23,8 @@ int renameWithoutReplacing(int fromFolder, const char* from, int toFolder, const
 #endif
 }
 
-/// For file systems that cannot rename without replacing. A folder can replace nothing but an empty folder; a file is
-/// linked to its new name first, which refuses a name that is taken.
+/// Fallback for file systems without RENAME_NOREPLACE. Not atomic for folders, but rename() replaces at most an empty
+/// folder; for files link() fails if the name is taken.
 [[nodiscard]] std::error_code moveInTwoSteps(int fromFolder, const char* from, int toFolder, const char* to) {
   const auto moved = entryFacts(fromFolder, from);
   if (!moved) return moved.failure();
@@ -34,7 +34,7 @@ int renameWithoutReplacing(int fromFolder, const char* from, int toFolder, const
   return answer(::unlinkat(fromFolder, from, 0));
 }
 
-/// Changes the permissions of whatever an O_PATH descriptor holds, which fchmod refuses to do.
+/// Changes permissions through an O_PATH descriptor, which fchmod() refuses.
 [[nodiscard]] std::error_code changePermissions(int held, unsigned permissions) {
 #ifdef __APPLE__
   return answer(::fchmod(held, static_cast<mode_t>(permissions)));
@@ -65,7 +65,7 @@ std::error_code removeFileEntry(int folder, const char* name) { return answer(::
 
 std::error_code removeFolderEntry(int folder, const char* name) {
   const auto reason = answer(::unlinkat(folder, name, AT_REMOVEDIR));
-  // Some systems say so of a folder that still has entries.
+  // POSIX allows EEXIST for a folder that is not empty.
   return reason == std::errc::file_exists ? std::make_error_code(std::errc::directory_not_empty) : reason;
 }
 
@@ -113,10 +113,10 @@ std::error_code writeDurably(const FileDescriptor& file, std::string_view bytes)
 }
 
 std::error_code flushEntries(int folder) {
-  // The descriptor at hand may be for naming only.
+  // `folder` may be an O_PATH descriptor, which fsync() refuses.
   const FileDescriptor readable(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!readable) return lastSystemError();
-  // A file system that cannot flush a folder says EINVAL.
+  // File systems that cannot fsync a folder return EINVAL.
   return ::fsync(readable.get()) == 0 || errno == EINVAL ? std::error_code{} : lastSystemError();
 }
 

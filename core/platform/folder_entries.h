@@ -1,5 +1,5 @@
-// Changing the entries of open folders. Everything is relative to a descriptor, links in the place of a name are never
-// followed, and nothing is ever replaced. Nothing throws: the answers are values.
+// Changes entries of open folders: always relative to a descriptor, never following a symbolic link, never replacing
+// anything. Failures are returned, not thrown.
 #pragma once
 
 #include <cstddef>
@@ -12,42 +12,42 @@
 
 namespace tidra {
 
-/// Gives an entry another folder, another name, or both. file_exists when the name is taken, cross_device_link when the
-/// folders lie on different volumes. Both names are one component.
+/// Moves or renames an entry; both names are one path component. Returns file_exists if the name is taken,
+/// cross_device_link between volumes.
 [[nodiscard]] std::error_code moveEntry(int fromFolder, const std::string& from, int toFolder, const std::string& to);
 
-/// Removes a file or a link.
+/// Removes a file or symbolic link.
 [[nodiscard]] std::error_code removeFileEntry(int folder, const char* name);
 
 /// Removes an empty folder.
 [[nodiscard]] std::error_code removeFolderEntry(int folder, const char* name);
 
-/// Makes a folder with these permissions, less the process's mask. file_exists when the name is taken.
+/// Creates a folder with these permissions less the umask. Returns file_exists if the name is taken.
 [[nodiscard]] std::error_code makeFolderEntry(int folder, const char* name, unsigned permissions);
 
-/// Makes a file for its owner only, open for writing. file_exists when the name is taken.
+/// Creates a file with mode 0600, open for writing. Fails with file_exists if the name is taken.
 Outcome<FileDescriptor> makeFileEntry(int folder, const char* name);
 
-/// Makes a symbolic link. file_exists when the name is taken.
+/// Creates a symbolic link. Returns file_exists if the name is taken.
 [[nodiscard]] std::error_code makeLinkEntry(int folder, const char* name, const std::string& target);
 
-/// The bytes of a regular file of at most `mostBytes`.
+/// Reads a regular file of at most `mostBytes`, without following a symbolic link or blocking on a FIFO.
 Outcome<std::string> readFileEntry(int folder, const char* name, std::size_t mostBytes);
 
-/// Everything up to the end of an open file; somewhat more than `mostBytes` at most.
+/// Reads to the end of an open file, or until more than `mostBytes` have been read.
 Outcome<std::string> readToEnd(const FileDescriptor& file, std::size_t mostBytes);
 
-/// Writes everything and flushes it to disk.
+/// Writes everything and fsyncs.
 [[nodiscard]] std::error_code writeDurably(const FileDescriptor& file, std::string_view bytes);
 
-/// Flushes the entries of a folder to disk.
+/// fsyncs a folder.
 [[nodiscard]] std::error_code flushEntries(int folder);
 
-/// Lets the owner read, change and search a folder; `name` may be "" for the open folder itself. Only for folders of
-/// the running user: operation_not_permitted otherwise.
+/// Adds rwx for the owner to a folder; `name` may be "" for the open folder itself. Returns operation_not_permitted for
+/// folders of other users.
 [[nodiscard]] std::error_code grantOwnerAccess(int folder, const char* name);
 
-/// Why entries of a folder cannot be added or removed by the running user; none when they can.
+/// Returns why the running user cannot add or remove entries in a folder; no error if they can.
 [[nodiscard]] std::error_code reasonEntriesStay(int folder);
 
 /// Sets the permission bits of an open folder.

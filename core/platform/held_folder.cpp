@@ -15,9 +15,10 @@
 namespace tidra {
 namespace {
 
-constexpr int mostLinks = 40;  // as many as the system itself follows
+constexpr int mostLinks = 40;  // the limit of the Linux kernel
 
-/// Goes down a path. What is still to come stands reversed in `ahead_`, so that the target of a link can be put first.
+/// Walks down a path. `ahead_` holds the remaining components in reverse, so that a link's target can be pushed in
+/// front.
 class Descent {
  public:
   Descent(std::string_view path, std::optional<unsigned> makeWith) : makeWith_(makeWith) {
@@ -47,7 +48,7 @@ class Descent {
     place_ = {std::move(root->folder), "/"};
   }
 
-  /// ".." comes only from links of ours or root's.
+  /// ".." comes only from links of the running user or root: requireUsable() refuses it in the path itself.
   void climb() {
     auto parent = openPathComponent(place_.descriptor.get(), "..");
     if (!parent) throw std::system_error(parent.failure());
@@ -64,7 +65,7 @@ class Descent {
     if (!component) throw std::system_error(component.failure());
     if (component->folder) {
       place_.descriptor = std::move(component->folder);
-      // In place: a copy for each level would make deep paths cost the square of their length.
+      // Appends in place: copying at each level would be quadratic in the depth.
       if (!place_.path.ends_with('/')) place_.path += '/';
       place_.path += name;
       return;

@@ -1,5 +1,5 @@
-// Paths as removing and moving use them: opened one component at a time from "/" down and then held open, so that
-// nobody who may change a folder on the way can bend the path to somewhere else between looking and acting.
+// Paths for removing and moving. Prevents symlink races (TOCTOU): each component is opened relative to its parent's
+// descriptor with O_NOFOLLOW, and the last folder stays open.
 #pragma once
 
 #include <stdexcept>
@@ -12,63 +12,62 @@
 
 namespace tidra {
 
-/// A path that cannot be trusted or makes no sense for removal. what() is the sentence for people.
+/// A path that is unsafe or invalid for removal. what() is the sentence shown to the user.
 class UnsafePathError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// A folder that is held open. Its descriptor serves to name entries in it and may not be readable.
+/// An open folder. The descriptor (O_PATH on Linux) names entries in it and may not be readable.
 struct HeldFolder {
   FileDescriptor descriptor;
   std::string path;  // absolute, without links
 };
 
-/// An entry of a held folder, looked at without following a link in its place.
+/// An entry of a held folder; a symbolic link is the entry itself, not its target.
 struct HeldEntry {
   HeldFolder folder;
   std::string name;
   EntryFacts facts;
 
-  std::string path() const;  // absolute; only the name may be that of a link
+  std::string path() const;  // absolute; only the last component may be a symbolic link
 };
 
-/// Opens an absolute path component by component. A link is followed only when it belongs to root or to the running
-/// user. Throws UnsafePathError for a link of somebody else, for "..", and for text that is no absolute path, and
-/// std::system_error whose what() is the system's reason when a component is missing or must not be searched.
+/// Opens an absolute path component by component. Follows a symbolic link only if it belongs to root or the running
+/// user. Throws UnsafePathError for links of others, for ".." and for relative paths; std::system_error if a component
+/// is missing or not searchable.
 HeldFolder holdFolder(std::string_view path);
 
-/// As holdFolder, making what is missing with these permissions, less the process's mask.
+/// As holdFolder(), creating missing folders with these permissions less the umask.
 HeldFolder holdOrMakeFolder(std::string_view path, unsigned permissions);
 
-/// As holdFolder for the folder that holds the entry; the last component is never followed. Throws as holdFolder does,
-/// and UnsafePathError for "/", which lies in no folder.
+/// Holds the parent folder of an entry; the last component is never followed. Throws as holdFolder() does, and
+/// UnsafePathError for "/".
 HeldEntry holdEntry(std::string_view path);
 
-/// True when nobody but the running user and root can put something else in the place of the folder, or of what is in
-/// it: no link is on the way, and no folder down to it is another user's or changeable by others. One that is marked so
-/// that everybody may remove only their own, such as /tmp, may hold it.
+/// Whether only the running user and root can replace the folder or its contents: the path has no symbolic link, and no
+/// folder on it is owned or writable by others. Sticky folders such as /tmp are allowed as ancestors.
 bool isBeyondOthersReach(std::string_view folder);
 
-/// One component of a path, opened without following a link in its place.
+/// One path component, opened with O_NOFOLLOW.
 struct PathComponent {
-  FileDescriptor folder;   // of a folder; none for a link
-  std::string linkTarget;  // of a link; empty for a folder
+  FileDescriptor folder;   // set for a folder
+  std::string linkTarget;  // set for a symbolic link
   std::uint32_t linkOwner = 0;
 };
 
-/// Opens a folder, or reads a link and its owner as one thing that cannot be swapped in between. Anything else gives
-/// not_a_directory.
+/// Opens a folder, or reads a symbolic link together with its owner (no race between the two). Fails with
+/// not_a_directory for anything else.
 Outcome<PathComponent> openPathComponent(int parent, const std::string& name);
 
-/// The user on whose behalf the program acts.
+/// The effective user id.
 std::uint32_t runningUser();
 
-/// True when an entry belongs to somebody who decides about the folder that holds it: the running user, root or the
-/// folder's owner. Others' entries must not decide for these what goes.
+/// Whether an entry belongs to the running user, root or the owner of its folder. Entries of others must not decide
+/// what is removed there.
 [[nodiscard]] bool isByDecider(const EntryFacts& entry, const EntryFacts& folder);
 
-/// True for an entry that a stranger put into a folder where everybody may write, such as "/tmp".
+/// Whether an entry in a world-writable folder such as "/tmp" belongs to a stranger.
 [[nodiscard]] bool isPlanted(const EntryFacts& entry, const EntryFacts& folder);
 
 }  // namespace tidra

@@ -13,7 +13,7 @@ std::string TidraHost::name(const Environment& environment) {
     return given->second;
   }
   std::array<char, 256> buffer{};
-  // A name that fills the buffer may come without its terminator, so the last byte is kept out.
+  // gethostname() may omit the terminator when it truncates; the last byte stays NUL.
   if (::gethostname(buffer.data(), buffer.size() - 1) == 0 && buffer[0] != '\0') return buffer.data();
   return "unknown-host";
 }

@@ -1,4 +1,4 @@
-// Who this machine is.
+// Name of this machine and of the running user.
 #pragma once
 
 #include <string>
@@ -8,10 +8,11 @@
 namespace tidra {
 
 struct TidraHost {
-  /// The environment's TIDRA_HOSTNAME when it is not empty, else the operating system's host name, else "unknown-host".
+  /// Returns TIDRA_HOSTNAME from the environment unless empty, else the operating system's host name, else
+  /// "unknown-host".
   static std::string name(const Environment& environment);
 
-  /// The name of the user this process acts as, or the user's number when it has none.
+  /// Returns the name of the effective user, or the user id if it has no name.
   static std::string userName();
 };
 

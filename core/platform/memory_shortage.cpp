@@ -16,12 +16,12 @@ int exitStatus = 1;
 std::terminate_handler formerHandler = nullptr;
 std::atomic_flag isEnding;
 
-/// Nothing here allocates. Destructors and exit handlers, which might, are left out.
+/// Must not allocate; _exit() skips destructors and exit handlers, which might.
 [[noreturn]] void endOrAbort() {
   try {
     if (const auto failure = std::current_exception()) std::rethrow_exception(failure);
   } catch (const std::bad_alloc&) {
-    // Several threads may run short at the same moment; one of them ends the program.
+    // Several threads may run out at once; the first one ends the process.
     while (isEnding.test_and_set()) ::pause();
     writeFromSignalHandler(words);
     ::_exit(exitStatus);

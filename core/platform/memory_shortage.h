@@ -1,10 +1,10 @@
-// What becomes of the program when the memory that it may have is used up.
+// What happens when memory runs out.
 #pragma once
 
 namespace tidra {
 
-/// From now on a shortage of memory that nobody handles, on whichever thread, ends the program at once with this text
-/// on standard error and this status. Other exceptions that nobody catches abort as before. `lastWords` is a literal.
+/// Installs a terminate handler: an uncaught std::bad_alloc on any thread writes `lastWords` (a string literal) to
+/// standard error and exits with this status. Other uncaught exceptions still abort.
 void endAtMemoryShortage(const char* lastWords, int status);
 
 }  // namespace tidra

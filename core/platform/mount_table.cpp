@@ -20,7 +20,7 @@ constexpr std::array pseudoTypes{
     std::string_view{"tracefs"},
 };
 
-/// The kernel writes blanks, tabs, line breaks and backslashes of a path as three octal digits.
+/// The kernel escapes blanks, tabs, line feeds and backslashes as three octal digits.
 std::string unescapedMountPath(std::string_view text) {
   std::string path;
   const auto isOctal = [](char c) { return c >= '0' && c <= '7'; };

@@ -1,4 +1,4 @@
-// The mounted file systems, so that a walk knows without asking the kernel about each folder where another one begins.
+// The mounted file systems, so that a walk detects mount boundaries without a system call per folder.
 #pragma once
 
 #include <string>
@@ -9,20 +9,20 @@ namespace tidra {
 
 struct MountPoint {
   std::string path;        // absolute, without links
-  std::string fileSystem;  // type as the kernel names it, such as "ext4" or "proc"
+  std::string fileSystem;  // as the kernel names it, such as "ext4" or "proc"
   std::string device;      // equal for two mounts of one volume
 
   bool operator==(const MountPoint&) const = default;
 };
 
-/// The mounts of this process's view, in the order in which they were made; a later one at the same path covers the
-/// earlier. Empty when the table cannot be read.
+/// Returns the mounts of this process's namespace in mount order; a later one at the same path hides the earlier. Empty
+/// if the table cannot be read.
 std::vector<MountPoint> mountPoints();
 
-/// The kernel's mountinfo text as mounts. Lines of another shape are passed over.
+/// Parses /proc/self/mountinfo. Skips malformed lines.
 std::vector<MountPoint> parseMountInfo(std::string_view text);
 
-/// True for file systems that hold no files of anyone but the kernel: proc, sysfs, cgroup and their like.
+/// Whether a file system holds only kernel objects: proc, sysfs, cgroup and their like.
 bool isPseudoFileSystem(std::string_view type);
 
 }  // namespace tidra

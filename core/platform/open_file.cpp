@@ -7,7 +7,7 @@
 namespace tidra {
 namespace {
 
-/// Neither a link is followed nor a pipe or a terminal waited for.
+/// Never follows a symbolic link, blocks on a FIFO or acquires a controlling terminal.
 constexpr int careful = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 int flagsFor(FileAccess access) {
@@ -99,8 +99,8 @@ std::error_code flushFile(const FileDescriptor& file) {
 }
 
 Outcome<bool> removeIfSame(const std::string& path, const FileDescriptor& file) {
-  // While this process has the file open its number goes to no other file, and whoever else wants to remove it waits
-  // here. Where the file system knows no such locks, comparing right before must do.
+  // flock() serialises concurrent removers, and the open descriptor keeps the inode number from being reused. On file
+  // systems without flock() only the comparison right before unlink() remains.
   while (::flock(file.get(), LOCK_EX) != 0 && errno == EINTR) {
   }
   struct stat opened {};

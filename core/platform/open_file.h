@@ -1,5 +1,5 @@
-// Regular files of which parts are read or written. A link in the place of the file is never followed, and nothing
-// waits at a pipe. Nothing throws: the answers are values.
+// Reads and writes parts of regular files. Opens with O_NOFOLLOW and never blocks on a FIFO. Failures are returned, not
+// thrown.
 #pragma once
 
 #include <cstddef>
@@ -16,16 +16,16 @@ namespace tidra {
 
 enum class FileAccess {
   read,
-  append,   // every write goes to the end
-  replace,  // writes go where they say; reading too
+  append,   // O_APPEND
+  replace,  // read and write at given offsets
 };
 
 struct OpenFile {
   FileDescriptor descriptor;
-  EntryFacts facts;  // when it was opened
+  EntryFacts facts;  // taken when it was opened
 };
 
-/// Opens what is there. invalid_argument for anything but a regular file.
+/// Opens an existing file. Fails with invalid_argument for anything but a regular file.
 Outcome<OpenFile> openFile(const std::string& path, FileAccess access);
 
 struct GrowingFile {
@@ -33,36 +33,35 @@ struct GrowingFile {
   std::uint64_t sizeBytes = 0;
 };
 
-/// Opens a file to append to, for the least that this costs: nothing is looked at but its size. For files that are
-/// known, in folders that nobody else changes.
+/// Opens a file for appending and returns its size, skipping the check of its type. For known files in folders that
+/// nobody else can change.
 Outcome<GrowingFile> openGrowingFile(const std::string& path);
 
-/// Makes a file for its owner only, whatever the process's mask, to append to. file_exists when the name is taken.
+/// Creates a file with mode 0600, independent of the umask, for appending. Fails with file_exists if the name is taken.
 Outcome<FileDescriptor> makeFile(const std::string& path);
 
-/// Reads from an offset until the buffer is full or the file ends; gives how much that was.
+/// Reads from an offset until the buffer is full or the file ends; returns the number of bytes read.
 Outcome<std::size_t> readAt(const FileDescriptor& file, std::uint64_t offset, char* buffer, std::size_t size);
 
-/// Writes everything.
+/// Writes everything; retries short writes.
 [[nodiscard]] std::error_code writeAll(const FileDescriptor& file, std::string_view bytes);
 
-/// Writes everything to the end of a file of `formerSize` bytes. After a failure the file is cut back to that size, so
-/// that no part of it stays; where even that fails, part of it may.
+/// Appends to a file of `formerSize` bytes. On failure truncates back to that size, best effort, so that no partial
+/// write stays.
 [[nodiscard]] std::error_code appendWhole(const FileDescriptor& file, std::string_view bytes, std::uint64_t formerSize);
 
-/// Has the file system set room aside for as many bytes behind the end of a file of that size, whose content and size
-/// stay. Without a failure it may all the same not have done so where it cannot, and on systems other than Linux.
+/// Preallocates `bytes` behind the end of the file (fallocate with FALLOC_FL_KEEP_SIZE): content and size stay. Returns
+/// an error only for lack of space or I/O errors; without support it does nothing.
 [[nodiscard]] std::error_code reserveBehind(const FileDescriptor& file, std::uint64_t sizeBytes, std::uint64_t bytes);
 
-/// Puts bytes in the place of all that follows an offset, and flushes the file to disk. The file grows, if it does,
-/// before it loses anything.
+/// Replaces everything from an offset on and fsyncs. Truncates only after the new bytes are written.
 [[nodiscard]] std::error_code replaceTail(const FileDescriptor& file, std::uint64_t offset, std::string_view bytes);
 
-/// Flushes an open file to disk.
+/// fsyncs an open file.
 [[nodiscard]] std::error_code flushFile(const FileDescriptor& file);
 
-/// Removes the file at `path` if it is the open one; gives false when something else is there by now, or nothing. Of
-/// several processes that try it with the same file at a time, one looks and removes before the next looks.
+/// Removes the file at `path` if it is still the open one; returns false if it is gone or another file. Serialised
+/// between processes with flock() on the file.
 Outcome<bool> removeIfSame(const std::string& path, const FileDescriptor& file);
 
 }  // namespace tidra

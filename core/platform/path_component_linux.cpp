@@ -1,4 +1,4 @@
-// O_PATH opens anything for naming alone, a link itself included, and needs no permission to read.
+// O_PATH opens any entry, symbolic links included, without read permission.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>

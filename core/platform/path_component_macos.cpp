@@ -14,7 +14,7 @@ Outcome<PathComponent> openPathComponent(int parent, const std::string& name) {
   FileDescriptor opened(::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (opened) return PathComponent{std::move(opened), {}, 0};
   const auto reason = lastSystemError();
-  // A link is read by name, so that whether it is still the same one has to be asked before and after.
+  // macOS has no atomic read of a link with its owner: compare status before and after readlinkat().
   struct stat before {};
   struct stat after {};
   std::array<char, PATH_MAX> target;

@@ -8,7 +8,7 @@ extern char** environ;
 namespace tidra {
 namespace {
 
-/// Relative text lies inside the home folder. Nothing is expanded any more.
+/// Relative paths are resolved against the home folder. Expands nothing.
 std::string absolutePathOf(std::string_view text, const std::string& home) {
   return standardizedPath(text.starts_with('/') ? std::string(text) : joinedPath(home, text));
 }
@@ -29,7 +29,7 @@ Environment processEnvironment() {
 std::optional<std::string> TidraPathResolver::resolve(std::string_view pathTemplate) const {
   const std::string text = expandVariables(withHome(pathTemplate));
   if (text.find('$') != std::string::npos) return std::nullopt;
-  // Expanded once: a "~" in the value of a variable is a character of the path.
+  // Expanded once only: a "~" in a variable's value is an ordinary character.
   return absolutePathOf(text, home);
 }
 
@@ -54,7 +54,7 @@ std::string TidraPathResolver::expandVariables(std::string_view text) const {
 }
 
 std::optional<std::string> TidraPathResolver::variable(const std::string& name) const {
-  // An empty one counts as unset: "$WORKSPACE/build" must not become "/build".
+  // An empty variable counts as unset: "$WORKSPACE/build" must not become "/build".
   if (const auto found = environment.find(name); found != environment.end() && !found->second.empty()) {
     return found->second;
   }

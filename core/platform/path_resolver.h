@@ -10,26 +10,24 @@ namespace tidra {
 
 using Environment = std::map<std::string, std::string>;
 
-/// The environment of this process. Only the outermost layer asks; everything else is handed an Environment.
+/// Returns the environment of this process. Only the outermost layer calls it; everything else receives an Environment.
 Environment processEnvironment();
 
 struct TidraPathResolver {
   std::string home;  // absolute and standardised
   Environment environment;
 
-  /// The absolute, standardised path that a template names: "~" and "~/x" in the home folder, "$NAME" and "${NAME}"
-  /// from the environment or the XDG defaults, any other relative text inside the home folder. None when a variable is
-  /// unknown.
+  /// Returns the absolute, standardised path of a template: "~" and "~/x" in the home folder, "$NAME" and "${NAME}"
+  /// from the environment or the XDG defaults; relative paths lie in the home folder. nullopt for an unknown variable.
   std::optional<std::string> resolve(std::string_view pathTemplate) const;
 
-  /// The absolute, standardised path of a text in which only a leading "~" has a meaning; relative text lies inside the
-  /// home folder.
+  /// As resolve(), but expands only a leading "~".
   std::string expandedPath(std::string_view path) const;
 
-  /// Replaces every variable that is known; an unknown one stays as it stands. Braces are optional on either side.
+  /// Replaces every known variable; unknown ones stay. Either brace may be missing.
   std::string expandVariables(std::string_view text) const;
 
-  /// The path for people: the home folder shown as "~".
+  /// Returns the path with the home folder shortened to "~", for display.
   std::string displayPath(std::string_view path) const;
 
  private:

@@ -6,22 +6,22 @@
 
 namespace tidra {
 
-/// The absolute path without ".", "..", doubled or trailing "/". ".." never climbs above "/". `path` begins with "/".
+/// Removes ".", "..", doubled and trailing "/" from an absolute path. ".." never climbs above "/".
 std::string standardizedPath(std::string_view path);
 
-/// Everything before the last component; "/" for a child of the root and for "/" itself.
+/// Returns everything before the last component; "/" for "/" and its children.
 std::string parentPath(std::string_view path);
 
-/// The folder of a file as the system finds it: "." for a name without one.
+/// As parentPath(), but "." for a path without "/".
 std::string folderOfFile(std::string_view path);
 
-/// The last component; empty for "/".
+/// Returns the last component; empty for "/".
 std::string_view lastPathComponent(std::string_view path);
 
-/// `folder` + "/" + `name` with exactly one "/" between them.
+/// Joins with exactly one "/" in between.
 std::string joinedPath(std::string_view folder, std::string_view name);
 
-/// True when `path` equals `folder` or lies below it. Both are standardised.
+/// Whether `path` equals `folder` or lies below it. Both must be standardised.
 bool isSameOrInside(std::string_view path, std::string_view folder);
 
 }  // namespace tidra

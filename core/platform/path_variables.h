@@ -1,4 +1,4 @@
-// Variables in the texts of paths: "$NAME" with an optional "{" before and an optional "}" behind the name.
+// Variable references in paths: "$NAME", with "{" before and "}" behind the name both optional.
 #pragma once
 
 #include <cstddef>
@@ -11,15 +11,14 @@
 namespace tidra {
 
 struct VariableReference {
-  std::size_t length = 0;  // 0 when no variable is referenced here
+  std::size_t length = 0;  // 0: no reference
   std::string name;
 };
 
-/// The reference at `start`, where a "$" stands.
+/// Parses the reference at `start`, which must be a "$".
 VariableReference variableReferenceAt(std::string_view text, std::size_t start);
 
-/// The name of the first variable in a text that has no value: not set, or empty, and without a default. None when
-/// there is no such one.
+/// Returns the name of the first variable that is unset or empty and has no default; nullopt if all have a value.
 std::optional<std::string> unknownVariable(std::string_view text, const TidraPathResolver& resolver);
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// Pipes between the parts of this program.
+// Pipes within this process.
 #pragma once
 
 #include <fcntl.h>
@@ -8,7 +8,7 @@
 
 namespace tidra {
 
-/// Opens the reading and the writing end, both closed when a program is started. False leaves the reason in errno.
+/// Opens a pipe with O_CLOEXEC on both ends. Returns false and sets errno on failure.
 inline bool openPipe(std::array<int, 2>& ends) {
 #ifdef __linux__
   return ::pipe2(ends.data(), O_CLOEXEC) == 0;

@@ -18,8 +18,8 @@ struct EnumTable<TidraPlatform> {
   };
 };
 
-/// The platform that this program was built for. Rules take the platform as a value, so that either one's can be
-/// exercised anywhere; only the outermost layer asks this.
+/// The platform of this build. Rules take the platform as a value, so that each can be tested anywhere; only the
+/// outermost layer reads this.
 #ifdef __APPLE__
 constexpr TidraPlatform currentPlatform = TidraPlatform::macOS;
 #else

@@ -1,4 +1,4 @@
-// Noticing the end of a child process at once.
+// Notification of a child's exit.
 #pragma once
 
 #include <sys/types.h>
@@ -7,8 +7,8 @@
 
 namespace tidra {
 
-/// A descriptor that becomes readable when the child ends; without one (an old kernel) the caller has to look again and
-/// again.
+/// Returns a descriptor that becomes readable when the child exits; empty on kernels without pidfd, where the caller
+/// polls.
 FileDescriptor openExitNotice(pid_t child);
 
 }  // namespace tidra

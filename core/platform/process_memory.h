@@ -1,4 +1,4 @@
-// A bound on what a child process may hold in memory.
+// A memory limit for child processes.
 #pragma once
 
 #include <sys/types.h>
@@ -7,8 +7,8 @@
 
 namespace tidra {
 
-/// Lets a child that was just started, and what it starts from now on, allocate at most this much; files that are only
-/// mapped for reading do not count. Best effort: does nothing where the system knows no such limit.
+/// Limits the data segment (RLIMIT_DATA) of a running child and its descendants; read-only file mappings do not count.
+/// Best effort: does nothing where the system has no such limit.
 void limitData(pid_t child, std::uint64_t bytes);
 
 }  // namespace tidra

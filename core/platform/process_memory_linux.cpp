@@ -4,7 +4,7 @@
 
 namespace tidra {
 
-// Set from outside, since posix_spawn() sets no limits; in the moment until then no program allocates much.
+// prlimit() on the running child, because posix_spawn() cannot set limits; no program allocates much before that.
 void limitData(pid_t child, std::uint64_t bytes) {
   const rlimit limit{bytes, bytes};
   static_cast<void>(::prlimit(child, RLIMIT_DATA, &limit, nullptr));

@@ -3,7 +3,7 @@
 
 namespace tidra {
 
-// A limit can only be set by a process for itself there, and is not enforced.
+// macOS lets a process limit only itself and does not enforce RLIMIT_DATA.
 void limitData(pid_t, std::uint64_t) {}
 
 }  // namespace tidra

@@ -1,15 +1,14 @@
-// Whether other processes are there.
+// Existence of other processes.
 #pragma once
 
 #include <cstdint>
 
 namespace tidra {
 
-/// The id of this process.
+/// Returns the id of this process.
 std::int32_t currentProcess();
 
-/// True when a process of that id exists, whoever's it is. As everywhere, 0 and negative numbers stand for groups of
-/// processes.
+/// Whether a process with this id exists, of any user. As with kill(), 0 and negative numbers mean process groups.
 bool processExists(std::int32_t process);
 
 }  // namespace tidra

@@ -1,6 +1,6 @@
-// A run goes: two pipes, spawn into a group of its own, one poll loop over both pipes and the exit notice, then either
-// the exit status with what the pipes held, or the end of the whole group at the time-out. One thread reads both pipes
-// as they fill, so a child can never stall on one while we wait for the other.
+// A run: two pipes; spawn into a new process group; one poll loop over both pipes and the exit notice; then either exit
+// status and output, or the end of the whole group on timeout. One thread reads both pipes, so that the child cannot
+// block on a full one.
 #include "core/platform/process_runner.h"
 
 #include <fcntl.h>
@@ -30,7 +30,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-/// A child that the command left behind may still write; a daemon that holds the pipes open never ends them.
+/// Bounds reading after the exit: a grandchild or daemon may hold the pipes open.
 constexpr milliseconds readersAfterExit{2000};
 constexpr milliseconds politeTermination{200};
 constexpr milliseconds endAfterKill{500};
@@ -39,7 +39,7 @@ constexpr milliseconds pipePause{10};
 constexpr int mostPipeTries = 100;
 constexpr milliseconds spawnPause{10};
 constexpr int mostSpawnTries = 25;
-constexpr milliseconds exitPoll{5};  // only where the kernel gives no exit notice
+constexpr milliseconds exitPoll{5};  // only without an exit notice
 
 struct Pipe {
   FileDescriptor read;
@@ -48,7 +48,7 @@ struct Pipe {
 
 Pipe makePipe() {
   std::array<int, 2> ends{-1, -1};
-  // Where few descriptors are allowed, those of other threads come free in a moment.
+  // At the descriptor limit, other threads release theirs within moments.
   for (int tries = 0; !openPipe(ends); ++tries) {
     if ((errno != EMFILE && errno != ENFILE) || tries == mostPipeTries) return {};
     std::this_thread::sleep_for(pipePause);
@@ -58,7 +58,7 @@ Pipe makePipe() {
   return pipe;
 }
 
-/// The argument or environment vector in the shape that the system wants; borrows the strings.
+/// Returns a null-terminated argv or envp; borrows the strings.
 std::vector<char*> pointers(std::vector<std::string>& texts) {
   std::vector<char*> list;
   for (std::string& text : texts) list.push_back(text.data());
@@ -66,7 +66,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
   return list;
 }
 
-/// Owns the spawn settings: standard streams, working folder, process group, signals as a fresh program expects them.
+/// Owns the posix_spawn settings: standard streams, working folder, process group, default signal handling.
 class SpawnSettings {
  public:
   SpawnSettings(const ProcessRunner::Command& command, const Pipe& out, const Pipe& err) {
@@ -79,7 +79,7 @@ class SpawnSettings {
       check(::posix_spawn_file_actions_addchdir_np(&actions_, command.currentDirectory->c_str()));
     }
     short flags = POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
-    // Our own descriptors are all close-on-exec; these catch what a library may have opened otherwise.
+    // Our descriptors are close-on-exec; this closes those that a library opened without it.
 #ifdef POSIX_SPAWN_CLOEXEC_DEFAULT
     flags |= POSIX_SPAWN_CLOEXEC_DEFAULT;
 #elif defined(__GLIBC__) && __GLIBC_PREREQ(2, 34)
@@ -102,13 +102,13 @@ class SpawnSettings {
   SpawnSettings(const SpawnSettings&) = delete;
   SpawnSettings& operator=(const SpawnSettings&) = delete;
 
-  /// The child's process id; none when it could not be started.
+  /// Returns the process id; nullopt when the child could not be started.
   std::optional<pid_t> spawn(const std::string& executable, char* const* arguments, char* const* environment) const {
     pid_t child = 0;
     for (int tries = 0; usable_; ++tries) {
       const int failure = ::posix_spawn(&child, executable.c_str(), &actions_, &attributes_, arguments, environment);
       if (failure == 0) return child;
-      // Where few processes and threads are allowed, those of other tools and workers end in a moment.
+      // At the limit of processes (RLIMIT_NPROC), those of other workers end within moments.
       if (failure != EAGAIN || tries == mostSpawnTries) break;
       std::this_thread::sleep_for(spawnPause);
     }
@@ -123,12 +123,12 @@ class SpawnSettings {
   bool usable_ = true;
 };
 
-/// A started child. Ends its whole group unless it has ended by itself, and reaps it.
+/// A running child. The destructor ends its process group and reaps it.
 class Child {
  public:
   explicit Child(pid_t process) : process_(process), exitNotice_(openExitNotice(process)) {}
-  /// A child that the kernel cannot end yet, because it waits for a file system that hangs, is not waited for: it
-  /// stays a zombie until this program ends.
+  /// Does not wait for a child in uninterruptible sleep (a hanging file system): it stays a zombie until this program
+  /// exits.
   ~Child() {
     end();
     if (endsWithin(endAfterKill)) reap();
@@ -136,7 +136,7 @@ class Child {
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
 
-  /// Looks without reaping, so that the process id, which is also the group's, cannot be given to another process yet.
+  /// Checks with WNOWAIT: an unreaped child keeps its process id, which is also the group's, from being reused.
   bool hasEnded() const {
     siginfo_t info{};
     return reaped_ || (::waitid(P_PID, static_cast<id_t>(process_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
@@ -145,7 +145,7 @@ class Child {
 
   const FileDescriptor& exitNotice() const { return exitNotice_; }
 
-  /// Asks the group to end, then kills what is left of it.
+  /// Sends SIGTERM to the group, then SIGKILL.
   void end() {
     if (hasEnded()) return;
     ::kill(-process_, SIGTERM);
@@ -153,7 +153,7 @@ class Child {
     ::kill(-process_, SIGKILL);
   }
 
-  /// Waits for the end and gives the exit status.
+  /// Waits for the exit and returns the status; 128 + signal number if a signal ended it.
   std::int32_t reap() {
     int raw = 0;
     while (!reaped_ && ::waitpid(process_, &raw, 0) < 0 && errno == EINTR) {
@@ -178,7 +178,7 @@ class Child {
   bool reaped_ = false;
 };
 
-/// What a pipe has given so far.
+/// Non-blocking reader that collects the output of one pipe.
 class PipeReader {
  public:
   explicit PipeReader(FileDescriptor source) : source_(std::move(source)) {}
@@ -188,7 +188,7 @@ class PipeReader {
   const std::string& bytes() const { return bytes_; }
   bool overflowed() const { return bytes_.size() > ProcessRunner::outputLimitBytes; }
 
-  /// Takes what is there without waiting; closes the pipe at its end.
+  /// Reads what is available; closes the pipe at end of file.
   void drain() {
     std::array<char, 16 * 1024> chunk;
     while (source_ && !overflowed()) {
@@ -208,7 +208,7 @@ class PipeReader {
   std::string bytes_;
 };
 
-/// Waits until a pipe, or the exit notice when one is given, has something to tell, at most for `most`.
+/// Polls the pipes and, if passed, the exit notice for at most `most`, then drains the pipes.
 void waitForNews(std::array<PipeReader*, 2> readers, const FileDescriptor* exitNotice, milliseconds most) {
   std::array<pollfd, 3> watched{};
   nfds_t count = 0;
@@ -220,7 +220,7 @@ void waitForNews(std::array<PipeReader*, 2> readers, const FileDescriptor* exitN
   for (PipeReader* reader : readers) reader->drain();
 }
 
-/// Reads what is left in the pipes; something that outlived the child may hold them open, so not for ever.
+/// Reads the rest of the pipes, bounded by a deadline because descendants may hold them open.
 void finishReading(std::array<PipeReader*, 2> readers) {
   const auto deadline = Clock::now() + readersAfterExit;
   for (;;) {
@@ -234,7 +234,7 @@ void finishReading(std::array<PipeReader*, 2> readers) {
 
 enum class Ending { byItself, enough, forced };
 
-/// How the child ended: by itself, because its output suffices, or at the deadline, the cancelling or the output limit.
+/// forced: timeout, cancellation or output limit
 Ending superviseUntilEnd(Child& child, std::array<PipeReader*, 2> readers, const ProcessRunner::Command& command) {
   constexpr double longestSeconds = 1e9;
   const auto timeout = std::chrono::duration<double>(std::clamp(command.timeoutSeconds, 0.0, longestSeconds));
@@ -258,7 +258,7 @@ std::vector<std::string> environmentTexts(const Environment& environment) {
   return texts;
 }
 
-/// A parent may have handed down an ignored SIGCHLD, under which the system forgets how children end.
+/// With an inherited ignored SIGCHLD the kernel discards exit statuses.
 void keepExitStatuses() {
   struct sigaction current {};
   if (::sigaction(SIGCHLD, nullptr, &current) == 0 && current.sa_handler == SIG_IGN) ::signal(SIGCHLD, SIG_DFL);

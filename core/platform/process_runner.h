@@ -1,4 +1,4 @@
-// External command-line tools: finding them and running them with a hard time-out. No shell is ever involved.
+// Finds and runs external command-line tools with a hard timeout. Never uses a shell.
 #pragma once
 
 #include <cstddef>
@@ -16,8 +16,8 @@ namespace tidra {
 struct ProcessRunner {
   /// The outcome of a command that ran to its end.
   struct Result {
-    std::int32_t status = 0;  // exit status; 128 + the signal's number for a command that a signal ended
-    std::string stdout_;      // without leading and trailing white space; bytes as the tool wrote them
+    std::int32_t status = 0;  // exit status; 128 + signal number if a signal ended it
+    std::string stdout_;      // without leading and trailing white space; raw bytes otherwise
     std::string stderr_;
 
     bool operator==(const Result&) const = default;
@@ -27,37 +27,34 @@ struct ProcessRunner {
     std::string executablePath;               // absolute
     std::vector<std::string> arguments = {};  // without the program name
     std::optional<std::string> currentDirectory = {};
-    std::optional<Environment> environment = {};  // absent: this process's own
+    std::optional<Environment> environment = {};  // absent: inherited
     double timeoutSeconds = 0;
-    std::optional<std::uint64_t> dataLimitBytes = {};  // what it may allocate, on Linux; absent: as this process may
-    /// Polled while the command runs; true ends the command as the time-out does. Absent: never.
+    std::optional<std::uint64_t> dataLimitBytes = {};  // RLIMIT_DATA, Linux only; absent: inherited
+    /// Polled while the command runs; true ends the command as the timeout does. Absent: never.
     std::function<bool()> shouldCancel = {};
-    /// Asked about the output so far whenever there is more; true ends the command at once and counts as success.
-    /// Absent: never.
+    /// Called with the output so far; true ends the command at once and counts as success. Absent: never.
     std::function<bool(std::string_view output)> isEnough = {};
   };
 
-  /// More output than this on one pipe ends the command, so that an endless writer cannot fill the memory.
+  /// More output than this on one pipe ends the command: bounds memory against an endless writer.
   static constexpr std::size_t outputLimitBytes = 64 * 1024 * 1024;
 
-  /// Runs a command in a process group of its own with standard input empty and no other descriptor of ours. Blocks
-  /// until it ends, at most the time-out and one second (two, when the command ended but something still holds its
-  /// pipes). None when it could not be started or had to be ended. Never throws. Call from any thread.
-  /// Where this process ignores SIGCHLD, the default is restored, since exit statuses are lost otherwise.
+  /// Runs a command in its own process group, with empty standard input and no other descriptors of ours. Blocks until
+  /// it exits, at most the timeout plus one second (two if descendants hold its pipes). Returns nullopt if it could not
+  /// be started or had to be ended. Does not throw. Thread-safe. Restores the default SIGCHLD if ignored, since exit
+  /// statuses are lost otherwise.
   static std::optional<Result> run(const Command& command);
 
-  /// The absolute path of an executable that may be trusted: the folders of the environment's PATH
-  /// ("/usr/bin:/bin:/usr/local/bin" when unset), then the usual places. Relative folders are passed over. None when
-  /// there is no such tool.
+  /// Returns the absolute path of a trusted executable from the folders of PATH ("/usr/bin:/bin:/usr/local/bin" when
+  /// unset), then the usual places; nullopt if there is none. Relative folders are skipped.
   static std::optional<std::string> which(const std::string& tool, const Environment& environment);
 
-  /// True when nobody but the user and root decides what runs under this absolute path: it leads to an executable file,
-  /// and the folder that it names as well as, links resolved, the file and the folder of that belong to the user or
-  /// root and not everybody may write to them. Every tool is asked for this before it is run.
+  /// Whether only the user and root control this executable: the file, its folder and, with links resolved, its real
+  /// folder are owned by one of them and not world-writable. Checked before every run of a tool.
   static bool isTrusted(const std::string& executable);
 
-  /// A search path for the children of tools: `first`, then what which() searches, less the folders that are missing,
-  /// belong to others or that everybody may write to.
+  /// Returns a PATH for child processes: `first`, then the folders of which(), without those that are missing, of other
+  /// users or world-writable.
   static std::string safeSearchPath(const Environment& environment, const std::optional<std::string>& first = {});
 };
 

@@ -12,7 +12,7 @@ void nameThisThread(const std::string& name) {
 #ifdef __APPLE__
   ::pthread_setname_np(name.c_str());
 #else
-  constexpr std::size_t most = 15;  // a longer one is refused
+  constexpr std::size_t most = 15;  // pthread_setname_np() refuses longer names
   ::pthread_setname_np(::pthread_self(), name.substr(0, most).c_str());
 #endif
 }
@@ -20,7 +20,7 @@ void nameThisThread(const std::string& name) {
 }  // namespace
 
 std::thread startServiceThread(const std::string& name, std::function<void()> work) {
-  // A thread begins with the mask of the one that makes it: not even its first moments take a signal.
+  // Threads inherit the signal mask: blocked before the start, so that no signal is delivered to this one.
   sigset_t all;
   sigset_t former;
   ::sigfillset(&all);

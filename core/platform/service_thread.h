@@ -1,4 +1,4 @@
-// Threads that serve beside the program's own work.
+// Service threads.
 #pragma once
 
 #include <functional>
@@ -7,8 +7,8 @@
 
 namespace tidra {
 
-/// Starts a thread with a name, of which Linux shows the first 15 bytes. It takes no signals, so that they reach the
-/// threads that wait for them. Throws std::system_error.
+/// Starts a named thread (Linux shows 15 bytes) with all signals blocked, so that the threads that wait for them
+/// receive them. Throws std::system_error.
 std::thread startServiceThread(const std::string& name, std::function<void()> work);
 
 }  // namespace tidra

@@ -63,7 +63,7 @@ FileDescriptor nextConnection(const FileDescriptor& listening) {
 #endif
 }
 
-/// Sleeps until the socket is ready. None of the reasons when it is; without a deadline it waits as long as it takes.
+/// Polls until the socket is ready; returns no error then. Waits without limit if there is no deadline.
 [[nodiscard]] std::error_code waitFor(const FileDescriptor& socket, short event,
                                       std::optional<Clock::time_point> deadline, const StopSignal& stop) {
   for (;;) {
@@ -85,7 +85,7 @@ FileDescriptor nextConnection(const FileDescriptor& listening) {
 
 std::optional<in_addr> ipv4Address(const std::string& text) {
   in_addr address{};
-  // A text with a NUL would be read up to there.
+  // inet_pton() would stop at an embedded NUL.
   if (text.find('\0') != std::string::npos || ::inet_pton(AF_INET, text.c_str(), &address) != 1) return std::nullopt;
   return address;
 }
@@ -111,8 +111,8 @@ std::error_code listenForConnections(const FileDescriptor& socket, int backlog) 
 
 void awaitFirstBytes([[maybe_unused]] const FileDescriptor& listening) {
 #ifdef TCP_DEFER_ACCEPT
-  // Silent connections then wait in a short queue of the system's, which without cookies turns others away when it is
-  // full.
+  // Deferred connections occupy the SYN queue. Without SYN cookies a SYN flood that fills it would lock out all
+  // clients.
   const auto cookies = readFile("/proc/sys/net/ipv4/tcp_syncookies");
   if (!cookies || cookies->starts_with('0')) return;
   constexpr int seconds = 1;
@@ -164,7 +164,7 @@ Outcome<FileDescriptor> connectTo(const SocketAddress& address, milliseconds mos
   FileDescriptor socket = newSocket(address.family, address.type, address.protocol);
   if (!socket) return lastSystemError();
   if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address.name), address.nameSize) == 0) return socket;
-  // An interrupted call goes on in the background as well.
+  // After EINTR connect() continues in the background, too.
   if (errno != EINPROGRESS && errno != EINTR) return lastSystemError();
   if (const auto reason = waitFor(socket, POLLOUT, Clock::now() + most, stop)) return reason;
   int result = 0;

@@ -1,6 +1,5 @@
-// Stream sockets: listening over IPv4, connecting over whatever a name leads to. Every socket is closed when a program
-// is started, and none ever blocks: each wait has a time-out and ends when a signal is raised. Nothing throws: the
-// answers are values.
+// Stream sockets: listening on IPv4, connecting to any address family. All are close-on-exec and non-blocking: each
+// wait has a timeout and ends when the stop signal is raised. Failures are returned, not thrown.
 #pragma once
 
 #include <netinet/in.h>
@@ -21,32 +20,33 @@
 
 namespace tidra {
 
-/// The address of a dotted text such as "127.0.0.1"; none for anything else, a host name included.
+/// Parses a dotted IPv4 address; nullopt for anything else, host names included.
 std::optional<in_addr> ipv4Address(const std::string& text);
 
-/// A socket for listening, which may take an address that connections of an earlier process still linger on.
+/// Creates a socket for listening with SO_REUSEADDR: connections of an earlier process in TIME_WAIT do not block
+/// bind().
 Outcome<FileDescriptor> makeListeningSocket();
 
-/// Gives the socket its address. Port 0 stands for any that is free.
+/// Binds the socket. Port 0 picks a free one.
 [[nodiscard]] std::error_code bindSocket(const FileDescriptor& socket, in_addr address, std::uint16_t port);
 
 [[nodiscard]] std::error_code listenForConnections(const FileDescriptor& socket, int backlog);
 
-/// Has the system keep a new connection to itself until its client has sent something, for about a second at most: a
-/// server that answers at once then wakes once for it instead of twice. Where the system cannot, nothing changes.
+/// Sets TCP_DEFER_ACCEPT: the kernel reports a connection once its first bytes arrive (after about a second at most),
+/// which saves the server one wake-up. Best effort.
 void awaitFirstBytes(const FileDescriptor& listening);
 
-/// The port of a bound socket.
+/// Returns the port of a bound socket.
 Outcome<std::uint16_t> boundPort(const FileDescriptor& socket);
 
-/// The next connection, waited for until there is one. operation_canceled once the signal is raised; any other failure
-/// concerns this connection, or a shortage of descriptors that lasts while nothing is closed.
+/// Waits for the next connection. operation_canceled once the signal is raised; other failures concern this connection,
+/// or a lack of descriptors that lasts until some are closed.
 Outcome<FileDescriptor> acceptConnection(const FileDescriptor& listening, const StopSignal& stop);
 
-/// The next connection if there is one; resource_unavailable_try_again when there is none right now.
+/// Accepts without blocking; resource_unavailable_try_again when no connection is pending.
 Outcome<FileDescriptor> acceptNow(const FileDescriptor& listening);
 
-/// Where a connection may be made to.
+/// A resolved address to connect to.
 struct SocketAddress {
   int family = 0;
   int type = 0;
@@ -55,36 +55,36 @@ struct SocketAddress {
   socklen_t nameSize = 0;
 };
 
-/// What a host name or address leads to, in the order to try. Empty when it leads nowhere. Blocks for as long as the
-/// system's resolver takes.
+/// Resolves a host name or address, in the order to try; empty if unknown. Blocks as long as the system's resolver
+/// does.
 std::vector<SocketAddress> resolveAddresses(const std::string& host, std::uint16_t port);
 
-/// timed_out when there is no connection in time, operation_canceled once the signal is raised.
+/// Fails with timed_out, or operation_canceled once the signal is raised.
 Outcome<FileDescriptor> connectTo(const SocketAddress& address, std::chrono::milliseconds most, const StopSignal& stop);
 
-/// One read into `buffer`, without waiting: how many bytes came, 0 when the peer has closed.
-/// resource_unavailable_try_again when there is nothing yet.
+/// One non-blocking read; returns the number of bytes, 0 when the peer has closed. resource_unavailable_try_again when
+/// nothing is available yet.
 Outcome<std::size_t> receiveNow(const FileDescriptor& connection, std::span<char> buffer);
 
-/// One write without waiting: how many bytes went. resource_unavailable_try_again when there is no room. A peer that
-/// has gone is a failure and raises no SIGPIPE.
+/// One non-blocking write; returns the number of bytes. resource_unavailable_try_again when the send buffer is full. A
+/// closed peer is a failure and raises no SIGPIPE.
 Outcome<std::size_t> sendNow(const FileDescriptor& connection, std::string_view bytes);
 
-/// Tells the peer that nothing more is sent.
+/// Half-closes the connection (SHUT_WR).
 [[nodiscard]] std::error_code shutDownSending(const FileDescriptor& connection);
 
-/// What one read gives, at most `mostBytes`; empty when the peer has closed. timed_out when nothing came in time,
+/// Returns the bytes of one read, at most `mostBytes`; empty when the peer has closed. Fails with timed_out, or
 /// operation_canceled once the signal is raised.
 Outcome<std::string> receiveOnce(const FileDescriptor& connection, std::size_t mostBytes,
                                  std::chrono::milliseconds most, const StopSignal& stop);
 
-/// Sends everything. timed_out when that takes longer than `most` altogether, operation_canceled once the signal is
-/// raised. A peer that has gone is a failure and raises no SIGPIPE.
+/// Sends everything. `most` bounds the whole transfer: timed_out after it, operation_canceled once the signal is
+/// raised. A closed peer is a failure and raises no SIGPIPE.
 [[nodiscard]] std::error_code sendAll(const FileDescriptor& connection, std::string_view bytes,
                                       std::chrono::milliseconds most, const StopSignal& stop);
 
-/// Tells the peer that nothing more is sent, and waits until it closes, at most this long. Closing at once would drop
-/// what was sent when the peer has sent more than was read.
+/// Lingering close: closing with unread input makes the kernel send RST, which can destroy the response. Half-closes,
+/// then reads and discards until the peer closes, at most `most`.
 void finishSending(const FileDescriptor& connection, std::chrono::milliseconds most, const StopSignal& stop);
 
 }  // namespace tidra

@@ -1,5 +1,4 @@
-// Threads that help but are not needed. A user may be allowed only so many (RLIMIT_NPROC), which must not end the work:
-// whoever gets no thread goes on with fewer, or does the work itself.
+// Optional helper threads. RLIMIT_NPROC may forbid more threads; the work then runs on fewer, or on the caller's.
 #pragma once
 
 #include <functional>
@@ -12,7 +11,7 @@
 
 namespace tidra {
 
-/// A thread that runs `work`; none when the system allows no more.
+/// Starts a thread that runs `work`; nullopt when the system allows no more.
 template <class Work>
 [[nodiscard]] std::optional<std::jthread> startSpareThread(Work work) {
   try {
@@ -22,7 +21,7 @@ template <class Work>
   }
 }
 
-/// Runs `work` on up to `count` threads at once and waits for all of them; on the caller's where there is none.
+/// Runs `work` on up to `count` threads and waits for all; on the caller's thread if none can be started.
 template <class Work>
 void runOnThreads(std::size_t count, Work work) {
   std::vector<std::jthread> threads;
@@ -34,8 +33,8 @@ void runOnThreads(std::size_t count, Work work) {
   if (threads.empty() && count > 0) work();
 }
 
-/// The result of `work`, which runs on a thread of its own; the future waits for it when it is destroyed. Where there
-/// is no thread, `work` has run on the caller's by the time that this returns.
+/// Runs `work` on its own thread and returns a future that waits in its destructor. If no thread can be started, `work`
+/// runs on the caller's before this returns.
 template <class Work>
 [[nodiscard]] auto startTask(Work work) -> std::future<decltype(work())> {
   try {

@@ -14,7 +14,7 @@ namespace tidra {
 
 StagedFile::StagedFile(const std::string& target, std::optional<unsigned> mode) : target_(target) {
   const std::string folder = folderOfFile(target);
-  thread_local std::random_device random;  // opening it takes longer than asking it
+  thread_local std::random_device random;  // opening the device costs more than reading from it
   do {
     path_ = joinedPath(folder, fmt::format(".{}.{:08x}", lastPathComponent(target), random()));
   } while (!create(mode) && errno == EEXIST);
@@ -58,7 +58,7 @@ void StagedFile::prepare(std::optional<unsigned> mode) {
   if (!file_ || (mode && ::fchmod(file_.get(), *mode) != 0)) fail(lastSystemError());
 }
 
-/// The destructor does not run for an object whose constructor throws.
+/// Unlinks here, because the destructor does not run when the constructor throws.
 void StagedFile::fail(std::error_code reason) {
   if (file_) ::unlink(path_.c_str());
   file_.reset();

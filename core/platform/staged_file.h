@@ -1,5 +1,4 @@
-// A whole file that is written beside the place that it is to take, so that a reader or a crash meets the old file or
-// the new one.
+// A temporary file that atomically replaces a target: readers and crashes see the old or the new file, whole.
 #pragma once
 
 #include <optional>
@@ -11,15 +10,14 @@
 
 namespace tidra {
 
-/// To be written, flushed and put in its place, in this order; without the last it is removed again. Everything throws
-/// std::system_error whose what() names the place.
+/// Call write(), flush() and put() in this order; without put() the file is removed again. Everything throws
+/// std::system_error that names the target.
 class StagedFile {
  public:
-  /// Beside `target`, with a random name. Without a mode the process's own mask decides.
+  /// Creates it beside `target` with a random name. Without a mode the umask decides.
   StagedFile(const std::string& target, std::optional<unsigned> mode);
 
-  /// With a name that is this process's own: a file or link in its place was left by a process with the same id, or
-  /// planted.
+  /// Uses a name unique to this process. Removes a stale file of a former process with the same id, or a planted link.
   static StagedFile named(std::string path, const std::string& target, unsigned mode);
 
   StagedFile(StagedFile&& other) noexcept;
@@ -29,7 +27,7 @@ class StagedFile {
   void write(std::string_view bytes);
   void flush();
 
-  /// Renames it over what is at its place, whose folder is still to be flushed.
+  /// Renames it over the target atomically. The caller fsyncs the folder.
   void put();
 
  private:
@@ -40,7 +38,7 @@ class StagedFile {
 
   std::string path_;
   std::string target_;
-  FileDescriptor file_;  // none once it has been put or moved from
+  FileDescriptor file_;  // empty after put() or a move
 };
 
 }  // namespace tidra

@@ -46,7 +46,7 @@ bool isOwn(const std::string& folderOfDescriptors) {
 void holdClosedStandardStreams() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(descriptor, F_GETFD) >= 0) continue;
-    // Opened the wrong way round: whoever asked for output on a closed stream is still told that there is none.
+    // Opened in the wrong direction: reads and writes on it keep failing with EBADF.
     const int opened = ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     if (opened >= 0 && opened != descriptor) ::close(opened);
   }
@@ -59,7 +59,7 @@ void writeStandardError(std::string_view text) noexcept {
 
 void writeFromSignalHandler(const char* text) noexcept {
   const int before = errno;
-  // Nobody could be told of a failure, and the stream's own lock may be held by what was interrupted.
+  // A failure cannot be reported. write() instead of stdio: the interrupted code may hold the stream's lock.
   [[maybe_unused]] const auto written = ::write(STDERR_FILENO, text, std::strlen(text));
   errno = before;
 }

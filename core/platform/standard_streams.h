@@ -1,4 +1,4 @@
-// The three streams that a program is started with.
+// The standard streams of this process.
 #pragma once
 
 #include <optional>
@@ -7,25 +7,24 @@
 
 namespace tidra {
 
-/// Takes the places of standard streams that are closed, so that no file that is opened later gets one of their numbers
-/// and receives what was meant for the stream. Reading from such a stream and writing to it goes on failing. Call
-/// before anything is opened.
+/// Opens placeholders for closed standard streams, so that no file opened later gets descriptor 0, 1 or 2 and receives
+/// their output. Reads and writes on them keep failing. Call before anything is opened.
 void holdClosedStandardStreams();
 
-/// Writes everything to standard error as far as it can be written. Nobody could be told of a failure.
+/// Writes to standard error, best effort.
 void writeStandardError(std::string_view text) noexcept;
 
-/// The same from a signal handler: a single attempt, of a text that ends with NUL.
+/// Async-signal-safe: one attempt to write a NUL-terminated text to standard error.
 void writeFromSignalHandler(const char* text) noexcept;
 
-/// Writes one line to standard output at once, as far as it can be written; lines of several threads do not mix.
+/// Writes one line to standard output and flushes, best effort. Thread-safe: lines do not mix.
 void printLine(const std::string& line);
 
-/// The descriptor of this process that a path stands for: "-" and /dev/stdout are standard output, and so on through
-/// /dev/fd and /proc/self/fd, also behind links. -1 for a descriptor of another process, none for an ordinary path.
+/// Returns this process's descriptor that a path names: "-", /dev/stdout, /dev/fd/N, /proc/self/fd/N, also through
+/// symbolic links. -1 for a descriptor of another process, nullopt for an ordinary path.
 std::optional<int> descriptorNamed(const std::string& path);
 
-/// True for a descriptor of this process that is open for writing.
+/// Whether the descriptor of this process is open for writing.
 bool isOpenForWriting(int descriptor);
 
 /// Writes everything to an open descriptor. Throws std::system_error.

@@ -1,4 +1,4 @@
-// How one thread ends the waiting of another.
+// Stop notification between threads.
 #pragma once
 
 #include <chrono>
@@ -7,19 +7,19 @@
 
 namespace tidra {
 
-/// Raised once and for all. Any thread may raise it and any may wait; it outlives both.
+/// Raised once, never cleared. Any thread may raise it or wait for it; it must outlive both.
 class StopSignal {
  public:
-  /// Throws std::system_error when there are no descriptors left.
+  /// Throws std::system_error when no descriptors are left.
   StopSignal() = default;
 
   void raise() noexcept { pipe_.wake(); }
   bool isRaised() const { return waitFor(std::chrono::milliseconds(0)); }
 
-  /// Sleeps until the signal is raised, at most this long; true when it is.
+  /// Blocks until the signal is raised, at most `most`; returns whether it is.
   bool waitFor(std::chrono::milliseconds most) const;
 
-  /// Becomes readable, for good, when the signal is raised; for poll.
+  /// For poll(): becomes and stays readable when the signal is raised.
   int descriptor() const { return pipe_.descriptor(); }
 
  private:

@@ -1,5 +1,5 @@
-// Finding tools. Whoever may write to a program, or to the folder that it is found in, decides what runs; only the user
-// and root may be that.
+// Search for tools. Whoever can write to a program or its folder controls what runs, so that only the user and root
+// may.
 #include <algorithm>
 
 #include "core/base/text.h"
@@ -14,7 +14,7 @@ namespace {
 constexpr std::string_view searchedWithoutPath = "/usr/bin:/bin:/usr/local/bin";
 constexpr std::string_view usualPlaces = "/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:/snap/bin";
 
-/// True for a folder, links resolved, that the user or root owns and not everybody may write to.
+/// Whether the resolved folder is owned by the user or root and not world-writable.
 bool isTrustedFolder(const std::string& folder) {
   const auto real = realPath(folder);
   if (!real || !isOwnedAndPrivate(*real)) return false;
@@ -22,7 +22,7 @@ bool isTrustedFolder(const std::string& folder) {
   return facts && facts->type == EntryType::directory;
 }
 
-/// The folders to search, each once, whether they are there or not.
+/// Returns the absolute folders to search without duplicates, existing or not.
 std::vector<std::string> searchedFolders(const Environment& environment, const std::string& first) {
   const auto path = environment.find("PATH");
   const std::string searched = first + ":" +

@@ -11,7 +11,7 @@ void UsageSnapshot::add(PlaceUse use) {
 std::optional<PlaceUse> UsageSnapshot::find(UseKind kind, const std::string& folder) const {
   const Users& users = users_.at(static_cast<std::size_t>(kind));
   auto user = users.find(folder);
-  // Between the two, in the order of bytes, may stand neighbours such as "folder-2".
+  // In byte order siblings such as "folder-2" sort between "folder" and "folder/".
   if (user == users.end()) user = users.lower_bound(joinedPath(folder, ""));
   if (user == users.end() || !isSameOrInside(user->first, folder)) return std::nullopt;
   return PlaceUse{kind, user->second.first, user->second.second, user->first};

@@ -1,4 +1,4 @@
-// Who is using a folder at this moment.
+// Which processes use a folder.
 #pragma once
 
 #include <array>
@@ -11,59 +11,57 @@
 
 namespace tidra {
 
-/// What ties a process to a place, the strongest first.
+/// How a process uses a path, strongest first.
 enum class UseKind {
   lockedFile,
   program,   // the file that runs
-  argument,  // what it was started with, such as the script of an interpreter or a folder to serve
-  starter,   // as the two above, of a process that started this one
+  argument,  // an argument: an interpreter's script, a served folder
+  starter,   // program or script of an ancestor of this process
   workingFolder,
   rootFolder,
-  mappedFile,  // a library, or data
-  openFile,    // or an open folder; that somebody watches it for changes is no use
+  mappedFile,  // a library or data
+  openFile,    // file or folder; watching for changes (inotify) does not count
 };
 
-/// One process's hold on a place.
+/// One process's use of one path.
 struct PlaceUse {
   UseKind kind = UseKind::workingFolder;
-  std::int64_t process = 0;  // its id
-  std::string program;       // its short name
+  std::int64_t process = 0;  // process id
+  std::string program;       // short name, as in /proc/PID/comm
   std::string path;          // the file or folder that it uses
 
   bool operator==(const PlaceUse&) const = default;
 };
 
-/// What processes held when the object was made. What belongs to other users is seen as far as the system shows it.
+/// Snapshot of what processes use. Other users' processes are included as far as the system shows them.
 class UsageSnapshot {
  public:
-  /// Leaves out this process. Of those that started it the working and the root folder do not count, which are where
-  /// the user happens to stand, and of their arguments only files that the first two name by an absolute path, since
-  /// the others may be the roots. Of other processes the first 64 arguments within 8 KiB are looked at: files and
-  /// folders, relative to the working folder, links resolved, also behind "=", "file://" and ":". Of a process the
-  /// first 10,000 open and about as many mapped files are looked at, of all 200,000 and some 600,000, those of new
-  /// processes first; on a machine where there are more the rest is not in the snapshot. Empty on platforms that do not
-  /// tell.
+  /// Excludes this process. Of its ancestors only programs, mapped files and files named by an absolute path among the
+  /// first two arguments count: their working folder is where the user happens to be, other arguments may be the scan
+  /// roots. Of other processes the first 64 arguments within 8 KiB are resolved against the working folder, also behind
+  /// "=", "file://" and ":". Bounded to 10,000 descriptors and 1 MiB of mappings per process, 200,000 and 64 MiB in
+  /// total, newest processes first; the rest is missing. Empty on macOS.
   static UsageSnapshot take();
 
-  /// A process that uses `folder` or something below it; with several the kind decides that comes first in UseKind.
+  /// Returns a process that uses `folder` or something below it; the strongest kind wins.
   std::optional<PlaceUse> userOf(const std::string& folder) const;
 
-  /// A process that works in `folder` or below it, runs from there or was started with something there; none of those
-  /// that started this one.
+  /// Returns a process that works in or below `folder`, runs from there or was started with an argument there. Excludes
+  /// ancestors of this process.
   std::optional<PlaceUse> workerIn(const std::string& folder) const;
 
-  /// A process that works in just this folder; none of those that started this one.
+  /// Returns a process whose working folder is exactly `folder`. Excludes ancestors of this process.
   std::optional<PlaceUse> workerAt(const std::string& folder) const;
 
   void add(PlaceUse use);
 
  private:
   static constexpr std::size_t kinds = 8;
-  using Users = std::map<std::string, std::pair<std::int64_t, std::string>>;  // by path: a process and its name
+  using Users = std::map<std::string, std::pair<std::int64_t, std::string>>;  // by path: process id and name
 
   std::optional<PlaceUse> find(UseKind kind, const std::string& folder) const;
 
-  std::array<Users, kinds> users_;  // by kind; of several at one path the first
+  std::array<Users, kinds> users_;  // indexed by kind; per path the first process
 };
 
 }  // namespace tidra

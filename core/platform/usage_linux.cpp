@@ -1,8 +1,7 @@
-// From /proc, the cheap first: of each process the links "exe", "cwd" and "root" and the beginning of "cmdline"; then
-// "locks", which names the inode of each locked file, whose path is found among the descriptors of the process that
-// holds the lock; then the descriptors of all processes, and at last their "maps". There may be millions of either, so
-// both are bounded, for a process and in all, and read from the newest process back. The bounds are numbers and not
-// times, so that a busy machine shows as much as a quiet one.
+// Reads /proc, cheap sources first: "exe", "cwd", "root" and the beginning of "cmdline" of each process; "locks", whose
+// inodes are matched with the descriptors of the lock's holder; all descriptors; all "maps". The last two may have
+// millions of entries: bounded per process and in total, newest processes first, and by count, not time, so that load
+// does not change the result.
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
@@ -37,7 +36,7 @@ std::optional<std::string> linkTarget(const std::string& path) {
   return std::string(target.data(), static_cast<std::size_t>(length));
 }
 
-/// The numbers among the entries of a folder of /proc.
+/// Returns the numeric entries of a folder of /proc.
 std::vector<std::int64_t> numberedEntries(const std::string& folder) {
   std::vector<std::int64_t> numbers;
   const auto opened = openDirectory(folder);
@@ -50,7 +49,7 @@ std::vector<std::int64_t> numberedEntries(const std::string& folder) {
   return numbers;
 }
 
-/// The fourth field of "stat"; the second, in brackets, may hold anything.
+/// The fourth field of "stat"; the second, in parentheses, may contain anything, so parse from the last ")".
 std::int64_t parentOf(std::int64_t process) {
   const auto stat = readFile(fmt::format("/proc/{}/stat", process));
   if (!stat) return 0;
@@ -71,8 +70,8 @@ std::string programName(std::int64_t process) {
   return name ? std::string(trimmed(*name)) : "unknown";
 }
 
-/// "1: FLOCK  ADVISORY  WRITE 4711 fd:01:262150 0 EOF": process and inode. A lock that belongs to an open file and not
-/// to a process has -1. Processes that wait for a lock stand behind "->".
+/// Parses "1: FLOCK  ADVISORY  WRITE 4711 fd:01:262150 0 EOF" into process and inode. OFD locks, owned by an open file
+/// instead of a process, have -1; waiting processes are marked "->".
 std::set<std::pair<std::int64_t, std::int64_t>> heldLocks() {
   std::set<std::pair<std::int64_t, std::int64_t>> locks;
   const auto text = readFile("/proc/locks");
@@ -90,7 +89,7 @@ std::set<std::pair<std::int64_t, std::int64_t>> heldLocks() {
   return locks;
 }
 
-/// At most so many arguments of a process; a process may have written anything there.
+/// Returns the first `most` arguments. A process may rewrite its command line, so its content is untrusted.
 std::vector<std::string> firstArguments(std::int64_t process, std::size_t most) {
   const FileDescriptor file(::open(fmt::format("/proc/{}/cmdline", process).c_str(), O_RDONLY | O_CLOEXEC));
   std::array<char, 2 * PATH_MAX> text;
@@ -103,7 +102,7 @@ std::vector<std::string> firstArguments(std::int64_t process, std::size_t most) 
   return arguments;
 }
 
-/// The parts of an argument that may be a path: "--root=dist", "file:///srv/dist", "lib/a.jar:target/classes".
+/// Returns the parts of an argument that may be paths: "--root=dist", "file:///srv/dist", "lib/a.jar:target/classes".
 std::vector<std::string_view> possiblePaths(std::string_view argument) {
   std::vector<std::string_view> texts{argument};
   if (const auto at = argument.find('='); at != std::string_view::npos) texts.push_back(argument.substr(at + 1));
@@ -120,13 +119,13 @@ std::vector<std::string_view> possiblePaths(std::string_view argument) {
 
 constexpr std::string_view deletedMark = " (deleted)";
 
-/// The path of a file that was removed or replaced while it was in use; the same path for others.
+/// Restores the path of a file that was removed or replaced while in use.
 std::string withoutDeletedMark(std::string path) {
   if (path.ends_with(deletedMark) && !pathFacts(path)) path.resize(path.size() - deletedMark.size());
   return path;
 }
 
-/// The last field of a line of "maps"; empty for memory that is no file's. Only line breaks are escaped in it.
+/// Returns the last field of a line of "maps"; empty for anonymous memory. The kernel escapes only line feeds in it.
 std::string mappedPath(std::string_view line) {
   const auto start = line.find('/');
   std::string path(start == std::string_view::npos ? std::string_view{} : line.substr(start));
@@ -137,7 +136,7 @@ std::string mappedPath(std::string_view line) {
   return path;
 }
 
-/// Puts together what one snapshot holds.
+/// Collects one snapshot.
 class UsageCollector {
  public:
   UsageSnapshot collect() {
@@ -157,10 +156,10 @@ class UsageCollector {
  private:
   static constexpr std::size_t mostDescriptors = 200'000;
   static constexpr std::size_t mostDescriptorsOfOne = 10'000;
-  static constexpr std::size_t mostMapBytes = 64 * 1024 * 1024;  // some 600,000 mappings
+  static constexpr std::size_t mostMapBytes = 64 * 1024 * 1024;  // about 600,000 mappings
   static constexpr std::size_t mostMapBytesOfOne = 1024 * 1024;
   static constexpr std::size_t mostArguments = 64;
-  static constexpr std::size_t mostPossiblePaths = 256;  // of one process
+  static constexpr std::size_t mostPossiblePaths = 256;  // per process
 
   void addPlaces(std::int64_t process) {
     const auto link = [&](const char* name) { return linkTarget(fmt::format("/proc/{}/{}", process, name)); };
@@ -203,7 +202,7 @@ class UsageCollector {
     auto real = realPath(path);
     if (!real) return;
     while (path.size() > 1 && path.ends_with('/')) path.pop_back();
-    // A link may lead out of the folder that it is started from, as the "python" of a virtual environment does.
+    // A link may point out of its folder, as "python" in a virtual environment does: record the link as well.
     const std::string_view name = lastPathComponent(path);
     if (const auto folder = realPath(folderOfFile(path)); folder && name != "." && name != "..") {
       if (auto link = joinedPath(*folder, name); link != *real) add(UseKind::argument, process, std::move(link));
@@ -222,7 +221,7 @@ class UsageCollector {
         inherited.insert(inode);
       }
     }
-    // A lock outlives the process that took it where others have inherited the open file.
+    // A lock outlives the process that took it while a child holds the inherited descriptor.
     for (const auto process : processes_) {
       if (!inherited.empty() && !ours_.contains(process)) addLockedFiles(process, inherited);
     }
@@ -255,7 +254,7 @@ class UsageCollector {
     const FileDescriptor file(::open(fmt::format("/proc/{}/maps", process).c_str(), O_RDONLY | O_CLOEXEC));
     constexpr std::size_t chunk = 64 * 1024;
     std::string text;
-    std::string last;  // a file is mostly mapped in several pieces one after the other
+    std::string last;  // consecutive mappings are mostly of the same file
     const std::size_t most = std::min(mapBytes_ + mostMapBytesOfOne, mostMapBytes);
     for (std::size_t filled = 0; file && mapBytes_ < most;) {
       text.resize(filled + chunk);
@@ -276,7 +275,7 @@ class UsageCollector {
     }
   }
 
-  /// What is only left to those who have it open is in nobody's way.
+  /// Skips deleted files that live on only through descriptors: removal does not affect them.
   void addPresent(UseKind kind, std::int64_t process, std::string path) {
     if (!path.starts_with('/') || (path.ends_with(deletedMark) && !pathFacts(path))) return;
     add(kind, process, std::move(path));
@@ -290,11 +289,11 @@ class UsageCollector {
 
   UsageSnapshot snapshot_;
   const std::int64_t self_ = ::getpid();
-  const std::set<std::int64_t> ours_ = ownLine();  // this process and those that started it
+  const std::set<std::int64_t> ours_ = ownLine();  // this process and its ancestors
   const std::vector<std::int64_t> processes_ = numberedEntries("/proc");
   std::size_t descriptors_ = 0;
   std::size_t mapBytes_ = 0;
-  std::int64_t named_ = 0;  // the process that `name_` belongs to
+  std::int64_t named_ = 0;  // the process of `name_`
   std::string name_;
 };
 

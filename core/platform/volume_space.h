@@ -17,18 +17,17 @@ struct TidraVolumeSpaceReader {
     bool operator==(const Space&) const = default;
   };
 
-  /// What one of the operating system's queries told; absent where it has no such figure.
+  /// One query's figures; absent where the system does not report one.
   struct Capacities {
     std::optional<std::int64_t> total;
     std::optional<std::int64_t> availableForImportantUsage;
     std::optional<std::int64_t> available;
   };
 
-  /// None when the volume reports no capacity of at least one byte.
+  /// Returns nullopt when the volume reports no capacity of at least one byte.
   static std::optional<Space> read(const std::string& path);
 
-  /// The choice among the figures of one query: the important-usage figure before the plain one, 0 when both are
-  /// missing; none without a positive total.
+  /// Prefers the important-usage figure over the plain one; 0 when both are missing. nullopt without a positive total.
   static std::optional<Space> choose(const Capacities& capacities);
 };
 

@@ -1,4 +1,4 @@
-// How other threads end the polling of one.
+// Wakes a thread that polls.
 #pragma once
 
 #include <array>
@@ -11,10 +11,10 @@
 
 namespace tidra {
 
-/// Any thread may wake, as often as it likes; one thread polls and clears.
+/// Self-pipe: any thread may wake, any number of times; one thread polls and clears.
 class WakePipe {
  public:
-  /// Throws std::system_error when there are no descriptors left.
+  /// Throws std::system_error when no descriptors are left.
   WakePipe() {
     std::array<int, 2> ends{-1, -1};
     if (!openPipe(ends)) throw std::system_error(lastSystemError(), "no pipe can be opened");
@@ -24,12 +24,12 @@ class WakePipe {
   }
 
   void wake() noexcept {
-    // A full pipe wakes as well.
+    // A full pipe is readable already.
     while (::write(writing_.get(), "", 1) < 0 && errno == EINTR) {
     }
   }
 
-  /// Readable since the last wake(), until clear().
+  /// Readable from wake() until clear().
   int descriptor() const { return reading_.get(); }
 
   void clear() noexcept {
