@@ -42,7 +42,7 @@ CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, c
   return setting;
 }
 
-/// `plan` holds the items of one remover.
+/// `plan` holds the items of one remover only.
 Confirmation confirmationFor(const CleanupPlan& plan, Remover remover, const TrashChoices& trashes,
                              const RemovalOptions& options) {
   CleanupPlan moved = plan;
@@ -64,21 +64,21 @@ Confirmation confirmationFor(const CleanupPlan& plan, Remover remover, const Tra
   return confirmation;
 }
 
-/// What the person agreed to.
+/// The answers of the user.
 struct Agreement {
-  std::vector<CleanupCandidate> candidates;  // those with a refusal are among them, to be reported
+  std::vector<CleanupCandidate> candidates;  // includes refused ones, for the report
   bool toAnything = true;
-  bool toOwn = true;               // what Tidra removes itself, the emptying of the trash included
-  std::optional<bool> toUnlisted;  // none where that was no question
+  bool toOwn = true;               // removals by Tidra itself, emptying the trash included
+  std::optional<bool> toUnlisted;  // absent when not asked
 };
 
-/// A trash of which nothing goes is not worth a question; removing it says why.
+/// True for a trash with nothing due: not worth a question; the removal reports why.
 bool goesNothingOf(const std::string& path, const TrashChoices& trashes) {
   const auto trash = trashes.find(path);
   return trash != trashes.end() && trash->second.due.empty();
 }
 
-/// What nothing dates in the trashes that are to be emptied.
+/// Entries without a valid date in the trashes to be emptied.
 std::vector<FreedesktopTrash::Entry> unlistedIn(const TrashChoices& trashes) {
   std::vector<FreedesktopTrash::Entry> unlisted;
   for (const auto& [path, choice] : trashes) {
@@ -87,8 +87,8 @@ std::vector<FreedesktopTrash::Entry> unlistedIn(const TrashChoices& trashes) {
   return unlisted;
 }
 
-/// Asks once for each remover, and for what nothing dates in a trash that is to be emptied. No to one keeps what the
-/// other removes in the plan.
+/// Asks once for each remover, and for undated entries of a trash to be emptied. A "no" drops only the items of that
+/// question.
 Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const TrashChoices& trashes,
                  const RemovalOptions& options, const Program& program) {
   Agreement agreement{.candidates = candidates, .toUnlisted = std::nullopt};
@@ -128,7 +128,7 @@ CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, 
   return runCleanup(candidates, setting);
 }
 
-/// What became of the items, and of the trash when that is one of them.
+/// The result for the items, and for the trash when it is one of them.
 std::string wholeOutcomeText(CleanupOutcome outcome, DisposalMethod method, bool dryRun) {
   const auto emptied = takeTrash(outcome.disposal.receipts);
   if (!emptied) return outcomeText(outcome, method, dryRun);
@@ -245,7 +245,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   InterruptGuard::requireNone("Interrupted; nothing was removed.");
   setting.service.includesUnlisted = options.includesUnlisted || agreement.toUnlisted.value_or(false);
   const CleanupOutcome outcome = runWithProgress(agreement.candidates, std::move(setting), program);
-  // Standard output may be a pipe that nobody reads any more; what failed is told all the same.
+  // Standard output may be a broken pipe; failures go to standard error first.
   writeFailures(outcome.disposal.failures);
   for (const std::string& remainder : outcome.remainders) writeNote(remainder);
   if (options.json) {

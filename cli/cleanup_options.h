@@ -1,4 +1,4 @@
-// The options that every command takes which removes things, and what they all do in the same way.
+// Options and behaviour shared by all removing commands.
 #pragma once
 
 #include <optional>
@@ -13,38 +13,38 @@
 namespace tidra {
 
 struct RemovalOptions {
-  std::optional<std::string> method;  // absent: the plan's, or the trash
+  std::optional<std::string> method;  // absent: the plan's method, or the trash
   std::optional<std::string> quarantineFolder;
   bool force = false;
   bool allowAnyPath = false;
   bool emptyTrash = false;
-  bool includesUnlisted = false;  // of the trash: also what nothing dates
+  bool includesUnlisted = false;  // of the trash: entries without a valid date too
   bool json = false;
 };
 
-/// Declares them on a command.
+/// Declares the options on a command.
 void addRemovalOptions(CLI::App& command, RemovalOptions& options);
 
-/// The method of that name. Throws InputError.
+/// Parses a method's name. Throws InputError.
 DisposalMethod parseMethod(const std::string& text);
 
-/// The quarantine of the option, else the default one. Throws InputError.
+/// The quarantine named by the option, else the default one. Throws InputError.
 QuarantineConfig chosenQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
 
-/// Throws InputError when the quarantine folder that the option or the environment names could not be used. The usual
-/// one is left to the items: those of other volumes need it not.
+/// Throws InputError when the quarantine folder named by the option or the environment is unusable. The default one is
+/// checked item by item: items of other volumes do not use it.
 void checkNamedQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
 
-/// Throws InputError when what is moved would lie in a home folder where its owner could not bring it back.
+/// Throws InputError when root would move items into a home folder whose owner could not restore them.
 void requireOwnStores(DisposalMethod method, const RemovalOptions& options, const TidraPathResolver& resolver);
 
 /// The store of quarantine entries. Throws InputError.
 QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
 
-/// How a plan is listed: `view` with the circumstances of the request.
+/// Listing options of a plan: `view` plus the request's context.
 CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& request);
 
-/// Shows the plan, asks, removes, reports. Returns the exit status. An InterruptGuard must be alive; throws Interrupted
+/// Shows the plan, asks, removes, reports. Returns the exit status. Requires a live InterruptGuard; throws Interrupted
 /// when it was raised before the first removal.
 int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
              const RemovalOptions& options, const ScanViewOptions& view, const Program& program);

@@ -41,7 +41,7 @@ Columns columnsFor(const std::vector<const CleanupCandidate*>& listed, const Cle
   return columns;
 }
 
-/// "to get it back", or that nothing does.
+/// How to restore the item, or that it cannot be undone.
 std::string hintText(const CleanupCandidate& candidate) {
   const std::string& path = candidate.item.path;
   const bool isLost = removerOf(path) == Remover::tool && !ToolTargets::canBeUndone(path);
@@ -71,7 +71,7 @@ std::string itemText(const CleanupCandidate& candidate, const Columns& columns, 
   return text;
 }
 
-/// The items of one remover.
+/// Lists the items of one remover.
 std::string blockText(std::vector<const CleanupCandidate*> listed, const CleanupViewOptions& options) {
   const std::size_t all = listed.size();
   const std::size_t limit = options.limit.value_or(options.terminal.isTerminal ? itemsOnScreen : 0);
@@ -103,7 +103,7 @@ std::string toolNames(const std::vector<std::string_view>& paths) {
   return joined(names, ", ") + " and " + last;
 }
 
-/// What went by one remover.
+/// Everything removed by one remover.
 struct Removed {
   std::vector<DisposalReceipt> receipts;
   std::vector<UnmeasuredSize> unmeasured;
@@ -129,7 +129,7 @@ struct Removed {
 };
 
 std::string ownText(const Removed& own, DisposalMethod method) {
-  // What an earlier removal left is deleted whatever the method.
+  // Leftovers of an interrupted removal are deleted by any method.
   const auto wasDeleted = [](const DisposalReceipt& receipt) { return receipt.method == DisposalMethod::delete_; };
   if (std::all_of(own.receipts.begin(), own.receipts.end(), wasDeleted)) method = DisposalMethod::delete_;
   switch (method) {

@@ -39,7 +39,7 @@ CleanupPlan readPlan(const std::string& file, const std::string& host, bool forc
   return plan;
 }
 
-/// What the table of option pairs cannot know: the plan says what the options are about.
+/// Checks that the option table cannot make: they depend on the plan's contents.
 void checkAgainstPlan(const RemovalOptions& options, const CleanupPlan& plan) {
   if (options.quarantineFolder && plan.method != DisposalMethod::quarantine) {
     throw InputError(missingNeed("--quarantine-dir", "--method quarantine, here or in the plan"));
@@ -72,7 +72,7 @@ int runApplyCommand(ApplyOptions& options, const Program& program) {
                                          .shouldCancel = &InterruptGuard::requested});
   InterruptGuard::requireNone("Interrupted while the plan was checked, so nothing was removed.");
   for (const std::string& note : checked.notes) writeNote(note);
-  // What is refused anyway is not asked about.
+  // Do not ask about items that are refused anyway.
   plan.items.clear();
   for (const CleanupCandidate& candidate : checked.candidates) {
     if (!candidate.refusal) plan.items.push_back(candidate.item);

@@ -38,7 +38,7 @@ int verify(const AuditOptions& options, const Program& program) {
   return result.ok ? ExitStatus::done : ExitStatus::someFailed;
 }
 
-/// Which records to show.
+/// Selects the records to show.
 struct Filter {
   std::optional<std::string> run;
   std::vector<AuditRecord::Event> events;  // empty: all
@@ -61,13 +61,13 @@ Filter makeFilter(const AuditOptions& options, const TidraPathResolver& resolver
     }
     filter.events.push_back(*event);
   }
-  // A target of a tool, such as docker:build-cache, is no path.
+  // A tool's target, such as docker:build-cache, is not a path.
   const bool isTarget = filter.path && !filter.path->starts_with('/') && filter.path->find(':') != std::string::npos;
   if (filter.path && !isTarget) filter.path = absolutePath(*filter.path, resolver);
   return filter;
 }
 
-/// What an event was about: the path, where that went, why, and what was said.
+/// The subject of a record: path, destination, reason and message.
 std::string subject(const AuditRecord& record, const TidraPathResolver& resolver) {
   std::vector<std::string> pieces;
   const auto shown = [&](const std::string& path) { return resolver.displayPath(path); };
@@ -92,7 +92,7 @@ std::string tableLine(const AuditRecord& record, const TidraPathResolver& resolv
                      subject(record, resolver));
 }
 
-/// Gathers text so that not every line is a call of its own.
+/// Buffers output to save system calls.
 class Output {
  public:
   Output& operator+=(std::string_view text) {
@@ -163,7 +163,7 @@ int repair(const AuditOptions& options, const Program& program) {
     writeNote("Nothing was changed.");
     return ExitStatus::done;
   }
-  // What looks torn may be a line that a run is writing right now.
+  // Take the run lock first: a torn last line may be a write in progress.
   RunLock lock(options.lock ? absolutePath(*options.lock, resolver) : resolver.expandedPath("~/.tidra/fleet.lock"));
   try {
     lock.acquire();

@@ -28,7 +28,7 @@ struct CleanOptions {
 
 constexpr const char* unprovenHelp = "Also artefacts that nothing shows a tool to have made";
 
-/// The scan that a selection is made from; only what can be made again unless a tier is named.
+/// The scan for a selection; only the tier "safe" unless tiers are named.
 ScanRequest requestFor(CleanOptions& options, const Program& program) {
   requireKnownExclusions(options.scan.home, program.environment);
   if (options.scan.tiers.empty()) options.scan.tiers = {std::string(rawValue(ArtifactSafetyTier::safe))};
@@ -36,7 +36,7 @@ ScanRequest requestFor(CleanOptions& options, const Program& program) {
   return request;
 }
 
-/// By size they come as they are, the largest first.
+/// Findings come sorted by size already.
 void sortBy(ScanSort order, std::vector<CleanupCandidate>& candidates) {
   if (order == ScanSort::size) return;
   std::stable_sort(candidates.begin(), candidates.end(), [order](const auto& a, const auto& b) {
@@ -55,7 +55,7 @@ void noteUnproven(const ScanReport& report) {
                   counted(unproven.count, "artefact", "artefacts"), ByteFormatting::compact(unproven.bytes), verb));
 }
 
-/// What nothing protects, in the order that was asked for. A note names each of the others.
+/// The candidates without a refusal, in the requested order. Writes a note for each of the others.
 std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanRequest& request,
                                        const CleanOptions& options, ScanSort order, const Program& program) {
   if (!options.takesUnproven && !program.options.quiet) noteUnproven(outcome.report);
@@ -108,7 +108,7 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
   const DisposalMethod method = parseMethod(options.removal.method.value_or("trash"));
   checkOutput(options.scan);
   ScanViewOptions view = chosenView(options.scan, program);
-  // The list goes to standard output wherever the plan goes.
+  // The list goes to standard output even when the plan goes to a file.
   view.terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
   const ScanRequest request = requestFor(options, program);
   std::optional<InterruptGuard> guard(std::in_place);
@@ -135,7 +135,7 @@ void addCleanCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<CleanOptions>();
   CLI::App* command = app.add_subcommand("clean", "Remove what can be made again, after asking");
   addScanOptions(*command, options->scan, "Items");
-  command->get_option("--output")->group("");  // refused with a sentence that names tidra plan, so not in the help
+  command->get_option("--output")->group("");  // hidden: refused with a sentence that names tidra plan
   addRemovalOptions(*command, options->removal);
   command->add_flag("--no-evidence", options->takesUnproven, unprovenHelp);
   command->footer(

@@ -43,7 +43,7 @@ TypedExclusion typedRow(const ExcludeOptions& options, const TidraPathResolver& 
   return typedExclusion(options.text, resolver);
 }
 
-/// A name keeps out more than the one entry that the person may look at.
+/// Warns that a bare name excludes every entry of that name, not only the one here.
 void noteReading(const ExcludeOptions& options, const TypedExclusion& row) {
   if (row.note) writeNote(*row.note);
   noteReach(row);
@@ -60,7 +60,7 @@ bool isSamePlace(const std::string& path, const std::string& other) {
   return real && otherReal && *real == *otherReal;
 }
 
-/// Finds the rows of the list that a typed text means.
+/// Finds the rows that a typed text refers to.
 class RowFinder {
  public:
   RowFinder(const std::string& given, const TypedExclusion& typed, const TidraPathResolver& resolver)
@@ -74,8 +74,8 @@ class RowFinder {
     if (place_ && folder && isSamePlace(parentPath(*place_), *folder)) nameHere_ = lastPathComponent(*place_);
   }
 
-  /// The texts of these rows, the closest reading first: the row as it stands, the same place written another way, and
-  /// the pattern of a name in the current folder.
+  /// The texts of the matching rows, closest first: literally equal, the same path in another spelling, the pattern of
+  /// a name in the current folder.
   std::vector<std::string> meant(const std::vector<ExclusionEntry>& rows) const {
     std::vector<std::string> texts;
     const auto take = [&](const auto& isMeant) {
@@ -85,7 +85,7 @@ class RowFinder {
       }
     };
     take([&](const ExclusionEntry& row) { return row.pathDisplay == typed_.text; });
-    // A row that was made elsewhere may stand there as it was typed.
+    // The row may hold the text literally.
     take([&](const ExclusionEntry& row) { return row.pathDisplay == given_; });
     take([&](const ExclusionEntry& row) { return escapedForTerminal(row.pathDisplay) == given_; });
     take([&](const ExclusionEntry& row) { return isPlace(row); });
@@ -96,7 +96,7 @@ class RowFinder {
   }
 
  private:
-  /// True for a row that is just the place.
+  /// True for a row that is exactly the path.
   bool isPlace(const ExclusionEntry& row) const {
     return row.kind != ExclusionRowKind::pattern && place_ &&
            isSamePlace(excludedPath(row.pathDisplay, resolver_), *place_);
@@ -111,8 +111,8 @@ class RowFinder {
   const std::string& given_;
   const TypedExclusion& typed_;
   const TidraPathResolver& resolver_;
-  std::optional<std::string> place_;  // none for a pattern that is no name
-  std::string nameHere_;              // of the place, when it lies in the current folder
+  std::optional<std::string> place_;  // absent for a pattern that is not a name
+  std::string nameHere_;              // name of the path, when it is in the current folder
 };
 
 int add(const ExcludeOptions& options, const Program& program) {

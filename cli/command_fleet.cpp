@@ -33,7 +33,7 @@ std::string explanationLine(std::string_view verdict, const ScanReportItem& item
                      escapedForTerminal(item.displayPath));
 }
 
-/// Every item with what becomes of it and why.
+/// Every item with its decision and the reason.
 std::string explanation(const FleetRunResult& result) {
   std::string text;
   for (const ScanReportItem& item : result.decision.selected) text += explanationLine("selected", item);
@@ -45,7 +45,7 @@ std::string explanation(const FleetRunResult& result) {
   return text;
 }
 
-/// Where the lines about each step go: a document on standard output stays alone there.
+/// The sink for progress lines: standard error when standard output carries JSON.
 std::function<void(const std::string&)> stepLog(bool json, const Program& program) {
   if (program.options.quiet) return [](const std::string&) {};
   if (json) return &writeNote;
@@ -70,7 +70,7 @@ int run(const FleetOptions& options, const Program& program) {
                      .host = makeResolver(std::nullopt, program.environment),
                      .clock = &currentTime,
                      .shouldCancel = &InterruptGuard::requested};
-  resolvePolicy(policy, options.policy, runner.host);  // tells of a bad path the way policy check does
+  resolvePolicy(policy, options.policy, runner.host);  // reports a bad path as `policy check` does
   ignoreBrokenPipes();
   const InterruptGuard guard;
   try {
@@ -88,7 +88,7 @@ int run(const FleetOptions& options, const Program& program) {
 
 int serve(const FleetOptions& options, const Program& program) {
   const TidraPathResolver host = makeResolver(std::nullopt, program.environment);
-  // Tells what is wrong with it the way every command does.
+  // Validate first, for the same error messages as in other commands.
   resolvePolicy(loadPolicyFile(options.policy), options.policy, host);
   FleetService service({.policyPath = options.policy,
                         .intervalSeconds = options.interval,

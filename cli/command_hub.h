@@ -1,4 +1,4 @@
-// The parts of "tidra hub", each in a file of its own.
+// The subcommands of "tidra hub".
 #pragma once
 
 namespace CLI {
@@ -9,7 +9,7 @@ namespace tidra {
 
 struct Program;
 
-/// Each declares commands below `hub`.
+/// Each declares subcommands of `hub`.
 void addHubDemo(CLI::App& hub, Program& program);
 void addHubServe(CLI::App& hub, Program& program);
 void addHubRemote(CLI::App& hub, Program& program);

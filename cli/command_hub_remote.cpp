@@ -1,4 +1,4 @@
-// The hub's API from a terminal: one command a call.
+// The hub's API in the terminal: one command a call.
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -40,14 +40,14 @@ TerminalFacts facts(const Program& program) {
   return terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
 }
 
-/// The document as JSON, or what a person reads.
+/// Prints the document as JSON, or as text.
 template <class Document, class Text>
 int show(const Document& document, const RemoteOptions& options, Text&& text) {
   writeOut(options.json ? HubJSON::pretty(document) + "\n" : text());
   return ExitStatus::done;
 }
 
-/// What was done, or would have been.
+/// Reports what was done, or would be done.
 int told(const std::string& sentence, const RemoteOptions& options, const Program& program) {
   if (options.json) {
     nlohmann::json object{{"ok", true}};
@@ -73,10 +73,10 @@ int status(const RemoteOptions& options, const Program& program) {
   return show(summary, options, [&] { return fleetText(summary, facts(program)); });
 }
 
-/// Asked for in pages, since a large fleet does not fit one answer. A hub that knows no pages gives everything at once.
+/// Fetches all pages. A hub without paging returns everything in the first response.
 HubHostsEnvelope allHosts(const HubClient& hub, std::map<std::string, std::string> query) {
   constexpr std::size_t pageSize = 500;
-  constexpr std::size_t mostHosts = 100000;  // a hub that never ends must not fill the memory
+  constexpr std::size_t mostHosts = 100000;  // bounds the memory against a faulty hub
   HubHostsEnvelope all;
   std::set<std::string> known;
   query["history"] = "0";
@@ -131,7 +131,7 @@ int note(const RemoteOptions& options, const Program& program) {
               options, program);
 }
 
-/// Asks and removes. Not even asked about is what the hub does not have.
+/// Asks, then removes. What the hub does not have is reported without asking.
 template <class Removal>
 int removeAfterAsking(const std::string& what, const std::string& consequence, const RemoteOptions& options,
                       const Program& program, Removal&& remove) {
@@ -172,7 +172,7 @@ int getPolicy(const RemoteOptions& options, const Program& program) {
 
 int putPolicy(const RemoteOptions& options, const Program& program) {
   const std::string path = absolutePath(options.file, makeResolver(std::nullopt, program.environment));
-  loadPolicyFile(path);  // tells what is wrong with it better than the hub does
+  loadPolicyFile(path);  // better error messages than the hub's
   const std::string document = readPolicyFile(path);
   const HubClient hub = makeHubClient(options.access, program);
   if (!program.options.dryRun) askHub([&] { hub.putPolicy(options.name, document); });
@@ -192,7 +192,7 @@ int removePolicy(const RemoteOptions& options, const Program& program) {
 
 using Run = int (*)(const RemoteOptions&, const Program&);
 
-/// Adds one command after the other below a group.
+/// Adds commands to a group.
 class Adding {
  public:
   explicit Adding(Program& program) : program_(program), options_(std::make_shared<RemoteOptions>()) {}

@@ -1,4 +1,4 @@
-// "tidra hub serve": opens the hub, says where it is, and waits for a signal.
+// "tidra hub serve": starts the hub, prints its address, and waits for a signal.
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
@@ -24,7 +24,7 @@
 namespace tidra {
 namespace {
 
-/// Where the tokens of one kind come from.
+/// The sources of one kind of token.
 struct TokenOptions {
   std::string kind;  // "agent" or "admin"
   std::string variable;
@@ -41,7 +41,7 @@ struct HubServeOptions {
   TokenOptions admin{"admin", "TIDRA_HUB_ADMIN_TOKEN", {}, {}};
 };
 
-/// The first that is given of the option, the file and the environment.
+/// The first source that is set: option, file, environment.
 std::vector<std::string> tokensFrom(const TokenOptions& options, const Environment& environment) {
   if (options.text) {
     const std::string token(trimmed(*options.text));
@@ -71,7 +71,7 @@ bool isIPv4Address(std::string_view text) {
          });
 }
 
-/// Sets host and port of "HOST:PORT"; an empty host is every interface. Throws InputError.
+/// Parses "HOST:PORT" into host and port; an empty host means every interface. Throws InputError.
 void readAddress(const std::string& text, HubConfig& config) {
   const auto colon = std::min(text.rfind(':'), text.size());
   config.host = text.substr(0, colon);
@@ -85,7 +85,7 @@ void readAddress(const std::string& text, HubConfig& config) {
 }
 
 HubConfig configOf(const HubServeOptions& options, const Environment& environment) {
-  if (std::isnan(options.staleAfter)) {  // which no range keeps out
+  if (std::isnan(options.staleAfter)) {  // passes any range check
     throw InputError("--stale-after is no number; write seconds, such as 129600.");
   }
   HubConfig config;
@@ -96,8 +96,7 @@ HubConfig configOf(const HubServeOptions& options, const Environment& environmen
   return config;
 }
 
-/// Whoever may write policies decides what is removed on every host, so this is told at any rate, in lines that stand
-/// out among others.
+/// Who may write policies decides what is removed on every host: printed even with --quiet, and hard to overlook.
 void warnOfOpenDoors(const HubConfig& config, const HubTokens& tokens) {
   if (config.isForThisMachineAlone()) return;
   if (!tokens.admin.empty()) {
@@ -132,7 +131,7 @@ void start(HubServer& server) {
   }
 }
 
-/// A file that cannot be used leaves what was valid before.
+/// On an error the previous tokens stay valid.
 void reload(HubServer& server, const HubServeOptions& options, const Program& program, const HubLog& log) {
   try {
     server.replaceTokens(tokensFrom(options, program.environment));

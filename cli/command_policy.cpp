@@ -27,11 +27,11 @@ struct PolicyOptions {
   bool json = false;
 };
 
-/// Everything that `check` tells.
+/// The result of `check`.
 struct CheckedPolicy {
   FleetPolicy policy;
   ResolvedPolicy resolved;
-  std::optional<std::string> hubUrl;  // absent: nothing is reported
+  std::optional<std::string> hubUrl;  // absent: no reports
   HubToken token;
 };
 

@@ -74,7 +74,7 @@ int list(const QuarantineOptions& options, const Program& program) {
   return ExitStatus::done;
 }
 
-/// The entries of these names, or all. Throws InputError when one does not exist.
+/// The named entries, or all. Throws InputError for one that does not exist.
 std::vector<Entry> chosen(const QuarantineOptions& options, std::vector<Entry> entries) {
   if (options.all) return entries;
   std::vector<Entry> result;
@@ -96,7 +96,7 @@ void requireNamesOrAll(const QuarantineOptions& options) {
   }
 }
 
-/// Does something to each entry and tells how it went.
+/// Applies `act` to each entry and reports the results.
 template <class Action>
 int forEach(const std::vector<Entry>& entries, const QuarantineOptions& options, const Program& program,
             const std::string& past, Action act) {
@@ -138,7 +138,7 @@ int restore(const QuarantineOptions& options, const Program& program) {
   });
 }
 
-/// Manifests without an item, and what an earlier purge left, go in the same breath as what is due.
+/// Also clears manifests without an item and leftovers of an interrupted purge.
 int clearRemains(const QuarantineDisposer& quarantine, TimePoint cutOff, bool dryRun) {
   const InterruptGuard guard;
   const auto cleared = quarantine.clearRemains(cutOff, dryRun, &InterruptGuard::requested);
@@ -152,7 +152,7 @@ int clearRemains(const QuarantineDisposer& quarantine, TimePoint cutOff, bool dr
   return failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
 }
 
-/// Entries by name go at once; without names those go whose time is up.
+/// Deletes the named entries, or without names those past their retention.
 int purge(const QuarantineOptions& options, const Program& program) {
   if (options.all && !options.names.empty()) throw InputError("Give either entries or --all.");
   if (options.olderThan && (options.all || !options.names.empty())) {

@@ -64,7 +64,7 @@ int list(const RulesOptions& options) {
   return ExitStatus::done;
 }
 
-/// The rule with this id as JSON text; none when the list has no such rule.
+/// The rule with this id as JSON; none without such a rule.
 template <class Rule>
 std::optional<std::string> ruleJson(const std::vector<Rule>& rules, const std::string& id) {
   const auto found = std::find_if(rules.begin(), rules.end(), [&](const Rule& rule) { return rule.id == id; });

@@ -22,7 +22,7 @@ void show(const ScanReport& report, const ScanOptions& options, const ScanViewOp
   writeResult(options, options.json ? reportText(report) + "\n" : scanText(report, view));
 }
 
-/// Keeps the results for "--last". The scan has succeeded all the same when that fails.
+/// Stores the results for "--last". Best effort: a failure is a note, the scan has succeeded.
 void remember(const ScanOutcome& outcome, const TidraPathResolver& resolver) {
   try {
     UserState state(resolver);
@@ -35,12 +35,12 @@ void remember(const ScanOutcome& outcome, const TidraPathResolver& resolver) {
 }
 
 std::string compact(double gigabytes) {
-  constexpr double most = 8e9;  // what the formatter's integer holds
+  constexpr double most = 8e9;  // largest value the formatter can take
   constexpr double bytesEach = 1024.0 * 1024.0 * 1024.0;
   return ByteFormatting::compact(static_cast<std::int64_t>(std::clamp(gigabytes, 0.0, most) * bytesEach));
 }
 
-/// What is known of a last scan whose findings are lost.
+/// Text of a last scan whose findings are lost.
 std::string summaryText(const LastScan& last) {
   const ScanResultsSummary& summary = last.summary;
   std::string text;

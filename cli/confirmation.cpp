@@ -22,7 +22,7 @@ bool confirmed(const Confirmation& confirmation, const Program& program) {
                              "was removed.");
   }
   const BlockingWait wait("\nnote: Interrupted; nothing was changed.\n");
-  // A signal from here on ends the program at once; this is for one that came before.
+  // BlockingWait ends the program on later signals; this handles an earlier one.
   InterruptGuard::requireNone("Interrupted; nothing was changed.");
   writePrompt(typed ? fmt::format("{} Type '{}' to go on: ", confirmation.question, confirmation.typedAnswer)
                     : fmt::format("{} [y/N] ", confirmation.question));

@@ -1,4 +1,4 @@
-// Asking before something is removed.
+// Confirmation before something is removed.
 #pragma once
 
 #include <string>
@@ -9,12 +9,12 @@ namespace tidra {
 
 struct Confirmation {
   std::string question;     // without the choices
-  std::string typedAnswer;  // what must be typed in full; empty: "y" or "yes"
+  std::string typedAnswer;  // must be typed in full; empty: "y" or "yes"
 };
 
-/// True when the person agrees. "--yes" agrees to a plain question, not to one with a typed answer. Throws InputError
-/// when the answer would have to come from a terminal and there is none, Interrupted after a signal; one that arrives
-/// while the answer is waited for ends the program. Asks on standard error.
+/// Asks on standard error and returns true when the user agrees. "--yes" answers plain questions only, not those with a
+/// typed answer. Throws InputError when a terminal is needed and there is none, Interrupted after a signal; a signal
+/// while waiting ends the program.
 bool confirmed(const Confirmation& confirmation, const Program& program);
 
 }  // namespace tidra

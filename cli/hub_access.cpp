@@ -22,7 +22,7 @@ std::optional<std::string> variable(const Program& program, const std::string& n
   return found->second;
 }
 
-/// Of a file with two tokens, as a hub has while one is replaced, the first.
+/// The first token: a file holds two while tokens are rotated.
 std::string tokenOfFile(const std::string& path) {
   const TokenFile file = readTokenFile(path, "command");
   if (!file.fault.empty()) throw InputError(file.fault);
@@ -37,7 +37,7 @@ std::optional<std::string> chosenToken(const HubAccessOptions& options, const Pr
   return options.token ? options.token : variable(program, "TIDRA_HUB_TOKEN");
 }
 
-/// What the hub says in an answer of failure; its body when that is no such answer.
+/// The hub's error message; the HTTP failure when the body is not the hub's JSON.
 std::string messageOf(const HubClient::HubClientError& failure) {
   try {
     const auto body = parseForeignJson(failure.body(), "the answer");
@@ -62,7 +62,7 @@ HubClient makeHubClient(const HubAccessOptions& options, const Program& program)
   const auto url = options.url ? options.url : variable(program, "TIDRA_HUB_URL");
   if (!url) throw InputError("No hub is named; give --url, or set TIDRA_HUB_URL.");
   if (!HTTPURL::parse(*url)) {
-    const std::string open = urlWithoutUser(*url);  // a password in it is not for the screen
+    const std::string open = urlWithoutUser(*url);  // never print a password
     throw InputError(fmt::format("'{}' is no http(s) URL; write it as http://HOST:PORT{}.", escapedForTerminal(open),
                                  open == *url ? "" : ", without a user"));
   }

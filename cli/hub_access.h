@@ -1,4 +1,4 @@
-// Reaching a hub from the command line: which one, with which token, and what its refusals mean to a person.
+// Access to a hub from the command line: URL, token and error messages.
 #pragma once
 
 #include <optional>
@@ -21,21 +21,21 @@ struct HubAccessOptions {
   std::optional<std::string> tokenFile;
 };
 
-/// --url, --token and --token-file.
+/// Declares --url, --token and --token-file.
 void addHubAccessOptions(CLI::App& command, HubAccessOptions& options);
 
-/// A client for the hub of the options, else of TIDRA_HUB_URL and TIDRA_HUB_TOKEN. Notes on standard error when its
-/// token would cross the network in the clear. Throws InputError for a hub or a token that cannot be used.
+/// Returns a client for the hub of the options, else of TIDRA_HUB_URL and TIDRA_HUB_TOKEN. Warns when the token would
+/// cross the network unencrypted. Throws InputError for an unusable URL or token.
 HubClient makeHubClient(const HubAccessOptions& options, const Program& program);
 
-/// Ctrl-C while a hub was waited for.
+/// Thrown on Ctrl-C while waiting for a hub.
 struct HubWaitInterrupted {};
 
-/// Throws what a failed call means: InputError when other arguments would help (`missing` is the sentence for what the
-/// hub does not know), std::runtime_error otherwise, one sentence each; HubWaitInterrupted after an interrupt.
+/// Translates a failed call: throws InputError when other arguments would help (`missing` is the sentence for a 404),
+/// HubWaitInterrupted after an interrupt, std::runtime_error otherwise.
 [[noreturn]] void throwMeaningOf(const HubClient::HubClientError& failure, const std::string& missing);
 
-/// One call, which Ctrl-C ends, also when the answer is there just then: several calls may follow each other.
+/// Makes one call. Throws HubWaitInterrupted on Ctrl-C, also right after the response, to end a sequence of calls.
 template <class Call>
 auto askHub(Call&& call, const std::string& missing = "") {
   const InterruptGuard guard;

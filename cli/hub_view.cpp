@@ -18,7 +18,7 @@ using Tone = TextTable::Tone;
 std::string shown(std::string_view text) { return escapedForTerminal(text); }
 std::string bytes(std::int64_t count) { return ByteFormatting::compact(count); }
 
-/// A figure that someone else claims.
+/// A number reported by a host; may be negative.
 std::string number(std::int64_t count) {
   return count < 0 ? fmt::to_string(count) : grouped(static_cast<std::uint64_t>(count));
 }
@@ -30,7 +30,7 @@ TextTable::Cell statusCell(HubHostStatus status) {
   return {std::string(rawValue(status)), tone};
 }
 
-/// "12%", rounded down as in the hub's reasons; "–" when the host does not say.
+/// "12%", rounded down as in the hub's reasons; "–" when unknown.
 std::string freeText(const std::optional<std::int64_t>& available, const std::optional<std::int64_t>& total) {
   if (!available || !total || *total < 1) return "–";
   constexpr double whole = 100;

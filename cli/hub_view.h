@@ -1,4 +1,4 @@
-// What a hub tells, as text for a person. Whatever hosts have written is shown escaped.
+// The hub's data as text for a person. Text from hosts is escaped for terminals.
 #pragma once
 
 #include <string>
@@ -10,10 +10,10 @@
 
 namespace tidra {
 
-/// The fleet in a few lines, then who has most to give back and who has least room.
+/// The fleet in a few lines, then the hosts with most to reclaim and with least free space.
 std::string fleetText(const HubSummary& summary, const TerminalFacts& terminal);
 
-/// A line a host: its status, when it was heard of, what it could give back, what it gave, and what is wrong with it.
+/// A line a host: status, last report, reclaimable and freed bytes, and reasons for attention.
 std::string hostsText(const std::vector<HubHostRow>& hosts, TimePoint now, const TerminalFacts& terminal);
 
 /// One host with its largest findings.
@@ -22,7 +22,7 @@ std::string hostText(const HubHostRecord& record, TimePoint now, const TerminalF
 /// A line an event.
 std::string eventsText(const std::vector<HubEvent>& events, const TerminalFacts& terminal);
 
-/// How long something is ago: "just now", "12 min ago", "5 h ago", "3 d ago".
+/// A time span: "just now", "12 min ago", "5 h ago", "3 d ago".
 std::string agoText(TimePoint time, TimePoint now);
 
 }  // namespace tidra

@@ -11,7 +11,7 @@
 namespace tidra {
 namespace {
 
-// A signal handler may only touch lock-free atomics.
+// Signal handlers may only use lock-free atomics.
 std::atomic<bool> flag{false};
 std::atomic<bool> isPolled{false};
 std::atomic<const char*> lastWords{""};
@@ -39,7 +39,7 @@ void handleInterrupts() {
   for (const int signal : {SIGINT, SIGTERM}) {
     struct sigaction former {};
     ::sigaction(signal, nullptr, &former);
-    // Who started the program in the background has it ignore the terminal's interrupts.
+    // Keep SIG_IGN: a shell sets it for background jobs.
     if (former.sa_handler != SIG_IGN) ::sigaction(signal, &action, nullptr);
   }
 }

@@ -1,23 +1,22 @@
-// Ctrl-C and SIGTERM: the running command ends promptly and still shows what it has. SIGHUP: it reads its files again.
+// Signals. Ctrl-C and SIGTERM end the running command promptly with partial results; SIGHUP reloads files.
 #pragma once
 
 #include <stdexcept>
 
 namespace tidra {
 
-/// The command was interrupted and ends without having changed anything; what() says so to a person.
+/// The command was interrupted before it changed anything; what() is a sentence for people.
 class Interrupted : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// From now on SIGINT and SIGTERM end the program at once with the status of an interruption, except where an
-/// InterruptGuard is alive. A signal that whoever started the program has it ignore stays ignored. Call once, early.
+/// Installs handlers: SIGINT and SIGTERM end the program at once with the status of an interruption, unless an
+/// InterruptGuard is alive. Ignored signals stay ignored. Call once, early.
 void handleInterrupts();
 
-/// While alive, the first SIGINT or SIGTERM raises a flag instead of ending the program, and a second one ends it at
-/// once. The flag is never lowered, so that no phase of a command can miss a signal that came in the one before. A
-/// command has one guard for its whole life.
+/// While alive, the first SIGINT or SIGTERM sets a flag and a second one ends the program. The flag is never cleared,
+/// so that no phase of a command misses an earlier signal. A command holds one guard for its whole life.
 class InterruptGuard {
  public:
   InterruptGuard();
@@ -25,18 +24,18 @@ class InterruptGuard {
   InterruptGuard(const InterruptGuard&) = delete;
   InterruptGuard& operator=(const InterruptGuard&) = delete;
 
-  /// True after a signal. From any thread.
+  /// True after a signal. Thread-safe.
   static bool requested();
 
   /// Throws Interrupted with this sentence after a signal.
   static void requireNone(const char* sentence);
 };
 
-/// A wait that nobody polls and that changes nothing, such as a question, or output into a pipe that nobody reads:
-/// while alive, the first signal ends the program at once too. A flag that is raised already makes no difference.
+/// Marks a wait that cannot poll and changes nothing, such as a prompt or output into a blocked pipe: while alive, the
+/// first signal ends the program at once. A flag already set has no effect.
 class BlockingWait {
  public:
-  /// `lastWords` go to standard error at such an end; a literal.
+  /// `lastWords`, a literal, is written to standard error in that case.
   explicit BlockingWait(const char* lastWords = "");
   ~BlockingWait();
   BlockingWait(const BlockingWait&) = delete;
@@ -46,8 +45,7 @@ class BlockingWait {
   bool formerly_;
 };
 
-/// While alive, SIGHUP asks for what is configured in files to be read again instead of ending the program. One at a
-/// time.
+/// While alive, SIGHUP requests a reload of configuration files instead of ending the program. One instance at a time.
 class HangupGuard {
  public:
   HangupGuard();
@@ -55,11 +53,11 @@ class HangupGuard {
   HangupGuard(const HangupGuard&) = delete;
   HangupGuard& operator=(const HangupGuard&) = delete;
 
-  /// True when there was a signal since it was last asked.
+  /// True when a signal arrived since the last call.
   bool takeRequest();
 };
 
-/// From here on output that nobody reads any more does not end the program: what works unattended goes on without.
+/// Ignores SIGPIPE: unattended work continues when its output is closed.
 void ignoreBrokenPipes();
 
 }  // namespace tidra

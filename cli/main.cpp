@@ -1,5 +1,5 @@
-// The terminal program: parses the arguments, runs the one command they choose, and turns what went wrong into one
-// sentence and an exit status.
+// The terminal program: parses the arguments, runs the chosen command, and maps exceptions to one sentence and an exit
+// status.
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
@@ -41,7 +41,7 @@ int fail(std::string_view message, int status) {
   return status;
 }
 
-/// The parser's own words for a value too many or too few are hard to understand.
+/// Replaces the parser's hard to understand message for too many or too few values.
 std::string mismatchSentence(const CLI::ArgumentMismatch& error) {
   const std::string_view message = error.what();
   const std::string option = escapedForTerminal(message.substr(0, message.find(':')));

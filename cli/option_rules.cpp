@@ -1,5 +1,5 @@
-// An option is refused where its promise could not be kept: what it chooses is not done at all. Those that are merely
-// superfluous, such as --yes beside --dry-run, are accepted.
+// Refuses options that could have no effect or contradict another. Merely superfluous ones, such as --yes with
+// --dry-run, are accepted.
 #include "cli/option_rules.h"
 
 #include <fmt/format.h>
@@ -16,8 +16,8 @@ namespace {
 
 enum class Relation { needs, excludes };
 
-/// `commands`, `options` and `others` are lists joined by "|". Each of the options needs one of the others, or excludes
-/// all of them. "--method=delete" is an option with that value among its values. An empty command is the program.
+/// `commands`, `options` and `others` are lists joined by "|". Each option needs at least one of `others`, or excludes
+/// all of them. "--method=delete" means that value of the option. An empty command is the program.
 struct OptionRule {
   std::string_view commands;
   std::string_view options;

@@ -1,4 +1,4 @@
-// Which options of a command mean nothing without another one, or beside it: a table, checked once after parsing.
+// Dependencies and conflicts between options: a table, checked once after parsing.
 #pragma once
 
 #include <string>
@@ -10,11 +10,10 @@ class App;
 
 namespace tidra {
 
-/// Throws InputError, one sentence that names both options, for the first pair given on the command line that the table
-/// refuses.
+/// Throws InputError for the first pair on the command line that the table refuses; the sentence names both options.
 void checkOptionPairs(const CLI::App& app);
 
-/// The sentence for an option whose need only the command can check; `needed` is the rest of "means nothing without".
+/// The sentence for a need that only the command can check; `needed` completes "means nothing without".
 std::string missingNeed(std::string_view option, std::string_view needed);
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// A policy named on the command line.
+// A policy file named on the command line.
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@
 
 namespace tidra {
 
-/// Reads, decodes and validates a policy file. Keys that mean nothing are told in notes. Throws InputError, one
-/// sentence that names the file.
+/// Reads, decodes and validates a policy file. Writes notes for unknown keys. Throws InputError, a sentence that names
+/// the file.
 FleetPolicy loadPolicyFile(const std::string& path);
 
-/// What the policy of that file means here. Throws InputError, one sentence that names the file.
+/// Resolves the policy for this host. Throws InputError, a sentence that names the file.
 ResolvedPolicy resolvePolicy(const FleetPolicy& policy, const std::string& path, const TidraPathResolver& host);
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// What every command of the terminal program is handed.
+// The context passed to every command.
 #pragma once
 
 #include <functional>
@@ -21,7 +21,7 @@ struct ExitStatus {
   static constexpr int interrupted = 130;
 };
 
-/// Options that stand before or after any command.
+/// Options accepted before and after any command.
 struct GlobalOptions {
   bool quiet = false;
   bool verbose = false;
@@ -33,10 +33,10 @@ struct GlobalOptions {
 struct Program {
   GlobalOptions options;
   Environment environment;       // of this process
-  std::function<int()> command;  // the one that the arguments chose; gives the exit status
+  std::function<int()> command;  // the chosen command; returns the exit status
 };
 
-/// Each declares one command; parsing its name sets Program::command.
+/// Each declares a command; parsing its name sets Program::command.
 void addApplyCommand(CLI::App& app, Program& program);
 void addAuditCommand(CLI::App& app, Program& program);
 void addCleanCommand(CLI::App& app, Program& program);

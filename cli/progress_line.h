@@ -1,4 +1,4 @@
-// The live line on standard error while a scan runs.
+// The live line on standard error during a scan.
 #pragma once
 
 #include <chrono>
@@ -9,7 +9,7 @@
 
 namespace tidra {
 
-/// Shows nothing unless standard error is a terminal. Erases itself when destroyed.
+/// Prints nothing unless standard error is a terminal. The destructor erases the line.
 class ProgressLine {
  public:
   ProgressLine(bool shown, std::size_t columns) : shown_(shown), columns_(columns) {}
@@ -17,7 +17,7 @@ class ProgressLine {
   ProgressLine(const ProgressLine&) = delete;
   ProgressLine& operator=(const ProgressLine&) = delete;
 
-  /// Redraws at most some ten times a second.
+  /// Redraws at most about ten times a second.
   void update(const ScanProgress& progress);
   void update(const CleanupProgress& progress);
   void erase();

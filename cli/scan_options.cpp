@@ -26,7 +26,7 @@
 namespace tidra {
 namespace {
 
-/// `type` is what the help calls one of the values.
+/// `type` is the name of a value in the help.
 void addList(CLI::App& command, const std::string& name, std::vector<std::string>& values, const std::string& type,
              const std::string& what) {
   command.add_option(name, values, what)->delimiter(',')->allow_extra_args(false)->type_name(type);
@@ -46,7 +46,7 @@ std::string absolutePath(const std::string& given, const TidraPathResolver& reso
   if (given == "~" || given.starts_with("~/")) path = resolver.home + given.substr(1);
   if (!path.starts_with('/')) path = joinedPath(currentFolder(), path);
   const auto pieces = split(path, '/');
-  // Behind a link, ".." leads somewhere else than the text suggests; only the file system knows where.
+  // Behind a symlink ".." cannot be resolved textually; ask the file system.
   if (std::find(pieces.begin(), pieces.end(), "..") != pieces.end()) {
     if (const auto real = realPath(path)) return *real;
   }
@@ -55,7 +55,7 @@ std::string absolutePath(const std::string& given, const TidraPathResolver& reso
 
 namespace {
 
-/// A folder that can be scanned. One that may not be read is no bad input: the scan says so and goes on.
+/// Accepts an unreadable folder: the scan reports it and goes on.
 std::string checkedRoot(const std::string& given, const TidraPathResolver& resolver) {
   if (given.empty())
     throw InputError("An empty text is not a folder; name one, or leave it out to scan the home folder.");
@@ -72,7 +72,7 @@ std::string checkedRoot(const std::string& given, const TidraPathResolver& resol
   throw InputError(fmt::format("'{}' cannot be opened: {}.", shown, opened.failure().message()));
 }
 
-/// Throws unless every value is one of the known ones.
+/// Throws unless every value is known.
 void requireKnown(const std::vector<std::string>& values, const std::vector<std::string>& known,
                   std::string_view what) {
   for (const std::string& value : values) {
@@ -131,7 +131,7 @@ TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const Tidr
   return makeExclusionFilter(entries, resolver);
 }
 
-/// Adds what the user keeps out for good. A store that cannot be read is told and otherwise changes nothing.
+/// Adds the stored exclusions. An unreadable store is a note, nothing more.
 void applyUserState(ScanRequest& request) {
   try {
     const UserState state(request.resolver);

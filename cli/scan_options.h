@@ -1,4 +1,4 @@
-// The options that every command takes which begins with a scan, and the request that they make.
+// Options shared by all scanning commands, and the request made from them.
 #pragma once
 
 #include <optional>
@@ -36,52 +36,51 @@ struct ScanOptions {
   bool last = false;
 };
 
-/// Declares the options on a command. `options` must outlive the parsing. `listed` says what --limit counts.
+/// Declares the options on a command. `options` must outlive the parsing. `listed` is what --limit counts.
 void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& listed = "Projects");
 
-/// Declares those that choose the rules and what is kept out, and the number of workers.
+/// Declares the options for rules, exclusions and the number of workers.
 void addRuleOptions(CLI::App& command, ScanOptions& options);
 
-/// The request for a scan. Throws InputError with one sentence for the first option that cannot be used.
+/// Returns the request. Throws InputError, one sentence, for the first unusable option.
 ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment);
 
-/// Called before anything is removed or planned. Throws PreferencesError when the user's exclusions cannot all be read.
+/// Call before removing or planning. Throws PreferencesError when not all stored exclusions can be read.
 void requireKnownExclusions(const std::optional<std::string>& home, const Environment& environment);
 
 /// The home folder and the environment. Throws InputError.
 TidraPathResolver makeResolver(const std::optional<std::string>& home, const Environment& environment);
 
-/// Now, in whole seconds.
+/// Now, truncated to seconds.
 TimePoint currentTime();
 
-/// An absolute spelling of a path given on the command line; "~" is expanded in case a shell has not done it. Throws
-/// InputError for an empty text, which mostly is a variable that was not set and must not become the current folder.
+/// Makes a command-line path absolute and expands "~". Throws InputError for an empty text: mostly an unset variable,
+/// which must not mean the current folder.
 std::string absolutePath(const std::string& given, const TidraPathResolver& resolver);
 
-/// What a person typed to exclude, read from the current folder.
+/// Parses an exclusion, relative to the current folder.
 TypedExclusion typedExclusion(const std::string& given, const TidraPathResolver& resolver);
 
-/// Writes a note for a pattern that is about names alone: inside what is found whole it keeps nothing.
+/// Writes a note for a pattern that matches names only: it keeps nothing inside an artefact.
 void noteReach(const TypedExclusion& typed);
 
-/// Writes a note when an exclusion names a variable that has no value, unless that is the name of something that
-/// exists.
+/// Writes a note when an exclusion names an unset variable, unless a file of that literal name exists.
 void noteUnknownVariable(const std::string& text, const TidraPathResolver& resolver);
 
-/// Runs the scan with a live line, and writes its notes to standard error. An InterruptGuard must be alive.
+/// Scans with a live line and writes notes to standard error. Requires a live InterruptGuard.
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
 
-/// The last line of a command that scanned: what the roots kept out, if anything.
+/// The last line of a scanning command: what was left out because of the roots.
 void noteOutOfBounds(const ScanOutcome& outcome);
 
-/// Throws InputError unless the result can go where it shall: to standard output, to another open descriptor that has a
-/// name such as /dev/fd/3, or to a file that can be made or replaced.
+/// Throws InputError unless the output is writable: standard output, an open descriptor such as /dev/fd/3, or a file
+/// that can be created or replaced.
 void checkOutput(const ScanOptions& options);
 
-/// Writes the result there. Throws std::system_error.
+/// Writes the result to the chosen output. Throws std::system_error.
 void writeResult(const ScanOptions& options, std::string_view text);
 
-/// How a list is ordered and how long it is, for the terminal that standard output is. Throws InputError.
+/// Order and length of a list, for the terminal of standard output. Throws InputError.
 ScanViewOptions chosenView(const ScanOptions& options, const Program& program);
 
 }  // namespace tidra

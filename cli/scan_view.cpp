@@ -1,5 +1,5 @@
-// The text goes: group the items, order groups and items, draw one line per item with columns as wide as the shown
-// texts need, then the totals side by side.
+// Groups the items, sorts groups and items, prints a line an item with columns as wide as needed, then the totals side
+// by side.
 #include "cli/scan_view.h"
 
 #include <fmt/format.h>
@@ -28,7 +28,7 @@ constexpr std::size_t widestLabel = 28;
 
 struct Group {
   std::string title;
-  bool isSystem = false;  // a category of things outside projects
+  bool isSystem = false;  // a category outside projects
   std::vector<const ScanReportItem*> items;
   std::int64_t bytes = 0;
   std::optional<TimePoint> lastActivity;  // the latest of its items
@@ -52,7 +52,7 @@ std::string itemLabel(const ScanReportItem& item) {
   }
 }
 
-/// What a default selection leaves alone although its tier would allow it.
+/// True for an item that the default selection skips although its tier is allowed.
 bool needsALook(const ScanReportItem& item) { return lacksEvidence(item) && item.tier != ArtifactSafetyTier::warning; }
 
 std::string groupTitle(const ScanReport& report, const ScanReportItem& item) {
@@ -87,7 +87,7 @@ std::vector<Group> makeGroups(const ScanReport& report, ScanSort sort) {
   return groups;
 }
 
-/// A bar of eighths of a cell, `share` of the full width.
+/// A bar in eighths of a cell; `share` is 0 to 1 of the full width.
 std::string bar(double share) {
   constexpr std::array<std::string_view, 9> eighths{"", "▏", "▎", "▍", "▌", "▋", "▊", "▉", "█"};
   const auto cells = std::clamp<std::size_t>(static_cast<std::size_t>(share * barWidth * 8.0 + 0.5), 1, barWidth * 8);
@@ -164,7 +164,7 @@ class ScanTextWriter {
     text_ += '\n';
   }
 
-  /// Where the sizes of the headings line up on a screen.
+  /// The column of sizes in headings on a screen.
   std::size_t headingWidth() const { return 52; }
 
   void writeItem(const ScanReportItem& item) {
@@ -188,7 +188,7 @@ class ScanTextWriter {
     text_ += '\n';
   }
 
-  /// The restore hint as far as the line has room; what is cut is told below the list.
+  /// The restore hint, cut to the line; cut hints are listed in full below.
   std::string hint(const ScanReportItem& item, std::size_t used) {
     const std::string whole = (needsALook(item) ? "to look at: " : "") + shown(*item.restoreHint);
     if (!onScreen()) return whole;
@@ -246,7 +246,7 @@ class ScanTextWriter {
     return "  " + paddedRight(total.name, nameWidth) + paddedLeft(ByteFormatting::compact(total.bytes), sizeWidth);
   }
 
-  /// The roots that the report joins with ", ", the home folder of each as "~".
+  /// The roots, joined with ", ", with home folders as "~".
   std::string shownRoots() const {
     std::string roots;
     std::string_view rest = report_.scanRoot;

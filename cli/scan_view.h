@@ -26,22 +26,22 @@ struct EnumTable<ScanSort> {
 };
 
 struct ScanViewOptions {
-  TerminalFacts terminal;  // of the stream that shows the text; a pipe gets complete, uncut lines
+  TerminalFacts terminal;  // of the output stream; a pipe gets complete, uncut lines
   ScanSort sort = ScanSort::size;
-  bool isEarlierScan = false;        // tell when the scan was made instead of how long it took
+  bool isEarlierScan = false;        // print the time of the scan instead of its duration
   std::optional<std::size_t> limit;  // projects to show, 0 for all; absent: what fits a screen, all in a pipe
 };
 
-/// The report grouped by project, then totals per ecosystem and per tier, then the sum.
+/// The report by project, totals by ecosystem and by tier, and the sum.
 std::string scanText(const ScanReport& report, const ScanViewOptions& options);
 
-/// True when the first date lies before the second; an unknown one comes last.
+/// True when `a` is before `b`; unknown dates come last.
 bool isOlder(const std::optional<TimePoint>& a, const std::optional<TimePoint>& b);
 
-/// "8 mo", "3 d" or "today"; "–" for an unknown age.
+/// "8 mo", "3 d" or "today"; "–" when unknown.
 std::string shortAge(const std::optional<TimePoint>& lastActivity, TimePoint now);
 
-/// A number with separators between thousands.
+/// A number with thousands separators.
 std::string grouped(std::uint64_t number);
 
 /// "1 project" or "17 projects".

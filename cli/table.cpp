@@ -8,8 +8,8 @@ namespace tidra {
 namespace {
 
 constexpr std::size_t gap = 2;      // blanks between columns
-constexpr std::size_t widest = 32;  // of a column on a terminal that is not the last one
-constexpr std::size_t least = 8;    // of the last one, whatever the terminal
+constexpr std::size_t widest = 32;  // maximum of every column but the last on a terminal
+constexpr std::size_t least = 8;    // minimum of the last column
 
 }  // namespace
 
@@ -53,7 +53,7 @@ std::string TextTable::text(const TerminalFacts& terminal) const {
     for (std::size_t i = 0; i < columns_.size(); ++i) {
       const std::string shown = fitted(cellAt(i), width[i]);
       if (i > 0) line += std::string(gap, ' ');
-      // Nothing follows the last column, so its lines need no blanks.
+      // Lines end at the last text: do not pad the last column.
       const bool isOpen = i + 1 == columns_.size() && !columns_[i].isNumeric;
       const std::string padded = columns_[i].isNumeric ? paddedLeft(shown, width[i])
                                  : isOpen              ? shown

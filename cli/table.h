@@ -1,4 +1,4 @@
-// Rows of text in columns that are as wide as they need to be.
+// A text table with columns as wide as needed.
 #pragma once
 
 #include <string>
@@ -14,7 +14,7 @@ class TextTable {
 
   struct Column {
     std::string title;
-    bool isNumeric = false;  // stands on the right
+    bool isNumeric = false;  // aligned right
   };
 
   struct Cell {
@@ -22,16 +22,16 @@ class TextTable {
     Cell(const char* shown) : text(shown) {}
     Cell(std::string shown, Tone chosen) : text(std::move(shown)), tone(chosen) {}
 
-    std::string text;  // already safe for a terminal
+    std::string text;  // already escaped for terminals
     Tone tone = Tone::plain;
   };
 
   explicit TextTable(std::vector<Column> columns) : columns_(std::move(columns)) {}
 
-  /// As many cells as there are columns.
+  /// `row` has one cell a column.
   void add(std::vector<Cell> row) { rows_.push_back(std::move(row)); }
 
-  /// The titles and the rows, a line each. On a terminal long texts are cut; elsewhere they are complete.
+  /// Titles and rows, a line each. Long texts are cut on a terminal only.
   std::string text(const TerminalFacts& terminal) const;
 
  private:

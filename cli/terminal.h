@@ -1,4 +1,4 @@
-// The terminal that the program writes to, if it is one.
+// The terminal on a standard stream, if any.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@
 
 namespace tidra {
 
-/// Colours and emphasis; plain text when switched off.
+/// Colours and emphasis; plain text when off.
 class Style {
  public:
   explicit Style(bool colored = false) : colored_(colored) {}
@@ -27,7 +27,7 @@ class Style {
   bool colored_;
 };
 
-/// How a stream wants to be written to.
+/// How to write to a stream.
 struct TerminalFacts {
   bool isTerminal = false;
   bool movesCursor = false;  // a terminal that can redraw a line
@@ -35,29 +35,29 @@ struct TerminalFacts {
   std::size_t columns = 80;
 };
 
-/// Facts of a standard stream. Colour follows `colorOption` ("always", "never", or a terminal without NO_COLOR set).
+/// The facts of a standard stream. Colour: "always", "never", or on a terminal without NO_COLOR.
 TerminalFacts terminalFacts(int descriptor, std::string_view colorOption, const Environment& environment);
 
-/// Text cut to a display width, with "…" as its last character when something was cut.
+/// Cuts text to a display width; "…" marks a cut.
 std::string fitted(std::string_view text, std::size_t width);
 
-/// Text padded with blanks on the right or left up to a display width.
+/// Pads text with blanks to a display width.
 std::string paddedRight(std::string_view text, std::size_t width);
 std::string paddedLeft(std::string_view text, std::size_t width);
 
-/// Writes everything to a standard stream. Throws std::system_error when it cannot take it.
+/// Writes everything to standard output. Throws std::system_error.
 void writeOut(std::string_view text);
 
-/// A line on standard error that tells what went wrong.
+/// Writes an error line to standard error.
 void writeError(std::string_view text);
 
-/// A question on standard error, without a line break after it.
+/// Writes a prompt to standard error, without a line break.
 void writePrompt(std::string_view text);
 
-/// A line on standard error that tells of something odd which does not stop the work. Nothing once they are silenced.
+/// Writes a note about something odd but harmless to standard error, unless silenced.
 void writeNote(std::string_view text);
 
-/// From now on no notes are written. Before any thread is started.
+/// Suppresses notes from now on. Call before starting threads.
 void silenceNotes();
 
 }  // namespace tidra

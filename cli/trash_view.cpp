@@ -25,7 +25,7 @@ std::string withFault(const Entry& entry) {
   return entry.isUnlisted() ? fmt::format("{} {}", name, entry.fault()) : name;
 }
 
-/// At most `limit` lines, 0 lists all.
+/// At most `limit` lines; 0 lists all.
 std::string trashContentText(std::vector<Entry> entries, std::size_t limit) {
   std::stable_sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.bytes > b.bytes; });
   constexpr std::size_t sizeWidth = 12;

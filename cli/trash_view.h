@@ -1,4 +1,4 @@
-// What people are told of what is in a trash.
+// Texts about the contents of a trash.
 #pragma once
 
 #include <map>
@@ -12,29 +12,27 @@
 
 namespace tidra {
 
-/// Writes a note on the entries that stay because nothing says when they were trashed, and how they go as well. Nothing
-/// for none.
+/// Writes a note on the undated entries that stay, and how to remove them. No output for an empty list.
 void noteUnlisted(const std::vector<FreedesktopTrash::Entry>& unlisted);
 
-/// Asks whether these shall go as well. None where nobody is asked: without a terminal, and with --yes, which agrees to
-/// the first question alone.
+/// Asks whether to remove undated entries too. None when nobody is asked: without a terminal, and with --yes, which
+/// answers the first question only.
 std::optional<bool> agreesToUnlisted(const std::vector<FreedesktopTrash::Entry>& unlisted, const Program& program);
 
 /// "Interrupted; 3 entries of the trash are deleted, 5 that were to go are still in it."
 std::string interruptedText(const FreedesktopTrash::Purged& purged);
 
-/// What emptying would do to the trashes that a selection holds whole, by their folder "files". What goes is measured.
+/// What emptying would remove from trashes that are selected as a whole, measured; the key is their "files" folder.
 using TrashChoices = std::map<std::string, FreedesktopTrash::Choice>;
 
-/// Looks into the trashes among these candidates. Entries that came after `seenAt` are left out, as is a trash that
-/// cannot be read: removing it says why.
+/// Reads the trashes among the candidates. Skips entries added after `seenAt` and unreadable trashes, whose removal
+/// reports why.
 TrashChoices trashChoices(const std::vector<CleanupCandidate>& candidates, TimePoint seenAt, bool includesUnlisted);
 
-/// What of them goes, with a heading: a line for each entry, the largest first. Empty when nothing goes.
+/// Lists the entries that go, largest first, under a heading. Empty when nothing goes.
 std::string emptyingText(const TrashChoices& choices, const CleanupViewOptions& options);
 
-/// Takes the items that stand for a whole trash out of a plan and returns what goes of them in bytes; none when nothing
-/// goes.
+/// Removes whole trashes from a plan's items and returns their bytes that go; none when nothing goes.
 std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, const TrashChoices& choices);
 /// The same for the receipts of an outcome.
 std::optional<std::int64_t> takeTrash(std::vector<DisposalReceipt>& receipts);

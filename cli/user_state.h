@@ -1,4 +1,4 @@
-// The state that the terminal program shares with the desktop application.
+// State shared with the desktop application.
 #pragma once
 
 #include <memory>
@@ -11,7 +11,7 @@
 
 namespace tidra {
 
-/// The user's stores. Notes about damaged files go to standard error.
+/// The user's stores. Damaged files are noted on standard error.
 struct UserState {
   std::unique_ptr<PreferencesStore> preferences;
   SettingsStore settings;
@@ -20,16 +20,15 @@ struct UserState {
 
   explicit UserState(const TidraPathResolver& resolver);
 
-  /// Before anything is kept: throws PreferencesError when that would make the home folder itself, or root's files in
-  /// the home folder of somebody else.
+  /// Throws PreferencesError when saving would create the home folder, or files of root in another user's home.
   void requireHome() const;
 
  private:
   TidraPathResolver resolver_;
 };
 
-/// True when root runs with the home folder of another user, as under a sudo that keeps HOME. What root makes there,
-/// that user could neither read nor change afterwards.
+/// True when root runs with another user's home, as with `sudo -E`: that user could neither read nor change what root
+/// creates there.
 bool isHomeOfAnother(const TidraPathResolver& resolver);
 
 }  // namespace tidra
