@@ -23,7 +23,7 @@ bool isToolTarget(const std::string& path) {
   return path.starts_with("docker:") || path.starts_with("conda:") || path.starts_with("pip:orphan:");
 }
 
-/// What of a trash with so many entries that stay is left, for people; empty for none.
+/// Returns a sentence on the `staying` entries of a trash; empty for 0.
 std::string remainderOf(std::size_t staying, const std::vector<FreedesktopTrash::Entry>& unlisted) {
   if (staying == 0) return {};
   std::vector<std::string> reasons;
@@ -113,7 +113,7 @@ TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& ite
   auto own = setting_.protectedFolders;
   own.push_back(quarantine.directory);
   own.push_back(TrashDisposer::folder(setting_.resolver));
-  // Without their info files nobody could restore or list what lies there.
+  // Without their info files the trash could neither list nor restore items.
   own.push_back(joinedPath(own.back(), "files"));
   own.push_back(joinedPath(TrashDisposer::folder(setting_.resolver), "info"));
   if (!quarantine_ || quarantine_->config() != quarantine) {
@@ -123,7 +123,7 @@ TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& ite
   if (StoreNames::isWholeTrash(entry.path())) return emptyTrash(item, entry, dryRun);
   ProtectedPlaces(setting_.resolver, setting_.mounts, own).check(entry);
   requireOutsideStores(entry);
-  // What a removal left behind when it was cut short is finished, not kept.
+  // Interrupted removals are deleted, not moved to a store.
   if (RemovalLeftover::isEither(entry.name)) {
     if (!RemovalNote::claims(entry.folder.descriptor.get(), entry.name)) {
       throw DisposalError("is named like an interrupted removal, but no note of yours says that it is one");
@@ -200,7 +200,7 @@ std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry
                         {{entry.path()}},
                         {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = setting_.shouldCancel})
                         .front();
-  // Nothing has changed so far, so whoever breaks off while a large tree is measured finds it in its place.
+  // Nothing has changed yet: cancelling while a large tree is measured leaves it in place.
   if (isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
   if (size.kept) throw DisposalError(size.kept->reason(setting_.resolver) + ", so it stays");
   return size.bytes ? std::optional(signedBytes(*size.bytes)) : std::nullopt;

@@ -1,5 +1,5 @@
-// Removing what was selected, one item after another: to the trash, into quarantine, for good, or by the tool that owns
-// it. Each item gives a receipt or a failure; one item's failure never stops the others.
+// Removes items in order: to the trash, into quarantine, permanently, or with the owning tool. Each item yields a
+// receipt or a failure; a failure does not stop the others.
 #pragma once
 
 #include <cstdint>
@@ -21,47 +21,49 @@ namespace tidra {
 
 class TidraDeletionService {
  public:
-  /// What the service takes from outside. All of it is copied.
+  /// Dependencies of the service; all are copied.
   struct Setting {
     TidraPathResolver resolver;  // the home folder and the environment
     std::string host;
     std::vector<MountPoint> mounts;
-    std::vector<std::string> protectedFolders;  // besides the home folder and the system's: Tidra's own
-    unsigned workers = 0;                       // 0: as many as a scan takes
+    // Tidra's own folders; the home folder and the system's are always protected
+    std::vector<std::string> protectedFolders;
+    unsigned workers = 0;  // 0: as many as a scan uses
     std::function<TimePoint()> clock;
     std::function<bool()> shouldCancel;  // polled on the caller's thread; absent: never
-    bool finishesItems = false;          // a path whose removal has begun is carried through all the same
+    bool finishesItems = false;          // cancelling does not interrupt an item whose removal has begun
     ToolTargets tools = {};
-    std::optional<TimePoint> seenAt = {};  // when people saw what is in the trash: what was trashed since stays in it
-    bool includesUnlisted = false;         // emptying a trash also removes what nothing dates
+    std::optional<TimePoint> seenAt = {};  // when the user saw the trash: later entries stay in it
+    bool includesUnlisted = false;         // emptying a trash also removes entries without a valid date
   };
 
-  /// What is known of an item besides its path.
+  /// What is known about an item.
   struct Item {
-    std::string path;                           // absolute, "~/…", or a tool-backed target
-    std::optional<FileIdentity> identity = {};  // seen by the scan; anything else in its place is refused
+    std::string path;  // absolute, "~/…", or a tool-backed target
+    // device and inode from the scan; a different file at the path is refused
+    std::optional<FileIdentity> identity = {};
   };
 
-  /// An item that is gone from its place.
+  /// An item that was removed.
   struct Disposed {
     DisposalReceipt receipt;
-    std::optional<std::int64_t> reclaimed = {};  // bytes, as the item's tool reports; absent when it does not say
-    std::string remainder = {};                  // a sentence on what of it stays and why; empty when nothing stays
+    std::optional<std::int64_t> reclaimed = {};  // bytes reported by the item's tool; absent without such a figure
+    std::string remainder = {};                  // a sentence on what stays and why; empty when nothing stays
   };
 
   using Result = std::variant<Disposed, TidraDeletionFailure>;
 
   explicit TidraDeletionService(Setting setting);
 
-  /// One item. The folder "files" of a trash stands for the trash, which is emptied whatever the method: what is in it
-  /// goes for good, but for what was trashed since `seenAt` and what the setting does not include. Where nothing would
-  /// go, that is a failure. A dry run changes nothing and refuses what the real run would refuse. Never throws for what
-  /// the file system or a tool answers. `quarantine` is used when that is the method.
+  /// Disposes of one item. The folder "files" of a trash means the trash: its entries are deleted whatever the method,
+  /// except those trashed since `seenAt` and unlisted ones that the setting excludes; it is a failure if none are due.
+  /// A dry run changes nothing and refuses what the real run would refuse. Failures of the file system or a tool are
+  /// returned, not thrown. `quarantine` configures that method.
   [[nodiscard]] Result dispose(const Item& item, DisposalMethod method, bool dryRun,
                                const QuarantineConfig& quarantine);
 
-  /// A list of items, in order. `onItem` is called before each item and once at the end, with the number of items done.
-  /// Items that cancelling leaves are in neither list of the outcome.
+  /// Disposes of items in order. Calls `onItem` before each item and once at the end with the number done. After
+  /// cancelling, the remaining items are in neither list.
   [[nodiscard]] DisposalOutcome dispose(const std::vector<Item>& items, DisposalMethod method, bool dryRun,
                                         const QuarantineConfig& quarantine,
                                         const std::function<void(std::size_t)>& onItem = {});
@@ -72,7 +74,7 @@ class TidraDeletionService {
   void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, DisposalReceipt& receipt);
   std::optional<std::int64_t> measure(const HeldEntry& entry) const;
   bool isCancelled() const { return setting_.shouldCancel && setting_.shouldCancel(); }
-  /// Whether to break off the path at hand.
+  /// Returns the cancellation check of a removal in progress; empty when items are finished.
   std::function<bool()> shouldBreakOff() const;
 
   Setting setting_;
@@ -80,8 +82,8 @@ class TidraDeletionService {
   Disposed emptyTrash(const Item& item, const HeldEntry& entry, bool dryRun);
 
   TrashDisposer trash_;
-  std::optional<QuarantineDisposer> quarantine_;  // kept from item to item
-  std::optional<StoreFinder> stores_;             // the same
+  std::optional<QuarantineDisposer> quarantine_;  // reused for all items
+  std::optional<StoreFinder> stores_;             // reused for all items
 };
 
 }  // namespace tidra

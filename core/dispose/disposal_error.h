@@ -1,4 +1,4 @@
-// Why one item stays where it is.
+// Reasons why an item stays in place.
 #pragma once
 
 #include <fmt/format.h>
@@ -11,16 +11,16 @@
 
 namespace tidra {
 
-/// what() is the sentence for people, without the item's path. Thrown inside this room; the deletion service turns it
-/// into the failure of the item.
+/// what() is the sentence shown to the user, without the item's path. Thrown inside this room; the deletion service
+/// converts it into the item's failure.
 class DisposalError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
   explicit DisposalError(std::error_code reason) : std::runtime_error(reason.message()) {}
 };
 
-/// Something else had come into the place of the item, was moved with it, and could not be moved back. what() names
-/// where it lies now.
+/// TOCTOU race lost: another file had replaced the item, was moved instead and could not be moved back. what() names
+/// where it is now.
 class StrayedError : public DisposalError {
  public:
   StrayedError(std::error_code reason, const std::string& place)

@@ -30,12 +30,12 @@ std::string shown(std::string_view path) { return escapedForTerminal(path); }
 
 std::string infoOf(const std::string& name) { return name + std::string(infoSuffix); }
 
-/// Best effort: an info file that stays has no item, and goes with the next purge.
+/// Best effort: an info file without an item is removed by the next purge.
 void dropInfo(const StoreFolder& info, const std::string& name) {
   static_cast<void>(removeFileEntry(info.descriptor(), infoOf(name).c_str()));
 }
 
-/// "2026-03-14T10:15:00" in local time.
+/// Formats "2026-03-14T10:15:00" in local time.
 std::string localDate(TimePoint date) {
   return fmt::format("{:%Y-%m-%dT%H:%M:%S}", fmt::localtime(std::chrono::system_clock::to_time_t(date)));
 }
@@ -105,7 +105,7 @@ std::optional<std::string> FreedesktopTrash::pathOf(std::string_view infoText) {
 std::optional<TimePoint> FreedesktopTrash::dateOf(std::string_view infoText) {
   const auto text = valueOf(infoText, dateKey);
   if (!text) return std::nullopt;
-  // The calendar reads it first, so that only real days reach the conversion from local time.
+  // Parse as UTC first: mktime() accepts invalid dates.
   const auto asUtc = fromIso8601(std::string(text->substr(0, text->find('.'))) + "Z");
   if (!asUtc) return std::nullopt;
   const auto day = std::chrono::floor<std::chrono::days>(*asUtc);
@@ -189,13 +189,13 @@ std::string FreedesktopTrash::trash(const HeldEntry& entry, const std::string& o
     try {
       if (!moveIntoStore(entry, store.files, name, wayOut)) return store.files.pathOf(name);
     } catch (const StrayedError& error) {
-      // With its info file it is listed and can be restored.
+      // The info file stays, so that the moved file is listed and can be restored.
       throw DisposalError(fmt::format("{}; restore it from the trash with a file manager", error.what()));
     } catch (...) {
       dropInfo(store.info, name);
       throw;
     }
-    // Something without an info file has taken the name.
+    // A file without an info file has the name; try the next number.
     dropInfo(store.info, name);
   }
 }
@@ -277,7 +277,7 @@ std::vector<FreedesktopTrash::Entry> FreedesktopTrash::listOf(const std::string&
   }
   std::vector<Entry> entries;
   for (const auto& [name, has] : hasInfo) {
-    // The note of a leftover goes with it.
+    // The note of a leftover is removed together with it.
     const std::string leftover =
         name.substr(0, name.size() - std::min(name.size(), RemovalLeftover::noteSuffix.size()));
     if (RemovalLeftover::isNote(name) && hasInfo.contains(leftover)) continue;
@@ -293,7 +293,7 @@ std::vector<FreedesktopTrash::Entry> FreedesktopTrash::list(TimePoint now, std::
       const auto listed = listOf(folder, now);
       entries.insert(entries.end(), listed.begin(), listed.end());
     } catch (const std::system_error& error) {
-      if (error.code() == std::errc::no_such_file_or_directory) continue;  // nothing was ever trashed there
+      if (error.code() == std::errc::no_such_file_or_directory) continue;  // the folder was never used
       notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.code().message()));
     } catch (const std::exception& error) {
       notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.what()));

@@ -1,4 +1,4 @@
-// The trash of Linux desktops, so that file managers show and restore what Tidra put there.
+// The freedesktop.org trash, compatible with file managers.
 #pragma once
 
 #include <functional>
@@ -18,7 +18,7 @@ namespace tidra {
 
 class FreedesktopTrash {
  public:
-  /// The two folders of a trash.
+  /// The two folders of a trash directory.
   struct Location {
     std::string files;
     std::string info;
@@ -26,87 +26,86 @@ class FreedesktopTrash {
     bool operator==(const Location&) const = default;
   };
 
-  /// What says when an entry was trashed.
+  /// Which date an entry has.
   enum class Dating { dated, leftover, noInfoFile, noDate, future };
 
-  /// Something in the folder "files", or an info file whose item is gone.
+  /// An entry of "files", or an info file without one.
   struct Entry {
     std::string path;  // in "files"
     Dating dating = Dating::dated;
-    TimePoint date{};                      // of its trashing; only when it is dated
+    TimePoint date{};                      // deletion date; valid only when dated
     std::optional<FileIdentity> identity;  // absent when there is no item
     std::int64_t bytes = 0;                // 0 until measure()
 
-    /// True when it was trashed before that moment. A removal that was cut short is due at any time; an entry that
-    /// nothing dates reliably never is.
+    /// Whether it was trashed before `cutOff`. Interrupted removals are always due; entries without a valid date never
+    /// are.
     bool isDue(TimePoint cutOff) const { return dating == Dating::leftover || (isDated() && date < cutOff); }
     bool isDated() const { return dating == Dating::dated; }
     bool isUnlisted() const { return !isDated() && dating != Dating::leftover; }
-    /// Why purging by age passes it over: "has no info file".
+    /// Returns why purging by age skips it: "has no info file".
     std::string_view fault() const;
   };
 
   struct Purged {
-    std::vector<std::string> paths;  // of what is gone for good
+    std::vector<std::string> paths;  // deleted permanently
     std::vector<TidraDeletionFailure> failures;
-    std::vector<std::string> notes;  // what was passed over and why, for people
-    std::size_t notBegun = 0;        // entries that cancelling left
+    std::vector<std::string> notes;  // what was skipped and why, for display
+    std::size_t notBegun = 0;        // entries left because of cancellation
 
     Purged& operator+=(Purged other);
   };
 
-  /// What purging removes. Every way to empty a trash goes by choose().
+  /// The single rule for emptying a trash; see choose().
   struct Choice {
     std::vector<Entry> due;
-    std::vector<Entry> unlisted;  // these stay, because nothing says when they were trashed
+    std::vector<Entry> unlisted;  // kept: no valid deletion date
   };
 
-  /// Due is what was trashed before `cutOff`, and with `includesUnlisted` what nothing dates. What is neither due nor
-  /// unlisted was trashed later and is in neither list.
+  /// Due: trashed before `cutOff`, plus entries without a valid date if `includesUnlisted`. Entries trashed later are
+  /// in neither list.
   static Choice choose(std::vector<Entry> entries, TimePoint cutOff, bool includesUnlisted);
 
-  /// "/t/files/a has no info file; /t/files/b has a date in the future; and 3 more", for people.
+  /// Returns "/t/files/a has no info file; /t/files/b has a date in the future; and 3 more".
   static std::string listed(const std::vector<Entry>& unlisted);
 
-  /// `mounts` are the volumes whose trash is purged besides that of the home folder.
+  /// `mounts` are the volumes whose trash is purged in addition to the home trash.
   FreedesktopTrash(TidraPathResolver resolver, std::vector<MountPoint> mounts);
 
-  /// The trash of the home folder.
+  /// Returns the home trash, "$XDG_DATA_HOME/Trash".
   std::string homeTrash() const;
 
-  /// The trash that an item belongs in: that of the home folder, or ".Trash-" and the user's number at the top of the
-  /// item's own volume. Makes nothing. Throws std::system_error.
+  /// Returns the trash for an item: the home trash on the same volume, else ".Trash-UID" at the top of the item's
+  /// volume. Creates nothing. Throws std::system_error.
   Location locationFor(const HeldEntry& entry) const;
 
-  /// Throws DisposalError or std::system_error when the item could not be trashed now. Makes nothing.
+  /// Throws DisposalError or std::system_error if the item could not be trashed now. Creates nothing.
   void check(const HeldEntry& entry) const;
 
-  /// Moves one item into its trash and gives its new path. `originalPath` is where a file manager restores it to. The
-  /// info file is there before the item moves, and is removed again when the move fails. Throws DisposalError,
-  /// UnsafePathError or std::system_error; the item is in its place then.
+  /// Moves an item into its trash and returns its new path. `originalPath` is where file managers restore it. The info
+  /// file is written and fsynced before the move, and removed if the move fails. Throws DisposalError, UnsafePathError
+  /// or std::system_error; the item is then still in place.
   std::string trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date);
 
-  /// Everything in the trash of the home folder and in those of other volumes, by name, not measured. Dates after `now`
-  /// lie in the future. `notes` gets the trashes that are passed over and why.
+  /// Returns all entries of the home trash and those of other volumes, sorted by name, not measured. `notes` receives
+  /// the skipped trashes and why.
   std::vector<Entry> list(TimePoint now, std::vector<std::string>& notes) const;
 
-  /// The same of one trash, by its folder. Throws DisposalError or std::system_error when it cannot be used.
+  /// Lists one trash directory. Throws DisposalError or std::system_error if it is unusable.
   static std::vector<Entry> listOf(const std::string& folder, TimePoint now);
 
   static void measure(std::vector<Entry>& entries);
 
-  /// Removes these entries as they were listed, and their info files; something else in an item's place stays.
+  /// Removes entries and their info files. An item whose identity changed since the listing stays.
   [[nodiscard]] static Purged remove(const std::vector<Entry>& entries, const std::function<bool()>& shouldCancel = {});
 
-  /// Removes what was trashed more than this many days before `now`, whoever trashed it, and finishes removals that
-  /// were cut short.
+  /// Removes entries trashed more than this many days before `now`, by any program, and finishes interrupted removals.
   [[nodiscard]] Purged purge(std::int64_t olderThanDays, TimePoint now,
                              const std::function<bool()>& shouldCancel = {}) const;
 
-  /// The path as the "Path=" line of an info file has it.
+  /// Percent-encodes a path for the "Path=" line of an info file.
   static std::string encodedPath(std::string_view path);
 
-  /// The path of an info file's text, or its date in local time; none when there is no such line or it makes no sense.
+  /// Parses path or local date from an info file; nullopt when missing or invalid.
   static std::optional<std::string> pathOf(std::string_view infoText);
   static std::optional<TimePoint> dateOf(std::string_view infoText);
 
@@ -126,8 +125,7 @@ class FreedesktopTrash {
 
   TidraPathResolver resolver_;
   std::vector<MountPoint> mounts_;
-  std::map<std::string, int>
-      nextNumbers_;  // by info folder and name, so that equal names are not tried again and again
+  std::map<std::string, int> nextNumbers_;  // by info folder and name: avoids probing the same taken numbers again
 };
 
 }  // namespace tidra

@@ -20,16 +20,16 @@ std::uint64_t randomNumber() {
   return (std::uint64_t{source()} << 32U) | source();
 }
 
-/// A folder on its way out.
+/// A folder renamed for deletion.
 struct Hidden {
   std::string name;
-  std::error_code noteFailure;  // why no note could be made, so that no later run can know what is left for a leftover
+  std::error_code noteFailure;  // why no note could be written; without it no later run can identify what is left
 };
 
-/// A note that stays without its folder does no harm: it covers nothing, and the next scan lists it.
+/// Best effort: a note without its folder is harmless, and the next scan lists it.
 void dropNote(int folder, const std::string& hidden) { static_cast<void>(RemovalNote::remove(folder, hidden)); }
 
-/// Moves back what is not the folder that was looked at.
+/// Lost TOCTOU race: moves back a folder that is not the one checked.
 void requireSame(const HeldEntry& entry, const std::string& hidden) {
   const int folder = entry.folder.descriptor.get();
   const auto moved = entryFacts(folder, hidden.c_str());
@@ -40,8 +40,8 @@ void requireSame(const HeldEntry& entry, const std::string& hidden) {
   throw DisposalError("was replaced by something else in this moment, which stays in its place");
 }
 
-/// Gives the folder its hidden name. Where a folder cannot be renamed, as in the lower layers of an overlay, it keeps
-/// its own and is emptied in its place. A folder without room for a note is removed all the same.
+/// Renames the folder to its hidden name. If the file system cannot rename it (lower layer of an overlay), it is
+/// emptied in place. A missing note, for lack of space, does not prevent removal.
 Hidden hide(const HeldEntry& entry) {
   const int folder = entry.folder.descriptor.get();
   if (RemovalNote::covers(folder, entry.name, entry.facts)) return {entry.name, {}};

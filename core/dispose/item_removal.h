@@ -1,4 +1,4 @@
-// Deleting one entry of a folder for good.
+// Permanent deletion of one entry.
 #pragma once
 
 #include <functional>
@@ -10,14 +10,14 @@ namespace tidra {
 
 struct ItemRemoval {
   struct Options {
-    unsigned workers = 0;                  // 0: as many as a scan takes
+    unsigned workers = 0;                  // 0: as many as a scan uses
     std::function<bool()> shouldCancel{};  // polled on the caller's thread
   };
 
-  /// Removes the file, the link, or the folder with everything in it. A folder is first given a hidden name in its
-  /// folder, so that it is gone at once for everyone; a removal that was cut short leaves it under that name with a
-  /// RemovalNote, and is finished by a call for that. Throws StrayedError for something else that was renamed and could
-  /// not be renamed back, and DisposalError when something is left, with a sentence that says what and why.
+  /// Removes a file, a symbolic link, or a folder with its contents. A folder is first renamed to a hidden name in its
+  /// parent, so that it disappears atomically. An interrupted removal leaves that name and a RemovalNote; calling run()
+  /// on it finishes the removal. Throws StrayedError if another file was renamed and could not be renamed back,
+  /// DisposalError if anything is left.
   static void run(const HeldEntry& entry, const Options& options);
 };
 

@@ -8,7 +8,7 @@
 namespace tidra {
 namespace {
 
-/// A variable that names no path is bad input for whoever moves something there, not for a scan.
+/// An invalid variable is an input error for disposal, but must not fail a scan.
 std::string usualQuarantine(const TidraPathResolver& resolver) {
   try {
     return QuarantineConfig::makeDefault(resolver).directory;

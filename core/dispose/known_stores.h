@@ -1,4 +1,4 @@
-// The trashes and quarantines that are known by their places before anything is looked at.
+// Trashes and quarantines at known paths.
 #pragma once
 
 #include <string>
@@ -9,8 +9,8 @@
 
 namespace tidra {
 
-/// The trash of the home folder, that of the desktop, the usual quarantine or the one of TIDRA_QUARANTINE_DIR, and
-/// those given. None of them holds the home folder; one that does is left out.
+/// Returns the home trash, the desktop trash, the default quarantine (or TIDRA_QUARANTINE_DIR) and `quarantines`.
+/// Leaves out any that contains the home folder.
 std::vector<Store> knownStores(const TidraPathResolver& resolver, const std::vector<std::string>& quarantines);
 
 }  // namespace tidra

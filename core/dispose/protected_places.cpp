@@ -12,7 +12,7 @@
 namespace tidra {
 namespace {
 
-/// The path without links as far as it exists; what is missing stays as it is spelled.
+/// Resolves symbolic links in the longest existing prefix; the rest stays as written.
 std::string realAsFarAsItExists(const std::string& path) {
   for (std::size_t end = path.size(); end > 0; end = path.rfind('/', end - 1)) {
     const auto real = realPath(path.substr(0, end));
@@ -38,7 +38,7 @@ void ProtectedPlaces::add(const std::string& path, const std::string& what) {
   if (path.starts_with('/')) places_.push_back({realAsFarAsItExists(standardizedPath(path)), what});
 }
 
-/// The type of the innermost mount that holds a path; empty when the mounts are unknown.
+/// Returns the type of the innermost mount that contains a path; empty if the mounts are unknown.
 std::string_view ProtectedPlaces::fileSystemOf(const std::string& path) const {
   const MountPoint* holder = nullptr;
   for (const MountPoint& mount : mounts_) {

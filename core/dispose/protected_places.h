@@ -1,4 +1,4 @@
-// What is never removed, whoever asks.
+// Paths that are never removed.
 #pragma once
 
 #include <string>
@@ -13,26 +13,25 @@ namespace tidra {
 
 class ProtectedPlaces {
  public:
-  /// The home folder and Tidra's own folders, with everything that holds them. `ownFolders` need not exist.
+  /// Protects the home folder and `ownFolders`, which need not exist, with all their ancestors.
   ProtectedPlaces(const TidraPathResolver& resolver, std::vector<MountPoint> mounts,
                   const std::vector<std::string>& ownFolders);
 
-  /// Throws DisposalError for "/" and the folders directly in it, the home folder, Tidra's own folders, whatever holds
-  /// one of these, what lies on a file system of the kernel's such as proc, a mount point, and a folder in which
-  /// something is mounted.
+  /// Throws DisposalError for "/" and its direct children, the home folder, Tidra's own folders, all their ancestors,
+  /// pseudo file systems such as proc, mount points, and folders that contain one.
   void check(const HeldEntry& entry) const;
 
  private:
   struct Place {
-    std::string path;  // without links as far as it exists
-    std::string what;  // for people
+    std::string path;  // symbolic links resolved as far as it exists
+    std::string what;  // for display
   };
 
   void add(const std::string& path, const std::string& what);
   std::string_view fileSystemOf(const std::string& path) const;
 
   std::vector<Place> places_;
-  std::vector<FileIdentity> identities_;  // of the home folder and what holds it, by whatever path they are reached
+  std::vector<FileIdentity> identities_;  // of the home folder and its ancestors, to match them under any path
   std::vector<MountPoint> mounts_;
 };
 

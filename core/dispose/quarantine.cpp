@@ -24,7 +24,7 @@ constexpr std::size_t largestManifest = 1024 * 1024;
 
 std::string shown(std::string_view path) { return escapedForTerminal(path); }
 
-/// "20260314T101500", UTC.
+/// Formats "20260314T101500" in UTC.
 std::string stamp(TimePoint date) {
   return fmt::format("{:%Y%m%dT%H%M%S}", fmt::gmtime(std::chrono::system_clock::to_time_t(date)));
 }
@@ -39,7 +39,7 @@ bool isManifest(std::string_view name) {
   return namesAnEntry(name);
 }
 
-/// Best effort: a manifest that stays has no item, which list() notes and purge() clears away.
+/// Best effort: list() notes a manifest without an item, and purge() removes it.
 void dropManifest(const StoreFolder& store, const std::string& name) {
   static_cast<void>(removeFileEntry(store.descriptor(), manifestOf(name).c_str()));
 }
@@ -133,13 +133,13 @@ QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& 
     try {
       if (!moveIntoStore(entry, store, name, wayOut)) return {store.pathOf(name), bytes};
     } catch (const StrayedError& error) {
-      // With its manifest it is listed and can be restored.
+      // The manifest stays, so that the moved file is listed and can be restored.
       throw DisposalError(fmt::format("{}; tidra quarantine restore {} brings it back", error.what(), shown(name)));
     } catch (...) {
       dropManifest(store, name);
       throw;
     }
-    // Something without a manifest has taken the name.
+    // A file without a manifest has the name; try the next number.
     dropManifest(store, name);
   }
 }
@@ -153,7 +153,7 @@ void QuarantineDisposer::readRoot(Root& root, std::vector<std::string>& notes) c
       if (isOurs) root.leftovers.push_back(name);
       if (!isOurs && RemovalLeftover::is(name)) unclaimed.push_back(shown(root.store.pathOf(name)));
     }
-    // What has a manifest itself is an item, however it is called.
+    // A name with its own manifest is an item, even if it looks like a manifest.
     if (!isManifest(name) || std::binary_search(names.begin(), names.end(), manifestOf(name))) continue;
     const std::string item = name.substr(0, name.size() - manifestSuffix.size());
     try {
@@ -189,7 +189,7 @@ std::vector<QuarantineDisposer::Root> QuarantineDisposer::readRoots(std::vector<
 QuarantineDisposer::Listing QuarantineDisposer::list() const {
   Listing listing;
   for (Root& root : readRoots(listing.notes)) {
-    // The names of manifests, by which they are read, sort differently.
+    // Manifests, read in name order, sort differently from their items.
     std::sort(root.found.begin(), root.found.end(),
               [](const Found& a, const Found& b) { return a.entry.url < b.entry.url; });
     for (Found& found : root.found) {
@@ -237,7 +237,7 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, Extent ex
       purged.failures.push_back({path, error.what()});
     }
   };
-  // What has no item is told by list(); here it is only cleared away.
+  // list() reports manifests without an item; purging only removes them.
   std::vector<std::string> unused;
   for (const Root& root : readRoots(unused)) {
     for (const std::string& leftover : root.leftovers) {

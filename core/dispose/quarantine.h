@@ -1,5 +1,5 @@
-// Quarantine: things are moved aside next to a manifest that tells where they came from, can be restored for some time,
-// and are then purged.
+// Quarantine: items are moved next to a manifest with their origin, can be restored during the retention period, and
+// are then purged.
 #pragma once
 
 #include <cstdint>
@@ -26,8 +26,8 @@ struct QuarantineConfig {
   std::string directory;  // absolute
   std::int64_t retentionDays = defaultRetentionDays;
 
-  /// The folder of the environment's TIDRA_QUARANTINE_DIR when that is not empty, a leading "~" expanded, else
-  /// ".tidra/quarantine" in the home folder. Throws InputError for a relative one.
+  /// Uses TIDRA_QUARANTINE_DIR unless empty, with a leading "~" expanded, else ".tidra/quarantine" in the home folder.
+  /// Throws InputError for a relative path.
   static QuarantineConfig makeDefault(const TidraPathResolver& resolver);
 
   bool operator==(const QuarantineConfig&) const = default;
@@ -35,7 +35,7 @@ struct QuarantineConfig {
 
 class QuarantineDisposer {
  public:
-  /// Lies beside every quarantined item under its name and ".tidra.json".
+  /// Stored beside every item as its name + ".tidra.json".
   struct Manifest {
     std::string originalPath;  // absolute
     TimePoint quarantinedAt{};
@@ -46,17 +46,17 @@ class QuarantineDisposer {
   };
 
   struct Entry {
-    std::string url;  // where the item lies now
+    std::string url;  // the item's present path
     Manifest manifest;
 
-    std::string name() const;  // what people call it: the last component of `url`
+    std::string name() const;  // display name: the last component of `url`
 
     bool operator==(const Entry&) const = default;
   };
 
   struct Listing {
-    std::vector<Entry> entries;      // by name, the root of the configuration first
-    std::vector<std::string> notes;  // what was passed over and why, for people
+    std::vector<Entry> entries;      // by name, the configured folder first
+    std::vector<std::string> notes;  // what was skipped and why, for display
   };
 
   struct Quarantined {
@@ -65,7 +65,7 @@ class QuarantineDisposer {
   };
 
   struct Purged {
-    std::vector<std::string> paths;  // of the items that are gone for good
+    std::vector<std::string> paths;  // deleted permanently
     std::vector<TidraDeletionFailure> failures;
     std::vector<std::string> notes;
   };
@@ -73,54 +73,53 @@ class QuarantineDisposer {
   static constexpr std::string_view manifestSuffix = StoreNames::manifestSuffix;
   static constexpr std::string_view volumeFolder = StoreNames::volumeQuarantine;
 
-  /// `mounts` are the volumes on which entries are looked for besides the configured folder.
+  /// `mounts` are the volumes searched in addition to the configured folder.
   QuarantineDisposer(QuarantineConfig config, TidraPathResolver resolver, std::string host,
                      std::vector<MountPoint> mounts);
 
   const QuarantineConfig& config() const { return config_; }
 
-  /// The folder that an item goes to: the configured one, or one at the top of the item's own volume, so that the move
-  /// is a rename. Throws std::system_error.
+  /// Returns the store for an item: the configured folder, or one at the top of the item's own volume, so that the move
+  /// is an atomic rename. Throws std::system_error.
   std::string rootFor(const HeldEntry& entry) const;
 
-  /// Throws DisposalError or std::system_error when the item could not be quarantined now. Makes nothing.
+  /// Throws DisposalError or std::system_error if the item could not be quarantined now. Creates nothing.
   void check(const HeldEntry& entry) const;
 
-  /// Throws DisposalError when the configured folder could not be used now. Makes nothing.
+  /// Throws DisposalError if the configured folder is unusable now. Creates nothing.
   void checkFolder() const;
 
-  /// Moves one item into quarantine. `originalPath` is what the manifest tells. The manifest is on disk before the item
-  /// moves, and is removed again when the move fails. Throws DisposalError, UnsafePathError or std::system_error; the
-  /// item is in its place then.
+  /// Moves an item into quarantine. The manifest, which records `originalPath`, is written and fsynced before the move,
+  /// and removed if the move fails. Throws DisposalError, UnsafePathError or std::system_error; the item is then still
+  /// in place.
   Quarantined quarantine(const HeldEntry& entry, const std::string& originalPath, std::optional<std::int64_t> bytes,
                          TimePoint date);
 
-  /// All entries, those on other volumes included. An entry without its item, or whose manifest cannot be read, is
-  /// passed over and noted. Throws DisposalError when the configured folder cannot be trusted.
+  /// Returns the entries of all volumes. Entries without an item or with an unreadable manifest are skipped and noted.
+  /// Throws DisposalError if the configured folder cannot be trusted.
   Listing list() const;
 
-  /// Removes entries whose time of quarantine lies more than this many days before `now`, absent: the configured
-  /// retention.
+  /// Removes entries quarantined more than this many days before `now`; absent: the configured retention.
   [[nodiscard]] Purged purge(std::optional<std::int64_t> olderThanDays, TimePoint now,
                              const std::function<bool()>& shouldCancel = {}) const;
 
-  /// Removes entries that were quarantined before this moment, those whose item is gone included, and finishes
-  /// removals that were cut short. Throws DisposalError when the configured folder cannot be trusted.
+  /// Removes entries quarantined before `cutOff`, manifests without an item included, and finishes interrupted
+  /// removals. Throws DisposalError if the configured folder cannot be trusted.
   [[nodiscard]] Purged purgeBefore(TimePoint cutOff, const std::function<bool()>& shouldCancel = {}) const;
 
-  /// The part of purgeBefore() that concerns no item: manifests whose item is gone, and removals that were cut short. A
-  /// dry run only tells their paths. Throws DisposalError when the configured folder cannot be trusted.
+  /// As purgeBefore(), limited to manifests without an item and interrupted removals. A dry run only returns their
+  /// paths. Throws DisposalError if the configured folder cannot be trusted.
   [[nodiscard]] Purged clearRemains(TimePoint cutOff, bool dryRun,
                                     const std::function<bool()>& shouldCancel = {}) const;
 
-  /// Removes one entry for good. Throws DisposalError, UnsafePathError or std::system_error.
+  /// Deletes one entry permanently. Throws DisposalError, UnsafePathError or std::system_error.
   void remove(const Entry& entry, const std::function<bool()>& shouldCancel = {}) const;
 
-  /// Moves an entry back to where it came from, making the folders above that are missing. Never replaces anything.
-  /// Throws DisposalError, UnsafePathError or std::system_error; entry and manifest stay in quarantine then.
+  /// Moves an entry back to its original path, creating missing parent folders, never replacing anything. Throws
+  /// DisposalError, UnsafePathError or std::system_error; entry and manifest then stay in quarantine.
   void restore(const Entry& entry) const;
 
-  /// True when restore() would find the place free. Throws as restore() does otherwise.
+  /// Throws as restore() would if the original path is invalid or taken.
   void checkRestore(const Entry& entry) const;
 
  private:
@@ -131,7 +130,7 @@ class QuarantineDisposer {
   struct Root {
     StoreFolder store;
     std::vector<Found> found;
-    std::vector<std::string> leftovers;  // of removals that were cut short
+    std::vector<std::string> leftovers;  // interrupted removals
   };
 
   std::vector<Root> readRoots(std::vector<std::string>& notes) const;
@@ -144,7 +143,7 @@ class QuarantineDisposer {
   TidraPathResolver resolver_;
   std::string host_;
   std::vector<MountPoint> mounts_;
-  std::map<std::string, int> nextNumbers_;  // by root and stem, so that many equal names are not tried again and again
+  std::map<std::string, int> nextNumbers_;  // by root and stem: avoids probing the same taken numbers again
 };
 
 template <>

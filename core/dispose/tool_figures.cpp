@@ -8,7 +8,7 @@ namespace {
 
 using Bytes = std::optional<std::uint64_t>;
 
-/// Conda counts in powers of 1024 and writes "MB" for them.
+/// Conda prints "MB" for powers of 1024.
 Bytes condaSize(std::string_view text) {
   std::string size(trimmed(text));
   if (size.size() > 2 && size.ends_with('b') &&
@@ -25,20 +25,20 @@ std::string_view inParentheses(std::string_view line) {
 
 std::string_view afterColon(std::string_view line) { return trimmed(line.substr(line.find(':') + 1)); }
 
-/// "Total reclaimed space: 1.2GB", of buildx "Total: 1.2GB".
+/// Parses "Total reclaimed space: 1.2GB", or "Total: 1.2GB" of buildx.
 Bytes dockerFigure(std::string_view line) {
   if (!line.starts_with("total reclaimed space:") && !line.starts_with("total:")) return std::nullopt;
   return DockerArtifactProbe::parseSize(afterColon(line));
 }
 
-/// "Will remove 93 (222.3 MB) tarball(s).", in its longer form "Total: 222.3 MB".
+/// Parses "Will remove 93 (222.3 MB) tarball(s).", or "Total: 222.3 MB" of the long form.
 Bytes condaFigure(std::string_view line) {
   if (line.starts_with("there are no ")) return 0;
   if (line.starts_with("total:")) return condaSize(afterColon(line));
   return line.starts_with("will remove ") ? condaSize(inParentheses(line)) : std::nullopt;
 }
 
-/// "Files removed: 364 (45.6 MB)"; before version 25 without the size.
+/// Parses "Files removed: 364 (45.6 MB)"; pip before 25 prints no size.
 Bytes pipFigure(std::string_view line) {
   if (!line.starts_with("files removed:")) return std::nullopt;
   if (afterColon(line) == "0") return 0;
@@ -59,7 +59,7 @@ std::optional<std::int64_t> reclaimedBytes(const std::string& target, std::strin
   std::optional<std::int64_t> bytes;
   if (figure == nullptr) return bytes;
   const std::string text = asciiLowered(output);
-  // The sum is the last line that has a figure; what stands above are the parts of it.
+  // The last line with a figure is the total; earlier ones are its parts.
   for (const std::string_view line : splitNonEmpty(text, '\n')) {
     if (const Bytes found = figure(trimmed(line))) bytes = static_cast<std::int64_t>(*found);
   }

@@ -1,4 +1,4 @@
-// What tools print about the space that they gave back.
+// Parses the reclaimed space that tools print.
 #pragma once
 
 #include <cstdint>
@@ -8,8 +8,8 @@
 
 namespace tidra {
 
-/// The bytes that the tool of a target reports as reclaimed. Absent when it prints no figure, as for volumes and
-/// environments, or one that no machine holds. `output` is foreign text.
+/// Returns the bytes that a target's tool reports as reclaimed; absent when it prints none (volumes, environments) or
+/// an impossible figure. `output` is untrusted.
 std::optional<std::int64_t> reclaimedBytes(const std::string& target, std::string_view output);
 
 }  // namespace tidra

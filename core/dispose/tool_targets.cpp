@@ -16,7 +16,7 @@ namespace {
 constexpr std::string_view volumePrefix = "docker:volume:";
 constexpr std::string_view condaEnvironmentPrefix = "conda:env:";
 
-/// The rest of a target after a prefix; none when it is empty, or when a tool would take it for an option.
+/// Returns the name after a prefix; nullopt when it is empty or begins with "-" (option injection).
 std::optional<std::string> nameAfter(const std::string& target, std::string_view prefix) {
   if (!target.starts_with(prefix) || target.size() == prefix.size() || target[prefix.size()] == '-') {
     return std::nullopt;
@@ -59,7 +59,7 @@ ToolTargets::Command pipCommand(const std::string& target, const TidraPathResolv
   return {pip, pipArguments()};
 }
 
-/// The folders of the search path that nobody else can put a program into.
+/// Returns `first`, the folders of PATH that are owned by the user or root and not world-writable, and the usual ones.
 std::string safeSearchPath(const TidraPathResolver& resolver, const std::optional<std::string>& first) {
   std::vector<std::string> folders;
   if (first) folders.push_back(*first);

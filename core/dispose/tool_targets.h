@@ -1,5 +1,5 @@
-// Targets that only a tool can remove: container space, Conda's packages and environments, the cache of an
-// environment's pip.
+// Targets that only a tool can remove: Docker volumes and caches, Conda packages and environments, pip caches of
+// virtual environments.
 #pragma once
 
 #include <functional>
@@ -17,25 +17,25 @@ struct ToolTargets {
   struct Command {
     std::string executable;  // absolute
     std::vector<std::string> arguments;
-    std::optional<std::string> searchPathFirst = {};  // put before the safe part of the search path
+    std::optional<std::string> searchPathFirst = {};  // prepended to the safe search path
   };
 
-  /// The command that removes a target. Throws DisposalError when its tool is missing or the target is unknown.
+  /// Returns the command that removes a target. Throws DisposalError if its tool is missing or the target unknown.
   Command commandFor(const std::string& target, const TidraPathResolver& resolver) const;
 
-  /// Runs it and returns what it printed; blocks until the tool has ended, time is up or `shouldCancel` says so: the
-  /// tool is killed then. Throws DisposalError when it does not succeed.
+  /// Runs a command and returns its standard output. Blocks until it exits; kills it at the timeout or when
+  /// `shouldCancel` returns true. Throws DisposalError unless it succeeds.
   std::string run(const Command& command, const TidraPathResolver& resolver,
                   const std::function<bool()>& shouldCancel = {}) const;
 
-  /// The same command for people, "docker volume rm data"; empty for an unknown target.
+  /// Returns the command for display, "docker volume rm data"; empty for an unknown target.
   static std::string commandLine(const std::string& target);
-  /// The name of the tool: "docker", "conda" or "pip".
+  /// Returns "docker", "conda" or "pip".
   static std::string_view toolOf(std::string_view target);
-  /// False for what held something of its own: volumes and environments. Caches fill again.
+  /// False for volumes and environments, whose data cannot be recreated; true for caches.
   static bool canBeUndone(std::string_view target);
 
-  // Other values than these serve tests.
+  // Replaceable for tests.
   std::function<std::optional<std::string>(const Environment&)> findEngine = DockerArtifactProbe::findEngine;
   double timeoutSeconds = 600;
 };

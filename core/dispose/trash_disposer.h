@@ -1,4 +1,4 @@
-// The trash of the desktop that the program runs on.
+// The trash of the present desktop.
 #pragma once
 
 #include <functional>
@@ -16,25 +16,24 @@ class TrashDisposer {
  public:
   TrashDisposer(const TidraPathResolver& resolver, const std::vector<MountPoint>& mounts);
 
-  /// Throws when the item could not be trashed now. Changes nothing.
+  /// Throws if the item could not be trashed now. Changes nothing.
   void check(const HeldEntry& entry) const;
 
-  /// Moves one item to the trash and gives where it landed. Throws DisposalError, UnsafePathError or
-  /// std::system_error; the item is in its place then.
+  /// Moves an item to the trash and returns its new path. Throws DisposalError, UnsafePathError or std::system_error;
+  /// the item is then still in place.
   std::string trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date);
 
-  /// What emptying removed and what it left.
+  /// Result of emptying the trash.
   struct Emptied {
-    FreedesktopTrash::Purged purged;                // with the trashes that were passed over and why as notes
-    std::vector<FreedesktopTrash::Entry> unlisted;  // these stay, because nothing says when they were trashed
+    FreedesktopTrash::Purged purged;                // its notes: trashes skipped and why
+    std::vector<FreedesktopTrash::Entry> unlisted;  // kept: no valid deletion date
   };
 
-  /// Empties the trash, whoever filled it: macOS through the Finder, which does not report what it removed or left;
-  /// elsewhere everything that was trashed until now, and with `includesUnlisted` what nothing dates. `shouldCancel` is
-  /// polled between and within entries.
+  /// Empties the trash. On macOS through the Finder, which reports nothing; elsewhere everything trashed until `now`,
+  /// plus entries without a valid date if `includesUnlisted`. Polls `shouldCancel` between and within entries.
   [[nodiscard]] Emptied emptyTrash(TimePoint now, bool includesUnlisted, const std::function<bool()>& shouldCancel);
 
-  /// Tidra's share in what must not be removed: the trash folder of the home folder.
+  /// Returns the home trash, which removal must protect.
   static std::string folder(const TidraPathResolver& resolver);
 
  private:

@@ -14,7 +14,7 @@ TrashDisposer::TrashDisposer(const TidraPathResolver& resolver, const std::vecto
 void TrashDisposer::check(const HeldEntry&) const {}
 
 std::string TrashDisposer::trash(const HeldEntry& entry, const std::string&, TimePoint) {
-  // The system takes a path, not a descriptor: what arrived is compared with what was looked at.
+  // The system call takes a path, not a descriptor: compare the identity afterwards (TOCTOU).
   const auto landed = moveToDesktopTrash(entry.path());
   if (!landed) throw std::system_error(landed.failure());
   const auto facts = pathFacts(*landed);

@@ -1,6 +1,6 @@
-// A round visits every folder once: files and links are unlinked while it is read, subfolders are handed to the
-// workers, and whoever finishes the last subfolder removes the folder itself and so on upwards. What a round leaves,
-// because it was added meanwhile, was opened up only after it had been tried, or lay too deep, the next round meets.
+// Each round visits every folder once: it unlinks files and symbolic links while reading, hands subfolders to the
+// workers, and whoever finishes the last subfolder removes the folder, and so on upwards. The next round removes what
+// is left: added meanwhile, made accessible after the attempt, or too deep.
 #include "core/dispose/tree_removal.h"
 
 #include <fmt/format.h>
@@ -16,22 +16,22 @@
 namespace tidra {
 namespace {
 
-/// Rounds that may pass without the tree coming to its end, unless it was deep folders that were moved up.
+/// Limits rounds without completion; rounds that moved deep folders up do not count.
 constexpr int mostRounds = 6;
 
-/// Every level holds a descriptor until its subfolders are gone. Folders this deep are moved up to the first folder and
-/// wait there for the next round, which bounds the descriptors and the length of any chain.
+/// Every level holds a descriptor until its subfolders are removed. Folders at this depth are moved up to the first
+/// folder for the next round, which bounds the number of descriptors and the length of parent chains.
 constexpr int deepest = 64;
 
 bool hasVanished(std::error_code reason) { return reason == std::errc::no_such_file_or_directory; }
 
-/// One folder on its way out.
+/// One folder being removed.
 struct RemovedFolder {
   std::shared_ptr<RemovedFolder> parent;  // none for the first
-  std::shared_ptr<FolderNode> node;       // once it is open
+  std::shared_ptr<FolderNode> node;       // set once it is open
   std::string name;
   int depth = 0;
-  std::atomic<std::size_t> pending{1};  // its own listing, then its subfolders
+  std::atomic<std::size_t> pending{1};  // its own listing plus its subfolders
   std::atomic<bool> keepsSomething{false};
 };
 
@@ -60,8 +60,7 @@ class RemovalRound {
   }
 
   void couldNotOpen(const Context& context, std::error_code reason) {
-    // A folder that its owner has locked up is opened up for the next round. What has become a link or a file meanwhile
-    // is met by that round too.
+    // Adds rwx for the owner; the next round tries again. That round also handles entries that became a file or link.
     if (isForbidden(reason) && context->parent) {
       const auto granted = context->parent->node->withDescriptor(
           [&](int descriptor) { return grantOwnerAccess(descriptor, context->name.c_str()); });
@@ -120,7 +119,7 @@ class RemovalRound {
     }
   }
 
-  /// One part of a folder's work is done. The last part removes the folder, which is a part of its parent's work.
+  /// One part of a folder's work is done. The last part removes the folder, itself a part of its parent's work.
   void finish(Context folder) {
     while (folder && --folder->pending == 0) {
       if (!folder->parent) return;  // the first folder is the caller's
@@ -147,7 +146,7 @@ class RemovalRound {
     }
   }
 
-  /// Notes the first thing that stays. `name` is an entry of the folder, empty for the folder itself.
+  /// Records the first obstacle. `name` is an entry of the folder, empty for the folder itself.
   void keep(RemovedFolder& folder, std::error_code reason, std::string_view name = {}) {
     folder.keepsSomething = true;
     const std::lock_guard lock(mutex_);
@@ -161,7 +160,7 @@ class RemovalRound {
 
   const EntryFacts& first_;
   Traversal* traversal_ = nullptr;
-  std::shared_ptr<FolderNode> top_;  // set by the first visit, before any other begins
+  std::shared_ptr<FolderNode> top_;  // written by the first visit, before any other begins
   std::atomic<std::uint64_t> progress_{0};
   std::atomic<std::uint64_t> movedUp_{0};
   static inline std::atomic<std::uint64_t> numbers_{0};
@@ -171,7 +170,7 @@ class RemovalRound {
   std::string obstaclePath_;
 };
 
-/// One round over the open folder; true when it ran to its end.
+/// Runs one round over the open folder; returns false if cancelled.
 bool runRound(RemovalRound& round, FileDescriptor folder, const TreeRemoval::Options& options) {
   RemovalRound::Traversal traversal(round, options.workers == 0 ? defaultScanWorkers() : options.workers);
   round.attach(traversal);
@@ -189,7 +188,7 @@ bool runRound(RemovalRound& round, FileDescriptor folder, const TreeRemoval::Opt
   return !cancelled;
 }
 
-/// Opens the folder, for which its owner may have to be let in first.
+/// Opens the folder; on EACCES adds rwx for the owner and tries again.
 Outcome<FileDescriptor> openFolder(int parent, const char* name) {
   auto folder = openSubdirectory(parent, name);
   if (!folder && isForbidden(folder.failure()) && !grantOwnerAccess(parent, name)) {

@@ -1,4 +1,4 @@
-// Emptying a folder that is held open, with several workers.
+// Parallel removal of a tree.
 #pragma once
 
 #include <cstdint>
@@ -12,24 +12,23 @@ namespace tidra {
 
 struct TreeRemoval {
   struct Options {
-    unsigned workers = 0;                  // 0: as many as a scan takes
+    unsigned workers = 0;                  // 0: as many as a scan uses
     std::function<bool()> shouldCancel{};  // polled on the caller's thread
   };
 
-  /// What became of the tree.
+  /// Result of a removal.
   struct Result {
-    bool complete = false;  // nothing is left, the folder itself is gone
+    bool complete = false;  // nothing is left, the folder itself included
     bool cancelled = false;
-    std::string obstaclePath;       // relative to the folder, what could not be removed; empty for the folder itself
-    std::error_code obstacle;       // why; directory_not_empty where others keep adding entries
-    bool meetsOtherVolume = false;  // the obstacle is a mounted file system, which is left alone
+    std::string obstaclePath;  // path relative to the folder of what could not be removed; empty for the folder itself
+    std::error_code obstacle;  // directory_not_empty when others keep adding entries
+    bool meetsOtherVolume = false;  // the obstacle is a mounted file system, which stays
   };
 
-  /// Removes everything in the folder `name` of `parent`, and the folder. Stays on its volume and follows no link;
-  /// every step is relative to an open folder, so it does not matter what others put in the place of a name meanwhile.
-  /// Folders of the running user that forbid changes are opened up. What others add meanwhile is removed too, a bounded
-  /// number of times. `identity` is the folder's: another one in its place is left alone and gives
-  /// no_such_file_or_directory.
+  /// Removes the folder `name` of `parent` with its contents. Stays on its volume and never follows a symbolic link:
+  /// every step is relative to an open descriptor, which prevents symlink races (TOCTOU). Makes the user's own folders
+  /// accessible where needed. Entries that others add meanwhile are removed too, in a bounded number of rounds. A
+  /// folder with another `identity` stays: no_such_file_or_directory.
   [[nodiscard]] static Result run(int parent, const std::string& name, const FileIdentity& identity,
                                   const Options& options);
 };

@@ -19,7 +19,7 @@ std::string shown(std::string_view path) { return escapedForTerminal(path); }
 
 Outcome<EntryFacts> factsOf(const HeldFolder& folder) { return descriptorFacts(folder.descriptor.get()); }
 
-/// Looks at a store and opens it.
+/// Verifies a store's type, owner and permissions, and opens it.
 StoreFolder checked(const HeldFolder& parent, const std::string& name, bool othersMayRead, const std::string& what) {
   const std::string path = joinedPath(parent.path, name);
   auto component = openPathComponent(parent.descriptor.get(), name);
@@ -61,7 +61,8 @@ DisposalError otherVolume(const HeldEntry& entry, const std::string& storePath, 
                   shown(volumeName(entry.folder)), shown(storePath), shown(volumeName(onItsVolume)), wayOut));
 }
 
-/// Moving a folder to another parent needs the right to change the folder itself, for its "..".
+/// Renaming a folder to another parent requires write permission on the folder itself (its ".." changes): adds it
+/// temporarily.
 [[nodiscard]] std::error_code moveOpeningUp(const HeldEntry& entry, const StoreFolder& store, const std::string& name) {
   const int from = entry.folder.descriptor.get();
   const auto reason = moveEntry(from, entry.name, store.descriptor(), name);
@@ -75,7 +76,7 @@ DisposalError otherVolume(const HeldEntry& entry, const std::string& storePath, 
   const auto facts = descriptorFacts(held);
   if (!facts || facts->identity != entry.facts.identity || grantOwnerAccess(held, "")) return reason;
   const auto again = moveEntry(from, entry.name, store.descriptor(), name);
-  // Best effort: it has arrived, or stays, either way; its owner may change it once more than before.
+  // Best effort: if this fails, the owner keeps one permission more than before.
   static_cast<void>(setPermissions(held, entry.facts.permissions));
   return again;
 }

@@ -1,4 +1,4 @@
-// Which volume a place lies on, as far as moving things without copying is concerned.
+// Volumes, as far as rename() without copying is concerned.
 #pragma once
 
 #include <chrono>
@@ -14,68 +14,62 @@
 namespace tidra {
 
 struct Volumes {
-  /// True when a held folder and the folder at `path` lie on different volumes; also when one of the two cannot be
-  /// read.
+  /// Whether a held folder and the folder at `path` are on different volumes; true when either cannot be read.
   static bool differ(const HeldFolder& folder, const std::string& path);
 
-  /// The top of the volume that a held folder lies on. Throws std::system_error.
+  /// Returns the top folder of the volume of a held folder. Throws std::system_error.
   static std::string topOf(const HeldFolder& folder);
 
-  /// The folders named `name` at the tops of all mounted volumes, the one of the home folder among them, that are real
-  /// folders of the running user.
+  /// Returns the folders named `name` at the top of each mounted volume that are owned by the running user and no
+  /// symbolic links.
   static std::vector<std::string> ownFoldersNamed(std::string_view name, const std::vector<MountPoint>& mounts);
 };
 
-/// Where things are moved to. Private to its owner, held open.
+/// A store, private to its owner and held open.
 struct StoreFolder {
   HeldFolder folder;
 
-  /// Opens `name` in `parent`, making it when it is missing. Throws DisposalError when it is no real folder, belongs to
-  /// somebody else, or others may look into it (may write to it, when `othersMayRead`); std::system_error when it
-  /// cannot be made. `what` names it for people.
+  /// Opens `name` in `parent`, creating it if missing. Throws DisposalError if it is no real folder, belongs to another
+  /// user or is accessible to others (`othersMayRead`: writable by others); std::system_error if it cannot be created.
+  /// `what` names it in messages.
   static StoreFolder open(const HeldFolder& parent, const std::string& name, bool othersMayRead,
                           const std::string& what);
 
-  /// The same for an absolute path, the folders above it included.
+  /// As above for an absolute path; creates missing parents.
   static StoreFolder open(const std::string& path, bool othersMayRead, const std::string& what);
 
-  /// Opens what is there. Throws as open() does; std::system_error with no_such_file_or_directory when there is
-  /// nothing.
+  /// Opens an existing store. Throws as open() does, and std::system_error with no_such_file_or_directory if missing.
   static StoreFolder openExisting(const std::string& path, bool othersMayRead, const std::string& what);
 
   int descriptor() const { return folder.descriptor.get(); }
   std::string pathOf(std::string_view name) const;
 };
 
-/// A size as receipts have it; the largest figure where that does not hold it.
+/// Converts to the type of receipts, saturating.
 std::int64_t signedBytes(std::uint64_t bytes);
 
-/// Days as a span of time, at most some thousand years.
+/// Converts days, clamped to 0 to 1,000,000.
 std::chrono::seconds retention(std::int64_t days);
 
-/// Throws DisposalError, with the sentence of moveIntoStore(), when a store at this path lies or would lie on another
-/// volume than the entry.
+/// Throws DisposalError if a present or future store at this path is on another volume than the entry.
 void requireSameVolume(const HeldEntry& entry, const std::string& storePath, std::string_view wayOut);
 
-/// Moves an entry into a store under a name that must be free, and makes sure that what arrived is what was looked at;
-/// anything else goes back, and throws StrayedError when that fails. Returns file_exists when the name is taken. Throws
-/// DisposalError otherwise; for another volume with a sentence that names both and ends with what to do.
+/// Moves an entry into a store under a free name, then compares the identity of what arrived: another file (lost TOCTOU
+/// race) is moved back, or StrayedError is thrown if that fails. Returns file_exists if the name is taken. Throws
+/// DisposalError otherwise; between volumes its message names both and ends with `wayOut`.
 [[nodiscard]] std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, const std::string& name,
                                             std::string_view wayOut);
 
-/// Throws DisposalError when a store at this absolute path could not be used or made now, with the sentence of
-/// StoreFolder::open() where that would refuse it. Makes nothing.
+/// Throws DisposalError if a store at this absolute path could not be used or created now. Creates nothing.
 void requireStoreUsable(const std::string& path, bool othersMayRead, const std::string& what);
 
-/// Throws DisposalError with the system's reason when the running user may not take the entry out of its folder.
+/// Throws DisposalError if the running user cannot remove the entry from its folder (permissions, sticky bit).
 void requireChangeable(const HeldEntry& entry);
 
-/// False for "", "." and "..", which name no entry of a folder. A manifest or info file called after one of them would
-/// have the whole store removed in its name.
+/// False for "", "." and "..": a manifest or info file named after them would make a purge remove the whole store.
 bool namesAnEntry(std::string_view name);
 
-/// As much of a name as leaves room for `reserved` bytes within the length that file systems take, cut between
-/// characters.
+/// Truncates a name between UTF-8 characters, so that `reserved` more bytes fit into 255 (NAME_MAX).
 std::string shortenedName(std::string_view name, std::size_t reserved);
 
 }  // namespace tidra

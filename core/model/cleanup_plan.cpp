@@ -11,7 +11,7 @@
 namespace tidra {
 namespace {
 
-/// Why a path cannot be meant; empty for one that can.
+/// Returns why a path is invalid; empty for a valid one.
 std::string_view faultOf(const std::string& path) {
   if (path.find('\0') != std::string::npos) return "holds a NUL byte";
   if (isToolBackedTarget(path)) return {};

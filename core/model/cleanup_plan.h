@@ -1,5 +1,4 @@
-// What is to be removed, as a document: made from a report, looked at or edited by a person, carried out now or on
-// another day.
+// A cleanup plan as a document: made from a report, edited by hand, applied now or later.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +24,7 @@ struct CleanupPlan {
     std::string category;
     ArtifactSource source = ArtifactSource::projectWalk;
     std::optional<std::string> ruleID;
-    std::optional<std::string> evidence = {};  // of the report item; a plan that says so is held against it
+    std::optional<std::string> evidence = {};  // of the report item; if present, compared with the present evidence
 
     static Item make(const ScanReportItem& reported);
 
@@ -39,14 +38,14 @@ struct CleanupPlan {
   std::optional<std::string> reason;  // why the plan was made
   std::vector<Item> items;
 
-  /// The most severe tier among the items; safe for a plan without items.
+  /// Returns the most severe tier among the items; safe for an empty plan.
   ArtifactSafetyTier highestTier() const;
 
-  /// The sum of the items' sizes, at most the largest figure.
+  /// Returns the saturating sum of the sizes.
   std::int64_t totalBytes() const;
 
-  /// Reads a plan that a person may have edited. Throws InputError with one sentence that begins with `what` for text
-  /// that is no plan, for a newer schema, and for items that are doubled, of negative size or with an unusable path.
+  /// Parses a plan, which may have been edited by hand. Throws InputError that begins with `what` for malformed text, a
+  /// newer schema, duplicate items, negative sizes and invalid paths.
   static CleanupPlan parse(std::string_view text, const std::string& what);
 
   bool operator==(const CleanupPlan&) const = default;

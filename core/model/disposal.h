@@ -1,4 +1,4 @@
-// What happens to selected things: the methods, and what is told of each item afterwards.
+// Disposal methods, and the result per item.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@
 
 namespace tidra {
 
-/// How items leave their place, the gentlest first.
+/// How items are removed, gentlest first.
 enum class DisposalMethod { trash, quarantine, delete_ };
 
 template <>
@@ -26,22 +26,21 @@ struct EnumTable<DisposalMethod> {
   };
 };
 
-/// An item that is gone from its place.
+/// An item that was removed.
 struct DisposalReceipt {
-  std::string path;  // as given
+  std::string path;  // as passed
   DisposalMethod method = DisposalMethod::trash;
-  std::optional<std::string>
-      destination;                    // in the trash or in quarantine; absent for deletion and for tool-backed targets
-  std::optional<std::int64_t> bytes;  // measured just before
+  std::optional<std::string> destination;  // in the trash or quarantine; absent for deletion and tool-backed targets
+  std::optional<std::int64_t> bytes;       // measured just before the removal
   TimePoint at{};
 
   bool operator==(const DisposalReceipt&) const = default;
 };
 
-/// An item that is still there.
+/// An item that was not removed.
 struct TidraDeletionFailure {
-  std::string path;     // as given
-  std::string message;  // for people
+  std::string path;     // as passed
+  std::string message;  // sentence for the user
 
   bool operator==(const TidraDeletionFailure&) const = default;
 };
@@ -54,19 +53,19 @@ struct DisposalOutcome {
   bool operator==(const DisposalOutcome&) const = default;
 };
 
-/// What a removed item counts for whose receipt has no bytes: a tool removed it, or measuring took too long.
+/// Size of a removed item whose receipt has no bytes: a tool removed it, or measuring timed out.
 struct UnmeasuredSize {
   std::string path;  // of the receipt
   std::int64_t bytes = 0;
-  bool reportedByTool = false;  // what the tool said it reclaimed; else the size that the scan found
+  bool reportedByTool = false;  // reclaimed bytes as the tool printed them; else the size from the scan
 
   bool operator==(const UnmeasuredSize&) const = default;
 };
 
-/// What the items of these receipts count for, all together; at most the largest figure.
+/// Returns the saturating sum over all items.
 std::int64_t disposedBytes(const std::vector<DisposalReceipt>& receipts, const std::vector<UnmeasuredSize>& unmeasured);
 
-/// An outcome as JSON, with `unmeasured` beside its receipts unless that is empty.
+/// Encodes an outcome, with the key `unmeasured` unless that is empty.
 nlohmann::json outcomeJson(const DisposalOutcome& outcome, const std::vector<UnmeasuredSize>& unmeasured);
 
 template <>

@@ -1,4 +1,4 @@
-// The ecosystems that can be switched on and off.
+// The ecosystems that users switch on and off.
 #pragma once
 
 #include <array>
@@ -10,11 +10,11 @@ namespace tidra {
 
 struct TidraEcosystemDescriptor {
   std::string_view key;
-  std::string_view name;        // for people
-  std::string_view symbolName;  // of the desktop's symbol font
+  std::string_view name;        // display name
+  std::string_view symbolName;  // in the desktop's symbol font
 };
 
-/// In the order of every list that shows them.
+/// In display order.
 inline constexpr std::array ecosystemTable{
     TidraEcosystemDescriptor{"ai", "AI tools / local models", "sparkles"},
     TidraEcosystemDescriptor{"npm", "Node.js / npm", "cube.box"},
@@ -30,7 +30,7 @@ inline constexpr std::array ecosystemTable{
 
 std::set<std::string> allEcosystemKeys();
 
-/// The name for people; the tag itself when a custom rule made it up.
+/// Returns the display name; the tag itself if a custom rule defined it.
 std::string ecosystemName(std::string_view key);
 
 }  // namespace tidra

@@ -1,6 +1,5 @@
-// The name under which a folder waits while it is being deleted. Deleting begins with giving the folder such a name, so
-// that it is gone at once for everyone else. The name alone proves nothing: RemovalNote decides whether a folder of
-// that name is a deletion that was cut short.
+// Names of folders being deleted. Deletion first renames the folder, so that it disappears atomically for everyone
+// else. The name alone proves nothing: RemovalNote decides whether such a folder is an interrupted deletion.
 #pragma once
 
 #include <fmt/format.h>
@@ -20,10 +19,10 @@ struct RemovalLeftover {
   static constexpr std::size_t digits = 16;
   static constexpr std::string_view noteSuffix = ".note";
 
-  /// The name with this number in it.
+  /// Returns the name with this number.
   static std::string name(std::uint64_t number) { return fmt::format("{}{:016x}", prefix, number); }
 
-  /// True for names that name() makes, and no others.
+  /// Whether name() could have returned this name.
   static bool is(std::string_view entryName) {
     if (!entryName.starts_with(prefix) || entryName.size() != prefix.size() + digits) return false;
     entryName.remove_prefix(prefix.size());
@@ -33,17 +32,17 @@ struct RemovalLeftover {
 
   static std::string noteName(std::string_view leftover) { return std::string(leftover) + std::string(noteSuffix); }
 
-  /// True for the names of notes.
+  /// Whether this is the name of a note.
   static bool isNote(std::string_view entryName) {
     return entryName.ends_with(noteSuffix) && is(entryName.substr(0, entryName.size() - noteSuffix.size()));
   }
 
   static bool isEither(std::string_view entryName) { return is(entryName) || isNote(entryName); }
 
-  /// A sentence about folders that are named like leftovers without being one; `places` as people read them, not empty.
+  /// Returns a sentence about folders with such names but without a note. `places` are display paths, not empty.
   static std::string unclaimedText(const std::vector<std::string>& places);
 
-  /// What a scan tells of one, without the group that it is listed under.
+  /// Returns the finding of a scan, without a group root.
   static ScanArtifactFinding finding(std::string path, std::uint64_t sizeBytes) {
     return {.path = std::move(path),
             .label = "Interrupted removal",

@@ -11,7 +11,7 @@ namespace {
 constexpr int monthsOfUnknownDate = 12;
 constexpr int monthsOfUnreadablePath = 36;
 
-/// The date `months` calendar months later at the same time of day; the last day of a month that lacks the day.
+/// Adds calendar months, keeping the time of day; a month that lacks the day yields its last day.
 TimePoint addingMonths(TimePoint date, int months) {
   using namespace std::chrono;
   const auto day = floor<days>(date);

@@ -1,4 +1,4 @@
-// How long ago something was worked on. Every operation takes the reference time, so that one scan uses one clock.
+// Classifies idle time. The reference time is a parameter, so that one scan uses one clock.
 #pragma once
 
 #include <cstdint>
@@ -12,24 +12,23 @@
 namespace tidra {
 
 struct ScanActivityClassification {
-  /// Whole calendar months in UTC, counting the time of day; 0 for a date in the future. A month that lacks the start's
-  /// day is complete at the start's time on its last day.
+  /// Whole calendar months in UTC, including the time of day; 0 for a future date. In a month that lacks the start's
+  /// day, the month completes on its last day.
   static int monthsSince(TimePoint date, TimePoint now);
 
-  /// Whole days; 0 for a date in the future, none for an unknown date.
+  /// Whole days; 0 for a future date, nullopt for an unknown one.
   static std::optional<std::int64_t> idleDays(std::optional<TimePoint> date, TimePoint now);
 
-  /// The dormant threshold is tested first, so with a dormant threshold below the inactive one nothing is ever
-  /// inactive.
+  /// Tests the dormant threshold first: if it is below the inactive threshold, nothing is inactive.
   static ProjectActivity classify(int months, int dormantMonths, int inactiveMonths);
 
   /// Months since the date; 12 when it is unknown.
   static int monthsIdle(std::optional<TimePoint> date, TimePoint now);
 
-  /// Months since the last modification of a path; 12 for a system group root, 36 when the path cannot be read.
+  /// Months since the last modification of a path; 12 for a system group root, 36 for an unreadable path.
   static int monthsIdle(const std::string& path, TimePoint now);
 
-  /// True when at least this age lies between the date and now.
+  /// Whether at least this age lies between the date and now.
   static bool isAtLeastThisOld(TimePoint date, const Age& age, TimePoint now);
 };
 

@@ -18,7 +18,7 @@ void addBytes(std::uint64_t& total, std::uint64_t bytes) {
   total += bytes;
 }
 
-/// The largest findings, largest first. Sorting pointers keeps a scan with many findings from copying them all.
+/// Returns the largest findings, largest first. Sorts pointers to avoid copying all findings.
 std::vector<ScanArtifactFinding> largest(std::vector<const ScanArtifactFinding*> candidates) {
   const auto kept = std::min(candidates.size(), ScanAggregate::sampleLimit);
   const auto middle = candidates.begin() + static_cast<std::ptrdiff_t>(kept);
@@ -81,7 +81,7 @@ ScanAggregate ScanAggregate::merging(const ScanAggregate& other) const {
 }
 
 nlohmann::json JsonCodec<ScanAggregate>::encode(const ScanAggregate& aggregate) {
-  // A root that is not text shows with replacement characters, where two roots may meet; both keep their findings.
+  // Two roots that are not UTF-8 may encode to the same key; their findings share one list.
   auto byRoot = nlohmann::json::object();
   for (const auto& [root, findings] : aggregate.artifactsByProjectRoot) {
     auto& list = byRoot[JsonCodec<std::string>::encode(root).get<std::string>()];

@@ -1,4 +1,4 @@
-// The compact summary of a scan: totals, projects, the largest findings.
+// Summary of a scan: totals, projects, the largest findings.
 #pragma once
 
 #include <cstdint>
@@ -14,24 +14,23 @@ namespace tidra {
 
 struct ScanAggregate {
   std::uint64_t totalBytes = 0;
-  std::set<std::string> projectRootPaths;  // every root key that holds a finding
+  std::set<std::string> projectRootPaths;  // every root key with a finding
   std::int64_t artifactCount = 0;
   std::map<std::string, std::uint64_t> bytesByEcosystem;
   std::map<std::string, std::set<std::string>> ecosystemProjectRoots;
-  std::vector<ScanArtifactFinding> sampleFindings;  // the largest, at most sampleLimit, largest first
-  std::map<std::string, std::vector<ScanArtifactFinding>> artifactsByProjectRoot;  // all, in input order
+  std::vector<ScanArtifactFinding> sampleFindings;                                 // largest first, at most sampleLimit
+  std::map<std::string, std::vector<ScanArtifactFinding>> artifactsByProjectRoot;  // all findings, in input order
 
   static constexpr std::size_t sampleLimit = 32;
 
   ScanAggregate() = default;
-  /// Throws std::overflow_error when the sizes add up to more than 64 bits hold.
+  /// Throws std::overflow_error when the sizes exceed 64 bits.
   explicit ScanAggregate(const std::vector<ScanArtifactFinding>& findings);
 
-  /// Both together, this one's findings first. An aggregate without findings leaves the other unchanged.
+  /// Returns the union, this one's findings first. An empty aggregate is neutral.
   ScanAggregate merging(const ScanAggregate& other) const;
 
-  /// Under which root a finding is listed: its group root, else the path of a tool-backed target, else the parent
-  /// folder.
+  /// The group root of a finding, else the path of a tool-backed target, else the parent folder.
   static std::string rootKey(const ScanArtifactFinding& finding);
 
   bool operator==(const ScanAggregate&) const = default;

@@ -1,5 +1,5 @@
-// The words that every scanner, report, plan, policy and screen shares: where a finding came from, how safe its removal
-// is, how recently its project was worked on.
+// Vocabulary of scanners, reports, plans, policies and screens: source of a finding, safety of its removal, activity of
+// its project.
 #pragma once
 
 #include <array>
@@ -24,7 +24,7 @@ struct EnumTable<ArtifactSource> {
   };
 };
 
-/// How safe removal is, the most harmless first; comparison follows this order.
+/// Safety of removal, most harmless first; comparisons use this order.
 enum class ArtifactSafetyTier { safe, caution, warning };
 
 template <>
@@ -37,13 +37,13 @@ struct EnumTable<ArtifactSafetyTier> {
   };
 };
 
-/// "Safe", "Review" or "Irreversible".
+/// Returns "Safe", "Review" or "Irreversible".
 std::string_view displayTitle(ArtifactSafetyTier tier);
 
-/// False for what cannot be made again.
+/// Whether it can be generated again.
 bool isReversible(ArtifactSafetyTier tier);
 
-/// How long ago a project was last worked on, the freshest first.
+/// How long ago a project was last worked on, most recent first.
 enum class ProjectActivity { active, recent, inactive, dormant };
 
 template <>
@@ -57,7 +57,7 @@ struct EnumTable<ProjectActivity> {
   };
 };
 
-/// The fixed text of a legend, which does not follow the user's thresholds.
+/// Fixed legend text, independent of the configured thresholds.
 std::string_view legendText(ProjectActivity activity);
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// Identifiers that stay the same across runs and hosts.
+// Identifiers that are equal across runs and hosts.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 namespace tidra {
 
 struct StableID {
-  /// The 64-bit FNV-1a hash of the bytes as 16 lower-case hexadecimal digits.
+  /// Returns the 64-bit FNV-1a hash as 16 lower-case hexadecimal digits.
   static std::string make(std::string_view bytes);
 };
 

@@ -10,7 +10,7 @@ struct NamedRoot {
   std::string_view name;
 };
 
-/// The categories whose name in a group root is not their key.
+/// Categories whose group root does not use their key.
 constexpr std::array namedRoots{
     NamedRoot{"globalCaches", "caches"},
     NamedRoot{"globalModules", "global_modules"},

@@ -1,4 +1,4 @@
-// The pseudo-paths under which system findings are grouped by category.
+// Pseudo-paths that group system findings by category.
 #pragma once
 
 #include <optional>
@@ -13,7 +13,7 @@ struct TidraSystemGroupRoot {
   /// "__tidra:system:" + a name made of the category key + "__".
   static std::string forCategory(std::string_view key);
 
-  /// The category key of a system group root; none for any other path.
+  /// Returns the category key of a system group root; nullopt for any other path.
   static std::optional<std::string> category(std::string_view groupRoot);
 };
 

@@ -1,4 +1,4 @@
-// The categories of things outside projects that can be switched on and off.
+// Categories of findings outside projects that users switch on and off.
 #pragma once
 
 #include <array>
@@ -11,16 +11,15 @@ namespace tidra {
 
 struct TidraSystemScanCategory {
   std::string_view key;
-  std::string_view name;    // for people
-  std::string_view detail;  // for people: what it covers
+  std::string_view name;    // display name
+  std::string_view detail;  // description for display
   bool onMacOS = true;
   bool onLinux = true;
 
   constexpr bool existsOn(TidraPlatform platform) const { return platform == TidraPlatform::macOS ? onMacOS : onLinux; }
 };
 
-/// In the order of every list that shows them and of the probes. Xcode and its simulators exist on macOS only; Homebrew
-/// runs on Linux too.
+/// In display and probing order. Xcode and its simulators exist on macOS only; Homebrew also runs on Linux.
 inline constexpr std::array systemScanCategoryTable{
     TidraSystemScanCategory{"aiTools", "AI coding tools",
                             "Local models, Claude/Cursor/Codex caches, agent session history"},
@@ -36,7 +35,7 @@ inline constexpr std::array systemScanCategoryTable{
     TidraSystemScanCategory{"docker", "Docker", "Unused images, volumes, build cache"},
 };
 
-/// The name for people; the key itself when a custom rule made it up.
+/// Returns the display name; the key itself if a custom rule defined it.
 std::string systemScanCategoryName(std::string_view key);
 
 }  // namespace tidra

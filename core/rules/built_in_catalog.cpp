@@ -5,7 +5,7 @@
 
 namespace tidra {
 
-/// The bytes of built_in_catalog.json, compiled in.
+/// Contents of built_in_catalog.json, embedded at build time.
 extern const std::string_view builtInCatalogText;
 
 const RuleCatalog& RuleCatalog::builtIn() {

@@ -12,7 +12,7 @@ namespace tidra {
 
 RuleCatalog loadCatalogFile(const std::string& path) {
   const std::string shown = escapedForTerminal(path);
-  // A rule takes some hundred bytes; a device would never end.
+  // A device such as /dev/zero never ends; a rule has a few hundred bytes.
   constexpr std::size_t longest = std::size_t{64} * 1024 * 1024;
   const auto text = readFile(path, longest);
   if (!text && text.failure() == std::errc::file_too_large) {

@@ -1,4 +1,4 @@
-// Rule catalogs from files that people write.
+// Rule catalogs from user files.
 #pragma once
 
 #include <string>
@@ -8,16 +8,16 @@
 
 namespace tidra {
 
-/// Reads and validates a rules file. Throws InputError that names the file.
+/// Reads and validates a rules file. Throws InputError that names it.
 RuleCatalog loadCatalogFile(const std::string& path);
 
 struct ChosenCatalog {
   RuleCatalog catalog;
-  std::vector<std::string> notes;  // ids that no rule has, a sentence each; they are ignored
+  std::vector<std::string> notes;  // one sentence per unknown id in `disabledRules`; such ids are ignored
 };
 
-/// The built-in catalog with the rules of each file laid over it, without the disabled ones. Throws InputError for
-/// files that cannot be used.
+/// Merges the rules of each file into the built-in catalog and drops the disabled ones. Throws InputError for unusable
+/// files.
 ChosenCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules);
 
 }  // namespace tidra

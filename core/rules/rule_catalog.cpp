@@ -8,7 +8,7 @@
 namespace tidra {
 namespace {
 
-/// Replaces each rule with a known id where it stands and appends the others.
+/// Replaces rules with a known id in place and appends the others.
 template <class Rule>
 void lay(std::vector<Rule>& base, const std::vector<Rule>& overlay) {
   std::unordered_map<std::string, std::size_t> places;

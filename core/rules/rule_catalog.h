@@ -1,5 +1,5 @@
-// What the scanners look for, as data: project folders that are artefacts, fixed locations of tools, folders that are
-// never entered. docs/rules.md is the format's document.
+// What scanners look for, as data: artefact folders of projects, fixed locations of tools, folders never entered. The
+// format is docs/rules.md.
 #pragma once
 
 #include <array>
@@ -20,7 +20,7 @@ namespace tidra {
 
 /// A folder kind that the project walk reports.
 struct ProjectArtifactRule {
-  /// Project files that decide the ecosystem. A file entry with "*", "?" or "[" is a shell-style pattern.
+  /// Project files that decide the ecosystem. Entries with "*", "?" or "[" are shell patterns.
   struct Marker {
     std::string ecosystem;
     std::vector<std::string> files;
@@ -57,9 +57,9 @@ struct SystemPathRule {
   ArtifactSafetyTier tier = ArtifactSafetyTier::safe;
   std::optional<std::string> restoreHint;
   std::map<std::string, std::vector<std::string>> paths;  // platform key → path templates
-  Mode mode = Mode::directory;                            // children: each entry inside is a finding of its own
+  Mode mode = Mode::directory;                            // children: each entry of the folder is a finding
   Kind kind = Kind::directory;
-  Activity activity = Activity::none;     // where the date of last activity comes from
+  Activity activity = Activity::none;     // source of the last activity date
   std::optional<std::string> childLabel;  // label pattern with "{name}" and "{parent}"
 
   bool operator==(const SystemPathRule&) const = default;
@@ -93,7 +93,7 @@ struct EnumTable<SystemPathRule::Activity> {
   };
 };
 
-/// A catalog was decoded but cannot be used. what() is the sentence for people.
+/// A decoded catalog is invalid. what() is the sentence shown to the user.
 class RuleCatalogError : public std::runtime_error {
  public:
   enum class Kind { unsupportedSchema, duplicateID, invalidRule };
@@ -122,24 +122,24 @@ struct RuleCatalog {
   /// Decodes and validates a document. Throws DecodingError or RuleCatalogError.
   static RuleCatalog load(std::string_view data);
 
-  /// The catalog that ships with the program, decoded once and shared. Ends the program if it is invalid.
+  /// Returns the catalog of this build, decoded once and shared. Aborts the program if it is invalid.
   static const RuleCatalog& builtIn();
 
-  /// Throws the first RuleCatalogError found. Ids are unique over both lists.
+  /// Throws RuleCatalogError for the first fault. Ids are unique over both lists.
   static void validate(const std::vector<ProjectArtifactRule>& projectRules,
                        const std::vector<SystemPathRule>& systemRules);
 
-  /// In catalog order, the system rules with a path for the platform; without categories those of every category.
+  /// Returns the system rules with a path for the platform, in catalog order; all categories if none are passed.
   std::vector<SystemPathRule> systemRulesFor(TidraPlatform platform,
                                              const std::optional<std::set<std::string>>& categories) const;
 
-  /// The folders for every platform, then those for this one.
+  /// Returns the folders for all platforms, then those for this one.
   std::vector<std::string> walkSkip(TidraPlatform platform) const;
 
-  /// The overlay laid over this catalog: a rule with a known id replaces it in place, a new one is appended.
+  /// Merges an overlay: a rule with a known id is replaced in place, a new one is appended.
   RuleCatalog merging(const RuleCatalog& overlay) const;
 
-  /// Without the rules of these ids.
+  /// Returns the catalog without these ids.
   RuleCatalog removing(const std::set<std::string>& disabledIDs) const;
 
   bool operator==(const RuleCatalog&) const = default;
@@ -157,7 +157,7 @@ struct JsonCodec<SystemPathRule> {
   static SystemPathRule decode(const nlohmann::json& value, const std::string& where);
 };
 
-/// Decoding fills in the defaults but does not validate.
+/// Decoding applies defaults but does not validate.
 template <>
 struct JsonCodec<RuleCatalog> {
   static nlohmann::json encode(const RuleCatalog& catalog);

@@ -21,7 +21,7 @@ std::string_view withoutLastSlashes(std::string_view text) {
   return text;
 }
 
-/// The path that an entry or a text means; none for a bare name and for an unknown variable.
+/// Resolves an entry or a user's text to a path; nullopt for a bare name and for an unknown variable.
 std::optional<std::string> pathOf(std::string_view text, const TidraPathResolver& resolver) {
   return SkipList::isPath(text) ? resolver.resolve(text) : std::nullopt;
 }
@@ -32,7 +32,7 @@ bool areSame(const std::string& entry, const std::string& text, const TidraPathR
   return path && path == pathOf(text, resolver);
 }
 
-/// Those of the entries that hold the path that a text means, lie in it or bear its name.
+/// Returns the entries that contain the user's path, lie in it or share its name: suggestions for an error message.
 std::vector<std::string> nearOnes(const std::string& text, const std::vector<std::string>& entries,
                                   const TidraPathResolver& resolver) {
   const auto wanted = pathOf(text, resolver);
@@ -70,7 +70,7 @@ bool SkipList::isPath(std::string_view entry) {
 }
 
 bool SkipList::canBeUnskipped(std::string_view entry) {
-  // A repository may keep its files under the names that they have in the working tree.
+  // A repository may contain an artefact's name as an ordinary file name.
   constexpr std::array<std::string_view, 5> kept{".git", ".hg", ".svn", ".tidra", ".tidra-quarantine"};
   return std::find(kept.begin(), kept.end(), lastPathComponent(entry)) == kept.end();
 }
