@@ -29,12 +29,12 @@ nlohmann::json encode(const AuditCheckpoint& checkpoint) {
           {"version", version}};
 }
 
-/// Tells a damaged file: its figures cannot be seen to be wrong otherwise.
+/// Checksum: detects flipped digits, which parse as valid numbers.
 std::string checkOf(const AuditCheckpoint& checkpoint) {
   return Sha256().update(jsonText(encode(checkpoint), false)).finish();
 }
 
-/// What the sums take of a line. Throws DecodingError.
+/// The fields of a line that the totals need. Throws DecodingError.
 struct Line {
   std::int64_t seq = 0;
   std::string hash;

@@ -1,4 +1,4 @@
-// How far the sums over the audit log are known, kept in a small file beside it, so that no run reads the whole log.
+// A cached prefix sum over the audit log, in a small file beside it, so that a run does not read the whole log.
 #pragma once
 
 #include <cstdint>
@@ -11,25 +11,24 @@
 
 namespace tidra {
 
-/// The sums over everything before an offset. They can be had from the log at any time: a checkpoint is a help, never
-/// evidence.
+/// The totals of everything before an offset. A cache, never evidence: they can always be computed from the log.
 struct AuditCheckpoint {
-  std::uint64_t offset = 0;        // in the log, right after a line feed; 0: nothing is known
+  std::uint64_t offset = 0;        // in the log, right after a line feed; 0: empty
   std::int64_t seq = 0;            // of the record that ends there
-  std::string hash{auditGenesis};  // of the same
+  std::string hash{auditGenesis};  // of the same record
   AuditTotals totals;
 
   /// The file beside the log.
   static std::string pathFor(const std::string& log);
 
-  /// None when the file is missing or damaged, or lies in a folder in which other users may put one.
+  /// None when the file is missing or damaged, or other users can write to its folder.
   static std::optional<AuditCheckpoint> read(const std::string& path);
 
-  /// True when the record that ends at the offset is the one that this was made after.
+  /// True when the record that ends at the offset has this `seq` and `hash`.
   bool fits(const FileDescriptor& log, std::uint64_t logBytes) const;
 
-  /// Replaces the file as a whole. A failure is no matter: the next reader takes longer. Nothing is written into a
-  /// folder in which other users may put a link.
+  /// Replaces the file atomically. Best effort: without a checkpoint the next reader scans the whole log. Writes
+  /// nothing when other users can write to the folder (symlink attacks).
   void write(const std::string& path) const;
 
   bool operator==(const AuditCheckpoint&) const = default;

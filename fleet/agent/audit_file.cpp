@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t chunkBytes = 256 * 1024;
 
-/// Says why a file could not be opened.
+/// Throws InputError with the reason why a file could not be opened.
 [[noreturn]] void failOpening(const std::string& url, FileAccess access, std::error_code reason) {
   const std::string log = auditLogNamed(url);
   if (const auto facts = pathFacts(url)) {
@@ -27,7 +27,7 @@ constexpr std::size_t chunkBytes = 256 * 1024;
                                access == FileAccess::read ? "read" : "written", reason.message()));
 }
 
-/// A log that someone else may change proves nothing.
+/// A log that other users can change proves nothing.
 void requireOwn(const std::string& url, const EntryFacts& facts) {
   constexpr std::uint32_t writableByOthers = 022;
   if (facts.owner != 0 && facts.owner != runningUser()) {
@@ -54,7 +54,7 @@ std::optional<AuditFile> AuditFile::open(const std::string& url, FileAccess acce
 
 AuditFile AuditFile::openOrMake(const std::string& url) {
   if (auto present = open(url, FileAccess::append)) return std::move(*present);
-  requireOwnLinks(parentPath(url), "audit log");  // whoever took the log away may have put a link there
+  requireOwnLinks(parentPath(url), "audit log");  // another user may have put a symlink there
   auto made = makeFile(url);
   if (!made) failOpening(url, FileAccess::append, made.failure());
   const auto facts = descriptorFacts(made->get());
@@ -80,7 +80,7 @@ bool AuditLineReader::next(Line& line) {
   }
 }
 
-/// The next line of the buffer; at the end of the file also what has no line feed.
+/// Takes the next line of the buffer; at the end of the file also one without line feed.
 bool AuditLineReader::take(Line& line) {
   const char* start = buffer_.get() + begin_;
   const std::size_t size = end_ - begin_;
@@ -100,7 +100,7 @@ bool AuditLineReader::take(Line& line) {
   return true;
 }
 
-/// Reads on behind what is still to be given. False at the end of the file.
+/// Moves the unread rest to the front of the buffer and reads the next chunk behind it. False at the end of the file.
 bool AuditLineReader::fill() {
   const std::size_t kept = end_ - begin_;
   std::memmove(buffer_.get(), buffer_.get() + begin_, kept);

@@ -1,4 +1,4 @@
-// The file under the audit log: opening it with sentences for people, and reading it line by line.
+// The audit log's file: opens it with readable errors, and reads it line by line.
 #pragma once
 
 #include <cstddef>
@@ -16,40 +16,40 @@ namespace tidra {
 
 struct AuditFile {
   FileDescriptor descriptor;
-  EntryFacts facts;  // when it was opened
+  EntryFacts facts;  // at open
 
-  /// None when it is missing. Throws InputError for anything but a regular file, and when it must not be opened; to
-  /// write, also for a file that others than its user may change.
+  /// None when missing. Throws InputError when it is not a regular file or cannot be opened, and for appending also
+  /// when other users can change it.
   static std::optional<AuditFile> open(const std::string& url, FileAccess access);
 
-  /// As open to append; makes the file when it is missing. Throws InputError too when that does not work.
+  /// Opens for appending; creates a missing file. Throws InputError, also when it cannot be created.
   static AuditFile openOrMake(const std::string& url);
 };
 
 /// "The audit log PATH", for the beginning of a sentence.
 std::string auditLogNamed(const std::string& url);
 
-/// Reads lines forwards with constant memory. Empty lines are passed over.
+/// Reads lines forwards in constant memory. Skips empty lines.
 class AuditLineReader {
  public:
-  /// Longer lines are told, but not kept.
+  /// Longer lines are reported, without their text.
   static constexpr std::size_t mostLineBytes = 1024 * 1024;
 
   struct Line {
-    std::string_view text;     // without its line feed; valid until the next call; empty when it is too long
+    std::string_view text;     // without line feed; valid until the next call; empty if too long
     std::uint64_t offset = 0;  // of its first byte in the file
-    std::uint64_t number = 0;  // from 1, empty lines counted; only right when reading began at the start
+    std::uint64_t number = 0;  // from 1, empty lines counted; only valid when reading started at 0
     bool ended = true;         // false: the file ends without a line feed
     bool tooLong = false;
   };
 
-  /// Begins at an offset. The descriptor must stay open.
+  /// Starts at an offset. The descriptor must stay open.
   explicit AuditLineReader(const FileDescriptor& file, std::uint64_t offset = 0);
 
-  /// False at the end of the file. Throws std::system_error when it cannot be read.
+  /// False at the end of the file. Throws std::system_error on a read error.
   bool next(Line& line);
 
-  /// Where the next line begins.
+  /// The offset of the next line.
   std::uint64_t offset() const { return offset_; }
 
  private:
@@ -58,10 +58,10 @@ class AuditLineReader {
 
   const FileDescriptor& file_;
   std::unique_ptr<char[]> buffer_;
-  std::size_t begin_ = 0;      // of what is buffered and not yet given
-  std::size_t end_ = 0;        // of what is buffered
+  std::size_t begin_ = 0;      // of the unread part of the buffer
+  std::size_t end_ = 0;        // of the buffered bytes
   std::uint64_t offset_ = 0;   // in the file, of begin_
-  std::uint64_t skipped_ = 0;  // bytes of the present line that were dropped because it is too long
+  std::uint64_t skipped_ = 0;  // dropped bytes of the current line, which is too long
   std::uint64_t number_ = 0;
   bool atEnd_ = false;
 };

@@ -12,12 +12,12 @@ namespace {
 enum class Kind { text, number, truth, time, event, tier, method, hash, unusual };
 
 struct Field {
-  std::string_view opening;  // the key, quoted, and the colon
+  std::string_view opening;  // the quoted key and the colon
   Kind kind;
   bool required = false;
 };
 
-/// In the order in which the encoder writes them.
+/// In the encoder's order.
 constexpr std::array fields{
     Field{"\"actor\":", Kind::text, true},
     Field{"\"bytes\":", Kind::number},
@@ -42,7 +42,7 @@ constexpr std::array fields{
     Field{"\"time\":", Kind::time, true},
 };
 
-/// Reads a line from left to right; every reader gives false where the encoder would have written something else.
+/// A left-to-right scanner; each method returns false where the encoder would have written something else.
 class Scanner {
  public:
   explicit Scanner(std::string_view line) : at_(line.data()), end_(line.data() + line.size()) {}
@@ -97,7 +97,7 @@ class Scanner {
     if (!skip("\\u00") || end_ - at_ < 2 || (*at_ != '0' && *at_ != '1')) return false;
     const bool upper = *at_++ == '1';
     const char low = *at_++;
-    constexpr std::string_view unnamedBelow16 = "01234567bef";  // the others have a letter of their own
+    constexpr std::string_view unnamedBelow16 = "01234567bef";  // the others have short escapes
     constexpr std::string_view digits = "0123456789abcdef";
     return (upper ? digits : unnamedBelow16).find(low) != std::string_view::npos;
   }
@@ -106,7 +106,7 @@ class Scanner {
   const char* end_;
 };
 
-/// "2026-03-14T10:15:00Z" and nothing else that can be read as a date.
+/// True for "2026-03-14T10:15:00Z" exactly, with valid fields.
 bool isTime(std::string_view text) {
   constexpr std::string_view shape = "0000-00-00T00:00:00Z";
   if (text.size() != shape.size()) return false;
@@ -115,7 +115,7 @@ bool isTime(std::string_view text) {
   }
   const auto pair = [&](std::size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); };
   constexpr std::size_t month = 5, day = 8, hour = 11, minute = 14, second = 17;
-  // A leap second is read as the next minute, and so written otherwise.
+  // A leap second decodes as the next minute, so its encoding differs.
   if (pair(hour) > 23 || pair(minute) > 59 || pair(second) > 59) return false;
   constexpr int shortestMonth = 28;
   const bool certain = pair(month) >= 1 && pair(month) <= 12 && pair(day) >= 1 && pair(day) <= shortestMonth;

@@ -1,4 +1,4 @@
-// Telling at the speed of reading whether a line is, byte for byte, what the encoder makes of a record.
+// A fast path: recognises lines that are byte for byte the encoder's output, without decoding them.
 #pragma once
 
 #include <cstdint>
@@ -9,20 +9,20 @@
 
 namespace tidra {
 
-/// What following the chain and adding up take of a line. All views are into the line.
+/// The fields needed to verify the chain and to sum up. All views point into the line.
 struct CanonicalAuditLine {
   std::int64_t seq = 0;
-  std::string_view prevHash;  // as it stands between the quotes
+  std::string_view prevHash;  // the text between the quotes
   std::string_view hash;
-  std::string_view beforeHash;  // the line up to the comma before its hash
-  std::string_view afterHash;   // and from the comma after it
+  std::string_view beforeHash;  // up to the comma before `hash`
+  std::string_view afterHash;   // from the comma after `hash`
   AuditRecord::Event event = AuditRecord::Event::error;
   std::optional<std::uint64_t> bytes;
   bool dryRun = false;
 };
 
-/// None for every line that is not the encoding of a record with a hash, and for some rare ones that are: those with a
-/// name that is not UTF-8, and with a number of 19 digits or more. Decoding and encoding again decides about these.
+/// None unless the line is the canonical encoding of a record with a hash. Also none for some rare canonical lines
+/// (names that are not UTF-8, numbers of 19 or more digits): decode and re-encode those.
 std::optional<CanonicalAuditLine> readCanonicalAuditLine(std::string_view line);
 
 }  // namespace tidra

@@ -14,12 +14,12 @@
 namespace tidra {
 namespace {
 
-/// The last line of a log, of which only the end was read.
+/// The last line of a log, read from its tail only.
 struct LastLine {
   std::string_view text;
   std::uint64_t offset = 0;
   bool ended = true;
-  bool cutByWindow = false;  // it may begin before what was read
+  bool cutByWindow = false;  // it may begin before the window
 };
 
 LastLine lastLineOf(std::string_view window, std::uint64_t windowOffset) {
@@ -69,7 +69,7 @@ bool endsInLineFeed(const std::string& url, std::uint64_t sizeBytes) {
   return sizeBytes == 0 || !file || readWindow(url, file->descriptor, sizeBytes - 1, sizeBytes) == "\n";
 }
 
-/// Cuts the message, at the end of a character, so that the line fits.
+/// Truncates the message at a character boundary so that the line fits.
 std::string sealToFit(AuditRecord& record) {
   std::string line = sealAuditRecord(record);
   if (line.size() < AuditLog::mostLineBytes) return line;
@@ -92,12 +92,12 @@ std::string sealToFit(AuditRecord& record) {
 AuditLog::AuditLog(std::string url) : url_(std::move(url)) {
   makeStateFolder(parentPath(url_), "audit log");
   isSafe_ = isBeyondOthersReach(parentPath(url_));
-  // A log to which nothing can be added must be told before anything is done that belongs into it.
+  // Fail early: a log that cannot be appended to must stop the run before anything is removed.
   if (!AuditFile::open(url_, FileAccess::append)) return;
   if (const auto file = AuditFile::open(url_, FileAccess::read)) findHead(file->descriptor, file->facts.sizeBytes);
 }
 
-/// Takes the last record of a file of that size for the one to continue.
+/// Continues the chain from the last record of the file.
 void AuditLog::findHead(const FileDescriptor& file, std::uint64_t sizeBytes) {
   const std::uint64_t from = sizeBytes > mostLineBytes ? sizeBytes - mostLineBytes : 0;
   const std::string window = readWindow(url_, file, from, sizeBytes);
@@ -131,8 +131,8 @@ std::optional<AuditRecord> AuditLog::lastRecordFound() const {
   return lastRecordFound_;
 }
 
-/// The lock is held. Where nobody else can put a file, one that is as long as it was left is the one that was checked;
-/// to look at any file whole takes longer than to write the record.
+/// Call with the lock held. Where no other user can replace the file, an unchanged size means the file checked before;
+/// a full check costs more than the write.
 GrowingFile AuditLog::openToAppend() const {
   if (isSafe_) {
     auto known = openGrowingFile(url_);
@@ -146,10 +146,10 @@ AuditRecord AuditLog::append(const Builder& build) {
   const std::scoped_lock guard(lock_);
   const auto [file, sizeBytes] = openToAppend();
   if (sizeBytes > sizeBytes_) {
-    // Another run has added to the log between the opening of it and the beginning of this run.
+    // Another run appended before this one took the run lock.
     if (const auto reading = AuditFile::open(url_, FileAccess::read)) findHead(reading->descriptor, sizeBytes);
   } else if (sizeBytes < sizeBytes_) {
-    // Something has cut the log. The chain goes on where it was, so that the gap shows.
+    // The log was truncated. Continue the chain from memory, so that the gap is detectable.
     endsInLine_ = endsInLineFeed(url_, sizeBytes);
     reservedTo_ = 0;
   }
@@ -175,7 +175,7 @@ AuditRecord AuditLog::append(const Builder& build) {
 
 void AuditLog::reserve() {
   const std::scoped_lock guard(lock_);
-  // Asked for so many records at a time that the call costs nothing.
+  // Reserve room for many records at a time, to amortise the system call.
   constexpr std::uint64_t atATime = 2 * mostLineBytes;
   if (reservedTo_ >= sizeBytes_ + mostLineBytes) return;
   const AuditFile file = AuditFile::openOrMake(url_);

@@ -1,6 +1,6 @@
-// In an order that may be broken off anywhere: what is no record is first copied to a file of its own, on disk to stay,
-// and only then replaced by the record that tells of it. Until that record is complete the log still ends in something
-// that is none, and the next repair begins anew with one copy more.
+// Crash-safe order: first copy the torn tail to a file of its own and `fsync` it, then overwrite it with the record
+// that names the copy. Until that record is complete the log still ends in a torn line, and the next repair starts over
+// with another copy.
 #include <fmt/format.h>
 
 #include <vector>
@@ -17,12 +17,12 @@
 namespace tidra {
 namespace {
 
-/// Where the records of a log end.
+/// The end of the valid records of a log.
 struct RecordsEnd {
   std::uint64_t offset = 0;  // after the line feed of the last record
   std::int64_t seq = 0;
   std::string hash{auditGenesis};
-  bool isTorn = false;  // more than empty lines follow
+  bool isTorn = false;  // followed by more than empty lines
 };
 
 bool readRecord(const AuditLineReader::Line& line, RecordsEnd& end) {
@@ -69,7 +69,7 @@ void copyRange(const FileDescriptor& from, std::uint64_t begin, std::uint64_t en
   if (const auto failure = flushFile(to)) fail(failure, path);
 }
 
-/// Copies what follows an offset into a new file beside the log, on disk to stay. Gives its path.
+/// Copies the tail from an offset into a new file beside the log and flushes it (`fsync`). Returns its path.
 std::string copyAside(const std::string& url, const AuditFile& log, std::uint64_t offset) {
   for (int number = 0;; ++number) {
     const std::string path = url + ".torn" + (number == 0 ? "" : fmt::format("-{}", number));

@@ -1,7 +1,6 @@
-// Follows the chain from the first line to the last with constant memory. A line that is exactly what the encoder makes
-// is hashed as it stands, without its hash; any other is decoded, and when that works, it is no line that this program
-// wrote, whatever its hash says. Lines that are no records count for more than breaks of the chain before them, so
-// after a break the rest is still looked at.
+// Verifies the hash chain in one pass in constant memory. A canonical line is hashed without decoding; any other line
+// that decodes was not written by this program, whatever its hash. An invalid line outranks an earlier break of the
+// chain in the result, so the rest is read after a break too.
 #include <fmt/format.h>
 
 #include "core/base/json_fields.h"

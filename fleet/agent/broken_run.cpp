@@ -13,7 +13,7 @@ bool isLastWord(const AuditRecord& record) {
   return record.event == error && record.reason == BrokenRun::failedReason;
 }
 
-/// A repair stands between runs and belongs to none.
+/// Repairs happen between runs and belong to none.
 bool isRepair(const AuditRecord& record) {
   return record.event == AuditRecord::Event::error && record.reason == BrokenRun::repairedReason;
 }

@@ -1,4 +1,4 @@
-// A run that was killed, or whose host went down: how the next one finds it in the audit log, and what it left untold.
+// Finds in the audit log a run that was killed, and what it left unrecorded.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 namespace tidra {
 
 struct BrokenRun {
-  // The reasons of two kinds of `error` records: a run's last word, and a repair, which is no run's.
+  // Reasons of two kinds of `error` records: a failed run's last one, and a repair, which belongs to no run.
   static constexpr std::string_view failedReason = "run failed";
   static constexpr std::string_view repairedReason = "log repaired";
 
@@ -20,16 +20,15 @@ struct BrokenRun {
   std::int64_t lastSeq = 0;
   AuditRecord::Event lastEvent = AuditRecord::Event::runStarted;
 
-  /// The run that has left no last word in the log; none when the last one ended. Reads the whole log when that ends
-  /// with a repair; then throws InputError when the log is damaged.
+  /// The last run, when it has no final record; none otherwise. Reads the whole log when it ends with a repair; throws
+  /// InputError when the log is damaged.
   static std::optional<BrokenRun> find(const AuditLog& log);
 
-  /// The sentence for the log.
+  /// The message for the log.
   std::string description() const;
 
-  /// Of these entries of the quarantine, those since the last run with a last word that no record of the log names: the
-  /// item that was being moved when a run was killed, also when the run after it was killed before it told. Reads the
-  /// whole log. Throws InputError when the log is damaged.
+  /// Filters quarantine entries to those added since the last complete run that no record names: items being moved when
+  /// a run was killed, even several runs in a row. Reads the whole log. Throws InputError when it is damaged.
   std::vector<QuarantineDisposer::Entry> unrecorded(const std::string& log,
                                                     std::vector<QuarantineDisposer::Entry> entries) const;
 };

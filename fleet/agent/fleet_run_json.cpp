@@ -1,4 +1,4 @@
-// What `tidra fleet run --json` prints of a run.
+// The output of `tidra fleet run --json`.
 #include "core/base/json_fields.h"
 #include "fleet/agent/fleet_runner.h"
 

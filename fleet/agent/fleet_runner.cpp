@@ -34,10 +34,10 @@ class Run {
 
   FleetRunResult execute() {
     begin();
-    // Log and lock are the host's own, whatever the hub says.
+    // Log and lock are the host's own, never the hub's choice.
     const auto own = ResolvedPolicy::make(runner_.policy, runner_.host);
-    // Looked at before the lock, so that a log that cannot be used is told as such, and opened behind it, since the
-    // run that held the lock has written until then.
+    // Validate the log before taking the lock, for a clear error; reopen it afterwards, because the previous holder
+    // appended.
     AuditLog{own.auditPath};
     RunLock lock(own.lockPath);
     acquire(lock);
@@ -105,7 +105,7 @@ class Run {
     result_.dryRun = policy().dryRun;
   }
 
-  /// To be called when the log tells of the policy. One that could not be kept is worth no run.
+  /// Call after the policy is recorded. A failure to store it is only a warning: the run goes on.
   void keepPolicy(const ResolvedPolicy& resolved) const {
     if (effective_.isChanged) say("policy changed: " + effective_.origin);
     if (!effective_.next) return;
@@ -124,16 +124,16 @@ class Run {
     }
   }
 
-  /// A run that fails leaves a record of why, if the log still takes one.
+  /// Records why the run failed, if the log still accepts a record.
   static void recordFailure(const RunRecorder& recorder, const std::exception& failure) {
     try {
       recorder.failed(failure.what());
     } catch (const std::exception&) {
-      return;  // the failure of the log is most likely the very failure that is thrown on
+      return;  // most likely the log is what failed; keep the original exception
     }
   }
 
-  /// What an earlier run, or someone else, did to the log.
+  /// Records broken runs and tampering found in the log.
   void tellOfThePast(const ResolvedPolicy& resolved, const AuditLog& log, const RunRecorder& recorder) const {
     const auto tell = [&](const std::string& message) {
       warn(message);
@@ -150,7 +150,7 @@ class Run {
     }
   }
 
-  /// None when the quarantine cannot be read; whoever wants to use it tells why.
+  /// Empty when the quarantine cannot be read; its users report why.
   std::vector<QuarantineDisposer::Entry> quarantined(const ResolvedPolicy& resolved) const {
     try {
       const auto host = TidraHost::name(runner_.host.environment);
@@ -161,7 +161,7 @@ class Run {
   }
 
   void steps(const ResolvedPolicy& resolved, AuditLog& log, const RunRecorder& recorder) {
-    log.totals();  // a log that cannot be summed up is told now rather than after the removals
+    log.totals();  // fails on a damaged log before anything is removed
     recorder.started(effective_.origin, effective_.isChanged);
     say(fmt::format("run {} started, policy {}{}", result_.runID, policy().name, result_.dryRun ? ", dry run" : ""));
     keepPolicy(resolved);
@@ -178,7 +178,7 @@ class Run {
     const auto snapshot = publish(resolved, log);
     finish(recorder);
     if (snapshot) report(*snapshot, log, recorder);
-    log.totals();  // so that the checkpoint covers the run's last record, and a loss of it shows
+    log.totals();  // updates the checkpoint to the last record, so that its loss is detected
   }
 
   void scan(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
@@ -202,7 +202,7 @@ class Run {
     candidates_ = std::move(selection.candidates);
     const PolicyDecision& decision = result_.decision;
     for (const auto& skipped : decision.skipped) {
-      if (isCancelled()) return;  // each record is flushed, which takes long for many
+      if (isCancelled()) return;  // each record is flushed, which is slow for many
       recorder.skipped(skipped.item, std::string(rawValue(skipped.reason)));
     }
     for (const auto& kept : result_.kept) recorder.skipped(kept.item, "kept", kept.reason);
@@ -264,7 +264,7 @@ class Run {
     result_.unmeasured.clear();
   }
 
-  /// What a tool removes is gone for good, whatever the policy's method.
+  /// Tools delete at once, regardless of the policy's method.
   DisposalMethod methodFor(const CleanupPlan::Item& item) const {
     return isToolBackedTarget(item.path) ? DisposalMethod::delete_ : policy().disposal.method;
   }
@@ -327,7 +327,7 @@ class Run {
     }
   }
 
-  /// An interrupted scan tells too little to be published; what the last run told stays.
+  /// An interrupted scan is incomplete: keep the metrics published last.
   std::optional<FleetMetricsSnapshot> publish(const ResolvedPolicy& resolved, const AuditLog& log) {
     result_.report = std::move(outcome_.report);
     result_.duration = seconds();
@@ -354,8 +354,8 @@ class Run {
     say("run finished: " + message);
   }
 
-  /// The log's head is looked at behind the run's last record. A report that fails is tried again by no one: the next
-  /// run's says everything anew.
+  /// Reports the head of the log after the run's last record. A failed report is not retried: the next run reports the
+  /// state anew.
   void report(const FleetMetricsSnapshot& snapshot, const AuditLog& log, const RunRecorder& recorder) {
     result_.hostReport = makeHostReport(result_, snapshot,
                                         {.hub = runner_.policy.hub,
@@ -375,9 +375,9 @@ class Run {
   }
 
   const FleetRunner& runner_;
-  std::optional<HubClient> hub_;  // absent: none is used
+  std::optional<HubClient> hub_;  // absent: no hub
   EffectivePolicy effective_;
-  std::string ownQuarantine_;  // the hub's policy may name another
+  std::string ownQuarantine_;  // the hub's policy may set another
   std::chrono::steady_clock::time_point began_;
   ScanRequest request_;
   ScanOutcome outcome_;

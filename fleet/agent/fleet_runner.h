@@ -1,5 +1,5 @@
 // One unattended run of a policy: lock, audit, fetch the policy, scan, decide, dispose, purge, publish, report. The
-// fleet's parts meet the scanners and the deletion service here and nowhere else.
+// only place of the fleet that uses the scanners and the deletion service.
 #pragma once
 
 #include <cstdint>
@@ -21,12 +21,12 @@
 
 namespace tidra {
 
-/// What keeps a run from beginning.
+/// Why a run cannot start.
 class FleetRunError : public std::runtime_error {
  public:
   enum class Kind { locked, noRoots };
 
-  /// Another run holds the lock; `message` is the lock's own, `help` what to do when that is no run at all.
+  /// Another run holds the lock; `message` is the lock's own, `help` what to do if the process is not a run.
   static FleetRunError locked(const std::string& message, const std::string& help);
   static FleetRunError noRoots();
 
@@ -46,18 +46,18 @@ struct FleetRunResult {
   double duration = 0;  // seconds
   ScanReport report;
   PolicyDecision decision;
-  DisposalOutcome disposal;                // of the selected items; empty in a dry run but for what would fail
-  std::vector<UnmeasuredSize> unmeasured;  // of what the receipts in `disposal` have no bytes
+  DisposalOutcome disposal;                // of the selected items; in a dry run only expected failures
+  std::vector<UnmeasuredSize> unmeasured;  // for receipts in `disposal` without bytes
   DisposalOutcome purged;                  // of quarantine entries; the paths are those in quarantine
   std::string metricsText;                 // empty when the scan was interrupted
   bool dryRun = false;
   std::optional<HubHostReport> hostReport;  // absent when the scan was interrupted
-  std::optional<HubAck> hubAck;             // the hub took the report
-  std::optional<std::string> hubError;      // why it did not; without both nothing was to be reported
+  std::optional<HubAck> hubAck;             // present when the hub accepted the report
+  std::optional<std::string> hubError;      // why it did not; without both, nothing was to be reported
   std::vector<KeptItem> kept;               // not part of `decision`
-  bool interrupted = false;                 // asked to stop; what was not begun stays
+  bool interrupted = false;                 // stopped early; items not begun are untouched
 
-  /// Of the items that are gone: the sum of what the audit log has for each.
+  /// Bytes of removed items, summed as in the audit log.
   std::int64_t disposedBytes() const { return tidra::disposedBytes(disposal.receipts, unmeasured); }
   /// True when no disposal failed.
   bool succeeded() const { return disposal.failures.empty(); }
@@ -71,23 +71,22 @@ struct JsonCodec<FleetRunResult> {
 };
 
 struct FleetRunner {
-  FleetPolicy policy;   // the host's own; with hub.policy the hub's is laid over it before the run
-  bool dryRun = false;  // whatever a policy says
+  FleetPolicy policy;   // the host's own; with hub.policy the hub's is merged over it
+  bool dryRun = false;  // overrides the policy
   std::string tidraVersion{TidraCoreInfo::version};
   std::string actor;                                         // who starts the run; in every audit record
   std::optional<std::int64_t> intervalSeconds;               // between runs, for the hub
-  std::function<void(const std::string&)> log = &printLine;  // takes one line, without its end
+  std::function<void(const std::string&)> log = &printLine;  // called with one line, without line end
 
   TidraPathResolver host;  // the running user's home folder and the environment
   std::function<TimePoint()> clock;
-  /// Polled in every phase, from any thread; must not go back to false. Ends the run before the first removal or after
-  /// the item at hand, and an exchange with the hub at once.
+  /// Polled in every phase, from any thread; must stay true once it was. Ends the run before the first removal or after
+  /// the current item, and an exchange with the hub at once.
   std::function<bool()> shouldCancel = [] { return false; };
 
-  /// Runs the policy once. Throws FleetRunError; InputError when the audit log, the lock, the rules or a path cannot be
-  /// used; and what the audit log throws when it takes no more records, right after which nothing more is removed.
-  /// Single items that fail, a purge that fails, a textfile that cannot be written and a hub that is away or refuses
-  /// are part of the result.
+  /// Runs the policy once. Throws FleetRunError; InputError when the audit log, the lock, the rules or a path is
+  /// unusable; and what AuditLog::append throws, after which nothing more is removed. Failures of single items, a
+  /// purge, the textfile or the hub are part of the result.
   FleetRunResult run() const;
 };
 

@@ -13,9 +13,9 @@
 namespace tidra {
 namespace {
 
-constexpr std::chrono::milliseconds lookAround{200};    // how often a pause looks whether to stop
-constexpr std::chrono::seconds lookAtPolicy{5};         // and whether the policy has changed
-constexpr std::int64_t mostIntervalSeconds = 31536000;  // a year, which no clock overflows
+constexpr std::chrono::milliseconds lookAround{200};    // polling interval of a pause for a stop
+constexpr std::chrono::seconds lookAtPolicy{5};         // and for a changed policy
+constexpr std::int64_t mostIntervalSeconds = 31536000;  // a year, which overflows no clock
 
 }  // namespace
 
@@ -39,8 +39,8 @@ void FleetService::loadAtStart() {
   listen(policy_);
 }
 
-/// Opens the listener where the policy wants it. The former one goes only when that works, or comes back: the same port
-/// at another address is not to be had beside it.
+/// Opens the listener at the policy's address and closes the former one. On failure the former one stays, or is
+/// restarted if it used the same port, since both could not be bound at once.
 void FleetService::listen(const FleetPolicy& policy) {
   const auto resolved = ResolvedPolicy::make(policy, setting_.host);
   resolved.requireApartFrom(setting_.policyPath);
@@ -76,7 +76,7 @@ void FleetService::reloadIfChanged() {
     }
     complaint_.clear();
   } catch (const std::exception& failure) {
-    // Tried anew at each look: what is wrong may be the file's mode or a port in use, which the text does not show.
+    // Retry each time: the cause may be the file's mode or a port in use, not the text. Log only a new reason.
     if (complaint_ == failure.what()) return;
     complaint_ = failure.what();
     say(fmt::format("warning: the policy stays as it was: {}", escapedForTerminal(complaint_)));
@@ -104,7 +104,7 @@ void FleetService::runOnce(bool isFirst) {
     healthy_ = !result.hasFailures();
     server_->update(metricsText_, reportJson_, healthy_);
   } catch (const FleetRunError& failure) {
-    // A policy file may leave everything to the hub, which is away.
+    // The roots may come from a hub that is unreachable now.
     const bool mayComeYet = policy_.hub.policy && failure.kind() == FleetRunError::Kind::noRoots;
     if (isFirst && !mayComeYet) throw;
     say(fmt::format("no run: {}", failure.what()));

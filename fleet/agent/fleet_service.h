@@ -1,5 +1,4 @@
-// The agent as a service: a run at start and then every interval, the metrics listener beside it, and a policy that may
-// change meanwhile.
+// The agent as a service: a run at start and then every interval, a metrics listener, and reload of a changed policy.
 #pragma once
 
 #include <chrono>
@@ -18,28 +17,28 @@ namespace tidra {
 
 class FleetService {
  public:
-  /// Between runs when neither the command line nor the policy says: a day.
+  /// Interval when neither command line nor policy sets one: a day.
   static constexpr std::int64_t defaultIntervalSeconds = 86400;
-  /// How much longer than the interval a pause may be, in parts of it: hosts that started together drift apart.
+  /// Jitter: a pause may be longer by this fraction of the interval, so that hosts started together drift apart.
   static constexpr double mostJitter = 0.1;
 
   struct Setting {
     std::string policyPath;
     std::optional<std::int64_t> intervalSeconds;  // absent: the policy's
-    bool dryRun = false;                          // whatever the policy says
+    bool dryRun = false;                          // overrides the policy
     std::string actor;
     TidraPathResolver host;  // the running user's home folder and the environment
     std::function<TimePoint()> clock;
-    std::function<bool()> shouldStop;  // from any thread
+    std::function<bool()> shouldStop;  // called from any thread
     std::function<void(const std::string&)> log = &printLine;
-    std::function<void(std::uint16_t)> onListening = {};  // with the port, when the listener is up
+    std::function<void(std::uint16_t)> onListening = {};  // called with the port once the listener is open
   };
 
   explicit FleetService(Setting setting) : setting_(std::move(setting)) {}
 
-  /// Serves until asked to stop, which it does within a second unless an item is being disposed of. A failing run turns
-  /// the health to degraded. Throws before anything is removed: what loading a policy throws, InputError when the
-  /// listener cannot be opened, FleetRunError when another run holds the lock at the start.
+  /// Serves until asked to stop, then returns within a second unless an item is being removed. A failed run sets the
+  /// health to degraded. Throws before anything is removed: errors of loading a policy, InputError when the listener
+  /// cannot be opened, FleetRunError when another run holds the lock at the start.
   void serve();
 
  private:
@@ -56,10 +55,10 @@ class FleetService {
   Setting setting_;
   FleetPolicy policy_;
   std::string policyText_;  // of policy_
-  std::string complaint_;   // why the file's policy does not count, as last told; empty: it does
+  std::string complaint_;   // why the file's policy was rejected, as last logged; empty: it is valid
   ListenAddress address_;
   std::unique_ptr<MetricsServer> server_;
-  std::string metricsText_;  // as last published, for a listener on another address
+  std::string metricsText_;  // last published; for a listener reopened elsewhere
   std::string reportJson_;
   bool healthy_ = true;
 };

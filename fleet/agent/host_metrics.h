@@ -1,4 +1,4 @@
-// What the agent tells Prometheus about its host. docs/metrics.md describes every family.
+// The host's Prometheus metrics, described in docs/metrics.md.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace tidra {
 
-/// The figures after one policy run.
+/// The figures after one run.
 struct FleetMetricsSnapshot {
   std::string host;
   std::string version;  // of the program
@@ -35,16 +35,16 @@ struct FleetMetricsSnapshot {
   bool dryRun = false;
   std::uint64_t quarantineBytes = 0;
   std::int64_t quarantineItems = 0;
-  std::optional<std::uint64_t> volumeTotalBytes;  // both of the volume that holds the scan root
+  std::optional<std::uint64_t> volumeTotalBytes;  // these two: of the volume of the scan root
   std::optional<std::uint64_t> volumeAvailableBytes;
 
   bool operator==(const FleetMetricsSnapshot&) const = default;
 };
 
 struct PrometheusRenderer {
-  /// The text exposition, version 0.0.4: always the same families in the same order, except that a volume's are left
-  /// out while its figures are unknown. Categories are sorted; those that are the same once what is not UTF-8 has been
-  /// replaced give one sample with their sum, since a series that came twice would void the whole text.
+  /// Returns the text exposition format 0.0.4: the same families in the same order, without those of an unknown volume.
+  /// Categories are sorted; those that become equal when invalid UTF-8 is replaced are summed, since a duplicate series
+  /// invalidates the whole exposition.
   static std::string render(const FleetMetricsSnapshot& snapshot);
 };
 

@@ -25,7 +25,7 @@ std::map<std::string, std::int64_t> countedReasons(const FleetRunResult& result)
   return counts;
 }
 
-/// Of items of one size the first in the report come first.
+/// Stable: items of equal size keep the report's order.
 std::vector<HubTopItem> largestItems(const std::vector<ScanReportItem>& items, std::int64_t most) {
   std::vector<const ScanReportItem*> order;
   order.reserve(items.size());

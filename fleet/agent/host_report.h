@@ -1,4 +1,4 @@
-// What a run tells the hub.
+// The report of a run to the hub.
 #pragma once
 
 #include <cstdint>
@@ -12,16 +12,16 @@
 
 namespace tidra {
 
-/// What a report takes besides the run.
+/// Inputs of a report besides the run.
 struct HostReportCircumstances {
-  FleetPolicy::Hub hub;                         // tags, and how many of the largest findings
-  std::optional<std::int64_t> intervalSeconds;  // between runs; absent: the agent schedules none
-  std::int64_t auditSeq = 0;                    // at the head of the audit log
-  std::string auditHeadHash;                    // of the same; of no meaning while auditSeq is 0
+  FleetPolicy::Hub hub;                         // tags, and the number of largest findings to send
+  std::optional<std::int64_t> intervalSeconds;  // between runs; absent: none scheduled
+  std::int64_t auditSeq = 0;                    // of the last record of the audit log
+  std::string auditHeadHash;                    // of the same; undefined while auditSeq is 0
 };
 
-/// `snapshot` is the run's own. Findings that stay for a reason which no policy knows are skipped as "kept". Figures
-/// beyond 63 bits stay at the largest.
+/// `snapshot` is that of the run. Findings kept for reasons outside the policy are counted as skipped, "kept".
+/// Saturates at 63 bits.
 HubHostReport makeHostReport(const FleetRunResult& result, const FleetMetricsSnapshot& snapshot,
                              const HostReportCircumstances& circumstances);
 

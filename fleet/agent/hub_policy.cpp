@@ -1,5 +1,5 @@
-// A document passes three gates before a run: it is a valid policy, it goes with what the host keeps to itself, and the
-// host can carry it out. The copy that is kept passes all of them again, since the host's own policy may have changed.
+// A document must pass three checks before a run: it is a valid policy, it is compatible with the host's own, and the
+// host can execute it. The stored copy is checked again each time, since the host's own policy may have changed.
 #include "fleet/agent/hub_policy.h"
 
 #include <fmt/format.h>
@@ -32,10 +32,10 @@ template struct FieldCodec<HubPolicyState>;
 
 namespace {
 
-// A policy has at most 8 MiB, of which each byte takes up to six as JSON text.
+// A policy has at most 8 MiB; JSON escapes a byte in up to six.
 constexpr std::size_t mostStateBytes = std::size_t{64} * 1024 * 1024;
 
-/// Tells a damaged file: what a flipped bit makes of a path cannot be seen otherwise.
+/// Checksum: a flipped bit in a path would otherwise go unnoticed.
 std::string checkOf(const HubPolicyState& state) { return Sha256().update(HubJSON::compact(state)).finish(); }
 
 FleetPolicy usablePolicy(const HubPolicyQuestion& question, const std::string& document) {
@@ -44,7 +44,7 @@ FleetPolicy usablePolicy(const HubPolicyQuestion& question, const std::string& d
   return policy;
 }
 
-/// A sentence that goes on: without its full stop, and not as long as a document may make it.
+/// Makes a message a clause: without full stop, bounded in length.
 std::string clause(const std::exception& failure) {
   constexpr std::size_t longest = 500;
   std::string text = failure.what();
@@ -154,7 +154,7 @@ std::optional<HubPolicyState> HubPolicyState::read(const std::string& path) {
     auto state = object.required<HubPolicyState>("state");
     if (object.required<std::string>("check") == checkOf(state)) return state;
   } catch (const DecodingError&) {
-    // Told below, as any other damage.
+    // Falls through: reported as damaged below.
   }
   throw InputError(fmt::format("The copy of the hub's policy '{}' is damaged and is not used.", shown));
 }

@@ -1,5 +1,5 @@
-// The policy that a host carries out when the hub holds one for it: fetched before each run, laid over by what the host
-// keeps to itself, and kept for the days on which the hub is away. docs/policy.md tells the rules.
+// The policy that the hub holds for a host: fetched before each run, merged with the host's own, and stored for times
+// without the hub. Rules: docs/policy.md.
 #pragma once
 
 #include <functional>
@@ -14,29 +14,29 @@
 
 namespace tidra {
 
-/// What is kept between runs, in a file for the agent's user only.
+/// State stored between runs, in a file of mode 0600.
 struct HubPolicyState {
-  /// The last document from the hub that this host could carry out.
+  /// The last document of the hub that this host could execute.
   struct Copy {
-    std::string hub;   // where it was fetched
-    std::string name;  // under which
+    std::string hub;   // URL it was fetched from
+    std::string name;  // of the policy on the hub
     TimePoint fetchedAt{};
     std::string document;
 
     bool operator==(const Copy&) const = default;
   };
 
-  std::string carriedOut;  // fingerprint of the policy of the last run
+  std::string carriedOut;  // fingerprint of the last run's policy
   std::optional<Copy> copy;
 
-  /// The file beside an audit log.
+  /// The file's path, beside the audit log.
   static std::string pathFor(const std::string& auditLog);
 
-  /// None when there is no such file. Throws InputError, one sentence, for one that is damaged, or that another user
-  /// could have read or written.
+  /// None when the file is missing. Throws InputError, one sentence, when it is damaged or other users can read or
+  /// write it.
   static std::optional<HubPolicyState> read(const std::string& path);
 
-  /// Replaces the file as a whole. Throws InputError when that does not work or the folder is not safe.
+  /// Replaces the file atomically. Throws InputError when that fails or the folder is not safe.
   void write(const std::string& path) const;
 
   bool operator==(const HubPolicyState&) const = default;
@@ -45,25 +45,25 @@ struct HubPolicyState {
 /// The policy of one run.
 struct EffectivePolicy {
   FleetPolicy policy;
-  std::string origin;                  // where it is from and its fingerprint, for people; empty: no hub was ever asked
-  bool isChanged = false;              // the run before carried out another one
-  std::vector<std::string> warnings;   // sentences without their full stop, any bytes
-  std::optional<HubPolicyState> next;  // to be written once the change is on record; absent: nothing is to be kept
+  std::string origin;                  // source and fingerprint, for people; empty: no hub was ever used
+  bool isChanged = false;              // differs from the last run's
+  std::vector<std::string> warnings;   // sentences without full stop, any bytes
+  std::optional<HubPolicyState> next;  // write it once the change is recorded; absent: nothing to store
 };
 
 struct HubPolicyQuestion {
   FleetPolicy own;        // the host's policy file
   std::string statePath;  // HubPolicyState's file
   TidraPathResolver host;
-  std::function<std::string()> fetch;  // gives the hub's document; throws std::exception whose what() tells why not
+  std::function<std::string()> fetch;  // returns the hub's document; throws std::exception with a reason
   TimePoint now{};
 };
 
-/// The hub's policy; else the copy that is kept of it; else the host's own, which is also the answer when it names none
-/// of the hub's. Never throws for what the hub does.
+/// Returns the hub's policy, else its stored copy, else the host's own, which is also used when it names no hub policy.
+/// Never throws because of the hub.
 EffectivePolicy effectivePolicy(const HubPolicyQuestion& question);
 
-/// SHA-256 of everything in a policy but its `hub` section, which may hold a secret.
+/// SHA-256 of a policy without its `hub` section, which may hold a secret.
 std::string fingerprint(FleetPolicy policy);
 
 template <>

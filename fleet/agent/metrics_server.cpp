@@ -15,12 +15,11 @@ using namespace std::chrono_literals;
 
 constexpr int backlog = 16;
 constexpr std::size_t mostRequestBytes = 4096;
-// A client holds the only thread no longer than these. A scraper on the same network needs some milliseconds.
+// One thread serves all clients; these bound how long each can hold it. A local scraper needs milliseconds.
 constexpr auto requestWait = 1s;
 constexpr auto answerWait = 5s;
 constexpr auto closeWait = 250ms;
-/// After a failed accept, which mostly means that descriptors have run out: the connection that waits would make a loop
-/// without a pause spin.
+/// Pause after a failed accept (mostly EMFILE): the pending connection would keep poll() ready and the loop spinning.
 constexpr auto shortagePause = 100ms;
 
 struct RequestLine {
@@ -28,7 +27,7 @@ struct RequestLine {
   std::string_view path;  // of the target, without its query
 };
 
-/// Takes what is there: a line that is cut short has fewer or shorter parts, which then name nothing that is served.
+/// Lenient: a truncated line yields fewer or shorter parts, which match no resource.
 RequestLine requestLineOf(std::string_view request) {
   std::string_view line = request.substr(0, request.find_first_of("\r\n"));
   RequestLine parts;
@@ -92,7 +91,7 @@ void MetricsServer::stop() {
   close();
 }
 
-/// Only without the thread: a descriptor that is closed while it is polled may come to stand for something else.
+/// Call only without the thread: a descriptor number closed during poll() may be reused.
 void MetricsServer::close() {
   socketFD_.reset();
   stopping_.reset();

@@ -1,4 +1,4 @@
-// A small HTTP listener that serves the latest metrics, the latest report and the agent's health.
+// A small HTTP listener for the latest metrics, the latest report and the agent's health.
 #pragma once
 
 #include <atomic>
@@ -15,39 +15,37 @@
 
 namespace tidra {
 
-/// GET /metrics and / give the metrics, /report the report as JSON, /healthz 200 or 503; what follows a "?" is ignored.
-/// Connections are served one after the other on one thread. A client that sends nothing for a second, or takes more
-/// than a few to fetch its answer, is left.
+/// GET /metrics and / return the metrics, /report the report as JSON, /healthz 200 or 503; a query is ignored. One
+/// thread serves one connection at a time. Clients that send nothing for a second, or read too slowly, are closed.
 class MetricsServer {
  public:
   using ServerError = ListeningError;
 
-  /// `host` is a dotted IPv4 address, "0.0.0.0" for all interfaces. Port 0 lets the system choose a free one. Nothing
-  /// is opened yet.
+  /// `host` is an IPv4 address, "0.0.0.0" for all interfaces. Port 0 picks a free one. Nothing is opened yet.
   MetricsServer(std::string host, std::uint16_t port);
-  /// Stops.
+  /// Calls stop().
   ~MetricsServer();
   MetricsServer(const MetricsServer&) = delete;
   MetricsServer& operator=(const MetricsServer&) = delete;
 
-  // start and stop are called from one thread; everything else from any.
+  // Call start and stop from one thread; the rest is thread-safe.
 
-  /// Opens the socket and starts the thread; nothing happens while it is started. Throws ServerError, and
-  /// std::system_error when there is no thread to be had; then nothing is left open.
+  /// Opens the socket and starts the thread; no effect while running. Throws ServerError, and std::system_error without
+  /// a thread; then nothing stays open.
   void start();
 
-  /// Replaces what is served. Until the first call the metrics are a comment that no run has been, the report is an
-  /// empty object, and the health is good.
+  /// Replaces the published values. Before the first call the metrics are a comment, the report is an empty object, and
+  /// the health is good.
   void update(std::string metricsText, std::string reportJSON, bool healthy);
 
-  /// Replaces the health alone, for a run that failed before it had figures.
+  /// Sets the health only, for a run that failed before it had figures.
   void setHealthy(bool healthy);
 
-  /// Ends the thread, leaving the client that it serves, and closes the socket: at once, whatever clients do. Nothing
-  /// happens when it is not started. It can be started again.
+  /// Ends the thread at once, dropping its client, and closes the socket. No effect when not running. May be started
+  /// again.
   void stop();
 
-  /// The port that is listened on; while not started, the one that was asked for.
+  /// The port listened on; while not running, the one requested.
   std::uint16_t port() const;
 
  private:

@@ -1,4 +1,4 @@
-// The metrics as a file for the textfile collector of a node exporter.
+// The metrics as a file for the node exporter's textfile collector.
 #pragma once
 
 #include <string>
@@ -7,12 +7,10 @@
 namespace tidra {
 
 struct MetricsTextfile {
-  /// Replaces the file at `path` as a whole: a collector meets the old text or the new one. Missing folders are made.
-  /// Everybody may read the file and the folders made, whatever the process's mask, since collectors run as a user of
-  /// their own. The temporary file is `path` + ".tmp-" + the process id, a name that collectors pass over; it is gone
-  /// afterwards, also after a failure, and one that a killed process with the same id left behind is replaced. No
-  /// symbolic link in its place or in that of the file is followed. Throws std::system_error whose what() names the
-  /// path; the former file is then still there.
+  /// Replaces the file at `path` by an atomic rename. Missing folders are created. The file and these folders are
+  /// world-readable regardless of the umask, since collectors run as another user. The temporary file is `path` +
+  /// ".tmp-" + pid, which collectors ignore; it is removed on failure too, and a stale one is replaced. Symlinks at
+  /// either place are not followed. Throws std::system_error that names the path; the former file then remains.
   static void write(std::string_view text, const std::string& path);
 };
 

@@ -1,4 +1,4 @@
-// Finding, a word at a time, where ordinary text ends. Nearly all text of a log is ordinary.
+// A word-at-a-time (SWAR) scan for characters that JSON must escape. Nearly all text of a log is plain.
 #pragma once
 
 #include <bit>
@@ -9,8 +9,8 @@
 
 namespace tidra {
 
-/// The eight bytes there, and the high bit of each of them that is no plain text: that is no ASCII, or is a control
-/// character, a quote or a backslash. Only the lowest mark is sure.
+/// Eight bytes, with the high bit set of each that is not plain: non-ASCII, a control character, a quote or a
+/// backslash. Only the lowest mark is reliable.
 struct PlainTextWord {
   std::uint64_t bytes = 0;
   std::uint64_t marks = 0;
@@ -19,7 +19,7 @@ struct PlainTextWord {
     std::memcpy(&bytes, text, sizeof bytes);
     constexpr std::uint64_t everyByte = 0x0101010101010101U;
     constexpr std::uint64_t highBits = 0x8080808080808080U;
-    // Taking away what is tested for sets the high bit of a byte that is less. What it borrows may mark the next ones.
+    // Subtracting sets the high bit of a smaller byte. Borrows can set false marks above the lowest one.
     const std::uint64_t quotes = (bytes ^ (everyByte * '"')) - everyByte;
     const std::uint64_t backslashes = (bytes ^ (everyByte * '\\')) - everyByte;
     const std::uint64_t controls = bytes - everyByte * ' ';
@@ -32,7 +32,7 @@ inline bool isPlain(char byte) {
   return c >= ' ' && c < 0x80 && c != '"' && c != '\\';
 }
 
-/// How many bytes at the beginning are plain text, which stands in JSON text as it is.
+/// Length of the plain prefix, which needs no escaping in JSON.
 inline std::size_t plainLength(std::string_view text) {
   std::size_t at = 0;
   for (; text.size() - at >= sizeof(std::uint64_t); at += sizeof(std::uint64_t)) {
@@ -45,7 +45,7 @@ inline std::size_t plainLength(std::string_view text) {
   return at;
 }
 
-/// Copies a text that is plain as a whole to where there is room for it; otherwise false, and anything may stand there.
+/// Copies a text if it is all plain; else returns false with `to` overwritten.
 inline bool copyPlain(std::string_view text, char* to) {
   constexpr std::size_t wordBytes = sizeof(std::uint64_t);
   std::uint64_t marks = 0;
@@ -57,7 +57,7 @@ inline bool copyPlain(std::string_view text, char* to) {
   std::size_t at = 0;
   for (; text.size() - at >= wordBytes; at += wordBytes) copyWord(at);
   if (at > 0 && at < text.size()) {
-    copyWord(text.size() - wordBytes);  // overlaps the one before it
+    copyWord(text.size() - wordBytes);  // overlaps the one before
     at = text.size();
   }
   bool isWhole = marks == 0;

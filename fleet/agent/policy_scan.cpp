@@ -40,9 +40,9 @@ PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resol
   request.scanProjects = !request.roots.empty();
   request.categories = asSet(policy.scan.categories);
   request.scanSystem = !request.categories || !request.categories->empty();
-  request.systemReach = SystemReach::everywhere;  // the categories say what takes part
+  request.systemReach = SystemReach::everywhere;  // the categories select
   request.exclusions = resolved.exclude;
-  // The evaluator protects what the texts of paths show; what a pattern matches inside an item only the scan sees.
+  // The evaluator matches texts of paths only; the scan sees what a pattern matches inside an item.
   request.exclusions.keptPatterns = makePolicyFilter(policy.never.paths, resolved.resolver).globPatterns;
   request.quarantines = {resolved.quarantine.directory};
   request.ecosystems = asSet(policy.scan.ecosystems);

@@ -1,4 +1,4 @@
-// The scan that a policy asks for.
+// The scan of a policy.
 #pragma once
 
 #include <string>
@@ -12,10 +12,10 @@ namespace tidra {
 
 struct PolicyScan {
   ScanRequest request;
-  std::vector<std::string> warnings;  // roots that cannot be scanned, ids that no rule has; a sentence each
+  std::vector<std::string> warnings;  // unusable roots, unknown rule ids; a sentence each
 };
 
-/// `now` is when the scan begins. Without `scan.categories` everything outside projects is scanned. Throws InputError
+/// `now` is the time of the scan. Without `scan.categories` everything outside projects is scanned. Throws InputError
 /// as makePolicyCatalog does.
 PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resolved, TimePoint now);
 

@@ -1,6 +1,5 @@
-// An existing file is cleared only when the process that it names is gone, and only if it still is the file that was
-// looked at: of two runs that find the same leftover, the slower one must not remove the lock that the faster one has
-// taken meanwhile. Exclusion itself rests on creating the file exclusively.
+// Mutual exclusion rests on O_EXCL. A stale file is removed only when its process is gone, and only if it is still the
+// same inode: otherwise the slower of two runs that find it could remove the faster one's new lock.
 #include "fleet/agent/run_lock.h"
 
 #include <fmt/format.h>
@@ -33,9 +32,9 @@ std::optional<std::int32_t> parsePid(std::string_view text) {
   return pid;
 }
 
-/// What an open lock file holds, from its start.
+/// The content of an open lock file.
 std::string contentOf(const FileDescriptor& file) {
-  constexpr std::size_t more = 4096;  // than any process id with white space around it
+  constexpr std::size_t more = 4096;  // longer than any process id with white space
   std::string content(more, '\0');
   const auto size = readAt(file, 0, content.data(), content.size());
   content.resize(size ? *size : 0);
@@ -44,7 +43,7 @@ std::string contentOf(const FileDescriptor& file) {
 
 [[noreturn]] void failWith(std::error_code reason, const std::string& what) { throw std::system_error(reason, what); }
 
-/// The lock file that is there; none when it is missing or must not be read.
+/// Opens an existing lock file; none when it is missing or unreadable.
 FileDescriptor openPresent(const std::string& url) {
   const auto facts = pathFacts(url);
   if (!facts) return {};
@@ -59,7 +58,7 @@ FileDescriptor openPresent(const std::string& url) {
   return file ? std::move(file->descriptor) : FileDescriptor{};
 }
 
-/// Removes what a run that is gone has left. Throws LockError when it is not gone.
+/// Removes a stale lock. Throws LockError when its process is alive.
 void clearLeftover(const std::string& url) {
   const FileDescriptor file = openPresent(url);
   if (!file) return;
@@ -71,7 +70,7 @@ void clearLeftover(const std::string& url) {
   }
 }
 
-/// Who has won the race for the file. That run may be about to write its number, so an empty file is given a moment.
+/// The winner of the race for the file. It may not have written its process id yet, so wait a moment for an empty file.
 std::int32_t winnerOf(const std::string& url) {
   constexpr int attempts = 50;
   for (int i = 0; i < attempts; ++i) {
@@ -113,7 +112,7 @@ void RunLock::acquire() {
                                  escapedForTerminal(url_), made.failure().message()));
   }
   if (const auto failure = appendWhole(*made, fmt::format("{}\n", currentProcess()), 0)) {
-    static_cast<void>(removeIfSame(url_, *made));  // what stays is stale, and the next run takes it over
+    static_cast<void>(removeIfSame(url_, *made));  // best effort: the next run replaces a stale file
     failWith(failure, fmt::format("The lock file {} cannot be written", url_));
   }
   file_ = std::move(*made);
@@ -122,7 +121,7 @@ void RunLock::acquire() {
 
 void RunLock::release() {
   if (!held_) return;
-  static_cast<void>(removeIfSame(url_, file_));  // what stays is stale, and the next run takes it over
+  static_cast<void>(removeIfSame(url_, file_));  // best effort: the next run replaces a stale file
   file_.reset();
   held_ = false;
 }

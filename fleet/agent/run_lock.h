@@ -1,4 +1,4 @@
-// Keeps two unattended runs on one host apart: a file that holds the process id of the run that owns it.
+// A mutex between processes: a file with the process id of the run that holds it.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,8 @@
 
 namespace tidra {
 
-/// Free (no file), then held (a file with this process's id), then free again on release or destruction. What a run
-/// that died left behind is taken over. Not to be shared between threads.
+/// Acquired by creating the file, released by removing it, at the latest by the destructor. A stale lock of a dead
+/// process is replaced. Not thread-safe.
 class RunLock {
  public:
   /// Another run holds the lock.
@@ -18,9 +18,9 @@ class RunLock {
    public:
     LockError(std::int32_t pid, const std::string& url);
 
-    /// The owner's process id; -1 when the file does not hold one.
+    /// The holder's process id; -1 when the file has none.
     std::int32_t pid() const { return pid_; }
-    /// A sentence about what to do when that is no run at all, such as a number that another program got since.
+    /// What to do when that process is not a run, for instance because its id was reused.
     const std::string& help() const { return help_; }
 
    private:
@@ -34,11 +34,11 @@ class RunLock {
   RunLock(const RunLock&) = delete;
   RunLock& operator=(const RunLock&) = delete;
 
-  /// Makes the folders above the file that are missing, and the file. Throws LockError when another run holds it,
-  /// InputError when what is there can be no lock file or its folder cannot be made, and std::system_error.
+  /// Creates the file and missing folders above it. Throws LockError when another run holds it, InputError when the
+  /// path is unusable, and std::system_error.
   void acquire();
 
-  /// Removes the file if this object holds it.
+  /// Removes the file if held by this object.
   void release();
 
   bool held() const { return held_; }
@@ -47,7 +47,7 @@ class RunLock {
  private:
   const std::string url_;
   bool held_ = false;
-  FileDescriptor file_;  // while held; tells this lock from one that took its place
+  FileDescriptor file_;  // open while held; identifies our file by inode
 };
 
 }  // namespace tidra

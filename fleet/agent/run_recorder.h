@@ -1,4 +1,4 @@
-// What one run writes into the audit log, event by event. docs/audit.md lists the fields of each.
+// The audit records of one run. docs/audit.md lists the fields of each event.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ namespace tidra {
 
 class RunRecorder {
  public:
-  /// What every record of the run tells.
+  /// Fields common to all records of the run.
   struct Run {
     std::string id;
     std::string host;
@@ -25,15 +25,15 @@ class RunRecorder {
     std::function<TimePoint()> clock;
   };
 
-  /// The log must outlive this. Every call below appends one record and throws what AuditLog::append throws.
+  /// The log must outlive this. Each method below appends one record and throws what AuditLog::append throws.
   RunRecorder(AuditLog& log, Run run) : log_(log), run_(std::move(run)) {}
 
-  /// `origin` tells where the policy is from, when the hub has a say in that.
+  /// `origin` is the source of the policy, empty without a hub.
   void started(const std::string& origin, bool isPolicyChanged) const;
   void scanCompleted(const std::string& message, std::int64_t bytes) const;
   void skipped(const ScanReportItem& item, const std::string& reason, const std::string& message = "") const;
   void planned(const std::string& message, std::int64_t bytes) const;
-  /// `bytes`: what the item counts for.
+  /// `bytes`: the item's share of the totals.
   void disposed(const CleanupPlan::Item& item, const DisposalReceipt& receipt, std::int64_t bytes) const;
   void wouldBeDisposed(const CleanupPlan::Item& item, DisposalMethod method) const;
   void disposeFailed(const CleanupPlan::Item& item, DisposalMethod method, const std::string& message) const;
@@ -41,9 +41,9 @@ class RunRecorder {
   void finished(const std::string& message, std::int64_t disposedBytes) const;
   void hubReported(const std::string& url) const;
   void error(const std::string& message) const;
-  /// The last word of a run that failed as a whole.
+  /// The final record of a failed run.
   void failed(const std::string& message) const;
-  /// An item in quarantine of which a broken run left no record.
+  /// A quarantined item that a broken run did not record.
   void foundUnrecorded(const QuarantineDisposer::Entry& entry, const std::string& message) const;
 
  private:

@@ -52,7 +52,7 @@ void addQuarantine(FleetMetricsSnapshot& snapshot, const QuarantineDisposer& qua
       ++snapshot.quarantineItems;
     }
   } catch (const std::exception&) {
-    return;  // whoever disposes or purges tells why the folder cannot be trusted
+    return;  // disposing and purging report why the folder is not trusted
   }
 }
 

@@ -1,4 +1,4 @@
-// The figures of one run for Prometheus.
+// The metrics of one run.
 #pragma once
 
 #include <string>
@@ -10,12 +10,12 @@
 
 namespace tidra {
 
-/// `totals` are the log's before the run's last record; the run itself is added to its runs, so that what is published
-/// when a run ends agrees with the log from then on. What lies in quarantine is left at 0.
+/// `totals` are those before the run's final record; this run is added, so that the published values agree with the log
+/// once it ends. Quarantine figures stay 0.
 FleetMetricsSnapshot makeSnapshot(const FleetRunResult& result, const std::string& policyName,
                                   const std::string& tidraVersion, const AuditTotals& totals);
 
-/// Adds what lies in quarantine; nothing when the quarantine cannot be read.
+/// Adds the quarantine's figures; no effect when it cannot be read.
 void addQuarantine(FleetMetricsSnapshot& snapshot, const QuarantineDisposer& quarantine);
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// SHA-256 by OpenSSL's libcrypto, which uses the processor's instructions for it.
+// SHA-256 from OpenSSL's libcrypto, which uses the CPU's SHA instructions.
 #pragma once
 
 #include <memory>
@@ -7,10 +7,10 @@
 
 namespace tidra {
 
-/// Hashes one text after another. Not to be shared between threads.
+/// Incremental and reusable. Not thread-safe.
 class Sha256 {
  public:
-  /// Throws std::runtime_error where the library offers no SHA-256.
+  /// Throws std::runtime_error when the library has no SHA-256.
   Sha256();
   ~Sha256();
   Sha256(const Sha256&) = delete;
@@ -18,7 +18,7 @@ class Sha256 {
 
   Sha256& update(std::string_view bytes);
 
-  /// The digest of what was fed since the last one, as 64 lower-case hexadecimal digits.
+  /// The digest of everything since the last one, 64 lower-case hexadecimal digits.
   std::string finish();
 
  private:

@@ -15,7 +15,7 @@ void requireOwnLinks(const std::string& folder, std::string_view what) {
     throw InputError(
         fmt::format("The folder {} for the {} cannot be used: {}.", escapedForTerminal(folder), what, error.what()));
   } catch (const std::system_error&) {
-    return;  // what is missing or closed is told by whoever makes or opens it
+    return;  // missing or unreadable folders are reported when created or opened
   }
 }
 

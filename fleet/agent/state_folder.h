@@ -1,4 +1,4 @@
-// The folders in which the agent keeps its audit log and its lock.
+// The folders of the agent's audit log and lock.
 #pragma once
 
 #include <string>
@@ -6,12 +6,11 @@
 
 namespace tidra {
 
-/// Throws InputError for a link of another user on the way to the folder, which could lead anywhere. `what` tells what
-/// is kept there ("audit log").
+/// Guards against symlink attacks: throws InputError when a link of another user is on the way to the folder. `what`
+/// names its content ("audit log").
 void requireOwnLinks(const std::string& folder, std::string_view what);
 
-/// Makes a folder and those above it that are missing, for the owner only. Throws InputError when that does not work,
-/// and as requireOwnLinks.
+/// Creates a folder and missing parents with mode 0700. Throws InputError on failure, and as requireOwnLinks does.
 void makeStateFolder(const std::string& folder, std::string_view what);
 
 }  // namespace tidra

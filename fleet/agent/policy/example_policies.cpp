@@ -2,7 +2,7 @@
 
 namespace tidra {
 
-/// The bytes of the files in examples/, compiled in.
+/// The files of examples/, compiled in.
 extern const std::string_view agentHostPolicyText;
 extern const std::string_view developerPolicyText;
 

@@ -1,4 +1,4 @@
-// The policies that ship with the program, to start one's own from.
+// The example policies that ship with the program.
 #pragma once
 
 #include <array>
@@ -10,7 +10,7 @@ namespace tidra {
 struct ExamplePolicies {
   static constexpr std::array<std::string_view, 2> names{"agent-host", "developer"};
 
-  /// The JSON text of an example, as its author wrote it; none for an unknown name.
+  /// The JSON text of an example, unchanged; none for an unknown name.
   static std::optional<std::string_view> text(std::string_view name);
 };
 

@@ -28,7 +28,7 @@ bool isEcosystem(const std::string& key) {
                      [&](const auto& ecosystem) { return ecosystem.key == key; });
 }
 
-/// True for what a URL may be written with.
+/// True for a character that is valid in a URL.
 bool isUrlCharacter(char c) {
   constexpr std::string_view forbidden = "\"<>\\^`{|}";
   return c > ' ' && c < '\x7f' && forbidden.find(c) == std::string_view::npos;
@@ -106,7 +106,7 @@ std::string readPolicyFile(const std::string& path) {
   if (bytes.failure() == std::errc::file_too_large) {
     throw InputError(fmt::format("Policy '{}' is longer than 8 MiB; name a file with a policy.", shown));
   }
-  // The failure of what is there but no regular file says little.
+  // errno alone is unhelpful when the path is no regular file.
   const auto facts = followedFacts(path);
   if (facts && facts->type == EntryType::directory) {
     throw InputError(fmt::format("Policy '{}' is a folder; name the policy file in it.", shown));

@@ -1,5 +1,5 @@
-// The document that drives an unattended cleanup of one host: what is scanned, what may go, what never goes, and where
-// the traces are kept. docs/policy.md is the format's document.
+// The policy: drives an unattended cleanup of one host. What is scanned, what may be removed, what never, and where to
+// log. Format: docs/policy.md.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@
 
 namespace tidra {
 
-/// A policy was read but cannot be used. what() is the sentence for people.
+/// A decoded policy that is not valid. what() is a sentence for people.
 class FleetPolicyError : public std::runtime_error {
  public:
   enum class Kind { unsupportedSchema, invalid };
@@ -33,7 +33,7 @@ class FleetPolicyError : public std::runtime_error {
   Kind kind_;
 };
 
-/// Paths and patterns stand as they were written; ResolvedPolicy tells what they mean on a host.
+/// Paths and patterns are literal; ResolvedPolicy interprets them on a host.
 struct FleetPolicy {
   struct Scan {
     std::vector<std::string> roots = {"~"};
@@ -43,7 +43,7 @@ struct FleetPolicy {
     std::vector<std::string> exclude;                    // folders and patterns
     std::vector<std::string> extraRules;                 // rule catalog files
     std::vector<std::string> disabledRules;              // rule ids
-    std::vector<std::string> unskip;                     // entries of the skip list that are walked all the same
+    std::vector<std::string> unskip;                     // entries of the skip list to walk anyway
 
     bool operator==(const Scan&) const = default;
   };
@@ -53,11 +53,11 @@ struct FleetPolicy {
     static constexpr std::int64_t defaultMinIdleDays = 7;
 
     std::vector<ArtifactSafetyTier> tiers = {ArtifactSafetyTier::safe};
-    std::optional<std::vector<std::string>> categories;  // absent: every one; empty: none
-    std::optional<std::vector<std::string>> ecosystems;  // absent: every one; empty: none
+    std::optional<std::vector<std::string>> categories;  // absent: all; empty: none
+    std::optional<std::vector<std::string>> ecosystems;  // absent: all; empty: none
     std::int64_t minIdleDays = defaultMinIdleDays;
     bool requireKnownIdle = false;
-    bool requireEvidence = false;  // projects' findings that nothing shows a tool to have made are skipped
+    bool requireEvidence = false;  // skip findings in projects without evidence of a tool
     std::uint64_t minBytes = defaultMinBytes;
     std::optional<std::uint64_t> maxBytesPerRun;
     std::optional<std::int64_t> maxItemsPerRun;
@@ -91,7 +91,7 @@ struct FleetPolicy {
   };
 
   struct Metrics {
-    std::optional<std::string> textfile;  // absent: none is written
+    std::optional<std::string> textfile;  // absent: no textfile
     std::optional<std::string> listen;    // host, ":" and port
 
     bool operator==(const Metrics&) const = default;
@@ -101,15 +101,15 @@ struct FleetPolicy {
     static constexpr std::int64_t defaultTopItems = 25;
     static constexpr std::int64_t mostTopItems = 200;
 
-    std::optional<std::string> url;  // absent or empty: nothing is reported
+    std::optional<std::string> url;  // absent or empty: no reports
     std::optional<std::string> token;
     std::optional<std::string> tokenFile;
-    std::optional<std::string> policy;  // name of the policy that the hub holds for this host
+    std::optional<std::string> policy;  // name of the hub's policy for this host
     std::map<std::string, std::string> tags;
     std::int64_t topItems = defaultTopItems;  // largest findings sent with a report
     std::optional<std::int64_t> intervalSeconds;
 
-    /// True when reports are to be sent.
+    /// True when reports are sent.
     bool isUsed() const { return url && !url->empty(); }
 
     bool operator==(const Hub&) const = default;
@@ -131,39 +131,37 @@ struct FleetPolicy {
   std::int64_t dormantMonths = ActivityThresholds{}.dormantMonths;
   std::int64_t inactiveMonths = ActivityThresholds{}.inactiveMonths;
 
-  /// Reads, decodes and validates a file. Throws InputError for one that cannot be read, and what parse() throws.
+  /// Reads, decodes and validates a file. Throws InputError when it cannot be read, and as parse() does.
   static FleetPolicy load(const std::string& path);
 
-  /// Decodes and validates a document. Throws DecodingError for text that is no policy and FleetPolicyError for a
-  /// policy that cannot be used.
+  /// Decodes and validates a document. Throws DecodingError when it is no policy, FleetPolicyError when it is invalid.
   static FleetPolicy parse(std::string_view text);
 
   /// Throws the first FleetPolicyError found.
   void validate() const;
 
-  /// The policy as JSON text with sorted keys. Defaults are written out, what is absent is left out.
+  /// JSON with sorted keys; defaults are written, absent values omitted.
   std::string text() const;
 
-  /// The thresholds of the activity classes, as far as their type holds them.
+  /// The activity thresholds, clamped to the range of their type.
   ActivityThresholds thresholds() const;
 
   bool operator==(const FleetPolicy&) const = default;
 };
 
-/// The bytes of a policy file, not yet decoded. Throws InputError, one sentence that names the file, for what is
-/// missing, unreadable, a folder, a pipe or a device, or beyond 8 MiB.
+/// Returns the bytes of a policy file. Throws InputError, a sentence that names the file, when it is missing,
+/// unreadable, not a regular file, or longer than 8 MiB.
 std::string readPolicyFile(const std::string& path);
 
-/// Throws InputError for a file that belongs to another user, or that everybody may write to: whoever writes a policy
-/// decides what its runs remove.
+/// Throws InputError for a file of another user or one that everybody can write: who writes a policy decides what its
+/// runs remove.
 void requireTrustedPolicyFile(const std::string& path);
 
-/// The keys of a policy that mean nothing and are ignored, by place ("autoClean.minBtyes"): mostly slips of the pen.
-/// The text is one that parse() takes.
+/// Unknown keys, which are ignored, by place ("autoClean.minBtyes"): mostly typing errors. `text` must be one that
+/// parse() accepts.
 std::vector<std::string> unknownPolicyKeys(std::string_view text);
 
-/// Decoding fills in the defaults but does not validate, apart from the schema version, which is looked at before
-/// anything else.
+/// Decoding fills in defaults. It checks the schema version first, and validates nothing else.
 template <>
 struct JsonCodec<FleetPolicy> {
   static nlohmann::json encode(const FleetPolicy& policy);

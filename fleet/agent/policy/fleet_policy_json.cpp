@@ -1,5 +1,5 @@
-// The JSON form of a policy. A text is read in three steps: as JSON, for what JSON allows but nobody means (a key that
-// stands twice, a NUL character in a path), and key by key in the order of the records.
+// The JSON form of a policy. A text is checked as JSON, then for valid JSON that nobody means (a repeated key, a NUL
+// character in a path), then decoded key by key in the order of the records.
 #include <array>
 
 #include "core/base/json_fields.h"
@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* policyName = "The policy";
 
-/// The operating system would cut a path short at a NUL character.
+/// NUL injection: the operating system would truncate the path there.
 void requireNoNul(const std::string& text, const std::string& place) {
   if (text.find('\0') != std::string::npos) throw DecodingError(place + " must not hold a NUL character");
 }
@@ -235,7 +235,7 @@ FleetPolicy FleetPolicy::parse(std::string_view text) {
 std::string FleetPolicy::text() const { return jsonText(JsonCodec<FleetPolicy>::encode(*this), true) + "\n"; }
 
 std::vector<std::string> unknownPolicyKeys(std::string_view text) {
-  // The encoding of a policy that has every optional key tells which there are.
+  // The encoding of a policy with all optional values lists the known keys.
   FleetPolicy full;
   full.lockFile = full.scan.home = full.disposal.quarantineDir = full.audit.path = "";
   full.scan.categories = full.scan.ecosystems = full.autoClean.categories = full.autoClean.ecosystems = Texts{};

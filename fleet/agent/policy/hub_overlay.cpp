@@ -17,7 +17,7 @@ bool contains(const std::vector<T>& values, const T& value) {
   return std::find(values.begin(), values.end(), value) != values.end();
 }
 
-/// Adds what is not there yet, in its order.
+/// Appends the values that are not present yet, in order.
 template <class T>
 void addAll(std::vector<T>& values, const std::vector<T>& more) {
   for (const T& value : more) {
@@ -28,13 +28,13 @@ void addAll(std::vector<T>& values, const std::vector<T>& more) {
 }  // namespace
 
 FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub) {
-  // Whoever names the files that rules come from decides what a rule is, also those that the host forbids.
+  // Rules files define what counts as removable: only the host may choose them.
   for (const std::string& file : fromHub.scan.extraRules) {
     if (contains(own.scan.extraRules, file)) continue;
     throw InputError(fmt::format("It wants the rules file '{}'; name that in scan.extraRules of this host's policy.",
                                  escapedForTerminal(file)));
   }
-  // Skipped folders hold what other programs consist of.
+  // Skipped folders hold files of other programs.
   for (const std::string& folder : fromHub.scan.unskip) {
     if (contains(own.scan.unskip, folder)) continue;
     throw InputError(
@@ -61,7 +61,7 @@ FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub) {
 }
 
 void requireUsable(const FleetPolicy& overlaid, const TidraPathResolver& host) {
-  // The name stands in every run's first audit record, which must not become too long to be written.
+  // The name is in each run's first audit record, whose length is bounded.
   constexpr std::size_t longestName = 1000;
   if (overlaid.name.size() > longestName) throw InputError("Its name is longer than 1000 bytes.");
   overlaid.validate();

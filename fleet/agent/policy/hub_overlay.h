@@ -1,4 +1,4 @@
-// What a policy from the hub may decide on a host, and what remains the host's own.
+// What the hub's policy may decide on a host, and what stays the host's own.
 #pragma once
 
 #include "core/platform/path_resolver.h"
@@ -6,15 +6,15 @@
 
 namespace tidra {
 
-/// The hub's policy as this host carries it out. Of the host's own policy stay `hub`, `audit`, `lockFile`, `metrics`,
-/// `scan.home` and `scan.extraRules`, and a dry run stays one. Both `never` sections count: a tier that either forbids
-/// is taken out of `autoClean.tiers`, and a rule that either forbids cannot be disabled, since another rule could then
-/// claim its findings. A pure function. Throws InputError when the hub wants rules from a file, or a skipped folder
-/// walked, that the host does not name.
+/// Merges the hub's policy over the host's. The host keeps `hub`, `audit`, `lockFile`, `metrics`, `scan.home`,
+/// `scan.extraRules`, and its `dryRun` when set. Both `never` sections apply: a tier forbidden by either is removed
+/// from `autoClean.tiers`, and a rule forbidden by either cannot be disabled, since another rule could then claim its
+/// findings. Pure. Throws InputError when the hub wants a rules file or an unskipped folder that the host does not
+/// name.
 FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub);
 
-/// Throws InputError or FleetPolicyError, one sentence, for an overlaid policy that this host cannot carry out: a path
-/// with a variable that is not set, rules files that cannot be used, nothing to scan, a name that no record takes.
+/// Throws InputError or FleetPolicyError, one sentence, when this host cannot execute the merged policy: unset
+/// variables in paths, unusable rules files, nothing to scan, a name too long for a record.
 void requireUsable(const FleetPolicy& overlaid, const TidraPathResolver& host);
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// The rules that a policy scans by.
+// The rule catalog of a policy.
 #pragma once
 
 #include "core/rules/catalog_files.h"
@@ -8,7 +8,7 @@
 namespace tidra {
 
 /// The built-in rules with the policy's rules files, disabled rules and unskipped folders. Throws InputError, one
-/// sentence, for a file that cannot be used and for a text of `scan.unskip` that is no entry of the skip list.
+/// sentence, for an unusable file and for an entry of `scan.unskip` that is not in the skip list.
 ChosenCatalog makePolicyCatalog(const FleetPolicy& policy, const ResolvedPolicy& resolved);
 
 }  // namespace tidra

@@ -15,7 +15,7 @@ namespace {
 
 using TextSet = std::unordered_set<std::string_view>;
 
-/// The policy's lists as sets. Refers to the policy.
+/// The policy's lists as sets. Holds references to the policy.
 class Rules {
  public:
   Rules(const FleetPolicy& policy, const TidraPathResolver& resolver)
@@ -26,7 +26,7 @@ class Rules {
         categories_(setOf(clean_.categories)),
         ecosystems_(setOf(clean_.ecosystems)) {}
 
-  /// The first reason why the item stays, whatever else is selected; the tests stand in the order of their precedence.
+  /// The first reason against the item by itself, in order of precedence.
   std::optional<SkipReason> faultOf(const ScanReportItem& item) {
     if (isIn(neverTiers_, item.tier)) return SkipReason::tierNeverRemoved;
     if (!isIn(clean_.tiers, item.tier)) return SkipReason::tierNotAutoCleaned;
@@ -36,7 +36,7 @@ class Rules {
     if (ecosystems_ && !ecosystems_->contains(item.ecosystem)) return SkipReason::ecosystemNotAllowed;
     if (sizeOf(item) < clean_.minBytes) return SkipReason::tooSmall;
     if (!item.idleDays && clean_.requireKnownIdle) return SkipReason::idleUnknown;
-    // Without a least age a date in the future is no hindrance either.
+    // Without a minimum age a date in the future does not matter.
     if (item.idleDays && clean_.minIdleDays >= 1 && *item.idleDays < clean_.minIdleDays) return SkipReason::tooRecent;
     if (clean_.requireEvidence && lacksEvidence(item)) return SkipReason::noEvidence;
     return std::nullopt;
@@ -64,12 +64,12 @@ class Rules {
   std::optional<TextSet> ecosystems_;
 };
 
-/// What a run may still take.
+/// The remaining budget of a run.
 class Budget {
  public:
   explicit Budget(const FleetPolicy::AutoClean& clean) : bytes_(clean.maxBytesPerRun), items_(clean.maxItemsPerRun) {}
 
-  /// Takes an item out of the budget if it fits.
+  /// Takes the item if it fits.
   bool take(std::uint64_t bytes) {
     if (bytes_ && bytes > *bytes_) return false;
     if (items_ && *items_ <= 0) return false;

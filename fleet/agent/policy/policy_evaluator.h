@@ -1,4 +1,4 @@
-// Which findings of a scan an unattended run may remove.
+// Decides which findings an unattended run may remove.
 #pragma once
 
 #include <array>
@@ -68,9 +68,9 @@ struct JsonCodec<PolicyDecision::Skipped> {
 };
 
 struct PolicyEvaluator {
-  /// Selects or skips every item, in report order, each skipped one for the first reason that holds; budgets are filled
-  /// greedily in that order. A pure function: the plan is dated and placed as the report is. "~" and variables in
-  /// protected paths are the resolver's. The decision takes the items over from the report.
+  /// Selects or skips every item in report order, each skipped one with the first reason that applies; budgets are
+  /// filled greedily in that order. Pure: the plan takes date and host from the report. `resolver` expands "~" and
+  /// variables in protected paths. Moves the items out of the report.
   static PolicyDecision evaluate(ScanReport report, const FleetPolicy& policy, const TidraPathResolver& resolver);
 };
 

@@ -8,7 +8,7 @@ namespace tidra {
 
 namespace {
 
-/// What stands for itself in a pattern up to its first bracket; nothing of a pattern with a backslash.
+/// The literal parts of a pattern before its first bracket; none if it has a backslash.
 std::vector<std::string_view> literalRuns(std::string_view pattern) {
   if (pattern.find('\\') != std::string_view::npos) return {};
   std::vector<std::string_view> runs;
@@ -68,7 +68,7 @@ void ProtectedPaths::addPattern(const std::string& pattern) {
   }
   Pattern made;
   for (const std::string_view component : split(pattern, '/')) made.components.emplace_back(component);
-  // The longest name is the rarest one.
+  // Anchor on the longest name, presumably the rarest.
   std::size_t longest = 0;
   for (std::size_t i = 0; i < made.components.size(); ++i) {
     const Component& component = made.components[i];
@@ -91,7 +91,7 @@ bool ProtectedPaths::cover(std::string_view path) {
   while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
   if (path.empty()) return false;
   setLevels(path);
-  // A place at the end of the path is a protected folder or holds one.
+  // A place at the end of the path is protected or has protected folders below.
   const Level& last = levels_[depth_ - 1];
   return last.isProtected || last.place != nullptr || matchesAnchored();
 }
@@ -143,13 +143,13 @@ bool ProtectedPaths::matchesFrom(const Pattern& pattern, std::size_t first) cons
 
 bool ProtectedPaths::matchesEndingHere(const Pattern& pattern) const {
   const std::size_t length = pattern.components.size();
-  // What stands before the first "/" is no name.
+  // The text before the first "/" is no name.
   const bool isName = depth_ > 1 || !levels_[0].name.empty();
   return isName && depth_ >= length && matchesFrom(pattern, depth_ - length);
 }
 
 bool ProtectedPaths::isLooseName(const std::string& name) const {
-  // What stands before the first "/" is no name.
+  // The text before the first "/" is no name.
   if (name.empty() || looseNames_.empty()) return false;
   const PairSet pairs(name);
   for (std::size_t i = 0; i < looseNames_.size(); ++i) {

@@ -1,9 +1,9 @@
-// The protected paths of a policy, compiled for a long list of items to be asked about.
+// The protected paths of a policy, compiled to test many paths.
 //
-// A path is looked at component by component. Protected folders form a tree that is descended along with it. A pattern
-// is found through its anchor, a component that stands for itself alone, in a table of names. Only patterns without one
-// are tried on every component, and most of them are seen not to match by the pairs of bytes that the name lacks. What
-// was said of a folder is kept for the next path, since neighbours in a report share most of their folders.
+// Paths are matched component by component. Protected folders form a trie. A pattern is indexed by its anchor, a
+// literal component, in a hash table; only patterns without one are tried on every component, mostly rejected by a
+// Bloom filter of bigrams. The state of each level is reused for the next path: neighbours in a report share most
+// folders.
 #pragma once
 
 #include <cstdint>
@@ -17,23 +17,23 @@
 
 namespace tidra {
 
-/// Not to be shared between threads.
+/// Not thread-safe.
 class ProtectedPaths {
  public:
   explicit ProtectedPaths(const TidraScanExclusionFilter& filter);
 
-  /// True when the filter excludes the path or a folder above it, and when a folder of the filter lies in the path:
-  /// removal would take it along. The path is standardised.
+  /// True when the filter excludes the path or a folder above it, or when a folder of the filter is inside the path,
+  /// where removal would destroy it. `path` must be standardised.
   bool cover(std::string_view path);
 
  private:
-  /// A component of the tree of folders; it stands for a protected one or for what holds one.
+  /// A node of the trie: a protected folder or an ancestor of one.
   struct Place {
     bool isProtected = false;
     NameMap<std::unique_ptr<Place>> children;
   };
 
-  /// Which pairs of neighbouring bytes stand in a text, as far as 64 bits can tell.
+  /// A 64-bit Bloom filter of bigrams: false positives, no false negatives.
   class PairSet {
    public:
     PairSet() = default;
@@ -41,7 +41,7 @@ class ProtectedPaths {
       for (std::size_t i = 1; i < text.size(); ++i) bits_ |= std::uint64_t{1} << bitOf(text[i - 1], text[i]);
     }
 
-    /// False when no text with these pairs holds all of those.
+    /// False when a text with these bigrams cannot contain those of `pairs`.
     bool mayHold(PairSet pairs) const { return (pairs.bits_ & ~bits_) == 0; }
     PairSet operator|(PairSet other) const {
       other.bits_ |= bits_;
@@ -50,7 +50,7 @@ class ProtectedPaths {
 
    private:
     static unsigned bitOf(char first, char second) {
-      constexpr unsigned factor = 0x9E37;  // spreads neighbouring values
+      constexpr unsigned factor = 0x9E37;  // mixes neighbouring values
       const unsigned pair = static_cast<unsigned char>(first) << 8U | static_cast<unsigned char>(second);
       return pair * factor >> 10U & 63U;
     }
@@ -66,7 +66,7 @@ class ProtectedPaths {
     bool isLiteral() const { return shape_ == Shape::literal; }
     const std::string& text() const { return text_; }
     bool matches(const std::string& name) const;
-    /// Every name that matches holds these.
+    /// Bigrams of every matching name.
     PairSet pairs() const { return pairs_; }
 
    private:
@@ -75,20 +75,20 @@ class ProtectedPaths {
     std::string text_;
     Shape shape_ = Shape::literal;
     std::string_view::size_type headLength_ = 0;  // bytes before the first wildcard
-    std::string_view::size_type tailLength_ = 0;  // bytes behind the last one
+    std::string_view::size_type tailLength_ = 0;  // bytes after the last one
     PairSet pairs_;
   };
 
   struct Pattern {
     std::vector<Component> components;  // the first of an absolute pattern is empty
-    std::size_t anchor = 0;             // index of the component that it is found by
+    std::size_t anchor = 0;             // index of the literal component that indexes it
   };
 
-  /// What is known of a component of the path that was asked last, and of the folders above it.
+  /// Cached state of one component of the last path.
   struct Level {
     std::string name;
-    const Place* place = nullptr;  // absent: no protected folder is there or below
-    bool isProtected = false;      // apart from anchored patterns
+    const Place* place = nullptr;  // absent: no protected folder here or below
+    bool isProtected = false;      // including ancestors, without anchored patterns
   };
 
   void addFolder(std::string_view path);
@@ -104,11 +104,11 @@ class ProtectedPaths {
   std::vector<Pattern> anchored_;
   NameMap<std::vector<std::size_t>> anchors_;  // indices into anchored_
   std::vector<Component> looseNames_;          // patterns of one component, without an anchor
-  std::vector<PairSet> looseNamePairs_;        // theirs, close to each other
+  std::vector<PairSet> looseNamePairs_;        // theirs, contiguous for the cache
   std::vector<Pattern> loose_;                 // longer patterns without an anchor
-  TidraScanExclusionFilter unsplit_;           // patterns whose "/" stand where they do not separate components
-  std::vector<Level> levels_;                  // the first is empty, as before the first "/"
-  std::size_t depth_ = 0;                      // levels in use; the names of the others keep their memory
+  TidraScanExclusionFilter unsplit_;           // patterns whose "/" may not separate components
+  std::vector<Level> levels_;                  // the first is the empty text before the first "/"
+  std::size_t depth_ = 0;                      // levels in use; the others keep their memory
 };
 
 }  // namespace tidra

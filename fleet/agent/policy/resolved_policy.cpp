@@ -14,7 +14,7 @@
 namespace tidra {
 namespace {
 
-/// The path that a key names.
+/// Resolves the path of a key.
 std::string resolved(const std::string& key, const std::string& path, const TidraPathResolver& resolver) {
   if (trimmed(path).empty()) {
     throw InputError(fmt::format("{} is empty; name a path, or leave the key out.", escapedForTerminal(key)));
@@ -38,7 +38,7 @@ std::vector<std::string> resolvedAll(const std::string& key, const std::vector<s
   return absolute;
 }
 
-/// The address; none when the text is none.
+/// Parses an address; none when it is invalid.
 std::optional<ListenAddress> parsedAddress(std::string_view text) {
   const auto colon = text.rfind(':');
   if (colon == std::string_view::npos) return std::nullopt;
@@ -50,7 +50,7 @@ std::optional<ListenAddress> parsedAddress(std::string_view text) {
   return address;
 }
 
-/// What the agent replaces, cuts or adds to, and the key that names it; an empty path is none.
+/// The paths that the agent writes to, with their keys; empty when unset.
 std::array<std::pair<std::string_view, std::string>, 4> writtenPaths(const ResolvedPolicy& made) {
   return {{{"audit.path", made.auditPath},
            {"lockFile", made.lockPath},
@@ -58,7 +58,7 @@ std::array<std::pair<std::string_view, std::string>, 4> writtenPaths(const Resol
            {"disposal.quarantineDir", made.quarantine.directory}}};
 }
 
-/// One would ruin what another keeps there.
+/// Throws when two of them are the same file.
 void requireOwnFiles(const ResolvedPolicy& made) {
   const auto files = writtenPaths(made);
   for (std::size_t i = 0; i < files.size(); ++i) {
@@ -71,7 +71,7 @@ void requireOwnFiles(const ResolvedPolicy& made) {
   }
 }
 
-/// The agent keeps files of its own beside the audit log.
+/// Throws for paths that collide with the agent's files beside the audit log.
 void requireOutsideLogFiles(const ResolvedPolicy& made) {
   for (const std::string_view suffix : {".checkpoint", ".policy"}) {
     const std::string kept = made.auditPath + std::string(suffix);
@@ -83,7 +83,7 @@ void requireOutsideLogFiles(const ResolvedPolicy& made) {
   }
 }
 
-/// A protection that protects nothing is worth a word.
+/// Notes patterns that match nothing.
 void noteIdlePatterns(const std::string& key, const std::vector<std::string>& texts, const TidraPathResolver& resolver,
                       std::vector<std::string>& notes) {
   for (std::size_t i = 0; i < texts.size(); ++i) {
