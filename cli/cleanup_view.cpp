@@ -14,13 +14,9 @@
 namespace tidra {
 namespace {
 
-constexpr std::size_t itemsOnScreen = 30;
-constexpr std::size_t sizeWidth = 8;
+constexpr std::size_t candidatesOnScreen = 30;
 constexpr std::size_t tierWidth = 7;
-constexpr std::size_t widestLabel = 28;
 constexpr std::string_view about = "about ";
-
-std::string shown(std::string_view text) { return escapedForTerminal(text); }
 
 std::string ageOf(const CleanupCandidate& candidate, TimePoint now) {
   return shortAge(candidate.reported ? candidate.reported->lastActivity : std::nullopt, now);
@@ -74,7 +70,7 @@ std::string itemText(const CleanupCandidate& candidate, const Columns& columns, 
 /// Lists the items of one remover.
 std::string blockText(std::vector<const CleanupCandidate*> listed, const CleanupViewOptions& options) {
   const std::size_t all = listed.size();
-  const std::size_t limit = options.limit.value_or(options.terminal.isTerminal ? itemsOnScreen : 0);
+  const std::size_t limit = options.limit.value_or(options.terminal.isTerminal ? candidatesOnScreen : 0);
   std::int64_t hidden = 0;
   if (limit > 0 && limit < all) {
     for (std::size_t i = limit; i < all; ++i) hidden = saturatedSum(hidden, listed[i]->item.bytes);

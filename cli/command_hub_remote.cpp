@@ -34,8 +34,6 @@ struct RemoteOptions {
   bool json = false;
 };
 
-std::string shown(std::string_view text) { return escapedForTerminal(text); }
-
 TerminalFacts facts(const Program& program) {
   return terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
 }

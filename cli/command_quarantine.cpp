@@ -10,6 +10,7 @@
 #include "cli/interrupt.h"
 #include "cli/program.h"
 #include "cli/scan_view.h"
+#include "cli/terminal.h"
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
@@ -27,10 +28,6 @@ struct QuarantineOptions {
   bool json = false;
 };
 
-using Entry = QuarantineDisposer::Entry;
-
-std::string shown(std::string_view text) { return escapedForTerminal(text); }
-
 void writeNotes(const std::vector<std::string>& notes, const Program& program) {
   if (program.options.quiet) return;
   for (const std::string& note : notes) writeNote(note);
@@ -44,7 +41,7 @@ QuarantineDisposer::Listing readEntries(const QuarantineDisposer& quarantine) {
   }
 }
 
-nlohmann::json encoded(const Entry& entry) {
+nlohmann::json encoded(const QuarantineDisposer::Entry& entry) {
   auto object = JsonCodec<QuarantineDisposer::Manifest>::encode(entry.manifest);
   putBytes(object, "name", entry.name());
   putBytes(object, "url", entry.url);
@@ -57,15 +54,15 @@ int list(const QuarantineOptions& options, const Program& program) {
   writeNotes(listing.notes, program);
   if (options.json) {
     auto array = nlohmann::json::array();
-    for (const Entry& entry : listing.entries) array.push_back(encoded(entry));
+    for (const QuarantineDisposer::Entry& entry : listing.entries) array.push_back(encoded(entry));
     writeOut(jsonText(array, true) + "\n");
     return ExitStatus::done;
   }
   if (listing.entries.empty()) writeOut("Nothing is in quarantine.\n");
   std::size_t width = 0;
-  for (const Entry& entry : listing.entries) width = std::max(width, displayWidth(shown(entry.name())));
-  constexpr std::size_t sizeWidth = 8;
-  for (const Entry& entry : listing.entries) {
+  for (const QuarantineDisposer::Entry& entry : listing.entries)
+    width = std::max(width, displayWidth(shown(entry.name())));
+  for (const QuarantineDisposer::Entry& entry : listing.entries) {
     const auto& manifest = entry.manifest;
     const std::string size = manifest.bytes ? ByteFormatting::compact(*manifest.bytes) : "–";
     writeOut(fmt::format("{}  {}  {}\n", paddedRight(shown(entry.name()), width), paddedLeft(size, sizeWidth),
@@ -75,11 +72,12 @@ int list(const QuarantineOptions& options, const Program& program) {
 }
 
 /// The named entries, or all. Throws InputError for one that does not exist.
-std::vector<Entry> chosen(const QuarantineOptions& options, std::vector<Entry> entries) {
+std::vector<QuarantineDisposer::Entry> chosen(const QuarantineOptions& options,
+                                              std::vector<QuarantineDisposer::Entry> entries) {
   if (options.all) return entries;
-  std::vector<Entry> result;
+  std::vector<QuarantineDisposer::Entry> result;
   for (const std::string& name : options.names) {
-    const auto found = std::find_if(entries.begin(), entries.end(), [&](const Entry& entry) {
+    const auto found = std::find_if(entries.begin(), entries.end(), [&](const QuarantineDisposer::Entry& entry) {
       return entry.name() == name || entry.url == name || shown(entry.name()) == name;
     });
     if (found == entries.end()) {
@@ -98,12 +96,12 @@ void requireNamesOrAll(const QuarantineOptions& options) {
 
 /// Applies `act` to each entry and reports the results.
 template <class Action>
-int forEach(const std::vector<Entry>& entries, const QuarantineOptions& options, const Program& program,
-            const std::string& past, Action act) {
+int forEach(const std::vector<QuarantineDisposer::Entry>& entries, const QuarantineOptions& options,
+            const Program& program, const std::string& past, Action act) {
   std::vector<TidraDeletionFailure> failures;
   std::vector<std::string> paths;
   const InterruptGuard guard;
-  for (const Entry& entry : entries) {
+  for (const QuarantineDisposer::Entry& entry : entries) {
     if (InterruptGuard::requested()) break;
     try {
       act(entry);
@@ -133,7 +131,7 @@ int restore(const QuarantineOptions& options, const Program& program) {
   writeNotes(listing.notes, program);
   const auto entries = chosen(options, std::move(listing.entries));
   if (entries.empty() && !options.json) writeOut("Nothing is in quarantine, so nothing is restored.\n");
-  return forEach(entries, options, program, "restored", [&](const Entry& entry) {
+  return forEach(entries, options, program, "restored", [&](const QuarantineDisposer::Entry& entry) {
     program.options.dryRun ? quarantine.checkRestore(entry) : quarantine.restore(entry);
   });
 }
@@ -166,11 +164,12 @@ int purge(const QuarantineOptions& options, const Program& program) {
   const TimePoint cutOff = options.olderThan ? momentBefore(now, parseAge(*options.olderThan))
                                              : now - retention(quarantine.config().retentionDays);
   if (!byName) {
-    std::erase_if(listing.entries, [&](const Entry& entry) { return entry.manifest.quarantinedAt >= cutOff; });
+    std::erase_if(listing.entries,
+                  [&](const QuarantineDisposer::Entry& entry) { return entry.manifest.quarantinedAt >= cutOff; });
   }
   const auto entries = byName ? chosen(options, std::move(listing.entries)) : std::move(listing.entries);
   std::int64_t bytes = 0;
-  for (const Entry& entry : entries) bytes = saturatedSum(bytes, entry.manifest.bytes.value_or(0));
+  for (const QuarantineDisposer::Entry& entry : entries) bytes = saturatedSum(bytes, entry.manifest.bytes.value_or(0));
   const Confirmation question{fmt::format("Delete {} ({}) from quarantine for good?",
                                           counted(entries.size(), "entry", "entries"), ByteFormatting::compact(bytes)),
                               {}};
@@ -180,7 +179,7 @@ int purge(const QuarantineOptions& options, const Program& program) {
   }
   const int cleared = byName ? ExitStatus::done : clearRemains(quarantine, cutOff, program.options.dryRun);
   if (cleared == ExitStatus::interrupted) return cleared;
-  const int status = forEach(entries, options, program, "purged", [&](const Entry& entry) {
+  const int status = forEach(entries, options, program, "purged", [&](const QuarantineDisposer::Entry& entry) {
     if (!program.options.dryRun) quarantine.remove(entry, &InterruptGuard::requested);
   });
   if (entries.empty() && !options.json)

@@ -19,8 +19,6 @@
 namespace tidra {
 namespace {
 
-using Entry = FreedesktopTrash::Entry;
-
 struct TrashOptions {
   std::string olderThan;
   std::optional<std::string> home;
@@ -28,12 +26,12 @@ struct TrashOptions {
   bool json = false;
 };
 
-void writeResult(const FreedesktopTrash::Purged& purged, const std::vector<Entry>& left, bool interrupted,
-                 const TrashOptions& options, const Program& program) {
+void writeResult(const FreedesktopTrash::Purged& purged, const std::vector<FreedesktopTrash::Entry>& left,
+                 bool interrupted, const TrashOptions& options, const Program& program) {
   if (options.json) {
     nlohmann::json object{{"failures", JsonCodec<std::vector<TidraDeletionFailure>>::encode(purged.failures)}};
     std::vector<std::string> paths;
-    for (const Entry& entry : left) paths.push_back(entry.path);
+    for (const FreedesktopTrash::Entry& entry : left) paths.push_back(entry.path);
     putByteList(object, "purged", purged.paths);
     putByteList(object, "unlisted", paths);
     writeOut(jsonText(object, true) + "\n");
@@ -45,11 +43,11 @@ void writeResult(const FreedesktopTrash::Purged& purged, const std::vector<Entry
   if (purged.paths.empty() && purged.failures.empty() && !interrupted) writeOut("Nothing in the trash is that old.\n");
 }
 
-bool agreesTo(std::vector<Entry>& entries, const Program& program) {
+bool agreesTo(std::vector<FreedesktopTrash::Entry>& entries, const Program& program) {
   if (entries.empty()) return true;
   FreedesktopTrash::measure(entries);
   std::int64_t bytes = 0;
-  for (const Entry& entry : entries) bytes = saturatedSum(bytes, entry.bytes);
+  for (const FreedesktopTrash::Entry& entry : entries) bytes = saturatedSum(bytes, entry.bytes);
   return confirmed({fmt::format("Delete {} ({}) in the trash for good?", counted(entries.size(), "item", "items"),
                                 ByteFormatting::compact(bytes)),
                     {}},
@@ -65,7 +63,7 @@ int purge(const TrashOptions& options, const Program& program) {
   FreedesktopTrash::Purged purged;
   bool interrupted = false;
   if (program.options.dryRun) {
-    for (const Entry& entry : choice.due) purged.paths.push_back(entry.path);
+    for (const FreedesktopTrash::Entry& entry : choice.due) purged.paths.push_back(entry.path);
   } else {
     if (!agreesTo(choice.due, program)) {
       writeNote("Nothing was removed.");

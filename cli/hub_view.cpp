@@ -15,7 +15,6 @@ namespace {
 
 using Tone = TextTable::Tone;
 
-std::string shown(std::string_view text) { return escapedForTerminal(text); }
 std::string bytes(std::int64_t count) { return ByteFormatting::compact(count); }
 
 /// A number reported by a host; may be negative.

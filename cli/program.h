@@ -36,6 +36,9 @@ struct Program {
   std::function<int()> command;  // the chosen command; returns the exit status
 };
 
+/// Runs the program: parses the arguments, executes the command, reports errors. Returns the exit status.
+int runTidra(int argc, char** argv);
+
 /// Each declares a command; parsing its name sets Program::command.
 void addApplyCommand(CLI::App& app, Program& program);
 void addAuditCommand(CLI::App& app, Program& program);

@@ -21,10 +21,8 @@ namespace tidra {
 namespace {
 
 constexpr std::size_t groupsOnScreen = 20;
-constexpr std::size_t itemsOnScreen = 8;  // of one group
+constexpr std::size_t itemsOfGroup = 8;  // on a screen
 constexpr std::size_t barWidth = 10;
-constexpr std::size_t sizeWidth = 8;
-constexpr std::size_t widestLabel = 28;
 
 struct Group {
   std::string title;
@@ -33,8 +31,6 @@ struct Group {
   std::int64_t bytes = 0;
   std::optional<TimePoint> lastActivity;  // the latest of its items
 };
-
-std::string shown(std::string_view text) { return escapedForTerminal(text); }
 
 bool isSystemItem(const ScanReportItem& item) { return TidraSystemGroupRoot::category(item.group).has_value(); }
 
@@ -129,7 +125,7 @@ class ScanTextWriter {
   }
 
   std::size_t itemLimit(const Group& group) const {
-    return onScreen() && !options_.limit ? std::min(group.items.size(), itemsOnScreen) : group.items.size();
+    return onScreen() && !options_.limit ? std::min(group.items.size(), itemsOfGroup) : group.items.size();
   }
 
   void measureColumns(const std::vector<Group>& groups) {

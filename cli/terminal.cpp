@@ -27,6 +27,8 @@ std::size_t terminalColumns(int descriptor, const Environment& environment) {
 
 }  // namespace
 
+std::string shown(std::string_view text) { return escapedForTerminal(text); }
+
 std::string Style::wrap(std::string_view code, std::string_view text) const {
   return colored_ ? fmt::format("\x1b[{}m{}\x1b[0m", code, text) : std::string(text);
 }

@@ -27,6 +27,13 @@ class Style {
   bool colored_;
 };
 
+/// Foreign text without control characters, so that it cannot inject terminal escape sequences.
+std::string shown(std::string_view text);
+
+/// The columns of a compact size, such as "12.3 GB", and the most that a list on a screen spends on a label.
+inline constexpr std::size_t sizeWidth = 8;
+inline constexpr std::size_t widestLabel = 28;
+
 /// How to write to a stream.
 struct TerminalFacts {
   bool isTerminal = false;

@@ -28,18 +28,18 @@ std::string withFault(const Entry& entry) {
 /// At most `limit` lines; 0 lists all.
 std::string trashContentText(std::vector<Entry> entries, std::size_t limit) {
   std::stable_sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.bytes > b.bytes; });
-  constexpr std::size_t sizeWidth = 12;
+  constexpr std::size_t trashSizeWidth = 12;
   const std::size_t shownCount = limit == 0 ? entries.size() : std::min(limit, entries.size());
   std::string text;
   for (std::size_t i = 0; i < shownCount; ++i) {
-    text += fmt::format("{}  {}\n", paddedLeft(ByteFormatting::compact(entries[i].bytes), sizeWidth),
+    text += fmt::format("{}  {}\n", paddedLeft(ByteFormatting::compact(entries[i].bytes), trashSizeWidth),
                         withFault(entries[i]));
   }
   if (shownCount == entries.size()) return text;
   std::int64_t hidden = 0;
   for (std::size_t i = shownCount; i < entries.size(); ++i) hidden = saturatedSum(hidden, entries[i].bytes);
   return text + fmt::format("{}  … in {} more; --limit 0 shows all\n",
-                            paddedLeft(ByteFormatting::compact(hidden), sizeWidth), entries.size() - shownCount);
+                            paddedLeft(ByteFormatting::compact(hidden), trashSizeWidth), entries.size() - shownCount);
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
-# Turns a text file of the tree into a source file that defines `const std::string_view tidra::<symbol>`.
-# The text is cut into pieces because compilers limit the length of one string literal.
-function(tidra_embed_text output input symbol)
+# A library tidra_text_<symbol> that defines `const std::string_view tidra::<symbol>` with the bytes of the file `input`. It links
+# nothing: a generated source waits for every library that its own target links, and with it all that is compiled later.
+function(tidra_embed_text symbol input)
+  set(source "${CMAKE_CURRENT_BINARY_DIR}/${symbol}.cpp")
   add_custom_command(
-    OUTPUT "${output}"
-    COMMAND ${CMAKE_COMMAND} -DINPUT=${input} -DOUTPUT=${output} -DSYMBOL=${symbol}
+    OUTPUT "${source}"
+    COMMAND ${CMAKE_COMMAND} -DINPUT=${input} -DOUTPUT=${source} -DSYMBOL=${symbol}
             -P "${PROJECT_SOURCE_DIR}/cmake/embed_text.cmake"
     DEPENDS "${input}" "${PROJECT_SOURCE_DIR}/cmake/embed_text.cmake"
     VERBATIM)
+  add_library(tidra_text_${symbol} STATIC "${source}")
 endfunction()

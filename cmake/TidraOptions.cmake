@@ -3,6 +3,7 @@
 option(TIDRA_TESTS "Build the tests" ON)
 option(TIDRA_BENCH "Build the benchmarks" OFF)
 option(TIDRA_WERROR "Treat warnings as errors" OFF)
+option(TIDRA_UNITY "Compile the sources of a room together, in a quarter of the time; hides a missing include" OFF)
 option(TIDRA_FUZZ "Build the fuzz targets; needs clang" OFF)
 set(TIDRA_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. address,undefined or thread")
 
@@ -21,8 +22,11 @@ if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${CCACHE_PROGRAM}")
 endif()
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
+add_compile_options(-Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
                     -Wimplicit-fallthrough)
+if(NOT TIDRA_UNITY)
+  add_compile_options(-Wshadow)  # sources that are compiled together shadow each other's names
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # GCC 12 warns of overlapping copies in the library's own string concatenation, wrongly.
   add_compile_options(-Wno-restrict)

@@ -12,6 +12,9 @@ function(tidra_room name)
   if(ROOM_USES)
     target_link_libraries(tidra_${name} PUBLIC ${ROOM_USES})
   endif()
+  if(TIDRA_UNITY)
+    set_target_properties(tidra_${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 40)
+  endif()
   # Makes the slow builds quicker. Only there, so that a header that a file forgot to include is missed elsewhere.
   if(TIDRA_SANITIZE AND name STREQUAL "core_base")
     target_precompile_headers(tidra_core_base PRIVATE

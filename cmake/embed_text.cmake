@@ -9,11 +9,11 @@ file(WRITE "${OUTPUT}.new"
 
 namespace tidra {
 namespace {
-constexpr unsigned char bytes[] = {
+constexpr unsigned char bytesOf_${SYMBOL}[] = {
 ${elements}0x00};
 }  // namespace
 extern const std::string_view ${SYMBOL};
-const std::string_view ${SYMBOL}{reinterpret_cast<const char*>(bytes), ${bytes}};
+const std::string_view ${SYMBOL}{reinterpret_cast<const char*>(bytesOf_${SYMBOL}), ${bytes}};
 }  // namespace tidra
 ")
 execute_process(COMMAND ${CMAKE_COMMAND} -E rename "${OUTPUT}.new" "${OUTPUT}")

@@ -15,7 +15,7 @@ namespace tidra {
 namespace {
 
 constexpr unsigned ownerOnly = 0600;
-constexpr std::size_t longestFile = 64 * 1024 * 1024;
+constexpr std::size_t mostPreferencesBytes = 64 * 1024 * 1024;
 
 /// Bytes are encoded as {"text": …}, as {"base64": …} when they are not UTF-8; dates as {"date": …}.
 nlohmann::json encodeValue(const PreferencesStore::Value& value) {
@@ -53,7 +53,7 @@ FilePreferencesStore::FilePreferencesStore(std::string path, std::function<void(
 
 /// None when the file is damaged.
 std::optional<nlohmann::json> FilePreferencesStore::load() const {
-  const auto text = readRegularFile(path_, longestFile);
+  const auto text = readRegularFile(path_, mostPreferencesBytes);
   if (!text && text.failure() == std::errc::no_such_file_or_directory) return nlohmann::json::object();
   if (!text) {
     const bool noFile = text.failure() == std::errc::invalid_argument;

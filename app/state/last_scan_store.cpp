@@ -19,7 +19,7 @@ constexpr const char* endKey = "tidra.lastScanEnd";
 constexpr const char* completedKey = "tidra.hasCompletedScan";
 constexpr const char* currentVersion = "v2";
 constexpr const char* earlierVersion = "v1";
-constexpr std::size_t longestFile = std::size_t{1} << 30U;
+constexpr std::size_t mostReportBytes = std::size_t{1} << 30U;
 
 std::string aggregateKey(const char* version) { return std::string("tidra.lastScanAggregate.") + version; }
 std::string fileFlagKey(const char* version) { return std::string("tidra.lastScanAggregate.file.") + version; }
@@ -215,7 +215,7 @@ std::optional<ScanAggregate> LastScanStore::aggregateOf(const char* version) con
 std::optional<std::string> LastScanStore::readAggregateFile(const char* version) const {
   const auto check = preferences_.bytes(fileCheckKey(version));
   for (const char* suffix : {"", nextSuffix}) {
-    auto text = readRegularFile(joinedPath(folder_, fileName(version) + suffix), longestFile);
+    auto text = readRegularFile(joinedPath(folder_, fileName(version) + suffix), mostReportBytes);
     if (text && (!check || StableID::make(*text) == *check)) return std::move(*text);
     if (!check) break;
   }

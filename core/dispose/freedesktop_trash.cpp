@@ -23,10 +23,7 @@ constexpr std::string_view infoSuffix = StoreNames::infoSuffix;
 constexpr std::string_view pathKey = "Path=";
 constexpr std::string_view dateKey = "DeletionDate=";
 constexpr std::size_t largestInfo = 64 * 1024;
-constexpr const char* storeName = "the trash folder";
-constexpr const char* wayOut = "use --method delete";
-
-std::string shown(std::string_view path) { return escapedForTerminal(path); }
+constexpr const char* trashName = "the trash folder";
 
 std::string infoOf(const std::string& name) { return name + std::string(infoSuffix); }
 
@@ -142,23 +139,23 @@ FreedesktopTrash::Location FreedesktopTrash::locationFor(const HeldEntry& entry)
 }
 
 FreedesktopTrash::Store FreedesktopTrash::open(const std::string& folder) const {
-  const auto trash = StoreFolder::open(folder, true, storeName);
-  return {StoreFolder::open(trash.folder, "files", true, storeName),
-          StoreFolder::open(trash.folder, "info", true, storeName)};
+  const auto trash = StoreFolder::open(folder, true, trashName);
+  return {StoreFolder::open(trash.folder, "files", true, trashName),
+          StoreFolder::open(trash.folder, "info", true, trashName)};
 }
 
 FreedesktopTrash::Store FreedesktopTrash::openExisting(const std::string& folder) {
-  const auto trash = StoreFolder::openExisting(folder, true, storeName);
-  return {StoreFolder::openExisting(trash.pathOf("files"), true, storeName),
-          StoreFolder::openExisting(trash.pathOf("info"), true, storeName)};
+  const auto trash = StoreFolder::openExisting(folder, true, trashName);
+  return {StoreFolder::openExisting(trash.pathOf("files"), true, trashName),
+          StoreFolder::openExisting(trash.pathOf("info"), true, trashName)};
 }
 
 void FreedesktopTrash::check(const HeldEntry& entry) const {
   const auto location = locationFor(entry);
   for (const std::string& folder : {parentPath(location.files), location.files, location.info}) {
-    requireStoreUsable(folder, true, storeName);
+    requireStoreUsable(folder, true, trashName);
   }
-  requireSameVolume(entry, location.files, wayOut);
+  requireSameVolume(entry, location.files, deleteInstead);
 }
 
 std::string FreedesktopTrash::reserve(const Store& store, const std::string& stem, const std::string& text) {
@@ -173,8 +170,8 @@ std::string FreedesktopTrash::reserve(const Store& store, const std::string& ste
     if (!reason) reason = flushEntries(store.info.descriptor());
     if (!reason) return name;
     if (file) dropInfo(store.info, name);
-    throw DisposalError(
-        fmt::format("its info file in {} cannot be written: {}", shown(store.info.folder.path), reason.message()));
+    throw DisposalError(fmt::format("its info file in {} cannot be written: {}",
+                                    escapedForTerminal(store.info.folder.path), reason.message()));
   }
 }
 
@@ -187,7 +184,7 @@ std::string FreedesktopTrash::trash(const HeldEntry& entry, const std::string& o
   for (;;) {
     const std::string name = reserve(store, stem, text);
     try {
-      if (!moveIntoStore(entry, store.files, name, wayOut)) return store.files.pathOf(name);
+      if (!moveIntoStore(entry, store.files, name, deleteInstead)) return store.files.pathOf(name);
     } catch (const StrayedError& error) {
       // The info file stays, so that the moved file is listed and can be restored.
       throw DisposalError(fmt::format("{}; restore it from the trash with a file manager", error.what()));
@@ -245,7 +242,7 @@ std::string FreedesktopTrash::listed(const std::vector<Entry>& unlisted) {
   constexpr std::size_t most = 5;
   std::vector<std::string> texts;
   for (std::size_t i = 0; i < std::min(unlisted.size(), most); ++i) {
-    texts.push_back(fmt::format("{} {}", shown(unlisted[i].path), unlisted[i].fault()));
+    texts.push_back(fmt::format("{} {}", escapedForTerminal(unlisted[i].path), unlisted[i].fault()));
   }
   if (unlisted.size() > most) texts.push_back(fmt::format("and {} more", unlisted.size() - most));
   return joined(texts, "; ");
@@ -294,9 +291,9 @@ std::vector<FreedesktopTrash::Entry> FreedesktopTrash::list(TimePoint now, std::
       entries.insert(entries.end(), listed.begin(), listed.end());
     } catch (const std::system_error& error) {
       if (error.code() == std::errc::no_such_file_or_directory) continue;  // the folder was never used
-      notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.code().message()));
+      notes.push_back(fmt::format("{} is passed over: {}.", escapedForTerminal(folder), error.code().message()));
     } catch (const std::exception& error) {
-      notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.what()));
+      notes.push_back(fmt::format("{} is passed over: {}.", escapedForTerminal(folder), error.what()));
     }
   }
   return entries;
@@ -321,7 +318,7 @@ void FreedesktopTrash::measure(std::vector<Entry>& entries) {
 
 void FreedesktopTrash::removeOne(const Entry& entry, const std::function<bool()>& shouldCancel) {
   const std::string trash = parentPath(parentPath(entry.path));
-  const auto info = StoreFolder::openExisting(joinedPath(trash, "info"), true, storeName);
+  const auto info = StoreFolder::openExisting(joinedPath(trash, "info"), true, trashName);
   try {
     const HeldEntry item = holdEntry(entry.path);
     if (item.facts.identity != entry.identity) throw DisposalError("was replaced by something else meanwhile");

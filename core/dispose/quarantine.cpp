@@ -18,11 +18,8 @@
 namespace tidra {
 namespace {
 
-constexpr const char* storeName = "the quarantine folder";
-constexpr const char* wayOut = "use --method delete";
+constexpr const char* quarantineName = "the quarantine folder";
 constexpr std::size_t largestManifest = 1024 * 1024;
-
-std::string shown(std::string_view path) { return escapedForTerminal(path); }
 
 /// Formats "20260314T101500" in UTC.
 std::string stamp(TimePoint date) {
@@ -72,8 +69,8 @@ QuarantineConfig QuarantineConfig::makeDefault(const TidraPathResolver& resolver
   std::string directory = given->second;
   if (directory == "~" || directory.starts_with("~/")) directory = resolver.home + directory.substr(1);
   if (!directory.starts_with('/')) {
-    throw InputError(
-        fmt::format("TIDRA_QUARANTINE_DIR is '{}', which is not an absolute path; give one.", shown(given->second)));
+    throw InputError(fmt::format("TIDRA_QUARANTINE_DIR is '{}', which is not an absolute path; give one.",
+                                 escapedForTerminal(given->second)));
   }
   return {.directory = standardizedPath(directory)};
 }
@@ -93,11 +90,11 @@ std::string QuarantineDisposer::rootFor(const HeldEntry& entry) const {
 
 void QuarantineDisposer::check(const HeldEntry& entry) const {
   const std::string root = rootFor(entry);
-  requireStoreUsable(root, false, storeName);
-  requireSameVolume(entry, root, wayOut);
+  requireStoreUsable(root, false, quarantineName);
+  requireSameVolume(entry, root, deleteInstead);
 }
 
-void QuarantineDisposer::checkFolder() const { requireStoreUsable(config_.directory, false, storeName); }
+void QuarantineDisposer::checkFolder() const { requireStoreUsable(config_.directory, false, quarantineName); }
 
 std::string QuarantineDisposer::reserve(const StoreFolder& store, const std::string& stem,
                                         const std::string& manifest) {
@@ -112,14 +109,14 @@ std::string QuarantineDisposer::reserve(const StoreFolder& store, const std::str
     if (!reason) reason = flushEntries(store.descriptor());
     if (!reason) return name;
     if (file) dropManifest(store, name);
-    throw DisposalError(
-        fmt::format("its manifest in {} cannot be written: {}", shown(store.folder.path), reason.message()));
+    throw DisposalError(fmt::format("its manifest in {} cannot be written: {}", escapedForTerminal(store.folder.path),
+                                    reason.message()));
   }
 }
 
 QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& entry, const std::string& originalPath,
                                                                std::optional<std::int64_t> bytes, TimePoint date) {
-  const auto store = StoreFolder::open(rootFor(entry), false, storeName);
+  const auto store = StoreFolder::open(rootFor(entry), false, quarantineName);
   const std::string manifest =
       jsonText(JsonCodec<Manifest>::encode(
                    {.originalPath = originalPath, .quarantinedAt = date, .bytes = bytes, .host = host_}),
@@ -131,10 +128,11 @@ QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& 
   for (;;) {
     const std::string name = reserve(store, stem, manifest);
     try {
-      if (!moveIntoStore(entry, store, name, wayOut)) return {store.pathOf(name), bytes};
+      if (!moveIntoStore(entry, store, name, deleteInstead)) return {store.pathOf(name), bytes};
     } catch (const StrayedError& error) {
       // The manifest stays, so that the moved file is listed and can be restored.
-      throw DisposalError(fmt::format("{}; tidra quarantine restore {} brings it back", error.what(), shown(name)));
+      throw DisposalError(
+          fmt::format("{}; tidra quarantine restore {} brings it back", error.what(), escapedForTerminal(name)));
     } catch (...) {
       dropManifest(store, name);
       throw;
@@ -151,7 +149,7 @@ void QuarantineDisposer::readRoot(Root& root, std::vector<std::string>& notes) c
     if (RemovalLeftover::isEither(name)) {
       const bool isOurs = RemovalNote::claims(root.store.descriptor(), name);
       if (isOurs) root.leftovers.push_back(name);
-      if (!isOurs && RemovalLeftover::is(name)) unclaimed.push_back(shown(root.store.pathOf(name)));
+      if (!isOurs && RemovalLeftover::is(name)) unclaimed.push_back(escapedForTerminal(root.store.pathOf(name)));
     }
     // A name with its own manifest is an item, even if it looks like a manifest.
     if (!isManifest(name) || std::binary_search(names.begin(), names.end(), manifestOf(name))) continue;
@@ -160,9 +158,12 @@ void QuarantineDisposer::readRoot(Root& root, std::vector<std::string>& notes) c
       Manifest manifest = readManifest(root.store, name);
       const bool hasItem = static_cast<bool>(entryFacts(root.store.descriptor(), item.c_str()));
       root.found.push_back({{root.store.pathOf(item), std::move(manifest)}, hasItem});
-      if (!hasItem) notes.push_back(fmt::format("{} has a manifest but is not there.", shown(root.store.pathOf(item))));
+      if (!hasItem)
+        notes.push_back(
+            fmt::format("{} has a manifest but is not there.", escapedForTerminal(root.store.pathOf(item))));
     } catch (const std::exception& error) {
-      notes.push_back(fmt::format("{} cannot be read: {}.", shown(root.store.pathOf(name)), shown(error.what())));
+      notes.push_back(fmt::format("{} cannot be read: {}.", escapedForTerminal(root.store.pathOf(name)),
+                                  escapedForTerminal(error.what())));
     }
   }
   if (!unclaimed.empty()) notes.push_back(RemovalLeftover::unclaimedText(unclaimed));
@@ -173,13 +174,13 @@ std::vector<QuarantineDisposer::Root> QuarantineDisposer::readRoots(std::vector<
   std::vector<std::string> folders = Volumes::ownFoldersNamed(volumeFolder, mounts_);
   std::erase(folders, config_.directory);
   if (pathFacts(config_.directory)) {
-    roots.push_back({StoreFolder::openExisting(config_.directory, false, storeName), {}, {}});
+    roots.push_back({StoreFolder::openExisting(config_.directory, false, quarantineName), {}, {}});
   }
   for (const std::string& folder : folders) {
     try {
-      roots.push_back({StoreFolder::openExisting(folder, false, storeName), {}, {}});
+      roots.push_back({StoreFolder::openExisting(folder, false, quarantineName), {}, {}});
     } catch (const std::exception& error) {
-      notes.push_back(fmt::format("{} is passed over: {}.", shown(folder), error.what()));
+      notes.push_back(fmt::format("{} is passed over: {}.", escapedForTerminal(folder), error.what()));
     }
   }
   for (Root& root : roots) readRoot(root, notes);
@@ -200,7 +201,7 @@ QuarantineDisposer::Listing QuarantineDisposer::list() const {
 }
 
 void QuarantineDisposer::remove(const Entry& entry, const std::function<bool()>& shouldCancel) const {
-  const auto store = StoreFolder::openExisting(parentPath(entry.url), false, storeName);
+  const auto store = StoreFolder::openExisting(parentPath(entry.url), false, quarantineName);
   const std::string name = entry.name();
   try {
     ItemRemoval::run(holdEntry(entry.url), {.shouldCancel = shouldCancel});
@@ -260,23 +261,23 @@ void QuarantineDisposer::checkRestore(const Entry& entry) const {
   const auto pieces = split(original, '/');
   const bool bent = std::find(pieces.begin(), pieces.end(), "..") != pieces.end();
   if (!original.starts_with('/') || place == "/" || bent || original.find('\0') != std::string::npos) {
-    throw DisposalError(
-        fmt::format("its manifest names '{}' as its place, which is no path to restore to", shown(original)));
+    throw DisposalError(fmt::format("its manifest names '{}' as its place, which is no path to restore to",
+                                    escapedForTerminal(original)));
   }
   if (pathFacts(place)) {
-    throw DisposalError(fmt::format("something else is at {} by now; move that away first", shown(place)));
+    throw DisposalError(fmt::format("something else is at {} by now; move that away first", escapedForTerminal(place)));
   }
 }
 
 void QuarantineDisposer::restore(const Entry& entry) const {
   checkRestore(entry);
   const std::string place = standardizedPath(entry.manifest.originalPath);
-  const auto store = StoreFolder::openExisting(parentPath(entry.url), false, storeName);
+  const auto store = StoreFolder::openExisting(parentPath(entry.url), false, quarantineName);
   const HeldEntry item = holdEntry(entry.url);
   const StoreFolder target{holdOrMakeFolder(parentPath(place), 0777)};
   const std::string name(lastPathComponent(place));
   if (moveIntoStore(item, target, name, "copy it back by hand")) {
-    throw DisposalError(fmt::format("something else is at {} by now; move that away first", shown(place)));
+    throw DisposalError(fmt::format("something else is at {} by now; move that away first", escapedForTerminal(place)));
   }
   if (const auto reason = removeFileEntry(store.descriptor(), manifestOf(entry.name()).c_str())) {
     throw DisposalError(fmt::format("was restored, but its manifest stays in quarantine: {}", reason.message()));

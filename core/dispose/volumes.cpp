@@ -15,8 +15,6 @@
 namespace tidra {
 namespace {
 
-std::string shown(std::string_view path) { return escapedForTerminal(path); }
-
 Outcome<EntryFacts> factsOf(const HeldFolder& folder) { return descriptorFacts(folder.descriptor.get()); }
 
 /// Verifies a store's type, owner and permissions, and opens it.
@@ -26,21 +24,24 @@ StoreFolder checked(const HeldFolder& parent, const std::string& name, bool othe
   if (!component && component.failure() != std::errc::not_a_directory) throw std::system_error(component.failure());
   if (component && !component->folder) {
     throw DisposalError(fmt::format("{} {} is a link, which is not followed there; use the folder that it leads to",
-                                    what, shown(path)));
+                                    what, escapedForTerminal(path)));
   }
   if (!component) {
-    throw DisposalError(fmt::format("{} {} is not a folder; move it away or choose another place", what, shown(path)));
+    throw DisposalError(
+        fmt::format("{} {} is not a folder; move it away or choose another place", what, escapedForTerminal(path)));
   }
   StoreFolder store{{std::move(component->folder), path}};
   const auto facts = factsOf(store.folder);
   if (!facts) throw std::system_error(facts.failure());
   if (facts->owner != runningUser()) {
-    throw DisposalError(fmt::format("{} {} belongs to another user, so it is not used", what, shown(path)));
+    throw DisposalError(
+        fmt::format("{} {} belongs to another user, so it is not used", what, escapedForTerminal(path)));
   }
   constexpr std::uint32_t writableByOthers = 0022;
   constexpr std::uint32_t openToOthers = 0077;
   if ((facts->permissions & (othersMayRead ? writableByOthers : openToOthers)) != 0) {
-    throw DisposalError(fmt::format("{} {} is open to other users; run chmod 700 on it", what, shown(path)));
+    throw DisposalError(
+        fmt::format("{} {} is open to other users; run chmod 700 on it", what, escapedForTerminal(path)));
   }
   return store;
 }
@@ -58,7 +59,8 @@ DisposalError otherVolume(const HeldEntry& entry, const std::string& storePath, 
   return DisposalError(
       fmt::format("it lies on the volume at {} but {} on the volume at {}, and Tidra does not copy from one volume to "
                   "another behind your back; {}",
-                  shown(volumeName(entry.folder)), shown(storePath), shown(volumeName(onItsVolume)), wayOut));
+                  escapedForTerminal(volumeName(entry.folder)), escapedForTerminal(storePath),
+                  escapedForTerminal(volumeName(onItsVolume)), wayOut));
 }
 
 /// Renaming a folder to another parent requires write permission on the folder itself (its ".." changes): adds it
@@ -124,8 +126,8 @@ StoreFolder StoreFolder::open(const HeldFolder& parent, const std::string& name,
                               const std::string& what) {
   const auto made = makeFolderEntry(parent.descriptor.get(), name.c_str(), 0700);
   if (made && made != std::errc::file_exists) {
-    throw DisposalError(
-        fmt::format("{} {} cannot be made: {}", what, shown(joinedPath(parent.path, name)), made.message()));
+    throw DisposalError(fmt::format("{} {} cannot be made: {}", what, escapedForTerminal(joinedPath(parent.path, name)),
+                                    made.message()));
   }
   return checked(parent, name, othersMayRead, what);
 }
@@ -168,16 +170,18 @@ void requireStoreUsable(const std::string& path, bool othersMayRead, const std::
       const auto store = StoreFolder::openExisting(whole, othersMayRead, what);
       const auto reason = reasonEntriesStay(store.descriptor());
       if (reason)
-        throw DisposalError(fmt::format("{} {} cannot be written to: {}", what, shown(whole), reason.message()));
+        throw DisposalError(
+            fmt::format("{} {} cannot be written to: {}", what, escapedForTerminal(whole), reason.message()));
       return;
     }
     std::string above = parentPath(whole);
     while (above != "/" && !pathFacts(above)) above = parentPath(above);
     if (const auto reason = reasonEntriesStay(holdFolder(above).descriptor.get())) throw std::system_error(reason);
   } catch (const std::system_error& error) {
-    throw DisposalError(fmt::format("{} {} cannot be made: {}", what, shown(whole), error.code().message()));
+    throw DisposalError(
+        fmt::format("{} {} cannot be made: {}", what, escapedForTerminal(whole), error.code().message()));
   } catch (const UnsafePathError& error) {
-    throw DisposalError(fmt::format("{} {} cannot be used: {}", what, shown(whole), error.what()));
+    throw DisposalError(fmt::format("{} {} cannot be used: {}", what, escapedForTerminal(whole), error.what()));
   }
 }
 

@@ -3,8 +3,10 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
+#include <climits>
 #include <cstdlib>
 #include <limits>
 #include <memory>
@@ -172,6 +174,18 @@ Outcome<std::string> realPath(const std::string& path) {
   const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), &std::free);
   if (!resolved) return lastSystemError();
   return std::string(resolved.get());
+}
+
+std::optional<std::string> linkTarget(const std::string& path) {
+  std::array<char, PATH_MAX> target;
+  const auto length = ::readlink(path.c_str(), target.data(), target.size());
+  if (length <= 0) return std::nullopt;
+  return std::string(target.data(), static_cast<std::size_t>(length));
+}
+
+std::string realPathOrSame(const std::string& path) {
+  const auto real = realPath(path);
+  return real ? *real : path;
 }
 
 }  // namespace tidra

@@ -13,8 +13,6 @@
 namespace tidra {
 namespace {
 
-[[nodiscard]] std::error_code answer(int result) { return result == 0 ? std::error_code{} : lastSystemError(); }
-
 int renameWithoutReplacing(int fromFolder, const char* from, int toFolder, const char* to) {
 #ifdef __APPLE__
   return ::renameatx_np(fromFolder, from, toFolder, to, RENAME_EXCL);
@@ -29,17 +27,17 @@ int renameWithoutReplacing(int fromFolder, const char* from, int toFolder, const
   const auto moved = entryFacts(fromFolder, from);
   if (!moved) return moved.failure();
   if (entryFacts(toFolder, to)) return std::make_error_code(std::errc::file_exists);
-  if (moved->type == EntryType::directory) return answer(::renameat(fromFolder, from, toFolder, to));
+  if (moved->type == EntryType::directory) return errorOf(::renameat(fromFolder, from, toFolder, to));
   if (::linkat(fromFolder, from, toFolder, to, 0) != 0) return lastSystemError();
-  return answer(::unlinkat(fromFolder, from, 0));
+  return errorOf(::unlinkat(fromFolder, from, 0));
 }
 
 /// Changes permissions through an O_PATH descriptor, which fchmod() refuses.
 [[nodiscard]] std::error_code changePermissions(int held, unsigned permissions) {
 #ifdef __APPLE__
-  return answer(::fchmod(held, static_cast<mode_t>(permissions)));
+  return errorOf(::fchmod(held, static_cast<mode_t>(permissions)));
 #else
-  return answer(::chmod(fmt::format("/proc/self/fd/{}", held).c_str(), permissions));
+  return errorOf(::chmod(fmt::format("/proc/self/fd/{}", held).c_str(), permissions));
 #endif
 }
 
@@ -61,16 +59,16 @@ std::error_code moveEntry(int fromFolder, const std::string& from, int toFolder,
   return unsupported ? moveInTwoSteps(fromFolder, from.c_str(), toFolder, to.c_str()) : reason;
 }
 
-std::error_code removeFileEntry(int folder, const char* name) { return answer(::unlinkat(folder, name, 0)); }
+std::error_code removeFileEntry(int folder, const char* name) { return errorOf(::unlinkat(folder, name, 0)); }
 
 std::error_code removeFolderEntry(int folder, const char* name) {
-  const auto reason = answer(::unlinkat(folder, name, AT_REMOVEDIR));
+  const auto reason = errorOf(::unlinkat(folder, name, AT_REMOVEDIR));
   // POSIX allows EEXIST for a folder that is not empty.
   return reason == std::errc::file_exists ? std::make_error_code(std::errc::directory_not_empty) : reason;
 }
 
 std::error_code makeFolderEntry(int folder, const char* name, unsigned permissions) {
-  return answer(::mkdirat(folder, name, static_cast<mode_t>(permissions)));
+  return errorOf(::mkdirat(folder, name, static_cast<mode_t>(permissions)));
 }
 
 Outcome<FileDescriptor> makeFileEntry(int folder, const char* name) {
@@ -80,7 +78,7 @@ Outcome<FileDescriptor> makeFileEntry(int folder, const char* name) {
 }
 
 std::error_code makeLinkEntry(int folder, const char* name, const std::string& target) {
-  return answer(::symlinkat(target.c_str(), folder, name));
+  return errorOf(::symlinkat(target.c_str(), folder, name));
 }
 
 Outcome<std::string> readFileEntry(int folder, const char* name, std::size_t mostBytes) {
@@ -135,7 +133,7 @@ std::error_code grantOwnerAccess(int folder, const char* name) {
   return changePermissions(held, facts->permissions | S_IRWXU);
 }
 
-std::error_code reasonEntriesStay(int folder) { return answer(::faccessat(folder, ".", W_OK | X_OK, AT_EACCESS)); }
+std::error_code reasonEntriesStay(int folder) { return errorOf(::faccessat(folder, ".", W_OK | X_OK, AT_EACCESS)); }
 
 std::error_code setPermissions(int folder, unsigned permissions) { return changePermissions(folder, permissions); }
 

@@ -26,8 +26,6 @@ constexpr int noSignal = MSG_NOSIGNAL;
 constexpr int noSignal = 0;  // the socket has an option for it instead
 #endif
 
-[[nodiscard]] std::error_code answer(int result) { return result == 0 ? std::error_code{} : lastSystemError(); }
-
 bool isPassing(std::error_code reason) {
   return reason == std::errc::interrupted || reason == std::errc::resource_unavailable_try_again ||
          reason == std::errc::operation_would_block;
@@ -102,11 +100,11 @@ std::error_code bindSocket(const FileDescriptor& socket, in_addr address, std::u
   name.sin_family = AF_INET;
   name.sin_addr = address;
   name.sin_port = htons(port);
-  return answer(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&name), sizeof name));
+  return errorOf(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&name), sizeof name));
 }
 
 std::error_code listenForConnections(const FileDescriptor& socket, int backlog) {
-  return answer(::listen(socket.get(), backlog));
+  return errorOf(::listen(socket.get(), backlog));
 }
 
 void awaitFirstBytes([[maybe_unused]] const FileDescriptor& listening) {
@@ -191,7 +189,7 @@ Outcome<std::size_t> sendNow(const FileDescriptor& connection, std::string_view 
 }
 
 std::error_code shutDownSending(const FileDescriptor& connection) {
-  return answer(::shutdown(connection.get(), SHUT_WR));
+  return errorOf(::shutdown(connection.get(), SHUT_WR));
 }
 
 Outcome<std::string> receiveOnce(const FileDescriptor& connection, std::size_t mostBytes, milliseconds most,

@@ -18,13 +18,6 @@
 namespace tidra {
 namespace {
 
-std::optional<std::string> linkTarget(const std::string& path) {
-  std::array<char, PATH_MAX> target{};
-  const auto length = ::readlink(path.c_str(), target.data(), target.size());
-  if (length < 0) return std::nullopt;
-  return std::string(target.data(), static_cast<std::size_t>(length));
-}
-
 std::optional<int> numberOf(std::string_view text) {
   int number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);

@@ -29,13 +29,6 @@ std::optional<std::int64_t> number(std::string_view text) {
   return error == std::errc{} && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
 }
 
-std::optional<std::string> linkTarget(const std::string& path) {
-  std::array<char, PATH_MAX> target;
-  const auto length = ::readlink(path.c_str(), target.data(), target.size());
-  if (length <= 0) return std::nullopt;
-  return std::string(target.data(), static_cast<std::size_t>(length));
-}
-
 /// Returns the numeric entries of a folder of /proc.
 std::vector<std::int64_t> numberedEntries(const std::string& folder) {
   std::vector<std::int64_t> numbers;

@@ -40,7 +40,7 @@ struct Artifact {
   std::atomic<bool> vanished{false};     // before it could be opened
 };
 
-struct Context {
+struct WalkContext {
   const WalkFilter::Place* place = nullptr;  // of the folder, in the filter's tree
   Artifact* artifact = nullptr;              // being measured; null on the walk
 };
@@ -67,7 +67,7 @@ ScanArtifactFinding makeFinding(const Artifact& artifact) {
 /// Reads folders on the workers' threads and collects what they find.
 class WalkVisitor {
  public:
-  using Traversal = FolderTraversal<Context, WalkVisitor>;
+  using Traversal = FolderTraversal<WalkContext, WalkVisitor>;
   using Visit = Traversal::Visit;
 
   WalkVisitor(const FilesystemArtifactScanner::Request& request, const WalkFilter& filter)
@@ -88,7 +88,7 @@ class WalkVisitor {
 
   /// A folder that must not be read adds nothing to its artefact; an artefact that vanished is no longer there to
   /// report.
-  void couldNotOpen(const Context& context, std::error_code failure) {
+  void couldNotOpen(const WalkContext& context, std::error_code failure) {
     const bool forbidden = isForbidden(failure);
     if (forbidden) {
       ++unreadableFolders_;

@@ -21,8 +21,8 @@ unsigned defaultScanWorkers() {
 
 namespace {
 
-struct Target {
-  Target(const WalkFilter& filter, const TidraDirectorySizeReader::Folder& folder)
+struct SizeTarget {
+  SizeTarget(const WalkFilter& filter, const TidraDirectorySizeReader::Folder& folder)
       : measurement(filter, {.enterBundles = folder.enterBundles, .isTrash = folder.isTrash}) {}
   Measurement measurement;
   std::atomic<bool> opened{false};
@@ -30,13 +30,13 @@ struct Target {
   std::atomic<bool> complete{false};
 };
 
-struct Context {
+struct SizeContext {
   const WalkFilter::Place* place = nullptr;
-  Target* target = nullptr;
+  SizeTarget* target = nullptr;
 };
 
 struct SizeVisitor {
-  using Traversal = FolderTraversal<Context, SizeVisitor>;
+  using Traversal = FolderTraversal<SizeContext, SizeVisitor>;
 
   void visit(Traversal::Visit& folder) {
     const auto [place, target] = folder.context();
@@ -50,7 +50,7 @@ struct SizeVisitor {
     finish(target);
   }
 
-  void couldNotOpen(const Context& context, std::error_code failure) {
+  void couldNotOpen(const SizeContext& context, std::error_code failure) {
     // A first folder that cannot be opened counts as empty.
     if (context.target->opened || isForbidden(failure)) {
       context.target->measurement.couldNotOpen(failure, context.place);
@@ -58,15 +58,10 @@ struct SizeVisitor {
     finish(context.target);
   }
 
-  static void finish(Target* target) {
+  static void finish(SizeTarget* target) {
     if (target->measurement.finishFolder()) target->complete = true;
   }
 };
-
-std::string realOrSame(const std::string& path) {
-  const auto real = realPath(path);
-  return real ? *real : path;
-}
 
 /// The places are known without links, by which a folder may be named.
 WalkFilter filterFor(const TidraDirectorySizeReader::Options& options) {
@@ -74,8 +69,8 @@ WalkFilter filterFor(const TidraDirectorySizeReader::Options& options) {
   for (const MountPoint& mount : options.mounts) filter.addMount(mount.path);
   for (const std::string& pattern : options.exclusions.globPatterns) filter.addPattern(pattern);
   for (const std::string& pattern : options.exclusions.keptPatterns) filter.addKept(pattern);
-  for (const std::string& path : options.exclusions.pathPrefixes) filter.addExcluded(realOrSame(path));
-  for (const Store& store : options.stores) filter.addStore({realOrSame(store.path), store.kind});
+  for (const std::string& path : options.exclusions.pathPrefixes) filter.addExcluded(realPathOrSame(path));
+  for (const Store& store : options.stores) filter.addStore({realPathOrSame(store.path), store.kind});
   return filter;
 }
 
@@ -88,13 +83,13 @@ std::optional<std::uint64_t> TidraDirectorySizeReader::read(const std::string& p
 std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(const std::vector<Folder>& folders,
                                                                               const Options& options) {
   const WalkFilter filter = filterFor(options);
-  std::deque<Target> targets;
+  std::deque<SizeTarget> targets;
   for (const Folder& folder : folders) targets.emplace_back(filter, folder);
   SizeVisitor visitor;
   {
     SizeVisitor::Traversal traversal(visitor, options.workers == 0 ? defaultScanWorkers() : options.workers);
     for (std::size_t i = 0; i < folders.size(); ++i) {
-      traversal.addRoot(folders[i].path, {filter.placeOf(realOrSame(folders[i].path)), &targets[i]});
+      traversal.addRoot(folders[i].path, {filter.placeOf(realPathOrSame(folders[i].path)), &targets[i]});
     }
     const auto started = std::chrono::steady_clock::now();
     const auto cancelWhenDue = [&] {
@@ -108,7 +103,7 @@ std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(co
     while (!traversal.waitFor(poll)) cancelWhenDue();
   }
   std::vector<Size> sizes;
-  for (const Target& target : targets) {
+  for (const SizeTarget& target : targets) {
     const bool known = target.complete && !target.measurement.hasFailed();
     sizes.push_back(
         {known ? std::optional(target.measurement.bytes()) : std::nullopt, target.measurement.kept(), target.identity});

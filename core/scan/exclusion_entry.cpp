@@ -38,15 +38,13 @@ TidraPathResolver quotingResolver(TidraPathResolver resolver) {
   return resolver;
 }
 
-bool exists(const std::string& path) { return static_cast<bool>(pathFacts(path)); }
-
 /// True when some names do not match themselves as patterns.
 bool maySpellAName(std::string_view pattern) { return pattern.find_first_of("[\\") != std::string_view::npos; }
 
 /// The pattern with the folders that exist at its beginning as text that stands for itself.
 std::string withFoldersQuoted(const std::string& pattern) {
   std::string folder = pattern;
-  while (folder != "/" && !exists(folder)) folder = parentPath(folder);
+  while (folder != "/" && !pathExists(folder)) folder = parentPath(folder);
   return folder == "/" ? pattern : globEscaped(folder) + pattern.substr(folder.size());
 }
 
@@ -65,7 +63,7 @@ std::optional<std::string> entryHere(const std::string& given, const std::option
     const auto real = realPath(path);
     return real ? std::optional(*real) : std::nullopt;
   }
-  return exists(path) ? std::optional(standardizedPath(path)) : std::nullopt;
+  return pathExists(path) ? std::optional(standardizedPath(path)) : std::nullopt;
 }
 
 }  // namespace
@@ -77,7 +75,7 @@ void addExclusion(TidraScanExclusionFilter& filter, const std::string& text, con
   if (isPath) {
     const std::string path = resolver.expandedPath(expanded);
     filter.pathPrefixes.push_back(path);
-    if (!isGlob(expanded) || (looksAtDisk && exists(path))) return;
+    if (!isGlob(expanded) || (looksAtDisk && pathExists(path))) return;
     const std::string quoted = looksAtDisk ? withFoldersQuoted(path) : path;
     if (quoted != path) filter.globPatterns.push_back(quoted);
   }
@@ -106,7 +104,7 @@ TypedExclusion TypedExclusion::read(const std::string& given, const TidraPathRes
                                     const std::optional<std::string>& currentFolder) {
   const auto asPath = [&](const std::string& path) {
     TypedExclusion typed{resolver.displayPath(path), ExclusionRowKind::path, {}};
-    if (!exists(path) && !exists(excludedPath(typed.text, resolver))) {
+    if (!pathExists(path) && !pathExists(excludedPath(typed.text, resolver))) {
       typed.note = fmt::format("'{}' names nothing that exists yet; what is made there later is kept out.",
                                escapedForTerminal(typed.text));
     }
@@ -125,7 +123,7 @@ TypedExclusion TypedExclusion::read(const std::string& given, const TidraPathRes
   const std::string expanded = resolver.expandVariables(given);
   if (looksLikePath(expanded)) {
     const std::string path = excludedPath(given, resolver);
-    return !isGlob(expanded) || exists(path) ? asPath(path) : asPattern(given, maySpellAName(given));
+    return !isGlob(expanded) || pathExists(path) ? asPath(path) : asPattern(given, maySpellAName(given));
   }
   const bool begins = leadsFromHere(given);
   const bool isPlainName = given.find('/') == std::string::npos && !isGlob(given) && !maySpellAName(given);

@@ -1,21 +1,13 @@
 // Which repositories hold work that a new clone would not bring back: uncommitted changes, untracked files, commits and
 // stashes that no remote has.
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <thread>
-
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
-#include "core/platform/spare_threads.h"
 #include "core/scan/git_metadata.h"
+#include "core/scan/git_questions.h"
 
 namespace tidra {
 namespace {
-
-constexpr std::size_t mostThreads = 8;
-constexpr std::size_t mostHangs = 8;
 
 /// Some packages were published with a part of their ".git" in them. One that must not be looked into may be whole.
 bool isRemainsOfRepository(const std::string& folder) {
@@ -47,18 +39,8 @@ std::optional<bool> TidraGitMetadataReader::holdsOwnWork(const std::string& repo
 std::vector<std::optional<bool>> TidraGitMetadataReader::holdOwnWork(
     const std::vector<std::string>& repositories) const {
   std::vector<std::optional<bool>> answers(repositories.size());
-  std::atomic<std::size_t> next{0};
-  std::atomic<std::size_t> hangs{0};
-  const auto work = [&] {
-    for (std::size_t i = next++; i < repositories.size() && hangs < mostHangs; i = next++) {
-      if (shouldCancel_ && shouldCancel_()) return;
-      const auto asked = std::chrono::steady_clock::now();
-      answers[i] = holdsOwnWork(repositories[i]);
-      const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - asked;
-      if (taken.count() >= commandTimeoutSeconds) ++hangs;
-    }
-  };
-  runOnThreads(std::min(mostThreads, repositories.size()), work);
+  askRepositories(repositories.size(), shouldCancel_,
+                  [&](std::size_t i) { answers[i] = holdsOwnWork(repositories[i]); });
   return answers;
 }
 

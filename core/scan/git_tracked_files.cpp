@@ -1,13 +1,10 @@
 // Which folders hold files that git tracks: one "git ls-files" a repository, ended as soon as every folder is known to.
-#include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <map>
 
 #include "core/base/text.h"
 #include "core/platform/path_text.h"
-#include "core/platform/spare_threads.h"
 #include "core/scan/git_metadata.h"
+#include "core/scan/git_questions.h"
 #include "core/scan/repository_finder.h"
 
 namespace tidra {
@@ -15,10 +12,6 @@ namespace {
 
 /// Longer lists of folders do not go onto a command line; git then lists everything that it tracks.
 constexpr std::size_t mostArgumentBytes = 64 * 1024;
-
-/// Repositories are asked side by side. Those on which git hangs are waited for only a few at a time.
-constexpr std::size_t mostThreads = 8;
-constexpr std::size_t mostHangs = 8;
 
 std::string pathWithin(const std::string& repository, const std::string& folder) {
   return folder.substr(repository == "/" ? 1 : repository.size() + 1);
@@ -94,18 +87,10 @@ TidraGitMetadataReader::Tracked TidraGitMetadataReader::tracked(const std::vecto
   std::vector<std::pair<const std::string*, const std::vector<std::string>*>> questions;
   for (const auto& [repository, inside] : byRepository) questions.emplace_back(&repository, &inside);
   std::vector<std::optional<std::vector<std::string>>> answers(questions.size());
-  std::atomic<std::size_t> next{0};
-  std::atomic<std::size_t> hangs{0};
-  const auto work = [&] {
-    for (std::size_t i = next++; i < questions.size() && git_ && hangs < mostHangs; i = next++) {
-      if (shouldCancel_ && shouldCancel_()) return;
-      const auto asked = std::chrono::steady_clock::now();
-      answers[i] = trackedAmong(*questions[i].first, *questions[i].second);
-      const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - asked;
-      if (taken.count() >= commandTimeoutSeconds) ++hangs;
-    }
-  };
-  runOnThreads(std::min(mostThreads, questions.size()), work);
+  if (git_) {
+    askRepositories(questions.size(), shouldCancel_,
+                    [&](std::size_t i) { answers[i] = trackedAmong(*questions[i].first, *questions[i].second); });
+  }
   for (std::size_t i = 0; i < questions.size(); ++i) {
     auto& target = answers[i] ? answer.held : answer.unknown;
     const auto& source = answers[i] ? *answers[i] : *questions[i].second;

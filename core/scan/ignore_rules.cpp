@@ -19,7 +19,7 @@ constexpr std::size_t largestIgnoreFile = 256 * 1024;
 constexpr std::size_t mostPatterns = 4096;
 
 /// Folders above this many levels are not asked: no repository is as deep.
-constexpr std::size_t mostLevels = 64;
+constexpr std::size_t mostIgnoreLevels = 64;
 
 /// Without what git leaves out: a final CR and blanks at the end that no backslash keeps.
 std::string_view patternOf(std::string_view line) {
@@ -120,7 +120,7 @@ IgnoreFinder::Answer IgnoreFinder::of(const std::string& folder) {
     folders_.clear();
   }
   std::string above = parentPath(folder);
-  for (; levels.size() < mostLevels && !answer.isInRepository; above = parentPath(above)) {
+  for (; levels.size() < mostIgnoreLevels && !answer.isInRepository; above = parentPath(above)) {
     const Folder& looked = look(above);
     answer.isInRepository = looked.isRepository;
     answer.isVersioned = answer.isVersioned || looked.isVersioned;

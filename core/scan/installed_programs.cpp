@@ -92,17 +92,15 @@ std::optional<std::size_t> findRow(const std::vector<std::string_view>& componen
   return std::nullopt;
 }
 
-bool exists(const std::string& path) { return static_cast<bool>(pathFacts(path)); }
-
 /// The folder that npm calls a prefix: packages in "lib/node_modules", their commands in "bin". Also one without "bin"
 /// that holds npm itself, as an unpacked Node does.
 std::optional<std::string> globalPrefix(const std::string& path) {
-  if (lastPathComponent(path) != "node_modules" || exists(joinedPath(parentPath(path), "package.json"))) {
+  if (lastPathComponent(path) != "node_modules" || pathExists(joinedPath(parentPath(path), "package.json"))) {
     return std::nullopt;
   }
   const std::string above = parentPath(path);
-  const bool isPrefix = lastPathComponent(above) == "lib" && exists(joinedPath(parentPath(above), "bin"));
-  if (isPrefix || exists(joinedPath(path, "npm/bin/npm-cli.js"))) return "npm";
+  const bool isPrefix = lastPathComponent(above) == "lib" && pathExists(joinedPath(parentPath(above), "bin"));
+  if (isPrefix || pathExists(joinedPath(path, "npm/bin/npm-cli.js"))) return "npm";
   return std::nullopt;
 }
 
@@ -112,8 +110,9 @@ bool isElectronResources(const std::string& resources) {
   constexpr std::array beside{"resources.pak", "chrome_100_percent.pak", "snapshot_blob.bin", "v8_context_snapshot.bin",
                               "icudtl.dat"};
   const std::string program = parentPath(resources);
-  return std::any_of(inside.begin(), inside.end(), [&](auto name) { return exists(joinedPath(resources, name)); }) ||
-         std::any_of(beside.begin(), beside.end(), [&](auto name) { return exists(joinedPath(program, name)); }) ||
+  return std::any_of(inside.begin(), inside.end(),
+                     [&](auto name) { return pathExists(joinedPath(resources, name)); }) ||
+         std::any_of(beside.begin(), beside.end(), [&](auto name) { return pathExists(joinedPath(program, name)); }) ||
          isExecutableFile(joinedPath(program, asciiLowered(lastPathComponent(program))));
 }
 
@@ -127,16 +126,16 @@ bool bringsOwnNode(const std::string& folder) {
 /// "data/extensions" of a portable editor, which lists what is installed there.
 bool isPortableEditors(const std::string& folder) {
   return lastPathComponent(folder) == "extensions" && lastPathComponent(parentPath(folder)) == "data" &&
-         exists(joinedPath(folder, "extensions.json"));
+         pathExists(joinedPath(folder, "extensions.json"));
 }
 
 /// Folders of a program lie a few levels below its own.
-constexpr int mostLevels = 6;
+constexpr int mostLevelsInside = 6;
 
 std::optional<std::string> ownerByStructure(const std::string& path) {
   if (auto npm = globalPrefix(path)) return npm;
   std::string folder = parentPath(path);
-  for (int level = 0; level < mostLevels && folder != "/"; ++level, folder = parentPath(folder)) {
+  for (int level = 0; level < mostLevelsInside && folder != "/"; ++level, folder = parentPath(folder)) {
     const std::string above = parentPath(folder);
     const auto name = lastPathComponent(folder);
     if ((name == "resources" || name == "Resources") && isElectronResources(folder)) {
@@ -192,8 +191,9 @@ std::optional<std::string> InstalledPrograms::ownerByHome(const std::string& pat
   if (!below.starts_with('.') || slash == std::string::npos) return std::nullopt;
   const std::string program = joinedPath(home_, below.substr(0, slash));
   std::string folder = parentPath(path);
-  for (int level = 0; level < mostLevels && isSameOrInside(folder, program); ++level, folder = parentPath(folder)) {
-    if (exists(joinedPath(folder, ".git"))) return std::nullopt;
+  for (int level = 0; level < mostLevelsInside && isSameOrInside(folder, program);
+       ++level, folder = parentPath(folder)) {
+    if (pathExists(joinedPath(folder, ".git"))) return std::nullopt;
   }
   return below.substr(1, slash - 1);
 }

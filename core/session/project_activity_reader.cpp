@@ -18,11 +18,6 @@ constexpr unsigned mostThreads = 12;
 /// As many as can wait side by side, so that all hanging repositories together cost about one time limit.
 constexpr std::size_t mostHangs = mostThreads;
 
-std::string realPathOrSame(const std::string& path) {
-  const auto real = realPath(path);
-  return real ? *real : path;
-}
-
 }  // namespace
 
 ProjectActivityReader::ProjectActivityReader(std::optional<std::string> git, TidraPathResolver resolver)

@@ -13,11 +13,6 @@
 namespace tidra {
 namespace {
 
-std::string realOrSame(const std::string& path) {
-  const auto real = realPath(path);
-  return real ? *real : path;
-}
-
 /// The rest of a sentence that begins with "is in use: ".
 std::string described(const PlaceUse& use, const std::string& place) {
   const auto user = fmt::format("{} (process {})", escapedForTerminal(use.program), use.process);
@@ -51,7 +46,7 @@ bool holdsKeepFile(const std::string& folder) {
 
 }  // namespace
 
-RemovalGuard::RemovalGuard(const TidraPathResolver& resolver) : home_(realOrSame(resolver.home)) {}
+RemovalGuard::RemovalGuard(const TidraPathResolver& resolver) : home_(realPathOrSame(resolver.home)) {}
 
 std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
                                                       const std::optional<std::string>& project) {
@@ -59,11 +54,11 @@ std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
   if (const auto keeper = keeperOf(path, project)) {
     return fmt::format("is kept by {}", escapedForTerminal(joinedPath(*keeper, keepFile)));
   }
-  const std::string place = realOrSame(path);
+  const std::string place = realPathOrSame(path);
   if (isSameOrInside(home_, place)) return std::nullopt;  // protected whoever uses it
   if (const auto use = usage_.userOf(place)) return fmt::format("is in use: {}", described(*use, place));
   if (!project) return std::nullopt;
-  const std::string folder = realOrSame(*project);
+  const std::string folder = realPathOrSame(*project);
   // Whoever works in the home folder, or in what holds it, does not work on a project for that.
   if (isSameOrInside(home_, folder)) return std::nullopt;
   const auto use = usage_.workerIn(folder);
@@ -84,7 +79,7 @@ std::optional<std::string> RemovalGuard::keeperOf(const std::string& path, const
     if (holdsKeepFile(folder)) return folder;
   }
   if (auto keeper = keeperAround(parentPath(path))) return keeper;
-  const std::string place = realOrSame(path);
+  const std::string place = realPathOrSame(path);
   return place == path ? std::nullopt : keeperAround(parentPath(place));
 }
 

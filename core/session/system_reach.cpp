@@ -7,21 +7,13 @@
 #include "core/platform/path_text.h"
 
 namespace tidra {
-namespace {
-
-std::string realOrSame(const std::string& path) {
-  const auto real = realPath(path);
-  return real ? *real : path;
-}
-
-}  // namespace
 
 std::optional<SystemBounds> systemBoundsOf(const ScanRequest& request) {
   if (request.systemReach == SystemReach::everywhere || request.roots.empty()) return std::nullopt;
-  const std::string home = realOrSame(request.resolver.home);
+  const std::string home = realPathOrSame(request.resolver.home);
   SystemBounds bounds;
   for (const std::string& root : request.roots) {
-    std::string real = realOrSame(root);
+    std::string real = realPathOrSame(root);
     if (isSameOrInside(home, real)) return std::nullopt;
     bounds.roots.add(std::move(real));
   }

@@ -66,8 +66,10 @@ EffectivePolicy effectivePolicy(const HubPolicyQuestion& question);
 /// SHA-256 of a policy without its `hub` section, which may hold a secret.
 std::string fingerprint(FleetPolicy policy);
 
+extern template struct FieldCodec<HubPolicyState::Copy>;
 template <>
 struct JsonCodec<HubPolicyState::Copy> : FieldCodec<HubPolicyState::Copy> {};
+extern template struct FieldCodec<HubPolicyState>;
 template <>
 struct JsonCodec<HubPolicyState> : FieldCodec<HubPolicyState> {};
 

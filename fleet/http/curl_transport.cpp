@@ -22,7 +22,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr double longestTimeoutSeconds = 24 * 60 * 60;
 /// curl enforces --max-time itself; this is for a curl that does not end.
 constexpr double graceSeconds = 5;
 

@@ -22,8 +22,7 @@ using std::chrono::milliseconds;
 
 /// A slow response is allowed; the whole exchange is bounded by four timeouts.
 constexpr int waitsOfAnExchange = 4;
-constexpr double longestTimeoutSeconds = 24 * 60 * 60;
-constexpr std::size_t readBytes = 65536;
+constexpr std::size_t pieceBytes = 65536;
 
 /// Truncated to whole seconds from one second on; at least a millisecond, at most a day.
 milliseconds waitOf(double timeout) {
@@ -83,7 +82,7 @@ class Exchange {
   /// Keeps a send failure for receive(): a server may respond early and close, and that response is worth reading.
   void send(std::string_view bytes) {
     while (!bytes.empty() && !sendFailure_) {
-      const std::string_view piece = bytes.substr(0, readBytes);
+      const std::string_view piece = bytes.substr(0, pieceBytes);
       sendFailure_ = sendAll(socket_, piece, nextWait(), stop_);
       bytes.remove_prefix(piece.size());
     }
@@ -96,7 +95,7 @@ class Exchange {
   std::string receive() {
     std::string all;
     for (;;) {
-      const auto bytes = receiveOnce(socket_, readBytes, nextWait(), stop_);
+      const auto bytes = receiveOnce(socket_, pieceBytes, nextWait(), stop_);
       if (!bytes && sendFailure_ && !all.empty()) return all;
       if (!bytes) throw failureOf(sendFailure_ ? sendFailure_ : bytes.failure());
       if (bytes->empty() && all.empty() && sendFailure_) throw failureOf(sendFailure_);

@@ -10,6 +10,9 @@
 
 namespace tidra {
 
+/// Upper bound of a time limit, in seconds.
+inline constexpr double longestTimeoutSeconds = 24 * 60 * 60;
+
 /// Plain TCP. `wait` bounds each wait for the peer, `most` the exchange.
 HTTPClientResponse sendOverSocket(const HTTPClient::Request& request, const HTTPURL& url,
                                   std::chrono::milliseconds wait, std::chrono::milliseconds most,

@@ -129,20 +129,28 @@ struct HubEventsEnvelope {
   bool operator==(const HubEventsEnvelope&) const = default;
 };
 
+extern template struct FieldCodec<HubEvent>;
 template <>
 struct JsonCodec<HubEvent> : FieldCodec<HubEvent> {};
+extern template struct FieldCodec<HubHistoryPoint>;
 template <>
 struct JsonCodec<HubHistoryPoint> : FieldCodec<HubHistoryPoint> {};
+extern template struct FieldCodec<HubHostFile>;
 template <>
 struct JsonCodec<HubHostFile> : FieldCodec<HubHostFile> {};
+extern template struct FieldCodec<HubHostRow>;
 template <>
 struct JsonCodec<HubHostRow> : FieldCodec<HubHostRow> {};
+extern template struct FieldCodec<HubHostRecord>;
 template <>
 struct JsonCodec<HubHostRecord> : FieldCodec<HubHostRecord> {};
+extern template struct FieldCodec<HubHostsEnvelope>;
 template <>
 struct JsonCodec<HubHostsEnvelope> : FieldCodec<HubHostsEnvelope> {};
+extern template struct FieldCodec<HubPoliciesEnvelope>;
 template <>
 struct JsonCodec<HubPoliciesEnvelope> : FieldCodec<HubPoliciesEnvelope> {};
+extern template struct FieldCodec<HubEventsEnvelope>;
 template <>
 struct JsonCodec<HubEventsEnvelope> : FieldCodec<HubEventsEnvelope> {};
 

@@ -100,6 +100,7 @@ struct JsonCodec<HubHostReport> {
 /// What the codec gives but for `topItems`, which are most of a report.
 nlohmann::json encodedWithoutTopItems(const HubHostReport& report);
 
+extern template struct FieldCodec<HubAck>;
 template <>
 struct JsonCodec<HubAck> : FieldCodec<HubAck> {};
 

@@ -91,16 +91,22 @@ struct HubSummary {
   bool operator==(const HubSummary&) const = default;
 };
 
+extern template struct FieldCodec<HubSummary::HostBytes>;
 template <>
 struct JsonCodec<HubSummary::HostBytes> : FieldCodec<HubSummary::HostBytes> {};
+extern template struct FieldCodec<HubSummary::HostDisk>;
 template <>
 struct JsonCodec<HubSummary::HostDisk> : FieldCodec<HubSummary::HostDisk> {};
+extern template struct FieldCodec<HubSummary::RuleBytes>;
 template <>
 struct JsonCodec<HubSummary::RuleBytes> : FieldCodec<HubSummary::RuleBytes> {};
+extern template struct FieldCodec<HubSummary::RecentRun>;
 template <>
 struct JsonCodec<HubSummary::RecentRun> : FieldCodec<HubSummary::RecentRun> {};
+extern template struct FieldCodec<HubSummary::DayPoint>;
 template <>
 struct JsonCodec<HubSummary::DayPoint> : FieldCodec<HubSummary::DayPoint> {};
+extern template struct FieldCodec<HubSummary>;
 template <>
 struct JsonCodec<HubSummary> : FieldCodec<HubSummary> {};
 

@@ -1,0 +1,34 @@
+// Asks many repositories side by side.
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+
+#include "core/platform/spare_threads.h"
+#include "core/scan/git_metadata.h"
+
+namespace tidra {
+
+/// Calls `ask(i)` for each i below `count`, on several threads, and waits for them. Once git has hung on several
+/// repositories, the others are not asked; nor are they once `shouldCancel` is true.
+template <class Ask>
+void askRepositories(std::size_t count, const std::function<bool()>& shouldCancel, Ask ask) {
+  constexpr std::size_t mostThreads = 8;
+  constexpr std::size_t mostHangs = 8;
+  std::atomic<std::size_t> next{0};
+  std::atomic<std::size_t> hangs{0};
+  runOnThreads(std::min(mostThreads, count), [&] {
+    for (std::size_t i = next++; i < count && hangs < mostHangs; i = next++) {
+      if (shouldCancel && shouldCancel()) return;
+      const auto asked = std::chrono::steady_clock::now();
+      ask(i);
+      const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - asked;
+      if (taken.count() >= TidraGitMetadataReader::commandTimeoutSeconds) ++hangs;
+    }
+  });
+}
+
+}  // namespace tidra
