@@ -1,5 +1,5 @@
-// Work of many threads that is cheaper done together: whoever comes first does what is asked by then, the others wait
-// for the outcome. What comes meanwhile is done together next.
+// Group commit: the first thread becomes the leader and processes everything queued so far; the others wait for its
+// result. Items that arrive meanwhile form the next group.
 #pragma once
 
 #include <condition_variable>
@@ -16,10 +16,10 @@ class CombinedWork {
  public:
   using Work = std::function<void(std::vector<Item*>& items)>;
 
-  /// `work` is called by one thread at a time. What it throws goes to that thread.
+  /// `work` runs on one thread at a time, the leader's, which receives its exceptions.
   explicit CombinedWork(Work work) : work_(std::move(work)) {}
 
-  /// Returns when `item` has been given to `work`.
+  /// Returns once `item` has been processed.
   void run(Item& item) {
     Entry own{&item};
     std::unique_lock guard(lock_);

@@ -6,7 +6,7 @@
 namespace tidra {
 namespace {
 
-/// The page runs its own scripts and nobody else's, and talks to its own hub alone.
+/// CSP: only the page's own scripts and styles, and requests to its own hub only.
 constexpr std::string_view contentPolicy =
     "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'; img-src data:; connect-src 'self'";
 
@@ -47,7 +47,7 @@ std::string replacingAll(std::string_view text, std::string_view wanted, std::st
 }  // namespace
 
 std::string dashboardPage(std::string_view title) {
-  // The title comes last: whatever it holds is a title.
+  // The title last, so that placeholders in it are not replaced.
   const std::string page = replacingAll(dashboardText, "__TIDRA_VERSION__", TidraCoreInfo::version);
   return replacingAll(page, "__HUB_TITLE__", escapedForHtml(title));
 }

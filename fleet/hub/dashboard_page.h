@@ -1,4 +1,4 @@
-// The hub's page for people.
+// The hub's web page.
 #pragma once
 
 #include <string>
@@ -8,10 +8,10 @@
 
 namespace tidra {
 
-/// The document with the fleet's title, escaped, and the program's version in it.
+/// The HTML document with the fleet's title, escaped, and the program's version.
 std::string dashboardPage(std::string_view title);
 
-/// The page for GET and HEAD, 405 for any other method.
+/// The page for GET and HEAD; 405 for other methods.
 HTTPResponse dashboardResponse(std::string_view method, const std::string& page);
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// The folder in which one hub keeps everything. docs/hub.md describes it.
+// The data folder of a hub, described in docs/hub.md.
 #pragma once
 
 #include <optional>
@@ -10,16 +10,16 @@
 
 namespace tidra {
 
-/// Belongs to this process alone while the object lives.
+/// Holds an exclusive lock on the folder while it lives.
 class HubDataFolder {
  public:
   explicit HubDataFolder(std::string path) : path_(std::move(path)) {}
 
-  /// Makes the folders that are missing, for their owner only, and takes the folder. Throws HubStoreError when another
-  /// process has it, and std::system_error.
+  /// Creates missing folders with mode 0700 and locks the folder. Throws HubStoreError when another process holds it,
+  /// and std::system_error.
   void take();
 
-  /// Throws HubStoreError when another process has the folder; makes and takes nothing.
+  /// Throws HubStoreError when another process holds the folder; changes nothing.
   void requireFree() const;
 
   const std::string& path() const { return path_; }
@@ -27,7 +27,7 @@ class HubDataFolder {
   std::string policies() const;
   std::string eventLog() const;
 
-  /// The sentence for a folder that cannot be used.
+  /// The error for an unusable folder.
   InputError unusable(const std::system_error& error) const;
 
  private:

@@ -1,4 +1,4 @@
-// What the hosts of a demo fleet are made of: their kinds, their people and projects, and what is found on them.
+// Building blocks of a demo fleet: kinds of hosts, names, projects and findings.
 #pragma once
 
 #include <cstdint>
@@ -17,19 +17,19 @@ struct DemoFinding {
   std::string_view category;
   ArtifactSafetyTier tier;
   std::string_view ruleID;
-  double weight;  // how much of the host's reclaimable bytes it has, compared with the others
+  double weight;  // relative share of the host's reclaimable bytes
 };
 
 struct DemoKind {
   std::string_view role;
   TidraPlatform platform;
   std::string_view policy;
-  std::string_view name;  // "{user}" and "{region}" are replaced, "{n}" by the host's number among those of its kind
+  std::string_view name;  // placeholders: "{user}", "{region}", and "{n}", the host's number within its kind
   std::string_view home;
   std::int64_t intervalSeconds;
-  double share;           // of the fleet; those of all kinds add up to 1
-  double gigabytesADay;   // what piles up
-  std::int64_t volumeGB;  // the smallest volume; others have two or four times that
+  double share;           // of the fleet; all kinds add up to 1
+  double gigabytesADay;   // growth of reclaimable data
+  std::int64_t volumeGB;  // smallest volume; others have two or four times that
   std::span<const DemoFinding> findings;
 };
 
@@ -38,7 +38,7 @@ std::span<const std::string_view> demoUsers();
 std::span<const std::string_view> demoProjects();
 std::span<const std::string_view> demoRegions();
 std::span<const std::string_view> demoTeams();
-std::span<const std::string_view> demoVersions();  // of the agent, the oldest first
+std::span<const std::string_view> demoVersions();  // of the agent, oldest first
 std::span<const std::string_view> demoNotes();
 
 }  // namespace tidra

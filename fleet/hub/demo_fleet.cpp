@@ -31,7 +31,7 @@ struct DemoPolicy {
   std::string document;
 };
 
-/// The shipped examples, and others as an administrator would have made of them.
+/// The shipped examples, and variants that an administrator might make.
 std::vector<DemoPolicy> demoPolicies() {
   std::vector<DemoPolicy> policies;
   for (const auto name : ExamplePolicies::names) {
@@ -73,7 +73,7 @@ HubEvent eventAt(TimePoint time, HubEvent::Kind kind, std::string message, std::
   return {.time = time, .kind = kind, .host = std::move(host), .message = std::move(message), .bytes = {}};
 }
 
-/// What an administrator and the hub itself did, besides the reports.
+/// Events besides the reports: actions of administrators and of the hub.
 std::vector<HubEvent> housekeeping(const std::vector<DemoPolicy>& policies, const DemoFleet& fleet) {
   using Kind = HubEvent::Kind;
   std::vector<HubEvent> events;
@@ -105,14 +105,14 @@ void requireEmpty(const HubDataFolder& folder) {
                                escapedForTerminal(folder.path()), isFolder ? "is not empty" : "is no folder"));
 }
 
-/// Into a folder that was empty. Without flushing: what a loss of power takes is made again.
+/// Into a folder that was empty. Not flushed: after a power loss the demo is simply made again.
 void writeNewFile(const std::string& path, std::string_view text) {
   const auto file = makeFile(path);
   const auto failure = file ? appendWhole(*file, text, 0) : file.failure();
   if (failure) throw std::system_error(failure, fmt::format("{} cannot be written", path));
 }
 
-/// The newest events of runs, which are most, and all of the others.
+/// Keeps the newest run events, the vast majority, and all others.
 class EventCollection {
  public:
   void add(std::vector<HubEvent> events) {

@@ -1,4 +1,4 @@
-// A made-up fleet in a data folder: for trying the dashboard, for pictures of it, and for load tests.
+// Writes a synthetic fleet into a data folder: for demos, screenshots and load tests.
 #pragma once
 
 #include <cstdint>
@@ -11,9 +11,9 @@ namespace tidra {
 
 struct DemoFleet {
   std::int64_t hosts = 200;  // at least 1
-  std::int64_t days = 30;    // of reports, at least 1; a hub keeps a host's newest thousand
-  std::uint64_t seed = 1;    // the same fleet for the same seed and `now`, byte for byte
-  TimePoint now{};           // when the last reports arrive
+  std::int64_t days = 30;    // of reports, at least 1; a hub stores a host's newest thousand
+  std::uint64_t seed = 1;    // equal seed and `now` make the same fleet, byte for byte
+  TimePoint now{};           // arrival of the last reports
 };
 
 struct DemoFleetSize {
@@ -23,12 +23,12 @@ struct DemoFleetSize {
   std::int64_t events = 0;
 };
 
-/// Throws what writeDemoFleet throws for a folder that it does not write into; makes and changes nothing.
+/// Throws what writeDemoFleet throws for an unusable folder; changes nothing.
 void requireDemoFolder(const std::string& dataDir);
 
-/// Writes the fleet as a hub would have written it, apart from flushing each file to disk. `progress`, if any, is told
-/// the hosts written so far. Throws HubStoreError when a hub has the folder, and InputError for one that is not empty
-/// or cannot be used; nothing has been changed then.
+/// Writes the files that a hub would have written, without flushing. `progress`, if any, is called with the number of
+/// hosts written. Throws HubStoreError when a hub holds the folder, and InputError when it is not empty or unusable;
+/// then nothing has changed.
 DemoFleetSize writeDemoFleet(const std::string& dataDir, const DemoFleet& fleet,
                              const std::function<void(std::int64_t)>& progress = {});
 

@@ -1,6 +1,5 @@
-// A host is drawn in three steps: what it is (kind, name, temper), how its disk filled and emptied from run to run, and
-// what its last run found in detail, which is all that a hub keeps of a run. The figures of the last run add up
-// exactly.
+// Generates a host in three steps: its profile (kind, name, temper), the usage of its disk from run to run, and the
+// details of its last run, the only ones a hub stores. The figures of the last run add up exactly.
 #include "fleet/hub/demo_host.h"
 
 #include <fmt/format.h>
@@ -41,7 +40,7 @@ std::string runIdentifier(DemoRandom& random) {
                      digits.substr(17, 3), digits.substr(20));
 }
 
-/// What a host's story is about; most hosts have none of it.
+/// The traits of a host; most have none.
 struct Temper {
   bool dryRun, silent, failing, broken, lowOnDisk, rewound;
 
@@ -54,7 +53,7 @@ struct Temper {
         rewound(random.chance(0.01)) {}
 };
 
-/// How a disk fills and is emptied. Figures are bytes.
+/// Simulates filling and cleaning a disk. Figures are bytes.
 class Disk {
  public:
   Disk(const DemoKind& kind, const Temper& temper, DemoRandom& random)
@@ -76,11 +75,11 @@ class Disk {
     const bool isWeekend = weekday == std::chrono::Saturday || weekday == std::chrono::Sunday;
     const double pace = (rests_ && isWeekend ? 0.2 : 1.0) * random_.between(0.4, 1.6);
     const double grown = growthADay_ * pace * static_cast<double>(intervalSeconds) / daySeconds;
-    cleanable_ += grown * std::max(0.0, 1 - cleanable_ / most());  // people notice when much has piled up
+    cleanable_ += grown * std::max(0.0, 1 - cleanable_ / most());  // growth slows down as reclaimable data accumulates
     if (hasDelicate_) delicate_ += grown * 0.05 * std::max(0.0, 1 - delicate_ / (most() / 4));
   }
 
-  /// What a run that removes things removes; mostly nothing until enough lies about.
+  /// Bytes removed by a run; mostly 0 until enough has accumulated.
   double sweep() {
     if (cleanable_ < growthADay_ * 1.5 && !random_.chance(0.15)) return 0;
     const double swept = cleanable_ * random_.between(0.3, 0.8);
@@ -92,7 +91,7 @@ class Disk {
   double delicate() const { return delicate_; }
   std::int64_t sizeBytes() const { return bytes(size_); }
 
-  /// `age` is 0 at the last run and 1 at the first. A disk that is low now has not always been.
+  /// `age` is 0 at the last run and 1 at the first. Free space on a low disk declines to its present value.
   std::int64_t freeBytes(double age) {
     const double wave = (most() - cleanable_) / most() * 0.05;
     const double share = isLow_ ? freeAtEnd_ + age * 0.3 : std::max(0.11, freeAtEnd_ + wave - 0.04 + age * 0.05);
@@ -108,10 +107,10 @@ class Disk {
   double freeAtEnd_;
   bool hasDelicate_ = false;
   double cleanable_ = 0;  // of the tier safe
-  double delicate_ = 0;   // of the others
+  double delicate_ = 0;   // of the other tiers
 };
 
-/// The findings of one scan, the largest first: those of the tier safe add up to the one figure, the others to the
+/// The findings of a scan, largest first. Those of the tier safe add up to one figure of `disk`, the others to the
 /// other.
 std::vector<HubTopItem> foundItems(const DemoKind& kind, const Disk& disk, const std::string& home,
                                    DemoRandom& random) {
@@ -159,7 +158,7 @@ struct Totals {
   std::int64_t disposedBytes = 0, disposedItems = 0, failures = 0, runs = 0;
 };
 
-/// One host's runs. The report is one object that each run changes, as thousands of runs are soon forgotten.
+/// A host's runs. One report object is updated by each run, to save memory.
 class Runs {
  public:
   Runs(const DemoKind& kind, const Temper& temper, std::string home, HubHostReport report, DemoRandom& random)
@@ -227,7 +226,7 @@ class Runs {
     addTotals();
   }
 
-  /// In detail, as it is what the hub shows.
+  /// Generates details, which the hub shows for the last run only.
   void lastRun() {
     auto items = foundItems(kind_, disk_, home_, random_);
     report_.findings = static_cast<std::int64_t>(items.size());
@@ -284,11 +283,11 @@ class Runs {
     report_.disposedItemsTotal = totals_.disposedItems;
     report_.failuresTotal = totals_.failures;
     report_.runsTotal = totals_.runs;
-    // A run's beginning and end, and each item, have a record each.
+    // One record each for a run's start, its end and every item.
     report_.auditSeq = 2 * totals_.runs + totals_.disposedItems + totals_.failures;
   }
 
-  /// The host's audit log was lost, and this run has begun another.
+  /// Simulates a lost audit log: this run starts a new one.
   void rewind() {
     HubHostReport before;
     before.auditSeq = report_.auditSeq - 2 - report_.disposedItems - report_.failures;
@@ -324,7 +323,7 @@ const DemoKind& kindOf(double share) {
   return demoKinds().back();
 }
 
-/// Newer versions are more common.
+/// Prefers newer versions.
 std::string_view versionOf(DemoRandom& random) {
   const auto versions = demoVersions();
   std::size_t at = versions.size() - 1;
@@ -351,7 +350,7 @@ DemoHosts::Identity DemoHosts::identityOf(const DemoKind& kind, std::int64_t num
 }
 
 DemoStory DemoHosts::next() {
-  // Each host has chance of its own, so that one more draw in its story changes no other host.
+  // A generator per host: an extra draw for one host changes no other.
   DemoRandom random(seeds_.next());
   const DemoKind& kind = kindOf(random.share());
   auto& count = counts_[static_cast<std::size_t>(&kind - demoKinds().data())];
@@ -375,7 +374,7 @@ DemoStory DemoHosts::next() {
   const std::int64_t silence = temper.silent ? random.between(interval * 3, std::max(longestSilence, interval * 4))
                                              : random.between(std::int64_t{0}, interval - interval / 10);
   const TimePoint last = now_ - seconds{silence};
-  const double share = random.chance(0.15) ? random.share() : 1;  // some hosts came later
+  const double share = random.chance(0.15) ? random.share() : 1;  // some hosts joined later
   const TimePoint first = std::min(last, now_ - seconds{bytes(share * static_cast<double>(days_ * daySeconds))});
 
   DemoStory story = Runs(kind, temper, std::move(identity.home), std::move(report), random).told(first, last);
@@ -387,7 +386,7 @@ DemoStory DemoHosts::next() {
                             .host = story.file.host,
                             .message = *story.file.note,
                             .bytes = {}});
-    // Writing the note is the answer to a rewind that came before.
+    // The note acknowledges an earlier rewind.
     if (story.file.lastAuditRewind && *story.file.lastAuditRewind <= time) story.file.lastAuditRewind.reset();
   }
   return story;

@@ -1,4 +1,4 @@
-// The made-up hosts of a demo fleet, one after another, each with the history of its runs.
+// Generates the hosts of a demo fleet with the history of their runs.
 #pragma once
 
 #include <cstdint>
@@ -15,13 +15,13 @@ namespace tidra {
 
 struct DemoStory {
   HubHostFile file;
-  std::vector<HubEvent> events;  // of its newest runs, and of what else happened to it; oldest first
+  std::vector<HubEvent> events;  // of its newest runs, and others about it; oldest first
 };
 
-/// The same hosts for the same seed, however many of them are asked for.
+/// Deterministic: the same hosts for the same seed, regardless of their number.
 class DemoHosts {
  public:
-  /// Hosts report for `days` days until `now`, those that came later for fewer.
+  /// Hosts report for `days` days until `now`; some join later.
   DemoHosts(std::uint64_t seed, std::int64_t days, TimePoint now);
 
   DemoStory next();
@@ -36,8 +36,8 @@ class DemoHosts {
   DemoRandom seeds_;
   std::int64_t days_;
   TimePoint now_;
-  std::vector<std::int64_t> counts_;  // of hosts by kind so far
-  std::set<std::string> taken_;       // names
+  std::vector<std::int64_t> counts_;  // hosts per kind so far
+  std::set<std::string> taken_;       // names in use
 };
 
 }  // namespace tidra

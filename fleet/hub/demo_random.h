@@ -1,4 +1,4 @@
-// Chance that is the same on every machine for the same seed, unlike the distributions of the standard library.
+// A portable pseudo-random generator: equal seeds make equal sequences on every machine, unlike std distributions.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@ class DemoRandom {
  public:
   explicit DemoRandom(std::uint64_t seed) : state_(seed) {}
 
-  /// SplitMix64: one addition and a finalizer, so that neighbouring seeds have nothing in common.
+  /// SplitMix64: a counter and a finaliser, so that adjacent seeds are uncorrelated.
   std::uint64_t next() {
     state_ += 0x9E3779B97F4A7C15U;
     std::uint64_t mixed = state_;
@@ -19,15 +19,15 @@ class DemoRandom {
     return mixed ^ (mixed >> 31U);
   }
 
-  /// From 0 to below 1.
+  /// Uniform in [0, 1).
   double share() {
-    constexpr double steps = 9007199254740992.0;  // 2^53, as many as the type tells apart
+    constexpr double steps = 9007199254740992.0;  // 2^53, the precision of double
     return static_cast<double>(next() >> 11U) / steps;
   }
 
   bool chance(double probability) { return share() < probability; }
 
-  /// Both ends included.
+  /// Uniform in [least, most].
   std::int64_t between(std::int64_t least, std::int64_t most) {
     return least + static_cast<std::int64_t>(next() % static_cast<std::uint64_t>(most - least + 1));
   }

@@ -29,7 +29,7 @@ OpenFile openOrMake(const std::string& path) {
   return std::move(*file);
 }
 
-/// False also when that cannot be known: an empty line is passed over by every reader.
+/// False also when unreadable: an extra line feed makes an empty line, which readers skip.
 bool endsWithLineFeed(const std::string& path, std::uint64_t size) {
   const auto file = openFile(path, FileAccess::read);
   char last = 0;
@@ -37,15 +37,15 @@ bool endsWithLineFeed(const std::string& path, std::uint64_t size) {
   return got && *got == 1 && last == '\n';
 }
 
-/// The end of a file that holds at least `count` whole lines that are not empty, or all of it that is looked at.
+/// The tail of a file with at least `count` complete non-empty lines, within the search limit.
 std::string tailOf(const OpenFile& file, std::size_t count) {
   constexpr std::uint64_t chunk = 256 * 1024;
   constexpr std::uint64_t most = 64 * 1024 * 1024;
-  std::vector<std::string> chunks;  // the last one first
+  std::vector<std::string> chunks;  // last chunk first
   std::size_t lines = 0;
   std::uint64_t begin = file.facts.sizeBytes;
   const std::uint64_t limit = begin > most ? begin - most : 0;
-  bool atLineEnd = true;  // no byte of a line lies between here and the line feed that follows
+  bool atLineEnd = true;  // only line feeds so far before the next line
   while (begin > limit && lines <= count) {
     const std::uint64_t size = std::min(chunk, begin - limit);
     begin -= size;
@@ -98,7 +98,7 @@ void EventLog::append(const HubEvent& event, Durability durability) {
 std::vector<HubEvent> EventLog::recent(std::size_t count) const {
   const auto file = openFile(path_, FileAccess::read);
   if (!file || count == 0) return {};
-  // One line more than wanted is there unless the file is shorter, so that the first one wanted is whole.
+  // The tail starts with one extra line unless the file is shorter: its first line may be cut.
   const std::string tail = tailOf(*file, count);
   const auto lines = splitNonEmpty(tail, '\n');
   std::vector<HubEvent> events;

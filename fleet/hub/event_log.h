@@ -1,4 +1,4 @@
-// What happened at the hub: a file to which one JSON object a line is added, never cut.
+// The hub's event log: an append-only file with one JSON object a line.
 #pragma once
 
 #include <cstddef>
@@ -11,31 +11,31 @@
 
 namespace tidra {
 
-/// Not to be shared between threads without a lock.
+/// Not thread-safe.
 class EventLog {
  public:
   enum class Durability {
-    process,  // what is added outlives this process
-    machine,  // and a loss of power
+    process,  // survives a crash of the process
+    machine,  // survives a power loss: flushed with `fsync`
   };
 
-  /// An event as it stands in the file, line feed included.
+  /// The event's line in the file, with line feed.
   static std::string line(const HubEvent& event);
 
   /// Touches no file.
   explicit EventLog(std::string path);
 
-  /// Makes the file when it is missing. A line that was cut short before, as by a loss of power, is ended first. Throws
-  /// std::system_error whose what() names the path; nothing of the event stays in the file then.
+  /// Appends; creates a missing file. A torn last line, as after a power loss, is terminated first. Strong guarantee:
+  /// throws std::system_error that names the path, with the file unchanged.
   void append(const HubEvent& event, Durability durability);
 
-  /// The last lines, at most `count`, oldest first, less those that are no events. The file is read from its end, at
-  /// most 64 MiB of it. Empty when it is missing or cannot be read.
+  /// The last `count` lines, oldest first, without invalid ones. Reads backwards from the end, at most 64 MiB. Empty
+  /// when the file is missing or unreadable.
   std::vector<HubEvent> recent(std::size_t count) const;
 
  private:
   std::string path_;
-  // The file as the last append left it: what has that size still ends with a line feed.
+  // The file after the last append: with an unchanged size it still ends with a line feed.
   FileIdentity identity_;
   std::uint64_t size_ = 0;
 };

@@ -1,4 +1,4 @@
-// The documents in a folder of the hub.
+// Listings of the hub's document folders.
 #pragma once
 
 #include <string>
@@ -9,14 +9,13 @@ namespace tidra {
 
 constexpr std::string_view jsonExtension = ".json";
 
-/// The names of everything, in byte order. Throws std::system_error when the folder cannot be read.
+/// All names, in byte order. Throws std::system_error when the folder is unreadable.
 std::vector<std::string> namesIn(const std::string& folder);
 
-/// The names, extension included, of everything that ends with it, in byte order. Throws std::system_error when the
-/// folder cannot be read.
+/// The names ending in ".json", in byte order. Throws std::system_error when the folder is unreadable.
 std::vector<std::string> jsonFilesIn(const std::string& folder);
 
-/// Removes what a replacing of a document that was cut short has left: the temporary files, ".NAME.json.XXXXXXXX".
+/// Removes temporary files of interrupted writes, ".NAME.json.XXXXXXXX".
 void removeLeftTemporaries(const std::string& folder);
 
 }  // namespace tidra

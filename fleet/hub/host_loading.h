@@ -1,4 +1,4 @@
-// Reading all hosts of a data folder.
+// Loads all hosts of a data folder.
 #pragma once
 
 #include <string>
@@ -11,11 +11,11 @@ namespace tidra {
 struct LoadedHost {
   std::string fileName;
   HubHostFile file;
-  std::string failure;  // why there is no `file`, for people; empty when there is one
+  std::string failure;  // for people; empty when `file` is present
 };
 
-/// Every document of the folder in byte order of the names, read by as many threads as there are processors. Throws
-/// std::system_error when the folder itself cannot be read.
+/// Reads every document of the folder, in byte order of names, in parallel. Throws std::system_error when the folder is
+/// unreadable.
 std::vector<LoadedHost> loadHostFiles(const std::string& folder);
 
 }  // namespace tidra

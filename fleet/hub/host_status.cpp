@@ -9,7 +9,7 @@ namespace {
 
 double silenceAllowed(const HubHostReport& latest, double staleAfter) {
   constexpr double missedRuns = 2.5;
-  constexpr double leastSeconds = 900;  // agents that report every minute may well pause for a restart
+  constexpr double leastSeconds = 900;  // tolerates restarts of agents that report every minute
   if (!latest.intervalSeconds || *latest.intervalSeconds < 1) return staleAfter;
   return std::max(static_cast<double>(*latest.intervalSeconds) * missedRuns, leastSeconds);
 }

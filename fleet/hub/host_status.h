@@ -1,4 +1,4 @@
-// How a host is doing, from its latest report and how long ago that was.
+// A host's status, from its latest report and the time since.
 #pragma once
 
 #include <optional>
@@ -17,13 +17,13 @@ struct HubHostCondition {
   bool operator==(const HubHostCondition&) const = default;
 };
 
-/// `staleAfter` is the silence, in seconds, after which a host is stale whose agent has no interval.
+/// `staleAfter`, in seconds, applies to hosts whose agent has no interval.
 HubHostCondition conditionOf(const HubHostFile& file, TimePoint now, double staleAfter);
 
-/// The share of the volume that is free, from 0 to 1; none unless the host reports both figures.
+/// The free share of the volume, 0 to 1; none unless the host reports both figures.
 std::optional<double> freeFractionOf(const HubHostReport& report);
 
-/// Less than a tenth of the volume is free.
+/// True below a tenth of the volume.
 bool isLowOnDisk(const HubHostReport& report);
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// The answers of the hub's API, a function a route. docs/openapi.json describes them all.
+// The handlers of the hub's API, one function a route. docs/openapi.json documents them.
 #pragma once
 
 #include <functional>
@@ -14,21 +14,21 @@
 
 namespace tidra {
 
-/// Takes one line of text at a time, from any thread.
+/// Called with one line of text, from any thread.
 using HubLog = std::function<void(const std::string& line)>;
 
-/// What an answer is made of: the hub, the request and the moment. Refers to what outlives the request.
+/// The context of a request. Holds references to objects that outlive it.
 struct HubCall {
   const HubConfig& config;
   HubStore& store;
   const HubAuthorisation& authorisation;
   const HubLog& log;
   const HTTPRequest& request;
-  std::vector<std::string> names;  // what stands in the path for the route's "*", decoded; any bytes
+  std::vector<std::string> names;  // the path components matched by "*", decoded; any bytes
   TimePoint now;
 };
 
-// Each throws HubRefusal for what cannot be had, and what the store throws.
+// Handlers throw HubRefusal, and what the store throws.
 
 HTTPResponse answerHealth(const HubCall& call);
 HTTPResponse answerMetrics(const HubCall& call);
@@ -51,7 +51,7 @@ HTTPResponse answerPolicyRemoval(const HubCall& call);
 /// The body of every refusal: {"error": message, "status": "404"}.
 HTTPResponse refusalResponse(int status, std::string_view message);
 
-/// The object of texts {"ok": true} and more: what a write that was done answers.
+/// The body of a successful write: {"ok": true} and more texts.
 HTTPResponse doneResponse(const std::string& name = {});
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// Reports, and what is told of the hub and the fleet as a whole.
+// Handlers for reports, and for the hub and the fleet as a whole.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -20,7 +20,7 @@ std::size_t charactersOf(std::string_view utf8) {
       utf8.begin(), utf8.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }));
 }
 
-/// Far more than any agent sends. The hub keeps a report in memory, and every host's with the listing.
+/// Limits far above any agent's report. The hub keeps all reports in memory and sends them in listings.
 void requireModest(const HubHostReport& report, std::size_t bodyBytes) {
   constexpr std::size_t mostTopItems = 200;
   constexpr std::size_t mostBytes = 64 * 1024;  // without the top items
@@ -45,7 +45,7 @@ HubHostReport decodedReport(const std::string& body) {
   }
 }
 
-/// A dry run removes nothing; what it planned is what it would have removed.
+/// For a dry run: the bytes planned, which it would have removed.
 std::string receivedLine(const HubHostReport& report) {
   return fmt::format("report from {}: {} findings, {} {}", escapedForTerminal(report.host), report.findings,
                      ByteFormatting::compact(report.dryRun ? report.plannedBytes : report.disposedBytes),

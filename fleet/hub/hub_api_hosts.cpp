@@ -8,7 +8,7 @@
 namespace tidra {
 namespace {
 
-/// A little less than our own client takes.
+/// Slightly below the limit of our own client.
 constexpr std::size_t mostListingBytes = 60 * 1024 * 1024;
 
 [[noreturn]] void refuseUnknown() { throw HubRefusal(404, "unknown host"); }

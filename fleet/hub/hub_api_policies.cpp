@@ -14,7 +14,7 @@ namespace {
   throw HubRefusal(404, fmt::format("no policy '{}'", escapedForTerminal(name)));
 }
 
-/// Hosts carry out what is stored, so that only what they can read is.
+/// Hosts execute what is stored, so reject documents that they cannot decode.
 void requirePolicy(const std::string& document) {
   try {
     FleetPolicy::parse(document);

@@ -11,7 +11,7 @@
 namespace tidra {
 namespace {
 
-/// The header "Authorization: Bearer TOKEN" counts before the parameter "token".
+/// The header "Authorization: Bearer TOKEN" takes precedence over the parameter "token".
 std::optional<std::string> presentedToken(const HTTPRequest& request) {
   constexpr std::string_view scheme = "bearer ";
   if (const auto header = request.headers.find("authorization"); header != request.headers.end()) {
@@ -23,8 +23,7 @@ std::optional<std::string> presentedToken(const HTTPRequest& request) {
   return parameter == request.query.end() ? std::nullopt : std::optional(parameter->second);
 }
 
-/// Takes as long for texts that differ in the first byte as for those that differ in the last one: the time of an
-/// answer would tell how much of a guess is right.
+/// Constant-time comparison: guards against timing attacks, where the response time reveals a matching prefix.
 bool areEqualInConstantTime(std::string_view left, std::string_view right) {
   if (left.size() != right.size()) return false;
   volatile unsigned char difference = 0;
@@ -35,7 +34,7 @@ bool areEqualInConstantTime(std::string_view left, std::string_view right) {
   return difference == 0;
 }
 
-/// Looks at all of them, whichever fits.
+/// Compares with all tokens, to be constant-time too.
 bool isOneOf(const std::optional<std::string>& token, const std::vector<std::string>& valid) {
   if (!token) return false;
   bool isValid = false;

@@ -1,4 +1,4 @@
-// Who may ask the hub for what.
+// Authorisation of requests by token.
 #pragma once
 
 #include <memory>
@@ -9,23 +9,22 @@
 
 namespace tidra {
 
-/// May be called from any thread.
+/// Thread-safe.
 class HubAuthorisation {
  public:
-  /// Empty tokens count for nothing.
+  /// Empty tokens are ignored.
   explicit HubAuthorisation(HubTokens tokens);
 
-  /// From here on these are valid and no others; a request that is being looked at is judged by the one set or the
-  /// other.
+  /// Replaces the valid tokens atomically: a concurrent request is checked against either the old set or the new one.
   void replace(HubTokens tokens);
 
-  /// Some token is configured.
+  /// True when any token is configured.
   bool isRequired() const;
-  /// No token is configured at all, or the request presents an agent's or an administrator's.
+  /// True when no token is configured, or the request presents one of an agent or an administrator.
   bool admitsAgent(const HTTPRequest& request) const;
-  /// No administrator's token is configured, or the request presents one.
+  /// True when no administrator's token is configured, or the request presents one.
   bool admitsAdministrator(const HTTPRequest& request) const;
-  /// An administrator's token is configured and the request presents it.
+  /// True when an administrator's token is configured and presented.
   bool knowsAdministrator(const HTTPRequest& request) const;
 
  private:

@@ -1,4 +1,4 @@
-// What a hub is told when it is started.
+// The hub's configuration.
 #pragma once
 
 #include <cstdint>
@@ -11,18 +11,18 @@ namespace tidra {
 
 struct HubConfig {
   static constexpr std::uint16_t defaultPort = 9480;
-  /// A day and a half: a host that is cleaned every night has missed one night.
+  /// A day and a half: a host cleaned nightly has missed one night.
   static constexpr double defaultStaleAfter = 36.0 * 3600;
 
-  std::string host = "127.0.0.1";    // a dotted IPv4 address; "0.0.0.0" for all interfaces
+  std::string host = "127.0.0.1";    // an IPv4 address; "0.0.0.0" for all interfaces
   std::uint16_t port = defaultPort;  // 0: any free one
   std::string dataDir;
-  std::optional<std::string> agentToken;  // absent or empty: not configured; both tokens
+  std::optional<std::string> agentToken;  // both tokens: absent or empty means not configured
   std::optional<std::string> adminToken;
-  double staleAfter = defaultStaleAfter;  // seconds of silence after which a host without an interval is stale
+  double staleAfter = defaultStaleAfter;  // seconds of silence until a host without an interval is stale
   std::string title = "Tidra fleet";      // of the dashboard and of /api/v1/info
 
-  /// True when no other machine can reach the hub but through a proxy on this one.
+  /// True when other machines can reach the hub only through a proxy on this one.
   bool isForThisMachineAlone() const { return isLoopback(host); }
 
   bool operator==(const HubConfig&) const = default;

@@ -1,6 +1,6 @@
-// Reports that arrive together are filed together: all their files are written, then all are flushed, put in their
-// places and made safe by one flush of the folder. A disk that takes ten milliseconds for a flush so takes in as many
-// reports at once as there are workers; for one report alone the steps are the same.
+// Group commit: reports that arrive together are written to temporary files, all flushed (`fsync`), renamed, and made
+// durable by one `fsync` of the folder. With a disk that takes ten milliseconds for a flush, throughput grows with the
+// number of workers. A single report takes the same steps.
 #include <exception>
 #include <optional>
 #include <set>
@@ -13,7 +13,7 @@
 
 namespace tidra {
 
-/// A report on its way into the store.
+/// A report in the process of being stored.
 struct HubStore::Filing {
   const HubHostReport* report = nullptr;
   TimePoint now{};
@@ -21,14 +21,14 @@ struct HubStore::Filing {
   std::shared_ptr<const HubHostFile> before = {};
   std::shared_ptr<const HubHostFile> next = {};
   std::optional<StagedFile> staged = {};
-  std::shared_ptr<const HubHostFile> after = {};  // next, once that counts
+  std::shared_ptr<const HubHostFile> after = {};  // next, once it is durable
   std::int64_t hostsKnown = 0;
   std::exception_ptr failure = {};
 };
 
 namespace {
 
-/// Does a step for all that have not failed; what it throws is their failure.
+/// Applies `step` to all without a failure; an exception becomes that item's failure.
 template <class Filings, class Step>
 void forEachIntact(const Filings& filings, const Step& step) {
   for (auto* filing : filings) {
@@ -51,7 +51,7 @@ HubStore::Ingested HubStore::ingest(const HubHostReport& report, TimePoint now) 
   return {std::move(filing.after), filing.hostsKnown};
 }
 
-/// Of two reports for one file the second builds on the first, so it is left for another round.
+/// A second report for the same file depends on the first, so it waits for another round.
 void HubStore::file(std::vector<Filing*> filings) {
   const std::lock_guard guard(lock_);
   while (!filings.empty()) {
@@ -87,7 +87,7 @@ void HubStore::fileRound(const std::vector<Filing*>& filings) {
   });
 }
 
-/// The file of a host, known or new.
+/// The file name of a host, stored or new.
 std::string HubStore::fileNameFor(const std::string& host) const {
   const auto known = hosts_.find(host);
   return known == hosts_.end() ? hostFileName(host) : known->second.fileName;
@@ -112,7 +112,7 @@ void HubStore::stage(Filing& filing) {
   filing.staged->write(text_);
 }
 
-/// Takes what is on the disk by now into memory.
+/// Updates memory after the file is durable.
 void HubStore::admit(Filing& filing) {
   const HubHostReport& report = *filing.report;
   if (const HubHostFile* before = filing.before.get()) {
@@ -127,7 +127,7 @@ void HubStore::admit(Filing& filing) {
   filing.after = filing.next;
   filing.hostsKnown = static_cast<std::int64_t>(hosts_.size());
 
-  // The report itself is in the host's file; flushing this line as well would halve what the hub takes in.
+  // Not flushed: the host's file has the report already, and another `fsync` would halve the throughput.
   log(receivedEvent(report, filing.now), EventLog::Durability::process);
   if (filing.before && isAuditRewind(filing.before->latest, report)) {
     log(rewindEvent(filing.before->latest, report, filing.now));

@@ -17,7 +17,7 @@ namespace {
 constexpr auto gauge = PrometheusText::Type::gauge;
 constexpr auto counter = PrometheusText::Type::counter;
 
-/// A host with its name as it stands in a label.
+/// A host with its name as label text.
 struct LabelledHost {
   const HubHostFile* file;
   std::string label;
@@ -87,7 +87,7 @@ void addHostInfo(PrometheusText& text, const std::vector<LabelledHost>& hosts, c
   }
 }
 
-/// A family with one sample a host; `figure` gives none for a host that has none.
+/// Adds a sample for each host for which `figure` returns a value.
 template <class Figure>
 void addPerHost(PrometheusText& text, const std::vector<LabelledHost>& hosts, Figure figure) {
   for (const auto& [file, label] : hosts) {

@@ -1,4 +1,4 @@
-// What the hub tells Prometheus about the fleet. docs/hub.md describes every family.
+// The hub's Prometheus metrics, described in docs/hub.md.
 #pragma once
 
 #include <string>
@@ -14,8 +14,8 @@ struct HubMetricsContext {
   TimePoint now{};
 };
 
-/// The text exposition, version 0.0.4: the same families in the same order always, hosts in the order given. Hosts
-/// whose names differ in nothing that a label can hold are told apart by a number.
+/// Returns the text exposition format 0.0.4: always the same families in the same order, hosts in the given order. Host
+/// names that are equal as labels are made unique by a number.
 std::string hubMetrics(const HubInventory& hosts, const HubSummary& summary, const HubMetricsContext& context);
 
 }  // namespace tidra

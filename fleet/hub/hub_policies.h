@@ -1,4 +1,4 @@
-// The policies that the hub hands out: a folder with a file for each.
+// The policies that the hub serves: a folder with a file for each.
 #pragma once
 
 #include <optional>
@@ -8,25 +8,24 @@
 
 namespace tidra {
 
-/// Holds no state but the path. Documents are not looked into.
+/// Stateless but for the path. Does not interpret documents.
 class HubPolicies {
  public:
   explicit HubPolicies(std::string folder);
 
-  /// Letters, digits and "-_." of ASCII, at least one and at most 200.
+  /// True for 1 to 200 ASCII letters, digits and "-_.".
   static bool isName(std::string_view name);
 
-  /// Sorted; files that no policy could have are passed over. Throws std::system_error when the folder cannot be read.
+  /// Sorted; ignores files with other names. Throws std::system_error when the folder is unreadable.
   std::vector<std::string> names() const;
 
-  /// The document as it was put; none when there is none, or for a bad name. Throws std::system_error when it cannot be
-  /// read.
+  /// The stored document; none when missing or for an invalid name. Throws std::system_error when it is unreadable.
   std::optional<std::string> read(const std::string& name) const;
 
-  /// Replaces the file durably. Throws HubStoreError for a bad name and std::system_error.
+  /// Replaces the file durably (atomic rename, `fsync`). Throws HubStoreError for an invalid name; std::system_error.
   void put(const std::string& name, std::string_view document) const;
 
-  /// False when there is none. Durable, and throws, as put.
+  /// Durably removes the file; false when there is none. Throws as put does.
   bool remove(const std::string& name) const;
 
  private:

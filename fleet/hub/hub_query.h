@@ -1,4 +1,4 @@
-// What a request asks for besides its path, and how it is told that it cannot have it.
+// Query parameters of a request, and refusals.
 #pragma once
 
 #include <fmt/format.h>
@@ -12,7 +12,7 @@
 
 namespace tidra {
 
-/// A request that is refused; what() is the message of the answer.
+/// A refused request; what() is the response's message.
 class HubRefusal : public std::runtime_error {
  public:
   HubRefusal(int status, const std::string& message) : std::runtime_error(message), status_(status) {}
@@ -23,21 +23,20 @@ class HubRefusal : public std::runtime_error {
   int status_;
 };
 
-/// The parameters of a request. Each function throws HubRefusal, 400 with a message that names the parameter, for a
-/// value that means nothing.
+/// Parses query parameters. Each function throws HubRefusal, a 400 that names the parameter, for an invalid value.
 class HubQuery {
  public:
-  /// Keeps a reference.
+  /// Holds a reference.
   explicit HubQuery(const std::map<std::string, std::string>& pairs) : pairs_(pairs) {}
 
-  /// Empty when it is absent.
+  /// Empty when absent.
   std::string text(const std::string& name) const;
-  /// None when it is absent.
+  /// None when absent.
   std::optional<std::size_t> count(const std::string& name) const;
-  /// "0" or "1"; true when it is absent.
+  /// "0" or "1"; true when absent.
   bool isWanted(const std::string& name) const;
 
-  /// One of the raw values; none when it is absent or empty.
+  /// One of the raw values; none when absent or empty.
   template <TabledEnum E>
   std::optional<E> choice(const std::string& name) const {
     const std::string given = text(name);

@@ -30,7 +30,7 @@ constexpr std::array routes{
     HubRoute{"PUT", "/api/v1/hosts/*/note", admin, &answerNote},
 };
 
-/// The parts that "*" stands for; none when the path is another one.
+/// The components matched by "*"; none when the path does not match.
 std::optional<std::vector<std::string>> namesIn(const std::vector<std::string>& parts, std::string_view path) {
   const auto wanted = splitNonEmpty(path, '/');
   if (wanted.size() != parts.size()) return std::nullopt;

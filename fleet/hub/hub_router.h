@@ -1,4 +1,4 @@
-// Which answer a request gets, and who may have it.
+// The route table: handlers and required rights.
 #pragma once
 
 #include <span>
@@ -13,25 +13,25 @@ namespace tidra {
 enum class HubScope { none, agent, admin };
 
 struct HubRoute {
-  std::string_view method;  // HEAD is asked for as GET; empty: any method
-  std::string_view path;    // "*" stands for one part of it, whatever it holds
+  std::string_view method;  // HEAD is routed as GET; empty: any method
+  std::string_view path;    // "*" matches any one component
   HubScope scope;
   HTTPResponse (*answer)(const HubCall& call);
 };
 
 struct HubMatch {
-  const HubRoute* route = nullptr;  // null: nothing is there
-  std::vector<std::string> names;   // the parts that "*" stands for, decoded
+  const HubRoute* route = nullptr;  // null: not found
+  std::vector<std::string> names;   // the components matched by "*", decoded
 };
 
-/// A request's path in parts: split at "/" first and decoded then, so that a part may hold a "/". Empty parts go; an
-/// escape that is none stays as it stands.
+/// Splits a path at "/", then decodes, so that a component may contain "/". Empty components are dropped; an invalid
+/// escape is kept literally.
 std::vector<std::string> pathParts(std::string_view path);
 
-/// True for a path of the API, whether there is anything or not.
+/// True for a path of the API, existing or not.
 bool isApiPath(const std::vector<std::string>& parts);
 
-/// Every route but the page at "/".
+/// All routes except the page at "/".
 std::span<const HubRoute> hubRoutes();
 
 HubMatch matchRoute(std::string_view method, const std::vector<std::string>& parts);

@@ -1,5 +1,5 @@
-// A request goes through the same gates whatever it asks for: the fixed pages, the route table, the token, the content
-// type, the answer. Refusals are thrown on the way and become answers in one place.
+// Every request passes the same checks: fixed pages, route table, token, origin, content type; then its handler.
+// Refusals are exceptions, turned into responses in one place.
 #include "fleet/hub/hub_server.h"
 
 #include <fmt/format.h>
@@ -40,8 +40,8 @@ bool isJsonType(std::string_view contentType) {
   return type == "application/json" || (type.starts_with("application/") && type.ends_with("+json"));
 }
 
-/// A page of another site can make a browser send a form or plain text, but not this. A removal has no body; for its
-/// method alone a browser asks first, and is refused.
+/// CSRF guard: cross-site forms cannot send `application/json` without a CORS preflight, which the hub refuses. DELETE
+/// has no body; its method alone requires a preflight.
 void requireJsonType(const HubRoute& route, const HTTPRequest& request) {
   if (route.method != "POST" && route.method != "PUT") return;
   const auto type = request.headers.find("content-type");
@@ -49,10 +49,9 @@ void requireJsonType(const HubRoute& route, const HTTPRequest& request) {
   throw HubRefusal(415, "the request must say Content-Type: application/json");
 }
 
-/// The owner of any name can have it lead to this machine; a browser on it then takes the hub for a part of their site
-/// and lets their page ask it for everything. Only a token that the page does not know keeps it from changing
-/// something, so that without one a page whose site has a name may not. Nobody but a browser sends Origin. A hub that
-/// listens to other machines without a token is open to everyone as it is.
+/// Guards against DNS rebinding: a page on a name that resolves to this machine passes the browser's same-origin check.
+/// Without a token, writes with a foreign `Origin`, a header that only browsers send, are refused. A hub that listens
+/// to other machines without a token is open to everyone anyway.
 void requireTrustedPage(const HubRoute& route, const HubCall& call) {
   const auto origin = call.request.headers.find("origin");
   if (route.method.empty() || route.method == "GET" || origin == call.request.headers.end()) return;
@@ -64,7 +63,7 @@ void requireTrustedPage(const HubRoute& route, const HubCall& call) {
                    "it a token with --admin-token-file");
 }
 
-/// The one table of what a store's refusal is to a client.
+/// Maps the store's refusals to HTTP statuses.
 int statusOf(const HubStoreError& error) { return error.kind() == HubStoreError::Kind::badName ? 400 : 409; }
 
 void compress(const HTTPRequest& request, HTTPResponse& response) {
@@ -121,7 +120,7 @@ HTTPResponse HubServer::handle(const HTTPRequest& request) {
 
 HTTPResponse HubServer::answer(const HTTPRequest& request) {
   const auto failed = [&](std::string_view told, std::string_view reason) {
-    // The path alone: a token may stand in the query.
+    // Log the path only: the query may contain a token.
     log_(fmt::format("warning: {} {} failed: {}", escapedForTerminal(request.method), escapedForTerminal(request.path),
                      escapedForTerminal(reason)));
     return refusalResponse(500, told);

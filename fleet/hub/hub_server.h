@@ -1,5 +1,4 @@
-// The hub: takes the reports of hosts, hands out policies, and shows the fleet to administrators. docs/hub.md describes
-// the API.
+// The hub: receives reports, serves policies, and shows the fleet to administrators. API: docs/hub.md.
 #pragma once
 
 #include <cstdint>
@@ -16,33 +15,33 @@ namespace tidra {
 
 class HubServer {
  public:
-  /// Bodies shorter than this are never compressed.
+  /// Shorter bodies are never compressed.
   static constexpr std::size_t leastCompressedBytes = 1024;
 
-  /// Opens the store, which takes the data folder; see HubStore for what it throws. `clock` and `log` are called on
-  /// several threads at once. Nothing listens yet.
+  /// Opens the store, which locks the data folder; throws as HubStore does. `clock` and `log` are called concurrently.
+  /// Does not listen yet.
   HubServer(HubConfig config, std::function<TimePoint()> clock, HubLog log = &printLine);
-  /// Stops.
+  /// Calls stop().
   ~HubServer();
   HubServer(const HubServer&) = delete;
   HubServer& operator=(const HubServer&) = delete;
 
-  // These three are called from one thread.
+  // Call these three from one thread.
 
-  /// Listens, and logs an event about it. Throws ListeningError, InputError when that event cannot be written, and
-  /// std::system_error; nothing listens then.
+  /// Starts listening and logs an event. Throws ListeningError, InputError when that event cannot be written, and
+  /// std::system_error; then nothing listens.
   void start();
-  /// Takes no more requests and finishes those that have arrived. Nothing happens when it is not started.
+  /// Accepts no more requests and finishes those that have arrived. No effect when not running.
   void stop();
-  /// The port that is listened on; while not started, the configured one.
+  /// The port listened on; while not running, the configured one.
   std::uint16_t port() const { return http_ ? http_->port() : config_.port; }
 
-  // The rest may be called from any thread.
+  // The rest is thread-safe.
 
-  /// The answer to one request, whatever it is. Throws nothing but for want of memory.
+  /// The response to any request. Throws std::bad_alloc only.
   HTTPResponse handle(const HTTPRequest& request);
 
-  /// From here on these tokens are valid instead of the configuration's or those set before.
+  /// Replaces the valid tokens.
   void replaceTokens(HubTokens tokens) { authorisation_.replace(std::move(tokens)); }
 
   const HubConfig& config() const { return config_; }

@@ -62,7 +62,7 @@ void HubStore::loadHosts(TimePoint now) {
   removeLeftTemporaries(folder_.hosts());
   removeLeftTemporaries(folder_.policies());
   auto loaded = loadHostFiles(folder_.hosts());
-  // Of two files of one host the one with the host's own name counts, so those come first.
+  // Of two files of one host, the one with the proper name wins, so load those first.
   std::stable_partition(loaded.begin(), loaded.end(), [](const LoadedHost& host) {
     return host.failure.empty() && host.fileName == hostFileName(host.file.host);
   });
@@ -92,7 +92,7 @@ void HubStore::leaveOut(const std::string& fileName, const std::string& reason, 
   loadWarnings_.push_back(std::move(message));
 }
 
-/// By doing it, since a folder that looks writable may lie on a volume that is read-only or full.
+/// Tests by writing: permissions do not show a volume that is read-only or full.
 bool HubStore::isWritable() const {
   const std::lock_guard guard(lock_);
   const std::string path = joinedPath(folder_.path(), ".writable");
@@ -109,8 +109,8 @@ bool HubStore::isWritable() const {
 
 std::string HubStore::hostPath(const std::string& fileName) const { return joinedPath(folder_.hosts(), fileName); }
 
-/// What the event tells of has happened and is on the disk by now, so a log that cannot be written must not make it
-/// look otherwise: an agent would send its report again, and it would count twice.
+/// Best effort: the change is durable already. Failing the request would make the agent send its report again, to be
+/// counted twice.
 void HubStore::log(const HubEvent& event, EventLog::Durability durability) {
   try {
     events_.append(event, durability);
@@ -119,7 +119,7 @@ void HubStore::log(const HubEvent& event, EventLog::Durability durability) {
   }
 }
 
-/// What could not be read when the hub started is kept.
+/// Keeps files that could not be read when the hub started.
 void HubStore::setDamagedAside(const std::string& fileName) {
   const auto damaged = damaged_.find(hostFileKey(fileName));
   if (damaged == damaged_.end()) return;

@@ -1,5 +1,4 @@
-// Everything that the hub keeps: its hosts, in memory and in a file each, the log of events, and the policies.
-// docs/hub.md describes the data folder.
+// The hub's data: hosts, in memory and in a file each, the event log, and the policies. Data folder: docs/hub.md.
 #pragma once
 
 #include <cstdint>
@@ -26,99 +25,97 @@
 
 namespace tidra {
 
-/// The hosts at one moment, by name in byte order. Later reports do not change what is pointed to.
+/// A snapshot of the hosts, in byte order of names. The hosts pointed to are immutable.
 using HubInventory = std::vector<std::shared_ptr<const HubHostFile>>;
 
-/// Which hosts a listing shows.
+/// The hosts to list.
 struct HubHostQuery {
-  std::string text = {};  // in the host's name, policy, note or a tag, whatever the case of ASCII letters; empty: any
+  std::string text = {};  // in name, policy, note or a tag, ignoring ASCII case; empty: any
   std::optional<HubHostStatus> status = {};
   std::optional<TidraPlatform> platform = {};
-  std::size_t offset = 0;                 // how many of those are passed over
-  std::optional<std::size_t> limit = {};  // absent: all of the rest
+  std::size_t offset = 0;                 // how many matches to skip
+  std::optional<std::size_t> limit = {};  // absent: no limit
   bool withHistory = true;
 };
 
-/// One host and how it is doing. Later reports do not change what is pointed to.
+/// A host and its condition. The host pointed to is immutable.
 struct HubHostView {
   std::shared_ptr<const HubHostFile> file;
   HubHostCondition condition;
 };
 
 struct HubHostSelection {
-  std::size_t total = 0;  // all that the query fits, whatever its offset and limit
+  std::size_t total = 0;  // matches, regardless of offset and limit
   std::vector<HubHostView> hosts;
 };
 
 struct HubHostPage {
-  std::size_t total = 0;  // all that the query fits, whatever its offset and limit
+  std::size_t total = 0;  // matches, regardless of offset and limit
   std::vector<HubHostRecord> hosts;
 };
 
-/// May be called from any thread; one lock is held while anything is changed, the writing of its file included. Reports
-/// that arrive meanwhile are filed together. What is changed is on the disk before memory changes, so that a failure,
-/// std::system_error, leaves a host as it was. Only the event about it may be missing: what has happened is not taken
-/// back for want of a line in the log.
+/// Thread-safe: one mutex is held during each change, including the file write; reports that arrive meanwhile are
+/// committed as a group. Write-ahead: the disk is updated before memory, so a failure, std::system_error, leaves a host
+/// unchanged. Only its event may be missing: a change is not undone when the log cannot be written.
 class HubStore {
  public:
-  /// Takes sentences about what went wrong without the caller's having to know. It is called with the store locked and
-  /// must not call it.
+  /// Called with warnings that do not concern the caller. Runs with the store locked: it must not call the store.
   using WarningSink = std::function<void(const std::string&)>;
 
-  /// Makes the folders that are missing, takes the folder for this hub and loads every host. `staleAfter` is in
-  /// seconds. Events that cannot be logged go to `warn`, if any. Throws HubStoreError when another hub has the folder
-  /// and InputError when it cannot be used.
+  /// Creates missing folders, locks the folder and loads all hosts. `staleAfter` is in seconds. Events that cannot be
+  /// logged go to `warn`, if any. Throws HubStoreError when another hub holds the folder, and InputError when it is
+  /// unusable.
   HubStore(std::string dataDir, double staleAfter, std::string title, TimePoint now, WarningSink warn = {});
 
   const std::string& dataDir() const { return folder_.path(); }
   double staleAfter() const { return staleAfter_; }
   const std::string& title() const { return title_; }
 
-  /// Tries whether files can be made in the data folder.
+  /// True when a file can be created in the data folder.
   bool isWritable() const;
 
-  /// Sentences about host files that were left out when the hosts were loaded. The files stay as they are.
+  /// Warnings about host files that were skipped on loading. The files are kept.
   const std::vector<std::string>& loadWarnings() const { return loadWarnings_; }
 
   struct Ingested {
     std::shared_ptr<const HubHostFile> file;
     std::int64_t hostsKnown = 0;
   };
-  /// Files a report that arrived at `now`. Throws HubStoreError, after an event about it, for a new host whose file
-  /// belongs to another one.
+  /// Stores a report that arrived at `now`. For a new host whose file name belongs to another host: logs an event and
+  /// throws HubStoreError.
   Ingested ingest(const HubHostReport& report, TimePoint now);  // hub_ingest.cpp
 
   HubInventory inventory() const;
-  /// Copies nothing of the hosts; `withHistory` of the query means nothing here.
+  /// Does not copy hosts; ignores `withHistory` of the query.
   HubHostSelection select(const HubHostQuery& query, TimePoint now) const;
   std::optional<HubHostView> find(const std::string& host, TimePoint now) const;
   std::vector<HubHostRecord> records(TimePoint now) const;
   HubHostPage hosts(const HubHostQuery& query, TimePoint now) const;
   std::optional<HubHostRecord> record(const std::string& host, TimePoint now) const;
 
-  /// Removes the host's file and forgets the host. False for an unknown one.
+  /// Removes a host and its file. False for an unknown host.
   bool remove(const std::string& host, TimePoint now);
 
-  /// Sets the trimmed note; an empty one clears it. Either is also the answer to a warning about the host's audit log,
-  /// which ends with it. False for an unknown host.
+  /// Sets the trimmed note; an empty one clears it. Either acknowledges a warning about the host's audit log. False for
+  /// an unknown host.
   bool setNote(const std::string& host, std::string_view note, TimePoint now);
 
   std::vector<std::string> policyNames() const;
-  /// None for an unknown or bad name.
+  /// None for an unknown or invalid name.
   std::optional<std::string> policy(const std::string& name) const;
-  /// Throws HubStoreError for a bad name. The document is not looked into.
+  /// Throws HubStoreError for an invalid name. Does not interpret the document.
   void putPolicy(const std::string& name, std::string_view document, TimePoint now);
   /// False for an unknown name; throws as putPolicy does.
   bool removePolicy(const std::string& name, TimePoint now);
 
   /// Throws std::system_error when the log cannot be written.
   void append(const HubEvent& event);
-  /// The last `count` lines of the log, oldest first.
+  /// The last `count` events, oldest first.
   std::vector<HubEvent> recentEvents(std::size_t count) const;
 
   HubSummary summary(TimePoint now) const;
 
-  /// The text exposition for Prometheus. `version` is the program's.
+  /// The Prometheus text format. `version` is the program's.
   std::string metrics(TimePoint now, const std::string& version) const;
 
  private:
@@ -154,10 +151,10 @@ class HubStore {
   mutable std::mutex lock_;  // guards everything below, the folder's files included
   EventLog events_;
   std::map<std::string, Host> hosts_;
-  std::map<std::string, std::string> owners_;  // of files, by what the file system takes for their name
-  std::set<std::string> damaged_;              // files, by the same, that must not be overwritten
+  std::map<std::string, std::string> owners_;  // file key (see hostFileKey) to host
+  std::set<std::string> damaged_;              // file keys that must not be overwritten
   FleetTotals totals_;
-  std::string text_;  // room for the text of a host's file
+  std::string text_;  // reused buffer for the text of a host's file
 };
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// What the hub's store refuses, without anything having been changed.
+// Refusals of the hub's store; nothing has changed.
 #pragma once
 
 #include <stdexcept>
@@ -11,7 +11,7 @@ class HubStoreError : public std::runtime_error {
  public:
   enum class Kind {
     badName,     // of a policy
-    nameTaken,   // the file of a new host belongs to another one
+    nameTaken,   // a new host's file name belongs to another host
     folderInUse  // by another hub
   };
 

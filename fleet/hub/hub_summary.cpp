@@ -79,10 +79,10 @@ void addSums(HubSummary& summary, const HubInventory& hosts) {
   summary.volumeAvailableBytes = available.value();
 }
 
-/// Rows are made only for the hosts that are shown: their names would be copied for nothing.
+/// Makes rows only for the hosts shown, to avoid copying all names.
 template <class Row, class Figure, class Make>
 std::vector<Row> rowsOf(std::vector<std::pair<Figure, const HubHostFile*>> hosts, std::size_t count, Make make) {
-  // Equal figures stay in the order of the names, which is that of the inventory.
+  // Ties are ordered by name.
   keepFirst(hosts, count, [](const auto& left, const auto& right) {
     return left.first != right.first ? left.first < right.first : left.second->host < right.second->host;
   });
@@ -130,7 +130,7 @@ std::vector<HubSummary::RecentRun> recentRuns(const HubInventory& hosts) {
   });
 }
 
-/// A silence of days is meant in seconds; what the type does not hold is as good as forever.
+/// Rounds to seconds, saturating; NaN becomes 0.
 std::int64_t wholeSeconds(double seconds) {
   constexpr double most = 9e18;
   return std::isnan(seconds) ? 0 : static_cast<std::int64_t>(std::clamp(seconds, -most, most));

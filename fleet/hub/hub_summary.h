@@ -1,4 +1,4 @@
-// The fleet in figures, from its hosts.
+// Computes the fleet's summary from its hosts.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// The secrets that open the hub, and where they are read from.
+// The hub's tokens, and reading them from files.
 #pragma once
 
 #include <string>
@@ -6,10 +6,9 @@
 
 namespace tidra {
 
-/// Any of several tokens is as good as another, so that a new one can be handed out before the old one goes. None:
-/// not configured.
+/// Several tokens of a kind are equally valid, which allows rotation without downtime. Empty: not configured.
 struct HubTokens {
-  /// Of one kind, in one file.
+  /// Maximum per kind in a file.
   static constexpr std::size_t mostInFile = 2;
 
   std::vector<std::string> agent;
@@ -18,12 +17,11 @@ struct HubTokens {
   bool operator==(const HubTokens&) const = default;
 };
 
-/// The tokens of a file, a line each; lines without anything on them are passed over. Throws InputError, one sentence
-/// that names the file and never a token, for a file that others could read or change and for one that does not hold
-/// one or two tokens.
+/// The tokens of a file, one a line; blank lines are skipped. Throws InputError, a sentence that names the file and
+/// never a token, when others can read or change the file or it does not have one or two tokens.
 std::vector<std::string> readHubTokens(const std::string& path);
 
-/// Throws InputError for a text that no header line could carry. `source` says for people where it comes from.
+/// Throws InputError for a text that is invalid in an HTTP header. `source` names its origin in the sentence.
 void requireHubToken(const std::string& token, const std::string& source);
 
 }  // namespace tidra

@@ -1,5 +1,5 @@
-// What the store shows. The lock is held only while the hosts are collected; what is made of them takes longer and
-// must not hold up reports.
+// Read access to the store. The mutex is held only while collecting the hosts; rendering takes longer and must not
+// block reports.
 #include <algorithm>
 
 #include "core/base/text.h"
@@ -36,7 +36,7 @@ bool isFoundBy(const HubHostFile& file, const std::string& loweredPart) {
                      [&](const auto& tag) { return holds(tag.first, loweredPart) || holds(tag.second, loweredPart); });
 }
 
-/// For a window that the running sums do not reach back to, as when the clock was put back.
+/// Fallback for a window older than the running sums, as after the clock was set back.
 FleetTotals::Activity walkedSince(const HubInventory& hosts, TimePoint start) {
   FleetTotals::Activity sum;
   for (const auto& file : hosts) {

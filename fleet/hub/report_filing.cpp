@@ -21,7 +21,7 @@ bool isAuditRewind(const HubHostReport& before, const HubHostReport& after) {
 
 namespace {
 
-/// The newest points, one fewer than fit, with room for exactly one more: ten thousand hosts have a thousand each.
+/// The newest points with room for exactly one more: ten thousand hosts have a thousand each, so avoid growth.
 std::vector<HubHistoryPoint> historyWithRoom(const std::vector<HubHistoryPoint>& history) {
   const std::size_t kept = std::min(history.size(), HubHostFile::mostHistory - 1);
   std::vector<HubHistoryPoint> points;

@@ -1,4 +1,4 @@
-// What a report does to its host's file and what the event log says of it.
+// Applies a report to its host's file and makes its events.
 #pragma once
 
 #include "core/base/time_point.h"
@@ -6,20 +6,20 @@
 
 namespace tidra {
 
-/// What stays of a report that arrived at `now`.
+/// The history point of a report that arrived at `now`.
 HubHistoryPoint pointOf(const HubHostReport& report, TimePoint now);
 
-/// A log only grows: a lower number at its head, or another record at the same number, means that it was cut or
-/// rewritten.
+/// True when the audit log shrank or its head was replaced: it is append-only, so a lower `seq`, or another hash at the
+/// same one, means tampering or loss.
 bool isAuditRewind(const HubHostReport& before, const HubHostReport& after);
 
-/// The host's file with a report more; of a new host when there is none before. The oldest point goes when there are
-/// more than HubHostFile::mostHistory.
+/// Returns the host's file with the report added; a new file without `before`. Drops the oldest points beyond
+/// HubHostFile::mostHistory.
 HubHostFile withReport(const HubHostFile* before, const HubHostReport& report, TimePoint now);
 
 HubEvent receivedEvent(const HubHostReport& report, TimePoint now);
 
-/// Of a report that is an audit rewind.
+/// The event of an audit rewind.
 HubEvent rewindEvent(const HubHostReport& before, const HubHostReport& after, TimePoint now);
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// Sums of figures that hosts claim, which may be anything.
+// Overflow-free sums of untrusted figures.
 #pragma once
 
 #include <algorithm>
@@ -7,7 +7,7 @@
 
 namespace tidra {
 
-/// Adds and takes back 64-bit figures exactly, 2^64 of them at least.
+/// Adds and subtracts at least 2^64 64-bit figures exactly.
 class WideSum {
  public:
   WideSum& operator+=(std::int64_t figure) {
@@ -27,7 +27,7 @@ class WideSum {
     return *this;
   }
 
-  /// The sum; the nearest figure of the type where that does not hold it.
+  /// The sum, saturated.
   std::int64_t value() const {
     using Figure = std::numeric_limits<std::int64_t>;
     return static_cast<std::int64_t>(std::clamp<Wide>(sum_, Figure::min(), Figure::max()));

@@ -1,9 +1,9 @@
-// The hub's API, and the token that opens it.
+// The hub's API client and its token.
 
 const tokenKey = "tidraHubToken";
 const requestTimeout = 30000; // milliseconds
 
-// A refusal of the hub (`status` as in HTTP), or the lack of any answer (`status` 0).
+// A refusal by the hub (`status` as in HTTP), or no response at all (`status` 0).
 class ApiError extends Error {
   constructor(status, message) {
     super(message);
@@ -13,7 +13,7 @@ class ApiError extends Error {
 
 const token = {
   value: null,
-  // A browser may refuse to store anything; the token then lives as long as the page.
+  // Browsers may block storage; then the token lives as long as the page.
   load() {
     try {
       this.value = localStorage.getItem(tokenKey);
@@ -34,9 +34,9 @@ const token = {
 
 async function send(path, { method = "GET", body } = {}) {
   const headers = {};
-  // A header's value is Latin-1 to the browser; what is not could not be a token of any hub.
+  // Header values are Latin-1 in browsers; other characters cannot be in a valid token.
   if (token.value && /^[\x20-\x7e]+$/.test(token.value)) headers.Authorization = `Bearer ${token.value}`;
-  // Every write is told to be JSON: no other site can make a browser send that without being asked first.
+  // CSRF guard: another site cannot send JSON without a CORS preflight, which the hub refuses.
   if (method !== "GET") headers["Content-Type"] = "application/json";
   try {
     return await fetch(`/api/v1/${path}`, {
@@ -57,7 +57,7 @@ async function refusal(response) {
   try {
     message = textOf(JSON.parse(await response.text()).error);
   } catch {
-    // not the hub's own words; a proxy may have answered
+ // not the hub's JSON; perhaps a proxy's response
   }
   return new ApiError(response.status, message || `The hub answered with status ${response.status}.`);
 }
@@ -92,8 +92,8 @@ const api = {
   removePolicy: (name) => requestJSON(`policies/${encodeURIComponent(name)}`, { method: "DELETE" }),
   events: async () => listOf((await requestJSON("events?n=200")).events),
 
-  // Some rows without their history and largest findings, and `total`, how many there are; `total` is null when the hub knows no such parts of the
-  // list and has sent the whole of it.
+  // A page of rows without history and largest findings, and `total`, the number of matches; null when an older hub
+  // without paging sent the whole list.
   async hosts(query) {
     const response = await request(`hosts?${new URLSearchParams({ history: 0, topItems: 0, ...query })}`);
     const header = response.headers.get("X-Total-Count");

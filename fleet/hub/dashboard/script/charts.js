@@ -1,9 +1,9 @@
-// Charts in SVG, drawn at the width they have. A chart is one stop of the keyboard: the arrow keys walk its points, and each is
-// told as the pointer's tooltip tells it.
+// Charts in SVG, drawn for the available width. A chart is one tab stop: the arrow keys walk its points, and each is
+// announced with the text of its tooltip.
 
 const margins = { top: 10, right: 14, bottom: 26, left: 64 };
 
-// Round values for an axis from 0 to at least `most`; sizes are rounded in their own unit.
+// Round axis values from 0 to at least `most`; sizes are rounded in their own unit.
 function axisTicks(most, isBytes) {
   const unit = isBytes ? 1024 ** unitOf(most) : 1;
   const goal = Math.max(most / unit, isBytes ? 0 : 1) / 4 || 1;
@@ -16,7 +16,7 @@ function axisTicks(most, isBytes) {
   return ticks.map((tick) => tick * unit);
 }
 
-// Indices of the points that are named on the axis: as many as fit, the last one always.
+// Indices of the points with axis labels: as many as fit, always the last.
 function namedPoints(count, width) {
   const every = Math.max(1, Math.ceil(count / Math.max(2, Math.floor(width / 88))));
   const named = [];
@@ -24,9 +24,9 @@ function namedPoints(count, width) {
   return named;
 }
 
-// A chart of `points` ({ value, name, lines, mark }) in one of two kinds: "bars" or "line". `label` says what it shows.
+// Draws `points` ({ value, name, lines, mark }) as "bars" or "line". `label` is the accessible name.
 function chart({ kind, points, label, isBytes = true, height = 220 }) {
-  // The holder takes the focus, since the picture is drawn anew for every width.
+  // The container takes the focus, because the SVG is redrawn when the width changes.
   const holder = h("div", {
     class: "chart",
     style: `min-height:${height}px`,

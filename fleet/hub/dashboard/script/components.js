@@ -1,4 +1,4 @@
-// What several views are made of.
+// Building blocks shared by the views.
 
 const statuses = ["healthy", "attention", "stale"];
 const statusWords = { healthy: "Healthy", attention: "Needs attention", stale: "Stale" };
@@ -23,7 +23,7 @@ function hostLink(host) {
 
 let lastId = 0;
 
-// A titled box; `options.size` is "wide", "narrow" or "full", `options.about` a line beside the title.
+// A titled panel; `options.size` is "wide", "narrow" or "full", `options.about` a line beside the title.
 function panel(title, options, ...children) {
   const id = `panel-${++lastId}`;
   return h(
@@ -34,7 +34,7 @@ function panel(title, options, ...children) {
   );
 }
 
-// A key figure: `value` stands out, `more` are lines below it.
+// A key figure: `value` is emphasised, `more` are lines below it.
 function figure(title, value, ...more) {
   return h(
     "article",
@@ -45,7 +45,7 @@ function figure(title, value, ...more) {
   );
 }
 
-// A row of parts in proportion, with a legend; parts are { label, amount, text, colour, href }.
+// A stacked bar with a legend; parts are { label, amount, text, colour, href }.
 function stripe(parts) {
   const total = parts.reduce((sum, part) => sum + part.amount, 0);
   const shown = parts.filter((part) => part.amount > 0);
@@ -81,7 +81,7 @@ function bar(fraction, alarming = false) {
   return h("div", { class: "bar", "aria-hidden": "true" }, h("i", { class: alarming && "bad-fill", style: `width:${width}%` }));
 }
 
-// Names with amounts, the longest bar being the largest amount; items are { name, amount, text }.
+// A ranking with bars; items are { name, amount, text }.
 function ranks(items) {
   const most = Math.max(1, ...items.map((item) => item.amount));
   return h(
@@ -117,7 +117,7 @@ function runPill(run) {
   return h("span", { class: "pill healthy" }, "Succeeded");
 }
 
-// What stands in place of content that is not there.
+// An empty state.
 function blank(title, text, ...more) {
   return h("div", { class: "blank" }, title && h("h2", null, title), text && h("p", null, text), more);
 }
@@ -137,7 +137,7 @@ function skeleton(heights) {
   );
 }
 
-// A heading of a view; `tools` are its buttons.
+// A view's heading; `tools` are its buttons.
 function heading(title, about, ...tools) {
   return h(
     "div",

@@ -1,6 +1,6 @@
-// CSV as spreadsheets read it (RFC 4180).
+// CSV as in RFC 4180.
 
-// A text that a spreadsheet would run as a formula is marked as text with an apostrophe. In some locales full-width signs begin one.
+// Guards against formula injection: an apostrophe makes a cell text. In some locales full-width signs begin a formula.
 function csvCell(value) {
   if (typeof value === "number") return String(value);
   const text = textOf(value);
@@ -11,7 +11,7 @@ function csvCell(value) {
 const csvText = (header, rows) => [header, ...rows].map((row) => row.map(csvCell).join(",") + "\r\n").join("");
 
 function downloadCsv(name, header, rows) {
-  // The mark at the start tells spreadsheets that the text is UTF-8.
+  // The BOM marks the text as UTF-8 for spreadsheets.
   const address = URL.createObjectURL(new Blob(["\ufeff", csvText(header, rows)], { type: "text/csv;charset=utf-8" }));
   h("a", { href: address, download: name }).click();
   setTimeout(() => URL.revokeObjectURL(address), 10000);

@@ -1,6 +1,6 @@
-// Dialogs: the browser's own modal, which keeps the focus inside, ends with Escape and gives the focus back.
+// Modal dialogs (<dialog>): focus trap, Escape closes, focus returns.
 
-// Shows a form. `onsubmit(form)` may throw; its message then stands in the dialog, which stays open. Gives whether it was
+// Shows a form. `onsubmit(form)` may throw; the message is shown and the dialog stays open. Resolves to whether it was
 // submitted.
 function openDialog({ title, about, content = [], submit, danger, extra, onsubmit }) {
   return new Promise((resolve) => {
@@ -50,7 +50,7 @@ function openDialog({ title, about, content = [], submit, danger, extra, onsubmi
   });
 }
 
-// What went wrong, in words for the reader.
+// An error as a sentence.
 function sentence(error) {
   if (error.status === 401) return "The hub refuses this without the admin token. Enter it with the key at the top.";
   return error.message;
@@ -58,7 +58,7 @@ function sentence(error) {
 
 let tokenDialog = null;
 
-// Asks for the token; there is never more than one such dialog. Gives whether one was saved or forgotten.
+// Asks for the token, in one dialog at a time. Resolves to whether one was saved or removed.
 function askToken(refused) {
   const about =
     refused && token.value

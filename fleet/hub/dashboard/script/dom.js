@@ -1,5 +1,5 @@
-// Elements are built from values, never parsed from text: a string becomes a text node or an attribute's value, so that nothing
-// a host reports can turn into markup. No script of this page may set innerHTML or anything like it.
+// XSS guard: elements are built from values, never parsed from text. Strings become text nodes or attribute values, so
+// text from hosts cannot become markup. No script of this page may use innerHTML or the like.
 
 const svgSpace = "http://www.w3.org/2000/svg";
 
@@ -13,17 +13,17 @@ function fill(node, attributes, children) {
   return node;
 }
 
-// An HTML element. Attributes whose value is null, undefined or false are left out; "onclick" and the like add listeners.
+// Creates an HTML element. Omits attributes that are null, undefined or false; "onclick" and the like add listeners.
 function h(tag, attributes, ...children) {
   return fill(document.createElement(tag), attributes, children);
 }
 
-// The same for SVG.
+// Creates an SVG element.
 function svg(tag, attributes, ...children) {
   return fill(document.createElementNS(svgSpace, tag), attributes, children);
 }
 
-// Replaces what `parent` holds, keeping the keyboard's place: the focused element is found again by its "data-keep".
+// Replaces the children of `parent` and keeps the focus: the focused element is found again by its "data-keep".
 function replaceContent(parent, ...children) {
   const kept = parent.contains(document.activeElement) && document.activeElement.getAttribute("data-keep");
   const place = kept && document.activeElement.selectionStart;
@@ -35,7 +35,7 @@ function replaceContent(parent, ...children) {
   if (typeof place === "number" && again.setSelectionRange) again.setSelectionRange(place, place);
 }
 
-// Says something to screen readers without moving the focus.
+// Announces a text to screen readers without moving the focus.
 function announce(text) {
   document.getElementById("announcer").textContent = text;
 }

@@ -1,4 +1,4 @@
-// Numbers and times in the reader's locale. Sizes are in units of 1024, named as everywhere in the program.
+// Numbers and times in the reader's locale. Sizes are in units of 1024, named as in the rest of the program.
 
 const units = ["B", "KB", "MB", "GB", "TB", "PB", "EB"];
 const whole = new Intl.NumberFormat(undefined, { maximumFractionDigits: 0 });
@@ -11,18 +11,18 @@ const clockTimes = new Intl.DateTimeFormat(undefined, { timeStyle: "short" });
 const shortDays = new Intl.DateTimeFormat(undefined, { day: "numeric", month: "short" });
 const longDays = new Intl.DateTimeFormat(undefined, { dateStyle: "full" });
 
-// A number that a host may have left out or sent as something else.
+// Untrusted values: a host may omit a number or send another type.
 const numeric = (value) => (typeof value === "number" && Number.isFinite(value) ? value : 0);
 const textOf = (value) => (value === null || value === undefined ? "" : String(value));
 
 const formatCount = (value) => whole.format(numeric(value));
-// Whole percents, cut off as in the hub's own reasons.
+// Whole per cent, rounded down as in the hub's reasons.
 const formatPercent = (fraction) => percents.format(Math.floor(fraction * 100 + 1e-9) / 100);
 
-// `count` and the noun for it.
+// `count` with its noun.
 const counted = (count, one, many) => `${formatCount(count)} ${numeric(count) === 1 ? one : many || one + "s"}`;
 
-// The power of 1024 that a size is best told in.
+// The power of 1024 to display a size in.
 function unitOf(bytes) {
   const size = Math.abs(bytes);
   let power = 0;
@@ -36,7 +36,7 @@ function formatBytes(bytes, power = unitOf(numeric(bytes))) {
   return `${digits.format(value)}\u00a0${units[power]}`;
 }
 
-// The time of an ISO 8601 text, or null when there is none.
+// Parses an ISO 8601 text; null when invalid.
 function parseTime(text) {
   const time = new Date(textOf(text));
   return Number.isNaN(time.getTime()) ? null : time;
@@ -52,7 +52,7 @@ function relativeWords(time, now = Date.now()) {
   return relatives.format(Math.round(seconds / 86400 / 30.4), "month");
 }
 
-// A relative time that shows the exact one on hover.
+// A relative time with the exact one as tooltip.
 function timeElement(text) {
   const time = parseTime(text);
   if (!time) return h("span", { class: "soft" }, "unknown");
@@ -63,14 +63,14 @@ function timeElement(text) {
   );
 }
 
-// Brings the relative times under `parent` up to date.
+// Updates the relative times under `parent`.
 function refreshTimes(parent) {
   for (const node of parent.querySelectorAll("time[data-relative]")) {
     node.textContent = relativeWords(new Date(node.getAttribute("datetime")));
   }
 }
 
-// The local midnight of a "yyyy-MM-dd" text.
+// Local midnight of a "yyyy-MM-dd" text.
 function parseDay(text) {
   const [year, month, day] = textOf(text).split("-").map(Number);
   return new Date(year, (month || 1) - 1, day || 1);

@@ -1,8 +1,8 @@
-// The rows of all hosts, read in parts so that neither the hub nor the browser is held up by a large fleet.
+// The rows of all hosts, read in pages so that a large fleet blocks neither hub nor browser.
 
 const partSize = 500;
 
-// What the tables show of a row. The rest of a report is let go: ten thousand of them would be tens of megabytes.
+// The fields that the tables show. Whole reports of ten thousand hosts would take tens of megabytes.
 function slim(row) {
   const latest = mapOf(row.latest);
   const {
@@ -41,15 +41,15 @@ function slim(row) {
 
 const inventory = { rows: [], complete: false };
 
-// Reads every host. `onpart` is called when more rows are to be seen than before; a repeated reading replaces the rows only at
-// its end, so that the table does not shrink meanwhile.
+// Reads every host. `onpart` is called as more rows become visible; a reload replaces the rows only at its end, so that
+// the table does not shrink meanwhile.
 async function loadInventory(onpart) {
-  const rows = new Map(); // by host: a host that comes or goes meanwhile moves the others, and one could be read twice
+  const rows = new Map(); // by host: when hosts come or go the offsets shift, and a row may be read twice
   for (let offset = 0; ;) {
     const part = await api.hosts({ limit: partSize, offset });
     for (const row of part.rows) rows.set(textOf(row.host), slim(row));
     if (part.total === null || part.rows.length === 0 || offset + part.rows.length >= part.total) break;
-    offset += part.rows.length; // a hub may send less than it is asked for
+    offset += part.rows.length; // a hub may return fewer than requested
     if (!inventory.complete) {
       inventory.rows = [...rows.values()];
       onpart(rows.size, part.total);
@@ -60,11 +60,11 @@ async function loadInventory(onpart) {
   return inventory.rows;
 }
 
-// Hosts that are not healthy: at most `limit` of them, both statuses among them when there are both, and how many there are.
+// At most `limit` unhealthy hosts, of both statuses if both exist, and their total.
 async function loadUnhealthy(limit) {
   const first = await api.hosts({ status: "attention", limit, offset: 0 });
   const ofStatus = (rows, status) => rows.filter((row) => row.status === status);
-  // A hub that sends the whole list has sent the stale ones too.
+  // Without paging the first response includes the stale ones.
   const second = first.total === null ? first : await api.hosts({ status: "stale", limit, offset: 0 });
   const attention = ofStatus(first.rows, "attention");
   const stale = ofStatus(second.rows, "stale");

@@ -1,4 +1,4 @@
-// Chooses the view, reads its data, and shows what stands in the way when they cannot be read.
+// Selects the view, loads its data, and shows load errors.
 
 const refreshInterval = 30000; // milliseconds
 const views = { overview: overviewView, hosts: hostsView, host: hostView, policies: policiesView, activity: activityView };
@@ -21,7 +21,7 @@ function showAge() {
   updated.title = current?.loadedAt ? exactTimes.format(current.loadedAt) : "";
 }
 
-// Shows `page`'s data; does nothing when the reader has gone elsewhere meanwhile.
+// Renders `page`, unless the reader has navigated away.
 function renderPage(page, data) {
   if (page !== current) return;
   const content = page.view.render(data);
@@ -65,8 +65,8 @@ async function enterToken() {
   if (changed) await reload(true);
 }
 
-// Reads the data of the current view anew. A reading that is under way is waited for, not doubled; `changed` says that the
-// reader has just changed something, which that reading may have missed.
+// Reloads the data of the current view. Awaits a load in progress; after a change (`changed`) loads again, since that
+// load may have missed it.
 async function reload(changed = false) {
   const page = current;
   if (page.reading) {
@@ -90,7 +90,7 @@ async function reload(changed = false) {
     }
     return null;
   })();
-  // Outside of the reading, since what is shown may wait for the reader and then read again.
+  // After loading: showing an error may wait for the reader and reload.
   const failed = await page.reading;
   if (failed) failed();
 }
@@ -144,7 +144,7 @@ function start() {
   refreshButton.addEventListener("click", () => reload());
   document.getElementById("token").addEventListener("click", async () => {
     if (!(await askToken(false))) return;
-    tokenDismissed = !token.value; // who forgets the token does not want to be asked for it at once
+    tokenDismissed = !token.value; // do not ask for the token again right after it was removed
     await reload(true);
   });
   setInterval(() => {
@@ -158,7 +158,7 @@ function start() {
     showAge();
   }, 5000);
   openRoute();
-  // A hub that asks for no token needs no button for it.
+  // Hide the token button when the hub requires no token.
   api
     .info()
     .then((info) => {

@@ -1,8 +1,8 @@
-// Editing a policy's text: what is wrong is said below it, and the place in the text is selected.
+// The policy editor: errors are shown below the text, and their position is selected.
 
 const policyNameRule = /^[A-Za-z0-9\-_.]+$/;
 
-// Drafts by policy name ("" for a new one): a draft outlives a look at another view.
+// Drafts by policy name ("" for a new one); they survive a change of view.
 const drafts = new Map();
 
 const jsonToken =
@@ -16,8 +16,7 @@ const expectedWords = {
   ":": "a colon",
 };
 
-// Where a text ceases to be JSON and what should stand there: { place, wanted }. The browser's own reader does not say, or says
-// it differently in each browser.
+// The first JSON syntax error: { place, wanted }. JSON.parse reports no position, or a different one in each browser.
 function findJsonFault(text) {
   const open = []; // the brackets that are open
   let expected = "value"; // "value", "value or ]", "key", "key or }", ":" or "end" (a comma, a closing bracket, or nothing more)
@@ -48,7 +47,7 @@ function findJsonFault(text) {
   }
 }
 
-// Where the key lies that the hub's message names ("autoClean.minIdleDays must be …"), or null.
+// The position of the key named in the hub's message ("autoClean.minIdleDays must be …"), or null.
 function placeOfKey(message, text) {
   const names = message.match(/[A-Za-z][A-Za-z0-9]*(?:\.[A-Za-z][A-Za-z0-9]*)*/g) || [];
   for (const name of names.sort((a, b) => b.length - a.length)) {
@@ -62,7 +61,7 @@ function lineOf(text, place) {
   return text.slice(0, place).split("\n").length;
 }
 
-// The fault of a policy's text that can be told without the hub: { message, place } or null.
+// An error that is detectable without the hub: { message, place } or null.
 function faultOfText(text) {
   try {
     const value = JSON.parse(text);
@@ -70,7 +69,7 @@ function faultOfText(text) {
     return { message: "A policy is a JSON object, in braces.", place: 0 };
   } catch {
     const { place, wanted } = findJsonFault(text);
-    // What is missing at the end is missing in the last line that holds something.
+    // Mark a missing end in the last line with content.
     const shown = Math.min(place, text.trimEnd().length);
     return {
       message: `Line ${formatCount(lineOf(text, shown))} is not valid JSON: ${wanted} is expected where the selection begins.`,
@@ -81,7 +80,7 @@ function faultOfText(text) {
 
 function faultOfName(name, taken) {
   if (!policyNameRule.test(name)) return `'${name}' is not a valid policy name (letters, digits, - _ . only)`;
-  // A browser takes these two as folders and would ask for another address.
+  // Browsers resolve these two as folders and would request another path.
   if (name === "." || name === "..") return `'${name}' is not a valid policy name (it would name a folder)`;
   if (taken.includes(name)) return `There is a policy named '${name}' already; open it to change it.`;
   return "";
@@ -95,8 +94,8 @@ function selectPlace(area, place) {
   area.scrollTop = Math.max(0, (lineOf(area.value, place) - 4) * 20);
 }
 
-// The form for policy `name` ("" for a new one). `original` is its text on the hub, `taken` the names in use; `ondone(name)` is
-// called when it was saved, with null when the reader gave up.
+// The form for policy `name` ("" for a new one). `original` is its text on the hub, `taken` the names in use;
+// `ondone(name)` is called after saving, with null after cancelling.
 function policyEditor({ name, original, taken, ondone }) {
   const draft = drafts.get(name) || { name, text: original };
   const problem = h("p", { class: "problem", role: "alert", id: "policy-problem" });
@@ -148,7 +147,7 @@ function policyEditor({ name, original, taken, ondone }) {
         ? await api.policy(name).catch((error) => (error.status === 404 ? base : Promise.reject(error)))
         : base;
       if (current !== base) {
-        base = current; // seen now: the next save is meant
+        base = current; // the reader has seen it: the next save overwrites
         return refuse(
           "Someone else has changed this policy since you opened it. Save again to replace their version with yours.",
           null,

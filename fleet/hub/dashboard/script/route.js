@@ -1,14 +1,14 @@
-// The fragment names the view and its filters, so that an address can be shared: "#/hosts?status=stale&q=web".
+// The URL fragment holds view and filters, so that it can be shared: "#/hosts?status=stale&q=web".
 
 function decode(text) {
   try {
     return decodeURIComponent(text);
   } catch {
-    return text; // a stray "%": taken as it stands
+    return text; // a stray "%": kept literally
   }
 }
 
-// `view`, the `name` that follows it (a host or a policy, else "") and the filters.
+// `view`, `name` (a host or a policy, else "") and the filters.
 function parseRoute(fragment) {
   const [path, query = ""] = fragment.replace(/^#\/?/, "").split(/\?(.*)/s);
   const [view, ...rest] = path.split("/");
@@ -26,7 +26,7 @@ function fragmentOf(view, name, filters) {
   return given.length ? `${path}?${new URLSearchParams(given)}` : path;
 }
 
-// Puts filters into the address without a new entry in the browser's history for every key that is pressed.
+// Stores filters in the URL without a history entry per keystroke.
 function keepFilters(route, filters) {
   history.replaceState(null, "", fragmentOf(route.view, route.name, filters));
 }

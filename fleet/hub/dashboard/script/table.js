@@ -1,16 +1,16 @@
-// Tables that sort by their headers and show a page of rows at a time, so that ten thousand rows cost no more than fifty.
+// Tables sorted by their headers, with paging, so that ten thousand rows cost no more than fifty.
 
 const collator = new Intl.Collator(undefined, { numeric: true, sensitivity: "base" });
 const pageSize = 50;
 
 function compareValues(a, b) {
   if (a === b) return 0;
-  // What is not known comes last, whichever way the table is sorted: see sortRows.
+  // Unknown values come last in both directions: see sortRows.
   if (typeof a === "string" && typeof b === "string") return collator.compare(a, b);
   return a < b ? -1 : 1;
 }
 
-// A sorted copy. Rows whose value is null stay at the end in both directions.
+// A sorted copy. Rows with null values stay last in both directions.
 function sortRows(rows, valueOf, descending) {
   const decorated = rows.map((row) => [valueOf(row), row]);
   decorated.sort(([a], [b]) => {
@@ -32,8 +32,8 @@ function headerCell(column, state, onsort) {
   return h("th", attributes, h("button", { type: "button", "data-keep": `sort ${column.key}`, onclick: sort }, column.label));
 }
 
-// Columns are { key, label, value(row) to sort by, cell(row), number, minor }. `options`: caption, state ({ sort, descending,
-// page }), onstate(state) when the reader sorts or turns a page, address(row) of what a row opens.
+// Columns are { key, label, value(row) for sorting, cell(row), number, minor }. `options`: caption, state ({ sort,
+// descending, page }), onstate(state) after sorting or paging, address(row), the link of a row.
 function table(columns, rows, options) {
   const state = options.state || {};
   const change = (next) => options.onstate({ ...state, ...next });

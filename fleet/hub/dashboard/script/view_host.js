@@ -1,4 +1,4 @@
-// One host: how it is, what was found and removed there, and why the rest was left.
+// One host: its condition, findings and removals, and why items were skipped.
 
 const skipWords = {
   tierNeverRemoved: "Its tier is never removed",
@@ -72,7 +72,7 @@ function historyPoints(record) {
     .filter((point) => point.at);
 }
 
-// Names for the axis: the time of day while the points lie within two days, else the day.
+// Axis labels: the time of day for points within two days, else the date.
 function pointName(points) {
   const span = points.length ? points.at(-1).at - points[0].at : 0;
   return span < 2 * 86400000 ? (point) => clockTimes.format(point.at) : (point) => shortDays.format(point.at);

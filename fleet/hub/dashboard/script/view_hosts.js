@@ -1,4 +1,4 @@
-// Every host in one table: found by text, status and platform, sorted by any column.
+// All hosts in one table, with search, filters and sorting.
 
 const hostColumns = [
   {
@@ -60,7 +60,7 @@ function freeFraction(row) {
   return total > 0 && typeof row.latest.volumeAvailableBytes === "number" ? row.latest.volumeAvailableBytes / total : null;
 }
 
-// Every word must be found in what is known of the host.
+// Every word must occur in the host's fields.
 function matchesText(row, text) {
   const hay = [row.host, row.note, ...row.tags, row.latest.policyName, row.latest.tidraVersion, ...row.statusReasons]
     .join("\n")
@@ -175,7 +175,7 @@ const hostsView = {
         ),
       );
     };
-    // Where the table has no headers, on a phone, this sorts it.
+    // Sorting on phones, where the table has no headers.
     const sortField = () => {
       const options = hostColumns.map((column) => [column.key, column.label]);
       const field = selectField("Sort by", tableState().sort, options, (sort) =>
@@ -212,7 +212,7 @@ const hostsView = {
     let shown = false;
     return {
       placeholder: () => skeleton([60, 520]),
-      // What was read on an earlier visit is shown until it is read again.
+      // Rows of an earlier visit are shown until reloaded.
       earlier: () => (inventory.complete && inventory.rows.length ? {} : null),
       load: () => loadInventory(part),
       follow(next) {

@@ -1,4 +1,4 @@
-// The whole fleet at a glance.
+// The fleet at a glance.
 
 function overviewFigures(summary) {
   const byStatus = mapOf(summary.hostsByStatus);

@@ -1,4 +1,4 @@
-// The policies that the hub serves to its agents.
+// The policies served to agents.
 
 const newPolicyText = `{
   "name": "",
@@ -17,7 +17,7 @@ function objectOf(text) {
   }
 }
 
-// What a policy does, in words; a key that is absent is told with its default.
+// A policy's effects in words; an absent key is described by its default.
 function policyFacts(text) {
   const policy = objectOf(text);
   const [clean, never, disposal, scan] = ["autoClean", "never", "disposal", "scan"].map((section) => mapOf(policy[section]));
