@@ -1,4 +1,4 @@
-# Gives the staged package what Debian asks of documents: a changelog of the package, and what is long compressed.
+# Debian policy: a package changelog, and long documents compressed.
 file(GLOB_RECURSE pages "${CPACK_TEMPORARY_DIRECTORY}/*/share/man/*.1")
 foreach(page IN LISTS pages)
   get_filename_component(usr "${page}/../../../.." ABSOLUTE)
