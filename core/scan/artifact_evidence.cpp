@@ -1,7 +1,7 @@
-// The proofs, strongest first: what the maker alone leaves inside (a row of the table below); that git ignores the
-// folder; the maker's own manifest beside it. The weaker ones count only where nothing speaks against them: a manifest
-// of its own inside, mostly hand-written source, a place below tests' fixtures, or that nothing in it was written since
-// its project came to this disk, as in an unpacked archive. Some folders no tool brings back, whatever else they show.
+// Evidence, strongest first: files that only the tool leaves inside (the table below); git ignores the folder; the
+// tool's manifest lies beside it. The weaker kinds count only without counter-evidence: a project manifest inside,
+// mostly hand-written source, a location below test fixtures, or contents all older than their arrival on this disk (an
+// unpacked archive). Some folders no tool can recreate, whatever the evidence.
 #include "core/scan/artifact_evidence.h"
 
 #include <fmt/format.h>
@@ -21,9 +21,9 @@
 namespace tidra {
 namespace {
 
-/// What is known of the makers of folders of one name. `marks` lie inside and `manifests` beside, as names or patterns
-/// separated by blanks; a mark may be a path. Where `needs` is not empty, one of these must lie beside, since nothing
-/// else says how to make the folder again. Marks that travel come along in archives and repositories.
+/// The tools that make folders of one name. `marks` lie inside and `manifests` beside, as names, paths (marks) or
+/// patterns separated by blanks. If `needs` is not empty, one of them must lie beside: otherwise nothing records how to
+/// recreate the folder. `marksTravel`: marks also occur in archives and repositories.
 struct Maker {
   std::string_view folder;
   std::string_view marks;
@@ -84,20 +84,20 @@ constexpr std::array makers{
     Maker{"worktrees", "*/.git"},
 };
 
-/// Source that people write and no build puts into its output.
+/// Suffixes of hand-written source that no build puts into its output.
 constexpr std::string_view sourceSuffixes =
     ".ts .tsx .jsx .go .c .cc .cpp .cxx .h .hpp .m .mm .py .pyx .rb .rs .java .kt .scala .swift .cs .php .pl .pm .sh "
     ".vim "
     ".el .lua .ml .hs .erl .ex .exs .f90 .pas .sql .proto .am .in .ac .m4 .cmake .rst .po .pod .tcl .erb .y .l .g4 .md";
 
-/// Folders below which projects lie only as examples for tests.
+/// Folders whose projects are only examples for tests.
 constexpr std::array fixtureFolders{
     std::string_view{"fixtures"},  std::string_view{"__fixtures__"},  std::string_view{"fixture"},
     std::string_view{"testdata"},  std::string_view{"test-data"},     std::string_view{"__tests__"},
     std::string_view{"__mocks__"}, std::string_view{"__snapshots__"},
 };
 
-/// These are such folders only in a project; people also call a place for their experiments so.
+/// Test folders only inside a project; people also name folders for experiments like this.
 constexpr std::array testFolders{std::string_view{"test"}, std::string_view{"tests"}, std::string_view{"spec"},
                                  std::string_view{"testing"}};
 
@@ -106,7 +106,7 @@ constexpr std::string_view projectManifests =
     "meson.build "
     "composer.json Gemfile *.gemspec *.csproj BUILD BUILD.bazel configure.ac";
 
-/// What only finished programs are put into: no build in that folder makes its packages again.
+/// Deployed programs, whose packages no build in that folder recreates.
 constexpr std::array deployableFolders{std::string_view{".output"}, std::string_view{".amplify-hosting"},
                                        std::string_view{".vercel"}, std::string_view{".netlify"}};
 
@@ -115,7 +115,7 @@ struct Entry {
   EntryType type = EntryType::other;
 };
 
-/// Of larger folders the first of them, in the order of the disk.
+/// In larger folders, the first entries in directory order.
 constexpr std::size_t mostEntries = 4096;
 
 std::vector<Entry> listing(const std::string& folder) {
@@ -130,7 +130,7 @@ std::vector<Entry> listing(const std::string& folder) {
   return entries;
 }
 
-/// The first path of the list that exists for a pattern whose components stand for names; empty when there is none.
+/// Returns the first existing path that matches a pattern of path components; empty if none does.
 std::string firstMatch(const std::string& folder, const std::vector<Entry>& entries, std::string_view pattern) {
   const auto slash = pattern.find('/');
   const std::string first(pattern.substr(0, slash));
@@ -148,7 +148,7 @@ std::string firstMatch(const std::string& folder, const std::vector<Entry>& entr
   return {};
 }
 
-/// The same for the first of several patterns.
+/// As firstMatch(), for the first pattern that matches.
 std::string firstOf(const std::string& folder, const std::vector<Entry>& entries, std::string_view patterns) {
   for (const std::string_view pattern : splitNonEmpty(patterns, ' ')) {
     if (auto found = firstMatch(folder, entries, pattern); !found.empty()) return found;
@@ -156,7 +156,7 @@ std::string firstOf(const std::string& folder, const std::vector<Entry>& entries
   return {};
 }
 
-/// Some of the files and folders below a folder, the upper ones first.
+/// A sample of the files and folders below a folder, breadth first.
 struct Sample {
   std::size_t files = 0;
   std::size_t sources = 0;
@@ -180,7 +180,7 @@ Sample Sample::of(const std::string& folder) {
   for (std::size_t folders = 0; !waiting.empty() && folders < mostFolders && sample.files < mostFiles; ++folders) {
     const std::string current = std::move(waiting.front());
     waiting.pop_front();
-    // The folder itself may be newer than all it holds: archives are unpacked into folders that were made for them.
+    // Skips the folder itself: archives are unpacked into new folders, which are newer than the contents.
     if (const auto facts = pathFacts(current); facts && current != folder) {
       sample.newest = std::max(sample.newest, facts->modified);
     }
@@ -202,8 +202,8 @@ Sample Sample::of(const std::string& folder) {
   return sample;
 }
 
-/// When the oldest file of a folder, or of the nearest one above it that has files, came to this disk: no archive and
-/// no copy can bring that along. Absent where there are no files.
+/// Returns the earliest ctime of the files in a folder, or in the nearest ancestor that has files. Unlike mtime it is
+/// set by the kernel, so archives and copies cannot preserve it. Absent without files.
 std::optional<TimePoint> arrivalOf(std::string folder) {
   constexpr std::size_t mostFiles = 64;
   constexpr int mostLevels = 8;
@@ -245,7 +245,7 @@ bool isBelowTests(const std::string& folder) {
   return false;
 }
 
-/// True for a Python environment in which nobody has installed anything.
+/// Whether a Python environment contains only pip, setuptools and wheel.
 bool holdsNothingButItsInstaller(const std::string& environment) {
   constexpr std::array bundled{std::string_view{"pip"}, std::string_view{"setuptools"}, std::string_view{"wheel"}};
   const std::string packages = firstMatch(environment, listing(environment), "lib/*/site-packages");
@@ -257,7 +257,7 @@ bool holdsNothingButItsInstaller(const std::string& environment) {
   return true;
 }
 
-/// True when a file of a Python project says what an environment holds, rather than how to format its source.
+/// Whether a file of a Python project lists an environment's packages, not just formatter settings.
 bool listsPackages(const std::string& project, const std::string& name) {
   constexpr std::size_t largest = 1024 * 1024;
   const auto text = readRegularFile(joinedPath(project, name), largest);
@@ -275,7 +275,7 @@ bool listsPackages(const std::string& project, const std::string& name) {
   });
 }
 
-/// What a "package.json" says. One that cannot be read says nothing.
+/// Contents of a "package.json". If unreadable, it counts as listing packages and having no scripts.
 class PackageManifest {
  public:
   explicit PackageManifest(const std::string& project) {
@@ -293,11 +293,11 @@ class PackageManifest {
     }
   }
 
-  /// True when an installer would find something to install.
+  /// Whether an installer would install anything.
   bool namesPackages() const { return namesPackages_; }
 
-  /// True when a script builds, and none of those runs something out of the folder, as "node build/build.js" does.
-  /// Folders of names that only tools use need no script.
+  /// Whether a build script exists and none runs a file out of the folder, as "node build/build.js" does. Folders whose
+  /// names only tools use need no script.
   bool mayMake(std::string_view folder) const {
     if (folder != "dist" && folder != "build") return true;
     constexpr std::array builders{std::string_view{"build"},  std::string_view{"dist"},  std::string_view{"compile"},
@@ -317,7 +317,7 @@ class PackageManifest {
   std::vector<std::pair<std::string, std::string>> scripts_;
 };
 
-/// One finding while it is judged. What is needed more than once is read once, and only when it is needed.
+/// One finding under assessment. Caches what several checks need; reads it lazily.
 class Case {
  public:
   Case(const ScanArtifactFinding& finding, IgnoreFinder& ignored)
@@ -329,7 +329,7 @@ class Case {
   }
 
   std::optional<std::string> evidence() {
-    // Only a rule of the user's own names other folders, and who wrote it knows them.
+    // Only a rule of the user names other folders; they know what these are.
     if (maker_ == nullptr) return "named by a rule of your own";
     inside_ = listing(path_);
     beside_ = listing(project_);
@@ -340,7 +340,7 @@ class Case {
     const auto ignored = ignored_.of(path_);
     const bool isCommonName = !maker_->folder.starts_with('.') && maker_->folder != "node_modules";
     if (ignored.isNamed && ignored.isInRepository && !(isCommonName && speaksAgainst())) return "ignored by git";
-    // What git neither ignores nor tracks is new work; what another version control holds is not known.
+    // Neither ignored nor tracked by git: new work. Other version control systems are not consulted.
     if (ignored.isVersioned || (ignored.isInRepository && !ignored.isIgnored)) return std::nullopt;
     if (isUnpacked() || speaksAgainst()) return std::nullopt;
     if (ignored.isNamed) return "ignored by a .gitignore above it";
@@ -352,20 +352,20 @@ class Case {
   }
 
  private:
-  /// Nothing in that place says what was in the folder, or what it holds is not to be had again.
+  /// Whether nothing nearby records what was in the folder, or its contents cannot be downloaded again.
   bool isBeyondRemaking() const {
     if (!maker_->needs.empty() && !holdsWhatItNeeds()) return true;
     if (hasComponent(project_, deployableFolders) || project_.find("/.next/standalone") != std::string::npos)
       return true;
     if (maker_->folder != "vendor") return false;
     if (!firstOf(path_, inside_, "*.gem cache/*.gem").empty()) return true;
-    // Rails keeps scripts and styles of others in "vendor" as well, beside what Bundler installs there.
+    // Rails projects also keep third-party scripts in "vendor", beside what Bundler installs.
     const bool isBundlers = !firstOf(path_, inside_, "bundle/ruby").empty();
     return isBundlers &&
            std::any_of(inside_.begin(), inside_.end(), [](const auto& it) { return it.name != "bundle"; });
   }
 
-  /// A lock file beside, or above for a member of a workspace.
+  /// Whether a lock file lies beside, or in an ancestor for a workspace member.
   bool isLocked() const {
     constexpr std::string_view locks = "pnpm-workspace.yaml *-lock.* yarn.lock bun.lock* npm-shrinkwrap.json";
     constexpr int mostLevels = 4;

@@ -1,5 +1,5 @@
-// By what it is known that a tool made a folder with an artefact's name, and not a person: names such as "build" and
-// "vendor" are also given to source that nothing brings back.
+// Evidence that a tool generated a folder with an artefact's name: people also name source folders "build" or "vendor",
+// and nothing recreates those.
 #pragma once
 
 #include <optional>
@@ -11,15 +11,13 @@
 
 namespace tidra {
 
-/// Reads a bounded number of entries in and beside each finding. Keeps the ignore files that it has read; for one
-/// thread.
+/// Reads a bounded number of entries in and beside each finding. Caches ignore files; not thread-safe.
 class ArtifactEvidence {
  public:
   explicit ArtifactEvidence(const TidraPathResolver& resolver) : ignored_(resolver) {}
 
-  /// What shows that a tool made the finding of a project walk and can make it again, for people, such as
-  /// "holds .package-lock.json" or "ignored by git"; absent when nothing does, or when something speaks against it.
-  /// Never throws.
+  /// Returns why a finding of the walk is known to be generated and can be recreated, for display: "holds
+  /// .package-lock.json", "ignored by git". Absent without evidence or with counter-evidence. Does not throw.
   std::optional<std::string> of(const ScanArtifactFinding& finding);
 
  private:

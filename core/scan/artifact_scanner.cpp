@@ -1,8 +1,7 @@
-// The walk goes: compile the skip list, the exclusions and the mounts into one filter; let the workers visit folders. A
-// visit reads its folder once: it counts the entries that nothing bars, notes marker files, sends plain subfolders to
-// be walked and sets those with an artefact's name aside. When the listing is complete and the markers are known, the
-// rules decide about those; an artefact is measured by the same workers. The caller's thread meanwhile delivers
-// progress. Findings come in any order and are sorted at the end.
+// The walk: compile skip list, exclusions and mounts into one filter; let workers visit folders. A visit reads its
+// folder once: it counts entries that pass the filter, notes marker files, queues plain subfolders and sets aside those
+// with an artefact's name. After the complete listing the rules decide about these; the same workers measure artefacts.
+// The caller's thread delivers progress. Findings are sorted at the end.
 #include "core/scan/artifact_scanner.h"
 
 #include <algorithm>
@@ -27,22 +26,22 @@
 namespace tidra {
 namespace {
 
-/// An artefact on its way to become a finding.
+/// An artefact being measured.
 struct Artifact {
   explicit Artifact(const WalkFilter& filter) : measurement(filter) {}
 
   std::string path;
   std::string groupRoot;
-  std::optional<RuleMatch> match;  // none for what a removal left behind
+  std::optional<RuleMatch> match;  // absent for an interrupted removal
   Measurement measurement;
   std::atomic<bool> opened{false};
-  std::optional<FileIdentity> identity;  // set by the first visit, before any other begins
-  std::atomic<bool> vanished{false};     // before it could be opened
+  std::optional<FileIdentity> identity;  // written by the first visit, before any other begins
+  std::atomic<bool> vanished{false};     // before it was opened
 };
 
 struct WalkContext {
-  const WalkFilter::Place* place = nullptr;  // of the folder, in the filter's tree
-  Artifact* artifact = nullptr;              // being measured; null on the walk
+  const WalkFilter::Place* place = nullptr;  // this folder in the filter's tree
+  Artifact* artifact = nullptr;              // artefact being measured; null on the walk
 };
 
 ScanArtifactFinding makeFinding(const Artifact& artifact) {
@@ -64,7 +63,7 @@ ScanArtifactFinding makeFinding(const Artifact& artifact) {
           .ruleID = rule.id};
 }
 
-/// Reads folders on the workers' threads and collects what they find.
+/// Reads folders on the worker threads and collects findings.
 class WalkVisitor {
  public:
   using Traversal = FolderTraversal<WalkContext, WalkVisitor>;
@@ -86,8 +85,7 @@ class WalkVisitor {
     finishFolder(artifact);
   }
 
-  /// A folder that must not be read adds nothing to its artefact; an artefact that vanished is no longer there to
-  /// report.
+  /// An unreadable folder adds nothing to its artefact; a vanished artefact is not reported.
   void couldNotOpen(const WalkContext& context, std::error_code failure) {
     const bool forbidden = isForbidden(failure);
     if (forbidden) {
@@ -101,41 +99,41 @@ class WalkVisitor {
     Artifact& artifact = *context.artifact;
     artifact.measurement.couldNotOpen(failure, context.place);
     if (isNoLongerThere(failure) && !artifact.opened) artifact.vanished = true;
-    // Nothing of it could be opened, so a look at its name has to do.
+    // Nothing of it was opened, so take the identity by path.
     if (forbidden && !artifact.opened) identify(artifact, pathFacts(artifact.path));
     finishFolder(artifact);
   }
 
-  /// Once, when no worker runs any more.
+  /// Call once, after all workers have finished.
   std::vector<std::string> takeUnclaimedLeftovers() { return std::move(unclaimedLeftovers_); }
 
   std::uint64_t entriesVisited() const { return entriesVisited_; }
   std::uint64_t unreadableFolders() const { return unreadableFolders_; }
   std::uint64_t starvedFolders() const { return starvedFolders_; }
-  /// These two once no worker runs any more.
+  /// Valid after all workers have finished.
   std::uint64_t brokenFolders() const { return brokenFolders_; }
   std::error_code brokenReason() const { return brokenReason_; }
   std::uint64_t unmeasuredArtifacts() const { return unmeasuredArtifacts_; }
 
-  /// Of the findings, by path. Once, when no worker runs any more.
+  /// Identities of the findings by path. Call once, after all workers have finished.
   std::map<std::string, FileIdentity> takeIdentities() { return std::move(identities_); }
 
-  /// Only when nobody visits any more.
+  /// Call after all workers have finished.
   std::vector<WithheldFinding> takeWithheld() { return std::exchange(withheld_, {}); }
 
-  /// The findings since the last call, in the order of their discovery.
+  /// Returns the findings since the last call, in order of discovery.
   std::vector<ScanArtifactFinding> takeFindings() {
     const std::lock_guard lock(mutex_);
     return std::exchange(fresh_, {});
   }
 
-  /// By the path of the artefact. Called when the walk is over.
+  /// By the path of the artefact. Call after all workers have finished.
   std::map<std::string, std::vector<std::string>> takeRepositoriesInside() {
     for (auto& [artifact, repositories] : repositoriesInside_) std::sort(repositories.begin(), repositories.end());
     return std::move(repositoriesInside_);
   }
 
-  /// The folder that was visited when this was last asked; asks the next visit to tell its own.
+  /// Returns the folder visited at the previous call, and requests an update from the next visit.
   std::string currentFolder() {
     pathWanted_ = true;
     const std::lock_guard lock(mutex_);
@@ -175,7 +173,7 @@ class WalkVisitor {
     }
     entriesVisited_ += visited;
     if (const auto failure = folder.reader().failure(); failure && !isNoLongerThere(failure)) {
-      // What decides about the subfolders may be among what is missing.
+      // The missing entries might include markers that decide about the subfolders.
       noteBroken(failure);
       folder.forget([](std::string_view) { return true; });
       return;
@@ -189,7 +187,7 @@ class WalkVisitor {
     for (const auto& [name, facts] : candidates) decide(folder, project, name, *facts);
   }
 
-  /// Of the home folder and what holds it, only the quarantined items are left alone.
+  /// In the home folder and its ancestors only quarantined items are skipped, not the whole folder.
   void leaveStore(Visit& folder, const StoreSigns& signs,
                   std::vector<std::pair<std::string, const NameFacts*>>& candidates) const {
     const bool isWhole = !stores_.holdsHome(folder.node()->path());
@@ -219,7 +217,7 @@ class WalkVisitor {
                           &addArtifact(joinedPath(parent, name), parent, std::nullopt)});
   }
 
-  /// The note of a removal that ended between the last two steps, or before the first.
+  /// A note without its folder: the removal was interrupted before its first or between its last two steps.
   void addStrayNote(Visit& folder, std::string_view name) {
     const int descriptor = folder.node()->descriptor();
     if (!wantsLeftovers() || !isAskedFor(name) || !RemovalNote::claims(descriptor, std::string(name))) return;
@@ -229,7 +227,7 @@ class WalkVisitor {
     finishFolder(note);
   }
 
-  /// A mount inside an artefact is not part of it: removing the artefact would not give its space back.
+  /// Mounts inside an artefact do not count: removing it would not free their space.
   void measure(Visit& folder, Artifact& artifact) {
     const WalkFilter::Place* place = folder.context().place;
     const auto descend = [&](auto name, auto* subplace) { folder.descend(name, {subplace, &artifact}); };
@@ -316,7 +314,7 @@ class WalkVisitor {
   std::atomic<std::uint64_t> unmeasuredArtifacts_{0};
   std::atomic<bool> pathWanted_{true};
   std::mutex mutex_;
-  std::deque<Artifact> artifacts_;  // never moved: workers hold references
+  std::deque<Artifact> artifacts_;  // a deque never moves its elements; workers hold references
   std::vector<ScanArtifactFinding> fresh_;
   std::map<std::string, FileIdentity> identities_;
   std::vector<std::string> unclaimedLeftovers_;
@@ -327,7 +325,7 @@ class WalkVisitor {
   std::string currentFolder_;
 };
 
-/// Delivers progress on the caller's thread: a tick for every finding, for every 64 entries, and every 0.12 seconds.
+/// Delivers progress on the caller's thread: for every finding, every 64 entries and every 0.12 seconds.
 class ProgressReporter {
  public:
   explicit ProgressReporter(const FilesystemArtifactScanner::Request& request) : request_(request) {

@@ -1,11 +1,11 @@
-// Folders that a desktop shows as one file. A scan takes them as opaque: never entered, their insides not counted.
+// Bundle packages: folders that a desktop shows as one file. Scans neither enter nor count them.
 #pragma once
 
 #include <string_view>
 
 namespace tidra {
 
-/// True when the folder name carries the extension of a bundle package, in any letter case.
+/// Whether the name has the extension of a bundle package, in any letter case.
 bool isBundlePackage(std::string_view folderName);
 
 }  // namespace tidra

@@ -21,7 +21,7 @@ constexpr std::array environmentParts{
     std::string_view{"Scripts"}, std::string_view{"Include"}, std::string_view{"etc"},
 };
 
-/// Files and folders by which installers are recognised.
+/// Files and folders that identify an installer.
 constexpr std::array signNames{
     std::string_view{"pyvenv.cfg"},  std::string_view{"conda-meta"},     std::string_view{".cargo-checksum.json"},
     std::string_view{"modules.txt"}, std::string_view{"autoload.php"},   std::string_view{"bundle"},
@@ -52,7 +52,7 @@ PackageSigns signsOf(const std::string& folder) {
 bool DependencyFolders::isNamedSo(std::string_view folderName) { return isIn(installersNames, folderName); }
 
 std::optional<std::string> DependencyFolders::holding(const std::string& path) {
-  // A path of more components is nobody's project.
+  // No project path is this deep; bounds the number of lstat() calls.
   constexpr int mostLevels = 256;
   std::size_t end = path.find('/', 1);
   for (int level = 0; level < mostLevels; ++level, end = path.find('/', end + 1)) {

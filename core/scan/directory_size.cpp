@@ -26,7 +26,7 @@ struct SizeTarget {
       : measurement(filter, {.enterBundles = folder.enterBundles, .isTrash = folder.isTrash}) {}
   Measurement measurement;
   std::atomic<bool> opened{false};
-  std::optional<FileIdentity> identity;  // set by the first visit, before any other begins
+  std::optional<FileIdentity> identity;  // written by the first visit, before any other begins
   std::atomic<bool> complete{false};
 };
 
@@ -51,7 +51,7 @@ struct SizeVisitor {
   }
 
   void couldNotOpen(const SizeContext& context, std::error_code failure) {
-    // A first folder that cannot be opened counts as empty.
+    // A root that cannot be opened counts as empty, unless it is unreadable and something below it must stay.
     if (context.target->opened || isForbidden(failure)) {
       context.target->measurement.couldNotOpen(failure, context.place);
     }
@@ -63,7 +63,7 @@ struct SizeVisitor {
   }
 };
 
-/// The places are known without links, by which a folder may be named.
+/// Filter paths have symbolic links resolved; roots may be passed with them.
 WalkFilter filterFor(const TidraDirectorySizeReader::Options& options) {
   WalkFilter filter;
   for (const MountPoint& mount : options.mounts) filter.addMount(mount.path);
@@ -96,7 +96,7 @@ std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(co
       const bool late = options.limit && std::chrono::steady_clock::now() - started >= *options.limit;
       if (late || (options.shouldCancel && options.shouldCancel())) traversal.cancel();
     };
-    // Before anything is read, so that no time or a withdrawn request gives no size however fast the disk is.
+    // Before any reading, so that a zero limit or early cancellation reliably yields no size.
     cancelWhenDue();
     traversal.start();
     constexpr std::chrono::milliseconds poll{20};

@@ -1,4 +1,4 @@
-// How many bytes folders hold.
+// Sizes of folders.
 #pragma once
 
 #include <chrono>
@@ -18,32 +18,32 @@ namespace tidra {
 struct TidraDirectorySizeReader {
   static constexpr std::chrono::seconds timeLimit{20};
 
-  /// The logical size of everything in a folder, links not followed, bundle packages not entered; 0 for a folder that
-  /// cannot be opened. None when the attributes of a file cannot be read, or when the time limit passes first.
+  /// Returns the apparent size of a folder's contents; does not follow symbolic links or enter bundle packages. 0 for a
+  /// folder that cannot be opened. nullopt if a file's attributes cannot be read or the time limit expires.
   static std::optional<std::uint64_t> read(const std::string& path, std::chrono::milliseconds limit = timeLimit);
 
   struct Folder {
     std::string path;
-    bool enterBundles = false;  // count the insides of bundle packages too
-    bool isTrash = false;       // everything in it goes when it is emptied, other stores included
+    bool enterBundles = false;  // count the contents of bundle packages, too
+    bool isTrash = false;       // everything in it is removed on emptying, nested stores included
   };
 
   struct Options {
-    unsigned workers = 0;                      // 0: as many as a scan takes
-    std::vector<MountPoint> mounts = {};       // what is mounted inside a folder is not counted
-    TidraScanExclusionFilter exclusions = {};  // what of it lies inside a folder must stay
-    std::vector<Store> stores = {};            // the same, besides those that are recognised by themselves
+    unsigned workers = 0;                      // 0: as many as a scan uses
+    std::vector<MountPoint> mounts = {};       // file systems mounted inside are not counted
+    TidraScanExclusionFilter exclusions = {};  // matches inside a folder must stay
+    std::vector<Store> stores = {};            // likewise, in addition to stores recognised by structure
     std::optional<std::chrono::milliseconds> limit = {};
     std::function<bool()> shouldCancel = {};  // polled on the caller's thread
   };
 
   struct Size {
-    std::optional<std::uint64_t> bytes;         // absent when the folder was not finished
-    std::optional<KeptInside> kept;             // what was met in it that must stay
-    std::optional<FileIdentity> identity = {};  // of the folder whose entries were counted; absent when not opened
+    std::optional<std::uint64_t> bytes;         // absent when not finished
+    std::optional<KeptInside> kept;             // first entry found that must stay
+    std::optional<FileIdentity> identity = {};  // of the folder that was read; absent when not opened
   };
 
-  /// The same for several folders at once, in their order.
+  /// As read(), for several folders in parallel; results in the same order.
   static std::vector<Size> readAll(const std::vector<Folder>& folders, const Options& options);
 };
 

@@ -13,7 +13,7 @@
 namespace tidra {
 namespace {
 
-/// No path has "//" or "/./", so a pattern with one would match nothing.
+/// No path contains "//" or "/./", so a pattern with one would match nothing.
 std::string withoutIdleComponents(std::string_view pattern) {
   std::string kept;
   for (const std::string_view component : splitNonEmpty(pattern, '/')) {
@@ -26,39 +26,39 @@ std::string expandedPattern(const std::string& pattern, const TidraPathResolver&
   std::string expanded = pattern;
   if (pattern == "~" || pattern.starts_with("~/")) expanded = globEscaped(resolver.home) + pattern.substr(1);
   if (expanded.starts_with('/')) expanded = withoutIdleComponents(expanded);
-  // A pattern matches names without a trailing "/", so "vendor/" would otherwise exclude nothing.
+  // Patterns match names without a trailing "/", so "vendor/" would exclude nothing.
   while (expanded.size() > 1 && expanded.ends_with('/')) expanded.pop_back();
   return expanded;
 }
 
-/// Puts variables into a pattern as text that stands for itself.
+/// Returns a resolver whose variables expand to escaped text, which a pattern matches literally.
 TidraPathResolver quotingResolver(TidraPathResolver resolver) {
   resolver.home = globEscaped(resolver.home);
   for (auto& [name, value] : resolver.environment) value = globEscaped(value);
   return resolver;
 }
 
-/// True when some names do not match themselves as patterns.
+/// Whether a name may contain characters that are special in a pattern.
 bool maySpellAName(std::string_view pattern) { return pattern.find_first_of("[\\") != std::string_view::npos; }
 
-/// The pattern with the folders that exist at its beginning as text that stands for itself.
+/// Escapes the longest existing folder at the beginning of a pattern.
 std::string withFoldersQuoted(const std::string& pattern) {
   std::string folder = pattern;
   while (folder != "/" && !pathExists(folder)) folder = parentPath(folder);
   return folder == "/" ? pattern : globEscaped(folder) + pattern.substr(folder.size());
 }
 
-/// True for text that leads from the current folder and not just down from any: no path has such a component.
+/// Whether the text is relative to the current folder: no absolute path has such a component.
 bool leadsFromHere(const std::string& given) {
   const auto pieces = split(given, '/');
   return std::any_of(pieces.begin(), pieces.end(), [](const auto piece) { return piece == "." || piece == ".."; });
 }
 
-/// The path in the current folder; none when the text is the name of no entry there.
+/// Returns the path in the current folder; nullopt if no such entry exists.
 std::optional<std::string> entryHere(const std::string& given, const std::optional<std::string>& currentFolder) {
   if (!currentFolder) return std::nullopt;
   const std::string path = joinedPath(*currentFolder, given);
-  // Behind a link, ".." leads somewhere else than the text suggests.
+  // After a symbolic link ".." leads elsewhere than the text suggests: resolve it.
   if (const auto pieces = split(given, '/'); std::find(pieces.begin(), pieces.end(), "..") != pieces.end()) {
     const auto real = realPath(path);
     return real ? std::optional(*real) : std::nullopt;

@@ -1,4 +1,4 @@
-// The rows of the user's exclusion list, and the filter made of them.
+// Rows of the user's exclusion list, and the filter built from them.
 #pragma once
 
 #include <array>
@@ -14,7 +14,7 @@
 
 namespace tidra {
 
-/// What a row of the list is: a project kept out of the results, any folder, or a pattern.
+/// Kinds of rows: a project, any folder, or a pattern.
 enum class ExclusionRowKind { project, path, pattern };
 
 template <>
@@ -29,7 +29,7 @@ struct EnumTable<ExclusionRowKind> {
 
 struct ExclusionEntry {
   std::string id;           // UUID of the row
-  std::string pathDisplay;  // as the user sees it, "~" kept for the home folder
+  std::string pathDisplay;  // as shown to the user, "~" for the home folder
   ExclusionRowKind kind = ExclusionRowKind::path;
   TimePoint addedAt{};
 
@@ -42,39 +42,39 @@ struct JsonCodec<ExclusionEntry> {
   static ExclusionEntry decode(const nlohmann::json& value, const std::string& where);
 };
 
-/// Projects and paths become prefixes. What a row of kind pattern means, addExclusion() says; the disk is looked at.
+/// Projects and paths become prefixes; patterns go through addExclusion(), which reads the disk.
 TidraScanExclusionFilter makeExclusionFilter(const std::vector<ExclusionEntry>& entries,
                                              const TidraPathResolver& resolver);
 
-/// Adds what a text keeps out that may be a path or a pattern. "~" and known variables are expanded. An absolute text
-/// is a path; one with "*", "?" or "[" is a pattern as well, unless `looksAtDisk` finds an entry of just that name; the
-/// folders at its beginning that exist then stand for themselves, whatever characters their names have. Any
-/// other text is a pattern, and with "[" or a backslash in it also the name that it spells. What a variable puts into a
-/// pattern counts as it stands, too. Keeping out too much does no harm, so each reading counts.
+/// Adds the exclusions of a text that may be a path or a pattern. Expands "~" and known variables. Absolute text is a
+/// path; with "*", "?" or "[" it is also a pattern, unless `looksAtDisk` finds an entry of exactly that name; existing
+/// folders at its beginning are then matched literally. Other text is a pattern; with "[" or a backslash also the
+/// literal name. Variable values count both literally and as patterns. Excluding too much is safe, so every
+/// interpretation counts.
 void addExclusion(TidraScanExclusionFilter& filter, const std::string& text, const TidraPathResolver& resolver,
                   bool looksAtDisk);
 
-/// A text that a person typed, as a row of the list.
+/// A text typed by the user, as a row of the list.
 struct TypedExclusion {
-  std::string text;  // a path with its home folder as "~", or the pattern as it was given
+  std::string text;  // a path with "~" for the home folder, or the pattern as typed
   ExclusionRowKind kind = ExclusionRowKind::pattern;
 
-  /// What the person may not have meant, a sentence: it names nothing, or was not obviously a pattern.
+  /// A warning sentence: the text matches nothing yet, or is unexpectedly a pattern.
   std::optional<std::string> note;
 
-  /// A path when it names an entry that exists, from `currentFolder` when it is relative, and when it is absolute
-  /// without wildcards. A text with a component "." or ".." is made absolute and read like that. A relative name
-  /// without "/" and wildcards stays a pattern: it keeps out every entry of that name, the one here included.
-  /// `currentFolder` is absent when there is none any more.
+  /// Interprets a text. A path: an existing entry (relative to `currentFolder`), or absolute without wildcards. Text
+  /// with a component "." or ".." is made absolute first. A plain name without "/" and wildcards is a pattern that
+  /// excludes every entry of that name, including one in the current folder. `currentFolder` is absent if it was
+  /// removed.
   static TypedExclusion read(const std::string& given, const TidraPathResolver& resolver,
                              const std::optional<std::string>& currentFolder);
 };
 
-/// The absolute, standardised path that a row of kind project or path means. Variables that are known are expanded; any
-/// other "$" is a character of the path.
+/// Returns the absolute, standardised path of a row of kind project or path. Expands known variables; any other "$" is
+/// literal.
 std::string excludedPath(std::string_view text, const TidraPathResolver& resolver);
 
-/// True for text that begins as an absolute path or one in the home folder does.
+/// Whether text begins like an absolute path or one in the home folder.
 bool looksLikePath(std::string_view text);
 
 }  // namespace tidra

@@ -9,8 +9,8 @@
 namespace tidra {
 namespace {
 
-/// Wildcards never match "/", so a pattern of components can only match a text with as many "/" as it has itself: of
-/// all the tails of a path, one needs to be looked at.
+/// Wildcards never match "/", so a pattern of components matches only texts with the same number of "/": test a single
+/// tail of the path.
 bool matchesAnyTail(const std::string& pattern, const std::string& path) {
   if (globMatches(pattern, path.c_str())) return true;
   if (!splitsIntoComponents(pattern)) {

@@ -21,7 +21,7 @@ void raise(ScanArtifactFinding& finding, std::string reason) {
 }
 
 void assess(ScanArtifactFinding& finding, ArtifactEvidence& evidence, const InstalledPrograms& programs) {
-  // The standard library of Python has a package "venv", and others are called "build" or "coverage".
+  // Packages may be named "venv" (in Python's standard library), "build" or "coverage".
   if (pathFacts(joinedPath(finding.path, "__init__.py"))) return raise(finding, "Is a Python package of that name");
   if (const auto program = programs.ownerOf(finding.path)) {
     return raise(finding, fmt::format("Belongs to the installed program {}", *program));
@@ -33,7 +33,7 @@ void assess(ScanArtifactFinding& finding, ArtifactEvidence& evidence, const Inst
 
 void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathResolver& resolver,
                     const std::function<bool()>& shouldStop) {
-  // Neighbours share their ignore files, so a thread takes several at a time.
+  // Batches, because neighbouring findings share ignore files.
   constexpr std::size_t batch = 32;
   const InstalledPrograms programs(resolver);
   std::atomic<std::size_t> next{0};

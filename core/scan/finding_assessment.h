@@ -1,5 +1,5 @@
-// What the surroundings of a project's findings say about them, after the walk: whether they belong to an installed
-// program or are a package of source, and by what it is known that a tool made them.
+// Assesses findings of the walk by their surroundings: do they belong to an installed program, are they source
+// packages, what shows that a tool generated them.
 #pragma once
 
 #include <functional>
@@ -10,9 +10,8 @@
 
 namespace tidra {
 
-/// Raises the tier of findings of the walk that nothing makes again, with the reason as their hint, and sets the
-/// evidence of the others. Works with several threads. `shouldStop` is polled on the calling one; findings that were
-/// not reached by then have no evidence.
+/// Raises the tier of findings that cannot be recreated, with the reason as restore hint, and sets the evidence of the
+/// others. Uses several threads; polls `shouldStop` on the calling one. Findings not reached by then have no evidence.
 void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathResolver& resolver,
                     const std::function<bool()>& shouldStop);
 

@@ -15,8 +15,7 @@ namespace {
 
 std::atomic<std::int64_t> openCount{0};
 
-/// Descriptors come free again when other folders are done or tools end, so a shortage is waited out; not for ever,
-/// because another program may be what holds them all.
+/// Waits for other workers or tools to release descriptors. Bounded, because another program may hold them all.
 template <class Open>
 Outcome<FileDescriptor> openPatiently(Open open) {
   static std::atomic<int> triesLeft{2000};
@@ -39,9 +38,9 @@ FolderNode::FolderNode(std::shared_ptr<FolderNode> parent, std::string name, Fil
 
 FolderNode::~FolderNode() {
   closeDescriptor();
-  // A parent that this releases hands its own parent over to the loop below instead of releasing it in turn, so that a
-  // chain of any length is released without recursion. A plain pointer needs no destructor for the thread, whose
-  // registration ends the program where memory is short.
+  // Releases a chain of parents iteratively: recursion would overflow the stack on deep trees. A nested destructor
+  // hands its parent to the loop below. thread_local plain pointer: a type with a destructor would be registered per
+  // thread, and that registration aborts on out-of-memory.
   thread_local std::shared_ptr<FolderNode>* handedOver = nullptr;
   if (!parent_) return;
   if (handedOver != nullptr) {
@@ -88,9 +87,8 @@ void FolderNode::expectSubfolders(std::size_t count, bool keepOpen) {
 }
 
 Outcome<FileDescriptor> FolderNode::openAgain() const {
-  // From the first folder down again one component at a time, so that no link is followed on the way. Ancestors that
-  // are still open cannot be used: their descriptors are other workers' to close. A held first folder is never closed,
-  // and never looked up by its path again.
+  // Reopens from the first folder one component at a time with O_NOFOLLOW. Open ancestors cannot be used: other workers
+  // may close their descriptors. A held first folder is never closed and never looked up by path again.
   std::vector<const FolderNode*> closed;
   const FolderNode* node = this;
   while (node->parent() != nullptr) {
@@ -123,7 +121,7 @@ bool isDescriptorShortage(std::error_code failure) {
 
 namespace {
 
-/// What the process may have open, shared out. Raises the soft limit to the hard one.
+/// Divides the process's descriptor limit. Raises the soft limit to the hard limit.
 struct DescriptorShares {
   unsigned tools = 1;
   unsigned workers = 1;
@@ -139,9 +137,9 @@ struct DescriptorShares {
       if (limit.rlim_cur < wanted && ::setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
       usable = static_cast<std::int64_t>(std::min<rlim_t>(limit.rlim_cur, static_cast<rlim_t>(enough)));
     }
-    constexpr std::int64_t perTool = 5;    // two pipes and the notice of its exit
-    constexpr std::int64_t perWorker = 2;  // a folder, and the one it is reached through
-    // For the standard streams, what the program was started with, and the tools of probes.
+    constexpr std::int64_t perTool = 5;    // two pipes and the exit notice
+    constexpr std::int64_t perWorker = 2;  // a folder and its parent
+    // Reserve for standard streams, inherited descriptors and the tools of probes.
     const std::int64_t left = usable - std::clamp<std::int64_t>(usable / 4, 8, 48);
     tools = static_cast<unsigned>(std::clamp<std::int64_t>(left / 4 / perTool, 1, 64));
     workers = static_cast<unsigned>(std::clamp<std::int64_t>(left / 4 / perWorker, 1, 1024));

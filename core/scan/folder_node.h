@@ -1,4 +1,4 @@
-// A folder that a traversal has opened, as long as something below it still needs it.
+// A folder opened by a traversal, alive while something below it needs it.
 #pragma once
 
 #include <atomic>
@@ -12,22 +12,22 @@
 
 namespace tidra {
 
-/// Knows its place by its chain of parents, so that neither the depth of a tree nor the length of its paths costs
-/// memory for more than the names. Its descriptor is shared by the workers that open its subfolders.
+/// Stores one name and a parent pointer: memory does not grow with path length times depth. Workers that open
+/// subfolders share its descriptor.
 class FolderNode {
  public:
   FolderNode(std::shared_ptr<FolderNode> parent, std::string name, FileDescriptor descriptor);
-  /// Releases a long chain of parents without recursion.
+  /// Releases a chain of parents iteratively.
   ~FolderNode();
   FolderNode(const FolderNode&) = delete;
   FolderNode& operator=(const FolderNode&) = delete;
 
-  /// Keeps the descriptor open as long as the node lives, unless expectSubfolders() is told otherwise. Paths below the
-  /// first folder of a traversal can then always be reached through it. Call before expectSubfolders().
+  /// Keeps the descriptor open for the node's lifetime, unless expectSubfolders() closes it. Lower paths then remain
+  /// reachable through the first folder. Call before expectSubfolders().
   void holdDescriptor() { held_ = true; }
 
-  /// Calls `use(descriptor)` with the folder's descriptor, opened again through the chain of parents when it is closed;
-  /// gives what `use` gives, or why the folder could not be opened. For held nodes.
+  /// Calls `use(descriptor)`; reopens a closed descriptor through the chain of parents. Returns the result of `use`, or
+  /// why the folder could not be opened. For held nodes.
   template <class Use>
   [[nodiscard]] std::error_code withDescriptor(Use use) const {
     if (descriptor_) return use(descriptor_.get());
@@ -36,21 +36,21 @@ class FolderNode {
   }
 
   const FolderNode* parent() const { return parent_.get(); }
-  /// One component; for the first folder of a traversal its whole path.
+  /// One component; the whole path for the first folder of a traversal.
   const std::string& name() const { return name_; }
   int descriptor() const { return descriptor_.get(); }
-  /// The whole path, made from the chain.
+  /// Builds the whole path from the chain.
   std::string path() const;
 
-  /// Announces how many subfolders will be opened; the descriptor closes after the last unless it is held. With
-  /// `keepOpen` false it closes at once and every subfolder is reached through the chain; a held first folder stays.
-  /// Call once, before any subfolder is opened.
+  /// Announces the number of subfolders; the descriptor closes after the last one unless held. If `keepOpen` is false,
+  /// it closes at once and subfolders are reached through the chain; a held first folder stays open. Call once, before
+  /// opening any subfolder.
   void expectSubfolders(std::size_t count, bool keepOpen);
 
-  /// Opens a subfolder without following a link in its place, and counts it as opened whatever comes of it.
+  /// Opens a subfolder with O_NOFOLLOW, and counts it even on failure.
   Outcome<FileDescriptor> openExpected(const char* name);
 
-  /// Descriptors that all nodes hold open at present.
+  /// Returns the number of descriptors that all nodes hold open.
   static std::int64_t openDescriptors();
 
  private:
@@ -64,17 +64,17 @@ class FolderNode {
   std::atomic<std::size_t> unopened_{0};
 };
 
-/// True when the process or the system has no descriptor left.
+/// Whether the process or the system is out of descriptors (EMFILE, ENFILE).
 bool isDescriptorShortage(std::error_code failure);
 
-/// How many descriptors traversals may hold open besides those of the folders that are being read: most of what the
-/// process is allowed. Raises the soft limit to the hard one on the first call, as the other two do.
+/// Returns how many descriptors traversals may hold open in addition to folders being read: most of the limit. Like the
+/// next two, raises the soft limit to the hard limit on the first call.
 std::int64_t descriptorBudget();
 
-/// As many workers of those that are wanted as there are descriptors for, at least one.
+/// Limits the number of workers to the available descriptors; at least one.
 unsigned affordableWorkers(unsigned wanted);
 
-/// The same for tools that run at once beside the workers.
+/// The same for tools that run beside the workers.
 unsigned affordableTools(unsigned wanted);
 
 }  // namespace tidra

@@ -1,8 +1,8 @@
-// A pool of workers that visits folders of a tree, each exactly once.
+// A pool of workers that visits each folder of a tree exactly once.
 //
-// Every worker keeps its own stack of folders to visit: it pushes the subfolders it meets and takes the newest first,
-// which keeps the stack as small as the tree is deep. A worker without work steals the older half of another's stack,
-// where the large subtrees wait. Workers mostly wait for the disk, so there are more of them than processors.
+// Work stealing: every worker has its own stack (LIFO), which keeps it as small as the tree is deep. An idle worker
+// steals the older half of another's stack, where the large subtrees are. Workers mostly wait for the disk, so there
+// are more of them than processors.
 #pragma once
 
 #include <algorithm>
@@ -26,7 +26,7 @@
 
 namespace tidra {
 
-/// How many workers a traversal takes when nobody says: measured on warm and cold caches.
+/// The default number of workers, measured with warm and cold caches.
 unsigned defaultScanWorkers();
 
 /// `Context` is what a folder hands to its subfolders, by value. `Visitor` has, called from any worker at any time:
@@ -35,23 +35,23 @@ unsigned defaultScanWorkers();
 template <class Context, class Visitor>
 class FolderTraversal {
  public:
-  /// One folder in the hands of a worker.
+  /// One folder being visited by a worker.
   class Visit {
    public:
     const std::shared_ptr<FolderNode>& node() const { return node_; }
     const Context& context() const { return context_; }
     Context& context() { return context_; }
-    /// The worker's own reader, not started.
+    /// Returns the worker's reader, not started.
     DirectoryReader& reader() { return reader_; }
-    /// A number below the count of workers, the same for all visits of one worker.
+    /// Returns the worker's index, below the number of workers.
     unsigned worker() const { return worker_; }
 
-    /// To be visited later, by whichever worker comes first.
+    /// Queues a subfolder for any worker.
     void descend(std::string_view name, Context context) {
       subfolders_.emplace_back(std::string(name), std::move(context));
     }
 
-    /// Takes back descend() for the subfolders whose name `isUnwanted` accepts.
+    /// Undoes descend() for subfolders whose name `isUnwanted` accepts.
     template <class Predicate>
     void forget(Predicate isUnwanted) {
       std::erase_if(subfolders_, [&](const auto& subfolder) { return isUnwanted(std::string_view(subfolder.first)); });
@@ -75,17 +75,17 @@ class FolderTraversal {
     threads_.clear();
   }
 
-  /// Adds a tree. Its first folder is opened following links; only before start().
+  /// Adds a tree. Opening its first folder follows symbolic links. Call before start().
   void addRoot(const std::string& path, Context context) { addTask({nullptr, path, std::move(context), {}}); }
 
-  /// Adds a tree by its first folder, freshly opened, which is never looked up by its path again; only before start().
-  /// `path` is for FolderNode::path() alone.
+  /// Adds a tree by the open descriptor of its first folder, which is never looked up by path again. `path` is used for
+  /// FolderNode::path() only. Call before start().
   void addRoot(FileDescriptor folder, const std::string& path, Context context) {
     addTask({nullptr, path, std::move(context), std::move(folder)});
   }
 
-  /// Starts as many of the workers as the system allows; they stop by themselves after the last folder. Where it allows
-  /// none, waitFor() does their work.
+  /// Starts as many workers as the system allows; they exit after the last folder. If none can be started, waitFor()
+  /// does their work.
   void start() {
     for (unsigned i = 0; i < stacks_.size(); ++i) {
       auto thread = startSpareThread([this, i] { work(i); });
@@ -94,14 +94,14 @@ class FolderTraversal {
     }
   }
 
-  /// Workers leave the folders that nobody has begun. Prompt; does not wait.
+  /// Makes workers skip folders not yet begun. Returns immediately.
   void cancel() {
     cancelled_ = true;
     wakeAll();
   }
   bool isCancelled() const { return cancelled_.load(std::memory_order_relaxed); }
 
-  /// Waits until every folder is visited or the time has passed; true when all is done.
+  /// Waits until every folder is visited or the time expires; returns whether all is done.
   bool waitFor(std::chrono::milliseconds most) {
     if (threads_.empty()) return workFor(most);
     std::unique_lock lock(mutex_);
@@ -110,10 +110,10 @@ class FolderTraversal {
 
  private:
   struct Task {
-    std::shared_ptr<FolderNode> parent;  // none for a first folder
-    std::string name;                    // one component, or the whole path of a first folder
+    std::shared_ptr<FolderNode> parent;  // null for a first folder
+    std::string name;                    // one component; the whole path for a first folder
     Context context;
-    FileDescriptor opened;  // of a first folder that was handed over open
+    FileDescriptor opened;  // descriptor of a first folder passed open
   };
   struct Stack {
     std::mutex mutex;
@@ -221,7 +221,7 @@ class FolderTraversal {
     return false;
   }
 
-  /// Sleeps until there is something to steal; false when nothing will come any more.
+  /// Blocks until there is work to steal; returns false when all work is done.
   bool waitAndSteal(unsigned self, Task& task) {
     for (;;) {
       {
@@ -235,7 +235,7 @@ class FolderTraversal {
     }
   }
 
-  /// A worker falls asleep only when nothing is queued, so whoever queues wakes as many as there is work for.
+  /// Workers sleep only while nothing is queued, so each push wakes as many as it has work for.
   void wake(std::size_t count) {
     if (count == 0 || idle_ == 0) return;
     const std::lock_guard lock(mutex_);

@@ -18,10 +18,9 @@ namespace tidra {
 namespace {
 
 constexpr char fileSeparator = '\x1C';
-constexpr std::int32_t fatal = 128;  // git's exit status for what it cannot do
+constexpr std::int32_t fatal = 128;  // git's exit status for fatal errors
 
-/// Overrides of everything in a repository's own configuration that would make these commands start a program, or read
-/// files of the repository that their answers do not depend on.
+/// Overrides of everything in a repository's configuration that could run a program or read unrelated files.
 constexpr std::array safeSettings{
     "core.fsmonitor=false",    "core.hooksPath=/dev/null",
     "core.pager=cat",          "core.sshCommand=false",
@@ -31,11 +30,11 @@ constexpr std::array safeSettings{
     "submodule.recurse=false", "diff.ignoreSubmodules=all",
     "maintenance.auto=false",  "gc.auto=0",
     "log.mailmap=false",
-    "safe.directory=*",  // others' repositories too, since nothing that they configure is run
+    "safe.directory=*",  // also for repositories of other users, since none of their commands runs
 };
 
 Environment safeEnvironment(Environment environment) {
-  // Whatever points git at another repository or makes it run something is not for the projects of a scan.
+  // GIT_* could redirect git to another repository or make it run a command.
   std::erase_if(environment, [](const auto& variable) { return variable.first.starts_with("GIT_"); });
   environment["GIT_OPTIONAL_LOCKS"] = "1";
   environment["GIT_TERMINAL_PROMPT"] = "0";
@@ -80,7 +79,7 @@ std::optional<ProcessRunner::Result> TidraGitMetadataReader::run(const std::stri
   std::vector<std::string> all;
   for (const char* setting : safeSettings) all.insert(all.end(), {"-c", setting});
   all.insert(all.end(), std::make_move_iterator(arguments.begin()), std::make_move_iterator(arguments.end()));
-  // A ".git" that is no repository must not have git answer for the one above.
+  // With an invalid ".git", git would otherwise use a repository above it.
   Environment environment = environment_;
   environment["GIT_CEILING_DIRECTORIES"] = parentPath(path);
   return ProcessRunner::run({.executablePath = *git_,
@@ -118,8 +117,8 @@ std::optional<TidraGitMetadataReader::ParsedCommit> TidraGitMetadataReader::last
   return output ? parseCommit(*output) : std::nullopt;
 }
 
-/// Settings that switch off the content filters a repository configures: "git status" would run them on changed files.
-/// None when they could not be learnt, or one of them cannot be switched off: git must not look at contents then.
+/// Returns settings that disable the content filters of a repository, which "git status" would run on changed files.
+/// nullopt if they are unknown or cannot be disabled: git must then not read contents.
 std::optional<std::vector<std::string>> TidraGitMetadataReader::filterOverrides(const std::string& path) const {
   constexpr std::int32_t noMatch = 1;
   const auto listed =
@@ -128,7 +127,7 @@ std::optional<std::vector<std::string>> TidraGitMetadataReader::filterOverrides(
   if (listed && listed->status == noMatch && listed->stdout_.empty()) return overrides;
   if (!listed || listed->status != 0) return std::nullopt;
   for (const std::string_view key : splitNonEmpty(listed->stdout_, '\0')) {
-    if (key.find('=') != std::string_view::npos) return std::nullopt;  // "-c" would cut such a name short
+    if (key.find('=') != std::string_view::npos) return std::nullopt;  // "-c" splits at the first "="
     const auto driver = key.substr(0, key.rfind('.'));
     overrides.insert(overrides.end(), {"-c", std::string(key) + "=", "-c", std::string(driver) + ".required=false"});
   }
@@ -138,8 +137,8 @@ std::optional<std::vector<std::string>> TidraGitMetadataReader::filterOverrides(
 std::optional<std::size_t> TidraGitMetadataReader::countChanges(const std::string& path) const {
   auto arguments = filterOverrides(path);
   if (!arguments) return std::nullopt;
-  // A submodule has a configuration of its own, so git must not look into it.
-  // Nor may the configuration hide files that git does not track.
+  // Submodules have their own configuration (and filters), so skip them. Overrides a configuration that hides untracked
+  // files.
   arguments->insert(arguments->end(), {"--no-optional-locks", "status", "--porcelain=v1", "--ignore-submodules=all",
                                        "--untracked-files=normal"});
   const auto output = answer(path, std::move(*arguments));
@@ -174,7 +173,7 @@ bool TidraGitMetadataReader::isRepository(const std::string& path) const {
 
 std::optional<TimePoint> TidraGitMetadataReader::lastCommitDate(const std::string& repository) const {
   if (!isRepository(repository)) return std::nullopt;
-  // The subject may be as long as anyone likes, so only the date is asked for.
+  // Only the date: a subject may be arbitrarily long.
   const auto result = run(repository, {"log", "-1", "--pretty=format:%ct"});
   const auto seconds = result && result->status == 0 ? wholeNumber(result->stdout_) : std::nullopt;
   if (seconds) return timePointAt(*seconds);

@@ -1,5 +1,4 @@
-// What git says about a project. A repository is foreign input: none of the commands that its configuration names may
-// run.
+// Git metadata of a project. Repositories are untrusted: no command in their configuration may run.
 #pragma once
 
 #include <cstdint>
@@ -18,13 +17,13 @@
 namespace tidra {
 
 struct ProjectGitMetadata {
-  bool isGitRepo = false;                   // the folder holds ".git" and git was found
+  bool isGitRepo = false;                   // ".git" exists and git was found
   std::optional<TimePoint> lastCommitDate;  // committer time of the newest commit on the checked-out branch
   std::string commitSubject;                // empty when unknown
-  bool isClean = false;                     // no uncommitted change
-  std::string gitStatusLine;                // about the working tree, for people
+  bool isClean = false;                     // no uncommitted changes
+  std::string gitStatusLine;                // display text on the working tree
   std::uint64_t totalProjectSizeBytes = 0;
-  std::optional<TimePoint> lastModified;  // of the project folder, when read
+  std::optional<TimePoint> lastModified;  // mtime of the project folder, when read
 
   bool operator==(const ProjectGitMetadata&) const = default;
 };
@@ -45,60 +44,62 @@ class TidraGitMetadataReader {
   };
 
   static constexpr double commandTimeoutSeconds = 8;
-  /// A repository may lead git to a file without an end. An index of a million files takes a third of this.
+  /// Memory limit against repositories that lead git to an endless file. An index of a million files needs a third of
+  /// it.
   static constexpr std::uint64_t commandDataBytes = std::uint64_t{512} << 20U;
 
-  /// `git` is the executable, absent when there is none; `environment` is what git runs with, made safe. Cheap to copy.
+  /// `git` is the executable, absent if there is none. `resolver` supplies the environment, which is sanitised. Cheap
+  /// to copy.
   TidraGitMetadataReader(std::optional<std::string> git, TidraPathResolver resolver,
                          std::function<bool()> shouldCancel = {});
 
-  /// The usual places of git, then the search path.
+  /// Searches the usual places of git, then PATH.
   static std::optional<std::string> findGit(const Environment& environment);
 
-  /// Everything about a project folder, a leading "~" expanded. Never shows a project smaller than `knownSize`, the
-  /// bytes of its artefacts. Takes up to 20 seconds for the size and 8 for each git command. Never throws.
+  /// Returns everything about a project folder; expands a leading "~". The size is at least `knownSize`, the bytes of
+  /// its artefacts. Takes up to 20 seconds for the size and 8 per git command. Does not throw.
   ProjectGitMetadata read(const std::string& path, std::uint64_t knownSize) const;
 
-  /// True when the folder holds ".git" and there is a git to ask.
+  /// Whether the folder contains ".git" and git is available.
   bool isRepository(const std::string& path) const;
 
-  /// The committer time of the newest commit on the checked-out branch of a repository, which holds ".git"; none when
-  /// there is none. When git gives no answer, latestCommitDate(). Runs one git command at most.
+  /// Returns the committer time of the newest commit on the checked-out branch of a repository; nullopt without
+  /// commits. Falls back to latestCommitDate() when git fails. Runs at most one git command.
   std::optional<TimePoint> lastCommitDate(const std::string& repository) const;
 
-  /// A date that no commit made here is later than, learnt without git: the modification of the folder that ".git" is
-  /// or names, which every commit changes, as other work with git does. None when there is no such folder.
+  /// Returns an upper bound of commit dates without git: the mtime of the folder that ".git" is or names, which every
+  /// commit changes. nullopt if there is no such folder.
   static std::optional<TimePoint> latestCommitDate(const std::string& repository);
 
-  /// The modification of the project's folder, links followed; none when it cannot be read.
+  /// Returns the mtime of the project folder, following symbolic links; nullopt if unreadable.
   static std::optional<TimePoint> folderActivity(const std::string& path);
 
-  /// What git knows of folders.
+  /// Folders by their relation to git.
   struct Tracked {
-    std::set<std::string> held;     // hold a file that git tracks, or are a repository themselves
-    std::set<std::string> unknown;  // lie in a repository that git could not be asked about
+    std::set<std::string> held;     // contain a tracked file or are a repository
+    std::set<std::string> unknown;  // in a repository for which git failed
   };
 
-  /// Which of these folders hold tracked files. One git command for each repository, several at a time, and none for a
-  /// folder outside any. Stops asking when git hangs again and again. Never throws.
+  /// Finds the folders that contain tracked files. Runs one git command per repository, several in parallel, none for
+  /// folders outside repositories. Stops after repeated timeouts. Does not throw.
   Tracked tracked(const std::vector<std::string>& folders) const;
 
-  /// For each of these repositories whether it holds work that no remote brings back: uncommitted changes, untracked
-  /// files, commits or stashes of its own. None where git gives no answer, false where ".git" is no repository. Several
-  /// at a time. Changes nothing and never throws.
+  /// Returns for each repository whether it has work that no remote has: uncommitted changes, untracked files, unpushed
+  /// commits, stashes. nullopt when git fails, false when ".git" is no repository. Runs in parallel, changes nothing,
+  /// does not throw.
   std::vector<std::optional<bool>> holdOwnWork(const std::vector<std::string>& repositories) const;
 
-  /// "seconds" + 0x1C + "subject", cut at the first 0x1C; none for anything else.
+  /// Parses "seconds" + 0x1C + "subject" at the first 0x1C; nullopt for anything else.
   static std::optional<ParsedCommit> parseCommit(std::string_view output);
 
-  /// The line for a number of changed files.
+  /// Returns the status line for a number of changed files.
   static std::string statusLine(std::size_t changes);
 
  private:
-  /// What git answered, whatever its status; none when it was not started or had to be ended.
+  /// Returns git's result with any status; nullopt when it was not started or had to be ended.
   std::optional<ProcessRunner::Result> run(const std::string& path, std::vector<std::string> arguments,
                                            std::function<bool(std::string_view)> isEnough = {}) const;
-  /// What git wrote; none when it failed.
+  /// Returns git's standard output; nullopt on failure.
   std::optional<std::string> answer(const std::string& path, std::vector<std::string> arguments,
                                     std::function<bool(std::string_view)> isEnough = {}) const;
   std::optional<std::vector<std::string>> trackedAmong(const std::string& repository,

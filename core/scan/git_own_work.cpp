@@ -1,5 +1,5 @@
-// Which repositories hold work that a new clone would not bring back: uncommitted changes, untracked files, commits and
-// stashes that no remote has.
+// Finds repositories with work that a new clone would not contain: uncommitted changes, untracked files, unpushed
+// commits and stashes.
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
@@ -9,7 +9,7 @@
 namespace tidra {
 namespace {
 
-/// Some packages were published with a part of their ".git" in them. One that must not be looked into may be whole.
+/// Some packages were published with parts of a ".git". An unreadable one may be complete.
 bool isRemainsOfRepository(const std::string& folder) {
   const std::string git = joinedPath(folder, ".git");
   const auto facts = pathFacts(git);
@@ -17,7 +17,7 @@ bool isRemainsOfRepository(const std::string& folder) {
   return pathFacts(joinedPath(git, "HEAD")).failure() == std::errc::no_such_file_or_directory;
 }
 
-/// The commits of a linked worktree lie in the repository that it belongs to, which stays.
+/// Commits of a linked worktree are in its main repository, which stays.
 bool isLinkedWorktree(const std::string& folder) {
   constexpr std::size_t longest = 64 * 1024;
   const auto text = readRegularFile(joinedPath(folder, ".git"), longest);

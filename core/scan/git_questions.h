@@ -1,4 +1,4 @@
-// Asks many repositories side by side.
+// Queries many repositories in parallel.
 #pragma once
 
 #include <algorithm>
@@ -12,8 +12,8 @@
 
 namespace tidra {
 
-/// Calls `ask(i)` for each i below `count`, on several threads, and waits for them. Once git has hung on several
-/// repositories, the others are not asked; nor are they once `shouldCancel` is true.
+/// Calls `ask(i)` for each i below `count` on several threads and waits for them. Stops after repeated timeouts of git
+/// and when `shouldCancel` returns true.
 template <class Ask>
 void askRepositories(std::size_t count, const std::function<bool()>& shouldCancel, Ask ask) {
   constexpr std::size_t mostThreads = 8;

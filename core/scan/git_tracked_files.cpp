@@ -1,4 +1,4 @@
-// Which folders hold files that git tracks: one "git ls-files" a repository, ended as soon as every folder is known to.
+// Finds folders that contain tracked files: one "git ls-files" per repository, ended once every folder is known to.
 #include <map>
 
 #include "core/base/text.h"
@@ -10,21 +10,21 @@
 namespace tidra {
 namespace {
 
-/// Longer lists of folders do not go onto a command line; git then lists everything that it tracks.
+/// Longer lists of folders exceed the command line; git then lists all tracked files.
 constexpr std::size_t mostArgumentBytes = 64 * 1024;
 
 std::string pathWithin(const std::string& repository, const std::string& folder) {
   return folder.substr(repository == "/" ? 1 : repository.size() + 1);
 }
 
-/// Takes git's answer bit by bit: "H ", a path and a NUL for each tracked file.
+/// Parses git's output incrementally: "H ", a path and a NUL per tracked file.
 class TrackedOutput {
  public:
   TrackedOutput(const std::string& repository, const std::vector<std::string>& folders) {
     for (const std::string& folder : folders) waiting_.emplace(pathWithin(repository, folder), folder);
   }
 
-  /// True when nothing more can be learnt.
+  /// Returns true when all folders are found.
   bool take(std::string_view output) {
     while (!waiting_.empty()) {
       const auto end = output.find('\0', taken_);
@@ -42,7 +42,7 @@ class TrackedOutput {
     constexpr std::size_t tagLength = 2;
     if (line.size() <= tagLength) return;
     const std::string_view file = line.substr(tagLength);
-    // A tracked link in the place of a folder, and a submodule, stand there by their own name.
+    // A tracked symbolic link in place of a folder, and a submodule, are listed under their own name.
     for (auto end = file.size(); end != std::string_view::npos && end > 0; end = file.rfind('/', end - 1)) {
       const auto holder = waiting_.find(file.substr(0, end));
       if (holder == waiting_.end()) continue;
@@ -51,7 +51,7 @@ class TrackedOutput {
     }
   }
 
-  std::map<std::string, std::string, std::less<>> waiting_;  // by path within the repository
+  std::map<std::string, std::string, std::less<>> waiting_;  // by path relative to the repository
   std::size_t taken_ = 0;
 };
 
@@ -68,7 +68,7 @@ std::optional<std::vector<std::string>> TidraGitMetadataReader::trackedAmong(
   }
   const auto text = answer(repository, std::move(arguments), [&](std::string_view part) { return output.take(part); });
   if (!text) return std::nullopt;
-  // The last NUL may have been cut off as white space is.
+  // ProcessRunner may have trimmed the last NUL.
   output.take(*text + '\0');
   return std::move(output.found);
 }
@@ -79,7 +79,7 @@ TidraGitMetadataReader::Tracked TidraGitMetadataReader::tracked(const std::vecto
   RepositoryFinder finder;
   for (const std::string& folder : folders) {
     if (holdsRepository(folder)) {
-      answer.held.insert(folder);  // a repository in itself
+      answer.held.insert(folder);  // a repository itself
     } else if (const auto repository = finder.of(std::string_view(folder).substr(0, parentPath(folder).size()))) {
       byRepository[std::string(*repository)].push_back(folder);
     }

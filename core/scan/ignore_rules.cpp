@@ -1,5 +1,5 @@
-// A folder is ignored when a pattern ignores it or a folder above it; git never looks below an ignored folder, so
-// nothing there can be taken back. Of several files the one nearest to the entry is asked first.
+// A folder is ignored when a pattern matches it or an ancestor; git does not look below ignored folders, so nothing
+// there can be re-included. Of several files the nearest one decides.
 #include "core/scan/ignore_rules.h"
 
 #include <algorithm>
@@ -18,10 +18,10 @@ namespace {
 constexpr std::size_t largestIgnoreFile = 256 * 1024;
 constexpr std::size_t mostPatterns = 4096;
 
-/// Folders above this many levels are not asked: no repository is as deep.
+/// Bounds the number of levels; no repository is as deep.
 constexpr std::size_t mostIgnoreLevels = 64;
 
-/// Without what git leaves out: a final CR and blanks at the end that no backslash keeps.
+/// Removes what git ignores: a final CR, and trailing blanks not escaped by a backslash.
 std::string_view patternOf(std::string_view line) {
   if (line.ends_with('\r')) line.remove_suffix(1);
   while (line.ends_with(' ') && !line.ends_with("\\ ")) line.remove_suffix(1);
@@ -32,7 +32,7 @@ bool matchesFrom(const std::vector<std::string>& pattern, std::size_t i, const s
                  std::size_t j) {
   for (; i < pattern.size(); ++i, ++j) {
     if (pattern[i] == "**") {
-      // Consecutive "**" were made one, so the number of tries is bounded by the components of the path.
+      // Consecutive "**" are merged, so the number of attempts is bounded by the path's components.
       if (i + 1 == pattern.size()) return j < names.size();
       for (std::size_t next = j; next < names.size(); ++next) {
         if (matchesFrom(pattern, i + 1, names, next)) return true;
@@ -44,7 +44,7 @@ bool matchesFrom(const std::vector<std::string>& pattern, std::size_t i, const s
   return j == names.size();
 }
 
-/// A pattern may hold this many "**"; more would only serve to make matching slow.
+/// Bounds the "**" of a pattern against exponential matching (denial of service).
 constexpr std::ptrdiff_t mostSpans = 3;
 
 IgnoreRules readRules(const std::string& path) {
@@ -63,7 +63,7 @@ IgnoreRules::IgnoreRules(std::string_view text) {
       pattern.takesBack = true;
       written.remove_prefix(1);
     }
-    while (written.ends_with('/')) written.remove_suffix(1);  // folders only, and nothing else is asked about
+    while (written.ends_with('/')) written.remove_suffix(1);  // matches folders only; no other query is made
     const bool isTied = written.find('/') != std::string_view::npos;
     for (const std::string_view component : splitNonEmpty(written, '/')) {
       if (component == "**" && !pattern.components.empty() && pattern.components.back() == "**") continue;
@@ -130,7 +130,7 @@ IgnoreFinder::Answer IgnoreFinder::of(const std::string& folder) {
   }
   if (levels.empty()) return answer;
   if (answer.isInRepository) {
-    // Of least weight: what only this clone, and what only this user ignores.
+    // Lowest precedence: ignores of this clone, then of this user.
     const std::string repository = levels.back().folder;
     levels.push_back({repository, &look(repository).excluded});
     levels.push_back({repository, &global_});

@@ -1,4 +1,4 @@
-// What git ignores, read from the files that say so, also where there is no repository any more.
+// Evaluates git's ignore files, also outside repositories.
 #pragma once
 
 #include <memory>
@@ -12,25 +12,25 @@
 
 namespace tidra {
 
-/// One file of ignore patterns, with git's rules: the last pattern that matches decides, "!" takes back, a "/" before
-/// the end ties the pattern to the folder of the file, "**" spans folders.
+/// One file of ignore patterns with git's rules: the last match decides, "!" re-includes, a "/" before the end anchors
+/// the pattern to the file's folder, "**" spans folders.
 class IgnoreRules {
  public:
   IgnoreRules() = default;
   explicit IgnoreRules(std::string_view text);
 
-  /// What the pattern that decides says of a folder.
+  /// Result of the deciding pattern for a folder.
   struct Verdict {
-    bool isIgnored = false;  // false: taken back
-    bool isNamed = false;    // by more than "*", which speaks of everything
+    bool isIgnored = false;  // false: re-included
+    bool isNamed = false;    // by a pattern more specific than "*"
   };
 
-  /// Absent when no pattern speaks of the folder. `path` is relative to the folder of the file, without a leading "/".
+  /// Returns nullopt when no pattern matches. `path` is relative to the file's folder, without a leading "/".
   std::optional<Verdict> verdictOn(const std::string& path) const;
 
  private:
   struct Pattern {
-    std::vector<std::string> components;  // "**" for any number of folders
+    std::vector<std::string> components;  // "**": any number of folders
     bool takesBack = false;
     bool isNamed = false;
   };
@@ -38,22 +38,22 @@ class IgnoreRules {
   std::vector<Pattern> patterns_;
 };
 
-/// Looks folders up in the ignore files above them. Keeps what it has read; for one thread.
+/// Looks folders up in the ignore files above them. Caches files; not thread-safe.
 class IgnoreFinder {
  public:
-  /// The user's own ignore file counts in repositories.
+  /// The user's global ignore file applies inside repositories only.
   explicit IgnoreFinder(const TidraPathResolver& resolver);
 
   struct Answer {
-    bool isIgnored = false;       // or a folder above it
-    bool isNamed = false;         // ignored by a pattern that names this very folder
-    bool isInRepository = false;  // ".git" was found at or above the folder's parent
-    bool isVersioned = false;     // the mark of another version control was
+    bool isIgnored = false;       // it or an ancestor
+    bool isNamed = false;         // a pattern names this very folder
+    bool isInRepository = false;  // ".git" exists at or above the folder's parent
+    bool isVersioned = false;     // likewise for another version control system
   };
 
-  /// Without a repository the ignore files count up to the home folder, whose own does not, or to "/". What belongs to
-  /// others than the running user, root and the owner of the folder counts as missing: in a shared folder above the
-  /// project anybody can write ".git" and ".gitignore".
+  /// Outside repositories ignore files apply up to, but excluding, the home folder, or up to "/". Files not owned by
+  /// the running user, root or the folder's owner count as missing: in a shared folder anyone can plant ".git" and
+  /// ".gitignore".
   Answer of(const std::string& folder);
 
  private:
@@ -73,7 +73,7 @@ class IgnoreFinder {
   bool isTrusted(const std::string& path) const;
 
   std::string home_;
-  std::uint32_t owner_ = 0;  // of the folder that is asked about
+  std::uint32_t owner_ = 0;  // owner of the folder being looked up
   IgnoreRules global_;
   std::unordered_map<std::string, std::unique_ptr<Folder>> folders_;
 };

@@ -1,6 +1,6 @@
-// Two kinds of proof. A place that only tool managers, editors and applications use: the table below, a line each,
-// which is where a new tool is added. And structure: the global prefix of npm, an Electron application, the extensions
-// of a portable editor, a program that brings its own Node.
+// Two kinds of evidence. Location: the table below of places used only by tool managers, editors and applications (add
+// new tools there). Structure: a global npm prefix, an Electron application, extensions of a portable editor, a program
+// with its own Node.
 #include "core/scan/installed_programs.h"
 
 #include <algorithm>
@@ -16,8 +16,8 @@
 namespace tidra {
 namespace {
 
-/// `place` is a row of path components, found anywhere in a path, with wildcards within a component. An empty `program`
-/// means that the last of the matched components is its name.
+/// `place` is a sequence of path components anywhere in a path, with wildcards within components. If `program` is
+/// empty, the last matched component is the name.
 struct ProgramPlace {
   std::string_view place;
   std::string_view program;
@@ -77,7 +77,7 @@ constexpr std::array programPlaces{
     ProgramPlace{"*.app/Contents", "application bundle"},
 };
 
-/// The component at which the row ends in the path; absent when it is not found.
+/// Returns the index of the component where the row ends in the path; nullopt without a match.
 std::optional<std::size_t> findRow(const std::vector<std::string_view>& components, std::string_view row) {
   const auto wanted = split(row, '/');
   for (std::size_t start = 0; start + wanted.size() <= components.size(); ++start) {
@@ -92,8 +92,8 @@ std::optional<std::size_t> findRow(const std::vector<std::string_view>& componen
   return std::nullopt;
 }
 
-/// The folder that npm calls a prefix: packages in "lib/node_modules", their commands in "bin". Also one without "bin"
-/// that holds npm itself, as an unpacked Node does.
+/// Recognises an npm prefix: packages in "lib/node_modules", commands in "bin". Also one without "bin" that contains
+/// npm itself, as an unpacked Node does.
 std::optional<std::string> globalPrefix(const std::string& path) {
   if (lastPathComponent(path) != "node_modules" || pathExists(joinedPath(parentPath(path), "package.json"))) {
     return std::nullopt;
@@ -104,7 +104,7 @@ std::optional<std::string> globalPrefix(const std::string& path) {
   return std::nullopt;
 }
 
-/// An Electron application: "resources" with what only its builds place there, or beside it.
+/// Recognises an Electron application: "resources" with files in or beside it that only its builds place there.
 bool isElectronResources(const std::string& resources) {
   constexpr std::array inside{"app.asar", "default_app.asar", "electron.asar", "app.asar.unpacked"};
   constexpr std::array beside{"resources.pak", "chrome_100_percent.pak", "snapshot_blob.bin", "v8_context_snapshot.bin",
@@ -116,20 +116,20 @@ bool isElectronResources(const std::string& resources) {
          isExecutableFile(joinedPath(program, asciiLowered(lastPathComponent(program))));
 }
 
-/// A program that is shipped with an interpreter of its own, beside its modules or in "node/bin".
+/// Recognises a program shipped with its own interpreter, beside its modules or in "node/bin".
 bool bringsOwnNode(const std::string& folder) {
   constexpr std::array places{"node", "node/bin/node", "bin/node"};
   return std::any_of(places.begin(), places.end(),
                      [&](auto place) { return isExecutableFile(joinedPath(folder, place)); });
 }
 
-/// "data/extensions" of a portable editor, which lists what is installed there.
+/// Recognises "data/extensions" of a portable editor by its list of installed extensions.
 bool isPortableEditors(const std::string& folder) {
   return lastPathComponent(folder) == "extensions" && lastPathComponent(parentPath(folder)) == "data" &&
          pathExists(joinedPath(folder, "extensions.json"));
 }
 
-/// Folders of a program lie a few levels below its own.
+/// Bounds the levels between a program's folder and a folder of it.
 constexpr int mostLevelsInside = 6;
 
 std::optional<std::string> ownerByStructure(const std::string& path) {
@@ -174,7 +174,7 @@ InstalledPrograms::InstalledPrograms(const TidraPathResolver& resolver) : home_(
   }
 }
 
-/// A command of the user's own search path that is a link into the folder.
+/// Finds a command in the user's bin folders that is a symbolic link into the folder.
 std::optional<std::string> InstalledPrograms::ownerByCommand(const std::string& path) const {
   if (commands_.empty()) return std::nullopt;
   const auto real = realPath(path);
@@ -183,7 +183,7 @@ std::optional<std::string> InstalledPrograms::ownerByCommand(const std::string& 
   return found == commands_.end() ? std::nullopt : std::optional(found->second);
 }
 
-/// Hidden folders of the home folder belong to programs, but for repositories that somebody keeps there.
+/// Hidden folders of the home folder belong to programs, except repositories kept there.
 std::optional<std::string> InstalledPrograms::ownerByHome(const std::string& path) const {
   if (!isSameOrInside(path, home_) || path.size() <= home_.size() + 1) return std::nullopt;
   const std::string below = path.substr(home_.size() + 1);

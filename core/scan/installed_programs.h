@@ -1,5 +1,4 @@
-// Folders that belong to an installed program, not to a project that somebody works on: removing them breaks the
-// program, and no build in that place brings them back.
+// Folders of installed programs, not of projects: removing them breaks the program, and no build there recreates them.
 #pragma once
 
 #include <optional>
@@ -14,14 +13,14 @@ namespace tidra {
 
 class InstalledPrograms {
  public:
-  /// Reads which commands of the user lead where.
+  /// Reads the targets of the user's commands.
   explicit InstalledPrograms(const TidraPathResolver& resolver);
 
-  /// The name of the program that a folder belongs to, for people, as its place or what lies beside it shows; absent
-  /// when nothing does. `path` is absolute. Reads a bounded number of entries near the path; never throws.
+  /// Returns the display name of the program that owns a folder, by its location or its surroundings; nullopt if none
+  /// does. `path` is absolute. Reads a bounded number of entries; does not throw.
   std::optional<std::string> ownerOf(const std::string& path) const;
 
-  /// The part of ownerOf() that needs no disk: the table of places.
+  /// The part of ownerOf() that does not access the disk.
   static std::optional<std::string> ownerByPlace(std::string_view path);
 
  private:
@@ -29,7 +28,7 @@ class InstalledPrograms {
   std::optional<std::string> ownerByHome(const std::string& path) const;
 
   std::string home_;
-  std::vector<std::pair<std::string, std::string>> commands_;  // what each leads to, links resolved, and its name
+  std::vector<std::pair<std::string, std::string>> commands_;  // resolved target and name
 };
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// Something inside a folder that must stay, and the folder with it.
+// An entry that must stay, and therefore the folder that contains it.
 #pragma once
 
 #include <string>
@@ -12,20 +12,20 @@ namespace tidra {
 struct KeptInside {
   enum class Why { excluded, neverRemoved, trash, quarantine };
 
-  std::string path;  // of what must stay; absolute
+  std::string path;  // absolute path of the entry that must stay
   Why why = Why::excluded;
 
   static KeptInside store(std::string path, StoreKind kind) {
     return {std::move(path), kind == StoreKind::trash ? Why::trash : Why::quarantine};
   }
 
-  /// The rest of a sentence that begins with the folder's path: "holds ~/p/build/keep, which is excluded".
+  /// Returns the rest of a sentence after the folder's path: "holds ~/p/build/keep, which is excluded".
   std::string reason(const TidraPathResolver& resolver) const;
 
   bool operator==(const KeptInside&) const = default;
 };
 
-/// A finding that is left out because of what it holds.
+/// A finding left out because of what it contains.
 struct WithheldFinding {
   std::string path;
   KeptInside kept;

@@ -1,4 +1,4 @@
-// The size of one folder while several workers add it up, and what they meet in it that must stay.
+// Measures one folder with several workers, and collects what must stay in it.
 #pragma once
 
 #include <atomic>
@@ -16,35 +16,35 @@
 
 namespace tidra {
 
-/// Adds the logical sizes of all regular files below a folder. Links are never followed, a file counts once for each of
-/// its hard links, bundle packages are not entered unless asked for, and what is mounted inside never is.
+/// Sums the apparent sizes of all regular files below a folder. Does not follow symbolic links, counts hard links once
+/// each, enters bundle packages only on request and mounts never.
 class Measurement {
  public:
   struct Options {
     bool enterBundles = false;
-    bool isTrash = false;  // whatever lies in it, other stores included, goes when it is emptied
+    bool isTrash = false;  // everything in it is removed on emptying, nested stores included
   };
 
-  /// The filter tells where other file systems begin and what is excluded; it must outlive this.
+  /// The filter contains mounts and exclusions; it must outlive this.
   explicit Measurement(const WalkFilter& filter) : Measurement(filter, Options()) {}
   Measurement(const WalkFilter& filter, Options options) : filter_(filter), options_(options) {}
 
-  /// At its largest where the files claim more than 64 bits hold.
+  /// Saturating.
   std::uint64_t bytes() const { return bytes_; }
 
-  /// True when a listing or the attributes of some file could not be read, which leaves the size unknown.
+  /// Whether a listing or a file's attributes could not be read, so that the size is unknown.
   bool hasFailed() const { return failed_; }
   void fail() { failed_ = true; }
 
-  /// What must stay in it, the first by its path. Complete once the measurement is.
+  /// Returns the first path that must stay. Valid after the measurement.
   std::optional<KeptInside> kept() const {
     const std::lock_guard lock(mutex_);
     return kept_;
   }
 
-  /// Reads one folder; `descend(name, subplace)` is called for each subfolder that belongs to the measurement. `place`
-  /// is the folder's place in the filter's tree, null when nothing is known below it.
-  /// True when the folder holds ".git", be it a folder or, as in a linked worktree, a file.
+  /// Reads one folder; calls `descend(name, subplace)` for each subfolder to measure. `place` is the folder in the
+  /// filter's tree, null if the tree has nothing below it. Returns whether the folder contains ".git", a folder or the
+  /// file of a linked worktree.
   template <class Descend>
   bool measure(DirectoryReader& reader, const FolderNode& node, const WalkFilter::Place* place, Descend descend) {
     const int descriptor = node.descriptor();
@@ -85,14 +85,14 @@ class Measurement {
     return holdsGit;
   }
 
-  /// A folder that belongs to the measurement could not be opened. One that is gone adds nothing, nor does one that
-  /// must not be read unless something below it is known to stay. Any other failure leaves the size unknown.
+  /// Handles a folder that could not be opened. A vanished one adds nothing; an unreadable one neither, unless
+  /// something below it must stay. Any other failure makes the size unknown.
   void couldNotOpen(std::error_code failure, const WalkFilter::Place* place) {
     if (isNoLongerThere(failure)) return;
     if (!isForbidden(failure) || (place != nullptr && place->leadsToKept)) fail();
   }
 
-  /// One folder is done, or could not be opened. True for the last one: the measurement is complete.
+  /// Counts a finished or unopened folder; returns true for the last one.
   bool finishFolder() { return --pending_ == 0; }
 
  private:
@@ -107,7 +107,7 @@ class Measurement {
     if (!options_.isTrash) meet(KeptInside::store(std::move(path), kind));
   }
 
-  /// Which worker meets what first is luck; the result is not.
+  /// Workers race; keeping the smallest path makes the result deterministic.
   void meet(KeptInside kept) {
     const std::lock_guard lock(mutex_);
     if (!kept_ || kept.path < kept_->path) kept_ = std::move(kept);
@@ -116,9 +116,9 @@ class Measurement {
   const WalkFilter& filter_;
   const Options options_;
   std::atomic<std::uint64_t> bytes_{0};
-  std::atomic<std::int64_t> pending_{1};  // the measured folder itself
+  std::atomic<std::int64_t> pending_{1};  // 1: the measured folder itself
   std::atomic<bool> failed_{false};
-  mutable std::mutex mutex_;  // guards the next one
+  mutable std::mutex mutex_;  // guards kept_
   std::optional<KeptInside> kept_;
 };
 

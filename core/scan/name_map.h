@@ -1,4 +1,4 @@
-// Look-up by entry name, made for a walk that asks it about every entry and nearly always hears no.
+// Lookup by entry name for a walk: called for every entry, with nearly no hits.
 #pragma once
 
 #include <bitset>
@@ -13,14 +13,14 @@ namespace tidra {
 template <class T>
 class NameMap {
  public:
-  /// The value of a name, made when there is none. The name is not empty.
+  /// Inserts a missing value. The name must not be empty.
   T& operator[](std::string_view name) {
     lengths_ |= lengthBit(name);
     firstBytes_.set(static_cast<unsigned char>(name.front()));
     return values_.try_emplace(std::string(name)).first->second;
   }
 
-  /// Null when there is no such name. Most names are refused by their length or first byte, without hashing.
+  /// Returns null for an unknown name. Rejects most names by length or first byte, without hashing.
   const T* find(std::string_view name) const {
     if ((lengths_ & lengthBit(name)) == 0 || !firstBytes_.test(static_cast<unsigned char>(name.front())))
       return nullptr;

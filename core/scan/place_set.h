@@ -1,4 +1,4 @@
-// Which places on disk hold which others. Places are absolute paths without links.
+// Sets of paths with containment queries. Paths are absolute, with symbolic links resolved.
 #pragma once
 
 #include <set>
@@ -14,13 +14,13 @@ class PlaceSet {
  public:
   void add(const std::string& place);
 
-  /// True for a place that was added, when no other one holds it.
+  /// Whether this path was added and no other one contains it.
   bool contains(std::string_view place) const { return places_.contains(place); }
 
-  /// True when one of the places is this one or holds it.
+  /// Whether a path in the set equals or contains it.
   bool covers(std::string_view place) const;
 
-  /// True when one of the places is this one, holds it or lies in it.
+  /// Whether a path in the set equals it, contains it or lies in it.
   bool reachesInto(const std::string& place) const;
 
  private:
@@ -29,11 +29,11 @@ class PlaceSet {
     bool operator()(std::string_view left, std::string_view right) const { return pathPrecedes(left, right); }
   };
 
-  /// None inside another. In this order the one that holds a place is the last one not behind it.
+  /// No path lies in another. In depth-first order the container of a path is its predecessor.
   std::set<std::string, DepthFirst> places_;
 };
 
-/// Resolves the links on the way to many paths that share their parent folders. Their last components are no links.
+/// Resolves symbolic links in parent folders, cached for paths that share them. Last components are not resolved.
 class RealPlaces {
  public:
   std::string of(const std::string& path);

@@ -10,13 +10,14 @@
 namespace tidra {
 namespace {
 
-/// What the target of a note begins with. The time of birth tells a folder from a later one with the same inode.
+/// Returns the beginning of a note's target. The birth time distinguishes a folder from a later one with a reused
+/// inode.
 std::string identityText(const EntryFacts& facts) {
   const auto born = facts.bornNanos ? fmt::format("{:x}", *facts.bornNanos) : std::string("-");
   return fmt::format("tidra:{:x}:{:x}:{}:", facts.identity.device, facts.identity.inode, born);
 }
 
-/// The target of a note of the running user; none when there is no such note.
+/// Returns the target of a note owned by the running user; nullopt without one.
 std::optional<std::string> ownNote(int folder, const std::string& leftover) {
   auto entry = openPathComponent(folder, RemovalLeftover::noteName(leftover));
   if (!entry || entry->folder || entry->linkOwner != runningUser()) return std::nullopt;

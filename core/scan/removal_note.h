@@ -1,10 +1,9 @@
-// The proof that a folder of a RemovalLeftover's name is one: a note beside it, made before the folder got that name.
+// Proof that a folder named as a RemovalLeftover is one: a note beside it, created before the rename.
 //
-// A note is a symbolic link that leads nowhere. Its target holds device, inode and time of birth of the folder, and the
-// folder's former name. A link is made in one call, complete or not at all, and is never changed afterwards. Where it
-// fits into its inode it needs no block of its own, so that it can be made on a full disk, and a journaling file system
-// recovers it in the order of the calls: after a power cut there is no renamed folder without its note, although
-// nothing is flushed.
+// A note is a dangling symbolic link; its target contains device, inode and birth time of the folder and its former
+// name. symlink() is atomic and the link never changes. A short target is stored in the inode, so it needs no block on
+// a full disk. Journaling file systems recover operations in order: after a power loss no folder is renamed without its
+// note, without any fsync.
 #pragma once
 
 #include <string>
@@ -15,21 +14,21 @@
 namespace tidra {
 
 struct RemovalNote {
-  /// Notes that the entry with these facts, called `formerName` so far, is about to become `leftover`. file_exists when
-  /// there is such a note. `folder` is the open folder that holds both.
+  /// Notes that an entry, named `formerName` so far, is about to be renamed to `leftover`. Returns file_exists if the
+  /// note exists. `folder` is the open parent folder.
   [[nodiscard]] static std::error_code make(int folder, const std::string& leftover, const EntryFacts& facts,
                                             const std::string& formerName);
 
   [[nodiscard]] static std::error_code remove(int folder, const std::string& leftover);
 
-  /// True when a note that belongs to the running user names just what these facts are of.
+  /// Whether a note of the running user identifies exactly this entry.
   [[nodiscard]] static bool covers(int folder, const std::string& leftover, const EntryFacts& facts);
 
-  /// True when the entry is what a removal of the running user has left: a folder that its note covers, or a note whose
-  /// folder is gone. False for every name that is not RemovalLeftover::isEither().
+  /// Whether an entry is left by a removal of the running user: a folder with its note, or a note without its folder.
+  /// False unless RemovalLeftover::isEither(name).
   [[nodiscard]] static bool claims(int folder, const std::string& name);
 
-  /// The same for an absolute path; false when it cannot be looked at.
+  /// As above for an absolute path; false if it cannot be opened.
   [[nodiscard]] static bool claims(const std::string& path);
 };
 

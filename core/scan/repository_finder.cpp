@@ -1,6 +1,5 @@
-// Folders are numbered, and each is kept by the number of its parent and its own name, so that a chain of any depth
-// costs its names alone. A folder that is met for the first time is asked about relative to an open ancestor that is
-// less than one system call's path away.
+// Folders are numbered and keyed by parent number and name: memory is linear in the names, not in path lengths. New
+// folders are looked up relative to an open ancestor within one system call's path length.
 #include "core/scan/repository_finder.h"
 
 #include <algorithm>
@@ -13,9 +12,9 @@
 namespace tidra {
 namespace {
 
-constexpr std::size_t longestStep = 1000;  // bytes of a path that one system call takes, whatever the platform
+constexpr std::size_t longestStep = 1000;  // bytes; below PATH_MAX on every platform
 
-/// A stranger must not make a repository, or what a keep file makes, of a folder that everybody shares.
+/// A marker planted by a stranger in a shared folder does not count.
 template <class Holder>
 bool counts(const Outcome<EntryFacts>& marker, Holder holder) {
   if (!marker) return false;
@@ -56,7 +55,7 @@ bool MarkedFolderFinder::holdsMarker(std::string_view folder) {
   }
   const bool isBelow = !openPath_.empty() && isSameOrInside(folder, openPath_);
   if (!isBelow || (open_ && folder.size() - openPath_.size() > longestStep)) moveTo(folder);
-  if (!open_) return false;  // nor is anything below a folder that is not there
+  if (!open_) return false;  // nothing exists below a missing folder
   const auto below = folder.substr(std::min(folder.size(), openPath_.size() + 1));
   const std::string place(below.empty() ? "." : below);
   return counts(entryFacts(open_.get(), joinedPath(place, marker_).c_str()),
@@ -69,7 +68,7 @@ void MarkedFolderFinder::moveTo(std::string_view folder) {
   if (open_ && isSameOrInside(folder, openPath_) && below.size() <= 2 * longestStep) {
     opened = openSubdirectory(open_.get(), std::string(below).c_str());
   }
-  if (!opened) opened = openDirectory(folder);  // from the top, and through links
+  if (!opened) opened = openDirectory(folder);  // from "/", following symbolic links
   open_ = opened ? std::move(*opened) : FileDescriptor{};
   openPath_ = folder;
 }

@@ -1,4 +1,4 @@
-// Which repository of git a folder lies in, and which other marked folder.
+// Finds the git repository, or another marked folder, that contains a folder.
 #pragma once
 
 #include <cstddef>
@@ -12,20 +12,20 @@
 
 namespace tidra {
 
-/// True when the folder holds an entry ".git": a folder, or the file of a worktree or submodule.
+/// Whether the folder contains ".git": a folder, or the file of a worktree or submodule.
 bool holdsRepository(const std::string& folder);
 
-/// Finds the nearest folder around many folders that holds an entry of one name. Each folder on the way is looked at
-/// once; time and memory grow with the number of different folders, however deep they lie and whatever the length of
-/// their paths. Fastest when folders come depth first. Not to be shared between threads.
+/// Finds the nearest ancestor that contains an entry of one name, for many folders. Checks each ancestor once; time and
+/// memory are linear in the number of different folders, independent of depth. Fastest in depth-first order. Not
+/// thread-safe.
 class MarkedFolderFinder {
  public:
   /// `marker` is the name of the entry.
   explicit MarkedFolderFinder(std::string marker) : marker_(std::move(marker)) {}
 
-  /// The nearest folder at or above this one that holds the marker, as the beginning of `folder`; none when there is
-  /// none. A marker that a stranger put where everybody may write does not count. `folder` is absolute and
-  /// standardised. Links on the way are followed, so ancestors are those of the path's text.
+  /// Returns the nearest folder at or above `folder` that contains the marker, as a prefix of `folder`; nullopt if none
+  /// does. Ignores markers planted by strangers in world-writable folders. `folder` must be absolute and standardised.
+  /// Ancestors are those of the text: symbolic links are followed.
   std::optional<std::string_view> of(std::string_view folder);
 
  private:
@@ -41,14 +41,14 @@ class MarkedFolderFinder {
   std::string marker_;
   std::optional<bool> top_;                                      // whether "/" is marked
   std::map<std::pair<std::size_t, std::string>, Place> places_;  // by number of the parent and name; 0 is "/"
-  std::string openPath_;                                         // where looking at longer paths begins; empty at first
-  FileDescriptor open_;                                          // that folder; closed when it could not be opened
+  std::string openPath_;                                         // start of lookups for longer paths; empty at first
+  FileDescriptor open_;  // descriptor of openPath_; empty if it could not be opened
 };
 
-/// Finds the nearest repository, which is a folder that holds ".git".
+/// Finds the nearest repository, a folder with ".git".
 class RepositoryFinder {
  public:
-  /// As MarkedFolderFinder::of.
+  /// See MarkedFolderFinder::of().
   std::optional<std::string_view> of(std::string_view folder) { return finder_.of(folder); }
 
  private:

@@ -1,4 +1,4 @@
-// The project rules by the names they look for, and the choice of the rule for one folder.
+// Indexes project rules by folder name, and selects the rule for a folder.
 #pragma once
 
 #include <optional>
@@ -12,24 +12,24 @@
 
 namespace tidra {
 
-/// What the rules want to know about entries of one name.
+/// What rules need to know about entries of one name.
 struct NameFacts {
   std::vector<const ProjectArtifactRule*> rules;  // with this folderName, in catalog order
-  bool isMarker = false;                          // some rule looks for a file of this name
+  bool isMarker = false;                          // a rule looks for a file of this name
 };
 
-/// The folder that holds an artefact, as far as rules ask about it. Its listing has been read once; patterns make it
-/// read a second time through the same descriptor, and only when a rule comes to them.
+/// The parent folder of an artefact, as rules query it. Its listing was read once; a second read, through the same
+/// descriptor, happens only when a rule needs a pattern.
 class ProjectFolder {
  public:
   ProjectFolder(std::string_view name, int descriptor, DirectoryReader& reader)
       : name_(name), descriptor_(descriptor), reader_(reader) {}
 
-  /// Notes an entry whose name is a marker. A link counts when it leads somewhere.
+  /// Notes an entry whose name is a marker. Dangling symbolic links do not count.
   void noteMarker(const DirectoryEntry& entry);
 
   std::string_view name() const { return name_; }
-  /// True when this marker file, plain name, path or pattern, is found in the folder.
+  /// Whether the folder contains this marker file (name, path or pattern).
   bool holds(const std::string& markerFile);
 
  private:
@@ -40,7 +40,7 @@ class ProjectFolder {
   std::optional<std::vector<std::string>> listing_;
 };
 
-/// A rule that a folder satisfies, with the ecosystem that a marker or the rule itself gives.
+/// A rule that matches a folder, with the ecosystem of the marker or the rule.
 struct RuleMatch {
   const ProjectArtifactRule* rule = nullptr;
   const std::string* ecosystem = nullptr;
@@ -51,10 +51,10 @@ class RuleIndex {
   /// The catalog must outlive the index.
   RuleIndex(const RuleCatalog& catalog, TidraPlatform platform);
 
-  /// Null for a name that no rule asks about.
+  /// Returns null for a name without rules.
   const NameFacts* find(std::string_view name) const { return names_.find(name); }
 
-  /// The first of the name's rules that a folder in `project` satisfies; none when no rule does.
+  /// Returns the first rule that matches a folder in `project`; nullopt if none does.
   static std::optional<RuleMatch> choose(const NameFacts& facts, ProjectFolder& project);
 
  private:

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::string_view entireMacLabel = "Entire Mac";
 
-/// "~" and "~/rest" inside the home folder; other text as it stands.
+/// Expands "~" and "~/rest"; resolves relative text in the home folder.
 std::string tildeExpanded(std::string_view path, const TidraPathResolver& resolver) {
   if (path == "~" || path.starts_with("~/")) return resolver.home + std::string(path.substr(1));
   return path.starts_with('/') ? std::string(path) : joinedPath(resolver.home, path);

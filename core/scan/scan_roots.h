@@ -1,4 +1,4 @@
-// Where a scan begins.
+// Roots of scans.
 #pragma once
 
 #include <array>
@@ -24,17 +24,17 @@ struct EnumTable<TidraScanDefaultLocation> {
 
 struct ScanRoot {
   std::string path;   // absolute and standardised
-  std::string label;  // for people
+  std::string label;  // display name
 
   bool operator==(const ScanRoot&) const = default;
 };
 
 struct TidraScanRootResolver {
-  /// The root of a setting. An empty custom path falls back to the home folder.
+  /// Returns the root of a setting. An empty custom path means the home folder.
   static ScanRoot resolve(TidraScanDefaultLocation location, std::string_view customScanPath,
                           const TidraPathResolver& resolver);
 
-  /// The folder that a label of an earlier scan stands for; the home folder for a label that names none.
+  /// Returns the folder of a label from an earlier scan; the home folder for unknown labels.
   static std::string fromDisplay(std::string_view display, const TidraPathResolver& resolver);
 };
 

@@ -22,7 +22,7 @@ bool isOneOf(const std::array<const char*, count>& names, std::string_view name)
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-/// A file ".git" is written when a worktree or a submodule is made.
+/// A file ".git" is only written when a worktree or submodule is created.
 bool isOwnFile(std::string_view name) { return !isOneOf(writtenByLooking, name) && !isOneOf(versionControl, name); }
 
 }  // namespace
@@ -34,8 +34,8 @@ std::optional<TimePoint> credibleDate(TimePoint date, TimePoint now) {
   return std::min(date, now);
 }
 
-/// One project being read. A folder waits by its names alone and is opened relative to the project's: at worst somebody
-/// who swaps a folder for a link on the way has dates of other files read.
+/// Search of one project. Queued folders hold names only and are opened relative to the project: in a symlink race at
+/// worst the dates of other files are read.
 class SourceDateReader::Search {
  public:
   Search(const SourceDateReader& dates, const std::string& project, const std::function<bool()>& shouldStop)
@@ -60,19 +60,20 @@ class SourceDateReader::Search {
  private:
   struct Folder {
     std::shared_ptr<FolderNode> node;
-    std::string path;  // below the project
+    std::string path;  // relative to the project
     const WalkFilter::Place* place;
     std::size_t depth;
     TimePoint changed;
-    std::size_t number;  // in the order of their discovery
+    std::size_t number;  // order of discovery
 
-    /// The top two levels come first; below them new, renamed and removed files show where somebody was at work.
+    /// The top two levels first, then the most recently changed folders: new, renamed and removed files change a
+    /// folder's mtime.
     bool operator<(const Folder& other) const {
       const auto rank = [](const Folder& folder) {
         const bool isDeep = folder.depth > 1;
         return std::tuple(isDeep, isDeep ? -folder.changed.time_since_epoch() : std::chrono::seconds{}, folder.number);
       };
-      return rank(other) < rank(*this);  // the least is the last of a heap
+      return rank(other) < rank(*this);  // std::priority_queue returns the largest element
     }
   };
 
@@ -121,7 +122,7 @@ class SourceDateReader::Search {
 
 SourceDateReader::SourceDateReader(const FilesystemArtifactScanner::Request& walk, TimePoint now, Limits limits)
     : filter_(makeWalkFilter(walk)), now_(now), limits_(limits) {
-  // What a rule that is switched off looks for is made by tools all the same.
+  // Tools also create what a disabled rule looks for.
   for (const RuleCatalog* catalog : {walk.catalog, &RuleCatalog::builtIn()}) {
     for (const ProjectArtifactRule& rule : catalog->projectRules) {
       if (rule.parentName) {

@@ -1,4 +1,4 @@
-// When somebody last changed a project's own files.
+// Dates of the last change to a project's own files.
 #pragma once
 
 #include <chrono>
@@ -16,37 +16,35 @@
 
 namespace tidra {
 
-/// `date` where it can be believed: one that is up to a day ahead of `now`, as clocks of other machines are, counts as
-/// `now`. None for one further ahead, and for one before 1990: packers and file systems that keep no dates write such.
+/// Validates a date. Up to a day ahead of `now` (clock skew) becomes `now`. nullopt if further ahead or before 1990:
+/// packers and file systems without dates write such values.
 std::optional<TimePoint> credibleDate(TimePoint date, TimePoint now);
 
-/// Reads the dates of files below projects: first those at a project's top and in the folders there, then the folders
-/// that were changed last, since work on a project mostly makes, renames or removes some file. Not entered are folders
-/// with an artefact's name, whether or not its rule applies, those of version control, what the walk skips or excludes,
-/// mounts, bundle packages and links. Files count that are regular and not written by desktops when a folder is looked
-/// at. May be shared between threads.
+/// Reads modification dates of files below projects: the top two levels first, then the most recently changed folders.
+/// Skips folders with an artefact's name (even if its rule does not apply), version control, the skip list and
+/// exclusions, mounts, bundle packages and symbolic links. Only regular files count, without those that desktops write
+/// when a folder is viewed. Thread-safe.
 class SourceDateReader {
  public:
-  /// Where reading a project ends, with the newest date until then.
+  /// Limits of a search; the newest date so far is returned.
   struct Limits {
     std::size_t entries = 1000;
     std::chrono::milliseconds time{2000};
     std::size_t depth = 64;  // levels of folders below the project
-    /// A file as recent as that ends the reading at once: newer ones change neither the class of activity nor the idle
-    /// days.
+    /// A file this recent ends the search: newer ones change neither activity nor idle days.
     std::chrono::seconds fresh = std::chrono::hours{12};
   };
 
-  /// `walk` is the walk that finds the projects, its root without links.
+  /// `walk` is the request of the project walk, its root with symbolic links resolved.
   SourceDateReader(const FilesystemArtifactScanner::Request& walk, TimePoint now, Limits limits);
   SourceDateReader(const FilesystemArtifactScanner::Request& walk, TimePoint now)
       : SourceDateReader(walk, now, Limits{}) {}
 
-  /// The newest credible date of a file of the project, a path without links; none when there is no such file, or the
-  /// folder cannot be read. `shouldStop` is polled between folders.
+  /// Returns the newest credible date of a file in a project (path with symbolic links resolved); nullopt without such
+  /// a file or for an unreadable folder. Polls `shouldStop` between folders.
   std::optional<TimePoint> newest(const std::string& project, const std::function<bool()>& shouldStop) const;
 
-  /// True for a date that later ones need not be looked for.
+  /// Whether a date is recent enough to stop searching.
   bool isFresh(TimePoint date) const { return date >= now_ - limits_.fresh; }
 
   TimePoint now() const { return now_; }
@@ -57,7 +55,7 @@ class SourceDateReader {
 
   WalkFilter filter_;
   std::set<std::string, std::less<>> artifactNames_;
-  std::set<std::pair<std::string, std::string>> artifactsBelow_;  // parent's name and own
+  std::set<std::pair<std::string, std::string>> artifactsBelow_;  // parent's name and own name
   TimePoint now_;
   Limits limits_;
 };

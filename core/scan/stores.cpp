@@ -11,7 +11,7 @@
 namespace tidra {
 namespace {
 
-/// `folder` is the path of the folder that holds the name.
+/// `folder` returns the path of the parent folder.
 template <class Folder>
 std::optional<StoreKind> kindByName(std::string_view name, Folder folder) {
   constexpr std::string_view numbered = ".Trash-";
@@ -27,8 +27,7 @@ std::optional<StoreKind> kindByName(std::string_view name, Folder folder) {
   return above.ends_with("/.local/share") ? std::optional(StoreKind::trash) : std::nullopt;
 }
 
-/// True for a sign of a store that counts: a regular file, and not of a stranger, who could keep with it what others
-/// want to remove.
+/// Whether a file identifies a store: a regular file, not planted by a stranger to protect files from removal.
 bool isSign(int folder, const std::string& file) {
   const auto facts = entryFacts(folder, file.c_str());
   if (!facts || facts->type != EntryType::regularFile) return false;
@@ -122,13 +121,12 @@ std::optional<StoreKind> StoreFinder::kindByListing(int folder) {
   return signs.kind(readable->get());
 }
 
-// Goes down from "/" with one folder open at a time, and keeps what it has listed by number and name, so that a deep
-// path costs its length.
+// Walks down from "/" with one open folder; listings are cached by parent number and name.
 std::optional<Store> StoreFinder::holding(const std::string& path) {
   Outcome<PathComponent> above = PathComponent{holdFolder("/").descriptor, {}, 0};
   std::size_t parent = 0;
   for (const std::string_view name : splitNonEmpty(path, '/')) {
-    if (!above || !above->folder) return std::nullopt;  // nor can anybody reach what lies below
+    if (!above || !above->folder) return std::nullopt;  // nothing below is reachable either
     const auto folder =
         std::string_view(path).substr(0, static_cast<std::size_t>(name.data() + name.size() - path.data()));
     const auto found = [&](StoreKind kind) { return Store{std::string(folder), kind}; };

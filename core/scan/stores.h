@@ -1,5 +1,5 @@
-// Trashes and quarantines, here called stores, whoever made them and wherever they lie. What is in one was removed
-// before and waits to be restored or purged: it is never searched, and only purging removes it.
+// Stores: trashes and quarantines of any program, anywhere. Their contents were already removed and wait for restore or
+// purge: scans skip them, and only purging removes them.
 #pragma once
 
 #include <cstddef>
@@ -26,7 +26,7 @@ struct Store {
   bool operator==(const Store&) const = default;
 };
 
-/// "a trash" or "a quarantine".
+/// Returns "a trash" or "a quarantine".
 std::string_view describedStore(StoreKind kind);
 
 struct StoreNames {
@@ -34,14 +34,14 @@ struct StoreNames {
   static constexpr std::string_view volumeQuarantine = ".tidra-quarantine";  // at the top of a volume
   static constexpr std::string_view infoSuffix = ".trashinfo";               // in "info" beside "files"
 
-  /// The kind of store that a folder is by its name alone: ".Trash", ".Trashes", ".Trash-" and a number,
-  /// ".tidra-quarantine", and "Trash" in ".local/share". Nearly every name is refused by its first bytes.
+  /// Recognises a store by name: ".Trash", ".Trashes", ".Trash-" and a number, ".tidra-quarantine", and "Trash" in
+  /// ".local/share". Rejects nearly every name by its first bytes.
   static std::optional<StoreKind> kindOf(std::string_view name, const FolderNode& parent) {
     return mayBeStore(name) ? kindBelow(name, parent) : std::nullopt;
   }
-  /// The same for an absolute path.
+  /// As above for an absolute path.
   static std::optional<StoreKind> kindOf(std::string_view path);
-  /// True for the folder "files" of a trash, which is what a rule names to have the trash emptied.
+  /// Whether this is the folder "files" of a trash; rules name it to empty the trash.
   static bool isWholeTrash(std::string_view path);
 
  private:
@@ -52,10 +52,10 @@ struct StoreNames {
   static std::optional<StoreKind> kindBelow(std::string_view name, const FolderNode& parent);
 };
 
-/// What the listing of one folder says about it. Feed it every entry, then ask.
+/// Recognises a store from one folder's listing: call note() for every entry, then the queries.
 class StoreSigns {
  public:
-  /// Costs some comparisons, nearly all of them with the length or the first byte.
+  /// Costs a few comparisons per entry, mostly of length or first byte.
   void note(const DirectoryEntry& entry) {
     if (entry.type == EntryType::directory) {
       if (entry.name == "files") hasFiles_ = true;
@@ -65,11 +65,11 @@ class StoreSigns {
     }
   }
 
-  /// The entries that have a quarantine's manifest beside them, in the order of the listing. A manifest of somebody who
-  /// is neither the running user nor root nor the folder's owner does not count, here and below; nor do his info files.
+  /// Returns the entries with a quarantine manifest, in listing order. Manifests and info files count only if owned by
+  /// the running user, root or the folder's owner.
   std::vector<std::string> quarantined(int descriptor) const;
 
-  /// The kind of store that the listed folder is; none for any other. `descriptor` is the folder's.
+  /// Returns the kind of store of the listed folder; nullopt if it is none. `descriptor` is the folder's.
   std::optional<StoreKind> kind(int descriptor) const {
     return manifested_.empty() && !(hasFiles_ && hasInfo_) ? std::nullopt : kindOfSuspect(descriptor);
   }
@@ -80,21 +80,21 @@ class StoreSigns {
 
   bool hasFiles_ = false;
   bool hasInfo_ = false;
-  std::vector<std::string> manifested_;  // names that have a manifest; whether there are such entries is not known yet
+  std::vector<std::string> manifested_;  // names with a manifest; the entries themselves may not exist
 };
 
-/// Finds the store that a path lies in. Not to be shared between threads.
+/// Finds the store that contains a path. Not thread-safe.
 class StoreFinder {
  public:
-  /// `known` are stores by their place, which need not exist. The home folder and what holds it are no stores, whatever
-  /// somebody put there; single entries in them that have a manifest are.
+  /// `known` are stores at known paths, which need not exist. The home folder and its ancestors are never stores,
+  /// whatever anyone plants there; single entries in them with a manifest are.
   StoreFinder(const std::string& home, const std::vector<Store>& known);
 
-  /// The outermost store that is this path or holds it; none when there is none. The path is absolute and without
-  /// links. Lists each folder on the way once in the finder's life; the path's own manifests are looked for every time.
+  /// Returns the outermost store that equals or contains the path; nullopt if none does. The path must be absolute with
+  /// symbolic links resolved. Lists each ancestor once per finder; checks the path's own manifests every time.
   std::optional<Store> holding(const std::string& path);
 
-  /// True for the home folder and what holds it.
+  /// Whether this is the home folder or an ancestor of it.
   bool holdsHome(std::string_view folder) const;
 
  private:
@@ -107,7 +107,7 @@ class StoreFinder {
   std::optional<StoreKind> kindByPlace(std::string_view folder) const;
   static std::optional<StoreKind> kindByListing(int folder);
 
-  std::vector<std::string> homes_;  // as it is named, and without links
+  std::vector<std::string> homes_;  // as passed, and with symbolic links resolved
   std::unordered_map<std::string, StoreKind> known_;
   std::size_t longestKnown_ = 0;
   std::map<std::pair<std::size_t, std::string>, Listed> listed_;  // by number of the parent and name; 0 is "/"

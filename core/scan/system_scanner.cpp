@@ -1,6 +1,5 @@
-// A scan goes: the tools were started when the scanner was made; tell of the project findings; start the pip check; run
-// the probes that only look at folders, drop what is covered already, measure the rest and tell of it; then the same
-// with what the tools have answered.
+// A scan: the constructor starts the tools. Then report project findings; start the pip check; run probes that only
+// read folders, drop duplicates, measure and report; finally the same with the tools' answers.
 #include "core/scan/system_scanner.h"
 
 #include <fmt/format.h>
@@ -40,7 +39,7 @@ void addSpecial(std::vector<std::unique_ptr<SystemArtifactProbe>>& probes, const
 
 }  // namespace
 
-/// The places that findings hold, so that none is counted twice under two names.
+/// The paths of findings, to count each folder once.
 class SystemArtifactScanner::TakenPlaces {
  public:
   explicit TakenPlaces(const std::vector<ScanArtifactFinding>& projects) {
@@ -48,8 +47,9 @@ class SystemArtifactScanner::TakenPlaces {
     for (const ScanArtifactFinding& finding : projects) projects_.add(real.of(finding.path));
   }
 
-  /// Takes what an item holds and gives its place; none when it or an ancestor of it is taken. An item of a tool may
-  /// have a folder too, and is not taken either when something in that is: the tool decides what of it goes.
+  /// Claims the path of an item and returns it; nullopt if it or an ancestor is already claimed. A tool's item may have
+  /// a folder, too: it is also rejected if something inside that folder is claimed, since the tool decides what it
+  /// removes.
   std::optional<std::string> take(const ProbeItem& item) {
     const std::string& path = item.finding.path;
     if (isToolBackedTarget(path) && !targets_.insert(path).second) return std::nullopt;
@@ -65,14 +65,14 @@ class SystemArtifactScanner::TakenPlaces {
     return place;
   }
 
-  /// Notes a place of its own tier when a finding holds it that might be of a lower one.
+  /// Records a path with its own tier, if it lies in a finding of a possibly lower tier.
   void cover(CoveredPlace covered) {
     if (covered.tier == ArtifactSafetyTier::safe) return;
     const bool isInSystem = system_.covers(parentPath(covered.place));
     if (projects_.covers(covered.place) || isInSystem) covered_.push_back(std::move(covered));
   }
 
-  /// The same for one that a probe names by any path.
+  /// As cover(), for a path that is not yet resolved.
   void coverNamed(CoveredPlace covered) {
     covered.place = placeOf(covered.place, false);
     cover(std::move(covered));
@@ -104,7 +104,7 @@ std::vector<std::unique_ptr<SystemArtifactProbe>> SystemArtifactScanner::probes(
     if (categories.contains(key) && category.existsOn(platform))
       chosen.push_back(std::make_unique<CatalogPathProbe>(key));
   }
-  // Categories that a custom rules file made up.
+  // Categories defined by a custom rules file.
   for (const std::string& key : others) chosen.push_back(std::make_unique<CatalogPathProbe>(key));
   addSpecial<XcodeArchivesProbe>(chosen, categories, platform);
   addSpecial<CoreSimulatorProbe>(chosen, categories, platform);
@@ -139,7 +139,7 @@ void SystemArtifactScanner::start(std::size_t probe) {
 
 ProbeReport SystemArtifactScanner::finish(std::future<ProbeReport>& running) const {
   constexpr std::chrono::milliseconds poll{20};
-  // A cancelled scan ends its tools through the context.
+  // isCancelled() polls; the context ends tools of a cancelled scan.
   while (running.wait_for(poll) != std::future_status::ready) isCancelled();
   return running.get();
 }
@@ -167,7 +167,7 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
     if (!probes_[i]->runsTools()) start(i);
   }
   TakenPlaces taken(projects);
-  std::vector<ProbeReport> reports(probes_.size() + 1);  // that of pip comes first
+  std::vector<ProbeReport> reports(probes_.size() + 1);  // index 0: pip
   std::vector<std::vector<Kept>> kept(reports.size());
   for (const bool runsTools : {false, true}) {
     if (runsTools && pip.valid()) kept[0] = keep(reports[0] = finish(pip), taken);
@@ -190,7 +190,7 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
   return result;
 }
 
-/// Whoever asks for some categories only has not asked for what lies in their places by another one.
+/// Records paths of categories that were not requested but may lie inside findings.
 void SystemArtifactScanner::addPlacesOfOtherCategories(TakenPlaces& taken) const {
   std::set<std::string> others;
   for (const SystemPathRule& rule : request_.context.catalog->systemRules) {
@@ -213,7 +213,7 @@ void SystemArtifactScanner::tick(const char* phase, const ScanArtifactFinding* f
   tick_.latestFinding = finding;
   if (finding != nullptr) {
     ++tick_.artifactsFound;
-    // Sparse files and tools gone wrong may claim more than the figure holds; it stays at its largest then.
+    // Saturating: sparse files and faulty tools may claim any size.
     const auto room = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - tick_.recoverableBytes);
     tick_.recoverableBytes += static_cast<std::int64_t>(std::min(finding->sizeBytes, room));
   }
@@ -223,7 +223,7 @@ void SystemArtifactScanner::tick(const char* phase, const ScanArtifactFinding* f
 std::vector<SystemArtifactScanner::Kept> SystemArtifactScanner::keep(ProbeReport& report, TakenPlaces& taken) {
   std::vector<Kept> kept;
   for (ProbeItem& item : report.items) {
-    // Once cancelled, nothing that would still have to be measured can be kept.
+    // After cancellation, items that need measuring are dropped.
     if (item.measuredFolder && isCancelled()) continue;
     if (auto place = taken.take(item)) kept.push_back({std::move(item), std::move(*place)});
   }
@@ -234,7 +234,7 @@ std::vector<SystemArtifactScanner::Kept> SystemArtifactScanner::keep(ProbeReport
   return kept;
 }
 
-/// Nothing in a trash or quarantine is a finding; a trash as a whole is.
+/// Contents of a trash or quarantine are no findings; a trash as a whole is one.
 bool SystemArtifactScanner::isSearchable(const Kept& kept, ProbeReport& report) {
   if (kept.place.empty()) return true;
   const auto store = stores_.holding(kept.place);
@@ -264,7 +264,7 @@ void SystemArtifactScanner::measure(std::vector<Kept>& items) {
     ProbeItem& item = items[measured[i]].item;
     auto& finding = item.finding;
     finding.sizeBytes = sizes[i].bytes.value_or(0);
-    // The folder of a tool's own item is not what is removed.
+    // The folder of a tool's item is not what is removed, so it has no identity.
     if (item.measuredFolder == finding.path) item.identity = sizes[i].identity;
     isLeftOut[measured[i]] = !sizes[i].bytes || sizes[i].kept ? 1 : 0;
     if (sizes[i].kept) withheld_.push_back({finding.path, *sizes[i].kept});

@@ -1,4 +1,4 @@
-// Everything outside projects: runs the probes and measures what they found.
+// Scans outside projects: runs the probes and measures their results.
 #pragma once
 
 #include <cstdint>
@@ -19,68 +19,68 @@
 
 namespace tidra {
 
-/// What bounds the search outside projects.
+/// Bounds of a scan outside projects.
 struct SystemBounds {
-  PlaceSet roots;                        // a place takes part when it is one of these or lies in one, links resolved
-  std::set<std::string> toolCategories;  // what tools keep takes part in these, the rest is not even asked for
+  PlaceSet roots;                        // a path must equal or lie in one of these, with symbolic links resolved
+  std::set<std::string> toolCategories;  // categories in which tools are queried at all
 };
 
-/// Probes run side by side, the slow tools in the background from the moment of construction; the order of the results
-/// is that of the probes all the same. One object is one scan, used by one thread.
+/// Probes run in parallel, slow tools from construction on; the result order is that of the probes. One object is one
+/// scan on one thread.
 class SystemArtifactScanner {
  public:
   static constexpr const char* projectPhaseLabel = "Scanning your projects…";
   static constexpr const char* systemPhaseLabel = "Checking system caches…";
 
-  /// Progress, valid during the call that delivers it. The phase outside projects begins with a tick of its own.
+  /// Progress; valid only during the callback. The phase outside projects begins with a tick without a finding.
   struct ProgressTick {
     std::string phaseLabel;
     std::int64_t artifactsFound = 0;
     std::int64_t recoverableBytes = 0;
-    const ScanArtifactFinding* latestFinding = nullptr;  // the one that caused the tick, if any
+    const ScanArtifactFinding* latestFinding = nullptr;  // the finding that caused the tick, if any
   };
 
   struct Request {
     SystemProbeContext context;
-    std::set<std::string> categories;                     // keys that are enabled
+    std::set<std::string> categories;                     // enabled keys
     std::optional<SystemBounds> bounds;                   // absent: none
-    bool checksPip = true;                                // look for unused packages in the environments of projects
-    std::vector<MountPoint> mounts;                       // what is mounted inside a place is not measured
-    TidraScanExclusionFilter exclusions;                  // what holds some of it is left out
-    std::vector<Store> stores;                            // known by their places; none holds the home folder
-    unsigned workers = 0;                                 // for measuring; 0: the default
-    std::function<bool()> shouldCancel;                   // polled on the caller's thread; context has its own
+    bool checksPip = true;                                // look for unused packages in Python environments of projects
+    std::vector<MountPoint> mounts;                       // file systems mounted inside are not measured
+    TidraScanExclusionFilter exclusions;                  // findings that contain a match are left out
+    std::vector<Store> stores;                            // stores at known paths; none contains the home folder
+    unsigned workers = 0;                                 // for measuring; 0: default
+    std::function<bool()> shouldCancel;                   // polled on the caller's thread; the context has its own
     std::function<void(const ProgressTick&)> onProgress;  // called on the caller's thread
   };
 
   struct Result {
     std::vector<ScanArtifactFinding> findings;
-    std::vector<std::string> places;    // what each of them holds on disk, links resolved; empty when that is no place
-    std::vector<CoveredPlace> covered;  // places of higher tiers than safe that are no findings of their own
-    std::map<std::string, FileIdentity> identities;  // of those that are places, by path
-    std::vector<WithheldFinding> withheld;           // what holds something that must stay
+    std::vector<std::string> places;    // path of each finding with symbolic links resolved; empty if it has none
+    std::vector<CoveredPlace> covered;  // paths of tiers above safe that are no findings of their own
+    std::map<std::string, FileIdentity> identities;  // of findings with a path, by path
+    std::vector<WithheldFinding> withheld;           // findings that contain something to keep
     std::vector<std::string> notes;
   };
 
-  /// The probes for these categories on a platform: a catalog probe for each category in the order of their table, then
-  /// the special ones.
+  /// Returns the probes for these categories on a platform: a catalog probe per category in table order, then the
+  /// special ones.
   static std::vector<std::unique_ptr<SystemArtifactProbe>> probes(const std::set<std::string>& categories,
                                                                   TidraPlatform platform);
 
   /// Starts the tools. The request must outlive this.
   explicit SystemArtifactScanner(const Request& request);
-  /// Waits for tools that still run; cancel the context first to make that prompt.
+  /// Blocks until running tools have ended; cancel the context first to end them promptly.
   ~SystemArtifactScanner();
 
-  /// Tells of the project findings in a first phase, then runs the other probes, measures, and gives what was found
-  /// outside `projects`: nothing that one of them or an earlier finding holds. What holds an earlier finding is found
-  /// as well, unless a tool removes it. What needs no tool is measured and told while the tools run, so that cancelling
-  /// while one is waited for loses none of it.
+  /// Reports the project findings, runs the other probes and returns the findings outside `projects`: none that lies in
+  /// one of them or in an earlier finding. A finding that contains an earlier one is returned, unless a tool removes
+  /// it. Probes without tools are measured and reported first, so that cancelling while waiting for a tool does not
+  /// lose them.
   Result scan(const std::vector<ScanArtifactFinding>& projects);
 
  private:
   class TakenPlaces;
-  /// A finding and the place that it holds, links resolved; empty when that is no place.
+  /// A finding and its path with symbolic links resolved; empty if it has none.
   struct Kept {
     ProbeItem item;
     std::string place;
@@ -89,10 +89,10 @@ class SystemArtifactScanner {
   bool isLeftOut(const SystemArtifactProbe& probe) const;
   void start(std::size_t probe);
   ProbeReport finish(std::future<ProbeReport>& running) const;
-  /// The same for a probe by its number, less what lies out of bounds.
+  /// Waits for a probe by index and drops items out of bounds.
   ProbeReport finishWithinBounds(std::size_t probe);
   void tickProjects(const std::vector<ScanArtifactFinding>& projects);
-  /// Takes what a report tells that is not taken yet, measured and told of.
+  /// Claims, measures and reports the items of a report that are not yet claimed.
   std::vector<Kept> keep(ProbeReport& report, TakenPlaces& taken);
   void measure(std::vector<Kept>& items);
   bool isSearchable(const Kept& kept, ProbeReport& report);
@@ -102,7 +102,7 @@ class SystemArtifactScanner {
 
   const Request& request_;
   std::vector<std::unique_ptr<SystemArtifactProbe>> probes_;
-  std::vector<std::future<ProbeReport>> running_;  // of each probe, in their order
+  std::vector<std::future<ProbeReport>> running_;  // by index of the probe
   StoreFinder stores_;
   std::vector<WithheldFinding> withheld_;
   ProgressTick tick_;

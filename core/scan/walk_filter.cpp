@@ -10,8 +10,8 @@ namespace {
 
 bool isLiteral(std::string_view pattern) { return !isGlob(pattern) && pattern.find('\\') == std::string_view::npos; }
 
-/// At most `most` last components of a folder's path, nearest first. Above all others stands an empty one, as the text
-/// of an absolute path has it before its first "/": "/a" matches only there, and so may "*/a".
+/// Returns at most `most` last components of a folder's path, nearest first. An absolute path ends with an empty
+/// component (before its first "/"), so that "/a" matches only there, and "*/a" can, too.
 std::vector<std::string_view> tailOf(const FolderNode& folder, std::size_t most) {
   std::vector<std::string_view> tail;
   const FolderNode* node = &folder;

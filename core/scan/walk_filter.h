@@ -1,8 +1,8 @@
-// Skip lists and exclusions compiled for a walk from the top down.
+// Compiles skip lists and exclusions for a top-down walk.
 //
-// A walk never enters what is barred, so each entry needs only the rules that can name it: prefixes form a tree of
-// components that the walk descends along with itself, patterns of one component look at the entry's name, and longer
-// ones are settled for all but their last component once per folder. An entry outside all of that costs one look-up.
+// Since a walk never enters a barred folder, each entry needs only the rules that can name it: prefixes form a tree
+// that the walk descends in parallel; single-component patterns match the entry's name; longer ones are matched once
+// per folder up to their last component. Any other entry costs one lookup.
 #pragma once
 
 #include <memory>
@@ -21,39 +21,39 @@ namespace tidra {
 
 class WalkFilter {
  public:
-  /// A component of the tree of prefixes.
+  /// A node of the prefix tree.
   struct Place {
     bool barred = false;       // not entered
-    bool mounted = false;      // another file system begins here
-    bool excluded = false;     // stays, and with it what holds it
-    bool leadsToKept = false;  // somewhere below is what stays
+    bool mounted = false;      // another file system is mounted here
+    bool excluded = false;     // must stay, with every folder that contains it
+    bool leadsToKept = false;  // something below must stay
     std::optional<StoreKind> store;
     NameMap<std::unique_ptr<Place>> children;
   };
 
   WalkFilter() = default;
 
-  /// Bars a folder and everything below it. The path is absolute and standardised.
+  /// Bars a folder and everything below it. The path must be absolute and standardised.
   void addPrefix(std::string_view path);
   void addPattern(const std::string& pattern);
-  /// Marks a folder as one where another file system begins. That alone bars nothing.
+  /// Marks a mount point. Does not bar it.
   void addMount(std::string_view path);
   void add(const TidraScanExclusionFilter& filter);
-  /// As addPrefix and add, and what they name stays even where no walk comes: inside a folder that is found whole.
+  /// As addPrefix() and add(); matches also stay inside a folder that is one finding, where no walk goes.
   void addExcluded(std::string_view path);
   void addExclusions(const TidraScanExclusionFilter& filter);
-  /// Bars nothing, but what the pattern matches inside a folder that is found whole stays.
+  /// Bars nothing; matches inside a folder that is one finding stay.
   void addKept(const std::string& pattern);
-  /// Bars a trash or quarantine that is known by its place; it stays wherever it lies.
+  /// Bars a trash or quarantine at a known path; it always stays.
   void addStore(const Store& store);
 
-  /// What was added by addKept, barred; null when there is none.
+  /// Returns a filter that bars the addKept() patterns; null if there are none.
   const WalkFilter* kept() const { return kept_.get(); }
 
-  /// True when the path or one of its ancestors is barred. For single paths; a walk uses FolderFilter.
+  /// Whether a path or an ancestor is barred. For single paths; walks use FolderFilter.
   bool bars(std::string_view path) const;
 
-  /// Where a folder stands in the tree of prefixes; null when no prefix lies below it.
+  /// Returns a folder's node in the prefix tree; null if no prefix lies below it.
   const Place* placeOf(std::string_view path) const;
   static const Place* childPlace(const Place* place, std::string_view name);
 
@@ -67,28 +67,28 @@ class WalkFilter {
   NameMap<std::monostate> names_;
   std::vector<std::string> nameGlobs_;
   std::vector<LongPattern> longPatterns_;
-  std::size_t mostComponents_ = 0;      // of a long pattern
-  TidraScanExclusionFilter unsplit_;    // patterns whose "/" stand where they do not separate components
-  TidraScanExclusionFilter reference_;  // everything, for single paths
+  std::size_t mostComponents_ = 0;      // of the longest pattern
+  TidraScanExclusionFilter unsplit_;    // patterns in which not every "/" separates components
+  TidraScanExclusionFilter reference_;  // all rules, for bars()
   std::unique_ptr<WalkFilter> kept_;
 };
 
-/// What a WalkFilter says about the entries of one folder that is not barred itself.
+/// A WalkFilter applied to the entries of one folder that is not barred itself.
 class FolderFilter {
  public:
-  /// `place` is the folder's place in the filter's tree. The filter and the folder must outlive this.
+  /// `place` is the folder's node in the filter's tree. The filter and the folder must outlive this.
   FolderFilter(const WalkFilter& filter, const WalkFilter::Place* place, const FolderNode& folder);
 
   /// `name` is NUL-terminated.
   bool bars(std::string_view name) const;
 
-  /// False when keeps() is false for every name.
+  /// False if keeps() is false for every name.
   bool mayKeep() const {
     return place_ != nullptr || !lastComponents_.empty() || !filter_.unsplit_.globPatterns.empty();
   }
 
-  /// True when the entry is excluded by its path or by a pattern with "/". One without "/" is about the names of
-  /// folders that a walk meets: inside dependencies and build output, where every name occurs, it keeps nothing.
+  /// Whether an entry is excluded by path or by a pattern with "/". Patterns without "/" apply to folders on the walk
+  /// only: in dependencies and build output every name occurs.
   bool keeps(std::string_view name) const;
 
  private:
@@ -98,8 +98,8 @@ class FolderFilter {
   const WalkFilter& filter_;
   const WalkFilter::Place* place_;
   const FolderNode& folder_;
-  std::vector<const std::string*> lastComponents_;  // of the long patterns that match this folder so far
-  mutable std::string path_;                        // made when it is asked for
+  std::vector<const std::string*> lastComponents_;  // of long patterns that match this folder up to the last component
+  mutable std::string path_;                        // computed on first use
 };
 
 }  // namespace tidra

@@ -13,7 +13,7 @@ namespace {
 
 using Request = FilesystemArtifactScanner::Request;
 
-/// Tidra's own folder in anybody's home folder.
+/// Tidra's folder in any home folder.
 constexpr const char* ownFolder = ".tidra";
 
 TidraScanExclusionFilter skipList(const Request& request) {
@@ -29,8 +29,8 @@ TidraScanExclusionFilter skipList(const Request& request) {
   return skip;
 }
 
-/// The skipped folders of a person under their real paths, since a link may lead to the home folder. Those of the
-/// system count as they are written only: the temporary folder of macOS is a link into one of them.
+/// Returns the user's skipped folders with symbolic links resolved, since the home folder may be a link. System paths
+/// are compared literally only: macOS's temporary folder is a link into one of them.
 std::vector<std::string> realSkippedOfPerson(const Request& request) {
   std::vector<std::string> paths;
   for (const std::string& entry : request.catalog->walkSkip(request.platform)) {
@@ -42,7 +42,7 @@ std::vector<std::string> realSkippedOfPerson(const Request& request) {
   return paths;
 }
 
-/// A root reached through a link has two spellings. Paths known by the real one are spelt as the walk will meet them.
+/// A root reached through a symbolic link has two spellings. Converts resolved paths to the one the walk uses.
 class Spelling {
  public:
   explicit Spelling(const std::string& root) : root_(root) {
@@ -62,12 +62,12 @@ class Spelling {
   std::string realRoot_;
 };
 
-/// The mount that holds a path; null when the table does not tell.
+/// Returns the mount that contains a path; null if unknown.
 const MountPoint* mountOf(const std::vector<MountPoint>& mounts, const std::string& realPath) {
   const MountPoint* holder = nullptr;
   for (const MountPoint& mount : mounts) {
     if (!isSameOrInside(realPath, mount.path)) continue;
-    // Of two mounts at one place the later covers the earlier.
+    // A later mount at the same path hides the earlier.
     if (holder == nullptr || mount.path.size() >= holder->path.size()) holder = &mount;
   }
   return holder;
@@ -85,7 +85,7 @@ void addMounts(WalkFilter& filter, const Request& request, const Spelling& spell
   }
 }
 
-/// Adds a path as it stands and, where links give it another spelling, as the walk spells it.
+/// Adds a path as written and, if different, in the walk's spelling.
 template <class Add>
 void addSpelled(const std::string& path, const Spelling& spelling, Add add) {
   add(path);
@@ -111,9 +111,9 @@ std::optional<std::string> storeObstacle(const Request& request, const Spelling&
                            describedStore(store->kind));
 }
 
-/// True when nothing below a root would be reported: the root or a folder above it is an excluded folder, or a pattern
-/// keeps out a folder above it. The name of a root is not asked about by patterns, since a person has named the root;
-/// that of a root that stands for some of its entries is.
+/// Whether a root yields no findings: it or an ancestor is an excluded folder, or a pattern excludes an ancestor.
+/// Patterns do not apply to the root's own name, because the user named it, unless only some of its entries are
+/// scanned.
 bool isKeptOut(const Request& request, const std::string& root) {
   WalkFilter folders;
   WalkFilter patterns;
@@ -125,7 +125,7 @@ bool isKeptOut(const Request& request, const std::string& root) {
   return folders.bars(root) || patterns.bars(request.onlyNames ? root : parentPath(root));
 }
 
-/// The rest of a sentence that names the option with which a skipped root is walked; empty when there is none.
+/// Returns the end of a sentence that names the option to walk a skipped root; empty if there is none.
 std::string wayToUnskip(const Request& request) {
   const auto entry = SkipList::entryCovering(request.root, *request.catalog, request.platform, request.resolver);
   if (!entry) return {};
@@ -142,7 +142,7 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
   for (const std::string& path : realSkippedOfPerson(request)) realSkip.addPrefix(path);
   const Spelling spelling(request.root);
   if (auto obstacle = storeObstacle(request, spelling, shown)) return obstacle;
-  // Comes before the skip list, which names the usual places of these: no option walks them.
+  // Before the skip list, which includes the usual pseudo file systems: no option walks these.
   const MountPoint* mount = mountOf(request.mounts, spelling.realRoot());
   if (mount != nullptr && isPseudoFileSystem(mount->fileSystem)) {
     return fmt::format("{} is on a {} file system, which holds no projects.", shown, mount->fileSystem);

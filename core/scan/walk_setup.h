@@ -1,4 +1,4 @@
-// What a walk must know before it begins: whether its root can be walked at all, and what it must not enter.
+// Preparation of a walk: can its root be walked, and what must it not enter.
 #pragma once
 
 #include <optional>
@@ -9,10 +9,10 @@
 
 namespace tidra {
 
-/// A sentence that tells why the root gives no findings: it lies in a skipped folder, or on a pseudo file system.
+/// Returns a sentence on why the root yields no findings (a skipped folder, a pseudo file system…); nullopt otherwise.
 std::optional<std::string> obstacleOfRoot(const FilesystemArtifactScanner::Request& request);
 
-/// Skip list, exclusions and mounts that must not be entered, as paths below the root the way the walk spells them.
+/// Returns skip list, exclusions and barred mounts as paths below the root in the walk's spelling.
 WalkFilter makeWalkFilter(const FilesystemArtifactScanner::Request& request);
 
 }  // namespace tidra

@@ -15,7 +15,7 @@ namespace {
 
 struct Editor {
   const char* name;
-  const char* folder;  // below the folder of application settings
+  const char* folder;  // relative to the application settings
 };
 
 constexpr std::array editors{Editor{"VS Code", "Code"}, Editor{"VS Code Insiders", "Code - Insiders"},
@@ -38,7 +38,7 @@ std::string globalStorage(const Editor& editor, const SystemProbeContext& contex
 
 bool isLetterOrDigit(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); }
 
-/// As the name of a session folder spells it: "-" for every UTF-16 unit that is no ASCII letter or digit.
+/// Encodes a name as in session folders: "-" for every UTF-16 unit that is no ASCII letter or digit.
 std::string encoded(std::string_view name) {
   std::string text;
   for (const char c : name) {
@@ -55,8 +55,8 @@ std::string encoded(std::string_view name) {
   return text;
 }
 
-/// Looks on the disk for the folder that an encoded path leads to. The number of folders read is bounded: a name of
-/// many dashes could mean very many paths.
+/// Searches the disk for the folder of an encoded path. Bounds the folders read, because names with many dashes are
+/// ambiguous (exponential).
 class PathDecoder {
  public:
   std::string find(const std::string& folder, std::string_view rest) {
@@ -102,8 +102,7 @@ class AIToolsQuery {
     }
   }
 
-  /// Builds that the link in "bin" does not lead to. Without a link that leads to one of them nothing is stale: nobody
-  /// can tell which one is in use.
+  /// Adds builds that the link in "bin" does not use. Without a valid link nothing is stale: the one in use is unknown.
   void addStaleAgents(const std::string& base) {
     const std::string versions = joinedPath(base, "share/cursor-agent/versions");
     const auto linked = realPath(joinedPath(base, "bin/cursor-agent"));

@@ -1,4 +1,4 @@
-// What AI coding tools leave behind where no fixed path of the catalog can name it.
+// Leftovers of AI coding tools that no fixed path of the catalog can name.
 #pragma once
 
 #include <string>
@@ -11,8 +11,8 @@ namespace tidra {
 class AIToolsProbe : public SystemArtifactProbe {
  public:
   struct ClaudeProjectFolder {
-    std::string url;          // the project's session folder
-    std::string displayName;  // for people: the project's path as far as it can be told
+    std::string url;          // session folder of the project
+    std::string displayName;  // path of the project if it can be decoded, else the folder name
 
     bool operator==(const ClaudeProjectFolder&) const = default;
   };
@@ -22,8 +22,8 @@ class AIToolsProbe : public SystemArtifactProbe {
 
   static std::vector<ClaudeProjectFolder> claudeProjects(const TidraPathResolver& resolver);
 
-  /// The existing folder whose path a session folder's name encodes with "-" for every character that is no ASCII
-  /// letter or digit; empty when no folder on the disk fits any more.
+  /// Returns the existing folder whose encoded path ("-" for every character that is no ASCII letter or digit) is the
+  /// name of a session folder; empty if none exists.
   static std::string decodedProjectPath(const std::string& folderName);
 };
 

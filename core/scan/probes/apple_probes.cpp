@@ -58,7 +58,7 @@ bool isDeviceName(const std::string& udid) {
   return !udid.empty() && udid.find_first_not_of("0123456789ABCDEFabcdef-") == std::string::npos;
 }
 
-/// What a field says, absent when it says something of another kind.
+/// Returns a field's value, nullopt if it has another type.
 template <class T>
 std::optional<T> tolerated(const JsonObjectReader& object, const char* key) {
   try {
@@ -68,14 +68,14 @@ std::optional<T> tolerated(const JsonObjectReader& object, const char* key) {
   }
 }
 
-/// Releases of the tool tell it as true or false, as "YES" or "NO", or in a text of its own.
+/// Depending on its release, simctl prints a boolean, "YES" or "NO", or a text.
 bool isAvailable(const JsonObjectReader& device) {
   if (const auto flag = tolerated<bool>(device, "isAvailable")) return *flag;
   if (const auto word = tolerated<std::string>(device, "isAvailable")) return *word != "NO";
   return tolerated<std::string>(device, "availability").value_or("").find("unavailable") == std::string::npos;
 }
 
-/// One device of the tool's answer; none when it lacks what is needed.
+/// Parses one device; nullopt without the required fields.
 std::optional<Simulator> readSimulator(const nlohmann::json& value) {
   try {
     const JsonObjectReader object(value, "device");

@@ -1,5 +1,4 @@
-// Xcode archives and simulators. These probes run on macOS only; all they need from it are folders and one tool, so
-// they can be driven anywhere with a fixture home and a fake tool.
+// Xcode archives and simulators. macOS only, but testable anywhere: they need only folders and one tool.
 #pragma once
 
 #include <string>
@@ -18,7 +17,7 @@ class XcodeArchivesProbe : public SystemArtifactProbe {
 class CoreSimulatorProbe : public SystemArtifactProbe {
  public:
   static constexpr double timeoutSeconds = 15;
-  /// An available simulator is offered when it was not booted for this many months.
+  /// An available simulator is offered after this many months without a boot.
   static constexpr int idleMonths = 6;
 
   explicit CoreSimulatorProbe(std::string xcrun = "/usr/bin/xcrun") : xcrun_(std::move(xcrun)) {}

@@ -1,5 +1,5 @@
-// For each rule in catalog order and each of its path templates: resolve, expand wildcards, step to the children in
-// children mode, drop what the user excludes, check the kind, drop what an earlier path covers, then label.
+// For each rule in catalog order and each path template: resolve, expand wildcards, step to the children in children
+// mode, drop exclusions, check the kind, drop what an earlier path contains, label.
 #include "core/scan/probes/catalog_path_probe.h"
 
 #include <fmt/format.h>
@@ -55,7 +55,7 @@ std::optional<TimePoint> activityOf(const SystemPathRule& rule, const std::strin
   return std::nullopt;
 }
 
-/// The text as a pattern that matches nothing else.
+/// Escapes text for fnmatch(), so that it matches only itself.
 std::string globEscaped(std::string_view text) {
   std::string pattern;
   for (const char c : text) {
@@ -68,8 +68,8 @@ std::string globEscaped(std::string_view text) {
   return pattern;
 }
 
-/// Resolves templates. A variable that holds no absolute path counts as unset, as is the custom for the XDG ones: "off"
-/// and "." name no folder, and a template must not come to name the home folder or the root because of them.
+/// Resolves templates. Variables without an absolute path count as unset, as the XDG specification requires: with "off"
+/// or "." a template could resolve to the home folder or "/".
 class TemplateResolver {
  public:
   explicit TemplateResolver(const TidraPathResolver& given) : plain_(given), escaped_{globEscaped(given.home), {}} {
@@ -77,7 +77,7 @@ class TemplateResolver {
     for (const auto& [name, value] : plain_.environment) escaped_.environment.emplace(name, globEscaped(value));
   }
 
-  /// Only what the template itself spells is a wildcard, not what a home folder happens to be called.
+  /// Wildcards count only in the template itself, not in values such as the home folder.
   std::vector<std::string> paths(const std::string& pathTemplate) const {
     const bool expands = isGlob(pathTemplate);
     const auto resolved = (expands ? escaped_ : plain_).resolve(pathTemplate);
@@ -90,7 +90,7 @@ class TemplateResolver {
   TidraPathResolver escaped_;
 };
 
-/// The candidate paths of one template, before anything is checked.
+/// Returns the unchecked candidate paths of one template.
 std::vector<std::string> pathsOf(const SystemPathRule& rule, std::vector<std::string> paths) {
   if (rule.mode == SystemPathRule::Mode::directory) return paths;
   std::vector<std::string> children;
@@ -101,17 +101,16 @@ std::vector<std::string> pathsOf(const SystemPathRule& rule, std::vector<std::st
   return children;
 }
 
-/// Whether an entry can be what a rule names. A link is no folder, whatever it leads to: removing it would free
-/// nothing, and what it leads to may hold more than the rule speaks of. In children mode it mostly says which version
-/// is in use.
+/// Whether an entry can match a rule. A symbolic link never counts as a folder: removing it frees nothing, and its
+/// target may contain more than the rule covers. In children mode it usually selects the version in use.
 bool fits(const SystemPathRule& rule, const std::string& path, EntryType type) {
   if (type == EntryType::symbolicLink) return rule.kind == SystemPathRule::Kind::file && followedFacts(path);
   return rule.kind == SystemPathRule::Kind::file || rule.mode == SystemPathRule::Mode::children ||
          type == EntryType::directory;
 }
 
-/// A template that is a variable and nothing else takes any folder that the variable names, also one that somebody
-/// works in. A cache shows that it is one, by its tool's mark or by what it is called.
+/// A template that is only a variable could name any folder, even a working folder. Requires the mark of a cache or a
+/// cache's name.
 bool mayBeVariablesCache(const std::string& pathTemplate, const std::string& path) {
   if (!pathTemplate.starts_with('$') || pathTemplate.find('/') != std::string::npos) return true;
   const std::string name = asciiLowered(lastPathComponent(path));
@@ -160,7 +159,7 @@ CatalogPathProbe::Candidates CatalogPathProbe::candidates(const SystemProbeConte
     for (const std::string& pathTemplate : rule.paths.at(std::string(rawValue(context.platform)))) {
       for (const std::string& path : pathsOf(rule, resolver.paths(pathTemplate))) {
         if (context.isCancelled()) return found;
-        // Whatever a variable holds, the home folder and what holds it are nobody's cache.
+        // The home folder and its ancestors are never caches, whatever a variable contains.
         if (isSameOrInside(context.home(), path) || !mayBeVariablesCache(pathTemplate, path)) continue;
         const auto facts = pathFacts(path);
         if (!facts || context.exclusionFilter.bars(path)) continue;

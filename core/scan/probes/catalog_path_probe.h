@@ -1,4 +1,4 @@
-// The probe that serves most categories: it looks at the fixed locations of the catalog's system rules.
+// Probe of most categories: the fixed locations of the catalog's system rules.
 #pragma once
 
 #include <set>
@@ -11,9 +11,9 @@ namespace tidra {
 
 class CatalogPathProbe : public SystemArtifactProbe {
  public:
-  /// One path that a rule yields, before it is measured.
+  /// A path of a rule, not yet measured.
   struct Candidate {
-    std::string url;  // the path
+    std::string url;  // path
     SystemPathRule rule;
     std::string label;
     bool isFile = false;
@@ -26,19 +26,18 @@ class CatalogPathProbe : public SystemArtifactProbe {
 
   struct Candidates {
     std::vector<Candidate> taken;       // in catalog order, none inside an earlier one
-    std::vector<CoveredPlace> covered;  // what lies inside an earlier one
-    std::set<std::string> links;        // passed over
+    std::vector<CoveredPlace> covered;  // paths inside an earlier one
+    std::set<std::string> links;        // skipped symbolic links
   };
 
-  /// The paths of all rules of the category. One that holds an earlier one is taken as well. A link is taken by rules
-  /// of kind file only, as the entry that it is: nothing is found through the last component of a path.
+  /// Returns the paths of all rules of the category, including those that contain an earlier one. Rules of kind file
+  /// may return a symbolic link, as an entry of its own; last components are never followed.
   Candidates candidates(const SystemProbeContext& context) const;
 
-  /// The name of the nearest parent folder that says whose the path is: folders such as "Crashpad" and "pending" are
-  /// passed over, at most four of them.
+  /// Returns the name of the nearest descriptive ancestor; skips up to four folders such as "Crashpad" and "pending".
   static std::string meaningfulParentName(const std::string& path);
 
-  /// The paths that exist for an absolute path with wildcards in its components, in byte order.
+  /// Returns the existing paths for an absolute path with wildcards, in byte order.
   static std::vector<std::string> expandedGlob(const std::string& path);
 
  private:

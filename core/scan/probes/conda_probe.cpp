@@ -27,7 +27,7 @@ constexpr std::array cleanTargets{
     CleanTarget{"conda:clean:index-cache", "--index-cache", "Conda index cache"},
 };
 
-/// The first decimal number that stands before `unit`, blanks between them allowed.
+/// Returns the first decimal number before `unit`, with optional blanks in between.
 std::optional<double> firstNumberBefore(std::string_view text, std::string_view unit) {
   constexpr std::string_view digits = "0123456789";
   for (auto place = text.find(unit); place != std::string_view::npos; place = text.find(unit, place + 1)) {
@@ -36,7 +36,7 @@ std::optional<double> firstNumberBefore(std::string_view text, std::string_view 
     const auto before = text.substr(0, last + 1).find_last_not_of("0123456789.");
     std::string number(text.substr(before == std::string_view::npos ? 0 : before + 1));
     number.resize(last + 1 - (before == std::string_view::npos ? 0 : before + 1));
-    // Of "1.2.3" only "2.3" is a number.
+    // Only "2.3" of "1.2.3" is a number.
     while (std::count(number.begin(), number.end(), '.') > 1) number.erase(0, number.find('.') + 1);
     if (number.starts_with('.')) number.erase(0, 1);
     return std::strtod(number.c_str(), nullptr);
@@ -95,8 +95,8 @@ class CondaQuery {
     }
   }
 
-  /// An environment is removed by its name, so only folders of an "envs" folder count whose name conda takes for one
-  /// and nothing else bears, and neither the base nor the one in use.
+  /// Environments are removed by name: requires an unambiguous, valid name in an "envs" folder. Never the base
+  /// environment or the active one.
   bool isRemovable(const std::string& folder, const std::string& base) const {
     const auto name = lastPathComponent(folder);
     const auto isRefused = [](unsigned char c) { return c <= ' ' || c == 0x7f || c == ':' || c == '#'; };
@@ -126,7 +126,7 @@ class CondaQuery {
     if (bytes) {
       item.finding.sizeBytes = *bytes;
     } else if (asciiLowered(*announced).find("index cache") != std::string::npos) {
-      // Conda names the index cache without its size.
+      // Conda prints no size for the index cache.
       item.measuredFolder = joinedPath(base, "pkgs/cache");
     } else {
       return;
@@ -169,7 +169,7 @@ std::optional<std::string> CondaProbe::find(const TidraPathResolver& resolver) {
 std::optional<std::uint64_t> CondaProbe::parseCleanSize(std::string_view output) {
   const std::string text = asciiLowered(output);
   if (text.find("there are no") != std::string::npos || text.find("nothing to") != std::string::npos) return 0;
-  // A number in megabytes comes before one in gigabytes, wherever they stand.
+  // The first size in megabytes takes precedence over gigabytes.
   if (const auto megabytes = firstNumberBefore(text, "mb")) return bytesOf(*megabytes * 1048576.0);
   if (const auto gigabytes = firstNumberBefore(text, "gb")) return bytesOf(*gigabytes * 1073741824.0);
   return std::nullopt;

@@ -19,10 +19,10 @@ class CondaProbe : public SystemArtifactProbe {
   bool isOfTool() const override { return true; }
   ProbeReport scan(const SystemProbeContext& context) const override;
 
-  /// The absolute path of conda: the search path, then the usual installations in the home folder.
+  /// Returns the absolute path of conda, from PATH or the usual installations in the home folder.
   static std::optional<std::string> find(const TidraPathResolver& resolver);
 
-  /// The size that a dry run of "conda clean" announces; 0 when there is nothing to clean, none when it tells no size.
+  /// Parses the size printed by a dry run of "conda clean"; 0 if there is nothing to clean, nullopt without a size.
   static std::optional<std::uint64_t> parseCleanSize(std::string_view output);
 };
 

@@ -14,7 +14,7 @@
 namespace tidra {
 namespace {
 
-/// Asks one engine. Every answer is foreign text: what does not parse is passed over.
+/// Queries one engine. Answers are untrusted; what does not parse is skipped.
 class DockerQuery {
  public:
   DockerQuery(const SystemProbeContext& context, const std::string& engine)
@@ -89,18 +89,18 @@ class DockerQuery {
     }
   }
 
-  /// The volumes of every container, running or not; none when one of them could not be asked, since a volume must not
-  /// be taken for unused because of that.
+  /// Returns the volumes of all containers, running or not; nullopt if one could not be queried: its volumes must not
+  /// count as unused.
   std::optional<std::set<std::string>> mountedVolumes() {
     return wordsOfContainers("{{range .Mounts}}{{.Name}} {{end}}");
   }
 
-  /// The images of every container, which pruning leaves; empty when one of them could not be asked.
+  /// Returns the images of all containers, which pruning keeps; empty if one could not be queried.
   std::set<std::string> imagesOfContainers() {
     return wordsOfContainers("{{.Image}}").value_or(std::set<std::string>{});
   }
 
-  /// What inspecting all containers prints in this format; none when one of them could not be asked.
+  /// Returns the words printed by inspecting all containers in this format; nullopt on failure.
   std::optional<std::set<std::string>> wordsOfContainers(const char* format) {
     const auto containers = listedContainers();
     if (!containers) return std::nullopt;
@@ -116,13 +116,13 @@ class DockerQuery {
     return words;
   }
 
-  /// A name of each container, running or not; none when one of them could not be asked for.
+  /// Returns a name of each container, running or not; nullopt if one is invalid.
   std::optional<std::vector<std::string>> listedContainers() {
     const auto listed = ask({"ps", "-a", "--format", "{{.Names}}"});
     if (!listed) return std::nullopt;
     std::vector<std::string> names;
     for (const std::string_view line : splitNonEmpty(*listed, '\n')) {
-      // A linked container is listed under several names joined by commas.
+      // A linked container is listed under several names, separated by commas.
       const auto name = split(trimmed(line), ',').front();
       if (!isValidName(name)) return std::nullopt;
       names.emplace_back(name);
@@ -150,7 +150,7 @@ class DockerQuery {
            name.find_first_not_of(allowed) == std::string_view::npos;
   }
 
-  /// What the engine itself takes for the name of a volume; "docker volume rm" must not take it for anything else.
+  /// Whether the engine accepts a volume name; "docker volume rm" must not interpret it as anything else.
   static bool isVolumeName(std::string_view name) {
     return name.front() != '.' && name.front() != '_' && name.find_first_of("/:") == std::string_view::npos;
   }

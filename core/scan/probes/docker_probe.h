@@ -1,4 +1,4 @@
-// Space that a container engine holds and can give back.
+// Reclaimable space of a container engine.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ class DockerArtifactProbe : public SystemArtifactProbe {
  public:
   static constexpr double timeoutSeconds = 12;
 
-  /// Without an argument the engine's program is looked for; a fixed one serves tests.
+  /// Without an argument the engine is searched for; tests pass a fixed one.
   explicit DockerArtifactProbe(std::optional<std::string> engine = {}) : engine_(std::move(engine)) {}
 
   std::string categoryKey() const override { return "docker"; }
@@ -22,11 +22,11 @@ class DockerArtifactProbe : public SystemArtifactProbe {
   bool isOfTool() const override { return true; }
   ProbeReport scan(const SystemProbeContext& context) const override;
 
-  /// The engine's program: the usual places, then the search path; none when there is none.
+  /// Returns the engine's executable from the usual places or PATH; nullopt if there is none.
   static std::optional<std::string> findEngine(const Environment& environment);
 
-  /// Bytes of a size as the engine prints it, "1.5GB" or "512kB", and pip, "12 bytes", in powers of 1000 (powers of
-  /// 1024 for "MiB" and its like); none for anything else.
+  /// Parses a size as printed by the engine ("1.5GB", "512kB") and pip ("12 bytes"), in powers of 1000, or 1024 for
+  /// "MiB" and its like; nullopt for anything else.
   static std::optional<std::uint64_t> parseSize(std::string_view text);
 
  private:

@@ -13,13 +13,14 @@
 namespace tidra {
 namespace {
 
-/// A tool that is installed, to be asked by its name.
+/// Returns the questions to an installed tool, run by its name.
 std::optional<ToolQuestions> questionsTo(const char* tool, const SystemProbeContext& context, double timeoutSeconds) {
   const auto path = ProcessRunner::which(tool, context.resolver.environment);
   return path ? std::optional<ToolQuestions>(std::in_place, context, *path, timeoutSeconds, true) : std::nullopt;
 }
 
-/// A folder that a tool answered with. A tool gone wrong must not offer the home folder or what holds it for removal.
+/// Validates a folder printed by a tool: never the home folder or an ancestor, which a faulty tool could offer for
+/// removal.
 std::optional<std::string> answeredFolder(const std::optional<std::string>& answer, const SystemProbeContext& context) {
   constexpr std::size_t longest = 4096;
   if (!answer || !answer->starts_with('/') || answer->size() > longest) return std::nullopt;
@@ -29,8 +30,8 @@ std::optional<std::string> answeredFolder(const std::optional<std::string>& answ
   return folder;
 }
 
-/// A cache of Homebrew's own bears its name. Anything else that its settings may name, such as "/var/cache" or the
-/// folder of all downloads, also holds what Homebrew did not put there.
+/// Homebrew's own cache has its name in the path. Other configured folders, such as "/var/cache" or the downloads, also
+/// contain unrelated files.
 bool isOwnCache(const std::string& folder) {
   constexpr std::array systemFolders{"/bin", "/boot", "/etc", "/lib", "/proc", "/sbin", "/sys", "/usr", "/System"};
   const auto isInside = [&](const char* system) { return isSameOrInside(folder, system); };
@@ -61,11 +62,11 @@ void addModules(ProbeReport& report, const SystemProbeContext& context, const st
   const std::size_t count = GlobalModulesProbe::countPackages(folder);
   const bool holdsNpm = ProbeFiles::isFolder(joinedPath(folder, "npm"));
   const bool holdsCorepack = ProbeFiles::isFolder(joinedPath(folder, "corepack"));
-  // What came with Node itself is nothing that anybody installed.
+  // npm and corepack came with Node; nobody installed them.
   if (count == (holdsNpm ? 1U : 0U) + (holdsCorepack ? 1U : 0U)) return;
   report.items.push_back(makeItem("global-node-modules", folder, fmt::format("Global {} modules ({})", tool, count),
                                   "npm", TidraSystemGroupRoot::forCategory("globalModules"),
-                                  // Without npm itself, "npm install -g" brings nothing back.
+                                  // Without npm, "npm install -g" cannot restore anything.
                                   holdsNpm ? ArtifactSafetyTier::warning : ArtifactSafetyTier::caution,
                                   "Reinstall with npm install -g or yarn global add"));
 }

@@ -1,5 +1,4 @@
-// Global stores that a package tool must be asked about: Homebrew's downloads, globally installed npm and yarn
-// packages.
+// Global stores whose location only a package tool knows: Homebrew's downloads, global npm and yarn packages.
 #pragma once
 
 #include <cstddef>
@@ -27,7 +26,7 @@ class GlobalModulesProbe : public SystemArtifactProbe {
   bool runsTools() const override { return true; }
   ProbeReport scan(const SystemProbeContext& context) const override;
 
-  /// Packages in a "node_modules" folder, those of a scope one by one.
+  /// Counts the packages of a "node_modules" folder, those of a scope individually.
   static std::size_t countPackages(const std::string& nodeModules);
 };
 

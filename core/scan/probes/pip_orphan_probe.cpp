@@ -1,6 +1,6 @@
-// For each environment: read what the project requires and what the environment's metadata says is installed; follow
-// the metadata from what is required to everything that needs. Only when something is left, ask the environment's pip,
-// which knows what is borrowed from the system or being worked on, and report what is left then.
+// For each environment: read the project's requirements and the metadata of installed packages; compute the transitive
+// closure of the requirements. Only if packages remain, run the environment's pip, which also knows system and editable
+// packages, and report what still remains.
 #include "core/scan/probes/pip_orphan_probe.h"
 
 #include <fmt/format.h>
@@ -25,7 +25,7 @@ namespace {
 
 constexpr std::size_t longestMetadata = 4 * 1024 * 1024;
 
-/// What environments are made with.
+/// Packages that environments are created with.
 constexpr std::array keptPackages{
     std::string_view{"pip"},        std::string_view{"setuptools"},    std::string_view{"wheel"},
     std::string_view{"distribute"}, std::string_view{"pkg-resources"}, std::string_view{"pip-tools"},
@@ -35,8 +35,8 @@ bool isKept(const std::string& name) {
   return std::find(keptPackages.begin(), keptPackages.end(), name) != keptPackages.end();
 }
 
-/// The names in "requirements.txt" and "requirements-dev.txt"; none when there is neither, or when one cannot be
-/// understood.
+/// Returns the names in "requirements.txt" and "requirements-dev.txt"; nullopt if both are missing or one cannot be
+/// parsed.
 std::optional<std::set<std::string>> requiredBy(const std::string& project) {
   std::set<std::string> required;
   bool any = false;
@@ -51,10 +51,10 @@ std::optional<std::set<std::string>> requiredBy(const std::string& project) {
   return any ? std::optional(required) : std::nullopt;
 }
 
-/// Normalised names as pip lists them.
+/// Normalised names from "pip list".
 struct PipListing {
   std::set<std::string> all;
-  std::set<std::string> editable;  // installed from a folder that somebody works on
+  std::set<std::string> editable;  // installed from a working folder
 };
 
 std::optional<PipListing> readListing(const std::string& output) {
@@ -75,7 +75,7 @@ std::optional<PipListing> readListing(const std::string& output) {
   return listing;
 }
 
-/// Adds up the third column of a RECORD file.
+/// Sums the third column of a RECORD file.
 std::uint64_t recordedBytes(const std::string& record) {
   const auto text = readRegularFile(record, longestMetadata);
   std::uint64_t bytes = 0;
@@ -101,7 +101,7 @@ std::optional<PipOrphanProbe::InstalledPackage> readPackage(const std::string& f
     if (!line.starts_with("Requires-Dist:")) continue;
     if (const auto name = requirementName(line.substr(14))) package.dependencies.insert(*name);
   }
-  // The older form keeps dependencies in a file of their own, those of extras below "[extra]" headings.
+  // The egg-info format lists dependencies in a separate file, those of extras below "[extra]" headings.
   const auto requires_ = readRegularFile(joinedPath(folder, "requires.txt"), longestMetadata);
   for (const std::string_view line : requires_ ? split(*requires_, '\n') : std::vector<std::string_view>{}) {
     if (const auto name = requirementName(line)) package.dependencies.insert(*name);
@@ -133,9 +133,9 @@ ProbeItem makeItem(const std::string& environment, const std::vector<std::string
           std::nullopt};
 }
 
-/// What became of one environment.
+/// Result for one environment.
 struct Checked {
-  std::optional<ProbeItem> item;  // absent when nothing is unused or when it cannot be told
+  std::optional<ProbeItem> item;  // absent when nothing is unused or it cannot be determined
   bool hung = false;
 };
 
@@ -145,7 +145,7 @@ Checked check(const ScanArtifactFinding& environment, const SystemProbeContext& 
   const auto installed = PipOrphanProbe::installedPackages(environment.path);
   std::set<std::string> names;
   for (const auto& [name, package] : installed) names.insert(name);
-  // pip can only add to what is needed.
+  // Cheap check first: pip can only reduce this list.
   const auto expected = PipOrphanProbe::unusedPackages(names, *required, installed);
   if (!expected || expected->empty() || !PipOrphanProbe::isTrustworthy(environment.path, context.resolver)) return {};
 
@@ -161,7 +161,7 @@ Checked check(const ScanArtifactFinding& environment, const SystemProbeContext& 
   return {makeItem(environment.path, *unused, installed), false};
 }
 
-/// Takes environments one after another until there is none left or one hung.
+/// Workers take environments until none is left; a worker stops after a hanging pip.
 class Checks {
  public:
   Checks(const std::vector<const ScanArtifactFinding*>& environments, const SystemProbeContext& context)

@@ -12,12 +12,12 @@ namespace {
 
 constexpr std::size_t longestScript = 64 * 1024;
 
-/// True for "python", "python3", "python3.11".
+/// Accepts "python", "python3", "python3.11".
 bool isInterpreterName(std::string_view name) {
   return name.starts_with("python") && name.find_first_not_of("0123456789.", 6) == std::string_view::npos;
 }
 
-/// True for a path that a shell takes literally, in quotes or without.
+/// Accepts paths that a shell reads literally, quoted or not.
 bool isPlainPath(std::string_view path) {
   return path.starts_with('/') && std::all_of(path.begin(), path.end(), [](unsigned char c) {
            return c > 0x7f || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
@@ -25,7 +25,7 @@ bool isPlainPath(std::string_view path) {
          });
 }
 
-/// The path in "'''exec' PATH "$0" "$@"", PATH in quotes of either kind or none.
+/// Returns PATH of "'''exec' PATH "$0" "$@"", with either kind of quotes or none.
 std::string interpreterOfExec(std::string_view line) {
   constexpr std::string_view start = "'''exec' ";
   constexpr std::string_view end = " \"$0\" \"$@\"";
@@ -34,13 +34,13 @@ std::string interpreterOfExec(std::string_view line) {
   line.remove_suffix(end.size());
   const bool quoted = line.size() > 2 && line.front() == line.back() && (line.front() == '"' || line.front() == '\'');
   if (quoted) line = line.substr(1, line.size() - 2);
-  // Blanks, which are why pip quotes, are literal in quotes only.
+  // Blanks, the reason for pip's quotes, are literal only inside quotes.
   std::string unquoted(line);
   if (quoted) std::replace(unquoted.begin(), unquoted.end(), ' ', '_');
   return isPlainPath(unquoted) ? std::string(line) : std::string{};
 }
 
-/// True when the interpreter is the environment's own and leads to a program outside of it that may be trusted.
+/// Whether the interpreter resolves to a trusted program outside the environment.
 bool isTrustedInterpreter(const std::string& interpreter, const std::string& realEnvironment) {
   const auto real = realPath(interpreter);
   return real && !isSameOrInside(*real, realEnvironment) && ProcessRunner::isTrusted(*real);
@@ -56,7 +56,7 @@ bool isUntracked(const std::string& folder, const TidraGitMetadataReader& git) {
 std::string PipTrust::interpreterOf(std::string_view script) {
   const auto lines = split(script, '\n');
   if (lines[0] == "#!/bin/sh" && lines.size() > 2 && lines[2] == "' '''") return interpreterOfExec(lines[1]);
-  // The system would pass what stands behind a blank as an argument.
+  // The kernel passes text after a blank as an argument.
   const bool isPath = lines[0].starts_with("#!/") && lines[0].find_first_of(" \t\r") == std::string_view::npos;
   return isPath ? std::string(lines[0].substr(2)) : std::string{};
 }
@@ -70,7 +70,7 @@ bool PipTrust::mayRun(const std::string& environment, const TidraGitMetadataRead
   const auto script = readRegularFile(pip, longestScript);
   if (!real || !realPrograms || *realPrograms != joinedPath(*real, "bin") || !script) return false;
   const std::string interpreter = interpreterOf(*script);
-  // An environment reached through a link was made under either name.
+  // An environment reached through a symbolic link may have been created under either path.
   const std::string folder = parentPath(interpreter);
   if (folder != programs && folder != *realPrograms) return false;
   return isInterpreterName(lastPathComponent(interpreter)) && isTrustedInterpreter(interpreter, *real) &&

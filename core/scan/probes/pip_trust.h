@@ -1,5 +1,5 @@
-// Whether the pip of a virtual environment may be run. It is code of that environment, and an environment can come with
-// a download.
+// Decides whether the pip of a virtual environment may be run. It is code of that environment, which may have been
+// downloaded.
 #pragma once
 
 #include <string>
@@ -18,8 +18,8 @@ struct PipTrust {
   /// An archive that was unpacked at the very place that its maker had guessed passes all the same.
   static bool mayRun(const std::string& environment, const TidraGitMetadataReader& git);
 
-  /// The absolute path of the interpreter that a script names in one of the two forms that pip's own installer writes:
-  /// "#!PATH", or, for a long path, a shell's "exec". Empty for anything else.
+  /// Returns the absolute interpreter path of a script in either form that pip's installer writes: "#!PATH", or a
+  /// shell's "exec" for long paths. Empty for anything else.
   static std::string interpreterOf(std::string_view script);
 };
 

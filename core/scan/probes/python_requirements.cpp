@@ -16,7 +16,7 @@ bool isNameByte(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_' || c == '.';
 }
 
-/// The value of an option written as "-r value", "-rvalue", "--requirement value" or "--requirement=value".
+/// Parses an option written as "-r value", "-rvalue", "--requirement value" or "--requirement=value".
 std::optional<std::string_view> optionValue(std::string_view line, std::string_view shortName,
                                             std::string_view longName) {
   if (line.starts_with(longName)) {
@@ -28,7 +28,7 @@ std::optional<std::string_view> optionValue(std::string_view line, std::string_v
   return std::nullopt;
 }
 
-/// The name in a link's "#egg=name" or in the file name of a wheel or archive it leads to.
+/// Returns the name in a link's "#egg=name" or in its wheel's file name.
 std::optional<std::string> nameInLink(std::string_view link) {
   const auto egg = link.find("#egg=");
   if (egg != std::string_view::npos) return requirementName(link.substr(egg + 5));
@@ -56,7 +56,7 @@ class RequirementReader {
     std::string logicalLine;
     for (std::string_view line : split(*text, '\n')) {
       if (line.ends_with('\r')) line.remove_suffix(1);
-      // A line that is all comment goes on in no other line.
+      // A comment line ends a continuation.
       const bool isComment = trimmed(line).starts_with('#');
       if (line.ends_with('\\') && !isComment) {
         logicalLine += line.substr(0, line.size() - 1);
@@ -70,7 +70,7 @@ class RequirementReader {
     return readLine(withoutComment(logicalLine), path);
   }
 
-  /// A "#" begins a comment at the start of a line or after a blank; elsewhere it belongs to a URL.
+  /// "#" begins a comment at the start of a line or after a blank; elsewhere it belongs to a URL.
   static std::string_view withoutComment(std::string_view line) {
     for (std::size_t i = 0; i < line.size(); ++i) {
       if (line[i] == '#' && (i == 0 || line[i - 1] == ' ' || line[i - 1] == '\t')) return trimmed(line.substr(0, i));
@@ -86,7 +86,7 @@ class RequirementReader {
           standardizedPath(isAbsolute ? std::string(*included) : parentPath(path) + "/" + std::string(*included)));
     }
     if (const auto editable = optionValue(line, "-e", "--editable")) return addLink(*editable);
-    if (line.starts_with('-')) return true;  // an option of pip itself
+    if (line.starts_with('-')) return true;  // an option of pip
     if (line.find("://") != std::string_view::npos && line.find(" @ ") == std::string_view::npos &&
         line.find('@') > line.find("://")) {
       return addLink(line);
@@ -97,7 +97,7 @@ class RequirementReader {
     return name.has_value();
   }
 
-  /// True for a path of a package instead of its name.
+  /// Whether this is the path of a package instead of a name.
   static bool isFile(std::string_view line) {
     const auto first = line.substr(0, line.find_first_of(" \t;[@"));
     return first.starts_with('.') || first.find('/') != std::string_view::npos || first.ends_with(".whl") ||
@@ -134,7 +134,7 @@ std::optional<std::string> requirementName(std::string_view requirement) {
   const auto end = std::find_if_not(text.begin(), text.end(), isNameByte);
   const std::string_view name = text.substr(0, static_cast<std::size_t>(end - text.begin()));
   if (name.empty() || name.front() == '-' || name.front() == '.' || name.front() == '_') return std::nullopt;
-  // Behind a name stand extras, versions, a URL, a marker, or options after a blank; anything else makes it no name.
+  // A name may be followed by extras, versions, a URL, a marker, or options after a blank.
   const auto rest = trimmed(text.substr(name.size()));
   constexpr std::string_view continuations = "[(<>=!~@;,";
   if (!rest.empty() && !rest.starts_with("--") && continuations.find(rest.front()) == std::string_view::npos)

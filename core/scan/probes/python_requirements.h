@@ -1,4 +1,4 @@
-// Requirement files of Python projects, and names of Python packages.
+// Parses Python requirement files and package names.
 #pragma once
 
 #include <optional>
@@ -8,15 +8,15 @@
 
 namespace tidra {
 
-/// The name under which the packaging standard compares packages: lower case, runs of "-", "_" and "." as one "-".
+/// Normalises a package name (PEP 503): lower case, runs of "-", "_" and "." as one "-".
 std::string normalizedPackageName(std::string_view name);
 
-/// The normalised name at the start of a requirement such as "Name[extra]>=1.0; marker" or "name @ https://…"; none
-/// when the text begins with no name.
+/// Returns the normalised name at the start of a requirement such as "Name[extra]>=1.0; marker" or "name @ https://…";
+/// nullopt without one.
 std::optional<std::string> requirementName(std::string_view requirement);
 
-/// The normalised names that a requirement file lists, those of the files it includes with "-r" too. None when some
-/// line may name a package that cannot be told: a URL without a name, an include that cannot be read, a local folder.
+/// Returns the normalised names in a requirement file and in those it includes with "-r". nullopt if a line may name an
+/// unknown package: a URL without a name, an unreadable include, a local folder.
 std::optional<std::set<std::string>> readRequirements(const std::string& path);
 
 }  // namespace tidra

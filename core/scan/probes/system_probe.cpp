@@ -28,7 +28,7 @@ ToolAnswer SystemProbeContext::ask(const std::string& executable, std::vector<st
   Environment environment = resolver.environment;
   environment["LC_ALL"] = "C";
   environment["HOME"] = resolver.home;
-  environment["npm_config_logs_max"] = "0";  // npm would keep a log of every question
+  environment["npm_config_logs_max"] = "0";  // npm would write a log per call
   environment["PATH"] = ProcessRunner::safeSearchPath(environment, pathFirst);
   const auto started = std::chrono::steady_clock::now();
   auto result = ProcessRunner::run({.executablePath = executable,
@@ -48,7 +48,7 @@ ToolQuestions::ToolQuestions(const SystemProbeContext& context, const std::strin
 
 std::optional<std::string> ToolQuestions::ask(std::vector<std::string> arguments) {
   if (hung_ || context_.isCancelled()) return std::nullopt;
-  // The words before the options say what was asked; names of containers and the like are no part of it.
+  // The words before the first option identify the question; later ones are names of containers and the like.
   std::vector<std::string> words;
   for (const std::string& argument : arguments) {
     if (!words.empty() && argument.starts_with('-')) break;

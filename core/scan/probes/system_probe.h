@@ -1,4 +1,4 @@
-// What every probe outside projects has in common.
+// Common parts of the probes outside projects.
 #pragma once
 
 #include <cstdint>
@@ -18,69 +18,69 @@
 
 namespace tidra {
 
-/// False for a size that no machine holds, as tools gone wrong print it; it counts as unknown then.
+/// False for sizes beyond any machine (1 PiB), as faulty tools print them; they count as unknown.
 constexpr bool isPlausibleSize(std::uint64_t bytes) { return bytes <= std::uint64_t{1} << 50U; }
 
-/// What a tool answered.
+/// Result of a tool.
 struct ToolAnswer {
-  std::optional<std::string> text;  // absent when it failed, hung, was cancelled or wrote too much
-  bool hung = false;                // its time was up
+  std::optional<std::string> text;  // absent after failure, timeout, cancellation or too much output
+  bool hung = false;                // timed out
 };
 
-/// What a probe is handed. Shared by all probes of a scan and used from several threads at once.
+/// Input of the probes. Shared by all of them; read from several threads at once.
 struct SystemProbeContext {
-  TidraPathResolver resolver;  // the home folder and the environment
-  WalkFilter exclusionFilter;  // no probe reports a path that this bars
+  TidraPathResolver resolver;  // home folder and environment
+  WalkFilter exclusionFilter;  // probes do not report barred paths
   const RuleCatalog* catalog = nullptr;
   TidraPlatform platform = currentPlatform;
   TimePoint now{};
-  std::function<bool()> shouldCancel;  // from any thread; probes ask between items
+  std::function<bool()> shouldCancel;  // thread-safe; polled between items
 
   const std::string& home() const { return resolver.home; }
 
-  /// Runs a tool in a clean locale, so that its output parses. `pathFirst` is put before the search path of the tool's
-  /// own children, which holds only folders that may be trusted.
+  /// Runs a tool with LC_ALL=C, so that its output parses. `pathFirst` is prepended to the PATH of its children, which
+  /// contains only trusted folders.
   ToolAnswer ask(const std::string& executable, std::vector<std::string> arguments, double timeoutSeconds,
                  const std::optional<std::string>& pathFirst = {}) const;
 
   bool isCancelled() const { return shouldCancel && shouldCancel(); }
 };
 
-/// A finding whose size may still have to be measured.
+/// A finding, possibly still to be measured.
 struct ProbeItem {
   ScanArtifactFinding finding;
-  std::optional<std::string> measuredFolder = {};  // its size is the finding's; absent when the size is known already
-  bool enterBundles = false;                       // count the insides of bundle packages too
-  bool isTrash = false;                            // a whole trash, the one finding that lies in a store
-  std::optional<FileIdentity> identity = {};       // of what has been measured
+  std::optional<std::string> measuredFolder = {};  // folder whose size is the finding's; absent if the size is known
+  bool enterBundles = false;                       // count the contents of bundle packages, too
+  bool isTrash = false;                            // a whole trash, the only finding allowed in a store
+  std::optional<FileIdentity> identity = {};       // of the measured entry
 };
 
-/// A place that is no finding of its own, because it lies in one or another source has found the same.
+/// A path that is no finding of its own: it lies in one, or another source found it.
 struct CoveredPlace {
   std::string place;  // absolute
   std::string label;
-  ArtifactSafetyTier tier = ArtifactSafetyTier::safe;  // what it would be, were it a finding
-  std::optional<std::string> hint = {};                // how it comes back, or what is lost with it
+  ArtifactSafetyTier tier = ArtifactSafetyTier::safe;  // its tier as a finding
+  std::optional<std::string> hint = {};                // how to restore it, or what is lost
 };
 
-/// What one probe tells.
+/// Result of one probe.
 struct ProbeReport {
   std::vector<ProbeItem> items;
-  std::vector<CoveredPlace> covered;  // in an item
-  std::vector<std::string> notes;     // a tool that is there but did not answer
+  std::vector<CoveredPlace> covered;  // inside an item
+  std::vector<std::string> notes;     // tools that are installed but did not answer
 };
 
-/// The questions that a probe puts to one tool. After one on which it hung no other is put, so that a tool that hangs
-/// costs its time-out once.
+/// The queries of a probe to one tool. After a timeout no further query is made, so that a hanging tool costs its
+/// timeout once.
 class ToolQuestions {
  public:
-  /// The context must outlive this. A tool found as `path` is run by that path or, when `throughEnv`, by its name
-  /// through env, made sure to be this very one.
+  /// The context must outlive this. Runs the tool by `path`, or with `throughEnv` by name through env with its folder
+  /// first in PATH.
   ToolQuestions(const SystemProbeContext& context, const std::string& path, double timeoutSeconds, bool throughEnv);
 
   std::optional<std::string> ask(std::vector<std::string> arguments);
 
-  /// One sentence about the questions that were not answered; none when all were, or when the scan was cancelled.
+  /// Returns a sentence on unanswered queries; nullopt if there are none or the scan was cancelled.
   std::optional<std::string> note() const;
 
  private:
@@ -96,29 +96,29 @@ class SystemArtifactProbe {
  public:
   virtual ~SystemArtifactProbe() = default;
 
-  /// The system-scan category that the probe serves.
+  /// Returns the category of the probe.
   virtual std::string categoryKey() const = 0;
   virtual std::set<TidraPlatform> supportedPlatforms() const { return {TidraPlatform::macOS, TidraPlatform::linux}; }
-  /// True when the probe waits for external tools, which may take many seconds.
+  /// Whether the probe waits for external tools, which may take many seconds.
   virtual bool runsTools() const { return false; }
 
-  /// True when what it finds is the tool's to keep, wherever that lies, rather than places of their own.
+  /// Whether its findings are managed by the tool, wherever they lie, instead of being paths.
   virtual bool isOfTool() const { return false; }
 
-  /// What there is, in a fixed order. Failures of tools and of the file system yield nothing, never an exception. Sizes
-  /// that are measured by reading folders are left to the scanner.
+  /// Returns the findings in a fixed order. Failures of tools and the file system are skipped, not thrown. The scanner
+  /// measures folders.
   virtual ProbeReport scan(const SystemProbeContext& context) const = 0;
 };
 
-/// Helpers that several probes need.
+/// Helpers shared by probes.
 struct ProbeFiles {
-  /// Names of the entries of a folder in byte order; empty when it cannot be read. Links are among them.
+  /// Returns the entry names of a folder in byte order, symbolic links included; empty if unreadable.
   static std::vector<std::string> entryNames(const std::string& folder);
-  /// Names of the subfolders, links to folders left out.
+  /// Returns the names of subfolders, without symbolic links.
   static std::vector<std::string> subfolderNames(const std::string& folder);
-  static bool isFolder(const std::string& path);  // a link to a folder is none
+  static bool isFolder(const std::string& path);  // false for a symbolic link
   static std::optional<TimePoint> modified(const std::string& path);
-  /// The newest modification among the entries of a folder; none when there are none.
+  /// Returns the newest mtime among a folder's entries; nullopt if it is empty.
   static std::optional<TimePoint> newestChild(const std::string& folder);
 };
 
