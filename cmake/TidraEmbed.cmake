@@ -1,5 +1,5 @@
-# A library tidra_text_<symbol> that defines `const std::string_view tidra::<symbol>` with the bytes of the file `input`. It links
-# nothing: a generated source waits for every library that its own target links, and with it all that is compiled later.
+# Adds a library tidra_text_<symbol> that defines `const std::string_view tidra::<symbol>` with the bytes of the file `input`. It
+# links nothing: a generated source waits for all libraries that its target links, which would serialise the build.
 function(tidra_embed_text symbol input)
   set(source "${CMAKE_CURRENT_BINARY_DIR}/${symbol}.cpp")
   add_custom_command(

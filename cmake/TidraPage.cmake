@@ -1,5 +1,5 @@
-# Joins a page of several sources into the one document `output`. The page names its parts in lines "@include PATH", with paths
-# relative to its own folder; a change of any part makes the document anew.
+# Joins a page and its parts into the document `output`. Lines "@include PATH" name the parts, relative to the page's folder; a
+# change of any part rebuilds the document.
 function(tidra_join_page output page)
   file(STRINGS "${page}" lines REGEX "^@include ")
   get_filename_component(folder "${page}" DIRECTORY)
@@ -8,7 +8,7 @@ function(tidra_join_page output page)
     string(REPLACE "@include " "" part "${line}")
     list(APPEND parts "${folder}/${part}")
   endforeach()
-  # A change of the list itself is seen too, since the page is an input of the configuration.
+  # A change of the list itself reruns CMake.
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${page}")
   add_custom_command(
     OUTPUT "${output}"

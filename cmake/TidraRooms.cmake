@@ -1,5 +1,5 @@
-# A room is a folder with one static library. Naming the rooms it may know here lets the linker refuse an arrow
-# that points the wrong way; scripts/check-rooms refuses the same in the includes.
+# A room is a folder with one static library. KNOWS lists the rooms it may use: a dependency in the wrong direction fails to
+# link, and scripts/check-rooms refuses its includes.
 #
 #   tidra_room(core_scan SOURCES a.cpp b.cpp KNOWS core_rules core_platform USES fmt::fmt)
 function(tidra_room name)
@@ -15,7 +15,7 @@ function(tidra_room name)
   if(TIDRA_UNITY)
     set_target_properties(tidra_${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 40)
   endif()
-  # Makes the slow builds quicker. Only there, so that a header that a file forgot to include is missed elsewhere.
+  # Precompiled headers for the slow sanitizer builds only, since they hide missing includes.
   if(TIDRA_SANITIZE AND name STREQUAL "core_base")
     target_precompile_headers(tidra_core_base PRIVATE
       <nlohmann/json.hpp> <fmt/format.h> <algorithm> <chrono> <functional> <map> <optional> <set> <string> <variant> <vector>)

@@ -1,4 +1,4 @@
-# Run as a script: writes OUTPUT, a source that defines tidra::SYMBOL with the bytes of INPUT.
+# Script (cmake -P): writes OUTPUT, a source that defines tidra::SYMBOL with the bytes of INPUT.
 file(READ "${INPUT}" hex HEX)
 string(LENGTH "${hex}" digits)
 math(EXPR bytes "${digits} / 2")

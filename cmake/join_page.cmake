@@ -1,15 +1,15 @@
-# Run as a script: writes OUTPUT, the page INPUT in which every line "@include PATH" is replaced by the file PATH (relative to
-# the page's folder). The joined page needs nothing from elsewhere.
+# Script (cmake -P): writes OUTPUT, the page INPUT with every line "@include PATH" replaced by the file PATH (relative to the
+# page's folder). The result is self-contained.
 get_filename_component(folder "${INPUT}" DIRECTORY)
 file(READ "${INPUT}" page)
 string(REGEX MATCHALL "@include [A-Za-z0-9_./-]+" includes "${page}")
 foreach(include IN LISTS includes)
   string(REPLACE "@include " "" path "${include}")
   file(READ "${folder}/${path}" part)
-  # Either tag would end the inline element early, wherever it stands.
+  # Either tag would end the inline element early, even inside a string.
   string(REGEX MATCH "</(script|style)|<!--" early "${part}")
   if(early)
-    message(FATAL_ERROR "${folder}/${path} holds '${early}', which would end the element that it is placed in")
+    message(FATAL_ERROR "${folder}/${path} contains '${early}', which would end its inline element early")
   endif()
   string(REPLACE "${include}\n" "${part}" page "${page}")
 endforeach()

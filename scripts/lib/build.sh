@@ -1,10 +1,10 @@
 # shellcheck shell=bash
-# Configures and builds, quickly when there is nothing to do and quietly unless something fails. Sourced after install.sh;
-# needs $root, the folder of the repository.
+# Configures and builds: fast when up to date, silent unless something fails. Sourced after install.sh; requires $root, the
+# folder of the repository.
 : "${root:?}"
 
-# configure FOLDER PRESET [NAME=VALUE...]: the values stand in CMake's cache afterwards. Does nothing when they stand there
-# already, since Ninja notices a changed CMakeLists.txt by itself.
+# configure FOLDER PRESET [NAME=VALUE...]: sets the values in CMake's cache. Does nothing if they are set already, since Ninja
+# detects a changed CMakeLists.txt.
 configure() {
   local folder=$1 preset=$2
   shift 2
@@ -12,7 +12,7 @@ configure() {
   choose_compiler
   local definitions=() setting
   for setting in "$@"; do definitions+=("-D$setting"); done
-  # CMake refuses a cache that came along when the tree was copied or moved.
+  # CMake refuses the cache of a tree that was copied or moved.
   if [ -f "$folder/CMakeCache.txt" ] && ! names_this_tree "$folder"; then
     rm -rf "$folder/CMakeCache.txt" "$folder/CMakeFiles"
   fi
@@ -21,7 +21,7 @@ configure() {
   if ! (cd "$root" && cmake --preset "$preset" -B "$folder" ${definitions[@]+"${definitions[@]}"}) \
     >"$folder/configure.log" 2>&1; then
     cat "$folder/configure.log" >&2
-    fail "CMake could not configure $folder; what it said is above."
+    fail "CMake could not configure $folder; its output is above."
   fi
   touch "$folder/.configured"
 }
@@ -40,8 +40,8 @@ is_configured() {
 
 names_this_tree() { grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$1/CMakeCache.txt"; }
 
-# build FOLDER WHAT [TARGET...]: WHAT is what people are told; without a target everything is built. False after a failure,
-# when what the compiler said has been shown.
+# build FOLDER WHAT [TARGET...]: builds everything without a target; WHAT names it in messages. On failure prints the compiler's
+# output and returns false.
 build() {
   local folder=$1 what=$2
   shift 2
@@ -51,6 +51,6 @@ build() {
   [ $# -eq 0 ] || arguments+=(--target "$@")
   cmake "${arguments[@]}" >"$folder/build.log" 2>&1 && return
   grep -v '^\[[0-9]*/[0-9]*\] ' "$folder/build.log" >&2 || true
-  say "scripts/$(basename "$0"): building $what failed; what the compiler said is above."
+  say "scripts/$(basename "$0"): building $what failed; the compiler's output is above."
   return 1
 }

@@ -1,7 +1,6 @@
 # shellcheck shell=bash
-# Finds out which tools and libraries a build lacks and installs them from the system's packages: apt on Debian and Ubuntu,
-# Homebrew on macOS (written for it, but not yet run on a Mac). Sourced by the scripts; bash 3.2 and later. Nothing is ever
-# printed on standard output, because that belongs to the program that a script runs in the end.
+# Installs missing tools and libraries from the system's packages: apt on Debian and Ubuntu, Homebrew on macOS (untested).
+# Sourced by the scripts; bash 3.2 and later. Never prints to standard output, which belongs to the program that a script runs.
 
 say() { printf '%s\n' "$*" >&2; }
 
@@ -10,7 +9,7 @@ fail() {
   exit 1
 }
 
-# Makes sure that everything for building is there; with "test" or "bench" also what those scripts need besides.
+# Installs what is missing for building; with "test" or "bench" also what those scripts need.
 install_needs() {
   local purpose=${1:-build}
   if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
@@ -33,7 +32,7 @@ install_needs() {
   fi
 }
 
-# The command that a package is needed for; empty for a library. A tool that came from elsewhere serves as well.
+# Prints the command for which a package is needed, from any source; empty for a library.
 tool_of() {
   case $1 in
     ninja-build) echo ninja ;;
@@ -46,7 +45,7 @@ tool_of() {
 
 install_with_apt() {
   local installed package missing=()
-  # shellcheck disable=SC2016  # dpkg-query fills the fields in
+  # shellcheck disable=SC2016  # dpkg-query expands the fields
   installed=" $(dpkg-query -W -f '${Package}:${db:Status-Status} ' "$@" 2>/dev/null || true)"
   for package in "$@"; do
     case $installed in *" $package:installed "*) continue ;; esac
@@ -61,12 +60,12 @@ apt_install() {
   say "Installing $*…"
   local log
   log=$(mktemp)
-  # The package lists are refreshed only when they do not do: that takes longer than most installations.
+  # Refreshes the package lists only after a failure: that takes longer than most installations.
   if ! apt_get install --no-install-recommends "$@" >"$log" 2>&1 &&
     ! { apt_get update && apt_get install --no-install-recommends "$@"; } >"$log" 2>&1; then
     cat "$log" >&2
     rm -f "$log"
-    fail "apt-get could not install $*; what it said is above."
+    fail "apt-get could not install $*; its output is above."
   fi
   rm -f "$log"
 }
@@ -78,7 +77,7 @@ apt_get() {
   elif [ -t 2 ]; then
     sudo "${command[@]}" </dev/null
   else
-    sudo -n "${command[@]}" </dev/null  # nobody is there to type a password
+    sudo -n "${command[@]}" </dev/null  # no terminal to type a password on
   fi
 }
 
@@ -89,14 +88,14 @@ install_with_brew() {
   for formula in "$@"; do
     [ -e "$prefix/opt/$formula" ] || command -v "$formula" >/dev/null || missing+=("$formula")
   done
-  export OPENSSL_ROOT_DIR="$prefix/opt/openssl@3"  # Homebrew keeps it out of the usual places
+  export OPENSSL_ROOT_DIR="$prefix/opt/openssl@3"  # keg-only: not in the default search paths
   export CMAKE_PREFIX_PATH="$prefix${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}"
   [ ${#missing[@]} -eq 0 ] && return
   say "Installing ${missing[*]}…"
-  brew install --quiet "${missing[@]}" >&2 </dev/null || fail "brew could not install ${missing[*]}; what it said is above."
+  brew install --quiet "${missing[@]}" >&2 </dev/null || fail "brew could not install ${missing[*]}; its output is above."
 }
 
-# True for GCC 12, Clang 14 and later.
+# Returns true for GCC 12, Clang 14 and later.
 is_recent_compiler() {
   local macros clang gcc
   macros=$("$1" -dM -E -x c++ /dev/null 2>/dev/null) || return 1
@@ -105,8 +104,7 @@ is_recent_compiler() {
   if [ -n "$clang" ]; then [ "$clang" -ge 14 ]; else [ "${gcc:-0}" -ge 12 ]; fi
 }
 
-# Leaves the system's compiler to CMake when it is recent enough, else exports CXX with one that is. A CXX that is already set
-# is the reader's own choice.
+# Keeps CMake's default compiler if recent enough, else exports CXX with one that is. A CXX set by the user takes precedence.
 choose_compiler() {
   if [ -n "${CXX:-}" ]; then
     is_recent_compiler "${CXX%% *}" || fail "CXX is '$CXX', but Tidra needs GCC 12, Clang 14 or later."
