@@ -1,4 +1,4 @@
-// The browser of these tests.
+// Launches the browser of these tests.
 
 import { existsSync } from "node:fs";
 
@@ -9,7 +9,7 @@ export const chromiumPath = [
   "/usr/bin/google-chrome",
 ].find((path) => path && existsSync(path));
 
-// Playwright's module, or null where it is not installed.
+// Playwright's module, or null when not installed.
 export async function loadPlaywright() {
   try {
     return await import(process.env.TIDRA_PLAYWRIGHT || "playwright-core");
@@ -27,13 +27,13 @@ export async function launch(playwright) {
     "--disable-component-update",
     "--disable-sync",
   ];
-  // As root, Chromium starts without its sandbox only.
+  // As root, Chromium starts only without its sandbox.
   if (process.getuid?.() === 0) flags.push("--no-sandbox");
   const { chromium } = playwright.default ?? playwright;
   return chromium.launch({ executablePath: chromiumPath, headless: true, args: flags });
 }
 
-// Why these tests cannot run here, or false.
+// The reason why these tests cannot run, or false.
 export function whatIsMissing(playwright) {
   if (!chromiumPath) return "Chromium is missing";
   return playwright ? false : "playwright-core is missing; tests/browser/run installs it";

@@ -1,4 +1,4 @@
-// The dashboard under circumstances: locked, attacked, empty, failing, in other languages, colours and sizes.
+// The dashboard in special situations: locked, attacked, empty, failing, other locales, colours and sizes.
 
 import assert from "node:assert/strict";
 import { after, before, describe, test } from "node:test";

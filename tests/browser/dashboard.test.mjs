@@ -1,4 +1,4 @@
-// The views of the dashboard, what they do and what they export.
+// The dashboard's views, actions and exports.
 
 import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
@@ -36,7 +36,7 @@ describe("dashboard", { skip: whatIsMissing(playwright) }, () => {
       );
       assert.match(await page.title(), /A & "B" <i>$/);
       const stale = hub.hosts.filter((host) => host.status === "stale");
-      await page.getByRole("button", { name: "Admin token" }).waitFor({ state: "hidden" }); // this hub asks for none
+      await page.getByRole("button", { name: "Admin token" }).waitFor({ state: "hidden" }); // this hub requires none
       await shows(page, `${40 - stale.length} of 40`, stale[0].statusReasons[0]);
       await page
         .getByRole("link", { name: /^Stale/ })

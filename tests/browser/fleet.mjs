@@ -1,4 +1,4 @@
-// A made-up fleet, the same one for the same arguments and moment.
+// Generates a fleet; equal arguments and time make equal fleets.
 
 const GB = 1024 ** 3;
 const DAY = 86400000;
@@ -129,7 +129,7 @@ export function makeFleet(count, { now = Date.now(), days = 30, seed = 7 } = {})
   );
 }
 
-// The host report of someone who would like to run a script in the administrator's browser.
+// The report of a host that attempts XSS.
 export function makeHostile(now = Date.now()) {
   const attack = (name) =>
     `<img src=x onerror="window.hacked='${name}'"><script>window.hacked='${name}'</script>"'\`\${hacked}`;

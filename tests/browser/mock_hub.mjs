@@ -1,5 +1,4 @@
-// A hub that answers the API from generated data, on a free port of loopback. It keeps what is written to it, so that tests see
-// what the page has done.
+// A mock of the hub's API with generated data, on a free loopback port. Stores writes, so that tests can check them.
 
 import { execFileSync } from "node:child_process";
 import { mkdtempSync, readFileSync, rmSync } from "node:fs";
@@ -14,7 +13,7 @@ const policyOfContent =
   "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'; img-src data:; connect-src 'self'";
 const escapes = { "&": "&amp;", "<": "&lt;", ">": "&gt;", '"': "&quot;" };
 
-// The page as the program embeds it.
+// The page as embedded in the program.
 export function joinPage() {
   const folder = mkdtempSync(join(tmpdir(), "tidra-page-"));
   try {
@@ -103,9 +102,9 @@ async function readBody(request) {
   return Buffer.concat(parts).toString("utf8");
 }
 
-// Starts a hub. `options` are its fields: hosts, policies, events, title, token, ignoresParts (it knows no limit and offset),
-// mostRows (hosts that it sends at once) and failing (a status that every request is answered with). They may be changed while it
-// runs; `requests` lists what it was asked.
+// Starts a hub. `options` are its fields: hosts, policies, events, title, token, ignoresParts (no paging), mostRows
+// (maximum of a response) and failing (a status for every response). They may be changed while it runs; `requests`
+// lists the requests received.
 export async function startHub(page, options = {}) {
   const hub = {
     hosts: [],

@@ -1,4 +1,4 @@
-// The program's own hub, on a free port of loopback, with the reports of a generated fleet.
+// The real hub on a free loopback port, with the reports of a generated fleet.
 
 import { spawn } from "node:child_process";
 import { existsSync, mkdtempSync, rmSync } from "node:fs";
@@ -11,7 +11,7 @@ import { fileURLToPath } from "node:url";
 export const program = process.env.TIDRA_PROGRAM || fileURLToPath(new URL("../../build/tidra", import.meta.url));
 export const programIsMissing = existsSync(program) ? false : `${program} is missing; TIDRA_PROGRAM names another one`;
 
-// `options` are hosts, policies, title and token, as for the hub of generated data. `ask` sends one request as an administrator.
+// `options` (hosts, policies, title, token) are those of the mock hub. `ask` sends one request as an administrator.
 export async function startRealHub(page, { hosts, policies, title = "Fleet", token = "" }) {
   const folder = mkdtempSync(join(tmpdir(), "tidra-hub-"));
   const hub = spawn(program, ["hub", "serve", "--data", folder, "--listen", "127.0.0.1:0", "--title", title], {
@@ -30,7 +30,7 @@ export async function startRealHub(page, { hosts, policies, title = "Fleet", tok
     url = /^dashboard on (http:.*)\/$/.exec(line)?.[1];
     if (url) break;
   }
-  hub.stdout.resume(); // a full pipe would hold the hub up
+  hub.stdout.resume(); // a full pipe would block the hub
   const ask = async (method, path, body) => {
     const headers = { "Content-Type": "application/json", ...(token && { Authorization: `Bearer ${token}` }) };
     const response = await fetch(`${url}/api/v1/${path}`, { method, body, headers });

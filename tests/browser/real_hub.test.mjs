@@ -1,4 +1,4 @@
-// The page and the program's own hub understand each other.
+// The page with the real hub.
 
 import assert from "node:assert/strict";
 import { after, before, describe, test } from "node:test";
@@ -94,7 +94,7 @@ describe("dashboard of the real hub", { skip: whatIsMissing(playwright) || progr
 
   test("a hostile host is shown as text and can be removed", () => {
     const hostile = makeHostile();
-    // What the hub refuses by itself.
+    // The hub rejects these by itself.
     Object.assign(hostile.latest, { platform: "linux" });
     Object.assign(hostile.latest.topItems[0], { tier: "safe", bytes: 7 });
     hostile.latest.topItems.length = 1;

@@ -1,4 +1,4 @@
-// Takes the pictures of docs/images: tests/browser/run screenshots
+// Makes the images of docs/images: tests/browser/run screenshots
 
 import { mkdirSync } from "node:fs";
 import { fileURLToPath } from "node:url";

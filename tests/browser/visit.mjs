@@ -1,4 +1,4 @@
-// A visit of the dashboard: a hub, a fresh browser profile, and what the browser complains of.
+// A visit of the dashboard: a hub, a fresh browser profile, and the browser's errors.
 
 import assert from "node:assert/strict";
 import { launch } from "./browser.mjs";
@@ -15,9 +15,8 @@ export async function openBrowser(playwright) {
 
 export const closeBrowser = () => browser?.close();
 
-// Opens the page at `fragment`, does `steps(page, hub)` and fails on whatever the browser complained of: faults in the script,
-// breaches of the content policy. `expected` matches complaints that belong to the case, `start` starts another hub than the one
-// of generated data.
+// Opens the page at `fragment`, runs `steps(page, hub)` and fails on any error in the browser: script errors, CSP
+// violations. `expected` matches errors that belong to the test; `start` starts another hub than the mock.
 export async function visit(fragment, { start = startHub, ...hubOptions }, steps, { context = {}, expected = /^$/, wait = ".panel" } = {}) {
   const hub = await start(html, { hosts: makeFleet(40), policies: examplePolicies(), ...hubOptions });
   const profile = await browser.newContext({ locale: "en-GB", ...context });
@@ -56,7 +55,7 @@ export const shows = async (page, ...texts) => {
 export const rows = (page) => page.locator("main tbody tr");
 export const hostNames = (page) => page.locator("main tbody a.name").allInnerTexts();
 
-// In the page: texts whose contrast with what they stand on is below 4.5 (3 for large ones), and how light the ground is.
+// Runs in the page: texts with a contrast below 4.5 (3 for large text), and the lightness of the background.
 export function measureContrast() {
   const numbers = (colour) => colour.match(/[\d.]+/g).map(Number);
   const luminance = ([r, g, b]) =>

@@ -39,7 +39,7 @@ class CliAudit : public CliTest {
     });
   }
   std::string log() const { return tree().path(".tidra/audit.jsonl"); }
-  /// The positions of the records that are shown.
+  /// The positions of the records shown.
   std::vector<std::int64_t> shown(std::vector<std::string> filters) const {
     filters.insert(filters.begin(), {"audit", "show", "--json"});
     const ProgramRun ran = run(filters);
@@ -62,7 +62,7 @@ TEST_F(CliAudit, VerifyTellsTheVerdict) {
   EXPECT_EQ(run({"audit", "verify", "/no/such"}).status, 1);
 }
 
-// What the document tells an auditor to type, run on its example.
+// Runs the commands that the document recommends to auditors on its example.
 TEST_F(CliAudit, TheDocumentedCheckNeedsOnlyShellTools) {
   const Environment environment = processEnvironment();
   for (const std::string tool : {"jq", "sha256sum", "sed"}) {

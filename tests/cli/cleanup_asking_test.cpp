@@ -1,5 +1,4 @@
-// What clean, plan, apply, quarantine and trash promise to whoever types them: what is listed, refused, written and
-// left.
+// clean, plan, apply, quarantine and trash: what they list, refuse, write and keep.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <unistd.h>
@@ -43,7 +42,7 @@ class CleanupAsking : public CliTest {
     }
     return paths;
   }
-  /// A plan of one item with these fields.
+  /// A plan with one item.
   std::string planOf(const std::string& path, const std::string& source = "projectWalk") const {
     const auto host = parseJson(run({"plan", "--no-system"}).out, "The plan").at("host").get<std::string>();
     const nlohmann::json item{{"id", "x"},      {"path", path},          {"label", "x"},    {"bytes", 1},
@@ -189,7 +188,7 @@ TEST_F(CleanupAsking, AnInterruptionDuringTheLastItemEndsEverything) {
   tree().writeFile(".local/share/Trash/info/old.trashinfo",
                    "[Trash Info]\nPath=/x\nDeletionDate=2001-01-01T00:00:00\n");
   std::filesystem::permissions(tree().path(".local/share/Trash"), std::filesystem::perms{0700});
-  // The interruption comes as soon as the folder has its hidden name, or too late, when the item is gone.
+  // The interrupt arrives once the folder has its hidden name, or too late, when the item is gone.
   ProgramOptions options;
   options.errIsTerminal = true;
   std::jthread interrupter;

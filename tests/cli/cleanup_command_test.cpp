@@ -1,4 +1,4 @@
-// clean, plan, apply, quarantine and trash as a person or a script meets them.
+// clean, plan, apply, quarantine and trash as run by people and scripts.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <unistd.h>
@@ -27,7 +27,7 @@ namespace fs = std::filesystem;
 
 class CliCleanup : public CliTest {
  protected:
-  /// A clean of the projects alone.
+  /// Runs clean on projects only.
   ProgramRun clean(std::vector<std::string> arguments, ProgramOptions options = {}) const {
     arguments.insert(arguments.begin(), {"clean", "--no-system"});
     return run(arguments, std::move(options));
@@ -42,7 +42,7 @@ class CliCleanup : public CliTest {
   static DisposalOutcome outcomeOf(const ProgramRun& ran) {
     return JsonCodec<DisposalOutcome>::decode(parseJson(ran.out, "it"), "it");
   }
-  /// A plan document with one item, some of its members replaced; "null" leaves one out.
+  /// A plan with one item and some members replaced; null removes one.
   std::string planText(const nlohmann::json& planChange = {}, const nlohmann::json& itemChange = {}) const {
     auto plan = parseJson(run({"plan", "--no-system", "--method", "delete", "code/web"}).out, "it");
     plan["items"].erase(1);

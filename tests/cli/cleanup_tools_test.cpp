@@ -1,4 +1,4 @@
-// What tools remove is shown, asked for and counted apart from what Tidra removes itself.
+// Items that tools remove are listed, confirmed and counted apart from Tidra's own.
 #include <gmock/gmock.h>
 
 #include "core/base/json_fields.h"
@@ -13,7 +13,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-/// A Conda with an environment of 5000 bytes and unused packages of 3 MB, of which it will reclaim 2 MB.
+/// A Conda with an environment of 5000 bytes, and 3 MB of unused packages of which it reclaims 2 MB.
 class CleanupByTools : public CliTest {
  protected:
   CleanupByTools() {

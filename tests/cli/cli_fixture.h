@@ -1,4 +1,4 @@
-// A home folder with projects of known sizes, and the program run in it.
+// Runs the program in a home folder with projects of known sizes.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,11 +15,11 @@ namespace tidra {
 
 class CliTest : public testing::Test {
  protected:
-  /// ~/code holds four projects: web (node_modules 3000, dist 200), tool (target 50000, of rust), snake (.venv 40) and
-  /// ancient (target 1000, last touched in 2001); ~/.cache holds another, which scans skip.
+  /// ~/code has four projects: web (node_modules 3000, dist 200), tool (target 50000, of rust), snake (.venv 40) and
+  /// ancient (target 1000, last touched in 2001); ~/.cache has another, which scans skip.
   CliTest();
 
-  /// Runs "tidra scan" without what lies outside projects.
+  /// Runs "tidra scan --no-system".
   ProgramRun scan(std::vector<std::string> arguments, ProgramOptions options = {}) const;
   ProgramRun run(const std::vector<std::string>& arguments, ProgramOptions options = {}) const;
 

@@ -1,5 +1,5 @@
-// The program is killed at, or given an error by, every system call by which it changes files, one run each. Whatever
-// the moment, nothing is lost and nothing is half done.
+// Fault injection: kills the program at, or injects an error into, each system call that changes files, one run per
+// call. Nothing may be lost or half done.
 #include <gmock/gmock.h>
 
 #include <array>
@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 using testing::IsEmpty;
 
-/// A home folder of its own for each run, with one project that holds one artefact.
+/// Each run has its own home folder with one project and one artefact.
 class Crash : public CliTest {
  protected:
   static constexpr std::array errors{ENOSPC, EIO, EACCES, EXDEV};
@@ -35,7 +35,7 @@ class Crash : public CliTest {
     home_ = tree().makeFolder("home" + std::to_string(++homes_));
     fillArtefact(place());
   }
-  /// Puts the artefact into quarantine by hand, long ago.
+  /// Puts the artefact into quarantine, dated long ago.
   void beginInQuarantine() {
     begin();
     const std::string entry = store() + "/20200101T000000-node_modules";
@@ -91,14 +91,14 @@ class Crash : public CliTest {
     const auto info = readFile(trashFolder("info/node_modules.trashinfo"));
     return info && FreedesktopTrash::pathOf(*info) == place() && isWhole(trashFolder("files/node_modules"));
   }
-  /// Nothing tells of an item that is not there.
+  /// No manifest or info file without its item.
   void expectNoStray(const std::string& what) const {
     EXPECT_THAT(namesIn(store()), IsEmpty()) << what;
     EXPECT_THAT(namesIn(trashFolder("info")), IsEmpty()) << what;
     EXPECT_THAT(namesIn(trashFolder("files")), IsEmpty()) << what;
   }
 
-  /// Runs `attempt(break)` for every call in turn until one is not reached; its answer is whether it was.
+  /// Runs `attempt(break)` for each call in turn until it returns that the call was not reached.
   template <class Attempt>
   static void forEveryCall(int error, int atLeast, Attempt attempt) {
     int call = 1;
@@ -197,7 +197,7 @@ TEST_F(Crash, WhatDeletingLeavesTheNextRunFinishes) {
   }
 }
 
-/// Another folder comes into the place right before it is moved, and one more right before it is moved back.
+/// Another folder takes the place right before the move, and one more right before the move back.
 TEST_F(Crash, AStrangerThatCannotGoBackIsNamedAndNeverRemoved) {
   for (const std::string method : {"delete", "quarantine", "trash"}) {
     begin();
@@ -234,7 +234,7 @@ TEST_F(Crash, AStrangerThatCannotGoBackIsNamedAndNeverRemoved) {
   }
 }
 
-/// A disk that fails in the midst of a listing makes nothing look smaller or otherwise than it is.
+/// A disk error while listing must not make sizes look smaller without a note.
 TEST_F(Crash, WhatCouldNotBeListedIsNotedAndNotReported) {
   begin();
   const std::string output = home_ + "/output";

@@ -1,4 +1,4 @@
-// The trash as the desktop's own tools see it. Skipped where trash-cli is not installed.
+// Compatibility of the trash with the desktop's tools. Skipped without trash-cli.
 #include <gmock/gmock.h>
 
 #include <cstdio>
@@ -19,7 +19,7 @@ class DesktopTrash : public CliTest {
   void SetUp() override {
     if (std::system("command -v trash-list trash-restore >/dev/null 2>&1") != 0) GTEST_SKIP() << "needs trash-cli";
   }
-  /// What a command line prints that has this home folder, and $PLACE for a path of any name.
+  /// The output of a command line with this home folder, and $PLACE as a path of any name.
   std::string printed(const std::string& commandLine, const std::string& place) const {
     ::setenv("PLACE", place.c_str(), 1);
     const std::string whole =
@@ -30,7 +30,7 @@ class DesktopTrash : public CliTest {
     if (pipe != nullptr) ::pclose(pipe);
     return text;
   }
-  /// Trashes the target folder of one project after the other, and has each listed and brought back.
+  /// Trashes each project's target folder, then lists and restores it with trash-cli.
   void expectEachComesBack(const std::string& below) const {
     for (const std::string name :
          {"plain", "with space", "100%20", "it's \"quoted\"", "über 😀", "two\nlines", "a;b#c"}) {

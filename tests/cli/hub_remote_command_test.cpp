@@ -1,4 +1,4 @@
-// "tidra hub …" as a process against a server on this machine.
+// "tidra hub …" as a process against a loopback server.
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
@@ -29,7 +29,7 @@ class HubRemoteCommand : public CliTest {
     options.environment.insert({{"TIDRA_HUB_URL", hub_.url()}, {"TIDRA_HUB_TOKEN", "admin"}});
     return run(arguments, std::move(options));
   }
-  /// "METHOD path" of what came since the last call.
+  /// "METHOD path" of the requests since the last call.
   std::vector<std::string> asked() {
     std::vector<std::string> lines;
     for (const HTTPRequest& request : hub_.requests()) lines.push_back(request.method + " " + request.path);

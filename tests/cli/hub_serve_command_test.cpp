@@ -21,7 +21,7 @@ using testing::StartsWith;
 
 class HubServeCommand : public CliTest {
  protected:
-  /// The hub until it has said where it listens.
+  /// Runs the hub until it has printed its address.
   ProgramRun serve(std::vector<std::string> options, const std::function<void(pid_t)>& meanwhile = {},
                    Environment environment = {}) const {
     std::vector<std::string> arguments{"hub", "serve", "--data", tree().path("hub"), "--listen", "127.0.0.1:0"};
@@ -105,7 +105,7 @@ TEST_F(HubServeCommand, APortOrAFolderThatIsTakenIsTold) {
                              ": bind() failed: Address already in use; choose another address with --listen.\n");
 }
 
-/// The port that a hub on this folder said, in its event about the start.
+/// The URL in the hub's start event.
 std::string urlOf(const std::string& data) {
   const auto events = EventLog(data + "/events.jsonl").recent(1);
   const std::string message = events.at(0).message;
@@ -155,7 +155,7 @@ TEST_F(HubServeCommand, WarnsOfAnOpenHubEvenWhenItIsToBeQuiet) {
     std::vector<std::string> arguments{"hub",      "serve",    "--quiet", "--data", tree().path("hub"),
                                        "--listen", "0.0.0.0:0"};
     arguments.insert(arguments.end(), more.begin(), more.end());
-    // Nothing but the warning is ever written; without it the hub is killed in the end.
+    // Only the warning is ever written; without it the hub is killed at the timeout.
     ProgramOptions options{.environment = std::move(environment)};
     options.onFirstError = [](pid_t program) { ::kill(program, SIGTERM); };
     return run(arguments, options);

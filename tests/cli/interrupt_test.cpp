@@ -1,5 +1,5 @@
-// The program is sent a signal at many moments of a run. Whatever the moment, it ends; what it says is gone is gone and
-// everything else is there; and while nothing is gone yet, nothing goes any more.
+// Sends a signal at many moments of a run. At each: the program ends, reports exactly what is gone, and an interrupt
+// before the first removal removes nothing.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -23,21 +23,21 @@ using std::chrono::microseconds;
 
 struct Case {
   std::string name;
-  std::vector<std::string> arguments;  // HOME stands for the home folder
+  std::vector<std::string> arguments;  // HOME is replaced by the home folder
   bool asks = false;
 };
 
 void PrintTo(const Case& one, std::ostream* out) { *out << one.name; }
 
-/// A home folder of its own for each run: three projects with an artefact each. One is a repository, or two where git
-/// hangs, each of which costs every other run the start of several processes.
+/// Each run has its own home folder with three projects of one artefact each. One is a repository, or two where git
+/// hangs; each repository costs the other runs several processes.
 class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<Case, bool>> {
  protected:
-  /// Fifty of each command: a run that waits for git is at the same point at most of its moments.
+  /// Fifty per command; fewer where git hangs, since most moments then hit the same wait.
   int moments() const { return gitHangs() ? 10 : 40; }
 
   const Case& chosen() const { return std::get<0>(GetParam()); }
-  /// Reading the index of such a repository never ends, and git with it.
+  /// The index is a FIFO, so git blocks on reading it.
   bool gitHangs() const { return std::get<1>(GetParam()); }
 
   std::array<const char*, 3> projects() const {
@@ -57,7 +57,7 @@ class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<
     }
     tree().writeFile(name + "/policy.json", R"({"scan": {"roots": ["~/code"], "categories": []},
       "disposal": {"method": "delete"}, "autoClean": {"minBytes": 0, "minIdleDays": 0}})");
-    // The tier is what a repository that git hangs on gets, too.
+    // This tier includes repositories on which git hangs.
     tree().writeFile(name + "/plan.json", plan(tree().path(name)));
     return tree().path(name);
   }
@@ -89,7 +89,7 @@ class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<
     }
     return paths;
   }
-  /// What the program says it has removed, or broken off in the midst of.
+  /// Paths reported as removed, or as interrupted in the middle.
   static std::set<std::string> reported(const std::string& text) {
     std::set<std::string> paths;
     if (text.empty() || !text.starts_with('{')) return paths;
@@ -117,7 +117,7 @@ class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<
     return run(arguments, std::move(options));
   }
 
-  /// How long a run takes that nobody interrupts, and what is gone after it: a question is its end.
+  /// Duration and result of an uninterrupted run; one that asks ends at the question.
   microseconds uninterrupted() {
     const auto home = makeHome("reference");
     const auto began = std::chrono::steady_clock::now();
@@ -147,14 +147,14 @@ class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<
     const auto left = gone(home);
     const auto told = ::testing::Message() << "after " << after.count() << " us: status " << ran.status << "\n"
                                            << ran.out << ran.err;
-    // Before it has begun, the program has the system's way to end.
+    // Before its handlers are installed, the signal's default action ends the program.
     const bool hadNotBegun = ran.status == 128 + signal && ran.out.empty() && ran.err.empty();
     EXPECT_TRUE(hadNotBegun || ran.status == 130 || (ran.status == 0 && !chosen().asks)) << told;
     EXPECT_EQ(reported(ran.out), left) << told;
     EXPECT_TRUE(ran.status != 0 || left.size() == expected_) << told;
     EXPECT_FALSE(gitHangs() && ran.status == 0) << told;
     EXPECT_FALSE(wasWhole && expected_ > 0 && ran.status == 0) << told;
-    // The first removal may just have begun.
+    // The first removal may just have started.
     EXPECT_TRUE(!wasWhole || left.size() <= 1) << told;
     EXPECT_TRUE(expected_ > 0 || left.empty()) << told;
     if (const auto plan = readFile(home + "/new.json")) {
@@ -165,16 +165,16 @@ class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<
   }
 
  private:
-  std::size_t expected_ = 0;  // gone after a run to the end; none while git hangs
+  std::size_t expected_ = 0;  // removed by a complete run; 0 while git hangs
 };
 
 TEST_P(Interrupt, BeforeTheFirstRemovalRemovesNothing) {
-  // Within this time a run has come to the git that hangs, and waits.
+  // Long enough to reach the git that hangs.
   constexpr microseconds untilGitHangs{500'000};
   const auto length = gitHangs() ? untilGitHangs : uninterrupted();
   std::atomic<int> next{0};
   std::vector<std::jthread> threads;
-  // Those that wait cost nothing.
+  // Waiting runs use no CPU, so run all at once.
   for (int i = 0; i < (gitHangs() ? moments() : 2); ++i) {
     threads.emplace_back([&] {
       for (int number = next++; number < moments(); number = next++) interrupt(number, length * number / moments());

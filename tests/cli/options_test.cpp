@@ -1,5 +1,4 @@
-// What the options of all commands promise as a whole: the manual page names each, and a pair of which one would do
-// nothing is refused.
+// The options of all commands: the manual page lists each, and pairs without effect are refused.
 #include <gmock/gmock.h>
 
 #include <map>
@@ -14,12 +13,12 @@ namespace {
 
 using testing::HasSubstr;
 
-/// Options by command, "" for the program itself.
+/// Options by command; "" is the program itself.
 using OptionsOfCommands = std::map<std::string, std::set<std::string>>;
 
 class Options : public CliTest {
  protected:
-  /// Adds the options that the help of a command and of all its subcommands lists.
+  /// Adds the options in the help of a command and its subcommands.
   void addHelp(const std::string& command, OptionsOfCommands& options) const {
     std::vector<std::string> arguments;
     for (const auto word : splitNonEmpty(command, ' ')) arguments.emplace_back(word);
@@ -33,7 +32,7 @@ class Options : public CliTest {
       if (section == "Subcommands:") addHelp(command.empty() ? entry : command + " " + entry, options);
     }
   }
-  /// The same from the manual page: its OPTIONS are the program's, and headings below OPTIONS OF COMMANDS name
+  /// Options by command from the manual page: OPTIONS are the program's, headings below OPTIONS OF COMMANDS name
   /// commands.
   static OptionsOfCommands manual() {
     OptionsOfCommands options;

@@ -24,7 +24,7 @@ void check(bool succeeded, const char* what) {
   if (!succeeded) throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// One stream of the program: what it writes to and what we read.
+/// One output stream of the program, with our reading end.
 struct Stream {
   FileDescriptor ours;
   FileDescriptor theirs;
@@ -81,7 +81,7 @@ pid_t start(const std::vector<std::string>& arguments, const ProgramOptions& opt
   return child;
 }
 
-/// Takes what has arrived; closes the stream at its end, which a terminal tells as an error.
+/// Reads what has arrived; closes the stream at its end, which a terminal reports as an error (EIO).
 void take(Stream& stream) {
   std::array<char, 4096> chunk;
   const auto count = ::read(stream.ours.get(), chunk.data(), chunk.size());

@@ -1,4 +1,4 @@
-// The built program as a process: its exit status and every byte of its two streams.
+// Runs the built program as a process: exit status and both output streams.
 #pragma once
 
 #include <sys/types.h>
@@ -14,28 +14,28 @@
 namespace tidra {
 
 struct ProgramRun {
-  int status = 0;  // of the exit; 128 + the number of a signal that ended it
+  int status = 0;  // exit status, or 128 + the signal's number
   std::string out;
   std::string err;
 };
 
 struct ProgramOptions {
-  Environment environment;  // the whole of it
+  Environment environment;  // the complete environment
   std::string folder = "/";
-  bool outIsTerminal = false;  // of 80 columns, passing bytes on as they are
+  bool outIsTerminal = false;  // of 80 columns, in raw mode
   bool errIsTerminal = false;
-  std::optional<std::string> typed = {};  // standard input is a terminal at which this is typed; absent: no input
-  std::function<void(pid_t)> onFirstError = {};   // when the first bytes arrive on standard error
-  std::function<void(pid_t)> onFirstOutput = {};  // the same on standard output
+  std::optional<std::string> typed = {};          // input typed at a terminal; absent: no input
+  std::function<void(pid_t)> onFirstError = {};   // on the first bytes of standard error
+  std::function<void(pid_t)> onFirstOutput = {};  // on the first bytes of standard output
 
   struct Moment {
-    std::chrono::microseconds after{};  // the start
-    std::function<void(pid_t)> act;     // once, unless both streams are closed by then
+    std::chrono::microseconds after{};  // since the start
+    std::function<void(pid_t)> act;     // called once, unless both streams are closed by then
   };
   std::optional<Moment> moment = {};
 };
 
-/// Runs the program to its end; one that has not ended after a minute is killed.
+/// Runs the program to its end, or kills it after a minute.
 ProgramRun runProgram(const std::vector<std::string>& arguments, const ProgramOptions& options);
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// Folders that are named bound everything: what lies outside them is neither shown nor removed unless it is asked for.
+// Named roots bound everything: what is outside is neither shown nor removed unless requested.
 #include <gmock/gmock.h>
 
 #include <filesystem>
@@ -17,7 +17,7 @@ using testing::UnorderedElementsAreArray;
 
 constexpr const char* note = "note: Caches and tools outside ~/code were not looked at; --system includes them.\n";
 
-/// A home folder with a project and a cache in "code", a cache and an environment of Conda elsewhere.
+/// "code" has a project and a cache; another cache and a Conda environment are elsewhere.
 class NamedRoots : public CliTest {
  protected:
   NamedRoots() {
@@ -106,7 +106,7 @@ TEST_F(NamedRoots, BoundWhatIsPlannedAndRemoved) {
   EXPECT_EQ(cleaned.err, note);
   EXPECT_TRUE(pathFacts(tree().path("u/.npm/_cacache/f")));
   EXPECT_EQ(in({"clean", "code", "--yes"}).err, note) << "nothing is left to remove";
-  // A plan names its items, wherever they lie.
+  // A plan names its items, wherever they are.
   tree().writeFile("u/plan.json", whole.out);
   EXPECT_EQ(in({"apply", "plan.json", "--method", "delete", "--yes"}).status, 1) << "two are gone";
   EXPECT_FALSE(pathFacts(tree().path("u/.npm/_cacache")));

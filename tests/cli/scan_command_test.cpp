@@ -23,7 +23,7 @@ using testing::StartsWith;
 
 class ScanCommand : public CliTest {
  protected:
-  /// The exit status of a shell command, which calls the program "$tidra"; its output goes nowhere.
+  /// The exit status of a shell command with the program as "$tidra"; output is discarded.
   int inShell(const std::string& command) const {
     constexpr double longest = 60;
     const auto ran = ProcessRunner::run(
@@ -35,7 +35,7 @@ class ScanCommand : public CliTest {
     return ran ? ran->status : -1;
   }
 
-  /// A rules file with one rule: every folder "cacheme", with hostile texts in place of label and hint.
+  /// A rules file with one rule: every folder "cacheme", with hostile label and hint.
   std::string rulesFile(const std::string& hint = "remake") const {
     return tree().writeFile("rules.json", R"({"projectRules": [{"id": "mine", "folderName": "cacheme",
         "ecosystem": "ours", "tier": "warning", "label": "l\u001b[31mabel", "restoreHint": ")" +
@@ -106,7 +106,7 @@ TEST_F(ScanCommand, OptionsChooseWhatIsFound) {
       {{"--threads", "256"}, all},
   };
   for (const Case& c : cases) EXPECT_EQ(found(c.arguments), c.found) << joined(c.arguments, " ");
-  // What means nothing here is noted and otherwise ignored.
+  // Unknown ids and variables are noted and otherwise ignored.
   const ProgramRun noted = scan({"--disable-rule", "no-such-rule,target", "--exclude", "$NOPE,~/$NOPE,web"});
   EXPECT_EQ(noted.status, 0);
   EXPECT_THAT(noted.out, AllOf(HasSubstr("snake"), Not(HasSubstr("/web")), Not(HasSubstr("target"))));
@@ -131,7 +131,7 @@ TEST_F(ScanCommand, TextForAPipeCutsNothing) {
                              HasSubstr("53 KB reclaimable"), Not(HasSubstr("\x1b")), Not(HasSubstr("…"))));
 }
 
-/// Where each text stands; the texts of a list in the order of their places.
+/// Expects the parts in this order.
 void expectInOrder(const std::string& text, const std::vector<std::string>& parts) {
   std::size_t from = 0;
   for (const std::string& part : parts) {
@@ -205,7 +205,7 @@ TEST_F(ScanCommand, FewDescriptorsLoseNothing) {
   }
 }
 
-/// What the program itself needs differs from build to build, so it is tried how far it comes.
+/// The program's own needs differ between builds, so try increasing limits.
 TEST_F(ScanCommand, TooLittleMemoryEndsInASentence) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "the sanitizers take more address space than is allowed here";
@@ -247,7 +247,7 @@ TEST_F(ScanCommand, ChangesNothingBelowItsRoots) {
   const auto before = snapshotOf(tree().path("code"));
   EXPECT_EQ(scan({"code"}).status, 0);
   EXPECT_EQ(snapshotOf(tree().path("code")), before);
-  // A dry run does not even keep the result.
+  // A dry run does not store the result either.
   const TemporaryTree other;
   ProgramOptions options;
   options.environment = {{"HOME", other.root()}};
@@ -350,7 +350,7 @@ TEST_F(ScanCommand, ATerminalOf80ColumnsGetsNoWiderLineAndNoForeignEscape) {
   EXPECT_THAT(uncoloured.out,
               AllOf(Not(HasSubstr("\x1b")), Not(HasSubstr("\x07")), Not(HasSubstr("\r")),
                     Not(HasSubstr("\xe2\x80\xae")), HasSubstr("\\x1b]0;owned"), HasSubstr("more projects")));
-  // The live line moves the cursor itself, but passes nothing on.
+  // The live line may move the cursor, but no text may.
   for (std::size_t from = 0; from < uncoloured.err.size();) {
     const auto next = std::min(uncoloured.err.find("\r\x1b[K", from), uncoloured.err.size());
     EXPECT_LE(displayWidth(uncoloured.err.substr(from, next - from)), 80U);
@@ -371,7 +371,7 @@ TEST_F(ScanCommand, ATerminalOf80ColumnsGetsNoWiderLineAndNoForeignEscape) {
 
 TEST_F(ScanCommand, AnInterruptShowsWhatWasFoundAndSaysSo) {
   for (int i = 0; i < 300; ++i) tree().writeFileOfSize("slow/p" + std::to_string(i) + "/target/f", 3);
-  // Tens of thousands of patterns for every entry make a small tree last many seconds.
+  // Tens of thousands of patterns per entry make a small tree take many seconds.
   std::vector<std::string> arguments{"slow", "--json", "--threads", "1"};
   for (int list = 0; list < 8; ++list) {
     std::string patterns = "never";
@@ -381,7 +381,7 @@ TEST_F(ScanCommand, AnInterruptShowsWhatWasFoundAndSaysSo) {
   ProgramOptions options;
   options.errIsTerminal = true;
   for (const int signal : {SIGINT, SIGTERM}) {
-    // The live line shows that the scan has begun.
+    // The live line shows that the scan has started.
     options.onFirstError = [signal](pid_t child) { ::kill(child, signal); };
     const ProgramRun ran = scan(arguments, options);
     EXPECT_EQ(ran.status, 130);

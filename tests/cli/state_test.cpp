@@ -1,4 +1,4 @@
-// The commands that keep something between runs, and the choice of what lies outside projects.
+// Commands with state between runs, and the selection of system caches.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -32,8 +32,7 @@ class CliState : public CliTest {
         "paths": {"linux": ["~/.mine"], "macos": ["~/.mine"]}}]})");
   }
 
-  /// A scan of categories that ask nothing of this machine's own tools, with the caches and a category that rules made
-  /// up.
+  /// Scans categories that run none of this machine's tools: the caches and a category of the test's rules.
   ProgramRun scanAll(std::vector<std::string> more) const {
     std::vector<std::string> arguments{"scan", "--json", "--rules", rules_};
     const auto isChosen = [](const std::string& word) { return word == "--category" || word == "--no-system"; };
@@ -119,13 +118,13 @@ TEST_F(CliState, ExclusionsAreKeptAndHonoured) {
   EXPECT_EQ(run({"exclude", "add", "~/$NO_SUCH"}).out, "~/$NO_SUCH is now excluded.\n");
   EXPECT_EQ(run({"exclude", "remove", "~/$NO_SUCH"}).status, 0);
   EXPECT_EQ(run({"exclude", "remove", "t?ol\\x1b[31m"}).status, 0) << "as the list shows it";
-  // A path from the current folder is no pattern.
+  // A relative path is not a pattern.
   EXPECT_EQ(run({"exclude", "add", "./some/x"}).out, "~/some/x is now excluded.\n");
   EXPECT_EQ(run({"exclude", "add", "code/../../x"}).out, parentPath(tree().root()) + "/x is now excluded.\n");
   EXPECT_THAT(run({"exclude", "add", "../x"}).out, HasSubstr("/x was already excluded.\n"));
   EXPECT_THAT(run({"exclude", "add", "-n", "./x/**"}).out, "~/x/** would be excluded.\n");
   EXPECT_EQ(run({"exclude", "remove", "~/some/x"}).status, 0);
-  // One entry, however it is written.
+  // One entry in several spellings.
   tree().makeFolder("k4");
   const std::vector<std::string> spellings{"k4", "k4/", "./k4", tree().path("k4")};
   for (const std::string& added : spellings) {

@@ -1,4 +1,4 @@
-// Emptying the trash: what goes, what stays, and what people read about both, by every way to empty it.
+// Emptying the trash in every way: what is removed, what stays, and the messages.
 #include <gmock/gmock.h>
 #include <signal.h>
 
@@ -22,7 +22,7 @@ class TrashCommand : public CliTest {
  protected:
   static constexpr const char* trash = ".local/share/Trash/";
 
-  /// An entry of a kind: "old" was trashed in 2020, "orphan" has no info file.
+  /// Adds an entry: "old" was trashed in 2020, "orphan" has no info file.
   void put(const std::string& name, std::size_t bytes = 5000) const {
     tree().writeFileOfSize(trash + ("files/" + name) + "/f", bytes);
     tree().makeFolder(trash + std::string("info"));
@@ -62,7 +62,7 @@ TEST_F(TrashCommand, EveryWayKeepsWhatNothingDatesUnlessToldAndSaysSo) {
     EXPECT_TRUE(has("orphan") && !has("old")) << way[1];
     EXPECT_THAT(ran.err, AllOf(HasSubstr("in the trash"), HasSubstr("orphan has no info file"))) << way[1];
     EXPECT_THAT(ran.out, AllOf(Not(HasSubstr("is emptied, ")), Not(HasSubstr("Nothing was")))) << way[1];
-    // Now nothing goes any more.
+    // Now nothing is left to remove.
     const auto again = run(way + std::vector<std::string>{"--yes"});
     EXPECT_THAT(again.err, HasSubstr("orphan has no info file")) << way[1];
     EXPECT_THAT(again.out, AllOf(Not(HasSubstr("trash is emptied")), Not(HasSubstr("0 entries go")))) << way[1];
@@ -82,7 +82,7 @@ TEST_F(TrashCommand, AQuestionOffersWhatNothingDates) {
       EXPECT_EQ(ran.status, 0) << ran.err;
       EXPECT_EQ(has("old"), hasOld) << answers << ran.err;
       EXPECT_EQ(has("orphan"), hasOrphan) << answers << ran.err;
-      // The sum is that of what goes by this question.
+      // The size in this question covers its own entries only.
       EXPECT_TRUE(way != selecting || ran.err.find("Empty the trash (5 KB) for good?") != std::string::npos) << ran.err;
     }
   }
@@ -95,7 +95,7 @@ TEST_F(TrashCommand, AnInterruptedEmptyingCountsWhatIsGoneAndWhatStays) {
     for (int i = 0; i < entries; ++i) put(std::to_string(i), 1);
     ProgramOptions options{.environment = {}, .typed = "y\n"};
     std::jthread interrupter;
-    // The question is the first thing on standard error.
+    // The question is the first output on standard error.
     options.onFirstError = [&](pid_t program) {
       interrupter = std::jthread([&, program] {
         while (countLeft() == entries) std::this_thread::yield();

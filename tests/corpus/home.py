@@ -16,7 +16,7 @@ from pathlib import Path
 from program import Tidra, fail, say
 
 NOBODY = 65534
-# Asking the engines and environments of the machine itself would reach beyond the scratch home.
+# Asking the machine's engines and environments would reach beyond the scratch home.
 CATEGORIES = "aiTools,agentHost,globalCaches,globalModules"
 COMMANDS = ("sh", "cat", "dirname", "readlink", "env", "git", "node", "npm", "sleep")
 GREETING = "it runs"
@@ -28,8 +28,8 @@ class Program:
 
     name: str
     folder: str  # of the installation, relative to the home folder
-    needs: list  # the files that it cannot run without, relative to the folder
-    beside: dict = field(default_factory=dict)  # what else the installer leaves there
+    needs: list  # files that it needs to run, relative to the folder
+    beside: dict = field(default_factory=dict)  # other files of the installer
     launcher: str = "bin/run"
 
 
@@ -90,7 +90,7 @@ PROGRAMS = [
             {"package.json": package("chat_core")}),
 ]
 
-# What a clean may take: made by tools, in git, ignored.
+# What a clean may remove: made by tools, in git, ignored.
 LEFTOVERS = ["code/mono/node_modules", "code/mono/packages/x/dist", "code/workspace/node_modules",
              "code/workspace/packages/x/node_modules"]
 SOURCES = {
@@ -236,10 +236,10 @@ def become_nobody(folder):
 def measure(cache, program, registry, without):
     """Prints what is amiss; true when nothing is."""
     cache.mkdir(parents=True, exist_ok=True)
-    # Whom root becomes could not enter every folder that root can.
+    # An unprivileged user cannot enter every folder that root can.
     with tempfile.TemporaryDirectory(prefix="tidra-home-", dir="/var/tmp" if os.geteuid() == 0 else cache) as scratch:
         folder = Path(scratch)
-        # A copy, since the one who runs it below may not be allowed to read the build folder.
+        # A copy, since the user who runs it may not be able to read the build folder.
         own = folder / "tidra"
         shutil.copy(Tidra(program).program, own)
         work = folder / "work"

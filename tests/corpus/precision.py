@@ -16,7 +16,7 @@ SUITE = "bookworm"
 MIRROR = "http://deb.debian.org/debian"
 KEYRING = "/usr/share/keyrings/debian-archive-keyring.gpg"
 MOST_SELECTED = 5
-PACKAGES_AT_ONCE = 20  # a call of apt-get; the archives are removed once unpacked, so this bounds the disk as well
+PACKAGES_AT_ONCE = 20  # per apt-get call; archives are removed once unpacked, which bounds the disk space too
 
 
 class SourceArchive:
@@ -55,7 +55,7 @@ class SourceArchive:
 
     def _download(self, wanted):
         if self._call("source", "--download-only", *wanted).returncode != 0:
-            for one in wanted:  # one that is missing keeps apt-get from fetching the others
+            for one in wanted:  # a missing one would keep apt-get from fetching the others
                 self._call("source", "--download-only", one)
         found = {}
         for description in self.archives.glob("*.dsc"):
@@ -88,7 +88,7 @@ def unpack(description, target):
                             stderr=subprocess.PIPE, text=True)
     if result.returncode != 0:
         fail(f"dpkg-source could not unpack {description.name}: {result.stderr.strip()}")
-    for leftover in partial.rglob(".git"):  # some archives hold those of submodules; git would take what surrounds the corpus
+    for leftover in partial.rglob(".git"):  # a submodule's .git makes git use what surrounds the corpus
         shutil.rmtree(leftover) if leftover.is_dir() else leftover.unlink()
     partial.rename(target)
 

@@ -12,13 +12,13 @@ from dataclasses import dataclass, field
 @dataclass
 class Project:
     name: str
-    needs: str  # programs without which the project is left out, separated by spaces
-    build: list  # the commands that make the artefacts; the restore hints mean the same ones
+    needs: str  # required programs, separated by spaces; the project is skipped without them
+    build: list  # commands that make the artefacts, as in the restore hints
     files: dict = field(default_factory=dict)
     make: list = field(default_factory=list)  # commands that make sources, before the commit
     ignore: str | None = None  # the .gitignore of a project in git; absent: without git
-    copy_of: str | None = None  # a built project whose files arrived by a copy
-    unpacked: bool = False  # … or out of an archive instead
+    copy_of: str | None = None  # a built project whose files were copied
+    unpacked: bool = False  # … or unpacked from an archive instead
 
 
 def package(**content):

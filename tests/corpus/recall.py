@@ -13,9 +13,9 @@ from program import Tidra, fail, human, refuse_root, say
 from projects import PROJECTS
 
 LEAST_SHARE = 0.97
-BUILD_TIMEOUT = 900  # seconds, for one command
+BUILD_TIMEOUT = 900  # seconds per command
 BUILDS_AT_ONCE = 6  # they mostly wait for the registry and the disk
-# A finished deployable is a result and no leftover: what lies in it was put there for shipping.
+# A finished deployable is a result, not a leftover: its contents were put there for shipping.
 DEPLOYABLES = {".output"}
 TOOLS = {"yarn": "yarn@1", "pnpm": "pnpm@9", "bun": "bun", "berry": "@yarnpkg/cli-dist@4"}
 
@@ -26,7 +26,7 @@ class Workshop:
     def __init__(self, cache):
         self.home = cache / "home"
         self.projects = cache / "projects"
-        self.sources = cache / "sources"  # the folders that each project had before it was built
+        self.sources = cache / "sources"  # the folders of each project before it was built
         self.tools = cache / "tools"
         for folder in (self.home, self.projects, self.sources, self.tools / "bin"):
             folder.mkdir(parents=True, exist_ok=True)
@@ -43,7 +43,7 @@ class Workshop:
         if shutil.which("npm") and not (self.tools / "node_modules/.bin/yarn").exists():
             say("Installing yarn, pnpm and bun from the npm registry…")
             self.run(self.tools, f"npm install --no-audit --no-fund --prefix . {' '.join(TOOLS.values())}")
-        # Both generations of yarn call their program the same.
+        # Both generations of yarn have the same program name.
         classic, berry = self.tools / "bin/yarn", self.tools / "bin/yarn-berry"
         for program, script in ((classic, "yarn/bin/yarn.js"), (berry, "@yarnpkg/cli-dist/bin/yarn.js")):
             program.write_text(f'#!/bin/sh\nexec node "{self.tools}/node_modules/{script}" "$@"\n', encoding="ascii")
@@ -56,7 +56,7 @@ class Workshop:
         try:
             printed, _ = process.communicate(timeout=BUILD_TIMEOUT)
         except subprocess.TimeoutExpired:
-            os.killpg(process.pid, signal.SIGKILL)  # with what the shell started, which would go on writing
+            os.killpg(process.pid, signal.SIGKILL)  # the process group: children would go on writing
             process.communicate()
             return f"{command}: not done within {BUILD_TIMEOUT} seconds"
         if process.returncode == 0:
@@ -88,7 +88,7 @@ class Workshop:
         if missing:
             return f"{missing[0]} is not installed"
         say(f"Building {project.name}…")
-        # Built at its final place, since environments and build trees hold its path.
+        # Build at the final path: environments and build trees contain it.
         unfinished = self.unfinished(project)
         unfinished.touch()
         failure = self.build_in(target, project)

@@ -1,5 +1,4 @@
-// A policy is one or it is refused with a sentence; one that is taken is the same policy when it is written and read
-// again.
+// A document is a policy or is refused with a sentence; an accepted one survives a round trip.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// What arrives in two pieces is read as what arrives in one, and a request that is taken has one meaning.
+// Splitting the input does not change the result, and an accepted request has one meaning.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// Whatever a server sends is a response or a malformed one, and its body is never longer than what arrived.
+// Any input is a response or malformed, and a body is never longer than the input.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

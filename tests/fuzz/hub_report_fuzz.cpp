@@ -1,5 +1,5 @@
-// A report is one or it is refused; one that is taken keeps its meaning when it is written and read again, as do the
-// host's file that is made of it and the copy of that file in which the history has lost its usual form.
+// A document is a report or is refused; an accepted one survives a round trip, as do the host's file made of it and a
+// copy of that file with unusual formatting of the history.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -51,7 +51,7 @@ void requireSameFile(const HubHostReport& report) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto report = reportIn({reinterpret_cast<const char*>(data), size});
   if (!report) return 0;
-  // Whatever is not UTF-8 has become U+FFFD by now, in the first text.
+  // Invalid UTF-8 has become U+FFFD in the first text.
   const std::string text = HubJSON::compact(*report);
   const auto again = reportIn(text);
   require(again.has_value());

@@ -1,4 +1,4 @@
-// A server on this machine that answers as it is told and keeps what it was asked.
+// A loopback server with canned responses that records its requests.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ class CannedHub {
     return "http://127.0.0.1:" + std::to_string(server_.port()) + path;
   }
 
-  /// From now on everything is answered so. The handler may be called on several threads at once.
+  /// Sets the response to all requests. The handler may be called concurrently.
   void answer(HTTPHandler handler) {
     const std::scoped_lock guard(lock_);
     handler_ = std::move(handler);
@@ -29,19 +29,19 @@ class CannedHub {
     answer([response](const HTTPRequest&) { return response; });
   }
 
-  /// What came since the last call.
+  /// The requests since the last call.
   std::vector<HTTPRequest> requests() {
     const std::scoped_lock guard(lock_);
     return std::exchange(requests_, {});
   }
-  /// The same when it is one request.
+  /// The request since the last call, which must be the only one.
   HTTPRequest asked() {
     auto all = requests();
     EXPECT_EQ(all.size(), 1U);
     return all.empty() ? HTTPRequest{} : std::move(all.front());
   }
 
-  /// From now on it is away.
+  /// Stops the server.
   void stop() { server_.stop(); }
 
  private:

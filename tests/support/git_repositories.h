@@ -12,10 +12,10 @@
 
 namespace tidra {
 
-/// Skips its tests where git is not installed. The home folder, "home" in the tree, holds no configuration.
+/// Skips its tests without git. The home folder, "home" in the tree, has no configuration.
 class WithGitRepositories : public testing::Test {
  protected:
-  /// When every commit was made.
+  /// The date of every commit.
   static constexpr TimePoint commitDate{std::chrono::seconds{1700000000}};
 
   void SetUp() override {
@@ -24,7 +24,7 @@ class WithGitRepositories : public testing::Test {
     if (!git_) GTEST_SKIP() << "git is not installed";
   }
 
-  /// Runs git as a person would, with whatever the repository's configuration says.
+  /// Runs git as a person would, with the repository's configuration in effect.
   std::optional<ProcessRunner::Result> tryGit(const std::string& folder, std::vector<std::string> arguments) const {
     Environment environment = environment_;
     for (const std::string who : {"GIT_AUTHOR_", "GIT_COMMITTER_"}) {
@@ -42,14 +42,14 @@ class WithGitRepositories : public testing::Test {
                                .timeoutSeconds = longest});
   }
 
-  /// The output of a command that succeeds.
+  /// The output of a command that must succeed.
   std::string git(const std::string& folder, const std::vector<std::string>& arguments) const {
     const auto result = tryGit(folder, arguments);
     EXPECT_TRUE(result && result->status == 0) << testing::PrintToString(arguments);
     return result ? result->stdout_ : "";
   }
 
-  /// Commits "file" in a new repository; gives its absolute path.
+  /// Commits "file" in a new repository; returns its absolute path.
   std::string makeRepository(const std::string& name, const std::string& subject = "Begin") const {
     tree_.writeFile(name + "/file", "text");
     const std::string path = tree_.path(name);
@@ -59,7 +59,7 @@ class WithGitRepositories : public testing::Test {
     return path;
   }
 
-  /// An executable shell script; gives its absolute path.
+  /// Writes an executable shell script; returns its absolute path.
   std::string script(const std::string& name, const std::string& body) const {
     const std::string path = tree_.writeFile(name, "#!/bin/sh\n" + body + "\n");
     tree_.setMode(name, 0755);

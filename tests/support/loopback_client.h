@@ -1,4 +1,4 @@
-// A client that says what it is told, byte for byte, to a server on this machine.
+// A client that sends raw bytes to a loopback server.
 #pragma once
 
 #include <arpa/inet.h>
@@ -19,7 +19,7 @@ namespace tidra {
 class LoopbackClient {
  public:
   LoopbackClient() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    const timeval patience{30, 0};  // turns what would hang into a failure
+    const timeval patience{30, 0};  // turns a hang into a failure
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
   }
@@ -38,23 +38,23 @@ class LoopbackClient {
   bool trySend(std::string_view bytes) {
     return ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) == std::ssize(bytes);
   }
-  /// Tells the server that nothing more comes.
+  /// Shuts down the sending side.
   void finish() { ::shutdown(socket_.get(), SHUT_WR); }
-  /// Everything until the server closes.
+  /// Reads until the server closes.
   std::string receive() {
     std::string all;
     while (receiveSome(all)) {
     }
     return all;
   }
-  /// Everything until the text is there, or the server closes.
+  /// Reads until the text has arrived or the server closes.
   std::string receiveUntil(std::string_view text) {
     std::string all;
     while (all.find(text) == std::string::npos && receiveSome(all)) {
     }
     return all;
   }
-  /// Closes so that the server meets a reset connection.
+  /// Closes with RST.
   void reset() {
     const linger now{1, 0};
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &now, sizeof now);

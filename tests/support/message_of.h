@@ -1,11 +1,11 @@
-// The sentence that a refused call tells.
+// The message of an expected exception.
 #pragma once
 
 #include <string>
 
 namespace tidra {
 
-/// The what() of the `Error` that the call throws; a text that no message equals when it throws none.
+/// The what() of the `Error` that the call throws; a text that equals no message when it throws none.
 template <class Error, class Call>
 std::string messageOf(Call&& call) {
   try {

@@ -1,4 +1,4 @@
-// A folder in the state in which a deletion that was cut short leaves it.
+// A folder as an interrupted deletion leaves it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 
 namespace tidra {
 
-/// Makes the note that says that the folder, which has the name of a leftover, is one of the running user's.
+/// Writes the note that the folder, named like a leftover, is one of the running user's.
 inline void noteRemoval(const std::string& leftover) {
   const HeldEntry entry = holdEntry(leftover);
   ASSERT_FALSE(RemovalNote::make(entry.folder.descriptor.get(), entry.name, entry.facts, "before"));

@@ -1,4 +1,4 @@
-// JSON documents against the schemas that docs/ publishes.
+// Checks JSON documents against the schemas in docs/.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,12 +13,12 @@
 
 namespace tidra {
 
-/// Checks documents against the keywords that the schema uses; an unknown keyword is a failure of the test.
+/// Supports the keywords that the schemas use; an unknown keyword fails the test.
 class SchemaChecker {
   using json = nlohmann::json;
 
  public:
-  /// `document` holds what a "$ref" names, and is the schema that values are checked against unless another is named.
+  /// `document` resolves "$ref", and is the schema itself unless another is named.
   explicit SchemaChecker(json document) : document_(std::move(document)) {}
 
   bool accepts(const json& value) const { return accepts(document_, value); }
@@ -67,7 +67,7 @@ class SchemaChecker {
     });
   }
 
-  // GCC 12 warns of std::regex when it is built with sanitizers.
+  // GCC 12 warns about std::regex under sanitizers.
   static bool matches(const std::string& pattern, const std::string& text) {
     regex_t compiled;
     if (::regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB) != 0) {

@@ -55,12 +55,12 @@ std::optional<std::string> nameOfListing(const __ptrace_syscall_info& info) {
 }
 
 #ifdef __x86_64__
-/// At the entry of a call: another, which does not exist, is made instead.
+/// At syscall entry: replaces the call by a nonexistent one.
 void suppress(pid_t thread) {
   trace(PTRACE_POKEUSER, thread, offsetof(user, regs.orig_rax), reinterpret_cast<void*>(-1));
 }
 
-/// At the exit of a call.
+/// At syscall exit: sets the result.
 void setResult(pid_t thread, long result) {
   trace(PTRACE_POKEUSER, thread, offsetof(user, regs.rax), reinterpret_cast<void*>(result));
 }
@@ -87,7 +87,7 @@ pid_t startTraced(const std::string& program, const std::vector<std::string>& ar
   ::_exit(127);
 }
 
-/// Follows a stopped program and its threads to their end.
+/// Traces a stopped program and its threads to their end.
 class Tracer {
  public:
   Tracer(pid_t child, const SystemCallBreak& at) : child_(child), at_(at) {}
@@ -120,7 +120,7 @@ class Tracer {
       atSystemCall(thread);
       goOn(thread, 0);
     } else {
-      // A new thread begins with a stop of its own; the tracer's signals are nothing to the program.
+      // New threads start with a stop; the tracer's signals must not reach the program.
       goOn(thread, signal == SIGTRAP || signal == SIGSTOP ? 0 : signal);
     }
   }
@@ -164,7 +164,7 @@ BrokenRun runBroken(const std::string& program, const std::vector<std::string>& 
   return Tracer(child, at).run();
 }
 
-// The sanitizers make calls of their own, which cannot be told from the program's.
+// Sanitizers make system calls of their own, indistinguishable from the program's.
 bool canBreakSystemCalls() {
 #if defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
   try {

@@ -1,4 +1,4 @@
-// Another file system inside a temporary tree, where the machine lets the tests mount one.
+// Temporary mounts inside a test's tree, where the machine permits them.
 #pragma once
 
 #ifdef __linux__
@@ -10,9 +10,8 @@
 
 namespace tidra {
 
-/// From here on the calling thread, and what it starts, has a view of the mounts of its own: tests that run beside it
-/// do not take its volumes for theirs, and nothing stays mounted however the test ends. False where that is not
-/// permitted.
+/// Moves the calling thread and its children into a mount namespace: concurrent tests do not see its volumes, and no
+/// mount survives the test. False where that is not permitted.
 inline bool enterOwnMounts() {
 #ifdef __linux__
   return ::unshare(CLONE_NEWNS) == 0 && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
@@ -21,13 +20,13 @@ inline bool enterOwnMounts() {
 #endif
 }
 
-/// Another file system at `path`, an empty folder, as long as the object lives; seen by this test alone.
+/// A mount at `path`, an empty folder, while the object lives; visible to this test only.
 class TemporaryMount {
  public:
-  /// A small one in memory.
+  /// A small tmpfs.
   explicit TemporaryMount(std::string path, const char* options = "size=1m,mode=755")
       : TemporaryMount("none", std::move(path), "tmpfs", 0, options) {}
-  /// The folder `from` once more.
+  /// A bind mount of `from`.
   static TemporaryMount bind(const std::string& from, std::string path) {
     return {from.c_str(), std::move(path), nullptr, bindFlag, nullptr};
   }
@@ -39,7 +38,7 @@ class TemporaryMount {
   TemporaryMount(const TemporaryMount&) = delete;
   TemporaryMount& operator=(const TemporaryMount&) = delete;
 
-  /// False where mounting is not permitted; a test skips itself then.
+  /// False where mounting is not permitted; the test then skips itself.
   explicit operator bool() const { return mounted_; }
   const std::string& path() const { return path_; }
 

@@ -43,8 +43,7 @@ SnapshotEntry entryOf(const std::string& path, std::string relative) {
   return entry;
 }
 
-/// Moves each subfolder of a subfolder up to the top before the subfolder is removed, so that no path ever grows long
-/// and no depth is too much.
+/// Moves the subfolders of each subfolder to the top before removing it, so that paths stay short at any depth.
 void removeTree(const std::string& root) {
   std::uint64_t moved = 0;
   fs::permissions(root, fs::perms::owner_all);
@@ -56,7 +55,7 @@ void removeTree(const std::string& root) {
         fs::remove(entry.path());
         continue;
       }
-      // A folder that its owner may not write to cannot be moved.
+      // A folder without write permission for its owner cannot be moved.
       fs::permissions(entry.path(), fs::perms::owner_all);
       folders.push_back(fs::path(root) / (".moved-by-the-removal-" + std::to_string(moved++)));
       fs::rename(entry.path(), folders.back());

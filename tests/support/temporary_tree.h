@@ -1,4 +1,4 @@
-// A folder of its own for a test, and the proof that a test left the rest of it alone.
+// A temporary folder, and snapshots that prove a test left everything else alone.
 #pragma once
 
 #include <cstdint>
@@ -18,11 +18,11 @@ constexpr bool anyByteNames = false;
 constexpr bool anyByteNames = true;
 #endif
 
-/// What a snapshot says about one entry; links are not followed.
+/// One entry of a snapshot; links are not followed.
 struct SnapshotEntry {
   std::string path;                // relative to the root of the tree; "" for the root itself
   char type = '?';                 // 'd' folder, 'f' file, 'l' symbolic link, 'o' anything else
-  std::uint64_t sizeBytes = 0;     // 0 for folders, whose size is the file system's own affair
+  std::uint64_t sizeBytes = 0;     // 0 for folders, whose size depends on the file system
   unsigned mode = 0;               // permission bits
   std::int64_t modifiedNanos = 0;  // since the epoch
   std::string content;             // a link's target
@@ -35,9 +35,8 @@ std::ostream& operator<<(std::ostream& out, const SnapshotEntry& entry);
 /// Every entry of the folder, itself included, in byte order of the paths.
 std::vector<SnapshotEntry> snapshotOf(const std::string& folder);
 
-/// Makes an empty folder and removes it with all that is inside, however deep and whatever its permissions. Paths are
-/// taken relative to the folder; missing parents are made. Everything throws std::system_error or a filesystem_error
-/// when the file system refuses.
+/// Creates an empty folder; the destructor removes it with its contents, at any depth and with any permissions. Paths
+/// are relative to it; missing parents are created. Methods throw std::system_error or filesystem_error.
 class TemporaryTree {
  public:
   TemporaryTree();
@@ -51,14 +50,14 @@ class TemporaryTree {
   /// The absolute path; the root itself for "".
   std::string path(std::string_view relative) const;
 
-  // Each gives the absolute path of what it made.
+  // Each returns the absolute path of what it created.
   std::string writeFile(std::string_view relative, std::string_view bytes = {}) const;
-  /// A sparse file where the file system can.
+  /// Sparse where the file system supports it.
   std::string writeFileOfSize(std::string_view relative, std::uint64_t sizeBytes) const;
   std::string makeFolder(std::string_view relative) const;
   std::string symlink(std::string_view relative, const std::string& target) const;
 
-  /// Of the entry itself, not of what a link leads to.
+  /// Sets the time of the entry itself; does not follow links.
   void setModified(std::string_view relative, TimePoint time) const;
   void setMode(std::string_view relative, unsigned mode) const;
 

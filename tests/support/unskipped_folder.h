@@ -1,4 +1,4 @@
-// A place for temporary trees that scans enter.
+// A folder for temporary trees that scans do not skip.
 #pragma once
 
 #include <cstdlib>
@@ -10,7 +10,7 @@
 
 namespace tidra {
 
-/// Has temporary trees made in the build folder where the usual temporary folder is one that scans skip.
+/// Puts temporary trees into the build folder when scans skip the default temporary folder.
 inline void chooseTemporaryFolder() {
   const std::string usual = std::filesystem::canonical(std::filesystem::temp_directory_path());
   for (const std::string& skipped : RuleCatalog::builtIn().walkSkip(currentPlatform)) {

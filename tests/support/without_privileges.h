@@ -1,4 +1,4 @@
-// Permission bits bind everyone but root, who may be the one running the tests.
+// Drops root's privileges, since permission bits do not bind root.
 #pragma once
 
 #include <unistd.h>
@@ -15,18 +15,16 @@
 
 namespace tidra {
 
-/// Makes the effective user of this process nobody instead of root, as long as it lives. Changes nothing for anyone
-/// else.
+/// While alive, the effective user of this process is nobody instead of root. No effect for other users.
 class WithoutPrivileges {
  public:
-  /// The tree becomes readable for everyone but for what the test has closed.
+  /// Makes the tree readable for everyone, except what the test has closed.
   explicit WithoutPrivileges(const TemporaryTree& tree) : former_(::geteuid()) {
     constexpr uid_t nobody = 65534;
     tree.setMode("", 0755);
     if (former_ == 0 && ::seteuid(nobody) != 0) throw std::system_error(errno, std::generic_category(), "seteuid");
 #ifdef __linux__
-    // A process that changed its user loses sight of its own descriptors in /proc, which a program started by that user
-    // would have.
+    // After a change of user a process cannot read its own /proc entries, unlike a program started by that user.
     ::prctl(PR_SET_DUMPABLE, 1);
 #endif
   }

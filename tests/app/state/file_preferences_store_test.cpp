@@ -111,7 +111,7 @@ TEST_F(Preferences, AFileDamagedAtAnyByteIsReadOrKeptButNeverLost) {
       EXPECT_EQ(after, parseJson(bytes, "it")) << bytes;
       continue;
     }
-    // The first one stays, so that the others need names of their own.
+    // The first copy stays, so that the others need names of their own.
     const std::string beside = path() + (kept == 0 ? ".damaged" : ".damaged-1");
     EXPECT_THAT(notes, testing::ElementsAre("The preferences " + path() + " were damaged; they are kept as " + beside +
                                             " and begun anew."));
@@ -181,7 +181,7 @@ TEST_F(Preferences, AFullDiskLeavesTheFormerState) {
   EXPECT_EQ(preferences.bytes("a"), "after");
 }
 
-/// Runs the work in a process of its own; gives its id.
+/// Forks a process that runs `work`; returns its id.
 template <class Work>
 pid_t inChild(Work work) {
   const pid_t child = ::fork();
@@ -223,7 +223,7 @@ TEST_F(Preferences, KillingAProcessInTheMiddleOfItsSavesLeavesAWholeFile) {
   std::mt19937 random(20260314);
   for (int round = 0; round < 25; ++round) {
     const pid_t child = inChild([&] {
-      // Values that grow and shrink, so that a half-written file would show.
+      // Values of varying length reveal torn writes.
       for (int i = 0; i < 100; ++i) {
         const std::string value(static_cast<std::size_t>(1 + i * 377 % 20000), static_cast<char>('a' + i % 26));
         preferences.apply({{"a", value}, {"b", value}});
@@ -234,7 +234,7 @@ TEST_F(Preferences, KillingAProcessInTheMiddleOfItsSavesLeavesAWholeFile) {
     ASSERT_EQ(::waitpid(child, nullptr, 0), child);
     EXPECT_EQ(preferences.bytes("kept"), "always");
     EXPECT_EQ(preferences.bytes("a"), preferences.bytes("b")) << "all changes of a save or none";
-    // Nor may the lock of the dead be in the way.
+    // The lock of a dead process must not block.
     preferences.apply({{"round", std::to_string(round)}});
   }
   EXPECT_EQ(preferences.bytes("round"), "24");

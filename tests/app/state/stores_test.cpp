@@ -157,11 +157,11 @@ std::string encoded(const ScanAggregate& aggregate) {
   return jsonText(JsonCodec<ScanAggregate>::encode(aggregate), false);
 }
 
-/// An aggregate whose one finding bears a label that brings the JSON to this size.
+/// An aggregate with one finding whose label pads the JSON to this size.
 ScanAggregate aggregateOfSize(std::size_t bytes) {
   ScanArtifactFinding finding;
   finding.ecosystemTag = "npm";
-  // The label stands in it twice and the name of the project an odd number of times.
+  // The label occurs twice and the project's name an odd number of times.
   for (const char* path : {"/p/x", "/pp/x"}) {
     finding.path = path;
     finding.label.clear();
@@ -176,7 +176,7 @@ ScanAggregate aggregateOfSize(std::size_t bytes) {
 
 class StoredScan : public testing::Test {
  protected:
-  /// The aggregate that a load gives, in a word: the text of its only finding's label, "nothing" or "no scan".
+  /// The result of a load: the label of its only finding, "nothing" or "no scan".
   std::string loaded() const {
     const auto last = store.load();
     if (!last) return "no scan";
@@ -242,7 +242,7 @@ TEST_F(StoredScan, ACrashBetweenTheFileAndThePreferencesMixesNoTwoScans) {
   preferences.diesBeforeFinishing = true;
   store.save(second, true, larger, end);
   EXPECT_EQ(store.load(), (LastScan{second, true, larger, end})) << "the file did not get to its place";
-  // What another scan left beside counts for nothing.
+  // The file left by another scan is ignored.
   preferences.diesBeforeFinishing = false;
   store.save(first, false, large, end);
   tree.writeFile(file("v2") + ".next", encoded(larger));
@@ -253,7 +253,7 @@ TEST_F(StoredScan, ACrashBetweenTheFileAndThePreferencesMixesNoTwoScans) {
 
 TEST_F(StoredScan, FallsBackInOrder) {
   struct Case {
-    std::string file2, bytes2, file1, bytes1;  // what is stored; "-" for nothing, "!" for what does not decode
+    std::string file2, bytes2, file1, bytes1;  // stored values; "-" for none, "!" for one that does not decode
     std::string loads;
   };
   for (const Case& c : std::vector<Case>{{"f2", "b2", "f1", "b1", "f2"},
@@ -281,7 +281,7 @@ TEST_F(StoredScan, FallsBackInOrder) {
       if (flagged) {
         EXPECT_EQ(loaded(), c.loads) << c.file2 << " " << c.bytes2 << " " << c.file1 << " " << c.bytes1;
       } else {
-        // A file without its flag counts for nothing.
+        // A file without its flag is ignored.
         const std::string bytes = c.bytes2 != "-" ? c.bytes2 : c.bytes1;
         EXPECT_EQ(loaded(), bytes == "-" || bytes == "!" ? "nothing" : bytes);
       }

@@ -17,7 +17,7 @@ TEST(Utf8, AcceptsExactlyWellFormedSequences) {
     EXPECT_TRUE(isValidUtf8(text)) << escapedForTerminal(text);
     EXPECT_EQ(replacingInvalidUtf8(text), text);
   }
-  // Alone and cut-off sequences, overlong forms, surrogates, values above U+10FFFF, bytes that never occur.
+  // Lone and truncated sequences, overlong forms, surrogates, values above U+10FFFF, bytes that are never valid.
   for (const std::string bytes :
        {"\x80", "\xC2", "\xE2\x82", "\xF0\x9F\x92", "\xE2(\xA1", "\xC0\xAF", "\xC1\xBF", "\xE0\x9F\xBF",
         "\xF0\x8F\xBF\xBF", "\xED\xA0\x80", "\xED\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFE\xFF"}) {
@@ -39,7 +39,7 @@ TEST(EscapedForTerminal, LeavesNothingThatATerminalObeys) {
       {"\xE2\x80\xA8\xE2\x80\xA9", "\\u2028\\u2029"},  // line and paragraph separators
       {"\xEF\xBB\xBF"
        "a\xE2\x80\x8B",
-       "\\ufeffa\\u200b"},  // nothing to see
+       "\\ufeffa\\u200b"},  // invisible
       {"\xF3\xA0\x81\xA1", "\\U000e0061"},
       {"bad\xFF\xC3", "bad\\xff\\xc3"}};
   for (const auto& [bytes, shown] : cases) EXPECT_EQ(escapedForTerminal(bytes), shown);
@@ -65,14 +65,14 @@ TEST(Base64, RoundTripsAndRejectsWhatIsNotPaddedStandardBase64) {
   }
 }
 
-/// The order that pathPrecedes promises, found in another way: component by component.
+/// The order of pathPrecedes by another algorithm: component by component.
 bool walksBefore(const std::string& left, const std::string& right) {
   const auto a = split(left, '/');
   const auto b = split(right, '/');
   return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end());
 }
 
-// Agreeing everywhere with a lexicographical order makes it a strict weak one.
+// Equivalence with a lexicographical order proves a strict weak order.
 TEST(PathPrecedes, OrdersAsADepthFirstWalkWithSiblingsInByteOrder) {
   const std::string alphabet = "/.0a-\x01\xFF";  // bytes around "/", and one that is negative as a char
   std::mt19937 random(7);

@@ -1,5 +1,5 @@
-// What a real container engine says and does. Each run starts an engine of its own on a socket in a temporary folder;
-// skipped without root or without the engine's programs.
+// Against a real container engine, started on a socket in a temporary folder. Skipped without root or without the
+// engine's programs.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -20,8 +20,8 @@ namespace {
 using testing::IsEmpty;
 using testing::SizeIs;
 
-/// "dockerd" without network. It has mounts of its own, "/etc" and "/run" among them, so that it neither reads the
-/// machine's settings nor leaves anything outside the folder.
+/// "dockerd" without network, in its own mount namespace with own "/etc" and "/run": it neither reads the machine's
+/// settings nor leaves anything outside the folder.
 class EngineProcess {
  public:
   EngineProcess(const std::string& program, const std::string& folder) {
@@ -68,7 +68,7 @@ class RealEngine : public DisposalTest {
   void SetUp() override {
     const Environment usual{{"PATH", "/usr/sbin:/usr/bin:/sbin:/bin"}};
     const auto daemon = ProcessRunner::which("dockerd", usual);
-    // The distribution's client can build for the distribution's engine without any plug-in.
+    // The distribution's client can build without a plug-in on the distribution's engine.
     client_ = ProcessRunner::which("docker", usual);
     if (::geteuid() != 0 || !daemon || !client_) GTEST_SKIP() << "there is no engine that could be started";
     resolver_.environment["PATH"] = usual.at("PATH");
@@ -84,7 +84,7 @@ class RealEngine : public DisposalTest {
     GTEST_SKIP() << "the engine does not start here: " << *readFile(tree_.path("engine/log"));
   }
 
-  /// What the client prints; none when it fails.
+  /// The client's output; none when it fails.
   std::optional<std::string> docker(std::vector<std::string> arguments, const char* buildKit = "0") const {
     Environment environment = resolver_.environment;
     environment["DOCKER_BUILDKIT"] = buildKit;
@@ -95,13 +95,13 @@ class RealEngine : public DisposalTest {
                                             .timeoutSeconds = 60});
     return result && result->status == 0 ? std::optional(result->stdout_) : std::nullopt;
   }
-  /// An image "held" of one layer with random content.
+  /// Builds an image "held" with one layer of random content.
   bool build(std::uint64_t bytes, const char* buildKit = "0") const {
     tree_.writeFile("context/Dockerfile", "FROM scratch\nCOPY f /f\n");
     tree_.writeFileOfSize("context/f", bytes);
     return docker({"build", "-q", "-t", "held", "context"}, buildKit).has_value();
   }
-  /// The findings by their target.
+  /// The findings by target.
   std::map<std::string, ScanArtifactFinding> found() const {
     RuleCatalog catalog;
     SystemProbeContext context;
@@ -114,7 +114,7 @@ class RealEngine : public DisposalTest {
     for (const auto& item : report.items) findings.emplace(item.finding.path, item.finding);
     return findings;
   }
-  /// What the tool says it reclaimed for a target; the item must go.
+  /// The bytes that the tool reports for a target; the item must be gone.
   std::optional<std::int64_t> reclaimed(const std::string& target) const {
     const auto result = dispose(target, DisposalMethod::trash);
     const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);

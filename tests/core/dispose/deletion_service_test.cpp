@@ -1,4 +1,4 @@
-// One item after another: receipts, refusals, and what is never removed.
+// Disposal of single items: receipts, refusals, and what is never removed.
 #include "core/dispose/deletion_service.h"
 
 #include <gmock/gmock.h>
@@ -225,7 +225,7 @@ TEST_F(DeletionService, TheHomeFolderBehindABindMountStays) {
               HasSubstr("is protected: it is or holds the home folder"));
 }
 
-/// With fake tools in "bin", which is all of the search path.
+/// With fake tools in "bin", the only folder of PATH.
 class ToolTargetsTest : public DisposalTest {
  protected:
   ToolTargetsTest() {
@@ -330,7 +330,7 @@ TEST_F(ToolTargetsTest, UnknownDockerTargetsRunNothing) {
 }
 
 TEST_F(ToolTargetsTest, AToolThatHangsIsKilledWhenTimeIsUpOrTheUserCancels) {
-  // The tool tells its own number and that of a child that outlives it unless the whole group is killed.
+  // The tool writes its own process id and that of a child, which survives unless the whole process group is killed.
   const std::string hanging = "sleep 600 & echo $$ $! > " + tree_.path("numbers") + "; wait";
   const auto lives = [](pid_t number) {
     const auto stat = readFile("/proc/" + std::to_string(number) + "/stat");
@@ -373,7 +373,7 @@ TEST_F(ToolTargetsTest, PipOfAnEnvironmentRunsOnlyWhenItWasMadeThere) {
   EXPECT_EQ(says("pip:orphan:home/p/.venv"), "pip not found in venv");
   fake(pip, "# " + venv + "/bin/python");
   EXPECT_THAT(says(target, true), StartsWith("pip of this venv is not run"));
-  // A shell serves as the interpreter that the environment was made with.
+  // A shell stands in for the environment's interpreter.
   tree_.symlink("home/p/.venv/bin/python", "/bin/sh");
   tree_.writeFile(pip, "#!" + venv + "/bin/python\necho \"$0 $*\" >> " + tree_.path("calls") + "\n");
   tree_.setMode(pip, 0755);

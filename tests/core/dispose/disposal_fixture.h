@@ -1,4 +1,4 @@
-// A home folder and a deletion service over it, for what moves and removes things.
+// A home folder and a deletion service for tests that move and remove.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@
 
 namespace tidra {
 
-/// "home" in the tree is the home folder; quarantine and trash are in their usual places there.
+/// The home folder is "home" in the tree; quarantine and trash are in their default places there.
 class DisposalTest : public testing::Test {
  protected:
   static constexpr TimePoint now{std::chrono::seconds{1773483300}};  // 2026-03-14T10:15:00Z
@@ -40,7 +40,7 @@ class DisposalTest : public testing::Test {
   QuarantineDisposer disposer() const { return {config(), resolver_, "a-host", mountPoints()}; }
   FreedesktopTrash trash() const { return {resolver_, mountPoints()}; }
 
-  /// What becomes of one item; a method of its own service.
+  /// Disposes of one item with a new service.
   TidraDeletionService::Result dispose(const std::string& path, DisposalMethod method, bool dryRun = false) const {
     return service().dispose({path, {}}, method, dryRun, config());
   }
@@ -51,7 +51,7 @@ class DisposalTest : public testing::Test {
     EXPECT_EQ(failure, nullptr) << path << ": " << (failure != nullptr ? failure->message : "");
     return failure != nullptr ? DisposalReceipt{} : std::get<TidraDeletionService::Disposed>(result).receipt;
   }
-  /// The sentence of a disposal that must fail.
+  /// The message of a disposal that must fail.
   std::string refusal(const std::string& path, DisposalMethod method, bool dryRun = false) const {
     const auto result = dispose(path, method, dryRun);
     const auto* failure = std::get_if<TidraDeletionFailure>(&result);

@@ -1,4 +1,4 @@
-// The trash of Linux desktops: what other programs read of it, and when it is not used.
+// The Linux desktop trash: compatibility with other programs, and when it is not used.
 #include "core/dispose/freedesktop_trash.h"
 
 #include <fmt/format.h>
@@ -23,7 +23,7 @@ class Trash : public DisposalTest {
   std::string files(const std::string& name = "") const { return tree_.path("home/.local/share/Trash/files" + name); }
   std::string info(const std::string& name = "") const { return tree_.path("home/.local/share/Trash/info" + name); }
 
-  /// Local time is some hours behind UTC, as long as the object lives.
+  /// While alive, local time is some hours behind UTC.
   struct InNewYork {
     InNewYork() {
       ::setenv("TZ", "EST5EDT,M3.2.0,M11.1.0", 1);

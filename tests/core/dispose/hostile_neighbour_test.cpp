@@ -1,5 +1,5 @@
-// Another user of the machine owns the folder in which root removes something, and keeps swapping folders for links to
-// what only root may change.
+// A TOCTOU attack: while root removes something in a folder of another user, that user keeps swapping folders for
+// symlinks to files that only root may change.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <signal.h>
@@ -21,7 +21,7 @@ namespace {
 
 constexpr uid_t neighbour = 65534;
 
-/// A process of the neighbour's that never rests. All of its calls may fail: root is at work in the same place.
+/// The attacker's process. Its calls may fail: root works in the same folder.
 class Neighbour {
  public:
   Neighbour(std::string shared, std::string victim) : shared_(std::move(shared)), victim_(std::move(victim)) {
@@ -69,7 +69,7 @@ class Neighbour {
 
 class HostileNeighbour : public DisposalTest {};
 
-/// TIDRA_NEIGHBOUR_ROUNDS asks for more rounds than a quick test makes.
+/// TIDRA_NEIGHBOUR_ROUNDS sets a higher number of rounds.
 TEST_F(HostileNeighbour, CannotBendARemovalToWhatIsNotTheirs) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs root and a second user";
   tree_.setMode("", 0755);
@@ -96,7 +96,7 @@ TEST_F(HostileNeighbour, CannotBendARemovalToWhatIsNotTheirs) {
     swaps = hostile.swaps();
   }
   EXPECT_EQ(snapshotOf(tree_.path("victim")), before);
-  // Or the test would show nothing.
+  // Otherwise the test would prove nothing.
   EXPECT_GT(swaps, 0U);
   EXPECT_GT(removed, 0);
   std::string summary = std::to_string(swaps) + " swaps, " + std::to_string(removed) + " removed";

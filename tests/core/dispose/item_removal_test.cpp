@@ -1,4 +1,4 @@
-// Deleting for good: whatever the tree looks like, all of it goes and nothing besides.
+// Deletion: removes the whole tree, whatever its shape, and nothing else.
 #include "core/dispose/item_removal.h"
 
 #include <fcntl.h>
@@ -35,7 +35,7 @@ class ItemRemovalTest : public testing::Test {
     ItemRemoval::run(holdEntry(path), {.workers = workers, .shouldCancel = shouldCancel});
   }
 
-  /// A chain of folders with a file in each. Those for an unprivileged user forbid changes.
+  /// A chain of folders with a file each. Those for an unprivileged user forbid changes.
   void makeChain(const std::string& name, int depth, bool forNobody = false) const {
     FileDescriptor folder(::open(tree_.makeFolder(name).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     for (int i = 0; i < depth; ++i) {
@@ -70,7 +70,7 @@ TEST_F(ItemRemovalTest, RemovesDeepTrees) {
 }
 
 TEST_F(ItemRemovalTest, RemovesWideAndDeepTreesWithFewDescriptors) {
-  // In a process of its own: how many descriptors there are is asked only once.
+  // In its own process: the descriptor limit is read only once.
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto removeWithFewDescriptors = [this] {
     const rlimit few{64, 64};
@@ -79,7 +79,7 @@ TEST_F(ItemRemovalTest, RemovesWideAndDeepTreesWithFewDescriptors) {
     for (int i = 0; i < 300; ++i) tree_.makeFolder("wide/flat/" + std::to_string(i) + "/a/b");
     const std::string told = messageOf<std::exception>([this] { remove(tree_.path("wide"), {}, 8); });
     std::fprintf(stderr, "%s, %zu remain", told.c_str(), tree_.snapshot().size() - 1);
-    // The folder of the tree goes with the object, which an exit does not end.
+    // Exiting does not destroy the object, so remove its folder here.
     fs::remove(tree_.root());
     std::_Exit(0);
   };
@@ -94,7 +94,7 @@ TEST_F(ItemRemovalTest, RemovesOddNames) {
     tree_.writeFile("odd/" + name + "/" + name + "/f");
     tree_.writeFile("odd/x" + name.substr(1) + "/f");
   }
-  // Deeper than one round goes, so that folders are moved up among names that are taken there.
+  // Deeper than one round handles: folders are moved up among names that are taken there.
   makeChain("odd/.3", 200);
   for (const std::string& name : names) tree_.writeFile("odd/" + name + "/inner/" + name);
   remove(tree_.path("odd"));
@@ -125,10 +125,10 @@ TEST_F(ItemRemovalTest, RemovesPipesAndHardLinksWithoutTouchingTheOtherName) {
   EXPECT_EQ(fs::file_size(kept), 4U);
 }
 
-/// As a user whom permissions bind.
+/// As a user to whom permissions apply.
 class ItemRemovalBound : public ItemRemovalTest {
  protected:
-  /// The tree so far belongs to the user that the test goes on as.
+  /// Hands the tree over to the user that the test continues as.
   void giveAway() const {
     if (::geteuid() != 0) return;
     ASSERT_EQ(::lchown(tree_.root().c_str(), nobody, nobody), 0);

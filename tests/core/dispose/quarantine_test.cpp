@@ -1,4 +1,4 @@
-// Quarantine: what goes in comes back whole, whoever else is at work.
+// Quarantine: entries are restored intact, also with concurrent processes.
 #include "core/dispose/quarantine.h"
 
 #include <gmock/gmock.h>
@@ -28,12 +28,12 @@ namespace fs = std::filesystem;
 class Quarantine : public DisposalTest {
  protected:
   std::string store(const std::string& name = "") const { return tree_.path("home/.tidra/quarantine" + name); }
-  /// Makes an item whose content is its path, and puts it into quarantine.
+  /// Quarantines an item whose content is its path.
   std::string put(const std::string& relative, TimePoint date = now) const {
     auto made = disposer();
     return quarantine(made, tree_.writeFile(relative, tree_.path(relative)), date).url;
   }
-  /// That every entry of the listing holds what its manifest says.
+  /// Expects every entry to hold what its manifest says.
   static void expectWhole(const QuarantineDisposer::Listing& listing) {
     for (const auto& entry : listing.entries) EXPECT_EQ(*readFile(entry.url), entry.manifest.originalPath);
     EXPECT_THAT(listing.notes, IsEmpty());
@@ -267,7 +267,7 @@ TEST_F(QuarantineOfAVolume, NothingIsCopiedToAnother) {
   }
   EXPECT_TRUE(exists(item));
   EXPECT_THAT(namesIn(tree_.path("volume")), IsEmpty());
-  // Nor on the way back.
+  // The same when restoring.
   resolver_.environment.erase("TIDRA_QUARANTINE_DIR");
   put("home/q/f");
   auto entry = disposer().list().entries.at(0);

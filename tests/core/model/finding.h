@@ -1,4 +1,4 @@
-// A finding of which only a few fields matter.
+// A finding with only the fields that matter.
 #pragma once
 
 #include "core/model/scan_artifact_finding.h"

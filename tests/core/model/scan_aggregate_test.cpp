@@ -102,7 +102,7 @@ TEST(ScanAggregate, JsonRoundTrip) {
   for (const auto& aggregate : {ScanAggregate(), plain}) {
     EXPECT_EQ(Codec::decode(parseJson(jsonText(Codec::encode(aggregate), true), "It"), "It"), aggregate);
   }
-  // Roots that are not text show alike; no finding is lost over it.
+  // Roots that are not UTF-8 look alike; no finding may be lost.
   const std::vector odd{finding("/p/\xFE/a", 1), finding("/p/\xFF/b", 2)};
   EXPECT_EQ(Codec::decode(Codec::encode(ScanAggregate(odd)), "It").artifactsByProjectRoot.at("/p/\xEF\xBF\xBD"), odd);
 }

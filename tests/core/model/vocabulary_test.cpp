@@ -1,4 +1,4 @@
-// The small words and numbers that records are made of.
+// The enumerations and numbers of records.
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -13,7 +13,7 @@
 namespace tidra {
 namespace {
 
-/// The raw texts are what documents hold, so their spelling and order are fixed; `last` is the enumeration's last case.
+/// Documents contain the raw texts, so spelling and order are fixed; `last` is the enumeration's last value.
 template <TabledEnum E>
 void expectTable(std::string_view rawTexts, E last) {
   EXPECT_EQ(rawValueList<E>(), rawTexts);

@@ -14,7 +14,7 @@ namespace {
 
 using Listing = std::map<std::string, EntryType>;
 
-/// What is left to read; a name that comes twice is a failure.
+/// Reads the rest; fails on a repeated name.
 Listing rest(DirectoryReader& reader) {
   Listing entries;
   for (DirectoryEntry entry; reader.next(entry);) {
@@ -63,7 +63,7 @@ TEST(DirectoryReader, ReadsListingsBeyondItsBufferAndStartsOver) {
   reader.start(many->get());
   DirectoryEntry entry;
   ASSERT_TRUE(reader.next(entry));
-  reader.start(few->get());  // leaves the first one in the middle of a batch
+  reader.start(few->get());  // abandons the first one within a batch
   EXPECT_EQ(rest(reader), (Listing{{"one", EntryType::regularFile}}));
   for (int round = 0; round < 2; ++round) {
     reader.startOver(many->get());
@@ -98,7 +98,7 @@ TEST(OpenDirectory, FollowsLinksOnlyWhereTheUserNamedThem) {
 
   const auto real = openDirectory(tree.path("real"));
   EXPECT_TRUE(openSubdirectory(real->get(), "sub"));
-  // Some systems say "not a folder" of a link, others "a link".
+  // ENOTDIR or ELOOP, depending on the system.
   const auto refused = openSubdirectory(real->get(), "link").failure();
   EXPECT_TRUE(refused == std::errc::not_a_directory || refused == std::errc::too_many_symbolic_link_levels) << refused;
   EXPECT_EQ(openSubdirectory(real->get(), "file").failure(), std::errc::not_a_directory);

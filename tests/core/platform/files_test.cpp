@@ -58,7 +58,7 @@ TEST(ReplaceFile, AReaderNeverMeetsAPartOfAFile) {
   writer.join();
 }
 
-/// While it lives, files of this process end at 1000 bytes, as on a disk that is nearly full.
+/// While alive, files of this process are limited to 1000 bytes, as on a full disk.
 class SmallFiles {
  public:
   SmallFiles() {
@@ -95,7 +95,7 @@ TEST(ReplaceFile, AFailureLeavesEverythingAsItWas) {
             }),
             tree.path("file") + " cannot be written: File too large");
   auto after = tree.snapshot();
-  // A temporary file may have come and gone; that shows in the times of folders and nowhere else.
+  // A temporary file may have existed, which shows in the times of folders only.
   for (auto* entries : {&before, &after}) {
     for (auto& entry : *entries) {
       if (entry.type == 'd') entry.modifiedNanos = 0;

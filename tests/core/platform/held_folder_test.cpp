@@ -1,4 +1,4 @@
-// Paths that removing and moving go by: no bent link, no odd spelling gets through.
+// Resolving paths for removal: no unsafe link and no odd spelling is accepted.
 #include "core/platform/held_folder.h"
 
 #include <fcntl.h>

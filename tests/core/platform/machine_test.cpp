@@ -1,4 +1,4 @@
-// What the machine says about itself: mounts, volumes, the host's name.
+// Mounts, volumes and the host's name.
 #include <gtest/gtest.h>
 
 #include "core/base/json_fields.h"

@@ -44,7 +44,7 @@ TEST(PathResolver, ResolvesTemplates) {
                        {"$TILDE/y", "/home/ada/~/x/y"},
                        {"$UP/c", "/b/c"}};
   for (const auto& [text, path] : resolved) EXPECT_EQ(resolver.resolve(text), path) << text;
-  // A value is not expanded again, so $NESTED leaves a "$" behind.
+  // Expansion is not recursive: $NESTED leaves a "$".
   for (const char* text : {"$UNKNOWN/x", "$HOME/$UNKNOWN", "$HOMEx/y", "$home", "$NESTED/x", "$1/x", "cost$", "$$HOME",
                            "${}", "$EMPTY", "$EMPTY/build", "/${EMPTY}/build", "~/$EMPTY"}) {
     EXPECT_EQ(resolver.resolve(text), std::nullopt) << text;

@@ -17,7 +17,7 @@ namespace {
 
 using Result = ProcessRunner::Result;
 
-/// Far more than any command here takes; what a test waits for in vain when the runner hangs.
+/// Far more than any command needs; bounds a test when the runner hangs.
 constexpr double generousSeconds = 60;
 
 ProcessRunner::Command shell(std::string script, std::vector<std::string> arguments = {}) {
@@ -26,7 +26,7 @@ ProcessRunner::Command shell(std::string script, std::vector<std::string> argume
   return {.executablePath = "/bin/sh", .arguments = std::move(all), .timeoutSeconds = generousSeconds};
 }
 
-/// True when this process has no child left, not even an unreaped one.
+/// True when this process has no child left, zombies included.
 bool hasNoChildren() { return ::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD; }
 
 TEST(ProcessRunner, GivesStatusAndBothOutputsTrimmed) {
@@ -35,7 +35,7 @@ TEST(ProcessRunner, GivesStatusAndBothOutputsTrimmed) {
   EXPECT_EQ(ProcessRunner::run(shell("exit 255")), (Result{255, "", ""}));
   EXPECT_EQ(ProcessRunner::run(shell("echo first; kill -9 $$")), (Result{128 + 9, "first", ""}));
   EXPECT_EQ(ProcessRunner::run(shell("kill -PIPE $$")), (Result{128 + SIGPIPE, "", ""}));
-  // Arguments arrive untouched, and the input is empty.
+  // Arguments arrive unchanged, and the input is empty.
   EXPECT_EQ(ProcessRunner::run(shell("printf '<%s>' \"$0\" \"$@\"; cat", {"a b", "", "$HOME;*", "line\nbreak", "'"})),
             (Result{0, "<a b><><$HOME;*><line\nbreak><'>", ""}));
   EXPECT_TRUE(hasNoChildren());
@@ -54,7 +54,7 @@ TEST(ProcessRunner, MoreThanTheOutputLimitIsNoResult) {
   const auto most = ProcessRunner::run(writing(ProcessRunner::outputLimitBytes));
   ASSERT_TRUE(most);
   EXPECT_EQ(most->stdout_.size(), ProcessRunner::outputLimitBytes);
-  // What is beyond the limit may fit into the pipe, so that the command ends by itself.
+  // Output beyond the limit may fit the pipe buffer, so that the command ends by itself.
   EXPECT_EQ(ProcessRunner::run(writing(ProcessRunner::outputLimitBytes + 1)), std::nullopt);
   EXPECT_EQ(ProcessRunner::run(shell("exec cat /dev/zero >&2")), std::nullopt);
   EXPECT_TRUE(hasNoChildren());
@@ -84,7 +84,7 @@ TEST(ProcessRunner, WhatCannotBeStartedIsNoResult) {
   };
   EXPECT_EQ(run(tree.path("tool"), tree.root()), (Result{0, "", ""}));
   EXPECT_EQ(run(tree.path("tool"), tree.path("missing")), std::nullopt);
-  // Relative paths are refused even where they lead to a program.
+  // Relative paths are refused even if they lead to a program.
   for (const std::string& path : {tree.path("missing"), tree.path("plain"), tree.path("script"), tree.root(),
                                   std::string("tool"), std::string("./tool"), std::string()}) {
     EXPECT_EQ(run(path, tree.root()), std::nullopt) << path;
@@ -98,7 +98,7 @@ TEST(ProcessRunner, RunsInTheGivenFolderAndEnvironment) {
   command.environment = Environment{{"ONLY", "this one"}};
   const auto result = ProcessRunner::run(command);
   ASSERT_TRUE(result);
-  // A shell may set a PATH for itself, but it inherits none.
+  // A shell may set its own PATH, but inherits none.
   EXPECT_EQ(result->stdout_.substr(0, result->stdout_.rfind(" unset")), tree.path("odd $name\n") + "\nthis one");
 
   ::setenv("TIDRA_TEST_INHERITED", "yes", 1);
@@ -107,7 +107,7 @@ TEST(ProcessRunner, RunsInTheGivenFolderAndEnvironment) {
 }
 
 TEST(ProcessRunner, TheChildGetsNoDescriptorOrSignalSettingOfOurs) {
-  // Opened as a careless library would: without close-on-exec.
+  // Opened without O_CLOEXEC, as a careless library would.
   const FileDescriptor careless(::open("/dev/null", O_RDONLY));
   const FileDescriptor high(::fcntl(careless.get(), F_DUPFD, 200));
   const auto result = ProcessRunner::run(shell("exec ls /dev/fd/"));
@@ -125,7 +125,7 @@ TEST(ProcessRunner, AnInheritedIgnoredChildSignalLosesNoStatus) {
   ::signal(SIGCHLD, SIG_DFL);
 }
 
-/// A named pipe that tells when the last process that holds its writing end is gone.
+/// A FIFO that shows when the last process with its writing end is gone.
 class Lifeline {
  public:
   explicit Lifeline(const TemporaryTree& tree) : path_(tree.path("lifeline")) {
@@ -142,7 +142,7 @@ class Lifeline {
     return taken_;
   }
 
-  /// Waits, within a generous limit, until nobody holds it any more.
+  /// Waits until no process holds it, with a generous limit.
   bool isReleased() {
     for (pollfd watched{reader_.get(), POLLIN, 0}; ::poll(&watched, 1, 30'000) == 1;) {
       std::array<char, 64> bytes;
@@ -157,7 +157,7 @@ class Lifeline {
   bool taken_ = false;
 };
 
-/// Starts a grandchild that ignores polite requests and would write a file if it were left alone; then stays.
+/// Starts a grandchild that ignores SIGTERM and would write a file if left alone; then sleeps.
 constexpr const char* stubbornGroup =
     "trap '' TERM; (exec 3>\"$0\"; printf x >&3; sleep 600; : > \"$1\") & while :; do sleep 600; done";
 
@@ -177,7 +177,7 @@ TEST(ProcessRunner, TheTimeOutEndsTheWholeGroup) {
   const TemporaryTree tree;
   Lifeline lifeline(tree);
   auto command = shell(stubbornGroup, {lifeline.path(), tree.path("written late")});
-  // However little of the script ran by then: nothing of it may be left.
+  // However far the script got, nothing of it may be left.
   for (const double seconds : {0.0, 0.5}) {
     command.timeoutSeconds = seconds;
     EXPECT_EQ(ProcessRunner::run(command), std::nullopt);
@@ -192,7 +192,7 @@ TEST(ProcessRunner, TheTimeOutEndsTheWholeGroup) {
 TEST(ProcessRunner, AnHeirOfThePipesCannotHoldARunForEver) {
   const TemporaryTree tree;
   Lifeline lifeline(tree);
-  // The command itself ends at once; the background process keeps both pipes open until the test lets it go.
+  // The command exits at once; its background process keeps both pipes open until the test releases it.
   const auto result = ProcessRunner::run(shell("echo done; (read -r line < \"$0\") & exit 4", {lifeline.path()}));
   EXPECT_EQ(result, (Result{4, "done", ""}));
   const FileDescriptor writer(::open(lifeline.path().c_str(), O_WRONLY | O_CLOEXEC));
@@ -238,7 +238,7 @@ TEST(Which, TakesTheFirstExecutableOfPathAndPassesOverUnsafeFolders) {
   EXPECT_EQ(ProcessRunner::which(tool, {{"PATH", ".:"}}), std::nullopt);
   ASSERT_EQ(::fchdir(here.get()), 0);
 
-  // Links are resolved: what counts is the program that runs.
+  // Links are resolved: the program that runs counts.
   tree.writeFile("open/program");
   tree.setMode("open/program", 0755);
   tree.makeFolder("links");
@@ -247,17 +247,17 @@ TEST(Which, TakesTheFirstExecutableOfPathAndPassesOverUnsafeFolders) {
   tree.setMode("first/" + tool, 0757);
   EXPECT_EQ(ProcessRunner::which(tool, {{"PATH", path}}), tree.path("second/" + tool));
   constexpr uid_t nobody = 65534;
-  if (::geteuid() == 0) {  // only root can give files away
+  if (::geteuid() == 0) {  // chown needs root
     ASSERT_EQ(::chown(tree.path("second").c_str(), nobody, nobody), 0);
     EXPECT_EQ(ProcessRunner::which(tool, {{"PATH", path}}), std::nullopt) << "the folder is somebody else's";
     ASSERT_EQ(::chown(tree.path("second").c_str(), 0, 0), 0);
   }
-  // Children get the same choice of folders.
+  // Children get the same folders.
   const std::string search = ProcessRunner::safeSearchPath({{"PATH", path}}, tree.path("links"));
   EXPECT_TRUE(search.starts_with(tree.path("links") + ":" + tree.path("plain") + ":")) << search;
   EXPECT_EQ(search.find("open"), std::string::npos) << search;
 
-  // Without a PATH, and beyond the end of any, come the usual places.
+  // Without a PATH, and after all of it, come the default folders.
   for (const Environment& environment :
        {Environment{}, Environment{{"PATH", ""}}, Environment{{"PATH", tree.root()}}}) {
     const auto found = ProcessRunner::which("sh", environment);

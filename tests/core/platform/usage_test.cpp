@@ -1,4 +1,4 @@
-// Who works where and who has locked what, seen from another process.
+// Working directories and locks of other processes.
 #include "core/platform/usage.h"
 
 #include <fcntl.h>
@@ -21,7 +21,7 @@
 namespace tidra {
 namespace {
 
-/// Another process that has done something and then waits until the object ends. What it has started itself ends with
+/// Another process that performs an action and then waits until the object is destroyed. What it has started ends with
 /// it.
 class OtherProcess {
  public:
@@ -72,24 +72,24 @@ TEST_F(Usage, ShowsWhoWorksInAFolder) {
 
 TEST_F(Usage, ShowsWhoHasLockedAFileHoweverTheLockWasTaken) {
   const auto open = [&] { return ::open(file_.c_str(), O_RDWR); };
-  for (const auto& lock : std::vector<std::function<void()>>{
-           [&] { ::flock(open(), LOCK_EX); },
-           [&] {
-             struct flock whole {};
-             whole.l_type = F_WRLCK;
-             ::fcntl(open(), F_SETLK, &whole);
-           },
-           [&] {
-             struct flock whole {};
-             whole.l_type = F_WRLCK;
-             ::fcntl(open(), F_OFD_SETLK, &whole);
-           },
-           [&] {  // as shell scripts do: a program takes the lock on an inherited file and ends
-             const int file = open();
-             const pid_t taker = ::fork();
-             if (taker == 0) ::_exit(::flock(file, LOCK_EX));
-             ::waitpid(taker, nullptr, 0);
-           }}) {
+  for (const auto& lock :
+       std::vector<std::function<void()>>{[&] { ::flock(open(), LOCK_EX); },
+                                          [&] {
+                                            struct flock whole {};
+                                            whole.l_type = F_WRLCK;
+                                            ::fcntl(open(), F_SETLK, &whole);
+                                          },
+                                          [&] {
+                                            struct flock whole {};
+                                            whole.l_type = F_WRLCK;
+                                            ::fcntl(open(), F_OFD_SETLK, &whole);
+                                          },
+                                          [&] {  // as in shell scripts: a program locks an inherited file and exits
+                                            const int file = open();
+                                            const pid_t taker = ::fork();
+                                            if (taker == 0) ::_exit(::flock(file, LOCK_EX));
+                                            ::waitpid(taker, nullptr, 0);
+                                          }}) {
     const OtherProcess other(lock);
     const auto use = UsageSnapshot::take().userOf(tree_.path("place"));
     ASSERT_TRUE(use);
@@ -100,7 +100,7 @@ TEST_F(Usage, ShowsWhoHasLockedAFileHoweverTheLockWasTaken) {
   EXPECT_FALSE(UsageSnapshot::take().userOf(tree_.path("place")));
 }
 
-/// Replaces a child of the calling process by a program, and returns when that runs.
+/// Replaces a child process by a program (exec); returns once it runs.
 void start(const std::vector<std::string>& command) {
   std::array<int, 2> untilStarted{};
   ASSERT_EQ(::pipe2(untilStarted.data(), O_CLOEXEC), 0);
@@ -115,7 +115,7 @@ void start(const std::vector<std::string>& command) {
   ::close(untilStarted[1]);
   char byte = 0;
   EXPECT_EQ(::read(untilStarted[0], &byte, 1), 0);
-  // The arguments appear a moment after the new program has taken over.
+  // The arguments appear shortly after exec.
   while (readFile("/proc/" + std::to_string(started) + "/cmdline")->empty()) {
   }
 }
@@ -164,7 +164,7 @@ TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
          start({"/bin/sh", "-c", "kill -STOP $$", "place"});
        },
        {{UseKind::argument, tree_.path("place")}}},
-      {[&] {  // what it names leads out of the folder
+      {[&] {  // what it names is outside the folder
          start({"/bin/sh", "-c", "kill -STOP $$", tree_.path("place/inner/python")});
        },
        {{UseKind::argument, tree_.path("place/inner/python")}}},

@@ -17,7 +17,7 @@ using Ids = std::vector<std::string>;
 
 const RuleCatalog& catalog() { return RuleCatalog::builtIn(); }
 
-/// How many rules share each word, as "ai 6, npm 10".
+/// The number of rules per word, as "ai 6, npm 10".
 std::string countsBy(const auto& rules, auto wordOf) {
   std::map<std::string, int> counts;
   for (const auto& rule : rules) ++counts[std::string(wordOf(rule))];
@@ -30,7 +30,7 @@ const auto tierOf = [](const auto& rule) { return rawValue(rule.tier); };
 const auto ecosystemOf = [](const auto& rule) { return rule.ecosystem; };
 const auto every = [](const auto&) { return true; };
 
-/// The ids of the wanted rules with blanks between.
+/// The ids of the matching rules, joined by blanks.
 std::string idsOf(const auto& rules, auto wanted) {
   Ids ids;
   for (const auto& rule : rules) {
@@ -105,7 +105,7 @@ TEST(BuiltInCatalog, NoRuleNamesAWholeHomeOrTemporaryFolder) {
   }
 }
 
-/// The rule ids in the first table of one section of a document, with blanks between.
+/// The rule ids in the first table of a section, joined by blanks.
 std::string firstCells(const std::string& document, const std::string& heading) {
   const auto start = document.find("\n## " + heading + "\n");
   if (start == std::string::npos) return "no such section";

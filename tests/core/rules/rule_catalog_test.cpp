@@ -123,7 +123,7 @@ TEST(RuleCatalog, SaysWhereADocumentIsMalformed) {
   }
 }
 
-/// Rules that tell only their id and, as their label, the catalog they came from.
+/// Rules with only an id and, as label, the catalog they came from.
 RuleCatalog catalogOf(const Ids& projectIds, const Ids& systemIds, const std::string& mark) {
   RuleCatalog catalog;
   catalog.catalogVersion = mark;

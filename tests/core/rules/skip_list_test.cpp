@@ -12,7 +12,7 @@ using Texts = std::vector<std::string>;
 
 class SkipLists : public testing::Test {
  protected:
-  /// What is left of the list after a text was taken out.
+  /// The list without one text.
   Texts without(const std::string& text) const {
     RuleCatalog unskipped = catalog;
     SkipList::unskip(unskipped, {text}, TidraPlatform::linux, resolver, "--unskip");

@@ -1,5 +1,5 @@
-// By what a folder with an artefact's name is known to be a tool's work, what belongs to an installed program, and what
-// git ignores.
+// Evidence that a folder with an artefact's name was made by a tool, belongs to an installed program, or is ignored by
+// git.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -37,13 +37,13 @@ TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
     std::string evidence;
   };
   const std::vector<Row> rows{
-      // The maker's mark inside.
+      // The tool's marker inside.
       {{"package.json", "node_modules/.package-lock.json"}, "node_modules", "holds .package-lock.json"},
       {{"target/CACHEDIR.TAG"}, "target", "holds CACHEDIR.TAG"},
       {{"m/__pycache__/a.cpython-311.pyc"}, "m/__pycache__", "holds a.cpython-311.pyc"},
       {{".tox/py311/pyvenv.cfg"}, ".tox", "holds py311/pyvenv.cfg"},
       {{"go.mod", "vendor/modules.txt"}, "vendor", "holds modules.txt"},
-      // Ignored, with and without a repository; what is taken back again is not.
+      // Ignored, with and without a repository; negated patterns are not.
       {{".git/", ".gitignore=out\n/build\n", "build/a.js"}, "build", "ignored by git"},
       {{".git/", ".gitignore=out\n/build\n", "build/a.go"}, "build", "–"},
       {{".git/", ".gitignore=/play\n", "play/x/build/a.js"}, "play/x/build", "–"},
@@ -53,7 +53,7 @@ TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
       {{".git/", ".gitignore=build\n!a/build", "a/build/a.js"}, "a/build", "–"},
       {{".gitignore=dist", "a/dist/a.js"}, "a/dist", "ignored by a .gitignore above it"},
       {{"home/.gitignore=dist", "home/a/dist/a.js"}, "home/a/dist", "–"},
-      // The manifest beside it, unless something speaks against it.
+      // The manifest beside it, unless there is counter-evidence.
       {{"package.json={\"scripts\":{\"build\":\"tsc\"}}", "dist/index.js"}, "dist", "beside package.json"},
       {{"package.json", "dist/index.js"}, "dist", "–"},
       {{".git/", "package.json={\"scripts\":{\"build\":\"tsc\"}}", "dist/index.js"}, "dist", "–"},
@@ -68,7 +68,7 @@ TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
        "beside package.json"},
       {{"command/image/build/context.go"}, "command/image/build", "–"},
       {{"autoload/dist/ft.vim"}, "autoload/dist", "–"},
-      // What nothing in that place brings back.
+      // Nothing at this path would restore it.
       {{"node_modules/.package-lock.json"}, "node_modules", "–"},
       {{"package.json={\"type\":\"module\"}", "node_modules/.package-lock.json"}, "node_modules", "–"},
       {{"Gemfile", "vendor/bundle/ruby/3.1.0/f", "vendor/assets/a.css"}, "vendor", "–"},
@@ -100,7 +100,7 @@ TEST(ArtifactEvidence, NothingInAnUnpackedArchiveWasMadeThere) {
   for (const char* old : {"dist/index.js", "dist", "vendor/modules.txt", "vendor"}) tree.setModified(old, packed);
   EXPECT_EQ(evidenceOf(tree, "dist"), "–");
   EXPECT_EQ(evidenceOf(tree, "vendor"), "–");
-  // Beside it something was built since.
+  // A newer build beside it.
   EXPECT_EQ(evidenceOf(tree, ".next"), "beside package.json");
 }
 
@@ -188,7 +188,7 @@ TEST(DependencyFolders, NothingBelowOneIsAFindingOfItsOwn) {
                      "p/.venv/lib/python3/site-packages/x/build/f", "p/vendor/modules.txt", "p/vendor/a/dist/f",
                      "p/bower_components/jq/dist/f", "mine/pyvenv.cfg", "mine/lib/x/build/f", "mine/src/dist/f",
                      "gems/gems/rack/dist/f", "gems/specifications/f", "vendor/client/dist/f"});
-  // With the rules for the folders themselves switched off.
+  // With the rules for these folders disabled.
   const auto catalog = catalogOf({plainRule("dist"), plainRule("build")});
   EXPECT_THAT(foundPaths(tree, catalog), testing::ElementsAre("mine/src/dist", "vendor/client/dist"));
   for (const char* root : {"p/node_modules", "p/node_modules/vite", "p/.venv/lib", "p/vendor/a", "gems/gems/rack"}) {

@@ -75,7 +75,7 @@ TEST(DirectorySize, SeveralFoldersComeInTheirOrder) {
   EXPECT_EQ(sizesOf({}, {}), Sizes{});
 }
 
-/// What is in the folder "p", what is excluded, and what of it must stay; empty when nothing does.
+/// The folder "p", an exclusion, and what must stay because of it; empty for nothing.
 TEST(DirectorySize, MeetsWhatMustStay) {
   struct Case {
     std::vector<std::string> entries;
@@ -126,7 +126,7 @@ TEST(DirectorySize, MeetsWhatMustStay) {
       const auto why = isNever ? KeptInside::Why::neverRemoved : KeptInside::Why::excluded;
       EXPECT_EQ(size.kept && size.kept->why == why, !c.kept.empty() && !c.excluded.empty());
     }
-    // A trash goes with whatever lies in it, but for what is excluded.
+    // A trash is removed with its contents, unless excluded.
     const auto trash =
         TidraDirectorySizeReader::readAll({{.path = tree.path("p"), .isTrash = true}}, {.exclusions = exclusions});
     EXPECT_EQ(trash.front().kept.has_value(), !c.kept.empty() && !c.excluded.empty()) << c.entries.front();

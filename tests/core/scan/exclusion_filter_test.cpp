@@ -16,7 +16,7 @@
 namespace tidra {
 namespace {
 
-/// The definition, tail by tail, without any of the short cuts of the code under test.
+/// The reference implementation: suffix by suffix, without shortcuts.
 bool excludedByDefinition(const TidraScanExclusionFilter& filter, std::string path) {
   while (path.size() > 1 && path.ends_with('/')) path.pop_back();
   if (path.empty()) return false;
@@ -87,7 +87,7 @@ TEST(ExclusionFilter, PrefixesAndPatterns) {
   }
 }
 
-/// Filters and paths over a few names, so that they often meet. The same on every machine.
+/// Random filters and paths over a few names, so that they often match. Deterministic.
 class Generator {
  public:
   std::vector<std::string> components(std::size_t most) {
@@ -179,7 +179,7 @@ TEST(ExclusionFilter, RowsOfAListBecomePrefixesAndPatterns) {
   EXPECT_EQ(JsonCodec<ExclusionEntry>::decode(JsonCodec<ExclusionEntry>::encode(foreign), "row"), foreign);
 }
 
-/// What a person types who stands in "here" in the tree, and which entries are kept out then.
+/// A text typed in the folder "here" of the tree, and the entries excluded by it.
 TEST(ExclusionFilter, ATextThatNamesAnEntryIsThatEntry) {
   const TemporaryTree tree;
   for (const char* path : {"here/wt[1]/x", "here/wt1/x", "here/pages/[id]/x", "here/pages/i/x", "here/vendor/x",
@@ -222,7 +222,7 @@ TEST(ExclusionFilter, ATextThatNamesAnEntryIsThatEntry) {
     const bool isNoted = c.kind == pattern ? c.text.find('[') != std::string::npos || c.text.find("./") < c.text.size()
                                            : c.text == "./none";
     EXPECT_EQ(typed.note.has_value(), isNoted) << c.text;
-    // As the list keeps it, and as earlier versions kept the same text.
+    // As stored now, and as earlier versions stored it.
     for (const auto& [text, kind] : {std::pair(typed.text, typed.kind), std::pair(c.text, pattern)}) {
       const bool isOld = text != typed.text || kind != typed.kind;
       if (isOld && !looksLikePath(resolver.expandVariables(text))) continue;

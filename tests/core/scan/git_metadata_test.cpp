@@ -83,12 +83,12 @@ TEST_F(GitMetadata, WhatIsNoRepositoryHasOnlySizeAndFolderDate) {
   EXPECT_FALSE(TidraGitMetadataReader(std::nullopt, {tree_.path("home"), {}}).read(repository, 0).isGitRepo);
 }
 
-/// A repository whose configuration has a program run.
+/// A repository whose configuration makes git run a program.
 struct Trap {
   std::string name;
-  std::vector<std::pair<std::string, std::string>> settings;  // "EVIL" stands for the program
+  std::vector<std::pair<std::string, std::string>> settings;  // "EVIL" is replaced by the program
   std::string attributes = {};
-  std::vector<std::string> sprungBy = {"status"};  // what a person would run to fall into it; empty: nothing known
+  std::vector<std::string> sprungBy = {"status"};  // a command that triggers it; empty: none known
   bool needsAnObject = false;                      // that has to be fetched
 };
 
@@ -158,7 +158,7 @@ TEST_F(GitMetadata, RunsNothingThatARepositoryNames) {
       git(path, {"config", key, at == std::string::npos ? value : value.substr(0, at) + evil});
     }
     if (trap.needsAnObject) std::filesystem::remove(path + "/.git/objects/" + tree.substr(0, 2) + "/" + tree.substr(2));
-    // Of the same length, so that git has to look at the content, through a filter if there is one.
+    // Equal length, so that git must read the content, through a filter if configured.
     tree_.writeFile(trap.name + "/file", trap.name == "hooks" ? "text" : "TEXT");
     tree_.setModified(trap.name + "/file", commitDate);
 
@@ -191,7 +191,7 @@ TEST_F(GitMetadata, TheStatusIsNotAskedForWithoutKnowingTheFilters) {
   tree_.writeFile("p/.git/info/attributes", "* filter=x\n");
   tree_.writeFile("p/file", "TEXT");
   tree_.setModified("p/file", commitDate);
-  // The answer is longer than what is read of any.
+  // Output longer than the limit.
   const std::string config = *readFile(path + "/.git/config");
   std::string many = config + "[filter \"" + std::string(1000, 'y') + "\"]\n";
   for (int i = 0; i < 70'000; ++i) many += "clean = cat\n";
@@ -239,7 +239,7 @@ TEST_F(GitMetadata, AGitThatFailsOrTalksNonsenseGivesTheFallbackTexts) {
     EXPECT_EQ(metadata.commitSubject, "") << body;
     EXPECT_EQ(metadata.totalProjectSizeBytes, 9U) << body;
     EXPECT_FALSE(metadata.isClean) << body;
-    // A commit may be newer than any file of the project, but not than the folder that every commit changes.
+    // A commit may be newer than every file of the project, but not than .git, which each commit changes.
     tree_.setModified("p/.git", commitDate);
     EXPECT_EQ(readerWithFake(body).lastCommitDate(tree_.path("p")), commitDate) << body;
   }

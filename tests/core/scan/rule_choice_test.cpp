@@ -1,4 +1,4 @@
-// Which rule a folder satisfies, seen through scans of small trees.
+// Which rule a folder matches, in scans of small trees.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -42,7 +42,7 @@ TEST(RuleChoice, TakesTheFirstRuleThatMatches) {
     return loaded;
   }();
   const std::vector<Case> cases{
-      // Markers decide in their order, without one the rule's own ecosystem stands.
+      // Markers decide in their order; without one the rule's own ecosystem applies.
       {{"p/target/f=1", "p/Cargo.toml"}, {"p/target 1 rust target p"}},
       {{"p/target/f=1", "p/pom.xml"}, {"p/target 1 java target p"}},
       {{"p/target/f=1", "p/pom.xml", "p/Cargo.toml"}, {"p/target 1 rust target p"}},
@@ -50,11 +50,11 @@ TEST(RuleChoice, TakesTheFirstRuleThatMatches) {
       {{"p/target/f=1", "p/sub/Cargo.toml", "Cargo.toml"}, {"p/target 1 general target p"}},
       {{"p/target/Cargo.toml=1"}, {"p/target 1 general target p"}},
       {{"target/f=1", "Cargo.toml"}, {"target 1 rust target ."}},
-      // A marker may be a folder or a link that leads somewhere; one that leads nowhere is none.
+      // A marker may be a folder or a working link, but not a dangling one.
       {{"p/target/", "p/Cargo.toml/"}, {"p/target 0 rust target p"}},
       {{"p/target/", "p/Cargo.toml->real", "p/real"}, {"p/target 0 rust target p"}},
       {{"p/target/", "p/Cargo.toml->nowhere"}, {"p/target 0 general target p"}},
-      // A required marker that is missing lets the walk go in.
+      // Without the required marker the walk descends.
       {{"p/obj/f=1", "p/p.csproj"}, {"p/obj 1 dotnet obj p"}},
       {{"p/obj/f=1", "p/p.vbproj"}, {"p/obj 1 dotnet obj p"}},
       {{"p/obj/f=1", "p/.csproj"}, {"p/obj 1 dotnet obj p"}},
@@ -65,7 +65,7 @@ TEST(RuleChoice, TakesTheFirstRuleThatMatches) {
       {{"p/.claude/worktrees/f=1"}, {"p/.claude/worktrees 1 ai trees p"}},
       {{".claude/worktrees/f=1"}, {".claude/worktrees 1 ai trees ."}},
       {{"p/claude/worktrees/f=1", "p/.claude/x/worktrees/f=1", "worktrees/f=1"}, {}},
-      // Rules of one name come in catalog order, each on its platforms.
+      // Rules with one name apply in catalog order, on their platforms only.
       {{"p/bin/f=1"}, {}},
       {{"p/bin/f=1", "p/go.mod", "p/package.json"}, {"p/bin 1 go bin-linux p"}},
       {{"p/bin/f=1", "p/go.mod"}, {"p/bin 1 swift bin-mac p"}, TidraPlatform::macOS},
@@ -73,7 +73,7 @@ TEST(RuleChoice, TakesTheFirstRuleThatMatches) {
       {{"p/bin/f=1", "p/conf/bin.json"}, {"p/bin 1 npm bin-any p"}},
       {{"p/bin/f=1", "p/conf->gone"}, {}},
       {{"app/out/f=1", "q/out/f=1"}, {"app/out 1 java out-app .", "q/out 1 npm out-rest q"}},
-      // A marker counts although the walk skips it.
+      // A marker counts even if the walk skips it.
       {{"app/out/f=1", "app/.git/"}, {"app/out 1 rust out-marked app"}},
   };
   for (const Case& c : cases) {

@@ -1,4 +1,4 @@
-// Trees deeper than a path may be long and than descriptors reach.
+// Trees deeper than PATH_MAX and than the descriptor limit.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -62,7 +62,7 @@ TEST(WalkDepth, AChainMayBeThousandsOfFoldersDeep) {
   EXPECT_EQ(findings[1].sizeBytes, 3U);
 }
 
-/// A tree in which every level waits for a sibling of the next one. True when all is found with few descriptors.
+/// A tree in which every level waits for a sibling of the next. True when everything is found with few descriptors.
 bool combIsFound(rlim_t descriptors, unsigned workers) {
   constexpr std::size_t depth = 200;
   const TemporaryTree tree;
@@ -87,7 +87,7 @@ bool combIsFound(rlim_t descriptors, unsigned workers) {
 }
 
 TEST(WalkDepthDeathTest, NothingIsLostWhenDescriptorsAreFewerThanLevels) {
-  // Each runs in a process of its own: a limit cannot be raised again, and the walk asks for it once.
+  // Each in its own process: a hard limit cannot be raised again, and the walk reads it once.
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_EXIT(std::exit(combIsFound(128, 1) ? 0 : 1), testing::ExitedWithCode(0), "");
   EXPECT_EXIT(std::exit(combIsFound(128, 16) ? 0 : 1), testing::ExitedWithCode(0), "");

@@ -1,4 +1,4 @@
-// What the caller of a walk hears meanwhile, and how it stops one.
+// Progress and cancellation of a walk.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -64,7 +64,7 @@ TEST(WalkProgress, ACancelledWalkKeepsWhatItFoundAndStops) {
   std::size_t told = 0;
   auto request = requestFor(tree, catalog);
   request.workers = 1;
-  // Tens of thousands of patterns for every entry make a small tree last many seconds.
+  // Tens of thousands of patterns per entry make a small tree take many seconds.
   for (int i = 0; i < 30000; ++i) request.exclusionFilter.globPatterns.push_back("*" + std::to_string(i) + "*~?");
   request.shouldCancel = [&] { return cancelled; };
   request.onProgress = [&](const Scanner::ProgressTick& tick) {

@@ -1,4 +1,4 @@
-// A walk by many workers against a plain recursion over the same generated tree.
+// Compares the parallel walk with a plain recursion over generated trees.
 #include <fnmatch.h>
 #include <gtest/gtest.h>
 
@@ -30,7 +30,7 @@ const RuleCatalog& testCatalog() {
   return catalog;
 }
 
-/// The same tree on every machine: a few names over and over, so that rules, markers and exclusions meet.
+/// Deterministic. Few names, so that rules, markers and exclusions interact.
 class GeneratedTree {
  public:
   explicit GeneratedTree(const TemporaryTree& tree) : tree_(tree) { fill("", 0); }
@@ -85,7 +85,7 @@ class PlainWalk {
     }
   }
 
-  /// True when some rule matches, whether its ecosystem is wanted or not.
+  /// True when some rule matches, regardless of its ecosystem.
   bool report(const fs::path& project, const fs::path& folder) {
     for (const auto& rule : request_.catalog->projectRules) {
       if (rule.folderName != folder.filename() || (rule.parentName && project.filename() != *rule.parentName)) continue;
@@ -119,7 +119,7 @@ class PlainWalk {
     });
   }
 
-  /// What is excluded inside keeps the whole.
+  /// An exclusion inside keeps the whole artefact.
   bool holdsExcluded(const fs::path& folder) const {
     return std::any_of(fs::directory_iterator(folder), fs::directory_iterator{}, [&](const auto& entry) {
       if (request_.exclusionFilter.isExcluded(entry.path().native())) return true;

@@ -1,4 +1,4 @@
-// What a walk enters, reports and passes over.
+// What a walk enters, reports and skips.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -128,7 +128,7 @@ TEST(Walk, AStrangerMakesNoStoreOfOthersFolders) {
   const RuleCatalog rules = catalogOf({plainRule("target")});
   EXPECT_THAT(pathsOf(Scanner::scan(requestFor(tree, rules)).findings, tree),
               UnorderedElementsAre("shared/p/target", "shared/target", "t/files/target"));
-  // Where the folder is the stranger's own, so is the decision.
+  // In the stranger's own folder the stranger's file decides.
   ASSERT_EQ(::chown(tree.path("shared").c_str(), stranger, stranger), 0);
   EXPECT_THAT(pathsOf(Scanner::scan(requestFor(tree, rules)).findings, tree), UnorderedElementsAre("t/files/target"));
 }
@@ -229,7 +229,7 @@ TEST(Walk, UnreadableFoldersArePassedOverAndCounted) {
 TEST(Walk, AnArtefactWhoseSizeCannotBeReadIsDropped) {
   const TemporaryTree tree;
   makeEntries(tree, {"a/target/deep/f=1", "b/target/f=1", "c/target/empty/"});
-  // Names can be listed, but nothing can be asked about the files.
+  // Names can be listed, but files cannot be examined.
   for (const char* listable : {"a/target/deep", "c/target/empty"}) tree.setMode(listable, 0444);
   const WithoutPrivileges bound(tree);
   const auto result = Scanner::scan(requestFor(tree, catalog));
@@ -313,7 +313,7 @@ TEST(Walk, SaysWhyARootGivesNothing) {
   EXPECT_THAT(obstacleOf("proc/sys"), testing::EndsWith("is on a proc file system, which holds no projects."));
   EXPECT_EQ(obstacleOf(""), "");
   EXPECT_EQ(obstacleOf("missing"), "");
-  // A folder of the system counts by its own name only: on macOS /tmp is a link to /private/tmp.
+  // System folders match by their own name only: on macOS /tmp is a link to /private/tmp.
   const auto skippingByName = catalogOf({plainRule("target")}, {tree.path("skipped")});
   request.catalog = &skippingByName;
   EXPECT_EQ(obstacleOf("way-in/p"), "");
@@ -330,7 +330,7 @@ TEST(Walk, ARootIsNotAskedAboutByPatternsThatItsOwnNameMatches) {
   const auto isKeptOut = [&] {
     return Scanner::scan(request).rootObstacle.value_or("").ends_with("is excluded, so nothing is reported for it.");
   };
-  // The entries of a plan have not been named as roots by anybody.
+  // The entries of a plan are not named roots.
   request.onlyNames = {"target"};
   EXPECT_TRUE(isKeptOut());
   request.onlyNames.reset();

@@ -1,4 +1,4 @@
-// From what a scan found, or a plan that somebody edited, to what goes and what stays.
+// From findings, or an edited plan, to what is removed and what stays.
 #include "core/session/cleanup_session.h"
 
 #include <fcntl.h>
@@ -32,7 +32,7 @@ using testing::IsEmpty;
 
 constexpr TimePoint now{std::chrono::seconds{1750000000}};
 
-/// A process of its own that does something once and then waits for its end.
+/// Forks a process that performs an action and then waits to be ended.
 class Bystander {
  public:
   template <class Deed>
@@ -97,7 +97,7 @@ class CleanupSession : public WithGitRepositories {
     options.takesUnproven = true;
     return selectForCleanup(runScan(request()), request().resolver, options);
   }
-  /// "path: refusal" of each, the path within "code".
+  /// "path: refusal" of each, with the path relative to "code".
   std::vector<std::string> told(const std::vector<CleanupCandidate>& candidates) const {
     std::vector<std::string> lines;
     for (const auto& candidate : candidates) {
@@ -138,7 +138,7 @@ TEST_F(CleanupSession, AKeepFileKeepsAllBelowItsFolder) {
   const auto kept = [](const std::string& by) { return "node_modules: is kept by " + by + "/.tidra-keep"; };
   EXPECT_THAT(told(selectForCleanup(runScan(linked), linked.resolver, {.takesUnproven = true})),
               ElementsAre(HasSubstr(kept(tree_.path("code/mono"))), HasSubstr(kept(tree_.path("elsewhere")))));
-  // The home folder is a folder like others.
+  // The home folder is an ordinary folder here.
   tree_.writeFile("home/.tidra-keep");
   tree_.writeFileOfSize("home/p/node_modules/f", 3);
   RemovalGuard guard(request().resolver);
@@ -201,7 +201,7 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
                   HasSubstr("works in its repository, in " + tree_.path("code/team/a") + ";"), "team/c/node_modules: -",
                   HasSubstr("works-inside/node_modules: is in use: "), "works-not/node_modules: -",
                   AllOf(HasSubstr("works/node_modules: is in use: "), HasSubstr("works in its project"))));
-  // It is asked again right before each removal.
+  // Checked again right before each removal.
   const auto forced = selected({.force = true});
   const auto outcome = runCleanup(forced, setting());
   EXPECT_EQ(outcome.disposal.receipts.size(), 3U);
@@ -235,7 +235,7 @@ TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
   EXPECT_EQ(found["app/build"].first, caution);
   EXPECT_EQ(found["mono/packages/two/build"].first, caution);
   EXPECT_EQ(found["bare/vendor"].first, safe);
-  // A git that does not answer makes nothing safe.
+  // Without a response of git nothing is safe.
   auto silent = request();
   silent.git = script("git", "exit 1");
   for (const auto& finding : runScan(silent).findings) {
@@ -338,7 +338,7 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
   EXPECT_EQ(outcome.disposal.failures.size(), 4U);
 }
 
-/// A scan takes as long as it takes; what comes to stand in the place of something measured was never looked at.
+/// A scan takes time; a replacement of a measured folder was never examined.
 TEST_F(CleanupSession, WhatReplacesAFindingDuringTheScanStays) {
   const std::vector<std::string> places{"code/p/node_modules", "home/.cache/mine", "home/sdks/one", "home/sdks/file"};
   for (const auto& place : places) tree_.writeFile(place + (place.ends_with("file") ? "" : "/f"));
@@ -348,7 +348,7 @@ TEST_F(CleanupSession, WhatReplacesAFindingDuringTheScanStays) {
   all.categories = {"mine"};
   std::set<std::string> swapped;
   all.onProgress = [&](const ScanProgress& progress) {
-    // Outside projects the first finding is told when all are measured.
+    // Outside projects, findings are reported after all are measured.
     for (const auto& place : places) {
       if (progress.artifactsFound < (place.starts_with("code") ? 1U : 2U) || !swapped.insert(place).second) continue;
       std::filesystem::rename(tree_.path(place), tree_.path("home/before" + std::to_string(swapped.size())));
@@ -368,7 +368,7 @@ class NestedPlaces : public CleanupSession {
       tree_.writeFileOfSize("code/" + std::string(file), 100);
     }
   }
-  /// Rules in this order: id, place in "code", tier, category.
+  /// Rules in this order: id, path in "code", tier, category.
   ScanRequest withRules(const std::vector<std::array<std::string, 4>>& rules) const {
     ScanRequest asked = request();
     asked.scanSystem = true;
@@ -406,7 +406,7 @@ TEST_F(NestedPlaces, WhatHoldsAFindingOfAHigherTierGoesOnlyTogetherWithIt) {
 }
 
 TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {
-  // Both tiers of the folders of projects and of the places outside them are asked for.
+  // Both tiers, of project folders and of system paths, are selected.
   const auto rules = withRules({{"inner", "outer/mid/inner", "caution", "mine"}, {"outer", "outer", "safe", "mine"}});
   EXPECT_THAT(selectedFrom(rules, {safe, caution}), ElementsAre("outer: -"));
   const auto plan = makeCleanupPlan(selectForCleanup(runScan(rules), rules.resolver, {.takesUnproven = true}),
@@ -414,7 +414,7 @@ TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {
   EXPECT_EQ(plan.totalBytes(), 400) << "no byte twice";
   EXPECT_EQ(plan.highestTier(), caution);
   EXPECT_THAT(told(checkPlan(plan, rules, {}).candidates), ElementsAre("outer: -"));
-  // A plan with the tier of the outer one alone says nothing about the inner one.
+  // A plan with the outer tier only does not cover the inner one.
   auto cut = plan;
   cut.items.at(0).tier = safe;
   EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre(HasSubstr("outer: holds ")));
@@ -486,12 +486,12 @@ TEST_F(CleanupSession, AFolderNamedLikeAnInterruptedRemovalIsNone) {
       const std::string name = RemovalLeftover::name(kind);
       names.push_back(folder + name);
       tree_.writeFile(folder + name + "/precious");
-      if (kind == 1) continue;  // of an earlier version, or a person's
+      if (kind == 1) continue;  // from an earlier version, or a person
       noteRemoval(tree_.path(folder + name));
-      if (kind == 2) {  // another one in the place
+      if (kind == 2) {  // another folder in its place
         std::filesystem::rename(tree_.path(folder + name), tree_.path("elsewhere" + std::to_string(names.size())));
         tree_.writeFile(folder + name + "/precious");
-      } else if (kind == 3) {  // cut short
+      } else if (kind == 3) {  // truncated
         const std::string note = tree_.path(folder + name + ".note");
         const auto target = std::filesystem::read_symlink(note).string();
         std::filesystem::remove(note);

@@ -1,4 +1,4 @@
-// When somebody last worked on a project, whatever building, installing and unpacking did to dates.
+// The last work on a project, regardless of dates changed by building, installing and unpacking.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -18,7 +18,7 @@ constexpr TimePoint daysAgo(int count) { return now - days{count}; }
 
 class ProjectActivity : public WithGitRepositories {
  protected:
-  /// A file of this date, in folders that were changed right now.
+  /// Writes a file with this date into folders that were changed just now.
   void writeAt(const std::string& path, TimePoint date) const {
     tree_.writeFile(path, "x");
     tree_.setModified(path, date);

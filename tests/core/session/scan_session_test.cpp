@@ -179,7 +179,7 @@ TEST_F(ScanSession, SaysTheSameWhateverTheNumberOfWorkers) {
     ScanReport report = runScan(asked).report;
     report.durationSeconds = 0;
     report.generatedAt = now;
-    report.volume.reset();  // other programs fill it meanwhile
+    report.volume.reset();  // other programs change it meanwhile
     texts.push_back(reportText(report));
   }
   for (const std::string& text : texts) EXPECT_EQ(text, texts.front());
@@ -202,12 +202,12 @@ TEST_F(ScanSession, OverlappingRootsReportEverythingOnce) {
   EXPECT_THAT(foundFrom({"ab", "a/b/c", "a", "a/b", "a"}),
               ElementsAre("ab/node_modules", "a/b/c/node_modules", "a/target"));
   EXPECT_THAT(foundFrom({"to-b", "a/b"}), ElementsAre("to-b/c/node_modules"));
-  // The walk of a ends at packages, at artefacts, and at the links that it holds.
+  // The walk of a ends at packages, at artefacts, and at links.
   EXPECT_THAT(foundFrom({"a", "a/Some.app"}), ElementsAre("a/b/c/node_modules", "a/target", "a/Some.app/node_modules"));
   EXPECT_THAT(foundFrom({"a", "a/to-other"}), ElementsAre("a/b/c/node_modules", "a/target", "a/to-other/node_modules"));
   EXPECT_THAT(foundFrom({"a/target/deep", "a"}), ElementsAre("a/b/c/node_modules", "a/target"));
   EXPECT_THAT(foundFrom({"a/target/deep"}), ElementsAre("a/target/deep/node_modules"));
-  // Of an artefact under a root that is one by its own name there is nothing to find but what lies inside.
+  // Below a root that is an artefact by its own name, only nested artefacts are found.
   asked.ecosystems = {"npm"};
   EXPECT_THAT(foundFrom({"a", "a/target"}), ElementsAre("a/b/c/node_modules", "a/target/deep/node_modules"));
 }
@@ -259,7 +259,7 @@ TEST_F(ScanSession, OnlyTheFindingThatClaimsTooMuchPaysForIt) {
                     HasSubstr("old/data"), HasSubstr("--exclude")));
 }
 
-/// The memory of a scan grows with the length of a deep path, not with its square.
+/// Memory grows with the length of a deep path, not with its square.
 TEST_F(ScanSession, ADeepTreeCostsItsLength) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "the sanitizers take more address space than is allowed here";
@@ -285,7 +285,7 @@ TEST_F(ScanSession, ADeepTreeCostsItsLength) {
   EXPECT_EXIT(scanInLittleSpace(), testing::ExitedWithCode(0), "1 found$");
 }
 
-/// Where a user may have no further thread or process, the scan does the work itself.
+/// When no thread or process can be created, the scan uses the caller's thread.
 TEST_F(ScanSession, WorksWithoutASingleFurtherThread) {
   makeProjects();
   std::filesystem::permissions(tree_.root(), std::filesystem::perms{0755});
@@ -338,7 +338,7 @@ TEST_F(ScanSession, ACancelledScanReportsWhatItHasAsPartial) {
   tree_.writeFile("more/target/f", "1");
   auto asked = request({"code", "more"});
   asked.workers = 1;
-  // Tens of thousands of patterns for every entry make a small tree last many seconds.
+  // Tens of thousands of patterns per entry make a small tree take many seconds.
   for (int i = 0; i < 30000; ++i) asked.exclusions.globPatterns.push_back("*" + std::to_string(i) + "*~?");
   std::atomic<bool> cancelled{false};
   asked.shouldCancel = [&] { return cancelled.load(); };

@@ -13,16 +13,16 @@ namespace tidra {
 
 class AuditTest : public testing::Test {
  protected:
-  /// Fills in a record that differs with `number`: every event in turn, and all the fields in various combinations.
+  /// Fills a record depending on `number`: cycles through the events and through combinations of fields.
   static AuditLog::Builder sample(std::int64_t number);
 
-  /// Appends that many of them to the log at url().
+  /// Appends that many samples to the log at url().
   void appendSamples(int count) const;
 
   std::string url() const { return tree_.path("log/audit.jsonl"); }
   std::string bytes() const;
   void replaceBytes(const std::string& bytes) const { tree_.writeFile("log/audit.jsonl", bytes); }
-  /// With their line feeds.
+  /// With line feeds.
   std::vector<std::string> lines() const;
 
   const TemporaryTree tree_;

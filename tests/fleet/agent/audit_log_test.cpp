@@ -26,7 +26,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 TEST_F(AuditTest, TheBytesAreThoseOfTheFormat) {
-  // The hash was made with sha256sum from the 64 zeros and the line without its hash.
+  // Computed with sha256sum from 64 zeros and the line without its hash.
   AuditLog log(url());
   const AuditRecord written = log.append([](AuditRecord& record) {
     record.time = *fromIso8601("2026-03-14T10:15:00Z");
@@ -73,13 +73,13 @@ TEST_F(AuditTest, AReopenedLogGoesOn) {
   EXPECT_EQ(log.seq(), 5);
   EXPECT_EQ(log.lastHash(), AuditLog::records(url()).back().hash);
   EXPECT_EQ(log.verify(), (AuditLog::VerifyResult{5, true, {}, "OK (5 records)"}));
-  // An editor or a power cut may have taken the last line feed alone.
+  // An editor or a power loss may have removed just the last line feed.
   std::string all = bytes();
   all.pop_back();
   replaceBytes(all);
   appendSamples(1);
   EXPECT_EQ(AuditLog::verify(url()).message, "OK (6 records)");
-  // Empty lines are nothing.
+  // Empty lines are ignored.
   replaceBytes(bytes() + "\n\n");
   appendSamples(1);
   EXPECT_EQ(AuditLog::verify(url()).message, "OK (7 records)");
@@ -147,7 +147,7 @@ TEST_F(AuditTest, AnAppendThatFailsLeavesNoTrace) {
   EXPECT_THROW(log.append([](AuditRecord&) { throw std::runtime_error("no"); }), std::runtime_error);
   EXPECT_THROW(log.append([](AuditRecord& record) { record.path = std::string(AuditLog::mostLineBytes, 'a'); }),
                std::length_error);
-  // The limit lets half of the line through.
+  // The limit admits half of the line.
   struct rlimit former {};
   ::getrlimit(RLIMIT_FSIZE, &former);
   const auto handler = std::signal(SIGXFSZ, SIG_IGN);
@@ -279,20 +279,20 @@ TEST_F(AuditTotalsTest, AreKeptInACheckpointThatTheLogMustBearOut) {
   EXPECT_EQ(parsed->offset, log.size());
   EXPECT_EQ(parsed->seq, 40);
 
-  // What lies before the checkpoint is not read again, which a log damaged there shows.
+  // Lines before the checkpoint are not read again, so damage there goes unnoticed.
   std::string damaged = log;
   damaged[0] = 'x';
   replaceBytes(damaged);
   append(disposed, 5);
   EXPECT_EQ(totals().disposedBytes, 405U);
-  // Without it the damage is met.
+  // Without a checkpoint the damage is found.
   removeFile(checkpoint());
   EXPECT_EQ(messageOf<InputError>([&] { totals(); }),
             "The audit log " + url() + " is damaged: what begins at byte 0 is not valid JSON; 'tidra audit verify " +
                 url() + "' tells more, and moving the file away begins a new log.");
   EXPECT_FALSE(readFile(checkpoint())) << "nothing is kept of a log that cannot be read";
 
-  // A damaged checkpoint is none, and made anew: every flipped byte, every length.
+  // Any damaged checkpoint is ignored and rebuilt: every flipped byte, every truncation.
   replaceBytes(log);
   for (std::size_t i = 0; i + 1 < kept.size(); ++i) {
     std::string wrong = kept;
@@ -305,7 +305,7 @@ TEST_F(AuditTotalsTest, AreKeptInACheckpointThatTheLogMustBearOut) {
   EXPECT_EQ(totals().disposedBytes, 400U);
   EXPECT_EQ(*readFile(checkpoint()), kept);
 
-  // One of another log, and of this log when it was longer or ended in another record.
+  // A checkpoint of another log, or of this one before it was truncated or rewritten.
   replaceBytes(lines()[0]);
   EXPECT_EQ(totals().disposedBytes, 10U);
   append(purged, 7);
@@ -323,7 +323,7 @@ TEST_F(AuditTotalsTest, AreRightWhereNoCheckpointCanBeKept) {
   EXPECT_EQ(totals().disposedBytes, 10U);
   EXPECT_EQ(*readFile(other), "theirs") << "a link that others may have put there is not followed";
   removeFile(checkpoint());
-  // One that fits the log, as anybody who may read that can make it.
+  // A fitting one: anybody who can read the log can forge it.
   tree_.setMode("log", 0755);
   AuditLog log(url());
   AuditCheckpoint{.offset = bytes().size(), .seq = 1, .hash = log.lastHash(), .totals = {.disposedBytes = 99}}.write(
@@ -335,7 +335,7 @@ TEST_F(AuditTotalsTest, AreRightWhereNoCheckpointCanBeKept) {
   tree_.makeFolder("log/audit.jsonl.checkpoint");
   tree_.setMode("log", 0755);
   EXPECT_EQ(totals().disposedBytes, 10U);
-  // A record whose line feed is still to come counts, but the checkpoint ends before it.
+  // A record without line feed counts, but the checkpoint ends before it.
   ::rmdir(checkpoint().c_str());
   append(disposed, 3);
   const std::size_t firstLine = lines()[0].size();

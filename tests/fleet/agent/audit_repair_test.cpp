@@ -1,4 +1,4 @@
-// A log that a power cut has torn, at every byte.
+// A log torn by a power loss, at every byte.
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -37,7 +37,7 @@ TEST_F(AuditRepairTest, EveryPlaceOfATearIsToldAndMended) {
             "is cut off: no line feed follows, and it is not valid JSON; if this is an audit log, 'tidra audit repair "
             "{0}' moves that line aside.",
             url(), kept, whole.size()));
-    if (kept % 16 != 1) continue;  // repairing waits for the disk
+    if (kept % 16 != 1) continue;  // repairing flushes, which is slow
     const auto done = repair();
     ASSERT_TRUE(done);
     ASSERT_EQ(*readFile(done->movedTo), torn);
@@ -85,7 +85,7 @@ TEST_F(AuditRepairTest, OnlyWhatIsNoRecordMoves) {
     EXPECT_EQ(status.st_mode & 07777U, 0600U);
   }
   EXPECT_EQ(AuditLog(url()).seq(), 3);
-  // A log of nothing but a tear, and one damaged in the middle, which stays evidence.
+  // A log that is torn from the start, and one damaged in the middle, which stays as evidence.
   replaceBytes("{\"actor");
   EXPECT_EQ(repair()->record.seq, 1);
   const std::string damaged = "x" + whole;
@@ -100,7 +100,7 @@ TEST_F(AuditRepairTest, AFailureLeavesTheLogAsItWas) {
   replaceBytes(torn);
   EXPECT_THROW(AuditLog::repair(url(), [](AuditRecord&) { throw std::runtime_error("no"); }), std::runtime_error);
   EXPECT_EQ(bytes(), torn);
-  // The copy of the attempt stays; the next takes another name.
+  // The copy of the first attempt stays; the next gets another name.
   EXPECT_THAT(repair()->movedTo, testing::EndsWith("audit.jsonl.torn-1"));
 }
 

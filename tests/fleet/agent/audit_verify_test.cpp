@@ -1,4 +1,4 @@
-// Whatever is changed in a log is found.
+// Every change of a log is detected.
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -30,7 +30,7 @@ class AuditVerifyTest : public AuditTest {
   std::string verdict(const std::string& content) const { return verifyAs(content).message; }
 };
 
-/// The definition: what decodes and is encoded to the same bytes.
+/// The specification: a line that decodes and re-encodes to the same bytes.
 bool isEncoding(std::string_view line) {
   try {
     const AuditRecord record = decodeAuditLine(line, "it");
@@ -61,7 +61,7 @@ TEST_F(AuditVerifyTest, ALineReadQuicklyIsExactlyWhatTheEncoderMakes) {
 }
 
 TEST_F(AuditVerifyTest, EverySingleByteChangeOfALogIsFound) {
-  // Short records beside those with every kind of field, since the whole log is read for each byte of it.
+  // Short records beside those with every kind of field: the whole log is read for each of its bytes.
   constexpr int records = effort(200, 24);
   AuditLog log(url());
   for (int i = 1; i <= records; ++i) {
@@ -110,7 +110,7 @@ TEST_F(AuditVerifyTest, TheMessageTellsWhatBroke) {
   for (const auto& [line, message] : std::vector<std::pair<std::string, std::string>>{
            {replaced(second, "build-7", "build-8"), "Hash mismatch at seq 2"},
            {replaced(second, "\"hash\":\"", "\"hash\":\"0"), "Hash mismatch at seq 2"},
-           // The decoded record is the same.
+           // Equal after decoding.
            {replaced(second, "{\"", "{ \""), "Hash mismatch at seq 2"},
            {replaced(second, "}\n", "} \n"), "Hash mismatch at seq 2"},
            {replaced(second, "}\n", "}\r\n"), "Hash mismatch at seq 2"},
@@ -127,10 +127,10 @@ TEST_F(AuditVerifyTest, TheMessageTellsWhatBroke) {
     EXPECT_EQ(verdict(withSecond(line)), message) << line;
     EXPECT_EQ(verifyAs(withSecond(line)).records, 3);
   }
-  // A chain begun anew with right hashes.
+  // A new chain with valid hashes.
   EXPECT_EQ(verdict(all[1] + all[2]), "Sequence gap: expected 1, found 2");
   EXPECT_EQ(verifyAs(all[0] + all[2]).firstBadSeq, 3);
-  // A record without a hash of its own.
+  // A record without hash.
   AuditRecord bare = decodeAuditLine(all[0], "it");
   bare.hash.reset();
   EXPECT_EQ(verdict(encodeAuditLine(bare) + "\n"), "Hash mismatch at seq 1");
@@ -142,7 +142,7 @@ TEST_F(AuditVerifyTest, LinesThatAreNoRecordsMakeTheLogUnreadable) {
   EXPECT_EQ(verdict("\n\n"), "OK (0 records)");
   appendSamples(3);
   const auto all = lines();
-  // Worse than the broken chain before it.
+  // Outranks the broken chain before it.
   const auto result = verifyAs(all[1] + "x\n");
   EXPECT_EQ(result,
             (AuditLog::VerifyResult{

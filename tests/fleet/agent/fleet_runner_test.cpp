@@ -38,7 +38,7 @@ using Event = AuditRecord::Event;
 constexpr std::chrono::seconds day{86400};
 constexpr std::uint64_t megabyte = 1048576;
 
-/// Comes before the tree is made.
+/// Must run before the tree is created.
 struct OutsideSkippedFolders {
   OutsideSkippedFolders() { chooseTemporaryFolder(); }
 };
@@ -62,7 +62,7 @@ class FleetRuns : private OutsideSkippedFolders, public WithGitRepositories {
     tree_.writeFile("home/code/" + name + "/.git/info/exclude", "node_modules\n");
     tree_.writeFileOfSize("home/code/" + name + "/node_modules/f", bytes);
   }
-  /// Work goes on there at this moment.
+  /// Commits again, now.
   void commitAgain(const std::string& name) const {
     const std::string date = std::to_string(now_.time_since_epoch().count()) + " +0000";
     Environment environment = environment_;
@@ -167,7 +167,7 @@ TEST_F(FleetRuns, WeeksOfNightsAgreeOnDiskLogAndMetrics) {
   commitAgain("b");
   EXPECT_TRUE(has("b"));
 
-  now_ += 6 * day;  // a's time is up to the second, which is not yet over it
+  now_ += 6 * day;  // a is exactly at its retention, not yet past it
   const auto week = run();
   EXPECT_THAT(week.purged.receipts, IsEmpty());
   EXPECT_TRUE(has("b")) << "worked on a week ago";
@@ -270,7 +270,7 @@ TEST_F(FleetRuns, WhatAPatternForbidsKeepsWhatHoldsIt) {
 TEST_F(FleetRuns, AFailedItemIsRecordedAndTheRunGoesOn) {
   makeProject("a", 4 * megabyte);
   makeProject("b", 4 * megabyte);
-  // Quarantine of one of them cannot work: its volume folder is a file.
+  // One item cannot be quarantined: the quarantine folder of its volume is a file.
   policy_.disposal.quarantineDir = "~/store";
   tree_.writeFile("home/store");
   const auto result = run();
@@ -307,7 +307,7 @@ TEST_F(FleetRuns, StoppingBreaksOffNoItem) {
   makeProject("b", 4 * megabyte);
   policy_.disposal.method = DisposalMethod::delete_;
   auto stopped = runner();
-  // Deleting begins with another name for the folder, so this asks to stop in the midst of it.
+  // Deletion renames the folder first, so this stops in the middle of it.
   stopped.shouldCancel = [this] { return !has("a"); };
   const auto deleted = stopped.run();
   EXPECT_THAT(eventsOf(deleted), ElementsAre(Event::runStarted, Event::scanCompleted, Event::planned, Event::disposed,
@@ -357,7 +357,7 @@ TEST_F(FleetRuns, NothingIsRemovedThatTheLogHasNoRoomFor) {
 TEST_F(FleetRuns, NothingBeginsWithoutLockLogAndRoots) {
   makeProject("a", 4 * megabyte);
   {
-    // Process 1 is there on every machine.
+    // Process 1 exists on every machine.
     tree_.writeFile("home/.tidra/fleet.lock", "1\n");
     try {
       run();
@@ -422,7 +422,7 @@ TEST_F(FleetRuns, ARunThatDiedShowsInTheNext) {
   });
   EXPECT_THAT(errorsOf(run()), ElementsAre(StartsWith("run DIED did not finish")));
   EXPECT_THAT(errorsOf(run()), IsEmpty());
-  // A repair hides neither a run that died nor one that ended.
+  // A repair hides neither a killed run nor a finished one.
   const auto repair = [&] {
     std::ofstream(auditPath(), std::ios::app) << "{torn";
     AuditLog::repair(auditPath(), [](AuditRecord& record) { record.runID = "REPAIR"; });
@@ -435,7 +435,7 @@ TEST_F(FleetRuns, ARunThatDiedShowsInTheNext) {
   });
   repair();
   EXPECT_THAT(errorsOf(run()), ElementsAre(StartsWith("run TORN did not finish")));
-  // A failure in the middle of a run is no last word; the failure of a run is.
+  // An `error` record within a run is not its final record; a failed run's is.
   AuditLog(auditPath()).append([](AuditRecord& record) {
     record.runID = "DIED TOO";
     record.event = Event::error;
@@ -449,7 +449,7 @@ TEST_F(FleetRuns, ARunThatDiedShowsInTheNext) {
 TEST_F(FleetRuns, WhatARunMovedBeforeItDiedIsToldByTheNext) {
   makeProject("a", 4 * megabyte);
   run();
-  // Another item was moved, and then the run was killed.
+  // Another item was moved before the run was killed.
   makeProject("b", 4 * megabyte);
   auto disposer = quarantine();
   AuditLog(auditPath()).append([&](AuditRecord& record) {
@@ -459,7 +459,7 @@ TEST_F(FleetRuns, WhatARunMovedBeforeItDiedIsToldByTheNext) {
   });
   const std::string path = tree_.path("home/code/b/node_modules");
   const auto moved = disposer.quarantine(holdEntry(path), path, 4 * megabyte, now_ + std::chrono::seconds(1));
-  // The run after it was killed as well, before it had told of the item.
+  // The next run was killed too, before it recorded the item.
   AuditLog(auditPath()).append([&](AuditRecord& record) {
     record.runID = "DIED TOO";
     record.event = Event::error;

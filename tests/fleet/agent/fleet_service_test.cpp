@@ -1,4 +1,4 @@
-// The agent as a service: runs on an interval, a listener, and a policy that changes meanwhile.
+// The agent as a service: periodic runs, a listener, and policy reload.
 #include "fleet/agent/fleet_service.h"
 
 #include <gmock/gmock.h>
@@ -21,7 +21,7 @@ using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 
-/// A service on a thread of its own, which ends with this object.
+/// Runs a service on a thread, which the destructor ends.
 class RunningService {
  public:
   RunningService(const std::string& policyPath, const std::string& home) {
@@ -40,7 +40,7 @@ class RunningService {
   RunningService(const RunningService&) = delete;
   RunningService& operator=(const RunningService&) = delete;
 
-  /// Waits for a line that begins so and was written after the last one waited for; false when none comes.
+  /// Waits for a line with this prefix after the last one waited for; false on timeout.
   bool waitFor(const std::string& beginning) {
     std::unique_lock guard(lock_);
     return arrived_.wait_for(guard, std::chrono::seconds(60), [&] {
@@ -113,7 +113,7 @@ TEST(FleetService, TakesAPolicyWhoseModeIsMendedLater) {
   const std::string policy = tree.writeFile("policy.json", policyNamed("first"));
   RunningService service(policy, tree.path("home"));
   EXPECT_TRUE(service.waitFor("run finished"));
-  // In one step, so that the service never sees the text with another mode.
+  // Atomic, so that the service never sees this text with another mode.
   tree.writeFile("next.json", policyNamed("second"));
   tree.setMode("next.json", 0666);
   std::filesystem::rename(tree.path("next.json"), policy);
@@ -127,7 +127,7 @@ TEST(FleetService, ServesTheHostReportAndWaitsForAHubThatIsAway) {
   tree.makeFolder("home/code");
   CannedHub hub;
   hub.answer(HTTPResponse::text(500, "not yet"));
-  // Nothing to do unless the hub says so.
+  // Without the hub there is nothing to scan.
   const std::string policy = tree.writeFile("policy.json", R"({"scan": {"roots": [], "categories": []},
     "metrics": {"listen": "127.0.0.1:0"}, "hub": {"policy": "ci", "url": ")" +
                                                                hub.url() + "\"}}");

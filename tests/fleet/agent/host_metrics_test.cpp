@@ -10,7 +10,7 @@
 namespace tidra {
 namespace {
 
-/// Every figure differs, so that none can stand in for another.
+/// All figures differ, so that swapped ones are noticed.
 FleetMetricsSnapshot busyHost() {
   FleetMetricsSnapshot snapshot;
   snapshot.version = "1.3.0";
@@ -106,7 +106,7 @@ tidra_volume_total_bytes 20
 tidra_volume_available_bytes 0
 )";
 
-/// The lines of the samples whose name begins so.
+/// The lines of samples with this prefix.
 std::string samples(const std::string& text, const std::string& name) {
   std::string found;
   for (std::size_t begin = 0; begin < text.size();) {
@@ -122,7 +122,7 @@ FleetMetricsSnapshot awkwardHost() {
   snapshot.version = "1\n2";
   snapshot.catalogVersion = "c:\\\"x\"";
   using namespace std::string_literals;
-  // The last two become the same text, whose sum is too large.
+  // The last two become equal as labels; their sum overflows.
   snapshot.reclaimableBytesByCategory = {{"a \"b\"", 1}, {"ö\r\t{}=,", 2}, {"nul\0here"s, 3},
                                          {"", 4},        {"bad\xFE", 5},   {"bad\xFF", ~0ULL}};
   return snapshot;

@@ -1,4 +1,4 @@
-// Runs of a host that has a hub: what the hub decides, what it cannot, and the days on which it is away.
+// Runs of a host with a hub: what the hub decides, what it cannot, and runs without it.
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
@@ -55,7 +55,7 @@ class RunsWithAHub : private OutsideSkippedFolders, public testing::Test {
       "metrics": {"textfile": "~/elsewhere.prom"}, "hub": {"url": "http://evil"}})");
   }
 
-  /// The hub holds this policy and takes every report.
+  /// The hub serves this policy and accepts every report.
   void serve(const std::string& document) {
     hub_.answer([document](const HTTPRequest& request) {
       return HTTPResponse::json(200, request.method == "POST" ? ack : document);
@@ -122,7 +122,7 @@ TEST_F(RunsWithAHub, TheHubsPolicyCountsWithinWhatTheHostForbids) {
   EXPECT_EQ(requests[0].headers.at("authorization"), "Bearer t");
   EXPECT_EQ(HubJSON::decode<HubHostReport>(requests[1].body, "it"), result.hostReport);
 
-  // The report agrees with the log it was made from.
+  // The report matches the log it was made from.
   const HubHostReport& report = *result.hostReport;
   const AuditRecord& finished = records_[records_.size() - 2];
   EXPECT_EQ(report.auditSeq, finished.seq);
@@ -164,7 +164,7 @@ TEST_F(RunsWithAHub, WhenTheHubFailsTheCopyCountsUnderTheHostsPresentPolicy) {
             R"(hub returned 401: {"error":"agent token required"})");
   EXPECT_EQ(lines_.back(), R"(warning: hub report failed: hub returned 401: {"error":"agent token required"})");
   EXPECT_EQ(projectsLeft(), 1U);
-  // What the host forbids from now on counts at once, though the copy is older.
+  // A new prohibition of the host applies to the older copy too.
   policy_.never.paths.emplace_back("~/code");
   hub_.stop();
   EXPECT_EQ(run().hubError, "hub unreachable: cannot connect: Connection refused");
@@ -227,13 +227,13 @@ TEST_F(RunsWithAHub, ACopyThatOthersCouldHaveTouchedIsNotUsed) {
   fs::create_directory(copyPath());
   ownCounts("cannot be read");
   fs::remove(copyPath());
-  // A link that somebody with a right to the folder has planted is replaced; its target stays.
+  // A symlink planted by someone with access to the folder is replaced; its target is unchanged.
   fs::create_symlink(tree_.writeFile("elsewhere", "precious"), copyPath());
   ownCounts("could be changed or read by other users and is not used");
   EXPECT_EQ(*readFile(tree_.path("elsewhere")), "precious");
   EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(copyPath())));
   fs::remove(copyPath());
-  // The same copy is good again, but not for another policy of the hub.
+  // The copy is valid again, but not for another policy of the hub.
   tree_.writeFile("home/.tidra/audit.jsonl.policy", good);
   fs::permissions(copyPath(), fs::perms(0600));
   policy_.hub.policy = "other";
@@ -250,7 +250,7 @@ TEST_F(RunsWithAHub, EveryChangeIsRecordedOnceAndADryRunKeepsTheCopyToo) {
   hub_.answer(HTTPResponse::text(503, ""));
   EXPECT_EQ(reasons(false), "/theirs");
   EXPECT_EQ(projectsLeft(), 3U);
-  policy_.hub.tags.clear();  // changes nothing that is carried out
+  policy_.hub.tags.clear();  // no effect on what is executed
   EXPECT_EQ(reasons(false), "/theirs");
   serve(R"({"name": "third", "dryRun": true, "scan": {"roots": ["~/code"], "categories": []}})");
   EXPECT_EQ(reasons(false), "policy changed/third");
@@ -264,7 +264,7 @@ TEST_F(RunsWithAHub, AStopEndsTheReportAtOnce) {
   hub_.answer([&](const HTTPRequest& request) {
     if (request.method == "GET") return HTTPResponse::json(200, "{}");
     stop_ = true;
-    EXPECT_TRUE(release.waitFor(std::chrono::minutes(2)));  // longer than the client's own patience
+    EXPECT_TRUE(release.waitFor(std::chrono::minutes(2)));  // longer than the client's timeout
     return HTTPResponse::json(200, ack);
   });
   const FleetRunResult result = run();

@@ -75,7 +75,7 @@ TEST(MetricsServer, AnswersARequestThatIsTooLongFromItsBeginning) {
   EXPECT_EQ(exchange(server.port(), "GET /healthz HTTP/1.1\r\nCookie: " + rest + "\r\n\r\n"),
             response("200 OK", "text/plain", "ok\n"));
   EXPECT_EQ(exchange(server.port(), "GET /" + rest), notFound);
-  // What nobody has read makes a plain close drop the end of the answer.
+  // Closing with unread data in flight would drop the end of the response.
   const std::string body(3'000'000, 'b');
   server.update(body, "{}", true);
   EXPECT_TRUE(exchange(server.port(), "GET /metrics HTTP/1.1\r\nCookie: " + rest + "\r\n\r\n") ==
@@ -91,7 +91,7 @@ TEST(MetricsServer, SendsALongTextWholeAndSurvivesClientsThatGo) {
     Client impatient(server.port());
     impatient.send("GET /metrics HTTP/1.1\r\n\r\n");
     impatient.reset();
-    Client(server.port()).reset();  // without a word
+    Client(server.port()).reset();  // RST without a request
   }
   EXPECT_TRUE(get(server, "/metrics") == response("200 OK", expositionType, text));
 }
@@ -122,11 +122,11 @@ TEST(MetricsServer, LivesThroughAShortageOfDescriptors) {
   Client client;
   rlimit former{};
   ::getrlimit(RLIMIT_NOFILE, &former);
-  const rlimit none{3, former.rlim_max};  // the standard streams take them
+  const rlimit none{3, former.rlim_max};  // the standard streams use them up
   ::setrlimit(RLIMIT_NOFILE, &none);
   EXPECT_TRUE(client.connect(server.port()));
   client.send("GET /healthz HTTP/1.1\r\n\r\n");
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));  // lets the server meet the shortage
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));  // lets the server run into EMFILE
   ::setrlimit(RLIMIT_NOFILE, &former);
   EXPECT_EQ(client.receive(), response("200 OK", "text/plain", "ok\n"));
 }
@@ -151,7 +151,7 @@ TEST(MetricsServer, StartsAndStopsAgainAndAgain) {
   const auto before = openDescriptors();
   {
     MetricsServer server("0.0.0.0", 0);
-    server.stop();  // before it was started
+    server.stop();  // before any start
     server.start();
     port = server.port();
     ASSERT_NE(port, 0);
@@ -164,7 +164,7 @@ TEST(MetricsServer, StartsAndStopsAgainAndAgain) {
     server.stop();
     EXPECT_EQ(server.port(), 0);
   }
-  // The connection that the server closed lingers on the port for a minute.
+  // The connection closed by the server stays in TIME_WAIT for a minute.
   MetricsServer next("127.0.0.1", port);
   next.start();
   EXPECT_EQ(get(next, "/nope"), notFound);
@@ -200,8 +200,8 @@ TEST(MetricsServer, EveryAnswerIsOfOneUpdate) {
 #ifdef __linux__
 TEST(MetricsServer, ItsThreadHasANameAndTakesNoSignals) {
   const RunningServer server;
-  const std::string name = "tidra-metrics-s";  // what the system shows of it
-  EXPECT_EQ(get(server, "/nope"), notFound);   // it has its name by now
+  const std::string name = "tidra-metrics-s";  // the thread name, truncated by the kernel
+  EXPECT_EQ(get(server, "/nope"), notFound);   // after a response the name is set
   int found = 0;
   for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
     std::string line;

@@ -16,7 +16,7 @@ namespace {
 
 std::string temporaryName(const std::string& target) { return target + ".tmp-" + std::to_string(::getpid()); }
 
-/// What there is, without the times of folders, in which a temporary file shows that came and went.
+/// All entries, without the times of folders, which temporary files change.
 std::vector<SnapshotEntry> contents(const TemporaryTree& tree) {
   auto entries = tree.snapshot();
   for (auto& entry : entries) {

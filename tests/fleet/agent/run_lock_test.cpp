@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 
 using testing::HasSubstr;
 
-/// A process that does one thing and ends with its result.
+/// Forks a process that runs `work` and exits with its result.
 pid_t start(const std::function<int()>& work) {
   const pid_t child = ::fork();
   if (child == 0) ::_exit(work());
@@ -35,7 +35,7 @@ int statusOf(pid_t child) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-/// The id of a process that has been and is gone.
+/// The id of a process that has ended.
 pid_t goneProcess() {
   const pid_t child = start([] { return 0; });
   statusOf(child);
@@ -50,7 +50,7 @@ class RunLockTest : public testing::Test {
     return read ? *read : "(none)";
   }
   std::string ownContent() const { return std::to_string(::getpid()) + "\n"; }
-  /// The pid of the LockError that acquiring throws.
+  /// The pid in the LockError that acquire throws.
   std::optional<std::int32_t> busyWith() const {
     try {
       RunLock(url()).acquire();
@@ -173,8 +173,8 @@ TEST_F(RunLockTest, AKilledHolderMakesWayForTheNext) {
   ::close(ready[1]);
 }
 
-// Each round starts processes at a barrier, with a leftover to clear or none. Whoever holds the lock makes a file
-// exclusively, which fails when two hold at once, and keeps the lock until all have had their answer.
+// Each round starts processes at a barrier, with a stale lock or without. The holder creates a file with O_EXCL, which
+// fails if two hold the lock, and holds it until all have their result.
 TEST_F(RunLockTest, OfTwentyAtOnceExactlyOneHolds) {
   constexpr int processes = 20;
   constexpr int rounds = 16;

@@ -21,12 +21,12 @@ using namespace std::chrono_literals;
 
 constexpr double patient = 30;  // seconds
 
-/// Serves one connection with what it is given, whatever is asked.
+/// Serves one connection with a canned response.
 class CannedServer {
  public:
   enum class After { close, dripForEver, silence };
 
-  /// Reads until the request ends with `lastBytes`; reads nothing when that is empty.
+  /// Reads until the request ends with `lastBytes`; does not read when that is empty.
   CannedServer(std::string lastBytes, std::string answer, After after = After::close)
       : socket_(openListeningSocket("127.0.0.1", 0, 5)) {
     thread_ = std::thread([this, last = std::move(lastBytes), bytes = std::move(answer), after] {
@@ -49,7 +49,7 @@ class CannedServer {
     return "http://127.0.0.1:" + std::to_string(socket_.port) + rest;
   }
   std::uint16_t port() const { return socket_.port; }
-  /// What the client sent.
+  /// The bytes that the client sent.
   std::string request() {
     thread_.join();
     return request_;
@@ -105,7 +105,7 @@ TEST(HTTPClient, SaysWhatWentWrong) {
   for (const std::string url : {"", "hub:9480", "ftp://hub/", "http://", "https:///x", "http://hub/\r\nX: y"}) {
     EXPECT_EQ(failure({"GET", url}), "not an http(s) URL: " + url);
   }
-  const std::string noHost = std::string(70, 'a') + ".invalid";  // no name has a label of that length
+  const std::string noHost = std::string(70, 'a') + ".invalid";  // labels have at most 63 bytes
   EXPECT_EQ(failure({"GET", "http://" + noHost + "/"}), "cannot resolve " + noHost);
   std::uint16_t closedPort = openListeningSocket("127.0.0.1", 0, 1).port;
   EXPECT_EQ(failure({"GET", "http://127.0.0.1:" + std::to_string(closedPort)}), "cannot connect: Connection refused");
@@ -158,7 +158,7 @@ TEST(HTTPClient, LetsNoValueForgeAHeader) {
   EXPECT_EQ(failure({"GET / HTTP/1.1\r\nX:", "http://127.0.0.1:1/"}), "connection error: the method cannot be sent");
 }
 
-/// A curl that notes what it was given, and then does what the test says.
+/// A fake curl that records its arguments and then runs the test's script.
 class FakeCurl {
  public:
   explicit FakeCurl(const std::string& script) {
@@ -250,7 +250,7 @@ TEST(CurlTransport, RunsNoCurlThatOthersMayHaveWritten) {
   FakeCurl curl("printf 200");
   std::filesystem::permissions(curl.path("bin/curl"), std::filesystem::perms::all);
   curl.environment["PATH"] = curl.path("bin");
-  // Whatever else is found, it is not this one.
+  // Another curl may be found, but not this one.
   const std::string message = failure({"GET", "https://127.0.0.1:1/"}, 1, curl.environment);
   EXPECT_EQ(curl.read("arguments"), "");
   if (!ProcessRunner::which("curl", {})) {

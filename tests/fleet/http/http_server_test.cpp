@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 
 const std::string hello = "GET /hello HTTP/1.1\r\nHost: a\r\n\r\n";
 
-/// A response as it must arrive, byte for byte; `headers` are the handler's.
+/// The exact bytes of a response; `headers` are the handler's.
 std::string response(const std::string& status, const std::string& headers, const std::string& body) {
   return "HTTP/1.1 " + status + "\r\n" + headers + "Content-Length: " + std::to_string(body.size()) +
          "\r\nConnection: close\r\nServer: tidra-hub\r\n\r\n" + body;
@@ -27,7 +27,7 @@ std::string textResponse(const std::string& status, const std::string& body) {
   return response(status, "Content-Type: text/plain; charset=utf-8\r\nCache-Control: no-store\r\n", body);
 }
 
-/// One that the server gives of itself, which a browser must not take for anything else.
+/// The server's own error response, with its protective headers.
 std::string refusal(const std::string& status, const std::string& body) {
   return response(status,
                   "Content-Type: text/plain; charset=utf-8\r\nReferrer-Policy: no-referrer\r\n"
@@ -106,7 +106,7 @@ TEST(HTTPServer, AFailureOfTheHandlerIsKeptFromTheClient) {
 TEST(HTTPServer, RefusesWithoutCallingTheHandler) {
   std::atomic<int> calls = 0;
   HTTPServerLimits limits;
-  limits.closing = 30s;  // a busy machine takes its time for the large body
+  limits.closing = 30s;  // a loaded machine needs time for the large body
   RunningServer server(
       [&calls](const HTTPRequest& request) {
         ++calls;
@@ -178,7 +178,7 @@ TEST(HTTPServer, AnswersTheExcessAtOnceAndServesAgainAfterwards) {
 
 TEST(HTTPServer, WhoOnlyHoldsConnectionsKeepsNobodyOut) {
   HTTPServerLimits limits;
-  limits.workers = 1;  // so that the order in which they fall silent is theirs
+  limits.workers = 1;  // makes the order of silence deterministic
   limits.connections = 2;
   limits.wait = limits.request = 1h;
   limits.crowded = 0ms;
@@ -186,7 +186,7 @@ TEST(HTTPServer, WhoOnlyHoldsConnectionsKeepsNobodyOut) {
   LoopbackClient silent(server.port());
   LoopbackClient half(server.port());
   half.send("GET ");
-  std::string answer = busy;  // until the server has found that both wait
+  std::string answer = busy;  // until the server has noticed that both wait
   while (answer == busy) answer = exchange(server.port(), hello);
   EXPECT_EQ(answer, textResponse("200 OK", "GET /hello\n"));
   EXPECT_EQ(silent.receive(), "") << "it waited for longest";
@@ -212,11 +212,11 @@ TEST(HTTPServer, BodiesThatArriveShareABudget) {
     return client.receive();
   };
   const auto echoed = [](std::size_t size) { return textResponse("200 OK", "POST /\n" + std::string(size, 'x')); };
-  for (int round = 0; round < 3; ++round) {  // what a request took is there for the next
+  for (int round = 0; round < 3; ++round) {  // the budget is released for the next round
     LoopbackClient claiming(server.port());
     begin(claiming, 1000, 1);
     EXPECT_EQ(answerTo(1000), echoed(1000)) << "a claim takes nothing from others";
-    // The server reads the two in any order, and their bytes in any pieces, unless there is time between them.
+    // The server may read the two in any order and any pieces unless separated in time.
     std::string answer = echoed(300);
     for (std::chrono::milliseconds pause(5); answer == echoed(300); pause *= 2) {
       LoopbackClient first(server.port());
@@ -257,7 +257,7 @@ TEST(HTTPServer, SlowClientsHoldNoWorkerAndAreLeft) {
   EXPECT_EQ(idle.receive(), "");
   EXPECT_EQ(half.receive(), "");
   int drips = 0;
-  while (drips < 800 && dripping.trySend("x")) {  // never a pause that is too long
+  while (drips < 800 && dripping.trySend("x")) {  // never too long a pause
     ++drips;
     std::this_thread::sleep_for(50ms);
   }
@@ -270,7 +270,7 @@ TEST(HTTPServer, StoppingFinishesWhatRunsAndLeavesWhatWaits) {
   std::promise<void> released;
   const std::string large(5'000'000, 'x');
   HTTPServerLimits limits;
-  limits.wait = limits.request = 1h;  // only the end lets go of a client
+  limits.wait = limits.request = 1h;  // only stop() ends a connection
   RunningServer server(
       [&](const HTTPRequest&) {
         running.count_down();

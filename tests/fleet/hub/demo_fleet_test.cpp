@@ -29,7 +29,7 @@ std::int64_t sumOf(const std::map<std::string, std::int64_t>& figures) {
                          [](std::int64_t sum, const auto& figure) { return sum + figure.second; });
 }
 
-/// What a host could not have reported; empty when there is nothing.
+/// A contradiction that no real host could report; empty when there is none.
 std::string contradictionIn(const HubHostFile& file) {
   const HubHostReport& latest = file.latest;
   const auto isEarlier = [](const auto& left, const auto& right) { return left.time < right.time; };
@@ -44,7 +44,7 @@ std::string contradictionIn(const HubHostFile& file) {
   if (sumOf(latest.skippedByReason) + latest.plannedItems != latest.findings) return "findings";
   if (latest.plannedItems != latest.disposedItems + latest.failures && !latest.dryRun) return "planned";
   if (latest.dryRun && (freed != 0 || latest.disposedBytesTotal != 0)) return "dry run";
-  // An audit log that began anew has lost what was freed before; the note may have answered that.
+  // A replaced audit log has lost earlier totals; the note may have acknowledged that.
   if (!file.lastAuditRewind && !file.note && latest.disposedBytesTotal < freed) return "total";
   if (latest.volumeAvailableBytes <= 0 || *latest.volumeAvailableBytes >= *latest.volumeTotalBytes) return "volume";
   return latest.topItems.empty() || latest.topItems.size() > 25 ? "top items" : "";

@@ -1,4 +1,4 @@
-// What the routes of the API answer.
+// The responses of the API's routes.
 #include <gmock/gmock.h>
 
 #include "fleet/agent/policy/example_policies.h"
@@ -30,7 +30,7 @@ TEST_F(HubServerTest, FilesReportsAndSaysSo) {
   EXPECT_EQ(HubJSON::decode<HubAck>(report(busy).body, "ack").hostsKnown, 2);
   EXPECT_THAT(logged(), ElementsAre("report from web/01: 1 findings, 5 MB removed",
                                     R"(report from web\n02: 1 findings, 3 MB would be removed (dry run))"));
-  // The file of the first host is this one's as well.
+  // The file name collides with the first host's.
   const auto refused = report(plainReport("web_01"));
   EXPECT_EQ(refused.status, 200);
   const auto refusal = HubJSON::decode<HubAck>(refused.body, "ack");
@@ -58,7 +58,7 @@ TEST_F(HubServerTest, RefusesBadReports) {
     EXPECT_THAT(refused(body), StartsWith("400 bad report: report")) << body.substr(0, 60);
   }
   EXPECT_EQ(hub_->store().inventory().size(), 2U);
-  // Of a repeated key the last one counts, as everywhere.
+  // The last of repeated keys wins, as everywhere.
   EXPECT_EQ(ask("POST", "/api/v1/report", {.token = {}, .body = R"({"host": "b", "host": "c"})"}).status, 200);
   EXPECT_TRUE(hub_->store().find("c", noon));
 }
@@ -171,7 +171,7 @@ TEST_F(HubServerTest, AListingThatNoClientCouldTakeIsRefused) {
   auto large = plainReport("a");
   large.topItems.assign(201, item);
   EXPECT_EQ(refusalOf(report(large)), "400 bad report: it holds 201 top items; 200 are the most");
-  if (effort(1, 0) == 0) return;  // so many bytes take minutes there
+  if (effort(1, 0) == 0) return;  // takes minutes there
   large.topItems.pop_back();
   for (char name = 'a'; name <= 'i'; ++name) {
     large.host = name;

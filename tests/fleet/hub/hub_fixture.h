@@ -10,7 +10,7 @@ namespace tidra {
 /// 2026-03-14T12:00:00Z.
 constexpr TimePoint noon{std::chrono::seconds{1773489600}};
 
-/// Of a host without any trouble.
+/// The report of a healthy host.
 inline HubHostReport plainReport(const std::string& host) {
   HubHostReport report;
   report.host = host;
@@ -20,7 +20,7 @@ inline HubHostReport plainReport(const std::string& host) {
   return report;
 }
 
-/// With something in every field.
+/// A report with every field set.
 inline HubHostReport busyReport(const std::string& host) {
   HubHostReport report = plainReport(host);
   report.tidraVersion = "1.3.0";

@@ -1,4 +1,4 @@
-// The hub over its socket: many clients at a time, and programs that are not ours.
+// The hub over its socket: many concurrent clients, and third-party ones.
 #include <gmock/gmock.h>
 
 #include <atomic>
@@ -77,7 +77,7 @@ TEST_F(HubOverItsSocket, StoppingFinishesWhatHasArrived) {
           if (answer.status == 200) ++accepted;
         }
       } catch (const HTTPClientError&) {
-        // The hub has gone.
+        // The hub has closed the connection.
       }
     });
   }
@@ -86,12 +86,12 @@ TEST_F(HubOverItsSocket, StoppingFinishesWhatHasArrived) {
   for (std::thread& thread : threads) thread.join();
   std::int64_t stored = 0;
   for (const auto& file : hub_->store().inventory()) stored += file->reports;
-  // A client that had its connection taken, but not its answer, counts on one side only.
+  // A client that was cut off before its response counts on the hub's side only.
   EXPECT_GE(stored, accepted);
   EXPECT_LE(stored, accepted + 4);
 }
 
-/// Its output on one line, a space for each line break.
+/// The output on one line, with spaces for line breaks.
 std::string shellOutput(const std::string& script) {
   const auto ran = ProcessRunner::run({.executablePath = "/bin/sh",
                                        .arguments = {"-c", script},

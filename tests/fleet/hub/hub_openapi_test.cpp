@@ -1,4 +1,4 @@
-// docs/openapi.json describes what the hub does.
+// docs/openapi.json matches the hub.
 #include <gmock/gmock.h>
 
 #include <set>
@@ -18,7 +18,7 @@ class HubDocument : public HubServerTest {
  protected:
   HubDocument() : document_(parseJson(*readFile(TIDRA_SOURCE_DIR "/docs/openapi.json"), "The document")) {}
 
-  /// A hub with a host and a policy, as the requests below expect it.
+  /// A hub with the host and the policy that the requests below expect.
   void openFilled() {
     open({});
     report(busyReport("web/01"));
@@ -27,7 +27,7 @@ class HubDocument : public HubServerTest {
     hub_->replaceTokens({.agent = {"agent"}, .admin = {"admin"}});
   }
 
-  /// The request that gets one of the answers that the document promises.
+  /// Sends the request that provokes this documented status.
   HTTPResponse provoke(const std::string& method, const std::string& path, const std::string& status) const {
     std::string target = path;
     const auto fill = [&](const std::string& wildcard, const std::string& known) {

@@ -27,7 +27,7 @@ class HubStoreTest : public testing::Test {
   void SetUp() override { open(); }
 
   void open() {
-    store_.reset();  // leaves the folder before it is taken again
+    store_.reset();  // unlocks the folder before it is reopened
     store_ = std::make_unique<HubStore>(tree_.path("data"), 7200, "Fleet", noon);
   }
   std::string hostFile(const std::string& name) const {
@@ -257,7 +257,7 @@ TEST_F(HubStoreTest, ChangesNothingOnAFullDisk) {
   EXPECT_THROW(store.ingest(report, noon), std::system_error);
   EXPECT_THROW(store.putPolicy("p", std::string(1 << 20, 'x'), noon), std::system_error);
   const auto files = [](std::vector<SnapshotEntry> entries) {
-    std::erase_if(entries, [](const SnapshotEntry& entry) { return entry.type == 'd'; });  // whose times change
+    std::erase_if(entries, [](const SnapshotEntry& entry) { return entry.type == 'd'; });  // their times change
     return entries;
   };
   EXPECT_EQ(files(snapshotOf(disk.path())), files(before));

@@ -117,7 +117,7 @@ TEST_F(HubSummaryTest, CountsWhatLiesWithinItsWindowsToTheSecond) {
   check();
   open();
   check();
-  ingest("later", now + days{300}, 0);  // what is asked for lies far before the newest report
+  ingest("later", now + days{300}, 0);  // the requested time is long before the newest report
   EXPECT_EQ(store_->summary(now).disposedBytesLast24h, 1 + 2);
   EXPECT_EQ(store_->summary(now).disposedBytesLast7d, 1 + 2 + 4 + 8);
 }
@@ -209,7 +209,7 @@ tidra_hub_host_audit_seq{host="b"} 0
 TEST_F(HubSummaryTest, BecomesMetricsThatPrometheusTakes) {
   const std::string promtool = "/usr/bin/promtool";
   if (!isExecutableFile(promtool)) GTEST_SKIP() << "promtool is not installed";
-  // The last two are one text once they stand in a label; short names so alike would not get a file each.
+  // The last two are equal as labels; shorter names as similar would share a file.
   const std::string longName(240, 'x');
   for (const std::string& host : {std::string("a\u0001\"\\\n"), longName + '\0', longName + "\uFFFD"}) {
     store_->ingest(busyReport(host), noon);
@@ -222,7 +222,7 @@ TEST_F(HubSummaryTest, BecomesMetricsThatPrometheusTakes) {
                                           .environment = {},
                                           .timeoutSeconds = longest});
   ASSERT_TRUE(result);
-  // 3 means that nothing but the choice of names is found fault with.
+  // 3: only the naming of metrics was criticised.
   EXPECT_TRUE(result->status == 0 || result->status == 3) << result->stderr_;
   EXPECT_EQ(result->stderr_.find("error"), std::string::npos) << result->stderr_;
 }

@@ -1,4 +1,4 @@
-// The files for Prometheus and Grafana name what the programs really tell.
+// The files for Prometheus and Grafana use only metrics that the programs emit.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -32,7 +32,7 @@ std::set<std::string> matchesOf(const std::string& text, const std::regex& patte
   return found;
 }
 
-/// With every figure that a host or an agent may leave out.
+/// Families emitted with every optional figure set.
 std::set<std::string> emittedFamilies() {
   HubHostFile file;
   file.host = "web";
@@ -83,7 +83,7 @@ TEST(Monitoring, TheRulesAreValidAndFireInTheirStories) {
     ASSERT_TRUE(run);
     EXPECT_EQ(run->status, 0) << run->stdout_ << run->stderr_;
   }
-  // Each alert has a story.
+  // Every alert has a test.
   const std::regex alert(R"(alert(name)?: (Tidra\w+))");
   EXPECT_EQ(matchesOf(contentOf("tidra-alerts.yml"), alert, 2),
             matchesOf(contentOf("tidra-alerts.test.yml"), alert, 2));

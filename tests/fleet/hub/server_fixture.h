@@ -1,4 +1,4 @@
-// A hub that is asked without a socket.
+// A hub called without a socket.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -20,9 +20,9 @@ class HubServerTest : public testing::Test {
  protected:
   void SetUp() override { open({}); }
 
-  /// A hub on the same folder, with these tokens of agents and administrators; empty: not configured.
+  /// Opens a hub on the same folder with these tokens; empty: not configured.
   void open(HubTokens tokens, const std::string& title = "Fleet") {
-    hub_.reset();  // leaves the folder before it is taken again
+    hub_.reset();  // unlocks the folder before it is reopened
     HubConfig config;
     config.port = 0;
     config.dataDir = tree_.path("data");
@@ -53,7 +53,7 @@ class HubServerTest : public testing::Test {
   HTTPResponse get(const std::string& path, std::map<std::string, std::string> query = {}) const {
     return hub_->handle({"GET", path, std::move(query), {}, {}});
   }
-  /// "404 not found": the status and the message of a refusal.
+  /// "404 not found": status and message of a refusal.
   static std::string refusalOf(const HTTPResponse& response) {
     const auto body = parseJson(response.body, "The body");
     EXPECT_EQ(body.size(), 2U) << response.body;

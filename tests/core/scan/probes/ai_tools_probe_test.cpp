@@ -23,7 +23,7 @@ TEST(ClaudeSessions, ShowTheProjectThatTheFolderNameEncodes) {
   const auto& tree = fixture.tree();
   const std::string root = withDashes(tree.root());
   struct Case {
-    const char* project;  // made, relative to the tree
+    const char* project;  // created, relative to the tree
     std::string code;     // the folder's name
     std::string shown;
   };
@@ -34,7 +34,7 @@ TEST(ClaudeSessions, ShowTheProjectThatTheFolderNameEncodes) {
       {"home/.dotted/_x", root + "-home--dotted--x", "~/.dotted/_x"},
       {"home/caf\xc3\xa9/\xf0\x9f\x98\x80", root + "-home-caf----", "~/caf\xc3\xa9/\xf0\x9f\x98\x80"},
       {"srv/data", root + "-srv-data", "@/srv/data"},
-      // "one" leads nowhere, so the longer name must be tried too.
+      // "one" does not exist, so the longer name must be tried.
       {"home/one-two/three", root + "-home-one-two-three", "~/one-two/three"},
       {"home/one/other", root + "-home-one-other", "~/one/other"},
   };

@@ -79,7 +79,7 @@ TEST(Simulators, UnavailableOnesAndThoseLongNotBootedAreOffered) {
   for (std::size_t i = 0; i < cases.size(); ++i) {
     const std::string udid = fmt::format("ABCD-{:02}", i);
     const std::string folder = fixture.tree().makeFolder("home/Library/Developer/CoreSimulator/Devices/" + udid);
-    // Of a key given twice the last counts.
+    // The last of repeated keys wins.
     devices +=
         fmt::format(R"({}{{"udid": "{}", "name": "iPhone {}", {}}})", i == 0 ? "" : ", ", udid, i, cases[i].fields);
     if (cases[i].offered) {

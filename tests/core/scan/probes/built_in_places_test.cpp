@@ -1,4 +1,4 @@
-// Every place that the built-in system rules name, filled and found again.
+// Fills every place of the built-in system rules and expects to find it.
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
@@ -14,8 +14,8 @@
 namespace tidra {
 namespace {
 
-// Rules with their places below the tree ("~" for the home folder), each with its label where that is not the rule's:
-// "·" for the rule's with the name of the place behind it. Paths of the root, such as /tmp, lie below "root".
+// Rules with their places below the tree ("~" for the home folder), each with its label if that differs from the
+// rule's: "·" means the rule's with the name of the place. Absolute paths, such as /tmp, are below "root".
 
 constexpr std::string_view onBoth = R"(
 ollama-models | ~/.ollama/models; lmstudio-models | ~/.lmstudio/models | ~/.cache/lm-studio/models;
@@ -87,7 +87,7 @@ coresimulator-caches | ~/Library/Developer/CoreSimulator/Caches; homebrew-cache 
 homebrew-logs | ~/Library/Logs/Homebrew
 )";
 
-/// Things beside the places that must not be taken for one.
+/// Entries beside the places that must not match.
 constexpr std::string_view decoys =
     "~/.codex/logs_1.sqlite.bak/f ~/.cache/ms-playwright/chromium/f ~/.cache/deno/other/f "
     "~/.config/Slack/Crashpad/new/f "
@@ -100,7 +100,7 @@ const SystemPathRule& ruleOf(std::string_view id) {
   return *rule;
 }
 
-/// The built-in rules with their places in the root moved below a folder.
+/// The built-in rules with absolute places moved below a folder.
 RuleCatalog movedBelow(const std::string& folder) {
   RuleCatalog catalog = RuleCatalog::builtIn();
   for (SystemPathRule& rule : catalog.systemRules) {
@@ -113,7 +113,7 @@ RuleCatalog movedBelow(const std::string& folder) {
 
 class BuiltInPlaces : public testing::TestWithParam<TidraPlatform> {
  protected:
-  /// Fills the places and writes down what each is to give.
+  /// Fills the places and records the expected findings.
   void fill(std::string_view places) {
     for (const std::string_view text : split(places, ';')) {
       const auto columns = split(text, '|');

@@ -18,7 +18,7 @@ using Activity = SystemPathRule::Activity;
 
 class CatalogProbe : public testing::Test {
  protected:
-  /// Adds a rule of the category "c" with these Linux paths, its id for a label.
+  /// Adds a rule of the category "c" with these Linux paths and its id as label.
   SystemPathRule& rule(const std::string& id, const std::vector<std::string>& templates) {
     SystemPathRule& added = fixture.catalog.systemRules.emplace_back();
     added.id = added.label = id;
@@ -42,7 +42,7 @@ class CatalogProbe : public testing::Test {
 };
 
 TEST_F(CatalogProbe, VariablesCountWhenSetAndHaveTheirDefaultsWhenNot) {
-  // A climb to the root and down again leads to the tree from wherever the variable points to.
+  // ".." up to the root and down again reaches the tree from anywhere.
   const std::string down = "/../../../../../../../.." + fixture.tree().root();
   const std::string unique = "of-" + std::string(lastPathComponent(fixture.tree().root()));
   rule("temp", {"$TMPDIR/" + unique});

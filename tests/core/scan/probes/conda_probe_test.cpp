@@ -13,7 +13,7 @@ using Answers = ProbeFixture::Answers;
 
 class Conda : public testing::Test {
  protected:
-  /// An installation in "base" with these environments, named relative to the tree.
+  /// An installation in "base" with these environments, relative to the tree.
   Answers installation(const std::vector<std::string>& environments) const {
     std::string json;
     for (const std::string& environment : environments)
@@ -28,7 +28,7 @@ class Conda : public testing::Test {
     fixture.tool("conda", answers);
     return fixture.lines(CondaProbe().scan(fixture.context));
   }
-  /// Only the environments among them.
+  /// The environments among the findings.
   std::vector<std::string> environments(const Answers& answers) const {
     auto lines = found(answers);
     std::erase_if(lines, [](const std::string& line) { return !line.starts_with("conda:env:"); });
@@ -80,7 +80,7 @@ TEST_F(Conda, OffersOnlyEnvironmentsThatTheirNameFinds) {
     odd[1].second = std::string("echo '") + json + "'";
     EXPECT_THAT(environments(odd), IsEmpty()) << json;
   }
-  // What lies in an environments folder can be the base itself.
+  // An entry of an environments folder may be the base itself.
   auto nested = answers;
   nested[0].second = "echo '" + fixture.tree().path("base/envs/good") + "'";
   EXPECT_THAT(environments(nested), IsEmpty());
@@ -97,7 +97,7 @@ TEST_F(Conda, WithoutABaseThereIsNothingButANote) {
 }
 
 TEST_F(Conda, IsAlsoFoundInTheHomeFolderButNowhereThatOthersMayWrite) {
-  // The machine may have a conda of its own on the usual places, which comes first then.
+  // The machine's own conda in a default place would come first.
   if (CondaProbe::find(fixture.context.resolver)) GTEST_SKIP() << "conda is installed here";
   const std::vector<std::string> usual{"micromamba", "mambaforge", "miniforge3", "anaconda3", "miniconda3"};
   for (const std::string& name : usual) {

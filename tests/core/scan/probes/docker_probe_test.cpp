@@ -17,7 +17,7 @@ const std::string idA = "sha256:" + std::string(64, 'a');
 const std::string idB = "sha256:" + std::string(64, 'b');
 const std::string idC = "sha256:" + std::string(64, 'c');
 
-/// An engine with build cache, two dangling images and one that the stopped one of two containers keeps, and three
+/// An engine with build cache, two dangling images, a third one used by the stopped one of two containers, and three
 /// volumes.
 Answers busyEngine() {
   return {
@@ -36,7 +36,7 @@ Answers busyEngine() {
   };
 }
 
-/// With the answer to the arguments that begin so replaced.
+/// Replaces the output for arguments with this prefix.
 Answers changed(const std::string& start, const std::string& action) {
   Answers answers = busyEngine();
   for (auto& [arguments, does] : answers) {
@@ -106,7 +106,7 @@ TEST_F(Docker, NoVolumeIsTakenForUnusedUnlessEveryContainerWasAsked) {
     EXPECT_THAT(found(changed("ps -a", std::string("printf '") + names + "\\n'")), ElementsAre(cache, danglingAll))
         << names;
   }
-  // Without any container every volume is unused.
+  // Without containers every volume is unused.
   EXPECT_THAT(found(changed("ps -a", "exit 0")), testing::SizeIs(5));
 }
 

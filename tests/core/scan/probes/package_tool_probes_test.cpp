@@ -13,7 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Things that a tool must never bring about, relative to the tree.
+/// Paths that no tool's output may lead to, relative to the tree.
 std::vector<std::string> unusableFolders(const ProbeFixture& fixture) {
   const std::string& root = fixture.tree().root();
   return {"/",
@@ -56,7 +56,7 @@ TEST(Homebrew, TheCacheIsWhereBrewSaysElseBelowItsPrefix) {
     EXPECT_THAT(nothing.items, IsEmpty()) << told;
     EXPECT_THAT(nothing.notes, ElementsAre("Homebrew is installed but did not answer.")) << told;
   }
-  // What does not bear the name also holds other things, and the installation is no cache.
+  // Folders of other names hold other things too, and the installation is no cache.
   fixture.tree().writeFile("homebrew/bin/brew");
   for (const std::string& other : {fixture.tree().makeFolder("Caches"), fixture.tree().path("homebrew")}) {
     EXPECT_THAT(fixture.lines(answers(other, fixture.tree().path("prefix"))), ElementsAre(below)) << other;
@@ -97,7 +97,7 @@ TEST(GlobalModules, CountsThePackagesOfNpmAndYarn) {
   EXPECT_THAT(GlobalModulesProbe().scan(fixture.context).items, IsEmpty());
 }
 
-/// Every probe that runs a tool, with the name of the tool. Fake tools come first on the search path.
+/// Every probe that runs a tool. Fake tools come first on PATH.
 struct ToolProbe {
   std::string tool;
   std::function<ProbeReport(const ProbeFixture&)> scan;
@@ -146,7 +146,7 @@ TEST(ToolProbes, ToolsRunInACleanLocaleInNobodysFolder) {
 
 TEST(ToolProbes, ToolsThatAnyoneMayHavePlantedAreNotRun) {
   for (const ToolProbe& probe : toolProbes) {
-    if (probe.tool == "xcrun") continue;  // is not searched for
+    if (probe.tool == "xcrun") continue;  // not looked up on PATH
     ProbeFixture fixture;
     const std::string canary = fixture.tree().path("canary");
     for (const std::string folder : {"open", "here"}) {
@@ -155,7 +155,7 @@ TEST(ToolProbes, ToolsThatAnyoneMayHavePlantedAreNotRun) {
     fixture.tree().setMode("open", 0777);
     fixture.script(probe.tool, ": >> '" + fixture.tree().path("safe") + "'; exit 1");
     auto& environment = fixture.context.resolver.environment;
-    // A relative entry would be found from the root, where tools are run.
+    // A relative entry would be resolved from the root, where tools run.
     environment["PATH"] =
         fixture.tree().path("open") + ":" + fixture.tree().path("here").substr(1) + "::.:" + environment["PATH"];
     EXPECT_THAT(probe.scan(fixture).items, IsEmpty());

@@ -80,7 +80,7 @@ TEST(RequirementFile, GivesNamesOrNoneWhenSomeCannotBeTold) {
     EXPECT_EQ(names(text.substr(0, arrow)), trimmed(std::string_view(text).substr(arrow + 3))) << text.substr(0, 100);
   }
   EXPECT_EQ(readRequirements(tree.path("pipe")), std::nullopt);
-  // A chain of includes may be long, but not without end.
+  // Chains of includes may be long, but are bounded.
   tree.writeFile("chain60", "end");
   for (int i = 0; i < 60; ++i) {
     tree.writeFile("chain" + std::to_string(i), "c" + std::to_string(i) + "\n-r chain" + std::to_string(i + 1));
@@ -91,7 +91,7 @@ TEST(RequirementFile, GivesNamesOrNoneWhenSomeCannotBeTold) {
 
 class Pip : public testing::Test {
  protected:
-  /// An environment whose python is the shell, so that scripts for it can be written in that.
+  /// An environment whose python is the shell, so that tests can script it.
   Pip() {
     fixture.tree().makeFolder("p/.venv/bin");
     fixture.tree().symlink("p/.venv/bin/python", "/bin/sh");
@@ -101,7 +101,7 @@ class Pip : public testing::Test {
   std::string environment() const { return fixture.tree().path("p/.venv"); }
   std::string canary() const { return fixture.tree().path("canary"); }
 
-  /// Puts a package into the environment that needs others and takes 100 bytes.
+  /// Installs a package of 100 bytes with these requirements.
   void install(const std::string& name, const std::string& needs = {}, const std::string& python = "python3.11") {
     std::string metadata = "Metadata-Version: 2.1\nName: " + name + "\nVersion: 1\n";
     for (const auto need : splitNonEmpty(needs, ' ')) metadata += "Requires-Dist: " + std::string(need) + "\n";
@@ -115,7 +115,7 @@ class Pip : public testing::Test {
     fixture.tree().writeFile("p/.venv/bin/pip", text);
     fixture.tree().setMode("p/.venv/bin/pip", 0755);
   }
-  /// A pip for this interpreter that tells what was installed, and that it was run.
+  /// A pip for this interpreter that lists what is installed and records that it ran.
   void writePip(const std::string& interpreter, const std::string& extra = {}) const {
     writeScript("#!" + interpreter + "\n: > '" + canary() + "'\necho '[" + listed_ + extra + "]'\n");
   }
@@ -128,7 +128,7 @@ class Pip : public testing::Test {
     found.groupRoot = fixture.tree().path("p");
     return PipOrphanProbe::scan({found}, fixture.context);
   }
-  /// The names that the hint lists.
+  /// The names in the hint.
   std::string unused() const {
     const auto report = scan();
     if (report.items.empty()) return "none";
@@ -226,7 +226,7 @@ TEST_F(Pip, OnlyAPipThatWasMadeHereByThisUserIsRun) {
   }
   constexpr uid_t nobody = 65534;
   for (const char* foreign : {"p/.venv", "p/.venv/bin", "p/.venv/bin/pip"}) {
-    if (::geteuid() != 0) break;  // only root can give files away
+    if (::geteuid() != 0) break;  // chown needs root
     ASSERT_EQ(::chown(fixture.tree().path(foreign).c_str(), nobody, nobody), 0);
     EXPECT_EQ(unused(), "none") << foreign;
     ASSERT_EQ(::chown(fixture.tree().path(foreign).c_str(), 0, 0), 0);
@@ -327,7 +327,7 @@ TEST_F(Pip, ARealVirtualEnvironmentIsAsked) {
   install("its-part", "", pythons[0]);
   install("Spare.One", "", pythons[0]);
   fixture.tree().writeFile("p/requirements.txt", "needed\n");
-  // The interpreter of the environment itself looks for what is installed, as pip does.
+  // The environment's own interpreter looks for packages, as pip does.
   fixture.tree().writeFile("p/.venv/bin/pip", "#!" + environment() + R"(/bin/python3
 import importlib.metadata, json, sys
 assert sys.argv[1:3] == ["list", "--format=json"] and sys.prefix != sys.base_prefix

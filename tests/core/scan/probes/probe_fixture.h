@@ -1,4 +1,4 @@
-// What the tests of the probes share: a home folder, fake tools on a search path of their own, findings as short lines.
+// Shared by the tests of probes: a home folder, fake tools on PATH, findings as short lines.
 #pragma once
 
 #include <string>
@@ -10,11 +10,11 @@
 
 namespace tidra {
 
-/// In the tree lie "home" and "bin", a folder of fake tools that is searched before the machine's own.
+/// The tree has "home" and "bin", a folder of fake tools that precedes the machine's own.
 class ProbeFixture {
  public:
-  /// Answers of a fake tool: the arguments with blanks between (a trailing "*" takes any further ones) and what the
-  /// shell does then. Anything else fails.
+  /// Behaviour of a fake tool: arguments joined by blanks (a trailing "*" matches any rest), and shell code. Other
+  /// arguments fail.
   using Answers = std::vector<std::pair<std::string, std::string>>;
 
   ProbeFixture();
@@ -22,22 +22,22 @@ class ProbeFixture {
   const TemporaryTree& tree() const { return tree_; }
   const std::string& home() const { return context.resolver.home; }
 
-  /// A shell script; gives its path. `name` is relative to "bin".
+  /// Writes a shell script; returns its path. `name` is relative to "bin".
   std::string script(const std::string& name, const std::string& body) const;
-  /// The same from answers. Every call is added to the file "calls" as "name [argument][argument]".
+  /// Writes a tool with this behaviour. Calls are logged to the file "calls" as "name [argument][argument]".
   std::string tool(const std::string& name, const Answers& answers) const;
-  /// What the tools were called with, a line each.
+  /// The logged calls, a line each.
   std::vector<std::string> calls() const;
 
-  /// A script body that says that it runs and then never ends; from then on the context is cancelled.
+  /// A script body that reports that it runs and then hangs; from then on the context is cancelled.
   std::string hang();
 
-  /// The text with the tree's own path as "@".
+  /// The text with the tree's path replaced by "@".
   std::string shown(std::string text) const;
-  /// "path | label | bytes", with the folder to measure in place of bytes that are not known yet.
+  /// "path | label | bytes", with the folder to measure when bytes are not known yet.
   std::vector<std::string> lines(const ProbeReport& report) const;
 
-  /// A context equal to this one but for the exclusions, which cannot be copied.
+  /// Makes `other` equal to this context, except for the exclusions, which cannot be copied.
   void handTo(SystemProbeContext& other) const;
 
   RuleCatalog catalog;
@@ -47,8 +47,7 @@ class ProbeFixture {
   TemporaryTree tree_;
 };
 
-/// Texts that no tool should print, as script bodies: nothing, a word, lines in no order, binary, JSON of the wrong
-/// kind.
+/// Script bodies with useless output: nothing, a word, unordered lines, binary data, JSON of the wrong type.
 extern const std::vector<std::string> uselessScripts;
 
 }  // namespace tidra

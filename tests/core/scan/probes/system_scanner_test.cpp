@@ -105,11 +105,11 @@ TEST_F(SystemScan, CountsNoPlaceTwiceAcrossCategoriesAndProjects) {
   EXPECT_THAT(scan({"mine"}), ElementsAre("same elsewhere @/home/c/inner 100 __tidra:system:mine__", outer,
                                           "below @/home/d/g 20 __tidra:system:mine__",
                                           "by another name @/home/alias/d 20 __tidra:system:mine__"));
-  // What lies in a project finding is its own; what holds one is reported whole.
+  // What is inside a project finding belongs to it; what contains one is reported whole.
   EXPECT_THAT(scan(both, {project("home/c"), project("home/d")}), ElementsAre(holder));
   EXPECT_THAT(scan(both, {project("home/e/node_modules"), project("home/c/inner")}),
               ElementsAre(linked, holder, outer));
-  // A project may be known by a name that leads through a link.
+  // A project may be named by a path through a link.
   EXPECT_THAT(scan({"mine"}, {project("home/alias/c"), project("home/alias/d")}), IsEmpty());
 }
 

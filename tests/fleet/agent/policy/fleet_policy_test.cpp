@@ -149,7 +149,7 @@ TEST(FleetPolicy, RefusesANewerSchemaBeforeAnythingElse) {
 }
 
 TEST(FleetPolicy, TellsTheFirstRuleThatFails) {
-  // Each line holds a fault of every rule that follows, so it also shows the order.
+  // Each line adds the faults of all later rules, so this also checks the order.
   const std::string topItems = R"("topItems": 201)";
   const std::string hub = R"("hub": {)" + topItems + "}";
   const std::string url = R"("hub": {"url": "ftp://hub", )" + topItems + "}";

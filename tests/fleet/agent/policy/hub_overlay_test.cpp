@@ -36,11 +36,11 @@ TEST(HubOverlay, AHostileHubCanNeitherForgetWhatIsForbiddenNorMoveTheTraces) {
   EXPECT_THAT(policy.never.tiers, ElementsAre(ArtifactSafetyTier::warning, ArtifactSafetyTier::caution));
   EXPECT_THAT(policy.never.ruleIDs, ElementsAre("their-rule2", "own-rule"));
   EXPECT_THAT(policy.never.paths, ElementsAre("~/keep"));
-  // Were the rule gone, another one could claim what it finds.
+  // If the rule were disabled, another one could claim its findings.
   EXPECT_THAT(policy.scan.disabledRules, ElementsAre("their-rule"));
   EXPECT_THAT(policy.autoClean.tiers, ElementsAre(ArtifactSafetyTier::safe));
   EXPECT_NO_THROW(policy.validate());
-  // The rest is the hub's.
+  // The rest comes from the hub.
   EXPECT_EQ(policy.name, "theirs");
   EXPECT_THAT(policy.scan.roots, ElementsAre("/"));
   EXPECT_EQ(policy.disposal.method, DisposalMethod::delete_);

@@ -20,7 +20,7 @@ using Tier = ArtifactSafetyTier;
 constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
 const TidraPathResolver resolver{"/home/ada", {{"CODE", "/srv/code"}}};
 
-/// An item that the policy of defaults selects.
+/// An item that the default policy selects.
 ScanReportItem item(std::int64_t bytes = 1048576) {
   ScanReportItem made;
   made.id = "0123456789abcdef";
@@ -42,7 +42,7 @@ ScanReport reportOf(std::vector<ScanReportItem> items) {
   return report;
 }
 
-/// What becomes of each item: no reason for a selected one.
+/// The decision for each item; none for a selected one.
 std::vector<std::optional<Reason>> verdicts(const std::string& policy, const std::vector<ScanReportItem>& items) {
   auto report = reportOf(items);
   for (std::size_t i = 0; i < items.size(); ++i) report.items[i].id = std::to_string(i);
@@ -63,7 +63,7 @@ std::optional<Reason> verdict(const std::string& policy, const ScanReportItem& g
 }
 
 TEST(PolicyEvaluator, TheFirstTestThatFailsGivesTheReason) {
-  // Every test fails at first; mending the one that gave the reason brings out the next.
+  // Every test fails at first; fixing the one reported reveals the next.
   auto policy = FleetPolicy::parse(R"({
     "autoClean": {"tiers": [], "categories": [], "ecosystems": [], "minBytes": 100, "maxBytesPerRun": 0},
     "never": {"tiers": ["safe"], "ruleIDs": ["node_modules"], "paths": ["~/web"]}})");
@@ -137,7 +137,7 @@ TEST(PolicyEvaluator, BudgetsAreFilledInReportOrder) {
               ElementsAre(std::nullopt, over, std::nullopt, std::nullopt, over));
   EXPECT_THAT(verdicts(withBudget(R"("maxItemsPerRun": 1, "maxBytesPerRun": 10)"), {item(11), item(10), item(0)}),
               ElementsAre(over, std::nullopt, over));
-  // Sums beyond 64 bits neither wrap round nor count as less than they are.
+  // Sums beyond 64 bits neither wrap nor lose bytes.
   EXPECT_THAT(verdicts(withBudget(R"("maxBytesPerRun": 18446744073709551615)"),
                        {item(largest), item(largest), item(2), item(1)}),
               ElementsAre(std::nullopt, std::nullopt, over, std::nullopt));
@@ -194,7 +194,7 @@ TEST(PolicyEvaluator, PlansWhatItSelects) {
   EXPECT_EQ(Codec::encode(decision.skipped[0])["reason"], "tooSmall");
 }
 
-/// Texts made of few words, so that they often meet.
+/// Random texts of few words, so that they often match.
 class Texts {
  public:
   std::string path() { return made("/", {"a", "b", "ab", "abc", "b.keep"}, false); }

@@ -1,4 +1,4 @@
-// docs/policy.schema.json describes what the program reads.
+// docs/policy.schema.json matches what the program accepts.
 #include <gmock/gmock.h>
 
 #include "core/base/json_fields.h"
@@ -60,7 +60,7 @@ TEST(PolicySchema, RefusesWhatTheProgramRefusesAndSlipsOfThePen) {
   EXPECT_FALSE(isAccepted(R"({"metrics": {"listen": "localhost"}})"));
 }
 
-/// The schema's own defaults, put together as a document.
+/// The schema's defaults as a document.
 json defaultsOf(const json& object) {
   json made = json::object();
   for (const auto& [key, rule] : object["properties"].items()) {
@@ -78,7 +78,7 @@ TEST(PolicySchema, KnowsTheProgramsKeysAndDefaults) {
   EXPECT_EQ(defaults["metrics"]["listen"], "127.0.0.1:9477");
   defaults["metrics"].erase("listen");
   EXPECT_EQ(defaults, JsonCodec<FleetPolicy>::encode(FleetPolicy()));
-  // Every key that the schema allows means something.
+  // The program knows every key that the schema allows.
   json everything = json::object();
   const json root = schema();
   for (const auto& [key, rule] : root["properties"].items()) {

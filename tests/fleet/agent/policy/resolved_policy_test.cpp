@@ -91,7 +91,7 @@ TEST(ResolvedPolicy, NotesWhatProtectsNothing) {
 }
 
 TEST(ResolvedPolicy, ProtectsWhateverTheNamesOfFoldersHold) {
-  // Files, and whether the policy's text protects them.
+  // Paths, and whether the policy protects them.
   const TidraPathResolver odd{"/h[1]", {{"BASE", "/srv/v[2]/"}, {"DEEP", "*/keep"}}};
   const auto covers = [&](const std::string& text, const std::string& path) {
     return makePolicyFilter({text}, odd).isExcluded(path);
@@ -133,7 +133,7 @@ TEST(ResolvedPolicy, SplitsListenAddressesAtTheLastColon) {
 
 class HubTokenTest : public testing::Test {
  protected:
-  /// What is found with this policy, which may name a file, and this variable.
+  /// The token found with this `hub` section and this variable.
   HubToken find(const std::string& hub, const std::string& variable = {}) const {
     TidraPathResolver resolver{tree_.root(), {}};
     if (!variable.empty()) resolver.environment["TIDRA_HUB_TOKEN"] = variable;

@@ -1,4 +1,4 @@
-// The hub's client against a real server on this machine.
+// The hub's client against a real loopback server.
 #include "fleet/hub/protocol/hub_client.h"
 
 #include <gmock/gmock.h>

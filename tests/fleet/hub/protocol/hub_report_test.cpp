@@ -54,7 +54,7 @@ TEST(HubReport, ComesBackAsItWas) {
   HubHostReport report = busyReport("web/\"01\"\n");
   report.reclaimableBytes = std::numeric_limits<std::int64_t>::max();
   report.plannedBytes = std::numeric_limits<std::int64_t>::min();
-  report.topItems[0].path = "/tmp/\xff\xfe";  // a file name may be any bytes
+  report.topItems[0].path = "/tmp/\xff\xfe";  // file names may be any bytes
   EXPECT_EQ(decode(HubJSON::compact(report)), report);
   EXPECT_EQ(decode(HubJSON::pretty(report)), report);
 }
@@ -92,7 +92,7 @@ TEST(HubRecords, ComeBackAsTheyWere) {
                          .dryRun = true}}};
   const std::string text = HubJSON::compact(record);
   EXPECT_EQ(HubJSON::decode<HubHostRecord>(text, "record"), record);
-  // A client that does not want the history reads the same document.
+  // A client without the history decodes the same document.
   EXPECT_EQ(HubJSON::decode<HubHostRow>(text, "row").latest, record.latest);
 
   HubSummary summary;
