@@ -12,8 +12,8 @@
 namespace tidra {
 namespace {
 
-/// The folder in which removing what a rule names would leave something: the one above the first wildcard, or above the
-/// place itself, or for a rule about children the place.
+/// Returns the folder that may contain leftovers of removing a rule's matches: the parent of the first wildcard or of
+/// the path; for rules about children the path itself.
 std::string holderOf(const SystemPathRule& rule, const std::string& place) {
   const auto wildcard = place.find_first_of("*?[");
   if (wildcard != std::string::npos) return parentPath(place.substr(0, wildcard) + "x");

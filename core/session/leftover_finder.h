@@ -1,4 +1,4 @@
-// Removals that were cut short beside the places of the system rules, where no project walk comes by.
+// Interrupted removals beside the paths of system rules, which project walks do not visit.
 #pragma once
 
 #include <set>
@@ -13,11 +13,11 @@
 namespace tidra {
 
 struct SystemLeftovers {
-  std::vector<ScanArtifactFinding> findings;  // in byte order of their paths, not measured yet
-  std::vector<std::string> unclaimed;         // named like leftovers, but not the running user's
+  std::vector<ScanArtifactFinding> findings;  // in byte order of their paths, not measured
+  std::vector<std::string> unclaimed;         // named like leftovers, but without a note of the running user
 };
 
-/// Those in the folders that hold what the rules of these categories name.
+/// Finds those in the parent folders of these categories' paths.
 SystemLeftovers leftoversBesideSystemPlaces(const RuleCatalog& catalog, TidraPlatform platform,
                                             const std::set<std::string>& categories, const TidraPathResolver& resolver);
 

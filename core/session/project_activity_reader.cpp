@@ -11,11 +11,10 @@
 namespace tidra {
 namespace {
 
-/// Starting a process costs processor time, waiting for a slow repository does not: enough for some to hang while
-/// others answer.
+/// Waiting for slow repositories costs no processor time: enough threads that some can hang while others answer.
 constexpr unsigned mostThreads = 12;
 
-/// As many as can wait side by side, so that all hanging repositories together cost about one time limit.
+/// All hanging repositories together cost about one timeout, since they wait in parallel.
 constexpr std::size_t mostHangs = mostThreads;
 
 }  // namespace
@@ -47,15 +46,15 @@ void ProjectActivityReader::add(const std::string& project, const std::string& f
   if (isNew) enqueue([=, this] { askRepository(repository); });
 }
 
-/// Empty when no repository dates the folder. Many keep the settings in their home folder under version control, which
-/// has nothing to do with the projects there.
+/// Returns empty if no repository determines the folder's date. Repositories of or above the home folder (settings
+/// under version control) are unrelated to projects in it.
 std::string ProjectActivityReader::repositoryOf(const std::string& folder) {
   const auto repository = repositoryFinder_.of(folder);
   if (!repository || (isSameOrInside(home_, *repository) && *repository != folder)) return {};
   return std::string(*repository);
 }
 
-/// With the lock held. Does nothing once the destructor joins the threads: it walks over `threads_` without the lock.
+/// Requires the lock. Does nothing once closed: the destructor then joins `threads_` without the lock.
 void ProjectActivityReader::enqueue(std::function<void()> task) {
   if (closed_) return;
   waiting_.push(std::move(task));
@@ -122,7 +121,7 @@ void ProjectActivityReader::readProject(const Project& project, std::optional<Ti
 
 bool ProjectActivityReader::waitFor(std::chrono::milliseconds most) {
   std::unique_lock lock(mutex_);
-  // Where no thread could be started, the caller answers one question a call.
+  // If no thread could be started, each call answers one query.
   if (threads_.empty() && !waiting_.empty()) runNext(lock);
   return answered_.wait_for(lock, most, [this] { return waiting_.empty() && running_ == 0; });
 }

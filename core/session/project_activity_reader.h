@@ -1,4 +1,4 @@
-// When projects were last worked on, read in the background while a walk goes on.
+// Reads the last activity of projects in the background during a walk.
 #pragma once
 
 #include <atomic>
@@ -22,32 +22,30 @@
 
 namespace tidra {
 
-/// A project was last worked on at the newest of the last commit of the repository that it lies in and its own files'
-/// dates; its folder's own date counts only where both say nothing. The home folder's repository, or one around it,
-/// says nothing about the projects inside.
+/// The last activity of a project is the newest of its repository's last commit and its own files' dates, else its
+/// folder's date. The repository of the home folder, or one around it, does not count.
 ///
-/// Each repository is asked once and each project read once, several at a time. A repository on which git hangs holds
-/// up only its own projects, for git's time limit; when it hangs again and again, the others are no longer asked. Where
-/// git gives no answer, the date of the repository's ".git" stands for that of the last commit.
-/// add() is for one thread.
+/// Queries each repository once and reads each project once, in parallel. A hanging repository delays only its own
+/// projects, by git's timeout; after repeated timeouts the remaining repositories are not queried. Without an answer of
+/// git the date of ".git" substitutes for the last commit. add() is not thread-safe.
 class ProjectActivityReader {
  public:
   ProjectActivityReader(std::optional<std::string> git, TidraPathResolver resolver);
-  /// Ends what still runs.
+  /// Cancels and joins.
   ~ProjectActivityReader();
 
-  /// Asks for a project, whose answer is filed under this name; again for the same name is free. `folder` is its path
-  /// without links, `sources` reads what lies below the root that it was found from.
+  /// Queues a project; its answer is stored under `project`. Repeated calls do nothing. `folder` is its path with
+  /// symbolic links resolved, `sources` the reader for its root.
   void add(const std::string& project, const std::string& folder,
            const std::shared_ptr<const SourceDateReader>& sources);
 
-  /// Gives up what is not answered yet. Prompt; does not wait.
+  /// Drops unanswered queries. Returns immediately.
   void cancel() { cancelled_ = true; }
 
-  /// Waits at most this long for the answers; true when all are there.
+  /// Waits for the answers; returns whether all are available.
   bool waitFor(std::chrono::milliseconds most);
 
-  /// The answers so far. A project that could not be read has none.
+  /// Returns the answers so far. Unreadable projects have none.
   std::map<std::string, TimePoint> answers();
 
  private:
@@ -56,7 +54,7 @@ class ProjectActivityReader {
     std::string folder;
     std::shared_ptr<const SourceDateReader> sources;
   };
-  /// Projects that wait for the date of the last commit, which they share.
+  /// Projects that wait for the last commit of their common repository.
   struct Repository {
     bool isAsked = false;
     std::optional<TimePoint> lastCommit;
@@ -66,7 +64,7 @@ class ProjectActivityReader {
   std::string repositoryOf(const std::string& folder);
   void enqueue(std::function<void()> task);
   void work();
-  /// Does the first that waits, without the lock meanwhile.
+  /// Runs the first waiting task; releases the lock meanwhile.
   void runNext(std::unique_lock<std::mutex>& lock);
   void askRepository(const std::string& repository);
   void readProject(const Project& project, std::optional<TimePoint> lastCommit);
@@ -74,7 +72,7 @@ class ProjectActivityReader {
 
   std::atomic<bool> cancelled_{false};
   std::atomic<std::size_t> hangs_{0};
-  const std::string home_;  // without links
+  const std::string home_;  // symbolic links resolved
   TidraGitMetadataReader reader_;
   RepositoryFinder repositoryFinder_;
   std::set<std::string> seen_;

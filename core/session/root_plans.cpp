@@ -19,7 +19,7 @@ namespace {
 
 using Request = FilesystemArtifactScanner::Request;
 
-/// The part of a path below a folder that holds it, without a leading "/".
+/// Returns a path relative to a folder that contains it.
 std::string_view pathBelow(std::string_view path, std::string_view folder) {
   path.remove_prefix(folder == "/" ? 0 : folder.size());
   while (path.starts_with('/')) path.remove_prefix(1);
@@ -34,7 +34,7 @@ std::optional<std::string> obstacleOf(const Request& walk) {
   return obstacleOfRoot(walk);
 }
 
-/// True when a walk may end at a folder of this name instead of going on below it.
+/// Whether a walk may stop at a folder of this name.
 bool mayEndAt(std::string_view name, const RuleCatalog& catalog) {
   return isBundlePackage(name) || std::any_of(catalog.projectRules.begin(), catalog.projectRules.end(),
                                               [&](const auto& rule) { return rule.folderName == name; });
@@ -46,14 +46,14 @@ bool isOnOneFileSystem(const std::string& left, const std::string& right) {
   return first && second && first->identity.device == second->identity.device;
 }
 
-/// True when the walk of `outer` surely visits the real path of `inner`, which lies below it.
+/// Whether the walk of `outer` certainly visits the resolved path of `inner`, which lies below it.
 bool reaches(const RootPlan& outer, const RootPlan& inner, Request walk) {
   if (walk.oneFileSystem && !isOnOneFileSystem(outer.realPath, inner.realPath)) return false;
   walk.root = outer.root;
   const auto below = pathBelow(inner.realPath, outer.realPath);
   auto folder = openDirectory(outer.root);
   for (const std::string_view name : splitNonEmpty(below, '/')) {
-    // A folder that may not be listed still leads to what lies below it.
+    // An unlistable folder can still be traversed.
     if (!folder || mayEndAt(name, *walk.catalog)) return false;
     folder = openSubdirectory(folder->get(), std::string(name).c_str());
   }
@@ -70,7 +70,7 @@ std::vector<RootPlan> planRoots(const std::vector<std::string>& roots, Request w
     const auto real = realPath(root);
     plans.push_back({root, real ? *real : root, obstacleOf(walk), false});
   }
-  // Outer roots first, so that what covers another one is known to be walked itself.
+  // Outer roots first: a covering root must be known to be walked itself.
   std::vector<std::size_t> order(plans.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::stable_sort(order.begin(), order.end(),

@@ -1,4 +1,4 @@
-// How the roots of one scan stand to each other, so that each place is walked and none is reported twice.
+// Relations of a scan's roots: each path is walked, none is reported twice.
 #pragma once
 
 #include <optional>
@@ -10,24 +10,23 @@
 namespace tidra {
 
 struct RootPlan {
-  std::string root;                     // as it was given
-  std::string realPath;                 // without links; the root itself when it does not exist
-  std::optional<std::string> obstacle;  // why nothing can be found there: a sentence
-  bool isCovered = false;               // the walk of another root gets there
+  std::string root;                     // as passed
+  std::string realPath;                 // symbolic links resolved; the root itself if it does not exist
+  std::optional<std::string> obstacle;  // sentence on why nothing can be found
+  bool isCovered = false;               // the walk of another root visits it
 
   bool isWalked() const { return !obstacle && !isCovered; }
 };
 
-/// A plan for each root, in their order; a root that is given twice has one. `walk` is what all walks have in common.
-/// A root inside another one counts as covered only where the outer walk surely gets there; where it may end before, at
-/// a package or at a folder with an artefact's name, both are walked.
+/// Returns a plan per distinct root, in order. `walk` is the common request. A nested root counts as covered only if
+/// the outer walk certainly reaches it; if that may stop before, at a package or an artefact's name, both are walked.
 std::vector<RootPlan> planRoots(const std::vector<std::string>& roots, FilesystemArtifactScanner::Request walk);
 
-/// Drops what several walks found twice: every finding at the place of an earlier one or inside another one.
-/// `realPaths` are the places of the findings without links.
+/// Drops duplicates of several walks: findings at or inside the path of an earlier one. `realPaths` are their paths
+/// with symbolic links resolved.
 void dropCoveredFindings(std::vector<ScanArtifactFinding>& findings, const std::vector<std::string>& realPaths);
 
-/// The real path of something that the walk of a root met.
+/// Returns the resolved path of an entry found by the walk of a root.
 std::string realPathBelow(const RootPlan& plan, const std::string& path);
 
 }  // namespace tidra

@@ -1,6 +1,5 @@
-// A scan goes: start the tools that know about space outside projects; walk each root, having every new project dated
-// in the background; wait for that; give each finding the date of its project; look outside projects; drop what the
-// request does not want; sum up and make the report.
+// A scan: start the tools for space outside projects; walk each root while new projects are dated in the background;
+// wait for these; assign dates; scan outside projects; filter; sum up and build the report.
 #include "core/session/scan_session.h"
 
 #include <fmt/format.h>
@@ -81,7 +80,7 @@ class ScanSession {
   void walkRoots() {
     for (const RootPlan& plan : planRoots(request_.roots, walkRequest())) {
       if (plan.obstacle) note(*plan.obstacle);
-      // Where single paths are asked for, no walk goes further than its root.
+      // For single paths no walk goes below its root, so that none covers another.
       if (plan.isWalked() || (request_.onlyPaths && !plan.obstacle)) walk(plan);
     }
     if (request_.roots.size() > 1 && !request_.onlyPaths) dropCoveredFindings(outcome_.findings, realPaths_);
@@ -128,7 +127,7 @@ class ScanSession {
     }
   }
 
-  /// What has the project of a finding dated, which the walk of a root has found.
+  /// Returns a function that queues the project of a finding for its activity date.
   std::function<void(const ScanArtifactFinding&)> activityQuestions(const RootPlan& plan) {
     auto walk = walkRequest();
     walk.root = plan.realPath;
@@ -136,7 +135,7 @@ class ScanSession {
     return [this, &plan, sources](const ScanArtifactFinding& finding) {
       const std::string& project = *finding.groupRoot;
       if (isSameOrInside(project, plan.root)) return activity_.add(project, realPathBelow(plan, project), sources);
-      const auto above = realPath(project);  // of a root that lies inside its project
+      const auto above = realPath(project);  // the root lies inside the project
       if (above) activity_.add(project, *above, sources);
     };
   }
@@ -194,7 +193,7 @@ class ScanSession {
     return request;
   }
 
-  /// Those of the table and those that rules made up.
+  /// Categories of the table and of custom rules.
   std::set<std::string> everyCategory() const {
     std::set<std::string> categories;
     for (const auto& category : systemScanCategoryTable) categories.emplace(category.key);
@@ -216,12 +215,12 @@ class ScanSession {
     }
   }
 
-  /// Before anything is left out, since what is not asked for must not go with what holds it.
+  /// Before filtering: unselected findings must not be removed with what contains them.
   void settleNested() {
     const auto places = placesOf(outcome_.findings, places_);
     raiseHolders(outcome_.findings, places, covered_, request_.resolver);
     outcome_.nested = nestedFindings(outcome_.findings, places);
-    // Each item of a plan is looked for by its own path.
+    // Items of a plan are looked up by their own paths.
     if (request_.onlyPaths) return;
     dropPartsOfPlaces(outcome_.findings, outcome_.nested, [this](const auto& outer) { return isWanted(outer); });
   }
@@ -230,8 +229,8 @@ class ScanSession {
     return !request_.ecosystems || request_.ecosystems->contains(finding.ecosystemTag);
   }
 
-  /// A rule about everything in a folder also names what an interrupted removal has left there. False for what only has
-  /// the name of that.
+  /// Rules about everything in a folder also match interrupted removals. Returns false for an entry that only has such
+  /// a name.
   bool recogniseLeftover(ScanArtifactFinding& finding) {
     if (!RemovalLeftover::isEither(lastPathComponent(finding.path))) return true;
     if (!RemovalNote::claims(finding.path)) {
@@ -290,7 +289,7 @@ class ScanSession {
     }
   }
 
-  /// The first of them for everybody, the rest for those who want to know more.
+  /// The first few are notes, the rest details.
   void noteWithheld() {
     constexpr std::size_t most = 5;
     std::size_t noted = 0;
@@ -311,7 +310,7 @@ class ScanSession {
     request_.onProgress(progress_);
   }
 
-  /// The walk of one root goes on from what the roots before it have added up to.
+  /// Adds the walk of one root to the totals of previous roots.
   void advance(const ScanProgress& before, const FilesystemArtifactScanner::ProgressTick& tick) {
     progress_.entriesVisited = before.entriesVisited + tick.foldersScanned;
     progress_.projectsFound = before.projectsFound + tick.projectRootsFound;
@@ -334,7 +333,7 @@ class ScanSession {
     }
   }
 
-  /// What git tracks cannot be made again by building.
+  /// A build cannot recreate files tracked by git.
   void raiseTracked() {
     std::vector<std::string> folders;
     for (const auto& finding : outcome_.findings) {
@@ -358,7 +357,7 @@ class ScanSession {
     }
   }
 
-  /// Some work on a dependency in the place where it was installed, in a clone or a linked worktree of its own.
+  /// Users may work on a dependency where it was installed, in a clone or linked worktree.
   void raiseOwnWork() {
     std::vector<ScanArtifactFinding*> holders;
     std::vector<std::string> repositories;
@@ -396,8 +395,7 @@ class ScanSession {
             ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, *request_.olderThan, generatedAt_));
   }
 
-  /// Sparse files may claim more than a report holds. The size of such a finding stays at the largest figure, for which
-  /// no other pays; so may the report's own sums, whose figures have a sign.
+  /// Sparse files may claim more than a report's signed figures: saturates each finding and, with a note, the totals.
   void boundSizes() {
     constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
     std::uint64_t sum = 0;
@@ -438,7 +436,7 @@ class ScanSession {
     return fmt::format("The largest are {}.", joined(names, ", "));
   }
 
-  /// From any thread. Once cancelled, always cancelled.
+  /// Thread-safe. Once cancelled, always cancelled.
   bool shouldCancel() {
     if (!cancelled_ && request_.shouldCancel && request_.shouldCancel()) {
       cancelled_ = true;
@@ -459,9 +457,9 @@ class ScanSession {
   ProjectActivityReader activity_;
   SystemArtifactScanner::Request systemRequest_;
   ScanOutcome outcome_;
-  std::map<std::string, std::vector<std::string>> repositoriesInside_;  // by the path of a finding
-  std::vector<std::string> realPaths_;         // of the projects' findings, which roots may name through links
-  std::map<std::string, std::string> places_;  // of the findings outside projects, by path
+  std::map<std::string, std::vector<std::string>> repositoriesInside_;  // by path of the finding
+  std::vector<std::string> realPaths_;         // of project findings, with symbolic links resolved
+  std::map<std::string, std::string> places_;  // of findings outside projects, by path
   std::vector<CoveredPlace> covered_;
   std::set<std::string> unclaimedLeftovers_;
   ScanProgress progress_;

@@ -1,4 +1,4 @@
-// One scan from request to report. The terminal program, the desktop application and the unattended agent all run this.
+// One scan from request to report. Shared by terminal program, desktop application and agent.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@
 
 namespace tidra {
 
-/// What the person or the policy that asked for a scan sees of it meanwhile. Valid during the call that delivers it.
+/// Progress; valid only during the callback.
 struct ScanProgress {
   std::string phaseLabel;
   std::uint64_t entriesVisited = 0;
@@ -31,7 +31,7 @@ struct ScanProgress {
   std::string currentPathDisplay;
 };
 
-/// How far a scan looks outside projects.
+/// Extent of a scan outside projects.
 enum class SystemReach {
   belowRoots,  // places only below the roots, what tools keep only in the categories that are named; everywhere when
                // there is no root or one is the home folder or holds it
@@ -41,29 +41,29 @@ enum class SystemReach {
 struct ScanRequest {
   std::vector<std::string> roots;  // absolute and standardised
   RuleCatalog catalog;
-  TidraPathResolver resolver;  // the home folder and the environment
+  TidraPathResolver resolver;  // home folder and environment
   TidraPlatform platform = currentPlatform;
   std::string host;
   std::vector<MountPoint> mounts;
-  std::optional<std::string> git;  // the executable; absent: activity comes from folders alone
+  std::optional<std::string> git;  // executable; absent: activity from folders only
 
   bool scanProjects = true;
-  bool scanSystem = true;  // what lies outside projects
+  bool scanSystem = true;  // scan outside projects
   SystemReach systemReach = SystemReach::belowRoots;
-  std::optional<std::set<std::string>> categories;  // of the latter, by key; absent: all
+  std::optional<std::set<std::string>> categories;  // categories outside projects, by key; absent: all
   TidraScanExclusionFilter exclusions;
-  std::vector<std::string> quarantines;               // searched by no scan, besides the usual one; absolute
+  std::vector<std::string> quarantines;               // never scanned, in addition to the default one; absolute
   std::optional<std::set<std::string>> ecosystems;    // absent: all
   std::optional<std::set<ArtifactSafetyTier>> tiers;  // absent: all
-  std::uint64_t minimumBytes = 0;                     // smaller findings are left out
-  std::optional<Age> olderThan;                       // findings worked on since, or of unknown age, are left out
-  bool oneFileSystem = false;                         // each root stays on its own file system
-  unsigned workers = 0;                               // 0: the default
-  std::optional<std::set<std::string>> onlyPaths;     // just these entries of the roots and these places; absent: all
+  std::uint64_t minimumBytes = 0;                     // omit smaller findings
+  std::optional<Age> olderThan;                       // omit findings with later or unknown activity
+  bool oneFileSystem = false;                         // each root stays on its file system
+  unsigned workers = 0;                               // 0: default
+  std::optional<std::set<std::string>> onlyPaths;     // only these entries of roots and system paths; absent: all
   ActivityThresholds thresholds;
-  TimePoint now{};  // when the scan begins; ages count from its end, which is as many seconds later as it takes
+  TimePoint now{};  // start of the scan; ages count from its end
 
-  /// Polled in every phase, from any thread; once true, the scan ends promptly. Must not go back to false.
+  /// Polled in every phase from any thread; once true, the scan ends promptly. Must stay true.
   std::function<bool()> shouldCancel;
   std::function<void(const ScanProgress&)> onProgress;  // called on the caller's thread
 };
@@ -71,19 +71,18 @@ struct ScanRequest {
 struct ScanOutcome {
   ScanReport report;
   ScanAggregate aggregate;
-  std::vector<ScanArtifactFinding> findings;       // the report's items, in its order
-  std::map<std::string, FileIdentity> identities;  // by path: what was measured; absent for a tool's own items
-  std::vector<NestedFinding> nested;               // also with findings that the request left out
-  std::map<std::string, KeptInside> withheld;      // findings left out because of what they hold, by path
-  std::vector<std::string> notes;                  // for people: what could not be read and why
-  std::vector<std::string> details;                // for people who want to know more: tools that did not answer
-  std::optional<std::string> outOfBounds;          // for people: what the roots kept out; absent: nothing
+  std::vector<ScanArtifactFinding> findings;       // items of the report, in its order
+  std::map<std::string, FileIdentity> identities;  // of measured entries, by path; absent for tools' items
+  std::vector<NestedFinding> nested;               // including findings that the request filtered out
+  std::map<std::string, KeptInside> withheld;      // findings left out because of their contents, by path
+  std::vector<std::string> notes;                  // for display: what could not be read and why
+  std::vector<std::string> details;                // for verbose output: tools that did not answer
+  std::optional<std::string> outOfBounds;          // for display: what the roots excluded; absent: nothing
   std::uint64_t entriesVisited = 0;
 };
 
-/// Runs a scan. A scan that was cancelled before its report was complete returns what it found until then, with
-/// `partial` set in the report. Never throws for what the file system or a tool answers, but std::overflow_error, whose
-/// what() names the largest findings, when sizes add up to more than 64 bits hold.
+/// Runs a scan. A cancelled scan returns its findings so far, with `partial` set in the report. Failures of the file
+/// system and tools become notes; throws std::overflow_error, naming the largest findings, when sizes exceed 64 bits.
 ScanOutcome runScan(const ScanRequest& request);
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-// How far a scan looks outside projects: named roots bound everything.
+// Extent of a scan outside projects: named roots bound it.
 #pragma once
 
 #include <optional>
@@ -9,10 +9,10 @@
 
 namespace tidra {
 
-/// What bounds this request's search outside projects; none where everything takes part.
+/// Returns the bounds of this request outside projects; nullopt without bounds.
 std::optional<SystemBounds> systemBoundsOf(const ScanRequest& request);
 
-/// What such a scan does not look at and how to include it, one sentence for people.
+/// Returns a sentence on what such a scan omits and how to include it.
 std::string outOfBoundsNote(const ScanRequest& request);
 
 }  // namespace tidra
