@@ -40,17 +40,43 @@ is_configured() {
 
 names_this_tree() { grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$1/CMakeCache.txt"; }
 
-# build FOLDER WHAT [TARGET...]: builds everything without a target; WHAT names it in messages. On failure prints the compiler's
-# output and returns false.
+# build FOLDER WHAT [TARGET...]: builds the targets, or everything; WHAT names them in messages. Shows how far it is. False
+# after a failure, when what the compiler printed has been shown.
 build() {
-  local folder=$1 what=$2
+  local folder=$1 what=$2 steps
   shift 2
-  case $(ninja -C "$folder" -n "$@" 2>&1) in *"no work to do"*) return ;; esac
-  say "Building $what…"
-  local arguments=(--build "$folder")
-  [ $# -eq 0 ] || arguments+=(--target "$@")
-  cmake "${arguments[@]}" >"$folder/build.log" 2>&1 && return
+  steps=$(ninja -C "$folder" -n "$@" 2>/dev/null | grep -c '^\[' || true)
+  [ "$steps" -gt 0 ] || return 0
+  say "Building $what$(expected_duration "$steps")…"
+  if NINJA_STATUS='[%f/%t] ' ninja -C "$folder" "$@" 2>&1 | tee "$folder/build.log" | show_progress; then return; fi
   grep -v '^\[[0-9]*/[0-9]*\] ' "$folder/build.log" >&2 || true
   say "scripts/$(basename "$0"): building $what failed; the compiler's output is above."
   return 1
+}
+
+# expected_duration STEPS: an estimate for long builds, such as ", which takes about 2 minutes"; empty for short ones.
+expected_duration() {
+  local seconds_per_step=4 minutes
+  minutes=$((($1 * seconds_per_step / $(getconf _NPROCESSORS_ONLN) + 30) / 60))
+  if [ "$minutes" -gt 1 ]; then
+    printf ', which takes about %d minutes' "$minutes"
+  elif [ "$minutes" -eq 1 ]; then
+    printf ', which takes about a minute'
+  fi
+}
+
+# Reduces ninja's output to "[ 57/216]": rewritten in place on a terminal, else a line about every ten percent.
+show_progress() {
+  local line done_steps all shown=0
+  while IFS= read -r line; do
+    [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]] || continue
+    done_steps=${BASH_REMATCH[1]} all=${BASH_REMATCH[2]}
+    if [ -t 2 ]; then
+      printf '\r[%*d/%d]' "${#all}" "$done_steps" "$all" >&2
+    elif [ $((done_steps * 10 / all)) -gt "$shown" ]; then
+      shown=$((done_steps * 10 / all))
+      printf '[%*d/%d]\n' "${#all}" "$done_steps" "$all" >&2
+    fi
+  done
+  if [ -t 2 ]; then printf '\r\033[K' >&2; fi
 }
