@@ -43,7 +43,7 @@ class [[nodiscard]] Outcome {
 /// Returns this thread's `errno` as an error code.
 inline std::error_code lastSystemError() { return {errno, std::generic_category()}; }
 
-/// The outcome of a system call that returns 0 on success: no error, or the reason of its failure.
+/// Converts the result of a system call that returns 0 on success.
 [[nodiscard]] inline std::error_code errorOf(int result) { return result == 0 ? std::error_code{} : lastSystemError(); }
 
 }  // namespace tidra

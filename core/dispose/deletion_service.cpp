@@ -29,7 +29,7 @@ std::string remainderOf(std::size_t staying, const std::vector<FreedesktopTrash:
   std::vector<std::string> reasons;
   if (!unlisted.empty()) reasons.push_back(FreedesktopTrash::listed(unlisted));
   if (const std::size_t later = staying - unlisted.size(); later > 0) {
-    reasons.push_back(fmt::format("{} came into it since the scan", later));
+    reasons.push_back(fmt::format("{} trashed since the scan", later));
   }
   return fmt::format("{} {} in the trash: {}.", staying, staying == 1 ? "entry stays" : "entries stay",
                      joined(reasons, "; "));
@@ -37,7 +37,7 @@ std::string remainderOf(std::size_t staying, const std::vector<FreedesktopTrash:
 
 void requireAnyDue(std::size_t due, std::size_t all, const std::vector<FreedesktopTrash::Entry>& unlisted) {
   if (due > 0 || all == 0) return;
-  if (unlisted.empty()) throw DisposalError("stays: all that is in the trash came into it since the scan");
+  if (unlisted.empty()) throw DisposalError("stays: everything in it was trashed since the scan");
   throw DisposalError(fmt::format(
       "stays, because nothing says when what is in the trash was put there: {}; tidra trash purge --older-than 0d "
       "--include-unlisted removes such entries",

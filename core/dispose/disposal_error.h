@@ -24,7 +24,7 @@ class DisposalError : public std::runtime_error {
 class StrayedError : public DisposalError {
  public:
   StrayedError(std::error_code reason, const std::string& place)
-      : DisposalError(fmt::format("was replaced by something else in this moment, which could not be moved back ({}); "
+      : DisposalError(fmt::format("was replaced by something else just now, which could not be moved back ({}); "
                                   "look for it at {}",
                                   reason.message(), escapedForTerminal(place))) {}
 };

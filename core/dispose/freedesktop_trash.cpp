@@ -291,9 +291,9 @@ std::vector<FreedesktopTrash::Entry> FreedesktopTrash::list(TimePoint now, std::
       entries.insert(entries.end(), listed.begin(), listed.end());
     } catch (const std::system_error& error) {
       if (error.code() == std::errc::no_such_file_or_directory) continue;  // the folder was never used
-      notes.push_back(fmt::format("{} is passed over: {}.", escapedForTerminal(folder), error.code().message()));
+      notes.push_back(fmt::format("{} is skipped: {}.", escapedForTerminal(folder), error.code().message()));
     } catch (const std::exception& error) {
-      notes.push_back(fmt::format("{} is passed over: {}.", escapedForTerminal(folder), error.what()));
+      notes.push_back(fmt::format("{} is skipped: {}.", escapedForTerminal(folder), error.what()));
     }
   }
   return entries;

@@ -37,7 +37,7 @@ void requireSame(const HeldEntry& entry, const std::string& hidden) {
   dropNote(folder, hidden);
   const auto back = moveEntry(folder, hidden, folder, entry.name);
   if (back) throw StrayedError(back, joinedPath(entry.folder.path, hidden));
-  throw DisposalError("was replaced by something else in this moment, which stays in its place");
+  throw DisposalError("was replaced by something else just now, which stays in its place");
 }
 
 /// Renames the folder to its hidden name. If the file system cannot rename it (lower layer of an overlay), it is

@@ -69,7 +69,7 @@ QuarantineConfig QuarantineConfig::makeDefault(const TidraPathResolver& resolver
   std::string directory = given->second;
   if (directory == "~" || directory.starts_with("~/")) directory = resolver.home + directory.substr(1);
   if (!directory.starts_with('/')) {
-    throw InputError(fmt::format("TIDRA_QUARANTINE_DIR is '{}', which is not an absolute path; give one.",
+    throw InputError(fmt::format("TIDRA_QUARANTINE_DIR is '{}', which is not an absolute path; set one.",
                                  escapedForTerminal(given->second)));
   }
   return {.directory = standardizedPath(directory)};
@@ -159,8 +159,7 @@ void QuarantineDisposer::readRoot(Root& root, std::vector<std::string>& notes) c
       const bool hasItem = static_cast<bool>(entryFacts(root.store.descriptor(), item.c_str()));
       root.found.push_back({{root.store.pathOf(item), std::move(manifest)}, hasItem});
       if (!hasItem)
-        notes.push_back(
-            fmt::format("{} has a manifest but is not there.", escapedForTerminal(root.store.pathOf(item))));
+        notes.push_back(fmt::format("{} has a manifest but is missing.", escapedForTerminal(root.store.pathOf(item))));
     } catch (const std::exception& error) {
       notes.push_back(fmt::format("{} cannot be read: {}.", escapedForTerminal(root.store.pathOf(name)),
                                   escapedForTerminal(error.what())));
@@ -180,7 +179,7 @@ std::vector<QuarantineDisposer::Root> QuarantineDisposer::readRoots(std::vector<
     try {
       roots.push_back({StoreFolder::openExisting(folder, false, quarantineName), {}, {}});
     } catch (const std::exception& error) {
-      notes.push_back(fmt::format("{} is passed over: {}.", escapedForTerminal(folder), error.what()));
+      notes.push_back(fmt::format("{} is skipped: {}.", escapedForTerminal(folder), error.what()));
     }
   }
   for (Root& root : roots) readRoot(root, notes);
@@ -261,11 +260,11 @@ void QuarantineDisposer::checkRestore(const Entry& entry) const {
   const auto pieces = split(original, '/');
   const bool bent = std::find(pieces.begin(), pieces.end(), "..") != pieces.end();
   if (!original.starts_with('/') || place == "/" || bent || original.find('\0') != std::string::npos) {
-    throw DisposalError(fmt::format("its manifest names '{}' as its place, which is no path to restore to",
+    throw DisposalError(fmt::format("its manifest names '{}' as the original path, which is not a valid one",
                                     escapedForTerminal(original)));
   }
   if (pathFacts(place)) {
-    throw DisposalError(fmt::format("something else is at {} by now; move that away first", escapedForTerminal(place)));
+    throw DisposalError(fmt::format("something else is at {} now; move it away first", escapedForTerminal(place)));
   }
 }
 
@@ -277,7 +276,7 @@ void QuarantineDisposer::restore(const Entry& entry) const {
   const StoreFolder target{holdOrMakeFolder(parentPath(place), 0777)};
   const std::string name(lastPathComponent(place));
   if (moveIntoStore(item, target, name, "copy it back by hand")) {
-    throw DisposalError(fmt::format("something else is at {} by now; move that away first", escapedForTerminal(place)));
+    throw DisposalError(fmt::format("something else is at {} now; move it away first", escapedForTerminal(place)));
   }
   if (const auto reason = removeFileEntry(store.descriptor(), manifestOf(entry.name()).c_str())) {
     throw DisposalError(fmt::format("was restored, but its manifest stays in quarantine: {}", reason.message()));

@@ -19,7 +19,7 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string&, Tim
   if (!landed) throw std::system_error(landed.failure());
   const auto facts = pathFacts(*landed);
   if (!facts || facts->identity != entry.facts.identity) {
-    throw DisposalError("was replaced by something else in this moment, which is in the trash now");
+    throw DisposalError("was replaced by something else just now, which is in the trash now");
   }
   return *landed;
 }

@@ -27,7 +27,7 @@ bool hasVanished(std::error_code reason) { return reason == std::errc::no_such_f
 
 /// One folder being removed.
 struct RemovedFolder {
-  std::shared_ptr<RemovedFolder> parent;  // none for the first
+  std::shared_ptr<RemovedFolder> parent;  // null for the first
   std::shared_ptr<FolderNode> node;       // set once it is open
   std::string name;
   int depth = 0;

@@ -209,7 +209,7 @@ std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, 
   if (arrived && arrived->identity == entry.facts.identity) return {};
   const auto back = moveEntry(store.descriptor(), name, entry.folder.descriptor.get(), entry.name);
   if (back) throw StrayedError(back, store.pathOf(name));
-  throw DisposalError("was replaced by something else in this moment, which stays in its place");
+  throw DisposalError("was replaced by something else just now, which stays in its place");
 }
 
 bool namesAnEntry(std::string_view name) { return !name.empty() && name != "." && name != ".."; }

@@ -25,7 +25,7 @@ struct Volumes {
   static std::vector<std::string> ownFoldersNamed(std::string_view name, const std::vector<MountPoint>& mounts);
 };
 
-/// What to do where nothing can be moved into a store; the end of a message.
+/// The end of messages about items that cannot be moved into a store: what to do instead.
 inline constexpr const char* deleteInstead = "use --method delete";
 
 /// A store, private to its owner and held open.

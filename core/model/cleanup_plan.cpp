@@ -13,7 +13,7 @@ namespace {
 
 /// Returns why a path is invalid; empty for a valid one.
 std::string_view faultOf(const std::string& path) {
-  if (path.find('\0') != std::string::npos) return "holds a NUL byte";
+  if (path.find('\0') != std::string::npos) return "contains a NUL byte";
   if (isToolBackedTarget(path)) return {};
   if (!path.starts_with('/')) return "is not absolute";
   const auto pieces = split(path, '/');
@@ -27,7 +27,7 @@ void check(const CleanupPlan& plan) {
   for (const CleanupPlan::Item& item : plan.items) {
     const std::string shown = escapedForTerminal(item.path);
     if (const auto fault = faultOf(item.path); !fault.empty()) {
-      throw InputError(fmt::format("the path '{}' {}; give it as the report shows it.", shown, fault));
+      throw InputError(fmt::format("the path '{}' {}; write it as the report shows it.", shown, fault));
     }
     if (item.bytes < 0) throw InputError(fmt::format("the size of '{}' is negative.", shown));
     if (!seen.insert(item.path).second) {

@@ -10,7 +10,7 @@ namespace tidra {
 struct TidraSystemGroupRoot {
   static constexpr std::string_view prefix = "__tidra:system:";
 
-  /// "__tidra:system:" + a name made of the category key + "__".
+  /// Returns "__tidra:system:" + a name derived from the category key + "__".
   static std::string forCategory(std::string_view key);
 
   /// Returns the category key of a system group root; nullopt for any other path.

@@ -71,7 +71,7 @@ Outcome<EntryFacts> descriptorFacts(int descriptor);
 /// Facts of a path, which may exceed PATH_MAX; does not follow its last component.
 Outcome<EntryFacts> pathFacts(std::string_view path);
 
-/// True when something is at `path`, a dangling link too; false when that cannot be found out.
+/// Whether an entry exists at `path`, dangling symbolic links included; false if unknown.
 inline bool pathExists(std::string_view path) { return static_cast<bool>(pathFacts(path)); }
 
 /// As pathFacts(), but follows symbolic links.

@@ -64,10 +64,10 @@ bool isExecutableFile(const std::string& path);
 /// Returns the absolute path with symbolic links, "." and ".." resolved. Fails if it does not exist.
 Outcome<std::string> realPath(const std::string& path);
 
-/// Where a symbolic link points, as it is written there; none when `path` is no link or cannot be read.
+/// Returns the literal target of a symbolic link; nullopt if `path` is none or unreadable.
 std::optional<std::string> linkTarget(const std::string& path);
 
-/// As realPath(); `path` itself when it does not exist.
+/// As realPath(), but returns `path` itself if it does not exist.
 std::string realPathOrSame(const std::string& path);
 
 }  // namespace tidra

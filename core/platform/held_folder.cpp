@@ -88,7 +88,7 @@ class Descent {
 void requireUsable(std::string_view path) {
   const std::string shown = escapedForTerminal(path);
   if (!path.starts_with('/')) throw UnsafePathError(fmt::format("'{}' is not an absolute path", shown));
-  if (path.find('\0') != std::string_view::npos) throw UnsafePathError(fmt::format("'{}' holds a NUL byte", shown));
+  if (path.find('\0') != std::string_view::npos) throw UnsafePathError(fmt::format("'{}' contains a NUL byte", shown));
   const auto pieces = split(path, '/');
   if (std::find(pieces.begin(), pieces.end(), "..") != pieces.end()) {
     throw UnsafePathError(fmt::format("'{}' contains '..'", shown));

@@ -21,7 +21,7 @@ class UnsafePathError : public std::runtime_error {
 /// An open folder. The descriptor (O_PATH on Linux) names entries in it and may not be readable.
 struct HeldFolder {
   FileDescriptor descriptor;
-  std::string path;  // absolute, without links
+  std::string path;  // absolute, symbolic links resolved
 };
 
 /// An entry of a held folder; a symbolic link is the entry itself, not its target.

@@ -8,7 +8,7 @@
 namespace tidra {
 
 struct MountPoint {
-  std::string path;        // absolute, without links
+  std::string path;        // absolute, symbolic links resolved
   std::string fileSystem;  // as the kernel names it, such as "ext4" or "proc"
   std::string device;      // equal for two mounts of one volume
 

@@ -32,16 +32,15 @@ ChosenCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std:
   try {
     RuleCatalog::validate(catalog.projectRules, catalog.systemRules);
   } catch (const RuleCatalogError& error) {
-    throw InputError(fmt::format("The rules files do not go with the built-in rules: {}", error.what()));
+    throw InputError(fmt::format("The rules files conflict with the built-in rules: {}", error.what()));
   }
   std::vector<std::string> notes;
   for (const std::string& id : disabledRules) {
     const auto hasId = [&](const auto& rule) { return rule.id == id; };
     if (std::none_of(catalog.projectRules.begin(), catalog.projectRules.end(), hasId) &&
         std::none_of(catalog.systemRules.begin(), catalog.systemRules.end(), hasId)) {
-      notes.push_back(
-          fmt::format("No rule has the id '{}', so none is switched off by it; tidra rules list shows them.",
-                      escapedForTerminal(id)));
+      notes.push_back(fmt::format("No rule has the id '{}', so it disables none; tidra rules list shows all ids.",
+                                  escapedForTerminal(id)));
     }
   }
   return {catalog.removing({disabledRules.begin(), disabledRules.end()}), std::move(notes)};

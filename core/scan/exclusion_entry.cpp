@@ -105,8 +105,7 @@ TypedExclusion TypedExclusion::read(const std::string& given, const TidraPathRes
   const auto asPath = [&](const std::string& path) {
     TypedExclusion typed{resolver.displayPath(path), ExclusionRowKind::path, {}};
     if (!pathExists(path) && !pathExists(excludedPath(typed.text, resolver))) {
-      typed.note = fmt::format("'{}' names nothing that exists yet; what is made there later is kept out.",
-                               escapedForTerminal(typed.text));
+      typed.note = fmt::format("'{}' does not exist yet; it is excluded once it does.", escapedForTerminal(typed.text));
     }
     return typed;
   };
@@ -114,8 +113,7 @@ TypedExclusion TypedExclusion::read(const std::string& given, const TidraPathRes
     TypedExclusion typed{text, ExclusionRowKind::pattern, {}};
     if (isSurprising) {
       typed.note = fmt::format(
-          "'{}' names nothing that exists, so it is a pattern: it keeps out what it matches and what is called exactly "
-          "so.",
+          "'{}' does not exist, so it is a pattern: it excludes what it matches and entries of exactly that name.",
           escapedForTerminal(text));
     }
     return typed;

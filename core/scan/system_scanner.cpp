@@ -239,8 +239,8 @@ bool SystemArtifactScanner::isSearchable(const Kept& kept, ProbeReport& report) 
   if (kept.place.empty()) return true;
   const auto store = stores_.holding(kept.place);
   if (!store || (kept.item.isTrash && store->path == parentPath(kept.place))) return true;
-  report.notes.push_back(fmt::format("{} lies in {}, in which nothing is searched.",
-                                     escapedForTerminal(kept.item.finding.path), describedStore(store->kind)));
+  report.notes.push_back(fmt::format("{} lies in {}, which scans skip.", escapedForTerminal(kept.item.finding.path),
+                                     describedStore(store->kind)));
   return false;
 }
 

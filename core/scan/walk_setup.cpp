@@ -106,9 +106,8 @@ std::optional<std::string> storeObstacle(const Request& request, const Spelling&
   if (!store) return std::nullopt;
   const std::string place = escapedForTerminal(request.resolver.displayPath(store->path));
   return store->path == spelling.realRoot()
-             ? fmt::format("{} is {}, in which nothing is searched.", shown, describedStore(store->kind))
-             : fmt::format("{} lies in {}, {}, in which nothing is searched.", shown, place,
-                           describedStore(store->kind));
+             ? fmt::format("{} is {}, which scans skip.", shown, describedStore(store->kind))
+             : fmt::format("{} lies in {}, {}, which scans skip.", shown, place, describedStore(store->kind));
 }
 
 /// Whether a root yields no findings: it or an ancestor is an excluded folder, or a pattern excludes an ancestor.

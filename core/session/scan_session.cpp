@@ -40,7 +40,8 @@ class ScanSession {
 
   ScanOutcome run() {
     const auto started = std::chrono::steady_clock::now();
-    if (request_.mounts.empty()) note("The table of mounted file systems could not be read, so none is kept out.");
+    if (request_.mounts.empty())
+      note("The table of mounted file systems could not be read, so scans may enter any of them.");
     std::optional<SystemArtifactScanner> system;
     if (request_.scanSystem) system.emplace(systemRequest_ = makeSystemRequest());
     if (request_.scanProjects) {
@@ -165,7 +166,7 @@ class ScanSession {
                        counted(folders, "folder"), shown(root), result.brokenReason.message()));
     }
     if (const auto artifacts = result.unmeasuredArtifacts; artifacts > 0) {
-      note(fmt::format("{} below {} left out, because the sizes of files could not be told.",
+      note(fmt::format("{} below {} left out, because the sizes of files could not be determined.",
                        counted(artifacts, "artefact") + (artifacts == 1 ? " is" : " are"), shown(root)));
     }
   }
@@ -297,7 +298,7 @@ class ScanSession {
       auto text = fmt::format("{} {}, so it is left out.", shown(path), kept.reason(request_.resolver));
       (noted++ < most ? outcome_.notes : outcome_.details).push_back(std::move(text));
     }
-    if (noted > most) note(fmt::format("{} more are left out because of what they hold.", noted - most));
+    if (noted > most) note(fmt::format("{} more are left out because of what they contain.", noted - most));
   }
 
   void advance(const SystemArtifactScanner::ProgressTick& tick) {
@@ -352,7 +353,7 @@ class ScanSession {
       }
     }
     if (!tracked.unknown.empty() && !shouldCancel()) {
-      note(fmt::format("git could not be asked about {} of the findings, so none of those counts as safe.",
+      note(fmt::format("git did not answer for {} of the findings, so none of those counts as safe.",
                        tracked.unknown.size()));
     }
   }
@@ -378,7 +379,7 @@ class ScanSession {
           "Holds work that is in no remote repository: " + repositories[i].substr(holders[i]->path.size() + 1);
     }
     if (shouldCancel() || std::find(answers.begin(), answers.end(), std::nullopt) == answers.end()) return;
-    note("git could not be asked about some repositories inside findings, so none of those counts as safe.");
+    note("git did not answer for some repositories inside findings, so none of those counts as safe.");
   }
 
   bool isAskedFor(const ScanArtifactFinding& finding) const {
@@ -415,7 +416,7 @@ class ScanSession {
       if (finding.sizeBytes > std::numeric_limits<std::uint64_t>::max() - sum) {
         throw std::overflow_error(fmt::format(
             "The sizes of the findings add up to more than 64 bits hold, so nothing is reported and nothing "
-            "removed. {} Exclude what claims so much (--exclude), or remove it yourself.",
+            "removed. {} Exclude those that claim too much (--exclude), or remove them yourself.",
             largestNamed()));
       }
       sum += finding.sizeBytes;

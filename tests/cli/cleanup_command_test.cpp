@@ -145,7 +145,7 @@ TEST_F(CliCleanup, PlansThatMakeNoSenseChangeNothing) {
                           {planText({}, {{"path", path + "/"}}), "ends with '/'"},
                           {planText({}, {{"path", tree().path("code//web")}}), "empty component"},
                           {doubled.dump(), "is listed twice"},
-                          {withNul.dump(), "holds a NUL byte"},
+                          {withNul.dump(), "contains a NUL byte"},
                           {R"({"items": [], )" + planText().substr(1), "items stands twice"}};
   for (const char* key : {"schemaVersion", "createdAt", "host", "method", "items"})
     cases.push_back({planText({{key, nullptr}}), key});

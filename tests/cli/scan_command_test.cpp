@@ -112,7 +112,7 @@ TEST_F(ScanCommand, OptionsChooseWhatIsFound) {
   EXPECT_THAT(noted.out, AllOf(HasSubstr("snake"), Not(HasSubstr("/web")), Not(HasSubstr("target"))));
   EXPECT_THAT(linesOf(noted.err), ElementsAre(StartsWith("note: No rule has the id 'no-such-rule'"),
                                               StartsWith("note: The exclusion '$NOPE' names the variable NOPE"),
-                                              StartsWith("note: '~/$NOPE' names nothing that exists yet"),
+                                              StartsWith("note: '~/$NOPE' does not exist yet"),
                                               StartsWith("note: The exclusion '~/$NOPE' names the variable NOPE")));
   EXPECT_THAT(scan({"--exclude", "*.keep,*/*.keep"}).err,
               StartsWith("note: '*.keep' keeps nothing inside an artefact; '*/*.keep' keeps that too.\n"));

@@ -186,7 +186,7 @@ ProbeReport CatalogPathProbe::scan(const SystemProbeContext& context) const {
   Candidates found = candidates(context);
   report.covered = std::move(found.covered);
   for (const std::string& link : found.links) {
-    report.notes.push_back(fmt::format("{} is a link and is passed over; what it leads to is not looked at.",
+    report.notes.push_back(fmt::format("{} is a symbolic link and is skipped, with its target.",
                                        escapedForTerminal(context.resolver.displayPath(link))));
   }
   for (const Candidate& candidate : found.taken) {

@@ -111,7 +111,7 @@ ProbeReport GlobalModulesProbe::scan(const SystemProbeContext& context) const {
     if (prefix) {
       addModules(report, context, joinedPath(*prefix, "lib/node_modules"), "npm");
     } else {
-      report.notes.push_back("npm is installed but did not tell where its global packages are.");
+      report.notes.push_back("npm is installed but did not report where its global packages are.");
     }
   }
   addModules(report, context, joinedPath(context.home(), ".config/yarn/global/node_modules"), "yarn");

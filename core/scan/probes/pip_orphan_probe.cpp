@@ -187,7 +187,7 @@ class Checks {
       }
     }
     if (!context_.isCancelled() && next_ < environments_.size()) {
-      report.notes.push_back(fmt::format("Because of that, {} environments were not looked at for unused packages.",
+      report.notes.push_back(fmt::format("Because of that, {} environments were not checked for unused packages.",
                                          environments_.size() - next_));
     }
     return report;

@@ -10,12 +10,12 @@
 namespace tidra {
 
 struct PipTrust {
-  /// True when the environment looks as if this user had made it at this place:
-  ///   - the environment, its "bin" and its "bin/pip" belong to the user or root and not everybody may write to them;
+  /// Whether the environment was apparently created here by this user:
+  ///   - the environment, "bin" and "bin/pip" are owned by the user or root and not world-writable;
   ///   - the pip is a script for the environment's own interpreter;
-  ///   - "bin/python" and that interpreter lead out of the environment, to a program that may be trusted;
-  ///   - git tracks nothing of its "bin".
-  /// An archive that was unpacked at the very place that its maker had guessed passes all the same.
+  ///   - "bin/python" and that interpreter resolve to a trusted program outside the environment;
+  ///   - git tracks nothing in "bin".
+  /// Limitation: an archive unpacked at exactly the path that its author guessed passes.
   static bool mayRun(const std::string& environment, const TidraGitMetadataReader& git);
 
   /// Returns the absolute interpreter path of a script in either form that pip's installer writes: "#!PATH", or a

@@ -194,10 +194,10 @@ TEST_F(Trash, IsEmptiedAsTheItemThatItIs) {
   EXPECT_TRUE(std::holds_alternative<TidraDeletionFailure>(
       emptying(true).dispose({files("/old"), {}}, DisposalMethod::trash, false, config())));
   for (const auto& [includesUnlisted, bytes, remainder] :
-       {std::tuple{true, 9, std::string("1 entry stays in the trash: 1 came into it since the scan.")},
+       {std::tuple{true, 9, std::string("1 entry stays in the trash: 1 trashed since the scan.")},
         {false, 5,
          "3 entries stay in the trash: " + files("/orphan") + " has no info file; " + files("/q") +
-             " has no info file; 1 came into it since the scan."}}) {
+             " has no info file; 1 trashed since the scan."}}) {
     const auto disposed = std::get<TidraDeletionService::Disposed>(emptied(includesUnlisted, true));
     EXPECT_EQ(disposed.receipt.bytes, bytes);
     EXPECT_EQ(disposed.remainder, remainder);
@@ -211,7 +211,7 @@ TEST_F(Trash, IsEmptiedAsTheItemThatItIs) {
   EXPECT_EQ(std::get<TidraDeletionService::Disposed>(emptied(true, false)).receipt.bytes, 4);
   EXPECT_THAT(namesIn(files()), ElementsAre("since"));
   EXPECT_THAT(namesIn(info()), ElementsAre("since.trashinfo"));
-  EXPECT_THAT(std::get<TidraDeletionFailure>(emptied(true, false)).message, HasSubstr("came into it since the scan"));
+  EXPECT_THAT(std::get<TidraDeletionFailure>(emptied(true, false)).message, HasSubstr("trashed since the scan"));
 }
 
 TEST_F(Trash, AnInterruptedPurgeCountsWhatItLeft) {

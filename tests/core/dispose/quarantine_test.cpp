@@ -110,7 +110,7 @@ TEST_F(Quarantine, OddManifestsAreToldAndLeftOrCleared) {
   const auto listing = disposer().list();
   EXPECT_EQ(listing.entries.size(), 2U);
   EXPECT_THAT(listing.notes,
-              ElementsAre(HasSubstr(gone + " has a manifest but is not there"),
+              ElementsAre(HasSubstr(gone + " has a manifest but is missing"),
                           HasSubstr("damaged.tidra.json cannot be read"), HasSubstr("empty.tidra.json"),
                           HasSubstr("folder.tidra.json"), HasSubstr("link.tidra.json"), HasSubstr("pipe.tidra.json")));
   const auto purged = disposer().purge(std::nullopt, now);

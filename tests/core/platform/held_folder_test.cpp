@@ -62,7 +62,7 @@ TEST_F(HeldFolderTest, RefusesPathsThatMakeNoSense) {
            {"~/f", "not an absolute path"},
            {tree_.path("a/../f"), "contains '..'"},
            {tree_.path(".."), "contains '..'"},
-           {tree_.path("f") + std::string(1, '\0') + "g", "holds a NUL byte"}}) {
+           {tree_.path("f") + std::string(1, '\0') + "g", "contains a NUL byte"}}) {
     EXPECT_THAT(messageOf<UnsafePathError>([&] { holdFolder(path); }), HasSubstr(why)) << path;
     EXPECT_THAT(messageOf<UnsafePathError>([&] { holdEntry(path); }), HasSubstr(why)) << path;
     EXPECT_THAT(messageOf<UnsafePathError>([&] { holdOrMakeFolder(path, 0700); }), HasSubstr(why)) << path;

@@ -195,7 +195,7 @@ TEST_F(CatalogProbe, LinksAndWhatTheUserExcludesAreLeftOut) {
                                    "@/home/link | link as such", testing::StartsWith("@/home/versions/1 | ")));
   const auto report = CatalogPathProbe("c").scan(fixture.context);
   EXPECT_THAT(fixture.lines(report), testing::Contains("@/home/link | link as such | 0"));
-  EXPECT_THAT(report.notes, ElementsAre(testing::HasSubstr("link is a link and is passed over")));
+  EXPECT_THAT(report.notes, ElementsAre(testing::HasSubstr("link is a symbolic link and is skipped")));
 }
 
 TEST_F(CatalogProbe, FilesAreMeasuredByThemselvesAndOnlyWhereARuleTakesThem) {

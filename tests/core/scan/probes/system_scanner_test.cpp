@@ -202,7 +202,7 @@ TEST_F(SystemScan, ToolsThatDidNotAnswerAreNotedInTheOrderOfTheProbes) {
   fixture.handTo(request.context);
   request.categories = {"homebrew", "globalModules"};
   EXPECT_THAT(SystemArtifactScanner(request).scan({}).notes,
-              ElementsAre("npm is installed but did not tell where its global packages are.",
+              ElementsAre("npm is installed but did not report where its global packages are.",
                           "Homebrew is installed but did not answer."));
 }
 
