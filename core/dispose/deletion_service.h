@@ -26,9 +26,8 @@ class TidraDeletionService {
     TidraPathResolver resolver;  // the home folder and the environment
     std::string host;
     std::vector<MountPoint> mounts;
-    // Tidra's own folders; the home folder and the system's are always protected
-    std::vector<std::string> protectedFolders;
-    unsigned workers = 0;  // 0: as many as a scan uses
+    std::vector<std::string> protectedFolders;  // Tidra's own, besides home and system folders
+    unsigned workers = 0;                       // 0: as many as a scan uses
     std::function<TimePoint()> clock;
     std::function<bool()> shouldCancel;  // polled on the caller's thread; absent: never
     bool finishesItems = false;          // cancelling does not interrupt an item whose removal has begun
@@ -39,9 +38,8 @@ class TidraDeletionService {
 
   /// What is known about an item.
   struct Item {
-    std::string path;  // absolute, "~/…", or a tool-backed target
-    // device and inode from the scan; a different file at the path is refused
-    std::optional<FileIdentity> identity = {};
+    std::string path;                           // absolute, "~/…", or a tool-backed target
+    std::optional<FileIdentity> identity = {};  // device and inode from the scan; any other file is refused
   };
 
   /// An item that was removed.

@@ -38,11 +38,10 @@ struct EntryFacts {
   TimePoint modified{};
   TimePoint changed{};  // ctime: set by the kernel on every change or rename; no program can fake it
   FileIdentity identity;
-  std::uint64_t mount = 0;        // STATX_MNT_ID; 0 where the kernel does not report it
-  std::uint32_t owner = 0;        // user id
-  std::uint32_t permissions = 0;  // the lowest twelve bits of st_mode
-  // birth time in nanoseconds since 1970; absent where the file system has none
-  std::optional<std::int64_t> bornNanos = {};
+  std::uint64_t mount = 0;                     // STATX_MNT_ID; 0 where the kernel does not report it
+  std::uint32_t owner = 0;                     // user id
+  std::uint32_t permissions = 0;               // the lowest twelve bits of st_mode
+  std::optional<std::int64_t> bornNanos = {};  // birth time in ns since 1970; absent if the file system has none
 
   /// Whether a rename from one to the other stays on one volume and one mount.
   bool sharesVolumeWith(const EntryFacts& other) const {

@@ -54,14 +54,13 @@ struct FilesystemArtifactScanner {
     std::map<std::string, FileIdentity> identities;  // device and inode of the measured folders, by path
     std::vector<WithheldFinding> withheld;           // artefacts that contain something to keep, in the same order
     bool cancelled = false;
-    std::optional<std::string> rootObstacle;  // sentence on why the root was not scanned
-    // named like RemovalLeftover, but without a note of the running user; sorted
-    std::vector<std::string> unclaimedLeftovers;
-    std::uint64_t unreadableFolders = 0;    // skipped for lack of permission
-    std::uint64_t starvedFolders = 0;       // skipped for lack of descriptors
-    std::uint64_t brokenFolders = 0;        // unread or partly read because of errors such as I/O errors
-    std::error_code brokenReason;           // of one of them
-    std::uint64_t unmeasuredArtifacts = 0;  // omitted because their size could not be determined
+    std::optional<std::string> rootObstacle;      // sentence on why the root was not scanned
+    std::vector<std::string> unclaimedLeftovers;  // named like RemovalLeftover, but without the user's note; sorted
+    std::uint64_t unreadableFolders = 0;          // skipped for lack of permission
+    std::uint64_t starvedFolders = 0;             // skipped for lack of descriptors
+    std::uint64_t brokenFolders = 0;              // unread or partly read because of errors such as I/O errors
+    std::error_code brokenReason;                 // of one of them
+    std::uint64_t unmeasuredArtifacts = 0;        // omitted because their size could not be determined
     std::uint64_t entriesVisited = 0;
     /// Repositories (".git") below each finding, by the finding's path, in byte order.
     std::map<std::string, std::vector<std::string>> repositoriesInside;

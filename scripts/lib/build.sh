@@ -40,8 +40,8 @@ is_configured() {
 
 names_this_tree() { grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$1/CMakeCache.txt"; }
 
-# build FOLDER WHAT [TARGET...]: builds the targets, or everything; WHAT names them in messages. Shows how far it is. False
-# after a failure, when what the compiler printed has been shown.
+# build FOLDER WHAT [TARGET...]: builds the targets, or everything, and shows progress; WHAT names them in messages. On failure
+# prints the compiler's output and returns false.
 build() {
   local folder=$1 what=$2 steps
   shift 2
@@ -54,7 +54,7 @@ build() {
   return 1
 }
 
-# expected_duration STEPS: an estimate for long builds, such as ", which takes about 2 minutes"; empty for short ones.
+# expected_duration STEPS: prints an estimate such as ", which takes about 2 minutes"; nothing for short builds.
 expected_duration() {
   local seconds_per_step=4 minutes
   minutes=$((($1 * seconds_per_step / $(getconf _NPROCESSORS_ONLN) + 30) / 60))
@@ -65,7 +65,7 @@ expected_duration() {
   fi
 }
 
-# Reduces ninja's output to "[ 57/216]": rewritten in place on a terminal, else a line about every ten percent.
+# Reduces ninja's output to "[ 57/216]": updated in place on a terminal, else a line about every ten percent.
 show_progress() {
   local line done_steps all shown=0
   while IFS= read -r line; do
