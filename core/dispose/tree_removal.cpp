@@ -165,7 +165,7 @@ class RemovalRound {
   std::atomic<std::uint64_t> movedUp_{0};
   static inline std::atomic<std::uint64_t> numbers_{0};
   std::atomic<bool> otherVolume_{false};
-  std::mutex mutex_;
+  std::mutex mutex_;  // guards the obstacle
   std::error_code obstacle_;
   std::string obstaclePath_;
 };

@@ -7,8 +7,8 @@
 
 namespace tidra {
 
-/// Limits the data segment (RLIMIT_DATA) of a running child and its descendants; read-only file mappings do not count.
-/// Best effort: does nothing where the system has no such limit.
+/// Limits the data segment (RLIMIT_DATA) of a running child and of what it starts later; read-only mappings do not
+/// count. Best effort: does nothing where the system has no such limit.
 void limitData(pid_t child, std::uint64_t bytes);
 
 }  // namespace tidra

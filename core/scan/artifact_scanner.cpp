@@ -313,7 +313,7 @@ class WalkVisitor {
   std::atomic<std::uint64_t> starvedFolders_{0};
   std::atomic<std::uint64_t> unmeasuredArtifacts_{0};
   std::atomic<bool> pathWanted_{true};
-  std::mutex mutex_;
+  std::mutex mutex_;                // guards what follows while workers run
   std::deque<Artifact> artifacts_;  // a deque never moves its elements; workers hold references
   std::vector<ScanArtifactFinding> fresh_;
   std::map<std::string, FileIdentity> identities_;

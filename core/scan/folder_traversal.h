@@ -253,7 +253,7 @@ class FolderTraversal {
   std::atomic<std::int64_t> queued_{0};       // folders waiting in a stack
   std::atomic<int> idle_{0};
   std::atomic<bool> cancelled_{false};
-  std::mutex mutex_;
+  std::mutex mutex_;  // guards started_ and working_; serialises wake-ups with waiting
   std::condition_variable workChanged_;
   std::condition_variable finished_;
   std::size_t started_ = 0;

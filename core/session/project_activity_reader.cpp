@@ -54,7 +54,7 @@ std::string ProjectActivityReader::repositoryOf(const std::string& folder) {
   return std::string(*repository);
 }
 
-/// Requires the lock. Does nothing once closed: the destructor then joins `threads_` without the lock.
+/// Call with the mutex locked. Does nothing once closed: the destructor then joins `threads_` without the mutex.
 void ProjectActivityReader::enqueue(std::function<void()> task) {
   if (closed_) return;
   waiting_.push(std::move(task));

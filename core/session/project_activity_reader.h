@@ -64,7 +64,7 @@ class ProjectActivityReader {
   std::string repositoryOf(const std::string& folder);
   void enqueue(std::function<void()> task);
   void work();
-  /// Runs the first waiting task; releases the lock meanwhile.
+  /// Runs the first waiting task; releases the mutex meanwhile.
   void runNext(std::unique_lock<std::mutex>& lock);
   void askRepository(const std::string& repository);
   void readProject(const Project& project, std::optional<TimePoint> lastCommit);
@@ -77,7 +77,7 @@ class ProjectActivityReader {
   RepositoryFinder repositoryFinder_;
   std::set<std::string> seen_;
 
-  std::mutex mutex_;
+  std::mutex mutex_;  // guards what follows
   std::condition_variable waitingChanged_;
   std::condition_variable answered_;
   std::queue<std::function<void()>> waiting_;
