@@ -135,7 +135,7 @@ std::string wholeOutcomeText(CleanupOutcome outcome, DisposalMethod method, bool
   const std::string size = ByteFormatting::compact(*emptied);
   const bool isWhole = outcome.remainders.empty();
   const std::string text =
-      dryRun ? fmt::format("{} {} would go for good.\n", isWhole ? "The trash with" : "Of the trash", size)
+      dryRun ? fmt::format("{} {} would be deleted for good.\n", isWhole ? "The trash with" : "Of the trash", size)
              : fmt::format("The trash is emptied{}, {} freed.\n", isWhole ? "" : " but for what the notes name", size);
   return outcome.disposal.receipts.empty() ? text : outcomeText(outcome, method, dryRun) + text;
 }
@@ -188,7 +188,7 @@ void addRemovalOptions(CLI::App& command, RemovalOptions& options) {
 DisposalMethod parseMethod(const std::string& text) {
   if (const auto method = fromRawValue<DisposalMethod>(text)) return *method;
   throw InputError(
-      fmt::format("'{}' is no method; known are {}.", escapedForTerminal(text), rawValueList<DisposalMethod>()));
+      fmt::format("Unknown method '{}'; known are {}.", escapedForTerminal(text), rawValueList<DisposalMethod>()));
 }
 
 QuarantineConfig chosenQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver) {

@@ -183,7 +183,7 @@ std::string outcomeText(const CleanupOutcome& outcome, DisposalMethod method, bo
   if (dryRun) {
     std::string text;
     if (!own.receipts.empty() || byTools.receipts.empty()) {
-      text = fmt::format("{} with {} would go; ", own.items(), own.size());
+      text = fmt::format("{} with {} would be removed; ", own.items(), own.size());
     }
     if (!byTools.receipts.empty()) {
       text += fmt::format("{} with {} would be removed by {}; ", byTools.items(), byTools.size(), byTools.tools());

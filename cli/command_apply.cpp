@@ -86,7 +86,7 @@ void addApplyCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<ApplyOptions>();
   CLI::App* command = app.add_subcommand("apply", "Carry out a plan that tidra plan has written");
   command->add_option("FILE", options->file, "The plan")->required()->type_name("");
-  command->add_option("--home", options->scan.home, "Take DIR for the home folder")->type_name("DIR");
+  command->add_option("--home", options->scan.home, "Use DIR as the home folder")->type_name("DIR");
   addRuleOptions(*command, options->scan);
   command->add_option("--limit", options->scan.limit, "Items to list; 0 lists all")->type_name("N");
   command->add_flag("--json", options->scan.json, "Print one JSON document");

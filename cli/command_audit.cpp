@@ -56,7 +56,7 @@ Filter makeFilter(const AuditOptions& options, const TidraPathResolver& resolver
   for (const std::string& name : options.events) {
     const auto event = fromRawValue<AuditRecord::Event>(name);
     if (!event) {
-      throw InputError(fmt::format("'{}' is no event; the events are {}.", escapedForTerminal(name),
+      throw InputError(fmt::format("Unknown event '{}'; known are {}.", escapedForTerminal(name),
                                    rawValueList<AuditRecord::Event>()));
     }
     filter.events.push_back(*event);
@@ -172,7 +172,7 @@ int repair(const AuditOptions& options, const Program& program) {
     return ExitStatus::lockHeld;
   }
   if (const auto done = AuditLog::repair(url, repairBuilder(program))) {
-    writeOut(fmt::format("{} moved from {} to {}; record {} tells of it.\n", counted(done->bytes, "byte", "bytes"),
+    writeOut(fmt::format("{} moved from {} to {}; record {} documents it.\n", counted(done->bytes, "byte", "bytes"),
                          name, escapedForTerminal(done->movedTo), done->record.seq));
   } else {
     writeOut(fmt::format("{} ends in a complete record by now; nothing was changed.\n", name));
@@ -194,7 +194,7 @@ void addAuditCommand(CLI::App& app, Program& program) {
                        int (*run)(const AuditOptions&, const Program&)) {
     CLI::App* subcommand = command->add_subcommand(name, what);
     subcommand->add_option("FILE", options->file, "The log, instead of ~/.tidra/audit.jsonl")->type_name("");
-    subcommand->add_option("--home", options->home, "Take DIR for the home folder")->type_name("DIR");
+    subcommand->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
     subcommand->callback(
         [&program, options, run] { program.command = [&program, options, run] { return run(*options, program); }; });
     return subcommand;

@@ -165,7 +165,7 @@ void addExcludeCommand(CLI::App& app, Program& program) {
       "Examples:\n"
       "  tidra exclude add ~/work/client    never look there\n"
       "  tidra exclude add '*/vendor/*'     nor at anything directly inside a folder named vendor");
-  command->add_option("--home", options->home, "Take DIR for the home folder")->type_name("DIR");
+  command->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
 
   const auto choose = [&program, options](CLI::App* subcommand, int (*run)(const ExcludeOptions&, const Program&)) {
     subcommand->callback(

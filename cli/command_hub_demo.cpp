@@ -28,8 +28,8 @@ int writeDemo(DemoOptions options, const Program& program) {
   if (!options.until.empty()) {
     const auto until = fromIso8601(options.until);
     if (!until) {
-      throw InputError(
-          fmt::format("'{}' is no moment; write it as 2026-03-14T10:15:00Z.", escapedForTerminal(options.until)));
+      throw InputError(fmt::format("'{}' is not a valid time; write it as 2026-03-14T10:15:00Z.",
+                                   escapedForTerminal(options.until)));
     }
     options.fleet.now = *until;
   }
@@ -68,7 +68,7 @@ void addHubDemo(CLI::App& hub, Program& program) {
   command->add_option("--days", options->fleet.days, "For how long they have reported (30)")
       ->type_name("D")
       ->check(CLI::Range(std::int64_t{1}, mostDays));
-  command->add_option("--seed", options->fleet.seed, "Another number gives another fleet (1)")->type_name("N");
+  command->add_option("--seed", options->fleet.seed, "Seed of the made-up fleet (1)")->type_name("N");
   command->add_option("--until", options->until, "When the last reports arrive (now), as 2026-03-14T10:15:00Z")
       ->type_name("TIME");
   command->footer(

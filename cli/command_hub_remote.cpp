@@ -146,8 +146,9 @@ int removeHost(const RemoteOptions& options, const Program& program) {
   const HubClient hub = makeHubClient(options.access, program);
   const std::string missing = unknownHost(options.name);
   const HubHostRecord record = askHub([&] { return hub.host(options.name); }, missing);
-  const std::string consequence = fmt::format("Its history goes with it; it was seen {}, and comes back if it reports.",
-                                              agoText(record.lastSeen, currentTime()));
+  const std::string consequence =
+      fmt::format("Its history is removed too; it was seen {}, and reappears if it reports.",
+                  agoText(record.lastSeen, currentTime()));
   return removeAfterAsking(fmt::format("Host '{}'", shown(options.name)), consequence, options, program,
                            [&] { askHub([&] { hub.removeHost(options.name); }, missing); });
 }
@@ -184,7 +185,7 @@ int removePolicy(const RemoteOptions& options, const Program& program) {
   const std::string missing = unknownPolicy(options.name);
   askHub([&] { hub.policy(options.name); }, missing);
   return removeAfterAsking(fmt::format("Policy '{}'", shown(options.name)),
-                           "Hosts that name it go on with the copy that they keep.", options, program,
+                           "Hosts that use it continue with their stored copy.", options, program,
                            [&] { askHub([&] { hub.removePolicy(options.name); }, missing); });
 }
 
@@ -259,7 +260,7 @@ void addHubRemote(CLI::App& hub, Program& program) {
   adding.named(adding.command(hub, "host", "One host in full", &host), "The host")
       ->footer("Examples:\n  tidra hub host build-7\n  tidra hub host build-7 --json");
   CLI::App* telling = adding.command(hub, "events", "What happened lately, oldest first", &events);
-  telling->add_option("--limit", adding.options().limit, "How many; 20 unless given")->type_name("N");
+  telling->add_option("--limit", adding.options().limit, "How many (default: 20)")->type_name("N");
   telling->footer("Examples:\n  tidra hub events\n  tidra hub events --limit 200 --json");
   CLI::App* noting =
       adding.named(adding.command(hub, "note", "Write an administrator's note on a host", &note), "The host");

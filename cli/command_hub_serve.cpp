@@ -80,13 +80,14 @@ void readAddress(const std::string& text, HubConfig& config) {
   const std::string_view port = std::string_view(text).substr(std::min(colon + 1, text.size()));
   const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), config.port);
   if (isIPv4Address(config.host) && error == std::errc{} && end == port.data() + port.size()) return;
-  throw InputError(fmt::format("--listen '{}' is no IPv4 address with a port; write HOST:PORT, such as 127.0.0.1:{}.",
-                               escapedForTerminal(text), HubConfig::defaultPort));
+  throw InputError(
+      fmt::format("--listen '{}' is not an IPv4 address with a port; write HOST:PORT, such as 127.0.0.1:{}.",
+                  escapedForTerminal(text), HubConfig::defaultPort));
 }
 
 HubConfig configOf(const HubServeOptions& options, const Environment& environment) {
   if (std::isnan(options.staleAfter)) {  // passes any range check
-    throw InputError("--stale-after is no number; write seconds, such as 129600.");
+    throw InputError("--stale-after is not a number; write seconds, such as 129600.");
   }
   HubConfig config;
   readAddress(options.listen, config);
@@ -100,7 +101,7 @@ HubConfig configOf(const HubServeOptions& options, const Environment& environmen
 void warnOfOpenDoors(const HubConfig& config, const HubTokens& tokens) {
   if (config.isForThisMachineAlone()) return;
   if (!tokens.admin.empty()) {
-    writeNote("tokens and reports travel unencrypted; let a proxy with TLS stand before the hub.");
+    writeNote("tokens and reports travel unencrypted; put a TLS proxy in front of the hub.");
     return;
   }
   const std::string line(78, '!');
@@ -188,16 +189,16 @@ void addTokenOptions(CLI::App& command, TokenOptions& options, const std::string
 
 void addHubServe(CLI::App& hub, Program& program) {
   auto options = std::make_shared<HubServeOptions>();
-  CLI::App* command = hub.add_subcommand("serve", "Take reports, hand out policies, and show the fleet on a page");
+  CLI::App* command = hub.add_subcommand("serve", "Receive reports, serve policies, and show the fleet on a page");
   command->add_option("--data", options->data, "The hub's folder; made when it is missing")
       ->required()
       ->type_name("DIR");
-  command->add_option("--listen", options->listen, fmt::format("Where to listen; {} unless given", options->listen))
+  command->add_option("--listen", options->listen, fmt::format("Where to listen (default: {})", options->listen))
       ->type_name("HOST:PORT");
   command->add_option("--title", options->title, "The fleet's name, shown on the page")->type_name("TEXT");
   command
       ->add_option("--stale-after", options->staleAfter,
-                   "Silence after which a host is stale whose agent has no interval; a day and a half unless given")
+                   "Silence after which a host without an interval is stale (default: a day and a half)")
       ->type_name("SECONDS")
       ->check(CLI::Range(1.0, 31536000.0));
   addTokenOptions(*command, options->agent, "agents, with which hosts report");

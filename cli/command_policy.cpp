@@ -70,12 +70,12 @@ CheckedPolicy checked(const PolicyOptions& options, const Program& program) {
   noteExposedToken(made.policy, options.file);
   made.token = HubToken::find(made.policy, made.resolved.resolver);
   if (!made.policy.hub.isUsed()) {
-    if (made.policy.hub.policy) writeNote("hub.policy counts for nothing without hub.url.");
+    if (made.policy.hub.policy) writeNote("hub.policy has no effect without hub.url.");
     return made;
   }
   made.hubUrl = urlWithoutUser(*made.policy.hub.url);
   if (!HTTPURL::parse(*made.policy.hub.url)) {
-    writeNote("hub.url names a user, and the hub knows none; take it out and give a token in hub.tokenFile.");
+    writeNote("hub.url names a user, which hubs do not support; remove it and set hub.tokenFile.");
   }
   for (const std::string& note : made.token.notes) writeNote(note);
   if (!made.token.token) writeNote("No hub token was found; reports are sent without one.");
@@ -134,7 +134,7 @@ int check(const PolicyOptions& options, const Program& program) {
 int example(const PolicyOptions& options) {
   const auto text = ExamplePolicies::text(options.example);
   if (!text) {
-    throw InputError(fmt::format("'{}' is no example; known are {}.", escapedForTerminal(options.example),
+    throw InputError(fmt::format("Unknown example '{}'; known are {}.", escapedForTerminal(options.example),
                                  fmt::join(ExamplePolicies::names, ", ")));
   }
   writeOut(*text);
@@ -154,7 +154,7 @@ void addPolicyCommand(CLI::App& app, Program& program) {
 
   CLI::App* checking = command->add_subcommand("check", "Whether a policy can be used, and what it means here");
   checking->add_option("FILE", options->file, "The policy")->required()->type_name("");
-  checking->add_option("--home", options->home, "Take DIR for the home folder")->type_name("DIR");
+  checking->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
   checking->add_flag("--json", options->json, "Print one JSON document");
   checking->footer("Examples:\n  tidra policy check policy.json\n  tidra policy check /etc/tidra/policy.json --json");
   checking->callback(

@@ -201,7 +201,7 @@ void addQuarantineCommand(CLI::App& app, Program& program) {
                        int (*run)(const QuarantineOptions&, const Program&)) {
     CLI::App* subcommand = command->add_subcommand(name, what);
     subcommand->add_option("--dir", options->folder, "Another quarantine folder")->type_name("DIR");
-    subcommand->add_option("--home", options->home, "Take DIR for the home folder")->type_name("DIR");
+    subcommand->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
     subcommand->add_flag("--json", options->json, "Print one JSON document");
     subcommand->callback(
         [&program, options, run] { program.command = [&program, options, run] { return run(*options, program); }; });

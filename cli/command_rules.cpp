@@ -99,14 +99,14 @@ void addRulesCommand(CLI::App& app, Program& program) {
   CLI::App* command = app.add_subcommand("rules", "Show and check what scans look for");
   command->footer(
       "Examples:\n"
-      "  tidra rules show node_modules    one rule, as it stands in the catalog\n"
+      "  tidra rules show node_modules    one rule, as in the catalog\n"
       "  tidra rules check mine.json      whether a rules file is right");
 
   const auto choose = [&program, options](CLI::App* subcommand, int (*run)(const RulesOptions&)) {
     subcommand->callback([&program, options, run] { program.command = [options, run] { return run(*options); }; });
   };
   const auto addCatalogOptions = [options](CLI::App* subcommand) {
-    subcommand->add_option("--rules", options->rulesFiles, "Lay the rules of a file over the built-in ones")
+    subcommand->add_option("--rules", options->rulesFiles, "Overlay the built-in rules with those of a file")
         ->delimiter(',')
         ->allow_extra_args(false)
         ->type_name("FILE");

@@ -101,7 +101,7 @@ void addTrashCommand(CLI::App& app, Program& program) {
   purging->add_option("--older-than", options->olderThan, "What was trashed longer ago, e.g. 30d")
       ->required()
       ->type_name("AGE");
-  purging->add_option("--home", options->home, "Take DIR for the home folder")->type_name("DIR");
+  purging->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
   purging->add_flag("--include-unlisted", options->includesUnlisted,
                     "Also what has no info file, or no date that makes sense");
   purging->add_flag("--json", options->json, "Print one JSON document");

@@ -63,8 +63,8 @@ HubClient makeHubClient(const HubAccessOptions& options, const Program& program)
   if (!url) throw InputError("No hub is named; give --url, or set TIDRA_HUB_URL.");
   if (!HTTPURL::parse(*url)) {
     const std::string open = urlWithoutUser(*url);  // never print a password
-    throw InputError(fmt::format("'{}' is no http(s) URL; write it as http://HOST:PORT{}.", escapedForTerminal(open),
-                                 open == *url ? "" : ", without a user"));
+    throw InputError(fmt::format("'{}' is not an http(s) URL; write it as http://HOST:PORT{}.",
+                                 escapedForTerminal(open), open == *url ? "" : ", without a user"));
   }
   HubClient client{.baseURL = *url,
                    .token = chosenToken(options, program),
@@ -86,7 +86,7 @@ void throwMeaningOf(const HubClient::HubClientError& failure, const std::string&
   const std::string message = escapedForTerminal(messageOf(failure));
   if (failure.status() == unauthorized) {
     throw InputError(
-        fmt::format("The hub wants another token ({}); give one with --token-file or TIDRA_HUB_TOKEN.", message));
+        fmt::format("The hub requires another token ({}); give one with --token-file or TIDRA_HUB_TOKEN.", message));
   }
   if (failure.status() == notFound && !missing.empty()) throw InputError(missing);
   if (failure.status() >= badRequest && failure.status() < serverFailure) {

@@ -22,7 +22,7 @@ namespace {
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_flag("-q,--quiet", options.quiet, "No progress and no notes");
-  app.add_flag("-v,--verbose", options.verbose, "Tell more about what happens");
+  app.add_flag("-v,--verbose", options.verbose, "Print more about what happens");
   app.add_flag("-y,--yes", options.assumeYes, "Do not ask");
   app.add_flag("-n,--dry-run", options.dryRun, "Change nothing, only show what would be done");
   app.add_option("--color", options.color, "Colours: auto, always or never")
@@ -32,7 +32,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
 }
 
 constexpr const char* memoryShortage =
-    "tidra: there is not enough memory to go on; let it have more (ulimit -v shows the limit), name smaller folders, "
+    "tidra: there is not enough memory to go on; allow more (ulimit -v shows the limit), name smaller folders, "
     "or "
     "use fewer threads with --threads.\n";
 
@@ -61,7 +61,7 @@ int runProgram(int argc, char** argv) {
   app.fallthrough();
   app.footer(
       "Examples:\n"
-      "  tidra scan                 what the home folder could give back\n"
+      "  tidra scan                 what can be reclaimed in the home folder\n"
       "  tidra scan ~/code --json   the same for one folder, as JSON");
   addGlobalOptions(app, program.options);
   addScanCommand(app, program);
@@ -86,7 +86,7 @@ int runProgram(int argc, char** argv) {
   } catch (const CLI::RequiredError& error) {
     const std::string word = argc > 1 ? argv[1] : "";
     const bool unknown = !word.empty() && !word.starts_with('-') && app.get_subcommands().empty();
-    return fail(unknown ? fmt::format("'{}' is no command; see tidra --help.", escapedForTerminal(word))
+    return fail(unknown ? fmt::format("Unknown command '{}'; see tidra --help.", escapedForTerminal(word))
                         : fmt::format("{} (see tidra --help)", escapedForTerminal(error.what())),
                 ExitStatus::badInput);
   } catch (const CLI::ArgumentMismatch& error) {

@@ -41,7 +41,7 @@ std::string currentFolder() {
 }  // namespace
 
 std::string absolutePath(const std::string& given, const TidraPathResolver& resolver) {
-  if (given.empty()) throw InputError("An empty text is no path; name a file or folder.");
+  if (given.empty()) throw InputError("An empty text is not a path; name a file or folder.");
   std::string path = given;
   if (given == "~" || given.starts_with("~/")) path = resolver.home + given.substr(1);
   if (!path.starts_with('/')) path = joinedPath(currentFolder(), path);
@@ -77,7 +77,8 @@ void requireKnown(const std::vector<std::string>& values, const std::vector<std:
                   std::string_view what) {
   for (const std::string& value : values) {
     if (std::find(known.begin(), known.end(), value) != known.end()) continue;
-    throw InputError(fmt::format("'{}' is no {}; known are {}.", escapedForTerminal(value), what, joined(known, ", ")));
+    throw InputError(
+        fmt::format("Unknown {1} '{0}'; known are {2}.", escapedForTerminal(value), what, joined(known, ", ")));
   }
 }
 
@@ -101,8 +102,8 @@ std::set<ArtifactSafetyTier> chosenTiers(const ScanOptions& options) {
   for (const std::string& text : options.tiers) {
     const auto tier = fromRawValue<ArtifactSafetyTier>(text);
     if (!tier) {
-      throw InputError(
-          fmt::format("'{}' is no tier; known are {}.", escapedForTerminal(text), rawValueList<ArtifactSafetyTier>()));
+      throw InputError(fmt::format("Unknown tier '{}'; known are {}.", escapedForTerminal(text),
+                                   rawValueList<ArtifactSafetyTier>()));
     }
     tiers.insert(*tier);
   }
@@ -153,7 +154,7 @@ void requireKnownExclusions(const std::optional<std::string>& home, const Enviro
   try {
     UserState(makeResolver(home, environment)).exclusions.requireComplete();
   } catch (const PreferencesError& error) {
-    throw PreferencesError(fmt::format("{} Nothing is removed before they are mended or moved away.", error.what()));
+    throw PreferencesError(fmt::format("{} Nothing is removed until they are repaired or moved away.", error.what()));
   }
 }
 
@@ -181,7 +182,7 @@ void noteUnknownVariable(const std::string& text, const TidraPathResolver& resol
 
 void addRuleOptions(CLI::App& command, ScanOptions& options) {
   addList(command, "--exclude", options.exclude, "PATTERN", "Keep out a folder or a pattern, e.g. '*/vendor/*'");
-  addList(command, "--rules", options.rulesFiles, "FILE", "Lay the rules of a file over the built-in ones");
+  addList(command, "--rules", options.rulesFiles, "FILE", "Overlay the built-in rules with those of a file");
   addList(command, "--disable-rule", options.disabledRules, "ID", "Switch rules off by id");
   addList(command, "--unskip", options.unskip, "PATH", "Walk a folder that scans skip, e.g. /opt");
   command.add_option("--threads", options.threads, "Workers that read folders; 0 chooses")
@@ -194,7 +195,7 @@ void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& 
       .add_option("ROOT", options.roots,
                   "Folders to scan, and nothing outside them; the home folder when none is given")
       ->type_name("");
-  command.add_option("--home", options.home, "Take DIR for the home folder")->type_name("DIR");
+  command.add_option("--home", options.home, "Use DIR as the home folder")->type_name("DIR");
   command.add_flag("--system", options.system, "Also the caches outside ROOT, and what tools keep");
   command.add_flag("--no-system", options.noSystem, "Leave out what lies outside projects");
   command.add_flag("--no-projects", options.noProjects, "Leave out projects");
@@ -265,7 +266,7 @@ ScanViewOptions chosenView(const ScanOptions& options, const Program& program) {
   const auto sort = fromRawValue<ScanSort>(*options.sort);
   if (!sort) {
     throw InputError(
-        fmt::format("'{}' is no order; known are {}.", escapedForTerminal(*options.sort), rawValueList<ScanSort>()));
+        fmt::format("Unknown order '{}'; known are {}.", escapedForTerminal(*options.sort), rawValueList<ScanSort>()));
   }
   view.sort = *sort;
   return view;

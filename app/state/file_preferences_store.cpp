@@ -105,7 +105,7 @@ void FilePreferencesStore::transact(const std::function<Changes()>& prepare, con
 void FilePreferencesStore::setDamagedAside() const {
   try {
     const std::string kept = setAside(path_, ".damaged");
-    onNote_(fmt::format("The preferences {} were damaged; they are kept as {} and begun anew.", path_, kept));
+    onNote_(fmt::format("The preferences {} were damaged; they are kept as {} and replaced by new ones.", path_, kept));
   } catch (const std::system_error& error) {
     throw PreferencesError(
         fmt::format("The preferences {} are damaged and cannot be set aside: {}.", path_, error.code().message()));

@@ -128,7 +128,7 @@ std::optional<std::string> AuditLog::recordsMissing() const {
   if (!kept || kept->offset == 0) return std::nullopt;
   const auto file = AuditFile::open(url_, FileAccess::read);
   if (file && kept->fits(file->descriptor, file->facts.sizeBytes)) return std::nullopt;
-  return fmt::format("the audit log no longer holds record {} as it was; it was cut, rewritten or begun anew",
+  return fmt::format("the audit log no longer holds record {} as it was; it was truncated, rewritten or replaced",
                      kept->seq);
 }
 
@@ -147,8 +147,8 @@ AuditTotals AuditLog::totals() const {
     }
   } catch (const DecodingError& error) {
     throw InputError(
-        fmt::format("{0} is damaged: {1}; 'tidra audit verify {2}' tells more, and moving the file "
-                    "away begins a new log.",
+        fmt::format("{0} is damaged: {1}; 'tidra audit verify {2}' shows details, and moving the file "
+                    "away starts a new log.",
                     auditLogNamed(url_), escapedForTerminal(error.what()), escapedForTerminal(url_)));
   }
   if (now != kept) now.write(path);

@@ -21,7 +21,7 @@ constexpr std::size_t chunkBytes = 256 * 1024;
   if (const auto facts = pathFacts(url)) {
     if (facts->type == EntryType::directory) throw InputError(log + " is a folder; name a file.");
     if (facts->type == EntryType::symbolicLink) throw InputError(log + " is a link; name the file itself.");
-    if (facts->type == EntryType::other) throw InputError(log + " is no regular file; name one.");
+    if (facts->type == EntryType::other) throw InputError(log + " is not a regular file; name one.");
   }
   throw InputError(fmt::format("{} cannot be {}: {}; allow this user to, or name another file.", log,
                                access == FileAccess::read ? "read" : "written", reason.message()));

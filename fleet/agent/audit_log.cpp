@@ -109,7 +109,7 @@ void AuditLog::findHead(const FileDescriptor& file, std::uint64_t sizeBytes) {
   } else if (from > 0) {
     throw InputError(
         fmt::format("{} cannot be continued: it ends in more than {} empty lines; moving the file away "
-                    "begins a new log.",
+                    "starts a new log.",
                     auditLogNamed(url_), mostLineBytes));
   }
   endsInLine_ = line.ended;

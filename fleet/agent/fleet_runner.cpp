@@ -79,7 +79,7 @@ class Run {
     auto found = HubToken::find(runner_.policy, own.resolver);
     for (const std::string& note : found.notes) warn(note);
     if (urlWithoutUser(*hub.url) != *hub.url) {
-      warn("hub.url names a user, which no request can carry; take it out and give a token");
+      warn("hub.url names a user, which hubs do not support; remove it and set hub.tokenFile");
     }
     hub_ = HubClient{.baseURL = *hub.url,
                      .token = std::move(found.token),

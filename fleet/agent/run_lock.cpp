@@ -50,7 +50,7 @@ FileDescriptor openPresent(const std::string& url) {
   if (facts->type != EntryType::regularFile) {
     const std::string_view kind = facts->type == EntryType::directory      ? "a folder"
                                   : facts->type == EntryType::symbolicLink ? "a link"
-                                                                           : "no regular file";
+                                                                           : "not a regular file";
     throw InputError(
         fmt::format("The lock file {} is {}; remove that or name another lock file.", escapedForTerminal(url), kind));
   }
@@ -86,7 +86,7 @@ std::string helpFor(std::int32_t pid, const std::string& url) {
   const std::string file = escapedForTerminal(url);
   if (pid == -1) return fmt::format("{} names no process; if no run of tidra is under way, remove it.", file);
   return fmt::format(
-      "If process {} is no run of tidra, as after a restart of the machine, remove {}; 'ps -p {}' shows what it is.",
+      "If process {} is not a tidra run, as after a restart of the machine, remove {}; 'ps -p {}' shows what it is.",
       pid, file, pid);
 }
 

@@ -27,7 +27,7 @@ void HubDataFolder::requireFree() const {
 }
 
 InputError HubDataFolder::unusable(const std::system_error& error) const {
-  return InputError(fmt::format("The data folder {} cannot be used: {}. Choose another folder or mend its permissions.",
+  return InputError(fmt::format("The data folder {} cannot be used: {}. Choose another folder or fix its permissions.",
                                 escapedForTerminal(path_), escapedForTerminal(error.what())));
 }
 

@@ -102,7 +102,7 @@ void requireEmpty(const HubDataFolder& folder) {
   folder.requireFree();
   const bool isFolder = facts->type == EntryType::directory;
   throw InputError(fmt::format("{} {}; a demo fleet is written into a new or empty folder only, choose another one.",
-                               escapedForTerminal(folder.path()), isFolder ? "is not empty" : "is no folder"));
+                               escapedForTerminal(folder.path()), isFolder ? "is not empty" : "is not a folder"));
 }
 
 /// Into a folder that was empty. Not flushed: after a power loss the demo is simply made again.

@@ -25,8 +25,7 @@ std::vector<std::string> readHubTokens(const std::string& path) {
     requireHubToken(tokens.back(), named);
   }
   if (tokens.size() <= HubTokens::mostInFile) return tokens;
-  throw InputError(fmt::format("{} holds {} tokens; write one, or two while one takes the place of the other.", named,
-                               tokens.size()));
+  throw InputError(fmt::format("{} holds {} tokens; write one, or two during a rotation.", named, tokens.size()));
 }
 
 }  // namespace tidra

@@ -108,7 +108,7 @@ TEST_F(CliAudit, ShowFiltersAndEscapes) {
   EXPECT_THAT(linesOf(text.out)[1], StartsWith("     2  2026-03-14T10:15:00Z  disposed"));
   EXPECT_EQ(run({"audit", "show", "--run", "R9"}).out, "No records.\n");
   for (const auto& [arguments, sentence] : std::vector<std::pair<std::vector<std::string>, std::string>>{
-           {{"--event", "exploded"}, "'exploded' is no event; the events are runStarted, "},
+           {{"--event", "exploded"}, "Unknown event 'exploded'; known are runStarted, "},
            {{"/no/such"}, "The audit log /no/such does not exist."},
            {{tree().root()}, "The audit log " + tree().root() + " is a folder; name a file."}}) {
     auto all = arguments;
@@ -145,7 +145,7 @@ TEST_F(CliAudit, RepairAsksAndHoldsTheLock) {
                               HasSubstr("remove " + tree().path(".tidra/fleet.lock"))));
   EXPECT_EQ(readFile(log())->size(), size + 5);
   const ProgramRun done = run({"audit", "repair", "--yes", "--lock", tree().path("other.lock")});
-  EXPECT_EQ(done.out, fmt::format("5 bytes moved from {0} to {0}.torn; record 6 tells of it.\n", log()));
+  EXPECT_EQ(done.out, fmt::format("5 bytes moved from {0} to {0}.torn; record 6 documents it.\n", log()));
   EXPECT_EQ(*readFile(log() + ".torn"), "{\"act");
   EXPECT_FALSE(readFile(tree().path("other.lock")));
   EXPECT_EQ(run({"audit", "verify"}).out, "OK (6 records)\n");

@@ -68,7 +68,7 @@ TEST_F(HubServeCommand, WhatCannotBeUsedIsToldInOneSentence) {
   EXPECT_THAT(refused({"--data", file}), HasSubstr("The data folder " + file + " cannot be used: "));
   for (const char* address :
        {"nope", "1.2.3.4", "1.2.3:80", "1.2.3.256:80", "localhost:x", "[::1]:80", "0.0.0.0:65536", ":"}) {
-    EXPECT_THAT(refused({"--data", data, "--listen", address}), HasSubstr("is no IPv4 address with a port; write"))
+    EXPECT_THAT(refused({"--data", data, "--listen", address}), HasSubstr("is not an IPv4 address with a port; write"))
         << address;
   }
   const std::string open = secret("open", "secret", 0644);
@@ -84,7 +84,7 @@ TEST_F(HubServeCommand, WhatCannotBeUsedIsToldInOneSentence) {
   for (const char* seconds : {"0", "nan", "inf"}) {
     EXPECT_THAT(refused({"--data", data, "--stale-after", seconds}), HasSubstr("--stale-after"));
   }
-  EXPECT_THAT(refused({"--data", ""}), HasSubstr("An empty text is no path"));
+  EXPECT_THAT(refused({"--data", ""}), HasSubstr("An empty text is not a path"));
   tree().makeFolder("unloggable/events.jsonl");
   EXPECT_THAT(refused({"--data", tree().path("unloggable"), "--listen", "127.0.0.1:0"}),
               AllOf(HasSubstr("The data folder "), HasSubstr("events.jsonl cannot be written: Is a directory")));

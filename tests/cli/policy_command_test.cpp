@@ -30,7 +30,7 @@ TEST_F(PolicyCommand, PrintsExamplesThatItAccepts) {
   }
   const auto unknown = run({"policy", "example", "developr"});
   EXPECT_EQ(unknown.status, 2);
-  EXPECT_EQ(unknown.err, "tidra: 'developr' is no example; known are agent-host, developer.\n");
+  EXPECT_EQ(unknown.err, "tidra: Unknown example 'developr'; known are agent-host, developer.\n");
 }
 
 TEST_F(PolicyCommand, TellsWhatAPolicyMeansButNeverTheToken) {
@@ -41,7 +41,7 @@ TEST_F(PolicyCommand, TellsWhatAPolicyMeansButNeverTheToken) {
   const auto before = tree().snapshot();
   const auto shown = run({"policy", "check", "policy.json"});
   EXPECT_EQ(shown.status, 0);
-  EXPECT_THAT(shown.err, StartsWith("note: hub.url names a user, and the hub knows none; "));
+  EXPECT_THAT(shown.err, StartsWith("note: hub.url names a user, which hubs do not support; "));
   EXPECT_THAT(shown.out, AllOf(HasSubstr("'mine'"), HasSubstr(tree().path("code") + "\n"), HasSubstr("0.0.0.0:9100"),
                                HasSubstr(tree().path(".tidra/audit.jsonl")), HasSubstr("from hub.token of the policy"),
                                HasSubstr("https://hub.example/")));
@@ -52,7 +52,7 @@ TEST_F(PolicyCommand, TellsWhatAPolicyMeansButNeverTheToken) {
     EXPECT_THAT(ran.out + ran.err, AllOf(Not(HasSubstr("s3cret")), Not(HasSubstr("pass"))));
   }
   EXPECT_EQ(tree().snapshot(), before);
-  EXPECT_THAT(check(R"({"hub": {"policy": "ci"}})").err, HasSubstr("hub.policy counts for nothing without hub.url."));
+  EXPECT_THAT(check(R"({"hub": {"policy": "ci"}})").err, HasSubstr("hub.policy has no effect without hub.url."));
 }
 
 TEST_F(PolicyCommand, RefusesInOneSentence) {

@@ -91,11 +91,11 @@ TEST_F(CliState, AnUnknownCategoryOrEcosystemIsToldWithTheKnownOnes) {
   EXPECT_EQ(category.out, "");
   for (const auto& known : systemScanCategoryTable) EXPECT_THAT(category.err, HasSubstr(std::string(known.key)));
   EXPECT_THAT(linesOf(category.err),
-              ElementsAre(testing::AllOf(StartsWith("tidra: 'moon' is no category; "), HasSubstr("mine"))));
+              ElementsAre(testing::AllOf(StartsWith("tidra: Unknown category 'moon'; "), HasSubstr("mine"))));
   const ProgramRun ecosystem = run({"scan", "--ecosystem", "cobol"});
   EXPECT_EQ(ecosystem.status, 2);
   for (const auto& known : ecosystemTable) EXPECT_THAT(ecosystem.err, HasSubstr(std::string(known.key)));
-  EXPECT_THAT(linesOf(ecosystem.err), ElementsAre(StartsWith("tidra: 'cobol' is no ecosystem; ")));
+  EXPECT_THAT(linesOf(ecosystem.err), ElementsAre(StartsWith("tidra: Unknown ecosystem 'cobol'; ")));
 }
 
 TEST_F(CliState, ExclusionsAreKeptAndHonoured) {
@@ -218,7 +218,7 @@ TEST_F(CliState, NothingIsRemovedWhileTheExclusionsCannotBeRead) {
       const ProgramRun ran = run(arguments);
       EXPECT_EQ(ran.status, 2) << text << arguments[0];
       EXPECT_EQ(ran.out, "");
-      EXPECT_THAT(linesOf(ran.err).back(), HasSubstr("Nothing is removed before they are mended or moved away."));
+      EXPECT_THAT(linesOf(ran.err).back(), HasSubstr("Nothing is removed until they are repaired or moved away."));
     }
     EXPECT_EQ(tree().snapshot(), before);
   }

@@ -106,7 +106,7 @@ std::string readPolicyFile(const std::string& path) {
   if (bytes.failure() == std::errc::file_too_large) {
     throw InputError(fmt::format("Policy '{}' is longer than 8 MiB; name a file with a policy.", shown));
   }
-  // errno alone is unhelpful when the path is no regular file.
+  // errno alone is unhelpful when the path is not a regular file.
   const auto facts = followedFacts(path);
   if (facts && facts->type == EntryType::directory) {
     throw InputError(fmt::format("Policy '{}' is a folder; name the policy file in it.", shown));

@@ -98,7 +98,8 @@ void noteIdlePatterns(const std::string& key, const std::vector<std::string>& te
                ((!looksLikePath(expanded) || isGlob(expanded)) && expanded.find("/../") != std::string::npos)) {
       notes.push_back(fmt::format("{}[{}] '{}' matches nothing; begin it with / or ~.", key, i, shown));
     } else if (trimmed(texts[i]) != texts[i]) {
-      notes.push_back(fmt::format("{}[{}] '{}' has blanks around it, which count; take them away.", key, i, shown));
+      notes.push_back(
+          fmt::format("{}[{}] '{}' is surrounded by blanks, which are significant; remove them.", key, i, shown));
     } else if (texts[i].starts_with('~') && texts[i].size() > 1 && texts[i][1] != '/') {
       notes.push_back(fmt::format("{}[{}] '{}' is a name: only ~ itself stands for a home folder.", key, i, shown));
     }
@@ -150,7 +151,7 @@ ResolvedPolicy ResolvedPolicy::make(const FleetPolicy& policy, const TidraPathRe
     const auto address = parsedAddress(*policy.metrics.listen);
     made.listen = address.value_or(ListenAddress{});
     if (!address) {
-      made.notes.push_back(fmt::format("metrics.listen '{}' is no host and port; {}:{} is used.",
+      made.notes.push_back(fmt::format("metrics.listen '{}' is not a host and port; {}:{} is used.",
                                        escapedForTerminal(*policy.metrics.listen), made.listen.host, made.listen.port));
     }
   }

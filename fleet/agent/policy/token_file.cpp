@@ -20,7 +20,8 @@ TokenFile readTokenFile(const std::string& path, std::string_view reader) {
     if (reason == std::errc::no_such_file_or_directory || reason == std::errc::not_a_directory) {
       return {{}, fmt::format("Token file '{}' does not exist.", shown), true};
     }
-    if (reason == std::errc::invalid_argument) return {{}, fmt::format("Token file '{}' is no regular file.", shown)};
+    if (reason == std::errc::invalid_argument)
+      return {{}, fmt::format("Token file '{}' is not a regular file.", shown)};
     return {{}, fmt::format("Token file '{}' cannot be read: {}.", shown, reason.message())};
   }
   if (file->isForeign) {

@@ -114,7 +114,7 @@ TEST_F(Preferences, AFileDamagedAtAnyByteIsReadOrKeptButNeverLost) {
     // The first copy stays, so that the others need names of their own.
     const std::string beside = path() + (kept == 0 ? ".damaged" : ".damaged-1");
     EXPECT_THAT(notes, testing::ElementsAre("The preferences " + path() + " were damaged; they are kept as " + beside +
-                                            " and begun anew."));
+                                            " and replaced by new ones."));
     const auto aside = readFile(beside);
     EXPECT_EQ(aside ? *aside : "not there", bytes);
     EXPECT_TRUE(after.empty());

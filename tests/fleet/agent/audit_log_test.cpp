@@ -115,8 +115,8 @@ TEST_F(AuditTest, AFileThatCannotBeTheLogIsToldInOneSentence) {
   removeFile(url());
 
   ASSERT_EQ(::mkfifo(url().c_str(), 0600), 0);
-  EXPECT_EQ(refusal(), log + " is no regular file; name one.");
-  EXPECT_THAT(AuditLog::verify(url()).message, HasSubstr("is no regular file"));
+  EXPECT_EQ(refusal(), log + " is not a regular file; name one.");
+  EXPECT_THAT(AuditLog::verify(url()).message, HasSubstr("is not a regular file"));
   removeFile(url());
 
   appendSamples(1);
@@ -289,7 +289,7 @@ TEST_F(AuditTotalsTest, AreKeptInACheckpointThatTheLogMustBearOut) {
   removeFile(checkpoint());
   EXPECT_EQ(messageOf<InputError>([&] { totals(); }),
             "The audit log " + url() + " is damaged: what begins at byte 0 is not valid JSON; 'tidra audit verify " +
-                url() + "' tells more, and moving the file away begins a new log.");
+                url() + "' shows details, and moving the file away starts a new log.");
   EXPECT_FALSE(readFile(checkpoint())) << "nothing is kept of a log that cannot be read";
 
   // Any damaged checkpoint is ignored and rebuilt: every flipped byte, every truncation.

@@ -480,7 +480,7 @@ TEST_F(FleetRuns, ALogThatLostRecordsIsToldOnce) {
   const auto text = *readFile(auditPath());
   const auto lastLine = text.rfind('\n', text.size() - 2);
   tree_.writeFile("home/.tidra/audit.jsonl", text.substr(0, lastLine + 1));
-  EXPECT_THAT(errorsOf(run()), Contains(HasSubstr("it was cut, rewritten or begun anew")));
+  EXPECT_THAT(errorsOf(run()), Contains(HasSubstr("it was truncated, rewritten or replaced")));
   EXPECT_THAT(errorsOf(run()), IsEmpty());
 }
 

@@ -129,7 +129,7 @@ TEST_F(RunLockTest, WhatCanBeNoLockFileIsTold) {
   EXPECT_THAT(refusal(), HasSubstr(" is a folder; "));
   ::rmdir(url().c_str());
   ASSERT_EQ(::mkfifo(url().c_str(), 0600), 0);
-  EXPECT_THAT(refusal(), HasSubstr(" is no regular file; "));
+  EXPECT_THAT(refusal(), HasSubstr(" is not a regular file; "));
   tree_.writeFile("file");
   EXPECT_EQ(messageOf<InputError>([&] { RunLock(tree_.path("file/x/fleet.lock")).acquire(); }),
             "The folder " + tree_.path("file/x") + " for the lock file cannot be made: Not a directory.");

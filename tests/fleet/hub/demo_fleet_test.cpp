@@ -136,7 +136,7 @@ TEST(DemoFleet, ChangesNothingWhereSomethingIs) {
   const std::string advice = "; a demo fleet is written into a new or empty folder only, choose another one.";
   EXPECT_EQ(refusal("full"), tree.path("full") + " is not empty" + advice);
   EXPECT_EQ(refusal("left"), tree.path("left") + " is not empty" + advice);
-  EXPECT_EQ(refusal("file"), tree.path("file") + " is no folder" + advice);
+  EXPECT_EQ(refusal("file"), tree.path("file") + " is not a folder" + advice);
   EXPECT_EQ(snapshotOf(tree.root()), before);
   const HubStore running(tree.path("left"), 7200, "Fleet", noon);
   EXPECT_EQ(messageOf<HubStoreError>([&] { writeDemoFleet(tree.path("left"), one); }),

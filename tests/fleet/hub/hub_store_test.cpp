@@ -239,7 +239,7 @@ TEST_F(HubStoreTest, TakesItsFolderForItselfAndRefusesWhatIsNone) {
   tree_.writeFile("file");
   EXPECT_EQ(messageOf<InputError>([&] { openAt("file"); }),
             fmt::format("The data folder {} cannot be used: {}/hosts cannot be made: Not a directory. Choose another "
-                        "folder or mend its permissions.",
+                        "folder or fix its permissions.",
                         tree_.path("file"), tree_.path("file")));
 }
 

@@ -106,7 +106,7 @@ TEST(ResolvedPolicy, ProtectsWhateverTheNamesOfFoldersHold) {
   EXPECT_TRUE(covers("/srv//x/./*", "/srv/x/dist"));
   EXPECT_TRUE(covers("$DEEP", "/a/b/keep"));
   EXPECT_THAT(resolvedFrom(R"({"never": {"paths": ["~/ci/../a", " ~/b", "~eve/c"]}})").notes,
-              ElementsAre("never.paths[1] ' ~/b' has blanks around it, which count; take them away.",
+              ElementsAre("never.paths[1] ' ~/b' is surrounded by blanks, which are significant; remove them.",
                           "never.paths[2] '~eve/c' is a name: only ~ itself stands for a home folder."));
 }
 
@@ -128,7 +128,7 @@ TEST(ResolvedPolicy, SplitsListenAddressesAtTheLastColon) {
                                                                  {"h:18446744073709551696", fallback}};
   for (const auto& [text, address] : cases) EXPECT_EQ(ListenAddress::parse(text), address) << text;
   EXPECT_THAT(resolvedFrom(R"({"metrics": {"listen": "localhost"}})").notes,
-              ElementsAre("metrics.listen 'localhost' is no host and port; 127.0.0.1:9477 is used."));
+              ElementsAre("metrics.listen 'localhost' is not a host and port; 127.0.0.1:9477 is used."));
 }
 
 class HubTokenTest : public testing::Test {
@@ -190,7 +190,7 @@ TEST_F(HubTokenTest, PassesOverFilesThatOthersGetAt) {
 
 TEST_F(HubTokenTest, PassesOverWhatIsNoTextFile) {
   tree_.makeFolder("named");
-  EXPECT_THAT(find(R"({"tokenFile": "~/named"})").notes, ElementsAre(HasSubstr("is no regular file")));
+  EXPECT_THAT(find(R"({"tokenFile": "~/named"})").notes, ElementsAre(HasSubstr("is not a regular file")));
   write("bytes", "\xFFtoken");
   EXPECT_THAT(find(R"({"tokenFile": "~/bytes"})").notes, ElementsAre(HasSubstr("is not UTF-8 text")));
   EXPECT_THAT(find(R"({"tokenFile": "~/absent"})").notes, ElementsAre(HasSubstr("does not exist")));
