@@ -1,4 +1,4 @@
-// One line of the audit log: what an unattended run did, chained by a hash to the line before it.
+// A record of the audit log: one act of an unattended run, chained by a hash to the record before.
 #pragma once
 
 #include <array>
@@ -14,7 +14,7 @@
 
 namespace tidra {
 
-/// The fields that an event fills stand in docs/audit.md.
+/// docs/audit.md lists the fields of each event.
 struct AuditRecord {
   enum class Event {
     runStarted,
@@ -46,7 +46,7 @@ struct AuditRecord {
   std::optional<std::string> reason;
   std::optional<std::string> message;
   std::optional<bool> dryRun;
-  std::string prevHash;             // the hash of the record before; auditGenesis in the first
+  std::string prevHash;             // the previous record's hash; auditGenesis in the first
   std::optional<std::string> hash;  // absent only before the record is sealed
 
   bool operator==(const AuditRecord&) const = default;
@@ -70,23 +70,21 @@ struct EnumTable<AuditRecord::Event> {
   };
 };
 
-/// What stands for the hash before the first record: 64 zeros.
+/// The `prevHash` of the first record: 64 zeros.
 inline constexpr std::string_view auditGenesis = "0000000000000000000000000000000000000000000000000000000000000000";
 
-/// The record as it stands in the log, without the line feed: compact JSON, keys sorted, slashes as they are. Absent
-/// fields are left out. Bytes that are not UTF-8 become U+FFFD; of `path` and `destination` the exact bytes follow in
-/// base64 as `pathBytes` and `destinationBytes`.
+/// Encodes a record as its line, without line feed: compact JSON, sorted keys, slashes unescaped, absent fields
+/// omitted. Invalid UTF-8 becomes U+FFFD; for `path` and `destination` the exact bytes are added in base64 as
+/// `pathBytes` and `destinationBytes`.
 std::string encodeAuditLine(const AuditRecord& record);
 
-/// The record of a line without its line feed. Unknown keys are passed over. Throws DecodingError, which begins with
-/// `where`.
+/// Decodes a line without line feed. Ignores unknown keys. Throws DecodingError, which begins with `where`.
 AuditRecord decodeAuditLine(std::string_view line, const std::string& where);
 
-/// The hash that belongs into a record: SHA-256, in lower-case hexadecimal, of `prevHash` followed by the line without
-/// its `hash`.
+/// The hash of a record: SHA-256, in lower-case hexadecimal, of `prevHash` followed by the line without `hash`.
 std::string auditHash(const AuditRecord& record);
 
-/// Makes the record what decoding its line gives, with its hash, and gives that line.
+/// Replaces invalid UTF-8 as decoding would, sets the hash, and returns the line.
 std::string sealAuditRecord(AuditRecord& record);
 
 }  // namespace tidra

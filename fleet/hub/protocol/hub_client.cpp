@@ -19,7 +19,7 @@ namespace {
 constexpr std::size_t shownCharacters = 200;  // of a body, in an error
 constexpr std::size_t mostCharacterBytes = 4;
 constexpr std::size_t mostListingBytes = HTTPClient::mostResponseBytes;
-constexpr std::chrono::milliseconds lookAround{100};  // how often a caller that waits looks whether to stop
+constexpr std::chrono::milliseconds lookAround{100};  // polling interval for cancellation
 
 }  // namespace
 
@@ -47,7 +47,7 @@ std::vector<std::string> below(std::string_view collection, const std::string& n
   return {"api", "v1", std::string(collection), name};
 }
 
-/// The exchange on a thread of its own, so that the caller's can look whether to stop.
+/// Runs the exchange on another thread while this one polls for cancellation.
 HTTPClientResponse sendCancellably(const HTTPClient::Request& request, const HubClient& client) {
   StopSignal stop;
   auto response = startTask([&] { return HTTPClient::send(request, client.timeout, client.environment, &stop); });
@@ -93,7 +93,7 @@ HubClient::Prepared HubClient::prepare(std::string method, const std::vector<std
   return prepared;
 }
 
-/// The body of a successful answer.
+/// Returns the body of a 2xx response.
 std::string HubClient::send(const Prepared& prepared) const {
   const HTTPClient::Request request{prepared.method, prepared.url, prepared.headers, prepared.body.value_or("")};
   HTTPClientResponse response;
@@ -115,7 +115,7 @@ Answer HubClient::ask(const Prepared& prepared, std::size_t mostBytes) const {
   try {
     return HubJSON::decode<Answer>(body, "the answer", mostBytes);
   } catch (const DecodingError&) {
-    throw HubClientError::http(200, body);  // something else than a hub, such as a proxy's page
+    throw HubClientError::http(200, body);  // not a hub, for instance a proxy's page
   }
 }
 
@@ -125,7 +125,7 @@ void HubClient::change(const Prepared& prepared) const {
     const auto answer = parseForeignJson(body, "the answer");
     if (JsonObjectReader(answer, "the answer").required<bool>("ok")) return;
   } catch (const DecodingError&) {
-    // Told below: not the hub has answered, but something on the way to it.
+    // Falls through: the response came from something in between, not from the hub.
   }
   throw HubClientError::http(200, body);
 }
