@@ -1,7 +1,7 @@
 // Compares the audit log with the least that its work takes, both in turn in one run:
 //
-//   tidra_bench_audit_log append FOLDER [RECORDS]     a loop that hashes, opens, appends and closes, with the same
-//   bytes tidra_bench_audit_log verify FOLDER [MEGABYTES]   SHA-256 over the same bytes, read in pieces
+//   tidra_bench_audit_log append FOLDER [RECORDS]    against a loop that hashes, opens, appends and closes
+//   tidra_bench_audit_log verify FOLDER [MEGABYTES]  against SHA-256 over the same bytes, read in chunks
 //
 // Prints the seconds of each round and the ratio of the fastest two. Removes the files it made in FOLDER.
 #include <fcntl.h>

@@ -1,9 +1,8 @@
 // Measures the hub's store with a demo fleet in a folder that "tidra hub demo" has written:
 //
-//   tidra_bench_hub_store views FOLDER            starting, and what the summary, the metrics and a page of hosts take
-//   tidra_bench_hub_store ingest FOLDER [ROUNDS]  taking in reports, and a bare loop that writes files of the same
-//   bytes
-//                                                 to a temporary name, flushes and renames them, in turns in one run
+//   tidra_bench_hub_store views FOLDER            loading, the summary, the metrics and a page of hosts
+//   tidra_bench_hub_store ingest FOLDER [ROUNDS]  storing reports, against a bare loop that writes equal files to a
+//                                                 temporary name, flushes and renames them
 //
 // Adds some reports to the hosts of the folder.
 #include <fcntl.h>
