@@ -49,7 +49,7 @@ class AuditLog {
   /// Fills in all fields except `seq`, `prevHash` and `hash`, which are overwritten.
   using Builder = std::function<void(AuditRecord&)>;
 
-  /// Maximum of a line, including the line feed; opening searches the last line no further back.
+  /// Maximum length of a line with its line feed; opening searches the last record no further back.
   static constexpr std::size_t mostLineBytes = 65536;
 
   /// Creates missing folders and finds the last record. A missing file is an empty log. Throws InputError when the file

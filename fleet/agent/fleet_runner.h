@@ -72,7 +72,7 @@ struct JsonCodec<FleetRunResult> {
 
 struct FleetRunner {
   FleetPolicy policy;   // the host's own; with hub.policy the hub's is merged over it
-  bool dryRun = false;  // overrides the policy
+  bool dryRun = false;  // true overrides the policy
   std::string tidraVersion{TidraCoreInfo::version};
   std::string actor;                                         // who starts the run; in every audit record
   std::optional<std::int64_t> intervalSeconds;               // between runs, for the hub

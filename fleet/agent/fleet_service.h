@@ -25,7 +25,7 @@ class FleetService {
   struct Setting {
     std::string policyPath;
     std::optional<std::int64_t> intervalSeconds;  // absent: the policy's
-    bool dryRun = false;                          // overrides the policy
+    bool dryRun = false;                          // true overrides the policy
     std::string actor;
     TidraPathResolver host;  // the running user's home folder and the environment
     std::function<TimePoint()> clock;
