@@ -83,7 +83,7 @@ describe("dashboard under circumstances", { skip: whatIsMissing(playwright) }, (
       { wait: ".blank" },
     ));
 
-  test("a failing hub is told, what was read stays, and it recovers", () =>
+  test("a failing hub is reported, loaded data stays, and it recovers", () =>
     visit(
       "#/hosts",
       {},

@@ -46,7 +46,7 @@ describe("dashboard", { skip: whatIsMissing(playwright) }, () => {
       assert.deepEqual((await hostNames(page)).sort(), stale.map((host) => host.host).sort());
     }));
 
-  test("a chart tells its points to keyboard and pointer", () =>
+  test("a chart announces its points to keyboard and pointer", () =>
     visit("", {}, async (page) => {
       const chart = page.getByRole("img", { name: /Freed per day/ });
       await chart.focus();

@@ -106,7 +106,7 @@ TEST_F(Preferences, AFileDamagedAtAnyByteIsReadOrKeptButNeverLost) {
     open().apply({{"added", true}});
     auto after = parseJson(text(), "it");
     EXPECT_EQ(after.erase("added"), 1U);
-    EXPECT_EQ(told.size(), notes.size()) << "a reader is told once";
+    EXPECT_EQ(told.size(), notes.size()) << "a reader is notified once";
     if (notes.empty()) {
       EXPECT_EQ(after, parseJson(bytes, "it")) << bytes;
       continue;

@@ -36,7 +36,7 @@ TEST(WalkProgress, EveryFindingAndEvery64EntriesAreToldInOrderOnTheCallersThread
     if (tick.artifactsFound != heard.artifacts) {
       heard.bytes += tick.latestFinding->sizeBytes;
       heard.roots.insert(*tick.latestFinding->groupRoot);
-      EXPECT_TRUE(heard.paths.insert(tick.latestFinding->path).second) << tick.latestFinding->path << " told twice";
+      EXPECT_TRUE(heard.paths.insert(tick.latestFinding->path).second) << tick.latestFinding->path << " reported twice";
       ++heard.artifacts;
     }
     EXPECT_EQ(tick.artifactsFound, heard.artifacts) << "a finding without a tick of its own";

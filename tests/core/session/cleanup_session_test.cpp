@@ -169,7 +169,7 @@ TEST_F(CleanupSession, TakesWithoutAskingOnlyWhatAToolIsKnownToHaveMade) {
 
 TEST_F(CleanupSession, WhatIsInUseStays) {
 #ifndef __linux__
-  GTEST_SKIP() << "only Linux tells who uses a folder";
+  GTEST_SKIP() << "only Linux reports who uses a folder";
 #endif
   for (const char* project : {"works", "works-inside", "locks", "opens", "idle", "works-not", "team/a/b", "team/c"})
     tree_.writeFile("code/" + std::string(project) + "/node_modules/sub/f");

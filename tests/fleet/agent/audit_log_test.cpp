@@ -210,7 +210,7 @@ TEST_F(AuditTest, ALogThatIsCutOrTakenAwayWhileARunGoesOnShowsIt) {
   EXPECT_THAT(log.verify().message, StartsWith("Cannot read log: line 1 (byte 0) is not valid JSON"));
   EXPECT_EQ(lines().size(), 2U) << "the torn line stays apart from the new one";
   ASSERT_EQ(::rename(tree_.path("log").c_str(), tree_.path("moved").c_str()), 0);
-  EXPECT_THROW(log.append(sample(7)), InputError) << "a log that went with its folder gets no record";
+  EXPECT_THROW(log.append(sample(7)), InputError) << "a deleted log gets no record";
   tree_.makeFolder("log");
   log.append(sample(7));
   EXPECT_EQ(log.verify().message, "Sequence gap: expected 1, found 7");
@@ -328,7 +328,7 @@ TEST_F(AuditTotalsTest, AreRightWhereNoCheckpointCanBeKept) {
   AuditLog log(url());
   AuditCheckpoint{.offset = bytes().size(), .seq = 1, .hash = log.lastHash(), .totals = {.disposedBytes = 99}}.write(
       checkpoint());
-  EXPECT_EQ(totals().disposedBytes, 99U) << "otherwise this shows nothing";
+  EXPECT_EQ(totals().disposedBytes, 99U) << "otherwise the test proves nothing";
   tree_.setMode("log", 0777);
   EXPECT_EQ(totals().disposedBytes, 10U) << "a checkpoint that others may have put there is not believed";
   removeFile(checkpoint());

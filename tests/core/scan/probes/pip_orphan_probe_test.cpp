@@ -278,7 +278,7 @@ TEST_F(Pip, ACommittedEnvironmentIsNotRun) {
   ASSERT_TRUE(git("rm -q --cached .venv/bin/python3"));
   EXPECT_EQ(unused(), "spare");
   fixture.tree().writeFile("p/.git/HEAD", "broken");
-  EXPECT_EQ(unused(), "none") << "what git tracks cannot be told";
+  EXPECT_EQ(unused(), "none") << "what git tracks is unknown";
 }
 
 TEST_F(Pip, IsOnlyAskedWhereSomethingWouldBeUnused) {
