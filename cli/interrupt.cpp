@@ -35,7 +35,7 @@ void handleInterrupts() {
   struct sigaction action {};
   action.sa_handler = &onSignal;
   action.sa_flags = SA_RESTART;
-  ::sigemptyset(&action.sa_mask);
+  sigemptyset(&action.sa_mask);
   for (const int signal : {SIGINT, SIGTERM}) {
     struct sigaction former {};
     ::sigaction(signal, nullptr, &former);
@@ -69,7 +69,7 @@ HangupGuard::HangupGuard() {
   struct sigaction action {};
   action.sa_handler = &onHangup;
   action.sa_flags = SA_RESTART;
-  ::sigemptyset(&action.sa_mask);
+  sigemptyset(&action.sa_mask);
   ::sigaction(SIGHUP, &action, &formerHangup);
 }
 

@@ -87,9 +87,9 @@ class SpawnSettings {
 #endif
     sigset_t none;
     sigset_t defaults;
-    ::sigemptyset(&none);
-    ::sigemptyset(&defaults);
-    for (const int signal : {SIGINT, SIGTERM, SIGPIPE, SIGHUP, SIGQUIT, SIGCHLD}) ::sigaddset(&defaults, signal);
+    sigemptyset(&none);
+    sigemptyset(&defaults);
+    for (const int signal : {SIGINT, SIGTERM, SIGPIPE, SIGHUP, SIGQUIT, SIGCHLD}) sigaddset(&defaults, signal);
     check(::posix_spawnattr_setflags(&attributes_, flags));
     check(::posix_spawnattr_setpgroup(&attributes_, 0));
     check(::posix_spawnattr_setsigmask(&attributes_, &none));

@@ -23,7 +23,7 @@ std::thread startServiceThread(const std::string& name, std::function<void()> wo
   // Threads inherit the signal mask: blocked before the start, so that no signal is delivered to this one.
   sigset_t all;
   sigset_t former;
-  ::sigfillset(&all);
+  sigfillset(&all);
   ::pthread_sigmask(SIG_SETMASK, &all, &former);
   struct Restore {
     const sigset_t& mask;

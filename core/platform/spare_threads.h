@@ -5,17 +5,18 @@
 #include <future>
 #include <optional>
 #include <system_error>
-#include <thread>
 #include <utility>
 #include <vector>
+
+#include "core/base/joining_thread.h"
 
 namespace tidra {
 
 /// Starts a thread that runs `work`; nullopt when the system allows no more.
 template <class Work>
-[[nodiscard]] std::optional<std::jthread> startSpareThread(Work work) {
+[[nodiscard]] std::optional<JoiningThread> startSpareThread(Work work) {
   try {
-    return std::jthread(std::move(work));
+    return JoiningThread(std::move(work));
   } catch (const std::system_error&) {
     return std::nullopt;
   }
@@ -24,7 +25,7 @@ template <class Work>
 /// Runs `work` on up to `count` threads and waits for all; on the caller's thread if none can be started.
 template <class Work>
 void runOnThreads(std::size_t count, Work work) {
-  std::vector<std::jthread> threads;
+  std::vector<JoiningThread> threads;
   while (threads.size() < count) {
     auto thread = startSpareThread(std::ref(work));
     if (!thread) break;

@@ -304,7 +304,7 @@ class PackageManifest {
                                   std::string_view{"bundle"}, std::string_view{"prepa"}, std::string_view{"prepu"}};
     bool builds = false;
     for (const auto& [name, command] : scripts_) {
-      const auto isIn = [&name = name](std::string_view word) { return name.find(word) != std::string::npos; };
+      const auto isIn = [&script = name](std::string_view word) { return script.find(word) != std::string::npos; };
       if (std::none_of(builders.begin(), builders.end(), isIn)) continue;
       if (command.find(fmt::format("{}/", folder)) != std::string::npos) return false;
       builds = true;

@@ -44,8 +44,8 @@ struct SizeVisitor {
       if (const auto facts = descriptorFacts(folder.node()->descriptor())) target->identity = facts->identity;
     }
     target->measurement.measure(folder.reader(), *folder.node(), place,
-                                [&folder, target = target](auto name, auto* subplace) {
-                                  folder.descend(name, {subplace, target});
+                                [&folder, owner = target](auto name, auto* subplace) {
+                                  folder.descend(name, {subplace, owner});
                                 });
     finish(target);
   }

@@ -109,12 +109,12 @@ TypedExclusion TypedExclusion::read(const std::string& given, const TidraPathRes
     }
     return typed;
   };
-  const auto asPattern = [](const std::string& text, bool isSurprising) {
-    TypedExclusion typed{text, ExclusionRowKind::pattern, {}};
+  const auto asPattern = [](const std::string& pattern, bool isSurprising) {
+    TypedExclusion typed{pattern, ExclusionRowKind::pattern, {}};
     if (isSurprising) {
       typed.note = fmt::format(
           "'{}' does not exist, so it is a pattern: it excludes what it matches and entries of exactly that name.",
-          escapedForTerminal(text));
+          escapedForTerminal(pattern));
     }
     return typed;
   };

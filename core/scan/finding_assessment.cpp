@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <thread>
 
+#include "core/base/joining_thread.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 #include "core/platform/spare_threads.h"
@@ -50,7 +50,7 @@ void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathR
     }
   };
   constexpr std::size_t mostThreads = 8;
-  std::vector<std::jthread> threads;
+  std::vector<JoiningThread> threads;
   const std::size_t wanted = std::min(mostThreads, findings.size() / batch);
   while (threads.size() < wanted) {
     auto thread = startSpareThread([&work] { work(false); });

@@ -16,10 +16,10 @@
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <thread>
 #include <utility>
 #include <vector>
 
+#include "core/base/joining_thread.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/spare_threads.h"
 #include "core/scan/folder_node.h"
@@ -258,7 +258,7 @@ class FolderTraversal {
   std::condition_variable finished_;
   std::size_t started_ = 0;
   std::size_t working_ = 0;
-  std::vector<std::jthread> threads_;
+  std::vector<JoiningThread> threads_;
 };
 
 }  // namespace tidra

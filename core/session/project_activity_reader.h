@@ -12,9 +12,9 @@
 #include <queue>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "core/base/joining_thread.h"
 #include "core/base/time_point.h"
 #include "core/scan/git_metadata.h"
 #include "core/scan/repository_finder.h"
@@ -85,7 +85,7 @@ class ProjectActivityReader {
   std::map<std::string, TimePoint> answers_;
   std::size_t running_ = 0;
   bool closed_ = false;
-  std::vector<std::jthread> threads_;
+  std::vector<JoiningThread> threads_;
 };
 
 }  // namespace tidra

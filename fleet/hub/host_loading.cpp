@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "core/base/errors.h"
+#include "core/base/joining_thread.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/platform/spare_threads.h"
@@ -39,7 +40,7 @@ std::vector<LoadedHost> loadHostFiles(const std::string& folder) {
   const auto work = [&] {
     for (std::size_t i = next++; i < hosts.size(); i = next++) load(folder, hosts[i]);
   };
-  std::vector<std::jthread> helpers;
+  std::vector<JoiningThread> helpers;
   const std::size_t workers = std::min<std::size_t>(std::max(1U, std::thread::hardware_concurrency()), hosts.size());
   for (std::size_t i = 1; i < workers; ++i) {
     auto helper = startSpareThread(work);

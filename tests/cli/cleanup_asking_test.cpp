@@ -9,6 +9,7 @@
 #include <set>
 #include <thread>
 
+#include "core/base/joining_thread.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/model/cleanup_plan.h"
@@ -191,9 +192,9 @@ TEST_F(CleanupAsking, AnInterruptionDuringTheLastItemEndsEverything) {
   // The interrupt arrives once the folder has its hidden name, or too late, when the item is gone.
   ProgramOptions options;
   options.errIsTerminal = true;
-  std::jthread interrupter;
+  JoiningThread interrupter;
   options.onFirstError = [&](pid_t process) {
-    interrupter = std::jthread([&, process] {
+    interrupter = JoiningThread([&, process] {
       while (exists("one/web/node_modules")) std::this_thread::yield();
       ::kill(process, SIGINT);
     });

@@ -8,8 +8,8 @@
 #include <atomic>
 #include <filesystem>
 #include <set>
-#include <thread>
 
+#include "core/base/joining_thread.h"
 #include "core/base/json_fields.h"
 #include "core/platform/files.h"
 #include "tests/cli/cli_fixture.h"
@@ -173,7 +173,7 @@ TEST_P(Interrupt, BeforeTheFirstRemovalRemovesNothing) {
   constexpr microseconds untilGitHangs{500'000};
   const auto length = gitHangs() ? untilGitHangs : uninterrupted();
   std::atomic<int> next{0};
-  std::vector<std::jthread> threads;
+  std::vector<JoiningThread> threads;
   // Waiting runs use no CPU, so run all at once.
   for (int i = 0; i < (gitHangs() ? moments() : 2); ++i) {
     threads.emplace_back([&] {

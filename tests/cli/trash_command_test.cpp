@@ -6,6 +6,7 @@
 #include <iterator>
 #include <thread>
 
+#include "core/base/joining_thread.h"
 #include "core/platform/directory_reader.h"
 #include "tests/cli/cli_fixture.h"
 
@@ -94,10 +95,10 @@ TEST_F(TrashCommand, AnInterruptedEmptyingCountsWhatIsGoneAndWhatStays) {
     empty();
     for (int i = 0; i < entries; ++i) put(std::to_string(i), 1);
     ProgramOptions options{.environment = {}, .typed = "y\n"};
-    std::jthread interrupter;
+    JoiningThread interrupter;
     // The question is the first output on standard error.
     options.onFirstError = [&](pid_t program) {
-      interrupter = std::jthread([&, program] {
+      interrupter = JoiningThread([&, program] {
         while (countLeft() == entries) std::this_thread::yield();
         ::kill(program, SIGINT);
       });

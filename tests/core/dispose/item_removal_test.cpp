@@ -9,8 +9,8 @@
 
 #include <atomic>
 #include <filesystem>
-#include <thread>
 
+#include "core/base/joining_thread.h"
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/tree_removal.h"
 #include "core/model/removal_leftover.h"
@@ -212,7 +212,7 @@ TEST_F(ItemRemovalTest, EndsWhileAnotherRefillsTheTree) {
     tree_.writeFile("item/inner/f");
     const FileDescriptor inner(::open(tree_.path("item/inner").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     std::atomic<bool> stop{false};
-    std::jthread refiller([&] {
+    JoiningThread refiller([&] {
       for (unsigned n = 0; !stop; ++n) {
         const std::string name = std::to_string(n % 50);
         FileDescriptor(::openat(inner.get(), name.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600));

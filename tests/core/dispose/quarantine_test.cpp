@@ -6,8 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <thread>
-
+#include "core/base/joining_thread.h"
 #include "core/base/json_fields.h"
 #include "core/dispose/disposal_error.h"
 #include "tests/core/dispose/disposal_fixture.h"
@@ -191,7 +190,7 @@ TEST_F(Quarantine, ManyAtOnceNeverTakeEachOthersNames) {
   };
   // Two threads here, two in another process.
   const auto both = [&](int first) {
-    std::jthread other(work, first);
+    JoiningThread other([&work, first] { work(first); });
     work(first + 1);
   };
   const pid_t child = ::fork();

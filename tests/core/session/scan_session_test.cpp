@@ -9,8 +9,8 @@
 #include <atomic>
 #include <filesystem>
 #include <map>
-#include <thread>
 
+#include "core/base/joining_thread.h"
 #include "core/platform/directory_reader.h"
 #include "core/scan/stores.h"
 #include "tests/support/git_repositories.h"
@@ -298,7 +298,7 @@ TEST_F(ScanSession, WorksWithoutASingleFurtherThread) {
     constexpr uid_t nobody = 65534;
     if (::geteuid() == 0 && ::setuid(nobody) != 0) std::_Exit(2);
     try {
-      std::jthread([] {});
+      JoiningThread([] {});
       std::fprintf(stderr, "no limit");
     } catch (const std::system_error&) {
       const auto outcome = runScan(asked);

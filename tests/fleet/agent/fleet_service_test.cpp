@@ -7,9 +7,9 @@
 #include <condition_variable>
 #include <filesystem>
 #include <mutex>
-#include <thread>
 
 #include "core/base/errors.h"
+#include "core/base/joining_thread.h"
 #include "tests/support/canned_hub.h"
 #include "tests/support/loopback_client.h"
 #include "tests/support/temporary_tree.h"
@@ -33,7 +33,7 @@ class RunningService {
                                   .shouldStop = [this] { return stop_.load(); },
                                   .log = [this](const std::string& line) { take(line); },
                                   .onListening = [this](std::uint16_t port) { port_ = port; }};
-    thread_ = std::jthread([setting] { FleetService(setting).serve(); });
+    thread_ = JoiningThread([setting] { FleetService(setting).serve(); });
   }
   ~RunningService() { stop_ = true; }
   std::uint16_t port() const { return port_; }
@@ -64,7 +64,7 @@ class RunningService {
   std::condition_variable arrived_;
   std::atomic<bool> stop_{false};
   std::atomic<std::uint16_t> port_{0};
-  std::jthread thread_;
+  JoiningThread thread_;
 };
 
 std::string policyNamed(const std::string& name) {

@@ -6,9 +6,9 @@
 #include <atomic>
 #include <filesystem>
 #include <memory>
-#include <thread>
 
 #include "core/base/errors.h"
+#include "core/base/joining_thread.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "fleet/hub/host_file.h"
@@ -291,7 +291,7 @@ TEST_F(HubStoreTest, LosesNothingUnderConcurrentReportsAndReaders) {
   constexpr int reports = 50;
   std::atomic<bool> done = false;
   std::atomic<int> refused = 0;
-  std::jthread reader([&] {
+  JoiningThread reader([&] {
     while (!done) {
       store_->summary(noon);
       store_->metrics(noon, "1");
@@ -300,7 +300,7 @@ TEST_F(HubStoreTest, LosesNothingUnderConcurrentReportsAndReaders) {
     }
   });
   {
-    std::vector<std::jthread> threads;
+    std::vector<JoiningThread> threads;
     for (int i = 0; i < writers; ++i) {
       threads.emplace_back([&, i] {
         for (int k = 0; k < reports; ++k) {
