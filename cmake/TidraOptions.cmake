@@ -4,12 +4,15 @@ option(TIDRA_TESTS "Build the tests" ON)
 option(TIDRA_BENCH "Build the benchmarks" OFF)
 option(TIDRA_WERROR "Treat warnings as errors" OFF)
 option(TIDRA_UNITY "Compile the sources of a room together, in a quarter of the time; hides a missing include" OFF)
+option(TIDRA_FRAMEWORKS "On macOS, build and link what needs Apple's frameworks" ON)
 option(TIDRA_FUZZ "Build the fuzz targets; needs clang" OFF)
 set(TIDRA_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. address,undefined or thread")
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
+# CMake does not pass the standard on to Objective-C++ with every compiler.
+add_compile_options($<$<COMPILE_LANGUAGE:OBJCXX>:-std=c++${CMAKE_CXX_STANDARD}>)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 if(NOT CMAKE_BUILD_TYPE)

@@ -23,3 +23,11 @@ function(tidra_room name)
     target_precompile_headers(tidra_${name} REUSE_FROM tidra_core_base)
   endif()
 endfunction()
+
+# Adds sources in Objective-C++ to a room, where there are Apple's frameworks to compile and link them with.
+function(tidra_framework_sources room)
+  if(APPLE AND TIDRA_FRAMEWORKS)
+    target_sources(tidra_${room} PRIVATE ${ARGN})
+    target_link_libraries(tidra_${room} PRIVATE "-framework Foundation")
+  endif()
+endfunction()

@@ -1,6 +1,10 @@
 #include "app/state/state_folders.h"
 
+#ifdef __APPLE__
+#include "app/state/user_defaults_store_macos.h"
+#else
 #include "app/state/file_preferences_store.h"
+#endif
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -24,12 +28,14 @@ StateFolders stateFolders(TidraPlatform platform, const TidraPathResolver& resol
           joinedPath(xdgFolder(resolver, "XDG_DATA_HOME", ".local/share"), "tidra")};
 }
 
-#ifndef __APPLE__
 std::unique_ptr<PreferencesStore> openPreferences(const TidraPathResolver& resolver,
-                                                  std::function<void(const std::string&)> onNote) {
+                                                  [[maybe_unused]] std::function<void(const std::string&)> onNote) {
   const std::string folder = stateFolders(currentPlatform, resolver).preferences;
+#ifdef __APPLE__
+  return openUserDefaults("com.kavrin.Tidra", joinedPath(folder, "preferences.lock"));
+#else
   return std::make_unique<FilePreferencesStore>(joinedPath(folder, "preferences.json"), std::move(onNote));
-}
 #endif
+}
 
 }  // namespace tidra

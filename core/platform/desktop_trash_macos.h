@@ -1,4 +1,4 @@
-// The trash call of macOS. Not run on any machine but a Mac, and so far untested.
+// The trash call of macOS.
 #pragma once
 
 #include <string>

@@ -1,14 +1,9 @@
 #include "app/state/file_preferences_store.h"
 
 #include <gmock/gmock.h>
-#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <random>
-
-#include "app/state/exclusions_store.h"
 #include "core/base/json_fields.h"
 #include "core/platform/files.h"
 #include "tests/support/message_of.h"
@@ -38,32 +33,18 @@ class Preferences : public testing::Test {
   std::vector<std::string> notes;
 };
 
-TEST_F(Preferences, KeepsValuesOfEveryKindForTheirOwnerOnly) {
+TEST_F(Preferences, IsForItsOwnerOnlyAndReadingMakesNothing) {
   const mode_t former = ::umask(0);
   auto store = open();
   EXPECT_EQ(store.value("a"), std::nullopt);
-  EXPECT_EQ(snapshotOf(tree.root()).size(), 1U) << "reading makes nothing";
-  const TimePoint date{std::chrono::seconds{1700000000}};
-  std::string everyByte;
-  for (int i = 0; i < 256; ++i) everyByte += static_cast<char>(i);
-  store.apply(
-      {{"text", "ä/\n"}, {"bytes", everyByte}, {"yes", true}, {"no", false}, {"date", date}, {"absent", std::nullopt}});
+  EXPECT_EQ(snapshotOf(tree.root()).size(), 1U);
+  store.apply({{"yes", true}});
   ::umask(former);
-  auto again = open();
-  EXPECT_EQ(again.bytes("text"), "ä/\n");
-  EXPECT_EQ(again.bytes("bytes"), everyByte);
-  EXPECT_EQ(again.boolean("yes"), true);
-  EXPECT_EQ(again.boolean("no"), false);
-  EXPECT_EQ(again.date("date"), date);
-  EXPECT_EQ(again.bytes("yes"), std::nullopt) << "a value of another kind";
-  again.apply({{"yes", std::nullopt}, {"no", "text now"}});
-  EXPECT_EQ(store.value("yes"), std::nullopt) << "both read the file anew";
-  EXPECT_EQ(store.bytes("no"), "text now");
   for (const SnapshotEntry& entry : snapshotOf(tree.path("config"))) {
     EXPECT_EQ(entry.mode, entry.type == 'd' ? 0700U : 0600U) << entry;
   }
   tree.setMode("config/tidra/preferences.json", 0644);
-  again.apply({{"x", true}});
+  store.apply({{"x", true}});
   EXPECT_EQ(snapshotOf(tree.path("config/tidra")).at(1).mode, 0600U);
   EXPECT_THAT(notes, IsEmpty());
 }
@@ -179,66 +160,6 @@ TEST_F(Preferences, AFullDiskLeavesTheFormerState) {
   EXPECT_EQ(entries(), before) << "no half-written file stays";
   preferences.apply({{"a", "after"}});
   EXPECT_EQ(preferences.bytes("a"), "after");
-}
-
-/// Forks a process that runs `work`; returns its id.
-template <class Work>
-pid_t inChild(Work work) {
-  const pid_t child = ::fork();
-  if (child != 0) return child;
-  try {
-    work();
-  } catch (...) {
-    ::_exit(1);
-  }
-  ::_exit(0);
-}
-
-TEST_F(Preferences, TwoProcessesLoseNoneOfEachOthersChanges) {
-  constexpr int rows = 200;
-  std::vector<pid_t> children;
-  for (const std::string name : {"left", "right"}) {
-    children.push_back(inChild([&] {
-      auto preferences = open();
-      for (int i = 0; i < rows; ++i) {
-        ExclusionsStore(preferences).add(name + std::to_string(i), ExclusionRowKind::pattern, {});
-        if (i % 20 == 19) preferences.apply({{name, std::to_string(i)}});
-      }
-    }));
-  }
-  for (const pid_t child : children) {
-    int status = -1;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-  }
-  auto preferences = open();
-  EXPECT_EQ(ExclusionsStore(preferences).load().size(), 2U * rows);
-  EXPECT_EQ(preferences.bytes("left"), "199");
-  EXPECT_EQ(preferences.bytes("right"), "199");
-}
-
-TEST_F(Preferences, KillingAProcessInTheMiddleOfItsSavesLeavesAWholeFile) {
-  auto preferences = open();
-  preferences.apply({{"kept", "always"}, {"a", "0"}, {"b", "0"}});
-  std::mt19937 random(20260314);
-  for (int round = 0; round < 25; ++round) {
-    const pid_t child = inChild([&] {
-      // Values of varying length reveal torn writes.
-      for (int i = 0; i < 100; ++i) {
-        const std::string value(static_cast<std::size_t>(1 + i * 377 % 20000), static_cast<char>('a' + i % 26));
-        preferences.apply({{"a", value}, {"b", value}});
-      }
-    });
-    ::usleep(random() % 30000);
-    ::kill(child, SIGKILL);
-    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
-    EXPECT_EQ(preferences.bytes("kept"), "always");
-    EXPECT_EQ(preferences.bytes("a"), preferences.bytes("b")) << "all changes of a save or none";
-    // The lock of a dead process must not block.
-    preferences.apply({{"round", std::to_string(round)}});
-  }
-  EXPECT_EQ(preferences.bytes("round"), "24");
-  EXPECT_THAT(notes, IsEmpty());
 }
 
 }  // namespace
