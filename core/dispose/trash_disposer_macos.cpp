@@ -1,4 +1,4 @@
-// Not run on any machine but a Mac, and so far untested.
+// Compiled on Linux by scripts/check-macos; not yet run on a Mac.
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/trash_disposer.h"
 #include "core/platform/desktop_trash_macos.h"

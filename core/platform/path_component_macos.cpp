@@ -1,4 +1,4 @@
-// Not run on any machine but a Mac, and so far untested.
+// Compiled on Linux by scripts/check-macos; not yet run on a Mac.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
-// macOS tells it only through private calls, so nothing is known here. Not run on any machine but a Mac, and so far
-// untested.
+// macOS reports it only through private calls, so nothing is known here. Compiled on Linux by scripts/check-macos; not
+// yet run on a Mac.
 #include "core/platform/usage.h"
 
 namespace tidra {

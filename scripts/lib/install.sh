@@ -15,7 +15,7 @@ install_needs() {
   if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
     local packages=(cmake ninja-build g++ pkg-config git nlohmann-json3-dev libfmt-dev libcli11-dev libgtest-dev
                     libssl-dev zlib1g-dev)
-    [ "$purpose" = test ] && packages+=(ccache clang-format trash-cli)
+    [ "$purpose" = test ] && packages+=(ccache clang-format trash-cli gobjc++ libgnustep-base-dev npm)
     [ "$purpose" = bench ] && packages+=(libbenchmark-dev)
     install_with_apt "${packages[@]}"
   elif [ "$(uname -s)" = Darwin ]; then

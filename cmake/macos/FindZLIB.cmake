@@ -1,0 +1,2 @@
+add_library(ZLIB::ZLIB INTERFACE IMPORTED)
+target_include_directories(ZLIB::ZLIB SYSTEM INTERFACE "${TIDRA_MAC_HEADERS}")
