@@ -1,4 +1,4 @@
-// The preferences store of macOS: a domain of the user's defaults.
+// The preferences store of macOS: a domain of NSUserDefaults.
 #pragma once
 
 #include <memory>
@@ -8,8 +8,8 @@
 
 namespace tidra {
 
-/// The store in the domain of that name. Transactions hold the lock file, whose folder is made when it is missing;
-/// programs that know nothing of the lock may still write in between.
+/// Opens the store of a domain. Transactions hold the lock file, whose folder is created when missing; programs that do
+/// not use the lock may write in between.
 [[nodiscard]] std::unique_ptr<PreferencesStore> openUserDefaults(const std::string& domain,
                                                                  const std::string& lockPath);
 

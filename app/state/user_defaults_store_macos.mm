@@ -1,4 +1,4 @@
-// Run against the Foundation of GNUstep by the tests; not yet run on a Mac.
+// Tested with GNUstep's Foundation; not yet run on a Mac.
 #include "app/state/user_defaults_store_macos.h"
 
 #import <Foundation/Foundation.h>
@@ -16,7 +16,7 @@ namespace {
 
 NSString* textOf(const std::string& text) { return [NSString stringWithUTF8String:text.c_str()]; }
 
-/// A number that was stored as a boolean, not any number that could be read as one.
+/// True for a number stored as a boolean only.
 bool isBoolean(id stored) {
   return [stored isKindOfClass:[NSNumber class]] &&
          std::strcmp([stored objCType], [[NSNumber numberWithBool:YES] objCType]) == 0;
@@ -31,7 +31,7 @@ id encoded(const PreferencesStore::Value& value) {
   return [NSDate dateWithTimeIntervalSince1970:static_cast<double>(seconds)];
 }
 
-/// Absent for a value of a kind that this build does not know.
+/// Absent for a kind of value that this version does not know.
 std::optional<PreferencesStore::Value> decoded(id stored) {
   if ([stored isKindOfClass:[NSData class]]) {
     NSData* data = stored;
@@ -67,14 +67,14 @@ class UserDefaultsStore : public PreferencesStore {
   }
 
  private:
-  /// A new object each time: one that is kept need not see what other processes wrote since.
+  /// A new object each time: an old one may not see what other processes wrote since.
   static NSUserDefaults* defaults() {
     NSUserDefaults* fresh = [[[NSUserDefaults alloc] init] autorelease];
     [fresh synchronize];
     return fresh;
   }
 
-  /// The domain is replaced as a whole, so that a crash leaves all changes or none.
+  /// Replaces the domain as a whole, so that a crash leaves all changes or none.
   void save(const Changes& changes) const {
     const AutoreleasePool pool;
     NSUserDefaults* target = defaults();

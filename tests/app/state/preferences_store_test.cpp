@@ -1,5 +1,4 @@
-// What every store of preferences promises, for the file and, where a Foundation is at hand, for the user's defaults of
-// macOS.
+// The contract of every preferences store: the file and, where a Foundation is available, NSUserDefaults.
 #include "app/state/preferences_store.h"
 
 #include <gmock/gmock.h>
@@ -104,7 +103,7 @@ TEST_P(PreferencesStoreTest, TwoProcessesLoseNoneOfEachOthersChanges) {
   EXPECT_EQ(preferences.bytes("right"), "199");
 }
 
-/// Only of the file: GNUstep waits 20 s for a lock of its own that a killed process has left.
+/// For the file only: GNUstep waits 20 s for its own lock when a process was killed.
 class KilledStoreTest : public PreferencesStoreTest {};
 
 TEST_P(KilledStoreTest, KillingAProcessInTheMiddleOfItsSavesLeavesAWholeFile) {
