@@ -11,7 +11,7 @@ set(TIDRA_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. address,undef
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
-# CMake does not pass the standard on to Objective-C++ with every compiler.
+# CMake does not pass the language standard to every Objective-C++ compiler.
 add_compile_options($<$<COMPILE_LANGUAGE:OBJCXX>:-std=c++${CMAKE_CXX_STANDARD}>)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 

@@ -24,7 +24,7 @@ function(tidra_room name)
   endif()
 endfunction()
 
-# Adds sources in Objective-C++ to a room, where there are Apple's frameworks to compile and link them with.
+# Adds Objective-C++ sources to a room if Apple's frameworks are available.
 function(tidra_framework_sources room)
   if(APPLE AND TIDRA_FRAMEWORKS)
     target_sources(tidra_${room} PRIVATE ${ARGN})

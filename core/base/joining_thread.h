@@ -1,4 +1,4 @@
-// A thread that is joined by its destructor, as std::jthread, which libc++ on macOS lacks.
+// A thread that joins in its destructor, like std::jthread, which Apple's libc++ lacks.
 #pragma once
 
 #include <concepts>
@@ -7,12 +7,12 @@
 
 namespace tidra {
 
-/// Owns at most one thread. The destructor and an assignment over it join that thread.
+/// Owns at most one thread; destructor and move assignment join it.
 class JoiningThread {
  public:
   JoiningThread() = default;
 
-  /// Starts `work` on a thread of its own. Throws std::system_error when the system allows no more threads.
+  /// Starts a thread that runs `work`. Throws std::system_error when the system allows no more threads.
   template <std::invocable Work>
   explicit JoiningThread(Work work) : thread_(std::move(work)) {}
 
@@ -24,7 +24,7 @@ class JoiningThread {
   }
   ~JoiningThread() { join(); }
 
-  /// Waits for the thread to end; returns at once if there is none.
+  /// Blocks until the thread has ended; returns immediately if there is none.
   void join() {
     if (thread_.joinable()) thread_.join();
   }

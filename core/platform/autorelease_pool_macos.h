@@ -1,12 +1,12 @@
-// The pool of a scope in Objective-C++. The sources in that language keep to what GCC knows of it, without
-// @autoreleasepool and literals of objects, so that they also compile where there is no Mac.
+// A scoped autorelease pool. Objective-C++ sources use only what GCC supports, without @autoreleasepool and object
+// literals, so that they also compile on Linux.
 #pragma once
 
 #import <Foundation/Foundation.h>
 
 namespace tidra {
 
-/// Objects that are autoreleased on this thread while it is alive are released at its end. Only as a local variable.
+/// Releases objects autoreleased on this thread during its lifetime. Use as a local variable only.
 class AutoreleasePool {
  public:
   AutoreleasePool() : pool_([[NSAutoreleasePool alloc] init]) {}
