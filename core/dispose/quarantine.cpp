@@ -275,6 +275,7 @@ void QuarantineDisposer::restore(const Entry& entry) const {
   const HeldEntry item = holdEntry(entry.url);
   const StoreFolder target{holdOrMakeFolder(parentPath(place), 0777)};
   const std::string name(lastPathComponent(place));
+  const KeptFolderDate date(target.descriptor());
   if (moveIntoStore(item, target, name, "copy it back by hand")) {
     throw DisposalError(fmt::format("something else is at {} now; move it away first", escapedForTerminal(place)));
   }

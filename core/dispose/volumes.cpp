@@ -199,6 +199,8 @@ void requireChangeable(const HeldEntry& entry) {
 
 std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, const std::string& name,
                               std::string_view wayOut) {
+  // Removing an artefact is no work on its project, whose folder's date may be the only date that it has.
+  const KeptFolderDate date(entry.folder.descriptor.get());
   const auto reason = moveOpeningUp(entry, store, name);
   if (reason == std::errc::file_exists) return reason;
   if (reason == std::errc::cross_device_link) {

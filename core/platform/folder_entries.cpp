@@ -137,4 +137,25 @@ std::error_code reasonEntriesStay(int folder) { return errorOf(::faccessat(folde
 
 std::error_code setPermissions(int folder, unsigned permissions) { return changePermissions(folder, permissions); }
 
+KeptFolderDate::KeptFolderDate(int folder) : folder_(folder) {
+  struct stat facts {};
+  if (::fstat(folder, &facts) != 0) return;
+#ifdef __APPLE__
+  modifiedAt_ = facts.st_mtimespec;
+#else
+  modifiedAt_ = facts.st_mtim;
+#endif
+}
+
+KeptFolderDate::~KeptFolderDate() {
+  if (!modifiedAt_) return;
+  const timespec times[] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, *modifiedAt_};
+#ifdef __APPLE__
+  static_cast<void>(::futimens(folder_, times));
+#else
+  // futimens refuses an O_PATH descriptor.
+  static_cast<void>(::utimensat(AT_FDCWD, fmt::format("/proc/self/fd/{}", folder_).c_str(), times, 0));
+#endif
+}
+
 }  // namespace tidra

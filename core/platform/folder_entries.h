@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <ctime>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -52,5 +54,19 @@ Outcome<std::string> readToEnd(const FileDescriptor& file, std::size_t mostBytes
 
 /// Sets the permission bits of an open folder.
 [[nodiscard]] std::error_code setPermissions(int folder, unsigned permissions);
+
+/// Keeps the modification time of an open folder while entries are moved out of it or into it: the destructor sets the
+/// time that the constructor read. Best effort, as only the owner and root may set it. The descriptor must outlive it.
+class KeptFolderDate {
+ public:
+  explicit KeptFolderDate(int folder);
+  ~KeptFolderDate();
+  KeptFolderDate(const KeptFolderDate&) = delete;
+  KeptFolderDate& operator=(const KeptFolderDate&) = delete;
+
+ private:
+  int folder_;
+  std::optional<timespec> modifiedAt_;  // absent: could not be read
+};
 
 }  // namespace tidra

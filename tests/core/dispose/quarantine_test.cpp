@@ -72,6 +72,18 @@ TEST_F(Quarantine, AnyNameComesBack) {
   EXPECT_THAT(namesIn(store()), IsEmpty());
 }
 
+TEST_F(Quarantine, WhatComesBackIsAsOldAsBeforeAndSoIsTheFolderAroundIt) {
+  const auto dated = fs::file_time_type::clock::now() - std::chrono::hours(4711);
+  tree_.writeFile("home/p/item/f", "x");
+  for (const char* folder : {"home/p/item", "home/p"}) fs::last_write_time(tree_.path(folder), dated);
+  auto made = disposer();
+  quarantine(made, tree_.path("home/p/item"), now);
+  EXPECT_EQ(fs::last_write_time(tree_.path("home/p")), dated);
+  made.restore(made.list().entries.at(0));
+  EXPECT_EQ(fs::last_write_time(tree_.path("home/p")), dated);
+  EXPECT_EQ(fs::last_write_time(tree_.path("home/p/item")), dated);
+}
+
 TEST_F(Quarantine, RestoringNeverOverwrites) {
   put("home/p/item");
   const auto entry = disposer().list().entries.at(0);
