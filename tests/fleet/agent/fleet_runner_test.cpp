@@ -382,6 +382,9 @@ TEST_F(FleetRuns, NothingBeginsWithoutLockLogAndRoots) {
   policy_ = nothing;
   policy_.scan.extraRules = {"~/no-such-file"};
   EXPECT_THROW(run(), InputError);
+  policy_.scan.extraRules = {"~/rules.json"};
+  fs::permissions(tree_.writeFile("home/rules.json", R"({"projectRules": []})"), fs::perms(0666));
+  EXPECT_THROW(run(), InputError);
   policy_ = nothing;
   policy_.audit.path = "~/code";
   EXPECT_THROW(run(), InputError);
