@@ -22,11 +22,10 @@ std::optional<std::string> variable(const Program& program, const std::string& n
   return found->second;
 }
 
-/// The first token: a file holds two while tokens are rotated.
 std::string tokenOfFile(const std::string& path) {
   const TokenFile file = readTokenFile(path, "command");
   if (!file.fault.empty()) throw InputError(file.fault);
-  return std::string(trimmed(file.text.substr(0, file.text.find('\n'))));
+  return file.firstToken();
 }
 
 std::optional<std::string> chosenToken(const HubAccessOptions& options, const Program& program) {

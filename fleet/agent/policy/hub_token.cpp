@@ -17,7 +17,7 @@ HubToken HubToken::find(const FleetPolicy& policy, const TidraPathResolver& reso
     TokenFile file = readTokenFile(path, "agent");
     if (!file.fault.empty() && (isNamed || !file.isAbsent)) found.notes.push_back(std::move(file.fault));
     if (file.text.empty()) return false;
-    found.token = std::move(file.text);
+    found.token = file.firstToken();
     found.source = path;
     return true;
   };

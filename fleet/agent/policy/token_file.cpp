@@ -12,6 +12,10 @@ constexpr std::size_t mostTokenBytes = 64 * 1024;
 
 }  // namespace
 
+std::string TokenFile::firstToken() const {
+  return std::string(trimmed(std::string_view(text).substr(0, text.find('\n'))));
+}
+
 TokenFile readTokenFile(const std::string& path, std::string_view reader) {
   const std::string shown = escapedForTerminal(path);
   const auto file = readSecretFile(path, mostTokenBytes);

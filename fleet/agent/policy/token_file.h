@@ -8,9 +8,12 @@ namespace tidra {
 
 /// The file's text, or why it is not used.
 struct TokenFile {
-  std::string text;       // trimmed; empty when there is a fault
+  std::string text;       // trimmed, a token a line; empty when there is a fault
   std::string fault;      // names the file, never the token; empty without a fault
   bool isAbsent = false;  // the file is missing or empty
+
+  /// The first line, trimmed, which a client sends. A hub accepts two tokens while they are rotated.
+  [[nodiscard]] std::string firstToken() const;
 };
 
 /// The file must belong to root or the running user and be unreadable for others; the group may read one of root.

@@ -156,6 +156,8 @@ TEST_F(HubTokenTest, TakesTheFirstThatIsNotEmpty) {
   write(".tidra/hub.token", " \t abc \r\n");
   EXPECT_EQ(find("{}", "variable").token, "abc");
   EXPECT_EQ(find("{}", "variable").source, tree_.path(".tidra/hub.token"));
+  write(".tidra/hub.token", "old\r\nnew\n");
+  EXPECT_EQ(find("{}").token, "old");
   write("etc", "of etc");
   EXPECT_EQ(find("{}", "variable").token, "of etc");
   write("named", " \n");
