@@ -18,6 +18,7 @@
 #include "fleet/agent/metrics_textfile.h"
 #include "fleet/agent/policy/resolved_policy.h"
 #include "fleet/agent/policy_scan.h"
+#include "fleet/agent/report_delivery.h"
 #include "fleet/agent/run_lock.h"
 #include "fleet/agent/run_recorder.h"
 #include "fleet/agent/run_selection.h"
@@ -215,17 +216,18 @@ class Run {
 
   CleanupSetting settingFor(const ResolvedPolicy& resolved) const {
     CleanupSetting setting;
-    setting.service = {.resolver = resolved.resolver,
-                       .host = request_.host,
-                       .mounts = request_.mounts,
-                       .protectedFolders = {resolved.resolver.home + "/.tidra", resolved.auditPath, resolved.lockPath,
-                                            HubPolicyState::pathFor(resolved.auditPath), resolved.quarantine.directory,
-                                            ownQuarantine_},
-                       .workers = request_.workers,
-                       .clock = runner_.clock,
-                       .shouldCancel = runner_.shouldCancel,
-                       .finishesItems = true,
-                       .seenAt = request_.now};
+    setting.service = {
+        .resolver = resolved.resolver,
+        .host = request_.host,
+        .mounts = request_.mounts,
+        .protectedFolders = {resolved.resolver.home + "/.tidra", resolved.auditPath, resolved.lockPath,
+                             HubPolicyState::pathFor(resolved.auditPath), UnsentReports::pathFor(resolved.auditPath),
+                             resolved.quarantine.directory, ownQuarantine_},
+        .workers = request_.workers,
+        .clock = runner_.clock,
+        .shouldCancel = runner_.shouldCancel,
+        .finishesItems = true,
+        .seenAt = request_.now};
     setting.method = policy().disposal.method;
     setting.quarantine = resolved.quarantine;
     setting.dryRun = result_.dryRun;
@@ -354,8 +356,7 @@ class Run {
     say("run finished: " + message);
   }
 
-  /// Reports the head of the log after the run's last record. A failed report is not retried: the next run reports the
-  /// state anew.
+  /// Reads the log's head after the run's last record, so that the report covers the whole run.
   void report(const FleetMetricsSnapshot& snapshot, const AuditLog& log, const RunRecorder& recorder) {
     result_.hostReport = makeHostReport(result_, snapshot,
                                         {.hub = runner_.policy.hub,
@@ -363,10 +364,12 @@ class Run {
                                          .auditSeq = log.seq(),
                                          .auditHeadHash = log.lastHash()});
     if (!hub_) return;
-    try {
-      result_.hubAck = hub_->report(*result_.hostReport);
-    } catch (const HubClient::HubClientError& failure) {
-      result_.hubError = failure.what();
+    auto delivery = deliverReport(*hub_, *result_.hostReport, UnsentReports::pathFor(log.url()));
+    for (const std::string& warning : delivery.warnings) warn(warning);
+    if (delivery.earlier > 0) say(fmt::format("hub: sent {} reports of earlier runs", delivery.earlier));
+    result_.hubAck = std::move(delivery.ack);
+    result_.hubError = std::move(delivery.error);
+    if (result_.hubError) {
       warn("hub report failed: " + *result_.hubError);
       return;
     }

@@ -73,7 +73,7 @@ void requireOwnFiles(const ResolvedPolicy& made) {
 
 /// Throws for paths that collide with the agent's files beside the audit log.
 void requireOutsideLogFiles(const ResolvedPolicy& made) {
-  for (const std::string_view suffix : {".checkpoint", ".policy"}) {
+  for (const std::string_view suffix : {".checkpoint", ".policy", ".unsent"}) {
     const std::string kept = made.auditPath + std::string(suffix);
     for (const auto& [key, place] : writtenPaths(made)) {
       if (place != kept && !place.starts_with(kept + "/")) continue;

@@ -12,6 +12,7 @@
 #include "fleet/agent/audit_log.h"
 #include "fleet/agent/fleet_runner.h"
 #include "fleet/agent/hub_policy.h"
+#include "fleet/agent/report_delivery.h"
 #include "fleet/hub/protocol/hub_json.h"
 #include "tests/support/canned_hub.h"
 #include "tests/support/temporary_tree.h"
@@ -273,6 +274,62 @@ TEST_F(RunsWithAHub, AStopEndsTheReportAtOnce) {
   EXPECT_FALSE(result.interrupted);
   release.raise();
   hub_.stop();  // ends with the handler, which uses the signal
+}
+
+TEST_F(RunsWithAHub, ReportsOfDaysWithoutTheHubAreSentLaterInTheirOrder) {
+  const std::string kept = UnsentReports::pathFor(tree_.path("home/.tidra/audit.jsonl"));
+  std::vector<std::string> runs;
+  const auto runAnswering = [&](int status) {
+    hub_.answer([status](const HTTPRequest& request) {
+      return HTTPResponse::json(request.method == "POST" ? status : 200, request.method == "POST" ? ack : "{}");
+    });
+    hub_.requests();
+    runs.push_back(run().runID);
+  };
+  const auto posted = [&] {
+    std::vector<std::string> ids;
+    for (const HTTPRequest& request : hub_.requests()) {
+      if (request.method == "POST") ids.push_back(HubJSON::decode<HubHostReport>(request.body, "it").runID);
+    }
+    return ids;
+  };
+  for (const int status : {503, 401, 500}) runAnswering(status);
+  EXPECT_EQ(posted(), std::vector{runs[0]});  // the hub is away for the others as well
+  EXPECT_EQ(fs::status(kept).permissions(), fs::perms(0600));
+  runAnswering(200);
+  EXPECT_EQ(posted(), runs);
+  EXPECT_THAT(lines_, Contains("hub: sent 3 reports of earlier runs"));
+  EXPECT_EQ(records_.back().event, Event::hubReported);
+  EXPECT_FALSE(fs::exists(kept));
+  // What the hub refuses for its content is not sent again.
+  runAnswering(413);
+  EXPECT_FALSE(fs::exists(kept));
+  runAnswering(503);
+  runAnswering(400);
+  EXPECT_THAT(warnings(), Contains(AllOf(HasSubstr(runs[5]), HasSubstr("is dropped"))));
+  EXPECT_FALSE(fs::exists(kept));
+  runAnswering(503);
+  fs::permissions(kept, fs::perms(0644));
+  runAnswering(200);
+  EXPECT_EQ(posted(), std::vector{runs.back()});
+  EXPECT_THAT(warnings(), Contains(HasSubstr("could be changed or read by other users and are not sent")));
+}
+
+TEST(UnsentReportsTest, TheNewestStayWithinBothBounds) {
+  TemporaryTree tree;
+  const std::string path = tree.path("audit.jsonl.unsent");
+  std::vector<HubHostReport> reports(UnsentReports::mostReports + 2);
+  for (std::size_t i = 0; i < reports.size(); ++i) {
+    reports[i].host = "h";
+    reports[i].findings = static_cast<std::int64_t>(i);
+  }
+  EXPECT_EQ(UnsentReports::write(path, reports), 2U);
+  EXPECT_EQ(UnsentReports::read(path).front().findings, 2);
+  for (auto& report : reports) report.tags["long"] = std::string(UnsentReports::mostBytes / 4, 'x');
+  EXPECT_EQ(UnsentReports::write(path, reports), reports.size() - 3);
+  EXPECT_EQ(UnsentReports::read(path).back(), reports.back());
+  EXPECT_EQ(UnsentReports::write(path, {}), 0U);
+  EXPECT_FALSE(fs::exists(path));
 }
 
 TEST_F(RunsWithAHub, WithoutAHubNothingIsFetchedKeptOrSaid) {
