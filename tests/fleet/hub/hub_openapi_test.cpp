@@ -7,12 +7,18 @@
 #include "fleet/agent/policy/example_policies.h"
 #include "fleet/hub/hub_router.h"
 #include "tests/fleet/hub/server_fixture.h"
+#include "tests/support/loopback_client.h"
 #include "tests/support/schema_checker.h"
 
 namespace tidra {
 namespace {
 
 using nlohmann::json;
+
+std::string upper(std::string text) {
+  for (char& c : text) c = static_cast<char>(c - 'a' + 'A');
+  return text;
+}
 
 class HubDocument : public HubServerTest {
  protected:
@@ -37,6 +43,11 @@ class HubDocument : public HubServerTest {
     fill("{host}", status == "404" ? "nobody" : "web%2F01");
     fill("{name}", status == "404" ? "none" : status == "400" && method == "DELETE" ? "a%20b" : "night");
     Asked asked{.token = status == "401" ? "" : "admin", .body = {}, .headers = {}, .query = {}};
+    if (status == "413") return sendTooMuch(method, target);
+    if (status == "403") {
+      hub_->replaceTokens({});
+      asked.headers["origin"] = "http://rebound.example";
+    }
     if (status != "415") asked.headers["content-type"] = "application/json";
     if (status == "400") asked.query = {{"limit", "x"}, {"n", "x"}};
     if (status == "400" && method != "GET") asked.body = "{";
@@ -44,7 +55,22 @@ class HubDocument : public HubServerTest {
     return ask(method, target, asked);
   }
 
-  void expectAsDescribed(const HTTPResponse& response, const std::string& status, const json& described) const {
+  /// Of a request that is refused before its route is known.
+  HTTPResponse sendTooMuch(const std::string& method, const std::string& target) const {
+    hub_->start();
+    LoopbackClient client(hub_->port());
+    client.send(method + " " + target + " HTTP/1.1\r\nHost: h\r\nContent-Length: 8388609\r\n\r\n");
+    client.finish();
+    const std::string text = client.receive();
+    EXPECT_THAT(text, testing::StartsWith("HTTP/1.1 413 "));
+    HTTPResponse response = HTTPResponse::text(413, text.substr(text.find("\r\n\r\n") + 4));
+    EXPECT_THAT(text, testing::HasSubstr("Content-Type: " + response.headers.at("Content-Type")));
+    return response;
+  }
+
+  void expectAsDescribed(const HTTPResponse& response, const std::string& status, json described) const {
+    if (described.contains("$ref"))
+      described = document_.at(json::json_pointer(described["$ref"].get<std::string>().substr(1)));
     ASSERT_EQ(std::to_string(response.status), status) << response.body;
     const json headers = described.value("headers", json::object());
     for (const auto& header : headers.items()) {
@@ -62,11 +88,6 @@ class HubDocument : public HubServerTest {
   const json document_;
   const std::string policy_{*ExamplePolicies::text("agent-host")};
 };
-
-std::string upper(std::string text) {
-  for (char& c : text) c = static_cast<char>(c - 'a' + 'A');
-  return text;
-}
 
 TEST_F(HubDocument, EveryAnswerIsAsItSays) {
   for (const auto& [path, methods] : document_["paths"].items()) {
