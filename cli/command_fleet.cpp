@@ -131,6 +131,7 @@ void addFleetCommand(CLI::App& app, Program& program) {
   running->add_flag("--explain", options->explain, "List every finding with what becomes of it and why");
   running->add_flag("--json", options->json, "Print one JSON document");
   running->footer(
+      "A dry run removes nothing; audit log, metrics and hub report record it as one.\n\n"
       "Examples:\n  tidra fleet run --policy policy.json --dry-run --explain\n"
       "  tidra fleet run --policy /etc/tidra/policy.json");
   CLI::App* serving = add("serve", "Run the policy at once and then every interval, and serve metrics", &serve);

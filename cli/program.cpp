@@ -24,7 +24,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_flag("-q,--quiet", options.quiet, "No progress and no notes");
   app.add_flag("-v,--verbose", options.verbose, "Print more about what happens");
   app.add_flag("-y,--yes", options.assumeYes, "Do not ask");
-  app.add_flag("-n,--dry-run", options.dryRun, "Change nothing, only show what would be done");
+  app.add_flag("-n,--dry-run", options.dryRun, "Remove and change nothing, only show what would be done");
   app.add_option("--color", options.color, "Colours: auto, always or never")
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->type_name("WHEN");
@@ -35,6 +35,14 @@ constexpr const char* memoryShortage =
     "tidra: there is not enough memory to go on; allow more (ulimit -v shows the limit), name smaller folders, "
     "or "
     "use fewer threads with --threads.\n";
+
+/// Commands accept the program's own options too, which the parser lists in the program's help only.
+void mentionGlobalOptions(CLI::App& app) {
+  for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) {
+    command->footer("Also -n, -y, -q, -v and --color; tidra --help explains them.\n\n" + command->get_footer());
+    mentionGlobalOptions(*command);
+  }
+}
 
 int fail(std::string_view message, int status) {
   writeStandardError(fmt::format("tidra: {}\n", message));
@@ -76,6 +84,7 @@ int runProgram(int argc, char** argv) {
   addFleetCommand(app, program);
   addAuditCommand(app, program);
   addHubCommand(app, program);
+  mentionGlobalOptions(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& wanted) {
