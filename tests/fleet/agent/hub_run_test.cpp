@@ -298,7 +298,7 @@ TEST_F(RunsWithAHub, ReportsOfDaysWithoutTheHubAreSentLaterInTheirOrder) {
   EXPECT_EQ(fs::status(kept).permissions(), fs::perms(0600));
   runAnswering(200);
   EXPECT_EQ(posted(), runs);
-  EXPECT_THAT(lines_, Contains("hub: sent 3 reports of earlier runs"));
+  EXPECT_THAT(lines_, Contains("hub: sent 3 earlier reports"));
   EXPECT_EQ(records_.back().event, Event::hubReported);
   EXPECT_FALSE(fs::exists(kept));
   // What the hub refuses for its content is not sent again.
