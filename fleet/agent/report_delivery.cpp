@@ -22,7 +22,7 @@ bool isRefusedForItsContent(const HubClient::HubClientError& failure) {
          (failure.kind() == Kind::http && (failure.status() == badRequest || failure.status() == tooLarge));
 }
 
-std::string clause(const InputError& failure) {
+std::string withoutFullStop(const InputError& failure) {
   std::string text = failure.what();
   if (text.ends_with('.')) text.pop_back();
   return text;
@@ -49,7 +49,7 @@ class Delivery {
     try {
       return UnsentReports::read(path_);
     } catch (const InputError& failure) {
-      made_.warnings.push_back(clause(failure));
+      made_.warnings.push_back(withoutFullStop(failure));
       return {};
     }
   }
@@ -89,7 +89,7 @@ class Delivery {
         made_.warnings.push_back(fmt::format("{} of the oldest unsent reports are dropped to make room", dropped));
       }
     } catch (const InputError& failure) {
-      made_.warnings.push_back(clause(failure));
+      made_.warnings.push_back(withoutFullStop(failure));
     }
   }
 
