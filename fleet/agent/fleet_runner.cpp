@@ -366,7 +366,8 @@ class Run {
     if (!hub_) return;
     auto delivery = deliverReport(*hub_, *result_.hostReport, UnsentReports::pathFor(log.url()));
     for (const std::string& warning : delivery.warnings) warn(warning);
-    if (delivery.earlier > 0) say(fmt::format("hub: sent {} earlier report{}", delivery.earlier, delivery.earlier == 1 ? "" : "s"));
+    if (delivery.earlier > 0)
+      say(fmt::format("hub: sent {} earlier report{}", delivery.earlier, delivery.earlier == 1 ? "" : "s"));
     result_.hubAck = std::move(delivery.ack);
     result_.hubError = std::move(delivery.error);
     if (result_.hubError) {
