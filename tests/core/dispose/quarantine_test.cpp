@@ -100,7 +100,7 @@ TEST_F(Quarantine, RestoringNeverOverwrites) {
                                    tree_.path("home/../home/q"), tree_.path("home/q") + std::string("\0x", 2)}) {
     auto bent = entry;
     bent.manifest.originalPath = place;
-    EXPECT_THAT(restored(bent), HasSubstr("no path to restore to")) << place;
+    EXPECT_THAT(restored(bent), HasSubstr("which is not a valid one")) << place;
   }
   disposer().restore(entry);
   EXPECT_EQ(*readFile(tree_.path("home/p/item")), tree_.path("home/p/item"));
