@@ -13,7 +13,7 @@
 namespace tidra {
 namespace {
 
-/// The same report would be refused again.
+/// True for an error that a retry of the same report would meet again.
 bool isRefusedForItsContent(const HubClient::HubClientError& failure) {
   using Kind = HubClient::HubClientError::Kind;
   constexpr int badRequest = 400;
@@ -54,7 +54,7 @@ class Delivery {
     }
   }
 
-  /// False when the hub takes no reports at present.
+  /// False when the hub accepts no reports now.
   bool sendEarlier(const HubHostReport& earlier) {
     try {
       static_cast<void>(hub_.report(earlier));
@@ -71,7 +71,7 @@ class Delivery {
     }
   }
 
-  /// False when the report is to be sent again.
+  /// False when the report must be sent again later.
   bool sendNow(const HubHostReport& report) {
     try {
       made_.ack = hub_.report(report);
@@ -95,7 +95,7 @@ class Delivery {
 
   const HubClient& hub_;
   std::string path_;
-  bool isHeldUp_ = false;  // an earlier report could not be sent, so this run's was not tried
+  bool isHeldUp_ = false;  // an earlier report failed, so this run's was not tried
   ReportDelivery made_;
 };
 

@@ -1,4 +1,4 @@
-// What the program prints and writes is what docs/schemas describes.
+// The program's output matches docs/schemas.
 #include <gmock/gmock.h>
 
 #include "core/base/json_fields.h"
@@ -19,7 +19,7 @@ json schemaNamed(const std::string& name) {
   return parseJson(*text, "The schema");
 }
 
-/// The published schemas allow fields of later versions; what this version writes must all be described.
+/// Published schemas allow unknown fields, for later versions; here every field must be described.
 void refuseOtherFields(json& schema) {
   if (!schema.is_structured()) return;
   for (auto& part : schema) refuseOtherFields(part);

@@ -10,7 +10,7 @@
 namespace tidra {
 namespace {
 
-/// Rules decide what a run removes just as the policy does, so the same users may write them. A file that does not
+/// Rules decide what a run removes, as the policy does, so the same users may write them. A file that does not
 /// exist is left to the reader, which names the reason.
 void requireTrustedRulesFile(const std::string& path) {
   const auto real = realPath(path);

@@ -12,7 +12,7 @@ struct TokenFile {
   std::string fault;      // names the file, never the token; empty without a fault
   bool isAbsent = false;  // the file is missing or empty
 
-  /// The first line, trimmed, which a client sends. A hub accepts two tokens while they are rotated.
+  /// The first line, trimmed: the token that clients send. A hub's file holds two during a rotation.
   [[nodiscard]] std::string firstToken() const;
 };
 

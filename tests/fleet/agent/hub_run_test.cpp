@@ -301,7 +301,7 @@ TEST_F(RunsWithAHub, ReportsOfDaysWithoutTheHubAreSentLaterInTheirOrder) {
   EXPECT_THAT(lines_, Contains("hub: sent 3 earlier reports"));
   EXPECT_EQ(records_.back().event, Event::hubReported);
   EXPECT_FALSE(fs::exists(kept));
-  // What the hub refuses for its content is not sent again.
+  // A report refused for its content is not sent again.
   runAnswering(413);
   EXPECT_FALSE(fs::exists(kept));
   runAnswering(503);

@@ -55,7 +55,7 @@ class HubDocument : public HubServerTest {
     return ask(method, target, asked);
   }
 
-  /// Of a request that is refused before its route is known.
+  /// Sends a request that is refused before routing.
   HTTPResponse sendTooMuch(const std::string& method, const std::string& target) const {
     hub_->start();
     LoopbackClient client(hub_->port());
