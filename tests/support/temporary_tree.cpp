@@ -87,6 +87,13 @@ std::vector<SnapshotEntry> snapshotOf(const std::string& folder) {
   return entries;
 }
 
+std::vector<SnapshotEntry> withoutFolderTimes(std::vector<SnapshotEntry> entries) {
+  for (SnapshotEntry& entry : entries) {
+    if (entry.type == 'd') entry.modifiedNanos = 0;
+  }
+  return entries;
+}
+
 TemporaryTree::TemporaryTree() {
   std::string path = fs::canonical(fs::temp_directory_path()) / "tidra-test-XXXXXX";
   check(::mkdtemp(path.data()) != nullptr, path);

@@ -35,6 +35,9 @@ std::ostream& operator<<(std::ostream& out, const SnapshotEntry& entry);
 /// Every entry of the folder, itself included, in byte order of the paths.
 std::vector<SnapshotEntry> snapshotOf(const std::string& folder);
 
+/// The entries with equal times for all folders: temporary files change the times of folders, also when they are gone.
+std::vector<SnapshotEntry> withoutFolderTimes(std::vector<SnapshotEntry> entries);
+
 /// Creates an empty folder; the destructor removes it with its contents, at any depth and with any permissions. Paths
 /// are relative to it; missing parents are created. Methods throw std::system_error or filesystem_error.
 class TemporaryTree {

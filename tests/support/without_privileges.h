@@ -1,6 +1,7 @@
 // Drops root's privileges, since permission bits do not bind root.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #ifdef __linux__
@@ -9,11 +10,22 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <system_error>
 
 #include "tests/support/temporary_tree.h"
 
 namespace tidra {
+
+/// Makes the user that WithoutPrivileges continues as the owner of the tree and everything in it.
+inline void handOver(const TemporaryTree& tree) {
+  if (::geteuid() != 0) return;
+  constexpr uid_t nobody = 65534;
+  EXPECT_EQ(::lchown(tree.root().c_str(), nobody, nobody), 0);
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(tree.root())) {
+    EXPECT_EQ(::lchown(entry.path().c_str(), nobody, nobody), 0);
+  }
+}
 
 /// While alive, the effective user of this process is nobody instead of root. No effect for other users.
 class WithoutPrivileges {

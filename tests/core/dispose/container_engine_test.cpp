@@ -1,6 +1,5 @@
 // Against a real container engine, started on a socket in a temporary folder. Skipped without root or without the
 // engine's programs.
-#include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,13 +11,11 @@
 #include "core/rules/rule_catalog.h"
 #include "core/scan/probes/docker_probe.h"
 #include "tests/core/dispose/disposal_fixture.h"
+#include "tests/support/matchers.h"
 #include "tests/support/temporary_mount.h"
 
 namespace tidra {
 namespace {
-
-using testing::IsEmpty;
-using testing::SizeIs;
 
 /// "dockerd" without network, in its own mount namespace with own "/etc" and "/run": it neither reads the machine's
 /// settings nor leaves anything outside the folder.

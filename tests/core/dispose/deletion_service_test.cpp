@@ -1,7 +1,6 @@
 // Disposal of single items: receipts, refusals, and what is never removed.
 #include "core/dispose/deletion_service.h"
 
-#include <gmock/gmock.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -10,20 +9,17 @@
 #include <sstream>
 #include <thread>
 
+#include "core/dispose/disposal_error.h"
 #include "core/dispose/tool_figures.h"
 #include "tests/core/dispose/disposal_fixture.h"
+#include "tests/support/matchers.h"
+#include "tests/support/message_of.h"
 #include "tests/support/noted_removal.h"
 #include "tests/support/temporary_mount.h"
 #include "tests/support/without_privileges.h"
 
 namespace tidra {
 namespace {
-
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 constexpr std::array everyMethod{DisposalMethod::trash, DisposalMethod::quarantine, DisposalMethod::delete_};
 
@@ -75,14 +71,9 @@ TEST_F(DeletionService, FailuresAreToldAndDoNotStopTheRest) {
 TEST_F(DeletionService, CancellingStopsBetweenItems) {
   for (const char* name : {"a", "b", "c"}) tree_.writeFile(std::string("home/p/") + name);
   int asked = 0;
-  TidraDeletionService cancelled({.resolver = resolver_,
-                                  .host = "",
-                                  .mounts = {},
-                                  .protectedFolders = {},
-                                  .clock = [] { return now; },
-                                  .shouldCancel = [&] { return ++asked > 1; }});
+  shouldCancel_ = [&] { return ++asked > 1; };
   const auto outcome =
-      cancelled.dispose({{"~/p/a", {}}, {"~/p/b", {}}, {"~/p/c", {}}}, DisposalMethod::delete_, false, config());
+      service().dispose({{"~/p/a", {}}, {"~/p/b", {}}, {"~/p/c", {}}}, DisposalMethod::delete_, false, config());
   EXPECT_EQ(outcome.receipts.size(), 1U);
   EXPECT_TRUE(outcome.failures.empty());
   EXPECT_EQ(namesIn(tree_.path("home/p")), (std::vector<std::string>{"b", "c"}));
@@ -90,20 +81,35 @@ TEST_F(DeletionService, CancellingStopsBetweenItems) {
 
 TEST_F(DeletionService, ATreeWhoseMeasuringIsBrokenOffStays) {
   tree_.writeFile("home/p/item/f");
-  TidraDeletionService cancelled({.resolver = resolver_,
-                                  .host = "",
-                                  .mounts = {},
-                                  .protectedFolders = {},
-                                  .clock = [] { return now; },
-                                  .shouldCancel = [] { return true; }});
+  shouldCancel_ = [] { return true; };
   const auto before = tree_.snapshot();
-  for (const auto method : everyMethod) {
-    const auto result = cancelled.dispose(TidraDeletionService::Item{"~/p/item", {}}, method, false, config());
-    const auto* failure = std::get_if<TidraDeletionFailure>(&result);
-    ASSERT_NE(failure, nullptr);
-    EXPECT_THAT(failure->message, HasSubstr("stays in its place"));
-  }
+  for (const auto method : everyMethod) EXPECT_THAT(refusal("~/p/item", method), HasSubstr("stays in its place"));
   EXPECT_EQ(tree_.snapshot(), before);
+}
+
+TEST_F(DeletionService, WhatTookTheItemsPlaceMovesBackOutOfAStore) {
+  const HeldEntry entry = holdEntry(tree_.writeFile("home/p/f", "seen"));
+  std::filesystem::rename(tree_.path("home/p/f"), tree_.path("home/p/aside"));
+  tree_.writeFile("home/p/f", "another");
+  auto quarantines = disposer();
+  auto trashes = trash();
+  for (const auto& move : std::vector<std::function<void()>>{[&] { quarantines.quarantine(entry, "/f", 4, now); },
+                                                             [&] { trashes.trash(entry, "/f", now); }}) {
+    EXPECT_THAT(messageOf<DisposalError>(move), HasSubstr("replaced by something else"));
+    EXPECT_EQ(*readFile(tree_.path("home/p/f")), "another");
+  }
+  for (const char* store : {"home/.tidra/quarantine", "home/.local/share/Trash/files", "home/.local/share/Trash/info"})
+    EXPECT_THAT(namesIn(tree_.path(store)), IsEmpty()) << store;
+}
+
+TEST_F(DeletionService, AReadOnlyFolderMovesAndStaysReadOnly) {
+  for (const auto method : {DisposalMethod::trash, DisposalMethod::quarantine}) {
+    tree_.writeFile("home/p/item/f");
+    tree_.setMode("home/p/item", 0555);
+    handOver(tree_);
+    const WithoutPrivileges user(tree_);
+    EXPECT_EQ(pathFacts(*disposed(tree_.path("home/p/item"), method).destination)->permissions, 0555U);
+  }
 }
 
 TEST_F(DeletionService, ADryRunForeseesWhatTheRunMayNotDo) {
@@ -141,6 +147,7 @@ TEST_F(DeletionService, LeftoversAreFinishedWhateverTheMethod) {
 TEST_F(DeletionService, ProtectedPlacesStayWhateverTheWay) {
   tree_.writeFile("home/.config/tidra/settings", "x");
   tree_.writeFile("home/.local/share/Trash/files/f");
+  tree_.makeFolder("home/.local/share/Trash/info");
   tree_.makeFolder("home/.tidra/quarantine");
   for (const char* store : {"disk/.Trash-4711/files", "disk/.Trashes/501", "ada/.local/share/Trash/files",
                             "else/T/files", "home/p/build/quarantine", "home/.tidra/quarantine"}) {
@@ -173,6 +180,7 @@ TEST_F(DeletionService, ProtectedPlacesStayWhateverTheWay) {
            {tree_.path("home/.tidra/quarantine"), "is a folder that Tidra keeps things in"},
            {tree_.path("home/.local"), "holds a folder that Tidra keeps things in"},
            {tree_.path("home/.local/share/Trash"), "is a folder that Tidra keeps things in"},
+           {tree_.path("home/.local/share/Trash/info"), "is a folder that Tidra keeps things in"},
            {tree_.path("home/.local/share/Trash/files/f"), "Trash is a trash, and what is in one is only removed by"},
            {tree_.path("way/.tidra/quarantine/1-x"), "quarantine is a quarantine, and what is in one"},
            {tree_.path("disk/.Trash-4711/files/1-x"), "disk/.Trash-4711 is a trash"},
@@ -252,18 +260,14 @@ class ToolTargetsTest : public DisposalTest {
 
 TEST_F(ToolTargetsTest, CondaTargetsRunTheCommandThatRemovesThem) {
   fake("bin/conda", "echo \"$*\" >> " + tree_.path("calls"));
-  for (const std::string target :
-       {"conda:clean:packages", "conda:clean:tarballs", "conda:clean:index-cache", "conda:env:my env"}) {
-    EXPECT_EQ(disposed(target, DisposalMethod::trash, true).method, DisposalMethod::delete_);
-    EXPECT_EQ(calls(), "") << "a dry run runs nothing";
-  }
   for (const auto& [target, call] :
        std::vector<std::pair<std::string, std::string>>{{"conda:clean:packages", "clean --packages -y"},
                                                         {"conda:clean:tarballs", "clean --tarballs -y"},
                                                         {"conda:clean:index-cache", "clean --index-cache -y"},
                                                         {"conda:env:my env", "env remove -n my env -y"}}) {
-    const auto receipt = disposed(target, DisposalMethod::trash);
-    EXPECT_EQ(receipt, (DisposalReceipt{target, DisposalMethod::delete_, {}, {}, now}));
+    EXPECT_EQ(disposed(target, DisposalMethod::trash, true).method, DisposalMethod::delete_);
+    EXPECT_EQ(calls(), "") << "a dry run runs nothing";
+    EXPECT_EQ(disposed(target, DisposalMethod::trash), (DisposalReceipt{target, DisposalMethod::delete_, {}, {}, now}));
     EXPECT_EQ(calls(), call + "\n");
     tree_.writeFile("calls");
   }
@@ -275,7 +279,7 @@ TEST_F(ToolTargetsTest, CondaTargetsRunTheCommandThatRemovesThem) {
   EXPECT_EQ(says("conda:clean:packages"), "Command failed (exit 1)");
 }
 
-TEST_F(ToolTargetsTest, DockerTargetsRunTheCommandThatRemovesThem) {
+TEST_F(ToolTargetsTest, DockerTargetsRunTheirCommandAndUnknownOnesNothing) {
   for (const bool dryRun : {true, false}) EXPECT_EQ(says("docker:prune:dangling", dryRun), "Docker not found");
   fake("bin/docker", "echo \"$*\" >> " + tree_.path("calls"));
   for (const auto& [target, call] :
@@ -287,6 +291,9 @@ TEST_F(ToolTargetsTest, DockerTargetsRunTheCommandThatRemovesThem) {
     EXPECT_EQ(calls(), call + "\n");
     tree_.writeFile("calls");
   }
+  for (const std::string unknown : {"docker:", "docker:volume:", "docker:volume:-f", "docker:prune:all", "docker:x"})
+    for (const bool dryRun : {true, false}) EXPECT_EQ(says(unknown, dryRun), "Unknown Docker target") << unknown;
+  EXPECT_EQ(calls(), "");
   fake("bin/docker", "exit 1");
   EXPECT_EQ(says("docker:prune:dangling"), "Command failed (exit 1)");
 }
@@ -320,13 +327,6 @@ TEST(ToolFigures, AreWhatTheToolSaysItReclaimed) {
        }) {
     EXPECT_EQ(reclaimedBytes(c.target, c.output), c.bytes) << c.target << ": " << c.output;
   }
-}
-
-TEST_F(ToolTargetsTest, UnknownDockerTargetsRunNothing) {
-  fake("bin/docker", "echo \"$*\" >> " + tree_.path("calls"));
-  for (const std::string unknown : {"docker:", "docker:volume:", "docker:volume:-f", "docker:prune:all", "docker:x"})
-    for (const bool dryRun : {true, false}) EXPECT_EQ(says(unknown, dryRun), "Unknown Docker target") << unknown;
-  EXPECT_EQ(calls(), "");
 }
 
 TEST_F(ToolTargetsTest, AToolThatHangsIsKilledWhenTimeIsUpOrTheUserCancels) {

@@ -2,21 +2,16 @@
 #include "core/dispose/freedesktop_trash.h"
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 #include <stdlib.h>
 #include <time.h>
 
 #include "tests/core/dispose/disposal_fixture.h"
+#include "tests/support/matchers.h"
 #include "tests/support/noted_removal.h"
 #include "tests/support/temporary_mount.h"
 
 namespace tidra {
 namespace {
-
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 class Trash : public DisposalTest {
  protected:
@@ -99,20 +94,27 @@ TEST_F(Trash, FoldersThatCannotBeTrustedAreNotUsed) {
     std::string told;
   };
   namespace fs = std::filesystem;
-  const std::string trash = tree_.path("home/.local/share/Trash");
+  const std::string place = "home/.local/share/Trash";
+  const auto open = [&](const std::string& name, unsigned mode) {
+    fs::permissions(tree_.makeFolder(place + name), fs::perms{mode});
+  };
   for (const Case& c : std::vector<Case>{
-           {"a file", [&] { tree_.writeFile("home/.local/share/Trash"); }, "is not a folder"},
-           {"a link", [&] { tree_.symlink("home/.local/share/Trash", tree_.makeFolder("else")); }, "is a link"},
-           {"open", [&] { fs::permissions(tree_.makeFolder("home/.local/share/Trash"), fs::perms{0777}); },
-            "is open to other users"},
-           {"files is a link",
+           {"a file", [&] { tree_.writeFile(place); }, "is not a folder"},
+           {"a link", [&] { tree_.symlink(place, tree_.makeFolder("else")); }, "is a link"},
+           {"open", [&] { open("", 0777); }, "is open to other users"},
+           {"files is a link", [&] { tree_.symlink(place + "/files", tree_.makeFolder("else")); }, "is a link"},
+           {"files is open", [&] { open("/files", 0770); }, "is open to other users"},
+           {"info is open", [&] { open("/info", 0702); }, "is open to other users"},
+           {"files is another user's",
             [&] {
-              fs::permissions(tree_.makeFolder("home/.local/share/Trash"), fs::perms{0700});
-              tree_.symlink("home/.local/share/Trash/files", tree_.makeFolder("else"));
+              open("/files", 0700);
+              ASSERT_EQ(::lchown(files().c_str(), 65534, 65534), 0);
             },
-            "is a link"}}) {
-    fs::remove_all(trash);
+            "belongs to another user"}}) {
+    if (c.told == "belongs to another user" && ::geteuid() != 0) continue;
+    fs::remove_all(tree_.path(place));
     c.spoil();
+    if (exists(files()) || exists(info())) open("", 0700);
     for (const bool dryRun : {true, false})
       EXPECT_THAT(refusal(item, DisposalMethod::trash, dryRun), HasSubstr(c.told)) << c.what;
     EXPECT_TRUE(exists(item)) << c.what;

@@ -2,7 +2,6 @@
 #include "core/dispose/item_removal.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -14,6 +13,7 @@
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/tree_removal.h"
 #include "core/model/removal_leftover.h"
+#include "tests/support/matchers.h"
 #include "tests/support/message_of.h"
 #include "tests/support/temporary_mount.h"
 #include "tests/support/temporary_tree.h"
@@ -21,9 +21,6 @@
 
 namespace tidra {
 namespace {
-
-using testing::AllOf;
-using testing::HasSubstr;
 
 namespace fs = std::filesystem;
 
@@ -125,26 +122,13 @@ TEST_F(ItemRemovalTest, RemovesPipesAndHardLinksWithoutTouchingTheOtherName) {
   EXPECT_EQ(fs::file_size(kept), 4U);
 }
 
-/// As a user to whom permissions apply.
-class ItemRemovalBound : public ItemRemovalTest {
- protected:
-  /// Hands the tree over to the user that the test continues as.
-  void giveAway() const {
-    if (::geteuid() != 0) return;
-    ASSERT_EQ(::lchown(tree_.root().c_str(), nobody, nobody), 0);
-    for (const auto& entry : fs::recursive_directory_iterator(tree_.root())) {
-      ASSERT_EQ(::lchown(entry.path().c_str(), nobody, nobody), 0);
-    }
-  }
-};
-
-TEST_F(ItemRemovalBound, OpensUpItsOwnFolders) {
+TEST_F(ItemRemovalTest, OpensUpItsOwnFolders) {
   for (const std::string folder : {"item", "item/read-only", "item/read-only/below", "item/closed", "item/closed/a",
                                    "item/closed/a/b", "item/blind", "item/empty-closed"}) {
     if (!folder.ends_with("empty-closed")) tree_.writeFile(folder + "/f");
     tree_.makeFolder(folder);
   }
-  giveAway();
+  handOver(tree_);
   for (const char* closed : {"item/closed/a/b", "item/closed/a", "item/closed", "item/empty-closed"})
     tree_.setMode(closed, 0);
   for (const char* readOnly : {"item/read-only/below", "item/read-only"}) tree_.setMode(readOnly, 0555);
@@ -157,8 +141,8 @@ TEST_F(ItemRemovalBound, OpensUpItsOwnFolders) {
   EXPECT_EQ(tree_.snapshot().size(), 1U);
 }
 
-TEST_F(ItemRemovalBound, RemovesADeepReadOnlyTree) {
-  giveAway();
+TEST_F(ItemRemovalTest, RemovesADeepReadOnlyTree) {
+  handOver(tree_);
   makeChain("item", 3000, true);
   {
     const WithoutPrivileges bound(tree_);
@@ -167,10 +151,10 @@ TEST_F(ItemRemovalBound, RemovesADeepReadOnlyTree) {
   EXPECT_EQ(tree_.snapshot().size(), 1U);
 }
 
-TEST_F(ItemRemovalBound, LeavesWhatBelongsToOthersAndSaysWhatIsLeft) {
+TEST_F(ItemRemovalTest, LeavesWhatBelongsToOthersAndSaysWhatIsLeft) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs a second user";
   tree_.writeFile("item/mine/f");
-  giveAway();
+  handOver(tree_);
   tree_.writeFile("item/theirs/f", "x");
   std::string told;
   {
@@ -245,14 +229,12 @@ TEST_F(ItemRemovalTest, AnotherFolderInThePlaceIsLeftAlone) {
   const HeldEntry entry = holdEntry(tree_.path("item"));
   fs::rename(tree_.path("item"), tree_.path("elsewhere"));
   tree_.writeFile("item/g", "new");
-  const auto before = tree_.snapshot();
+  const auto before = withoutFolderTimes(tree_.snapshot());
   EXPECT_THAT(messageOf<DisposalError>([&] { ItemRemoval::run(entry, {}); }), HasSubstr("replaced by something else"));
   const auto result = TreeRemoval::run(entry.folder.descriptor.get(), "item", entry.facts.identity, {});
   EXPECT_FALSE(result.complete);
   EXPECT_EQ(result.obstacle, std::errc::no_such_file_or_directory);
-  auto after = tree_.snapshot();
-  for (auto* snapshot : {&after}) snapshot->front().modifiedNanos = before.front().modifiedNanos;
-  EXPECT_EQ(after, before);
+  EXPECT_EQ(withoutFolderTimes(tree_.snapshot()), before);
 }
 
 }  // namespace
