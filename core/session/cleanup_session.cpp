@@ -40,7 +40,7 @@ std::optional<std::string> reasonToKeep(RemovalGuard& guard, const CleanupCandid
   return reason;
 }
 
-/// The scan that meets just the items of a plan.
+/// Returns a scan request that finds just the items of a plan.
 ScanRequest narrowed(ScanRequest request, const CleanupPlan& plan) {
   request.onlyPaths.emplace();
   request.categories.emplace();
@@ -70,7 +70,7 @@ ScanRequest narrowed(ScanRequest request, const CleanupPlan& plan) {
   return request;
 }
 
-/// What removing would say of a place that does not exist, or of a target whose tool is missing; none for all others.
+/// Returns the failure that removal would have for a missing path or tool; nullopt otherwise.
 std::optional<std::string> reasonItIsGone(const std::string& path, const TidraPathResolver& resolver) {
   if (!isToolBackedTarget(path)) {
     const auto facts = pathFacts(path);
@@ -86,7 +86,7 @@ std::optional<std::string> reasonItIsGone(const std::string& path, const TidraPa
   }
 }
 
-/// Why an item of a plan is not what it was when the plan was made; none when all is well.
+/// Returns why an item no longer matches its plan; nullopt if it does.
 std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const CleanupCandidate* found,
                                      const ScanOutcome& outcome, const CleanupOptions& options,
                                      const TidraPathResolver& resolver) {
@@ -112,7 +112,7 @@ void dropParts(std::vector<CleanupCandidate>& candidates, const std::set<std::st
   std::erase_if(candidates, [&](const auto& candidate) { return parts.contains(candidate.item.path); });
 }
 
-/// None when the item was measured, or is not gone.
+/// Returns nullopt if the item was measured or not removed.
 std::optional<UnmeasuredSize> unmeasuredSizeOf(const CleanupPlan::Item& item,
                                                const TidraDeletionService::Result& result) {
   const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);
@@ -245,7 +245,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     tell();
     auto refusal = candidate.refusal;
     if (!refusal) refusal = reasonToKeep(guard, candidate, setting.options.force);
-    // Looking at every process takes a while.
+    // Taking the usage snapshot takes a while.
     if (isCancelled(setting.service.shouldCancel)) break;
     TidraDeletionService::Result result = TidraDeletionFailure{candidate.item.path, refusal.value_or("")};
     if (!refusal) {
@@ -264,7 +264,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     ++progress.itemsDone;
     progress.bytesDone = saturatedSum(progress.bytesDone, candidate.item.bytes);
   }
-  // The last item may have been broken off, after which nothing else is begun either.
+  // If the last item was interrupted, nothing else was begun.
   outcome.cancelled = isCancelled(setting.service.shouldCancel);
   progress.currentPath.clear();
   tell();

@@ -1,5 +1,5 @@
-// From a scan's outcome or a written plan to what becomes of each item. The terminal program, the desktop application
-// and the unattended agent all run this.
+// From a scan's outcome or a plan to the removal of each item. Shared by terminal program, desktop application and
+// agent.
 #pragma once
 
 #include <cstdint>
@@ -16,21 +16,21 @@
 
 namespace tidra {
 
-/// An item of a plan with what is known of it besides.
+/// An item of a plan with its scan data.
 struct CleanupCandidate {
   CleanupPlan::Item item;
-  std::optional<ScanReportItem> reported;  // absent for a path that no rule names
-  std::optional<FileIdentity> identity;    // seen by the scan
-  std::optional<std::string> project;      // the project's folder; absent outside projects
-  std::optional<std::string> refusal;  // why it must not be removed, the rest of a sentence that begins with its path
+  std::optional<ScanReportItem> reported;  // absent for a path that no rule matches
+  std::optional<FileIdentity> identity;    // device and inode from the scan
+  std::optional<std::string> project;      // project folder; absent outside projects
+  std::optional<std::string> refusal;      // why it must stay: the rest of a sentence after its path
 };
 
 struct CleanupOptions {
-  bool force = false;          // also what a keep file or its use protects
-  bool allowAnyPath = false;   // also paths that no rule names
-  bool takesUnproven = false;  // also projects' findings that nothing shows a tool to have made
+  bool force = false;          // ignore keep files and use by processes
+  bool allowAnyPath = false;   // include paths that no rule matches
+  bool takesUnproven = false;  // include findings of projects without evidence
 
-  /// From then on nothing more is looked at; what is returned is incomplete and no selection. Absent: never.
+  /// Polled; once true, the result is incomplete and must not be used as a selection. Absent: never.
   std::function<bool()> shouldCancel = {};
 };
 
@@ -38,16 +38,16 @@ struct CleanupOptions {
 std::vector<CleanupCandidate> candidatesOf(const std::vector<ScanReportItem>& items, const ScanOutcome& outcome,
                                            const TidraPathResolver& resolver, const CleanupOptions& options);
 
-/// What a selection leaves to a person, because nothing shows that a tool made it.
+/// Findings without evidence, which a selection leaves to the user.
 struct UnprovenFindings {
   std::size_t count = 0;
   std::int64_t bytes = 0;
 };
 UnprovenFindings unprovenIn(const ScanReport& report);
 
-/// Everything that a scan has found, the largest first, without what unprovenIn() counts unless the options take that,
-/// and without what goes with something that holds it. Those that a keep file or their use protects, and those that
-/// hold a finding that stays, carry a refusal.
+/// Returns all findings of a scan, largest first, without those of unprovenIn() (unless selected by option) and those
+/// inside another one. Findings protected by a keep file or by use, and those that contain a finding that stays, have a
+/// refusal.
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
                                                const CleanupOptions& options);
 
@@ -65,21 +65,20 @@ CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, Dis
                             const ScanRequest& request, std::optional<std::string> reason = {});
 
 struct CheckedPlan {
-  std::vector<CleanupCandidate> candidates;  // in the order of the plan's items, without those inside another one
-  std::vector<std::string> notes;            // for people: what could not be read and why
+  std::vector<CleanupCandidate> candidates;  // in plan order, without those inside another one
+  std::vector<std::string> notes;            // for display: what could not be read and why
 };
 
-/// Looks at the items of a plan again: each must still be something that the rules name, and of no higher tier than the
-/// plan says. `request` tells catalog, exclusions and circumstances; its roots and categories are replaced by what the
-/// items need.
+/// Checks a plan against a new scan: each item must still match a rule, with a tier no higher than planned. `request`
+/// supplies catalog, exclusions and environment; its roots and categories are replaced by what the items need.
 CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& options);
 
 struct CleanupProgress {
   std::size_t itemsDone = 0;
   std::size_t items = 0;
   std::int64_t bytesDone = 0;
-  std::int64_t bytes = 0;   // both as the scan found them
-  bool isEstimate = false;  // tools will remove some of it, which may free more or less
+  std::int64_t bytes = 0;   // both from the scan
+  bool isEstimate = false;  // tools remove some items, whose sizes may differ
   std::string currentPath;
 };
 
@@ -91,19 +90,19 @@ struct CleanupSetting {
   bool dryRun = false;
   std::function<void(const CleanupProgress&)> onProgress;  // before each item and at the end; on the caller's thread
 
-  /// What became of each item, right after it, and the bytes that it counts for in every sum; 0 for a failure. What
-  /// this or onProgress throws ends the removal there.
+  /// Called after each item with its result and the bytes it adds to every sum; 0 for a failure. Exceptions of this and
+  /// onProgress end the removal.
   std::function<void(const CleanupCandidate&, const TidraDeletionService::Result&, std::int64_t bytes)> onResult;
 };
 
 struct CleanupOutcome {
   DisposalOutcome disposal;                // refused candidates are among the failures
-  std::vector<UnmeasuredSize> unmeasured;  // in the order of their receipts; in a dry run too
-  std::vector<std::string> remainders;     // a sentence for each receipt of which something stays
-  bool cancelled = false;                  // what was not begun by then is in neither list
+  std::vector<UnmeasuredSize> unmeasured;  // in the order of their receipts; also in a dry run
+  std::vector<std::string> remainders;     // one sentence per receipt of which something stays
+  bool cancelled = false;                  // items not begun are in neither list
 };
 
-/// Removes candidates one after another. What protects an item is asked again right before it is removed.
+/// Removes candidates in order. Checks keep files and use again right before each removal.
 CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const CleanupSetting& setting);
 
 }  // namespace tidra

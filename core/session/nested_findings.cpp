@@ -14,7 +14,7 @@ namespace {
 
 using Indices = std::unordered_map<std::string_view, std::size_t>;
 
-/// Calls `use` with the index of each finding whose place lies above the given one, the nearest first.
+/// Calls `use` with the index of each finding whose path is an ancestor, nearest first.
 template <class Use>
 void forEachHolder(const Indices& byPlace, std::string_view place, Use use) {
   for (auto slash = place.rfind('/'); slash != std::string_view::npos && slash > 0; slash = place.rfind('/')) {
@@ -63,7 +63,7 @@ void raiseHolders(std::vector<ScanArtifactFinding>& findings, const std::vector<
     };
     const std::string held =
         fmt::format("Holds {} ({}), which is of this tier", inner.label, resolver.displayPath(inner.place));
-    // The walk and a probe met the same folder: the probe knows better what it is.
+    // The walk and a probe found the same folder: the probe's data is more specific.
     if (const auto same = byPlace.find(inner.place); same != byPlace.end()) {
       raise(findings[same->second], inner.hint.value_or(held));
     }

@@ -1,4 +1,4 @@
-// Findings inside other findings. Removing the outer one takes the inner one along, whatever that one's tier is.
+// Nested findings: removing the outer one also removes the inner one, whatever its tier.
 #pragma once
 
 #include <functional>
@@ -12,7 +12,7 @@
 
 namespace tidra {
 
-/// A finding of a scan that lies in another one, which is outside projects.
+/// A pair of findings, the outer one outside projects.
 struct NestedFinding {
   std::string outer;  // paths
   std::string inner;
@@ -21,22 +21,21 @@ struct NestedFinding {
   bool operator==(const NestedFinding&) const = default;
 };
 
-/// The places of findings on disk, links resolved, in the order of the findings; empty for those of tools. `known` has
-/// the places of some by path.
+/// Returns the paths of findings with symbolic links resolved, in the same order; empty for those of tools. `known` has
+/// some of them by path.
 std::vector<std::string> placesOf(const std::vector<ScanArtifactFinding>& findings,
                                   const std::map<std::string, std::string>& known);
 
-/// Raises the tier of each finding that holds a place which is no finding of its own but of a higher tier, and says so
-/// in its hint.
+/// Raises the tier of findings that contain a path of a higher tier which is no finding itself; notes it in their hint.
 void raiseHolders(std::vector<ScanArtifactFinding>& findings, const std::vector<std::string>& places,
                   const std::vector<CoveredPlace>& covered, const TidraPathResolver& resolver);
 
-/// Every pair, the innermost outer findings first.
+/// Returns every pair, innermost outer findings first.
 std::vector<NestedFinding> nestedFindings(const std::vector<ScanArtifactFinding>& findings,
                                           const std::vector<std::string>& places);
 
-/// Drops the findings of projects that are part of one outside projects for which `isShown`, unless their tier is the
-/// higher one, and with them their pairs.
+/// Drops findings of projects that lie in a finding outside projects for which `isShown`, unless their tier is higher;
+/// also drops their pairs.
 void dropPartsOfPlaces(std::vector<ScanArtifactFinding>& findings, std::vector<NestedFinding>& nested,
                        const std::function<bool(const ScanArtifactFinding&)>& isShown);
 

@@ -13,7 +13,7 @@
 namespace tidra {
 namespace {
 
-/// The rest of a sentence that begins with "is in use: ".
+/// Returns the rest of a sentence after "is in use: ".
 std::string described(const PlaceUse& use, const std::string& place) {
   const auto user = fmt::format("{} (process {})", escapedForTerminal(use.program), use.process);
   const std::string path = escapedForTerminal(use.path);
@@ -37,7 +37,7 @@ std::string described(const PlaceUse& use, const std::string& place) {
   return user;
 }
 
-/// A keep file is a veto, so it is looked whose it is.
+/// A keep file is a veto, so its owner matters.
 bool holdsKeepFile(const std::string& folder) {
   const auto file = pathFacts(joinedPath(folder, RemovalGuard::keepFile));
   const auto facts = file ? followedFacts(folder) : file.failure();
@@ -55,11 +55,11 @@ std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
     return fmt::format("is kept by {}", escapedForTerminal(joinedPath(*keeper, keepFile)));
   }
   const std::string place = realPathOrSame(path);
-  if (isSameOrInside(home_, place)) return std::nullopt;  // protected whoever uses it
+  if (isSameOrInside(home_, place)) return std::nullopt;  // protected anyway
   if (const auto use = usage_.userOf(place)) return fmt::format("is in use: {}", described(*use, place));
   if (!project) return std::nullopt;
   const std::string folder = realPathOrSame(*project);
-  // Whoever works in the home folder, or in what holds it, does not work on a project for that.
+  // Working in the home folder, or above it, does not mean working on the project.
   if (isSameOrInside(home_, folder)) return std::nullopt;
   const auto use = usage_.workerIn(folder);
   if (use && use->kind != UseKind::workingFolder) {
@@ -73,7 +73,7 @@ std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
   return std::nullopt;
 }
 
-/// The folder whose keep file counts for this path.
+/// Returns the folder whose keep file applies to this path.
 std::optional<std::string> RemovalGuard::keeperOf(const std::string& path, const std::optional<std::string>& project) {
   for (const std::string& folder : {path, project.value_or(path)}) {
     if (holdsKeepFile(folder)) return folder;
@@ -88,7 +88,7 @@ std::optional<std::string> RemovalGuard::keeperAround(const std::string& folder)
   return marked ? std::optional<std::string>(*marked) : std::nullopt;
 }
 
-/// Whoever stands at the top of a repository works on all of it; in a package beside the project, only on that.
+/// Working at the top of a repository includes all of it; working in a sibling package does not.
 std::optional<PlaceUse> RemovalGuard::workerAround(const std::string& project) {
   const auto repository = repositories_.of(project);
   if (!repository || isSameOrInside(home_, *repository)) return std::nullopt;
@@ -99,7 +99,7 @@ std::optional<PlaceUse> RemovalGuard::workerAround(const std::string& project) {
   return std::nullopt;
 }
 
-/// Where there is much to look through, it is looked at less often.
+/// Expensive snapshots are taken less often: at most a tenth of the time.
 void RemovalGuard::refresh() {
   using Clock = std::chrono::steady_clock;
   constexpr std::chrono::seconds shortest{2};

@@ -1,4 +1,4 @@
-// What keeps a finding from being removed although its tier would allow it.
+// Vetoes on removal: keep files and use by processes.
 #pragma once
 
 #include <chrono>
@@ -32,7 +32,7 @@ class RemovalGuard {
   std::optional<PlaceUse> workerAround(const std::string& project);
   void refresh();
 
-  std::string home_;  // without links
+  std::string home_;  // symbolic links resolved
   UsageSnapshot usage_;
   RepositoryFinder repositories_;
   MarkedFolderFinder keepers_{keepFile};
