@@ -1,4 +1,4 @@
-// The one way in which documents of the hub become text and come back.
+// JSON encoding and decoding of the hub's documents.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 namespace tidra {
 
-/// Objects have sorted keys, slashes are not escaped, dates are ISO 8601 in UTC and whole seconds, and what is absent
-/// is left out. Texts that are not UTF-8 come out with U+FFFD; nothing throws for them.
+/// Keys are sorted, slashes unescaped, dates ISO 8601 in UTC and whole seconds, absent values omitted. Invalid UTF-8
+/// becomes U+FFFD.
 struct HubJSON {
   template <class T>
   static std::string compact(const T& document) {
@@ -21,8 +21,8 @@ struct HubJSON {
     return jsonText(JsonCodec<T>::encode(document), true);
   }
 
-  /// Throws DecodingError, which begins with `what`, for text that is no such document, that is longer than `mostBytes`
-  /// or nested deeper than 100 levels.
+  /// Throws DecodingError, which begins with `what`, for a text that is not such a document, longer than `mostBytes` or
+  /// nested deeper than 100 levels.
   template <class T>
   static T decode(std::string_view text, const std::string& what, std::size_t mostBytes = mostForeignJsonBytes) {
     return JsonCodec<T>::decode(parseForeignJson(text, what, mostBytes), what);

@@ -1,4 +1,4 @@
-// What the hub keeps of its hosts, and what it shows of them. docs/hub.md describes the files.
+// The hub's stored records and views of hosts. Files: docs/hub.md.
 #pragma once
 
 #include <array>
@@ -40,7 +40,7 @@ struct HubEvent {
 
   TimePoint time{};
   Kind kind = Kind::reportReceived;
-  std::optional<std::string> host;  // absent: it concerns no host
+  std::optional<std::string> host;  // absent: concerns no host
   std::string message;              // for people
   std::optional<std::int64_t> bytes;
 
@@ -61,7 +61,7 @@ struct EnumTable<HubEvent::Kind> {
   };
 };
 
-/// What stays of each accepted report.
+/// The part of each accepted report that is kept.
 struct HubHistoryPoint {
   TimePoint time{};  // of arrival
   std::int64_t reclaimableBytes = 0;
@@ -79,13 +79,12 @@ struct HubHostFile {
 
   std::string host;
   TimePoint firstSeen{};     // arrival of the first accepted report
-  TimePoint lastSeen{};      // and of the latest one
+  TimePoint lastSeen{};      // arrival of the latest one
   std::int64_t reports = 0;  // accepted
   HubHostReport latest;
   std::vector<HubHistoryPoint> history;  // oldest first
   std::optional<std::string> note;       // an administrator's
-  /// When the host's audit log was last seen to have been cut or rewritten; absent: never, or an administrator has
-  /// written the note since.
+  /// When the host's audit log was last found truncated or rewritten; absent: never, or acknowledged by a note since.
   std::optional<TimePoint> lastAuditRewind;
 
   bool operator==(const HubHostFile&) const = default;

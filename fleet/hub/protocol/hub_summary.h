@@ -1,4 +1,4 @@
-// The fleet in figures.
+// The fleet's summary.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace tidra {
 
-/// Sums stop at the largest figure of their type.
+/// Sums saturate.
 struct HubSummary {
   struct HostBytes {
     std::string host;
@@ -77,15 +77,15 @@ struct HubSummary {
   std::int64_t failuresTotal = 0;
   std::int64_t failuresLast24h = 0;
   std::int64_t quarantineBytes = 0;
-  std::int64_t volumeTotalBytes = 0;  // both over the hosts that report both
+  std::int64_t volumeTotalBytes = 0;  // these two: over hosts that report both
   std::int64_t volumeAvailableBytes = 0;
   std::int64_t hostsLowDisk = 0;          // less than 10 % of the volume free
   std::vector<HostBytes> topReclaimable;  // most first; no hosts without any
-  std::vector<HostBytes> topFreed;        // the same
+  std::vector<HostBytes> topFreed;        // most first
   std::vector<HostDisk> lowestDisk;       // the smallest free fraction first
   std::vector<RuleBytes> topRules;        // most bytes first
-  std::vector<RecentRun> recentRuns;      // newest first, one a host
-  std::vector<DayPoint> trend;            // oldest first, the last is the present day; empty without hosts
+  std::vector<RecentRun> recentRuns;      // newest first, one per host
+  std::vector<DayPoint> trend;            // oldest first, ending today; empty without hosts
   std::int64_t staleAfterSeconds = 0;
 
   bool operator==(const HubSummary&) const = default;
