@@ -2,18 +2,16 @@
 #include "core/platform/held_folder.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "core/platform/path_text.h"
+#include "tests/support/matchers.h"
 #include "tests/support/message_of.h"
 #include "tests/support/temporary_tree.h"
 
 namespace tidra {
 namespace {
-
-using testing::HasSubstr;
 
 class HeldFolderTest : public testing::Test {
  protected:

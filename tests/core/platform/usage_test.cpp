@@ -3,11 +3,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,44 +14,11 @@
 #include <functional>
 
 #include "core/platform/files.h"
+#include "tests/support/other_process.h"
 #include "tests/support/temporary_tree.h"
 
 namespace tidra {
 namespace {
-
-/// Another process that performs an action and then waits until the object is destroyed. What it has started ends with
-/// it.
-class OtherProcess {
- public:
-  explicit OtherProcess(const std::function<void()>& act) {
-    std::array<int, 2> ready{};
-    if (::pipe(ready.data()) != 0) return;
-    process_ = ::fork();
-    if (process_ == 0) {
-      ::setpgid(0, 0);
-      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-      act();
-      if (::write(ready[1], "x", 1) == 1) ::pause();
-      ::_exit(0);
-    }
-    ::setpgid(process_, process_);
-    char byte = 0;
-    EXPECT_EQ(::read(ready[0], &byte, 1), 1);
-    ::close(ready[0]);
-    ::close(ready[1]);
-  }
-  ~OtherProcess() {
-    ::kill(-process_, SIGKILL);
-    ::waitpid(process_, nullptr, 0);
-  }
-  OtherProcess(const OtherProcess&) = delete;
-  OtherProcess& operator=(const OtherProcess&) = delete;
-
-  pid_t id() const { return process_; }
-
- private:
-  pid_t process_ = -1;
-};
 
 class Usage : public testing::Test {
  protected:
