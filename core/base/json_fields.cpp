@@ -14,7 +14,7 @@ namespace {
   throw DecodingError(fmt::format("{} must be {}", where, expected));
 }
 
-/// Throws DecodingError for what nests deeper, before anything is built of it.
+/// Throws DecodingError for deeper nesting before building anything: guards against stack exhaustion.
 void requireShallow(std::string_view text, int mostLevels, const std::string& what) {
   int level = 0;
   bool inText = false;
@@ -32,7 +32,7 @@ void requireShallow(std::string_view text, int mostLevels, const std::string& wh
   }
 }
 
-/// `offset` is where the text stops being JSON.
+/// `offset` is the position of the syntax error.
 [[noreturn]] void failSyntax(std::string_view text, std::size_t offset, const std::string& what) {
   const std::string_view before = text.substr(0, std::min(offset, text.size()));
   const auto line = std::count(before.begin(), before.end(), '\n') + 1;
@@ -41,7 +41,7 @@ void requireShallow(std::string_view text, int mostLevels, const std::string& wh
   throw DecodingError(fmt::format("{} is not valid JSON (line {}, column {})", what, line, column));
 }
 
-/// Follows the parser through the objects and refuses keys that stand twice.
+/// Parser callback that refuses duplicate keys.
 class KeyCheck {
  public:
   explicit KeyCheck(const std::string& what) : what_(what) {}
@@ -74,7 +74,7 @@ class KeyCheck {
 
 nlohmann::json parseWith(std::string_view text, const std::string& what,
                          const nlohmann::json::parser_callback_t& callback) {
-  // The parser takes a NUL for the end of the text and would not look at what follows.
+  // The parser stops at a NUL and would ignore the rest.
   if (const auto nul = text.find('\0'); nul != std::string_view::npos) failSyntax(text, nul, what);
   try {
     return nlohmann::json::parse(text, callback);
@@ -194,7 +194,7 @@ std::optional<std::string> JsonObjectReader::optionalBytes(const char* key) cons
   if (const auto exact = optional<std::string>(exactKey.c_str())) {
     auto bytes = base64Decoded(*exact);
     if (!bytes) failType(place(exactKey), "base64");
-    // What a person reads, or has edited, must be what counts.
+    // The readable text, which users may have edited, must agree with the bytes.
     if (required<std::string>(key) != replacingInvalidUtf8(*bytes)) {
       throw DecodingError(fmt::format("{} and {} name different things", place(key), place(exactKey)));
     }

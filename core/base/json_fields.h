@@ -125,10 +125,10 @@ struct JsonCodec<std::map<std::string, T>> {
   }
 };
 
-/// Reads the fields of one object. `where` is the place of the object in its document, as error messages show it.
+/// Reads the fields of one object. `where` is its place in the document for error messages.
 class JsonObjectReader {
  public:
-  /// Keeps a reference to `object`. Throws DecodingError when it is not an object.
+  /// `object` must outlive this. Throws DecodingError when it is not an object.
   JsonObjectReader(const nlohmann::json& object, std::string where);
 
   /// Throws DecodingError when the key is missing or null.
@@ -139,7 +139,7 @@ class JsonObjectReader {
     return JsonCodec<T>::decode(*value, place(key));
   }
 
-  /// None when the key is absent or null.
+  /// Returns nullopt when the key is missing or null.
   template <class T>
   std::optional<T> optional(const char* key) const {
     const nlohmann::json* value = find(key);

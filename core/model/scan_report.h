@@ -1,4 +1,4 @@
-// A scan as a document: what the terminal prints with --json, what a policy evaluates, what a fleet report summarises.
+// A scan as a document: printed with --json, evaluated by policies, summarised in fleet reports.
 #pragma once
 
 #include <cstdint>
@@ -27,9 +27,9 @@ struct TidraReportSchema {
 struct ScanReportItem {
   std::string id;           // StableID of the path
   std::string path;         // of the finding
-  std::string displayPath;  // for people: the home folder as "~"
+  std::string displayPath;  // for display: home folder as "~"
   std::string label;
-  std::int64_t bytes = 0;  // sizes and sums beyond 63 bits stay at the largest figure
+  std::int64_t bytes = 0;  // saturating at 63 bits, like all sums
   ArtifactSafetyTier tier = ArtifactSafetyTier::safe;
   std::string ecosystem;
   std::string category;  // key of a system-scan category, "project" or "python"
@@ -58,16 +58,16 @@ struct ScanReport {
   std::string scanRoot;  // several roots are joined with ", "
   std::string home;
   double durationSeconds = 0;
-  bool partial = false;  // cancelled or cut short
+  bool partial = false;  // cancelled
   std::int64_t totalBytes = 0;
   std::map<std::string, std::int64_t> bytesByTier;
   std::map<std::string, std::int64_t> bytesByCategory;
   std::map<std::string, std::int64_t> bytesByEcosystem;
   std::int64_t projectCount = 0;
-  std::optional<TidraVolumeSpaceReader::Space> volume;  // of the scan root; absent when it cannot be read
+  std::optional<TidraVolumeSpaceReader::Space> volume;  // of the scan root; absent if unreadable
   std::vector<ScanReportItem> items;
 
-  /// What a report takes besides its findings.
+  /// Inputs of a report besides its findings.
   struct Circumstances {
     std::string catalogVersion;
     TimePoint generatedAt{};
@@ -80,7 +80,7 @@ struct ScanReport {
     ActivityThresholds thresholds;
   };
 
-  /// One item per finding, in their order.
+  /// Returns a report with one item per finding, in the same order.
   static ScanReport make(const std::vector<ScanArtifactFinding>& findings, const ScanAggregate& aggregate,
                          const TidraPathResolver& resolver, const Circumstances& circumstances);
 
