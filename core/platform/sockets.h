@@ -1,5 +1,5 @@
-// Stream sockets: listening on IPv4, connecting to any address family. All are close-on-exec and non-blocking: waits end
-// at their timeout, if any, and when the stop signal is raised. Failures are returned, not thrown.
+// Stream sockets: listening on IPv4, connecting to any address family. All are close-on-exec and non-blocking: waits
+// end at their timeout, if any, and when the stop signal is raised. Failures are returned, not thrown.
 #pragma once
 
 #include <netinet/in.h>
