@@ -15,26 +15,10 @@
 namespace tidra {
 namespace {
 
-std::optional<std::string> projectOf(const ScanReportItem& item) {
-  if (item.source == ArtifactSource::projectWalk) return item.group;
-  return std::nullopt;
-}
-
-CleanupCandidate makeCandidate(const ScanReportItem& reported, const ScanOutcome& outcome) {
-  CleanupCandidate candidate{.item = CleanupPlan::Item::make(reported),
-                             .reported = reported,
-                             .identity = std::nullopt,
-                             .project = projectOf(reported),
-                             .refusal = std::nullopt};
-  const auto identity = outcome.identities.find(reported.path);
-  if (identity != outcome.identities.end()) candidate.identity = identity->second;
-  return candidate;
-}
-
 bool isCancelled(const std::function<bool()>& shouldCancel) { return shouldCancel && shouldCancel(); }
 
 std::optional<std::string> reasonToKeep(RemovalGuard& guard, const CleanupCandidate& candidate, bool force) {
-  if (force || isToolBackedTarget(candidate.item.path)) return std::nullopt;
+  if (force) return std::nullopt;
   auto reason = guard.reasonToKeep(candidate.item.path, candidate.project);
   if (reason) *reason += "; --force removes it all the same";
   return reason;
@@ -108,7 +92,33 @@ std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const Cleanu
                      rawValue(item.tier));
 }
 
-void dropParts(std::vector<CleanupCandidate>& candidates, const std::set<std::string>& parts) {
+/// Settles what lies in what. A candidate gets a refusal when it holds a finding that stays: one of a higher tier that
+/// is no candidate, or one whose candidate carries a refusal. Candidates that go with one that holds them need no
+/// removal of their own and are dropped; that one takes the highest tier of them.
+void settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<NestedFinding>& nested) {
+  if (nested.empty()) return;
+  std::map<std::string_view, CleanupCandidate*> byPath;
+  for (CleanupCandidate& candidate : candidates) byPath.emplace(candidate.item.path, &candidate);
+  // The innermost come first, so that what holds a withheld one is withheld too.
+  for (const NestedFinding& pair : nested) {
+    const auto outer = byPath.find(pair.outer);
+    if (outer == byPath.end() || outer->second->refusal) continue;
+    const auto inner = byPath.find(pair.inner);
+    if (inner != byPath.end() && inner->second->refusal) {
+      outer->second->refusal = pair.reasonToKeepOuter(*inner->second->refusal);
+    } else if (inner == byPath.end() && pair.innerTier > outer->second->item.tier) {
+      outer->second->refusal = pair.reasonOfUnselectedInner();
+    }
+  }
+  std::set<std::string> parts;
+  for (const NestedFinding& pair : nested) {
+    const auto outer = byPath.find(pair.outer);
+    if (outer == byPath.end() || outer->second->refusal || !byPath.contains(pair.inner)) continue;
+    parts.insert(pair.inner);
+    // Whoever agrees to the outer one, now or in a plan, agrees to what goes with it.
+    auto& tier = outer->second->item.tier;
+    tier = std::max(tier, pair.innerTier);
+  }
   std::erase_if(candidates, [&](const auto& candidate) { return parts.contains(candidate.item.path); });
 }
 
@@ -130,16 +140,20 @@ std::int64_t countedBytes(const TidraDeletionService::Result& result, const std:
 
 }  // namespace
 
-std::vector<CleanupCandidate> candidatesOf(const std::vector<ScanReportItem>& items, const ScanOutcome& outcome,
-                                           const TidraPathResolver& resolver, const CleanupOptions& options) {
-  std::vector<CleanupCandidate> candidates;
-  RemovalGuard guard(resolver);
-  for (const ScanReportItem& item : items) {
-    if (isCancelled(options.shouldCancel)) break;
-    auto& candidate = candidates.emplace_back(makeCandidate(item, outcome));
-    candidate.refusal = reasonToKeep(guard, candidate, options.force);
-  }
-  return candidates;
+std::optional<std::string> projectOf(const ScanReportItem& item) {
+  if (item.source == ArtifactSource::projectWalk) return item.group;
+  return std::nullopt;
+}
+
+CleanupCandidate candidateOf(const ScanReportItem& reported, const ScanOutcome& outcome) {
+  CleanupCandidate candidate{.item = CleanupPlan::Item::make(reported),
+                             .reported = reported,
+                             .identity = std::nullopt,
+                             .project = projectOf(reported),
+                             .refusal = std::nullopt};
+  const auto identity = outcome.identities.find(reported.path);
+  if (identity != outcome.identities.end()) candidate.identity = identity->second;
+  return candidate;
 }
 
 UnprovenFindings unprovenIn(const ScanReport& report) {
@@ -152,47 +166,17 @@ UnprovenFindings unprovenIn(const ScanReport& report) {
   return unproven;
 }
 
-std::set<std::string> settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<NestedFinding>& nested,
-                                   std::map<std::string, std::string> spared, const std::set<std::string>& going) {
-  if (nested.empty()) return {};
-  std::map<std::string_view, CleanupCandidate*> byPath;
-  for (CleanupCandidate& candidate : candidates) {
-    byPath.emplace(candidate.item.path, &candidate);
-    if (candidate.refusal) spared.emplace(candidate.item.path, *candidate.refusal);
-  }
-  const auto shown = [](const std::string& path) { return escapedForTerminal(path); };
-  // The innermost come first, so that what holds a withheld one is withheld too.
-  for (const NestedFinding& pair : nested) {
-    const auto outer = byPath.find(pair.outer);
-    if (outer == byPath.end() || outer->second->refusal) continue;
-    auto& refusal = outer->second->refusal;
-    if (const auto reason = spared.find(pair.inner); reason != spared.end()) {
-      refusal = fmt::format("holds {}, which {}", shown(pair.inner), reason->second);
-    } else if (!byPath.contains(pair.inner) && !going.contains(pair.inner) &&
-               pair.innerTier > outer->second->item.tier) {
-      refusal = fmt::format("holds {} of tier {}, which is not selected", shown(pair.inner), rawValue(pair.innerTier));
-    }
-    if (refusal) spared.emplace(pair.outer, *refusal);
-  }
-  std::set<std::string> parts;
-  for (const NestedFinding& pair : nested) {
-    const auto outer = byPath.find(pair.outer);
-    if (outer == byPath.end() || outer->second->refusal || !byPath.contains(pair.inner)) continue;
-    parts.insert(pair.inner);
-    // Whoever agrees to the outer one, now or in a plan, agrees to what goes with it.
-    auto& tier = outer->second->item.tier;
-    tier = std::max(tier, pair.innerTier);
-  }
-  return parts;
-}
-
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
                                                const CleanupOptions& options) {
-  std::vector<ScanReportItem> items;
-  std::copy_if(outcome.report.items.begin(), outcome.report.items.end(), std::back_inserter(items),
-               [&](const ScanReportItem& item) { return options.takesUnproven || !lacksEvidence(item); });
-  auto candidates = candidatesOf(items, outcome, resolver, options);
-  dropParts(candidates, settleNested(candidates, outcome.nested));
+  std::vector<CleanupCandidate> candidates;
+  RemovalGuard guard(resolver);
+  for (const ScanReportItem& item : outcome.report.items) {
+    if (isCancelled(options.shouldCancel)) break;
+    if (!options.takesUnproven && lacksEvidence(item)) continue;
+    auto& candidate = candidates.emplace_back(candidateOf(item, outcome));
+    candidate.refusal = reasonToKeep(guard, candidate, options.force);
+  }
+  settleNested(candidates, outcome.nested);
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const auto& a, const auto& b) { return a.item.bytes > b.item.bytes; });
   return candidates;
@@ -212,7 +196,7 @@ CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const Cleanu
   const TidraPathResolver resolver = request.resolver;
   const ScanOutcome outcome = runScan(narrowed(std::move(request), plan));
   std::map<std::string_view, CleanupCandidate> found;
-  for (const ScanReportItem& item : outcome.report.items) found.emplace(item.path, makeCandidate(item, outcome));
+  for (const ScanReportItem& item : outcome.report.items) found.emplace(item.path, candidateOf(item, outcome));
   RemovalGuard guard(resolver);
   CheckedPlan checked{.candidates = {}, .notes = outcome.notes};
   for (const CleanupPlan::Item& item : plan.items) {
@@ -223,7 +207,7 @@ CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const Cleanu
     candidate.item = item;
     if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }
-  dropParts(checked.candidates, settleNested(checked.candidates, outcome.nested));
+  settleNested(checked.candidates, outcome.nested);
   return checked;
 }
 

@@ -34,9 +34,11 @@ struct CleanupOptions {
   std::function<bool()> shouldCancel = {};
 };
 
-/// Findings of a scan in the given order. Those that a keep file or their use protects carry a refusal.
-std::vector<CleanupCandidate> candidatesOf(const std::vector<ScanReportItem>& items, const ScanOutcome& outcome,
-                                           const TidraPathResolver& resolver, const CleanupOptions& options);
+/// The folder of the project that an item belongs to; none outside projects.
+std::optional<std::string> projectOf(const ScanReportItem& item);
+
+/// An item of a scan's report, with what the scan knows of it. Nothing is looked at that could keep it.
+CleanupCandidate candidateOf(const ScanReportItem& reported, const ScanOutcome& outcome);
 
 /// Findings without evidence, which a selection leaves to the user.
 struct UnprovenFindings {
@@ -50,15 +52,6 @@ UnprovenFindings unprovenIn(const ScanReport& report);
 /// refusal.
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
                                                const CleanupOptions& options);
-
-/// Settles what lies in what. A candidate gets a refusal when it holds a finding that stays: one of a higher tier that
-/// is no candidate, one whose candidate carries a refusal, or one of `spared`, which has reasons by path (the rest of a
-/// sentence that begins with that path). `going` are findings that need not be candidates to go. Returns the paths of
-/// the candidates that go with one that holds them and need no removal of their own; that one takes the highest tier of
-/// them.
-std::set<std::string> settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<NestedFinding>& nested,
-                                   std::map<std::string, std::string> spared = {},
-                                   const std::set<std::string>& going = {});
 
 /// The plan of those candidates that carry no refusal.
 CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, DisposalMethod method,

@@ -6,6 +6,7 @@
 #include <set>
 #include <unordered_map>
 
+#include "core/base/text.h"
 #include "core/platform/path_text.h"
 #include "core/scan/place_set.h"
 
@@ -34,6 +35,14 @@ Indices indicesOf(const std::vector<ScanArtifactFinding>& findings, const std::v
 }
 
 }  // namespace
+
+std::string NestedFinding::reasonToKeepOuter(const std::string& innerReason) const {
+  return fmt::format("holds {}, which {}", escapedForTerminal(inner), innerReason);
+}
+
+std::string NestedFinding::reasonOfUnselectedInner() const {
+  return fmt::format("holds {} of tier {}, which is not selected", escapedForTerminal(inner), rawValue(innerTier));
+}
 
 std::vector<std::string> placesOf(const std::vector<ScanArtifactFinding>& findings,
                                   const std::map<std::string, std::string>& known) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "core/base/text.h"
+#include "core/model/scan_artifact_finding.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/held_folder.h"
@@ -50,6 +51,7 @@ RemovalGuard::RemovalGuard(const TidraPathResolver& resolver) : home_(realPathOr
 
 std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
                                                       const std::optional<std::string>& project) {
+  if (isToolBackedTarget(path)) return std::nullopt;
   refresh();
   if (const auto keeper = keeperOf(path, project)) {
     return fmt::format("is kept by {}", escapedForTerminal(joinedPath(*keeper, keepFile)));

@@ -22,8 +22,8 @@ class RemovalGuard {
   /// where everybody may write does not count. A process that works in it or its project, runs from there or was
   /// started with something there, that has locked, mapped or opened a file in it, and one that works in a folder
   /// between the project and the top of the repository around it; that of the home folder is none. `project` is the
-  /// project's folder; absent outside projects. Looks at the processes, and at folders above the project, again when
-  /// that was some seconds ago.
+  /// project's folder; absent outside projects. Nothing speaks against a tool's target. Looks at the processes, and at
+  /// folders above the project, again when that was some seconds ago.
   std::optional<std::string> reasonToKeep(const std::string& path, const std::optional<std::string>& project);
 
  private:

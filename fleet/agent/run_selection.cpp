@@ -2,70 +2,99 @@
 
 #include <fmt/format.h>
 
-#include <map>
-#include <set>
+#include <string_view>
+#include <unordered_map>
 
-#include "core/model/removal_leftover.h"
-#include "core/platform/path_text.h"
+#include "core/session/removal_guard.h"
 
 namespace tidra {
 namespace {
 
-void selectLeftovers(PolicyDecision& decision) {
-  std::erase_if(decision.skipped, [&](const PolicyDecision::Skipped& skipped) {
-    using enum SkipReason;
-    if (skipped.reason == tierNeverRemoved || skipped.reason == tierNotAutoCleaned || skipped.reason == pathProtected ||
-        !RemovalLeftover::isEither(lastPathComponent(skipped.item.path))) {
-      return false;
-    }
-    decision.selected.push_back(skipped.item);
-    decision.plan.items.push_back(CleanupPlan::Item::make(skipped.item));
-    return true;
-  });
-}
+/// What keeps an item besides the policy: a keep file, its use, or something in it that stays.
+class Selector {
+ public:
+  using Faults = PolicyEvaluator::Faults;
 
-/// Why the items stay that the policy forbids; what is only too small or beyond a budget may go with what holds it.
-std::map<std::string, std::string> forbiddenBy(const PolicyDecision& decision) {
-  std::map<std::string, std::string> reasons;
-  for (const PolicyDecision::Skipped& skipped : decision.skipped) {
-    using enum SkipReason;
-    if (skipped.reason == tooSmall || skipped.reason == overBudget) continue;
-    reasons.emplace(skipped.item.path, fmt::format("the policy keeps ({})", rawValue(skipped.reason)));
+  Selector(const ScanOutcome& outcome, const TidraPathResolver& resolver, const std::function<bool()>& shouldCancel)
+      : items_(outcome.report.items), shouldCancel_(shouldCancel), guard_(resolver) {
+    if (outcome.nested.empty()) return;
+    for (std::size_t i = 0; i < items_.size(); ++i) byPath_.emplace(items_[i].path, i);
+    for (const NestedFinding& pair : outcome.nested) {
+      if (const auto outer = byPath_.find(pair.outer); outer != byPath_.end()) held_[outer->second].push_back(&pair);
+    }
   }
-  return reasons;
-}
+
+  /// The indices of what goes along with an item; none for one that stays.
+  std::optional<std::vector<std::size_t>> consent(std::size_t index, const Faults& faults) {
+    if (shouldCancel_ && shouldCancel_()) return std::nullopt;
+    if (const auto& reason = reasonToKeep(index, faults)) {
+      kept_.push_back({items_[index], *reason});
+      return std::nullopt;
+    }
+    std::vector<std::size_t> parts;
+    for (const NestedFinding* pair : heldBy(index)) {
+      const auto inner = byPath_.find(pair->inner);
+      if (inner != byPath_.end() && !faults[inner->second]) parts.push_back(inner->second);
+    }
+    return parts;
+  }
+
+  std::vector<KeptItem> takeKept() { return std::move(kept_); }
+
+ private:
+  const std::vector<const NestedFinding*>& heldBy(std::size_t index) const {
+    static const std::vector<const NestedFinding*> nothing;
+    const auto held = held_.find(index);
+    return held == held_.end() ? nothing : held->second;
+  }
+
+  /// Also of an item that the budget does not reach or that is too small: it would go along with what holds it.
+  const std::optional<std::string>& reasonToKeep(std::size_t index, const Faults& faults) {
+    if (const auto known = reasons_.find(index); known != reasons_.end()) return known->second;
+    const ScanReportItem& item = items_[index];
+    auto reason = guard_.reasonToKeep(item.path, projectOf(item));
+    for (const NestedFinding* pair : heldBy(index)) {
+      if (reason) break;
+      reason = reasonFrom(*pair, item.tier, faults);
+    }
+    return reasons_.emplace(index, std::move(reason)).first->second;
+  }
+
+  std::optional<std::string> reasonFrom(const NestedFinding& pair, ArtifactSafetyTier outerTier, const Faults& faults) {
+    if (const auto inner = byPath_.find(pair.inner); inner != byPath_.end()) {
+      const auto& fault = faults[inner->second];
+      if (fault && fault != SkipReason::tooSmall) {
+        return pair.reasonToKeepOuter(fmt::format("the policy keeps ({})", rawValue(*fault)));
+      }
+      if (const auto& reason = reasonToKeep(inner->second, faults)) return pair.reasonToKeepOuter(*reason);
+      if (!fault) return std::nullopt;
+    }
+    return pair.innerTier > outerTier ? std::optional(pair.reasonOfUnselectedInner()) : std::nullopt;
+  }
+
+  const std::vector<ScanReportItem>& items_;
+  const std::function<bool()>& shouldCancel_;
+  RemovalGuard guard_;
+  std::unordered_map<std::string_view, std::size_t> byPath_;                 // filled where findings are nested
+  std::unordered_map<std::size_t, std::vector<const NestedFinding*>> held_;  // by index of the outer one
+  std::unordered_map<std::size_t, std::optional<std::string>> reasons_;      // by index; none: it may go
+  std::vector<KeptItem> kept_;
+};
 
 }  // namespace
 
 RunSelection RunSelection::make(const ScanOutcome& outcome, const FleetPolicy& policy,
                                 const TidraPathResolver& resolver, const std::function<bool()>& shouldCancel) {
+  Selector selector(outcome, resolver, shouldCancel);
   RunSelection selection;
-  std::set<std::string> keptIDs;
-  std::set<std::string> parts;  // paths of what goes with a selected item that holds it
-  for (;;) {
-    ScanReport considered = outcome.report;
-    std::erase_if(considered.items,
-                  [&](const ScanReportItem& item) { return keptIDs.contains(item.id) || parts.contains(item.path); });
-    selection.decision = PolicyEvaluator::evaluate(std::move(considered), policy, resolver);
-    selectLeftovers(selection.decision);
-    selection.candidates = candidatesOf(selection.decision.selected, outcome, resolver, {.shouldCancel = shouldCancel});
-    std::map<std::string, std::string> spared;
-    if (!outcome.nested.empty()) spared = forbiddenBy(selection.decision);
-    for (const KeptItem& kept : selection.kept) spared.emplace(kept.item.path, kept.reason);
-    const auto newParts = settleNested(selection.candidates, outcome.nested, std::move(spared), parts);
-    const std::size_t known = keptIDs.size();
-    for (const CleanupCandidate& candidate : selection.candidates) {
-      if (!candidate.refusal || !keptIDs.insert(candidate.item.id).second) continue;
-      selection.kept.push_back({*candidate.reported, *candidate.refusal});
-    }
-    if (keptIDs.size() != known) {
-      parts.clear();
-    } else if (newParts.empty()) {
-      return selection;
-    } else {
-      parts.insert(newParts.begin(), newParts.end());
-    }
+  selection.decision =
+      PolicyEvaluator::evaluate(outcome.report, policy, resolver,
+                                [&](std::size_t index, const auto& faults) { return selector.consent(index, faults); });
+  for (const ScanReportItem& item : selection.decision.selected) {
+    selection.candidates.push_back(candidateOf(item, outcome));
   }
+  selection.kept = selector.takeKept();
+  return selection;
 }
 
 }  // namespace tidra

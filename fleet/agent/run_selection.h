@@ -24,9 +24,9 @@ struct RunSelection {
   std::vector<CleanupCandidate> candidates;  // the decision's selected items
   std::vector<KeptItem> kept;                // protected by a keep file, their use or what they hold; not in `decision`
 
-  /// What is kept, and what goes with a selected item that holds it, uses up no budget of the policy. A removal that an
-  /// earlier run had begun was decided on then: it is selected whatever the policy says of its size or age, though not
-  /// when it is protected or of a tier that stays. Once `shouldCancel` is true, the candidates are incomplete.
+  /// What is kept, and what goes along with a selected item that holds it, uses up no budget of the policy. An item is
+  /// kept, too, when what it holds must stay, whether or not the budget reaches that. Once `shouldCancel` is true, the
+  /// candidates are incomplete.
   static RunSelection make(const ScanOutcome& outcome, const FleetPolicy& policy, const TidraPathResolver& resolver,
                            const std::function<bool()>& shouldCancel);
 };

@@ -414,6 +414,14 @@ TEST_F(FleetRuns, WhatHoldsSomethingThatThePolicyKeepsStays) {
   EXPECT_EQ(result.disposal.receipts.size(), 1U);
   EXPECT_EQ(result.decision.plan.totalBytes(), 4 * std::int64_t{megabyte});
   EXPECT_FALSE(fs::exists(tree_.path("home/big")));
+  // Too small to go by itself, an inner item would go along all the same.
+  tree_.writeFile("home/rules.json", R"({"systemRules": [
+    {"id": "in", "category": "globalCaches", "label": "In", "paths": {"linux": ["~/big/in"], "macos": ["~/big/in"]}},
+    {"id": "big", "category": "globalCaches", "label": "Big", "paths": {"linux": ["~/big"], "macos": ["~/big"]}}]})");
+  for (const char* file : {"home/big/in/.tidra-keep", "home/big/f"}) tree_.writeFileOfSize(file, 2 * megabyte);
+  policy_.autoClean.minBytes = 3 * megabyte;
+  EXPECT_EQ(run().kept.size(), 1U);
+  EXPECT_TRUE(fs::exists(tree_.path("home/big/f")));
 }
 
 TEST_F(FleetRuns, ARunThatDiedShowsInTheNext) {

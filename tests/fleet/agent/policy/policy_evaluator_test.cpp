@@ -194,6 +194,26 @@ TEST(PolicyEvaluator, PlansWhatItSelects) {
   EXPECT_EQ(Codec::encode(decision.skipped[0])["reason"], "tooSmall");
 }
 
+TEST(PolicyEvaluator, AsksOnceAboutEachItemAndSpendsNothingOnWhatStaysOrGoesAlong) {
+  auto report = reportOf({item(1), item(), item(), item(), item(), item(), item()});
+  for (std::size_t i = 0; i < report.items.size(); ++i) report.items[i].id = std::to_string(i);
+  constexpr std::size_t kept = 1;
+  constexpr std::size_t holder = 3;  // of the one before and the one after it
+  std::vector<std::size_t> asked;
+  const auto decision = PolicyEvaluator::evaluate(
+      report, FleetPolicy::parse(R"({"autoClean": {"maxItemsPerRun": 2}})"), resolver,
+      [&](std::size_t index, const PolicyEvaluator::Faults& faults) -> std::optional<std::vector<std::size_t>> {
+        asked.push_back(index);
+        EXPECT_EQ(faults[0], Reason::tooSmall);
+        if (index == kept) return std::nullopt;
+        return index == holder ? std::vector{holder - 1, holder + 1} : std::vector<std::size_t>();
+      });
+  EXPECT_THAT(asked, ElementsAre(1, 2, 3, 5));
+  EXPECT_THAT(decision.selected, ElementsAre(report.items[3], report.items[5]));
+  EXPECT_THAT(decision.skipped, ElementsAre(PolicyDecision::Skipped{report.items[0], Reason::tooSmall},
+                                            PolicyDecision::Skipped{report.items[6], Reason::overBudget}));
+}
+
 /// Random texts of few words, so that they often match.
 class Texts {
  public:
