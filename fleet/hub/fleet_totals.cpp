@@ -11,8 +11,6 @@ using std::chrono::sys_days;
 
 sys_days dayAt(TimePoint time) { return std::chrono::floor<days>(time); }
 
-std::size_t secondOfDay(TimePoint time) { return static_cast<std::size_t>((time - dayAt(time)).count()); }
-
 }  // namespace
 
 void FleetTotals::Activity::add(const HubHistoryPoint& point) {
@@ -33,47 +31,18 @@ void FleetTotals::Activity::add(const Activity& other) {
   runs += other.runs;
 }
 
-bool FleetTotals::isRecent(sys_days day) const {
-  constexpr days kept{8};
-  return day >= newest_ - kept;
-}
-
-/// A recent day has its seconds from its first point on, and loses them for good when it is recent no longer.
-FleetTotals::Day& FleetTotals::dayOf(sys_days day) {
-  if (days_.empty() || day > newest_) {
-    newest_ = day;
-    for (auto& [former, figures] : days_) {
-      if (!isRecent(former)) std::vector<Activity>().swap(figures.bySecond);
-    }
-  }
-  Day& figures = days_[day];
-  constexpr std::size_t secondsOfDay = 86400;
-  if (figures.bySecond.empty() && isRecent(day)) figures.bySecond.resize(secondsOfDay);
-  return figures;
-}
-
-void FleetTotals::add(const HubHistoryPoint& point) {
-  Day& day = dayOf(dayAt(point.time));
-  day.whole.add(point);
-  if (!day.bySecond.empty()) day.bySecond[secondOfDay(point.time)].add(point);
-}
+void FleetTotals::add(const HubHistoryPoint& point) { days_[dayAt(point.time)].add(point); }
 
 void FleetTotals::remove(const HubHistoryPoint& point) {
   const auto day = days_.find(dayAt(point.time));
   if (day == days_.end()) return;
-  day->second.whole.remove(point);
-  if (!day->second.bySecond.empty()) day->second.bySecond[secondOfDay(point.time)].remove(point);
-  if (day->second.whole.runs == 0) days_.erase(day);
+  day->second.remove(point);
+  if (day->second.runs == 0) days_.erase(day);
 }
 
-std::optional<FleetTotals::Activity> FleetTotals::since(TimePoint start) const {
-  const sys_days first = dayAt(start);
-  if (!isRecent(first)) return std::nullopt;
+FleetTotals::Activity FleetTotals::afterDayOf(TimePoint time) const {
   Activity sum;
-  for (auto day = days_.upper_bound(first); day != days_.end(); ++day) sum.add(day->second.whole);
-  if (const auto day = days_.find(first); day != days_.end()) {
-    for (std::size_t i = secondOfDay(start); i < day->second.bySecond.size(); ++i) sum.add(day->second.bySecond[i]);
-  }
+  for (auto later = days_.upper_bound(dayAt(time)); later != days_.end(); ++later) sum.add(later->second);
   return sum;
 }
 
@@ -84,9 +53,9 @@ std::vector<HubSummary::DayPoint> FleetTotals::trend(TimePoint now, int count) c
     constexpr std::size_t dateLength = std::string_view("2026-03-14").size();
     HubSummary::DayPoint point{.day = iso8601(day).substr(0, dateLength)};
     if (const auto known = days_.find(day); known != days_.end()) {
-      point.disposedBytes = known->second.whole.disposedBytes.value();
-      point.failures = known->second.whole.failures.value();
-      point.runs = known->second.whole.runs;
+      point.disposedBytes = known->second.disposedBytes.value();
+      point.failures = known->second.failures.value();
+      point.runs = known->second.runs;
     }
     points.push_back(std::move(point));
   }

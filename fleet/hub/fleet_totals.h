@@ -1,5 +1,5 @@
-// Sums over all points of history and all largest findings, kept up to date with every report, since walking ten
-// million points takes longer than anybody should wait for a summary.
+// Sums over all points of history, day by day, and over all largest findings. They are updated with every report, since
+// a walk over ten million points takes longer than anybody should wait for a summary.
 #pragma once
 
 #include <chrono>
@@ -39,9 +39,8 @@ class FleetTotals {
   /// Takes back the items of one host that were added together.
   void remove(const std::vector<HubTopItem>& items);
 
-  /// Of all points at `start` or later, to the second. None when `start` lies more than eight days before the newest
-  /// point: only whole days are kept of that time.
-  std::optional<Activity> since(TimePoint start) const;
+  /// Returns the sum of all points on later days.
+  Activity afterDayOf(TimePoint time) const;
 
   /// The days up to the one of `now`, oldest first, those without a point included.
   std::vector<HubSummary::DayPoint> trend(TimePoint now, int days) const;
@@ -50,10 +49,6 @@ class FleetTotals {
   std::vector<HubSummary::RuleBytes> topRules(std::size_t count) const;
 
  private:
-  struct Day {
-    Activity whole;
-    std::vector<Activity> bySecond;  // empty for days that are long past
-  };
   struct RuleKey {
     std::string label;
     ArtifactSafetyTier tier;
@@ -67,11 +62,8 @@ class FleetTotals {
   };
 
   static std::map<RuleKey, WideSum> grouped(const std::vector<HubTopItem>& items);
-  Day& dayOf(std::chrono::sys_days day);
-  bool isRecent(std::chrono::sys_days day) const;
 
-  std::map<std::chrono::sys_days, Day> days_;
-  std::chrono::sys_days newest_{};
+  std::map<std::chrono::sys_days, Activity> days_;  // those with a point
   std::map<RuleKey, Rule> rules_;
 };
 

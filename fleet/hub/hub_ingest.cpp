@@ -123,7 +123,7 @@ void HubStore::admit(Filing& filing) {
   totals_.add(filing.next->history.back());
   totals_.add(filing.next->latest.topItems);
   owners_[hostFileKey(filing.fileName)] = report.host;
-  hosts_[report.host] = {filing.next, filing.fileName};
+  hosts_[report.host] = Host::make(filing.next, filing.fileName);
   filing.after = filing.next;
   filing.hostsKnown = static_cast<std::int64_t>(hosts_.size());
 

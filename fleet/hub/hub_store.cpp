@@ -58,6 +58,12 @@ HubStore::HubStore(std::string dataDir, double staleAfter, std::string title, Ti
   }
 }
 
+HubStore::Host HubStore::Host::make(std::shared_ptr<const HubHostFile> file, std::string fileName) {
+  const auto isEarlier = [](const HubHistoryPoint& a, const HubHistoryPoint& b) { return a.time < b.time; };
+  const bool isInOrder = std::is_sorted(file->history.begin(), file->history.end(), isEarlier);
+  return {std::move(file), std::move(fileName), isInOrder};
+}
+
 void HubStore::loadHosts(TimePoint now) {
   removeLeftTemporaries(folder_.hosts());
   removeLeftTemporaries(folder_.policies());
@@ -81,7 +87,7 @@ void HubStore::admit(LoadedHost loaded, TimePoint now) {
   owners_[hostFileKey(loaded.fileName)] = host;
   for (const HubHistoryPoint& point : loaded.file.history) totals_.add(point);
   totals_.add(loaded.file.latest.topItems);
-  hosts_[host] = {std::make_shared<const HubHostFile>(std::move(loaded.file)), std::move(loaded.fileName)};
+  hosts_[host] = Host::make(std::make_shared<const HubHostFile>(std::move(loaded.file)), std::move(loaded.fileName));
 }
 
 void HubStore::leaveOut(const std::string& fileName, const std::string& reason, TimePoint now) {

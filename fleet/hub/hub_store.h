@@ -122,6 +122,9 @@ class HubStore {
   struct Host {
     std::shared_ptr<const HubHostFile> file;
     std::string fileName;
+    bool isInOrder = true;  // the times of its history ascend, as they do unless the clock was put back
+
+    static Host make(std::shared_ptr<const HubHostFile> file, std::string fileName);
   };
   struct View;
   struct Filing;

@@ -11,6 +11,9 @@
 namespace tidra {
 namespace {
 
+constexpr std::chrono::days lastDay{1};
+constexpr std::chrono::days lastWeek{7};
+
 HubHostRecord recordOf(const HubHostFile& file, HubHostCondition condition, bool withHistory) {
   HubHostRecord record{{.host = file.host,
                         .status = condition.status,
@@ -36,23 +39,28 @@ bool isFoundBy(const HubHostFile& file, const std::string& loweredPart) {
                      [&](const auto& tag) { return holds(tag.first, loweredPart) || holds(tag.second, loweredPart); });
 }
 
-/// Fallback for a window older than the running sums, as after the clock was set back.
-FleetTotals::Activity walkedSince(const HubInventory& hosts, TimePoint start) {
-  FleetTotals::Activity sum;
-  for (const auto& file : hosts) {
-    for (const HubHistoryPoint& point : file->history) {
-      if (point.time >= start) sum.add(point);
-    }
-  }
-  return sum;
-}
-
 }  // namespace
 
 struct HubStore::View {
-  HubSummaryInput input;
-  std::optional<FleetTotals::Activity> lastDay;
-  std::optional<FleetTotals::Activity> lastWeek;
+  HubSummaryInput input;        // the sums of a window without those of its first, partial day
+  std::vector<bool> isInOrder;  // by index of the input's hosts: the times of the history ascend
+
+  /// Adds the points on the day of `start`, from `start` on.
+  void addRestOfDay(TimePoint start, FleetTotals::Activity& sum) const {
+    const TimePoint end = std::chrono::floor<std::chrono::days>(start) + std::chrono::days{1};
+    for (std::size_t i = 0; i < input.hosts.size(); ++i) {
+      const auto& history = input.hosts[i]->history;
+      auto point = history.begin();
+      if (isInOrder[i]) {
+        point = std::lower_bound(point, history.end(), start,
+                                 [](const HubHistoryPoint& known, TimePoint time) { return known.time < time; });
+      }
+      for (; point != history.end(); ++point) {
+        if (isInOrder[i] && point->time >= end) break;
+        if (point->time >= start && point->time < end) sum.add(*point);
+      }
+    }
+  }
 };
 
 HubInventory HubStore::inventory() const {
@@ -116,9 +124,13 @@ HubStore::View HubStore::view(TimePoint now) const {
   const std::lock_guard guard(lock_);
   View view;
   view.input.hosts.reserve(hosts_.size());
-  for (const auto& [name, host] : hosts_) view.input.hosts.push_back(host.file);
-  view.lastDay = totals_.since(now - std::chrono::days{1});
-  view.lastWeek = totals_.since(now - std::chrono::days{7});
+  view.isInOrder.reserve(hosts_.size());
+  for (const auto& [name, host] : hosts_) {
+    view.input.hosts.push_back(host.file);
+    view.isInOrder.push_back(host.isInOrder);
+  }
+  view.input.lastDay = totals_.afterDayOf(now - lastDay);
+  view.input.lastWeek = totals_.afterDayOf(now - lastWeek);
   if (!hosts_.empty()) view.input.trend = totals_.trend(now, trendDays);
   view.input.topRules = totals_.topRules(mostRules);
   return view;
@@ -127,11 +139,11 @@ HubStore::View HubStore::view(TimePoint now) const {
 HubSummary HubStore::summary(TimePoint now) const {
   View seen = view(now);
   HubSummaryInput& input = seen.input;
+  seen.addRestOfDay(now - lastDay, input.lastDay);
+  seen.addRestOfDay(now - lastWeek, input.lastWeek);
   input.now = now;
   input.title = title_;
   input.staleAfter = staleAfter_;
-  input.lastDay = seen.lastDay ? *seen.lastDay : walkedSince(input.hosts, now - std::chrono::days{1});
-  input.lastWeek = seen.lastWeek ? *seen.lastWeek : walkedSince(input.hosts, now - std::chrono::days{7});
   return summaryOf(std::move(input));
 }
 
