@@ -7,6 +7,7 @@
 #include "cli/confirmation.h"
 #include "cli/program.h"
 #include "cli/scan_options.h"
+#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/base/uuid.h"
 #include "core/model/byte_formatting.h"
@@ -85,9 +86,7 @@ std::string subject(const AuditRecord& record, const TidraPathResolver& resolver
 }
 
 std::string tableLine(const AuditRecord& record, const TidraPathResolver& resolver) {
-  constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
-  const std::string bytes =
-      record.bytes ? ByteFormatting::compact(static_cast<std::int64_t>(std::min(*record.bytes, most))) : "";
+  const std::string bytes = record.bytes ? ByteFormatting::compact(signedBytes(*record.bytes)) : "";
   return fmt::format("{:>6}  {}  {:<13}  {:>8}  {}\n", record.seq, iso8601(record.time), rawValue(record.event), bytes,
                      subject(record, resolver));
 }

@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <limits>
 
 #include "cli/scan_view.h"
 #include "cli/terminal.h"
+#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/standard_streams.h"
@@ -27,10 +27,9 @@ void ProgressLine::draw(const std::string& line) {
 
 void ProgressLine::update(const ScanProgress& progress) {
   if (!isDue()) return;
-  constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
-  const auto bytes = static_cast<std::int64_t>(std::min(progress.recoverableBytes, most));
   draw(fmt::format("{} entries · {} · {} · {}", grouped(progress.entriesVisited),
-                   counted(progress.artifactsFound, "finding", "findings"), ByteFormatting::compact(bytes),
+                   counted(progress.artifactsFound, "finding", "findings"),
+                   ByteFormatting::compact(signedBytes(progress.recoverableBytes)),
                    escapedForTerminal(progress.currentPathDisplay)));
 }
 

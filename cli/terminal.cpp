@@ -77,7 +77,7 @@ std::string fitted(std::string_view text, std::size_t width) {
   std::string cut;
   for (std::size_t i = 0; i < text.size();) {
     std::size_t next = i + 1;
-    while (next < text.size() && (static_cast<unsigned char>(text[next]) & 0xC0U) == 0x80U) ++next;
+    while (next < text.size() && isUtf8Continuation(text[next])) ++next;
     if (displayWidth(cut) + displayWidth(text.substr(i, next - i)) + 1 > width) break;
     cut += text.substr(i, next - i);
     i = next;

@@ -24,6 +24,12 @@ constexpr std::uint64_t unsignedBytes(std::int64_t bytes) {
   return static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0));
 }
 
+/// Returns the size as a signed figure, clamped to the largest one.
+constexpr std::int64_t signedBytes(std::uint64_t bytes) {
+  constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+  return static_cast<std::int64_t>(std::min(bytes, most));
+}
+
 /// Returns the bytes of "500", "500KB", "10M", "1.5G", "2TiB" (powers of 1024, any letter case). Throws InputError.
 std::int64_t parseSize(std::string_view text);
 

@@ -17,8 +17,6 @@ struct Scalar {
   std::size_t length = 0;  // bytes; 0 for a malformed sequence
 };
 
-bool isContinuation(unsigned char byte) { return (byte & 0xC0U) == 0x80U; }
-
 /// Decodes the first scalar of `bytes`, which must not be empty.
 Scalar decodeScalar(std::string_view bytes) {
   const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
@@ -28,7 +26,7 @@ Scalar decodeScalar(std::string_view bytes) {
   if (lead < 0xC2 || lead > 0xF4 || bytes.size() < length) return {};
   char32_t value = lead & (0xFFU >> (length + 1));
   for (std::size_t i = 1; i < length; ++i) {
-    if (!isContinuation(byteAt(i))) return {};
+    if (!isUtf8Continuation(bytes[i])) return {};
     value = (value << 6U) | (byteAt(i) & 0x3FU);
   }
   constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
@@ -121,6 +119,12 @@ bool isValidUtf8(std::string_view bytes) {
     bytes.remove_prefix(scalar.length);
   }
   return true;
+}
+
+std::string_view utf8Prefix(std::string_view text, std::size_t mostBytes) {
+  if (text.size() <= mostBytes) return text;
+  while (mostBytes > 0 && isUtf8Continuation(text[mostBytes])) --mostBytes;
+  return text.substr(0, mostBytes);
 }
 
 std::string replacingInvalidUtf8(std::string_view bytes) {

@@ -1,6 +1,7 @@
 // Text helpers. Text is bytes: a file name may contain any byte but "/" and NUL, so nothing here assumes valid UTF-8.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,11 +20,21 @@ std::vector<std::string_view> splitNonEmpty(std::string_view text, char separato
 
 std::string joined(const std::vector<std::string>& pieces, std::string_view separator);
 
+constexpr bool isAsciiDigit(char c) { return c >= '0' && c <= '9'; }
+constexpr bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+constexpr bool isAsciiAlphanumeric(char c) { return isAsciiLetter(c) || isAsciiDigit(c); }
+
 /// Lowers ASCII letters; other bytes stay.
 std::string asciiLowered(std::string_view text);
 
 /// Returns whether `bytes` is well-formed UTF-8 (no overlong forms, no surrogates, at most U+10FFFF).
 bool isValidUtf8(std::string_view bytes);
+
+/// True for the second and further bytes of a character in UTF-8.
+constexpr bool isUtf8Continuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
+
+/// Returns the longest prefix of at most `mostBytes` that ends at the end of a UTF-8 character.
+std::string_view utf8Prefix(std::string_view text, std::size_t mostBytes);
 
 /// Replaces every malformed sequence with U+FFFD.
 std::string replacingInvalidUtf8(std::string_view bytes);

@@ -19,10 +19,6 @@ namespace {
 
 constexpr std::chrono::seconds measuringLimit{30};
 
-bool isToolTarget(const std::string& path) {
-  return path.starts_with("docker:") || path.starts_with("conda:") || path.starts_with("pip:orphan:");
-}
-
 /// Returns a sentence on the `staying` entries of a trash; empty for 0.
 std::string remainderOf(std::size_t staying, const std::vector<FreedesktopTrash::Entry>& unlisted) {
   if (staying == 0) return {};
@@ -61,7 +57,7 @@ TidraDeletionService::TidraDeletionService(Setting setting)
 TidraDeletionService::Result TidraDeletionService::dispose(const Item& item, DisposalMethod method, bool dryRun,
                                                            const QuarantineConfig& quarantine) {
   try {
-    if (isToolTarget(item.path)) return disposeTarget(item.path, dryRun);
+    if (ToolTargets::isTarget(item.path)) return disposeTarget(item.path, dryRun);
     return disposePath(item, method, dryRun, quarantine);
   } catch (const std::system_error& error) {
     const bool missing = error.code() == std::errc::no_such_file_or_directory;

@@ -45,22 +45,10 @@ std::optional<std::string_view> valueOf(std::string_view text, std::string_view 
 }
 
 std::optional<unsigned> hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
+  if (isAsciiDigit(c)) return c - '0';
   const char lower = static_cast<char>(c | 0x20);
   if (lower >= 'a' && lower <= 'f') return lower - 'a' + 10;
   return std::nullopt;
-}
-
-std::vector<std::string> namesIn(const StoreFolder& store) {
-  std::vector<std::string> names;
-  const auto readable = openSubdirectory(store.descriptor(), ".");
-  if (!readable) throw std::system_error(readable.failure());
-  DirectoryReader reader;
-  reader.start(readable->get());
-  for (DirectoryEntry entry; reader.next(entry);) names.emplace_back(entry.name);
-  if (reader.failure()) throw std::system_error(reader.failure());
-  std::sort(names.begin(), names.end());
-  return names;
 }
 
 }  // namespace
@@ -69,8 +57,7 @@ std::string FreedesktopTrash::encodedPath(std::string_view path) {
   constexpr std::string_view plain = "/-_.~!$&'()*+,;=:@";
   std::string encoded;
   for (const char c : path) {
-    const bool alphanumeric = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    if (alphanumeric || plain.find(c) != std::string_view::npos) {
+    if (isAsciiAlphanumeric(c) || plain.find(c) != std::string_view::npos) {
       encoded += c;
     } else {
       encoded += fmt::format("%{:02X}", static_cast<unsigned char>(c));
@@ -266,8 +253,8 @@ FreedesktopTrash::Entry FreedesktopTrash::entryOf(const Store& store, const std:
 std::vector<FreedesktopTrash::Entry> FreedesktopTrash::listOf(const std::string& folder, TimePoint now) {
   const Store store = openExisting(folder);
   std::map<std::string, bool> hasInfo;
-  for (const std::string& name : namesIn(store.files)) hasInfo.emplace(name, false);
-  for (const std::string& name : namesIn(store.info)) {
+  for (const std::string& name : store.files.sortedNames()) hasInfo.emplace(name, false);
+  for (const std::string& name : store.info.sortedNames()) {
     if (!name.ends_with(infoSuffix)) continue;
     const std::string item = name.substr(0, name.size() - infoSuffix.size());
     if (namesAnEntry(item)) hasInfo[item] = true;

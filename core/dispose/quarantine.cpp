@@ -41,18 +41,6 @@ void dropManifest(const StoreFolder& store, const std::string& name) {
   static_cast<void>(removeFileEntry(store.descriptor(), manifestOf(name).c_str()));
 }
 
-std::vector<std::string> sortedNames(const StoreFolder& store) {
-  const auto readable = openSubdirectory(store.descriptor(), ".");
-  if (!readable) throw std::system_error(readable.failure());
-  std::vector<std::string> names;
-  DirectoryReader reader;
-  reader.start(readable->get());
-  for (DirectoryEntry entry; reader.next(entry);) names.emplace_back(entry.name);
-  if (reader.failure()) throw std::system_error(reader.failure());
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
 QuarantineDisposer::Manifest readManifest(const StoreFolder& store, const std::string& name) {
   const auto text = readFileEntry(store.descriptor(), name.c_str(), largestManifest);
   if (!text) throw std::system_error(text.failure());
@@ -143,7 +131,7 @@ QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& 
 }
 
 void QuarantineDisposer::readRoot(Root& root, std::vector<std::string>& notes) const {
-  const auto names = sortedNames(root.store);
+  const auto names = root.store.sortedNames();
   std::vector<std::string> unclaimed;
   for (const std::string& name : names) {
     if (RemovalLeftover::isEither(name)) {

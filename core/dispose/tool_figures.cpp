@@ -1,6 +1,7 @@
 #include "core/dispose/tool_figures.h"
 
 #include "core/base/text.h"
+#include "core/model/scan_artifact_finding.h"
 #include "core/scan/probes/docker_probe.h"
 
 namespace tidra {
@@ -48,7 +49,7 @@ Bytes pipFigure(std::string_view line) {
 Bytes (*figureOf(const std::string& target))(std::string_view) {
   if (target.starts_with("docker:prune:")) return dockerFigure;
   if (target.starts_with("conda:clean:")) return condaFigure;
-  if (target.starts_with("pip:orphan:")) return pipFigure;
+  if (target.starts_with(pipTargetPrefix)) return pipFigure;
   return nullptr;
 }
 

@@ -4,6 +4,7 @@
 
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
+#include "core/model/scan_artifact_finding.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/platform/process_runner.h"
@@ -47,7 +48,7 @@ ToolTargets::Command condaCommand(const std::string& target, const TidraPathReso
 
 std::vector<std::string> pipArguments() { return {"cache", "purge"}; }
 
-std::string environmentOf(const std::string& target) { return target.substr(std::string_view("pip:orphan:").size()); }
+std::string environmentOf(const std::string& target) { return target.substr(pipTargetPrefix.size()); }
 
 ToolTargets::Command pipCommand(const std::string& target, const TidraPathResolver& resolver) {
   const std::string environment = environmentOf(target);
@@ -75,6 +76,10 @@ std::string safeSearchPath(const TidraPathResolver& resolver, const std::optiona
 
 }  // namespace
 
+bool ToolTargets::isTarget(std::string_view path) {
+  return isToolBackedTarget(path) && (!path.starts_with("pip:") || path.starts_with(pipTargetPrefix));
+}
+
 ToolTargets::Command ToolTargets::commandFor(const std::string& target, const TidraPathResolver& resolver) const {
   if (target.starts_with("docker:")) {
     const auto engine = findEngine(resolver.environment);
@@ -82,7 +87,7 @@ ToolTargets::Command ToolTargets::commandFor(const std::string& target, const Ti
     return {*engine, dockerArguments(target)};
   }
   if (target.starts_with("conda:")) return condaCommand(target, resolver);
-  if (target.starts_with("pip:orphan:")) return pipCommand(target, resolver);
+  if (target.starts_with(pipTargetPrefix)) return pipCommand(target, resolver);
   throw DisposalError("Unknown target");
 }
 
@@ -90,7 +95,7 @@ std::string ToolTargets::commandLine(const std::string& target) {
   try {
     if (target.starts_with("docker:")) return "docker " + joined(dockerArguments(target), " ");
     if (target.starts_with("conda:")) return joined(condaArguments(target), " ");
-    if (target.starts_with("pip:orphan:")) {
+    if (target.starts_with(pipTargetPrefix)) {
       return joinedPath(environmentOf(target), "bin/pip") + " " + joined(pipArguments(), " ");
     }
   } catch (const DisposalError&) {

@@ -20,6 +20,9 @@ struct ToolTargets {
     std::optional<std::string> searchPathFirst = {};  // prepended to the safe search path
   };
 
+  /// Whether a tool removes it. Narrower than isToolBackedTarget(), which also takes other "pip:" texts for display.
+  static bool isTarget(std::string_view path);
+
   /// Returns the command that removes a target. Throws DisposalError if its tool is missing or the target unknown.
   Command commandFor(const std::string& target, const TidraPathResolver& resolver) const;
 

@@ -175,17 +175,7 @@ bool runRound(RemovalRound& round, FileDescriptor folder, const TreeRemoval::Opt
   RemovalRound::Traversal traversal(round, options.workers == 0 ? defaultScanWorkers() : options.workers);
   round.attach(traversal);
   traversal.addRoot(std::move(folder), "", std::make_shared<RemovedFolder>());
-  bool cancelled = false;
-  const auto cancelWhenAsked = [&] {
-    if (cancelled || !options.shouldCancel || !options.shouldCancel()) return;
-    cancelled = true;
-    traversal.cancel();
-  };
-  cancelWhenAsked();
-  traversal.start();
-  constexpr std::chrono::milliseconds poll{20};
-  while (!traversal.waitFor(poll)) cancelWhenAsked();
-  return !cancelled;
+  return traversal.run(options.shouldCancel);
 }
 
 /// Opens the folder; on EACCES adds rwx for the owner and tries again.

@@ -3,11 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <limits>
 #include <set>
 
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
@@ -145,9 +145,16 @@ StoreFolder StoreFolder::openExisting(const std::string& path, bool othersMayRea
 
 std::string StoreFolder::pathOf(std::string_view name) const { return joinedPath(folder.path, name); }
 
-std::int64_t signedBytes(std::uint64_t bytes) {
-  constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-  return static_cast<std::int64_t>(std::min(bytes, most));
+std::vector<std::string> StoreFolder::sortedNames() const {
+  const auto readable = openSubdirectory(descriptor(), ".");
+  if (!readable) throw std::system_error(readable.failure());
+  std::vector<std::string> names;
+  DirectoryReader reader;
+  reader.start(readable->get());
+  for (DirectoryEntry entry; reader.next(entry);) names.emplace_back(entry.name);
+  if (reader.failure()) throw std::system_error(reader.failure());
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 std::chrono::seconds retention(std::int64_t days) {
@@ -219,10 +226,8 @@ bool namesAnEntry(std::string_view name) { return !name.empty() && name != "." &
 std::string shortenedName(std::string_view name, std::size_t reserved) {
   constexpr std::size_t longest = 255;
   if (name.size() + reserved <= longest) return std::string(name);
-  std::size_t length = longest - reserved;
-  const auto isContinuation = [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; };
-  while (length > 1 && isContinuation(name[length])) --length;
-  return std::string(name.substr(0, length));
+  const auto shortened = utf8Prefix(name, longest - reserved);
+  return std::string(shortened.empty() ? name.substr(0, longest - reserved) : shortened);
 }
 
 }  // namespace tidra

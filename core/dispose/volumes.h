@@ -46,10 +46,9 @@ struct StoreFolder {
 
   int descriptor() const { return folder.descriptor.get(); }
   std::string pathOf(std::string_view name) const;
+  /// Returns the names of its entries. Throws std::system_error.
+  std::vector<std::string> sortedNames() const;
 };
-
-/// Converts to the type of receipts, saturating.
-std::int64_t signedBytes(std::uint64_t bytes);
 
 /// Converts days, clamped to 0 to 1,000,000.
 std::chrono::seconds retention(std::int64_t days);

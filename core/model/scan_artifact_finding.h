@@ -33,6 +33,9 @@ struct ScanArtifactFinding {
 /// Whether only a tool can remove it: the path begins with "docker:", "conda:" or "pip:".
 bool isToolBackedTarget(std::string_view path);
 
+/// Precedes the folder of the environment whose unused packages a target stands for.
+inline constexpr std::string_view pipTargetPrefix = "pip:orphan:";
+
 /// Whether a finding of the walk lacks evidence of being generated. `Item` is a finding or a report item.
 template <class Item>
 bool lacksEvidence(const Item& item) {

@@ -1,7 +1,6 @@
 #include "core/model/scan_report.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
@@ -18,13 +17,6 @@ std::string categoryOf(const ScanArtifactFinding& finding) {
   return finding.source == ArtifactSource::pipCLI ? "python" : "project";
 }
 
-constexpr std::int64_t mostBytes = std::numeric_limits<std::int64_t>::max();
-
-/// Sparse files may claim more than the report's signed figures hold; those stay at the largest.
-std::int64_t reportedBytes(std::uint64_t bytes) {
-  return static_cast<std::int64_t>(std::min(bytes, static_cast<std::uint64_t>(mostBytes)));
-}
-
 void addBytes(std::int64_t& total, std::int64_t bytes) { total = saturatedSum(total, bytes); }
 
 }  // namespace
@@ -36,7 +28,7 @@ ScanReportItem ScanReportItem::make(const ScanArtifactFinding& finding, std::str
           .path = finding.path,
           .displayPath = isToolBackedTarget(finding.path) ? finding.path : resolver.displayPath(finding.path),
           .label = finding.label,
-          .bytes = reportedBytes(finding.sizeBytes),
+          .bytes = signedBytes(finding.sizeBytes),
           .tier = finding.safetyTier,
           .ecosystem = finding.ecosystemTag,
           .category = categoryOf(finding),

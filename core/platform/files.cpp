@@ -20,8 +20,6 @@
 namespace tidra {
 namespace {
 
-enum class AtLink { fail, replace };
-
 /// Returns the permissions of the file to be replaced, nullopt if there is none. Throws for anything but a regular file
 /// (a device, a folder): a rename would destroy it.
 std::optional<unsigned> permissionsOfReplaced(const std::string& target, AtLink atLink) {
@@ -122,15 +120,9 @@ bool isOwnedAndPrivate(const std::string& path) {
   return owned && (S_ISLNK(status.st_mode) || (status.st_mode & S_IWOTH) == 0);
 }
 
-void replaceFile(const std::string& path, std::string_view bytes, std::optional<unsigned> mode) {
-  const auto real = realPath(path);
-  const std::string target = real ? *real : path;
-  replaceDurably(path, target, AtLink::fail, bytes,
-                 [&](auto present) { return StagedFile(target, mode ? mode : present); });
-}
-
-void replaceEntry(const std::string& path, std::string_view bytes, unsigned mode) {
-  replaceDurably(path, path, AtLink::replace, bytes, [&](auto) { return StagedFile(path, mode); });
+void replaceFile(const std::string& path, std::string_view bytes, std::optional<unsigned> mode, AtLink atLink) {
+  const std::string target = atLink == AtLink::follow ? realPathOrSame(path) : path;
+  replaceDurably(path, target, atLink, bytes, [&](auto present) { return StagedFile(target, mode ? mode : present); });
 }
 
 void publishFile(const std::string& path, std::string_view bytes) {

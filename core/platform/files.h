@@ -29,18 +29,19 @@ Outcome<SecretFile> readSecretFile(const std::string& path, std::size_t mostByte
 /// Whether the path is owned by the running user or root and not world-writable. Does not follow a symbolic link.
 bool isOwnedAndPrivate(const std::string& path);
 
+/// What writing does when `path` is a symbolic link. In a folder where others may plant one it is replaced.
+enum class AtLink { follow, replace };
+
 /// Replaces a file atomically: writes a temporary file beside `path` (or beside the target of a symbolic link there),
 /// fsyncs it, renames it over `path` and fsyncs the folder. On failure `path` keeps its content. Without a `mode` the
 /// file keeps its permissions; a new one is subject to the umask. Throws std::system_error that names the path.
-void replaceFile(const std::string& path, std::string_view bytes, std::optional<unsigned> mode = {});
+void replaceFile(const std::string& path, std::string_view bytes, std::optional<unsigned> mode = {},
+                 AtLink atLink = AtLink::follow);
 
-/// As replaceFile(), but replaces a symbolic link at `path` instead of following it: for folders where others may plant
-/// one.
-void replaceEntry(const std::string& path, std::string_view bytes, unsigned mode);
-
-/// Writes a world-readable file for other users' programs: as replaceEntry() with mode 0644, creating missing folders
-/// with mode 0755, both independent of the umask. The temporary file is `path` + ".tmp-" + the process id; a stale one
-/// of a killed process with that id is removed first. Throws std::system_error that names the path.
+/// Writes a world-readable file for other users' programs: as replaceFile() with mode 0644 and AtLink::replace,
+/// creating missing folders with mode 0755, both independent of the umask. The temporary file is `path` + ".tmp-" + the
+/// process id; a stale one of a killed process with that id is removed first. Throws std::system_error that names the
+/// path.
 void publishFile(const std::string& path, std::string_view bytes);
 
 /// Creates a folder and its missing parents with mode 0700; does nothing if it exists. Throws std::system_error that

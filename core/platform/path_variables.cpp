@@ -1,11 +1,13 @@
 #include "core/platform/path_variables.h"
 
+#include "core/base/text.h"
+
 namespace tidra {
 namespace {
 
-bool isNameStart(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; }
+bool isNameStart(char c) { return isAsciiLetter(c) || c == '_'; }
 
-bool isNamePart(char c) { return isNameStart(c) || (c >= '0' && c <= '9'); }
+bool isNamePart(char c) { return isNameStart(c) || isAsciiDigit(c); }
 
 }  // namespace
 

@@ -391,18 +391,7 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
   {
     WalkVisitor::Traversal traversal(visitor, request.workers == 0 ? defaultScanWorkers() : request.workers);
     traversal.addRoot(request.root, {filter.placeOf(request.root), nullptr});
-    const auto cancelWhenAsked = [&] {
-      if (result.cancelled || !request.shouldCancel || !request.shouldCancel()) return;
-      result.cancelled = true;
-      traversal.cancel();
-    };
-    cancelWhenAsked();
-    traversal.start();
-    constexpr std::chrono::milliseconds poll{10};
-    while (!traversal.waitFor(poll)) {
-      if (!result.cancelled) progress.report(visitor, result.findings);
-      cancelWhenAsked();
-    }
+    result.cancelled = !traversal.run(request.shouldCancel, [&] { progress.report(visitor, result.findings); });
   }
   progress.report(visitor, result.findings);
   std::sort(result.findings.begin(), result.findings.end(),

@@ -92,15 +92,11 @@ std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(co
       traversal.addRoot(folders[i].path, {filter.placeOf(realPathOrSame(folders[i].path)), &targets[i]});
     }
     const auto started = std::chrono::steady_clock::now();
-    const auto cancelWhenDue = [&] {
+    // A zero limit or early cancellation reliably yields no size, since run() polls before any reading.
+    traversal.run([&] {
       const bool late = options.limit && std::chrono::steady_clock::now() - started >= *options.limit;
-      if (late || (options.shouldCancel && options.shouldCancel())) traversal.cancel();
-    };
-    // Before any reading, so that a zero limit or early cancellation reliably yields no size.
-    cancelWhenDue();
-    traversal.start();
-    constexpr std::chrono::milliseconds poll{20};
-    while (!traversal.waitFor(poll)) cancelWhenDue();
+      return late || (options.shouldCancel && options.shouldCancel());
+    });
   }
   std::vector<Size> sizes;
   for (const SizeTarget& target : targets) {

@@ -11,6 +11,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -75,23 +76,32 @@ class FolderTraversal {
     threads_.clear();
   }
 
-  /// Adds a tree. Opening its first folder follows symbolic links. Call before start().
+  /// Adds a tree. Opening its first folder follows symbolic links. Call before run().
   void addRoot(const std::string& path, Context context) { addTask({nullptr, path, std::move(context), {}}); }
 
   /// Adds a tree by the open descriptor of its first folder, which is never looked up by path again. `path` is used for
-  /// FolderNode::path() only. Call before start().
+  /// FolderNode::path() only. Call before run().
   void addRoot(FileDescriptor folder, const std::string& path, Context context) {
     addTask({nullptr, path, std::move(context), std::move(folder)});
   }
 
-  /// Starts as many workers as the system allows; they exit after the last folder. If none can be started, waitFor()
-  /// does their work.
-  void start() {
-    for (unsigned i = 0; i < stacks_.size(); ++i) {
-      auto thread = startSpareThread([this, i] { work(i); });
-      if (!thread) return;
-      threads_.push_back(std::move(*thread));
+  /// Visits every folder and returns true, or false if it was cancelled. Polls `shouldCancel` on the caller's thread,
+  /// the first time before any folder is visited, and calls `onPoll` while that returns false. Both may be empty.
+  bool run(const std::function<bool()>& shouldCancel, const std::function<void()>& onPoll = {}) {
+    bool cancelled = false;
+    const auto cancelWhenAsked = [&] {
+      if (cancelled || !shouldCancel || !shouldCancel()) return;
+      cancelled = true;
+      cancel();
+    };
+    cancelWhenAsked();
+    start();
+    constexpr std::chrono::milliseconds interval{10};
+    while (!waitFor(interval)) {
+      if (!cancelled && onPoll) onPoll();
+      cancelWhenAsked();
     }
+    return !cancelled;
   }
 
   /// Makes workers skip folders not yet begun. Returns immediately.
@@ -100,13 +110,6 @@ class FolderTraversal {
     wakeAll();
   }
   bool isCancelled() const { return cancelled_.load(std::memory_order_relaxed); }
-
-  /// Waits until every folder is visited or the time expires; returns whether all is done.
-  bool waitFor(std::chrono::milliseconds most) {
-    if (threads_.empty()) return workFor(most);
-    std::unique_lock lock(mutex_);
-    return finished_.wait_for(lock, most, [this] { return working_ == 0 && started_ == threads_.size(); });
-  }
 
  private:
   struct Task {
@@ -119,6 +122,23 @@ class FolderTraversal {
     std::mutex mutex;
     std::deque<Task> tasks;
   };
+
+  /// Starts as many workers as the system allows; they exit after the last folder. If none can be started, waitFor()
+  /// does their work.
+  void start() {
+    for (unsigned i = 0; i < stacks_.size(); ++i) {
+      auto thread = startSpareThread([this, i] { work(i); });
+      if (!thread) return;
+      threads_.push_back(std::move(*thread));
+    }
+  }
+
+  /// Waits until every folder is visited or the time expires; returns whether all is done.
+  bool waitFor(std::chrono::milliseconds most) {
+    if (threads_.empty()) return workFor(most);
+    std::unique_lock lock(mutex_);
+    return finished_.wait_for(lock, most, [this] { return working_ == 0 && started_ == threads_.size(); });
+  }
 
   void work(unsigned self) {
     {

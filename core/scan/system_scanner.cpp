@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <limits>
 #include <unordered_set>
 
+#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/model/system_scan_categories.h"
 #include "core/platform/directory_reader.h"
@@ -213,9 +213,7 @@ void SystemArtifactScanner::tick(const char* phase, const ScanArtifactFinding* f
   tick_.latestFinding = finding;
   if (finding != nullptr) {
     ++tick_.artifactsFound;
-    // Saturating: sparse files and faulty tools may claim any size.
-    const auto room = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() - tick_.recoverableBytes);
-    tick_.recoverableBytes += static_cast<std::int64_t>(std::min(finding->sizeBytes, room));
+    tick_.recoverableBytes = saturatedSum(tick_.recoverableBytes, signedBytes(finding->sizeBytes));
   }
   if (request_.onProgress) request_.onProgress(tick_);
 }

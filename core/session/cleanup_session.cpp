@@ -35,11 +35,11 @@ ScanRequest narrowed(ScanRequest request, const CleanupPlan& plan) {
   request.olderThan.reset();
   request.oneFileSystem = false;
   request.systemReach = SystemReach::everywhere;  // the items are bounds enough
-  constexpr std::string_view pipTarget = "pip:orphan:";
   for (const CleanupPlan::Item& item : plan.items) {
     request.onlyPaths->insert(item.path);
     // The environment that a pip target is about is a finding of the walk.
-    const std::string path = item.path.starts_with(pipTarget) ? item.path.substr(pipTarget.size()) : item.path;
+    const std::string path =
+        item.path.starts_with(pipTargetPrefix) ? item.path.substr(pipTargetPrefix.size()) : item.path;
     // A whole trash is found by its rule alone; nothing is searched in it.
     if (path.starts_with('/') && !StoreNames::isWholeTrash(path)) {
       request.onlyPaths->insert(path);

@@ -117,7 +117,7 @@ void AuditCheckpoint::write(const std::string& path) const {
   object["check"] = checkOf(*this);
   constexpr unsigned ownerOnly = 0600;
   try {
-    replaceEntry(path, jsonText(object, false) + "\n", ownerOnly);
+    replaceFile(path, jsonText(object, false) + "\n", ownerOnly, AtLink::replace);
   } catch (const std::system_error&) {
     return;
   }

@@ -75,9 +75,7 @@ std::string sealToFit(AuditRecord& record) {
   if (line.size() < AuditLog::mostLineBytes) return line;
   constexpr std::size_t longestCutMessage = 4096;
   if (record.message && record.message->size() > longestCutMessage) {
-    std::size_t end = longestCutMessage;
-    while (end > 0 && (static_cast<unsigned char>((*record.message)[end]) & 0xC0U) == 0x80U) --end;
-    record.message = record.message->substr(0, end) + "…";
+    record.message = std::string(utf8Prefix(*record.message, longestCutMessage)) + "…";
     line = sealAuditRecord(record);
   }
   if (line.size() >= AuditLog::mostLineBytes) {

@@ -1,21 +1,15 @@
 #include "fleet/agent/host_report.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "core/base/quantities.h"
 
 namespace tidra {
 namespace {
 
-std::int64_t asSigned(std::uint64_t figure) {
-  constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
-  return static_cast<std::int64_t>(std::min(figure, most));
-}
-
-std::optional<std::int64_t> asSigned(const std::optional<std::uint64_t>& figure) {
+std::optional<std::int64_t> signedIfKnown(const std::optional<std::uint64_t>& figure) {
   if (!figure) return std::nullopt;
-  return asSigned(*figure);
+  return signedBytes(*figure);
 }
 
 std::map<std::string, std::int64_t> countedReasons(const FleetRunResult& result) {
@@ -72,23 +66,23 @@ HubHostReport makeHostReport(const FleetRunResult& result, const FleetMetricsSna
   report.bytesByTier = scan.bytesByTier;
   report.bytesByCategory = scan.bytesByCategory;
   report.plannedItems = snapshot.plannedItems;
-  report.plannedBytes = asSigned(snapshot.plannedBytes);
+  report.plannedBytes = signedBytes(snapshot.plannedBytes);
   report.disposedItems = snapshot.disposedItemsThisRun;
-  report.disposedBytes = asSigned(snapshot.disposedBytesThisRun);
+  report.disposedBytes = signedBytes(snapshot.disposedBytesThisRun);
   report.failures = snapshot.failuresThisRun;
   report.purgedItems = std::ssize(result.purged.receipts);
   for (const DisposalReceipt& receipt : result.purged.receipts) {
     report.purgedBytes = saturatedSum(report.purgedBytes, std::max<std::int64_t>(receipt.bytes.value_or(0), 0));
   }
   report.skippedByReason = countedReasons(result);
-  report.disposedBytesTotal = asSigned(snapshot.disposedBytesTotal);
+  report.disposedBytesTotal = signedBytes(snapshot.disposedBytesTotal);
   report.disposedItemsTotal = snapshot.disposedItemsTotal;
   report.failuresTotal = snapshot.failuresTotal;
   report.runsTotal = snapshot.runsTotal;
-  report.quarantineBytes = asSigned(snapshot.quarantineBytes);
+  report.quarantineBytes = signedBytes(snapshot.quarantineBytes);
   report.quarantineItems = snapshot.quarantineItems;
-  report.volumeTotalBytes = asSigned(snapshot.volumeTotalBytes);
-  report.volumeAvailableBytes = asSigned(snapshot.volumeAvailableBytes);
+  report.volumeTotalBytes = signedIfKnown(snapshot.volumeTotalBytes);
+  report.volumeAvailableBytes = signedIfKnown(snapshot.volumeAvailableBytes);
   report.auditSeq = circumstances.auditSeq;
   if (circumstances.auditSeq > 0) report.auditHeadHash = circumstances.auditHeadHash;
   report.topItems = largestItems(scan.items, circumstances.hub.topItems);

@@ -170,7 +170,7 @@ void HubPolicyState::write(const std::string& path) const {
   const nlohmann::json sealed{{"check", checkOf(*this)}, {"state", JsonCodec<HubPolicyState>::encode(*this)}};
   constexpr unsigned ownerOnly = 0600;
   try {
-    replaceEntry(path, jsonText(sealed, false) + "\n", ownerOnly);
+    replaceFile(path, jsonText(sealed, false) + "\n", ownerOnly, AtLink::replace);
   } catch (const std::system_error& failure) {
     throw InputError(
         fmt::format("The copy of the hub's policy '{}' cannot be written: {}.", shown, failure.code().message()));

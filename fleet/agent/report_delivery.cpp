@@ -150,7 +150,7 @@ std::size_t UnsentReports::write(const std::string& path, const std::vector<HubH
     text.reserve(bytes);
     for (auto line = lines.rbegin(); line != lines.rend(); ++line) text += *line;
     constexpr unsigned ownerOnly = 0600;
-    replaceEntry(path, text, ownerOnly);
+    replaceFile(path, text, ownerOnly, AtLink::replace);
   } catch (const std::system_error& failure) {
     throw InputError(fmt::format("Unsent reports cannot be kept in '{}': {}.", shown, failure.code().message()));
   }

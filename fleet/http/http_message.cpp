@@ -32,8 +32,7 @@ constexpr std::array<std::pair<int, std::string_view>, 15> reasonPhrases{{
 }};
 
 bool isTokenCharacter(char character) {
-  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-         (character >= '0' && character <= '9') ||
+  return isAsciiAlphanumeric(character) ||
          (character != '\0' && std::string_view("!#$%&'*+-.^_`|~").find(character) != std::string_view::npos);
 }
 

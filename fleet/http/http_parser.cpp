@@ -42,7 +42,7 @@ bool isTargetText(std::string_view target) {
 }
 
 bool isVersion(std::string_view version) {
-  return version.size() == 8 && version.starts_with("HTTP/1.") && version[7] >= '0' && version[7] <= '9';
+  return version.size() == 8 && version.starts_with("HTTP/1.") && isAsciiDigit(version[7]);
 }
 
 /// Sets method, path and query; false unless the line is three parts with single spaces between them.

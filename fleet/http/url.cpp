@@ -14,11 +14,6 @@ namespace {
 constexpr std::string_view digits = "0123456789";
 constexpr std::string_view hexadecimalDigits = "0123456789abcdefABCDEF";
 
-bool isAlphanumeric(char character) {
-  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-         (character >= '0' && character <= '9');
-}
-
 bool consistsOf(std::string_view text, std::string_view characters) {
   return text.find_first_not_of(characters) == std::string_view::npos;
 }
@@ -27,7 +22,7 @@ bool consistsOf(std::string_view text, std::string_view characters) {
 std::string encoded(std::string_view text, std::string_view kept) {
   std::string result;
   for (const char character : text) {
-    if (isAlphanumeric(character) || kept.find(character) != std::string_view::npos) {
+    if (isAsciiAlphanumeric(character) || kept.find(character) != std::string_view::npos) {
       result += character;
     } else {
       fmt::format_to(std::back_inserter(result), "%{:02X}", static_cast<unsigned char>(character));
@@ -41,7 +36,7 @@ std::string repaired(std::string_view text) { return encoded(text, "-._~!$&'()*+
 
 bool isHostName(std::string_view host) {
   return !host.empty() && std::all_of(host.begin(), host.end(), [](char character) {
-    return isAlphanumeric(character) || std::string_view("-._~").find(character) != std::string_view::npos;
+    return isAsciiAlphanumeric(character) || std::string_view("-._~").find(character) != std::string_view::npos;
   });
 }
 

@@ -16,8 +16,7 @@ namespace tidra {
 namespace {
 
 std::size_t charactersOf(std::string_view utf8) {
-  return static_cast<std::size_t>(std::count_if(
-      utf8.begin(), utf8.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }));
+  return utf8.size() - static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), isUtf8Continuation));
 }
 
 /// Limits far above any agent's report. The hub keeps all reports in memory and sends them in listings.

@@ -158,7 +158,7 @@ bool HubStore::setNote(const std::string& host, std::string_view note, TimePoint
   after->lastAuditRewind.reset();
   setDamagedAside(known->second.fileName);
   writeHostFileText(*after, text_);
-  replaceEntry(hostPath(known->second.fileName), text_, hostFileMode);
+  replaceFile(hostPath(known->second.fileName), text_, hostFileMode, AtLink::replace);
   known->second.file = after;
   log(hostEvent(HubEvent::Kind::noteUpdated, host, after->note.value_or("note cleared"), now));
   return true;

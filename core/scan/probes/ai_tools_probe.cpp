@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "core/base/text.h"
 #include "core/model/system_group_root.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
@@ -36,8 +37,6 @@ std::string globalStorage(const Editor& editor, const SystemProbeContext& contex
   return joinedPath(settings, std::string(editor.folder) + "/User/globalStorage");
 }
 
-bool isLetterOrDigit(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); }
-
 /// Encodes a name as in session folders: "-" for every UTF-16 unit that is no ASCII letter or digit.
 std::string encoded(std::string_view name) {
   std::string text;
@@ -46,7 +45,7 @@ std::string encoded(std::string_view name) {
     constexpr unsigned firstContinuation = 0x80;
     constexpr unsigned firstLead = 0xC0;
     constexpr unsigned firstLeadOfTwoUnits = 0xF0;
-    if (isLetterOrDigit(c)) {
+    if (isAsciiAlphanumeric(c)) {
       text += c;
     } else if (byte < firstContinuation || byte >= firstLead) {
       text += byte >= firstLeadOfTwoUnits ? "--" : "-";

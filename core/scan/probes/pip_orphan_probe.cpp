@@ -120,7 +120,7 @@ ProbeItem makeItem(const std::string& environment, const std::vector<std::string
     names.push_back(package.name);
     bytes += package.bytes;
   }
-  return {{.path = "pip:orphan:" + environment,
+  return {{.path = std::string(pipTargetPrefix) + environment,
            .label = fmt::format("Unused pip packages ({})", names.size()),
            .sizeBytes = isPlausibleSize(bytes) ? bytes : 0,
            .ecosystemTag = "py",
@@ -141,7 +141,7 @@ struct Checked {
 
 Checked check(const ScanArtifactFinding& environment, const SystemProbeContext& context) {
   auto required = requiredBy(*environment.groupRoot);
-  if (!required || context.exclusionFilter.bars("pip:orphan:" + environment.path)) return {};
+  if (!required || context.exclusionFilter.bars(std::string(pipTargetPrefix) + environment.path)) return {};
   const auto installed = PipOrphanProbe::installedPackages(environment.path);
   std::set<std::string> names;
   for (const auto& [name, package] : installed) names.insert(name);

@@ -19,9 +19,9 @@ bool isInterpreterName(std::string_view name) {
 
 /// Accepts paths that a shell reads literally, quoted or not.
 bool isPlainPath(std::string_view path) {
-  return path.starts_with('/') && std::all_of(path.begin(), path.end(), [](unsigned char c) {
-           return c > 0x7f || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-                  std::string_view("/._+-@,=").find(static_cast<char>(c)) != std::string_view::npos;
+  return path.starts_with('/') && std::all_of(path.begin(), path.end(), [](char c) {
+           return isAsciiAlphanumeric(c) || static_cast<unsigned char>(c) > 0x7f ||
+                  std::string_view("/._+-@,=").find(c) != std::string_view::npos;
          });
 }
 

@@ -12,9 +12,7 @@ namespace {
 constexpr std::size_t longestFile = 1024 * 1024;
 constexpr std::size_t mostFiles = 50;
 
-bool isNameByte(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_' || c == '.';
-}
+bool isNameByte(char c) { return isAsciiAlphanumeric(c) || c == '-' || c == '_' || c == '.'; }
 
 /// Parses an option written as "-r value", "-rvalue", "--requirement value" or "--requirement=value".
 std::optional<std::string_view> optionValue(std::string_view line, std::string_view shortName,

@@ -27,8 +27,7 @@ std::string shownStart(const std::string& text) {
   std::string start = replacingInvalidUtf8(std::string_view(text).substr(0, shownCharacters * mostCharacterBytes));
   std::size_t count = 0;
   for (std::size_t i = 0; i < start.size(); ++i) {
-    const bool beginsCharacter = (static_cast<unsigned char>(start[i]) & 0xc0) != 0x80;
-    if (beginsCharacter && count++ == shownCharacters) return start.substr(0, i);
+    if (!isUtf8Continuation(start[i]) && count++ == shownCharacters) return start.substr(0, i);
   }
   return start;
 }
