@@ -3,7 +3,7 @@
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 
-#include "fleet/agent/policy/policy_evaluator.h"
+#include "fleet/agent/evaluation/policy_evaluator.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "cli/terminal.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
-#include "fleet/hub/demo_fleet.h"
+#include "fleet/hub/demo/demo_fleet.h"
 #include "fleet/hub/hub_store_error.h"
 
 namespace tidra {

@@ -12,9 +12,9 @@
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
+#include "fleet/agent/evaluation/policy_catalog.h"
+#include "fleet/agent/evaluation/resolved_policy.h"
 #include "fleet/agent/policy/example_policies.h"
-#include "fleet/agent/policy/policy_catalog.h"
-#include "fleet/agent/policy/resolved_policy.h"
 #include "fleet/http/url.h"
 
 namespace tidra {

@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "fleet/agent/evaluation/resolved_policy.h"
 #include "fleet/agent/policy/fleet_policy.h"
-#include "fleet/agent/policy/resolved_policy.h"
 
 namespace tidra {
 

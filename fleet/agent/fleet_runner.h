@@ -14,8 +14,8 @@
 #include "core/model/scan_report.h"
 #include "core/platform/path_resolver.h"
 #include "core/platform/standard_streams.h"
+#include "fleet/agent/evaluation/policy_evaluator.h"
 #include "fleet/agent/policy/fleet_policy.h"
-#include "fleet/agent/policy/policy_evaluator.h"
 #include "fleet/agent/run_selection.h"
 #include "fleet/hub/protocol/hub_report.h"
 

@@ -9,9 +9,9 @@
 #include <string>
 
 #include "core/platform/path_resolver.h"
+#include "fleet/agent/evaluation/resolved_policy.h"
 #include "fleet/agent/fleet_runner.h"
 #include "fleet/agent/metrics_server.h"
-#include "fleet/agent/policy/resolved_policy.h"
 
 namespace tidra {
 

@@ -8,7 +8,7 @@
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
-#include "fleet/agent/policy/hub_overlay.h"
+#include "fleet/agent/evaluation/hub_overlay.h"
 #include "fleet/agent/sha256.h"
 #include "fleet/hub/protocol/hub_json.h"
 #include "fleet/hub/protocol/record_fields.h"

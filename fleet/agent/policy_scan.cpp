@@ -6,7 +6,7 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/host.h"
 #include "core/scan/git_metadata.h"
-#include "fleet/agent/policy/policy_catalog.h"
+#include "fleet/agent/evaluation/policy_catalog.h"
 
 namespace tidra {
 namespace {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "core/session/scan_session.h"
+#include "fleet/agent/evaluation/resolved_policy.h"
 #include "fleet/agent/policy/fleet_policy.h"
-#include "fleet/agent/policy/resolved_policy.h"
 
 namespace tidra {
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "core/session/cleanup_session.h"
+#include "fleet/agent/evaluation/policy_evaluator.h"
 #include "fleet/agent/policy/fleet_policy.h"
-#include "fleet/agent/policy/policy_evaluator.h"
 
 namespace tidra {
 

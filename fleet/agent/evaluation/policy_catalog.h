@@ -2,8 +2,8 @@
 #pragma once
 
 #include "core/rules/catalog_files.h"
+#include "fleet/agent/evaluation/resolved_policy.h"
 #include "fleet/agent/policy/fleet_policy.h"
-#include "fleet/agent/policy/resolved_policy.h"
 
 namespace tidra {
 

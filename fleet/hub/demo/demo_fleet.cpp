@@ -1,4 +1,4 @@
-#include "fleet/hub/demo_fleet.h"
+#include "fleet/hub/demo/demo_fleet.h"
 
 #include <fmt/format.h>
 
@@ -12,7 +12,7 @@
 #include "fleet/agent/policy/example_policies.h"
 #include "fleet/agent/policy/fleet_policy.h"
 #include "fleet/hub/data_folder.h"
-#include "fleet/hub/demo_host.h"
+#include "fleet/hub/demo/demo_host.h"
 #include "fleet/hub/event_log.h"
 #include "fleet/hub/folder_listing.h"
 #include "fleet/hub/host_file.h"

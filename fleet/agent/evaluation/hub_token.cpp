@@ -1,7 +1,7 @@
 #include <fmt/format.h>
 
 #include "core/base/text.h"
-#include "fleet/agent/policy/resolved_policy.h"
+#include "fleet/agent/evaluation/resolved_policy.h"
 #include "fleet/agent/policy/token_file.h"
 
 namespace tidra {

@@ -1,4 +1,4 @@
-#include "fleet/agent/policy/policy_evaluator.h"
+#include "fleet/agent/evaluation/policy_evaluator.h"
 
 #include <algorithm>
 #include <cassert>
@@ -10,8 +10,8 @@
 #include "core/base/quantities.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/path_text.h"
-#include "fleet/agent/policy/protected_paths.h"
-#include "fleet/agent/policy/resolved_policy.h"
+#include "fleet/agent/evaluation/protected_paths.h"
+#include "fleet/agent/evaluation/resolved_policy.h"
 
 namespace tidra {
 namespace {

@@ -1,4 +1,4 @@
-#include "fleet/agent/policy/policy_catalog.h"
+#include "fleet/agent/evaluation/policy_catalog.h"
 
 #include <fmt/format.h>
 

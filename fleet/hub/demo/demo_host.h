@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "core/base/time_point.h"
-#include "fleet/hub/demo_catalog.h"
-#include "fleet/hub/demo_random.h"
+#include "fleet/hub/demo/demo_catalog.h"
+#include "fleet/hub/demo/demo_random.h"
 #include "fleet/hub/protocol/hub_records.h"
 
 namespace tidra {

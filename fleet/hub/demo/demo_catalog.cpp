@@ -1,4 +1,4 @@
-#include "fleet/hub/demo_catalog.h"
+#include "fleet/hub/demo/demo_catalog.h"
 
 #include <array>
 

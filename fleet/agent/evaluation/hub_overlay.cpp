@@ -1,4 +1,4 @@
-#include "fleet/agent/policy/hub_overlay.h"
+#include "fleet/agent/evaluation/hub_overlay.h"
 
 #include <fmt/format.h>
 
@@ -6,8 +6,8 @@
 
 #include "core/base/errors.h"
 #include "core/base/text.h"
-#include "fleet/agent/policy/policy_catalog.h"
-#include "fleet/agent/policy/resolved_policy.h"
+#include "fleet/agent/evaluation/policy_catalog.h"
+#include "fleet/agent/evaluation/resolved_policy.h"
 
 namespace tidra {
 namespace {

@@ -1,4 +1,4 @@
-#include "fleet/hub/demo_fleet.h"
+#include "fleet/hub/demo/demo_fleet.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "fleet/agent/policy/protected_paths.h"
+#include "fleet/agent/evaluation/protected_paths.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 // Generates a host in three steps: its profile (kind, name, temper), the usage of its disk from run to run, and the
 // details of its last run, the only ones a hub stores. The figures of the last run add up exactly.
-#include "fleet/hub/demo_host.h"
+#include "fleet/hub/demo/demo_host.h"
 
 #include <fmt/format.h>
 
@@ -10,7 +10,7 @@
 #include <numeric>
 
 #include "core/base/text.h"
-#include "fleet/agent/policy/policy_evaluator.h"
+#include "fleet/agent/policy/skip_reason.h"
 #include "fleet/hub/report_filing.h"
 
 namespace tidra {

@@ -1,53 +1,19 @@
 // Decides which findings an unattended run may remove.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <functional>
 #include <optional>
 #include <vector>
 
-#include "core/base/enum_table.h"
 #include "core/base/json_codec.h"
 #include "core/model/cleanup_plan.h"
 #include "core/model/scan_report.h"
 #include "core/platform/path_resolver.h"
 #include "fleet/agent/policy/fleet_policy.h"
+#include "fleet/agent/policy/skip_reason.h"
 
 namespace tidra {
-
-/// Why an item stays.
-enum class SkipReason {
-  tierNeverRemoved,
-  tierNotAutoCleaned,
-  ruleNeverRemoved,
-  pathProtected,
-  categoryNotAllowed,
-  ecosystemNotAllowed,
-  tooRecent,
-  idleUnknown,
-  tooSmall,
-  overBudget,
-  noEvidence,
-};
-
-template <>
-struct EnumTable<SkipReason> {
-  static constexpr std::string_view name = "reason";
-  static constexpr std::array rows{
-      EnumRow<SkipReason>{SkipReason::tierNeverRemoved, "tierNeverRemoved"},
-      EnumRow<SkipReason>{SkipReason::tierNotAutoCleaned, "tierNotAutoCleaned"},
-      EnumRow<SkipReason>{SkipReason::ruleNeverRemoved, "ruleNeverRemoved"},
-      EnumRow<SkipReason>{SkipReason::pathProtected, "pathProtected"},
-      EnumRow<SkipReason>{SkipReason::categoryNotAllowed, "categoryNotAllowed"},
-      EnumRow<SkipReason>{SkipReason::ecosystemNotAllowed, "ecosystemNotAllowed"},
-      EnumRow<SkipReason>{SkipReason::tooRecent, "tooRecent"},
-      EnumRow<SkipReason>{SkipReason::idleUnknown, "idleUnknown"},
-      EnumRow<SkipReason>{SkipReason::tooSmall, "tooSmall"},
-      EnumRow<SkipReason>{SkipReason::overBudget, "overBudget"},
-      EnumRow<SkipReason>{SkipReason::noEvidence, "noEvidence"},
-  };
-};
 
 struct PolicyDecision {
   struct Skipped {

@@ -1,4 +1,4 @@
-#include "fleet/agent/policy/resolved_policy.h"
+#include "fleet/agent/evaluation/resolved_policy.h"
 
 #include <fmt/format.h>
 

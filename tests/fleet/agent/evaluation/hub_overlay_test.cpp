@@ -1,4 +1,4 @@
-#include "fleet/agent/policy/hub_overlay.h"
+#include "fleet/agent/evaluation/hub_overlay.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "fleet/agent/policy/policy_evaluator.h"
+#include "fleet/agent/evaluation/policy_evaluator.h"
 
 #include <gmock/gmock.h>
 
@@ -7,8 +7,8 @@
 
 #include "core/base/json_fields.h"
 #include "core/scan/walk_filter.h"
-#include "fleet/agent/policy/protected_paths.h"
-#include "fleet/agent/policy/resolved_policy.h"
+#include "fleet/agent/evaluation/protected_paths.h"
+#include "fleet/agent/evaluation/resolved_policy.h"
 
 namespace tidra {
 namespace {
