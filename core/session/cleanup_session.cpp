@@ -34,13 +34,13 @@ ScanRequest narrowed(ScanRequest request, const CleanupPlan& plan) {
   request.minimumBytes = 0;
   request.olderThan.reset();
   request.oneFileSystem = false;
-  request.systemReach = SystemReach::everywhere;  // the items are bounds enough
+  request.systemReach = SystemReach::everywhere;  // the items are sufficient bounds
   for (const CleanupPlan::Item& item : plan.items) {
     request.onlyPaths->insert(item.path);
-    // The environment that a pip target is about is a finding of the walk.
+    // The environment of a pip target is a finding of the walk.
     const std::string path =
         item.path.starts_with(pipTargetPrefix) ? item.path.substr(pipTargetPrefix.size()) : item.path;
-    // A whole trash is found by its rule alone; nothing is searched in it.
+    // A whole trash is found by its rule; scans do not enter it.
     if (path.starts_with('/') && !StoreNames::isWholeTrash(path)) {
       request.onlyPaths->insert(path);
       request.roots.push_back(parentPath(path));
@@ -92,14 +92,13 @@ std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const Cleanu
                      rawValue(item.tier));
 }
 
-/// Settles what lies in what. A candidate gets a refusal when it holds a finding that stays: one of a higher tier that
-/// is no candidate, or one whose candidate carries a refusal. Candidates that go with one that holds them need no
-/// removal of their own and are dropped; that one takes the highest tier of them.
+/// Resolves nesting. A candidate gets a refusal if it contains a finding that stays: one of a higher tier that is no
+/// candidate, or one with a refusal. Candidates inside another one are dropped; the outer one takes their highest tier.
 void settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<NestedFinding>& nested) {
   if (nested.empty()) return;
   std::map<std::string_view, CleanupCandidate*> byPath;
   for (CleanupCandidate& candidate : candidates) byPath.emplace(candidate.item.path, &candidate);
-  // The innermost come first, so that what holds a withheld one is withheld too.
+  // Innermost first, so that a refusal propagates outwards.
   for (const NestedFinding& pair : nested) {
     const auto outer = byPath.find(pair.outer);
     if (outer == byPath.end() || outer->second->refusal) continue;
@@ -115,7 +114,7 @@ void settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<N
     const auto outer = byPath.find(pair.outer);
     if (outer == byPath.end() || outer->second->refusal || !byPath.contains(pair.inner)) continue;
     parts.insert(pair.inner);
-    // Whoever agrees to the outer one, now or in a plan, agrees to what goes with it.
+    // Agreeing to the outer item, now or in a plan, includes what is inside it.
     auto& tier = outer->second->item.tier;
     tier = std::max(tier, pair.innerTier);
   }

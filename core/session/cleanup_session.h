@@ -34,10 +34,10 @@ struct CleanupOptions {
   std::function<bool()> shouldCancel = {};
 };
 
-/// The folder of the project that an item belongs to; none outside projects.
+/// Returns the project folder of an item; nullopt outside projects.
 std::optional<std::string> projectOf(const ScanReportItem& item);
 
-/// An item of a scan's report, with what the scan knows of it. Nothing is looked at that could keep it.
+/// Returns a report item with its scan data. Does not check keep files or use.
 CleanupCandidate candidateOf(const ScanReportItem& reported, const ScanOutcome& outcome);
 
 /// Findings without evidence, which a selection leaves to the user.
@@ -53,7 +53,7 @@ UnprovenFindings unprovenIn(const ScanReport& report);
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
                                                const CleanupOptions& options);
 
-/// The plan of those candidates that carry no refusal.
+/// Returns the plan of the candidates without a refusal.
 CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, DisposalMethod method,
                             const ScanRequest& request, std::optional<std::string> reason = {});
 

@@ -18,9 +18,9 @@ struct NestedFinding {
   std::string inner;
   ArtifactSafetyTier innerTier = ArtifactSafetyTier::safe;
 
-  /// Why the outer one stays when the inner one does; both are the rest of a sentence that begins with a path.
+  /// Returns why the outer one stays when the inner one does; both are the rest of a sentence after a path.
   std::string reasonToKeepOuter(const std::string& innerReason) const;
-  /// The same when the inner one is of a higher tier and nobody has selected it.
+  /// As above, for an inner one of a higher tier that is not selected.
   std::string reasonOfUnselectedInner() const;
 
   bool operator==(const NestedFinding&) const = default;

@@ -17,13 +17,12 @@ class RemovalGuard {
 
   explicit RemovalGuard(const TidraPathResolver& resolver);
 
-  /// Why this one stays, as the rest of a sentence that begins with its path; none when nothing speaks against removal.
-  /// A file ".tidra-keep" in it or any folder around it, also along the path without links; one that a stranger put
-  /// where everybody may write does not count. A process that works in it or its project, runs from there or was
-  /// started with something there, that has locked, mapped or opened a file in it, and one that works in a folder
-  /// between the project and the top of the repository around it; that of the home folder is none. `project` is the
-  /// project's folder; absent outside projects. Nothing speaks against a tool's target. Looks at the processes, and at
-  /// folders above the project, again when that was some seconds ago.
+  /// Returns why a path must stay, as the rest of a sentence after it; nullopt if nothing prevents removal, and for
+  /// targets of tools. Reasons: a file ".tidra-keep" in it or an ancestor (also along its resolved path), unless a
+  /// stranger planted it in a world-writable folder; a process that works in it or its project, runs from there, was
+  /// started with an argument there, or has locked, mapped or opened a file in it; a process that works between the
+  /// project and the top of its repository, except the home folder's. `project` is the project folder; absent outside
+  /// projects. Snapshots are cached for some seconds.
   std::optional<std::string> reasonToKeep(const std::string& path, const std::optional<std::string>& project);
 
  private:
