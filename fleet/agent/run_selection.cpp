@@ -10,7 +10,7 @@
 namespace tidra {
 namespace {
 
-/// What keeps an item besides the policy: a keep file, its use, or something in it that stays.
+/// Reasons outside the policy to keep an item: a keep file, its use, or contents that stay.
 class Selector {
  public:
   using Faults = PolicyEvaluator::Faults;
@@ -24,7 +24,7 @@ class Selector {
     }
   }
 
-  /// The indices of what goes along with an item; none for one that stays.
+  /// The indices of items removed along with this one; none when it stays.
   std::optional<std::vector<std::size_t>> consent(std::size_t index, const Faults& faults) {
     if (shouldCancel_ && shouldCancel_()) return std::nullopt;
     if (const auto& reason = reasonToKeep(index, faults)) {
@@ -48,7 +48,7 @@ class Selector {
     return held == held_.end() ? nothing : held->second;
   }
 
-  /// Also of an item that the budget does not reach or that is too small: it would go along with what holds it.
+  /// Also asked for small and over-budget items: they may be removed as part of an item that contains them.
   const std::optional<std::string>& reasonToKeep(std::size_t index, const Faults& faults) {
     if (const auto known = reasons_.find(index); known != reasons_.end()) return known->second;
     const ScanReportItem& item = items_[index];
@@ -75,9 +75,9 @@ class Selector {
   const std::vector<ScanReportItem>& items_;
   const std::function<bool()>& shouldCancel_;
   RemovalGuard guard_;
-  std::unordered_map<std::string_view, std::size_t> byPath_;                 // filled where findings are nested
+  std::unordered_map<std::string_view, std::size_t> byPath_;                 // filled if findings are nested
   std::unordered_map<std::size_t, std::vector<const NestedFinding*>> held_;  // by index of the outer one
-  std::unordered_map<std::size_t, std::optional<std::string>> reasons_;      // by index; none: it may go
+  std::unordered_map<std::size_t, std::optional<std::string>> reasons_;      // by index; none: may be removed
   std::vector<KeptItem> kept_;
 };
 

@@ -1,4 +1,4 @@
-// What one run takes of what its scan has found: the policy's decision, less what is protected for another reason.
+// The items that a run may remove: the policy's decision without those protected for other reasons.
 #pragma once
 
 #include <functional>
@@ -11,10 +11,10 @@
 
 namespace tidra {
 
-/// A selected item that stays for a reason which the policy does not know.
+/// A selected item that is kept for a reason outside the policy.
 struct KeptItem {
   ScanReportItem item;
-  std::string reason;  // the rest of a sentence that begins with its path
+  std::string reason;  // completes a sentence that begins with its path
 
   bool operator==(const KeptItem&) const = default;
 };
@@ -22,11 +22,10 @@ struct KeptItem {
 struct RunSelection {
   PolicyDecision decision;
   std::vector<CleanupCandidate> candidates;  // the decision's selected items
-  std::vector<KeptItem> kept;                // protected by a keep file, their use or what they hold; not in `decision`
+  std::vector<KeptItem> kept;                // by a keep file, by use or by contents; not in `decision`
 
-  /// What is kept, and what goes along with a selected item that holds it, uses up no budget of the policy. An item is
-  /// kept, too, when what it holds must stay, whether or not the budget reaches that. Once `shouldCancel` is true, the
-  /// candidates are incomplete.
+  /// Kept items, and items inside a selected one, use no budget. An item is also kept when its contents must stay,
+  /// regardless of their budget. Once `shouldCancel` returns true, the candidates are incomplete.
   static RunSelection make(const ScanOutcome& outcome, const FleetPolicy& policy, const TidraPathResolver& resolver,
                            const std::function<bool()>& shouldCancel);
 };

@@ -1,5 +1,5 @@
-// Sums over all points of history, day by day, and over all largest findings. They are updated with every report, since
-// a walk over ten million points takes longer than anybody should wait for a summary.
+// Running sums over all history points by day, and over all largest findings, updated with every report: scanning ten
+// million points would make each summary slow.
 #pragma once
 
 #include <chrono>
@@ -18,7 +18,7 @@
 
 namespace tidra {
 
-/// Not to be shared between threads without a lock.
+/// Not thread-safe.
 class FleetTotals {
  public:
   struct Activity {
@@ -32,20 +32,20 @@ class FleetTotals {
   };
 
   void add(const HubHistoryPoint& point);
-  /// Takes back a point that was added.
+  /// Subtracts a point added before.
   void remove(const HubHistoryPoint& point);
 
   void add(const std::vector<HubTopItem>& items);
-  /// Takes back the items of one host that were added together.
+  /// Subtracts one host's items, as added together before.
   void remove(const std::vector<HubTopItem>& items);
 
   /// Returns the sum of all points on later days.
   Activity afterDayOf(TimePoint time) const;
 
-  /// The days up to the one of `now`, oldest first, those without a point included.
+  /// The days up to that of `now`, oldest first, including those without points.
   std::vector<HubSummary::DayPoint> trend(TimePoint now, int days) const;
 
-  /// At most `count`, most bytes first, equal ones by label.
+  /// At most `count`, most bytes first, ties by label.
   std::vector<HubSummary::RuleBytes> topRules(std::size_t count) const;
 
  private:
@@ -63,7 +63,7 @@ class FleetTotals {
 
   static std::map<RuleKey, WideSum> grouped(const std::vector<HubTopItem>& items);
 
-  std::map<std::chrono::sys_days, Activity> days_;  // those with a point
+  std::map<std::chrono::sys_days, Activity> days_;  // only days with points
   std::map<RuleKey, Rule> rules_;
 };
 
