@@ -1,6 +1,5 @@
 // Evidence that a folder with an artefact's name was made by a tool, belongs to an installed program, or is ignored by
 // git.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -13,6 +12,7 @@
 #include "core/scan/installed_programs.h"
 #include "tests/core/scan/scan_fixture.h"
 #include "tests/support/git_repositories.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
@@ -190,13 +190,13 @@ TEST(DependencyFolders, NothingBelowOneIsAFindingOfItsOwn) {
                      "gems/gems/rack/dist/f", "gems/specifications/f", "vendor/client/dist/f"});
   // With the rules for these folders disabled.
   const auto catalog = catalogOf({plainRule("dist"), plainRule("build")});
-  EXPECT_THAT(foundPaths(tree, catalog), testing::ElementsAre("mine/src/dist", "vendor/client/dist"));
+  EXPECT_THAT(foundPaths(tree, catalog), ElementsAre("mine/src/dist", "vendor/client/dist"));
   for (const char* root : {"p/node_modules", "p/node_modules/vite", "p/.venv/lib", "p/vendor/a", "gems/gems/rack"}) {
     auto request = requestFor(tree, catalog);
     request.root = tree.path(root);
     const auto result = Scanner::scan(request);
     EXPECT_TRUE(result.findings.empty()) << root;
-    EXPECT_THAT(result.rootObstacle.value_or(""), testing::HasSubstr("dependency folder")) << root;
+    EXPECT_THAT(result.rootObstacle.value_or(""), HasSubstr("dependency folder")) << root;
   }
 }
 

@@ -1,14 +1,12 @@
 // Which rule a folder matches, in scans of small trees.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "core/base/text.h"
 #include "tests/core/scan/scan_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
-
-using testing::ElementsAreArray;
 
 constexpr std::string_view catalogText = R"({
   "projectRules": [

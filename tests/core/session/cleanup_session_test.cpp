@@ -2,15 +2,11 @@
 #include "core/session/cleanup_session.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <signal.h>
 #include <sys/file.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <filesystem>
 #include <map>
 
@@ -19,46 +15,15 @@
 #include "core/platform/path_text.h"
 #include "core/session/removal_guard.h"
 #include "tests/support/git_repositories.h"
+#include "tests/support/matchers.h"
 #include "tests/support/noted_removal.h"
+#include "tests/support/other_process.h"
 #include "tests/support/without_privileges.h"
 
 namespace tidra {
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 constexpr TimePoint now{std::chrono::seconds{1750000000}};
-
-/// Forks a process that performs an action and then waits to be ended.
-class Bystander {
- public:
-  template <class Deed>
-  explicit Bystander(Deed deed) {
-    std::array<int, 2> ready{};
-    if (::pipe(ready.data()) != 0) std::abort();
-    process_ = ::fork();
-    if (process_ == 0) {
-      const char done = deed() ? 'y' : 'n';
-      if (::write(ready[1], &done, 1) != 1) ::_exit(1);
-      for (;;) ::pause();
-    }
-    char done = 'n';
-    EXPECT_TRUE(::read(ready[0], &done, 1) == 1 && done == 'y');
-    for (const int end : ready) ::close(end);
-  }
-  ~Bystander() {
-    ::kill(process_, SIGKILL);
-    ::waitpid(process_, nullptr, 0);
-  }
-  Bystander(const Bystander&) = delete;
-  Bystander& operator=(const Bystander&) = delete;
-
- private:
-  pid_t process_ = 0;
-};
 
 class CleanupSession : public WithGitRepositories {
  protected:
@@ -124,7 +89,7 @@ TEST_F(CleanupSession, SelectsTheLargestFirstWithoutWhatAKeepFileProtects) {
   EXPECT_EQ(plan.totalBytes(), 3010);
   EXPECT_EQ(plan.highestTier(), ArtifactSafetyTier::safe);
   EXPECT_EQ(CleanupPlan{}.highestTier(), ArtifactSafetyTier::safe);
-  EXPECT_THAT(told(selected({.force = true})), testing::Each(testing::EndsWith(": -")));
+  EXPECT_THAT(told(selected({.force = true})), Each(EndsWith(": -")));
 }
 
 TEST_F(CleanupSession, AKeepFileKeepsAllBelowItsFolder) {
@@ -176,18 +141,17 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
   tree_.symlink("way", "code/works");
   tree_.makeFolder("code/team/.git");
   const auto worksIn = [&](const std::string& relative) {
-    return [path = tree_.path(relative)] { return ::chdir(path.c_str()) == 0; };
+    return [path = tree_.path(relative)] { ASSERT_EQ(::chdir(path.c_str()), 0); };
   };
-  const Bystander inProject(worksIn("way"));
-  const Bystander inArtefact(worksIn("code/works-inside/node_modules/sub"));
-  const Bystander above(worksIn("code"));
-  const Bystander inRepository(worksIn("code/team/a"));
-  const Bystander locker([path = tree_.path("code/locks/node_modules/sub/f")] {
-    const int file = ::open(path.c_str(), O_RDWR);
-    return file >= 0 && ::flock(file, LOCK_EX) == 0 && ::chdir("/") == 0;
+  const OtherProcess inProject(worksIn("way"));
+  const OtherProcess inArtefact(worksIn("code/works-inside/node_modules/sub"));
+  const OtherProcess above(worksIn("code"));
+  const OtherProcess inRepository(worksIn("code/team/a"));
+  const OtherProcess locker([path = tree_.path("code/locks/node_modules/sub/f")] {
+    ASSERT_EQ(::flock(::open(path.c_str(), O_RDWR), LOCK_EX) + ::chdir("/"), 0);
   });
-  const Bystander opener([path = tree_.path("code/opens/node_modules/sub/f")] {
-    return ::open(path.c_str(), O_RDONLY) >= 0 && ::chdir("/") == 0;
+  const OtherProcess opener([path = tree_.path("code/opens/node_modules/sub/f")] {
+    ASSERT_TRUE(::open(path.c_str(), O_RDONLY) >= 0 && ::chdir("/") == 0);
   });
   auto candidates = selected();
   std::sort(candidates.begin(), candidates.end(),
@@ -427,9 +391,8 @@ TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {
 TEST_F(NestedPlaces, WhatIsKeptHoldsBackWhatItLiesIn) {
   tree_.writeFile("code/outer/mid/inner/.tidra-keep");
   const auto rules = withRules({{"inner", "outer/mid/inner", "safe", "mine"}, {"outer", "outer", "caution", "mine"}});
-  EXPECT_THAT(
-      selectedFrom(rules, {safe, caution}),
-      testing::Contains(HasSubstr("outer: holds " + tree_.path("code/outer/mid/inner") + ", which is kept by")));
+  EXPECT_THAT(selectedFrom(rules, {safe, caution}),
+              Contains(HasSubstr("outer: holds " + tree_.path("code/outer/mid/inner") + ", which is kept by")));
   EXPECT_THAT(selectedFrom(rules, {safe, caution}, {.force = true}), ElementsAre("outer: -"));
 }
 
@@ -468,7 +431,7 @@ TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
       EXPECT_EQ(candidate.item.tier, ArtifactSafetyTier::safe);
     }
   }
-  EXPECT_THAT(leftovers, testing::UnorderedElementsAre("code/p/" + name, "home/.cache/" + name, "home/sdks/" + name));
+  EXPECT_THAT(leftovers, UnorderedElementsAre("code/p/" + name, "home/.cache/" + name, "home/sdks/" + name));
   const auto outcome = runCleanup(candidates, setting(DisposalMethod::trash));
   EXPECT_THAT(outcome.disposal.failures, IsEmpty());
   for (const std::string& leftover : leftovers) EXPECT_FALSE(exists(leftover)) << leftover;
@@ -509,8 +472,8 @@ TEST_F(CleanupSession, AFolderNamedLikeAnInterruptedRemovalIsNone) {
   all.categories = {"mine"};
   const auto outcome = runScan(all);
   EXPECT_THAT(outcome.findings, IsEmpty());
-  EXPECT_THAT(outcome.notes, testing::Contains(AllOf(HasSubstr("12 folders are named like interrupted removals"),
-                                                     HasSubstr("code/p/.tidra-removing-"))));
+  EXPECT_THAT(outcome.notes, Contains(AllOf(HasSubstr("12 folders are named like interrupted removals"),
+                                            HasSubstr("code/p/.tidra-removing-"))));
   CleanupPlan plan{.createdAt = now, .host = "a-host", .method = DisposalMethod::delete_, .reason = {}, .items = {}};
   for (const std::string& name : names) {
     plan.items.push_back({.id = {}, .path = tree_.path(name), .label = {}, .category = "mine", .ruleID = {}});

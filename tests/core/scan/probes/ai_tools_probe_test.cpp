@@ -1,16 +1,12 @@
 #include "core/scan/probes/ai_tools_probe.h"
 
-#include <gmock/gmock.h>
-
 #include <algorithm>
 
 #include "tests/core/scan/probes/probe_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 std::string withDashes(std::string path) {
   std::replace_if(
@@ -55,7 +51,7 @@ TEST(ClaudeSessions, ShowTheProjectThatTheFolderNameEncodes) {
   for (const auto& project : AIToolsProbe::claudeProjects(fixture.context.resolver)) {
     shown.push_back(fixture.shown(project.displayName));
   }
-  EXPECT_THAT(shown, testing::UnorderedElementsAreArray(expected));
+  EXPECT_THAT(shown, UnorderedElementsAreArray(expected));
 
   tree.writeFile("home/.claude/projects/not-absolute/session.jsonl");
   const TimePoint used{std::chrono::seconds{1600000000}};
@@ -125,7 +121,7 @@ TEST(AgentExtensions, EachStorageOfEachEditorIsAFindingOnBothPlatforms) {
       fixture.tree().makeFolder(settings + folder + "/User/globalStorage/someone.else");
     }
     fixture.tree().makeFolder(settings + "Codium/User/globalStorage/saoudrizwan.claude-dev");
-    EXPECT_THAT(fixture.lines(AIToolsProbe().scan(fixture.context)), testing::ElementsAreArray(expected));
+    EXPECT_THAT(fixture.lines(AIToolsProbe().scan(fixture.context)), ElementsAreArray(expected));
     fixture.context.exclusionFilter.addPattern("globalStorage");
     EXPECT_THAT(AIToolsProbe().scan(fixture.context).items, IsEmpty());
   }

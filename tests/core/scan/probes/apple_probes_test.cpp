@@ -1,15 +1,12 @@
 #include "core/scan/probes/apple_probes.h"
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 
 #include "tests/core/scan/probes/probe_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 TEST(XcodeArchives, EveryBundleIsAFindingWithItsDate) {
   ProbeFixture fixture;

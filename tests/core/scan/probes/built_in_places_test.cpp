@@ -1,6 +1,5 @@
 // Fills every place of the built-in system rules and expects to find it.
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 
 #include <algorithm>
 
@@ -10,6 +9,7 @@
 #include "core/platform/path_text.h"
 #include "core/scan/system_scanner.h"
 #include "tests/core/scan/probes/probe_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
@@ -177,7 +177,7 @@ TEST_P(BuiltInPlaces, EachGivesExactlyOneFinding) {
         fixture_.shown(fmt::format("{} | {} | {} | {} | {} | {}", *finding.ruleID, finding.path, finding.label,
                                    rawValue(finding.safetyTier), finding.sizeBytes, *finding.groupRoot)));
   }
-  EXPECT_THAT(found, testing::UnorderedElementsAreArray(expected_));
+  EXPECT_THAT(found, UnorderedElementsAreArray(expected_));
   for (const auto& rule : fixture_.catalog.systemRulesFor(GetParam(), std::nullopt)) {
     EXPECT_TRUE(filledRules_.contains(rule.id)) << "no place of " << rule.id << " was filled";
   }

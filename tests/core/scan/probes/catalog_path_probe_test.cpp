@@ -1,17 +1,14 @@
 #include "core/scan/probes/catalog_path_probe.h"
 
-#include <gmock/gmock.h>
-
 #include <filesystem>
 
 #include "core/platform/path_text.h"
 #include "tests/core/scan/probes/probe_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
 using Mode = SystemPathRule::Mode;
 using Kind = SystemPathRule::Kind;
 using Activity = SystemPathRule::Activity;
@@ -140,8 +137,7 @@ TEST_F(CatalogProbe, ChildrenAreFindingsOfTheirOwn) {
   EXPECT_THAT(found(), ElementsAre("@/home/v/.hidden | v · kid", "@/home/v/leaf | v · kid", "@/home/v/one | v · kid",
                                    "@/home/v/two | v · kid", "@/home/g1/x | grandkid · x", "@/home/g2/y | grandkid · y",
                                    "@/home/n/a {parent} | a n of n, a n"));
-  EXPECT_THAT(fixture.lines(CatalogPathProbe("c").scan(fixture.context)),
-              testing::Contains("@/home/v/leaf | v · kid | 5"));
+  EXPECT_THAT(fixture.lines(CatalogPathProbe("c").scan(fixture.context)), Contains("@/home/v/leaf | v · kid | 5"));
 }
 
 TEST(MeaningfulParent, PassesOverAtMostFourFoldersThatSayNothing) {
@@ -192,10 +188,10 @@ TEST_F(CatalogProbe, LinksAndWhatTheUserExcludesAreLeftOut) {
   filter.addPrefix(fixture.home() + "/above");
   filter.addPattern("vendor");
   EXPECT_THAT(found(), ElementsAre("@/home/link/x | behind", "@/home/g/taken | excluded · taken",
-                                   "@/home/link | link as such", testing::StartsWith("@/home/versions/1 | ")));
+                                   "@/home/link | link as such", StartsWith("@/home/versions/1 | ")));
   const auto report = CatalogPathProbe("c").scan(fixture.context);
-  EXPECT_THAT(fixture.lines(report), testing::Contains("@/home/link | link as such | 0"));
-  EXPECT_THAT(report.notes, ElementsAre(testing::HasSubstr("link is a symbolic link and is skipped")));
+  EXPECT_THAT(fixture.lines(report), Contains("@/home/link | link as such | 0"));
+  EXPECT_THAT(report.notes, ElementsAre(HasSubstr("link is a symbolic link and is skipped")));
 }
 
 TEST_F(CatalogProbe, FilesAreMeasuredByThemselvesAndOnlyWhereARuleTakesThem) {

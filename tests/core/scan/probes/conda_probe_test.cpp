@@ -1,14 +1,11 @@
 #include "core/scan/probes/conda_probe.h"
 
-#include <gmock/gmock.h>
-
 #include "tests/core/scan/probes/probe_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
 using Answers = ProbeFixture::Answers;
 
 class Conda : public testing::Test {

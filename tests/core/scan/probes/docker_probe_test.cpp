@@ -1,16 +1,11 @@
 #include "core/scan/probes/docker_probe.h"
 
-#include <gmock/gmock.h>
-
 #include "tests/core/scan/probes/probe_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 using Answers = ProbeFixture::Answers;
 
 const std::string idA = "sha256:" + std::string(64, 'a');
@@ -107,7 +102,7 @@ TEST_F(Docker, NoVolumeIsTakenForUnusedUnlessEveryContainerWasAsked) {
         << names;
   }
   // Without containers every volume is unused.
-  EXPECT_THAT(found(changed("ps -a", "exit 0")), testing::SizeIs(5));
+  EXPECT_THAT(found(changed("ps -a", "exit 0")), SizeIs(5));
 }
 
 TEST_F(Docker, HostileNamesReachNoCommandAndNoFinding) {
@@ -132,7 +127,7 @@ TEST_F(Docker, AStoppedDaemonOrUselessAnswersGiveNothing) {
     const DockerArtifactProbe probe(fixture.script("docker", body));
     EXPECT_THAT(fixture.lines(probe.scan(fixture.context)), IsEmpty()) << body;
   }
-  EXPECT_THAT(ask(changed("volume ls", fixture.hang())).items, testing::SizeIs(2)) << "cancelled while listing volumes";
+  EXPECT_THAT(ask(changed("volume ls", fixture.hang())).items, SizeIs(2)) << "cancelled while listing volumes";
 }
 
 TEST_F(Docker, SizesThatNoMachineHoldsAreUnknown) {

@@ -1,17 +1,13 @@
 #include "core/scan/probes/package_tool_probes.h"
 
-#include <gmock/gmock.h>
-
 #include "core/platform/files.h"
 #include "core/scan/probes/apple_probes.h"
 #include "core/scan/probes/conda_probe.h"
 #include "tests/core/scan/probes/probe_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 /// Paths that no tool's output may lead to, relative to the tree.
 std::vector<std::string> unusableFolders(const ProbeFixture& fixture) {

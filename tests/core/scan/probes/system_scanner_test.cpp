@@ -1,7 +1,6 @@
 #include "core/scan/system_scanner.h"
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -14,12 +13,10 @@
 #include "core/scan/probes/docker_probe.h"
 #include "core/scan/probes/package_tool_probes.h"
 #include "tests/core/scan/probes/probe_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 std::string kindOf(const SystemArtifactProbe& probe) {
   const auto is = [&](auto* type) { return dynamic_cast<decltype(type)>(&probe) != nullptr; };
@@ -170,7 +167,7 @@ TEST_F(SystemScan, TellsOfEachFindingInItsPhase) {
   ticks.clear();
   constexpr auto most = std::numeric_limits<std::uint64_t>::max();
   scan({"agentHost"}, {project("p", most), project("q", most)});
-  EXPECT_THAT(ticks, testing::Contains("Checking system caches… 3 9223372036854775807 @/home/b"));
+  EXPECT_THAT(ticks, Contains("Checking system caches… 3 9223372036854775807 @/home/b"));
 }
 
 TEST_F(SystemScan, CancellingGivesWhatIsKnownAndEndsTheTools) {
