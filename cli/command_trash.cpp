@@ -26,7 +26,7 @@ struct TrashOptions {
   bool json = false;
 };
 
-void writeResult(const FreedesktopTrash::Purged& purged, const std::vector<FreedesktopTrash::Entry>& left,
+void writePurged(const FreedesktopTrash::Purged& purged, const std::vector<FreedesktopTrash::Entry>& left,
                  bool interrupted, const TrashOptions& options, const Program& program) {
   if (options.json) {
     nlohmann::json object{{"failures", JsonCodec<std::vector<TidraDeletionFailure>>::encode(purged.failures)}};
@@ -81,7 +81,7 @@ int purge(const TrashOptions& options, const Program& program) {
     for (const std::string& note : notes) writeNote(note);
     noteUnlisted(choice.unlisted);
   }
-  writeResult(purged, choice.unlisted, interrupted, options, program);
+  writePurged(purged, choice.unlisted, interrupted, options, program);
   writeFailures(purged.failures);
   if (interrupted) {
     writeNote(interruptedText(purged));

@@ -50,7 +50,7 @@ bool isGiven(const CLI::App& command, std::string_view text) {
   return std::find(values.begin(), values.end(), text.substr(equals + 1)) != values.end();
 }
 
-std::string shown(std::string_view text) {
+std::string asTyped(std::string_view text) {
   std::string words(text);
   std::replace(words.begin(), words.end(), '=', ' ');
   return words;
@@ -63,11 +63,11 @@ void check(const CLI::App& command, const OptionRule& rule) {
     const auto other = std::find_if(others.begin(), others.end(), [&](auto text) { return isGiven(command, text); });
     if (rule.relation == Relation::excludes && other != others.end()) {
       throw InputError(
-          fmt::format("{} and {} cannot be given together; leave one of them out.", shown(option), shown(*other)));
+          fmt::format("{} and {} cannot be given together; leave one of them out.", asTyped(option), asTyped(*other)));
     }
     if (rule.relation == Relation::needs && other == others.end()) {
       std::vector<std::string> needed;
-      for (const std::string_view text : others) needed.push_back(shown(text));
+      for (const std::string_view text : others) needed.push_back(asTyped(text));
       throw InputError(missingNeed(option, joined(needed, " or ")));
     }
   }

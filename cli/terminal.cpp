@@ -106,7 +106,7 @@ void writePrompt(std::string_view text) { writeStandardError(text); }
 
 namespace {
 bool notesAreSilenced = false;
-}
+}  // namespace
 
 void silenceNotes() { notesAreSilenced = true; }
 

@@ -171,7 +171,7 @@ std::size_t displayWidth(std::string_view utf8) {
 
 namespace {
 constexpr std::string_view base64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-}
+}  // namespace
 
 std::string base64Encoded(std::string_view bytes) {
   std::string text;

@@ -48,7 +48,7 @@ class Descent {
     place_ = {std::move(root->folder), "/"};
   }
 
-  /// ".." comes only from links of the running user or root: requireUsable() refuses it in the path itself.
+  /// ".." comes only from links of the running user or root: requireWellFormed() refuses it in the path itself.
   void climb() {
     auto parent = openPathComponent(place_.descriptor.get(), "..");
     if (!parent) throw std::system_error(parent.failure());
@@ -85,7 +85,7 @@ class Descent {
   int links_ = 0;
 };
 
-void requireUsable(std::string_view path) {
+void requireWellFormed(std::string_view path) {
   const std::string shown = escapedForTerminal(path);
   if (!path.starts_with('/')) throw UnsafePathError(fmt::format("'{}' is not an absolute path", shown));
   if (path.find('\0') != std::string_view::npos) throw UnsafePathError(fmt::format("'{}' contains a NUL byte", shown));
@@ -100,17 +100,17 @@ void requireUsable(std::string_view path) {
 std::string HeldEntry::path() const { return joinedPath(folder.path, name); }
 
 HeldFolder holdFolder(std::string_view path) {
-  requireUsable(path);
+  requireWellFormed(path);
   return Descent(path, std::nullopt).run();
 }
 
 HeldFolder holdOrMakeFolder(std::string_view path, unsigned permissions) {
-  requireUsable(path);
+  requireWellFormed(path);
   return Descent(path, permissions).run();
 }
 
 HeldEntry holdEntry(std::string_view path) {
-  requireUsable(path);
+  requireWellFormed(path);
   const std::string whole = standardizedPath(path);
   HeldEntry entry;
   entry.name = lastPathComponent(whole);

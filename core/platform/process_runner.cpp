@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <shared_mutex>
 #include <thread>
 
 #include "core/base/errors.h"
@@ -21,6 +22,7 @@
 #include "core/platform/pipe.h"
 #include "core/platform/process_exit.h"
 #include "core/platform/process_memory.h"
+#include "core/platform/spawn_lock.h"
 
 extern char** environ;
 
@@ -106,7 +108,7 @@ class SpawnSettings {
   std::optional<pid_t> spawn(const std::string& executable, char* const* arguments, char* const* environment) const {
     pid_t child = 0;
     for (int tries = 0; usable_; ++tries) {
-      const int failure = ::posix_spawn(&child, executable.c_str(), &actions_, &attributes_, arguments, environment);
+      const int failure = spawnOnce(child, executable, arguments, environment);
       if (failure == 0) return child;
       // At the limit of processes (RLIMIT_NPROC), those of other workers end within moments.
       if (failure != EAGAIN || tries == mostSpawnTries) break;
@@ -116,6 +118,11 @@ class SpawnSettings {
   }
 
  private:
+  int spawnOnce(pid_t& child, const std::string& executable, char* const* arguments, char* const* environment) const {
+    const std::shared_lock lock(spawnLock());
+    return ::posix_spawn(&child, executable.c_str(), &actions_, &attributes_, arguments, environment);
+  }
+
   void check(int failure) { usable_ = usable_ && failure == 0; }
 
   posix_spawn_file_actions_t actions_{};

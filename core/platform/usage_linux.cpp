@@ -10,6 +10,7 @@
 #include <array>
 #include <charconv>
 #include <climits>
+#include <mutex>
 #include <set>
 #include <vector>
 
@@ -18,6 +19,7 @@
 #include "core/platform/file_descriptor.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "core/platform/spawn_lock.h"
 #include "core/platform/usage.h"
 
 namespace tidra {
@@ -127,6 +129,11 @@ std::string mappedPath(std::string_view line) {
     path.replace(at, lineBreak.size(), "\n");
   }
   return path;
+}
+
+std::vector<std::int64_t> runningProcesses() {
+  const std::unique_lock lock(spawnLock());
+  return numberedEntries("/proc");
 }
 
 /// Collects one snapshot.
@@ -283,7 +290,7 @@ class UsageCollector {
   UsageSnapshot snapshot_;
   const std::int64_t self_ = ::getpid();
   const std::set<std::int64_t> ours_ = ownLine();  // this process and its ancestors
-  const std::vector<std::int64_t> processes_ = numberedEntries("/proc");
+  const std::vector<std::int64_t> processes_ = runningProcesses();
   std::size_t descriptors_ = 0;
   std::size_t mapBytes_ = 0;
   std::int64_t named_ = 0;  // the process of `name_`

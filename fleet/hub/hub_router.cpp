@@ -31,7 +31,7 @@ constexpr std::array routes{
 };
 
 /// The components matched by "*"; none when the path does not match.
-std::optional<std::vector<std::string>> namesIn(const std::vector<std::string>& parts, std::string_view path) {
+std::optional<std::vector<std::string>> parametersOf(const std::vector<std::string>& parts, std::string_view path) {
   const auto wanted = splitNonEmpty(path, '/');
   if (wanted.size() != parts.size()) return std::nullopt;
   std::vector<std::string> names;
@@ -65,7 +65,7 @@ HubMatch matchRoute(std::string_view method, const std::vector<std::string>& par
   const std::string_view asked = method == "HEAD" ? "GET" : method;
   for (const HubRoute& route : routes) {
     if (!route.method.empty() && route.method != asked) continue;
-    if (auto names = namesIn(parts, route.path)) return {&route, std::move(*names)};
+    if (auto names = parametersOf(parts, route.path)) return {&route, std::move(*names)};
   }
   return {};
 }

@@ -375,7 +375,7 @@ TEST_F(ScanCommand, AnInterruptShowsWhatWasFoundAndSaysSo) {
   std::vector<std::string> arguments{"slow", "--json", "--threads", "1"};
   for (int list = 0; list < 8; ++list) {
     std::string patterns = "never";
-    for (int i = 0; i < 8000; ++i) patterns += ",*" + std::to_string(i) + "*~?";
+    for (int i = 0; i < 8000; ++i) patterns += ",*/" + std::to_string(i) + "*~?";
     arguments.insert(arguments.end(), {"--exclude", patterns});
   }
   ProgramOptions options;

@@ -56,7 +56,7 @@ std::optional<TimePoint> activityOf(const SystemPathRule& rule, const std::strin
 }
 
 /// Escapes text for fnmatch(), so that it matches only itself.
-std::string globEscaped(std::string_view text) {
+std::string fnmatchEscaped(std::string_view text) {
   std::string pattern;
   for (const char c : text) {
     if (c == '\\') {
@@ -72,9 +72,9 @@ std::string globEscaped(std::string_view text) {
 /// or "." a template could resolve to the home folder or "/".
 class TemplateResolver {
  public:
-  explicit TemplateResolver(const TidraPathResolver& given) : plain_(given), escaped_{globEscaped(given.home), {}} {
+  explicit TemplateResolver(const TidraPathResolver& given) : plain_(given), escaped_{fnmatchEscaped(given.home), {}} {
     std::erase_if(plain_.environment, [](const auto& variable) { return !variable.second.starts_with('/'); });
-    for (const auto& [name, value] : plain_.environment) escaped_.environment.emplace(name, globEscaped(value));
+    for (const auto& [name, value] : plain_.environment) escaped_.environment.emplace(name, fnmatchEscaped(value));
   }
 
   /// Wildcards count only in the template itself, not in values such as the home folder.
