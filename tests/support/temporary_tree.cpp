@@ -8,9 +8,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <ostream>
 #include <system_error>
+
+#include "core/platform/open_file.h"
 
 namespace tidra {
 namespace {
@@ -115,10 +116,9 @@ std::string TemporaryTree::path(std::string_view relative) const {
 std::string TemporaryTree::writeFile(std::string_view relative, std::string_view bytes) const {
   const std::string path = this->path(relative);
   fs::create_directories(fs::path(path).parent_path());
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  file.close();
-  check(static_cast<bool>(file), path);
+  // With O_CLOEXEC: a program that another thread starts meanwhile must not hold the file open, which is "in use".
+  const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  check(file && !writeAll(file, bytes), path);
   return path;
 }
 
