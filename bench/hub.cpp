@@ -75,7 +75,7 @@ void makeFolder(const std::string& folder, std::size_t hosts) {
   for (std::size_t i = 0; i < hosts; ++i) {
     const HubHostFile file = hostNumber(i);
     std::FILE* out = std::fopen((folder + "/hosts/" + tidra::hostFileName(file.host)).c_str(), "w");
-    const std::string text = tidra::hostFileText(file);
+    const std::string text = tidra::HubJSON::compact(file);
     if (out == nullptr || std::fwrite(text.data(), 1, text.size(), out) != text.size() || std::fclose(out) != 0) {
       std::perror(folder.c_str());
       std::exit(1);

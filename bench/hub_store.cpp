@@ -97,9 +97,7 @@ void views(const std::string& folder) {
   report("metrics", [&] { bytes += store->metrics(now, "1.3.0").size(); });
   const auto page = [&](const tidra::HubHostQuery& query) {
     const auto found = store->hosts(query, now);
-    auto rows = nlohmann::json::array();
-    for (const auto& host : found.hosts) rows.push_back(tidra::JsonCodec<tidra::HubHostRecord>::encode(host));
-    bytes += tidra::jsonText(rows, false).size();
+    bytes += tidra::compactJson(found.hosts).size();
   };
   report("first page of 50 hosts, as JSON", [&] { page({.limit = 50, .withHistory = false}); });
   report("page of 50 hosts with a text and a status",
@@ -135,7 +133,7 @@ void ingest(const std::string& folder, int rounds) {
   std::vector<double> ours, bare, bareWithFolder;
   for (int round = 0; round <= rounds; ++round) {
     for (std::size_t i = 0; i < hosts.size(); ++i) {
-      const std::string text = tidra::hostFileText(*hosts[i]);
+      const std::string text = tidra::HubJSON::compact(*hosts[i]);
       const std::string path = bareFolder + "/" + std::to_string(i) + ".json";
       const std::string otherPath = path + "-2";
       const tidra::HubHostReport report = hosts[i]->latest;

@@ -238,7 +238,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   const Agreement agreement = setting.dryRun ? Agreement{.candidates = candidates, .toUnlisted = std::nullopt}
                                              : askFor(candidates, plan, trashes, options, program);
   if (!agreement.toAnything) {
-    if (options.json) writeOut(jsonText(JsonCodec<DisposalOutcome>::encode({}), true) + "\n");
+    if (options.json) writeOut(prettyJson(DisposalOutcome{}) + "\n");
     writeNote("Nothing was removed.");
     return ExitStatus::done;
   }
@@ -249,7 +249,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   writeFailures(outcome.disposal.failures);
   for (const std::string& remainder : outcome.remainders) writeNote(remainder);
   if (options.json) {
-    writeOut(jsonText(outcomeJson(outcome.disposal, outcome.unmeasured), true) + "\n");
+    writeOut(prettyJson(CountedOutcome{outcome.disposal, outcome.unmeasured}) + "\n");
   } else if (!candidates.empty() || !options.emptyTrash) {
     writeOut(wholeOutcomeText(outcome, plan.method, program.options.dryRun));
   }

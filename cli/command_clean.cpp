@@ -117,7 +117,7 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
   guard.reset();
   InterruptGuard::requireNone("The scan was interrupted, so no plan was written.");
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
-  const std::string text = jsonText(JsonCodec<CleanupPlan>::encode(plan), true) + "\n";
+  const std::string text = prettyJson(plan) + "\n";
   if (options.scan.output && !program.options.dryRun) writeResult(options.scan, text);
   if (!options.scan.output || options.scan.json) {
     if (!options.scan.output || descriptorNamed(*options.scan.output) != STDOUT_FILENO) writeOut(text);

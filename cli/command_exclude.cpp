@@ -27,7 +27,7 @@ struct ExcludeOptions {
 int list(const ExcludeOptions& options, const Program& program) {
   const auto entries = UserState(makeResolver(options.home, program.environment)).exclusions.load();
   if (options.json) {
-    writeOut(jsonText(JsonCodec<std::vector<ExclusionEntry>>::encode(entries), true) + "\n");
+    writeOut(prettyJson(entries) + "\n");
   } else if (entries.empty()) {
     writeOut("Nothing is excluded. Add a folder or a pattern with tidra exclude add.\n");
   }

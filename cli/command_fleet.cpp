@@ -76,7 +76,7 @@ int run(const FleetOptions& options, const Program& program) {
   try {
     const FleetRunResult result = runner.run();
     if (options.explain && !options.json) writeOut(explanation(result));
-    if (options.json) writeOut(jsonText(JsonCodec<FleetRunResult>::encode(result), true) + "\n");
+    if (options.json) writeOut(prettyJson(result) + "\n");
     writeFailures(result.disposal.failures);
     writeFailures(result.purged.failures);
     if (result.interrupted) return ExitStatus::interrupted;

@@ -82,24 +82,25 @@ CheckedPolicy checked(const PolicyOptions& options, const Program& program) {
   return made;
 }
 
-nlohmann::json toJson(const CheckedPolicy& given) {
+std::string policyJson(const CheckedPolicy& given) {
   const ResolvedPolicy& resolved = given.resolved;
-  nlohmann::json object{{"name", JsonCodec<std::string>::encode(given.policy.name)},
-                        {"home", JsonCodec<std::string>::encode(resolved.resolver.home)},
-                        {"roots", JsonCodec<std::vector<std::string>>::encode(resolved.roots)},
-                        {"auditPath", JsonCodec<std::string>::encode(resolved.auditPath)},
-                        {"lockPath", JsonCodec<std::string>::encode(resolved.lockPath)},
-                        {"method", rawValue(given.policy.disposal.method)},
-                        {"quarantineDir", JsonCodec<std::string>::encode(resolved.quarantine.directory)},
-                        {"retentionDays", resolved.quarantine.retentionDays},
-                        {"listenHost", JsonCodec<std::string>::encode(resolved.listen.host)},
-                        {"listenPort", JsonCodec<int>::encode(resolved.listen.port)},
-                        {"dryRun", given.policy.dryRun}};
-  putOptional(object, "textfile", resolved.textfile);
-  putOptional(object, "hubURL", given.hubUrl);
-  putOptional(object, "hubPolicy", given.policy.hub.policy);
-  if (given.token.token) object["hubTokenSource"] = JsonCodec<std::string>::encode(given.token.source);
-  return object;
+  return indentedJson(compactObject([&](JsonObjectWriter& object) {
+    object.put("auditPath", resolved.auditPath)
+        .put("dryRun", given.policy.dryRun)
+        .put("home", resolved.resolver.home)
+        .put("hubPolicy", given.policy.hub.policy);
+    if (given.token.token) object.put("hubTokenSource", given.token.source);
+    object.put("hubURL", given.hubUrl)
+        .put("listenHost", resolved.listen.host)
+        .put("listenPort", int{resolved.listen.port})
+        .put("lockPath", resolved.lockPath)
+        .put("method", given.policy.disposal.method)
+        .put("name", given.policy.name)
+        .put("quarantineDir", resolved.quarantine.directory)
+        .put("retentionDays", resolved.quarantine.retentionDays)
+        .put("roots", resolved.roots)
+        .put("textfile", resolved.textfile);
+  }));
 }
 
 std::string toText(const CheckedPolicy& given, const std::string& file) {
@@ -127,7 +128,7 @@ std::string toText(const CheckedPolicy& given, const std::string& file) {
 
 int check(const PolicyOptions& options, const Program& program) {
   const CheckedPolicy given = checked(options, program);
-  writeOut(options.json ? jsonText(toJson(given), true) + "\n" : toText(given, options.file));
+  writeOut(options.json ? policyJson(given) + "\n" : toText(given, options.file));
   return ExitStatus::done;
 }
 

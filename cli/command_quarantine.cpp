@@ -17,6 +17,22 @@
 #include "core/model/byte_formatting.h"
 
 namespace tidra {
+
+/// The manifest with the entry's name and place.
+template <>
+struct JsonCodec<QuarantineDisposer::Entry> {
+  static void write(JsonWriter& out, const QuarantineDisposer::Entry& entry) {
+    JsonObjectWriter(out)
+        .put("bytes", entry.manifest.bytes)
+        .put("host", entry.manifest.host)
+        .putBytes("name", entry.name())
+        .putBytes("originalPath", entry.manifest.originalPath)
+        .put("quarantinedAt", entry.manifest.quarantinedAt)
+        .putBytes("url", entry.url)
+        .close();
+  }
+};
+
 namespace {
 
 struct QuarantineOptions {
@@ -41,21 +57,12 @@ QuarantineDisposer::Listing readEntries(const QuarantineDisposer& quarantine) {
   }
 }
 
-nlohmann::json encoded(const QuarantineDisposer::Entry& entry) {
-  auto object = JsonCodec<QuarantineDisposer::Manifest>::encode(entry.manifest);
-  putBytes(object, "name", entry.name());
-  putBytes(object, "url", entry.url);
-  return object;
-}
-
 int list(const QuarantineOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
   const auto listing = readEntries(openQuarantine(options.folder, resolver));
   writeNotes(listing.notes, program);
   if (options.json) {
-    auto array = nlohmann::json::array();
-    for (const QuarantineDisposer::Entry& entry : listing.entries) array.push_back(encoded(entry));
-    writeOut(jsonText(array, true) + "\n");
+    writeOut(prettyJson(listing.entries) + "\n");
     return ExitStatus::done;
   }
   if (listing.entries.empty()) writeOut("Nothing is in quarantine.\n");
@@ -115,9 +122,8 @@ int forEach(const std::vector<QuarantineDisposer::Entry>& entries, const Quarant
     }
   }
   if (options.json) {
-    nlohmann::json object{{"failures", JsonCodec<std::vector<TidraDeletionFailure>>::encode(failures)}};
-    putByteList(object, past.c_str(), paths);
-    writeOut(jsonText(object, true) + "\n");
+    const auto fill = [&](JsonObjectWriter& object) { object.put("failures", failures).putByteList(past, paths); };
+    writeOut(indentedJson(compactObject(fill)) + "\n");
   }
   writeFailures(failures);
   if (InterruptGuard::requested()) return ExitStatus::interrupted;

@@ -55,7 +55,7 @@ std::string listText(const RuleCatalog& catalog) {
 int list(const RulesOptions& options) {
   const RuleCatalog catalog = chosenCatalog(options);
   if (options.json) {
-    writeOut(jsonText(JsonCodec<RuleCatalog>::encode(catalog), true) + "\n");
+    writeOut(prettyJson(catalog) + "\n");
   } else if (options.skipped) {
     for (const std::string& folder : catalog.walkSkip(currentPlatform)) writeOut(escapedForTerminal(folder) + "\n");
   } else {
@@ -69,7 +69,7 @@ template <class Rule>
 std::optional<std::string> ruleJson(const std::vector<Rule>& rules, const std::string& id) {
   const auto found = std::find_if(rules.begin(), rules.end(), [&](const Rule& rule) { return rule.id == id; });
   if (found == rules.end()) return std::nullopt;
-  return jsonText(JsonCodec<Rule>::encode(*found), true);
+  return prettyJson(*found);
 }
 
 int show(const RulesOptions& options) {

@@ -19,7 +19,7 @@ namespace tidra {
 namespace {
 
 void show(const ScanReport& report, const ScanOptions& options, const ScanViewOptions& view) {
-  writeResult(options, options.json ? reportText(report) + "\n" : scanText(report, view));
+  writeResult(options, options.json ? prettyJson(report) + "\n" : scanText(report, view));
 }
 
 /// Stores the results for "--last". Best effort: a failure is a note, the scan has succeeded.

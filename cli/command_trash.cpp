@@ -29,12 +29,12 @@ struct TrashOptions {
 void writePurged(const FreedesktopTrash::Purged& purged, const std::vector<FreedesktopTrash::Entry>& left,
                  bool interrupted, const TrashOptions& options, const Program& program) {
   if (options.json) {
-    nlohmann::json object{{"failures", JsonCodec<std::vector<TidraDeletionFailure>>::encode(purged.failures)}};
     std::vector<std::string> paths;
     for (const FreedesktopTrash::Entry& entry : left) paths.push_back(entry.path);
-    putByteList(object, "purged", purged.paths);
-    putByteList(object, "unlisted", paths);
-    writeOut(jsonText(object, true) + "\n");
+    const auto fill = [&](JsonObjectWriter& object) {
+      object.put("failures", purged.failures).putByteList("purged", purged.paths).putByteList("unlisted", paths);
+    };
+    writeOut(indentedJson(compactObject(fill)) + "\n");
     return;
   }
   for (const std::string& path : purged.paths) {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/base/json_fields.h"
+#include "core/base/record_fields.h"
 #include "core/model/ecosystems.h"
 #include "core/model/system_scan_categories.h"
 
@@ -33,34 +33,19 @@ ActivityThresholds TidraAppSettings::thresholds() const {
   return {std::clamp(dormantThresholdYears, 1, mostYears) * monthsPerYear, std::max(inactiveThresholdMonths, 1)};
 }
 
-nlohmann::json JsonCodec<TidraAppSettings>::encode(const TidraAppSettings& settings) {
-  nlohmann::json object{
-      {"defaultScanLocation", rawValue(settings.defaultScanLocation)},
-      {"askBeforeEachScan", settings.askBeforeEachScan},
-      {"ecosystemsEnabled", settings.ecosystemsEnabled},
-      {"dormantThresholdYears", settings.dormantThresholdYears},
-      {"inactiveThresholdMonths", settings.inactiveThresholdMonths},
-      {"moveToTrash", settings.moveToTrash},
-      {"emptyTrashAfterDeletion", settings.emptyTrashAfterDeletion},
-      {"systemScanEnabled", settings.systemScanEnabled},
-  };
-  putBytes(object, "customScanPath", settings.customScanPath);
-  return object;
-}
+template <>
+constexpr auto fieldsOf<TidraAppSettings> =
+    recordFields(fieldOrDefault("defaultScanLocation", &TidraAppSettings::defaultScanLocation),
+                 bytesFieldOrDefault("customScanPath", &TidraAppSettings::customScanPath),
+                 fieldOrDefault("askBeforeEachScan", &TidraAppSettings::askBeforeEachScan),
+                 fieldOrDefault("ecosystemsEnabled", &TidraAppSettings::ecosystemsEnabled),
+                 fieldOrDefault("dormantThresholdYears", &TidraAppSettings::dormantThresholdYears),
+                 fieldOrDefault("inactiveThresholdMonths", &TidraAppSettings::inactiveThresholdMonths),
+                 fieldOrDefault("moveToTrash", &TidraAppSettings::moveToTrash),
+                 fieldOrDefault("emptyTrashAfterDeletion", &TidraAppSettings::emptyTrashAfterDeletion),
+                 fieldOrDefault("systemScanEnabled", &TidraAppSettings::systemScanEnabled));
 
-TidraAppSettings JsonCodec<TidraAppSettings>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  const TidraAppSettings defaults;
-  return {.defaultScanLocation = object.valueOr("defaultScanLocation", defaults.defaultScanLocation),
-          .customScanPath = object.optionalBytes("customScanPath").value_or(""),
-          .askBeforeEachScan = object.valueOr("askBeforeEachScan", defaults.askBeforeEachScan),
-          .ecosystemsEnabled = object.valueOr("ecosystemsEnabled", defaults.ecosystemsEnabled),
-          .dormantThresholdYears = object.valueOr("dormantThresholdYears", defaults.dormantThresholdYears),
-          .inactiveThresholdMonths = object.valueOr("inactiveThresholdMonths", defaults.inactiveThresholdMonths),
-          .moveToTrash = object.valueOr("moveToTrash", defaults.moveToTrash),
-          .emptyTrashAfterDeletion = object.valueOr("emptyTrashAfterDeletion", defaults.emptyTrashAfterDeletion),
-          .systemScanEnabled = object.valueOr("systemScanEnabled", defaults.systemScanEnabled)};
-}
+template struct RecordCodec<TidraAppSettings>;
 
 TidraAppSettings SettingsStore::load() const {
   const auto text = preferences_.bytes(settingsKey);
@@ -73,7 +58,7 @@ TidraAppSettings SettingsStore::load() const {
 }
 
 void SettingsStore::save(const TidraAppSettings& settings) {
-  preferences_.apply({{settingsKey, jsonText(JsonCodec<TidraAppSettings>::encode(settings), false)}});
+  preferences_.apply({{settingsKey, compactJson(settings)}});
 }
 
 }  // namespace tidra

@@ -31,12 +31,10 @@ struct TidraAppSettings {
   bool operator==(const TidraAppSettings&) const = default;
 };
 
+extern template struct RecordCodec<TidraAppSettings>;
 /// A missing key decodes to its default.
 template <>
-struct JsonCodec<TidraAppSettings> {
-  static nlohmann::json encode(const TidraAppSettings& settings);
-  static TidraAppSettings decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<TidraAppSettings> : RecordCodec<TidraAppSettings> {};
 
 class SettingsStore {
  public:

@@ -66,7 +66,7 @@ bool ExclusionsStore::add(const std::string& pathDisplay, ExclusionRowKind kind,
     for (const auto& row : rows) {
       if (hasText(row, pathDisplay)) return false;
     }
-    rows.push_back(JsonCodec<ExclusionEntry>::encode({makeUuid(), pathDisplay, kind, now}));
+    rows.push_back(toJson(ExclusionEntry{makeUuid(), pathDisplay, kind, now}));
     return true;
   });
 }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "core/base/json_fields.h"
 #include "core/base/quantities.h"
+#include "core/base/record_fields.h"
 #include "core/base/text.h"
 #include "core/model/stable_id.h"
 #include "core/model/system_group_root.h"
@@ -63,48 +63,31 @@ ScanResultsSummary ScanResultsSummary::make(const ScanReport& report) {
 }
 
 template <>
-struct JsonCodec<ScanResultsSummary::Ecosystem> {
-  static nlohmann::json encode(const ScanResultsSummary::Ecosystem& ecosystem) {
-    return {{"key", JsonCodec<std::string>::encode(ecosystem.key)}, {"gigabytes", ecosystem.gigabytes}};
-  }
-  static ScanResultsSummary::Ecosystem decode(const nlohmann::json& value, const std::string& where) {
-    const JsonObjectReader object(value, where);
-    return {object.required<std::string>("key"), object.required<double>("gigabytes")};
-  }
-};
+struct JsonCodec<ScanResultsSummary::Ecosystem> : RecordCodec<ScanResultsSummary::Ecosystem> {};
+template <>
+struct JsonCodec<ScanResultsSummary::AgeSegment> : RecordCodec<ScanResultsSummary::AgeSegment> {};
 
 template <>
-struct JsonCodec<ScanResultsSummary::AgeSegment> {
-  static nlohmann::json encode(const ScanResultsSummary::AgeSegment& segment) {
-    return {{"activity", rawValue(segment.activity)}, {"gigabytes", segment.gigabytes}};
-  }
-  static ScanResultsSummary::AgeSegment decode(const nlohmann::json& value, const std::string& where) {
-    const JsonObjectReader object(value, where);
-    return {object.required<ProjectActivity>("activity"), object.required<double>("gigabytes")};
-  }
-};
+constexpr auto fieldsOf<ScanResultsSummary::Ecosystem> = recordFields(field("key", &ScanResultsSummary::Ecosystem::key),
+                                                                      field("gigabytes",
+                                                                            &ScanResultsSummary::Ecosystem::gigabytes));
 
-nlohmann::json JsonCodec<ScanResultsSummary>::encode(const ScanResultsSummary& summary) {
-  nlohmann::json object{
-      {"totalRecoverableGB", summary.totalRecoverableGB},
-      {"projectCount", summary.projectCount},
-      {"ecosystems", JsonCodec<std::vector<ScanResultsSummary::Ecosystem>>::encode(summary.ecosystems)},
-      {"ageSegments", JsonCodec<std::vector<ScanResultsSummary::AgeSegment>>::encode(summary.ageSegments)},
-      {"systemCacheGB", summary.systemCacheGB},
-  };
-  putBytes(object, "scannedPathLabel", summary.scannedPathLabel);
-  return object;
-}
+template <>
+constexpr auto fieldsOf<ScanResultsSummary::AgeSegment> =
+    recordFields(field("activity", &ScanResultsSummary::AgeSegment::activity),
+                 field("gigabytes", &ScanResultsSummary::AgeSegment::gigabytes));
 
-ScanResultsSummary JsonCodec<ScanResultsSummary>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {.totalRecoverableGB = object.required<double>("totalRecoverableGB"),
-          .projectCount = object.required<std::int64_t>("projectCount"),
-          .scannedPathLabel = object.requiredBytes("scannedPathLabel"),
-          .ecosystems = object.required<std::vector<ScanResultsSummary::Ecosystem>>("ecosystems"),
-          .ageSegments = object.required<std::vector<ScanResultsSummary::AgeSegment>>("ageSegments"),
-          .systemCacheGB = object.required<double>("systemCacheGB")};
-}
+template <>
+constexpr auto fieldsOf<ScanResultsSummary> = recordFields(
+    field("totalRecoverableGB", &ScanResultsSummary::totalRecoverableGB),
+    field("projectCount", &ScanResultsSummary::projectCount),
+    bytesField("scannedPathLabel", &ScanResultsSummary::scannedPathLabel),
+    field("ecosystems", &ScanResultsSummary::ecosystems), field("ageSegments", &ScanResultsSummary::ageSegments),
+    field("systemCacheGB", &ScanResultsSummary::systemCacheGB));
+
+template struct RecordCodec<ScanResultsSummary::Ecosystem>;
+template struct RecordCodec<ScanResultsSummary::AgeSegment>;
+template struct RecordCodec<ScanResultsSummary>;
 
 std::optional<ScanReport> reportOf(const LastScan& last, const TidraPathResolver& resolver, const std::string& host,
                                    TidraPlatform platform, const ActivityThresholds& thresholds) {
@@ -136,7 +119,7 @@ void LastScanStore::save(const ScanResultsSummary& summary, bool partial, const 
                          TimePoint end) {
   const std::string file = joinedPath(folder_, fileName(currentVersion));
   PreferencesStore::Changes changes{
-      {summaryKey, jsonText(JsonCodec<ScanResultsSummary>::encode(summary), false)},
+      {summaryKey, compactJson(summary)},
       {partialKey, partial},
       {endKey, end},
       {completedKey, true},
@@ -145,7 +128,7 @@ void LastScanStore::save(const ScanResultsSummary& summary, bool partial, const 
       {fileCheckKey(currentVersion), std::nullopt},
   };
   std::optional<std::string> encoded;
-  if (aggregate) encoded = jsonText(JsonCodec<ScanAggregate>::encode(*aggregate), false);
+  if (aggregate) encoded = compactJson(*aggregate);
   const bool isLarge = encoded && encoded->size() > largestInPreferences;
   if (isLarge) {
     changes[fileFlagKey(currentVersion)] = true;

@@ -40,11 +40,9 @@ struct ScanResultsSummary {
   bool operator==(const ScanResultsSummary&) const = default;
 };
 
+extern template struct RecordCodec<ScanResultsSummary>;
 template <>
-struct JsonCodec<ScanResultsSummary> {
-  static nlohmann::json encode(const ScanResultsSummary& summary);
-  static ScanResultsSummary decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<ScanResultsSummary> : RecordCodec<ScanResultsSummary> {};
 
 struct LastScan {
   ScanResultsSummary summary;

@@ -1,4 +1,4 @@
-// JSON codecs of records. Headers declare a codec with this file; sources implement it with json_fields.h.
+// JSON codecs of records. Headers declare a codec with this file; sources implement it with record_fields.h.
 #pragma once
 
 #include <cstddef>
@@ -8,11 +8,23 @@
 
 namespace tidra {
 
-/// Specialised per record:
-///   static nlohmann::json encode(const T&);
+class JsonWriter;
+
+/// Specialised per type:
+///   static void write(JsonWriter& out, const T&);
 ///   static T decode(const nlohmann::json&, const std::string& where);   throws DecodingError that begins with `where`
 template <class T>
 struct JsonCodec;
+
+/// What JsonCodec<Record> derives from, beside the record; core/base/record_fields.h makes it from the list of fields.
+/// The header also declares `extern template struct RecordCodec<Record>;`, since the list is in a source.
+template <class Record>
+struct RecordCodec {
+  static void write(JsonWriter& out, const Record& record);
+  static Record decode(const nlohmann::json& value, const std::string& where);
+  /// Fields that are missing and need not be there stay as they are in `record`.
+  static Record decode(const nlohmann::json& value, const std::string& where, Record record);
+};
 
 /// Parses one document. Throws DecodingError that begins with `what` and names line and column.
 nlohmann::json parseJson(std::string_view text, const std::string& what);

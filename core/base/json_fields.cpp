@@ -109,30 +109,20 @@ std::string jsonText(const nlohmann::json& document, bool pretty) {
   return document.dump(pretty ? 2 : -1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-nlohmann::json JsonCodec<std::string>::encode(const std::string& text) {
-  return isValidUtf8(text) ? text : replacingInvalidUtf8(text);
-}
-
 std::string JsonCodec<std::string>::decode(const nlohmann::json& value, const std::string& where) {
   if (!value.is_string()) failType(where, "a text");
   return value.get<std::string>();
 }
-
-nlohmann::json JsonCodec<bool>::encode(bool value) { return value; }
 
 bool JsonCodec<bool>::decode(const nlohmann::json& value, const std::string& where) {
   if (!value.is_boolean()) failType(where, "true or false");
   return value.get<bool>();
 }
 
-nlohmann::json JsonCodec<double>::encode(double value) { return value; }
-
 double JsonCodec<double>::decode(const nlohmann::json& value, const std::string& where) {
   if (!value.is_number()) failType(where, "a number");
   return value.get<double>();
 }
-
-nlohmann::json JsonCodec<std::int64_t>::encode(std::int64_t value) { return value; }
 
 std::int64_t JsonCodec<std::int64_t>::decode(const nlohmann::json& value, const std::string& where) {
   if (!value.is_number_integer()) failType(where, "a whole number");
@@ -143,8 +133,6 @@ std::int64_t JsonCodec<std::int64_t>::decode(const nlohmann::json& value, const 
   return value.get<std::int64_t>();
 }
 
-nlohmann::json JsonCodec<int>::encode(int value) { return value; }
-
 int JsonCodec<int>::decode(const nlohmann::json& value, const std::string& where) {
   const std::int64_t wide = JsonCodec<std::int64_t>::decode(value, where);
   if (wide < std::numeric_limits<int>::min() || wide > std::numeric_limits<int>::max()) {
@@ -153,15 +141,11 @@ int JsonCodec<int>::decode(const nlohmann::json& value, const std::string& where
   return static_cast<int>(wide);
 }
 
-nlohmann::json JsonCodec<std::uint64_t>::encode(std::uint64_t value) { return value; }
-
 std::uint64_t JsonCodec<std::uint64_t>::decode(const nlohmann::json& value, const std::string& where) {
   if (value.is_number_float()) failType(where, "a whole number below 2^64, in digits only");
   if (!value.is_number_unsigned()) failType(where, "a whole number that is not negative");
   return value.get<std::uint64_t>();
 }
-
-nlohmann::json JsonCodec<TimePoint>::encode(TimePoint time) { return iso8601(time); }
 
 TimePoint JsonCodec<TimePoint>::decode(const nlohmann::json& value, const std::string& where) {
   const auto time = value.is_string() ? fromIso8601(value.get_ref<const std::string&>()) : std::nullopt;
@@ -189,6 +173,8 @@ const nlohmann::json* JsonObjectReader::find(const char* key) const {
 
 std::string JsonObjectReader::place(std::string_view key) const { return fmt::format("{}.{}", where_, key); }
 
+void JsonObjectReader::failMissing(const char* key) const { throw DecodingError(place(key) + " is missing"); }
+
 std::optional<std::string> JsonObjectReader::optionalBytes(const char* key) const {
   const std::string exactKey = std::string(key) + "Bytes";
   if (const auto exact = optional<std::string>(exactKey.c_str())) {
@@ -201,23 +187,6 @@ std::optional<std::string> JsonObjectReader::optionalBytes(const char* key) cons
     return bytes;
   }
   return optional<std::string>(key);
-}
-
-std::string JsonObjectReader::requiredBytes(const char* key) const {
-  if (auto bytes = optionalBytes(key)) return *bytes;
-  return required<std::string>(key);
-}
-
-void putBytes(nlohmann::json& object, const char* key, const std::string& bytes) {
-  object[key] = JsonCodec<std::string>::encode(bytes);
-  if (!isValidUtf8(bytes)) object[std::string(key) + "Bytes"] = base64Encoded(bytes);
-}
-
-void putByteList(nlohmann::json& object, const char* key, const std::vector<std::string>& values) {
-  object[key] = JsonCodec<std::vector<std::string>>::encode(values);
-  if (std::all_of(values.begin(), values.end(), [](const std::string& value) { return isValidUtf8(value); })) return;
-  auto& exact = object[std::string(key) + "Bytes"] = nlohmann::json::array();
-  for (const std::string& value : values) exact.push_back(base64Encoded(value));
 }
 
 }  // namespace tidra

@@ -1,9 +1,9 @@
-// The one set of JSON helpers: typed reading of fields with messages that name the place, and writing that omits what
-// is absent and keeps bytes that are not text.
+// The codecs of plain values, and typed reading of fields with messages that name the place.
 #pragma once
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -11,60 +11,64 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "core/base/enum_table.h"
 #include "core/base/errors.h"
 #include "core/base/json_codec.h"
+#include "core/base/json_writer.h"
+#include "core/base/text.h"
 #include "core/base/time_point.h"
 
 namespace tidra {
 
 template <>
 struct JsonCodec<std::string> {
-  static nlohmann::json encode(const std::string& text);
+  static void write(JsonWriter& out, const std::string& text) { out.text(text); }
   static std::string decode(const nlohmann::json& value, const std::string& where);
 };
 
 template <>
 struct JsonCodec<bool> {
-  static nlohmann::json encode(bool value);
+  static void write(JsonWriter& out, bool value) { out.raw(value ? "true" : "false"); }
   static bool decode(const nlohmann::json& value, const std::string& where);
 };
 
 template <>
 struct JsonCodec<double> {
-  static nlohmann::json encode(double value);
+  static void write(JsonWriter& out, double value) { out.number(value); }
   static double decode(const nlohmann::json& value, const std::string& where);
 };
 
 template <>
 struct JsonCodec<std::int64_t> {
-  static nlohmann::json encode(std::int64_t value);
+  static void write(JsonWriter& out, std::int64_t value) { out.number(value); }
   static std::int64_t decode(const nlohmann::json& value, const std::string& where);
 };
 
 template <>
 struct JsonCodec<int> {
-  static nlohmann::json encode(int value);
+  static void write(JsonWriter& out, int value) { out.number(value); }
   static int decode(const nlohmann::json& value, const std::string& where);
 };
 
 template <>
 struct JsonCodec<std::uint64_t> {
-  static nlohmann::json encode(std::uint64_t value);
+  static void write(JsonWriter& out, std::uint64_t value) { out.number(value); }
   static std::uint64_t decode(const nlohmann::json& value, const std::string& where);
 };
 
 template <>
 struct JsonCodec<TimePoint> {
-  static nlohmann::json encode(TimePoint time);
+  static void write(JsonWriter& out, TimePoint time) { out.time(time); }
   static TimePoint decode(const nlohmann::json& value, const std::string& where);
 };
 
 template <TabledEnum E>
 struct JsonCodec<E> {
-  static nlohmann::json encode(E value) { return std::string(rawValue(value)); }
+  static void write(JsonWriter& out, E value) { out.text(rawValue(value)); }
   static E decode(const nlohmann::json& value, const std::string& where) {
     const std::string text = JsonCodec<std::string>::decode(value, where);
     if (const auto known = fromRawValue<E>(text)) return *known;
@@ -77,13 +81,19 @@ struct JsonCodec<E> {
 void requireArray(const nlohmann::json& value, const std::string& where);
 void requireObject(const nlohmann::json& value, const std::string& where);
 
+template <class Range>
+void writeArray(JsonWriter& out, const Range& values) {
+  bool isFirst = true;
+  for (const auto& value : values) {
+    out.raw(std::exchange(isFirst, false) ? "[" : ",");
+    JsonCodec<typename Range::value_type>::write(out, value);
+  }
+  out.raw(isFirst ? "[]" : "]");
+}
+
 template <class T>
 struct JsonCodec<std::vector<T>> {
-  static nlohmann::json encode(const std::vector<T>& values) {
-    auto array = nlohmann::json::array();
-    for (const T& value : values) array.push_back(JsonCodec<T>::encode(value));
-    return array;
-  }
+  static void write(JsonWriter& out, const std::vector<T>& values) { writeArray(out, values); }
   static std::vector<T> decode(const nlohmann::json& value, const std::string& where) {
     requireArray(value, where);
     std::vector<T> values;
@@ -97,23 +107,41 @@ struct JsonCodec<std::vector<T>> {
 
 template <class T>
 struct JsonCodec<std::set<T>> {
-  static nlohmann::json encode(const std::set<T>& values) {
-    return JsonCodec<std::vector<T>>::encode({values.begin(), values.end()});
-  }
+  static void write(JsonWriter& out, const std::set<T>& values) { writeArray(out, values); }
   static std::set<T> decode(const nlohmann::json& value, const std::string& where) {
     const auto values = JsonCodec<std::vector<T>>::decode(value, where);
     return {values.begin(), values.end()};
   }
 };
 
+/// The map with U+FFFD in its keys. Of keys that become one, lists are joined; of other values the last one stays.
+template <class T>
+std::map<std::string, T> withReadableKeys(const std::map<std::string, T>& values) {
+  std::map<std::string, T> readable;
+  for (const auto& [key, value] : values) {
+    T& place = readable[replacingInvalidUtf8(key)];
+    if constexpr (requires { place.push_back(value[0]); } && !std::is_same_v<T, std::string>) {
+      place.insert(place.end(), value.begin(), value.end());
+    } else {
+      place = value;
+    }
+  }
+  return readable;
+}
+
 template <class T>
 struct JsonCodec<std::map<std::string, T>> {
-  static nlohmann::json encode(const std::map<std::string, T>& values) {
-    auto object = nlohmann::json::object();
-    for (const auto& [key, value] : values) {
-      object[JsonCodec<std::string>::encode(key).template get<std::string>()] = JsonCodec<T>::encode(value);
+  static void write(JsonWriter& out, const std::map<std::string, T>& values) {
+    if (!std::all_of(values.begin(), values.end(), [](const auto& member) { return isValidUtf8(member.first); })) {
+      return write(out, withReadableKeys(values));
     }
-    return object;
+    for (const auto& [key, value] : values) {
+      out.raw(&key == &values.begin()->first ? "{" : ",");
+      out.text(key);
+      out.raw(":");
+      JsonCodec<T>::write(out, value);
+    }
+    out.raw(values.empty() ? "{}" : "}");
   }
   static std::map<std::string, T> decode(const nlohmann::json& value, const std::string& where) {
     requireObject(value, where);
@@ -135,7 +163,7 @@ class JsonObjectReader {
   template <class T>
   T required(const char* key) const {
     const nlohmann::json* value = find(key);
-    if (value == nullptr) throw DecodingError(place(key) + " is missing");
+    if (value == nullptr) failMissing(key);
     return JsonCodec<T>::decode(*value, place(key));
   }
 
@@ -154,8 +182,9 @@ class JsonObjectReader {
   }
 
   /// A text that may be any bytes: the exact bytes of `key` + "Bytes" when they are there, else the text of `key`.
-  std::string requiredBytes(const char* key) const;
   std::optional<std::string> optionalBytes(const char* key) const;
+
+  [[noreturn]] void failMissing(const char* key) const;
 
   const std::string& where() const { return where_; }
 
@@ -167,17 +196,10 @@ class JsonObjectReader {
   std::string where_;
 };
 
-/// Adds the field unless it is absent.
+/// The value as a tree of JSON values.
 template <class T>
-void putOptional(nlohmann::json& object, const char* key, const std::optional<T>& value) {
-  if (value) object[key] = JsonCodec<T>::encode(*value);
+nlohmann::json toJson(const T& value) {
+  return parseJson(compactJson(value), "the value");
 }
-
-/// Adds a text that may be any bytes: readable under `key`, and when that is not exact, base64 under `key` + "Bytes".
-void putBytes(nlohmann::json& object, const char* key, const std::string& bytes);
-
-/// The same for an array of such texts: when one of them is not exact, all of them, in the same order, under
-/// `key` + "Bytes".
-void putByteList(nlohmann::json& object, const char* key, const std::vector<std::string>& values);
 
 }  // namespace tidra

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "core/base/text.h"
+
 namespace tidra {
 namespace {
 
@@ -51,27 +53,37 @@ TimePoint timePointAt(std::int64_t seconds) {
   return std::clamp(TimePoint{std::chrono::seconds{seconds}}, earliest, latest);
 }
 
-std::string iso8601(TimePoint time) {
+std::string iso8601(TimePoint time) { return std::string(TimeText().of(time)); }
+
+/// Returns the time, clamped.
+TimePoint TimeText::beginDay(TimePoint time) {
   using namespace std::chrono;
   time = timePointAt(time.time_since_epoch().count());
-  const auto day = floor<days>(time);
-  const year_month_day date{day};
-  const hh_mm_ss clock{time - day};
+  day_ = floor<days>(time);
+  const year_month_day date{day_};
   const int year = static_cast<int>(date.year());
-  // Hand-formatted: every log record has a time, and fmt takes longer than the rest of the record.
-  std::string text = "0000-00-00T00:00:00Z";
-  const auto put = [&](std::size_t at, std::int64_t number) {
-    text[at] = static_cast<char>('0' + number / 10);
-    text[at + 1] = static_cast<char>('0' + number % 10);
-  };
   put(0, year / 100);
   put(2, year % 100);
-  put(5, static_cast<unsigned>(date.month()));
-  put(8, static_cast<unsigned>(date.day()));
-  put(11, clock.hours().count());
-  put(14, clock.minutes().count());
-  put(17, clock.seconds().count());
-  return text;
+  put(5, static_cast<int>(static_cast<unsigned>(date.month())));
+  put(8, static_cast<int>(static_cast<unsigned>(date.day())));
+  return time;
+}
+
+std::optional<TimePoint> fromExactIso8601(std::string_view text) {
+  constexpr std::string_view shape = "0000-00-00T00:00:00Z";
+  if (text.size() != shape.size()) return std::nullopt;
+  for (std::size_t i = 0; i < shape.size(); ++i) {
+    if (shape[i] == '0' ? !isAsciiDigit(text[i]) : text[i] != shape[i]) return std::nullopt;
+  }
+  const auto pair = [&](std::size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); };
+  const int hour = pair(11), minute = pair(14), second = pair(17);
+  // A leap second would be written as the next minute.
+  if (hour > 23 || minute > 59 || second > 59) return std::nullopt;
+  using namespace std::chrono;
+  const year_month_day date{year{pair(0) * 100 + pair(2)}, month{static_cast<unsigned>(pair(5))},
+                            day{static_cast<unsigned>(pair(8))}};
+  if (!date.ok()) return std::nullopt;
+  return sys_days{date} + hours{hour} + minutes{minute} + seconds{second};
 }
 
 std::optional<TimePoint> fromIso8601(std::string_view text) {

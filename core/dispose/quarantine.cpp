@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "core/base/json_fields.h"
+#include "core/base/record_fields.h"
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/item_removal.h"
@@ -106,10 +106,7 @@ QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& 
                                                                std::optional<std::int64_t> bytes, TimePoint date) {
   const auto store = StoreFolder::open(rootFor(entry), false, quarantineName);
   const std::string manifest =
-      jsonText(JsonCodec<Manifest>::encode(
-                   {.originalPath = originalPath, .quarantinedAt = date, .bytes = bytes, .host = host_}),
-               true) +
-      "\n";
+      prettyJson(Manifest{.originalPath = originalPath, .quarantinedAt = date, .bytes = bytes, .host = host_}) + "\n";
   constexpr std::size_t numberLength = 10;
   const std::string prefix = stamp(date) + "-";
   const std::string stem = prefix + shortenedName(entry.name, prefix.size() + manifestSuffix.size() + numberLength);
@@ -272,23 +269,19 @@ void QuarantineDisposer::restore(const Entry& entry) const {
   }
 }
 
-nlohmann::json JsonCodec<QuarantineDisposer::Manifest>::encode(const QuarantineDisposer::Manifest& manifest) {
-  nlohmann::json object{{"quarantinedAt", iso8601(manifest.quarantinedAt)},
-                        {"host", JsonCodec<std::string>::encode(manifest.host)}};
-  putBytes(object, "originalPath", manifest.originalPath);
-  putOptional(object, "bytes", manifest.bytes);
-  return object;
-}
+template <>
+constexpr auto fieldsOf<QuarantineDisposer::Manifest> = recordFields(
+    bytesField("originalPath", &QuarantineDisposer::Manifest::originalPath),
+    field("quarantinedAt", &QuarantineDisposer::Manifest::quarantinedAt),
+    field("bytes", &QuarantineDisposer::Manifest::bytes), field("host", &QuarantineDisposer::Manifest::host));
+
+template struct RecordCodec<QuarantineDisposer::Manifest>;
 
 QuarantineDisposer::Manifest JsonCodec<QuarantineDisposer::Manifest>::decode(const nlohmann::json& value,
                                                                              const std::string& where) {
-  const JsonObjectReader object(value, where);
-  auto bytes = object.optional<std::int64_t>("bytes");
-  if (bytes && *bytes < 0) bytes.reset();
-  return {.originalPath = object.requiredBytes("originalPath"),
-          .quarantinedAt = object.required<TimePoint>("quarantinedAt"),
-          .bytes = bytes,
-          .host = object.required<std::string>("host")};
+  auto manifest = RecordCodec::decode(value, where);
+  if (manifest.bytes && *manifest.bytes < 0) manifest.bytes.reset();
+  return manifest;
 }
 
 }  // namespace tidra

@@ -146,9 +146,9 @@ class QuarantineDisposer {
   std::map<std::string, int> nextNumbers_;  // by root and stem: avoids probing the same taken numbers again
 };
 
+extern template struct RecordCodec<QuarantineDisposer::Manifest>;
 template <>
-struct JsonCodec<QuarantineDisposer::Manifest> {
-  static nlohmann::json encode(const QuarantineDisposer::Manifest& manifest);
+struct JsonCodec<QuarantineDisposer::Manifest> : RecordCodec<QuarantineDisposer::Manifest> {
   static QuarantineDisposer::Manifest decode(const nlohmann::json& value, const std::string& where);
 };
 

@@ -4,7 +4,7 @@
 #include <limits>
 #include <set>
 
-#include "core/base/json_fields.h"
+#include "core/base/record_fields.h"
 #include "core/base/text.h"
 #include "core/platform/path_text.h"
 
@@ -82,50 +82,23 @@ CleanupPlan CleanupPlan::parse(std::string_view text, const std::string& what) {
   }
 }
 
-nlohmann::json JsonCodec<CleanupPlan::Item>::encode(const CleanupPlan::Item& item) {
-  nlohmann::json object{{"id", item.id},
-                        {"label", JsonCodec<std::string>::encode(item.label)},
-                        {"bytes", item.bytes},
-                        {"tier", rawValue(item.tier)},
-                        {"category", JsonCodec<std::string>::encode(item.category)},
-                        {"source", rawValue(item.source)}};
-  putBytes(object, "path", item.path);
-  putOptional(object, "ruleID", item.ruleID);
-  putOptional(object, "evidence", item.evidence);
-  return object;
-}
+template <>
+constexpr auto fieldsOf<CleanupPlan::Item> =
+    recordFields(field("id", &CleanupPlan::Item::id), bytesField("path", &CleanupPlan::Item::path),
+                 field("label", &CleanupPlan::Item::label), field("bytes", &CleanupPlan::Item::bytes),
+                 field("tier", &CleanupPlan::Item::tier), field("category", &CleanupPlan::Item::category),
+                 field("source", &CleanupPlan::Item::source), field("ruleID", &CleanupPlan::Item::ruleID),
+                 field("evidence", &CleanupPlan::Item::evidence));
 
-CleanupPlan::Item JsonCodec<CleanupPlan::Item>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {.id = object.required<std::string>("id"),
-          .path = object.requiredBytes("path"),
-          .label = object.required<std::string>("label"),
-          .bytes = object.required<std::int64_t>("bytes"),
-          .tier = object.required<ArtifactSafetyTier>("tier"),
-          .category = object.required<std::string>("category"),
-          .source = object.required<ArtifactSource>("source"),
-          .ruleID = object.optional<std::string>("ruleID"),
-          .evidence = object.optional<std::string>("evidence")};
-}
+template <>
+constexpr auto fieldsOf<CleanupPlan> = recordFields(field("schemaVersion", &CleanupPlan::schemaVersion),
+                                                    field("createdAt", &CleanupPlan::createdAt),
+                                                    field("host", &CleanupPlan::host),
+                                                    field("method", &CleanupPlan::method),
+                                                    field("reason", &CleanupPlan::reason),
+                                                    field("items", &CleanupPlan::items));
 
-nlohmann::json JsonCodec<CleanupPlan>::encode(const CleanupPlan& plan) {
-  nlohmann::json object{{"schemaVersion", plan.schemaVersion},
-                        {"createdAt", iso8601(plan.createdAt)},
-                        {"host", JsonCodec<std::string>::encode(plan.host)},
-                        {"method", rawValue(plan.method)},
-                        {"items", JsonCodec<std::vector<CleanupPlan::Item>>::encode(plan.items)}};
-  putOptional(object, "reason", plan.reason);
-  return object;
-}
-
-CleanupPlan JsonCodec<CleanupPlan>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {.schemaVersion = object.required<std::int64_t>("schemaVersion"),
-          .createdAt = object.required<TimePoint>("createdAt"),
-          .host = object.required<std::string>("host"),
-          .method = object.required<DisposalMethod>("method"),
-          .reason = object.optional<std::string>("reason"),
-          .items = object.required<std::vector<CleanupPlan::Item>>("items")};
-}
+template struct RecordCodec<CleanupPlan::Item>;
+template struct RecordCodec<CleanupPlan>;
 
 }  // namespace tidra

@@ -51,16 +51,12 @@ struct CleanupPlan {
   bool operator==(const CleanupPlan&) const = default;
 };
 
+extern template struct RecordCodec<CleanupPlan::Item>;
 template <>
-struct JsonCodec<CleanupPlan::Item> {
-  static nlohmann::json encode(const CleanupPlan::Item& item);
-  static CleanupPlan::Item decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<CleanupPlan::Item> : RecordCodec<CleanupPlan::Item> {};
 
+extern template struct RecordCodec<CleanupPlan>;
 template <>
-struct JsonCodec<CleanupPlan> {
-  static nlohmann::json encode(const CleanupPlan& plan);
-  static CleanupPlan decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<CleanupPlan> : RecordCodec<CleanupPlan> {};
 
 }  // namespace tidra

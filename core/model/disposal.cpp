@@ -1,7 +1,7 @@
 #include "core/model/disposal.h"
 
-#include "core/base/json_fields.h"
 #include "core/base/quantities.h"
+#include "core/base/record_fields.h"
 
 namespace tidra {
 
@@ -13,55 +13,36 @@ std::int64_t disposedBytes(const std::vector<DisposalReceipt>& receipts,
   return sum;
 }
 
-nlohmann::json outcomeJson(const DisposalOutcome& outcome, const std::vector<UnmeasuredSize>& unmeasured) {
-  auto object = JsonCodec<DisposalOutcome>::encode(outcome);
-  if (!unmeasured.empty()) object["unmeasured"] = JsonCodec<std::vector<UnmeasuredSize>>::encode(unmeasured);
-  return object;
-}
+template <>
+constexpr auto fieldsOf<DisposalReceipt> = recordFields(bytesField("path", &DisposalReceipt::path),
+                                                        field("method", &DisposalReceipt::method),
+                                                        bytesField("destination", &DisposalReceipt::destination),
+                                                        field("bytes", &DisposalReceipt::bytes),
+                                                        field("at", &DisposalReceipt::at));
 
-nlohmann::json JsonCodec<DisposalReceipt>::encode(const DisposalReceipt& receipt) {
-  nlohmann::json object{{"method", rawValue(receipt.method)}, {"at", iso8601(receipt.at)}};
-  putBytes(object, "path", receipt.path);
-  if (receipt.destination) putBytes(object, "destination", *receipt.destination);
-  putOptional(object, "bytes", receipt.bytes);
-  return object;
-}
+template <>
+constexpr auto fieldsOf<TidraDeletionFailure> = recordFields(bytesField("path", &TidraDeletionFailure::path),
+                                                             field("message", &TidraDeletionFailure::message));
 
-DisposalReceipt JsonCodec<DisposalReceipt>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {.path = object.requiredBytes("path"),
-          .method = object.required<DisposalMethod>("method"),
-          .destination = object.optionalBytes("destination"),
-          .bytes = object.optional<std::int64_t>("bytes"),
-          .at = object.required<TimePoint>("at")};
-}
+template <>
+constexpr auto fieldsOf<UnmeasuredSize> = recordFields(bytesField("path", &UnmeasuredSize::path),
+                                                       field("bytes", &UnmeasuredSize::bytes),
+                                                       field("reportedByTool", &UnmeasuredSize::reportedByTool));
 
-nlohmann::json JsonCodec<TidraDeletionFailure>::encode(const TidraDeletionFailure& failure) {
-  nlohmann::json object{{"message", JsonCodec<std::string>::encode(failure.message)}};
-  putBytes(object, "path", failure.path);
-  return object;
-}
+template <>
+constexpr auto fieldsOf<DisposalOutcome> = recordFields(field("receipts", &DisposalOutcome::receipts),
+                                                        field("failures", &DisposalOutcome::failures));
 
-TidraDeletionFailure JsonCodec<TidraDeletionFailure>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {.path = object.requiredBytes("path"), .message = object.required<std::string>("message")};
-}
+template struct RecordCodec<DisposalReceipt>;
+template struct RecordCodec<TidraDeletionFailure>;
+template struct RecordCodec<UnmeasuredSize>;
+template struct RecordCodec<DisposalOutcome>;
 
-nlohmann::json JsonCodec<UnmeasuredSize>::encode(const UnmeasuredSize& size) {
-  nlohmann::json object{{"bytes", size.bytes}, {"reportedByTool", size.reportedByTool}};
-  putBytes(object, "path", size.path);
-  return object;
-}
-
-nlohmann::json JsonCodec<DisposalOutcome>::encode(const DisposalOutcome& outcome) {
-  return {{"receipts", JsonCodec<std::vector<DisposalReceipt>>::encode(outcome.receipts)},
-          {"failures", JsonCodec<std::vector<TidraDeletionFailure>>::encode(outcome.failures)}};
-}
-
-DisposalOutcome JsonCodec<DisposalOutcome>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {.receipts = object.required<std::vector<DisposalReceipt>>("receipts"),
-          .failures = object.required<std::vector<TidraDeletionFailure>>("failures")};
+void JsonCodec<CountedOutcome>::write(JsonWriter& out, const CountedOutcome& counted) {
+  JsonObjectWriter object(out);
+  object.put("failures", counted.outcome.failures).put("receipts", counted.outcome.receipts);
+  if (!counted.unmeasured.empty()) object.put("unmeasured", counted.unmeasured);
+  object.close();
 }
 
 }  // namespace tidra

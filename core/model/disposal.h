@@ -65,30 +65,31 @@ struct UnmeasuredSize {
 /// Returns the saturating sum over all items.
 std::int64_t disposedBytes(const std::vector<DisposalReceipt>& receipts, const std::vector<UnmeasuredSize>& unmeasured);
 
-/// Encodes an outcome, with the key `unmeasured` unless that is empty.
-nlohmann::json outcomeJson(const DisposalOutcome& outcome, const std::vector<UnmeasuredSize>& unmeasured);
-
-template <>
-struct JsonCodec<DisposalReceipt> {
-  static nlohmann::json encode(const DisposalReceipt& receipt);
-  static DisposalReceipt decode(const nlohmann::json& value, const std::string& where);
+/// An outcome as it is printed: with `unmeasured` beside its receipts unless that is empty. Refers to both.
+struct CountedOutcome {
+  const DisposalOutcome& outcome;
+  const std::vector<UnmeasuredSize>& unmeasured;
 };
 
+extern template struct RecordCodec<DisposalReceipt>;
 template <>
-struct JsonCodec<TidraDeletionFailure> {
-  static nlohmann::json encode(const TidraDeletionFailure& failure);
-  static TidraDeletionFailure decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<DisposalReceipt> : RecordCodec<DisposalReceipt> {};
+
+extern template struct RecordCodec<TidraDeletionFailure>;
+template <>
+struct JsonCodec<TidraDeletionFailure> : RecordCodec<TidraDeletionFailure> {};
+
+extern template struct RecordCodec<UnmeasuredSize>;
+template <>
+struct JsonCodec<UnmeasuredSize> : RecordCodec<UnmeasuredSize> {};
+
+extern template struct RecordCodec<DisposalOutcome>;
+template <>
+struct JsonCodec<DisposalOutcome> : RecordCodec<DisposalOutcome> {};
 
 template <>
-struct JsonCodec<UnmeasuredSize> {
-  static nlohmann::json encode(const UnmeasuredSize& size);
-};
-
-template <>
-struct JsonCodec<DisposalOutcome> {
-  static nlohmann::json encode(const DisposalOutcome& outcome);
-  static DisposalOutcome decode(const nlohmann::json& value, const std::string& where);
+struct JsonCodec<CountedOutcome> {
+  static void write(JsonWriter& out, const CountedOutcome& counted);
 };
 
 }  // namespace tidra

@@ -5,7 +5,7 @@
 #include <numeric>
 #include <stdexcept>
 
-#include "core/base/json_fields.h"
+#include "core/base/record_fields.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -80,38 +80,14 @@ ScanAggregate ScanAggregate::merging(const ScanAggregate& other) const {
   return merged;
 }
 
-nlohmann::json JsonCodec<ScanAggregate>::encode(const ScanAggregate& aggregate) {
-  // Two roots that are not UTF-8 may encode to the same key; their findings share one list.
-  auto byRoot = nlohmann::json::object();
-  for (const auto& [root, findings] : aggregate.artifactsByProjectRoot) {
-    auto& list = byRoot[JsonCodec<std::string>::encode(root).get<std::string>()];
-    for (const auto& finding : findings) list.push_back(JsonCodec<ScanArtifactFinding>::encode(finding));
-  }
-  return {
-      {"totalBytes", aggregate.totalBytes},
-      {"projectRootPaths", JsonCodec<std::set<std::string>>::encode(aggregate.projectRootPaths)},
-      {"artifactCount", aggregate.artifactCount},
-      {"bytesByEcosystem", JsonCodec<std::map<std::string, std::uint64_t>>::encode(aggregate.bytesByEcosystem)},
-      {"ecosystemProjectRoots",
-       JsonCodec<std::map<std::string, std::set<std::string>>>::encode(aggregate.ecosystemProjectRoots)},
-      {"sampleFindings", JsonCodec<std::vector<ScanArtifactFinding>>::encode(aggregate.sampleFindings)},
-      {"artifactsByProjectRoot", std::move(byRoot)},
-  };
-}
+template <>
+constexpr auto fieldsOf<ScanAggregate> = recordFields(
+    field("totalBytes", &ScanAggregate::totalBytes), field("projectRootPaths", &ScanAggregate::projectRootPaths),
+    field("artifactCount", &ScanAggregate::artifactCount), field("bytesByEcosystem", &ScanAggregate::bytesByEcosystem),
+    field("ecosystemProjectRoots", &ScanAggregate::ecosystemProjectRoots),
+    field("sampleFindings", &ScanAggregate::sampleFindings),
+    field("artifactsByProjectRoot", &ScanAggregate::artifactsByProjectRoot));
 
-ScanAggregate JsonCodec<ScanAggregate>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  ScanAggregate aggregate;
-  aggregate.totalBytes = object.required<std::uint64_t>("totalBytes");
-  aggregate.projectRootPaths = object.required<std::set<std::string>>("projectRootPaths");
-  aggregate.artifactCount = object.required<std::int64_t>("artifactCount");
-  aggregate.bytesByEcosystem = object.required<std::map<std::string, std::uint64_t>>("bytesByEcosystem");
-  aggregate.ecosystemProjectRoots =
-      object.required<std::map<std::string, std::set<std::string>>>("ecosystemProjectRoots");
-  aggregate.sampleFindings = object.required<std::vector<ScanArtifactFinding>>("sampleFindings");
-  aggregate.artifactsByProjectRoot =
-      object.required<std::map<std::string, std::vector<ScanArtifactFinding>>>("artifactsByProjectRoot");
-  return aggregate;
-}
+template struct RecordCodec<ScanAggregate>;
 
 }  // namespace tidra

@@ -36,10 +36,8 @@ struct ScanAggregate {
   bool operator==(const ScanAggregate&) const = default;
 };
 
+extern template struct RecordCodec<ScanAggregate>;
 template <>
-struct JsonCodec<ScanAggregate> {
-  static nlohmann::json encode(const ScanAggregate& aggregate);
-  static ScanAggregate decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<ScanAggregate> : RecordCodec<ScanAggregate> {};
 
 }  // namespace tidra

@@ -1,6 +1,6 @@
 #include "core/model/scan_artifact_finding.h"
 
-#include "core/base/json_fields.h"
+#include "core/base/record_fields.h"
 
 namespace tidra {
 
@@ -8,37 +8,17 @@ bool isToolBackedTarget(std::string_view path) {
   return path.starts_with("docker:") || path.starts_with("conda:") || path.starts_with("pip:");
 }
 
-nlohmann::json JsonCodec<ScanArtifactFinding>::encode(const ScanArtifactFinding& finding) {
-  nlohmann::json object{
-      {"label", JsonCodec<std::string>::encode(finding.label)},
-      {"sizeBytes", finding.sizeBytes},
-      {"ecosystemTag", JsonCodec<std::string>::encode(finding.ecosystemTag)},
-      {"source", rawValue(finding.source)},
-      {"safetyTier", rawValue(finding.safetyTier)},
-  };
-  putBytes(object, "path", finding.path);
-  if (finding.groupRoot) putBytes(object, "groupRoot", *finding.groupRoot);
-  putOptional(object, "restoreHint", finding.restoreHint);
-  putOptional(object, "lastActivityDate", finding.lastActivityDate);
-  putOptional(object, "ruleID", finding.ruleID);
-  putOptional(object, "evidence", finding.evidence);
-  return object;
-}
+template <>
+constexpr auto fieldsOf<ScanArtifactFinding> = recordFields(
+    bytesField("path", &ScanArtifactFinding::path), field("label", &ScanArtifactFinding::label),
+    field("sizeBytes", &ScanArtifactFinding::sizeBytes), field("ecosystemTag", &ScanArtifactFinding::ecosystemTag),
+    bytesField("groupRoot", &ScanArtifactFinding::groupRoot), fieldOrDefault("source", &ScanArtifactFinding::source),
+    fieldOrDefault("safetyTier", &ScanArtifactFinding::safetyTier),
+    field("restoreHint", &ScanArtifactFinding::restoreHint),
+    field("lastActivityDate", &ScanArtifactFinding::lastActivityDate), field("ruleID", &ScanArtifactFinding::ruleID),
+    field("evidence", &ScanArtifactFinding::evidence));
 
-ScanArtifactFinding JsonCodec<ScanArtifactFinding>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {.path = object.requiredBytes("path"),
-          .label = object.required<std::string>("label"),
-          .sizeBytes = object.required<std::uint64_t>("sizeBytes"),
-          .ecosystemTag = object.required<std::string>("ecosystemTag"),
-          .groupRoot = object.optionalBytes("groupRoot"),
-          .source = object.valueOr("source", ArtifactSource::projectWalk),
-          .safetyTier = object.valueOr("safetyTier", ArtifactSafetyTier::safe),
-          .restoreHint = object.optional<std::string>("restoreHint"),
-          .lastActivityDate = object.optional<TimePoint>("lastActivityDate"),
-          .ruleID = object.optional<std::string>("ruleID"),
-          .evidence = object.optional<std::string>("evidence")};
-}
+template struct RecordCodec<ScanArtifactFinding>;
 
 }  // namespace tidra
 

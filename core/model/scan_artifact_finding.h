@@ -42,12 +42,10 @@ bool lacksEvidence(const Item& item) {
   return item.source == ArtifactSource::projectWalk && !item.evidence;
 }
 
+extern template struct RecordCodec<ScanArtifactFinding>;
 /// An absent source decodes as projectWalk, an absent tier as safe.
 template <>
-struct JsonCodec<ScanArtifactFinding> {
-  static nlohmann::json encode(const ScanArtifactFinding& finding);
-  static ScanArtifactFinding decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<ScanArtifactFinding> : RecordCodec<ScanArtifactFinding> {};
 
 }  // namespace tidra
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "core/base/json_fields.h"
 #include "core/base/quantities.h"
+#include "core/base/record_fields.h"
 #include "core/model/stable_id.h"
 #include "core/model/system_group_root.h"
 
@@ -79,119 +79,30 @@ ScanReport ScanReport::make(const std::vector<ScanArtifactFinding>& findings, co
   return report;
 }
 
-nlohmann::json JsonCodec<ScanReportItem>::encode(const ScanReportItem& item) {
-  nlohmann::json object{
-      {"id", item.id},
-      {"displayPath", JsonCodec<std::string>::encode(item.displayPath)},
-      {"label", JsonCodec<std::string>::encode(item.label)},
-      {"bytes", item.bytes},
-      {"tier", rawValue(item.tier)},
-      {"ecosystem", JsonCodec<std::string>::encode(item.ecosystem)},
-      {"category", JsonCodec<std::string>::encode(item.category)},
-      {"source", rawValue(item.source)},
-  };
-  putBytes(object, "path", item.path);
-  putBytes(object, "group", item.group);
-  putOptional(object, "ruleID", item.ruleID);
-  putOptional(object, "restoreHint", item.restoreHint);
-  putOptional(object, "lastActivity", item.lastActivity);
-  putOptional(object, "idleDays", item.idleDays);
-  putOptional(object, "activity", item.activity);
-  putOptional(object, "evidence", item.evidence);
-  return object;
-}
+template <>
+constexpr auto fieldsOf<ScanReportItem> =
+    recordFields(field("id", &ScanReportItem::id), bytesField("path", &ScanReportItem::path),
+                 field("displayPath", &ScanReportItem::displayPath), field("label", &ScanReportItem::label),
+                 field("bytes", &ScanReportItem::bytes), field("tier", &ScanReportItem::tier),
+                 field("ecosystem", &ScanReportItem::ecosystem), field("category", &ScanReportItem::category),
+                 bytesField("group", &ScanReportItem::group), field("source", &ScanReportItem::source),
+                 field("ruleID", &ScanReportItem::ruleID), field("restoreHint", &ScanReportItem::restoreHint),
+                 field("lastActivity", &ScanReportItem::lastActivity), field("idleDays", &ScanReportItem::idleDays),
+                 field("activity", &ScanReportItem::activity), field("evidence", &ScanReportItem::evidence));
 
-ScanReportItem JsonCodec<ScanReportItem>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {.id = object.required<std::string>("id"),
-          .path = object.requiredBytes("path"),
-          .displayPath = object.required<std::string>("displayPath"),
-          .label = object.required<std::string>("label"),
-          .bytes = object.required<std::int64_t>("bytes"),
-          .tier = object.required<ArtifactSafetyTier>("tier"),
-          .ecosystem = object.required<std::string>("ecosystem"),
-          .category = object.required<std::string>("category"),
-          .group = object.requiredBytes("group"),
-          .source = object.required<ArtifactSource>("source"),
-          .ruleID = object.optional<std::string>("ruleID"),
-          .restoreHint = object.optional<std::string>("restoreHint"),
-          .lastActivity = object.optional<TimePoint>("lastActivity"),
-          .idleDays = object.optional<std::int64_t>("idleDays"),
-          .activity = object.optional<ProjectActivity>("activity"),
-          .evidence = object.optional<std::string>("evidence")};
-}
+template <>
+constexpr auto fieldsOf<ScanReport> = recordFields(
+    field("schemaVersion", &ScanReport::schemaVersion), field("tidraVersion", &ScanReport::tidraVersion),
+    field("catalogVersion", &ScanReport::catalogVersion), field("generatedAt", &ScanReport::generatedAt),
+    field("host", &ScanReport::host), field("platform", &ScanReport::platform),
+    bytesField("scanRoot", &ScanReport::scanRoot), bytesField("home", &ScanReport::home),
+    field("durationSeconds", &ScanReport::durationSeconds), field("partial", &ScanReport::partial),
+    field("totalBytes", &ScanReport::totalBytes), field("bytesByTier", &ScanReport::bytesByTier),
+    field("bytesByCategory", &ScanReport::bytesByCategory), field("bytesByEcosystem", &ScanReport::bytesByEcosystem),
+    field("projectCount", &ScanReport::projectCount), field("volume", &ScanReport::volume),
+    field("items", &ScanReport::items));
 
-namespace {
-
-using BytesByKey = std::map<std::string, std::int64_t>;
-
-nlohmann::json encodeWithoutItems(const ScanReport& report) {
-  nlohmann::json object{
-      {"schemaVersion", report.schemaVersion},
-      {"tidraVersion", report.tidraVersion},
-      {"catalogVersion", JsonCodec<std::string>::encode(report.catalogVersion)},
-      {"generatedAt", iso8601(report.generatedAt)},
-      {"host", JsonCodec<std::string>::encode(report.host)},
-      {"platform", rawValue(report.platform)},
-      {"durationSeconds", report.durationSeconds},
-      {"partial", report.partial},
-      {"totalBytes", report.totalBytes},
-      {"bytesByTier", JsonCodec<BytesByKey>::encode(report.bytesByTier)},
-      {"bytesByCategory", JsonCodec<BytesByKey>::encode(report.bytesByCategory)},
-      {"bytesByEcosystem", JsonCodec<BytesByKey>::encode(report.bytesByEcosystem)},
-      {"projectCount", report.projectCount},
-      {"items", nlohmann::json::array()},
-  };
-  putBytes(object, "scanRoot", report.scanRoot);
-  putBytes(object, "home", report.home);
-  putOptional(object, "volume", report.volume);
-  return object;
-}
-
-}  // namespace
-
-nlohmann::json JsonCodec<ScanReport>::encode(const ScanReport& report) {
-  auto object = encodeWithoutItems(report);
-  object["items"] = JsonCodec<std::vector<ScanReportItem>>::encode(report.items);
-  return object;
-}
-
-ScanReport JsonCodec<ScanReport>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {.schemaVersion = object.required<std::int64_t>("schemaVersion"),
-          .tidraVersion = object.required<std::string>("tidraVersion"),
-          .catalogVersion = object.required<std::string>("catalogVersion"),
-          .generatedAt = object.required<TimePoint>("generatedAt"),
-          .host = object.required<std::string>("host"),
-          .platform = object.required<TidraPlatform>("platform"),
-          .scanRoot = object.requiredBytes("scanRoot"),
-          .home = object.requiredBytes("home"),
-          .durationSeconds = object.required<double>("durationSeconds"),
-          .partial = object.required<bool>("partial"),
-          .totalBytes = object.required<std::int64_t>("totalBytes"),
-          .bytesByTier = object.required<BytesByKey>("bytesByTier"),
-          .bytesByCategory = object.required<BytesByKey>("bytesByCategory"),
-          .bytesByEcosystem = object.required<BytesByKey>("bytesByEcosystem"),
-          .projectCount = object.required<std::int64_t>("projectCount"),
-          .volume = object.optional<TidraVolumeSpaceReader::Space>("volume"),
-          .items = object.required<std::vector<ScanReportItem>>("items")};
-}
-
-std::string reportText(const ScanReport& report) {
-  constexpr std::string_view emptyItems = "\"items\": []";
-  std::string text = jsonText(encodeWithoutItems(report), true);
-  if (report.items.empty()) return text;
-  const auto place = text.find(emptyItems) + emptyItems.size() - 1;
-  std::string items;
-  for (const ScanReportItem& item : report.items) {
-    items += items.empty() ? "\n    " : ",\n    ";
-    for (const char c : jsonText(JsonCodec<ScanReportItem>::encode(item), true)) {
-      items += c;
-      if (c == '\n') items += "    ";
-    }
-  }
-  text.insert(place, items + "\n  ");
-  return text;
-}
+template struct RecordCodec<ScanReportItem>;
+template struct RecordCodec<ScanReport>;
 
 }  // namespace tidra

@@ -87,20 +87,12 @@ struct ScanReport {
   bool operator==(const ScanReport&) const = default;
 };
 
+extern template struct RecordCodec<ScanReportItem>;
 template <>
-struct JsonCodec<ScanReportItem> {
-  static nlohmann::json encode(const ScanReportItem& item);
-  static ScanReportItem decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<ScanReportItem> : RecordCodec<ScanReportItem> {};
 
+extern template struct RecordCodec<ScanReport>;
 template <>
-struct JsonCodec<ScanReport> {
-  static nlohmann::json encode(const ScanReport& report);
-  static ScanReport decode(const nlohmann::json& value, const std::string& where);
-};
-
-/// The report as JSON text, byte for byte what jsonText gives for its encoding, but built item by item: a report with
-/// very many items is never held a second time as a tree of JSON values.
-std::string reportText(const ScanReport& report);
+struct JsonCodec<ScanReport> : RecordCodec<ScanReport> {};
 
 }  // namespace tidra

@@ -1,6 +1,6 @@
 #include "core/platform/volume_space.h"
 
-#include "core/base/json_fields.h"
+#include "core/base/record_fields.h"
 
 namespace tidra {
 
@@ -11,14 +11,11 @@ std::optional<TidraVolumeSpaceReader::Space> TidraVolumeSpaceReader::choose(cons
   return Space{*capacities.total, available.value_or(0)};
 }
 
-nlohmann::json JsonCodec<TidraVolumeSpaceReader::Space>::encode(const TidraVolumeSpaceReader::Space& space) {
-  return {{"totalBytes", space.totalBytes}, {"availableBytes", space.availableBytes}};
-}
+template <>
+constexpr auto fieldsOf<TidraVolumeSpaceReader::Space> =
+    recordFields(field("totalBytes", &TidraVolumeSpaceReader::Space::totalBytes),
+                 field("availableBytes", &TidraVolumeSpaceReader::Space::availableBytes));
 
-TidraVolumeSpaceReader::Space JsonCodec<TidraVolumeSpaceReader::Space>::decode(const nlohmann::json& value,
-                                                                               const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {object.required<std::int64_t>("totalBytes"), object.required<std::int64_t>("availableBytes")};
-}
+template struct RecordCodec<TidraVolumeSpaceReader::Space>;
 
 }  // namespace tidra

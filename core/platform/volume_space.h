@@ -31,10 +31,8 @@ struct TidraVolumeSpaceReader {
   static std::optional<Space> choose(const Capacities& capacities);
 };
 
+extern template struct RecordCodec<TidraVolumeSpaceReader::Space>;
 template <>
-struct JsonCodec<TidraVolumeSpaceReader::Space> {
-  static nlohmann::json encode(const TidraVolumeSpaceReader::Space& space);
-  static TidraVolumeSpaceReader::Space decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<TidraVolumeSpaceReader::Space> : RecordCodec<TidraVolumeSpaceReader::Space> {};
 
 }  // namespace tidra

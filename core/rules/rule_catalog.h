@@ -145,23 +145,19 @@ struct RuleCatalog {
   bool operator==(const RuleCatalog&) const = default;
 };
 
+extern template struct RecordCodec<ProjectArtifactRule>;
 template <>
-struct JsonCodec<ProjectArtifactRule> {
-  static nlohmann::json encode(const ProjectArtifactRule& rule);
+struct JsonCodec<ProjectArtifactRule> : RecordCodec<ProjectArtifactRule> {
   static ProjectArtifactRule decode(const nlohmann::json& value, const std::string& where);
 };
 
+extern template struct RecordCodec<SystemPathRule>;
 template <>
-struct JsonCodec<SystemPathRule> {
-  static nlohmann::json encode(const SystemPathRule& rule);
-  static SystemPathRule decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<SystemPathRule> : RecordCodec<SystemPathRule> {};
 
+extern template struct RecordCodec<RuleCatalog>;
 /// Decoding applies defaults but does not validate.
 template <>
-struct JsonCodec<RuleCatalog> {
-  static nlohmann::json encode(const RuleCatalog& catalog);
-  static RuleCatalog decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<RuleCatalog> : RecordCodec<RuleCatalog> {};
 
 }  // namespace tidra

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "core/base/json_fields.h"
+#include "core/base/record_fields.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
@@ -137,18 +137,12 @@ std::string excludedPath(std::string_view text, const TidraPathResolver& resolve
 
 bool looksLikePath(std::string_view text) { return text.starts_with('/') || text == "~" || text.starts_with("~/"); }
 
-nlohmann::json JsonCodec<ExclusionEntry>::encode(const ExclusionEntry& entry) {
-  nlohmann::json object{{"id", entry.id}, {"kind", rawValue(entry.kind)}, {"addedAt", iso8601(entry.addedAt)}};
-  putBytes(object, "pathDisplay", entry.pathDisplay);
-  return object;
-}
+template <>
+constexpr auto fieldsOf<ExclusionEntry> = recordFields(field("id", &ExclusionEntry::id),
+                                                       bytesField("pathDisplay", &ExclusionEntry::pathDisplay),
+                                                       field("kind", &ExclusionEntry::kind),
+                                                       field("addedAt", &ExclusionEntry::addedAt));
 
-ExclusionEntry JsonCodec<ExclusionEntry>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {.id = object.required<std::string>("id"),
-          .pathDisplay = object.requiredBytes("pathDisplay"),
-          .kind = object.required<ExclusionRowKind>("kind"),
-          .addedAt = object.required<TimePoint>("addedAt")};
-}
+template struct RecordCodec<ExclusionEntry>;
 
 }  // namespace tidra

@@ -36,11 +36,9 @@ struct ExclusionEntry {
   bool operator==(const ExclusionEntry&) const = default;
 };
 
+extern template struct RecordCodec<ExclusionEntry>;
 template <>
-struct JsonCodec<ExclusionEntry> {
-  static nlohmann::json encode(const ExclusionEntry& entry);
-  static ExclusionEntry decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<ExclusionEntry> : RecordCodec<ExclusionEntry> {};
 
 /// Projects and paths become prefixes; patterns go through addExclusion(), which reads the disk.
 TidraScanExclusionFilter makeExclusionFilter(const std::vector<ExclusionEntry>& entries,

@@ -7,7 +7,7 @@
 #include <charconv>
 #include <set>
 
-#include "core/base/json_fields.h"
+#include "core/base/record_fields.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
@@ -200,28 +200,14 @@ std::optional<TimePoint> TidraGitMetadataReader::folderActivity(const std::strin
   return facts ? std::optional(facts->modified) : std::nullopt;
 }
 
-nlohmann::json JsonCodec<ProjectGitMetadata>::encode(const ProjectGitMetadata& metadata) {
-  nlohmann::json object{
-      {"isGitRepo", metadata.isGitRepo},
-      {"commitSubject", JsonCodec<std::string>::encode(metadata.commitSubject)},
-      {"isClean", metadata.isClean},
-      {"gitStatusLine", JsonCodec<std::string>::encode(metadata.gitStatusLine)},
-      {"totalProjectSizeBytes", metadata.totalProjectSizeBytes},
-  };
-  putOptional(object, "lastCommitDate", metadata.lastCommitDate);
-  putOptional(object, "lastModified", metadata.lastModified);
-  return object;
-}
+template <>
+constexpr auto fieldsOf<ProjectGitMetadata> = recordFields(
+    field("isGitRepo", &ProjectGitMetadata::isGitRepo), field("lastCommitDate", &ProjectGitMetadata::lastCommitDate),
+    field("commitSubject", &ProjectGitMetadata::commitSubject), field("isClean", &ProjectGitMetadata::isClean),
+    field("gitStatusLine", &ProjectGitMetadata::gitStatusLine),
+    field("totalProjectSizeBytes", &ProjectGitMetadata::totalProjectSizeBytes),
+    field("lastModified", &ProjectGitMetadata::lastModified));
 
-ProjectGitMetadata JsonCodec<ProjectGitMetadata>::decode(const nlohmann::json& value, const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {.isGitRepo = object.required<bool>("isGitRepo"),
-          .lastCommitDate = object.optional<TimePoint>("lastCommitDate"),
-          .commitSubject = object.required<std::string>("commitSubject"),
-          .isClean = object.required<bool>("isClean"),
-          .gitStatusLine = object.required<std::string>("gitStatusLine"),
-          .totalProjectSizeBytes = object.required<std::uint64_t>("totalProjectSizeBytes"),
-          .lastModified = object.optional<TimePoint>("lastModified")};
-}
+template struct RecordCodec<ProjectGitMetadata>;
 
 }  // namespace tidra

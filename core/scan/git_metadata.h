@@ -28,11 +28,9 @@ struct ProjectGitMetadata {
   bool operator==(const ProjectGitMetadata&) const = default;
 };
 
+extern template struct RecordCodec<ProjectGitMetadata>;
 template <>
-struct JsonCodec<ProjectGitMetadata> {
-  static nlohmann::json encode(const ProjectGitMetadata& metadata);
-  static ProjectGitMetadata decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<ProjectGitMetadata> : RecordCodec<ProjectGitMetadata> {};
 
 class TidraGitMetadataReader {
  public:

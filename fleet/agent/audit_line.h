@@ -21,8 +21,8 @@ struct CanonicalAuditLine {
   bool dryRun = false;
 };
 
-/// None unless the line is the canonical encoding of a record with a hash. Also none for some rare canonical lines
-/// (names that are not UTF-8, numbers of 19 or more digits): decode and re-encode those.
+/// None unless the line is the canonical encoding of a record with a hash. Also none for rare canonical lines
+/// with names that are not UTF-8: decode and re-encode those.
 std::optional<CanonicalAuditLine> readCanonicalAuditLine(std::string_view line);
 
 }  // namespace tidra

@@ -1,29 +1,31 @@
 // The output of `tidra fleet run --json`.
-#include "core/base/json_fields.h"
+#include "core/base/record_fields.h"
 #include "fleet/agent/fleet_runner.h"
 
 namespace tidra {
 
-nlohmann::json JsonCodec<FleetRunResult>::encode(const FleetRunResult& result) {
-  auto object = nlohmann::json::object();
-  object["runID"] = result.runID;
-  object["startedAt"] = JsonCodec<TimePoint>::encode(result.startedAt);
-  object["duration"] = result.duration;
-  object["dryRun"] = result.dryRun;
-  object["interrupted"] = result.interrupted;
-  object["totalBytes"] = result.report.totalBytes;
-  object["plan"] = JsonCodec<CleanupPlan>::encode(result.decision.plan);
-  object["skipped"] = JsonCodec<std::vector<PolicyDecision::Skipped>>::encode(result.decision.skipped);
-  auto kept = nlohmann::json::array();
-  for (const auto& each : result.kept)
-    kept.push_back({{"item", JsonCodec<ScanReportItem>::encode(each.item)},
-                    {"reason", JsonCodec<std::string>::encode(each.reason)}});
-  object["kept"] = std::move(kept);
-  object["disposal"] = outcomeJson(result.disposal, result.unmeasured);
-  object["purged"] = JsonCodec<DisposalOutcome>::encode(result.purged);
-  putOptional(object, "hubAck", result.hubAck);
-  putOptional(object, "hubError", result.hubError);
-  return object;
+template <>
+constexpr auto fieldsOf<KeptItem> = recordFields(field("item", &KeptItem::item), field("reason", &KeptItem::reason));
+
+template <>
+struct JsonCodec<KeptItem> : RecordCodec<KeptItem> {};
+
+void JsonCodec<FleetRunResult>::write(JsonWriter& out, const FleetRunResult& result) {
+  JsonObjectWriter(out)
+      .put("disposal", CountedOutcome{result.disposal, result.unmeasured})
+      .put("dryRun", result.dryRun)
+      .put("duration", result.duration)
+      .put("hubAck", result.hubAck)
+      .put("hubError", result.hubError)
+      .put("interrupted", result.interrupted)
+      .put("kept", result.kept)
+      .put("plan", result.decision.plan)
+      .put("purged", result.purged)
+      .put("runID", result.runID)
+      .put("skipped", result.decision.skipped)
+      .put("startedAt", result.startedAt)
+      .put("totalBytes", result.report.totalBytes)
+      .close();
 }
 
 }  // namespace tidra

@@ -67,7 +67,7 @@ struct FleetRunResult {
 
 template <>
 struct JsonCodec<FleetRunResult> {
-  static nlohmann::json encode(const FleetRunResult& result);
+  static void write(JsonWriter& out, const FleetRunResult& result);
 };
 
 struct FleetRunner {

@@ -5,30 +5,28 @@
 #include <fmt/format.h>
 
 #include "core/base/errors.h"
+#include "core/base/record_fields.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "fleet/agent/evaluation/hub_overlay.h"
 #include "fleet/agent/sha256.h"
 #include "fleet/hub/protocol/hub_json.h"
-#include "fleet/hub/protocol/record_fields.h"
 
 namespace tidra {
 
-static void visitFields(FieldsOf<HubPolicyState::Copy> auto& copy, auto&& visit) {
-  visit("hub", copy.hub);
-  visit("name", copy.name);
-  visit("fetchedAt", copy.fetchedAt);
-  visit("document", copy.document);
-}
+template <>
+constexpr auto fieldsOf<HubPolicyState::Copy> = recordFields(field("hub", &HubPolicyState::Copy::hub),
+                                                             field("name", &HubPolicyState::Copy::name),
+                                                             field("fetchedAt", &HubPolicyState::Copy::fetchedAt),
+                                                             field("document", &HubPolicyState::Copy::document));
 
-static void visitFields(FieldsOf<HubPolicyState> auto& state, auto&& visit) {
-  visit("carriedOut", state.carriedOut);
-  visit("copy", state.copy);
-}
+template <>
+constexpr auto fieldsOf<HubPolicyState> = recordFields(field("carriedOut", &HubPolicyState::carriedOut),
+                                                       field("copy", &HubPolicyState::copy));
 
-template struct FieldCodec<HubPolicyState::Copy>;
-template struct FieldCodec<HubPolicyState>;
+template struct RecordCodec<HubPolicyState::Copy>;
+template struct RecordCodec<HubPolicyState>;
 
 namespace {
 
@@ -167,10 +165,10 @@ void HubPolicyState::write(const std::string& path) const {
                     "everybody may write to it.",
                     shown));
   }
-  const nlohmann::json sealed{{"check", checkOf(*this)}, {"state", JsonCodec<HubPolicyState>::encode(*this)}};
+  const auto fill = [&](JsonObjectWriter& sealed) { sealed.put("check", checkOf(*this)).put("state", *this); };
   constexpr unsigned ownerOnly = 0600;
   try {
-    replaceFile(path, jsonText(sealed, false) + "\n", ownerOnly, AtLink::replace);
+    replaceFile(path, compactObject(fill) + "\n", ownerOnly, AtLink::replace);
   } catch (const std::system_error& failure) {
     throw InputError(
         fmt::format("The copy of the hub's policy '{}' cannot be written: {}.", shown, failure.code().message()));

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "core/platform/path_resolver.h"
 #include "fleet/agent/policy/fleet_policy.h"
-#include "fleet/hub/protocol/record_codec.h"
 
 namespace tidra {
 
@@ -66,11 +66,11 @@ EffectivePolicy effectivePolicy(const HubPolicyQuestion& question);
 /// SHA-256 of a policy without its `hub` section, which may hold a secret.
 std::string fingerprint(FleetPolicy policy);
 
-extern template struct FieldCodec<HubPolicyState::Copy>;
+extern template struct RecordCodec<HubPolicyState::Copy>;
 template <>
-struct JsonCodec<HubPolicyState::Copy> : FieldCodec<HubPolicyState::Copy> {};
-extern template struct FieldCodec<HubPolicyState>;
+struct JsonCodec<HubPolicyState::Copy> : RecordCodec<HubPolicyState::Copy> {};
+extern template struct RecordCodec<HubPolicyState>;
 template <>
-struct JsonCodec<HubPolicyState> : FieldCodec<HubPolicyState> {};
+struct JsonCodec<HubPolicyState> : RecordCodec<HubPolicyState> {};
 
 }  // namespace tidra

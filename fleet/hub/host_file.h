@@ -1,4 +1,4 @@
-// The file of one host: its name and its text.
+// The file of one host: its name, and the fast way to read it.
 #pragma once
 
 #include <string>
@@ -20,18 +20,8 @@ std::string hostFileKey(const std::string& fileName);
 /// Only the hub's own user may read what hosts say.
 inline constexpr unsigned hostFileMode = 0600;
 
-/// What HubJSON::compact gives, byte for byte, at a tenth of its cost: each report is followed by writing a thousand
-/// points of history.
-std::string hostFileText(const HubHostFile& file);
-
-/// The same in the place of `text`, whose memory is used again: getting that much anew costs as much as the writing.
-void writeHostFileText(const HubHostFile& file, std::string& text);
-
-/// Adds the JSON array of the points, byte for byte what HubJSON::compact gives.
-void appendHistory(std::string& text, const std::vector<HubHistoryPoint>& history);
-
-/// What HubJSON::decode gives, several times faster for text that hostFileText has made. Throws DecodingError, which
-/// begins with `what`.
+/// What HubJSON::decode gives, several times faster for text that HubJSON::compact has made. Throws DecodingError,
+/// which begins with `what`.
 HubHostFile parseHostFile(std::string_view text, const std::string& what);
 
 }  // namespace tidra

@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "core/base/text.h"
-#include "fleet/hub/host_file.h"
 #include "fleet/hub/protocol/hub_json.h"
 
 namespace tidra {
@@ -74,40 +73,51 @@ constexpr std::array columns{
     Column{"note", [](const HubHostView& host) { return textCell(host.file->note.value_or("")); }},
 };
 
+/// What is written of a host, from where the store has it.
+struct HostRow {
+  const HubHostView& host;
+  HostRowParts parts;
+};
+
 }  // namespace
 
-std::string hostRowText(const HubHostView& host, HostRowParts parts) {
-  const HubHostFile& file = *host.file;
-  auto row = nlohmann::json::object();
-  row["host"] = JsonCodec<std::string>::encode(file.host);
-  row["status"] = JsonCodec<HubHostStatus>::encode(host.condition.status);
-  row["statusReasons"] = JsonCodec<std::vector<std::string>>::encode(host.condition.reasons);
-  row["firstSeen"] = JsonCodec<TimePoint>::encode(file.firstSeen);
-  row["lastSeen"] = JsonCodec<TimePoint>::encode(file.lastSeen);
-  row["reports"] = file.reports;
-  putOptional(row, "note", file.note);
-  row["latest"] = parts.topItems ? JsonCodec<HubHostReport>::encode(file.latest) : encodedWithoutTopItems(file.latest);
-  std::string text = jsonText(row, false);
-  if (!parts.history) return text;
-  // Keys are sorted, and only a date comes before this one, so that it is the key and no text of somebody else's.
-  const auto place = text.find(R"("host":)");
-  std::string whole(text, 0, place);
-  whole += R"("history":)";
-  appendHistory(whole, file.history);
-  whole += ',';
-  whole.append(text, place);
-  return whole;
-}
+/// The keys of HubHostRecord.
+template <>
+struct JsonCodec<HostRow> {
+  static void write(JsonWriter& out, const HostRow& row) {
+    const HubHostFile& file = *row.host.file;
+    JsonObjectWriter object(out);
+    object.put("firstSeen", file.firstSeen);
+    if (row.parts.history) object.put("history", file.history);
+    object.put("host", file.host).put("lastSeen", file.lastSeen);
+    if (row.parts.topItems) {
+      object.put("latest", file.latest);
+    } else {
+      object.put("latest", ReportWithoutTopItems{file.latest});
+    }
+    object.put("note", file.note)
+        .put("reports", file.reports)
+        .put("status", row.host.condition.status)
+        .put("statusReasons", row.host.condition.reasons)
+        .close();
+  }
+};
+
+std::string hostRowText(const HubHostView& host, HostRowParts parts) { return compactJson(HostRow{host, parts}); }
 
 std::optional<std::string> hostListingText(const std::vector<HubHostView>& hosts, HostRowParts parts,
                                            std::size_t mostBytes) {
-  std::string text = R"({"hosts":[)";
+  constexpr std::string_view end = "]}";
+  std::string text;
+  JsonWriter out(text);
+  out.raw(R"({"hosts":[)");
   for (const HubHostView& host : hosts) {
-    if (&host != hosts.data()) text += ',';
-    text += hostRowText(host, parts);
-    if (text.size() + 2 > mostBytes) return std::nullopt;
+    if (&host != hosts.data()) out.raw(",");
+    JsonCodec<HostRow>::write(out, {host, parts});
+    if (out.size() + end.size() > mostBytes) return std::nullopt;
   }
-  text += "]}";
+  out.raw(end);
+  out.flush();
   return text;
 }
 

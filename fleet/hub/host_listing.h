@@ -14,8 +14,8 @@ struct HostRowParts {
   bool topItems = true;  // of the latest report
 };
 
-/// A host as a JSON object: with all parts what HubJSON::compact gives of its HubHostRecord, byte for byte, at a tenth
-/// of its cost. What is left out has no key.
+/// A host as a JSON object: with all parts, byte for byte what HubJSON::compact returns for its HubHostRecord. What is
+/// left out has no key.
 std::string hostRowText(const HubHostView& host, HostRowParts parts);
 
 /// The JSON object {"hosts": […]}; none when it would be longer than `mostBytes`.

@@ -27,7 +27,7 @@ void requireModest(const HubHostReport& report, std::size_t bodyBytes) {
     throw HubRefusal(
         400, fmt::format("bad report: it holds {} top items; {} are the most", report.topItems.size(), mostTopItems));
   }
-  if (bodyBytes > mostBytes && jsonText(encodedWithoutTopItems(report), false).size() > mostBytes) {
+  if (bodyBytes > mostBytes && compactJson(ReportWithoutTopItems{report}).size() > mostBytes) {
     throw HubRefusal(400, fmt::format("bad report: without its top items it is longer than {} bytes", mostBytes));
   }
 }

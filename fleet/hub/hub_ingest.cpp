@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 
+#include "core/base/json_writer.h"
 #include "core/platform/files.h"
 #include "core/platform/staged_file.h"
 #include "fleet/hub/host_file.h"
@@ -107,7 +108,8 @@ void HubStore::stage(Filing& filing) {
   const auto known = hosts_.find(filing.report->host);
   if (known != hosts_.end()) filing.before = known->second.file;
   filing.next = std::make_shared<const HubHostFile>(withReport(filing.before.get(), *filing.report, filing.now));
-  writeHostFileText(*filing.next, text_);
+  text_.clear();
+  appendJson(text_, *filing.next);
   filing.staged.emplace(hostPath(filing.fileName), hostFileMode);
   filing.staged->write(text_);
 }

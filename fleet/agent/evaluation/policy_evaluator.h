@@ -30,11 +30,9 @@ struct PolicyDecision {
   bool operator==(const PolicyDecision&) const = default;
 };
 
+extern template struct RecordCodec<PolicyDecision::Skipped>;
 template <>
-struct JsonCodec<PolicyDecision::Skipped> {
-  static nlohmann::json encode(const PolicyDecision::Skipped& skipped);
-  static PolicyDecision::Skipped decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<PolicyDecision::Skipped> : RecordCodec<PolicyDecision::Skipped> {};
 
 struct PolicyEvaluator {
   /// By index of the report's items: why the policy keeps the item, budgets aside; none for one that it lets go.

@@ -161,10 +161,10 @@ void requireTrustedPolicyFile(const std::string& path);
 /// parse() accepts.
 std::vector<std::string> unknownPolicyKeys(std::string_view text);
 
+extern template struct RecordCodec<FleetPolicy>;
 /// Decoding fills in defaults. It checks the schema version first, and validates nothing else.
 template <>
-struct JsonCodec<FleetPolicy> {
-  static nlohmann::json encode(const FleetPolicy& policy);
+struct JsonCodec<FleetPolicy> : RecordCodec<FleetPolicy> {
   static FleetPolicy decode(const nlohmann::json& value, const std::string& where);
 };
 

@@ -18,6 +18,7 @@
 #include "fleet/hub/host_file.h"
 #include "fleet/hub/hub_policies.h"
 #include "fleet/hub/hub_store_error.h"
+#include "fleet/hub/protocol/hub_json.h"
 
 namespace tidra {
 namespace {
@@ -152,7 +153,7 @@ DemoFleetSize write(const HubDataFolder& folder, const DemoFleet& fleet,
   DemoHosts hosts(fleet.seed, fleet.days, fleet.now);
   while (size.hosts < fleet.hosts) {
     DemoStory story = hosts.next();
-    writeNewFile(joinedPath(folder.hosts(), hostFileName(story.file.host)), hostFileText(story.file));
+    writeNewFile(joinedPath(folder.hosts(), hostFileName(story.file.host)), HubJSON::compact(story.file));
     size.points += static_cast<std::int64_t>(story.file.history.size());
     collection.add(std::move(story.events));
     ++size.hosts;

@@ -13,12 +13,12 @@ namespace tidra {
 struct HubJSON {
   template <class T>
   static std::string compact(const T& document) {
-    return jsonText(JsonCodec<T>::encode(document), false);
+    return compactJson(document);
   }
 
   template <class T>
   static std::string pretty(const T& document) {
-    return jsonText(JsonCodec<T>::encode(document), true);
+    return prettyJson(document);
   }
 
   /// Throws DecodingError, which begins with `what`, for a text that is not such a document, longer than `mostBytes` or

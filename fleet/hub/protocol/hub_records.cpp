@@ -1,70 +1,70 @@
 #include "fleet/hub/protocol/hub_records.h"
 
-#include "core/base/json_fields.h"
-#include "fleet/hub/protocol/record_fields.h"
+#include "core/base/record_fields.h"
 
 namespace tidra {
-static void visitFields(FieldsOf<HubEvent> auto& record, auto&& visit) {
-  visit("time", record.time);
-  visit("kind", record.kind);
-  visit("host", record.host);
-  visit("message", record.message);
-  visit("bytes", record.bytes);
+template <>
+constexpr auto fieldsOf<HubEvent> = recordFields(field("time", &HubEvent::time), field("kind", &HubEvent::kind),
+                                                 field("host", &HubEvent::host), field("message", &HubEvent::message),
+                                                 field("bytes", &HubEvent::bytes));
+
+template <>
+constexpr auto fieldsOf<HubHistoryPoint> = recordFields(
+    field("time", &HubHistoryPoint::time), field("reclaimableBytes", &HubHistoryPoint::reclaimableBytes),
+    field("disposedBytes", &HubHistoryPoint::disposedBytes), field("failures", &HubHistoryPoint::failures),
+    field("volumeAvailableBytes", &HubHistoryPoint::volumeAvailableBytes), field("dryRun", &HubHistoryPoint::dryRun));
+
+template <>
+constexpr auto fieldsOf<HubHostFile> =
+    recordFields(field("host", &HubHostFile::host), field("firstSeen", &HubHostFile::firstSeen),
+                 field("lastSeen", &HubHostFile::lastSeen), field("reports", &HubHostFile::reports),
+                 field("latest", &HubHostFile::latest), field("history", &HubHostFile::history),
+                 field("note", &HubHostFile::note), field("lastAuditRewind", &HubHostFile::lastAuditRewind));
+
+template <>
+constexpr auto fieldsOf<HubHostRow> =
+    recordFields(field("host", &HubHostRow::host), field("status", &HubHostRow::status),
+                 field("statusReasons", &HubHostRow::statusReasons), field("firstSeen", &HubHostRow::firstSeen),
+                 field("lastSeen", &HubHostRow::lastSeen), field("reports", &HubHostRow::reports),
+                 field("note", &HubHostRow::note), field("latest", &HubHostRow::latest));
+
+template <>
+constexpr auto fieldsOf<HubHostRecord> =
+    recordFields(field("host", &HubHostRecord::host), field("status", &HubHostRecord::status),
+                 field("statusReasons", &HubHostRecord::statusReasons), field("firstSeen", &HubHostRecord::firstSeen),
+                 field("lastSeen", &HubHostRecord::lastSeen), field("reports", &HubHostRecord::reports),
+                 field("note", &HubHostRecord::note), field("latest", &HubHostRecord::latest),
+                 field("history", &HubHostRecord::history));
+
+template <>
+constexpr auto fieldsOf<HubHostsEnvelope> = recordFields(field("hosts", &HubHostsEnvelope::hosts));
+
+template <>
+constexpr auto fieldsOf<HubPoliciesEnvelope> = recordFields(field("policies", &HubPoliciesEnvelope::policies));
+
+template <>
+constexpr auto fieldsOf<HubEventsEnvelope> = recordFields(field("events", &HubEventsEnvelope::events));
+
+template struct RecordCodec<HubEvent>;
+template struct RecordCodec<HubHistoryPoint>;
+template struct RecordCodec<HubHostFile>;
+template struct RecordCodec<HubHostRow>;
+template struct RecordCodec<HubHostRecord>;
+template struct RecordCodec<HubHostsEnvelope>;
+template struct RecordCodec<HubPoliciesEnvelope>;
+template struct RecordCodec<HubEventsEnvelope>;
+
+bool readCanonicalHistory(CanonicalReader& reader, std::vector<HubHistoryPoint>& history) {
+  if (!reader.skip("[")) return false;
+  while (!reader.skip("]")) {
+    if (!history.empty() && !reader.skip(",")) return false;
+    HubHistoryPoint& point = history.emplace_back();
+    const auto assign = [&point]<class Index>(Index, const auto& value) {
+      point.*fieldAt<HubHistoryPoint, Index::value>.member = value;
+    };
+    if (!readCanonical<HubHistoryPoint>(reader, assign)) return false;
+  }
+  return true;
 }
-
-static void visitFields(FieldsOf<HubHistoryPoint> auto& record, auto&& visit) {
-  visit("time", record.time);
-  visit("reclaimableBytes", record.reclaimableBytes);
-  visit("disposedBytes", record.disposedBytes);
-  visit("failures", record.failures);
-  visit("volumeAvailableBytes", record.volumeAvailableBytes);
-  visit("dryRun", record.dryRun);
-}
-
-static void visitFields(FieldsOf<HubHostFile> auto& record, auto&& visit) {
-  visit("host", record.host);
-  visit("firstSeen", record.firstSeen);
-  visit("lastSeen", record.lastSeen);
-  visit("reports", record.reports);
-  visit("latest", record.latest);
-  visit("history", record.history);
-  visit("note", record.note);
-  visit("lastAuditRewind", record.lastAuditRewind);
-}
-
-static void visitRowFields(auto& record, auto&& visit) {
-  visit("host", record.host);
-  visit("status", record.status);
-  visit("statusReasons", record.statusReasons);
-  visit("firstSeen", record.firstSeen);
-  visit("lastSeen", record.lastSeen);
-  visit("reports", record.reports);
-  visit("note", record.note);
-  visit("latest", record.latest);
-}
-
-static void visitFields(FieldsOf<HubHostRow> auto& record, auto&& visit) { visitRowFields(record, visit); }
-
-static void visitFields(FieldsOf<HubHostRecord> auto& record, auto&& visit) {
-  visitRowFields(record, visit);
-  visit("history", record.history);
-}
-
-static void visitFields(FieldsOf<HubHostsEnvelope> auto& record, auto&& visit) { visit("hosts", record.hosts); }
-
-static void visitFields(FieldsOf<HubPoliciesEnvelope> auto& record, auto&& visit) {
-  visit("policies", record.policies);
-}
-
-static void visitFields(FieldsOf<HubEventsEnvelope> auto& record, auto&& visit) { visit("events", record.events); }
-
-template struct FieldCodec<HubEvent>;
-template struct FieldCodec<HubHistoryPoint>;
-template struct FieldCodec<HubHostFile>;
-template struct FieldCodec<HubHostRow>;
-template struct FieldCodec<HubHostRecord>;
-template struct FieldCodec<HubHostsEnvelope>;
-template struct FieldCodec<HubPoliciesEnvelope>;
-template struct FieldCodec<HubEventsEnvelope>;
 
 }  // namespace tidra

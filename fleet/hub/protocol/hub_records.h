@@ -8,11 +8,13 @@
 #include <vector>
 
 #include "core/base/enum_table.h"
+#include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "fleet/hub/protocol/hub_report.h"
-#include "fleet/hub/protocol/record_codec.h"
 
 namespace tidra {
+
+class CanonicalReader;
 
 enum class HubHostStatus { healthy, attention, stale };
 
@@ -128,29 +130,32 @@ struct HubEventsEnvelope {
   bool operator==(const HubEventsEnvelope&) const = default;
 };
 
-extern template struct FieldCodec<HubEvent>;
+/// Appends the points of an array that is byte for byte as the codec writes it; returns false at anything else.
+[[nodiscard]] bool readCanonicalHistory(CanonicalReader& reader, std::vector<HubHistoryPoint>& history);
+
+extern template struct RecordCodec<HubEvent>;
 template <>
-struct JsonCodec<HubEvent> : FieldCodec<HubEvent> {};
-extern template struct FieldCodec<HubHistoryPoint>;
+struct JsonCodec<HubEvent> : RecordCodec<HubEvent> {};
+extern template struct RecordCodec<HubHistoryPoint>;
 template <>
-struct JsonCodec<HubHistoryPoint> : FieldCodec<HubHistoryPoint> {};
-extern template struct FieldCodec<HubHostFile>;
+struct JsonCodec<HubHistoryPoint> : RecordCodec<HubHistoryPoint> {};
+extern template struct RecordCodec<HubHostFile>;
 template <>
-struct JsonCodec<HubHostFile> : FieldCodec<HubHostFile> {};
-extern template struct FieldCodec<HubHostRow>;
+struct JsonCodec<HubHostFile> : RecordCodec<HubHostFile> {};
+extern template struct RecordCodec<HubHostRow>;
 template <>
-struct JsonCodec<HubHostRow> : FieldCodec<HubHostRow> {};
-extern template struct FieldCodec<HubHostRecord>;
+struct JsonCodec<HubHostRow> : RecordCodec<HubHostRow> {};
+extern template struct RecordCodec<HubHostRecord>;
 template <>
-struct JsonCodec<HubHostRecord> : FieldCodec<HubHostRecord> {};
-extern template struct FieldCodec<HubHostsEnvelope>;
+struct JsonCodec<HubHostRecord> : RecordCodec<HubHostRecord> {};
+extern template struct RecordCodec<HubHostsEnvelope>;
 template <>
-struct JsonCodec<HubHostsEnvelope> : FieldCodec<HubHostsEnvelope> {};
-extern template struct FieldCodec<HubPoliciesEnvelope>;
+struct JsonCodec<HubHostsEnvelope> : RecordCodec<HubHostsEnvelope> {};
+extern template struct RecordCodec<HubPoliciesEnvelope>;
 template <>
-struct JsonCodec<HubPoliciesEnvelope> : FieldCodec<HubPoliciesEnvelope> {};
-extern template struct FieldCodec<HubEventsEnvelope>;
+struct JsonCodec<HubPoliciesEnvelope> : RecordCodec<HubPoliciesEnvelope> {};
+extern template struct RecordCodec<HubEventsEnvelope>;
 template <>
-struct JsonCodec<HubEventsEnvelope> : FieldCodec<HubEventsEnvelope> {};
+struct JsonCodec<HubEventsEnvelope> : RecordCodec<HubEventsEnvelope> {};
 
 }  // namespace tidra

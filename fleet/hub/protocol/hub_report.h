@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "core/model/scan_vocabulary.h"
 #include "core/platform/platform.h"
-#include "fleet/hub/protocol/record_codec.h"
 
 namespace tidra {
 
@@ -83,25 +83,30 @@ struct HubAck {
   bool operator==(const HubAck&) const = default;
 };
 
+extern template struct RecordCodec<HubTopItem>;
 /// Decoding needs a path's item to name its tier; everything else may be missing and is then 0, "" or absent.
 template <>
-struct JsonCodec<HubTopItem> {
-  static nlohmann::json encode(const HubTopItem& item);
-  static HubTopItem decode(const nlohmann::json& value, const std::string& where);
-};
+struct JsonCodec<HubTopItem> : RecordCodec<HubTopItem> {};
 
+extern template struct RecordCodec<HubHostReport>;
 /// Decoding needs only `host`. Without `startedAt` a run began just now, without `platform` it is this program's own.
 template <>
-struct JsonCodec<HubHostReport> {
-  static nlohmann::json encode(const HubHostReport& report);
+struct JsonCodec<HubHostReport> : RecordCodec<HubHostReport> {
   static HubHostReport decode(const nlohmann::json& value, const std::string& where);
 };
 
-/// What the codec gives but for `topItems`, which are most of a report.
-nlohmann::json encodedWithoutTopItems(const HubHostReport& report);
+/// A report but for `topItems`, which are most of it. Refers to the report.
+struct ReportWithoutTopItems {
+  const HubHostReport& report;
+};
 
-extern template struct FieldCodec<HubAck>;
 template <>
-struct JsonCodec<HubAck> : FieldCodec<HubAck> {};
+struct JsonCodec<ReportWithoutTopItems> {
+  static void write(JsonWriter& out, const ReportWithoutTopItems& brief);
+};
+
+extern template struct RecordCodec<HubAck>;
+template <>
+struct JsonCodec<HubAck> : RecordCodec<HubAck> {};
 
 }  // namespace tidra

@@ -1,85 +1,62 @@
 #include "fleet/hub/protocol/hub_summary.h"
 
-#include "core/base/json_fields.h"
-#include "fleet/hub/protocol/record_fields.h"
+#include "core/base/record_fields.h"
 
 namespace tidra {
-static void visitFields(FieldsOf<HubSummary::HostBytes> auto& row, auto&& visit) {
-  visit("host", row.host);
-  visit("bytes", row.bytes);
-}
+template <>
+constexpr auto fieldsOf<HubSummary::HostBytes> = recordFields(field("host", &HubSummary::HostBytes::host),
+                                                              field("bytes", &HubSummary::HostBytes::bytes));
 
-static void visitFields(FieldsOf<HubSummary::HostDisk> auto& row, auto&& visit) {
-  visit("host", row.host);
-  visit("availableBytes", row.availableBytes);
-  visit("totalBytes", row.totalBytes);
-  visit("freeFraction", row.freeFraction);
-}
+template <>
+constexpr auto fieldsOf<HubSummary::HostDisk> = recordFields(
+    field("host", &HubSummary::HostDisk::host), field("availableBytes", &HubSummary::HostDisk::availableBytes),
+    field("totalBytes", &HubSummary::HostDisk::totalBytes), field("freeFraction", &HubSummary::HostDisk::freeFraction));
 
-static void visitFields(FieldsOf<HubSummary::RuleBytes> auto& row, auto&& visit) {
-  visit("label", row.label);
-  visit("tier", row.tier);
-  visit("category", row.category);
-  visit("bytes", row.bytes);
-  visit("hosts", row.hosts);
-}
+template <>
+constexpr auto fieldsOf<HubSummary::RuleBytes> = recordFields(field("label", &HubSummary::RuleBytes::label),
+                                                              field("tier", &HubSummary::RuleBytes::tier),
+                                                              field("category", &HubSummary::RuleBytes::category),
+                                                              field("bytes", &HubSummary::RuleBytes::bytes),
+                                                              field("hosts", &HubSummary::RuleBytes::hosts));
 
-static void visitFields(FieldsOf<HubSummary::RecentRun> auto& row, auto&& visit) {
-  visit("host", row.host);
-  visit("startedAt", row.startedAt);
-  visit("disposedBytes", row.disposedBytes);
-  visit("disposedItems", row.disposedItems);
-  visit("failures", row.failures);
-  visit("succeeded", row.succeeded);
-  visit("dryRun", row.dryRun);
-  visit("reclaimableBytes", row.reclaimableBytes);
-}
+template <>
+constexpr auto fieldsOf<HubSummary::RecentRun> = recordFields(
+    field("host", &HubSummary::RecentRun::host), field("startedAt", &HubSummary::RecentRun::startedAt),
+    field("disposedBytes", &HubSummary::RecentRun::disposedBytes),
+    field("disposedItems", &HubSummary::RecentRun::disposedItems), field("failures", &HubSummary::RecentRun::failures),
+    field("succeeded", &HubSummary::RecentRun::succeeded), field("dryRun", &HubSummary::RecentRun::dryRun),
+    field("reclaimableBytes", &HubSummary::RecentRun::reclaimableBytes));
 
-static void visitFields(FieldsOf<HubSummary::DayPoint> auto& row, auto&& visit) {
-  visit("day", row.day);
-  visit("disposedBytes", row.disposedBytes);
-  visit("runs", row.runs);
-  visit("failures", row.failures);
-}
+template <>
+constexpr auto fieldsOf<HubSummary::DayPoint> =
+    recordFields(field("day", &HubSummary::DayPoint::day), field("disposedBytes", &HubSummary::DayPoint::disposedBytes),
+                 field("runs", &HubSummary::DayPoint::runs), field("failures", &HubSummary::DayPoint::failures));
 
-static void visitFields(FieldsOf<HubSummary> auto& summary, auto&& visit) {
-  visit("generatedAt", summary.generatedAt);
-  visit("title", summary.title);
-  visit("hosts", summary.hosts);
-  visit("hostsByStatus", summary.hostsByStatus);
-  visit("hostsByPlatform", summary.hostsByPlatform);
-  visit("hostsByPolicy", summary.hostsByPolicy);
-  visit("hostsByVersion", summary.hostsByVersion);
-  visit("hostsDryRun", summary.hostsDryRun);
-  visit("reclaimableBytes", summary.reclaimableBytes);
-  visit("bytesByTier", summary.bytesByTier);
-  visit("bytesByCategory", summary.bytesByCategory);
-  visit("plannedBytes", summary.plannedBytes);
-  visit("disposedBytesTotal", summary.disposedBytesTotal);
-  visit("disposedItemsTotal", summary.disposedItemsTotal);
-  visit("disposedBytesLast24h", summary.disposedBytesLast24h);
-  visit("disposedBytesLast7d", summary.disposedBytesLast7d);
-  visit("runsTotal", summary.runsTotal);
-  visit("failuresTotal", summary.failuresTotal);
-  visit("failuresLast24h", summary.failuresLast24h);
-  visit("quarantineBytes", summary.quarantineBytes);
-  visit("volumeTotalBytes", summary.volumeTotalBytes);
-  visit("volumeAvailableBytes", summary.volumeAvailableBytes);
-  visit("hostsLowDisk", summary.hostsLowDisk);
-  visit("topReclaimable", summary.topReclaimable);
-  visit("topFreed", summary.topFreed);
-  visit("lowestDisk", summary.lowestDisk);
-  visit("topRules", summary.topRules);
-  visit("recentRuns", summary.recentRuns);
-  visit("trend", summary.trend);
-  visit("staleAfterSeconds", summary.staleAfterSeconds);
-}
+template <>
+constexpr auto fieldsOf<HubSummary> = recordFields(
+    field("generatedAt", &HubSummary::generatedAt), field("title", &HubSummary::title),
+    field("hosts", &HubSummary::hosts), field("hostsByStatus", &HubSummary::hostsByStatus),
+    field("hostsByPlatform", &HubSummary::hostsByPlatform), field("hostsByPolicy", &HubSummary::hostsByPolicy),
+    field("hostsByVersion", &HubSummary::hostsByVersion), field("hostsDryRun", &HubSummary::hostsDryRun),
+    field("reclaimableBytes", &HubSummary::reclaimableBytes), field("bytesByTier", &HubSummary::bytesByTier),
+    field("bytesByCategory", &HubSummary::bytesByCategory), field("plannedBytes", &HubSummary::plannedBytes),
+    field("disposedBytesTotal", &HubSummary::disposedBytesTotal),
+    field("disposedItemsTotal", &HubSummary::disposedItemsTotal),
+    field("disposedBytesLast24h", &HubSummary::disposedBytesLast24h),
+    field("disposedBytesLast7d", &HubSummary::disposedBytesLast7d), field("runsTotal", &HubSummary::runsTotal),
+    field("failuresTotal", &HubSummary::failuresTotal), field("failuresLast24h", &HubSummary::failuresLast24h),
+    field("quarantineBytes", &HubSummary::quarantineBytes), field("volumeTotalBytes", &HubSummary::volumeTotalBytes),
+    field("volumeAvailableBytes", &HubSummary::volumeAvailableBytes), field("hostsLowDisk", &HubSummary::hostsLowDisk),
+    field("topReclaimable", &HubSummary::topReclaimable), field("topFreed", &HubSummary::topFreed),
+    field("lowestDisk", &HubSummary::lowestDisk), field("topRules", &HubSummary::topRules),
+    field("recentRuns", &HubSummary::recentRuns), field("trend", &HubSummary::trend),
+    field("staleAfterSeconds", &HubSummary::staleAfterSeconds));
 
-template struct FieldCodec<HubSummary::HostBytes>;
-template struct FieldCodec<HubSummary::HostDisk>;
-template struct FieldCodec<HubSummary::RuleBytes>;
-template struct FieldCodec<HubSummary::RecentRun>;
-template struct FieldCodec<HubSummary::DayPoint>;
-template struct FieldCodec<HubSummary>;
+template struct RecordCodec<HubSummary::HostBytes>;
+template struct RecordCodec<HubSummary::HostDisk>;
+template struct RecordCodec<HubSummary::RuleBytes>;
+template struct RecordCodec<HubSummary::RecentRun>;
+template struct RecordCodec<HubSummary::DayPoint>;
+template struct RecordCodec<HubSummary>;
 
 }  // namespace tidra

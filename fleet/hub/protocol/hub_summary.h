@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "core/model/scan_vocabulary.h"
-#include "fleet/hub/protocol/record_codec.h"
 
 namespace tidra {
 
@@ -91,23 +91,23 @@ struct HubSummary {
   bool operator==(const HubSummary&) const = default;
 };
 
-extern template struct FieldCodec<HubSummary::HostBytes>;
+extern template struct RecordCodec<HubSummary::HostBytes>;
 template <>
-struct JsonCodec<HubSummary::HostBytes> : FieldCodec<HubSummary::HostBytes> {};
-extern template struct FieldCodec<HubSummary::HostDisk>;
+struct JsonCodec<HubSummary::HostBytes> : RecordCodec<HubSummary::HostBytes> {};
+extern template struct RecordCodec<HubSummary::HostDisk>;
 template <>
-struct JsonCodec<HubSummary::HostDisk> : FieldCodec<HubSummary::HostDisk> {};
-extern template struct FieldCodec<HubSummary::RuleBytes>;
+struct JsonCodec<HubSummary::HostDisk> : RecordCodec<HubSummary::HostDisk> {};
+extern template struct RecordCodec<HubSummary::RuleBytes>;
 template <>
-struct JsonCodec<HubSummary::RuleBytes> : FieldCodec<HubSummary::RuleBytes> {};
-extern template struct FieldCodec<HubSummary::RecentRun>;
+struct JsonCodec<HubSummary::RuleBytes> : RecordCodec<HubSummary::RuleBytes> {};
+extern template struct RecordCodec<HubSummary::RecentRun>;
 template <>
-struct JsonCodec<HubSummary::RecentRun> : FieldCodec<HubSummary::RecentRun> {};
-extern template struct FieldCodec<HubSummary::DayPoint>;
+struct JsonCodec<HubSummary::RecentRun> : RecordCodec<HubSummary::RecentRun> {};
+extern template struct RecordCodec<HubSummary::DayPoint>;
 template <>
-struct JsonCodec<HubSummary::DayPoint> : FieldCodec<HubSummary::DayPoint> {};
-extern template struct FieldCodec<HubSummary>;
+struct JsonCodec<HubSummary::DayPoint> : RecordCodec<HubSummary::DayPoint> {};
+extern template struct RecordCodec<HubSummary>;
 template <>
-struct JsonCodec<HubSummary> : FieldCodec<HubSummary> {};
+struct JsonCodec<HubSummary> : RecordCodec<HubSummary> {};
 
 }  // namespace tidra

@@ -6,6 +6,7 @@
 #include "app/state/last_scan_store.h"
 #include "app/state/state_folders.h"
 #include "core/base/json_fields.h"
+#include "core/base/json_writer.h"
 #include "core/platform/files.h"
 #include "tests/support/message_of.h"
 #include "tests/support/temporary_tree.h"
@@ -153,9 +154,7 @@ const std::string aggregateKey = "tidra.lastScanAggregate.";
 const std::string flagKey = "tidra.lastScanAggregate.file.";
 constexpr TimePoint end{std::chrono::seconds{1700000000}};
 
-std::string encoded(const ScanAggregate& aggregate) {
-  return jsonText(JsonCodec<ScanAggregate>::encode(aggregate), false);
-}
+std::string encoded(const ScanAggregate& aggregate) { return compactJson(aggregate); }
 
 /// An aggregate with one finding whose label pads the JSON to this size.
 ScanAggregate aggregateOfSize(std::size_t bytes) {

@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 
-#include "core/base/json_fields.h"
+#include "core/base/record_fields.h"
 #include "tests/support/message_of.h"
 
 namespace tidra {
@@ -13,6 +14,21 @@ struct EnumTable<Fruit> {
   static constexpr std::string_view name = "fruit";
   static constexpr std::array rows{EnumRow<Fruit>{Fruit::apple, "apple"}, EnumRow<Fruit>{Fruit::pear, "pear"}};
 };
+
+struct Parcel {
+  std::optional<std::int64_t> bytes = {};
+  std::string label = "none";
+  double load = 0;
+  std::string path = {};
+  std::optional<TimePoint> time = {};
+  std::map<std::string, std::vector<std::string>> roots = {};
+};
+template <>
+constexpr auto fieldsOf<Parcel> = recordFields(field("bytes", &Parcel::bytes), fieldOrDefault("label", &Parcel::label),
+                                               fieldOrDefault("load", &Parcel::load), bytesField("path", &Parcel::path),
+                                               fieldOrDefault("roots", &Parcel::roots), field("time", &Parcel::time));
+template <>
+struct JsonCodec<Parcel> : RecordCodec<Parcel> {};
 
 namespace {
 
@@ -79,21 +95,36 @@ TEST(JsonObjectReader, TellsMissingFromPresentAndNamesThePlace) {
   EXPECT_EQ(messageOf<DecodingError>([&] { object.valueOr("text", 7); }), "It.items[2].text must be a whole number");
 }
 
-TEST(JsonBytes, AnyFileNameSurvives) {
-  for (const std::string& bytes : {"/p/größe"s, "a\nb\"c\\\0"s, ""s, "/p/\xFF\xFE"s, "\xC3"s}) {
-    auto json = nlohmann::json::object();
-    putBytes(json, "path", bytes);
-    EXPECT_EQ(json.contains("pathBytes"), bytes == "/p/\xFF\xFE" || bytes == "\xC3");
-    const auto read = parseJson(jsonText(json, true), "It");
-    EXPECT_EQ(JsonObjectReader(read, "It").requiredBytes("path"), bytes);
+TEST(RecordFields, TextIsThatOfTheGeneralEncoder) {
+  constexpr std::size_t beyondChunk = 5000;
+  std::string everyByte;
+  for (int c = 1; c < 256; ++c) everyByte += static_cast<char>(c);
+  const std::map<std::string, std::vector<std::string>> roots{
+      {"\xFF", {"a"}}, {"\xFE", {"b"}}, {"größe", {}}, {"\"", {everyByte}}};
+  for (const Parcel& parcel :
+       {Parcel(), Parcel{-1, everyByte, 0.1, "/p", TimePoint::max(), roots},
+        Parcel{std::numeric_limits<std::int64_t>::min(), std::string(beyondChunk, '"'), 1e300, "\xC3", TimePoint{}, {}},
+        Parcel{7, std::string(beyondChunk, 'x'), std::nan(""), std::string(beyondChunk, '\xFF'), {}, roots}}) {
+    EXPECT_EQ(compactJson(parcel), jsonText(toJson(parcel), false));
+    EXPECT_EQ(prettyJson(parcel), jsonText(toJson(parcel), true));
   }
-  const auto message = [](const char* text) {
-    const auto json = nlohmann::json::parse(text);
-    return messageOf<DecodingError>([&] { JsonObjectReader(json, "It").requiredBytes("path"); });
-  };
-  EXPECT_EQ(message(R"({"path": "x", "pathBytes": "?"})"), "It.pathBytes must be base64");
-  EXPECT_EQ(message(R"({"path": 1})"), "It.path must be a text");
-  EXPECT_EQ(message("{}"), "It.path is missing");
+  EXPECT_EQ(
+      compactJson(Parcel{7, "\x01\n\x7F/", -0.0, "/\xFF", TimePoint::max(), roots}),
+      "{\"bytes\":7,\"label\":\"\\u0001\\n\x7F/\",\"load\":-0.0,\"path\":\"/\xEF\xBF\xBD\",\"pathBytes\":\"L/8=\","
+      "\"roots\":{\"\\\"\":[" +
+          compactJson(everyByte) + "],\"größe\":[],\"\xEF\xBF\xBD\":[\"b\",\"a\"]},\"time\":\"9999-12-31T23:59:59Z\"}");
+}
+
+TEST(RecordFields, AnyFileNameSurvives) {
+  for (const std::string& bytes : {"/p/größe"s, "a\nb\"c\\\0"s, ""s, "/p/\xFF\xFE"s, "\xC3"s}) {
+    const auto read = parseJson(prettyJson(Parcel{.path = bytes}), "It");
+    EXPECT_EQ(read.contains("pathBytes"), bytes == "/p/\xFF\xFE" || bytes == "\xC3");
+    EXPECT_EQ(JsonCodec<Parcel>::decode(read, "It").path, bytes);
+  }
+  EXPECT_EQ(decodingMessage<Parcel>(R"({"path": "x", "pathBytes": "?"})"), "It.pathBytes must be base64");
+  EXPECT_EQ(decodingMessage<Parcel>(R"({"path": 1})"), "It.path must be a text");
+  EXPECT_EQ(decodingMessage<Parcel>("{}"), "It.path is missing");
+  EXPECT_EQ(JsonCodec<Parcel>::decode(nlohmann::json{{"path", "x"}}, "It").label, "none");
 }
 
 }  // namespace

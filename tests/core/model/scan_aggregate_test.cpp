@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "core/base/json_fields.h"
+#include "core/base/json_writer.h"
 #include "tests/core/model/finding.h"
 #include "tests/support/message_of.h"
 
@@ -28,15 +29,15 @@ ScanArtifactFinding fullFinding() {
 
 TEST(ScanArtifactFinding, JsonKeepsEveryFieldAndFillsInDefaults) {
   using Codec = JsonCodec<ScanArtifactFinding>;
-  EXPECT_EQ(Codec::decode(parseJson(jsonText(Codec::encode(fullFinding()), true), "It"), "It"), fullFinding());
+  EXPECT_EQ(Codec::decode(parseJson(prettyJson(fullFinding()), "It"), "It"), fullFinding());
   EXPECT_EQ(
-      jsonText(Codec::encode(finding("/p/x", 7)), false),
+      compactJson(finding("/p/x", 7)),
       R"({"ecosystemTag":"npm","label":"label","path":"/p/x","safetyTier":"safe","sizeBytes":7,"source":"projectWalk"})");
   const auto sparse = R"({"path": "/p/x", "label": "label", "sizeBytes": 7, "ecosystemTag": "npm", "groupRoot": null,
                           "source": null, "restoreHint": null, "lastActivityDate": null, "new": 1})";
   EXPECT_EQ(Codec::decode(nlohmann::json::parse(sparse), "It"), finding("/p/x", 7));
   const auto message = [](const std::string& key, const nlohmann::json& value) {
-    auto json = Codec::encode(finding("/p/x", 7));
+    auto json = toJson(finding("/p/x", 7));
     json[key] = value;
     return messageOf<DecodingError>([&] { Codec::decode(json, "It"); });
   };
@@ -100,11 +101,11 @@ TEST(ScanAggregate, JsonRoundTrip) {
   using Codec = JsonCodec<ScanAggregate>;
   const ScanAggregate plain({finding("/p/a", 3), finding("/p/b", 2, "py"), finding("docker:x", 1)});
   for (const auto& aggregate : {ScanAggregate(), plain}) {
-    EXPECT_EQ(Codec::decode(parseJson(jsonText(Codec::encode(aggregate), true), "It"), "It"), aggregate);
+    EXPECT_EQ(Codec::decode(parseJson(prettyJson(aggregate), "It"), "It"), aggregate);
   }
   // Roots that are not UTF-8 look alike; no finding may be lost.
   const std::vector odd{finding("/p/\xFE/a", 1), finding("/p/\xFF/b", 2)};
-  EXPECT_EQ(Codec::decode(Codec::encode(ScanAggregate(odd)), "It").artifactsByProjectRoot.at("/p/\xEF\xBF\xBD"), odd);
+  EXPECT_EQ(Codec::decode(toJson(ScanAggregate(odd)), "It").artifactsByProjectRoot.at("/p/\xEF\xBF\xBD"), odd);
 }
 
 }  // namespace

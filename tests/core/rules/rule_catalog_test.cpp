@@ -4,6 +4,7 @@
 
 #include "core/base/errors.h"
 #include "core/base/json_fields.h"
+#include "core/base/json_writer.h"
 #include "tests/support/message_of.h"
 
 namespace tidra {
@@ -75,7 +76,7 @@ TEST(RuleCatalog, ReadsAndWritesEveryField) {
                                              Rule::Activity::newestChild,
                                              "{name}"}));
   for (const auto& original : {catalog, RuleCatalog(), RuleCatalog::builtIn()}) {
-    EXPECT_EQ(RuleCatalog::load(jsonText(JsonCodec<RuleCatalog>::encode(original), true)), original);
+    EXPECT_EQ(RuleCatalog::load(prettyJson(original)), original);
   }
 }
 

@@ -305,9 +305,9 @@ TEST(GitMetadataText, CommitsAndStatusLines) {
 TEST(GitMetadataText, JsonComesBack) {
   const ProjectGitMetadata full{true, date, "a \"subject\"", true, "line", 1ULL << 63U, date};
   for (const auto& metadata : {full, ProjectGitMetadata{}}) {
-    EXPECT_EQ(JsonCodec<ProjectGitMetadata>::decode(JsonCodec<ProjectGitMetadata>::encode(metadata), "m"), metadata);
+    EXPECT_EQ(JsonCodec<ProjectGitMetadata>::decode(toJson(metadata), "m"), metadata);
   }
-  const auto json = JsonCodec<ProjectGitMetadata>::encode(full);
+  const auto json = toJson(full);
   for (const auto& key : {"isGitRepo", "lastCommitDate", "commitSubject", "isClean", "gitStatusLine",
                           "totalProjectSizeBytes", "lastModified"}) {
     EXPECT_TRUE(json.contains(key)) << key;

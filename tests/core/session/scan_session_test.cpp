@@ -10,6 +10,7 @@
 #include <map>
 
 #include "core/base/joining_thread.h"
+#include "core/base/json_writer.h"
 #include "core/platform/directory_reader.h"
 #include "core/scan/stores.h"
 #include "tests/support/git_repositories.h"
@@ -175,7 +176,7 @@ TEST_F(ScanSession, SaysTheSameWhateverTheNumberOfWorkers) {
     report.durationSeconds = 0;
     report.generatedAt = now;
     report.volume.reset();  // other programs change it meanwhile
-    texts.push_back(reportText(report));
+    texts.push_back(prettyJson(report));
   }
   for (const std::string& text : texts) EXPECT_EQ(text, texts.front());
 }

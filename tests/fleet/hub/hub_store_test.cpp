@@ -12,6 +12,7 @@
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "fleet/hub/host_file.h"
+#include "fleet/hub/protocol/hub_json.h"
 #include "tests/fleet/hub/hub_fixture.h"
 #include "tests/support/message_of.h"
 #include "tests/support/temporary_mount.h"
@@ -73,7 +74,7 @@ TEST_F(HubStoreTest, KeepsTheLatestReportAndABoundedHistory) {
 
   open();
   EXPECT_EQ(store_->record("web/01", noon + seconds{1000}), record);
-  EXPECT_EQ(hostFile("web_01.json"), hostFileText(*store_->inventory()[0]));
+  EXPECT_EQ(hostFile("web_01.json"), HubJSON::compact(*store_->inventory()[0]));
 }
 
 TEST_F(HubStoreTest, LogsWhatHappens) {

@@ -190,8 +190,8 @@ TEST(PolicyEvaluator, PlansWhatItSelects) {
   EXPECT_EQ(decision.plan, plan);
   EXPECT_EQ(PolicyEvaluator::evaluate(report, policy, resolver), decision);
   using Codec = JsonCodec<PolicyDecision::Skipped>;
-  EXPECT_EQ(Codec::decode(Codec::encode(decision.skipped[0]), "it"), decision.skipped[0]);
-  EXPECT_EQ(Codec::encode(decision.skipped[0])["reason"], "tooSmall");
+  EXPECT_EQ(Codec::decode(toJson(decision.skipped[0]), "it"), decision.skipped[0]);
+  EXPECT_EQ(toJson(decision.skipped[0])["reason"], "tooSmall");
 }
 
 TEST(PolicyEvaluator, AsksOnceAboutEachItemAndSpendsNothingOnWhatStaysOrGoesAlong) {

@@ -77,7 +77,7 @@ TEST(PolicySchema, KnowsTheProgramsKeysAndDefaults) {
   json defaults = defaultsOf(schema());
   EXPECT_EQ(defaults["metrics"]["listen"], "127.0.0.1:9477");
   defaults["metrics"].erase("listen");
-  EXPECT_EQ(defaults, JsonCodec<FleetPolicy>::encode(FleetPolicy()));
+  EXPECT_EQ(defaults, toJson(FleetPolicy()));
   // The program knows every key that the schema allows.
   json everything = json::object();
   const json root = schema();

@@ -44,7 +44,7 @@ TEST(HubReport, WritesSortedKeysAndLeavesOutWhatIsAbsent) {
   EXPECT_EQ(HubJSON::compact(item), R"({"bytes":5,"category":"c","label":"l","path":"/home/a","tier":"safe"})");
   HubHostReport report;
   report.host = "web";
-  const auto object = JsonCodec<HubHostReport>::encode(report);
+  const auto object = toJson(report);
   EXPECT_EQ(object.size(), 32U);  // every key but the four optional ones
   EXPECT_EQ(object.count("volumeTotalBytes"), 0U);
   EXPECT_EQ(object.at("startedAt"), "1970-01-01T00:00:00Z");

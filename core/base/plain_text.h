@@ -27,7 +27,7 @@ struct PlainTextWord {
   }
 };
 
-inline bool isPlain(char byte) {
+constexpr bool isPlain(char byte) {
   const auto c = static_cast<unsigned char>(byte);
   return c >= ' ' && c < 0x80 && c != '"' && c != '\\';
 }
