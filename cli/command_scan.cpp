@@ -10,6 +10,7 @@
 #include "cli/scan_view.h"
 #include "cli/user_state.h"
 #include "core/base/errors.h"
+#include "core/base/json_writer.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 #include "core/model/ecosystems.h"
