@@ -19,7 +19,7 @@ constexpr std::size_t tierWidth = 7;
 constexpr std::string_view about = "about ";
 
 std::string ageOf(const CleanupCandidate& candidate, TimePoint now) {
-  return shortAge(candidate.reported ? candidate.reported->lastActivity : std::nullopt, now);
+  return shortAge(candidate.found != nullptr ? candidate.found->finding.lastActivityDate : std::nullopt, now);
 }
 
 struct Columns {
@@ -41,10 +41,11 @@ Columns columnsFor(const std::vector<const CleanupCandidate*>& listed, const Cle
 std::string hintText(const CleanupCandidate& candidate) {
   const std::string& path = candidate.item.path;
   const bool isLost = removerOf(path) == Remover::tool && !ToolTargets::canBeUndone(path);
-  const auto hint = candidate.reported ? candidate.reported->restoreHint : std::nullopt;
+  const ScanArtifactFinding* finding = candidate.found != nullptr ? &candidate.found->finding : nullptr;
+  const auto hint = finding != nullptr ? finding->restoreHint : std::nullopt;
   if (!hint) return isLost ? "cannot be undone" : "";
   std::string text = (isLost ? "cannot be undone; " : "to get it back: ") + shown(*hint);
-  if (candidate.reported->evidence) text += fmt::format(" ({})", shown(*candidate.reported->evidence));
+  if (finding->evidence) text += fmt::format(" ({})", shown(*finding->evidence));
   return text;
 }
 

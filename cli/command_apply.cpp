@@ -71,7 +71,7 @@ int runApplyCommand(ApplyOptions& options, const Program& program) {
                                          .allowAnyPath = options.removal.allowAnyPath,
                                          .shouldCancel = &InterruptGuard::requested});
   InterruptGuard::requireNone("Interrupted while the plan was checked, so nothing was removed.");
-  for (const std::string& note : checked.notes) writeNote(note);
+  for (const std::string& note : checked.scan->notes) writeNote(note);
   // Do not ask about items that are refused anyway.
   plan.items.clear();
   for (const CleanupCandidate& candidate : checked.candidates) {

@@ -41,12 +41,12 @@ void sortBy(ScanSort order, std::vector<CleanupCandidate>& candidates) {
   if (order == ScanSort::size) return;
   std::stable_sort(candidates.begin(), candidates.end(), [order](const auto& a, const auto& b) {
     if (order == ScanSort::path) return pathPrecedes(a.item.path, b.item.path);
-    return isOlder(a.reported->lastActivity, b.reported->lastActivity);
+    return isOlder(a.found->finding.lastActivityDate, b.found->finding.lastActivityDate);
   });
 }
 
-void noteUnproven(const ScanReport& report) {
-  const auto unproven = unprovenIn(report);
+void noteUnproven(const ScanOutcome& outcome) {
+  const auto unproven = unprovenIn(outcome);
   if (unproven.count == 0) return;
   const char* verb = unproven.count == 1 ? "stays" : "stay";
   writeNote(
@@ -58,7 +58,7 @@ void noteUnproven(const ScanReport& report) {
 /// The candidates without a refusal, in the requested order. Writes a note for each of the others.
 std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanRequest& request,
                                        const CleanOptions& options, ScanSort order, const Program& program) {
-  if (!options.takesUnproven && !program.options.quiet) noteUnproven(outcome.report);
+  if (!options.takesUnproven && !program.options.quiet) noteUnproven(outcome);
   auto candidates = selectForCleanup(outcome, request.resolver,
                                      {.force = options.removal.force,
                                       .takesUnproven = options.takesUnproven,

@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "cli/interrupt.h"
 #include "cli/program.h"
@@ -24,12 +26,12 @@ void show(const ScanReport& report, const ScanOptions& options, const ScanViewOp
 }
 
 /// Stores the results for "--last". Best effort: a failure is a note, the scan has succeeded.
-void remember(const ScanOutcome& outcome, const TidraPathResolver& resolver) {
+void remember(const ScanReport& report, std::vector<FoundArtifact> findings, const TidraPathResolver& resolver) {
   try {
     UserState state(resolver);
     state.requireHome();
-    state.lastScan.save(ScanResultsSummary::make(outcome.report), outcome.report.partial, outcome.aggregate,
-                        outcome.report.generatedAt);
+    state.lastScan.save(ScanResultsSummary::make(report), report.partial, ScanAggregate::of(std::move(findings)),
+                        report.generatedAt);
   } catch (const PreferencesError& error) {
     writeNote(escapedForTerminal(error.what()));
   }
@@ -86,12 +88,13 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
   checkOutput(options);
   if (options.last) return showLastScan(options, view, program);
   const ScanRequest request = makeScanRequest(options, program.environment);
-  const ScanOutcome outcome = [&] {
+  ScanOutcome outcome = [&] {
     const InterruptGuard guard;
     return runScanForPerson(request, program);
   }();
-  show(outcome.report, options, view);
-  if (!program.options.dryRun) remember(outcome, request.resolver);
+  const ScanReport report = makeReport(outcome, request.resolver);
+  show(report, options, view);
+  if (!program.options.dryRun) remember(report, std::move(outcome.findings), request.resolver);
   noteOutOfBounds(outcome);
   return InterruptGuard::requested() ? ExitStatus::interrupted : ExitStatus::done;
 }

@@ -293,7 +293,7 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   if (!options.categories.empty()) request.categories = {{options.categories.begin(), options.categories.end()}};
   if (!options.ecosystems.empty()) request.ecosystems = chosenEcosystems(options, request.catalog);
   if (!options.tiers.empty()) request.tiers = chosenTiers(options);
-  if (options.minSize) request.minimumBytes = static_cast<std::uint64_t>(parseSize(*options.minSize));
+  if (options.minSize) request.minimumBytes = unsignedBytes(parseSize(*options.minSize));
   if (options.olderThan) request.olderThan = parseAge(*options.olderThan);
   request.oneFileSystem = options.oneFileSystem;
   request.workers = options.threads;

@@ -14,7 +14,6 @@
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 #include "core/model/ecosystems.h"
-#include "core/model/system_group_root.h"
 #include "core/model/system_scan_categories.h"
 
 namespace tidra {
@@ -31,8 +30,6 @@ struct Group {
   std::int64_t bytes = 0;
   std::optional<TimePoint> lastActivity;  // the latest of its items
 };
-
-bool isSystemItem(const ScanReportItem& item) { return TidraSystemGroupRoot::category(item.group).has_value(); }
 
 /// The label, with the tool that alone can remove the item.
 std::string itemLabel(const ScanReportItem& item) {
@@ -52,7 +49,7 @@ std::string itemLabel(const ScanReportItem& item) {
 bool needsALook(const ScanReportItem& item) { return lacksEvidence(item) && item.tier != ArtifactSafetyTier::warning; }
 
 std::string groupTitle(const ScanReport& report, const ScanReportItem& item) {
-  if (isSystemItem(item)) return shown(systemScanCategoryName(item.category));
+  if (item.isInSystemGroup()) return shown(systemScanCategoryName(item.category));
   return shown(TidraPathResolver{report.home, {}}.displayPath(item.group));
 }
 
@@ -61,7 +58,7 @@ std::vector<Group> makeGroups(const ScanReport& report, ScanSort sort) {
   std::map<std::string_view, std::size_t> places;
   for (const ScanReportItem& item : report.items) {
     const auto [place, isNew] = places.try_emplace(item.group, groups.size());
-    if (isNew) groups.push_back({groupTitle(report, item), isSystemItem(item), {}, 0, std::nullopt});
+    if (isNew) groups.push_back({groupTitle(report, item), item.isInSystemGroup(), {}, 0, std::nullopt});
     Group& group = groups[place->second];
     group.items.push_back(&item);
     group.bytes = saturatedSum(group.bytes, item.bytes);

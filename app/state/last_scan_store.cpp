@@ -6,7 +6,6 @@
 #include "core/base/record_fields.h"
 #include "core/base/text.h"
 #include "core/model/stable_id.h"
-#include "core/model/system_group_root.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 
@@ -55,7 +54,7 @@ ScanResultsSummary ScanResultsSummary::make(const ScanReport& report) {
   std::int64_t systemBytes = 0;
   for (const ScanReportItem& item : report.items) {
     if (item.activity) byActivity[*item.activity] = saturatedSum(byActivity[*item.activity], item.bytes);
-    if (TidraSystemGroupRoot::category(item.group)) systemBytes = saturatedSum(systemBytes, item.bytes);
+    if (item.isInSystemGroup()) systemBytes = saturatedSum(systemBytes, item.bytes);
   }
   for (const auto& [activity, bytes] : byActivity) summary.ageSegments.push_back({activity, gigabytes(bytes)});
   summary.systemCacheGB = gigabytes(systemBytes);

@@ -1,4 +1,7 @@
-// Sizes and ages as written on a command line.
+// Byte counts, and sizes and ages as written on a command line.
+//
+// What the file system and tools report is counted in std::uint64_t, from the walk to the finding. Documents (report,
+// plan, receipts, reports to the hub) hold std::int64_t. Only the two conversions here lead from one to the other.
 #pragma once
 
 #include <algorithm>
@@ -6,17 +9,24 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string_view>
 
 #include "core/base/time_point.h"
 
 namespace tidra {
 
+/// Adds non-negative sizes; nullopt when the type does not hold the sum.
+template <class Bytes>
+constexpr std::optional<Bytes> exactSum(Bytes left, Bytes right) {
+  if (right > std::numeric_limits<Bytes>::max() - left) return std::nullopt;
+  return static_cast<Bytes>(left + right);
+}
+
 /// Saturating addition of non-negative sizes: sparse files and faulty tools may claim any size.
 template <class Bytes>
 constexpr Bytes saturatedSum(Bytes left, Bytes right) {
-  constexpr Bytes most = std::numeric_limits<Bytes>::max();
-  return right > most - left ? most : static_cast<Bytes>(left + right);
+  return exactSum(left, right).value_or(std::numeric_limits<Bytes>::max());
 }
 
 /// Clamps negative values to 0.

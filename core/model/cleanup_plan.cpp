@@ -1,11 +1,12 @@
 #include "core/model/cleanup_plan.h"
 
 #include <algorithm>
-#include <limits>
 #include <set>
 
+#include "core/base/quantities.h"
 #include "core/base/record_fields.h"
 #include "core/base/text.h"
+#include "core/model/stable_id.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -50,6 +51,19 @@ CleanupPlan::Item CleanupPlan::Item::make(const ScanReportItem& reported) {
           .evidence = reported.evidence};
 }
 
+CleanupPlan::Item CleanupPlan::Item::make(const FoundArtifact& found) {
+  const ScanArtifactFinding& finding = found.finding;
+  return {.id = StableID::make(finding.path),
+          .path = finding.path,
+          .label = finding.label,
+          .bytes = signedBytes(finding.sizeBytes),
+          .tier = finding.safetyTier,
+          .category = found.category,
+          .source = finding.source,
+          .ruleID = finding.ruleID,
+          .evidence = finding.evidence};
+}
+
 ArtifactSafetyTier CleanupPlan::highestTier() const {
   auto highest = ArtifactSafetyTier::safe;
   for (const Item& item : items) highest = std::max(highest, item.tier);
@@ -58,8 +72,7 @@ ArtifactSafetyTier CleanupPlan::highestTier() const {
 
 std::int64_t CleanupPlan::totalBytes() const {
   std::int64_t sum = 0;
-  constexpr auto largest = std::numeric_limits<std::int64_t>::max();
-  for (const Item& item : items) sum = item.bytes > largest - sum ? largest : sum + item.bytes;
+  for (const Item& item : items) sum = saturatedSum(sum, item.bytes);
   return sum;
 }
 

@@ -10,6 +10,7 @@
 #include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "core/model/disposal.h"
+#include "core/model/found_artifact.h"
 #include "core/model/scan_report.h"
 
 namespace tidra {
@@ -27,6 +28,8 @@ struct CleanupPlan {
     std::optional<std::string> evidence = {};  // of the report item; if present, compared with the present evidence
 
     static Item make(const ScanReportItem& reported);
+    /// As for its report item.
+    static Item make(const FoundArtifact& found);
 
     bool operator==(const Item&) const = default;
   };

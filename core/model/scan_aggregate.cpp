@@ -1,10 +1,10 @@
 #include "core/model/scan_aggregate.h"
 
 #include <algorithm>
-#include <limits>
-#include <numeric>
+#include <iterator>
 #include <stdexcept>
 
+#include "core/base/quantities.h"
 #include "core/base/record_fields.h"
 #include "core/platform/path_text.h"
 
@@ -12,10 +12,9 @@ namespace tidra {
 namespace {
 
 void addBytes(std::uint64_t& total, std::uint64_t bytes) {
-  if (bytes > std::numeric_limits<std::uint64_t>::max() - total) {
-    throw std::overflow_error("The sizes of the findings add up to more than 64 bits hold.");
-  }
-  total += bytes;
+  const auto sum = exactSum(total, bytes);
+  if (!sum) throw std::overflow_error("The sizes of the findings add up to more than 64 bits hold.");
+  total = *sum;
 }
 
 /// Returns the largest findings, largest first. Sorts pointers to avoid copying all findings.
@@ -32,13 +31,14 @@ std::vector<ScanArtifactFinding> largest(std::vector<const ScanArtifactFinding*>
   return findings;
 }
 
-std::vector<const ScanArtifactFinding*> pointersTo(const std::vector<ScanArtifactFinding>& first,
-                                                   const std::vector<ScanArtifactFinding>& second = {}) {
+const ScanArtifactFinding* pointerTo(const ScanArtifactFinding& finding) { return &finding; }
+const ScanArtifactFinding* pointerTo(const FoundArtifact& found) { return &found.finding; }
+
+template <class Findings>
+std::vector<const ScanArtifactFinding*> pointersTo(const Findings& findings) {
   std::vector<const ScanArtifactFinding*> pointers;
-  pointers.reserve(first.size() + second.size());
-  for (const auto* findings : {&first, &second}) {
-    for (const auto& finding : *findings) pointers.push_back(&finding);
-  }
+  pointers.reserve(findings.size());
+  for (const auto& finding : findings) pointers.push_back(pointerTo(finding));
   return pointers;
 }
 
@@ -49,16 +49,26 @@ std::string ScanAggregate::rootKey(const ScanArtifactFinding& finding) {
   return isToolBackedTarget(finding.path) ? finding.path : parentPath(finding.path);
 }
 
-ScanAggregate::ScanAggregate(const std::vector<ScanArtifactFinding>& findings)
-    : artifactCount(static_cast<std::int64_t>(findings.size())), sampleFindings(largest(pointersTo(findings))) {
-  for (const ScanArtifactFinding& finding : findings) {
-    const std::string root = rootKey(finding);
-    addBytes(totalBytes, finding.sizeBytes);
-    projectRootPaths.insert(root);
-    addBytes(bytesByEcosystem[finding.ecosystemTag], finding.sizeBytes);
-    ecosystemProjectRoots[finding.ecosystemTag].insert(root);
-    artifactsByProjectRoot[root].push_back(finding);
-  }
+ScanAggregate::ScanAggregate(std::vector<ScanArtifactFinding> findings)
+    : sampleFindings(largest(pointersTo(findings))) {
+  for (ScanArtifactFinding& finding : findings) add(std::move(finding));
+}
+
+ScanAggregate ScanAggregate::of(std::vector<FoundArtifact> found) {
+  ScanAggregate aggregate;
+  aggregate.sampleFindings = largest(pointersTo(found));
+  for (FoundArtifact& one : found) aggregate.add(std::move(one.finding));
+  return aggregate;
+}
+
+void ScanAggregate::add(ScanArtifactFinding finding) {
+  const std::string root = rootKey(finding);
+  ++artifactCount;
+  addBytes(totalBytes, finding.sizeBytes);
+  projectRootPaths.insert(root);
+  addBytes(bytesByEcosystem[finding.ecosystemTag], finding.sizeBytes);
+  ecosystemProjectRoots[finding.ecosystemTag].insert(root);
+  artifactsByProjectRoot[root].push_back(std::move(finding));
 }
 
 ScanAggregate ScanAggregate::merging(const ScanAggregate& other) const {
@@ -76,7 +86,10 @@ ScanAggregate ScanAggregate::merging(const ScanAggregate& other) const {
     auto& list = merged.artifactsByProjectRoot[root];
     list.insert(list.end(), findings.begin(), findings.end());
   }
-  merged.sampleFindings = largest(pointersTo(sampleFindings, other.sampleFindings));
+  auto samples = pointersTo(sampleFindings);
+  const auto others = pointersTo(other.sampleFindings);
+  samples.insert(samples.end(), others.begin(), others.end());
+  merged.sampleFindings = largest(std::move(samples));
   return merged;
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/base/json_codec.h"
+#include "core/model/found_artifact.h"
 #include "core/model/scan_artifact_finding.h"
 
 namespace tidra {
@@ -25,7 +26,9 @@ struct ScanAggregate {
 
   ScanAggregate() = default;
   /// Throws std::overflow_error when the sizes exceed 64 bits.
-  explicit ScanAggregate(const std::vector<ScanArtifactFinding>& findings);
+  explicit ScanAggregate(std::vector<ScanArtifactFinding> findings);
+  /// As the constructor, of a scan's findings.
+  [[nodiscard]] static ScanAggregate of(std::vector<FoundArtifact> found);
 
   /// Returns the union, this one's findings first. An empty aggregate is neutral.
   ScanAggregate merging(const ScanAggregate& other) const;
@@ -34,6 +37,9 @@ struct ScanAggregate {
   static std::string rootKey(const ScanArtifactFinding& finding);
 
   bool operator==(const ScanAggregate&) const = default;
+
+ private:
+  void add(ScanArtifactFinding finding);
 };
 
 extern template struct RecordCodec<ScanAggregate>;

@@ -1,6 +1,9 @@
 #include "core/model/scan_report.h"
 
 #include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <unordered_set>
 
 #include "core/base/quantities.h"
 #include "core/base/record_fields.h"
@@ -10,20 +13,17 @@
 namespace tidra {
 namespace {
 
+/// For findings from a file, which does not hold their category.
 std::string categoryOf(const ScanArtifactFinding& finding) {
   if (finding.groupRoot) {
     if (auto category = TidraSystemGroupRoot::category(*finding.groupRoot)) return *category;
   }
-  return finding.source == ArtifactSource::pipCLI ? "python" : "project";
+  return finding.source == ArtifactSource::pipCLI ? "python" : std::string(projectCategory);
 }
 
-void addBytes(std::int64_t& total, std::int64_t bytes) { total = saturatedSum(total, bytes); }
-
-}  // namespace
-
-ScanReportItem ScanReportItem::make(const ScanArtifactFinding& finding, std::string group,
-                                    const TidraPathResolver& resolver, std::optional<std::int64_t> idleDays,
-                                    std::optional<ProjectActivity> activity) {
+ScanReportItem itemOf(const ScanArtifactFinding& finding, std::string category, std::string group,
+                      const TidraPathResolver& resolver, std::optional<std::int64_t> idleDays,
+                      std::optional<ProjectActivity> activity) {
   return {.id = StableID::make(finding.path),
           .path = finding.path,
           .displayPath = isToolBackedTarget(finding.path) ? finding.path : resolver.displayPath(finding.path),
@@ -31,7 +31,7 @@ ScanReportItem ScanReportItem::make(const ScanArtifactFinding& finding, std::str
           .bytes = signedBytes(finding.sizeBytes),
           .tier = finding.safetyTier,
           .ecosystem = finding.ecosystemTag,
-          .category = categoryOf(finding),
+          .category = std::move(category),
           .group = std::move(group),
           .source = finding.source,
           .ruleID = finding.ruleID,
@@ -42,40 +42,74 @@ ScanReportItem ScanReportItem::make(const ScanArtifactFinding& finding, std::str
           .evidence = finding.evidence};
 }
 
+ScanReport emptyReport(const TidraPathResolver& resolver, const ScanReport::Circumstances& circumstances) {
+  return {.tidraVersion = std::string(TidraCoreInfo::version),
+          .catalogVersion = circumstances.catalogVersion,
+          .generatedAt = circumstances.generatedAt,
+          .host = circumstances.host,
+          .platform = circumstances.platform,
+          .scanRoot = circumstances.scanRoot,
+          .home = resolver.home,
+          .durationSeconds = circumstances.durationSeconds,
+          .partial = circumstances.partial,
+          .bytesByTier = {},
+          .bytesByCategory = {},
+          .bytesByEcosystem = {},
+          .volume = circumstances.volume,
+          .items = {}};
+}
+
+void add(ScanReport& report, const ScanArtifactFinding& finding, std::string category,
+         const TidraPathResolver& resolver, const ActivityThresholds& thresholds) {
+  const TimePoint now = report.generatedAt;
+  std::optional<ProjectActivity> activity;
+  if (finding.lastActivityDate) {
+    activity =
+        ScanActivityClassification::classify(ScanActivityClassification::monthsSince(*finding.lastActivityDate, now),
+                                             thresholds.dormantMonths, thresholds.inactiveMonths);
+  }
+  const auto& item =
+      report.items.emplace_back(itemOf(finding, std::move(category), ScanAggregate::rootKey(finding), resolver,
+                                       ScanActivityClassification::idleDays(finding.lastActivityDate, now), activity));
+  for (std::int64_t* total : {&report.totalBytes, &report.bytesByTier[std::string(rawValue(item.tier))],
+                              &report.bytesByCategory[item.category], &report.bytesByEcosystem[item.ecosystem]}) {
+    *total = saturatedSum(*total, item.bytes);
+  }
+}
+
+std::int64_t countedGroups(const ScanReport& report) {
+  std::unordered_set<std::string_view> groups;
+  for (const ScanReportItem& item : report.items) groups.insert(item.group);
+  return std::ssize(groups);
+}
+
+}  // namespace
+
+ScanReportItem ScanReportItem::make(const ScanArtifactFinding& finding, std::string group,
+                                    const TidraPathResolver& resolver, std::optional<std::int64_t> idleDays,
+                                    std::optional<ProjectActivity> activity) {
+  return itemOf(finding, categoryOf(finding), std::move(group), resolver, idleDays, activity);
+}
+
+bool ScanReportItem::isInSystemGroup() const { return group.starts_with(TidraSystemGroupRoot::prefix); }
+
 ScanReport ScanReport::make(const std::vector<ScanArtifactFinding>& findings, const ScanAggregate& aggregate,
                             const TidraPathResolver& resolver, const Circumstances& circumstances) {
-  ScanReport report{.tidraVersion = std::string(TidraCoreInfo::version),
-                    .catalogVersion = circumstances.catalogVersion,
-                    .generatedAt = circumstances.generatedAt,
-                    .host = circumstances.host,
-                    .platform = circumstances.platform,
-                    .scanRoot = circumstances.scanRoot,
-                    .home = resolver.home,
-                    .durationSeconds = circumstances.durationSeconds,
-                    .partial = circumstances.partial,
-                    .bytesByTier = {},
-                    .bytesByCategory = {},
-                    .bytesByEcosystem = {},
-                    .projectCount = static_cast<std::int64_t>(aggregate.projectRootPaths.size()),
-                    .volume = circumstances.volume,
-                    .items = {}};
+  ScanReport report = emptyReport(resolver, circumstances);
   report.items.reserve(findings.size());
-  const auto now = circumstances.generatedAt;
-  for (const ScanArtifactFinding& finding : findings) {
-    std::optional<ProjectActivity> activity;
-    if (finding.lastActivityDate) {
-      activity = ScanActivityClassification::classify(
-          ScanActivityClassification::monthsSince(*finding.lastActivityDate, now),
-          circumstances.thresholds.dormantMonths, circumstances.thresholds.inactiveMonths);
-    }
-    const auto& item = report.items.emplace_back(
-        ScanReportItem::make(finding, ScanAggregate::rootKey(finding), resolver,
-                             ScanActivityClassification::idleDays(finding.lastActivityDate, now), activity));
-    addBytes(report.totalBytes, item.bytes);
-    addBytes(report.bytesByTier[std::string(rawValue(item.tier))], item.bytes);
-    addBytes(report.bytesByCategory[item.category], item.bytes);
-    addBytes(report.bytesByEcosystem[item.ecosystem], item.bytes);
+  for (const auto& finding : findings) {
+    add(report, finding, categoryOf(finding), resolver, circumstances.thresholds);
   }
+  report.projectCount = std::ssize(aggregate.projectRootPaths);
+  return report;
+}
+
+ScanReport ScanReport::make(const std::vector<FoundArtifact>& found, const TidraPathResolver& resolver,
+                            const Circumstances& circumstances) {
+  ScanReport report = emptyReport(resolver, circumstances);
+  report.items.reserve(found.size());
+  for (const auto& one : found) add(report, one.finding, one.category, resolver, circumstances.thresholds);
+  report.projectCount = countedGroups(report);
   return report;
 }
 

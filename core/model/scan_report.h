@@ -10,6 +10,7 @@
 #include "core/base/core_info.h"
 #include "core/base/json_codec.h"
 #include "core/base/time_point.h"
+#include "core/model/found_artifact.h"
 #include "core/model/scan_activity_classification.h"
 #include "core/model/scan_aggregate.h"
 #include "core/model/scan_artifact_finding.h"
@@ -42,8 +43,12 @@ struct ScanReportItem {
   std::optional<ProjectActivity> activity;   // of the owning project
   std::optional<std::string> evidence = {};  // as in the finding
 
+  /// The category is that of the finding's group root.
   static ScanReportItem make(const ScanArtifactFinding& finding, std::string group, const TidraPathResolver& resolver,
                              std::optional<std::int64_t> idleDays, std::optional<ProjectActivity> activity);
+
+  /// Whether it is listed under a system group instead of a project.
+  bool isInSystemGroup() const;
 
   bool operator==(const ScanReportItem&) const = default;
 };
@@ -80,9 +85,12 @@ struct ScanReport {
     ActivityThresholds thresholds;
   };
 
-  /// Returns a report with one item per finding, in the same order.
+  /// Returns a report with one item per finding, in the same order. `aggregate` is that of the findings.
   static ScanReport make(const std::vector<ScanArtifactFinding>& findings, const ScanAggregate& aggregate,
                          const TidraPathResolver& resolver, const Circumstances& circumstances);
+  /// As above, of a scan's findings.
+  static ScanReport make(const std::vector<FoundArtifact>& found, const TidraPathResolver& resolver,
+                         const Circumstances& circumstances);
 
   bool operator==(const ScanReport&) const = default;
 };

@@ -48,6 +48,12 @@ std::string joinedPath(std::string_view folder, std::string_view name) {
   return path;
 }
 
+std::string_view pathBelow(std::string_view path, std::string_view folder) {
+  path.remove_prefix(folder == "/" ? 0 : folder.size());
+  while (path.starts_with('/')) path.remove_prefix(1);
+  return path;
+}
+
 bool isSameOrInside(std::string_view path, std::string_view folder) {
   if (folder == "/") return true;
   return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');

@@ -21,6 +21,9 @@ std::string_view lastPathComponent(std::string_view path);
 /// Joins with exactly one "/" in between.
 std::string joinedPath(std::string_view folder, std::string_view name);
 
+/// Returns `path` relative to a folder that contains it.
+std::string_view pathBelow(std::string_view path, std::string_view folder);
+
 /// Whether `path` equals `folder` or lies below it. Both must be standardised.
 bool isSameOrInside(std::string_view path, std::string_view folder);
 

@@ -35,8 +35,9 @@ struct Artifact {
   std::optional<RuleMatch> match;  // absent for an interrupted removal
   Measurement measurement;
   std::atomic<bool> opened{false};
-  std::optional<FileIdentity> identity;  // written by the first visit, before any other begins
-  std::atomic<bool> vanished{false};     // before it was opened
+  std::optional<FileIdentity> identity;   // written by the first visit, before any other begins
+  std::vector<std::string> repositories;  // guarded by the visitor's mutex
+  std::atomic<bool> vanished{false};      // before it was opened
 };
 
 struct WalkContext {
@@ -72,6 +73,7 @@ class WalkVisitor {
   WalkVisitor(const FilesystemArtifactScanner::Request& request, const WalkFilter& filter)
       : request_(request),
         filter_(filter),
+        realRoot_(realPathOrSame(request.root)),
         stores_(request.resolver.home, request.stores),
         rules_(*request.catalog, request.platform) {}
 
@@ -115,22 +117,13 @@ class WalkVisitor {
   std::error_code brokenReason() const { return brokenReason_; }
   std::uint64_t unmeasuredArtifacts() const { return unmeasuredArtifacts_; }
 
-  /// Identities of the findings by path. Call once, after all workers have finished.
-  std::map<std::string, FileIdentity> takeIdentities() { return std::move(identities_); }
-
   /// Call after all workers have finished.
   std::vector<WithheldFinding> takeWithheld() { return std::exchange(withheld_, {}); }
 
   /// Returns the findings since the last call, in order of discovery.
-  std::vector<ScanArtifactFinding> takeFindings() {
+  std::vector<FoundArtifact> takeFindings() {
     const std::lock_guard lock(mutex_);
     return std::exchange(fresh_, {});
-  }
-
-  /// By the path of the artefact. Call after all workers have finished.
-  std::map<std::string, std::vector<std::string>> takeRepositoriesInside() {
-    for (auto& [artifact, repositories] : repositoriesInside_) std::sort(repositories.begin(), repositories.end());
-    return std::move(repositoriesInside_);
   }
 
   /// Returns the folder visited at the previous call, and requests an update from the next visit.
@@ -237,10 +230,10 @@ class WalkVisitor {
     }
   }
 
-  void addRepository(std::string path, const Artifact& artifact) {
+  void addRepository(std::string path, Artifact& artifact) {
     if (path == artifact.path) return;
     const std::lock_guard lock(mutex_);
-    repositoriesInside_[artifact.path].push_back(std::move(path));
+    artifact.repositories.push_back(std::move(path));
   }
 
   void walkInto(Visit& folder, std::string_view name) {
@@ -293,9 +286,17 @@ class WalkVisitor {
     if (kept) {
       withheld_.push_back({artifact.path, std::move(*kept)});
     } else {
-      if (artifact.identity) identities_.emplace(artifact.path, *artifact.identity);
-      fresh_.push_back(makeFinding(artifact));
+      fresh_.push_back(foundAs(artifact));
     }
+  }
+
+  /// Takes the repositories out of the artefact, whose measurement is complete.
+  FoundArtifact foundAs(Artifact& artifact) const {
+    std::sort(artifact.repositories.begin(), artifact.repositories.end());
+    return {.finding = makeFinding(artifact),
+            .place = joinedPath(realRoot_, pathBelow(artifact.path, request_.root)),
+            .identity = artifact.identity,
+            .repositories = std::move(artifact.repositories)};
   }
 
   void tellPath(const FolderNode& node) {
@@ -306,6 +307,7 @@ class WalkVisitor {
 
   const FilesystemArtifactScanner::Request& request_;
   const WalkFilter& filter_;
+  const std::string realRoot_;  // symbolic links resolved
   const StoreFinder stores_;
   const RuleIndex rules_;
   std::atomic<std::uint64_t> entriesVisited_{0};
@@ -315,12 +317,10 @@ class WalkVisitor {
   std::atomic<bool> pathWanted_{true};
   std::mutex mutex_;                // guards what follows while workers run
   std::deque<Artifact> artifacts_;  // a deque never moves its elements; workers hold references
-  std::vector<ScanArtifactFinding> fresh_;
-  std::map<std::string, FileIdentity> identities_;
+  std::vector<FoundArtifact> fresh_;
   std::vector<std::string> unclaimedLeftovers_;
   std::uint64_t brokenFolders_ = 0;
   std::error_code brokenReason_;
-  std::map<std::string, std::vector<std::string>> repositoriesInside_;
   std::vector<WithheldFinding> withheld_;
   std::string currentFolder_;
 };
@@ -332,7 +332,8 @@ class ProgressReporter {
     tick_.currentPathDisplay = request.resolver.displayPath(request.root);
   }
 
-  void report(WalkVisitor& visitor, std::vector<ScanArtifactFinding>& findings) {
+  /// Appends to `findings`, which nothing else changes meanwhile: the ticks point into it.
+  void report(WalkVisitor& visitor, std::vector<FoundArtifact>& findings) {
     auto fresh = visitor.takeFindings();
     const std::uint64_t visited = visitor.entriesVisited();
     if (request_.onProgress) {
@@ -341,13 +342,13 @@ class ProgressReporter {
       }
       tickEvery64Entries(visited);
     }
-    for (ScanArtifactFinding& finding : fresh) {
+    for (FoundArtifact& found : fresh) {
+      const ScanArtifactFinding& finding = findings.emplace_back(std::move(found)).finding;
       roots_.insert(*finding.groupRoot);
       ++tick_.artifactsFound;
       tick_.recoverableBytes = saturatedSum(tick_.recoverableBytes, finding.sizeBytes);
-      latest_ = findings.emplace_back(std::move(finding));
       tick_.projectRootsFound = roots_.size();
-      tick_.latestFinding = &*latest_;
+      tick_.latestFinding = &finding;
       deliver();
     }
     if (Clock::now() - last_ >= longestSilence) deliver();
@@ -373,7 +374,6 @@ class ProgressReporter {
 
   const FilesystemArtifactScanner::Request& request_;
   FilesystemArtifactScanner::ProgressTick tick_;
-  std::optional<ScanArtifactFinding> latest_;
   std::set<std::string> roots_;
   Clock::time_point last_ = Clock::now();
 };
@@ -395,8 +395,7 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
   }
   progress.report(visitor, result.findings);
   std::sort(result.findings.begin(), result.findings.end(),
-            [](const auto& a, const auto& b) { return pathPrecedes(a.path, b.path); });
-  result.identities = visitor.takeIdentities();
+            [](const auto& a, const auto& b) { return pathPrecedes(a.finding.path, b.finding.path); });
   result.unclaimedLeftovers = visitor.takeUnclaimedLeftovers();
   std::sort(result.unclaimedLeftovers.begin(), result.unclaimedLeftovers.end());
   result.withheld = visitor.takeWithheld();
@@ -407,7 +406,6 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
   result.brokenFolders = visitor.brokenFolders();
   result.brokenReason = visitor.brokenReason();
   result.unmeasuredArtifacts = visitor.unmeasuredArtifacts();
-  result.repositoriesInside = visitor.takeRepositoriesInside();
   result.entriesVisited = visitor.entriesVisited();
   return result;
 }

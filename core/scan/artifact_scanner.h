@@ -3,15 +3,13 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <optional>
 #include <set>
 #include <string>
 #include <system_error>
 #include <vector>
 
-#include "core/model/scan_artifact_finding.h"
-#include "core/platform/directory_reader.h"
+#include "core/model/found_artifact.h"
 #include "core/platform/mount_table.h"
 #include "core/platform/path_resolver.h"
 #include "core/platform/platform.h"
@@ -50,9 +48,8 @@ struct FilesystemArtifactScanner {
   };
 
   struct Result {
-    std::vector<ScanArtifactFinding> findings;       // depth first, siblings in byte order
-    std::map<std::string, FileIdentity> identities;  // device and inode of the measured folders, by path
-    std::vector<WithheldFinding> withheld;           // artefacts that contain something to keep, in the same order
+    std::vector<FoundArtifact> findings;    // depth first, siblings in byte order
+    std::vector<WithheldFinding> withheld;  // artefacts that contain something to keep, in the same order
     bool cancelled = false;
     std::optional<std::string> rootObstacle;      // sentence on why the root was not scanned
     std::vector<std::string> unclaimedLeftovers;  // named like RemovalLeftover, but without the user's note; sorted
@@ -62,8 +59,6 @@ struct FilesystemArtifactScanner {
     std::error_code brokenReason;                 // of one of them
     std::uint64_t unmeasuredArtifacts = 0;        // omitted because their size could not be determined
     std::uint64_t entriesVisited = 0;
-    /// Repositories (".git") below each finding, by the finding's path, in byte order.
-    std::map<std::string, std::vector<std::string>> repositoriesInside;
   };
 
   /// Walks one root with several workers; the result does not depend on their number. File system failures are skipped

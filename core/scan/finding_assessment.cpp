@@ -31,7 +31,7 @@ void assess(ScanArtifactFinding& finding, ArtifactEvidence& evidence, const Inst
 
 }  // namespace
 
-void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathResolver& resolver,
+void assessFindings(std::vector<FoundArtifact>& findings, const TidraPathResolver& resolver,
                     const std::function<bool()>& shouldStop) {
   // Batches, because neighbouring findings share ignore files.
   constexpr std::size_t batch = 32;
@@ -44,8 +44,7 @@ void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathR
       const std::size_t end = std::min(start + batch, findings.size());
       for (std::size_t i = start; i < end && !stopped; ++i) {
         if (polls && shouldStop()) stopped = true;
-        if (findings[i].source == ArtifactSource::projectWalk && findings[i].ruleID)
-          assess(findings[i], evidence, programs);
+        if (findings[i].isOfProject() && findings[i].finding.ruleID) assess(findings[i].finding, evidence, programs);
       }
     }
   };

@@ -5,14 +5,14 @@
 #include <functional>
 #include <vector>
 
-#include "core/model/scan_artifact_finding.h"
+#include "core/model/found_artifact.h"
 #include "core/platform/path_resolver.h"
 
 namespace tidra {
 
 /// Raises the tier of findings that cannot be recreated, with the reason as restore hint, and sets the evidence of the
 /// others. Uses several threads; polls `shouldStop` on the calling one. Findings not reached by then have no evidence.
-void assessFindings(std::vector<ScanArtifactFinding>& findings, const TidraPathResolver& resolver,
+void assessFindings(std::vector<FoundArtifact>& findings, const TidraPathResolver& resolver,
                     const std::function<bool()>& shouldStop);
 
 }  // namespace tidra

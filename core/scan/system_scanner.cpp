@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <unordered_set>
 
 #include "core/base/quantities.h"
@@ -15,7 +16,6 @@
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/platform/spare_threads.h"
-#include "core/scan/directory_size.h"
 #include "core/scan/place_set.h"
 #include "core/scan/probes/ai_tools_probe.h"
 #include "core/scan/probes/apple_probes.h"
@@ -42,9 +42,8 @@ void addSpecial(std::vector<std::unique_ptr<SystemArtifactProbe>>& probes, const
 /// The paths of findings, to count each folder once.
 class SystemArtifactScanner::TakenPlaces {
  public:
-  explicit TakenPlaces(const std::vector<ScanArtifactFinding>& projects) {
-    RealPlaces real;
-    for (const ScanArtifactFinding& finding : projects) projects_.add(real.of(finding.path));
+  explicit TakenPlaces(const std::vector<FoundArtifact>& projects) {
+    for (const FoundArtifact& found : projects) projects_.add(found.place);
   }
 
   /// Claims the path of an item and returns it; nullopt if it or an ancestor is already claimed. A tool's item may have
@@ -156,7 +155,7 @@ ProbeReport SystemArtifactScanner::finishWithinBounds(std::size_t probe) {
   return report;
 }
 
-SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<ScanArtifactFinding>& projects) {
+SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<FoundArtifact>& projects) {
   tickProjects(projects);
   tick(systemPhaseLabel, nullptr);
   std::future<ProbeReport> pip;
@@ -168,11 +167,12 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
   }
   TakenPlaces taken(projects);
   std::vector<ProbeReport> reports(probes_.size() + 1);  // index 0: pip
-  std::vector<std::vector<Kept>> kept(reports.size());
+  std::vector<std::vector<FoundArtifact>> kept(reports.size());
   for (const bool runsTools : {false, true}) {
-    if (runsTools && pip.valid()) kept[0] = keep(reports[0] = finish(pip), taken);
+    if (runsTools && pip.valid()) kept[0] = keep(reports[0] = finish(pip), "python", taken);
     for (std::size_t i = 0; i < probes_.size(); ++i) {
-      if (probes_[i]->runsTools() == runsTools) kept[i + 1] = keep(reports[i + 1] = finishWithinBounds(i), taken);
+      if (probes_[i]->runsTools() != runsTools) continue;
+      kept[i + 1] = keep(reports[i + 1] = finishWithinBounds(i), probes_[i]->categoryKey(), taken);
     }
   }
   addPlacesOfOtherCategories(taken);
@@ -181,11 +181,7 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Scan
   result.withheld = std::move(withheld_);
   for (std::size_t i = 0; i < reports.size(); ++i) {
     result.notes.insert(result.notes.end(), reports[i].notes.begin(), reports[i].notes.end());
-    for (Kept& one : kept[i]) {
-      if (one.item.identity) result.identities.emplace(one.item.finding.path, *one.item.identity);
-      result.findings.push_back(std::move(one.item.finding));
-      result.places.push_back(std::move(one.place));
-    }
+    std::move(kept[i].begin(), kept[i].end(), std::back_inserter(result.findings));
   }
   return result;
 }
@@ -204,8 +200,8 @@ void SystemArtifactScanner::addPlacesOfOtherCategories(TakenPlaces& taken) const
   }
 }
 
-void SystemArtifactScanner::tickProjects(const std::vector<ScanArtifactFinding>& projects) {
-  for (const ScanArtifactFinding& finding : projects) tick(projectPhaseLabel, &finding);
+void SystemArtifactScanner::tickProjects(const std::vector<FoundArtifact>& projects) {
+  for (const FoundArtifact& found : projects) tick(projectPhaseLabel, &found.finding);
 }
 
 void SystemArtifactScanner::tick(const char* phase, const ScanArtifactFinding* finding) {
@@ -218,26 +214,37 @@ void SystemArtifactScanner::tick(const char* phase, const ScanArtifactFinding* f
   if (request_.onProgress) request_.onProgress(tick_);
 }
 
-std::vector<SystemArtifactScanner::Kept> SystemArtifactScanner::keep(ProbeReport& report, TakenPlaces& taken) {
+std::vector<FoundArtifact> SystemArtifactScanner::keep(ProbeReport& report, const std::string& category,
+                                                       TakenPlaces& taken) {
   std::vector<Kept> kept;
   for (ProbeItem& item : report.items) {
     // After cancellation, items that need measuring are dropped.
     if (item.measuredFolder && isCancelled()) continue;
-    if (auto place = taken.take(item)) kept.push_back({std::move(item), std::move(*place)});
+    auto place = taken.take(item);
+    if (!place) continue;
+    auto& one = kept.emplace_back(Kept{.found = {.finding = std::move(item.finding),
+                                                 .category = category,
+                                                 .place = std::move(*place),
+                                                 .identity = item.identity},
+                                       .measured = std::nullopt,
+                                       .isTrash = item.isTrash});
+    if (item.measuredFolder) one.measured = {*item.measuredFolder, item.enterBundles, item.isTrash};
   }
   for (const CoveredPlace& covered : report.covered) taken.coverNamed(covered);
   std::erase_if(kept, [&](const Kept& one) { return !isSearchable(one, report); });
   measure(kept);
-  for (const Kept& one : kept) tick(systemPhaseLabel, &one.item.finding);
-  return kept;
+  std::vector<FoundArtifact> found;
+  for (Kept& one : kept) tick(systemPhaseLabel, &found.emplace_back(std::move(one.found)).finding);
+  return found;
 }
 
 /// Contents of a trash or quarantine are no findings; a trash as a whole is one.
 bool SystemArtifactScanner::isSearchable(const Kept& kept, ProbeReport& report) {
-  if (kept.place.empty()) return true;
-  const auto store = stores_.holding(kept.place);
-  if (!store || (kept.item.isTrash && store->path == parentPath(kept.place))) return true;
-  report.notes.push_back(fmt::format("{} lies in {}, which scans skip.", escapedForTerminal(kept.item.finding.path),
+  const std::string& place = kept.found.place;
+  if (place.empty()) return true;
+  const auto store = stores_.holding(place);
+  if (!store || (kept.isTrash && store->path == parentPath(place))) return true;
+  report.notes.push_back(fmt::format("{} lies in {}, which scans skip.", escapedForTerminal(kept.found.finding.path),
                                      describedStore(store->kind)));
   return false;
 }
@@ -246,10 +253,9 @@ void SystemArtifactScanner::measure(std::vector<Kept>& items) {
   std::vector<std::size_t> measured;
   std::vector<TidraDirectorySizeReader::Folder> folders;
   for (std::size_t i = 0; i < items.size(); ++i) {
-    const ProbeItem& item = items[i].item;
-    if (!item.measuredFolder) continue;
+    if (!items[i].measured) continue;
     measured.push_back(i);
-    folders.push_back({*item.measuredFolder, item.enterBundles, item.isTrash});
+    folders.push_back(*items[i].measured);
   }
   if (folders.empty()) return;
   const auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
@@ -259,11 +265,11 @@ void SystemArtifactScanner::measure(std::vector<Kept>& items) {
                                                                  .shouldCancel = request_.shouldCancel});
   std::vector<char> isLeftOut(items.size(), 0);
   for (std::size_t i = 0; i < measured.size(); ++i) {
-    ProbeItem& item = items[measured[i]].item;
-    auto& finding = item.finding;
+    FoundArtifact& found = items[measured[i]].found;
+    ScanArtifactFinding& finding = found.finding;
     finding.sizeBytes = sizes[i].bytes.value_or(0);
     // The folder of a tool's item is not what is removed, so it has no identity.
-    if (item.measuredFolder == finding.path) item.identity = sizes[i].identity;
+    if (folders[i].path == finding.path) found.identity = sizes[i].identity;
     isLeftOut[measured[i]] = !sizes[i].bytes || sizes[i].kept ? 1 : 0;
     if (sizes[i].kept) withheld_.push_back({finding.path, *sizes[i].kept});
   }

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <future>
-#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "core/platform/mount_table.h"
+#include "core/scan/directory_size.h"
 #include "core/scan/kept_inside.h"
 #include "core/scan/place_set.h"
 #include "core/scan/probes/system_probe.h"
@@ -54,11 +54,9 @@ class SystemArtifactScanner {
   };
 
   struct Result {
-    std::vector<ScanArtifactFinding> findings;
-    std::vector<std::string> places;    // path of each finding with symbolic links resolved; empty if it has none
-    std::vector<CoveredPlace> covered;  // paths of tiers above safe that are no findings of their own
-    std::map<std::string, FileIdentity> identities;  // of findings with a path, by path
-    std::vector<WithheldFinding> withheld;           // findings that contain something to keep
+    std::vector<FoundArtifact> findings;
+    std::vector<CoveredPlace> covered;      // paths of tiers above safe that are no findings of their own
+    std::vector<WithheldFinding> withheld;  // findings that contain something to keep
     std::vector<std::string> notes;
   };
 
@@ -76,14 +74,15 @@ class SystemArtifactScanner {
   /// one of them or in an earlier finding. A finding that contains an earlier one is returned, unless a tool removes
   /// it. Probes without tools are measured and reported first, so that cancelling while waiting for a tool does not
   /// lose them.
-  Result scan(const std::vector<ScanArtifactFinding>& projects);
+  Result scan(const std::vector<FoundArtifact>& projects);
 
  private:
   class TakenPlaces;
-  /// A finding and its path with symbolic links resolved; empty if it has none.
+  /// A finding, possibly still to be measured.
   struct Kept {
-    ProbeItem item;
-    std::string place;
+    FoundArtifact found;
+    std::optional<TidraDirectorySizeReader::Folder> measured;  // whose size is the finding's; absent if that is known
+    bool isTrash = false;                                      // a whole trash
   };
 
   bool isLeftOut(const SystemArtifactProbe& probe) const;
@@ -91,9 +90,9 @@ class SystemArtifactScanner {
   ProbeReport finish(std::future<ProbeReport>& running) const;
   /// Waits for a probe by index and drops items out of bounds.
   ProbeReport finishWithinBounds(std::size_t probe);
-  void tickProjects(const std::vector<ScanArtifactFinding>& projects);
-  /// Claims, measures and reports the items of a report that are not yet claimed.
-  std::vector<Kept> keep(ProbeReport& report, TakenPlaces& taken);
+  void tickProjects(const std::vector<FoundArtifact>& projects);
+  /// Claims, measures and reports the items of a category's report that are not yet claimed.
+  std::vector<FoundArtifact> keep(ProbeReport& report, const std::string& category, TakenPlaces& taken);
   void measure(std::vector<Kept>& items);
   bool isSearchable(const Kept& kept, ProbeReport& report);
   void addPlacesOfOtherCategories(TakenPlaces& taken) const;

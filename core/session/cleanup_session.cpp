@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
+#include <unordered_map>
 
 #include "core/base/quantities.h"
 #include "core/base/text.h"
@@ -19,7 +21,7 @@ bool isCancelled(const std::function<bool()>& shouldCancel) { return shouldCance
 
 std::optional<std::string> reasonToKeep(RemovalGuard& guard, const CleanupCandidate& candidate, bool force) {
   if (force) return std::nullopt;
-  auto reason = guard.reasonToKeep(candidate.item.path, candidate.project);
+  auto reason = guard.reasonToKeep(candidate.item.path, candidate.project());
   if (reason) *reason += "; --force removes it all the same";
   return reason;
 }
@@ -71,7 +73,7 @@ std::optional<std::string> reasonItIsGone(const std::string& path, const TidraPa
 }
 
 /// Returns why an item no longer matches its plan; nullopt if it does.
-std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const CleanupCandidate* found,
+std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const FoundArtifact* found,
                                      const ScanOutcome& outcome, const CleanupOptions& options,
                                      const TidraPathResolver& resolver) {
   if (found == nullptr) {
@@ -83,12 +85,13 @@ std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const Cleanu
     if (const auto reason = reasonItIsGone(item.path, resolver)) return reason;
     return "is nothing that the rules name there, or is excluded; --allow-any-path removes it all the same";
   }
-  if (item.evidence && lacksEvidence(*found->reported)) {
+  if (item.evidence && lacksEvidence(found->finding)) {
     return fmt::format("{} when the plan was made, but nothing shows any more that a tool made it; make a new plan",
                        *item.evidence);
   }
-  if (found->item.tier <= item.tier) return std::nullopt;
-  return fmt::format("is of tier {} by now, but the plan says {}; make a new plan", rawValue(found->item.tier),
+  const ArtifactSafetyTier tier = found->finding.safetyTier;
+  if (tier <= item.tier) return std::nullopt;
+  return fmt::format("is of tier {} by now, but the plan says {}; make a new plan", rawValue(tier),
                      rawValue(item.tier));
 }
 
@@ -139,28 +142,12 @@ std::int64_t countedBytes(const TidraDeletionService::Result& result, const std:
 
 }  // namespace
 
-std::optional<std::string> projectOf(const ScanReportItem& item) {
-  if (item.source == ArtifactSource::projectWalk) return item.group;
-  return std::nullopt;
-}
-
-CleanupCandidate candidateOf(const ScanReportItem& reported, const ScanOutcome& outcome) {
-  CleanupCandidate candidate{.item = CleanupPlan::Item::make(reported),
-                             .reported = reported,
-                             .identity = std::nullopt,
-                             .project = projectOf(reported),
-                             .refusal = std::nullopt};
-  const auto identity = outcome.identities.find(reported.path);
-  if (identity != outcome.identities.end()) candidate.identity = identity->second;
-  return candidate;
-}
-
-UnprovenFindings unprovenIn(const ScanReport& report) {
+UnprovenFindings unprovenIn(const ScanOutcome& outcome) {
   UnprovenFindings unproven;
-  for (const ScanReportItem& item : report.items) {
-    if (!lacksEvidence(item)) continue;
+  for (const FoundArtifact& found : outcome.findings) {
+    if (!lacksEvidence(found.finding)) continue;
     ++unproven.count;
-    unproven.bytes = saturatedSum(unproven.bytes, item.bytes);
+    unproven.bytes = saturatedSum(unproven.bytes, signedBytes(found.finding.sizeBytes));
   }
   return unproven;
 }
@@ -169,10 +156,11 @@ std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const
                                                const CleanupOptions& options) {
   std::vector<CleanupCandidate> candidates;
   RemovalGuard guard(resolver);
-  for (const ScanReportItem& item : outcome.report.items) {
+  for (const FoundArtifact& found : outcome.findings) {
     if (isCancelled(options.shouldCancel)) break;
-    if (!options.takesUnproven && lacksEvidence(item)) continue;
-    auto& candidate = candidates.emplace_back(candidateOf(item, outcome));
+    if (!options.takesUnproven && lacksEvidence(found.finding)) continue;
+    auto& candidate = candidates.emplace_back(
+        CleanupCandidate{.item = CleanupPlan::Item::make(found), .found = &found, .refusal = std::nullopt});
     candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }
   settleNested(candidates, outcome.nested);
@@ -193,20 +181,21 @@ CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, Dis
 
 CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& options) {
   const TidraPathResolver resolver = request.resolver;
-  const ScanOutcome outcome = runScan(narrowed(std::move(request), plan));
-  std::map<std::string_view, CleanupCandidate> found;
-  for (const ScanReportItem& item : outcome.report.items) found.emplace(item.path, candidateOf(item, outcome));
+  CheckedPlan checked{.scan = std::make_unique<const ScanOutcome>(runScan(narrowed(std::move(request), plan))),
+                      .candidates = {}};
+  const ScanOutcome& scan = *checked.scan;
+  std::unordered_map<std::string_view, const FoundArtifact*> byPath;
+  for (const FoundArtifact& found : scan.findings) byPath.emplace(found.finding.path, &found);
   RemovalGuard guard(resolver);
-  CheckedPlan checked{.candidates = {}, .notes = outcome.notes};
   for (const CleanupPlan::Item& item : plan.items) {
     if (isCancelled(options.shouldCancel)) break;
-    const auto known = found.find(item.path);
-    auto& candidate = checked.candidates.emplace_back(known == found.end() ? CleanupCandidate{} : known->second);
-    candidate.refusal = refusalOf(item, known == found.end() ? nullptr : &known->second, outcome, options, resolver);
-    candidate.item = item;
+    const auto known = byPath.find(item.path);
+    const FoundArtifact* found = known == byPath.end() ? nullptr : known->second;
+    auto& candidate = checked.candidates.emplace_back(
+        CleanupCandidate{.item = item, .found = found, .refusal = refusalOf(item, found, scan, options, resolver)});
     if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }
-  settleNested(checked.candidates, outcome.nested);
+  settleNested(checked.candidates, scan.nested);
   return checked;
 }
 
@@ -232,7 +221,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     if (isCancelled(setting.service.shouldCancel)) break;
     TidraDeletionService::Result result = TidraDeletionFailure{candidate.item.path, refusal.value_or("")};
     if (!refusal) {
-      result = service.dispose({candidate.item.path, candidate.identity}, setting.method, setting.dryRun,
+      result = service.dispose({candidate.item.path, candidate.identity()}, setting.method, setting.dryRun,
                                setting.quarantine);
     }
     const auto unmeasured = unmeasuredSizeOf(candidate.item, result);

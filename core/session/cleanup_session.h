@@ -4,9 +4,8 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
+#include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -16,13 +15,15 @@
 
 namespace tidra {
 
-/// An item of a plan with its scan data.
+/// An item of a plan, and what a scan found at its path. Both are kept apart: a plan may be older than the scan.
 struct CleanupCandidate {
-  CleanupPlan::Item item;
-  std::optional<ScanReportItem> reported;  // absent for a path that no rule matches
-  std::optional<FileIdentity> identity;    // device and inode from the scan
-  std::optional<std::string> project;      // project folder; absent outside projects
-  std::optional<std::string> refusal;      // why it must stay: the rest of a sentence after its path
+  CleanupPlan::Item item;                // as planned
+  const FoundArtifact* found = nullptr;  // in the findings of a ScanOutcome; null for a path that no rule matches
+  std::optional<std::string> refusal;    // why it must stay: the rest of a sentence after its path
+
+  /// From the scan; nullopt for a path that no rule matches.
+  std::optional<FileIdentity> identity() const { return found == nullptr ? std::nullopt : found->identity; }
+  std::optional<std::string> project() const { return found == nullptr ? std::nullopt : found->project(); }
 };
 
 struct CleanupOptions {
@@ -34,32 +35,27 @@ struct CleanupOptions {
   std::function<bool()> shouldCancel = {};
 };
 
-/// Returns the project folder of an item; nullopt outside projects.
-std::optional<std::string> projectOf(const ScanReportItem& item);
-
-/// Returns a report item with its scan data. Does not check keep files or use.
-CleanupCandidate candidateOf(const ScanReportItem& reported, const ScanOutcome& outcome);
-
 /// Findings without evidence, which a selection leaves to the user.
 struct UnprovenFindings {
   std::size_t count = 0;
   std::int64_t bytes = 0;
 };
-UnprovenFindings unprovenIn(const ScanReport& report);
+UnprovenFindings unprovenIn(const ScanOutcome& outcome);
 
 /// Returns all findings of a scan, largest first, without those of unprovenIn() (unless selected by option) and those
 /// inside another one. Findings protected by a keep file or by use, and those that contain a finding that stays, have a
-/// refusal.
+/// refusal. The candidates refer to the findings of `outcome`, which must outlive them.
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
                                                const CleanupOptions& options);
+std::vector<CleanupCandidate> selectForCleanup(ScanOutcome&&, const TidraPathResolver&, const CleanupOptions&) = delete;
 
 /// Returns the plan of the candidates without a refusal.
 CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, DisposalMethod method,
                             const ScanRequest& request, std::optional<std::string> reason = {});
 
 struct CheckedPlan {
+  std::unique_ptr<const ScanOutcome> scan;   // not null; the candidates refer to its findings
   std::vector<CleanupCandidate> candidates;  // in plan order, without those inside another one
-  std::vector<std::string> notes;            // for display: what could not be read and why
 };
 
 /// Checks a plan against a new scan: each item must still match a rule, with a tier no higher than planned. `request`

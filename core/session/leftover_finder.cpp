@@ -6,6 +6,7 @@
 #include "core/model/removal_leftover.h"
 #include "core/model/system_group_root.h"
 #include "core/platform/path_text.h"
+#include "core/scan/place_set.h"
 #include "core/scan/probes/system_probe.h"
 #include "core/scan/removal_note.h"
 
@@ -32,6 +33,7 @@ SystemLeftovers leftoversBesideSystemPlaces(const RuleCatalog& catalog, TidraPla
       if (place) categoryByFolder.emplace(holderOf(rule, *place), rule.category);
     }
   }
+  RealPlaces real;
   SystemLeftovers leftovers;
   for (const auto& [folder, category] : categoryByFolder) {
     for (const std::string& name : ProbeFiles::entryNames(folder)) {
@@ -41,9 +43,10 @@ SystemLeftovers leftoversBesideSystemPlaces(const RuleCatalog& catalog, TidraPla
         if (ProbeFiles::isFolder(path)) leftovers.unclaimed.push_back(path);
         continue;
       }
-      auto& leftover = leftovers.findings.emplace_back(RemovalLeftover::finding(path, 0));
-      leftover.groupRoot = TidraSystemGroupRoot::forCategory(category);
-      leftover.source = ArtifactSource::systemProbe;
+      auto& leftover = leftovers.findings.emplace_back(
+          FoundArtifact{.finding = RemovalLeftover::finding(path, 0), .category = category, .place = real.of(path)});
+      leftover.finding.groupRoot = TidraSystemGroupRoot::forCategory(category);
+      leftover.finding.source = ArtifactSource::systemProbe;
     }
   }
   return leftovers;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/model/scan_artifact_finding.h"
+#include "core/model/found_artifact.h"
 #include "core/platform/path_resolver.h"
 #include "core/platform/platform.h"
 #include "core/rules/rule_catalog.h"
@@ -13,8 +13,8 @@
 namespace tidra {
 
 struct SystemLeftovers {
-  std::vector<ScanArtifactFinding> findings;  // in byte order of their paths, not measured
-  std::vector<std::string> unclaimed;         // named like leftovers, but without a note of the running user
+  std::vector<FoundArtifact> findings;  // in byte order of their paths, not measured
+  std::vector<std::string> unclaimed;   // named like leftovers, but without a note of the running user
 };
 
 /// Finds those in the parent folders of these categories' paths.

@@ -2,11 +2,10 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
-#include "core/model/scan_artifact_finding.h"
+#include "core/model/found_artifact.h"
 #include "core/platform/path_resolver.h"
 #include "core/scan/system_scanner.h"
 
@@ -26,22 +25,16 @@ struct NestedFinding {
   bool operator==(const NestedFinding&) const = default;
 };
 
-/// Returns the paths of findings with symbolic links resolved, in the same order; empty for those of tools. `known` has
-/// some of them by path.
-std::vector<std::string> placesOf(const std::vector<ScanArtifactFinding>& findings,
-                                  const std::map<std::string, std::string>& known);
-
 /// Raises the tier of findings that contain a path of a higher tier which is no finding itself; notes it in their hint.
-void raiseHolders(std::vector<ScanArtifactFinding>& findings, const std::vector<std::string>& places,
-                  const std::vector<CoveredPlace>& covered, const TidraPathResolver& resolver);
+void raiseHolders(std::vector<FoundArtifact>& findings, const std::vector<CoveredPlace>& covered,
+                  const TidraPathResolver& resolver);
 
 /// Returns every pair, innermost outer findings first.
-std::vector<NestedFinding> nestedFindings(const std::vector<ScanArtifactFinding>& findings,
-                                          const std::vector<std::string>& places);
+std::vector<NestedFinding> nestedFindings(const std::vector<FoundArtifact>& findings);
 
 /// Drops findings of projects that lie in a finding outside projects for which `isShown`, unless their tier is higher;
 /// also drops their pairs.
-void dropPartsOfPlaces(std::vector<ScanArtifactFinding>& findings, std::vector<NestedFinding>& nested,
-                       const std::function<bool(const ScanArtifactFinding&)>& isShown);
+void dropPartsOfPlaces(std::vector<FoundArtifact>& findings, std::vector<NestedFinding>& nested,
+                       const std::function<bool(const FoundArtifact&)>& isShown);
 
 }  // namespace tidra

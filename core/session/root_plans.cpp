@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <numeric>
-#include <unordered_map>
+#include <unordered_set>
 
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
@@ -18,13 +18,6 @@ namespace tidra {
 namespace {
 
 using Request = FilesystemArtifactScanner::Request;
-
-/// Returns a path relative to a folder that contains it.
-std::string_view pathBelow(std::string_view path, std::string_view folder) {
-  path.remove_prefix(folder == "/" ? 0 : folder.size());
-  while (path.starts_with('/')) path.remove_prefix(1);
-  return path;
-}
 
 std::optional<std::string> obstacleOf(const Request& walk) {
   if (const auto opened = openDirectory(walk.root); !opened) {
@@ -85,21 +78,13 @@ std::vector<RootPlan> planRoots(const std::vector<std::string>& roots, Request w
   return plans;
 }
 
-void dropCoveredFindings(std::vector<ScanArtifactFinding>& findings, const std::vector<std::string>& realPaths) {
-  std::unordered_map<std::string_view, std::size_t> firstAt;
+void dropCoveredFindings(std::vector<FoundArtifact>& findings) {
   PlaceSet outermost;
-  for (std::size_t i = 0; i < findings.size(); ++i) {
-    firstAt.emplace(realPaths[i], i);
-    outermost.add(realPaths[i]);
-  }
-  const auto isCovered = [&](std::size_t i) {
-    return firstAt.at(realPaths[i]) != i || !outermost.contains(realPaths[i]);
-  };
-  std::vector<ScanArtifactFinding> kept;
-  for (std::size_t i = 0; i < findings.size(); ++i) {
-    if (!isCovered(i)) kept.push_back(std::move(findings[i]));
-  }
-  findings = std::move(kept);
+  for (const FoundArtifact& found : findings) outermost.add(found.place);
+  std::unordered_set<std::string> seen;
+  std::erase_if(findings, [&](const FoundArtifact& found) {
+    return !seen.insert(found.place).second || !outermost.contains(found.place);
+  });
 }
 
 std::string realPathBelow(const RootPlan& plan, const std::string& path) {

@@ -22,9 +22,8 @@ struct RootPlan {
 /// the outer walk certainly reaches it; if that may stop before, at a package or an artefact's name, both are walked.
 std::vector<RootPlan> planRoots(const std::vector<std::string>& roots, FilesystemArtifactScanner::Request walk);
 
-/// Drops duplicates of several walks: findings at or inside the path of an earlier one. `realPaths` are their paths
-/// with symbolic links resolved.
-void dropCoveredFindings(std::vector<ScanArtifactFinding>& findings, const std::vector<std::string>& realPaths);
+/// Drops duplicates of several walks: findings at or inside the place of an earlier one.
+void dropCoveredFindings(std::vector<FoundArtifact>& findings);
 
 /// Returns the resolved path of an entry found by the walk of a root.
 std::string realPathBelow(const RootPlan& plan, const std::string& path);

@@ -1,5 +1,5 @@
 // A scan: start the tools for space outside projects; walk each root while new projects are dated in the background;
-// wait for these; assign dates; scan outside projects; filter; sum up and build the report.
+// wait for these; assign dates; scan outside projects; ask git about what was found; filter; bound the sizes.
 #include "core/session/scan_session.h"
 
 #include <fmt/format.h>
@@ -8,9 +8,10 @@
 #include <atomic>
 #include <chrono>
 #include <iterator>
-#include <limits>
 #include <map>
+#include <utility>
 
+#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/known_stores.h"
 #include "core/model/removal_leftover.h"
@@ -23,10 +24,13 @@
 #include "core/scan/place_set.h"
 #include "core/scan/removal_note.h"
 #include "core/scan/system_scanner.h"
+#include "core/session/git_checks.h"
 #include "core/session/leftover_finder.h"
 #include "core/session/project_activity_reader.h"
 #include "core/session/root_plans.h"
+#include "core/session/size_bounds.h"
 #include "core/session/system_reach.h"
+#include "core/session/walk_notes.h"
 
 namespace tidra {
 namespace {
@@ -55,36 +59,35 @@ class ScanSession {
     noteUnclaimedLeftovers();
     noteWithheld();
     assessFindings(outcome_.findings, request_.resolver, [this] { return shouldCancel(); });
-    raiseTracked();
-    raiseOwnWork();
+    askGit();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
-    generatedAt_ = request_.now + std::chrono::floor<std::chrono::seconds>(duration);
+    outcome_.circumstances = circumstances(duration);
     if (system) settleNested();
-    std::erase_if(outcome_.findings, [this](const auto& finding) { return !isWanted(finding); });
-    boundSizes();
-    requireSummable();
-    outcome_.aggregate = ScanAggregate(outcome_.findings);
-    outcome_.report = ScanReport::make(outcome_.findings, outcome_.aggregate, request_.resolver,
-                                       {.catalogVersion = request_.catalog.catalogVersion,
-                                        .generatedAt = generatedAt_,
-                                        .host = request_.host,
-                                        .platform = request_.platform,
-                                        .scanRoot = joined(request_.roots, ", "),
-                                        .durationSeconds = duration.count(),
-                                        .partial = shouldCancel(),
-                                        .volume = volume(),
-                                        .thresholds = request_.thresholds});
+    std::erase_if(outcome_.findings, [this](const auto& found) { return !isWanted(found); });
+    if (auto excess = boundSizes(outcome_.findings, request_.resolver)) note(std::move(*excess));
+    outcome_.circumstances.partial = shouldCancel();
     return std::move(outcome_);
   }
 
  private:
+  ScanReport::Circumstances circumstances(std::chrono::duration<double> duration) const {
+    return {.catalogVersion = request_.catalog.catalogVersion,
+            .generatedAt = request_.now + std::chrono::floor<std::chrono::seconds>(duration),
+            .host = request_.host,
+            .platform = request_.platform,
+            .scanRoot = joined(request_.roots, ", "),
+            .durationSeconds = duration.count(),
+            .volume = volume(),
+            .thresholds = request_.thresholds};
+  }
+
   void walkRoots() {
     for (const RootPlan& plan : planRoots(request_.roots, walkRequest())) {
       if (plan.obstacle) note(*plan.obstacle);
       // For single paths no walk goes below its root, so that none covers another.
       if (plan.isWalked() || (request_.onlyPaths && !plan.obstacle)) walk(plan);
     }
-    if (request_.roots.size() > 1 && !request_.onlyPaths) dropCoveredFindings(outcome_.findings, realPaths_);
+    if (request_.roots.size() > 1 && !request_.onlyPaths) dropCoveredFindings(outcome_.findings);
   }
 
   FilesystemArtifactScanner::Request walkRequest() {
@@ -116,15 +119,12 @@ class ScanSession {
     };
     auto result = FilesystemArtifactScanner::scan(request);
     outcome_.entriesVisited += result.entriesVisited;
-    noteUnread(result, plan.root);
-    outcome_.identities.merge(result.identities);
+    for (std::string& text : notesOfUnread(result, shown(plan.root))) note(std::move(text));
     unclaimedLeftovers_.insert(result.unclaimedLeftovers.begin(), result.unclaimedLeftovers.end());
-    repositoriesInside_.merge(result.repositoriesInside);
     withhold(result.withheld);
-    for (auto& finding : result.findings) {
-      askActivity(finding);
-      realPaths_.push_back(realPathBelow(plan, finding.path));
-      outcome_.findings.push_back(std::move(finding));
+    for (FoundArtifact& found : result.findings) {
+      askActivity(found.finding);
+      outcome_.findings.push_back(std::move(found));
     }
   }
 
@@ -148,27 +148,6 @@ class ScanSession {
       if (path.starts_with('/') && parentPath(path) == root) names.emplace(lastPathComponent(path));
     }
     return names;
-  }
-
-  void noteUnread(const FilesystemArtifactScanner::Result& result, const std::string& root) {
-    const auto counted = [](std::uint64_t number, const char* what) {
-      return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
-    };
-    constexpr const char* unread = "{} below {} could not be read: {}.";
-    if (const auto folders = result.unreadableFolders; folders > 0) {
-      note(fmt::format(unread, counted(folders, "folder"), shown(root), "Permission denied"));
-    }
-    if (const auto folders = result.starvedFolders; folders > 0) {
-      note(fmt::format(unread, counted(folders, "folder"), shown(root), "Too many open files"));
-    }
-    if (const auto folders = result.brokenFolders; folders > 0) {
-      note(fmt::format("{} below {} could not be read to the end: {}. What lies there is left out.",
-                       counted(folders, "folder"), shown(root), result.brokenReason.message()));
-    }
-    if (const auto artifacts = result.unmeasuredArtifacts; artifacts > 0) {
-      note(fmt::format("{} below {} left out, because the sizes of files could not be determined.",
-                       counted(artifacts, "artefact") + (artifacts == 1 ? " is" : " are"), shown(root)));
-    }
   }
 
   SystemArtifactScanner::Request makeSystemRequest() {
@@ -206,21 +185,17 @@ class ScanSession {
     if (shouldCancel()) return;
     auto result = system.scan(outcome_.findings);
     outcome_.details.insert(outcome_.details.end(), result.notes.begin(), result.notes.end());
-    outcome_.identities.merge(result.identities);
     withhold(result.withheld);
     covered_ = std::move(result.covered);
-    for (std::size_t i = 0; i < result.findings.size(); ++i) {
-      if (!recogniseLeftover(result.findings[i])) continue;
-      places_.emplace(result.findings[i].path, std::move(result.places[i]));
-      outcome_.findings.push_back(std::move(result.findings[i]));
+    for (FoundArtifact& found : result.findings) {
+      if (recogniseLeftover(found.finding)) outcome_.findings.push_back(std::move(found));
     }
   }
 
   /// Before filtering: unselected findings must not be removed with what contains them.
   void settleNested() {
-    const auto places = placesOf(outcome_.findings, places_);
-    raiseHolders(outcome_.findings, places, covered_, request_.resolver);
-    outcome_.nested = nestedFindings(outcome_.findings, places);
+    raiseHolders(outcome_.findings, covered_, request_.resolver);
+    outcome_.nested = nestedFindings(outcome_.findings);
     // Items of a plan are looked up by their own paths.
     if (request_.onlyPaths) return;
     dropPartsOfPlaces(outcome_.findings, outcome_.nested, [this](const auto& outer) { return isWanted(outer); });
@@ -256,29 +231,35 @@ class ScanSession {
     if (shouldCancel()) return;
     auto [leftovers, unclaimed] =
         leftoversBesideSystemPlaces(request_.catalog, request_.platform, systemRequest_.categories, request_.resolver);
-    RealPlaces real;
-    const auto isOutOfBounds = [&](const std::string& path) {
-      return systemRequest_.bounds && !systemRequest_.bounds->roots.covers(real.of(path));
+    const auto isOutOfBounds = [&](const std::string& place) {
+      return systemRequest_.bounds && !systemRequest_.bounds->roots.covers(place);
     };
+    RealPlaces real;
     std::copy_if(unclaimed.begin(), unclaimed.end(), std::inserter(unclaimedLeftovers_, unclaimedLeftovers_.end()),
-                 [&](const std::string& path) { return !isOutOfBounds(path); });
+                 [&](const std::string& path) { return !isOutOfBounds(real.of(path)); });
     if (request_.ecosystems && !request_.ecosystems->contains("general")) return;
-    PlaceSet found;
-    for (const auto& finding : outcome_.findings) found.add(finding.path);
-    std::erase_if(leftovers,
-                  [&](const auto& leftover) { return isOutOfBounds(leftover.path) || found.covers(leftover.path); });
+    PlaceSet known;
+    for (const FoundArtifact& found : outcome_.findings) known.add(found.finding.path);
+    std::erase_if(leftovers, [&](const FoundArtifact& leftover) {
+      return isOutOfBounds(leftover.place) || known.covers(leftover.finding.path);
+    });
+    measureLeftovers(std::move(leftovers));
+  }
+
+  void measureLeftovers(std::vector<FoundArtifact> leftovers) {
     if (leftovers.empty()) return;
     std::vector<TidraDirectorySizeReader::Folder> folders;
-    for (const auto& leftover : leftovers) folders.push_back({.path = leftover.path, .enterBundles = true});
+    for (const auto& leftover : leftovers) folders.push_back({.path = leftover.finding.path, .enterBundles = true});
     const auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
                                                                    .exclusions = request_.exclusions,
                                                                    .stores = stores_,
                                                                    .shouldCancel = [this] { return shouldCancel(); }});
     for (std::size_t i = 0; i < leftovers.size(); ++i) {
-      leftovers[i].sizeBytes = sizes[i].bytes.value_or(0);
-      if (sizes[i].identity) outcome_.identities.emplace(leftovers[i].path, *sizes[i].identity);
-      if (sizes[i].kept) withhold({{leftovers[i].path, *sizes[i].kept}});
-      if (!sizes[i].kept) outcome_.findings.push_back(std::move(leftovers[i]));
+      FoundArtifact& leftover = leftovers[i];
+      leftover.finding.sizeBytes = sizes[i].bytes.value_or(0);
+      leftover.identity = sizes[i].identity;
+      if (sizes[i].kept) withhold({{leftover.finding.path, *sizes[i].kept}});
+      if (!sizes[i].kept) outcome_.findings.push_back(std::move(leftover));
     }
   }
 
@@ -305,7 +286,7 @@ class ScanSession {
     if (!request_.onProgress || tick.phaseLabel == SystemArtifactScanner::projectPhaseLabel) return;
     progress_.phaseLabel = tick.phaseLabel;
     progress_.artifactsFound = static_cast<std::size_t>(tick.artifactsFound);
-    progress_.recoverableBytes = static_cast<std::uint64_t>(tick.recoverableBytes);
+    progress_.recoverableBytes = unsignedBytes(tick.recoverableBytes);
     progress_.currentPathDisplay =
         tick.latestFinding != nullptr ? request_.resolver.displayPath(tick.latestFinding->path) : std::string{};
     request_.onProgress(progress_);
@@ -328,57 +309,24 @@ class ScanSession {
     while (!shouldCancel() && !activity_.waitFor(poll)) {
     }
     const auto dates = activity_.answers();
-    for (auto& finding : outcome_.findings) {
-      const auto date = dates.find(*finding.groupRoot);
-      if (date != dates.end()) finding.lastActivityDate = date->second;
+    for (FoundArtifact& found : outcome_.findings) {
+      const auto date = dates.find(*found.finding.groupRoot);
+      if (date != dates.end()) found.finding.lastActivityDate = date->second;
     }
   }
 
-  /// A build cannot recreate files tracked by git.
-  void raiseTracked() {
-    std::vector<std::string> folders;
-    for (const auto& finding : outcome_.findings) {
-      if (finding.source == ArtifactSource::projectWalk && isAskedFor(finding)) folders.push_back(finding.path);
+  void askGit() {
+    std::vector<FoundArtifact*> asked;
+    for (FoundArtifact& found : outcome_.findings) {
+      if (isAskedFor(found.finding)) asked.push_back(&found);
     }
-    if (shouldCancel() || folders.empty()) return;
-    const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return shouldCancel(); });
-    const auto tracked = reader.tracked(folders);
-    for (auto& finding : outcome_.findings) {
-      if (tracked.held.contains(finding.path)) {
-        finding.safetyTier = ArtifactSafetyTier::warning;
-        finding.restoreHint = "Holds files tracked by git";
-        finding.evidence.reset();
-      } else if (tracked.unknown.contains(finding.path)) {
-        finding.safetyTier = std::max(finding.safetyTier, ArtifactSafetyTier::caution);
-      }
+    const TidraGitMetadataReader git(request_.git, request_.resolver, [this] { return shouldCancel(); });
+    if (shouldCancel()) return;
+    const std::size_t unknown = raiseTracked(asked, git);
+    if (unknown > 0 && !shouldCancel()) {
+      note(fmt::format("git did not answer for {} of the findings, so none of those counts as safe.", unknown));
     }
-    if (!tracked.unknown.empty() && !shouldCancel()) {
-      note(fmt::format("git did not answer for {} of the findings, so none of those counts as safe.",
-                       tracked.unknown.size()));
-    }
-  }
-
-  /// Users may work on a dependency where it was installed, in a clone or linked worktree.
-  void raiseOwnWork() {
-    std::vector<ScanArtifactFinding*> holders;
-    std::vector<std::string> repositories;
-    for (auto& finding : outcome_.findings) {
-      const auto inside = repositoriesInside_.find(finding.path);
-      if (inside == repositoriesInside_.end() || !isAskedFor(finding)) continue;
-      holders.insert(holders.end(), inside->second.size(), &finding);
-      repositories.insert(repositories.end(), inside->second.begin(), inside->second.end());
-    }
-    if (shouldCancel() || repositories.empty()) return;
-    const TidraGitMetadataReader reader(request_.git, request_.resolver, [this] { return shouldCancel(); });
-    const auto answers = reader.holdOwnWork(repositories);
-    for (std::size_t i = 0; i < repositories.size(); ++i) {
-      if (!answers[i]) holders[i]->safetyTier = std::max(holders[i]->safetyTier, ArtifactSafetyTier::caution);
-      if (!answers[i].value_or(false)) continue;
-      holders[i]->safetyTier = ArtifactSafetyTier::warning;
-      holders[i]->restoreHint =
-          "Holds work that is in no remote repository: " + repositories[i].substr(holders[i]->path.size() + 1);
-    }
-    if (shouldCancel() || std::find(answers.begin(), answers.end(), std::nullopt) == answers.end()) return;
+    if (shouldCancel() || raiseOwnWork(asked, git) || shouldCancel()) return;
     note("git did not answer for some repositories inside findings, so none of those counts as safe.");
   }
 
@@ -387,54 +335,14 @@ class ScanSession {
     return finding.sizeBytes >= request_.minimumBytes;
   }
 
-  bool isWanted(const ScanArtifactFinding& finding) const {
+  bool isWanted(const FoundArtifact& found) const {
+    const ScanArtifactFinding& finding = found.finding;
     if (!isAskedFor(finding)) return false;
-    if (finding.source != ArtifactSource::projectWalk && !isOfWantedEcosystem(finding)) return false;
+    if (!found.isOfProject() && !isOfWantedEcosystem(finding)) return false;
     if (request_.tiers && !request_.tiers->contains(finding.safetyTier)) return false;
-    return !request_.olderThan ||
-           (finding.lastActivityDate &&
-            ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, *request_.olderThan, generatedAt_));
-  }
-
-  /// Sparse files may claim more than a report's signed figures: saturates each finding and, with a note, the totals.
-  void boundSizes() {
-    constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-    std::uint64_t sum = 0;
-    for (auto& finding : outcome_.findings) {
-      finding.sizeBytes = std::min(finding.sizeBytes, most);
-      sum = saturatedSum(sum, finding.sizeBytes);
-    }
-    if (sum > most) {
-      note(fmt::format("The sizes add up to more than a report holds, so its totals stay at the largest figure. {}",
-                       largestNamed()));
-    }
-  }
-
-  void requireSummable() const {
-    std::uint64_t sum = 0;
-    for (const auto& finding : outcome_.findings) {
-      if (finding.sizeBytes > std::numeric_limits<std::uint64_t>::max() - sum) {
-        throw std::overflow_error(fmt::format(
-            "The sizes of the findings add up to more than 64 bits hold, so nothing is reported and nothing "
-            "removed. {} Exclude those that claim too much (--exclude), or remove them yourself.",
-            largestNamed()));
-      }
-      sum += finding.sizeBytes;
-    }
-  }
-
-  std::string largestNamed() const {
-    constexpr std::size_t mostNamed = 3;
-    std::vector<const ScanArtifactFinding*> largest;
-    for (const auto& finding : outcome_.findings) largest.push_back(&finding);
-    const auto end = largest.begin() + static_cast<std::ptrdiff_t>(std::min(mostNamed, largest.size()));
-    std::partial_sort(largest.begin(), end, largest.end(),
-                      [](const auto* a, const auto* b) { return a->sizeBytes > b->sizeBytes; });
-    std::vector<std::string> names;
-    for (auto finding = largest.begin(); finding != end; ++finding) {
-      names.push_back(fmt::format("{} ({} bytes)", shown((*finding)->path), (*finding)->sizeBytes));
-    }
-    return fmt::format("The largest are {}.", joined(names, ", "));
+    return !request_.olderThan || (finding.lastActivityDate && ScanActivityClassification::isAtLeastThisOld(
+                                                                   *finding.lastActivityDate, *request_.olderThan,
+                                                                   outcome_.circumstances.generatedAt));
   }
 
   /// Thread-safe. Once cancelled, always cancelled.
@@ -458,18 +366,18 @@ class ScanSession {
   ProjectActivityReader activity_;
   SystemArtifactScanner::Request systemRequest_;
   ScanOutcome outcome_;
-  std::map<std::string, std::vector<std::string>> repositoriesInside_;  // by path of the finding
-  std::vector<std::string> realPaths_;         // of project findings, with symbolic links resolved
-  std::map<std::string, std::string> places_;  // of findings outside projects, by path
   std::vector<CoveredPlace> covered_;
   std::set<std::string> unclaimedLeftovers_;
   ScanProgress progress_;
-  TimePoint generatedAt_{};
   std::atomic<bool> cancelled_{false};
 };
 
 }  // namespace
 
 ScanOutcome runScan(const ScanRequest& request) { return ScanSession(request).run(); }
+
+ScanReport makeReport(const ScanOutcome& outcome, const TidraPathResolver& resolver) {
+  return ScanReport::make(outcome.findings, resolver, outcome.circumstances);
+}
 
 }  // namespace tidra

@@ -10,9 +10,8 @@
 #include <vector>
 
 #include "core/base/quantities.h"
-#include "core/model/scan_aggregate.h"
+#include "core/model/found_artifact.h"
 #include "core/model/scan_report.h"
-#include "core/platform/directory_reader.h"
 #include "core/platform/mount_table.h"
 #include "core/rules/rule_catalog.h"
 #include "core/scan/exclusion_filter.h"
@@ -68,21 +67,24 @@ struct ScanRequest {
   std::function<void(const ScanProgress&)> onProgress;  // called on the caller's thread
 };
 
+/// Each finding is here once. makeReport and ScanAggregate::of build what is shown and stored.
 struct ScanOutcome {
-  ScanReport report;
-  ScanAggregate aggregate;
-  std::vector<ScanArtifactFinding> findings;       // items of the report, in its order
-  std::map<std::string, FileIdentity> identities;  // of measured entries, by path; absent for tools' items
-  std::vector<NestedFinding> nested;               // including findings that the request filtered out
-  std::map<std::string, KeptInside> withheld;      // findings left out because of their contents, by path
-  std::vector<std::string> notes;                  // for display: what could not be read and why
-  std::vector<std::string> details;                // for verbose output: tools that did not answer
-  std::optional<std::string> outOfBounds;          // for display: what the roots excluded; absent: nothing
+  std::vector<FoundArtifact> findings;         // what the request asked for, in the order of the report
+  ScanReport::Circumstances circumstances;     // of the report
+  std::vector<NestedFinding> nested;           // including findings that the request filtered out
+  std::map<std::string, KeptInside> withheld;  // findings left out because of their contents, by path
+  std::vector<std::string> notes;              // for display: what could not be read and why
+  std::vector<std::string> details;            // for verbose output: tools that did not answer
+  std::optional<std::string> outOfBounds;      // for display: what the roots excluded; absent: nothing
   std::uint64_t entriesVisited = 0;
 };
 
-/// Runs a scan. A cancelled scan returns its findings so far, with `partial` set in the report. Failures of the file
-/// system and tools become notes; throws std::overflow_error, naming the largest findings, when sizes exceed 64 bits.
-ScanOutcome runScan(const ScanRequest& request);
+/// Runs a scan. A cancelled scan returns its findings so far, with `partial` set in the circumstances. Failures of the
+/// file system and tools become notes; throws std::overflow_error, naming the largest findings, when sizes exceed 64
+/// bits.
+[[nodiscard]] ScanOutcome runScan(const ScanRequest& request);
+
+/// Builds the report of a scan, anew at each call. `resolver` is the request's.
+[[nodiscard]] ScanReport makeReport(const ScanOutcome& outcome, const TidraPathResolver& resolver);
 
 }  // namespace tidra

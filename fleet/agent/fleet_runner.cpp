@@ -170,12 +170,12 @@ class Run {
     if (resolved.roots.empty() && (!policy().scan.categories || policy().scan.categories->empty()))
       throw FleetRunError::noRoots();
     scan(resolved, recorder);
-    if (!outcome_.report.partial) {
+    if (!result_.report.partial) {
       decide(resolved, recorder);
       dispose(resolved, log, recorder);
       purge(resolved, log, recorder);
     }
-    result_.interrupted = isCancelled() || outcome_.report.partial;
+    result_.interrupted = isCancelled() || result_.report.partial;
     const auto snapshot = publish(resolved, log);
     finish(recorder);
     if (snapshot) report(*snapshot, log, recorder);
@@ -190,14 +190,14 @@ class Run {
     request_.quarantines.push_back(ownQuarantine_);
     outcome_ = runScan(request_);
     for (const std::string& note : outcome_.notes) warn(note);
-    const ScanReport& report = outcome_.report;
+    const ScanReport& report = result_.report = makeReport(outcome_, request_.resolver);
     recorder.scanCompleted(fmt::format("{} findings in {:.1f}s", report.items.size(), report.durationSeconds),
                            report.totalBytes);
     say(fmt::format("{} findings, {} reclaimable", report.items.size(), ByteFormatting::compact(report.totalBytes)));
   }
 
   void decide(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
-    auto selection = RunSelection::make(outcome_, policy(), resolved.resolver, runner_.shouldCancel);
+    auto selection = RunSelection::make(outcome_, result_.report, policy(), resolved.resolver, runner_.shouldCancel);
     result_.decision = std::move(selection.decision);
     result_.kept = std::move(selection.kept);
     candidates_ = std::move(selection.candidates);
@@ -331,7 +331,6 @@ class Run {
 
   /// An interrupted scan is incomplete: keep the metrics published last.
   std::optional<FleetMetricsSnapshot> publish(const ResolvedPolicy& resolved, const AuditLog& log) {
-    result_.report = std::move(outcome_.report);
     result_.duration = seconds();
     if (result_.report.partial) return std::nullopt;
     auto snapshot = makeSnapshot(result_, policy().name, runner_.tidraVersion, log.totals());
@@ -385,7 +384,7 @@ class Run {
   std::chrono::steady_clock::time_point began_;
   ScanRequest request_;
   ScanOutcome outcome_;
-  std::vector<CleanupCandidate> candidates_;
+  std::vector<CleanupCandidate> candidates_;  // refer to the findings of the outcome
   FleetRunResult result_;
 };
 

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cassert>
 #include <string_view>
 #include <unordered_map>
 
@@ -15,8 +17,10 @@ class Selector {
  public:
   using Faults = PolicyEvaluator::Faults;
 
-  Selector(const ScanOutcome& outcome, const TidraPathResolver& resolver, const std::function<bool()>& shouldCancel)
-      : items_(outcome.report.items), shouldCancel_(shouldCancel), guard_(resolver) {
+  Selector(const ScanOutcome& outcome, const ScanReport& report, const TidraPathResolver& resolver,
+           const std::function<bool()>& shouldCancel)
+      : findings_(outcome.findings), items_(report.items), shouldCancel_(shouldCancel), guard_(resolver) {
+    assert(findings_.size() == items_.size());
     if (outcome.nested.empty()) return;
     for (std::size_t i = 0; i < items_.size(); ++i) byPath_.emplace(items_[i].path, i);
     for (const NestedFinding& pair : outcome.nested) {
@@ -52,7 +56,7 @@ class Selector {
   const std::optional<std::string>& reasonToKeep(std::size_t index, const Faults& faults) {
     if (const auto known = reasons_.find(index); known != reasons_.end()) return known->second;
     const ScanReportItem& item = items_[index];
-    auto reason = guard_.reasonToKeep(item.path, projectOf(item));
+    auto reason = guard_.reasonToKeep(item.path, findings_[index].project());
     for (const NestedFinding* pair : heldBy(index)) {
       if (reason) break;
       reason = reasonFrom(*pair, item.tier, faults);
@@ -72,7 +76,8 @@ class Selector {
     return pair.innerTier > outerTier ? std::optional(pair.reasonOfUnselectedInner()) : std::nullopt;
   }
 
-  const std::vector<ScanReportItem>& items_;
+  const std::vector<FoundArtifact>& findings_;
+  const std::vector<ScanReportItem>& items_;  // of the findings, in their order
   const std::function<bool()>& shouldCancel_;
   RemovalGuard guard_;
   std::unordered_map<std::string_view, std::size_t> byPath_;                 // filled if findings are nested
@@ -83,15 +88,18 @@ class Selector {
 
 }  // namespace
 
-RunSelection RunSelection::make(const ScanOutcome& outcome, const FleetPolicy& policy,
+RunSelection RunSelection::make(const ScanOutcome& outcome, const ScanReport& report, const FleetPolicy& policy,
                                 const TidraPathResolver& resolver, const std::function<bool()>& shouldCancel) {
-  Selector selector(outcome, resolver, shouldCancel);
+  Selector selector(outcome, report, resolver, shouldCancel);
   RunSelection selection;
-  selection.decision =
-      PolicyEvaluator::evaluate(outcome.report, policy, resolver,
-                                [&](std::size_t index, const auto& faults) { return selector.consent(index, faults); });
-  for (const ScanReportItem& item : selection.decision.selected) {
-    selection.candidates.push_back(candidateOf(item, outcome));
+  selection.decision = PolicyEvaluator::evaluate(
+      report, policy, resolver, [&](std::size_t index, const auto& faults) { return selector.consent(index, faults); });
+  // Selected items are in the order of the report, which is that of the findings.
+  auto found = outcome.findings.begin();
+  for (const CleanupPlan::Item& item : selection.decision.plan.items) {
+    found = std::find_if(found, outcome.findings.end(), [&](const auto& one) { return one.finding.path == item.path; });
+    assert(found != outcome.findings.end());
+    selection.candidates.push_back({.item = item, .found = &*found, .refusal = std::nullopt});
   }
   selection.kept = selector.takeKept();
   return selection;

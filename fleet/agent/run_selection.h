@@ -21,13 +21,14 @@ struct KeptItem {
 
 struct RunSelection {
   PolicyDecision decision;
-  std::vector<CleanupCandidate> candidates;  // the decision's selected items
+  std::vector<CleanupCandidate> candidates;  // the decision's selected items; refer to the findings of the outcome
   std::vector<KeptItem> kept;                // by a keep file, by use or by contents; not in `decision`
 
   /// Kept items, and items inside a selected one, use no budget. An item is also kept when its contents must stay,
   /// regardless of their budget. Once `shouldCancel` returns true, the candidates are incomplete.
-  static RunSelection make(const ScanOutcome& outcome, const FleetPolicy& policy, const TidraPathResolver& resolver,
-                           const std::function<bool()>& shouldCancel);
+  /// `report` is that of the outcome, which must outlive the selection.
+  static RunSelection make(const ScanOutcome& outcome, const ScanReport& report, const FleetPolicy& policy,
+                           const TidraPathResolver& resolver, const std::function<bool()>& shouldCancel);
 };
 
 }  // namespace tidra

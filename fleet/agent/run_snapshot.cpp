@@ -48,7 +48,8 @@ FleetMetricsSnapshot makeSnapshot(const FleetRunResult& result, const std::strin
 void addQuarantine(FleetMetricsSnapshot& snapshot, const QuarantineDisposer& quarantine) {
   try {
     for (const auto& entry : quarantine.list().entries) {
-      snapshot.quarantineBytes += unsignedBytes(entry.manifest.bytes.value_or(0));
+      snapshot.quarantineBytes =
+          saturatedSum(snapshot.quarantineBytes, unsignedBytes(entry.manifest.bytes.value_or(0)));
       ++snapshot.quarantineItems;
     }
   } catch (const std::exception&) {

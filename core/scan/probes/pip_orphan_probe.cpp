@@ -202,9 +202,10 @@ class Checks {
 
 }  // namespace
 
-ProbeReport PipOrphanProbe::scan(const std::vector<ScanArtifactFinding>& projects, const SystemProbeContext& context) {
+ProbeReport PipOrphanProbe::scan(const std::vector<FoundArtifact>& projects, const SystemProbeContext& context) {
   std::vector<const ScanArtifactFinding*> environments;
-  for (const ScanArtifactFinding& finding : projects) {
+  for (const auto& found : projects) {
+    const ScanArtifactFinding& finding = found.finding;
     const bool isEnvironment =
         finding.ecosystemTag == "py" && finding.groupRoot && isExecutableFile(joinedPath(finding.path, "bin/pip"));
     if (isEnvironment) environments.push_back(&finding);

@@ -27,7 +27,7 @@ struct PipOrphanProbe {
   /// Returns one finding per virtual environment whose project lists requirements and whose pip lists packages that
   /// these do not need, in the order of `projects` (findings of the walk). Runs a pip only if the environment's files
   /// suggest a result and PipTrust permits it.
-  static ProbeReport scan(const std::vector<ScanArtifactFinding>& projects, const SystemProbeContext& context);
+  static ProbeReport scan(const std::vector<FoundArtifact>& projects, const SystemProbeContext& context);
 
   /// Returns the packages not in the transitive closure of the requirements, in byte order of their normalised names.
   /// Excludes base packages (pip, setuptools…) and packages without metadata in the environment, which come from the

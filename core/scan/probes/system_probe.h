@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "core/model/scan_artifact_finding.h"
+#include "core/model/found_artifact.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_resolver.h"
 #include "core/platform/platform.h"

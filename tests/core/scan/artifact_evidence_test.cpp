@@ -171,9 +171,11 @@ TEST(Assessment, RaisesWhatNothingMakesAgainAndSetsTheEvidenceOfTheRest) {
   const TemporaryTree tree;
   makeEntries(tree, {"a/venv/__init__.py", "p/bin/", "p/lib/node_modules/.package-lock.json", "w/package.json",
                      "w/node_modules/.package-lock.json"});
-  std::vector<ScanArtifactFinding> findings{findingAt(tree.path("a/venv")), findingAt(tree.path("p/lib/node_modules")),
-                                            findingAt(tree.path("w/node_modules"))};
-  assessFindings(findings, {tree.root(), {}}, [] { return false; });
+  std::vector<FoundArtifact> found{{findingAt(tree.path("a/venv"))},
+                                   {findingAt(tree.path("p/lib/node_modules"))},
+                                   {findingAt(tree.path("w/node_modules"))}};
+  assessFindings(found, {tree.root(), {}}, [] { return false; });
+  const auto findings = plain(found);
   EXPECT_EQ(findings[0].safetyTier, ArtifactSafetyTier::warning);
   EXPECT_EQ(findings[1].safetyTier, ArtifactSafetyTier::warning);
   EXPECT_EQ(findings[1].restoreHint, "Belongs to the installed program npm");

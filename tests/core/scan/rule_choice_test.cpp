@@ -103,7 +103,7 @@ TEST(RuleChoice, AFindingCarriesWhatItsRuleSays) {
                                      .restoreHint = "cargo build",
                                      .lastActivityDate = std::nullopt,
                                      .ruleID = "an-id"};
-  EXPECT_EQ(Scanner::scan(requestFor(tree, catalog)).findings, std::vector{expected});
+  EXPECT_EQ(plain(Scanner::scan(requestFor(tree, catalog)).findings), std::vector{expected});
 }
 
 }  // namespace

@@ -32,6 +32,12 @@ Scanner::Request requestFor(const TemporaryTree& tree, const RuleCatalog& catalo
   return {.root = tree.root(), .catalog = &catalog, .resolver = {tree.root(), {}}};
 }
 
+std::vector<ScanArtifactFinding> plain(const std::vector<FoundArtifact>& findings) {
+  std::vector<ScanArtifactFinding> plain;
+  for (const FoundArtifact& found : findings) plain.push_back(found.finding);
+  return plain;
+}
+
 std::vector<std::string> linesOf(const std::vector<ScanArtifactFinding>& findings, const TemporaryTree& tree) {
   std::vector<std::string> lines;
   std::transform(findings.begin(), findings.end(), std::back_inserter(lines), [&](const auto& finding) {
@@ -41,10 +47,14 @@ std::vector<std::string> linesOf(const std::vector<ScanArtifactFinding>& finding
   return lines;
 }
 
-std::vector<std::string> pathsOf(const std::vector<ScanArtifactFinding>& findings, const TemporaryTree& tree) {
+std::vector<std::string> linesOf(const std::vector<FoundArtifact>& findings, const TemporaryTree& tree) {
+  return linesOf(plain(findings), tree);
+}
+
+std::vector<std::string> pathsOf(const std::vector<FoundArtifact>& findings, const TemporaryTree& tree) {
   std::vector<std::string> paths;
   std::transform(findings.begin(), findings.end(), std::back_inserter(paths),
-                 [&](const auto& finding) { return relativeTo(tree, finding.path); });
+                 [&](const auto& found) { return relativeTo(tree, found.finding.path); });
   return paths;
 }
 

@@ -21,11 +21,15 @@ ProjectArtifactRule plainRule(const std::string& folderName, const std::string& 
 /// A scan of the whole tree with its root as home folder. The catalog must outlive the request.
 Scanner::Request requestFor(const TemporaryTree& tree, const RuleCatalog& catalog);
 
+/// Without what else is known about them.
+std::vector<ScanArtifactFinding> plain(const std::vector<FoundArtifact>& findings);
+
 /// A line per finding: path, bytes, ecosystem, rule and group root. Paths are relative to the tree; "." is its root.
 std::vector<std::string> linesOf(const std::vector<ScanArtifactFinding>& findings, const TemporaryTree& tree);
+std::vector<std::string> linesOf(const std::vector<FoundArtifact>& findings, const TemporaryTree& tree);
 
 /// Only the paths, relative to the tree.
-std::vector<std::string> pathsOf(const std::vector<ScanArtifactFinding>& findings, const TemporaryTree& tree);
+std::vector<std::string> pathsOf(const std::vector<FoundArtifact>& findings, const TemporaryTree& tree);
 
 /// The paths found by a scan of the whole tree.
 std::vector<std::string> foundPaths(const TemporaryTree& tree, const RuleCatalog& catalog);

@@ -40,7 +40,7 @@ void makeChain(const std::string& folder, const std::string& name, int depth) {
 TEST(WalkDepth, APathMayBeLongerThanTheSystemTakes) {
   const TemporaryTree tree;
   makeChain(tree.root(), std::string(200, 'n'), 40);
-  const auto findings = Scanner::scan(requestFor(tree, catalog)).findings;
+  const auto findings = plain(Scanner::scan(requestFor(tree, catalog)).findings);
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_GT(findings[0].path.size(), std::size_t{PATH_MAX});
   EXPECT_EQ(findings[0].path, *findings[0].groupRoot + "/target");
@@ -54,7 +54,7 @@ TEST(WalkDepth, AChainMayBeThousandsOfFoldersDeep) {
   makeChain(tree.root(), "d", depth);
   tree.makeFolder("p/target");
   makeChain(tree.path("p/target"), "d", depth);
-  const auto findings = Scanner::scan(requestFor(tree, catalog)).findings;
+  const auto findings = plain(Scanner::scan(requestFor(tree, catalog)).findings);
   ASSERT_EQ(findings.size(), 2U);
   EXPECT_EQ(findings[0].path.size(), tree.root().size() + 2 * depth + 7);
   EXPECT_EQ(findings[0].sizeBytes, 3U);
@@ -80,7 +80,7 @@ bool combIsFound(rlim_t descriptors, unsigned workers) {
   request.workers = workers;
   std::uint64_t bytes = 0;
   const auto result = Scanner::scan(request);
-  for (const auto& finding : result.findings) bytes += finding.sizeBytes;
+  for (const auto& finding : plain(result.findings)) bytes += finding.sizeBytes;
   std::fprintf(stderr, "%zu findings with %llu bytes\n", result.findings.size(),
                static_cast<unsigned long long>(bytes));
   return result.findings.size() == depth && bytes == 3 * depth;

@@ -49,7 +49,7 @@ TEST(WalkProgress, EveryFindingAndEvery64EntriesAreToldInOrderOnTheCallersThread
   EXPECT_EQ(heard.artifacts, 41U);
   EXPECT_EQ(heard.roots.size(), 40U);
   EXPECT_EQ(heard.bytes, 40U * 39 / 2 + 1);
-  for (const auto& finding : result.findings) EXPECT_TRUE(heard.paths.contains(finding.path)) << finding.path;
+  for (const auto& path : pathsOf(result.findings, tree)) EXPECT_TRUE(heard.paths.contains(tree.path(path))) << path;
   EXPECT_TRUE(std::is_sorted(heard.scanned.begin(), heard.scanned.end()));
   for (std::uint64_t count = 64; count <= result.entriesVisited; count += 64) {
     EXPECT_TRUE(std::binary_search(heard.scanned.begin(), heard.scanned.end(), count)) << count;
@@ -76,7 +76,7 @@ TEST(WalkProgress, ACancelledWalkKeepsWhatItFoundAndStops) {
   EXPECT_GT(result.findings.size(), 0U);
   EXPECT_LT(result.findings.size(), static_cast<std::size_t>(projects));
   EXPECT_EQ(told, result.findings.size());
-  for (const auto& finding : result.findings) {
+  for (const auto& finding : plain(result.findings)) {
     EXPECT_EQ(finding.sizeBytes, 3U) << finding.path << " was reported before it was measured";
   }
 }

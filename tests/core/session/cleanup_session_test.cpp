@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <deque>
 #include <filesystem>
 #include <map>
 
@@ -58,9 +59,16 @@ class CleanupSession : public WithGitRepositories {
     setting.quarantine = QuarantineConfig::makeDefault(request().resolver);
     return setting;
   }
+  static std::vector<ScanArtifactFinding> findingsOf(const ScanRequest& asked) {
+    std::vector<ScanArtifactFinding> findings;
+    for (const FoundArtifact& found : runScan(asked).findings) findings.push_back(found.finding);
+    return findings;
+  }
+  /// The outcome lives as long as the test, for candidates refer to it.
+  const ScanOutcome& scanned(const ScanRequest& asked) const { return outcomes_.emplace_back(runScan(asked)); }
   std::vector<CleanupCandidate> selected(CleanupOptions options = {}) const {
     options.takesUnproven = true;
-    return selectForCleanup(runScan(request()), request().resolver, options);
+    return selectForCleanup(scanned(request()), request().resolver, options);
   }
   /// "path: refusal" of each, with the path relative to "code".
   std::vector<std::string> told(const std::vector<CleanupCandidate>& candidates) const {
@@ -71,6 +79,9 @@ class CleanupSession : public WithGitRepositories {
     return lines;
   }
   bool exists(const std::string& relative) const { return static_cast<bool>(pathFacts(tree_.path(relative))); }
+
+ private:
+  mutable std::deque<ScanOutcome> outcomes_;
 };
 
 TEST_F(CleanupSession, SelectsTheLargestFirstWithoutWhatAKeepFileProtects) {
@@ -101,7 +112,7 @@ TEST_F(CleanupSession, AKeepFileKeepsAllBelowItsFolder) {
   auto linked = request();
   linked.roots.push_back(tree_.path("code/way"));
   const auto kept = [](const std::string& by) { return "node_modules: is kept by " + by + "/.tidra-keep"; };
-  EXPECT_THAT(told(selectForCleanup(runScan(linked), linked.resolver, {.takesUnproven = true})),
+  EXPECT_THAT(told(selectForCleanup(scanned(linked), linked.resolver, {.takesUnproven = true})),
               ElementsAre(HasSubstr(kept(tree_.path("code/mono"))), HasSubstr(kept(tree_.path("elsewhere")))));
   // The home folder is an ordinary folder here.
   tree_.writeFile("home/.tidra-keep");
@@ -127,7 +138,7 @@ TEST_F(CleanupSession, TakesWithoutAskingOnlyWhatAToolIsKnownToHaveMade) {
   const auto outcome = runScan(request());
   EXPECT_THAT(told(selectForCleanup(outcome, request().resolver, {})), ElementsAre("b/node_modules: -"));
   EXPECT_THAT(told(selected()), ElementsAre("b/node_modules: -", "a/node_modules: -"));
-  const auto unproven = unprovenIn(outcome.report);
+  const auto unproven = unprovenIn(outcome);
   EXPECT_EQ(unproven.count, 1U);
   EXPECT_EQ(unproven.bytes, 10);
 }
@@ -188,7 +199,7 @@ TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
   git(tree_.path("code/mono"), {"add", "packages/one"});
   tree_.writeFile("code/bare/vendor/f");
   std::map<std::string, std::pair<ArtifactSafetyTier, std::string>> found;
-  for (const auto& finding : runScan(request()).findings) {
+  for (const auto& finding : findingsOf(request())) {
     found[finding.path.substr(tree_.path("code/").size())] = {finding.safetyTier, finding.restoreHint.value_or("")};
   }
   using enum ArtifactSafetyTier;
@@ -202,7 +213,7 @@ TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
   // Without a response of git nothing is safe.
   auto silent = request();
   silent.git = script("git", "exit 1");
-  for (const auto& finding : runScan(silent).findings) {
+  for (const auto& finding : findingsOf(silent)) {
     EXPECT_TRUE(finding.safetyTier != safe || finding.path == tree_.path("code/bare/vendor")) << finding.path;
   }
 }
@@ -228,7 +239,7 @@ TEST_F(CleanupSession, WorkInARepositoryInsideIsNoSafeFinding) {
   tree_.writeFile(inside("broken") + "/.git/HEAD", "nonsense");
   const auto before = snapshotOf(tree_.path("code"));
   std::map<std::string, ArtifactSafetyTier> found;
-  for (const auto& finding : runScan(request()).findings) {
+  for (const auto& finding : findingsOf(request())) {
     found[std::string(lastPathComponent(*finding.groupRoot))] = finding.safetyTier;
     EXPECT_EQ(finding.safetyTier == ArtifactSafetyTier::warning,
               finding.restoreHint.value_or("").ends_with("no remote repository: @me/lib"));
@@ -254,14 +265,14 @@ TEST_F(CleanupSession, ARepositoryInsideThatMayNotBeReadIsNoSafeFinding) {
   const WithoutPrivileges unprivileged(tree_);
   const auto outcome = runScan(request());
   ASSERT_EQ(outcome.findings.size(), 1U);
-  EXPECT_EQ(outcome.findings[0].safetyTier, ArtifactSafetyTier::caution);
+  EXPECT_EQ(outcome.findings[0].finding.safetyTier, ArtifactSafetyTier::caution);
 }
 
 TEST_F(CleanupSession, APythonPackageIsNotWhatItsNameSays) {
   tree_.writeFile("code/lib/vendor/__init__.py", "import os");
   tree_.writeFile("code/app/vendor/part/__init__.py");
   std::map<std::string, ArtifactSafetyTier> found;
-  for (const auto& finding : runScan(request()).findings) found[finding.path] = finding.safetyTier;
+  for (const auto& finding : findingsOf(request())) found[finding.path] = finding.safetyTier;
   EXPECT_EQ(found.at(tree_.path("code/lib/vendor")), ArtifactSafetyTier::warning);
   EXPECT_EQ(found.at(tree_.path("code/app/vendor")), ArtifactSafetyTier::safe);
 }
@@ -288,10 +299,11 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
                           HasSubstr("p/vendor: is of tier warning by now, but the plan says safe"),
                           HasSubstr("q/node_modules: is kept by"), HasSubstr("r/node_modules: is nothing that"),
                           HasSubstr("p/src: is nothing that the rules name there")));
-  const auto allowed = checkPlan(plan, excluding, {.force = true, .allowAnyPath = true}).candidates;
+  const auto rechecked = checkPlan(plan, excluding, {.force = true, .allowAnyPath = true});
+  const auto& allowed = rechecked.candidates;
   EXPECT_THAT(told(allowed), ElementsAre("p/build: -", "p/node_modules: -", HasSubstr("p/vendor: is of tier"),
                                          "q/node_modules: -", "r/node_modules: -", "p/src: -"));
-  ASSERT_TRUE(allowed[1].identity);
+  ASSERT_TRUE(allowed[1].identity());
   std::filesystem::rename(tree_.path("code/p/node_modules"), tree_.path("code/p/before"));
   tree_.writeFile("code/p/node_modules/other");
   const auto outcome = runCleanup(allowed, setting());
@@ -300,6 +312,20 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
   EXPECT_TRUE(exists("code/q/node_modules/f")) << "kept, and the run is not forced";
   EXPECT_EQ(outcome.disposal.receipts.size(), 2U);
   EXPECT_EQ(outcome.disposal.failures.size(), 4U);
+}
+
+/// The group of "globalCaches" is named "caches".
+TEST_F(CleanupSession, ACategoryMayBeNamedLikeTheGroupOfAnother) {
+  tree_.writeFile("home/.cache/mine/f");
+  auto asked = request();
+  asked.scanSystem = true;
+  asked.systemReach = SystemReach::everywhere;
+  asked.categories = {"caches"};
+  for (auto& rule : asked.catalog.systemRules) rule.category = "caches";
+  const auto plan = makeCleanupPlan(selectForCleanup(scanned(asked), asked.resolver, {}), DisposalMethod::trash, asked);
+  ASSERT_EQ(plan.items.size(), 1U);
+  EXPECT_EQ(plan.items[0].category, "caches");
+  EXPECT_EQ(checkPlan(plan, asked, {}).candidates.at(0).refusal, std::nullopt);
 }
 
 /// A scan takes time; a replacement of a measured folder was never examined.
@@ -319,7 +345,7 @@ TEST_F(CleanupSession, WhatReplacesAFindingDuringTheScanStays) {
       tree_.writeFile(place + (place.ends_with("file") ? "" : "/precious"), "precious");
     }
   };
-  const auto candidates = selectForCleanup(runScan(all), all.resolver, {.takesUnproven = true});
+  const auto candidates = selectForCleanup(scanned(all), all.resolver, {.takesUnproven = true});
   const auto outcome = runCleanup(candidates, setting());
   EXPECT_EQ(outcome.disposal.failures.size(), places.size());
   for (const auto& place : places) EXPECT_TRUE(exists(place)) << place;
@@ -350,7 +376,7 @@ class NestedPlaces : public CleanupSession {
                                         CleanupOptions options = {}) const {
     asked.tiers = std::move(tiers);
     options.takesUnproven = true;
-    auto lines = told(selectForCleanup(runScan(asked), asked.resolver, options));
+    auto lines = told(selectForCleanup(scanned(asked), asked.resolver, options));
     std::sort(lines.begin(), lines.end());
     return lines;
   }
@@ -373,7 +399,7 @@ TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {
   // Both tiers, of project folders and of system paths, are selected.
   const auto rules = withRules({{"inner", "outer/mid/inner", "caution", "mine"}, {"outer", "outer", "safe", "mine"}});
   EXPECT_THAT(selectedFrom(rules, {safe, caution}), ElementsAre("outer: -"));
-  const auto plan = makeCleanupPlan(selectForCleanup(runScan(rules), rules.resolver, {.takesUnproven = true}),
+  const auto plan = makeCleanupPlan(selectForCleanup(scanned(rules), rules.resolver, {.takesUnproven = true}),
                                     DisposalMethod::delete_, rules);
   EXPECT_EQ(plan.totalBytes(), 400) << "no byte twice";
   EXPECT_EQ(plan.highestTier(), caution);
@@ -382,8 +408,8 @@ TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {
   auto cut = plan;
   cut.items.at(0).tier = safe;
   EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre(HasSubstr("outer: holds ")));
-  for (const auto& item : runScan(rules).report.items) {
-    if (item.path != cut.items.at(0).path) cut.items.push_back(CleanupPlan::Item::make(item));
+  for (const auto& found : runScan(rules).findings) {
+    if (found.finding.path != cut.items.at(0).path) cut.items.push_back(CleanupPlan::Item::make(found));
   }
   EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre("outer: -"));
 }
@@ -398,7 +424,7 @@ TEST_F(NestedPlaces, WhatIsKeptHoldsBackWhatItLiesIn) {
 
 TEST_F(NestedPlaces, AFindingTakesTheTierOfAPlaceInItThatIsNone) {
   const auto tierOf = [&](const ScanRequest& asked, const std::string& place) {
-    for (const auto& finding : runScan(asked).findings) {
+    for (const auto& finding : findingsOf(asked)) {
       if (finding.path == tree_.path("code/" + place)) return std::string(rawValue(finding.safetyTier));
     }
     return std::string("none");
@@ -422,7 +448,7 @@ TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
   all.scanSystem = true;
   all.categories = {"mine"};
   all.systemReach = SystemReach::everywhere;
-  const auto candidates = selectForCleanup(runScan(all), all.resolver, {});
+  const auto candidates = selectForCleanup(scanned(all), all.resolver, {});
   std::vector<std::string> leftovers;
   for (const auto& candidate : candidates) {
     if (candidate.item.label == "Interrupted removal") {

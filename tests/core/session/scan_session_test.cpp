@@ -43,7 +43,9 @@ class ScanSession : public WithGitRepositories {
 
   std::vector<std::string> found(const ScanRequest& request) const {
     std::vector<std::string> paths;
-    for (const auto& finding : runScan(request).findings) paths.push_back(finding.path.substr(tree_.root().size() + 1));
+    for (const auto& found : runScan(request).findings) {
+      paths.push_back(found.finding.path.substr(tree_.root().size() + 1));
+    }
     return paths;
   }
 
@@ -64,13 +66,15 @@ class ScanSession : public WithGitRepositories {
 TEST_F(ScanSession, DatesEveryFindingFromItsProject) {
   makeProjects();
   std::map<std::string, std::optional<TimePoint>> dates;
-  for (const auto& finding : runScan(request({"code"})).findings) dates[*finding.groupRoot] = finding.lastActivityDate;
+  for (const auto& found : runScan(request({"code"})).findings) {
+    dates[*found.project()] = found.finding.lastActivityDate;
+  }
   EXPECT_EQ(dates[tree_.path("code/fresh")], commitDate);
   EXPECT_EQ(dates[tree_.path("code/old")], TimePoint{std::chrono::seconds{1000000000}});
 
   auto withoutGit = request({"code/fresh"});
   withoutGit.git.reset();
-  EXPECT_EQ(runScan(withoutGit).findings.at(0).lastActivityDate, fileDate);
+  EXPECT_EQ(runScan(withoutGit).findings.at(0).finding.lastActivityDate, fileDate);
 }
 
 TEST_F(ScanSession, NoneOfManyProjectsStaysUndated) {
@@ -85,7 +89,8 @@ TEST_F(ScanSession, NoneOfManyProjectsStaysUndated) {
   }
   const auto outcome = runScan(request({"code"}));
   ASSERT_EQ(outcome.findings.size(), 2U * projects);
-  for (const auto& finding : outcome.findings) {
+  for (const auto& found : outcome.findings) {
+    const ScanArtifactFinding& finding = found.finding;
     const int i = std::stoi(finding.groupRoot->substr(finding.groupRoot->rfind('p') + 1));
     EXPECT_EQ(finding.lastActivityDate, i % 2 == 0 ? commitDate : TimePoint{std::chrono::seconds{1000000000 + i}})
         << finding.path;
@@ -145,7 +150,7 @@ TEST_F(ScanSession, APlaceOutsideProjectsHoldsTheirFindingsOnlyWhenItIsReported)
 TEST_F(ScanSession, TheReportAddsUp) {
   makeProjects();
   const auto outcome = runScan(request({"code/fresh", "code/old"}));
-  const ScanReport& report = outcome.report;
+  const ScanReport report = makeReport(outcome, request({}).resolver);
   EXPECT_EQ(report.totalBytes, 43210);
   EXPECT_EQ(report.bytesByTier,
             (std::map<std::string, std::int64_t>{{"safe", 10}, {"caution", 3200}, {"warning", 40000}}));
@@ -159,7 +164,7 @@ TEST_F(ScanSession, TheReportAddsUp) {
   EXPECT_EQ(report.host, "a-host");
   EXPECT_EQ(report.generatedAt, now + std::chrono::seconds{static_cast<std::int64_t>(report.durationSeconds)});
   EXPECT_FALSE(report.partial);
-  EXPECT_EQ(outcome.aggregate.totalBytes, 43210U);
+  EXPECT_EQ(ScanAggregate::of(outcome.findings).totalBytes, 43210U);
   EXPECT_THAT(outcome.notes, IsEmpty());
   EXPECT_EQ(report.items[0].activity, ProjectActivity::inactive);
   EXPECT_EQ(report.items[3].activity, ProjectActivity::dormant);
@@ -172,7 +177,7 @@ TEST_F(ScanSession, SaysTheSameWhateverTheNumberOfWorkers) {
   std::vector<std::string> texts;
   for (const unsigned workers : {1U, 16U, 16U, 0U}) {
     asked.workers = workers;
-    ScanReport report = runScan(asked).report;
+    ScanReport report = makeReport(runScan(asked), asked.resolver);
     report.durationSeconds = 0;
     report.generatedAt = now;
     report.volume.reset();  // other programs change it meanwhile
@@ -244,14 +249,14 @@ TEST_F(ScanSession, OnlyTheFindingThatClaimsTooMuchPaysForIt) {
   }
   const auto outcome = runScan(request({"code"}));
   std::vector<std::uint64_t> sizes;
-  for (const auto& finding : outcome.findings) sizes.push_back(finding.sizeBytes);
+  for (const auto& found : outcome.findings) sizes.push_back(found.finding.sizeBytes);
   EXPECT_THAT(sizes, ElementsAre(10U, 200U, longest, 3000U));
-  EXPECT_EQ(outcome.aggregate.totalBytes, longest + 3210U);
-  EXPECT_EQ(outcome.report.totalBytes, std::numeric_limits<std::int64_t>::max());
+  EXPECT_EQ(ScanAggregate::of(outcome.findings).totalBytes, longest + 3210U);
+  EXPECT_EQ(makeReport(outcome, request({}).resolver).totalBytes, std::numeric_limits<std::int64_t>::max());
   EXPECT_THAT(outcome.notes, ElementsAre(HasSubstr("totals stay at the largest figure. The largest are")));
 
   std::filesystem::rename(tree_.path("home/sparse"), tree_.path("code/fresh/target/sparse"));
-  EXPECT_THAT(messageOf<std::overflow_error>([&] { runScan(request({"code"})); }),
+  EXPECT_THAT(messageOf<std::overflow_error>([&] { static_cast<void>(runScan(request({"code"}))); }),
               AllOf(HasSubstr("more than 64 bits hold"), HasSubstr("fresh/target (9223372036854775807 bytes)"),
                     HasSubstr("old/data"), HasSubstr("--exclude")));
 }
@@ -275,7 +280,7 @@ TEST_F(ScanSession, ADeepTreeCostsItsLength) {
     const rlimit little{rlim_t{1} << 30U, rlim_t{1} << 30U};
     ::setrlimit(RLIMIT_AS, &little);
     const auto outcome = runScan(request({"code"}));
-    const bool isStored = StoreFinder(tree_.path("home"), {}).holding(outcome.findings.at(0).path).has_value();
+    const bool isStored = StoreFinder(tree_.path("home"), {}).holding(outcome.findings.at(0).finding.path).has_value();
     std::fprintf(stderr, "%zu found%s", outcome.findings.size(), isStored ? " in a store" : "");
     std::_Exit(0);
   };
@@ -300,7 +305,7 @@ TEST_F(ScanSession, WorksWithoutASingleFurtherThread) {
     } catch (const std::system_error&) {
       const auto outcome = runScan(asked);
       std::fprintf(stderr, "%zu found, %lld bytes", outcome.findings.size(),
-                   static_cast<long long>(outcome.report.totalBytes));
+                   static_cast<long long>(makeReport(outcome, asked.resolver).totalBytes));
     }
     std::_Exit(0);
   };
@@ -318,7 +323,7 @@ TEST_F(ScanSession, NotesWhatCouldNotBeRead) {
                                          HasSubstr("1 folder below " + tree_.path("code") + " could not be read"),
                                          "~/missing could not be read: No such file or directory."));
   EXPECT_EQ(outcome.findings.size(), 4U);
-  EXPECT_FALSE(outcome.report.partial);
+  EXPECT_FALSE(outcome.circumstances.partial);
 }
 
 TEST_F(ScanSession, ACancelledScanReportsWhatItHasAsPartial) {
@@ -333,12 +338,12 @@ TEST_F(ScanSession, ACancelledScanReportsWhatItHasAsPartial) {
   asked.shouldCancel = [&] { return cancelled.load(); };
   asked.onProgress = [&](const ScanProgress& progress) { cancelled = progress.artifactsFound > 0; };
   const auto outcome = runScan(asked);
-  EXPECT_TRUE(outcome.report.partial);
+  EXPECT_TRUE(outcome.circumstances.partial);
   EXPECT_FALSE(outcome.findings.empty());
   EXPECT_LT(outcome.findings.size(), static_cast<std::size_t>(projects));
-  EXPECT_EQ(outcome.report.totalBytes, static_cast<std::int64_t>(3 * outcome.findings.size()));
-  for (const auto& finding : outcome.findings)
-    EXPECT_TRUE(finding.path.starts_with(tree_.path("code/"))) << finding.path;
+  EXPECT_EQ(ScanAggregate::of(outcome.findings).totalBytes, 3 * outcome.findings.size());
+  for (const auto& found : outcome.findings)
+    EXPECT_TRUE(found.finding.path.starts_with(tree_.path("code/"))) << found.finding.path;
 }
 
 TEST_F(ScanSession, CancellingEndsTheWaitForAHungGit) {
@@ -352,7 +357,7 @@ TEST_F(ScanSession, CancellingEndsTheWaitForAHungGit) {
     const auto outcome = runScan(asked);
     EXPECT_LT(std::chrono::steady_clock::now() - began,
               std::chrono::duration<double>(TidraGitMetadataReader::commandTimeoutSeconds));
-    EXPECT_TRUE(outcome.report.partial) << question;
+    EXPECT_TRUE(outcome.circumstances.partial) << question;
     EXPECT_EQ(outcome.findings.size(), 4U) << "the walk was done by then";
   }
 }
@@ -366,7 +371,7 @@ TEST_F(ScanSession, ProgressOfSeveralRootsAddsUp) {
     EXPECT_GE(progress.recoverableBytes, last.recoverableBytes);
     last = progress;
   };
-  runScan(asked);
+  static_cast<void>(runScan(asked));
   EXPECT_EQ(last.artifactsFound, 4U);
   EXPECT_EQ(last.projectsFound, 2U);
   EXPECT_EQ(last.recoverableBytes, 43210U);

@@ -169,7 +169,8 @@ TEST_P(BuiltInPlaces, EachGivesExactlyOneFinding) {
   for (const auto& category : systemScanCategoryTable) request.categories.emplace(category.key);
   request.categories.erase("docker");  // the machine may have an engine
   std::vector<std::string> found;
-  for (const auto& finding : SystemArtifactScanner(request).scan({}).findings) {
+  for (const auto& artifact : SystemArtifactScanner(request).scan({}).findings) {
+    const ScanArtifactFinding& finding = artifact.finding;
     EXPECT_EQ(finding.source, ArtifactSource::systemProbe);
     EXPECT_EQ(finding.ecosystemTag, ruleOf(*finding.ruleID).ecosystem);
     EXPECT_EQ(finding.restoreHint, ruleOf(*finding.ruleID).restoreHint);

@@ -122,10 +122,10 @@ class Pip : public testing::Test {
   void writePip() const { writePip(environment() + "/bin/python3"); }
 
   ProbeReport scan() const {
-    ScanArtifactFinding found;
-    found.path = environment();
-    found.ecosystemTag = "py";
-    found.groupRoot = fixture.tree().path("p");
+    FoundArtifact found;
+    found.finding.path = environment();
+    found.finding.ecosystemTag = "py";
+    found.finding.groupRoot = fixture.tree().path("p");
     return PipOrphanProbe::scan({found}, fixture.context);
   }
   /// The names in the hint.

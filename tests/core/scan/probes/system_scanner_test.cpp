@@ -58,19 +58,22 @@ class SystemScan : public testing::Test {
     added.category = category;
     added.paths = {{"linux", {path}}, {"macos", {path}}};
   }
-  ScanArtifactFinding project(const std::string& path, std::uint64_t bytes = 10) const {
-    ScanArtifactFinding finding;
-    finding.path = fixture.tree().path(path);
-    finding.sizeBytes = bytes;
-    return finding;
+  FoundArtifact project(const std::string& path, std::uint64_t bytes = 10) const {
+    FoundArtifact found;
+    found.finding.path = fixture.tree().path(path);
+    found.finding.sizeBytes = bytes;
+    found.place = RealPlaces().of(found.finding.path);
+    return found;
   }
   /// "id path bytes group" of each finding.
   std::vector<std::string> scan(const std::set<std::string>& categories,
-                                const std::vector<ScanArtifactFinding>& projects = {}) {
+                                const std::vector<FoundArtifact>& projects = {}) {
     fixture.handTo(request.context);
     request.categories = categories;
     std::vector<std::string> lines;
-    for (const auto& finding : SystemArtifactScanner(request).scan(projects).findings) {
+    for (const auto& found : SystemArtifactScanner(request).scan(projects).findings) {
+      const ScanArtifactFinding& finding = found.finding;
+      EXPECT_TRUE(categories.contains(found.category)) << found.category;
       lines.push_back(fixture.shown(
           fmt::format("{} {} {} {}", *finding.ruleID, finding.path, finding.sizeBytes, *finding.groupRoot)));
     }

@@ -1,0 +1,21 @@
+// Raises the tier of findings that a build cannot recreate, according to git.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "core/model/found_artifact.h"
+#include "core/scan/git_metadata.h"
+
+namespace tidra {
+
+/// Raises findings of projects that hold files tracked by git. Returns the number of those for which git did not
+/// answer; they do not count as safe.
+[[nodiscard]] std::size_t raiseTracked(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git);
+
+/// Raises findings that hold a repository with work that is in no remote one: users may work on a dependency where it
+/// was installed, in a clone or linked worktree. Returns whether git answered for all of them; those for which it did
+/// not do not count as safe.
+[[nodiscard]] bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git);
+
+}  // namespace tidra
