@@ -1,4 +1,6 @@
 // Compiled on Linux by scripts/check-macos; not yet run on a Mac.
+#include <fmt/format.h>
+
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/trash_disposer.h"
 #include "core/platform/desktop_trash_macos.h"
@@ -26,11 +28,16 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string&, Tim
 
 TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint, bool, const std::function<bool()>& shouldCancel) {
   constexpr double timeoutSeconds = 60;
-  ProcessRunner::run({.executablePath = "/usr/bin/osascript",
-                      .arguments = {"-e", "tell application \"Finder\" to empty trash"},
-                      .timeoutSeconds = timeoutSeconds,
-                      .shouldCancel = shouldCancel});
-  return {};
+  const auto answer = ProcessRunner::run({.executablePath = "/usr/bin/osascript",
+                                          .arguments = {"-e", "tell application \"Finder\" to empty trash"},
+                                          .timeoutSeconds = timeoutSeconds,
+                                          .shouldCancel = shouldCancel});
+  Emptied emptied;
+  if (!answer || answer->status != 0) {
+    const std::string reason = answer ? answer->stderr_ : "it did not answer in time";
+    emptied.purged.failures.push_back({"~/.Trash", fmt::format("the Finder could not empty it: {}", reason)});
+  }
+  return emptied;
 }
 
 std::string TrashDisposer::folder(const TidraPathResolver& resolver) { return joinedPath(resolver.home, ".Trash"); }
