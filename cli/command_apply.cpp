@@ -9,6 +9,7 @@
 #include "cli/option_rules.h"
 #include "cli/program.h"
 #include "cli/scan_options.h"
+#include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/scan/stores.h"
@@ -22,7 +23,7 @@ struct ApplyOptions {
   RemovalOptions removal;
 };
 
-constexpr std::size_t largestPlan = 256 * 1024 * 1024;
+constexpr std::size_t largestPlan = 256_MiB;
 
 CleanupPlan readPlan(const std::string& file, const std::string& host, bool force) {
   const std::string shown = fmt::format("Plan '{}'", escapedForTerminal(file));

@@ -7,6 +7,7 @@
 #include "cli/confirmation.h"
 #include "cli/program.h"
 #include "cli/scan_options.h"
+#include "core/base/byte_units.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/base/uuid.h"
@@ -95,7 +96,7 @@ std::string tableLine(const AuditRecord& record, const TidraPathResolver& resolv
 class Output {
  public:
   Output& operator+=(std::string_view text) {
-    constexpr std::size_t enough = 64 * 1024;
+    constexpr std::size_t enough = 64_KiB;
     text_ += text;
     if (text_.size() >= enough) flush();
     return *this;

@@ -52,7 +52,7 @@ std::function<void(const std::string&)> stepLog(bool json, const Program& progra
   return &printLine;
 }
 
-int told(const FleetRunError& failure) {
+int reportFailure(const FleetRunError& failure) {
   const bool locked = failure.kind() == FleetRunError::Kind::locked;
   const std::string help = failure.help().empty() ? "" : " " + failure.help();
   writeStandardError(fmt::format("tidra: {}.{}\n", escapedForTerminal(failure.what()), escapedForTerminal(help)));
@@ -82,7 +82,7 @@ int run(const FleetOptions& options, const Program& program) {
     if (result.interrupted) return ExitStatus::interrupted;
     return result.hasFailures() ? ExitStatus::someFailed : ExitStatus::done;
   } catch (const FleetRunError& failure) {
-    return told(failure);
+    return reportFailure(failure);
   }
 }
 
@@ -104,7 +104,7 @@ int serve(const FleetOptions& options, const Program& program) {
     service.serve();
     return ExitStatus::done;
   } catch (const FleetRunError& failure) {
-    return told(failure);
+    return reportFailure(failure);
   }
 }
 

@@ -46,7 +46,7 @@ int show(const Document& document, const RemoteOptions& options, Text&& text) {
 }
 
 /// Reports what was done, or would be done.
-int told(const std::string& sentence, const RemoteOptions& options, const Program& program) {
+int finished(const std::string& sentence, const RemoteOptions& options, const Program& program) {
   if (options.json) {
     nlohmann::json object{{"ok", true}};
     if (program.options.dryRun) object["dryRun"] = true;
@@ -124,22 +124,22 @@ int note(const RemoteOptions& options, const Program& program) {
   } else {
     askHub([&] { hub.setNote(options.name, options.text); }, missing);
   }
-  return told(fmt::format("The note of host '{}' {} {}.", shown(options.name),
-                          program.options.dryRun ? "would be" : "is", isCleared ? "cleared" : "set"),
-              options, program);
+  return finished(fmt::format("The note of host '{}' {} {}.", shown(options.name),
+                              program.options.dryRun ? "would be" : "is", isCleared ? "cleared" : "set"),
+                  options, program);
 }
 
 /// Asks, then removes. What the hub does not have is reported without asking.
 template <class Removal>
 int removeAfterAsking(const std::string& what, const std::string& consequence, const RemoteOptions& options,
                       const Program& program, Removal&& remove) {
-  if (program.options.dryRun) return told(fmt::format("{} would be removed.", what), options, program);
+  if (program.options.dryRun) return finished(fmt::format("{} would be removed.", what), options, program);
   if (!confirmed({fmt::format("Remove {} from the hub? {}", what, consequence), {}}, program)) {
     writeNote("Nothing was removed.");
     return ExitStatus::done;
   }
   remove();
-  return told(fmt::format("{} is removed.", what), options, program);
+  return finished(fmt::format("{} is removed.", what), options, program);
 }
 
 int removeHost(const RemoteOptions& options, const Program& program) {
@@ -175,9 +175,9 @@ int putPolicy(const RemoteOptions& options, const Program& program) {
   const std::string document = readPolicyFile(path);
   const HubClient hub = makeHubClient(options.access, program);
   if (!program.options.dryRun) askHub([&] { hub.putPolicy(options.name, document); });
-  return told(fmt::format("Policy '{}' {} stored; hosts that name it carry it out from their next run.",
-                          shown(options.name), program.options.dryRun ? "would be" : "is"),
-              options, program);
+  return finished(fmt::format("Policy '{}' {} stored; hosts that name it carry it out from their next run.",
+                              shown(options.name), program.options.dryRun ? "would be" : "is"),
+                  options, program);
 }
 
 int removePolicy(const RemoteOptions& options, const Program& program) {
@@ -259,9 +259,9 @@ void addHubRemote(CLI::App& hub, Program& program) {
   listing->footer("Examples:\n  tidra hub hosts --status attention\n  tidra hub hosts --search rack-b --json");
   adding.named(adding.command(hub, "host", "One host in full", &host), "The host")
       ->footer("Examples:\n  tidra hub host build-7\n  tidra hub host build-7 --json");
-  CLI::App* telling = adding.command(hub, "events", "What happened lately, oldest first", &events);
-  telling->add_option("--limit", adding.options().limit, "How many (default: 20)")->type_name("N");
-  telling->footer("Examples:\n  tidra hub events\n  tidra hub events --limit 200 --json");
+  CLI::App* recent = adding.command(hub, "events", "What happened lately, oldest first", &events);
+  recent->add_option("--limit", adding.options().limit, "How many (default: 20)")->type_name("N");
+  recent->footer("Examples:\n  tidra hub events\n  tidra hub events --limit 200 --json");
   CLI::App* noting =
       adding.named(adding.command(hub, "note", "Write an administrator's note on a host", &note), "The host");
   noting->add_option("TEXT", adding.options().text, "The note; an empty one clears it")->required()->type_name("");

@@ -112,10 +112,10 @@ int forEach(const std::vector<QuarantineDisposer::Entry>& entries, const Quarant
     if (InterruptGuard::requested()) break;
     try {
       act(entry);
-      const std::string told = past == "restored" ? entry.manifest.originalPath : entry.name();
+      const std::string name = past == "restored" ? entry.manifest.originalPath : entry.name();
       paths.push_back(entry.url);
       if (!options.json) {
-        writeOut(fmt::format("{} {} {}.\n", shown(told), program.options.dryRun ? "would be" : "is", past));
+        writeOut(fmt::format("{} {} {}.\n", shown(name), program.options.dryRun ? "would be" : "is", past));
       }
     } catch (const std::exception& error) {
       failures.push_back({entry.url, error.what()});

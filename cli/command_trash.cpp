@@ -30,6 +30,7 @@ void writePurged(const FreedesktopTrash::Purged& purged, const std::vector<Freed
                  bool interrupted, const TrashOptions& options, const Program& program) {
   if (options.json) {
     std::vector<std::string> paths;
+    paths.reserve(left.size());
     for (const FreedesktopTrash::Entry& entry : left) paths.push_back(entry.path);
     const auto fill = [&](JsonObjectWriter& object) {
       object.put("failures", purged.failures).putByteList("purged", purged.paths).putByteList("unlisted", paths);

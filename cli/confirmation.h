@@ -15,6 +15,6 @@ struct Confirmation {
 /// Asks on standard error and returns true when the user agrees. "--yes" answers plain questions only, not those with a
 /// typed answer. Throws InputError when a terminal is needed and there is none, Interrupted after a signal; a signal
 /// while waiting ends the program.
-bool confirmed(const Confirmation& confirmation, const Program& program);
+[[nodiscard]] bool confirmed(const Confirmation& confirmation, const Program& program);
 
 }  // namespace tidra

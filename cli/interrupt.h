@@ -17,7 +17,7 @@ void handleInterrupts();
 
 /// While alive, the first SIGINT or SIGTERM sets a flag and a second one ends the program. The flag is never cleared,
 /// so that no phase of a command misses an earlier signal. A command holds one guard for its whole life.
-class InterruptGuard {
+class [[nodiscard]] InterruptGuard {
  public:
   InterruptGuard();
   ~InterruptGuard();
@@ -33,7 +33,7 @@ class InterruptGuard {
 
 /// Marks a wait that cannot poll and changes nothing, such as a prompt or output into a blocked pipe: while alive, the
 /// first signal ends the program at once. A flag already set has no effect.
-class BlockingWait {
+class [[nodiscard]] BlockingWait {
  public:
   /// `lastWords`, a literal, is written to standard error in that case.
   explicit BlockingWait(const char* lastWords = "");
@@ -46,7 +46,7 @@ class BlockingWait {
 };
 
 /// While alive, SIGHUP requests a reload of configuration files instead of ending the program. One instance at a time.
-class HangupGuard {
+class [[nodiscard]] HangupGuard {
  public:
   HangupGuard();
   ~HangupGuard();

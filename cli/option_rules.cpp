@@ -67,6 +67,7 @@ void check(const CLI::App& command, const OptionRule& rule) {
     }
     if (rule.relation == Relation::needs && other == others.end()) {
       std::vector<std::string> needed;
+      needed.reserve(others.size());
       for (const std::string_view text : others) needed.push_back(asTyped(text));
       throw InputError(missingNeed(option, joined(needed, " or ")));
     }

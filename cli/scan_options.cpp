@@ -112,6 +112,7 @@ std::set<ArtifactSafetyTier> chosenTiers(const ScanOptions& options) {
 
 void checkCategories(const ScanOptions& options, const RuleCatalog& catalog) {
   std::vector<std::string> known;
+  known.reserve(systemScanCategoryTable.size());
   for (const auto& category : systemScanCategoryTable) known.emplace_back(category.key);
   for (const auto& rule : catalog.systemRules) {
     if (std::find(known.begin(), known.end(), rule.category) == known.end()) known.push_back(rule.category);

@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <map>
 #include <set>
 #include <utility>
@@ -83,7 +85,8 @@ std::vector<Group> makeGroups(const ScanReport& report, ScanSort sort) {
 /// A bar in eighths of a cell; `share` is 0 to 1 of the full width.
 std::string bar(double share) {
   constexpr std::array<std::string_view, 9> eighths{"", "▏", "▎", "▍", "▌", "▋", "▊", "▉", "█"};
-  const auto cells = std::clamp<std::size_t>(static_cast<std::size_t>(share * barWidth * 8.0 + 0.5), 1, barWidth * 8);
+  const auto cells =
+      std::clamp<std::size_t>(static_cast<std::size_t>(std::lround(share * barWidth * 8.0)), 1, barWidth * 8);
   std::string text;
   for (std::size_t i = 0; i < cells / 8; ++i) text += eighths[8];
   return text + std::string(eighths[cells % 8]);
@@ -183,7 +186,7 @@ class ScanTextWriter {
 
   /// The restore hint, cut to the line; cut hints are listed in full below.
   std::string hint(const ScanReportItem& item, std::size_t used) {
-    const std::string whole = (needsALook(item) ? "to look at: " : "") + shown(*item.restoreHint);
+    std::string whole = (needsALook(item) ? "to look at: " : "") + shown(*item.restoreHint);
     if (!onScreen()) return whole;
     const std::size_t room = options_.terminal.columns > used ? options_.terminal.columns - used : 0;
     if (displayWidth(whole) > room) cutHints_.emplace(shown(item.label), whole);

@@ -17,7 +17,8 @@ void noteUnlisted(const std::vector<FreedesktopTrash::Entry>& unlisted);
 
 /// Asks whether to remove undated entries too. None when nobody is asked: without a terminal, and with --yes, which
 /// answers the first question only.
-std::optional<bool> agreesToUnlisted(const std::vector<FreedesktopTrash::Entry>& unlisted, const Program& program);
+[[nodiscard]] std::optional<bool> agreesToUnlisted(const std::vector<FreedesktopTrash::Entry>& unlisted,
+                                                   const Program& program);
 
 /// "Interrupted; 3 entries of the trash are deleted, 5 that were to go are still in it."
 std::string interruptedText(const FreedesktopTrash::Purged& purged);

@@ -12,14 +12,14 @@ namespace tidra {
 
 namespace {
 
-void tell(const std::string& note) { writeNote(escapedForTerminal(note)); }
+void writeEscapedNote(const std::string& note) { writeNote(escapedForTerminal(note)); }
 
 }  // namespace
 
 UserState::UserState(const TidraPathResolver& resolver)
-    : preferences(openPreferences(resolver, &tell)),
+    : preferences(openPreferences(resolver, &writeEscapedNote)),
       settings(*preferences),
-      exclusions(*preferences, &tell),
+      exclusions(*preferences, &writeEscapedNote),
       lastScan(*preferences, stateFolders(currentPlatform, resolver).applicationData),
       resolver_(resolver) {}
 

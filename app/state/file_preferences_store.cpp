@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/base/byte_units.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
@@ -15,7 +16,7 @@ namespace tidra {
 namespace {
 
 constexpr unsigned ownerOnly = 0600;
-constexpr std::size_t mostPreferencesBytes = 64 * 1024 * 1024;
+constexpr std::size_t mostPreferencesBytes = 64_MiB;
 
 /// Bytes are encoded as {"text": …}, as {"base64": …} when they are not UTF-8; dates as {"date": …}.
 nlohmann::json encodeValue(const PreferencesStore::Value& value) {
@@ -72,7 +73,7 @@ std::optional<nlohmann::json> FilePreferencesStore::load() const {
 std::optional<PreferencesStore::Value> FilePreferencesStore::value(const std::string& key) const {
   const auto document = load();
   if (document) return valueIn(*document, key);
-  if (!std::exchange(toldOfDamage_, true)) {
+  if (!std::exchange(damageReported_, true)) {
     onNote_(fmt::format("The preferences {} are damaged, so exclusions kept there do not count.", path_));
   }
   return std::nullopt;

@@ -29,7 +29,7 @@ class FilePreferencesStore : public PreferencesStore {
 
   std::string path_;
   std::function<void(const std::string&)> onNote_;
-  mutable bool toldOfDamage_ = false;
+  mutable bool damageReported_ = false;
 };
 
 }  // namespace tidra

@@ -25,9 +25,23 @@ concept TabledEnum = requires {
   EnumTable<E>::rows;
 };
 
+/// Whether the rows are in the order of declaration, without gaps, and each text is there once.
+template <TabledEnum E>
+consteval bool isWellFormed() {
+  const auto& rows = EnumTable<E>::rows;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (static_cast<std::size_t>(rows[i].value) != i || rows[i].text.empty()) return false;
+    for (std::size_t k = 0; k < i; ++k) {
+      if (rows[k].text == rows[i].text) return false;
+    }
+  }
+  return true;
+}
+
 /// Returns the raw text of a case; empty for a value outside the enumeration.
 template <TabledEnum E>
 constexpr std::string_view rawValue(E value) {
+  static_assert(isWellFormed<E>());
   for (const auto& row : EnumTable<E>::rows) {
     if (row.value == value) return row.text;
   }

@@ -8,7 +8,7 @@
 namespace tidra {
 
 /// Owns at most one thread; destructor and move assignment join it.
-class JoiningThread {
+class [[nodiscard]] JoiningThread {
  public:
   JoiningThread() = default;
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "core/base/byte_units.h"
+
 namespace tidra {
 
 class JsonWriter;
@@ -30,7 +32,7 @@ struct RecordCodec {
 nlohmann::json parseJson(std::string_view text, const std::string& what);
 
 /// parseJson() for untrusted input: bounds the size to `mostBytes` and the nesting to 100 levels.
-constexpr std::size_t mostForeignJsonBytes = 8 * 1024 * 1024;
+constexpr std::size_t mostForeignJsonBytes = 8_MiB;
 nlohmann::json parseForeignJson(std::string_view text, const std::string& what,
                                 std::size_t mostBytes = mostForeignJsonBytes);
 

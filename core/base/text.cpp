@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstdint>
 
 namespace tidra {
@@ -19,6 +20,7 @@ struct Scalar {
 
 /// Decodes the first scalar of `bytes`, which must not be empty.
 Scalar decodeScalar(std::string_view bytes) {
+  assert(!bytes.empty());
   const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
   const unsigned char lead = byteAt(0);
   if (lead < 0x80) return {lead, 1};

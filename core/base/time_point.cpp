@@ -88,12 +88,12 @@ std::optional<TimePoint> fromExactIso8601(std::string_view text) {
 
 std::optional<TimePoint> fromIso8601(std::string_view text) {
   using namespace std::chrono;
-  const auto year_ = takeNumber(text, 4);
-  if (!year_ || !take(text, '-')) return std::nullopt;
-  const auto month_ = takeNumber(text, 2);
-  if (!month_ || !take(text, '-')) return std::nullopt;
-  const auto day_ = takeNumber(text, 2);
-  if (!day_ || !take(text, 'T')) return std::nullopt;
+  const auto yearNumber = takeNumber(text, 4);
+  if (!yearNumber || !take(text, '-')) return std::nullopt;
+  const auto monthNumber = takeNumber(text, 2);
+  if (!monthNumber || !take(text, '-')) return std::nullopt;
+  const auto dayNumber = takeNumber(text, 2);
+  if (!dayNumber || !take(text, 'T')) return std::nullopt;
   const auto hour = takeNumber(text, 2);
   if (!hour || !take(text, ':')) return std::nullopt;
   const auto minute = takeNumber(text, 2);
@@ -102,7 +102,8 @@ std::optional<TimePoint> fromIso8601(std::string_view text) {
   if (!second || *hour > 23 || *minute > 59 || *second > 60) return std::nullopt;
   dropFraction(text);
   const auto offset = takeOffset(text);
-  const year_month_day date{year{*year_}, month{static_cast<unsigned>(*month_)}, day{static_cast<unsigned>(*day_)}};
+  const year_month_day date{year{*yearNumber}, month{static_cast<unsigned>(*monthNumber)},
+                            day{static_cast<unsigned>(*dayNumber)}};
   if (!offset || !date.ok()) return std::nullopt;
   const TimePoint time = sys_days{date} + hours{*hour} + minutes{*minute} + seconds{*second} - *offset;
   return timePointAt(time.time_since_epoch().count());

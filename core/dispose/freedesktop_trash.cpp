@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <ctime>
 
+#include "core/base/byte_units.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
@@ -22,7 +23,7 @@ namespace {
 constexpr std::string_view infoSuffix = StoreNames::infoSuffix;
 constexpr std::string_view pathKey = "Path=";
 constexpr std::string_view dateKey = "DeletionDate=";
-constexpr std::size_t largestInfo = 64 * 1024;
+constexpr std::size_t largestInfo = 64_KiB;
 constexpr const char* trashName = "the trash folder";
 
 std::string infoOf(const std::string& name) { return name + std::string(infoSuffix); }
@@ -169,7 +170,7 @@ std::string FreedesktopTrash::trash(const HeldEntry& entry, const std::string& o
   constexpr std::size_t numberLength = 10;
   const std::string stem = shortenedName(entry.name, infoSuffix.size() + numberLength);
   for (;;) {
-    const std::string name = reserve(store, stem, text);
+    std::string name = reserve(store, stem, text);
     try {
       if (!moveIntoStore(entry, store.files, name, deleteInstead)) return store.files.pathOf(name);
     } catch (const StrayedError& error) {

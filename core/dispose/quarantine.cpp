@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "core/base/byte_units.h"
 #include "core/base/record_fields.h"
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
@@ -19,7 +20,7 @@ namespace tidra {
 namespace {
 
 constexpr const char* quarantineName = "the quarantine folder";
-constexpr std::size_t largestManifest = 1024 * 1024;
+constexpr std::size_t largestManifest = 1_MiB;
 
 /// Formats "20260314T101500" in UTC.
 std::string stamp(TimePoint date) {
@@ -111,7 +112,7 @@ QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& 
   const std::string prefix = stamp(date) + "-";
   const std::string stem = prefix + shortenedName(entry.name, prefix.size() + manifestSuffix.size() + numberLength);
   for (;;) {
-    const std::string name = reserve(store, stem, manifest);
+    std::string name = reserve(store, stem, manifest);
     try {
       if (!moveIntoStore(entry, store, name, deleteInstead)) return {store.pathOf(name), bytes};
     } catch (const StrayedError& error) {

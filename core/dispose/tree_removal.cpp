@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include <atomic>
+#include <cassert>
 #include <chrono>
 #include <memory>
 #include <mutex>
@@ -46,6 +47,7 @@ class RemovalRound {
 
   void visit(Traversal::Visit& visit) {
     RemovedFolder& folder = *visit.context();
+    assert(!folder.node);
     folder.node = visit.node();
     folder.node->holdDescriptor();
     if (folder.parent == nullptr) top_ = folder.node;
@@ -121,6 +123,7 @@ class RemovalRound {
 
   /// One part of a folder's work is done. The last part removes the folder, itself a part of its parent's work.
   void finish(Context folder) {
+    assert(folder->pending > 0);
     while (folder && --folder->pending == 0) {
       if (!folder->parent) return;  // the first folder is the caller's
       if (!traversal_->isCancelled()) removeEmptied(*folder);

@@ -17,7 +17,7 @@ struct TreeRemoval {
   };
 
   /// Result of a removal.
-  struct Result {
+  struct [[nodiscard]] Result {
     bool complete = false;  // nothing is left, the folder itself included
     bool cancelled = false;
     std::string obstaclePath;  // path relative to the folder of what could not be removed; empty for the folder itself

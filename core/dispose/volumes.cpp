@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cassert>
 #include <set>
 
 #include "core/base/text.h"
@@ -164,6 +165,7 @@ std::chrono::seconds retention(std::int64_t days) {
 }
 
 void requireSameVolume(const HeldEntry& entry, const std::string& storePath, std::string_view wayOut) {
+  assert(storePath.starts_with('/'));
   std::string existing = storePath;
   while (existing != "/" && !followedFacts(existing)) existing = parentPath(existing);
   if (Volumes::differ(entry.folder, existing)) throw otherVolume(entry, storePath, holdFolder(existing), wayOut);
@@ -207,6 +209,7 @@ void requireChangeable(const HeldEntry& entry) {
 std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, const std::string& name,
                               std::string_view wayOut) {
   // Removing an artefact is no work on its project, whose folder's date may be the only date that it has.
+  assert(namesAnEntry(name));
   const KeptFolderDate date(entry.folder.descriptor.get());
   const auto reason = moveOpeningUp(entry, store, name);
   if (reason == std::errc::file_exists) return reason;
@@ -225,6 +228,7 @@ bool namesAnEntry(std::string_view name) { return !name.empty() && name != "." &
 
 std::string shortenedName(std::string_view name, std::size_t reserved) {
   constexpr std::size_t longest = 255;
+  assert(reserved < longest);
   if (name.size() + reserved <= longest) return std::string(name);
   const auto shortened = utf8Prefix(name, longest - reserved);
   return std::string(shortened.empty() ? name.substr(0, longest - reserved) : shortened);

@@ -15,7 +15,7 @@
 
 namespace tidra {
 
-struct CleanupPlan {
+struct [[nodiscard]] CleanupPlan {
   struct Item {
     std::string id;    // of the report item
     std::string path;  // absolute, or a tool-backed target

@@ -46,7 +46,7 @@ struct TidraDeletionFailure {
 };
 
 /// Both in the order in which the items were processed.
-struct DisposalOutcome {
+struct [[nodiscard]] DisposalOutcome {
   std::vector<DisposalReceipt> receipts;
   std::vector<TidraDeletionFailure> failures;
 

@@ -2,12 +2,6 @@
 
 namespace tidra {
 
-std::set<std::string> allEcosystemKeys() {
-  std::set<std::string> keys;
-  for (const auto& ecosystem : ecosystemTable) keys.emplace(ecosystem.key);
-  return keys;
-}
-
 std::string ecosystemName(std::string_view key) {
   for (const auto& ecosystem : ecosystemTable) {
     if (ecosystem.key == key) return std::string(ecosystem.name);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <set>
 #include <string>
 #include <string_view>
 
@@ -27,8 +26,6 @@ inline constexpr std::array ecosystemTable{
     TidraEcosystemDescriptor{"dotnet", ".NET / NuGet", "chevron.left.forwardslash.chevron.right"},
     TidraEcosystemDescriptor{"general", "General (logs, .DS_Store, temp)", "folder"},
 };
-
-std::set<std::string> allEcosystemKeys();
 
 /// Returns the display name; the tag itself if a custom rule defined it.
 std::string ecosystemName(std::string_view key);

@@ -1,10 +1,13 @@
 #include "core/model/removal_leftover.h"
 
+#include <cassert>
+
 #include "core/base/text.h"
 
 namespace tidra {
 
 std::string RemovalLeftover::unclaimedText(const std::vector<std::string>& places) {
+  assert(!places.empty());
   constexpr std::size_t mostNamed = 5;
   const std::size_t named = std::min(places.size(), mostNamed);
   std::string names = joined({places.begin(), places.begin() + static_cast<std::ptrdiff_t>(named)}, ", ");

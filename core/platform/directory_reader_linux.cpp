@@ -9,12 +9,13 @@
 #include <cstddef>
 #include <cstring>
 
+#include "core/base/byte_units.h"
 #include "core/platform/directory_reader.h"
 
 namespace tidra {
 namespace {
 
-constexpr std::size_t bufferBytes = 64 * 1024;
+constexpr std::size_t bufferBytes = 64_KiB;
 #ifdef STATX_MNT_ID
 constexpr unsigned mountMask = STATX_MNT_ID;
 #else

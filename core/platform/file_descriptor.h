@@ -8,7 +8,7 @@
 namespace tidra {
 
 /// Owns one descriptor and closes it; -1 inside means none.
-class FileDescriptor {
+class [[nodiscard]] FileDescriptor {
  public:
   FileDescriptor() = default;
   explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}

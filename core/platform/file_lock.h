@@ -10,14 +10,14 @@ namespace tidra {
 
 /// Holds an exclusive flock() while alive; the kernel releases it when the process ends, crashes included. The file
 /// stays.
-class FileLock {
+class [[nodiscard]] FileLock {
  public:
   /// Creates the file with mode 0600 if missing and blocks until the lock is free. Throws std::system_error that names
   /// the path.
   explicit FileLock(const std::string& path);
 
   /// As the constructor, but returns nullopt instead of blocking while another process holds the lock.
-  static std::optional<FileLock> tryTake(const std::string& path);
+  [[nodiscard]] static std::optional<FileLock> tryTake(const std::string& path);
 
  private:
   explicit FileLock(FileDescriptor file) : file_(std::move(file)) {}

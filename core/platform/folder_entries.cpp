@@ -7,6 +7,7 @@
 
 #include <cstdio>
 
+#include "core/base/byte_units.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/open_file.h"
 
@@ -94,7 +95,7 @@ Outcome<std::string> readFileEntry(int folder, const char* name, std::size_t mos
 
 Outcome<std::string> readToEnd(const FileDescriptor& file, std::size_t mostBytes) {
   std::string bytes;
-  constexpr std::size_t chunk = 64 * 1024;
+  constexpr std::size_t chunk = 64_KiB;
   for (;;) {
     const std::size_t size = bytes.size();
     bytes.resize(size + chunk);

@@ -57,7 +57,7 @@ Outcome<std::string> readToEnd(const FileDescriptor& file, std::size_t mostBytes
 
 /// Keeps the modification time of an open folder while entries are moved out of it or into it: the destructor sets the
 /// time that the constructor read. Best effort, as only the owner and root may set it. The descriptor must outlive it.
-class KeptFolderDate {
+class [[nodiscard]] KeptFolderDate {
  public:
   explicit KeptFolderDate(int folder);
   ~KeptFolderDate();

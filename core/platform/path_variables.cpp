@@ -1,5 +1,7 @@
 #include "core/platform/path_variables.h"
 
+#include <cassert>
+
 #include "core/base/text.h"
 
 namespace tidra {
@@ -12,6 +14,7 @@ bool isNamePart(char c) { return isNameStart(c) || isAsciiDigit(c); }
 }  // namespace
 
 VariableReference variableReferenceAt(std::string_view text, std::size_t start) {
+  assert(start < text.size() && text[start] == '$');
   std::size_t nameStart = start + 1;
   if (nameStart < text.size() && text[nameStart] == '{') ++nameStart;
   std::size_t end = nameStart;

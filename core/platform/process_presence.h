@@ -9,6 +9,6 @@ namespace tidra {
 std::int32_t currentProcess();
 
 /// Whether a process with this id exists, of any user. As with kill(), 0 and negative numbers mean process groups.
-bool processExists(std::int32_t process);
+[[nodiscard]] bool processExists(std::int32_t process);
 
 }  // namespace tidra

@@ -16,6 +16,7 @@
 #include <shared_mutex>
 #include <thread>
 
+#include "core/base/byte_units.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/platform/file_descriptor.h"
@@ -197,7 +198,7 @@ class PipeReader {
 
   /// Reads what is available; closes the pipe at end of file.
   void drain() {
-    std::array<char, 16 * 1024> chunk;
+    std::array<char, 16_KiB> chunk;
     while (source_ && !overflowed()) {
       const auto count = ::read(source_.get(), chunk.data(), chunk.size());
       if (count > 0) {

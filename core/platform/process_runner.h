@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/base/byte_units.h"
 #include "core/platform/path_resolver.h"
 
 namespace tidra {
@@ -37,13 +38,13 @@ struct ProcessRunner {
   };
 
   /// More output than this on one pipe ends the command: bounds memory against an endless writer.
-  static constexpr std::size_t outputLimitBytes = 64 * 1024 * 1024;
+  static constexpr std::size_t outputLimitBytes = 64_MiB;
 
   /// Runs a command in its own process group, with empty standard input and no other descriptors of ours. Blocks until
   /// it exits, at most the timeout plus one second (two if descendants hold its pipes). Returns nullopt if it could not
   /// be started or had to be ended. Does not throw. Thread-safe. Restores the default SIGCHLD if ignored, since exit
   /// statuses are lost otherwise.
-  static std::optional<Result> run(const Command& command);
+  [[nodiscard]] static std::optional<Result> run(const Command& command);
 
   /// Returns the absolute path of a trusted executable from the folders of PATH ("/usr/bin:/bin:/usr/local/bin" when
   /// unset), then the usual places; nullopt if there is none. Relative folders are skipped.

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include <cassert>
 #include <random>
 #include <utility>
 
@@ -36,14 +37,17 @@ StagedFile::~StagedFile() {
 }
 
 void StagedFile::write(std::string_view bytes) {
+  assert(file_);
   if (const auto reason = writeAll(file_, bytes)) fail(reason);
 }
 
 void StagedFile::flush() {
+  assert(file_);
   if (const auto reason = flushFile(file_)) fail(reason);
 }
 
 void StagedFile::put() {
+  assert(file_);
   if (::rename(path_.c_str(), target_.c_str()) != 0) fail(lastSystemError());
   file_.reset();
 }

@@ -14,6 +14,7 @@
 #include <set>
 #include <vector>
 
+#include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/file_descriptor.h"
@@ -156,8 +157,8 @@ class UsageCollector {
  private:
   static constexpr std::size_t mostDescriptors = 200'000;
   static constexpr std::size_t mostDescriptorsOfOne = 10'000;
-  static constexpr std::size_t mostMapBytes = 64 * 1024 * 1024;  // about 600,000 mappings
-  static constexpr std::size_t mostMapBytesOfOne = 1024 * 1024;
+  static constexpr std::size_t mostMapBytes = 64_MiB;  // about 600,000 mappings
+  static constexpr std::size_t mostMapBytesOfOne = 1_MiB;
   static constexpr std::size_t mostArguments = 64;
   static constexpr std::size_t mostPossiblePaths = 256;  // per process
 
@@ -252,7 +253,7 @@ class UsageCollector {
 
   void addMappedFiles(std::int64_t process) {
     const FileDescriptor file(::open(fmt::format("/proc/{}/maps", process).c_str(), O_RDONLY | O_CLOEXEC));
-    constexpr std::size_t chunk = 64 * 1024;
+    constexpr std::size_t chunk = 64_KiB;
     std::string text;
     std::string last;  // consecutive mappings are mostly of the same file
     const std::size_t most = std::min(mapBytes_ + mostMapBytesOfOne, mostMapBytes);

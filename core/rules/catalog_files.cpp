@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "core/base/byte_units.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
@@ -13,7 +14,7 @@ namespace tidra {
 RuleCatalog loadCatalogFile(const std::string& path) {
   const std::string shown = escapedForTerminal(path);
   // A device such as /dev/zero never ends; a rule has a few hundred bytes.
-  constexpr std::size_t longest = std::size_t{64} * 1024 * 1024;
+  constexpr std::size_t longest = 64_MiB;
   const auto text = readFile(path, longest);
   if (!text && text.failure() == std::errc::file_too_large) {
     throw InputError(fmt::format("Rules file '{}' is longer than 64 MiB; name a file with rules.", shown));

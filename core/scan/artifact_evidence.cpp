@@ -1,7 +1,7 @@
 // Evidence, strongest first: files that only the tool leaves inside (the table below); git ignores the folder; the
 // tool's manifest lies beside it. The weaker kinds count only without counter-evidence: a project manifest inside,
 // mostly hand-written source, a location below test fixtures, or contents all older than their arrival on this disk (an
-// unpacked archive). Some folders no tool can recreate, whatever the evidence.
+// unpacked archive). Some folders no tool can recreate, regardless of evidence.
 #include "core/scan/artifact_evidence.h"
 
 #include <fmt/format.h>
@@ -12,6 +12,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
@@ -259,7 +260,7 @@ bool holdsNothingButItsInstaller(const std::string& environment) {
 
 /// Whether a file of a Python project lists an environment's packages, not just formatter settings.
 bool listsPackages(const std::string& project, const std::string& name) {
-  constexpr std::size_t largest = 1024 * 1024;
+  constexpr std::size_t largest = 1_MiB;
   const auto text = readRegularFile(joinedPath(project, name), largest);
   if (!text) return text.failure() == std::errc::file_too_large;
   const auto holdsAny = [&](std::initializer_list<const char*> words) {
@@ -279,7 +280,7 @@ bool listsPackages(const std::string& project, const std::string& name) {
 class PackageManifest {
  public:
   explicit PackageManifest(const std::string& project) {
-    constexpr std::size_t largest = 1024 * 1024;
+    constexpr std::size_t largest = 1_MiB;
     const auto text = readRegularFile(joinedPath(project, "package.json"), largest);
     const auto json = text ? nlohmann::json::parse(*text, nullptr, false) : nlohmann::json();
     if (!json.is_object()) return;

@@ -136,7 +136,7 @@ class WalkVisitor {
  private:
   void walk(Visit& folder) {
     const FolderNode& node = *folder.node();
-    if (pathWanted_.load(std::memory_order_relaxed) && pathWanted_.exchange(false)) tellPath(node);
+    if (pathWanted_.load(std::memory_order_relaxed) && pathWanted_.exchange(false)) publishPath(node);
     const FolderFilter filter(filter_, folder.context().place, node);
     ProjectFolder project(lastPathComponent(node.name()), node.descriptor(), folder.reader());
     PackageSigns packages(lastPathComponent(node.name()));
@@ -299,7 +299,7 @@ class WalkVisitor {
             .repositories = std::move(artifact.repositories)};
   }
 
-  void tellPath(const FolderNode& node) {
+  void publishPath(const FolderNode& node) {
     std::string path = node.path();
     const std::lock_guard lock(mutex_);
     currentFolder_ = std::move(path);

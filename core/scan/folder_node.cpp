@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <cassert>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -61,6 +62,7 @@ void FolderNode::closeDescriptor() {
   if (!descriptor_) return;
   descriptor_.reset();
   --openCount;
+  assert(openCount >= 0);
 }
 
 std::string FolderNode::path() const {
@@ -111,6 +113,7 @@ Outcome<FileDescriptor> FolderNode::openExpected(const char* name) {
     });
   }
   auto opened = openPatiently([&] { return openSubdirectory(descriptor_.get(), name); });
+  assert(unopened_ > 0);
   if (--unopened_ == 0 && !held_) closeDescriptor();
   return opened;
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -77,17 +78,19 @@ class FolderTraversal {
   }
 
   /// Adds a tree. Opening its first folder follows symbolic links. Call before run().
-  void addRoot(const std::string& path, Context context) { addTask({nullptr, path, std::move(context), {}}); }
+  void addRoot(const std::string& path, Context context) { addFirst({nullptr, path, std::move(context), {}}); }
 
   /// Adds a tree by the open descriptor of its first folder, which is never looked up by path again. `path` is used for
   /// FolderNode::path() only. Call before run().
   void addRoot(FileDescriptor folder, const std::string& path, Context context) {
-    addTask({nullptr, path, std::move(context), std::move(folder)});
+    assert(folder);
+    addFirst({nullptr, path, std::move(context), std::move(folder)});
   }
 
   /// Visits every folder and returns true, or false if it was cancelled. Polls `shouldCancel` on the caller's thread,
   /// the first time before any folder is visited, and calls `onPoll` while that returns false. Both may be empty.
   bool run(const std::function<bool()>& shouldCancel, const std::function<void()>& onPoll = {}) {
+    assert(threads_.empty());
     bool cancelled = false;
     const auto cancelWhenAsked = [&] {
       if (cancelled || !shouldCancel || !shouldCancel()) return;
@@ -101,6 +104,7 @@ class FolderTraversal {
       if (!cancelled && onPoll) onPoll();
       cancelWhenAsked();
     }
+    assert(outstanding_ == 0 && queued_ == 0);
     return !cancelled;
   }
 
@@ -169,7 +173,8 @@ class FolderTraversal {
     return outstanding_ == 0;
   }
 
-  void addTask(Task task) {
+  void addFirst(Task task) {
+    assert(threads_.empty());
     stacks_[0].tasks.push_back(std::move(task));
     ++outstanding_;
     ++queued_;
@@ -214,6 +219,7 @@ class FolderTraversal {
     task = std::move(tasks.back());
     tasks.pop_back();
     --queued_;
+    assert(queued_ >= 0);
     return true;
   }
 

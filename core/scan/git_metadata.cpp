@@ -7,6 +7,7 @@
 #include <charconv>
 #include <set>
 
+#include "core/base/byte_units.h"
 #include "core/base/record_fields.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
@@ -187,7 +188,7 @@ std::optional<TimePoint> TidraGitMetadataReader::latestCommitDate(const std::str
   const auto facts = followedFacts(git);
   if (!facts) return std::nullopt;
   if (facts->type == EntryType::directory) return facts->modified;
-  constexpr std::size_t longest = 64 * 1024;
+  constexpr std::size_t longest = 64_KiB;
   constexpr std::string_view key = "gitdir:";
   const auto text = readRegularFile(git, longest);
   if (!text || !text->starts_with(key)) return facts->modified;

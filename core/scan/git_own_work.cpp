@@ -1,5 +1,6 @@
 // Finds repositories with work that a new clone would not contain: uncommitted changes, untracked files, unpushed
 // commits and stashes.
+#include "core/base/byte_units.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
@@ -19,7 +20,7 @@ bool isRemainsOfRepository(const std::string& folder) {
 
 /// Commits of a linked worktree are in its main repository, which stays.
 bool isLinkedWorktree(const std::string& folder) {
-  constexpr std::size_t longest = 64 * 1024;
+  constexpr std::size_t longest = 64_KiB;
   const auto text = readRegularFile(joinedPath(folder, ".git"), longest);
   return text && text->find("/worktrees/") != std::string::npos;
 }

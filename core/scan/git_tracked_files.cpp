@@ -1,6 +1,7 @@
 // Finds folders that contain tracked files: one "git ls-files" per repository, ended once every folder is known to.
 #include <map>
 
+#include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/platform/path_text.h"
 #include "core/scan/git_metadata.h"
@@ -11,7 +12,7 @@ namespace tidra {
 namespace {
 
 /// Longer lists of folders exceed the command line; git then lists all tracked files.
-constexpr std::size_t mostArgumentBytes = 64 * 1024;
+constexpr std::size_t mostArgumentBytes = 64_KiB;
 
 std::string pathWithin(const std::string& repository, const std::string& folder) {
   return folder.substr(repository == "/" ? 1 : repository.size() + 1);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
@@ -15,7 +16,7 @@
 namespace tidra {
 namespace {
 
-constexpr std::size_t largestIgnoreFile = 256 * 1024;
+constexpr std::size_t largestIgnoreFile = 256_KiB;
 constexpr std::size_t mostPatterns = 4096;
 
 /// Bounds the number of levels; no repository is as deep.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cassert>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -93,7 +94,10 @@ class Measurement {
   }
 
   /// Counts a finished or unopened folder; returns true for the last one.
-  bool finishFolder() { return --pending_ == 0; }
+  [[nodiscard]] bool finishFolder() {
+    assert(pending_ > 0);
+    return --pending_ == 0;
+  }
 
  private:
   bool belongs(std::string_view folderName) const;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <bitset>
+#include <cassert>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -15,6 +16,7 @@ class NameMap {
  public:
   /// Inserts a missing value. The name must not be empty.
   T& operator[](std::string_view name) {
+    assert(!name.empty());
     lengths_ |= lengthBit(name);
     firstBytes_.set(static_cast<unsigned char>(name.front()));
     return values_.try_emplace(std::string(name)).first->second;

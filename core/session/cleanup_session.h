@@ -53,7 +53,7 @@ std::vector<CleanupCandidate> selectForCleanup(ScanOutcome&&, const TidraPathRes
 CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, DisposalMethod method,
                             const ScanRequest& request, std::optional<std::string> reason = {});
 
-struct CheckedPlan {
+struct [[nodiscard]] CheckedPlan {
   std::unique_ptr<const ScanOutcome> scan;   // not null; the candidates refer to its findings
   std::vector<CleanupCandidate> candidates;  // in plan order, without those inside another one
 };
@@ -84,7 +84,7 @@ struct CleanupSetting {
   std::function<void(const CleanupCandidate&, const TidraDeletionService::Result&, std::int64_t bytes)> onResult;
 };
 
-struct CleanupOutcome {
+struct [[nodiscard]] CleanupOutcome {
   DisposalOutcome disposal;                // refused candidates are among the failures
   std::vector<UnmeasuredSize> unmeasured;  // in the order of their receipts; also in a dry run
   std::vector<std::string> remainders;     // one sentence per receipt of which something stays

@@ -1,4 +1,4 @@
-// Nested findings: removing the outer one also removes the inner one, whatever its tier.
+// Nested findings: removing the outer one also removes the inner one, regardless of its tier.
 #pragma once
 
 #include <functional>

@@ -1,6 +1,7 @@
 #include "core/session/project_activity_reader.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 #include "core/platform/files.h"
@@ -37,13 +38,15 @@ void ProjectActivityReader::add(const std::string& project, const std::string& f
   if (!seen_.insert(project).second) return;
   const std::string repository = repositoryOf(folder);
   const std::lock_guard lock(mutex_);
-  if (repository.empty()) return enqueue([=, this] { readProject({project, folder, sources}, std::nullopt); });
+  if (repository.empty()) return enqueue(lock, [=, this] { readProject({project, folder, sources}, std::nullopt); });
   const auto [known, isNew] = repositories_.try_emplace(repository);
   if (known->second.isAsked) {
-    return enqueue([=, this, commit = known->second.lastCommit] { readProject({project, folder, sources}, commit); });
+    return enqueue(lock, [=, this, commit = known->second.lastCommit] {
+      readProject({project, folder, sources}, commit);
+    });
   }
   known->second.waiting.push_back({project, folder, sources});
-  if (isNew) enqueue([=, this] { askRepository(repository); });
+  if (isNew) enqueue(lock, [=, this] { askRepository(repository); });
 }
 
 /// Returns empty if no repository determines the folder's date. Repositories of or above the home folder (settings
@@ -54,8 +57,8 @@ std::string ProjectActivityReader::repositoryOf(const std::string& folder) {
   return std::string(*repository);
 }
 
-/// Call with the mutex locked. Does nothing once closed: the destructor then joins `threads_` without the mutex.
-void ProjectActivityReader::enqueue(std::function<void()> task) {
+/// Does nothing once closed: the destructor then joins `threads_` without the mutex.
+void ProjectActivityReader::enqueue(const Lock& /*mutex_*/, std::function<void()> task) {
   if (closed_) return;
   waiting_.push(std::move(task));
   const bool allBusy = running_ + waiting_.size() > threads_.size();
@@ -75,6 +78,7 @@ void ProjectActivityReader::work() {
 }
 
 void ProjectActivityReader::runNext(std::unique_lock<std::mutex>& lock) {
+  assert(lock.owns_lock() && !waiting_.empty());
   const auto task = std::move(waiting_.front());
   waiting_.pop();
   ++running_;
@@ -92,7 +96,7 @@ void ProjectActivityReader::askRepository(const std::string& repository) {
   asked.isAsked = true;
   asked.lastCommit = lastCommit;
   for (Project& project : std::exchange(asked.waiting, {})) {
-    enqueue([=, this, project = std::move(project)] { readProject(project, lastCommit); });
+    enqueue(lock, [=, this, project = std::move(project)] { readProject(project, lastCommit); });
   }
 }
 

@@ -43,7 +43,7 @@ class ProjectActivityReader {
   void cancel() { cancelled_ = true; }
 
   /// Waits for the answers; returns whether all are available.
-  bool waitFor(std::chrono::milliseconds most);
+  [[nodiscard]] bool waitFor(std::chrono::milliseconds most);
 
   /// Returns the answers so far. Unreadable projects have none.
   std::map<std::string, TimePoint> answers();
@@ -62,7 +62,8 @@ class ProjectActivityReader {
   };
 
   std::string repositoryOf(const std::string& folder);
-  void enqueue(std::function<void()> task);
+  using Lock = std::lock_guard<std::mutex>;
+  void enqueue(const Lock& held, std::function<void()> task);
   void work();
   /// Runs the first waiting task; releases the mutex meanwhile.
   void runNext(std::unique_lock<std::mutex>& lock);

@@ -23,7 +23,8 @@ class RemovalGuard {
   /// started with an argument there, or has locked, mapped or opened a file in it; a process that works between the
   /// project and the top of its repository, except the home folder's. `project` is the project folder; absent outside
   /// projects. Snapshots are cached for some seconds.
-  std::optional<std::string> reasonToKeep(const std::string& path, const std::optional<std::string>& project);
+  [[nodiscard]] std::optional<std::string> reasonToKeep(const std::string& path,
+                                                        const std::optional<std::string>& project);
 
  private:
   std::optional<std::string> keeperOf(const std::string& path, const std::optional<std::string>& project);

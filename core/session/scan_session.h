@@ -68,7 +68,7 @@ struct ScanRequest {
 };
 
 /// Each finding is here once. makeReport and ScanAggregate::of build what is shown and stored.
-struct ScanOutcome {
+struct [[nodiscard]] ScanOutcome {
   std::vector<FoundArtifact> findings;         // what the request asked for, in the order of the report
   ScanReport::Circumstances circumstances;     // of the report
   std::vector<NestedFinding> nested;           // including findings that the request filtered out

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "core/base/byte_units.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/platform/held_folder.h"
@@ -13,7 +14,7 @@
 namespace tidra {
 namespace {
 
-constexpr std::size_t chunkBytes = 256 * 1024;
+constexpr std::size_t chunkBytes = 256_KiB;
 
 /// Throws InputError with the reason why a file could not be opened.
 [[noreturn]] void failOpening(const std::string& url, FileAccess access, std::error_code reason) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/base/byte_units.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/file_descriptor.h"
 #include "core/platform/open_file.h"
@@ -33,7 +34,7 @@ std::string auditLogNamed(const std::string& url);
 class AuditLineReader {
  public:
   /// Longer lines are reported, without their text.
-  static constexpr std::size_t mostLineBytes = 1024 * 1024;
+  static constexpr std::size_t mostLineBytes = 1_MiB;
 
   struct Line {
     std::string_view text;     // without line feed; valid until the next call; empty if too long
@@ -47,7 +48,7 @@ class AuditLineReader {
   explicit AuditLineReader(const FileDescriptor& file, std::uint64_t offset = 0);
 
   /// False at the end of the file. Throws std::system_error on a read error.
-  bool next(Line& line);
+  [[nodiscard]] bool next(Line& line);
 
   /// The offset of the next line.
   std::uint64_t offset() const { return offset_; }

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cassert>
 #include <limits>
 
 #include "core/base/json_fields.h"
@@ -57,6 +58,7 @@ AuditRecord recordOf(const std::string& url, const LastLine& line) {
 }
 
 std::string readWindow(const std::string& url, const FileDescriptor& file, std::uint64_t from, std::uint64_t to) {
+  assert(from <= to);
   std::string window(to - from, '\0');
   const auto got = readAt(file, from, window.data(), window.size());
   if (!got) throw InputError(fmt::format("{} cannot be read: {}.", auditLogNamed(url), got.failure().message()));
@@ -129,9 +131,9 @@ std::optional<AuditRecord> AuditLog::lastRecordFound() const {
   return lastRecordFound_;
 }
 
-/// Call with the lock held. Where no other user can replace the file, an unchanged size means the file checked before;
+/// Where no other user can replace the file, an unchanged size means the file checked before;
 /// a full check costs more than the write.
-GrowingFile AuditLog::openToAppend() const {
+GrowingFile AuditLog::openToAppend(const Lock& /*lock_*/) const {
   if (isSafe_) {
     auto known = openGrowingFile(url_);
     if (known && known->sizeBytes == sizeBytes_) return std::move(*known);
@@ -142,7 +144,7 @@ GrowingFile AuditLog::openToAppend() const {
 
 AuditRecord AuditLog::append(const Builder& build) {
   const std::scoped_lock guard(lock_);
-  const auto [file, sizeBytes] = openToAppend();
+  const auto [file, sizeBytes] = openToAppend(guard);
   if (sizeBytes > sizeBytes_) {
     // Another run appended before this one took the run lock.
     if (const auto reading = AuditFile::open(url_, FileAccess::read)) findHead(reading->descriptor, sizeBytes);
@@ -164,6 +166,7 @@ AuditRecord AuditLog::append(const Builder& build) {
     reservedTo_ = 0;
     throw std::system_error(failure, auditLogNamed(url_) + " cannot be written");
   }
+  assert(record.seq == seq_ + 1 && record.hash);
   seq_ = record.seq;
   lastHash_ = *record.hash;
   sizeBytes_ = sizeBytes + line.size();

@@ -113,7 +113,8 @@ class AuditLog {
 
  private:
   void findHead(const FileDescriptor& file, std::uint64_t sizeBytes);
-  GrowingFile openToAppend() const;
+  using Lock = std::scoped_lock<std::mutex>;
+  GrowingFile openToAppend(const Lock& held) const;
 
   const std::string url_;
   bool isSafe_ = false;      // no other user can replace the log

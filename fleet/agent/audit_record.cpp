@@ -34,7 +34,7 @@ UnsealedLine encodeUnsealed(const AuditRecord& record) {
   return line;
 }
 
-/// Puts a hash in its place; `hash` is text that needs no escaping.
+/// Inserts the hash, which needs no escaping.
 std::string sealed(UnsealedLine line, std::string_view hash) {
   constexpr std::string_view key = R"(,"hash":")";
   const std::size_t bytes = key.size() + hash.size() + 1;
@@ -53,7 +53,7 @@ nlohmann::json parsedLine(std::string_view line, const std::string& where) {
   try {
     return parseForeignJson(line, where);
   } catch (const DecodingError&) {
-    throw DecodingError(where + " is not valid JSON");  // the place within the line would read like one in the file
+    throw DecodingError(where + " is not valid JSON");  // the parser's position would look like the file's
   }
 }
 

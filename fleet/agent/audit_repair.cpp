@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "core/base/byte_units.h"
 #include "core/base/json_fields.h"
 #include "core/platform/files.h"
 #include "core/platform/folder_entries.h"
@@ -58,7 +59,7 @@ RecordsEnd findRecordsEnd(const FileDescriptor& file) {
 
 void copyRange(const FileDescriptor& from, std::uint64_t begin, std::uint64_t end, const FileDescriptor& to,
                const std::string& path) {
-  constexpr std::size_t chunkBytes = 256 * 1024;
+  constexpr std::size_t chunkBytes = 256_KiB;
   std::vector<char> buffer(chunkBytes);
   for (std::uint64_t at = begin; at < end;) {
     const auto got = readAt(from, at, buffer.data(), std::min<std::uint64_t>(buffer.size(), end - at));

@@ -42,15 +42,15 @@ std::string BrokenRun::description() const {
 std::vector<QuarantineDisposer::Entry> BrokenRun::unrecorded(const std::string& log,
                                                              std::vector<QuarantineDisposer::Entry> entries) const {
   std::optional<TimePoint> began;
-  std::unordered_set<std::string> untold;
-  for (const auto& entry : entries) untold.insert(entry.url);
+  std::unordered_set<std::string> withoutRecord;
+  for (const auto& entry : entries) withoutRecord.insert(entry.url);
   AuditLog::forEachRecord(log, [&](const AuditRecord& record) {
     if (isLastWord(record)) began.reset();
     if (!began && !isLastWord(record) && !isRepair(record)) began = record.time;
-    if (record.destination) untold.erase(*record.destination);
+    if (record.destination) withoutRecord.erase(*record.destination);
   });
   std::erase_if(entries, [&](const QuarantineDisposer::Entry& entry) {
-    return !began || entry.manifest.quarantinedAt < *began || !untold.contains(entry.url);
+    return !began || entry.manifest.quarantinedAt < *began || !withoutRecord.contains(entry.url);
   });
   return entries;
 }

@@ -52,7 +52,7 @@ class Run {
                                      .dryRun = result_.dryRun,
                                      .clock = runner_.clock});
     try {
-      tellOfThePast(resolved, log, recorder);
+      reportEarlierRuns(resolved, log, recorder);
       steps(resolved, log, recorder);
     } catch (const std::exception& failure) {
       recordFailure(recorder, failure);
@@ -135,15 +135,15 @@ class Run {
   }
 
   /// Records broken runs and tampering found in the log.
-  void tellOfThePast(const ResolvedPolicy& resolved, const AuditLog& log, const RunRecorder& recorder) const {
-    const auto tell = [&](const std::string& message) {
+  void reportEarlierRuns(const ResolvedPolicy& resolved, const AuditLog& log, const RunRecorder& recorder) const {
+    const auto report = [&](const std::string& message) {
       warn(message);
       recorder.error(message);
     };
     const auto broken = BrokenRun::find(log);
-    if (const auto missing = log.recordsMissing()) tell(*missing);
+    if (const auto missing = log.recordsMissing()) report(*missing);
     if (!broken) return;
-    tell(broken->description());
+    report(broken->description());
     for (const auto& entry : broken->unrecorded(log.url(), quarantined(resolved))) {
       const auto message = fmt::format("is in quarantine since the time of run {}, without a record of it", broken->id);
       warn(fmt::format("{} {}", entry.manifest.originalPath, message));

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "core/base/byte_units.h"
 #include "core/base/errors.h"
 #include "core/base/record_fields.h"
 #include "core/base/text.h"
@@ -31,7 +32,7 @@ template struct RecordCodec<HubPolicyState>;
 namespace {
 
 // A policy has at most 8 MiB; JSON escapes a byte in up to six.
-constexpr std::size_t mostStateBytes = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t mostStateBytes = 64_MiB;
 
 /// Checksum: a flipped bit in a path would otherwise go unnoticed.
 std::string checkOf(const HubPolicyState& state) { return Sha256().update(HubJSON::compact(state)).finish(); }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/base/byte_units.h"
 #include "fleet/hub/protocol/hub_client.h"
 #include "fleet/hub/protocol/hub_report.h"
 
@@ -15,7 +16,7 @@ namespace tidra {
 /// Reports that wait for the hub: JSON lines in a file for the agent's user only, oldest first.
 struct UnsentReports {
   static constexpr std::size_t mostReports = 100;
-  static constexpr std::size_t mostBytes = std::size_t{8} * 1024 * 1024;
+  static constexpr std::size_t mostBytes = 8_MiB;
 
   /// The file beside an audit log.
   static std::string pathFor(const std::string& auditLog);

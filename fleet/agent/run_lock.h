@@ -11,7 +11,7 @@ namespace tidra {
 
 /// Acquired by creating the file, released by removing it, at the latest by the destructor. A stale lock of a dead
 /// process is replaced. Not thread-safe.
-class RunLock {
+class [[nodiscard]] RunLock {
  public:
   /// Another run holds the lock.
   class LockError : public std::runtime_error {

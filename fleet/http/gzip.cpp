@@ -7,6 +7,7 @@
 #include <new>
 #include <optional>
 
+#include "core/base/byte_units.h"
 #include "core/base/text.h"
 
 namespace tidra {
@@ -41,7 +42,7 @@ class Deflater {
     while (state != Z_STREAM_END) {
       feed();
       const std::size_t filled = result.size();
-      constexpr std::size_t chunk = 256 * 1024;
+      constexpr std::size_t chunk = 256_KiB;
       result.resize(filled + chunk);
       stream_.next_out = reinterpret_cast<Bytef*>(result.data() + filled);
       stream_.avail_out = chunk;

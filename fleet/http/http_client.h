@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/base/byte_units.h"
 #include "core/platform/path_resolver.h"
 #include "core/platform/stop_signal.h"
 #include "fleet/http/http_message.h"
@@ -40,7 +41,7 @@ class HTTPClientError : public std::runtime_error {
 /// Thread-safe; calls share no state.
 struct HTTPClient {
   /// Longer responses are refused.
-  static constexpr std::size_t mostResponseBytes = 64 * 1024 * 1024;
+  static constexpr std::size_t mostResponseBytes = 64_MiB;
 
   struct Request {
     std::string method;

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <exception>
 #include <utility>
 
@@ -79,7 +80,7 @@ HTTPConnection::Next HTTPConnection::read(const HTTPHandler& handler, const HTTP
         continue;
       case State::body:
         if (!takeBodyBytes()) return refuse(busy(), isEnding);
-        if (!tellToContinue()) return Next::close;
+        if (!sendContinue()) return Next::close;
         continue;
       case State::complete:
         answer(handler, failed);
@@ -93,6 +94,7 @@ HTTPConnection::Next HTTPConnection::read(const HTTPHandler& handler, const HTTP
 }
 
 HTTPConnection::Next HTTPConnection::write(bool isEnding) {
+  assert(stage_ == Stage::writing && sent_ <= output_.size());
   if (isEnding) stageEnd_ = std::min(stageEnd_, Clock::now() + limits_.wait);
   while (sent_ < output_.size()) {
     const auto count = sendNow(socket_, std::string_view(output_).substr(sent_));
@@ -106,6 +108,7 @@ HTTPConnection::Next HTTPConnection::write(bool isEnding) {
 }
 
 HTTPConnection::Next HTTPConnection::drain() {
+  assert(stage_ == Stage::draining);
   std::array<char, readBytes> buffer;
   for (std::size_t drained = 0; drained < drainedAtOnce;) {
     const auto count = receiveNow(socket_, buffer);
@@ -140,14 +143,15 @@ bool HTTPConnection::takeBodyBytes() {
 }
 
 /// Sends "100 Continue" once when the client expects it; returns false when it could not be sent whole.
-bool HTTPConnection::tellToContinue() {
+bool HTTPConnection::sendContinue() {
   constexpr std::string_view goOn = "HTTP/1.1 100 Continue\r\n\r\n";
-  if (!reader_.awaitsContinue() || std::exchange(wasToldToContinue_, true)) return true;
+  if (!reader_.awaitsContinue() || std::exchange(sentContinue_, true)) return true;
   const auto count = sendNow(socket_, goOn);
   return count && *count == goOn.size();  // fits the empty send buffer of a new connection
 }
 
 void HTTPConnection::answer(const HTTPHandler& handler, const HTTPFailureLog& failed) {
+  assert(reader_.state() == HTTPRequestReader::State::complete);
   const bool withBody = reader_.request().method != "HEAD";
   std::string bytes;
   try {
@@ -163,6 +167,7 @@ void HTTPConnection::answer(const HTTPHandler& handler, const HTTPFailureLog& fa
 }
 
 void HTTPConnection::beginWriting(std::string bytes, bool drainsAfterwards) {
+  assert(stage_ == Stage::reading);  // a second response would follow the first
   stage_ = Stage::writing;
   stageEnd_ = Clock::now() + limits_.response;
   output_ = std::move(bytes);

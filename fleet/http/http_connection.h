@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/base/byte_units.h"
 #include "core/platform/file_descriptor.h"
 #include "fleet/http/http_message.h"
 #include "fleet/http/http_parser.h"
@@ -16,10 +17,10 @@ namespace tidra {
 
 /// The server's resource limits.
 struct HTTPServerLimits {
-  std::size_t connections = 512;              // concurrently; more get a 503, unless a silent one can be dropped
-  std::size_t workers = 16;                   // threads that call the handler
-  std::size_t bodyBytes = 256 * 1024 * 1024;  // total of large bodies received so far; more get a 503
-  std::size_t smallBodyBytes = 256 * 1024;    // of each body, not counted against bodyBytes
+  std::size_t connections = 512;         // concurrently; more get a 503, unless a silent one can be dropped
+  std::size_t workers = 16;              // threads that call the handler
+  std::size_t bodyBytes = 256_MiB;       // total of large bodies received so far; more get a 503
+  std::size_t smallBodyBytes = 256_KiB;  // of each body, not counted against bodyBytes
   std::chrono::milliseconds wait = std::chrono::seconds(10);       // between two bytes from or to a client
   std::chrono::milliseconds crowded = std::chrono::seconds(1);     // the same, when the server is full
   std::chrono::milliseconds request = std::chrono::seconds(30);    // for the whole request
@@ -32,7 +33,7 @@ class ByteBudget {
  public:
   explicit ByteBudget(std::size_t bytes) : left_(bytes) {}
   /// Returns false and takes nothing when less is left.
-  bool take(std::size_t bytes);
+  [[nodiscard]] bool take(std::size_t bytes);
   void giveBack(std::size_t bytes) { left_ += bytes; }
 
  private:
@@ -83,7 +84,7 @@ class HTTPConnection {
   Next waitWithin(Next next, Clock::time_point end);
   bool waitForFirstBytes();
   bool takeBodyBytes();
-  bool tellToContinue();
+  bool sendContinue();
   void answer(const HTTPHandler& handler, const HTTPFailureLog& failed);
   void beginWriting(std::string bytes, bool drainsAfterwards);
 
@@ -99,7 +100,7 @@ class HTTPConnection {
   std::string output_;
   std::size_t sent_ = 0;
   bool isFresh_ = true;  // has not waited for the first bytes yet
-  bool wasToldToContinue_ = false;
+  bool sentContinue_ = false;
   bool drainsAfterwards_ = false;
 };
 

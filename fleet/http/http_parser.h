@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/base/byte_units.h"
 #include "fleet/http/http_message.h"
 
 namespace tidra {
@@ -22,7 +23,7 @@ class HTTPRequestReader {
     overlong,  // the head exceeds mostHeadBytes
   };
 
-  static constexpr std::size_t mostHeadBytes = 64 * 1024;
+  static constexpr std::size_t mostHeadBytes = 64_KiB;
 
   explicit HTTPRequestReader(std::size_t maxBodyBytes) : maxBodyBytes_(maxBodyBytes) {}
 

@@ -6,6 +6,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <cassert>
 #include <iterator>
 #include <utility>
 
@@ -73,8 +74,9 @@ void HTTPServer::stop() {
   close();
 }
 
-/// Call only after the accept thread has ended, or before it starts.
+/// For after the accept thread has ended, or before it starts.
 void HTTPServer::close() {
+  assert(!thread_.joinable());
   {
     const std::lock_guard guard(queueLock_);
     isQueueClosed_ = true;
@@ -141,6 +143,7 @@ void HTTPServer::pollOnce() {
 
 /// Queues connections that are ready, closes those past their deadline.
 void HTTPServer::resumeParked(const std::vector<short>& events) {
+  assert(events.size() == parked_.size());
   const auto now = Clock::now();
   for (std::size_t i = 0; i < events.size(); ++i) {
     Connection& connection = parked_[i].connection;
@@ -235,6 +238,7 @@ std::unique_ptr<HTTPConnection> HTTPServer::nextConnection() {
 }
 
 void HTTPServer::enqueue(Connection connection) {
+  assert(connection);
   std::unique_lock guard(queueLock_);
   queue_.push_back(std::move(connection));
   wakeWorker(guard);
@@ -244,6 +248,7 @@ void HTTPServer::enqueue(Connection connection) {
 /// which wakes the next if work is left. Mostly the running workers have emptied the queue by then, and a thread switch
 /// costs more than a short response.
 void HTTPServer::wakeWorker(std::unique_lock<std::mutex>& guard) {
+  assert(guard.owns_lock());
   const bool isNeeded = !queue_.empty() && idleWorkers_ > 0 && !isWorkerWaking_;
   if (isNeeded) isWorkerWaking_ = true;
   guard.unlock();
@@ -253,6 +258,7 @@ void HTTPServer::wakeWorker(std::unique_lock<std::mutex>& guard) {
 /// Closes the connection and decrements the count; the accept thread waits for the last one to end.
 void HTTPServer::drop(Connection connection) {
   connection.reset();
+  assert(open_ > 0);
   --open_;
   if (stopping_) wake_->wake();
 }

@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "core/base/byte_units.h"
 #include "core/platform/listening_socket.h"
 #include "core/platform/wake_pipe.h"
 #include "fleet/http/http_connection.h"
@@ -25,7 +26,7 @@ namespace tidra {
 /// is closed sooner.
 class HTTPServer {
  public:
-  static constexpr std::size_t usualMaxBodyBytes = 8 * 1024 * 1024;
+  static constexpr std::size_t usualMaxBodyBytes = 8_MiB;
 
   /// `host` is an IPv4 address, "0.0.0.0" for all interfaces. Port 0 picks a free one. `failed` is called with what a
   /// handler throws, on the handler's thread; the client does not see it. Nothing is opened yet.

@@ -3,9 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cassert>
 #include <optional>
 #include <string_view>
 
+#include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/open_file.h"
@@ -32,6 +34,7 @@ OpenFile openOrMake(const std::string& path) {
 /// False also when unreadable: an extra line feed makes an empty line, which readers skip.
 bool endsWithLineFeed(const std::string& path, std::uint64_t size) {
   const auto file = openFile(path, FileAccess::read);
+  assert(size > 0);
   char last = 0;
   const auto got = file ? readAt(file->descriptor, size - 1, &last, 1) : Outcome<std::size_t>(file.failure());
   return got && *got == 1 && last == '\n';
@@ -39,8 +42,8 @@ bool endsWithLineFeed(const std::string& path, std::uint64_t size) {
 
 /// The tail of a file with at least `count` complete non-empty lines, within the search limit.
 std::string tailOf(const OpenFile& file, std::size_t count) {
-  constexpr std::uint64_t chunk = 256 * 1024;
-  constexpr std::uint64_t most = 64 * 1024 * 1024;
+  constexpr std::uint64_t chunk = 256_KiB;
+  constexpr std::uint64_t most = 64_MiB;
   std::vector<std::string> chunks;  // last chunk first
   std::size_t lines = 0;
   std::uint64_t begin = file.facts.sizeBytes;

@@ -47,11 +47,11 @@ std::string hostFileName(std::string_view host) {
   for (const char c : replacingInvalidUtf8(host)) {
     constexpr unsigned continuationMask = 0xC0;
     constexpr unsigned continuation = 0x80;
-    if ((static_cast<unsigned char>(c) & continuationMask) == continuation) continue;  // part of one character
+    if ((static_cast<unsigned char>(c) & continuationMask) == continuation) continue;  // continuation byte
     name += isKept(c) ? c : '_';
   }
   if (name.empty()) name = "_";
-  // A name has at most 255 bytes, of which the temporary file that replaces a file takes 10 more than the file.
+  // File names have at most 255 bytes; the temporary file's name is 10 longer.
   constexpr std::size_t most = 240 - jsonExtension.size();
   if (name.size() > most) {
     const std::string hash = "_" + StableID::make(host);

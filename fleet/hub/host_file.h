@@ -9,19 +9,18 @@
 
 namespace tidra {
 
-/// The name of a host's file: "_" for each character that is neither an ASCII letter nor a digit nor one of "-_.", and
-/// ".json" after it. Different hosts may have the same. One that no file system would take is cut and ends with a hash
-/// of the host's name.
+/// The file name of a host: each character other than an ASCII letter, a digit or one of "-_." becomes "_"; ".json" is
+/// appended. Not unique. Names too long for a file system are truncated and end in a hash of the host's name.
 std::string hostFileName(std::string_view host);
 
-/// What the file system takes for the name of a file: on macOS "Web.json" and "web.json" are one.
+/// The key under which the file system finds a file: on macOS "Web.json" and "web.json" are the same.
 std::string hostFileKey(const std::string& fileName);
 
-/// Only the hub's own user may read what hosts say.
+/// Hosts' data is for the hub's user only.
 inline constexpr unsigned hostFileMode = 0600;
 
-/// What HubJSON::decode gives, several times faster for text that HubJSON::compact has made. Throws DecodingError,
-/// which begins with `what`.
+/// Decodes like HubJSON::decode, several times faster for text written by HubJSON::compact. Throws DecodingError, which
+/// begins with `what`.
 HubHostFile parseHostFile(std::string_view text, const std::string& what);
 
 }  // namespace tidra

@@ -12,8 +12,8 @@
 namespace tidra {
 namespace {
 
-/// What spreadsheets take for the beginning of a formula, in some locales full-width signs as well, or pass over before
-/// one.
+/// True for text that a spreadsheet may run as a formula (formula injection); some locales accept full-width signs, and
+/// some characters are skipped before one.
 bool looksLikeFormula(std::string_view text) {
   if (text.empty()) return false;
   if (std::string_view("\t\r\n").find(text.front()) != std::string_view::npos) return true;

@@ -1,4 +1,4 @@
-// Hosts as the hub's API shows them, as text.
+// Hosts as text, for the hub's API.
 #pragma once
 
 #include <optional>
@@ -18,12 +18,11 @@ struct HostRowParts {
 /// left out has no key.
 std::string hostRowText(const HubHostView& host, HostRowParts parts);
 
-/// The JSON object {"hosts": […]}; none when it would be longer than `mostBytes`.
+/// The JSON object {"hosts": […]}; none when longer than `mostBytes`.
 std::optional<std::string> hostListingText(const std::vector<HubHostView>& hosts, HostRowParts parts,
                                            std::size_t mostBytes);
 
-/// Comma-separated values as RFC 4180 has them, with a line of names first. A cell that a spreadsheet would run as a
-/// formula begins with an apostrophe.
+/// CSV as in RFC 4180, with a header line. Guards against formula injection: such cells start with an apostrophe.
 std::string hostTableText(const std::vector<HubHostView>& hosts);
 
 }  // namespace tidra

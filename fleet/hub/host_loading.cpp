@@ -5,6 +5,7 @@
 #include <exception>
 #include <thread>
 
+#include "core/base/byte_units.h"
 #include "core/base/errors.h"
 #include "core/base/joining_thread.h"
 #include "core/platform/files.h"
@@ -17,7 +18,7 @@ namespace tidra {
 namespace {
 
 void load(const std::string& folder, LoadedHost& host) {
-  constexpr std::size_t mostBytes = 64 * 1024 * 1024;  // a thousand points of history take 150 KB
+  constexpr std::size_t mostBytes = 64_MiB;  // a thousand points of history take 150 KB
   const auto text = readRegularFile(joinedPath(folder, host.fileName), mostBytes);
   if (!text) {
     host.failure = text.failure().message();

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 
+#include "core/base/byte_units.h"
 #include "core/base/core_info.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
@@ -22,7 +23,7 @@ std::size_t charactersOf(std::string_view utf8) {
 /// Limits far above any agent's report. The hub keeps all reports in memory and sends them in listings.
 void requireModest(const HubHostReport& report, std::size_t bodyBytes) {
   constexpr std::size_t mostTopItems = 200;
-  constexpr std::size_t mostBytes = 64 * 1024;  // without the top items
+  constexpr std::size_t mostBytes = 64_KiB;  // without the top items
   if (report.topItems.size() > mostTopItems) {
     throw HubRefusal(
         400, fmt::format("bad report: it holds {} top items; {} are the most", report.topItems.size(), mostTopItems));

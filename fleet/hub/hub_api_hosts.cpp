@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "fleet/hub/host_listing.h"
 #include "fleet/hub/hub_api.h"
@@ -9,7 +10,7 @@ namespace tidra {
 namespace {
 
 /// Slightly below the limit of our own client.
-constexpr std::size_t mostListingBytes = 60 * 1024 * 1024;
+constexpr std::size_t mostListingBytes = 60_MiB;
 
 [[noreturn]] void refuseUnknown() { throw HubRefusal(404, "unknown host"); }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "core/base/byte_units.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
@@ -42,7 +43,7 @@ std::vector<std::string> HubPolicies::names() const {
 }
 
 std::optional<std::string> HubPolicies::read(const std::string& name) const {
-  constexpr std::size_t mostBytes = 8 * 1024 * 1024;
+  constexpr std::size_t mostBytes = 8_MiB;
   if (!isName(name)) return std::nullopt;
   auto document = readRegularFile(pathOf(name), mostBytes);
   if (!document && document.failure() == std::errc::no_such_file_or_directory) return std::nullopt;

@@ -119,11 +119,11 @@ HTTPResponse HubServer::handle(const HTTPRequest& request) {
 }
 
 HTTPResponse HubServer::answer(const HTTPRequest& request) {
-  const auto failed = [&](std::string_view told, std::string_view reason) {
+  const auto failed = [&](std::string_view message, std::string_view reason) {
     // Log the path only: the query may contain a token.
     log_(fmt::format("warning: {} {} failed: {}", escapedForTerminal(request.method), escapedForTerminal(request.path),
                      escapedForTerminal(reason)));
-    return refusalResponse(500, told);
+    return refusalResponse(500, message);
   };
   try {
     return answerRoute(request);

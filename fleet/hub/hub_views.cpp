@@ -1,6 +1,7 @@
 // Read access to the store. The mutex is held only while collecting the hosts; rendering takes longer and must not
 // block reports.
 #include <algorithm>
+#include <cassert>
 
 #include "core/base/text.h"
 #include "fleet/hub/host_status.h"
@@ -47,6 +48,7 @@ struct HubStore::View {
 
   /// Adds the points on the day of `start`, from `start` on.
   void addRestOfDay(TimePoint start, FleetTotals::Activity& sum) const {
+    assert(isInOrder.size() == input.hosts.size());
     const TimePoint end = std::chrono::floor<std::chrono::days>(start) + std::chrono::days{1};
     for (std::size_t i = 0; i < input.hosts.size(); ++i) {
       const auto& history = input.hosts[i]->history;

@@ -9,7 +9,7 @@ fail() {
   exit 1
 }
 
-# Installs what is missing for building; with "test" or "bench" also what those scripts need.
+# Installs what is missing for building; with "test", "bench" or "lint" also what those scripts need.
 install_needs() {
   local purpose=${1:-build}
   if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
@@ -17,11 +17,13 @@ install_needs() {
                     libssl-dev zlib1g-dev)
     [ "$purpose" = test ] && packages+=(ccache clang-format trash-cli gobjc++ libgnustep-base-dev npm)
     [ "$purpose" = bench ] && packages+=(libbenchmark-dev)
+    [ "$purpose" = lint ] && packages+=(clang-tidy)
     install_with_apt "${packages[@]}"
   elif [ "$(uname -s)" = Darwin ]; then
     local formulae=(cmake ninja nlohmann-json fmt cli11 googletest openssl@3 ccache)
     [ "$purpose" = test ] && formulae+=(clang-format)
     [ "$purpose" = bench ] && formulae+=(google-benchmark)
+    [ "$purpose" = lint ] && formulae+=(llvm)
     install_with_brew "${formulae[@]}"
   else
     local tool

@@ -60,10 +60,10 @@ TEST_F(FleetCommand, WhatCannotBeUsedIsToldInOneSentence) {
 }
 
 TEST_F(FleetCommand, GoesOnWhenNobodyReadsItsLines) {
-  ProcessRunner::run({.executablePath = "/bin/sh",
-                      .arguments = {"-c", "\"$tidra\" fleet run --policy " + policy() + " | true"},
-                      .environment = Environment{{"HOME", tree().root()}, {"tidra", TIDRA_PROGRAM}},
-                      .timeoutSeconds = 60});
+  EXPECT_TRUE(ProcessRunner::run({.executablePath = "/bin/sh",
+                                  .arguments = {"-c", "\"$tidra\" fleet run --policy " + policy() + " | true"},
+                                  .environment = Environment{{"HOME", tree().root()}, {"tidra", TIDRA_PROGRAM}},
+                                  .timeoutSeconds = 60}));
   EXPECT_EQ(records().back().event, Event::runFinished);
   EXPECT_FALSE(fs::exists(tree().path("code/tool/target")));
   EXPECT_FALSE(isLocked());

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <charconv>
 
+#include "core/base/byte_units.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/model/system_group_root.h"
@@ -23,7 +24,7 @@
 namespace tidra {
 namespace {
 
-constexpr std::size_t longestMetadata = 4 * 1024 * 1024;
+constexpr std::size_t longestMetadata = 4_MiB;
 
 /// Packages that environments are created with.
 constexpr std::array keptPackages{

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
@@ -10,7 +11,7 @@
 namespace tidra {
 namespace {
 
-constexpr std::size_t longestScript = 64 * 1024;
+constexpr std::size_t longestScript = 64_KiB;
 
 /// Accepts "python", "python3", "python3.11".
 bool isInterpreterName(std::string_view name) {

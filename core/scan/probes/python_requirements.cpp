@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
@@ -9,7 +10,7 @@
 namespace tidra {
 namespace {
 
-constexpr std::size_t longestFile = 1024 * 1024;
+constexpr std::size_t longestFile = 1_MiB;
 constexpr std::size_t mostFiles = 50;
 
 bool isNameByte(char c) { return isAsciiAlphanumeric(c) || c == '-' || c == '_' || c == '.'; }

@@ -134,6 +134,7 @@ class Evaluation {
   }
 
   void takeAlong(std::size_t part) {
+    assert(!faults_[part]);
     if (fates_[part] == Fate::selected) budget_.giveBack(items_[part]);
     fates_[part] = Fate::goesAlong;
   }

@@ -15,7 +15,7 @@
 
 namespace tidra {
 
-struct PolicyDecision {
+struct [[nodiscard]] PolicyDecision {
   struct Skipped {
     ScanReportItem item;
     SkipReason reason = SkipReason::tierNeverRemoved;

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <limits>
 
+#include "core/base/byte_units.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/model/ecosystems.h"
@@ -16,7 +17,7 @@
 namespace tidra {
 namespace {
 
-constexpr std::size_t mostPolicyBytes = std::size_t{8} * 1024 * 1024;
+constexpr std::size_t mostPolicyBytes = 8_MiB;
 
 bool isSystemScanCategory(const std::string& key) {
   return std::any_of(systemScanCategoryTable.begin(), systemScanCategoryTable.end(),

@@ -2,13 +2,14 @@
 
 #include <fmt/format.h>
 
+#include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
 
 namespace tidra {
 namespace {
 
-constexpr std::size_t mostTokenBytes = 64 * 1024;
+constexpr std::size_t mostTokenBytes = 64_KiB;
 
 }  // namespace
 

@@ -171,7 +171,7 @@ class Runs {
     report_.volumeTotalBytes = disk_.sizeBytes();
   }
 
-  DemoStory told(TimePoint first, TimePoint last) {
+  DemoStory story(TimePoint first, TimePoint last) {
     const std::int64_t all = (last - first) / seconds{kind_.intervalSeconds} + 1;
     const std::int64_t kept = std::min(all, static_cast<std::int64_t>(HubHostFile::mostHistory));
     startTotals(all - kept);
@@ -377,7 +377,7 @@ DemoStory DemoHosts::next() {
   const double share = random.chance(0.15) ? random.share() : 1;  // some hosts joined later
   const TimePoint first = std::min(last, now_ - seconds{bytes(share * static_cast<double>(days_ * daySeconds))});
 
-  DemoStory story = Runs(kind, temper, std::move(identity.home), std::move(report), random).told(first, last);
+  DemoStory story = Runs(kind, temper, std::move(identity.home), std::move(report), random).story(first, last);
   if (random.chance(temper.silent || temper.failing ? 0.3 : 0.03)) {
     const TimePoint time = story.file.lastSeen - seconds{random.between(std::int64_t{60}, interval)};
     story.file.note = random.pick(demoNotes());

@@ -1,4 +1,4 @@
-// What a host tells the hub after a run of its policy, and what the hub answers.
+// The report of a host to the hub, and the hub's acknowledgement.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 namespace tidra {
 
 struct HubSchema {
-  /// Of reports; a document without one has it too.
+  /// Of reports; also assumed when a document has none.
   static constexpr std::int64_t version = 1;
 };
 
@@ -27,12 +27,12 @@ struct HubTopItem {
   ArtifactSafetyTier tier = ArtifactSafetyTier::warning;
   std::string category;
   std::optional<std::string> ruleID;     // absent: no rule of the catalog matched
-  std::optional<std::int64_t> idleDays;  // since the project was last worked on; absent: not known
+  std::optional<std::int64_t> idleDays;  // days since work on the project; absent: unknown
 
   bool operator==(const HubTopItem&) const = default;
 };
 
-/// Totals count since the host's audit log began. Nothing here is checked: a host may claim any figure.
+/// Totals are since the audit log began. Untrusted: a host may claim any figure.
 struct HubHostReport {
   std::int64_t schemaVersion = HubSchema::version;
   std::string host;
@@ -45,8 +45,8 @@ struct HubHostReport {
   TimePoint startedAt{};
   double durationSeconds = 0;
   bool dryRun = false;
-  bool succeeded = false;                       // the run ended and no disposal failed
-  std::optional<std::int64_t> intervalSeconds;  // between runs; absent: they are not scheduled by the agent
+  bool succeeded = false;                       // the run completed and no disposal failed
+  std::optional<std::int64_t> intervalSeconds;  // between runs; absent: the agent schedules none
   std::int64_t findings = 0;
   std::int64_t reclaimableBytes = 0;
   std::map<std::string, std::int64_t> bytesByTier;  // the key is a tier's raw value
@@ -54,7 +54,7 @@ struct HubHostReport {
   std::int64_t plannedItems = 0;
   std::int64_t plannedBytes = 0;
   std::int64_t disposedItems = 0;
-  std::int64_t disposedBytes = 0;  // 0 for a dry run
+  std::int64_t disposedBytes = 0;  // 0 in a dry run
   std::int64_t failures = 0;
   std::int64_t purgedItems = 0;
   std::int64_t purgedBytes = 0;
@@ -65,10 +65,10 @@ struct HubHostReport {
   std::int64_t runsTotal = 0;
   std::int64_t quarantineBytes = 0;
   std::int64_t quarantineItems = 0;
-  std::optional<std::int64_t> volumeTotalBytes;  // both of the volume that holds the scan root
+  std::optional<std::int64_t> volumeTotalBytes;  // these two: of the volume of the scan root
   std::optional<std::int64_t> volumeAvailableBytes;
-  std::int64_t auditSeq = 0;                 // at the head of the audit log
-  std::optional<std::string> auditHeadHash;  // absent: the log has no records
+  std::int64_t auditSeq = 0;                 // of the last record of the audit log
+  std::optional<std::string> auditHeadHash;  // absent: the log is empty
   std::vector<HubTopItem> topItems;
 
   bool operator==(const HubHostReport&) const = default;
@@ -76,7 +76,7 @@ struct HubHostReport {
 
 struct HubAck {
   bool accepted = false;  // the report was stored
-  std::string host;       // as the hub files it
+  std::string host;       // as stored by the hub
   std::int64_t hostsKnown = 0;
   std::string message;  // for the agent's operator
 

@@ -99,7 +99,7 @@ TEST(BuiltInCatalog, NoRuleNamesAWholeHomeOrTemporaryFolder) {
         EXPECT_GT(std::ranges::count(path, '/'), path.starts_with("/home/ada") ? 2 : 1) << text;
       }
     }
-    EXPECT_TRUE(allEcosystemKeys().contains(rule.ecosystem)) << rule.id;
+    EXPECT_TRUE(std::ranges::count(ecosystemTable, rule.ecosystem, &TidraEcosystemDescriptor::key)) << rule.id;
     EXPECT_NE(systemScanCategoryName(rule.category), rule.category) << rule.id;
     EXPECT_TRUE(rule.restoreHint && !rule.restoreHint->empty()) << rule.id;
   }

@@ -71,11 +71,11 @@ class FleetRuns : private OutsideSkippedFolders, public WithGitRepositories {
       environment[who + "EMAIL"] = "a@example.org";
       environment[who + "DATE"] = date;
     }
-    ProcessRunner::run({.executablePath = *git_,
-                        .arguments = {"commit", "-q", "--allow-empty", "-m", "More"},
-                        .currentDirectory = tree_.path("home/code/" + name),
-                        .environment = environment,
-                        .timeoutSeconds = 60});
+    EXPECT_TRUE(ProcessRunner::run({.executablePath = *git_,
+                                    .arguments = {"commit", "-q", "--allow-empty", "-m", "More"},
+                                    .currentDirectory = tree_.path("home/code/" + name),
+                                    .environment = environment,
+                                    .timeoutSeconds = 60}));
   }
   bool has(const std::string& name) const { return fs::exists(tree_.path("home/code/" + name + "/node_modules/f")); }
 
