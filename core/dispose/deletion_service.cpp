@@ -68,19 +68,21 @@ TidraDeletionService::Result TidraDeletionService::dispose(const Item& item, Dis
 }
 
 DisposalOutcome TidraDeletionService::dispose(const std::vector<Item>& items, DisposalMethod method, bool dryRun,
-                                              const QuarantineConfig& quarantine,
-                                              const std::function<void(std::size_t)>& onItem) {
+                                              const QuarantineConfig& quarantine, const ListHooks& hooks) {
   DisposalOutcome outcome;
-  for (std::size_t done = 0; done < items.size() && !isCancelled(); ++done) {
-    if (onItem) onItem(done);
-    auto result = dispose(items[done], method, dryRun, quarantine);
+  for (std::size_t i = 0; i < items.size() && !isCancelled(); ++i) {
+    auto refusal = hooks.refuse ? hooks.refuse(i) : std::nullopt;
+    // Deciding may have taken a while.
+    if (hooks.refuse && isCancelled()) break;
+    Result result = refusal ? TidraDeletionFailure{items[i].path, std::move(*refusal)}
+                            : dispose(items[i], method, dryRun, quarantine);
+    if (hooks.finished) hooks.finished(i, result);
     if (auto* disposed = std::get_if<Disposed>(&result)) {
       outcome.receipts.push_back(std::move(disposed->receipt));
     } else {
       outcome.failures.push_back(std::move(std::get<TidraDeletionFailure>(result)));
     }
   }
-  if (onItem) onItem(outcome.receipts.size() + outcome.failures.size());
   return outcome;
 }
 

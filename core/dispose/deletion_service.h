@@ -60,11 +60,16 @@ class TidraDeletionService {
   [[nodiscard]] Result dispose(const Item& item, DisposalMethod method, bool dryRun,
                                const QuarantineConfig& quarantine);
 
-  /// Disposes of items in order. Calls `onItem` before each item and once at the end with the number done. After
-  /// cancelling, the remaining items are in neither list.
-  [[nodiscard]] DisposalOutcome dispose(const std::vector<Item>& items, DisposalMethod method, bool dryRun,
-                                        const QuarantineConfig& quarantine,
-                                        const std::function<void(std::size_t)>& onItem = {});
+  /// Takes part in the removal of a list. Exceptions end it.
+  struct ListHooks {
+    /// Called before each item, by index; absent: every item goes. Returns the failure of an item that must stay.
+    std::function<std::optional<std::string>(std::size_t)> refuse;
+    std::function<void(std::size_t, const Result&)> finished;  // called after each item
+  };
+
+  /// Disposes of items in order. After cancelling, the remaining items are in neither list.
+  DisposalOutcome dispose(const std::vector<Item>& items, DisposalMethod method, bool dryRun,
+                          const QuarantineConfig& quarantine, const ListHooks& hooks = {});
 
  private:
   Disposed disposeTarget(const std::string& target, bool dryRun);

@@ -204,42 +204,37 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
   TidraDeletionService service(setting.service);
   RemovalGuard guard(setting.service.resolver);
   CleanupProgress progress{.items = candidates.size(), .currentPath = {}};
+  std::vector<TidraDeletionService::Item> items;
+  items.reserve(candidates.size());
   for (const CleanupCandidate& candidate : candidates) {
+    items.push_back({candidate.item.path, candidate.identity()});
     progress.bytes = saturatedSum(progress.bytes, candidate.item.bytes);
     progress.isEstimate = progress.isEstimate || isToolBackedTarget(candidate.item.path);
   }
-  const auto tell = [&] {
+  const auto publish = [&] {
     if (setting.onProgress) setting.onProgress(progress);
   };
-  for (const CleanupCandidate& candidate : candidates) {
-    if (isCancelled(setting.service.shouldCancel)) break;
+  const auto refuse = [&](std::size_t index) {
+    const CleanupCandidate& candidate = candidates[index];
     progress.currentPath = candidate.item.path;
-    tell();
-    auto refusal = candidate.refusal;
-    if (!refusal) refusal = reasonToKeep(guard, candidate, setting.options.force);
-    // Taking the usage snapshot takes a while.
-    if (isCancelled(setting.service.shouldCancel)) break;
-    TidraDeletionService::Result result = TidraDeletionFailure{candidate.item.path, refusal.value_or("")};
-    if (!refusal) {
-      result = service.dispose({candidate.item.path, candidate.identity()}, setting.method, setting.dryRun,
-                               setting.quarantine);
-    }
+    publish();
+    return candidate.refusal ? candidate.refusal : reasonToKeep(guard, candidate, setting.options.force);
+  };
+  const auto finished = [&](std::size_t index, const TidraDeletionService::Result& result) {
+    const CleanupCandidate& candidate = candidates[index];
     const auto unmeasured = unmeasuredSizeOf(candidate.item, result);
     if (setting.onResult) setting.onResult(candidate, result, countedBytes(result, unmeasured));
     if (unmeasured) outcome.unmeasured.push_back(*unmeasured);
-    if (auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result)) {
-      outcome.disposal.receipts.push_back(std::move(disposed->receipt));
-      if (!disposed->remainder.empty()) outcome.remainders.push_back(std::move(disposed->remainder));
-    } else {
-      outcome.disposal.failures.push_back(std::move(std::get<TidraDeletionFailure>(result)));
-    }
+    const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);
+    if (disposed != nullptr && !disposed->remainder.empty()) outcome.remainders.push_back(disposed->remainder);
     ++progress.itemsDone;
     progress.bytesDone = saturatedSum(progress.bytesDone, candidate.item.bytes);
-  }
+  };
+  outcome.disposal = service.dispose(items, setting.method, setting.dryRun, setting.quarantine, {refuse, finished});
   // If the last item was interrupted, nothing else was begun.
   outcome.cancelled = isCancelled(setting.service.shouldCancel);
   progress.currentPath.clear();
-  tell();
+  publish();
   return outcome;
 }
 

@@ -47,23 +47,31 @@ TEST_F(DeletionService, FailuresAreToldAndDoNotStopTheRest) {
   tree_.writeFile("home/code/target/f", "x");
   const auto seen = pathFacts(tree_.path("home/code/target"))->identity;
   tree_.writeFile("home/code/other/f", "x");
-  std::vector<std::size_t> told;
-  const auto outcome =
-      service().dispose({{"~/missing", {}},
-                         {"~/code/missing/x", {}},
-                         {"~/code/other", seen},
-                         {"~/code/target", seen},
-                         {"code/other", {}},
-                         {"~/code/../code/other", {}},
-                         {std::string("/tmp/a\0b", 8), {}}},
-                        DisposalMethod::delete_, false, config(), [&](std::size_t done) { told.push_back(done); });
-  EXPECT_THAT(told, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7));
+  std::vector<std::size_t> begun, finished;
+  const TidraDeletionService::ListHooks hooks{
+      .refuse = [&](std::size_t index) -> std::optional<std::string> {
+        begun.push_back(index);
+        if (index == 7) return "stays";
+        return std::nullopt;
+      },
+      .finished = [&](std::size_t index, const auto&) { finished.push_back(index); }};
+  const auto outcome = service().dispose({{"~/missing", {}},
+                                          {"~/code/missing/x", {}},
+                                          {"~/code/other", seen},
+                                          {"~/code/target", seen},
+                                          {"code/other", {}},
+                                          {"~/code/../code/other", {}},
+                                          {std::string("/tmp/a\0b", 8), {}},
+                                          {"~/code/other", {}}},
+                                         DisposalMethod::delete_, false, config(), hooks);
+  EXPECT_THAT(begun, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7));
+  EXPECT_EQ(finished, begun);
   ASSERT_EQ(outcome.receipts.size(), 1U);
   EXPECT_EQ(outcome.receipts[0].path, "~/code/target") << "as given";
   std::vector<std::string> messages;
   for (const auto& failure : outcome.failures) messages.push_back(failure.message);
   EXPECT_THAT(messages, ElementsAre("Path not found", "Path not found", HasSubstr("replaced by something else"),
-                                    HasSubstr("not an absolute path"), HasSubstr("'..'"), HasSubstr("NUL")));
+                                    HasSubstr("not an absolute path"), HasSubstr("'..'"), HasSubstr("NUL"), "stays"));
   for (const auto method : everyMethod) EXPECT_EQ(refusal("~/missing", method, true), "Path not found");
   EXPECT_TRUE(exists(tree_.path("home/code/other/f")));
 }
