@@ -18,4 +18,9 @@ inline void chooseTemporaryFolder() {
   }
 }
 
+/// A base class whose constructor runs before a fixture creates its tree.
+struct OutsideSkippedFolders {
+  OutsideSkippedFolders() { chooseTemporaryFolder(); }
+};
+
 }  // namespace tidra

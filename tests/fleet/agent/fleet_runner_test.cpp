@@ -38,11 +38,6 @@ using Event = AuditRecord::Event;
 constexpr std::chrono::seconds day{86400};
 constexpr std::uint64_t megabyte = 1048576;
 
-/// Must run before the tree is created.
-struct OutsideSkippedFolders {
-  OutsideSkippedFolders() { chooseTemporaryFolder(); }
-};
-
 class FleetRuns : private OutsideSkippedFolders, public WithGitRepositories {
  protected:
   void SetUp() override {

@@ -1,8 +1,6 @@
 // The agent as a service: periodic runs, a listener, and policy reload.
 #include "fleet/agent/fleet_service.h"
 
-#include <gmock/gmock.h>
-
 #include <atomic>
 #include <condition_variable>
 #include <filesystem>
@@ -12,14 +10,11 @@
 #include "core/base/joining_thread.h"
 #include "tests/support/canned_hub.h"
 #include "tests/support/loopback_client.h"
+#include "tests/support/matchers.h"
 #include "tests/support/temporary_tree.h"
 
 namespace tidra {
 namespace {
-
-using testing::AllOf;
-using testing::EndsWith;
-using testing::HasSubstr;
 
 /// Runs a service on a thread, which the destructor ends.
 class RunningService {
@@ -67,16 +62,25 @@ class RunningService {
   JoiningThread thread_;
 };
 
-std::string policyNamed(const std::string& name) {
-  return R"({"name": ")" + name +
-         R"(", "scan": {"roots": ["~/code"], "categories": []}, "metrics": {"listen": "127.0.0.1:0"}})";
+std::string policyNamed(const std::string& name, const std::string& metrics = R"("listen": "127.0.0.1:0")") {
+  return R"({"name": ")" + name + R"(", "scan": {"roots": ["~/code"], "categories": []}, "metrics": {)" + metrics +
+         "}}";
 }
 
-TEST(FleetService, RunsAgainAndAgainAndTakesOnlyValidPolicies) {
+class ServiceOfAHost : public testing::Test {
+ protected:
+  ServiceOfAHost() { tree.makeFolder("home/code"); }
+
   const TemporaryTree tree;
-  tree.makeFolder("home/code");
   const std::string policy = tree.writeFile("policy.json", policyNamed("first"));
-  RunningService service(policy, tree.path("home"));
+};
+
+class FleetServiceTest : public ServiceOfAHost {
+ protected:
+  RunningService service{policy, tree.path("home")};
+};
+
+TEST_F(FleetServiceTest, RunsAgainAndAgainAndTakesOnlyValidPolicies) {
   EXPECT_TRUE(service.waitFor("metrics on http://127.0.0.1:"));
   EXPECT_TRUE(service.waitFor("run finished"));
   EXPECT_TRUE(service.waitFor("run finished"));
@@ -88,30 +92,18 @@ TEST(FleetService, RunsAgainAndAgainAndTakesOnlyValidPolicies) {
   EXPECT_TRUE(service.waitFor("run finished"));
 }
 
-TEST(FleetService, MovesItsListenerAndKeepsItsOwnFilesOffThePolicy) {
-  const TemporaryTree tree;
-  tree.makeFolder("home/code");
-  const std::string policy = tree.writeFile("policy.json", policyNamed("first"));
-  RunningService service(policy, tree.path("home"));
+TEST_F(FleetServiceTest, MovesItsListenerAndKeepsItsOwnFilesOffThePolicy) {
   EXPECT_TRUE(service.waitFor("run finished"));
   const std::string port = std::to_string(service.port());
-  const auto policyWith = [](const std::string& name, const std::string& metrics) {
-    return R"({"name": ")" + name + R"(", "scan": {"roots": ["~/code"], "categories": []}, "metrics": {)" + metrics +
-           "}}";
-  };
-  tree.writeFile("policy.json", policyWith("second", R"("listen": ":)" + port + "\""));
+  tree.writeFile("policy.json", policyNamed("second", R"("listen": ":)" + port + "\""));
   EXPECT_TRUE(service.waitFor("metrics on http://0.0.0.0:" + port));
   EXPECT_TRUE(service.waitFor("policy second reloaded"));
-  tree.writeFile("policy.json", policyWith("third", R"("textfile": ")" + policy + R"(", "listen": "127.0.0.1:0")"));
+  tree.writeFile("policy.json", policyNamed("third", R"("textfile": ")" + policy + R"(", "listen": "127.0.0.1:0")"));
   EXPECT_TRUE(
       service.waitFor("warning: the policy stays as it was: metrics.textfile '" + policy + "' is the policy file"));
 }
 
-TEST(FleetService, TakesAPolicyWhoseModeIsMendedLater) {
-  const TemporaryTree tree;
-  tree.makeFolder("home/code");
-  const std::string policy = tree.writeFile("policy.json", policyNamed("first"));
-  RunningService service(policy, tree.path("home"));
+TEST_F(FleetServiceTest, TakesAPolicyWhoseModeIsMendedLater) {
   EXPECT_TRUE(service.waitFor("run finished"));
   // Atomic, so that the service never sees this text with another mode.
   tree.writeFile("next.json", policyNamed("second"));
@@ -122,15 +114,13 @@ TEST(FleetService, TakesAPolicyWhoseModeIsMendedLater) {
   EXPECT_TRUE(service.waitFor("policy second reloaded"));
 }
 
-TEST(FleetService, ServesTheHostReportAndWaitsForAHubThatIsAway) {
-  const TemporaryTree tree;
-  tree.makeFolder("home/code");
+TEST_F(ServiceOfAHost, ServesTheHostReportAndWaitsForAHubThatIsAway) {
   CannedHub hub;
   hub.answer(HTTPResponse::text(500, "not yet"));
   // Without the hub there is nothing to scan.
-  const std::string policy = tree.writeFile("policy.json", R"({"scan": {"roots": [], "categories": []},
+  tree.writeFile("policy.json", R"({"scan": {"roots": [], "categories": []},
     "metrics": {"listen": "127.0.0.1:0"}, "hub": {"policy": "ci", "url": ")" +
-                                                               hub.url() + "\"}}");
+                                    hub.url() + "\"}}");
   RunningService service(policy, tree.path("home"));
   EXPECT_TRUE(service.waitFor("no run: policy resolves to no scan roots"));
   EXPECT_THAT(exchange(service.port(), "GET /report HTTP/1.1\r\n\r\n"), EndsWith("\r\n\r\n{}"));
@@ -141,11 +131,7 @@ TEST(FleetService, ServesTheHostReportAndWaitsForAHubThatIsAway) {
               AllOf(HasSubstr(R"("policyName":"late")"), HasSubstr(R"("auditHeadHash":)")));
 }
 
-TEST(FleetService, AFailingRunDoesNotEndIt) {
-  const TemporaryTree tree;
-  tree.makeFolder("home/code");
-  const std::string policy = tree.writeFile("policy.json", policyNamed("first"));
-  RunningService service(policy, tree.path("home"));
+TEST_F(FleetServiceTest, AFailingRunDoesNotEndIt) {
   EXPECT_TRUE(service.waitFor("run finished"));
   std::filesystem::rename(tree.path("home/.tidra/audit.jsonl"), tree.path("aside"));
   tree.makeFolder("home/.tidra/audit.jsonl");
@@ -154,9 +140,7 @@ TEST(FleetService, AFailingRunDoesNotEndIt) {
   EXPECT_TRUE(service.waitFor("run finished"));
 }
 
-TEST(FleetService, SaysAtTheStartWhatKeepsItFromServing) {
-  const TemporaryTree tree;
-  tree.makeFolder("home/code");
+TEST_F(ServiceOfAHost, SaysAtTheStartWhatKeepsItFromServing) {
   const auto serve = [&](const std::string& text) {
     FleetService::Setting setting{.policyPath = tree.writeFile("policy.json", text),
                                   .intervalSeconds = 1,

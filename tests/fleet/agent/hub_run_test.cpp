@@ -1,6 +1,5 @@
 // Runs of a host with a hub: what the hub decides, what it cannot, and runs without it.
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <atomic>
@@ -15,6 +14,7 @@
 #include "fleet/agent/report_delivery.h"
 #include "fleet/hub/protocol/hub_json.h"
 #include "tests/support/canned_hub.h"
+#include "tests/support/matchers.h"
 #include "tests/support/temporary_tree.h"
 #include "tests/support/unskipped_folder.h"
 
@@ -23,17 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
 using Event = AuditRecord::Event;
-
-struct OutsideSkippedFolders {
-  OutsideSkippedFolders() { chooseTemporaryFolder(); }
-};
 
 constexpr const char* ack = R"({"accepted":true,"host":"h","hostsKnown":7,"message":"ok"})";
 

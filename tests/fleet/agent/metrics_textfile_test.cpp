@@ -16,15 +16,6 @@ namespace {
 
 std::string temporaryName(const std::string& target) { return target + ".tmp-" + std::to_string(::getpid()); }
 
-/// All entries, without the times of folders, which temporary files change.
-std::vector<SnapshotEntry> contents(const TemporaryTree& tree) {
-  auto entries = tree.snapshot();
-  for (auto& entry : entries) {
-    if (entry.type == 'd') entry.modifiedNanos = 0;
-  }
-  return entries;
-}
-
 TEST(MetricsTextfile, IsReadableForEverybodyWithItsFoldersWhateverTheMask) {
   const TemporaryTree tree;
   tree.makeFolder("there");
@@ -70,7 +61,7 @@ TEST(MetricsTextfile, AFailureNamesThePathAndLeavesEverythingAsItWas) {
   tree.writeFile("blocked.prom", "kept");
   tree.makeFolder(temporaryName("blocked.prom"));
   ASSERT_EQ(::mkfifo(tree.path("pipe").c_str(), 0600), 0);
-  const auto before = contents(tree);
+  const auto before = withoutFolderTimes(tree.snapshot());
   const auto failure = [&](const std::string& relative) {
     return messageOf<std::system_error>([&] { MetricsTextfile::write("new", tree.path(relative)); });
   };
@@ -79,7 +70,7 @@ TEST(MetricsTextfile, AFailureNamesThePathAndLeavesEverythingAsItWas) {
   EXPECT_EQ(failure("folder.prom"), tree.path("folder.prom") + " cannot be written: Invalid argument");
   EXPECT_EQ(failure("pipe"), tree.path("pipe") + " cannot be written: Invalid argument");
   EXPECT_EQ(failure("blocked.prom"), tree.path("blocked.prom") + " cannot be written: Is a directory");
-  EXPECT_EQ(contents(tree), before);
+  EXPECT_EQ(withoutFolderTimes(tree.snapshot()), before);
 }
 
 TEST(MetricsTextfile, OnAFullVolumeTheFormerTextStaysWhole) {

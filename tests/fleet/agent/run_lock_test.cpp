@@ -1,26 +1,24 @@
 #include "fleet/agent/run_lock.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <filesystem>
 #include <functional>
 
 #include "core/base/errors.h"
 #include "core/platform/files.h"
+#include "tests/support/matchers.h"
 #include "tests/support/message_of.h"
+#include "tests/support/other_process.h"
 #include "tests/support/temporary_tree.h"
 
 namespace tidra {
 namespace {
 
 namespace fs = std::filesystem;
-
-using testing::HasSubstr;
 
 /// Forks a process that runs `work` and exits with its result.
 pid_t start(const std::function<int()>& work) {
@@ -153,24 +151,13 @@ TEST_F(RunLockTest, AnotherLockInItsPlaceIsNotRemovedOnRelease) {
 }
 
 TEST_F(RunLockTest, AKilledHolderMakesWayForTheNext) {
-  std::array<int, 2> ready{};
-  ASSERT_EQ(::pipe(ready.data()), 0);
-  const pid_t holder = start([&] {
-    RunLock lock(url());
-    lock.acquire();
-    [[maybe_unused]] const auto told = ::write(ready[1], "x", 1);
-    ::pause();
-    return 0;
-  });
-  char byte = 0;
-  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
-  EXPECT_EQ(busyWith(), holder);
-  ::kill(holder, SIGKILL);
-  EXPECT_EQ(statusOf(holder), 128 + SIGKILL);
+  RunLock lock(url());
+  {
+    const OtherProcess holder([&] { lock.acquire(); });  // ends by SIGKILL
+    EXPECT_EQ(busyWith(), holder.id());
+  }
   EXPECT_EQ(busyWith(), std::nullopt);
   EXPECT_EQ(content(), "(none)");
-  ::close(ready[0]);
-  ::close(ready[1]);
 }
 
 // Each round starts processes at a barrier, with a stale lock or without. The holder creates a file with O_EXCL, which
@@ -217,7 +204,7 @@ TEST_F(RunLockTest, OfTwentyAtOnceExactlyOneHolds) {
       (answer > 0 ? holders : named).push_back(answer);
     }
     EXPECT_EQ(holders.size(), 1U) << "round " << round;
-    EXPECT_THAT(named, testing::Each(holders.empty() ? 0 : -holders[0])) << "round " << round;
+    EXPECT_THAT(named, Each(holders.empty() ? 0 : -holders[0])) << "round " << round;
     ::close(end[0]);
     ::close(end[1]);
     for (const pid_t child : children) EXPECT_EQ(statusOf(child), 0);

@@ -1,17 +1,12 @@
 // The responses of the API's routes.
-#include <gmock/gmock.h>
-
 #include "fleet/agent/policy/example_policies.h"
 #include "fleet/hub/host_listing.h"
 #include "tests/fleet/hub/server_fixture.h"
 #include "tests/support/effort.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
-
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 constexpr std::string_view jsonType = "application/json; charset=utf-8";
 

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "fleet/hub/protocol/hub_records.h"
 #include "fleet/hub/protocol/hub_report.h"
 
 namespace tidra {
@@ -55,6 +56,19 @@ inline HubHostReport busyReport(const std::string& host) {
   report.topItems = {{"/home/a/node_modules", "node_modules", 21, ArtifactSafetyTier::safe, "node", "node-modules", 22},
                      {"/home/b/node_modules", "node_modules", 1, ArtifactSafetyTier::safe, "node", {}, {}}};
   return report;
+}
+
+/// The record of a host that needs attention.
+inline HubHostRecord busyRecord(const std::string& host, const std::string& note) {
+  return {{.host = host,
+           .status = HubHostStatus::attention,
+           .statusReasons = {"disk 9% free"},
+           .firstSeen = noon,
+           .lastSeen = noon,
+           .reports = 2,
+           .note = note,
+           .latest = busyReport(host)},
+          {}};
 }
 
 }  // namespace tidra

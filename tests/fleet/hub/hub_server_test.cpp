@@ -1,6 +1,5 @@
 #include "fleet/hub/hub_server.h"
 
-#include <gmock/gmock.h>
 #include <zlib.h>
 
 #include <cstdlib>
@@ -9,14 +8,11 @@
 #include "fleet/agent/policy/example_policies.h"
 #include "fleet/hub/hub_router.h"
 #include "tests/fleet/hub/server_fixture.h"
+#include "tests/support/matchers.h"
 #include "tests/support/message_of.h"
 
 namespace tidra {
 namespace {
-
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
 
 HubTokens tokens(std::vector<std::string> agent, std::vector<std::string> admin) {
   return {.agent = std::move(agent), .admin = std::move(admin)};
@@ -295,7 +291,7 @@ TEST_F(HubServerTest, SaysThatItStartedAndGivesThePortFree) {
   {
     HubServer second(config, [] { return noon; });
     EXPECT_THROW(second.start(), ListeningError);
-    EXPECT_THAT(second.store().recentEvents(9), testing::IsEmpty());
+    EXPECT_THAT(second.store().recentEvents(9), IsEmpty());
   }
   hub_->stop();
   HubServer second(config, [] { return noon; });

@@ -1,14 +1,10 @@
 #include "fleet/agent/evaluation/hub_overlay.h"
 
-#include <gmock/gmock.h>
-
 #include "core/base/errors.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 FleetPolicy own() {
   return FleetPolicy::parse(R"({"name": "own", "dryRun": true, "lockFile": "~/l", "audit": {"path": "~/a"},

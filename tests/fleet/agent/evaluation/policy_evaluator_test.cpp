@@ -1,7 +1,5 @@
 #include "fleet/agent/evaluation/policy_evaluator.h"
 
-#include <gmock/gmock.h>
-
 #include <limits>
 #include <random>
 
@@ -9,11 +7,11 @@
 #include "core/scan/walk_filter.h"
 #include "fleet/agent/evaluation/protected_paths.h"
 #include "fleet/agent/evaluation/resolved_policy.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
 
-using testing::ElementsAre;
 using Reason = SkipReason;
 using Tier = ArtifactSafetyTier;
 

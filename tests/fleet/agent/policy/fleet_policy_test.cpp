@@ -1,11 +1,11 @@
 #include "fleet/agent/policy/fleet_policy.h"
 
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include "core/base/errors.h"
 #include "core/base/json_fields.h"
 #include "fleet/agent/policy/example_policies.h"
+#include "tests/support/matchers.h"
 #include "tests/support/message_of.h"
 #include "tests/support/temporary_tree.h"
 #include "tests/support/without_privileges.h"
@@ -13,10 +13,6 @@
 namespace tidra {
 namespace {
 
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::IsEmpty;
-using testing::StartsWith;
 using Tier = ArtifactSafetyTier;
 
 std::string invalid(const std::string& text) {
@@ -54,87 +50,27 @@ TEST(FleetPolicy, FillsInEveryDefault) {
 }
 
 TEST(FleetPolicy, ReadsAndWritesEveryKey) {
-  const std::string text = R"({
-  "audit": {
-    "path": "a"
-  },
-  "autoClean": {
-    "categories": [],
-    "ecosystems": [
-      "any"
-    ],
-    "maxBytesPerRun": 18446744073709551615,
-    "maxItemsPerRun": 0,
-    "minBytes": 0,
-    "minIdleDays": 9223372036854775807,
-    "requireEvidence": true,
-    "requireKnownIdle": true,
-    "tiers": [
-      "warning"
-    ]
-  },
-  "disposal": {
-    "method": "delete",
-    "purgeOnRun": false,
-    "quarantineDir": "q",
-    "retentionDays": 0
-  },
-  "dormantMonths": 2147483648,
-  "dryRun": true,
-  "hub": {
-    "intervalSeconds": 60,
-    "policy": "p",
-    "tags": {
-      "k": "v"
-    },
-    "token": "t",
-    "tokenFile": "f",
-    "topItems": 200,
-    "url": "HTTPS://u:p@[::1]:8/x?y#z"
-  },
-  "inactiveMonths": -1,
-  "lockFile": "l",
-  "metrics": {
-    "listen": ":1",
-    "textfile": "m"
-  },
-  "name": "n/ü",
-  "never": {
-    "paths": [
-      "~/p"
-    ],
-    "ruleIDs": [
-      "r"
-    ],
-    "tiers": []
-  },
-  "scan": {
-    "categories": [
-      "docker"
-    ],
-    "disabledRules": [
-      "d"
-    ],
-    "ecosystems": [
-      "rust"
-    ],
-    "exclude": [
-      "e"
-    ],
-    "extraRules": [
-      "x"
-    ],
-    "home": "/h",
-    "roots": [],
-    "unskip": [
-      "/opt"
-    ]
-  },
-  "schemaVersion": 1
-}
-)";
+  const auto everything = parseJson(R"(
+    {"audit": {"path": "a"},
+     "autoClean": {"categories": [], "ecosystems": ["any"], "maxBytesPerRun": 18446744073709551615,
+      "maxItemsPerRun": 0, "minBytes": 0, "minIdleDays": 9223372036854775807, "requireEvidence": true,
+      "requireKnownIdle": true, "tiers": ["warning"]},
+     "disposal": {"method": "delete", "purgeOnRun": false, "quarantineDir": "q", "retentionDays": 0},
+     "dormantMonths": 2147483648, "dryRun": true,
+     "hub": {"intervalSeconds": 60, "policy": "p", "tags": {"k": "v"}, "token": "t", "tokenFile": "f",
+      "topItems": 200, "url": "HTTPS://u:p@[::1]:8/x?y#z"},
+     "inactiveMonths": -1, "lockFile": "l", "metrics": {"listen": ":1", "textfile": "m"}, "name": "n/ü",
+     "never": {"paths": ["~/p"], "ruleIDs": ["r"], "tiers": []},
+     "scan": {"categories": ["docker"], "disabledRules": ["d"], "ecosystems": ["rust"], "exclude": ["e"],
+      "extraRules": ["x"], "home": "/h", "roots": [], "unskip": ["/opt"]},
+     "schemaVersion": 1})",
+                                    "It");
+  const std::string text = everything.dump(2) + "\n";
   const auto policy = FleetPolicy::parse(text);
   EXPECT_EQ(policy.text(), text);
+  EXPECT_THAT(text, AllOf(StartsWith("{\n  \"audit\": {\n    \"path\": \"a\"\n  },\n"),
+                          HasSubstr(",\n    \"ruleIDs\": [\n      \"r\"\n    ],\n    \"tiers\": []\n  },\n"),
+                          EndsWith(",\n  \"schemaVersion\": 1\n}\n")));
   EXPECT_THAT(unknownPolicyKeys(text), IsEmpty());
   EXPECT_EQ(policy.thresholds(), (ActivityThresholds{2147483647, -1}));
   EXPECT_THAT(unknownPolicyKeys(R"({"$schema": "", "nevr": {}, "never": {"path": []}, "hub": {"tags": {"any": ""}}})"),

@@ -1,19 +1,17 @@
 // docs/policy.schema.json matches what the program accepts.
-#include <gmock/gmock.h>
-
 #include "core/base/json_fields.h"
 #include "core/model/ecosystems.h"
 #include "core/model/system_scan_categories.h"
 #include "core/platform/files.h"
 #include "fleet/agent/policy/example_policies.h"
 #include "fleet/agent/policy/fleet_policy.h"
+#include "tests/support/matchers.h"
 #include "tests/support/schema_checker.h"
 
 namespace tidra {
 namespace {
 
 using nlohmann::json;
-using testing::UnorderedElementsAreArray;
 
 json schema() {
   const auto text = readFile(TIDRA_SOURCE_DIR "/docs/policy.schema.json");
@@ -86,7 +84,7 @@ TEST(PolicySchema, KnowsTheProgramsKeysAndDefaults) {
     if (!rule.contains("properties")) continue;
     for (const auto& member : rule["properties"].items()) everything[key][member.key()] = json();
   }
-  EXPECT_THAT(unknownPolicyKeys(everything.dump()), testing::IsEmpty());
+  EXPECT_THAT(unknownPolicyKeys(everything.dump()), IsEmpty());
 }
 
 TEST(PolicySchema, KnowsTheProgramsVocabulary) {

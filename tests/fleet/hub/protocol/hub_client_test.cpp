@@ -1,8 +1,6 @@
 // The hub's client against a real loopback server.
 #include "fleet/hub/protocol/hub_client.h"
 
-#include <gmock/gmock.h>
-
 #include <atomic>
 
 #include "core/platform/stop_signal.h"
@@ -10,14 +8,12 @@
 #include "fleet/hub/protocol/hub_json.h"
 #include "tests/fleet/hub/hub_fixture.h"
 #include "tests/support/canned_hub.h"
+#include "tests/support/matchers.h"
 #include "tests/support/message_of.h"
 
 namespace tidra {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::StartsWith;
 using Error = HubClient::HubClientError;
 
 TEST(HubClient, ReportsBelowThePathOfItsBaseWithItsToken) {
