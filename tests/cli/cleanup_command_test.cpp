@@ -1,5 +1,4 @@
 // clean, plan, apply, quarantine and trash as run by people and scripts.
-#include <gmock/gmock.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -8,47 +7,39 @@
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/model/cleanup_plan.h"
-#include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "tests/cli/cli_fixture.h"
+#include "tests/support/matchers.h"
 #include "tests/support/temporary_mount.h"
 
 namespace tidra {
 namespace {
 
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
-
 namespace fs = std::filesystem;
 
 class CliCleanup : public CliTest {
  protected:
-  /// Runs clean on projects only.
-  ProgramRun clean(std::vector<std::string> arguments, ProgramOptions options = {}) const {
-    arguments.insert(arguments.begin(), {"clean", "--no-system"});
-    return run(arguments, std::move(options));
-  }
   static ProgramOptions typing(const std::string& answer) {
     ProgramOptions options;
     options.typed = answer + "\n";
     return options;
   }
-  bool exists(const std::string& relative) const { return static_cast<bool>(pathFacts(tree().path(relative))); }
-
   static DisposalOutcome outcomeOf(const ProgramRun& ran) {
-    return JsonCodec<DisposalOutcome>::decode(parseJson(ran.out, "it"), "it");
+    return JsonCodec<DisposalOutcome>::decode(documentOf(ran), "it");
   }
   /// A plan with one item and some members replaced; null removes one.
   std::string planText(const nlohmann::json& planChange = {}, const nlohmann::json& itemChange = {}) const {
-    auto plan = parseJson(run({"plan", "--no-system", "--method", "delete", "code/web"}).out, "it");
+    auto plan = documentOf(run({"plan", "--no-system", "--method", "delete", "code/web"}));
     plan["items"].erase(1);
     plan["items"][0].merge_patch(itemChange.is_null() ? nlohmann::json::object() : itemChange);
     plan.merge_patch(planChange.is_null() ? nlohmann::json::object() : planChange);
     return plan.dump();
+  }
+  /// Writes the manifest of an entry of 2020 into the quarantine.
+  void writeManifest(const std::string& entry) const {
+    tree().writeFile(entry + ".tidra.json",
+                     R"({"originalPath": "/x", "quarantinedAt": "2020-01-01T00:00:00Z", "host": "h"})");
+    tree().setMode(".tidra/quarantine", 0700);
   }
   ProgramRun apply(const std::string& text, std::vector<std::string> more = {"--yes"}) const {
     more.insert(more.begin(), {"apply", tree().writeFile("plan.json", text)});
@@ -167,7 +158,7 @@ TEST_F(CliCleanup, PlansThatMakeNoSenseChangeNothing) {
 
 TEST_F(CliCleanup, AFailingItemIsNamedAndTheRestGoes) {
   const std::string bent = planText({}, {{"path", tree().root()}});
-  auto plan = parseJson(run({"plan", "--no-system", "--method", "delete", "code/web"}).out, "it");
+  auto plan = documentOf(run({"plan", "--no-system", "--method", "delete", "code/web"}));
   plan["items"].push_back(plan["items"][0]);
   plan["items"][2]["path"] = tree().path("code/web");
   for (const std::vector<std::string>& mode : {std::vector<std::string>{"--dry-run"}, {"--yes"}}) {
@@ -189,7 +180,7 @@ TEST_F(CliCleanup, WhatIsKeptIsToldInANoteAndListed) {
   tree().writeFile("code/web/.tidra-keep");
   const ProgramRun ran = clean({"--yes", "--method", "delete", "code/web"});
   EXPECT_EQ(ran.out, "Nothing to remove.\n");
-  EXPECT_THAT(linesOf(ran.err), testing::Contains(AllOf(StartsWith("note: ~/code/web/dist is kept by"))));
+  EXPECT_THAT(linesOf(ran.err), Contains(AllOf(StartsWith("note: ~/code/web/dist is kept by"))));
   EXPECT_EQ(report({"code/web"}).items.size(), 2U);
   EXPECT_THAT(clean({"--yes", "--force", "--method", "delete", "code/web"}).out, HasSubstr("2 items deleted"));
 }
@@ -199,10 +190,8 @@ TEST_F(CliCleanup, AnInterruptedPurgeLeavesTheRestInQuarantine) {
   for (int i = 0; i < entries; ++i) {
     const std::string entry = ".tidra/quarantine/20200101T000000-e" + std::to_string(i);
     for (int k = 0; k < 20; ++k) tree().writeFile(entry + "/d" + std::to_string(k) + "/f");
-    tree().writeFile(entry + ".tidra.json",
-                     R"({"originalPath": "/x", "quarantinedAt": "2020-01-01T00:00:00Z", "host": "h"})");
+    writeManifest(entry);
   }
-  tree().setMode(".tidra/quarantine", 0700);
   ProgramOptions options;
   options.onFirstOutput = [](pid_t program) { ::kill(program, SIGINT); };
   const ProgramRun ran = run({"quarantine", "purge", "--yes"}, options);
@@ -216,9 +205,7 @@ TEST_F(CliCleanup, AnInterruptedPurgeLeavesTheRestInQuarantine) {
 TEST_F(CliCleanup, AnEntryThatCannotBePurgedIsToldOnce) {
   const std::string entry = ".tidra/quarantine/20200101T000000-e";
   tree().makeFolder(entry);
-  tree().setMode(".tidra/quarantine", 0700);
-  tree().writeFile(entry + ".tidra.json",
-                   R"({"originalPath": "/x", "quarantinedAt": "2020-01-01T00:00:00Z", "host": "h"})");
+  writeManifest(entry);
   const TemporaryMount mount(tree().makeFolder(entry + "/mounted"));
   if (!mount) GTEST_SKIP() << "mounting is not permitted";
   const ProgramRun ran = run({"quarantine", "purge", "--yes"});
@@ -236,14 +223,12 @@ TEST_F(CliCleanup, AnEmptyQuarantineIsSaidToBeEmpty) {
 }
 
 TEST_F(CliCleanup, ADryPurgeTellsWhatEarlierRemovalsLeft) {
-  const std::string manifest = tree().path(".tidra/quarantine/20200101T000000-gone.tidra.json");
-  tree().writeFile(".tidra/quarantine/20200101T000000-gone.tidra.json",
-                   R"({"originalPath": "/x", "quarantinedAt": "2020-01-01T00:00:00Z", "host": "h"})");
-  tree().setMode(".tidra/quarantine", 0700);
+  writeManifest(".tidra/quarantine/20200101T000000-gone");
+  const std::string manifest = ".tidra/quarantine/20200101T000000-gone.tidra.json";
   EXPECT_THAT(run({"quarantine", "purge", "--dry-run"}).err, HasSubstr("would be cleared away"));
-  EXPECT_TRUE(fs::exists(manifest));
+  EXPECT_TRUE(exists(manifest));
   EXPECT_THAT(run({"quarantine", "purge", "--yes"}).err, HasSubstr("is cleared away"));
-  EXPECT_FALSE(fs::exists(manifest));
+  EXPECT_FALSE(exists(manifest));
 }
 
 }  // namespace

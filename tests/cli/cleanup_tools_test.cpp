@@ -1,17 +1,11 @@
 // Items that tools remove are listed, confirmed and counted apart from Tidra's own.
-#include <gmock/gmock.h>
-
 #include "core/base/json_fields.h"
 #include "core/platform/directory_reader.h"
 #include "tests/cli/cli_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
-
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 
 /// A Conda with an environment of 5000 bytes, and 3 MB of unused packages of which it reclaims 2 MB.
 class CleanupByTools : public CliTest {
@@ -73,7 +67,7 @@ TEST_F(CleanupByTools, NoToOneKeepsTheOtherAndTypedAnswersAreForTheirOwnQuestion
 }
 
 TEST_F(CleanupByTools, TheDocumentHasTheFigureBesideTheReceipt) {
-  const auto outcome = parseJson(clean({"--yes", "--json", "code/pearls"}).out, "it");
+  const auto outcome = documentOf(clean({"--yes", "--json", "code/pearls"}));
   ASSERT_EQ(outcome.at("receipts").size(), 1U);
   EXPECT_FALSE(outcome.at("receipts")[0].contains("bytes"));
   EXPECT_EQ(outcome.at("unmeasured"),

@@ -4,6 +4,7 @@
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/platform/directory_reader.h"
 #include "tests/support/unskipped_folder.h"
 
 namespace tidra {
@@ -42,8 +43,24 @@ ScanReport CliTest::report(std::vector<std::string> arguments) const {
   const ProgramRun ran = scan(arguments);
   EXPECT_EQ(ran.status, 0) << joined(arguments, " ");
   EXPECT_EQ(ran.err, "") << joined(arguments, " ");
-  return JsonCodec<ScanReport>::decode(parseJson(ran.out, "The report"), "The report");
+  return reportOf(ran);
 }
+
+ProgramRun CliTest::clean(std::vector<std::string> arguments, ProgramOptions options) const {
+  arguments.insert(arguments.begin(), {"clean", "--no-system"});
+  return run(arguments, std::move(options));
+}
+
+std::string CliTest::refused(const std::vector<std::string>& arguments, ProgramOptions options) const {
+  const ProgramRun ran = run(arguments, std::move(options));
+  EXPECT_EQ(ran.status, 2) << joined(arguments, " ");
+  EXPECT_EQ(ran.out, "") << joined(arguments, " ");
+  EXPECT_EQ(linesOf(ran.err).size(), 1U) << joined(arguments, " ") << " gives\n" << ran.err;
+  EXPECT_TRUE(ran.err.starts_with("tidra: ")) << ran.err;
+  return ran.err;
+}
+
+bool CliTest::exists(const std::string& relative) const { return static_cast<bool>(pathFacts(tree_->path(relative))); }
 
 std::vector<std::string> CliTest::found(const std::vector<std::string>& arguments) const {
   std::vector<std::string> paths;
@@ -57,5 +74,9 @@ std::vector<std::string> linesOf(const std::string& text) {
   if (!lines.empty() && lines.back().empty()) lines.pop_back();
   return lines;
 }
+
+nlohmann::json documentOf(const ProgramRun& ran) { return parseJson(ran.out, "The document"); }
+
+ScanReport reportOf(const ProgramRun& ran) { return JsonCodec<ScanReport>::decode(documentOf(ran), "The report"); }
 
 }  // namespace tidra

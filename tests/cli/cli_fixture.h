@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,12 @@ class CliTest : public testing::Test {
   /// The display paths of its items.
   std::vector<std::string> found(const std::vector<std::string>& arguments) const;
 
+  /// Runs "tidra clean --no-system".
+  ProgramRun clean(std::vector<std::string> arguments, ProgramOptions options = {}) const;
+  /// Expects status 2, nothing on standard output and one sentence on standard error; returns the latter.
+  std::string refused(const std::vector<std::string>& arguments, ProgramOptions options = {}) const;
+  bool exists(const std::string& relative) const;
+
   const TemporaryTree& tree() const { return *tree_; }
 
  private:
@@ -35,5 +42,10 @@ class CliTest : public testing::Test {
 };
 
 std::vector<std::string> linesOf(const std::string& text);
+
+/// The JSON document on standard output.
+nlohmann::json documentOf(const ProgramRun& ran);
+/// The report on standard output.
+ScanReport reportOf(const ProgramRun& ran);
 
 }  // namespace tidra

@@ -1,7 +1,5 @@
 // Fault injection: kills the program at, or injects an error into, each system call that changes files, one run per
 // call. Nothing may be lost or half done.
-#include <gmock/gmock.h>
-
 #include <array>
 #include <cerrno>
 #include <filesystem>
@@ -12,14 +10,13 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "tests/cli/cli_fixture.h"
+#include "tests/support/matchers.h"
 #include "tests/support/system_call_breaker.h"
 
 namespace tidra {
 namespace {
 
 namespace fs = std::filesystem;
-
-using testing::IsEmpty;
 
 /// Each run has its own home folder with one project and one artefact.
 class Crash : public CliTest {
@@ -216,8 +213,7 @@ TEST_F(Crash, AStrangerThatCannotGoBackIsNamedAndNeverRemoved) {
       if (entry.path().filename() == "precious") found = entry.path().parent_path();
     }
     ASSERT_NE(found, "") << method;
-    EXPECT_THAT(*readFile(output),
-                testing::HasSubstr("could not be moved back (File exists); look for it at " + found));
+    EXPECT_THAT(*readFile(output), HasSubstr("could not be moved back (File exists); look for it at " + found));
     for (int run = 0; run < 2; ++run) again(clean("delete"));
     again({"trash", "purge", "--older-than", "1d", "--yes"});
     const ProgramRun purged = again({"quarantine", "purge", "--older-than", "1d", "--yes"});
@@ -225,9 +221,9 @@ TEST_F(Crash, AStrangerThatCannotGoBackIsNamedAndNeverRemoved) {
     const auto listed = again({"quarantine", "list", "--json"});
     const auto info = readFile(trashFolder("info/node_modules.trashinfo"));
     if (method == "delete") {
-      EXPECT_THAT(again(clean("delete")).err, testing::HasSubstr("named like an interrupted removal"));
+      EXPECT_THAT(again(clean("delete")).err, HasSubstr("named like an interrupted removal"));
     } else if (method == "quarantine") {
-      EXPECT_THAT(listed.out, testing::HasSubstr('"' + place() + '"'));
+      EXPECT_THAT(listed.out, HasSubstr('"' + place() + '"'));
     } else {
       EXPECT_EQ(info ? FreedesktopTrash::pathOf(*info) : std::nullopt, place());
     }

@@ -1,18 +1,15 @@
 // Compatibility of the trash with the desktop's tools. Skipped without trash-cli.
-#include <gmock/gmock.h>
-
 #include <cstdio>
 #include <cstdlib>
 
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "tests/cli/cli_fixture.h"
+#include "tests/support/matchers.h"
 #include "tests/support/temporary_mount.h"
 
 namespace tidra {
 namespace {
-
-using testing::HasSubstr;
 
 class DesktopTrash : public CliTest {
  protected:

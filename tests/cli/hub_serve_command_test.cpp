@@ -1,5 +1,3 @@
-#include <gmock/gmock.h>
-
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -9,15 +7,10 @@
 #include "fleet/http/http_server.h"
 #include "fleet/hub/hub_store.h"
 #include "tests/cli/cli_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
-
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::Not;
-using testing::StartsWith;
 
 class HubServeCommand : public CliTest {
  protected:
@@ -50,18 +43,15 @@ TEST_F(HubServeCommand, ServesUntilItIsToldToStop) {
   EXPECT_THAT(lines[2], MatchesRegex("listening on 127\\.0\\.0\\.1:[1-9][0-9]*"));
   EXPECT_THAT(lines[3], MatchesRegex("dashboard on http://127\\.0\\.0\\.1:[1-9][0-9]*/"));
   EXPECT_EQ(lines[4], "stopped");
-  EXPECT_TRUE(std::filesystem::exists(tree().path("hub/hosts/broken.json")));
+  EXPECT_TRUE(exists("hub/hosts/broken.json"));
 }
 
 TEST_F(HubServeCommand, WhatCannotBeUsedIsToldInOneSentence) {
-  const auto refused = [&](const std::vector<std::string>& options, Environment environment = {}) {
-    std::vector<std::string> arguments{"hub", "serve"};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    const auto ran = run(arguments, {.environment = std::move(environment)});
-    EXPECT_EQ(ran.status, 2) << ran.out << ran.err;
-    EXPECT_EQ(linesOf(ran.err).size(), 1U) << ran.err;
-    EXPECT_FALSE(std::filesystem::exists(tree().path("hub"))) << ran.err;
-    return ran.err;
+  const auto refused = [&](std::vector<std::string> arguments, Environment environment = {}) {
+    arguments.insert(arguments.begin(), {"hub", "serve"});
+    const std::string told = CliTest::refused(arguments, {.environment = std::move(environment)});
+    EXPECT_FALSE(exists("hub")) << told;
+    return told;
   };
   const std::string data = tree().path("hub");
   const std::string file = tree().writeFile("file");
@@ -99,10 +89,9 @@ TEST_F(HubServeCommand, APortOrAFolderThatIsTakenIsTold) {
   HTTPServer taken("127.0.0.1", 0, [](const HTTPRequest&) { return HTTPResponse(); });
   taken.start();
   const std::string address = "127.0.0.1:" + std::to_string(taken.port());
-  const auto refused = run({"hub", "serve", "--data", tree().path("hub"), "--listen", address});
-  EXPECT_EQ(refused.status, 2);
-  EXPECT_EQ(refused.err, "tidra: The hub cannot listen on " + address +
-                             ": bind() failed: Address already in use; choose another address with --listen.\n");
+  EXPECT_EQ(refused({"hub", "serve", "--data", tree().path("hub"), "--listen", address}),
+            "tidra: The hub cannot listen on " + address +
+                ": bind() failed: Address already in use; choose another address with --listen.\n");
 }
 
 /// The URL in the hub's start event.

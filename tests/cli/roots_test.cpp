@@ -1,19 +1,12 @@
 // Named roots bound everything: what is outside is neither shown nor removed unless requested.
-#include <gmock/gmock.h>
-
 #include <filesystem>
 
 #include "core/base/json_fields.h"
-#include "core/platform/directory_reader.h"
 #include "tests/cli/cli_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
-
-using testing::HasSubstr;
-using testing::Not;
-using testing::UnorderedElementsAre;
-using testing::UnorderedElementsAreArray;
 
 constexpr const char* note = "note: Caches and tools outside ~/code were not looked at; --system includes them.\n";
 
@@ -43,11 +36,11 @@ class NamedRoots : public CliTest {
                                            {"PATH", tree().path("bin") + ":/usr/bin:/bin"}},
                            .folder = tree().path("u")});
   }
-  bool condaWasAsked() const { return static_cast<bool>(pathFacts(tree().path("asked"))); }
+  bool condaWasAsked() const { return exists("asked"); }
 
   static std::vector<std::string> paths(const ProgramRun& ran, const char* key) {
     std::vector<std::string> paths;
-    const auto document = parseJson(ran.out, "it");
+    const auto document = documentOf(ran);
     for (const auto& item : document.at("items")) paths.push_back(item.at(key));
     return paths;
   }
@@ -104,12 +97,12 @@ TEST_F(NamedRoots, BoundWhatIsPlannedAndRemoved) {
   EXPECT_EQ(cleaned.status, 0);
   EXPECT_THAT(cleaned.out, HasSubstr("2 items deleted"));
   EXPECT_EQ(cleaned.err, note);
-  EXPECT_TRUE(pathFacts(tree().path("u/.npm/_cacache/f")));
+  EXPECT_TRUE(exists("u/.npm/_cacache/f"));
   EXPECT_EQ(in({"clean", "code", "--yes"}).err, note) << "nothing is left to remove";
   // A plan names its items, wherever they are.
   tree().writeFile("u/plan.json", whole.out);
   EXPECT_EQ(in({"apply", "plan.json", "--method", "delete", "--yes"}).status, 1) << "two are gone";
-  EXPECT_FALSE(pathFacts(tree().path("u/.npm/_cacache")));
+  EXPECT_FALSE(exists("u/.npm/_cacache"));
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // Emptying the trash in every way: what is removed, what stays, and the messages.
-#include <gmock/gmock.h>
 #include <signal.h>
 
 #include <filesystem>
@@ -9,15 +8,12 @@
 #include "core/base/joining_thread.h"
 #include "core/platform/directory_reader.h"
 #include "tests/cli/cli_fixture.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
 
 namespace fs = std::filesystem;
-
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
 
 class TrashCommand : public CliTest {
  protected:

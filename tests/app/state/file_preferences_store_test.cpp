@@ -1,11 +1,11 @@
 #include "app/state/file_preferences_store.h"
 
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "core/base/json_fields.h"
 #include "core/platform/files.h"
+#include "tests/support/matchers.h"
 #include "tests/support/message_of.h"
 #include "tests/support/temporary_mount.h"
 #include "tests/support/temporary_tree.h"
@@ -13,12 +13,6 @@
 
 namespace tidra {
 namespace {
-
-using testing::AllOf;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
 
 class Preferences : public testing::Test {
  protected:
@@ -94,8 +88,8 @@ TEST_F(Preferences, AFileDamagedAtAnyByteIsReadOrKeptButNeverLost) {
     }
     // The first copy stays, so that the others need names of their own.
     const std::string beside = path() + (kept == 0 ? ".damaged" : ".damaged-1");
-    EXPECT_THAT(notes, testing::ElementsAre("The preferences " + path() + " were damaged; they are kept as " + beside +
-                                            " and replaced by new ones."));
+    EXPECT_THAT(notes, ElementsAre("The preferences " + path() + " were damaged; they are kept as " + beside +
+                                   " and replaced by new ones."));
     const auto aside = readFile(beside);
     EXPECT_EQ(aside ? *aside : "not there", bytes);
     EXPECT_TRUE(after.empty());

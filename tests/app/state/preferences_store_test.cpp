@@ -1,7 +1,6 @@
 // The contract of every preferences store: the file and, where a Foundation is available, NSUserDefaults.
 #include "app/state/preferences_store.h"
 
-#include <gmock/gmock.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
@@ -13,12 +12,11 @@
 #include "app/state/file_preferences_store.h"
 #include "app/state/user_defaults_store_macos.h"
 #include "core/platform/path_text.h"
+#include "tests/support/matchers.h"
 #include "tests/support/temporary_tree.h"
 
 namespace tidra {
 namespace {
-
-using testing::IsEmpty;
 
 class PreferencesStoreTest : public testing::TestWithParam<std::string> {
  protected:

@@ -1,6 +1,4 @@
 // Settings, exclusions and the last scan over a store in memory.
-#include <gmock/gmock.h>
-
 #include "app/state/app_settings.h"
 #include "app/state/exclusions_store.h"
 #include "app/state/last_scan_store.h"
@@ -8,6 +6,7 @@
 #include "core/base/json_fields.h"
 #include "core/base/json_writer.h"
 #include "core/platform/files.h"
+#include "tests/support/matchers.h"
 #include "tests/support/message_of.h"
 #include "tests/support/temporary_tree.h"
 
@@ -113,7 +112,7 @@ TEST(Exclusions, AreAddedOnceAndRemovedByTheirText) {
   ASSERT_EQ(rows.size(), 3U);
   EXPECT_EQ(rows[1], (ExclusionEntry{rows[1].id, "*/vendor/*", ExclusionRowKind::pattern, now}));
   EXPECT_EQ(rows[2].pathDisplay, "/a\xff");
-  EXPECT_THAT(rows[0].id, testing::MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
+  EXPECT_THAT(rows[0].id, MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
   EXPECT_NE(rows[0].id, rows[1].id);
   EXPECT_FALSE(store.remove("~/wor"));
   EXPECT_TRUE(store.remove("~/work"));
@@ -138,7 +137,7 @@ TEST(Exclusions, WhatDoesNotDecodeIsNeverLost) {
   EXPECT_FALSE(store.add("/a", ExclusionRowKind::path, {}));
   EXPECT_TRUE(store.remove("/a"));
   EXPECT_EQ(preferences.bytes(exclusionsKey), "[" + newer + "]");
-  EXPECT_THAT(notes, testing::IsEmpty());
+  EXPECT_THAT(notes, IsEmpty());
   for (const PreferencesStore::Value& odd : {PreferencesStore::Value{"[{]"}, PreferencesStore::Value{true}}) {
     preferences.values[exclusionsKey] = odd;
     EXPECT_FALSE(store.remove("/a"));
@@ -224,7 +223,7 @@ TEST_F(StoredScan, AFailedSaveLeavesTheFormerState) {
   preferences.refuses = false;
   tree.writeFile("data", "in the way");
   EXPECT_THAT(messageOf<PreferencesError>([&] { store.save({}, true, aggregateOfSize(500000), end); }),
-              testing::StartsWith("The last scan was not saved: "));
+              StartsWith("The last scan was not saved: "));
   EXPECT_EQ(store.load(), before);
 }
 

@@ -1,6 +1,4 @@
 // docs/openapi.json matches the hub.
-#include <gmock/gmock.h>
-
 #include <set>
 
 #include "core/platform/files.h"
@@ -8,6 +6,7 @@
 #include "fleet/hub/hub_router.h"
 #include "tests/fleet/hub/server_fixture.h"
 #include "tests/support/loopback_client.h"
+#include "tests/support/matchers.h"
 #include "tests/support/schema_checker.h"
 
 namespace tidra {
@@ -62,9 +61,9 @@ class HubDocument : public HubServerTest {
     client.send(method + " " + target + " HTTP/1.1\r\nHost: h\r\nContent-Length: 8388609\r\n\r\n");
     client.finish();
     const std::string text = client.receive();
-    EXPECT_THAT(text, testing::StartsWith("HTTP/1.1 413 "));
+    EXPECT_THAT(text, StartsWith("HTTP/1.1 413 "));
     HTTPResponse response = HTTPResponse::text(413, text.substr(text.find("\r\n\r\n") + 4));
-    EXPECT_THAT(text, testing::HasSubstr("Content-Type: " + response.headers.at("Content-Type")));
+    EXPECT_THAT(text, HasSubstr("Content-Type: " + response.headers.at("Content-Type")));
     return response;
   }
 
