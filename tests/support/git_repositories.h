@@ -15,7 +15,6 @@ namespace tidra {
 /// Skips its tests without git. The home folder, "home" in the tree, has no configuration.
 class WithGitRepositories : public testing::Test {
  protected:
-  /// The date of every commit.
   static constexpr TimePoint commitDate{std::chrono::seconds{1700000000}};
 
   void SetUp() override {
@@ -24,27 +23,28 @@ class WithGitRepositories : public testing::Test {
     if (!git_) GTEST_SKIP() << "git is not installed";
   }
 
-  /// Runs git as a person would, with the repository's configuration in effect.
-  std::optional<ProcessRunner::Result> tryGit(const std::string& folder, std::vector<std::string> arguments) const {
+  /// Runs git as a person would, with the repository's configuration in effect. Commits are of this date.
+  std::optional<ProcessRunner::Result> tryGit(const std::string& folder, std::vector<std::string> arguments,
+                                              TimePoint date = commitDate) const {
     Environment environment = environment_;
     for (const std::string who : {"GIT_AUTHOR_", "GIT_COMMITTER_"}) {
       environment[who + "NAME"] = "A";
       environment[who + "EMAIL"] = "a@example.org";
-      environment[who + "DATE"] = "1700000000 +0500";
+      environment[who + "DATE"] = std::to_string(date.time_since_epoch().count()) + " +0500";
     }
     environment["GIT_CONFIG_NOSYSTEM"] = "1";
     arguments.insert(arguments.begin(), {"-c", "init.defaultBranch=main", "-c", "commit.gpgSign=false"});
-    constexpr double longest = 60;
     return ProcessRunner::run({.executablePath = *git_,
                                .arguments = arguments,
                                .currentDirectory = folder,
                                .environment = environment,
-                               .timeoutSeconds = longest});
+                               .timeoutSeconds = 60});
   }
 
   /// The output of a command that must succeed.
-  std::string git(const std::string& folder, const std::vector<std::string>& arguments) const {
-    const auto result = tryGit(folder, arguments);
+  std::string git(const std::string& folder, const std::vector<std::string>& arguments,
+                  TimePoint date = commitDate) const {
+    const auto result = tryGit(folder, arguments, date);
     EXPECT_TRUE(result && result->status == 0) << testing::PrintToString(arguments);
     return result ? result->stdout_ : "";
   }
@@ -56,13 +56,6 @@ class WithGitRepositories : public testing::Test {
     git(path, {"init", "-q"});
     git(path, {"add", "."});
     git(path, {"commit", "-q", "--cleanup=verbatim", "-m", subject});
-    return path;
-  }
-
-  /// Writes an executable shell script; returns its absolute path.
-  std::string script(const std::string& name, const std::string& body) const {
-    const std::string path = tree_.writeFile(name, "#!/bin/sh\n" + body + "\n");
-    tree_.setMode(name, 0755);
     return path;
   }
 

@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/support/tables.h"
+
 namespace tidra {
 
 using testing::AllOf;

@@ -42,9 +42,7 @@ class SchemaChecker {
     if (keyword == "minimum") return !value.is_number() || value >= rule;
     if (keyword == "maximum") return !value.is_number() || value <= rule;
     if (keyword == "minLength") return !value.is_string() || value.get<std::string>().size() >= rule;
-    if (keyword == "pattern") {
-      return !value.is_string() || matches(rule.get<std::string>(), value.get<std::string>());
-    }
+    if (keyword == "pattern") return !value.is_string() || matches(rule.get<std::string>(), value.get<std::string>());
     if (keyword == "items") {
       return !value.is_array() ||
              std::all_of(value.begin(), value.end(), [&](const json& element) { return accepts(rule, element); });

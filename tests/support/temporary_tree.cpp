@@ -11,6 +11,7 @@
 #include <ostream>
 #include <system_error>
 
+#include "core/platform/files.h"
 #include "core/platform/open_file.h"
 
 namespace tidra {
@@ -81,9 +82,8 @@ std::ostream& operator<<(std::ostream& out, const SnapshotEntry& entry) {
 
 std::vector<SnapshotEntry> snapshotOf(const std::string& folder) {
   std::vector<SnapshotEntry> entries{entryOf(folder, "")};
-  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+  for (const auto& entry : fs::recursive_directory_iterator(folder))
     entries.push_back(entryOf(entry.path(), entry.path().string().substr(folder.size() + 1)));
-  }
   std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) { return a.path < b.path; });
   return entries;
 }
@@ -120,6 +120,21 @@ std::string TemporaryTree::writeFile(std::string_view relative, std::string_view
   const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
   check(file && !writeAll(file, bytes), path);
   return path;
+}
+
+std::string TemporaryTree::writeFile(std::string_view relative, std::string_view bytes, unsigned mode) const {
+  writeFile(relative, bytes);
+  setMode(relative, mode);
+  return path(relative);
+}
+
+std::string TemporaryTree::writeProgram(std::string_view relative, std::string_view body) const {
+  return writeFile(relative, "#!/bin/sh\n" + std::string(body) + "\n", 0755);
+}
+
+std::string TemporaryTree::read(std::string_view relative) const {
+  const auto bytes = readFile(path(relative));
+  return bytes ? *bytes : "";
 }
 
 std::string TemporaryTree::writeFileOfSize(std::string_view relative, std::uint64_t sizeBytes) const {

@@ -55,6 +55,11 @@ class TemporaryTree {
 
   // Each returns the absolute path of what it created.
   std::string writeFile(std::string_view relative, std::string_view bytes = {}) const;
+  std::string writeFile(std::string_view relative, std::string_view bytes, unsigned mode) const;
+  /// An executable shell script.
+  std::string writeProgram(std::string_view relative, std::string_view body) const;
+  /// The bytes of a file; empty when it cannot be read.
+  std::string read(std::string_view relative) const;
   /// Sparse where the file system supports it.
   std::string writeFileOfSize(std::string_view relative, std::uint64_t sizeBytes) const;
   std::string makeFolder(std::string_view relative) const;

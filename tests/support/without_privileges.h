@@ -22,9 +22,8 @@ inline void handOver(const TemporaryTree& tree) {
   if (::geteuid() != 0) return;
   constexpr uid_t nobody = 65534;
   EXPECT_EQ(::lchown(tree.root().c_str(), nobody, nobody), 0);
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(tree.root())) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(tree.root()))
     EXPECT_EQ(::lchown(entry.path().c_str(), nobody, nobody), 0);
-  }
 }
 
 /// While alive, the effective user of this process is nobody instead of root. No effect for other users.

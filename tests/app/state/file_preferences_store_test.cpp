@@ -34,9 +34,8 @@ TEST_F(Preferences, IsForItsOwnerOnlyAndReadingMakesNothing) {
   EXPECT_EQ(snapshotOf(tree.root()).size(), 1U);
   store.apply({{"yes", true}});
   ::umask(former);
-  for (const SnapshotEntry& entry : snapshotOf(tree.path("config"))) {
+  for (const SnapshotEntry& entry : snapshotOf(tree.path("config")))
     EXPECT_EQ(entry.mode, entry.type == 'd' ? 0700U : 0600U) << entry;
-  }
   tree.setMode("config/tidra/preferences.json", 0644);
   store.apply({{"x", true}});
   EXPECT_EQ(snapshotOf(tree.path("config/tidra")).at(1).mode, 0600U);
@@ -127,9 +126,8 @@ TEST_F(Preferences, WhatCannotBeReadOrWrittenIsOneSentence) {
   EXPECT_THAT(reading(pipe), EndsWith("cannot be read: not a regular file."));
 
   tree.writeFile("closed/preferences.json", "{}");
-  tree.writeFile("unreadable.json", "{}");
+  tree.writeFile("unreadable.json", "{}", 0);
   tree.setMode("closed", 0555);
-  tree.setMode("unreadable.json", 0);
   const WithoutPrivileges unprivileged(tree);
   auto closed = open("closed/preferences.json");
   auto unreadable = open("unreadable.json");

@@ -58,27 +58,17 @@ TEST(Settings, HaveTheirDefaultsAndSurviveASave) {
 }
 
 TEST(Settings, WhatIsMissingIsDefaultAndWhatDoesNotDecodeIsNoSettings) {
-  struct Case {
-    std::string stored;
-    int years;
-    bool trash;
-  };
-  for (const Case& c : std::vector<Case>{{R"({"dormantThresholdYears": 7})", 7, true},
-                                         {R"({"moveToTrash": false, "ofANewerBuild": [1]})", 2, false},
-                                         {R"({"moveToTrash": null, "dormantThresholdYears": 0})", 0, true},
-                                         {R"({"moveToTrash": "no", "dormantThresholdYears": 7})", 2, true},
-                                         {R"({"dormantThresholdYears": 7.5})", 2, true},
-                                         {R"({"dormantThresholdYears": 99999999999})", 2, true},
-                                         {R"({"dormantThresholdYears": 7, "defaultScanLocation": "moon"})", 2, true},
-                                         {R"({"dormantThresholdYears": 7, "ecosystemsEnabled": {"npm": 1}})", 2, true},
-                                         {R"([{"dormantThresholdYears": 7}])", 2, true},
-                                         {R"({"dormantThresholdYears": 7)", 2, true},
-                                         {"", 2, true}}) {
+  for (const auto& [stored, years] :
+       rowsOf(R"({"dormantThresholdYears": 7} => 7 | {"moveToTrash": false, "ofANewerBuild": [1]} => 2 |
+          {"moveToTrash": null, "dormantThresholdYears": 0} => 0 | {"moveToTrash": "no", "dormantThresholdYears": 7} => 2 |
+          {"dormantThresholdYears": 7.5} => 2 | {"dormantThresholdYears": 99999999999} => 2 |
+          {"dormantThresholdYears": 7, "defaultScanLocation": "moon"} => 2 | [{"dormantThresholdYears": 7}] => 2 |
+          {"dormantThresholdYears": 7, "ecosystemsEnabled": {"npm": 1}} => 2 | {"dormantThresholdYears": 7 => 2 | => 2)")) {
     MemoryPreferences preferences;
-    preferences.values[settingsKey] = c.stored;
+    preferences.values[settingsKey] = stored;
     const TidraAppSettings settings = SettingsStore(preferences).load();
-    EXPECT_EQ(settings.dormantThresholdYears, c.years) << c.stored;
-    EXPECT_EQ(settings.moveToTrash, c.trash) << c.stored;
+    EXPECT_EQ(settings.dormantThresholdYears, std::stoi(years)) << stored;
+    EXPECT_EQ(settings.moveToTrash, stored.find("\"moveToTrash\": false") == std::string::npos) << stored;
   }
   MemoryPreferences preferences;
   preferences.values[settingsKey] = true;
@@ -250,37 +240,28 @@ TEST_F(StoredScan, ACrashBetweenTheFileAndThePreferencesMixesNoTwoScans) {
 }
 
 TEST_F(StoredScan, FallsBackInOrder) {
-  struct Case {
-    std::string file2, bytes2, file1, bytes1;  // stored values; "-" for none, "!" for one that does not decode
-    std::string loads;
-  };
-  for (const Case& c : std::vector<Case>{{"f2", "b2", "f1", "b1", "f2"},
-                                         {"!", "b2", "f1", "b1", "b2"},
-                                         {"-", "b2", "f1", "b1", "b2"},
-                                         {"!", "!", "f1", "b1", "nothing"},
-                                         {"-", "!", "f1", "b1", "nothing"},
-                                         {"!", "-", "f1", "b1", "f1"},
-                                         {"-", "-", "f1", "b1", "f1"},
-                                         {"-", "-", "-", "b1", "b1"},
-                                         {"-", "-", "!", "b1", "b1"},
-                                         {"-", "-", "-", "!", "nothing"},
-                                         {"-", "-", "!", "-", "nothing"},
-                                         {"-", "-", "-", "-", "nothing"}}) {
+  // Stored values, "-" for none and "!" for one that does not decode: file and bytes of v2, of v1; and what loads.
+  for (const auto& [values, loads] :
+       rowsOf("f2 b2 f1 b1 => f2 | ! b2 f1 b1 => b2 | - b2 f1 b1 => b2 | ! ! f1 b1 => nothing | - ! f1 b1 => nothing | "
+              "! - f1 b1 => f1 | - - f1 b1 => f1 | - - - b1 => b1 | - - ! b1 => b1 | - - - ! => nothing | "
+              "- - ! - => nothing | - - - - => nothing")) {
+    const Texts value = wordsOf(values);
     const auto stored = [](const std::string& what) { return what == "!" ? labelled("x").substr(1) : labelled(what); };
     for (const bool flagged : {true, false}) {
       preferences.values.clear();
       store.save({}, false, std::nullopt, end);
-      for (const auto& [version, inFile, inBytes] : {std::tuple{"v2", c.file2, c.bytes2}, {"v1", c.file1, c.bytes1}}) {
+      for (const auto& [version, inFile, inBytes] :
+           {std::tuple{"v2", value[0], value[1]}, {"v1", value[2], value[3]}}) {
         ::unlink(tree.path(file(version)).c_str());
         if (inFile != "-") tree.writeFile(file(version), stored(inFile));
         preferences.values[flagKey + version] = flagged;
         if (inBytes != "-") preferences.values[aggregateKey + version] = stored(inBytes);
       }
       if (flagged) {
-        EXPECT_EQ(loaded(), c.loads) << c.file2 << " " << c.bytes2 << " " << c.file1 << " " << c.bytes1;
+        EXPECT_EQ(loaded(), loads) << values;
       } else {
         // A file without its flag is ignored.
-        const std::string bytes = c.bytes2 != "-" ? c.bytes2 : c.bytes1;
+        const std::string bytes = value[1] != "-" ? value[1] : value[3];
         EXPECT_EQ(loaded(), bytes == "-" || bytes == "!" ? "nothing" : bytes);
       }
     }
@@ -302,8 +283,7 @@ TEST_F(StoredScan, WithoutASummaryThereIsNoLastScan) {
 }
 
 TEST(StateFolders, AreWhereThePlatformKeepsThem) {
-  using Variables = Environment;
-  const auto folders = [](TidraPlatform platform, const Variables& variables) {
+  const auto folders = [](TidraPlatform platform, const Environment& variables) {
     const StateFolders made = stateFolders(platform, {"/home/u", variables});
     return made.preferences + " " + made.applicationData;
   };

@@ -51,9 +51,8 @@ TEST(ParseJson, TellsLineAndColumnOfTheFault) {
   EXPECT_EQ(parsingMessage("{} x"), "It is not valid JSON (line 1, column 4)");
   EXPECT_EQ(parsingMessage(std::string("{}\n\0x", 5)), "It is not valid JSON (line 2, column 1)");
   EXPECT_EQ(parsingMessage("[1e999]"), "It is not valid JSON (a number is out of range)");
-  for (const char* text : {"[\"\xFF\"]", "[\"a\nb\"]", "[\"\\ud800\"]", "{'a': 1}", "[01]", "nul"}) {
+  for (const char* text : {"[\"\xFF\"]", "[\"a\nb\"]", "[\"\\ud800\"]", "{'a': 1}", "[01]", "nul"})
     EXPECT_TRUE(parsingMessage(text).starts_with("It is not valid JSON (line 1")) << text;
-  }
 }
 
 TEST(ParseJson, DeepNestingIsNoDanger) {
@@ -69,9 +68,8 @@ TEST(JsonCodecs, RefuseValuesOfAnotherType) {
   EXPECT_EQ(decodingMessage<std::string>("7"), "It must be a text");
   EXPECT_EQ(decodingMessage<bool>("1"), "It must be true or false");
   EXPECT_EQ(decodingMessage<double>("\"1\""), "It must be a number");
-  for (const char* json : {"1.0", "\"1\"", "true", "[1]", "9223372036854775808"}) {
+  for (const char* json : {"1.0", "\"1\"", "true", "[1]", "9223372036854775808"})
     EXPECT_TRUE(decodingMessage<std::int64_t>(json).starts_with("It must be a whole number")) << json;
-  }
   EXPECT_EQ(decodingMessage<int>("2147483648"), "It must be a whole number of at most 32 bits");
   EXPECT_EQ(decodingMessage<int>("-2147483649"), "It must be a whole number of at most 32 bits");
   EXPECT_EQ(decodingMessage<std::uint64_t>("-1"), "It must be a whole number that is not negative");

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <random>
 
@@ -37,9 +36,7 @@ TEST(EscapedForTerminal, LeavesNothingThatATerminalObeys) {
       {"\xE2\x80\xAEgpj.exe", "\\u202egpj.exe"},       // right-to-left override
       {"\xE2\x81\xA6\xE2\x80\x8F", "\\u2066\\u200f"},  // isolate, mark
       {"\xE2\x80\xA8\xE2\x80\xA9", "\\u2028\\u2029"},  // line and paragraph separators
-      {"\xEF\xBB\xBF"
-       "a\xE2\x80\x8B",
-       "\\ufeffa\\u200b"},  // invisible
+      {"\uFEFFa\u200B", "\\ufeffa\\u200b"},            // invisible
       {"\xF3\xA0\x81\xA1", "\\U000e0061"},
       {"bad\xFF\xC3", "bad\\xff\\xc3"}};
   for (const auto& [bytes, shown] : cases) EXPECT_EQ(escapedForTerminal(bytes), shown);
@@ -57,12 +54,9 @@ TEST(Base64, RoundTripsAndRejectsWhatIsNotPaddedStandardBase64) {
   }
   std::string all;
   for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
-  for (std::size_t cut = 0; cut < 3; ++cut) {
-    EXPECT_EQ(base64Decoded(base64Encoded(all.substr(cut))), all.substr(cut));
-  }
-  for (const auto text : split("Z,Zg,Zg=,====,Z===,=Zg=,Zg=v,Zg==Zg==,Zm9-,Zm9_,Zm 9,Zm9v\n", ',')) {
+  for (std::size_t cut = 0; cut < 3; ++cut) EXPECT_EQ(base64Decoded(base64Encoded(all.substr(cut))), all.substr(cut));
+  for (const auto text : split("Z,Zg,Zg=,====,Z===,=Zg=,Zg=v,Zg==Zg==,Zm9-,Zm9_,Zm 9,Zm9v\n", ','))
     EXPECT_EQ(base64Decoded(text), std::nullopt) << escapedForTerminal(text);
-  }
 }
 
 /// The order of pathPrecedes by another algorithm: component by component.
@@ -84,9 +78,8 @@ TEST(PathPrecedes, OrdersAsADepthFirstWalkWithSiblingsInByteOrder) {
     if (paths.back().ends_with('/')) paths.back().pop_back();
   }
   for (const auto& left : paths) {
-    for (const auto& right : paths) {
+    for (const auto& right : paths)
       EXPECT_EQ(pathPrecedes(left, right), walksBefore(left, right)) << left << " | " << right;
-    }
   }
 }
 

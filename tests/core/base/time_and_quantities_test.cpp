@@ -7,6 +7,7 @@
 #include "core/base/text.h"
 #include "core/base/time_point.h"
 #include "tests/support/message_of.h"
+#include "tests/support/tables.h"
 
 namespace tidra {
 namespace {
@@ -41,24 +42,14 @@ TEST(Iso8601, ReadsDatesWithFractionsAndOffsetsAndNothingElse) {
 }
 
 TEST(ParseSize, ReadsNumbersWithUnitsAndNothingElse) {
-  const std::pair<const char*, std::int64_t> sizes[] = {{"0", 0},
-                                                        {"500", 500},
-                                                        {"12b", 12},
-                                                        {"500KB", 512000},
-                                                        {"1k", 1024},
-                                                        {".5kib", 512},
-                                                        {"2.", 2},
-                                                        {"1.9", 1},
-                                                        {"3 MiB", 3145728},
-                                                        {"10m", 10485760},
-                                                        {"1.5G", 1610612736},
-                                                        {"2TiB", 2199023255552},
-                                                        {"8388607tb", 9223370937343148032}};
-  for (const auto& [text, bytes] : sizes) EXPECT_EQ(parseSize(text), bytes) << text;
+  for (const auto& [text, bytes] :
+       rowsOf("0 => 0 | 500 => 500 | 12b => 12 | 500KB => 512000 | 1k => 1024 | .5kib => 512 | 2. => 2 | 1.9 => 1 | "
+              "3 MiB => 3145728 | 10m => 10485760 | 1.5G => 1610612736 | 2TiB => 2199023255552 | "
+              "8388607tb => 9223370937343148032"))
+    EXPECT_EQ(parseSize(text), std::stoll(bytes)) << text;
   for (const auto text :
-       split("| |.|KB|-1|+1|1.2.3|1e3|0x10|5 PB|5kbs|1,5G|8388608tb|9223372036854775808|nan|1\n2", '|')) {
+       split("| |.|KB|-1|+1|1.2.3|1e3|0x10|5 PB|5kbs|1,5G|8388608tb|9223372036854775808|nan|1\n2", '|'))
     EXPECT_THROW(parseSize(text), InputError) << text;
-  }
   EXPECT_EQ(messageOf<InputError>([] { parseSize("ten\x1b"); }),
             "'ten\\x1b' is not a size; write a number with an optional unit, such as 500KB, 10M or 1.5G");
 }
@@ -70,9 +61,8 @@ TEST(ParseAge, ReadsDaysWeeksMonthsAndYearsAndNothingElse) {
   EXPECT_EQ(parseAge("8W"), (Age{0, days{56}}));
   EXPECT_EQ(parseAge("6mo"), (Age{6, days{0}}));
   EXPECT_EQ(parseAge("2y"), (Age{24, days{0}}));
-  for (const auto text : split("|d|30|-1d|-0d|+1d|1.5y|6m|6 mo|30d |30dd|1001y|400000d|99999999999d|1e9d", '|')) {
+  for (const auto text : split("|d|30|-1d|-0d|+1d|1.5y|6m|6 mo|30d |30dd|1001y|400000d|99999999999d|1e9d", '|'))
     EXPECT_THROW(parseAge(text), InputError) << text;
-  }
   EXPECT_EQ(messageOf<InputError>([] { parseAge("6m"); }),
             "'6m' is not an age; write a whole number with d, w, mo or y, such as 30d, 8w, 6mo or 1y");
 }

@@ -31,9 +31,8 @@ TEST(MonthsSince, CountsWholeCalendarMonths) {
       {"2024-02-29", "2028-02-29", 48},
       {"2026-04-14", "2026-03-14", 0},  // the future
       {"0000-01-01", "9999-12-31", 119999}};
-  for (const auto& [date, now, months] : cases) {
+  for (const auto& [date, now, months] : cases)
     EXPECT_EQ(Activity::monthsSince(at(date), at(now)), months) << date << " to " << now;
-  }
 }
 
 TEST(IdleDays, CountsWholeDays) {

@@ -41,9 +41,8 @@ TEST(ScanArtifactFinding, JsonKeepsEveryFieldAndFillsInDefaults) {
     json[key] = value;
     return messageOf<DecodingError>([&] { Codec::decode(json, "It"); });
   };
-  for (const std::string key : {"path", "label", "sizeBytes", "ecosystemTag"}) {
+  for (const std::string key : {"path", "label", "sizeBytes", "ecosystemTag"})
     EXPECT_EQ(message(key, nullptr), "It." + key + " is missing");
-  }
   EXPECT_EQ(message("sizeBytes", -1), "It.sizeBytes must be a whole number that is not negative");
 }
 
@@ -100,9 +99,8 @@ TEST(ScanAggregate, ATotalBeyond64BitsIsRefused) {
 TEST(ScanAggregate, JsonRoundTrip) {
   using Codec = JsonCodec<ScanAggregate>;
   const ScanAggregate plain({finding("/p/a", 3), finding("/p/b", 2, "py"), finding("docker:x", 1)});
-  for (const auto& aggregate : {ScanAggregate(), plain}) {
+  for (const auto& aggregate : {ScanAggregate(), plain})
     EXPECT_EQ(Codec::decode(parseJson(prettyJson(aggregate), "It"), "It"), aggregate);
-  }
   // Roots that are not UTF-8 look alike; no finding may be lost.
   const std::vector odd{finding("/p/\xFE/a", 1), finding("/p/\xFF/b", 2)};
   EXPECT_EQ(Codec::decode(toJson(ScanAggregate(odd)), "It").artifactsByProjectRoot.at("/p/\xEF\xBF\xBD"), odd);

@@ -126,16 +126,14 @@ TEST(ScanReport, OnlyOptionalFieldsMayBeAbsent) {
     return messageOf<DecodingError>([&] { Codec::decode(json, "It"); });
   };
   EXPECT_EQ(full.size(), 16U);
-  for (const auto& [key, value] : full.items()) {
-    auto without = full;
-    without.erase(key);
-    EXPECT_EQ(message(without), "It." + key + " is missing");
-  }
   EXPECT_EQ(full["items"][0].size(), 10U);
-  for (const auto& [key, value] : full["items"][0].items()) {
-    auto without = full;
-    without["items"][0].erase(key);
-    EXPECT_EQ(message(without), "It.items[0]." + key + " is missing");
+  for (const std::string place : {"", "/items/0"}) {
+    const nlohmann::json::json_pointer pointer(place);
+    for (const auto& [key, value] : full.at(pointer).items()) {
+      auto without = full;
+      without.at(pointer).erase(key);
+      EXPECT_EQ(message(without), (place.empty() ? "It." : "It.items[0].") + key + " is missing");
+    }
   }
   auto wrong = full;
   wrong["platform"] = "freebsd";

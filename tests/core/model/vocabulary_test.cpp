@@ -1,14 +1,13 @@
 // The enumerations and numbers of records.
 #include <gtest/gtest.h>
 
-#include <limits>
-
 #include "core/model/byte_formatting.h"
 #include "core/model/scan_vocabulary.h"
 #include "core/model/stable_id.h"
 #include "core/model/system_group_root.h"
 #include "core/model/system_scan_categories.h"
 #include "core/platform/platform.h"
+#include "tests/support/tables.h"
 
 namespace tidra {
 namespace {
@@ -23,9 +22,8 @@ void expectTable(std::string_view rawTexts, E last) {
     EXPECT_EQ(fromRawValue<E>(rawValue(value)), value);
   }
   EXPECT_EQ(static_cast<int>(last) + 1, index);
-  for (const char* unknown : {"", "Safe", "safe ", "MACOS", "projectwalk"}) {
+  for (const char* unknown : {"", "Safe", "safe ", "MACOS", "projectwalk"})
     EXPECT_EQ(fromRawValue<E>(unknown), std::nullopt) << unknown;
-  }
 }
 
 TEST(Vocabulary, TablesAreCompleteAndRoundTrip) {
@@ -40,17 +38,10 @@ TEST(Vocabulary, TablesAreCompleteAndRoundTrip) {
 }
 
 TEST(ByteFormatting, CountsInPowersOf1024) {
-  const std::pair<std::int64_t, const char*> sizes[] = {{0, "0 KB"},
-                                                        {100, "0 KB"},
-                                                        {513, "1 KB"},
-                                                        {1048575, "1024 KB"},
-                                                        {1048576, "1 MB"},
-                                                        {1073741823, "1024 MB"},
-                                                        {-2048, "-2 KB"},
-                                                        {1073741824, "1.0 GB"},
-                                                        {1610612736, "1.5 GB"},
-                                                        {std::numeric_limits<std::int64_t>::max(), "8589934592.0 GB"}};
-  for (const auto& [bytes, text] : sizes) EXPECT_EQ(ByteFormatting::compact(bytes), text);
+  for (const auto& [bytes, text] :
+       rowsOf("0 => 0 KB | 100 => 0 KB | 513 => 1 KB | 1048575 => 1024 KB | 1048576 => 1 MB | 1073741823 => 1024 MB | "
+              "-2048 => -2 KB | 1073741824 => 1.0 GB | 1610612736 => 1.5 GB | 9223372036854775807 => 8589934592.0 GB"))
+    EXPECT_EQ(ByteFormatting::compact(std::stoll(bytes)), text);
 }
 
 TEST(StableID, IsTheFnv1aHashInSixteenDigits) {
@@ -64,13 +55,11 @@ TEST(SystemGroupRoot, NamesEveryCategoryAndComesBack) {
   EXPECT_EQ(TidraSystemGroupRoot::forCategory("aiTools"), "__tidra:system:ai_tools__");
   EXPECT_EQ(TidraSystemGroupRoot::forCategory("globalCaches"), "__tidra:system:caches__");
   EXPECT_EQ(TidraSystemGroupRoot::forCategory("docker"), "__tidra:system:docker__");
-  for (const auto& category : systemScanCategoryTable) {
+  for (const auto& category : systemScanCategoryTable)
     EXPECT_EQ(TidraSystemGroupRoot::category(TidraSystemGroupRoot::forCategory(category.key)), category.key);
-  }
   for (const char* other :
-       {"", "/p", "__tidra:system:", "__tidra:system:_", "__tidra:system:docker", "/__tidra:system:x__"}) {
+       {"", "/p", "__tidra:system:", "__tidra:system:_", "__tidra:system:docker", "/__tidra:system:x__"})
     EXPECT_EQ(TidraSystemGroupRoot::category(other), std::nullopt) << other;
-  }
 }
 
 }  // namespace

@@ -121,9 +121,8 @@ TEST(EntryFacts, TellTheEntryOrWhatItLeadsTo) {
     EXPECT_EQ(link->modified, timePointAt(1500000000));
     EXPECT_FALSE(link->identity == file->identity);
   }
-  for (const auto& followed : {followedEntryFacts(folder->get(), "link"), followedFacts(tree.path("link"))}) {
+  for (const auto& followed : {followedEntryFacts(folder->get(), "link"), followedFacts(tree.path("link"))})
     EXPECT_TRUE(followed->identity == file->identity);
-  }
   EXPECT_EQ(*fileSize(folder->get(), "file"), file->sizeBytes);
   EXPECT_EQ(*fileSize(folder->get(), "link"), 4U);
   EXPECT_TRUE(entryFacts(folder->get(), "dangling"));

@@ -1,8 +1,6 @@
 // Resolving paths for removal: no unsafe link and no odd spelling is accepted.
 #include "core/platform/held_folder.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "core/platform/path_text.h"
@@ -45,22 +43,20 @@ TEST_F(HeldFolderTest, LinksOfAnotherUserAreRefused) {
     const std::string path = tree_.path(way);
     for (const auto& told : {messageOf<UnsafePathError>([&] { holdFolder(path); }),
                              messageOf<UnsafePathError>([&] { holdEntry(path + "/f"); }),
-                             messageOf<UnsafePathError>([&] { holdOrMakeFolder(path + "/new", 0700); })}) {
+                             messageOf<UnsafePathError>([&] { holdOrMakeFolder(path + "/new", 0700); })})
       EXPECT_EQ(told, link + " is a link that belongs to another user, so it is not followed") << way;
-    }
   }
   EXPECT_EQ(holdEntry(link).facts.type, EntryType::symbolicLink) << "the link itself may be removed";
 }
 
 TEST_F(HeldFolderTest, RefusesPathsThatMakeNoSense) {
   tree_.writeFile("f");
-  for (const auto& [path, why] : std::vector<std::pair<std::string, std::string>>{
-           {"relative/f", "not an absolute path"},
-           {"", "not an absolute path"},
-           {"~/f", "not an absolute path"},
-           {tree_.path("a/../f"), "contains '..'"},
-           {tree_.path(".."), "contains '..'"},
-           {tree_.path("f") + std::string(1, '\0') + "g", "contains a NUL byte"}}) {
+  for (const auto& [path, why] : TextPairs{{"relative/f", "not an absolute path"},
+                                           {"", "not an absolute path"},
+                                           {"~/f", "not an absolute path"},
+                                           {tree_.path("a/../f"), "contains '..'"},
+                                           {tree_.path(".."), "contains '..'"},
+                                           {tree_.path("f") + std::string(1, '\0') + "g", "contains a NUL byte"}}) {
     EXPECT_THAT(messageOf<UnsafePathError>([&] { holdFolder(path); }), HasSubstr(why)) << path;
     EXPECT_THAT(messageOf<UnsafePathError>([&] { holdEntry(path); }), HasSubstr(why)) << path;
     EXPECT_THAT(messageOf<UnsafePathError>([&] { holdOrMakeFolder(path, 0700); }), HasSubstr(why)) << path;

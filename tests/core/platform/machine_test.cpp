@@ -25,12 +25,10 @@ TEST(MountTable, ReadsTheKernelsTextAndPassesOverTheRest) {
                                              {"/mnt/no\\optional\\08\\", "ext4", "8:2"},
                                              {"/cut\\04", "xfs", "8:4"}}));
   EXPECT_TRUE(parseMountInfo("").empty());
-  for (const char* type : {"proc", "sysfs", "cgroup2", "devpts", "devtmpfs", "tracefs", "fuse.gvfsd-fuse"}) {
+  for (const char* type : {"proc", "sysfs", "cgroup2", "devpts", "devtmpfs", "tracefs", "fuse.gvfsd-fuse"})
     EXPECT_TRUE(isPseudoFileSystem(type)) << type;
-  }
-  for (const char* type : {"", "ext4", "btrfs", "zfs", "tmpfs", "overlay", "nfs4", "fuse.sshfs", "apfs", "procfs2"}) {
+  for (const char* type : {"", "ext4", "btrfs", "zfs", "tmpfs", "overlay", "nfs4", "fuse.sshfs", "apfs", "procfs2"})
     EXPECT_FALSE(isPseudoFileSystem(type)) << type;
-  }
 }
 
 TEST(VolumeSpace, PrefersTheFigureForImportantUsage) {

@@ -4,51 +4,29 @@
 
 #include "core/platform/path_text.h"
 #include "core/platform/path_variables.h"
+#include "tests/support/tables.h"
 
 namespace tidra {
 namespace {
 
-using Pairs = std::vector<std::pair<const char*, const char*>>;
-
 TEST(PathResolver, ResolvesTemplates) {
-  const TidraPathResolver resolver{"/home/ada",
-                                   {{"XDG_CONFIG_HOME", "/c"},
-                                    {"EMPTY", ""},
-                                    {"REL", "a/b"},
-                                    {"NESTED", "$HOME"},
-                                    {"TILDE", "~/x"},
-                                    {"XDG_DATA_HOME", ""},
-                                    {"TMPDIR", ""},
-                                    {"HOME", ""},
-                                    {"A1_", "/x"},
-                                    {"UP", "/a/../b/"}}};
-  const Pairs resolved{{"~", "/home/ada"},
-                       {"~/", "/home/ada"},
-                       {"~/x//y/./z/", "/home/ada/x/y/z"},
-                       {"~/../bob", "/home/bob"},
-                       {"~user/x", "/home/ada/~user/x"},
-                       {"Library/Caches", "/home/ada/Library/Caches"},
-                       {"", "/home/ada"},
-                       {"../../../..", "/"},
-                       {"/opt//x/../y/", "/opt/y"},
-                       {"${XDG_CACHE_HOME}/x", "/home/ada/.cache/x"},
-                       {"$XDG_CONFIG_HOME/pip", "/c/pip"},
-                       {"$XDG_DATA_HOME", "/home/ada/.local/share"},
-                       {"$XDG_STATE_HOME", "/home/ada/.local/state"},
-                       {"$TMPDIR/x-*", "/tmp/x-*"},
-                       {"$HOME}/x", "/home/ada/x"},
-                       {"${HOME/x", "/home/ada/x"},
-                       {"$HOME$A1_", "/home/ada/x"},
-                       {"~/$REL", "/home/ada/a/b"},
-                       {"$REL/c", "/home/ada/a/b/c"},
-                       {"$TILDE/y", "/home/ada/~/x/y"},
-                       {"$UP/c", "/b/c"}};
-  for (const auto& [text, path] : resolved) EXPECT_EQ(resolver.resolve(text), path) << text;
+  const Environment environment{
+      {"XDG_CONFIG_HOME", "/c"}, {"EMPTY", ""},  {"REL", "a/b"}, {"NESTED", "$HOME"}, {"TILDE", "~/x"},
+      {"XDG_DATA_HOME", ""},     {"TMPDIR", ""}, {"HOME", ""},   {"A1_", "/x"},       {"UP", "/a/../b/"}};
+  const TidraPathResolver resolver{"/home/ada", environment};
+  for (const auto& [text, path] :
+       rowsOf("~ => /home/ada | ~/ => /home/ada | ~/x//y/./z/ => /home/ada/x/y/z | ~/../bob => /home/bob | "
+              "~user/x => /home/ada/~user/x | Library/Caches => /home/ada/Library/Caches |  => /home/ada | "
+              "../../../.. => / | /opt//x/../y/ => /opt/y | ${XDG_CACHE_HOME}/x => /home/ada/.cache/x | "
+              "$XDG_CONFIG_HOME/pip => /c/pip | $XDG_DATA_HOME => /home/ada/.local/share | "
+              "$XDG_STATE_HOME => /home/ada/.local/state | $TMPDIR/x-* => /tmp/x-* | $HOME}/x => /home/ada/x | "
+              "${HOME/x => /home/ada/x | $HOME$A1_ => /home/ada/x | ~/$REL => /home/ada/a/b | "
+              "$REL/c => /home/ada/a/b/c | $TILDE/y => /home/ada/~/x/y | $UP/c => /b/c"))
+    EXPECT_EQ(resolver.resolve(text), path) << text;
   // Expansion is not recursive: $NESTED leaves a "$".
   for (const char* text : {"$UNKNOWN/x", "$HOME/$UNKNOWN", "$HOMEx/y", "$home", "$NESTED/x", "$1/x", "cost$", "$$HOME",
-                           "${}", "$EMPTY", "$EMPTY/build", "/${EMPTY}/build", "~/$EMPTY"}) {
+                           "${}", "$EMPTY", "$EMPTY/build", "/${EMPTY}/build", "~/$EMPTY"})
     EXPECT_EQ(resolver.resolve(text), std::nullopt) << text;
-  }
   EXPECT_EQ(resolver.expandVariables("a ${HOME} $UNKNOWN ${EMPTY} $ {$A1_}"), "a /home/ada $UNKNOWN ${EMPTY} $ {/x");
   EXPECT_EQ(unknownVariable("$HOME/$5/${EMPTY}/$UNKNOWN", resolver), "EMPTY");
   EXPECT_EQ(unknownVariable("$HOME/cost$", resolver), std::nullopt);

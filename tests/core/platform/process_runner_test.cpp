@@ -75,9 +75,8 @@ TEST(ProcessRunner, ACommandGetsNoMoreMemoryThanItMayHave) {
 TEST(ProcessRunner, WhatCannotBeStartedIsNoResult) {
   const TemporaryTree tree;
   tree.writeFile("plain", "#!/bin/sh\n");
-  tree.writeFile("tool", "#!/bin/sh\n");
-  tree.writeFile("script", "#!" + tree.path("missing") + "\n");
-  for (const char* name : {"tool", "script"}) tree.setMode(name, 0755);
+  tree.writeProgram("tool", "");
+  tree.writeFile("script", "#!" + tree.path("missing") + "\n", 0755);
   const auto run = [&](const std::string& executable, const std::string& folder) {
     return ProcessRunner::run(
         {.executablePath = executable, .currentDirectory = folder, .timeoutSeconds = generousSeconds});
@@ -86,9 +85,8 @@ TEST(ProcessRunner, WhatCannotBeStartedIsNoResult) {
   EXPECT_EQ(run(tree.path("tool"), tree.path("missing")), std::nullopt);
   // Relative paths are refused even if they lead to a program.
   for (const std::string& path : {tree.path("missing"), tree.path("plain"), tree.path("script"), tree.root(),
-                                  std::string("tool"), std::string("./tool"), std::string()}) {
+                                  std::string("tool"), std::string("./tool"), std::string()})
     EXPECT_EQ(run(path, tree.root()), std::nullopt) << path;
-  }
 }
 
 TEST(ProcessRunner, RunsInTheGivenFolderAndEnvironment) {
@@ -239,8 +237,7 @@ TEST(Which, TakesTheFirstExecutableOfPathAndPassesOverUnsafeFolders) {
   ASSERT_EQ(::fchdir(here.get()), 0);
 
   // Links are resolved: the program that runs counts.
-  tree.writeFile("open/program");
-  tree.setMode("open/program", 0755);
+  tree.writeProgram("open/program", "");
   tree.makeFolder("links");
   tree.symlink("links/" + tool, tree.path("open/program"));
   EXPECT_EQ(ProcessRunner::which(tool, {{"PATH", tree.path("links") + ":" + path}}), tree.path("first/" + tool));

@@ -2,7 +2,6 @@
 #include "core/platform/usage.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/mman.h>
@@ -37,24 +36,20 @@ TEST_F(Usage, ShowsWhoWorksInAFolder) {
 
 TEST_F(Usage, ShowsWhoHasLockedAFileHoweverTheLockWasTaken) {
   const auto open = [&] { return ::open(file_.c_str(), O_RDWR); };
-  for (const auto& lock :
-       std::vector<std::function<void()>>{[&] { ::flock(open(), LOCK_EX); },
-                                          [&] {
-                                            struct flock whole {};
-                                            whole.l_type = F_WRLCK;
-                                            ::fcntl(open(), F_SETLK, &whole);
-                                          },
-                                          [&] {
-                                            struct flock whole {};
-                                            whole.l_type = F_WRLCK;
-                                            ::fcntl(open(), F_OFD_SETLK, &whole);
-                                          },
-                                          [&] {  // as in shell scripts: a program locks an inherited file and exits
-                                            const int file = open();
-                                            const pid_t taker = ::fork();
-                                            if (taker == 0) ::_exit(::flock(file, LOCK_EX));
-                                            ::waitpid(taker, nullptr, 0);
-                                          }}) {
+  const auto lockWhole = [&](int command) {
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    ::fcntl(open(), command, &whole);
+  };
+  const auto lockInherited = [&] {  // as in shell scripts: a program locks an inherited file and exits
+    const int file = open();
+    const pid_t taker = ::fork();
+    if (taker == 0) ::_exit(::flock(file, LOCK_EX));
+    ::waitpid(taker, nullptr, 0);
+  };
+  const std::vector<std::function<void()>> locks{[&] { ::flock(open(), LOCK_EX); }, [&] { lockWhole(F_SETLK); },
+                                                 [&] { lockWhole(F_OFD_SETLK); }, lockInherited};
+  for (const auto& lock : locks) {
     const OtherProcess other(lock);
     const auto use = UsageSnapshot::take().userOf(tree_.path("place"));
     ASSERT_TRUE(use);
@@ -98,50 +93,39 @@ TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
     ::mmap(nullptr, 1, PROT_READ, MAP_PRIVATE, file, 0);
     ::close(file);
   };
+  using Action = std::function<void()>;
+  const auto runs = [&](std::vector<std::string> command) -> Action {
+    return [this, command] {
+      ::chdir(tree_.root().c_str());
+      start(command);
+    };
+  };
+  // A shell that stops, with these arguments.
+  const auto stops = [&](const std::vector<std::string>& arguments) {
+    std::vector<std::string> command{"/bin/sh", "-c", "kill -STOP $$"};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return runs(command);
+  };
+  const auto opens = [](const std::string& path) -> Action { return [path] { ::open(path.c_str(), O_RDONLY); }; };
   struct Case {
-    std::function<void()> act;
+    Action act;
     std::optional<std::pair<UseKind, std::string>> seen;
   };
+  const std::string python = tree_.path("place/inner/python");
   const std::vector<Case> cases{
-      {[&] {
-         start({server, "100"});
-       },
-       {{UseKind::program, server}}},
-      {[&] {
-         start({"/bin/sh", script});
-       },
-       {{UseKind::argument, script}}},
-      {[&] {  // relative, through a link, behind an option
-         ::chdir(tree_.root().c_str());
-         start({"/bin/sh", "-c", "kill -STOP $$", "x", "--root=way/../inner/script"});
-       },
-       {{UseKind::argument, script}}},
-      {[&] {
-         start({"/bin/sh", "-c", "kill -STOP $$", "x", "--at=file://" + script});
-       },
-       {{UseKind::argument, script}}},
-      {[&] {
-         start({"/bin/sh", "-c", "kill -STOP $$", "-cp", "/no:" + script});
-       },
-       {{UseKind::argument, script}}},
-      {[&] {
-         ::chdir(tree_.root().c_str());
-         start({"/bin/sh", "-c", "kill -STOP $$", "place"});
-       },
-       {{UseKind::argument, tree_.path("place")}}},
-      {[&] {  // what it names is outside the folder
-         start({"/bin/sh", "-c", "kill -STOP $$", tree_.path("place/inner/python")});
-       },
-       {{UseKind::argument, tree_.path("place/inner/python")}}},
+      {runs({server, "100"}), {{UseKind::program, server}}},
+      {runs({"/bin/sh", script}), {{UseKind::argument, script}}},
+      {stops({"x", "--root=way/../inner/script"}), {{UseKind::argument, script}}},  // relative, through a link
+      {stops({"x", "--at=file://" + script}), {{UseKind::argument, script}}},
+      {stops({"-cp", "/no:" + script}), {{UseKind::argument, script}}},
+      {stops({"place"}), {{UseKind::argument, tree_.path("place")}}},
+      {stops({python}), {{UseKind::argument, python}}},  // what it names is outside the folder
       {[&] { map(file_); }, {{UseKind::mappedFile, file_}}},
-      {[&] { ::open(file_.c_str(), O_RDONLY); }, {{UseKind::openFile, file_}}},
-      {[&] { ::open(marked.c_str(), O_RDONLY); }, {{UseKind::openFile, marked}}},
+      {opens(file_), {{UseKind::openFile, file_}}},
+      {opens(marked), {{UseKind::openFile, marked}}},
       {[&] { ::inotify_add_watch(::inotify_init(), tree_.path("place/inner").c_str(), IN_ALL_EVENTS); }, {}},
-      {[&] { ::open(tree_.path("place-2/f").c_str(), O_RDONLY); }, {}},
-      {[&] {
-         start({"/bin/sh", "-c", "kill -STOP $$", tree_.root()});
-       },
-       {}},
+      {opens(tree_.path("place-2/f")), {}},
+      {stops({tree_.root()}), {}},
       {[&] {  // from here on the files are gone
          start({server, "100"});
          ::unlink(server.c_str());
@@ -162,8 +146,8 @@ TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
     if (!use) continue;
     EXPECT_EQ(std::pair(use->kind, use->path), *cases[i].seen) << i;
     EXPECT_FALSE(use->program.empty()) << i;
-    const bool runs = use->kind == UseKind::program || use->kind == UseKind::argument;
-    EXPECT_EQ(usage.workerIn(tree_.path("place")).has_value(), runs) << i;
+    const bool isWorker = use->kind == UseKind::program || use->kind == UseKind::argument;
+    EXPECT_EQ(usage.workerIn(tree_.path("place")).has_value(), isWorker) << i;
   }
 }
 

@@ -125,9 +125,8 @@ TEST(BuiltInCatalog, TheDocumentListsExactlyItsRulesAndSkips) {
   ASSERT_TRUE(document);
   EXPECT_EQ(firstCells(*document, "Built-in project rules"), idsOf(catalog().projectRules, every));
   EXPECT_EQ(firstCells(*document, "Built-in system rules"), idsOf(catalog().systemRules, every));
-  for (const auto& [platform, folders] : catalog().walkSkipByPlatform) {
+  for (const auto& [platform, folders] : catalog().walkSkipByPlatform)
     EXPECT_NE(document->find("| `" + joined(folders, "`, `") + "` |"), std::string::npos) << platform;
-  }
   EXPECT_EQ(catalog().walkSkip(TidraPlatform::linux).size(), 69U);
   EXPECT_EQ(catalog().walkSkip(TidraPlatform::macOS).size(), 59U);
 }

@@ -26,19 +26,19 @@ TEST(RuleCatalog, FillsInEveryDefault) {
   EXPECT_EQ(RuleCatalog::load(projectRule(R"("id": "x", "folderName": "out")")).projectRules.at(0),
             (ProjectArtifactRule{"x", "out", {}, "out", "general", ArtifactSafetyTier::safe, {}, {}, false, {}}));
   using Rule = SystemPathRule;
-  EXPECT_EQ(RuleCatalog::load(systemRule(R"("id": "x", "category": "c", "label": "", "paths": {}, "tier": null)"))
-                .systemRules.at(0),
-            (Rule{"x",
-                  "c",
-                  "",
-                  "general",
-                  ArtifactSafetyTier::safe,
-                  {},
-                  {},
-                  Rule::Mode::directory,
-                  Rule::Kind::directory,
-                  Rule::Activity::none,
-                  {}}));
+  const Rule defaults{"x",
+                      "c",
+                      "",
+                      "general",
+                      ArtifactSafetyTier::safe,
+                      {},
+                      {},
+                      Rule::Mode::directory,
+                      Rule::Kind::directory,
+                      Rule::Activity::none,
+                      {}};
+  const auto least = systemRule(R"("id": "x", "category": "c", "label": "", "paths": {}, "tier": null)");
+  EXPECT_EQ(RuleCatalog::load(least).systemRules.at(0), defaults);
 }
 
 TEST(RuleCatalog, ReadsAndWritesEveryField) {
@@ -51,33 +51,29 @@ TEST(RuleCatalog, ReadsAndWritesEveryField) {
       "restoreHint": "h", "paths": {"macos": ["~/a"], "linux": ["$B", "c"]}, "mode": "children",
       "kind": "directory", "activity": "newestChild", "childLabel": "{name}"}],
     "walkSkip": {"all": ["~/x"], "linux": ["/y"]}})");
-  EXPECT_EQ(catalog.projectRules.at(0), (ProjectArtifactRule{"p",
-                                                             "obj",
-                                                             "up",
-                                                             "L",
-                                                             "dotnet",
-                                                             ArtifactSafetyTier::warning,
-                                                             "build",
-                                                             {{"a", {"*.a", "b"}}},
-                                                             true,
-                                                             {TidraPlatform::linux}}));
+  const ProjectArtifactRule project{"p",      "obj",
+                                    "up",     "L",
+                                    "dotnet", ArtifactSafetyTier::warning,
+                                    "build",  {{"a", {"*.a", "b"}}},
+                                    true,     {TidraPlatform::linux}};
+  EXPECT_EQ(catalog.projectRules.at(0), project);
   EXPECT_FALSE(catalog.projectRules[0].appliesTo(TidraPlatform::macOS));
   EXPECT_TRUE(catalog.projectRules[0].appliesTo(TidraPlatform::linux));
   using Rule = SystemPathRule;
-  EXPECT_EQ(catalog.systemRules.at(0), (Rule{"s",
-                                             "c",
-                                             "L",
-                                             "ai",
-                                             ArtifactSafetyTier::caution,
-                                             "h",
-                                             {{"macos", {"~/a"}}, {"linux", {"$B", "c"}}},
-                                             Rule::Mode::children,
-                                             Rule::Kind::directory,
-                                             Rule::Activity::newestChild,
-                                             "{name}"}));
-  for (const auto& original : {catalog, RuleCatalog(), RuleCatalog::builtIn()}) {
+  const Rule system{"s",
+                    "c",
+                    "L",
+                    "ai",
+                    ArtifactSafetyTier::caution,
+                    "h",
+                    {{"macos", {"~/a"}}, {"linux", {"$B", "c"}}},
+                    Rule::Mode::children,
+                    Rule::Kind::directory,
+                    Rule::Activity::newestChild,
+                    "{name}"};
+  EXPECT_EQ(catalog.systemRules.at(0), system);
+  for (const auto& original : {catalog, RuleCatalog(), RuleCatalog::builtIn()})
     EXPECT_EQ(RuleCatalog::load(prettyJson(original)), original);
-  }
 }
 
 TEST(RuleCatalog, SaysExactlyWhatIsWrong) {
@@ -96,9 +92,8 @@ TEST(RuleCatalog, SaysExactlyWhatIsWrong) {
       {systemRule(system + R"("all": []}, "kind": "file", "mode": "children")"), "Rule 'x': unknown platform 'all'."},
       {systemRule(system + R"(}, "kind": "file", "mode": "children")"),
        "Rule 'x': file rules cannot use children mode."}};
-  for (const auto& [document, message] : cases) {
+  for (const auto& [document, message] : cases)
     EXPECT_EQ(messageOf<RuleCatalogError>([&] { RuleCatalog::load(document); }), message) << document;
-  }
   EXPECT_NO_THROW(RuleCatalog::load(systemRule(system + R"("macos": []}, "kind": "file")")));
 }
 
@@ -119,9 +114,8 @@ TEST(RuleCatalog, SaysWhereADocumentIsMalformed) {
       {systemRule(system + R"("tier": "low")"),
        ".systemRules[0].tier: unknown tier 'low' (known: safe, caution, warning)"},
       {systemRule(system + R"("kind": "link")"), ".systemRules[0].kind: unknown kind 'link' (known: directory, file)"}};
-  for (const auto& [document, message] : cases) {
+  for (const auto& [document, message] : cases)
     EXPECT_EQ(messageOf<DecodingError>([&] { RuleCatalog::load(document); }), "The rule catalog" + message);
-  }
 }
 
 /// Rules with only an id and, as label, the catalog they came from.

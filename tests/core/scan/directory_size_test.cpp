@@ -1,10 +1,9 @@
 #include "core/scan/directory_size.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
 #include "tests/core/scan/scan_fixture.h"
+#include "tests/support/tables.h"
 
 namespace tidra {
 namespace {
@@ -36,9 +35,8 @@ TEST(DirectorySize, WhatCannotBeOpenedHoldsNothing) {
   makeEntries(tree, {"file=123", "dangling->nowhere", "closed/f=1", "p/closed/f=1", "p/f=12"});
   for (const char* closed : {"closed", "p/closed"}) tree.setMode(closed, 0);
   const WithoutPrivileges bound(tree);
-  for (const char* none : {"missing", "file", "dangling", "closed"}) {
+  for (const char* none : {"missing", "file", "dangling", "closed"})
     EXPECT_EQ(TidraDirectorySizeReader::read(tree.path(none)), 0U) << none;
-  }
   EXPECT_EQ(TidraDirectorySizeReader::read(tree.path("p")), 2U);
 }
 
@@ -69,67 +67,52 @@ TEST(DirectorySize, SeveralFoldersComeInTheirOrder) {
     paths.push_back(tree.path(folder));
     expected.emplace_back((i * 37) % 30);
   }
-  for (const unsigned workers : {1U, 16U}) {
+  for (const unsigned workers : {1U, 16U})
     EXPECT_EQ(sizesOf(paths, {.workers = workers}), expected) << workers << " workers";
-  }
   EXPECT_EQ(sizesOf({}, {}), Sizes{});
 }
 
 /// The folder "p", an exclusion, and what must stay because of it; empty for nothing.
 TEST(DirectorySize, MeetsWhatMustStay) {
-  struct Case {
-    std::vector<std::string> entries;
-    std::string excluded;
-    std::string kept;
-  };
-  const std::vector<Case> cases{
-      {{"a/keep/f"}, "/T/p/a/keep", "a/keep"},
-      {{"a/keep"}, "/T/p/a/keep", "a/keep"},
-      {{"a/f"}, "/T/p/a/keep", ""},
-      {{"a/X.app/keep/f"}, "/T/p/a/X.app/keep", "a/X.app/keep"},
-      {{"a/keep/f"}, "/T/*/a/k*", "a/keep"},
-      {{"a/keep/f", "b/keep/f"}, "[ab]/keep", "a/keep"},
-      {{"a/[id]/f"}, "a/\\[id]/f", "a/[id]/f"},
-      {{"a/keep/f"}, "keep", ""},
-      {{"a/keep/f"}, "k*", ""},
-      {{"a/keep/f"}, "never:keep", "a/keep"},
-      {{"a/b/f.keep", "a/f.keeper"}, "never:*.keep", "a/b/f.keep"},
-      {{"a/keep/f", "keep/f"}, "never:*/a/k*", "a/keep"},
-      {{"a/keeper/f"}, "never:keep", ""},
-      {{"a/.Trash-1001/files/f"}, "", "a/.Trash-1001"},
-      {{"a/.Trash-old/files/f", "a/Trash/f", "a/files/f", "a/info/f"}, "", ""},
-      {{"a/.Trashes/501/f"}, "", "a/.Trashes"},
-      {{"home/.local/share/Trash/files/f"}, "", "home/.local/share/Trash"},
-      {{"a/T/files/f", "a/T/info/f.trashinfo"}, "", "a/T"},
-      {{"a/.tidra-quarantine/f"}, "", "a/.tidra-quarantine"},
-      {{"a/q/1-x/f", "a/q/1-x.tidra.json"}, "", "a/q"},
-      {{"a/q/1-x.tidra.json", "a/q/.tidra.json", "a/q/y/z.tidra.json/f", "a/q/y/z/f"}, "", ""},
-  };
-  for (const Case& c : cases) {
+  for (const auto& [place, kept] :
+       rowsOf("a/keep/f ; /T/p/a/keep => a/keep | a/keep ; /T/p/a/keep => a/keep | a/f ; /T/p/a/keep =>  | "
+              "a/X.app/keep/f ; /T/p/a/X.app/keep => a/X.app/keep | a/keep/f ; /T/*/a/k* => a/keep | "
+              "a/keep/f b/keep/f ; [ab]/keep => a/keep | a/[id]/f ; a/\\[id]/f => a/[id]/f | a/keep/f ; keep =>  | "
+              "a/keep/f ; k* =>  | a/keep/f ; never:keep => a/keep | "
+              "a/b/f.keep a/f.keeper ; never:*.keep => a/b/f.keep | a/keep/f keep/f ; never:*/a/k* => a/keep | "
+              "a/keeper/f ; never:keep =>  | a/.Trash-1001/files/f ;  => a/.Trash-1001 | "
+              "a/.Trash-old/files/f a/Trash/f a/files/f a/info/f ;  =>  | a/.Trashes/501/f ;  => a/.Trashes | "
+              "home/.local/share/Trash/files/f ;  => home/.local/share/Trash | "
+              "a/T/files/f a/T/info/f.trashinfo ;  => a/T | a/.tidra-quarantine/f ;  => a/.tidra-quarantine | "
+              "a/q/1-x/f a/q/1-x.tidra.json ;  => a/q | "
+              "a/q/1-x.tidra.json a/q/.tidra.json a/q/y/z.tidra.json/f a/q/y/z/f ;  => ")) {
+    const auto semicolon = place.find(';');
+    const Texts entries = wordsOf(place.substr(0, semicolon));
+    const std::string excluded(trimmed(place.substr(semicolon + 1)));
     const TemporaryTree tree;
-    for (const std::string& entry : c.entries) tree.writeFile("p/" + entry, "1");
+    for (const std::string& entry : entries) tree.writeFile("p/" + entry, "1");
     TidraScanExclusionFilter exclusions;
-    const bool isNever = c.excluded.starts_with("never:");
+    const bool isNever = excluded.starts_with("never:");
     if (isNever) {
-      exclusions.keptPatterns.push_back(c.excluded.substr(c.excluded.find(':') + 1));
-    } else if (c.excluded.starts_with("/T/p")) {
-      exclusions.pathPrefixes.push_back(tree.root() + c.excluded.substr(2));
-    } else if (!c.excluded.empty()) {
-      exclusions.globPatterns.push_back(c.excluded.starts_with("/T") ? tree.root() + c.excluded.substr(2) : c.excluded);
+      exclusions.keptPatterns.push_back(excluded.substr(excluded.find(':') + 1));
+    } else if (excluded.starts_with("/T/p")) {
+      exclusions.pathPrefixes.push_back(tree.root() + excluded.substr(2));
+    } else if (!excluded.empty()) {
+      exclusions.globPatterns.push_back(excluded.starts_with("/T") ? tree.root() + excluded.substr(2) : excluded);
     }
     std::filesystem::create_directory_symlink(tree.path("p"), tree.path("link"));
     for (const char* name : {"p", "link"}) {
       const std::string folder = tree.path(name);
       const auto size = TidraDirectorySizeReader::readAll({{folder}}, {.workers = 3, .exclusions = exclusions}).front();
-      const std::string kept = size.kept ? size.kept->path.substr(folder.size() + 1) : "";
-      EXPECT_EQ(kept, c.kept) << folder << " " << c.entries.front() << " " << c.excluded;
+      const std::string found = size.kept ? size.kept->path.substr(folder.size() + 1) : "";
+      EXPECT_EQ(found, kept) << folder << " " << entries.front() << " " << excluded;
       const auto why = isNever ? KeptInside::Why::neverRemoved : KeptInside::Why::excluded;
-      EXPECT_EQ(size.kept && size.kept->why == why, !c.kept.empty() && !c.excluded.empty());
+      EXPECT_EQ(size.kept && size.kept->why == why, !kept.empty() && !excluded.empty());
     }
     // A trash is removed with its contents, unless excluded.
     const auto trash =
         TidraDirectorySizeReader::readAll({{.path = tree.path("p"), .isTrash = true}}, {.exclusions = exclusions});
-    EXPECT_EQ(trash.front().kept.has_value(), !c.kept.empty() && !c.excluded.empty()) << c.entries.front();
+    EXPECT_EQ(trash.front().kept.has_value(), !kept.empty() && !excluded.empty()) << entries.front();
   }
 }
 

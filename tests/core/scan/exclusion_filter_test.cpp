@@ -3,7 +3,6 @@
 #include <fnmatch.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <random>
 
 #include "core/base/json_fields.h"
@@ -34,56 +33,42 @@ bool excludedByDefinition(const TidraScanExclusionFilter& filter, std::string pa
 }
 
 TEST(ExclusionFilter, PrefixesAndPatterns) {
+  using Texts = std::vector<std::string>;
   struct Case {
-    std::vector<std::string> prefixes;
-    std::vector<std::string> patterns;
-    std::string path;
-    bool excluded;
+    Texts prefixes, patterns, excluded, searched;
   };
-  const std::vector<Case> cases{
-      {{}, {}, "/any/where", false},
-      {{}, {"*"}, "", false},
-      {{"/"}, {}, "/a", true},
-      {{"/home/u/work"}, {}, "/home/u/work", true},
-      {{"/home/u/work"}, {}, "/home/u/work/x", true},
-      {{"/home/u/work"}, {}, "/home/u/work/x///", true},
-      {{"/home/u/work"}, {}, "/home/u/workshop", false},
-      {{"/home/u/work"}, {}, "/home/u", false},
-      {{"/home/u/work"}, {}, "/other/home/u/work", false},
-      {{"/x", "/a/b"}, {}, "/a/b/c", true},
-      {{}, {".git"}, "/any/where/.git", true},
-      {{}, {".git"}, "/any/where/.git/", true},
-      {{}, {".git"}, "/any/where/.github", false},
-      {{}, {".git"}, "/any/.git/hooks", false},
-      {{}, {"vendor"}, "/vendor", true},
-      {{}, {"*/vendor/*"}, "/p/vendor/lib", true},
-      {{}, {"*/vendor/*"}, "/p/vendor/lib/deep", false},
-      {{}, {"*/vendor/*"}, "/p/vendor", false},
-      {{}, {"*/vendor/*"}, "/vendor/lib", true},
-      {{}, {"vendor/lib"}, "/p/vendor/lib", true},
-      {{}, {"vendor/lib"}, "/vendor/lib", true},
-      {{}, {"/vendor/lib"}, "/vendor/lib", true},
-      {{}, {"/vendor/lib"}, "/p/vendor/lib", false},
-      {{}, {"/**/lib"}, "/p/lib", true},
-      {{}, {"/**/lib"}, "/p/q/lib", false},
-      {{}, {"/home/u/work/**"}, "/home/u/work/x", true},
-      {{}, {"/home/u/work/**"}, "/home/u/work", false},
-      {{}, {"b?ild"}, "/p/build", true},
-      {{}, {"b?ild"}, "/p/b/ild", false},
-      {{}, {"[bt]*"}, "/p/target", true},
-      {{}, {"[!bt]*"}, "/p/target", false},
-      {{}, {"\\*"}, "/p/*", true},
-      {{}, {"\\*"}, "/p/x", false},
-      {{}, {"Vendor"}, "/p/vendor", false},
-      {{}, {"no", "yes"}, "/p/yes", true},
-      {{}, {"x."}, "/p/x", false},
-      {{}, {"x."}, "/p/x.", true},
-  };
-  for (const Case& c : cases) {
+  for (const Case& c : std::vector<Case>{
+           {{}, {}, {}, {"/any/where"}},
+           {{}, {"*"}, {"/x"}, {""}},
+           {{"/"}, {}, {"/a"}, {}},
+           {{"/home/u/work"},
+            {},
+            {"/home/u/work", "/home/u/work/x", "/home/u/work/x///"},
+            {"/home/u/workshop", "/home/u", "/other/home/u/work"}},
+           {{"/x", "/a/b"}, {}, {"/a/b/c"}, {"/a"}},
+           {{}, {".git"}, {"/any/where/.git", "/any/where/.git/"}, {"/any/where/.github", "/any/.git/hooks"}},
+           {{}, {"vendor"}, {"/vendor"}, {}},
+           {{}, {"*/vendor/*"}, {"/p/vendor/lib", "/vendor/lib"}, {"/p/vendor/lib/deep", "/p/vendor"}},
+           {{}, {"vendor/lib"}, {"/p/vendor/lib", "/vendor/lib"}, {}},
+           {{}, {"/vendor/lib"}, {"/vendor/lib"}, {"/p/vendor/lib"}},
+           {{}, {"/**/lib"}, {"/p/lib"}, {"/p/q/lib"}},
+           {{}, {"/home/u/work/**"}, {"/home/u/work/x"}, {"/home/u/work"}},
+           {{}, {"b?ild"}, {"/p/build"}, {"/p/b/ild"}},
+           {{}, {"[bt]*"}, {"/p/target"}, {}},
+           {{}, {"[!bt]*"}, {}, {"/p/target"}},
+           {{}, {"\\*"}, {"/p/*"}, {"/p/x"}},
+           {{}, {"Vendor"}, {}, {"/p/vendor"}},
+           {{}, {"no", "yes"}, {"/p/yes"}, {}},
+           {{}, {"x."}, {"/p/x."}, {"/p/x"}},
+       }) {
     const TidraScanExclusionFilter filter{c.prefixes, c.patterns};
-    EXPECT_EQ(filter.isExcluded(c.path), c.excluded)
-        << c.path << " with " << joined(c.prefixes, " ") << " and " << joined(c.patterns, " ");
-    EXPECT_EQ(excludedByDefinition(filter, c.path), c.excluded) << c.path;
+    for (const Texts* paths : {&c.excluded, &c.searched}) {
+      for (const std::string& path : *paths) {
+        EXPECT_EQ(filter.isExcluded(path), paths == &c.excluded)
+            << path << " with " << joined(c.prefixes, " ") << " and " << joined(c.patterns, " ");
+        EXPECT_EQ(excludedByDefinition(filter, path), paths == &c.excluded) << path;
+      }
+    }
   }
 }
 
@@ -98,9 +83,8 @@ class Generator {
 
   TidraScanExclusionFilter filter() {
     TidraScanExclusionFilter made;
-    for (std::size_t count = below(3); count > 0; --count) {
+    for (std::size_t count = below(3); count > 0; --count)
       made.pathPrefixes.push_back("/" + joined(components(4), "/"));
-    }
     for (std::size_t count = 1 + below(3); count > 0; --count) {
       std::string pattern = below(4) == 0 ? "/" : "";
       for (std::size_t left = 1 + below(4); left > 0; --left) {
@@ -183,9 +167,8 @@ TEST(ExclusionFilter, RowsOfAListBecomePrefixesAndPatterns) {
 TEST(ExclusionFilter, ATextThatNamesAnEntryIsThatEntry) {
   const TemporaryTree tree;
   for (const char* path : {"here/wt[1]/x", "here/wt1/x", "here/pages/[id]/x", "here/pages/i/x", "here/vendor/x",
-                           "here/src/gen/x", "vendor/x", "other/src/gen/x", "other/pages/[id]/x", "other/pages/d/x"}) {
+                           "here/src/gen/x", "vendor/x", "other/src/gen/x", "other/pages/[id]/x", "other/pages/d/x"})
     tree.writeFile(path, "");
-  }
   const TidraPathResolver resolver{tree.path("home"), {{"HERE", tree.path("here")}, {"ODD", tree.path("here/wt[1]")}}};
   using enum ExclusionRowKind;
   struct Case {

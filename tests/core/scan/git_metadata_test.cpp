@@ -1,6 +1,5 @@
 #include "core/scan/git_metadata.h"
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include <chrono>
@@ -20,7 +19,7 @@ class GitMetadata : public WithGitRepositories {
   TidraGitMetadataReader reader() const { return {git_, {tree_.path("home"), environment_}}; }
 
   TidraGitMetadataReader readerWithFake(const std::string& body, std::function<bool()> shouldCancel = {}) const {
-    return {script("fake-git", body), {tree_.path("home"), environment_}, std::move(shouldCancel)};
+    return {tree_.writeProgram("fake-git", body), {tree_.path("home"), environment_}, std::move(shouldCancel)};
   }
 };
 
@@ -132,7 +131,7 @@ TEST_F(GitMetadata, RunsNothingThatARepositoryNames) {
   for (const Trap& trap : traps()) {
     SCOPED_TRACE(trap.name);
     const std::string canary = tree_.path(trap.name + "-canary");
-    const std::string evil = script(trap.name + "-evil", "touch '" + canary + "'");
+    const std::string evil = tree_.writeProgram(trap.name + "-evil", "touch '" + canary + "'");
     const std::string path = makeRepository(trap.name);
     if (trap.name == "submodule") {
       const std::string inner = makeRepository(trap.name + "/inner");
@@ -144,7 +143,7 @@ TEST_F(GitMetadata, RunsNothingThatARepositoryNames) {
       tree_.setModified(trap.name + "/inner/file", commitDate);
     }
     if (trap.name == "signature") {
-      const std::string signer = script(
+      const std::string signer = tree_.writeProgram(
           "signer", "cat >/dev/null; echo >&2; echo '[GNUPG:] SIG_CREATED ' >&2; echo -----BEGIN PGP SIGNATURE-----");
       git(path, {"-c", "gpg.program=" + signer, "commit", "-q", "--amend", "--no-edit", "-S"});
     }
@@ -186,7 +185,7 @@ TEST_F(GitMetadata, AFilterThatCannotBeSwitchedOffLeavesTheStatusUnknown) {
 
 TEST_F(GitMetadata, TheStatusIsNotAskedForWithoutKnowingTheFilters) {
   const std::string path = makeRepository("p");
-  const std::string evil = script("evil", "touch '" + tree_.path("canary") + "'; cat");
+  const std::string evil = tree_.writeProgram("evil", "touch '" + tree_.path("canary") + "'; cat");
   git(path, {"config", "filter.x.clean", evil});
   tree_.writeFile("p/.git/info/attributes", "* filter=x\n");
   tree_.writeFile("p/file", "TEXT");
@@ -224,7 +223,7 @@ TEST_F(GitMetadata, ACallersEnvironmentDoesNotPointGitElsewhere) {
   environment_["GIT_DIR"] = other + "/.git";
   environment_["GIT_CONFIG_COUNT"] = "1";
   environment_["GIT_CONFIG_KEY_0"] = "core.fsmonitor";
-  environment_["GIT_CONFIG_VALUE_0"] = script("evil", "touch '" + tree_.path("canary") + "'");
+  environment_["GIT_CONFIG_VALUE_0"] = tree_.writeProgram("evil", "touch '" + tree_.path("canary") + "'");
   EXPECT_EQ(reader().read(path, 0).commitSubject, "Mine");
   EXPECT_FALSE(pathFacts(tree_.path("canary")));
 }
@@ -286,17 +285,11 @@ TEST(GitMetadataText, CommitsAndStatusLines) {
   const auto parse = [](std::string_view text) { return TidraGitMetadataReader::parseCommit(text); };
   EXPECT_EQ(parse("1700000000\x1cSubject"), (Parsed{date, "Subject"}));
   EXPECT_EQ(parse("1700000000\x1c"), (Parsed{date, ""}));
-  EXPECT_EQ(parse("1700000000\x1c"
-                  "a\x1c"
-                  "b: c\td"),
-            (Parsed{date,
-                    "a\x1c"
-                    "b: c\td"}));
+  EXPECT_EQ(parse("1700000000\034a\034b: c\td"), (Parsed{date, "a\034b: c\td"}));
   EXPECT_EQ(parse("-5\x1cold"), (Parsed{TimePoint{std::chrono::seconds{-5}}, "old"}));
   for (const char* text :
-       {"", "\x1cx", "1700000000", "1700000000 Subject", "17x\x1cs", " 17\x1cs", "17 \x1cs", "1.5\x1cs"}) {
+       {"", "\x1cx", "1700000000", "1700000000 Subject", "17x\x1cs", " 17\x1cs", "17 \x1cs", "1.5\x1cs"})
     EXPECT_EQ(parse(text), std::nullopt) << text;
-  }
   EXPECT_EQ(TidraGitMetadataReader::statusLine(0), "Clean (no uncommitted changes)");
   EXPECT_EQ(TidraGitMetadataReader::statusLine(1), "1 uncommitted change");
   EXPECT_EQ(TidraGitMetadataReader::statusLine(1234), "1234 uncommitted changes");
@@ -304,14 +297,12 @@ TEST(GitMetadataText, CommitsAndStatusLines) {
 
 TEST(GitMetadataText, JsonComesBack) {
   const ProjectGitMetadata full{true, date, "a \"subject\"", true, "line", 1ULL << 63U, date};
-  for (const auto& metadata : {full, ProjectGitMetadata{}}) {
+  for (const auto& metadata : {full, ProjectGitMetadata{}})
     EXPECT_EQ(JsonCodec<ProjectGitMetadata>::decode(toJson(metadata), "m"), metadata);
-  }
   const auto json = toJson(full);
   for (const auto& key : {"isGitRepo", "lastCommitDate", "commitSubject", "isClean", "gitStatusLine",
-                          "totalProjectSizeBytes", "lastModified"}) {
+                          "totalProjectSizeBytes", "lastModified"})
     EXPECT_TRUE(json.contains(key)) << key;
-  }
   EXPECT_THROW(JsonCodec<ProjectGitMetadata>::decode(nlohmann::json::object(), "m"), DecodingError);
 }
 

@@ -1,6 +1,5 @@
 #include "core/scan/repository_finder.h"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "tests/core/scan/scan_fixture.h"
@@ -21,9 +20,8 @@ TEST(RepositoryFinder, FindsTheNearestRepositoryAtOrAboveAFolder) {
       {deep + "/in/it", deep},       {deep + "/gone", deep}, {"outer/packages/gone/b", "outer"},
   };
   for (const auto& [folder, repository] : cases) {
-    for (int time = 0; time < 2; ++time) {
+    for (int time = 0; time < 2; ++time)
       EXPECT_EQ(finder.of(tree.path(folder)), tree.path(repository)) << folder.substr(0, 99);
-    }
   }
   EXPECT_EQ(finder.of(tree.path("outerwear/p")), RepositoryFinder{}.of(tree.root()));
 }

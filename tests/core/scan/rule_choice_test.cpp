@@ -1,6 +1,4 @@
 // Which rule a folder matches, in scans of small trees.
-#include <gtest/gtest.h>
-
 #include "core/base/text.h"
 #include "tests/core/scan/scan_fixture.h"
 #include "tests/support/matchers.h"

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/tables.h"
+
 namespace tidra {
 namespace {
 
@@ -21,18 +23,9 @@ TEST(ScanRoots, OfTheSetting) {
 
 TEST(ScanRoots, OfALabelInTheHistory) {
   for (const auto& [display, path] :
-       std::vector<std::pair<std::string, std::string>>{{"~", "/home/u"},
-                                                        {"~/", "/home/u"},
-                                                        {"~//", "/home/u"},
-                                                        {"~//code//", "/home/u/code"},
-                                                        {"Entire Mac", "/"},
-                                                        {"/", "/"},
-                                                        {"All user-accessible paths", "/Users"},
-                                                        {"/srv/x", "/srv/x"},
-                                                        {"", "/home/u"},
-                                                        {"something else", "/home/u"}}) {
+       rowsOf("~ => /home/u | ~/ => /home/u | ~// => /home/u | ~//code// => /home/u/code | Entire Mac => / | / => / | "
+              "All user-accessible paths => /Users | /srv/x => /srv/x | => /home/u | something else => /home/u"))
     EXPECT_EQ(TidraScanRootResolver::fromDisplay(display, resolver), path) << display;
-  }
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // Trees deeper than PATH_MAX and than the descriptor limit.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -37,17 +36,6 @@ void makeChain(const std::string& folder, const std::string& name, int depth) {
   makeFile(madeFolder(current.get(), "target").get(), "f", "123");
 }
 
-TEST(WalkDepth, APathMayBeLongerThanTheSystemTakes) {
-  const TemporaryTree tree;
-  makeChain(tree.root(), std::string(200, 'n'), 40);
-  const auto findings = plain(Scanner::scan(requestFor(tree, catalog)).findings);
-  ASSERT_EQ(findings.size(), 1U);
-  EXPECT_GT(findings[0].path.size(), std::size_t{PATH_MAX});
-  EXPECT_EQ(findings[0].path, *findings[0].groupRoot + "/target");
-  EXPECT_EQ(findings[0].sizeBytes, 3U);
-  EXPECT_EQ(TidraDirectorySizeReader::read(findings[0].path), 3U);
-}
-
 TEST(WalkDepth, AChainMayBeThousandsOfFoldersDeep) {
   const TemporaryTree tree;
   constexpr int depth = 2500;
@@ -57,6 +45,9 @@ TEST(WalkDepth, AChainMayBeThousandsOfFoldersDeep) {
   const auto findings = plain(Scanner::scan(requestFor(tree, catalog)).findings);
   ASSERT_EQ(findings.size(), 2U);
   EXPECT_EQ(findings[0].path.size(), tree.root().size() + 2 * depth + 7);
+  EXPECT_GT(findings[0].path.size(), std::size_t{PATH_MAX}) << "more than the system takes at once";
+  EXPECT_EQ(findings[0].path, *findings[0].groupRoot + "/target");
+  EXPECT_EQ(TidraDirectorySizeReader::read(findings[0].path), 3U);
   EXPECT_EQ(findings[0].sizeBytes, 3U);
   EXPECT_EQ(findings[1].path, tree.path("p/target"));
   EXPECT_EQ(findings[1].sizeBytes, 3U);

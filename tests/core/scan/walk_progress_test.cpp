@@ -1,11 +1,8 @@
 // Progress and cancellation of a walk.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <set>
 #include <thread>
 
-#include "core/platform/path_text.h"
 #include "tests/core/scan/scan_fixture.h"
 
 namespace tidra {
@@ -51,9 +48,8 @@ TEST(WalkProgress, EveryFindingAndEvery64EntriesAreToldInOrderOnTheCallersThread
   EXPECT_EQ(heard.bytes, 40U * 39 / 2 + 1);
   for (const auto& path : pathsOf(result.findings, tree)) EXPECT_TRUE(heard.paths.contains(tree.path(path))) << path;
   EXPECT_TRUE(std::is_sorted(heard.scanned.begin(), heard.scanned.end()));
-  for (std::uint64_t count = 64; count <= result.entriesVisited; count += 64) {
+  for (std::uint64_t count = 64; count <= result.entriesVisited; count += 64)
     EXPECT_TRUE(std::binary_search(heard.scanned.begin(), heard.scanned.end(), count)) << count;
-  }
 }
 
 TEST(WalkProgress, ACancelledWalkKeepsWhatItFoundAndStops) {
@@ -76,19 +72,8 @@ TEST(WalkProgress, ACancelledWalkKeepsWhatItFoundAndStops) {
   EXPECT_GT(result.findings.size(), 0U);
   EXPECT_LT(result.findings.size(), static_cast<std::size_t>(projects));
   EXPECT_EQ(told, result.findings.size());
-  for (const auto& finding : plain(result.findings)) {
+  for (const auto& finding : plain(result.findings))
     EXPECT_EQ(finding.sizeBytes, 3U) << finding.path << " was reported before it was measured";
-  }
-}
-
-TEST(WalkProgress, AWalkThatIsCancelledBeforehandFindsNothing) {
-  const TemporaryTree tree;
-  makeEntries(tree, {"p/target/f=1"});
-  auto request = requestFor(tree, catalog);
-  request.shouldCancel = [] { return true; };
-  const auto result = Scanner::scan(request);
-  EXPECT_TRUE(result.cancelled);
-  EXPECT_TRUE(result.findings.empty());
 }
 
 }  // namespace

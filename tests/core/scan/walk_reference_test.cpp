@@ -1,7 +1,5 @@
 // Compares the parallel walk with a plain recursion over generated trees.
 #include <fnmatch.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <random>

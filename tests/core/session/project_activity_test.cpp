@@ -1,6 +1,4 @@
 // The last work on a project, regardless of dates changed by building, installing and unpacking.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <memory>
 
@@ -106,7 +104,7 @@ TEST_F(ProjectActivity, IsTheLastCommitOfTheRepositoryAroundItUnlessFilesAreNewe
 }
 
 TEST_F(ProjectActivity, AsksEachRepositoryOnceAndBelievesNoCommitFromTheFuture) {
-  git_ = script("fake-git", "echo asked >>'" + tree_.path("log") + "'\necho 4070908800");
+  git_ = tree_.writeProgram("fake-git", "echo asked >>'" + tree_.path("log") + "'\necho 4070908800");
   tree_.makeFolder("mono/.git");
   for (const char* file : {"mono/a/f", "mono/b/f", "mono/c/f"}) writeAt(file, daysAgo(10));
   for (const auto& [project, date] : activityOf({"mono/a", "mono/b", "mono/c"})) EXPECT_EQ(date, daysAgo(10));

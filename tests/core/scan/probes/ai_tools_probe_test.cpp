@@ -48,9 +48,8 @@ TEST(ClaudeSessions, ShowTheProjectThatTheFolderNameEncodes) {
   tree.writeFile("home/.claude/projects/file");
   tree.symlink("home/.claude/projects/link", tree.path("srv"));
   std::vector<std::string> shown;
-  for (const auto& project : AIToolsProbe::claudeProjects(fixture.context.resolver)) {
+  for (const auto& project : AIToolsProbe::claudeProjects(fixture.context.resolver))
     shown.push_back(fixture.shown(project.displayName));
-  }
   EXPECT_THAT(shown, UnorderedElementsAreArray(expected));
 
   tree.writeFile("home/.claude/projects/not-absolute/session.jsonl");
@@ -96,9 +95,8 @@ TEST(CursorAgent, OnlyBuildsBesideTheLinkedOneAreStale) {
     EXPECT_THAT(stale(tree.path(versions + "/link/cursor-agent")), ElementsAre(label + "1.1", label + "2.0"));
     for (const std::string& elsewhere :
          {std::string(), tree.path(versions + "/9.9/cursor-agent"), tree.path(versions), tree.path("home"),
-          std::string("/"), tree.path(versions + "-of-another/3.0"), std::string("cursor-agent")}) {
+          std::string("/"), tree.path(versions + "-of-another/3.0"), std::string("cursor-agent")})
       EXPECT_THAT(stale(elsewhere), IsEmpty()) << elsewhere;
-    }
   }
 }
 
@@ -108,12 +106,11 @@ TEST(AgentExtensions, EachStorageOfEachEditorIsAFindingOnBothPlatforms) {
     ProbeFixture fixture;
     fixture.context.platform = platform;
     std::vector<std::string> expected;
-    for (const auto& [folder, editor] : std::vector<std::pair<std::string, std::string>>{
-             {"Code", "VS Code"}, {"Code - Insiders", "VS Code Insiders"}, {"Cursor", "Cursor"}}) {
-      for (const auto& [id, name] :
-           std::vector<std::pair<std::string, std::string>>{{"saoudrizwan.claude-dev", "Cline"},
-                                                            {"rooveterinaryinc.roo-cline", "Roo Code"},
-                                                            {"kilocode.kilo-code", "Kilo Code"}}) {
+    for (const auto& [folder, editor] :
+         TextPairs{{"Code", "VS Code"}, {"Code - Insiders", "VS Code Insiders"}, {"Cursor", "Cursor"}}) {
+      for (const auto& [id, name] : TextPairs{{"saoudrizwan.claude-dev", "Cline"},
+                                              {"rooveterinaryinc.roo-cline", "Roo Code"},
+                                              {"kilocode.kilo-code", "Kilo Code"}}) {
         const std::string storage = settings + folder + "/User/globalStorage/" + id;
         fixture.tree().makeFolder(storage);
         expected.push_back("@/" + storage + " | " + name + " tasks & checkpoints (" + editor + ") | @/" + storage);

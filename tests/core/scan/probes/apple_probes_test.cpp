@@ -12,16 +12,14 @@ TEST(XcodeArchives, EveryBundleIsAFindingWithItsDate) {
   ProbeFixture fixture;
   const std::string archives = "home/Library/Developer/Xcode/Archives/";
   for (const char* name : {"2024-03-01/My App 1.xcarchive/Products", "2023-01-02/B.xcarchive", "Loose.xcarchive",
-                           "a/b/Deep.xcarchive", "notes", "2024-03-01/kept.xcarchive"}) {
+                           "a/b/Deep.xcarchive", "notes", "2024-03-01/kept.xcarchive"})
     fixture.tree().makeFolder(archives + name);
-  }
   fixture.tree().writeFile(archives + "file.xcarchive");
   fixture.tree().symlink(archives + "link.xcarchive", fixture.tree().path(archives + "Loose.xcarchive"));
   const TimePoint modified{std::chrono::seconds{1709294400}};
   for (const char* name :
-       {"2024-03-01/My App 1.xcarchive", "2023-01-02/B.xcarchive", "Loose.xcarchive", "a/b/Deep.xcarchive"}) {
+       {"2024-03-01/My App 1.xcarchive", "2023-01-02/B.xcarchive", "Loose.xcarchive", "a/b/Deep.xcarchive"})
     fixture.tree().setModified(archives + name, modified);
-  }
   fixture.context.exclusionFilter.addPattern("kept.*");
   const ProbeReport report = XcodeArchivesProbe().scan(fixture.context);
   const std::string at = "@/" + archives;
@@ -42,34 +40,21 @@ TEST(XcodeArchives, EveryBundleIsAFindingWithItsDate) {
 }
 
 TEST(Simulators, UnavailableOnesAndThoseLongNotBootedAreOffered) {
-  struct Case {
-    const char* fields;
-    bool offered;
-  };
   // The reference time is 2023-11-14T22:13:20Z.
-  const std::vector<Case> cases{
-      {R"("isAvailable": false)", true},
-      {R"("isAvailable": true)", false},
-      {R"("isAvailable": "NO")", true},
-      {R"("isAvailable": "YES")", false},
-      {R"x("availability": "(unavailable, runtime profile not found)")x", true},
-      {R"x("availability": "(available)")x", false},
-      {R"x("isAvailable": true, "availability": "(unavailable)")x", false},
-      {R"("isAvailable": false, "availabilityError": "runtime profile not found")", true},
-      {R"("lastBootedAt": null)", false},
-      {R"("isAvailable": true, "lastBootedAt": "2023-05-14T22:13:20Z")", true},
-      {R"("isAvailable": true, "lastBootedAt": "2023-05-14T22:13:21Z")", false},
-      {R"("isAvailable": true, "lastBootedAt": "2023-11-01T00:00:00Z")", false},
-      {R"("isAvailable": true, "lastBootedAt": "2033-11-01T00:00:00Z")", false},
-      {R"("isAvailable": true, "lastBootedAt": "long ago")", false},
-      {R"("isAvailable": false, "lastBootedAt": 7)", true},
-      {R"("isAvailable": 0, "availability": 1)", false},
-      {R"("isAvailable": false, "name": 7)", false},
-      {R"("isAvailable": false, "udid": 7)", false},
-      {R"("isAvailable": false, "udid": "../../..")", false},
-      {R"("isAvailable": false, "udid": "")", false},
-      {R"("isAvailable": false, "udid": "A-GONE")", false},
-  };
+  const TextPairs cases =
+      rowsOf(R"x("isAvailable": false => offered | "isAvailable": true => kept | "isAvailable": "NO" => offered |
+      "isAvailable": "YES" => kept | "availability": "(unavailable, runtime profile not found)" => offered |
+      "availability": "(available)" => kept | "isAvailable": true, "availability": "(unavailable)" => kept |
+      "isAvailable": false, "availabilityError": "runtime profile not found" => offered |
+      "lastBootedAt": null => kept | "isAvailable": true, "lastBootedAt": "2023-05-14T22:13:20Z" => offered |
+      "isAvailable": true, "lastBootedAt": "2023-05-14T22:13:21Z" => kept |
+      "isAvailable": true, "lastBootedAt": "2023-11-01T00:00:00Z" => kept |
+      "isAvailable": true, "lastBootedAt": "2033-11-01T00:00:00Z" => kept |
+      "isAvailable": true, "lastBootedAt": "long ago" => kept |
+      "isAvailable": false, "lastBootedAt": 7 => offered | "isAvailable": 0, "availability": 1 => kept |
+      "isAvailable": false, "name": 7 => kept | "isAvailable": false, "udid": 7 => kept |
+      "isAvailable": false, "udid": "../../.." => kept | "isAvailable": false, "udid": "" => kept |
+      "isAvailable": false, "udid": "A-GONE" => kept)x");
   ProbeFixture fixture;
   std::string devices;
   std::vector<std::string> expected;
@@ -78,8 +63,8 @@ TEST(Simulators, UnavailableOnesAndThoseLongNotBootedAreOffered) {
     const std::string folder = fixture.tree().makeFolder("home/Library/Developer/CoreSimulator/Devices/" + udid);
     // The last of repeated keys wins.
     devices +=
-        fmt::format(R"({}{{"udid": "{}", "name": "iPhone {}", {}}})", i == 0 ? "" : ", ", udid, i, cases[i].fields);
-    if (cases[i].offered) {
+        fmt::format(R"({}{{"udid": "{}", "name": "iPhone {}", {}}})", i == 0 ? "" : ", ", udid, i, cases[i].first);
+    if (cases[i].second == "offered") {
       expected.push_back(fixture.shown(fmt::format("{} | Simulator: iPhone {} | {}", folder, i, folder)));
     }
   }

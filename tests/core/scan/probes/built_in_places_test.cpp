@@ -179,9 +179,8 @@ TEST_P(BuiltInPlaces, EachGivesExactlyOneFinding) {
                                    rawValue(finding.safetyTier), finding.sizeBytes, *finding.groupRoot)));
   }
   EXPECT_THAT(found, UnorderedElementsAreArray(expected_));
-  for (const auto& rule : fixture_.catalog.systemRulesFor(GetParam(), std::nullopt)) {
+  for (const auto& rule : fixture_.catalog.systemRulesFor(GetParam(), std::nullopt))
     EXPECT_TRUE(filledRules_.contains(rule.id)) << "no place of " << rule.id << " was filled";
-  }
 }
 
 INSTANTIATE_TEST_SUITE_P(On, BuiltInPlaces, testing::Values(TidraPlatform::linux, TidraPlatform::macOS),

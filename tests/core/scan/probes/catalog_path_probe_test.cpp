@@ -29,9 +29,8 @@ class CatalogProbe : public testing::Test {
   /// "path | label" of each finding.
   std::vector<std::string> found() const {
     std::vector<std::string> lines;
-    for (const auto& item : CatalogPathProbe("c").scan(fixture.context).items) {
+    for (const auto& item : CatalogPathProbe("c").scan(fixture.context).items)
       lines.push_back(fixture.shown(item.finding.path + " | " + item.finding.label));
-    }
     return lines;
   }
 
@@ -65,8 +64,7 @@ TEST_F(CatalogProbe, NoVariableMakesTheHomeFolderOrWhatHoldsItACache) {
   make({"home/kept-here"});
   const auto& root = fixture.tree().root();
   for (const std::string& value :
-       {std::string(), std::string("/"), std::string("."), std::string("./"), std::string("//"), fixture.home(),
-        fixture.home() + "/kept-here/..", root, root + "/hom", std::string("..")}) {
+       Texts{"", "/", ".", "./", "//", "..", fixture.home(), fixture.home() + "/kept-here/..", root, root + "/hom"}) {
     fixture.context.resolver.environment["OWN"] = value;
     for (const std::string& line : found()) EXPECT_EQ(line, "@/home/kept-here | below") << value;
   }
@@ -77,8 +75,7 @@ TEST_F(CatalogProbe, NoVariableMakesTheHomeFolderOrWhatHoldsItACache) {
 TEST_F(CatalogProbe, WhatAVariableAloneNamesMustLookLikeACache) {
   rule("own", {"$OWN"});
   make({"work/thesis", "my-cache", "marked/CACHEDIR.TAG"});
-  const std::vector<std::pair<std::string, std::size_t>> rows{{"work", 0}, {"my-cache", 1}, {"marked", 1}};
-  for (const auto& [folder, count] : rows) {
+  for (const auto& [folder, count] : {std::pair{"work", 0U}, {"my-cache", 1U}, {"marked", 1U}}) {
     fixture.context.resolver.environment["OWN"] = fixture.tree().path(folder);
     EXPECT_EQ(found().size(), count) << folder;
   }
@@ -142,19 +139,11 @@ TEST_F(CatalogProbe, ChildrenAreFindingsOfTheirOwn) {
 
 TEST(MeaningfulParent, PassesOverAtMostFourFoldersThatSayNothing) {
   for (const auto& [path, name] :
-       std::vector<std::pair<std::string, std::string>>{{"/h/Slack/x", "Slack"},
-                                                        {"/h/Slack/web/x", "Slack"},
-                                                        {"/h/Slack/Crashpad/pending", "Slack"},
-                                                        {"/h/Slack/web/Crashpad/completed/x", "Slack"},
-                                                        {"/h/Slack/X/tmp/pending/web/x", "Slack"},
-                                                        {"/h/Slack/X/X/X/X/x", "Slack"},
-                                                        {"/h/Slack/X/X/X/X/X/x", "X"},
-                                                        {"/h/web/tmp/tmp/tmp/tmp/x", "web"},
-                                                        {"/h/Web/x", "Web"},
-                                                        {"/x", ""},
-                                                        {"/tmp/x", ""}}) {
+       rowsOf("/h/Slack/x => Slack | /h/Slack/web/x => Slack | /h/Slack/Crashpad/pending => Slack | "
+              "/h/Slack/web/Crashpad/completed/x => Slack | /h/Slack/X/tmp/pending/web/x => Slack | "
+              "/h/Slack/X/X/X/X/x => Slack | /h/Slack/X/X/X/X/X/x => X | /h/web/tmp/tmp/tmp/tmp/x => web | "
+              "/h/Web/x => Web | /x => | /tmp/x =>"))
     EXPECT_EQ(CatalogPathProbe::meaningfulParentName(path), name) << path;
-  }
 }
 
 TEST_F(CatalogProbe, NothingIsCountedTwice) {

@@ -61,9 +61,8 @@ TEST_F(Conda, TellsOfEnvironmentsAndCaches) {
 TEST_F(Conda, OffersOnlyEnvironmentsThatTheirNameFinds) {
   for (const char* folder :
        {"base/envs/good", "base/envs/active", "base/envs/twice", "home/.conda/envs/twice", "base/envs/-n",
-        "base/envs/base", "base/envs/a b", "base/envs/c#", "base/envs/e\nf", "project/env", "real", "base/envs/kept"}) {
+        "base/envs/base", "base/envs/a b", "base/envs/c#", "base/envs/e\nf", "project/env", "real", "base/envs/kept"})
     fixture.tree().makeFolder(folder);
-  }
   fixture.tree().symlink("base/envs/linked", fixture.tree().path("real"));
   fixture.context.resolver.environment["CONDA_PREFIX"] = fixture.tree().path("base/envs/active/");
   fixture.context.exclusionFilter.addPrefix(fixture.tree().path("base/envs/kept"));
@@ -112,21 +111,13 @@ TEST_F(Conda, IsAlsoFoundInTheHomeFolderButNowhereThatOthersMayWrite) {
 }
 
 TEST(CondaCleanSize, IsTheFirstAnnouncedOne) {
-  using Sizes = std::map<std::string, std::uint64_t>;
-  for (const auto& [output, bytes] : Sizes{{"Total: 12 MB", 12582912},
-                                           {"total size: 1.5GB", 1610612736},
-                                           {"1 GB here, then 2 MB", 2097152},
-                                           {"first 3 MB then 4 MB", 3145728},
-                                           {"cache mb 7\n\tMB", 7340032},
-                                           {"v1.2.3MB", 2411724},
-                                           {".5MB", 5242880},
-                                           {"There are no tarballs, 5 MB", 0},
-                                           {"NOTHING TO do", 0}}) {
-    EXPECT_EQ(CondaProbe::parseCleanSize(output), bytes) << output;
-  }
-  for (const char* output : {"removed some", "MB 5", "5. MB", "512 KB", ""}) {
+  for (const auto& [output, bytes] :
+       rowsOf("Total: 12 MB => 12582912 | total size: 1.5GB => 1610612736 | 1 GB here, then 2 MB => 2097152 | "
+              "first 3 MB then 4 MB => 3145728 | cache mb 7\n\tMB => 7340032 | v1.2.3MB => 2411724 | "
+              ".5MB => 5242880 | There are no tarballs, 5 MB => 0 | NOTHING TO do => 0"))
+    EXPECT_EQ(CondaProbe::parseCleanSize(output), std::stoull(bytes)) << output;
+  for (const char* output : {"removed some", "MB 5", "5. MB", "512 KB", ""})
     EXPECT_EQ(CondaProbe::parseCleanSize(output), std::nullopt) << output;
-  }
   EXPECT_EQ(CondaProbe::parseCleanSize(std::string(400, '9') + " MB"), std::nullopt);
 }
 

@@ -60,17 +60,14 @@ TEST_F(Docker, TellsOfBuildCacheDanglingImagesAndVolumesThatNoContainerMounts) {
   EXPECT_THAT(fixture.lines(report), ElementsAre(cache, dangling, old));
   EXPECT_THAT(report.notes, IsEmpty());
   ASSERT_EQ(report.items.size(), 3U);
-  EXPECT_EQ(report.items[2].finding,
-            (ScanArtifactFinding{.path = "docker:volume:old",
-                                 .label = "Docker volume: old",
-                                 .sizeBytes = 12500,
-                                 .ecosystemTag = "general",
-                                 .groupRoot = "__tidra:system:docker__",
-                                 .source = ArtifactSource::dockerCLI,
-                                 .safetyTier = ArtifactSafetyTier::warning,
-                                 .restoreHint = "Volumes may contain database data — not recoverable",
-                                 .lastActivityDate = std::nullopt,
-                                 .ruleID = "docker-unused-volume"}));
+  const ScanArtifactFinding& volume = report.items[2].finding;
+  EXPECT_EQ(volume.ecosystemTag, "general");
+  EXPECT_EQ(volume.groupRoot, "__tidra:system:docker__");
+  EXPECT_EQ(volume.source, ArtifactSource::dockerCLI);
+  EXPECT_EQ(volume.safetyTier, ArtifactSafetyTier::warning);
+  EXPECT_EQ(volume.restoreHint, "Volumes may contain database data — not recoverable");
+  EXPECT_EQ(volume.lastActivityDate, std::nullopt);
+  EXPECT_EQ(volume.ruleID, "docker-unused-volume");
   EXPECT_EQ(report.items[0].finding.ruleID, "docker-build-cache");
   EXPECT_EQ(report.items[0].finding.restoreHint, "Rebuilds recreate build cache");
   EXPECT_EQ(report.items[1].finding.ruleID, "docker-dangling-images");
@@ -153,24 +150,13 @@ TEST_F(Docker, TheUserKeepsAVolumeOut) {
 }
 
 TEST(DockerSize, IsReadInTheUnitsOfTheEngine) {
-  using Sizes = std::map<std::string, std::uint64_t>;
-  for (const auto& [text, bytes] : Sizes{{"0B", 0},
-                                         {"12", 12},
-                                         {"512kB", 512000},
-                                         {"512KB", 512000},
-                                         {"0.0004kB", 0},
-                                         {"1.5GB", 1500000000},
-                                         {"1.5 GB", 1500000000},
-                                         {"2.345MB", 2345000},
-                                         {"1TB", 1000000000000},
-                                         {"1MiB", 1048576},
-                                         {"1.5GiB", 1610612736}}) {
-    EXPECT_EQ(DockerArtifactProbe::parseSize(text), bytes) << text;
-  }
+  for (const auto& [text, bytes] : rowsOf("0B => 0 | 12 => 12 | 512kB => 512000 | 512KB => 512000 | 0.0004kB => 0 | "
+                                          "1.5GB => 1500000000 | 1.5 GB => 1500000000 | 2.345MB => 2345000 | "
+                                          "1TB => 1000000000000 | 1MiB => 1048576 | 1.5GiB => 1610612736"))
+    EXPECT_EQ(DockerArtifactProbe::parseSize(text), std::stoull(bytes)) << text;
   for (const char* text : {"", "B", ".5GB", "1.2.3GB", "-1B", "+1B", "1e3B", "0x10", "nan", "inf", "N/A", "1XB",
-                           "1,5GB", "1GB (50%)", "99999999999999999999PB"}) {
+                           "1,5GB", "1GB (50%)", "99999999999999999999PB"})
     EXPECT_EQ(DockerArtifactProbe::parseSize(text), std::nullopt) << text;
-  }
 }
 
 }  // namespace

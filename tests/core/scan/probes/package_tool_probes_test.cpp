@@ -54,9 +54,8 @@ TEST(Homebrew, TheCacheIsWhereBrewSaysElseBelowItsPrefix) {
   }
   // Folders of other names hold other things too, and the installation is no cache.
   fixture.tree().writeFile("homebrew/bin/brew");
-  for (const std::string& other : {fixture.tree().makeFolder("Caches"), fixture.tree().path("homebrew")}) {
+  for (const std::string& other : {fixture.tree().makeFolder("Caches"), fixture.tree().path("homebrew")})
     EXPECT_THAT(fixture.lines(answers(other, fixture.tree().path("prefix"))), ElementsAre(below)) << other;
-  }
   EXPECT_THAT(answers(fixture.tree().path("gone"), fixture.tree().path("gone")).items, IsEmpty());
   fixture.tree().symlink("homebrew-linked", cache);
   EXPECT_THAT(answers(fixture.tree().path("homebrew-linked"), fixture.tree().path("gone")).items, IsEmpty());
@@ -66,9 +65,8 @@ TEST(Homebrew, TheCacheIsWhereBrewSaysElseBelowItsPrefix) {
 
 TEST(GlobalModules, CountsThePackagesOfNpmAndYarn) {
   ProbeFixture fixture;
-  for (const char* package : {"typescript", "@scope/a", "@scope/b", ".bin", ".package-lock.json"}) {
+  for (const char* package : {"typescript", "@scope/a", "@scope/b", ".bin", ".package-lock.json"})
     fixture.tree().makeFolder("prefix/lib/node_modules/" + std::string(package));
-  }
   fixture.tree().makeFolder("home/.config/yarn/global/node_modules/serve");
   fixture.tool("npm", {{"prefix -g", "echo '" + fixture.tree().path("prefix") + "'"}});
   const std::string yarn =
@@ -145,9 +143,8 @@ TEST(ToolProbes, ToolsThatAnyoneMayHavePlantedAreNotRun) {
     if (probe.tool == "xcrun") continue;  // not looked up on PATH
     ProbeFixture fixture;
     const std::string canary = fixture.tree().path("canary");
-    for (const std::string folder : {"open", "here"}) {
+    for (const std::string folder : {"open", "here"})
       fixture.script("../" + folder + "/" + probe.tool, ": >> '" + canary + "'");
-    }
     fixture.tree().setMode("open", 0777);
     fixture.script(probe.tool, ": >> '" + fixture.tree().path("safe") + "'; exit 1");
     auto& environment = fixture.context.resolver.environment;

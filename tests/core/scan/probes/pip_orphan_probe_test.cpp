@@ -22,9 +22,8 @@ TEST(Requirement, NamesItsPackageAsTheStandardComparesIt) {
     const auto arrow = text.find(" =>");
     EXPECT_EQ(requirementName(text.substr(0, arrow)), trimmed(text.substr(arrow + 3))) << text;
   }
-  for (const char* text : {"", "-a", "_a", ".a", "${NAME}", "dist/a-1.0.whl", "a b", "a\rb", "\xef\xbb\xbf-a"}) {
+  for (const char* text : {"", "-a", "_a", ".a", "${NAME}", "dist/a-1.0.whl", "a b", "a\rb", "\xef\xbb\xbf-a"})
     EXPECT_EQ(requirementName(text), std::nullopt) << text;
-  }
 }
 
 TEST(RequirementFile, GivesNamesOrNoneWhenSomeCannotBeTold) {
@@ -37,44 +36,23 @@ TEST(RequirementFile, GivesNamesOrNoneWhenSomeCannotBeTold) {
     const auto read = readRequirements(tree.writeFile("main.txt", text));
     return read ? "[" + joined({read->begin(), read->end()}, " ") + "]" : "";
   };
-  const std::vector<std::string> cases{
-      " => []",
-      "# only\n\n   # comments\n => []",
-      "A\nb.C==1 # why\n => [a b-c]",
-      "a\r\nb\r\n => [a b]",
-      "a # b\nc#d =>",
-      "a==\\\n1.0\nb => [a b]",
-      "a \\\n  --hash=sha256:0 \\\n  --hash=sha256:1\nb\\\n => [a b]",
-      "# a comment goes on in no line \\\nb => [b]",
-      "a\\\n# begun\nb => [a b]",
-      "-i https://host\n--index-url=https://host\n--pre\n-c missing\n--constraint missing\na => [a]",
-      "-r more.txt\na => [a more]",
-      "-rmore.txt => [more]",
-      "--requirement more.txt => [more]",
-      "--requirement=sub/deep.txt => [deep more]",
-      "-r loop.txt\na => [a looped]",
-      "-r missing.txt\na =>",
-      "-r pipe =>",
-      "-r sub =>",
-      "https://host/My_Pkg-1.0-py3-none-any.whl#sha256=00 => [my-pkg]",
-      "https://user@host/my-1.0-py3-none-any.whl => [my]",
-      "git+https://host/r#egg=My.Pkg[x]&s=t => [my-pkg]",
-      "-e git+ssh://git@host/r#egg=b => [b]",
-      "--editable=git+https://host/r#egg=b => [b]",
-      "git+https://host/repo.git =>",
-      "https://host/a-1.0.tar.gz =>",
-      "-e . =>",
-      "--editable ./lib =>",
-      "./a =>",
-      "../a =>",
-      "/srv/a =>",
-      "libs/a =>",
-      "wheels/b-1.0-py3-none-any.whl => [b]",
-      "b_c-1.0-py3-none-any.whl => [b-c]",
-      "a-1.0.zip =>",
-      "$VARIABLE =>",
-      std::string("a\0b =>", 6),
-      std::string(1024 * 1024 + 1, '\n') + " =>"};
+  std::vector<std::string> cases{std::string("a\0b =>", 6), std::string(1024 * 1024 + 1, '\n') + " =>"};
+  for (const auto text :
+       split(" => []|# only\n\n   # comments\n => []|A\nb.C==1 # why\n => [a b-c]|a\r\nb\r\n => [a b]|"
+             "a # b\nc#d =>|a==\\\n1.0\nb => [a b]|"
+             "a \\\n  --hash=sha256:0 \\\n  --hash=sha256:1\nb\\\n => [a b]|"
+             "# a comment goes on in no line \\\nb => [b]|a\\\n# begun\nb => [a b]|"
+             "-i https://host\n--index-url=https://host\n--pre\n-c missing\n--constraint missing\na => [a]|"
+             "-r more.txt\na => [a more]|-rmore.txt => [more]|--requirement more.txt => [more]|"
+             "--requirement=sub/deep.txt => [deep more]|-r loop.txt\na => [a looped]|-r missing.txt\na =>|"
+             "-r pipe =>|-r sub =>|https://host/My_Pkg-1.0-py3-none-any.whl#sha256=00 => [my-pkg]|"
+             "https://user@host/my-1.0-py3-none-any.whl => [my]|"
+             "git+https://host/r#egg=My.Pkg[x]&s=t => [my-pkg]|-e git+ssh://git@host/r#egg=b => [b]|"
+             "--editable=git+https://host/r#egg=b => [b]|git+https://host/repo.git =>|"
+             "https://host/a-1.0.tar.gz =>|-e . =>|--editable ./lib =>|./a =>|../a =>|/srv/a =>|libs/a =>|"
+             "wheels/b-1.0-py3-none-any.whl => [b]|b_c-1.0-py3-none-any.whl => [b-c]|a-1.0.zip =>|$VARIABLE =>",
+             '|'))
+    cases.emplace_back(text);
   for (const std::string& text : cases) {
     const auto arrow = text.find(" =>");
     EXPECT_EQ(names(text.substr(0, arrow)), trimmed(std::string_view(text).substr(arrow + 3))) << text.substr(0, 100);
@@ -82,9 +60,8 @@ TEST(RequirementFile, GivesNamesOrNoneWhenSomeCannotBeTold) {
   EXPECT_EQ(readRequirements(tree.path("pipe")), std::nullopt);
   // Chains of includes may be long, but are bounded.
   tree.writeFile("chain60", "end");
-  for (int i = 0; i < 60; ++i) {
+  for (int i = 0; i < 60; ++i)
     tree.writeFile("chain" + std::to_string(i), "c" + std::to_string(i) + "\n-r chain" + std::to_string(i + 1));
-  }
   EXPECT_EQ(names("-r chain0"), "");
   EXPECT_NE(names("-r chain30"), "");
 }
@@ -111,10 +88,7 @@ class Pip : public testing::Test {
                              "a,\"b.py\",sha256=00,60\n" + name + "/c.py,,40\n" + folder + "RECORD,,\n");
     listed_ += (listed_.empty() ? "" : ", ") + ("{\"name\": \"" + name + "\", \"version\": \"1\"}");
   }
-  void writeScript(const std::string& text) const {
-    fixture.tree().writeFile("p/.venv/bin/pip", text);
-    fixture.tree().setMode("p/.venv/bin/pip", 0755);
-  }
+  void writeScript(const std::string& text) const { fixture.tree().writeFile("p/.venv/bin/pip", text, 0755); }
   /// A pip for this interpreter that lists what is installed and records that it ran.
   void writePip(const std::string& interpreter, const std::string& extra = {}) const {
     writeScript("#!" + interpreter + "\n: > '" + canary() + "'\necho '[" + listed_ + extra + "]'\n");
@@ -244,11 +218,8 @@ TEST_F(Pip, AnInterpreterThatCouldHaveComeWithTheProjectIsNotRun) {
   fixture.tree().writeFile("p/requirements.txt", "");
   writePip();
   const std::string link = environment() + "/bin/python";
-  for (const char* program : {"p/.venv/own", "open/python"}) {
-    fixture.tree().writeFile(program);
-    fixture.tree().setMode(program, 0757);
-  }
-  fixture.tree().setMode("p/.venv/own", 0755);
+  fixture.tree().writeFile("p/.venv/own", "", 0755);
+  fixture.tree().writeFile("open/python", "", 0757);
   for (const std::string& target : {environment() + "/own", fixture.tree().path("open/python"), std::string("/bin"),
                                     fixture.tree().path("missing")}) {
     ::unlink(link.c_str());
@@ -296,9 +267,8 @@ TEST_F(Pip, IsOnlyAskedWhereSomethingWouldBeUnused) {
 
 TEST(PipScript, NamesItsInterpreterInThePlainAndInTheLongForm) {
   EXPECT_EQ(PipTrust::interpreterOf("#!/e/bin/python3.11\nimport sys"), "/e/bin/python3.11");
-  for (const char* other : {"", "/e/bin/python", "#! /e/bin/python\n", "#!/e/bin/python -E\n", "\n#!/e/bin/python\n"}) {
+  for (const char* other : {"", "/e/bin/python", "#! /e/bin/python\n", "#!/e/bin/python -E\n", "\n#!/e/bin/python\n"})
     EXPECT_EQ(PipTrust::interpreterOf(other), "") << other;
-  }
   const auto named = [](const std::string& start, const std::string& end = "' '''") {
     return PipTrust::interpreterOf("#!/bin/sh\n" + start + " \"$0\" \"$@\"\n" + end + "\nimport sys\n");
   };
@@ -306,9 +276,8 @@ TEST(PipScript, NamesItsInterpreterInThePlainAndInTheLongForm) {
   EXPECT_EQ(named("'''exec' \"/e f/bin/python\""), "/e f/bin/python");
   EXPECT_EQ(named("'''exec' '/e/bin/python'"), "/e/bin/python");
   for (const char* other : {"'''exec' /e f/bin/python", "'''exec' /e;f", "'''exec' \"/$(f)\"", "'''exec' \"/e\" \"/f\"",
-                            "'''exec' '/e'\"", "'''exec' e", "'''exec' ", ": '''exec' /e/bin/python"}) {
+                            "'''exec' '/e'\"", "'''exec' e", "'''exec' ", ": '''exec' /e/bin/python"})
     EXPECT_EQ(named(other), "") << other;
-  }
   EXPECT_NE(named("'''exec' /e/bin/python", "reboot"), "/e/bin/python");
 }
 
@@ -316,10 +285,9 @@ TEST_F(Pip, ARealVirtualEnvironmentIsAsked) {
   const auto python = ProcessRunner::which("python3", processEnvironment());
   if (!python) GTEST_SKIP() << "python3 is not installed";
   for (const char* link : {"p/.venv/bin/python", "p/.venv/bin/python3"}) ::unlink(fixture.tree().path(link).c_str());
-  constexpr double seconds = 120;
   const auto made = ProcessRunner::run({.executablePath = *python,
                                         .arguments = {"-m", "venv", "--without-pip", fixture.tree().path("p/.venv")},
-                                        .timeoutSeconds = seconds});
+                                        .timeoutSeconds = 120});
   if (!made || made->status != 0) GTEST_SKIP() << "python3 makes no virtual environments here";
   const auto pythons = ProbeFiles::subfolderNames(fixture.tree().path("p/.venv/lib"));
   ASSERT_EQ(pythons.size(), 1U);
@@ -328,12 +296,11 @@ TEST_F(Pip, ARealVirtualEnvironmentIsAsked) {
   install("Spare.One", "", pythons[0]);
   fixture.tree().writeFile("p/requirements.txt", "needed\n");
   // The environment's own interpreter looks for packages, as pip does.
-  fixture.tree().writeFile("p/.venv/bin/pip", "#!" + environment() + R"(/bin/python3
+  writeScript("#!" + environment() + R"(/bin/python3
 import importlib.metadata, json, sys
 assert sys.argv[1:3] == ["list", "--format=json"] and sys.prefix != sys.base_prefix
 print(json.dumps([{"name": d.metadata["Name"], "version": d.version} for d in importlib.metadata.distributions()]))
 )");
-  fixture.tree().setMode("p/.venv/bin/pip", 0755);
   EXPECT_EQ(unused(), "Spare.One");
 }
 

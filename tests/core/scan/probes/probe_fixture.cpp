@@ -34,9 +34,7 @@ ProbeFixture::ProbeFixture() {
 }
 
 std::string ProbeFixture::script(const std::string& name, const std::string& body) const {
-  tree_.writeFile("bin/" + name, "#!/bin/sh\n" + body + "\n");
-  tree_.setMode("bin/" + name, 0755);
-  return tree_.path("bin/" + name);
+  return tree_.writeProgram("bin/" + name, body);
 }
 
 std::string ProbeFixture::tool(const std::string& name, const Answers& answers) const {
@@ -73,9 +71,8 @@ void ProbeFixture::handTo(SystemProbeContext& other) const {
 }
 
 std::string ProbeFixture::shown(std::string text) const {
-  for (auto at = text.find(tree_.root()); at != std::string::npos; at = text.find(tree_.root())) {
+  for (auto at = text.find(tree_.root()); at != std::string::npos; at = text.find(tree_.root()))
     text.replace(at, tree_.root().size(), "@");
-  }
   return text;
 }
 
