@@ -1,88 +1,20 @@
 // From findings, or an edited plan, to what is removed and what stays.
-#include "core/session/cleanup_session.h"
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <deque>
 #include <filesystem>
-#include <map>
 
 #include "core/model/removal_leftover.h"
-#include "core/platform/directory_reader.h"
-#include "core/platform/path_text.h"
 #include "core/session/removal_guard.h"
-#include "tests/support/git_repositories.h"
+#include "tests/core/session/cleanup_fixture.h"
 #include "tests/support/matchers.h"
 #include "tests/support/noted_removal.h"
 #include "tests/support/other_process.h"
-#include "tests/support/without_privileges.h"
 
 namespace tidra {
 namespace {
-
-constexpr TimePoint now{std::chrono::seconds{1750000000}};
-
-class CleanupSession : public WithGitRepositories {
- protected:
-  ScanRequest request() const {
-    ScanRequest request;
-    request.roots = {tree_.path("code")};
-    request.catalog = RuleCatalog::load(R"({"catalogVersion": "test", "projectRules": [
-      {"id": "nm", "folderName": "node_modules", "ecosystem": "npm"},
-      {"id": "vendor", "folderName": "vendor", "ecosystem": "npm"},
-      {"id": "build", "folderName": "build", "ecosystem": "general", "tier": "caution"}], "systemRules": [
-      {"id": "cache", "category": "mine", "label": "Cache", "ecosystem": "general",
-       "paths": {"linux": ["~/.cache/mine"], "macos": ["~/.cache/mine"]}},
-      {"id": "sdk", "category": "mine", "label": "SDK", "ecosystem": "general", "tier": "warning", "mode": "children",
-       "paths": {"linux": ["~/sdks"], "macos": ["~/sdks"]}}]})");
-    request.resolver = {tree_.path("home"), environment_};
-    request.host = "a-host";
-    request.mounts = mountPoints();
-    request.git = git_;
-    request.scanSystem = false;
-    request.now = now;
-    return request;
-  }
-  CleanupSetting setting(DisposalMethod method = DisposalMethod::delete_) const {
-    CleanupSetting setting;
-    setting.service = {.resolver = request().resolver,
-                       .host = "a-host",
-                       .mounts = mountPoints(),
-                       .protectedFolders = {},
-                       .clock = [] { return now; },
-                       .shouldCancel = {}};
-    setting.method = method;
-    setting.quarantine = QuarantineConfig::makeDefault(request().resolver);
-    return setting;
-  }
-  static std::vector<ScanArtifactFinding> findingsOf(const ScanRequest& asked) {
-    std::vector<ScanArtifactFinding> findings;
-    for (const FoundArtifact& found : runScan(asked).findings) findings.push_back(found.finding);
-    return findings;
-  }
-  /// The outcome lives as long as the test, for candidates refer to it.
-  const ScanOutcome& scanned(const ScanRequest& asked) const { return outcomes_.emplace_back(runScan(asked)); }
-  std::vector<CleanupCandidate> selected(CleanupOptions options = {}) const {
-    options.takesUnproven = true;
-    return selectForCleanup(scanned(request()), request().resolver, options);
-  }
-  /// "path: refusal" of each, with the path relative to "code".
-  std::vector<std::string> told(const std::vector<CleanupCandidate>& candidates) const {
-    std::vector<std::string> lines;
-    for (const auto& candidate : candidates) {
-      lines.push_back(candidate.item.path.substr(tree_.path("code/").size()) + ": " + candidate.refusal.value_or("-"));
-    }
-    return lines;
-  }
-  bool exists(const std::string& relative) const { return static_cast<bool>(pathFacts(tree_.path(relative))); }
-
- private:
-  mutable std::deque<ScanOutcome> outcomes_;
-};
 
 TEST_F(CleanupSession, SelectsTheLargestFirstWithoutWhatAKeepFileProtects) {
   tree_.writeFileOfSize("code/a/node_modules/f", 10);
@@ -112,7 +44,7 @@ TEST_F(CleanupSession, AKeepFileKeepsAllBelowItsFolder) {
   auto linked = request();
   linked.roots.push_back(tree_.path("code/way"));
   const auto kept = [](const std::string& by) { return "node_modules: is kept by " + by + "/.tidra-keep"; };
-  EXPECT_THAT(told(selectForCleanup(scanned(linked), linked.resolver, {.takesUnproven = true})),
+  EXPECT_THAT(told(selectedFrom(linked)),
               ElementsAre(HasSubstr(kept(tree_.path("code/mono"))), HasSubstr(kept(tree_.path("elsewhere")))));
   // The home folder is an ordinary folder here.
   tree_.writeFile("home/.tidra-keep");
@@ -187,96 +119,6 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
   EXPECT_EQ(runCleanup(candidatesLeft, force).disposal.receipts.size(), 5U);
 }
 
-TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
-  makeRepository("code/app");
-  for (const char* file : {"vendor/lib/f", "node_modules/f", "build/f"})
-    tree_.writeFile("code/app/" + std::string(file));
-  git(tree_.path("code/app"), {"add", "vendor"});
-  makeRepository("code/mono");
-  for (const char* file : {"packages/one/build/kept", "packages/two/build/f"}) {
-    tree_.writeFile("code/mono/" + std::string(file));
-  }
-  git(tree_.path("code/mono"), {"add", "packages/one"});
-  tree_.writeFile("code/bare/vendor/f");
-  std::map<std::string, std::pair<ArtifactSafetyTier, std::string>> found;
-  for (const auto& finding : findingsOf(request())) {
-    found[finding.path.substr(tree_.path("code/").size())] = {finding.safetyTier, finding.restoreHint.value_or("")};
-  }
-  using enum ArtifactSafetyTier;
-  const std::string tracked = "Holds files tracked by git";
-  EXPECT_EQ(found["app/vendor"], std::pair(warning, tracked));
-  EXPECT_EQ(found["mono/packages/one/build"], std::pair(warning, tracked));
-  EXPECT_EQ(found["app/node_modules"].first, safe);
-  EXPECT_EQ(found["app/build"].first, caution);
-  EXPECT_EQ(found["mono/packages/two/build"].first, caution);
-  EXPECT_EQ(found["bare/vendor"].first, safe);
-  // Without a response of git nothing is safe.
-  auto silent = request();
-  silent.git = script("git", "exit 1");
-  for (const auto& finding : findingsOf(silent)) {
-    EXPECT_TRUE(finding.safetyTier != safe || finding.path == tree_.path("code/bare/vendor")) << finding.path;
-  }
-}
-
-TEST_F(CleanupSession, WorkInARepositoryInsideIsNoSafeFinding) {
-  const auto inside = [](const std::string& project) { return "code/" + project + "/node_modules/@me/lib"; };
-  makeRepository("origin");
-  for (const char* project : {"clean", "changed", "untracked", "ahead", "stashed"}) {
-    git(tree_.root(), {"clone", "-q", tree_.path("origin"), tree_.path(inside(project))});
-  }
-  tree_.writeFile(inside("changed") + "/file", "mended");
-  tree_.writeFile(inside("untracked") + "/new");
-  git(tree_.path(inside("ahead")), {"commit", "-q", "--allow-empty", "-m", "mine"});
-  tree_.writeFile(inside("stashed") + "/file", "mended");
-  git(tree_.path(inside("stashed")), {"stash", "-q"});
-  makeRepository(inside("no-remote"));
-  for (const char* project : {"worktree", "worktree-changed"}) {
-    git(tree_.path("origin"), {"worktree", "add", "-q", tree_.path(inside(project)), "-b", project});
-  }
-  tree_.writeFile(inside("worktree-changed") + "/new");
-  makeRepository("code/remains");
-  tree_.writeFile(inside("remains") + "/.git/hooks/README.sample");
-  tree_.writeFile(inside("broken") + "/.git/HEAD", "nonsense");
-  const auto before = snapshotOf(tree_.path("code"));
-  std::map<std::string, ArtifactSafetyTier> found;
-  for (const auto& finding : findingsOf(request())) {
-    found[std::string(lastPathComponent(*finding.groupRoot))] = finding.safetyTier;
-    EXPECT_EQ(finding.safetyTier == ArtifactSafetyTier::warning,
-              finding.restoreHint.value_or("").ends_with("no remote repository: @me/lib"));
-  }
-  EXPECT_EQ(snapshotOf(tree_.path("code")), before);
-  using enum ArtifactSafetyTier;
-  EXPECT_EQ(found, (std::map<std::string, ArtifactSafetyTier>{{"clean", safe},
-                                                              {"changed", warning},
-                                                              {"untracked", warning},
-                                                              {"ahead", warning},
-                                                              {"stashed", warning},
-                                                              {"no-remote", warning},
-                                                              {"worktree", safe},
-                                                              {"worktree-changed", warning},
-                                                              {"remains", safe},
-                                                              {"broken", caution}}));
-}
-
-TEST_F(CleanupSession, ARepositoryInsideThatMayNotBeReadIsNoSafeFinding) {
-  const std::string package = "code/p/node_modules/@me/lib";
-  tree_.writeFile(package + "/.git/HEAD", "ref: refs/heads/main");
-  tree_.setMode(package + "/.git", 0);
-  const WithoutPrivileges unprivileged(tree_);
-  const auto outcome = runScan(request());
-  ASSERT_EQ(outcome.findings.size(), 1U);
-  EXPECT_EQ(outcome.findings[0].finding.safetyTier, ArtifactSafetyTier::caution);
-}
-
-TEST_F(CleanupSession, APythonPackageIsNotWhatItsNameSays) {
-  tree_.writeFile("code/lib/vendor/__init__.py", "import os");
-  tree_.writeFile("code/app/vendor/part/__init__.py");
-  std::map<std::string, ArtifactSafetyTier> found;
-  for (const auto& finding : findingsOf(request())) found[finding.path] = finding.safetyTier;
-  EXPECT_EQ(found.at(tree_.path("code/lib/vendor")), ArtifactSafetyTier::warning);
-  EXPECT_EQ(found.at(tree_.path("code/app/vendor")), ArtifactSafetyTier::safe);
-}
-
 TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
   makeRepository("code/p");
   for (const char* file : {"node_modules/f", "vendor/f", "build/f", "src/f"})
@@ -317,9 +159,7 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
 /// The group of "globalCaches" is named "caches".
 TEST_F(CleanupSession, ACategoryMayBeNamedLikeTheGroupOfAnother) {
   tree_.writeFile("home/.cache/mine/f");
-  auto asked = request();
-  asked.scanSystem = true;
-  asked.systemReach = SystemReach::everywhere;
+  auto asked = everywhere();
   asked.categories = {"caches"};
   for (auto& rule : asked.catalog.systemRules) rule.category = "caches";
   const auto plan = makeCleanupPlan(selectForCleanup(scanned(asked), asked.resolver, {}), DisposalMethod::trash, asked);
@@ -332,10 +172,7 @@ TEST_F(CleanupSession, ACategoryMayBeNamedLikeTheGroupOfAnother) {
 TEST_F(CleanupSession, WhatReplacesAFindingDuringTheScanStays) {
   const std::vector<std::string> places{"code/p/node_modules", "home/.cache/mine", "home/sdks/one", "home/sdks/file"};
   for (const auto& place : places) tree_.writeFile(place + (place.ends_with("file") ? "" : "/f"));
-  auto all = request();
-  all.scanSystem = true;
-  all.systemReach = SystemReach::everywhere;
-  all.categories = {"mine"};
+  auto all = everywhere();
   std::set<std::string> swapped;
   all.onProgress = [&](const ScanProgress& progress) {
     // Outside projects, findings are reported after all are measured.
@@ -345,96 +182,10 @@ TEST_F(CleanupSession, WhatReplacesAFindingDuringTheScanStays) {
       tree_.writeFile(place + (place.ends_with("file") ? "" : "/precious"), "precious");
     }
   };
-  const auto candidates = selectForCleanup(scanned(all), all.resolver, {.takesUnproven = true});
+  const auto candidates = selectedFrom(all);
   const auto outcome = runCleanup(candidates, setting());
   EXPECT_EQ(outcome.disposal.failures.size(), places.size());
   for (const auto& place : places) EXPECT_TRUE(exists(place)) << place;
-}
-
-class NestedPlaces : public CleanupSession {
- protected:
-  NestedPlaces() {
-    for (const char* file : {"outer/mid/inner/f", "outer/f", "outer/p/node_modules/f", "outer/p/build/f"}) {
-      tree_.writeFileOfSize("code/" + std::string(file), 100);
-    }
-  }
-  /// Rules in this order: id, path in "code", tier, category.
-  ScanRequest withRules(const std::vector<std::array<std::string, 4>>& rules) const {
-    ScanRequest asked = request();
-    asked.scanSystem = true;
-    asked.categories = {"mine"};
-    for (const auto& [id, place, tier, category] : rules) {
-      SystemPathRule& rule = asked.catalog.systemRules.emplace_back();
-      rule.id = rule.label = id;
-      rule.category = category;
-      rule.tier = *fromRawValue<ArtifactSafetyTier>(tier);
-      for (const char* platform : {"linux", "macos"}) rule.paths[platform] = {tree_.path("code/" + place)};
-    }
-    return asked;
-  }
-  std::vector<std::string> selectedFrom(ScanRequest asked, std::set<ArtifactSafetyTier> tiers,
-                                        CleanupOptions options = {}) const {
-    asked.tiers = std::move(tiers);
-    options.takesUnproven = true;
-    auto lines = told(selectForCleanup(scanned(asked), asked.resolver, options));
-    std::sort(lines.begin(), lines.end());
-    return lines;
-  }
-
-  static constexpr auto safe = ArtifactSafetyTier::safe;
-  static constexpr auto caution = ArtifactSafetyTier::caution;
-};
-
-TEST_F(NestedPlaces, WhatHoldsAFindingOfAHigherTierGoesOnlyTogetherWithIt) {
-  const auto rules = withRules({{"inner", "outer/mid/inner", "caution", "mine"},
-                                {"mid", "outer/mid", "safe", "mine"},
-                                {"outer", "outer", "safe", "mine"}});
-  const std::string inner = tree_.path("code/outer/mid/inner");
-  EXPECT_THAT(
-      selectedFrom(rules, {safe}),
-      ElementsAre("outer/mid: holds " + inner + " of tier caution, which is not selected", HasSubstr("outer: holds ")));
-}
-
-TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {
-  // Both tiers, of project folders and of system paths, are selected.
-  const auto rules = withRules({{"inner", "outer/mid/inner", "caution", "mine"}, {"outer", "outer", "safe", "mine"}});
-  EXPECT_THAT(selectedFrom(rules, {safe, caution}), ElementsAre("outer: -"));
-  const auto plan = makeCleanupPlan(selectForCleanup(scanned(rules), rules.resolver, {.takesUnproven = true}),
-                                    DisposalMethod::delete_, rules);
-  EXPECT_EQ(plan.totalBytes(), 400) << "no byte twice";
-  EXPECT_EQ(plan.highestTier(), caution);
-  EXPECT_THAT(told(checkPlan(plan, rules, {}).candidates), ElementsAre("outer: -"));
-  // A plan with the outer tier only does not cover the inner one.
-  auto cut = plan;
-  cut.items.at(0).tier = safe;
-  EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre(HasSubstr("outer: holds ")));
-  for (const auto& found : runScan(rules).findings) {
-    if (found.finding.path != cut.items.at(0).path) cut.items.push_back(CleanupPlan::Item::make(found));
-  }
-  EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre("outer: -"));
-}
-
-TEST_F(NestedPlaces, WhatIsKeptHoldsBackWhatItLiesIn) {
-  tree_.writeFile("code/outer/mid/inner/.tidra-keep");
-  const auto rules = withRules({{"inner", "outer/mid/inner", "safe", "mine"}, {"outer", "outer", "caution", "mine"}});
-  EXPECT_THAT(selectedFrom(rules, {safe, caution}),
-              Contains(HasSubstr("outer: holds " + tree_.path("code/outer/mid/inner") + ", which is kept by")));
-  EXPECT_THAT(selectedFrom(rules, {safe, caution}, {.force = true}), ElementsAre("outer: -"));
-}
-
-TEST_F(NestedPlaces, AFindingTakesTheTierOfAPlaceInItThatIsNone) {
-  const auto tierOf = [&](const ScanRequest& asked, const std::string& place) {
-    for (const auto& finding : findingsOf(asked)) {
-      if (finding.path == tree_.path("code/" + place)) return std::string(rawValue(finding.safetyTier));
-    }
-    return std::string("none");
-  };
-  EXPECT_EQ(tierOf(withRules({{"outer", "outer", "safe", "mine"}, {"inner", "outer/mid", "caution", "mine"}}), "outer"),
-            "caution");
-  const auto other = withRules({{"outer", "outer", "safe", "mine"}, {"inner", "outer/mid", "warning", "other"}});
-  EXPECT_EQ(tierOf(other, "outer"), "warning") << "of a category that is not looked at";
-  const auto inProject = withRules({{"inner", "outer/p/node_modules", "caution", "mine"}});
-  EXPECT_EQ(tierOf(inProject, "outer/p/node_modules"), "caution") << "a finding of a project";
 }
 
 TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
@@ -444,10 +195,7 @@ TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
     noteRemoval(tree_.path(folder + name));
   }
   tree_.writeFile("code/p/.tidra-removing-xyz/f");
-  auto all = request();
-  all.scanSystem = true;
-  all.categories = {"mine"};
-  all.systemReach = SystemReach::everywhere;
+  auto all = everywhere();
   const auto candidates = selectForCleanup(scanned(all), all.resolver, {});
   std::vector<std::string> leftovers;
   for (const auto& candidate : candidates) {
@@ -492,18 +240,14 @@ TEST_F(CleanupSession, AFolderNamedLikeAnInterruptedRemovalIsNone) {
       }
     }
   }
-  auto all = request();
-  all.scanSystem = true;
-  all.systemReach = SystemReach::everywhere;
-  all.categories = {"mine"};
+  auto all = everywhere();
   const auto outcome = runScan(all);
   EXPECT_THAT(outcome.findings, IsEmpty());
   EXPECT_THAT(outcome.notes, Contains(AllOf(HasSubstr("12 folders are named like interrupted removals"),
                                             HasSubstr("code/p/.tidra-removing-"))));
   CleanupPlan plan{.createdAt = now, .host = "a-host", .method = DisposalMethod::delete_, .reason = {}, .items = {}};
-  for (const std::string& name : names) {
+  for (const std::string& name : names)
     plan.items.push_back({.id = {}, .path = tree_.path(name), .label = {}, .category = "mine", .ruleID = {}});
-  }
   const CleanupOptions anything{.force = true, .allowAnyPath = true};
   auto run = setting();
   run.options = anything;

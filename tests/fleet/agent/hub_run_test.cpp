@@ -1,7 +1,5 @@
 // Runs of a host with a hub: what the hub decides, what it cannot, and runs without it.
-#include <fmt/format.h>
 
-#include <algorithm>
 #include <atomic>
 #include <filesystem>
 
@@ -70,9 +68,8 @@ class RunsWithAHub : private OutsideSkippedFolders, public testing::Test {
   }
   std::size_t projectsLeft() const {
     std::size_t left = 0;
-    for (const std::string name : {"a", "b", "c", "d"}) {
+    for (const std::string name : {"a", "b", "c", "d"})
       left += fs::exists(tree_.path("home/code/" + name + "/node_modules")) ? 1 : 0;
-    }
     return left;
   }
   std::vector<std::string> warnings() const {
@@ -208,11 +205,9 @@ TEST_F(RunsWithAHub, ACopyThatOthersCouldHaveTouchedIsNotUsed) {
   ownCounts("could be changed or read by other users and is not used");
   std::string changed = good;
   changed[changed.find("theirs")] = 'x';
-  tree_.writeFile("home/.tidra/audit.jsonl.policy", changed);
-  fs::permissions(copyPath(), fs::perms(0600));
+  tree_.writeFile("home/.tidra/audit.jsonl.policy", changed, 0600);
   ownCounts("is damaged and is not used");
-  tree_.writeFile("home/.tidra/audit.jsonl.policy", good.substr(0, good.size() / 2));
-  fs::permissions(copyPath(), fs::perms(0600));
+  tree_.writeFile("home/.tidra/audit.jsonl.policy", good.substr(0, good.size() / 2), 0600);
   ownCounts("is damaged and is not used");
   fs::remove(copyPath());
   fs::create_directory(copyPath());
@@ -225,8 +220,7 @@ TEST_F(RunsWithAHub, ACopyThatOthersCouldHaveTouchedIsNotUsed) {
   EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(copyPath())));
   fs::remove(copyPath());
   // The copy is valid again, but not for another policy of the hub.
-  tree_.writeFile("home/.tidra/audit.jsonl.policy", good);
-  fs::permissions(copyPath(), fs::perms(0600));
+  tree_.writeFile("home/.tidra/audit.jsonl.policy", good, 0600);
   policy_.hub.policy = "other";
   ownCounts("this host's own policy is used");
 }

@@ -1,0 +1,156 @@
+// Tiers of findings by what git tracks and by what they hold, and what a tier means for what lies inside.
+#include <algorithm>
+#include <array>
+
+#include "tests/core/session/cleanup_fixture.h"
+#include "tests/support/matchers.h"
+#include "tests/support/without_privileges.h"
+
+namespace tidra {
+namespace {
+
+using enum ArtifactSafetyTier;
+
+TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
+  makeRepository("code/app");
+  for (const char* file : {"vendor/lib/f", "node_modules/f", "build/f"})
+    tree_.writeFile("code/app/" + std::string(file));
+  git(tree_.path("code/app"), {"add", "vendor"});
+  makeRepository("code/mono");
+  for (const char* file : {"packages/one/build/kept", "packages/two/build/f"})
+    tree_.writeFile("code/mono/" + std::string(file));
+  git(tree_.path("code/mono"), {"add", "packages/one"});
+  tree_.writeFile("code/bare/vendor/f");
+  const Tiers expected{
+      {"app/build", caution}, {"app/node_modules", safe},           {"app/vendor", warning},
+      {"bare/vendor", safe},  {"mono/packages/one/build", warning}, {"mono/packages/two/build", caution}};
+  EXPECT_EQ(tiersOf(request()), expected);
+  for (const auto& found : runScan(request()).findings)
+    EXPECT_EQ(found.finding.restoreHint == "Holds files tracked by git", found.finding.safetyTier == warning)
+        << found.finding.path;
+  // Without a response of git nothing is safe.
+  auto silent = request();
+  silent.git = tree_.writeProgram("git", "exit 1");
+  for (const auto& [path, tier] : tiersOf(silent)) EXPECT_TRUE(tier != safe || path == "bare/vendor") << path;
+}
+
+TEST_F(CleanupSession, WorkInARepositoryInsideIsNoSafeFinding) {
+  const auto inside = [](const std::string& project) { return "code/" + project + "/node_modules/@me/lib"; };
+  makeRepository("origin");
+  for (const char* project : {"clean", "changed", "untracked", "ahead", "stashed"})
+    git(tree_.root(), {"clone", "-q", tree_.path("origin"), tree_.path(inside(project))});
+  tree_.writeFile(inside("changed") + "/file", "mended");
+  tree_.writeFile(inside("untracked") + "/new");
+  git(tree_.path(inside("ahead")), {"commit", "-q", "--allow-empty", "-m", "mine"});
+  tree_.writeFile(inside("stashed") + "/file", "mended");
+  git(tree_.path(inside("stashed")), {"stash", "-q"});
+  makeRepository(inside("no-remote"));
+  for (const char* project : {"worktree", "worktree-changed"})
+    git(tree_.path("origin"), {"worktree", "add", "-q", tree_.path(inside(project)), "-b", project});
+  tree_.writeFile(inside("worktree-changed") + "/new");
+  makeRepository("code/remains");
+  tree_.writeFile(inside("remains") + "/.git/hooks/README.sample");
+  tree_.writeFile(inside("broken") + "/.git/HEAD", "nonsense");
+  const auto before = snapshotOf(tree_.path("code"));
+  for (const auto& found : runScan(request()).findings)
+    EXPECT_EQ(found.finding.safetyTier == warning,
+              found.finding.restoreHint.value_or("").ends_with("no remote repository: @me/lib"));
+  EXPECT_EQ(snapshotOf(tree_.path("code")), before);
+  const Tiers expected{{"clean", safe},    {"changed", warning},          {"untracked", warning},
+                       {"ahead", warning}, {"stashed", warning},          {"no-remote", warning},
+                       {"worktree", safe}, {"worktree-changed", warning}, {"remains", safe},
+                       {"broken", caution}};
+  auto found = tiersOf(request());
+  EXPECT_EQ(found.size(), expected.size());
+  for (const auto& [project, tier] : expected) EXPECT_EQ(found.at(project + "/node_modules"), tier) << project;
+}
+
+TEST_F(CleanupSession, ARepositoryInsideThatMayNotBeReadIsNoSafeFinding) {
+  const std::string package = "code/p/node_modules/@me/lib";
+  tree_.writeFile(package + "/.git/HEAD", "ref: refs/heads/main");
+  tree_.setMode(package + "/.git", 0);
+  const WithoutPrivileges unprivileged(tree_);
+  EXPECT_EQ(tiersOf(request()), (Tiers{{"p/node_modules", caution}}));
+}
+
+TEST_F(CleanupSession, APythonPackageIsNotWhatItsNameSays) {
+  tree_.writeFile("code/lib/vendor/__init__.py", "import os");
+  tree_.writeFile("code/app/vendor/part/__init__.py");
+  EXPECT_EQ(tiersOf(request()), (Tiers{{"lib/vendor", warning}, {"app/vendor", safe}}));
+}
+
+class NestedPlaces : public CleanupSession {
+ protected:
+  NestedPlaces() {
+    for (const char* file : {"outer/mid/inner/f", "outer/f", "outer/p/node_modules/f", "outer/p/build/f"})
+      tree_.writeFileOfSize("code/" + std::string(file), 100);
+  }
+  /// Rules in this order: id, path in "code", tier, category.
+  ScanRequest withRules(const std::vector<std::array<std::string, 4>>& rules) const {
+    ScanRequest asked = request();
+    asked.scanSystem = true;
+    asked.categories = {"mine"};
+    for (const auto& [id, place, tier, category] : rules) {
+      SystemPathRule& rule = asked.catalog.systemRules.emplace_back();
+      rule.id = rule.label = id;
+      rule.category = category;
+      rule.tier = *fromRawValue<ArtifactSafetyTier>(tier);
+      for (const char* platform : {"linux", "macos"}) rule.paths[platform] = {tree_.path("code/" + place)};
+    }
+    return asked;
+  }
+  Texts selectedOf(ScanRequest asked, std::set<ArtifactSafetyTier> tiers, const CleanupOptions& options = {}) const {
+    asked.tiers = std::move(tiers);
+    auto lines = told(selectedFrom(asked, options));
+    std::sort(lines.begin(), lines.end());
+    return lines;
+  }
+};
+
+TEST_F(NestedPlaces, WhatHoldsAFindingOfAHigherTierGoesOnlyTogetherWithIt) {
+  const auto rules = withRules({{"inner", "outer/mid/inner", "caution", "mine"},
+                                {"mid", "outer/mid", "safe", "mine"},
+                                {"outer", "outer", "safe", "mine"}});
+  const std::string inner = tree_.path("code/outer/mid/inner");
+  EXPECT_THAT(
+      selectedOf(rules, {safe}),
+      ElementsAre("outer/mid: holds " + inner + " of tier caution, which is not selected", HasSubstr("outer: holds ")));
+}
+
+TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {
+  // Both tiers, of project folders and of system paths, are selected.
+  const auto rules = withRules({{"inner", "outer/mid/inner", "caution", "mine"}, {"outer", "outer", "safe", "mine"}});
+  EXPECT_THAT(selectedOf(rules, {safe, caution}), ElementsAre("outer: -"));
+  const auto plan = makeCleanupPlan(selectedFrom(rules), DisposalMethod::delete_, rules);
+  EXPECT_EQ(plan.totalBytes(), 400) << "no byte twice";
+  EXPECT_EQ(plan.highestTier(), caution);
+  EXPECT_THAT(told(checkPlan(plan, rules, {}).candidates), ElementsAre("outer: -"));
+  // A plan with the outer tier only does not cover the inner one.
+  auto cut = plan;
+  cut.items.at(0).tier = safe;
+  EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre(HasSubstr("outer: holds ")));
+  for (const auto& found : runScan(rules).findings) {
+    if (found.finding.path != cut.items.at(0).path) cut.items.push_back(CleanupPlan::Item::make(found));
+  }
+  EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre("outer: -"));
+}
+
+TEST_F(NestedPlaces, WhatIsKeptHoldsBackWhatItLiesIn) {
+  tree_.writeFile("code/outer/mid/inner/.tidra-keep");
+  const auto rules = withRules({{"inner", "outer/mid/inner", "safe", "mine"}, {"outer", "outer", "caution", "mine"}});
+  EXPECT_THAT(selectedOf(rules, {safe, caution}),
+              Contains(HasSubstr("outer: holds " + tree_.path("code/outer/mid/inner") + ", which is kept by")));
+  EXPECT_THAT(selectedOf(rules, {safe, caution}, {.force = true}), ElementsAre("outer: -"));
+}
+
+TEST_F(NestedPlaces, AFindingTakesTheTierOfAPlaceInItThatIsNone) {
+  const auto plain = withRules({{"outer", "outer", "safe", "mine"}, {"inner", "outer/mid", "caution", "mine"}});
+  EXPECT_EQ(tiersOf(plain).at("outer"), caution);
+  const auto other = withRules({{"outer", "outer", "safe", "mine"}, {"inner", "outer/mid", "warning", "other"}});
+  EXPECT_EQ(tiersOf(other).at("outer"), warning) << "of a category that is not looked at";
+  const auto inProject = withRules({{"inner", "outer/p/node_modules", "caution", "mine"}});
+  EXPECT_EQ(tiersOf(inProject).at("outer/p/node_modules"), caution) << "a finding of a project";
+}
+
+}  // namespace
+}  // namespace tidra
