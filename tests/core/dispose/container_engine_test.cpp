@@ -7,7 +7,6 @@
 #include <chrono>
 #include <thread>
 
-#include "core/base/text.h"
 #include "core/rules/rule_catalog.h"
 #include "core/scan/probes/docker_probe.h"
 #include "tests/core/dispose/disposal_fixture.h"
@@ -29,15 +28,10 @@ class EngineProcess {
     const auto settings = TemporaryMount::bind(folder + "/etc", "/etc");
     const TemporaryMount run("/run");
     if (!settings || !run) ::_exit(1);
-    const std::vector<std::string> arguments{program,
-                                             "--iptables=false",
-                                             "--ip6tables=false",
-                                             "--bridge=none",
-                                             "--storage-driver=vfs",
-                                             "--data-root=" + folder + "/data",
-                                             "--exec-root=" + folder + "/exec",
-                                             "--pidfile=" + folder + "/pid",
-                                             "--host=unix://" + folder + "/socket"};
+    Texts arguments = wordsOf(program + " --iptables=false --ip6tables=false --bridge=none --storage-driver=vfs");
+    for (const auto& [option, place] :
+         rowsOf("--data-root= => /data | --exec-root= => /exec | --pidfile= => /pid | --host=unix:// => /socket"))
+      arguments.push_back(option + folder + place);
     std::vector<char*> list;
     for (const std::string& argument : arguments) list.push_back(const_cast<char*>(argument.c_str()));
     list.push_back(nullptr);
@@ -82,7 +76,7 @@ class RealEngine : public DisposalTest {
   }
 
   /// The client's output; none when it fails.
-  std::optional<std::string> docker(std::vector<std::string> arguments, const char* buildKit = "0") const {
+  std::optional<std::string> docker(Texts arguments, const char* buildKit = "0") const {
     Environment environment = resolver_.environment;
     environment["DOCKER_BUILDKIT"] = buildKit;
     const auto result = ProcessRunner::run({.executablePath = *client_,
@@ -145,8 +139,7 @@ TEST_F(RealEngine, ImagesAndVolumesInUseAreNoFindingsAndTheOthersGo) {
   EXPECT_EQ(reclaimed("docker:volume:data"), std::nullopt) << "the engine does not say";
   EXPECT_EQ(refusal("docker:volume:used", DisposalMethod::trash), "Command failed (exit 1)");
   EXPECT_EQ(found().size(), 2U);
-  EXPECT_THAT(namesIn(tree_.path("engine/data/volumes")),
-              testing::IsSupersetOf(std::vector<std::string>{"used", "spare", *anonymous}));
+  EXPECT_THAT(namesIn(tree_.path("engine/data/volumes")), testing::IsSupersetOf(Texts{"used", "spare", *anonymous}));
 }
 
 TEST_F(RealEngine, WhatPruningTheBuildCacheReclaimsIsWhatTheEngineSays) {

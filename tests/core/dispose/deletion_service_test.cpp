@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <iterator>
-#include <map>
 #include <sstream>
 #include <thread>
 
@@ -130,15 +129,12 @@ TEST_F(DeletionService, ADryRunForeseesWhatTheRunMayNotDo) {
   tree_.setMode("locked", 0555);
   tree_.setMode("home", 0555);
   const WithoutPrivileges user(tree_);
-  for (const bool dryRun : {true, false}) {
-    for (const auto method : everyMethod)
-      EXPECT_EQ(refusal(tree_.path("locked/f"), method, dryRun), "Permission denied") << dryRun;
-    for (const auto method : {DisposalMethod::trash, DisposalMethod::quarantine})
-      EXPECT_THAT(refusal(tree_.path("home/open/f"), method, dryRun), EndsWith("Permission denied")) << dryRun;
-    if (pathFacts(tree_.path("home"))->owner == ::geteuid()) continue;
-    EXPECT_EQ(refusal(tree_.path("home/closed/f"), DisposalMethod::delete_, dryRun), "Permission denied") << dryRun;
-    EXPECT_EQ(refusal(tree_.path("home/sticky/f"), DisposalMethod::delete_, dryRun), "Operation not permitted")
-        << dryRun;
+  for (const auto method : everyMethod) expectRefused(tree_.path("locked/f"), method, "Permission denied");
+  for (const auto method : {DisposalMethod::trash, DisposalMethod::quarantine})
+    expectRefused(tree_.path("home/open/f"), method, EndsWith("Permission denied"));
+  if (pathFacts(tree_.path("home"))->owner != ::geteuid()) {
+    expectRefused(tree_.path("home/closed/f"), DisposalMethod::delete_, "Permission denied");
+    expectRefused(tree_.path("home/sticky/f"), DisposalMethod::delete_, "Operation not permitted");
   }
   disposed(tree_.path("home/open/f"), DisposalMethod::delete_, true);
 }
@@ -158,9 +154,8 @@ TEST_F(DeletionService, ProtectedPlacesStayWhateverTheWay) {
   tree_.makeFolder("home/.local/share/Trash/info");
   tree_.makeFolder("home/.tidra/quarantine");
   for (const char* store : {"disk/.Trash-4711/files", "disk/.Trashes/501", "ada/.local/share/Trash/files",
-                            "else/T/files", "home/p/build/quarantine", "home/.tidra/quarantine"}) {
+                            "else/T/files", "home/p/build/quarantine", "home/.tidra/quarantine"})
     tree_.writeFile(std::string(store) + "/1-x/f", "x");
-  }
   tree_.writeFile("else/T/info/1-x.trashinfo");
   tree_.writeFile("home/p/build/quarantine/2-x/f", "x");
   tree_.writeFile("home/p/build/quarantine/2-x.tidra.json", "{}");
@@ -170,7 +165,7 @@ TEST_F(DeletionService, ProtectedPlacesStayWhateverTheWay) {
   auto tidra = service({own, tree_.path("home/not/there/yet")});
   tree_.makeFolder("home/not/there");
   const auto before = tree_.snapshot();
-  for (const auto& [path, why] : std::vector<std::pair<std::string, std::string>>{
+  for (const auto& [path, why] : TextPairs{
            {"/", "is the root of the file system"},
            {"/usr", "a folder directly in /"},
            {"/no-such-folder-here", "Path not found"},
@@ -221,11 +216,9 @@ TEST_F(DeletionService, MountPointsAndWhatHoldsThemStay) {
   tree_.writeFile("home/p/item/mounted/f", "x");
   tree_.symlink("way", "home/p");
   for (const auto method : everyMethod) {
-    for (const bool dryRun : {true, false}) {
-      EXPECT_THAT(refusal(tree_.path("way/item/mounted"), method, dryRun), HasSubstr("is a mounted file system"));
-      EXPECT_EQ(refusal(tree_.path("way/item"), method, dryRun),
-                "holds a mounted file system at " + mount.path() + "; unmount it first");
-    }
+    expectRefused(tree_.path("way/item/mounted"), method, HasSubstr("is a mounted file system"));
+    expectRefused(tree_.path("way/item"), method,
+                  "holds a mounted file system at " + mount.path() + "; unmount it first");
   }
   EXPECT_TRUE(exists(tree_.path("home/p/item/mounted/f")));
 }
@@ -252,27 +245,19 @@ class ToolTargetsTest : public DisposalTest {
     };
   }
 
-  std::string fake(const std::string& path, const std::string& body) const {
-    tree_.writeFile(path, "#!/bin/sh\n" + body + "\n");
-    tree_.setMode(path, 0755);
-    return tree_.path(path);
-  }
+  std::string fake(const std::string& path, const std::string& body) const { return tree_.writeProgram(path, body); }
   std::string says(const std::string& target, bool dryRun = false) const {
     return refusal(target, DisposalMethod::trash, dryRun);
   }
-  std::string calls() const {
-    const auto text = readFile(tree_.path("calls"));
-    return text ? *text : "";
-  }
+  std::string calls() const { return tree_.read("calls"); }
 };
 
 TEST_F(ToolTargetsTest, CondaTargetsRunTheCommandThatRemovesThem) {
   fake("bin/conda", "echo \"$*\" >> " + tree_.path("calls"));
-  for (const auto& [target, call] :
-       std::vector<std::pair<std::string, std::string>>{{"conda:clean:packages", "clean --packages -y"},
-                                                        {"conda:clean:tarballs", "clean --tarballs -y"},
-                                                        {"conda:clean:index-cache", "clean --index-cache -y"},
-                                                        {"conda:env:my env", "env remove -n my env -y"}}) {
+  for (const auto& [target, call] : TextPairs{{"conda:clean:packages", "clean --packages -y"},
+                                              {"conda:clean:tarballs", "clean --tarballs -y"},
+                                              {"conda:clean:index-cache", "clean --index-cache -y"},
+                                              {"conda:env:my env", "env remove -n my env -y"}}) {
     EXPECT_EQ(disposed(target, DisposalMethod::trash, true).method, DisposalMethod::delete_);
     EXPECT_EQ(calls(), "") << "a dry run runs nothing";
     EXPECT_EQ(disposed(target, DisposalMethod::trash), (DisposalReceipt{target, DisposalMethod::delete_, {}, {}, now}));
@@ -290,10 +275,9 @@ TEST_F(ToolTargetsTest, CondaTargetsRunTheCommandThatRemovesThem) {
 TEST_F(ToolTargetsTest, DockerTargetsRunTheirCommandAndUnknownOnesNothing) {
   for (const bool dryRun : {true, false}) EXPECT_EQ(says("docker:prune:dangling", dryRun), "Docker not found");
   fake("bin/docker", "echo \"$*\" >> " + tree_.path("calls"));
-  for (const auto& [target, call] :
-       std::vector<std::pair<std::string, std::string>>{{"docker:prune:dangling", "image prune -f"},
-                                                        {"docker:prune:buildcache", "builder prune -f"},
-                                                        {"docker:volume:data", "volume rm data"}}) {
+  for (const auto& [target, call] : TextPairs{{"docker:prune:dangling", "image prune -f"},
+                                              {"docker:prune:buildcache", "builder prune -f"},
+                                              {"docker:volume:data", "volume rm data"}}) {
     disposed(target, DisposalMethod::trash, true);
     disposed(target, DisposalMethod::trash);
     EXPECT_EQ(calls(), call + "\n");
@@ -353,8 +337,7 @@ TEST_F(ToolTargetsTest, AToolThatHangsIsKilledWhenTimeIsUpOrTheUserCancels) {
     }
     return left.empty();
   };
-  for (const auto& [tool, target] :
-       std::map<std::string, std::string>{{"docker", "docker:volume:data"}, {"conda", "conda:clean:packages"}}) {
+  for (const auto& [tool, target] : TextPairs{{"docker", "docker:volume:data"}, {"conda", "conda:clean:packages"}}) {
     fake("bin/" + tool, hanging);
     tools_.timeoutSeconds = 0.3;
     EXPECT_EQ(says(target), "Command could not be started or timed out");
@@ -383,8 +366,7 @@ TEST_F(ToolTargetsTest, PipOfAnEnvironmentRunsOnlyWhenItWasMadeThere) {
   EXPECT_THAT(says(target, true), StartsWith("pip of this venv is not run"));
   // A shell stands in for the environment's interpreter.
   tree_.symlink("home/p/.venv/bin/python", "/bin/sh");
-  tree_.writeFile(pip, "#!" + venv + "/bin/python\necho \"$0 $*\" >> " + tree_.path("calls") + "\n");
-  tree_.setMode(pip, 0755);
+  tree_.writeFile(pip, "#!" + venv + "/bin/python\necho \"$0 $*\" >> " + tree_.path("calls") + "\n", 0755);
   disposed(target, DisposalMethod::trash, true);
   EXPECT_EQ(calls(), "");
   disposed(target, DisposalMethod::trash);

@@ -1,7 +1,8 @@
 // A home folder and a deletion service for tests that move and remove.
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -56,6 +57,36 @@ class DisposalTest : public testing::Test {
     const auto result = dispose(path, method, dryRun);
     const auto* failure = std::get_if<TidraDeletionFailure>(&result);
     return failure != nullptr ? failure->message : "(nothing was refused)";
+  }
+
+  /// Expects a refusal with such a message, in a dry run too, and the item in its place.
+  template <class Message>
+  void expectRefused(const std::string& item, DisposalMethod method, const Message& message) const {
+    for (const bool dryRun : {true, false}) EXPECT_THAT(refusal(item, method, dryRun), message) << "dry " << dryRun;
+    EXPECT_TRUE(exists(item));
+  }
+  /// Expects that a store at this place in the tree is not used when it is a file, a link, open or another user's.
+  /// `also` is called for each of these, with its message.
+  void expectUnusedWhenSpoiled(const std::string& place, DisposalMethod method,
+                               const std::function<void(const std::string&)>& also = {}) const {
+    const std::string item = tree_.writeFile("home/p/f", "x");
+    tree_.makeFolder("else");
+    const auto spoil = [&](const std::string& why) {
+      if (why == "is not a folder") tree_.writeFile(place);
+      if (why == "is a link") tree_.symlink(place, tree_.path("else"));
+      if (why == "is open to other users")
+        tree_.setMode(place, (tree_.makeFolder(place), method == DisposalMethod::trash ? 0777 : 0750));
+      EXPECT_TRUE(why != "belongs to another user" || ::lchown(tree_.makeFolder(place).c_str(), 65534, 0) == 0);
+    };
+    for (const std::string why :
+         {"is not a folder", "is a link", "is open to other users", "belongs to another user"}) {
+      if (why == "belongs to another user" && ::geteuid() != 0) continue;
+      std::filesystem::remove_all(tree_.path(place));
+      spoil(why);
+      expectRefused(item, method, testing::HasSubstr(why));
+      EXPECT_TRUE(namesIn(tree_.path("else")).empty());
+      if (also) also(why);
+    }
   }
 
   QuarantineDisposer::Quarantined quarantine(QuarantineDisposer& disposer, const std::string& path,

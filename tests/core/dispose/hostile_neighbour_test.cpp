@@ -1,7 +1,6 @@
 // A TOCTOU attack: while root removes something in a folder of another user, that user keeps swapping folders for
 // symlinks to files that only root may change.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>

@@ -46,8 +46,8 @@ class ItemRemovalTest : public testing::Test {
     }
   }
 
-  std::vector<std::string> leftovers() const {
-    std::vector<std::string> names;
+  Texts leftovers() const {
+    Texts names;
     for (const auto& entry : fs::directory_iterator(tree_.root())) {
       if (RemovalLeftover::is(entry.path().filename().string())) names.push_back(entry.path());
     }
@@ -84,8 +84,7 @@ TEST_F(ItemRemovalTest, RemovesWideAndDeepTreesWithFewDescriptors) {
 }
 
 TEST_F(ItemRemovalTest, RemovesOddNames) {
-  std::vector<std::string> names{"line\nbreak",         "-rf", " ", "*", "...", ".0", ".1", ".2",
-                                 std::string(255, 'n'), "\x7f"};
+  Texts names{"line\nbreak", "-rf", " ", "*", "...", ".0", ".1", ".2", std::string(255, 'n'), "\x7f"};
   if (anyByteNames) names.insert(names.end(), {"\xff\xfe", "a\xc3"});
   for (const std::string& name : names) {
     tree_.writeFile("odd/" + name + "/" + name + "/f");
