@@ -1,19 +1,14 @@
 // A log torn by a power loss, at every byte.
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include "core/base/text.h"
 #include "core/platform/files.h"
 #include "tests/fleet/agent/audit_fixture.h"
+#include "tests/support/matchers.h"
 #include "tests/support/message_of.h"
 
 namespace tidra {
 namespace {
-
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 class AuditRepairTest : public AuditTest {
  protected:
@@ -101,7 +96,7 @@ TEST_F(AuditRepairTest, AFailureLeavesTheLogAsItWas) {
   EXPECT_THROW(AuditLog::repair(url(), [](AuditRecord&) { throw std::runtime_error("no"); }), std::runtime_error);
   EXPECT_EQ(bytes(), torn);
   // The copy of the first attempt stays; the next gets another name.
-  EXPECT_THAT(repair()->movedTo, testing::EndsWith("audit.jsonl.torn-1"));
+  EXPECT_THAT(repair()->movedTo, EndsWith("audit.jsonl.torn-1"));
 }
 
 }  // namespace

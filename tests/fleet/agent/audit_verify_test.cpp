@@ -1,10 +1,7 @@
 // Every change of a log is detected.
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 #include <unistd.h>
-
-#include <algorithm>
 
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
@@ -12,12 +9,10 @@
 #include "fleet/agent/audit_line.h"
 #include "tests/fleet/agent/audit_fixture.h"
 #include "tests/support/effort.h"
+#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
-
-using testing::HasSubstr;
-using testing::StartsWith;
 
 std::string concatenated(const std::vector<std::string>& lines) { return joined(lines, ""); }
 
@@ -64,9 +59,8 @@ TEST_F(AuditVerifyTest, EverySingleByteChangeOfALogIsFound) {
   // Short records beside those with every kind of field: the whole log is read for each of its bytes.
   constexpr int records = effort(200, 24);
   AuditLog log(url());
-  for (int i = 1; i <= records; ++i) {
+  for (int i = 1; i <= records; ++i)
     log.append(i <= 16 ? sample(i) : [i](AuditRecord& record) { record.path = "/p/" + std::to_string(i); });
-  }
   const std::string content = bytes();
   const FileDescriptor file(::open(url().c_str(), O_WRONLY));
   for (std::size_t at = 0; at < content.size(); ++at) {
@@ -107,7 +101,7 @@ TEST_F(AuditVerifyTest, TheMessageTellsWhatBroke) {
     return text.replace(text.find(from), from.size(), to);
   };
   const std::string& second = all[1];
-  for (const auto& [line, message] : std::vector<std::pair<std::string, std::string>>{
+  for (const auto& [line, message] : TextPairs{
            {replaced(second, "build-7", "build-8"), "Hash mismatch at seq 2"},
            {replaced(second, "\"hash\":\"", "\"hash\":\"0"), "Hash mismatch at seq 2"},
            // Equal after decoding.
@@ -160,9 +154,8 @@ TEST_F(AuditVerifyTest, LinesThatAreNoRecordsMakeTheLogUnreadable) {
 
 TEST_F(AuditVerifyTest, ALogLongerThanTheBuffersIsFollowedToItsEnd) {
   AuditLog log(url());
-  for (int i = 0; i < 120; ++i) {
+  for (int i = 0; i < 120; ++i)
     log.append([&](AuditRecord& record) { record.message = std::string(static_cast<std::size_t>(i) * 500, 'm'); });
-  }
   const std::string content = bytes();
   ASSERT_GT(content.size(), 3000000U);
   EXPECT_EQ(verdict(content), "OK (120 records)");

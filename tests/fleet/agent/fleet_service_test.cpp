@@ -16,18 +16,24 @@
 namespace tidra {
 namespace {
 
+FleetService::Setting settingOf(const std::string& policyPath, const std::string& home) {
+  return {.policyPath = policyPath,
+          .intervalSeconds = 1,
+          .actor = "tester",
+          .host = {home, {}},
+          .clock = [] { return timePointAt(1750000000); },
+          .shouldStop = [] { return true; },
+          .log = [](const std::string&) {}};
+}
+
 /// Runs a service on a thread, which the destructor ends.
 class RunningService {
  public:
   RunningService(const std::string& policyPath, const std::string& home) {
-    FleetService::Setting setting{.policyPath = policyPath,
-                                  .intervalSeconds = 1,
-                                  .actor = "tester",
-                                  .host = {home, {}},
-                                  .clock = [] { return TimePoint{std::chrono::seconds{1750000000}}; },
-                                  .shouldStop = [this] { return stop_.load(); },
-                                  .log = [this](const std::string& line) { take(line); },
-                                  .onListening = [this](std::uint16_t port) { port_ = port; }};
+    auto setting = settingOf(policyPath, home);
+    setting.shouldStop = [this] { return stop_.load(); };
+    setting.log = [this](const std::string& line) { take(line); };
+    setting.onListening = [this](std::uint16_t port) { port_ = port; };
     thread_ = JoiningThread([setting] { FleetService(setting).serve(); });
   }
   ~RunningService() { stop_ = true; }
@@ -106,8 +112,7 @@ TEST_F(FleetServiceTest, MovesItsListenerAndKeepsItsOwnFilesOffThePolicy) {
 TEST_F(FleetServiceTest, TakesAPolicyWhoseModeIsMendedLater) {
   EXPECT_TRUE(service.waitFor("run finished"));
   // Atomic, so that the service never sees this text with another mode.
-  tree.writeFile("next.json", policyNamed("second"));
-  tree.setMode("next.json", 0666);
+  tree.writeFile("next.json", policyNamed("second"), 0666);
   std::filesystem::rename(tree.path("next.json"), policy);
   EXPECT_TRUE(service.waitFor("warning: the policy stays as it was: "));
   tree.setMode("policy.json", 0600);
@@ -142,19 +147,11 @@ TEST_F(FleetServiceTest, AFailingRunDoesNotEndIt) {
 
 TEST_F(ServiceOfAHost, SaysAtTheStartWhatKeepsItFromServing) {
   const auto serve = [&](const std::string& text) {
-    FleetService::Setting setting{.policyPath = tree.writeFile("policy.json", text),
-                                  .intervalSeconds = 1,
-                                  .actor = "tester",
-                                  .host = {tree.path("home"), {}},
-                                  .clock = [] { return TimePoint{std::chrono::seconds{1750000000}}; },
-                                  .shouldStop = [] { return true; },
-                                  .log = [](const std::string&) {}};
-    FleetService(setting).serve();
+    FleetService(settingOf(tree.writeFile("policy.json", text), tree.path("home"))).serve();
   };
   EXPECT_THROW(serve(R"({"metrics": {"listen": "no-address:0"}})"), InputError);
   EXPECT_THROW(serve(R"({"schemaVersion": 2})"), FleetPolicyError);
-  tree.writeFile("policy.json");
-  tree.setMode("policy.json", 0666);
+  tree.writeFile("policy.json", "", 0666);
   EXPECT_THROW(serve(policyNamed("everybody's")), InputError);
   tree.setMode("policy.json", 0600);
   tree.writeFile("home/.tidra/fleet.lock", "1\n");

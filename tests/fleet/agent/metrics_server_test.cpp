@@ -1,6 +1,5 @@
 #include "fleet/agent/metrics_server.h"
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include <atomic>
@@ -53,18 +52,14 @@ TEST(MetricsServer, ServesWhatWasPublishedLast) {
 
 TEST(MetricsServer, RefusesOtherMethodsAndPaths) {
   RunningServer server;
-  for (const std::string method : {"POST", "HEAD", "PUT", "DELETE", "OPTIONS", "get", "GETT", "\x16\x03\x01"}) {
+  for (const std::string method : {"POST", "HEAD", "PUT", "DELETE", "OPTIONS", "get", "GETT", "\x16\x03\x01"})
     EXPECT_EQ(exchange(server.port(), method + " /metrics HTTP/1.1\r\n\r\n"), notAllowed) << method;
-  }
   EXPECT_EQ(exchange(server.port(), "\r\n"), notAllowed);
   EXPECT_EQ(exchange(server.port(), "GE"), notAllowed);
-  for (const std::string target :
-       {"/nope", "/metrics/", "//metrics", "/Metrics", "/metrics/../report", "metrics", ""}) {
+  for (const std::string target : {"/nope", "/metrics/", "//metrics", "/Metrics", "/metrics/../report", "metrics", ""})
     EXPECT_EQ(get(server, target), notFound) << target;
-  }
-  for (const std::string request : {"GET", "GET ", "GET\r\n/metrics", "GET /metric"}) {
+  for (const std::string request : {"GET", "GET ", "GET\r\n/metrics", "GET /metric"})
     EXPECT_EQ(exchange(server.port(), request), notFound) << request;
-  }
   EXPECT_EQ(exchange(server.port(), "GET /healthz"), response("200 OK", "text/plain", "ok\n")) << "read once";
   EXPECT_EQ(exchange(server.port(), "GET /healthz\n\n"), response("200 OK", "text/plain", "ok\n"));
 }
@@ -138,9 +133,8 @@ TEST(MetricsServer, SaysWhyItCannotStartAndLeavesNothingOpen) {
     MetricsServer server(host, port);
     return messageOf<MetricsServer::ServerError>([&] { server.start(); });
   };
-  for (const std::string host : {"localhost", "", "127.0.0", "127.0.0.1 ", "256.0.0.1", "::1"}) {
+  for (const std::string host : {"localhost", "", "127.0.0", "127.0.0.1 ", "256.0.0.1", "::1"})
     EXPECT_EQ(failure(host, 0), "not an IPv4 address: " + host);
-  }
   EXPECT_EQ(failure("127.0.0.1", first.port()), "bind() failed: Address already in use");
   EXPECT_EQ(failure("192.0.2.1", 0), "bind() failed: Cannot assign requested address");
   EXPECT_EQ(openDescriptors(), before);
@@ -182,9 +176,8 @@ TEST(MetricsServer, EveryAnswerIsOfOneUpdate) {
   std::vector<std::thread> runners;
   for (const char letter : {'a', 'b', 'c'}) {
     runners.emplace_back([&server, &done, letter] {
-      for (std::size_t size = 1; !done; size = size % 5000 + 1) {
+      for (std::size_t size = 1; !done; size = size % 5000 + 1)
         server.update(std::string(size, letter), std::string(size, letter), letter == 'a');
-      }
     });
   }
   for (int round = 0; round < 100; ++round) {

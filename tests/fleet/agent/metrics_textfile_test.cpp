@@ -36,8 +36,7 @@ TEST(MetricsTextfile, IsReadableForEverybodyWithItsFoldersWhateverTheMask) {
 
 TEST(MetricsTextfile, NeverFollowsALinkAndReplacesALeftover) {
   const TemporaryTree tree;
-  const auto victim = tree.writeFile("victim", "precious");
-  tree.setMode("victim", 0600);
+  const auto victim = tree.writeFile("victim", "precious", 0600);
   const auto path = tree.symlink("tidra.prom", victim);
   tree.symlink(temporaryName("tidra.prom"), victim);
   MetricsTextfile::write("text\n", path);
@@ -47,8 +46,7 @@ TEST(MetricsTextfile, NeverFollowsALinkAndReplacesALeftover) {
   EXPECT_EQ(entries[1].type, 'f') << "the link itself made way";
   EXPECT_EQ(entries[2].mode, 0600U);
 
-  tree.writeFile(temporaryName("tidra.prom"), "half a text, much longer than the new one");
-  tree.setMode(temporaryName("tidra.prom"), 0444);
+  tree.writeFile(temporaryName("tidra.prom"), "half a text, much longer than the new one", 0444);
   MetricsTextfile::write("newer\n", path);
   EXPECT_EQ(*readFile(path), "newer\n");
   EXPECT_EQ(tree.snapshot().size(), 3U);

@@ -1,12 +1,12 @@
 #include "fleet/agent/run_lock.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <functional>
+#include <map>
 
 #include "core/base/errors.h"
 #include "core/platform/files.h"
@@ -96,17 +96,10 @@ TEST_F(RunLockTest, WhatADeadRunLeftIsTakenOver) {
 }
 
 TEST_F(RunLockTest, WhatMayBelongToALiveRunIsLeftAlone) {
-  const std::string parent = std::to_string(::getppid());
-  for (const auto& [text, pid] :
-       std::vector<std::pair<std::string, std::int32_t>>{{parent, ::getppid()},
-                                                         {"1\n", 1},
-                                                         {"letters", -1},
-                                                         {"", -1},
-                                                         {"12 34", -1},
-                                                         {"+-1", -1},
-                                                         {"99999999999", -1},
-                                                         {"\xff", -1},
-                                                         {std::string(5000, ' ') + "1", -1}}) {
+  std::map<std::string, std::int32_t> texts{{std::to_string(::getppid()), ::getppid()}, {"1\n", 1}};
+  for (const char* other : {"letters", "", "12 34", "+-1", "99999999999", "\xff"}) texts[other] = -1;
+  texts[std::string(5000, ' ') + "1"] = -1;
+  for (const auto& [text, pid] : texts) {
     tree_.writeFile("state/fleet.lock", text);
     EXPECT_EQ(busyWith(), pid) << text;
     EXPECT_EQ(content(), text);

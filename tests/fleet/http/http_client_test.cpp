@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "core/platform/listening_socket.h"
@@ -12,6 +11,7 @@
 #include "core/platform/sockets.h"
 #include "fleet/http/http_server.h"
 #include "tests/support/message_of.h"
+#include "tests/support/tables.h"
 #include "tests/support/temporary_tree.h"
 
 namespace tidra {
@@ -102,9 +102,8 @@ TEST(HTTPClient, UnderstandsTheServer) {
 }
 
 TEST(HTTPClient, SaysWhatWentWrong) {
-  for (const std::string url : {"", "hub:9480", "ftp://hub/", "http://", "https:///x", "http://hub/\r\nX: y"}) {
+  for (const std::string url : {"", "hub:9480", "ftp://hub/", "http://", "https:///x", "http://hub/\r\nX: y"})
     EXPECT_EQ(failure({"GET", url}), "not an http(s) URL: " + url);
-  }
   const std::string noHost = std::string(70, 'a') + ".invalid";  // labels have at most 63 bytes
   EXPECT_EQ(failure({"GET", "http://" + noHost + "/"}), "cannot resolve " + noHost);
   std::uint16_t closedPort = openListeningSocket("127.0.0.1", 0, 1).port;
@@ -125,10 +124,10 @@ TEST(HTTPClient, SaysWhatWentWrong) {
 
 TEST(HTTPClient, NeitherSilentNorEndlessServersHoldIt) {
   using After = CannedServer::After;
-  EXPECT_EQ(failure({"GET", CannedServer("\r\n\r\n", "HTTP/1.1 200 OK\r\n\r\n", After::silence).url()}, 0.2),
-            "timed out");
-  EXPECT_EQ(failure({"GET", CannedServer("\r\n\r\n", "HTTP/1.1 200 OK\r\n\r\n", After::dripForEver).url()}, 0.2),
-            "timed out");
+  for (const After after : {After::silence, After::dripForEver}) {
+    CannedServer server("\r\n\r\n", "HTTP/1.1 200 OK\r\n\r\n", after);
+    EXPECT_EQ(failure({"GET", server.url()}, 0.2), "timed out");
+  }
   CannedServer deaf("", "", After::silence);
   EXPECT_EQ(failure({"POST", deaf.url(), {}, std::string(30'000'000, 'x')}, 0.2), "timed out");
 
@@ -162,29 +161,20 @@ TEST(HTTPClient, LetsNoValueForgeAHeader) {
 class FakeCurl {
  public:
   explicit FakeCurl(const std::string& script) {
-    tree_.makeFolder("bin");
-    tree_.makeFolder("tmp");
-    tree_.writeFile("bin/curl", R"(#!/bin/sh
-printf '%s\n' "$@" > ")" + tree_.path("arguments") +
-                                    R"("
+    tree_.makeFolder("given");
+    tree_.writeProgram("bin/curl", "cd '" + tree_.root() + "'\nprintf '%s\\n' \"$@\" > arguments\n" + R"(
 while [ $# -gt 1 ]; do
   case $1 in -o) out=$2 ;; -D) head=$2 ;; esac
   shift
 done
 folder=${out%/*}
-cp -p "$folder"/* ")" + tree_.makeFolder("given") +
-                                    R"(/" 2>/dev/null
-ls -ld "$folder" > ")" + tree_.path("folder") +
-                                    R"("
+cp -p "$folder"/* given 2>/dev/null
+ls -ld "$folder" > folder
 )" + script);
-    tree_.setMode("bin/curl", 0755);
-    environment = {{"PATH", tree_.path("bin") + ":/usr/bin:/bin"}, {"TMPDIR", tree_.path("tmp")}};
+    environment = {{"PATH", tree_.path("bin") + ":/usr/bin:/bin"}, {"TMPDIR", tree_.makeFolder("tmp")}};
   }
 
-  std::string read(const std::string& name) const {
-    std::ifstream file(tree_.path(name));
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  std::string read(const std::string& name) const { return tree_.read(name); }
   std::string path(const std::string& name) const { return tree_.path(name); }
   bool leftNothing() const { return std::filesystem::is_empty(tree_.path("tmp")); }
 
@@ -224,17 +214,15 @@ printf ' 201\n'
 }
 
 TEST(CurlTransport, SaysWhatWentWrongAndLeavesNothing) {
-  const std::vector<std::pair<std::string, std::string>> cases{
-      {"echo 'curl: (6) Could not resolve host: hub' >&2; echo more >&2; exit 6",
-       "cannot connect: curl exited 6: curl: (6) Could not resolve host: hub"},
-      {"printf '\\033[2J' >&2; exit 28", "cannot connect: curl exited 28: \\x1b[2J"},
-      {"exit 7", "cannot connect: curl exited 7"},
-      {"printf 20x", "malformed HTTP response"},
-      {"", "malformed HTTP response"},
-      {"truncate -s 67108865 \"$out\"; printf 200", "connection error: response too large"},
-      {"truncate -s 67108865 \"$out\"; exec sleep 60", "connection error: response too large"},
-  };
-  for (const auto& [script, message] : cases) {
+  for (const auto& [script, message] :
+       TextPairs{{"echo 'curl: (6) Could not resolve host: hub' >&2; echo more >&2; exit 6",
+                  "cannot connect: curl exited 6: curl: (6) Could not resolve host: hub"},
+                 {"printf '\\033[2J' >&2; exit 28", "cannot connect: curl exited 28: \\x1b[2J"},
+                 {"exit 7", "cannot connect: curl exited 7"},
+                 {"printf 20x", "malformed HTTP response"},
+                 {"", "malformed HTTP response"},
+                 {"truncate -s 67108865 \"$out\"; printf 200", "connection error: response too large"},
+                 {"truncate -s 67108865 \"$out\"; exec sleep 60", "connection error: response too large"}}) {
     const FakeCurl curl(script);
     EXPECT_EQ(failure({"GET", "https://hub/"}, patient, curl.environment), message) << script;
     EXPECT_TRUE(curl.leftNothing()) << script;

@@ -59,9 +59,8 @@ TEST_F(EventLogTest, GivesTheSameFromTheEndOfALongFileWhereverItsChunksBegin) {
   for (const std::size_t count : {1U, 236U, 237U, 238U, 700U, 1000U, 5000U}) {
     const auto events = log_.recent(count);
     ASSERT_EQ(events.size(), std::min<std::size_t>(count, 1000));
-    for (std::size_t i = 0; i < events.size(); ++i) {
+    for (std::size_t i = 0; i < events.size(); ++i)
       ASSERT_EQ(events[i].message, std::to_string(1000 - events.size() + i) + padding);
-    }
   }
 }
 

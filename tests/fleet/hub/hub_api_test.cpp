@@ -43,15 +43,10 @@ TEST_F(HubServerTest, RefusesBadReports) {
   std::string wide;
   for (int i = 0; i < 253; ++i) wide += "ä";
   for (const std::string& host : {std::string(253, 'a'), wide}) EXPECT_EQ(report(plainReport(host)).status, 200);
-  for (const std::string& body :
-       {std::string(), std::string("{"), std::string("[]"), std::string("{}"), std::string(R"({"host": 7})"),
-        std::string(R"({"host": "a", "findings": "x"})"), std::string(R"({"host": "a", "findings": 1e400})"),
-        std::string(R"({"host": "a", "findings": 99999999999999999999})"),
-        std::string(R"({"host": "a", "startedAt": "yesterday"})"), std::string("{\"host\": \"a\xff\"}"),
-        std::string("{\"host\": \"a\"}\0x", 16), std::string(100'000, '['),
-        R"({"host": )" + std::string(100'000, '{')}) {
+  // The faults of a report are cases of its own tests.
+  for (const std::string& body : {std::string(), std::string("[]"), std::string(R"({"host": "a", "findings": "x"})"),
+                                  std::string("{\"host\": \"a\"}\0x", 16), R"({"host": )" + std::string(100'000, '{')})
     EXPECT_THAT(refused(body), StartsWith("400 bad report: report")) << body.substr(0, 60);
-  }
   EXPECT_EQ(hub_->store().inventory().size(), 2U);
   // The last of repeated keys wins, as everywhere.
   EXPECT_EQ(ask("POST", "/api/v1/report", {.token = {}, .body = R"({"host": "b", "host": "c"})"}).status, 200);
@@ -75,9 +70,8 @@ TEST_F(HubServerTest, KeepsPoliciesByteForByte) {
   }
   EXPECT_EQ(refusalOf(put("/api/v1/policies/p", R"({"autoClean": {"minIdleDays": -1}})")),
             "400 invalid policy: Invalid policy: autoClean.minIdleDays must be >= 0.");
-  for (const std::string& body : {std::string("{"), std::string(100'000, '['), std::string("\xff"), std::string()}) {
+  for (const std::string& body : {std::string("{"), std::string(100'000, '['), std::string("\xff"), std::string()})
     EXPECT_THAT(refusalOf(put("/api/v1/policies/p", body)), StartsWith("400 invalid policy: ")) << body.substr(0, 9);
-  }
   EXPECT_EQ(refusalOf(get("/api/v1/policies/p")), "404 no policy 'p'");
   EXPECT_EQ(refusalOf(ask("DELETE", "/api/v1/policies/p")), "404 no policy 'p'");
   EXPECT_EQ(ask("DELETE", "/api/v1/policies/Web-1_a.b").body, R"({"name":"Web-1_a.b","ok":true})");
@@ -87,12 +81,8 @@ TEST_F(HubServerTest, KeepsPoliciesByteForByte) {
 TEST_F(HubServerTest, ShowsHostsWhoseNamesHoldAnything) {
   for (const char* name : {"web/01", "..", "a b", "100%", "ü"}) report(busyReport(name));
   now_ = noon + std::chrono::seconds{60};
-  for (const auto& [path, name] : std::vector<std::pair<std::string, std::string>>{{"web%2F01", "web/01"},
-                                                                                   {"%2E%2E", ".."},
-                                                                                   {"a%20b", "a b"},
-                                                                                   {"100%25", "100%"},
-                                                                                   {"100%", "100%"},
-                                                                                   {"%c3%bc", "ü"}}) {
+  for (const auto& [path, name] :
+       rowsOf("web%2F01 => web/01 | %2E%2E => .. | a%20b => a b | 100%25 => 100% | 100% => 100% | %c3%bc => ü")) {
     const auto response = get("/api/v1/hosts/" + path);
     EXPECT_EQ(response.body, HubJSON::compact(*hub_->store().record(name, now_))) << path;
   }
@@ -115,6 +105,7 @@ TEST_F(HubServerTest, ListsHostsInParts) {
   auto mac = plainReport("mac");
   mac.platform = TidraPlatform::macOS;
   report(mac);
+  put("/api/v1/hosts/mac/note", "in the Cellar");
   const auto names = [&](std::map<std::string, std::string> query, const std::string& total) {
     const auto response = get("/api/v1/hosts", std::move(query));
     EXPECT_EQ(response.headers.at("X-Total-Count"), total);
@@ -128,6 +119,7 @@ TEST_F(HubServerTest, ListsHostsInParts) {
   EXPECT_EQ(names({{"limit", "0"}}, "6"), "");
   EXPECT_EQ(names({{"offset", "99"}}, "6"), "");
   EXPECT_EQ(names({{"q", "RACK"}, {"limit", "1"}}, "5"), "h0 ") << "a tag";
+  EXPECT_EQ(names({{"q", "cellar"}}, "1"), "mac ") << "a note";
   EXPECT_EQ(names({{"status", "healthy"}}, "1"), "mac ");
   EXPECT_EQ(names({{"platform", "linux"}, {"status", "attention"}, {"offset", "4"}}, "5"), "h4 ");
 

@@ -1,6 +1,4 @@
 // The hub over its socket: many concurrent clients, and third-party ones.
-#include <gmock/gmock.h>
-
 #include <atomic>
 #include <thread>
 

@@ -72,9 +72,7 @@ class HubDocument : public HubServerTest {
       described = document_.at(json::json_pointer(described["$ref"].get<std::string>().substr(1)));
     ASSERT_EQ(std::to_string(response.status), status) << response.body;
     const json headers = described.value("headers", json::object());
-    for (const auto& header : headers.items()) {
-      EXPECT_TRUE(response.headers.contains(header.key())) << header.key();
-    }
+    for (const auto& header : headers.items()) EXPECT_TRUE(response.headers.contains(header.key())) << header.key();
     const json content = described["content"];
     ASSERT_EQ(content.size(), 1U);
     const std::string type = content.begin().key();
@@ -125,9 +123,7 @@ TEST_F(HubDocument, KnowsEveryRouteAndItsScope) {
 TEST_F(HubDocument, KnowsEveryFieldOfAReport) {
   const json fields = document_["components"]["schemas"]["Report"]["properties"];
   const json report = toJson(busyReport("a"));
-  for (const auto& field : report.items()) {
-    EXPECT_TRUE(fields.contains(field.key())) << field.key();
-  }
+  for (const auto& field : report.items()) EXPECT_TRUE(fields.contains(field.key())) << field.key();
 }
 
 }  // namespace

@@ -211,16 +211,14 @@ TEST_F(HubSummaryTest, BecomesMetricsThatPrometheusTakes) {
   if (!isExecutableFile(promtool)) GTEST_SKIP() << "promtool is not installed";
   // The last two are equal as labels; shorter names as similar would share a file.
   const std::string longName(240, 'x');
-  for (const std::string& host : {std::string("a\u0001\"\\\n"), longName + '\0', longName + "\uFFFD"}) {
+  for (const std::string& host : {std::string("a\u0001\"\\\n"), longName + '\0', longName + "\uFFFD"})
     store_->ingest(busyReport(host), noon);
-  }
   const std::string file = tree_.writeFile("metrics", store_->metrics(noon, "1.3.0"));
-  constexpr double longest = 60;
   const auto result = ProcessRunner::run({.executablePath = "/bin/sh",
                                           .arguments = {"-c", promtool + " check metrics < " + file},
                                           .currentDirectory = tree_.root(),
                                           .environment = {},
-                                          .timeoutSeconds = longest});
+                                          .timeoutSeconds = 60});
   ASSERT_TRUE(result);
   // 3: only the naming of metrics was criticised.
   EXPECT_TRUE(result->status == 0 || result->status == 3) << result->stderr_;

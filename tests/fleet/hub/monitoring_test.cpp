@@ -26,9 +26,8 @@ std::string contentOf(const std::string& name) {
 
 std::set<std::string> matchesOf(const std::string& text, const std::regex& pattern, std::size_t group) {
   std::set<std::string> found;
-  for (std::sregex_iterator match(text.begin(), text.end(), pattern), end; match != end; ++match) {
+  for (std::sregex_iterator match(text.begin(), text.end(), pattern), end; match != end; ++match)
     found.insert((*match)[group]);
-  }
   return found;
 }
 
@@ -77,9 +76,8 @@ TEST(Monitoring, TheRulesAreValidAndFireInTheirStories) {
   const std::string promtool = "/usr/bin/promtool";
   if (!isExecutableFile(promtool)) GTEST_SKIP() << "promtool is not installed";
   for (const auto& [what, name] : {std::pair("check", "tidra-alerts.yml"), {"test", "tidra-alerts.test.yml"}}) {
-    constexpr double longest = 60;
     const auto run = ProcessRunner::run(
-        {.executablePath = promtool, .arguments = {what, "rules", folder + name}, .timeoutSeconds = longest});
+        {.executablePath = promtool, .arguments = {what, "rules", folder + name}, .timeoutSeconds = 60});
     ASSERT_TRUE(run);
     EXPECT_EQ(run->status, 0) << run->stdout_ << run->stderr_;
   }

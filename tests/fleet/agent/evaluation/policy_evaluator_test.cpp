@@ -148,17 +148,15 @@ TEST(PolicyEvaluator, ProtectsFoldersWithAllThatIsInThemAndHoldsThem) {
     given.path = path;
     return verdict(R"({"never": {"paths": [")" + protection + R"("]}})", given) == Reason::pathProtected;
   };
-  EXPECT_TRUE(isProtected("~/web", "/home/ada/web"));
-  EXPECT_TRUE(isProtected("~/web/", "/home/ada/web/a/b"));
-  EXPECT_FALSE(isProtected("~/web", "/home/ada/website/dist"));
-  EXPECT_TRUE(isProtected("~/web/dist/keep", "/home/ada/web/dist"));
-  EXPECT_TRUE(isProtected("$CODE", "/srv/code/x/target"));
-  EXPECT_TRUE(isProtected("node_modules", "/home/ada/web/node_modules"));
-  EXPECT_TRUE(isProtected("web", "/home/ada/web/node_modules"));
-  EXPECT_TRUE(isProtected("~/w?b/*", "/home/ada/web/a/b/c"));
-  EXPECT_TRUE(isProtected("~/work/**", "/home/ada/work/a/b/target"));
-  EXPECT_FALSE(isProtected("~/*/target", "/home/ada/a/b/target"));
-  EXPECT_FALSE(isProtected("", "/home/ada/a"));
+  for (const auto& [protection, path] :
+       rowsOf("~/web => /home/ada/web | ~/web/ => /home/ada/web/a/b | ~/web/dist/keep => /home/ada/web/dist | "
+              "$CODE => /srv/code/x/target | node_modules => /home/ada/web/node_modules | "
+              "web => /home/ada/web/node_modules | ~/w?b/* => /home/ada/web/a/b/c | ~/work/** => "
+              "/home/ada/work/a/b/target"))
+    EXPECT_TRUE(isProtected(protection, path)) << protection;
+  for (const auto& [protection, path] :
+       rowsOf("~/web => /home/ada/website/dist | ~/*/target => /home/ada/a/b/target | => /home/ada/a"))
+    EXPECT_FALSE(isProtected(protection, path)) << protection;
 }
 
 TEST(PolicyEvaluator, ToolsTargetsHaveNoPathToProtect) {

@@ -11,7 +11,6 @@
 #include "core/base/errors.h"
 #include "core/platform/files.h"
 #include "fleet/agent/policy/fleet_policy.h"
-#include "fleet/hub/host_file.h"
 #include "fleet/hub/host_status.h"
 #include "fleet/hub/hub_store.h"
 #include "tests/fleet/hub/hub_fixture.h"
@@ -70,15 +69,13 @@ TEST(DemoFleet, IsOneThatHostsCouldHaveReported) {
     for (const auto& [flag, name] : {std::pair(file->latest.dryRun, "dryRun"),
                                      {file->note.has_value(), "note"},
                                      {file->latest.quarantineBytes > 0, "quarantine"},
-                                     {file->history.size() == HubHostFile::mostHistory, "full history"}}) {
+                                     {file->history.size() == HubHostFile::mostHistory, "full history"}})
       seen[name] += flag ? 1 : 0;
-    }
   }
   EXPECT_EQ(points, static_cast<std::size_t>(size.points));
   for (const std::string what : {"healthy", "attention", "stale", "no r", "disk", "last", "audi", "macos", "linux",
-                                 "1.2.0", "1.3.0", "dryRun", "note", "quarantine", "full history"}) {
+                                 "1.2.0", "1.3.0", "dryRun", "note", "quarantine", "full history"})
     EXPECT_GT(seen[what], 0) << what;
-  }
   EXPECT_GT(seen["healthy"], hosts / 2);
 }
 

@@ -1,13 +1,12 @@
 #include "fleet/hub/protocol/hub_report.h"
 
-#include <gtest/gtest.h>
-
 #include <limits>
 
 #include "fleet/hub/protocol/hub_json.h"
 #include "fleet/hub/protocol/hub_records.h"
 #include "fleet/hub/protocol/hub_summary.h"
 #include "tests/fleet/hub/hub_fixture.h"
+#include "tests/support/matchers.h"
 #include "tests/support/message_of.h"
 
 namespace tidra {
@@ -63,6 +62,8 @@ TEST(HubReport, RefusesWhatIsNoReport) {
   EXPECT_EQ(refusalOf("{}"), "report.host is missing");
   EXPECT_EQ(refusalOf("[]"), "report must be an object");
   EXPECT_EQ(refusalOf(R"({"host":7})"), "report.host must be a text");
+  EXPECT_EQ(refusalOf("{"), "report is not valid JSON (line 1, column 2)");
+  EXPECT_THAT(refusalOf(R"({"host":"a","startedAt":"yesterday"})"), StartsWith("report.startedAt must be a date"));
   EXPECT_EQ(refusalOf(R"({"host":"a","findings":9223372036854775808})"),
             "report.findings must be a whole number below 2^63");
   EXPECT_EQ(refusalOf(R"({"host":"a","findings":1.5})"), "report.findings must be a whole number");
