@@ -1,7 +1,6 @@
 #include <fstream>
 
 #include "core/base/json_fields.h"
-#include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/process_runner.h"
 #include "fleet/agent/audit_log.h"
@@ -100,14 +99,10 @@ TEST_F(CliAudit, ShowFiltersAndEscapes) {
                                              HasSubstr("/evil\\x1b[2J\\n\\xff"), HasSubstr("docker:build-cache")));
   EXPECT_THAT(linesOf(text.out)[1], StartsWith("     2  2026-03-14T10:15:00Z  disposed"));
   EXPECT_EQ(run({"audit", "show", "--run", "R9"}).out, "No records.\n");
-  for (const auto& [arguments, sentence] : std::vector<std::pair<std::vector<std::string>, std::string>>{
-           {{"--event", "exploded"}, "Unknown event 'exploded'; known are runStarted, "},
-           {{"/no/such"}, "The audit log /no/such does not exist."},
-           {{tree().root()}, "The audit log " + tree().root() + " is a folder; name a file."}}) {
-    auto all = arguments;
-    all.insert(all.begin(), {"audit", "show"});
-    EXPECT_THAT(refused(all), StartsWith("tidra: " + sentence));
-  }
+  EXPECT_THAT(refused({"audit", "show", "--event", "exploded"}),
+              StartsWith("tidra: Unknown event 'exploded'; known are "));
+  EXPECT_THAT(refused({"audit", "show", "/no/such"}), StartsWith("tidra: The audit log /no/such does not exist."));
+  EXPECT_THAT(refused({"audit", "show", tree().root()}), HasSubstr(tree().root() + " is a folder; name a file."));
 }
 
 TEST_F(CliAudit, ShowPassesOverALineThatIsBeingWrittenAndTellsOfDamage) {
@@ -130,10 +125,9 @@ TEST_F(CliAudit, RepairAsksAndHoldsTheLock) {
   EXPECT_EQ(run({"audit", "repair"}).status, 2) << "there is no terminal to ask at";
   EXPECT_EQ(tree().snapshot(), before);
   tree().writeFile(".tidra/fleet.lock", "1\n");
-  const ProgramRun busy = run({"audit", "repair", "--yes"});
-  EXPECT_EQ(busy.status, 75);
-  EXPECT_THAT(busy.err, AllOf(HasSubstr("another tidra run (pid 1) holds the lock"),
-                              HasSubstr("remove " + tree().path(".tidra/fleet.lock"))));
+  EXPECT_THAT(run({"audit", "repair", "--yes"}),
+              fails(75, AllOf(HasSubstr("another tidra run (pid 1) holds the lock"),
+                              HasSubstr("remove " + tree().path(".tidra/fleet.lock")))));
   EXPECT_EQ(readFile(log())->size(), size + 5);
   const ProgramRun done = run({"audit", "repair", "--yes", "--lock", tree().path("other.lock")});
   EXPECT_EQ(done.out, fmt::format("5 bytes moved from {0} to {0}.torn; record 6 documents it.\n", log()));

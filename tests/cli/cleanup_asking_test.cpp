@@ -10,7 +10,6 @@
 
 #include "core/base/joining_thread.h"
 #include "core/base/json_fields.h"
-#include "core/base/text.h"
 #include "core/model/cleanup_plan.h"
 #include "core/platform/files.h"
 #include "tests/cli/cli_fixture.h"
@@ -22,27 +21,19 @@ namespace {
 class CleanupAsking : public CliTest {
  protected:
   /// The paths of a plan, below the home folder.
-  std::vector<std::string> planned(std::vector<std::string> arguments) const {
+  Texts planned(Texts arguments) const {
     arguments.insert(arguments.begin(), {"plan", "--no-system", "--json"});
     const ProgramRun ran = run(arguments);
     EXPECT_EQ(ran.status, 0) << ran.err;
-    std::vector<std::string> paths;
-    for (const auto& item : CleanupPlan::parse(ran.out, "The plan").items) {
+    Texts paths;
+    for (const auto& item : CleanupPlan::parse(ran.out, "The plan").items)
       paths.push_back(item.path.substr(tree().root().size() + 1));
-    }
     return paths;
   }
   /// A plan with one item.
-  std::string planOf(const std::string& path, const std::string& source = "projectWalk") const {
+  std::string writePlan(const std::string& path, const std::string& source = "projectWalk") const {
     const auto host = documentOf(run({"plan", "--no-system"})).at("host").get<std::string>();
-    const nlohmann::json item{{"id", "x"},      {"path", path},          {"label", "x"},    {"bytes", 1},
-                              {"tier", "safe"}, {"category", "project"}, {"source", source}};
-    const nlohmann::json plan{{"schemaVersion", 1},
-                              {"createdAt", "2026-01-01T00:00:00Z"},
-                              {"host", host},
-                              {"method", "delete"},
-                              {"items", {item}}};
-    return tree().writeFile("plan.json", plan.dump());
+    return tree().writeFile("plan.json", planOf(host, {path}, "safe", source));
   }
 };
 
@@ -59,12 +50,9 @@ TEST_F(CleanupAsking, ListsInTheOrderAndLengthThatIsAskedFor) {
   const ProgramRun toFile = run({"plan", "--no-system", "-o", tree().path("plan.json"), "--limit", "1"});
   EXPECT_THAT(toFile.out, HasSubstr("and 4 more"));
   EXPECT_THAT(CleanupPlan::parse(*readFile(tree().path("plan.json")), "The plan").items, SizeIs(5));
-  for (const std::vector<std::string>& wrong :
-       {std::vector<std::string>{"--limit", "few"}, std::vector<std::string>{"--sort", "colour"}}) {
-    for (const char* command : {"clean", "plan"}) {
-      EXPECT_EQ(run({command, "--yes", "--json", wrong[0], wrong[1]}).status, 2) << command << wrong[0];
-    }
-  }
+  for (const char* wrong :
+       {"clean --yes --limit few", "clean --yes --sort colour", "plan --limit few", "plan --sort colour"})
+    EXPECT_EQ(run(wordsOf(wrong)).status, 2) << wrong;
   EXPECT_TRUE(exists("code/tool/target"));
 }
 
@@ -73,12 +61,11 @@ TEST_F(CleanupAsking, AQuarantineThatCannotBeUsedIsToldOnceBeforeAnything) {
   tree().symlink("link", tree().makeFolder("else"));
   std::filesystem::permissions(tree().makeFolder("open"), std::filesystem::perms{0755});
   const auto before = tree().snapshot();
-  for (const auto& [folder, why] :
-       std::vector<std::pair<std::string, std::string>>{{tree().path("file"), "is not a folder"},
-                                                        {tree().path("file/below"), "Not a directory"},
-                                                        {tree().path("link"), "is a link"},
-                                                        {tree().path("open"), "is open to other users"},
-                                                        {"/", "cannot be / itself"}}) {
+  for (const auto& [folder, why] : TextPairs{{tree().path("file"), "is not a folder"},
+                                             {tree().path("file/below"), "Not a directory"},
+                                             {tree().path("link"), "is a link"},
+                                             {tree().path("open"), "is open to other users"},
+                                             {"/", "cannot be / itself"}}) {
     for (const char* how : {"--yes", "--dry-run"}) {
       EXPECT_THAT(refused({"clean", "--no-system", how, "--method", "quarantine", "--quarantine-dir", folder}),
                   HasSubstr(why));
@@ -92,9 +79,8 @@ TEST_F(CleanupAsking, RootMakesNothingInTheHomeFolderOfAnotherUser) {
   ASSERT_EQ(::lchown(tree().root().c_str(), 65534, 65534), 0);
   const auto before = tree().snapshot();
   for (const char* method : {"trash", "quarantine"}) {
-    const ProgramRun ran = clean({"--yes", "--method", method, "code/web"});
-    EXPECT_EQ(ran.status, 2) << method;
-    EXPECT_THAT(ran.err, HasSubstr("belongs to another user")) << method;
+    EXPECT_THAT(clean({"--yes", "--method", method, "code/web"}), fails(2, HasSubstr("belongs to another user")))
+        << method;
   }
   EXPECT_THAT(run({"scan", "--no-system", "code"}).err, HasSubstr("so nothing was kept there"));
   EXPECT_EQ(run({"exclude", "add", "x"}).status, 2);
@@ -105,24 +91,20 @@ TEST_F(CleanupAsking, RootMakesNothingInTheHomeFolderOfAnotherUser) {
 }
 
 TEST_F(CleanupAsking, AnItemOfAPlanThatIsGoneIsToldAsThat) {
-  for (const auto& [path, why] : std::vector<std::pair<std::string, std::string>>{
-           {tree().path("code/gone/target"), "Path not found"},
-           {tree().path("code/gone"), "Path not found"},
-           {"conda:nonsense", "Unknown Conda target"},
-           {"pip:orphan:" + tree().path("code"), "pip not found in venv"},
-           {tree().path("code/tool"), "is nothing that the rules name there"}}) {
-    const std::string file = planOf(path, path.starts_with('/') ? "projectWalk" : "condaCLI");
-    for (const char* how : {"--yes", "--dry-run"}) {
-      const ProgramRun ran = run({"apply", file, how});
-      EXPECT_EQ(ran.status, 1) << path;
-      EXPECT_THAT(ran.err, HasSubstr(path + ": " + why)) << path;
-    }
+  for (const auto& [path, why] : TextPairs{{tree().path("code/gone/target"), "Path not found"},
+                                           {tree().path("code/gone"), "Path not found"},
+                                           {"conda:nonsense", "Unknown Conda target"},
+                                           {"pip:orphan:" + tree().path("code"), "pip not found in venv"},
+                                           {tree().path("code/tool"), "is nothing that the rules name there"}}) {
+    const std::string file = writePlan(path, path.starts_with('/') ? "projectWalk" : "condaCLI");
+    for (const char* how : {"--yes", "--dry-run"})
+      EXPECT_THAT(run({"apply", file, how}), fails(1, HasSubstr(path + ": " + why))) << path;
   }
   EXPECT_TRUE(exists("code/tool/target"));
 }
 
 TEST_F(CleanupAsking, ApplyKeepsOutWhatIsExcludedOrSwitchedOff) {
-  const std::string file = planOf(tree().path("code/tool/target"));
+  const std::string file = writePlan(tree().path("code/tool/target"));
   for (const auto& [option, value] :
        {std::pair{"--exclude", tree().path("code/tool")}, {"--disable-rule", std::string("target")}}) {
     EXPECT_EQ(run({"apply", file, "--yes", option, value}).status, 1) << option;
@@ -136,9 +118,8 @@ TEST_F(CleanupAsking, SumsOfHugeSizesStayWithinTheirType) {
   const auto plan = documentOf(run({"plan", "--no-system"}));
   auto huge = plan;
   for (auto& item : huge["items"]) item["bytes"] = std::numeric_limits<std::int64_t>::max();
-  const ProgramRun ran = run({"apply", tree().writeFile("plan.json", huge.dump()), "--dry-run", "--limit", "1"});
-  EXPECT_EQ(ran.status, 0) << ran.err;
-  EXPECT_THAT(ran.out, HasSubstr("and 4 more with 8589934592.0 GB"));
+  EXPECT_THAT(run({"apply", tree().writeFile("plan.json", huge.dump()), "--dry-run", "--limit", "1"}),
+              succeeds(HasSubstr("and 4 more with 8589934592.0 GB")));
 }
 
 TEST_F(CleanupAsking, QuarantineEntriesAreListedInColumnsAndTheirBytesAreExact) {
@@ -158,9 +139,8 @@ TEST_F(CleanupAsking, QuarantineEntriesAreListedInColumnsAndTheirBytesAreExact) 
 
 TEST_F(CleanupAsking, AnInterruptionDuringTheLastItemEndsEverything) {
   for (int folder = 0; folder < 400; ++folder) {
-    for (int file = 0; file < 50; ++file) {
+    for (int file = 0; file < 50; ++file)
       tree().writeFile("one/web/node_modules/" + std::to_string(folder) + "/" + std::to_string(file));
-    }
   }
   tree().writeFile("one/web/package.json", "");
   tree().writeFile("one/web/node_modules/.package-lock.json");
@@ -181,9 +161,7 @@ TEST_F(CleanupAsking, AnInterruptionDuringTheLastItemEndsEverything) {
   const ProgramRun ran = clean({tree().path("one"), "--yes", "--method", "delete", "--empty-trash"}, options);
   interrupter.join();
   const std::filesystem::directory_iterator left(tree().path("one/web"));
-  if (std::distance(begin(left), end(left)) == 1) {
-    GTEST_SKIP() << "the item was gone before the interruption arrived";
-  }
+  if (std::distance(begin(left), end(left)) == 1) GTEST_SKIP() << "the item was gone before the interruption arrived";
   EXPECT_EQ(ran.status, 130) << ran.err;
   EXPECT_TRUE(exists(".local/share/Trash/files/old"));
 }

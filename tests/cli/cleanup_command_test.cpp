@@ -1,13 +1,10 @@
 // clean, plan, apply, quarantine and trash as run by people and scripts.
 #include <signal.h>
-#include <unistd.h>
 
 #include <filesystem>
 
 #include "core/base/json_fields.h"
-#include "core/base/text.h"
 #include "core/model/cleanup_plan.h"
-#include "core/platform/files.h"
 #include "tests/cli/cli_fixture.h"
 #include "tests/support/matchers.h"
 #include "tests/support/temporary_mount.h"
@@ -19,11 +16,7 @@ namespace fs = std::filesystem;
 
 class CliCleanup : public CliTest {
  protected:
-  static ProgramOptions typing(const std::string& answer) {
-    ProgramOptions options;
-    options.typed = answer + "\n";
-    return options;
-  }
+  static ProgramOptions typing(const std::string& answer) { return {.typed = answer + "\n"}; }
   static DisposalOutcome outcomeOf(const ProgramRun& ran) {
     return JsonCodec<DisposalOutcome>::decode(documentOf(ran), "it");
   }
@@ -41,7 +34,7 @@ class CliCleanup : public CliTest {
                      R"({"originalPath": "/x", "quarantinedAt": "2020-01-01T00:00:00Z", "host": "h"})");
     tree().setMode(".tidra/quarantine", 0700);
   }
-  ProgramRun apply(const std::string& text, std::vector<std::string> more = {"--yes"}) const {
+  ProgramRun apply(const std::string& text, Texts more = {"--yes"}) const {
     more.insert(more.begin(), {"apply", tree().writeFile("plan.json", text)});
     return run(more);
   }
@@ -58,9 +51,7 @@ TEST_F(CliCleanup, NothingHappensWithoutAnAnswer) {
     EXPECT_EQ(refused.status, 0) << answer;
     EXPECT_THAT(refused.err, HasSubstr("Nothing was removed.")) << answer;
   }
-  const ProgramRun dry = clean({"--dry-run"});
-  EXPECT_EQ(dry.status, 0);
-  EXPECT_THAT(dry.out, AllOf(HasSubstr("~/code/tool/target"), HasSubstr("nothing was changed")));
+  EXPECT_THAT(clean({"--dry-run"}), succeeds(AllOf(HasSubstr("~/code/tool/target"), HasSubstr("nothing was changed"))));
   EXPECT_EQ(outcomeOf(clean({"-n", "--json", "--method", "quarantine"})).receipts.at(0).path,
             tree().path("code/tool/target"));
   EXPECT_EQ(tree().snapshot(), before);
@@ -92,17 +83,14 @@ TEST_F(CliCleanup, WhatCannotBeMadeAgainNeedsTheTypedAnswer) {
   tree().writeFile("rules.json", R"({"projectRules": [{"id": "data", "folderName": "precious", "ecosystem": "general",
                                      "tier": "warning"}]})");
   tree().writeFile("code/web/precious/f", "x");
-  const std::vector<std::string> warning{"--rules",  "rules.json", "--tier",  "warning",
-                                         "--method", "delete",     "code/web"};
-  const auto with = [&](std::vector<std::string> more) {
+  const Texts warning{"--rules", "rules.json", "--tier", "warning", "--method", "delete", "code/web"};
+  const auto with = [&](Texts more) {
     more.insert(more.end(), warning.begin(), warning.end());
     return more;
   };
   clean({"--rules", "rules.json", "--yes", "--method", "delete", "code/web"});
   EXPECT_TRUE(exists("code/web/precious/f")) << "not without the tier";
-  const ProgramRun unattended = clean(with({"--yes"}));
-  EXPECT_EQ(unattended.status, 2);
-  EXPECT_THAT(unattended.err, HasSubstr("--yes is not enough"));
+  EXPECT_THAT(clean(with({"--yes"})), fails(2, HasSubstr("--yes is not enough")));
   for (const char* answer : {"y", "yes", "remove", "remove 2"}) EXPECT_EQ(clean(with({}), typing(answer)).status, 0);
   EXPECT_EQ(clean(with({"--yes"}), typing("y")).status, 0);
   EXPECT_TRUE(exists("code/web/precious/f"));
@@ -161,7 +149,7 @@ TEST_F(CliCleanup, AFailingItemIsNamedAndTheRestGoes) {
   auto plan = documentOf(run({"plan", "--no-system", "--method", "delete", "code/web"}));
   plan["items"].push_back(plan["items"][0]);
   plan["items"][2]["path"] = tree().path("code/web");
-  for (const std::vector<std::string>& mode : {std::vector<std::string>{"--dry-run"}, {"--yes"}}) {
+  for (const Texts& mode : {Texts{"--dry-run"}, {"--yes"}}) {
     fs::remove_all(tree().path("code/web/dist"));
     const ProgramRun ran = apply(plan.dump(), mode);
     EXPECT_EQ(ran.status, 1);
@@ -192,9 +180,8 @@ TEST_F(CliCleanup, AnInterruptedPurgeLeavesTheRestInQuarantine) {
     for (int k = 0; k < 20; ++k) tree().writeFile(entry + "/d" + std::to_string(k) + "/f");
     writeManifest(entry);
   }
-  ProgramOptions options;
-  options.onFirstOutput = [](pid_t program) { ::kill(program, SIGINT); };
-  const ProgramRun ran = run({"quarantine", "purge", "--yes"}, options);
+  const ProgramRun ran =
+      run({"quarantine", "purge", "--yes"}, {.onFirstOutput = [](pid_t program) { ::kill(program, SIGINT); }});
   EXPECT_EQ(ran.status, 130);
   EXPECT_LT(linesOf(ran.out).size(), static_cast<std::size_t>(entries));
   EXPECT_GE(linesOf(run({"quarantine", "list"}).out).size(), entries - linesOf(ran.out).size() - 1);

@@ -13,13 +13,12 @@ class CleanupByTools : public CliTest {
   CleanupByTools() {
     tree().writeFileOfSize("conda/envs/ml/f", 5000);
     tree().writeFile("packages");
-    tree().writeFile("bin/conda",
-                     "#!/bin/sh\ncd\ncase \"$*\" in\n'info --base') echo $PWD/conda;;\n"
-                     "'env list --json') echo \"{\\\"envs\\\": [\\\"$PWD/conda/envs/ml\\\"]}\";;\n"
-                     "'clean --packages --dry-run -y') echo 'Will remove 3 (3.0 MB) package(s).';;\n"
-                     "'clean --packages -y') rm packages; echo 'Will remove 2 (2.0 MB) package(s).';;\n"
-                     "'env remove -n ml -y') rm -r conda/envs/ml;;\n*) exit 1;;\nesac\n");
-    tree().setMode("bin/conda", 0755);
+    tree().writeProgram("bin/conda",
+                        "cd\ncase \"$*\" in\n'info --base') echo $PWD/conda;;\n"
+                        "'env list --json') echo \"{\\\"envs\\\": [\\\"$PWD/conda/envs/ml\\\"]}\";;\n"
+                        "'clean --packages --dry-run -y') echo 'Will remove 3 (3.0 MB) package(s).';;\n"
+                        "'clean --packages -y') rm packages; echo 'Will remove 2 (2.0 MB) package(s).';;\n"
+                        "'env remove -n ml -y') rm -r conda/envs/ml;;\n*) exit 1;;\nesac");
     tree().writeFile("rules.json", R"({"projectRules": [{"id": "data", "folderName": "precious",
                                        "ecosystem": "general", "tier": "warning"}]})");
     tree().writeFileOfSize("code/pearls/precious/f", 10);

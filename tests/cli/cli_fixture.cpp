@@ -1,7 +1,5 @@
 #include "tests/cli/cli_fixture.h"
 
-#include <algorithm>
-
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
@@ -14,9 +12,8 @@ CliTest::CliTest() {
   tree_->writeFile("code/snake/requirements.txt", "flask");
   tree_->writeFile("code/web/package.json", R"({"dependencies": {"a": "1"}, "scripts": {"build": "bundle"}})");
   for (const char* mark : {"code/web/node_modules/.package-lock.json", "code/tool/target/CACHEDIR.TAG",
-                           "code/ancient/target/CACHEDIR.TAG", "code/snake/.venv/pyvenv.cfg"}) {
+                           "code/ancient/target/CACHEDIR.TAG", "code/snake/.venv/pyvenv.cfg"})
     tree_->writeFile(mark);
-  }
   tree_->writeFileOfSize("code/web/node_modules/a/f", 3000);
   tree_->writeFileOfSize("code/web/dist/f", 200);
   tree_->writeFileOfSize("code/tool/target/f", 50000);
@@ -73,6 +70,25 @@ std::vector<std::string> linesOf(const std::string& text) {
   for (const auto line : split(text, '\n')) lines.emplace_back(line);
   if (!lines.empty() && lines.back().empty()) lines.pop_back();
   return lines;
+}
+
+std::string shortNames(const std::vector<std::string>& paths) {
+  std::vector<std::string> names;
+  for (const std::string& path : paths) names.push_back(path.substr(path.rfind('/', path.rfind('/') - 1) + 1));
+  return joined(names, " ");
+}
+
+std::string planOf(const std::string& host, const std::vector<std::string>& places, const std::string& tier,
+                   const std::string& source) {
+  auto items = nlohmann::json::array();
+  for (const std::string& path : places) {
+    auto& item = items.emplace_back(parseJson(R"({"label": "x", "bytes": 1, "category": "project"})", "The item"));
+    item.update({{"id", path}, {"path", path}, {"tier", tier}, {"source", source}});
+  }
+  nlohmann::json plan{
+      {"schemaVersion", 1}, {"createdAt", "2026-01-01T00:00:00Z"}, {"host", host}, {"method", "delete"}};
+  plan["items"] = items;
+  return plan.dump();
 }
 
 nlohmann::json documentOf(const ProgramRun& ran) { return parseJson(ran.out, "The document"); }

@@ -1,7 +1,7 @@
 // Runs the program in a home folder with projects of known sizes.
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
@@ -42,6 +42,24 @@ class CliTest : public testing::Test {
 };
 
 std::vector<std::string> linesOf(const std::string& text);
+/// The last two components of each path.
+std::string shortNames(const std::vector<std::string>& paths);
+
+/// Matches a run that ends with this status and standard error.
+template <class Err>
+auto fails(int status, Err err) {
+  return testing::AllOf(testing::Field("status", &ProgramRun::status, status),
+                        testing::Field("err", &ProgramRun::err, err));
+}
+/// Matches a run that ends with status 0 and this standard output.
+template <class Out>
+auto succeeds(Out out) {
+  return testing::AllOf(testing::Field("status", &ProgramRun::status, 0), testing::Field("out", &ProgramRun::out, out));
+}
+
+/// A plan that deletes these places, each of one byte.
+std::string planOf(const std::string& host, const std::vector<std::string>& places, const std::string& tier,
+                   const std::string& source = "projectWalk");
 
 /// The JSON document on standard output.
 nlohmann::json documentOf(const ProgramRun& ran);

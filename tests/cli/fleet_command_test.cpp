@@ -22,9 +22,8 @@ class FleetCommand : public CliTest {
 };
 
 TEST_F(FleetCommand, ExplainsEveryFindingAndRemovesWhatIsSelected) {
-  const auto tried = run({"fleet", "run", "--policy", policy(), "--dry-run", "--explain"});
-  EXPECT_EQ(tried.status, 0);
-  EXPECT_THAT(tried.out, AllOf(HasSubstr("3 items / "), HasSubstr("~/code/tool/target\n"), HasSubstr("\ntooSmall ")));
+  EXPECT_THAT(run({"fleet", "run", "--policy", policy(), "--dry-run", "--explain"}),
+              succeeds(AllOf(HasSubstr("3 items / "), HasSubstr("~/code/tool/target\n"), HasSubstr("\ntooSmall "))));
   EXPECT_TRUE(exists("code/tool/target"));
   const auto done = run({"fleet", "run", "--policy", policy(), "--json"});
   EXPECT_EQ(done.status, 0);
@@ -42,9 +41,8 @@ TEST_F(FleetCommand, WhatCannotBeUsedIsToldInOneSentence) {
   EXPECT_THAT(refused(R"(, "metrics": {"textfile": "~/.tidra/audit.jsonl"})"), HasSubstr("are the same file"));
   EXPECT_THAT(refused(R"(, "lockFile": "~/policy.json/lock")"), HasSubstr("for the lock file cannot be made"));
   tree().writeFile(".tidra/fleet.lock", "1\n");
-  const auto busy = run({"fleet", "run", "--policy", policy()});
-  EXPECT_EQ(busy.status, 75);
-  EXPECT_THAT(busy.err, StartsWith("tidra: another tidra run (pid 1) holds the lock. "));
+  EXPECT_THAT(run({"fleet", "run", "--policy", policy()}),
+              fails(75, StartsWith("tidra: another tidra run (pid 1) holds the lock. ")));
   EXPECT_TRUE(exists("code/tool/target"));
 }
 
@@ -60,7 +58,7 @@ TEST_F(FleetCommand, GoesOnWhenNobodyReadsItsLines) {
 
 TEST_F(FleetCommand, ServesUntilItIsToldToStop) {
   const auto served = run({"fleet", "serve", "--policy", policy(R"(, "metrics": {"listen": "127.0.0.1:0"})")},
-                          {.environment = {}, .onFirstOutput = [](pid_t program) { ::kill(program, SIGTERM); }});
+                          {.onFirstOutput = [](pid_t program) { ::kill(program, SIGTERM); }});
   EXPECT_EQ(served.status, 0) << served.err;
   EXPECT_THAT(served.out, AllOf(HasSubstr("metrics on http://127.0.0.1:"), HasSubstr("\nstopped\n")));
   EXPECT_EQ(records().back().event, Event::runFinished);

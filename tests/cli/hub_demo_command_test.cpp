@@ -17,9 +17,8 @@ class HubDemoCommand : public CliTest {
 TEST_F(HubDemoCommand, WritesAFleetOnceAndRefusesToTouchIt) {
   EXPECT_EQ(demo({"--dry-run"}).status, 0);
   EXPECT_FALSE(exists("demo"));
-  const auto made = demo({"--hosts", "3", "--days", "2", "--until", "2026-03-14T10:15:00Z"});
-  EXPECT_EQ(made.status, 0) << made.err;
-  EXPECT_THAT(made.out, HasSubstr("3 hosts with "));
+  EXPECT_THAT(demo({"--hosts", "3", "--days", "2", "--until", "2026-03-14T10:15:00Z"}),
+              succeeds(HasSubstr("3 hosts with ")));
   const auto before = snapshotOf(tree().path("demo"));
   for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{{}, {"--dry-run"}}) {
     const auto again = demo(arguments);
@@ -27,23 +26,15 @@ TEST_F(HubDemoCommand, WritesAFleetOnceAndRefusesToTouchIt) {
     EXPECT_THAT(again.err, HasSubstr("is not empty; "));
   }
   const FileLock hub(tree().path("demo/hub.lock"));
-  const auto busy = demo({});
-  EXPECT_EQ(busy.status, 75);
-  EXPECT_THAT(busy.err, HasSubstr("another hub uses the data folder"));
+  EXPECT_THAT(demo({}), fails(75, HasSubstr("another hub uses the data folder")));
   EXPECT_EQ(snapshotOf(tree().path("demo")), before);
 }
 
 TEST_F(HubDemoCommand, BadNumbersAndTimesAreBadInput) {
-  for (std::vector<std::string> arguments : std::vector<std::vector<std::string>>{{"--hosts", "0"},
-                                                                                  {"--hosts", "x"},
-                                                                                  {"--days", "-1"},
-                                                                                  {"--until", "yesterday"},
-                                                                                  {"--until", "0000-01-20T00:00:00Z"},
-                                                                                  {"--seed", "one"},
-                                                                                  {"--data", ""}}) {
-    arguments.insert(arguments.begin(), {"hub", "demo", "--data", tree().path("demo")});
-    EXPECT_THAT(refused(arguments), HasSubstr(arguments.back()));
-  }
+  for (const auto& [option, value] :
+       rowsOf("--hosts => 0 | --hosts => x | --days => -1 | --until => yesterday | --until => 0000-01-20T00:00:00Z | "
+              "--seed => one | --data =>"))
+    EXPECT_THAT(refused({"hub", "demo", "--data", tree().path("demo"), option, value}), HasSubstr(value));
   EXPECT_FALSE(exists("demo"));
 }
 

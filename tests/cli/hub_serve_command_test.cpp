@@ -15,9 +15,9 @@ namespace {
 class HubServeCommand : public CliTest {
  protected:
   /// Runs the hub until it has printed its address.
-  ProgramRun serve(std::vector<std::string> options, const std::function<void(pid_t)>& meanwhile = {},
+  ProgramRun serve(Texts options, const std::function<void(pid_t)>& meanwhile = {},
                    Environment environment = {}) const {
-    std::vector<std::string> arguments{"hub", "serve", "--data", tree().path("hub"), "--listen", "127.0.0.1:0"};
+    Texts arguments{"hub", "serve", "--data", tree().path("hub"), "--listen", "127.0.0.1:0"};
     arguments.insert(arguments.end(), options.begin(), options.end());
     return run(arguments, {.environment = std::move(environment), .onFirstOutput = [&](pid_t program) {
                              if (meanwhile) meanwhile(program);
@@ -25,9 +25,7 @@ class HubServeCommand : public CliTest {
                            }});
   }
   std::string secret(const std::string& name, const std::string& text, unsigned mode = 0600) const {
-    const auto path = tree().writeFile(name, text);
-    tree().setMode(name, mode);
-    return path;
+    return tree().writeFile(name, text, mode);
   }
 };
 
@@ -47,7 +45,7 @@ TEST_F(HubServeCommand, ServesUntilItIsToldToStop) {
 }
 
 TEST_F(HubServeCommand, WhatCannotBeUsedIsToldInOneSentence) {
-  const auto refused = [&](std::vector<std::string> arguments, Environment environment = {}) {
+  const auto refused = [&](Texts arguments, Environment environment = {}) {
     arguments.insert(arguments.begin(), {"hub", "serve"});
     const std::string told = CliTest::refused(arguments, {.environment = std::move(environment)});
     EXPECT_FALSE(exists("hub")) << told;
@@ -71,27 +69,27 @@ TEST_F(HubServeCommand, WhatCannotBeUsedIsToldInOneSentence) {
   EXPECT_THAT(refused({"--data", data, "--admin-token", " "}), HasSubstr("--admin-token is empty; give it a token"));
   EXPECT_THAT(refused({"--data", data}, {{"TIDRA_HUB_ADMIN_TOKEN", "a\nb"}}),
               HasSubstr("TIDRA_HUB_ADMIN_TOKEN holds a control character"));
-  for (const char* seconds : {"0", "nan", "inf"}) {
+  for (const char* seconds : {"0", "nan", "inf"})
     EXPECT_THAT(refused({"--data", data, "--stale-after", seconds}), HasSubstr("--stale-after"));
-  }
   EXPECT_THAT(refused({"--data", ""}), HasSubstr("An empty text is not a path"));
   tree().makeFolder("unloggable/events.jsonl");
-  EXPECT_THAT(refused({"--data", tree().path("unloggable"), "--listen", "127.0.0.1:0"}),
-              AllOf(HasSubstr("The data folder "), HasSubstr("events.jsonl cannot be written: Is a directory")));
+  const auto sentence =
+      AllOf(HasSubstr("The data folder "), HasSubstr("events.jsonl cannot be written: Is a directory"));
+  EXPECT_THAT(run({"hub", "serve", "--data", tree().path("unloggable"), "--listen", "127.0.0.1:0"}),
+              fails(2, testing::ResultOf(linesOf, ElementsAre(sentence))));
 }
 
 TEST_F(HubServeCommand, APortOrAFolderThatIsTakenIsTold) {
   serve({}, [&](pid_t) {
-    const auto second = run({"hub", "serve", "--data", tree().path("hub"), "--listen", "127.0.0.1:0"});
-    EXPECT_EQ(second.status, 75);
-    EXPECT_THAT(second.err, HasSubstr("another hub uses the data folder"));
+    EXPECT_THAT(run({"hub", "serve", "--data", tree().path("hub"), "--listen", "127.0.0.1:0"}),
+                fails(75, HasSubstr("another hub uses the data folder")));
   });
   HTTPServer taken("127.0.0.1", 0, [](const HTTPRequest&) { return HTTPResponse(); });
   taken.start();
   const std::string address = "127.0.0.1:" + std::to_string(taken.port());
-  EXPECT_EQ(refused({"hub", "serve", "--data", tree().path("hub"), "--listen", address}),
-            "tidra: The hub cannot listen on " + address +
-                ": bind() failed: Address already in use; choose another address with --listen.\n");
+  EXPECT_THAT(run({"hub", "serve", "--data", tree().path("hub"), "--listen", address}),
+              fails(2, "tidra: The hub cannot listen on " + address +
+                           ": bind() failed: Address already in use; choose another address with --listen.\n"));
 }
 
 /// The URL in the hub's start event.
@@ -140,9 +138,8 @@ TEST_F(HubServeCommand, RereadsItsTokensOnAHangup) {
 }
 
 TEST_F(HubServeCommand, WarnsOfAnOpenHubEvenWhenItIsToBeQuiet) {
-  const auto warned = [&](const std::vector<std::string>& more, Environment environment = {}) {
-    std::vector<std::string> arguments{"hub",      "serve",    "--quiet", "--data", tree().path("hub"),
-                                       "--listen", "0.0.0.0:0"};
+  const auto warned = [&](const Texts& more, Environment environment = {}) {
+    Texts arguments{"hub", "serve", "--quiet", "--data", tree().path("hub"), "--listen", "0.0.0.0:0"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     // Only the warning is ever written; without it the hub is killed at the timeout.
     ProgramOptions options{.environment = std::move(environment)};

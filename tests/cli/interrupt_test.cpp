@@ -1,6 +1,5 @@
 // Sends a signal at many moments of a run. At each: the program ends, reports exactly what is gone, and an interrupt
 // before the first removal removes nothing.
-#include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -13,6 +12,7 @@
 #include "core/base/json_fields.h"
 #include "core/platform/files.h"
 #include "tests/cli/cli_fixture.h"
+#include "tests/support/tables.h"
 
 namespace tidra {
 namespace {
@@ -57,30 +57,12 @@ class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<
     }
     tree().writeFile(name + "/policy.json", R"({"scan": {"roots": ["~/code"], "categories": []},
       "disposal": {"method": "delete"}, "autoClean": {"minBytes": 0, "minIdleDays": 0}})");
+    Texts places;
+    for (const char* project : projects()) places.push_back(tree().path(name + "/code/" + project + "/node_modules"));
     // This tier includes repositories on which git hangs.
-    tree().writeFile(name + "/plan.json", plan(tree().path(name)));
+    tree().writeFile(name + "/plan.json", planOf("h", places, "caution"));
     return tree().path(name);
   }
-  std::string plan(const std::string& home) const {
-    auto items = nlohmann::json::array();
-    for (const char* project : projects()) {
-      const std::string path = home + "/code/" + project + "/node_modules";
-      items.push_back({{"id", path},
-                       {"path", path},
-                       {"label", "x"},
-                       {"bytes", 1},
-                       {"tier", "caution"},
-                       {"category", "project"},
-                       {"source", "projectWalk"}});
-    }
-    return nlohmann::json{{"schemaVersion", 1},
-                          {"createdAt", "2026-01-01T00:00:00Z"},
-                          {"host", "h"},
-                          {"method", "delete"},
-                          {"items", items}}
-        .dump();
-  }
-
   static std::set<std::string> gone(const std::string& home) {
     std::set<std::string> paths;
     for (const auto& project : fs::directory_iterator(home + "/code")) {

@@ -1,6 +1,4 @@
 // The program's output matches docs/schemas.
-#include <gmock/gmock.h>
-
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"

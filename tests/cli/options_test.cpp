@@ -17,8 +17,7 @@ class Options : public CliTest {
  protected:
   /// Adds the options in the help of a command and its subcommands.
   void addHelp(const std::string& command, OptionsOfCommands& options) const {
-    std::vector<std::string> arguments;
-    for (const auto word : splitNonEmpty(command, ' ')) arguments.emplace_back(word);
+    Texts arguments = wordsOf(command);
     arguments.emplace_back("--help");
     std::string section;
     for (const std::string& line : linesOf(run(arguments).out)) {
@@ -33,7 +32,7 @@ class Options : public CliTest {
   /// commands.
   static OptionsOfCommands manual() {
     OptionsOfCommands options;
-    std::vector<std::string> commands;
+    Texts commands;
     for (std::string line : linesOf(*readFile(TIDRA_SOURCE_DIR "/packaging/man/tidra.1"))) {
       if (line == ".SH OPTIONS") commands = {""};
       if (line.starts_with(".SH ") && line != ".SH OPTIONS") commands.clear();
@@ -70,36 +69,27 @@ TEST_F(Options, OfWhichOneWouldDoNothingAreRefused) {
   const std::string plan = tree().path("plan.json");
   ASSERT_EQ(run({"plan", "-o", plan, "--no-system"}).status, 0);
   const auto before = tree().snapshot();
-  for (const auto& [arguments, named] : std::vector<std::pair<std::string, std::vector<std::string>>>{
-           {"clean --yes --include-unlisted", {"--include-unlisted", "--empty-trash"}},
-           {"clean --yes --include-unlisted --tier safe", {"--include-unlisted", "--tier caution"}},
-           {"clean --yes --quarantine-dir q", {"--quarantine-dir", "--method quarantine"}},
-           {"clean --yes --method delete --quarantine-dir q", {"--quarantine-dir", "--method quarantine"}},
-           {"clean --yes --json --limit 3", {"--json", "--limit"}},
-           {"clean --yes --no-system --category docker", {"--no-system", "--category"}},
-           {"scan --system --no-system", {"--no-system", "--system"}},
-           {"scan --json --sort path", {"--json", "--sort"}},
-           {"scan --last code", {"--last", "ROOT"}},
-           {"scan --last -x", {"--last", "--one-file-system"}},
-           {"scan -q -v", {"--quiet", "--verbose"}},
-           {"plan --limit 3", {"--limit", "--output"}},
-           {"apply plan.json --yes --include-unlisted", {"--include-unlisted", "the trash in the plan"}},
-           {"apply plan.json --yes --quarantine-dir q", {"--quarantine-dir", "or in the plan"}},
-           {"rules list --skipped --json", {"--skipped", "--json"}},
-           {"hub serve --data d --admin-token a --admin-token-file b", {"--admin-token", "--admin-token-file"}},
-       }) {
-    std::vector<std::string> words;
-    for (const auto word : split(arguments, ' ')) words.emplace_back(word);
-    const std::string told = refused(words);
-    for (const std::string& name : named) EXPECT_THAT(told, HasSubstr(name)) << arguments;
+  for (const auto& [arguments, named] : rowsOf(R"(
+       clean --yes --include-unlisted => --include-unlisted, --empty-trash |
+       clean --yes --include-unlisted --tier safe => --include-unlisted, --tier caution |
+       clean --yes --quarantine-dir q => --quarantine-dir, --method quarantine |
+       clean --yes --method delete --quarantine-dir q => --quarantine-dir, --method quarantine |
+       clean --yes --json --limit 3 => --json, --limit | scan --json --sort path => --json, --sort |
+       clean --yes --no-system --category docker => --no-system, --category | scan --last code => --last, ROOT |
+       scan --system --no-system => --no-system, --system | scan --last -x => --last, --one-file-system |
+       scan -q -v => --quiet, --verbose | plan --limit 3 => --limit, --output |
+       apply plan.json --yes --include-unlisted => --include-unlisted, the trash in the plan |
+       apply plan.json --yes --quarantine-dir q => --quarantine-dir, or in the plan |
+       rules list --skipped --json => --skipped, --json |
+       hub serve --data d --admin-token a --admin-token-file b => --admin-token, --admin-token-file)")) {
+    const std::string told = refused(wordsOf(arguments));
+    for (const auto name : split(named, ',')) EXPECT_THAT(told, HasSubstr(std::string(trimmed(name)))) << arguments;
   }
   EXPECT_EQ(tree().snapshot(), before);
-  for (const std::vector<std::string>& sound :
-       {std::vector<std::string>{"clean", "--dry-run", "--include-unlisted", "--tier", "safe,caution", "--no-system"},
-        {"apply", plan, "--dry-run", "--include-unlisted", "--empty-trash"},
-        {"plan", "--no-system", "--limit", "1", "-o", plan, "-n"}}) {
+  for (const Texts& sound : {Texts{"clean", "--dry-run", "--include-unlisted", "--tier", "safe,caution", "--no-system"},
+                             {"apply", plan, "--dry-run", "--include-unlisted", "--empty-trash"},
+                             {"plan", "--no-system", "--limit", "1", "-o", plan, "-n"}})
     EXPECT_EQ(run(sound).status, 0) << joined(sound, " ");
-  }
 }
 
 }  // namespace

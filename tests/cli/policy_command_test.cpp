@@ -40,22 +40,23 @@ TEST_F(PolicyCommand, TellsWhatAPolicyMeansButNeverTheToken) {
   const auto document = run({"policy", "check", "policy.json", "--json"});
   EXPECT_EQ(documentOf(document)["hubTokenSource"], "hub.token of the policy");
   EXPECT_EQ(documentOf(document)["listenPort"], 9100);
-  for (const auto& ran : {shown, document}) {
+  for (const auto& ran : {shown, document})
     EXPECT_THAT(ran.out + ran.err, AllOf(Not(HasSubstr("s3cret")), Not(HasSubstr("pass"))));
-  }
   EXPECT_EQ(tree().snapshot(), before);
   EXPECT_THAT(check(R"({"hub": {"policy": "ci"}})").err, HasSubstr("hub.policy has no effect without hub.url."));
 }
 
 TEST_F(PolicyCommand, RefusesInOneSentence) {
-  for (const auto& [text, message] : std::vector<std::pair<std::string, std::string>>{
-           {"{", "The policy is not valid JSON (line 1, column 2).\n"},
-           {R"({"scan": {"categories": ["\u001b[2J"]}})", "Invalid policy: unknown scan category '\\x1b[2J'.\n"},
-           {R"({"scan": {"unskip": ["/opt/x"]}})",
-            "scan.unskip '/opt/x' is no entry of the skip list, but '/opt' is; tidra rules list --skipped shows "
-            "all.\n"},
-           {R"({"lockFile": "$NOPE"})",
-            "lockFile '$NOPE' names a variable that is not set or empty; set it, or write the path out.\n"}}) {
+  for (const auto& [text, message] :
+       TextPairs{{"{", "The policy is not valid JSON (line 1, column 2).\n"},
+                 {R"({"name": 1})", "The policy.name must be a text.\n"},
+                 {R"({"schemaVersion": 2})", "Policy schema 2 is newer than this build supports (1).\n"},
+                 {R"({"scan": {"categories": ["\u001b[2J"]}})", "Invalid policy: unknown scan category '\\x1b[2J'.\n"},
+                 {R"({"scan": {"unskip": ["/opt/x"]}})",
+                  "scan.unskip '/opt/x' is no entry of the skip list, but '/opt' is; tidra rules list --skipped shows "
+                  "all.\n"},
+                 {R"({"lockFile": "$NOPE"})",
+                  "lockFile '$NOPE' names a variable that is not set or empty; set it, or write the path out.\n"}}) {
     EXPECT_EQ(refused({"policy", "check", policy(text)}),
               "tidra: Policy '" + tree().path("policy.json") + "': " + message);
   }

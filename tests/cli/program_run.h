@@ -6,6 +6,7 @@
 #include <chrono>
 #include <functional>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -19,8 +20,12 @@ struct ProgramRun {
   std::string err;
 };
 
+inline std::ostream& operator<<(std::ostream& out, const ProgramRun& run) {
+  return out << "status " << run.status << '\n' << run.out << run.err;
+}
+
 struct ProgramOptions {
-  Environment environment;  // the complete environment
+  Environment environment = {};  // the complete environment
   std::string folder = "/";
   bool outIsTerminal = false;  // of 80 columns, in raw mode
   bool errIsTerminal = false;

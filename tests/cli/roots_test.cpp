@@ -22,11 +22,10 @@ class NamedRoots : public CliTest {
     tree().writeFileOfSize("u/.cargo/registry/f", 40);
     tree().writeFileOfSize("u/conda/envs/e/f", 50);
     tree().symlink("link", tree().path("u/code"));
-    tree().writeFile("bin/conda", "#!/bin/sh\necho x >> '" + tree().path("asked") +
-                                      "'\ncase \"$1 $2\" in 'info --base') echo '" + tree().path("u/conda") +
-                                      "';;\n'env list') echo '{\"envs\": [\"" + tree().path("u/conda/envs/e") +
-                                      "\"]}';;\n*) exit 1;; esac\n");
-    tree().setMode("bin/conda", 0755);
+    tree().writeProgram("bin/conda", "echo x >> '" + tree().path("asked") +
+                                         "'\ncase \"$1 $2\" in 'info --base') echo '" + tree().path("u/conda") +
+                                         "';;\n'env list') echo '{\"envs\": [\"" + tree().path("u/conda/envs/e") +
+                                         "\"]}';;\n*) exit 1;; esac");
   }
 
   ProgramRun in(std::vector<std::string> arguments) const {

@@ -26,17 +26,17 @@ class CliState : public CliTest {
   }
 
   /// Scans categories that run none of this machine's tools: the caches and a category of the test's rules.
-  ProgramRun scanAll(std::vector<std::string> more) const {
-    std::vector<std::string> arguments{"scan", "--json", "--rules", rules_};
+  ProgramRun scanAll(Texts more) const {
+    Texts arguments{"scan", "--json", "--rules", rules_};
     const auto isChosen = [](const std::string& word) { return word == "--category" || word == "--no-system"; };
     if (std::none_of(more.begin(), more.end(), isChosen))
       more.insert(more.begin(), {"--category", "globalCaches,mine"});
     arguments.insert(arguments.end(), more.begin(), more.end());
     return run(arguments);
   }
-  static std::vector<std::string> pathsIn(const ProgramRun& ran) {
+  static Texts pathsIn(const ProgramRun& ran) {
     EXPECT_EQ(ran.status, 0) << ran.err;
-    std::vector<std::string> paths;
+    Texts paths;
     for (const auto& item : reportOf(ran).items) paths.push_back(item.displayPath);
     std::sort(paths.begin(), paths.end());
     return paths;
@@ -45,33 +45,21 @@ class CliState : public CliTest {
   std::string rules_;
 };
 
-const std::vector<std::string> projects{"~/code/ancient/target", "~/code/snake/.venv", "~/code/tool/target",
-                                        "~/code/web/dist", "~/code/web/node_modules"};
+const Texts projects{"~/code/ancient/target", "~/code/snake/.venv", "~/code/tool/target", "~/code/web/dist",
+                     "~/code/web/node_modules"};
 
 TEST_F(CliState, OptionsChooseWhatOutsideProjectsIsFound) {
-  struct Case {
-    std::vector<std::string> arguments;
-    std::vector<std::string> found;
-  };
-  auto all = projects;
-  all.insert(all.begin(), {"~/.cache/pip", "~/.cargo/registry", "~/.mine"});
-  for (const Case& c : std::vector<Case>{
-           {{}, all},
-           {{"--no-system"}, projects},
-           {{"--no-projects"}, {all[0], all[1], all[2]}},
-           {{"--no-projects", "--no-system"}, {}},
-           {{"--no-projects", "--category", "mine"}, {all[2]}},
-           {{"--no-projects", "--category", "mine", "--category", "globalCaches"}, {all[0], all[1], all[2]}},
-           {{"--no-projects", "--category", "xcode"}, {}},
-           {{"--no-projects", "--ecosystem", "rust,ours"}, {all[1], all[2]}},
-           {{"--ecosystem", "rust"}, {all[1], projects[2]}},
-           {{"--no-projects", "--disable-rule", "pip-cache"}, {all[1], all[2]}},
-           {{"--no-projects", "--exclude", ".cargo"}, {all[0], all[2]}},
-           {{"--no-projects", "--min-size", "100"}, {all[0]}},
-           {{"code/web"}, {projects[3], projects[4]}},
-           {{"code/web", "--system"}, {all[0], all[1], all[2], projects[3], projects[4]}}}) {
-    EXPECT_EQ(pathsIn(scanAll(c.arguments)), c.found) << joined(c.arguments, " ");
-  }
+  for (const auto& [options, names] : rowsOf(R"(
+       => .cache/pip .cargo/registry ~/.mine ancient/target snake/.venv tool/target web/dist web/node_modules |
+       --no-system => ancient/target snake/.venv tool/target web/dist web/node_modules |
+       --no-projects => .cache/pip .cargo/registry ~/.mine | --no-projects --no-system => |
+       --no-projects --category mine => ~/.mine | --no-projects --category xcode => |
+       --no-projects --category mine --category globalCaches => .cache/pip .cargo/registry ~/.mine |
+       --no-projects --ecosystem rust,ours => .cargo/registry ~/.mine | --ecosystem rust => .cargo/registry tool/target |
+       --no-projects --disable-rule pip-cache => .cargo/registry ~/.mine | --no-projects --min-size 100 => .cache/pip |
+       --no-projects --exclude .cargo => .cache/pip ~/.mine | code/web => web/dist web/node_modules |
+       code/web --system => .cache/pip .cargo/registry ~/.mine web/dist web/node_modules)"))
+    EXPECT_EQ(shortNames(pathsIn(scanAll(wordsOf(options)))), names) << options;
   const std::string text = run({"scan", "--no-projects", "--category", "globalCaches,mine", "--rules", rules_}).out;
   EXPECT_THAT(text, AllOf(HasSubstr("Global package caches"), HasSubstr("mine  "), HasSubstr("pip cache"),
                           HasSubstr("My own"), HasSubstr("3 artefacts in 2 categories outside projects")));
@@ -98,7 +86,7 @@ TEST_F(CliState, ExclusionsAreKeptAndHonoured) {
             "path     ~/code/web\npath     ~/.cache\npattern  t?ol\\x1b[31m\npattern  t?ol\n");
   const ProgramRun json = run({"exclude", "list", "--json"});
   EXPECT_EQ(JsonCodec<std::vector<ExclusionEntry>>::decode(documentOf(json), "it").at(3).pathDisplay, "t?ol");
-  EXPECT_EQ(pathsIn(scanAll({})), (std::vector<std::string>{"~/.cargo/registry", "~/.mine", projects[0], projects[1]}));
+  EXPECT_EQ(pathsIn(scanAll({})), (Texts{"~/.cargo/registry", "~/.mine", projects[0], projects[1]}));
 
   EXPECT_EQ(run({"exclude", "remove", "web"}).status, 2) << "is another row than the path";
   EXPECT_EQ(run({"exclude", "remove", tree().path("code/web")}).out, "~/code/web is no longer excluded.\n");
@@ -114,7 +102,7 @@ TEST_F(CliState, ExclusionsAreKeptAndHonoured) {
   EXPECT_EQ(run({"exclude", "remove", "~/some/x"}).status, 0);
   // One entry in several spellings.
   tree().makeFolder("k4");
-  const std::vector<std::string> spellings{"k4", "k4/", "./k4", tree().path("k4")};
+  const Texts spellings{"k4", "k4/", "./k4", tree().path("k4")};
   for (const std::string& added : spellings) {
     for (const std::string& removed : spellings) {
       ASSERT_EQ(run({"exclude", "add", added}).status, 0) << added;
@@ -125,16 +113,13 @@ TEST_F(CliState, ExclusionsAreKeptAndHonoured) {
   EXPECT_EQ(run({"exclude", "add", "k4/"}).out, "~/k4 is now excluded.\n");
   EXPECT_EQ(run({"exclude", "add", "k4"}).status, 0);
   EXPECT_EQ(run({"exclude", "remove", "k4"}).err, "note: '~/k4' is still excluded.\n");
-  EXPECT_EQ(run({"exclude", "remove", "k4"}, {.environment = {}, .folder = tree().path("code")}).status, 2);
+  EXPECT_EQ(run({"exclude", "remove", "k4"}, {.folder = tree().path("code")}).status, 2);
   EXPECT_EQ(run({"exclude", "remove", "k4"}).out, "~/k4 is no longer excluded.\n");
   EXPECT_EQ(refused({"exclude", "remove", "t?ol"}),
             "tidra: 't?ol' is not excluded; tidra exclude list shows what is.\n");
   EXPECT_THAT(pathsIn(scanAll({"--no-system"})), ElementsAreArray(projects));
-  for (const auto& wrong : std::vector<std::vector<std::string>>{{"add", ""}, {"remove", ""}, {"add"}, {"drop"}}) {
-    std::vector<std::string> arguments{"exclude"};
-    arguments.insert(arguments.end(), wrong.begin(), wrong.end());
-    refused(arguments);
-  }
+  for (const char* action : {"add", "remove"}) refused({"exclude", action, ""});
+  for (const char* action : {"add", "drop"}) refused({"exclude", action});
 }
 
 TEST_F(CliState, TheLastScanShowsTheSameItems) {
@@ -177,10 +162,8 @@ TEST_F(CliState, PreferencesThatCannotBeUsedDoNotHinderAScan) {
   EXPECT_EQ(pathsIn(scanned).size(), 8U);
   EXPECT_THAT(linesOf(scanned.err), Each(StartsWith("note: The preferences ")));
   EXPECT_THAT(linesOf(scanned.err).at(0), EndsWith("not a regular file. Exclusions that are kept there do not count."));
-  for (const auto& arguments :
-       std::vector<std::vector<std::string>>{{"exclude", "add", "x"}, {"exclude", "list"}, {"scan", "--last"}}) {
-    EXPECT_THAT(refused(arguments), HasSubstr("cannot be read: not a regular file."));
-  }
+  for (const char* line : {"exclude add x", "exclude list", "scan --last"})
+    EXPECT_THAT(refused(wordsOf(line)), HasSubstr("cannot be read: not a regular file."));
 }
 
 TEST_F(CliState, NothingIsRemovedWhileTheExclusionsCannotBeRead) {
@@ -193,12 +176,10 @@ TEST_F(CliState, NothingIsRemovedWhileTheExclusionsCannotBeRead) {
     tree().writeFile(place, text);
     tree().writeFile("plan.json", plan);
     const auto before = tree().snapshot();
-    for (const auto& arguments : std::vector<std::vector<std::string>>{{"clean", "--no-system", "--yes", "code"},
-                                                                       {"clean", "--no-system", "-n", "code"},
-                                                                       {"plan", "--no-system", "code"},
-                                                                       {"apply", "--yes", "plan.json"}}) {
-      const ProgramRun ran = run(arguments);
-      EXPECT_EQ(ran.status, 2) << text << arguments[0];
+    for (const char* line : {"clean --no-system --yes code", "clean --no-system -n code", "plan --no-system code",
+                             "apply --yes plan.json"}) {
+      const ProgramRun ran = run(wordsOf(line));
+      EXPECT_EQ(ran.status, 2) << text << line;
       EXPECT_EQ(ran.out, "");
       EXPECT_THAT(linesOf(ran.err).back(), HasSubstr("Nothing is removed until they are repaired or moved away."));
     }

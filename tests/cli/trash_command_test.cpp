@@ -75,7 +75,7 @@ TEST_F(TrashCommand, AQuestionOffersWhatNothingDates) {
       empty();
       put("old");
       put("orphan", 700);
-      const auto ran = run(way, {.environment = {}, .errIsTerminal = true, .typed = answers});
+      const auto ran = run(way, {.errIsTerminal = true, .typed = answers});
       EXPECT_EQ(ran.status, 0) << ran.err;
       EXPECT_EQ(has("old"), hasOld) << answers << ran.err;
       EXPECT_EQ(has("orphan"), hasOrphan) << answers << ran.err;
@@ -90,7 +90,7 @@ TEST_F(TrashCommand, AnInterruptedEmptyingCountsWhatIsGoneAndWhatStays) {
   for (const auto& way : {afterwards, purging}) {
     empty();
     for (int i = 0; i < entries; ++i) put(std::to_string(i), 1);
-    ProgramOptions options{.environment = {}, .typed = "y\n"};
+    ProgramOptions options{.typed = "y\n"};
     JoiningThread interrupter;
     // The question is the first output on standard error.
     options.onFirstError = [&](pid_t program) {
