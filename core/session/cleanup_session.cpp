@@ -19,11 +19,16 @@ namespace {
 
 bool isCancelled(const std::function<bool()>& shouldCancel) { return shouldCancel && shouldCancel(); }
 
-std::optional<std::string> reasonToKeep(RemovalGuard& guard, const CleanupCandidate& candidate, bool force) {
+std::optional<std::string> reasonToKeep(RemovalGuard& guard, const std::string& path,
+                                        const std::optional<std::string>& project, bool force) {
   if (force) return std::nullopt;
-  auto reason = guard.reasonToKeep(candidate.item.path, candidate.project());
+  auto reason = guard.reasonToKeep(path, project);
   if (reason) *reason += "; --force removes it all the same";
   return reason;
+}
+
+std::optional<std::string> reasonToKeep(RemovalGuard& guard, const CleanupCandidate& candidate, bool force) {
+  return reasonToKeep(guard, candidate.item.path, candidate.project(), force);
 }
 
 /// Returns a scan request that finds just the items of a plan.
@@ -95,9 +100,11 @@ std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const FoundA
                      rawValue(item.tier));
 }
 
-/// Resolves nesting. A candidate gets a refusal if it contains a finding that stays: one of a higher tier that is no
-/// candidate, or one with a refusal. Candidates inside another one are dropped; the outer one takes their highest tier.
-void settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<NestedFinding>& nested) {
+/// Resolves nesting. A candidate gets a refusal if it contains a finding that stays: one with a refusal, or one that is
+/// no candidate and has a higher tier or must be kept. Candidates inside another one are dropped; the outer one takes
+/// their highest tier.
+void settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<NestedFinding>& nested,
+                  RemovalGuard& guard, const CleanupOptions& options) {
   if (nested.empty()) return;
   std::map<std::string_view, CleanupCandidate*> byPath;
   for (CleanupCandidate& candidate : candidates) byPath.emplace(candidate.item.path, &candidate);
@@ -110,6 +117,9 @@ void settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<N
       outer->second->refusal = pair.reasonToKeepOuter(*inner->second->refusal);
     } else if (inner == byPath.end() && pair.innerTier > outer->second->item.tier) {
       outer->second->refusal = pair.reasonOfUnselectedInner();
+    } else if (inner == byPath.end() && !isCancelled(options.shouldCancel)) {
+      const auto reason = reasonToKeep(guard, pair.inner, pair.innerProject, options.force);
+      if (reason) outer->second->refusal = pair.reasonToKeepOuter(*reason);
     }
   }
   std::set<std::string> parts;
@@ -163,7 +173,7 @@ std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const
         CleanupCandidate{.item = CleanupPlan::Item::make(found), .found = &found, .refusal = std::nullopt});
     candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }
-  settleNested(candidates, outcome.nested);
+  settleNested(candidates, outcome.nested, guard, options);
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const auto& a, const auto& b) { return a.item.bytes > b.item.bytes; });
   return candidates;
@@ -195,7 +205,7 @@ CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const Cleanu
         CleanupCandidate{.item = item, .found = found, .refusal = refusalOf(item, found, scan, options, resolver)});
     if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options.force);
   }
-  settleNested(checked.candidates, scan.nested);
+  settleNested(checked.candidates, scan.nested, guard, options);
   return checked;
 }
 

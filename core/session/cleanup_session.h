@@ -11,6 +11,7 @@
 
 #include "core/dispose/deletion_service.h"
 #include "core/model/cleanup_plan.h"
+#include "core/platform/path_text.h"
 #include "core/session/scan_session.h"
 
 namespace tidra {
@@ -23,7 +24,11 @@ struct CleanupCandidate {
 
   /// From the scan; nullopt for a path that no rule matches.
   std::optional<FileIdentity> identity() const { return found == nullptr ? std::nullopt : found->identity; }
-  std::optional<std::string> project() const { return found == nullptr ? std::nullopt : found->project(); }
+  /// Where no rule matches an artefact of a project, the folder that holds it.
+  std::optional<std::string> project() const {
+    if (found != nullptr) return found->project();
+    return item.source == ArtifactSource::projectWalk ? std::optional(parentPath(item.path)) : std::nullopt;
+  }
 };
 
 struct CleanupOptions {

@@ -62,7 +62,7 @@ void raiseHolders(std::vector<FoundArtifact>& findings, const std::vector<Covere
   }
 }
 
-std::vector<NestedFinding> nestedFindings(const std::vector<FoundArtifact>& findings) {
+std::vector<NestedFinding> nestedFindings(std::vector<FoundArtifact>& findings) {
   const Indices outside = indicesOf(findings, false);
   std::vector<std::pair<std::size_t, std::size_t>> pairs;  // outer and inner
   for (std::size_t i = 0; i < findings.size(); ++i) {
@@ -74,12 +74,14 @@ std::vector<NestedFinding> nestedFindings(const std::vector<FoundArtifact>& find
   std::vector<NestedFinding> nested;
   for (const auto& [outer, inner] : pairs) {
     const ScanArtifactFinding& part = findings[inner].finding;
-    nested.push_back({findings[outer].finding.path, part.path, part.safetyTier});
+    ScanArtifactFinding& whole = findings[outer].finding;
+    whole.lastActivityDate = std::max(whole.lastActivityDate, part.lastActivityDate);
+    nested.push_back({whole.path, part.path, part.safetyTier, findings[inner].project()});
   }
   return nested;
 }
 
-void dropPartsOfPlaces(std::vector<FoundArtifact>& findings, std::vector<NestedFinding>& nested,
+void dropPartsOfPlaces(std::vector<FoundArtifact>& findings, const std::vector<NestedFinding>& nested,
                        const std::function<bool(const FoundArtifact&)>& isShown) {
   if (nested.empty()) return;
   std::unordered_map<std::string_view, const FoundArtifact*> byPath;
@@ -90,7 +92,6 @@ void dropPartsOfPlaces(std::vector<FoundArtifact>& findings, std::vector<NestedF
     const bool isCovered = byPath.at(pair.inner)->isOfProject() && pair.innerTier <= outer.finding.safetyTier;
     if (isCovered && isShown(outer)) dropped.insert(pair.inner);
   }
-  std::erase_if(nested, [&](const NestedFinding& pair) { return dropped.contains(pair.inner); });
   std::erase_if(findings, [&](const FoundArtifact& found) { return dropped.contains(found.finding.path); });
 }
 

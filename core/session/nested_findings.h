@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@ struct NestedFinding {
   std::string outer;  // paths
   std::string inner;
   ArtifactSafetyTier innerTier = ArtifactSafetyTier::safe;
+  std::optional<std::string> innerProject = {};  // absent outside projects
 
   /// Returns why the outer one stays when the inner one does; both are the rest of a sentence after a path.
   std::string reasonToKeepOuter(const std::string& innerReason) const;
@@ -29,12 +31,12 @@ struct NestedFinding {
 void raiseHolders(std::vector<FoundArtifact>& findings, const std::vector<CoveredPlace>& covered,
                   const TidraPathResolver& resolver);
 
-/// Returns every pair, innermost outer findings first.
-std::vector<NestedFinding> nestedFindings(const std::vector<FoundArtifact>& findings);
+/// Returns every pair, innermost outer findings first. An outer finding becomes as recent as those inside it.
+std::vector<NestedFinding> nestedFindings(std::vector<FoundArtifact>& findings);
 
-/// Drops findings of projects that lie in a finding outside projects for which `isShown`, unless their tier is higher;
-/// also drops their pairs.
-void dropPartsOfPlaces(std::vector<FoundArtifact>& findings, std::vector<NestedFinding>& nested,
+/// Drops findings of projects that lie in a finding outside projects for which `isShown`, unless their tier is higher.
+/// Their pairs stay: what protects them protects what contains them.
+void dropPartsOfPlaces(std::vector<FoundArtifact>& findings, const std::vector<NestedFinding>& nested,
                        const std::function<bool(const FoundArtifact&)>& isShown);
 
 }  // namespace tidra

@@ -317,8 +317,9 @@ class ScanSession {
 
   void askGit() {
     std::vector<FoundArtifact*> asked;
+    // Small findings as well: they may lie inside one that is asked for.
     for (FoundArtifact& found : outcome_.findings) {
-      if (isAskedFor(found.finding)) asked.push_back(&found);
+      if (!request_.onlyPaths || request_.onlyPaths->contains(found.finding.path)) asked.push_back(&found);
     }
     const TidraGitMetadataReader git(request_.git, request_.resolver, [this] { return shouldCancel(); });
     if (shouldCancel()) return;

@@ -73,7 +73,9 @@ class Selector {
       if (const auto& reason = reasonToKeep(inner->second, faults)) return pair.reasonToKeepOuter(*reason);
       if (!fault) return std::nullopt;
     }
-    return pair.innerTier > outerTier ? std::optional(pair.reasonOfUnselectedInner()) : std::nullopt;
+    if (pair.innerTier > outerTier) return pair.reasonOfUnselectedInner();
+    const auto reason = guard_.reasonToKeep(pair.inner, pair.innerProject);
+    return reason ? std::optional(pair.reasonToKeepOuter(*reason)) : std::nullopt;
   }
 
   const std::vector<FoundArtifact>& findings_;
