@@ -192,7 +192,7 @@ std::string outcomeText(const CleanupOutcome& outcome, DisposalMethod method, bo
     return text + "nothing was changed.\n";
   }
   if (outcome.disposal.receipts.empty()) {
-    return outcome.disposal.failures.empty() ? "Nothing was removed.\n" : "No item was removed as a whole.\n";
+    return outcome.disposal.failures.empty() ? "Nothing was removed.\n" : "No item was removed completely.\n";
   }
   std::string text;
   if (!own.receipts.empty()) text += ownText(own, method);

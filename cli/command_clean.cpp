@@ -26,7 +26,7 @@ struct CleanOptions {
   bool takesUnproven = false;
 };
 
-constexpr const char* unprovenHelp = "Also artefacts that nothing shows a tool to have made";
+constexpr const char* unprovenHelp = "Also artefacts without evidence that a tool made them";
 
 /// The scan for a selection; only the tier "safe" unless tiers are named.
 ScanRequest requestFor(CleanOptions& options, const Program& program) {
@@ -36,7 +36,7 @@ ScanRequest requestFor(CleanOptions& options, const Program& program) {
   return request;
 }
 
-/// Findings come sorted by size already.
+/// selectForCleanup() already sorts by size.
 void sortBy(ScanSort order, std::vector<CleanupCandidate>& candidates) {
   if (order == ScanSort::size) return;
   std::stable_sort(candidates.begin(), candidates.end(), [order](const auto& a, const auto& b) {

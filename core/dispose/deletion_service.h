@@ -53,7 +53,7 @@ class TidraDeletionService {
 
   explicit TidraDeletionService(Setting setting);
 
-  /// Disposes of one item. The folder "files" of a trash means the trash: its entries are deleted whatever the method,
+  /// Disposes of one item. The folder "files" of a trash means the trash: its entries are deleted by every method,
   /// except those trashed since `seenAt` and unlisted ones that the setting excludes; it is a failure if none are due.
   /// A dry run changes nothing and refuses what the real run would refuse. Failures of the file system or a tool are
   /// returned, not thrown. `quarantine` configures that method.

@@ -223,7 +223,7 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, Extent ex
       purged.failures.push_back({path, error.what()});
     }
   };
-  // list() reports manifests without an item; purging only removes them.
+  // Notes are list()'s: manifests without an item, which purging removes, and what could not be read.
   std::vector<std::string> unused;
   for (const Root& root : readRoots(unused)) {
     for (const std::string& leftover : root.leftovers) {

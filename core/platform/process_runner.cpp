@@ -42,7 +42,7 @@ constexpr milliseconds pipePause{10};
 constexpr int mostPipeTries = 100;
 constexpr milliseconds spawnPause{10};
 constexpr int mostSpawnTries = 25;
-constexpr milliseconds exitPoll{5};  // only without an exit notice
+constexpr milliseconds exitPoll{5};  // there may be no exit notice
 
 struct Pipe {
   FileDescriptor read;

@@ -88,7 +88,7 @@ std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const FoundA
       return withheld->second.reason(resolver) + (isExcluded ? "; --allow-any-path removes it all the same" : "");
     }
     if (const auto reason = reasonItIsGone(item.path, resolver)) return reason;
-    return "is nothing that the rules name there, or is excluded; --allow-any-path removes it all the same";
+    return "matches no rule, or is excluded; --allow-any-path removes it all the same";
   }
   if (item.evidence && lacksEvidence(found->finding)) {
     return fmt::format("{} when the plan was made, but nothing shows any more that a tool made it; make a new plan",
@@ -228,7 +228,9 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     const CleanupCandidate& candidate = candidates[index];
     progress.currentPath = candidate.item.path;
     publish();
-    return candidate.refusal ? candidate.refusal : reasonToKeep(guard, candidate, setting.options.force);
+    auto refusal = candidate.refusal ? candidate.refusal : reasonToKeep(guard, candidate, setting.options.force);
+    if (!refusal && setting.beforeItem) setting.beforeItem();
+    return refusal;
   };
   const auto finished = [&](std::size_t index, const TidraDeletionService::Result& result) {
     const CleanupCandidate& candidate = candidates[index];

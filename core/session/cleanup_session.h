@@ -82,6 +82,7 @@ struct CleanupSetting {
   QuarantineConfig quarantine;
   CleanupOptions options;
   bool dryRun = false;
+  std::function<void()> beforeItem;  // before each removal; when it throws, the item stays and the removal ends
   std::function<void(const CleanupProgress&)> onProgress;  // before each item and at the end; on the caller's thread
 
   /// Called after each item with its result and the bytes it adds to every sum; 0 for a failure. Exceptions of this and

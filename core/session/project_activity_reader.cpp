@@ -58,7 +58,7 @@ std::string ProjectActivityReader::repositoryOf(const std::string& folder) {
 }
 
 /// Does nothing once closed: the destructor then joins `threads_` without the mutex.
-void ProjectActivityReader::enqueue(const Lock& /*mutex_*/, std::function<void()> task) {
+void ProjectActivityReader::enqueue(const Lock& /*held*/, std::function<void()> task) {
   if (closed_) return;
   waiting_.push(std::move(task));
   const bool allBusy = running_ + waiting_.size() > threads_.size();

@@ -133,7 +133,7 @@ std::optional<AuditRecord> AuditLog::lastRecordFound() const {
 
 /// Where no other user can replace the file, an unchanged size means the file checked before;
 /// a full check costs more than the write.
-GrowingFile AuditLog::openToAppend(const Lock& /*lock_*/) const {
+GrowingFile AuditLog::openToAppend(const Lock& /*held*/) const {
   if (isSafe_) {
     auto known = openGrowingFile(url_);
     if (known && known->sizeBytes == sizeBytes_) return std::move(*known);

@@ -77,7 +77,7 @@ class AuditLog {
   /// Totals over the whole log. Reads only lines added since the last call of any process: a checkpoint beside the log
   /// caches the rest; it is checked against the log and rebuilt when it does not fit. Throws InputError that names the
   /// first line that is no record.
-  AuditTotals totals() const;
+  [[nodiscard]] AuditTotals totals() const;
 
   /// A sentence when the checkpoint covers records that the log lacks: the log was truncated, rewritten or replaced.
   /// Call before totals(), which rebuilds the checkpoint.

@@ -162,7 +162,7 @@ class Run {
   }
 
   void steps(const ResolvedPolicy& resolved, AuditLog& log, const RunRecorder& recorder) {
-    log.totals();  // fails on a damaged log before anything is removed
+    static_cast<void>(log.totals());  // throws for a damaged log, before anything is removed
     recorder.started(effective_.origin, effective_.isChanged);
     say(fmt::format("run {} started, policy {}{}", result_.runID, policy().name, result_.dryRun ? ", dry run" : ""));
     keepPolicy(resolved);
@@ -179,7 +179,7 @@ class Run {
     const auto snapshot = publish(resolved, log);
     finish(recorder);
     if (snapshot) report(*snapshot, log, recorder);
-    log.totals();  // updates the checkpoint to the last record, so that its loss is detected
+    static_cast<void>(log.totals());  // advances the checkpoint to the last record, whose loss would else go unseen
   }
 
   void scan(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
@@ -237,9 +237,8 @@ class Run {
   void dispose(const ResolvedPolicy& resolved, AuditLog& log, const RunRecorder& recorder) {
     CleanupSetting setting = settingFor(resolved);
     if (!setting.dryRun) {
-      setting.onProgress = [&](const CleanupProgress& progress) {
-        if (progress.itemsDone < progress.items) log.reserve();
-      };
+      // No record, no removal: without space for the record this throws, and the item stays.
+      setting.beforeItem = [&] { log.reserve(); };
     }
     setting.onResult = [&](const CleanupCandidate& candidate, const TidraDeletionService::Result& result,
                            std::int64_t bytes) {
@@ -355,7 +354,7 @@ class Run {
     say("run finished: " + message);
   }
 
-  /// Reads the log's head after the run's last record, so that the report covers the whole run.
+  /// The report carries the log's head after `runFinished`; this run's `hubReported` record follows it.
   void report(const FleetMetricsSnapshot& snapshot, const AuditLog& log, const RunRecorder& recorder) {
     result_.hostReport = makeHostReport(result_, snapshot,
                                         {.hub = runner_.policy.hub,

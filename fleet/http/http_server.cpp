@@ -74,7 +74,7 @@ void HTTPServer::stop() {
   close();
 }
 
-/// For after the accept thread has ended, or before it starts.
+/// Call only after the accept thread has ended, or before it starts.
 void HTTPServer::close() {
   assert(!thread_.joinable());
   {
@@ -221,7 +221,7 @@ void HTTPServer::work() {
   }
 }
 
-/// Blocks until there is work; none once the queue is closed.
+/// Blocks until a connection is queued; returns null once the queue is closed and empty.
 std::unique_ptr<HTTPConnection> HTTPServer::nextConnection() {
   std::unique_lock guard(queueLock_);
   while (queue_.empty() && !isQueueClosed_) {

@@ -21,9 +21,9 @@
 namespace tidra {
 
 /// The handler is called concurrently. Error responses: 400 for a malformed request, 413 for a body that is too large,
-/// 503 with too many connections, 500 when the handler throws. Slow clients and heads longer than
-/// HTTPRequestReader::mostHeadBytes are closed without a response; when the server is full, the longest silent client
-/// is closed sooner.
+/// 503 with too many connections, 500 when the handler throws. Connections that are too slow, or whose head exceeds
+/// HTTPRequestReader::mostHeadBytes, are closed without a response; when the server is full, the longest silent one is
+/// closed sooner.
 class HTTPServer {
  public:
   static constexpr std::size_t usualMaxBodyBytes = 8_MiB;

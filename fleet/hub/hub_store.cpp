@@ -69,7 +69,7 @@ void HubStore::loadHosts(TimePoint now) {
   removeLeftTemporaries(folder_.hosts());
   removeLeftTemporaries(folder_.policies());
   auto loaded = loadHostFiles(folder_.hosts());
-  // Of two files of one host, the one with the proper name wins, so load those first.
+  // When two files name the same host, the one with the proper name wins; admit those first.
   std::stable_partition(loaded.begin(), loaded.end(), [](const LoadedHost& host) {
     return host.failure.empty() && host.fileName == hostFileName(host.file.host);
   });
@@ -126,7 +126,7 @@ void HubStore::log(const HubEvent& event, EventLog::Durability durability) {
   }
 }
 
-/// Keeps files that could not be read when the hub started.
+/// Renames a host file that could not be read at the start to "*.damaged", so that it is not overwritten.
 void HubStore::setDamagedAside(const std::string& fileName) {
   const auto damaged = damaged_.find(hostFileKey(fileName));
   if (damaged == damaged_.end()) return;

@@ -95,7 +95,7 @@ TEST_F(CleanupAsking, AnItemOfAPlanThatIsGoneIsToldAsThat) {
                                            {tree().path("code/gone"), "Path not found"},
                                            {"conda:nonsense", "Unknown Conda target"},
                                            {"pip:orphan:" + tree().path("code"), "pip not found in venv"},
-                                           {tree().path("code/tool"), "is nothing that the rules name there"}}) {
+                                           {tree().path("code/tool"), "matches no rule"}}) {
     const std::string file = writePlan(path, path.starts_with('/') ? "projectWalk" : "condaCLI");
     for (const char* how : {"--yes", "--dry-run"})
       EXPECT_THAT(run({"apply", file, how}), fails(1, HasSubstr(path + ": " + why))) << path;

@@ -140,7 +140,7 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
               ElementsAre(HasSubstr("p/build: Path not found"), "p/node_modules: -",
                           HasSubstr("p/vendor: is of tier warning by now, but the plan says safe"),
                           HasSubstr("q/node_modules: is kept by"), HasSubstr("r/node_modules: is nothing that"),
-                          HasSubstr("p/src: is nothing that the rules name there")));
+                          HasSubstr("p/src: matches no rule")));
   const auto rechecked = checkPlan(plan, excluding, {.force = true, .allowAnyPath = true});
   const auto& allowed = rechecked.candidates;
   EXPECT_THAT(told(allowed), ElementsAre("p/build: -", "p/node_modules: -", HasSubstr("p/vendor: is of tier"),
