@@ -50,9 +50,11 @@ std::vector<MountPoint> parseMountInfo(std::string_view text) {
     const auto fields = split(line.substr(0, separator), ' ');
     const auto tail = split(line.substr(separator + 3), ' ');
     constexpr std::size_t deviceField = 2;
+    constexpr std::size_t rootField = 3;
     constexpr std::size_t pathField = 4;
     if (fields.size() <= pathField || tail.empty()) continue;
-    mounts.push_back({unescapedMountPath(fields[pathField]), std::string(tail[0]), std::string(fields[deviceField])});
+    mounts.push_back({unescapedMountPath(fields[pathField]), std::string(tail[0]), std::string(fields[deviceField]),
+                      unescapedMountPath(fields[rootField])});
   }
   return mounts;
 }

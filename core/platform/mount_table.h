@@ -11,6 +11,7 @@ struct MountPoint {
   std::string path;        // absolute, symbolic links resolved
   std::string fileSystem;  // as the kernel names it, such as "ext4" or "proc"
   std::string device;      // equal for two mounts of one volume
+  std::string root = {};   // folder of the volume that is mounted, "/" for all of it; empty on macOS
 
   bool operator==(const MountPoint&) const = default;
 };

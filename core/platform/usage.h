@@ -19,8 +19,10 @@ enum class UseKind {
   starter,   // program or script of an ancestor of this process
   workingFolder,
   rootFolder,
-  mappedFile,  // a library or data
-  openFile,    // file or folder; watching for changes (inotify) does not count
+  mappedFile,      // a library or data
+  openFile,        // file or folder; watching for changes (inotify) does not count
+  pipelineFolder,  // working folder of a process in the same pipeline as this one
+  boundSocket,
 };
 
 /// One process's use of one path.
@@ -36,11 +38,14 @@ struct PlaceUse {
 /// Snapshot of what processes use. Other users' processes are included as far as the system shows them.
 class UsageSnapshot {
  public:
-  /// Excludes this process. Of its ancestors only programs, mapped files and files named by an absolute path among the
-  /// first two arguments count: their working folder is where the user happens to be, other arguments may be the scan
-  /// roots. Of other processes the first 64 arguments within 8 KiB are resolved against the working folder, also behind
-  /// "=", "file://" and ":". Bounded to 10,000 descriptors and 1 MiB of mappings per process, 200,000 and 64 MiB in
-  /// total, newest processes first; the rest is missing. Empty on macOS.
+  /// Excludes this process and git processes that this program has started. Of its ancestors only programs, mapped
+  /// files and files named by an absolute path among the first two arguments count: their working folder is where the
+  /// user happens to be, other arguments may be the scan roots. Of other processes the first 64 arguments within 8 KiB
+  /// are resolved against the working folder, also behind
+  /// "=", "file://" and ":"; of those in the pipeline of this process (`tidra | grep dist`) only files among the first
+  /// two. Paths seen through other mounts, also of other mount namespaces, count as those of ours. Deleted files do not
+  /// count, except programs. Sockets: of this network namespace. Bounded to 10,000 descriptors and 1 MiB of mappings
+  /// per process, 200,000 and 64 MiB in total, newest processes first; the rest is missing. Empty on macOS.
   static UsageSnapshot take();
 
   /// Returns a process that uses `folder` or something below it; the strongest kind wins.
@@ -56,7 +61,7 @@ class UsageSnapshot {
   void add(PlaceUse use);
 
  private:
-  static constexpr std::size_t kinds = 8;
+  static constexpr std::size_t kinds = 10;
   using Users = std::map<std::string, std::pair<std::int64_t, std::string>>;  // by path: process id and name
 
   std::optional<PlaceUse> find(UseKind kind, const std::string& folder) const;

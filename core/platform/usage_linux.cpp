@@ -10,8 +10,10 @@
 #include <array>
 #include <charconv>
 #include <climits>
+#include <map>
 #include <mutex>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "core/base/byte_units.h"
@@ -19,6 +21,8 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/file_descriptor.h"
 #include "core/platform/files.h"
+#include "core/platform/mount_aliases.h"
+#include "core/platform/mount_table.h"
 #include "core/platform/path_text.h"
 #include "core/platform/spawn_lock.h"
 #include "core/platform/usage.h"
@@ -55,6 +59,10 @@ std::int64_t parentOf(std::int64_t process) {
   return fields.size() > 1 ? number(fields[1]).value_or(0) : 0;
 }
 
+std::optional<std::string> processLink(std::int64_t process, std::string_view name) {
+  return linkTarget(fmt::format("/proc/{}/{}", process, name));
+}
+
 std::set<std::int64_t> ownLine() {
   std::set<std::int64_t> line;
   for (std::int64_t process = ::getpid(); process > 1 && line.insert(process).second;) process = parentOf(process);
@@ -64,6 +72,32 @@ std::set<std::int64_t> ownLine() {
 std::string programName(std::int64_t process) {
   const auto name = readFile(fmt::format("/proc/{}/comm", process));
   return name ? std::string(trimmed(*name)) : "unknown";
+}
+
+/// Whether a process of this one's group is connected to others of it by a pipe. Jobs of a script are in its group as
+/// well, but have the script's own pipes, if any.
+bool isInPipeline(std::int64_t process) {
+  if (::getpgid(static_cast<pid_t>(process)) != ::getpgrp()) return false;
+  for (const char* stream : {"fd/0", "fd/1"}) {
+    const auto target = processLink(process, stream);
+    if (target && target->starts_with("pipe:") && target != processLink(::getppid(), stream)) return true;
+  }
+  return false;
+}
+
+/// Parses "0000000000000000: 00000002 00000000 00010000 0001 01 4711 /run/socket" into paths by inode.
+std::map<std::string, std::string, std::less<>> boundSockets() {
+  std::map<std::string, std::string, std::less<>> sockets;
+  const auto text = readFile("/proc/net/unix");
+  if (!text) return sockets;
+  for (const std::string_view line : splitNonEmpty(*text, '\n')) {
+    constexpr std::size_t inodeField = 6;
+    const auto path = line.find(" /");  // abstract ones begin with "@"
+    const auto fields = splitNonEmpty(line.substr(0, path), ' ');
+    if (path == std::string_view::npos || fields.size() <= inodeField) continue;
+    sockets.emplace(fields[inodeField], line.substr(path + 1));
+  }
+  return sockets;
 }
 
 /// Parses "1: FLOCK  ADVISORY  WRITE 4711 fd:01:262150 0 EOF" into process and inode. OFD locks, owned by an open file
@@ -141,15 +175,14 @@ std::vector<std::int64_t> runningProcesses() {
 class UsageCollector {
  public:
   UsageSnapshot collect() {
-    for (const auto process : processes_) {
-      if (process != self_) addPlaces(process);
-    }
+    std::erase_if(processes_, [&](auto process) { return process == self_ || isOwnGit(process); });
+    for (const auto process : processes_) addPlaces(process);
     addLocks();
     for (auto process = processes_.rbegin(); process != processes_.rend(); ++process) {
       if (!ours_.contains(*process)) addOpenFiles(*process);
     }
     for (auto process = processes_.rbegin(); process != processes_.rend(); ++process) {
-      if (*process != self_) addMappedFiles(*process);
+      addMappedFiles(*process);
     }
     return std::move(snapshot_);
   }
@@ -160,28 +193,43 @@ class UsageCollector {
   static constexpr std::size_t mostMapBytes = 64_MiB;  // about 600,000 mappings
   static constexpr std::size_t mostMapBytesOfOne = 1_MiB;
   static constexpr std::size_t mostArguments = 64;
+  static constexpr std::size_t mostSpaces = 256;
+  static constexpr std::size_t mostMountBytes = 1_MiB;
   static constexpr std::size_t mostPossiblePaths = 256;  // per process
 
-  void addPlaces(std::int64_t process) {
-    const auto link = [&](const char* name) { return linkTarget(fmt::format("/proc/{}/{}", process, name)); };
-    const bool isOurs = ours_.contains(process);
-    if (const auto program = link("exe")) {
-      add(isOurs ? UseKind::starter : UseKind::program, process, withoutDeletedMark(*program));
-    }
-    if (isOurs) return addStarterFiles(process);
-    auto folder = link("cwd");
-    addArguments(process, folder.value_or(""));
-    if (folder) add(UseKind::workingFolder, process, std::move(*folder));
-    if (auto root = link("root"); root && *root != "/") add(UseKind::rootFolder, process, std::move(*root));
+  /// Whether this or another run of this program has started it, to ask for tracked files.
+  static bool isOwnGit(std::int64_t process) {
+    return programName(process) == "git" && processLink(parentOf(process), "exe") == processLink(::getpid(), "exe");
   }
 
-  void addStarterFiles(std::int64_t process) {
+  void addPlaces(std::int64_t process) {
+    const bool isOurs = ours_.contains(process);
+    if (const auto program = processLink(process, "exe")) {
+      for (std::string& place : placesOf(process, *program)) {
+        addPlace(isOurs ? UseKind::starter : UseKind::program, process, withoutDeletedMark(std::move(place)));
+      }
+    }
+    if (isOurs) return addStarterFiles(process, "");
+    const auto folder = processLink(process, "cwd");
+    const bool isPiped = isInPipeline(process);
+    if (isPiped) addStarterFiles(process, folder.value_or(""));
+    if (!isPiped) addArguments(process, folder.value_or(""));
+    if (folder) addPresent(isPiped ? UseKind::pipelineFolder : UseKind::workingFolder, process, *folder);
+    if (const auto root = processLink(process, "root"); root && *root != "/") {
+      addPresent(UseKind::rootFolder, process, *root);
+    }
+  }
+
+  /// `workingFolder` may be empty: relative arguments do not count.
+  void addStarterFiles(std::int64_t process, const std::string& workingFolder) {
     constexpr std::size_t enough = 2;  // an interpreter and its script
     for (std::string& argument : firstArguments(process, enough)) {
+      if (!argument.starts_with('/') && !workingFolder.empty()) argument = joinedPath(workingFolder, argument);
       if (!argument.starts_with('/')) continue;
-      argument = standardizedPath(argument);
-      const auto facts = pathFacts(argument);
-      if (facts && facts->type != EntryType::directory) add(UseKind::starter, process, std::move(argument));
+      for (std::string& place : placesOf(process, standardizedPath(argument))) {
+        const auto facts = pathFacts(place);
+        if (facts && facts->type != EntryType::directory) addPlace(UseKind::starter, process, std::move(place));
+      }
     }
   }
 
@@ -194,7 +242,9 @@ class UsageCollector {
         if (text.empty() || (!hasFolder && text.starts_with('-'))) continue;
         if (!text.starts_with('/') && workingFolder.empty()) continue;
         --left;
-        addArgument(process, text.starts_with('/') ? std::string(text) : joinedPath(workingFolder, text));
+        const std::string path = text.starts_with('/') ? std::string(text) : joinedPath(workingFolder, text);
+        addArgument(process, path);
+        for (std::string& alias : aliasesOf(process).of(standardizedPath(path))) addArgument(process, std::move(alias));
       }
     }
   }
@@ -206,9 +256,9 @@ class UsageCollector {
     // A link may point out of its folder, as "python" in a virtual environment does: record the link as well.
     const std::string_view name = lastPathComponent(path);
     if (const auto folder = realPath(folderOfFile(path)); folder && name != "." && name != "..") {
-      if (auto link = joinedPath(*folder, name); link != *real) add(UseKind::argument, process, std::move(link));
+      if (auto link = joinedPath(*folder, name); link != *real) addPlace(UseKind::argument, process, std::move(link));
     }
-    add(UseKind::argument, process, std::move(*real));
+    addPlace(UseKind::argument, process, std::move(*real));
   }
 
   void addLocks() {
@@ -234,7 +284,7 @@ class UsageCollector {
       const std::string link = fmt::format("{}/{}", folder, descriptor);
       const auto facts = followedFacts(link);
       if (!facts || !inodes.contains(static_cast<std::int64_t>(facts->identity.inode))) continue;
-      if (auto path = linkTarget(link)) add(UseKind::lockedFile, process, std::move(*path));
+      if (const auto path = linkTarget(link)) addPresent(UseKind::lockedFile, process, *path);
     }
   }
 
@@ -247,8 +297,17 @@ class UsageCollector {
     const std::size_t most = std::min(descriptors_ + mostDescriptorsOfOne, mostDescriptors);
     for (DirectoryEntry entry; descriptors_ < most && reader.next(entry); ++descriptors_) {
       const auto length = ::readlinkat(folder->get(), entry.name.data(), target.data(), target.size());
-      if (length > 0) addPresent(UseKind::openFile, process, {target.data(), static_cast<std::size_t>(length)});
+      if (length > 0) addOpened(process, {target.data(), static_cast<std::size_t>(length)});
     }
+  }
+
+  void addOpened(std::int64_t process, std::string_view target) {
+    constexpr std::string_view socket = "socket:[";
+    if (!target.starts_with(socket)) return addPresent(UseKind::openFile, process, std::string(target));
+    target.remove_prefix(socket.size());
+    const auto bound = sockets_.find(target.substr(0, target.size() - 1));
+    if (bound == sockets_.end() || !pathExists(bound->second)) return;
+    addPresent(UseKind::boundSocket, process, bound->second);
   }
 
   void addMappedFiles(std::int64_t process) {
@@ -277,21 +336,58 @@ class UsageCollector {
   }
 
   /// Skips deleted files that live on only through descriptors: removal does not affect them.
-  void addPresent(UseKind kind, std::int64_t process, std::string path) {
-    if (!path.starts_with('/') || (path.ends_with(deletedMark) && !pathFacts(path))) return;
-    add(kind, process, std::move(path));
+  void addPresent(UseKind kind, std::int64_t process, const std::string& path) {
+    if (!path.starts_with('/')) return;
+    for (std::string& place : placesOf(process, path)) {
+      if (!place.ends_with(deletedMark) || pathExists(place)) addPlace(kind, process, std::move(place));
+    }
   }
 
-  void add(UseKind kind, std::int64_t process, std::string path) {
+  void addPlace(UseKind kind, std::int64_t process, std::string place) {
     if (named_ != process) name_ = programName(process);
     named_ = process;
-    snapshot_.add({kind, process, name_, std::move(path)});
+    snapshot_.add({kind, process, name_, std::move(place)});
+  }
+
+  /// Returns the path as that process's namespace has it, and all its paths in ours.
+  std::vector<std::string> placesOf(std::int64_t process, const std::string& path) {
+    std::vector<std::string> places = aliasesOf(process).of(path);
+    places.push_back(path);
+    return places;
+  }
+
+  const MountAliases& aliasesOf(std::int64_t process) {
+    if (aliased_ == process) return *aliases_;
+    aliased_ = process;
+    const auto space = processLink(process, "ns/mnt");
+    const auto root = processLink(process, "root");
+    aliases_ = &ownAliases_;
+    if (!space || space == ownSpace_ || !root) return *aliases_;
+    const auto [known, isNew] = foreignAliases_.try_emplace(*space + *root);
+    if (isNew && foreignAliases_.size() <= mostSpaces) known->second = MountAliases(mountsOf(process, *root), mounts_);
+    aliases_ = &known->second;
+    return *aliases_;
+  }
+
+  /// The table is relative to the root folder of the process; links of /proc are not.
+  static std::vector<MountPoint> mountsOf(std::int64_t process, const std::string& root) {
+    const auto text = readFile(fmt::format("/proc/{}/mountinfo", process), mostMountBytes);
+    auto mounts = text ? parseMountInfo(*text) : std::vector<MountPoint>{};
+    for (MountPoint& mount : mounts) mount.path = standardizedPath(root + mount.path);
+    return mounts;
   }
 
   UsageSnapshot snapshot_;
   const std::int64_t self_ = ::getpid();
   const std::set<std::int64_t> ours_ = ownLine();  // this process and its ancestors
-  const std::vector<std::int64_t> processes_ = runningProcesses();
+  std::vector<std::int64_t> processes_ = runningProcesses();
+  const std::map<std::string, std::string, std::less<>> sockets_ = boundSockets();
+  const std::vector<MountPoint> mounts_ = mountPoints();
+  const MountAliases ownAliases_{mounts_, mounts_};
+  const std::optional<std::string> ownSpace_ = processLink(self_, "ns/mnt");
+  std::map<std::string, MountAliases> foreignAliases_;  // by namespace and root folder
+  std::int64_t aliased_ = 0;                            // the process of `aliases_`
+  const MountAliases* aliases_ = &ownAliases_;
   std::size_t descriptors_ = 0;
   std::size_t mapBytes_ = 0;
   std::int64_t named_ = 0;  // the process of `name_`

@@ -27,6 +27,7 @@ std::string described(const PlaceUse& use, const std::string& place) {
     case UseKind::argument:
       return fmt::format("{} was started with {}", user, path);
     case UseKind::workingFolder:
+    case UseKind::pipelineFolder:
       return fmt::format("{} works in {}", user, use.path == place ? "it" : path);
     case UseKind::rootFolder:
       return fmt::format("{} has its root folder in {}", user, use.path == place ? "it" : path);
@@ -34,6 +35,8 @@ std::string described(const PlaceUse& use, const std::string& place) {
       return fmt::format("{} has mapped {}", user, path);
     case UseKind::openFile:
       return fmt::format("{} has opened {}", user, path);
+    case UseKind::boundSocket:
+      return fmt::format("{} listens on {}", user, path);
   }
   return user;
 }

@@ -3,6 +3,7 @@
 
 #include "core/base/json_fields.h"
 #include "core/platform/host.h"
+#include "core/platform/mount_aliases.h"
 #include "core/platform/mount_table.h"
 #include "core/platform/volume_space.h"
 #include "tests/support/message_of.h"
@@ -20,11 +21,19 @@ TEST(MountTable, ReadsTheKernelsTextAndPassesOverTheRest) {
       "26 22 8:3 - ext4 /dev/x rw\n"
       "\n"
       "27 22 8:4 / /cut\\04 rw - xfs");
-  EXPECT_EQ(mounts, (std::vector<MountPoint>{{"/", "ext4", "8:2"},
-                                             {"/mnt/two words\ttab\nline\\back", "fuse.sshfs", "8:17"},
-                                             {"/mnt/no\\optional\\08\\", "ext4", "8:2"},
-                                             {"/cut\\04", "xfs", "8:4"}}));
+  EXPECT_EQ(mounts, (std::vector<MountPoint>{{"/", "ext4", "8:2", "/"},
+                                             {"/mnt/two words\ttab\nline\\back", "fuse.sshfs", "8:17", "/a b"},
+                                             {"/mnt/no\\optional\\08\\", "ext4", "8:2", "/x"},
+                                             {"/cut\\04", "xfs", "8:4", "/"}}));
   EXPECT_TRUE(parseMountInfo("").empty());
+  const auto container = parseMountInfo(
+      "40 1 0:50 / / rw - overlay overlay rw\n41 40 8:2 /home/me/p /work rw - ext4 /dev/sda2 rw\n"
+      "42 40 8:17 / /data rw - ext4 /dev/sdb1 rw");
+  const MountAliases aliases(container, mounts);
+  EXPECT_EQ(aliases.of("/work/a/b"), std::vector<std::string>{"/home/me/p/a/b"});
+  EXPECT_EQ(aliases.of("/data/a b/c"), std::vector<std::string>{"/mnt/two words\ttab\nline\\back/c"});
+  EXPECT_EQ(MountAliases(mounts, mounts).of("/x/y"), std::vector<std::string>{"/mnt/no\\optional\\08\\/y"});
+  for (const char* path : {"/work-2/a", "/data/a", "/a b/c"}) EXPECT_TRUE(aliases.of(path).empty()) << path;
   for (const char* type : {"proc", "sysfs", "cgroup2", "devpts", "devtmpfs", "tracefs", "fuse.gvfsd-fuse"})
     EXPECT_TRUE(isPseudoFileSystem(type)) << type;
   for (const char* type : {"", "ext4", "btrfs", "zfs", "tmpfs", "overlay", "nfs4", "fuse.sshfs", "apfs", "procfs2"})

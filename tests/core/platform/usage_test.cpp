@@ -2,9 +2,13 @@
 #include "core/platform/usage.h"
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -149,6 +153,98 @@ TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
     const bool isWorker = use->kind == UseKind::program || use->kind == UseKind::argument;
     EXPECT_EQ(usage.workerIn(tree_.path("place")).has_value(), isWorker) << i;
   }
+}
+
+TEST_F(Usage, ShowsWhoListensOnASocketInAFolder) {
+  const std::string name = tree_.path("place/inner/socket");
+  const OtherProcess other([&] {
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    name.copy(static_cast<char*>(address.sun_path), sizeof(address.sun_path) - 1);
+    const int server = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    EXPECT_EQ(::bind(server, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    EXPECT_EQ(::listen(server, 1), 0);
+  });
+  EXPECT_EQ(UsageSnapshot::take().userOf(tree_.path("place"))->kind, UseKind::boundSocket);
+  EXPECT_EQ(UsageSnapshot::take().userOf(tree_.path("place"))->path, name);
+  std::filesystem::remove(name);
+  EXPECT_FALSE(UsageSnapshot::take().userOf(tree_.path("place")));
+}
+
+TEST_F(Usage, ShowsWhoSeesAFolderThroughAnotherMount) {
+  const std::string server = tree_.path("place/inner/server");
+  std::filesystem::copy_file("/bin/sleep", server);
+  tree_.makeFolder("elsewhere");
+  bool isMounted = false;
+  std::array<int, 2> told{};
+  ASSERT_EQ(::pipe2(told.data(), O_CLOEXEC), 0);
+  const OtherProcess other([&] {
+    isMounted = (::geteuid() == 0 || ::unshare(CLONE_NEWUSER) == 0) && ::unshare(CLONE_NEWNS) == 0 &&
+                ::mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                ::mount(tree_.path("place").c_str(), tree_.path("elsewhere").c_str(), nullptr, MS_BIND, nullptr) == 0;
+    ::write(told[1], &isMounted, 1);
+    if (isMounted) start({tree_.path("elsewhere/inner/server"), "100"});
+  });
+  ASSERT_EQ(::read(told[0], &isMounted, 1), 1);
+  if (!isMounted) GTEST_SKIP() << "no mount namespaces here";
+  const auto use = UsageSnapshot::take().workerIn(tree_.path("place"));
+  ASSERT_TRUE(use);
+  EXPECT_EQ(std::pair(use->kind, use->path), std::pair(UseKind::program, server));
+}
+
+TEST_F(Usage, LeavesOutDeletedFilesOwnGitAndWhereThePipelineWorks) {
+  const std::string git = tree_.path("git");
+  std::filesystem::copy_file("/bin/sleep", git);
+  const pid_t group = ::getpgrp();
+  const auto join = [&](bool byPipe) {  // the group, from the folder
+    std::array<int, 2> ready{};
+    std::array<int, 2> input{};
+    if (::pipe(ready.data()) != 0 || ::pipe(input.data()) != 0) return;
+    if (::fork() == 0) {
+      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+      ::chdir(tree_.path("place/inner").c_str());
+      ::setpgid(0, group);
+      ::dup2(byPipe ? input[0] : ::open("/dev/null", O_RDONLY), STDIN_FILENO);
+      ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
+      ::write(ready[1], "x", 1);
+      ::pause();
+    }
+    char byte = 0;
+    ::read(ready[0], &byte, 1);
+  };
+  struct Case {
+    std::function<void()> act;
+    std::optional<UseKind> seen;
+    bool isWorker;
+  };
+  const std::vector<Case> cases{{[&] {
+                                   ::flock(::open(file_.c_str(), O_RDWR), LOCK_EX);
+                                   ::unlink(file_.c_str());
+                                   tree_.writeFile("place/inner/lock");
+                                 },
+                                 {},
+                                 false},
+                                {[&] {
+                                   tree_.makeFolder("place/gone");
+                                   ::chdir(tree_.path("place/gone").c_str());
+                                   ::rmdir(tree_.path("place/gone").c_str());
+                                 },
+                                 {},
+                                 false},
+                                {[&] { join(true); }, UseKind::pipelineFolder, false},
+                                {[&] { join(false); }, UseKind::workingFolder, true}};
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    const OtherProcess other(cases[i].act);
+    const auto usage = UsageSnapshot::take();
+    const auto use = usage.userOf(tree_.path("place"));
+    EXPECT_EQ(use ? std::optional(use->kind) : std::nullopt, cases[i].seen) << i;
+    EXPECT_EQ(usage.workerIn(tree_.path("place")).has_value(), cases[i].isWorker) << i;
+  }
+  const OtherProcess other([&] {
+    ::chdir(tree_.path("place").c_str());
+    start({git, "100"});
+    ::chdir("/");
+  });
+  EXPECT_FALSE(UsageSnapshot::take().userOf(tree_.path("place")));
 }
 
 }  // namespace
