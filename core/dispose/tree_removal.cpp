@@ -61,7 +61,7 @@ class RemovalRound {
     finish(visit.context());
   }
 
-  void couldNotOpen(const Context& context, std::error_code reason) {
+  void couldNotOpen(const Context& context, std::error_code reason, const UnopenedFolder&) {
     // Adds rwx for the owner; the next round tries again. That round also handles entries that became a file or link.
     if (isForbidden(reason) && context->parent) {
       const auto granted = context->parent->node->withDescriptor(

@@ -25,7 +25,7 @@ struct FoundArtifact {
   /// Device and inode of what was measured at the path; absent for targets of tools.
   std::optional<FileIdentity> identity = {};
 
-  /// Folders inside that hold ".git", in byte order. Only the walk looks for them.
+  /// Folders inside that hold ".git", in byte order; outside projects the folder itself as well.
   std::vector<std::string> repositories = {};
 
   bool isOfProject() const { return finding.source == ArtifactSource::projectWalk; }

@@ -35,14 +35,16 @@ struct Artifact {
   std::optional<RuleMatch> match;  // absent for an interrupted removal
   Measurement measurement;
   std::atomic<bool> opened{false};
-  std::optional<FileIdentity> identity;   // written by the first visit, before any other begins
-  std::vector<std::string> repositories;  // guarded by the visitor's mutex
-  std::atomic<bool> vanished{false};      // before it was opened
+  std::optional<FileIdentity> identity;  // written by the first visit, before any other begins
+  std::atomic<bool> vanished{false};     // before it was opened
 };
 
 struct WalkContext {
   const WalkFilter::Place* place = nullptr;  // this folder in the filter's tree
   Artifact* artifact = nullptr;              // artefact being measured; null on the walk
+  bool isCounted = true;                     // false in a bundle package inside an artefact
+
+  Measurement::Position position() const { return {place, isCounted}; }
 };
 
 ScanArtifactFinding makeFinding(const Artifact& artifact) {
@@ -88,7 +90,7 @@ class WalkVisitor {
   }
 
   /// An unreadable folder adds nothing to its artefact; a vanished artefact is not reported.
-  void couldNotOpen(const WalkContext& context, std::error_code failure) {
+  void couldNotOpen(const WalkContext& context, std::error_code failure, const UnopenedFolder& folder) {
     const bool forbidden = isForbidden(failure);
     if (forbidden) {
       ++unreadableFolders_;
@@ -99,7 +101,7 @@ class WalkVisitor {
     }
     if (context.artifact == nullptr) return;
     Artifact& artifact = *context.artifact;
-    artifact.measurement.couldNotOpen(failure, context.place);
+    artifact.measurement.couldNotOpen(failure, folder, context.position());
     if (isNoLongerThere(failure) && !artifact.opened) artifact.vanished = true;
     // Nothing of it was opened, so take the identity by path.
     if (forbidden && !artifact.opened) identify(artifact, pathFacts(artifact.path));
@@ -222,18 +224,10 @@ class WalkVisitor {
 
   /// Mounts inside an artefact do not count: removing it would not free their space.
   void measure(Visit& folder, Artifact& artifact) {
-    const WalkFilter::Place* place = folder.context().place;
-    const auto descend = [&](auto name, auto* subplace) { folder.descend(name, {subplace, &artifact}); };
-    const FolderNode& node = *folder.node();
-    if (artifact.measurement.measure(folder.reader(), node, place, descend)) {
-      addRepository(node.path(), artifact);
-    }
-  }
-
-  void addRepository(std::string path, Artifact& artifact) {
-    if (path == artifact.path) return;
-    const std::lock_guard lock(mutex_);
-    artifact.repositories.push_back(std::move(path));
+    artifact.measurement.measure(folder.reader(), *folder.node(), folder.context().position(),
+                                 [&](auto name, const auto& below) {
+                                   folder.descend(name, {below.place, &artifact, below.isCounted});
+                                 });
   }
 
   void walkInto(Visit& folder, std::string_view name) {
@@ -290,13 +284,14 @@ class WalkVisitor {
     }
   }
 
-  /// Takes the repositories out of the artefact, whose measurement is complete.
-  FoundArtifact foundAs(Artifact& artifact) const {
-    std::sort(artifact.repositories.begin(), artifact.repositories.end());
+  /// The measurement is complete. What git tracks is asked about an artefact that is a repository itself.
+  FoundArtifact foundAs(const Artifact& artifact) const {
+    auto repositories = artifact.measurement.repositories();
+    if (!repositories.empty() && repositories.front() == artifact.path) repositories.erase(repositories.begin());
     return {.finding = makeFinding(artifact),
             .place = joinedPath(realRoot_, pathBelow(artifact.path, request_.root)),
             .identity = artifact.identity,
-            .repositories = std::move(artifact.repositories)};
+            .repositories = std::move(repositories)};
   }
 
   void publishPath(const FolderNode& node) {

@@ -31,7 +31,7 @@ struct SizeTarget {
 };
 
 struct SizeContext {
-  const WalkFilter::Place* place = nullptr;
+  Measurement::Position position;
   SizeTarget* target = nullptr;
 };
 
@@ -39,21 +39,21 @@ struct SizeVisitor {
   using Traversal = FolderTraversal<SizeContext, SizeVisitor>;
 
   void visit(Traversal::Visit& folder) {
-    const auto [place, target] = folder.context();
+    const auto [position, target] = folder.context();
     if (!target->opened.exchange(true)) {
       if (const auto facts = descriptorFacts(folder.node()->descriptor())) target->identity = facts->identity;
     }
-    target->measurement.measure(folder.reader(), *folder.node(), place,
-                                [&folder, owner = target](auto name, auto* subplace) {
-                                  folder.descend(name, {subplace, owner});
+    target->measurement.measure(folder.reader(), *folder.node(), position,
+                                [&folder, owner = target](auto name, const auto& below) {
+                                  folder.descend(name, {below, owner});
                                 });
     finish(target);
   }
 
-  void couldNotOpen(const SizeContext& context, std::error_code failure) {
-    // A root that cannot be opened counts as empty, unless it is unreadable and something below it must stay.
+  void couldNotOpen(const SizeContext& context, std::error_code failure, const UnopenedFolder& folder) {
+    // A root that cannot be opened counts as empty.
     if (context.target->opened || isForbidden(failure)) {
-      context.target->measurement.couldNotOpen(failure, context.place);
+      context.target->measurement.couldNotOpen(failure, folder, context.position);
     }
     finish(context.target);
   }
@@ -89,7 +89,7 @@ std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(co
   {
     SizeVisitor::Traversal traversal(visitor, options.workers == 0 ? defaultScanWorkers() : options.workers);
     for (std::size_t i = 0; i < folders.size(); ++i) {
-      traversal.addRoot(folders[i].path, {filter.placeOf(realPathOrSame(folders[i].path)), &targets[i]});
+      traversal.addRoot(folders[i].path, {{filter.placeOf(realPathOrSame(folders[i].path))}, &targets[i]});
     }
     const auto started = std::chrono::steady_clock::now();
     // A zero limit or early cancellation reliably yields no size, since run() polls before any reading.
@@ -101,8 +101,8 @@ std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(co
   std::vector<Size> sizes;
   for (const SizeTarget& target : targets) {
     const bool known = target.complete && !target.measurement.hasFailed();
-    sizes.push_back(
-        {known ? std::optional(target.measurement.bytes()) : std::nullopt, target.measurement.kept(), target.identity});
+    sizes.push_back({known ? std::optional(target.measurement.bytes()) : std::nullopt, target.measurement.kept(),
+                     target.identity, target.measurement.repositories()});
   }
   return sizes;
 }

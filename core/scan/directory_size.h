@@ -25,7 +25,7 @@ struct TidraDirectorySizeReader {
   struct Folder {
     std::string path;
     bool enterBundles = false;  // count the contents of bundle packages, too
-    bool isTrash = false;       // everything in it is removed on emptying, nested stores included
+    bool isTrash = false;       // everything in it is removed on emptying, nested stores and keep files included
   };
 
   struct Options {
@@ -41,6 +41,7 @@ struct TidraDirectorySizeReader {
     std::optional<std::uint64_t> bytes;         // absent when not finished
     std::optional<KeptInside> kept;             // first entry found that must stay
     std::optional<FileIdentity> identity = {};  // of the folder that was read; absent when not opened
+    std::vector<std::string> repositories{};    // folders that hold ".git", in byte order; none in a trash
   };
 
   /// As read(), for several folders in parallel; results in the same order.

@@ -23,6 +23,7 @@
 
 #include "core/base/joining_thread.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
 #include "core/platform/spare_threads.h"
 #include "core/scan/folder_node.h"
 
@@ -31,9 +32,17 @@ namespace tidra {
 /// The default number of workers, measured with warm and cold caches.
 unsigned defaultScanWorkers();
 
+/// A folder that could not be opened.
+struct UnopenedFolder {
+  const FolderNode* parent;  // null for a first folder
+  const std::string& name;   // one component; the whole path for a first folder
+
+  std::string path() const { return parent == nullptr ? name : joinedPath(parent->path(), name); }
+};
+
 /// `Context` is what a folder hands to its subfolders, by value. `Visitor` has, called from any worker at any time:
 ///   void visit(Visit&)                                     reads one folder and names the subfolders to visit
-///   void couldNotOpen(const Context&, std::error_code)     the folder vanished or must not be read
+///   void couldNotOpen(const Context&, std::error_code, const UnopenedFolder&)   it vanished or must not be read
 template <class Context, class Visitor>
 class FolderTraversal {
  public:
@@ -188,7 +197,7 @@ class FolderTraversal {
   void visit(unsigned self, Task& task, DirectoryReader& reader) {
     const bool anchored = static_cast<bool>(task.opened);
     auto opened = open(task);
-    if (!opened) return visitor_.couldNotOpen(task.context, opened.failure());
+    if (!opened) return visitor_.couldNotOpen(task.context, opened.failure(), {task.parent.get(), task.name});
     auto node = std::make_shared<FolderNode>(std::move(task.parent), std::move(task.name), std::move(*opened));
     if (anchored) node->holdDescriptor();
     Visit visit(std::move(node), std::move(task.context), reader, self);

@@ -17,6 +17,8 @@ std::string_view described(KeptInside::Why why) {
     case KeptInside::Why::trash:
       return describedStore(StoreKind::trash);
     case KeptInside::Why::quarantine:
+    case KeptInside::Why::keepFile:
+    case KeptInside::Why::unreadable:
       break;
   }
   return describedStore(StoreKind::quarantine);
@@ -25,7 +27,10 @@ std::string_view described(KeptInside::Why why) {
 }  // namespace
 
 std::string KeptInside::reason(const TidraPathResolver& resolver) const {
-  return fmt::format("holds {}, which is {}", escapedForTerminal(resolver.displayPath(path)), described(why));
+  const std::string shown = escapedForTerminal(resolver.displayPath(path));
+  if (why == Why::keepFile) return fmt::format("is kept by {}", shown);
+  if (why == Why::unreadable) return fmt::format("has contents that cannot be read ({})", shown);
+  return fmt::format("holds {}, which is {}", shown, described(why));
 }
 
 }  // namespace tidra

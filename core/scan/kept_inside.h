@@ -10,7 +10,9 @@
 namespace tidra {
 
 struct KeptInside {
-  enum class Why { excluded, neverRemoved, trash, quarantine };
+  enum class Why { excluded, neverRemoved, trash, quarantine, keepFile, unreadable };
+
+  static constexpr const char* keepFile = ".tidra-keep";
 
   std::string path;  // absolute path of the entry that must stay
   Why why = Why::excluded;
@@ -19,7 +21,8 @@ struct KeptInside {
     return {std::move(path), kind == StoreKind::trash ? Why::trash : Why::quarantine};
   }
 
-  /// Returns the rest of a sentence after the folder's path: "holds ~/p/build/keep, which is excluded".
+  /// Returns the rest of a sentence after the folder's path: "holds ~/p/build/keep, which is excluded",
+  /// "is kept by ~/p/build/x/.tidra-keep".
   std::string reason(const TidraPathResolver& resolver) const;
 
   bool operator==(const KeptInside&) const = default;

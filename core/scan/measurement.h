@@ -1,29 +1,34 @@
 // Measures one folder with several workers, and collects what must stay in it.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cassert>
 #include <cstdint>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "core/base/quantities.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
+#include "core/scan/folder_traversal.h"
 #include "core/scan/kept_inside.h"
 #include "core/scan/walk_filter.h"
 
 namespace tidra {
 
 /// Sums the apparent sizes of all regular files below a folder. Does not follow symbolic links, counts hard links once
-/// each, enters bundle packages only on request and mounts never.
+/// each, counts the contents of bundle packages only on request, and enters mounts never.
 class Measurement {
  public:
   struct Options {
     bool enterBundles = false;
-    bool isTrash = false;  // everything in it is removed on emptying, nested stores included
+    bool isTrash = false;  // everything in it is removed on emptying, but for exclusions
   };
 
   /// The filter contains mounts and exclusions; it must outlive this.
@@ -43,12 +48,28 @@ class Measurement {
     return kept_;
   }
 
-  /// Reads one folder; calls `descend(name, subplace)` for each subfolder to measure. `place` is the folder in the
-  /// filter's tree, null if the tree has nothing below it. Returns whether the folder contains ".git", a folder or the
-  /// file of a linked worktree.
+  /// Returns the folders that contain ".git", a folder or the file of a linked worktree, in byte order; none in a
+  /// trash. Valid after the measurement.
+  std::vector<std::string> repositories() const {
+    const std::lock_guard lock(mutex_);
+    auto sorted = repositories_;
+    std::sort(sorted.begin(), sorted.end());
+    return sorted;
+  }
+
+  /// A folder to measure.
+  struct Position {
+    const WalkFilter::Place* place = nullptr;  // in the filter's tree; null if the tree has nothing below it
+    bool isCounted = true;                     // false in a bundle package, which is only searched for what must stay
+  };
+
+  /// Reads one folder, the first folder first; calls `descend(name, position)` for each subfolder to measure.
   template <class Descend>
-  bool measure(DirectoryReader& reader, const FolderNode& node, const WalkFilter::Place* place, Descend descend) {
+  void measure(DirectoryReader& reader, const FolderNode& node, const Position& position, Descend descend) {
     const int descriptor = node.descriptor();
+    const WalkFilter::Place* const place = position.place;
+    const bool isFirst = !begun_.load(std::memory_order_relaxed);
+    if (isFirst) begun_ = true;
     const FolderFilter filter(filter_, place, node);
     const bool mayKeep = filter.mayKeep();
     std::optional<FolderFilter> kept;
@@ -56,13 +77,15 @@ class Measurement {
     StoreSigns signs;
     std::uint64_t bytes = 0;
     bool holdsGit = false;
+    bool holdsKeepFile = false;
     reader.start(descriptor);
     for (DirectoryEntry entry; reader.next(entry);) {
       holdsGit = holdsGit || entry.name == ".git";
+      holdsKeepFile = holdsKeepFile || entry.name == KeptInside::keepFile;
       signs.note(entry);
       if (mayKeep && filter.keeps(entry.name)) meet({joinedPath(node.path(), entry.name), KeptInside::Why::excluded});
       if (kept && kept->bars(entry.name)) meet({joinedPath(node.path(), entry.name), KeptInside::Why::neverRemoved});
-      if (entry.type == EntryType::regularFile) {
+      if (entry.type == EntryType::regularFile && position.isCounted) {
         const auto size = fileSize(descriptor, entry.name.data());
         if (size) {
           bytes = saturatedSum(bytes, *size);
@@ -73,24 +96,27 @@ class Measurement {
         const auto* subplace = WalkFilter::childPlace(place, entry.name);
         if (subplace != nullptr && subplace->mounted) continue;
         lookForStore(entry.name, node, subplace);
-        if (!belongs(entry.name) && (subplace == nullptr || !subplace->leadsToKept)) continue;
         ++pending_;
-        descend(entry.name, subplace);
+        descend(entry.name, Position{subplace, position.isCounted && belongs(entry.name)});
       }
     }
     if (const auto kind = signs.kind(descriptor)) meetStore(node.path(), *kind);
+    if (holdsGit) meetRepository(node.path());
+    // Whoever removes asks about the first folder's own keep file, which --force lifts.
+    if (holdsKeepFile && !isFirst) meetKeepFile(node);
     if (const auto failure = reader.failure(); failure && !isNoLongerThere(failure)) fail();
     std::uint64_t before = bytes_;
     while (!bytes_.compare_exchange_weak(before, saturatedSum(before, bytes))) {
     }
-    return holdsGit;
   }
 
-  /// Handles a folder that could not be opened. A vanished one adds nothing; an unreadable one neither, unless
-  /// something below it must stay. Any other failure makes the size unknown.
-  void couldNotOpen(std::error_code failure, const WalkFilter::Place* place) {
+  /// Handles a folder that could not be opened. A vanished one adds nothing. An unreadable one neither, but must stay:
+  /// it may contain what must, and its owner's removal would open it. Any other failure makes the size unknown.
+  void couldNotOpen(std::error_code failure, const UnopenedFolder& folder, const Position& position) {
     if (isNoLongerThere(failure)) return;
-    if (!isForbidden(failure) || (place != nullptr && place->leadsToKept)) fail();
+    const bool leadsToKept = position.place != nullptr && position.place->leadsToKept;
+    if (!isForbidden(failure) || (options_.isTrash && leadsToKept)) return fail();
+    if (!options_.isTrash) meet({folder.path(), KeptInside::Why::unreadable});
   }
 
   /// Counts a finished or unopened folder; returns true for the last one.
@@ -111,6 +137,20 @@ class Measurement {
     if (!options_.isTrash) meet(KeptInside::store(std::move(path), kind));
   }
 
+  void meetRepository(std::string path) {
+    if (options_.isTrash) return;
+    const std::lock_guard lock(mutex_);
+    repositories_.push_back(std::move(path));
+  }
+
+  void meetKeepFile(const FolderNode& folder) {
+    if (options_.isTrash) return;
+    const auto file = entryFacts(folder.descriptor(), KeptInside::keepFile);
+    const auto holder = file ? descriptorFacts(folder.descriptor()) : file.failure();
+    if (!holder || isPlanted(*file, *holder)) return;
+    meet({joinedPath(folder.path(), KeptInside::keepFile), KeptInside::Why::keepFile});
+  }
+
   /// Workers race; keeping the smallest path makes the result deterministic.
   void meet(KeptInside kept) {
     const std::lock_guard lock(mutex_);
@@ -121,9 +161,11 @@ class Measurement {
   const Options options_;
   std::atomic<std::uint64_t> bytes_{0};
   std::atomic<std::int64_t> pending_{1};  // 1: the measured folder itself
+  std::atomic<bool> begun_{false};
   std::atomic<bool> failed_{false};
-  mutable std::mutex mutex_;  // guards kept_
+  mutable std::mutex mutex_;  // guards what follows
   std::optional<KeptInside> kept_;
+  std::vector<std::string> repositories_;
 };
 
 }  // namespace tidra

@@ -258,11 +258,11 @@ void SystemArtifactScanner::measure(std::vector<Kept>& items) {
     folders.push_back(*items[i].measured);
   }
   if (folders.empty()) return;
-  const auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
-                                                                 .mounts = request_.mounts,
-                                                                 .exclusions = request_.exclusions,
-                                                                 .stores = request_.stores,
-                                                                 .shouldCancel = request_.shouldCancel});
+  auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
+                                                           .mounts = request_.mounts,
+                                                           .exclusions = request_.exclusions,
+                                                           .stores = request_.stores,
+                                                           .shouldCancel = request_.shouldCancel});
   std::vector<char> isLeftOut(items.size(), 0);
   for (std::size_t i = 0; i < measured.size(); ++i) {
     FoundArtifact& found = items[measured[i]].found;
@@ -271,6 +271,7 @@ void SystemArtifactScanner::measure(std::vector<Kept>& items) {
     // The folder of a tool's item is not what is removed, so it has no identity.
     if (folders[i].path == finding.path) found.identity = sizes[i].identity;
     isLeftOut[measured[i]] = !sizes[i].bytes || sizes[i].kept ? 1 : 0;
+    found.repositories = std::move(sizes[i].repositories);
     if (sizes[i].kept) withheld_.push_back({finding.path, *sizes[i].kept});
   }
   std::size_t index = 0;

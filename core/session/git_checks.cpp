@@ -1,10 +1,33 @@
 #include "core/session/git_checks.h"
 
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <string>
 
+#include "core/platform/path_text.h"
+#include "core/scan/exclusion_filter.h"
+
 namespace tidra {
+namespace {
+
+/// Places of a rule where its tool clones and adds untracked files of its own, relative to the finding.
+struct ToolClones {
+  const char* rule;
+  const char* pattern;  // "*" also matches "/"
+};
+constexpr std::array toolClones{
+    ToolClones{"cargo-registry", "index/*"},
+    ToolClones{"uv-cache", "git-v*/checkouts/*"},
+};
+
+bool isClonedByTool(const ScanArtifactFinding& finding, const std::string& repository) {
+  return std::any_of(toolClones.begin(), toolClones.end(), [&](const ToolClones& clones) {
+    return finding.ruleID == clones.rule && globMatches(joinedPath(finding.path, clones.pattern), repository.c_str());
+  });
+}
+
+}  // namespace
 
 std::size_t raiseTracked(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git) {
   std::vector<std::string> folders;
@@ -27,23 +50,36 @@ std::size_t raiseTracked(const std::vector<FoundArtifact*>& findings, const Tidr
 }
 
 bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git) {
+  // A few milliseconds for each.
+  constexpr std::size_t mostPerFinding = 1000;
   std::vector<ScanArtifactFinding*> holders;
   std::vector<std::string> repositories;
+  bool all = true;
   for (FoundArtifact* found : findings) {
-    holders.insert(holders.end(), found->repositories.size(), &found->finding);
-    repositories.insert(repositories.end(), found->repositories.begin(), found->repositories.end());
+    std::size_t asked = 0;
+    for (const std::string& repository : found->repositories) {
+      if (isClonedByTool(found->finding, repository)) continue;
+      if (asked++ == mostPerFinding) {
+        found->finding.safetyTier = std::max(found->finding.safetyTier, ArtifactSafetyTier::caution);
+        all = false;
+        break;
+      }
+      holders.push_back(&found->finding);
+      repositories.push_back(repository);
+    }
   }
-  if (repositories.empty()) return true;
+  if (repositories.empty()) return all;
   const auto answers = git.holdOwnWork(repositories);
   for (std::size_t i = 0; i < repositories.size(); ++i) {
     ScanArtifactFinding& holder = *holders[i];
     if (!answers[i]) holder.safetyTier = std::max(holder.safetyTier, ArtifactSafetyTier::caution);
     if (!answers[i].value_or(false)) continue;
     holder.safetyTier = ArtifactSafetyTier::warning;
-    holder.restoreHint =
-        "Holds work that is in no remote repository: " + repositories[i].substr(holder.path.size() + 1);
+    holder.restoreHint = "Holds work that is in no remote repository";
+    const bool isInside = repositories[i] != holder.path && isSameOrInside(repositories[i], holder.path);
+    if (isInside) *holder.restoreHint += ": " + std::string(pathBelow(repositories[i], holder.path));
   }
-  return std::find(answers.begin(), answers.end(), std::nullopt) == answers.end();
+  return all && std::find(answers.begin(), answers.end(), std::nullopt) == answers.end();
 }
 
 }  // namespace tidra

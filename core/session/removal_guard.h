@@ -7,13 +7,14 @@
 
 #include "core/platform/path_resolver.h"
 #include "core/platform/usage.h"
+#include "core/scan/kept_inside.h"
 #include "core/scan/repository_finder.h"
 
 namespace tidra {
 
 class RemovalGuard {
  public:
-  static constexpr const char* keepFile = ".tidra-keep";
+  static constexpr const char* keepFile = KeptInside::keepFile;
 
   explicit RemovalGuard(const TidraPathResolver& resolver);
 

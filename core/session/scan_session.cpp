@@ -250,7 +250,7 @@ class ScanSession {
     if (leftovers.empty()) return;
     std::vector<TidraDirectorySizeReader::Folder> folders;
     for (const auto& leftover : leftovers) folders.push_back({.path = leftover.finding.path, .enterBundles = true});
-    const auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
+    auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
                                                                    .exclusions = request_.exclusions,
                                                                    .stores = stores_,
                                                                    .shouldCancel = [this] { return shouldCancel(); }});
@@ -258,6 +258,7 @@ class ScanSession {
       FoundArtifact& leftover = leftovers[i];
       leftover.finding.sizeBytes = sizes[i].bytes.value_or(0);
       leftover.identity = sizes[i].identity;
+      leftover.repositories = std::move(sizes[i].repositories);
       if (sizes[i].kept) withhold({{leftover.finding.path, *sizes[i].kept}});
       if (!sizes[i].kept) outcome_.findings.push_back(std::move(leftover));
     }

@@ -85,6 +85,8 @@ TEST(DirectorySize, MeetsWhatMustStay) {
               "home/.local/share/Trash/files/f ;  => home/.local/share/Trash | "
               "a/T/files/f a/T/info/f.trashinfo ;  => a/T | a/.tidra-quarantine/f ;  => a/.tidra-quarantine | "
               "a/q/1-x/f a/q/1-x.tidra.json ;  => a/q | "
+              ".tidra-keep b/.tidra-keep a/X.app/.tidra-keep ;  => a/X.app/.tidra-keep | "
+              "a/X.app/b/f.keep ; never:*.keep => a/X.app/b/f.keep | "
               "a/q/1-x.tidra.json a/q/.tidra.json a/q/y/z.tidra.json/f a/q/y/z/f ;  => ")) {
     const auto semicolon = place.find(';');
     const Texts entries = wordsOf(place.substr(0, semicolon));

@@ -122,7 +122,7 @@ class PlainWalk {
     return std::any_of(fs::directory_iterator(folder), fs::directory_iterator{}, [&](const auto& entry) {
       if (request_.exclusionFilter.isExcluded(entry.path().native())) return true;
       const bool isEntered = entry.symlink_status().type() == fs::file_type::directory;
-      return isEntered && entry.path().extension() != ".app" && holdsExcluded(entry.path());
+      return isEntered && holdsExcluded(entry.path());
     });
   }
 

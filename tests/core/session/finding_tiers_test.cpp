@@ -65,7 +65,25 @@ TEST_F(CleanupSession, WorkInARepositoryInsideIsNoSafeFinding) {
   for (const auto& [project, tier] : expected) EXPECT_EQ(found.at(project + "/node_modules"), tier) << project;
 }
 
-TEST_F(CleanupSession, ARepositoryInsideThatMayNotBeReadIsNoSafeFinding) {
+TEST_F(CleanupSession, WorkInARepositoryOutsideProjectsIsNoSafeFinding) {
+  makeRepository("origin");
+  auto asked = everywhere();
+  asked.catalog.systemRules[0].id = "uv-cache";
+  const auto found = [&] { return runScan(asked).findings.at(0).finding; };
+  // A tool's own clone, with the tool's mark in it, is none of anybody's work.
+  const std::string checkout = "home/.cache/mine/git-v0/checkouts/1/2";
+  git(tree_.root(), {"clone", "-q", tree_.path("origin"), tree_.path(checkout)});
+  tree_.writeFile(checkout + "/.ok");
+  EXPECT_EQ(found().safetyTier, ArtifactSafetyTier::safe);
+  makeRepository("home/.cache/mine/lib");
+  EXPECT_EQ(found().restoreHint, "Holds work that is in no remote repository: lib");
+  EXPECT_EQ(found().safetyTier, ArtifactSafetyTier::warning);
+  std::filesystem::remove_all(tree_.path("home/.cache/mine/lib"));
+  makeRepository("home/.cache/mine");
+  EXPECT_EQ(found().restoreHint, "Holds work that is in no remote repository");
+}
+
+TEST_F(CleanupSession, ARepositoryInsideThatMayNotBeReadIsNoFinding) {
   const std::string package = "code/p/node_modules/@me/lib";
   tree_.writeFile(package + "/.git/HEAD", "ref: refs/heads/main");
   tree_.setMode(package + "/.git", 0);
