@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <chrono>
+#include <mutex>
 #include <set>
 
 #include "core/base/byte_units.h"
@@ -14,12 +16,12 @@
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/directory_size.h"
+#include "core/scan/git_questions.h"
 
 namespace tidra {
 namespace {
 
 constexpr char fileSeparator = '\x1C';
-constexpr std::int32_t fatal = 128;  // git's exit status for fatal errors
 
 /// Overrides of everything in a repository's configuration that could run a program or read unrelated files.
 constexpr std::array safeSettings{
@@ -30,7 +32,8 @@ constexpr std::array safeSettings{
     "log.showSignature=false", "protocol.allow=never",
     "submodule.recurse=false", "diff.ignoreSubmodules=all",
     "maintenance.auto=false",  "gc.auto=0",
-    "log.mailmap=false",
+    "log.mailmap=false",       "core.preloadIndex=false",
+    "index.threads=1",   // stacks of threads would count as memory
     "safe.directory=*",  // also for repositories of other users, since none of their commands runs
 };
 
@@ -54,6 +57,24 @@ std::optional<std::int64_t> wholeNumber(std::string_view text) {
   const auto [parsed, error] = std::from_chars(text.data(), end, number);
   if (error != std::errc{} || parsed != end) return std::nullopt;
   return number;
+}
+
+bool ranOutOfMemory(const ProcessRunner::Result& result) {
+  if (result.status == 0) return false;
+  constexpr std::array signs{"ut of memory", "Cannot allocate memory", "mmap failed"};
+  return std::any_of(signs.begin(), signs.end(),
+                     [&](const char* sign) { return result.stderr_.find(sign) != std::string::npos; });
+}
+
+/// The turn of a command that needs much memory. Empty when cancelled while waiting.
+std::unique_lock<std::timed_mutex> turnForMuchMemory(const std::function<bool()>& shouldCancel) {
+  static std::timed_mutex turns;
+  constexpr std::chrono::milliseconds betweenLooks{50};
+  std::unique_lock turn(turns, std::defer_lock);
+  while (!turn.try_lock_for(betweenLooks)) {
+    if (shouldCancel && shouldCancel()) break;
+  }
+  return turn;
 }
 
 bool isDirectory(const std::string& path) { return static_cast<bool>(openDirectory(path)); }
@@ -83,14 +104,20 @@ std::optional<ProcessRunner::Result> TidraGitMetadataReader::run(const std::stri
   // With an invalid ".git", git would otherwise use a repository above it.
   Environment environment = environment_;
   environment["GIT_CEILING_DIRECTORIES"] = parentPath(path);
-  return ProcessRunner::run({.executablePath = *git_,
-                             .arguments = std::move(all),
-                             .currentDirectory = path,
-                             .environment = std::move(environment),
-                             .timeoutSeconds = commandTimeoutSeconds,
-                             .dataLimitBytes = commandDataBytes,
-                             .shouldCancel = shouldCancel_,
-                             .isEnough = std::move(isEnough)});
+  ProcessRunner::Command command{.executablePath = *git_,
+                                 .arguments = std::move(all),
+                                 .currentDirectory = path,
+                                 .environment = std::move(environment),
+                                 .timeoutSeconds = commandTimeoutSeconds,
+                                 .dataLimitBytes = usualDataBytes,
+                                 .shouldCancel = shouldCancel_,
+                                 .isEnough = std::move(isEnough)};
+  auto result = ProcessRunner::run(command);
+  if (!result || !ranOutOfMemory(*result)) return result;
+  const auto turn = turnForMuchMemory(shouldCancel_);
+  if (!turn) return std::nullopt;
+  command.dataLimitBytes = commandDataBytes;
+  return ProcessRunner::run(command);
 }
 
 std::optional<std::string> TidraGitMetadataReader::answer(const std::string& path, std::vector<std::string> arguments,
@@ -173,28 +200,41 @@ bool TidraGitMetadataReader::isRepository(const std::string& path) const {
 }
 
 std::optional<TimePoint> TidraGitMetadataReader::lastCommitDate(const std::string& repository) const {
+  if (!git_) return latestCommitDate(repository);
   if (!isRepository(repository)) return std::nullopt;
   // Only the date: a subject may be arbitrarily long.
   const auto result = run(repository, {"log", "-1", "--pretty=format:%ct"});
   const auto seconds = result && result->status == 0 ? wholeNumber(result->stdout_) : std::nullopt;
   if (seconds) return timePointAt(*seconds);
   constexpr std::string_view unborn = "does not have any commits yet";
-  if (result && result->status == fatal && result->stderr_.find(unborn) != std::string::npos) return std::nullopt;
+  if (result && result->status == gitFatal && result->stderr_.find(unborn) != std::string::npos) {
+    const auto gitFolder = gitFolderOf(repository);
+    // With a reflog there were commits: the branch was lost.
+    if (!gitFolder || !pathFacts(reflogOf(*gitFolder))) return std::nullopt;
+  }
   return latestCommitDate(repository);
 }
 
 std::optional<TimePoint> TidraGitMetadataReader::latestCommitDate(const std::string& repository) {
+  const auto gitFolder = gitFolderOf(repository);
+  if (!gitFolder) return folderActivity(joinedPath(repository, ".git"));
+  return std::max(folderActivity(*gitFolder), folderActivity(reflogOf(*gitFolder)));
+}
+
+std::optional<std::string> gitFolderOf(const std::string& repository) {
   const std::string git = joinedPath(repository, ".git");
   const auto facts = followedFacts(git);
   if (!facts) return std::nullopt;
-  if (facts->type == EntryType::directory) return facts->modified;
+  if (facts->type == EntryType::directory) return git;
   constexpr std::size_t longest = 64_KiB;
   constexpr std::string_view key = "gitdir:";
   const auto text = readRegularFile(git, longest);
-  if (!text || !text->starts_with(key)) return facts->modified;
+  if (!text || !text->starts_with(key)) return std::nullopt;
   const std::string folder(trimmed(std::string_view(*text).substr(key.size())));
-  return folderActivity(folder.starts_with('/') ? folder : joinedPath(repository, folder));
+  return folder.starts_with('/') ? folder : joinedPath(repository, folder);
 }
+
+std::string reflogOf(const std::string& gitFolder) { return joinedPath(gitFolder, "logs/HEAD"); }
 
 std::optional<TimePoint> TidraGitMetadataReader::folderActivity(const std::string& path) {
   const auto facts = followedFacts(path);

@@ -42,8 +42,10 @@ class TidraGitMetadataReader {
   };
 
   static constexpr double commandTimeoutSeconds = 8;
-  /// Memory limit against repositories that lead git to an endless file. An index of a million files needs a third of
-  /// it.
+  /// Memory limits against repositories that lead git to an endless file. A command that needs more than the usual
+  /// limit runs again with the larger one, one at a time in this process. An index of a million files needs a third of
+  /// that.
+  static constexpr std::uint64_t usualDataBytes = std::uint64_t{64} << 20U;
   static constexpr std::uint64_t commandDataBytes = std::uint64_t{512} << 20U;
 
   /// `git` is the executable, absent if there is none. `resolver` supplies the environment, which is sanitised. Cheap
@@ -62,11 +64,11 @@ class TidraGitMetadataReader {
   bool isRepository(const std::string& path) const;
 
   /// Returns the committer time of the newest commit on the checked-out branch of a repository; nullopt without
-  /// commits. Falls back to latestCommitDate() when git fails. Runs at most one git command.
+  /// commits. Falls back to latestCommitDate() when git fails or is missing. Runs at most one git command.
   std::optional<TimePoint> lastCommitDate(const std::string& repository) const;
 
-  /// Returns an upper bound of commit dates without git: the mtime of the folder that ".git" is or names, which every
-  /// commit changes. nullopt if there is no such folder.
+  /// Returns an upper bound of commit dates without git: the mtime of the folder that ".git" is or names, or of the
+  /// reflog in it; every commit changes both. nullopt if there is no such folder.
   static std::optional<TimePoint> latestCommitDate(const std::string& repository);
 
   /// Returns the mtime of the project folder, following symbolic links; nullopt if unreadable.
@@ -78,13 +80,14 @@ class TidraGitMetadataReader {
     std::set<std::string> unknown;  // in a repository for which git failed
   };
 
-  /// Finds the folders that contain tracked files. Runs one git command per repository, several in parallel, none for
-  /// folders outside repositories. Stops after repeated timeouts. Does not throw.
+  /// Finds the folders that contain tracked files, in the index or the checked-out commit of any repository above. Runs
+  /// two git commands per repository, several in parallel, none for folders outside repositories. Stops after repeated
+  /// timeouts. Does not throw.
   Tracked tracked(const std::vector<std::string>& folders) const;
 
-  /// Returns for each repository whether it has work that no remote has: uncommitted changes, untracked files, unpushed
-  /// commits, stashes. nullopt when git fails, false when ".git" is no repository. Runs in parallel, changes nothing,
-  /// does not throw.
+  /// Returns for each repository whether it has work that no remote has: uncommitted changes, untracked files, files
+  /// whose changes git is configured to overlook, commits (also only in the reflog), stashes. nullopt when git fails,
+  /// false when ".git" is no repository. Runs in parallel, changes nothing, does not throw.
   std::vector<std::optional<bool>> holdOwnWork(const std::vector<std::string>& repositories) const;
 
   /// Parses "seconds" + 0x1C + "subject" at the first 0x1C; nullopt for anything else.
@@ -102,7 +105,11 @@ class TidraGitMetadataReader {
                                     std::function<bool(std::string_view)> isEnough = {}) const;
   std::optional<std::vector<std::string>> trackedAmong(const std::string& repository,
                                                        const std::vector<std::string>& folders) const;
+  std::optional<std::string> committedAmong(const std::string& repository, const std::vector<std::string>& paths) const;
   std::optional<bool> holdsOwnWork(const std::string& repository) const;
+  std::optional<bool> overlooksChanges(const std::string& repository) const;
+  std::optional<bool> holdsUnpushedCommits(const std::string& repository) const;
+  std::vector<std::string> tagsOfRemotes(const std::string& repository, const std::string& gitFolder) const;
   std::optional<ParsedCommit> lastCommit(const std::string& path) const;
   std::optional<std::size_t> countChanges(const std::string& path) const;
   std::optional<std::vector<std::string>> filterOverrides(const std::string& path) const;

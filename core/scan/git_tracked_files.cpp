@@ -1,8 +1,11 @@
-// Finds folders that contain tracked files: one "git ls-files" per repository, ended once every folder is known to.
+// Finds folders that contain tracked files. "git ls-tree" knows those of the checked-out commit and survives a lost or
+// shortened index; "git ls-files" knows what was added since, and ends once every folder is known to contain some.
+#include <algorithm>
 #include <map>
 
 #include "core/base/byte_units.h"
 #include "core/base/text.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 #include "core/scan/git_metadata.h"
 #include "core/scan/git_questions.h"
@@ -18,14 +21,27 @@ std::string pathWithin(const std::string& repository, const std::string& folder)
   return folder.substr(repository == "/" ? 1 : repository.size() + 1);
 }
 
-/// Parses git's output incrementally: "H ", a path and a NUL per tracked file.
+/// As parentPath(), as a prefix of `folder`.
+std::string_view pathAbove(std::string_view folder) { return folder.substr(0, parentPath(folder).size()); }
+
+/// Parses git's output incrementally: per file a tag ("H ") or, of a commit, mode, type, object and a tab; a path; a
+/// NUL.
 class TrackedOutput {
  public:
   TrackedOutput(const std::string& repository, const std::vector<std::string>& folders) {
     for (const std::string& folder : folders) waiting_.emplace(pathWithin(repository, folder), folder);
   }
 
-  /// Returns true when all folders are found.
+  /// Returns the folders without a tracked file so far, relative to the repository.
+  std::vector<std::string> missing() const {
+    std::vector<std::string> paths;
+    for (const auto& [path, folder] : waiting_) paths.push_back(path);
+    return paths;
+  }
+
+  void restart() { taken_ = 0; }
+
+  /// `output` is everything since restart(). Returns true when all folders are found.
   bool take(std::string_view output) {
     while (!waiting_.empty()) {
       const auto end = output.find('\0', taken_);
@@ -42,7 +58,8 @@ class TrackedOutput {
   void note(std::string_view line) {
     constexpr std::size_t tagLength = 2;
     if (line.size() <= tagLength) return;
-    const std::string_view file = line.substr(tagLength);
+    const bool isOfCommit = line.front() >= '0' && line.front() <= '9';
+    const std::string_view file = line.substr(isOfCommit ? line.find('\t') + 1 : tagLength);
     // A tracked symbolic link in place of a folder, and a submodule, are listed under their own name.
     for (auto end = file.size(); end != std::string_view::npos && end > 0; end = file.rfind('/', end - 1)) {
       const auto holder = waiting_.find(file.substr(0, end));
@@ -56,17 +73,50 @@ class TrackedOutput {
   std::size_t taken_ = 0;
 };
 
+/// Appends paths from `next` on while they fit a command line, at least one; returns the next path.
+std::size_t appendPaths(std::vector<std::string>& arguments, const std::vector<std::string>& paths, std::size_t next) {
+  std::size_t length = 0;
+  do {
+    length += paths[next].size();
+    arguments.push_back(paths[next++]);
+  } while (next < paths.size() && length + paths[next].size() <= mostArgumentBytes);
+  return next;
+}
+
 }  // namespace
+
+/// Returns the output of git on those of the paths that the checked-out commit has, empty before the first commit;
+/// nullopt when git fails or the commit is lost.
+std::optional<std::string> TidraGitMetadataReader::committedAmong(const std::string& repository,
+                                                                  const std::vector<std::string>& paths) const {
+  std::string output;
+  for (std::size_t next = 0; next < paths.size();) {
+    std::vector<std::string> arguments{"--literal-pathspecs", "ls-tree", "-z", "HEAD", "--"};
+    next = appendPaths(arguments, paths, next);
+    const auto result = run(repository, std::move(arguments));
+    if (!result) return std::nullopt;
+    if (result->status == gitFatal && result->stderr_.find("Not a valid object name HEAD") != std::string::npos) {
+      const auto gitFolder = gitFolderOf(repository);
+      if (gitFolder && !pathFacts(reflogOf(*gitFolder))) return output;
+    }
+    if (result->status != 0) return std::nullopt;
+    output += result->stdout_ + '\0';
+  }
+  return output;
+}
 
 std::optional<std::vector<std::string>> TidraGitMetadataReader::trackedAmong(
     const std::string& repository, const std::vector<std::string>& folders) const {
   TrackedOutput output(repository, folders);
+  const auto committed = committedAmong(repository, output.missing());
+  if (!committed) return std::nullopt;
+  if (output.take(*committed)) return std::move(output.found);
+  output.restart();
   std::vector<std::string> arguments{"--literal-pathspecs", "ls-files", "-t", "-z", "--"};
-  std::size_t length = 0;
-  for (const std::string& folder : folders) length += folder.size();
-  for (const std::string& folder : folders) {
-    if (length <= mostArgumentBytes) arguments.push_back(pathWithin(repository, folder));
-  }
+  const auto missing = output.missing();
+  const std::size_t allOptions = arguments.size();
+  // Without paths, git lists all files.
+  if (appendPaths(arguments, missing, 0) < missing.size()) arguments.resize(allOptions);
   const auto text = answer(repository, std::move(arguments), [&](std::string_view part) { return output.take(part); });
   if (!text) return std::nullopt;
   // ProcessRunner may have trimmed the last NUL.
@@ -78,11 +128,19 @@ TidraGitMetadataReader::Tracked TidraGitMetadataReader::tracked(const std::vecto
   Tracked answer;
   std::map<std::string, std::vector<std::string>> byRepository;
   RepositoryFinder finder;
+  constexpr std::size_t mostRepositories = 8;  // around one folder
   for (const std::string& folder : folders) {
     if (holdsRepository(folder)) {
       answer.held.insert(folder);  // a repository itself
-    } else if (const auto repository = finder.of(std::string_view(folder).substr(0, parentPath(folder).size()))) {
-      byRepository[std::string(*repository)].push_back(folder);
+      continue;
+    }
+    // Also outer ones: a repository made inside a tracked folder does not know what the outer one tracks.
+    std::size_t count = 0;
+    for (auto around = finder.of(pathAbove(folder)); around; around = finder.of(pathAbove(*around))) {
+      if (++count > mostRepositories) answer.unknown.insert(folder);
+      if (count > mostRepositories) break;
+      byRepository[std::string(*around)].push_back(folder);
+      if (*around == "/") break;
     }
   }
   std::vector<std::pair<const std::string*, const std::vector<std::string>*>> questions;
@@ -97,6 +155,7 @@ TidraGitMetadataReader::Tracked TidraGitMetadataReader::tracked(const std::vecto
     const auto& source = answers[i] ? *answers[i] : *questions[i].second;
     target.insert(source.begin(), source.end());
   }
+  std::erase_if(answer.unknown, [&](const std::string& folder) { return answer.held.contains(folder); });
   return answer;
 }
 

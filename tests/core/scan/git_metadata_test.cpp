@@ -248,6 +248,14 @@ TEST_F(GitMetadata, AGitThatFailsOrTalksNonsenseGivesTheFallbackTexts) {
   EXPECT_EQ(reader().lastCommitDate(tree_.path("w/sub")), commitDate);
   EXPECT_EQ(reader().lastCommitDate(tree_.path("gone")), std::nullopt);
   EXPECT_EQ(readerWithFake("exit 1").read(tree_.path("p"), 0).gitStatusLine, "Unable to read git status");
+  const TidraGitMetadataReader withoutGit(std::nullopt, {tree_.path("home"), environment_});
+  EXPECT_EQ(withoutGit.lastCommitDate(tree_.path("p")), commitDate);
+  const std::string lost = makeRepository("lost");
+  std::filesystem::remove(lost + "/.git/refs/heads/main");
+  constexpr auto later = commitDate + std::chrono::hours{24};
+  tree_.setModified("lost/.git/logs/HEAD", later);
+  tree_.setModified("lost/.git", commitDate);
+  EXPECT_EQ(reader().lastCommitDate(lost), later);
 }
 
 TEST_F(GitMetadata, AFileWithoutAnEndTakesLittleMemory) {

@@ -13,7 +13,7 @@
 namespace tidra {
 namespace {
 
-const RuleCatalog catalog = catalogOf({plainRule("target")});
+const RuleCatalog targetCatalog = catalogOf({plainRule("target")});
 
 FileDescriptor opened(int parent, const std::string& name) {
   return FileDescriptor(::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -42,7 +42,7 @@ TEST(WalkDepth, AChainMayBeThousandsOfFoldersDeep) {
   makeChain(tree.root(), "d", depth);
   tree.makeFolder("p/target");
   makeChain(tree.path("p/target"), "d", depth);
-  const auto findings = plain(Scanner::scan(requestFor(tree, catalog)).findings);
+  const auto findings = plain(Scanner::scan(requestFor(tree, targetCatalog)).findings);
   ASSERT_EQ(findings.size(), 2U);
   EXPECT_EQ(findings[0].path.size(), tree.root().size() + 2 * depth + 7);
   EXPECT_GT(findings[0].path.size(), std::size_t{PATH_MAX}) << "more than the system takes at once";
@@ -67,7 +67,7 @@ bool combIsFound(rlim_t descriptors, unsigned workers) {
   }
   const rlimit few{descriptors, descriptors};
   if (::setrlimit(RLIMIT_NOFILE, &few) != 0) return false;
-  auto request = requestFor(tree, catalog);
+  auto request = requestFor(tree, targetCatalog);
   request.workers = workers;
   std::uint64_t bytes = 0;
   const auto result = Scanner::scan(request);

@@ -8,7 +8,7 @@
 namespace tidra {
 namespace {
 
-const RuleCatalog catalog = catalogOf({plainRule("target"), plainRule("out")});
+const RuleCatalog outputCatalog = catalogOf({plainRule("target"), plainRule("out")});
 
 TEST(WalkProgress, EveryFindingAndEvery64EntriesAreToldInOrderOnTheCallersThread) {
   const TemporaryTree tree;
@@ -23,7 +23,7 @@ TEST(WalkProgress, EveryFindingAndEvery64EntriesAreToldInOrderOnTheCallersThread
     std::set<std::string> roots;
     std::set<std::string> paths;
   } heard;
-  auto request = requestFor(tree, catalog);
+  auto request = requestFor(tree, outputCatalog);
   const auto caller = std::this_thread::get_id();
   request.onProgress = [&](const Scanner::ProgressTick& tick) {
     EXPECT_EQ(std::this_thread::get_id(), caller);
@@ -58,7 +58,7 @@ TEST(WalkProgress, ACancelledWalkKeepsWhatItFoundAndStops) {
   for (int i = 0; i < projects; ++i) makeEntries(tree, {"p" + std::to_string(i) + "/target/f=123"});
   bool cancelled = false;
   std::size_t told = 0;
-  auto request = requestFor(tree, catalog);
+  auto request = requestFor(tree, outputCatalog);
   request.workers = 1;
   // Tens of thousands of patterns per entry make a small tree take many seconds.
   for (int i = 0; i < 30000; ++i) request.exclusionFilter.globPatterns.push_back("*" + std::to_string(i) + "*~?");

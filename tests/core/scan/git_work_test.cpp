@@ -1,0 +1,122 @@
+// What git knows to be somebody's work: tracked files, and commits and changes that no remote has.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "core/platform/files.h"
+#include "core/scan/git_metadata.h"
+#include "tests/core/scan/scan_fixture.h"
+#include "tests/support/git_repositories.h"
+#include "tests/support/matchers.h"
+
+namespace tidra {
+namespace {
+
+using Answer = std::optional<bool>;
+
+class GitWork : public WithGitRepositories {
+ protected:
+  TidraGitMetadataReader reader() const { return {git_, {tree_.path("home"), environment_}}; }
+
+  /// A clone of a repository with the tag "v1", made with these options.
+  std::string cloned(const std::string& name, std::vector<std::string> options = {}) const {
+    options.insert(options.begin(), {"clone", "-q"});
+    options.insert(options.end(), {"file://" + tree_.path("origin"), tree_.path(name)});
+    git(tree_.root(), options);
+    return tree_.path(name);
+  }
+
+  const std::vector<std::string> emptyCommit_{"commit", "-q", "--allow-empty", "-m", "mine"};
+};
+
+TEST_F(GitWork, IsNotHiddenByTagsReflogsOrMarks) {
+  // "v1" is in no branch, as tags of releases often are.
+  const std::string origin = makeRepository("origin");
+  git(origin, {"checkout", "-q", "--detach"});
+  git(origin, emptyCommit_);
+  git(origin, {"tag", "v1"});
+  git(origin, {"checkout", "-q", "main"});
+  git(origin, emptyCommit_);
+
+  using Commands = std::vector<std::vector<std::string>>;
+  const std::vector<std::string> tag{"tag", "a/wip"};
+  const std::vector<std::pair<Commands, Answer>> rows{
+      {{}, false},
+      {{{"checkout", "-q", "v1"}}, false},
+      {{emptyCommit_}, true},
+      {{emptyCommit_, tag}, true},
+      {{emptyCommit_, tag, {"pack-refs", "--all"}}, true},
+      {{{"checkout", "-q", "v1"}, emptyCommit_, {"tag", "-f", "v1"}, {"config", "core.logAllRefUpdates", "no"}}, true},
+      {{emptyCommit_, {"reset", "-q", "--hard", "HEAD~"}}, true},
+      {{{"reset", "-q", "--hard", "HEAD~"}, {"pull", "-q"}}, false},
+      {{{"update-index", "--assume-unchanged", "file"}}, true},
+      {{{"update-index", "--skip-worktree", "file"}}, true},
+      {{{"sparse-checkout", "set", "--no-cone", "/other"}}, false},
+  };
+  int number = 0;
+  for (const auto& [commands, answer] : rows) {
+    const std::string path = cloned("clone" + std::to_string(number++));
+    for (const auto& command : commands) git(path, command);
+    EXPECT_EQ(reader().holdOwnWork({path}).front(), answer) << testing::PrintToString(commands);
+  }
+  EXPECT_EQ(reader().holdOwnWork({cloned("shallow", {"--depth", "1", "--branch", "v1"})}).front(), false);
+  const std::string local = makeRepository("local");
+  for (const auto& command : Commands{tag, {"pack-refs", "--all"}}) git(local, command);
+  std::filesystem::remove_all(local + "/.git/logs");
+  EXPECT_EQ(reader().holdOwnWork({local}).front(), true);
+}
+
+TEST_F(GitWork, TrackedFilesSurviveALostIndexAndAreSeenFromOuterRepositories) {
+  const auto answerOn = [&](const std::string& folder) {
+    const auto tracked = reader().tracked({tree_.path(folder)});
+    return std::pair(tracked.held.size(), tracked.unknown.size());
+  };
+  using Counts = std::pair<std::size_t, std::size_t>;
+  makeEntries(tree_, {"r/sub/node_modules/x/f", "r/other/f"});
+  const std::string path = makeRepository("r");
+  EXPECT_EQ(answerOn("r/sub/node_modules"), Counts(1, 0));
+  EXPECT_EQ(answerOn("r/other/dist"), Counts(0, 0));
+  makeRepository("r/other");
+  EXPECT_EQ(answerOn("r/other/dist"), Counts(0, 0));
+
+  tree_.makeFolder("r/sub/.git");
+  EXPECT_EQ(answerOn("r/sub/node_modules"), Counts(1, 0)) << "the outer one is sure";
+  EXPECT_EQ(answerOn("r/sub/dist"), Counts(0, 1));
+  git(tree_.path("r/sub"), {"init", "-q"});
+  EXPECT_EQ(answerOn("r/sub/node_modules"), Counts(1, 0));
+  EXPECT_EQ(answerOn("r/sub/dist"), Counts(0, 0));
+
+  std::filesystem::resize_file(path + "/.git/index", 100);
+  EXPECT_EQ(answerOn("r/sub/node_modules"), Counts(1, 0));
+  std::filesystem::remove(path + "/.git/index");
+  EXPECT_EQ(answerOn("r/sub/node_modules"), Counts(1, 0));
+  std::filesystem::remove(path + "/.git/refs/heads/main");
+  EXPECT_EQ(answerOn("r/sub/node_modules"), Counts(0, 1));
+}
+
+TEST_F(GitWork, MuchMemoryIsForOneCommandAtATime) {
+#ifndef __linux__
+  GTEST_SKIP() << "only Linux limits what others allocate";
+#endif
+  constexpr std::size_t count = 4;
+  std::vector<std::string> repositories;
+  for (std::size_t i = 0; i < count; ++i) {
+    repositories.push_back(tree_.path("p" + std::to_string(i)));
+    tree_.writeFile("p" + std::to_string(i) + "/.git/HEAD");
+  }
+  const std::string at = tree_.root();
+  const std::string fake = script("fake-git",
+                                  "while [ $(ulimit -d) = unlimited ]; do :; done\n"
+                                  "[ $(ulimit -d) -gt 100000 ] || { echo 'fatal: Out of memory' >&2; exit 128; }\n"
+                                  "mkdir '" +
+                                      at + "/busy' || touch '" + at +
+                                      "/overlap'\n"
+                                      "sleep 0.1; rmdir '" +
+                                      at + "/busy'; touch \"" + at + "/$(basename \"$PWD\")-done\"");
+  TidraGitMetadataReader(fake, {tree_.path("home"), environment_}).holdOwnWork(repositories);
+  for (const std::string& repository : repositories) EXPECT_TRUE(pathFacts(repository + "-done"));
+  EXPECT_FALSE(pathFacts(tree_.path("overlap")));
+}
+
+}  // namespace
+}  // namespace tidra
