@@ -16,6 +16,7 @@
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
+#include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
 #include "core/scan/exclusion_filter.h"
 
@@ -128,6 +129,19 @@ std::vector<Entry> listing(const std::string& folder) {
   for (DirectoryEntry entry; entries.size() < mostEntries && reader.next(entry);) {
     entries.push_back({std::string(entry.name), entry.type});
   }
+  return entries;
+}
+
+/// As listing(), without what strangers put into a world-writable folder: they must not decide what is removed.
+std::vector<Entry> ownListing(const std::string& folder) {
+  auto entries = listing(folder);
+  constexpr std::uint32_t everybodyMayWrite = 0002;
+  const auto facts = followedFacts(folder);
+  if (!facts || (facts->permissions & everybodyMayWrite) == 0) return entries;
+  std::erase_if(entries, [&](const Entry& entry) {
+    const auto its = pathFacts(joinedPath(folder, entry.name));
+    return its && isPlanted(*its, *facts);
+  });
   return entries;
 }
 
@@ -333,9 +347,9 @@ class Case {
     // Only a rule of the user names other folders; they know what these are.
     if (maker_ == nullptr) return "named by a rule of your own";
     inside_ = listing(path_);
-    beside_ = listing(project_);
+    beside_ = ownListing(project_);
     if (isBeyondRemaking()) return std::nullopt;
-    const std::string mark = firstOf(path_, inside_, maker_->marks);
+    const std::string mark = firstOf(path_, ownListing(path_), maker_->marks);
     const bool mayHaveTravelled = !mark.empty() && (maker_->marksTravel || isBelowTests(project_));
     if (!mark.empty() && !(mayHaveTravelled && isUnpacked())) return fmt::format("holds {}", mark);
     const auto ignored = ignored_.of(path_);
@@ -372,7 +386,7 @@ class Case {
     constexpr int mostLevels = 4;
     std::string folder = project_;
     for (int level = 0; level < mostLevels && folder != "/"; ++level, folder = parentPath(folder)) {
-      if (!firstOf(folder, listing(folder), locks).empty()) return true;
+      if (!firstOf(folder, ownListing(folder), locks).empty()) return true;
     }
     return false;
   }

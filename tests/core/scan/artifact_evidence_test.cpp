@@ -1,7 +1,11 @@
 // Evidence that a folder with an artefact's name was made by a tool, belongs to an installed program, or is ignored by
 // git.
-#include "core/scan/artifact_evidence.h"
+#include <unistd.h>
+
+#include <array>
+
 #include "core/platform/path_text.h"
+#include "core/scan/artifact_evidence.h"
 #include "core/scan/dependency_folders.h"
 #include "core/scan/finding_assessment.h"
 #include "core/scan/installed_programs.h"
@@ -97,6 +101,26 @@ TEST(ArtifactEvidence, NothingInAnUnpackedArchiveWasMadeThere) {
   EXPECT_EQ(evidenceOf(tree, "vendor"), "–");
   // A newer build beside it.
   EXPECT_EQ(evidenceOf(tree, ".next"), "beside package.json");
+}
+
+TEST(ArtifactEvidence, AStrangersFilesInASharedFolderAreNone) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root makes files of strangers";
+  constexpr uid_t stranger = 65534;
+  const TemporaryTree tree;
+  makeEntries(tree,
+              {"above/p/package.json={}", "above/p/node_modules/x/f", "above/yarn.lock", "beside/requirements.txt=x",
+               "beside/.venv/pyvenv.cfg", "inside/target/CACHEDIR.TAG", "inside/target/x.rs"});
+  const std::vector<std::array<std::string, 4>> rows{
+      {"above", "above/yarn.lock", "above/p/node_modules", "beside package.json"},
+      {"beside", "beside/requirements.txt", "beside/.venv", "holds pyvenv.cfg"},
+      {"inside/target", "inside/target/CACHEDIR.TAG", "inside/target", "holds CACHEDIR.TAG"},
+  };
+  for (const auto& [shared, file, artifact, evidence] : rows) {
+    tree.setMode(shared, 01777);
+    EXPECT_EQ(evidenceOf(tree, artifact), evidence);
+    ASSERT_EQ(::chown(tree.path(file).c_str(), stranger, stranger), 0);
+    EXPECT_EQ(evidenceOf(tree, artifact), "–");
+  }
 }
 
 class IgnoreRulesOfGit : public WithGitRepositories {};
