@@ -14,16 +14,18 @@ namespace {
 /// Places of a rule where its tool clones and adds untracked files of its own, relative to the finding.
 struct ToolClones {
   const char* rule;
-  const char* pattern;  // "*" also matches "/"
+  const char* pattern;
 };
 constexpr std::array toolClones{
     ToolClones{"cargo-registry", "index/*"},
-    ToolClones{"uv-cache", "git-v*/checkouts/*"},
+    ToolClones{"uv-cache", "git-v*/checkouts/*/*"},
 };
 
 bool isClonedByTool(const ScanArtifactFinding& finding, const std::string& repository) {
+  if (repository == finding.path || !isSameOrInside(repository, finding.path)) return false;
+  const std::string inside(pathBelow(repository, finding.path));
   return std::any_of(toolClones.begin(), toolClones.end(), [&](const ToolClones& clones) {
-    return finding.ruleID == clones.rule && globMatches(joinedPath(finding.path, clones.pattern), repository.c_str());
+    return finding.ruleID == clones.rule && globMatches(clones.pattern, inside.c_str());
   });
 }
 
