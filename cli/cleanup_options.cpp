@@ -37,7 +37,7 @@ CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, c
                      .seenAt = request.now};
   setting.method = plan.method;
   setting.quarantine = chosenQuarantine(options.quarantineFolder, request.resolver);
-  setting.options = {.force = options.force, .allowAnyPath = options.allowAnyPath};
+  setting.options = {.force = options.force, .allowAnyPath = options.allowAnyPath, .keptHint = keptHint};
   setting.dryRun = program.options.dryRun;
   return setting;
 }

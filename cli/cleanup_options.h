@@ -22,6 +22,9 @@ struct RemovalOptions {
   bool json = false;
 };
 
+/// Appended to the reasons that --force overrules.
+inline constexpr const char* keptHint = "; --force removes it all the same";
+
 /// Declares the options on a command.
 void addRemovalOptions(CLI::App& command, RemovalOptions& options);
 

@@ -62,6 +62,7 @@ std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanReq
   auto candidates = selectForCleanup(outcome, request.resolver,
                                      {.force = options.removal.force,
                                       .takesUnproven = options.takesUnproven,
+                                      .keptHint = keptHint,
                                       .shouldCancel = &InterruptGuard::requested});
   sortBy(order, candidates);
   std::erase_if(candidates, [&](const CleanupCandidate& candidate) {

@@ -74,8 +74,8 @@ class RowFinder {
     if (place_ && folder && isSamePlace(parentPath(*place_), *folder)) nameHere_ = lastPathComponent(*place_);
   }
 
-  /// The texts of the matching rows, closest first: literally equal, the same path in another spelling, the pattern of
-  /// a name in the current folder.
+  /// The texts of the matching rows, closest first: literally equal, the same path or pattern in another spelling, the
+  /// pattern of a name in the current folder.
   std::vector<std::string> meant(const std::vector<ExclusionEntry>& rows) const {
     std::vector<std::string> texts;
     const auto take = [&](const auto& isMeant) {
@@ -88,7 +88,7 @@ class RowFinder {
     // The row may hold the text literally.
     take([&](const ExclusionEntry& row) { return row.pathDisplay == given_; });
     take([&](const ExclusionEntry& row) { return escapedForTerminal(row.pathDisplay) == given_; });
-    take([&](const ExclusionEntry& row) { return isPlace(row); });
+    take([&](const ExclusionEntry& row) { return isPlace(row) || isSamePattern(row); });
     take([&](const ExclusionEntry& row) {
       return row.kind == ExclusionRowKind::pattern && !nameHere_.empty() && standardizedName(row) == nameHere_;
     });
@@ -100,6 +100,15 @@ class RowFinder {
   bool isPlace(const ExclusionEntry& row) const {
     return row.kind != ExclusionRowKind::pattern && place_ &&
            isSamePlace(excludedPath(row.pathDisplay, resolver_), *place_);
+  }
+
+  /// True for a pattern of absolute paths in another spelling.
+  bool isSamePattern(const ExclusionEntry& row) const {
+    const auto isOfPaths = [&](ExclusionRowKind kind, const std::string& text) {
+      return kind == ExclusionRowKind::pattern && looksLikePath(resolver_.expandVariables(text));
+    };
+    return isOfPaths(row.kind, row.pathDisplay) && isOfPaths(typed_.kind, typed_.text) &&
+           excludedPath(row.pathDisplay, resolver_) == excludedPath(typed_.text, resolver_);
   }
 
   static std::string_view standardizedName(const ExclusionEntry& row) {

@@ -75,7 +75,7 @@ int run(const FleetOptions& options, const Program& program) {
   const InterruptGuard guard;
   try {
     const FleetRunResult result = runner.run();
-    if (options.explain && !options.json) writeOut(explanation(result));
+    if (options.explain) writeOut(explanation(result));
     if (options.json) writeOut(prettyJson(result) + "\n");
     writeFailures(result.disposal.failures);
     writeFailures(result.purged.failures);

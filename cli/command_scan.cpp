@@ -17,12 +17,19 @@
 #include "core/model/byte_formatting.h"
 #include "core/model/ecosystems.h"
 #include "core/platform/host.h"
+#include "core/platform/standard_streams.h"
 
 namespace tidra {
 namespace {
 
-void show(const ScanReport& report, const ScanOptions& options, const ScanViewOptions& view) {
-  writeResult(options, options.json ? prettyJson(report) + "\n" : scanText(report, view));
+/// With --dry-run no file is replaced.
+void writeUnlessDry(const ScanOptions& options, std::string_view text, const Program& program) {
+  if (!program.options.dryRun || !options.output || descriptorNamed(*options.output)) return writeResult(options, text);
+  writeOut(fmt::format("The result would be in {}.\n", escapedForTerminal(*options.output)));
+}
+
+void show(const ScanReport& report, const ScanOptions& options, const ScanViewOptions& view, const Program& program) {
+  writeUnlessDry(options, options.json ? prettyJson(report) + "\n" : scanText(report, view), program);
 }
 
 /// Stores the results for "--last". Best effort: a failure is a note, the scan has succeeded.
@@ -75,9 +82,9 @@ int showLastScan(const ScanOptions& options, ScanViewOptions view, const Program
   constexpr const char* lost = "The findings of the last scan cannot be read any more; tidra scan makes new ones.";
   if (!report && options.json) throw InputError(lost);
   if (report) {
-    show(*report, options, view);
+    show(*report, options, view, program);
   } else {
-    writeResult(options, summaryText(*last));
+    writeUnlessDry(options, summaryText(*last), program);
     writeNote(lost);
   }
   return ExitStatus::done;
@@ -93,7 +100,7 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
     return runScanForPerson(request, program);
   }();
   const ScanReport report = makeReport(outcome, request.resolver);
-  show(report, options, view);
+  show(report, options, view, program);
   if (!program.options.dryRun) remember(report, std::move(outcome.findings), request.resolver);
   noteOutOfBounds(outcome);
   return InterruptGuard::requested() ? ExitStatus::interrupted : ExitStatus::done;

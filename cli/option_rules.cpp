@@ -31,12 +31,15 @@ constexpr std::array optionRules{
                "ROOT|--system|--no-system|--no-projects|--category|--ecosystem|--exclude|--rules|--disable-rule|"
                "--unskip|--threads|--tier|--min-size|--older-than|--one-file-system"},
     OptionRule{"scan|clean|plan", "--no-system", Relation::excludes, "--system|--category"},
+    OptionRule{"scan|clean|plan", "--no-projects", Relation::excludes, "--no-system|--no-evidence"},
     OptionRule{"scan", "--json", Relation::excludes, "--sort"},
     OptionRule{"scan|clean|plan|apply", "--json", Relation::excludes, "--limit"},
     OptionRule{"plan", "--limit", Relation::needs, "--output"},
     OptionRule{"clean", "--quarantine-dir", Relation::needs, "--method=quarantine"},
     OptionRule{"clean", "--include-unlisted", Relation::needs, "--empty-trash|--tier=caution|--tier=warning"},
-    OptionRule{"rules list", "--skipped", Relation::excludes, "--json"},
+    OptionRule{"apply", "--allow-any-path", Relation::excludes, "--exclude"},
+    OptionRule{"rules list", "--skipped", Relation::excludes, "--json|--disable-rule"},
+    OptionRule{"fleet run", "--json", Relation::excludes, "--explain"},
     OptionRule{"hub serve", "--agent-token", Relation::excludes, "--agent-token-file"},
     OptionRule{"hub serve", "--admin-token", Relation::excludes, "--admin-token-file"},
 };

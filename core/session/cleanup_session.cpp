@@ -20,15 +20,16 @@ namespace {
 bool isCancelled(const std::function<bool()>& shouldCancel) { return shouldCancel && shouldCancel(); }
 
 std::optional<std::string> reasonToKeep(RemovalGuard& guard, const std::string& path,
-                                        const std::optional<std::string>& project, bool force) {
-  if (force) return std::nullopt;
+                                        const std::optional<std::string>& project, const CleanupOptions& options) {
+  if (options.force) return std::nullopt;
   auto reason = guard.reasonToKeep(path, project);
-  if (reason) *reason += "; --force removes it all the same";
+  if (reason) *reason += options.keptHint;
   return reason;
 }
 
-std::optional<std::string> reasonToKeep(RemovalGuard& guard, const CleanupCandidate& candidate, bool force) {
-  return reasonToKeep(guard, candidate.item.path, candidate.project(), force);
+std::optional<std::string> reasonToKeep(RemovalGuard& guard, const CleanupCandidate& candidate,
+                                        const CleanupOptions& options) {
+  return reasonToKeep(guard, candidate.item.path, candidate.project(), options);
 }
 
 /// Returns a scan request that finds just the items of a plan.
@@ -118,7 +119,7 @@ void settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<N
     } else if (inner == byPath.end() && pair.innerTier > outer->second->item.tier) {
       outer->second->refusal = pair.reasonOfUnselectedInner();
     } else if (inner == byPath.end() && !isCancelled(options.shouldCancel)) {
-      const auto reason = reasonToKeep(guard, pair.inner, pair.innerProject, options.force);
+      const auto reason = reasonToKeep(guard, pair.inner, pair.innerProject, options);
       if (reason) outer->second->refusal = pair.reasonToKeepOuter(*reason);
     }
   }
@@ -171,7 +172,7 @@ std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const
     if (!options.takesUnproven && lacksEvidence(found.finding)) continue;
     auto& candidate = candidates.emplace_back(
         CleanupCandidate{.item = CleanupPlan::Item::make(found), .found = &found, .refusal = std::nullopt});
-    candidate.refusal = reasonToKeep(guard, candidate, options.force);
+    candidate.refusal = reasonToKeep(guard, candidate, options);
   }
   settleNested(candidates, outcome.nested, guard, options);
   std::stable_sort(candidates.begin(), candidates.end(),
@@ -203,7 +204,7 @@ CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const Cleanu
     const FoundArtifact* found = known == byPath.end() ? nullptr : known->second;
     auto& candidate = checked.candidates.emplace_back(
         CleanupCandidate{.item = item, .found = found, .refusal = refusalOf(item, found, scan, options, resolver)});
-    if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options.force);
+    if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options);
   }
   settleNested(checked.candidates, scan.nested, guard, options);
   return checked;
@@ -228,7 +229,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     const CleanupCandidate& candidate = candidates[index];
     progress.currentPath = candidate.item.path;
     publish();
-    auto refusal = candidate.refusal ? candidate.refusal : reasonToKeep(guard, candidate, setting.options.force);
+    auto refusal = candidate.refusal ? candidate.refusal : reasonToKeep(guard, candidate, setting.options);
     if (!refusal && setting.beforeItem) setting.beforeItem();
     return refusal;
   };

@@ -35,6 +35,7 @@ struct CleanupOptions {
   bool force = false;          // ignore keep files and use by processes
   bool allowAnyPath = false;   // include paths that no rule matches
   bool takesUnproven = false;  // include findings of projects without evidence
+  std::string keptHint = {};   // appended to the reason of what a keep file or its use protects
 
   /// Polled; once true, the result is incomplete and must not be used as a selection. Absent: never.
   std::function<bool()> shouldCancel = {};

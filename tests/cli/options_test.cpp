@@ -76,6 +76,11 @@ TEST_F(Options, OfWhichOneWouldDoNothingAreRefused) {
        clean --yes --method delete --quarantine-dir q => --quarantine-dir, --method quarantine |
        clean --yes --json --limit 3 => --json, --limit | scan --json --sort path => --json, --sort |
        clean --yes --no-system --category docker => --no-system, --category | scan --last code => --last, ROOT |
+       plan --no-projects --no-system => --no-projects, --no-system |
+       clean --yes --no-projects --no-evidence => --no-projects, --no-evidence |
+       apply plan.json --yes --allow-any-path --exclude x => --allow-any-path, --exclude |
+       fleet run --policy p --json --explain => --json, --explain |
+       rules list --skipped --disable-rule x => --skipped, --disable-rule |
        scan --system --no-system => --no-system, --system | scan --last -x => --last, --one-file-system |
        scan -q -v => --quiet, --verbose | plan --limit 3 => --limit, --output |
        apply plan.json --yes --include-unlisted => --include-unlisted, the trash in the plan |

@@ -64,6 +64,21 @@ TEST_F(PolicyCommand, RefusesInOneSentence) {
   EXPECT_EQ(run({"policy"}).status, 2);
 }
 
+TEST_F(PolicyCommand, RefusesFilesThatOtherUsersMayChangeOrReplace) {
+  tree().makeFolder("p");
+  tree().writeFile("p/policy.json", "{}");
+  for (const auto& [folderMode, fileMode, reason] :
+       std::vector<std::tuple<mode_t, mode_t, std::string>>{{0755, 0666, "can be changed by other users"},
+                                                            {0777, 0644, "can be replaced by other users"},
+                                                            {01777, 0644, ""}}) {
+    tree().setMode("p", folderMode);
+    tree().setMode("p/policy.json", fileMode);
+    const auto ran = run({"policy", "check", "p/policy.json"});
+    EXPECT_EQ(ran.status, reason.empty() ? 0 : 2) << ran.err;
+    EXPECT_THAT(ran.err, HasSubstr(reason));
+  }
+}
+
 TEST_F(PolicyCommand, NotesWhatIsHardlyMeant) {
   policy(
       R"({"nevr": {"paths": ["~/code"]}, "metrics": {"listen": "localhost"}, "scan": {"roots": ["/no such"], "disabledRules": ["none"]},

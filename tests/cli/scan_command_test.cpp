@@ -57,7 +57,7 @@ TEST_F(ScanCommand, OptionsChooseWhatIsFound) {
        --tier caution,warning => | --rules rules.json --tier warning => web/cacheme |
        --min-size 1000 => ancient/target tool/target web/node_modules | --older-than 6mo => ancient/target |
        --min-size 1K => tool/target web/node_modules | --rules rules.json --ecosystem ours => web/cacheme |
-       --exclude tool => ancient/target snake/.venv web/dist web/node_modules | --no-projects => |
+       --exclude tool => ancient/target snake/.venv web/dist web/node_modules |
        --exclude ~/code/web => ancient/target snake/.venv tool/target |
        --exclude $HOME/code/web -x => ancient/target snake/.venv tool/target |
        --exclude */code/s*,*/code/t*,dist => ancient/target web/node_modules |
@@ -124,6 +124,9 @@ TEST_F(ScanCommand, WritesItsResultToAFile) {
     return tree().snapshot().size();
   }()) << "no temporary file may stay behind";
   EXPECT_THAT(*readFile(file), HasSubstr("reclaimable"));
+  tree().writeFile("out/result", "former");
+  EXPECT_EQ(scan({"-n", "--output", file}).out, "The result would be in " + file + ".\n");
+  EXPECT_EQ(*readFile(file), "former");
 }
 
 TEST_F(ScanCommand, ANameOfAnOpenDescriptorIsWrittenThrough) {

@@ -52,7 +52,7 @@ TEST_F(CliState, OptionsChooseWhatOutsideProjectsIsFound) {
   for (const auto& [options, names] : rowsOf(R"(
        => .cache/pip .cargo/registry ~/.mine ancient/target snake/.venv tool/target web/dist web/node_modules |
        --no-system => ancient/target snake/.venv tool/target web/dist web/node_modules |
-       --no-projects => .cache/pip .cargo/registry ~/.mine | --no-projects --no-system => |
+       --no-projects => .cache/pip .cargo/registry ~/.mine |
        --no-projects --category mine => ~/.mine | --no-projects --category xcode => |
        --no-projects --category mine --category globalCaches => .cache/pip .cargo/registry ~/.mine |
        --no-projects --ecosystem rust,ours => .cargo/registry ~/.mine | --ecosystem rust => .cargo/registry tool/target |
@@ -108,6 +108,13 @@ TEST_F(CliState, ExclusionsAreKeptAndHonoured) {
       ASSERT_EQ(run({"exclude", "add", added}).status, 0) << added;
       EXPECT_EQ(run({"exclude", "remove", removed}).status, 0) << added << " " << removed;
       EXPECT_EQ(run({"exclude", "remove", removed}).status, 2) << added << " " << removed;
+    }
+  }
+  const Texts patterns{"~/k4/*", "./k4/*", "$HOME/k4/*", tree().path("k4/*")};
+  for (const std::string& added : patterns) {
+    for (const std::string& removed : patterns) {
+      ASSERT_EQ(run({"exclude", "add", added}).status, 0) << added;
+      EXPECT_EQ(run({"exclude", "remove", removed}).status, 0) << added << " " << removed;
     }
   }
   EXPECT_EQ(run({"exclude", "add", "k4/"}).out, "~/k4 is now excluded.\n");

@@ -13,6 +13,7 @@
 #include "core/model/system_scan_categories.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
+#include "fleet/agent/policy/trusted_file.h"
 
 namespace tidra {
 namespace {
@@ -119,14 +120,7 @@ std::string readPolicyFile(const std::string& path) {
   throw InputError(fmt::format("Policy '{}' cannot be read: {}.", shown, bytes.failure().message()));
 }
 
-void requireTrustedPolicyFile(const std::string& path) {
-  const auto real = realPath(path);
-  if (!real || isOwnedAndPrivate(*real)) return;
-  throw InputError(fmt::format(
-      "Policy '{0}' can be changed by other users, who would decide what is removed; it must belong to you or "
-      "root, and 'chmod o-w {0}' keeps others from writing.",
-      escapedForTerminal(path)));
-}
+void requireTrustedPolicyFile(const std::string& path) { requireTrustedFile("Policy", path); }
 
 FleetPolicy FleetPolicy::load(const std::string& path) { return parse(readPolicyFile(path)); }
 

@@ -153,8 +153,7 @@ struct FleetPolicy {
 /// unreadable, not a regular file, or longer than 8 MiB.
 std::string readPolicyFile(const std::string& path);
 
-/// Throws InputError for a file of another user or one that everybody can write: who writes a policy decides what its
-/// runs remove.
+/// As requireTrustedFile(): who writes a policy decides what its runs remove.
 void requireTrustedPolicyFile(const std::string& path);
 
 /// Unknown keys, which are ignored, by place ("autoClean.minBtyes"): mostly typing errors. `text` must be one that
