@@ -24,9 +24,10 @@ TEST_F(CleanupSession, SelectsTheLargestFirstWithoutWhatAKeepFileProtects) {
   tree_.writeFileOfSize("code/d/build/f", 20);
   tree_.symlink("code/d/.tidra-keep", "nowhere");
   const auto candidates = selected();
-  EXPECT_THAT(told(candidates),
-              ElementsAre("b/node_modules: -", AllOf(HasSubstr("c/node_modules: is kept by"), Not(HasSubstr("--force"))),
-                          HasSubstr("d/build: is kept by " + tree_.path("code/d/.tidra-keep")), "a/node_modules: -"));
+  EXPECT_THAT(
+      told(candidates),
+      ElementsAre("b/node_modules: -", AllOf(HasSubstr("c/node_modules: is kept by"), Not(HasSubstr("--force"))),
+                  HasSubstr("d/build: is kept by " + tree_.path("code/d/.tidra-keep")), "a/node_modules: -"));
   const auto plan = makeCleanupPlan(candidates, DisposalMethod::trash, request());
   EXPECT_EQ(plan.items.size(), 2U);
   EXPECT_EQ(plan.totalBytes(), 3010);
@@ -105,7 +106,7 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
                   AllOf(HasSubstr("locks/node_modules: is in use: "),
                         HasSubstr("has locked " + tree_.path("code/locks/node_modules/sub/f"))),
                   HasSubstr("has opened " + tree_.path("code/opens/node_modules/sub/f")),
-                  HasSubstr("works in its repository, in " + tree_.path("code/team/a") + ";"), "team/c/node_modules: -",
+                  HasSubstr("works in its repository, in " + tree_.path("code/team/a")), "team/c/node_modules: -",
                   HasSubstr("works-inside/node_modules: is in use: "), "works-not/node_modules: -",
                   AllOf(HasSubstr("works/node_modules: is in use: "), HasSubstr("works in its project"))));
   // Checked again right before each removal.
@@ -136,11 +137,10 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
   auto excluding = request();
   excluding.exclusions.pathPrefixes.push_back(tree_.path("code/r"));
   const auto checked = told(checkPlan(plan, excluding, {}).candidates);
-  EXPECT_THAT(checked,
-              ElementsAre(HasSubstr("p/build: Path not found"), "p/node_modules: -",
-                          HasSubstr("p/vendor: is of tier warning by now, but the plan says safe"),
-                          HasSubstr("q/node_modules: is kept by"), HasSubstr("r/node_modules: is nothing that"),
-                          HasSubstr("p/src: matches no rule")));
+  EXPECT_THAT(checked, ElementsAre(HasSubstr("p/build: Path not found"), "p/node_modules: -",
+                                   HasSubstr("p/vendor: is of tier warning by now, but the plan says safe"),
+                                   HasSubstr("q/node_modules: is kept by"),
+                                   HasSubstr("r/node_modules: matches no rule"), HasSubstr("p/src: matches no rule")));
   const auto rechecked = checkPlan(plan, excluding, {.force = true, .allowAnyPath = true});
   const auto& allowed = rechecked.candidates;
   EXPECT_THAT(told(allowed), ElementsAre("p/build: -", "p/node_modules: -", HasSubstr("p/vendor: is of tier"),
