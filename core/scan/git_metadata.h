@@ -103,8 +103,7 @@ class TidraGitMetadataReader {
   /// Returns git's standard output; nullopt on failure.
   std::optional<std::string> answer(const std::string& path, std::vector<std::string> arguments,
                                     std::function<bool(std::string_view)> isEnough = {}) const;
-  std::optional<std::vector<std::string>> trackedAmong(const std::string& repository,
-                                                       const std::vector<std::string>& folders) const;
+  Tracked trackedAmong(const std::string& repository, const std::vector<std::string>& folders) const;
   std::optional<std::string> committedAmong(const std::string& repository, const std::vector<std::string>& paths) const;
   std::optional<bool> holdsOwnWork(const std::string& repository) const;
   std::optional<bool> overlooksChanges(const std::string& repository) const;

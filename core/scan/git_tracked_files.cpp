@@ -52,7 +52,13 @@ class TrackedOutput {
     return true;
   }
 
-  std::vector<std::string> found;
+  /// Folders without a tracked file are unknown unless git listed everything.
+  TidraGitMetadataReader::Tracked result(bool isComplete) {
+    if (!isComplete) {
+      for (const auto& [path, folder] : waiting_) found_.unknown.insert(folder);
+    }
+    return std::move(found_);
+  }
 
  private:
   void note(std::string_view line) {
@@ -64,13 +70,14 @@ class TrackedOutput {
     for (auto end = file.size(); end != std::string_view::npos && end > 0; end = file.rfind('/', end - 1)) {
       const auto holder = waiting_.find(file.substr(0, end));
       if (holder == waiting_.end()) continue;
-      found.push_back(holder->second);
+      found_.held.insert(holder->second);
       waiting_.erase(holder);
     }
   }
 
   std::map<std::string, std::string, std::less<>> waiting_;  // by path relative to the repository
   std::size_t taken_ = 0;
+  TidraGitMetadataReader::Tracked found_;
 };
 
 /// Appends paths from `next` on while they fit a command line, at least one; returns the next path.
@@ -105,12 +112,11 @@ std::optional<std::string> TidraGitMetadataReader::committedAmong(const std::str
   return output;
 }
 
-std::optional<std::vector<std::string>> TidraGitMetadataReader::trackedAmong(
-    const std::string& repository, const std::vector<std::string>& folders) const {
+TidraGitMetadataReader::Tracked TidraGitMetadataReader::trackedAmong(const std::string& repository,
+                                                                     const std::vector<std::string>& folders) const {
   TrackedOutput output(repository, folders);
   const auto committed = committedAmong(repository, output.missing());
-  if (!committed) return std::nullopt;
-  if (output.take(*committed)) return std::move(output.found);
+  if (committed && output.take(*committed)) return output.result(true);
   output.restart();
   std::vector<std::string> arguments{"--literal-pathspecs", "ls-files", "-t", "-z", "--"};
   const auto missing = output.missing();
@@ -118,10 +124,9 @@ std::optional<std::vector<std::string>> TidraGitMetadataReader::trackedAmong(
   // Without paths, git lists all files.
   if (appendPaths(arguments, missing, 0) < missing.size()) arguments.resize(allOptions);
   const auto text = answer(repository, std::move(arguments), [&](std::string_view part) { return output.take(part); });
-  if (!text) return std::nullopt;
   // ProcessRunner may have trimmed the last NUL.
-  output.take(*text + '\0');
-  return std::move(output.found);
+  if (text) output.take(*text + '\0');
+  return output.result(committed && text);
 }
 
 TidraGitMetadataReader::Tracked TidraGitMetadataReader::tracked(const std::vector<std::string>& folders) const {
@@ -145,15 +150,18 @@ TidraGitMetadataReader::Tracked TidraGitMetadataReader::tracked(const std::vecto
   }
   std::vector<std::pair<const std::string*, const std::vector<std::string>*>> questions;
   for (const auto& [repository, inside] : byRepository) questions.emplace_back(&repository, &inside);
-  std::vector<std::optional<std::vector<std::string>>> answers(questions.size());
+  std::vector<std::optional<Tracked>> answers(questions.size());
   if (git_) {
     askRepositories(questions.size(), shouldCancel_,
                     [&](std::size_t i) { answers[i] = trackedAmong(*questions[i].first, *questions[i].second); });
   }
   for (std::size_t i = 0; i < questions.size(); ++i) {
-    auto& target = answers[i] ? answer.held : answer.unknown;
-    const auto& source = answers[i] ? *answers[i] : *questions[i].second;
-    target.insert(source.begin(), source.end());
+    if (answers[i]) {
+      answer.held.merge(answers[i]->held);
+      answer.unknown.merge(answers[i]->unknown);
+    } else {
+      answer.unknown.insert(questions[i].second->begin(), questions[i].second->end());
+    }
   }
   std::erase_if(answer.unknown, [&](const std::string& folder) { return answer.held.contains(folder); });
   return answer;

@@ -86,11 +86,16 @@ TEST_F(GitWork, TrackedFilesSurviveALostIndexAndAreSeenFromOuterRepositories) {
   EXPECT_EQ(answerOn("r/sub/node_modules"), Counts(1, 0));
   EXPECT_EQ(answerOn("r/sub/dist"), Counts(0, 0));
 
+  const std::string branch = path + "/.git/refs/heads/main";
+  std::filesystem::rename(branch, path + "/lost");
+  EXPECT_EQ(answerOn("r/sub/node_modules"), Counts(1, 0)) << "the index is left";
+  EXPECT_EQ(answerOn("r/sub/dist"), Counts(0, 1));
+  std::filesystem::rename(path + "/lost", branch);
   std::filesystem::resize_file(path + "/.git/index", 100);
   EXPECT_EQ(answerOn("r/sub/node_modules"), Counts(1, 0));
   std::filesystem::remove(path + "/.git/index");
   EXPECT_EQ(answerOn("r/sub/node_modules"), Counts(1, 0));
-  std::filesystem::remove(path + "/.git/refs/heads/main");
+  std::filesystem::remove(branch);
   EXPECT_EQ(answerOn("r/sub/node_modules"), Counts(0, 1));
 }
 
