@@ -251,9 +251,9 @@ class ScanSession {
     std::vector<TidraDirectorySizeReader::Folder> folders;
     for (const auto& leftover : leftovers) folders.push_back({.path = leftover.finding.path, .enterBundles = true});
     auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
-                                                                   .exclusions = request_.exclusions,
-                                                                   .stores = stores_,
-                                                                   .shouldCancel = [this] { return shouldCancel(); }});
+                                                             .exclusions = request_.exclusions,
+                                                             .stores = stores_,
+                                                             .shouldCancel = [this] { return shouldCancel(); }});
     for (std::size_t i = 0; i < leftovers.size(); ++i) {
       FoundArtifact& leftover = leftovers[i];
       leftover.finding.sizeBytes = sizes[i].bytes.value_or(0);

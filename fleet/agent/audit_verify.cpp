@@ -1,6 +1,6 @@
 // Verifies the hash chain in one pass in constant memory. A canonical line is hashed without decoding; any other line
-// that decodes was not written by this program, regardless of its hash. An invalid line outranks an earlier break of the
-// chain in the result, so the rest is read after a break too.
+// that decodes was not written by this program, regardless of its hash. An invalid line outranks an earlier break of
+// the chain in the result, so the rest is read after a break too.
 #include <fmt/format.h>
 
 #include "core/base/json_fields.h"

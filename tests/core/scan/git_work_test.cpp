@@ -110,14 +110,15 @@ TEST_F(GitWork, MuchMemoryIsForOneCommandAtATime) {
     tree_.writeFile("p" + std::to_string(i) + "/.git/HEAD");
   }
   const std::string at = tree_.root();
-  const std::string fake = script("fake-git",
-                                  "while [ $(ulimit -d) = unlimited ]; do :; done\n"
-                                  "[ $(ulimit -d) -gt 100000 ] || { echo 'fatal: Out of memory' >&2; exit 128; }\n"
-                                  "mkdir '" +
-                                      at + "/busy' || touch '" + at +
-                                      "/overlap'\n"
-                                      "sleep 0.1; rmdir '" +
-                                      at + "/busy'; touch \"" + at + "/$(basename \"$PWD\")-done\"");
+  const std::string fake =
+      tree_.writeProgram("fake-git",
+                         "while [ $(ulimit -d) = unlimited ]; do :; done\n"
+                         "[ $(ulimit -d) -gt 100000 ] || { echo 'fatal: Out of memory' >&2; exit 128; }\n"
+                         "mkdir '" +
+                             at + "/busy' || touch '" + at +
+                             "/overlap'\n"
+                             "sleep 0.1; rmdir '" +
+                             at + "/busy'; touch \"" + at + "/$(basename \"$PWD\")-done\"");
   TidraGitMetadataReader(fake, {tree_.path("home"), environment_}).holdOwnWork(repositories);
   for (const std::string& repository : repositories) EXPECT_TRUE(pathFacts(repository + "-done"));
   EXPECT_FALSE(pathFacts(tree_.path("overlap")));

@@ -11,10 +11,10 @@ namespace {
 
 using std::chrono::days;
 
-constexpr TimePoint now{std::chrono::seconds{1790000000}};
-constexpr TimePoint daysAgo(int count) { return now - days{count}; }
+constexpr TimePoint today{std::chrono::seconds{1790000000}};
+constexpr TimePoint daysAgo(int count) { return today - days{count}; }
 
-class ProjectActivity : public WithGitRepositories {
+class ProjectActivityDates : public WithGitRepositories {
  protected:
   /// Writes a file with this date into folders that were changed just now.
   void writeAt(const std::string& path, TimePoint date) const {
@@ -29,7 +29,7 @@ class ProjectActivity : public WithGitRepositories {
     walk.resolver = {tree_.path("home"), environment_};
     walk.exclusionFilter = TidraScanExclusionFilter{{tree_.path("p/excluded")}, {"*.tmp"}};
     walk.mounts = {{"/", "ext4", "8:1"}, {tree_.path("p/mounted"), "ext4", "8:2"}};
-    return std::make_shared<const SourceDateReader>(walk, now, limits);
+    return std::make_shared<const SourceDateReader>(walk, today, limits);
   }
 
   std::map<std::string, TimePoint> activityOf(const std::vector<std::string>& projects) const {
@@ -45,7 +45,7 @@ class ProjectActivity : public WithGitRepositories {
       {"id": "trees", "folderName": "worktrees", "parentName": ".agent"}]})");
 };
 
-TEST_F(ProjectActivity, IsTheNewestCredibleDateOfAProjectsOwnFiles) {
+TEST_F(ProjectActivityDates, IsTheNewestCredibleDateOfAProjectsOwnFiles) {
   const std::vector<std::pair<std::string, TimePoint>> old{{"README", daysAgo(900)}};
   struct Case {
     const char* name;
@@ -57,13 +57,15 @@ TEST_F(ProjectActivity, IsTheNewestCredibleDateOfAProjectsOwnFiles) {
            {"deep source", {{"src/a/b/c", daysAgo(3)}, {"src/z", daysAgo(70)}}, daysAgo(3)},
            {"folder of that name elsewhere", {{"worktrees/a", daysAgo(3)}}, daysAgo(3)},
            {"made by building",
-            {{"made/f", now}, {"sub/made/deep/f", now}, {"node_modules/f", now}, {".agent/worktrees/f", now}},
+            {{"made/f", today}, {"sub/made/deep/f", today}, {"node_modules/f", today}, {".agent/worktrees/f", today}},
             daysAgo(900)},
-           {"version control", {{".hg/f", now}, {"sub/.svn/f", now}, {"module/.git", now}}, daysAgo(900)},
-           {"kept out", {{"excluded/f", now}, {"sub/f.tmp", now}, {"mounted/f", now}, {"X.app/f", now}}, daysAgo(900)},
-           {"looked at", {{".DS_Store", now}}, daysAgo(900)},
-           {"from the future", {{"f", now + days{2}}, {"g", now + days{20000}}}, daysAgo(900)},
-           {"a clock that is ahead", {{"f", now + std::chrono::hours{14}}}, now},
+           {"version control", {{".hg/f", today}, {"sub/.svn/f", today}, {"module/.git", today}}, daysAgo(900)},
+           {"kept out",
+            {{"excluded/f", today}, {"sub/f.tmp", today}, {"mounted/f", today}, {"X.app/f", today}},
+            daysAgo(900)},
+           {"looked at", {{".DS_Store", today}}, daysAgo(900)},
+           {"from the future", {{"f", today + days{2}}, {"g", today + days{20000}}}, daysAgo(900)},
+           {"a clock that is ahead", {{"f", today + std::chrono::hours{14}}}, today},
            {"packed", {{"f", npmPack}, {"g", TimePoint{}}}, daysAgo(900)},
        }) {
     for (const auto* files : {&old, &tried.added}) {
@@ -75,18 +77,18 @@ TEST_F(ProjectActivity, IsTheNewestCredibleDateOfAProjectsOwnFiles) {
   }
 }
 
-TEST_F(ProjectActivity, AFoldersOwnDateCountsWhereNoFileSaysAnything) {
-  writeAt("empty/made/f", now);
+TEST_F(ProjectActivityDates, AFoldersOwnDateCountsWhereNoFileSaysAnything) {
+  writeAt("empty/made/f", today);
   writeAt("packed/f", TimePoint{});
   tree_.setModified("empty", daysAgo(40));
   tree_.setModified("packed", daysAgo(50));
   tree_.makeFolder("future");
-  tree_.setModified("future", now + days{9999});
+  tree_.setModified("future", today + days{9999});
   EXPECT_EQ(activityOf({"empty", "packed", "future", "missing"}),
             (std::map<std::string, TimePoint>{{"empty", daysAgo(40)}, {"packed", daysAgo(50)}}));
 }
 
-TEST_F(ProjectActivity, IsTheLastCommitOfTheRepositoryAroundItUnlessFilesAreNewer) {
+TEST_F(ProjectActivityDates, IsTheLastCommitOfTheRepositoryAroundItUnlessFilesAreNewer) {
   makeRepository("mono");
   writeAt("mono/file", daysAgo(3000));
   for (const char* package : {"mono/packages/a/f", "mono/packages/b/f"}) writeAt(package, daysAgo(3000));
@@ -103,7 +105,7 @@ TEST_F(ProjectActivity, IsTheLastCommitOfTheRepositoryAroundItUnlessFilesAreNewe
   EXPECT_EQ(dates["home/project"], daysAgo(3000)) << "settings under version control are not the project";
 }
 
-TEST_F(ProjectActivity, AsksEachRepositoryOnceAndBelievesNoCommitFromTheFuture) {
+TEST_F(ProjectActivityDates, AsksEachRepositoryOnceAndBelievesNoCommitFromTheFuture) {
   git_ = tree_.writeProgram("fake-git", "echo asked >>'" + tree_.path("log") + "'\necho 4070908800");
   tree_.makeFolder("mono/.git");
   for (const char* file : {"mono/a/f", "mono/b/f", "mono/c/f"}) writeAt(file, daysAgo(10));
@@ -111,7 +113,7 @@ TEST_F(ProjectActivity, AsksEachRepositoryOnceAndBelievesNoCommitFromTheFuture) 
   EXPECT_EQ(*readFile(tree_.path("log")), "asked\n");
 }
 
-TEST_F(ProjectActivity, ReadsNoFurtherThanItsLimitsTheTopFirst) {
+TEST_F(ProjectActivityDates, ReadsNoFurtherThanItsLimitsTheTopFirst) {
   for (int i = 0; i < 50; ++i) writeAt("p/a/" + std::to_string(i), daysAgo(100));
   writeAt("p/z", daysAgo(90));
   writeAt("p/a/deep/er/f", daysAgo(80));
