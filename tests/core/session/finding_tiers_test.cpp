@@ -175,5 +175,22 @@ TEST_F(NestedPlaces, AFindingTakesTheTierOfAPlaceInItThatIsNone) {
   EXPECT_EQ(tiersOf(inProject).at("outer/p/node_modules"), caution) << "a finding of a project";
 }
 
+TEST(NestedFindings, ProtectAndDateWhatContainsThemEvenWhereTheyAreNotShown) {
+  constexpr TimePoint early{std::chrono::seconds{1000}};
+  constexpr TimePoint late{std::chrono::seconds{2000}};
+  std::vector<FoundArtifact> findings(2);
+  findings[0].finding.path = findings[0].place = "/c";
+  findings[0].finding.source = ArtifactSource::systemProbe;
+  findings[0].finding.lastActivityDate = early;
+  findings[1].finding.path = findings[1].place = "/c/p/out";
+  findings[1].finding.groupRoot = "/c/p";
+  findings[1].finding.lastActivityDate = late;
+  const auto nested = nestedFindings(findings);
+  EXPECT_EQ(nested, std::vector{(NestedFinding{"/c", "/c/p/out", safe, "/c/p"})});
+  EXPECT_EQ(findings[0].finding.lastActivityDate, late);
+  dropPartsOfPlaces(findings, nested, [](const FoundArtifact&) { return true; });
+  EXPECT_EQ(findings.size(), 1U);
+}
+
 }  // namespace
 }  // namespace tidra
