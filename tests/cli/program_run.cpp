@@ -74,8 +74,18 @@ pid_t start(const std::vector<std::string>& arguments, const ProgramOptions& opt
   ::posix_spawn_file_actions_adddup2(&actions, out.theirs.get(), STDOUT_FILENO);
   ::posix_spawn_file_actions_adddup2(&actions, err.theirs.get(), STDERR_FILENO);
   ::posix_spawn_file_actions_addchdir_np(&actions, options.folder.c_str());
+  // A shell's background job ignores SIGINT, and so would the program.
+  posix_spawnattr_t attributes;
+  ::posix_spawnattr_init(&attributes);
+  sigset_t interrupt;
+  sigemptyset(&interrupt);
+  sigaddset(&interrupt, SIGINT);
+  ::posix_spawnattr_setsigdefault(&attributes, &interrupt);
+  ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
   pid_t child = 0;
-  errno = ::posix_spawn(&child, TIDRA_PROGRAM, &actions, nullptr, pointers(texts).data(), pointers(variables).data());
+  errno =
+      ::posix_spawn(&child, TIDRA_PROGRAM, &actions, &attributes, pointers(texts).data(), pointers(variables).data());
+  ::posix_spawnattr_destroy(&attributes);
   ::posix_spawn_file_actions_destroy(&actions);
   check(errno == 0, TIDRA_PROGRAM);
   return child;
