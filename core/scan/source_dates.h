@@ -28,7 +28,7 @@ class SourceDateReader {
  public:
   /// Limits of a search; the newest date so far is returned.
   struct Limits {
-    std::size_t entries = 1000;
+    std::size_t entries = 500;
     std::chrono::milliseconds time{2000};
     std::size_t depth = 64;  // levels of folders below the project
     /// A file this recent ends the search: newer ones change neither activity nor idle days.
