@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/base/byte_units.h"
 #include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "core/platform/path_resolver.h"
@@ -45,8 +46,8 @@ class TidraGitMetadataReader {
   /// Memory limits against repositories that lead git to an endless file. A command that needs more than the usual
   /// limit runs again with the larger one, one at a time in this process. An index of a million files needs a third of
   /// that.
-  static constexpr std::uint64_t usualDataBytes = std::uint64_t{64} << 20U;
-  static constexpr std::uint64_t commandDataBytes = std::uint64_t{512} << 20U;
+  static constexpr std::uint64_t usualDataBytes = 64_MiB;
+  static constexpr std::uint64_t commandDataBytes = 512_MiB;
 
   /// `git` is the executable, absent if there is none. `resolver` supplies the environment, which is sanitised. Cheap
   /// to copy.
