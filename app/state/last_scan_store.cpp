@@ -116,7 +116,6 @@ std::optional<ScanReport> reportOf(const LastScan& last, const TidraPathResolver
 
 void LastScanStore::save(const ScanResultsSummary& summary, bool partial, const std::optional<ScanAggregate>& aggregate,
                          TimePoint end) {
-  const std::string file = joinedPath(folder_, fileName(currentVersion));
   PreferencesStore::Changes changes{
       {summaryKey, compactJson(summary)},
       {partialKey, partial},
@@ -126,40 +125,46 @@ void LastScanStore::save(const ScanResultsSummary& summary, bool partial, const 
       {fileFlagKey(currentVersion), false},
       {fileCheckKey(currentVersion), std::nullopt},
   };
-  std::optional<std::string> encoded;
+  std::string encoded;
   if (aggregate) encoded = compactJson(*aggregate);
-  const bool isLarge = encoded && encoded->size() > largestInPreferences;
+  const bool isLarge = encoded.size() > largestInPreferences;
   if (isLarge) {
     changes[fileFlagKey(currentVersion)] = true;
-    changes[fileCheckKey(currentVersion)] = StableID::make(*encoded);
-  } else if (encoded) {
-    changes[aggregateKey(currentVersion)] = *encoded;
+    changes[fileCheckKey(currentVersion)] = StableID::make(encoded);
+  } else if (aggregate) {
+    changes[aggregateKey(currentVersion)] = encoded;
   }
   const auto prepare = [&] {
-    try {
-      if (isLarge) {
-        makePrivateFolders(folder_);
-        replaceFile(file + nextSuffix, *encoded, 0600);
-      }
-    } catch (const std::system_error& error) {
-      throw PreferencesError(std::string("The last scan was not saved: ") + error.what() + ".");
-    }
+    if (isLarge) writeNext(encoded);
     return changes;
   };
-  const auto finish = [&] {
-    try {
-      if (isLarge) {
-        replaceFile(file, *encoded, 0600);
-      } else {
-        removeFile(file);
-      }
-      removeFile(file + nextSuffix);
-    } catch (const std::system_error&) {
-      // Saved all the same: load() also accepts the file with the suffix, and ignores both without the flag.
-    }
-  };
-  preferences_.transact(prepare, finish);
+  preferences_.transact(prepare, [&] { publish(isLarge); });
 }
+
+void LastScanStore::writeNext(const std::string& encoded) const {
+  try {
+    makePrivateFolders(folder_);
+    replaceFile(aggregateFile() + nextSuffix, encoded, 0600);
+  } catch (const std::system_error& error) {
+    throw PreferencesError(std::string("The last scan was not saved: ") + error.what() + ".");
+  }
+}
+
+void LastScanStore::publish(bool isLarge) const {
+  const std::string file = aggregateFile();
+  try {
+    if (isLarge) {
+      renameOver(file + nextSuffix, file);
+    } else {
+      removeFile(file);
+      removeFile(file + nextSuffix);
+    }
+  } catch (const std::system_error&) {
+    // The scan is saved anyway: load() also accepts the file with the suffix, and ignores both without the flag.
+  }
+}
+
+std::string LastScanStore::aggregateFile() const { return joinedPath(folder_, fileName(currentVersion)); }
 
 std::optional<LastScan> LastScanStore::load() const {
   constexpr int mostAttempts = 3;

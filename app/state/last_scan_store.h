@@ -77,6 +77,9 @@ class LastScanStore {
   std::optional<LastScan> load() const;
 
  private:
+  std::string aggregateFile() const;
+  void writeNext(const std::string& encoded) const;
+  void publish(bool isLarge) const;
   LastScan loadOnce(ScanResultsSummary summary) const;
   std::optional<ScanAggregate> loadAggregate() const;
   std::optional<std::string> readAggregateFile(const char* version) const;

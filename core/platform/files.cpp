@@ -145,6 +145,13 @@ std::string setAside(const std::string& path, const std::string& suffix) {
   }
 }
 
+void renameOver(const std::string& from, const std::string& to) {
+  if (::rename(from.c_str(), to.c_str()) != 0) {
+    throw std::system_error(lastSystemError(), fmt::format("{} cannot be renamed", from));
+  }
+  flushFolder(folderOfFile(to));
+}
+
 void removeFile(const std::string& path) {
   if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
     throw std::system_error(lastSystemError(), fmt::format("{} cannot be removed", path));

@@ -52,6 +52,9 @@ void makePrivateFolders(const std::string& path);
 /// throws std::system_error.
 std::string setAside(const std::string& path, const std::string& suffix);
 
+/// Renames a flushed file over `to`, atomically, and fsyncs the folder. Throws std::system_error that names `from`.
+void renameOver(const std::string& from, const std::string& to);
+
 /// Removes a file; does nothing if there is none. Throws std::system_error.
 void removeFile(const std::string& path);
 
