@@ -204,11 +204,8 @@ void decodeField(const JsonObjectReader& object, Record& record) {
 template <std::size_t index, class Record, class Visit>
 bool readField(CanonicalReader& reader, bool& isFirst, Visit& visit) {
   using Type = typename Present<ValueAt<Record, index>>::type;
-  constexpr auto& text = opening<Record, index>;
   CanonicalReader ahead = reader;
-  if (!ahead.skip(isFirst ? "{" : ",") || !ahead.skip({text.data() + 1, text.size() - 1})) {
-    return isOptional<ValueAt<Record, index>>;
-  }
+  if (!ahead.skipMember(opening<Record, index>, isFirst)) return isOptional<ValueAt<Record, index>>;
   std::conditional_t<std::is_same_v<Type, std::string>, std::string_view, Type> value{};
   if (!ahead.read(value)) return false;
   visit(std::integral_constant<std::size_t, index>(), value);

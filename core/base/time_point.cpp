@@ -72,16 +72,20 @@ TimePoint TimeText::beginDay(TimePoint time) {
 std::optional<TimePoint> fromExactIso8601(std::string_view text) {
   constexpr std::string_view shape = "0000-00-00T00:00:00Z";
   if (text.size() != shape.size()) return std::nullopt;
-  for (std::size_t i = 0; i < shape.size(); ++i) {
-    if (shape[i] == '0' ? !isAsciiDigit(text[i]) : text[i] != shape[i]) return std::nullopt;
-  }
-  const auto pair = [&](std::size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); };
+  // Looked at once for all characters: stores read millions of these, nearly all of them right.
+  bool fits = true;
+  for (const std::size_t at : {4U, 7U, 10U, 13U, 16U, 19U}) fits &= text[at] == shape[at];
+  const auto pair = [&](std::size_t at) {
+    const int tens = text[at] - '0', ones = text[at + 1] - '0';
+    fits &= static_cast<unsigned>(tens) < 10 && static_cast<unsigned>(ones) < 10;
+    return tens * 10 + ones;
+  };
+  const int years = pair(0) * 100 + pair(2), months = pair(5), days = pair(8);
   const int hour = pair(11), minute = pair(14), second = pair(17);
   // A leap second would be written as the next minute.
-  if (hour > 23 || minute > 59 || second > 59) return std::nullopt;
+  if (!fits || hour > 23 || minute > 59 || second > 59) return std::nullopt;
   using namespace std::chrono;
-  const year_month_day date{year{pair(0) * 100 + pair(2)}, month{static_cast<unsigned>(pair(5))},
-                            day{static_cast<unsigned>(pair(8))}};
+  const year_month_day date{year{years}, month{static_cast<unsigned>(months)}, day{static_cast<unsigned>(days)}};
   if (!date.ok()) return std::nullopt;
   return sys_days{date} + hours{hour} + minutes{minute} + seconds{second};
 }

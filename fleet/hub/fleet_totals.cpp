@@ -68,25 +68,45 @@ std::map<FleetTotals::RuleKey, WideSum> FleetTotals::grouped(const std::vector<H
   return groups;
 }
 
-void FleetTotals::add(const std::vector<HubTopItem>& items) {
-  for (const auto& [key, bytes] : grouped(items)) {
-    Rule& rule = rules_[key];
-    rule.bytes += bytes;
-    ++rule.hosts;
+template <class Key, class Bytes>
+void FleetTotals::addTo(Sums<Key>& sums, const std::map<Key, Bytes>& report) {
+  for (const auto& [key, bytes] : report) {
+    Sum& sum = sums[key];
+    sum.bytes += bytes;
+    ++sum.hosts;
   }
 }
 
-void FleetTotals::remove(const std::vector<HubTopItem>& items) {
-  for (const auto& [key, bytes] : grouped(items)) {
-    const auto rule = rules_.find(key);
-    if (rule == rules_.end()) continue;
-    rule->second.bytes -= bytes;
-    if (--rule->second.hosts == 0) rules_.erase(rule);
+template <class Key, class Bytes>
+void FleetTotals::removeFrom(Sums<Key>& sums, const std::map<Key, Bytes>& report) {
+  for (const auto& [key, bytes] : report) {
+    const auto sum = sums.find(key);
+    if (sum == sums.end()) continue;
+    sum->second.bytes -= bytes;
+    if (--sum->second.hosts == 0) sums.erase(sum);
   }
+}
+
+std::map<std::string, std::int64_t> FleetTotals::valuesOf(const Sums<std::string>& sums) {
+  std::map<std::string, std::int64_t> values;
+  for (const auto& [key, sum] : sums) values.emplace(key, sum.bytes.value());
+  return values;
+}
+
+void FleetTotals::add(const HubHostReport& latest) {
+  addTo(tiers_, latest.bytesByTier);
+  addTo(categories_, latest.bytesByCategory);
+  addTo(rules_, grouped(latest.topItems));
+}
+
+void FleetTotals::remove(const HubHostReport& latest) {
+  removeFrom(tiers_, latest.bytesByTier);
+  removeFrom(categories_, latest.bytesByCategory);
+  removeFrom(rules_, grouped(latest.topItems));
 }
 
 std::vector<HubSummary::RuleBytes> FleetTotals::topRules(std::size_t count) const {
-  std::vector<const std::pair<const RuleKey, Rule>*> rules;
+  std::vector<const std::pair<const RuleKey, Sum>*> rules;
   rules.reserve(rules_.size());
   for (const auto& rule : rules_) rules.push_back(&rule);
   count = std::min(count, rules.size());

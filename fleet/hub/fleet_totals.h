@@ -1,5 +1,6 @@
-// Running sums over all history points by day, and over all largest findings, updated with every report: scanning ten
-// million points would make each summary slow.
+// Running sums over all history points by day, and over the figures by key and the largest findings of the latest
+// reports, updated with every report: reading ten million points and the maps of every host would make each summary
+// slow.
 #pragma once
 
 #include <chrono>
@@ -35,15 +36,20 @@ class FleetTotals {
   /// Subtracts a point added before.
   void remove(const HubHistoryPoint& point);
 
-  void add(const std::vector<HubTopItem>& items);
-  /// Subtracts one host's items, as added together before.
-  void remove(const std::vector<HubTopItem>& items);
+  /// Adds a host's latest report.
+  void add(const HubHostReport& latest);
+  /// Subtracts a report added before.
+  void remove(const HubHostReport& latest);
 
   /// Returns the sum of all points on later days.
   Activity afterDayOf(TimePoint time) const;
 
   /// The days up to that of `now`, oldest first, including those without points.
   std::vector<HubSummary::DayPoint> trend(TimePoint now, int days) const;
+
+  /// The sums of the latest reports, with the keys that some report has.
+  std::map<std::string, std::int64_t> bytesByTier() const { return valuesOf(tiers_); }
+  std::map<std::string, std::int64_t> bytesByCategory() const { return valuesOf(categories_); }
 
   /// At most `count`, most bytes first, ties by label.
   std::vector<HubSummary::RuleBytes> topRules(std::size_t count) const;
@@ -56,15 +62,24 @@ class FleetTotals {
 
     auto operator<=>(const RuleKey&) const = default;
   };
-  struct Rule {
+  struct Sum {
     WideSum bytes;
-    std::int64_t hosts = 0;
+    std::int64_t hosts = 0;  // whose reports have the key; a key without any is dropped
   };
+  template <class Key>
+  using Sums = std::map<Key, Sum>;
 
+  template <class Key, class Bytes>
+  static void addTo(Sums<Key>& sums, const std::map<Key, Bytes>& report);
+  template <class Key, class Bytes>
+  static void removeFrom(Sums<Key>& sums, const std::map<Key, Bytes>& report);
   static std::map<RuleKey, WideSum> grouped(const std::vector<HubTopItem>& items);
+  static std::map<std::string, std::int64_t> valuesOf(const Sums<std::string>& sums);
 
   std::map<std::chrono::sys_days, Activity> days_;  // only days with points
-  std::map<RuleKey, Rule> rules_;
+  Sums<std::string> tiers_;
+  Sums<std::string> categories_;
+  Sums<RuleKey> rules_;
 };
 
 }  // namespace tidra

@@ -120,10 +120,10 @@ void HubStore::admit(Filing& filing) {
   if (const HubHostFile* before = filing.before.get()) {
     const std::size_t dropped = before->history.size() + 1 - filing.next->history.size();
     for (std::size_t i = 0; i < dropped; ++i) totals_.remove(before->history[i]);
-    totals_.remove(before->latest.topItems);
+    totals_.remove(before->latest);
   }
   totals_.add(filing.next->history.back());
-  totals_.add(filing.next->latest.topItems);
+  totals_.add(filing.next->latest);
   owners_[hostFileKey(filing.fileName)] = report.host;
   hosts_[report.host] = Host::make(filing.next, filing.fileName);
   filing.after = filing.next;

@@ -87,7 +87,7 @@ void HubStore::admit(LoadedHost loaded, TimePoint now) {
   }
   owners_[hostFileKey(loaded.fileName)] = host;
   for (const HubHistoryPoint& point : loaded.file.history) totals_.add(point);
-  totals_.add(loaded.file.latest.topItems);
+  totals_.add(loaded.file.latest);
   hosts_[host] = Host::make(std::make_shared<const HubHostFile>(std::move(loaded.file)), std::move(loaded.fileName));
 }
 
@@ -142,7 +142,7 @@ bool HubStore::remove(const std::string& host, TimePoint now) {
   removeFile(path);
   flushFolder(folder_.hosts());
   for (const HubHistoryPoint& point : known->second.file->history) totals_.remove(point);
-  totals_.remove(known->second.file->latest.topItems);
+  totals_.remove(known->second.file->latest);
   owners_.erase(hostFileKey(known->second.fileName));
   hosts_.erase(known);
   log(hostEvent(HubEvent::Kind::hostRemoved, host, "removed from inventory", now));

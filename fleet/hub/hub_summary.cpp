@@ -14,18 +14,6 @@ namespace {
 constexpr std::size_t topHosts = 10;
 constexpr std::size_t mostRuns = 20;
 
-using SumByKey = std::map<std::string, WideSum>;
-
-void addTo(SumByKey& sums, const std::map<std::string, std::int64_t>& figures) {
-  for (const auto& [key, figure] : figures) sums[key] += figure;
-}
-
-std::map<std::string, std::int64_t> valuesOf(const SumByKey& sums) {
-  std::map<std::string, std::int64_t> values;
-  for (const auto& [key, sum] : sums) values[key] = sum.value();
-  return values;
-}
-
 template <class Row, class Before>
 void keepFirst(std::vector<Row>& rows, std::size_t count, Before before) {
   const auto end = rows.begin() + static_cast<std::ptrdiff_t>(std::min(count, rows.size()));
@@ -48,13 +36,9 @@ void addCounts(HubSummary& summary, const HubSummaryInput& input) {
 }
 
 void addSums(HubSummary& summary, const HubInventory& hosts) {
-  SumByKey tiers;
-  SumByKey categories;
   WideSum reclaimable, planned, disposedBytes, disposedItems, runs, failures, quarantine, total, available;
   for (const auto& file : hosts) {
     const HubHostReport& latest = file->latest;
-    addTo(tiers, latest.bytesByTier);
-    addTo(categories, latest.bytesByCategory);
     reclaimable += latest.reclaimableBytes;
     planned += latest.plannedBytes;
     disposedBytes += latest.disposedBytesTotal;
@@ -66,8 +50,6 @@ void addSums(HubSummary& summary, const HubInventory& hosts) {
     total += *latest.volumeTotalBytes;
     available += *latest.volumeAvailableBytes;
   }
-  summary.bytesByTier = valuesOf(tiers);
-  summary.bytesByCategory = valuesOf(categories);
   summary.reclaimableBytes = reclaimable.value();
   summary.plannedBytes = planned.value();
   summary.disposedBytesTotal = disposedBytes.value();
@@ -153,6 +135,8 @@ HubSummary summaryOf(HubSummaryInput input) {
   summary.topFreed = topBytes(input.hosts, &HubHostReport::disposedBytesTotal);
   summary.lowestDisk = lowestDisks(input.hosts);
   summary.recentRuns = recentRuns(input.hosts);
+  summary.bytesByTier = std::move(input.bytesByTier);
+  summary.bytesByCategory = std::move(input.bytesByCategory);
   summary.topRules = std::move(input.topRules);
   summary.trend = std::move(input.trend);
   return summary;

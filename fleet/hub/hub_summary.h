@@ -1,6 +1,8 @@
 // Computes the fleet's summary from its hosts.
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -14,6 +16,8 @@ struct HubSummaryInput {
   HubInventory hosts;
   FleetTotals::Activity lastDay;   // the last 24 hours
   FleetTotals::Activity lastWeek;  // the last seven times 24 hours
+  std::map<std::string, std::int64_t> bytesByTier;
+  std::map<std::string, std::int64_t> bytesByCategory;
   std::vector<HubSummary::DayPoint> trend;
   std::vector<HubSummary::RuleBytes> topRules;
   TimePoint now{};

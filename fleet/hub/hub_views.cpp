@@ -40,27 +40,42 @@ bool isFoundBy(const HubHostFile& file, const std::string& loweredPart) {
                      [&](const auto& tag) { return holds(tag.first, loweredPart) || holds(tag.second, loweredPart); });
 }
 
+/// Returns the first point at or after `start` of a history in order. Searches from its end in growing steps: windows
+/// are short, and a step to the middle of ten thousand histories would miss the cache each time.
+std::vector<HubHistoryPoint>::const_iterator firstSince(const std::vector<HubHistoryPoint>& history, TimePoint start) {
+  const auto isBefore = [](const HubHistoryPoint& point, TimePoint time) { return point.time < time; };
+  auto end = history.end();
+  for (std::ptrdiff_t step = 1; step < end - history.begin(); step *= 2) {
+    if (isBefore(*(end - step), start)) return std::lower_bound(end - step, end, start, isBefore);
+    end -= step;
+  }
+  return std::lower_bound(history.begin(), end, start, isBefore);
+}
+
 }  // namespace
 
 struct HubStore::View {
   HubSummaryInput input;        // the sums of a window without those of its first, partial day
   std::vector<bool> isInOrder;  // by index of the input's hosts: the times of the history ascend
 
-  /// Adds the points on the day of `start`, from `start` on.
-  void addRestOfDay(TimePoint start, FleetTotals::Activity& sum) const {
+  /// Completes the sums of the windows.
+  void addPartialDays(TimePoint now) {
     assert(isInOrder.size() == input.hosts.size());
-    const TimePoint end = std::chrono::floor<std::chrono::days>(start) + std::chrono::days{1};
     for (std::size_t i = 0; i < input.hosts.size(); ++i) {
-      const auto& history = input.hosts[i]->history;
-      auto point = history.begin();
-      if (isInOrder[i]) {
-        point = std::lower_bound(point, history.end(), start,
-                                 [](const HubHistoryPoint& known, TimePoint time) { return known.time < time; });
-      }
-      for (; point != history.end(); ++point) {
-        if (isInOrder[i] && point->time >= end) break;
-        if (point->time >= start && point->time < end) sum.add(*point);
-      }
+      addRestOfDay(now - lastDay, i, input.lastDay);
+      addRestOfDay(now - lastWeek, i, input.lastWeek);
+    }
+  }
+
+ private:
+  /// Adds a host's points on the day of `start`, from `start` on.
+  void addRestOfDay(TimePoint start, std::size_t host, FleetTotals::Activity& sum) const {
+    const TimePoint end = std::chrono::floor<std::chrono::days>(start) + std::chrono::days{1};
+    const auto& history = input.hosts[host]->history;
+    auto point = isInOrder[host] ? firstSince(history, start) : history.begin();
+    for (; point != history.end(); ++point) {
+      if (isInOrder[host] && point->time >= end) break;
+      if (point->time >= start && point->time < end) sum.add(*point);
     }
   }
 };
@@ -133,6 +148,8 @@ HubStore::View HubStore::view(TimePoint now) const {
   }
   view.input.lastDay = totals_.afterDayOf(now - lastDay);
   view.input.lastWeek = totals_.afterDayOf(now - lastWeek);
+  view.input.bytesByTier = totals_.bytesByTier();
+  view.input.bytesByCategory = totals_.bytesByCategory();
   if (!hosts_.empty()) view.input.trend = totals_.trend(now, trendDays);
   view.input.topRules = totals_.topRules(mostRules);
   return view;
@@ -141,8 +158,7 @@ HubStore::View HubStore::view(TimePoint now) const {
 HubSummary HubStore::summary(TimePoint now) const {
   View seen = view(now);
   HubSummaryInput& input = seen.input;
-  seen.addRestOfDay(now - lastDay, input.lastDay);
-  seen.addRestOfDay(now - lastWeek, input.lastWeek);
+  seen.addPartialDays(now);
   input.now = now;
   input.title = title_;
   input.staleAfter = staleAfter_;
