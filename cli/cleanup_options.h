@@ -23,7 +23,7 @@ struct RemovalOptions {
 };
 
 /// Appended to the reasons that --force overrules.
-inline constexpr const char* keptHint = "; --force removes it all the same";
+inline constexpr const char* keptHint = "; --force removes it anyway";
 
 /// Declares the options on a command.
 void addRemovalOptions(CLI::App& command, RemovalOptions& options);

@@ -86,10 +86,10 @@ std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const FoundA
     if (options.allowAnyPath) return std::nullopt;
     if (const auto withheld = outcome.withheld.find(item.path); withheld != outcome.withheld.end()) {
       const bool isExcluded = withheld->second.why == KeptInside::Why::excluded;
-      return withheld->second.reason(resolver) + (isExcluded ? "; --allow-any-path removes it all the same" : "");
+      return withheld->second.reason(resolver) + (isExcluded ? "; --allow-any-path removes it anyway" : "");
     }
     if (const auto reason = reasonItIsGone(item.path, resolver)) return reason;
-    return "matches no rule, or is excluded; --allow-any-path removes it all the same";
+    return "matches no rule, or is excluded; --allow-any-path removes it anyway";
   }
   if (item.evidence && lacksEvidence(found->finding)) {
     return fmt::format("{} when the plan was made, but nothing shows any more that a tool made it; make a new plan",

@@ -1,4 +1,4 @@
-// Guards against request smuggling: whatever a proxy in front of the hub might parse differently is refused (several
+// Guards against request smuggling: what a proxy in front of the hub might parse differently is refused (several
 // lengths, a transfer coding, a folded line, a bare CR or LF). Only CR LF ends a header line; Content-Length alone sets
 // the body's length.
 #include "fleet/http/http_parser.h"

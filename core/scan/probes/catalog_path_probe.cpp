@@ -159,7 +159,7 @@ CatalogPathProbe::Candidates CatalogPathProbe::candidates(const SystemProbeConte
     for (const std::string& pathTemplate : rule.paths.at(std::string(rawValue(context.platform)))) {
       for (const std::string& path : pathsOf(rule, resolver.paths(pathTemplate))) {
         if (context.isCancelled()) return found;
-        // The home folder and its ancestors are never caches, whatever a variable contains.
+        // The home folder and its ancestors are never caches, even if a variable names them.
         if (isSameOrInside(context.home(), path) || !mayBeVariablesCache(pathTemplate, path)) continue;
         const auto facts = pathFacts(path);
         if (!facts || context.exclusionFilter.bars(path)) continue;
