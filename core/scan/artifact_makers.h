@@ -1,0 +1,22 @@
+// The tools that make artefacts, and what shows their work.
+#pragma once
+
+#include <string_view>
+
+namespace tidra {
+
+/// The tools that make folders of one name. `marks` lie inside and `manifests` beside, as names, paths (marks) or
+/// patterns separated by blanks. If `needs` is not empty, one of them must lie beside: otherwise nothing records how to
+/// recreate the folder. `marksTravel`: marks also occur in archives and repositories.
+struct ArtifactMaker {
+  std::string_view folder;
+  std::string_view marks;
+  std::string_view manifests = {};
+  std::string_view needs = {};
+  bool marksTravel = false;
+};
+
+/// Returns the maker of folders of this name; null if only rules of the user name them.
+const ArtifactMaker* makerOf(std::string_view folderName);
+
+}  // namespace tidra

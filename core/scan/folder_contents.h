@@ -1,0 +1,30 @@
+// Entries of folders by name patterns: which marks lie in a folder, which manifests beside it.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/platform/directory_reader.h"
+
+namespace tidra {
+
+struct FolderEntry {
+  std::string name;
+  EntryType type = EntryType::other;
+};
+
+/// Returns the entries of a folder, in a large one the first ones in directory order; empty if it is unreadable.
+std::vector<FolderEntry> listing(const std::string& folder);
+
+/// As listing(), without what strangers put into a world-writable folder: they must not decide what is removed.
+std::vector<FolderEntry> ownListing(const std::string& folder);
+
+/// Returns the first existing path that matches a pattern of path components; empty if none does. `entries` are those
+/// of the folder.
+std::string firstMatch(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view pattern);
+
+/// As firstMatch(), for the first of the patterns, separated by blanks, that matches.
+std::string firstOf(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view patterns);
+
+}  // namespace tidra

@@ -1,0 +1,74 @@
+#include "core/scan/folder_sample.h"
+
+#include <algorithm>
+#include <deque>
+
+#include "core/base/text.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
+#include "core/scan/folder_contents.h"
+
+namespace tidra {
+namespace {
+
+/// Suffixes of hand-written source that no build puts into its output.
+constexpr std::string_view sourceSuffixes =
+    ".ts .tsx .jsx .go .c .cc .cpp .cxx .h .hpp .m .mm .py .pyx .rb .rs .java .kt .scala .swift .cs .php .pl .pm .sh "
+    ".vim "
+    ".el .lua .ml .hs .erl .ex .exs .f90 .pas .sql .proto .am .in .ac .m4 .cmake .rst .po .pod .tcl .erb .y .l .g4 .md";
+
+bool isSource(std::string_view name) {
+  const auto dot = name.rfind('.');
+  if (dot == std::string_view::npos || dot == 0 || name.ends_with(".d.ts")) return false;
+  const auto suffixes = splitNonEmpty(sourceSuffixes, ' ');
+  return std::find(suffixes.begin(), suffixes.end(), name.substr(dot)) != suffixes.end();
+}
+
+}  // namespace
+
+FolderSample FolderSample::of(const std::string& folder) {
+  constexpr std::size_t mostFiles = 96;
+  constexpr std::size_t mostFolders = 24;
+  FolderSample sample;
+  std::deque<std::string> waiting{folder};
+  for (std::size_t folders = 0; !waiting.empty() && folders < mostFolders && sample.files < mostFiles; ++folders) {
+    const std::string current = std::move(waiting.front());
+    waiting.pop_front();
+    // Skips the folder itself: archives are unpacked into new folders, which are newer than the contents.
+    if (const auto facts = pathFacts(current); facts && current != folder) {
+      sample.newest = std::max(sample.newest, facts->modified);
+    }
+    const auto opened = openDirectory(current);
+    if (!opened) continue;
+    DirectoryReader reader;
+    reader.start(opened->get());
+    for (DirectoryEntry entry; sample.files < mostFiles && reader.next(entry);) {
+      if (entry.type == EntryType::directory && waiting.size() < mostFolders) {
+        waiting.push_back(joinedPath(current, entry.name));
+      }
+      if (entry.type != EntryType::regularFile) continue;
+      ++sample.files;
+      if (isSource(entry.name)) ++sample.sources;
+      const auto facts = entryFacts(opened->get(), entry.name.data());
+      if (facts) sample.newest = std::max(sample.newest, facts->modified);
+    }
+  }
+  return sample;
+}
+
+std::optional<TimePoint> arrivalOf(std::string folder) {
+  constexpr std::size_t mostFiles = 64;
+  constexpr int mostLevels = 8;
+  std::optional<TimePoint> earliest;
+  for (int level = 0; level < mostLevels && !earliest && folder != "/"; ++level, folder = parentPath(folder)) {
+    std::size_t asked = 0;
+    for (const FolderEntry& entry : listing(folder)) {
+      if (entry.type != EntryType::regularFile || asked++ >= mostFiles) continue;
+      const auto facts = pathFacts(joinedPath(folder, entry.name));
+      if (facts && (!earliest || facts->changed < *earliest)) earliest = facts->changed;
+    }
+  }
+  return earliest;
+}
+
+}  // namespace tidra

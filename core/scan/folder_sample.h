@@ -1,0 +1,25 @@
+// What a folder holds: a sample of its files.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "core/base/time_point.h"
+
+namespace tidra {
+
+/// A sample of the files and folders below a folder, breadth first.
+struct FolderSample {
+  std::size_t files = 0;
+  std::size_t sources = 0;
+  TimePoint newest = TimePoint::min();
+
+  static FolderSample of(const std::string& folder);
+};
+
+/// Returns the earliest ctime of the files in a folder, or in the nearest ancestor that has files. Unlike mtime it is
+/// set by the kernel, so archives and copies cannot preserve it. Absent without files.
+std::optional<TimePoint> arrivalOf(std::string folder);
+
+}  // namespace tidra
