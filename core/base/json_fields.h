@@ -120,7 +120,7 @@ std::map<std::string, T> withReadableKeys(const std::map<std::string, T>& values
   std::map<std::string, T> readable;
   for (const auto& [key, value] : values) {
     T& place = readable[replacingInvalidUtf8(key)];
-    if constexpr (requires { place.push_back(value[0]); } && !std::is_same_v<T, std::string>) {
+    if constexpr (requires(T list) { list.push_back(list[0]); } && !std::is_same_v<T, std::string>) {
       place.insert(place.end(), value.begin(), value.end());
     } else {
       place = value;

@@ -149,7 +149,7 @@ void FreedesktopTrash::check(const HeldEntry& entry) const {
 std::string FreedesktopTrash::reserve(const Store& store, const std::string& stem, const std::string& text) {
   int& number = nextNumbers_.try_emplace(store.info.pathOf(stem), 1).first->second;
   for (;; ++number) {
-    const std::string name = number == 1 ? stem : fmt::format("{}.{}", stem, number);
+    std::string name = number == 1 ? stem : fmt::format("{}.{}", stem, number);
     if (entryFacts(store.files.descriptor(), name.c_str())) continue;
     const auto file = makeFileEntry(store.info.descriptor(), infoOf(name).c_str());
     if (!file && file.failure() == std::errc::file_exists) continue;

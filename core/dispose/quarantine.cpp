@@ -89,7 +89,7 @@ std::string QuarantineDisposer::reserve(const StoreFolder& store, const std::str
                                         const std::string& manifest) {
   int& number = nextNumbers_.try_emplace(store.pathOf(stem), 1).first->second;
   for (;; ++number) {
-    const std::string name = number == 1 ? stem : fmt::format("{}.{}", stem, number);
+    std::string name = number == 1 ? stem : fmt::format("{}.{}", stem, number);
     if (entryFacts(store.descriptor(), name.c_str())) continue;
     const auto file = makeFileEntry(store.descriptor(), manifestOf(name).c_str());
     if (!file && file.failure() == std::errc::file_exists) continue;

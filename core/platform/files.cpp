@@ -135,7 +135,7 @@ void makePrivateFolders(const std::string& path) { makeFolders(path, 0700); }
 
 std::string setAside(const std::string& path, const std::string& suffix) {
   for (int number = 0;; ++number) {
-    const std::string target = path + suffix + (number == 0 ? "" : fmt::format("-{}", number));
+    std::string target = path + suffix + (number == 0 ? "" : fmt::format("-{}", number));
     // link() fails with EEXIST where rename() would overwrite.
     if (::link(path.c_str(), target.c_str()) == 0) {
       ::unlink(path.c_str());

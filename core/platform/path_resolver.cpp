@@ -1,9 +1,13 @@
 #include "core/platform/path_resolver.h"
 
+#include <unistd.h>
+
 #include "core/platform/path_text.h"
 #include "core/platform/path_variables.h"
 
-extern char** environ;
+#ifdef __APPLE__
+extern char** environ;  // elsewhere unistd.h declares it
+#endif
 
 namespace tidra {
 namespace {

@@ -4,6 +4,7 @@
 #include "core/platform/process_runner.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
@@ -20,12 +21,11 @@
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/platform/file_descriptor.h"
+#include "core/platform/path_resolver.h"
 #include "core/platform/pipe.h"
 #include "core/platform/process_exit.h"
 #include "core/platform/process_memory.h"
 #include "core/platform/spawn_lock.h"
-
-extern char** environ;
 
 namespace tidra {
 namespace {
@@ -262,7 +262,7 @@ Ending superviseUntilEnd(Child& child, std::array<PipeReader*, 2> readers, const
 
 std::vector<std::string> environmentTexts(const Environment& environment) {
   std::vector<std::string> texts;
-  for (const auto& [name, value] : environment) texts.push_back(name + "=" + value);
+  for (const auto& [name, value] : environment) texts.push_back(fmt::format("{}={}", name, value));
   return texts;
 }
 
@@ -282,11 +282,10 @@ std::optional<ProcessRunner::Result> ProcessRunner::run(const Command& command) 
 
   std::vector<std::string> arguments{command.executablePath};
   arguments.insert(arguments.end(), command.arguments.begin(), command.arguments.end());
-  std::vector<std::string> environment;
-  if (command.environment) environment = environmentTexts(*command.environment);
+  std::vector<std::string> environment =
+      environmentTexts(command.environment ? *command.environment : processEnvironment());
   const auto started = SpawnSettings(command, out, err)
-                           .spawn(command.executablePath, pointers(arguments).data(),
-                                  command.environment ? pointers(environment).data() : environ);
+                           .spawn(command.executablePath, pointers(arguments).data(), pointers(environment).data());
   out.write.reset();
   err.write.reset();
   if (!started) return std::nullopt;

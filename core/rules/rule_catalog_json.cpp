@@ -48,7 +48,7 @@ ProjectArtifactRule JsonCodec<ProjectArtifactRule>::decode(const nlohmann::json&
 
 RuleCatalog RuleCatalog::load(std::string_view data) {
   const std::string what = "The rule catalog";
-  const RuleCatalog catalog = JsonCodec<RuleCatalog>::decode(parseJson(data, what), what);
+  RuleCatalog catalog = JsonCodec<RuleCatalog>::decode(parseJson(data, what), what);
   if (catalog.schemaVersion > supportedSchema) throw RuleCatalogError::unsupportedSchema(catalog.schemaVersion);
   validate(catalog.projectRules, catalog.systemRules);
   return catalog;

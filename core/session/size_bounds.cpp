@@ -17,6 +17,7 @@ std::uint64_t bounded(std::uint64_t bytes) { return unsignedBytes(signedBytes(by
 std::string largestNamed(const std::vector<FoundArtifact>& findings, const TidraPathResolver& resolver) {
   constexpr std::size_t mostNamed = 3;
   std::vector<const ScanArtifactFinding*> largest;
+  largest.reserve(findings.size());
   for (const FoundArtifact& found : findings) largest.push_back(&found.finding);
   const auto end = largest.begin() + static_cast<std::ptrdiff_t>(std::min(mostNamed, largest.size()));
   std::partial_sort(largest.begin(), end, largest.end(),

@@ -13,9 +13,9 @@ std::optional<SystemBounds> systemBoundsOf(const ScanRequest& request) {
   const std::string home = realPathOrSame(request.resolver.home);
   SystemBounds bounds;
   for (const std::string& root : request.roots) {
-    std::string real = realPathOrSame(root);
+    const std::string real = realPathOrSame(root);
     if (isSameOrInside(home, real)) return std::nullopt;
-    bounds.roots.add(std::move(real));
+    bounds.roots.add(real);
   }
   if (request.categories) bounds.toolCategories = *request.categories;
   return bounds;

@@ -73,7 +73,7 @@ void copyRange(const FileDescriptor& from, std::uint64_t begin, std::uint64_t en
 /// Copies the tail from an offset into a new file beside the log and flushes it (`fsync`). Returns its path.
 std::string copyAside(const std::string& url, const AuditFile& log, std::uint64_t offset) {
   for (int number = 0;; ++number) {
-    const std::string path = url + ".torn" + (number == 0 ? "" : fmt::format("-{}", number));
+    std::string path = url + ".torn" + (number == 0 ? "" : fmt::format("-{}", number));
     const auto made = makeFile(path);
     if (!made && made.failure() == std::errc::file_exists) continue;
     if (!made) fail(made.failure(), path);

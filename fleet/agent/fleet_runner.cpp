@@ -39,7 +39,7 @@ class Run {
     const auto own = ResolvedPolicy::make(runner_.policy, runner_.host);
     // Validate the log before taking the lock, for a clear error; reopen it afterwards, because the previous holder
     // appended.
-    AuditLog{own.auditPath};
+    static_cast<void>(AuditLog(own.auditPath));
     RunLock lock(own.lockPath);
     acquire(lock);
     AuditLog log(own.auditPath);

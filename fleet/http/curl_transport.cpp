@@ -67,7 +67,9 @@ class ExchangeFolder {
 /// One line a header for curl's `-H @file`. "Name;" sends a header without a value; "Name:" would remove it.
 std::string headerLines(const HTTPHeaders& headers) {
   std::string lines;
-  for (const auto& [name, value] : headers) lines += value.empty() ? name + ";\n" : name + ": " + value + "\n";
+  for (const auto& [name, value] : headers) {
+    lines += value.empty() ? fmt::format("{};\n", name) : fmt::format("{}: {}\n", name, value);
+  }
   return lines;
 }
 

@@ -4,12 +4,12 @@
 #pragma once
 
 #include <chrono>
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/base/time_point.h"
@@ -60,7 +60,9 @@ class FleetTotals {
     ArtifactSafetyTier tier;
     std::string category;
 
-    auto operator<=>(const RuleKey&) const = default;
+    bool operator<(const RuleKey& other) const {
+      return std::tie(label, tier, category) < std::tie(other.label, other.tier, other.category);
+    }
   };
   struct Sum {
     WideSum bytes;

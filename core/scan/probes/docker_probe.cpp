@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
 #include <map>
 
@@ -221,7 +222,7 @@ std::optional<std::uint64_t> DockerArtifactProbe::parseSize(std::string_view tex
     const double bytes = std::strtod(digits.c_str(), nullptr) * known.factor;
     constexpr double mostBytes = 9e18;
     if (bytes > mostBytes || !isPlausibleSize(static_cast<std::uint64_t>(bytes))) return std::nullopt;
-    return static_cast<std::uint64_t>(bytes + 0.5);
+    return static_cast<std::uint64_t>(std::llround(bytes));
   }
   return std::nullopt;
 }

@@ -103,8 +103,8 @@ std::optional<PipOrphanProbe::InstalledPackage> readPackage(const std::string& f
     if (const auto name = requirementName(line.substr(14))) package.dependencies.insert(*name);
   }
   // The egg-info format lists dependencies in a separate file, those of extras below "[extra]" headings.
-  const auto requires_ = readRegularFile(joinedPath(folder, "requires.txt"), longestMetadata);
-  for (const std::string_view line : requires_ ? split(*requires_, '\n') : std::vector<std::string_view>{}) {
+  const auto listed = readRegularFile(joinedPath(folder, "requires.txt"), longestMetadata);
+  for (const std::string_view line : listed ? split(*listed, '\n') : std::vector<std::string_view>{}) {
     if (const auto name = requirementName(line)) package.dependencies.insert(*name);
   }
   package.bytes = recordedBytes(joinedPath(folder, "RECORD"));
