@@ -92,58 +92,72 @@ int check(const RulesOptions& options) {
   return ExitStatus::done;
 }
 
+using Options = std::shared_ptr<RulesOptions>;
+
+void choose(CLI::App* subcommand, Program& program, const Options& options, int (*run)(const RulesOptions&)) {
+  subcommand->callback([&program, options, run] { program.command = [options, run] { return run(*options); }; });
+}
+
+void addCatalogOptions(CLI::App* subcommand, const Options& options) {
+  subcommand->add_option("--rules", options->rulesFiles, "Overlay the built-in rules with those of a file")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("FILE");
+  subcommand->add_option("--disable-rule", options->disabledRules, "Switch rules off by id")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("ID");
+}
+
+void addList(CLI::App* command, Program& program, const Options& options) {
+  CLI::App* listing = command->add_subcommand("list", "All rules, a line each");
+  addCatalogOptions(listing, options);
+  listing->add_flag("--skipped", options->skipped, "The folders that scans never enter instead");
+  listing->add_flag("--json", options->json, "Print one JSON document");
+  listing->footer("Examples:\n  tidra rules list\n  tidra rules list --rules mine.json");
+  choose(listing, program, options, &list);
+}
+
+void addShow(CLI::App* command, Program& program, const Options& options) {
+  CLI::App* showing = command->add_subcommand("show", "One rule as JSON");
+  addCatalogOptions(showing, options);
+  showing->add_option("ID", options->id, "The rule's id")->required()->type_name("");
+  showing->footer("Examples:\n  tidra rules show node_modules\n  tidra rules show npm-cache");
+  choose(showing, program, options, &show);
+}
+
+void addCheck(CLI::App* command, Program& program, const Options& options) {
+  CLI::App* checking = command->add_subcommand("check", "Whether a rules file can be used");
+  checking->add_option("FILE", options->file, "The rules file")->required()->type_name("");
+  checking->footer("Examples:\n  tidra rules check mine.json\n  tidra rules check ~/team/tidra-rules.json");
+  choose(checking, program, options, &check);
+}
+
+void addExport(CLI::App* command, Program& program, const Options& options) {
+  CLI::App* exporting = command->add_subcommand("export", "The whole catalog as JSON, to start a rules file from");
+  addCatalogOptions(exporting, options);
+  exporting->footer(
+      "Examples:\n  tidra rules export > mine.json\n  tidra rules export --rules team.json | jq .walkSkip");
+  choose(exporting, program, options, [](const RulesOptions& given) {
+    RulesOptions asJson = given;
+    asJson.json = true;
+    return list(asJson);
+  });
+}
+
 }  // namespace
 
 void addRulesCommand(CLI::App& app, Program& program) {
-  auto options = std::make_shared<RulesOptions>();
+  const auto options = std::make_shared<RulesOptions>();
   CLI::App* command = app.add_subcommand("rules", "Show and check what scans look for");
   command->footer(
       "Examples:\n"
       "  tidra rules show node_modules    one rule, as in the catalog\n"
       "  tidra rules check mine.json      whether a rules file is right");
-
-  const auto choose = [&program, options](CLI::App* subcommand, int (*run)(const RulesOptions&)) {
-    subcommand->callback([&program, options, run] { program.command = [options, run] { return run(*options); }; });
-  };
-  const auto addCatalogOptions = [options](CLI::App* subcommand) {
-    subcommand->add_option("--rules", options->rulesFiles, "Overlay the built-in rules with those of a file")
-        ->delimiter(',')
-        ->allow_extra_args(false)
-        ->type_name("FILE");
-    subcommand->add_option("--disable-rule", options->disabledRules, "Switch rules off by id")
-        ->delimiter(',')
-        ->allow_extra_args(false)
-        ->type_name("ID");
-  };
-
-  CLI::App* listing = command->add_subcommand("list", "All rules, a line each");
-  addCatalogOptions(listing);
-  listing->add_flag("--skipped", options->skipped, "The folders that scans never enter instead");
-  listing->add_flag("--json", options->json, "Print one JSON document");
-  listing->footer("Examples:\n  tidra rules list\n  tidra rules list --rules mine.json");
-  choose(listing, &list);
-
-  CLI::App* showing = command->add_subcommand("show", "One rule as JSON");
-  addCatalogOptions(showing);
-  showing->add_option("ID", options->id, "The rule's id")->required()->type_name("");
-  showing->footer("Examples:\n  tidra rules show node_modules\n  tidra rules show npm-cache");
-  choose(showing, &show);
-
-  CLI::App* checking = command->add_subcommand("check", "Whether a rules file can be used");
-  checking->add_option("FILE", options->file, "The rules file")->required()->type_name("");
-  checking->footer("Examples:\n  tidra rules check mine.json\n  tidra rules check ~/team/tidra-rules.json");
-  choose(checking, &check);
-
-  CLI::App* exporting = command->add_subcommand("export", "The whole catalog as JSON, to start a rules file from");
-  addCatalogOptions(exporting);
-  exporting->footer(
-      "Examples:\n  tidra rules export > mine.json\n  tidra rules export --rules team.json | jq .walkSkip");
-  choose(exporting, [](const RulesOptions& given) {
-    RulesOptions asJson = given;
-    asJson.json = true;
-    return list(asJson);
-  });
-
+  addList(command, program, options);
+  addShow(command, program, options);
+  addCheck(command, program, options);
+  addExport(command, program, options);
   command->callback([&program, options, command] {
     if (command->get_subcommands().empty()) program.command = [options] { return list(*options); };
   });
