@@ -1,6 +1,6 @@
-// Two kinds of evidence. Location: the table below of places used only by tool managers, editors and applications (add
-// new tools there). Structure: a global npm prefix, an Electron application, extensions of a portable editor, a program
-// with its own Node.
+// Three kinds of evidence. Location: the table below of places used only by tool managers, editors and applications
+// (add new tools there). Structure: a global npm prefix, an Electron application, extensions of a portable editor, a
+// program with its own Node. References: entries that lead there, read by ProgramReferences.
 #include "core/scan/installed_programs.h"
 
 #include <algorithm>
@@ -116,11 +116,15 @@ bool isElectronResources(const std::string& resources) {
          isExecutableFile(joinedPath(program, asciiLowered(lastPathComponent(program))));
 }
 
-/// Recognises a program shipped with its own interpreter, beside its modules or in "node/bin".
-bool bringsOwnNode(const std::string& folder) {
-  constexpr std::array places{"node", "node/bin/node", "bin/node"};
+/// Recognises a program shipped with its own interpreter, anywhere below its folder. "bin/node" counts for the modules
+/// beside it only: prefixes and projects have it too.
+bool bringsOwnNode(const std::string& folder, bool isBeside) {
+  // In "lib" it belongs to the program's folder above.
+  if (lastPathComponent(folder) == "lib") return false;
+  constexpr std::array places{"node", "node/bin/node", "lib/node"};
   return std::any_of(places.begin(), places.end(),
-                     [&](auto place) { return isExecutableFile(joinedPath(folder, place)); });
+                     [&](auto place) { return isExecutableFile(joinedPath(folder, place)); }) ||
+         (isBeside && isExecutableFile(joinedPath(folder, "bin/node")));
 }
 
 /// Recognises "data/extensions" of a portable editor by its list of installed extensions.
@@ -132,7 +136,8 @@ bool isPortableEditors(const std::string& folder) {
 /// Bounds the levels between a program's folder and a folder of it.
 constexpr int mostLevelsInside = 6;
 
-std::optional<std::string> ownerByStructure(const std::string& path) {
+/// Both paths have their symbolic links resolved.
+std::optional<std::string> ownerByStructure(const std::string& path, const std::string& home) {
   if (auto npm = globalPrefix(path)) return npm;
   std::string folder = parentPath(path);
   for (int level = 0; level < mostLevelsInside && folder != "/"; ++level, folder = parentPath(folder)) {
@@ -142,9 +147,25 @@ std::optional<std::string> ownerByStructure(const std::string& path) {
       return std::string(lastPathComponent(above));
     }
     if (isPortableEditors(above)) return std::string(name);
-    if (level == 0 && bringsOwnNode(folder)) return std::string(name);
+    const bool mayBeProgram = level == 0 || !(isSameOrInside(home, folder) || pathExists(joinedPath(folder, ".git")));
+    if (mayBeProgram && bringsOwnNode(folder, level == 0)) return std::string(name);
   }
   return std::nullopt;
+}
+
+/// Hidden folders of the home folder belong to programs, except repositories kept there.
+std::optional<std::string> ownerByHome(const std::string& path, const std::string& home) {
+  if (!isSameOrInside(path, home) || path == home) return std::nullopt;
+  const std::string below(pathBelow(path, home));
+  const auto slash = below.find('/');
+  if (!below.starts_with('.') || slash == std::string::npos) return std::nullopt;
+  const std::string program = joinedPath(home, below.substr(0, slash));
+  std::string folder = parentPath(path);
+  for (int level = 0; level < mostLevelsInside && isSameOrInside(folder, program);
+       ++level, folder = parentPath(folder)) {
+    if (pathExists(joinedPath(folder, ".git"))) return std::nullopt;
+  }
+  return below.substr(1, slash - 1);
 }
 
 }  // namespace
@@ -159,50 +180,27 @@ std::optional<std::string> InstalledPrograms::ownerByPlace(std::string_view path
   return std::nullopt;
 }
 
-InstalledPrograms::InstalledPrograms(const TidraPathResolver& resolver) : home_(resolver.home) {
-  constexpr std::size_t mostCommands = 2048;
-  for (const char* folder : {".local/bin", "bin"}) {
-    const std::string bin = joinedPath(home_, folder);
-    const auto opened = openDirectory(bin);
-    if (!opened) continue;
-    DirectoryReader reader;
-    reader.start(opened->get());
-    for (DirectoryEntry entry; commands_.size() < mostCommands && reader.next(entry);) {
-      if (entry.type != EntryType::symbolicLink) continue;
-      if (const auto real = realPath(joinedPath(bin, entry.name))) commands_.emplace_back(*real, entry.name);
-    }
-  }
+InstalledPrograms::InstalledPrograms(const TidraPathResolver& resolver)
+    : home_(resolver.home), realHome_(realPathOrSame(resolver.home)), references_(resolver) {}
+
+/// Links lead into the home folder all the time; a project that is the home folder says nothing.
+std::optional<std::string> InstalledPrograms::ownerByReference(const std::string& real,
+                                                               const std::optional<std::string>& project) const {
+  if (auto owner = references_.into(real)) return owner;
+  if (!project) return std::nullopt;
+  const std::string realProject = realPathOrSame(*project);
+  return isSameOrInside(realHome_, realProject) ? std::nullopt : references_.linkedInto(realProject);
 }
 
-/// Finds a command in the user's bin folders that is a symbolic link into the folder.
-std::optional<std::string> InstalledPrograms::ownerByCommand(const std::string& path) const {
-  if (commands_.empty()) return std::nullopt;
-  const auto real = realPath(path);
-  const auto leadsInto = [&](const auto& command) { return isSameOrInside(command.first, real ? *real : path); };
-  const auto found = std::find_if(commands_.begin(), commands_.end(), leadsInto);
-  return found == commands_.end() ? std::nullopt : std::optional(found->second);
-}
-
-/// Hidden folders of the home folder belong to programs, except repositories kept there.
-std::optional<std::string> InstalledPrograms::ownerByHome(const std::string& path) const {
-  if (!isSameOrInside(path, home_) || path.size() <= home_.size() + 1) return std::nullopt;
-  const std::string below = path.substr(home_.size() + 1);
-  const auto slash = below.find('/');
-  if (!below.starts_with('.') || slash == std::string::npos) return std::nullopt;
-  const std::string program = joinedPath(home_, below.substr(0, slash));
-  std::string folder = parentPath(path);
-  for (int level = 0; level < mostLevelsInside && isSameOrInside(folder, program);
-       ++level, folder = parentPath(folder)) {
-    if (pathExists(joinedPath(folder, ".git"))) return std::nullopt;
-  }
-  return below.substr(1, slash - 1);
-}
-
-std::optional<std::string> InstalledPrograms::ownerOf(const std::string& path) const {
+std::optional<std::string> InstalledPrograms::ownerOf(const std::string& path,
+                                                      const std::optional<std::string>& project) const {
+  const std::string real = realPathOrSame(path);
   auto owner = ownerByPlace(path);
-  if (!owner) owner = ownerByStructure(path);
-  if (!owner) owner = ownerByHome(path);
-  return owner ? owner : ownerByCommand(path);
+  if (!owner && real != path) owner = ownerByPlace(real);
+  if (!owner) owner = ownerByStructure(real, realHome_);
+  if (!owner) owner = ownerByHome(path, home_);
+  if (!owner) owner = ownerByHome(real, realHome_);
+  return owner ? owner : ownerByReference(real, project);
 }
 
 }  // namespace tidra

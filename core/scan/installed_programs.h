@@ -4,31 +4,31 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "core/platform/path_resolver.h"
+#include "core/scan/program_references.h"
 
 namespace tidra {
 
 class InstalledPrograms {
  public:
-  /// Reads the targets of the user's commands.
+  /// Reads where the user's commands, services and menu entries lead.
   explicit InstalledPrograms(const TidraPathResolver& resolver);
 
-  /// Returns the display name of the program that owns a folder, by its location or its surroundings; nullopt if none
-  /// does. `path` is absolute. Reads a bounded number of entries; does not throw.
-  std::optional<std::string> ownerOf(const std::string& path) const;
+  /// Returns the display name of the program that owns a folder, by its location, by its surroundings, or because an
+  /// entry leads into it or, as a symbolic link, into its project; nullopt if none does. Paths are absolute. Reads a
+  /// bounded number of entries; does not throw.
+  std::optional<std::string> ownerOf(const std::string& path, const std::optional<std::string>& project = {}) const;
 
   /// The part of ownerOf() that does not access the disk.
   static std::optional<std::string> ownerByPlace(std::string_view path);
 
  private:
-  std::optional<std::string> ownerByCommand(const std::string& path) const;
-  std::optional<std::string> ownerByHome(const std::string& path) const;
+  std::optional<std::string> ownerByReference(const std::string& real, const std::optional<std::string>& project) const;
 
   std::string home_;
-  std::vector<std::pair<std::string, std::string>> commands_;  // resolved target and name
+  std::string realHome_;  // symbolic links resolved
+  ProgramReferences references_;
 };
 
 }  // namespace tidra

@@ -1,0 +1,50 @@
+// Where the user's commands, services and menu entries lead: the targets of symbolic links, and absolute paths in small
+// text files.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/platform/path_resolver.h"
+
+namespace tidra {
+
+class ProgramReferences {
+ public:
+  /// Reads the places of the table in the source and the folders of PATH in the home folder: at most 8,192 entries,
+  /// files up to 64 KiB, 4 MiB and 20,000 paths of text altogether. Does not throw.
+  explicit ProgramReferences(const TidraPathResolver& resolver);
+
+  /// Returns the display name of an entry that leads to a folder or into it; nullopt without one. Symbolic links in
+  /// `folder` are resolved.
+  std::optional<std::string> into(const std::string& folder) const;
+
+  /// As into(), by symbolic links only.
+  std::optional<std::string> linkedInto(const std::string& folder) const;
+
+ private:
+  using Names = std::map<std::string, std::string>;  // by place, with symbolic links in its folder resolved
+
+  void readPlaces(const std::string& folder, std::string_view pattern, bool readsTexts, const std::string& name);
+  void readEntry(const std::string& path, bool readsTexts, const std::string& name);
+  void readSearchPath(const TidraPathResolver& resolver);
+  void add(std::string path, const std::string& name, Names& names);
+  static std::optional<std::string> find(const Names& names, const std::string& folder);
+
+  std::string home_;
+  Names links_;
+  Names named_;  // in texts and by PATH
+  std::size_t entriesLeft_ = 8192;
+  std::size_t bytesLeft_ = 4 * 1024 * 1024;
+  std::size_t pathsLeft_ = 20000;
+};
+
+/// Returns the absolute paths in a text, also those that begin with "~", "$HOME" or "%h" (systemd). Paths end at white
+/// space, unless quoted, at delimiters, and where a variable begins.
+std::vector<std::string> pathsNamedIn(std::string_view text, const std::string& home);
+
+}  // namespace tidra

@@ -1,0 +1,84 @@
+// Programs that are reached indirectly: through a home folder that is a link, commands, services and menu entries.
+#include "core/scan/installed_programs.h"
+
+#include "core/platform/path_text.h"
+#include "tests/core/scan/scan_fixture.h"
+#include "tests/support/matchers.h"
+
+namespace tidra {
+namespace {
+
+TEST(InstalledPrograms, AreKnownByWhatLeadsIntoThem) {
+  const TemporaryTree tree;
+  const std::string home = tree.path("home");
+  makeEntries(tree,
+              {"real/src/tool/cli.js",
+               "real/src/linked/",
+               "real/src/env/.venv/bin/python->/usr/bin/env",
+               "real/.local/bin/tool->../../src/tool/cli.js",
+               "real/.local/bin/py->../../src/env/.venv/bin/python",
+               "real/.npm-global/lib/node_modules/linked->../../../src/linked",
+               "real/src/bot/.venv/bin/",
+               "real/src/my bot/.venv/bin/",
+               "real/bin/bot=#!/bin/sh\nexec " + home + "/src/bot/.venv/bin/python -m bot\n",
+               "real/bin/spaced=\"$HOME/src/my bot/.venv/bin/python\"\n",
+               "real/src/svc/.venv/bin/",
+               "real/.config/systemd/user/svc.service=[Service]\nExecStart=%h/src/svc/.venv/bin/python -m svc\n",
+               "real/src/nb/.venv/bin/",
+               "real/.local/share/jupyter/kernels/nb/kernel.json={\"argv\":[\"" + home + "/src/nb/.venv/bin/python\"]}",
+               "real/src/rs/target/release/",
+               "real/src/js/node_modules/.bin/",
+               "real/src/on/.venv/bin/",
+               "real/src/mono/package.json",
+               "real/.local/bin/large=" + std::string(70000, ' ') + home + "/src/mono/dist",
+               "home->real",
+               "real/.mytool/app/node_modules/",
+               "real/node_modules/",
+               "other/node_modules/",
+               "apps/serve-4.9/lib/node=x",
+               "apps/serve-4.9/lib/vs/extensions/git/node_modules/",
+               "code/.git/",
+               "code/node=x",
+               "code/p/q/node_modules/"});
+  for (const char* program : {"apps/serve-4.9/lib/node", "code/node"}) tree.setMode(program, 0755);
+  const std::string searched =
+      home + "/src/rs/target/release:" + home + "/src/js/node_modules/.bin:" + home + "/src/on/.venv/bin:/usr/bin:.";
+  const InstalledPrograms programs({home, {{"PATH", searched}, {"VIRTUAL_ENV", home + "/src/on/.venv"}}});
+  const std::vector<std::pair<std::string, std::string>> rows{
+      {"src/tool/node_modules", "tool"},
+      {"src/linked/node_modules", "linked"},
+      {"src/env/.venv", "py"},
+      {"src/bot/.venv", "bot"},
+      {"src/bot/build", "–"},
+      {"src/my bot/.venv", "spaced"},
+      {"src/svc/.venv", "svc.service"},
+      {"src/nb/.venv", "nb"},
+      {"src/rs/target", "~/src/rs/target/release (in PATH)"},
+      {"src/js/node_modules", "–"},
+      {"src/on/.venv", "–"},
+      {"src/mono/dist", "–"},
+      {".mytool/app/node_modules", "mytool"},
+      {"node_modules", "–"},
+      {"../other/node_modules", "–"},
+      {"../apps/serve-4.9/lib/vs/extensions/git/node_modules", "serve-4.9"},
+      {"../code/p/q/node_modules", "–"}};
+  for (const char* way : {"real", "home"}) {
+    for (const auto& [below, owner] : rows) {
+      const std::string path = standardizedPath(tree.path(way) + "/" + below);
+      EXPECT_EQ(programs.ownerOf(path, parentPath(path)).value_or("–"), owner) << path;
+    }
+  }
+}
+
+TEST(InstalledPrograms, PathsInTextsEndWhereAShellOrUnitEndsThem) {
+  const std::vector<std::pair<std::string, std::vector<std::string>>> rows{
+      {"PATH=/a/b:~/c; cd \"$HOME\"/d && '/e f/g' --x=${HOME}/h,y", {"/a/b", "/u/c", "/u/d", "/e f/g", "/u/h"}},
+      {R"(exec /a\ b/c "$HOME/my x/y" $DIR/z ./w v/u)", {"/a b/c", "/u/my x/y"}},
+      {"#!/usr/bin/env\n<string>/k/l</string> \"\\/m\\/n\" /o/$X", {"/usr/bin/env", "/k/l", "/m/n", "/o/"}},
+      {"/", {"/"}},
+      {"~", {}}};
+  for (const auto& [text, paths] : rows) EXPECT_EQ(pathsNamedIn(text, "/u"), paths) << text;
+}
+
+}  // namespace
+}  // namespace tidra
