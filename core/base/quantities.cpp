@@ -91,6 +91,10 @@ Age parseAge(std::string_view text) {
   throw badAge(text);
 }
 
+std::string ageText(const Age& age) {
+  return age.months > 0 ? fmt::format("{}mo", age.months) : fmt::format("{}d", age.days.count());
+}
+
 TimePoint momentBefore(TimePoint now, const Age& age) {
   const auto day = std::chrono::floor<std::chrono::days>(now);
   auto date = std::chrono::year_month_day{day} - std::chrono::months{age.months};

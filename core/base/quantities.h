@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "core/base/time_point.h"
@@ -56,6 +57,9 @@ struct Age {
 
 /// Throws InputError.
 Age parseAge(std::string_view text);
+
+/// Returns the age as parseAge() reads it; not for one with both months and days.
+std::string ageText(const Age& age);
 
 /// Returns `now` minus an age. A day that the earlier month lacks becomes that month's last day.
 TimePoint momentBefore(TimePoint now, const Age& age);

@@ -23,7 +23,16 @@ std::string_view faultOf(const std::string& path) {
   return path == standardizedPath(path) ? std::string_view{} : "contains '.' or an empty component";
 }
 
+void checkAge(const CleanupPlan& plan) {
+  try {
+    if (plan.olderThan) static_cast<void>(parseAge(*plan.olderThan));
+  } catch (const InputError& error) {
+    throw InputError(fmt::format("olderThan: {}.", error.what()));
+  }
+}
+
 void check(const CleanupPlan& plan) {
+  checkAge(plan);
   std::set<std::string_view> seen;
   for (const CleanupPlan::Item& item : plan.items) {
     const std::string shown = escapedForTerminal(item.path);
@@ -104,12 +113,11 @@ constexpr auto fieldsOf<CleanupPlan::Item> =
                  field("evidence", &CleanupPlan::Item::evidence));
 
 template <>
-constexpr auto fieldsOf<CleanupPlan> = recordFields(field("schemaVersion", &CleanupPlan::schemaVersion),
-                                                    field("createdAt", &CleanupPlan::createdAt),
-                                                    field("host", &CleanupPlan::host),
-                                                    field("method", &CleanupPlan::method),
-                                                    field("reason", &CleanupPlan::reason),
-                                                    field("items", &CleanupPlan::items));
+constexpr auto fieldsOf<CleanupPlan> =
+    recordFields(field("schemaVersion", &CleanupPlan::schemaVersion), field("createdAt", &CleanupPlan::createdAt),
+                 field("host", &CleanupPlan::host), field("method", &CleanupPlan::method),
+                 field("reason", &CleanupPlan::reason), field("olderThan", &CleanupPlan::olderThan),
+                 field("minBytes", &CleanupPlan::minBytes), field("items", &CleanupPlan::items));
 
 template struct RecordCodec<CleanupPlan::Item>;
 template struct RecordCodec<CleanupPlan>;

@@ -38,7 +38,9 @@ struct [[nodiscard]] CleanupPlan {
   TimePoint createdAt{};
   std::string host;
   DisposalMethod method = DisposalMethod::trash;
-  std::optional<std::string> reason;  // why the plan was made
+  std::optional<std::string> reason;          // why the plan was made
+  std::optional<std::string> olderThan = {};  // least age of its items when it was made, as parseAge() reads it
+  std::optional<std::int64_t> minBytes = {};  // least size of its items
   std::vector<Item> items;
 
   /// Returns the most severe tier among the items; safe for an empty plan.

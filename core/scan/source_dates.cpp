@@ -38,8 +38,9 @@ std::optional<TimePoint> credibleDate(TimePoint date, TimePoint now) {
 /// worst the dates of other files are read.
 class SourceDateReader::Search {
  public:
-  Search(const SourceDateReader& dates, const std::string& project, const std::function<bool()>& shouldStop)
-      : dates_(dates), shouldStop_(shouldStop), place_(dates.filter_.placeOf(project)) {
+  Search(const SourceDateReader& dates, const std::string& project, const Limits& limits,
+         const std::function<bool()>& shouldStop)
+      : dates_(dates), limits_(limits), shouldStop_(shouldStop), place_(dates.filter_.placeOf(project)) {
     auto opened = openDirectory(project);
     if (!opened) return;
     top_ = std::move(*opened);
@@ -87,7 +88,7 @@ class SourceDateReader::Search {
         if (isOwnFile(entry.name) && !filter.bars(entry.name)) {
           newest_ = std::max(newest_, dateOf(descriptor, entry.name));
         }
-      } else if (entry.type == EntryType::directory && folder.depth < dates_.limits_.depth &&
+      } else if (entry.type == EntryType::directory && folder.depth < limits_.depth &&
                  dates_.isEntered(entry.name, *folder.node) && !filter.bars(entry.name)) {
         const auto* place = WalkFilter::childPlace(folder.place, entry.name);
         if (place != nullptr && place->mounted) continue;
@@ -103,16 +104,17 @@ class SourceDateReader::Search {
     return facts ? credibleDate(facts->modified, dates_.now_) : std::nullopt;
   }
 
-  bool isEnough() const { return entries_ >= dates_.limits_.entries || (newest_ && dates_.isFresh(*newest_)); }
+  bool isEnough() const { return entries_ >= limits_.entries || (newest_ && dates_.isFresh(*newest_)); }
 
   bool isOver() const { return isEnough() || Clock::now() >= end_ || shouldStop_(); }
 
   using Clock = std::chrono::steady_clock;
 
   const SourceDateReader& dates_;
+  const Limits limits_;
   const std::function<bool()>& shouldStop_;
   const WalkFilter::Place* const place_;
-  const Clock::time_point end_ = Clock::now() + dates_.limits_.time;
+  const Clock::time_point end_ = Clock::now() + limits_.time;
   FileDescriptor top_;
   std::priority_queue<Folder> waiting_;
   DirectoryReader reader_;
@@ -136,7 +138,15 @@ SourceDateReader::SourceDateReader(const FilesystemArtifactScanner::Request& wal
 
 std::optional<TimePoint> SourceDateReader::newest(const std::string& project,
                                                   const std::function<bool()>& shouldStop) const {
-  return Search(*this, project, shouldStop).run();
+  return Search(*this, project, limits_, shouldStop).run();
+}
+
+std::optional<TimePoint> SourceDateReader::newestOfMany(const std::string& project,
+                                                        const std::function<bool()>& shouldStop) const {
+  Limits limits = limits_;
+  limits.entries = 100'000;
+  limits.time = std::chrono::seconds{20};
+  return Search(*this, project, limits, shouldStop).run();
 }
 
 bool SourceDateReader::isEntered(std::string_view name, const FolderNode& parent) const {

@@ -44,6 +44,9 @@ class SourceDateReader {
   /// a file or for an unreadable folder. Polls `shouldStop` between folders.
   std::optional<TimePoint> newest(const std::string& project, const std::function<bool()>& shouldStop) const;
 
+  /// As newest(), for 100,000 entries and 20 seconds: before a removal relies on the date.
+  std::optional<TimePoint> newestOfMany(const std::string& project, const std::function<bool()>& shouldStop) const;
+
   /// Whether a date is recent enough to stop searching.
   bool isFresh(TimePoint date) const { return date >= now_ - limits_.fresh; }
 

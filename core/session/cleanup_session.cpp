@@ -10,6 +10,7 @@
 #include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/tool_targets.h"
+#include "core/model/scan_activity_classification.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 #include "core/session/removal_guard.h"
@@ -41,6 +42,7 @@ ScanRequest narrowed(ScanRequest request, const CleanupPlan& plan) {
   request.tiers.reset();
   request.minimumBytes = 0;
   request.olderThan.reset();
+  request.provenAge = plan.olderThan ? std::optional(parseAge(*plan.olderThan)) : std::nullopt;
   request.oneFileSystem = false;
   request.systemReach = SystemReach::everywhere;  // the items are sufficient bounds
   for (const CleanupPlan::Item& item : plan.items) {
@@ -78,8 +80,23 @@ std::optional<std::string> reasonItIsGone(const std::string& path, const TidraPa
   }
 }
 
+/// Returns which limit of its plan an item no longer meets; nullopt if it meets all.
+std::optional<std::string> missedLimit(const CleanupPlan& plan, const ScanArtifactFinding& finding) {
+  if (plan.olderThan && !finding.lastActivityDate) {
+    return "has no known date of use any more, but the plan was made with --older-than; make a new plan";
+  }
+  if (plan.olderThan && !ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate,
+                                                                      parseAge(*plan.olderThan), plan.createdAt)) {
+    return fmt::format("was worked on since the plan was made with --older-than {}; make a new plan", *plan.olderThan);
+  }
+  if (plan.minBytes && signedBytes(finding.sizeBytes) < *plan.minBytes) {
+    return fmt::format("has become smaller than --min-size {} of the plan; make a new plan", *plan.minBytes);
+  }
+  return std::nullopt;
+}
+
 /// Returns why an item no longer matches its plan; nullopt if it does.
-std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const FoundArtifact* found,
+std::optional<std::string> refusalOf(const CleanupPlan& plan, const CleanupPlan::Item& item, const FoundArtifact* found,
                                      const ScanOutcome& outcome, const CleanupOptions& options,
                                      const TidraPathResolver& resolver) {
   if (found == nullptr) {
@@ -91,14 +108,17 @@ std::optional<std::string> refusalOf(const CleanupPlan::Item& item, const FoundA
     if (const auto reason = reasonItIsGone(item.path, resolver)) return reason;
     return "matches no rule, or is excluded; --allow-any-path removes it anyway";
   }
+  const ArtifactSafetyTier tier = found->finding.safetyTier;
+  if (tier > item.tier) {
+    const auto& hint = found->finding.restoreHint;
+    return fmt::format("is of tier {} by now{}, but the plan says {}; make a new plan", rawValue(tier),
+                       hint ? fmt::format(" ({})", escapedForTerminal(*hint)) : "", rawValue(item.tier));
+  }
   if (item.evidence && lacksEvidence(found->finding)) {
     return fmt::format("{} when the plan was made, but nothing shows any more that a tool made it; make a new plan",
                        *item.evidence);
   }
-  const ArtifactSafetyTier tier = found->finding.safetyTier;
-  if (tier <= item.tier) return std::nullopt;
-  return fmt::format("is of tier {} by now, but the plan says {}; make a new plan", rawValue(tier),
-                     rawValue(item.tier));
+  return missedLimit(plan, found->finding);
 }
 
 /// Resolves nesting. A candidate gets a refusal if it contains a finding that stays: one with a refusal, or one that is
@@ -184,6 +204,8 @@ CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, Dis
                             const ScanRequest& request, std::optional<std::string> reason) {
   CleanupPlan plan{
       .createdAt = request.now, .host = request.host, .method = method, .reason = std::move(reason), .items = {}};
+  if (request.olderThan) plan.olderThan = ageText(*request.olderThan);
+  if (request.minimumBytes > 0) plan.minBytes = signedBytes(request.minimumBytes);
   for (const CleanupCandidate& candidate : candidates) {
     if (!candidate.refusal) plan.items.push_back(candidate.item);
   }
@@ -202,8 +224,8 @@ CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const Cleanu
     if (isCancelled(options.shouldCancel)) break;
     const auto known = byPath.find(item.path);
     const FoundArtifact* found = known == byPath.end() ? nullptr : known->second;
-    auto& candidate = checked.candidates.emplace_back(
-        CleanupCandidate{.item = item, .found = found, .refusal = refusalOf(item, found, scan, options, resolver)});
+    auto& candidate = checked.candidates.emplace_back(CleanupCandidate{
+        .item = item, .found = found, .refusal = refusalOf(plan, item, found, scan, options, resolver)});
     if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options);
   }
   settleNested(checked.candidates, scan.nested, guard, options);

@@ -35,7 +35,7 @@ ProjectActivityReader::~ProjectActivityReader() {
 
 void ProjectActivityReader::add(const std::string& project, const std::string& folder,
                                 const std::shared_ptr<const SourceDateReader>& sources) {
-  if (!seen_.insert(project).second) return;
+  if (!projects_.try_emplace(project, Project{project, folder, sources}).second) return;
   const std::string repository = repositoryOf(folder);
   const std::lock_guard lock(mutex_);
   if (repository.empty()) return enqueue(lock, [=, this] { readProject({project, folder, sources}, std::nullopt); });
@@ -47,6 +47,14 @@ void ProjectActivityReader::add(const std::string& project, const std::string& f
   }
   known->second.waiting.push_back({project, folder, sources});
   if (isNew) enqueue(lock, [=, this] { askRepository(repository); });
+}
+
+void ProjectActivityReader::addAgain(const std::set<std::string>& projects) {
+  const std::lock_guard lock(mutex_);
+  for (const std::string& name : projects) {
+    const auto added = projects_.find(name);
+    if (added != projects_.end()) enqueue(lock, [this, &project = added->second] { readMore(project); });
+  }
 }
 
 /// Returns empty if no repository determines the folder's date. Repositories of or above the home folder (settings
@@ -121,6 +129,14 @@ void ProjectActivityReader::readProject(const Project& project, std::optional<Ti
   }
   const std::lock_guard lock(mutex_);
   if (date && !cancelled_) answers_.emplace(project.name, *date);
+}
+
+void ProjectActivityReader::readMore(const Project& project) {
+  const auto date = project.sources->newestOfMany(project.folder, [this] { return cancelled_.load(); });
+  const std::lock_guard lock(mutex_);
+  if (!date || cancelled_) return;
+  const auto [answer, isNew] = answers_.try_emplace(project.name, *date);
+  if (!isNew) answer->second = std::max(answer->second, *date);
 }
 
 bool ProjectActivityReader::waitFor(std::chrono::milliseconds most) {

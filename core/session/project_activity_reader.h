@@ -27,7 +27,7 @@ namespace tidra {
 ///
 /// Queries each repository once and reads each project once, in parallel. A hanging repository delays only its own
 /// projects, by git's timeout; after repeated timeouts the remaining repositories are not queried. Without an answer of
-/// git the date of ".git" substitutes for the last commit. add() is not thread-safe.
+/// git the date of ".git" substitutes for the last commit. add() and addAgain() are not thread-safe.
 class ProjectActivityReader {
  public:
   ProjectActivityReader(std::optional<std::string> git, TidraPathResolver resolver);
@@ -38,6 +38,9 @@ class ProjectActivityReader {
   /// symbolic links resolved, `sources` the reader for its root.
   void add(const std::string& project, const std::string& folder,
            const std::shared_ptr<const SourceDateReader>& sources);
+
+  /// Queues added projects again, to read many more of their files; a newer date replaces the answer.
+  void addAgain(const std::set<std::string>& projects);
 
   /// Drops unanswered queries. Returns immediately.
   void cancel() { cancelled_ = true; }
@@ -69,6 +72,7 @@ class ProjectActivityReader {
   void runNext(std::unique_lock<std::mutex>& lock);
   void askRepository(const std::string& repository);
   void readProject(const Project& project, std::optional<TimePoint> lastCommit);
+  void readMore(const Project& project);
   std::optional<TimePoint> askGit(const std::string& repository);
 
   std::atomic<bool> cancelled_{false};
@@ -76,7 +80,7 @@ class ProjectActivityReader {
   const std::string home_;  // symbolic links resolved
   TidraGitMetadataReader reader_;
   RepositoryFinder repositoryFinder_;
-  std::set<std::string> seen_;
+  std::map<std::string, Project> projects_;  // by name
 
   std::mutex mutex_;  // guards what follows
   std::condition_variable waitingChanged_;
