@@ -88,7 +88,7 @@ std::optional<IgnoreRules::Verdict> IgnoreRules::verdictOn(const std::string& pa
   return std::nullopt;
 }
 
-IgnoreFinder::IgnoreFinder(const TidraPathResolver& resolver) : home_(resolver.home) {
+IgnoreFinder::IgnoreFinder(const TidraPathResolver& resolver) : home_(realPathOrSame(resolver.home)) {
   if (const auto global = resolver.resolve("$XDG_CONFIG_HOME/git/ignore")) global_ = readRules(*global);
 }
 
@@ -102,7 +102,8 @@ const IgnoreFinder::Folder& IgnoreFinder::look(const std::string& folder) {
   if (!known) {
     known = std::make_unique<Folder>();
     const std::string ignoreFile = joinedPath(folder, ".gitignore");
-    if (isTrusted(ignoreFile)) known->rules = readRules(ignoreFile);
+    // As git: a symbolic link in a work tree is no ignore file.
+    if (isTrusted(ignoreFile) && !linkTarget(ignoreFile)) known->rules = readRules(ignoreFile);
     known->isRepository = isTrusted(joinedPath(folder, ".git"));
     constexpr std::array otherMarks{".hg", ".svn", ".jj", ".bzr", "CVS", "_darcs", ".pijul", ".fslckout"};
     known->isVersioned = std::any_of(otherMarks.begin(), otherMarks.end(),
