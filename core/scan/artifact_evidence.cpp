@@ -1,7 +1,8 @@
-// Evidence, strongest first: files that only the tool leaves inside (a table of the tools that make them); git ignores
-// the folder; the tool's manifest lies beside it. The weaker kinds count only without counter-evidence: a project
-// manifest inside, mostly hand-written source, a location below test fixtures, or contents all older than their arrival
-// on this disk (an unpacked archive). Some folders no tool can recreate, regardless of evidence.
+// Evidence, strongest first: files that only the tool leaves inside; git ignores the folder; the tool's manifest lies
+// beside it. The weaker kinds count only without counter-evidence: a project manifest inside, mostly hand-written
+// source, documents, keys and data bases, a location below test fixtures, or contents all older than their arrival on
+// this disk (an unpacked archive). Some folders no tool can recreate, and some are projects themselves, regardless of
+// evidence.
 #include "core/scan/artifact_evidence.h"
 
 #include <fmt/format.h>
@@ -35,8 +36,25 @@ constexpr std::array testFolders{std::string_view{"test"}, std::string_view{"tes
 
 constexpr std::string_view projectManifests =
     "package.json go.mod Cargo.toml pom.xml setup.py pyproject.toml build.xml Makefile Makefile.am CMakeLists.txt "
-    "meson.build "
-    "composer.json Gemfile *.gemspec *.csproj BUILD BUILD.bazel configure.ac";
+    "meson.build composer.json Gemfile *.gemspec *.csproj BUILD BUILD.bazel configure.ac";
+
+/// Those that no generator writes into a build folder.
+constexpr std::string_view handWrittenManifests =
+    "package.json go.mod Cargo.toml pom.xml setup.py pyproject.toml build.xml CMakeLists.txt meson.build composer.json "
+    "Gemfile *.gemspec *.csproj configure.ac build.gradle build.gradle.kts build.sbt Package.swift";
+
+/// What people put into an environment's folder, where no tool writes such files.
+constexpr std::string_view environmentSources = "*.py *.ipynb requirements*.txt Pipfile environment.yml";
+
+/// The folders at the top of an environment whose Python files installers write.
+constexpr std::array environmentFolders{
+    std::string_view{"bin"},     std::string_view{"lib"},   std::string_view{"lib64"},
+    std::string_view{"include"}, std::string_view{"share"}, std::string_view{"etc"},
+    std::string_view{"man"},     std::string_view{"Lib"},   std::string_view{"Scripts"}};
+
+/// Folders whose names people also use for their own documents.
+constexpr std::array ordinaryNames{std::string_view{"build"}, std::string_view{"dist"}, std::string_view{"vendor"},
+                                   std::string_view{"coverage"}, std::string_view{"target"}};
 
 /// Deployed programs, whose packages no build in that folder recreates.
 constexpr std::array deployableFolders{std::string_view{".output"}, std::string_view{".amplify-hosting"},
@@ -82,19 +100,22 @@ class Case {
     if (maker_ == nullptr) return "named by a rule of your own";
     inside_ = listing(path_);
     beside_ = ownListing(project_);
-    if (isBeyondRemaking()) return std::nullopt;
-    const std::string mark = firstOf(path_, ownListing(path_), maker_->marks);
+    if (isBeyondRemaking() || isProject()) return std::nullopt;
+    const auto own = ownListing(path_);
+    const std::string mark = firstOf(path_, own, maker_->marks);
     const bool mayHaveTravelled = !mark.empty() && (maker_->marksTravel || isBelowTests(project_));
     if (!mark.empty() && !(mayHaveTravelled && isUnpacked())) return fmt::format("holds {}", mark);
     const auto ignored = ignored_.of(path_);
-    const bool isCommonName = !maker_->folder.starts_with('.') && maker_->folder != "node_modules";
-    if (ignored.isNamed && ignored.isInRepository && !(isCommonName && speaksAgainst())) return "ignored by git";
+    if (ignored.isNamed && ignored.isInRepository && !(isCommonName() && speaksAgainst())) return "ignored by git";
     // Neither ignored nor tracked by git: new work. Other version control systems are not consulted.
     if (ignored.isVersioned || (ignored.isInRepository && !ignored.isIgnored)) return std::nullopt;
-    if (isUnpacked() || speaksAgainst()) return std::nullopt;
+    if (isUnpacked()) return std::nullopt;
+    if (const auto common = commonMark(own); !common.empty()) return fmt::format("holds {}", common);
+    if (speaksAgainst()) return std::nullopt;
     if (ignored.isNamed) return "ignored by a .gitignore above it";
     const std::string manifest = firstOf(project_, beside_, maker_->manifests);
-    if (manifest.empty() || (manifest == "package.json" && !PackageManifest(project_).mayMake(maker_->folder))) {
+    if (manifest.empty() ||
+        (manifest == "package.json" && !PackageManifest(project_).mayMake(maker_->folder, beside_))) {
       return std::nullopt;
     }
     return fmt::format("beside {}", manifest);
@@ -114,27 +135,60 @@ class Case {
            std::any_of(inside_.begin(), inside_.end(), [](const auto& it) { return it.name != "bundle"; });
   }
 
-  /// Whether a lock file lies beside, or in an ancestor for a workspace member.
+  bool isCommonName() const { return !maker_->folder.starts_with('.') && maker_->folder != "node_modules"; }
+  bool isEnvironment() const { return maker_->marks == "pyvenv.cfg"; }
+
+  /// Whether the folder is a project that its tools wrote into, as with "cmake ." in "build".
+  bool isProject() const {
+    if (isEnvironment()) return holdsSources(path_, inside_) || holdsForeignSources();
+    return isCommonName() && !firstOf(path_, inside_, handWrittenManifests).empty();
+  }
+
+  static bool holdsSources(const std::string& folder, const std::vector<FolderEntry>& entries) {
+    return !firstOf(folder, entries, environmentSources).empty() ||
+           !firstOf(folder, entries, handWrittenManifests).empty();
+  }
+
+  /// Whether a folder that installers do not make lies in the environment and holds sources.
+  bool holdsForeignSources() const {
+    return std::any_of(inside_.begin(), inside_.end(), [&](const FolderEntry& entry) {
+      if (entry.type != EntryType::directory || isIn(environmentFolders, entry.name)) return false;
+      const std::string folder = joinedPath(path_, entry.name);
+      return holdsSources(folder, listing(folder));
+    });
+  }
+
+  /// Returns a name inside that people use too, where the tool's manifest lies beside the folder; empty without one.
+  std::string commonMark(const std::vector<FolderEntry>& own) {
+    const auto markers = maker_->markers.empty() ? maker_->manifests : maker_->markers;
+    if (maker_->commonMarks.empty() || firstOf(project_, beside_, markers).empty()) return {};
+    if (isCommonName() && looksHandWritten()) return {};
+    return firstOf(path_, own, maker_->commonMarks);
+  }
+
+  /// Whether a lock file that names packages lies beside, or at the root of a workspace around the project.
   bool isLocked() const {
-    constexpr std::string_view locks = "pnpm-workspace.yaml *-lock.* yarn.lock bun.lock* npm-shrinkwrap.json";
     constexpr int mostLevels = 4;
     std::string folder = project_;
     for (int level = 0; level < mostLevels && folder != "/"; ++level, folder = parentPath(folder)) {
-      if (!firstOf(folder, ownListing(folder), locks).empty()) return true;
+      if ((level == 0 || isWorkspaceRoot(folder)) && holdsPackageLock(folder)) return true;
     }
     return false;
   }
 
   bool holdsWhatItNeeds() const {
-    if (maker_->needs == "package.json" && !PackageManifest(project_).namesPackages() && !isLocked()) return false;
-    if (maker_->marks == "pyvenv.cfg" && holdsNothingButItsInstaller(path_)) return true;
+    if (maker_->needs == "package.json") {
+      const PackageManifest manifest(project_);
+      if (manifest.lacksPackage() || !(manifest.namesPackages() || isLocked())) return false;
+    }
+    if (isEnvironment() && holdsNothingButItsInstaller(path_)) return true;
     const auto patterns = splitNonEmpty(maker_->needs, ' ');
     return std::any_of(beside_.begin(), beside_.end(), [&](const FolderEntry& entry) {
       const auto matches = [&](std::string_view pattern) {
         return globMatches(std::string(pattern), entry.name.c_str());
       };
       if (std::none_of(patterns.begin(), patterns.end(), matches)) return false;
-      return maker_->marks != "pyvenv.cfg" || listsPackages(project_, entry.name);
+      return !isEnvironment() || listsPackages(project_, entry.name);
     });
   }
 
@@ -146,10 +200,12 @@ class Case {
     return *isUnpacked_;
   }
 
-  bool speaksAgainst() {
+  bool looksHandWritten() {
     return !firstOf(path_, inside_, projectManifests).empty() || sample().sources * 2 > sample().files ||
            isBelowTests(project_);
   }
+
+  bool speaksAgainst() { return looksHandWritten() || (isIn(ordinaryNames, maker_->folder) && sample().keepsakes > 0); }
 
   const FolderSample& sample() {
     if (!sample_) sample_ = FolderSample::of(path_);

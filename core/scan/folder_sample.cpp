@@ -17,12 +17,23 @@ constexpr std::string_view sourceSuffixes =
     ".vim "
     ".el .lua .ml .hs .erl .ex .exs .f90 .pas .sql .proto .am .in .ac .m4 .cmake .rst .po .pod .tcl .erb .y .l .g4 .md";
 
-bool isSource(std::string_view name) {
+constexpr std::string_view keepsakeSuffixes =
+    ".doc .docx .odt .xls .xlsx .ods .ppt .pptx .odp .tex .ipynb .psd .xcf .ai .blend .pem .key .jks .keystore .p12 "
+    ".pfx "
+    ".kdbx .env .sqlite .sqlite3 .db .mdb .accdb .shp .gpkg";
+
+bool hasSuffixOf(std::string_view name, std::string_view suffixes) {
   const auto dot = name.rfind('.');
-  if (dot == std::string_view::npos || dot == 0 || name.ends_with(".d.ts")) return false;
-  const auto suffixes = splitNonEmpty(sourceSuffixes, ' ');
-  return std::find(suffixes.begin(), suffixes.end(), name.substr(dot)) != suffixes.end();
+  if (dot == std::string_view::npos) return false;
+  const auto known = splitNonEmpty(suffixes, ' ');
+  return std::find(known.begin(), known.end(), asciiLowered(name.substr(dot))) != known.end();
 }
+
+bool isSource(std::string_view name) {
+  return !name.starts_with('.') && !name.ends_with(".d.ts") && hasSuffixOf(name, sourceSuffixes);
+}
+
+bool isKeepsake(std::string_view name) { return name.starts_with(".env.") || hasSuffixOf(name, keepsakeSuffixes); }
 
 }  // namespace
 
@@ -49,6 +60,7 @@ FolderSample FolderSample::of(const std::string& folder) {
       if (entry.type != EntryType::regularFile) continue;
       ++sample.files;
       if (isSource(entry.name)) ++sample.sources;
+      if (isKeepsake(entry.name)) ++sample.keepsakes;
       const auto facts = entryFacts(opened->get(), entry.name.data());
       if (facts) sample.newest = std::max(sample.newest, facts->modified);
     }

@@ -1,44 +1,120 @@
 #include "core/scan/package_manifest.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
 
 #include "core/base/byte_units.h"
+#include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
+namespace {
 
-PackageManifest::PackageManifest(const std::string& project) {
-  constexpr std::size_t largest = 1_MiB;
-  const auto text = readRegularFile(joinedPath(project, "package.json"), largest);
+constexpr std::size_t largestManifest = 1_MiB;
+
+/// Whether a dependency "file:../x", "link:./x" or "portal:x" is gone.
+bool isGone(const std::string& project, const nlohmann::json& version) {
+  if (!version.is_string()) return false;
+  const auto& text = version.get_ref<const std::string&>();
+  for (const std::string_view scheme : {"file:", "link:", "portal:"}) {
+    if (!text.starts_with(scheme)) continue;
+    const std::string place = text.substr(scheme.size());
+    return !followedFacts(place.starts_with('/') ? place : joinedPath(project, place));
+  }
+  return false;
+}
+
+/// Whether the character before `at` ends a call or statement that loads a file: "require('", "from '".
+bool isLoadedAt(std::string_view text, std::size_t at) {
+  if (at == 0 || std::string_view("'\"`").find(text[at - 1]) == std::string_view::npos) return false;
+  const auto before = text.substr(0, at - 1);
+  const auto said = before.substr(0, before.find_last_not_of(" \t") + 1);
+  constexpr std::array<std::string_view, 7> loaders{"require(", "require.resolve(", "requireDir(", "loadTasks(",
+                                                    "import(",  "import",           "from"};
+  return std::any_of(loaders.begin(), loaders.end(), [&](std::string_view loader) { return said.ends_with(loader); });
+}
+
+/// Whether a script's text loads the folder or a file in it.
+bool loadsFrom(std::string_view text, std::string_view folder) {
+  for (auto at = text.find(folder); at != std::string_view::npos; at = text.find(folder, at + 1)) {
+    const auto end = at + folder.size();
+    if (end < text.size() && std::string_view("/'\"`").find(text[end]) == std::string_view::npos) continue;
+    const auto start = text.substr(0, at).ends_with("./") ? at - 2 : at;
+    if (isLoadedAt(text, start)) return true;
+  }
+  return false;
+}
+
+bool isConfiguration(std::string_view name) {
+  return name.find(".config.") != std::string_view::npos || name.starts_with("gulpfile") ||
+         name.starts_with("Gruntfile") || name.starts_with("webpack") || name.starts_with("rollup");
+}
+
+bool namesLockedPackage(const std::string& name, const std::string& text) {
+  if (name == "bun.lockb") return !text.empty();
+  if (name == "bun.lock") return text.find("\"sha512-") != std::string::npos || text.find("@workspace:") != text.npos;
+  if (name.ends_with(".json")) {
+    const auto json = nlohmann::json::parse(text, nullptr, false);
+    if (!json.is_object()) return false;
+    if (json.contains("dependencies") && !json["dependencies"].empty()) return true;
+    return json.contains("packages") && json["packages"].size() > json["packages"].count("");
+  }
+  const auto lines = splitNonEmpty(text, '\n');
+  return std::any_of(lines.begin(), lines.end(), [&](std::string_view line) {
+    if (name == "pnpm-lock.yaml") return line.starts_with("packages:");
+    return isAsciiAlphanumeric(line.front()) || line.front() == '"' || line.front() == '@';
+  });
+}
+
+}  // namespace
+
+PackageManifest::PackageManifest(const std::string& project) : project_(project) {
+  const auto text = readRegularFile(joinedPath(project, "package.json"), largestManifest);
+  namesPackages_ = !text && text.failure() == std::errc::file_too_large;
   const auto json = text ? nlohmann::json::parse(*text, nullptr, false) : nlohmann::json();
   if (!json.is_object()) return;
-  namesPackages_ = false;
   for (const auto& [key, value] : json.items()) {
-    namesPackages_ = namesPackages_ || key == "workspaces" || (key.ends_with("ependencies") && !value.empty());
+    if (key == "workspaces") hasWorkspaces_ = value.is_structured() && !value.empty();
+    if (!key.ends_with("ependencies") || !value.is_structured() || value.empty()) continue;
+    namesPackages_ = true;
+    lacksPackage_ = lacksPackage_ || std::any_of(value.begin(), value.end(),
+                                                 [&](const auto& version) { return isGone(project, version); });
   }
+  namesPackages_ = namesPackages_ || hasWorkspaces_;
   if (!json.contains("scripts") || !json["scripts"].is_object()) return;
   for (const auto& [name, command] : json["scripts"].items()) {
-    if (command.is_string()) scripts_.emplace_back(name, command.get<std::string>());
+    if (command.is_string()) scripts_.add(name, command.get<std::string>());
   }
 }
 
-bool PackageManifest::mayMake(std::string_view folder) const {
+bool PackageManifest::mayMake(std::string_view folder, const std::vector<FolderEntry>& beside) const {
   if (folder != "dist" && folder != "build") return true;
-  constexpr std::array builders{std::string_view{"build"},  std::string_view{"dist"},  std::string_view{"compile"},
-                                std::string_view{"bundle"}, std::string_view{"prepa"}, std::string_view{"prepu"}};
-  bool builds = false;
-  for (const auto& [name, command] : scripts_) {
-    const auto isIn = [&script = name](std::string_view word) { return script.find(word) != std::string::npos; };
-    if (std::none_of(builders.begin(), builders.end(), isIn)) continue;
-    if (command.find(fmt::format("{}/", folder)) != std::string::npos) return false;
-    builds = true;
-  }
-  return builds;
+  if (!scripts_.mayMake(folder)) return false;
+  constexpr std::size_t largest = 256_KiB;
+  return std::none_of(beside.begin(), beside.end(), [&](const FolderEntry& entry) {
+    if (!isConfiguration(entry.name)) return false;
+    const auto text = readRegularFile(joinedPath(project_, entry.name), largest);
+    return text && loadsFrom(*text, folder);
+  });
+}
+
+bool holdsPackageLock(const std::string& folder) {
+  constexpr std::array<std::string_view, 6> locks{
+      "package-lock.json", "npm-shrinkwrap.json", "yarn.lock", "pnpm-lock.yaml", "bun.lock", "bun.lockb"};
+  const auto entries = ownListing(folder);
+  return std::any_of(entries.begin(), entries.end(), [&](const FolderEntry& entry) {
+    if (std::find(locks.begin(), locks.end(), entry.name) == locks.end()) return false;
+    const auto text = readRegularFile(joinedPath(folder, entry.name), largestManifest);
+    return text ? namesLockedPackage(entry.name, *text) : text.failure() == std::errc::file_too_large;
+  });
+}
+
+bool isWorkspaceRoot(const std::string& folder) {
+  const auto entries = ownListing(folder);
+  return !firstOf(folder, entries, "pnpm-workspace.yaml").empty() ||
+         (!firstOf(folder, entries, "package.json").empty() && PackageManifest(folder).hasWorkspaces());
 }
 
 }  // namespace tidra

@@ -3,12 +3,15 @@
 
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
+
+#include "core/scan/folder_contents.h"
+#include "core/scan/package_scripts.h"
 
 namespace tidra {
 
-/// Contents of a "package.json". If unreadable, it counts as listing packages and having no scripts.
+/// Contents of a "package.json". Without one, and if it is no JSON, it names no packages and has no scripts; larger
+/// than 1 MiB it names some.
 class PackageManifest {
  public:
   explicit PackageManifest(const std::string& project);
@@ -16,13 +19,28 @@ class PackageManifest {
   /// Whether an installer would install anything.
   bool namesPackages() const { return namesPackages_; }
 
-  /// Whether a build script exists and none runs a file out of the folder, as "node build/build.js" does. Folders whose
-  /// names only tools use need no script.
-  bool mayMake(std::string_view folder) const;
+  /// Whether a dependency is a folder or file of this machine that is gone: an installer fails then.
+  bool lacksPackage() const { return lacksPackage_; }
+
+  /// Whether it names subfolders as packages of its own.
+  bool hasWorkspaces() const { return hasWorkspaces_; }
+
+  /// Whether a script builds, and nothing shows that the folder is part of the sources: no script and no configuration
+  /// file `beside` reads from it. Folders whose names only tools use need no script.
+  bool mayMake(std::string_view folder, const std::vector<FolderEntry>& beside) const;
 
  private:
-  bool namesPackages_ = true;
-  std::vector<std::pair<std::string, std::string>> scripts_;
+  std::string project_;
+  bool namesPackages_ = false;
+  bool lacksPackage_ = false;
+  bool hasWorkspaces_ = false;
+  PackageScripts scripts_;
 };
+
+/// Whether a lock file of a package manager in the folder names at least one package.
+bool holdsPackageLock(const std::string& folder);
+
+/// Whether packages in subfolders of this one share its lock file.
+bool isWorkspaceRoot(const std::string& folder);
 
 }  // namespace tidra

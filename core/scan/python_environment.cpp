@@ -2,44 +2,220 @@
 
 #include <algorithm>
 #include <array>
-#include <initializer_list>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <vector>
 
 #include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "core/scan/exclusion_filter.h"
 #include "core/scan/folder_contents.h"
 
 namespace tidra {
+namespace {
+
+/// Whether the name of every entry matches one of the patterns.
+bool matchesOnly(const std::vector<FolderEntry>& entries, std::string_view patterns) {
+  const auto known = splitNonEmpty(patterns, ' ');
+  return std::all_of(entries.begin(), entries.end(), [&](const FolderEntry& entry) {
+    return std::any_of(known.begin(), known.end(),
+                       [&](std::string_view pattern) { return globMatches(std::string(pattern), entry.name.c_str()); });
+  });
+}
+
+/// Whether a "lib" folder holds "python3.11/site-packages" or the like with the installer's packages, and nothing else.
+bool holdsOnlyInstaller(const std::string& library) {
+  const auto versions = listing(library);
+  if (versions.empty() || !matchesOnly(versions, "python* pypy*")) return false;
+  return std::all_of(versions.begin(), versions.end(), [&](const FolderEntry& version) {
+    const std::string folder = joinedPath(library, version.name);
+    const auto packages = listing(joinedPath(folder, "site-packages"));
+    return matchesOnly(listing(folder), "site-packages") && !packages.empty() &&
+           matchesOnly(packages,
+                       "pip pip-*.dist-info pip-*.egg-info setuptools setuptools-*.dist-info setuptools-*.egg-info "
+                       "wheel wheel-*.dist-info pkg_resources pkg_resources-*.dist-info _distutils_hack "
+                       "distutils-precedence.pth easy_install.py __pycache__ *.virtualenv _virtualenv.py "
+                       "_virtualenv.pth");
+  });
+}
+
+/// The lines of a file in TOML or INI syntax: calls `use` with the section, the key and the text after its "=", up to
+/// the end of the file, until it returns true; returns whether it did. A key is empty for the section's own line.
+bool anySetting(
+    std::string_view text,
+    const std::function<bool(std::string_view section, std::string_view key, std::string_view value)>& use) {
+  std::string_view section;
+  while (!text.empty()) {
+    const auto end = std::min(text.find('\n'), text.size());
+    const auto line = trimmed(text.substr(0, end));
+    if (line.starts_with('[') && line.find(']') != std::string_view::npos) {
+      section = line.substr(0, line.find(']'));
+      section.remove_prefix(std::min(section.find_first_not_of('['), section.size()));
+      section = trimmed(section);
+      if (use(section, {}, {})) return true;
+    } else if (const auto equals = text.find('='); equals < end && !line.starts_with('#') && !line.starts_with(';')) {
+      if (use(section, trimmed(text.substr(0, equals)), text.substr(equals + 1))) return true;
+    }
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return false;
+}
+
+/// Skips white space, line breaks and comments.
+std::string_view skippingComments(std::string_view text) {
+  for (text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size())); text.starts_with('#');) {
+    text.remove_prefix(std::min(text.find('\n'), text.size()));
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+  }
+  return text;
+}
+
+/// Whether the value at the start of `text` (TOML, INI or Python) is not empty. A value of INI may begin on the next
+/// line, which then is indented.
+bool hasValue(std::string_view text) {
+  const auto line = trimmed(text.substr(0, text.find('\n')));
+  if (line.empty()) {
+    const auto rest = text.substr(std::min(text.find('\n'), text.size()));
+    const auto value = skippingComments(rest);
+    if (value.empty()) return false;
+    const char before = rest[rest.size() - value.size() - 1];
+    return before == ' ' || before == '\t';
+  }
+  if (line.starts_with("\"\"") || line.starts_with("''") || line.starts_with('#') || line.starts_with("None")) {
+    return false;
+  }
+  if (line.front() != '[' && line.front() != '{' && line.front() != '(') return true;
+  const auto first = skippingComments(text.substr(text.find(line.front()) + 1));
+  return !first.empty() && first.front() != ']' && first.front() != '}' && first.front() != ')';
+}
+
+bool listsInPyproject(std::string_view text) {
+  return anySetting(text, [](std::string_view section, std::string_view key, std::string_view value) {
+    const bool isTool = section.starts_with("tool.");
+    // A table of its own for one package.
+    if (key.empty()) return isTool && section.find("dependencies.") != std::string_view::npos;
+    if (key == "python" || !hasValue(value)) return false;
+    if (section == "project") return key == "dependencies" || key.starts_with("optional-dependencies.");
+    return section == "project.optional-dependencies" || section == "dependency-groups" ||
+           (isTool && (section.ends_with("dependencies") || key == "dependencies" || key == "dev-dependencies"));
+  });
+}
+
+bool listsInSetupCfg(std::string_view text) {
+  return anySetting(text, [](std::string_view section, std::string_view key, std::string_view value) {
+    const bool isNamed =
+        (section == "options" && key == "install_requires") || (section == "options.extras_require" && !key.empty());
+    return isNamed && hasValue(value);
+  });
+}
+
+bool listsInPipfile(std::string_view text) {
+  return anySetting(text, [](std::string_view section, std::string_view key, std::string_view value) {
+    const bool isOther =
+        section.empty() || section == "source" || section == "requires" || section == "scripts" || section == "pipenv";
+    return !isOther && !key.empty() && hasValue(value);
+  });
+}
+
+bool listsInSetupPy(std::string_view text) {
+  constexpr std::array<std::string_view, 2> arguments{"install_requires", "extras_require"};
+  return std::any_of(arguments.begin(), arguments.end(), [&](std::string_view argument) {
+    for (auto at = text.find(argument); at != std::string_view::npos; at = text.find(argument, at + 1)) {
+      const auto before = text.substr(0, at);
+      const bool isComment = before.substr(before.rfind('\n') + 1).find('#') != std::string_view::npos;
+      const auto after = skippingComments(text.substr(at + argument.size()));
+      if (!isComment && after.starts_with('=') && hasValue(after.substr(1))) return true;
+    }
+    return false;
+  });
+}
+
+bool listsInPipfileLock(std::string_view text) {
+  const auto json = nlohmann::json::parse(text, nullptr, false);
+  if (!json.is_object()) return false;
+  for (const auto& [group, packages] : json.items()) {
+    if (group != "_meta" && packages.is_object() && !packages.empty()) return true;
+  }
+  return false;
+}
+
+/// Locks of Poetry, uv and PDM: tables of packages, of which one may be the project itself.
+bool listsInLock(std::string_view text) {
+  std::size_t packages = 0;
+  std::size_t own = 0;
+  anySetting(text, [&](std::string_view section, std::string_view key, std::string_view value) {
+    if (key.empty() && section == "package") ++packages;
+    const auto line = value.substr(0, value.find('\n'));
+    if (key == "source" &&
+        (line.find("virtual") != std::string_view::npos || line.find("editable") != std::string_view::npos)) {
+      ++own;
+    }
+    return false;
+  });
+  return packages > own;
+}
+
+bool anyLine(std::string_view text, const std::function<bool(std::string_view)>& isMeant) {
+  const auto lines = splitNonEmpty(text, '\n');
+  return std::any_of(lines.begin(), lines.end(), [&](std::string_view line) {
+    const auto said = trimmed(line);
+    return !said.empty() && !said.starts_with('#') && isMeant(said);
+  });
+}
+
+bool listsInRequirements(std::string_view text) {
+  return anyLine(text, [](std::string_view line) {
+    return !line.starts_with('-') || line.starts_with("-r") || line.starts_with("-e") || line.starts_with("--req") ||
+           line.starts_with("--edit");
+  });
+}
+
+/// An environment of conda: items of the list "dependencies", also of pip's list inside.
+bool listsInCondaFile(std::string_view text) {
+  bool isList = false;
+  return anyLine(text, [&](std::string_view line) {
+    if (!line.starts_with('-')) isList = line.starts_with("dependencies:") || (isList && !line.ends_with(':'));
+    const auto item = trimmed(line.substr(1));
+    const auto name = item.substr(0, item.find_first_of("=<> :"));
+    return isList && line.starts_with('-') && !name.empty() && name != "python" && name != "pip";
+  });
+}
+
+}  // namespace
 
 bool holdsNothingButItsInstaller(const std::string& environment) {
-  constexpr std::array bundled{std::string_view{"pip"}, std::string_view{"setuptools"}, std::string_view{"wheel"}};
-  const std::string packages = firstMatch(environment, listing(environment), "lib/*/site-packages");
-  if (packages.empty()) return false;
-  for (const FolderEntry& entry : listing(joinedPath(environment, packages))) {
-    if (!entry.name.ends_with(".dist-info") && !entry.name.ends_with(".egg-info")) continue;
-    if (std::find(bundled.begin(), bundled.end(), std::string_view(entry.name).substr(0, entry.name.find('-'))) ==
-        bundled.end())
-      return false;
-  }
-  return true;
+  const auto entries = listing(environment);
+  if (!matchesOnly(entries, "bin lib lib64 include pyvenv.cfg .gitignore .lock CACHEDIR.TAG")) return false;
+  const auto isAsCreated = [&](const FolderEntry& entry) {
+    const std::string path = joinedPath(environment, entry.name);
+    if (entry.type != EntryType::directory) return true;
+    if (entry.name == "bin") {
+      return matchesOnly(listing(path), "python* pypy* pip* wheel* easy_install* activate* Activate.ps1 deactivate*");
+    }
+    if (entry.name != "include") return holdsOnlyInstaller(path);
+    const auto headers = listing(path);
+    return matchesOnly(headers, "python*") && std::all_of(headers.begin(), headers.end(), [&](const FolderEntry& it) {
+             return it.type == EntryType::symbolicLink || listing(joinedPath(path, it.name)).empty();
+           });
+  };
+  const bool hasLibrary = std::any_of(entries.begin(), entries.end(), [](const auto& it) { return it.name == "lib"; });
+  return hasLibrary && std::all_of(entries.begin(), entries.end(), isAsCreated);
 }
 
 bool listsPackages(const std::string& project, const std::string& name) {
   constexpr std::size_t largest = 1_MiB;
   const auto text = readRegularFile(joinedPath(project, name), largest);
   if (!text) return text.failure() == std::errc::file_too_large;
-  const auto holdsAny = [&](std::initializer_list<const char*> words) {
-    return std::any_of(words.begin(), words.end(), [&](auto word) { return text->find(word) != std::string::npos; });
-  };
-  if (name == "pyproject.toml") return holdsAny({"dependencies", "[project]", "[dependency-groups]"});
-  if (name == "setup.cfg") return holdsAny({"install_requires", "[metadata]"});
-  if (name == "setup.py") return holdsAny({"setup("});
-  const auto lines = splitNonEmpty(*text, '\n');
-  return std::any_of(lines.begin(), lines.end(), [](std::string_view line) {
-    const auto said = trimmed(line);
-    return !said.empty() && !said.starts_with('#');
-  });
+  if (name == "pyproject.toml") return listsInPyproject(*text);
+  if (name == "setup.cfg") return listsInSetupCfg(*text);
+  if (name == "setup.py") return listsInSetupPy(*text);
+  if (name == "Pipfile") return listsInPipfile(*text);
+  if (name == "Pipfile.lock") return listsInPipfileLock(*text);
+  if (name.ends_with(".lock")) return listsInLock(*text);
+  if (name.ends_with(".yml") || name.ends_with(".yaml")) return listsInCondaFile(*text);
+  return listsInRequirements(*text);
 }
 
 }  // namespace tidra

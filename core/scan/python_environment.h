@@ -2,13 +2,16 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace tidra {
 
-/// Whether a Python environment contains only pip, setuptools and wheel.
+/// Whether an environment holds only what its creation puts there: the interpreter, pip, setuptools and wheel.
 bool holdsNothingButItsInstaller(const std::string& environment);
 
-/// Whether a file of a Python project lists an environment's packages, not just formatter settings.
+/// Whether a file of a Python project names at least one package to install: "requirements*.txt", "pyproject.toml",
+/// "setup.cfg", "setup.py", "Pipfile", "environment.yml" or a lock file. Unreadable text names none; a file larger than
+/// 1 MiB does.
 bool listsPackages(const std::string& project, const std::string& name);
 
 }  // namespace tidra

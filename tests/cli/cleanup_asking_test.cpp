@@ -142,7 +142,7 @@ TEST_F(CleanupAsking, AnInterruptionDuringTheLastItemEndsEverything) {
     for (int file = 0; file < 50; ++file)
       tree().writeFile("one/web/node_modules/" + std::to_string(folder) + "/" + std::to_string(file));
   }
-  tree().writeFile("one/web/package.json", "");
+  tree().writeFile("one/web/package.json", R"({"dependencies": {"a": "1"}})");
   tree().writeFile("one/web/node_modules/.package-lock.json");
   tree().writeFile(".local/share/Trash/files/old");
   tree().writeFile(".local/share/Trash/info/old.trashinfo",

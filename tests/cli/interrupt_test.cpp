@@ -47,7 +47,7 @@ class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<
   std::string makeHome(const std::string& name) const {
     for (const char* project : projects()) {
       const std::string folder = name + "/code/" + project;
-      tree().writeFile(folder + "/package.json");
+      tree().writeFile(folder + "/package.json", R"({"dependencies": {"a": "1"}})");
       tree().writeFile(folder + "/node_modules/.package-lock.json", "{}");
       tree().writeFile(folder + "/node_modules/pkg/index.js", "x");
       if (*project < 'r') continue;

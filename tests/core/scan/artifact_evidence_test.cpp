@@ -29,15 +29,26 @@ std::string evidenceOf(const TemporaryTree& tree, const std::string& path) {
   return ArtifactEvidence({tree.path("home"), {}}).of(findingAt(tree.path(path))).value_or("–");
 }
 
+struct EvidenceRow {
+  std::vector<std::string> entries;
+  std::string path;
+  std::string evidence;
+};
+
+void expectEvidence(const std::vector<EvidenceRow>& rows) {
+  for (const auto& [entries, path, evidence] : rows) {
+    const TemporaryTree tree;
+    makeEntries(tree, entries);
+    EXPECT_EQ(evidenceOf(tree, path), evidence) << testing::PrintToString(entries);
+  }
+}
+
 TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
-  struct Row {
-    std::vector<std::string> entries;
-    std::string path;
-    std::string evidence;
-  };
-  const std::vector<Row> rows{
+  expectEvidence({
       // The tool's marker inside.
-      {{"package.json", "node_modules/.package-lock.json"}, "node_modules", "holds .package-lock.json"},
+      {{"package.json={\"dependencies\":{\"a\":\"1\"}}", "node_modules/.package-lock.json"},
+       "node_modules",
+       "holds .package-lock.json"},
       {{"target/CACHEDIR.TAG"}, "target", "holds CACHEDIR.TAG"},
       {{"m/__pycache__/a.cpython-311.pyc"}, "m/__pycache__", "holds a.cpython-311.pyc"},
       {{".tox/py311/pyvenv.cfg"}, ".tox", "holds py311/pyvenv.cfg"},
@@ -50,13 +61,13 @@ TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
       {{".git/", ".gitignore=*\n!x\nbuild", "x/build/a.js"}, "x/build", "ignored by git"},
       {{".git/", ".git/info/exclude=build", "build/a.js"}, "build", "ignored by git"},
       {{".git/", ".gitignore=build\n!a/build", "a/build/a.js"}, "a/build", "–"},
+      {{".git/", "ignore.txt=/build", ".gitignore->ignore.txt", "build/a.js"}, "build", "–"},
       {{".gitignore=dist", "a/dist/a.js"}, "a/dist", "ignored by a .gitignore above it"},
       {{"home/.gitignore=dist", "home/a/dist/a.js"}, "home/a/dist", "–"},
       // The manifest beside it, unless there is counter-evidence.
       {{"package.json={\"scripts\":{\"build\":\"tsc\"}}", "dist/index.js"}, "dist", "beside package.json"},
       {{"package.json", "dist/index.js"}, "dist", "–"},
       {{".git/", "package.json={\"scripts\":{\"build\":\"tsc\"}}", "dist/index.js"}, "dist", "–"},
-      {{"package.json={\"scripts\":{\"build\":\"node build/build.js\"}}", "build/build.js"}, "build", "–"},
       {{"pom.xml", "target/spec.docx"}, "target", "–"},
       {{"package.json", "dist/index.ts", "dist/other.ts", "dist/a.js"}, "dist", "–"},
       {{"package.json", "dist/package.json", "dist/a.js"}, "dist", "–"},
@@ -79,16 +90,135 @@ TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
       {{"requirements-dev.txt=# none\nflask", ".venv/pyvenv.cfg"}, ".venv", "holds pyvenv.cfg"},
       {{"requirements.txt", ".venv/pyvenv.cfg", ".venv/lib/python3.11/site-packages/flask-1.dist-info/"}, ".venv", "–"},
       {{".venv/pyvenv.cfg", ".venv/lib/python3.11/site-packages/pip-1.dist-info/"}, ".venv", "holds pyvenv.cfg"},
-      {{"requirements.txt", "pyproject.toml=[tool.black]", ".venv/pyvenv.cfg"}, ".venv", "–"},
+      {{"pyproject.toml=[tool.black]", ".venv/pyvenv.cfg"}, ".venv", "–"},
       {{".hg/", "package.json={\"scripts\":{\"build\":\"tsc\"}}", "dist/index.js"}, "dist", "–"},
       {{"Gemfile", "vendor/bundle/ruby/3.1.0/f"}, "vendor", "holds bundle/ruby"},
       {{"Gemfile", "vendor/bundle/ruby/3.1.0/f", "vendor/cache/rack-2.2.gem"}, "vendor", "–"},
       {{"vendor/modules.txt"}, "vendor", "–"},
+  });
+}
+
+TEST(ArtifactEvidence, CommonNamesInsideAreMarksOnlyBesideTheToolsManifest) {
+  expectEvidence({
+      {{"target/classes/cat.jpg", "target/thesis.docx"}, "target", "–"},
+      {{"pom.xml", "target/classes/A.class"}, "target", "holds classes"},
+      {{".git/", "pom.xml", "target/classes/A.class"}, "target", "–"},
+      {{".git/", ".gitignore=/p", "p/pom.xml", "p/target/classes/a.docx"}, "p/target", "holds classes"},
+      {{"build.sbt", "target/streams/a"}, "target", "holds streams"},
+      {{"target/scala-notes/a"}, "target", "–"},
+      {{".build/checkouts/a"}, ".build", "–"},
+      {{"angular.json", ".angular/cache/a"}, ".angular", "holds cache"},
+      {{".angular/cache/a"}, ".angular", "–"},
+      {{".gradle/2023/a"}, ".gradle", "–"},
+      {{"dist/numpy-1.whl"}, "dist", "–"},
+  });
+}
+
+TEST(ArtifactEvidence, AProjectThatIsCalledLikeAnArtefactIsNone) {
+  expectEvidence({
+      {{"build/CMakeLists.txt", "build/main.cpp", "build/CMakeCache.txt"}, "build", "–"},
+      {{"build/Makefile", "build/CMakeCache.txt"}, "build", "holds CMakeCache.txt"},
+      {{"coverage/package.json", "coverage/lcov.info"}, "coverage", "–"},
+      {{"pom.xml", "target/pom.xml", "target/CACHEDIR.TAG"}, "target", "–"},
+      {{"requirements.txt=a", "venv/pyvenv.cfg", "venv/app.py"}, "venv", "–"},
+      {{"requirements.txt=a", ".venv/pyvenv.cfg", ".venv/a.ipynb"}, ".venv", "–"},
+      {{"requirements.txt=a", "venv/pyvenv.cfg", "venv/site/manage.py"}, "venv", "–"},
+      {{"requirements.txt=a", ".venv/pyvenv.cfg", ".venv/bin/activate_this.py"}, ".venv", "holds pyvenv.cfg"},
+      // Documents, keys and data bases.
+      {{".git/", ".gitignore=target", "target/report.docx", "target/a.js", "target/b.js"}, "target", "–"},
+      {{".git/", ".gitignore=build", "build/.env", "build/a.js"}, "build", "–"},
+      {{".gitignore=coverage", "coverage/audit.xlsx"}, "coverage", "–"},
+      {{"build.gradle", "build/keystore.jks"}, "build", "–"},
+      {{".git/", ".gitignore=.next", ".next/a.db"}, ".next", "ignored by git"},
+  });
+}
+
+TEST(ArtifactEvidence, OnlyScriptsThatBuildMakeAFolder) {
+  const auto expectScripts = [](const std::string& scripts, const std::string& folder, bool isMade) {
+    const std::string package = "package.json={\"scripts\":{" + scripts + "}}";
+    expectEvidence({{{package, folder + "/a.js"}, folder, isMade ? "beside package.json" : "–"}});
   };
-  for (const Row& row : rows) {
+  for (const char* scripts :
+       {R"("build":"node build")", R"("build":"cd build && ./make.sh")", R"("build":"gulp --gulpfile ./build")",
+        R"("prebuild":"node ./build","build":"tsc")", R"("prepare":"husky install")", R"("rebuild-index":"x")",
+        R"("build":"electron-builder")", R"("build:icons":"node scripts/icons.js")", R"("build":"sh 'build/x'")",
+        R"("build":"tsc","lint":"eslint build/*.js")", R"("build":"tsc","docs":"cp build/logo.png site")"}) {
+    expectScripts(scripts, "build", false);
+  }
+  for (const char* scripts :
+       {R"("build":"react-scripts build","deploy":"gh-pages -d build")", R"("build:prod":"vite build --outDir=build")",
+        R"("prepare":"npm run -s build","build":"x")", R"("build":"rm -rf ./build && tsc --outDir ./build")",
+        R"("build":"cp -r assets build/","start":"serve -s build")", R"("build-lib":"rollup -c -o build/a.js")"}) {
+    expectScripts(scripts, "build", true);
+  }
+  expectScripts(R"("build":"nest build","start":"node dist/main","lint":"eslint . --ignore-pattern dist")", "dist",
+                true);
+  const std::string webpack = R"(package.json={"scripts":{"build":"webpack"}})";
+  expectEvidence({
+      {{webpack, "webpack.config.js=const a = require(\"./build/base\")", "build/base.js"}, "build", "–"},
+      {{webpack, "gulpfile.js=import b from './build'", "build/index.js"}, "build", "–"},
+      {{webpack, "webpack.config.js=a: resolve(__dirname, './build')", "build/a.js"}, "build", "beside package.json"},
+  });
+}
+
+TEST(ArtifactEvidence, APackageManifestMustNameWhatAnInstallerBringsBack) {
+  const std::string mark = "p/node_modules/.package-lock.json";
+  const auto expectPackages = [&](std::vector<std::string> entries, bool named) {
+    entries.push_back(mark);
+    expectEvidence({{entries, "p/node_modules", named ? "holds .package-lock.json" : "–"}});
+  };
+  const std::string lock = R"(package-lock.json={"packages":{"":{},"node_modules/a":{}}})";
+  const std::string emptyLock = R"(package-lock.json={"packages":{"":{}}})";
+  expectPackages({"p/package.json=no JSON"}, false);
+  expectPackages({R"(p/package.json={"workspaces":[]})"}, false);
+  expectPackages({R"(p/package.json={"dependencies":{"a":"file:../a"}})"}, false);
+  expectPackages({R"(p/package.json={"dependencies":{"a":"file:../a"}})", "a/"}, true);
+  expectPackages({"p/package.json={}", "p/package-lock.json"}, false);
+  expectPackages({"p/package.json={}", "p/" + emptyLock}, false);
+  expectPackages({"p/package.json={}", "p/yarn.lock=# yarn lockfile v1\n"}, false);
+  expectPackages({"p/package.json={}", "p/" + lock}, true);
+  expectPackages({"p/package.json={}", lock}, false);
+  expectPackages({"p/package.json={}", lock, R"(package.json={"workspaces":["p"]})"}, true);
+  expectPackages({"p/package.json={}", "pnpm-workspace.yaml=packages: [p]", "pnpm-lock.yaml=packages:\n  a: {}"}, true);
+}
+
+TEST(ArtifactEvidence, AnEnvironmentNeedsAManifestThatNamesItsPackages) {
+  const std::string torch = ".venv/lib/python3.11/site-packages/torch-1.dist-info/";
+  for (const auto& [manifest, named] : std::vector<std::pair<std::string, bool>>{
+           {"pyproject.toml=[project]\nname = 'x'\ndependencies = [\n  # none\n]", false},
+           {"pyproject.toml=[tool.ruff]\n# dependencies are in the wiki", false},
+           {"pyproject.toml=[tool.poetry.dependencies]\npython = '^3.11'", false},
+           {"pyproject.toml=[build-system]\nrequires = ['torch']", false},
+           {"pyproject.toml=[project]\ndependencies = [\n  'torch',\n]", true},
+           {"pyproject.toml=[tool.poetry.group.dev.dependencies]\ntorch = '*'", true},
+           {"pyproject.toml=[dependency-groups] # here\ndev = ['torch']", true},
+           {"setup.cfg=[metadata]\nname = x\n[options]\ninstall_requires =\n", false},
+           {"setup.cfg=[options]\ninstall_requires =\n    torch>=1", true},
+           {"setup.py=setup(name='x', install_requires=[])", false},
+           {"setup.py=setup(install_requires=['torch'])", true},
+           {"Pipfile=[packages]\n[requires]\npython_version = '3'", false},
+           {"Pipfile=[packages]\ntorch = '*'", true},
+           {R"(Pipfile.lock={"_meta":{"a":1},"default":{}})", false},
+           {R"(Pipfile.lock={"default":{"torch":{}}})", true},
+           {"poetry.lock=package = []\n[metadata]\nlock-version = 2", false},
+           {"uv.lock=[[package]]\nname = 'x'\nsource = { virtual = '.' }", false},
+           {"uv.lock=[[package]]\nname = 'torch'", true},
+           {"requirements.txt=--index-url https://x\n", false},
+           {"environment.yml=name: x\ndependencies:\n  - python=3.11\n", false},
+           {"environment.yml=dependencies:\n- python\n- torch\n", true}}) {
+    expectEvidence({{{manifest, ".venv/pyvenv.cfg", torch}, ".venv", named ? "holds pyvenv.cfg" : "–"}});
+  }
+  const std::string packages = "v/lib/python3/site-packages/";
+  for (const std::string& own :
+       {packages + "mymod.py", packages + "old-1.0-py3.11.egg", std::string("v/share/model.bin"),
+        std::string("v/bin/deploy.sh"), std::string("v/include/python3/mine.h")}) {
     const TemporaryTree tree;
-    makeEntries(tree, row.entries);
-    EXPECT_EQ(evidenceOf(tree, row.path), row.evidence) << testing::PrintToString(row.entries);
+    makeEntries(tree, {"v/pyvenv.cfg", "v/bin/python3", "v/include/python3/", packages + "pip-1.dist-info/",
+                       packages + "setuptools/a", packages + "distutils-precedence.pth", "v/lib64->lib"});
+    ::rename(tree.path("v").c_str(), tree.path("venv").c_str());
+    EXPECT_EQ(evidenceOf(tree, "venv"), "holds pyvenv.cfg");
+    makeEntries(tree, {"venv" + own.substr(1)});
+    EXPECT_EQ(evidenceOf(tree, "venv"), "–") << own;
   }
 }
 
@@ -107,9 +237,9 @@ TEST(ArtifactEvidence, AStrangersFilesInASharedFolderAreNone) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root makes files of strangers";
   constexpr uid_t stranger = 65534;
   const TemporaryTree tree;
-  makeEntries(tree,
-              {"above/p/package.json={}", "above/p/node_modules/x/f", "above/yarn.lock", "beside/requirements.txt=x",
-               "beside/.venv/pyvenv.cfg", "inside/target/CACHEDIR.TAG", "inside/target/x.rs"});
+  makeEntries(tree, {"above/p/package.json={}", "above/p/node_modules/x/f",
+                     "above/yarn.lock=a:", "above/package.json={\"workspaces\":[\"p\"]}", "beside/requirements.txt=x",
+                     "beside/.venv/pyvenv.cfg", "inside/target/CACHEDIR.TAG", "inside/target/x.rs"});
   const std::vector<std::array<std::string, 4>> rows{
       {"above", "above/yarn.lock", "above/p/node_modules", "beside package.json"},
       {"beside", "beside/requirements.txt", "beside/.venv", "holds pyvenv.cfg"},
@@ -174,11 +304,13 @@ TEST(InstalledPrograms, AreKnownByTheirPlaceAndByWhatLiesAround) {
 
 TEST(Assessment, RaisesWhatNothingMakesAgainAndSetsTheEvidenceOfTheRest) {
   const TemporaryTree tree;
-  makeEntries(tree, {"a/venv/__init__.py", "p/bin/", "p/lib/node_modules/.package-lock.json", "w/package.json",
-                     "w/node_modules/.package-lock.json"});
-  std::vector<FoundArtifact> found{{findingAt(tree.path("a/venv"))},
-                                   {findingAt(tree.path("p/lib/node_modules"))},
-                                   {findingAt(tree.path("w/node_modules"))}};
+  makeEntries(tree, {"a/venv/__init__.py", "p/bin/", "p/lib/node_modules/.package-lock.json",
+                     "w/package.json={\"dependencies\":{\"a\":\"1\"}}", "w/node_modules/.package-lock.json"});
+  std::vector<FoundArtifact> found;
+  for (const char* path : {"a/venv", "p/lib/node_modules", "w/node_modules"}) {
+    found.push_back({.finding = findingAt(tree.path(path)), .place = tree.path(path)});
+  }
+  for (FoundArtifact& one : found) one.place = one.finding.path;
   assessFindings(found, {tree.root(), {}}, [] { return false; });
   const auto findings = plain(found);
   EXPECT_EQ(findings[0].safetyTier, ArtifactSafetyTier::warning);

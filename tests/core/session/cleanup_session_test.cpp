@@ -66,7 +66,7 @@ TEST_F(CleanupSession, AKeepFileKeepsAllBelowItsFolder) {
 TEST_F(CleanupSession, TakesWithoutAskingOnlyWhatAToolIsKnownToHaveMade) {
   tree_.writeFileOfSize("code/a/node_modules/f", 10);
   tree_.writeFileOfSize("code/b/node_modules/f", 20);
-  tree_.writeFile("code/b/package.json");
+  tree_.writeFile("code/b/package.json", R"({"dependencies": {"a": "1"}})");
   tree_.writeFile("code/b/node_modules/.package-lock.json");
   const auto outcome = runScan(request());
   EXPECT_THAT(told(selectForCleanup(outcome, request().resolver, {})), ElementsAre("b/node_modules: -"));
