@@ -108,7 +108,8 @@ class Case {
     const auto ignored = ignored_.of(path_);
     if (ignored.isNamed && ignored.isInRepository && !(isCommonName() && speaksAgainst())) return "ignored by git";
     // Neither ignored nor tracked by git: new work. Other version control systems are not consulted.
-    if (ignored.isVersioned || (ignored.isInRepository && !ignored.isIgnored)) return std::nullopt;
+    const bool isNew = ignored.isInRepository && !ignored.isIgnored && !holdsOnlyIgnored();
+    if (ignored.isVersioned || isNew) return std::nullopt;
     if (isUnpacked()) return std::nullopt;
     if (const auto common = commonMark(own); !common.empty()) return fmt::format("holds {}", common);
     if (speaksAgainst()) return std::nullopt;
@@ -156,6 +157,14 @@ class Case {
       const std::string folder = joinedPath(path_, entry.name);
       return holdsSources(folder, listing(folder));
     });
+  }
+
+  /// Whether git ignores each folder inside, and nothing else lies there: "/.angular/cache" is how starters name it.
+  bool holdsOnlyIgnored() {
+    constexpr std::size_t most = 16;
+    return inside_.size() <= most && std::all_of(inside_.begin(), inside_.end(), [&](const FolderEntry& entry) {
+             return entry.type == EntryType::directory && ignored_.of(joinedPath(path_, entry.name)).isIgnored;
+           });
   }
 
   /// Returns a name inside that people use too, where the tool's manifest lies beside the folder; empty without one.

@@ -109,6 +109,8 @@ TEST(ArtifactEvidence, CommonNamesInsideAreMarksOnlyBesideTheToolsManifest) {
       {{".build/checkouts/a"}, ".build", "–"},
       {{"angular.json", ".angular/cache/a"}, ".angular", "holds cache"},
       {{".angular/cache/a"}, ".angular", "–"},
+      {{".git/", ".gitignore=/.angular/cache", "angular.json", ".angular/cache/a"}, ".angular", "holds cache"},
+      {{".git/", ".gitignore=/.angular/cache", "angular.json", ".angular/cache/a", ".angular/b"}, ".angular", "–"},
       {{".gradle/2023/a"}, ".gradle", "–"},
       {{"dist/numpy-1.whl"}, "dist", "–"},
   });
