@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
+#include "core/model/repositories_inside.h"
 #include "core/model/scan_artifact_finding.h"
 #include "core/platform/directory_reader.h"
 
@@ -25,8 +25,8 @@ struct FoundArtifact {
   /// Device and inode of what was measured at the path; absent for targets of tools.
   std::optional<FileIdentity> identity = {};
 
-  /// Folders inside that hold ".git", in byte order; outside projects the folder itself as well.
-  std::vector<std::string> repositories = {};
+  /// Without a git repository that an artefact of a project is itself.
+  RepositoriesInside repositories = {};
 
   bool isOfProject() const { return finding.source == ArtifactSource::projectWalk; }
   /// Returns the project folder; nullopt outside projects.

@@ -23,12 +23,17 @@ struct DirectoryEntry {
   EntryType type = EntryType::other;
 };
 
-/// Device and inode: identifies a file or folder independent of its name.
+/// Identifies a file or folder independent of its name: device, inode and, where both have one, the birth time, since
+/// file systems such as ext4 reuse the inode of a removed folder for the next one.
 struct FileIdentity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
+  std::optional<std::int64_t> bornNanos = {};  // birth time in ns since 1970; absent if the file system has none
 
-  bool operator==(const FileIdentity&) const = default;
+  bool operator==(const FileIdentity& other) const {
+    return hasInodeOf(other) && (!bornNanos || !other.bornNanos || *bornNanos == *other.bornNanos);
+  }
+  bool hasInodeOf(const FileIdentity& other) const { return device == other.device && inode == other.inode; }
 };
 
 /// stat() of one entry. Symbolic links are not followed unless a function says so.
@@ -38,10 +43,10 @@ struct EntryFacts {
   TimePoint modified{};
   TimePoint changed{};  // ctime: set by the kernel on every change or rename; no program can fake it
   FileIdentity identity;
-  std::uint64_t mount = 0;                     // STATX_MNT_ID; 0 where the kernel does not report it
-  std::uint32_t owner = 0;                     // user id
-  std::uint32_t permissions = 0;               // the lowest twelve bits of st_mode
-  std::optional<std::int64_t> bornNanos = {};  // birth time in ns since 1970; absent if the file system has none
+  std::uint64_t mount = 0;        // STATX_MNT_ID; 0 where the kernel does not report it
+  std::uint32_t owner = 0;        // user id
+  std::uint32_t permissions = 0;  // the lowest twelve bits of st_mode
+  std::uint32_t group = 0;        // group id
 
   /// Whether a rename from one to the other stays on one volume and one mount.
   bool sharesVolumeWith(const EntryFacts& other) const {
@@ -61,6 +66,10 @@ Outcome<std::uint64_t> fileSize(int parent, const char* name);
 /// Does not follow a symbolic link.
 Outcome<EntryFacts> entryFacts(int parent, const char* name);
 
+/// Whether an entry of an open folder is the one that this program saw before it changed or moved it. On an overlay
+/// such a change copies the file up from a lower layer: it keeps its inode number but has a new birth time.
+[[nodiscard]] bool isStillSame(int folder, const FileIdentity& now, const FileIdentity& seen);
+
 /// Follows symbolic links.
 Outcome<EntryFacts> followedEntryFacts(int parent, const char* name);
 
@@ -69,6 +78,10 @@ Outcome<EntryFacts> descriptorFacts(int descriptor);
 
 /// Facts of a path, which may exceed PATH_MAX; does not follow its last component.
 Outcome<EntryFacts> pathFacts(std::string_view path);
+
+/// Whether an access control list may let further users write where the permissions name the group. Follows symbolic
+/// links; true if unknown.
+[[nodiscard]] bool mayHaveAccessList(const std::string& path);
 
 /// Whether an entry exists at `path`, dangling symbolic links included; false if unknown.
 inline bool pathExists(std::string_view path) { return static_cast<bool>(pathFacts(path)); }

@@ -1,11 +1,15 @@
 // Calls getdents64 and statx directly: one large batch of names per call, and only the needed attributes.
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
+#include <sys/vfs.h>
+#include <sys/xattr.h>
 
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstring>
 
@@ -22,7 +26,7 @@ constexpr unsigned mountMask = STATX_MNT_ID;
 constexpr unsigned mountMask = 0;
 #endif
 constexpr unsigned factsMask =
-    STATX_TYPE | STATX_MODE | STATX_UID | STATX_SIZE | STATX_MTIME | STATX_INO | STATX_BTIME | mountMask;
+    STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID | STATX_SIZE | STATX_MTIME | STATX_INO | STATX_BTIME | mountMask;
 
 /// The kernel's struct linux_dirent64.
 struct RawEntry {
@@ -77,11 +81,11 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
                     .sizeBytes = status.stx_size,
                     .modified = timePointAt(status.stx_mtime.tv_sec),
                     .changed = timePointAt(status.stx_ctime.tv_sec),
-                    .identity = {makedev(status.stx_dev_major, status.stx_dev_minor), status.stx_ino},
+                    .identity = {makedev(status.stx_dev_major, status.stx_dev_minor), status.stx_ino, birthOf(status)},
                     .mount = mountOf(status),
                     .owner = status.stx_uid,
                     .permissions = status.stx_mode & 07777U,
-                    .bornNanos = birthOf(status)};
+                    .group = status.stx_gid};
 }
 
 }  // namespace
@@ -92,6 +96,11 @@ Outcome<std::uint64_t> fileSize(int parent, const char* name) {
   return status.stx_size;
 }
 
+bool mayHaveAccessList(const std::string& path) {
+  if (::getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) >= 0) return true;
+  return errno != ENODATA && errno != EOPNOTSUPP;
+}
+
 Outcome<EntryFacts> entryFacts(int parent, const char* name) {
   return factsWithFlags(parent, name, AT_SYMLINK_NOFOLLOW);
 }
@@ -99,6 +108,12 @@ Outcome<EntryFacts> entryFacts(int parent, const char* name) {
 Outcome<EntryFacts> followedEntryFacts(int parent, const char* name) { return factsWithFlags(parent, name, 0); }
 
 Outcome<EntryFacts> descriptorFacts(int descriptor) { return factsWithFlags(descriptor, "", AT_EMPTY_PATH); }
+
+bool isStillSame(int folder, const FileIdentity& now, const FileIdentity& seen) {
+  if (now == seen) return true;
+  struct statfs status {};
+  return now.hasInodeOf(seen) && ::fstatfs(folder, &status) == 0 && status.f_type == OVERLAYFS_SUPER_MAGIC;
+}
 
 struct DirectoryReader::State {
   alignas(RawEntry) std::array<std::byte, bufferBytes> buffer;

@@ -24,11 +24,12 @@ EntryFacts factsOf(const struct stat& status) {
                     .sizeBytes = static_cast<std::uint64_t>(status.st_size),
                     .modified = timePointAt(status.st_mtimespec.tv_sec),
                     .changed = timePointAt(status.st_ctimespec.tv_sec),
-                    .identity = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)},
+                    .identity = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino),
+                                 birthOf(status)},
                     .mount = 0,
                     .owner = status.st_uid,
                     .permissions = status.st_mode & 07777U,
-                    .bornNanos = birthOf(status)};
+                    .group = status.st_gid};
 }
 
 Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
@@ -44,6 +45,10 @@ Outcome<std::uint64_t> fileSize(int parent, const char* name) {
   if (!facts) return facts.failure();
   return facts->sizeBytes;
 }
+
+bool mayHaveAccessList(const std::string&) { return true; }
+
+bool isStillSame(int, const FileIdentity& now, const FileIdentity& seen) { return now == seen; }
 
 Outcome<EntryFacts> entryFacts(int parent, const char* name) {
   return factsWithFlags(parent, name, AT_SYMLINK_NOFOLLOW);

@@ -10,6 +10,7 @@
 
 #include "core/base/text.h"
 #include "core/platform/folder_entries.h"
+#include "core/platform/host.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -123,18 +124,25 @@ HeldEntry holdEntry(std::string_view path) {
 }
 
 bool isBeyondOthersReach(std::string_view folder) {
-  constexpr std::uint32_t writableByOthers = 022;
   constexpr std::uint32_t onlyOwnEntries = 01000;
   std::string path = standardizedPath(folder);
   for (bool isFolderItself = true;; isFolderItself = false) {
     const auto facts = entryFacts(AT_FDCWD, path.c_str());
     if (!facts || facts->type != EntryType::directory || (facts->owner != 0 && facts->owner != runningUser()))
       return false;
-    const bool isShared = (facts->permissions & writableByOthers) != 0;
-    if (isShared && (isFolderItself || (facts->permissions & onlyOwnEntries) == 0)) return false;
+    const bool mayBeShared = isFolderItself || (facts->permissions & onlyOwnEntries) == 0;
+    if (mayBeShared && isWritableByOthers(path, *facts)) return false;
     if (path == "/") return true;
     path = parentPath(path);
   }
+}
+
+bool isWritableByOthers(const std::string& path, const EntryFacts& entry) {
+  constexpr std::uint32_t everybodyMayWrite = 0002;
+  constexpr std::uint32_t groupMayWrite = 0020;
+  if ((entry.permissions & everybodyMayWrite) != 0) return true;
+  if ((entry.permissions & groupMayWrite) == 0) return false;
+  return !TidraHost::isOwnGroup(entry.group) || mayHaveAccessList(path);
 }
 
 std::uint32_t runningUser() { return ::geteuid(); }

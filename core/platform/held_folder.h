@@ -60,6 +60,9 @@ struct PathComponent {
 /// not_a_directory for anything else.
 Outcome<PathComponent> openPathComponent(int parent, const std::string& name);
 
+/// Whether all users, or a group with other members than the running user, may write to the entry at a path.
+[[nodiscard]] bool isWritableByOthers(const std::string& path, const EntryFacts& entry);
+
 /// The effective user id.
 std::uint32_t runningUser();
 

@@ -1,5 +1,6 @@
 #include "core/platform/host.h"
 
+#include <grp.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -27,6 +28,20 @@ std::string TidraHost::userName() {
     return found->pw_name;
   }
   return std::to_string(::geteuid());
+}
+
+bool TidraHost::isOwnGroup(std::uint32_t group) {
+  constexpr std::size_t enoughForSmallGroup = 16384;
+  std::vector<char> buffer(enoughForSmallGroup);
+  ::group entry{};
+  ::group* found = nullptr;
+  if (::getgrgid_r(group, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) return false;
+  const std::string user = userName();
+  if (user != found->gr_name) return false;
+  for (char** member = found->gr_mem; *member != nullptr; ++member) {
+    if (user != *member) return false;
+  }
+  return true;
 }
 
 }  // namespace tidra

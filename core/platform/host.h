@@ -1,6 +1,7 @@
 // Name of this machine and of the running user.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "core/platform/path_resolver.h"
@@ -14,6 +15,10 @@ struct TidraHost {
 
   /// Returns the name of the effective user, or the user id if it has no name.
   static std::string userName();
+
+  /// Whether a group has no member but the effective user: named like the user, as many Linux systems make one for
+  /// each, and with a umask of 002.
+  static bool isOwnGroup(std::uint32_t group);
 };
 
 }  // namespace tidra

@@ -287,7 +287,7 @@ class WalkVisitor {
   /// The measurement is complete. What git tracks is asked about an artefact that is a repository itself.
   FoundArtifact foundAs(const Artifact& artifact) const {
     auto repositories = artifact.measurement.repositories();
-    if (!repositories.empty() && repositories.front() == artifact.path) repositories.erase(repositories.begin());
+    std::erase(repositories.ofGit, artifact.path);
     return {.finding = makeFinding(artifact),
             .place = joinedPath(realRoot_, pathBelow(artifact.path, request_.root)),
             .identity = artifact.identity,

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/model/repositories_inside.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/mount_table.h"
 #include "core/scan/exclusion_filter.h"
@@ -41,7 +42,7 @@ struct TidraDirectorySizeReader {
     std::optional<std::uint64_t> bytes;         // absent when not finished
     std::optional<KeptInside> kept;             // first entry found that must stay
     std::optional<FileIdentity> identity = {};  // of the folder that was read; absent when not opened
-    std::vector<std::string> repositories{};    // folders that hold ".git", in byte order; none in a trash
+    RepositoriesInside repositories = {};       // none in a trash
   };
 
   /// As read(), for several folders in parallel; results in the same order.

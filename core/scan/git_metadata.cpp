@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <mutex>
 #include <set>
@@ -17,7 +16,9 @@
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/directory_size.h"
+#include "core/scan/git_folder.h"
 #include "core/scan/git_questions.h"
+#include "core/scan/repository_finder.h"
 
 namespace tidra {
 namespace {
@@ -34,8 +35,7 @@ constexpr std::array safeSettings{
     "submodule.recurse=false", "diff.ignoreSubmodules=all",
     "maintenance.auto=false",  "gc.auto=0",
     "log.mailmap=false",       "core.preloadIndex=false",
-    "index.threads=1",   // stacks of threads would count as memory
-    "safe.directory=*",  // also for repositories of other users, since none of their commands runs
+    "index.threads=1",  // stacks of threads would count as memory
 };
 
 Environment safeEnvironment(Environment environment) {
@@ -50,14 +50,6 @@ Environment safeEnvironment(Environment environment) {
   environment["GIT_NO_LAZY_FETCH"] = "1";
   environment["LC_ALL"] = "C";
   return environment;
-}
-
-std::optional<std::int64_t> wholeNumber(std::string_view text) {
-  std::int64_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [parsed, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc{} || parsed != end) return std::nullopt;
-  return number;
 }
 
 bool ranOutOfMemory(const ProcessRunner::Result& result) {
@@ -78,6 +70,17 @@ std::unique_lock<std::mutex> turnForMuchMemory(const std::function<bool()>& shou
     std::this_thread::sleep_for(betweenLooks);
   }
   return turn;
+}
+
+/// Whether a file of git's configuration, "file:" and its path, is the repository's own and not the user's.
+bool isOfRepository(const std::string& repository, std::string_view origin) {
+  constexpr std::string_view file = "file:";
+  if (!origin.starts_with("file:/")) return true;
+  const std::string real = realPathOrSame(std::string(origin.substr(file.size())));
+  const auto gitFolder = gitFolderOf(repository);
+  const auto common =
+      gitFolder ? commonFolderOf(*gitFolder) : std::make_error_code(std::errc::no_such_file_or_directory);
+  return !common || isSameOrInside(real, realPathOrSame(*gitFolder)) || isSameOrInside(real, realPathOrSame(*common));
 }
 
 bool isDirectory(const std::string& path) { return static_cast<bool>(openDirectory(path)); }
@@ -101,16 +104,15 @@ std::optional<std::string> TidraGitMetadataReader::findGit(const Environment& en
 std::optional<ProcessRunner::Result> TidraGitMetadataReader::run(const std::string& path,
                                                                  std::vector<std::string> arguments,
                                                                  std::function<bool(std::string_view)> isEnough) const {
-  std::vector<std::string> all;
+  // Named, not searched for: with an invalid ".git", git would use a repository above it, and a configured work tree is
+  // not the one that is meant.
+  std::vector<std::string> all{holdsRepository(path) ? "--git-dir=.git" : "--git-dir=.", "--work-tree=."};
   for (const char* setting : safeSettings) all.insert(all.end(), {"-c", setting});
   all.insert(all.end(), std::make_move_iterator(arguments.begin()), std::make_move_iterator(arguments.end()));
-  // With an invalid ".git", git would otherwise use a repository above it.
-  Environment environment = environment_;
-  environment["GIT_CEILING_DIRECTORIES"] = parentPath(path);
   ProcessRunner::Command command{.executablePath = *git_,
                                  .arguments = std::move(all),
                                  .currentDirectory = path,
-                                 .environment = std::move(environment),
+                                 .environment = environment_,
                                  .timeoutSeconds = commandTimeoutSeconds,
                                  .dataLimitBytes = usualDataBytes,
                                  .shouldCancel = shouldCancel_,
@@ -149,15 +151,23 @@ std::optional<TidraGitMetadataReader::ParsedCommit> TidraGitMetadataReader::last
 }
 
 /// Returns settings that disable the content filters of a repository, which "git status" would run on changed files.
-/// nullopt if they are unknown or cannot be disabled: git must then not read contents.
+/// nullopt if they are unknown or cannot be disabled: git must then not read contents. The answer must still hold when
+/// git reads the configuration again, so others must not reach it, and it must not include further files.
 std::optional<std::vector<std::string>> TidraGitMetadataReader::filterOverrides(const std::string& path) const {
-  constexpr std::int32_t noMatch = 1;
-  const auto listed =
-      run(path, {"config", "--name-only", "-z", "--get-regexp", "^filter\\..*\\.(clean|smudge|process)$"});
+  if (!isConfigurationBeyondOthersReach(path)) return std::nullopt;
+  const auto listed = run(path, {"config", "--name-only", "--show-origin", "-z", "--get-regexp",
+                                 "^(filter\\..*\\.(clean|smudge|process)|include\\.path|includeif\\..*\\.path)$"});
   std::vector<std::string> overrides;
-  if (listed && listed->status == noMatch && listed->stdout_.empty()) return overrides;
+  if (listed && listed->status == gitNoMatch && listed->stdout_.empty()) return overrides;
   if (!listed || listed->status != 0) return std::nullopt;
-  for (const std::string_view key : splitNonEmpty(listed->stdout_, '\0')) {
+  const auto parts = splitNonEmpty(listed->stdout_, '\0');  // pairs of origin and key
+  if (parts.size() % 2 != 0) return std::nullopt;
+  for (std::size_t i = 0; i < parts.size(); i += 2) {
+    const std::string_view key = parts[i + 1];
+    if (key.starts_with("include")) {
+      if (isOfRepository(path, parts[i])) return std::nullopt;
+      continue;
+    }
     if (key.find('=') != std::string_view::npos) return std::nullopt;  // "-c" splits at the first "="
     const auto driver = key.substr(0, key.rfind('.'));
     overrides.insert(overrides.end(), {"-c", std::string(key) + "=", "-c", std::string(driver) + ".required=false"});
@@ -223,21 +233,6 @@ std::optional<TimePoint> TidraGitMetadataReader::latestCommitDate(const std::str
   if (!gitFolder) return folderActivity(joinedPath(repository, ".git"));
   return std::max(folderActivity(*gitFolder), folderActivity(reflogOf(*gitFolder)));
 }
-
-std::optional<std::string> gitFolderOf(const std::string& repository) {
-  const std::string git = joinedPath(repository, ".git");
-  const auto facts = followedFacts(git);
-  if (!facts) return std::nullopt;
-  if (facts->type == EntryType::directory) return git;
-  constexpr std::size_t longest = 64_KiB;
-  constexpr std::string_view key = "gitdir:";
-  const auto text = readRegularFile(git, longest);
-  if (!text || !text->starts_with(key)) return std::nullopt;
-  const std::string folder(trimmed(std::string_view(*text).substr(key.size())));
-  return folder.starts_with('/') ? folder : joinedPath(repository, folder);
-}
-
-std::string reflogOf(const std::string& gitFolder) { return joinedPath(gitFolder, "logs/HEAD"); }
 
 std::optional<TimePoint> TidraGitMetadataReader::folderActivity(const std::string& path) {
   const auto facts = followedFacts(path);

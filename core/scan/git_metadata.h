@@ -14,6 +14,7 @@
 #include "core/base/time_point.h"
 #include "core/platform/path_resolver.h"
 #include "core/platform/process_runner.h"
+#include "core/scan/place_set.h"
 
 namespace tidra {
 
@@ -32,6 +33,9 @@ struct ProjectGitMetadata {
 extern template struct RecordCodec<ProjectGitMetadata>;
 template <>
 struct JsonCodec<ProjectGitMetadata> : RecordCodec<ProjectGitMetadata> {};
+
+/// Whether a place, with symbolic links resolved, is removed together with the repository in question.
+using RemovalTest = std::function<bool(const std::string&)>;
 
 class TidraGitMetadataReader {
  public:
@@ -88,8 +92,10 @@ class TidraGitMetadataReader {
 
   /// Returns for each repository whether it has work that no remote has: uncommitted changes, untracked files, files
   /// whose changes git is configured to overlook, commits (also only in the reflog), stashes. nullopt when git fails,
-  /// false when ".git" is no repository. Runs in parallel, changes nothing, does not throw.
-  std::vector<std::optional<bool>> holdOwnWork(const std::vector<std::string>& repositories) const;
+  /// nullopt as well where others could make git run a program, false when ".git" is no repository. Remotes and main
+  /// repositories in `removed` go along and do not count. Runs in parallel, changes nothing, does not throw.
+  std::vector<std::optional<bool>> holdOwnWork(const std::vector<std::string>& repositories,
+                                               const PlaceSet& removed = {}) const;
 
   /// Parses "seconds" + 0x1C + "subject" at the first 0x1C; nullopt for anything else.
   static std::optional<ParsedCommit> parseCommit(std::string_view output);
@@ -98,7 +104,13 @@ class TidraGitMetadataReader {
   static std::string statusLine(std::size_t changes);
 
  private:
-  /// Returns git's result with any status; nullopt when it was not started or had to be ended.
+  struct Remotes {
+    std::vector<std::string> names;  // whose commits exist elsewhere
+    bool areAll = false;             // there is no further one
+  };
+
+  /// Runs git in a repository or a bare git folder. Returns its result with any status; nullopt when it was not started
+  /// or had to be ended.
   std::optional<ProcessRunner::Result> run(const std::string& path, std::vector<std::string> arguments,
                                            std::function<bool(std::string_view)> isEnough = {}) const;
   /// Returns git's standard output; nullopt on failure.
@@ -106,10 +118,10 @@ class TidraGitMetadataReader {
                                     std::function<bool(std::string_view)> isEnough = {}) const;
   Tracked trackedAmong(const std::string& repository, const std::vector<std::string>& folders) const;
   std::optional<std::string> committedAmong(const std::string& repository, const std::vector<std::string>& paths) const;
-  std::optional<bool> holdsOwnWork(const std::string& repository) const;
+  std::optional<bool> holdsOwnWork(const std::string& repository, const RemovalTest& isRemoved) const;
   std::optional<bool> overlooksChanges(const std::string& repository) const;
-  std::optional<bool> holdsUnpushedCommits(const std::string& repository) const;
-  std::vector<std::string> tagsOfRemotes(const std::string& repository, const std::string& gitFolder) const;
+  std::optional<bool> holdsUnpushedCommits(const std::string& repository, const RemovalTest& isRemoved) const;
+  std::optional<Remotes> lastingRemotes(const std::string& repository, const RemovalTest& isRemoved) const;
   std::optional<ParsedCommit> lastCommit(const std::string& path) const;
   std::optional<std::size_t> countChanges(const std::string& path) const;
   std::optional<std::vector<std::string>> filterOverrides(const std::string& path) const;

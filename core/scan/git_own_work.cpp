@@ -1,13 +1,15 @@
 // Finds repositories with work that a new clone would not contain: uncommitted changes, untracked files, unpushed
-// commits and stashes. Tags show nothing about a remote unless a clone wrote them.
+// commits and stashes, also those of submodules. Tags show nothing about a remote unless a clone wrote them.
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "core/scan/git_folder.h"
 #include "core/scan/git_metadata.h"
 #include "core/scan/git_questions.h"
 
@@ -22,18 +24,11 @@ bool isRemainsOfRepository(const std::string& folder) {
   return pathFacts(joinedPath(git, "HEAD")).failure() == std::errc::no_such_file_or_directory;
 }
 
-/// Commits of a linked worktree are in its main repository, which stays.
-bool isLinkedWorktree(const std::string& folder) {
-  constexpr std::size_t longest = 64_KiB;
-  const auto text = readRegularFile(joinedPath(folder, ".git"), longest);
-  return text && text->find("/worktrees/") != std::string::npos;
-}
-
 /// Whether a reflog entry only refers to a commit that existed before, here or in a remote.
 bool isMove(std::string_view message) {
   constexpr std::array moves{"clone:", "checkout:", "reset:"};
-  return message.ends_with(": Fast-forward") ||
-         std::any_of(moves.begin(), moves.end(), [&](const char* move) { return message.starts_with(move); });
+  if (message.starts_with("merge ") || message.starts_with("pull")) return message.ends_with(": Fast-forward");
+  return std::any_of(moves.begin(), moves.end(), [&](const char* move) { return message.starts_with(move); });
 }
 
 bool isObjectName(std::string_view text) {
@@ -41,35 +36,102 @@ bool isObjectName(std::string_view text) {
   return text.size() >= shortest && text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-/// Returns the last commits that were made here, also those that no branch has; nullopt if the reflog is unreadable.
-std::optional<std::vector<std::string>> commitsMadeHere(const std::string& gitFolder) {
+struct Reflog {
+  std::vector<std::string> madeHere;  // the last commits that were made here, also those that no branch has
+  std::optional<TimePoint> cloned;    // when the repository was cloned; absent without that entry
+};
+
+/// A line has the old and the new commit, author, date, zone, a tab and a message. Empty without the file; nullopt if
+/// it is unreadable.
+std::optional<Reflog> reflogIn(const std::string& gitFolder) {
   constexpr std::size_t longest = 4_MiB;
   constexpr std::size_t mostCommits = 1000;  // fit a command line
-  std::vector<std::string> commits;
+  Reflog log;
   const auto text = readRegularFile(reflogOf(gitFolder), longest);
-  if (text.failure() == std::errc::no_such_file_or_directory) return commits;
+  if (text.failure() == std::errc::no_such_file_or_directory) return log;
   if (!text) return std::nullopt;
   const auto lines = splitNonEmpty(*text, '\n');
-  for (auto line = lines.rbegin(); line != lines.rend() && commits.size() < mostCommits; ++line) {
-    // Old and new commit, author, date, a tab and the message.
+  for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
     const auto tab = line->find('\t');
     const auto fields = splitNonEmpty(line->substr(0, tab), ' ');
     if (fields.size() < 2 || !isObjectName(fields[1])) continue;
-    if (tab == std::string_view::npos || !isMove(line->substr(tab + 1))) commits.emplace_back(fields[1]);
+    const std::string_view message = tab == std::string_view::npos ? "" : line->substr(tab + 1);
+    if (!isMove(message) && log.madeHere.size() < mostCommits) log.madeHere.emplace_back(fields[1]);
+    const auto seconds = message.starts_with("clone:") ? wholeNumber(fields[fields.size() - 2]) : std::nullopt;
+    if (seconds) log.cloned = timePointAt(*seconds);
   }
-  return commits;
+  return log;
+}
+
+/// Returns arguments for git that name the tags that came with a clone, which writes them packed. Local tags are loose
+/// until git packs all of them; from then on none says anything, since their reflog entries may have expired.
+std::vector<std::string> tagsOfClone(const std::string& common, const Reflog& reflog) {
+  constexpr std::chrono::seconds timeToWrite{2};
+  constexpr std::size_t mostTags = 500;
+  const auto packed = pathFacts(joinedPath(common, "packed-refs"));
+  const auto folder = openDirectory(joinedPath(common, "refs/tags"));
+  if (!reflog.cloned || !packed || packed->modified > *reflog.cloned + timeToWrite || !folder) return {};
+  std::vector<std::string> arguments;
+  DirectoryReader reader;
+  reader.start(folder->get());
+  for (DirectoryEntry entry; reader.next(entry);) {
+    if (arguments.size() >= 2 * mostTags) return {};
+    const std::string name(entry.name);
+    arguments.insert(arguments.end(), {"--exclude=" + name, "--exclude=" + name + "/*"});
+  }
+  arguments.emplace_back("--tags");
+  return arguments;
+}
+
+/// Returns the git folders of submodules below "modules", also of those without a work tree; nullopt with too many or
+/// if one cannot be read. Their names are paths.
+std::optional<std::vector<std::string>> submodulesIn(const std::string& gitFolder) {
+  constexpr std::size_t mostFolders = 1000;
+  std::vector<std::string> modules;
+  std::vector<std::string> ahead{joinedPath(gitFolder, "modules")};
+  for (std::size_t looked = 0; !ahead.empty(); ++looked) {
+    const std::string path = std::move(ahead.back());
+    ahead.pop_back();
+    const auto folder = openDirectory(path);
+    if (folder.failure() == std::errc::no_such_file_or_directory) continue;
+    if (!folder || looked == mostFolders) return std::nullopt;
+    if (pathExists(joinedPath(path, "HEAD"))) {
+      modules.push_back(path);
+      ahead.push_back(joinedPath(path, "modules"));
+      continue;
+    }
+    DirectoryReader reader;
+    reader.start(folder->get());
+    for (DirectoryEntry entry; reader.next(entry);) {
+      if (entry.type == EntryType::directory) ahead.push_back(joinedPath(path, entry.name));
+    }
+  }
+  return modules;
 }
 
 }  // namespace
 
-std::optional<bool> TidraGitMetadataReader::holdsOwnWork(const std::string& repository) const {
+std::optional<bool> TidraGitMetadataReader::holdsOwnWork(const std::string& repository,
+                                                         const RemovalTest& isRemoved) const {
   if (isRemainsOfRepository(repository)) return false;
   if (!git_) return std::nullopt;
   const auto changes = countChanges(repository);
   if (!changes || *changes > 0) return changes ? std::optional(true) : std::nullopt;
   const auto overlooked = overlooksChanges(repository);
   if (!overlooked || *overlooked) return overlooked;
-  return isLinkedWorktree(repository) ? false : holdsUnpushedCommits(repository);
+  const auto gitFolder = gitFolderOf(repository);
+  const auto common = gitFolder ? commonFolderOf(*gitFolder) : std::make_error_code(std::errc::not_a_directory);
+  if (!common) return std::nullopt;
+  // The commits of a linked worktree are in its main repository.
+  if (*common != *gitFolder && !isRemoved(realPathOrSame(*common))) return false;
+  auto asked = submodulesIn(*gitFolder);
+  if (!asked) return std::nullopt;
+  asked->insert(asked->begin(), repository);
+  for (const std::string& each : *asked) {
+    const auto unpushed = holdsUnpushedCommits(each, isRemoved);
+    if (!unpushed || *unpushed) return unpushed;
+  }
+  return false;
 }
 
 /// Whether files are marked for git to assume that they are unchanged.
@@ -86,48 +148,39 @@ std::optional<bool> TidraGitMetadataReader::overlooksChanges(const std::string& 
   });
 }
 
-std::optional<bool> TidraGitMetadataReader::holdsUnpushedCommits(const std::string& repository) const {
+std::optional<bool> TidraGitMetadataReader::holdsUnpushedCommits(const std::string& repository,
+                                                                 const RemovalTest& isRemoved) const {
   const auto gitFolder = gitFolderOf(repository);
-  const auto madeHere = gitFolder ? commitsMadeHere(*gitFolder) : std::nullopt;
-  if (!madeHere) return std::nullopt;
+  const auto reflog = gitFolder ? reflogIn(*gitFolder) : std::nullopt;
+  const auto remotes = reflog ? lastingRemotes(repository, isRemoved) : std::nullopt;
+  if (!remotes) return std::nullopt;
+  std::vector<std::string> pushed{"--not"};
+  for (const std::string& name : remotes->names) pushed.push_back("--remotes=" + name);
   const auto isAnyLeft = [&](const std::vector<std::string>& from, const std::vector<std::string>& tags) {
     std::vector<std::string> arguments{"log", "-1", "--pretty=format:%H", "--ignore-missing"};
-    for (const auto* part : {&from, &tags}) arguments.insert(arguments.end(), part->begin(), part->end());
+    for (const auto* part : {&from, &std::as_const(pushed), &tags})
+      arguments.insert(arguments.end(), part->begin(), part->end());
     const auto commits = answer(repository, std::move(arguments));
     return commits ? std::optional(!commits->empty()) : std::nullopt;
   };
-  if (!madeHere->empty()) {
-    const auto left = isAnyLeft(*madeHere, {"--not", "--remotes"});
+  if (!reflog->madeHere.empty()) {
+    const auto left = isAnyLeft(reflog->madeHere, {});
     if (!left || *left) return left;
   }
-  return isAnyLeft({"--all", "--not", "--remotes"}, tagsOfRemotes(repository, *gitFolder));
+  const bool areTagsElsewhere = remotes->areAll && !remotes->names.empty();
+  return isAnyLeft({"--all"}, areTagsElsewhere ? tagsOfClone(*gitFolder, *reflog) : std::vector<std::string>{});
 }
 
-/// Returns arguments for git that name the tags of a clone. Clones write them packed. Local tags are loose until git
-/// packs them: the reflog still has their commits.
-std::vector<std::string> TidraGitMetadataReader::tagsOfRemotes(const std::string& repository,
-                                                               const std::string& gitFolder) const {
-  constexpr std::size_t mostTags = 500;
-  const auto remotes = answer(repository, {"config", "--name-only", "--get-regexp", "^remote\\..*\\.url$"});
-  const auto folder = openDirectory(joinedPath(gitFolder, "refs/tags"));
-  if (!remotes || !folder) return {};
-  std::vector<std::string> arguments;
-  DirectoryReader reader;
-  reader.start(folder->get());
-  for (DirectoryEntry entry; reader.next(entry);) {
-    if (arguments.size() >= 2 * mostTags) return {};
-    const std::string name(entry.name);
-    arguments.insert(arguments.end(), {"--exclude=" + name, "--exclude=" + name + "/*"});
-  }
-  arguments.emplace_back("--tags");
-  return arguments;
-}
-
-std::vector<std::optional<bool>> TidraGitMetadataReader::holdOwnWork(
-    const std::vector<std::string>& repositories) const {
+std::vector<std::optional<bool>> TidraGitMetadataReader::holdOwnWork(const std::vector<std::string>& repositories,
+                                                                     const PlaceSet& removed) const {
   std::vector<std::optional<bool>> answers(repositories.size());
-  askRepositories(repositories.size(), shouldCancel_,
-                  [&](std::size_t i) { answers[i] = holdsOwnWork(repositories[i]); });
+  askRepositories(repositories.size(), shouldCancel_, [&](std::size_t i) {
+    const std::string itself = realPathOrSame(repositories[i]);
+    const auto isRemoved = [&](const std::string& place) {
+      return removed.covers(place) || isSameOrInside(place, itself);
+    };
+    answers[i] = holdsOwnWork(repositories[i], isRemoved);
+  });
   return answers;
 }
 

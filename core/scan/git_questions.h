@@ -1,15 +1,16 @@
-// What the questions to git share: many repositories in parallel, and the files in ".git" that git need not be asked
-// for.
+// What the questions to git share: many repositories in parallel.
 #pragma once
 
 #include <algorithm>
 #include <atomic>
+#include <charconv>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "core/platform/spare_threads.h"
 #include "core/scan/git_metadata.h"
@@ -17,13 +18,15 @@
 namespace tidra {
 
 inline constexpr std::int32_t gitFatal = 128;  // git's exit status for fatal errors
+inline constexpr std::int32_t gitNoMatch = 1;  // of "git config" that finds nothing
 
-/// Returns the folder that a repository's ".git" is or names; nullopt if ".git" is neither.
-std::optional<std::string> gitFolderOf(const std::string& repository);
-
-/// Returns the file that lists what was checked out and committed in a repository. git creates it with the first
-/// commit.
-std::string reflogOf(const std::string& gitFolder);
+inline std::optional<std::int64_t> wholeNumber(std::string_view text) {
+  std::int64_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [parsed, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc{} || parsed != end) return std::nullopt;
+  return number;
+}
 
 /// Calls `ask(i)` for each i below `count` on several threads and waits for them. Stops after repeated timeouts of git
 /// and when `shouldCancel` returns true.

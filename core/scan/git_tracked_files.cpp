@@ -7,6 +7,7 @@
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
+#include "core/scan/git_folder.h"
 #include "core/scan/git_metadata.h"
 #include "core/scan/git_questions.h"
 #include "core/scan/repository_finder.h"

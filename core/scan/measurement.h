@@ -10,9 +10,9 @@
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <vector>
 
 #include "core/base/quantities.h"
+#include "core/model/repositories_inside.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
@@ -48,12 +48,11 @@ class Measurement {
     return kept_;
   }
 
-  /// Returns the folders that contain ".git", a folder or the file of a linked worktree, in byte order; none in a
-  /// trash. Valid after the measurement.
-  std::vector<std::string> repositories() const {
+  /// Returns the repositories, none in a trash. Valid after the measurement.
+  RepositoriesInside repositories() const {
     const std::lock_guard lock(mutex_);
-    auto sorted = repositories_;
-    std::sort(sorted.begin(), sorted.end());
+    RepositoriesInside sorted = repositories_;
+    std::sort_heap(sorted.ofGit.begin(), sorted.ofGit.end());
     return sorted;
   }
 
@@ -77,10 +76,12 @@ class Measurement {
     StoreSigns signs;
     std::uint64_t bytes = 0;
     bool holdsGit = false;
+    const char* foreign = nullptr;
     bool holdsKeepFile = false;
     reader.start(descriptor);
     for (DirectoryEntry entry; reader.next(entry);) {
       holdsGit = holdsGit || entry.name == ".git";
+      if (const char* system = foreignVersionControl(entry)) foreign = system;
       holdsKeepFile = holdsKeepFile || entry.name == KeptInside::keepFile;
       signs.note(entry);
       if (mayKeep && filter.keeps(entry.name)) meet({joinedPath(node.path(), entry.name), KeptInside::Why::excluded});
@@ -101,7 +102,7 @@ class Measurement {
       }
     }
     if (const auto kind = signs.kind(descriptor)) meetStore(node.path(), *kind);
-    if (holdsGit) meetRepository(node.path());
+    if (holdsGit || foreign != nullptr) meetRepository(node, holdsGit, foreign);
     // Whoever removes asks about the first folder's own keep file, which --force lifts.
     if (holdsKeepFile && !isFirst) meetKeepFile(node);
     if (const auto failure = reader.failure(); failure && !isNoLongerThere(failure)) fail();
@@ -137,10 +138,29 @@ class Measurement {
     if (!options_.isTrash) meet(KeptInside::store(std::move(path), kind));
   }
 
-  void meetRepository(std::string path) {
+  /// Bounds the memory: at most the first repositories in byte order, a heap until all are known.
+  void meetRepository(const FolderNode& folder, bool isOfGit, const char* foreign) {
     if (options_.isTrash) return;
+    std::size_t length = 0;
+    for (const auto* node = &folder; node != nullptr && length <= RepositoriesInside::longestPath;
+         node = node->parent())
+      length += node->name().size() + 1;
+    const bool isTooLong = length > RepositoriesInside::longestPath;
+    std::string path = isTooLong ? std::string() : folder.path();
     const std::lock_guard lock(mutex_);
-    repositories_.push_back(std::move(path));
+    repositories_.hasMore = repositories_.hasMore || isTooLong;
+    if (isTooLong) return;
+    if (foreign != nullptr && (!repositories_.foreign || path < repositories_.foreign->folder)) {
+      repositories_.foreign = {path, foreign};
+    }
+    if (!isOfGit) return;
+    auto& known = repositories_.ofGit;
+    known.push_back(std::move(path));
+    std::push_heap(known.begin(), known.end());
+    if (known.size() <= RepositoriesInside::mostOfGit) return;
+    std::pop_heap(known.begin(), known.end());
+    known.pop_back();
+    repositories_.hasMore = true;
   }
 
   void meetKeepFile(const FolderNode& folder) {
@@ -165,7 +185,7 @@ class Measurement {
   std::atomic<bool> failed_{false};
   mutable std::mutex mutex_;  // guards what follows
   std::optional<KeptInside> kept_;
-  std::vector<std::string> repositories_;
+  RepositoriesInside repositories_;
 };
 
 }  // namespace tidra

@@ -29,57 +29,71 @@ bool isClonedByTool(const ScanArtifactFinding& finding, const std::string& repos
   });
 }
 
+void raiseToCaution(ScanArtifactFinding& finding) {
+  finding.safetyTier = std::max(finding.safetyTier, ArtifactSafetyTier::caution);
+}
+
+/// Returns ": " and the path of a repository deeper in a finding, for the end of a hint; empty for the finding itself.
+std::string whereIn(const ScanArtifactFinding& finding, const std::string& repository) {
+  const bool isInside = repository != finding.path && isSameOrInside(repository, finding.path);
+  return isInside ? ": " + std::string(pathBelow(repository, finding.path)) : std::string();
+}
+
+/// A working copy of a system other than git is not asked for changes, so it may hold some.
+void raiseForeign(FoundArtifact& found) {
+  const auto& foreign = found.repositories.foreign;
+  if (!foreign || found.finding.safetyTier >= ArtifactSafetyTier::caution) return;
+  raiseToCaution(found.finding);
+  found.finding.restoreHint =
+      "Holds a " + foreign->system + " repository, which was not asked" + whereIn(found.finding, foreign->folder);
+}
+
 }  // namespace
 
 std::size_t raiseTracked(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git) {
   std::vector<std::string> folders;
   for (const FoundArtifact* found : findings) {
-    if (found->isOfProject()) folders.push_back(found->finding.path);
+    if (found->isOfProject()) folders.push_back(found->place);
   }
   if (folders.empty()) return 0;
   const auto tracked = git.tracked(folders);
   for (FoundArtifact* found : findings) {
     ScanArtifactFinding& finding = found->finding;
-    if (tracked.held.contains(finding.path)) {
+    if (tracked.held.contains(found->place)) {
       finding.safetyTier = ArtifactSafetyTier::warning;
       finding.restoreHint = "Holds files tracked by git";
       finding.evidence.reset();
-    } else if (tracked.unknown.contains(finding.path)) {
-      finding.safetyTier = std::max(finding.safetyTier, ArtifactSafetyTier::caution);
+    } else if (tracked.unknown.contains(found->place)) {
+      raiseToCaution(finding);
     }
   }
   return tracked.unknown.size();
 }
 
 bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git) {
-  // A few milliseconds for each.
-  constexpr std::size_t mostPerFinding = 1000;
   std::vector<ScanArtifactFinding*> holders;
   std::vector<std::string> repositories;
+  PlaceSet removed;
   bool all = true;
   for (FoundArtifact* found : findings) {
-    std::size_t asked = 0;
-    for (const std::string& repository : found->repositories) {
+    if (!found->place.empty()) removed.add(found->place);
+    raiseForeign(*found);
+    if (found->repositories.hasMore) raiseToCaution(found->finding);
+    all = all && !found->repositories.hasMore;
+    for (const std::string& repository : found->repositories.ofGit) {
       if (isClonedByTool(found->finding, repository)) continue;
-      if (asked++ == mostPerFinding) {
-        found->finding.safetyTier = std::max(found->finding.safetyTier, ArtifactSafetyTier::caution);
-        all = false;
-        break;
-      }
       holders.push_back(&found->finding);
       repositories.push_back(repository);
     }
   }
   if (repositories.empty()) return all;
-  const auto answers = git.holdOwnWork(repositories);
+  const auto answers = git.holdOwnWork(repositories, removed);
   for (std::size_t i = 0; i < repositories.size(); ++i) {
     ScanArtifactFinding& holder = *holders[i];
-    if (!answers[i]) holder.safetyTier = std::max(holder.safetyTier, ArtifactSafetyTier::caution);
+    if (!answers[i]) raiseToCaution(holder);
     if (!answers[i].value_or(false)) continue;
     holder.safetyTier = ArtifactSafetyTier::warning;
-    holder.restoreHint = "Holds work that is in no remote repository";
-    const bool isInside = repositories[i] != holder.path && isSameOrInside(repositories[i], holder.path);
-    if (isInside) *holder.restoreHint += ": " + std::string(pathBelow(repositories[i], holder.path));
+    holder.restoreHint = "Holds work that is in no remote repository" + whereIn(holder, repositories[i]);
   }
   return all && std::find(answers.begin(), answers.end(), std::nullopt) == answers.end();
 }

@@ -14,8 +14,9 @@ namespace tidra {
 [[nodiscard]] std::size_t raiseTracked(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git);
 
 /// Raises findings that hold a repository with work that is in no remote one: users may work on a dependency where it
-/// was installed, in a clone or linked worktree. Tools' own clones in their caches do not count. Returns whether git
-/// answered for all of them; those for which it did not, or with too many repositories to ask, do not count as safe.
+/// was installed, in a clone or linked worktree. Tools' own clones in their caches do not count. A repository of
+/// another system is not asked, so its holder does not count as safe. Returns whether git answered for all of them;
+/// those for which it did not, or with too many repositories to ask, do not count as safe.
 [[nodiscard]] bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git);
 
 }  // namespace tidra

@@ -118,5 +118,32 @@ TEST(DirectorySize, MeetsWhatMustStay) {
   }
 }
 
+TEST(DirectorySize, NamesABoundedNumberOfRepositories) {
+  const TemporaryTree tree;
+  const auto inside = [&](const std::string& folder) {
+    return TidraDirectorySizeReader::readAll({{tree.path(folder)}}, {.workers = 3}).front().repositories;
+  };
+  constexpr std::size_t more = RepositoriesInside::mostOfGit + 5;
+  for (std::size_t i = 0; i < more; ++i) tree.writeFile("many/r" + std::to_string(10000 + i) + "/.git");
+  const auto many = inside("many");
+  EXPECT_EQ(many.ofGit.size(), RepositoriesInside::mostOfGit);
+  EXPECT_EQ(many.ofGit.back(), tree.path("many/r" + std::to_string(10000 + RepositoriesInside::mostOfGit - 1)));
+  EXPECT_TRUE(many.hasMore);
+
+  std::string half;
+  for (int i = 0; i < 9; ++i) half += "/" + std::string(250, 'd');
+  tree.writeFile("other/x" + half + "/.git");
+  tree.makeFolder("deep" + half);
+  std::filesystem::rename(tree.path("other/x"), tree.path("deep" + half + "/x"));
+  EXPECT_TRUE(inside("deep").ofGit.empty());
+  EXPECT_TRUE(inside("deep").hasMore);
+
+  makeEntries(tree, {"p/b/.hg/f", "p/a/.svn/f", "q/CVS", "q/.fslckout", "r/CVS", "r/.hg"});
+  using Foreign = RepositoriesInside::Foreign;
+  EXPECT_EQ(inside("p"), (RepositoriesInside{.foreign = Foreign{tree.path("p/a"), "Subversion"}}));
+  EXPECT_EQ(inside("q"), (RepositoriesInside{.foreign = Foreign{tree.path("q"), "Fossil"}}));
+  EXPECT_EQ(inside("r"), RepositoriesInside{});
+}
+
 }  // namespace
 }  // namespace tidra

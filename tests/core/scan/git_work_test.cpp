@@ -1,9 +1,12 @@
 // What git knows to be somebody's work: tracked files, and commits and changes that no remote has.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <filesystem>
 
 #include "core/platform/files.h"
+#include "core/platform/host.h"
 #include "core/scan/git_metadata.h"
 #include "tests/core/scan/scan_fixture.h"
 #include "tests/support/git_repositories.h"
@@ -22,8 +25,14 @@ class GitWork : public WithGitRepositories {
   std::string cloned(const std::string& name, std::vector<std::string> options = {}) const {
     options.insert(options.begin(), {"clone", "-q"});
     options.insert(options.end(), {"file://" + tree_.path("origin"), tree_.path(name)});
-    git(tree_.root(), options);
+    git(tree_.root(), options, std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()));
     return tree_.path(name);
+  }
+
+  Answer holdsWork(const std::string& path, const std::vector<std::string>& removed = {}) const {
+    PlaceSet places;
+    for (const std::string& place : removed) places.add(place);
+    return reader().holdOwnWork({path}, places).front();
   }
 
   const std::vector<std::string> emptyCommit_{"commit", "-q", "--allow-empty", "-m", "mine"};
@@ -52,7 +61,24 @@ TEST_F(GitWork, IsNotHiddenByTagsReflogsOrMarks) {
       {{{"update-index", "--assume-unchanged", "file"}}, true},
       {{{"update-index", "--skip-worktree", "file"}}, true},
       {{{"sparse-checkout", "set", "--no-cone", "/other"}}, false},
+      {{{"commit", "-q", "--allow-empty", "-m", "On merging: Fast-forward"}, {"reset", "-q", "--hard", "HEAD~"}}, true},
+      {{{"checkout", "-q", "--detach"},
+        emptyCommit_,
+        tag,
+        {"checkout", "-q", "main"},
+        {"reflog", "expire", "--expire=now", "--all"},
+        {"pack-refs", "--all"}},
+       true},
+      {{{"remote", "set-url", "origin", "https://example.org/x"}}, false},
+      {{{"remote", "set-url", "origin", tree_.path("origin/.git")}}, false},
+      {{{"remote", "set-url", "origin", tree_.path("gone")}}, true},
+      {{{"remote", "set-url", "origin", tree_.path("gone")}, {"config", "remote.*.url", "https://example.org/x"}},
+       true},
+      {{{"remote", "set-url", "origin", "."}}, true},
+      {{{"config", "--unset", "remote.origin.url"}}, true},
+      {{{"config", "core.worktree", tree_.path("same")}, {"archive", "-o", "new", "HEAD"}}, true},
   };
+  tree_.writeFile("same/file", "text");
   int number = 0;
   for (const auto& [commands, answer] : rows) {
     const std::string path = cloned("clone" + std::to_string(number++));
@@ -64,6 +90,55 @@ TEST_F(GitWork, IsNotHiddenByTagsReflogsOrMarks) {
   for (const auto& command : Commands{tag, {"pack-refs", "--all"}}) git(local, command);
   std::filesystem::remove_all(local + "/.git/logs");
   EXPECT_EQ(reader().holdOwnWork({local}).front(), true);
+}
+
+TEST_F(GitWork, CommitsCountWhereTheirObjectsStay) {
+  const std::string origin = makeRepository("origin");
+  const std::string clone = cloned("clone");
+  EXPECT_EQ(holdsWork(clone), false);
+  EXPECT_EQ(holdsWork(clone, {origin}), true) << "its remote goes along";
+  git(origin, {"worktree", "add", "-q", tree_.path("linked"), "-b", "linked"});
+  EXPECT_EQ(holdsWork(tree_.path("linked")), false);
+  EXPECT_EQ(holdsWork(tree_.path("linked"), {origin}), true) << "its main repository goes along";
+  // As of a submodule "worktrees/x".
+  tree_.makeFolder("clone/.git/modules/worktrees");
+  const std::string module = cloned("module", {"--separate-git-dir", clone + "/.git/modules/worktrees/x"});
+  EXPECT_EQ(holdsWork(clone), false);
+  git(module, emptyCommit_);
+  EXPECT_EQ(holdsWork(module), true);
+  std::filesystem::remove_all(module);
+  EXPECT_EQ(holdsWork(clone), true) << "a submodule without a work tree";
+}
+
+TEST_F(GitWork, IsUnknownWhereARepositoryIsTornOrOthersReachItsConfiguration) {
+  makeRepository("origin");
+  constexpr std::filesystem::perms grouped{0775};
+  constexpr std::filesystem::perms open{0777};
+  using Rows = std::vector<std::tuple<std::string, std::filesystem::perms, Answer>>;
+  const Answer ifShared = TidraHost::isOwnGroup(::getegid()) ? Answer(false) : std::nullopt;
+  for (const auto& [place, mode, answer] : Rows{{"in/clone", std::filesystem::perms{0755}, false},
+                                                {"in/clone", grouped, ifShared},
+                                                {"in", open, std::nullopt},
+                                                {"in/clone", open, std::nullopt},
+                                                {"in/clone/.git", open, std::nullopt},
+                                                {"in/clone/.git/config", open, std::nullopt},
+                                                {"in/clone/.git/config.worktree", open, std::nullopt}}) {
+    std::filesystem::remove_all(tree_.path("in"));
+    tree_.makeFolder("in");
+    const std::string path = cloned("in/clone");
+    if (!pathExists(tree_.path(place))) tree_.writeFile(place);
+    std::filesystem::permissions(tree_.path(place), mode);
+    EXPECT_EQ(holdsWork(path), answer) << place;
+  }
+  const std::string path = cloned("including");
+  git(path, {"config", "include.path", "../more"});
+  EXPECT_EQ(holdsWork(path), std::nullopt);
+  // A list of paths would end at the colon.
+  const std::string around = makeRepository("a:b");
+  tree_.writeFile("a:b/.git/info/exclude", "inner");
+  const std::string torn = makeRepository("a:b/inner");
+  tree_.writeFile("a:b/inner/.git/HEAD");
+  EXPECT_EQ(holdsWork(torn), std::nullopt);
 }
 
 TEST_F(GitWork, TrackedFilesSurviveALostIndexAndAreSeenFromOuterRepositories) {
