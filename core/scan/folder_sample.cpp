@@ -37,6 +37,8 @@ bool isKeepsake(std::string_view name) { return name.starts_with(".env.") || has
 
 }  // namespace
 
+bool isHandMade(std::string_view fileName) { return isSource(fileName) || isKeepsake(fileName); }
+
 FolderSample FolderSample::of(const std::string& folder) {
   constexpr std::size_t mostFiles = 96;
   constexpr std::size_t mostFolders = 24;

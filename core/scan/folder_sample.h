@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "core/base/time_point.h"
 
@@ -18,6 +19,9 @@ struct FolderSample {
 
   static FolderSample of(const std::string& folder);
 };
+
+/// Whether people write files of this name: source that no build puts into its output, documents, keys, data bases.
+bool isHandMade(std::string_view fileName);
 
 /// Returns the earliest ctime of the files in a folder, or in the nearest ancestor that has files. Unlike mtime it is
 /// set by the kernel, so archives and copies cannot preserve it. Absent without files.

@@ -12,6 +12,8 @@
 #include "core/model/system_group_root.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
+#include "core/scan/folder_contents.h"
+#include "core/scan/folder_sample.h"
 #include "core/scan/place_set.h"
 
 namespace tidra {
@@ -109,10 +111,52 @@ bool fits(const SystemPathRule& rule, const std::string& path, EntryType type) {
          type == EntryType::directory;
 }
 
+/// Whether the value of a variable, other than those of the system, decides which folder a template names.
+bool isNamedByVariable(std::string_view pathTemplate) {
+  if (!pathTemplate.starts_with('$')) return false;
+  const auto begin = pathTemplate.find_first_not_of("${");
+  if (begin == std::string_view::npos) return false;
+  const auto name = pathTemplate.substr(begin, pathTemplate.find_first_of("}/", begin) - begin);
+  return name != "TMPDIR" && name != "HOME" && !name.starts_with("XDG_");
+}
+
+/// Returns the name of an entry that people make: a repository, source, a document. Empty without one.
+std::string handMadeEntry(const std::vector<FolderEntry>& entries) {
+  const auto found = std::find_if(entries.begin(), entries.end(), [](const FolderEntry& entry) {
+    return entry.type == EntryType::directory ? entry.name == ".git" : isHandMade(entry.name);
+  });
+  return found == entries.end() ? "" : found->name;
+}
+
+/// Returns the path of what people made in the folder or in a folder in it, where caches of tools have no such names.
+/// Empty if there is none.
+std::string workIn(const std::string& folder) {
+  constexpr std::size_t mostFolders = 64;
+  const auto entries = listing(folder);
+  if (const auto name = handMadeEntry(entries); !name.empty()) return joinedPath(folder, name);
+  std::size_t folders = 0;
+  for (const FolderEntry& entry : entries) {
+    if (entry.type != EntryType::directory || ++folders > mostFolders) continue;
+    const std::string child = joinedPath(folder, entry.name);
+    if (const auto name = handMadeEntry(listing(child)); !name.empty()) return joinedPath(child, name);
+  }
+  return "";
+}
+
+/// A variable may name a folder of work by mistake. What lies there then raises the finding.
+SystemPathRule raisedByWork(SystemPathRule rule, const std::string& path, const TidraPathResolver& resolver) {
+  const std::string work = workIn(path);
+  if (work.empty()) return rule;
+  rule.tier = ArtifactSafetyTier::warning;
+  rule.restoreHint =
+      fmt::format("A variable names this folder, but it holds {}", escapedForTerminal(resolver.displayPath(work)));
+  return rule;
+}
+
 /// A template that is only a variable could name any folder, even a working folder. Requires the mark of a cache or a
 /// cache's name.
 bool mayBeVariablesCache(const std::string& pathTemplate, const std::string& path) {
-  if (!pathTemplate.starts_with('$') || pathTemplate.find('/') != std::string::npos) return true;
+  if (!isNamedByVariable(pathTemplate) || pathTemplate.find('/') != std::string::npos) return true;
   const std::string name = asciiLowered(lastPathComponent(path));
   if (name.find("cache") != std::string::npos || name == "go-build" || name == "uv") return true;
   constexpr std::array marks{"CACHEDIR.TAG", "trim.txt", "archive-v0"};
@@ -169,12 +213,13 @@ CatalogPathProbe::Candidates CatalogPathProbe::candidates(const SystemProbeConte
           continue;
         }
         const std::string label = labelOf(rule, pathTemplate, path);
+        auto judged = isNamedByVariable(pathTemplate) ? raisedByWork(rule, path, context.resolver) : rule;
         if (taken.covers(path)) {
-          if (taken.covers(parentPath(path))) found.covered.push_back({path, label, rule.tier});
+          if (taken.covers(parentPath(path))) found.covered.push_back({path, label, judged.tier});
           continue;
         }
         taken.add(path);
-        found.taken.push_back({path, rule, label, facts->type != EntryType::directory});
+        found.taken.push_back({path, std::move(judged), label, facts->type != EntryType::directory});
       }
     }
   }

@@ -81,6 +81,22 @@ TEST_F(CatalogProbe, WhatAVariableAloneNamesMustLookLikeACache) {
   }
 }
 
+TEST_F(CatalogProbe, WorkInAFolderThatAVariableNamesRaisesIt) {
+  rule("hub", {"$OWN/hub", ".cache/hub"});
+  make({"work/hub/src", "project/hub/a/.git", "real/hub/models--x/blobs", "home/.cache/hub"});
+  fixture.tree().writeFile("work/hub/src/thesis.tex");
+  fixture.tree().writeFile("home/.cache/hub/notes.md");
+  for (const auto& [folder, tier] : {std::pair{"work", ArtifactSafetyTier::warning},
+                                     {"project", ArtifactSafetyTier::warning},
+                                     {"real", ArtifactSafetyTier::safe}}) {
+    fixture.context.resolver.environment["OWN"] = fixture.tree().path(folder);
+    const auto report = CatalogPathProbe("c").scan(fixture.context);
+    ASSERT_EQ(report.items.size(), 2U);
+    EXPECT_EQ(report.items[0].finding.safetyTier, tier) << report.items[0].finding.path;
+    EXPECT_EQ(report.items[1].finding.safetyTier, ArtifactSafetyTier::safe) << "named by the catalog";
+  }
+}
+
 TEST_F(CatalogProbe, WildcardsMatchInEveryPieceButNotInTheNameOfTheHomeFolder) {
   rule("deep", {"a*/b?/c[12]"});
   rule("hidden", {"h/*"});
