@@ -82,14 +82,18 @@ std::optional<std::uint64_t> TidraDirectorySizeReader::read(const std::string& p
 
 std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(const std::vector<Folder>& folders,
                                                                               const Options& options) {
-  const WalkFilter filter = filterFor(options);
+  WalkFilter filter = filterFor(options);
+  std::vector<std::string> real;
+  for (const Folder& folder : folders) {
+    filter.addSpelling(folder.path, real.emplace_back(realPathOrSame(folder.path)));
+  }
   std::deque<SizeTarget> targets;
   for (const Folder& folder : folders) targets.emplace_back(filter, folder);
   SizeVisitor visitor;
   {
     SizeVisitor::Traversal traversal(visitor, options.workers == 0 ? defaultScanWorkers() : options.workers);
     for (std::size_t i = 0; i < folders.size(); ++i) {
-      traversal.addRoot(folders[i].path, {{filter.placeOf(realPathOrSame(folders[i].path))}, &targets[i]});
+      traversal.addRoot(folders[i].path, {{filter.placeOf(real[i])}, &targets[i]});
     }
     const auto started = std::chrono::steady_clock::now();
     // A zero limit or early cancellation reliably yields no size, since run() polls before any reading.

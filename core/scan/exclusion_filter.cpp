@@ -3,7 +3,10 @@
 #include <fnmatch.h>
 
 #include <algorithm>
+#include <optional>
 
+#include "core/base/text.h"
+#include "core/platform/files.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -29,7 +32,56 @@ bool matchesAnyTail(const std::string& pattern, const std::string& path) {
   return start > 0 && globMatches(pattern, path.c_str() + start);
 }
 
+/// Returns the only name that a component of a pattern matches; nullopt if it matches several.
+std::optional<std::string> literalName(std::string_view component) {
+  std::string name;
+  for (std::size_t i = 0; i < component.size(); ++i) {
+    if (std::string_view("*?[").find(component[i]) != std::string_view::npos) return std::nullopt;
+    if (component[i] == '\\' && ++i == component.size()) return std::nullopt;
+    name += component[i];
+  }
+  return name;
+}
+
+/// Returns a path with the longest existing folder at its beginning resolved.
+std::string withFolderResolved(const std::string& path) {
+  std::string folder = path;
+  while (folder != "/") {
+    if (const auto real = realPath(folder)) return standardizedPath(*real + "/" + path.substr(folder.size()));
+    folder = parentPath(folder);
+  }
+  return path;
+}
+
+/// As withFolderResolved(), for the components of an absolute pattern before the first wildcard.
+std::string patternResolved(const std::string& pattern) {
+  if (!pattern.starts_with('/')) return pattern;
+  std::string folder;
+  std::string rest;
+  for (const std::string_view component : splitNonEmpty(pattern, '/')) {
+    const auto name = rest.empty() ? literalName(component) : std::nullopt;
+    (name ? folder : rest).append("/").append(name ? *name : std::string(component));
+  }
+  const std::string real = folder.empty() ? folder : withFolderResolved(folder);
+  return real == folder ? pattern : globEscaped(real == "/" ? "" : real) + rest;
+}
+
+template <class Resolve>
+void addResolved(std::vector<std::string>& texts, Resolve resolve) {
+  for (std::size_t i = 0, written = texts.size(); i < written; ++i) {
+    if (auto real = resolve(texts[i]); real != texts[i]) texts.push_back(std::move(real));
+  }
+}
+
 }  // namespace
+
+TidraScanExclusionFilter withLinksResolved(TidraScanExclusionFilter filter) {
+  addResolved(filter.pathPrefixes, withFolderResolved);
+  addResolved(filter.keptPrefixes, withFolderResolved);
+  addResolved(filter.globPatterns, patternResolved);
+  addResolved(filter.keptPatterns, patternResolved);
+  return filter;
+}
 
 bool isGlob(std::string_view text) { return text.find_first_of("*?[") != std::string_view::npos; }
 

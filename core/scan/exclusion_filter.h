@@ -12,6 +12,7 @@ struct TidraScanExclusionFilter {
   std::vector<std::string> pathPrefixes;  // absolute, standardised
   std::vector<std::string> globPatterns;
   std::vector<std::string> keptPatterns = {};  // exclude nothing, but a finding that contains a match stays
+  std::vector<std::string> keptPrefixes = {};  // likewise, absolute and standardised
 
   /// Whether a path equals or lies below a prefix, or a pattern matches the path, the path without its leading "/", or
   /// any tail of its components. Ignores trailing "/"; never excludes the empty path.
@@ -22,6 +23,10 @@ struct TidraScanExclusionFilter {
 
 /// Whether text contains "*", "?" or "[".
 bool isGlob(std::string_view text);
+
+/// Returns the filter with a second spelling of each path and absolute pattern: the longest existing folder at its
+/// beginning with symbolic links resolved. Reads the disk.
+TidraScanExclusionFilter withLinksResolved(TidraScanExclusionFilter filter);
 
 /// Returns the pattern that matches exactly this text.
 std::string globEscaped(std::string_view text);

@@ -20,19 +20,24 @@ void raise(ScanArtifactFinding& finding, std::string reason) {
   finding.restoreHint = std::move(reason);
 }
 
-void assess(ScanArtifactFinding& finding, ArtifactEvidence& evidence, const InstalledPrograms& programs) {
+void assess(FoundArtifact& found, ArtifactEvidence& evidence, const InstalledPrograms& programs) {
+  ScanArtifactFinding& finding = found.finding;
+  // The path is named below the scan's root, whose symbolic links hide the real ancestors.
+  ScanArtifactFinding placed = finding;
+  placed.path = found.place;
   // Packages may be named "venv" (in Python's standard library), "build" or "coverage".
-  if (pathFacts(joinedPath(finding.path, "__init__.py"))) return raise(finding, "Is a Python package of that name");
-  if (const auto program = programs.ownerOf(finding.path)) {
+  if (pathFacts(joinedPath(found.place, "__init__.py"))) return raise(finding, "Is a Python package of that name");
+  if (const auto program = programs.ownerOf(finding.path, finding.groupRoot)) {
     return raise(finding, fmt::format("Belongs to the installed program {}", *program));
   }
-  finding.evidence = evidence.of(finding);
+  finding.evidence = evidence.of(placed);
 }
 
 }  // namespace
 
 void assessFindings(std::vector<FoundArtifact>& findings, const TidraPathResolver& resolver,
                     const std::function<bool()>& shouldStop) {
+  if (findings.empty()) return;
   // Batches, because neighbouring findings share ignore files.
   constexpr std::size_t batch = 32;
   const InstalledPrograms programs(resolver);
@@ -44,7 +49,7 @@ void assessFindings(std::vector<FoundArtifact>& findings, const TidraPathResolve
       const std::size_t end = std::min(start + batch, findings.size());
       for (std::size_t i = start; i < end && !stopped; ++i) {
         if (polls && shouldStop()) stopped = true;
-        if (findings[i].isOfProject() && findings[i].finding.ruleID) assess(findings[i].finding, evidence, programs);
+        if (findings[i].isOfProject() && findings[i].finding.ruleID) assess(findings[i], evidence, programs);
       }
     }
   };

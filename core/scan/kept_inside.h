@@ -10,7 +10,7 @@
 namespace tidra {
 
 struct KeptInside {
-  enum class Why { excluded, neverRemoved, trash, quarantine, keepFile, unreadable };
+  enum class Why { excluded, neverRemoved, neverRemovedItself, trash, quarantine, keepFile, unreadable };
 
   static constexpr const char* keepFile = ".tidra-keep";
 

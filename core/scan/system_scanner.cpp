@@ -175,7 +175,6 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Foun
       kept[i + 1] = keep(reports[i + 1] = finishWithinBounds(i), probes_[i]->categoryKey(), taken);
     }
   }
-  addPlacesOfOtherCategories(taken);
   Result result;
   result.covered = taken.takeCovered();
   result.withheld = std::move(withheld_);
@@ -184,20 +183,6 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Foun
     std::move(kept[i].begin(), kept[i].end(), std::back_inserter(result.findings));
   }
   return result;
-}
-
-/// Records paths of categories that were not requested but may lie inside findings.
-void SystemArtifactScanner::addPlacesOfOtherCategories(TakenPlaces& taken) const {
-  std::set<std::string> others;
-  for (const SystemPathRule& rule : request_.context.catalog->systemRules) {
-    if (rule.tier != ArtifactSafetyTier::safe && !request_.categories.contains(rule.category))
-      others.insert(rule.category);
-  }
-  for (const std::string& key : others) {
-    const auto found = CatalogPathProbe(key).candidates(request_.context);
-    for (const auto& candidate : found.taken) taken.coverNamed({candidate.url, candidate.label, candidate.rule.tier});
-    for (const CoveredPlace& covered : found.covered) taken.coverNamed(covered);
-  }
 }
 
 void SystemArtifactScanner::tickProjects(const std::vector<FoundArtifact>& projects) {
@@ -221,7 +206,8 @@ std::vector<FoundArtifact> SystemArtifactScanner::keep(ProbeReport& report, cons
     // After cancellation, items that need measuring are dropped.
     if (item.measuredFolder && isCancelled()) continue;
     auto place = taken.take(item);
-    if (!place) continue;
+    // Probes compare paths as their rules name them; the exclusion may name the place through another link.
+    if (!place || (!place->empty() && request_.context.exclusionFilter.bars(*place))) continue;
     auto& one = kept.emplace_back(Kept{.found = {.finding = std::move(item.finding),
                                                  .category = category,
                                                  .place = std::move(*place),

@@ -55,7 +55,7 @@ class SystemArtifactScanner {
 
   struct Result {
     std::vector<FoundArtifact> findings;
-    std::vector<CoveredPlace> covered;      // paths of tiers above safe that are no findings of their own
+    std::vector<CoveredPlace> covered;      // paths of the probes, of tiers above safe, that are no findings
     std::vector<WithheldFinding> withheld;  // findings that contain something to keep
     std::vector<std::string> notes;
   };
@@ -95,7 +95,6 @@ class SystemArtifactScanner {
   std::vector<FoundArtifact> keep(ProbeReport& report, const std::string& category, TakenPlaces& taken);
   void measure(std::vector<Kept>& items);
   bool isSearchable(const Kept& kept, ProbeReport& report);
-  void addPlacesOfOtherCategories(TakenPlaces& taken) const;
   void tick(const char* phase, const ScanArtifactFinding* finding);
   bool isCancelled() const { return request_.shouldCancel && request_.shouldCancel(); }
 

@@ -11,17 +11,24 @@ namespace {
 bool isLiteral(std::string_view pattern) { return !isGlob(pattern) && pattern.find('\\') == std::string_view::npos; }
 
 /// Returns at most `most` last components of a folder's path, nearest first. An absolute path ends with an empty
-/// component (before its first "/"), so that "/a" matches only there, and "*/a" can, too.
-std::vector<std::string_view> tailOf(const FolderNode& folder, std::size_t most) {
+/// component (before its first "/"), so that "/a" matches only there, and "*/a" can, too. `spelling` replaces the
+/// path of the first folder, if any.
+std::vector<std::string_view> tailOf(const FolderNode& folder, const std::string* spelling, std::size_t most) {
   std::vector<std::string_view> tail;
   const FolderNode* node = &folder;
   for (; node->parent() != nullptr && tail.size() < most; node = node->parent()) tail.push_back(node->name());
   if (node->parent() != nullptr) return tail;
-  const auto above = splitNonEmpty(node->name(), '/');
+  const auto above = splitNonEmpty(spelling == nullptr ? node->name() : *spelling, '/');
   for (auto component = above.rbegin(); component != above.rend(); ++component) tail.push_back(*component);
   tail.emplace_back();
   tail.resize(std::min(tail.size(), most));
   return tail;
+}
+
+const FolderNode& firstFolderOf(const FolderNode& folder) {
+  const FolderNode* node = &folder;
+  while (node->parent() != nullptr) node = node->parent();
+  return *node;
 }
 
 }  // namespace
@@ -63,8 +70,23 @@ void WalkFilter::addExclusions(const TidraScanExclusionFilter& filter) {
 }
 
 void WalkFilter::addKept(const std::string& pattern) {
-  if (!kept_) kept_ = std::make_unique<WalkFilter>();
+  if (!kept_) {
+    kept_ = std::make_unique<WalkFilter>();
+    kept_->spellings_ = spellings_;
+  }
   kept_->addPattern(pattern);
+}
+
+void WalkFilter::addSpelling(const std::string& walked, const std::string& real) {
+  if (walked == real) return;
+  spellings_.emplace(walked, real);
+  if (kept_) kept_->addSpelling(walked, real);
+}
+
+const std::string* WalkFilter::spellingOf(const FolderNode& folder) const {
+  if (spellings_.empty()) return nullptr;
+  const auto known = spellings_.find(firstFolderOf(folder).name());
+  return known == spellings_.end() ? nullptr : &known->second;
 }
 
 void WalkFilter::addStore(const Store& store) {
@@ -99,6 +121,13 @@ void WalkFilter::add(const TidraScanExclusionFilter& filter) {
 }
 
 bool WalkFilter::bars(std::string_view path) const {
+  return barsAncestors(path) || std::any_of(spellings_.begin(), spellings_.end(), [&](const auto& spelling) {
+           return isSameOrInside(path, spelling.first) &&
+                  barsAncestors(joinedPath(spelling.second, pathBelow(path, spelling.first)));
+         });
+}
+
+bool WalkFilter::barsAncestors(std::string_view path) const {
   for (std::string ancestor(path);; ancestor = parentPath(ancestor)) {
     if (reference_.isExcluded(ancestor)) return true;
     if (ancestor == "/") return false;
@@ -119,9 +148,15 @@ const WalkFilter::Place* WalkFilter::childPlace(const Place* place, std::string_
 
 FolderFilter::FolderFilter(const WalkFilter& filter, const WalkFilter::Place* place, const FolderNode& folder)
     : filter_(filter), place_(place), folder_(folder) {
-  if (filter.longPatterns_.empty()) return;
-  const auto tail = tailOf(folder, filter.mostComponents_);
-  for (const auto& pattern : filter.longPatterns_) {
+  if (filter.longPatterns_.empty() && filter.unsplit_.globPatterns.empty()) return;
+  otherSpelling_ = filter.spellingOf(folder);
+  matchTail(nullptr);
+  if (otherSpelling_ != nullptr) matchTail(otherSpelling_);
+}
+
+void FolderFilter::matchTail(const std::string* spelling) {
+  const auto tail = tailOf(folder_, spelling, filter_.mostComponents_);
+  for (const auto& pattern : filter_.longPatterns_) {
     const std::size_t above = pattern.size() - 1;
     if (tail.size() < above) continue;
     bool matches = true;
@@ -150,12 +185,15 @@ bool FolderFilter::keeps(std::string_view name) const {
 bool FolderFilter::matchesLongPattern(std::string_view name) const {
   const auto matches = [&](const std::string* last) { return globMatches(*last, name.data()); };
   if (std::any_of(lastComponents_.begin(), lastComponents_.end(), matches)) return true;
-  return !filter_.unsplit_.globPatterns.empty() && filter_.unsplit_.isExcluded(joinedPath(path(), name));
+  return !filter_.unsplit_.globPatterns.empty() && matchesUnsplit(name);
 }
 
-const std::string& FolderFilter::path() const {
+bool FolderFilter::matchesUnsplit(std::string_view name) const {
   if (path_.empty()) path_ = folder_.path();
-  return path_;
+  if (filter_.unsplit_.isExcluded(joinedPath(path_, name))) return true;
+  if (otherSpelling_ == nullptr) return false;
+  const std::string below(pathBelow(path_, firstFolderOf(folder_).name()));
+  return filter_.unsplit_.isExcluded(joinedPath(joinedPath(*otherSpelling_, below), name));
 }
 
 }  // namespace tidra

@@ -5,6 +5,7 @@
 // per folder up to their last component. Any other entry costs one lookup.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -44,6 +45,9 @@ class WalkFilter {
   void addExclusions(const TidraScanExclusionFilter& filter);
   /// Bars nothing; matches inside a folder that is one finding stay.
   void addKept(const std::string& pattern);
+  /// Names the first folder of a traversal with symbolic links resolved. Patterns match both spellings of what lies in
+  /// it.
+  void addSpelling(const std::string& walked, const std::string& real);
   /// Bars a trash or quarantine at a known path; it always stays.
   void addStore(const Store& store);
 
@@ -59,6 +63,9 @@ class WalkFilter {
 
  private:
   friend class FolderFilter;
+  /// Returns the other spelling of a traversal's first folder; null without one.
+  const std::string* spellingOf(const FolderNode& folder) const;
+  bool barsAncestors(std::string_view path) const;
   Place& makePlace(std::string_view path);
   Place& makeKeptPlace(std::string_view path);
   using LongPattern = std::vector<std::string>;  // components; the first of an absolute pattern is empty
@@ -71,6 +78,7 @@ class WalkFilter {
   TidraScanExclusionFilter unsplit_;    // patterns in which not every "/" separates components
   TidraScanExclusionFilter reference_;  // all rules, for bars()
   std::unique_ptr<WalkFilter> kept_;
+  std::map<std::string, std::string> spellings_;  // of first folders, by the path that the traversal uses
 };
 
 /// A WalkFilter applied to the entries of one folder that is not barred itself.
@@ -92,13 +100,15 @@ class FolderFilter {
   bool keeps(std::string_view name) const;
 
  private:
+  void matchTail(const std::string* spelling);
   bool matchesLongPattern(std::string_view name) const;
-  const std::string& path() const;
+  bool matchesUnsplit(std::string_view name) const;
 
   const WalkFilter& filter_;
   const WalkFilter::Place* place_;
   const FolderNode& folder_;
   std::vector<const std::string*> lastComponents_;  // of long patterns that match this folder up to the last component
+  const std::string* otherSpelling_ = nullptr;      // of the first folder
   mutable std::string path_;                        // computed on first use
 };
 

@@ -148,8 +148,8 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
   }
   if (skip.bars(request.root) || realSkip.bars(spelling.realRoot())) {
     return fmt::format(
-        "{} lies in a folder that scans skip (see tidra rules list --skipped), so nothing is reported for it{}.", shown,
-        wayToUnskip(request));
+        "{} lies in a folder that scans skip (see tidra rules list --skipped), so no projects are searched in it{}.",
+        shown, wayToUnskip(request));
   }
   if (isKeptOut(request, request.root) || isKeptOut(request, spelling.realRoot())) {
     return fmt::format("{} is excluded, so nothing is reported for it.", shown);
@@ -175,6 +175,7 @@ WalkFilter makeWalkFilter(const Request& request) {
   for (const std::string& path : request.exclusionFilter.pathPrefixes) {
     addSpelled(path, spelling, [&](const std::string& spelled) { filter.addExcluded(spelled); });
   }
+  filter.addSpelling(request.root, spelling.realRoot());
   addStores(filter, request, spelling);
   addMounts(filter, request, spelling);
   return filter;

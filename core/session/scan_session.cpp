@@ -15,10 +15,10 @@
 #include "core/base/text.h"
 #include "core/dispose/known_stores.h"
 #include "core/model/removal_leftover.h"
-#include "core/model/system_scan_categories.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_scanner.h"
+#include "core/scan/covered_places.h"
 #include "core/scan/directory_size.h"
 #include "core/scan/finding_assessment.h"
 #include "core/scan/place_set.h"
@@ -26,6 +26,7 @@
 #include "core/scan/system_scanner.h"
 #include "core/session/git_checks.h"
 #include "core/session/leftover_finder.h"
+#include "core/session/never_removed.h"
 #include "core/session/project_activity_reader.h"
 #include "core/session/root_plans.h"
 #include "core/session/size_bounds.h"
@@ -39,6 +40,7 @@ class ScanSession {
  public:
   explicit ScanSession(const ScanRequest& request)
       : request_(request),
+        exclusions_(withLinksResolved(request.exclusions)),
         stores_(knownStores(request.resolver, request.quarantines)),
         activity_(request.git, request.resolver) {}
 
@@ -56,13 +58,15 @@ class ScanSession {
       addSystemFindings(*system);
       addLeftovers();
     }
+    withholdNeverRemoved();
     noteUnclaimedLeftovers();
     noteWithheld();
     assessFindings(outcome_.findings, request_.resolver, [this] { return shouldCancel(); });
     askGit();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     outcome_.circumstances = circumstances(duration);
-    if (system) settleNested();
+    proveAges();
+    settleNested();
     std::erase_if(outcome_.findings, [this](const auto& found) { return !isWanted(found); });
     if (auto excess = boundSizes(outcome_.findings, request_.resolver)) note(std::move(*excess));
     outcome_.circumstances.partial = shouldCancel();
@@ -95,7 +99,7 @@ class ScanSession {
             .catalog = &request_.catalog,
             .platform = request_.platform,
             .resolver = request_.resolver,
-            .exclusionFilter = request_.exclusions,
+            .exclusionFilter = exclusions_,
             .enabledEcosystems = request_.ecosystems,
             .stores = stores_,
             .mounts = request_.mounts,
@@ -150,35 +154,33 @@ class ScanSession {
     return names;
   }
 
+  /// Without exclusions.
+  SystemProbeContext makeProbeContext() {
+    return {.resolver = request_.resolver,
+            .exclusionFilter = {},
+            .catalog = &request_.catalog,
+            .platform = request_.platform,
+            .now = request_.now,
+            .shouldCancel = [this] { return shouldCancel(); }};
+  }
+
   SystemArtifactScanner::Request makeSystemRequest() {
     SystemArtifactScanner::Request request;
-    request.context.resolver = request_.resolver;
-    request.context.exclusionFilter.add(request_.exclusions);
-    request.context.catalog = &request_.catalog;
-    request.context.platform = request_.platform;
-    request.context.now = request_.now;
-    request.context.shouldCancel = [this] { return shouldCancel(); };
-    request.categories = request_.categories ? *request_.categories : everyCategory();
+    request.context = makeProbeContext();
+    request.context.exclusionFilter.add(exclusions_);
+    request.categories = systemCategoriesOf(request_);
     request.bounds = systemBoundsOf(request_);
     if (request.bounds) outcome_.outOfBounds = outOfBoundsNote(request_);
     const bool asksPip = !request.bounds || request.bounds->toolCategories.contains("python");
     request.checksPip = asksPip && request_.scanProjects && request.categories.contains("python") &&
                         (!request_.ecosystems || request_.ecosystems->contains("py"));
     request.mounts = request_.mounts;
-    request.exclusions = request_.exclusions;
+    request.exclusions = exclusions_;
     request.stores = stores_;
     request.workers = request_.workers;
     request.shouldCancel = [this] { return shouldCancel(); };
     request.onProgress = [this](const auto& tick) { advance(tick); };
     return request;
-  }
-
-  /// Categories of the table and of custom rules.
-  std::set<std::string> everyCategory() const {
-    std::set<std::string> categories;
-    for (const auto& category : systemScanCategoryTable) categories.emplace(category.key);
-    for (const auto& rule : request_.catalog.systemRules) categories.insert(rule.category);
-    return categories;
   }
 
   void addSystemFindings(SystemArtifactScanner& system) {
@@ -192,9 +194,12 @@ class ScanSession {
     }
   }
 
-  /// Before filtering: unselected findings must not be removed with what contains them.
+  /// Before filtering, and also without a scan outside projects: unselected findings must not be removed with what
+  /// contains them.
   void settleNested() {
-    raiseHolders(outcome_.findings, covered_, request_.resolver);
+    auto covered = coveredPlaces(makeProbeContext(), outcome_.findings);
+    covered.insert(covered.end(), covered_.begin(), covered_.end());
+    raiseHolders(outcome_.findings, covered, request_.resolver);
     outcome_.nested = nestedFindings(outcome_.findings);
     // Items of a plan are looked up by their own paths.
     if (request_.onlyPaths) return;
@@ -250,10 +255,10 @@ class ScanSession {
     if (leftovers.empty()) return;
     std::vector<TidraDirectorySizeReader::Folder> folders;
     for (const auto& leftover : leftovers) folders.push_back({.path = leftover.finding.path, .enterBundles = true});
-    auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
-                                                             .exclusions = request_.exclusions,
-                                                             .stores = stores_,
-                                                             .shouldCancel = [this] { return shouldCancel(); }});
+    auto sizes = TidraDirectorySizeReader::readAll(
+        folders, {.workers = request_.workers, .exclusions = exclusions_, .stores = stores_, .shouldCancel = [this] {
+                    return shouldCancel();
+                  }});
     for (std::size_t i = 0; i < leftovers.size(); ++i) {
       FoundArtifact& leftover = leftovers[i];
       leftover.finding.sizeBytes = sizes[i].bytes.value_or(0);
@@ -270,6 +275,15 @@ class ScanSession {
         outcome_.withheld.emplace(finding.path, finding.kept);
       }
     }
+  }
+
+  void withholdNeverRemoved() {
+    const NeverRemoved never(request_.exclusions, exclusions_);
+    std::erase_if(outcome_.findings, [&](const FoundArtifact& found) {
+      const bool isHidden = never.appliesUnseen(found);
+      if (isHidden) withhold({{found.finding.path, {found.place, KeptInside::Why::neverRemovedItself}}});
+      return isHidden;
+    });
   }
 
   /// The first few are notes, the rest details.
@@ -311,9 +325,22 @@ class ScanSession {
     }
     const auto dates = activity_.answers();
     for (FoundArtifact& found : outcome_.findings) {
+      if (!found.isOfProject()) continue;
       const auto date = dates.find(*found.finding.groupRoot);
       if (date != dates.end()) found.finding.lastActivityDate = date->second;
     }
+  }
+
+  void proveAges() {
+    if (!request_.provenAge || shouldCancel()) return;
+    std::set<std::string> projects;
+    for (const FoundArtifact& found : outcome_.findings) {
+      if (found.isOfProject() && isWanted(found) && isOlderThan(found.finding, *request_.provenAge)) {
+        projects.insert(*found.finding.groupRoot);
+      }
+    }
+    activity_.addAgain(projects);
+    finishActivity();
   }
 
   void askGit() {
@@ -342,9 +369,12 @@ class ScanSession {
     if (!isAskedFor(finding)) return false;
     if (!found.isOfProject() && !isOfWantedEcosystem(finding)) return false;
     if (request_.tiers && !request_.tiers->contains(finding.safetyTier)) return false;
-    return !request_.olderThan || (finding.lastActivityDate && ScanActivityClassification::isAtLeastThisOld(
-                                                                   *finding.lastActivityDate, *request_.olderThan,
-                                                                   outcome_.circumstances.generatedAt));
+    return !request_.olderThan || isOlderThan(finding, *request_.olderThan);
+  }
+
+  bool isOlderThan(const ScanArtifactFinding& finding, const Age& age) const {
+    return finding.lastActivityDate && ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, age,
+                                                                                    outcome_.circumstances.generatedAt);
   }
 
   /// Thread-safe. Once cancelled, always cancelled.
@@ -364,11 +394,12 @@ class ScanSession {
   void note(std::string text) { outcome_.notes.push_back(std::move(text)); }
 
   const ScanRequest& request_;
+  const TidraScanExclusionFilter exclusions_;  // also with symbolic links resolved
   const std::vector<Store> stores_;
   ProjectActivityReader activity_;
   SystemArtifactScanner::Request systemRequest_;
   ScanOutcome outcome_;
-  std::vector<CoveredPlace> covered_;
+  std::vector<CoveredPlace> covered_;  // of the probes
   std::set<std::string> unclaimedLeftovers_;
   ScanProgress progress_;
   std::atomic<bool> cancelled_{false};

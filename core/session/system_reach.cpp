@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "core/base/text.h"
+#include "core/model/system_scan_categories.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 
@@ -19,6 +20,14 @@ std::optional<SystemBounds> systemBoundsOf(const ScanRequest& request) {
   }
   if (request.categories) bounds.toolCategories = *request.categories;
   return bounds;
+}
+
+std::set<std::string> systemCategoriesOf(const ScanRequest& request) {
+  if (request.categories) return *request.categories;
+  std::set<std::string> categories;
+  for (const auto& category : systemScanCategoryTable) categories.emplace(category.key);
+  for (const auto& rule : request.catalog.systemRules) categories.insert(rule.category);
+  return categories;
 }
 
 std::string outOfBoundsNote(const ScanRequest& request) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 
 #include "core/scan/system_scanner.h"
@@ -11,6 +12,9 @@ namespace tidra {
 
 /// Returns the bounds of this request outside projects; nullopt without bounds.
 std::optional<SystemBounds> systemBoundsOf(const ScanRequest& request);
+
+/// Returns the keys of the categories to scan: by default those of the table and of custom rules.
+std::set<std::string> systemCategoriesOf(const ScanRequest& request);
 
 /// Returns a sentence on what such a scan omits and how to include it.
 std::string outOfBoundsNote(const ScanRequest& request);

@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <chrono>
+
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/host.h"
@@ -15,6 +18,12 @@ template <class T>
 std::optional<std::set<T>> asSet(const std::optional<std::vector<T>>& values) {
   if (!values) return std::nullopt;
   return std::set<T>(values->begin(), values->end());
+}
+
+std::optional<Age> ageOfRemovals(const FleetPolicy::AutoClean& clean) {
+  constexpr std::int64_t most = 366'000;
+  if (clean.minIdleDays < 1) return std::nullopt;
+  return Age{0, std::chrono::days{std::min(clean.minIdleDays, most)}};
 }
 
 }  // namespace
@@ -42,11 +51,14 @@ PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resol
   request.scanSystem = !request.categories || !request.categories->empty();
   request.systemReach = SystemReach::everywhere;  // the categories select
   request.exclusions = resolved.exclude;
-  // The evaluator matches texts of paths only; the scan sees what a pattern matches inside an item.
-  request.exclusions.keptPatterns = makePolicyFilter(policy.never.paths, resolved.resolver).globPatterns;
+  // The evaluator matches texts of paths only; the scan resolves links and sees what a pattern matches inside an item.
+  const auto never = makePolicyFilter(policy.never.paths, resolved.resolver);
+  request.exclusions.keptPatterns = never.globPatterns;
+  request.exclusions.keptPrefixes = never.pathPrefixes;
   request.quarantines = {resolved.quarantine.directory};
   request.ecosystems = asSet(policy.scan.ecosystems);
   request.thresholds = policy.thresholds();
+  request.provenAge = ageOfRemovals(policy.autoClean);
   request.now = now;
   return scan;
 }

@@ -230,7 +230,7 @@ TEST_F(Walk, SaysWhyARootGivesNothing) {
   EXPECT_THAT(obstacleOf("skipped"), HasSubstr("~/skipped lies in a folder that scans skip"));
   EXPECT_THAT(obstacleOf("skipped/p"), AllOf(HasSubstr("~/skipped/p lies in a folder that scans skip"),
                                              HasSubstr("; --unskip '~/skipped', in a policy scan.unskip, walks it.")));
-  EXPECT_THAT(obstacleOf("x/.git/y"), EndsWith("so nothing is reported for it."));
+  EXPECT_THAT(obstacleOf("x/.git/y"), EndsWith("so no projects are searched in it."));
   tree.symlink("way-in", "skipped");
   EXPECT_THAT(obstacleOf("way-in/p"), HasSubstr("skip"));
   EXPECT_THAT(obstacleOf("mine/p"), HasSubstr("~/mine/p is excluded"));

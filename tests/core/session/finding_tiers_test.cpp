@@ -51,15 +51,16 @@ TEST_F(CleanupSession, WorkInARepositoryInsideIsNoSafeFinding) {
   makeRepository("code/remains");
   tree_.writeFile(inside("remains") + "/.git/hooks/README.sample");
   tree_.writeFile(inside("broken") + "/.git/HEAD", "nonsense");
+  tree_.writeFile(inside("foreign") + "/.hg/store");
   const auto before = snapshotOf(tree_.path("code"));
   for (const auto& found : runScan(request()).findings)
     EXPECT_EQ(found.finding.safetyTier == warning,
               found.finding.restoreHint.value_or("").ends_with("no remote repository: @me/lib"));
   EXPECT_EQ(snapshotOf(tree_.path("code")), before);
-  const Tiers expected{{"clean", safe},    {"changed", warning},          {"untracked", warning},
-                       {"ahead", warning}, {"stashed", warning},          {"no-remote", warning},
-                       {"worktree", safe}, {"worktree-changed", warning}, {"remains", safe},
-                       {"broken", caution}};
+  const Tiers expected{{"clean", safe},     {"changed", warning},          {"untracked", warning},
+                       {"ahead", warning},  {"stashed", warning},          {"no-remote", warning},
+                       {"worktree", safe},  {"worktree-changed", warning}, {"remains", safe},
+                       {"broken", caution}, {"foreign", caution}};
   auto found = tiersOf(request());
   EXPECT_EQ(found.size(), expected.size());
   for (const auto& [project, tier] : expected) EXPECT_EQ(found.at(project + "/node_modules"), tier) << project;
@@ -97,6 +98,35 @@ TEST_F(CleanupSession, APythonPackageIsNotWhatItsNameSays) {
   tree_.writeFile("code/lib/vendor/__init__.py", "import os");
   tree_.writeFile("code/app/vendor/part/__init__.py");
   EXPECT_EQ(tiersOf(request()), (Tiers{{"lib/vendor", warning}, {"app/vendor", safe}}));
+}
+
+TEST_F(CleanupSession, ALinkOnTheWayToARootHidesNothingAboveWhatIsFound) {
+  makeRepository("code/mono");
+  for (const char* file : {"packages/one/vendor/kept", "packages/one/build/f"})
+    tree_.writeFile("code/mono/" + std::string(file));
+  git(tree_.path("code/mono"), {"add", "packages/one/vendor"});
+  tree_.writeFile("code/mono/.gitignore", "/packages/one/build");
+  tree_.writeFile("home/.local/share/tool/node_modules/f");
+  tree_.writeFile("home/.gitignore", "vendor");
+  tree_.writeFile("home/p/vendor/f");
+  tree_.symlink("code/team", tree_.path("code/mono/packages"));
+  tree_.symlink("code/tool", tree_.path("home/.local/share/tool"));
+  tree_.symlink("code/home", tree_.path("home"));
+  auto asked = request();
+  asked.roots = {tree_.path("code/team"), tree_.path("code/tool"), tree_.path("code/home/p")};
+  asked.resolver.home = tree_.path("code/home");
+  std::map<std::string, std::string> seen;
+  for (const auto& found : runScan(asked).findings)
+    seen[found.finding.path.substr(tree_.path("code/").size())] =
+        found.finding.safetyTier == warning ? *found.finding.restoreHint : found.finding.evidence.value_or("-");
+  EXPECT_EQ(seen, (std::map<std::string, std::string>{{"team/one/vendor", "Holds files tracked by git"},
+                                                      {"team/one/build", "ignored by git"},
+                                                      {"tool/node_modules", "Belongs to the installed program tool"},
+                                                      {"home/p/vendor", "-"}}));
+  // A plan is held against the same places.
+  CleanupPlan plan;
+  plan.items.emplace_back().path = tree_.path("code/team/one/vendor");
+  EXPECT_THAT(told(checkPlan(plan, asked, {}).candidates), ElementsAre(HasSubstr("is of tier warning by now")));
 }
 
 class NestedPlaces : public CleanupSession {
@@ -171,8 +201,14 @@ TEST_F(NestedPlaces, AFindingTakesTheTierOfAPlaceInItThatIsNone) {
   EXPECT_EQ(tiersOf(plain).at("outer"), caution);
   const auto other = withRules({{"outer", "outer", "safe", "mine"}, {"inner", "outer/mid", "warning", "other"}});
   EXPECT_EQ(tiersOf(other).at("outer"), warning) << "of a category that is not looked at";
-  const auto inProject = withRules({{"inner", "outer/p/node_modules", "caution", "mine"}});
+  auto inProject = withRules({{"inner", "outer/p/node_modules", "caution", "mine"}});
   EXPECT_EQ(tiersOf(inProject).at("outer/p/node_modules"), caution) << "a finding of a project";
+  // Nor does an option make it safe, or a plan made before the place was there.
+  inProject.scanSystem = false;
+  EXPECT_EQ(tiersOf(inProject).at("outer/p/node_modules"), caution);
+  const auto plan = makeCleanupPlan(selectedFrom(request()), DisposalMethod::delete_, request());
+  EXPECT_THAT(told(checkPlan(plan, inProject, {}).candidates),
+              Contains(StartsWith("outer/p/node_modules: is of tier caution by now")));
 }
 
 TEST(NestedFindings, ProtectAndDateWhatContainsThemEvenWhereTheyAreNotShown) {

@@ -10,6 +10,7 @@
 #include "core/base/joining_thread.h"
 #include "core/base/json_writer.h"
 #include "core/platform/directory_reader.h"
+#include "core/scan/exclusion_entry.h"
 #include "core/scan/stores.h"
 #include "tests/support/git_repositories.h"
 #include "tests/support/matchers.h"
@@ -172,6 +173,56 @@ TEST_F(ScanSession, OverlappingRootsReportEverythingOnce) {
   // Below a root that is an artefact by its own name, only nested artefacts are found.
   asked.ecosystems = {"npm"};
   EXPECT_THAT(foundFrom({"a", "a/target"}), ElementsAre("a/b/c/node_modules", "a/target/deep/node_modules"));
+}
+
+TEST_F(ScanSession, ExclusionsMatchThroughLinksOfTheirOwnAndOfTheRoot) {
+  for (const char* file : {"m2/packages/web/node_modules/x/f", "big/mine/f"}) tree_.writeFile(file);
+  tree_.symlink("t2", tree_.path("m2/packages"));
+  tree_.symlink("home/.cache", tree_.path("big"));
+  const auto asked = [&](const std::string& root, const std::string& text, bool looksAtDisk) {
+    auto asked = request({root});
+    addExclusion(asked.exclusions, tree_.path(text), asked.resolver, looksAtDisk);
+    SystemPathRule& rule = asked.catalog.systemRules.emplace_back();
+    rule.id = rule.category = "mine";
+    for (const char* platform : {"linux", "macos"}) rule.paths[platform] = {"~/.cache/mine"};
+    asked.scanSystem = root == "big";
+    asked.systemReach = SystemReach::everywhere;
+    return asked;
+  };
+  for (const bool looksAtDisk : {true, false}) {
+    for (const char* root : {"m2", "t2"}) {
+      for (const char* text : {"t2", "t2/*", "t2/web", "t2/web/node_modules/x", "t2/*/node_modules", "m2/packages/*",
+                               "m2/packages/web", "m2/*/*/node_modules", "m2/packages/web/node_modules/*", "[t]2/web"})
+        EXPECT_EQ(found(asked(root, text, looksAtDisk)).empty(), text[0] != '[' || *root == 't') << root << " " << text;
+      for (const char* text : {"m2/other/*", "t2/web2", "t2/*/build"})
+        EXPECT_EQ(found(asked(root, text, looksAtDisk)).size(), 1U) << root << " " << text;
+    }
+    for (const char* text : {"big/*", "big/mine", "home/.cache/min?", "home/*/mine"})
+      EXPECT_EQ(found(asked("big", text, looksAtDisk)).size(), 0U) << text;
+    EXPECT_EQ(found(asked("big", "big/other", looksAtDisk)).size(), 1U);
+  }
+}
+
+TEST_F(ScanSession, WhatIsNeverRemovedIsWithheldWhereOnlyResolvedLinksShowIt) {
+  tree_.writeFile("m2/packages/web/node_modules/x/f");
+  tree_.symlink("t2", tree_.path("m2/packages"));
+  const auto isWithheld = [&](const std::string& root, const std::string& text) {
+    auto asked = request({root});
+    TidraScanExclusionFilter never;
+    addExclusion(never, tree_.path(text), asked.resolver, false);
+    asked.exclusions.keptPrefixes = never.pathPrefixes;
+    asked.exclusions.keptPatterns = never.globPatterns;
+    const auto outcome = runScan(asked);
+    EXPECT_EQ(outcome.withheld.size() + outcome.findings.size(), 1U);
+    return outcome.findings.empty();
+  };
+  for (const char* text :
+       {"m2/packages", "m2/packages/*", "m2/packages/web/node_modules", "m2/*/web", "m2/packages/web/node_modules/x"}) {
+    EXPECT_TRUE(isWithheld("t2", text)) << text;
+    EXPECT_FALSE(isWithheld("m2", text)) << text << ": the evaluation of the policy reports it";
+  }
+  for (const char* text : {"t2", "t2/*", "t2/web/node_modules/x"}) EXPECT_TRUE(isWithheld("m2", text)) << text;
+  EXPECT_FALSE(isWithheld("t2", "m2/packages/other"));
 }
 
 TEST_F(ScanSession, SaysOfEveryRootWhyItGivesNothing) {
