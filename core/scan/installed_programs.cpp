@@ -168,6 +168,23 @@ std::optional<std::string> ownerByHome(const std::string& path, const std::strin
   return below.substr(1, slash - 1);
 }
 
+/// Returns the hidden folders of the home folder that lie elsewhere, as where home folders are small.
+std::vector<std::pair<std::string, std::string>> movedFolders(const std::string& home, const std::string& realHome) {
+  std::vector<std::pair<std::string, std::string>> moved;
+  const auto opened = openDirectory(home);
+  if (!opened) return moved;
+  DirectoryReader reader;
+  reader.start(opened->get());
+  std::size_t entriesLeft = 4096;
+  for (DirectoryEntry entry; entriesLeft-- > 0 && reader.next(entry);) {
+    if (entry.type != EntryType::symbolicLink || !entry.name.starts_with('.')) continue;
+    const std::string link = joinedPath(home, entry.name);
+    const auto real = realPath(link);
+    if (real && openDirectory(*real) && !isSameOrInside(realHome, *real)) moved.emplace_back(*real, link);
+  }
+  return moved;
+}
+
 }  // namespace
 
 std::optional<std::string> InstalledPrograms::ownerByPlace(std::string_view path) {
@@ -181,7 +198,10 @@ std::optional<std::string> InstalledPrograms::ownerByPlace(std::string_view path
 }
 
 InstalledPrograms::InstalledPrograms(const TidraPathResolver& resolver)
-    : home_(resolver.home), realHome_(realPathOrSame(resolver.home)), references_(resolver) {}
+    : home_(resolver.home),
+      realHome_(realPathOrSame(resolver.home)),
+      moved_(movedFolders(home_, realHome_)),
+      references_(resolver) {}
 
 /// Links lead into the home folder all the time; a project that is the home folder says nothing.
 std::optional<std::string> InstalledPrograms::ownerByReference(const std::string& real,
@@ -200,6 +220,12 @@ std::optional<std::string> InstalledPrograms::ownerOf(const std::string& path,
   if (!owner) owner = ownerByStructure(real, realHome_);
   if (!owner) owner = ownerByHome(path, home_);
   if (!owner) owner = ownerByHome(real, realHome_);
+  for (const auto& [target, link] : moved_) {
+    if (owner || real == target || !isSameOrInside(real, target)) continue;
+    const std::string moved = joinedPath(link, pathBelow(real, target));
+    owner = ownerByPlace(moved);
+    if (!owner) owner = ownerByHome(moved, home_);
+  }
   return owner ? owner : ownerByReference(real, project);
 }
 

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "core/platform/path_resolver.h"
 #include "core/scan/program_references.h"
@@ -27,7 +29,8 @@ class InstalledPrograms {
   std::optional<std::string> ownerByReference(const std::string& real, const std::optional<std::string>& project) const;
 
   std::string home_;
-  std::string realHome_;  // symbolic links resolved
+  std::string realHome_;                                    // symbolic links resolved
+  std::vector<std::pair<std::string, std::string>> moved_;  // targets of hidden links in the home folder, and these
   ProgramReferences references_;
 };
 

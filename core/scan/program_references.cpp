@@ -97,6 +97,8 @@ ProgramReferences::ProgramReferences(const TidraPathResolver& resolver) : home_(
     readPlaces(isAbsolute ? "/" : home_, place.pattern.substr(isAbsolute ? 1 : 0), place.readsTexts, {});
   }
   readSearchPath(resolver);
+  listed_.clear();
+  realFolders_.clear();
 }
 
 std::optional<std::string> ProgramReferences::into(const std::string& folder) const {
@@ -119,6 +121,7 @@ void ProgramReferences::readPlaces(const std::string& folder, std::string_view p
     readPlaces(path, pattern.substr(slash + 1), readsTexts, shown);
   };
   if (!isGlob(component)) return next(component, name);
+  if (!listed_.insert(joinedPath(folder, pattern)).second) return;
   const auto opened = openDirectory(folder);
   if (!opened) return;
   DirectoryReader reader;
@@ -177,7 +180,7 @@ void ProgramReferences::add(std::string path, const std::string& name, Names& na
     while (path.size() > 1 && path.ends_with('/')) path.pop_back();
     const auto last = lastPathComponent(path);
     const bool isNamed = !last.empty() && last != "." && last != "..";
-    const auto folder = realPath(isNamed ? parentPath(path) : path);
+    const auto& folder = realFolder(isNamed ? parentPath(path) : path);
     if (!folder) return;
     const std::string place = isNamed ? joinedPath(*folder, last) : *folder;
     const auto target = linkTarget(place);
@@ -186,6 +189,15 @@ void ProgramReferences::add(std::string path, const std::string& name, Names& na
     if (!target) return;
     path = target->starts_with('/') ? *target : joinedPath(*folder, *target);
   }
+}
+
+/// Texts name the same few folders again and again.
+const std::optional<std::string>& ProgramReferences::realFolder(const std::string& folder) {
+  const auto [known, isNew] = realFolders_.try_emplace(folder);
+  if (isNew) {
+    if (const auto real = realPath(folder)) known->second = *real;
+  }
+  return known->second;
 }
 
 std::optional<std::string> ProgramReferences::find(const Names& names, const std::string& folder) {

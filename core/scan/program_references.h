@@ -5,8 +5,10 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "core/platform/path_resolver.h"
@@ -33,11 +35,15 @@ class ProgramReferences {
   void readEntry(const std::string& path, bool readsTexts, const std::string& name);
   void readSearchPath(const TidraPathResolver& resolver);
   void add(std::string path, const std::string& name, Names& names);
+  const std::optional<std::string>& realFolder(const std::string& folder);
   static std::optional<std::string> find(const Names& names, const std::string& folder);
 
   std::string home_;
   Names links_;
   Names named_;  // in texts and by PATH
+  // Of the constructor:
+  std::set<std::string> listed_;
+  std::unordered_map<std::string, std::optional<std::string>> realFolders_;
   std::size_t entriesLeft_ = 8192;
   std::size_t bytesLeft_ = 4 * 1024 * 1024;
   std::size_t pathsLeft_ = 20000;

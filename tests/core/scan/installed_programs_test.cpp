@@ -32,6 +32,10 @@ TEST(InstalledPrograms, AreKnownByWhatLeadsIntoThem) {
                "real/src/mono/package.json",
                "real/.local/bin/large=" + std::string(70000, ' ') + home + "/src/mono/dist",
                "home->real",
+               "real/.server->../scratch",
+               "scratch/ext/node_modules/",
+               "scratch/own/.git/",
+               "scratch/own/dist/",
                "real/.mytool/app/node_modules/",
                "real/node_modules/",
                "other/node_modules/",
@@ -60,6 +64,8 @@ TEST(InstalledPrograms, AreKnownByWhatLeadsIntoThem) {
       {".mytool/app/node_modules", "mytool"},
       {"node_modules", "–"},
       {"../other/node_modules", "–"},
+      {"../scratch/ext/node_modules", "server"},
+      {"../scratch/own/dist", "–"},
       {"../apps/serve-4.9/lib/vs/extensions/git/node_modules", "serve-4.9"},
       {"../code/p/q/node_modules", "–"}};
   for (const char* way : {"real", "home"}) {
