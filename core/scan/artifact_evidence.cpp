@@ -171,7 +171,10 @@ class Case {
   std::string commonMark(const std::vector<FolderEntry>& own) {
     const auto markers = maker_->markers.empty() ? maker_->manifests : maker_->markers;
     if (maker_->commonMarks.empty() || firstOf(project_, beside_, markers).empty()) return {};
-    if (isCommonName() && looksHandWritten()) return {};
+    const auto isKept = [](const FolderEntry& entry) {
+      return entry.type == EntryType::regularFile && isKeepsake(entry.name);
+    };
+    if (isCommonName() && (looksHandWritten() || std::any_of(inside_.begin(), inside_.end(), isKept))) return {};
     return firstOf(path_, own, maker_->commonMarks);
   }
 

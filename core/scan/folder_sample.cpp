@@ -33,9 +33,11 @@ bool isSource(std::string_view name) {
   return !name.starts_with('.') && !name.ends_with(".d.ts") && hasSuffixOf(name, sourceSuffixes);
 }
 
-bool isKeepsake(std::string_view name) { return name.starts_with(".env.") || hasSuffixOf(name, keepsakeSuffixes); }
-
 }  // namespace
+
+bool isKeepsake(std::string_view fileName) {
+  return fileName.starts_with(".env.") || hasSuffixOf(fileName, keepsakeSuffixes);
+}
 
 bool isHandMade(std::string_view fileName) { return isSource(fileName) || isKeepsake(fileName); }
 
