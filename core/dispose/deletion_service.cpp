@@ -128,6 +128,7 @@ TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& ite
     }
     method = DisposalMethod::delete_;
   }
+  requireEmptiable(entry);
   DisposalReceipt receipt{.path = item.path,
                           .method = method,
                           .destination = std::nullopt,

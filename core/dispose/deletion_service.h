@@ -39,7 +39,7 @@ class TidraDeletionService {
   /// What is known about an item.
   struct Item {
     std::string path;                           // absolute, "~/…", or a tool-backed target
-    std::optional<FileIdentity> identity = {};  // device and inode from the scan; any other file is refused
+    std::optional<FileIdentity> identity = {};  // from the scan; any other file is refused
   };
 
   /// An item that was removed.

@@ -33,7 +33,7 @@ void dropNote(int folder, const std::string& hidden) { static_cast<void>(Removal
 void requireSame(const HeldEntry& entry, const std::string& hidden) {
   const int folder = entry.folder.descriptor.get();
   const auto moved = entryFacts(folder, hidden.c_str());
-  if (moved && moved->identity == entry.facts.identity) return;
+  if (moved && isStillSame(folder, moved->identity, entry.facts.identity)) return;
   dropNote(folder, hidden);
   const auto back = moveEntry(folder, hidden, folder, entry.name);
   if (back) throw StrayedError(back, joinedPath(entry.folder.path, hidden));
@@ -61,6 +61,16 @@ Hidden hide(const HeldEntry& entry) {
   }
 }
 
+std::string obstacleText(const TreeRemoval::Result& result) {
+  const std::string obstacle =
+      result.obstaclePath.empty() ? "it" : fmt::format("{} in it", escapedForTerminal(result.obstaclePath));
+  if (result.meetsOtherVolume) return fmt::format("{} is a mounted file system, which is left alone", obstacle);
+  if (result.obstacle == std::errc::directory_not_empty) {
+    return fmt::format("{} is being filled again by another program", obstacle);
+  }
+  return fmt::format("{} could not be removed: {}", obstacle, result.obstacle.message());
+}
+
 std::string sentence(const TreeRemoval::Result& result, const std::string& place, std::error_code noteFailure) {
   std::string left = fmt::format("what is left lies in {}", escapedForTerminal(place));
   if (noteFailure) {
@@ -70,15 +80,18 @@ std::string sentence(const TreeRemoval::Result& result, const std::string& place
   }
   if (result.cancelled)
     return fmt::format("was interrupted; {}{}", left, noteFailure ? "" : " and the next run finishes it");
-  const std::string obstacle =
-      result.obstaclePath.empty() ? "it" : fmt::format("{} in it", escapedForTerminal(result.obstaclePath));
-  if (result.meetsOtherVolume) {
-    return fmt::format("{} is a mounted file system, which is left alone; {}", obstacle, left);
+  return fmt::format("{}; {}", obstacleText(result), left);
+}
+
+/// Throws why an item is not removed. One of which nothing was removed has its own name again.
+[[noreturn]] void fail(const HeldEntry& entry, const Hidden& hidden, const TreeRemoval::Result& result) {
+  const int folder = entry.folder.descriptor.get();
+  const bool isWhole = !result.changedAnything && !result.cancelled && hidden.name != entry.name;
+  if (isWhole && !moveEntry(folder, hidden.name, folder, entry.name)) {
+    dropNote(folder, hidden.name);
+    throw DisposalError(fmt::format("{}, so it stays in its place", obstacleText(result)));
   }
-  if (result.obstacle == std::errc::directory_not_empty) {
-    return fmt::format("{} is being filled again by another program; {}", obstacle, left);
-  }
-  return fmt::format("{} could not be removed: {}; {}", obstacle, result.obstacle.message(), left);
+  throw DisposalError(sentence(result, joinedPath(entry.folder.path, hidden.name), hidden.noteFailure));
 }
 
 }  // namespace
@@ -89,10 +102,11 @@ void ItemRemoval::run(const HeldEntry& entry, const Options& options) {
     if (const auto reason = removeFileEntry(folder, entry.name.c_str())) throw DisposalError(reason);
     return;
   }
-  const auto [name, noteFailure] = hide(entry);
+  const Hidden hidden = hide(entry);
+  const std::string& name = hidden.name;
   const auto result = TreeRemoval::run(folder, name, entry.facts.identity,
                                        {.workers = options.workers, .shouldCancel = options.shouldCancel});
-  if (!result.complete) throw DisposalError(sentence(result, joinedPath(entry.folder.path, name), noteFailure));
+  if (!result.complete) fail(entry, hidden, result);
   const auto kept = RemovalNote::remove(folder, name);
   if (kept && kept != std::errc::no_such_file_or_directory) {
     throw DisposalError(fmt::format("was removed, but the note {} beside it could not be: {}; the next run removes it",

@@ -16,8 +16,8 @@ struct ItemRemoval {
 
   /// Removes a file, a symbolic link, or a folder with its contents. A folder is first renamed to a hidden name in its
   /// parent, so that it disappears atomically. An interrupted removal leaves that name and a RemovalNote; calling run()
-  /// on it finishes the removal. Throws StrayedError if another file was renamed and could not be renamed back,
-  /// DisposalError if anything is left.
+  /// on it finishes the removal. A folder of which nothing could be removed gets its name back. Throws StrayedError if
+  /// another file was renamed and could not be renamed back, DisposalError if anything is left.
   static void run(const HeldEntry& entry, const Options& options);
 };
 

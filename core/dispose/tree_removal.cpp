@@ -202,12 +202,13 @@ TreeRemoval::Result TreeRemoval::run(int parent, const std::string& name, const 
       result.obstacle = facts.failure();
       return result;
     }
-    if (facts->identity != identity) {
+    if (!isStillSame(folder->get(), facts->identity, identity)) {
       result.obstacle = std::make_error_code(std::errc::no_such_file_or_directory);
       return result;
     }
     RemovalRound work(*facts);
     result.cancelled = !runRound(work, std::move(*folder), options);
+    result.changedAnything = result.changedAnything || work.progress() > 0;
     result.obstaclePath = work.obstaclePath();
     result.obstacle = work.obstacle();
     result.meetsOtherVolume = work.meetsOtherVolume();

@@ -20,6 +20,7 @@ struct TreeRemoval {
   struct [[nodiscard]] Result {
     bool complete = false;  // nothing is left, the folder itself included
     bool cancelled = false;
+    bool changedAnything = false;  // something was removed, or made accessible for that
     std::string obstaclePath;  // path relative to the folder of what could not be removed; empty for the folder itself
     std::error_code obstacle;  // directory_not_empty when others keep adding entries
     bool meetsOtherVolume = false;  // the obstacle is a mounted file system, which stays

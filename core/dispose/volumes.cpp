@@ -206,6 +206,20 @@ void requireChangeable(const HeldEntry& entry) {
   }
 }
 
+void requireEmptiable(const HeldEntry& entry) {
+  if (entry.facts.type != EntryType::directory || entry.facts.owner == runningUser()) return;
+  const auto folder = openSubdirectory(entry.folder.descriptor.get(), entry.name.c_str());
+  std::error_code reason = folder ? reasonEntriesStay(folder->get()) : folder.failure();
+  if (folder && reason) {
+    DirectoryReader reader;
+    reader.start(folder->get());
+    if (DirectoryEntry first; !reader.next(first) && !reader.failure()) reason = {};
+  }
+  if (!isForbidden(reason)) return;
+  throw DisposalError(fmt::format("belongs to {} and may not be emptied by you; run tidra as that user",
+                                  entry.facts.owner == 0 ? "root" : "another user"));
+}
+
 std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, const std::string& name,
                               std::string_view wayOut) {
   // Removing an artefact is no work on its project, whose folder's date may be the only date that it has.
@@ -218,7 +232,7 @@ std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, 
   }
   if (reason) throw DisposalError(reason);
   const auto arrived = entryFacts(store.descriptor(), name.c_str());
-  if (arrived && arrived->identity == entry.facts.identity) return {};
+  if (arrived && isStillSame(store.descriptor(), arrived->identity, entry.facts.identity)) return {};
   const auto back = moveEntry(store.descriptor(), name, entry.folder.descriptor.get(), entry.name);
   if (back) throw StrayedError(back, store.pathOf(name));
   throw DisposalError("was replaced by something else just now, which stays in its place");

@@ -68,6 +68,10 @@ void requireStoreUsable(const std::string& path, bool othersMayRead, const std::
 /// Throws DisposalError if the running user cannot remove the entry from its folder (permissions, sticky bit).
 void requireChangeable(const HeldEntry& entry);
 
+/// Throws DisposalError if the entry is a folder of another user that the running user cannot empty, as a container
+/// leaves it in a bind mount: what lies in it cannot be removed, nor the folder be moved to another one.
+void requireEmptiable(const HeldEntry& entry);
+
 /// False for "", "." and "..": a manifest or info file named after them would make a purge remove the whole store.
 bool namesAnEntry(std::string_view name);
 

@@ -42,6 +42,37 @@ TEST_F(DeletionService, EachMethodTellsWhereThingsWentAndHowMuchTheyHeld) {
   }
 }
 
+TEST_F(DeletionService, AFolderMadeAnewWithTheSameInodeIsAnotherOne) {
+  tree_.writeFile("home/code/target/f", "x");
+  auto seen = pathFacts(tree_.path("home/code/target"))->identity;
+  if (!seen.bornNanos) GTEST_SKIP() << "no birth times here";
+  --*seen.bornNanos;
+  for (const auto method : everyMethod) {
+    for (const bool dryRun : {true, false}) {
+      const auto outcome = service().dispose({{"~/code/target", seen}}, method, dryRun, config());
+      ASSERT_EQ(outcome.failures.size(), 1U);
+      EXPECT_THAT(outcome.failures[0].message, HasSubstr("replaced by something else since the scan"));
+    }
+  }
+  seen.bornNanos.reset();
+  EXPECT_EQ(service().dispose({{"~/code/target", seen}}, DisposalMethod::delete_, false, config()).receipts.size(), 1U);
+}
+
+TEST_F(DeletionService, WhatTheUserMayNotEmptyStaysInItsPlace) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs a second user";
+  tree_.makeFolder("home/code");
+  handOver(tree_);
+  tree_.writeFile("home/code/target/f", "x");
+  const auto before = snapshotOf(tree_.path("home/code"));
+  const WithoutPrivileges bound(tree_);
+  for (const auto method : everyMethod) {
+    for (const bool dryRun : {true, false}) {
+      EXPECT_THAT(refusal("~/code/target", method, dryRun), HasSubstr("belongs to root and may not be emptied by you"));
+    }
+  }
+  EXPECT_EQ(snapshotOf(tree_.path("home/code")), before);
+}
+
 TEST_F(DeletionService, FailuresAreToldAndDoNotStopTheRest) {
   tree_.writeFile("home/code/target/f", "x");
   const auto seen = pathFacts(tree_.path("home/code/target"))->identity;

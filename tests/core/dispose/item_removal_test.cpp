@@ -150,6 +150,19 @@ TEST_F(ItemRemovalTest, RemovesADeepReadOnlyTree) {
   EXPECT_EQ(tree_.snapshot().size(), 1U);
 }
 
+TEST_F(ItemRemovalTest, PutsBackAFolderOfWhichNothingCouldBeRemoved) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs a second user";
+  tree_.makeFolder("item");
+  handOver(tree_);
+  tree_.writeFile("item/theirs/f", "x");
+  const auto before = withoutFolderTimes(tree_.snapshot());
+  const WithoutPrivileges bound(tree_);
+  EXPECT_THAT(messageOf<DisposalError>([&] { remove(tree_.path("item")); }),
+              HasSubstr("theirs/f in it could not be removed: Permission denied, so it stays in its place"));
+  EXPECT_EQ(withoutFolderTimes(tree_.snapshot()).size(), before.size());
+  EXPECT_TRUE(fs::exists(tree_.path("item/theirs/f")));
+}
+
 TEST_F(ItemRemovalTest, LeavesWhatBelongsToOthersAndSaysWhatIsLeft) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs a second user";
   tree_.writeFile("item/mine/f");
