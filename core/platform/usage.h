@@ -21,7 +21,7 @@ enum class UseKind {
   rootFolder,
   mappedFile,      // a library or data
   openFile,        // file or folder; watching for changes (inotify) does not count
-  pipelineFolder,  // working folder of a process in the same pipeline as this one
+  pipelineFolder,  // working folder of a process that pipes connect to the standard streams of this one
   boundSocket,
 };
 

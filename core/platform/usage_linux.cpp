@@ -24,6 +24,7 @@
 #include "core/platform/mount_aliases.h"
 #include "core/platform/mount_table.h"
 #include "core/platform/path_text.h"
+#include "core/platform/pipeline_linux.h"
 #include "core/platform/spawn_lock.h"
 #include "core/platform/usage.h"
 
@@ -72,17 +73,6 @@ std::set<std::int64_t> ownLine() {
 std::string programName(std::int64_t process) {
   const auto name = readFile(fmt::format("/proc/{}/comm", process));
   return name ? std::string(trimmed(*name)) : "unknown";
-}
-
-/// Whether a process of this one's group is connected to others of it by a pipe. Jobs of a script are in its group as
-/// well, but have the script's own pipes, if any.
-bool isInPipeline(std::int64_t process) {
-  if (::getpgid(static_cast<pid_t>(process)) != ::getpgrp()) return false;
-  for (const char* stream : {"fd/0", "fd/1"}) {
-    const auto target = processLink(process, stream);
-    if (target && target->starts_with("pipe:") && target != processLink(::getppid(), stream)) return true;
-  }
-  return false;
 }
 
 /// Parses "0000000000000000: 00000002 00000000 00010000 0001 01 4711 /run/socket" into paths by inode.
@@ -211,7 +201,7 @@ class UsageCollector {
     }
     if (isOurs) return addStarterFiles(process, "");
     const auto folder = processLink(process, "cwd");
-    const bool isPiped = isInPipeline(process);
+    const bool isPiped = pipeline_.contains(process);
     if (isPiped) addStarterFiles(process, folder.value_or(""));
     if (!isPiped) addArguments(process, folder.value_or(""));
     if (folder) addPresent(isPiped ? UseKind::pipelineFolder : UseKind::workingFolder, process, *folder);
@@ -381,6 +371,7 @@ class UsageCollector {
   const std::int64_t self_ = ::getpid();
   const std::set<std::int64_t> ours_ = ownLine();  // this process and its ancestors
   std::vector<std::int64_t> processes_ = runningProcesses();
+  const std::set<std::int64_t> pipeline_ = pipelineOf(processes_);
   const std::map<std::string, std::string, std::less<>> sockets_ = boundSockets();
   const std::vector<MountPoint> mounts_ = mountPoints();
   const MountAliases ownAliases_{mounts_, mounts_};

@@ -195,22 +195,27 @@ TEST_F(Usage, LeavesOutDeletedFilesOwnGitAndWhereThePipelineWorks) {
   const std::string git = tree_.path("git");
   std::filesystem::copy_file("/bin/sleep", git);
   const pid_t group = ::getpgrp();
-  const auto join = [&](bool byPipe) {  // the group, from the folder
+  std::array<int, 2> output{};  // of this process
+  std::array<int, 2> next{};    // of the one that reads it
+  std::array<int, 2> unrelated{};
+  for (auto* ends : {&output, &next, &unrelated}) ASSERT_EQ(::pipe2(ends->data(), O_CLOEXEC), 0);
+  const auto join = [&](int input, int result) {  // the group, from the folder
     std::array<int, 2> ready{};
-    std::array<int, 2> input{};
-    if (::pipe(ready.data()) != 0 || ::pipe(input.data()) != 0) return;
+    if (::pipe(ready.data()) != 0) return;
     if (::fork() == 0) {
       ::prctl(PR_SET_PDEATHSIG, SIGKILL);
       ::chdir(tree_.path("place/inner").c_str());
       ::setpgid(0, group);
-      ::dup2(byPipe ? input[0] : ::open("/dev/null", O_RDONLY), STDIN_FILENO);
-      ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
+      ::dup2(input, STDIN_FILENO);
+      ::dup2(result, STDOUT_FILENO);
+      ::dup2(result, STDERR_FILENO);
       ::write(ready[1], "x", 1);
       ::pause();
     }
     char byte = 0;
     ::read(ready[0], &byte, 1);
   };
+  const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
   struct Case {
     std::function<void()> act;
     std::optional<UseKind> seen;
@@ -230,11 +235,21 @@ TEST_F(Usage, LeavesOutDeletedFilesOwnGitAndWhereThePipelineWorks) {
                                  },
                                  {},
                                  false},
-                                {[&] { join(true); }, UseKind::pipelineFolder, false},
-                                {[&] { join(false); }, UseKind::workingFolder, true}};
+                                {[&] { join(output[0], nothing); }, UseKind::pipelineFolder, false},
+                                {[&] {
+                                   ::dup2(output[0], STDIN_FILENO);  // the process itself, elsewhere
+                                   ::dup2(next[1], STDOUT_FILENO);
+                                   join(next[0], nothing);
+                                 },
+                                 UseKind::pipelineFolder, false},
+                                {[&] { join(unrelated[0], output[1]); }, UseKind::workingFolder, true},
+                                {[&] { join(nothing, unrelated[1]); }, UseKind::workingFolder, true}};
+  const int formerErrors = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
   for (std::size_t i = 0; i < cases.size(); ++i) {
-    const OtherProcess other(cases[i].act);
+    const OtherProcess acting(cases[i].act);
+    ::dup2(output[1], STDERR_FILENO);
     const auto usage = UsageSnapshot::take();
+    ::dup2(formerErrors, STDERR_FILENO);
     const auto use = usage.userOf(tree_.path("place"));
     EXPECT_EQ(use ? std::optional(use->kind) : std::nullopt, cases[i].seen) << i;
     EXPECT_EQ(usage.workerIn(tree_.path("place")).has_value(), cases[i].isWorker) << i;
