@@ -171,8 +171,8 @@ int getPolicy(const RemoteOptions& options, const Program& program) {
 
 int putPolicy(const RemoteOptions& options, const Program& program) {
   const std::string path = absolutePath(options.file, makeResolver(std::nullopt, program.environment));
-  loadPolicyFile(path);  // better error messages than the hub's
   const std::string document = readPolicyFile(path);
+  parsePolicyFile(path, document);  // better error messages than the hub's
   const HubClient hub = makeHubClient(options.access, program);
   if (!program.options.dryRun) askHub([&] { hub.putPolicy(options.name, document); });
   return finished(fmt::format("Policy '{}' {} stored; hosts that name it carry it out from their next run.",

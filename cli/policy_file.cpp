@@ -8,8 +8,9 @@
 
 namespace tidra {
 
-FleetPolicy loadPolicyFile(const std::string& path) {
-  const std::string text = readPolicyFile(path);
+FleetPolicy loadPolicyFile(const std::string& path) { return parsePolicyFile(path, readTrustedPolicyFile(path)); }
+
+FleetPolicy parsePolicyFile(const std::string& path, const std::string& text) {
   const std::string shown = escapedForTerminal(path);
   try {
     FleetPolicy policy = FleetPolicy::parse(text);

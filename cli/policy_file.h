@@ -8,8 +8,11 @@
 
 namespace tidra {
 
-/// Reads, decodes and validates a policy file. Writes notes for unknown keys. Throws InputError, a sentence that names
-/// the file.
+/// Decodes and validates the text of a policy file. Writes notes for unknown keys. Throws InputError, a sentence that
+/// names the file.
+FleetPolicy parsePolicyFile(const std::string& path, const std::string& text);
+
+/// Reads a policy to be carried out, once, and parses it. Throws InputError, also when others could change the file.
 FleetPolicy loadPolicyFile(const std::string& path);
 
 /// Resolves the policy for this host. Throws InputError, a sentence that names the file.

@@ -7,15 +7,14 @@
 #include "core/base/byte_units.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
-#include "core/platform/files.h"
 
 namespace tidra {
 
-RuleCatalog loadCatalogFile(const std::string& path) {
+RuleCatalog loadCatalogFile(const std::string& path, const RulesReader& read) {
   const std::string shown = escapedForTerminal(path);
   // A device such as /dev/zero never ends; a rule has a few hundred bytes.
   constexpr std::size_t longest = 64_MiB;
-  const auto text = readFile(path, longest);
+  const auto text = read(path, longest);
   if (!text && text.failure() == std::errc::file_too_large) {
     throw InputError(fmt::format("Rules file '{}' is longer than 64 MiB; name a file with rules.", shown));
   }
@@ -27,9 +26,10 @@ RuleCatalog loadCatalogFile(const std::string& path) {
   }
 }
 
-ChosenCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules) {
+ChosenCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules,
+                          const RulesReader& read) {
   RuleCatalog catalog = RuleCatalog::builtIn();
-  for (const std::string& file : rulesFiles) catalog = catalog.merging(loadCatalogFile(file));
+  for (const std::string& file : rulesFiles) catalog = catalog.merging(loadCatalogFile(file, read));
   try {
     RuleCatalog::validate(catalog.projectRules, catalog.systemRules);
   } catch (const RuleCatalogError& error) {

@@ -33,8 +33,7 @@ void FleetService::serve() {
 }
 
 void FleetService::loadAtStart() {
-  policyText_ = readPolicyFile(setting_.policyPath);
-  requireTrustedPolicyFile(setting_.policyPath);
+  policyText_ = readTrustedPolicyFile(setting_.policyPath);
   policy_ = FleetPolicy::parse(policyText_);
   listen(policy_);
 }
@@ -65,9 +64,8 @@ void FleetService::listen(const FleetPolicy& policy) {
 
 void FleetService::reloadIfChanged() {
   try {
-    std::string text = readPolicyFile(setting_.policyPath);
+    std::string text = readTrustedPolicyFile(setting_.policyPath);
     if (text != policyText_) {
-      requireTrustedPolicyFile(setting_.policyPath);
       const FleetPolicy policy = FleetPolicy::parse(text);
       listen(policy);
       policy_ = policy;

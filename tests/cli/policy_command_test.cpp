@@ -65,17 +65,33 @@ TEST_F(PolicyCommand, RefusesInOneSentence) {
 }
 
 TEST_F(PolicyCommand, RefusesFilesThatOtherUsersMayChangeOrReplace) {
-  tree().makeFolder("p");
-  tree().writeFile("p/policy.json", "{}");
-  for (const auto& [folderMode, fileMode, reason] :
-       std::vector<std::tuple<mode_t, mode_t, std::string>>{{0755, 0666, "can be changed by other users"},
-                                                            {0777, 0644, "can be replaced by other users"},
-                                                            {01777, 0644, ""}}) {
-    tree().setMode("p", folderMode);
-    tree().setMode("p/policy.json", fileMode);
-    const auto ran = run({"policy", "check", "p/policy.json"});
-    EXPECT_EQ(ran.status, reason.empty() ? 0 : 2) << ran.err;
-    EXPECT_THAT(ran.err, HasSubstr(reason));
+  struct Case {
+    mode_t above, folder, file;
+    const char* reason;  // empty: accepted
+  };
+  tree().writeFile("a/p/policy.json", R"({"scan": {"extraRules": ["~/a/p/rules.json"]}})");
+  tree().symlink("link", "a/p");
+  tree().symlink("a/p/link.json", "policy.json");
+  for (const auto& [above, folder, file, reason] : {Case{0755, 0755, 0644, ""}, Case{0755, 01777, 0644, ""},
+                                                    Case{0755, 0755, 0666, "can be changed by other users"},
+                                                    Case{0755, 0777, 0644, "can be replaced by other users"},
+                                                    Case{0777, 0755, 0644, "can be replaced by other users"}}) {
+    tree().setMode("a", above);
+    tree().setMode("a/p", folder);
+    tree().writeFile("a/p/rules.json", "{}", file);
+    tree().setMode("a/p/policy.json", file);
+    for (const char* path : {"a/p/policy.json", "link/policy.json", "a/p/link.json"}) {
+      const auto ran = run({"policy", "check", path}, {.folder = tree().root()});
+      EXPECT_EQ(ran.status, *reason == '\0' ? 0 : 2) << path << ran.err;
+      EXPECT_THAT(ran.err, HasSubstr(reason)) << path;
+    }
+  }
+  tree().setMode("a", 0755);
+  for (const char* entry : {"a/p/rules.json", "a/p/policy.json", "a/p", "link"}) {
+    if (::lchown(tree().path(entry).c_str(), 65534, 65534) != 0) GTEST_SKIP() << "needs root";
+    const auto ran = run({"policy", "check", "link/policy.json"}, {.folder = tree().root()});
+    EXPECT_EQ(ran.status, 2) << entry;
+    ASSERT_EQ(::lchown(tree().path(entry).c_str(), 0, 0), 0);
   }
 }
 

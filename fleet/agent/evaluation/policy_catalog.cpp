@@ -7,8 +7,10 @@ namespace tidra {
 
 ChosenCatalog makePolicyCatalog(const FleetPolicy& policy, const ResolvedPolicy& resolved) {
   // Rules decide what a run removes, as the policy does.
-  for (const std::string& file : resolved.extraRules) requireTrustedFile("Rules file", file);
-  ChosenCatalog chosen = makeCatalog(resolved.extraRules, policy.scan.disabledRules);
+  const auto read = [](const std::string& file, std::size_t mostBytes) {
+    return readTrustedFile("Rules file", file, mostBytes);
+  };
+  ChosenCatalog chosen = makeCatalog(resolved.extraRules, policy.scan.disabledRules, read);
   SkipList::unskip(chosen.catalog, policy.scan.unskip, currentPlatform, resolved.resolver, "scan.unskip");
   return chosen;
 }

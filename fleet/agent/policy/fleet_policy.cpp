@@ -101,9 +101,10 @@ void FleetPolicy::validate() const {
   require(hub.topItems >= 0 && hub.topItems <= Hub::mostTopItems, "hub.topItems must be between 0 and 200");
 }
 
-std::string readPolicyFile(const std::string& path) {
+namespace {
+
+std::string policyTextOf(const std::string& path, Outcome<std::string> bytes) {
   const std::string shown = escapedForTerminal(path);
-  auto bytes = readRegularFile(path, mostPolicyBytes);
   if (bytes) return std::move(*bytes);
   if (bytes.failure() == std::errc::file_too_large) {
     throw InputError(fmt::format("Policy '{}' is longer than 8 MiB; name a file with a policy.", shown));
@@ -120,7 +121,15 @@ std::string readPolicyFile(const std::string& path) {
   throw InputError(fmt::format("Policy '{}' cannot be read: {}.", shown, bytes.failure().message()));
 }
 
-void requireTrustedPolicyFile(const std::string& path) { requireTrustedFile("Policy", path); }
+}  // namespace
+
+std::string readPolicyFile(const std::string& path) {
+  return policyTextOf(path, readRegularFile(path, mostPolicyBytes));
+}
+
+std::string readTrustedPolicyFile(const std::string& path) {
+  return policyTextOf(path, readTrustedFile("Policy", path, mostPolicyBytes));
+}
 
 FleetPolicy FleetPolicy::load(const std::string& path) { return parse(readPolicyFile(path)); }
 

@@ -153,8 +153,9 @@ struct FleetPolicy {
 /// unreadable, not a regular file, or longer than 8 MiB.
 std::string readPolicyFile(const std::string& path);
 
-/// As requireTrustedFile(): who writes a policy decides what its runs remove.
-void requireTrustedPolicyFile(const std::string& path);
+/// As readPolicyFile(), for a policy to be carried out: who writes it decides what its runs remove. Throws as
+/// readTrustedFile() does.
+std::string readTrustedPolicyFile(const std::string& path);
 
 /// Unknown keys, which are ignored, by place ("autoClean.minBtyes"): mostly typing errors. `text` must be one that
 /// parse() accepts.

@@ -4,11 +4,15 @@
 #include <string>
 #include <string_view>
 
+#include "core/base/errors.h"
+
 namespace tidra {
 
-/// Throws InputError, a sentence that begins with `kind` ("Policy"), when other users could change or replace a file:
-/// it belongs to neither the running user nor root, everybody may write to it, or everybody may write to its folder
-/// without the sticky bit. Links are resolved; a file that does not exist is left to its reader.
-void requireTrustedFile(std::string_view kind, const std::string& path);
+/// Reads a regular file that only the running user and root can change or replace. Throws InputError, a sentence that
+/// begins with `kind` ("Policy"), when another user owns the file, a folder or a link on the way to it, or can write to
+/// one of these folders (without the sticky bit) or to the file. The path is followed from "/" down, each step in a
+/// folder that was checked before, and owner and permissions of the file are those of the descriptor that is read:
+/// there is nothing to exchange between checking and reading (TOCTOU). Fails as readRegularFile() does.
+Outcome<std::string> readTrustedFile(std::string_view kind, const std::string& path, std::size_t mostBytes);
 
 }  // namespace tidra
