@@ -56,6 +56,7 @@ struct ScanRequest {
   std::optional<std::set<ArtifactSafetyTier>> tiers;  // absent: all
   std::uint64_t minimumBytes = 0;                     // omit smaller findings
   std::optional<Age> olderThan;                       // omit findings with later or unknown activity
+  std::optional<Age> provenAge;                       // an age that removals rely on: dates projects with larger limits
   bool oneFileSystem = false;                         // each root stays on its file system
   unsigned workers = 0;                               // 0: default
   std::optional<std::set<std::string>> onlyPaths;     // only these entries of roots and system paths; absent: all
