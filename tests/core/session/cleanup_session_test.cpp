@@ -137,10 +137,12 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
   auto excluding = request();
   excluding.exclusions.pathPrefixes.push_back(tree_.path("code/r"));
   const auto checked = told(checkPlan(plan, excluding, {}).candidates);
-  EXPECT_THAT(checked, ElementsAre(HasSubstr("p/build: Path not found"), "p/node_modules: -",
-                                   HasSubstr("p/vendor: is of tier warning by now, but the plan says safe"),
-                                   HasSubstr("q/node_modules: is kept by"),
-                                   HasSubstr("r/node_modules: matches no rule"), HasSubstr("p/src: matches no rule")));
+  EXPECT_THAT(
+      checked,
+      ElementsAre(HasSubstr("p/build: Path not found"), "p/node_modules: -",
+                  HasSubstr("p/vendor: is of tier warning by now (Holds files tracked by git), but the plan says"),
+                  HasSubstr("q/node_modules: is kept by"), HasSubstr("r/node_modules: matches no rule"),
+                  HasSubstr("p/src: matches no rule")));
   const auto rechecked = checkPlan(plan, excluding, {.force = true, .allowAnyPath = true});
   const auto& allowed = rechecked.candidates;
   EXPECT_THAT(told(allowed), ElementsAre("p/build: -", "p/node_modules: -", HasSubstr("p/vendor: is of tier"),
