@@ -13,7 +13,8 @@ namespace {
 /// Returns the beginning of a note's target. The birth time distinguishes a folder from a later one with a reused
 /// inode.
 std::string identityText(const EntryFacts& facts) {
-  const auto born = facts.bornNanos ? fmt::format("{:x}", *facts.bornNanos) : std::string("-");
+  const auto& bornNanos = facts.identity.bornNanos;
+  const auto born = bornNanos ? fmt::format("{:x}", *bornNanos) : std::string("-");
   return fmt::format("tidra:{:x}:{:x}:{}:", facts.identity.device, facts.identity.inode, born);
 }
 
