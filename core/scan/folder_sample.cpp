@@ -11,22 +11,20 @@
 namespace tidra {
 namespace {
 
-/// Suffixes of hand-written source that no build puts into its output.
+/// Suffixes of hand-written source that no build puts into its output; each is followed by a blank.
 constexpr std::string_view sourceSuffixes =
     ".ts .tsx .jsx .go .c .cc .cpp .cxx .h .hpp .m .mm .py .pyx .rb .rs .java .kt .scala .swift .cs .php .pl .pm .sh "
-    ".vim "
-    ".el .lua .ml .hs .erl .ex .exs .f90 .pas .sql .proto .am .in .ac .m4 .cmake .rst .po .pod .tcl .erb .y .l .g4 .md";
+    ".vim .el .lua .ml .hs .erl .ex .exs .f90 .pas .sql .proto .am .in .ac .m4 .cmake .rst .po .pod .tcl .erb .y .l "
+    ".g4 .md ";
 
 constexpr std::string_view keepsakeSuffixes =
     ".doc .docx .odt .xls .xlsx .ods .ppt .pptx .odp .tex .ipynb .psd .xcf .ai .blend .pem .key .jks .keystore .p12 "
-    ".pfx "
-    ".kdbx .env .sqlite .sqlite3 .db .mdb .accdb .shp .gpkg";
+    ".pfx .kdbx .env .sqlite .sqlite3 .db .mdb .accdb .shp .gpkg ";
 
 bool hasSuffixOf(std::string_view name, std::string_view suffixes) {
   const auto dot = name.rfind('.');
-  if (dot == std::string_view::npos) return false;
-  const auto known = splitNonEmpty(suffixes, ' ');
-  return std::find(known.begin(), known.end(), asciiLowered(name.substr(dot))) != known.end();
+  if (dot == std::string_view::npos || name.find(' ', dot) != std::string_view::npos) return false;
+  return suffixes.find(asciiLowered(name.substr(dot)) + ' ') != std::string_view::npos;
 }
 
 bool isSource(std::string_view name) {
