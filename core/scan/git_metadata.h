@@ -119,6 +119,7 @@ class TidraGitMetadataReader {
   Tracked trackedAmong(const std::string& repository, const std::vector<std::string>& folders) const;
   std::optional<std::string> committedAmong(const std::string& repository, const std::vector<std::string>& paths) const;
   std::optional<bool> holdsOwnWork(const std::string& repository, const RemovalTest& isRemoved) const;
+  std::optional<bool> holdsFurtherWork(const std::string& repository, const RemovalTest& isRemoved) const;
   std::optional<bool> overlooksChanges(const std::string& repository) const;
   std::optional<bool> holdsUnpushedCommits(const std::string& repository, const RemovalTest& isRemoved) const;
   std::optional<Remotes> lastingRemotes(const std::string& repository, const RemovalTest& isRemoved) const;

@@ -116,7 +116,16 @@ std::optional<bool> TidraGitMetadataReader::holdsOwnWork(const std::string& repo
   if (isRemainsOfRepository(repository)) return false;
   if (!git_) return std::nullopt;
   const auto changes = countChanges(repository);
-  if (!changes || *changes > 0) return changes ? std::optional(true) : std::nullopt;
+  if (changes && *changes > 0) return true;
+  // What needs no configuration is asked nevertheless, unless git failed.
+  if (!changes && isConfigurationBeyondOthersReach(repository)) return std::nullopt;
+  const auto further = holdsFurtherWork(repository, isRemoved);
+  return further == false && !changes ? std::nullopt : further;
+}
+
+/// Whether there is work besides changes that git sees in the work tree.
+std::optional<bool> TidraGitMetadataReader::holdsFurtherWork(const std::string& repository,
+                                                             const RemovalTest& isRemoved) const {
   const auto overlooked = overlooksChanges(repository);
   if (!overlooked || *overlooked) return overlooked;
   const auto gitFolder = gitFolderOf(repository);

@@ -130,6 +130,10 @@ TEST_F(GitWork, IsUnknownWhereARepositoryIsTornOrOthersReachItsConfiguration) {
     std::filesystem::permissions(tree_.path(place), mode);
     EXPECT_EQ(holdsWork(path), answer) << place;
   }
+  const std::string ahead = cloned("in/ahead");
+  git(ahead, emptyCommit_);
+  std::filesystem::permissions(ahead, open);
+  EXPECT_EQ(holdsWork(ahead), true) << "commits show without reading the work tree";
   const std::string path = cloned("including");
   git(path, {"config", "include.path", "../more"});
   EXPECT_EQ(holdsWork(path), std::nullopt);
