@@ -10,6 +10,7 @@
 #include "core/platform/path_text.h"
 #include "core/platform/spare_threads.h"
 #include "core/scan/artifact_evidence.h"
+#include "core/scan/enclosing_output.h"
 #include "core/scan/installed_programs.h"
 
 namespace tidra {
@@ -20,7 +21,13 @@ void raise(ScanArtifactFinding& finding, std::string reason) {
   finding.restoreHint = std::move(reason);
 }
 
-void assess(FoundArtifact& found, ArtifactEvidence& evidence, const InstalledPrograms& programs) {
+/// What one thread reads about the surroundings of findings.
+struct Surroundings {
+  ArtifactEvidence evidence;
+  EnclosingOutput outputs = {};
+};
+
+void assess(FoundArtifact& found, Surroundings& surroundings, const InstalledPrograms& programs) {
   ScanArtifactFinding& finding = found.finding;
   // The path is named below the scan's root, whose symbolic links hide the real ancestors.
   ScanArtifactFinding placed = finding;
@@ -30,7 +37,14 @@ void assess(FoundArtifact& found, ArtifactEvidence& evidence, const InstalledPro
   if (const auto program = programs.ownerOf(finding.path, finding.groupRoot)) {
     return raise(finding, fmt::format("Belongs to the installed program {}", *program));
   }
-  finding.evidence = evidence.of(placed);
+  if (const auto output = surroundings.outputs.around(found.place)) {
+    if (finding.safetyTier < ArtifactSafetyTier::caution) {
+      finding.safetyTier = ArtifactSafetyTier::caution;
+      finding.restoreHint = fmt::format("Is part of {}, which a build made", lastPathComponent(*output));
+    }
+    return;
+  }
+  finding.evidence = surroundings.evidence.of(placed);
 }
 
 }  // namespace
@@ -44,12 +58,12 @@ void assessFindings(std::vector<FoundArtifact>& findings, const TidraPathResolve
   std::atomic<std::size_t> next{0};
   std::atomic<bool> stopped{false};
   const auto work = [&](bool polls) {
-    ArtifactEvidence evidence(resolver);
+    Surroundings surroundings{ArtifactEvidence(resolver)};
     for (std::size_t start = next.fetch_add(batch); start < findings.size(); start = next.fetch_add(batch)) {
       const std::size_t end = std::min(start + batch, findings.size());
       for (std::size_t i = start; i < end && !stopped; ++i) {
         if (polls && shouldStop()) stopped = true;
-        if (findings[i].isOfProject() && findings[i].finding.ruleID) assess(findings[i], evidence, programs);
+        if (findings[i].isOfProject() && findings[i].finding.ruleID) assess(findings[i], surroundings, programs);
       }
     }
   };

@@ -7,6 +7,7 @@
 #include "core/platform/path_text.h"
 #include "core/rules/skip_list.h"
 #include "core/scan/dependency_folders.h"
+#include "core/scan/enclosing_output.h"
 
 namespace tidra {
 namespace {
@@ -158,6 +159,11 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
     return fmt::format("{} lies in the dependency folder {}, which is one finding as a whole; scan {} instead.", shown,
                        escapedForTerminal(request.resolver.displayPath(*holder)),
                        escapedForTerminal(request.resolver.displayPath(parentPath(*holder))));
+  }
+  if (const auto output = EnclosingOutput::certainlyHolding(spelling.realRoot(), request.resolver)) {
+    return fmt::format("{} is or lies in {}, which a tool made and which is one finding as a whole; scan {} instead.",
+                       shown, escapedForTerminal(request.resolver.displayPath(*output)),
+                       escapedForTerminal(request.resolver.displayPath(parentPath(*output))));
   }
   return std::nullopt;
 }

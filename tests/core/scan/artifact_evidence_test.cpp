@@ -100,7 +100,8 @@ TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
 
 TEST(ArtifactEvidence, CommonNamesInsideAreMarksOnlyBesideTheToolsManifest) {
   expectEvidence({
-      {{"target/classes/cat.jpg", "target/thesis.docx"}, "target", "–"},
+      {{"target/classes/cat.jpg"}, "target", "–"},
+      {{"pom.xml", "target/classes/A.class", "target/thesis.docx"}, "target", "–"},
       {{"pom.xml", "target/classes/A.class"}, "target", "holds classes"},
       {{".git/", "pom.xml", "target/classes/A.class"}, "target", "–"},
       {{".git/", ".gitignore=/p", "p/pom.xml", "p/target/classes/a.docx"}, "p/target", "holds classes"},
@@ -321,6 +322,39 @@ TEST(Assessment, RaisesWhatNothingMakesAgainAndSetsTheEvidenceOfTheRest) {
   EXPECT_TRUE(lacksEvidence(findings[0]) && lacksEvidence(findings[1]));
   EXPECT_EQ(findings[2].safetyTier, ArtifactSafetyTier::safe);
   EXPECT_EQ(findings[2].evidence, "holds .package-lock.json");
+}
+
+TEST(Assessment, NothingInAnOutputFolderIsSafe) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"w/package.json={\"scripts\":{\"build\":\"vite build\"}}",
+                     "w/dist/package.json={\"dependencies\":{\"x\":\"1\"}}", "w/dist/node_modules/.package-lock.json",
+                     "c/CMakeLists.txt", "c/build/CMakeCache.txt", "c/build/_deps/foo/dist/CACHEDIR.TAG",
+                     "mine/build/p/dist/CACHEDIR.TAG", "worktrees/one/.git", "worktrees/one/dist/CACHEDIR.TAG",
+                     "cmake/build/CMakeLists.txt", "cmake/build/CMakeCache.txt", "cmake/build/sub/dist/CACHEDIR.TAG"});
+  // With the rules for the output folders disabled.
+  const auto catalog = catalogOf({plainRule("node_modules"), plainRule("dist")});
+  auto request = requestFor(tree, catalog);
+  std::map<std::string, std::string> seen;
+  for (const char* root : {"w/dist", "c", "mine", "worktrees", "cmake"}) {
+    request.root = tree.path(root);
+    auto found = Scanner::scan(request).findings;
+    assessFindings(found, {tree.root(), {}}, [] { return false; });
+    for (const FoundArtifact& one : found)
+      seen[one.finding.path.substr(tree.root().size() + 1)] =
+          std::string(rawValue(one.finding.safetyTier)) + (lacksEvidence(one.finding) ? " to look at" : "");
+  }
+  EXPECT_EQ(seen, (std::map<std::string, std::string>{{"w/dist/node_modules", "caution to look at"},
+                                                      {"c/build/_deps/foo/dist", "caution to look at"},
+                                                      {"mine/build/p/dist", "safe"},
+                                                      {"worktrees/one/dist", "safe"},
+                                                      {"cmake/build/sub/dist", "caution to look at"}}));
+  for (const char* root : {"c/build", "c/build/_deps/foo"}) {
+    request.root = tree.path(root);
+    EXPECT_THAT(Scanner::scan(request).rootObstacle.value_or(""), EndsWith("scan ~/c instead.")) << root;
+  }
+  // A project into which cmake wrote is one.
+  request.root = tree.path("cmake/build/sub");
+  EXPECT_EQ(pathsOf(Scanner::scan(request).findings, tree).size(), 1U);
 }
 
 TEST(DependencyFolders, NothingBelowOneIsAFindingOfItsOwn) {

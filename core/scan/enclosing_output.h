@@ -1,0 +1,28 @@
+// Output folders around a path. What lies in one is a part of it, such as a bundled package or a fetched dependency,
+// and no build there makes it again.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+#include "core/platform/path_resolver.h"
+
+namespace tidra {
+
+/// Caches folders; not thread-safe. Paths are absolute, with symbolic links resolved.
+class EnclosingOutput {
+ public:
+  /// Returns the nearest ancestor with the name of an artefact that holds a tool's mark or lies beside the manifest of
+  /// a project that makes it. A scan meets such a folder only when its rule is disabled or its root lies inside.
+  std::optional<std::string> around(const std::string& path);
+
+  /// Returns a folder that equals or contains the path and is an artefact beyond doubt: it holds a tool's mark, and
+  /// nothing shows that it is a project itself.
+  static std::optional<std::string> certainlyHolding(const std::string& path, const TidraPathResolver& resolver);
+
+ private:
+  std::unordered_map<std::string, bool> folders_;
+};
+
+}  // namespace tidra
