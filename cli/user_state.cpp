@@ -2,24 +2,25 @@
 
 #include <fmt/format.h>
 
-#include "cli/terminal.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
+#include "core/platform/standard_streams.h"
 
 namespace tidra {
 
 namespace {
 
-void writeEscapedNote(const std::string& note) { writeNote(escapedForTerminal(note)); }
+/// Also with --quiet: what was excluded may not be any more.
+void writeDamage(const std::string& note) { writeStandardError(fmt::format("note: {}\n", escapedForTerminal(note))); }
 
 }  // namespace
 
 UserState::UserState(const TidraPathResolver& resolver)
-    : preferences(openPreferences(resolver, &writeEscapedNote)),
+    : preferences(openPreferences(resolver, &writeDamage)),
       settings(*preferences),
-      exclusions(*preferences, &writeEscapedNote),
+      exclusions(*preferences, &writeDamage),
       lastScan(*preferences, stateFolders(currentPlatform, resolver).applicationData),
       resolver_(resolver) {}
 

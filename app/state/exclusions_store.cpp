@@ -97,6 +97,7 @@ bool ExclusionsStore::change(const std::function<bool(nlohmann::json&)>& edit) {
     if (isSetAside) changes.emplace(setAsideKey, stored);
     return changes;
   };
+  preferences_.repair();
   preferences_.transact(prepare, [] {});
   if (changed && isSetAside && onNote_) {
     onNote_(

@@ -81,12 +81,24 @@ std::optional<PreferencesStore::Value> FilePreferencesStore::value(const std::st
 
 bool FilePreferencesStore::isDamaged() const { return !load(); }
 
-void FilePreferencesStore::transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) {
+/// Runs `act` under the lock.
+void FilePreferencesStore::locked(const std::function<void()>& act) const {
   try {
     makePrivateFolders(parentPath(path_));
     const FileLock lock(path_ + ".lock");
     removeLeftovers();
-    if (!load()) setDamagedAside();
+    act();
+  } catch (const std::system_error& error) {
+    throw PreferencesError(fmt::format("The preferences were not saved: {}.", error.what()));
+  }
+}
+
+void FilePreferencesStore::transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) {
+  locked([&] {
+    if (!load()) {
+      throw PreferencesError(
+          fmt::format("The preferences {} are damaged and stay as they are, so nothing is saved there.", path_));
+    }
     const Changes changes = prepare();
     auto document = load().value_or(nlohmann::json::object());
     for (const auto& [key, value] : changes) {
@@ -98,19 +110,19 @@ void FilePreferencesStore::transact(const std::function<Changes()>& prepare, con
     }
     if (!changes.empty()) replaceFile(path_, jsonText(document, true) + "\n", ownerOnly);
     finish();
-  } catch (const std::system_error& error) {
-    throw PreferencesError(fmt::format("The preferences were not saved: {}.", error.what()));
-  }
+  });
 }
 
-void FilePreferencesStore::setDamagedAside() const {
-  try {
+void FilePreferencesStore::repair() {
+  if (load()) return;
+  locked([&] {
+    if (load()) return;
     const std::string kept = setAside(path_, ".damaged");
-    onNote_(fmt::format("The preferences {} were damaged; they are kept as {} and replaced by new ones.", path_, kept));
-  } catch (const std::system_error& error) {
-    throw PreferencesError(
-        fmt::format("The preferences {} are damaged and cannot be set aside: {}.", path_, error.code().message()));
-  }
+    onNote_(
+        fmt::format("The preferences {} were damaged; they are kept as {} and replaced by new ones. What was excluded "
+                    "there no longer is.",
+                    path_, kept));
+  });
 }
 
 /// Removes temporary files of processes that were killed while saving. Safe because writers hold the lock: no temporary

@@ -14,17 +14,18 @@ namespace tidra {
 /// one.
 class FilePreferencesStore : public PreferencesStore {
  public:
-  /// `onNote` is called with a sentence when the file is damaged: on the first read that finds it so, and when a change
+  /// `onNote` is called with a sentence when the file is damaged: on the first read that finds it so, and when repair()
   /// sets it aside.
   FilePreferencesStore(std::string path, std::function<void(const std::string&)> onNote);
 
   std::optional<Value> value(const std::string& key) const override;
   bool isDamaged() const override;
+  void repair() override;
   void transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) override;
 
  private:
   std::optional<nlohmann::json> load() const;
-  void setDamagedAside() const;
+  void locked(const std::function<void()>& act) const;
   void removeLeftovers() const;
 
   std::string path_;

@@ -35,9 +35,13 @@ class PreferencesStore {
   /// cannot be read.
   virtual bool isDamaged() const { return false; }
 
+  /// Sets a damaged store aside, so that changes begin a new one; does nothing otherwise. Throws PreferencesError. Only
+  /// for what the user does about the lost keys: until then the damage keeps exclusions from counting as absent.
+  virtual void repair() {}
+
   /// A transaction under the store's lock: runs `prepare`, applies the changes it returns, all or none, then runs
-  /// `finish`. Keys that are not named are kept. Throws PreferencesError when nothing could be changed, and what the
-  /// two functions throw; an exception of `finish` undoes nothing.
+  /// `finish`. Keys that are not named are kept. Throws PreferencesError when nothing could be changed, also for a
+  /// damaged store, and what the two functions throw; an exception of `finish` undoes nothing.
   virtual void transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) = 0;
 
   /// Applies all changes or none. Throws PreferencesError.
