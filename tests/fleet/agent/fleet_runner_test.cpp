@@ -138,6 +138,24 @@ TEST_F(FleetRuns, WhatIsKeptUsesUpNoBudget) {
   EXPECT_THAT(*kept->message, HasSubstr(".tidra-keep"));
 }
 
+TEST_F(FleetRuns, ALargeProjectThatIsWorkedOnStays) {
+  makeProjects({"a"});
+  tree_.writeFile("home/code/a/.git/info/exclude", "*\n");
+  for (const char* folder : {"read", "unread"}) {
+    for (int i = 0; i < 600; ++i) {
+      const std::string file = "home/code/a/s/t/" + std::string(folder) + "/" + std::to_string(i);
+      tree_.writeFile(file);
+      tree_.setModified(file, commitDate);
+    }
+  }
+  tree_.setModified("home/code/a/s/t/unread/1", now_ - day);
+  tree_.setModified("home/code/a/s/t/unread", commitDate - day);
+  const auto result = run();
+  ASSERT_EQ(result.decision.skipped.size(), 1U);
+  EXPECT_EQ(result.decision.skipped[0].reason, SkipReason::tooRecent);
+  EXPECT_TRUE(has("a"));
+}
+
 TEST_F(FleetRuns, WhatAPatternForbidsKeepsWhatHoldsIt) {
   makeProjects({"a", "b"});
   tree_.writeFile("home/code/a/node_modules/lib/data.precious");
