@@ -37,14 +37,16 @@ Columns columnsFor(const std::vector<const CleanupCandidate*>& listed, const Cle
   return columns;
 }
 
-/// How to restore the item, or that it cannot be undone.
+/// How to restore the item, what to mind before removing it, or that it cannot be undone. Only the hint of a safe item
+/// is surely a way back.
 std::string hintText(const CleanupCandidate& candidate) {
   const std::string& path = candidate.item.path;
   const bool isLost = removerOf(path) == Remover::tool && !ToolTargets::canBeUndone(path);
   const ScanArtifactFinding* finding = candidate.found != nullptr ? &candidate.found->finding : nullptr;
   const auto hint = finding != nullptr ? finding->restoreHint : std::nullopt;
   if (!hint) return isLost ? "cannot be undone" : "";
-  std::string text = (isLost ? "cannot be undone; " : "to get it back: ") + shown(*hint);
+  const bool isSafe = candidate.item.tier == ArtifactSafetyTier::safe;
+  std::string text = (isLost ? "cannot be undone; " : isSafe ? "to get it back: " : "careful: ") + shown(*hint);
   if (finding->evidence) text += fmt::format(" ({})", shown(*finding->evidence));
   return text;
 }

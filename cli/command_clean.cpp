@@ -33,6 +33,7 @@ ScanRequest requestFor(CleanOptions& options, const Program& program) {
   requireKnownExclusions(options.scan.home, program.environment);
   if (options.scan.tiers.empty()) options.scan.tiers = {std::string(rawValue(ArtifactSafetyTier::safe))};
   ScanRequest request = makeScanRequest(options.scan, program.environment);
+  request.provenAge = request.olderThan;
   return request;
 }
 
@@ -92,11 +93,11 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   if (candidates.empty() && !options.removal.json && !options.removal.emptyTrash) {
     writeOut("Nothing to remove.\n");
-    noteOutOfBounds(outcome);
+    noteOutOfBounds(outcome, options.scan);
     return ExitStatus::done;
   }
   const int status = carryOut(candidates, plan, request, options.removal, view, program);
-  noteOutOfBounds(outcome);
+  noteOutOfBounds(outcome, options.scan);
   return status;
 }
 
@@ -126,7 +127,7 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
     writeOut(planText(candidates, planView(view, request)));
     writeOut(whereText(plan, *options.scan.output, program));
   }
-  noteOutOfBounds(outcome);
+  noteOutOfBounds(outcome, options.scan);
   return ExitStatus::done;
 }
 

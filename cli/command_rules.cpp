@@ -24,7 +24,7 @@ struct RulesOptions {
 };
 
 RuleCatalog chosenCatalog(const RulesOptions& options) {
-  ChosenCatalog chosen = makeCatalog(options.rulesFiles, options.disabledRules);
+  ChosenCatalog chosen = makeCatalog(listedPaths(options.rulesFiles, {}), options.disabledRules);
   for (const std::string& note : chosen.notes) writeNote(note);
   return std::move(chosen.catalog);
 }
@@ -100,7 +100,6 @@ void choose(CLI::App* subcommand, Program& program, const Options& options, int 
 
 void addCatalogOptions(CLI::App* subcommand, const Options& options) {
   subcommand->add_option("--rules", options->rulesFiles, "Overlay the built-in rules with those of a file")
-      ->delimiter(',')
       ->allow_extra_args(false)
       ->type_name("FILE");
   subcommand->add_option("--disable-rule", options->disabledRules, "Switch rules off by id")

@@ -102,7 +102,7 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
   const ScanReport report = makeReport(outcome, request.resolver);
   show(report, options, view, program);
   if (!program.options.dryRun) remember(report, std::move(outcome.findings), request.resolver);
-  noteOutOfBounds(outcome);
+  noteOutOfBounds(outcome, options);
   return InterruptGuard::requested() ? ExitStatus::interrupted : ExitStatus::done;
 }
 

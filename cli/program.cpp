@@ -8,6 +8,7 @@
 
 #include "app/state/preferences_store.h"
 #include "cli/interrupt.h"
+#include "cli/literal_arguments.h"
 #include "cli/option_rules.h"
 #include "cli/program.h"
 #include "cli/terminal.h"
@@ -49,22 +50,61 @@ int fail(std::string_view message, int status) {
   return status;
 }
 
-/// Replaces the parser's hard to understand message for too many or too few values.
-std::string mismatchSentence(const CLI::ArgumentMismatch& error) {
-  const std::string_view message = error.what();
-  const std::string option = escapedForTerminal(message.substr(0, message.find(':')));
-  if (message.find("At Most 1") != std::string_view::npos) {
-    return fmt::format("{} is given more than once; give it one value. (see tidra --help)", option);
+/// The innermost command that was named, and how its help is called: "tidra trash purge --help".
+struct NamedCommand {
+  const CLI::App* command;
+  std::string words;
+
+  explicit NamedCommand(const CLI::App& app) : command(&app), words(app.get_name()) {
+    while (!command->get_subcommands().empty()) {
+      command = command->get_subcommands().front();
+      words += " " + command->get_name();
+    }
   }
-  if (message.ends_with("missing")) return fmt::format("{} needs a value. (see tidra --help)", option);
-  return fmt::format("{} (see tidra --help)", escapedForTerminal(message));
+};
+
+/// The first word that is no option of the program or of the command.
+std::string unknownWord(const CLI::App& app) {
+  for (std::string& word : app.remaining(true)) {
+    if (!word.starts_with('-')) return std::move(word);
+  }
+  return {};
 }
 
-int runProgram(int argc, char** argv) {
-  Program program;
-  program.environment = processEnvironment();
-  CLI::App app("Tidra gives developers their disk space back: it finds what can be made again, and removes it safely.",
-               "tidra");
+/// Names the commands that exist where one is missing or unknown.
+std::string missingCommandSentence(const CLI::App& app, const LiteralArguments& arguments) {
+  const NamedCommand named(app);
+  std::vector<std::string> known;
+  for (const CLI::App* command : named.command->get_subcommands([](const CLI::App*) { return true; })) {
+    known.push_back(command->get_name());
+  }
+  const std::string word = escapedForTerminal(arguments.putBack(unknownWord(app)));
+  const std::string commands = joined(known, ", ");
+  if (word.empty()) return fmt::format("{} needs a command: {}.", named.words, commands);
+  std::string hint;
+  if (word == "help") hint = "; tidra --help explains them";
+  if (word == "undo" || word == "restore") {
+    hint = "; tidra quarantine restore brings back what is in quarantine, your file manager what is in the trash";
+  }
+  const std::string at = named.command == &app ? "" : fmt::format(" of {}", named.words);
+  return fmt::format("Unknown command '{}'{}; known are {}{}.", word, at, commands, hint);
+}
+
+/// Replaces the parser's hard to understand messages.
+std::string sentenceOf(const CLI::ParseError& error, const CLI::App& app, const LiteralArguments& arguments) {
+  const std::string help = fmt::format("(see {} --help)", NamedCommand(app).words);
+  const std::string message = error.what();
+  const std::string option = escapedForTerminal(message.substr(0, message.find(':')));
+  const bool isMismatch = dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr;
+  if (isMismatch && message.find("At Most 1") != std::string::npos) {
+    return fmt::format("{} is given more than once; give it one value. {}", option, help);
+  }
+  if (isMismatch && message.ends_with("missing")) return fmt::format("{} needs a value. {}", option, help);
+  if (message.starts_with("A subcommand is")) return missingCommandSentence(app, arguments);
+  return fmt::format("{} {}", escapedForTerminal(arguments.putBack(message)), help);
+}
+
+void addCommands(CLI::App& app, Program& program) {
   app.require_subcommand(1);
   app.fallthrough();
   app.footer(
@@ -85,23 +125,26 @@ int runProgram(int argc, char** argv) {
   addAuditCommand(app, program);
   addHubCommand(app, program);
   mentionGlobalOptions(app);
+}
+
+int runProgram(int argc, char** argv) {
+  Program program;
+  program.environment = processEnvironment();
+  CLI::App app("Tidra gives developers their disk space back: it finds what can be made again, and removes it safely.",
+               "tidra");
+  addCommands(app, program);
+  const LiteralArguments arguments(argc, argv);
+  arguments.putBackIn(app);
   try {
-    app.parse(argc, argv);
+    // The parser takes the words in reverse order.
+    app.parse(std::vector<std::string>(arguments.words().rbegin(), arguments.words().rend()));
   } catch (const CLI::Success& wanted) {
     std::ostringstream text;
     const int status = app.exit(wanted, text, text);
     writeOut(text.str());
     return status;
-  } catch (const CLI::RequiredError& error) {
-    const std::string word = argc > 1 ? argv[1] : "";
-    const bool unknown = !word.empty() && !word.starts_with('-') && app.get_subcommands().empty();
-    return fail(unknown ? fmt::format("Unknown command '{}'; see tidra --help.", escapedForTerminal(word))
-                        : fmt::format("{} (see tidra --help)", escapedForTerminal(error.what())),
-                ExitStatus::badInput);
-  } catch (const CLI::ArgumentMismatch& error) {
-    return fail(mismatchSentence(error), ExitStatus::badInput);
   } catch (const CLI::ParseError& error) {
-    return fail(fmt::format("{} (see tidra --help)", escapedForTerminal(error.what())), ExitStatus::badInput);
+    return fail(sentenceOf(error, app, arguments), ExitStatus::badInput);
   }
   checkOptionPairs(app);
   if (program.options.quiet) silenceNotes();

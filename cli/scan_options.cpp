@@ -21,6 +21,7 @@
 #include "core/platform/standard_streams.h"
 #include "core/rules/catalog_files.h"
 #include "core/rules/skip_list.h"
+#include "core/scan/exclusion_use.h"
 #include "core/scan/git_metadata.h"
 
 namespace tidra {
@@ -30,6 +31,12 @@ namespace {
 void addList(CLI::App& command, const std::string& name, std::vector<std::string>& values, const std::string& type,
              const std::string& what) {
   command.add_option(name, values, what)->delimiter(',')->allow_extra_args(false)->type_name(type);
+}
+
+/// A list of paths, to be split by listedPaths(): their names may have commas.
+void addPathList(CLI::App& command, const std::string& name, std::vector<std::string>& values, const std::string& type,
+                 const std::string& what) {
+  command.add_option(name, values, what)->allow_extra_args(false)->type_name(type);
 }
 
 std::string currentFolder() {
@@ -54,6 +61,46 @@ std::string absolutePath(const std::string& given, const TidraPathResolver& reso
 }
 
 namespace {
+
+bool names(std::string_view text, const TidraPathResolver& resolver) {
+  return pathExists(absolutePath(std::string(text), resolver));
+}
+
+/// Returns the longest beginning with a comma that names something, or what stands before the first comma.
+std::string_view firstListed(std::string_view text, const TidraPathResolver& resolver) {
+  constexpr int mostCommas = 8;  // in a name
+  const std::string_view first = text.substr(0, text.find(','));
+  std::string_view longest = first;
+  // Without the folder of the first piece no longer one exists either, so that long lists stay cheap.
+  const auto slash = first.rfind('/');
+  if (slash != std::string_view::npos && slash > 0 && !names(first.substr(0, slash), resolver)) return first;
+  std::string_view value = first;
+  for (int comma = 0; comma < mostCommas && value.size() < text.size(); ++comma) {
+    value = text.substr(0, text.find(',', value.size() + 1));
+    if (names(value, resolver)) longest = value;
+  }
+  return longest;
+}
+
+}  // namespace
+
+std::vector<std::string> listedPaths(const std::vector<std::string>& given, const TidraPathResolver& resolver) {
+  std::vector<std::string> values;
+  for (const std::string& text : given) {
+    for (std::string_view rest = text;;) {
+      const std::string_view value = firstListed(rest, resolver);
+      if (!value.empty() || text.empty()) values.emplace_back(value);
+      if (value.size() == rest.size()) break;
+      rest = rest.substr(value.size() + 1);
+    }
+  }
+  return values;
+}
+
+namespace {
+
+/// --category without a ROOT: who asks for Docker does not expect every project of the home folder.
+bool namesPlacesOnly(const ScanOptions& options) { return !options.categories.empty() && options.roots.empty(); }
 
 /// Accepts an unreadable folder: the scan reports it and goes on.
 std::string checkedRoot(const std::string& given, const TidraPathResolver& resolver) {
@@ -122,15 +169,19 @@ void checkCategories(const ScanOptions& options, const RuleCatalog& catalog) {
 
 TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const TidraPathResolver& resolver) {
   std::vector<ExclusionEntry> entries;
-  for (const std::string& text : options.exclude) {
+  const auto use = std::make_shared<ExclusionUse>();
+  for (const std::string& text : listedPaths(options.exclude, resolver)) {
     if (text.empty()) throw InputError("An empty text cannot be excluded; give --exclude a folder or a pattern.");
     const TypedExclusion typed = typedExclusion(text, resolver);
     if (typed.note) writeNote(*typed.note);
     noteReach(typed);
     noteUnknownVariable(typed.text, resolver);
     entries.push_back({.id = {}, .pathDisplay = typed.text, .kind = typed.kind, .addedAt = {}});
+    if (!typed.note) use->add(text, makeExclusionFilter({entries.back()}, resolver));
   }
-  return makeExclusionFilter(entries, resolver);
+  auto filter = makeExclusionFilter(entries, resolver);
+  filter.use = use;
+  return filter;
 }
 
 /// Adds the stored exclusions. An unreadable store is a note, nothing more.
@@ -145,7 +196,9 @@ void applyUserState(ScanRequest& request) {
     exclusions.globPatterns.insert(exclusions.globPatterns.end(), kept.globPatterns.begin(), kept.globPatterns.end());
     request.thresholds = state.settings.load().thresholds();
   } catch (const PreferencesError& error) {
-    writeNote(escapedForTerminal(error.what()) + " Exclusions that are kept there do not count.");
+    // Also with --quiet.
+    writeStandardError(
+        fmt::format("note: {} Exclusions that are kept there do not count.\n", escapedForTerminal(error.what())));
   }
 }
 
@@ -182,10 +235,10 @@ void noteUnknownVariable(const std::string& text, const TidraPathResolver& resol
 }
 
 void addRuleOptions(CLI::App& command, ScanOptions& options) {
-  addList(command, "--exclude", options.exclude, "PATTERN", "Keep out a folder or a pattern, e.g. '*/vendor/*'");
-  addList(command, "--rules", options.rulesFiles, "FILE", "Overlay the built-in rules with those of a file");
+  addPathList(command, "--exclude", options.exclude, "PATTERN", "Keep out a folder or a pattern, e.g. '*/vendor/*'");
+  addPathList(command, "--rules", options.rulesFiles, "FILE", "Overlay the built-in rules with those of a file");
   addList(command, "--disable-rule", options.disabledRules, "ID", "Switch rules off by id");
-  addList(command, "--unskip", options.unskip, "PATH", "Walk a folder that scans skip, e.g. /opt");
+  addPathList(command, "--unskip", options.unskip, "PATH", "Walk a folder that scans skip, e.g. /opt");
   command.add_option("--threads", options.threads, "Workers that read folders; 0 chooses")
       ->type_name("N")
       ->check(CLI::Range(0, 256));
@@ -201,7 +254,7 @@ void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& 
   command.add_flag("--no-system", options.noSystem, "Leave out what lies outside projects");
   command.add_flag("--no-projects", options.noProjects, "Leave out projects");
   addList(command, "--category", options.categories, "KEY",
-          "Only these categories outside projects, e.g. globalCaches");
+          "Outside projects only these categories, e.g. docker; without ROOT nothing else");
   addList(command, "--ecosystem", options.ecosystems, "TAG", "Only these ecosystems, e.g. npm,rust");
   addRuleOptions(command, options);
   addList(command, "--tier", options.tiers, "TIER", "Only these tiers: safe, caution, warning");
@@ -278,14 +331,15 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   request.resolver = makeResolver(options.home, environment);
   for (const std::string& root : options.roots) request.roots.push_back(checkedRoot(root, request.resolver));
   if (request.roots.empty()) request.roots.push_back(checkedRoot(request.resolver.home, request.resolver));
-  ChosenCatalog chosen = makeCatalog(options.rulesFiles, options.disabledRules);
+  ChosenCatalog chosen = makeCatalog(listedPaths(options.rulesFiles, request.resolver), options.disabledRules);
   for (const std::string& note : chosen.notes) writeNote(note);
   request.catalog = std::move(chosen.catalog);
-  SkipList::unskip(request.catalog, options.unskip, request.platform, request.resolver, "--unskip");
+  SkipList::unskip(request.catalog, listedPaths(options.unskip, request.resolver), request.platform, request.resolver,
+                   "--unskip");
   request.host = TidraHost::name(environment);
   request.mounts = mountPoints();
   request.git = TidraGitMetadataReader::findGit(environment);
-  request.scanProjects = !options.noProjects;
+  request.scanProjects = !options.noProjects && !namesPlacesOnly(options);
   request.scanSystem = !options.noSystem;
   if (options.system) request.systemReach = SystemReach::everywhere;
   request.exclusions = chosenExclusions(options, request.resolver);
@@ -319,8 +373,12 @@ ScanOutcome runScanForPerson(ScanRequest request, const Program& program) {
   return outcome;
 }
 
-void noteOutOfBounds(const ScanOutcome& outcome) {
+void noteOutOfBounds(const ScanOutcome& outcome, const ScanOptions& options) {
   if (outcome.outOfBounds) writeNote(*outcome.outOfBounds);
+  if (namesPlacesOnly(options) && !options.noProjects) {
+    writeNote(
+        "Projects were not looked at, because --category names other places; a folder, such as ~, includes them.");
+  }
 }
 
 }  // namespace tidra

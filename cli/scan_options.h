@@ -70,8 +70,12 @@ void noteUnknownVariable(const std::string& text, const TidraPathResolver& resol
 /// Scans with a live line and writes notes to standard error. Requires a live InterruptGuard.
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
 
-/// The last line of a scanning command: what was left out because of the roots.
-void noteOutOfBounds(const ScanOutcome& outcome);
+/// The last line of a scanning command: what was left out because of the roots, or for lack of one.
+void noteOutOfBounds(const ScanOutcome& outcome, const ScanOptions& options);
+
+/// Returns the values of a list option: a text that names a file or folder is that, commas included; any other is split
+/// at its commas.
+std::vector<std::string> listedPaths(const std::vector<std::string>& given, const TidraPathResolver& resolver);
 
 /// Throws InputError unless the output is writable: standard output, an open descriptor such as /dev/fd/3, or a file
 /// that can be created or replaced.

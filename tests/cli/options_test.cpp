@@ -97,5 +97,60 @@ TEST_F(Options, OfWhichOneWouldDoNothingAreRefused) {
     EXPECT_EQ(run(sound).status, 0) << joined(sound, " ");
 }
 
+TEST_F(Options, NothingAfterTwoDashesIsOne) {
+  const auto before = tree().snapshot();
+  // Every command with operands: the word is its operand, which does not exist.
+  for (const auto& command : {"scan -q", "scan code -q", "clean -q", "clean code", "plan -q", "apply",
+                              "quarantine restore", "exclude remove", "rules check", "rules show", "policy check",
+                              "policy example", "hub policy put --url http://127.0.0.1:1 --token t name"}) {
+    for (const char* word : {"--yes", "-y", "-n", "--help", "--force", "-[a,b]"}) {
+      Texts arguments = wordsOf(command);
+      arguments.insert(arguments.end(), {"--", word});
+      EXPECT_THAT(refused(arguments), HasSubstr(word)) << command;
+    }
+  }
+  EXPECT_EQ(tree().snapshot(), before);
+  EXPECT_THAT(run({"audit", "verify", "--", "-y"}).out, EndsWith("/-y\n"));
+  EXPECT_THAT(refused({"clean", "--exclude", "--", "code"}), HasSubstr("--exclude"));
+  EXPECT_THAT(refused({"trash", "--", "purge"}), HasSubstr("'purge'"));
+  tree().writeFile("code/-y/[a,b]/package.json", R"({"dependencies": {"a": "1"}})");
+  tree().writeFile("code/-y/[a,b]/node_modules/.package-lock.json", std::string(2000, 'x'));
+  tree().writeFile("code/-y/a/node_modules/.package-lock.json", std::string(2000, 'x'));
+  EXPECT_THAT(run({"plan", "--no-system", "--", "[a,b]"}, {.folder = tree().path("code/-y")}),
+              succeeds(HasSubstr("/-y/[a,b]/node_modules")));
+  EXPECT_THAT(run({"plan", "--no-system", "[a,b]"}, {.folder = tree().path("code/-y")}),
+              succeeds(AllOf(HasSubstr("/-y/[a,b]/node_modules"), Not(HasSubstr("/-y/a/")))));
+}
+
+TEST_F(Options, OfPathsAreSplitAtCommasOnlyWhereTheTextNamesNothing) {
+  for (const char* name : {"a", "b", "a,b", "c"}) {
+    tree().writeFile(std::string("code/x/") + name + "/package.json");
+    tree().writeFile(std::string("code/x/") + name + "/node_modules/.package-lock.json", "x");
+  }
+  const std::string rules = tree().writeFile("r,s.json", "{}");
+  for (const auto& [excluded, left] : std::vector<std::pair<std::string, Texts>>{{"./a,b", {"a", "b", "c"}},
+                                                                                 {"./a,./b", {"a,b", "c"}},
+                                                                                 {"./c,./a,b", {"a", "b"}},
+                                                                                 {"./a,b,./c", {"a", "b"}}}) {
+    const auto ran = run({"scan", ".", "--no-system", "--json", "--exclude", excluded, "--rules", rules},
+                         {.folder = tree().path("code/x")});
+    Texts paths;
+    for (const auto& item : reportOf(ran).items) paths.push_back(shortNames({item.path}));
+    Texts expected;
+    for (const std::string& name : left) expected.push_back(name + "/node_modules");
+    EXPECT_THAT(paths, UnorderedElementsAreArray(expected)) << excluded << ran;
+  }
+}
+
+TEST_F(Options, UnknownCommandsAreNamedWithTheKnownOnes) {
+  for (const auto& [arguments, named] : rowsOf(R"(
+       trash list => 'list', tidra trash, purge | quarantine undo => 'undo', restore, tidra quarantine restore |
+       help => 'help', tidra --help | undo => tidra quarantine restore | trash => tidra trash needs, purge |
+       apply => FILE, tidra apply --help | clean --older-than => --older-than, tidra clean --help)")) {
+    const std::string told = refused(wordsOf(arguments));
+    for (const auto name : split(named, ',')) EXPECT_THAT(told, HasSubstr(std::string(trimmed(name)))) << arguments;
+  }
+}
+
 }  // namespace
 }  // namespace tidra

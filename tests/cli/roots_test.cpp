@@ -15,7 +15,7 @@ class NamedRoots : public CliTest {
  protected:
   NamedRoots() {
     tree().writeFileOfSize("u/code/p/node_modules/f", 10);
-    tree().writeFile("u/code/p/package.json");
+    tree().writeFile("u/code/p/package.json", R"({"dependencies": {"a": "1"}})");
     tree().writeFile("u/code/p/node_modules/.package-lock.json");
     tree().writeFileOfSize("u/code/uv/f", 20);
     tree().writeFileOfSize("u/.npm/_cacache/f", 30);
@@ -70,6 +70,9 @@ TEST_F(NamedRoots, BoundWhatLiesOutsideProjects) {
            {{"code", "--category", "python"}, {project, "conda:env:e"}, true, true},
            {{"code", "--category", "globalCaches"}, {project, inside}, true},
            {{"code", "--quiet"}, {project, inside}},
+           {{"--category", "python"}, {"conda:env:e"}, false, true},
+           {{"--category", "globalCaches"}, {inside, "~/.npm/_cacache", "~/.cargo/registry"}},
+           {{"--category", "globalCaches", "."}, {project, inside, "~/.npm/_cacache", "~/.cargo/registry"}},
        }) {
     auto arguments = c.arguments;
     arguments.insert(arguments.begin(), {"scan", "--json", "--tier", "safe,caution"});
@@ -82,6 +85,8 @@ TEST_F(NamedRoots, BoundWhatLiesOutsideProjects) {
     EXPECT_THAT(found, UnorderedElementsAreArray(c.found)) << told;
     EXPECT_EQ(ran.err.find("--system includes them") != std::string::npos, c.saysSo) << told << ran.err;
     EXPECT_EQ(condaWasAsked(), c.asksConda) << told;
+    const bool namesPlacesOnly = !c.arguments.empty() && c.arguments.front() == "--category" && c.arguments.size() == 2;
+    EXPECT_EQ(ran.err.find("Projects were not looked at") != std::string::npos, namesPlacesOnly) << told << ran.err;
   }
   EXPECT_THAT(in({"scan", "code"}).err, note);
   EXPECT_EQ(in({"scan", "--system", "--no-system"}).status, 2);

@@ -28,6 +28,7 @@ class CliState : public CliTest {
   /// Scans categories that run none of this machine's tools: the caches and a category of the test's rules.
   ProgramRun scanAll(Texts more) const {
     Texts arguments{"scan", "--json", "--rules", rules_};
+    if (more.empty() || more.front().starts_with('-')) arguments.emplace_back(".");
     const auto isChosen = [](const std::string& word) { return word == "--category" || word == "--no-system"; };
     if (std::none_of(more.begin(), more.end(), isChosen))
       more.insert(more.begin(), {"--category", "globalCaches,mine"});
@@ -197,13 +198,18 @@ TEST_F(CliState, NothingIsRemovedWhileTheExclusionsCannotBeRead) {
   EXPECT_THAT(tree().snapshot(), Contains(testing::Field(&SnapshotEntry::path, HasSubstr("code/web/dist/f"))));
 }
 
-TEST_F(CliState, DamagedPreferencesAreKeptBesideNewOnes) {
+TEST_F(CliState, OnlyTheUserBeginsNewPreferencesInPlaceOfDamagedOnes) {
   const std::string damaged = tree().writeFile(".config/tidra/preferences.json", "{\"tidra.exclusions.v1\": ");
-  const ProgramRun scanned = scanAll({});
-  EXPECT_EQ(pathsIn(scanned).size(), 8U);
-  EXPECT_THAT(scanned.err, HasSubstr("note: The preferences " + damaged + " were damaged; they are kept as "));
-  EXPECT_EQ(*readFile(damaged + ".damaged"), "{\"tidra.exclusions.v1\": ");
-  EXPECT_EQ(pathsIn(run({"scan", "--last", "--json"})).size(), 8U);
+  for (const Texts& quiet : {Texts{}, Texts{"-q"}}) {
+    const ProgramRun scanned = scanAll(quiet);
+    EXPECT_EQ(pathsIn(scanned).size(), 8U);
+    EXPECT_THAT(scanned.err, HasSubstr("note: The preferences " + damaged + " are damaged, so exclusions kept there"));
+    EXPECT_EQ(*readFile(damaged), "{\"tidra.exclusions.v1\": ");
+    EXPECT_EQ(run({"clean", "--no-system", "--yes", "code"}).status, 2) << "a scan repairs nothing";
+  }
+  const ProgramRun added = run({"exclude", "add", "~/code/web", "-q"});
+  EXPECT_THAT(added.err, HasSubstr("they are kept as " + damaged + ".damaged and replaced by new ones. What was"));
+  EXPECT_EQ(run({"clean", "--no-system", "--dry-run", "code"}).status, 0);
 }
 
 }  // namespace

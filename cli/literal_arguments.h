@@ -1,0 +1,45 @@
+// Words of the command line that the parser must not interpret.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace tidra {
+
+/// What follows "--" is operands, never options; but the parser ends a subcommand there and reads the rest as options
+/// of the program. It also takes "[a,b]" for a list. Therefore it sees a marker in the place of such a word, which is
+/// put back in the value that the marker became.
+class LiteralArguments {
+ public:
+  LiteralArguments(int argc, const char* const* argv);
+
+  /// The words to parse, without the program's name, in the order of the command line.
+  const std::vector<std::string>& words() const { return words_; }
+
+  /// Puts the words back in the values of every command. No option takes its value from behind "--". Must outlive the
+  /// parsing.
+  void putBackIn(CLI::App& app) const;
+
+  /// Puts the words back in a message.
+  std::string putBack(std::string text) const;
+
+ private:
+  struct Literal {
+    std::string marker;
+    std::string word;
+    bool isOperand;  // behind "--"
+  };
+
+  void add(std::string_view word, bool isOperand);
+  const Literal* literalIn(std::string_view text) const;
+
+  std::vector<std::string> words_;
+  std::vector<Literal> literals_;
+};
+
+}  // namespace tidra
