@@ -27,7 +27,10 @@ bool confirmed(const Confirmation& confirmation, const Program& program) {
   writePrompt(typed ? fmt::format("{} Type '{}' to go on: ", confirmation.question, confirmation.typedAnswer)
                     : fmt::format("{} [y/N] ", confirmation.question));
   std::string answer;
-  if (!std::getline(std::cin, answer)) return false;
+  if (!std::getline(std::cin, answer)) {
+    writePrompt("\n");  // Ctrl-D leaves the cursor behind the question
+    return false;
+  }
   const std::string given = asciiLowered(trimmed(answer));
   return typed ? given == confirmation.typedAnswer : given == "y" || given == "yes";
 }

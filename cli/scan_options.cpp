@@ -302,6 +302,7 @@ TidraPathResolver makeResolver(const std::optional<std::string>& given, const En
     throw InputError(fmt::format("'{}' that HOME names is not an absolute path; set HOME to one, or give --home.",
                                  escapedForTerminal(home)));
   }
+  if (given && home.empty()) throw InputError("An empty text given with --home is not a folder; name one.");
   if (home.empty()) throw InputError("The home folder is unknown; set HOME or give --home.");
   if (!home.starts_with('/')) home = joinedPath(currentFolder(), home);
   if (given && !openDirectory(home)) {

@@ -75,7 +75,8 @@ TEST_F(ScanCommand, OptionsChooseWhatIsFound) {
   EXPECT_THAT(linesOf(noted.err), ElementsAre(StartsWith("note: No rule has the id 'no-such-rule'"),
                                               StartsWith("note: The exclusion '$NOPE' names the variable NOPE"),
                                               StartsWith("note: '~/$NOPE' does not exist yet"),
-                                              StartsWith("note: The exclusion '~/$NOPE' names the variable NOPE")));
+                                              StartsWith("note: The exclusion '~/$NOPE' names the variable NOPE"),
+                                              StartsWith("note: '$NOPE' given with --exclude kept nothing out")));
   EXPECT_THAT(scan({"--exclude", "*.keep,*/*.keep"}).err,
               StartsWith("note: '*.keep' keeps nothing inside an artefact; '*/*.keep' keeps that too.\n"));
 }
