@@ -66,6 +66,7 @@ struct SizeVisitor {
 /// Filter paths have symbolic links resolved; roots may be passed with them.
 WalkFilter filterFor(const TidraDirectorySizeReader::Options& options) {
   WalkFilter filter;
+  filter.watch(options.exclusions.use);
   for (const MountPoint& mount : options.mounts) filter.addMount(mount.path);
   for (const std::string& pattern : options.exclusions.globPatterns) filter.addPattern(pattern);
   for (const std::string& pattern : options.exclusions.keptPatterns) filter.addKept(pattern);

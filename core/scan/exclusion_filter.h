@@ -1,11 +1,14 @@
 // What users exclude from scans.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tidra {
+
+class ExclusionUse;
 
 /// Immutable list of folders and shell patterns. "*" and "?" do not match "/"; "**" equals "*".
 struct TidraScanExclusionFilter {
@@ -13,6 +16,7 @@ struct TidraScanExclusionFilter {
   std::vector<std::string> globPatterns;
   std::vector<std::string> keptPatterns = {};  // exclude nothing, but a finding that contains a match stays
   std::vector<std::string> keptPrefixes = {};  // likewise, absolute and standardised
+  std::shared_ptr<ExclusionUse> use = {};      // notified by scans of each path that is kept out; null: nobody asks
 
   /// Whether a path equals or lies below a prefix, or a pattern matches the path, the path without its leading "/", or
   /// any tail of its components. Ignores trailing "/"; never excludes the empty path.

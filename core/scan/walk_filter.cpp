@@ -4,6 +4,7 @@
 
 #include "core/base/text.h"
 #include "core/platform/path_text.h"
+#include "core/scan/exclusion_use.h"
 
 namespace tidra {
 namespace {
@@ -116,11 +117,18 @@ void WalkFilter::addPattern(const std::string& pattern) {
 }
 
 void WalkFilter::add(const TidraScanExclusionFilter& filter) {
+  if (filter.use) watch(filter.use);
   for (const std::string& prefix : filter.pathPrefixes) addPrefix(prefix);
   for (const std::string& pattern : filter.globPatterns) addPattern(pattern);
 }
 
 bool WalkFilter::bars(std::string_view path) const {
+  const bool isBarred = barsUnwatched(path);
+  if (isBarred && use_ && use_->isPending()) use_->note(std::string(path));
+  return isBarred;
+}
+
+bool WalkFilter::barsUnwatched(std::string_view path) const {
   return barsAncestors(path) || std::any_of(spellings_.begin(), spellings_.end(), [&](const auto& spelling) {
            return isSameOrInside(path, spelling.first) &&
                   barsAncestors(joinedPath(spelling.second, pathBelow(path, spelling.first)));
@@ -168,6 +176,12 @@ void FolderFilter::matchTail(const std::string* spelling) {
 }
 
 bool FolderFilter::bars(std::string_view name) const {
+  const bool isBarred = barsUnwatched(name);
+  if (isBarred) report(name);
+  return isBarred;
+}
+
+bool FolderFilter::barsUnwatched(std::string_view name) const {
   if (place_ != nullptr) {
     const auto* child = WalkFilter::childPlace(place_, name);
     if (child != nullptr && child->barred) return true;
@@ -179,7 +193,18 @@ bool FolderFilter::bars(std::string_view name) const {
 
 bool FolderFilter::keeps(std::string_view name) const {
   const auto* child = WalkFilter::childPlace(place_, name);
-  return (child != nullptr && child->excluded) || matchesLongPattern(name);
+  const bool isKept = (child != nullptr && child->excluded) || matchesLongPattern(name);
+  if (isKept) report(name);
+  return isKept;
+}
+
+void FolderFilter::report(std::string_view name) const {
+  if (!filter_.use_ || !filter_.use_->isPending()) return;
+  filter_.use_->note(joinedPath(path(), name));
+  const std::string* other = filter_.spellingOf(folder_);
+  if (other == nullptr) return;
+  const std::string below(pathBelow(path(), firstFolderOf(folder_).name()));
+  filter_.use_->note(joinedPath(below.empty() ? *other : joinedPath(*other, below), name));
 }
 
 bool FolderFilter::matchesLongPattern(std::string_view name) const {
@@ -189,11 +214,15 @@ bool FolderFilter::matchesLongPattern(std::string_view name) const {
 }
 
 bool FolderFilter::matchesUnsplit(std::string_view name) const {
-  if (path_.empty()) path_ = folder_.path();
-  if (filter_.unsplit_.isExcluded(joinedPath(path_, name))) return true;
+  if (filter_.unsplit_.isExcluded(joinedPath(path(), name))) return true;
   if (otherSpelling_ == nullptr) return false;
-  const std::string below(pathBelow(path_, firstFolderOf(folder_).name()));
+  const std::string below(pathBelow(path(), firstFolderOf(folder_).name()));
   return filter_.unsplit_.isExcluded(joinedPath(joinedPath(*otherSpelling_, below), name));
+}
+
+const std::string& FolderFilter::path() const {
+  if (path_.empty()) path_ = folder_.path();
+  return path_;
 }
 
 }  // namespace tidra

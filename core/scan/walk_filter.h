@@ -48,6 +48,8 @@ class WalkFilter {
   /// Names the first folder of a traversal with symbolic links resolved. Patterns match both spellings of what lies in
   /// it.
   void addSpelling(const std::string& walked, const std::string& real);
+  /// Reports what is barred or kept to `use`; null to stop.
+  void watch(std::shared_ptr<ExclusionUse> use) { use_ = std::move(use); }
   /// Bars a trash or quarantine at a known path; it always stays.
   void addStore(const Store& store);
 
@@ -65,6 +67,7 @@ class WalkFilter {
   friend class FolderFilter;
   /// Returns the other spelling of a traversal's first folder; null without one.
   const std::string* spellingOf(const FolderNode& folder) const;
+  bool barsUnwatched(std::string_view path) const;
   bool barsAncestors(std::string_view path) const;
   Place& makePlace(std::string_view path);
   Place& makeKeptPlace(std::string_view path);
@@ -78,6 +81,7 @@ class WalkFilter {
   TidraScanExclusionFilter unsplit_;    // patterns in which not every "/" separates components
   TidraScanExclusionFilter reference_;  // all rules, for bars()
   std::unique_ptr<WalkFilter> kept_;
+  std::shared_ptr<ExclusionUse> use_;
   std::map<std::string, std::string> spellings_;  // of first folders, by the path that the traversal uses
 };
 
@@ -101,8 +105,11 @@ class FolderFilter {
 
  private:
   void matchTail(const std::string* spelling);
+  bool barsUnwatched(std::string_view name) const;
   bool matchesLongPattern(std::string_view name) const;
   bool matchesUnsplit(std::string_view name) const;
+  const std::string& path() const;
+  void report(std::string_view name) const;
 
   const WalkFilter& filter_;
   const WalkFilter::Place* place_;

@@ -161,8 +161,11 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
                        escapedForTerminal(request.resolver.displayPath(parentPath(*holder))));
   }
   if (const auto output = EnclosingOutput::certainlyHolding(spelling.realRoot(), request.resolver)) {
-    return fmt::format("{} is or lies in {}, which a tool made and which is one finding as a whole; scan {} instead.",
-                       shown, escapedForTerminal(request.resolver.displayPath(*output)),
+    const std::string where = *output == spelling.realRoot()
+                                  ? "is the output of a tool, which"
+                                  : fmt::format("lies in {}, the output of a tool, which",
+                                                escapedForTerminal(request.resolver.displayPath(*output)));
+    return fmt::format("{} {} is one finding as a whole; scan {} instead.", shown, where,
                        escapedForTerminal(request.resolver.displayPath(parentPath(*output))));
   }
   return std::nullopt;
@@ -182,6 +185,7 @@ WalkFilter makeWalkFilter(const Request& request) {
     addSpelled(path, spelling, [&](const std::string& spelled) { filter.addExcluded(spelled); });
   }
   filter.addSpelling(request.root, spelling.realRoot());
+  filter.watch(request.exclusionFilter.use);
   addStores(filter, request, spelling);
   addMounts(filter, request, spelling);
   return filter;

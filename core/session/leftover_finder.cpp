@@ -52,4 +52,27 @@ SystemLeftovers leftoversBesideSystemPlaces(const RuleCatalog& catalog, TidraPla
   return leftovers;
 }
 
+std::vector<WithheldFinding> measureLeftovers(std::vector<FoundArtifact>& leftovers,
+                                              const TidraDirectorySizeReader::Options& options) {
+  std::vector<WithheldFinding> withheld;
+  if (leftovers.empty()) return withheld;
+  std::vector<TidraDirectorySizeReader::Folder> folders;
+  for (const auto& leftover : leftovers) folders.push_back({.path = leftover.finding.path, .enterBundles = true});
+  auto sizes = TidraDirectorySizeReader::readAll(folders, options);
+  std::vector<FoundArtifact> measured;
+  for (std::size_t i = 0; i < leftovers.size(); ++i) {
+    FoundArtifact& leftover = leftovers[i];
+    leftover.finding.sizeBytes = sizes[i].bytes.value_or(0);
+    leftover.identity = sizes[i].identity;
+    leftover.repositories = std::move(sizes[i].repositories);
+    if (sizes[i].kept) {
+      withheld.push_back({leftover.finding.path, *sizes[i].kept});
+    } else {
+      measured.push_back(std::move(leftover));
+    }
+  }
+  leftovers = std::move(measured);
+  return withheld;
+}
+
 }  // namespace tidra

@@ -9,6 +9,8 @@
 #include "core/platform/path_resolver.h"
 #include "core/platform/platform.h"
 #include "core/rules/rule_catalog.h"
+#include "core/scan/directory_size.h"
+#include "core/scan/kept_inside.h"
 
 namespace tidra {
 
@@ -20,5 +22,9 @@ struct SystemLeftovers {
 /// Finds those in the parent folders of these categories' paths.
 SystemLeftovers leftoversBesideSystemPlaces(const RuleCatalog& catalog, TidraPlatform platform,
                                             const std::set<std::string>& categories, const TidraPathResolver& resolver);
+
+/// Measures leftovers; removes and returns those that contain something to keep.
+std::vector<WithheldFinding> measureLeftovers(std::vector<FoundArtifact>& leftovers,
+                                              const TidraDirectorySizeReader::Options& options);
 
 }  // namespace tidra

@@ -69,6 +69,7 @@ class ScanSession {
     settleNested();
     std::erase_if(outcome_.findings, [this](const auto& found) { return !isWanted(found); });
     if (auto excess = boundSizes(outcome_.findings, request_.resolver)) note(std::move(*excess));
+    noteIdleExclusions();
     outcome_.circumstances.partial = shouldCancel();
     return std::move(outcome_);
   }
@@ -248,25 +249,11 @@ class ScanSession {
     std::erase_if(leftovers, [&](const FoundArtifact& leftover) {
       return isOutOfBounds(leftover.place) || known.covers(leftover.finding.path);
     });
-    measureLeftovers(std::move(leftovers));
-  }
-
-  void measureLeftovers(std::vector<FoundArtifact> leftovers) {
-    if (leftovers.empty()) return;
-    std::vector<TidraDirectorySizeReader::Folder> folders;
-    for (const auto& leftover : leftovers) folders.push_back({.path = leftover.finding.path, .enterBundles = true});
-    auto sizes = TidraDirectorySizeReader::readAll(
-        folders, {.workers = request_.workers, .exclusions = exclusions_, .stores = stores_, .shouldCancel = [this] {
-                    return shouldCancel();
-                  }});
-    for (std::size_t i = 0; i < leftovers.size(); ++i) {
-      FoundArtifact& leftover = leftovers[i];
-      leftover.finding.sizeBytes = sizes[i].bytes.value_or(0);
-      leftover.identity = sizes[i].identity;
-      leftover.repositories = std::move(sizes[i].repositories);
-      if (sizes[i].kept) withhold({{leftover.finding.path, *sizes[i].kept}});
-      if (!sizes[i].kept) outcome_.findings.push_back(std::move(leftover));
-    }
+    withhold(measureLeftovers(
+        leftovers, {.workers = request_.workers, .exclusions = exclusions_, .stores = stores_, .shouldCancel = [this] {
+                      return shouldCancel();
+                    }}));
+    std::move(leftovers.begin(), leftovers.end(), std::back_inserter(outcome_.findings));
   }
 
   void withhold(const std::vector<WithheldFinding>& findings) {
@@ -284,6 +271,11 @@ class ScanSession {
       if (isHidden) withhold({{found.finding.path, {found.place, KeptInside::Why::neverRemovedItself}}});
       return isHidden;
     });
+  }
+
+  void noteIdleExclusions() {
+    if (!exclusions_.use || request_.onlyPaths || shouldCancel()) return;
+    for (std::string& text : notesOfIdleExclusions(*exclusions_.use, request_.roots)) note(std::move(text));
   }
 
   /// The first few are notes, the rest details.

@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include "core/base/text.h"
+#include "core/platform/files.h"
+
 namespace tidra {
 namespace {
 
@@ -27,6 +30,19 @@ std::vector<std::string> notesOfUnread(const FilesystemArtifactScanner::Result& 
   if (const auto artifacts = result.unmeasuredArtifacts; artifacts > 0) {
     notes.push_back(fmt::format("{} below {} left out, because the sizes of files could not be determined.",
                                 numbered(artifacts, "artefact") + (artifacts == 1 ? " is" : " are"), root));
+  }
+  return notes;
+}
+
+std::vector<std::string> notesOfIdleExclusions(ExclusionUse& use, const std::vector<std::string>& roots) {
+  // A root that lies in what is excluded was not walked.
+  for (const std::string& root : roots) {
+    use.note(root);
+    use.note(realPathOrSame(root));
+  }
+  std::vector<std::string> notes;
+  for (const std::string& text : use.idle()) {
+    notes.push_back(fmt::format("'{}' given with --exclude kept nothing out of this scan.", escapedForTerminal(text)));
   }
   return notes;
 }

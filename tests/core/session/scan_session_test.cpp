@@ -9,8 +9,10 @@
 
 #include "core/base/joining_thread.h"
 #include "core/base/json_writer.h"
+#include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/scan/exclusion_entry.h"
+#include "core/scan/exclusion_use.h"
 #include "core/scan/stores.h"
 #include "tests/support/git_repositories.h"
 #include "tests/support/matchers.h"
@@ -200,6 +202,33 @@ TEST_F(ScanSession, ExclusionsMatchThroughLinksOfTheirOwnAndOfTheRoot) {
     for (const char* text : {"big/*", "big/mine", "home/.cache/min?", "home/*/mine"})
       EXPECT_EQ(found(asked("big", text, looksAtDisk)).size(), 0U) << text;
     EXPECT_EQ(found(asked("big", "big/other", looksAtDisk)).size(), 1U);
+  }
+}
+
+TEST_F(ScanSession, AnExclusionThatKeepsNothingOutIsNoted) {
+  for (const char* file : {"m2/client/node_modules/x/f", "big/mine/in/f", "m2/other/node_modules/f"})
+    tree_.writeFile(file);
+  tree_.symlink("t2", tree_.path("m2"));
+  const auto notesFor = [&](const std::string& root, const std::string& text) {
+    auto asked = request({root});
+    TidraScanExclusionFilter filter;
+    addExclusion(filter, text, asked.resolver, true);
+    asked.exclusions = filter;
+    asked.exclusions.use = std::make_shared<ExclusionUse>();
+    asked.exclusions.use->add(text, filter);
+    SystemPathRule& rule = asked.catalog.systemRules.emplace_back();
+    rule.id = rule.category = "mine";
+    for (const char* platform : {"linux", "macos"}) rule.paths[platform] = {tree_.path("big/mine")};
+    asked.scanSystem = true;
+    return joined(runScan(asked).notes, " ");
+  };
+  const std::string top = tree_.root();
+  for (const auto& [root, texts] : std::map<std::string, Texts>{
+           {"m2", {"client", "*/client/node_modules", "*/node_modules/x", top + "/t2/cl*", top + "/m2", top}},
+           {"t2", {"client", "m2/client", "*/node_modules/x", top + "/m2/client", top + "/t2/cl*"}},
+           {"big", {"*/in", top + "/big/mine", "mine/?n"}}}) {
+    for (const std::string& text : texts) EXPECT_THAT(notesFor(root, text), Not(HasSubstr("kept nothing"))) << text;
+    EXPECT_THAT(notesFor(root, "clent"), HasSubstr("'clent' given with --exclude kept nothing out of this scan."));
   }
 }
 
