@@ -247,7 +247,9 @@ class ScanSession {
     PlaceSet known;
     for (const FoundArtifact& found : outcome_.findings) known.add(found.finding.path);
     std::erase_if(leftovers, [&](const FoundArtifact& leftover) {
-      return isOutOfBounds(leftover.place) || known.covers(leftover.finding.path);
+      const WalkFilter& excluded = systemRequest_.context.exclusionFilter;
+      return isOutOfBounds(leftover.place) || known.covers(leftover.finding.path) ||
+             excluded.bars(leftover.finding.path) || excluded.bars(leftover.place);
     });
     withhold(measureLeftovers(
         leftovers, {.workers = request_.workers, .exclusions = exclusions_, .stores = stores_, .shouldCancel = [this] {
