@@ -11,8 +11,8 @@
 #include "cli/scan_options.h"
 #include "core/base/byte_units.h"
 #include "core/base/text.h"
-#include "core/platform/files.h"
 #include "core/scan/stores.h"
+#include "fleet/agent/policy/trusted_file.h"
 
 namespace tidra {
 namespace {
@@ -27,7 +27,7 @@ constexpr std::size_t largestPlan = 256_MiB;
 
 CleanupPlan readPlan(const std::string& file, const std::string& host, bool force) {
   const std::string shown = fmt::format("Plan '{}'", escapedForTerminal(file));
-  const auto text = readRegularFile(file, largestPlan);
+  const auto text = readTrustedFile("Plan", file, largestPlan);
   if (text.failure() == std::errc::invalid_argument) {
     throw InputError(fmt::format("{} is not a file; name one that tidra plan has written.", shown));
   }

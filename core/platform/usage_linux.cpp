@@ -21,6 +21,7 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/file_descriptor.h"
 #include "core/platform/files.h"
+#include "core/platform/held_folder.h"
 #include "core/platform/mount_aliases.h"
 #include "core/platform/mount_table.h"
 #include "core/platform/path_text.h"
@@ -224,6 +225,10 @@ class UsageCollector {
   }
 
   void addArguments(std::int64_t process, const std::string& workingFolder) {
+    const auto facts = pathFacts(fmt::format("/proc/{}", process));
+    if (!facts) return;
+    // Links of a process that was confined by chroot() lead from the true root, its arguments from its own.
+    const std::string root = processLink(process, "root").value_or("/");
     std::size_t left = mostPossiblePaths;
     for (const std::string& argument : firstArguments(process, mostArguments)) {
       for (const std::string_view text : possiblePaths(argument)) {
@@ -232,16 +237,24 @@ class UsageCollector {
         if (text.empty() || (!hasFolder && text.starts_with('-'))) continue;
         if (!text.starts_with('/') && workingFolder.empty()) continue;
         --left;
-        const std::string path = text.starts_with('/') ? std::string(text) : joinedPath(workingFolder, text);
-        addArgument(process, path);
-        for (std::string& alias : aliasesOf(process).of(standardizedPath(path))) addArgument(process, std::move(alias));
+        const bool isAbsolute = text.starts_with('/');
+        const std::string path = joinedPath(isAbsolute ? root : workingFolder, isAbsolute ? text.substr(1) : text);
+        addArgument(process, facts->owner, path);
+        for (std::string& alias : aliasesOf(process).of(standardizedPath(path))) {
+          addArgument(process, facts->owner, std::move(alias));
+        }
       }
     }
   }
 
-  void addArgument(std::int64_t process, std::string path) {
+  /// A stranger may name any path: his arguments count only for what belongs to him.
+  void addArgument(std::int64_t process, std::uint32_t owner, std::string path) {
     auto real = realPath(path);
     if (!real) return;
+    if (owner != 0 && owner != runningUser()) {
+      const auto place = pathFacts(*real);
+      if (!place || place->owner != owner) return;
+    }
     while (path.size() > 1 && path.ends_with('/')) path.pop_back();
     // A link may point out of its folder, as "python" in a virtual environment does: record the link as well.
     const std::string_view name = lastPathComponent(path);

@@ -139,6 +139,11 @@ TEST_F(CliCleanup, PlansThatMakeNoSenseChangeNothing) {
   }
   EXPECT_EQ(run({"apply", tree().path("missing.json"), "--yes"}).status, 2);
   EXPECT_EQ(run({"apply", "/dev/zero", "--yes"}).status, 2);
+  const std::string open = tree().writeFile("open.json", planText());
+  std::filesystem::permissions(open, std::filesystem::perms::others_write, std::filesystem::perm_options::add);
+  const ProgramRun others = run({"apply", open, "--yes"});
+  EXPECT_EQ(others.status, 2);
+  EXPECT_THAT(others.err, HasSubstr("can be changed by other users"));
   EXPECT_EQ(snapshotOf(tree().path("code")), before);
   EXPECT_EQ(apply(planText()).status, 0);
   EXPECT_FALSE(exists("code/web/node_modules"));
