@@ -56,6 +56,25 @@ TEST_F(CleanupAsking, ListsInTheOrderAndLengthThatIsAskedFor) {
   EXPECT_TRUE(exists("code/tool/target"));
 }
 
+TEST_F(CleanupAsking, AnAgeIsReadFromMoreFilesThanTheDateThatIsShown) {
+  constexpr TimePoint longAgo{std::chrono::seconds{1200000000}};
+  for (const char* folder : {"code/web/s/t/read", "code/web/s/t/unread"}) {
+    for (int i = 0; i < 600; ++i) {
+      const std::string file = folder + ("/" + std::to_string(i));
+      tree().writeFile(file);
+      tree().setModified(file, longAgo);
+    }
+  }
+  for (const auto& entry : std::filesystem::directory_iterator(tree().path("code/web"))) {
+    if (entry.is_regular_file()) tree().setModified("code/web/" + entry.path().filename().string(), longAgo);
+  }
+  EXPECT_THAT(planned({"--older-than", "30d"}), Contains("code/web/node_modules"));
+  tree().writeFile("code/web/s/t/unread/1");
+  tree().setModified("code/web/s/t/unread", longAgo);
+  EXPECT_THAT(run({"scan", "--no-system", "--older-than", "30d"}).out, HasSubstr("code/web"));
+  EXPECT_THAT(planned({"--older-than", "30d"}), Not(Contains("code/web/node_modules")));
+}
+
 TEST_F(CleanupAsking, AQuarantineThatCannotBeUsedIsToldOnceBeforeAnything) {
   tree().writeFile("file");
   tree().symlink("link", tree().makeFolder("else"));
