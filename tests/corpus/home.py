@@ -98,7 +98,7 @@ SOURCES = {
                   "package-lock.json": "{}\n", ".gitignore": "node_modules\ndist\n",
                   "packages/x/package.json": package("x"), "packages/x/src/build/steps.js": "export {};\n"},
     "code/workspace": {"package.json": package("workspace"), "pnpm-workspace.yaml": "packages:\n  - packages/*\n",
-                       "pnpm-lock.yaml": "lockfileVersion: 9\n", ".gitignore": "node_modules\n",
+                       "pnpm-lock.yaml": "lockfileVersion: 9\npackages:\n  dep@1.0.0: {}\n", ".gitignore": "node_modules\n",
                        "packages/x/package.json": package("x"), "packages/x/index.js": "export {};\n"},
     "code/server": {"Cargo.toml": '[package]\nname = "server"\n', "Cargo.lock": "", "src/main.rs": "fn main() {}\n",
                     ".gitignore": "/target\n"},
