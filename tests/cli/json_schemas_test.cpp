@@ -37,7 +37,9 @@ TEST_F(JsonSchemas, DescribeEveryDocument) {
   tree().writeFileOfSize(odd + "node_modules/f", 100);
   tree().writeFile(odd + "package.json", "{}");
   expectDescribed("report", parseJson(scan({"--json"}).out, "it"));
-  expectDescribed("plan", parseJson(run({"plan", "--no-system", "--no-evidence"}).out, "it"));
+  expectDescribed(
+      "plan",
+      parseJson(run({"plan", "--no-system", "--no-evidence", "--older-than", "0d", "--min-size", "1"}).out, "it"));
   expectDescribed("rules", parseJson(run({"rules", "export"}).out, "it"));
   const std::string policy = tree().writeFile("policy.json", R"({"scan": {"roots": ["~/code"], "categories": []},
     "autoClean": {"minBytes": 1000, "minIdleDays": 0}})");
