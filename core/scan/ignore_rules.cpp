@@ -64,7 +64,8 @@ IgnoreRules::IgnoreRules(std::string_view text) {
       pattern.takesBack = true;
       written.remove_prefix(1);
     }
-    while (written.ends_with('/')) written.remove_suffix(1);  // matches folders only; no other query is made
+    if (written.ends_with('/')) written.remove_suffix(1);  // matches folders only; no other query is made
+    if (written.ends_with('/') || written.find("//") != std::string_view::npos) continue;  // matches nothing
     const bool isTied = written.find('/') != std::string_view::npos;
     for (const std::string_view component : splitNonEmpty(written, '/')) {
       if (component == "**" && !pattern.components.empty() && pattern.components.back() == "**") continue;

@@ -248,12 +248,22 @@ TEST(ArtifactEvidence, AStrangersFilesInASharedFolderAreNone) {
       {"beside", "beside/requirements.txt", "beside/.venv", "holds pyvenv.cfg"},
       {"inside/target", "inside/target/CACHEDIR.TAG", "inside/target", "holds CACHEDIR.TAG"},
   };
+  const auto give = [&](const std::string& entry, uid_t owner) {
+    ASSERT_EQ(::chown(tree.path(entry).c_str(), owner, owner), 0);
+  };
   for (const auto& [shared, file, artifact, evidence] : rows) {
-    tree.setMode(shared, 01777);
-    EXPECT_EQ(evidenceOf(tree, artifact), evidence);
-    ASSERT_EQ(::chown(tree.path(file).c_str(), stranger, stranger), 0);
-    EXPECT_EQ(evidenceOf(tree, artifact), "–");
+    // Whoever owns the folder around may rename any folder in it.
+    for (const unsigned mode : {01777U, 0755U}) {
+      give(shared, mode == 0755 && artifact != shared ? stranger : 0);
+      tree.setMode(shared, mode);
+      give(file, 0);
+      EXPECT_EQ(evidenceOf(tree, artifact), evidence);
+      give(file, stranger);
+      EXPECT_EQ(evidenceOf(tree, artifact), "–");
+    }
   }
+  give("inside/target", stranger);
+  EXPECT_EQ(evidenceOf(tree, "inside/target"), "holds CACHEDIR.TAG") << "of the owner";
 }
 
 class IgnoreRulesOfGit : public WithGitRepositories {};
@@ -263,17 +273,18 @@ TEST_F(IgnoreRulesOfGit, AgreeWithGitItself) {
   git(repository, {"init", "-q"});
   tree_.writeFile("r/.gitignore",
                   "# comment\n\\#x\nplain\n/tied\na/b\n**/deep\nspan/**/end\ntail/**\n*.tmp\n[ab]c\nq?\n!a/b\nblank  \n"
-                  "keep\\ \nslashed/\n!/x/plain\n/*/only\nf**g\n**/\n");
+                  "keep\\ \nslashed/\n!/x/plain\n/*/only\nf**g\ndd//ee\nhh//\n//ii\n");
+  tree_.writeFile("r/all/.gitignore", "**/\n");
   tree_.writeFile("r/x/.gitignore", "!tied\nplain\n!deep\n/own/sub\n");
   Texts paths = wordsOf(
       "plain x/plain y/plain tied x/tied a/b x/a/b deep x/deep y/z/deep span/end span/p/end "
       "span/p/q/end tail tail/x tail/x/y v.tmp x/y/v.tmp ac cc qq q blank slashed x/slashed/s z/only "
-      "only z/z/only x/own/sub own/sub f/g fxxg #x x y/q1/w x/own plain/in y/a/b/c span");
+      "only z/z/only x/own/sub own/sub f/g fxxg #x x y/q1/w x/own plain/in y/a/b/c span dd/ee ii all/j/k hh all");
   paths.emplace_back("keep ");
   IgnoreFinder finder({tree_.path("home"), environment_});
   for (const std::string& path : paths) {
     tree_.makeFolder("r/" + path);
-    const auto said = tryGit(repository, {"check-ignore", "-q", path + "/"});
+    const auto said = tryGit(repository, {"check-ignore", "-q", path});
     ASSERT_TRUE(said);
     EXPECT_EQ(finder.of(tree_.path("r/" + path)).isIgnored, said->status == 0) << path;
   }
