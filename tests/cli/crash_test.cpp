@@ -237,7 +237,7 @@ TEST_F(Crash, WhatCouldNotBeListedIsNotedAndNotReported) {
   int noted = 0;
   forEveryCall(EIO, 5, [&](const SystemCallBreak& each) {
     SystemCallBreak at = each;
-    at.listings = true;
+    at.listingsBelow = home_;
     at.outputTo = output;
     const BrokenRun ran = broken({"scan", home_ + "/code", "--no-system", "--json"}, at);
     const std::string text = *readFile(output);

@@ -13,7 +13,9 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
+#include <string>
 #include <system_error>
 
 namespace tidra {
@@ -50,8 +52,12 @@ std::optional<std::string> nameOfChange(const __ptrace_syscall_info& info) {
   }
 }
 
-std::optional<std::string> nameOfListing(const __ptrace_syscall_info& info) {
-  return info.entry.nr == SYS_getdents64 ? std::optional("getdents64") : std::nullopt;
+std::optional<std::string> nameOfListing(const __ptrace_syscall_info& info, pid_t thread, const std::string& below) {
+  if (info.entry.nr != SYS_getdents64) return std::nullopt;
+  std::error_code failure;
+  const auto folder = std::filesystem::read_symlink(
+      "/proc/" + std::to_string(thread) + "/fd/" + std::to_string(info.entry.args[0]), failure);
+  return folder.string().starts_with(below) ? std::optional("getdents64") : std::nullopt;
 }
 
 #ifdef __x86_64__
@@ -133,7 +139,7 @@ class Tracer {
       failing_ = 0;
     }
     if (info.op != PTRACE_SYSCALL_INFO_ENTRY) return;
-    const auto name = at_.listings ? nameOfListing(info) : nameOfChange(info);
+    const auto name = at_.listingsBelow.empty() ? nameOfChange(info) : nameOfListing(info, thread, at_.listingsBelow);
     if (name && at_.onCall) at_.onCall(*name);
     if (!name || ++count_ != at_.call) return;
     run_.reached = true;

@@ -10,9 +10,9 @@ namespace tidra {
 /// What happens at one of the calls that change files: rename and link, remove, create, write except to the standard
 /// streams, flush. They are counted over all threads from 1.
 struct SystemCallBreak {
-  int call = 1;           // 0: none
-  int error = 0;          // the errno that replaces the call; 0: the program is killed instead
-  bool listings = false;  // count calls that read folders instead
+  int call = 1;                    // 0: none
+  int error = 0;                   // the errno that replaces the call; 0: the program is killed instead
+  std::string listingsBelow = {};  // not empty: count calls that read folders below this one instead
   std::function<void(const std::string& name)> onCall = {};  // called before each of them, while its thread is stopped
   std::string outputTo = "/dev/null";
 };
