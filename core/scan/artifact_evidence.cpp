@@ -99,10 +99,12 @@ class Case {
     // Only a rule of the user names other folders; they know what these are.
     if (maker_ == nullptr) return "named by a rule of your own";
     inside_ = listing(path_);
-    beside_ = ownListing(project_);
+    beside_ = listing(project_);
+    const auto facts = pathFacts(path_);
+    if (!facts) return std::nullopt;
+    owner_ = facts->owner;
     if (isBeyondRemaking() || isProject()) return std::nullopt;
-    const auto own = ownListing(path_);
-    const std::string mark = firstOf(path_, own, maker_->marks);
+    const std::string mark = firstOf(path_, inside_, maker_->marks, owner_);
     const bool mayHaveTravelled = !mark.empty() && (maker_->marksTravel || isBelowTests(project_));
     if (!mark.empty() && !(mayHaveTravelled && isUnpacked())) return fmt::format("holds {}", mark);
     const auto ignored = ignored_.of(path_);
@@ -111,10 +113,10 @@ class Case {
     const bool isNew = ignored.isInRepository && !ignored.isIgnored && !holdsOnlyIgnored();
     if (ignored.isVersioned || isNew) return std::nullopt;
     if (isUnpacked()) return std::nullopt;
-    if (const auto common = commonMark(own); !common.empty()) return fmt::format("holds {}", common);
+    if (const auto common = commonMark(); !common.empty()) return fmt::format("holds {}", common);
     if (speaksAgainst()) return std::nullopt;
     if (ignored.isNamed) return "ignored by a .gitignore above it";
-    const std::string manifest = firstOf(project_, beside_, maker_->manifests);
+    const std::string manifest = firstOf(project_, beside_, maker_->manifests, owner_);
     if (manifest.empty() ||
         (manifest == "package.json" && !PackageManifest(project_).mayMake(maker_->folder, beside_))) {
       return std::nullopt;
@@ -168,14 +170,14 @@ class Case {
   }
 
   /// Returns a name inside that people use too, where the tool's manifest lies beside the folder; empty without one.
-  std::string commonMark(const std::vector<FolderEntry>& own) {
+  std::string commonMark() {
     const auto markers = maker_->markers.empty() ? maker_->manifests : maker_->markers;
-    if (maker_->commonMarks.empty() || firstOf(project_, beside_, markers).empty()) return {};
+    if (maker_->commonMarks.empty() || firstOf(project_, beside_, markers, owner_).empty()) return {};
     const auto isKept = [](const FolderEntry& entry) {
       return entry.type == EntryType::regularFile && isKeepsake(entry.name);
     };
     if (isCommonName() && (looksHandWritten() || std::any_of(inside_.begin(), inside_.end(), isKept))) return {};
-    return firstOf(path_, own, maker_->commonMarks);
+    return firstOf(path_, inside_, maker_->commonMarks, owner_);
   }
 
   /// Whether a lock file that names packages lies beside, or at the root of a workspace around the project.
@@ -183,13 +185,14 @@ class Case {
     constexpr int mostLevels = 4;
     std::string folder = project_;
     for (int level = 0; level < mostLevels && folder != "/"; ++level, folder = parentPath(folder)) {
-      if ((level == 0 || isWorkspaceRoot(folder)) && holdsPackageLock(folder)) return true;
+      if ((level == 0 || isWorkspaceRoot(folder, owner_)) && holdsPackageLock(folder, owner_)) return true;
     }
     return false;
   }
 
   bool holdsWhatItNeeds() const {
     if (maker_->needs == "package.json") {
+      if (firstOf(project_, beside_, "package.json", owner_).empty()) return false;
       const PackageManifest manifest(project_);
       if (manifest.lacksPackage() || !(manifest.namesPackages() || isLocked())) return false;
     }
@@ -200,6 +203,7 @@ class Case {
         return globMatches(std::string(pattern), entry.name.c_str());
       };
       if (std::none_of(patterns.begin(), patterns.end(), matches)) return false;
+      if (!vouchesFor(owner_, joinedPath(project_, entry.name))) return false;
       return !isEnvironment() || listsPackages(project_, entry.name);
     });
   }
@@ -228,6 +232,7 @@ class Case {
   std::string project_;
   IgnoreFinder& ignored_;
   const ArtifactMaker* maker_;
+  std::uint32_t owner_ = 0;  // of the folder
   std::vector<FolderEntry> inside_;
   std::vector<FolderEntry> beside_;
   std::optional<FolderSample> sample_;

@@ -36,26 +36,36 @@ std::vector<FolderEntry> ownListing(const std::string& folder) {
   return entries;
 }
 
-std::string firstMatch(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view pattern) {
+bool vouchesFor(std::uint32_t owner, const std::string& entry) {
+  const auto facts = pathFacts(entry);
+  return facts && (facts->owner == 0 || facts->owner == runningUser() || facts->owner == owner);
+}
+
+std::string firstMatch(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view pattern,
+                       std::optional<std::uint32_t> owner) {
   const auto slash = pattern.find('/');
   const std::string first(pattern.substr(0, slash));
+  const bool isLast = slash == std::string_view::npos;
   for (const FolderEntry& entry : entries) {
     if (isGlob(first) ? !globMatches(first, entry.name.c_str()) : entry.name != first) continue;
-    if (slash == std::string_view::npos) return entry.name;
-    const std::string below = joinedPath(folder, entry.name);
+    const std::string path = joinedPath(folder, entry.name);
+    if (owner && !vouchesFor(*owner, path)) continue;
+    if (isLast) return entry.name;
     const auto rest = pattern.substr(slash + 1);
     if (!isGlob(rest)) {
-      if (pathFacts(joinedPath(below, rest))) return joinedPath(entry.name, rest);
-    } else if (const auto found = firstMatch(below, listing(below), rest); !found.empty()) {
+      const std::string below = joinedPath(path, rest);
+      if (owner ? vouchesFor(*owner, below) : pathExists(below)) return joinedPath(entry.name, rest);
+    } else if (const auto found = firstMatch(path, listing(path), rest, owner); !found.empty()) {
       return joinedPath(entry.name, found);
     }
   }
   return {};
 }
 
-std::string firstOf(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view patterns) {
+std::string firstOf(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view patterns,
+                    std::optional<std::uint32_t> owner) {
   for (const std::string_view pattern : splitNonEmpty(patterns, ' ')) {
-    if (auto found = firstMatch(folder, entries, pattern); !found.empty()) return found;
+    if (auto found = firstMatch(folder, entries, pattern, owner); !found.empty()) return found;
   }
   return {};
 }

@@ -1,6 +1,8 @@
 // Entries of folders by name patterns: which marks lie in a folder, which manifests beside it.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,11 +22,17 @@ std::vector<FolderEntry> listing(const std::string& folder);
 /// As listing(), without what strangers put into a world-writable folder: they must not decide what is removed.
 std::vector<FolderEntry> ownListing(const std::string& folder);
 
+/// Whether an entry may show that a tool made a folder: it belongs to the running user, root or the folder's owner.
+/// Whoever may change the folder around could otherwise rename somebody else's folder and put a manifest beside it.
+[[nodiscard]] bool vouchesFor(std::uint32_t owner, const std::string& entry);
+
 /// Returns the first existing path that matches a pattern of path components; empty if none does. `entries` are those
-/// of the folder.
-std::string firstMatch(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view pattern);
+/// of the folder. With `owner`, only a path that vouches for a folder of this user.
+std::string firstMatch(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view pattern,
+                       std::optional<std::uint32_t> owner = {});
 
 /// As firstMatch(), for the first of the patterns, separated by blanks, that matches.
-std::string firstOf(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view patterns);
+std::string firstOf(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view patterns,
+                    std::optional<std::uint32_t> owner = {});
 
 }  // namespace tidra

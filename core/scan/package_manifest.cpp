@@ -100,21 +100,23 @@ bool PackageManifest::mayMake(std::string_view folder, const std::vector<FolderE
   });
 }
 
-bool holdsPackageLock(const std::string& folder) {
+bool holdsPackageLock(const std::string& folder, std::uint32_t owner) {
   constexpr std::array<std::string_view, 6> locks{
       "package-lock.json", "npm-shrinkwrap.json", "yarn.lock", "pnpm-lock.yaml", "bun.lock", "bun.lockb"};
-  const auto entries = ownListing(folder);
+  const auto entries = listing(folder);
   return std::any_of(entries.begin(), entries.end(), [&](const FolderEntry& entry) {
     if (std::find(locks.begin(), locks.end(), entry.name) == locks.end()) return false;
-    const auto text = readRegularFile(joinedPath(folder, entry.name), largestManifest);
+    const std::string path = joinedPath(folder, entry.name);
+    if (!vouchesFor(owner, path)) return false;
+    const auto text = readRegularFile(path, largestManifest);
     return text ? namesLockedPackage(entry.name, *text) : text.failure() == std::errc::file_too_large;
   });
 }
 
-bool isWorkspaceRoot(const std::string& folder) {
-  const auto entries = ownListing(folder);
-  return !firstOf(folder, entries, "pnpm-workspace.yaml").empty() ||
-         (!firstOf(folder, entries, "package.json").empty() && PackageManifest(folder).hasWorkspaces());
+bool isWorkspaceRoot(const std::string& folder, std::uint32_t owner) {
+  const auto entries = listing(folder);
+  return !firstOf(folder, entries, "pnpm-workspace.yaml", owner).empty() ||
+         (!firstOf(folder, entries, "package.json", owner).empty() && PackageManifest(folder).hasWorkspaces());
 }
 
 }  // namespace tidra

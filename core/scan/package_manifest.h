@@ -1,6 +1,7 @@
 // The manifest of a JavaScript package.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,10 +38,11 @@ class PackageManifest {
   PackageScripts scripts_;
 };
 
-/// Whether a lock file of a package manager in the folder names at least one package.
-bool holdsPackageLock(const std::string& folder);
+/// Whether a lock file of a package manager in the folder names at least one package. Of files that vouch for a folder
+/// of `owner`.
+bool holdsPackageLock(const std::string& folder, std::uint32_t owner);
 
-/// Whether packages in subfolders of this one share its lock file.
-bool isWorkspaceRoot(const std::string& folder);
+/// Whether packages in subfolders of this one share its lock file. Of files that vouch for a folder of `owner`.
+bool isWorkspaceRoot(const std::string& folder, std::uint32_t owner);
 
 }  // namespace tidra
