@@ -335,6 +335,7 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   ChosenCatalog chosen = makeCatalog(listedPaths(options.rulesFiles, request.resolver), options.disabledRules);
   for (const std::string& note : chosen.notes) writeNote(note);
   request.catalog = std::move(chosen.catalog);
+  request.wholeCatalog = std::move(chosen.whole);
   SkipList::unskip(request.catalog, listedPaths(options.unskip, request.resolver), request.platform, request.resolver,
                    "--unskip");
   request.host = TidraHost::name(environment);

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/model/inside_notes.h"
 #include "core/model/repositories_inside.h"
 #include "core/model/scan_artifact_finding.h"
 #include "core/platform/directory_reader.h"
@@ -25,8 +26,8 @@ struct FoundArtifact {
   /// Device and inode of what was measured at the path; absent for targets of tools.
   std::optional<FileIdentity> identity = {};
 
-  /// Without a git repository that an artefact of a project is itself.
   RepositoriesInside repositories = {};
+  InsideNotes inside = {};
 
   bool isOfProject() const { return finding.source == ArtifactSource::projectWalk; }
   /// Returns the project folder; nullopt outside projects.

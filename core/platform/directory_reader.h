@@ -60,8 +60,14 @@ Outcome<FileDescriptor> openDirectory(std::string_view path);
 /// Opens the subfolder `name` with O_NOFOLLOW: a symbolic link in its place is a failure.
 Outcome<FileDescriptor> openSubdirectory(int parent, const char* name);
 
-/// Returns the apparent size of the regular file `name`. Symbolic links are not followed.
-Outcome<std::uint64_t> fileSize(int parent, const char* name);
+/// What measuring asks about a file.
+struct FileSize {
+  std::uint64_t bytes = 0;  // apparent
+  std::uint32_t owner = 0;  // user id
+};
+
+/// Returns the size of the regular file `name`. Symbolic links are not followed.
+Outcome<FileSize> fileSize(int parent, const char* name);
 
 /// Does not follow a symbolic link.
 Outcome<EntryFacts> entryFacts(int parent, const char* name);

@@ -90,10 +90,11 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
 
 }  // namespace
 
-Outcome<std::uint64_t> fileSize(int parent, const char* name) {
+Outcome<FileSize> fileSize(int parent, const char* name) {
   struct statx status;
-  if (::statx(parent, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_SIZE, &status) != 0) return lastSystemError();
-  return status.stx_size;
+  constexpr unsigned mask = STATX_SIZE | STATX_UID;
+  if (::statx(parent, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, mask, &status) != 0) return lastSystemError();
+  return FileSize{status.stx_size, status.stx_uid};
 }
 
 bool mayHaveAccessList(const std::string& path) {

@@ -40,10 +40,10 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
 
 }  // namespace
 
-Outcome<std::uint64_t> fileSize(int parent, const char* name) {
+Outcome<FileSize> fileSize(int parent, const char* name) {
   const auto facts = entryFacts(parent, name);
   if (!facts) return facts.failure();
-  return facts->sizeBytes;
+  return FileSize{facts->sizeBytes, facts->owner};
 }
 
 bool mayHaveAccessList(const std::string&) { return true; }

@@ -44,7 +44,9 @@ ChosenCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std:
                                   escapedForTerminal(id)));
     }
   }
-  return {catalog.removing({disabledRules.begin(), disabledRules.end()}), std::move(notes)};
+  if (disabledRules.empty()) return {std::move(catalog), std::nullopt, std::move(notes)};
+  auto chosen = catalog.removing({disabledRules.begin(), disabledRules.end()});
+  return {std::move(chosen), std::move(catalog), std::move(notes)};
 }
 
 }  // namespace tidra

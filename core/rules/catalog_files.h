@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,8 @@ RuleCatalog loadCatalogFile(const std::string& path, const RulesReader& read = &
 
 struct ChosenCatalog {
   RuleCatalog catalog;
-  std::vector<std::string> notes;  // one sentence per unknown id in `disabledRules`; such ids are ignored
+  std::optional<RuleCatalog> whole;  // with the disabled ones; absent if none is
+  std::vector<std::string> notes;    // one sentence per unknown id in `disabledRules`; such ids are ignored
 };
 
 /// Merges the rules of each file into the built-in catalog and drops the disabled ones. Throws InputError for unusable

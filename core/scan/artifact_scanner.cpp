@@ -28,7 +28,7 @@ namespace {
 
 /// An artefact being measured.
 struct Artifact {
-  explicit Artifact(const WalkFilter& filter) : measurement(filter) {}
+  Artifact(const WalkFilter& filter, const RuleIndex* rules) : measurement(filter, {.rules = rules}) {}
 
   std::string path;
   std::string groupRoot;
@@ -248,7 +248,7 @@ class WalkVisitor {
 
   Artifact& addArtifact(std::string path, std::string groupRoot, std::optional<RuleMatch> match) {
     const std::lock_guard lock(mutex_);
-    Artifact& artifact = artifacts_.emplace_back(filter_);
+    Artifact& artifact = artifacts_.emplace_back(filter_, match ? request_.rulesInside : nullptr);
     artifact.path = std::move(path);
     artifact.groupRoot = std::move(groupRoot);
     artifact.match = match;
@@ -264,6 +264,7 @@ class WalkVisitor {
   static void identify(Artifact& artifact, const Outcome<EntryFacts>& facts) {
     if (facts) {
       artifact.identity = facts->identity;
+      artifact.measurement.setOwner(facts->owner);
     } else {
       artifact.measurement.fail();
     }
@@ -284,14 +285,13 @@ class WalkVisitor {
     }
   }
 
-  /// The measurement is complete. What git tracks is asked about an artefact that is a repository itself.
+  /// The measurement is complete.
   FoundArtifact foundAs(const Artifact& artifact) const {
-    auto repositories = artifact.measurement.repositories();
-    std::erase(repositories.ofGit, artifact.path);
     return {.finding = makeFinding(artifact),
             .place = joinedPath(realRoot_, pathBelow(artifact.path, request_.root)),
             .identity = artifact.identity,
-            .repositories = std::move(repositories)};
+            .repositories = artifact.measurement.repositories(),
+            .inside = artifact.measurement.inside()};
   }
 
   void publishPath(const FolderNode& node) {

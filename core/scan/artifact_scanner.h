@@ -20,6 +20,8 @@
 
 namespace tidra {
 
+class RuleIndex;
+
 struct FilesystemArtifactScanner {
   /// Progress; valid only during the callback.
   struct ProgressTick {
@@ -34,6 +36,7 @@ struct FilesystemArtifactScanner {
   struct Request {
     std::string root;  // absolute and standardised
     const RuleCatalog* catalog = nullptr;
+    const RuleIndex* rulesInside = nullptr;  // FoundArtifact::inside names what these rank higher; null: not looked for
     TidraPlatform platform = currentPlatform;
     TidraPathResolver resolver;  // for the skip list and display
     TidraScanExclusionFilter exclusionFilter = {};

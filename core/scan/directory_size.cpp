@@ -22,8 +22,11 @@ unsigned defaultScanWorkers() {
 namespace {
 
 struct SizeTarget {
-  SizeTarget(const WalkFilter& filter, const TidraDirectorySizeReader::Folder& folder)
-      : measurement(filter, {.enterBundles = folder.enterBundles, .isTrash = folder.isTrash}) {}
+  SizeTarget(const WalkFilter& filter, const TidraDirectorySizeReader::Folder& folder, const RuleIndex* rules)
+      : measurement(filter, {.enterBundles = folder.enterBundles,
+                             .isTrash = folder.isTrash,
+                             .isPlace = rules != nullptr && !folder.isTrash,
+                             .rules = folder.isTrash ? nullptr : rules}) {}
   Measurement measurement;
   std::atomic<bool> opened{false};
   std::optional<FileIdentity> identity;  // written by the first visit, before any other begins
@@ -41,7 +44,10 @@ struct SizeVisitor {
   void visit(Traversal::Visit& folder) {
     const auto [position, target] = folder.context();
     if (!target->opened.exchange(true)) {
-      if (const auto facts = descriptorFacts(folder.node()->descriptor())) target->identity = facts->identity;
+      if (const auto facts = descriptorFacts(folder.node()->descriptor())) {
+        target->identity = facts->identity;
+        target->measurement.setOwner(facts->owner);
+      }
     }
     target->measurement.measure(folder.reader(), *folder.node(), position,
                                 [&folder, owner = target](auto name, const auto& below) {
@@ -89,7 +95,7 @@ std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(co
     filter.addSpelling(folder.path, real.emplace_back(realPathOrSame(folder.path)));
   }
   std::deque<SizeTarget> targets;
-  for (const Folder& folder : folders) targets.emplace_back(filter, folder);
+  for (const Folder& folder : folders) targets.emplace_back(filter, folder, options.rules);
   SizeVisitor visitor;
   {
     SizeVisitor::Traversal traversal(visitor, options.workers == 0 ? defaultScanWorkers() : options.workers);
@@ -107,7 +113,7 @@ std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(co
   for (const SizeTarget& target : targets) {
     const bool known = target.complete && !target.measurement.hasFailed();
     sizes.push_back({known ? std::optional(target.measurement.bytes()) : std::nullopt, target.measurement.kept(),
-                     target.identity, target.measurement.repositories()});
+                     target.identity, target.measurement.repositories(), target.measurement.inside()});
   }
   return sizes;
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/model/inside_notes.h"
 #include "core/model/repositories_inside.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/mount_table.h"
@@ -15,6 +16,8 @@
 #include "core/scan/kept_inside.h"
 
 namespace tidra {
+
+class RuleIndex;
 
 struct TidraDirectorySizeReader {
   static constexpr std::chrono::seconds timeLimit{20};
@@ -36,6 +39,9 @@ struct TidraDirectorySizeReader {
     std::vector<Store> stores = {};            // likewise, in addition to stores recognised by structure
     std::optional<std::chrono::milliseconds> limit = {};
     std::function<bool()> shouldCancel = {};  // polled on the caller's thread
+    // All rules, for places outside projects: Size::inside names what they rank higher, and exclusions by name hold
+    // inside. Null: neither.
+    const RuleIndex* rules = nullptr;
   };
 
   struct Size {
@@ -43,6 +49,7 @@ struct TidraDirectorySizeReader {
     std::optional<KeptInside> kept;             // first entry found that must stay
     std::optional<FileIdentity> identity = {};  // of the folder that was read; absent when not opened
     RepositoriesInside repositories = {};       // none in a trash
+    InsideNotes inside = {};                    // likewise
   };
 
   /// As read(), for several folders in parallel; results in the same order.

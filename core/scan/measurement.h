@@ -12,12 +12,14 @@
 #include <system_error>
 
 #include "core/base/quantities.h"
+#include "core/model/inside_notes.h"
 #include "core/model/repositories_inside.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
 #include "core/scan/folder_traversal.h"
 #include "core/scan/kept_inside.h"
+#include "core/scan/ranked_inside.h"
 #include "core/scan/walk_filter.h"
 
 namespace tidra {
@@ -28,7 +30,9 @@ class Measurement {
  public:
   struct Options {
     bool enterBundles = false;
-    bool isTrash = false;  // everything in it is removed on emptying, but for exclusions
+    bool isTrash = false;              // everything in it is removed on emptying, but for exclusions
+    bool isPlace = false;              // outside projects: exclusions by name hold inside, as on a walk
+    const RuleIndex* rules = nullptr;  // all rules, for inside(); null: tiers inside are not looked for
   };
 
   /// The filter contains mounts and exclusions; it must outlive this.
@@ -41,6 +45,9 @@ class Measurement {
   /// Whether a listing or a file's attributes could not be read, so that the size is unknown.
   bool hasFailed() const { return failed_; }
   void fail() { failed_ = true; }
+
+  /// Call with the owner of the first folder before it is measured.
+  void setOwner(std::uint32_t owner) { owner_ = owner; }
 
   /// Returns the first path that must stay. Valid after the measurement.
   std::optional<KeptInside> kept() const {
@@ -56,10 +63,17 @@ class Measurement {
     return sorted;
   }
 
+  /// Returns what else was noted, nothing in a trash. Valid after the measurement.
+  InsideNotes inside() const {
+    const std::lock_guard lock(mutex_);
+    return inside_;
+  }
+
   /// A folder to measure.
   struct Position {
     const WalkFilter::Place* place = nullptr;  // in the filter's tree; null if the tree has nothing below it
     bool isCounted = true;                     // false in a bundle package, which is only searched for what must stay
+    bool isOfTool = false;                     // in a place: in a folder that a tool made
   };
 
   /// Reads one folder, the first folder first; calls `descend(name, position)` for each subfolder to measure.
@@ -68,12 +82,18 @@ class Measurement {
     const int descriptor = node.descriptor();
     const WalkFilter::Place* const place = position.place;
     const bool isFirst = !begun_.load(std::memory_order_relaxed);
-    if (isFirst) begun_ = true;
+    if (isFirst) {
+      first_ = &node;
+      begun_ = true;
+    }
     const FolderFilter filter(filter_, place, node);
     const bool mayKeep = filter.mayKeep();
     std::optional<FolderFilter> kept;
     if (const WalkFilter* patterns = filter_.kept()) kept.emplace(*patterns, nullptr, node);
     StoreSigns signs;
+    const bool isOfTool = !options_.isPlace || position.isOfTool;
+    RankedInside ranked(options_.rules, isOfTool);
+    std::optional<std::string> ofOthers;
     std::uint64_t bytes = 0;
     bool holdsGit = false;
     const char* foreign = nullptr;
@@ -89,7 +109,8 @@ class Measurement {
       if (entry.type == EntryType::regularFile && position.isCounted) {
         const auto size = fileSize(descriptor, entry.name.data());
         if (size) {
-          bytes = saturatedSum(bytes, *size);
+          bytes = saturatedSum(bytes, size->bytes);
+          if (isOfOthers(size->owner) && (!ofOthers || entry.name < *ofOthers)) ofOthers = entry.name;
         } else if (!isNoLongerThere(size.failure())) {
           fail();
         }
@@ -97,15 +118,19 @@ class Measurement {
         const auto* subplace = WalkFilter::childPlace(place, entry.name);
         if (subplace != nullptr && subplace->mounted) continue;
         lookForStore(entry.name, node, subplace);
+        if (!isOfTool && subplace == nullptr && filter.bars(entry.name)) meetExcluded(node, entry.name);
+        const bool isToolsInside = ranked.note(entry.name);
         ++pending_;
-        descend(entry.name, Position{subplace, position.isCounted && belongs(entry.name)});
+        descend(entry.name, Position{subplace, position.isCounted && belongs(entry.name), isToolsInside});
       }
     }
+    if (const auto failure = reader.failure(); failure && !isNoLongerThere(failure)) fail();
     if (const auto kind = signs.kind(descriptor)) meetStore(node.path(), *kind);
+    if (auto highest = ranked.highest(*first_, node, reader)) meetRanked(std::move(*highest));
+    if (ofOthers || (!position.isCounted && isOfOthers(node))) meetOfOthers(node, ofOthers.value_or(""));
     if (holdsGit || foreign != nullptr) meetRepository(node, holdsGit, foreign);
     // Whoever removes asks about the first folder's own keep file, which --force lifts.
     if (holdsKeepFile && !isFirst) meetKeepFile(node);
-    if (const auto failure = reader.failure(); failure && !isNoLongerThere(failure)) fail();
     std::uint64_t before = bytes_;
     while (!bytes_.compare_exchange_weak(before, saturatedSum(before, bytes))) {
     }
@@ -136,6 +161,29 @@ class Measurement {
 
   void meetStore(std::string path, StoreKind kind) {
     if (!options_.isTrash) meet(KeptInside::store(std::move(path), kind));
+  }
+
+  bool isOfOthers(std::uint32_t owner) const { return owner_ && owner != *owner_ && owner != 0; }
+  /// Files in bundle packages are not asked for anything, so their folders are.
+  bool isOfOthers(const FolderNode& folder) const {
+    const auto facts = descriptorFacts(folder.descriptor());
+    return facts && isOfOthers(facts->owner);
+  }
+
+  void meetExcluded(const FolderNode& folder, std::string_view name) {
+    if (!options_.isTrash) meet({joinedPath(folder.path(), name), KeptInside::Why::excluded});
+  }
+
+  void meetOfOthers(const FolderNode& folder, const std::string& name) {
+    if (options_.isTrash) return;
+    std::string path = pathInside(*first_, folder, name);
+    const std::lock_guard lock(mutex_);
+    if (!inside_.ofOthers || path < *inside_.ofOthers) inside_.ofOthers = std::move(path);
+  }
+
+  void meetRanked(InsideNotes::Ranked found) {
+    const std::lock_guard lock(mutex_);
+    if (!inside_.ranked || RankedInside::outranks(found, *inside_.ranked)) inside_.ranked = std::move(found);
   }
 
   /// Bounds the memory: at most the first repositories in byte order, a heap until all are known.
@@ -183,9 +231,12 @@ class Measurement {
   std::atomic<std::int64_t> pending_{1};  // 1: the measured folder itself
   std::atomic<bool> begun_{false};
   std::atomic<bool> failed_{false};
-  mutable std::mutex mutex_;  // guards what follows
+  std::optional<std::uint32_t> owner_;  // written before the first visit
+  const FolderNode* first_ = nullptr;   // written by the first visit; those below keep it alive
+  mutable std::mutex mutex_;            // guards what follows
   std::optional<KeptInside> kept_;
   RepositoriesInside repositories_;
+  InsideNotes inside_;
 };
 
 }  // namespace tidra

@@ -13,6 +13,17 @@ void ProjectFolder::noteMarker(const DirectoryEntry& entry) {
   seenMarkers_.emplace_back(entry.name);
 }
 
+void ProjectFolder::lookForMarkers(const NameFacts& facts) {
+  for (const ProjectArtifactRule* rule : facts.rules) {
+    for (const auto& marker : rule->markers) {
+      for (const std::string& file : marker.files) {
+        const bool isName = !file.empty() && !isGlob(file) && file.find('/') == std::string::npos;
+        if (isName && followedEntryFacts(descriptor_, file.c_str())) seenMarkers_.push_back(file);
+      }
+    }
+  }
+}
+
 bool ProjectFolder::holds(const std::string& markerFile) {
   if (isGlob(markerFile)) {
     if (!listing_) {

@@ -27,6 +27,8 @@ class ProjectFolder {
 
   /// Notes an entry whose name is a marker. Dangling symbolic links do not count.
   void noteMarker(const DirectoryEntry& entry);
+  /// Looks for the marker files of a name's rules, where the listing did not note them.
+  void lookForMarkers(const NameFacts& facts);
 
   std::string_view name() const { return name_; }
   /// Whether the folder contains this marker file (name, path or pattern).

@@ -248,7 +248,8 @@ void SystemArtifactScanner::measure(std::vector<Kept>& items) {
                                                            .mounts = request_.mounts,
                                                            .exclusions = request_.exclusions,
                                                            .stores = request_.stores,
-                                                           .shouldCancel = request_.shouldCancel});
+                                                           .shouldCancel = request_.shouldCancel,
+                                                           .rules = request_.rulesInside});
   std::vector<char> isLeftOut(items.size(), 0);
   for (std::size_t i = 0; i < measured.size(); ++i) {
     FoundArtifact& found = items[measured[i]].found;
@@ -258,6 +259,7 @@ void SystemArtifactScanner::measure(std::vector<Kept>& items) {
     if (folders[i].path == finding.path) found.identity = sizes[i].identity;
     isLeftOut[measured[i]] = !sizes[i].bytes || sizes[i].kept ? 1 : 0;
     found.repositories = std::move(sizes[i].repositories);
+    found.inside = std::move(sizes[i].inside);
     if (sizes[i].kept) withheld_.push_back({finding.path, *sizes[i].kept});
   }
   std::size_t index = 0;

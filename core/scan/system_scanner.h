@@ -45,6 +45,7 @@ class SystemArtifactScanner {
     std::set<std::string> categories;                     // enabled keys
     std::optional<SystemBounds> bounds;                   // absent: none
     bool checksPip = true;                                // look for unused packages in Python environments of projects
+    const RuleIndex* rulesInside = nullptr;               // as for the walk
     std::vector<MountPoint> mounts;                       // file systems mounted inside are not measured
     TidraScanExclusionFilter exclusions;                  // findings that contain a match are left out
     std::vector<Store> stores;                            // stores at known paths; none contains the home folder

@@ -81,6 +81,8 @@ bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMet
     if (found->repositories.hasMore) raiseToCaution(found->finding);
     all = all && !found->repositories.hasMore;
     for (const std::string& repository : found->repositories.ofGit) {
+      // What git tracks is asked about an artefact that is a repository itself.
+      if (found->isOfProject() && repository == found->finding.path) continue;
       if (isClonedByTool(found->finding, repository)) continue;
       holders.push_back(&found->finding);
       repositories.push_back(repository);

@@ -23,7 +23,9 @@
 #include "core/scan/finding_assessment.h"
 #include "core/scan/place_set.h"
 #include "core/scan/removal_note.h"
+#include "core/scan/rule_index.h"
 #include "core/scan/system_scanner.h"
+#include "core/session/contents_checks.h"
 #include "core/session/git_checks.h"
 #include "core/session/leftover_finder.h"
 #include "core/session/never_removed.h"
@@ -40,6 +42,7 @@ class ScanSession {
  public:
   explicit ScanSession(const ScanRequest& request)
       : request_(request),
+        rulesInside_(wholeCatalog(), request.platform),
         exclusions_(withLinksResolved(request.exclusions)),
         stores_(knownStores(request.resolver, request.quarantines)),
         activity_(request.git, request.resolver) {}
@@ -98,6 +101,7 @@ class ScanSession {
   FilesystemArtifactScanner::Request walkRequest() {
     return {.root = {},
             .catalog = &request_.catalog,
+            .rulesInside = &rulesInside_,
             .platform = request_.platform,
             .resolver = request_.resolver,
             .exclusionFilter = exclusions_,
@@ -175,6 +179,7 @@ class ScanSession {
     const bool asksPip = !request.bounds || request.bounds->toolCategories.contains("python");
     request.checksPip = asksPip && request_.scanProjects && request.categories.contains("python") &&
                         (!request_.ecosystems || request_.ecosystems->contains("py"));
+    request.rulesInside = &rulesInside_;
     request.mounts = request_.mounts;
     request.exclusions = exclusions_;
     request.stores = stores_;
@@ -198,8 +203,13 @@ class ScanSession {
   /// Before filtering, and also without a scan outside projects: unselected findings must not be removed with what
   /// contains them.
   void settleNested() {
-    auto covered = coveredPlaces(makeProbeContext(), outcome_.findings);
+    raiseOfOthers(outcome_.findings);
+    auto context = makeProbeContext();
+    context.catalog = &wholeCatalog();
+    auto covered = coveredPlaces(context, outcome_.findings);
     covered.insert(covered.end(), covered_.begin(), covered_.end());
+    auto ranked = rankedPlaces(outcome_.findings);
+    covered.insert(covered.end(), std::make_move_iterator(ranked.begin()), std::make_move_iterator(ranked.end()));
     raiseHolders(outcome_.findings, covered, request_.resolver);
     outcome_.nested = nestedFindings(outcome_.findings);
     // Items of a plan are looked up by their own paths.
@@ -387,7 +397,10 @@ class ScanSession {
   std::string shown(const std::string& path) const { return escapedForTerminal(request_.resolver.displayPath(path)); }
   void note(std::string text) { outcome_.notes.push_back(std::move(text)); }
 
+  const RuleCatalog& wholeCatalog() const { return request_.wholeCatalog ? *request_.wholeCatalog : request_.catalog; }
+
   const ScanRequest& request_;
+  const RuleIndex rulesInside_;
   const TidraScanExclusionFilter exclusions_;  // also with symbolic links resolved
   const std::vector<Store> stores_;
   ProjectActivityReader activity_;

@@ -40,7 +40,9 @@ enum class SystemReach {
 struct ScanRequest {
   std::vector<std::string> roots;  // absolute and standardised
   RuleCatalog catalog;
-  TidraPathResolver resolver;  // home folder and environment
+  std::optional<RuleCatalog> wholeCatalog;  // with the rules that were switched off, which still rank what lies in a
+                                            // finding; absent: none was
+  TidraPathResolver resolver;               // home folder and environment
   TidraPlatform platform = currentPlatform;
   std::string host;
   std::vector<MountPoint> mounts;

@@ -41,6 +41,7 @@ PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resol
   }
   ChosenCatalog chosen = makePolicyCatalog(policy, resolved);
   request.catalog = std::move(chosen.catalog);
+  request.wholeCatalog = std::move(chosen.whole);
   scan.warnings.insert(scan.warnings.end(), chosen.notes.begin(), chosen.notes.end());
   request.resolver = resolved.resolver;
   request.host = TidraHost::name(resolved.resolver.environment);

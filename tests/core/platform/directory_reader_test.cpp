@@ -123,8 +123,8 @@ TEST(EntryFacts, TellTheEntryOrWhatItLeadsTo) {
   }
   for (const auto& followed : {followedEntryFacts(folder->get(), "link"), followedFacts(tree.path("link"))})
     EXPECT_TRUE(followed->identity == file->identity);
-  EXPECT_EQ(*fileSize(folder->get(), "file"), file->sizeBytes);
-  EXPECT_EQ(*fileSize(folder->get(), "link"), 4U);
+  EXPECT_EQ(fileSize(folder->get(), "file")->bytes, file->sizeBytes);
+  EXPECT_EQ(fileSize(folder->get(), "link")->bytes, 4U);
   EXPECT_TRUE(entryFacts(folder->get(), "dangling"));
   EXPECT_EQ(followedEntryFacts(folder->get(), "dangling").failure(), std::errc::no_such_file_or_directory);
   EXPECT_EQ(fileSize(folder->get(), "missing").failure(), std::errc::no_such_file_or_directory);

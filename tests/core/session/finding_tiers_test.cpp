@@ -1,4 +1,6 @@
 // Tiers of findings by what git tracks and by what they hold, and what a tier means for what lies inside.
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 
@@ -178,7 +180,7 @@ TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {
   // A plan with the outer tier only does not cover the inner one.
   auto cut = plan;
   cut.items.at(0).tier = safe;
-  EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre(HasSubstr("outer: holds ")));
+  EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre(HasSubstr("outer: is of tier caution by now")));
   for (const auto& found : runScan(rules).findings) {
     if (found.finding.path != cut.items.at(0).path) cut.items.push_back(CleanupPlan::Item::make(found));
   }
@@ -209,6 +211,67 @@ TEST_F(NestedPlaces, AFindingTakesTheTierOfAPlaceInItThatIsNone) {
   const auto plan = makeCleanupPlan(selectedFrom(request()), DisposalMethod::delete_, request());
   EXPECT_THAT(told(checkPlan(plan, inProject, {}).candidates),
               Contains(StartsWith("outer/p/node_modules: is of tier caution by now")));
+}
+
+TEST_F(NestedPlaces, NoOptionHidesWhatIsOfAHigherTierInOne) {
+  auto asked = withRules({{"outer", "outer", "safe", "mine"}});
+  asked.catalog.systemRules.back().ecosystem = "x";
+  EXPECT_EQ(tiersOf(asked).at("outer"), safe) << "holds a finding of its own";
+  const auto narrowed = [&](auto change) {
+    auto other = asked;
+    change(other);
+    return other;
+  };
+  const auto withoutRule = narrowed([](auto& it) { it.catalog.projectRules.pop_back(); });
+  for (const auto& one :
+       {narrowed([](auto& it) { it.scanProjects = false; }), narrowed([](auto& it) { it.ecosystems = {"x"}; }),
+        narrowed([&](auto& it) { it.catalog = withoutRule.catalog, it.wholeCatalog = asked.catalog; }),
+        narrowed([&](auto& it) {
+          it.roots = {tree_.makeFolder("home")};
+          it.systemReach = SystemReach::everywhere;
+        })}) {
+    const auto findings = runScan(one).findings;
+    ASSERT_EQ(findings.at(0).finding.path, tree_.path("code/outer"));
+    EXPECT_EQ(findings.at(0).finding.safetyTier, caution);
+    EXPECT_THAT(findings.at(0).finding.restoreHint.value_or(""), HasSubstr("outer/p/build), which is of this tier"));
+  }
+  const auto plan = makeCleanupPlan(selectedFrom(withoutRule), DisposalMethod::delete_, withoutRule);
+  EXPECT_THAT(told(checkPlan(plan, asked, {}).candidates), Contains(StartsWith("outer: is of tier caution by now")));
+  asked.exclusions.globPatterns = {"build"};
+  EXPECT_EQ(runScan(asked).withheld.at(tree_.path("code/outer")),
+            (KeptInside{tree_.path("code/outer/p/build"), KeptInside::Why::excluded}));
+}
+
+TEST_F(CleanupSession, AnArtefactTakesTheTierOfWhatLiesInItButNotOfFoldersThatToolsMakeEverywhere) {
+  for (const char* file : {"a/node_modules/x/build/f", "b/vendor/x/notes/f"})
+    tree_.writeFile("code/" + std::string(file));
+  auto asked = request();
+  ProjectArtifactRule& notes = asked.catalog.projectRules.emplace_back();
+  notes.id = notes.folderName = notes.label = "notes";
+  notes.tier = warning;
+  EXPECT_EQ(tiersOf(asked), (Tiers{{"a/node_modules", safe}, {"b/vendor", warning}}));
+  EXPECT_THAT(runScan(asked).findings.back().finding.restoreHint.value_or(""),
+              HasSubstr("(" + tree_.path("code/b/vendor/x/notes") + ")"));
+}
+
+TEST_F(NestedPlaces, WhatHoldsFilesOfOtherUsersIsNoSafeFinding) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root makes files of strangers";
+  constexpr uid_t stranger = 65534;
+  tree_.writeFile("code/outer/X.app/f");
+  const auto rules = withRules({{"outer", "outer", "safe", "mine"}});
+  EXPECT_EQ(tiersOf(rules).at("outer"), safe);
+  for (const char* entry : {"X.app", "mid/inner/f", "p/node_modules/f"}) {
+    const std::string path = tree_.path("code/outer/" + std::string(entry));
+    ASSERT_EQ(::chown(path.c_str(), stranger, stranger), 0);
+    const auto found = runScan(rules).findings;
+    const bool isOuter = found.at(0).finding.path == tree_.path("code/outer");
+    const auto& outer = found.at(isOuter ? 0 : found.size() - 1).finding;
+    EXPECT_EQ(outer.restoreHint, "Holds files of other users: " + std::string(entry));
+    ASSERT_EQ(::chown(path.c_str(), 0, 0), 0);
+  }
+  // Root's files are anybody's, and a folder of one user is that user's.
+  ASSERT_EQ(::chown(tree_.path("code/outer").c_str(), stranger, stranger), 0);
+  EXPECT_EQ(tiersOf(rules).at("outer"), safe);
 }
 
 TEST(NestedFindings, ProtectAndDateWhatContainsThemEvenWhereTheyAreNotShown) {
