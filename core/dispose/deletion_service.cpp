@@ -2,6 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <set>
+#include <string_view>
+
 #include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
@@ -47,6 +51,18 @@ void requireAllGone(const FreedesktopTrash::Purged& purged, std::size_t due) {
   if (purged.notBegun > 0) throw DisposalError("was interrupted; " + left + ", the others are deleted");
   const auto& first = purged.failures.front();
   throw DisposalError(fmt::format("{}; {}: {}", left, escapedForTerminal(first.path), first.message));
+}
+
+/// Whether a folder now holds repositories that it did not hold when it was known by another path.
+bool holdsFurther(const RepositoriesInside& now, const std::string& path, const RepositoriesInside& then,
+                  const std::string& formerPath) {
+  std::set<std::string_view> known;
+  for (const std::string& repository : then.ofGit) known.insert(pathBelow(repository, formerPath));
+  const auto isFurther = [&](const std::string& repository) { return !known.contains(pathBelow(repository, path)); };
+  // Of very many, the scan named only some.
+  if (!then.hasMore && (now.hasMore || std::any_of(now.ofGit.begin(), now.ofGit.end(), isFurther))) return true;
+  return now.foreign &&
+         (!then.foreign || pathBelow(now.foreign->folder, path) != pathBelow(then.foreign->folder, formerPath));
 }
 
 }  // namespace
@@ -132,7 +148,7 @@ TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& ite
   DisposalReceipt receipt{.path = item.path,
                           .method = method,
                           .destination = std::nullopt,
-                          .bytes = measure(entry),
+                          .bytes = measure(entry, item),
                           .at = setting_.clock()};
   if (!dryRun) {
     act(entry, standardizedPath(path), *quarantine_, receipt);
@@ -193,7 +209,7 @@ std::function<bool()> TidraDeletionService::shouldBreakOff() const {
   return setting_.finishesItems ? std::function<bool()>() : setting_.shouldCancel;
 }
 
-std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry) const {
+std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry, const Item& item) const {
   if (entry.facts.type != EntryType::directory) return signedBytes(entry.facts.sizeBytes);
   const auto size = TidraDirectorySizeReader::readAll(
                         {{entry.path()}},
@@ -202,6 +218,9 @@ std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry
   // Nothing has changed yet: cancelling while a large tree is measured leaves it in place.
   if (isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
   if (size.kept) throw DisposalError(size.kept->reason(setting_.resolver) + ", so it stays");
+  if (item.repositories && holdsFurther(size.repositories, entry.path(), *item.repositories, item.path)) {
+    throw DisposalError("holds a repository since the scan; scan again");
+  }
   return size.bytes ? std::optional(signedBytes(*size.bytes)) : std::nullopt;
 }
 

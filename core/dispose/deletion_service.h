@@ -14,6 +14,7 @@
 #include "core/dispose/tool_targets.h"
 #include "core/dispose/trash_disposer.h"
 #include "core/model/disposal.h"
+#include "core/model/repositories_inside.h"
 #include "core/platform/mount_table.h"
 #include "core/platform/path_resolver.h"
 
@@ -40,6 +41,8 @@ class TidraDeletionService {
   struct Item {
     std::string path;                           // absolute, "~/…", or a tool-backed target
     std::optional<FileIdentity> identity = {};  // from the scan; any other file is refused
+    // Likewise: a folder in which further ones appeared since is refused.
+    std::optional<RepositoriesInside> repositories = {};
   };
 
   /// An item that was removed.
@@ -75,7 +78,7 @@ class TidraDeletionService {
   Disposed disposeTarget(const std::string& target, bool dryRun);
   Disposed disposePath(const Item& item, DisposalMethod method, bool dryRun, const QuarantineConfig& quarantine);
   void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, DisposalReceipt& receipt);
-  std::optional<std::int64_t> measure(const HeldEntry& entry) const;
+  std::optional<std::int64_t> measure(const HeldEntry& entry, const Item& item) const;
   bool isCancelled() const { return setting_.shouldCancel && setting_.shouldCancel(); }
   /// Returns the cancellation check of a removal in progress; empty when items are finished.
   std::function<bool()> shouldBreakOff() const;

@@ -241,6 +241,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
   items.reserve(candidates.size());
   for (const CleanupCandidate& candidate : candidates) {
     items.push_back({candidate.item.path, candidate.identity()});
+    if (candidate.found != nullptr) items.back().repositories = candidate.found->repositories;
     progress.bytes = saturatedSum(progress.bytes, candidate.item.bytes);
     progress.isEstimate = progress.isEstimate || isToolBackedTarget(candidate.item.path);
   }

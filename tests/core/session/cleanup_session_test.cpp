@@ -190,6 +190,24 @@ TEST_F(CleanupSession, WhatReplacesAFindingDuringTheScanStays) {
   for (const auto& place : places) EXPECT_TRUE(exists(place)) << place;
 }
 
+TEST_F(CleanupSession, ARepositoryThatAppearedSinceTheScanStays) {
+  for (const char* project : {"known", "new", "other"})
+    tree_.writeFile("code/" + std::string(project) + "/node_modules/left/f");
+  tree_.writeFile("code/known/node_modules/left/.git/HEAD");
+  const auto candidates = selected();
+  tree_.writeFile("code/new/node_modules/left/.git/HEAD");
+  tree_.writeFile("code/other/node_modules/left/.hg/store");
+  for (const bool dryRun : {true, false}) {
+    auto how = setting();
+    how.dryRun = dryRun;
+    const auto failures = runCleanup(candidates, how).disposal.failures;
+    ASSERT_EQ(failures.size(), 2U);
+    for (const auto& failure : failures)
+      EXPECT_EQ(failure.message, "holds a repository since the scan; scan again") << failure.path;
+  }
+  EXPECT_FALSE(exists("code/known/node_modules"));
+}
+
 TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
   const std::string name = RemovalLeftover::name(7);
   for (const std::string folder : {"code/p/", "home/.cache/", "home/sdks/", "code/p/node_modules/"}) {
