@@ -64,6 +64,7 @@ Pipe makePipe() {
 /// Returns a null-terminated argv or envp; borrows the strings.
 std::vector<char*> pointers(std::vector<std::string>& texts) {
   std::vector<char*> list;
+  list.reserve(texts.size() + 1);
   for (std::string& text : texts) list.push_back(text.data());
   list.push_back(nullptr);
   return list;

@@ -113,7 +113,7 @@ std::set<std::pair<std::int64_t, std::int64_t>> heldLocks() {
 /// Returns the first `most` arguments. A process may rewrite its command line, so its content is untrusted.
 std::vector<std::string> firstArguments(std::int64_t process, std::size_t most) {
   const FileDescriptor file(::open(fmt::format("/proc/{}/cmdline", process).c_str(), O_RDONLY | O_CLOEXEC));
-  std::array<char, 2 * PATH_MAX> text;
+  std::array<char, std::size_t{2} * PATH_MAX> text;
   const auto length = file ? ::read(file.get(), text.data(), text.size()) : 0;
   std::vector<std::string> arguments;
   if (length <= 0) return arguments;

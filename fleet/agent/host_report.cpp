@@ -31,6 +31,7 @@ std::vector<HubTopItem> largestItems(const std::vector<ScanReportItem>& items, s
                     });
   order.resize(count);
   std::vector<HubTopItem> largest;
+  largest.reserve(order.size());
   for (const ScanReportItem* item : order) {
     largest.push_back({.path = item->path,
                        .label = item->label,

@@ -32,6 +32,7 @@ class CombinedWork {
     std::exception_ptr failure;
     try {
       std::vector<Item*> items;
+      items.reserve(taken.size());
       for (const Entry* entry : taken) items.push_back(entry->item);
       work_(items);
     } catch (...) {

@@ -36,6 +36,7 @@ std::string numberCell(std::optional<std::int64_t> number) { return number ? fmt
 
 std::string tagsCell(const std::map<std::string, std::string>& tags) {
   std::vector<std::string> pairs;
+  pairs.reserve(tags.size());
   for (const auto& [key, value] : tags) pairs.push_back(fmt::format("{}={}", key, value));
   return textCell(joined(pairs, "; "));
 }

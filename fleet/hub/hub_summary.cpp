@@ -69,6 +69,7 @@ std::vector<Row> rowsOf(std::vector<std::pair<Figure, const HubHostFile*>> hosts
     return left.first != right.first ? left.first < right.first : left.second->host < right.second->host;
   });
   std::vector<Row> rows;
+  rows.reserve(hosts.size());
   for (const auto& [figure, file] : hosts) rows.push_back(make(*file));
   return rows;
 }
