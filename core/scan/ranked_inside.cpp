@@ -21,6 +21,13 @@ bool isToolsName(std::string_view name) {
   return names.contains(name);
 }
 
+/// Whether a tool makes folders of this name, and none of its marks lies in this one. Packages are published with such
+/// folders, even with whole work trees in ".claude/worktrees", but never with a ".git".
+bool lacksMark(const std::string& path, std::string_view name) {
+  const ArtifactMaker* maker = makerOf(name);
+  return maker != nullptr && !maker->marks.empty() && firstOf(path, listing(path), maker->marks).empty();
+}
+
 }  // namespace
 
 std::string pathInside(const FolderNode& first, const FolderNode& folder, std::string_view name) {
@@ -49,11 +56,13 @@ bool RankedInside::note(std::string_view name) {
 std::optional<InsideNotes::Ranked> RankedInside::highest(const FolderNode& first, const FolderNode& folder,
                                                          DirectoryReader& reader) const {
   std::optional<InsideNotes::Ranked> highest;
+  if (candidates_.empty()) return highest;
   ProjectFolder project(lastPathComponent(folder.name()), folder.descriptor(), reader);
   for (const auto& [name, facts] : candidates_) {
     project.lookForMarkers(*facts);
     const auto match = RuleIndex::choose(*facts, project);
     if (!match || match->rule->tier == ArtifactSafetyTier::safe) continue;
+    if (isOfTool_ && lacksMark(joinedPath(folder.path(), name), name)) continue;
     InsideNotes::Ranked found{pathInside(first, folder, name), match->rule->label, match->rule->tier};
     if (!highest || outranks(found, *highest)) highest = std::move(found);
   }

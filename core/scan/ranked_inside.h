@@ -19,8 +19,9 @@ namespace tidra {
 /// InsideNotes says.
 std::string pathInside(const FolderNode& first, const FolderNode& folder, std::string_view name = {});
 
-/// The subfolders of one folder. In what tools install or build, every name of such folders occurs, so that rules for
-/// these names do not count there.
+/// The subfolders of one folder. In what tools install or build, every name of such folders occurs. Names of folders
+/// that are safe to remove elsewhere do not count there, others that the built-in rules know only with their tool's
+/// mark inside.
 class RankedInside {
  public:
   /// `rules` must outlive this; null: nothing is looked for. `isOfTool`: a tool made the folder or one around it.

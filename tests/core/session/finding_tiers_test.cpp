@@ -243,14 +243,18 @@ TEST_F(NestedPlaces, NoOptionHidesWhatIsOfAHigherTierInOne) {
 }
 
 TEST_F(CleanupSession, AnArtefactTakesTheTierOfWhatLiesInItButNotOfFoldersThatToolsMakeEverywhere) {
-  for (const char* file : {"a/node_modules/x/build/f", "b/vendor/x/notes/f"})
+  for (const char* file :
+       {"a/node_modules/x/build/f", "b/vendor/x/notes/f", "c/vendor/x/.crush/agents.md", "d/vendor/x/.crush/crush.db"})
     tree_.writeFile("code/" + std::string(file));
   auto asked = request();
   ProjectArtifactRule& notes = asked.catalog.projectRules.emplace_back();
   notes.id = notes.folderName = notes.label = "notes";
   notes.tier = warning;
-  EXPECT_EQ(tiersOf(asked), (Tiers{{"a/node_modules", safe}, {"b/vendor", warning}}));
-  EXPECT_THAT(runScan(asked).findings.back().finding.restoreHint.value_or(""),
+  auto& crush = asked.catalog.projectRules.emplace_back(notes);
+  crush.id = crush.folderName = ".crush";
+  EXPECT_EQ(tiersOf(asked),
+            (Tiers{{"a/node_modules", safe}, {"b/vendor", warning}, {"c/vendor", safe}, {"d/vendor", warning}}));
+  EXPECT_THAT(runScan(asked).findings.at(1).finding.restoreHint.value_or(""),
               HasSubstr("(" + tree_.path("code/b/vendor/x/notes") + ")"));
 }
 
