@@ -211,10 +211,11 @@ std::function<bool()> TidraDeletionService::shouldBreakOff() const {
 
 std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry, const Item& item) const {
   if (entry.facts.type != EntryType::directory) return signedBytes(entry.facts.sizeBytes);
-  const auto size = TidraDirectorySizeReader::readAll(
-                        {{entry.path()}},
-                        {.workers = setting_.workers, .limit = measuringLimit, .shouldCancel = setting_.shouldCancel})
-                        .front();
+  TidraDirectorySizeReader::Options options;
+  options.workers = setting_.workers;
+  options.limit = measuringLimit;
+  options.shouldCancel = setting_.shouldCancel;
+  const auto size = TidraDirectorySizeReader::readAll({{entry.path()}}, options).front();
   // Nothing has changed yet: cancelling while a large tree is measured leaves it in place.
   if (isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
   if (size.kept) throw DisposalError(size.kept->reason(setting_.resolver) + ", so it stays");
