@@ -7,6 +7,7 @@
 
 #include "core/platform/path_text.h"
 #include "core/scan/exclusion_filter.h"
+#include "core/scan/git_folder.h"
 
 namespace tidra {
 namespace {
@@ -46,6 +47,16 @@ void raiseForeign(FoundArtifact& found) {
   raiseToCaution(found.finding);
   found.finding.restoreHint =
       "Holds a " + foreign->system + " repository, which was not asked" + whereIn(found.finding, foreign->folder);
+}
+
+void raiseUnanswered(ScanArtifactFinding& finding, const std::string& repository) {
+  if (finding.safetyTier < ArtifactSafetyTier::caution) {
+    const bool isUnasked = !isConfigurationBeyondOthersReach(repository);
+    finding.restoreHint = (isUnasked ? "Holds a repository that other users can change, so git was not asked about it"
+                                     : "Holds a repository for which git did not answer") +
+                          whereIn(finding, repository);
+  }
+  raiseToCaution(finding);
 }
 
 }  // namespace
@@ -92,7 +103,7 @@ bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMet
   const auto answers = git.holdOwnWork(repositories, removed);
   for (std::size_t i = 0; i < repositories.size(); ++i) {
     ScanArtifactFinding& holder = *holders[i];
-    if (!answers[i]) raiseToCaution(holder);
+    if (!answers[i]) raiseUnanswered(holder, repositories[i]);
     if (!answers[i].value_or(false)) continue;
     holder.safetyTier = ArtifactSafetyTier::warning;
     holder.restoreHint = "Holds work that is in no remote repository" + whereIn(holder, repositories[i]);

@@ -360,7 +360,10 @@ class ScanSession {
       note(fmt::format("git did not answer for {} of the findings, so none of those counts as safe.", unknown));
     }
     if (shouldCancel() || raiseOwnWork(asked, git) || shouldCancel()) return;
-    note("git did not answer for some repositories inside findings, so none of those counts as safe.");
+    note(
+        "Some repositories inside findings could not be asked for work of their own, so no finding that holds one "
+        "counts "
+        "as safe; its line names the first.");
   }
 
   bool isAskedFor(const ScanArtifactFinding& finding) const {

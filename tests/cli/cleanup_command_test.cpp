@@ -138,7 +138,11 @@ TEST_F(CliCleanup, PlansThatMakeNoSenseChangeNothing) {
     EXPECT_THAT(linesOf(ran.err), ElementsAre(AllOf(StartsWith("tidra: Plan '"), HasSubstr(c.told))));
   }
   EXPECT_EQ(run({"apply", tree().path("missing.json"), "--yes"}).status, 2);
-  EXPECT_EQ(run({"apply", "/dev/zero", "--yes"}).status, 2);
+  for (const char* noFile : {"/dev/zero", "/dev/stdin"}) {
+    const ProgramRun ran = run({"apply", noFile, "--yes"});
+    EXPECT_EQ(ran.status, 2);
+    EXPECT_THAT(ran.err, HasSubstr("is not a file; name one that tidra plan has written"));
+  }
   const std::string open = tree().writeFile("open.json", planText());
   std::filesystem::permissions(open, std::filesystem::perms::others_write, std::filesystem::perm_options::add);
   const ProgramRun others = run({"apply", open, "--yes"});
