@@ -209,7 +209,7 @@ std::optional<std::string> InstalledPrograms::ownerByReference(const std::string
   if (auto owner = references_.into(real)) return owner;
   if (!project) return std::nullopt;
   const std::string realProject = realPathOrSame(*project);
-  return isSameOrInside(realHome_, realProject) ? std::nullopt : references_.linkedInto(realProject);
+  return isSameOrInside(realHome_, realProject) ? std::nullopt : references_.intoProject(realProject);
 }
 
 std::optional<std::string> InstalledPrograms::ownerOf(const std::string& path,

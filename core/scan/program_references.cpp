@@ -102,12 +102,18 @@ ProgramReferences::ProgramReferences(const TidraPathResolver& resolver) : home_(
 }
 
 std::optional<std::string> ProgramReferences::into(const std::string& folder) const {
-  auto name = linkedInto(folder);
+  auto name = find(links_, folder);
   return name ? name : find(named_, folder);
 }
 
-std::optional<std::string> ProgramReferences::linkedInto(const std::string& folder) const {
-  return find(links_, folder);
+std::optional<std::string> ProgramReferences::intoProject(const std::string& folder) const {
+  if (auto name = find(links_, folder)) return name;
+  const std::string start = folder + "/";
+  for (auto named = named_.lower_bound(start); named != named_.end() && named->first.starts_with(start); ++named) {
+    const auto facts = pathFacts(named->first);
+    if (facts && facts->type == EntryType::regularFile) return named->second;
+  }
+  return std::nullopt;
 }
 
 /// Expands the first component of the pattern in a folder.

@@ -25,8 +25,8 @@ class ProgramReferences {
   /// `folder` are resolved.
   std::optional<std::string> into(const std::string& folder) const;
 
-  /// As into(), by symbolic links only.
-  std::optional<std::string> linkedInto(const std::string& folder) const;
+  /// As into() for a project, whose folder many texts name: by symbolic links, and by files of it that a text names.
+  std::optional<std::string> intoProject(const std::string& folder) const;
 
  private:
   using Names = std::map<std::string, std::string>;  // by place, with symbolic links in its folder resolved

@@ -120,10 +120,18 @@ bool isNamedByVariable(std::string_view pathTemplate) {
   return name != "TMPDIR" && name != "HOME" && !name.starts_with("XDG_");
 }
 
+/// Whether people have files of this name; builds make some of them as well, caches of tools do not at their top.
+bool isOfPeople(std::string_view fileName) {
+  constexpr std::array suffixes{".html", ".css", ".js", ".csv", ".pdf", ".jpg", ".jpeg", ".png", ".mp4", ".rtf"};
+  return isHandMade(fileName) || std::any_of(suffixes.begin(), suffixes.end(), [&](const char* suffix) {
+           return asciiLowered(fileName).ends_with(suffix);
+         });
+}
+
 /// Returns the name of an entry that people make: a repository, source, a document. Empty without one.
 std::string handMadeEntry(const std::vector<FolderEntry>& entries) {
   const auto found = std::find_if(entries.begin(), entries.end(), [](const FolderEntry& entry) {
-    return entry.type == EntryType::directory ? entry.name == ".git" : isHandMade(entry.name);
+    return entry.type == EntryType::directory ? entry.name == ".git" : isOfPeople(entry.name);
   });
   return found == entries.end() ? "" : found->name;
 }

@@ -86,7 +86,9 @@ TEST_F(CatalogProbe, WorkInAFolderThatAVariableNamesRaisesIt) {
   make({"work/hub/src", "project/hub/a/.git", "real/hub/models--x/blobs", "home/.cache/hub"});
   fixture.tree().writeFile("work/hub/src/thesis.tex");
   fixture.tree().writeFile("home/.cache/hub/notes.md");
+  fixture.tree().writeFile("data/hub/measures.csv");
   for (const auto& [folder, tier] : {std::pair{"work", ArtifactSafetyTier::warning},
+                                     {"data", ArtifactSafetyTier::warning},
                                      {"project", ArtifactSafetyTier::warning},
                                      {"real", ArtifactSafetyTier::safe}}) {
     fixture.context.resolver.environment["OWN"] = fixture.tree().path(folder);
