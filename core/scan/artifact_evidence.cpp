@@ -1,5 +1,6 @@
-// Evidence, strongest first: files that only the tool leaves inside; git ignores the folder; the tool's manifest lies
-// beside it. The weaker kinds count only without counter-evidence: a project manifest inside, mostly hand-written
+// Evidence, strongest first: files that only the tool leaves inside, without hand-written source beside them; git
+// ignores the folder; the tool's manifest lies beside it. Where others could have given the folder its name, only the
+// first counts. The weaker kinds count only without counter-evidence: a project manifest inside, mostly hand-written
 // source, documents, keys and data bases, a location below test fixtures, or contents all older than their arrival on
 // this disk (an unpacked archive). Some folders no tool can recreate, and some are projects themselves, regardless of
 // evidence.
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "core/base/text.h"
+#include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_makers.h"
 #include "core/scan/exclusion_filter.h"
@@ -41,16 +43,18 @@ constexpr std::string_view projectManifests =
 /// Those that no generator writes into a build folder.
 constexpr std::string_view handWrittenManifests =
     "package.json go.mod Cargo.toml pom.xml setup.py pyproject.toml build.xml CMakeLists.txt meson.build composer.json "
-    "Gemfile *.gemspec *.csproj configure.ac build.gradle build.gradle.kts build.sbt Package.swift";
+    "Gemfile *.gemspec *.csproj configure.ac build.gradle build.gradle.kts build.sbt Package.swift deno.json "
+    "deno.jsonc requirements*.txt mix.exs pubspec.yaml";
 
-/// What people put into an environment's folder, where no tool writes such files.
-constexpr std::string_view environmentSources = "*.py *.ipynb requirements*.txt Pipfile environment.yml";
+/// What generators write at the top of a build folder, beside what only they leave there.
+constexpr std::string_view generatorMarks = "CMakeCache.txt meson-info args.gn config.status";
+constexpr std::string_view generatedManifests = "Makefile GNUmakefile build.ninja *.sln";
+constexpr std::string_view generatedSources = "*.cmake *.tcl *.sh *.c *.cc *.cpp *.cxx *.h *.hpp";
 
-/// The folders at the top of an environment whose Python files installers write.
-constexpr std::array environmentFolders{
-    std::string_view{"bin"},     std::string_view{"lib"},   std::string_view{"lib64"},
-    std::string_view{"include"}, std::string_view{"share"}, std::string_view{"etc"},
-    std::string_view{"man"},     std::string_view{"Lib"},   std::string_view{"Scripts"}};
+/// All that creating an environment and installing into it puts at its top. "src" holds the clones of "pip install -e".
+constexpr std::string_view environmentEntries =
+    "bin lib lib64 lib32 libexec sbin include share etc var man doc Lib Scripts Include local pyvenv.cfg .gitignore "
+    ".lock CACHEDIR.TAG pip-selfcheck.json .tox-info.json .project .Python .DS_Store __pycache__";
 
 /// Folders whose names people also use for their own documents.
 constexpr std::array ordinaryNames{std::string_view{"build"}, std::string_view{"dist"}, std::string_view{"vendor"},
@@ -62,6 +66,13 @@ constexpr std::array deployableFolders{std::string_view{".output"}, std::string_
 
 bool isIn(const auto& names, std::string_view name) {
   return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+/// Whether one of the patterns, separated by blanks, matches.
+bool matchesOne(const std::string& name, std::string_view patterns) {
+  const auto known = splitNonEmpty(patterns, ' ');
+  return std::any_of(known.begin(), known.end(),
+                     [&](std::string_view pattern) { return globMatches(std::string(pattern), name.c_str()); });
 }
 
 bool hasComponent(std::string_view path, const auto& names) {
@@ -106,13 +117,15 @@ class Case {
     if (isBeyondRemaking() || isProject()) return std::nullopt;
     const std::string mark = firstOf(path_, inside_, maker_->marks, owner_);
     const bool mayHaveTravelled = !mark.empty() && (maker_->marksTravel || isBelowTests(project_));
-    if (!mark.empty() && !(mayHaveTravelled && isUnpacked())) return fmt::format("holds {}", mark);
+    const bool holdsWork = holdsSourcesAtTop();
+    if (!mark.empty() && !holdsWork && !(mayHaveTravelled && isUnpacked())) return fmt::format("holds {}", mark);
+    if (isNameGivenByOthers(*facts)) return std::nullopt;
     const auto ignored = ignored_.of(path_);
     if (ignored.isNamed && ignored.isInRepository && !(isCommonName() && speaksAgainst())) return "ignored by git";
     // Neither ignored nor tracked by git: new work. Other version control systems are not consulted.
     const bool isNew = ignored.isInRepository && !ignored.isIgnored && !holdsOnlyIgnored();
     if (ignored.isVersioned || isNew) return std::nullopt;
-    if (isUnpacked()) return std::nullopt;
+    if (holdsWork || isUnpacked()) return std::nullopt;
     if (const auto common = commonMark(); !common.empty()) return fmt::format("holds {}", common);
     if (speaksAgainst()) return std::nullopt;
     if (ignored.isNamed) return "ignored by a .gitignore above it";
@@ -143,22 +156,45 @@ class Case {
 
   /// Whether the folder is a project that its tools wrote into, as with "cmake ." in "build".
   bool isProject() const {
-    if (isEnvironment()) return holdsSources(path_, inside_) || holdsForeignSources();
-    return isCommonName() && !firstOf(path_, inside_, handWrittenManifests).empty();
+    if (isEnvironment()) return holdsForeignEntries();
+    if (!isCommonName()) return false;
+    return !firstOf(path_, inside_, handWrittenManifests).empty() ||
+           (!isGenerated() && !firstOf(path_, inside_, generatedManifests).empty());
   }
 
-  static bool holdsSources(const std::string& folder, const std::vector<FolderEntry>& entries) {
-    return !firstOf(folder, entries, environmentSources).empty() ||
-           !firstOf(folder, entries, handWrittenManifests).empty();
-  }
+  /// Whether a generator of build files wrote here.
+  bool isGenerated() const { return !firstOf(path_, inside_, generatorMarks).empty(); }
 
-  /// Whether a folder that installers do not make lies in the environment and holds sources.
-  bool holdsForeignSources() const {
+  /// Whether hand-written source lies directly in a folder whose name people also use.
+  bool holdsSourcesAtTop() const {
+    // Composer writes source there.
+    if (maker_->folder == "vendor" || !isIn(ordinaryNames, maker_->folder)) return false;
+    const bool isGenerators = isGenerated();
     return std::any_of(inside_.begin(), inside_.end(), [&](const FolderEntry& entry) {
-      if (entry.type != EntryType::directory || isIn(environmentFolders, entry.name)) return false;
-      const std::string folder = joinedPath(path_, entry.name);
-      return holdsSources(folder, listing(folder));
+      return entry.type == EntryType::regularFile && isSource(entry.name) &&
+             !(isGenerators && matchesOne(entry.name, generatedSources));
     });
+  }
+
+  /// Whether an environment holds what no installer puts there.
+  bool holdsForeignEntries() const {
+    return std::any_of(inside_.begin(), inside_.end(), [&](const FolderEntry& entry) {
+      if (entry.name != "src") return !matchesOne(entry.name, environmentEntries);
+      const auto clones = listing(joinedPath(path_, "src"));
+      return std::any_of(clones.begin(), clones.end(), [&](const FolderEntry& clone) {
+        return !pathExists(joinedPath(path_, joinedPath("src", joinedPath(clone.name, ".git"))));
+      });
+    });
+  }
+
+  /// Whether somebody else could have renamed another folder to an artefact's name: they own the folder around, or may
+  /// write to it. Then only what lies inside is evidence.
+  bool isNameGivenByOthers(const EntryFacts& facts) const {
+    constexpr std::uint32_t sticky = 01000;
+    const auto around = followedFacts(project_);
+    if (!around) return true;
+    if (around->owner != 0 && around->owner != runningUser() && around->owner != facts.owner) return true;
+    return (around->permissions & sticky) == 0 && isWritableByOthers(project_, *around);
   }
 
   /// Whether git ignores each folder inside, and nothing else lies there: "/.angular/cache" is how starters name it.

@@ -27,11 +27,11 @@ bool hasSuffixOf(std::string_view name, std::string_view suffixes) {
   return suffixes.find(asciiLowered(name.substr(dot)) + ' ') != std::string_view::npos;
 }
 
-bool isSource(std::string_view name) {
-  return !name.starts_with('.') && !name.ends_with(".d.ts") && hasSuffixOf(name, sourceSuffixes);
-}
-
 }  // namespace
+
+bool isSource(std::string_view fileName) {
+  return !fileName.starts_with('.') && !fileName.ends_with(".d.ts") && hasSuffixOf(fileName, sourceSuffixes);
+}
 
 bool isKeepsake(std::string_view fileName) {
   return fileName.starts_with(".env.") || hasSuffixOf(fileName, keepsakeSuffixes);

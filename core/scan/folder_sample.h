@@ -20,10 +20,13 @@ struct FolderSample {
   static FolderSample of(const std::string& folder);
 };
 
+/// Whether people write files of this name, and no build puts them into its output.
+bool isSource(std::string_view fileName);
+
 /// Whether a file of this name is a document, a key or a data base.
 bool isKeepsake(std::string_view fileName);
 
-/// Whether people write files of this name: source that no build puts into its output, and what isKeepsake() names.
+/// What isSource() and isKeepsake() name.
 bool isHandMade(std::string_view fileName);
 
 /// Returns the earliest ctime of the files in a folder, or in the nearest ancestor that has files. Unlike mtime it is

@@ -26,14 +26,28 @@ bool isGone(const std::string& project, const nlohmann::json& version) {
   return false;
 }
 
-/// Whether the character before `at` ends a call or statement that loads a file: "require('", "from '".
+/// Whether the text before a quoted path loads the file there: "require('", "from '", "require(path.join(__dirname, '".
 bool isLoadedAt(std::string_view text, std::size_t at) {
   if (at == 0 || std::string_view("'\"`").find(text[at - 1]) == std::string_view::npos) return false;
-  const auto before = text.substr(0, at - 1);
-  const auto said = before.substr(0, before.find_last_not_of(" \t") + 1);
-  constexpr std::array<std::string_view, 7> loaders{"require(", "require.resolve(", "requireDir(", "loadTasks(",
-                                                    "import(",  "import",           "from"};
-  return std::any_of(loaders.begin(), loaders.end(), [&](std::string_view loader) { return said.ends_with(loader); });
+  constexpr std::size_t longestCall = 256;
+  const std::size_t start = at > longestCall ? at - longestCall : 0;
+  constexpr std::array<std::string_view, 8> loaders{
+      "require(", "require.resolve(", "requireDir(", "loadTasks(", "import(", "src(", "import", "from"};
+  const auto isLoader = [&](std::size_t end) {
+    const auto said = trimmed(text.substr(start, end - start));
+    return std::any_of(loaders.begin(), loaders.end(), [&](auto loader) { return said.ends_with(loader); });
+  };
+  if (isLoader(at - 1)) return true;
+  // The calls around the path that are still open there.
+  int closed = 0;
+  for (std::size_t i = at - 1; i > start && text[i - 1] != ';'; --i) {
+    if (text[i - 1] == ')') ++closed;
+    if (text[i - 1] == '(' && --closed < 0) {
+      if (isLoader(i)) return true;
+      closed = 0;
+    }
+  }
+  return false;
 }
 
 /// Whether a script's text loads the folder or a file in it.
@@ -41,7 +55,8 @@ bool loadsFrom(std::string_view text, std::string_view folder) {
   for (auto at = text.find(folder); at != std::string_view::npos; at = text.find(folder, at + 1)) {
     const auto end = at + folder.size();
     if (end < text.size() && std::string_view("/'\"`").find(text[end]) == std::string_view::npos) continue;
-    const auto start = text.substr(0, at).ends_with("./") ? at - 2 : at;
+    auto start = at;
+    while (text.substr(0, start).ends_with("./")) start -= text.substr(0, start).ends_with("../") ? 3 : 2;
     if (isLoadedAt(text, start)) return true;
   }
   return false;
@@ -91,11 +106,20 @@ PackageManifest::PackageManifest(const std::string& project) : project_(project)
 
 bool PackageManifest::mayMake(std::string_view folder, const std::vector<FolderEntry>& beside) const {
   if (folder != "dist" && folder != "build") return true;
-  if (!scripts_.mayMake(folder)) return false;
+  if (!scripts_.mayMake(folder, project_)) return false;
+  // Configuration files, and the files that scripts run: "make.js" of "node make".
+  std::vector<std::string> files;
+  for (const FolderEntry& entry : beside) {
+    if (isConfiguration(entry.name)) files.push_back(entry.name);
+  }
+  for (const std::string& word : scripts_.words()) {
+    if (word.starts_with('-') || word.starts_with('/')) continue;
+    files.push_back(word);
+    if (word.find('.') == std::string::npos) files.push_back(word + ".js");
+  }
   constexpr std::size_t largest = 256_KiB;
-  return std::none_of(beside.begin(), beside.end(), [&](const FolderEntry& entry) {
-    if (!isConfiguration(entry.name)) return false;
-    const auto text = readRegularFile(joinedPath(project_, entry.name), largest);
+  return std::none_of(files.begin(), files.end(), [&](const std::string& file) {
+    const auto text = readRegularFile(joinedPath(project_, file), largest);
     return text && loadsFrom(*text, folder);
   });
 }

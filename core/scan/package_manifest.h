@@ -26,8 +26,8 @@ class PackageManifest {
   /// Whether it names subfolders as packages of its own.
   bool hasWorkspaces() const { return hasWorkspaces_; }
 
-  /// Whether a script builds, and nothing shows that the folder is part of the sources: no script and no configuration
-  /// file `beside` reads from it. Folders whose names only tools use need no script.
+  /// Whether a script builds, and nothing shows that the folder is part of the sources: no script, no file that a
+  /// script runs and no configuration file `beside` reads from it. Folders whose names only tools use need no script.
   bool mayMake(std::string_view folder, const std::vector<FolderEntry>& beside) const;
 
  private:

@@ -4,6 +4,7 @@
 #include <array>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <unordered_set>
 #include <vector>
 
 #include "core/base/byte_units.h"
@@ -25,10 +26,59 @@ bool matchesOnly(const std::vector<FolderEntry>& entries, std::string_view patte
   });
 }
 
+/// Whether a name is one of these (separated by blanks), maybe with a version behind it: "python3.13t", "pip-3.11".
+bool isVersionOf(const std::string& name, std::string_view programs) {
+  const auto known = splitNonEmpty(programs, ' ');
+  return std::any_of(known.begin(), known.end(), [&](std::string_view program) {
+    return name.starts_with(program) && name.find_first_not_of("0123456789.-t", program.size()) == std::string::npos;
+  });
+}
+
+bool areVersionsOf(const std::vector<FolderEntry>& entries, std::string_view programs) {
+  return std::all_of(entries.begin(), entries.end(),
+                     [&](const FolderEntry& entry) { return isVersionOf(entry.name, programs); });
+}
+
+/// Interpreters, installers and what activates the environment.
+constexpr std::string_view launchers =
+    "python pypy \xF0\x9D\x9C\x8Bthon pip wheel easy_install activate activate.csh activate.fish activate.nu "
+    "activate.bat "
+    "activate.xsh activate.ps1 Activate.ps1 activate_this.py deactivate deactivate.bat deactivate.nu pydoc.bat";
+
+/// Whether all files in the packages of a "site-packages" folder are those that its installer recorded.
+bool holdsOnlyRecorded(const std::string& packages, const std::vector<FolderEntry>& entries) {
+  constexpr std::size_t largest = 1_MiB;
+  constexpr std::size_t mostFolders = 2000;
+  std::string recorded;  // lines "path,hash,size"
+  std::vector<std::string> waiting;
+  for (const FolderEntry& entry : entries) {
+    if (entry.type != EntryType::directory) continue;
+    const auto record = readRegularFile(joinedPath(packages, joinedPath(entry.name, "RECORD")), largest);
+    if (record) recorded += '\n' + *record;
+    if (!globMatches("*-info", entry.name.c_str())) waiting.push_back(entry.name);
+  }
+  std::unordered_set<std::string_view> files;
+  for (const std::string_view line : splitNonEmpty(recorded, '\n')) files.insert(line.substr(0, line.find(',')));
+  for (std::size_t folders = 0; !waiting.empty(); ++folders) {
+    if (folders == mostFolders) return false;
+    const std::string folder = std::move(waiting.back());
+    waiting.pop_back();
+    for (const FolderEntry& entry : listing(joinedPath(packages, folder))) {
+      std::string path = joinedPath(folder, entry.name);
+      if (entry.type == EntryType::directory) {
+        waiting.push_back(std::move(path));
+      } else if (!path.ends_with(".pyc") && !files.contains(path)) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
 /// Whether a "lib" folder holds "python3.11/site-packages" or the like with the installer's packages, and nothing else.
 bool holdsOnlyInstaller(const std::string& library) {
   const auto versions = listing(library);
-  if (versions.empty() || !matchesOnly(versions, "python* pypy*")) return false;
+  if (versions.empty() || !areVersionsOf(versions, "python pypy")) return false;
   return std::all_of(versions.begin(), versions.end(), [&](const FolderEntry& version) {
     const std::string folder = joinedPath(library, version.name);
     const auto packages = listing(joinedPath(folder, "site-packages"));
@@ -37,7 +87,8 @@ bool holdsOnlyInstaller(const std::string& library) {
                        "pip pip-*.dist-info pip-*.egg-info setuptools setuptools-*.dist-info setuptools-*.egg-info "
                        "wheel wheel-*.dist-info pkg_resources pkg_resources-*.dist-info _distutils_hack "
                        "distutils-precedence.pth easy_install.py __pycache__ *.virtualenv _virtualenv.py "
-                       "_virtualenv.pth");
+                       "_virtualenv.pth") &&
+           holdsOnlyRecorded(joinedPath(folder, "site-packages"), packages);
   });
 }
 
@@ -93,13 +144,17 @@ bool hasValue(std::string_view text) {
 
 bool listsInPyproject(std::string_view text) {
   return anySetting(text, [](std::string_view section, std::string_view key, std::string_view value) {
-    const bool isTool = section.starts_with("tool.");
+    // Other tools have dependencies of other environments: "tool.hatch.envs.docs".
+    const bool isInstaller = section.starts_with("tool.poetry.") || section.starts_with("tool.pdm.") ||
+                             section.starts_with("tool.uv") || section.starts_with("tool.rye") ||
+                             section == "tool.setuptools.dynamic" || section == "tool.flit.metadata";
     // A table of its own for one package.
-    if (key.empty()) return isTool && section.find("dependencies.") != std::string_view::npos;
+    if (key.empty()) return isInstaller && section.find("dependencies.") != std::string_view::npos;
     if (key == "python" || !hasValue(value)) return false;
     if (section == "project") return key == "dependencies" || key.starts_with("optional-dependencies.");
     return section == "project.optional-dependencies" || section == "dependency-groups" ||
-           (isTool && (section.ends_with("dependencies") || key == "dependencies" || key == "dev-dependencies"));
+           (isInstaller && (section.ends_with("dependencies") || key == "dependencies" || key == "dev-dependencies" ||
+                            key == "requires"));
   });
 }
 
@@ -165,10 +220,19 @@ bool anyLine(std::string_view text, const std::function<bool(std::string_view)>&
   });
 }
 
-bool listsInRequirements(std::string_view text) {
-  return anyLine(text, [](std::string_view line) {
-    return !line.starts_with('-') || line.starts_with("-r") || line.starts_with("-e") || line.starts_with("--req") ||
-           line.starts_with("--edit");
+/// Other files and folders of this machine count while they exist: "-r base.txt", "--editable=../lib[extra]".
+bool listsInRequirements(std::string_view text, const std::string& project) {
+  return anyLine(text, [&](std::string_view line) {
+    if (!line.starts_with('-')) return true;
+    const bool isMeant = line.starts_with("-r") || line.starts_with("-e") || line.starts_with("--requirement") ||
+                         line.starts_with("--editable");
+    if (!isMeant) return false;
+    const auto name = line.starts_with("--") ? line.find_first_of(" =") : 1;
+    const auto begin = line.find_first_not_of(" =\t", name + 1);
+    if (begin == std::string_view::npos) return false;
+    const auto place = line.substr(begin, line.find_first_of(" \t[#;", begin) - begin);
+    if (place.find("://") != std::string_view::npos || place.starts_with("git+")) return true;
+    return bool(followedFacts(place.starts_with('/') ? std::string(place) : joinedPath(project, place)));
   });
 }
 
@@ -192,11 +256,11 @@ bool holdsNothingButItsInstaller(const std::string& environment) {
     const std::string path = joinedPath(environment, entry.name);
     if (entry.type != EntryType::directory) return true;
     if (entry.name == "bin") {
-      return matchesOnly(listing(path), "python* pypy* pip* wheel* easy_install* activate* Activate.ps1 deactivate*");
+      return areVersionsOf(listing(path), launchers);
     }
     if (entry.name != "include") return holdsOnlyInstaller(path);
     const auto headers = listing(path);
-    return matchesOnly(headers, "python*") && std::all_of(headers.begin(), headers.end(), [&](const FolderEntry& it) {
+    return areVersionsOf(headers, "python") && std::all_of(headers.begin(), headers.end(), [&](const FolderEntry& it) {
              return it.type == EntryType::symbolicLink || listing(joinedPath(path, it.name)).empty();
            });
   };
@@ -215,7 +279,7 @@ bool listsPackages(const std::string& project, const std::string& name) {
   if (name == "Pipfile.lock") return listsInPipfileLock(*text);
   if (name.ends_with(".lock")) return listsInLock(*text);
   if (name.ends_with(".yml") || name.ends_with(".yaml")) return listsInCondaFile(*text);
-  return listsInRequirements(*text);
+  return listsInRequirements(*text, project);
 }
 
 }  // namespace tidra

@@ -120,12 +120,24 @@ TEST(ArtifactEvidence, CommonNamesInsideAreMarksOnlyBesideTheToolsManifest) {
 TEST(ArtifactEvidence, AProjectThatIsCalledLikeAnArtefactIsNone) {
   expectEvidence({
       {{"build/CMakeLists.txt", "build/main.cpp", "build/CMakeCache.txt"}, "build", "–"},
-      {{"build/Makefile", "build/CMakeCache.txt"}, "build", "holds CMakeCache.txt"},
+      {{"build/Makefile", "build/CMakeCache.txt", "build/parser.c", "build/xConfig.cmake"},
+       "build",
+       "holds CMakeCache.txt"},
+      {{"build/build.ninja", "build/meson-info/", "build/config.h"}, "build", "holds build.ninja"},
+      {{"build/build.ninja", "build/.ninja_log"}, "build", "–"},
+      {{"build/Makefile", "build/CACHEDIR.TAG"}, "build", "–"},
+      {{"build/util.c", "build/CACHEDIR.TAG"}, "build", "–"},
+      {{"build/app.py", "build/meson-info/"}, "build", "–"},
+      {{".git/", ".gitignore=build", "build/app.py", "build/meson-info/", "build/a", "build/b"},
+       "build",
+       "ignored by git"},
+      {{"coverage/deno.json", "coverage/lcov.info"}, "coverage", "–"},
       {{"coverage/package.json", "coverage/lcov.info"}, "coverage", "–"},
       {{"pom.xml", "target/pom.xml", "target/CACHEDIR.TAG"}, "target", "–"},
-      {{"requirements.txt=a", "venv/pyvenv.cfg", "venv/app.py"}, "venv", "–"},
-      {{"requirements.txt=a", ".venv/pyvenv.cfg", ".venv/a.ipynb"}, ".venv", "–"},
-      {{"requirements.txt=a", "venv/pyvenv.cfg", "venv/site/manage.py"}, "venv", "–"},
+      {{"requirements.txt=a", ".venv/pyvenv.cfg", ".venv/data.csv"}, ".venv", "–"},
+      {{"requirements.txt=a", "venv/pyvenv.cfg", "venv/site/src/manage.py"}, "venv", "–"},
+      {{"requirements.txt=a", "venv/pyvenv.cfg", "venv/src/mine.py"}, "venv", "–"},
+      {{"requirements.txt=a", "venv/pyvenv.cfg", "venv/src/flask/.git/"}, "venv", "holds pyvenv.cfg"},
       {{"requirements.txt=a", ".venv/pyvenv.cfg", ".venv/bin/activate_this.py"}, ".venv", "holds pyvenv.cfg"},
       // Documents, keys and data bases.
       {{".git/", ".gitignore=target", "target/report.docx", "target/a.js", "target/b.js"}, "target", "–"},
@@ -141,26 +153,56 @@ TEST(ArtifactEvidence, OnlyScriptsThatBuildMakeAFolder) {
     const std::string package = "package.json={\"scripts\":{" + scripts + "}}";
     expectEvidence({{{package, folder + "/a.js"}, folder, isMade ? "beside package.json" : "–"}});
   };
-  for (const char* scripts :
-       {R"("build":"node build")", R"("build":"cd build && ./make.sh")", R"("build":"gulp --gulpfile ./build")",
-        R"("prebuild":"node ./build","build":"tsc")", R"("prepare":"husky install")", R"("rebuild-index":"x")",
-        R"("build":"electron-builder")", R"("build:icons":"node scripts/icons.js")", R"("build":"sh 'build/x'")",
-        R"("build":"tsc","lint":"eslint build/*.js")", R"("build":"tsc","docs":"cp build/logo.png site")"}) {
+  for (const char* scripts : {R"("build":"node build")",
+                              R"("build":"cd build && ./make.sh")",
+                              R"("build":"gulp --gulpfile ./build")",
+                              R"("prebuild":"node ./build","build":"tsc")",
+                              R"("prepare":"husky install")",
+                              R"("rebuild-index":"x")",
+                              R"("build":"electron-builder")",
+                              R"("build:icons":"node scripts/icons.js")",
+                              R"("build":"sh 'build/x'")",
+                              R"("build":"tsc","lint":"eslint build/*.js")",
+                              R"("build":"tsc","docs":"cp build/logo.png site")",
+                              R"("build":"tsc","pack":"zip -r ../a.zip build")",
+                              R"("build":"tsc","image":"docker build build")",
+                              R"("build":"vite build","x":"node build/index.js serve")",
+                              R"("build":"vite build --layouts build/layouts")",
+                              R"("build":"tsc","x":"node $PWD/build/a.js")",
+                              R"("build":"tsc && node ././/build/a.js")",
+                              R"("build":"npm run lint")",
+                              R"("build":"node make.js")",
+                              R"("build":"pnpm exec crx build && tsc")"}) {
     expectScripts(scripts, "build", false);
   }
   for (const char* scripts :
+       {R"("build":"zip -r a.zip dist")", R"("dist":"asar pack dist app.asar")",
+        R"("build":"crx pack dist -o a.crx && tsc")", R"("build":"tsc -o ../dist && cat dist")"}) {
+    expectScripts(scripts, "dist", false);
+  }
+  for (const char* scripts :
        {R"("build":"react-scripts build","deploy":"gh-pages -d build")", R"("build:prod":"vite build --outDir=build")",
-        R"("prepare":"npm run -s build","build":"x")", R"("build":"rm -rf ./build && tsc --outDir ./build")",
-        R"("build":"cp -r assets build/","start":"serve -s build")", R"("build-lib":"rollup -c -o build/a.js")"}) {
+        R"("prepare":"npm run -s build","build":"NODE_ENV=production npx webpack build")",
+        R"("build":"rm -rf ./build && tsc --outDir ./build")",
+        R"("build":"cp -r assets build/","start":"serve -s build")", R"("build-lib":"rollup -c -o build/a.js")",
+        R"("build":"node make.js --out-dir ./build")", R"("build":"yarn exec vite build")",
+        R"("build":"node --x=1 node_modules/vite/bin/vite.js build")"}) {
     expectScripts(scripts, "build", true);
   }
   expectScripts(R"("build":"nest build","start":"node dist/main","lint":"eslint . --ignore-pattern dist")", "dist",
                 true);
+  expectEvidence(
+      {{{R"(p/package.json={"scripts":{"build":"tsc && node ../p/build/a.js"}})", "p/build/a.js"}, "p/build", "–"}});
   const std::string webpack = R"(package.json={"scripts":{"build":"webpack"}})";
   expectEvidence({
       {{webpack, "webpack.config.js=const a = require(\"./build/base\")", "build/base.js"}, "build", "–"},
       {{webpack, "gulpfile.js=import b from './build'", "build/index.js"}, "build", "–"},
       {{webpack, "webpack.config.js=a: resolve(__dirname, './build')", "build/a.js"}, "build", "beside package.json"},
+      {{webpack, "vue.config.js=const c = require(path.join(__dirname, 'build', 'bg'))", "build/bg.js"}, "build", "–"},
+      {{R"(package.json={"scripts":{"build":"webpack && node tools/post"}})", "tools/post.js=import('../build/base')",
+        "build/a.js"},
+       "build",
+       "–"},
   });
 }
 
@@ -206,7 +248,11 @@ TEST(ArtifactEvidence, AnEnvironmentNeedsAManifestThatNamesItsPackages) {
            {"poetry.lock=package = []\n[metadata]\nlock-version = 2", false},
            {"uv.lock=[[package]]\nname = 'x'\nsource = { virtual = '.' }", false},
            {"uv.lock=[[package]]\nname = 'torch'", true},
+           {"pyproject.toml=[tool.hatch.envs.docs]\ndependencies = ['mkdocs']\n[tool.x]\ndependencies = true", false},
            {"requirements.txt=--index-url https://x\n", false},
+           {"requirements.txt=-r gone.txt\n-e ../gone", false},
+           {"requirements.txt=--editable=.[test]", true},
+           {"requirements.txt=-e git+https://x/y.git", true},
            {"environment.yml=name: x\ndependencies:\n  - python=3.11\n", false},
            {"environment.yml=dependencies:\n- python\n- torch\n", true}}) {
     expectEvidence({{{manifest, ".venv/pyvenv.cfg", torch}, ".venv", named ? "holds pyvenv.cfg" : "–"}});
@@ -214,10 +260,12 @@ TEST(ArtifactEvidence, AnEnvironmentNeedsAManifestThatNamesItsPackages) {
   const std::string packages = "v/lib/python3/site-packages/";
   for (const std::string& own :
        {packages + "mymod.py", packages + "old-1.0-py3.11.egg", std::string("v/share/model.bin"),
-        std::string("v/bin/deploy.sh"), std::string("v/include/python3/mine.h")}) {
+        packages + "setuptools/mine.py", std::string("v/bin/deploy.sh"), std::string("v/bin/pipeline.sh"),
+        std::string("v/bin/python_report.py"), std::string("v/include/python3/mine.h")}) {
     const TemporaryTree tree;
-    makeEntries(tree, {"v/pyvenv.cfg", "v/bin/python3", "v/include/python3/", packages + "pip-1.dist-info/",
-                       packages + "setuptools/a", packages + "distutils-precedence.pth", "v/lib64->lib"});
+    makeEntries(tree, {"v/pyvenv.cfg", "v/bin/python3", "v/include/python3/",
+                       packages + "pip-1.dist-info/RECORD=setuptools/a,x,1", packages + "setuptools/a",
+                       packages + "distutils-precedence.pth", "v/lib64->lib"});
     ::rename(tree.path("v").c_str(), tree.path("venv").c_str());
     EXPECT_EQ(evidenceOf(tree, "venv"), "holds pyvenv.cfg");
     makeEntries(tree, {"venv" + own.substr(1)});
@@ -242,7 +290,7 @@ TEST(ArtifactEvidence, AStrangersFilesInASharedFolderAreNone) {
   const TemporaryTree tree;
   makeEntries(tree, {"above/p/package.json={}", "above/p/node_modules/x/f",
                      "above/yarn.lock=a:", "above/package.json={\"workspaces\":[\"p\"]}", "beside/requirements.txt=x",
-                     "beside/.venv/pyvenv.cfg", "inside/target/CACHEDIR.TAG", "inside/target/x.rs"});
+                     "beside/.venv/pyvenv.cfg", "inside/target/CACHEDIR.TAG", "inside/target/x/a.rs"});
   const std::vector<std::array<std::string, 4>> rows{
       {"above", "above/yarn.lock", "above/p/node_modules", "beside package.json"},
       {"beside", "beside/requirements.txt", "beside/.venv", "holds pyvenv.cfg"},
@@ -264,6 +312,20 @@ TEST(ArtifactEvidence, AStrangersFilesInASharedFolderAreNone) {
   }
   give("inside/target", stranger);
   EXPECT_EQ(evidenceOf(tree, "inside/target"), "holds CACHEDIR.TAG") << "of the owner";
+}
+
+TEST(ArtifactEvidence, WhereOthersCouldHaveGivenTheNameOnlyMarksAreEvidence) {
+  const TemporaryTree tree;
+  makeEntries(
+      tree, {"p/package.json={\"dependencies\":{\"a\":\"1\"}}", "p/.gitignore=.next", "p/node_modules/a.csv",
+             "p/.next/a.csv", "q/package.json={\"dependencies\":{\"a\":\"1\"}}", "q/node_modules/.package-lock.json"});
+  for (const auto& [mode, isShared] : {std::pair{0755U, false}, {0777U, true}, {01777U, false}}) {
+    tree.setMode("p", mode);
+    tree.setMode("q", mode);
+    EXPECT_EQ(evidenceOf(tree, "p/node_modules"), isShared ? "–" : "beside package.json") << mode;
+    EXPECT_EQ(evidenceOf(tree, "p/.next"), isShared ? "–" : "ignored by a .gitignore above it") << mode;
+    EXPECT_EQ(evidenceOf(tree, "q/node_modules"), "holds .package-lock.json") << mode;
+  }
 }
 
 class IgnoreRulesOfGit : public WithGitRepositories {};
