@@ -24,11 +24,34 @@ struct RepositoriesInside {
     bool operator==(const Foreign&) const = default;
   };
 
-  std::vector<std::string> ofGit = {};  // folders that hold ".git", in byte order; the first ones if there are more
+  // Folders that hold ".git" and bare repositories, in byte order; the first ones if there are more.
+  std::vector<std::string> ofGit = {};
   bool hasMore = false;                 // further repositories, or one with a longer path
   std::optional<Foreign> foreign = {};  // the first one in byte order
 
   bool operator==(const RepositoriesInside&) const = default;
+};
+
+/// Recognises a repository of git from one folder's listing: call note() for every entry, then isRepository().
+class GitSigns {
+ public:
+  void note(std::string_view name) {
+    constexpr std::size_t shortest = 4;
+    if (name.size() < shortest) return;
+    if (name == ".git") hasGit_ = true;
+    if (name == "HEAD" || name == "packed-refs") hasHead_ = true;
+    if (name == "objects") hasObjects_ = true;
+    if (name == "refs") hasRefs_ = true;
+  }
+
+  /// Whether the folder holds ".git" or, outside of one, is a bare repository, possibly without its HEAD.
+  bool isRepository(bool isInsideGit) const { return hasGit_ || (!isInsideGit && hasHead_ && hasObjects_ && hasRefs_); }
+
+ private:
+  bool hasGit_ = false;
+  bool hasHead_ = false;
+  bool hasObjects_ = false;
+  bool hasRefs_ = false;
 };
 
 /// Returns the name of the version control system, other than git, whose working copies hold such an entry; null if
@@ -46,10 +69,14 @@ inline const char* foreignVersionControl(const DirectoryEntry& entry) {
                              Mark{".pijul", "Pijul"},
                              Mark{"_darcs", "Darcs"},
                              Mark{"CVS", "CVS"},
+                             Mark{".sl", "Sapling"},
+                             Mark{"_MTN", "Monotone"},
+                             Mark{"RCS", "Revision Control System (RCS)"},
+                             Mark{"SCCS", "Source Code Control System (SCCS)"},
                              Mark{".fslckout", "Fossil", EntryType::regularFile},
                              Mark{"_FOSSIL_", "Fossil", EntryType::regularFile}};
   const char first = entry.name.front();
-  if (first != '.' && first != '_' && first != 'C') return nullptr;
+  if (first != '.' && first != '_' && first != 'C' && first != 'R' && first != 'S') return nullptr;
   for (const Mark& mark : marks) {
     if (entry.name == mark.name && entry.type == mark.type) return mark.system;
   }

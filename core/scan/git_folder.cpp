@@ -69,7 +69,9 @@ bool isConfigurationBeyondOthersReach(const std::string& repository) {
   const auto common = commonFolderOf(*gitFolder);
   if (!common || !isOurFolder(repository) || !isOurFolder(*gitFolder) || !isOurFolder(*common)) return false;
   const auto git = pathFacts(joinedPath(repository, ".git"));
-  if (!git || (git->type == EntryType::regularFile && !isOurFile(joinedPath(repository, ".git")))) return false;
+  const bool isBare = *gitFolder == repository;
+  if (!git && !isBare) return false;
+  if (git && git->type == EntryType::regularFile && !isOurFile(joinedPath(repository, ".git"))) return false;
   const auto areOurs = [](const std::string& folder, std::initializer_list<const char*> names) {
     return std::all_of(names.begin(), names.end(),
                        [&](const char* name) { return isOurFile(joinedPath(folder, name)); });

@@ -105,8 +105,9 @@ class TidraGitMetadataReader {
 
  private:
   struct Remotes {
-    std::vector<std::string> names;  // whose commits exist elsewhere
-    bool areAll = false;             // there is no further one
+    std::vector<std::string> names = {};    // whose commits exist on servers
+    std::vector<std::string> commits = {};  // of remotes on this machine, which have them
+    bool areAll = false;                    // there is no further remote, and none lost a commit
   };
 
   /// Runs git in a repository or a bare git folder. Returns its result with any status; nullopt when it was not started
@@ -123,6 +124,10 @@ class TidraGitMetadataReader {
   std::optional<bool> overlooksChanges(const std::string& repository) const;
   std::optional<bool> holdsUnpushedCommits(const std::string& repository, const RemovalTest& isRemoved) const;
   std::optional<Remotes> lastingRemotes(const std::string& repository, const RemovalTest& isRemoved) const;
+  std::vector<std::string> commitsReachableIn(const std::string& gitFolder,
+                                              const std::vector<std::string>& commits) const;
+  bool addCommitsOf(const std::string& remote, const std::vector<std::string>& gitFolders,
+                    const std::string& repository, std::vector<std::string>& commits) const;
   std::optional<ParsedCommit> lastCommit(const std::string& path) const;
   std::optional<std::size_t> countChanges(const std::string& path) const;
   std::optional<std::vector<std::string>> filterOverrides(const std::string& path) const;

@@ -16,12 +16,36 @@
 namespace tidra {
 namespace {
 
-/// Some packages were published with parts of a ".git". An unreadable one may be complete.
+/// Whether a folder of objects has none. The fan-out folders have names of two hexadecimal digits.
+bool isWithoutObjects(const std::string& folder) {
+  const auto objects = openDirectory(folder);
+  if (!objects) return objects.failure() == std::errc::no_such_file_or_directory;
+  DirectoryReader reader;
+  reader.start(objects->get());
+  constexpr std::size_t fanOutLength = 2;
+  for (DirectoryEntry entry; reader.next(entry);) {
+    if (entry.name.size() == fanOutLength) return false;
+    if (entry.name != "pack") continue;
+    const auto packs = openDirectory(joinedPath(folder, entry.name));
+    DirectoryReader packReader;
+    if (packs) packReader.start(packs->get());
+    DirectoryEntry pack;
+    if (!packs || packReader.next(pack) || packReader.failure()) return false;
+  }
+  return !reader.failure();
+}
+
+/// Some packages were published with parts of a ".git". An unreadable one may be complete, and one with objects or
+/// references lost its HEAD.
 bool isRemainsOfRepository(const std::string& folder) {
   const std::string git = joinedPath(folder, ".git");
   const auto facts = pathFacts(git);
   if (!facts || facts->type != EntryType::directory) return false;
-  return pathFacts(joinedPath(git, "HEAD")).failure() == std::errc::no_such_file_or_directory;
+  constexpr std::array work{"HEAD", "refs", "packed-refs", "logs", "modules", "worktrees"};
+  const bool isWithoutWork = std::all_of(work.begin(), work.end(), [&](const char* name) {
+    return pathFacts(joinedPath(git, name)).failure() == std::errc::no_such_file_or_directory;
+  });
+  return isWithoutWork && isWithoutObjects(joinedPath(git, "objects"));
 }
 
 /// Whether a reflog entry only refers to a commit that existed before, here or in a remote.
@@ -115,10 +139,12 @@ std::optional<bool> TidraGitMetadataReader::holdsOwnWork(const std::string& repo
                                                          const RemovalTest& isRemoved) const {
   if (isRemainsOfRepository(repository)) return false;
   if (!git_) return std::nullopt;
-  const auto changes = countChanges(repository);
+  const bool isBare = gitFolderOf(repository) == repository;
+  const auto ofBare = isConfigurationBeyondOthersReach(repository) ? std::optional<std::size_t>(0) : std::nullopt;
+  const auto changes = isBare ? ofBare : countChanges(repository);
   if (changes && *changes > 0) return true;
   // What needs no configuration is asked nevertheless, unless git failed.
-  if (!changes && isConfigurationBeyondOthersReach(repository)) return std::nullopt;
+  if (!changes && !isBare && isConfigurationBeyondOthersReach(repository)) return std::nullopt;
   const auto further = holdsFurtherWork(repository, isRemoved);
   return further == false && !changes ? std::nullopt : further;
 }
@@ -165,6 +191,7 @@ std::optional<bool> TidraGitMetadataReader::holdsUnpushedCommits(const std::stri
   if (!remotes) return std::nullopt;
   std::vector<std::string> pushed{"--not"};
   for (const std::string& name : remotes->names) pushed.push_back("--remotes=" + name);
+  pushed.insert(pushed.end(), remotes->commits.begin(), remotes->commits.end());
   const auto isAnyLeft = [&](const std::vector<std::string>& from, const std::vector<std::string>& tags) {
     std::vector<std::string> arguments{"log", "-1", "--pretty=format:%H", "--ignore-missing"};
     for (const auto* part : {&from, &std::as_const(pushed), &tags})
@@ -176,7 +203,7 @@ std::optional<bool> TidraGitMetadataReader::holdsUnpushedCommits(const std::stri
     const auto left = isAnyLeft(reflog->madeHere, {});
     if (!left || *left) return left;
   }
-  const bool areTagsElsewhere = remotes->areAll && !remotes->names.empty();
+  const bool areTagsElsewhere = remotes->areAll && !(remotes->names.empty() && remotes->commits.empty());
   return isAnyLeft({"--all"}, areTagsElsewhere ? tagsOfClone(*gitFolder, *reflog) : std::vector<std::string>{});
 }
 

@@ -74,6 +74,7 @@ class Measurement {
     const WalkFilter::Place* place = nullptr;  // in the filter's tree; null if the tree has nothing below it
     bool isCounted = true;                     // false in a bundle package, which is only searched for what must stay
     bool isOfTool = false;                     // in a place: in a folder that a tool made
+    bool isOfGit = false;                      // in a ".git", whose git folders belong to the repository around it
   };
 
   /// Reads one folder, the first folder first; calls `descend(name, position)` for each subfolder to measure.
@@ -95,12 +96,12 @@ class Measurement {
     RankedInside ranked(options_.rules, isOfTool);
     std::optional<std::string> ofOthers;
     std::uint64_t bytes = 0;
-    bool holdsGit = false;
+    GitSigns gitSigns;
     const char* foreign = nullptr;
     bool holdsKeepFile = false;
     reader.start(descriptor);
     for (DirectoryEntry entry; reader.next(entry);) {
-      holdsGit = holdsGit || entry.name == ".git";
+      gitSigns.note(entry.name);
       if (const char* system = foreignVersionControl(entry)) foreign = system;
       holdsKeepFile = holdsKeepFile || entry.name == KeptInside::keepFile;
       signs.note(entry);
@@ -121,13 +122,15 @@ class Measurement {
         if (!isOfTool && subplace == nullptr && filter.bars(entry.name)) meetExcluded(node, entry.name);
         const bool isToolsInside = ranked.note(entry.name);
         ++pending_;
-        descend(entry.name, Position{subplace, position.isCounted && belongs(entry.name), isToolsInside});
+        const bool isOfGit = position.isOfGit || entry.name == ".git";
+        descend(entry.name, Position{subplace, position.isCounted && belongs(entry.name), isToolsInside, isOfGit});
       }
     }
     if (const auto failure = reader.failure(); failure && !isNoLongerThere(failure)) fail();
     if (const auto kind = signs.kind(descriptor)) meetStore(node.path(), *kind);
     if (auto highest = ranked.highest(*first_, node, reader)) meetRanked(std::move(*highest));
     if (ofOthers || (!position.isCounted && isOfOthers(node))) meetOfOthers(node, ofOthers.value_or(""));
+    const bool holdsGit = gitSigns.isRepository(position.isOfGit);
     if (holdsGit || foreign != nullptr) meetRepository(node, holdsGit, foreign);
     // Whoever removes asks about the first folder's own keep file, which --force lifts.
     if (holdsKeepFile && !isFirst) meetKeepFile(node);

@@ -8,18 +8,20 @@
 #include "core/platform/path_text.h"
 #include "core/scan/exclusion_filter.h"
 #include "core/scan/git_folder.h"
+#include "core/scan/repository_finder.h"
 
 namespace tidra {
 namespace {
 
-/// Places of a rule where its tool clones and adds untracked files of its own, relative to the finding.
+/// Places of a rule where its tool clones, bare or with untracked files of its own, relative to the finding.
 struct ToolClones {
   const char* rule;
   const char* pattern;
 };
 constexpr std::array toolClones{
-    ToolClones{"cargo-registry", "index/*"},
-    ToolClones{"uv-cache", "git-v*/checkouts/*/*"},
+    ToolClones{"cargo-registry", "index/*"},   ToolClones{"uv-cache", "git-v*/checkouts/*/*"},
+    ToolClones{"uv-cache", "git-v*/db/*"},     ToolClones{"go-mod-cache", "cache/vcs/*"},
+    ToolClones{"spm-build", "repositories/*"}, ToolClones{"vendor", "bundle/*/*/cache/bundler/git/*"},
 };
 
 bool isClonedByTool(const ScanArtifactFinding& finding, const std::string& repository) {
@@ -93,7 +95,7 @@ bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMet
     all = all && !found->repositories.hasMore;
     for (const std::string& repository : found->repositories.ofGit) {
       // What git tracks is asked about an artefact that is a repository itself.
-      if (found->isOfProject() && repository == found->finding.path) continue;
+      if (found->isOfProject() && repository == found->finding.path && holdsRepository(repository)) continue;
       if (isClonedByTool(found->finding, repository)) continue;
       holders.push_back(&found->finding);
       repositories.push_back(repository);

@@ -49,6 +49,7 @@ TEST_F(GitWork, IsNotHiddenByTagsReflogsOrMarks) {
 
   using Commands = std::vector<std::vector<std::string>>;
   const std::vector<std::string> tag{"tag", "a/wip"};
+  const std::string server = "https://example.org/x";
   const std::vector<std::pair<Commands, Answer>> rows{
       {{}, false},
       {{{"checkout", "-q", "v1"}}, false},
@@ -75,6 +76,10 @@ TEST_F(GitWork, IsNotHiddenByTagsReflogsOrMarks) {
       {{{"remote", "set-url", "origin", tree_.path("gone")}, {"config", "remote.*.url", "https://example.org/x"}},
        true},
       {{{"remote", "set-url", "origin", "."}}, true},
+      {{{"remote", "set-url", "origin", server}, {"remote", "set-url", "--push", "origin", tree_.path("gone")}}, true},
+      {{{"config", "url." + tree_.path("gone") + ".insteadOf", "my:x"}, {"remote", "set-url", "origin", "my:x"}}, true},
+      {{{"config", "url." + server + ".insteadOf", "/my:"}, {"remote", "set-url", "origin", "/my:x"}}, false},
+      {{{"remote", "set-url", "origin", makeRepository("anew", "Begin anew")}}, true},
       {{{"config", "--unset", "remote.origin.url"}}, true},
       {{{"config", "core.worktree", tree_.path("same")}, {"archive", "-o", "new", "HEAD"}}, true},
   };
@@ -108,6 +113,14 @@ TEST_F(GitWork, CommitsCountWhereTheirObjectsStay) {
   EXPECT_EQ(holdsWork(module), true);
   std::filesystem::remove_all(module);
   EXPECT_EQ(holdsWork(clone), true) << "a submodule without a work tree";
+
+  const std::string bare = tree_.makeFolder("bare");
+  git(bare, {"init", "-q", "--bare"});
+  git(bare, {"fetch", "-q", origin, "main:refs/remotes/a/main"});
+  git(bare, {"remote", "add", "a", origin});
+  EXPECT_EQ(holdsWork(bare), false);
+  git(bare, {"update-ref", "refs/heads/own", git(bare, {"commit-tree", "-m", "own", "a/main^{tree}"}).substr(0, 40)});
+  EXPECT_EQ(holdsWork(bare), true);
 }
 
 TEST_F(GitWork, IsUnknownWhereARepositoryIsTornOrOthersReachItsConfiguration) {
@@ -132,11 +145,19 @@ TEST_F(GitWork, IsUnknownWhereARepositoryIsTornOrOthersReachItsConfiguration) {
   }
   const std::string ahead = cloned("in/ahead");
   git(ahead, emptyCommit_);
+  const std::string head = git(ahead, {"rev-parse", "HEAD"});
   std::filesystem::permissions(ahead, open);
   EXPECT_EQ(holdsWork(ahead), true) << "commits show without reading the work tree";
   const std::string path = cloned("including");
   git(path, {"config", "include.path", "../more"});
   EXPECT_EQ(holdsWork(path), std::nullopt);
+  const std::vector<const char*> references{"HEAD", "refs", "packed-refs", "logs"};
+  for (const auto& [lost, answer] : std::vector<std::pair<std::vector<const char*>, Answer>>{
+           {{"HEAD"}, std::nullopt}, {references, std::nullopt}, {{"objects/pack"}, false}}) {
+    for (const char* part : lost) std::filesystem::remove_all(ahead + "/.git/" + part);
+    std::filesystem::remove_all(ahead + (answer ? "/.git/objects/" + head.substr(0, 2) : "/none"));
+    EXPECT_EQ(holdsWork(ahead), answer) << testing::PrintToString(lost);
+  }
   // A list of paths would end at the colon.
   const std::string around = makeRepository("a:b");
   tree_.writeFile("a:b/.git/info/exclude", "inner");
