@@ -47,6 +47,12 @@ std::optional<PreferencesStore::Value> valueIn(const nlohmann::json& document, c
   return found == document.end() ? std::nullopt : decodeValue(*found);
 }
 
+/// Whether a path ends at a symbolic link whose target is missing: a file may well exist there at other times.
+bool endsAtDanglingLink(std::string path) {
+  while (path != "/" && !pathFacts(path)) path = parentPath(path);
+  return !followedFacts(path);
+}
+
 }  // namespace
 
 FilePreferencesStore::FilePreferencesStore(std::string path, std::function<void(const std::string&)> onNote)
@@ -55,7 +61,9 @@ FilePreferencesStore::FilePreferencesStore(std::string path, std::function<void(
 /// None when the file is damaged.
 std::optional<nlohmann::json> FilePreferencesStore::load() const {
   const auto text = readRegularFile(path_, mostPreferencesBytes);
-  if (!text && text.failure() == std::errc::no_such_file_or_directory) return nlohmann::json::object();
+  if (!text && text.failure() == std::errc::no_such_file_or_directory && !endsAtDanglingLink(path_)) {
+    return nlohmann::json::object();
+  }
   if (!text) {
     const bool noFile = text.failure() == std::errc::invalid_argument;
     throw PreferencesError(fmt::format("The preferences {} cannot be read: {}.", path_,

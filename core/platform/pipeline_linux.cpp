@@ -1,7 +1,6 @@
 #include "core/platform/pipeline_linux.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <string>
@@ -23,10 +22,12 @@ std::set<std::string> pipesAt(std::int64_t process, const Streams& streams) {
   return pipes;
 }
 
-/// Adds the processes that have at `theirs` the other end of a pipe that this one, or one added before, has at `ours`.
-void addNeighbours(std::set<std::int64_t>& members, const std::vector<std::int64_t>& processes, const Streams& ours,
-                   const Streams& theirs) {
-  std::set<std::string> pipes = pipesAt(::getpid(), ours);
+/// Adds the processes that have at `theirs` the other end of a pipe that one of `own`, or one added before, has at
+/// `ours`.
+void addNeighbours(std::set<std::int64_t>& members, const std::set<std::int64_t>& own,
+                   const std::vector<std::int64_t>& processes, const Streams& ours, const Streams& theirs) {
+  std::set<std::string> pipes;
+  for (const auto process : own) pipes.merge(pipesAt(process, ours));
   for (bool grows = !pipes.empty(); grows;) {
     grows = false;
     for (const auto process : processes) {
@@ -42,12 +43,12 @@ void addNeighbours(std::set<std::int64_t>& members, const std::vector<std::int64
 
 }  // namespace
 
-std::set<std::int64_t> pipelineOf(const std::vector<std::int64_t>& processes) {
+std::set<std::int64_t> pipelineOf(const std::set<std::int64_t>& own, const std::vector<std::int64_t>& processes) {
   const Streams in{"fd/0"};
   const Streams out{"fd/1", "fd/2"};
-  std::set<std::int64_t> members{::getpid()};
-  addNeighbours(members, processes, out, in);
-  addNeighbours(members, processes, in, out);
+  std::set<std::int64_t> members = own;
+  addNeighbours(members, own, processes, out, in);
+  addNeighbours(members, own, processes, in, out);
   return members;
 }
 

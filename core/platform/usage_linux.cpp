@@ -21,7 +21,6 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/file_descriptor.h"
 #include "core/platform/files.h"
-#include "core/platform/held_folder.h"
 #include "core/platform/mount_aliases.h"
 #include "core/platform/mount_table.h"
 #include "core/platform/path_text.h"
@@ -225,8 +224,6 @@ class UsageCollector {
   }
 
   void addArguments(std::int64_t process, const std::string& workingFolder) {
-    const auto facts = pathFacts(fmt::format("/proc/{}", process));
-    if (!facts) return;
     // Links of a process that was confined by chroot() lead from the true root, its arguments from its own.
     const std::string root = processLink(process, "root").value_or("/");
     std::size_t left = mostPossiblePaths;
@@ -239,22 +236,16 @@ class UsageCollector {
         --left;
         const bool isAbsolute = text.starts_with('/');
         const std::string path = joinedPath(isAbsolute ? root : workingFolder, isAbsolute ? text.substr(1) : text);
-        addArgument(process, facts->owner, path);
-        for (std::string& alias : aliasesOf(process).of(standardizedPath(path))) {
-          addArgument(process, facts->owner, std::move(alias));
-        }
+        addArgument(process, path);
+        for (std::string& alias : aliasesOf(process).of(standardizedPath(path))) addArgument(process, std::move(alias));
       }
     }
   }
 
-  /// A stranger may name any path: his arguments count only for what belongs to him.
-  void addArgument(std::int64_t process, std::uint32_t owner, std::string path) {
+  /// Those of other users count as well, though they could name any path: of a service, an ordinary user sees no more.
+  void addArgument(std::int64_t process, std::string path) {
     auto real = realPath(path);
     if (!real) return;
-    if (owner != 0 && owner != runningUser()) {
-      const auto place = pathFacts(*real);
-      if (!place || place->owner != owner) return;
-    }
     while (path.size() > 1 && path.ends_with('/')) path.pop_back();
     // A link may point out of its folder, as "python" in a virtual environment does: record the link as well.
     const std::string_view name = lastPathComponent(path);
@@ -384,7 +375,7 @@ class UsageCollector {
   const std::int64_t self_ = ::getpid();
   const std::set<std::int64_t> ours_ = ownLine();  // this process and its ancestors
   std::vector<std::int64_t> processes_ = runningProcesses();
-  const std::set<std::int64_t> pipeline_ = pipelineOf(processes_);
+  const std::set<std::int64_t> pipeline_ = pipelineOf(ours_, processes_);
   const std::map<std::string, std::string, std::less<>> sockets_ = boundSockets();
   const std::vector<MountPoint> mounts_ = mountPoints();
   const MountAliases ownAliases_{mounts_, mounts_};

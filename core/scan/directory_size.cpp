@@ -26,7 +26,7 @@ struct SizeTarget {
       : measurement(filter, {.enterBundles = folder.enterBundles,
                              .isTrash = folder.isTrash,
                              .isPlace = rules != nullptr && !folder.isTrash,
-                             .rules = folder.isTrash ? nullptr : rules}) {}
+                             .rules = folder.isTrash || folder.holdsPackages ? nullptr : rules}) {}
   Measurement measurement;
   std::atomic<bool> opened{false};
   std::optional<FileIdentity> identity;  // written by the first visit, before any other begins

@@ -28,8 +28,9 @@ struct TidraDirectorySizeReader {
 
   struct Folder {
     std::string path;
-    bool enterBundles = false;  // count the contents of bundle packages, too
-    bool isTrash = false;       // everything in it is removed on emptying, nested stores and keep files included
+    bool enterBundles = false;   // count the contents of bundle packages, too
+    bool isTrash = false;        // everything in it is removed on emptying, nested stores and keep files included
+    bool holdsPackages = false;  // published with folders of any name: rules rank nothing in it
   };
 
   struct Options {

@@ -45,6 +45,11 @@ void assess(FoundArtifact& found, Surroundings& surroundings, const InstalledPro
     return;
   }
   finding.evidence = surroundings.evidence.of(placed);
+  if (finding.safetyTier >= ArtifactSafetyTier::caution) return;
+  if (const auto mention = programs.mentionedBy(finding.path, finding.groupRoot)) {
+    finding.safetyTier = ArtifactSafetyTier::caution;
+    finding.restoreHint = fmt::format("Named in {}, which may need it", *mention);
+  }
 }
 
 }  // namespace

@@ -203,13 +203,25 @@ InstalledPrograms::InstalledPrograms(const TidraPathResolver& resolver)
       moved_(movedFolders(home_, realHome_)),
       references_(resolver) {}
 
-/// Links lead into the home folder all the time; a project that is the home folder says nothing.
+/// Entries lead into the home folder all the time; a project that is the home folder says nothing.
+std::optional<std::string> InstalledPrograms::realProjectOf(const std::optional<std::string>& project) const {
+  if (!project) return std::nullopt;
+  std::string real = realPathOrSame(*project);
+  return isSameOrInside(realHome_, real) ? std::nullopt : std::optional(std::move(real));
+}
+
 std::optional<std::string> InstalledPrograms::ownerByReference(const std::string& real,
                                                                const std::optional<std::string>& project) const {
   if (auto owner = references_.into(real)) return owner;
-  if (!project) return std::nullopt;
-  const std::string realProject = realPathOrSame(*project);
-  return isSameOrInside(realHome_, realProject) ? std::nullopt : references_.intoProject(realProject);
+  const auto realProject = realProjectOf(project);
+  return realProject ? references_.linkedInto(*realProject) : std::nullopt;
+}
+
+std::optional<std::string> InstalledPrograms::mentionedBy(const std::string& path,
+                                                          const std::optional<std::string>& project) const {
+  if (auto script = references_.scriptedInto(realPathOrSame(path))) return script;
+  const auto realProject = realProjectOf(project);
+  return realProject ? references_.namingFileOf(*realProject) : std::nullopt;
 }
 
 std::optional<std::string> InstalledPrograms::ownerOf(const std::string& path,

@@ -22,10 +22,15 @@ class InstalledPrograms {
   /// bounded number of entries; does not throw.
   std::optional<std::string> ownerOf(const std::string& path, const std::optional<std::string>& project = {}) const;
 
+  /// Returns the display name of a script of the user that names a folder or something in it, or of a script or service
+  /// that names a file of its project; nullopt without one. Weaker than ownerOf(): it may only copy or clean them.
+  std::optional<std::string> mentionedBy(const std::string& path, const std::optional<std::string>& project = {}) const;
+
   /// The part of ownerOf() that does not access the disk.
   static std::optional<std::string> ownerByPlace(std::string_view path);
 
  private:
+  std::optional<std::string> realProjectOf(const std::optional<std::string>& project) const;
   std::optional<std::string> ownerByReference(const std::string& real, const std::optional<std::string>& project) const;
 
   std::string home_;

@@ -18,13 +18,15 @@ namespace {
 /// component; the last one is the name that is shown.
 struct EntryPlace {
   std::string_view pattern;
-  bool readsTexts = false;  // else symbolic links only
+  ProgramReferences::Texts texts = ProgramReferences::Texts::none;
 };
+
+using Texts = ProgramReferences::Texts;
 
 constexpr std::array entryPlaces{
     // Commands.
-    EntryPlace{"bin/*", true},
-    EntryPlace{".local/bin/*", true},
+    EntryPlace{"bin/*", Texts::scripts},
+    EntryPlace{".local/bin/*", Texts::scripts},
     EntryPlace{"/usr/local/bin/*"},
     // Packages that are linked to the folder where somebody works on them.
     EntryPlace{".npm-global/lib/node_modules/*"},
@@ -39,14 +41,14 @@ constexpr std::array entryPlaces{
     EntryPlace{".config/yarn/link/*"},
     EntryPlace{".bun/install/global/node_modules/*"},
     // Services, menu entries and what starts with the desktop.
-    EntryPlace{".config/systemd/user/*.service", true},
-    EntryPlace{".config/systemd/user/*.service.d/*.conf", true},
-    EntryPlace{".local/share/applications/*.desktop", true},
-    EntryPlace{".config/autostart/*.desktop", true},
-    EntryPlace{"Library/LaunchAgents/*.plist", true},
+    EntryPlace{".config/systemd/user/*.service", Texts::settings},
+    EntryPlace{".config/systemd/user/*.service.d/*.conf", Texts::settings},
+    EntryPlace{".local/share/applications/*.desktop", Texts::settings},
+    EntryPlace{".config/autostart/*.desktop", Texts::settings},
+    EntryPlace{"Library/LaunchAgents/*.plist", Texts::settings},
     // Kernels of Jupyter.
-    EntryPlace{".local/share/jupyter/kernels/*/kernel.json", true},
-    EntryPlace{"Library/Jupyter/kernels/*/kernel.json", true},
+    EntryPlace{".local/share/jupyter/kernels/*/kernel.json", Texts::settings},
+    EntryPlace{"Library/Jupyter/kernels/*/kernel.json", Texts::settings},
 };
 
 constexpr std::size_t largestText = 64_KiB;
@@ -94,7 +96,7 @@ std::vector<std::string> pathsNamedIn(std::string_view text, const std::string& 
 ProgramReferences::ProgramReferences(const TidraPathResolver& resolver) : home_(resolver.home) {
   for (const EntryPlace& place : entryPlaces) {
     const bool isAbsolute = place.pattern.starts_with('/');
-    readPlaces(isAbsolute ? "/" : home_, place.pattern.substr(isAbsolute ? 1 : 0), place.readsTexts, {});
+    readPlaces(isAbsolute ? "/" : home_, place.pattern.substr(isAbsolute ? 1 : 0), place.texts, {});
   }
   readSearchPath(resolver);
   listed_.clear();
@@ -106,25 +108,34 @@ std::optional<std::string> ProgramReferences::into(const std::string& folder) co
   return name ? name : find(named_, folder);
 }
 
-std::optional<std::string> ProgramReferences::intoProject(const std::string& folder) const {
-  if (auto name = find(links_, folder)) return name;
-  const std::string start = folder + "/";
-  for (auto named = named_.lower_bound(start); named != named_.end() && named->first.starts_with(start); ++named) {
-    const auto facts = pathFacts(named->first);
-    if (facts && facts->type == EntryType::regularFile) return named->second;
+std::optional<std::string> ProgramReferences::linkedInto(const std::string& folder) const {
+  return find(links_, folder);
+}
+
+std::optional<std::string> ProgramReferences::scriptedInto(const std::string& folder) const {
+  return find(scripted_, folder);
+}
+
+std::optional<std::string> ProgramReferences::namingFileOf(const std::string& project) const {
+  const std::string start = project + "/";
+  for (const Names* names : {&named_, &scripted_}) {
+    for (auto named = names->lower_bound(start); named != names->end() && named->first.starts_with(start); ++named) {
+      const auto facts = pathFacts(named->first);
+      if (facts && facts->type == EntryType::regularFile) return named->second;
+    }
   }
   return std::nullopt;
 }
 
 /// Expands the first component of the pattern in a folder.
-void ProgramReferences::readPlaces(const std::string& folder, std::string_view pattern, bool readsTexts,
+void ProgramReferences::readPlaces(const std::string& folder, std::string_view pattern, Texts texts,
                                    const std::string& name) {
   const auto slash = pattern.find('/');
   const std::string component(pattern.substr(0, slash));
   const auto next = [&](std::string_view entry, const std::string& shown) {
     const std::string path = joinedPath(folder, entry);
-    if (slash == std::string_view::npos) return readEntry(path, readsTexts, shown);
-    readPlaces(path, pattern.substr(slash + 1), readsTexts, shown);
+    if (slash == std::string_view::npos) return readEntry(path, texts, shown);
+    readPlaces(path, pattern.substr(slash + 1), texts, shown);
   };
   if (!isGlob(component)) return next(component, name);
   if (!listed_.insert(joinedPath(folder, pattern)).second) return;
@@ -140,9 +151,9 @@ void ProgramReferences::readPlaces(const std::string& folder, std::string_view p
   for (const std::string& entry : entries) next(entry, entry);
 }
 
-void ProgramReferences::readEntry(const std::string& path, bool readsTexts, const std::string& name) {
+void ProgramReferences::readEntry(const std::string& path, Texts texts, const std::string& name) {
   if (linkTarget(path)) add(path, name, links_);
-  if (!readsTexts) return;
+  if (texts == Texts::none) return;
   const auto facts = followedFacts(path);
   if (!facts || facts->type != EntryType::regularFile || facts->sizeBytes > std::min(largestText, bytesLeft_)) return;
   const auto text = readRegularFile(path, largestText);
@@ -151,7 +162,7 @@ void ProgramReferences::readEntry(const std::string& path, bool readsTexts, cons
   for (std::string& named : pathsNamedIn(*text, home_)) {
     if (pathsLeft_ == 0) return;
     --pathsLeft_;
-    add(std::move(named), name, named_);
+    add(std::move(named), name, texts == Texts::scripts ? scripted_ : named_);
   }
 }
 
@@ -172,9 +183,9 @@ void ProgramReferences::readSearchPath(const TidraPathResolver& resolver) {
     const std::string real = realPathOrSame(folder);
     if (!isSameOrInside(real, realHome) || real == realHome) continue;
     add(real, resolver.displayPath(folder) + " (in PATH)", named_);
-    readPlaces(folder, "*", true, {});
+    readPlaces(folder, "*", Texts::scripts, {});
     for (const char* packages : {"*", "@*/*"}) {
-      readPlaces(joinedPath(parentPath(folder), "lib/node_modules"), packages, false, {});
+      readPlaces(joinedPath(parentPath(folder), "lib/node_modules"), packages, Texts::none, {});
     }
   }
 }
@@ -191,7 +202,7 @@ void ProgramReferences::add(std::string path, const std::string& name, Names& na
     const std::string place = isNamed ? joinedPath(*folder, last) : *folder;
     const auto target = linkTarget(place);
     // A link lies in its own folder by no reference.
-    if (step > 0 || &names == &named_) names.try_emplace(place, name);
+    if (step > 0 || &names != &links_) names.try_emplace(place, name);
     if (!target) return;
     path = target->starts_with('/') ? *target : joinedPath(*folder, *target);
   }

@@ -17,22 +17,32 @@ namespace tidra {
 
 class ProgramReferences {
  public:
+  /// What the text files of a place are; of others only symbolic links count.
+  enum class Texts { none, settings, scripts };
+
   /// Reads the places of the table in the source and the folders of PATH in the home folder: at most 8,192 entries,
   /// files up to 64 KiB, 4 MiB and 20,000 paths of text altogether. Does not throw.
   explicit ProgramReferences(const TidraPathResolver& resolver);
 
-  /// Returns the display name of an entry that leads to a folder or into it; nullopt without one. Symbolic links in
-  /// `folder` are resolved.
+  /// Returns the display name of an entry that leads to a folder or into it: a link, a setting that starts a program, a
+  /// folder of PATH; nullopt without one. Symbolic links in `folder` are resolved.
   std::optional<std::string> into(const std::string& folder) const;
 
-  /// As into() for a project, whose folder many texts name: by symbolic links, and by files of it that a text names.
-  std::optional<std::string> intoProject(const std::string& folder) const;
+  /// As into(), by symbolic links only.
+  std::optional<std::string> linkedInto(const std::string& folder) const;
+
+  /// Returns the display name of a script that names a folder or something in it. It need not start what it names:
+  /// scripts also copy and clean.
+  std::optional<std::string> scriptedInto(const std::string& folder) const;
+
+  /// Returns the display name of a script or setting that names a regular file in a project.
+  std::optional<std::string> namingFileOf(const std::string& project) const;
 
  private:
   using Names = std::map<std::string, std::string>;  // by place, with symbolic links in its folder resolved
 
-  void readPlaces(const std::string& folder, std::string_view pattern, bool readsTexts, const std::string& name);
-  void readEntry(const std::string& path, bool readsTexts, const std::string& name);
+  void readPlaces(const std::string& folder, std::string_view pattern, Texts texts, const std::string& name);
+  void readEntry(const std::string& path, Texts texts, const std::string& name);
   void readSearchPath(const TidraPathResolver& resolver);
   void add(std::string path, const std::string& name, Names& names);
   const std::optional<std::string>& realFolder(const std::string& folder);
@@ -40,7 +50,8 @@ class ProgramReferences {
 
   std::string home_;
   Names links_;
-  Names named_;  // in texts and by PATH
+  Names named_;     // in settings and by PATH
+  Names scripted_;  // in scripts
   // Of the constructor:
   std::set<std::string> listed_;
   std::unordered_map<std::string, std::optional<std::string>> realFolders_;

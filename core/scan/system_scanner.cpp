@@ -214,7 +214,12 @@ std::vector<FoundArtifact> SystemArtifactScanner::keep(ProbeReport& report, cons
                                                  .identity = item.identity},
                                        .measured = std::nullopt,
                                        .isTrash = item.isTrash});
-    if (item.measuredFolder) one.measured = {*item.measuredFolder, item.enterBundles, item.isTrash};
+    if (item.measuredFolder) {
+      one.measured = {.path = *item.measuredFolder,
+                      .enterBundles = item.enterBundles,
+                      .isTrash = item.isTrash,
+                      .holdsPackages = category == "globalCaches"};
+    }
   }
   for (const CoveredPlace& covered : report.covered) taken.coverNamed(covered);
   std::erase_if(kept, [&](const Kept& one) { return !isSearchable(one, report); });

@@ -130,6 +130,9 @@ TEST_F(Preferences, WhatCannotBeReadOrWrittenIsOneSentence) {
   ASSERT_EQ(::mkfifo(tree.path("pipe").c_str(), 0600), 0);
   auto pipe = open("pipe");
   EXPECT_THAT(reading(pipe), EndsWith("cannot be read: not a regular file."));
+  tree.symlink("away", tree.path("not mounted"));
+  auto away = open("away/preferences.json");
+  EXPECT_THAT(reading(away), EndsWith("cannot be read: No such file or directory."));
 
   tree.writeFile("closed/preferences.json", "{}");
   tree.writeFile("unreadable.json", "{}", 0);

@@ -155,22 +155,6 @@ TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
   }
 }
 
-TEST_F(Usage, LetsNoStrangerKeepAFolderByNamingIt) {
-  if (::geteuid() != 0) GTEST_SKIP() << "only root can start processes of other users";
-  const std::string place = tree_.path("place");
-  const auto names = [&](uid_t user) {
-    return [&place, user] {
-      if (::setuid(user) == 0) start({"/bin/sh", "-c", "kill -STOP $$", place});
-    };
-  };
-  constexpr uid_t owner = 65533, stranger = 65534;
-  ASSERT_EQ(::chown(place.c_str(), owner, static_cast<gid_t>(-1)), 0);
-  for (const auto& [user, keeps] : {std::pair{uid_t{0}, true}, {owner, true}, {stranger, false}}) {
-    const OtherProcess other(names(user));
-    EXPECT_EQ(UsageSnapshot::take().userOf(place).has_value(), keeps) << user;
-  }
-}
-
 TEST_F(Usage, ShowsWhoListensOnASocketInAFolder) {
   const std::string name = tree_.path("place/inner/socket");
   const OtherProcess other([&] {

@@ -54,10 +54,10 @@ TEST(InstalledPrograms, AreKnownByWhatLeadsIntoThem) {
       {"src/tool/node_modules", "tool"},
       {"src/linked/node_modules", "linked"},
       {"src/env/.venv", "py"},
-      {"src/bot/.venv", "bot"},
-      {"src/run/node_modules", "run"},
+      {"src/bot/.venv", "mentioned by bot"},
+      {"src/run/node_modules", "mentioned by run"},
       {"src/bot/build", "–"},
-      {"src/my bot/.venv", "spaced"},
+      {"src/my bot/.venv", "mentioned by spaced"},
       {"src/svc/.venv", "svc.service"},
       {"src/nb/.venv", "nb"},
       {"src/rs/target", "~/src/rs/target/release (in PATH)"},
@@ -74,7 +74,9 @@ TEST(InstalledPrograms, AreKnownByWhatLeadsIntoThem) {
   for (const char* way : {"real", "home"}) {
     for (const auto& [below, owner] : rows) {
       const std::string path = standardizedPath(tree.path(way) + "/" + below);
-      EXPECT_EQ(programs.ownerOf(path, parentPath(path)).value_or("–"), owner) << path;
+      const auto mention = programs.mentionedBy(path, parentPath(path));
+      const std::string otherwise = mention ? "mentioned by " + *mention : "–";
+      EXPECT_EQ(programs.ownerOf(path, parentPath(path)).value_or(otherwise), owner) << path;
     }
   }
 }

@@ -235,6 +235,10 @@ TEST_F(NestedPlaces, NoOptionHidesWhatIsOfAHigherTierInOne) {
     EXPECT_EQ(findings.at(0).finding.safetyTier, caution);
     EXPECT_THAT(findings.at(0).finding.restoreHint.value_or(""), HasSubstr("outer/p/build), which is of this tier"));
   }
+  auto ofPackages = withRules({{"outer", "outer", "safe", "globalCaches"}});
+  ofPackages.categories = {"globalCaches"};
+  ofPackages.scanProjects = false;
+  EXPECT_EQ(runScan(ofPackages).findings.at(0).finding.safetyTier, safe) << "packages ship folders of any name";
   const auto plan = makeCleanupPlan(selectedFrom(withoutRule), DisposalMethod::delete_, withoutRule);
   EXPECT_THAT(told(checkPlan(plan, asked, {}).candidates), Contains(StartsWith("outer: is of tier caution by now")));
   asked.exclusions.globPatterns = {"build"};
