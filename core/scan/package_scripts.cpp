@@ -165,6 +165,8 @@ bool isNamedAsBuilder(std::string_view name) {
 }  // namespace
 
 bool PackageScripts::mayMake(std::string_view folder, const std::string& project) const {
+  const std::string whole(folder);
+  const std::string spellings = whole + " ./" + whole + " " + whole + "/ ./" + whole + "/";
   bool builds = false;
   for (const auto& [name, command] : scripts_) {
     const bool mayBuild = isNamedAsBuilder(name);
@@ -178,7 +180,9 @@ bool PackageScripts::mayMake(std::string_view folder, const std::string& project
         const Role role = roleOf(at, call, folder);
         // "node dist/main" starts what was built; nobody keeps sources in "dist" to start them.
         if (role == Role::source && (mayBuild || folder != "dist")) return false;
-        writes = writes || (role == Role::output && words[at].text.find("..") == std::string_view::npos);
+        // One file written into the folder does not show that all of it is made.
+        const bool isAll = isOneOf(words[at].text, spellings);
+        writes = writes || (role == Role::output && isAll);
       }
       builds = builds || (mayBuild && writes);
     }

@@ -1,0 +1,84 @@
+// What evidence, or its absence, and the folders around it make of a finding.
+#include "core/scan/finding_assessment.h"
+#include "core/platform/path_text.h"
+#include "tests/core/scan/scan_fixture.h"
+#include "tests/support/matchers.h"
+
+namespace tidra {
+namespace {
+
+TEST(Assessment, RaisesWhatNothingMakesAgainAndSetsTheEvidenceOfTheRest) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"a/venv/__init__.py", "p/bin/", "p/lib/node_modules/.package-lock.json",
+                     "w/package.json={\"dependencies\":{\"a\":\"1\"}}", "w/node_modules/.package-lock.json"});
+  std::vector<FoundArtifact> found;
+  for (const char* path : {"a/venv", "p/lib/node_modules", "w/node_modules"}) {
+    ScanArtifactFinding finding;
+    finding.path = tree.path(path);
+    finding.groupRoot = parentPath(finding.path);
+    finding.ruleID = "x";
+    found.push_back({.finding = finding, .place = finding.path});
+  }
+  assessFindings(found, {tree.root(), {}}, [] { return false; });
+  const auto findings = plain(found);
+  EXPECT_EQ(findings[0].safetyTier, ArtifactSafetyTier::warning);
+  EXPECT_EQ(findings[1].safetyTier, ArtifactSafetyTier::warning);
+  EXPECT_EQ(findings[1].restoreHint, "Belongs to the installed program npm");
+  EXPECT_TRUE(lacksEvidence(findings[0]) && lacksEvidence(findings[1]));
+  EXPECT_EQ(findings[2].safetyTier, ArtifactSafetyTier::safe);
+  EXPECT_EQ(findings[2].evidence, "holds .package-lock.json");
+}
+
+TEST(Assessment, NothingInAnOutputFolderIsSafe) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"w/package.json={\"scripts\":{\"build\":\"vite build\"}}",
+                     "w/dist/package.json={\"dependencies\":{\"x\":\"1\"}}", "w/dist/node_modules/.package-lock.json",
+                     "c/CMakeLists.txt", "c/build/CMakeCache.txt", "c/build/_deps/foo/dist/CACHEDIR.TAG",
+                     "mine/build/p/dist/CACHEDIR.TAG", "worktrees/one/.git", "worktrees/one/dist/CACHEDIR.TAG",
+                     "cmake/build/CMakeLists.txt", "cmake/build/CMakeCache.txt", "cmake/build/sub/dist/CACHEDIR.TAG"});
+  // With the rules for the output folders disabled.
+  const auto catalog = catalogOf({plainRule("node_modules"), plainRule("dist")});
+  auto request = requestFor(tree, catalog);
+  std::map<std::string, std::string> seen;
+  for (const char* root : {"w/dist", "c", "mine", "worktrees", "cmake"}) {
+    request.root = tree.path(root);
+    auto found = Scanner::scan(request).findings;
+    assessFindings(found, {tree.root(), {}}, [] { return false; });
+    for (const FoundArtifact& one : found)
+      seen[one.finding.path.substr(tree.root().size() + 1)] =
+          std::string(rawValue(one.finding.safetyTier)) + (lacksEvidence(one.finding) ? " to look at" : "");
+  }
+  EXPECT_EQ(seen, (std::map<std::string, std::string>{{"w/dist/node_modules", "caution to look at"},
+                                                      {"c/build/_deps/foo/dist", "caution to look at"},
+                                                      {"mine/build/p/dist", "safe"},
+                                                      {"worktrees/one/dist", "safe"},
+                                                      {"cmake/build/sub/dist", "caution to look at"}}));
+  for (const char* root : {"c/build", "c/build/_deps/foo"}) {
+    request.root = tree.path(root);
+    EXPECT_THAT(Scanner::scan(request).rootObstacle.value_or(""), EndsWith("scan ~/c instead.")) << root;
+  }
+  // A project into which cmake wrote is one.
+  request.root = tree.path("cmake/build/sub");
+  EXPECT_EQ(pathsOf(Scanner::scan(request).findings, tree).size(), 1U);
+}
+
+TEST(DependencyFolders, NothingBelowOneIsAFindingOfItsOwn) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"p/node_modules/vite/dist/f", "p/node_modules/vite/build/f", "p/.venv/pyvenv.cfg",
+                     "p/.venv/lib/python3/site-packages/x/build/f", "p/vendor/modules.txt", "p/vendor/a/dist/f",
+                     "p/bower_components/jq/dist/f", "mine/pyvenv.cfg", "mine/lib/x/build/f", "mine/src/dist/f",
+                     "gems/gems/rack/dist/f", "gems/specifications/f", "vendor/client/dist/f"});
+  // With the rules for these folders disabled.
+  const auto catalog = catalogOf({plainRule("dist"), plainRule("build")});
+  EXPECT_THAT(foundPaths(tree, catalog), ElementsAre("mine/src/dist", "vendor/client/dist"));
+  for (const char* root : {"p/node_modules", "p/node_modules/vite", "p/.venv/lib", "p/vendor/a", "gems/gems/rack"}) {
+    auto request = requestFor(tree, catalog);
+    request.root = tree.path(root);
+    const auto result = Scanner::scan(request);
+    EXPECT_TRUE(result.findings.empty()) << root;
+    EXPECT_THAT(result.rootObstacle.value_or(""), HasSubstr("dependency folder")) << root;
+  }
+}
+
+}  // namespace
+}  // namespace tidra
