@@ -32,7 +32,7 @@ struct RepositoriesInside {
   bool operator==(const RepositoriesInside&) const = default;
 };
 
-/// Recognises a repository of git from one folder's listing: call note() for every entry, then isRepository().
+/// Recognises a repository of git from one folder's listing: call note() for every entry, then the queries.
 class GitSigns {
  public:
   void note(std::string_view name) {
@@ -44,8 +44,10 @@ class GitSigns {
     if (name == "refs") hasRefs_ = true;
   }
 
-  /// Whether the folder holds ".git" or, outside of one, is a bare repository, possibly without its HEAD.
-  bool isRepository(bool isInsideGit) const { return hasGit_ || (!isInsideGit && hasHead_ && hasObjects_ && hasRefs_); }
+  /// Whether the folder contains ".git".
+  bool holdsGit() const { return hasGit_; }
+  /// Whether it looks like a ".git" itself or a bare repository, possibly one that lost its HEAD.
+  bool isBare() const { return hasHead_ && hasObjects_ && hasRefs_; }
 
  private:
   bool hasGit_ = false;

@@ -74,7 +74,6 @@ class Measurement {
     const WalkFilter::Place* place = nullptr;  // in the filter's tree; null if the tree has nothing below it
     bool isCounted = true;                     // false in a bundle package, which is only searched for what must stay
     bool isOfTool = false;                     // in a place: in a folder that a tool made
-    bool isOfGit = false;                      // in a ".git", whose git folders belong to the repository around it
   };
 
   /// Reads one folder, the first folder first; calls `descend(name, position)` for each subfolder to measure.
@@ -122,15 +121,14 @@ class Measurement {
         if (!isOfTool && subplace == nullptr && filter.bars(entry.name)) meetExcluded(node, entry.name);
         const bool isToolsInside = ranked.note(entry.name);
         ++pending_;
-        const bool isOfGit = position.isOfGit || entry.name == ".git";
-        descend(entry.name, Position{subplace, position.isCounted && belongs(entry.name), isToolsInside, isOfGit});
+        descend(entry.name, Position{subplace, position.isCounted && belongs(entry.name), isToolsInside});
       }
     }
     if (const auto failure = reader.failure(); failure && !isNoLongerThere(failure)) fail();
     if (const auto kind = signs.kind(descriptor)) meetStore(node.path(), *kind);
     if (auto highest = ranked.highest(*first_, node, reader)) meetRanked(std::move(*highest));
     if (ofOthers || (!position.isCounted && isOfOthers(node))) meetOfOthers(node, ofOthers.value_or(""));
-    const bool holdsGit = gitSigns.isRepository(position.isOfGit);
+    const bool holdsGit = gitSigns.holdsGit() || (gitSigns.isBare() && !isInsideGit(node));
     if (holdsGit || foreign != nullptr) meetRepository(node, holdsGit, foreign);
     // Whoever removes asks about the first folder's own keep file, which --force lifts.
     if (holdsKeepFile && !isFirst) meetKeepFile(node);
@@ -212,6 +210,13 @@ class Measurement {
     std::pop_heap(known.begin(), known.end());
     known.pop_back();
     repositories_.hasMore = true;
+  }
+
+  /// Git folders below a ".git" belong to the repository around it, as those of submodules do.
+  static bool isInsideGit(const FolderNode& folder) {
+    const FolderNode* node = &folder;
+    while (node != nullptr && node->name() != ".git") node = node->parent();
+    return node != nullptr;
   }
 
   void meetKeepFile(const FolderNode& folder) {

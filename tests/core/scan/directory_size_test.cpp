@@ -143,8 +143,9 @@ TEST(DirectorySize, NamesABoundedNumberOfRepositories) {
   EXPECT_EQ(inside("p"), (RepositoriesInside{.foreign = Foreign{tree.path("p/a"), "Subversion"}}));
   EXPECT_EQ(inside("q"), (RepositoriesInside{.foreign = Foreign{tree.path("q"), "Fossil"}}));
   EXPECT_EQ(inside("r"), RepositoriesInside{});
-  makeEntries(tree, {"s/x/HEAD", "s/x/objects/f", "s/x/refs/f", "t/.git/modules/m/HEAD", "t/.git/modules/m/objects/f",
-                     "t/.git/modules/m/refs/f", "u/RCS/f,v", "v/refs/f", "v/objects/f"});
+  makeEntries(tree, {"s/x/HEAD", "t/.git/HEAD", "t/.git/objects/f", "t/.git/refs/f", "s/x/objects/f", "s/x/refs/f",
+                     "t/.git/modules/m/HEAD", "t/.git/modules/m/objects/f", "t/.git/modules/m/refs/f", "u/RCS/f,v",
+                     "v/refs/f", "v/objects/f"});
   EXPECT_EQ(inside("s").ofGit, std::vector{tree.path("s/x")});
   EXPECT_EQ(inside("t").ofGit, std::vector{tree.path("t")});
   EXPECT_TRUE(inside("u").foreign);
