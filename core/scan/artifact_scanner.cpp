@@ -40,11 +40,8 @@ struct Artifact {
 };
 
 struct WalkContext {
-  const WalkFilter::Place* place = nullptr;  // this folder in the filter's tree
-  Artifact* artifact = nullptr;              // artefact being measured; null on the walk
-  bool isCounted = true;                     // false in a bundle package inside an artefact
-
-  Measurement::Position position() const { return {place, isCounted}; }
+  Measurement::Position position;  // on the walk only its place
+  Artifact* artifact = nullptr;    // artefact being measured; null on the walk
 };
 
 ScanArtifactFinding makeFinding(const Artifact& artifact) {
@@ -101,7 +98,7 @@ class WalkVisitor {
     }
     if (context.artifact == nullptr) return;
     Artifact& artifact = *context.artifact;
-    artifact.measurement.couldNotOpen(failure, folder, context.position());
+    artifact.measurement.couldNotOpen(failure, folder, context.position);
     if (isNoLongerThere(failure) && !artifact.opened) artifact.vanished = true;
     // Nothing of it was opened, so take the identity by path.
     if (forbidden && !artifact.opened) identify(artifact, pathFacts(artifact.path));
@@ -139,7 +136,7 @@ class WalkVisitor {
   void walk(Visit& folder) {
     const FolderNode& node = *folder.node();
     if (pathWanted_.load(std::memory_order_relaxed) && pathWanted_.exchange(false)) publishPath(node);
-    const FolderFilter filter(filter_, folder.context().place, node);
+    const FolderFilter filter(filter_, folder.context().position.place, node);
     ProjectFolder project(lastPathComponent(node.name()), node.descriptor(), folder.reader());
     PackageSigns packages(lastPathComponent(node.name()));
     std::vector<std::pair<std::string, const NameFacts*>> candidates;
@@ -208,7 +205,7 @@ class WalkVisitor {
       return;
     }
     if (!wantsLeftovers()) return;
-    folder.descend(name, {WalkFilter::childPlace(folder.context().place, name),
+    folder.descend(name, {{WalkFilter::childPlace(folder.context().position.place, name)},
                           &addArtifact(joinedPath(parent, name), parent, std::nullopt)});
   }
 
@@ -224,15 +221,15 @@ class WalkVisitor {
 
   /// Mounts inside an artefact do not count: removing it would not free their space.
   void measure(Visit& folder, Artifact& artifact) {
-    artifact.measurement.measure(folder.reader(), *folder.node(), folder.context().position(),
+    artifact.measurement.measure(folder.reader(), *folder.node(), folder.context().position,
                                  [&](auto name, const auto& below) {
-                                   folder.descend(name, {below.place, &artifact, below.isCounted});
+                                   folder.descend(name, {below, &artifact});
                                  });
   }
 
   void walkInto(Visit& folder, std::string_view name) {
     if (request_.onlyNames || isBundlePackage(name) || DependencyFolders::isNamedSo(name)) return;
-    folder.descend(name, {WalkFilter::childPlace(folder.context().place, name), nullptr});
+    folder.descend(name, {{WalkFilter::childPlace(folder.context().position.place, name)}, nullptr});
   }
 
   void decide(Visit& folder, ProjectFolder& project, const std::string& name, const NameFacts& facts) {
@@ -242,7 +239,7 @@ class WalkVisitor {
     std::string projectFolder = folder.node()->path();
     std::string path = joinedPath(projectFolder, name);
     if (match->rule->parentName) projectFolder = parentPath(projectFolder);
-    folder.descend(name, {WalkFilter::childPlace(folder.context().place, name),
+    folder.descend(name, {{WalkFilter::childPlace(folder.context().position.place, name)},
                           &addArtifact(std::move(path), std::move(projectFolder), *match)});
   }
 
@@ -385,7 +382,7 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
   ProgressReporter progress(request);
   {
     WalkVisitor::Traversal traversal(visitor, request.workers == 0 ? defaultScanWorkers() : request.workers);
-    traversal.addRoot(request.root, {filter.placeOf(request.root), nullptr});
+    traversal.addRoot(request.root, {{filter.placeOf(request.root)}, nullptr});
     result.cancelled = !traversal.run(request.shouldCancel, [&] { progress.report(visitor, result.findings); });
   }
   progress.report(visitor, result.findings);

@@ -57,7 +57,8 @@ TEST_F(CleanupSession, WorkInARepositoryInsideIsNoSafeFinding) {
   const auto before = snapshotOf(tree_.path("code"));
   for (const auto& found : runScan(request()).findings)
     EXPECT_EQ(found.finding.safetyTier == warning,
-              found.finding.restoreHint.value_or("").ends_with("no remote repository: @me/lib"));
+              found.finding.restoreHint.value_or("").ends_with("no remote repository: @me/lib"))
+        << found.finding.restoreHint.value_or("");
   EXPECT_EQ(snapshotOf(tree_.path("code")), before);
   const Tiers expected{{"clean", safe},     {"changed", warning},          {"untracked", warning},
                        {"ahead", warning},  {"stashed", warning},          {"no-remote", warning},
