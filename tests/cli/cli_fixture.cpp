@@ -10,7 +10,7 @@ CliTest::CliTest() {
   chooseTemporaryFolder();
   tree_ = std::make_unique<TemporaryTree>();
   tree_->writeFile("code/snake/requirements.txt", "flask");
-  tree_->writeFile("code/web/package.json", R"({"dependencies": {"a": "1"}, "scripts": {"build": "bundle"}})");
+  tree_->writeFile("code/web/package.json", R"({"dependencies": {"a": "1"}, "scripts": {"build": "vite build"}})");
   for (const char* mark : {"code/web/node_modules/.package-lock.json", "code/tool/target/CACHEDIR.TAG",
                            "code/ancient/target/CACHEDIR.TAG", "code/snake/.venv/pyvenv.cfg"})
     tree_->writeFile(mark);
