@@ -18,7 +18,7 @@ CliTest::CliTest() {
   tree_->writeFileOfSize("code/web/dist/f", 200);
   tree_->writeFileOfSize("code/tool/target/f", 50000);
   tree_->writeFile("code/tool/Cargo.toml");
-  tree_->writeFileOfSize("code/snake/.venv/f", 40);
+  tree_->writeFileOfSize("code/snake/.venv/lib/f", 40);
   tree_->writeFileOfSize("code/ancient/target/f", 1000);
   tree_->setModified("code/ancient", TimePoint{std::chrono::seconds{1000000000}});
   tree_->writeFileOfSize(".cache/p/node_modules/f", 7);
