@@ -30,7 +30,7 @@ std::string_view described(KeptInside::Why why) {
 std::string KeptInside::reason(const TidraPathResolver& resolver) const {
   const std::string shown = escapedForTerminal(resolver.displayPath(path));
   if (why == Why::keepFile) return fmt::format("is kept by {}", shown);
-  if (why == Why::neverRemovedItself) return fmt::format("is never to be removed, as {}", shown);
+  if (why == Why::neverRemovedItself) return fmt::format("is protected by never.paths, which covers {}", shown);
   if (why == Why::unreadable) return fmt::format("has contents that cannot be read ({})", shown);
   return fmt::format("holds {}, which is {}", shown, described(why));
 }

@@ -298,7 +298,7 @@ class ScanSession {
       auto text = fmt::format("{} {}, so it is left out.", shown(path), kept.reason(request_.resolver));
       (noted++ < most ? outcome_.notes : outcome_.details).push_back(std::move(text));
     }
-    if (noted > most) note(fmt::format("{} more are left out because of what they contain.", noted - most));
+    if (noted > most) note(fmt::format("{} more are left out for such reasons.", noted - most));
   }
 
   void advance(const SystemArtifactScanner::ProgressTick& tick) {
