@@ -150,6 +150,7 @@ TidraGitMetadataReader::Tracked TidraGitMetadataReader::tracked(const std::vecto
     }
   }
   std::vector<std::pair<const std::string*, const std::vector<std::string>*>> questions;
+  questions.reserve(byRepository.size());
   for (const auto& [repository, inside] : byRepository) questions.emplace_back(&repository, &inside);
   std::vector<std::optional<Tracked>> answers(questions.size());
   if (git_) {

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 
-#include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"

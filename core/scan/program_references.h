@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "core/base/byte_units.h"
 #include "core/platform/path_resolver.h"
 
 namespace tidra {
@@ -56,7 +57,7 @@ class ProgramReferences {
   std::set<std::string> listed_;
   std::unordered_map<std::string, std::optional<std::string>> realFolders_;
   std::size_t entriesLeft_ = 8192;
-  std::size_t bytesLeft_ = 4 * 1024 * 1024;
+  std::size_t bytesLeft_ = 4_MiB;
   std::size_t pathsLeft_ = 20000;
 };
 

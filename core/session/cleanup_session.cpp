@@ -105,7 +105,7 @@ std::optional<std::string> refusalOf(const CleanupPlan& plan, const CleanupPlan:
       const bool isExcluded = withheld->second.why == KeptInside::Why::excluded;
       return withheld->second.reason(resolver) + (isExcluded ? "; --allow-any-path removes it anyway" : "");
     }
-    if (const auto reason = reasonItIsGone(item.path, resolver)) return reason;
+    if (auto reason = reasonItIsGone(item.path, resolver)) return reason;
     return "matches no rule, or is excluded; --allow-any-path removes it anyway";
   }
   const ArtifactSafetyTier tier = found->finding.safetyTier;

@@ -57,6 +57,7 @@ std::vector<WithheldFinding> measureLeftovers(std::vector<FoundArtifact>& leftov
   std::vector<WithheldFinding> withheld;
   if (leftovers.empty()) return withheld;
   std::vector<TidraDirectorySizeReader::Folder> folders;
+  folders.reserve(leftovers.size());
   for (const auto& leftover : leftovers) folders.push_back({.path = leftover.finding.path, .enterBundles = true});
   auto sizes = TidraDirectorySizeReader::readAll(folders, options);
   std::vector<FoundArtifact> measured;

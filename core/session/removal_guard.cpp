@@ -16,7 +16,7 @@ namespace {
 
 /// Returns the rest of a sentence after "is in use: ".
 std::string described(const PlaceUse& use, const std::string& place) {
-  const auto user = fmt::format("{} (process {})", escapedForTerminal(use.program), use.process);
+  auto user = fmt::format("{} (process {})", escapedForTerminal(use.program), use.process);
   const std::string path = escapedForTerminal(use.path);
   switch (use.kind) {
     case UseKind::lockedFile:
