@@ -4,7 +4,9 @@
 
 #include "core/model/repositories_inside.h"
 #include "core/platform/path_text.h"
+#include "core/scan/artifact_makers.h"
 #include "core/scan/dependency_folders.h"
+#include "core/scan/folder_contents.h"
 
 namespace tidra {
 namespace {
