@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "core/base/text.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 
@@ -53,33 +55,97 @@ std::string withFolderResolved(const std::string& path) {
   return path;
 }
 
-/// As withFolderResolved(), for the components of an absolute pattern before the first wildcard.
-std::string patternResolved(const std::string& pattern) {
-  if (!pattern.starts_with('/')) return pattern;
-  std::string folder;
-  std::string rest;
-  for (const std::string_view component : splitNonEmpty(pattern, '/')) {
-    const auto name = rest.empty() ? literalName(component) : std::nullopt;
-    (name ? folder : rest).append("/").append(name ? *name : std::string(component));
-  }
-  const std::string real = folder.empty() ? folder : withFolderResolved(folder);
-  return real == folder ? pattern : globEscaped(real == "/" ? "" : real) + rest;
-}
+/// Spells an absolute pattern with the targets of the symbolic links that its components match, each with the rest of
+/// the pattern behind it. Follows the folders that the components match, and stops after a number of entries: "/*/*/*"
+/// matches most of a disk.
+class LinkTargets {
+ public:
+  struct Spellings {
+    std::vector<std::string> paths;     // without wildcards behind the link
+    std::vector<std::string> patterns;  // with some
+  };
 
-template <class Resolve>
-void addResolved(std::vector<std::string>& texts, Resolve resolve) {
-  for (std::size_t i = 0, written = texts.size(); i < written; ++i) {
-    if (auto real = resolve(texts[i]); real != texts[i]) texts.push_back(std::move(real));
+  static Spellings of(const std::string& pattern) {
+    LinkTargets targets(pattern);
+    if (pattern.starts_with('/')) targets.follow("/", 0);
+    return std::move(targets.found_);
+  }
+
+ private:
+  explicit LinkTargets(const std::string& pattern) : components_(splitNonEmpty(pattern, '/')) {}
+
+  void follow(const std::string& folder, std::size_t at) {
+    if (at == components_.size()) return;
+    if (const auto name = literalName(components_[at])) {
+      const std::string path = joinedPath(folder, *name);
+      if (const auto facts = pathFacts(path)) enter(path, facts->type, at + 1);
+      return;
+    }
+    for (const auto& [name, type] : matchesIn(folder, std::string(components_[at]))) {
+      enter(joinedPath(folder, name), type, at + 1);
+    }
+  }
+
+  void enter(const std::string& path, EntryType type, std::size_t next) {
+    if (type == EntryType::directory) return follow(path, next);
+    if (type != EntryType::symbolicLink) return;
+    const auto real = realPath(path);
+    // "~/x/*" names what is in a folder, not the folder itself or one around it.
+    if (!real || (next == components_.size() && isSameOrInside(path, *real))) return;
+    spell(*real, next);
+    follow(*real, next);
+  }
+
+  void spell(const std::string& real, std::size_t next) {
+    std::optional<std::string> path = real;
+    std::string pattern = globEscaped(real);
+    for (; next < components_.size(); ++next) {
+      const auto name = path ? literalName(components_[next]) : std::nullopt;
+      path = name ? std::optional(joinedPath(*path, *name)) : std::nullopt;
+      pattern = joinedPath(pattern, components_[next]);
+    }
+    if (path) {
+      found_.paths.push_back(standardizedPath(*path));
+    } else {
+      found_.patterns.push_back(std::move(pattern));
+    }
+  }
+
+  /// Returns the folders and links in a folder whose names match.
+  std::vector<std::pair<std::string, EntryType>> matchesIn(const std::string& folder, const std::string& component) {
+    std::vector<std::pair<std::string, EntryType>> matches;
+    const auto opened = openDirectory(folder);
+    if (!opened) return matches;
+    DirectoryReader reader;
+    reader.start(opened->get());
+    for (DirectoryEntry entry; left_ > 0 && reader.next(entry); --left_) {
+      const bool leadsOn = entry.type == EntryType::directory || entry.type == EntryType::symbolicLink;
+      if (leadsOn && globMatches(component, entry.name.data())) matches.emplace_back(entry.name, entry.type);
+    }
+    return matches;
+  }
+
+  const std::vector<std::string_view> components_;
+  std::size_t left_ = 20'000;  // entries that may still be read
+  Spellings found_;
+};
+
+void addResolved(std::vector<std::string>& paths, std::vector<std::string>& patterns) {
+  for (std::size_t i = 0, written = paths.size(); i < written; ++i) {
+    if (auto real = withFolderResolved(paths[i]); real != paths[i]) paths.push_back(std::move(real));
+  }
+  for (std::size_t i = 0, written = patterns.size(); i < written; ++i) {
+    const auto spellings = LinkTargets::of(patterns[i]);
+    paths.insert(paths.end(), spellings.paths.begin(), spellings.paths.end());
+    patterns.insert(patterns.end(), spellings.patterns.begin(), spellings.patterns.end());
   }
 }
 
 }  // namespace
 
 TidraScanExclusionFilter withLinksResolved(TidraScanExclusionFilter filter) {
-  addResolved(filter.pathPrefixes, withFolderResolved);
-  addResolved(filter.keptPrefixes, withFolderResolved);
-  addResolved(filter.globPatterns, patternResolved);
-  addResolved(filter.keptPatterns, patternResolved);
+  addResolved(filter.pathPrefixes, filter.globPatterns);
+  addResolved(filter.keptPrefixes, filter.keptPatterns);
   return filter;
 }
 

@@ -28,8 +28,9 @@ struct TidraScanExclusionFilter {
 /// Whether text contains "*", "?" or "[".
 bool isGlob(std::string_view text);
 
-/// Returns the filter with a second spelling of each path and absolute pattern: the longest existing folder at its
-/// beginning with symbolic links resolved. Reads the disk.
+/// Returns the filter with further spellings: each path with the longest existing folder at its beginning resolved, and
+/// each absolute pattern with the targets of the symbolic links that its components match. Reads the disk, for a
+/// pattern a bounded number of folders.
 TidraScanExclusionFilter withLinksResolved(TidraScanExclusionFilter filter);
 
 /// Returns the pattern that matches exactly this text.

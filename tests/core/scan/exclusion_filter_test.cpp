@@ -217,5 +217,28 @@ TEST(ExclusionFilter, ATextThatNamesAnEntryIsThatEntry) {
   }
 }
 
+TEST(ExclusionFilter, APatternCountsThroughTheLinksThatItMatches) {
+  const TemporaryTree tree;
+  for (const char* file : {"real/client/x", "real/other/x", "deep/in/keep", "top/x"}) tree.writeFile(file, "");
+  tree.symlink("link", "real");
+  tree.symlink("deep/in/way", "../../real");
+  tree.symlink("deep/up", "..");
+  tree.symlink("real/nowhere", "missing");
+  for (const char* pattern : {"li*/client", "lin[k]/client", "?ink/c*", "link/*ent", "*/in/way/client",
+                              "deep/**/way/c[l]*", "deep/u*/li*/client", "*/*/*/client", "li*/clien[t]/"}) {
+    TidraScanExclusionFilter filter;
+    addExclusion(filter, tree.path(pattern), {}, true);
+    filter.keptPatterns = filter.globPatterns;
+    filter = withLinksResolved(filter);
+    const TidraScanExclusionFilter kept{filter.keptPrefixes, filter.keptPatterns};
+    for (const TidraScanExclusionFilter& each : {filter, kept}) {
+      EXPECT_TRUE(each.isExcluded(tree.path("real/client"))) << pattern;
+      EXPECT_FALSE(each.isExcluded(tree.path("real/other")) || each.isExcluded(tree.path("top"))) << pattern;
+    }
+  }
+  TidraScanExclusionFilter all{{}, {tree.path("deep/*")}};
+  EXPECT_FALSE(withLinksResolved(all).isExcluded(tree.path("top"))) << "a link to a folder around it";
+}
+
 }  // namespace
 }  // namespace tidra
