@@ -12,6 +12,7 @@
 #include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
 #include "core/scan/exclusion_filter.h"
+#include "core/scan/folder_contents.h"
 
 namespace tidra {
 namespace {
@@ -50,14 +51,20 @@ constexpr std::ptrdiff_t mostSpans = 3;
 
 IgnoreRules readRules(const std::string& path) {
   const auto text = readRegularFile(path, largestIgnoreFile);
-  return text ? IgnoreRules(*text) : IgnoreRules();
+  if (text) return IgnoreRules(*text);
+  const bool isMissing =
+      text.failure() == std::errc::no_such_file_or_directory || text.failure() == std::errc::not_a_directory;
+  return isMissing ? IgnoreRules() : IgnoreRules::unknown();
 }
 
 }  // namespace
 
 IgnoreRules::IgnoreRules(std::string_view text) {
   for (const std::string_view line : splitNonEmpty(text, '\n')) {
-    if (patterns_.size() == mostPatterns) return;
+    if (patterns_.size() == mostPatterns) {
+      areComplete_ = false;
+      return;
+    }
     std::string_view written = patternOf(line);
     Pattern pattern;
     if (written.starts_with('!')) {
@@ -75,8 +82,18 @@ IgnoreRules::IgnoreRules(std::string_view text) {
     pattern.isNamed = pattern.components.back().find_first_not_of("*?") != std::string::npos;
     if (!isTied && pattern.components.front() != "**") pattern.components.insert(pattern.components.begin(), "**");
     const auto spans = std::count(pattern.components.begin(), pattern.components.end(), "**");
-    if (spans <= mostSpans) patterns_.push_back(std::move(pattern));
+    if (spans <= mostSpans) {
+      patterns_.push_back(std::move(pattern));
+    } else {
+      areComplete_ = false;
+    }
   }
+}
+
+IgnoreRules IgnoreRules::unknown() {
+  IgnoreRules rules;
+  rules.areComplete_ = false;
+  return rules;
 }
 
 std::optional<IgnoreRules::Verdict> IgnoreRules::verdictOn(const std::string& path) const {
@@ -93,19 +110,14 @@ IgnoreFinder::IgnoreFinder(const TidraPathResolver& resolver) : home_(realPathOr
   if (const auto global = resolver.resolve("$XDG_CONFIG_HOME/git/ignore")) global_ = readRules(*global);
 }
 
-bool IgnoreFinder::isTrusted(const std::string& path) const {
-  const auto facts = pathFacts(path);
-  return facts && (facts->owner == runningUser() || facts->owner == 0 || facts->owner == owner_);
-}
-
 const IgnoreFinder::Folder& IgnoreFinder::look(const std::string& folder) {
   auto& known = folders_[folder];
   if (!known) {
     known = std::make_unique<Folder>();
     const std::string ignoreFile = joinedPath(folder, ".gitignore");
     // As git: a symbolic link in a work tree is no ignore file.
-    if (isTrusted(ignoreFile) && !linkTarget(ignoreFile)) known->rules = readRules(ignoreFile);
-    known->isRepository = isTrusted(joinedPath(folder, ".git"));
+    if (vouchesFor(owner_, ignoreFile) && !linkTarget(ignoreFile)) known->rules = readRules(ignoreFile);
+    known->isRepository = vouchesFor(owner_, joinedPath(folder, ".git"));
     constexpr std::array otherMarks{".hg", ".svn", ".jj", ".bzr", "CVS", "_darcs", ".pijul", ".fslckout"};
     known->isVersioned = std::any_of(otherMarks.begin(), otherMarks.end(),
                                      [&](auto mark) { return bool{pathFacts(joinedPath(folder, mark))}; });
@@ -144,6 +156,8 @@ IgnoreFinder::Answer IgnoreFinder::of(const std::string& folder) {
     const std::string entry = joinedPath(top, relative.substr(0, end));
     for (const Level& level : levels) {
       if (entry == level.folder || !isSameOrInside(entry, level.folder)) continue;
+      answer.isUncertain = !level.rules->areComplete();
+      if (answer.isUncertain) return answer;
       const auto said = level.rules->verdictOn(entry.substr(level.folder == "/" ? 1 : level.folder.size() + 1));
       if (!said) continue;
       answer.isIgnored = said->isIgnored;

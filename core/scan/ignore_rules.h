@@ -19,6 +19,13 @@ class IgnoreRules {
   IgnoreRules() = default;
   explicit IgnoreRules(std::string_view text);
 
+  /// Whether these are all rules of the file. Of an incomplete list no answer is certain: what is missing may take back
+  /// what the rest ignores.
+  bool areComplete() const { return areComplete_; }
+
+  /// Rules of a file that exists and cannot be read whole.
+  static IgnoreRules unknown();
+
   /// Result of the deciding pattern for a folder.
   struct Verdict {
     bool isIgnored = false;  // false: re-included
@@ -36,6 +43,7 @@ class IgnoreRules {
   };
 
   std::vector<Pattern> patterns_;
+  bool areComplete_ = true;
 };
 
 /// Looks folders up in the ignore files above them. Caches files; not thread-safe.
@@ -49,8 +57,10 @@ class IgnoreFinder {
     bool isNamed = false;         // a pattern names this very folder
     bool isInRepository = false;  // ".git" exists at or above the folder's parent
     bool isVersioned = false;     // likewise for another version control system
+    bool isUncertain = false;     // an ignore file that could decide cannot be read whole
   };
 
+  /// Where an ignore file that cannot be read whole could decide, the folder counts as neither ignored nor named.
   /// Outside repositories ignore files apply up to, but excluding, the home folder, or up to "/". Files not owned by
   /// the running user, root or the folder's owner count as missing: in a shared folder anyone can plant ".git" and
   /// ".gitignore".
@@ -70,7 +80,6 @@ class IgnoreFinder {
   };
 
   const Folder& look(const std::string& folder);
-  bool isTrusted(const std::string& path) const;
 
   std::string home_;
   std::uint32_t owner_ = 0;  // owner of the folder being looked up

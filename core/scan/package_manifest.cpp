@@ -14,16 +14,53 @@ namespace {
 
 constexpr std::size_t largestManifest = 1_MiB;
 
-/// Whether a dependency "file:../x", "link:./x" or "portal:x" is gone.
+/// Returns the path that a version of a dependency names: "../x", "file:../x", "link:./x", "git+file:///x#tag"; nullopt
+/// for what comes from elsewhere.
+std::optional<std::string> localPath(std::string_view version) {
+  for (const std::string_view scheme : {"git+file:", "file:", "link:", "portal:"}) {
+    if (!version.starts_with(scheme)) continue;
+    version.remove_prefix(scheme.size());
+    if (scheme.starts_with("git+")) version = version.substr(0, version.find('#'));
+    return std::string(version.starts_with("//") ? version.substr(2) : version);
+  }
+  const bool isPath = version.starts_with('.') || version.starts_with('/') || version.starts_with("~/");
+  return isPath ? std::optional<std::string>(version) : std::nullopt;
+}
+
+/// Whether a dependency is a path that does not exist. "~/x" counts as gone: tools differ in what it means.
 bool isGone(const std::string& project, const nlohmann::json& version) {
   if (!version.is_string()) return false;
-  const auto& text = version.get_ref<const std::string&>();
-  for (const std::string_view scheme : {"file:", "link:", "portal:"}) {
-    if (!text.starts_with(scheme)) continue;
-    const std::string place = text.substr(scheme.size());
-    return !followedFacts(place.starts_with('/') ? place : joinedPath(project, place));
+  const auto path = localPath(version.get_ref<const std::string&>());
+  return path && !followedFacts(path->starts_with('/') ? *path : joinedPath(project, *path));
+}
+
+/// Whether a pattern of workspaces matches a folder with a "package.json" of its own. "**" spans up to three folders.
+bool matchesWorkspace(const std::string& project, std::vector<FolderEntry> entries, std::string_view pattern) {
+  constexpr std::ptrdiff_t mostFolders = 4;
+  if (pattern.starts_with("./")) pattern.remove_prefix(2);
+  if (pattern.empty() || pattern == "." || pattern.starts_with('!') || pattern.starts_with('/')) return false;
+  if (std::count(pattern.begin(), pattern.end(), '/') >= mostFolders) return false;
+  std::erase_if(entries, [](const FolderEntry& entry) { return entry.name == "node_modules"; });
+  const auto span = pattern.find("**");
+  for (const std::string_view folders : {"*", "*/*", "*/*/*"}) {
+    std::string path(pattern);
+    if (span != std::string_view::npos) path.replace(span, 2, folders);
+    if (!firstMatch(project, entries, joinedPath(path, "package.json")).empty()) return true;
+    if (span == std::string_view::npos) return false;
   }
   return false;
+}
+
+/// Whether "workspaces", a list of patterns or an object with the list "packages", names at least one package.
+bool namesWorkspace(const std::string& project, const nlohmann::json& workspaces) {
+  constexpr std::size_t mostPatterns = 16;
+  const auto& list = workspaces.is_object() && workspaces.contains("packages") ? workspaces["packages"] : workspaces;
+  if (!list.is_array()) return false;
+  const auto entries = listing(project);
+  const auto end = list.begin() + static_cast<std::ptrdiff_t>(std::min(list.size(), mostPatterns));
+  return std::any_of(list.begin(), end, [&](const auto& pattern) {
+    return pattern.is_string() && matchesWorkspace(project, entries, pattern.template get_ref<const std::string&>());
+  });
 }
 
 /// Whether the text before a quoted path loads the file there: "require('", "from '", "require(path.join(__dirname, '".
@@ -67,20 +104,60 @@ bool isConfiguration(std::string_view name) {
          name.starts_with("Gruntfile") || name.starts_with("webpack") || name.starts_with("rollup");
 }
 
-bool namesLockedPackage(const std::string& name, const std::string& text) {
-  if (name == "bun.lockb") return !text.empty();
-  if (name == "bun.lock") return text.find("\"sha512-") != std::string::npos || text.find("@workspace:") != text.npos;
-  if (name.ends_with(".json")) {
-    const auto json = nlohmann::json::parse(text, nullptr, false);
-    if (!json.is_object()) return false;
-    if (json.contains("dependencies") && !json["dependencies"].empty()) return true;
-    return json.contains("packages") && json["packages"].size() > json["packages"].count("");
-  }
+/// Whether npm's lock file names a package that is installed from elsewhere: neither a link to a folder nor a path.
+/// Entries without "node_modules/" are the folders that links lead to.
+bool namesPackageOfNpm(const std::string& text) {
+  const auto json = nlohmann::json::parse(text, nullptr, false);
+  if (!json.is_object()) return false;
+  const auto isLocal = [](const nlohmann::json& package, const char* key) {
+    return package.contains(key) && package[key].is_string() &&
+           localPath(package[key].template get_ref<const std::string&>());
+  };
+  const auto holdsPackage = [&](const char* table, bool isByPath) {
+    if (!json.contains(table) || !json[table].is_object()) return false;
+    const auto entries = json[table].items();
+    return std::any_of(entries.begin(), entries.end(), [&](const auto& entry) {
+      const nlohmann::json& package = entry.value();
+      if (!package.is_object() || package.contains("link")) return false;
+      if (isByPath && entry.key().find("node_modules/") == std::string::npos) return false;
+      return !isLocal(package, "resolved") && !isLocal(package, "version");
+    });
+  };
+  return holdsPackage("packages", true) || holdsPackage("dependencies", false);
+}
+
+/// Whether a key such as "a@^1", "@x/a@npm:1", "/a@1.0.0" or "/a/1.0.0" names a package from elsewhere.
+bool isKeyOfPackage(std::string_view key) {
+  while (!key.empty() && std::string_view("\"'/").find(key.front()) != std::string_view::npos) key.remove_prefix(1);
+  const auto separator = key.find('@', 1);
+  const auto version = separator == std::string_view::npos ? key.substr(key.rfind('/') + 1) : key.substr(separator + 1);
+  if (separator == std::string_view::npos && key.find('/') == std::string_view::npos) return false;
+  return !version.empty() && !localPath(version) && !localPath(key) && !version.starts_with("workspace:");
+}
+
+/// The same of the lock files of yarn, whose entries begin their lines, and pnpm, whose entries are indented by two.
+bool namesPackageOfYaml(const std::string& text, bool isOfPnpm) {
+  bool isPackages = !isOfPnpm;
   const auto lines = splitNonEmpty(text, '\n');
   return std::any_of(lines.begin(), lines.end(), [&](std::string_view line) {
-    if (name == "pnpm-lock.yaml") return line.starts_with("packages:");
-    return isAsciiAlphanumeric(line.front()) || line.front() == '"' || line.front() == '@';
+    if (isOfPnpm && line.front() != ' ') isPackages = line.starts_with("packages:");
+    if (!isPackages || line.find(':') == std::string_view::npos) return false;
+    const auto indent = line.find_first_not_of(' ');
+    if (indent != (isOfPnpm ? 2U : 0U) || line[indent] == '#') return false;
+    return isKeyOfPackage(line.substr(indent));
   });
+}
+
+/// Whether a lock file names at least one package that an installer brings back from elsewhere.
+bool namesLockedPackage(const std::string& name, const std::string& text) {
+  // bun removes the file when there are no packages. In its text form each from a registry has a hash.
+  if (name == "bun.lockb") return text.starts_with("#!/usr/bin/env bun\nbun-lockfile-format");
+  if (name == "bun.lock") {
+    constexpr std::array<std::string_view, 4> origins{"\"sha512-", "@github:", "@git+https:", "@git+ssh:"};
+    return std::any_of(origins.begin(), origins.end(),
+                       [&](std::string_view origin) { return text.find(origin) != std::string::npos; });
+  }
+  return name.ends_with(".json") ? namesPackageOfNpm(text) : namesPackageOfYaml(text, name == "pnpm-lock.yaml");
 }
 
 }  // namespace
@@ -90,14 +167,17 @@ PackageManifest::PackageManifest(const std::string& project) : project_(project)
   namesPackages_ = !text && text.failure() == std::errc::file_too_large;
   const auto json = text ? nlohmann::json::parse(*text, nullptr, false) : nlohmann::json();
   if (!json.is_object()) return;
-  for (const auto& [key, value] : json.items()) {
-    if (key == "workspaces") hasWorkspaces_ = value.is_structured() && !value.empty();
-    if (!key.ends_with("ependencies") || !value.is_structured() || value.empty()) continue;
+  for (const char* kind : {"dependencies", "devDependencies", "optionalDependencies", "peerDependencies"}) {
+    if (!json.contains(kind) || !json[kind].is_object() || json[kind].empty()) continue;
     namesPackages_ = true;
-    lacksPackage_ = lacksPackage_ || std::any_of(value.begin(), value.end(),
+    lacksPackage_ = lacksPackage_ || std::any_of(json[kind].begin(), json[kind].end(),
                                                  [&](const auto& version) { return isGone(project, version); });
   }
-  namesPackages_ = namesPackages_ || hasWorkspaces_;
+  if (json.contains("workspaces")) {
+    const auto& workspaces = json["workspaces"];
+    hasWorkspaces_ = workspaces.is_structured() && !workspaces.empty();
+    namesPackages_ = namesPackages_ || namesWorkspace(project, workspaces);
+  }
   if (!json.contains("scripts") || !json["scripts"].is_object()) return;
   for (const auto& [name, command] : json["scripts"].items()) {
     if (command.is_string()) scripts_.add(name, command.get<std::string>());

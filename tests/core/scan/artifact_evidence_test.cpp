@@ -42,6 +42,8 @@ void expectEvidence(const std::vector<EvidenceRow>& rows) {
 }
 
 TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
+  std::string manyLines;
+  for (int i = 0; i < 4200; ++i) manyLines += "f\n";
   expectEvidence({
       // The tool's marker inside.
       {{"package.json={\"dependencies\":{\"a\":\"1\"}}", "node_modules/.package-lock.json"},
@@ -60,6 +62,10 @@ TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
       {{".git/", ".git/info/exclude=build", "build/a.js"}, "build", "ignored by git"},
       {{".git/", ".gitignore=build\n!a/build", "a/build/a.js"}, "a/build", "–"},
       {{".git/", "ignore.txt=/build", ".gitignore->ignore.txt", "build/a.js"}, "build", "–"},
+      // What of an ignore file is left out may take back what the rest says.
+      {{".git/", ".gitignore=build/\n!/x/**/y/**/z/**/w/**/build/\n", "build/a.js"}, "build", "–"},
+      {{".git/", ".gitignore=build/\n" + manyLines + "!build/\n", "build/a.js"}, "build", "–"},
+      {{".git/", ".gitignore=build/\n", "x/.gitignore=" + std::string(300000, '#'), "x/build/a.js"}, "x/build", "–"},
       {{".gitignore=dist", "a/dist/a.js"}, "a/dist", "ignored by a .gitignore above it"},
       {{"home/.gitignore=dist", "home/a/dist/a.js"}, "home/a/dist", "–"},
       // The manifest beside it, unless there is counter-evidence.
@@ -213,16 +219,43 @@ TEST(ArtifactEvidence, APackageManifestMustNameWhatAnInstallerBringsBack) {
   const std::string lock = R"(package-lock.json={"packages":{"":{},"node_modules/a":{}}})";
   const std::string emptyLock = R"(package-lock.json={"packages":{"":{}}})";
   expectPackages({"p/package.json=no JSON"}, false);
-  expectPackages({R"(p/package.json={"workspaces":[]})"}, false);
-  expectPackages({R"(p/package.json={"dependencies":{"a":"file:../a"}})"}, false);
-  expectPackages({R"(p/package.json={"dependencies":{"a":"file:../a"}})", "a/"}, true);
-  expectPackages({"p/package.json={}", "p/package-lock.json"}, false);
-  expectPackages({"p/package.json={}", "p/" + emptyLock}, false);
-  expectPackages({"p/package.json={}", "p/yarn.lock=# yarn lockfile v1\n"}, false);
+  for (const char* manifest :
+       {R"({"workspaces":[]})", R"({"workspaces":["gone/*"]})", R"({"workspaces":["**"]})",
+        R"({"bundledDependencies":["a"],"peerDependenciesMeta":{"a":{}}})", R"({"dependencies":["a"]})",
+        R"({"dependencies":{"a":"file:../a"}})", R"({"dependencies":{"a":"../a"}})",
+        R"({"dependencies":{"a":"/gone/x.tgz"}})", R"({"dependencies":{"a":"git+file:///gone/x#v1"}})",
+        R"({"dependencies":{"b":"1","a":"~/a"}})"}) {
+    expectPackages({"p/package.json=" + std::string(manifest), "p/node_modules/mine/package.json"}, false);
+  }
+  for (const char* manifest :
+       {R"({"dependencies":{"a":"file:../a"}})", R"({"devDependencies":{"a":"../a"}})", R"({"workspaces":["./w/*"]})",
+        R"({"workspaces":{"packages":["w/**"]}})", R"({"peerDependencies":{"a":"~1"}})"}) {
+    expectPackages({"p/package.json=" + std::string(manifest), "a/", "p/w/b/package.json"}, true);
+  }
+  for (const auto& [file, named] : std::vector<std::pair<std::string, bool>>{
+           {"package-lock.json=", false},
+           {emptyLock, false},
+           {R"(package-lock.json={"packages":{"../a":{},"node_modules/a":{"link":true,"resolved":"../a"}}})", false},
+           {R"(package-lock.json={"dependencies":{"a":{"version":"file:../a"}}})", false},
+           {R"(package-lock.json={"dependencies":{"a":{"version":"1"}}})", true},
+           {"yarn.lock=# yarn lockfile v1\n", false},
+           {"yarn.lock=abc", false},
+           {"yarn.lock=__metadata:\n  version: 8\n\n\"a@link:../a::locator=x\":\n  version: 0\n", false},
+           {"yarn.lock=\"@x/a@npm:^1\":\n  version: 1", true},
+           {"pnpm-lock.yaml=importers:\n  .: {}\npackages:\n", false},
+           {"pnpm-lock.yaml=packages:\n  file:../a:\n    name: a", false},
+           {"pnpm-lock.yaml=packages:\n\n  '@x/a@1.0.0':\n", true},
+           {"pnpm-lock.yaml=packages:\n  /a/1.0.0:\n", true},
+           {"bun.lockb=x", false},
+           {R"(bun.lock={"packages":{"a":["a@workspace:p"]}})", false},
+           {R"(bun.lock={"packages":{"a":["a@1","",{},"sha512-x"]}})", true}}) {
+    expectPackages({"p/package.json={}", "p/" + file}, named);
+  }
   expectPackages({"p/package.json={}", "p/" + lock}, true);
   expectPackages({"p/package.json={}", lock}, false);
   expectPackages({"p/package.json={}", lock, R"(package.json={"workspaces":["p"]})"}, true);
-  expectPackages({"p/package.json={}", "pnpm-workspace.yaml=packages: [p]", "pnpm-lock.yaml=packages:\n  a: {}"}, true);
+  expectPackages({"p/package.json={}", "pnpm-workspace.yaml=packages: [p]", "pnpm-lock.yaml=packages:\n  a@1: {}"},
+                 true);
 }
 
 TEST(ArtifactEvidence, AnEnvironmentNeedsAManifestThatNamesItsPackages) {
@@ -287,7 +320,7 @@ TEST(ArtifactEvidence, AStrangersFilesInASharedFolderAreNone) {
   constexpr uid_t stranger = 65534;
   const TemporaryTree tree;
   makeEntries(tree, {"above/p/package.json={}", "above/p/node_modules/x/f",
-                     "above/yarn.lock=a:", "above/package.json={\"workspaces\":[\"p\"]}", "beside/requirements.txt=x",
+                     "above/yarn.lock=a@1:", "above/package.json={\"workspaces\":[\"p\"]}", "beside/requirements.txt=x",
                      "beside/.venv/pyvenv.cfg", "inside/target/CACHEDIR.TAG", "inside/target/x/a.rs"});
   const std::vector<std::array<std::string, 4>> rows{
       {"above", "above/yarn.lock", "above/p/node_modules", "beside package.json"},
