@@ -148,7 +148,7 @@ TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& ite
   DisposalReceipt receipt{.path = item.path,
                           .method = method,
                           .destination = std::nullopt,
-                          .bytes = measure(entry, item),
+                          .bytes = measure(entry, item, method),
                           .at = setting_.clock()};
   if (!dryRun) {
     act(entry, standardizedPath(path), *quarantine_, receipt);
@@ -209,11 +209,14 @@ std::function<bool()> TidraDeletionService::shouldBreakOff() const {
   return setting_.finishesItems ? std::function<bool()>() : setting_.shouldCancel;
 }
 
-std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry, const Item& item) const {
+std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry, const Item& item,
+                                                          DisposalMethod method) const {
   if (entry.facts.type != EntryType::directory) return signedBytes(entry.facts.sizeBytes);
   TidraDirectorySizeReader::Options options;
   options.workers = setting_.workers;
   options.limit = measuringLimit;
+  // One rename moves a folder with all that lies in it to quarantine, and one restores it; a trash is for purging.
+  options.forRemoval = method != DisposalMethod::quarantine;
   options.shouldCancel = setting_.shouldCancel;
   const auto size = TidraDirectorySizeReader::readAll({{entry.path()}}, options).front();
   // Nothing has changed yet: cancelling while a large tree is measured leaves it in place.

@@ -78,7 +78,7 @@ class TidraDeletionService {
   Disposed disposeTarget(const std::string& target, bool dryRun);
   Disposed disposePath(const Item& item, DisposalMethod method, bool dryRun, const QuarantineConfig& quarantine);
   void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, DisposalReceipt& receipt);
-  std::optional<std::int64_t> measure(const HeldEntry& entry, const Item& item) const;
+  std::optional<std::int64_t> measure(const HeldEntry& entry, const Item& item, DisposalMethod method) const;
   bool isCancelled() const { return setting_.shouldCancel && setting_.shouldCancel(); }
   /// Returns the cancellation check of a removal in progress; empty when items are finished.
   std::function<bool()> shouldBreakOff() const;

@@ -310,6 +310,8 @@ void FreedesktopTrash::removeOne(const Entry& entry, const std::function<bool()>
   try {
     const HeldEntry item = holdEntry(entry.path);
     if (item.facts.identity != entry.identity) throw DisposalError("was replaced by something else meanwhile");
+    // Other programs trash what nobody but its owner can delete; whole, it can be moved back.
+    if (entry.dating != Dating::leftover) ItemRemoval::requireWhollyRemovable(item, {.shouldCancel = shouldCancel});
     ItemRemoval::run(item, {.shouldCancel = shouldCancel});
   } catch (const std::system_error& error) {
     if (error.code() != std::errc::no_such_file_or_directory) throw;

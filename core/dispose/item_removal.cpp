@@ -10,6 +10,7 @@
 #include "core/model/removal_leftover.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
+#include "core/scan/directory_size.h"
 #include "core/scan/removal_note.h"
 
 namespace tidra {
@@ -95,6 +96,16 @@ std::string sentence(const TreeRemoval::Result& result, const std::string& place
 }
 
 }  // namespace
+
+void ItemRemoval::requireWhollyRemovable(const HeldEntry& entry, const Options& options) {
+  if (entry.facts.type != EntryType::directory) return;
+  const auto kept = TidraDirectorySizeReader::readAll(
+                        {{.path = entry.path(), .isTrash = true}},
+                        {.workers = options.workers, .shouldCancel = options.shouldCancel, .forRemoval = true})
+                        .front()
+                        .kept;
+  if (kept) throw DisposalError(kept->reason({}) + ", so it stays");
+}
 
 void ItemRemoval::run(const HeldEntry& entry, const Options& options) {
   const int folder = entry.folder.descriptor.get();

@@ -14,6 +14,10 @@ struct ItemRemoval {
     std::function<bool()> shouldCancel{};  // polled on the caller's thread
   };
 
+  /// Throws DisposalError if a folder in the entry belongs to somebody else and cannot be emptied, so that run() could
+  /// remove only a part. Reads the whole tree.
+  static void requireWhollyRemovable(const HeldEntry& entry, const Options& options);
+
   /// Removes a file, a symbolic link, or a folder with its contents. A folder is first renamed to a hidden name in its
   /// parent, so that it disappears atomically. An interrupted removal leaves that name and a RemovalNote; calling run()
   /// on it finishes the removal. A folder of which nothing could be removed gets its name back. Throws StrayedError if

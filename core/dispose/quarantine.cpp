@@ -189,7 +189,10 @@ void QuarantineDisposer::remove(const Entry& entry, const std::function<bool()>&
   const auto store = StoreFolder::openExisting(parentPath(entry.url), false, quarantineName);
   const std::string name = entry.name();
   try {
-    ItemRemoval::run(holdEntry(entry.url), {.shouldCancel = shouldCancel});
+    const HeldEntry item = holdEntry(entry.url);
+    // What lies in it and belongs to others moves in and back with it, as long as it is whole.
+    ItemRemoval::requireWhollyRemovable(item, {.shouldCancel = shouldCancel});
+    ItemRemoval::run(item, {.shouldCancel = shouldCancel});
   } catch (const std::system_error& error) {
     if (error.code() != std::errc::no_such_file_or_directory) throw;
   }

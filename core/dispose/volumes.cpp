@@ -209,13 +209,7 @@ void requireChangeable(const HeldEntry& entry) {
 void requireEmptiable(const HeldEntry& entry) {
   if (entry.facts.type != EntryType::directory || entry.facts.owner == runningUser()) return;
   const auto folder = openSubdirectory(entry.folder.descriptor.get(), entry.name.c_str());
-  std::error_code reason = folder ? reasonEntriesStay(folder->get()) : folder.failure();
-  if (folder && reason) {
-    DirectoryReader reader;
-    reader.start(folder->get());
-    if (DirectoryEntry first; !reader.next(first) && !reader.failure()) reason = {};
-  }
-  if (!isForbidden(reason)) return;
+  if (folder ? !holdsEntriesThatStay(folder->get()) : !isForbidden(folder.failure())) return;
   throw DisposalError(fmt::format("belongs to {} and may not be emptied by you; run tidra as that user",
                                   entry.facts.owner == 0 ? "root" : "another user"));
 }

@@ -96,6 +96,17 @@ void requireWellFormed(std::string_view path) {
   }
 }
 
+bool isWritableByEverybody(const EntryFacts& entry) {
+  constexpr std::uint32_t everybodyMayWrite = 0002;
+  return (entry.permissions & everybodyMayWrite) != 0;
+}
+
+/// In a sticky folder of another user only one's own entries can be removed.
+bool isSticky(const EntryFacts& folder) {
+  constexpr std::uint32_t onlyOwnEntries = 01000;
+  return (folder.permissions & onlyOwnEntries) != 0;
+}
+
 }  // namespace
 
 std::string HeldEntry::path() const { return joinedPath(folder.path, name); }
@@ -124,13 +135,12 @@ HeldEntry holdEntry(std::string_view path) {
 }
 
 bool isBeyondOthersReach(std::string_view folder) {
-  constexpr std::uint32_t onlyOwnEntries = 01000;
   std::string path = standardizedPath(folder);
   for (bool isFolderItself = true;; isFolderItself = false) {
     const auto facts = entryFacts(AT_FDCWD, path.c_str());
     if (!facts || facts->type != EntryType::directory || (facts->owner != 0 && facts->owner != runningUser()))
       return false;
-    const bool mayBeShared = isFolderItself || (facts->permissions & onlyOwnEntries) == 0;
+    const bool mayBeShared = isFolderItself || !isSticky(*facts);
     if (mayBeShared && isWritableByOthers(path, *facts)) return false;
     if (path == "/") return true;
     path = parentPath(path);
@@ -138,11 +148,30 @@ bool isBeyondOthersReach(std::string_view folder) {
 }
 
 bool isWritableByOthers(const std::string& path, const EntryFacts& entry) {
-  constexpr std::uint32_t everybodyMayWrite = 0002;
   constexpr std::uint32_t groupMayWrite = 0020;
-  if ((entry.permissions & everybodyMayWrite) != 0) return true;
+  if (isWritableByEverybody(entry)) return true;
   if ((entry.permissions & groupMayWrite) == 0) return false;
   return !TidraHost::isOwnGroup(entry.group) || mayHaveAccessList(path);
+}
+
+bool holdsEntriesThatStay(int folder) {
+  const auto facts = descriptorFacts(folder);
+  const std::uint32_t user = runningUser();
+  if (!facts || facts->owner == user || user == 0) return false;
+  const bool isClosed = isForbidden(reasonEntriesStay(folder));
+  if (!isClosed && !isSticky(*facts)) return false;
+  const auto readable = openSubdirectory(folder, ".");
+  if (!readable) return isClosed;
+  DirectoryReader reader;
+  reader.start(readable->get());
+  const auto stays = [&](const DirectoryEntry& entry) {
+    const auto inside = isClosed ? facts : entryFacts(folder, entry.name.data());
+    return inside && inside->owner != user;
+  };
+  for (DirectoryEntry entry; reader.next(entry);) {
+    if (stays(entry)) return true;
+  }
+  return isClosed && reader.failure();
 }
 
 std::uint32_t runningUser() { return ::geteuid(); }
@@ -152,8 +181,7 @@ bool isByDecider(const EntryFacts& entry, const EntryFacts& folder) {
 }
 
 bool isPlanted(const EntryFacts& entry, const EntryFacts& folder) {
-  constexpr std::uint32_t everybodyMayWrite = 0002;
-  return (folder.permissions & everybodyMayWrite) != 0 && !isByDecider(entry, folder);
+  return isWritableByEverybody(folder) && !isByDecider(entry, folder);
 }
 
 }  // namespace tidra

@@ -63,6 +63,10 @@ Outcome<PathComponent> openPathComponent(int parent, const std::string& name);
 /// Whether all users, or a group with other members than the running user, may write to the entry at a path.
 [[nodiscard]] bool isWritableByOthers(const std::string& path, const EntryFacts& entry);
 
+/// Whether an open folder of another user contains entries that the running user cannot remove: by its permissions, or
+/// by its sticky bit. Never for own folders, whose permissions a removal extends.
+[[nodiscard]] bool holdsEntriesThatStay(int folder);
+
 /// The effective user id.
 std::uint32_t runningUser();
 

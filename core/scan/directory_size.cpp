@@ -22,10 +22,12 @@ unsigned defaultScanWorkers() {
 namespace {
 
 struct SizeTarget {
-  SizeTarget(const WalkFilter& filter, const TidraDirectorySizeReader::Folder& folder, const RuleIndex* rules)
+  SizeTarget(const WalkFilter& filter, const TidraDirectorySizeReader::Folder& folder, const RuleIndex* rules,
+             bool forRemoval)
       : measurement(filter, {.enterBundles = folder.enterBundles,
                              .isTrash = folder.isTrash,
                              .isPlace = rules != nullptr && !folder.isTrash,
+                             .forRemoval = forRemoval,
                              .rules = folder.isTrash || folder.holdsPackages ? nullptr : rules}) {}
   Measurement measurement;
   std::atomic<bool> opened{false};
@@ -95,7 +97,9 @@ std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(co
     filter.addSpelling(folder.path, real.emplace_back(realPathOrSame(folder.path)));
   }
   std::deque<SizeTarget> targets;
-  for (const Folder& folder : folders) targets.emplace_back(filter, folder, options.rules);
+  for (const Folder& folder : folders) {
+    targets.emplace_back(filter, folder, options.rules, options.forRemoval);
+  }
   SizeVisitor visitor;
   {
     SizeVisitor::Traversal traversal(visitor, options.workers == 0 ? defaultScanWorkers() : options.workers);

@@ -40,6 +40,7 @@ struct TidraDirectorySizeReader {
     std::vector<Store> stores = {};            // likewise, in addition to stores recognised by structure
     std::optional<std::chrono::milliseconds> limit = {};
     std::function<bool()> shouldCancel = {};  // polled on the caller's thread
+    bool forRemoval = false;                  // folders that the running user cannot empty must stay
     // All rules, for places outside projects: Size::inside names what they rank higher, and exclusions by name hold
     // inside. Null: neither.
     const RuleIndex* rules = nullptr;

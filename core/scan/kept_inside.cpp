@@ -20,6 +20,8 @@ std::string_view described(KeptInside::Why why) {
     case KeptInside::Why::quarantine:
     case KeptInside::Why::keepFile:
     case KeptInside::Why::unreadable:
+    case KeptInside::Why::ofRoot:
+    case KeptInside::Why::ofOthers:
       break;
   }
   return describedStore(StoreKind::quarantine);
@@ -32,6 +34,10 @@ std::string KeptInside::reason(const TidraPathResolver& resolver) const {
   if (why == Why::keepFile) return fmt::format("is kept by {}", shown);
   if (why == Why::neverRemovedItself) return fmt::format("is protected by never.paths, which covers {}", shown);
   if (why == Why::unreadable) return fmt::format("has contents that cannot be read ({})", shown);
+  if (why == Why::ofRoot || why == Why::ofOthers) {
+    return fmt::format("holds {}, which belongs to {} and may not be emptied by you", shown,
+                       why == Why::ofRoot ? "root" : "another user");
+  }
   return fmt::format("holds {}, which is {}", shown, described(why));
 }
 

@@ -10,7 +10,17 @@
 namespace tidra {
 
 struct KeptInside {
-  enum class Why { excluded, neverRemoved, neverRemovedItself, trash, quarantine, keepFile, unreadable };
+  enum class Why {
+    excluded,
+    neverRemoved,
+    neverRemovedItself,
+    trash,
+    quarantine,
+    keepFile,
+    unreadable,
+    ofRoot,
+    ofOthers
+  };
 
   static constexpr const char* keepFile = ".tidra-keep";
 

@@ -32,6 +32,7 @@ class Measurement {
     bool enterBundles = false;
     bool isTrash = false;              // everything in it is removed on emptying, but for exclusions
     bool isPlace = false;              // outside projects: exclusions by name hold inside, as on a walk
+    bool forRemoval = false;           // folders that the running user cannot empty must stay
     const RuleIndex* rules = nullptr;  // all rules, for inside(); null: tiers inside are not looked for
   };
 
@@ -129,7 +130,9 @@ class Measurement {
     if (auto highest = ranked.highest(*first_, node, reader)) meetRanked(std::move(*highest));
     if (ofOthers || (!position.isCounted && isOfOthers(node))) meetOfOthers(node, ofOthers.value_or(""));
     const bool holdsGit = gitSigns.holdsGit() || (gitSigns.isBare() && !isInsideGit(node));
-    if (holdsGit || foreign != nullptr) meetRepository(node, holdsGit, foreign);
+    if (holdsGit || foreign.around() != nullptr) meetRepository(node, holdsGit, foreign.around());
+    if (foreign.ofFolder() != nullptr) meetRepository(*node.parent(), false, foreign.ofFolder());
+    if (options_.forRemoval && holdsEntriesThatStay(descriptor)) meetClosed(node.path(), descriptorFacts(descriptor));
     // Whoever removes asks about the first folder's own keep file, which --force lifts.
     if (holdsKeepFile && !isFirst) meetKeepFile(node);
     std::uint64_t before = bytes_;
@@ -143,6 +146,7 @@ class Measurement {
     if (isNoLongerThere(failure)) return;
     const bool leadsToKept = position.place != nullptr && position.place->leadsToKept;
     if (!isForbidden(failure) || (options_.isTrash && leadsToKept)) return fail();
+    if (options_.forRemoval) meetClosed(folder.path(), pathFacts(folder.path()));
     if (!options_.isTrash) meet({folder.path(), KeptInside::Why::unreadable});
   }
 
@@ -180,6 +184,12 @@ class Measurement {
     std::string path = pathInside(*first_, folder, name);
     const std::lock_guard lock(mutex_);
     if (!inside_.ofOthers || path < *inside_.ofOthers) inside_.ofOthers = std::move(path);
+  }
+
+  /// Own folders are opened for a removal.
+  void meetClosed(std::string path, const Outcome<EntryFacts>& folder) {
+    if (!folder || folder->owner == runningUser()) return;
+    meet({std::move(path), folder->owner == 0 ? KeptInside::Why::ofRoot : KeptInside::Why::ofOthers});
   }
 
   void meetRanked(InsideNotes::Ranked found) {

@@ -73,6 +73,35 @@ TEST_F(DeletionService, WhatTheUserMayNotEmptyStaysInItsPlace) {
   EXPECT_EQ(snapshotOf(tree_.path("home/code")), before);
 }
 
+TEST_F(DeletionService, AnItemOfSeveralOwnersIsRemovedWholeOrNotAtAll) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs a second user";
+  const std::string item = tree_.path("home/code/target");
+  for (const auto& [mode, holds] : {std::pair{0755, true}, {0700, true}, {01777, true}, {0777, true}, {0755, false}}) {
+    tree_.writeFile("home/code/target/own/f", "x");
+    std::filesystem::remove_all(item + "/sub");
+    handOver(tree_);
+    ASSERT_EQ(::lchown(tree_.makeFolder("home/code/target/sub").c_str(), 0, 0), 0);
+    if (holds) tree_.writeFile("home/code/target/sub/f");
+    tree_.setMode("home/code/target/sub", mode);
+    const WithoutPrivileges bound(tree_);
+    if (mode == 0777 || !holds) {
+      disposed(item, DisposalMethod::delete_);
+      continue;
+    }
+    const auto reason = HasSubstr("sub, which belongs to root and may not be emptied by you, so it stays");
+    for (const auto method : {DisposalMethod::trash, DisposalMethod::delete_})
+      expectRefused(item, method, mode == 0700 ? HasSubstr("/sub") : reason);
+    if (mode == 0700) continue;
+    // One rename moves it to quarantine as a whole, and back.
+    disposed(item, DisposalMethod::quarantine);
+    const auto purged = disposer().purge(0, now + std::chrono::seconds(1));
+    ASSERT_EQ(purged.failures.size(), 1U);
+    EXPECT_THAT(purged.failures[0].message, reason);
+    disposer().restore(disposer().list().entries.at(0));
+    EXPECT_EQ(namesIn(item), (std::vector<std::string>{"own", "sub"}));
+  }
+}
+
 TEST_F(DeletionService, FailuresAreToldAndDoNotStopTheRest) {
   tree_.writeFile("home/code/target/f", "x");
   const auto seen = pathFacts(tree_.path("home/code/target"))->identity;
