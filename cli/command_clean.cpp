@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "cli/cleanup_options.h"
 #include "cli/cleanup_view.h"
@@ -49,11 +50,11 @@ void sortBy(ScanSort order, std::vector<CleanupCandidate>& candidates) {
 void noteUnproven(const ScanOutcome& outcome) {
   const auto unproven = unprovenIn(outcome);
   if (unproven.count == 0) return;
-  const char* verb = unproven.count == 1 ? "stays" : "stay";
-  writeNote(
-      fmt::format("{} with {} {}, because nothing shows that a tool made that; tidra scan lists what is to look at, "
-                  "--no-evidence takes it too.",
-                  counted(unproven.count, "artefact", "artefacts"), ByteFormatting::compact(unproven.bytes), verb));
+  const auto [verb, object] = unproven.count == 1 ? std::pair{"stays", "it"} : std::pair{"stay", "them"};
+  writeNote(fmt::format(
+      "{0} with {1} {2}, because nothing shows that a tool made {3} or that it could bring {3} back; tidra scan says "
+      "more of each, --no-evidence takes {3} too.",
+      counted(unproven.count, "artefact", "artefacts"), ByteFormatting::compact(unproven.bytes), verb, object));
 }
 
 /// The candidates without a refusal, in the requested order. Writes a note for each of the others.

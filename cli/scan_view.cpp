@@ -186,7 +186,10 @@ class ScanTextWriter {
 
   /// The restore hint, cut to the line; cut hints are listed in full below.
   std::string hint(const ScanReportItem& item, std::size_t used) {
-    std::string whole = (needsALook(item) ? "to look at: " : "") + shown(*item.restoreHint);
+    std::string whole = shown(*item.restoreHint);
+    if (needsALook(item)) {
+      whole = fmt::format("to look at{}: {}", item.noEvidence ? " (" + shown(*item.noEvidence) + ")" : "", whole);
+    }
     if (!onScreen()) return whole;
     const std::size_t room = options_.terminal.columns > used ? options_.terminal.columns - used : 0;
     if (displayWidth(whole) > room) cutHints_.emplace(shown(item.label), whole);
@@ -290,8 +293,9 @@ class ScanTextWriter {
       bytes = saturatedSum(bytes, item.bytes);
     }
     if (count == 0) return;
-    text_ += fmt::format("To look at: {} with {}; nothing shows that a tool made them.\n",
-                         counted(count, "artefact", "artefacts"), ByteFormatting::compact(bytes));
+    text_ +=
+        fmt::format("To look at: {} with {}; nothing shows that a tool made them or that it could bring them back.\n",
+                    counted(count, "artefact", "artefacts"), ByteFormatting::compact(bytes));
   }
 
   static constexpr std::size_t tierWidth = 7;

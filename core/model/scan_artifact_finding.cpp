@@ -16,7 +16,7 @@ constexpr auto fieldsOf<ScanArtifactFinding> = recordFields(
     fieldOrDefault("safetyTier", &ScanArtifactFinding::safetyTier),
     field("restoreHint", &ScanArtifactFinding::restoreHint),
     field("lastActivityDate", &ScanArtifactFinding::lastActivityDate), field("ruleID", &ScanArtifactFinding::ruleID),
-    field("evidence", &ScanArtifactFinding::evidence));
+    field("evidence", &ScanArtifactFinding::evidence), field("noEvidence", &ScanArtifactFinding::noEvidence));
 
 template struct RecordCodec<ScanArtifactFinding>;
 
@@ -46,5 +46,6 @@ std::size_t std::hash<tidra::ScanArtifactFinding>::operator()(
   mix(seed, finding.lastActivityDate ? finding.lastActivityDate->time_since_epoch().count() : -1);
   mix(seed, finding.ruleID);
   mix(seed, finding.evidence);
+  mix(seed, finding.noEvidence);
   return seed;
 }

@@ -26,6 +26,9 @@ struct ScanArtifactFinding {
   /// Why a project's artefact is known to be generated, for display: "holds .package-lock.json". Absent without such
   /// evidence, and for findings outside projects.
   std::optional<std::string> evidence = {};
+  /// Why a project's artefact lacks evidence, for display: "holds documents or keys: a.pem". Absent with evidence, and
+  /// where the restore hint says it.
+  std::optional<std::string> noEvidence = {};
 
   bool operator==(const ScanArtifactFinding&) const = default;
 };

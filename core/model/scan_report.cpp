@@ -39,7 +39,8 @@ ScanReportItem itemOf(const ScanArtifactFinding& finding, std::string category, 
           .lastActivity = finding.lastActivityDate,
           .idleDays = idleDays,
           .activity = activity,
-          .evidence = finding.evidence};
+          .evidence = finding.evidence,
+          .noEvidence = finding.noEvidence};
 }
 
 ScanReport emptyReport(const TidraPathResolver& resolver, const ScanReport::Circumstances& circumstances) {
@@ -122,7 +123,8 @@ constexpr auto fieldsOf<ScanReportItem> =
                  bytesField("group", &ScanReportItem::group), field("source", &ScanReportItem::source),
                  field("ruleID", &ScanReportItem::ruleID), field("restoreHint", &ScanReportItem::restoreHint),
                  field("lastActivity", &ScanReportItem::lastActivity), field("idleDays", &ScanReportItem::idleDays),
-                 field("activity", &ScanReportItem::activity), field("evidence", &ScanReportItem::evidence));
+                 field("activity", &ScanReportItem::activity), field("evidence", &ScanReportItem::evidence),
+                 field("noEvidence", &ScanReportItem::noEvidence));
 
 template <>
 constexpr auto fieldsOf<ScanReport> = recordFields(

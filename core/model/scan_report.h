@@ -39,9 +39,10 @@ struct ScanReportItem {
   std::optional<std::string> ruleID;
   std::optional<std::string> restoreHint;
   std::optional<TimePoint> lastActivity;
-  std::optional<std::int64_t> idleDays;      // whole days since lastActivity
-  std::optional<ProjectActivity> activity;   // of the owning project
-  std::optional<std::string> evidence = {};  // as in the finding
+  std::optional<std::int64_t> idleDays;        // whole days since lastActivity
+  std::optional<ProjectActivity> activity;     // of the owning project
+  std::optional<std::string> evidence = {};    // as in the finding
+  std::optional<std::string> noEvidence = {};  // as in the finding
 
   /// The category is that of the finding's group root.
   static ScanReportItem make(const ScanArtifactFinding& finding, std::string group, const TidraPathResolver& resolver,

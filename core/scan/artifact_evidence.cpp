@@ -10,14 +10,12 @@
 
 #include <algorithm>
 #include <array>
-#include <vector>
+#include <optional>
 
 #include "core/base/text.h"
 #include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
-#include "core/scan/artifact_makers.h"
 #include "core/scan/exclusion_filter.h"
-#include "core/scan/folder_contents.h"
 #include "core/scan/folder_sample.h"
 #include "core/scan/package_manifest.h"
 #include "core/scan/python_environment.h"
@@ -80,6 +78,16 @@ bool hasComponent(std::string_view path, const auto& names) {
   return std::any_of(components.begin(), components.end(), [&](auto component) { return isIn(names, component); });
 }
 
+/// Whether people also use this name.
+bool isCommonName(const ArtifactMaker& maker) {
+  return !maker.folder.starts_with('.') && maker.folder != "node_modules";
+}
+
+/// Whether a generator of build files wrote into the folder.
+bool isGenerated(const std::string& folder, const std::vector<FolderEntry>& inside) {
+  return !firstOf(folder, inside, generatorMarks).empty();
+}
+
 bool isBelowTests(const std::string& folder) {
   if (hasComponent(folder, fixtureFolders)) return true;
   constexpr std::array sourceTrees{"/src/main/", "/src/test/", "/src/it/"};
@@ -97,88 +105,108 @@ bool isBelowTests(const std::string& folder) {
   return false;
 }
 
-/// One finding under assessment. Caches what several checks need; reads it lazily.
+using Reason = EvidenceGap::Reason;
+
+/// One artefact under assessment. Caches what several checks need; reads it lazily.
 class Case {
  public:
-  Case(const ScanArtifactFinding& finding, IgnoreFinder& ignored)
-      : path_(finding.path),
-        project_(parentPath(finding.path)),
-        ignored_(ignored),
-        maker_(makerOf(lastPathComponent(finding.path))) {}
+  Case(const std::string& path, IgnoreFinder& ignored)
+      : path_(path), project_(parentPath(path)), ignored_(ignored), maker_(makerOf(lastPathComponent(path))) {}
 
-  std::optional<std::string> evidence() {
+  EvidenceVerdict verdict() {
     // Only a rule of the user names other folders; they know what these are.
     if (maker_ == nullptr) return "named by a rule of your own";
     inside_ = listing(path_);
     beside_ = listing(project_);
     const auto facts = pathFacts(path_);
-    if (!facts) return std::nullopt;
+    if (!facts) return EvidenceGap{};
     owner_ = facts->owner;
-    if (isBeyondRemaking() || isProject()) return std::nullopt;
+    if (auto gap = whyBeyondRemaking()) return *gap;
+    if (auto gap = whyProject()) return *gap;
     const std::string mark = firstOf(path_, inside_, maker_->marks, owner_);
     const bool mayHaveTravelled = !mark.empty() && (maker_->marksTravel || isBelowTests(project_));
-    const bool holdsWork = holdsSourcesAtTop();
-    if (!mark.empty() && !holdsWork && !(mayHaveTravelled && isUnpacked())) return fmt::format("holds {}", mark);
-    if (isNameGivenByOthers(*facts)) return std::nullopt;
+    const std::string source = sourceAtTop();
+    if (!mark.empty() && source.empty() && !(mayHaveTravelled && isUnpacked())) return fmt::format("holds {}", mark);
+    if (isNameGivenByOthers(*facts)) return EvidenceGap{Reason::sharedFolder};
+    return verdictWithoutMark(source);
+  }
+
+ private:
+  /// The weaker kinds of evidence. `source` is that of the folder's top.
+  EvidenceVerdict verdictWithoutMark(const std::string& source) {
     const auto ignored = ignored_.of(path_);
-    if (ignored.isNamed && ignored.isInRepository && !(isCommonName() && speaksAgainst())) return "ignored by git";
+    if (ignored.isNamed && ignored.isInRepository && !(isCommonName(*maker_) && objection())) return "ignored by git";
+    if (ignored.isVersioned) return EvidenceGap{Reason::unaskedRepository};
     // Neither ignored nor tracked by git: new work. Other version control systems are not consulted.
     const bool isNew = ignored.isInRepository && !ignored.isIgnored && !holdsOnlyIgnored();
-    if (ignored.isVersioned || isNew) return std::nullopt;
-    if (holdsWork || isUnpacked()) return std::nullopt;
+    if (isNew) return EvidenceGap{ignored.isUncertain ? Reason::unreadIgnoreFile : Reason::newInGit};
+    if (!source.empty()) return EvidenceGap{Reason::ownFiles, source};
+    if (isUnpacked()) return EvidenceGap{Reason::archive};
     if (const auto common = commonMark(); !common.empty()) return fmt::format("holds {}", common);
-    if (speaksAgainst()) return std::nullopt;
+    if (auto gap = objection()) return *gap;
     if (ignored.isNamed) return "ignored by a .gitignore above it";
     const std::string manifest = firstOf(project_, beside_, maker_->manifests, owner_);
-    if (manifest.empty() ||
-        (manifest == "package.json" && !PackageManifest(project_).mayMake(maker_->folder, beside_))) {
-      return std::nullopt;
+    if (manifest.empty()) return whyUnvouched(maker_->manifests, Reason::noSign);
+    if (manifest == "package.json" && !PackageManifest(project_).mayMake(maker_->folder, beside_)) {
+      return EvidenceGap{Reason::noScript};
     }
     return fmt::format("beside {}", manifest);
   }
 
- private:
   /// Whether nothing nearby records what was in the folder, or its contents cannot be downloaded again.
-  bool isBeyondRemaking() const {
-    if (!maker_->needs.empty() && !holdsWhatItNeeds()) return true;
-    if (hasComponent(project_, deployableFolders) || project_.find("/.next/standalone") != std::string::npos)
-      return true;
-    if (maker_->folder != "vendor") return false;
-    if (!firstOf(path_, inside_, "*.gem cache/*.gem").empty()) return true;
+  std::optional<EvidenceGap> whyBeyondRemaking() const {
+    if (!maker_->needs.empty()) {
+      if (auto gap = maker_->needs == "package.json" ? whyUninstallable() : whyUnnamed()) return gap;
+    }
+    if (hasComponent(project_, deployableFolders) || project_.find("/.next/standalone") != std::string::npos) {
+      return EvidenceGap{Reason::finishedProgram};
+    }
+    if (maker_->folder != "vendor") return std::nullopt;
+    if (auto gem = firstOf(path_, inside_, "*.gem cache/*.gem"); !gem.empty())
+      return EvidenceGap{Reason::ownFiles, gem};
     // Rails projects also keep third-party scripts in "vendor", beside what Bundler installs.
-    const bool isBundlers = !firstOf(path_, inside_, "bundle/ruby").empty();
-    return isBundlers &&
-           std::any_of(inside_.begin(), inside_.end(), [](const auto& it) { return it.name != "bundle"; });
+    if (firstOf(path_, inside_, "bundle/ruby").empty()) return std::nullopt;
+    return firstInside([](const FolderEntry& entry) { return entry.name != "bundle"; });
   }
 
-  bool isCommonName() const { return !maker_->folder.starts_with('.') && maker_->folder != "node_modules"; }
+  /// Returns the first entry of the folder that is meant, as a file of the user.
+  std::optional<EvidenceGap> firstInside(const auto& isMeant) const {
+    const auto found = std::find_if(inside_.begin(), inside_.end(), isMeant);
+    if (found == inside_.end()) return std::nullopt;
+    return EvidenceGap{Reason::ownFiles, found->name};
+  }
+
+  /// Returns that the manifest beside it is somebody else's, or without one, the reason passed.
+  EvidenceGap whyUnvouched(std::string_view manifests, Reason otherwise) const {
+    auto strangers = firstOf(project_, beside_, manifests);
+    if (strangers.empty() || vouchesFor(owner_, joinedPath(project_, strangers))) return {otherwise};
+    return {Reason::strangersManifest, std::move(strangers)};
+  }
+
   bool isEnvironment() const { return maker_->marks == "pyvenv.cfg"; }
 
-  /// Whether the folder is a project that its tools wrote into, as with "cmake ." in "build".
-  bool isProject() const {
-    if (isEnvironment()) return holdsForeignEntries();
-    if (!isCommonName()) return false;
-    return !firstOf(path_, inside_, handWrittenManifests).empty() ||
-           (!isGenerated() && !firstOf(path_, inside_, generatedManifests).empty());
+  std::optional<EvidenceGap> whyProject() const {
+    if (isEnvironment()) return foreignEntry();
+    auto manifest = manifestOfOwnProject(*maker_, path_, inside_);
+    if (manifest.empty()) return std::nullopt;
+    return EvidenceGap{Reason::ownProject, std::move(manifest)};
   }
 
-  /// Whether a generator of build files wrote here.
-  bool isGenerated() const { return !firstOf(path_, inside_, generatorMarks).empty(); }
-
-  /// Whether hand-written source lies directly in a folder whose name people also use.
-  bool holdsSourcesAtTop() const {
+  /// Returns hand-written source directly in a folder whose name people also use; empty without any.
+  std::string sourceAtTop() const {
     // Composer writes source there.
-    if (maker_->folder == "vendor" || !isIn(ordinaryNames, maker_->folder)) return false;
-    const bool isGenerators = isGenerated();
-    return std::any_of(inside_.begin(), inside_.end(), [&](const FolderEntry& entry) {
+    if (maker_->folder == "vendor" || !isIn(ordinaryNames, maker_->folder)) return {};
+    const bool isGenerators = isGenerated(path_, inside_);
+    const auto source = firstInside([&](const FolderEntry& entry) {
       return entry.type == EntryType::regularFile && isSource(entry.name) &&
              !(isGenerators && matchesOne(entry.name, generatedSources));
     });
+    return source ? source->entry : std::string();
   }
 
-  /// Whether an environment holds what no installer puts there.
-  bool holdsForeignEntries() const {
-    return std::any_of(inside_.begin(), inside_.end(), [&](const FolderEntry& entry) {
+  /// Returns what no installer puts into an environment.
+  std::optional<EvidenceGap> foreignEntry() const {
+    return firstInside([&](const FolderEntry& entry) {
       if (entry.name != "src") return !matchesOne(entry.name, environmentEntries);
       const auto clones = listing(joinedPath(path_, "src"));
       return std::any_of(clones.begin(), clones.end(), [&](const FolderEntry& clone) {
@@ -212,7 +240,7 @@ class Case {
     const auto isKept = [](const FolderEntry& entry) {
       return entry.type == EntryType::regularFile && isKeepsake(entry.name);
     };
-    if (isCommonName() && (looksHandWritten() || std::any_of(inside_.begin(), inside_.end(), isKept))) return {};
+    if (isCommonName(*maker_) && (handWritten() || std::any_of(inside_.begin(), inside_.end(), isKept))) return {};
     return firstOf(path_, inside_, maker_->commonMarks, owner_);
   }
 
@@ -226,22 +254,26 @@ class Case {
     return false;
   }
 
-  bool holdsWhatItNeeds() const {
-    if (maker_->needs == "package.json") {
-      if (firstOf(project_, beside_, "package.json", owner_).empty()) return false;
-      const PackageManifest manifest(project_);
-      if (manifest.lacksPackage() || !(manifest.namesPackages() || isLocked())) return false;
+  /// Why an installer of JavaScript packages would not bring the same back.
+  std::optional<EvidenceGap> whyUninstallable() const {
+    if (firstOf(project_, beside_, maker_->needs, owner_).empty()) {
+      return whyUnvouched(maker_->needs, Reason::unnamedPackages);
     }
-    if (isEnvironment() && holdsNothingButItsInstaller(path_)) return true;
-    const auto patterns = splitNonEmpty(maker_->needs, ' ');
-    return std::any_of(beside_.begin(), beside_.end(), [&](const FolderEntry& entry) {
-      const auto matches = [&](std::string_view pattern) {
-        return globMatches(std::string(pattern), entry.name.c_str());
-      };
-      if (std::none_of(patterns.begin(), patterns.end(), matches)) return false;
-      if (!vouchesFor(owner_, joinedPath(project_, entry.name))) return false;
-      return !isEnvironment() || listsPackages(project_, entry.name);
+    const PackageManifest manifest(project_);
+    if (manifest.lacksPackage()) return EvidenceGap{Reason::gonePackage};
+    if (!manifest.namesPackages() && !isLocked()) return EvidenceGap{Reason::unnamedPackages};
+    return std::nullopt;
+  }
+
+  /// Why nothing beside it names the packages of another kind of folder.
+  std::optional<EvidenceGap> whyUnnamed() const {
+    if (isEnvironment() && holdsNothingButItsInstaller(path_)) return std::nullopt;
+    const bool isNamed = std::any_of(beside_.begin(), beside_.end(), [&](const FolderEntry& entry) {
+      return matchesOne(entry.name, maker_->needs) && vouchesFor(owner_, joinedPath(project_, entry.name)) &&
+             (!isEnvironment() || listsPackages(project_, entry.name));
     });
+    if (isNamed) return std::nullopt;
+    return whyUnvouched(maker_->needs, Reason::unnamedPackages);
   }
 
   bool isUnpacked() {
@@ -252,12 +284,21 @@ class Case {
     return *isUnpacked_;
   }
 
-  bool looksHandWritten() {
-    return !firstOf(path_, inside_, projectManifests).empty() || sample().sources * 2 > sample().files ||
-           isBelowTests(project_);
+  std::optional<EvidenceGap> handWritten() {
+    if (auto manifest = firstOf(path_, inside_, projectManifests); !manifest.empty()) {
+      return EvidenceGap{Reason::ownProject, std::move(manifest)};
+    }
+    if (sample().sources * 2 > sample().files) return EvidenceGap{Reason::ownFiles, sample().source};
+    if (isBelowTests(project_)) return EvidenceGap{Reason::tests};
+    return std::nullopt;
   }
 
-  bool speaksAgainst() { return looksHandWritten() || (isIn(ordinaryNames, maker_->folder) && sample().keepsakes > 0); }
+  /// What speaks against the weaker kinds of evidence.
+  std::optional<EvidenceGap> objection() {
+    if (auto gap = handWritten()) return gap;
+    if (!isIn(ordinaryNames, maker_->folder) || sample().keepsake.empty()) return std::nullopt;
+    return EvidenceGap{Reason::keepsake, sample().keepsake};
+  }
 
   const FolderSample& sample() {
     if (!sample_) sample_ = FolderSample::of(path_);
@@ -277,8 +318,14 @@ class Case {
 
 }  // namespace
 
-std::optional<std::string> ArtifactEvidence::of(const ScanArtifactFinding& finding) {
-  return Case(finding, ignored_).evidence();
+EvidenceVerdict ArtifactEvidence::of(const std::string& folder) { return Case(folder, ignored_).verdict(); }
+
+std::string manifestOfOwnProject(const ArtifactMaker& maker, const std::string& folder,
+                                 const std::vector<FolderEntry>& inside) {
+  if (!isCommonName(maker)) return {};
+  auto manifest = firstOf(folder, inside, handWrittenManifests);
+  if (manifest.empty() && !isGenerated(folder, inside)) manifest = firstOf(folder, inside, generatedManifests);
+  return manifest;
 }
 
 }  // namespace tidra

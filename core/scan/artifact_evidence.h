@@ -2,26 +2,37 @@
 // and nothing recreates those.
 #pragma once
 
-#include <optional>
 #include <string>
+#include <variant>
+#include <vector>
 
-#include "core/model/scan_artifact_finding.h"
 #include "core/platform/path_resolver.h"
+#include "core/scan/artifact_makers.h"
+#include "core/scan/evidence_gap.h"
+#include "core/scan/folder_contents.h"
 #include "core/scan/ignore_rules.h"
 
 namespace tidra {
 
-/// Reads a bounded number of entries in and beside each finding. Caches ignore files; not thread-safe.
+/// Why an artefact is known to be generated and can be recreated, for display ("holds .package-lock.json", "ignored by
+/// git"), or why that is not known.
+using EvidenceVerdict = std::variant<std::string, EvidenceGap>;
+
+/// Reads a bounded number of entries in and beside each artefact. Caches ignore files; not thread-safe.
 class ArtifactEvidence {
  public:
   explicit ArtifactEvidence(const TidraPathResolver& resolver) : ignored_(resolver) {}
 
-  /// Returns why a finding of the walk is known to be generated and can be recreated, for display: "holds
-  /// .package-lock.json", "ignored by git". Absent without evidence or with counter-evidence. Does not throw.
-  std::optional<std::string> of(const ScanArtifactFinding& finding);
+  /// Of a folder that the walk found. Does not throw.
+  EvidenceVerdict of(const std::string& folder);
 
  private:
   IgnoreFinder ignored_;
 };
+
+/// Returns what shows that a folder with the name of an artefact is a project itself, into which its tools wrote, as
+/// with "cmake ." in "build": a manifest that no generator writes. Empty if nothing does. `inside` is its listing.
+std::string manifestOfOwnProject(const ArtifactMaker& maker, const std::string& folder,
+                                 const std::vector<FolderEntry>& inside);
 
 }  // namespace tidra

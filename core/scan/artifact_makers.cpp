@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::string_view environmentManifests =
     "requirements*.txt requirements*.in pyproject.toml setup.py setup.cfg Pipfile Pipfile.lock "
-    "poetry.lock uv.lock pdm.lock environment.yml environment.yaml";
+    "poetry.lock uv.lock pdm.lock pylock.toml pylock.*.toml environment.yml environment.yaml";
 
 constexpr std::array makers{
     ArtifactMaker{.folder = "node_modules",

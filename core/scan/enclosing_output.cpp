@@ -2,7 +2,6 @@
 
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_evidence.h"
-#include "core/scan/artifact_makers.h"
 #include "core/scan/folder_contents.h"
 #include "core/scan/package_manifest.h"
 
@@ -17,15 +16,21 @@ const ArtifactMaker* outputMaker(const std::string& folder) {
   return mayHoldProjects ? nullptr : maker;
 }
 
-bool isMade(const std::string& folder, const ArtifactMaker& maker) {
-  if (!firstOf(folder, ownListing(folder), maker.marks).empty()) return true;
+}  // namespace
+
+bool EnclosingOutput::isMade(const std::string& folder, const ArtifactMaker& maker) {
+  const auto facts = pathFacts(folder);
+  if (!facts) return false;
+  const auto inside = listing(folder);
+  if (!manifestOfOwnProject(maker, folder, inside).empty()) return false;
+  if (!firstOf(folder, inside, maker.marks, facts->owner).empty()) return true;
+  const auto ignored = ignored_.of(folder);
+  if (ignored.isInRepository && !ignored.isIgnored && !ignored.isUncertain) return false;
   const std::string project = parentPath(folder);
-  const auto beside = ownListing(project);
-  const std::string manifest = firstOf(project, beside, maker.manifests);
+  const auto beside = listing(project);
+  const std::string manifest = firstOf(project, beside, maker.manifests, facts->owner);
   return !manifest.empty() && (manifest != "package.json" || PackageManifest(project).mayMake(maker.folder, beside));
 }
-
-}  // namespace
 
 std::optional<std::string> EnclosingOutput::around(const std::string& path) {
   for (std::string folder = parentPath(path); folder != "/"; folder = parentPath(folder)) {
@@ -42,9 +47,9 @@ std::optional<std::string> EnclosingOutput::certainlyHolding(const std::string& 
                                                              const TidraPathResolver& resolver) {
   for (std::string folder = path; folder != "/"; folder = parentPath(folder)) {
     if (outputMaker(folder) == nullptr) continue;
-    ScanArtifactFinding finding;
-    finding.path = folder;
-    if (ArtifactEvidence(resolver).of(finding).value_or("").starts_with("holds ")) return folder;
+    const auto verdict = ArtifactEvidence(resolver).of(folder);
+    const auto* evidence = std::get_if<std::string>(&verdict);
+    if (evidence != nullptr && evidence->starts_with("holds ")) return folder;
   }
   return std::nullopt;
 }

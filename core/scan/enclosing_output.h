@@ -7,14 +7,20 @@
 #include <unordered_map>
 
 #include "core/platform/path_resolver.h"
+#include "core/scan/artifact_makers.h"
+#include "core/scan/ignore_rules.h"
 
 namespace tidra {
 
-/// Caches folders; not thread-safe. Paths are absolute, with symbolic links resolved.
+/// Caches folders and ignore files; not thread-safe. Paths are absolute, with symbolic links resolved.
 class EnclosingOutput {
  public:
+  explicit EnclosingOutput(const TidraPathResolver& resolver) : ignored_(resolver) {}
+
   /// Returns the nearest ancestor with the name of an artefact that holds a tool's mark or lies beside the manifest of
-  /// a project that makes it. A scan meets such a folder only when its rule is disabled or its root lies inside.
+  /// a project that makes it, and is neither a project itself nor, without a mark, in a repository whose ignore files
+  /// do not name it: git tracks such a folder, or is about to. A scan meets output only when its rule is disabled or
+  /// its root lies inside.
   std::optional<std::string> around(const std::string& path);
 
   /// Returns a folder that equals or contains the path and is an artefact beyond doubt: it holds a tool's mark, and
@@ -22,6 +28,9 @@ class EnclosingOutput {
   static std::optional<std::string> certainlyHolding(const std::string& path, const TidraPathResolver& resolver);
 
  private:
+  bool isMade(const std::string& folder, const ArtifactMaker& maker);
+
+  IgnoreFinder ignored_;
   std::unordered_map<std::string, bool> folders_;
 };
 

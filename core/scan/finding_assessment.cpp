@@ -24,14 +24,11 @@ void raise(ScanArtifactFinding& finding, std::string reason) {
 /// What one thread reads about the surroundings of findings.
 struct Surroundings {
   ArtifactEvidence evidence;
-  EnclosingOutput outputs = {};
+  EnclosingOutput outputs;
 };
 
 void assess(FoundArtifact& found, Surroundings& surroundings, const InstalledPrograms& programs) {
   ScanArtifactFinding& finding = found.finding;
-  // The path is named below the scan's root, whose symbolic links hide the real ancestors.
-  ScanArtifactFinding placed = finding;
-  placed.path = found.place;
   // Packages may be named "venv" (in Python's standard library), "build" or "coverage".
   if (pathFacts(joinedPath(found.place, "__init__.py"))) return raise(finding, "Is a Python package of that name");
   if (const auto program = programs.ownerOf(finding.path, finding.groupRoot)) {
@@ -44,7 +41,13 @@ void assess(FoundArtifact& found, Surroundings& surroundings, const InstalledPro
     }
     return;
   }
-  finding.evidence = surroundings.evidence.of(placed);
+  // The place, since symbolic links of the scan's root would hide the real ancestors.
+  auto verdict = surroundings.evidence.of(found.place);
+  if (const auto* gap = std::get_if<EvidenceGap>(&verdict)) {
+    finding.noEvidence = gap->text();
+  } else {
+    finding.evidence = std::move(std::get<std::string>(verdict));
+  }
   if (finding.safetyTier >= ArtifactSafetyTier::caution) return;
   if (const auto mention = programs.mentionedBy(finding.path, finding.groupRoot)) {
     finding.safetyTier = ArtifactSafetyTier::caution;
@@ -63,7 +66,7 @@ void assessFindings(std::vector<FoundArtifact>& findings, const TidraPathResolve
   std::atomic<std::size_t> next{0};
   std::atomic<bool> stopped{false};
   const auto work = [&](bool polls) {
-    Surroundings surroundings{ArtifactEvidence(resolver)};
+    Surroundings surroundings{ArtifactEvidence(resolver), EnclosingOutput(resolver)};
     for (std::size_t start = next.fetch_add(batch); start < findings.size(); start = next.fetch_add(batch)) {
       const std::size_t end = std::min(start + batch, findings.size());
       for (std::size_t i = start; i < end && !stopped; ++i) {

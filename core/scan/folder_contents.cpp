@@ -24,18 +24,6 @@ std::vector<FolderEntry> listing(const std::string& folder) {
   return entries;
 }
 
-std::vector<FolderEntry> ownListing(const std::string& folder) {
-  auto entries = listing(folder);
-  constexpr std::uint32_t everybodyMayWrite = 0002;
-  const auto facts = followedFacts(folder);
-  if (!facts || (facts->permissions & everybodyMayWrite) == 0) return entries;
-  std::erase_if(entries, [&](const FolderEntry& entry) {
-    const auto its = pathFacts(joinedPath(folder, entry.name));
-    return its && isPlanted(*its, *facts);
-  });
-  return entries;
-}
-
 bool vouchesFor(std::uint32_t owner, const std::string& entry) {
   const auto facts = pathFacts(entry);
   return facts && (facts->owner == 0 || facts->owner == runningUser() || facts->owner == owner);

@@ -19,9 +19,6 @@ struct FolderEntry {
 /// Returns the entries of a folder, in a large one the first ones in directory order; empty if it is unreadable.
 std::vector<FolderEntry> listing(const std::string& folder);
 
-/// As listing(), without what strangers put into a world-writable folder: they must not decide what is removed.
-std::vector<FolderEntry> ownListing(const std::string& folder);
-
 /// Whether an entry may show that a tool made a folder: it belongs to the running user, root or the folder's owner.
 /// Whoever may change the folder around could otherwise rename somebody else's folder and put a manifest beside it.
 [[nodiscard]] bool vouchesFor(std::uint32_t owner, const std::string& entry);

@@ -61,8 +61,8 @@ FolderSample FolderSample::of(const std::string& folder) {
       }
       if (entry.type != EntryType::regularFile) continue;
       ++sample.files;
-      if (isSource(entry.name)) ++sample.sources;
-      if (isKeepsake(entry.name)) ++sample.keepsakes;
+      if (isSource(entry.name) && sample.sources++ == 0) sample.source = entry.name;
+      if (sample.keepsake.empty() && isKeepsake(entry.name)) sample.keepsake = entry.name;
       const auto facts = entryFacts(opened->get(), entry.name.data());
       if (facts) sample.newest = std::max(sample.newest, facts->modified);
     }

@@ -13,8 +13,9 @@ namespace tidra {
 /// A sample of the files and folders below a folder, breadth first.
 struct FolderSample {
   std::size_t files = 0;
-  std::size_t sources = 0;    // hand-written, and no build puts them into its output
-  std::size_t keepsakes = 0;  // documents, keys, data bases: hand-made, though a build may copy some
+  std::size_t sources = 0;  // hand-written, and no build puts them into its output
+  std::string source;       // the name of the first of them
+  std::string keepsake;     // the first document, key or data base: hand-made, though a build may copy some
   TimePoint newest = TimePoint::min();
 
   static FolderSample of(const std::string& folder);

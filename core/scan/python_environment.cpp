@@ -39,11 +39,23 @@ bool areVersionsOf(const std::vector<FolderEntry>& entries, std::string_view pro
                      [&](const FolderEntry& entry) { return isVersionOf(entry.name, programs); });
 }
 
+constexpr std::string_view interpreters = "python pypy";
+
 /// Interpreters, installers and what activates the environment.
 constexpr std::string_view launchers =
-    "python pypy \xF0\x9D\x9C\x8Bthon pip wheel easy_install activate activate.csh activate.fish activate.nu "
+    "python pypy pip wheel easy_install activate activate.csh activate.fish activate.nu "
     "activate.bat "
     "activate.xsh activate.ps1 Activate.ps1 activate_this.py deactivate deactivate.bat deactivate.nu pydoc.bat";
+
+/// Whether a folder "bin" holds only those, and links to an interpreter, however they are called.
+bool holdsOnlyLaunchers(const std::string& folder) {
+  const auto entries = listing(folder);
+  return std::all_of(entries.begin(), entries.end(), [&](const FolderEntry& entry) {
+    if (isVersionOf(entry.name, launchers)) return true;
+    const auto target = linkTarget(joinedPath(folder, entry.name));
+    return target && isVersionOf(std::string(lastPathComponent(*target)), interpreters);
+  });
+}
 
 /// Whether all files in the packages of a "site-packages" folder are those that its installer recorded.
 bool holdsOnlyRecorded(const std::string& packages, const std::vector<FolderEntry>& entries) {
@@ -78,11 +90,13 @@ bool holdsOnlyRecorded(const std::string& packages, const std::vector<FolderEntr
 /// Whether a "lib" folder holds "python3.11/site-packages" or the like with the installer's packages, and nothing else.
 bool holdsOnlyInstaller(const std::string& library) {
   const auto versions = listing(library);
-  if (versions.empty() || !areVersionsOf(versions, "python pypy")) return false;
+  if (versions.empty() || !areVersionsOf(versions, interpreters)) return false;
   return std::all_of(versions.begin(), versions.end(), [&](const FolderEntry& version) {
     const std::string folder = joinedPath(library, version.name);
+    // Empty without pip; an unreadable folder is not.
+    if (!openDirectory(joinedPath(folder, "site-packages"))) return false;
     const auto packages = listing(joinedPath(folder, "site-packages"));
-    return matchesOnly(listing(folder), "site-packages") && !packages.empty() &&
+    return matchesOnly(listing(folder), "site-packages") &&
            matchesOnly(packages,
                        "pip pip-*.dist-info pip-*.egg-info setuptools setuptools-*.dist-info setuptools-*.egg-info "
                        "wheel wheel-*.dist-info pkg_resources pkg_resources-*.dist-info _distutils_hack "
@@ -142,6 +156,16 @@ bool hasValue(std::string_view text) {
   return !first.empty() && first.front() != ']' && first.front() != '}' && first.front() != ')';
 }
 
+/// Whether an inline table has a list of texts: "{dev = ['x']}".
+bool hasListInTable(std::string_view text) {
+  text = text.substr(0, text.find('}'));
+  for (auto at = text.find('['); at != std::string_view::npos; at = text.find('[', at + 1)) {
+    const auto first = skippingComments(text.substr(at + 1));
+    if (first.starts_with('"') || first.starts_with('\'')) return true;
+  }
+  return false;
+}
+
 bool listsInPyproject(std::string_view text) {
   return anySetting(text, [](std::string_view section, std::string_view key, std::string_view value) {
     // Other tools have dependencies of other environments: "tool.hatch.envs.docs".
@@ -151,6 +175,7 @@ bool listsInPyproject(std::string_view text) {
     // A table of its own for one package.
     if (key.empty()) return isInstaller && section.find("dependencies.") != std::string_view::npos;
     if (key == "python" || !hasValue(value)) return false;
+    if (section == "project" && key == "optional-dependencies") return hasListInTable(value);
     if (section == "project") return key == "dependencies" || key.starts_with("optional-dependencies.");
     return section == "project.optional-dependencies" || section == "dependency-groups" ||
            (isInstaller && (section.ends_with("dependencies") || key == "dependencies" || key == "dev-dependencies" ||
@@ -196,12 +221,14 @@ bool listsInPipfileLock(std::string_view text) {
   return false;
 }
 
-/// Locks of Poetry, uv and PDM: tables of packages, of which one may be the project itself.
+/// Locks of Poetry, uv and PDM, and "pylock.toml": tables of packages, of which one may be the project itself.
 bool listsInLock(std::string_view text) {
   std::size_t packages = 0;
   std::size_t own = 0;
   anySetting(text, [&](std::string_view section, std::string_view key, std::string_view value) {
-    if (key.empty() && section == "package") ++packages;
+    if (key.empty() && (section == "package" || section == "packages")) ++packages;
+    const bool isFolder = key.empty() ? section == "packages.directory" : section == "packages" && key == "directory";
+    if (isFolder) ++own;
     const auto line = value.substr(0, value.find('\n'));
     if (key == "source" &&
         (line.find("virtual") != std::string_view::npos || line.find("editable") != std::string_view::npos)) {
@@ -255,9 +282,7 @@ bool holdsNothingButItsInstaller(const std::string& environment) {
   const auto isAsCreated = [&](const FolderEntry& entry) {
     const std::string path = joinedPath(environment, entry.name);
     if (entry.type != EntryType::directory) return true;
-    if (entry.name == "bin") {
-      return areVersionsOf(listing(path), launchers);
-    }
+    if (entry.name == "bin") return holdsOnlyLaunchers(path);
     if (entry.name != "include") return holdsOnlyInstaller(path);
     const auto headers = listing(path);
     return areVersionsOf(headers, "python") && std::all_of(headers.begin(), headers.end(), [&](const FolderEntry& it) {
@@ -277,7 +302,7 @@ bool listsPackages(const std::string& project, const std::string& name) {
   if (name == "setup.py") return listsInSetupPy(*text);
   if (name == "Pipfile") return listsInPipfile(*text);
   if (name == "Pipfile.lock") return listsInPipfileLock(*text);
-  if (name.ends_with(".lock")) return listsInLock(*text);
+  if (name.ends_with(".lock") || name.starts_with("pylock.")) return listsInLock(*text);
   if (name.ends_with(".yml") || name.ends_with(".yaml")) return listsInCondaFile(*text);
   return listsInRequirements(*text, project);
 }

@@ -14,17 +14,15 @@
 namespace tidra {
 namespace {
 
-ScanArtifactFinding findingAt(const std::string& path) {
-  ScanArtifactFinding finding;
-  finding.path = path;
-  finding.groupRoot = parentPath(path);
-  finding.ruleID = "x";
-  return finding;
+EvidenceVerdict verdictOn(const TemporaryTree& tree, const std::string& path) {
+  return ArtifactEvidence({tree.path("home"), {}}).of(tree.path(path));
 }
 
 /// "–" for none.
 std::string evidenceOf(const TemporaryTree& tree, const std::string& path) {
-  return ArtifactEvidence({tree.path("home"), {}}).of(findingAt(tree.path(path))).value_or("–");
+  const auto verdict = verdictOn(tree, path);
+  const auto* evidence = std::get_if<std::string>(&verdict);
+  return evidence != nullptr ? *evidence : "–";
 }
 
 struct EvidenceRow {
@@ -95,6 +93,8 @@ TEST(ArtifactEvidence, TellsWhatAToolMadeFromWhatAPersonWrote) {
       {{"requirements.txt", ".venv/pyvenv.cfg", ".venv/lib/python3.11/site-packages/flask-1.dist-info/"}, ".venv", "–"},
       {{".venv/pyvenv.cfg", ".venv/lib/python3.11/site-packages/pip-1.dist-info/"}, ".venv", "holds pyvenv.cfg"},
       {{"pyproject.toml=[tool.black]", ".venv/pyvenv.cfg"}, ".venv", "–"},
+      {{".venv/pyvenv.cfg", ".venv/lib/python3.11/site-packages/"}, ".venv", "holds pyvenv.cfg"},
+      {{".venv/pyvenv.cfg", ".venv/bin/mine->../../x", ".venv/lib/python3.11/site-packages/"}, ".venv", "–"},
       {{".hg/", "package.json={\"scripts\":{\"build\":\"tsc\"}}", "dist/index.js"}, "dist", "–"},
       {{"Gemfile", "vendor/bundle/ruby/3.1.0/f"}, "vendor", "holds bundle/ruby"},
       {{"Gemfile", "vendor/bundle/ruby/3.1.0/f", "vendor/cache/rack-2.2.gem"}, "vendor", "–"},
@@ -150,6 +150,31 @@ TEST(ArtifactEvidence, AProjectThatIsCalledLikeAnArtefactIsNone) {
       {{"build.gradle", "build/keystore.jks"}, "build", "–"},
       {{".git/", ".gitignore=.next", ".next/a.db"}, ".next", "ignored by git"},
   });
+}
+
+TEST(ArtifactEvidence, ItsAbsenceHasAReason) {
+  for (const auto& [entries, path, reason] : std::vector<EvidenceRow>{
+           {{"build/a.js"}, "build", "no sign of a tool"},
+           {{".venv/pyvenv.cfg"}, ".venv", "its packages are named nowhere"},
+           {{"requirements.txt=a", ".venv/pyvenv.cfg", ".venv/x.py"}, ".venv", "holds files that people write: x.py"},
+           {{R"(package.json={"dependencies":{"a":"../a"}})", "node_modules/a"},
+            "node_modules",
+            "a folder or file that it is installed from is gone"},
+           {{".git/", ".gitignore=dist", "dist/certs/a.pem", "dist/a.js", "dist/b.js"},
+            "dist",
+            "holds documents or keys: a.pem"},
+           {{"dist/package.json", "dist/CACHEDIR.TAG"}, "dist", "is a project of its own: package.json"},
+           {{".git/", "build.gradle", "build/a.class"}, "build", "new in git"},
+           {{".git/", ".gitignore=" + std::string(300000, '#'), "build.gradle", "build/a.class"},
+            "build",
+            "an ignore file was not read whole"},
+           {{"package.json", "dist/a.js"}, "dist", "no script makes it, or one reads it"}}) {
+    const TemporaryTree tree;
+    makeEntries(tree, entries);
+    const auto verdict = verdictOn(tree, path);
+    ASSERT_TRUE(std::holds_alternative<EvidenceGap>(verdict)) << reason;
+    EXPECT_EQ(std::get<EvidenceGap>(verdict).text(), reason);
+  }
 }
 
 TEST(ArtifactEvidence, OnlyScriptsThatBuildMakeAFolder) {
@@ -268,6 +293,10 @@ TEST(ArtifactEvidence, AnEnvironmentNeedsAManifestThatNamesItsPackages) {
            {"pyproject.toml=[project]\ndependencies = [\n  'torch',\n]", true},
            {"pyproject.toml=[tool.poetry.group.dev.dependencies]\ntorch = '*'", true},
            {"pyproject.toml=[dependency-groups] # here\ndev = ['torch']", true},
+           {"pyproject.toml=[project]\noptional-dependencies = {dev = []}", false},
+           {"pyproject.toml=[project]\noptional-dependencies = {dev = ['torch']}", true},
+           {"pylock.toml=[[packages]]\nname = 'x'\ndirectory = { path = '.' }", false},
+           {"pylock.dev.toml=[[packages]]\nname = 'torch'\n[[packages]]\nname = 'x'\n[packages.directory]", true},
            {"setup.cfg=[metadata]\nname = x\n[options]\ninstall_requires =\n", false},
            {"setup.cfg=[options]\ninstall_requires =\n    torch>=1", true},
            {"setup.py=setup(name='x', install_requires=[])", false},
@@ -294,7 +323,7 @@ TEST(ArtifactEvidence, AnEnvironmentNeedsAManifestThatNamesItsPackages) {
         packages + "setuptools/mine.py", std::string("v/bin/deploy.sh"), std::string("v/bin/pipeline.sh"),
         std::string("v/bin/python_report.py"), std::string("v/include/python3/mine.h")}) {
     const TemporaryTree tree;
-    makeEntries(tree, {"v/pyvenv.cfg", "v/bin/python3", "v/include/python3/",
+    makeEntries(tree, {"v/pyvenv.cfg", "v/bin/python3", "v/bin/\xF0\x9D\x9C\x8Bthon->python3", "v/include/python3/",
                        packages + "pip-1.dist-info/RECORD=setuptools/a,x,1", packages + "setuptools/a",
                        packages + "distutils-precedence.pth", "v/lib64->lib"});
     ::rename(tree.path("v").c_str(), tree.path("venv").c_str());
@@ -338,7 +367,10 @@ TEST(ArtifactEvidence, AStrangersFilesInASharedFolderAreNone) {
       give(file, 0);
       EXPECT_EQ(evidenceOf(tree, artifact), evidence);
       give(file, stranger);
-      EXPECT_EQ(evidenceOf(tree, artifact), "–");
+      const auto verdict = verdictOn(tree, artifact);
+      const auto* gap = std::get_if<EvidenceGap>(&verdict);
+      ASSERT_NE(gap, nullptr) << artifact;
+      EXPECT_EQ(gap->reason == EvidenceGap::Reason::strangersManifest, artifact == "beside/.venv");
     }
   }
   give("inside/target", stranger);

@@ -10,9 +10,10 @@ namespace {
 TEST(Assessment, RaisesWhatNothingMakesAgainAndSetsTheEvidenceOfTheRest) {
   const TemporaryTree tree;
   makeEntries(tree, {"a/venv/__init__.py", "p/bin/", "p/lib/node_modules/.package-lock.json",
-                     "w/package.json={\"dependencies\":{\"a\":\"1\"}}", "w/node_modules/.package-lock.json"});
+                     "w/package.json={\"dependencies\":{\"a\":\"1\"}}", "w/node_modules/.package-lock.json",
+                     "x/node_modules/a"});
   std::vector<FoundArtifact> found;
-  for (const char* path : {"a/venv", "p/lib/node_modules", "w/node_modules"}) {
+  for (const char* path : {"a/venv", "p/lib/node_modules", "w/node_modules", "x/node_modules"}) {
     ScanArtifactFinding finding;
     finding.path = tree.path(path);
     finding.groupRoot = parentPath(finding.path);
@@ -25,22 +26,28 @@ TEST(Assessment, RaisesWhatNothingMakesAgainAndSetsTheEvidenceOfTheRest) {
   EXPECT_EQ(findings[1].safetyTier, ArtifactSafetyTier::warning);
   EXPECT_EQ(findings[1].restoreHint, "Belongs to the installed program npm");
   EXPECT_TRUE(lacksEvidence(findings[0]) && lacksEvidence(findings[1]));
+  EXPECT_EQ(findings[3].noEvidence, "its packages are named nowhere");
   EXPECT_EQ(findings[2].safetyTier, ArtifactSafetyTier::safe);
   EXPECT_EQ(findings[2].evidence, "holds .package-lock.json");
 }
 
 TEST(Assessment, NothingInAnOutputFolderIsSafe) {
   const TemporaryTree tree;
-  makeEntries(tree, {"w/package.json={\"scripts\":{\"build\":\"vite build\"}}",
-                     "w/dist/package.json={\"dependencies\":{\"x\":\"1\"}}", "w/dist/node_modules/.package-lock.json",
-                     "c/CMakeLists.txt", "c/build/CMakeCache.txt", "c/build/_deps/foo/dist/CACHEDIR.TAG",
-                     "mine/build/p/dist/CACHEDIR.TAG", "worktrees/one/.git", "worktrees/one/dist/CACHEDIR.TAG",
-                     "cmake/build/CMakeLists.txt", "cmake/build/CMakeCache.txt", "cmake/build/sub/dist/CACHEDIR.TAG"});
+  makeEntries(
+      tree,
+      {"w/package.json={\"scripts\":{\"build\":\"vite build\"}}", "w/dist/node_modules/.package-lock.json",
+       // Sources of the project's own: by their manifest, and because git does not ignore them.
+       "s/package.json={\"scripts\":{\"build\":\"webpack\"}}", "s/build/package.json={\"dependencies\":{\"x\":\"1\"}}",
+       "s/build/node_modules/.package-lock.json", "g/.git/", "g/.gitignore=/dist/dist",
+       "g/package.json={\"scripts\":{\"build\":\"tsc\"}}", "g/dist/dist/a.js", "g/dist/w.js", "c/CMakeLists.txt",
+       "c/build/CMakeCache.txt", "c/build/_deps/foo/dist/CACHEDIR.TAG", "mine/build/p/dist/CACHEDIR.TAG",
+       "worktrees/one/.git", "worktrees/one/dist/CACHEDIR.TAG", "cmake/build/CMakeLists.txt",
+       "cmake/build/CMakeCache.txt", "cmake/build/sub/dist/CACHEDIR.TAG"});
   // With the rules for the output folders disabled.
   const auto catalog = catalogOf({plainRule("node_modules"), plainRule("dist")});
   auto request = requestFor(tree, catalog);
   std::map<std::string, std::string> seen;
-  for (const char* root : {"w/dist", "c", "mine", "worktrees", "cmake"}) {
+  for (const char* root : {"w/dist", "s/build", "g/dist", "c", "mine", "worktrees", "cmake"}) {
     request.root = tree.path(root);
     auto found = Scanner::scan(request).findings;
     assessFindings(found, {tree.root(), {}}, [] { return false; });
@@ -52,7 +59,9 @@ TEST(Assessment, NothingInAnOutputFolderIsSafe) {
                                                       {"c/build/_deps/foo/dist", "caution to look at"},
                                                       {"mine/build/p/dist", "safe"},
                                                       {"worktrees/one/dist", "safe"},
-                                                      {"cmake/build/sub/dist", "caution to look at"}}));
+                                                      {"s/build/node_modules", "safe"},
+                                                      {"g/dist/dist", "safe"},
+                                                      {"cmake/build/sub/dist", "safe"}}));
   for (const char* root : {"c/build", "c/build/_deps/foo"}) {
     request.root = tree.path(root);
     EXPECT_THAT(Scanner::scan(request).rootObstacle.value_or(""), EndsWith("scan ~/c instead.")) << root;
