@@ -106,6 +106,7 @@ class Measurement {
       holdsKeepFile = holdsKeepFile || entry.name == KeptInside::keepFile;
       signs.note(entry);
       if (mayKeep && filter.keeps(entry.name)) meet({joinedPath(node.path(), entry.name), KeptInside::Why::excluded});
+      if (options_.isPlace && filter.barsByName(entry.name)) meetExcluded(node, entry.name);
       if (kept && kept->bars(entry.name)) meet({joinedPath(node.path(), entry.name), KeptInside::Why::neverRemoved});
       if (entry.type == EntryType::regularFile && position.isCounted) {
         const auto size = fileSize(descriptor, entry.name.data());
@@ -119,7 +120,6 @@ class Measurement {
         const auto* subplace = WalkFilter::childPlace(place, entry.name);
         if (subplace != nullptr && subplace->mounted) continue;
         lookForStore(entry.name, node, subplace);
-        if (!isOfTool && subplace == nullptr && filter.bars(entry.name)) meetExcluded(node, entry.name);
         const bool isToolsInside = ranked.note(entry.name);
         ++pending_;
         descend(entry.name, Position{subplace, position.isCounted && belongs(entry.name), isToolsInside});

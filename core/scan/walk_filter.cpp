@@ -186,9 +186,19 @@ bool FolderFilter::barsUnwatched(std::string_view name) const {
     const auto* child = WalkFilter::childPlace(place_, name);
     if (child != nullptr && child->barred) return true;
   }
+  return matchesName(name) || matchesLongPattern(name);
+}
+
+bool FolderFilter::barsByName(std::string_view name) const {
+  const bool isBarred = matchesName(name);
+  if (isBarred) report(name);
+  return isBarred;
+}
+
+bool FolderFilter::matchesName(std::string_view name) const {
   if (filter_.names_.find(name) != nullptr) return true;
   const auto matches = [&](const std::string& pattern) { return globMatches(pattern, name.data()); };
-  return std::any_of(filter_.nameGlobs_.begin(), filter_.nameGlobs_.end(), matches) || matchesLongPattern(name);
+  return std::any_of(filter_.nameGlobs_.begin(), filter_.nameGlobs_.end(), matches);
 }
 
 bool FolderFilter::keeps(std::string_view name) const {

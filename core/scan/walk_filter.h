@@ -94,18 +94,22 @@ class FolderFilter {
   /// `name` is NUL-terminated.
   bool bars(std::string_view name) const;
 
+  /// As bars(), for patterns without "/" only.
+  bool barsByName(std::string_view name) const;
+
   /// False if keeps() is false for every name.
   bool mayKeep() const {
     return place_ != nullptr || !lastComponents_.empty() || !filter_.unsplit_.globPatterns.empty();
   }
 
-  /// Whether an entry is excluded by path or by a pattern with "/". Patterns without "/" apply to folders on the walk
-  /// only: in dependencies and build output every name occurs.
+  /// Whether an entry is excluded by path or by a pattern with "/". In dependencies and build output every name
+  /// occurs, so patterns without "/" apply to folders on the walk, and to what lies in a place outside projects.
   bool keeps(std::string_view name) const;
 
  private:
   void matchTail(const std::string* spelling);
   bool barsUnwatched(std::string_view name) const;
+  bool matchesName(std::string_view name) const;
   bool matchesLongPattern(std::string_view name) const;
   bool matchesUnsplit(std::string_view name) const;
   const std::string& path() const;

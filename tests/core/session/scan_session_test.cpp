@@ -195,7 +195,7 @@ TEST_F(ScanSession, ExclusionsMatchThroughLinksOfTheirOwnAndOfTheRoot) {
     for (const char* root : {"m2", "t2"}) {
       for (const char* text : {"t2", "t2/*", "t2/web", "t2/web/node_modules/x", "t2/*/node_modules", "m2/packages/*",
                                "m2/packages/web", "m2/*/*/node_modules", "m2/packages/web/node_modules/*", "[t]2/web"})
-        EXPECT_EQ(found(asked(root, text, looksAtDisk)).empty(), text[0] != '[' || *root == 't') << root << " " << text;
+        EXPECT_EQ(found(asked(root, text, looksAtDisk)).size(), 0U) << root << " " << text;
       for (const char* text : {"m2/other/*", "t2/web2", "t2/*/build"})
         EXPECT_EQ(found(asked(root, text, looksAtDisk)).size(), 1U) << root << " " << text;
     }
