@@ -6,6 +6,7 @@
 #include <atomic>
 
 #include "core/base/joining_thread.h"
+#include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 #include "core/platform/spare_threads.h"
@@ -57,9 +58,9 @@ void assess(FoundArtifact& found, Surroundings& surroundings, const InstalledPro
 
 }  // namespace
 
-void assessFindings(std::vector<FoundArtifact>& findings, const TidraPathResolver& resolver,
-                    const std::function<bool()>& shouldStop) {
-  if (findings.empty()) return;
+std::vector<std::string> assessFindings(std::vector<FoundArtifact>& findings, const TidraPathResolver& resolver,
+                                        const std::function<bool()>& shouldStop) {
+  if (findings.empty()) return {};
   // Batches, because neighbouring findings share ignore files.
   constexpr std::size_t batch = 32;
   const InstalledPrograms programs(resolver);
@@ -84,6 +85,9 @@ void assessFindings(std::vector<FoundArtifact>& findings, const TidraPathResolve
     threads.push_back(std::move(*thread));
   }
   work(true);
+  if (programs.partlyRead().empty()) return {};
+  return {fmt::format("Not all entries of {} could be read; look yourself whether what you remove is used from there.",
+                      escapedForTerminal(joined(programs.partlyRead(), ", ")))};
 }
 
 }  // namespace tidra

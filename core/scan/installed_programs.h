@@ -26,6 +26,9 @@ class InstalledPrograms {
   /// that names a file of its project; nullopt without one. Weaker than ownerOf(): it may only copy or clean them.
   std::optional<std::string> mentionedBy(const std::string& path, const std::optional<std::string>& project = {}) const;
 
+  /// Returns the places of entries that hold more than was read, for display.
+  const std::vector<std::string>& partlyRead() const { return references_.partlyRead(); }
+
   /// The part of ownerOf() that does not access the disk.
   static std::optional<std::string> ownerByPlace(std::string_view path);
 

@@ -95,7 +95,7 @@ std::vector<std::string> pathsNamedIn(std::string_view text, const std::string& 
 ProgramReferences::ProgramReferences(const TidraPathResolver& resolver) : home_(resolver.home) {
   for (const EntryPlace& place : entryPlaces) {
     const bool isAbsolute = place.pattern.starts_with('/');
-    readPlaces(isAbsolute ? "/" : home_, place.pattern.substr(isAbsolute ? 1 : 0), place.texts, {});
+    readPlace(resolver, isAbsolute ? "/" : home_, place.pattern.substr(isAbsolute ? 1 : 0), place.texts);
   }
   readSearchPath(resolver);
   listed_.clear();
@@ -126,6 +126,20 @@ std::optional<std::string> ProgramReferences::namingFileOf(const std::string& pr
   return std::nullopt;
 }
 
+bool ProgramReferences::Budget::take(std::size_t& part, std::size_t amount) {
+  isExceeded = isExceeded || amount > part;
+  part -= std::min(part, amount);
+  return !isExceeded;
+}
+
+/// Each place has a budget of its own, so that a large one hides no other.
+void ProgramReferences::readPlace(const TidraPathResolver& resolver, const std::string& folder,
+                                  std::string_view pattern, Texts texts) {
+  left_ = {};
+  readPlaces(folder, pattern, texts, {});
+  if (left_.isExceeded) partlyRead_.push_back(resolver.displayPath(joinedPath(folder, pattern)));
+}
+
 /// Expands the first component of the pattern in a folder.
 void ProgramReferences::readPlaces(const std::string& folder, std::string_view pattern, Texts texts,
                                    const std::string& name) {
@@ -143,8 +157,7 @@ void ProgramReferences::readPlaces(const std::string& folder, std::string_view p
   DirectoryReader reader;
   reader.start(opened->get());
   std::vector<std::string> entries;
-  for (DirectoryEntry entry; entriesLeft_ > 0 && reader.next(entry);) {
-    --entriesLeft_;
+  for (DirectoryEntry entry; reader.next(entry) && left_.take(left_.entries);) {
     if (globMatches(component, entry.name.data())) entries.emplace_back(entry.name);
   }
   for (const std::string& entry : entries) next(entry, entry);
@@ -154,13 +167,12 @@ void ProgramReferences::readEntry(const std::string& path, Texts texts, const st
   if (linkTarget(path)) add(path, name, links_);
   if (texts == Texts::none) return;
   const auto facts = followedFacts(path);
-  if (!facts || facts->type != EntryType::regularFile || facts->sizeBytes > std::min(largestText, bytesLeft_)) return;
+  if (!facts || facts->type != EntryType::regularFile || facts->sizeBytes > largestText) return;
+  if (!left_.take(left_.bytes, facts->sizeBytes)) return;
   const auto text = readRegularFile(path, largestText);
   if (!text || text->find('\0') != std::string::npos) return;
-  bytesLeft_ -= std::min(bytesLeft_, text->size());
   for (std::string& named : pathsNamedIn(*text, home_)) {
-    if (pathsLeft_ == 0) return;
-    --pathsLeft_;
+    if (!left_.take(left_.paths)) return;
     add(std::move(named), name, texts == Texts::scripts ? scripted_ : named_);
   }
 }
@@ -182,9 +194,9 @@ void ProgramReferences::readSearchPath(const TidraPathResolver& resolver) {
     const std::string real = realPathOrSame(folder);
     if (!isSameOrInside(real, realHome) || real == realHome) continue;
     add(real, resolver.displayPath(folder) + " (in PATH)", named_);
-    readPlaces(folder, "*", Texts::scripts, {});
+    readPlace(resolver, folder, "*", Texts::scripts);
     for (const char* packages : {"*", "@*/*"}) {
-      readPlaces(joinedPath(parentPath(folder), "lib/node_modules"), packages, Texts::none, {});
+      readPlace(resolver, joinedPath(parentPath(folder), "lib/node_modules"), packages, Texts::none);
     }
   }
 }

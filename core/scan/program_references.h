@@ -21,9 +21,12 @@ class ProgramReferences {
   /// What the text files of a place are; of others only symbolic links count.
   enum class Texts { none, settings, scripts };
 
-  /// Reads the places of the table in the source and the folders of PATH in the home folder: at most 8,192 entries,
-  /// files up to 64 KiB, 4 MiB and 20,000 paths of text altogether. Does not throw.
+  /// Reads the places of the table in the source and the folders of PATH in the home folder: files up to 64 KiB, and in
+  /// each place at most 8,192 entries, 4 MiB and 20,000 paths of text. Does not throw.
   explicit ProgramReferences(const TidraPathResolver& resolver);
+
+  /// Returns the places that hold more than was read, for display: "~/bin/*".
+  const std::vector<std::string>& partlyRead() const { return partlyRead_; }
 
   /// Returns the display name of an entry that leads to a folder or into it: a link, a setting that starts a program, a
   /// folder of PATH; nullopt without one. Symbolic links in `folder` are resolved.
@@ -42,6 +45,18 @@ class ProgramReferences {
  private:
   using Names = std::map<std::string, std::string>;  // by place, with symbolic links in its folder resolved
 
+  /// What remains to be read of a place.
+  struct Budget {
+    std::size_t entries = 8192;
+    std::size_t bytes = 4_MiB;
+    std::size_t paths = 20000;
+    bool isExceeded = false;
+
+    /// Uses up `amount` of a part; false if that is more than is left.
+    bool take(std::size_t& part, std::size_t amount = 1);
+  };
+
+  void readPlace(const TidraPathResolver& resolver, const std::string& folder, std::string_view pattern, Texts texts);
   void readPlaces(const std::string& folder, std::string_view pattern, Texts texts, const std::string& name);
   void readEntry(const std::string& path, Texts texts, const std::string& name);
   void readSearchPath(const TidraPathResolver& resolver);
@@ -53,12 +68,11 @@ class ProgramReferences {
   Names links_;
   Names named_;     // in settings and by PATH
   Names scripted_;  // in scripts
+  std::vector<std::string> partlyRead_;
   // Of the constructor:
   std::set<std::string> listed_;
   std::unordered_map<std::string, std::optional<std::string>> realFolders_;
-  std::size_t entriesLeft_ = 8192;
-  std::size_t bytesLeft_ = 4_MiB;
-  std::size_t pathsLeft_ = 20000;
+  Budget left_;  // of the present place
 };
 
 /// Returns the absolute paths in a text, also those that begin with "~", "$HOME" or "%h" (systemd). Paths end at white

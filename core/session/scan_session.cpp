@@ -64,7 +64,8 @@ class ScanSession {
     withholdNeverRemoved();
     noteUnclaimedLeftovers();
     noteWithheld();
-    assessFindings(outcome_.findings, request_.resolver, [this] { return shouldCancel(); });
+    auto unread = assessFindings(outcome_.findings, request_.resolver, [this] { return shouldCancel(); });
+    for (std::string& text : unread) note(std::move(text));
     askGit();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     outcome_.circumstances = circumstances(duration);

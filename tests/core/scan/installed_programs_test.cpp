@@ -2,6 +2,7 @@
 #include "core/scan/installed_programs.h"
 
 #include "core/platform/path_text.h"
+#include "core/scan/finding_assessment.h"
 #include "tests/core/scan/scan_fixture.h"
 #include "tests/support/matchers.h"
 
@@ -79,6 +80,20 @@ TEST(InstalledPrograms, AreKnownByWhatLeadsIntoThem) {
       EXPECT_EQ(programs.ownerOf(path, parentPath(path)).value_or(otherwise), owner) << path;
     }
   }
+}
+
+TEST(InstalledPrograms, AFullPlaceHidesNoOtherAndIsNamed) {
+  const TemporaryTree tree;
+  for (int i = 0; i < 8193; ++i) tree.writeFile("home/bin/" + std::to_string(i));
+  makeEntries(tree, {"home/src/late/.venv/bin/", "home/.local/bin/late=#!/bin/sh\nexec ~/src/late/.venv/bin/python\n"});
+  FoundArtifact late;
+  late.finding.path = late.place = tree.path("home/src/late/.venv");
+  late.finding.groupRoot = parentPath(late.place);
+  late.finding.ruleID = "x";
+  std::vector<FoundArtifact> found{late};
+  EXPECT_THAT(assessFindings(found, {tree.path("home"), {}}, [] { return false; }),
+              ElementsAre(HasSubstr("Not all entries of ~/bin/* could be read")));
+  EXPECT_EQ(found[0].finding.restoreHint, "Named in late, which may need it");
 }
 
 TEST(InstalledPrograms, PathsInTextsEndWhereAShellOrUnitEndsThem) {
