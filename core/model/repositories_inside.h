@@ -1,6 +1,7 @@
 // The repositories in a folder that is measured.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <optional>
@@ -56,33 +57,66 @@ class GitSigns {
   bool hasRefs_ = false;
 };
 
-/// Returns the name of the version control system, other than git, whose working copies hold such an entry; null if
-/// none does.
-inline const char* foreignVersionControl(const DirectoryEntry& entry) {
-  struct Mark {
-    std::string_view name;
-    const char* system;
-    EntryType type = EntryType::directory;
-  };
-  constexpr std::array marks{Mark{".hg", "Mercurial"},
-                             Mark{".jj", "Jujutsu"},
-                             Mark{".svn", "Subversion"},
-                             Mark{".bzr", "Bazaar"},
-                             Mark{".pijul", "Pijul"},
-                             Mark{"_darcs", "Darcs"},
-                             Mark{"CVS", "CVS"},
-                             Mark{".sl", "Sapling"},
-                             Mark{"_MTN", "Monotone"},
-                             Mark{"RCS", "Revision Control System (RCS)"},
-                             Mark{"SCCS", "Source Code Control System (SCCS)"},
-                             Mark{".fslckout", "Fossil", EntryType::regularFile},
-                             Mark{"_FOSSIL_", "Fossil", EntryType::regularFile}};
-  const char first = entry.name.front();
-  if (first != '.' && first != '_' && first != 'C' && first != 'R' && first != 'S') return nullptr;
-  for (const Mark& mark : marks) {
-    if (entry.name == mark.name && entry.type == mark.type) return mark.system;
+/// A folder that another version control system keeps in its working copies.
+struct ForeignMark {
+  std::string_view name;
+  const char* system;
+  std::array<std::string_view, 3> contents = {};  // any of these; none: the name suffices
+  std::string_view prefix = {};
+  std::string_view suffix = {};
+
+  bool isSure() const { return contents.front().empty() && prefix.empty() && suffix.empty(); }
+  bool isProof(std::string_view entry) const {
+    if (!prefix.empty()) return entry.starts_with(prefix);
+    if (!suffix.empty()) return entry.ends_with(suffix);
+    return std::find(contents.begin(), contents.end(), entry) != contents.end();
   }
-  return nullptr;
-}
+};
+inline constexpr std::array foreignMarks{ForeignMark{".hg", "Mercurial", {"requires", "store", "00changelog.i"}},
+                                         ForeignMark{".jj", "Jujutsu"},
+                                         ForeignMark{".svn", "Subversion", {"entries", "wc.db"}},
+                                         ForeignMark{".bzr", "Bazaar"},
+                                         ForeignMark{".pijul", "Pijul", {"config", "pristine"}},
+                                         ForeignMark{"_darcs", "Darcs", {"format", "hashed_inventory", "inventory"}},
+                                         ForeignMark{"CVS", "CVS", {"Entries", "Root"}},
+                                         ForeignMark{".sl", "Sapling"},
+                                         ForeignMark{"_MTN", "Monotone"},
+                                         ForeignMark{"RCS", "Revision Control System (RCS)", {}, {}, ",v"},
+                                         ForeignMark{"SCCS", "Source Code Control System (SCCS)", {}, "s."}};
+
+/// Recognises a working copy of a version control system other than git from the listings of two folders: it holds one
+/// with a certain name, which holds certain entries. Published packages have folders with such names and other
+/// contents.
+class ForeignSigns {
+ public:
+  /// `folder` is the name of the listed folder.
+  explicit ForeignSigns(std::string_view folder) {
+    if (!mayBeMark(folder)) return;
+    const auto mark = std::find_if(foreignMarks.begin(), foreignMarks.end(),
+                                   [&](const ForeignMark& each) { return each.name == folder; });
+    if (mark != foreignMarks.end()) mark_ = &*mark;
+  }
+
+  void note(const DirectoryEntry& entry) {
+    if (entry.name == ".fslckout" || entry.name == "_FOSSIL_") isFossil_ |= entry.type == EntryType::regularFile;
+    if (mark_ != nullptr) isMarked_ = isMarked_ || mark_->isProof(entry.name);
+  }
+
+  /// Returns the system that keeps a file in the listed folder; null if none does.
+  const char* around() const { return isFossil_ ? "Fossil" : nullptr; }
+  /// Returns the system to which the listed folder belongs, whose working copy is its parent; null if there is none.
+  const char* ofFolder() const { return mark_ != nullptr && (isMarked_ || mark_->isSure()) ? mark_->system : nullptr; }
+
+ private:
+  /// Rejects most names.
+  static bool mayBeMark(std::string_view name) {
+    constexpr std::size_t longest = 6;
+    return !name.empty() && name.size() <= longest && std::string_view("._CRS").find(name.front()) != name.npos;
+  }
+
+  const ForeignMark* mark_ = nullptr;
+  bool isMarked_ = false;
+  bool isFossil_ = false;
+};
 
 }  // namespace tidra

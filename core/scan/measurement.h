@@ -97,12 +97,12 @@ class Measurement {
     std::optional<std::string> ofOthers;
     std::uint64_t bytes = 0;
     GitSigns gitSigns;
-    const char* foreign = nullptr;
+    ForeignSigns foreign(isFirst ? std::string_view() : node.name());
     bool holdsKeepFile = false;
     reader.start(descriptor);
     for (DirectoryEntry entry; reader.next(entry);) {
       gitSigns.note(entry.name);
-      if (const char* system = foreignVersionControl(entry)) foreign = system;
+      foreign.note(entry);
       holdsKeepFile = holdsKeepFile || entry.name == KeptInside::keepFile;
       signs.note(entry);
       if (mayKeep && filter.keeps(entry.name)) meet({joinedPath(node.path(), entry.name), KeptInside::Why::excluded});

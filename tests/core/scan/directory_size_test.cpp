@@ -138,17 +138,19 @@ TEST(DirectorySize, NamesABoundedNumberOfRepositories) {
   EXPECT_TRUE(inside("deep").ofGit.empty());
   EXPECT_TRUE(inside("deep").hasMore);
 
-  makeEntries(tree, {"p/b/.hg/f", "p/a/.svn/f", "q/CVS", "q/.fslckout", "r/CVS", "r/.hg"});
+  makeEntries(tree, {"p/b/.hg/store/f", "p/a/.svn/wc.db", "q/CVS", "q/.fslckout", "r/CVS", "r/.hg"});
   using Foreign = RepositoriesInside::Foreign;
   EXPECT_EQ(inside("p"), (RepositoriesInside{.foreign = Foreign{tree.path("p/a"), "Subversion"}}));
   EXPECT_EQ(inside("q"), (RepositoriesInside{.foreign = Foreign{tree.path("q"), "Fossil"}}));
   EXPECT_EQ(inside("r"), RepositoriesInside{});
-  makeEntries(tree, {"s/x/HEAD", "t/.git/HEAD", "t/.git/objects/f", "t/.git/refs/f", "s/x/objects/f", "s/x/refs/f",
-                     "t/.git/modules/m/HEAD", "t/.git/modules/m/objects/f", "t/.git/modules/m/refs/f", "u/RCS/f,v",
-                     "v/refs/f", "v/objects/f"});
+  makeEntries(
+      tree, {"s/x/HEAD", "t/.git/HEAD", "t/.git/objects/f", "t/.git/refs/f", "s/x/objects/f", "s/x/refs/f",
+             "t/.git/modules/m/HEAD", "t/.git/modules/m/objects/f", "t/.git/modules/m/refs/f", "u/RCS/f,v", "v/refs/f",
+             "v/objects/f", "v/CVS/readme.md", "v/_darcs/f", "v/.hg/f", "v/RCS/f", "v/SCCS/f.s.x", "w/x/CVS/Entries"});
   EXPECT_EQ(inside("s").ofGit, std::vector{tree.path("s/x")});
   EXPECT_EQ(inside("t").ofGit, std::vector{tree.path("t")});
   EXPECT_TRUE(inside("u").foreign);
+  EXPECT_EQ(inside("w").foreign, (Foreign{tree.path("w/x"), "CVS"}));
   EXPECT_EQ(inside("v"), RepositoriesInside{});
 }
 
