@@ -61,6 +61,12 @@ Outcome<std::string> commonFolderOf(const std::string& gitFolder) {
   return text.failure();
 }
 
+Outcome<std::string> linkBackOf(const std::string& gitFolder) {
+  const auto text = readRegularFile(joinedPath(gitFolder, "gitdir"), longestPointer);
+  if (!text) return text.failure();
+  return resolvedFrom(gitFolder, pathIn(*text));
+}
+
 std::string reflogOf(const std::string& gitFolder) { return joinedPath(gitFolder, "logs/HEAD"); }
 
 bool isConfigurationBeyondOthersReach(const std::string& repository) {

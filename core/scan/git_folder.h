@@ -15,6 +15,9 @@ std::optional<std::string> gitFolderOf(const std::string& repository);
 /// linked worktree, else the git folder itself. Fails if the file that names it cannot be read.
 Outcome<std::string> commonFolderOf(const std::string& gitFolder);
 
+/// Returns the ".git" file that the git folder of a linked worktree points back to. Fails as above.
+Outcome<std::string> linkBackOf(const std::string& gitFolder);
+
 /// Returns the file that lists what was checked out and committed in a repository. git creates it with the first
 /// commit.
 std::string reflogOf(const std::string& gitFolder);

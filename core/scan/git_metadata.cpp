@@ -18,6 +18,7 @@
 #include "core/scan/directory_size.h"
 #include "core/scan/git_folder.h"
 #include "core/scan/git_questions.h"
+#include "core/scan/git_subfolders.h"
 #include "core/scan/repository_finder.h"
 
 namespace tidra {
@@ -57,6 +58,14 @@ bool ranOutOfMemory(const ProcessRunner::Result& result) {
   constexpr std::array signs{"ut of memory", "Cannot allocate memory", "mmap failed"};
   return std::any_of(signs.begin(), signs.end(),
                      [&](const char* sign) { return result.stderr_.find(sign) != std::string::npos; });
+}
+
+std::optional<ProcessRunner::Result> runNotingHangs(const ProcessRunner::Command& command, GitBounds* bounds) {
+  const auto started = std::chrono::steady_clock::now();
+  auto result = ProcessRunner::run(command);
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - started;
+  if (!result && bounds != nullptr && taken.count() >= command.timeoutSeconds) bounds->noteHang();
+  return result;
 }
 
 /// The turn of a command that needs much memory. Empty when cancelled while waiting.
@@ -104,6 +113,7 @@ std::optional<std::string> TidraGitMetadataReader::findGit(const Environment& en
 std::optional<ProcessRunner::Result> TidraGitMetadataReader::run(const std::string& path,
                                                                  std::vector<std::string> arguments,
                                                                  std::function<bool(std::string_view)> isEnough) const {
+  if (bounds_ != nullptr && bounds_->isSpent()) return std::nullopt;
   // Named, not searched for: with an invalid ".git", git would use a repository above it, and a configured work tree is
   // not the one that is meant.
   std::vector<std::string> all{holdsRepository(path) ? "--git-dir=.git" : "--git-dir=.", "--work-tree=."};
@@ -117,12 +127,18 @@ std::optional<ProcessRunner::Result> TidraGitMetadataReader::run(const std::stri
                                  .dataLimitBytes = usualDataBytes,
                                  .shouldCancel = shouldCancel_,
                                  .isEnough = std::move(isEnough)};
-  auto result = ProcessRunner::run(command);
+  auto result = runNotingHangs(command, bounds_);
   if (!result || !ranOutOfMemory(*result)) return result;
   const auto turn = turnForMuchMemory(shouldCancel_);
   if (!turn) return std::nullopt;
   command.dataLimitBytes = commandDataBytes;
-  return ProcessRunner::run(command);
+  return runNotingHangs(command, bounds_);
+}
+
+TidraGitMetadataReader TidraGitMetadataReader::boundedBy(GitBounds& bounds) const {
+  TidraGitMetadataReader bounded = *this;
+  bounded.bounds_ = &bounds;
+  return bounded;
 }
 
 std::optional<std::string> TidraGitMetadataReader::answer(const std::string& path, std::vector<std::string> arguments,

@@ -34,6 +34,8 @@ extern template struct RecordCodec<ProjectGitMetadata>;
 template <>
 struct JsonCodec<ProjectGitMetadata> : RecordCodec<ProjectGitMetadata> {};
 
+class GitBounds;
+
 /// Whether a place, with symbolic links resolved, is removed together with the repository in question.
 using RemovalTest = std::function<bool(const std::string&)>;
 
@@ -90,11 +92,21 @@ class TidraGitMetadataReader {
   /// timeouts. Does not throw.
   Tracked tracked(const std::vector<std::string>& folders) const;
 
+  /// A repository, and the item that it is removed with, with symbolic links resolved.
+  struct Inside {
+    Inside(std::string inner, std::string outer = {}) : repository(std::move(inner)), item(std::move(outer)) {}
+
+    std::string repository;
+    std::string item;  // empty: the repository itself
+  };
+
   /// Returns for each repository whether it has work that no remote has: uncommitted changes, untracked files, files
-  /// whose changes git is configured to overlook, commits (also only in the reflog), stashes. nullopt when git fails,
-  /// nullopt as well where others could make git run a program, false when ".git" is no repository. Remotes and main
-  /// repositories in `removed` go along and do not count. Runs in parallel, changes nothing, does not throw.
-  std::vector<std::optional<bool>> holdOwnWork(const std::vector<std::string>& repositories,
+  /// whose changes git is configured to overlook, commits (also only in the reflog), stashes, a linked worktree outside
+  /// its item, which also keeps what is staged there in its repository. nullopt when git fails, nullopt as well where
+  /// others could make git run a program, false when ".git" is no repository. Remotes and main repositories in
+  /// `removed` go along and do not count. Too many submodules, and repeated timeouts, concern the item that has them.
+  /// Runs in parallel, changes nothing, does not throw.
+  std::vector<std::optional<bool>> holdOwnWork(const std::vector<Inside>& repositories,
                                                const PlaceSet& removed = {}) const;
 
   /// Parses "seconds" + 0x1C + "subject" at the first 0x1C; nullopt for anything else.
@@ -119,8 +131,10 @@ class TidraGitMetadataReader {
                                     std::function<bool(std::string_view)> isEnough = {}) const;
   Tracked trackedAmong(const std::string& repository, const std::vector<std::string>& folders) const;
   std::optional<std::string> committedAmong(const std::string& repository, const std::vector<std::string>& paths) const;
-  std::optional<bool> holdsOwnWork(const std::string& repository, const RemovalTest& isRemoved) const;
-  std::optional<bool> holdsFurtherWork(const std::string& repository, const RemovalTest& isRemoved) const;
+  TidraGitMetadataReader boundedBy(GitBounds& bounds) const;
+  std::optional<bool> holdsOwnWork(const Inside& inside, const RemovalTest& isRemoved) const;
+  std::optional<bool> holdsFurtherWork(const Inside& inside, const RemovalTest& isRemoved) const;
+  std::optional<bool> servesWorktreeOutside(const std::string& gitFolder, const std::string& item) const;
   std::optional<bool> overlooksChanges(const std::string& repository) const;
   std::optional<bool> holdsUnpushedCommits(const std::string& repository, const RemovalTest& isRemoved) const;
   std::optional<Remotes> lastingRemotes(const std::string& repository, const RemovalTest& isRemoved) const;
@@ -136,6 +150,7 @@ class TidraGitMetadataReader {
   TidraPathResolver resolver_;
   Environment environment_;
   std::function<bool()> shouldCancel_;
+  GitBounds* bounds_ = nullptr;  // while many are asked
 };
 
 }  // namespace tidra

@@ -2,6 +2,9 @@
 // commits and stashes, also those of submodules. Tags show nothing about a remote unless a clone wrote them.
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <cstddef>
+#include <map>
 #include <utility>
 
 #include "core/base/byte_units.h"
@@ -12,6 +15,7 @@
 #include "core/scan/git_folder.h"
 #include "core/scan/git_metadata.h"
 #include "core/scan/git_questions.h"
+#include "core/scan/git_subfolders.h"
 
 namespace tidra {
 namespace {
@@ -61,6 +65,8 @@ bool isObjectName(std::string_view text) {
 }
 
 struct Reflog {
+  static constexpr std::size_t mostCommits = 1000;  // fit a command line
+
   std::vector<std::string> madeHere;  // the last commits that were made here, also those that no branch has
   std::optional<TimePoint> cloned;    // when the repository was cloned; absent without that entry
 };
@@ -69,7 +75,6 @@ struct Reflog {
 /// it is unreadable.
 std::optional<Reflog> reflogIn(const std::string& gitFolder) {
   constexpr std::size_t longest = 4_MiB;
-  constexpr std::size_t mostCommits = 1000;  // fit a command line
   Reflog log;
   const auto text = readRegularFile(reflogOf(gitFolder), longest);
   if (text.failure() == std::errc::no_such_file_or_directory) return log;
@@ -80,7 +85,7 @@ std::optional<Reflog> reflogIn(const std::string& gitFolder) {
     const auto fields = splitNonEmpty(line->substr(0, tab), ' ');
     if (fields.size() < 2 || !isObjectName(fields[1])) continue;
     const std::string_view message = tab == std::string_view::npos ? "" : line->substr(tab + 1);
-    if (!isMove(message) && log.madeHere.size() < mostCommits) log.madeHere.emplace_back(fields[1]);
+    if (!isMove(message) && log.madeHere.size() < Reflog::mostCommits) log.madeHere.emplace_back(fields[1]);
     const auto seconds = message.starts_with("clone:") ? wholeNumber(fields[fields.size() - 2]) : std::nullopt;
     if (seconds) log.cloned = timePointAt(*seconds);
   }
@@ -107,51 +112,64 @@ std::vector<std::string> tagsOfClone(const std::string& common, const Reflog& re
   return arguments;
 }
 
-/// Returns the git folders of submodules below "modules", also of those without a work tree; nullopt with too many or
-/// if one cannot be read. Their names are paths.
-std::optional<std::vector<std::string>> submodulesIn(const std::string& gitFolder) {
-  constexpr std::size_t mostFolders = 1000;
-  std::vector<std::string> modules;
-  std::vector<std::string> ahead{joinedPath(gitFolder, "modules")};
-  for (std::size_t looked = 0; !ahead.empty(); ++looked) {
-    const std::string path = std::move(ahead.back());
-    ahead.pop_back();
-    const auto folder = openDirectory(path);
-    if (folder.failure() == std::errc::no_such_file_or_directory) continue;
-    if (!folder || looked == mostFolders) return std::nullopt;
-    if (pathExists(joinedPath(path, "HEAD"))) {
-      modules.push_back(path);
-      ahead.push_back(joinedPath(path, "modules"));
-      continue;
-    }
-    DirectoryReader reader;
-    reader.start(folder->get());
-    for (DirectoryEntry entry; reader.next(entry);) {
-      if (entry.type == EntryType::directory) ahead.push_back(joinedPath(path, entry.name));
-    }
+/// Returns the reflogs of a repository and its linked worktrees; nullopt as above.
+std::optional<Reflog> reflogsOf(const std::string& gitFolder, GitBounds& bounds) {
+  auto log = reflogIn(gitFolder);
+  const auto worktrees = log ? linkedWorktreesOf(gitFolder, bounds) : std::nullopt;
+  if (!worktrees) return std::nullopt;
+  for (const LinkedWorktree& worktree : *worktrees) {
+    const auto further = reflogIn(worktree.gitFolder);
+    if (!further) return std::nullopt;
+    const std::size_t room = Reflog::mostCommits - std::min(Reflog::mostCommits, log->madeHere.size());
+    const auto& commits = further->madeHere;
+    log->madeHere.insert(log->madeHere.end(), commits.begin(),
+                         commits.begin() + static_cast<std::ptrdiff_t>(std::min(room, commits.size())));
+  }
+  return log;
+}
+
+/// Returns the git folders of all submodules, also those of linked worktrees that are gone; nullopt if unknown.
+std::optional<std::vector<std::string>> modulesOf(const std::string& gitFolder, GitBounds& bounds) {
+  auto modules = submodulesIn(gitFolder, bounds);
+  const auto worktrees = modules ? linkedWorktreesOf(gitFolder, bounds) : std::nullopt;
+  if (!worktrees) return std::nullopt;
+  for (const LinkedWorktree& worktree : *worktrees) {
+    const auto further = submodulesIn(worktree.gitFolder, bounds);
+    if (!further) return std::nullopt;
+    modules->insert(modules->end(), further->begin(), further->end());
   }
   return modules;
 }
 
 }  // namespace
 
-std::optional<bool> TidraGitMetadataReader::holdsOwnWork(const std::string& repository,
-                                                         const RemovalTest& isRemoved) const {
+std::optional<bool> TidraGitMetadataReader::holdsOwnWork(const Inside& inside, const RemovalTest& isRemoved) const {
+  const std::string& repository = inside.repository;
   if (isRemainsOfRepository(repository)) return false;
+  const auto gitFolder = gitFolderOf(repository);
+  const auto served = gitFolder ? servesWorktreeOutside(*gitFolder, inside.item) : std::optional(false);
+  if (!served || *served) return served;
   if (!git_) return std::nullopt;
-  const bool isBare = gitFolderOf(repository) == repository;
+  const bool isBare = gitFolder == repository;
   const auto ofBare = isConfigurationBeyondOthersReach(repository) ? std::optional<std::size_t>(0) : std::nullopt;
   const auto changes = isBare ? ofBare : countChanges(repository);
   if (changes && *changes > 0) return true;
   // What needs no configuration is asked nevertheless, unless git failed.
   if (!changes && !isBare && isConfigurationBeyondOthersReach(repository)) return std::nullopt;
-  const auto further = holdsFurtherWork(repository, isRemoved);
+  const auto further = holdsFurtherWork(inside, isRemoved);
   return further == false && !changes ? std::nullopt : further;
 }
 
+/// Whether a work tree stays that needs this git folder. It could not be asked any more, nor could its submodules.
+std::optional<bool> TidraGitMetadataReader::servesWorktreeOutside(const std::string& gitFolder,
+                                                                  const std::string& item) const {
+  const auto worktrees = linkedWorktreesOf(gitFolder, *bounds_);
+  return worktrees ? std::optional(worktreeOutside(*worktrees, item) != nullptr) : std::nullopt;
+}
+
 /// Whether there is work besides changes that git sees in the work tree.
-std::optional<bool> TidraGitMetadataReader::holdsFurtherWork(const std::string& repository,
-                                                             const RemovalTest& isRemoved) const {
+std::optional<bool> TidraGitMetadataReader::holdsFurtherWork(const Inside& inside, const RemovalTest& isRemoved) const {
+  const std::string& repository = inside.repository;
   const auto overlooked = overlooksChanges(repository);
   if (!overlooked || *overlooked) return overlooked;
   const auto gitFolder = gitFolderOf(repository);
@@ -159,14 +177,15 @@ std::optional<bool> TidraGitMetadataReader::holdsFurtherWork(const std::string& 
   if (!common) return std::nullopt;
   // The commits of a linked worktree are in its main repository.
   if (*common != *gitFolder && !isRemoved(realPathOrSame(*common))) return false;
-  auto asked = submodulesIn(*gitFolder);
-  if (!asked) return std::nullopt;
-  asked->insert(asked->begin(), repository);
-  for (const std::string& each : *asked) {
-    const auto unpushed = holdsUnpushedCommits(each, isRemoved);
+  const auto modules = modulesOf(*gitFolder, *bounds_);
+  if (!modules) return std::nullopt;
+  for (const std::string& module : *modules) {
+    const auto served = servesWorktreeOutside(module, inside.item);
+    if (!served || *served) return served;
+    const auto unpushed = holdsUnpushedCommits(module, isRemoved);
     if (!unpushed || *unpushed) return unpushed;
   }
-  return false;
+  return holdsUnpushedCommits(repository, isRemoved);
 }
 
 /// Whether files are marked for git to assume that they are unchanged.
@@ -186,7 +205,7 @@ std::optional<bool> TidraGitMetadataReader::overlooksChanges(const std::string& 
 std::optional<bool> TidraGitMetadataReader::holdsUnpushedCommits(const std::string& repository,
                                                                  const RemovalTest& isRemoved) const {
   const auto gitFolder = gitFolderOf(repository);
-  const auto reflog = gitFolder ? reflogIn(*gitFolder) : std::nullopt;
+  const auto reflog = gitFolder ? reflogsOf(*gitFolder, *bounds_) : std::nullopt;
   const auto remotes = reflog ? lastingRemotes(repository, isRemoved) : std::nullopt;
   if (!remotes) return std::nullopt;
   std::vector<std::string> pushed{"--not"};
@@ -207,15 +226,21 @@ std::optional<bool> TidraGitMetadataReader::holdsUnpushedCommits(const std::stri
   return isAnyLeft({"--all"}, areTagsElsewhere ? tagsOfClone(*gitFolder, *reflog) : std::vector<std::string>{});
 }
 
-std::vector<std::optional<bool>> TidraGitMetadataReader::holdOwnWork(const std::vector<std::string>& repositories,
+std::vector<std::optional<bool>> TidraGitMetadataReader::holdOwnWork(const std::vector<Inside>& repositories,
                                                                      const PlaceSet& removed) const {
   std::vector<std::optional<bool>> answers(repositories.size());
+  std::atomic<std::size_t> hangs{0};
+  std::map<std::string, GitBounds> bounds;  // by item
+  for (const Inside& inside : repositories) bounds.try_emplace(inside.item, hangs);
   askRepositories(repositories.size(), shouldCancel_, [&](std::size_t i) {
-    const std::string itself = realPathOrSame(repositories[i]);
+    Inside inside = repositories[i];
+    GitBounds& ofItem = bounds.at(inside.item);
+    const std::string itself = realPathOrSame(inside.repository);
+    if (inside.item.empty()) inside.item = itself;
     const auto isRemoved = [&](const std::string& place) {
       return removed.covers(place) || isSameOrInside(place, itself);
     };
-    answers[i] = holdsOwnWork(repositories[i], isRemoved);
+    answers[i] = boundedBy(ofItem).holdsOwnWork(inside, isRemoved);
   });
   return answers;
 }

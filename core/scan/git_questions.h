@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <atomic>
 #include <charconv>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -13,7 +12,6 @@
 #include <string_view>
 
 #include "core/platform/spare_threads.h"
-#include "core/scan/git_metadata.h"
 
 namespace tidra {
 
@@ -28,21 +26,16 @@ inline std::optional<std::int64_t> wholeNumber(std::string_view text) {
   return number;
 }
 
-/// Calls `ask(i)` for each i below `count` on several threads and waits for them. Stops after repeated timeouts of git
-/// and when `shouldCancel` returns true.
+/// Calls `ask(i)` for each i below `count` on several threads and waits for them. Stops when `shouldCancel` returns
+/// true.
 template <class Ask>
 void askRepositories(std::size_t count, const std::function<bool()>& shouldCancel, Ask ask) {
   constexpr std::size_t mostThreads = 8;
-  constexpr std::size_t mostHangs = 8;
   std::atomic<std::size_t> next{0};
-  std::atomic<std::size_t> hangs{0};
   runOnThreads(std::min(mostThreads, count), [&] {
-    for (std::size_t i = next++; i < count && hangs < mostHangs; i = next++) {
+    for (std::size_t i = next++; i < count; i = next++) {
       if (shouldCancel && shouldCancel()) return;
-      const auto asked = std::chrono::steady_clock::now();
       ask(i);
-      const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - asked;
-      if (taken.count() >= TidraGitMetadataReader::commandTimeoutSeconds) ++hangs;
     }
   });
 }

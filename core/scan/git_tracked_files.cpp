@@ -1,6 +1,7 @@
 // Finds folders that contain tracked files. "git ls-tree" knows those of the checked-out commit and survives a lost or
 // shortened index; "git ls-files" knows what was added since, and ends once every folder is known to contain some.
 #include <algorithm>
+#include <atomic>
 #include <map>
 
 #include "core/base/byte_units.h"
@@ -10,6 +11,7 @@
 #include "core/scan/git_folder.h"
 #include "core/scan/git_metadata.h"
 #include "core/scan/git_questions.h"
+#include "core/scan/git_subfolders.h"
 #include "core/scan/repository_finder.h"
 
 namespace tidra {
@@ -154,8 +156,11 @@ TidraGitMetadataReader::Tracked TidraGitMetadataReader::tracked(const std::vecto
   for (const auto& [repository, inside] : byRepository) questions.emplace_back(&repository, &inside);
   std::vector<std::optional<Tracked>> answers(questions.size());
   if (git_) {
-    askRepositories(questions.size(), shouldCancel_,
-                    [&](std::size_t i) { answers[i] = trackedAmong(*questions[i].first, *questions[i].second); });
+    std::atomic<std::size_t> hangs{0};
+    askRepositories(questions.size(), shouldCancel_, [&](std::size_t i) {
+      GitBounds bounds(hangs);
+      answers[i] = boundedBy(bounds).trackedAmong(*questions[i].first, *questions[i].second);
+    });
   }
   for (std::size_t i = 0; i < questions.size(); ++i) {
     if (answers[i]) {

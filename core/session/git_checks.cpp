@@ -1,13 +1,18 @@
 #include "core/session/git_checks.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <optional>
 #include <string>
 
+#include "core/base/text.h"
 #include "core/platform/path_text.h"
 #include "core/scan/exclusion_filter.h"
 #include "core/scan/git_folder.h"
+#include "core/scan/git_subfolders.h"
 #include "core/scan/repository_finder.h"
 
 namespace tidra {
@@ -61,6 +66,17 @@ void raiseUnanswered(ScanArtifactFinding& finding, const std::string& repository
   raiseToCaution(finding);
 }
 
+void raiseHolder(ScanArtifactFinding& finding, const TidraGitMetadataReader::Inside& holder) {
+  finding.safetyTier = ArtifactSafetyTier::warning;
+  finding.restoreHint = "Holds work that is in no remote repository" + whereIn(finding, holder.repository);
+  const auto gitFolder = gitFolderOf(holder.repository);
+  std::atomic<std::size_t> hangs{0};
+  GitBounds bounds(hangs);
+  const auto worktrees = gitFolder ? linkedWorktreesOf(*gitFolder, bounds) : std::nullopt;
+  const LinkedWorktree* const worktree = worktrees ? worktreeOutside(*worktrees, holder.item) : nullptr;
+  if (worktree != nullptr) finding.restoreHint = "Holds the repository of the worktree " + worktree->folder;
+}
+
 }  // namespace
 
 std::size_t raiseTracked(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git) {
@@ -83,10 +99,9 @@ std::size_t raiseTracked(const std::vector<FoundArtifact*>& findings, const Tidr
   return tracked.unknown.size();
 }
 
-bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git) {
+bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git, PlaceSet removed) {
   std::vector<ScanArtifactFinding*> holders;
-  std::vector<std::string> repositories;
-  PlaceSet removed;
+  std::vector<TidraGitMetadataReader::Inside> repositories;
   bool all = true;
   for (FoundArtifact* found : findings) {
     if (!found->place.empty()) removed.add(found->place);
@@ -98,19 +113,26 @@ bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMet
       if (found->isOfProject() && repository == found->finding.path && holdsRepository(repository)) continue;
       if (isClonedByTool(found->finding, repository)) continue;
       holders.push_back(&found->finding);
-      repositories.push_back(repository);
+      repositories.emplace_back(repository, found->place);
     }
   }
   if (repositories.empty()) return all;
   const auto answers = git.holdOwnWork(repositories, removed);
   for (std::size_t i = 0; i < repositories.size(); ++i) {
-    ScanArtifactFinding& holder = *holders[i];
-    if (!answers[i]) raiseUnanswered(holder, repositories[i]);
-    if (!answers[i].value_or(false)) continue;
-    holder.safetyTier = ArtifactSafetyTier::warning;
-    holder.restoreHint = "Holds work that is in no remote repository" + whereIn(holder, repositories[i]);
+    if (!answers[i]) raiseUnanswered(*holders[i], repositories[i].repository);
+    if (answers[i].value_or(false)) raiseHolder(*holders[i], repositories[i]);
   }
   return all && std::find(answers.begin(), answers.end(), std::nullopt) == answers.end();
+}
+
+std::optional<std::string> reasonOfLaterWork(const FoundArtifact& found, ArtifactSafetyTier agreed,
+                                             const TidraGitMetadataReader& git, const PlaceSet& removed) {
+  if (agreed == ArtifactSafetyTier::warning || found.repositories.ofGit.empty()) return std::nullopt;
+  FoundArtifact now = found;
+  static_cast<void>(raiseOwnWork({&now}, git, removed));
+  if (now.finding.safetyTier <= agreed) return std::nullopt;
+  return fmt::format("is of tier {} by now ({}); scan again", rawValue(now.finding.safetyTier),
+                     escapedForTerminal(now.finding.restoreHint.value_or("")));
 }
 
 }  // namespace tidra

@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "core/model/found_artifact.h"
 #include "core/scan/git_metadata.h"
+#include "core/scan/place_set.h"
 
 namespace tidra {
 
@@ -16,7 +19,14 @@ namespace tidra {
 /// Raises findings that hold a repository with work that is in no remote one: users may work on a dependency where it
 /// was installed, in a clone or linked worktree. Tools' own clones in their caches do not count. A repository of
 /// another system is not asked, so its holder does not count as safe. Returns whether git answered for all of them;
-/// those for which it did not, or with too many repositories to ask, do not count as safe.
-[[nodiscard]] bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git);
+/// those for which it did not, or with too many repositories to ask, do not count as safe. `removed` are further places
+/// that go along.
+[[nodiscard]] bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git,
+                                PlaceSet removed = {});
+
+/// Asks again about the repositories that a scan found in one finding. Returns why it must stay, as the rest of a
+/// sentence after its path, if it would be of a higher tier now than was agreed to; nullopt otherwise.
+std::optional<std::string> reasonOfLaterWork(const FoundArtifact& found, ArtifactSafetyTier agreed,
+                                             const TidraGitMetadataReader& git, const PlaceSet& removed);
 
 }  // namespace tidra

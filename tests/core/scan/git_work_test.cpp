@@ -3,11 +3,13 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 
 #include "core/platform/files.h"
 #include "core/platform/host.h"
 #include "core/scan/git_metadata.h"
+#include "core/scan/git_subfolders.h"
 #include "tests/core/scan/scan_fixture.h"
 #include "tests/support/git_repositories.h"
 #include "tests/support/matchers.h"
@@ -123,6 +125,54 @@ TEST_F(GitWork, CommitsCountWhereTheirObjectsStay) {
   EXPECT_EQ(holdsWork(bare), true);
 }
 
+TEST_F(GitWork, ARepositoryOfAWorktreeElsewhereStays) {
+  makeRepository("origin");
+  const std::string clone = cloned("item/clone");
+  const auto holds = [&](const std::string& item) { return reader().holdOwnWork({{clone, tree_.path(item)}}).front(); };
+  const auto addWorktree = [&](const char* name) {
+    git(clone, {"worktree", "add", "-q", "--detach", tree_.path(name)});
+  };
+  addWorktree("item/linked");
+  EXPECT_EQ(holds("item"), false) << "goes along";
+  EXPECT_EQ(holds("item/clone"), true);
+  addWorktree("away");
+  EXPECT_EQ(holds("item"), true);
+  std::filesystem::remove_all(tree_.path("away"));
+  EXPECT_EQ(holds("item"), false);
+  git(clone, {"worktree", "lock", tree_.path("away")});
+  EXPECT_EQ(holds("item"), true) << "on a removable drive";
+  git(clone, {"worktree", "unlock", tree_.path("away")});
+  tree_.makeFolder("item/clone/.git/worktrees/away/modules");
+  const std::string module = cloned("module", {"--separate-git-dir", clone + "/.git/worktrees/away/modules/x"});
+  EXPECT_EQ(holds("item"), false);
+  git(module, {"worktree", "add", "-q", tree_.path("of-module")});
+  EXPECT_EQ(holds("item"), true) << "of a submodule";
+  std::filesystem::remove_all(tree_.path("of-module"));
+  git(module, emptyCommit_);
+  EXPECT_EQ(holds("item"), true) << "a submodule of a worktree that is gone";
+  tree_.symlink("item/clone/.git/modules", "worktrees/away/modules");
+  std::filesystem::remove_all(tree_.path("item/clone/.git/worktrees"));
+  EXPECT_EQ(holds("item"), std::nullopt) << "a link is not followed";
+}
+
+TEST_F(GitWork, ManyFoldersOrHangsInOneItemConcernOnlyThat) {
+  makeRepository("origin");
+  const std::string honest = cloned("honest");
+  const std::string many = cloned("many/a");
+  tree_.makeFolder("many/a/.git/modules");
+  for (int i = 0; i < 1001; ++i) std::filesystem::create_directory(many + "/.git/modules/" + std::to_string(i));
+  const std::string item = tree_.path("many");
+  using Answers = std::vector<Answer>;
+  EXPECT_EQ(reader().holdOwnWork({{many, item}, {honest, honest}}), (Answers{std::nullopt, false}));
+
+  std::atomic<std::size_t> all{0};
+  GitBounds hanging(all);
+  GitBounds other(all);
+  for (int i = 0; i < 2; ++i) hanging.noteHang();
+  EXPECT_TRUE(hanging.isSpent());
+  EXPECT_FALSE(other.isSpent());
+}
+
 TEST_F(GitWork, IsUnknownWhereARepositoryIsTornOrOthersReachItsConfiguration) {
   makeRepository("origin");
   constexpr std::filesystem::perms grouped{0775};
@@ -204,9 +254,9 @@ TEST_F(GitWork, MuchMemoryIsForOneCommandAtATime) {
   GTEST_SKIP() << "only Linux limits what others allocate";
 #endif
   constexpr std::size_t count = 4;
-  std::vector<std::string> repositories;
+  std::vector<TidraGitMetadataReader::Inside> repositories;
   for (std::size_t i = 0; i < count; ++i) {
-    repositories.push_back(tree_.path("p" + std::to_string(i)));
+    repositories.emplace_back(tree_.path("p" + std::to_string(i)));
     tree_.writeFile("p" + std::to_string(i) + "/.git/HEAD");
   }
   const std::string at = tree_.root();
@@ -220,7 +270,7 @@ TEST_F(GitWork, MuchMemoryIsForOneCommandAtATime) {
                              "sleep 0.1; rmdir '" +
                              at + "/busy'; touch \"" + at + "/$(basename \"$PWD\")-done\"");
   TidraGitMetadataReader(fake, {tree_.path("home"), environment_}).holdOwnWork(repositories);
-  for (const std::string& repository : repositories) EXPECT_TRUE(pathFacts(repository + "-done"));
+  for (const auto& inside : repositories) EXPECT_TRUE(pathFacts(inside.repository + "-done"));
   EXPECT_FALSE(pathFacts(tree_.path("overlap")));
 }
 

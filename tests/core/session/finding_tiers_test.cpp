@@ -39,13 +39,14 @@ TEST_F(CleanupSession, WhatGitTracksIsNoSafeFinding) {
 TEST_F(CleanupSession, WorkInARepositoryInsideIsNoSafeFinding) {
   const auto inside = [](const std::string& project) { return "code/" + project + "/node_modules/@me/lib"; };
   makeRepository("origin");
-  for (const char* project : {"clean", "changed", "untracked", "ahead", "stashed"})
+  for (const char* project : {"clean", "changed", "untracked", "ahead", "stashed", "serving"})
     git(tree_.root(), {"clone", "-q", tree_.path("origin"), tree_.path(inside(project))});
   tree_.writeFile(inside("changed") + "/file", "mended");
   tree_.writeFile(inside("untracked") + "/new");
   git(tree_.path(inside("ahead")), {"commit", "-q", "--allow-empty", "-m", "mine"});
   tree_.writeFile(inside("stashed") + "/file", "mended");
   git(tree_.path(inside("stashed")), {"stash", "-q"});
+  git(tree_.path(inside("serving")), {"worktree", "add", "-q", tree_.path("away")});
   makeRepository(inside("no-remote"));
   for (const char* project : {"worktree", "worktree-changed"})
     git(tree_.path("origin"), {"worktree", "add", "-q", tree_.path(inside(project)), "-b", project});
@@ -57,13 +58,14 @@ TEST_F(CleanupSession, WorkInARepositoryInsideIsNoSafeFinding) {
   const auto before = snapshotOf(tree_.path("code"));
   for (const auto& found : runScan(request()).findings)
     EXPECT_EQ(found.finding.safetyTier == warning,
-              found.finding.restoreHint.value_or("").ends_with("no remote repository: @me/lib"))
+              found.finding.restoreHint.value_or("").ends_with("no remote repository: @me/lib") ||
+                  found.finding.restoreHint == "Holds the repository of the worktree " + tree_.path("away"))
         << found.finding.restoreHint.value_or("");
   EXPECT_EQ(snapshotOf(tree_.path("code")), before);
-  const Tiers expected{{"clean", safe},     {"changed", warning},          {"untracked", warning},
-                       {"ahead", warning},  {"stashed", warning},          {"no-remote", warning},
-                       {"worktree", safe},  {"worktree-changed", warning}, {"remains", safe},
-                       {"broken", caution}, {"foreign", caution}};
+  const Tiers expected{{"clean", safe},      {"changed", warning}, {"untracked", warning},
+                       {"ahead", warning},   {"stashed", warning}, {"no-remote", warning},
+                       {"serving", warning}, {"worktree", safe},   {"worktree-changed", warning},
+                       {"remains", safe},    {"broken", caution},  {"foreign", caution}};
   auto found = tiersOf(request());
   EXPECT_EQ(found.size(), expected.size());
   for (const auto& [project, tier] : expected) EXPECT_EQ(found.at(project + "/node_modules"), tier) << project;
