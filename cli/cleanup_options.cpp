@@ -39,6 +39,7 @@ CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, c
   setting.quarantine = chosenQuarantine(options.quarantineFolder, request.resolver);
   setting.options = {.force = options.force, .allowAnyPath = options.allowAnyPath, .keptHint = keptHint};
   setting.dryRun = program.options.dryRun;
+  setting.git = request.git;
   return setting;
 }
 

@@ -13,6 +13,7 @@
 #include "core/model/scan_activity_classification.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
+#include "core/session/git_checks.h"
 #include "core/session/removal_guard.h"
 
 namespace tidra {
@@ -115,8 +116,11 @@ std::optional<std::string> refusalOf(const CleanupPlan& plan, const CleanupPlan:
                        hint ? fmt::format(" ({})", escapedForTerminal(*hint)) : "", rawValue(item.tier));
   }
   if (item.evidence && lacksEvidence(found->finding)) {
-    return fmt::format("{} when the plan was made, but nothing shows any more that a tool made it; make a new plan",
-                       *item.evidence);
+    const auto& gap = found->finding.noEvidence;
+    return fmt::format(
+        "{} when the plan was made, but nothing shows any more that a tool made it or that it could bring it back{}; "
+        "make a new plan",
+        *item.evidence, gap ? " (" + escapedForTerminal(*gap) + ")" : "");
   }
   return missedLimit(plan, found->finding);
 }
@@ -236,12 +240,17 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
   CleanupOutcome outcome;
   TidraDeletionService service(setting.service);
   RemovalGuard guard(setting.service.resolver);
+  const TidraGitMetadataReader git(setting.git, setting.service.resolver, setting.service.shouldCancel);
+  PlaceSet removed;
   CleanupProgress progress{.items = candidates.size(), .currentPath = {}};
   std::vector<TidraDeletionService::Item> items;
   items.reserve(candidates.size());
   for (const CleanupCandidate& candidate : candidates) {
     items.push_back({candidate.item.path, candidate.identity()});
-    if (candidate.found != nullptr) items.back().repositories = candidate.found->repositories;
+    if (candidate.found != nullptr) {
+      items.back().repositories = candidate.found->repositories;
+      if (!candidate.refusal && !candidate.found->place.empty()) removed.add(candidate.found->place);
+    }
     progress.bytes = saturatedSum(progress.bytes, candidate.item.bytes);
     progress.isEstimate = progress.isEstimate || isToolBackedTarget(candidate.item.path);
   }
@@ -253,6 +262,9 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     progress.currentPath = candidate.item.path;
     publish();
     auto refusal = candidate.refusal ? candidate.refusal : reasonToKeep(guard, candidate, setting.options);
+    if (!refusal && !setting.dryRun && candidate.found != nullptr) {
+      refusal = reasonOfLaterWork(*candidate.found, candidate.item.tier, git, removed);
+    }
     if (!refusal && setting.beforeItem) setting.beforeItem();
     return refusal;
   };

@@ -83,6 +83,7 @@ struct CleanupSetting {
   QuarantineConfig quarantine;
   CleanupOptions options;
   bool dryRun = false;
+  std::optional<std::string> git;    // the executable, absent if there is none
   std::function<void()> beforeItem;  // before each removal; when it throws, the item stays and the removal ends
   std::function<void(const CleanupProgress&)> onProgress;  // before each item and at the end; on the caller's thread
 
@@ -98,7 +99,7 @@ struct [[nodiscard]] CleanupOutcome {
   bool cancelled = false;                  // items not begun are in neither list
 };
 
-/// Removes candidates in order. Checks keep files and use again right before each removal.
+/// Removes candidates in order. Checks keep files, use, and the repositories in it again right before each removal.
 CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const CleanupSetting& setting);
 
 }  // namespace tidra

@@ -10,6 +10,7 @@
 #include "core/dispose/volumes.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/host.h"
+#include "core/scan/git_metadata.h"
 #include "fleet/agent/audit_log.h"
 #include "fleet/agent/broken_run.h"
 #include "fleet/agent/evaluation/resolved_policy.h"
@@ -231,6 +232,7 @@ class Run {
     setting.method = policy().disposal.method;
     setting.quarantine = resolved.quarantine;
     setting.dryRun = result_.dryRun;
+    setting.git = TidraGitMetadataReader::findGit(resolved.resolver.environment);
     return setting;
   }
 

@@ -53,6 +53,7 @@ class CleanupSession : public WithGitRepositories {
                        .clock = [] { return now; },
                        .shouldCancel = {}};
     setting.method = method;
+    setting.git = git_;
     setting.quarantine = QuarantineConfig::makeDefault(request().resolver);
     return setting;
   }

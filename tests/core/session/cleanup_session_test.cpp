@@ -208,6 +208,26 @@ TEST_F(CleanupSession, ARepositoryThatAppearedSinceTheScanStays) {
   EXPECT_FALSE(exists("code/known/node_modules"));
 }
 
+TEST_F(CleanupSession, WorkThatIsBegunInAKnownRepositoryStays) {
+  const std::string origin = makeRepository("origin");
+  for (const char* project : {"pushed", "changed", "remains"}) {
+    const std::string modules = tree_.makeFolder("code/" + std::string(project) + "/node_modules");
+    if (project != std::string("remains")) git(modules, {"clone", "-q", "file://" + origin, "left"});
+  }
+  tree_.writeFile("code/remains/node_modules/left/.git/hooks/README.sample");
+  const auto candidates = selected();
+  tree_.writeFile("code/changed/node_modules/left/new");
+  git(tree_.path("code/remains/node_modules/left"), {"init", "-q"});
+  tree_.writeFile("code/remains/node_modules/left/new");
+  const auto failures = runCleanup(candidates, setting()).disposal.failures;
+  ASSERT_EQ(failures.size(), 2U);
+  for (const auto& failure : failures)
+    EXPECT_EQ(failure.message,
+              "is of tier warning by now (Holds work that is in no remote repository: left); scan again")
+        << failure.path;
+  EXPECT_FALSE(exists("code/pushed/node_modules"));
+}
+
 TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
   const std::string name = RemovalLeftover::name(7);
   for (const std::string folder : {"code/p/", "home/.cache/", "home/sdks/", "code/p/node_modules/"}) {
