@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "cli/program.h"
+#include "core/platform/process_runner.h"
 #include "core/platform/standard_streams.h"
 
 namespace tidra {
@@ -19,6 +20,7 @@ static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<const char*>
 
 void onSignal(int) {
   if (!flag.exchange(true) && isPolled) return;
+  ProcessRunner::endRunning();
   writeFromSignalHandler(lastWords.load());
   std::_Exit(ExitStatus::interrupted);
 }

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <shared_mutex>
 #include <thread>
@@ -132,14 +133,44 @@ class SpawnSettings {
   bool usable_ = true;
 };
 
+/// Running process groups, for a signal handler; 0 where there is none. Further ones are not ended by it.
+class RunningGroups {
+ public:
+  static void add(pid_t group) {
+    for (auto& each : all) {
+      pid_t none = 0;
+      if (each.compare_exchange_strong(none, group)) return;
+    }
+  }
+  /// Call before the child is reaped, since its id may be reused from then on.
+  static void remove(pid_t group) {
+    for (auto& each : all) {
+      pid_t known = group;
+      if (each.compare_exchange_strong(known, 0)) return;
+    }
+  }
+  static void end() {
+    for (const auto& each : all) {
+      if (const pid_t group = each.load(); group > 0) ::kill(-group, SIGTERM);
+    }
+  }
+
+ private:
+  static inline std::array<std::atomic<pid_t>, 64> all{};
+  static_assert(std::atomic<pid_t>::is_always_lock_free);
+};
+
 /// A running child. The destructor ends its process group and reaps it.
 class Child {
  public:
-  explicit Child(pid_t process) : process_(process), exitNotice_(openExitNotice(process)) {}
+  explicit Child(pid_t process) : process_(process), exitNotice_(openExitNotice(process)) {
+    RunningGroups::add(process);
+  }
   /// Does not wait for a child in uninterruptible sleep (a hanging file system): it stays a zombie until this program
   /// exits.
   ~Child() {
     end();
+    RunningGroups::remove(process_);
     if (endsWithin(endAfterKill)) reap();
   }
   Child(const Child&) = delete;
@@ -165,6 +196,7 @@ class Child {
   /// Waits for the exit and returns the status; 128 + signal number if a signal ended it.
   std::int32_t reap() {
     int raw = 0;
+    RunningGroups::remove(process_);
     while (!reaped_ && ::waitpid(process_, &raw, 0) < 0 && errno == EINTR) {
     }
     reaped_ = true;
@@ -274,6 +306,8 @@ void keepExitStatuses() {
 }
 
 }  // namespace
+
+void ProcessRunner::endRunning() { RunningGroups::end(); }
 
 std::optional<ProcessRunner::Result> ProcessRunner::run(const Command& command) {
   keepExitStatuses();

@@ -46,6 +46,10 @@ struct ProcessRunner {
   /// statuses are lost otherwise.
   [[nodiscard]] static std::optional<Result> run(const Command& command);
 
+  /// Asks all running commands of this process to end, with SIGTERM, which does not wait. Async-signal-safe, for an
+  /// exit from a signal handler.
+  static void endRunning();
+
   /// Returns the absolute path of a trusted executable from the folders of PATH ("/usr/bin:/bin:/usr/local/bin" when
   /// unset), then the usual places; nullopt if there is none. Relative folders are skipped.
   static std::optional<std::string> which(const std::string& tool, const Environment& environment);

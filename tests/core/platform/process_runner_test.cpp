@@ -171,6 +171,18 @@ TEST(ProcessRunner, CancellingEndsTheWholeGroup) {
   EXPECT_TRUE(hasNoChildren());
 }
 
+TEST(ProcessRunner, ASignalHandlerCanEndWhatRuns) {
+  const TemporaryTree tree;
+  Lifeline lifeline(tree);
+  auto command = shell("exec 3>\"$0\"; printf x >&3; sleep 600", {lifeline.path()});
+  command.shouldCancel = [&] {
+    if (lifeline.wasTaken()) ProcessRunner::endRunning();
+    return false;
+  };
+  EXPECT_EQ(ProcessRunner::run(command), (Result{128 + SIGTERM, "", ""}));
+  EXPECT_TRUE(lifeline.isReleased());
+}
+
 TEST(ProcessRunner, TheTimeOutEndsTheWholeGroup) {
   const TemporaryTree tree;
   Lifeline lifeline(tree);
