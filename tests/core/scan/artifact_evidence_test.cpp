@@ -1,15 +1,11 @@
-// Evidence that a folder with an artefact's name was made by a tool, belongs to an installed program, or is ignored by
-// git.
+// Evidence that a folder with an artefact's name was made by a tool.
 #include <unistd.h>
 
 #include <array>
 
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_evidence.h"
-#include "core/scan/installed_programs.h"
 #include "tests/core/scan/scan_fixture.h"
-#include "tests/support/git_repositories.h"
-#include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
@@ -389,56 +385,6 @@ TEST(ArtifactEvidence, WhereOthersCouldHaveGivenTheNameOnlyMarksAreEvidence) {
     EXPECT_EQ(evidenceOf(tree, "p/.next"), isShared ? "–" : "ignored by a .gitignore above it") << mode;
     EXPECT_EQ(evidenceOf(tree, "q/node_modules"), "holds .package-lock.json") << mode;
   }
-}
-
-class IgnoreRulesOfGit : public WithGitRepositories {};
-
-TEST_F(IgnoreRulesOfGit, AgreeWithGitItself) {
-  const std::string repository = tree_.makeFolder("r");
-  git(repository, {"init", "-q"});
-  tree_.writeFile("r/.gitignore",
-                  "# comment\n\\#x\nplain\n/tied\na/b\n**/deep\nspan/**/end\ntail/**\n*.tmp\n[ab]c\nq?\n!a/b\nblank  \n"
-                  "keep\\ \nslashed/\n!/x/plain\n/*/only\nf**g\ndd//ee\nhh//\n//ii\n");
-  tree_.writeFile("r/all/.gitignore", "**/\n");
-  tree_.writeFile("r/x/.gitignore", "!tied\nplain\n!deep\n/own/sub\n");
-  Texts paths = wordsOf(
-      "plain x/plain y/plain tied x/tied a/b x/a/b deep x/deep y/z/deep span/end span/p/end "
-      "span/p/q/end tail tail/x tail/x/y v.tmp x/y/v.tmp ac cc qq q blank slashed x/slashed/s z/only "
-      "only z/z/only x/own/sub own/sub f/g fxxg #x x y/q1/w x/own plain/in y/a/b/c span dd/ee ii all/j/k hh all");
-  paths.emplace_back("keep ");
-  IgnoreFinder finder({tree_.path("home"), environment_});
-  for (const std::string& path : paths) {
-    tree_.makeFolder("r/" + path);
-    const auto said = tryGit(repository, {"check-ignore", "-q", path});
-    ASSERT_TRUE(said);
-    EXPECT_EQ(finder.of(tree_.path("r/" + path)).isIgnored, said->status == 0) << path;
-  }
-}
-
-TEST(InstalledPrograms, AreKnownByTheirPlaceAndByWhatLiesAround) {
-  const TemporaryTree tree;
-  makeEntries(tree,
-              {"prefix/bin/", "prefix/lib/node_modules/x/f", "node-v20/lib/node_modules/npm/bin/npm-cli.js",
-               "lib/node_modules/f", "Foo/resources.pak", "Foo/resources/app/node_modules/f", "Bar/resources/app.asar",
-               "Bar/resources/node_modules/f", "site/resources/app/node_modules/f", "kit/node/bin/node=x",
-               "kit/node_modules/f", "home/.dotfiles/.git/", "home/.dotfiles/site/", "home/bot/.venv/bin/bot",
-               "home/.local/bin/bot->../../bot/.venv/bin/bot", "app/package.json", "app/node_modules/f",
-               "code-portable/data/extensions/extensions.json", "shop/data/extensions/x/f"});
-  tree.setMode("kit/node/bin/node", 0755);
-  const InstalledPrograms programs({tree.path("home"), {}});
-  for (const auto& [path, owner] :
-       rowsOf("prefix/lib/node_modules => npm | node-v20/lib/node_modules => npm | lib/node_modules => – | "
-              "Foo/resources/app/node_modules => Foo | Bar/resources/node_modules => Bar | "
-              "site/resources/app/node_modules => – | kit/node_modules => kit | app/node_modules => – | "
-              "home/.nvm/versions/node/v20/lib/node_modules => nvm | "
-              "home/.vscode-oss/extensions/a.b-1.2/node_modules => a.b-1.2 | "
-              "home/.local/share/pipx/venvs/black/build => black | "
-              "home/.config/discord/0.0.1/modules/x/node_modules => discord | home/configs/x/node_modules => – | "
-              "code-portable/data/extensions/a.b-1.2/server/node_modules => a.b-1.2 | "
-              "shop/data/extensions/x/node_modules => – | home/.n8n/nodes/node_modules => n8n | "
-              "home/.dotfiles/site/node_modules => – | home/bot/.venv => bot | "
-              "home/Foo.app/Contents/Resources/app/node_modules => application bundle"))
-    EXPECT_EQ(programs.ownerOf(tree.path(path)).value_or("–"), owner) << path;
 }
 
 }  // namespace

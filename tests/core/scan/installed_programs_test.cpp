@@ -1,4 +1,5 @@
-// Programs that are reached indirectly: through a home folder that is a link, commands, services and menu entries.
+// Programs, by their place and by what leads to them: through a home folder that is a link, commands, services and menu
+// entries.
 #include "core/scan/installed_programs.h"
 
 #include "core/platform/path_text.h"
@@ -8,6 +9,32 @@
 
 namespace tidra {
 namespace {
+
+TEST(InstalledPrograms, AreKnownByTheirPlaceAndByWhatLiesAround) {
+  const TemporaryTree tree;
+  makeEntries(tree,
+              {"prefix/bin/", "prefix/lib/node_modules/x/f", "node-v20/lib/node_modules/npm/bin/npm-cli.js",
+               "lib/node_modules/f", "Foo/resources.pak", "Foo/resources/app/node_modules/f", "Bar/resources/app.asar",
+               "Bar/resources/node_modules/f", "site/resources/app/node_modules/f", "kit/node/bin/node=x",
+               "kit/node_modules/f", "home/.dotfiles/.git/", "home/.dotfiles/site/", "home/bot/.venv/bin/bot",
+               "home/.local/bin/bot->../../bot/.venv/bin/bot", "app/package.json", "app/node_modules/f",
+               "code-portable/data/extensions/extensions.json", "shop/data/extensions/x/f"});
+  tree.setMode("kit/node/bin/node", 0755);
+  const InstalledPrograms programs({tree.path("home"), {}});
+  for (const auto& [path, owner] :
+       rowsOf("prefix/lib/node_modules => npm | node-v20/lib/node_modules => npm | lib/node_modules => – | "
+              "Foo/resources/app/node_modules => Foo | Bar/resources/node_modules => Bar | "
+              "site/resources/app/node_modules => – | kit/node_modules => kit | app/node_modules => – | "
+              "home/.nvm/versions/node/v20/lib/node_modules => nvm | "
+              "home/.vscode-oss/extensions/a.b-1.2/node_modules => a.b-1.2 | "
+              "home/.local/share/pipx/venvs/black/build => black | "
+              "home/.config/discord/0.0.1/modules/x/node_modules => discord | home/configs/x/node_modules => – | "
+              "code-portable/data/extensions/a.b-1.2/server/node_modules => a.b-1.2 | "
+              "shop/data/extensions/x/node_modules => – | home/.n8n/nodes/node_modules => n8n | "
+              "home/.dotfiles/site/node_modules => – | home/bot/.venv => bot | "
+              "home/Foo.app/Contents/Resources/app/node_modules => application bundle"))
+    EXPECT_EQ(programs.ownerOf(tree.path(path)).value_or("–"), owner) << path;
+}
 
 TEST(InstalledPrograms, AreKnownByWhatLeadsIntoThem) {
   const TemporaryTree tree;
