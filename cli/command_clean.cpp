@@ -57,10 +57,21 @@ void noteUnproven(const ScanOutcome& outcome) {
       counted(unproven.count, "artefact", "artefacts"), ByteFormatting::compact(unproven.bytes), verb, object));
 }
 
+void noteRaised(const RaisedFindings& raised) {
+  if (raised.count == 0) return;
+  const bool isOne = raised.count == 1;
+  std::string hint;
+  if (raised.hasCaution) hint = fmt::format("; --tier safe,caution takes {} too", isOne ? "it" : "those of caution");
+  writeNote(fmt::format("{} with {} {} more than {} rule expects (tidra scan shows what){}.",
+                        counted(raised.count, "finding", "findings"), ByteFormatting::compact(raised.bytes),
+                        isOne ? "stays, because it holds" : "stay, because they hold", isOne ? "its" : "their", hint));
+}
+
 /// The candidates without a refusal, in the requested order. Writes a note for each of the others.
 std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanRequest& request,
                                        const CleanOptions& options, ScanSort order, const Program& program) {
   if (!options.takesUnproven && !program.options.quiet) noteUnproven(outcome);
+  if (!program.options.quiet) noteRaised(outcome.raised);
   auto candidates = selectForCleanup(outcome, request.resolver,
                                      {.force = options.removal.force,
                                       .takesUnproven = options.takesUnproven,

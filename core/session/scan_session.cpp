@@ -71,6 +71,10 @@ class ScanSession {
     outcome_.circumstances = circumstances(duration);
     proveAges();
     settleNested();
+    if (request_.tiers) {
+      outcome_.raised = raisedBeyond(*request_.tiers, outcome_.findings, wholeCatalog(),
+                                     [this](const auto& found) { return isWantedInAnyTier(found); });
+    }
     std::erase_if(outcome_.findings, [this](const auto& found) { return !isWanted(found); });
     if (auto excess = boundSizes(outcome_.findings, request_.resolver)) note(std::move(*excess));
     noteIdleExclusions();
@@ -373,10 +377,13 @@ class ScanSession {
   }
 
   bool isWanted(const FoundArtifact& found) const {
+    return (!request_.tiers || request_.tiers->contains(found.finding.safetyTier)) && isWantedInAnyTier(found);
+  }
+
+  bool isWantedInAnyTier(const FoundArtifact& found) const {
     const ScanArtifactFinding& finding = found.finding;
     if (!isAskedFor(finding)) return false;
     if (!found.isOfProject() && !isOfWantedEcosystem(finding)) return false;
-    if (request_.tiers && !request_.tiers->contains(finding.safetyTier)) return false;
     return !request_.olderThan || isOlderThan(finding, *request_.olderThan);
   }
 

@@ -17,6 +17,7 @@
 #include "core/scan/exclusion_filter.h"
 #include "core/scan/kept_inside.h"
 #include "core/session/nested_findings.h"
+#include "core/session/raised_findings.h"
 
 namespace tidra {
 
@@ -76,6 +77,7 @@ struct [[nodiscard]] ScanOutcome {
   ScanReport::Circumstances circumstances;     // of the report
   std::vector<NestedFinding> nested;           // including findings that the request filtered out
   std::map<std::string, KeptInside> withheld;  // findings left out because of their contents, by path
+  RaisedFindings raised;                       // findings that only the request's tiers left out, if it names some
   std::vector<std::string> notes;              // for display: what could not be read and why
   std::vector<std::string> details;            // for verbose output: tools that did not answer
   std::optional<std::string> outOfBounds;      // for display: what the roots excluded; absent: nothing

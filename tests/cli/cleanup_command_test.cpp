@@ -57,6 +57,24 @@ TEST_F(CliCleanup, NothingHappensWithoutAnAnswer) {
   EXPECT_EQ(tree().snapshot(), before);
 }
 
+TEST_F(CliCleanup, WhatStaysBecauseItsTierWasRaisedIsNoted) {
+  for (const char* file : {"requires", "store/f"}) tree().writeFile("code/web/node_modules/a/.hg/" + std::string(file));
+  for (const char* file : {"code/tool/target/__init__.py", "code/plain/vendor/f"}) tree().writeFile(file);
+  const std::string held = "because it holds more than its rule expects (tidra scan shows what)";
+  const ProgramRun some = clean({"-n", "code/web"});
+  EXPECT_THAT(some, succeeds(HasSubstr("~/code/web/dist")));
+  EXPECT_EQ(some.err, "note: 1 finding with 3 KB stays, " + held + "; --tier safe,caution takes it too.\n");
+  const ProgramRun none = clean({"-n", "code/tool", "--tier", "safe,caution"});
+  EXPECT_THAT(none, succeeds("Nothing to remove.\n"));
+  EXPECT_EQ(none.err, "note: 1 finding with 49 KB stays, " + held + ".\n");
+  for (const Texts& options : {Texts{"code/web", "--tier", "safe,caution"}, Texts{"code/web", "--min-size", "1M"},
+                               Texts{"code/plain", "--tier", "warning"}, Texts{"code/tool", "-q"}}) {
+    Texts all{"-n"};
+    all.insert(all.end(), options.begin(), options.end());
+    EXPECT_EQ(clean(all).err, "") << joined(options, " ");
+  }
+}
+
 TEST_F(CliCleanup, EveryMethodTakesTheSafeTierAndTellsWhatWentWhere) {
   EXPECT_THAT(clean({"code/tool"}, typing("y")).out, HasSubstr("1 item with"));
   EXPECT_TRUE(exists(".local/share/Trash/files/target"));

@@ -1,0 +1,28 @@
+// What a selection leaves out because a check raised it above the tier of its rule.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <set>
+#include <vector>
+
+#include "core/model/found_artifact.h"
+#include "core/rules/rule_catalog.h"
+
+namespace tidra {
+
+struct RaisedFindings {
+  std::size_t count = 0;
+  std::int64_t bytes = 0;
+  bool hasCaution = false;  // whether one is of tier caution, so that a wider selection takes it
+
+  bool operator==(const RaisedFindings&) const = default;
+};
+
+/// Counts the findings that `isCounted` accepts and whose tier is none of `tiers`, but the tier of whose rule is. What
+/// lies inside another one counts with that.
+RaisedFindings raisedBeyond(const std::set<ArtifactSafetyTier>& tiers, const std::vector<FoundArtifact>& findings,
+                            const RuleCatalog& catalog, const std::function<bool(const FoundArtifact&)>& isCounted);
+
+}  // namespace tidra
