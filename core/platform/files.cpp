@@ -100,6 +100,19 @@ Outcome<std::string> readRegularFile(const std::string& path, std::size_t mostBy
   return readAtMost(*file, mostBytes);
 }
 
+std::string unreadableText(std::string_view subject, std::string_view contents, const std::string& path,
+                           std::error_code failure) {
+  // The error code alone is unhelpful when the path is not a regular file.
+  const auto facts = followedFacts(path);
+  if (facts && facts->type == EntryType::directory) {
+    return fmt::format("{} is a folder; name the {} file in it.", subject, contents);
+  }
+  if (facts && facts->type != EntryType::regularFile) {
+    return fmt::format("{} is a pipe or a device; write the {} to a file and name that.", subject, contents);
+  }
+  return fmt::format("{} cannot be read: {}.", subject, failure.message());
+}
+
 Outcome<SecretFile> readSecretFile(const std::string& path, std::size_t mostBytes) {
   struct stat status {};
   const auto file = openRegularFile(path, status);

@@ -16,6 +16,11 @@ Outcome<std::string> readFile(const std::string& path, std::size_t mostBytes = s
 /// As readFile(), for regular files only: never blocks on a FIFO.
 Outcome<std::string> readRegularFile(const std::string& path, std::size_t mostBytes);
 
+/// Returns the sentence about a file that somebody named and that readRegularFile() could not read. `subject` begins
+/// it: "Policy 'p.json'"; `contents` is what should be in the file: "policy".
+std::string unreadableText(std::string_view subject, std::string_view contents, const std::string& path,
+                           std::error_code failure);
+
 /// Contents of a secret file, and who else could read or change it.
 struct SecretFile {
   std::string bytes;

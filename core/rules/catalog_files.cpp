@@ -11,18 +11,18 @@
 namespace tidra {
 
 RuleCatalog loadCatalogFile(const std::string& path, const RulesReader& read) {
-  const std::string shown = escapedForTerminal(path);
-  // A device such as /dev/zero never ends; a rule has a few hundred bytes.
+  const std::string subject = fmt::format("Rules file '{}'", escapedForTerminal(path));
+  // A rule has a few hundred bytes.
   constexpr std::size_t longest = 64_MiB;
   const auto text = read(path, longest);
   if (!text && text.failure() == std::errc::file_too_large) {
-    throw InputError(fmt::format("Rules file '{}' is longer than 64 MiB; name a file with rules.", shown));
+    throw InputError(fmt::format("{} is longer than 64 MiB; name a file with rules.", subject));
   }
-  if (!text) throw InputError(fmt::format("Rules file '{}' cannot be read: {}.", shown, text.failure().message()));
+  if (!text) throw InputError(unreadableText(subject, "rules", path, text.failure()));
   try {
     return RuleCatalog::load(*text);
   } catch (const std::runtime_error& error) {
-    throw InputError(fmt::format("Rules file '{}': {}", shown, escapedForTerminal(error.what())));
+    throw InputError(fmt::format("{}: {}", subject, escapedForTerminal(error.what())));
   }
 }
 

@@ -12,11 +12,11 @@
 
 namespace tidra {
 
-/// Reads at most so many bytes of the file at a path.
+/// Reads at most so many bytes of the regular file at a path.
 using RulesReader = std::function<Outcome<std::string>(const std::string& path, std::size_t mostBytes)>;
 
 /// Reads and validates a rules file. Throws InputError that names it.
-RuleCatalog loadCatalogFile(const std::string& path, const RulesReader& read = &readFile);
+RuleCatalog loadCatalogFile(const std::string& path, const RulesReader& read = &readRegularFile);
 
 struct ChosenCatalog {
   RuleCatalog catalog;
@@ -27,6 +27,6 @@ struct ChosenCatalog {
 /// Merges the rules of each file into the built-in catalog and drops the disabled ones. Throws InputError for unusable
 /// files.
 ChosenCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules,
-                          const RulesReader& read = &readFile);
+                          const RulesReader& read = &readRegularFile);
 
 }  // namespace tidra

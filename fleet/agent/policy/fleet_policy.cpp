@@ -104,21 +104,12 @@ void FleetPolicy::validate() const {
 namespace {
 
 std::string policyTextOf(const std::string& path, Outcome<std::string> bytes) {
-  const std::string shown = escapedForTerminal(path);
   if (bytes) return std::move(*bytes);
+  const std::string subject = fmt::format("Policy '{}'", escapedForTerminal(path));
   if (bytes.failure() == std::errc::file_too_large) {
-    throw InputError(fmt::format("Policy '{}' is longer than 8 MiB; name a file with a policy.", shown));
+    throw InputError(fmt::format("{} is longer than 8 MiB; name a file with a policy.", subject));
   }
-  // errno alone is unhelpful when the path is not a regular file.
-  const auto facts = followedFacts(path);
-  if (facts && facts->type == EntryType::directory) {
-    throw InputError(fmt::format("Policy '{}' is a folder; name the policy file in it.", shown));
-  }
-  if (facts && facts->type != EntryType::regularFile) {
-    throw InputError(
-        fmt::format("Policy '{}' is a pipe or a device; write the policy to a file and name that.", shown));
-  }
-  throw InputError(fmt::format("Policy '{}' cannot be read: {}.", shown, bytes.failure().message()));
+  throw InputError(unreadableText(subject, "policy", path, bytes.failure()));
 }
 
 }  // namespace
