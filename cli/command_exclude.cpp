@@ -44,9 +44,8 @@ TypedExclusion typedRow(const ExcludeOptions& options, const TidraPathResolver& 
 }
 
 /// Warns that a bare name excludes every entry of that name, not only the one here.
-void noteReading(const ExcludeOptions& options, const TypedExclusion& row) {
-  if (row.note) writeNote(*row.note);
-  noteReach(row);
+void noteReading(const ExcludeOptions& options, const TypedExclusion& row, const TidraPathResolver& resolver) {
+  if (const auto note = noteOn(row, resolver)) writeNote(*note);
   const std::string here = "./" + options.text;
   if (row.kind == ExclusionRowKind::path || options.text.find('/') != std::string::npos || !pathFacts(here)) return;
   writeNote(fmt::format("Every entry of the name '{}' is kept out; {} is only the one here.",
@@ -95,6 +94,12 @@ class RowFinder {
     return texts;
   }
 
+  /// The text of a row that is the same place under another name.
+  std::optional<std::string> samePlace(const std::vector<ExclusionEntry>& rows) const {
+    const auto row = std::find_if(rows.begin(), rows.end(), [&](const ExclusionEntry& each) { return isPlace(each); });
+    return typed_.kind == ExclusionRowKind::path && row != rows.end() ? std::optional(row->pathDisplay) : std::nullopt;
+  }
+
  private:
   /// True for a row that is exactly the path.
   bool isPlace(const ExclusionEntry& row) const {
@@ -128,8 +133,7 @@ int add(const ExcludeOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
   const TypedExclusion row = typedRow(options, resolver);
   const std::string& text = row.text;
-  noteReading(options, row);
-  noteUnknownVariable(text, resolver);
+  noteReading(options, row, resolver);
   if (program.options.dryRun) {
     writeOut(fmt::format("{} would be excluded.\n", escapedForTerminal(text)));
     return ExitStatus::done;
@@ -137,8 +141,11 @@ int add(const ExcludeOptions& options, const Program& program) {
   const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   UserState state(resolver);
   state.requireHome();
+  const auto other = RowFinder(options.text, row, resolver).samePlace(state.exclusions.load());
   const bool added = state.exclusions.add(text, row.kind, now);
   writeOut(fmt::format("{} {} excluded.\n", escapedForTerminal(text), added ? "is now" : "was already"));
+  // A link stays in the list beside what it leads to: it may lead elsewhere tomorrow.
+  if (added && other) writeNote(fmt::format("That place is excluded already as '{}'.", escapedForTerminal(*other)));
   return ExitStatus::done;
 }
 

@@ -167,17 +167,24 @@ void checkCategories(const ScanOptions& options, const RuleCatalog& catalog) {
   requireKnown(options.categories, known, "category");
 }
 
+/// Returns a sentence when an exclusion names an unset variable, unless a file of that literal name exists.
+std::optional<std::string> unknownVariableNote(const std::string& text, const TidraPathResolver& resolver) {
+  const auto name = unknownVariable(text, resolver);
+  if (!name || (looksLikePath(text) && pathFacts(excludedPath(text, resolver)))) return std::nullopt;
+  return fmt::format("The exclusion '{}' names the variable {}, which is not set or empty, so it counts as it stands.",
+                     escapedForTerminal(text), escapedForTerminal(*name));
+}
+
 TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const TidraPathResolver& resolver) {
   std::vector<ExclusionEntry> entries;
   const auto use = std::make_shared<ExclusionUse>();
   for (const std::string& text : listedPaths(options.exclude, resolver)) {
     if (text.empty()) throw InputError("An empty text cannot be excluded; give --exclude a folder or a pattern.");
     const TypedExclusion typed = typedExclusion(text, resolver);
-    if (typed.note) writeNote(*typed.note);
-    noteReach(typed);
-    noteUnknownVariable(typed.text, resolver);
+    const auto note = noteOn(typed, resolver);
+    if (note) writeNote(*note);
     entries.push_back({.id = {}, .pathDisplay = typed.text, .kind = typed.kind, .addedAt = {}});
-    if (!typed.note) use->add(text, makeExclusionFilter({entries.back()}, resolver));
+    if (!note) use->add(text, makeExclusionFilter({entries.back()}, resolver));
   }
   auto filter = makeExclusionFilter(entries, resolver);
   filter.use = use;
@@ -189,9 +196,12 @@ void applyUserState(ScanRequest& request) {
   try {
     const UserState state(request.resolver);
     const auto entries = state.exclusions.load();
-    for (const ExclusionEntry& entry : entries) noteUnknownVariable(entry.pathDisplay, request.resolver);
+    for (const ExclusionEntry& entry : entries) {
+      if (const auto note = unknownVariableNote(entry.pathDisplay, request.resolver)) writeNote(*note);
+    }
     const auto kept = makeExclusionFilter(entries, request.resolver);
     auto& exclusions = request.exclusions;
+    exclusions.use->addUnwatched(kept);
     exclusions.pathPrefixes.insert(exclusions.pathPrefixes.end(), kept.pathPrefixes.begin(), kept.pathPrefixes.end());
     exclusions.globPatterns.insert(exclusions.globPatterns.end(), kept.globPatterns.begin(), kept.globPatterns.end());
     request.thresholds = state.settings.load().thresholds();
@@ -219,19 +229,11 @@ TypedExclusion typedExclusion(const std::string& given, const TidraPathResolver&
   return TypedExclusion::read(given, resolver, folder ? std::optional(*folder) : std::nullopt);
 }
 
-void noteReach(const TypedExclusion& typed) {
-  if (typed.kind != ExclusionRowKind::pattern || !isGlob(typed.text) || typed.text.find('/') != std::string::npos)
-    return;
-  const std::string shown = escapedForTerminal(typed.text);
-  writeNote(fmt::format("'{0}' keeps nothing inside an artefact; '*/{0}' keeps that too.", shown));
-}
-
-void noteUnknownVariable(const std::string& text, const TidraPathResolver& resolver) {
-  const auto name = unknownVariable(text, resolver);
-  if (!name || (looksLikePath(text) && pathFacts(excludedPath(text, resolver)))) return;
-  writeNote(
-      fmt::format("The exclusion '{}' names the variable {}, which is not set or empty, so it counts as it stands.",
-                  escapedForTerminal(text), escapedForTerminal(*name)));
+std::optional<std::string> noteOn(const TypedExclusion& typed, const TidraPathResolver& resolver) {
+  if (auto note = unknownVariableNote(typed.text, resolver)) return note;
+  const bool isName = typed.kind == ExclusionRowKind::pattern && typed.text.find('/') == std::string::npos;
+  if (typed.note || !isName || !isGlob(typed.text)) return typed.note;
+  return fmt::format("'{0}' keeps nothing inside an artefact; '*/{0}' keeps that too.", escapedForTerminal(typed.text));
 }
 
 void addRuleOptions(CLI::App& command, ScanOptions& options) {

@@ -61,11 +61,9 @@ std::string absolutePath(const std::string& given, const TidraPathResolver& reso
 /// Parses an exclusion, relative to the current folder.
 TypedExclusion typedExclusion(const std::string& given, const TidraPathResolver& resolver);
 
-/// Writes a note for a pattern that matches names only: it keeps nothing inside an artefact.
-void noteReach(const TypedExclusion& typed);
-
-/// Writes a note when an exclusion names an unset variable, unless a file of that literal name exists.
-void noteUnknownVariable(const std::string& text, const TidraPathResolver& resolver);
+/// Returns the sentence about an exclusion that may not do what was meant: it names an unset variable, matches nothing
+/// yet, is unexpectedly a pattern, or matches names only and so keeps nothing inside an artefact. nullopt for others.
+std::optional<std::string> noteOn(const TypedExclusion& typed, const TidraPathResolver& resolver);
 
 /// Scans with a live line and writes notes to standard error. Requires a live InterruptGuard.
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program);

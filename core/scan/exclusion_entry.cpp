@@ -109,7 +109,9 @@ TypedExclusion TypedExclusion::read(const std::string& given, const TidraPathRes
     }
     return typed;
   };
-  const auto asPattern = [](const std::string& pattern, bool isSurprising) {
+  const auto asPattern = [](std::string pattern, bool isSurprising) {
+    // It matches the same with and without them.
+    while (pattern.size() > 1 && pattern.ends_with('/')) pattern.pop_back();
     TypedExclusion typed{pattern, ExclusionRowKind::pattern, {}};
     if (isSurprising) {
       typed.note = fmt::format(

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <deque>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/scan/exclusion_filter.h"
@@ -15,13 +16,17 @@ class ExclusionUse {
   /// Watches an exclusion. Call before the scan.
   void add(std::string text, TidraScanExclusionFilter filter);
 
+  /// Adds exclusions that nobody asks about. Call before the scan.
+  void addUnwatched(TidraScanExclusionFilter filter) { unwatched_.push_back(withLinksResolved(std::move(filter))); }
+
   /// Records a path that was kept out. Thread-safe.
   void note(const std::string& path);
 
   /// Whether an exclusion has not kept anything out yet. Thread-safe.
   bool isPending() const { return pending_.load(std::memory_order_relaxed) > 0; }
 
-  /// Returns the texts of the exclusions that kept nothing out, in the order of add().
+  /// Returns the texts of the exclusions that kept nothing out, in the order of add(), without those whose places lie
+  /// in what another one keeps out.
   std::vector<std::string> idle() const;
 
  private:
@@ -31,7 +36,10 @@ class ExclusionUse {
     std::atomic<bool> isUsed{false};
   };
 
+  bool isCovered(const Watched& watched) const;
+
   std::deque<Watched> watched_;
+  std::vector<TidraScanExclusionFilter> unwatched_;
   std::atomic<std::size_t> pending_{0};
 };
 

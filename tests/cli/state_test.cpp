@@ -20,7 +20,7 @@ class CliState : public CliTest {
     tree().writeFileOfSize(".cache/pip/f", 700);
     tree().writeFileOfSize(".cargo/registry/f", 90);
     tree().writeFileOfSize(".mine/f", 5);
-    tree().writeFileOfSize(".mine/node_modules/p/dist/notes.txt", 0);
+    tree().writeFileOfSize(".cache/pip/node_modules/p/dist/notes.txt", 0);
     rules_ = tree().writeFile(
         "rules.json", R"({"systemRules": [{"id": "m", "category": "mine", "label": "My own", "ecosystem": "ours",
         "paths": {"linux": ["~/.mine"], "macos": ["~/.mine"]}}]})");
@@ -59,8 +59,8 @@ TEST_F(CliState, OptionsChooseWhatOutsideProjectsIsFound) {
        --no-projects --category mine --category globalCaches => .cache/pip .cargo/registry ~/.mine |
        --no-projects --ecosystem rust,ours => .cargo/registry ~/.mine | --ecosystem rust => .cargo/registry tool/target |
        --no-projects --disable-rule pip-cache => .cargo/registry ~/.mine | --no-projects --min-size 100 => .cache/pip |
-       --no-projects --exclude .cargo => .cache/pip ~/.mine | --no-projects --exclude *.txt => .cache/pip .cargo/registry |
-       --no-projects --exclude dist => .cache/pip .cargo/registry | code/web => web/dist web/node_modules |
+       --no-projects --exclude .cargo => .cache/pip ~/.mine | --no-projects --exclude *.txt => .cargo/registry ~/.mine |
+       --no-projects --exclude dist => .cargo/registry ~/.mine | code/web => web/dist web/node_modules |
        code/web --system => .cache/pip .cargo/registry ~/.mine web/dist web/node_modules)"))
     EXPECT_EQ(shortNames(pathsIn(scanAll(wordsOf(options)))), names) << options;
   const std::string text = run({"scan", "--no-projects", "--category", "globalCaches,mine", "--rules", rules_}).out;
@@ -81,6 +81,11 @@ TEST_F(CliState, ExclusionsAreKeptAndHonoured) {
   EXPECT_THAT(run({"exclude"}).out, StartsWith("Nothing is excluded."));
   EXPECT_EQ(run({"exclude", "add", tree().path("code/./web/")}).out, "~/code/web is now excluded.\n");
   EXPECT_EQ(run({"exclude", "add", "~/code/web"}).out, "~/code/web was already excluded.\n");
+  tree().symlink("way", "code/web");
+  EXPECT_EQ(run({"exclude", "add", "~/way"}).err, "note: That place is excluded already as '~/code/web'.\n");
+  EXPECT_EQ(run({"exclude", "remove", "~/way"}).err, "note: '~/code/web' is still excluded.\n");
+  EXPECT_EQ(run({"exclude", "add", "x?/"}).out, "x? is now excluded.\n");
+  EXPECT_EQ(run({"exclude", "remove", "x?"}).status, 0);
   EXPECT_EQ(run({"exclude", "add", "~/.cache"}).out, "~/.cache is now excluded.\n");
   EXPECT_EQ(run({"exclude", "add", "t?ol\x1b[31m"}).out, "t?ol\\x1b[31m is now excluded.\n");
   EXPECT_EQ(run({"exclude", "add", "t?ol"}).status, 0);
