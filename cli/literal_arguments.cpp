@@ -27,16 +27,23 @@ void LiteralArguments::add(std::string_view word, bool isOperand) {
 }
 
 const LiteralArguments::Literal* LiteralArguments::literalIn(std::string_view text) const {
-  const auto found = std::find_if(literals_.begin(), literals_.end(), [text](const Literal& literal) {
-    return text.find(literal.marker) != std::string_view::npos;
+  const auto first = std::min_element(literals_.begin(), literals_.end(), [text](const auto& one, const auto& other) {
+    return text.find(one.marker) < text.find(other.marker);
   });
-  return found == literals_.end() ? nullptr : &*found;
+  const bool isFound = first != literals_.end() && text.find(first->marker) != std::string_view::npos;
+  return isFound ? &*first : nullptr;
 }
 
 std::string LiteralArguments::putBack(std::string text) const {
-  const Literal* literal = literalIn(text);
-  if (literal != nullptr) text.replace(text.find(literal->marker), literal->marker.size(), literal->word);
-  return text;
+  std::string words;
+  std::string_view rest = text;
+  // Words are not searched for markers: they may hold any bytes.
+  for (const Literal* literal = literalIn(rest); literal != nullptr; literal = literalIn(rest)) {
+    const std::size_t at = rest.find(literal->marker);
+    words.append(rest.substr(0, at)).append(literal->word);
+    rest.remove_prefix(at + literal->marker.size());
+  }
+  return words.append(rest);
 }
 
 void LiteralArguments::putBackIn(CLI::App& app) const {

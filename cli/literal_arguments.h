@@ -36,6 +36,7 @@ class LiteralArguments {
   };
 
   void add(std::string_view word, bool isOperand);
+  /// Returns the literal whose marker comes first; null if there is none.
   const Literal* literalIn(std::string_view text) const;
 
   std::vector<std::string> words_;

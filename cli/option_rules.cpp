@@ -31,7 +31,8 @@ constexpr std::array optionRules{
                "ROOT|--system|--no-system|--no-projects|--category|--ecosystem|--exclude|--rules|--disable-rule|"
                "--unskip|--threads|--tier|--min-size|--older-than|--one-file-system"},
     OptionRule{"scan|clean|plan", "--no-system", Relation::excludes, "--system|--category"},
-    OptionRule{"scan|clean|plan", "--no-projects", Relation::excludes, "--no-system|--no-evidence"},
+    OptionRule{"scan|clean|plan", "--no-projects", Relation::excludes,
+               "--no-system|--no-evidence|--one-file-system|--unskip"},
     OptionRule{"scan", "--json", Relation::excludes, "--sort"},
     OptionRule{"scan|clean|plan|apply", "--json", Relation::excludes, "--limit"},
     OptionRule{"plan", "--limit", Relation::needs, "--output"},

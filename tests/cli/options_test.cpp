@@ -78,6 +78,7 @@ TEST_F(Options, OfWhichOneWouldDoNothingAreRefused) {
        clean --yes --no-system --category docker => --no-system, --category | scan --last code => --last, ROOT |
        plan --no-projects --no-system => --no-projects, --no-system |
        clean --yes --no-projects --no-evidence => --no-projects, --no-evidence |
+       scan --no-projects -x => --no-projects, --one-file-system | plan --no-projects --unskip /opt => --unskip |
        apply plan.json --yes --allow-any-path --exclude x => --allow-any-path, --exclude |
        fleet run --policy p --json --explain => --json, --explain |
        rules list --skipped --disable-rule x => --skipped, --disable-rule |
@@ -113,6 +114,8 @@ TEST_F(Options, NothingAfterTwoDashesIsOne) {
   EXPECT_THAT(run({"audit", "verify", "--", "-y"}).out, EndsWith("/-y\n"));
   EXPECT_THAT(refused({"clean", "--exclude", "--", "code"}), HasSubstr("--exclude"));
   EXPECT_THAT(refused({"trash", "--", "purge"}), HasSubstr("'purge'"));
+  const std::string many = refused({"audit", "verify", "a", "[b]", "--", "-n", "c"});
+  EXPECT_THAT(many, AllOf(HasSubstr("[b]"), HasSubstr("-n"), Not(HasSubstr("x1f")), Not(HasSubstr("\x1f"))));
   tree().writeFile("code/-y/[a,b]/package.json", R"({"dependencies": {"a": "1"}})");
   tree().writeFile("code/-y/[a,b]/node_modules/.package-lock.json", std::string(2000, 'x'));
   tree().writeFile("code/-y/a/node_modules/.package-lock.json", std::string(2000, 'x'));
