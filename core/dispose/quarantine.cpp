@@ -144,8 +144,6 @@ void QuarantineDisposer::readRoot(Root& root, std::vector<std::string>& notes) c
       Manifest manifest = readManifest(root.store, name);
       const bool hasItem = static_cast<bool>(entryFacts(root.store.descriptor(), item.c_str()));
       root.found.push_back({{root.store.pathOf(item), std::move(manifest)}, hasItem});
-      if (!hasItem)
-        notes.push_back(fmt::format("{} has a manifest but is missing.", escapedForTerminal(root.store.pathOf(item))));
     } catch (const std::exception& error) {
       notes.push_back(fmt::format("{} cannot be read: {}.", escapedForTerminal(root.store.pathOf(name)),
                                   escapedForTerminal(error.what())));
@@ -174,14 +172,20 @@ std::vector<QuarantineDisposer::Root> QuarantineDisposer::readRoots(std::vector<
 
 QuarantineDisposer::Listing QuarantineDisposer::list() const {
   Listing listing;
-  for (Root& root : readRoots(listing.notes)) {
+  std::vector<std::string> unread;
+  for (Root& root : readRoots(unread)) {
     // Manifests, read in name order, sort differently from their items.
     std::sort(root.found.begin(), root.found.end(),
               [](const Found& a, const Found& b) { return a.entry.url < b.entry.url; });
     for (Found& found : root.found) {
-      if (found.hasItem) listing.entries.push_back(std::move(found.entry));
+      if (found.hasItem) {
+        listing.entries.push_back(std::move(found.entry));
+      } else {
+        listing.notes.push_back(fmt::format("{} has a manifest but is missing.", escapedForTerminal(found.entry.url)));
+      }
     }
   }
+  std::move(unread.begin(), unread.end(), std::back_inserter(listing.notes));
   return listing;
 }
 
@@ -226,9 +230,7 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, Extent ex
       purged.failures.push_back({path, error.what()});
     }
   };
-  // Notes are list()'s: manifests without an item, which purging removes, and what could not be read.
-  std::vector<std::string> unused;
-  for (const Root& root : readRoots(unused)) {
+  for (const Root& root : readRoots(purged.notes)) {
     for (const std::string& leftover : root.leftovers) {
       if (isCancelled()) return purged;
       const std::string path = root.store.pathOf(leftover);

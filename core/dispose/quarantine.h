@@ -67,7 +67,7 @@ class QuarantineDisposer {
   struct Purged {
     std::vector<std::string> paths;  // deleted permanently
     std::vector<TidraDeletionFailure> failures;
-    std::vector<std::string> notes;
+    std::vector<std::string> notes;  // what could not be read and stays
   };
 
   static constexpr std::string_view manifestSuffix = StoreNames::manifestSuffix;

@@ -73,27 +73,36 @@ bool AuditLineReader::next(Line& line) {
       return true;
     }
     if (atEnd_) return false;
-    if (end_ - begin_ > mostLineBytes) {
+    if (end_ - begin_ > mostLineBytes || skipped_ > 0) {
+      const bool isNew = skipped_ == 0;
       skipped_ += end_ - begin_;
       begin_ = end_;
+      if (isNew) {
+        line = {.text = {}, .offset = offset_, .number = ++number_, .tooLong = true};
+        return true;
+      }
     }
     atEnd_ = !fill();
   }
 }
 
-/// Takes the next line of the buffer; at the end of the file also one without line feed.
+/// Takes the next line of the buffer; at the end of the file also one without line feed. Empty for the rest of a line
+/// that was returned as too long.
 bool AuditLineReader::take(Line& line) {
   const char* start = buffer_.get() + begin_;
   const std::size_t size = end_ - begin_;
   const auto* lineFeed = size == 0 ? nullptr : static_cast<const char*>(std::memchr(start, '\n', size));
   if (lineFeed == nullptr && !(atEnd_ && size + skipped_ > 0)) return false;
   const std::size_t length = lineFeed == nullptr ? size : static_cast<std::size_t>(lineFeed - start);
-  line = {.text = {start, length},
-          .offset = offset_,
-          .number = ++number_,
-          .ended = lineFeed != nullptr,
-          .tooLong = skipped_ + length > mostLineBytes};
-  const std::size_t taken = length + (line.ended ? 1 : 0);
+  const std::size_t taken = length + (lineFeed != nullptr ? 1 : 0);
+  line = {};
+  if (skipped_ == 0) {
+    line = {.text = {start, length},
+            .offset = offset_,
+            .number = ++number_,
+            .ended = lineFeed != nullptr,
+            .tooLong = length > mostLineBytes};
+  }
   offset_ += skipped_ + taken;
   begin_ += taken;
   skipped_ = 0;

@@ -33,14 +33,15 @@ std::string auditLogNamed(const std::string& url);
 /// Reads lines forwards in constant memory. Skips empty lines.
 class AuditLineReader {
  public:
-  /// Longer lines are reported, without their text.
+  /// Longer lines are returned as soon as they are longer, without their text: a sparse file of terabytes must not be
+  /// read whole before somebody can say so. Reading on skips the rest of the line.
   static constexpr std::size_t mostLineBytes = 1_MiB;
 
   struct Line {
     std::string_view text;     // without line feed; valid until the next call; empty if too long
     std::uint64_t offset = 0;  // of its first byte in the file
     std::uint64_t number = 0;  // from 1, empty lines counted; only valid when reading started at 0
-    bool ended = true;         // false: the file ends without a line feed
+    bool ended = true;         // false: the file ends without a line feed; unknown if too long
     bool tooLong = false;
   };
 
@@ -62,7 +63,7 @@ class AuditLineReader {
   std::size_t begin_ = 0;      // of the unread part of the buffer
   std::size_t end_ = 0;        // of the buffered bytes
   std::uint64_t offset_ = 0;   // in the file, of begin_
-  std::uint64_t skipped_ = 0;  // dropped bytes of the current line, which is too long
+  std::uint64_t skipped_ = 0;  // dropped bytes of the current line, which was returned as too long
   std::uint64_t number_ = 0;
   bool atEnd_ = false;
 };

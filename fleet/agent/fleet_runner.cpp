@@ -21,6 +21,7 @@
 #include "fleet/agent/policy_scan.h"
 #include "fleet/agent/report_delivery.h"
 #include "fleet/agent/run_lock.h"
+#include "fleet/agent/run_purge.h"
 #include "fleet/agent/run_recorder.h"
 #include "fleet/agent/run_selection.h"
 #include "fleet/agent/run_snapshot.h"
@@ -283,51 +284,12 @@ class Run {
   void purge(const ResolvedPolicy& resolved, AuditLog& log, const RunRecorder& recorder) {
     if (!policy().disposal.purgeOnRun || result_.dryRun || isCancelled()) return;
     const QuarantineDisposer quarantine(resolved.quarantine, resolved.resolver, request_.host, request_.mounts);
-    const TimePoint cutOff = runner_.clock() - retention(policy().disposal.retentionDays);
-    std::vector<QuarantineDisposer::Entry> entries;
-    try {
-      for (auto& entry : quarantine.list().entries) {
-        if (entry.manifest.quarantinedAt < cutOff) entries.push_back(std::move(entry));
-      }
-      addFailures(quarantine.clearRemains(cutOff, false, runner_.shouldCancel).failures, recorder);
-    } catch (const std::exception& failure) {
-      const std::string message = fmt::format("purge failed: {}", failure.what());
-      say(message);
-      recorder.error(message);
-      result_.purged.failures.push_back({resolved.quarantine.directory, failure.what()});
-      return;
-    }
-    for (const auto& entry : entries) {
-      if (isCancelled()) break;
-      log.reserve();
-      purgeOne(quarantine, entry, recorder);
-    }
-    say(fmt::format("purged {} expired quarantine items", result_.purged.receipts.size()));
-  }
-
-  void purgeOne(const QuarantineDisposer& quarantine, const QuarantineDisposer::Entry& entry,
-                const RunRecorder& recorder) {
-    try {
-      quarantine.remove(entry);
-    } catch (const std::exception& failure) {
-      addFailures({{entry.url, failure.what()}}, recorder);
-      return;
-    }
-    result_.purged.receipts.push_back({.path = entry.url,
-                                       .method = DisposalMethod::delete_,
-                                       .destination = std::nullopt,
-                                       .bytes = entry.manifest.bytes,
-                                       .at = runner_.clock()});
-    recorder.purged(result_.purged.receipts.back());
-  }
-
-  void addFailures(const std::vector<TidraDeletionFailure>& failures, const RunRecorder& recorder) {
-    for (const auto& failure : failures) {
-      const std::string message = fmt::format("purging {}: {}", failure.path, failure.message);
-      say(message);
-      recorder.error(message);
-      result_.purged.failures.push_back(failure);
-    }
+    const RunPurge purge{.cutOff = runner_.clock() - retention(policy().disposal.retentionDays),
+                         .clock = runner_.clock,
+                         .shouldCancel = runner_.shouldCancel,
+                         .say = [this](const std::string& line) { say(line); },
+                         .warn = [this](const std::string& note) { warn(note); }};
+    result_.purged = purge.run(quarantine, log, recorder);
   }
 
   /// An interrupted scan is incomplete: keep the metrics published last.

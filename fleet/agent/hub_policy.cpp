@@ -12,6 +12,7 @@
 #include "core/platform/path_text.h"
 #include "fleet/agent/evaluation/hub_overlay.h"
 #include "fleet/agent/sha256.h"
+#include "fleet/agent/state_folder.h"
 #include "fleet/hub/protocol/hub_json.h"
 
 namespace tidra {
@@ -136,26 +137,19 @@ class Choice {
 std::string HubPolicyState::pathFor(const std::string& auditLog) { return auditLog + ".policy"; }
 
 std::optional<HubPolicyState> HubPolicyState::read(const std::string& path) {
-  const std::string shown = escapedForTerminal(path);
-  const auto file = readSecretFile(path, mostStateBytes);
-  if (!file && file.failure() == std::errc::no_such_file_or_directory) return std::nullopt;
-  if (!file) {
-    throw InputError(
-        fmt::format("The copy of the hub's policy '{}' cannot be read: {}.", shown, file.failure().message()));
-  }
-  if (file->isForeign || file->isExposed || !isOwnedAndPrivate(parentPath(path))) {
-    throw InputError(fmt::format(
-        "The copy of the hub's policy '{}' could be changed or read by other users and is not used.", shown));
-  }
+  constexpr StateFile file{"The copy of the hub's policy", "is not used", mostStateBytes};
+  const auto text = file.read(path);
+  if (!text) return std::nullopt;
   try {
-    const auto sealed = parseForeignJson(file->bytes, "it", mostStateBytes);
+    const auto sealed = parseForeignJson(*text, "it", mostStateBytes);
     const JsonObjectReader object(sealed, "it");
     auto state = object.required<HubPolicyState>("state");
     if (object.required<std::string>("check") == checkOf(state)) return state;
   } catch (const DecodingError&) {
     // Falls through: reported as damaged below.
   }
-  throw InputError(fmt::format("The copy of the hub's policy '{}' is damaged and is not used.", shown));
+  throw InputError(
+      fmt::format("The copy of the hub's policy '{}' is damaged and is not used.", escapedForTerminal(path)));
 }
 
 void HubPolicyState::write(const std::string& path) const {

@@ -8,6 +8,7 @@
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
+#include "fleet/agent/state_folder.h"
 #include "fleet/hub/protocol/hub_json.h"
 
 namespace tidra {
@@ -104,23 +105,16 @@ class Delivery {
 std::string UnsentReports::pathFor(const std::string& auditLog) { return auditLog + ".unsent"; }
 
 std::vector<HubHostReport> UnsentReports::read(const std::string& path) {
-  const std::string shown = escapedForTerminal(path);
-  const auto file = readSecretFile(path, mostBytes);
-  if (!file && file.failure() == std::errc::no_such_file_or_directory) return {};
-  if (!file) {
-    throw InputError(fmt::format("The unsent reports in '{}' cannot be read: {}.", shown, file.failure().message()));
-  }
-  if (file->isForeign || file->isExposed || !isOwnedAndPrivate(parentPath(path))) {
-    throw InputError(
-        fmt::format("The unsent reports in '{}' could be changed or read by other users and are not sent.", shown));
-  }
+  constexpr StateFile file{"The unsent reports in", "are not sent", mostBytes};
+  const auto text = file.read(path);
+  if (!text) return {};
   std::vector<HubHostReport> reports;
   try {
-    for (const std::string_view line : split(file->bytes, '\n')) {
+    for (const std::string_view line : split(*text, '\n')) {
       if (!line.empty()) reports.push_back(HubJSON::decode<HubHostReport>(line, "a report"));
     }
   } catch (const DecodingError&) {
-    throw InputError(fmt::format("The unsent reports in '{}' are damaged and are not sent.", shown));
+    throw InputError(fmt::format("The unsent reports in '{}' are damaged and are not sent.", escapedForTerminal(path)));
   }
   return reports;
 }

@@ -6,8 +6,10 @@
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/held_folder.h"
+#include "core/platform/path_text.h"
 
 namespace tidra {
+
 void requireOwnLinks(const std::string& folder, std::string_view what) {
   try {
     holdFolder(folder);
@@ -27,6 +29,17 @@ void makeStateFolder(const std::string& folder, std::string_view what) {
     throw InputError(fmt::format("The folder {} for the {} cannot be made: {}.", escapedForTerminal(folder), what,
                                  error.code().message()));
   }
+}
+
+std::optional<std::string> StateFile::read(const std::string& path) const {
+  auto file = readSecretFile(path, mostBytes);
+  if (!file && file.failure() == std::errc::no_such_file_or_directory) return std::nullopt;
+  const std::string shown = escapedForTerminal(path);
+  if (!file) throw InputError(fmt::format("{} '{}' cannot be read: {}.", what, shown, file.failure().message()));
+  if (file->isForeign || file->isExposed || !isOwnedAndPrivate(parentPath(path))) {
+    throw InputError(fmt::format("{} '{}' could be changed or read by other users and {}.", what, shown, unused));
+  }
+  return std::move(file->bytes);
 }
 
 }  // namespace tidra

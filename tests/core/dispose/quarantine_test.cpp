@@ -122,6 +122,7 @@ TEST_F(Quarantine, OddManifestsAreToldAndLeftOrCleared) {
                           HasSubstr("folder.tidra.json"), HasSubstr("link.tidra.json"), HasSubstr("pipe.tidra.json")));
   const auto purged = disposer().purge(std::nullopt, now);
   EXPECT_THAT(purged.failures, IsEmpty());
+  EXPECT_THAT(purged.notes, ElementsAreArray(listing.notes.begin() + 1, listing.notes.end()));
   EXPECT_THAT(namesIn(store()),
               ElementsAre("20260308T101500-young", "20260308T101500-young.tidra.json", "damaged.tidra.json",
                           "empty.tidra.json", "folder.tidra.json", "link.tidra.json", "pipe.tidra.json"));

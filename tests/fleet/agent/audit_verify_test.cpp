@@ -3,6 +3,9 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/platform/file_descriptor.h"
@@ -10,6 +13,7 @@
 #include "tests/fleet/agent/audit_fixture.h"
 #include "tests/support/effort.h"
 #include "tests/support/matchers.h"
+#include "tests/support/message_of.h"
 
 namespace tidra {
 namespace {
@@ -150,6 +154,18 @@ TEST_F(AuditVerifyTest, LinesThatAreNoRecordsMakeTheLogUnreadable) {
   std::string unknown = all[0];
   unknown.replace(unknown.find("scanCompleted"), 13, "scanForgotten");
   EXPECT_THAT(verdict(unknown), HasSubstr("unknown event 'scanForgotten'"));
+}
+
+TEST_F(AuditVerifyTest, AHoleOfTerabytesIsNotRead) {
+  appendSamples(2);
+  const auto all = lines();
+  replaceBytes(all[0]);
+  std::filesystem::resize_file(url(), std::uintmax_t{4} << 40U);
+  const std::string place = fmt::format("byte {}", all[0].size());
+  EXPECT_EQ(AuditLog::verify(url()).message, "Cannot read log: line 2 (" + place + ") is too long");
+  std::ofstream(url(), std::ios::app) << '\n' << all[1];
+  EXPECT_THAT(messageOf<InputError>([&] { static_cast<void>(AuditLog(url()).totals()); }),
+              HasSubstr("what begins at " + place + " is too long"));
 }
 
 TEST_F(AuditVerifyTest, ALogLongerThanTheBuffersIsFollowedToItsEnd) {

@@ -56,7 +56,10 @@ TEST_F(FleetRuns, WeeksOfNightsAgreeOnDiskLogAndMetrics) {
   EXPECT_THAT(week.purged.receipts, IsEmpty());
   EXPECT_TRUE(has("b")) << "worked on a week ago";
   now_ += day;
+  std::ofstream(quarantine().config().directory + "/torn.tidra.json") << "{";
   const auto purging = run();
+  EXPECT_FALSE(purging.hasFailures());
+  EXPECT_THAT(lines_, Contains(AllOf(StartsWith("warning: "), HasSubstr("torn.tidra.json cannot be read"))));
   ASSERT_EQ(purging.purged.receipts.size(), 1U);
   EXPECT_THAT(eventsOf(purging), Contains(Event::purged));
   EXPECT_EQ(metric("tidra_purged_bytes_total"), std::to_string(4 * megabyte));
