@@ -61,6 +61,10 @@ Outcome<std::string> commonFolderOf(const std::string& gitFolder) {
   return text.failure();
 }
 
+bool servesUnknownWorkTree(const std::string& repository) {
+  return gitFolderOf(repository) == repository && pathExists(joinedPath(repository, "index"));
+}
+
 Outcome<std::string> linkBackOf(const std::string& gitFolder) {
   const auto text = readRegularFile(joinedPath(gitFolder, "gitdir"), longestPointer);
   if (!text) return text.failure();

@@ -15,6 +15,9 @@ std::optional<std::string> gitFolderOf(const std::string& repository);
 /// linked worktree, else the git folder itself. Fails if the file that names it cannot be read.
 Outcome<std::string> commonFolderOf(const std::string& gitFolder);
 
+/// Whether a bare repository has an index, so that its work tree is elsewhere: git does not note where.
+[[nodiscard]] bool servesUnknownWorkTree(const std::string& repository);
+
 /// Returns the ".git" file that the git folder of a linked worktree points back to. Fails as above.
 Outcome<std::string> linkBackOf(const std::string& gitFolder);
 

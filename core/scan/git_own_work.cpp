@@ -149,7 +149,7 @@ std::optional<bool> TidraGitMetadataReader::holdsOwnWork(const Inside& inside, c
   const auto gitFolder = gitFolderOf(repository);
   const auto served = gitFolder ? servesWorktreeOutside(*gitFolder, inside.item) : std::optional(false);
   if (!served || *served) return served;
-  if (!git_) return std::nullopt;
+  if (!git_ || servesUnknownWorkTree(repository)) return std::nullopt;
   const bool isBare = gitFolder == repository;
   const auto ofBare = isConfigurationBeyondOthersReach(repository) ? std::optional<std::size_t>(0) : std::nullopt;
   const auto changes = isBare ? ofBare : countChanges(repository);

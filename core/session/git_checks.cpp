@@ -59,9 +59,10 @@ void raiseForeign(FoundArtifact& found) {
 void raiseUnanswered(ScanArtifactFinding& finding, const std::string& repository) {
   if (finding.safetyTier < ArtifactSafetyTier::caution) {
     const bool isUnasked = !isConfigurationBeyondOthersReach(repository);
-    finding.restoreHint = (isUnasked ? "Holds a repository that other users can change, so git was not asked about it"
-                                     : "Holds a repository for which git did not answer") +
-                          whereIn(finding, repository);
+    const char* const reason = isUnasked ? "that other users can change, so git was not asked about it"
+                               : servesUnknownWorkTree(repository) ? "whose work tree is elsewhere"
+                                                                   : "for which git did not answer";
+    finding.restoreHint = std::string("Holds a repository ") + reason + whereIn(finding, repository);
   }
   raiseToCaution(finding);
 }

@@ -150,6 +150,8 @@ TEST_F(GitWork, ARepositoryOfAWorktreeElsewhereStays) {
   std::filesystem::remove_all(tree_.path("of-module"));
   git(module, emptyCommit_);
   EXPECT_EQ(holds("item"), true) << "a submodule of a worktree that is gone";
+  cloned("work", {"--separate-git-dir", tree_.path("apart")});
+  EXPECT_EQ(holdsWork(tree_.path("apart")), std::nullopt);
   tree_.symlink("item/clone/.git/modules", "worktrees/away/modules");
   std::filesystem::remove_all(tree_.path("item/clone/.git/worktrees"));
   EXPECT_EQ(holds("item"), std::nullopt) << "a link is not followed";
