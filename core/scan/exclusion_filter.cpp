@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "core/base/text.h"
@@ -92,6 +93,8 @@ class LinkTargets {
     const auto real = realPath(path);
     // "~/x/*" names what is in a folder, not the folder itself or one around it.
     if (!real || (next == components_.size() && isSameOrInside(path, *real))) return;
+    // Links may form loops, and many may lead to one place.
+    if (!seen_.emplace(*real, next).second) return;
     spell(*real, next);
     follow(*real, next);
   }
@@ -126,7 +129,8 @@ class LinkTargets {
   }
 
   const std::vector<std::string_view> components_;
-  std::size_t left_ = 20'000;  // entries that may still be read
+  std::size_t left_ = 20'000;                           // entries that may still be read
+  std::set<std::pair<std::string, std::size_t>> seen_;  // targets, and the components behind them
   Spellings found_;
 };
 
