@@ -104,7 +104,8 @@ void ItemRemoval::requireWhollyRemovable(const HeldEntry& entry, const Options& 
                         {.workers = options.workers, .shouldCancel = options.shouldCancel, .forRemoval = true})
                         .front()
                         .kept;
-  if (kept) throw DisposalError(kept->reason({}) + ", so it stays");
+  const TidraPathResolver wholePaths{"/", {}};
+  if (kept) throw DisposalError(kept->reason(wholePaths) + ", so it stays");
 }
 
 void ItemRemoval::run(const HeldEntry& entry, const Options& options) {
