@@ -5,11 +5,9 @@
 #include "core/scan/artifact_scanner.h"
 
 #include <algorithm>
-#include <chrono>
 #include <deque>
 #include <mutex>
 
-#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/files.h"
@@ -21,6 +19,7 @@
 #include "core/scan/removal_note.h"
 #include "core/scan/rule_index.h"
 #include "core/scan/walk_filter.h"
+#include "core/scan/walk_progress.h"
 #include "core/scan/walk_setup.h"
 
 namespace tidra {
@@ -317,59 +316,6 @@ class WalkVisitor {
   std::string currentFolder_;
 };
 
-/// Delivers progress on the caller's thread: for every finding, every 64 entries and every 0.12 seconds.
-class ProgressReporter {
- public:
-  explicit ProgressReporter(const FilesystemArtifactScanner::Request& request) : request_(request) {
-    tick_.currentPathDisplay = request.resolver.displayPath(request.root);
-  }
-
-  /// Appends to `findings`, which nothing else changes meanwhile: the ticks point into it.
-  void report(WalkVisitor& visitor, std::vector<FoundArtifact>& findings) {
-    auto fresh = visitor.takeFindings();
-    const std::uint64_t visited = visitor.entriesVisited();
-    if (request_.onProgress) {
-      if (const auto folder = visitor.currentFolder(); !folder.empty()) {
-        tick_.currentPathDisplay = request_.resolver.displayPath(folder);
-      }
-      tickEvery64Entries(visited);
-    }
-    for (FoundArtifact& found : fresh) {
-      const ScanArtifactFinding& finding = findings.emplace_back(std::move(found)).finding;
-      roots_.insert(*finding.groupRoot);
-      ++tick_.artifactsFound;
-      tick_.recoverableBytes = saturatedSum(tick_.recoverableBytes, finding.sizeBytes);
-      tick_.projectRootsFound = roots_.size();
-      tick_.latestFinding = &finding;
-      deliver();
-    }
-    if (Clock::now() - last_ >= longestSilence) deliver();
-  }
-
- private:
-  using Clock = std::chrono::steady_clock;
-  static constexpr std::chrono::milliseconds longestSilence{120};
-  static constexpr std::uint64_t entriesPerTick = 64;
-
-  void tickEvery64Entries(std::uint64_t visited) {
-    for (auto count = tick_.foldersScanned / entriesPerTick + 1; count * entriesPerTick <= visited; ++count) {
-      tick_.foldersScanned = count * entriesPerTick;
-      deliver();
-    }
-    tick_.foldersScanned = visited;
-  }
-
-  void deliver() {
-    last_ = Clock::now();
-    if (request_.onProgress) request_.onProgress(tick_);
-  }
-
-  const FilesystemArtifactScanner::Request& request_;
-  FilesystemArtifactScanner::ProgressTick tick_;
-  std::set<std::string> roots_;
-  Clock::time_point last_ = Clock::now();
-};
-
 }  // namespace
 
 FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request& request) {
@@ -379,13 +325,17 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
 
   const WalkFilter filter = makeWalkFilter(request);
   WalkVisitor visitor(request, filter);
-  ProgressReporter progress(request);
+  WalkProgress progress(request);
+  const auto report = [&] {
+    progress.report(
+        visitor.takeFindings(), visitor.entriesVisited(), [&] { return visitor.currentFolder(); }, result.findings);
+  };
   {
     WalkVisitor::Traversal traversal(visitor, request.workers == 0 ? defaultScanWorkers() : request.workers);
     traversal.addRoot(request.root, {{filter.placeOf(request.root)}, nullptr});
-    result.cancelled = !traversal.run(request.shouldCancel, [&] { progress.report(visitor, result.findings); });
+    result.cancelled = !traversal.run(request.shouldCancel, report);
   }
-  progress.report(visitor, result.findings);
+  report();
   std::sort(result.findings.begin(), result.findings.end(),
             [](const auto& a, const auto& b) { return pathPrecedes(a.finding.path, b.finding.path); });
   result.unclaimedLeftovers = visitor.takeUnclaimedLeftovers();

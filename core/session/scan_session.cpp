@@ -11,7 +11,6 @@
 #include <map>
 #include <utility>
 
-#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/known_stores.h"
 #include "core/model/removal_leftover.h"
@@ -31,6 +30,7 @@
 #include "core/session/never_removed.h"
 #include "core/session/project_activity_reader.h"
 #include "core/session/root_plans.h"
+#include "core/session/session_progress.h"
 #include "core/session/size_bounds.h"
 #include "core/session/system_reach.h"
 #include "core/session/walk_notes.h"
@@ -45,7 +45,8 @@ class ScanSession {
         rulesInside_(wholeCatalog(), request.platform),
         exclusions_(withLinksResolved(request.exclusions)),
         stores_(knownStores(request.resolver, request.quarantines)),
-        activity_(request.git, request.resolver) {}
+        activity_(request.git, request.resolver),
+        progress_(request) {}
 
   ScanOutcome run() {
     const auto started = std::chrono::steady_clock::now();
@@ -122,14 +123,14 @@ class ScanSession {
 
   void walk(const RootPlan& plan) {
     if (shouldCancel()) return;
-    const auto before = progress_;
+    progress_.beginWalk();
     auto request = walkRequest();
     request.root = plan.root;
     request.onlyNames = namesIn(plan.root);
     const auto askActivity = activityQuestions(plan);
     request.onProgress = [&](const auto& tick) {
       if (tick.latestFinding != nullptr) askActivity(*tick.latestFinding);
-      advance(before, tick);
+      progress_.advance(tick);
     };
     auto result = FilesystemArtifactScanner::scan(request);
     outcome_.entriesVisited += result.entriesVisited;
@@ -164,33 +165,15 @@ class ScanSession {
     return names;
   }
 
-  /// Without exclusions.
-  SystemProbeContext makeProbeContext() {
-    return {.resolver = request_.resolver,
-            .exclusionFilter = {},
-            .catalog = &request_.catalog,
-            .platform = request_.platform,
-            .now = request_.now,
-            .shouldCancel = [this] { return shouldCancel(); }};
-  }
-
   SystemArtifactScanner::Request makeSystemRequest() {
-    SystemArtifactScanner::Request request;
-    request.context = makeProbeContext();
+    SystemArtifactScanner::Request request = systemRequestOf(request_);
+    request.context.shouldCancel = request.shouldCancel = [this] { return shouldCancel(); };
     request.context.exclusionFilter.add(exclusions_);
-    request.categories = systemCategoriesOf(request_);
-    request.bounds = systemBoundsOf(request_);
     if (request.bounds) outcome_.outOfBounds = outOfBoundsNote(request_);
-    const bool asksPip = !request.bounds || request.bounds->toolCategories.contains("python");
-    request.checksPip = asksPip && request_.scanProjects && request.categories.contains("python") &&
-                        (!request_.ecosystems || request_.ecosystems->contains("py"));
     request.rulesInside = &rulesInside_;
-    request.mounts = request_.mounts;
     request.exclusions = exclusions_;
     request.stores = stores_;
-    request.workers = request_.workers;
-    request.shouldCancel = [this] { return shouldCancel(); };
-    request.onProgress = [this](const auto& tick) { advance(tick); };
+    request.onProgress = [this](const auto& tick) { progress_.advance(tick); };
     return request;
   }
 
@@ -209,8 +192,9 @@ class ScanSession {
   /// contains them.
   void settleNested() {
     raiseOfOthers(outcome_.findings);
-    auto context = makeProbeContext();
+    auto context = probeContextOf(request_);
     context.catalog = &wholeCatalog();
+    context.shouldCancel = [this] { return shouldCancel(); };
     auto covered = coveredPlaces(context, outcome_.findings);
     covered.insert(covered.end(), covered_.begin(), covered_.end());
     auto ranked = rankedPlaces(outcome_.findings);
@@ -306,28 +290,6 @@ class ScanSession {
     if (noted > most) note(fmt::format("{} more are left out for such reasons.", noted - most));
   }
 
-  void advance(const SystemArtifactScanner::ProgressTick& tick) {
-    if (!request_.onProgress || tick.phaseLabel == SystemArtifactScanner::projectPhaseLabel) return;
-    progress_.phaseLabel = tick.phaseLabel;
-    progress_.artifactsFound = static_cast<std::size_t>(tick.artifactsFound);
-    progress_.recoverableBytes = unsignedBytes(tick.recoverableBytes);
-    progress_.currentPathDisplay =
-        tick.latestFinding != nullptr ? request_.resolver.displayPath(tick.latestFinding->path) : std::string{};
-    request_.onProgress(progress_);
-  }
-
-  /// Adds the walk of one root to the totals of previous roots.
-  void advance(const ScanProgress& before, const FilesystemArtifactScanner::ProgressTick& tick) {
-    progress_.entriesVisited = before.entriesVisited + tick.foldersScanned;
-    progress_.projectsFound = before.projectsFound + tick.projectRootsFound;
-    progress_.artifactsFound = before.artifactsFound + tick.artifactsFound;
-    progress_.recoverableBytes = saturatedSum(before.recoverableBytes, tick.recoverableBytes);
-    if (!request_.onProgress) return;
-    progress_.phaseLabel = SystemArtifactScanner::projectPhaseLabel;
-    progress_.currentPathDisplay = tick.currentPathDisplay;
-    request_.onProgress(progress_);
-  }
-
   void finishActivity() {
     constexpr std::chrono::milliseconds poll{20};
     while (!shouldCancel() && !activity_.waitFor(poll)) {
@@ -419,7 +381,7 @@ class ScanSession {
   ScanOutcome outcome_;
   std::vector<CoveredPlace> covered_;  // of the probes
   std::set<std::string> unclaimedLeftovers_;
-  ScanProgress progress_;
+  SessionProgress progress_;
   std::atomic<bool> cancelled_{false};
 };
 

@@ -30,6 +30,28 @@ std::set<std::string> systemCategoriesOf(const ScanRequest& request) {
   return categories;
 }
 
+SystemProbeContext probeContextOf(const ScanRequest& request) {
+  return {.resolver = request.resolver,
+          .exclusionFilter = {},
+          .catalog = &request.catalog,
+          .platform = request.platform,
+          .now = request.now,
+          .shouldCancel = {}};
+}
+
+SystemArtifactScanner::Request systemRequestOf(const ScanRequest& request) {
+  SystemArtifactScanner::Request made;
+  made.context = probeContextOf(request);
+  made.categories = systemCategoriesOf(request);
+  made.bounds = systemBoundsOf(request);
+  const bool asksPip = !made.bounds || made.bounds->toolCategories.contains("python");
+  made.checksPip = asksPip && request.scanProjects && made.categories.contains("python") &&
+                   (!request.ecosystems || request.ecosystems->contains("py"));
+  made.mounts = request.mounts;
+  made.workers = request.workers;
+  return made;
+}
+
 std::string outOfBoundsNote(const ScanRequest& request) {
   constexpr std::size_t mostNamed = 3;
   std::vector<std::string> roots;

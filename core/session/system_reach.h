@@ -16,6 +16,12 @@ std::optional<SystemBounds> systemBoundsOf(const ScanRequest& request);
 /// Returns the keys of the categories to scan: by default those of the table and of custom rules.
 std::set<std::string> systemCategoriesOf(const ScanRequest& request);
 
+/// Returns what probes need, without exclusions and callbacks.
+SystemProbeContext probeContextOf(const ScanRequest& request);
+
+/// Returns what follows from the request alone: without exclusions, stores, rules inside and callbacks.
+SystemArtifactScanner::Request systemRequestOf(const ScanRequest& request);
+
 /// Returns a sentence on what such a scan omits and how to include it.
 std::string outOfBoundsNote(const ScanRequest& request);
 
