@@ -110,7 +110,8 @@ class ScanTextWriter {
     for (std::size_t i = 0; i < shownProjects; ++i) writeGroup(groups[i]);
     writeHidden(hidden);
     for (std::size_t i = shownProjects; i < groups.size(); ++i) writeGroup(groups[i]);
-    writeCutHints();
+    writeCut("How to get it back", cutHints_);
+    writeCut("To look at", cutReasons_);
     if (!report_.items.empty()) writeTotals();
     writeSum(projects, groups.size() - shownProjects);
     return std::move(text_);
@@ -184,15 +185,15 @@ class ScanTextWriter {
     text_ += '\n';
   }
 
-  /// The restore hint, cut to the line; cut hints are listed in full below.
+  /// The restore hint, or why a person has to look first, cut to the line; what is cut is listed below. The hint of a
+  /// raised item is a reason too.
   std::string hint(const ScanReportItem& item, std::size_t used) {
-    std::string whole = shown(*item.restoreHint);
-    if (needsALook(item)) {
-      whole = fmt::format("to look at{}: {}", item.noEvidence ? " (" + shown(*item.noEvidence) + ")" : "", whole);
-    }
+    const bool isReason = needsALook(item) && item.noEvidence && item.tier == ArtifactSafetyTier::safe;
+    const std::string text = shown(isReason ? *item.noEvidence : *item.restoreHint);
+    const std::string whole = (needsALook(item) ? "to look at: " : "") + text;
     if (!onScreen()) return whole;
     const std::size_t room = options_.terminal.columns > used ? options_.terminal.columns - used : 0;
-    if (displayWidth(whole) > room) cutHints_.emplace(shown(item.label), whole);
+    if (displayWidth(whole) > room) (needsALook(item) ? cutReasons_ : cutHints_).emplace(shown(item.label), text);
     return fitted(whole, room);
   }
 
@@ -204,13 +205,17 @@ class ScanTextWriter {
                          counted(hidden.size(), "more project", "more projects"), ByteFormatting::compact(bytes));
   }
 
-  void writeCutHints() {
-    if (cutHints_.empty()) return;
-    text_ += style_.bold("How to get it back") + "\n";
+  using CutTexts = std::set<std::pair<std::string, std::string>>;  // label and whole text
+
+  void writeCut(const char* title, const CutTexts& texts) {
+    if (texts.empty()) return;
+    text_ += style_.bold(title) + "\n";
     std::size_t width = 0;
-    for (const auto& [label, hint] : cutHints_) width = std::max(width, displayWidth(label));
-    for (const auto& [label, hint] : cutHints_) {
-      text_ += fmt::format("  {}  {}\n", paddedRight(label, width), style_.dim(hint));
+    for (const auto& [label, text] : texts) width = std::max(width, displayWidth(label));
+    const std::size_t used = width + 4;
+    const std::size_t room = options_.terminal.columns > used ? options_.terminal.columns - used : 0;
+    for (const auto& [label, text] : texts) {
+      text_ += fmt::format("  {}  {}\n", paddedRight(label, width), style_.dim(fitted(text, room)));
     }
     text_ += '\n';
   }
@@ -293,9 +298,8 @@ class ScanTextWriter {
       bytes = saturatedSum(bytes, item.bytes);
     }
     if (count == 0) return;
-    text_ +=
-        fmt::format("To look at: {} with {}; nothing shows that a tool made them or that it could bring them back.\n",
-                    counted(count, "artefact", "artefacts"), ByteFormatting::compact(bytes));
+    text_ += fmt::format("To look at: {} with {}, for the reason shown with each.\n",
+                         counted(count, "artefact", "artefacts"), ByteFormatting::compact(bytes));
   }
 
   static constexpr std::size_t tierWidth = 7;
@@ -307,7 +311,8 @@ class ScanTextWriter {
   std::int64_t largest_ = 0;
   std::size_t labelWidth_ = 0;
   std::size_t ageWidth_ = 0;
-  std::set<std::pair<std::string, std::string>> cutHints_;  // label and whole hint
+  CutTexts cutHints_;
+  CutTexts cutReasons_;
 };
 
 }  // namespace
