@@ -1,8 +1,10 @@
 #include "core/scan/folder_contents.h"
 
 #include "core/base/text.h"
+#include "core/platform/files.h"
 #include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
+#include "core/scan/dependency_folders.h"
 #include "core/scan/exclusion_filter.h"
 
 namespace tidra {
@@ -27,6 +29,11 @@ std::vector<FolderEntry> listing(const std::string& folder) {
 bool vouchesFor(std::uint32_t owner, const std::string& entry) {
   const auto facts = pathFacts(entry);
   return facts && (facts->owner == 0 || facts->owner == runningUser() || facts->owner == owner);
+}
+
+bool isInstallable(const std::string& project, const std::string& path) {
+  const std::string whole = path.starts_with('/') ? path : joinedPath(project, path);
+  return followedFacts(whole) && !DependencyFolders::holding(realPathOrSame(whole));
 }
 
 std::string firstMatch(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view pattern,

@@ -23,6 +23,10 @@ std::vector<FolderEntry> listing(const std::string& folder);
 /// Whoever may change the folder around could otherwise rename somebody else's folder and put a manifest beside it.
 [[nodiscard]] bool vouchesFor(std::uint32_t owner, const std::string& entry);
 
+/// Whether a path that a manifest of the project names, absolute or relative, exists and may bring packages back: not
+/// what lies in a dependency folder, which would be removed together with them.
+[[nodiscard]] bool isInstallable(const std::string& project, const std::string& path);
+
 /// Returns the first existing path that matches a pattern of path components; empty if none does. `entries` are those
 /// of the folder. With `owner`, only a path that vouches for a folder of this user.
 std::string firstMatch(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view pattern,

@@ -27,11 +27,12 @@ std::optional<std::string> localPath(std::string_view version) {
   return isPath ? std::optional<std::string>(version) : std::nullopt;
 }
 
-/// Whether a dependency is a path that does not exist. "~/x" counts as gone: tools differ in what it means.
+/// Whether a dependency is a path from which nothing can be installed. "~/x" counts as gone: tools differ in what it
+/// means.
 bool isGone(const std::string& project, const nlohmann::json& version) {
   if (!version.is_string()) return false;
   const auto path = localPath(version.get_ref<const std::string&>());
-  return path && !followedFacts(path->starts_with('/') ? *path : joinedPath(project, *path));
+  return path && !isInstallable(project, *path);
 }
 
 /// Whether a pattern of workspaces matches a folder with a "package.json" of its own. "**" spans up to three folders.

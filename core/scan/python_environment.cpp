@@ -259,7 +259,7 @@ bool listsInRequirements(std::string_view text, const std::string& project) {
     if (begin == std::string_view::npos) return false;
     const auto place = line.substr(begin, line.find_first_of(" \t[#;", begin) - begin);
     if (place.find("://") != std::string_view::npos || place.starts_with("git+")) return true;
-    return bool(followedFacts(place.starts_with('/') ? std::string(place) : joinedPath(project, place)));
+    return isInstallable(project, std::string(place));
   });
 }
 

@@ -245,7 +245,7 @@ TEST(ArtifactEvidence, APackageManifestMustNameWhatAnInstallerBringsBack) {
         R"({"bundledDependencies":["a"],"peerDependenciesMeta":{"a":{}}})", R"({"dependencies":["a"]})",
         R"({"dependencies":{"a":"file:../a"}})", R"({"dependencies":{"a":"../a"}})",
         R"({"dependencies":{"a":"/gone/x.tgz"}})", R"({"dependencies":{"a":"git+file:///gone/x#v1"}})",
-        R"({"dependencies":{"b":"1","a":"~/a"}})"}) {
+        R"({"dependencies":{"b":"1","a":"~/a"}})", R"({"dependencies":{"mine":"./node_modules/mine"}})"}) {
     expectPackages({"p/package.json=" + std::string(manifest), "p/node_modules/mine/package.json"}, false);
   }
   for (const char* manifest :
@@ -307,6 +307,7 @@ TEST(ArtifactEvidence, AnEnvironmentNeedsAManifestThatNamesItsPackages) {
            {"pyproject.toml=[tool.hatch.envs.docs]\ndependencies = ['mkdocs']\n[tool.x]\ndependencies = true", false},
            {"requirements.txt=--index-url https://x\n", false},
            {"requirements.txt=-r gone.txt\n-e ../gone", false},
+           {"requirements.txt=-e .venv/lib/python3.11/site-packages/torch-1.dist-info", false},
            {"requirements.txt=--editable=.[test]", true},
            {"requirements.txt=-e git+https://x/y.git", true},
            {"environment.yml=name: x\ndependencies:\n  - python=3.11\n", false},
