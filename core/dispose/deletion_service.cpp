@@ -116,6 +116,14 @@ TidraDeletionService::Disposed TidraDeletionService::disposeTarget(const std::st
           reclaimed};
 }
 
+std::vector<std::string> TidraDeletionService::ownFolders(const QuarantineConfig& quarantine) const {
+  const std::string trash = TrashDisposer::folder(setting_.resolver);
+  auto own = setting_.protectedFolders;
+  // Without their info files the trash could neither list nor restore items.
+  own.insert(own.end(), {quarantine.directory, trash, joinedPath(trash, "files"), joinedPath(trash, "info")});
+  return own;
+}
+
 TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& item, DisposalMethod method, bool dryRun,
                                                                  const QuarantineConfig& quarantine) {
   std::string path = item.path;
@@ -124,18 +132,12 @@ TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& ite
   if (item.identity && *item.identity != entry.facts.identity) {
     throw DisposalError("was replaced by something else since the scan; scan again");
   }
-  auto own = setting_.protectedFolders;
-  own.push_back(quarantine.directory);
-  own.push_back(TrashDisposer::folder(setting_.resolver));
-  // Without their info files the trash could neither list nor restore items.
-  own.push_back(joinedPath(own.back(), "files"));
-  own.push_back(joinedPath(TrashDisposer::folder(setting_.resolver), "info"));
   if (!quarantine_ || quarantine_->config() != quarantine) {
     quarantine_.emplace(quarantine, setting_.resolver, setting_.host, setting_.mounts);
     stores_.emplace(setting_.resolver.home, knownStores(setting_.resolver, {quarantine.directory}));
   }
   if (StoreNames::isWholeTrash(entry.path())) return emptyTrash(item, entry, dryRun);
-  ProtectedPlaces(setting_.resolver, setting_.mounts, own).check(entry);
+  ProtectedPlaces(setting_.resolver, setting_.mounts, ownFolders(quarantine)).check(entry);
   requireOutsideStores(entry);
   // Interrupted removals are deleted, not moved to a store.
   if (RemovalLeftover::isEither(entry.name)) {

@@ -77,6 +77,7 @@ class TidraDeletionService {
  private:
   Disposed disposeTarget(const std::string& target, bool dryRun);
   Disposed disposePath(const Item& item, DisposalMethod method, bool dryRun, const QuarantineConfig& quarantine);
+  std::vector<std::string> ownFolders(const QuarantineConfig& quarantine) const;
   void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, DisposalReceipt& receipt);
   std::optional<std::int64_t> measure(const HeldEntry& entry, const Item& item, DisposalMethod method) const;
   bool isCancelled() const { return setting_.shouldCancel && setting_.shouldCancel(); }

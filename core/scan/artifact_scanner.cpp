@@ -132,13 +132,15 @@ class WalkVisitor {
   }
 
  private:
+  using Candidates = std::vector<std::pair<std::string, const NameFacts*>>;
+
   void walk(Visit& folder) {
     const FolderNode& node = *folder.node();
     if (pathWanted_.load(std::memory_order_relaxed) && pathWanted_.exchange(false)) publishPath(node);
     const FolderFilter filter(filter_, folder.context().position.place, node);
     ProjectFolder project(lastPathComponent(node.name()), node.descriptor(), folder.reader());
     PackageSigns packages(lastPathComponent(node.name()));
-    std::vector<std::pair<std::string, const NameFacts*>> candidates;
+    Candidates candidates;
     StoreSigns signs;
     std::uint64_t visited = 0;
 
@@ -154,21 +156,10 @@ class WalkVisitor {
         addStrayNote(folder, entry.name);
       if (entry.type != EntryType::directory || !isAskedFor(entry.name)) continue;
       if (StoreNames::kindOf(entry.name, node)) continue;
-      if (entry.name.starts_with(RemovalLeftover::prefix) && RemovalLeftover::is(entry.name)) {
-        addLeftover(folder, entry.name);
-      } else if (facts != nullptr && !facts->rules.empty()) {
-        candidates.emplace_back(entry.name, facts);
-      } else {
-        walkInto(folder, entry.name);
-      }
+      addSubfolder(folder, entry.name, facts, candidates);
     }
     entriesVisited_ += visited;
-    if (const auto failure = folder.reader().failure(); failure && !isNoLongerThere(failure)) {
-      // The missing entries might include markers that decide about the subfolders.
-      noteBroken(failure);
-      folder.forget([](std::string_view) { return true; });
-      return;
-    }
+    if (forgetBroken(folder)) return;
     const auto isPackage = [&](std::string_view name) {
       return packages.isDependencyFolder() || packages.isEnvironmentPart(name);
     };
@@ -178,9 +169,28 @@ class WalkVisitor {
     for (const auto& [name, facts] : candidates) decide(folder, project, name, *facts);
   }
 
+  /// Puts a subfolder to the candidates, which are decided about after the complete listing, or goes into it.
+  void addSubfolder(Visit& folder, std::string_view name, const NameFacts* facts, Candidates& candidates) {
+    if (name.starts_with(RemovalLeftover::prefix) && RemovalLeftover::is(name)) {
+      addLeftover(folder, name);
+    } else if (facts != nullptr && !facts->rules.empty()) {
+      candidates.emplace_back(name, facts);
+    } else {
+      walkInto(folder, name);
+    }
+  }
+
+  /// Returns whether the listing failed: the missing entries might include markers that decide about the subfolders.
+  bool forgetBroken(Visit& folder) {
+    const auto failure = folder.reader().failure();
+    if (!failure || isNoLongerThere(failure)) return false;
+    noteBroken(failure);
+    folder.forget([](std::string_view) { return true; });
+    return true;
+  }
+
   /// In the home folder and its ancestors only quarantined items are skipped, not the whole folder.
-  void leaveStore(Visit& folder, const StoreSigns& signs,
-                  std::vector<std::pair<std::string, const NameFacts*>>& candidates) const {
+  void leaveStore(Visit& folder, const StoreSigns& signs, Candidates& candidates) const {
     const bool isWhole = !stores_.holdsHome(folder.node()->path());
     const auto items = signs.quarantined(folder.node()->descriptor());
     const auto isLeft = [&](std::string_view name) {

@@ -44,6 +44,18 @@ std::vector<HubTopItem> largestItems(const std::vector<ScanReportItem>& items, s
   return largest;
 }
 
+/// What holds for the host, not for one run.
+void setState(HubHostReport& report, const FleetMetricsSnapshot& snapshot) {
+  report.disposedBytesTotal = signedBytes(snapshot.disposedBytesTotal);
+  report.disposedItemsTotal = snapshot.disposedItemsTotal;
+  report.failuresTotal = snapshot.failuresTotal;
+  report.runsTotal = snapshot.runsTotal;
+  report.quarantineBytes = signedBytes(snapshot.quarantineBytes);
+  report.quarantineItems = snapshot.quarantineItems;
+  report.volumeTotalBytes = signedIfKnown(snapshot.volumeTotalBytes);
+  report.volumeAvailableBytes = signedIfKnown(snapshot.volumeAvailableBytes);
+}
+
 }  // namespace
 
 HubHostReport makeHostReport(const FleetRunResult& result, const FleetMetricsSnapshot& snapshot,
@@ -76,14 +88,7 @@ HubHostReport makeHostReport(const FleetRunResult& result, const FleetMetricsSna
     report.purgedBytes = saturatedSum(report.purgedBytes, std::max<std::int64_t>(receipt.bytes.value_or(0), 0));
   }
   report.skippedByReason = countedReasons(result);
-  report.disposedBytesTotal = signedBytes(snapshot.disposedBytesTotal);
-  report.disposedItemsTotal = snapshot.disposedItemsTotal;
-  report.failuresTotal = snapshot.failuresTotal;
-  report.runsTotal = snapshot.runsTotal;
-  report.quarantineBytes = signedBytes(snapshot.quarantineBytes);
-  report.quarantineItems = snapshot.quarantineItems;
-  report.volumeTotalBytes = signedIfKnown(snapshot.volumeTotalBytes);
-  report.volumeAvailableBytes = signedIfKnown(snapshot.volumeAvailableBytes);
+  setState(report, snapshot);
   report.auditSeq = circumstances.auditSeq;
   if (circumstances.auditSeq > 0) report.auditHeadHash = circumstances.auditHeadHash;
   report.topItems = largestItems(scan.items, circumstances.hub.topItems);

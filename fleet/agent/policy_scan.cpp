@@ -26,19 +26,22 @@ std::optional<Age> ageOfRemovals(const FleetPolicy::AutoClean& clean) {
   return Age{0, std::chrono::days{std::min(clean.minIdleDays, most)}};
 }
 
+void setRoots(PolicyScan& scan, const std::vector<std::string>& roots) {
+  for (const std::string& root : roots) {
+    if (const auto opened = openDirectory(root)) {
+      scan.request.roots.push_back(root);
+    } else {
+      scan.warnings.push_back(fmt::format("scan root {} cannot be scanned: {}", root, opened.failure().message()));
+    }
+  }
+}
+
 }  // namespace
 
 PolicyScan makePolicyScan(const FleetPolicy& policy, const ResolvedPolicy& resolved, TimePoint now) {
   PolicyScan scan;
   ScanRequest& request = scan.request;
-  for (const std::string& root : resolved.roots) {
-    const auto opened = openDirectory(root);
-    if (opened) {
-      request.roots.push_back(root);
-    } else {
-      scan.warnings.push_back(fmt::format("scan root {} cannot be scanned: {}", root, opened.failure().message()));
-    }
-  }
+  setRoots(scan, resolved.roots);
   ChosenCatalog chosen = makePolicyCatalog(policy, resolved);
   request.catalog = std::move(chosen.catalog);
   request.wholeCatalog = std::move(chosen.whole);
