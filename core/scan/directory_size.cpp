@@ -26,7 +26,7 @@ struct SizeTarget {
              bool forRemoval)
       : measurement(filter, {.enterBundles = folder.enterBundles,
                              .isTrash = folder.isTrash,
-                             .isPlace = rules != nullptr && !folder.isTrash,
+                             .isPlace = rules != nullptr && !folder.isTrash && !folder.holdsPackages,
                              .forRemoval = forRemoval,
                              .rules = folder.isTrash || folder.holdsPackages ? nullptr : rules}) {}
   Measurement measurement;
