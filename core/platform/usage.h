@@ -16,7 +16,7 @@ enum class UseKind {
   lockedFile,
   program,   // the file that runs
   argument,  // an argument: an interpreter's script, a served folder
-  starter,   // program or script of an ancestor of this process
+  starter,   // program of this process, program or script of an ancestor
   workingFolder,
   rootFolder,
   mappedFile,      // a library or data

@@ -165,6 +165,7 @@ std::vector<std::int64_t> runningProcesses() {
 class UsageCollector {
  public:
   UsageSnapshot collect() {
+    addProgram(self_);  // else a build folder would go with the program that removes it
     std::erase_if(processes_, [&](auto process) { return process == self_ || isOwnGit(process); });
     for (const auto process : processes_) addPlaces(process);
     addLocks();
@@ -192,14 +193,18 @@ class UsageCollector {
     return programName(process) == "git" && processLink(parentOf(process), "exe") == processLink(::getpid(), "exe");
   }
 
-  void addPlaces(std::int64_t process) {
-    const bool isOurs = ours_.contains(process);
-    if (const auto program = processLink(process, "exe")) {
-      for (std::string& place : placesOf(process, *program)) {
-        addPlace(isOurs ? UseKind::starter : UseKind::program, process, withoutDeletedMark(std::move(place)));
-      }
+  void addProgram(std::int64_t process) {
+    const auto program = processLink(process, "exe");
+    if (!program) return;
+    const UseKind kind = ours_.contains(process) ? UseKind::starter : UseKind::program;
+    for (std::string& place : placesOf(process, *program)) {
+      addPlace(kind, process, withoutDeletedMark(std::move(place)));
     }
-    if (isOurs) return addStarterFiles(process, "");
+  }
+
+  void addPlaces(std::int64_t process) {
+    addProgram(process);
+    if (ours_.contains(process)) return addStarterFiles(process, "");
     const auto folder = processLink(process, "cwd");
     const bool isPiped = pipeline_.contains(process);
     if (isPiped) addStarterFiles(process, folder.value_or(""));

@@ -155,6 +155,11 @@ TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
   }
 }
 
+TEST_F(Usage, ShowsThatThisProgramRunsFromItsFolder) {
+  // Other runs of it may be found first.
+  EXPECT_TRUE(UsageSnapshot::take().userOf(std::filesystem::read_symlink("/proc/self/exe")));
+}
+
 TEST_F(Usage, ShowsWhoListensOnASocketInAFolder) {
   const std::string name = tree_.path("place/inner/socket");
   const OtherProcess other([&] {
