@@ -13,7 +13,7 @@ using Reason = EvidenceGap::Reason;
 constexpr std::array reasonTexts{
     std::pair{Reason::noSign, std::string_view{"no sign of a tool"}},
     std::pair{Reason::unnamedPackages, std::string_view{"its packages are named nowhere"}},
-    std::pair{Reason::gonePackage, std::string_view{"a folder or file that it is installed from is gone"}},
+    std::pair{Reason::gonePackage, std::string_view{"what it is installed from is gone or lies in it"}},
     std::pair{Reason::strangersManifest, std::string_view{"the manifest belongs to another user"}},
     std::pair{Reason::ownFiles, std::string_view{"holds files that people write"}},
     std::pair{Reason::keepsake, std::string_view{"holds documents or keys"}},

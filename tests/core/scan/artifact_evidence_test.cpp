@@ -155,7 +155,7 @@ TEST(ArtifactEvidence, ItsAbsenceHasAReason) {
            {{"requirements.txt=a", ".venv/pyvenv.cfg", ".venv/x.py"}, ".venv", "holds files that people write: x.py"},
            {{R"(package.json={"dependencies":{"a":"../a"}})", "node_modules/a"},
             "node_modules",
-            "a folder or file that it is installed from is gone"},
+            "what it is installed from is gone or lies in it"},
            {{".git/", ".gitignore=dist", "dist/certs/a.pem", "dist/a.js", "dist/b.js"},
             "dist",
             "holds documents or keys: a.pem"},
