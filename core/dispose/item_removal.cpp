@@ -99,13 +99,13 @@ std::string sentence(const TreeRemoval::Result& result, const std::string& place
 
 void ItemRemoval::requireWhollyRemovable(const HeldEntry& entry, const Options& options) {
   if (entry.facts.type != EntryType::directory) return;
-  const auto kept = TidraDirectorySizeReader::readAll(
-                        {{.path = entry.path(), .isTrash = true}},
-                        {.workers = options.workers, .shouldCancel = options.shouldCancel, .forRemoval = true})
-                        .front()
-                        .kept;
+  TidraDirectorySizeReader::Options measuring;
+  measuring.workers = options.workers;
+  measuring.shouldCancel = options.shouldCancel;
+  measuring.forRemoval = true;
+  const auto size = TidraDirectorySizeReader::readAll({{.path = entry.path(), .isTrash = true}}, measuring).front();
   const TidraPathResolver wholePaths{"/", {}};
-  if (kept) throw DisposalError(kept->reason(wholePaths) + ", so it stays");
+  if (size.kept) throw DisposalError(size.kept->reason(wholePaths) + ", so it stays");
 }
 
 void ItemRemoval::run(const HeldEntry& entry, const Options& options) {

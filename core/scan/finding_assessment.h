@@ -14,7 +14,8 @@ namespace tidra {
 /// Raises the tier of findings that cannot be recreated, with the reason as restore hint, and sets the evidence of the
 /// others. Uses several threads; polls `shouldStop` on the calling one. Findings not reached by then have no evidence.
 /// Returns notes on what was not read.
-[[nodiscard]] std::vector<std::string> assessFindings(std::vector<FoundArtifact>& findings, const TidraPathResolver& resolver,
-                    const std::function<bool()>& shouldStop);
+[[nodiscard]] std::vector<std::string> assessFindings(std::vector<FoundArtifact>& findings,
+                                                      const TidraPathResolver& resolver,
+                                                      const std::function<bool()>& shouldStop);
 
 }  // namespace tidra
