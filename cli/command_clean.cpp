@@ -62,9 +62,9 @@ void noteRaised(const RaisedFindings& raised) {
   const bool isOne = raised.count == 1;
   std::string hint;
   if (raised.hasCaution) hint = fmt::format("; --tier safe,caution takes {} too", isOne ? "it" : "those of caution");
-  writeNote(fmt::format("{} with {} {} more than {} rule expects (tidra scan shows what){}.",
+  writeNote(fmt::format("{} with {} {}, because a check ranks {} rule (tidra scan shows why){}.",
                         counted(raised.count, "finding", "findings"), ByteFormatting::compact(raised.bytes),
-                        isOne ? "stays, because it holds" : "stay, because they hold", isOne ? "its" : "their", hint));
+                        isOne ? "stays" : "stay", isOne ? "it higher than its" : "them higher than their", hint));
 }
 
 /// The candidates without a refusal, in the requested order. Writes a note for each of the others.

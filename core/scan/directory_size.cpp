@@ -6,11 +6,17 @@
 #include "core/scan/bundle_packages.h"
 #include "core/scan/folder_traversal.h"
 #include "core/scan/measurement.h"
+#include "core/scan/rule_index.h"
 
 namespace tidra {
 
 bool Measurement::belongs(std::string_view folderName) const {
   return options_.enterBundles || !isBundlePackage(folderName);
+}
+
+bool Measurement::isPackagesOwn(std::string_view name) const {
+  const NameFacts* facts = options_.namesOfPackages != nullptr ? options_.namesOfPackages->find(name) : nullptr;
+  return facts != nullptr && !facts->rules.empty();
 }
 
 unsigned defaultScanWorkers() {
@@ -26,9 +32,10 @@ struct SizeTarget {
              bool forRemoval)
       : measurement(filter, {.enterBundles = folder.enterBundles,
                              .isTrash = folder.isTrash,
-                             .isPlace = rules != nullptr && !folder.isTrash && !folder.holdsPackages,
+                             .isPlace = rules != nullptr && !folder.isTrash,
                              .forRemoval = forRemoval,
-                             .rules = folder.isTrash || folder.holdsPackages ? nullptr : rules}) {}
+                             .rules = folder.isTrash || folder.holdsPackages ? nullptr : rules,
+                             .namesOfPackages = folder.holdsPackages ? rules : nullptr}) {}
   Measurement measurement;
   std::atomic<bool> opened{false};
   std::optional<FileIdentity> identity;  // written by the first visit, before any other begins

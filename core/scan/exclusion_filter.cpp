@@ -79,20 +79,21 @@ class LinkTargets {
     if (at == components_.size()) return;
     if (const auto name = literalName(components_[at])) {
       const std::string path = joinedPath(folder, *name);
-      if (const auto facts = pathFacts(path)) enter(path, facts->type, at + 1);
+      if (const auto facts = pathFacts(path)) enter(path, facts->type, at + 1, false);
       return;
     }
     for (const auto& [name, type] : matchesIn(folder, std::string(components_[at]))) {
-      enter(joinedPath(folder, name), type, at + 1);
+      enter(joinedPath(folder, name), type, at + 1, true);
     }
   }
 
-  void enter(const std::string& path, EntryType type, std::size_t next) {
+  void enter(const std::string& path, EntryType type, std::size_t next, bool isMatch) {
     if (type == EntryType::directory) return follow(path, next);
     if (type != EntryType::symbolicLink) return;
     const auto real = realPath(path);
-    // "~/x/*" names what is in a folder, not the folder itself or one around it.
-    if (!real || (next == components_.size() && isSameOrInside(path, *real))) return;
+    // A wildcard names what is in a folder, not the folder itself or one around it, which would match everything.
+    const bool mayLeadUp = !isMatch && next < components_.size();
+    if (!real || (!mayLeadUp && isSameOrInside(path, *real))) return;
     // Links may form loops, and many may lead to one place.
     if (!seen_.emplace(*real, next).second) return;
     spell(*real, next);

@@ -33,7 +33,9 @@ bool vouchesFor(std::uint32_t owner, const std::string& entry) {
 
 bool isInstallable(const std::string& project, const std::string& path) {
   const std::string whole = path.starts_with('/') ? path : joinedPath(project, path);
-  return followedFacts(whole) && !DependencyFolders::holding(realPathOrSame(whole));
+  if (!followedFacts(whole)) return false;
+  const auto holder = DependencyFolders::holding(realPathOrSame(whole));
+  return !holder || !isSameOrInside(*holder, realPathOrSame(project));
 }
 
 std::string firstMatch(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view pattern,

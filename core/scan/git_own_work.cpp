@@ -64,21 +64,34 @@ bool isObjectName(std::string_view text) {
   return text.size() >= shortest && text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
+/// Folds answers about work: one "yes" is enough, whatever else could not be answered; then "unknown" beats "no".
+class AnyWork {
+ public:
+  void add(std::optional<bool> answer) {
+    if (!isFound()) answer_ = !answer ? std::nullopt : *answer ? std::optional(true) : answer_;
+  }
+  bool isFound() const { return answer_ == true; }
+  std::optional<bool> answer() const { return answer_; }
+
+ private:
+  std::optional<bool> answer_ = false;
+};
+
 struct Reflog {
   static constexpr std::size_t mostCommits = 1000;  // fit a command line
 
   std::vector<std::string> madeHere;  // the last commits that were made here, also those that no branch has
   std::optional<TimePoint> cloned;    // when the repository was cloned; absent without that entry
+  bool isWhole = true;                // false: a part could not be read
 };
 
-/// A line has the old and the new commit, author, date, zone, a tab and a message. Empty without the file; nullopt if
-/// it is unreadable.
-std::optional<Reflog> reflogIn(const std::string& gitFolder) {
+/// A line has the old and the new commit, author, date, zone, a tab and a message. Empty without the file.
+Reflog reflogIn(const std::string& gitFolder) {
   constexpr std::size_t longest = 4_MiB;
   Reflog log;
   const auto text = readRegularFile(reflogOf(gitFolder), longest);
-  if (text.failure() == std::errc::no_such_file_or_directory) return log;
-  if (!text) return std::nullopt;
+  if (!text) log.isWhole = text.failure() == std::errc::no_such_file_or_directory;
+  if (!text) return log;
   const auto lines = splitNonEmpty(*text, '\n');
   for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
     const auto tab = line->find('\t');
@@ -112,18 +125,19 @@ std::vector<std::string> tagsOfClone(const std::string& common, const Reflog& re
   return arguments;
 }
 
-/// Returns the reflogs of a repository and its linked worktrees; nullopt as above.
-std::optional<Reflog> reflogsOf(const std::string& gitFolder, GitBounds& bounds) {
-  auto log = reflogIn(gitFolder);
-  const auto worktrees = log ? linkedWorktreesOf(gitFolder, bounds) : std::nullopt;
-  if (!worktrees) return std::nullopt;
+/// Returns the reflogs of a repository and its linked worktrees.
+Reflog reflogsOf(const std::string& gitFolder, GitBounds& bounds) {
+  Reflog log = reflogIn(gitFolder);
+  const auto worktrees = linkedWorktreesOf(gitFolder, bounds);
+  log.isWhole = log.isWhole && worktrees;
+  if (!worktrees) return log;
   for (const LinkedWorktree& worktree : *worktrees) {
-    const auto further = reflogIn(worktree.gitFolder);
-    if (!further) return std::nullopt;
-    const std::size_t room = Reflog::mostCommits - std::min(Reflog::mostCommits, log->madeHere.size());
-    const auto& commits = further->madeHere;
-    log->madeHere.insert(log->madeHere.end(), commits.begin(),
-                         commits.begin() + static_cast<std::ptrdiff_t>(std::min(room, commits.size())));
+    const Reflog further = reflogIn(worktree.gitFolder);
+    log.isWhole = log.isWhole && further.isWhole;
+    const std::size_t room = Reflog::mostCommits - std::min(Reflog::mostCommits, log.madeHere.size());
+    const auto& commits = further.madeHere;
+    log.madeHere.insert(log.madeHere.end(), commits.begin(),
+                        commits.begin() + static_cast<std::ptrdiff_t>(std::min(room, commits.size())));
   }
   return log;
 }
@@ -147,17 +161,20 @@ std::optional<bool> TidraGitMetadataReader::holdsOwnWork(const Inside& inside, c
   const std::string& repository = inside.repository;
   if (isRemainsOfRepository(repository)) return false;
   const auto gitFolder = gitFolderOf(repository);
-  const auto served = gitFolder ? servesWorktreeOutside(*gitFolder, inside.item) : std::optional(false);
-  if (!served || *served) return served;
-  if (!git_ || servesUnknownWorkTree(repository)) return std::nullopt;
-  const bool isBare = gitFolder == repository;
-  const auto ofBare = isConfigurationBeyondOthersReach(repository) ? std::optional<std::size_t>(0) : std::nullopt;
-  const auto changes = isBare ? ofBare : countChanges(repository);
-  if (changes && *changes > 0) return true;
-  // What needs no configuration is asked nevertheless, unless git failed.
-  if (!changes && !isBare && isConfigurationBeyondOthersReach(repository)) return std::nullopt;
-  const auto further = holdsFurtherWork(inside, isRemoved);
-  return further == false && !changes ? std::nullopt : further;
+  AnyWork work;
+  if (gitFolder) work.add(servesWorktreeOutside(*gitFolder, inside.item));
+  if (work.isFound()) return true;
+  if (!git_) return std::nullopt;
+  if (servesUnknownWorkTree(repository)) work.add(std::nullopt);
+  if (gitFolder == repository) {  // bare
+    if (!isConfigurationBeyondOthersReach(repository)) work.add(std::nullopt);
+  } else {
+    const auto changes = countChanges(repository);
+    work.add(changes ? std::optional(*changes > 0) : std::nullopt);
+  }
+  // What needs no configuration is asked even if the changes are unknown.
+  if (!work.isFound()) work.add(holdsFurtherWork(inside, isRemoved));
+  return work.answer();
 }
 
 /// Whether a work tree stays that needs this git folder. It could not be asked any more, nor could its submodules.
@@ -170,22 +187,21 @@ std::optional<bool> TidraGitMetadataReader::servesWorktreeOutside(const std::str
 /// Whether there is work besides changes that git sees in the work tree.
 std::optional<bool> TidraGitMetadataReader::holdsFurtherWork(const Inside& inside, const RemovalTest& isRemoved) const {
   const std::string& repository = inside.repository;
-  const auto overlooked = overlooksChanges(repository);
-  if (!overlooked || *overlooked) return overlooked;
   const auto gitFolder = gitFolderOf(repository);
   const auto common = gitFolder ? commonFolderOf(*gitFolder) : std::make_error_code(std::errc::not_a_directory);
-  if (!common) return std::nullopt;
+  AnyWork work;
+  work.add(overlooksChanges(repository));
+  if (!common) work.add(std::nullopt);
   // The commits of a linked worktree are in its main repository.
-  if (*common != *gitFolder && !isRemoved(realPathOrSame(*common))) return false;
+  if (work.isFound() || !common || (*common != *gitFolder && !isRemoved(realPathOrSame(*common)))) return work.answer();
+  work.add(holdsUnpushedCommits(repository, isRemoved));
   const auto modules = modulesOf(*gitFolder, *bounds_);
-  if (!modules) return std::nullopt;
-  for (const std::string& module : *modules) {
-    const auto served = servesWorktreeOutside(module, inside.item);
-    if (!served || *served) return served;
-    const auto unpushed = holdsUnpushedCommits(module, isRemoved);
-    if (!unpushed || *unpushed) return unpushed;
+  if (!modules) work.add(std::nullopt);
+  for (std::size_t i = 0; modules && i < modules->size() && !work.isFound(); ++i) {
+    work.add(servesWorktreeOutside((*modules)[i], inside.item));
+    if (!work.isFound()) work.add(holdsUnpushedCommits((*modules)[i], isRemoved));
   }
-  return holdsUnpushedCommits(repository, isRemoved);
+  return work.answer();
 }
 
 /// Whether files are marked for git to assume that they are unchanged.
@@ -205,9 +221,9 @@ std::optional<bool> TidraGitMetadataReader::overlooksChanges(const std::string& 
 std::optional<bool> TidraGitMetadataReader::holdsUnpushedCommits(const std::string& repository,
                                                                  const RemovalTest& isRemoved) const {
   const auto gitFolder = gitFolderOf(repository);
-  const auto reflog = gitFolder ? reflogsOf(*gitFolder, *bounds_) : std::nullopt;
-  const auto remotes = reflog ? lastingRemotes(repository, isRemoved) : std::nullopt;
+  const auto remotes = gitFolder ? lastingRemotes(repository, isRemoved) : std::nullopt;
   if (!remotes) return std::nullopt;
+  const Reflog reflog = reflogsOf(*gitFolder, *bounds_);
   std::vector<std::string> pushed{"--not"};
   for (const std::string& name : remotes->names) pushed.push_back("--remotes=" + name);
   pushed.insert(pushed.end(), remotes->commits.begin(), remotes->commits.end());
@@ -218,12 +234,13 @@ std::optional<bool> TidraGitMetadataReader::holdsUnpushedCommits(const std::stri
     const auto commits = answer(repository, std::move(arguments));
     return commits ? std::optional(!commits->empty()) : std::nullopt;
   };
-  if (!reflog->madeHere.empty()) {
-    const auto left = isAnyLeft(reflog->madeHere, {});
-    if (!left || *left) return left;
-  }
+  AnyWork work;
+  if (!reflog.isWhole) work.add(std::nullopt);
+  if (!reflog.madeHere.empty()) work.add(isAnyLeft(reflog.madeHere, {}));
+  if (work.isFound()) return true;
   const bool areTagsElsewhere = remotes->areAll && !(remotes->names.empty() && remotes->commits.empty());
-  return isAnyLeft({"--all"}, areTagsElsewhere ? tagsOfClone(*gitFolder, *reflog) : std::vector<std::string>{});
+  work.add(isAnyLeft({"--all"}, areTagsElsewhere ? tagsOfClone(*gitFolder, reflog) : std::vector<std::string>{}));
+  return work.answer();
 }
 
 std::vector<std::optional<bool>> TidraGitMetadataReader::holdOwnWork(const std::vector<Inside>& repositories,

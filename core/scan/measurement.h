@@ -34,6 +34,8 @@ class Measurement {
     bool isPlace = false;              // outside projects: exclusions by name hold inside, as on a walk
     bool forRemoval = false;           // folders that the running user cannot empty must stay
     const RuleIndex* rules = nullptr;  // all rules, for inside(); null: tiers inside are not looked for
+    const RuleIndex* namesOfPackages =
+        nullptr;  // in a place of packages: folders that rules name are the packages' own
   };
 
   /// The filter contains mounts and exclusions; it must outlive this.
@@ -106,7 +108,8 @@ class Measurement {
       holdsKeepFile = holdsKeepFile || entry.name == KeptInside::keepFile;
       signs.note(entry);
       if (mayKeep && filter.keeps(entry.name)) meet({joinedPath(node.path(), entry.name), KeptInside::Why::excluded});
-      if (options_.isPlace && filter.barsByName(entry.name)) meetExcluded(node, entry.name);
+      if (options_.isPlace && filter.barsByName(entry.name) && !isPackagesOwn(entry.name))
+        meetExcluded(node, entry.name);
       if (kept && kept->bars(entry.name)) meet({joinedPath(node.path(), entry.name), KeptInside::Why::neverRemoved});
       if (entry.type == EntryType::regularFile && position.isCounted) {
         const auto size = fileSize(descriptor, entry.name.data());
@@ -158,6 +161,8 @@ class Measurement {
 
  private:
   bool belongs(std::string_view folderName) const;
+  /// Published packages have folders such as "dist", so an exclusion of that name does not mean theirs.
+  bool isPackagesOwn(std::string_view name) const;
 
   void lookForStore(std::string_view name, const FolderNode& parent, const WalkFilter::Place* place) {
     const auto kind = place != nullptr && place->store ? place->store : StoreNames::kindOf(name, parent);

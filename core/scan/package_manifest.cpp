@@ -39,6 +39,7 @@ bool isGone(const std::string& project, const nlohmann::json& version) {
 bool matchesWorkspace(const std::string& project, std::vector<FolderEntry> entries, std::string_view pattern) {
   constexpr std::ptrdiff_t mostFolders = 4;
   if (pattern.starts_with("./")) pattern.remove_prefix(2);
+  if (pattern.find('{') != std::string_view::npos) return true;  // alternatives are not expanded here
   if (pattern.empty() || pattern == "." || pattern.starts_with('!') || pattern.starts_with('/')) return false;
   if (std::count(pattern.begin(), pattern.end(), '/') >= mostFolders) return false;
   std::erase_if(entries, [](const FolderEntry& entry) { return entry.name == "node_modules"; });
@@ -141,6 +142,7 @@ bool namesPackageOfYaml(const std::string& text, bool isOfPnpm) {
   bool isPackages = !isOfPnpm;
   const auto lines = splitNonEmpty(text, '\n');
   return std::any_of(lines.begin(), lines.end(), [&](std::string_view line) {
+    if (line == "\r") return false;
     if (isOfPnpm && line.front() != ' ') isPackages = line.starts_with("packages:");
     if (!isPackages || line.find(':') == std::string_view::npos) return false;
     const auto indent = line.find_first_not_of(' ');

@@ -92,6 +92,7 @@ std::size_t raiseTracked(const std::vector<FoundArtifact*>& findings, const Tidr
     if (tracked.held.contains(found->place)) {
       finding.safetyTier = ArtifactSafetyTier::warning;
       finding.restoreHint = "Holds files tracked by git";
+      finding.noEvidence.reset();  // the hint says more
       finding.evidence.reset();
     } else if (tracked.unknown.contains(found->place)) {
       raiseToCaution(finding);

@@ -60,7 +60,7 @@ TEST_F(CliCleanup, NothingHappensWithoutAnAnswer) {
 TEST_F(CliCleanup, WhatStaysBecauseItsTierWasRaisedIsNoted) {
   for (const char* file : {"requires", "store/f"}) tree().writeFile("code/web/node_modules/a/.hg/" + std::string(file));
   for (const char* file : {"code/tool/target/__init__.py", "code/plain/vendor/f"}) tree().writeFile(file);
-  const std::string held = "because it holds more than its rule expects (tidra scan shows what)";
+  const std::string held = "because a check ranks it higher than its rule (tidra scan shows why)";
   const ProgramRun some = clean({"-n", "code/web"});
   EXPECT_THAT(some, succeeds(HasSubstr("~/code/web/dist")));
   EXPECT_EQ(some.err, "note: 1 finding with 3 KB stays, " + held + "; --tier safe,caution takes it too.\n");

@@ -60,7 +60,7 @@ TEST_F(CliState, OptionsChooseWhatOutsideProjectsIsFound) {
        --no-projects --ecosystem rust,ours => .cargo/registry ~/.mine | --ecosystem rust => .cargo/registry tool/target |
        --no-projects --disable-rule pip-cache => .cargo/registry ~/.mine | --no-projects --min-size 100 => .cache/pip |
        --no-projects --exclude .cargo => .cache/pip ~/.mine |
-       --no-projects --exclude *.txt => .cache/pip .cargo/registry ~/.mine |
+       --no-projects --exclude *.txt => .cargo/registry ~/.mine |
        --no-projects --exclude dist => .cache/pip .cargo/registry ~/.mine |
        --no-projects --exclude f => .cache/pip .cargo/registry | code/web => web/dist web/node_modules |
        code/web --system => .cache/pip .cargo/registry ~/.mine web/dist web/node_modules)"))

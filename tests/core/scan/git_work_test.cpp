@@ -157,6 +157,23 @@ TEST_F(GitWork, ARepositoryOfAWorktreeElsewhereStays) {
   EXPECT_EQ(holds("item"), std::nullopt) << "a link is not followed";
 }
 
+TEST_F(GitWork, WorkThatIsFoundCountsWhateverElseHasNoAnswer) {
+  makeRepository("origin");
+  const auto spoilt = [&](const std::string& name, const char* obstacle) {
+    const std::string clone = cloned(name);
+    git(clone, emptyCommit_);
+    tree_.writeFile(name + obstacle);
+    return clone;
+  };
+  // A submodule whose cloning was interrupted, and one whose folder is no folder.
+  EXPECT_EQ(holdsWork(spoilt("submodule", "/.git/modules/m/HEAD")), true);
+  EXPECT_EQ(holdsWork(spoilt("modules", "/.git/modules")), true);
+  EXPECT_EQ(holdsWork(spoilt("worktrees", "/.git/worktrees/w/gitdir/x")), true);
+  const std::string work = cloned("work", {"--separate-git-dir", tree_.path("apart")});
+  git(work, emptyCommit_);
+  EXPECT_EQ(holdsWork(tree_.path("apart")), true) << "its work tree is elsewhere";
+}
+
 TEST_F(GitWork, ManyFoldersOrHangsInOneItemConcernOnlyThat) {
   makeRepository("origin");
   const std::string honest = cloned("honest");
