@@ -22,10 +22,12 @@ bool EnclosingOutput::isMade(const std::string& folder, const ArtifactMaker& mak
   const auto facts = pathFacts(folder);
   if (!facts) return false;
   const auto inside = listing(folder);
-  if (!manifestOfOwnProject(maker, folder, inside).empty()) return false;
-  if (!firstOf(folder, inside, maker.marks, facts->owner).empty()) return true;
   const auto ignored = ignored_.of(folder);
-  if (ignored.isInRepository && !ignored.isIgnored && !ignored.isUncertain) return false;
+  const bool isKeptInGit = ignored.isInRepository && !ignored.isIgnored && !ignored.isUncertain;
+  // Packagers write a package.json into what they make, which git then ignores.
+  if (isKeptInGit && !manifestOfOwnProject(maker, folder, inside).empty()) return false;
+  if (!firstOf(folder, inside, maker.marks, facts->owner).empty()) return true;
+  if (isKeptInGit) return false;
   const std::string project = parentPath(folder);
   const auto beside = listing(project);
   const std::string manifest = firstOf(project, beside, maker.manifests, facts->owner);

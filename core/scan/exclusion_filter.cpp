@@ -91,9 +91,8 @@ class LinkTargets {
     if (type == EntryType::directory) return follow(path, next);
     if (type != EntryType::symbolicLink) return;
     const auto real = realPath(path);
-    // A wildcard names what is in a folder, not the folder itself or one around it, which would match everything.
-    const bool mayLeadUp = !isMatch && next < components_.size();
-    if (!real || (!mayLeadUp && isSameOrInside(path, *real))) return;
+    // "~/x/*" names what is in a folder, not the folder itself or one around it; and not everything, if "z:" is "/".
+    if (!real || (isMatch && *real == "/") || (next == components_.size() && isSameOrInside(path, *real))) return;
     // Links may form loops, and many may lead to one place.
     if (!seen_.emplace(*real, next).second) return;
     spell(*real, next);

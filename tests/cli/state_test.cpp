@@ -62,7 +62,7 @@ TEST_F(CliState, OptionsChooseWhatOutsideProjectsIsFound) {
        --no-projects --exclude .cargo => .cache/pip ~/.mine |
        --no-projects --exclude *.txt => .cargo/registry ~/.mine |
        --no-projects --exclude dist => .cache/pip .cargo/registry ~/.mine |
-       --no-projects --exclude f => .cache/pip .cargo/registry | code/web => web/dist web/node_modules |
+       --no-projects --exclude f => | code/web => web/dist web/node_modules |
        code/web --system => .cache/pip .cargo/registry ~/.mine web/dist web/node_modules)"))
     EXPECT_EQ(shortNames(pathsIn(scanAll(wordsOf(options)))), names) << options;
   const std::string text = run({"scan", "--no-projects", "--category", "globalCaches,mine", "--rules", rules_}).out;

@@ -36,18 +36,21 @@ TEST(Assessment, NothingInAnOutputFolderIsSafe) {
   makeEntries(
       tree,
       {"w/package.json={\"scripts\":{\"build\":\"vite build\"}}", "w/dist/node_modules/.package-lock.json",
+       // A packager wrote a manifest into its output.
+       "i/.git/", "i/.gitignore=dist", "i/package.json={\"scripts\":{\"build\":\"ng build\"}}",
+       "i/dist/package.json={}", "i/dist/node_modules/.package-lock.json",
        // Sources of the project's own: by their manifest, and because git does not ignore them.
-       "s/package.json={\"scripts\":{\"build\":\"webpack\"}}", "s/build/package.json={\"dependencies\":{\"x\":\"1\"}}",
-       "s/build/node_modules/.package-lock.json", "g/.git/", "g/.gitignore=/dist/dist",
-       "g/package.json={\"scripts\":{\"build\":\"tsc\"}}", "g/dist/dist/a.js", "g/dist/w.js", "c/CMakeLists.txt",
-       "c/build/CMakeCache.txt", "c/build/_deps/foo/dist/CACHEDIR.TAG", "mine/build/p/dist/CACHEDIR.TAG",
-       "worktrees/one/.git", "worktrees/one/dist/CACHEDIR.TAG", "cmake/build/CMakeLists.txt",
-       "cmake/build/CMakeCache.txt", "cmake/build/sub/dist/CACHEDIR.TAG"});
+       "s/.git/", "cmake/.git/", "s/package.json={\"scripts\":{\"build\":\"webpack\"}}",
+       "s/build/package.json={\"dependencies\":{\"x\":\"1\"}}", "s/build/node_modules/.package-lock.json", "g/.git/",
+       "g/.gitignore=/dist/dist", "g/package.json={\"scripts\":{\"build\":\"tsc\"}}", "g/dist/dist/a.js", "g/dist/w.js",
+       "c/CMakeLists.txt", "c/build/CMakeCache.txt", "c/build/_deps/foo/dist/CACHEDIR.TAG",
+       "mine/build/p/dist/CACHEDIR.TAG", "worktrees/one/.git", "worktrees/one/dist/CACHEDIR.TAG",
+       "cmake/build/CMakeLists.txt", "cmake/build/CMakeCache.txt", "cmake/build/sub/dist/CACHEDIR.TAG"});
   // With the rules for the output folders disabled.
   const auto catalog = catalogOf({plainRule("node_modules"), plainRule("dist")});
   auto request = requestFor(tree, catalog);
   std::map<std::string, std::string> seen;
-  for (const char* root : {"w/dist", "s/build", "g/dist", "c", "mine", "worktrees", "cmake"}) {
+  for (const char* root : {"w/dist", "i/dist", "s/build", "g/dist", "c", "mine", "worktrees", "cmake"}) {
     request.root = tree.path(root);
     auto found = Scanner::scan(request).findings;
     EXPECT_THAT(assessFindings(found, {tree.root(), {}}, [] { return false; }), IsEmpty());
@@ -56,6 +59,7 @@ TEST(Assessment, NothingInAnOutputFolderIsSafe) {
           std::string(rawValue(one.finding.safetyTier)) + (lacksEvidence(one.finding) ? " to look at" : "");
   }
   EXPECT_EQ(seen, (std::map<std::string, std::string>{{"w/dist/node_modules", "caution to look at"},
+                                                      {"i/dist/node_modules", "caution to look at"},
                                                       {"c/build/_deps/foo/dist", "caution to look at"},
                                                       {"mine/build/p/dist", "safe"},
                                                       {"worktrees/one/dist", "safe"},
