@@ -4,7 +4,6 @@
 #include "core/platform/files.h"
 #include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
-#include "core/scan/dependency_folders.h"
 #include "core/scan/exclusion_filter.h"
 
 namespace tidra {
@@ -31,11 +30,16 @@ bool vouchesFor(std::uint32_t owner, const std::string& entry) {
   return facts && (facts->owner == 0 || facts->owner == runningUser() || facts->owner == owner);
 }
 
-bool isInstallable(const std::string& project, const std::string& path) {
+bool isInstallable(const std::string& project, const std::string& path,
+                   const std::function<bool(const std::string& folder)>& isArtefact) {
   const std::string whole = path.starts_with('/') ? path : joinedPath(project, path);
   if (!followedFacts(whole)) return false;
-  const auto holder = DependencyFolders::holding(realPathOrSame(whole));
-  return !holder || !isSameOrInside(*holder, realPathOrSame(project));
+  const std::string bound = realPathOrSame(project);
+  for (std::string folder = realPathOrSame(whole); folder != bound && isSameOrInside(folder, bound);
+       folder = parentPath(folder)) {
+    if (isArtefact(folder)) return false;
+  }
+  return true;
 }
 
 std::string firstMatch(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view pattern,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,8 +25,9 @@ std::vector<FolderEntry> listing(const std::string& folder);
 [[nodiscard]] bool vouchesFor(std::uint32_t owner, const std::string& entry);
 
 /// Whether a path that a manifest of the project names, absolute or relative, exists and may bring packages back: not
-/// what lies in a dependency folder, which would be removed together with them.
-[[nodiscard]] bool isInstallable(const std::string& project, const std::string& path);
+/// what lies in a folder of the project that `isArtefact` accepts, since it would be removed together with them.
+[[nodiscard]] bool isInstallable(const std::string& project, const std::string& path,
+                                 const std::function<bool(const std::string& folder)>& isArtefact);
 
 /// Returns the first existing path that matches a pattern of path components; empty if none does. `entries` are those
 /// of the folder. With `owner`, only a path that vouches for a folder of this user.

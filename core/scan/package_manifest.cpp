@@ -32,7 +32,8 @@ std::optional<std::string> localPath(std::string_view version) {
 bool isGone(const std::string& project, const nlohmann::json& version) {
   if (!version.is_string()) return false;
   const auto path = localPath(version.get_ref<const std::string&>());
-  return path && !isInstallable(project, *path);
+  const auto isNodeModules = [](const std::string& folder) { return lastPathComponent(folder) == "node_modules"; };
+  return path && !isInstallable(project, *path, isNodeModules);
 }
 
 /// Whether a pattern of workspaces matches a folder with a "package.json" of its own. "**" spans up to three folders.

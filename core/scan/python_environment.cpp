@@ -247,6 +247,8 @@ bool anyLine(std::string_view text, const std::function<bool(std::string_view)>&
   });
 }
 
+bool isEnvironment(const std::string& folder) { return pathExists(joinedPath(folder, "pyvenv.cfg")); }
+
 /// Other files and folders of this machine count while they exist: "-r base.txt", "--editable=../lib[extra]".
 bool listsInRequirements(std::string_view text, const std::string& project) {
   return anyLine(text, [&](std::string_view line) {
@@ -259,7 +261,7 @@ bool listsInRequirements(std::string_view text, const std::string& project) {
     if (begin == std::string_view::npos) return false;
     const auto place = line.substr(begin, line.find_first_of(" \t[#;", begin) - begin);
     if (place.find("://") != std::string_view::npos || place.starts_with("git+")) return true;
-    return isInstallable(project, std::string(place));
+    return isInstallable(project, std::string(place), &isEnvironment);
   });
 }
 

@@ -250,8 +250,11 @@ TEST(ArtifactEvidence, APackageManifestMustNameWhatAnInstallerBringsBack) {
   }
   for (const char* manifest :
        {R"({"dependencies":{"a":"file:../a"}})", R"({"devDependencies":{"a":"../a"}})", R"({"workspaces":["./w/*"]})",
-        R"({"workspaces":{"packages":["w/**"]}})", R"({"peerDependencies":{"a":"~1"}})"}) {
-    expectPackages({"p/package.json=" + std::string(manifest), "a/", "p/w/b/package.json"}, true);
+        R"({"workspaces":{"packages":["w/**"]}})", R"({"peerDependencies":{"a":"~1"}})",
+        R"({"workspaces":["{v,w}/*"]})", R"({"dependencies":{"ux":"file:vendor/ux/assets"}})"}) {
+    expectPackages({"p/package.json=" + std::string(manifest), "a/", "p/w/b/package.json", "p/vendor/autoload.php",
+                    "p/vendor/ux/assets/"},
+                   true);
   }
   for (const auto& [file, named] : std::vector<std::pair<std::string, bool>>{
            {"package-lock.json=", false},
@@ -260,6 +263,7 @@ TEST(ArtifactEvidence, APackageManifestMustNameWhatAnInstallerBringsBack) {
            {R"(package-lock.json={"dependencies":{"a":{"version":"file:../a"}}})", false},
            {R"(package-lock.json={"dependencies":{"a":{"version":"1"}}})", true},
            {"yarn.lock=# yarn lockfile v1\n", false},
+           {"pnpm-lock.yaml=packages:\r\n\r\n  /a@1.0.0:\r\n", true},
            {"yarn.lock=abc", false},
            {"yarn.lock=__metadata:\n  version: 8\n\n\"a@link:../a::locator=x\":\n  version: 0\n", false},
            {"yarn.lock=\"@x/a@npm:^1\":\n  version: 1", true},
