@@ -4,10 +4,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "core/model/inside_notes.h"
 #include "core/model/repositories_inside.h"
 #include "core/model/scan_artifact_finding.h"
+#include "core/model/storage_use.h"
 #include "core/platform/directory_reader.h"
 
 namespace tidra {
@@ -28,10 +31,19 @@ struct FoundArtifact {
 
   RepositoriesInside repositories = {};
   InsideNotes inside = {};
+  std::vector<SharedInode> shared = {};  // with hard links outside of the finding; by device and inode
 
   bool isOfProject() const { return finding.source == ArtifactSource::projectWalk; }
   /// Returns the project folder; nullopt outside projects.
   std::optional<std::string> project() const { return isOfProject() ? finding.groupRoot : std::nullopt; }
+
+  /// Takes the figures of what was measured at its path.
+  void setUse(StorageUse use) {
+    finding.diskBytes = use.diskBytes;
+    finding.freeableBytes = use.freeableBytes;
+    finding.difference = use.difference;
+    shared = std::move(use.shared);
+  }
 
   bool operator==(const FoundArtifact&) const = default;
 };

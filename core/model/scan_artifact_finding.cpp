@@ -16,7 +16,9 @@ constexpr auto fieldsOf<ScanArtifactFinding> = recordFields(
     fieldOrDefault("safetyTier", &ScanArtifactFinding::safetyTier),
     field("restoreHint", &ScanArtifactFinding::restoreHint),
     field("lastActivityDate", &ScanArtifactFinding::lastActivityDate), field("ruleID", &ScanArtifactFinding::ruleID),
-    field("evidence", &ScanArtifactFinding::evidence), field("noEvidence", &ScanArtifactFinding::noEvidence));
+    field("evidence", &ScanArtifactFinding::evidence), field("noEvidence", &ScanArtifactFinding::noEvidence),
+    field("diskBytes", &ScanArtifactFinding::diskBytes), field("freeableBytes", &ScanArtifactFinding::freeableBytes),
+    field("difference", &ScanArtifactFinding::difference));
 
 template struct RecordCodec<ScanArtifactFinding>;
 
@@ -47,5 +49,8 @@ std::size_t std::hash<tidra::ScanArtifactFinding>::operator()(
   mix(seed, finding.ruleID);
   mix(seed, finding.evidence);
   mix(seed, finding.noEvidence);
+  mix(seed, finding.diskBytes);
+  mix(seed, finding.freeableBytes);
+  mix(seed, finding.difference);
   return seed;
 }

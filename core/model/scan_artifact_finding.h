@@ -9,6 +9,7 @@
 #include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "core/model/scan_vocabulary.h"
+#include "core/model/storage_use.h"
 
 namespace tidra {
 
@@ -29,6 +30,13 @@ struct ScanArtifactFinding {
   /// Why a project's artefact lacks evidence, for display: "holds documents or keys: a.pem". Absent with evidence, and
   /// where the restore hint says it.
   std::optional<std::string> noEvidence = {};
+  /// Figures of the disk, saturating, as in StorageUse; absent for items of tools.
+  std::optional<std::uint64_t> diskBytes = {};
+  std::optional<std::uint64_t> freeableBytes = {};
+  std::optional<SizeDifference> difference = {};
+
+  /// Returns what removing it alone frees, as far as known: the size where the disk was not asked.
+  std::uint64_t freeable() const { return freeableBytes.value_or(sizeBytes); }
 
   bool operator==(const ScanArtifactFinding&) const = default;
 };

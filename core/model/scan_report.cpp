@@ -21,6 +21,10 @@ std::string categoryOf(const ScanArtifactFinding& finding) {
   return finding.source == ArtifactSource::pipCLI ? "python" : std::string(projectCategory);
 }
 
+std::optional<std::int64_t> signedFigure(const std::optional<std::uint64_t>& bytes) {
+  return bytes ? std::optional(signedBytes(*bytes)) : std::nullopt;
+}
+
 ScanReportItem itemOf(const ScanArtifactFinding& finding, std::string category, std::string group,
                       const TidraPathResolver& resolver, std::optional<std::int64_t> idleDays,
                       std::optional<ProjectActivity> activity) {
@@ -40,7 +44,10 @@ ScanReportItem itemOf(const ScanArtifactFinding& finding, std::string category, 
           .idleDays = idleDays,
           .activity = activity,
           .evidence = finding.evidence,
-          .noEvidence = finding.noEvidence};
+          .noEvidence = finding.noEvidence,
+          .diskBytes = signedFigure(finding.diskBytes),
+          .freeableBytes = signedFigure(finding.freeableBytes),
+          .difference = finding.difference};
 }
 
 ScanReport emptyReport(const TidraPathResolver& resolver, const ScanReport::Circumstances& circumstances) {
@@ -111,20 +118,27 @@ ScanReport ScanReport::make(const std::vector<FoundArtifact>& found, const Tidra
   report.items.reserve(found.size());
   for (const auto& one : found) add(report, one.finding, one.category, resolver, circumstances.thresholds);
   report.projectCount = countedGroups(report);
+  std::vector<const FoundArtifact*> all;
+  all.reserve(found.size());
+  for (const auto& one : found) all.push_back(&one);
+  const StorageUse use = combinedUse(all);
+  report.diskBytes = signedBytes(use.diskBytes);
+  report.freeableBytes = signedBytes(use.freeableBytes);
   return report;
 }
 
 template <>
-constexpr auto fieldsOf<ScanReportItem> =
-    recordFields(field("id", &ScanReportItem::id), bytesField("path", &ScanReportItem::path),
-                 field("displayPath", &ScanReportItem::displayPath), field("label", &ScanReportItem::label),
-                 field("bytes", &ScanReportItem::bytes), field("tier", &ScanReportItem::tier),
-                 field("ecosystem", &ScanReportItem::ecosystem), field("category", &ScanReportItem::category),
-                 bytesField("group", &ScanReportItem::group), field("source", &ScanReportItem::source),
-                 field("ruleID", &ScanReportItem::ruleID), field("restoreHint", &ScanReportItem::restoreHint),
-                 field("lastActivity", &ScanReportItem::lastActivity), field("idleDays", &ScanReportItem::idleDays),
-                 field("activity", &ScanReportItem::activity), field("evidence", &ScanReportItem::evidence),
-                 field("noEvidence", &ScanReportItem::noEvidence));
+constexpr auto fieldsOf<ScanReportItem> = recordFields(
+    field("id", &ScanReportItem::id), bytesField("path", &ScanReportItem::path),
+    field("displayPath", &ScanReportItem::displayPath), field("label", &ScanReportItem::label),
+    field("bytes", &ScanReportItem::bytes), field("tier", &ScanReportItem::tier),
+    field("ecosystem", &ScanReportItem::ecosystem), field("category", &ScanReportItem::category),
+    bytesField("group", &ScanReportItem::group), field("source", &ScanReportItem::source),
+    field("ruleID", &ScanReportItem::ruleID), field("restoreHint", &ScanReportItem::restoreHint),
+    field("lastActivity", &ScanReportItem::lastActivity), field("idleDays", &ScanReportItem::idleDays),
+    field("activity", &ScanReportItem::activity), field("evidence", &ScanReportItem::evidence),
+    field("noEvidence", &ScanReportItem::noEvidence), field("diskBytes", &ScanReportItem::diskBytes),
+    field("freeableBytes", &ScanReportItem::freeableBytes), field("difference", &ScanReportItem::difference));
 
 template <>
 constexpr auto fieldsOf<ScanReport> = recordFields(
@@ -133,7 +147,8 @@ constexpr auto fieldsOf<ScanReport> = recordFields(
     field("host", &ScanReport::host), field("platform", &ScanReport::platform),
     bytesField("scanRoot", &ScanReport::scanRoot), bytesField("home", &ScanReport::home),
     field("durationSeconds", &ScanReport::durationSeconds), field("partial", &ScanReport::partial),
-    field("totalBytes", &ScanReport::totalBytes), field("bytesByTier", &ScanReport::bytesByTier),
+    field("totalBytes", &ScanReport::totalBytes), field("diskBytes", &ScanReport::diskBytes),
+    field("freeableBytes", &ScanReport::freeableBytes), field("bytesByTier", &ScanReport::bytesByTier),
     field("bytesByCategory", &ScanReport::bytesByCategory), field("bytesByEcosystem", &ScanReport::bytesByEcosystem),
     field("projectCount", &ScanReport::projectCount), field("volume", &ScanReport::volume),
     field("items", &ScanReport::items));

@@ -43,6 +43,9 @@ struct ScanReportItem {
   std::optional<ProjectActivity> activity;     // of the owning project
   std::optional<std::string> evidence = {};    // as in the finding
   std::optional<std::string> noEvidence = {};  // as in the finding
+  std::optional<std::int64_t> diskBytes = {};
+  std::optional<std::int64_t> freeableBytes = {};
+  std::optional<SizeDifference> difference = {};
 
   /// The category is that of the finding's group root.
   static ScanReportItem make(const ScanArtifactFinding& finding, std::string group, const TidraPathResolver& resolver,
@@ -66,6 +69,8 @@ struct ScanReport {
   double durationSeconds = 0;
   bool partial = false;  // cancelled
   std::int64_t totalBytes = 0;
+  std::optional<std::int64_t> diskBytes = {};      // of all findings together, as combinedUse() returns them; absent
+  std::optional<std::int64_t> freeableBytes = {};  // in reports of older versions
   std::map<std::string, std::int64_t> bytesByTier;
   std::map<std::string, std::int64_t> bytesByCategory;
   std::map<std::string, std::int64_t> bytesByEcosystem;

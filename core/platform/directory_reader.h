@@ -60,14 +60,18 @@ Outcome<FileDescriptor> openDirectory(std::string_view path);
 /// Opens the subfolder `name` with O_NOFOLLOW: a symbolic link in its place is a failure.
 Outcome<FileDescriptor> openSubdirectory(int parent, const char* name);
 
-/// What measuring asks about a file.
-struct FileSize {
-  std::uint64_t bytes = 0;  // apparent
+/// What measuring asks about an entry.
+struct EntrySize {
+  std::uint64_t bytes = 0;      // apparent
+  std::uint64_t allocated = 0;  // in bytes
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::uint32_t links = 1;  // hard links
   std::uint32_t owner = 0;  // user id
 };
 
-/// Returns the size of the regular file `name`. Symbolic links are not followed.
-Outcome<FileSize> fileSize(int parent, const char* name);
+/// Returns the size of the entry `name`; "" is the folder itself. Symbolic links are not followed.
+Outcome<EntrySize> entrySize(int parent, const char* name);
 
 /// Does not follow a symbolic link.
 Outcome<EntryFacts> entryFacts(int parent, const char* name);

@@ -90,11 +90,18 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
 
 }  // namespace
 
-Outcome<FileSize> fileSize(int parent, const char* name) {
+Outcome<EntrySize> entrySize(int parent, const char* name) {
   struct statx status;
-  constexpr unsigned mask = STATX_SIZE | STATX_UID;
-  if (::statx(parent, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, mask, &status) != 0) return lastSystemError();
-  return FileSize{status.stx_size, status.stx_uid};
+  constexpr unsigned mask = STATX_SIZE | STATX_UID | STATX_BLOCKS | STATX_NLINK | STATX_INO;
+  constexpr int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_EMPTY_PATH;
+  if (::statx(parent, name, flags, mask, &status) != 0) return lastSystemError();
+  constexpr std::uint64_t bytesPerBlock = 512;  // whatever the file system's block size
+  return EntrySize{.bytes = status.stx_size,
+                   .allocated = status.stx_blocks * bytesPerBlock,
+                   .device = makedev(status.stx_dev_major, status.stx_dev_minor),
+                   .inode = status.stx_ino,
+                   .links = status.stx_nlink,
+                   .owner = status.stx_uid};
 }
 
 bool mayHaveAccessList(const std::string& path) {

@@ -40,10 +40,18 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
 
 }  // namespace
 
-Outcome<FileSize> fileSize(int parent, const char* name) {
-  const auto facts = entryFacts(parent, name);
-  if (!facts) return facts.failure();
-  return FileSize{facts->sizeBytes, facts->owner};
+Outcome<EntrySize> entrySize(int parent, const char* name) {
+  struct stat status {};
+  const bool isFolderItself = *name == '\0';
+  const int result = isFolderItself ? ::fstat(parent, &status) : ::fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW);
+  if (result != 0) return lastSystemError();
+  constexpr std::uint64_t bytesPerBlock = 512;
+  return EntrySize{.bytes = static_cast<std::uint64_t>(status.st_size),
+                   .allocated = static_cast<std::uint64_t>(status.st_blocks) * bytesPerBlock,
+                   .device = static_cast<std::uint64_t>(status.st_dev),
+                   .inode = static_cast<std::uint64_t>(status.st_ino),
+                   .links = status.st_nlink,
+                   .owner = status.st_uid};
 }
 
 bool mayHaveAccessList(const std::string&) { return true; }

@@ -282,22 +282,25 @@ class WalkVisitor {
       ++unmeasuredArtifacts_;
       return;
     }
-    auto kept = artifact.measurement.kept();
-    const std::lock_guard lock(mutex_);
-    if (kept) {
+    if (auto kept = artifact.measurement.kept()) {
+      const std::lock_guard lock(mutex_);
       withheld_.push_back({artifact.path, std::move(*kept)});
     } else {
-      fresh_.push_back(foundAs(artifact));
+      auto found = foundAs(artifact);
+      const std::lock_guard lock(mutex_);
+      fresh_.push_back(std::move(found));
     }
   }
 
   /// The measurement is complete.
-  FoundArtifact foundAs(const Artifact& artifact) const {
-    return {.finding = makeFinding(artifact),
-            .place = joinedPath(realRoot_, pathBelow(artifact.path, request_.root)),
-            .identity = artifact.identity,
-            .repositories = artifact.measurement.repositories(),
-            .inside = artifact.measurement.inside()};
+  FoundArtifact foundAs(Artifact& artifact) const {
+    FoundArtifact found{.finding = makeFinding(artifact),
+                        .place = joinedPath(realRoot_, pathBelow(artifact.path, request_.root)),
+                        .identity = artifact.identity,
+                        .repositories = artifact.measurement.repositories(),
+                        .inside = artifact.measurement.inside()};
+    found.setUse(artifact.measurement.takeUse());
+    return found;
   }
 
   void publishPath(const FolderNode& node) {

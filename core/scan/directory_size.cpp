@@ -121,10 +121,10 @@ std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(co
     });
   }
   std::vector<Size> sizes;
-  for (const SizeTarget& target : targets) {
+  for (SizeTarget& target : targets) {
     const bool known = target.complete && !target.measurement.hasFailed();
     sizes.push_back({known ? std::optional(target.measurement.bytes()) : std::nullopt, target.measurement.kept(),
-                     target.identity, target.measurement.repositories(), target.measurement.inside()});
+                     target.identity, target.measurement.repositories(), target.measurement.inside(), target.measurement.takeUse()});
   }
   return sizes;
 }

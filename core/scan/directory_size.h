@@ -10,6 +10,7 @@
 
 #include "core/model/inside_notes.h"
 #include "core/model/repositories_inside.h"
+#include "core/model/storage_use.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/mount_table.h"
 #include "core/scan/exclusion_filter.h"
@@ -52,6 +53,7 @@ struct TidraDirectorySizeReader {
     std::optional<FileIdentity> identity = {};  // of the folder that was read; absent when not opened
     RepositoriesInside repositories = {};       // none in a trash
     InsideNotes inside = {};                    // likewise
+    StorageUse use = {};                        // valid with bytes
   };
 
   /// As read(), for several folders in parallel; results in the same order.

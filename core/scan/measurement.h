@@ -14,6 +14,7 @@
 #include "core/base/quantities.h"
 #include "core/model/inside_notes.h"
 #include "core/model/repositories_inside.h"
+#include "core/model/storage_use.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
@@ -44,6 +45,12 @@ class Measurement {
 
   /// Saturating.
   std::uint64_t bytes() const { return bytes_; }
+
+  /// Returns the figures of the disk, of all entries that were read. Call once, after the measurement.
+  StorageUse takeUse() {
+    const std::lock_guard lock(mutex_);
+    return tally_.take(bytes_);
+  }
 
   /// Whether a listing or a file's attributes could not be read, so that the size is unknown.
   bool hasFailed() const { return failed_; }
@@ -98,6 +105,8 @@ class Measurement {
     RankedInside ranked(options_.rules, isOfTool);
     std::optional<std::string> ofOthers;
     std::uint64_t bytes = 0;
+    StorageTally tally;
+    if (const auto folder = entrySize(descriptor, "")) tally.add(0, folder->allocated);
     GitSigns gitSigns;
     ForeignSigns foreign(isFirst ? std::string_view() : node.name());
     bool holdsKeepFile = false;
@@ -111,8 +120,11 @@ class Measurement {
       if (options_.isPlace && filter.barsByName(entry.name) && !isPackagesOwn(entry.name))
         meetExcluded(node, entry.name);
       if (kept && kept->bars(entry.name)) meet({joinedPath(node.path(), entry.name), KeptInside::Why::neverRemoved});
-      if (entry.type == EntryType::regularFile && position.isCounted) {
-        const auto size = fileSize(descriptor, entry.name.data());
+      if (entry.type == EntryType::regularFile || entry.type == EntryType::symbolicLink) {
+        const auto size = entrySize(descriptor, entry.name.data());
+        if (size) addTo(tally, *size);
+        const bool isCounted = position.isCounted && entry.type == EntryType::regularFile;
+        if (!isCounted) continue;
         if (size) {
           bytes = saturatedSum(bytes, size->bytes);
           if (isOfOthers(size->owner) && (!ofOthers || entry.name < *ofOthers)) ofOthers = entry.name;
@@ -138,6 +150,10 @@ class Measurement {
     if (options_.forRemoval && holdsEntriesThatStay(descriptor)) meetClosed(node.path(), descriptorFacts(descriptor));
     // Whoever removes asks about the first folder's own keep file, which --force lifts.
     if (holdsKeepFile && !isFirst) meetKeepFile(node);
+    {
+      const std::lock_guard lock(mutex_);
+      tally_.add(tally);
+    }
     std::uint64_t before = bytes_;
     while (!bytes_.compare_exchange_weak(before, saturatedSum(before, bytes))) {
     }
@@ -163,6 +179,11 @@ class Measurement {
   bool belongs(std::string_view folderName) const;
   /// Published packages have folders such as "dist", so an exclusion of that name does not mean theirs.
   bool isPackagesOwn(std::string_view name) const;
+
+  static void addTo(StorageTally& tally, const EntrySize& size) {
+    if (size.links <= 1) return tally.add(size.bytes, size.allocated);
+    tally.addLink({size.device, size.inode, size.allocated, 1, size.links});
+  }
 
   void lookForStore(std::string_view name, const FolderNode& parent, const WalkFilter::Place* place) {
     const auto kind = place != nullptr && place->store ? place->store : StoreNames::kindOf(name, parent);
@@ -260,6 +281,7 @@ class Measurement {
   std::optional<KeptInside> kept_;
   RepositoriesInside repositories_;
   InsideNotes inside_;
+  StorageTally tally_;
 };
 
 }  // namespace tidra

@@ -66,6 +66,7 @@ std::vector<WithheldFinding> measureLeftovers(std::vector<FoundArtifact>& leftov
     leftover.finding.sizeBytes = sizes[i].bytes.value_or(0);
     leftover.identity = sizes[i].identity;
     leftover.repositories = std::move(sizes[i].repositories);
+    leftover.setUse(std::move(sizes[i].use));
     if (sizes[i].kept) {
       withheld.push_back({leftover.finding.path, *sizes[i].kept});
     } else {

@@ -123,11 +123,11 @@ TEST(EntryFacts, TellTheEntryOrWhatItLeadsTo) {
   }
   for (const auto& followed : {followedEntryFacts(folder->get(), "link"), followedFacts(tree.path("link"))})
     EXPECT_TRUE(followed->identity == file->identity);
-  EXPECT_EQ(fileSize(folder->get(), "file")->bytes, file->sizeBytes);
-  EXPECT_EQ(fileSize(folder->get(), "link")->bytes, 4U);
+  EXPECT_EQ(entrySize(folder->get(), "file")->bytes, file->sizeBytes);
+  EXPECT_EQ(entrySize(folder->get(), "link")->bytes, 4U);
   EXPECT_TRUE(entryFacts(folder->get(), "dangling"));
   EXPECT_EQ(followedEntryFacts(folder->get(), "dangling").failure(), std::errc::no_such_file_or_directory);
-  EXPECT_EQ(fileSize(folder->get(), "missing").failure(), std::errc::no_such_file_or_directory);
+  EXPECT_EQ(entrySize(folder->get(), "missing").failure(), std::errc::no_such_file_or_directory);
 }
 
 TEST(LongPaths, MayExceedWhatOneSystemCallTakes) {

@@ -1,5 +1,7 @@
 #include "core/scan/directory_size.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 
 #include "tests/core/scan/scan_fixture.h"
@@ -28,6 +30,55 @@ TEST(DirectorySize, CountsContentOncePerLinkAndFollowsNone) {
   constexpr std::uint64_t length = std::uint64_t{3} << 32U;
   tree.writeFileOfSize("p/sparse", length);
   EXPECT_EQ(TidraDirectorySizeReader::read(tree.path("p")), length + 5 + 5 + 1 + 2);
+}
+
+std::uint64_t allocatedBy(const TemporaryTree& tree, std::initializer_list<const char*> names) {
+  std::uint64_t sum = 0;
+  for (const char* name : names) {
+    struct stat status {};
+    EXPECT_EQ(::lstat(tree.path(name).c_str(), &status), 0) << name;
+    sum += static_cast<std::uint64_t>(status.st_blocks) * 512;
+  }
+  return sum;
+}
+
+FoundArtifact measured(const std::string& path) {
+  auto sizes = TidraDirectorySizeReader::readAll({{path}}, {});
+  FoundArtifact found;
+  found.finding.sizeBytes = sizes[0].bytes.value();
+  found.setUse(std::move(sizes[0].use));
+  return found;
+}
+
+TEST(StorageUse, CountsBlocksOfEachInodeOnceAndFreesThoseWithoutLinksElsewhere) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"a/f=1", "a/Tool.app/f=1", "a/to/link->" + std::string(500, 'x'), "b/f=1"});
+  const std::string large(3'000'000, 'x');
+  for (const char* file : {"a/inside", "a/both", "store"}) tree.writeFile(file, large);
+  tree.writeFileOfSize("b/sparse", 50'000'000);
+  const std::vector<std::pair<const char*, const char*>> links{{"a/inside", "a/to/again"},
+                                                               {"a/both", "b/both"},
+                                                               {"a/both", "b/twice"},
+                                                               {"store", "a/store"},
+                                                               {"store", "b/store"}};
+  for (const auto& [from, to] : links) std::filesystem::create_hard_link(tree.path(from), tree.path(to));
+
+  const auto a = measured(tree.path("a"));
+  const auto b = measured(tree.path("b"));
+  const std::uint64_t ofA =
+      allocatedBy(tree, {"a", "a/f", "a/Tool.app", "a/Tool.app/f", "a/to", "a/to/link", "a/inside"});
+  const std::uint64_t ofB = allocatedBy(tree, {"b", "b/f", "b/sparse"});
+  const std::uint64_t both = allocatedBy(tree, {"a/both"});
+  const std::uint64_t store = allocatedBy(tree, {"store"});
+  EXPECT_EQ(a.finding.freeableBytes, ofA);
+  EXPECT_EQ(a.finding.diskBytes, ofA + both + store);
+  EXPECT_EQ(a.finding.difference, SizeDifference::hardLinks);
+  EXPECT_EQ(b.finding.freeableBytes, ofB);
+  EXPECT_EQ(b.finding.diskBytes, ofB + both + store);
+  EXPECT_EQ(b.finding.difference, SizeDifference::sparseFiles);
+  const StorageUse together = combinedUse({&a, &b});
+  EXPECT_EQ(together.freeableBytes, ofA + ofB + both);
+  EXPECT_EQ(together.diskBytes, ofA + ofB + both + store);
 }
 
 TEST(DirectorySize, WhatCannotBeOpenedHoldsNothing) {
