@@ -118,12 +118,9 @@ ScanReport ScanReport::make(const std::vector<FoundArtifact>& found, const Tidra
   report.items.reserve(found.size());
   for (const auto& one : found) add(report, one.finding, one.category, resolver, circumstances.thresholds);
   report.projectCount = countedGroups(report);
-  std::vector<const FoundArtifact*> all;
-  all.reserve(found.size());
-  for (const auto& one : found) all.push_back(&one);
-  const StorageUse use = combinedUse(all);
-  report.diskBytes = signedBytes(use.diskBytes);
-  report.freeableBytes = signedBytes(use.freeableBytes);
+  const CombinedUse use(found);
+  report.diskBytes = signedBytes(use.diskBytes());
+  report.freeableBytes = signedBytes(use.freeableBytes());
   return report;
 }
 

@@ -69,7 +69,7 @@ struct ScanReport {
   double durationSeconds = 0;
   bool partial = false;  // cancelled
   std::int64_t totalBytes = 0;
-  std::optional<std::int64_t> diskBytes = {};      // of all findings together, as combinedUse() returns them; absent
+  std::optional<std::int64_t> diskBytes = {};      // of all findings together, as in CombinedUse; absent
   std::optional<std::int64_t> freeableBytes = {};  // in reports of older versions
   std::map<std::string, std::int64_t> bytesByTier;
   std::map<std::string, std::int64_t> bytesByCategory;

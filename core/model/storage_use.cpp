@@ -1,6 +1,7 @@
 #include "core/model/storage_use.h"
 
 #include <algorithm>
+#include <map>
 #include <tuple>
 
 #include "core/base/quantities.h"
@@ -18,21 +19,20 @@ std::uint64_t multiplied(std::uint64_t bytes, std::uint32_t factor) {
 
 bool isSameInode(const SharedInode& a, const SharedInode& b) { return a.device == b.device && a.inode == b.inode; }
 
-/// Sorts by device and inode, and calls `visit` once per inode with its first element and the sum of the links met.
-template <class Visit>
-void forEachInode(std::vector<SharedInode>& links, Visit visit) {
-  std::sort(links.begin(), links.end(), [](const SharedInode& a, const SharedInode& b) {
-    return std::tie(a.device, a.inode) < std::tie(b.device, b.inode);
-  });
-  for (auto first = links.begin(); first != links.end();) {
-    SharedInode inode = *first;
-    auto next = first + 1;
-    for (; next != links.end() && isSameInode(*next, inode); ++next) {
-      inode.met += next->met;
-      inode.links = std::max(inode.links, next->links);
-    }
-    visit(inode, static_cast<std::size_t>(next - first));
-    first = next;
+bool precedes(const SharedInode& a, const SharedInode& b) {
+  return std::tie(a.device, a.inode) < std::tie(b.device, b.inode);
+}
+
+/// Calls `visit(first, last)` for the elements of each inode; `inodeOf` leads from an element to its SharedInode.
+template <class Elements, class InodeOf, class Visit>
+void forEachInode(Elements& elements, InodeOf inodeOf, Visit visit) {
+  std::sort(elements.begin(), elements.end(),
+            [&](const auto& a, const auto& b) { return precedes(inodeOf(a), inodeOf(b)); });
+  for (auto first = elements.begin(); first != elements.end();) {
+    const auto last = std::find_if(
+        first, elements.end(), [&](const auto& element) { return !isSameInode(inodeOf(element), inodeOf(*first)); });
+    visit(first, last);
+    first = last;
   }
 }
 
@@ -44,6 +44,13 @@ std::optional<SizeDifference> differenceOf(std::uint64_t apparent, std::uint64_t
   if (more - less < std::max(leastBytes, more / leastPart)) return std::nullopt;
   if (freeable > apparent) return SizeDifference::smallFiles;
   return linked >= holes ? SizeDifference::hardLinks : SizeDifference::sparseFiles;
+}
+
+std::vector<const FoundArtifact*> pointersTo(const std::vector<FoundArtifact>& findings) {
+  std::vector<const FoundArtifact*> pointers;
+  pointers.reserve(findings.size());
+  for (const FoundArtifact& found : findings) pointers.push_back(&found);
+  return pointers;
 }
 
 }  // namespace
@@ -60,22 +67,57 @@ std::string_view describedDifference(SizeDifference difference) {
   return {};
 }
 
-StorageUse combinedUse(const std::vector<const FoundArtifact*>& findings) {
-  StorageUse sum;
-  std::vector<SharedInode> shared;
-  for (const FoundArtifact* found : findings) {
-    const ScanArtifactFinding& finding = found->finding;
-    addTo(sum.diskBytes, finding.diskBytes.value_or(finding.sizeBytes));
-    addTo(sum.freeableBytes, finding.freeableBytes.value_or(finding.sizeBytes));
-    shared.insert(shared.end(), found->shared.begin(), found->shared.end());
+CombinedUse::CombinedUse(const std::vector<const FoundArtifact*>& findings) {
+  struct Place {
+    const SharedInode* inode;
+    std::size_t finding;
+  };
+  std::vector<Place> places;
+  alone_.reserve(findings.size());
+  for (std::size_t i = 0; i < findings.size(); ++i) {
+    const ScanArtifactFinding& finding = findings[i]->finding;
+    addTo(diskBytes_, finding.diskBytes.value_or(finding.sizeBytes));
+    alone_.push_back(finding.freeable());
+    for (const SharedInode& inode : findings[i]->shared) places.push_back({&inode, i});
   }
   std::uint64_t repeated = 0;
-  forEachInode(shared, [&](const SharedInode& inode, std::size_t findingsWithIt) {
-    for (std::size_t i = 1; i < findingsWithIt; ++i) addTo(repeated, inode.bytes);
-    if (inode.met >= inode.links) addTo(sum.freeableBytes, inode.bytes);
+  std::map<std::vector<std::size_t>, std::uint64_t> bytesBySet;
+  const auto inodeOf = [](const Place& place) -> const SharedInode& { return *place.inode; };
+  forEachInode(places, inodeOf, [&](auto first, auto last) {
+    std::uint64_t met = 0;
+    std::vector<std::size_t> holders;
+    for (auto place = first; place != last; ++place) {
+      met += place->inode->met;
+      holders.push_back(place->finding);
+      if (place != first) addTo(repeated, place->inode->bytes);
+    }
+    if (met < first->inode->links) return;
+    std::sort(holders.begin(), holders.end());
+    addTo(bytesBySet[std::move(holders)], first->inode->bytes);
   });
-  sum.diskBytes -= std::min(sum.diskBytes, repeated);
-  return sum;
+  diskBytes_ -= std::min(diskBytes_, repeated);
+  for (const auto& [holders, bytes] : bytesBySet) together_.push_back({holders, bytes});
+}
+
+CombinedUse::CombinedUse(const std::vector<FoundArtifact>& findings) : CombinedUse(pointersTo(findings)) {}
+
+std::uint64_t CombinedUse::freeableBytes() const {
+  return freeableOfParts(std::vector<std::size_t>(alone_.size(), 0), 1).front();
+}
+
+std::vector<std::uint64_t> CombinedUse::freeableOfParts(const std::vector<std::size_t>& partOf,
+                                                        std::size_t parts) const {
+  std::vector<std::uint64_t> sums(parts, 0);
+  for (std::size_t i = 0; i < alone_.size(); ++i) {
+    if (partOf[i] != noPart) addTo(sums[partOf[i]], alone_[i]);
+  }
+  for (const Together& together : together_) {
+    const std::size_t part = partOf[together.findings.front()];
+    const bool isInOne = std::all_of(together.findings.begin(), together.findings.end(),
+                                     [&](std::size_t finding) { return partOf[finding] == part; });
+    if (isInOne && part != noPart) addTo(sums[part], together.bytes);
+  }
+  return sums;
 }
 
 void StorageTally::add(std::uint64_t apparent, std::uint64_t allocated) {
@@ -92,7 +134,10 @@ void StorageTally::add(const StorageTally& part) {
 StorageUse StorageTally::take(std::uint64_t apparent) {
   StorageUse use{.diskBytes = allocated_, .freeableBytes = allocated_};
   std::uint64_t linked = 0;
-  forEachInode(links_, [&](const SharedInode& inode, std::size_t) {
+  const auto inodeOf = [](const SharedInode& link) -> const SharedInode& { return link; };
+  forEachInode(links_, inodeOf, [&](auto first, auto last) {
+    SharedInode inode = *first;
+    inode.met = static_cast<std::uint32_t>(last - first);
     addTo(use.diskBytes, inode.bytes);
     addTo(linked, multiplied(inode.bytes, inode.met - 1));
     if (inode.met >= inode.links) return addTo(use.freeableBytes, inode.bytes);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -49,10 +50,32 @@ struct StorageUse {
   std::vector<SharedInode> shared = {};           // by device and inode
 };
 
-/// Returns the figures of several findings removed together: each inode counts once, and is freed if all its links lie
-/// in them. Without a difference and shared inodes. Items without figures of the disk, such as those of tools, count
-/// with their sizes.
-StorageUse combinedUse(const std::vector<const FoundArtifact*>& findings);
+/// What findings removed together occupy and free: each inode counts once, and is freed if all its links lie in them.
+/// Findings without figures of the disk, such as those of tools, count with their sizes.
+class CombinedUse {
+ public:
+  explicit CombinedUse(const std::vector<const FoundArtifact*>& findings);
+  explicit CombinedUse(const std::vector<FoundArtifact>& findings);
+
+  std::uint64_t diskBytes() const { return diskBytes_; }
+  std::uint64_t freeableBytes() const;
+
+  static constexpr std::size_t noPart = SIZE_MAX;
+  /// Returns, for each of the `parts`, what removing its findings frees. `partOf` is the part of each finding, or
+  /// noPart.
+  std::vector<std::uint64_t> freeableOfParts(const std::vector<std::size_t>& partOf, std::size_t parts) const;
+
+ private:
+  /// Inodes whose links all lie in the same several findings.
+  struct Together {
+    std::vector<std::size_t> findings;
+    std::uint64_t bytes = 0;
+  };
+
+  std::uint64_t diskBytes_ = 0;
+  std::vector<std::uint64_t> alone_;  // what each finding frees by itself
+  std::vector<Together> together_;
+};
 
 /// Adds up the entries of one folder tree.
 class StorageTally {

@@ -76,9 +76,11 @@ TEST(StorageUse, CountsBlocksOfEachInodeOnceAndFreesThoseWithoutLinksElsewhere) 
   EXPECT_EQ(b.finding.freeableBytes, ofB);
   EXPECT_EQ(b.finding.diskBytes, ofB + both + store);
   EXPECT_EQ(b.finding.difference, SizeDifference::sparseFiles);
-  const StorageUse together = combinedUse({&a, &b});
-  EXPECT_EQ(together.freeableBytes, ofA + ofB + both);
-  EXPECT_EQ(together.diskBytes, ofA + ofB + both + store);
+  const CombinedUse together(std::vector<const FoundArtifact*>{&a, &b});
+  EXPECT_EQ(together.freeableBytes(), ofA + ofB + both);
+  EXPECT_EQ(together.diskBytes(), ofA + ofB + both + store);
+  EXPECT_EQ(together.freeableOfParts({1, 0}, 2), (std::vector{ofB, ofA}));
+  EXPECT_EQ(together.freeableOfParts({0, CombinedUse::noPart}, 1), std::vector{ofA});
 }
 
 TEST(DirectorySize, WhatCannotBeOpenedHoldsNothing) {
