@@ -250,7 +250,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   writeFailures(outcome.disposal.failures);
   for (const std::string& remainder : outcome.remainders) writeNote(remainder);
   if (options.json) {
-    writeOut(prettyJson(CountedOutcome{outcome.disposal, outcome.unmeasured}) + "\n");
+    writeOut(prettyJson(CountedOutcome{outcome.disposal, outcome.unmeasured, outcome.freedBytes}) + "\n");
   } else if (!candidates.empty() || !options.emptyTrash) {
     writeOut(wholeOutcomeText(outcome, plan.method, program.options.dryRun));
   }

@@ -147,19 +147,21 @@ TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& ite
     method = DisposalMethod::delete_;
   }
   requireEmptiable(entry);
-  DisposalReceipt receipt{.path = item.path,
-                          .method = method,
-                          .destination = std::nullopt,
-                          .bytes = measure(entry, item, method),
-                          .at = setting_.clock()};
+  const auto [bytes, freeable] = measure(entry, item, method);
+  Disposed disposed{.receipt = {.path = item.path,
+                                .method = method,
+                                .destination = std::nullopt,
+                                .bytes = bytes,
+                                .at = setting_.clock()},
+                    .freed = method == DisposalMethod::delete_ ? freeable : 0};
   if (!dryRun) {
-    act(entry, standardizedPath(path), *quarantine_, receipt);
-    return {receipt};
+    act(entry, standardizedPath(path), *quarantine_, disposed.receipt);
+    return disposed;
   }
   requireChangeable(entry);
   if (method == DisposalMethod::trash) trash_.check(entry);
   if (method == DisposalMethod::quarantine) quarantine_->check(entry);
-  return {receipt};
+  return disposed;
 }
 
 TidraDeletionService::Disposed TidraDeletionService::emptyTrash(const Item& item, const HeldEntry& entry, bool dryRun) {
@@ -173,12 +175,17 @@ TidraDeletionService::Disposed TidraDeletionService::emptyTrash(const Item& item
   requireAnyDue(due.size(), all, unlisted);
   FreedesktopTrash::measure(due);
   std::int64_t bytes = 0;
-  for (const auto& listed : due) bytes = saturatedSum(bytes, listed.bytes);
+  std::int64_t freed = 0;
+  for (const auto& listed : due) {
+    bytes = saturatedSum(bytes, listed.bytes);
+    freed = saturatedSum(freed, listed.freeable);
+  }
   Disposed disposed{.receipt = {.path = item.path,
                                 .method = DisposalMethod::delete_,
                                 .destination = std::nullopt,
                                 .bytes = bytes,
                                 .at = now},
+                    .freed = freed,
                     .remainder = remainderOf(all - due.size(), unlisted)};
   if (dryRun) return disposed;
   if (isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
@@ -211,9 +218,11 @@ std::function<bool()> TidraDeletionService::shouldBreakOff() const {
   return setting_.finishesItems ? std::function<bool()>() : setting_.shouldCancel;
 }
 
-std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry, const Item& item,
-                                                          DisposalMethod method) const {
-  if (entry.facts.type != EntryType::directory) return signedBytes(entry.facts.sizeBytes);
+TidraDeletionService::Measured TidraDeletionService::measure(const HeldEntry& entry, const Item& item,
+                                                             DisposalMethod method) const {
+  if (entry.facts.type != EntryType::directory) {
+    return {signedBytes(entry.facts.sizeBytes), freeableByEntry(entry.folder.descriptor.get(), entry.name)};
+  }
   TidraDirectorySizeReader::Options options;
   options.workers = setting_.workers;
   options.limit = measuringLimit;
@@ -227,7 +236,8 @@ std::optional<std::int64_t> TidraDeletionService::measure(const HeldEntry& entry
   if (item.repositories && holdsFurther(size.repositories, entry.path(), *item.repositories, item.path)) {
     throw DisposalError("holds a repository since the scan; scan again");
   }
-  return size.bytes ? std::optional(signedBytes(*size.bytes)) : std::nullopt;
+  if (!size.bytes) return {};
+  return {signedBytes(*size.bytes), signedBytes(size.use.freeableBytes)};
 }
 
 }  // namespace tidra

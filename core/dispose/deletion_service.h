@@ -49,6 +49,7 @@ class TidraDeletionService {
   struct Disposed {
     DisposalReceipt receipt;
     std::optional<std::int64_t> reclaimed = {};  // bytes reported by the item's tool; absent without such a figure
+    std::int64_t freed = 0;                      // bytes that its volume gains; 0 for what moved, and for tools
     std::string remainder = {};                  // a sentence on what stays and why; empty when nothing stays
   };
 
@@ -79,7 +80,11 @@ class TidraDeletionService {
   Disposed disposePath(const Item& item, DisposalMethod method, bool dryRun, const QuarantineConfig& quarantine);
   std::vector<std::string> ownFolders(const QuarantineConfig& quarantine) const;
   void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, DisposalReceipt& receipt);
-  std::optional<std::int64_t> measure(const HeldEntry& entry, const Item& item, DisposalMethod method) const;
+  struct Measured {
+    std::optional<std::int64_t> bytes;  // absent when measuring timed out
+    std::int64_t freeable = 0;
+  };
+  Measured measure(const HeldEntry& entry, const Item& item, DisposalMethod method) const;
   bool isCancelled() const { return setting_.shouldCancel && setting_.shouldCancel(); }
   /// Returns the cancellation check of a removal in progress; empty when items are finished.
   std::function<bool()> shouldBreakOff() const;

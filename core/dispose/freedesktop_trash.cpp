@@ -295,13 +295,19 @@ void FreedesktopTrash::measure(std::vector<Entry>& entries) {
     if (!facts) continue;
     if (facts->type != EntryType::directory) {
       entry.bytes = facts->type == EntryType::regularFile ? signedBytes(facts->sizeBytes) : 0;
+      if (const auto folder = openDirectory(parentPath(entry.path))) {
+        entry.freeable = freeableByEntry(folder->get(), std::string(lastPathComponent(entry.path)));
+      }
       continue;
     }
     folders.push_back({.path = entry.path, .enterBundles = true, .isTrash = true});
     measured.push_back(&entry);
   }
   const auto sizes = TidraDirectorySizeReader::readAll(folders, {});
-  for (std::size_t i = 0; i < sizes.size(); ++i) measured[i]->bytes = signedBytes(sizes[i].bytes.value_or(0));
+  for (std::size_t i = 0; i < sizes.size(); ++i) {
+    measured[i]->bytes = signedBytes(sizes[i].bytes.value_or(0));
+    measured[i]->freeable = signedBytes(sizes[i].use.freeableBytes);
+  }
 }
 
 void FreedesktopTrash::removeOne(const Entry& entry, const std::function<bool()>& shouldCancel) {

@@ -36,6 +36,7 @@ class FreedesktopTrash {
     TimePoint date{};                      // deletion date; valid only when dated
     std::optional<FileIdentity> identity;  // absent when there is no item
     std::int64_t bytes = 0;                // 0 until measure()
+    std::int64_t freeable = 0;             // what purging it frees; likewise
 
     /// Whether it was trashed before `cutOff`. Interrupted removals are always due; entries without a valid date never
     /// are.

@@ -40,7 +40,9 @@ template struct RecordCodec<DisposalOutcome>;
 
 void JsonCodec<CountedOutcome>::write(JsonWriter& out, const CountedOutcome& counted) {
   JsonObjectWriter object(out);
-  object.put("failures", counted.outcome.failures).put("receipts", counted.outcome.receipts);
+  object.put("failures", counted.outcome.failures)
+      .put("freedBytes", counted.freedBytes)
+      .put("receipts", counted.outcome.receipts);
   if (!counted.unmeasured.empty()) object.put("unmeasured", counted.unmeasured);
   object.close();
 }

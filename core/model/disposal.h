@@ -69,6 +69,7 @@ std::int64_t disposedBytes(const std::vector<DisposalReceipt>& receipts, const s
 struct CountedOutcome {
   const DisposalOutcome& outcome;
   const std::vector<UnmeasuredSize>& unmeasured;
+  std::int64_t freedBytes = 0;  // that the volumes gained, or would gain; what moved to a store frees nothing
 };
 
 extern template struct RecordCodec<DisposalReceipt>;

@@ -2,6 +2,7 @@
 
 #include <deque>
 
+#include "core/base/quantities.h"
 #include "core/platform/files.h"
 #include "core/scan/bundle_packages.h"
 #include "core/scan/folder_traversal.h"
@@ -92,6 +93,11 @@ WalkFilter filterFor(const TidraDirectorySizeReader::Options& options) {
 
 }  // namespace
 
+std::int64_t freeableByEntry(int folder, const std::string& name) {
+  const auto size = entrySize(folder, name.c_str());
+  return size && size->links <= 1 ? signedBytes(size->allocated) : 0;
+}
+
 std::optional<std::uint64_t> TidraDirectorySizeReader::read(const std::string& path, std::chrono::milliseconds limit) {
   return readAll({{path}}, {.limit = limit}).front().bytes;
 }
@@ -124,7 +130,8 @@ std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(co
   for (SizeTarget& target : targets) {
     const bool known = target.complete && !target.measurement.hasFailed();
     sizes.push_back({known ? std::optional(target.measurement.bytes()) : std::nullopt, target.measurement.kept(),
-                     target.identity, target.measurement.repositories(), target.measurement.inside(), target.measurement.takeUse()});
+                     target.identity, target.measurement.repositories(), target.measurement.inside(),
+                     target.measurement.takeUse()});
   }
   return sizes;
 }

@@ -60,4 +60,7 @@ struct TidraDirectorySizeReader {
   static std::vector<Size> readAll(const std::vector<Folder>& folders, const Options& options);
 };
 
+/// Returns what removing one entry that is no folder frees; 0 for a file with further hard links, or if unknown.
+std::int64_t freeableByEntry(int folder, const std::string& name);
+
 }  // namespace tidra

@@ -175,7 +175,15 @@ std::int64_t countedBytes(const TidraDeletionService::Result& result, const std:
   return disposed == nullptr ? 0 : disposed->receipt.bytes.value_or(0);
 }
 
+std::int64_t freedBy(const TidraDeletionService::Disposed& disposed, const std::optional<UnmeasuredSize>& unmeasured) {
+  return isToolBackedTarget(disposed.receipt.path) && unmeasured ? unmeasured->bytes : disposed.freed;
+}
+
 }  // namespace
+
+std::int64_t CleanupCandidate::freeableBytes() const {
+  return found == nullptr ? item.bytes : signedBytes(found->finding.freeable());
+}
 
 UnprovenFindings unprovenIn(const ScanOutcome& outcome) {
   UnprovenFindings unproven;
@@ -251,7 +259,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
       items.back().repositories = candidate.found->repositories;
       if (!candidate.refusal && !candidate.found->place.empty()) removed.add(candidate.found->place);
     }
-    progress.bytes = saturatedSum(progress.bytes, candidate.item.bytes);
+    progress.bytes = saturatedSum(progress.bytes, candidate.freeableBytes());
     progress.isEstimate = progress.isEstimate || isToolBackedTarget(candidate.item.path);
   }
   const auto publish = [&] {
@@ -275,8 +283,9 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     if (unmeasured) outcome.unmeasured.push_back(*unmeasured);
     const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);
     if (disposed != nullptr && !disposed->remainder.empty()) outcome.remainders.push_back(disposed->remainder);
+    if (disposed != nullptr) outcome.freedBytes = saturatedSum(outcome.freedBytes, freedBy(*disposed, unmeasured));
     ++progress.itemsDone;
-    progress.bytesDone = saturatedSum(progress.bytesDone, candidate.item.bytes);
+    progress.bytesDone = saturatedSum(progress.bytesDone, candidate.freeableBytes());
   };
   outcome.disposal = service.dispose(items, setting.method, setting.dryRun, setting.quarantine, {refuse, finished});
   // If the last item was interrupted, nothing else was begun.

@@ -22,6 +22,8 @@ struct CleanupCandidate {
   const FoundArtifact* found = nullptr;  // in the findings of a ScanOutcome; null for a path that no rule matches
   std::optional<std::string> refusal;    // why it must stay: the rest of a sentence after its path
 
+  /// Returns what removing it alone frees, as the scan measured it; its planned size for a path that no rule matches.
+  std::int64_t freeableBytes() const;
   /// From the scan; nullopt for a path that no rule matches.
   std::optional<FileIdentity> identity() const { return found == nullptr ? std::nullopt : found->identity; }
   /// Where no rule matches an artefact of a project, the folder that holds it.
@@ -72,7 +74,7 @@ struct CleanupProgress {
   std::size_t itemsDone = 0;
   std::size_t items = 0;
   std::int64_t bytesDone = 0;
-  std::int64_t bytes = 0;   // both from the scan
+  std::int64_t bytes = 0;   // both freeable, from the scan
   bool isEstimate = false;  // tools remove some items, whose sizes may differ
   std::string currentPath;
 };
@@ -96,6 +98,7 @@ struct [[nodiscard]] CleanupOutcome {
   DisposalOutcome disposal;                // refused candidates are among the failures
   std::vector<UnmeasuredSize> unmeasured;  // in the order of their receipts; also in a dry run
   std::vector<std::string> remainders;     // one sentence per receipt of which something stays
+  std::int64_t freedBytes = 0;             // that the volumes gained, or would gain; tools' items with their sizes
   bool cancelled = false;                  // items not begun are in neither list
 };
 

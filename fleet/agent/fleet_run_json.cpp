@@ -12,7 +12,7 @@ struct JsonCodec<KeptItem> : RecordCodec<KeptItem> {};
 
 void JsonCodec<FleetRunResult>::write(JsonWriter& out, const FleetRunResult& result) {
   JsonObjectWriter(out)
-      .put("disposal", CountedOutcome{result.disposal, result.unmeasured})
+      .put("disposal", CountedOutcome{result.disposal, result.unmeasured, result.freedBytes})
       .put("dryRun", result.dryRun)
       .put("duration", result.duration)
       .put("hubAck", result.hubAck)

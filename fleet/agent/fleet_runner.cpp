@@ -259,6 +259,7 @@ class Run {
     auto outcome = runCleanup(candidates_, setting);
     result_.disposal = std::move(outcome.disposal);
     result_.unmeasured = std::move(outcome.unmeasured);
+    result_.freedBytes = setting.dryRun ? 0 : outcome.freedBytes;
     say(fmt::format("{}: {} ok, {} failed{}", rawValue(setting.method), result_.disposal.receipts.size(),
                     result_.disposal.failures.size(), setting.dryRun ? " (dry run: nothing was removed)" : ""));
     for (const std::string& remainder : outcome.remainders) say(remainder);

@@ -48,6 +48,7 @@ struct FleetRunResult {
   PolicyDecision decision;
   DisposalOutcome disposal;                // of the selected items; in a dry run only expected failures
   std::vector<UnmeasuredSize> unmeasured;  // for receipts in `disposal` without bytes
+  std::int64_t freedBytes = 0;             // what the volumes gained by `disposal`; items of tools with their sizes
   DisposalOutcome purged;                  // of quarantine entries; the paths are those in quarantine
   std::string metricsText;                 // empty when the scan was interrupted
   bool dryRun = false;

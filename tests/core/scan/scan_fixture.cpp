@@ -34,7 +34,11 @@ Scanner::Request requestFor(const TemporaryTree& tree, const RuleCatalog& catalo
 
 std::vector<ScanArtifactFinding> plain(const std::vector<FoundArtifact>& findings) {
   std::vector<ScanArtifactFinding> plain;
-  for (const FoundArtifact& found : findings) plain.push_back(found.finding);
+  for (const FoundArtifact& found : findings) {
+    ScanArtifactFinding& finding = plain.emplace_back(found.finding);
+    finding.diskBytes = finding.freeableBytes = std::nullopt;  // these depend on the file system
+    finding.difference = std::nullopt;
+  }
   return plain;
 }
 
