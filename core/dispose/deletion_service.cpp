@@ -155,7 +155,7 @@ TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& ite
                                 .at = setting_.clock()},
                     .freed = method == DisposalMethod::delete_ ? freeable : 0};
   if (!dryRun) {
-    act(entry, standardizedPath(path), *quarantine_, disposed.receipt);
+    act(entry, standardizedPath(path), *quarantine_, disposed.receipt, bytes ? std::optional(freeable) : std::nullopt);
     return disposed;
   }
   requireChangeable(entry);
@@ -201,13 +201,13 @@ void TidraDeletionService::requireOutsideStores(const HeldEntry& entry) {
 }
 
 void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine,
-                               DisposalReceipt& receipt) {
+                               DisposalReceipt& receipt, std::optional<std::int64_t> freeable) {
   switch (receipt.method) {
     case DisposalMethod::trash:
       receipt.destination = trash_.trash(entry, path, receipt.at);
       return;
     case DisposalMethod::quarantine:
-      receipt.destination = quarantine.quarantine(entry, path, receipt.bytes, receipt.at).url;
+      receipt.destination = quarantine.quarantine(entry, path, receipt.bytes, receipt.at, freeable).url;
       return;
     case DisposalMethod::delete_:
       ItemRemoval::run(entry, {.workers = setting_.workers, .shouldCancel = shouldBreakOff()});

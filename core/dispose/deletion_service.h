@@ -79,7 +79,8 @@ class TidraDeletionService {
   Disposed disposeTarget(const std::string& target, bool dryRun);
   Disposed disposePath(const Item& item, DisposalMethod method, bool dryRun, const QuarantineConfig& quarantine);
   std::vector<std::string> ownFolders(const QuarantineConfig& quarantine) const;
-  void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, DisposalReceipt& receipt);
+  void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, DisposalReceipt& receipt,
+           std::optional<std::int64_t> freeable);
   struct Measured {
     std::optional<std::int64_t> bytes;  // absent when measuring timed out
     std::int64_t freeable = 0;

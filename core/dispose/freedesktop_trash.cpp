@@ -1,16 +1,15 @@
 #include "core/dispose/freedesktop_trash.h"
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <ctime>
 
 #include "core/base/byte_units.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/item_removal.h"
+#include "core/dispose/way_back.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
@@ -21,91 +20,29 @@ namespace tidra {
 namespace {
 
 constexpr std::string_view infoSuffix = StoreNames::infoSuffix;
-constexpr std::string_view pathKey = "Path=";
-constexpr std::string_view dateKey = "DeletionDate=";
 constexpr std::size_t largestInfo = 64_KiB;
 constexpr const char* trashName = "the trash folder";
 
 std::string infoOf(const std::string& name) { return name + std::string(infoSuffix); }
+
+std::string infoFolderOf(const FreedesktopTrash::Entry& entry) {
+  return joinedPath(parentPath(parentPath(entry.path)), "info");
+}
+
+std::string placeOf(const FreedesktopTrash::Entry& entry) {
+  if (!entry.originalPath) {
+    throw DisposalError(
+        fmt::format("does not say where it was; move it back by hand from {}", escapedForTerminal(entry.path)));
+  }
+  return placeToRestore(*entry.originalPath, "its info file");
+}
 
 /// Best effort: an info file without an item is removed by the next purge.
 void dropInfo(const StoreFolder& info, const std::string& name) {
   static_cast<void>(removeFileEntry(info.descriptor(), infoOf(name).c_str()));
 }
 
-/// Formats "2026-03-14T10:15:00" in local time.
-std::string localDate(TimePoint date) {
-  return fmt::format("{:%Y-%m-%dT%H:%M:%S}", fmt::localtime(std::chrono::system_clock::to_time_t(date)));
-}
-
-std::optional<std::string_view> valueOf(std::string_view text, std::string_view key) {
-  for (const std::string_view line : splitNonEmpty(text, '\n')) {
-    if (line.starts_with(key)) return trimmed(line.substr(key.size()));
-  }
-  return std::nullopt;
-}
-
-std::optional<unsigned> hexDigit(char c) {
-  if (isAsciiDigit(c)) return c - '0';
-  const char lower = static_cast<char>(c | 0x20);
-  if (lower >= 'a' && lower <= 'f') return lower - 'a' + 10;
-  return std::nullopt;
-}
-
 }  // namespace
-
-std::string FreedesktopTrash::encodedPath(std::string_view path) {
-  constexpr std::string_view plain = "/-_.~!$&'()*+,;=:@";
-  std::string encoded;
-  for (const char c : path) {
-    if (isAsciiAlphanumeric(c) || plain.find(c) != std::string_view::npos) {
-      encoded += c;
-    } else {
-      encoded += fmt::format("%{:02X}", static_cast<unsigned char>(c));
-    }
-  }
-  return encoded;
-}
-
-std::optional<std::string> FreedesktopTrash::pathOf(std::string_view infoText) {
-  const auto encoded = valueOf(infoText, pathKey);
-  if (!encoded) return std::nullopt;
-  std::string path;
-  for (std::size_t i = 0; i < encoded->size(); ++i) {
-    const char c = (*encoded)[i];
-    if (c == '%' && i + 2 < encoded->size()) {
-      const auto high = hexDigit((*encoded)[i + 1]);
-      const auto low = hexDigit((*encoded)[i + 2]);
-      if (high && low) {
-        path += static_cast<char>(*high * 16 + *low);
-        i += 2;
-        continue;
-      }
-    }
-    path += c;
-  }
-  return path;
-}
-
-std::optional<TimePoint> FreedesktopTrash::dateOf(std::string_view infoText) {
-  const auto text = valueOf(infoText, dateKey);
-  if (!text) return std::nullopt;
-  // Parse as UTC first: mktime() accepts invalid dates.
-  const auto asUtc = fromIso8601(std::string(text->substr(0, text->find('.'))) + "Z");
-  if (!asUtc) return std::nullopt;
-  const auto day = std::chrono::floor<std::chrono::days>(*asUtc);
-  const std::chrono::year_month_day date{day};
-  const std::chrono::hh_mm_ss time{*asUtc - day};
-  std::tm local{};
-  local.tm_year = static_cast<int>(date.year()) - 1900;
-  local.tm_mon = static_cast<int>(static_cast<unsigned>(date.month())) - 1;
-  local.tm_mday = static_cast<int>(static_cast<unsigned>(date.day()));
-  local.tm_hour = static_cast<int>(time.hours().count());
-  local.tm_min = static_cast<int>(time.minutes().count());
-  local.tm_sec = static_cast<int>(time.seconds().count());
-  local.tm_isdst = -1;
-  return timePointAt(std::mktime(&local));
-}
 
 FreedesktopTrash::FreedesktopTrash(TidraPathResolver resolver, std::vector<MountPoint> mounts)
     : resolver_(std::move(resolver)), mounts_(std::move(mounts)) {}
@@ -165,8 +102,7 @@ std::string FreedesktopTrash::reserve(const Store& store, const std::string& ste
 
 std::string FreedesktopTrash::trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date) {
   const Store store = open(trashFolderFor(entry));
-  const std::string text =
-      fmt::format("[Trash Info]\n{}{}\n{}{}\n", pathKey, encodedPath(originalPath), dateKey, localDate(date));
+  const std::string text = infoText(originalPath, date);
   constexpr std::size_t numberLength = 10;
   const std::string stem = shortenedName(entry.name, infoSuffix.size() + numberLength);
   for (;;) {
@@ -238,7 +174,10 @@ std::string FreedesktopTrash::listed(const std::vector<Entry>& unlisted) {
 
 FreedesktopTrash::Entry FreedesktopTrash::entryOf(const Store& store, const std::string& name, bool hasInfo,
                                                   TimePoint now) {
-  Entry entry{.path = store.files.pathOf(name), .dating = Dating::noInfoFile, .identity = std::nullopt};
+  Entry entry{.path = store.files.pathOf(name),
+              .originalPath = std::nullopt,
+              .dating = Dating::noInfoFile,
+              .identity = std::nullopt};
   if (const auto facts = entryFacts(store.files.descriptor(), name.c_str())) entry.identity = facts->identity;
   if (!hasInfo) {
     if (RemovalNote::claims(store.files.descriptor(), name)) entry.dating = Dating::leftover;
@@ -246,6 +185,7 @@ FreedesktopTrash::Entry FreedesktopTrash::entryOf(const Store& store, const std:
   }
   const auto text = readFileEntry(store.info.descriptor(), infoOf(name).c_str(), largestInfo);
   const auto date = text ? dateOf(*text) : std::nullopt;
+  entry.originalPath = text ? placeIn(*text, parentPath(store.files.folder.path)) : std::nullopt;
   entry.dating = !date ? Dating::noDate : *date > now ? Dating::future : Dating::dated;
   entry.date = date.value_or(TimePoint{});
   return entry;
@@ -310,9 +250,23 @@ void FreedesktopTrash::measure(std::vector<Entry>& entries) {
   }
 }
 
+void FreedesktopTrash::checkRestore(const Entry& entry) { static_cast<void>(placeOf(entry)); }
+
+void FreedesktopTrash::restore(const Entry& entry) {
+  const std::string place = placeOf(entry);
+  const auto info = StoreFolder::openExisting(infoFolderOf(entry), true, trashName);
+  const HeldEntry item = holdEntry(entry.path);
+  if (item.facts.identity != entry.identity) throw DisposalError("was replaced by something else meanwhile");
+  moveBack(item, place);
+  // The move comes first: an info file that a crash leaves without its item is removed by the next purge.
+  const auto reason = removeFileEntry(info.descriptor(), infoOf(entry.name()).c_str());
+  if (reason && reason != std::errc::no_such_file_or_directory) {
+    throw DisposalError(fmt::format("was restored, but its info file stays in the trash: {}", reason.message()));
+  }
+}
+
 void FreedesktopTrash::removeOne(const Entry& entry, const std::function<bool()>& shouldCancel) {
-  const std::string trash = parentPath(parentPath(entry.path));
-  const auto info = StoreFolder::openExisting(joinedPath(trash, "info"), true, trashName);
+  const auto info = StoreFolder::openExisting(infoFolderOf(entry), true, trashName);
   try {
     const HeldEntry item = holdEntry(entry.path);
     if (item.facts.identity != entry.identity) throw DisposalError("was replaced by something else meanwhile");
@@ -322,7 +276,7 @@ void FreedesktopTrash::removeOne(const Entry& entry, const std::function<bool()>
   } catch (const std::system_error& error) {
     if (error.code() != std::errc::no_such_file_or_directory) throw;
   }
-  const auto reason = removeFileEntry(info.descriptor(), infoOf(std::string(lastPathComponent(entry.path))).c_str());
+  const auto reason = removeFileEntry(info.descriptor(), infoOf(entry.name()).c_str());
   if (reason && reason != std::errc::no_such_file_or_directory) throw DisposalError(reason);
 }
 

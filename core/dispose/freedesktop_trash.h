@@ -13,6 +13,7 @@
 #include "core/platform/held_folder.h"
 #include "core/platform/mount_table.h"
 #include "core/platform/path_resolver.h"
+#include "core/platform/path_text.h"
 
 namespace tidra {
 
@@ -31,12 +32,16 @@ class FreedesktopTrash {
 
   /// An entry of "files", or an info file without one.
   struct Entry {
-    std::string path;  // in "files"
+    std::string path;                         // in "files"
+    std::optional<std::string> originalPath;  // as the info file says, absolute; absent without a valid one
     Dating dating = Dating::dated;
     TimePoint date{};                      // deletion date; valid only when dated
     std::optional<FileIdentity> identity;  // absent when there is no item
     std::int64_t bytes = 0;                // 0 until measure()
     std::int64_t freeable = 0;             // what purging it frees; likewise
+
+    /// Its name in the trash, which may have a number appended.
+    std::string name() const { return std::string(lastPathComponent(path)); }
 
     /// Whether it was trashed before `cutOff`. Interrupted removals are always due; entries without a valid date never
     /// are.
@@ -96,6 +101,13 @@ class FreedesktopTrash {
 
   static void measure(std::vector<Entry>& entries);
 
+  /// Moves an entry back to its original path, creating missing parent folders, never replacing anything. Throws
+  /// DisposalError, UnsafePathError or std::system_error; the entry then stays in the trash.
+  static void restore(const Entry& entry);
+
+  /// Throws as restore() would if the original path is unknown, invalid or taken.
+  static void checkRestore(const Entry& entry);
+
   /// Removes entries and their info files. An item whose identity changed since the listing stays.
   [[nodiscard]] static Purged remove(const std::vector<Entry>& entries, const std::function<bool()>& shouldCancel = {});
 
@@ -105,6 +117,12 @@ class FreedesktopTrash {
 
   /// Percent-encodes a path for the "Path=" line of an info file.
   static std::string encodedPath(std::string_view path);
+
+  /// The text of an info file. The date is written in local time.
+  static std::string infoText(std::string_view originalPath, TimePoint date);
+
+  /// Returns the absolute original path of an item in `trashFolder`; nullopt when missing or invalid.
+  static std::optional<std::string> placeIn(std::string_view infoText, std::string_view trashFolder);
 
   /// Parses path or local date from an info file; nullopt when missing or invalid.
   static std::optional<std::string> pathOf(std::string_view infoText);

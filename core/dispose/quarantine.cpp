@@ -10,6 +10,7 @@
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/item_removal.h"
+#include "core/dispose/way_back.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/files.h"
 #include "core/platform/folder_entries.h"
@@ -104,10 +105,15 @@ std::string QuarantineDisposer::reserve(const StoreFolder& store, const std::str
 }
 
 QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& entry, const std::string& originalPath,
-                                                               std::optional<std::int64_t> bytes, TimePoint date) {
+                                                               std::optional<std::int64_t> bytes, TimePoint date,
+                                                               std::optional<std::int64_t> freeable) {
   const auto store = StoreFolder::open(rootFor(entry), false, quarantineName);
-  const std::string manifest =
-      prettyJson(Manifest{.originalPath = originalPath, .quarantinedAt = date, .bytes = bytes, .host = host_}) + "\n";
+  const std::string manifest = prettyJson(Manifest{.originalPath = originalPath,
+                                                   .quarantinedAt = date,
+                                                   .bytes = bytes,
+                                                   .freeableBytes = freeable,
+                                                   .host = host_}) +
+                               "\n";
   constexpr std::size_t numberLength = 10;
   const std::string prefix = stamp(date) + "-";
   const std::string stem = prefix + shortenedName(entry.name, prefix.size() + manifestSuffix.size() + numberLength);
@@ -246,47 +252,34 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, Extent ex
 }
 
 void QuarantineDisposer::checkRestore(const Entry& entry) const {
-  const std::string& original = entry.manifest.originalPath;
-  const std::string place = standardizedPath(original.starts_with('/') ? original : "/");
-  const auto pieces = split(original, '/');
-  const bool bent = std::find(pieces.begin(), pieces.end(), "..") != pieces.end();
-  if (!original.starts_with('/') || place == "/" || bent || original.find('\0') != std::string::npos) {
-    throw DisposalError(fmt::format("its manifest names '{}' as the original path, which is not a valid one",
-                                    escapedForTerminal(original)));
-  }
-  if (pathFacts(place)) {
-    throw DisposalError(fmt::format("something else is at {} now; move it away first", escapedForTerminal(place)));
-  }
+  static_cast<void>(placeToRestore(entry.manifest.originalPath, "its manifest"));
 }
 
 void QuarantineDisposer::restore(const Entry& entry) const {
-  checkRestore(entry);
-  const std::string place = standardizedPath(entry.manifest.originalPath);
+  const std::string place = placeToRestore(entry.manifest.originalPath, "its manifest");
   const auto store = StoreFolder::openExisting(parentPath(entry.url), false, quarantineName);
-  const HeldEntry item = holdEntry(entry.url);
-  const StoreFolder target{holdOrMakeFolder(parentPath(place), 0777)};
-  const std::string name(lastPathComponent(place));
-  const KeptFolderDate date(target.descriptor());
-  if (moveIntoStore(item, target, name, "copy it back by hand")) {
-    throw DisposalError(fmt::format("something else is at {} now; move it away first", escapedForTerminal(place)));
-  }
+  moveBack(holdEntry(entry.url), place);
   if (const auto reason = removeFileEntry(store.descriptor(), manifestOf(entry.name()).c_str())) {
     throw DisposalError(fmt::format("was restored, but its manifest stays in quarantine: {}", reason.message()));
   }
 }
 
 template <>
-constexpr auto fieldsOf<QuarantineDisposer::Manifest> = recordFields(
-    bytesField("originalPath", &QuarantineDisposer::Manifest::originalPath),
-    field("quarantinedAt", &QuarantineDisposer::Manifest::quarantinedAt),
-    field("bytes", &QuarantineDisposer::Manifest::bytes), field("host", &QuarantineDisposer::Manifest::host));
+constexpr auto fieldsOf<QuarantineDisposer::Manifest> =
+    recordFields(bytesField("originalPath", &QuarantineDisposer::Manifest::originalPath),
+                 field("quarantinedAt", &QuarantineDisposer::Manifest::quarantinedAt),
+                 field("bytes", &QuarantineDisposer::Manifest::bytes),
+                 field("freeableBytes", &QuarantineDisposer::Manifest::freeableBytes),
+                 field("host", &QuarantineDisposer::Manifest::host));
 
 template struct RecordCodec<QuarantineDisposer::Manifest>;
 
 QuarantineDisposer::Manifest JsonCodec<QuarantineDisposer::Manifest>::decode(const nlohmann::json& value,
                                                                              const std::string& where) {
   auto manifest = RecordCodec::decode(value, where);
-  if (manifest.bytes && *manifest.bytes < 0) manifest.bytes.reset();
+  for (auto* figure : {&manifest.bytes, &manifest.freeableBytes}) {
+    if (*figure && **figure < 0) figure->reset();
+  }
   return manifest;
 }
 

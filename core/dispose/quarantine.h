@@ -39,7 +39,8 @@ class QuarantineDisposer {
   struct Manifest {
     std::string originalPath;  // absolute
     TimePoint quarantinedAt{};
-    std::optional<std::int64_t> bytes;  // measured before the move
+    std::optional<std::int64_t> bytes;          // measured before the move
+    std::optional<std::int64_t> freeableBytes;  // what deleting it would have freed then; absent: not known
     std::string host;
 
     bool operator==(const Manifest&) const = default;
@@ -50,6 +51,8 @@ class QuarantineDisposer {
     Manifest manifest;
 
     std::string name() const;  // display name: the last component of `url`
+    /// What purging it frees, as far as it is known; 0 when nothing was measured.
+    std::int64_t freeable() const { return manifest.freeableBytes.value_or(manifest.bytes.value_or(0)); }
 
     bool operator==(const Entry&) const = default;
   };
@@ -89,11 +92,11 @@ class QuarantineDisposer {
   /// Throws DisposalError if the configured folder is unusable now. Creates nothing.
   void checkFolder() const;
 
-  /// Moves an item into quarantine. The manifest, which records `originalPath`, is written and fsynced before the move,
-  /// and removed if the move fails. Throws DisposalError, UnsafePathError or std::system_error; the item is then still
-  /// in place.
+  /// Moves an item into quarantine. The manifest, which records `originalPath` and both sizes, is written and fsynced
+  /// before the move, and removed if the move fails. Throws DisposalError, UnsafePathError or std::system_error; the
+  /// item is then still in place.
   Quarantined quarantine(const HeldEntry& entry, const std::string& originalPath, std::optional<std::int64_t> bytes,
-                         TimePoint date);
+                         TimePoint date, std::optional<std::int64_t> freeable = {});
 
   /// Returns the entries of all volumes. Entries without an item or with an unreadable manifest are skipped and noted.
   /// Throws DisposalError if the configured folder cannot be trusted.

@@ -5,10 +5,13 @@
 #include <stdlib.h>
 #include <time.h>
 
+#include "core/dispose/disposal_error.h"
 #include "tests/core/dispose/disposal_fixture.h"
 #include "tests/support/matchers.h"
+#include "tests/support/message_of.h"
 #include "tests/support/noted_removal.h"
 #include "tests/support/temporary_mount.h"
+#include "tests/support/without_privileges.h"
 
 namespace tidra {
 namespace {
@@ -268,6 +271,100 @@ TEST_F(Trash, AFullVolumeLeavesTheItemInItsPlace) {
   EXPECT_EQ(*readFile(item), "precious");
   EXPECT_THAT(namesIn(folder + "/info"), ElementsAre("first.trashinfo"));
   EXPECT_THAT(namesIn(folder + "/files"), ElementsAre("first"));
+}
+
+class TrashRestore : public Trash {
+ protected:
+  /// Trashes an item whose content is its path; returns its entry.
+  FreedesktopTrash::Entry put(const std::string& relative) const {
+    tree_.writeFile(relative, tree_.path(relative));
+    const auto destination = disposed(tree_.path(relative), DisposalMethod::trash).destination;
+    for (const auto& entry : listed()) {
+      if (entry.path == destination) return entry;
+    }
+    ADD_FAILURE() << relative;
+    return {};
+  }
+  std::vector<FreedesktopTrash::Entry> listed() const {
+    std::vector<std::string> notes;
+    return trash().list(now, notes);
+  }
+  static std::string refused(const FreedesktopTrash::Entry& entry) {
+    std::string dry;
+    for (const auto act : {&FreedesktopTrash::checkRestore, &FreedesktopTrash::restore}) {
+      try {
+        act(entry);
+        return "(restored)";
+      } catch (const std::exception& error) {
+        EXPECT_TRUE(dry.empty() || dry == error.what()) << dry << " | " << error.what();
+        dry = error.what();
+      }
+    }
+    return dry;
+  }
+};
+
+TEST_F(TrashRestore, AnyNameComesBackWithItsMissingFolders) {
+  std::vector<std::string> names{"a b", "line\nbreak", "x.trashinfo", "%41", std::string(255, 'n')};
+  if (anyByteNames) names.emplace_back("\xff\xfe");
+  for (const std::string& name : names) put("home/p/" + name);
+  std::filesystem::remove(tree_.path("home/p"));
+  for (const auto& entry : listed()) FreedesktopTrash::restore(entry);
+  for (const std::string& name : names)
+    EXPECT_EQ(*readFile(tree_.path("home/p/" + name)), tree_.path("home/p/" + name));
+  EXPECT_THAT(namesIn(files()), IsEmpty());
+  EXPECT_THAT(namesIn(info()), IsEmpty());
+}
+
+TEST_F(TrashRestore, RefusesPlacesThatAreTakenBentOrNotItsOwn) {
+  const auto entry = put("home/p/item");
+  for (const auto& block : std::vector<std::function<void()>>{[&] { tree_.writeFile("home/p/item", "new"); },
+                                                              [&] { tree_.makeFolder("home/p/item"); },
+                                                              [&] { tree_.symlink("home/p/item", "nowhere"); }}) {
+    block();
+    const auto before = tree_.snapshot();
+    EXPECT_THAT(refused(entry), HasSubstr("something else is at " + tree_.path("home/p/item")));
+    EXPECT_EQ(tree_.snapshot(), before);
+    std::filesystem::remove(tree_.path("home/p/item"));
+  }
+  for (const std::string& place : {std::string("/"), tree_.path("home/../home/q"), std::string("relative")}) {
+    auto bent = entry;
+    bent.originalPath = place;
+    EXPECT_THAT(refused(bent), HasSubstr("which is not a valid one")) << place;
+  }
+  auto nowhere = entry;
+  nowhere.originalPath.reset();
+  EXPECT_THAT(refused(nowhere), HasSubstr("does not say where it was"));
+  auto replaced = entry;
+  std::filesystem::remove(entry.path);
+  tree_.writeFile("home/other", "x");
+  std::filesystem::rename(tree_.path("home/other"), entry.path);
+  EXPECT_THAT(messageOf<DisposalError>([&] { FreedesktopTrash::restore(replaced); }), HasSubstr("replaced"));
+  EXPECT_TRUE(exists(entry.path) && exists(info("/item.trashinfo")));
+}
+
+TEST_F(TrashRestore, NothingLandsInAFolderThatAnotherUserMadeMeanwhile) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs a second user";
+  const auto entry = put("home/shared/p/item");
+  std::filesystem::remove(tree_.path("home/shared/p"));
+  handOver(tree_);
+  const std::string made = tree_.makeFolder("home/shared/p");
+  tree_.setMode("home/shared/p", 0777);
+  ASSERT_EQ(::lchown(made.c_str(), 65533, 65533), 0);
+  {
+    const WithoutPrivileges owner(tree_);
+    EXPECT_THAT(refused(entry), HasSubstr("belongs to another user"));
+  }
+  EXPECT_THAT(namesIn(tree_.path("home/shared/p")), IsEmpty());
+  EXPECT_TRUE(exists(entry.path));
+}
+
+TEST_F(TrashRestore, ReadsPathsOfOtherProgramsInAVolumesTrash) {
+  const std::string info = "[Trash Info]\nPath=p/a%20b\n";
+  EXPECT_EQ(FreedesktopTrash::placeIn(info, "/mnt/.Trash-7"), "/mnt/p/a b");
+  EXPECT_EQ(FreedesktopTrash::placeIn(info, "/home/me/.local/share/Trash"), std::nullopt);
+  EXPECT_EQ(FreedesktopTrash::placeIn("Path=/p\n", "/mnt/.Trash-7"), "/p");
+  EXPECT_EQ(FreedesktopTrash::placeIn("Path=../p\n", "/mnt/.Trash-7"), "/mnt/../p");
 }
 
 }  // namespace
