@@ -12,7 +12,7 @@
 #include "core/base/byte_units.h"
 #include "core/base/text.h"
 #include "core/scan/stores.h"
-#include "fleet/agent/policy/trusted_file.h"
+#include "core/platform/trusted_file.h"
 
 namespace tidra {
 namespace {

@@ -1,7 +1,7 @@
 #include "fleet/agent/evaluation/policy_catalog.h"
 
 #include "core/rules/skip_list.h"
-#include "fleet/agent/policy/trusted_file.h"
+#include "core/platform/trusted_file.h"
 
 namespace tidra {
 

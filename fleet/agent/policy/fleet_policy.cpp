@@ -13,7 +13,7 @@
 #include "core/model/system_scan_categories.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
-#include "fleet/agent/policy/trusted_file.h"
+#include "core/platform/trusted_file.h"
 
 namespace tidra {
 namespace {

@@ -1,4 +1,4 @@
-#include "fleet/agent/policy/trusted_file.h"
+#include "core/platform/trusted_file.h"
 
 #include <fmt/format.h>
 
