@@ -1,7 +1,7 @@
 // Lookup by entry name for a walk: called for every entry, with nearly no hits.
 #pragma once
 
-#include <bitset>
+#include <array>
 #include <cassert>
 #include <cstdint>
 #include <functional>
@@ -17,15 +17,13 @@ class NameMap {
   /// Inserts a missing value. The name must not be empty.
   T& operator[](std::string_view name) {
     assert(!name.empty());
-    lengths_ |= lengthBit(name);
-    firstBytes_.set(static_cast<unsigned char>(name.front()));
+    lengths_[static_cast<unsigned char>(name.front())] |= lengthBit(name);
     return values_.try_emplace(std::string(name)).first->second;
   }
 
-  /// Returns null for an unknown name. Rejects most names by length or first byte, without hashing.
+  /// Returns null for an unknown name. Rejects most names by first byte and length, without hashing.
   const T* find(std::string_view name) const {
-    if ((lengths_ & lengthBit(name)) == 0 || !firstBytes_.test(static_cast<unsigned char>(name.front())))
-      return nullptr;
+    if (name.empty() || (lengths_[static_cast<unsigned char>(name.front())] & lengthBit(name)) == 0) return nullptr;
     const auto found = values_.find(name);
     return found == values_.end() ? nullptr : &found->second;
   }
@@ -43,8 +41,7 @@ class NameMap {
     return std::uint64_t{1} << (name.size() < lastBit ? name.size() : lastBit);
   }
 
-  std::uint64_t lengths_ = 0;
-  std::bitset<256> firstBytes_;
+  std::array<std::uint64_t, 256> lengths_{};  // of the names that begin with each byte
   std::unordered_map<std::string, T, Hash, std::equal_to<>> values_;
 };
 
