@@ -94,7 +94,7 @@ void FilePreferencesStore::locked(const std::function<void()>& act) const {
   try {
     makePrivateFolders(parentPath(path_));
     const FileLock lock(path_ + ".lock");
-    removeLeftovers();
+    removeLeftovers(path_);
     act();
   } catch (const std::system_error& error) {
     throw PreferencesError(fmt::format("The preferences were not saved: {}.", error.what()));
@@ -133,11 +133,9 @@ void FilePreferencesStore::repair() {
   });
 }
 
-/// Removes temporary files of processes that were killed while saving. Safe because writers hold the lock: no temporary
-/// file is in use now.
-void FilePreferencesStore::removeLeftovers() const {
-  const auto real = realPath(path_);
-  const std::string target = real ? *real : path_;
+void FilePreferencesStore::removeLeftovers(const std::string& path) {
+  const auto real = realPath(path);
+  const std::string target = real ? *real : path;
   const std::string start = fmt::format(".{}.", lastPathComponent(target));
   constexpr std::size_t randomPart = 6;
   const auto folder = openDirectory(parentPath(target));

@@ -23,10 +23,13 @@ class FilePreferencesStore : public PreferencesStore {
   void repair() override;
   void transact(const std::function<Changes()>& prepare, const std::function<void()>& finish) override;
 
+  /// Removes temporary files of processes that were killed while replacing this file. Call under a lock that every
+  /// writer takes: no temporary file is in use then.
+  static void removeLeftovers(const std::string& path);
+
  private:
   std::optional<nlohmann::json> load() const;
   void locked(const std::function<void()>& act) const;
-  void removeLeftovers() const;
 
   std::string path_;
   std::function<void(const std::string&)> onNote_;

@@ -1,0 +1,144 @@
+#include "app/state/removal_history.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "app/state/file_preferences_store.h"
+#include "app/state/preferences_store.h"
+#include "core/base/byte_units.h"
+#include "core/base/record_fields.h"
+#include "core/base/uuid.h"
+#include "core/platform/file_lock.h"
+#include "core/platform/files.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+constexpr unsigned historyMode = 0600;
+constexpr std::int64_t historyVersion = 1;
+constexpr std::size_t mostHistoryBytes = 8_MiB;
+constexpr std::size_t mostReadBytes = 2 * mostHistoryBytes;
+
+/// The document: runs, oldest first.
+struct HistoryDocument {
+  std::vector<RemovalRun> runs;
+  std::int64_t schemaVersion = historyVersion;
+};
+
+template <class T>
+std::int64_t cutTo(std::vector<T>& list, std::size_t most) {
+  if (list.size() <= most) return 0;
+  const std::size_t more = list.size() - most;
+  list.resize(most);
+  return static_cast<std::int64_t>(more);
+}
+
+}  // namespace
+
+template <>
+constexpr auto fieldsOf<RemovedItem> = recordFields(bytesField("path", &RemovedItem::path),
+                                                    field("method", &RemovedItem::method),
+                                                    bytesField("destination", &RemovedItem::destination),
+                                                    field("bytes", &RemovedItem::bytes),
+                                                    fieldOrDefault("freedBytes", &RemovedItem::freedBytes),
+                                                    field("at", &RemovedItem::at),
+                                                    field("restoredAt", &RemovedItem::restoredAt));
+
+template <>
+constexpr auto fieldsOf<RemovalRun> =
+    recordFields(field("id", &RemovalRun::id), field("at", &RemovalRun::at), field("command", &RemovalRun::command),
+                 field("method", &RemovalRun::method), field("items", &RemovalRun::items),
+                 fieldOrDefault("moreItems", &RemovalRun::moreItems), fieldOrDefault("failures", &RemovalRun::failures),
+                 fieldOrDefault("moreFailures", &RemovalRun::moreFailures),
+                 fieldOrDefault("freedBytes", &RemovalRun::freedBytes), field("undoneAt", &RemovalRun::undoneAt));
+
+template <>
+constexpr auto fieldsOf<HistoryDocument> = recordFields(field("schemaVersion", &HistoryDocument::schemaVersion),
+                                                        field("runs", &HistoryDocument::runs));
+
+template struct RecordCodec<RemovedItem>;
+template struct RecordCodec<RemovalRun>;
+
+template <>
+struct JsonCodec<HistoryDocument> : RecordCodec<HistoryDocument> {};
+
+RemovalHistory::RemovalHistory(const std::string& folder, std::function<void(const std::string&)> onNote)
+    : path_(joinedPath(folder, "history.json")), onNote_(std::move(onNote)) {}
+
+/// Oldest first; none if the file is damaged.
+std::optional<std::vector<RemovalRun>> RemovalHistory::stored() const {
+  const auto text = readRegularFile(path_, mostReadBytes);
+  if (text.failure() == std::errc::no_such_file_or_directory) return std::vector<RemovalRun>{};
+  if (text.failure() == std::errc::file_too_large) return std::nullopt;
+  if (!text) {
+    throw PreferencesError(
+        fmt::format("The history of removals {} cannot be read: {}.", path_,
+                    text.failure() == std::errc::invalid_argument ? "not a regular file" : text.failure().message()));
+  }
+  try {
+    const auto document = parseJson(*text, path_);
+    const std::int64_t version = JsonObjectReader(document, path_).optional<std::int64_t>("schemaVersion").value_or(0);
+    if (version > historyVersion) {
+      throw PreferencesError(
+          fmt::format("The history of removals {} is of a newer version; it stays as it is.", path_));
+    }
+    return JsonCodec<HistoryDocument>::decode(document, path_).runs;
+  } catch (const DecodingError&) {
+    return std::nullopt;
+  }
+}
+
+std::vector<RemovalRun> RemovalHistory::load() const {
+  auto runs = stored();
+  if (!runs) {
+    throw PreferencesError(
+        fmt::format("The history of removals {} is damaged; the next removal keeps it as it is under another name and "
+                    "begins a new one.",
+                    path_));
+  }
+  std::reverse(runs->begin(), runs->end());
+  return std::move(*runs);
+}
+
+void RemovalHistory::append(RemovalRun run) {
+  run.id = makeUuid();
+  run.moreItems += cutTo(run.items, mostItems);
+  run.moreFailures += cutTo(run.failures, mostFailures);
+  change([&](std::vector<RemovalRun>& runs) { runs.push_back(std::move(run)); });
+}
+
+void RemovalHistory::replace(const RemovalRun& run) {
+  change([&](std::vector<RemovalRun>& runs) {
+    const auto found =
+        std::find_if(runs.begin(), runs.end(), [&](const RemovalRun& each) { return each.id == run.id; });
+    if (found != runs.end()) *found = run;
+  });
+}
+
+void RemovalHistory::change(const std::function<void(std::vector<RemovalRun>&)>& edit) {
+  try {
+    makePrivateFolders(parentPath(path_));
+    const FileLock lock(path_ + ".lock");
+    FilePreferencesStore::removeLeftovers(path_);
+    auto runs = stored();
+    if (!runs) {
+      onNote_(fmt::format("The history of removals {} was damaged; it is kept as {}, and a new one begins.", path_,
+                          setAside(path_, ".damaged")));
+      runs.emplace();
+    }
+    edit(*runs);
+    if (runs->size() > mostRuns) runs->erase(runs->begin(), runs->end() - static_cast<std::ptrdiff_t>(mostRuns));
+    std::string text = prettyJson(HistoryDocument{*runs});
+    // Long lists of items: half of the runs go at a time, which ends after few rounds.
+    while (text.size() > mostHistoryBytes && runs->size() > 1) {
+      runs->erase(runs->begin(), runs->begin() + static_cast<std::ptrdiff_t>((runs->size() + 1) / 2));
+      text = prettyJson(HistoryDocument{*runs});
+    }
+    replaceFile(path_, text + "\n", historyMode);
+  } catch (const std::system_error& error) {
+    throw PreferencesError(fmt::format("The history of removals was not written: {}.", error.what()));
+  }
+}
+
+}  // namespace tidra

@@ -1,0 +1,99 @@
+// What this user removed: when, by which command, and where it went. docs/state.md describes the file.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/base/enum_table.h"
+#include "core/base/json_codec.h"
+#include "core/base/time_point.h"
+#include "core/model/disposal.h"
+
+namespace tidra {
+
+enum class RemovalCommand { clean, apply, emptyTrash, trashPurge, quarantinePurge };
+
+template <>
+struct EnumTable<RemovalCommand> {
+  static constexpr std::string_view name = "command";
+  static constexpr std::array rows{
+      EnumRow<RemovalCommand>{RemovalCommand::clean, "clean"},
+      EnumRow<RemovalCommand>{RemovalCommand::apply, "apply"},
+      EnumRow<RemovalCommand>{RemovalCommand::emptyTrash, "empty trash"},
+      EnumRow<RemovalCommand>{RemovalCommand::trashPurge, "trash purge"},
+      EnumRow<RemovalCommand>{RemovalCommand::quarantinePurge, "quarantine purge"},
+  };
+};
+
+struct RemovedItem {
+  std::string path;  // where it was, or a tool-backed target
+  DisposalMethod method = DisposalMethod::trash;
+  std::optional<std::string> destination;  // in trash or quarantine; absent when it is gone for good
+  std::optional<std::int64_t> bytes;       // apparent
+  std::int64_t freedBytes = 0;             // 0 for what was moved
+  TimePoint at{};
+  std::optional<TimePoint> restoredAt;  // when an undo brought it back
+
+  bool operator==(const RemovedItem&) const = default;
+};
+
+/// One command that removed something.
+struct RemovalRun {
+  std::string id;
+  TimePoint at{};
+  RemovalCommand command = RemovalCommand::clean;
+  DisposalMethod method = DisposalMethod::trash;
+  std::vector<RemovedItem> items;  // in the order in which they went
+  std::int64_t moreItems = 0;      // beyond the most that are kept
+  std::vector<TidraDeletionFailure> failures;
+  std::int64_t moreFailures = 0;
+  std::int64_t freedBytes = 0;        // by all items
+  std::optional<TimePoint> undoneAt;  // since then nothing of it is left that an undo could bring back
+
+  bool operator==(const RemovalRun&) const = default;
+};
+
+/// A file of the running user alone. Every change is made under a lock and replaces the file atomically, so that
+/// processes lose none of each other's runs and a crash leaves the old history or the new one.
+class RemovalHistory {
+ public:
+  static constexpr std::size_t mostRuns = 200;
+  static constexpr std::size_t mostItems = 1000;    // of a run
+  static constexpr std::size_t mostFailures = 100;  // of a run
+
+  /// `onNote` is called with a sentence when a damaged file is set aside.
+  RemovalHistory(const std::string& folder, std::function<void(const std::string&)> onNote);
+
+  /// Returns the runs, newest first; none without a file. Throws PreferencesError if the file is damaged or cannot be
+  /// read.
+  std::vector<RemovalRun> load() const;
+
+  /// Adds a run with a new `id`, shortened to the bounds above, and drops the oldest runs beyond them. A damaged file
+  /// is kept beside the new one. Throws PreferencesError if the history cannot be written.
+  void append(RemovalRun run);
+
+  /// Replaces the run with the same `id`, unless it has been dropped. Throws PreferencesError.
+  void replace(const RemovalRun& run);
+
+ private:
+  std::optional<std::vector<RemovalRun>> stored() const;
+  void change(const std::function<void(std::vector<RemovalRun>&)>& edit);
+
+  std::string path_;
+  std::function<void(const std::string&)> onNote_;
+};
+
+extern template struct RecordCodec<RemovedItem>;
+template <>
+struct JsonCodec<RemovedItem> : RecordCodec<RemovedItem> {};
+
+extern template struct RecordCodec<RemovalRun>;
+template <>
+struct JsonCodec<RemovalRun> : RecordCodec<RemovalRun> {};
+
+}  // namespace tidra

@@ -1,0 +1,100 @@
+// The history of removals: private, bounded, never lost between processes, damage kept aside.
+#include "app/state/removal_history.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "app/state/preferences_store.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "tests/support/matchers.h"
+#include "tests/support/message_of.h"
+#include "tests/support/temporary_tree.h"
+
+namespace tidra {
+namespace {
+
+class RemovalHistoryTest : public testing::Test {
+ protected:
+  RemovalHistory history() {
+    return {tree_.path("state"), [this](const std::string& note) { notes_.push_back(note); }};
+  }
+  std::string file() const { return tree_.path("state/history.json"); }
+  static RemovalRun runOf(std::size_t items, const std::string& path = "/p/node_modules") {
+    RemovalRun run;
+    run.items.assign(items, {path, DisposalMethod::trash, "/t/files/node_modules", 5, 0, {}, {}});
+    return run;
+  }
+
+  const TemporaryTree tree_;
+  std::vector<std::string> notes_;
+};
+
+TEST_F(RemovalHistoryTest, KeepsTheNewestRunsWithinItsBoundsForItsOwnerOnly) {
+  EXPECT_THAT(history().load(), IsEmpty());
+  const auto more = static_cast<std::int64_t>(7);
+  history().append(runOf(RemovalHistory::mostItems + 7, "/p/\xff"));
+  ASSERT_THAT(history().load(), SizeIs(1));
+  EXPECT_THAT(history().load()[0].items, SizeIs(RemovalHistory::mostItems));
+  EXPECT_EQ(history().load()[0].moreItems, more);
+  EXPECT_EQ(history().load()[0].items[0].path, "/p/\xff");
+  EXPECT_EQ(pathFacts(file())->permissions, 0600U);
+  EXPECT_EQ(pathFacts(tree_.path("state"))->permissions, 0700U);
+  for (std::size_t i = 1; i <= RemovalHistory::mostRuns; ++i) history().append(runOf(1, "/" + std::to_string(i)));
+  const auto runs = history().load();
+  ASSERT_THAT(runs, SizeIs(RemovalHistory::mostRuns));
+  EXPECT_EQ(runs.front().items[0].path, "/200");
+  EXPECT_EQ(runs.back().items[0].path, "/1");
+  for (int i = 0; i < 40; ++i) history().append(runOf(1000, std::string(300, 'x')));
+  EXPECT_LE(pathFacts(file())->sizeBytes, 9U << 20);
+  EXPECT_THAT(history().load().front().items, SizeIs(1000));
+}
+
+TEST_F(RemovalHistoryTest, ARunIsReplacedByItsIdentifier) {
+  history().append(runOf(1));
+  history().append(runOf(2));
+  RemovalRun undone = history().load()[1];
+  undone.undoneAt = TimePoint{std::chrono::seconds{7}};
+  history().replace(undone);
+  EXPECT_EQ(history().load()[1], undone);
+  EXPECT_FALSE(history().load()[0].undoneAt);
+}
+
+TEST_F(RemovalHistoryTest, ProcessesLoseNoneOfEachOthersRuns) {
+  constexpr int each = 20;
+  const auto work = [&] {
+    for (int i = 0; i < each; ++i) history().append(runOf(1));
+  };
+  const pid_t child = ::fork();
+  if (child == 0) {
+    work();
+    std::_Exit(0);
+  }
+  work();
+  int status = -1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_THAT(history().load(), SizeIs(2 * each));
+}
+
+TEST_F(RemovalHistoryTest, DamageIsKeptAsideByTheNextRunAndTold) {
+  history().append(runOf(1));
+  const std::string whole = *readFile(file());
+  for (std::size_t length = 0; length + 2 < whole.size(); length += 29) {
+    tree_.writeFile("state/history.json", whole.substr(0, length));
+    EXPECT_THAT(messageOf<PreferencesError>([&] { history().load(); }), HasSubstr("is damaged")) << length;
+  }
+  const std::string torn = *readFile(file());
+  history().append(runOf(3));
+  EXPECT_THAT(notes_, ElementsAre(HasSubstr("history.json.damaged")));
+  EXPECT_EQ(*readFile(file() + ".damaged"), torn);
+  EXPECT_THAT(history().load(), SizeIs(1));
+  tree_.writeFile("state/history.json", R"({"runs": [], "schemaVersion": 2})");
+  EXPECT_THAT(messageOf<PreferencesError>([&] { history().append(runOf(1)); }), HasSubstr("newer version"));
+  EXPECT_EQ(*readFile(file()), R"({"runs": [], "schemaVersion": 2})");
+}
+
+}  // namespace
+}  // namespace tidra
