@@ -12,6 +12,7 @@
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
 #include "cli/progress_line.h"
+#include "cli/removal_recorder.h"
 #include "cli/trash_view.h"
 #include "cli/user_state.h"
 #include "core/base/json_fields.h"
@@ -158,6 +159,9 @@ int emptyTrash(const ScanRequest& request, const RemovalOptions& options, const 
       agreesToUnlisted(unlisted, program).value_or(false)) {
     purged += FreedesktopTrash::remove(std::exchange(unlisted, {}), &InterruptGuard::requested);
   }
+  RemovalRecorder recorder(RemovalCommand::emptyTrash, DisposalMethod::delete_, request.resolver, currentTime());
+  for (const std::string& path : purged.paths) recorder.addPurged(path, std::nullopt, 0);
+  recorder.write();
   writeFailures(purged.failures);
   for (const std::string& note : purged.notes) writeNote(note);
   noteUnlisted(unlisted);
@@ -245,7 +249,10 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   }
   InterruptGuard::requireNone("Interrupted; nothing was removed.");
   setting.service.includesUnlisted = options.includesUnlisted || agreement.toUnlisted.value_or(false);
-  const CleanupOutcome outcome = runWithProgress(agreement.candidates, std::move(setting), program);
+  RemovalRecorder recorder(options.command, plan.method, request.resolver, currentTime());
+  const CleanupOutcome outcome =
+      runWithProgress(agreement.candidates, recorder.watching(std::move(setting)), program);
+  if (!program.options.dryRun) recorder.write();
   // Standard output may be a broken pipe; failures go to standard error first.
   writeFailures(outcome.disposal.failures);
   for (const std::string& remainder : outcome.remainders) writeNote(remainder);

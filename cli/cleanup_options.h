@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "app/state/removal_history.h"
 #include "cli/cleanup_view.h"
 #include "cli/program.h"
 #include "cli/scan_options.h"
@@ -13,6 +14,7 @@
 namespace tidra {
 
 struct RemovalOptions {
+  RemovalCommand command = RemovalCommand::clean;  // for the history
   std::optional<std::string> method;  // absent: the plan's method, or the trash
   std::optional<std::string> quarantineFolder;
   bool force = false;

@@ -54,6 +54,7 @@ void checkAgainstPlan(const RemovalOptions& options, const CleanupPlan& plan) {
 
 int runApplyCommand(ApplyOptions& options, const Program& program) {
   options.removal.json = options.scan.json;
+  options.removal.command = RemovalCommand::apply;
   const ScanViewOptions view = chosenView(options.scan, program);
   requireKnownExclusions(options.scan.home, program.environment);
   ScanRequest request = makeScanRequest(options.scan, program.environment);

@@ -1,4 +1,5 @@
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -9,7 +10,10 @@
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
 #include "cli/program.h"
+#include "cli/removal_recorder.h"
 #include "cli/scan_view.h"
+#include "cli/stored_entries.h"
+#include "cli/table.h"
 #include "cli/terminal.h"
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
@@ -24,6 +28,7 @@ struct JsonCodec<QuarantineDisposer::Entry> {
   static void write(JsonWriter& out, const QuarantineDisposer::Entry& entry) {
     JsonObjectWriter(out)
         .put("bytes", entry.manifest.bytes)
+        .put("freeableBytes", entry.manifest.freeableBytes)
         .put("host", entry.manifest.host)
         .putBytes("name", entry.name())
         .putBytes("originalPath", entry.manifest.originalPath)
@@ -44,11 +49,6 @@ struct QuarantineOptions {
   bool json = false;
 };
 
-void writeNotes(const std::vector<std::string>& notes, const Program& program) {
-  if (program.options.quiet) return;
-  for (const std::string& note : notes) writeNote(note);
-}
-
 QuarantineDisposer::Listing readEntries(const QuarantineDisposer& quarantine) {
   try {
     return quarantine.list();
@@ -57,41 +57,76 @@ QuarantineDisposer::Listing readEntries(const QuarantineDisposer& quarantine) {
   }
 }
 
+using QuarantineEntries = std::vector<QuarantineDisposer::Entry>;
+
+TimePoint dueDate(const QuarantineDisposer::Entry& entry) {
+  return entry.manifest.quarantinedAt + retention(QuarantineConfig::defaultRetentionDays);
+}
+
+std::int64_t freeableBy(const QuarantineEntries& entries) {
+  std::int64_t bytes = 0;
+  for (const QuarantineDisposer::Entry& entry : entries) bytes = saturatedSum(bytes, entry.freeable());
+  return bytes;
+}
+
+/// On a narrow terminal without the date, with which the names begin anyway.
+std::string quarantineTable(const QuarantineEntries& entries, const TidraPathResolver& resolver, TimePoint now,
+                            const TerminalFacts& terminal) {
+  constexpr std::size_t columnsWithDate = 100;
+  const bool hasDate = !terminal.isTerminal || terminal.columns >= columnsWithDate;
+  std::vector<TextTable::Column> columns{{"ENTRY"}, {"FREES", true}, {"AGE", true}, {"DUE"}, {"FROM"}};
+  if (hasDate) columns.insert(columns.begin() + 2, TextTable::Column{"SINCE"});
+  TextTable table(std::move(columns));
+  for (const QuarantineDisposer::Entry& entry : entries) {
+    const auto& manifest = entry.manifest;
+    const bool isMeasured = manifest.bytes || manifest.freeableBytes;
+    const TextTable::Tone tone = dueDate(entry) <= now ? TextTable::Tone::attention : TextTable::Tone::plain;
+    std::vector<TextTable::Cell> row{shown(entry.name()),
+                                     isMeasured ? ByteFormatting::compact(entry.freeable()) : "–",
+                                     shortAge(manifest.quarantinedAt, now),
+                                     {localDay(dueDate(entry)), tone},
+                                     shown(resolver.displayPath(manifest.originalPath))};
+    if (hasDate) row.insert(row.begin() + 2, TextTable::Cell(localMinute(manifest.quarantinedAt)));
+    table.add(std::move(row));
+  }
+  return table.text(terminal);
+}
+
 int list(const QuarantineOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
   const auto listing = readEntries(openQuarantine(options.folder, resolver));
-  writeNotes(listing.notes, program);
+  const auto& entries = listing.entries;
+  writeNotes(listing.notes);
   if (options.json) {
-    writeOut(prettyJson(listing.entries) + "\n");
+    writeOut(prettyJson(entries) + "\n");
     return ExitStatus::done;
   }
-  if (listing.entries.empty()) writeOut("Nothing is in quarantine.\n");
-  std::size_t width = 0;
-  for (const QuarantineDisposer::Entry& entry : listing.entries)
-    width = std::max(width, displayWidth(shown(entry.name())));
-  for (const QuarantineDisposer::Entry& entry : listing.entries) {
-    const auto& manifest = entry.manifest;
-    const std::string size = manifest.bytes ? ByteFormatting::compact(*manifest.bytes) : "–";
-    writeOut(fmt::format("{}  {}  {}\n", paddedRight(shown(entry.name()), width), paddedLeft(size, sizeWidth),
-                         shown(resolver.displayPath(manifest.originalPath))));
+  if (entries.empty()) {
+    writeOut("Nothing is in quarantine.\n");
+    return ExitStatus::done;
   }
+  const TimePoint now = currentTime();
+  const auto due =
+      std::count_if(entries.begin(), entries.end(), [&](const auto& each) { return dueDate(each) <= now; });
+  writeOut(quarantineTable(entries, resolver, now,
+                           terminalFacts(STDOUT_FILENO, program.options.color, program.environment)) +
+           fmt::format("{}; purging {} frees {}. {} due.\n", counted(entries.size(), "entry", "entries"),
+                       entries.size() == 1 ? "it" : "them", ByteFormatting::compact(freeableBy(entries)),
+                       due == 0   ? "None is"
+                       : due == 1 ? "1 is"
+                                  : fmt::format("{} are", due)));
   return ExitStatus::done;
 }
 
 /// The named entries, or all. Throws InputError for one that does not exist.
-std::vector<QuarantineDisposer::Entry> chosen(const QuarantineOptions& options,
-                                              std::vector<QuarantineDisposer::Entry> entries) {
+QuarantineEntries chosen(const QuarantineOptions& options, QuarantineEntries entries,
+                         const TidraPathResolver& resolver) {
   if (options.all) return entries;
-  std::vector<QuarantineDisposer::Entry> result;
-  for (const std::string& name : options.names) {
-    const auto found = std::find_if(entries.begin(), entries.end(), [&](const QuarantineDisposer::Entry& entry) {
-      return entry.name() == name || entry.url == name || shown(entry.name()) == name;
-    });
-    if (found == entries.end()) {
-      throw InputError(fmt::format("'{}' is not in quarantine; tidra quarantine list shows what is.", shown(name)));
-    }
-    if (std::find(result.begin(), result.end(), *found) == result.end()) result.push_back(*found);
-  }
+  std::vector<StoredEntry> names;
+  for (const auto& entry : entries) names.push_back({entry.name(), entry.url, entry.manifest.originalPath});
+  QuarantineEntries result;
+  for (const std::size_t i : entriesNamed(options.names, names, quarantineWords, resolver))
+    result.push_back(entries[i]);
   return result;
 }
 
@@ -101,45 +136,25 @@ void requireNamesOrAll(const QuarantineOptions& options) {
   }
 }
 
-/// Applies `act` to each entry and reports the results.
-template <class Action>
-int forEach(const std::vector<QuarantineDisposer::Entry>& entries, const QuarantineOptions& options,
-            const Program& program, const std::string& past, Action act) {
-  std::vector<TidraDeletionFailure> failures;
-  std::vector<std::string> paths;
-  const InterruptGuard guard;
-  for (const QuarantineDisposer::Entry& entry : entries) {
-    if (InterruptGuard::requested()) break;
-    try {
-      act(entry);
-      const std::string name = past == "restored" ? entry.manifest.originalPath : entry.name();
-      paths.push_back(entry.url);
-      if (!options.json) {
-        writeOut(fmt::format("{} {} {}.\n", shown(name), program.options.dryRun ? "would be" : "is", past));
-      }
-    } catch (const std::exception& error) {
-      failures.push_back({entry.url, error.what()});
-    }
-  }
-  if (options.json) {
-    const auto fill = [&](JsonObjectWriter& object) { object.put("failures", failures).putByteList(past, paths); };
-    writeOut(indentedJson(compactObject(fill)) + "\n");
-  }
-  writeFailures(failures);
-  if (InterruptGuard::requested()) return ExitStatus::interrupted;
-  return failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
-}
-
 int restore(const QuarantineOptions& options, const Program& program) {
   requireNamesOrAll(options);
-  const auto quarantine = openQuarantine(options.folder, makeResolver(options.home, program.environment));
+  const TidraPathResolver resolver = makeResolver(options.home, program.environment);
+  const auto quarantine = openQuarantine(options.folder, resolver);
   auto listing = readEntries(quarantine);
-  writeNotes(listing.notes, program);
-  const auto entries = chosen(options, std::move(listing.entries));
+  writeNotes(listing.notes);
+  auto entries = chosen(options, std::move(listing.entries), resolver);
   if (entries.empty() && !options.json) writeOut("Nothing is in quarantine, so nothing is restored.\n");
-  return forEach(entries, options, program, "restored", [&](const QuarantineDisposer::Entry& entry) {
-    program.options.dryRun ? quarantine.checkRestore(entry) : quarantine.restore(entry);
+  // A folder comes back before what was in it: otherwise its place would be taken.
+  std::stable_sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
+    return pathPrecedes(a.manifest.originalPath, b.manifest.originalPath);
   });
+  std::vector<EntryAction> actions;
+  for (const QuarantineDisposer::Entry& entry : entries) {
+    actions.push_back({entry.url, entry.manifest.originalPath,
+                       [&] { program.options.dryRun ? quarantine.checkRestore(entry) : quarantine.restore(entry); }});
+  }
+  const InterruptGuard guard;
+  return actOnEach(actions, "restored", options.json, program).status;
 }
 
 /// Also clears manifests without an item and leftovers of an interrupted purge.
@@ -156,41 +171,81 @@ int clearRemains(const QuarantineDisposer& quarantine, TimePoint cutOff, bool dr
   return failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
 }
 
-/// Deletes the named entries, or without names those past their retention.
+/// The entries that a purge deletes: the named ones, or without names those put there before `cutOff`.
+QuarantineEntries chosenForPurge(const QuarantineOptions& options, const QuarantineDisposer& quarantine,
+                                 TimePoint cutOff, const TidraPathResolver& resolver) {
+  auto listing = readEntries(quarantine);
+  writeNotes(listing.notes);
+  if (options.all || !options.names.empty()) return chosen(options, std::move(listing.entries), resolver);
+  std::erase_if(listing.entries, [&](const auto& entry) { return entry.manifest.quarantinedAt >= cutOff; });
+  return std::move(listing.entries);
+}
+
+/// Shows what goes and asks.
+bool agreesToPurge(const QuarantineEntries& entries, const QuarantineOptions& options,
+                   const TidraPathResolver& resolver, TimePoint now, const Program& program) {
+  if (entries.empty() || program.options.dryRun) return true;
+  if (!options.json) {
+    writeOut(quarantineTable(entries, resolver, now,
+                             terminalFacts(STDOUT_FILENO, program.options.color, program.environment)));
+  }
+  return confirmed(
+      {fmt::format("Delete {} from quarantine for good, which frees {}?", counted(entries.size(), "entry", "entries"),
+                   ByteFormatting::compact(freeableBy(entries))),
+       {}},
+      program);
+}
+
+void recordPurged(const QuarantineEntries& purged, const std::vector<TidraDeletionFailure>& failures,
+                  const TidraPathResolver& resolver) {
+  RemovalRecorder recorder(RemovalCommand::quarantinePurge, DisposalMethod::delete_, resolver, currentTime());
+  for (const QuarantineDisposer::Entry& entry : purged) {
+    recorder.addPurged(entry.manifest.originalPath, entry.manifest.bytes, entry.freeable());
+  }
+  recorder.addFailures(failures);
+  recorder.write();
+}
+
+void writePurgedTotal(const QuarantineEntries& purged, bool dry) {
+  writeOut(fmt::format("{} {}, {} {}.\n", counted(purged.size(), "entry", "entries"),
+                       dry ? "would be deleted" : "deleted", ByteFormatting::compact(freeableBy(purged)),
+                       dry ? "would be free" : "freed"));
+}
+
 int purge(const QuarantineOptions& options, const Program& program) {
   if (options.all && !options.names.empty()) throw InputError("Give either entries or --all.");
   if (options.olderThan && (options.all || !options.names.empty())) {
     throw InputError("--older-than chooses the entries; leave out their names and --all.");
   }
-  const auto quarantine = openQuarantine(options.folder, makeResolver(options.home, program.environment));
-  auto listing = readEntries(quarantine);
-  writeNotes(listing.notes, program);
+  const TidraPathResolver resolver = makeResolver(options.home, program.environment);
+  const auto quarantine = openQuarantine(options.folder, resolver);
   const TimePoint now = currentTime();
   const bool byName = options.all || !options.names.empty();
+  const bool dry = program.options.dryRun;
   const TimePoint cutOff = options.olderThan ? momentBefore(now, parseAge(*options.olderThan))
                                              : now - retention(quarantine.config().retentionDays);
-  if (!byName) {
-    std::erase_if(listing.entries,
-                  [&](const QuarantineDisposer::Entry& entry) { return entry.manifest.quarantinedAt >= cutOff; });
-  }
-  const auto entries = byName ? chosen(options, std::move(listing.entries)) : std::move(listing.entries);
-  std::int64_t bytes = 0;
-  for (const QuarantineDisposer::Entry& entry : entries) bytes = saturatedSum(bytes, entry.manifest.bytes.value_or(0));
-  const Confirmation question{fmt::format("Delete {} ({}) from quarantine for good?",
-                                          counted(entries.size(), "entry", "entries"), ByteFormatting::compact(bytes)),
-                              {}};
-  if (!entries.empty() && !program.options.dryRun && !confirmed(question, program)) {
+  const auto entries = chosenForPurge(options, quarantine, cutOff, resolver);
+  if (!agreesToPurge(entries, options, resolver, now, program)) {
     writeNote("Nothing was removed.");
     return ExitStatus::done;
   }
-  const int cleared = byName ? ExitStatus::done : clearRemains(quarantine, cutOff, program.options.dryRun);
+  const int cleared = byName ? ExitStatus::done : clearRemains(quarantine, cutOff, dry);
   if (cleared == ExitStatus::interrupted) return cleared;
-  const int status = forEach(entries, options, program, "purged", [&](const QuarantineDisposer::Entry& entry) {
-    if (!program.options.dryRun) quarantine.remove(entry, &InterruptGuard::requested);
-  });
+  std::vector<EntryAction> actions;
+  for (const QuarantineDisposer::Entry& entry : entries) {
+    actions.push_back({entry.url, entry.name(), [&] {
+                         if (!dry) quarantine.remove(entry, &InterruptGuard::requested);
+                       }});
+  }
+  const InterruptGuard guard;
+  const auto results = actOnEach(actions, "purged", options.json, program);
+  QuarantineEntries purged;
+  for (const std::size_t i : results.done) purged.push_back(entries[i]);
+  if (!dry) recordPurged(purged, results.failures, resolver);
+  if (!options.json && !purged.empty()) writePurgedTotal(purged, dry);
   if (entries.empty() && !options.json)
     writeOut(byName ? "Nothing is in quarantine.\n" : "Nothing in quarantine is due.\n");
-  return status == ExitStatus::done ? cleared : status;
+  return results.status == ExitStatus::done ? cleared : results.status;
 }
 
 }  // namespace
@@ -214,14 +269,15 @@ void addQuarantineCommand(CLI::App& app, Program& program) {
     return subcommand;
   };
   const auto addNames = [&](CLI::App* subcommand) {
-    subcommand->add_option("ENTRY", options->names, "Entries as the list names them")->type_name("");
+    subcommand->add_option("ENTRY", options->names, "Entries as the list names them, or where they came from")
+        ->type_name("");
     subcommand->add_flag("--all", options->all, "Every entry");
   };
-  add("list", "Entries, their sizes and where they came from", &list)
+  add("list", "Entries: their age, what purging them frees, the day they are due, where they came from", &list)
       ->footer("Examples:\n  tidra quarantine list\n  tidra quarantine list --json");
   CLI::App* restoring = add("restore", "Move entries back to where they came from", &restore);
   addNames(restoring);
-  restoring->footer("Examples:\n  tidra quarantine restore 20260314T101500-target\n  tidra quarantine restore --all");
+  restoring->footer("Examples:\n  tidra quarantine restore ~/code/shop/target\n  tidra quarantine restore --all");
   CLI::App* purging = add("purge", "Delete entries for good: those named, or those whose time is up", &purge);
   addNames(purging);
   purging->add_option("--older-than", options->olderThan, "Those put there longer ago, instead of 7d")

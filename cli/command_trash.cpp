@@ -1,14 +1,20 @@
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
+#include <set>
 
 #include "cli/cleanup_options.h"
 #include "cli/cleanup_view.h"
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
 #include "cli/program.h"
+#include "cli/removal_recorder.h"
 #include "cli/scan_view.h"
+#include "cli/stored_entries.h"
+#include "cli/table.h"
 #include "cli/trash_view.h"
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
@@ -17,98 +23,264 @@
 #include "core/model/byte_formatting.h"
 
 namespace tidra {
+
+template <>
+struct JsonCodec<FreedesktopTrash::Entry> {
+  static void write(JsonWriter& out, const FreedesktopTrash::Entry& entry) {
+    JsonObjectWriter object(out);
+    object.put("bytes", entry.bytes);
+    if (entry.isUnlisted()) object.put("fault", std::string(entry.fault()));
+    object.put("freeableBytes", entry.freeable).putBytes("name", entry.name());
+    if (entry.originalPath) object.putBytes("originalPath", *entry.originalPath);
+    object.putBytes("path", entry.path);
+    if (entry.isDated()) object.put("trashedAt", entry.date);
+    object.close();
+  }
+};
+
 namespace {
 
+using TrashEntries = std::vector<FreedesktopTrash::Entry>;
+
 struct TrashOptions {
-  std::string olderThan;
+  std::vector<std::string> names;
+  bool all = false;
+  std::optional<std::string> olderThan;
   std::optional<std::string> home;
   bool includesUnlisted = false;
   bool json = false;
 };
 
-void writePurged(const FreedesktopTrash::Purged& purged, const std::vector<FreedesktopTrash::Entry>& left,
-                 bool interrupted, const TrashOptions& options, const Program& program) {
-  if (options.json) {
-    std::vector<std::string> paths;
-    paths.reserve(left.size());
-    for (const FreedesktopTrash::Entry& entry : left) paths.push_back(entry.path);
-    const auto fill = [&](JsonObjectWriter& object) {
-      object.put("failures", purged.failures).putByteList("purged", purged.paths).putByteList("unlisted", paths);
-    };
-    writeOut(indentedJson(compactObject(fill)) + "\n");
-    return;
-  }
-  for (const std::string& path : purged.paths) {
-    writeOut(fmt::format("{} {} purged.\n", escapedForTerminal(path), program.options.dryRun ? "would be" : "is"));
-  }
-  if (purged.paths.empty() && purged.failures.empty() && !interrupted) writeOut("Nothing in the trash is that old.\n");
+/// Everything in the trashes, newest first, without remains of interrupted removals and restores.
+TrashEntries presentEntries(const FreedesktopTrash& trash, TimePoint now) {
+  std::vector<std::string> notes;
+  TrashEntries entries = trash.list(now, notes);
+  writeNotes(notes);
+  std::erase_if(entries, [](const FreedesktopTrash::Entry& entry) {
+    return !entry.identity || entry.dating == FreedesktopTrash::Dating::leftover;
+  });
+  std::stable_sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) { return a.date > b.date; });
+  return entries;
 }
 
-bool agreesTo(std::vector<FreedesktopTrash::Entry>& entries, const Program& program) {
-  if (entries.empty()) return true;
-  FreedesktopTrash::measure(entries);
+TrashEntries namedEntries(const TrashOptions& options, const TrashEntries& entries, const TidraPathResolver& resolver) {
+  std::vector<StoredEntry> names;
+  for (const auto& entry : entries) names.push_back({entry.name(), entry.path, entry.originalPath.value_or("")});
+  TrashEntries chosen;
+  for (const std::size_t i : entriesNamed(options.names, names, trashWords, resolver)) chosen.push_back(entries[i]);
+  return chosen;
+}
+
+std::int64_t freeableBy(const TrashEntries& entries) {
   std::int64_t bytes = 0;
-  for (const FreedesktopTrash::Entry& entry : entries) bytes = saturatedSum(bytes, entry.bytes);
-  return confirmed({fmt::format("Delete {} ({}) in the trash for good?", counted(entries.size(), "item", "items"),
-                                ByteFormatting::compact(bytes)),
+  for (const FreedesktopTrash::Entry& entry : entries) bytes = saturatedSum(bytes, entry.freeable);
+  return bytes;
+}
+
+/// Lists at most `most` entries; 0 lists all.
+std::string trashTable(const TrashEntries& entries, const TidraPathResolver& resolver, const TerminalFacts& terminal,
+                       std::size_t most) {
+  TextTable table({{"NAME"}, {"FREES", true}, {"TRASHED"}, {"FROM"}});
+  const std::size_t count = most == 0 ? entries.size() : std::min(most, entries.size());
+  for (std::size_t i = 0; i < count; ++i) {
+    const FreedesktopTrash::Entry& entry = entries[i];
+    const std::string from = entry.originalPath   ? shown(resolver.displayPath(*entry.originalPath))
+                             : entry.isUnlisted() ? std::string(entry.fault())
+                                                  : "–";
+    table.add({shown(entry.name()), ByteFormatting::compact(entry.freeable),
+               entry.isDated() ? localMinute(entry.date) : "–", from});
+  }
+  const std::string more = count == entries.size() ? "" : fmt::format("… and {} more\n", entries.size() - count);
+  return table.text(terminal) + more;
+}
+
+/// Without info files whose item is gone, which only need tidying.
+TrashEntries itemsAmong(TrashEntries entries) {
+  std::erase_if(entries, [](const FreedesktopTrash::Entry& entry) { return !entry.identity; });
+  return entries;
+}
+
+int listTrash(const TrashOptions& options, const Program& program) {
+  const TidraPathResolver resolver = makeResolver(options.home, program.environment);
+  TrashEntries entries = presentEntries({resolver, mountPoints()}, currentTime());
+  FreedesktopTrash::measure(entries);
+  if (options.json) {
+    writeOut(prettyJson(entries) + "\n");
+  } else if (entries.empty()) {
+    writeOut("The trash is empty.\n");
+  } else {
+    const TerminalFacts terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
+    writeOut(trashTable(entries, resolver, terminal, 0) +
+             fmt::format("{}; purging {} frees {}.\n", counted(entries.size(), "item", "items"),
+                         entries.size() == 1 ? "it" : "them", ByteFormatting::compact(freeableBy(entries))));
+  }
+  return ExitStatus::done;
+}
+
+int restoreTrash(const TrashOptions& options, const Program& program) {
+  const TidraPathResolver resolver = makeResolver(options.home, program.environment);
+  TrashEntries entries = namedEntries(options, presentEntries({resolver, mountPoints()}, currentTime()), resolver);
+  // A folder comes back before what was in it: otherwise its place would be taken.
+  std::stable_sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
+    return pathPrecedes(a.originalPath.value_or(""), b.originalPath.value_or(""));
+  });
+  std::vector<EntryAction> actions;
+  for (const FreedesktopTrash::Entry& entry : entries) {
+    actions.push_back({entry.path, entry.originalPath.value_or(entry.path), [&entry, &program] {
+                         program.options.dryRun ? FreedesktopTrash::checkRestore(entry)
+                                                : FreedesktopTrash::restore(entry);
+                       }});
+  }
+  const InterruptGuard guard;
+  return actOnEach(actions, "restored", options.json, program).status;
+}
+
+/// What a purge deletes, and the undated entries that it leaves.
+FreedesktopTrash::Choice chosenForPurge(const TrashOptions& options, const FreedesktopTrash& trash,
+                                        const TidraPathResolver& resolver) {
+  const int ways = (options.names.empty() ? 0 : 1) + (options.all ? 1 : 0) + (options.olderThan ? 1 : 0);
+  if (ways != 1) {
+    throw InputError(ways == 0 ? "Name entries as tidra trash list shows them, or give --older-than AGE or --all."
+                               : "Give one of these: names of entries, --older-than, --all.");
+  }
+  const TimePoint now = currentTime();
+  if (!options.names.empty()) {
+    if (options.includesUnlisted) throw InputError("--include-unlisted goes with --older-than or --all.");
+    return {namedEntries(options, presentEntries(trash, now), resolver), {}};
+  }
+  const TimePoint cutOff =
+      options.olderThan ? momentBefore(now, parseAge(*options.olderThan)) : now + std::chrono::seconds{1};
+  std::vector<std::string> notes;
+  auto choice = FreedesktopTrash::choose(trash.list(now, notes), cutOff, options.includesUnlisted);
+  writeNotes(notes);
+  return choice;
+}
+
+/// Shows what goes, largest first, and asks.
+bool agreesToPurge(TrashEntries entries, const TrashOptions& options, const TidraPathResolver& resolver,
+                   const Program& program) {
+  if (entries.empty()) return true;
+  std::stable_sort(entries.begin(), entries.end(),
+                   [](const auto& a, const auto& b) { return a.freeable > b.freeable; });
+  constexpr std::size_t entriesOnScreen = 30;
+  const TerminalFacts terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
+  if (!options.json) writeOut(trashTable(entries, resolver, terminal, terminal.isTerminal ? entriesOnScreen : 0));
+  return confirmed({fmt::format("Delete {} in the trash for good, which frees {}?",
+                                counted(entries.size(), "item", "items"), ByteFormatting::compact(freeableBy(entries))),
                     {}},
                    program);
 }
 
-int purge(const TrashOptions& options, const Program& program) {
-  const FreedesktopTrash trash(makeResolver(options.home, program.environment), mountPoints());
-  const TimePoint now = currentTime();
-  const TimePoint cutOff = momentBefore(now, parseAge(options.olderThan));
-  std::vector<std::string> notes;
-  auto choice = FreedesktopTrash::choose(trash.list(now, notes), cutOff, options.includesUnlisted);
-  FreedesktopTrash::Purged purged;
-  bool interrupted = false;
+/// The entries that are gone.
+TrashEntries goneEntries(const FreedesktopTrash::Purged& purged, const FreedesktopTrash::Choice& choice) {
+  const std::set<std::string> paths(purged.paths.begin(), purged.paths.end());
+  TrashEntries gone = itemsAmong(choice.due);
+  std::erase_if(gone, [&](const FreedesktopTrash::Entry& entry) { return !paths.contains(entry.path); });
+  return gone;
+}
+
+void recordPurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gone, const TidraPathResolver& resolver) {
+  RemovalRecorder recorder(RemovalCommand::trashPurge, DisposalMethod::delete_, resolver, currentTime());
+  for (const FreedesktopTrash::Entry& entry : gone) {
+    recorder.addPurged(entry.originalPath.value_or(entry.path), entry.bytes, entry.freeable);
+  }
+  recorder.addFailures(purged.failures);
+  recorder.write();
+}
+
+void writePurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gone,
+                 const FreedesktopTrash::Choice& choice, const TrashOptions& options, const Program& program) {
+  const bool dry = program.options.dryRun;
+  if (options.json) {
+    std::vector<std::string> left;
+    for (const FreedesktopTrash::Entry& entry : choice.unlisted) left.push_back(entry.path);
+    const auto fill = [&](JsonObjectWriter& object) {
+      object.put("failures", purged.failures).putByteList("purged", purged.paths).putByteList("unlisted", left);
+    };
+    writeOut(indentedJson(compactObject(fill)) + "\n");
+    return;
+  }
+  for (const FreedesktopTrash::Entry& entry : gone) {
+    writeOut(fmt::format("{} {} purged.\n", escapedForTerminal(entry.path), dry ? "would be" : "is"));
+  }
+  if (!gone.empty()) {
+    writeOut(fmt::format("{} {}, {} {}.\n", counted(gone.size(), "item", "items"), dry ? "would be deleted" : "deleted",
+                         ByteFormatting::compact(freeableBy(gone)), dry ? "would be free" : "freed"));
+  } else if (purged.paths.empty() && purged.failures.empty() && purged.notBegun == 0) {
+    writeOut(options.olderThan ? "Nothing in the trash is that old.\n" : "Nothing in the trash can be purged.\n");
+  }
+}
+
+/// Shows what goes, asks, and deletes it. Entries that the user adds in a second question move to what is due.
+std::optional<FreedesktopTrash::Purged> purgeAfterAsking(FreedesktopTrash::Choice& choice, const TrashOptions& options,
+                                                         const TidraPathResolver& resolver, const Program& program) {
+  FreedesktopTrash::measure(choice.due);
   if (program.options.dryRun) {
+    FreedesktopTrash::Purged purged;
     for (const FreedesktopTrash::Entry& entry : choice.due) purged.paths.push_back(entry.path);
-  } else {
-    if (!agreesTo(choice.due, program)) {
-      writeNote("Nothing was removed.");
-      return ExitStatus::done;
-    }
-    if (!choice.unlisted.empty() && agreesToUnlisted(choice.unlisted, program).value_or(false)) {
-      choice.due.insert(choice.due.end(), choice.unlisted.begin(), choice.unlisted.end());
-      choice.unlisted.clear();
-    }
-    const InterruptGuard guard;
-    purged = FreedesktopTrash::remove(choice.due, &InterruptGuard::requested);
-    interrupted = InterruptGuard::requested();
+    return purged;
   }
-  if (!program.options.quiet) {
-    for (const std::string& note : notes) writeNote(note);
-    noteUnlisted(choice.unlisted);
+  if (!agreesToPurge(itemsAmong(choice.due), options, resolver, program)) return std::nullopt;
+  if (!choice.unlisted.empty() && agreesToUnlisted(choice.unlisted, program).value_or(false)) {
+    FreedesktopTrash::measure(choice.unlisted);
+    choice.due.insert(choice.due.end(), choice.unlisted.begin(), choice.unlisted.end());
+    choice.unlisted.clear();
   }
-  writePurged(purged, choice.unlisted, interrupted, options, program);
-  writeFailures(purged.failures);
-  if (interrupted) {
-    writeNote(interruptedText(purged));
+  const InterruptGuard guard;
+  return FreedesktopTrash::remove(choice.due, &InterruptGuard::requested);
+}
+
+int purgeTrash(const TrashOptions& options, const Program& program) {
+  const TidraPathResolver resolver = makeResolver(options.home, program.environment);
+  auto choice = chosenForPurge(options, {resolver, mountPoints()}, resolver);
+  const auto purged = purgeAfterAsking(choice, options, resolver, program);
+  if (!purged) {
+    writeNote("Nothing was removed.");
+    return ExitStatus::done;
+  }
+  const TrashEntries gone = goneEntries(*purged, choice);
+  if (!program.options.dryRun) recordPurged(*purged, gone, resolver);
+  noteUnlisted(choice.unlisted);
+  writePurged(*purged, gone, choice, options, program);
+  writeFailures(purged->failures);
+  if (InterruptGuard::requested()) {
+    writeNote(interruptedText(*purged));
     return ExitStatus::interrupted;
   }
-  return purged.failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
+  return purged->failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
 }
 
 }  // namespace
 
 void addTrashCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<TrashOptions>();
-  CLI::App* command = app.add_subcommand("trash", "The trash of the desktop");
+  CLI::App* command = app.add_subcommand("trash", "The trash of the desktop: list, restore, purge");
   command->require_subcommand(1);
-  command->footer("Examples:\n  tidra trash purge --older-than 30d\n  tidra trash purge --older-than 0d --dry-run");
-  CLI::App* purging = command->add_subcommand("purge", "Delete what has been in the trash for longer");
-  purging->add_option("--older-than", options->olderThan, "What was trashed longer ago, e.g. 30d")
+  command->footer("Examples:\n  tidra trash list\n  tidra trash restore ~/code/shop/node_modules");
+  const auto add = [&](const std::string& name, const std::string& what,
+                       int (*run)(const TrashOptions&, const Program&)) {
+    CLI::App* subcommand = command->add_subcommand(name, what);
+    subcommand->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
+    subcommand->add_flag("--json", options->json, "Print one JSON document");
+    subcommand->callback(
+        [&program, options, run] { program.command = [&program, options, run] { return run(*options, program); }; });
+    return subcommand;
+  };
+  add("list", "What is in it, where it came from, when, and what purging it frees", &listTrash)
+      ->footer("Examples:\n  tidra trash list\n  tidra trash list --json");
+  CLI::App* restoring = add("restore", "Move things back to where they came from", &restoreTrash);
+  restoring->add_option("WHAT", options->names, "Where things were, or their names in the list")
       ->required()
-      ->type_name("AGE");
-  purging->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
+      ->type_name("");
+  restoring->footer(
+      "Examples:\n  tidra trash restore ~/code/shop/node_modules\n  tidra trash restore target.2 --dry-run");
+  CLI::App* purging = add("purge", "Delete for good: what is named, is older, or everything", &purgeTrash);
+  purging->add_option("WHAT", options->names, "Where things were, or their names in the list")->type_name("");
+  purging->add_flag("--all", options->all, "Everything");
+  purging->add_option("--older-than", options->olderThan, "What was trashed longer ago, e.g. 30d")->type_name("AGE");
   purging->add_flag("--include-unlisted", options->includesUnlisted,
                     "Also what has no info file, or no date that makes sense");
-  purging->add_flag("--json", options->json, "Print one JSON document");
-  purging->footer("Examples:\n  tidra trash purge --older-than 30d\n  tidra trash purge --older-than 0d --dry-run");
-  purging->callback(
-      [&program, options] { program.command = [&program, options] { return purge(*options, program); }; });
+  purging->footer("Examples:\n  tidra trash purge --older-than 30d\n  tidra trash purge --all --dry-run");
 }
 
 }  // namespace tidra

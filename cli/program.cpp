@@ -83,9 +83,7 @@ std::string missingCommandSentence(const CLI::App& app, const LiteralArguments& 
   if (word.empty()) return fmt::format("{} needs a command: {}.", named.words, commands);
   std::string hint;
   if (word == "help") hint = "; tidra --help explains them";
-  if (word == "undo" || word == "restore") {
-    hint = "; tidra quarantine restore brings back what is in quarantine, your file manager what is in the trash";
-  }
+  if (word == "restore") hint = "; tidra undo brings back what the last removal moved away";
   const std::string at = named.command == &app ? "" : fmt::format(" of {}", named.words);
   return fmt::format("Unknown command '{}'{}; known are {}{}.", word, at, commands, hint);
 }
@@ -116,6 +114,8 @@ void addCommands(CLI::App& app, Program& program) {
   addCleanCommand(app, program);
   addPlanCommand(app, program);
   addApplyCommand(app, program);
+  addUndoCommand(app, program);
+  addHistoryCommand(app, program);
   addQuarantineCommand(app, program);
   addTrashCommand(app, program);
   addExcludeCommand(app, program);

@@ -49,8 +49,10 @@ void addQuarantineCommand(CLI::App& app, Program& program);
 void addScanCommand(CLI::App& app, Program& program);
 void addTrashCommand(CLI::App& app, Program& program);
 void addExcludeCommand(CLI::App& app, Program& program);
+void addHistoryCommand(CLI::App& app, Program& program);
 void addFleetCommand(CLI::App& app, Program& program);
 void addHubCommand(CLI::App& app, Program& program);
 void addRulesCommand(CLI::App& app, Program& program);
+void addUndoCommand(CLI::App& app, Program& program);
 
 }  // namespace tidra

@@ -84,7 +84,8 @@ TEST_F(CliCleanup, EveryMethodTakesTheSafeTierAndTellsWhatWentWhere) {
   EXPECT_EQ(outcome.receipts[0].bytes, 3000);
   const ProgramRun listed = run({"quarantine", "list"});
   // Entries sort by the second in which they moved.
-  EXPECT_THAT(linesOf(listed.out), UnorderedElementsAre(HasSubstr("-dist "), HasSubstr("-node_modules ")));
+  EXPECT_THAT(linesOf(listed.out), UnorderedElementsAre(HasSubstr("DUE"), HasSubstr("-dist "),
+                                                        HasSubstr("-node_modules "), StartsWith("2 en")));
   EXPECT_EQ(run({"quarantine", "restore", "no-such"}).status, 2);
   EXPECT_EQ(run({"quarantine", "restore"}).status, 2);
   EXPECT_EQ(run({"quarantine", "restore", "--all", "--dry-run"}).status, 0);

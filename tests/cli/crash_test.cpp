@@ -164,6 +164,26 @@ TEST_F(Crash, BrokenOffWhileRestoringTheItemIsHereOrThere) {
   }
 }
 
+TEST_F(Crash, BrokenOffWhileRestoringFromTheTrashTheItemIsHereOrThere) {
+  for (const int error : {0, ENOSPC, EIO, EACCES, EXDEV}) {
+    forEveryCall(error, 1, [&](const SystemCallBreak& at) {
+      begin();
+      again(clean("trash"));
+      fs::remove(project());
+      const BrokenRun ran = broken({"trash", "restore", "node_modules"}, at);
+      EXPECT_NE(isWhole(place()), isInTrash()) << told(at, ran);
+      EXPECT_TRUE(ran.status != 0 || namesIn(trashFolder("info")).empty()) << told(at, ran);
+      if (isInTrash()) {
+        EXPECT_EQ(again({"trash", "restore", place()}).status, 0) << told(at, ran);
+      }
+      EXPECT_EQ(again({"trash", "purge", "--all", "--yes"}).status, 0) << told(at, ran);
+      expectNoStray(told(at, ran));
+      EXPECT_TRUE(isWhole(place())) << told(at, ran);
+      return ran.reached;
+    });
+  }
+}
+
 TEST_F(Crash, WhatPurgingLeavesTheNextPurgeFinishes) {
   const std::vector<std::string> purge{"quarantine", "purge", "--older-than", "1d", "--yes"};
   for (const int error : {0, ENOSPC, EIO, EACCES, EXDEV}) {

@@ -101,9 +101,10 @@ TEST_F(Options, OfWhichOneWouldDoNothingAreRefused) {
 TEST_F(Options, NothingAfterTwoDashesIsOne) {
   const auto before = tree().snapshot();
   // Every command with operands: the word is its operand, which does not exist.
-  for (const auto& command : {"scan -q", "scan code -q", "clean -q", "clean code", "plan -q", "apply",
-                              "quarantine restore", "exclude remove", "rules check", "rules show", "policy check",
-                              "policy example", "hub policy put --url http://127.0.0.1:1 --token t name"}) {
+  for (const auto& command :
+       {"scan -q", "scan code -q", "clean -q", "clean code", "plan -q", "apply", "quarantine restore", "trash restore",
+        "trash purge", "history", "undo", "exclude remove", "rules check", "rules show", "policy check",
+        "policy example", "hub policy put --url http://127.0.0.1:1 --token t name"}) {
     for (const char* word : {"--yes", "-y", "-n", "--help", "--force", "-[a,b]"}) {
       Texts arguments = wordsOf(command);
       arguments.insert(arguments.end(), {"--", word});
@@ -147,8 +148,8 @@ TEST_F(Options, OfPathsAreSplitAtCommasOnlyWhereTheTextNamesNothing) {
 
 TEST_F(Options, UnknownCommandsAreNamedWithTheKnownOnes) {
   for (const auto& [arguments, named] : rowsOf(R"(
-       trash list => 'list', tidra trash, purge | quarantine undo => 'undo', restore, tidra quarantine restore |
-       help => 'help', tidra --help | undo => tidra quarantine restore | trash => tidra trash needs, purge |
+       trash empty => 'empty', tidra trash, purge | quarantine undo => 'undo', restore |
+       help => 'help', tidra --help | restore => tidra undo | trash => tidra trash needs, purge |
        apply => FILE, tidra apply --help | clean --older-than => --older-than, tidra clean --help)")) {
     const std::string told = refused(wordsOf(arguments));
     for (const auto name : split(named, ',')) EXPECT_THAT(told, HasSubstr(std::string(trimmed(name)))) << arguments;

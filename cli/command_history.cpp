@@ -1,0 +1,105 @@
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+
+#include "cli/program.h"
+#include "cli/removal_recorder.h"
+#include "cli/removal_runs.h"
+#include "cli/scan_options.h"
+#include "cli/stored_entries.h"
+#include "cli/table.h"
+#include "core/base/json_fields.h"
+#include "core/base/quantities.h"
+#include "core/dispose/tool_targets.h"
+#include "core/model/byte_formatting.h"
+
+namespace tidra {
+
+std::size_t runNumbered(const std::string& number, const std::vector<RemovalRun>& runs) {
+  const std::size_t given = parseCount(number);
+  if (given >= 1 && given <= runs.size()) return given - 1;
+  throw InputError(
+      runs.empty() ? "The history of removals is empty."
+                   : fmt::format("Removal {} is not in the history; tidra history shows 1 to {}.", given, runs.size()));
+}
+
+std::size_t itemCount(const RemovalRun& run) {
+  return run.items.size() + static_cast<std::size_t>(unsignedBytes(run.moreItems));
+}
+
+std::string whereTo(const RemovedItem& item) {
+  if (item.destination) return std::string(rawValue(item.method));
+  if (isToolBackedTarget(item.path)) return fmt::format("removed by {}", ToolTargets::toolOf(item.path));
+  return "deleted";
+}
+
+namespace {
+
+struct HistoryOptions {
+  std::optional<std::string> run;
+  std::optional<std::string> home;
+  bool json = false;
+};
+
+/// "2 of 3": what an undo has brought back of what was moved.
+std::string backText(const RemovalRun& run) {
+  const auto count = [&](auto matches) { return std::count_if(run.items.begin(), run.items.end(), matches); };
+  const auto moved = count([](const RemovedItem& item) { return item.destination.has_value(); });
+  const auto back = count([](const RemovedItem& item) { return item.restoredAt.has_value(); });
+  return moved == 0 ? "–" : fmt::format("{} of {}", back, moved);
+}
+
+std::string runsText(const std::vector<RemovalRun>& runs, const TerminalFacts& terminal) {
+  TextTable table({{"#", true}, {"WHEN"}, {"COMMAND"}, {"METHOD"}, {"ITEMS", true}, {"FREED", true}, {"UNDONE", true}});
+  for (std::size_t i = 0; i < runs.size(); ++i) {
+    const RemovalRun& run = runs[i];
+    table.add({fmt::to_string(i + 1), localMinute(run.at), std::string(rawValue(run.command)),
+               std::string(rawValue(run.method)), fmt::to_string(itemCount(run)),
+               run.freedBytes > 0 ? ByteFormatting::compact(run.freedBytes) : "–", backText(run)});
+  }
+  return table.text(terminal);
+}
+
+std::string itemsText(const RemovalRun& run, const TidraPathResolver& resolver, const TerminalFacts& terminal) {
+  TextTable table({{"SIZE", true}, {"FREED", true}, {"NOW"}, {"ITEM"}});
+  for (const RemovedItem& item : run.items) {
+    table.add({item.bytes ? ByteFormatting::compact(*item.bytes) : "–",
+               item.freedBytes > 0 ? ByteFormatting::compact(item.freedBytes) : "–",
+               item.restoredAt ? "restored" : whereTo(item), shown(resolver.displayPath(item.path))});
+  }
+  const std::string more = run.moreItems > 0 ? fmt::format("… and {} more\n", run.moreItems) : "";
+  return table.text(terminal) + more;
+}
+
+int runHistoryCommand(const HistoryOptions& options, const Program& program) {
+  const TidraPathResolver resolver = makeResolver(options.home, program.environment);
+  const auto runs = removalHistory(resolver).load();
+  const auto chosen = options.run ? std::optional(runNumbered(*options.run, runs)) : std::nullopt;
+  const TerminalFacts terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
+  if (options.json) {
+    writeOut((chosen ? prettyJson(runs[*chosen]) : prettyJson(runs)) + "\n");
+  } else if (runs.empty()) {
+    writeOut("The history is empty.\n");
+  } else {
+    writeOut(chosen ? itemsText(runs[*chosen], resolver, terminal) : runsText(runs, terminal));
+  }
+  return ExitStatus::done;
+}
+
+}  // namespace
+
+void addHistoryCommand(CLI::App& app, Program& program) {
+  auto options = std::make_shared<HistoryOptions>();
+  CLI::App* command = app.add_subcommand("history", "What was removed, newest first; NUMBER shows the items of one");
+  command->add_option("NUMBER", options->run, "A removal of the list")->type_name("");
+  command->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
+  command->add_flag("--json", options->json, "Print one JSON document");
+  command->footer("Examples:\n  tidra history\n  tidra history 1");
+  command->callback(
+      [&program, options] { program.command = [&program, options] { return runHistoryCommand(*options, program); }; });
+}
+
+}  // namespace tidra

@@ -1,0 +1,233 @@
+// Brings back what a removal moved away. Each item that the history names is looked up in the trash or the quarantine
+// where it went: only an entry whose own record names the same original path is moved back.
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <map>
+#include <memory>
+
+#include "app/state/preferences_store.h"
+#include "cli/cleanup_options.h"
+#include "cli/confirmation.h"
+#include "cli/interrupt.h"
+#include "cli/program.h"
+#include "cli/removal_recorder.h"
+#include "cli/removal_runs.h"
+#include "cli/scan_options.h"
+#include "cli/scan_view.h"
+#include "cli/stored_entries.h"
+#include "cli/table.h"
+#include "core/base/quantities.h"
+#include "core/dispose/freedesktop_trash.h"
+#include "core/model/byte_formatting.h"
+#include "core/platform/path_text.h"
+#include "core/platform/platform.h"
+
+namespace tidra {
+namespace {
+
+struct UndoOptions {
+  std::optional<std::string> run;
+  std::optional<std::string> home;
+  bool json = false;
+};
+
+/// An item of the run, and what happens to it.
+struct UndoneItem {
+  std::size_t index = 0;      // in the run
+  std::function<void()> act;  // moves it back, or only checks in a dry run; throws the reason why it stays
+  bool isLost = false;        // it never comes back: `act` throws at once
+};
+
+/// Finds the entries of trash and quarantines; reads each store once.
+class StoredItems {
+ public:
+  StoredItems(TidraPathResolver resolver, bool dryRun) : resolver_(std::move(resolver)), dryRun_(dryRun) {}
+
+  UndoneItem wayBack(const RemovedItem& item, std::size_t index) {
+    if (!item.destination) return lost(index, fmt::format("was {} for good", whereTo(item)));
+    return item.method == DisposalMethod::quarantine ? fromQuarantine(item, index) : fromTrash(item, index);
+  }
+
+ private:
+  static UndoneItem lost(std::size_t index, const std::string& reason) {
+    return {index, [reason] { throw std::runtime_error(reason); }, true};
+  }
+
+  UndoneItem fromTrash(const RemovedItem& item, std::size_t index) {
+    if (currentPlatform == TidraPlatform::macOS) return lost(index, "is in the trash; the Finder puts it back");
+    if (!trash_) {
+      std::vector<std::string> notes;
+      trash_ = FreedesktopTrash(resolver_, mountPoints()).list(currentTime(), notes);
+      writeNotes(notes);
+    }
+    const auto entry = std::find_if(trash_->begin(), trash_->end(), [&](const auto& each) {
+      return each.identity && each.path == *item.destination && each.originalPath == item.path;
+    });
+    if (entry == trash_->end()) return lost(index, "is no longer in the trash: restored or purged meanwhile");
+    return {index, [entry = *entry, dry = dryRun_] {
+              dry ? FreedesktopTrash::checkRestore(entry) : FreedesktopTrash::restore(entry);
+            }};
+  }
+
+  UndoneItem fromQuarantine(const RemovedItem& item, std::size_t index) {
+    try {
+      const std::string folder = parentPath(*item.destination);
+      const auto [place, isNew] = quarantines_.try_emplace(folder, openQuarantine(folder, resolver_));
+      const QuarantineDisposer& quarantine = place->second;
+      if (isNew) listings_[folder] = quarantine.list();
+      const auto& entries = listings_[folder].entries;
+      const auto entry = std::find_if(entries.begin(), entries.end(), [&](const auto& each) {
+        return each.url == *item.destination && each.manifest.originalPath == item.path;
+      });
+      if (entry == entries.end()) return lost(index, "is no longer in quarantine: restored or purged meanwhile");
+      return {index, [&quarantine, entry = *entry, dry = dryRun_] {
+                dry ? quarantine.checkRestore(entry) : quarantine.restore(entry);
+              }};
+    } catch (const std::exception& error) {
+      return {index, [reason = std::string(error.what())] { throw std::runtime_error(reason); }};
+    }
+  }
+
+  TidraPathResolver resolver_;
+  bool dryRun_;
+  std::optional<std::vector<FreedesktopTrash::Entry>> trash_;
+  std::map<std::string, QuarantineDisposer> quarantines_;  // by folder
+  std::map<std::string, QuarantineDisposer::Listing> listings_;
+};
+
+/// Purges end what earlier removals moved away; they are no removals to undo by themselves.
+bool isPurge(const RemovalRun& run) {
+  return run.command != RemovalCommand::clean && run.command != RemovalCommand::apply;
+}
+
+/// The named run, or the newest removal of which something may come back.
+std::optional<std::size_t> chosenRun(const UndoOptions& options, const std::vector<RemovalRun>& runs) {
+  if (options.run) return runNumbered(*options.run, runs);
+  const auto open =
+      std::find_if(runs.begin(), runs.end(), [](const RemovalRun& run) { return !run.undoneAt && !isPurge(run); });
+  if (open == runs.end()) return std::nullopt;
+  return static_cast<std::size_t>(open - runs.begin());
+}
+
+/// What has not come back yet, last removed first.
+std::vector<UndoneItem> itemsToUndo(const RemovalRun& run, StoredItems& stored) {
+  std::vector<UndoneItem> items;
+  for (std::size_t i = run.items.size(); i-- > 0;) {
+    if (!run.items[i].restoredAt) items.push_back(stored.wayBack(run.items[i], i));
+  }
+  return items;
+}
+
+/// Shows what comes back, and says how much does not.
+std::string undoText(const RemovalRun& run, const std::vector<UndoneItem>& items, const TidraPathResolver& resolver,
+                     const TerminalFacts& terminal) {
+  TextTable table({{"SIZE", true}, {"FROM"}, {"BACK TO"}});
+  constexpr std::size_t itemsOnScreen = 30;
+  std::size_t listed = 0;
+  std::size_t lost = 0;
+  for (const UndoneItem& item : items) {
+    if (item.isLost) ++lost;
+    if (item.isLost || (++listed > itemsOnScreen && terminal.isTerminal)) continue;
+    const RemovedItem& removed = run.items[item.index];
+    table.add({removed.bytes ? ByteFormatting::compact(*removed.bytes) : "–", whereTo(removed),
+               shown(resolver.displayPath(removed.path))});
+  }
+  std::string text = fmt::format("Removed by tidra {} at {}:\n", rawValue(run.command), localMinute(run.at));
+  if (listed > 0) text += table.text(terminal);
+  if (listed > itemsOnScreen && terminal.isTerminal) text += fmt::format("… and {} more\n", listed - itemsOnScreen);
+  if (lost > 0) text += fmt::format("{} not come back.\n", counted(lost, "item does", "items do"));
+  return text;
+}
+
+bool agreesToUndo(const RemovalRun& run, const std::vector<UndoneItem>& items, const Program& program) {
+  std::size_t count = 0;
+  std::int64_t bytes = 0;
+  for (const UndoneItem& item : items) {
+    if (item.isLost) continue;
+    ++count;
+    bytes = saturatedSum(bytes, run.items[item.index].bytes.value_or(0));
+  }
+  if (count == 0 || program.options.dryRun) return true;
+  return confirmed(
+      {fmt::format("Bring back {} ({})?", counted(count, "item", "items"), ByteFormatting::compact(bytes)), {}},
+      program);
+}
+
+/// Marks what came back. The run is done with unless something may come back at another try.
+void noteUndone(RemovalRun run, const std::vector<UndoneItem>& items, const EntryResults& results,
+                const TidraPathResolver& resolver) {
+  const TimePoint now = currentTime();
+  std::size_t settled = results.done.size();
+  for (const std::size_t i : results.done) run.items[items[i].index].restoredAt = now;
+  for (const UndoneItem& item : items) settled += item.isLost ? 1 : 0;
+  if (settled == items.size()) run.undoneAt = now;
+  try {
+    removalHistory(resolver).replace(run);
+  } catch (const PreferencesError& error) {
+    writeNote(shown(error.what()));
+  }
+}
+
+int carryOutUndo(const RemovalRun& run, std::size_t number, const std::vector<UndoneItem>& items,
+                 const UndoOptions& options, const TidraPathResolver& resolver, const Program& program) {
+  std::vector<EntryAction> actions;
+  for (const UndoneItem& item : items) {
+    const std::string& path = run.items[item.index].path;
+    actions.push_back({path, path, item.act});
+  }
+  const InterruptGuard guard;
+  const auto results = actOnEach(actions, "restored", options.json, program);
+  if (!program.options.dryRun) noteUndone(run, items, results, resolver);
+  const auto lost = std::count_if(items.begin(), items.end(), [](const UndoneItem& item) { return item.isLost; });
+  if (std::cmp_greater(results.failures.size(), lost)) {
+    writeNote(fmt::format("tidra undo tries again what did not come back; tidra undo {} is for the removal before.",
+                          number + 1));
+  }
+  if (run.moreItems > 0) {
+    writeNote(fmt::format(
+        "{} more of this removal {} not in the history; tidra trash list and tidra quarantine list "
+        "show what can be restored.",
+        counted(static_cast<std::uint64_t>(run.moreItems), "item", "items"), run.moreItems == 1 ? "is" : "are"));
+  }
+  return results.status;
+}
+
+int runUndoCommand(const UndoOptions& options, const Program& program) {
+  const TidraPathResolver resolver = makeResolver(options.home, program.environment);
+  const auto runs = removalHistory(resolver).load();
+  const auto chosen = chosenRun(options, runs);
+  const RemovalRun run = chosen ? runs[*chosen] : RemovalRun{};
+  StoredItems stored(resolver, program.options.dryRun);
+  const auto items = itemsToUndo(run, stored);
+  if (items.empty()) {
+    if (options.json) return actOnEach({}, "restored", true, program).status;
+    writeOut(chosen ? "All of it is back already.\n" : "There is no removal to undo.\n");
+    return ExitStatus::done;
+  }
+  if (!options.json) {
+    writeOut(undoText(run, items, resolver, terminalFacts(STDOUT_FILENO, program.options.color, program.environment)));
+  }
+  if (!agreesToUndo(run, items, program)) {
+    writeNote("Nothing was restored.");
+    return ExitStatus::done;
+  }
+  return carryOutUndo(run, chosen.value_or(0) + 1, items, options, resolver, program);
+}
+
+}  // namespace
+
+void addUndoCommand(CLI::App& app, Program& program) {
+  auto options = std::make_shared<UndoOptions>();
+  CLI::App* command = app.add_subcommand("undo", "Bring back what the last removal moved away, after asking");
+  command->add_option("NUMBER", options->run, "Another removal, as tidra history counts them")->type_name("");
+  command->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
+  command->add_flag("--json", options->json, "Print one JSON document");
+  command->footer("Examples:\n  tidra undo             again for the removal before\n  tidra undo 3 --dry-run");
+  command->callback(
+      [&program, options] { program.command = [&program, options] { return runUndoCommand(*options, program); }; });
+}
+
+}  // namespace tidra

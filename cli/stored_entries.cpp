@@ -1,0 +1,133 @@
+#include "cli/stored_entries.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <ctime>
+#include <set>
+
+#include "cli/cleanup_view.h"
+#include "cli/interrupt.h"
+#include "cli/scan_options.h"
+#include "cli/terminal.h"
+#include "core/base/errors.h"
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+
+const StoreWords trashWords{"in the trash", "tidra trash list"};
+const StoreWords quarantineWords{"in quarantine", "tidra quarantine list"};
+
+namespace {
+
+using Matches = std::vector<std::size_t>;
+
+template <class Matching>
+Matches matching(const std::vector<StoredEntry>& entries, Matching matches) {
+  Matches found;
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (matches(entries[i])) found.push_back(i);
+  }
+  return found;
+}
+
+/// The most specific kind of name that matches wins.
+Matches entriesCalled(const std::string& name, const std::string& path, const std::vector<StoredEntry>& entries) {
+  Matches found = matching(entries, [&](const StoredEntry& entry) { return entry.path == path; });
+  if (found.empty()) {
+    found = matching(entries, [&](const StoredEntry& entry) { return entry.originalPath == path; });
+  }
+  if (!found.empty()) return found;
+  return matching(entries, [&](const StoredEntry& entry) {
+    return entry.name == name || shown(entry.name) == name || lastPathComponent(entry.originalPath) == name;
+  });
+}
+
+std::string notThere(const std::string& name, const std::string& path, const std::vector<StoredEntry>& entries,
+                     const StoreWords& words, const TidraPathResolver& resolver) {
+  for (const StoredEntry& entry : entries) {
+    if (entry.originalPath.empty() || !isSameOrInside(path, entry.originalPath)) continue;
+    const std::string whole = shown(resolver.displayPath(entry.originalPath));
+    return fmt::format("'{}' lies in {}, which is {} as a whole; name {}.", shown(name), whole, words.place, whole);
+  }
+  return fmt::format("'{}' is not {}; {} shows what is.", shown(name), words.place, words.list);
+}
+
+/// Lists where the entries came from, or where they lie if that does not tell them apart.
+std::string ambiguous(const std::string& name, const Matches& found, const std::vector<StoredEntry>& entries,
+                      const StoreWords& words, const TidraPathResolver& resolver) {
+  std::set<std::string> originals;
+  for (const std::size_t i : found) originals.insert(entries[i].originalPath);
+  const bool areDistinct = originals.size() == found.size() && !originals.contains("");
+  constexpr std::size_t most = 5;
+  std::vector<std::string> paths;
+  for (std::size_t i = 0; i < std::min(found.size(), most); ++i) {
+    const StoredEntry& entry = entries[found[i]];
+    paths.push_back(shown(resolver.displayPath(areDistinct ? entry.originalPath : entry.path)));
+  }
+  if (found.size() > most) paths.push_back(fmt::format("and {} more", found.size() - most));
+  return fmt::format("'{}' is {} {} times; name one by its path: {}.", shown(name), words.place, found.size(),
+                     joined(paths, ", "));
+}
+
+std::string localText(TimePoint time, const char* format) {
+  return fmt::format(fmt::runtime(format), fmt::localtime(std::chrono::system_clock::to_time_t(time)));
+}
+
+}  // namespace
+
+std::vector<std::size_t> entriesNamed(const std::vector<std::string>& names, const std::vector<StoredEntry>& entries,
+                                      const StoreWords& words, const TidraPathResolver& resolver) {
+  std::vector<std::size_t> result;
+  for (const std::string& name : names) {
+    const std::string path = absolutePath(name, resolver);
+    const Matches found = entriesCalled(name, path, entries);
+    if (found.empty()) throw InputError(notThere(name, path, entries, words, resolver));
+    if (found.size() > 1) throw InputError(ambiguous(name, found, entries, words, resolver));
+    if (std::find(result.begin(), result.end(), found[0]) == result.end()) result.push_back(found[0]);
+  }
+  return result;
+}
+
+EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::string& past, bool json,
+                       const Program& program) {
+  EntryResults results;
+  std::vector<std::string> paths;
+  for (std::size_t i = 0; i < actions.size() && !InterruptGuard::requested(); ++i) {
+    const EntryAction& action = actions[i];
+    try {
+      action.act();
+      results.done.push_back(i);
+      paths.push_back(action.path);
+      if (!json) {
+        writeOut(fmt::format("{} {} {}.\n", shown(action.shownAs), program.options.dryRun ? "would be" : "is", past));
+      }
+    } catch (const std::exception& error) {
+      results.failures.push_back({action.path, error.what()});
+    }
+  }
+  if (json) {
+    const auto fill = [&](JsonObjectWriter& object) {
+      object.put("failures", results.failures).putByteList(past, paths);
+    };
+    writeOut(indentedJson(compactObject(fill)) + "\n");
+  }
+  writeFailures(results.failures);
+  results.status = InterruptGuard::requested() ? ExitStatus::interrupted
+                   : results.failures.empty()  ? ExitStatus::done
+                                               : ExitStatus::someFailed;
+  return results;
+}
+
+void writeNotes(const std::vector<std::string>& notes) {
+  for (const std::string& note : notes) writeNote(note);
+}
+
+std::string localMinute(TimePoint time) { return localText(time, "{:%Y-%m-%d %H:%M}"); }
+
+std::string localDay(TimePoint time) { return localText(time, "{:%Y-%m-%d}"); }
+
+}  // namespace tidra

@@ -1,0 +1,62 @@
+// What commands on the trash and the quarantine share: naming entries, acting on each of them, showing dates.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "cli/program.h"
+#include "core/base/time_point.h"
+#include "core/model/disposal.h"
+#include "core/platform/path_resolver.h"
+
+namespace tidra {
+
+/// How an entry of a store can be named.
+struct StoredEntry {
+  std::string name;          // in the store
+  std::string path;          // where it lies
+  std::string originalPath;  // where it came from; empty when that is not known
+};
+
+/// Which store, for messages.
+struct StoreWords {
+  std::string place;  // "in the trash"
+  std::string list;   // "tidra trash list"
+};
+extern const StoreWords trashWords;
+extern const StoreWords quarantineWords;
+
+/// Returns the index of each named entry, without duplicates, in the order of the names. A name is where an entry came
+/// from, where it lies, its name in the store, or the last component of its original path. Throws InputError for a name
+/// of no entry or of several.
+std::vector<std::size_t> entriesNamed(const std::vector<std::string>& names, const std::vector<StoredEntry>& entries,
+                                      const StoreWords& words, const TidraPathResolver& resolver);
+
+/// One entry to act on.
+struct EntryAction {
+  std::string path;           // of the entry
+  std::string shownAs;        // in the line that reports it
+  std::function<void()> act;  // throws the reason why it failed
+};
+
+struct [[nodiscard]] EntryResults {
+  std::vector<std::size_t> done;  // indices of the actions that succeeded
+  std::vector<TidraDeletionFailure> failures;
+  int status = 0;  // exit status
+};
+
+/// Runs each action until an interruption, and reports the results: a line for each, or one JSON object with the paths
+/// under `past` ("restored") and the failures. Requires a live InterruptGuard.
+EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::string& past, bool json,
+                       const Program& program);
+
+/// Writes a note each, unless notes are silenced.
+void writeNotes(const std::vector<std::string>& notes);
+
+/// "2026-03-14 11:15" and "2026-03-14", in local time.
+std::string localMinute(TimePoint time);
+std::string localDay(TimePoint time);
+
+}  // namespace tidra

@@ -1,0 +1,132 @@
+// tidra undo, tidra history, and the trash and quarantine commands around them.
+#include <filesystem>
+
+#include "core/base/json_fields.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
+#include "tests/cli/cli_fixture.h"
+#include "tests/support/matchers.h"
+
+namespace tidra {
+namespace {
+
+namespace fs = std::filesystem;
+
+class UndoCommand : public CliTest {
+ protected:
+  using Words = std::vector<std::string>;
+
+  void remove(const std::string& method, const std::string& folder) const {
+    const ProgramRun ran = clean({"--yes", "--method", method, folder});
+    ASSERT_EQ(ran.status, 0) << ran;
+  }
+  std::string history() const { return *readFile(tree().path(".local/share/tidra/history.json")); }
+};
+
+TEST_F(UndoCommand, EachCallGoesOneRemovalFurtherBack) {
+  remove("trash", "code/web");
+  remove("quarantine", "code/tool");
+  EXPECT_THAT(linesOf(run({"history"}).out),
+              ElementsAre(HasSubstr("UNDONE"), HasSubstr("quarantine      1      –  0 of 1"),
+                          HasSubstr("trash           2      –  0 of 2")));
+  const std::string untouched = history();
+  EXPECT_THAT(run({"undo", "--dry-run"}), succeeds(HasSubstr("code/tool/target would be restored.")));
+  EXPECT_EQ(history(), untouched);
+  EXPECT_THAT(refused({"undo", "--json"}), HasSubstr("no terminal to ask"));
+  EXPECT_THAT(run({"undo"}, {.errIsTerminal = true, .typed = "n\n"}).err, HasSubstr("Nothing was restored."));
+  EXPECT_FALSE(exists("code/tool/target"));
+  EXPECT_THAT(run({"undo"}, {.errIsTerminal = true, .typed = "y\n"}),
+              succeeds(HasSubstr("code/tool/target is restored.")));
+  EXPECT_TRUE(exists("code/tool/target/f") && !exists("code/web/dist"));
+  EXPECT_THAT(run({"undo", "--yes"}), succeeds(HasSubstr("code/web/node_modules is restored.")));
+  EXPECT_TRUE(exists("code/web/dist/f") && exists("code/web/node_modules/a/f"));
+  EXPECT_THAT(run({"undo", "--yes"}), succeeds("There is no removal to undo.\n"));
+  EXPECT_THAT(run({"undo", "1", "--yes"}), succeeds("All of it is back already.\n"));
+  EXPECT_THAT(run({"history"}).out, AllOf(HasSubstr("1 of 1"), HasSubstr("2 of 2")));
+}
+
+TEST_F(UndoCommand, NamesWhatDoesNotComeBackAndTriesAgainWhatStillCan) {
+  remove("delete", "code/ancient");
+  remove("trash", "code/web");
+  tree().writeFile("code/web/dist/new");
+  const ProgramRun first = run({"undo", "--yes"});
+  EXPECT_EQ(first.status, 1);
+  EXPECT_THAT(first.err, AllOf(HasSubstr("code/web/dist: something else is at"), HasSubstr("tidra undo 2 is for")));
+  EXPECT_TRUE(exists("code/web/node_modules/a/f") && exists("code/web/dist/new"));
+  fs::remove_all(tree().path("code/web/dist"));
+  EXPECT_THAT(run({"undo", "--yes"}), succeeds(AllOf(HasSubstr("dist is restored"), Not(HasSubstr("node_modules")))));
+  const ProgramRun deleted = run({"undo", "--yes"});
+  EXPECT_THAT(deleted, fails(1, HasSubstr("code/ancient/target: was deleted for good")));
+  EXPECT_THAT(run({"undo", "--yes"}).out, HasSubstr("no removal to undo"));
+  EXPECT_THAT(refused({"undo", "9"}), HasSubstr("shows 1 to 2"));
+}
+
+TEST_F(UndoCommand, SaysWhatWasPurgedOrReplacedMeanwhile) {
+  for (const std::string method : {"trash", "quarantine"}) {
+    remove(method, "code/web");
+    const ProgramRun purged = run({method, "purge", "code/web/dist", "--yes"});
+    EXPECT_THAT(purged, succeeds(AllOf(HasSubstr("~/code/web/dist"), HasSubstr("is purged."), HasSubstr("freed"))));
+    EXPECT_THAT(run({"history", "1"}).out, AllOf(HasSubstr("deleted"), HasSubstr("~/code/web/dist")));
+    const ProgramRun undone = run({"undo", "--json", "--yes"});
+    EXPECT_EQ(undone.status, 1);
+    const auto document = documentOf(undone);
+    EXPECT_EQ(document["restored"].size(), 1U);
+    EXPECT_EQ(document["failures"].size(), 1U);
+    EXPECT_THAT(undone.err, HasSubstr("is no longer in"));
+    EXPECT_TRUE(exists("code/web/node_modules/a/f") && !exists("code/web/dist"));
+    tree().writeFileOfSize("code/web/dist/f", 200);
+  }
+}
+
+TEST_F(UndoCommand, AHistoryThatCannotBeWrittenIsANoteAndADryRunWritesNone) {
+  ASSERT_EQ(clean({"-n", "code/web"}).status, 0);
+  EXPECT_FALSE(exists(".local/share/tidra/history.json"));
+  tree().makeFolder(".local/share/tidra/history.json");
+  const ProgramRun ran = clean({"--yes", "code/web"});
+  EXPECT_EQ(ran.status, 0);
+  EXPECT_THAT(ran.err, HasSubstr("note: The history of removals"));
+  EXPECT_FALSE(exists("code/web/dist"));
+  for (const char* command : {"undo", "history"}) EXPECT_THAT(refused({command}), HasSubstr("history of removals"));
+}
+
+TEST_F(UndoCommand, TrashEntriesAreNamedByPlaceOrByAnUnambiguousName) {
+  remove("trash", "code/tool");
+  remove("trash", "code/ancient");
+  const auto listed = linesOf(run({"trash", "list"}).out);
+  ASSERT_THAT(listed, SizeIs(4));
+  EXPECT_THAT(listed, Contains(AllOf(StartsWith("target.2 "), EndsWith("  ~/code/ancient/target"))));
+  EXPECT_THAT(listed[3], StartsWith("2 items; purging them frees "));
+  const auto documents = documentOf(run({"trash", "list", "--json"}));
+  EXPECT_EQ(documents[0]["originalPath"].get<std::string>().substr(tree().root().size()).substr(0, 6), "/code/");
+  const auto before = tree().snapshot();
+  for (const auto& [name, told] :
+       rowsOf(R"(target => is in the trash 2 times | code/tool/target/f => lies in ~/code/tool |
+                                            nothing => is not in the trash | ../x => is not in the trash)")) {
+    for (const char* command : {"restore", "purge"})
+      EXPECT_THAT(refused({"trash", command, name, "-y"}), HasSubstr(told));
+  }
+  EXPECT_THAT(refused({"trash", "purge", "--yes"}), HasSubstr("--older-than AGE or --all"));
+  EXPECT_THAT(refused({"trash", "purge", "--all", "--older-than", "1d"}), HasSubstr("Give one of these"));
+  EXPECT_EQ(run({"trash", "restore", "target.2", "--dry-run"}).status, 0);
+  EXPECT_EQ(tree().snapshot(), before);
+  EXPECT_THAT(run({"trash", "restore", "~/.local/share/Trash/files/target"}),
+              succeeds(HasSubstr("tool/target is restored")));
+  EXPECT_TRUE(exists("code/tool/target/f"));
+  EXPECT_THAT(run({"trash", "purge", "--all", "--yes"}),
+              succeeds(AllOf(HasSubstr("~/code/ancient"), HasSubstr("1 item deleted"))));
+  EXPECT_EQ(run({"trash", "list"}).out, "The trash is empty.\n");
+}
+
+TEST_F(UndoCommand, AFolderComesBackBeforeWhatWasInIt) {
+  for (const auto& [name, place] : rowsOf("in => a/b | out => a")) {
+    tree().writeFile(".local/share/Trash/files/" + name + "/f", name);
+    tree().writeFile(".local/share/Trash/info/" + name + ".trashinfo",
+                     "Path=" + tree().path("p/" + place) + "\nDeletionDate=2020-01-01T00:00:00\n");
+  }
+  for (const char* folder : {"", "/files", "/info"}) tree().setMode(".local/share/Trash" + std::string(folder), 0700);
+  EXPECT_EQ(run({"trash", "restore", "in", "out"}).status, 0);
+  EXPECT_TRUE(exists("p/a/f") && exists("p/a/b/f"));
+}
+
+}  // namespace
+}  // namespace tidra
