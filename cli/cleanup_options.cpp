@@ -250,8 +250,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   InterruptGuard::requireNone("Interrupted; nothing was removed.");
   setting.service.includesUnlisted = options.includesUnlisted || agreement.toUnlisted.value_or(false);
   RemovalRecorder recorder(options.command, plan.method, request.resolver, currentTime());
-  const CleanupOutcome outcome =
-      runWithProgress(agreement.candidates, recorder.watching(std::move(setting)), program);
+  const CleanupOutcome outcome = runWithProgress(agreement.candidates, recorder.watching(std::move(setting)), program);
   if (!program.options.dryRun) recorder.write();
   // Standard output may be a broken pipe; failures go to standard error first.
   writeFailures(outcome.disposal.failures);

@@ -15,7 +15,7 @@ namespace tidra {
 
 struct RemovalOptions {
   RemovalCommand command = RemovalCommand::clean;  // for the history
-  std::optional<std::string> method;  // absent: the plan's method, or the trash
+  std::optional<std::string> method;               // absent: the plan's method, or the trash
   std::optional<std::string> quarantineFolder;
   bool force = false;
   bool allowAnyPath = false;

@@ -156,15 +156,18 @@ FreedesktopTrash::Choice chosenForPurge(const TrashOptions& options, const Freed
   return choice;
 }
 
-/// Shows what goes, largest first, and asks.
-bool agreesToPurge(TrashEntries entries, const TrashOptions& options, const TidraPathResolver& resolver,
-                   const Program& program) {
-  if (entries.empty()) return true;
+/// Shows what goes, largest first.
+void showPurge(TrashEntries entries, const TidraPathResolver& resolver, const Program& program) {
+  if (entries.empty()) return;
   std::stable_sort(entries.begin(), entries.end(),
                    [](const auto& a, const auto& b) { return a.freeable > b.freeable; });
   constexpr std::size_t entriesOnScreen = 30;
   const TerminalFacts terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
-  if (!options.json) writeOut(trashTable(entries, resolver, terminal, terminal.isTerminal ? entriesOnScreen : 0));
+  writeOut(trashTable(entries, resolver, terminal, terminal.isTerminal ? entriesOnScreen : 0));
+}
+
+bool agreesToPurge(const TrashEntries& entries, const Program& program) {
+  if (entries.empty()) return true;
   return confirmed({fmt::format("Delete {} in the trash for good, which frees {}?",
                                 counted(entries.size(), "item", "items"), ByteFormatting::compact(freeableBy(entries))),
                     {}},
@@ -200,8 +203,8 @@ void writePurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gon
     writeOut(indentedJson(compactObject(fill)) + "\n");
     return;
   }
-  for (const FreedesktopTrash::Entry& entry : gone) {
-    writeOut(fmt::format("{} {} purged.\n", escapedForTerminal(entry.path), dry ? "would be" : "is"));
+  if (!dry) {
+    for (const FreedesktopTrash::Entry& entry : gone) writeOut(escapedForTerminal(entry.path) + " is purged.\n");
   }
   if (!gone.empty()) {
     writeOut(fmt::format("{} {}, {} {}.\n", counted(gone.size(), "item", "items"), dry ? "would be deleted" : "deleted",
@@ -215,12 +218,13 @@ void writePurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gon
 std::optional<FreedesktopTrash::Purged> purgeAfterAsking(FreedesktopTrash::Choice& choice, const TrashOptions& options,
                                                          const TidraPathResolver& resolver, const Program& program) {
   FreedesktopTrash::measure(choice.due);
+  if (!options.json) showPurge(itemsAmong(choice.due), resolver, program);
   if (program.options.dryRun) {
     FreedesktopTrash::Purged purged;
     for (const FreedesktopTrash::Entry& entry : choice.due) purged.paths.push_back(entry.path);
     return purged;
   }
-  if (!agreesToPurge(itemsAmong(choice.due), options, resolver, program)) return std::nullopt;
+  if (!agreesToPurge(itemsAmong(choice.due), program)) return std::nullopt;
   if (!choice.unlisted.empty() && agreesToUnlisted(choice.unlisted, program).value_or(false)) {
     FreedesktopTrash::measure(choice.unlisted);
     choice.due.insert(choice.due.end(), choice.unlisted.begin(), choice.unlisted.end());

@@ -17,8 +17,8 @@ namespace {
 
 constexpr unsigned historyMode = 0600;
 constexpr std::int64_t historyVersion = 1;
-constexpr std::size_t mostHistoryBytes = 8_MiB;
-constexpr std::size_t mostReadBytes = 2 * mostHistoryBytes;
+constexpr std::size_t mostHistoryBytes = 2_MiB;
+constexpr std::size_t mostReadBytes = 8 * mostHistoryBytes;
 
 /// The document: runs, oldest first.
 struct HistoryDocument {

@@ -29,7 +29,7 @@ std::string infoFolderOf(const FreedesktopTrash::Entry& entry) {
   return joinedPath(parentPath(parentPath(entry.path)), "info");
 }
 
-std::string placeOf(const FreedesktopTrash::Entry& entry) {
+std::string originalPlace(const FreedesktopTrash::Entry& entry) {
   if (!entry.originalPath) {
     throw DisposalError(
         fmt::format("does not say where it was; move it back by hand from {}", escapedForTerminal(entry.path)));
@@ -250,10 +250,10 @@ void FreedesktopTrash::measure(std::vector<Entry>& entries) {
   }
 }
 
-void FreedesktopTrash::checkRestore(const Entry& entry) { static_cast<void>(placeOf(entry)); }
+void FreedesktopTrash::checkRestore(const Entry& entry) { static_cast<void>(originalPlace(entry)); }
 
 void FreedesktopTrash::restore(const Entry& entry) {
-  const std::string place = placeOf(entry);
+  const std::string place = originalPlace(entry);
   const auto info = StoreFolder::openExisting(infoFolderOf(entry), true, trashName);
   const HeldEntry item = holdEntry(entry.path);
   if (item.facts.identity != entry.identity) throw DisposalError("was replaced by something else meanwhile");

@@ -47,6 +47,11 @@ TEST_F(JsonSchemas, DescribeEveryDocument) {
   expectDescribed("plan", done["plan"]);
   expectDescribed("outcome", done["disposal"]);
   EXPECT_FALSE(done["disposal"]["receipts"].empty());
+  ASSERT_EQ(clean({"--yes", "--no-evidence", "--method", "quarantine", "--older-than", "0d"}).status, 0);
+  ASSERT_EQ(run({"undo", "--yes"}).status, 0);
+  const json history = documentOf(run({"history", "--json"}));
+  EXPECT_TRUE(history[0]["items"][0].contains("restoredAt"));
+  expectDescribed("history", history);
   const auto log = readFile(tree().path(".tidra/audit.jsonl"));
   ASSERT_TRUE(log);
   for (const auto line : splitNonEmpty(*log, '\n')) expectDescribed("audit-record", parseJson(line, "it"));

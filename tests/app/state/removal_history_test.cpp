@@ -34,22 +34,20 @@ class RemovalHistoryTest : public testing::Test {
 
 TEST_F(RemovalHistoryTest, KeepsTheNewestRunsWithinItsBoundsForItsOwnerOnly) {
   EXPECT_THAT(history().load(), IsEmpty());
-  const auto more = static_cast<std::int64_t>(7);
-  history().append(runOf(RemovalHistory::mostItems + 7, "/p/\xff"));
-  ASSERT_THAT(history().load(), SizeIs(1));
-  EXPECT_THAT(history().load()[0].items, SizeIs(RemovalHistory::mostItems));
-  EXPECT_EQ(history().load()[0].moreItems, more);
-  EXPECT_EQ(history().load()[0].items[0].path, "/p/\xff");
-  EXPECT_EQ(pathFacts(file())->permissions, 0600U);
-  EXPECT_EQ(pathFacts(tree_.path("state"))->permissions, 0700U);
-  for (std::size_t i = 1; i <= RemovalHistory::mostRuns; ++i) history().append(runOf(1, "/" + std::to_string(i)));
-  const auto runs = history().load();
+  for (std::size_t i = 0; i <= RemovalHistory::mostRuns; ++i) history().append(runOf(1, "/" + std::to_string(i)));
+  auto runs = history().load();
   ASSERT_THAT(runs, SizeIs(RemovalHistory::mostRuns));
   EXPECT_EQ(runs.front().items[0].path, "/200");
   EXPECT_EQ(runs.back().items[0].path, "/1");
-  for (int i = 0; i < 40; ++i) history().append(runOf(1000, std::string(300, 'x')));
-  EXPECT_LE(pathFacts(file())->sizeBytes, 9U << 20);
-  EXPECT_THAT(history().load().front().items, SizeIs(1000));
+  const std::string odd = "/p/\xff" + std::string(500, 'x');
+  for (int i = 0; i < 4; ++i) history().append(runOf(RemovalHistory::mostItems + 7, odd));
+  EXPECT_LE(pathFacts(file())->sizeBytes, 2U << 20);
+  runs = history().load();
+  EXPECT_THAT(runs[0].items, SizeIs(RemovalHistory::mostItems));
+  EXPECT_EQ(runs[0].moreItems, 7);
+  EXPECT_EQ(runs[0].items[0].path, odd);
+  EXPECT_EQ(pathFacts(file())->permissions, 0600U);
+  EXPECT_EQ(pathFacts(tree_.path("state"))->permissions, 0700U);
 }
 
 TEST_F(RemovalHistoryTest, ARunIsReplacedByItsIdentifier) {
