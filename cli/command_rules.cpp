@@ -4,17 +4,22 @@
 #include <algorithm>
 #include <memory>
 
+#include "cli/command_rule_packs.h"
 #include "cli/program.h"
+#include "cli/rule_sources.h"
 #include "cli/scan_options.h"
 #include "cli/terminal.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/rules/added_rules.h"
 #include "core/rules/catalog_files.h"
 
 namespace tidra {
 namespace {
 
 struct RulesOptions {
+  std::shared_ptr<std::optional<std::string>> home = std::make_shared<std::optional<std::string>>();
+  Environment environment;
   std::vector<std::string> rulesFiles;
   std::vector<std::string> disabledRules;
   std::string id;
@@ -23,8 +28,21 @@ struct RulesOptions {
   bool json = false;
 };
 
+/// Returns those of the user; without a home folder there are none.
+RuleSources rulesOfUser(const RulesOptions& options) {
+  try {
+    return personalRules(makeResolver(*options.home, options.environment));
+  } catch (const InputError&) {
+    if (*options.home) throw;
+    return {};
+  }
+}
+
 RuleCatalog chosenCatalog(const RulesOptions& options) {
-  ChosenCatalog chosen = makeCatalog(listedPaths(options.rulesFiles, {}), options.disabledRules);
+  RuleSources sources = rulesOfUser(options);
+  sources.files = listedPaths(options.rulesFiles, {});
+  sources.disabledRules = options.disabledRules;
+  ChosenCatalog chosen = makeCatalog(sources);
   for (const std::string& note : chosen.notes) writeNote(note);
   return std::move(chosen.catalog);
 }
@@ -84,7 +102,22 @@ int show(const RulesOptions& options) {
   return ExitStatus::done;
 }
 
+/// Checks the files that were added.
+int checkAdded(const RulesOptions& options) {
+  const TidraPathResolver resolver = makeResolver(*options.home, options.environment);
+  const auto files = AddedRules::in(addedRulesFolder(resolver));
+  bool isRight = true;
+  for (const AddedRules& added : files) {
+    isRight = isRight && added.catalog;
+    const std::string shown = escapedForTerminal(resolver.displayPath(added.path));
+    writeOut(added.catalog ? fmt::format("{} is right.\n", shown) : fmt::format("{}\n", added.fault));
+  }
+  if (files.empty()) writeOut("No rules files were added; tidra rules add FILE adds one.\n");
+  return isRight ? ExitStatus::done : ExitStatus::badInput;
+}
+
 int check(const RulesOptions& options) {
+  if (options.file.empty()) return checkAdded(options);
   const RuleCatalog catalog = loadCatalogFile(options.file);
   writeOut(fmt::format("{} is a valid catalog: {} project and {} system rules, version {}.\n",
                        escapedForTerminal(options.file), catalog.projectRules.size(), catalog.systemRules.size(),
@@ -95,7 +128,12 @@ int check(const RulesOptions& options) {
 using Options = std::shared_ptr<RulesOptions>;
 
 void choose(CLI::App* subcommand, Program& program, const Options& options, int (*run)(const RulesOptions&)) {
-  subcommand->callback([&program, options, run] { program.command = [options, run] { return run(*options); }; });
+  subcommand->callback([&program, options, run] {
+    program.command = [&program, options, run] {
+      options->environment = program.environment;
+      return run(*options);
+    };
+  });
 }
 
 void addCatalogOptions(CLI::App* subcommand, const Options& options) {
@@ -127,8 +165,8 @@ void addShow(CLI::App* command, Program& program, const Options& options) {
 
 void addCheck(CLI::App* command, Program& program, const Options& options) {
   CLI::App* checking = command->add_subcommand("check", "Whether a rules file can be used");
-  checking->add_option("FILE", options->file, "The rules file")->required()->type_name("");
-  checking->footer("Examples:\n  tidra rules check mine.json\n  tidra rules check ~/team/tidra-rules.json");
+  checking->add_option("FILE", options->file, "The rules file; without it, those that were added")->type_name("");
+  checking->footer("Examples:\n  tidra rules check mine.json\n  tidra rules check");
   choose(checking, program, options, &check);
 }
 
@@ -148,17 +186,24 @@ void addExport(CLI::App* command, Program& program, const Options& options) {
 
 void addRulesCommand(CLI::App& app, Program& program) {
   const auto options = std::make_shared<RulesOptions>();
-  CLI::App* command = app.add_subcommand("rules", "Show and check what scans look for");
+  CLI::App* command = app.add_subcommand("rules", "Show and change what scans look for");
   command->footer(
       "Examples:\n"
       "  tidra rules show node_modules    one rule, as in the catalog\n"
-      "  tidra rules check mine.json      whether a rules file is right");
+      "  tidra rules enable elixir unity  find what these make, too");
+  command->add_option("--home", *options->home, "Use DIR as the home folder")->type_name("DIR");
   addList(command, program, options);
   addShow(command, program, options);
   addCheck(command, program, options);
   addExport(command, program, options);
+  addRuleChangingCommands(*command, program, options->home);
   command->callback([&program, options, command] {
-    if (command->get_subcommands().empty()) program.command = [options] { return list(*options); };
+    if (command->get_subcommands().empty()) {
+      program.command = [&program, options] {
+        options->environment = program.environment;
+        return list(*options);
+      };
+    }
   });
 }
 

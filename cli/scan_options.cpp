@@ -9,6 +9,7 @@
 
 #include "cli/interrupt.h"
 #include "cli/progress_line.h"
+#include "cli/rule_sources.h"
 #include "cli/user_state.h"
 #include "core/base/text.h"
 #include "core/model/ecosystems.h"
@@ -334,7 +335,11 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   request.resolver = makeResolver(options.home, environment);
   for (const std::string& root : options.roots) request.roots.push_back(checkedRoot(root, request.resolver));
   if (request.roots.empty()) request.roots.push_back(checkedRoot(request.resolver.home, request.resolver));
-  ChosenCatalog chosen = makeCatalog(listedPaths(options.rulesFiles, request.resolver), options.disabledRules);
+  RuleSources sources = personalRules(request.resolver);
+  sources.files = listedPaths(options.rulesFiles, request.resolver);
+  sources.disabledRules = options.disabledRules;
+  ChosenCatalog chosen = makeCatalog(sources);
+  request.offPacks = packsBeside(sources.packs);
   for (const std::string& note : chosen.notes) writeNote(note);
   request.catalog = std::move(chosen.catalog);
   request.wholeCatalog = std::move(chosen.whole);

@@ -10,3 +10,15 @@ function(tidra_embed_text symbol input)
     VERBATIM)
   add_library(tidra_text_${symbol} STATIC "${source}")
 endfunction()
+
+# As tidra_embed_text(), for one JSON object with the document of each file under the file's name.
+function(tidra_embed_json_files symbol)
+  set(joined "${CMAKE_CURRENT_BINARY_DIR}/${symbol}.json")
+  string(REPLACE ";" "|" inputs "${ARGN}")
+  add_custom_command(
+    OUTPUT "${joined}"
+    COMMAND ${CMAKE_COMMAND} "-DINPUTS=${inputs}" -DOUTPUT=${joined} -P "${PROJECT_SOURCE_DIR}/cmake/join_json.cmake"
+    DEPENDS ${ARGN} "${PROJECT_SOURCE_DIR}/cmake/join_json.cmake"
+    VERBATIM)
+  tidra_embed_text(${symbol} "${joined}")
+endfunction()

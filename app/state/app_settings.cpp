@@ -43,7 +43,8 @@ constexpr auto fieldsOf<TidraAppSettings> =
                  fieldOrDefault("inactiveThresholdMonths", &TidraAppSettings::inactiveThresholdMonths),
                  fieldOrDefault("moveToTrash", &TidraAppSettings::moveToTrash),
                  fieldOrDefault("emptyTrashAfterDeletion", &TidraAppSettings::emptyTrashAfterDeletion),
-                 fieldOrDefault("systemScanEnabled", &TidraAppSettings::systemScanEnabled));
+                 fieldOrDefault("systemScanEnabled", &TidraAppSettings::systemScanEnabled),
+                 field("rulePacks", &TidraAppSettings::rulePacks));
 
 template struct RecordCodec<TidraAppSettings>;
 
@@ -59,6 +60,16 @@ TidraAppSettings SettingsStore::load() const {
 
 void SettingsStore::save(const TidraAppSettings& settings) {
   preferences_.apply({{settingsKey, compactJson(settings)}});
+}
+
+void SettingsStore::change(const std::function<void(TidraAppSettings&)>& change) {
+  preferences_.transact(
+      [&] {
+        TidraAppSettings settings = load();
+        change(settings);
+        return PreferencesStore::Changes{{settingsKey, compactJson(settings)}};
+      },
+      [] {});
 }
 
 }  // namespace tidra

@@ -1,8 +1,11 @@
 // The user's settings.
 #pragma once
 
+#include <functional>
 #include <map>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "app/state/preferences_store.h"
 #include "core/base/json_codec.h"
@@ -21,6 +24,7 @@ struct TidraAppSettings {
   bool moveToTrash = true;  // false: delete at once
   bool emptyTrashAfterDeletion = false;
   std::map<std::string, bool> systemScanEnabled = everyCategory();
+  std::optional<std::vector<std::string>> rulePacks = {};  // names of the rule packs that are on; absent: none
 
   /// In months: dormant at least 12, inactive at least 1.
   ActivityThresholds thresholds() const;
@@ -44,6 +48,9 @@ class SettingsStore {
   /// Returns the defaults when nothing is stored or what is stored does not decode. Throws PreferencesError.
   TidraAppSettings load() const;
   void save(const TidraAppSettings& settings);
+
+  /// Changes what is stored, in one transaction. Throws PreferencesError.
+  void change(const std::function<void(TidraAppSettings&)>& change);
 
  private:
   PreferencesStore& preferences_;

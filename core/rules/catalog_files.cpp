@@ -3,10 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
 
 #include "core/base/byte_units.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "core/rules/added_rules.h"
+#include "core/rules/rule_packs.h"
 
 namespace tidra {
 
@@ -26,27 +29,60 @@ RuleCatalog loadCatalogFile(const std::string& path, const RulesReader& read) {
   }
 }
 
-ChosenCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules,
-                          const RulesReader& read) {
-  RuleCatalog catalog = RuleCatalog::builtIn();
-  for (const std::string& file : rulesFiles) catalog = catalog.merging(loadCatalogFile(file, read));
+namespace {
+
+/// Lays rules over a catalog. Throws RuleCatalogError when they do not fit, and then changes nothing.
+void layOver(RuleCatalog& catalog, const RuleCatalog& overlay) {
+  RuleCatalog merged = catalog.merging(overlay);
+  RuleCatalog::validate(merged.projectRules, merged.systemRules);
+  catalog = std::move(merged);
+}
+
+void layPacks(ChosenCatalog& chosen, const std::vector<std::string>& names) {
+  const std::set<std::string> wanted(names.begin(), names.end());
+  for (const std::string& name : wanted) {
+    if (const RulePack* pack = RulePack::find(name)) {
+      chosen.catalog = chosen.catalog.withPack(pack->catalog);
+    } else {
+      chosen.notes.push_back(fmt::format("The settings name an {}", RulePack::unknownText(name)));
+    }
+  }
+}
+
+void layAdded(ChosenCatalog& chosen, const std::string& folder) {
+  for (AddedRules& added : AddedRules::in(folder)) {
+    try {
+      if (added.catalog) layOver(chosen.catalog, *added.catalog);
+    } catch (const RuleCatalogError& error) {
+      added.fault = fmt::format("Rules file '{}' conflicts with other rules: {}", escapedForTerminal(added.path),
+                                escapedForTerminal(error.what()));
+    }
+    if (added.fault.empty()) continue;
+    chosen.notes.push_back(added.fault + (added.fault.ends_with('.') ? "" : ".") + " It is left out.");
+  }
+}
+
+}  // namespace
+
+ChosenCatalog makeCatalog(const RuleSources& sources, const RulesReader& read) {
+  ChosenCatalog chosen{RuleCatalog::builtIn(), std::nullopt, {}};
+  layPacks(chosen, sources.packs);
+  if (sources.addedFolder) layAdded(chosen, *sources.addedFolder);
+  for (const std::string& file : sources.files) chosen.catalog = chosen.catalog.merging(loadCatalogFile(file, read));
   try {
-    RuleCatalog::validate(catalog.projectRules, catalog.systemRules);
+    RuleCatalog::validate(chosen.catalog.projectRules, chosen.catalog.systemRules);
   } catch (const RuleCatalogError& error) {
     throw InputError(fmt::format("The rules files conflict with the built-in rules: {}", error.what()));
   }
-  std::vector<std::string> notes;
-  for (const std::string& id : disabledRules) {
-    const auto hasId = [&](const auto& rule) { return rule.id == id; };
-    if (std::none_of(catalog.projectRules.begin(), catalog.projectRules.end(), hasId) &&
-        std::none_of(catalog.systemRules.begin(), catalog.systemRules.end(), hasId)) {
-      notes.push_back(fmt::format("No rule has the id '{}', so it disables none; tidra rules list shows all ids.",
-                                  escapedForTerminal(id)));
-    }
+  for (const std::string& id : sources.disabledRules) {
+    if (chosen.catalog.hasRule(id)) continue;
+    chosen.notes.push_back(fmt::format("No rule has the id '{}', so it disables none; tidra rules list shows all ids.",
+                                       escapedForTerminal(id)));
   }
-  if (disabledRules.empty()) return {std::move(catalog), std::nullopt, std::move(notes)};
-  auto chosen = catalog.removing({disabledRules.begin(), disabledRules.end()});
-  return {std::move(chosen), std::move(catalog), std::move(notes)};
+  if (sources.disabledRules.empty()) return chosen;
+  chosen.whole = chosen.catalog;
+  chosen.catalog = chosen.catalog.removing({sources.disabledRules.begin(), sources.disabledRules.end()});
+  return chosen;
 }
 
 }  // namespace tidra

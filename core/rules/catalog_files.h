@@ -1,4 +1,4 @@
-// Rule catalogs from user files.
+// Rule catalogs from files, and the catalog of a scan.
 #pragma once
 
 #include <functional>
@@ -18,15 +18,21 @@ using RulesReader = std::function<Outcome<std::string>(const std::string& path, 
 /// Reads and validates a rules file. Throws InputError that names it.
 RuleCatalog loadCatalogFile(const std::string& path, const RulesReader& read = &readRegularFile);
 
+/// What is laid over the built-in rules, in this order.
+struct RuleSources {
+  std::vector<std::string> packs = {};          // names of rule packs; unknown ones are noted and ignored
+  std::optional<std::string> addedFolder = {};  // of the user's own files; what is wrong there is noted and left out
+  std::vector<std::string> files = {};          // named for this scan
+  std::vector<std::string> disabledRules = {};  // ids that are switched off at the end
+};
+
 struct ChosenCatalog {
   RuleCatalog catalog;
   std::optional<RuleCatalog> whole;  // with the disabled ones; absent if none is
-  std::vector<std::string> notes;    // one sentence per unknown id in `disabledRules`; such ids are ignored
+  std::vector<std::string> notes;    // a sentence each: unknown packs and ids, added files that are left out
 };
 
-/// Merges the rules of each file into the built-in catalog and drops the disabled ones. Throws InputError for unusable
-/// files.
-ChosenCatalog makeCatalog(const std::vector<std::string>& rulesFiles, const std::vector<std::string>& disabledRules,
-                          const RulesReader& read = &readRegularFile);
+/// Throws InputError for unusable files among `sources.files`, which `read` reads.
+ChosenCatalog makeCatalog(const RuleSources& sources, const RulesReader& read = &readRegularFile);
 
 }  // namespace tidra

@@ -90,6 +90,12 @@ std::vector<std::string> RuleCatalog::walkSkip(TidraPlatform platform) const {
   return folders;
 }
 
+bool RuleCatalog::hasRule(std::string_view id) const {
+  const auto hasId = [&](const auto& rule) { return rule.id == id; };
+  return std::any_of(projectRules.begin(), projectRules.end(), hasId) ||
+         std::any_of(systemRules.begin(), systemRules.end(), hasId);
+}
+
 RuleCatalog RuleCatalog::merging(const RuleCatalog& overlay) const {
   RuleCatalog merged = *this;
   lay(merged.projectRules, overlay.projectRules);
@@ -100,6 +106,14 @@ RuleCatalog RuleCatalog::merging(const RuleCatalog& overlay) const {
   }
   merged.schemaVersion = std::max(schemaVersion, overlay.schemaVersion);
   merged.catalogVersion += "+" + overlay.catalogVersion;
+  return merged;
+}
+
+RuleCatalog RuleCatalog::withPack(const RuleCatalog& pack) const {
+  RuleCatalog merged = *this;
+  merged.projectRules.insert(merged.projectRules.begin(), pack.projectRules.begin(), pack.projectRules.end());
+  merged.systemRules.insert(merged.systemRules.end(), pack.systemRules.begin(), pack.systemRules.end());
+  merged.catalogVersion += "+" + pack.catalogVersion;
   return merged;
 }
 

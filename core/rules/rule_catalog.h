@@ -37,7 +37,9 @@ struct ProjectArtifactRule {
   std::optional<std::string> restoreHint;
   std::vector<Marker> markers;
   bool requireMarker = false;
-  std::vector<TidraPlatform> platforms;  // empty: every platform
+  std::vector<TidraPlatform> platforms;                     // empty: every platform
+  std::optional<std::vector<std::string>> otherNames = {};  // further names of the folder, or patterns
+  std::optional<std::vector<std::string>> holds = {};       // one of these must lie inside; absent: nothing has to
 
   bool appliesTo(TidraPlatform platform) const;
 
@@ -59,8 +61,9 @@ struct SystemPathRule {
   std::map<std::string, std::vector<std::string>> paths;  // platform key → path templates
   Mode mode = Mode::directory;                            // children: each entry of the folder is a finding
   Kind kind = Kind::directory;
-  Activity activity = Activity::none;     // source of the last activity date
-  std::optional<std::string> childLabel;  // label pattern with "{name}" and "{parent}"
+  Activity activity = Activity::none;                  // source of the last activity date
+  std::optional<std::string> childLabel;               // label pattern with "{name}" and "{parent}"
+  std::optional<std::vector<std::string>> holds = {};  // one of these must lie in a finding; absent: nothing has to
 
   bool operator==(const SystemPathRule&) const = default;
 };
@@ -136,8 +139,14 @@ struct RuleCatalog {
   /// Returns the folders for all platforms, then those for this one.
   std::vector<std::string> walkSkip(TidraPlatform platform) const;
 
+  bool hasRule(std::string_view id) const;
+
   /// Merges an overlay: a rule with a known id is replaced in place, a new one is appended.
   RuleCatalog merging(const RuleCatalog& overlay) const;
+
+  /// Returns the catalog with the rules of a pack. Its project rules come first, since each of them demands more than a
+  /// name: a rule behind one that takes every folder of its name would never match.
+  RuleCatalog withPack(const RuleCatalog& pack) const;
 
   /// Returns the catalog without these ids.
   RuleCatalog removing(const std::set<std::string>& disabledIDs) const;

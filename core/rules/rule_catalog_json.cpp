@@ -17,7 +17,8 @@ constexpr auto fieldsOf<ProjectArtifactRule> = recordFields(
     fieldOrDefault("ecosystem", &ProjectArtifactRule::ecosystem), fieldOrDefault("tier", &ProjectArtifactRule::tier),
     field("restoreHint", &ProjectArtifactRule::restoreHint), fieldOrDefault("markers", &ProjectArtifactRule::markers),
     fieldOrDefault("requireMarker", &ProjectArtifactRule::requireMarker),
-    fieldOrDefault("platforms", &ProjectArtifactRule::platforms));
+    fieldOrDefault("platforms", &ProjectArtifactRule::platforms), field("otherNames", &ProjectArtifactRule::otherNames),
+    field("holds", &ProjectArtifactRule::holds));
 
 template <>
 constexpr auto fieldsOf<SystemPathRule> =
@@ -26,7 +27,7 @@ constexpr auto fieldsOf<SystemPathRule> =
                  fieldOrDefault("tier", &SystemPathRule::tier), field("restoreHint", &SystemPathRule::restoreHint),
                  field("paths", &SystemPathRule::paths), fieldOrDefault("mode", &SystemPathRule::mode),
                  fieldOrDefault("kind", &SystemPathRule::kind), fieldOrDefault("activity", &SystemPathRule::activity),
-                 field("childLabel", &SystemPathRule::childLabel));
+                 field("childLabel", &SystemPathRule::childLabel), field("holds", &SystemPathRule::holds));
 
 template <>
 constexpr auto fieldsOf<RuleCatalog> = recordFields(fieldOrDefault("schemaVersion", &RuleCatalog::schemaVersion),

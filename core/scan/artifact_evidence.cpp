@@ -110,8 +110,10 @@ using Reason = EvidenceGap::Reason;
 /// One artefact under assessment. Caches what several checks need; reads it lazily.
 class Case {
  public:
-  Case(const std::string& path, IgnoreFinder& ignored)
-      : path_(path), project_(parentPath(path)), ignored_(ignored), maker_(makerOf(lastPathComponent(path))) {}
+  Case(const std::string& path, const std::string& ruleID, IgnoreFinder& ignored)
+      : path_(path), project_(parentPath(path)), ignored_(ignored), maker_(makerOfPackRule(ruleID)) {
+    if (maker_ == nullptr) maker_ = makerOf(lastPathComponent(path));
+  }
 
   EvidenceVerdict verdict() {
     // Only a rule of the user names other folders; they know what these are.
@@ -158,15 +160,20 @@ class Case {
     if (!maker_->needs.empty()) {
       if (auto gap = maker_->needs == "package.json" ? whyUninstallable() : whyUnnamed()) return gap;
     }
-    if (hasComponent(project_, deployableFolders) || project_.find("/.next/standalone") != std::string::npos) {
-      return EvidenceGap{Reason::finishedProgram};
-    }
+    if (isPartOfProgram()) return EvidenceGap{Reason::finishedProgram};
     if (maker_->folder != "vendor") return std::nullopt;
     if (auto gem = firstOf(path_, inside_, "*.gem cache/*.gem"); !gem.empty())
       return EvidenceGap{Reason::ownFiles, gem};
     // Rails projects also keep third-party scripts in "vendor", beside what Bundler installs.
     if (firstOf(path_, inside_, "bundle/ruby").empty()) return std::nullopt;
     return firstInside([](const FolderEntry& entry) { return entry.name != "bundle"; });
+  }
+
+  /// Whether it lies in a deployed program. What a rule of a pack names there may be the program as a whole.
+  bool isPartOfProgram() const {
+    const bool isOfPack = makerOf(lastPathComponent(path_)) != maker_;
+    return hasComponent(isOfPack ? parentPath(project_) : project_, deployableFolders) ||
+           project_.find("/.next/standalone") != std::string::npos;
   }
 
   /// Returns the first entry of the folder that is meant, as a file of the user.
@@ -318,7 +325,9 @@ class Case {
 
 }  // namespace
 
-EvidenceVerdict ArtifactEvidence::of(const std::string& folder) { return Case(folder, ignored_).verdict(); }
+EvidenceVerdict ArtifactEvidence::of(const std::string& folder, const std::string& ruleID) {
+  return Case(folder, ruleID, ignored_).verdict();
+}
 
 std::string manifestOfOwnProject(const ArtifactMaker& maker, const std::string& folder,
                                  const std::vector<FolderEntry>& inside) {

@@ -23,8 +23,8 @@ class ArtifactEvidence {
  public:
   explicit ArtifactEvidence(const TidraPathResolver& resolver) : ignored_(resolver) {}
 
-  /// Of a folder that the walk found. Does not throw.
-  EvidenceVerdict of(const std::string& folder);
+  /// Of a folder that the walk found, by this rule if it is known. Does not throw.
+  EvidenceVerdict of(const std::string& folder, const std::string& ruleID = {});
 
  private:
   IgnoreFinder ignored_;

@@ -2,6 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
+#include <vector>
+
+#include "core/base/text.h"
+#include "core/rules/rule_packs.h"
 
 namespace tidra {
 namespace {
@@ -87,7 +92,49 @@ constexpr std::array makers{
     ArtifactMaker{.folder = "worktrees", .marks = "*/.git"},
 };
 
+constexpr std::string_view environmentMark = "pyvenv.cfg";
+
+/// A maker with the texts that it refers to.
+struct PackMaker {
+  std::string folder;
+  std::string manifests;
+  std::string marks;
+
+  explicit PackMaker(const ProjectArtifactRule& rule) : folder(rule.folderName) {
+    std::vector<std::string> files;
+    for (const auto& marker : rule.markers) files.insert(files.end(), marker.files.begin(), marker.files.end());
+    manifests = joined(files, " ");
+    marks = joined(rule.holds.value_or(std::vector<std::string>{}), " ");
+  }
+
+  /// What lies inside is the tool's alone unless the rule demands a manifest as well.
+  ArtifactMaker maker() const {
+    if (!manifests.empty()) return {.folder = folder, .manifests = manifests, .commonMarks = marks};
+    return {.folder = folder, .marks = marks, .needs = marks == environmentMark ? environmentManifests : ""};
+  }
+};
+
 }  // namespace
+
+const ArtifactMaker* makerOfPackRule(const std::string& ruleID) {
+  struct Made {
+    PackMaker texts;
+    ArtifactMaker maker;
+  };
+  // Nodes of a map never move, so that the views stay valid.
+  static const std::map<std::string, Made> known = [] {
+    std::map<std::string, Made> made;
+    for (const RulePack& pack : RulePack::all()) {
+      for (const ProjectArtifactRule& rule : pack.catalog.projectRules) {
+        auto& entry = made.try_emplace(rule.id, Made{PackMaker(rule), {}}).first->second;
+        entry.maker = entry.texts.maker();
+      }
+    }
+    return made;
+  }();
+  const auto found = known.find(ruleID);
+  return found == known.end() ? nullptr : &found->second.maker;
+}
 
 const ArtifactMaker* makerOf(std::string_view folderName) {
   const auto known = std::find_if(makers.begin(), makers.end(),

@@ -1,6 +1,7 @@
 // The tools that make artefacts, and what shows their work.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace tidra {
@@ -19,7 +20,11 @@ struct ArtifactMaker {
   std::string_view markers = {};
 };
 
-/// Returns the maker of folders of this name; null if only rules of the user name them.
+/// Returns the maker of folders of this name; null if only rules of packs or of the user name them.
 const ArtifactMaker* makerOf(std::string_view folderName);
+
+/// Returns the maker of what a rule of a pack finds: what the rule demands is what shows the tool's work. Null for
+/// other rules.
+const ArtifactMaker* makerOfPackRule(const std::string& ruleID);
 
 }  // namespace tidra

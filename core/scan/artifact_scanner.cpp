@@ -16,6 +16,7 @@
 #include "core/scan/dependency_folders.h"
 #include "core/scan/folder_traversal.h"
 #include "core/scan/measurement.h"
+#include "core/scan/off_packs.h"
 #include "core/scan/removal_note.h"
 #include "core/scan/rule_index.h"
 #include "core/scan/walk_filter.h"
@@ -73,7 +74,7 @@ class WalkVisitor {
         filter_(filter),
         realRoot_(realPathOrSame(request.root)),
         stores_(request.resolver.home, request.stores),
-        rules_(*request.catalog, request.platform) {}
+        rules_(*request.catalog, request.platform, request.offPacks) {}
 
   void visit(Visit& folder) {
     if (folder.context().artifact == nullptr) return walk(folder);
@@ -115,6 +116,8 @@ class WalkVisitor {
   std::error_code brokenReason() const { return brokenReason_; }
   std::uint64_t unmeasuredArtifacts() const { return unmeasuredArtifacts_; }
 
+  std::vector<std::uint64_t> projectsOfOffPacks() const { return offPacks_.ofFirst(request_.offPacks.size()); }
+
   /// Call after all workers have finished.
   std::vector<WithheldFinding> takeWithheld() { return std::exchange(withheld_, {}); }
 
@@ -143,11 +146,13 @@ class WalkVisitor {
     Candidates candidates;
     StoreSigns signs;
     std::uint64_t visited = 0;
+    OffPacksInFolder packs;
 
     folder.reader().start(node.descriptor());
     for (DirectoryEntry entry; folder.reader().next(entry);) {
       const NameFacts* facts = rules_.find(entry.name);
       if (facts != nullptr && facts->isMarker) project.noteMarker(entry);
+      if (facts != nullptr) packs.noteEntry(*facts);
       if (PackageSigns::mayBeSign(entry.name)) packages.note(entry.name);
       signs.note(entry);
       if (filter.bars(entry.name)) continue;
@@ -156,7 +161,7 @@ class WalkVisitor {
         addStrayNote(folder, entry.name);
       if (entry.type != EntryType::directory || !isAskedFor(entry.name)) continue;
       if (StoreNames::kindOf(entry.name, node)) continue;
-      addSubfolder(folder, entry.name, facts, candidates);
+      addSubfolder(folder, entry.name, facts, candidates, packs);
     }
     entriesVisited_ += visited;
     if (forgetBroken(folder)) return;
@@ -165,17 +170,23 @@ class WalkVisitor {
     };
     folder.forget(isPackage);
     std::erase_if(candidates, [&](const auto& candidate) { return isPackage(candidate.first); });
-    if (signs.kind(node.descriptor())) leaveStore(folder, signs, candidates);
+    if (signs.kind(node.descriptor())) {
+      leaveStore(folder, signs, candidates);
+    } else if (!packages.isDependencyFolder()) {
+      offPacks_.add(packs.met(rules_, lastPathComponent(node.name())));
+    }
     for (const auto& [name, facts] : candidates) decide(folder, project, name, *facts);
   }
 
   /// Puts a subfolder to the candidates, which are decided about after the complete listing, or goes into it.
-  void addSubfolder(Visit& folder, std::string_view name, const NameFacts* facts, Candidates& candidates) {
+  void addSubfolder(Visit& folder, std::string_view name, const NameFacts* facts, Candidates& candidates,
+                    OffPacksInFolder& packs) {
     if (name.starts_with(RemovalLeftover::prefix) && RemovalLeftover::is(name)) {
       addLeftover(folder, name);
-    } else if (facts != nullptr && !facts->rules.empty()) {
-      candidates.emplace_back(name, facts);
+    } else if (const NameFacts* named = rules_.ofFolder(name, facts)) {
+      candidates.emplace_back(name, named);
     } else {
+      if (facts != nullptr) packs.folders |= facts->folderOfPacks;
       walkInto(folder, name);
     }
   }
@@ -242,7 +253,7 @@ class WalkVisitor {
   }
 
   void decide(Visit& folder, ProjectFolder& project, const std::string& name, const NameFacts& facts) {
-    const auto match = RuleIndex::choose(facts, project);
+    const auto match = RuleIndex::choose(facts, project, name);
     if (!match) return walkInto(folder, name);
     if (request_.enabledEcosystems && !request_.enabledEcosystems->contains(*match->ecosystem)) return;
     std::string projectFolder = folder.node()->path();
@@ -318,6 +329,7 @@ class WalkVisitor {
   std::atomic<std::uint64_t> unreadableFolders_{0};
   std::atomic<std::uint64_t> starvedFolders_{0};
   std::atomic<std::uint64_t> unmeasuredArtifacts_{0};
+  OffPackCounts offPacks_;
   std::atomic<bool> pathWanted_{true};
   std::mutex mutex_;                // guards what follows while workers run
   std::deque<Artifact> artifacts_;  // a deque never moves its elements; workers hold references
@@ -362,6 +374,7 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
   result.brokenReason = visitor.brokenReason();
   result.unmeasuredArtifacts = visitor.unmeasuredArtifacts();
   result.entriesVisited = visitor.entriesVisited();
+  result.projectsOfOffPacks = visitor.projectsOfOffPacks();
   return result;
 }
 

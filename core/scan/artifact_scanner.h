@@ -14,6 +14,7 @@
 #include "core/platform/path_resolver.h"
 #include "core/platform/platform.h"
 #include "core/rules/rule_catalog.h"
+#include "core/rules/rule_packs.h"
 #include "core/scan/exclusion_filter.h"
 #include "core/scan/kept_inside.h"
 #include "core/scan/stores.h"
@@ -37,6 +38,7 @@ struct FilesystemArtifactScanner {
     std::string root;  // absolute and standardised
     const RuleCatalog* catalog = nullptr;
     const RuleIndex* rulesInside = nullptr;  // FoundArtifact::inside names what these rank higher; null: not looked for
+    std::vector<const RulePack*> offPacks = {};  // counted in Result::projectsOfOffPacks; at most 64
     TidraPlatform platform = currentPlatform;
     TidraPathResolver resolver;  // for the skip list and display
     TidraScanExclusionFilter exclusionFilter = {};
@@ -62,6 +64,7 @@ struct FilesystemArtifactScanner {
     std::error_code brokenReason;                 // of one of them
     std::uint64_t unmeasuredArtifacts = 0;        // omitted because their size could not be determined
     std::uint64_t entriesVisited = 0;
+    std::vector<std::uint64_t> projectsOfOffPacks;  // folders with a marker and an artefact of each pack that is off
   };
 
   /// Walks one root with several workers; the result does not depend on their number. File system failures are skipped

@@ -43,7 +43,7 @@ void assess(FoundArtifact& found, Surroundings& surroundings, const InstalledPro
     return;
   }
   // The place, since symbolic links of the scan's root would hide the real ancestors.
-  auto verdict = surroundings.evidence.of(found.place);
+  auto verdict = surroundings.evidence.of(found.place, *finding.ruleID);
   if (const auto* gap = std::get_if<EvidenceGap>(&verdict)) {
     finding.noEvidence = gap->text();
   } else {

@@ -11,11 +11,8 @@ namespace {
 
 constexpr std::size_t mostListedEntries = 4096;
 
-}  // namespace
-
-std::vector<FolderEntry> listing(const std::string& folder) {
+std::vector<FolderEntry> entriesOf(const Outcome<FileDescriptor>& opened) {
   std::vector<FolderEntry> entries;
-  const auto opened = openDirectory(folder);
   if (!opened) return entries;
   DirectoryReader reader;
   reader.start(opened->get());
@@ -24,6 +21,12 @@ std::vector<FolderEntry> listing(const std::string& folder) {
   }
   return entries;
 }
+
+}  // namespace
+
+std::vector<FolderEntry> listing(const std::string& folder) { return entriesOf(openDirectory(folder)); }
+
+std::vector<FolderEntry> listing(int folder) { return entriesOf(openSubdirectory(folder, ".")); }
 
 bool vouchesFor(std::uint32_t owner, const std::string& entry) {
   const auto facts = pathFacts(entry);
@@ -47,6 +50,11 @@ std::string firstMatch(const std::string& folder, const std::vector<FolderEntry>
   const auto slash = pattern.find('/');
   const std::string first(pattern.substr(0, slash));
   const bool isLast = slash == std::string_view::npos;
+  if (first == ".." && !isLast) {
+    const std::string above = parentPath(folder);
+    const auto found = firstMatch(above, listing(above), pattern.substr(slash + 1), owner);
+    return found.empty() ? found : joinedPath(first, found);
+  }
   for (const FolderEntry& entry : entries) {
     if (isGlob(first) ? !globMatches(first, entry.name.c_str()) : entry.name != first) continue;
     const std::string path = joinedPath(folder, entry.name);

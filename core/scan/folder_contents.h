@@ -19,6 +19,8 @@ struct FolderEntry {
 
 /// Returns the entries of a folder, in a large one the first ones in directory order; empty if it is unreadable.
 std::vector<FolderEntry> listing(const std::string& folder);
+/// As above for an open folder, whose position stays.
+std::vector<FolderEntry> listing(int folder);
 
 /// Whether an entry may show that a tool made a folder: it belongs to the running user, root or the folder's owner.
 /// Whoever may change the folder around could otherwise rename somebody else's folder and put a manifest beside it.

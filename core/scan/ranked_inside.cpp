@@ -47,8 +47,8 @@ std::string pathInside(const FolderNode& first, const FolderNode& folder, std::s
 
 bool RankedInside::note(std::string_view name) {
   if (rules_ == nullptr) return isOfTool_;
-  const NameFacts* facts = rules_->find(name);
-  const bool hasRules = facts != nullptr && !facts->rules.empty();
+  const NameFacts* facts = rules_->ofFolder(name, rules_->find(name));
+  const bool hasRules = facts != nullptr;
   if (!hasRules && isOfTool_) return true;
   const bool isTools = isToolsName(name);
   if (hasRules && !(isOfTool_ && isTools)) candidates_.emplace_back(name, facts);
@@ -62,7 +62,7 @@ std::optional<InsideNotes::Ranked> RankedInside::highest(const FolderNode& first
   ProjectFolder project(lastPathComponent(folder.name()), folder.descriptor(), reader);
   for (const auto& [name, facts] : candidates_) {
     project.lookForMarkers(*facts);
-    const auto match = RuleIndex::choose(*facts, project);
+    const auto match = RuleIndex::choose(*facts, project, name);
     if (!match || match->rule->tier == ArtifactSafetyTier::safe) continue;
     if (isOfTool_ && lacksMark(joinedPath(folder.path(), name), name)) continue;
     InsideNotes::Ranked found{pathInside(first, folder, name), match->rule->label, match->rule->tier};

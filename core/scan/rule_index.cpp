@@ -3,10 +3,36 @@
 #include <fnmatch.h>
 
 #include <algorithm>
+#include <cassert>
 
 #include "core/scan/exclusion_filter.h"
+#include "core/scan/folder_contents.h"
 
 namespace tidra {
+namespace {
+
+bool isPlainName(const std::string& file) {
+  return !file.empty() && !isGlob(file) && file.find('/') == std::string::npos;
+}
+
+/// Whether a name, path or pattern of path components leads to an entry of an open folder.
+bool leadsSomewhere(int folder, std::string_view pattern) {
+  if (!isGlob(pattern)) return static_cast<bool>(followedEntryFacts(folder, std::string(pattern).c_str()));
+  const auto slash = pattern.find('/');
+  const std::string first(pattern.substr(0, slash));
+  const auto goesOn = [&](const std::string& name) {
+    if (slash == std::string_view::npos) return true;
+    const auto below = openSubdirectory(folder, name.c_str());
+    return below && leadsSomewhere(below->get(), pattern.substr(slash + 1));
+  };
+  if (!isGlob(first)) return goesOn(first);
+  const auto entries = listing(folder);
+  return std::any_of(entries.begin(), entries.end(), [&](const FolderEntry& entry) {
+    return globMatches(first, entry.name.c_str()) && goesOn(entry.name);
+  });
+}
+
+}  // namespace
 
 void ProjectFolder::noteMarker(const DirectoryEntry& entry) {
   if (entry.type == EntryType::symbolicLink && !followedEntryFacts(descriptor_, entry.name.data())) return;
@@ -17,8 +43,7 @@ void ProjectFolder::lookForMarkers(const NameFacts& facts) {
   for (const ProjectArtifactRule* rule : facts.rules) {
     for (const auto& marker : rule->markers) {
       for (const std::string& file : marker.files) {
-        const bool isName = !file.empty() && !isGlob(file) && file.find('/') == std::string::npos;
-        if (isName && followedEntryFacts(descriptor_, file.c_str())) seenMarkers_.push_back(file);
+        if (isPlainName(file) && followedEntryFacts(descriptor_, file.c_str())) seenMarkers_.push_back(file);
       }
     }
   }
@@ -41,26 +66,100 @@ bool ProjectFolder::holds(const std::string& markerFile) {
   return inside != std::string::npos && static_cast<bool>(followedEntryFacts(descriptor_, markerFile.c_str() + inside));
 }
 
-RuleIndex::RuleIndex(const RuleCatalog& catalog, TidraPlatform platform) {
+bool ProjectFolder::subfolderHolds(std::string_view name, const std::vector<std::string>& files) const {
+  const auto folder = openSubdirectory(descriptor_, std::string(name).c_str());
+  return folder && std::any_of(files.begin(), files.end(),
+                               [&](const std::string& file) { return leadsSomewhere(folder->get(), file); });
+}
+
+RuleIndex::RuleIndex(const RuleCatalog& catalog, TidraPlatform platform, const std::vector<const RulePack*>& offPacks) {
   for (const ProjectArtifactRule& rule : catalog.projectRules) {
-    if (!rule.appliesTo(platform)) continue;
-    names_[rule.folderName].rules.push_back(&rule);
-    for (const auto& marker : rule.markers) {
-      for (const std::string& file : marker.files) {
-        if (!file.empty() && !isGlob(file) && file.find('/') == std::string::npos) names_[file].isMarker = true;
-      }
+    if (rule.appliesTo(platform)) add(rule);
+  }
+  assert(offPacks.size() <= mostPacks);
+  for (std::size_t i = 0; i < offPacks.size(); ++i) {
+    for (const ProjectArtifactRule& rule : offPacks[i]->catalog.projectRules) {
+      if (rule.appliesTo(platform)) addOff(rule, std::uint64_t{1} << i);
     }
   }
 }
 
-std::optional<RuleMatch> RuleIndex::choose(const NameFacts& facts, ProjectFolder& project) {
+void RuleIndex::add(const ProjectArtifactRule& rule) {
+  names_[rule.folderName].rules.push_back(&rule);
+  for (const std::string& name : rule.otherNames.value_or(std::vector<std::string>{})) {
+    if (name.empty()) continue;
+    if (!isGlob(name)) {
+      if (name != rule.folderName) names_[name].rules.push_back(&rule);
+      continue;
+    }
+    const auto known =
+        std::find_if(patterns_.begin(), patterns_.end(), [&](const auto& it) { return it.first == name; });
+    auto& facts = known == patterns_.end() ? patterns_.emplace_back(name, NameFacts{}).second : known->second;
+    facts.rules.push_back(&rule);
+  }
+  for (const auto& marker : rule.markers) {
+    for (const std::string& file : marker.files) {
+      if (isPlainName(file)) names_[file].isMarker = true;
+    }
+  }
+}
+
+// Only plain names, so that noting them costs no system call. Of a path its first component stands for all.
+void RuleIndex::addOff(const ProjectArtifactRule& rule, std::uint64_t pack) {
+  std::vector<std::string> names = rule.otherNames.value_or(std::vector<std::string>{});
+  names.push_back(rule.folderName);
+  if (!rule.requireMarker) return addOffHolder(rule, names, pack);
+  for (const std::string& name : names) {
+    if (isPlainName(name)) names_[name].folderOfPacks |= pack;
+  }
+  for (const auto& marker : rule.markers) {
+    for (const std::string& file : marker.files) {
+      const std::string first = file.substr(0, file.find('/'));
+      if (isPlainName(first) && first != "..") names_[first].markerOfPacks |= pack;
+    }
+  }
+}
+
+void RuleIndex::addOffHolder(const ProjectArtifactRule& rule, const std::vector<std::string>& names,
+                             std::uint64_t pack) {
+  for (const std::string& name : names) {
+    if (isPlainName(name)) names_[name].holderOfPacks |= pack;
+    if (isGlob(name)) holderPatterns_.emplace_back(name, pack);
+  }
+  for (const std::string& file : rule.holds.value_or(std::vector<std::string>{})) {
+    if (isPlainName(file)) names_[file].insideOfPacks |= pack;
+  }
+}
+
+std::uint64_t RuleIndex::packsOfHolder(std::string_view name) const {
+  const NameFacts* facts = find(name);
+  std::uint64_t packs = facts == nullptr ? 0 : facts->holderOfPacks;
+  const std::string text(name);
+  for (const auto& [pattern, pack] : holderPatterns_) {
+    if ((packs & pack) == 0 && globMatches(pattern, text.c_str())) packs |= pack;
+  }
+  return packs;
+}
+
+const NameFacts* RuleIndex::firstPattern(std::string_view name) const {
+  const std::string text(name);
+  const auto found = std::find_if(patterns_.begin(), patterns_.end(),
+                                  [&](const auto& pattern) { return globMatches(pattern.first, text.c_str()); });
+  return found == patterns_.end() ? nullptr : &found->second;
+}
+
+std::optional<RuleMatch> RuleIndex::choose(const NameFacts& facts, ProjectFolder& project, std::string_view name) {
   for (const ProjectArtifactRule* rule : facts.rules) {
     if (rule->parentName && project.name() != *rule->parentName) continue;
+    const std::string* ecosystem = rule->requireMarker ? nullptr : &rule->ecosystem;
     for (const auto& marker : rule->markers) {
       const auto found = [&](const std::string& file) { return project.holds(file); };
-      if (std::any_of(marker.files.begin(), marker.files.end(), found)) return RuleMatch{rule, &marker.ecosystem};
+      if (!std::any_of(marker.files.begin(), marker.files.end(), found)) continue;
+      ecosystem = &marker.ecosystem;
+      break;
     }
-    if (!rule->requireMarker) return RuleMatch{rule, &rule->ecosystem};
+    if (ecosystem == nullptr || (rule->holds && !project.subfolderHolds(name, *rule->holds))) continue;
+    return RuleMatch{rule, ecosystem};
   }
   return std::nullopt;
 }

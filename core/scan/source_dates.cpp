@@ -8,6 +8,7 @@
 
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
+#include "core/scan/artifact_makers.h"
 #include "core/scan/bundle_packages.h"
 #include "core/scan/walk_setup.h"
 
@@ -127,6 +128,8 @@ SourceDateReader::SourceDateReader(const FilesystemArtifactScanner::Request& wal
   // Tools also create what a disabled rule looks for.
   for (const RuleCatalog* catalog : {walk.catalog, &RuleCatalog::builtIn()}) {
     for (const ProjectArtifactRule& rule : catalog->projectRules) {
+      // What a pack demands more than a name for often has a name that people use for their own folders as well.
+      if (makerOfPackRule(rule.id) != nullptr) continue;
       if (rule.parentName) {
         artifactsBelow_.emplace(*rule.parentName, rule.folderName);
       } else {

@@ -79,6 +79,7 @@ class ScanSession {
     std::erase_if(outcome_.findings, [this](const auto& found) { return !isWanted(found); });
     if (auto excess = boundSizes(outcome_.findings, request_.resolver)) note(std::move(*excess));
     noteIdleExclusions();
+    noteOffPacks();
     outcome_.circumstances.partial = shouldCancel();
     return std::move(outcome_);
   }
@@ -108,6 +109,7 @@ class ScanSession {
     return {.root = {},
             .catalog = &request_.catalog,
             .rulesInside = &rulesInside_,
+            .offPacks = request_.offPacks,
             .platform = request_.platform,
             .resolver = request_.resolver,
             .exclusionFilter = exclusions_,
@@ -137,6 +139,7 @@ class ScanSession {
     for (std::string& text : notesOfUnread(result, shown(plan.root))) note(std::move(text));
     unclaimedLeftovers_.insert(result.unclaimedLeftovers.begin(), result.unclaimedLeftovers.end());
     withhold(result.withheld);
+    countOffPacks(result.projectsOfOffPacks);
     for (FoundArtifact& found : result.findings) {
       askActivity(found.finding);
       outcome_.findings.push_back(std::move(found));
@@ -274,6 +277,16 @@ class ScanSession {
     });
   }
 
+  void countOffPacks(const std::vector<std::uint64_t>& projects) {
+    projectsOfOffPacks_.resize(request_.offPacks.size());
+    for (std::size_t i = 0; i < projects.size(); ++i) projectsOfOffPacks_[i] += projects[i];
+  }
+
+  void noteOffPacks() {
+    if (request_.onlyPaths || request_.ecosystems) return;
+    if (auto text = noteOfOffPacks(request_.offPacks, projectsOfOffPacks_)) note(std::move(*text));
+  }
+
   void noteIdleExclusions() {
     if (!exclusions_.use || request_.onlyPaths || shouldCancel()) return;
     for (std::string& text : notesOfIdleExclusions(*exclusions_.use, request_.roots)) note(std::move(text));
@@ -381,6 +394,7 @@ class ScanSession {
   ScanOutcome outcome_;
   std::vector<CoveredPlace> covered_;  // of the probes
   std::set<std::string> unclaimedLeftovers_;
+  std::vector<std::uint64_t> projectsOfOffPacks_;
   SessionProgress progress_;
   std::atomic<bool> cancelled_{false};
 };

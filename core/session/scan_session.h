@@ -14,6 +14,7 @@
 #include "core/model/scan_report.h"
 #include "core/platform/mount_table.h"
 #include "core/rules/rule_catalog.h"
+#include "core/rules/rule_packs.h"
 #include "core/scan/exclusion_filter.h"
 #include "core/scan/kept_inside.h"
 #include "core/session/nested_findings.h"
@@ -43,6 +44,7 @@ struct ScanRequest {
   RuleCatalog catalog;
   std::optional<RuleCatalog> wholeCatalog;  // with the rules that were switched off, which still rank what lies in a
                                             // finding; absent: none was
+  std::vector<const RulePack*> offPacks;    // packs that a note names where they would find something; at most 64
   TidraPathResolver resolver;               // home folder and environment
   TidraPlatform platform = currentPlatform;
   std::string host;

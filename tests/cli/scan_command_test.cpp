@@ -344,7 +344,7 @@ TEST_F(RulesCommand, ShowsTheCatalogThatScansUse) {
   EXPECT_THAT(run({"rules", "list", "--skipped"}).out, HasSubstr("~/.cache\n"));
   const auto shown = documentOf(run({"rules", "show", "target"}));
   EXPECT_EQ(JsonCodec<ProjectArtifactRule>::decode(shown, "it").folderName, "target");
-  for (const char* line : {"rules show nothing", "rules show", "rules check", "rules check missing",
+  for (const char* line : {"rules show nothing", "rules show", "rules enable", "rules check missing",
                            "rules list --rules code", "nothing", ""})
     refused(wordsOf(line));
 }

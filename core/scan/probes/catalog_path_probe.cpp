@@ -161,6 +161,14 @@ SystemPathRule raisedByWork(SystemPathRule rule, const std::string& path, const 
   return rule;
 }
 
+/// Whether what a rule demands lies in a finding.
+bool holdsDemanded(const SystemPathRule& rule, const std::string& path) {
+  if (!rule.holds) return true;
+  const auto entries = listing(path);
+  return std::any_of(rule.holds->begin(), rule.holds->end(),
+                     [&](const std::string& file) { return !firstMatch(path, entries, file).empty(); });
+}
+
 /// A template that is only a variable could name any folder, even a working folder. Requires the mark of a cache or a
 /// cache's name.
 bool mayBeVariablesCache(const std::string& pathTemplate, const std::string& path) {
@@ -212,7 +220,8 @@ CatalogPathProbe::Candidates CatalogPathProbe::candidates(const SystemProbeConte
       for (const std::string& path : pathsOf(rule, resolver.paths(pathTemplate))) {
         if (context.isCancelled()) return found;
         // The home folder and its ancestors are never caches, even if a variable names them.
-        if (isSameOrInside(context.home(), path) || !mayBeVariablesCache(pathTemplate, path)) continue;
+        if (isSameOrInside(context.home(), path)) continue;
+        if (!rule.holds && !mayBeVariablesCache(pathTemplate, path)) continue;
         const auto facts = pathFacts(path);
         if (!facts || context.exclusionFilter.bars(path)) continue;
         if (!fits(rule, path, facts->type)) {
@@ -220,6 +229,7 @@ CatalogPathProbe::Candidates CatalogPathProbe::candidates(const SystemProbeConte
           if (isLink && followedFacts(path)) found.links.insert(path);
           continue;
         }
+        if (!holdsDemanded(rule, path)) continue;
         const std::string label = labelOf(rule, pathTemplate, path);
         auto judged = isNamedByVariable(pathTemplate) ? raisedByWork(rule, path, context.resolver) : rule;
         if (taken.covers(path)) {

@@ -34,6 +34,12 @@ FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub) {
     throw InputError(fmt::format("It wants the rules file '{}'; name that in scan.extraRules of this host's policy.",
                                  escapedForTerminal(file)));
   }
+  const auto ownPacks = own.scan.packs.value_or(std::vector<std::string>{});
+  for (const std::string& pack : fromHub.scan.packs.value_or(std::vector<std::string>{})) {
+    if (contains(ownPacks, pack)) continue;
+    throw InputError(fmt::format("It wants the rule pack '{}'; name that in scan.packs of this host's policy.",
+                                 escapedForTerminal(pack)));
+  }
   // Skipped folders hold files of other programs.
   for (const std::string& folder : fromHub.scan.unskip) {
     if (contains(own.scan.unskip, folder)) continue;
@@ -49,6 +55,7 @@ FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub) {
   policy.metrics = own.metrics;
   policy.scan.home = own.scan.home;
   policy.scan.extraRules = own.scan.extraRules;
+  policy.scan.packs = own.scan.packs;
   policy.dryRun = policy.dryRun || own.dryRun;
   policy.autoClean.requireEvidence = policy.autoClean.requireEvidence || own.autoClean.requireEvidence;
   FleetPolicy::Never& never = policy.never;

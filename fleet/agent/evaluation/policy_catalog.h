@@ -7,9 +7,9 @@
 
 namespace tidra {
 
-/// The built-in rules with the policy's rules files, disabled rules and unskipped folders. Throws InputError, one
-/// sentence, for an unusable file, for one that belongs to another user or that everybody may write to, and for an
-/// entry of `scan.unskip` that is not in the skip list.
+/// The built-in rules with the policy's rule packs, rules files, disabled rules and unskipped folders. Throws
+/// InputError, one sentence, for an unknown pack, an unusable file, for one that belongs to another user or that
+/// everybody may write to, and for an entry of `scan.unskip` that is not in the skip list.
 ChosenCatalog makePolicyCatalog(const FleetPolicy& policy, const ResolvedPolicy& resolved);
 
 }  // namespace tidra

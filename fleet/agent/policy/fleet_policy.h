@@ -44,6 +44,7 @@ struct FleetPolicy {
     std::vector<std::string> extraRules;                 // rule catalog files
     std::vector<std::string> disabledRules;              // rule ids
     std::vector<std::string> unskip;                     // entries of the skip list to walk anyway
+    std::optional<std::vector<std::string>> packs;       // rule packs; absent: none
 
     bool operator==(const Scan&) const = default;
   };

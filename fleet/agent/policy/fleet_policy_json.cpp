@@ -64,7 +64,7 @@ constexpr auto fieldsOf<FleetPolicy::Scan> = recordFields(
     fieldOrDefault("exclude", &FleetPolicy::Scan::exclude),
     fieldOrDefault("extraRules", &FleetPolicy::Scan::extraRules),
     fieldOrDefault("disabledRules", &FleetPolicy::Scan::disabledRules),
-    fieldOrDefault("unskip", &FleetPolicy::Scan::unskip));
+    fieldOrDefault("unskip", &FleetPolicy::Scan::unskip), field("packs", &FleetPolicy::Scan::packs));
 
 template <>
 constexpr auto fieldsOf<FleetPolicy::AutoClean> = recordFields(
@@ -142,7 +142,8 @@ std::vector<std::string> unknownPolicyKeys(std::string_view text) {
   // The encoding of a policy with all optional values lists the known keys.
   FleetPolicy full;
   full.lockFile = full.scan.home = full.disposal.quarantineDir = full.audit.path = "";
-  full.scan.categories = full.scan.ecosystems = full.autoClean.categories = full.autoClean.ecosystems = Texts{};
+  full.scan.packs = full.scan.categories = full.scan.ecosystems = full.autoClean.categories =
+      full.autoClean.ecosystems = Texts{};
   full.autoClean.maxBytesPerRun = 0;
   full.autoClean.maxItemsPerRun = full.hub.intervalSeconds = 0;
   full.metrics.textfile = full.metrics.listen = "";

@@ -53,6 +53,7 @@ TEST(HubOverlay, TakesRulesOnlyFromFilesThatTheHostNames) {
   EXPECT_NO_THROW(overlaidByHub(own(), FleetPolicy::parse(R"({"scan": {"extraRules": ["/etc/rules.json"]}})")));
   EXPECT_THROW(overlaidByHub(own(), FleetPolicy::parse(R"({"scan": {"extraRules": ["/tmp/rules.json"]}})")),
                InputError);
+  EXPECT_THROW(overlaidByHub(own(), FleetPolicy::parse(R"({"scan": {"packs": ["elixir"]}})")), InputError);
 }
 
 }  // namespace

@@ -1,0 +1,31 @@
+// Rules files that a user added for good: all scans of that user read them, in byte order of their names.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/rules/rule_catalog.h"
+
+namespace tidra {
+
+struct AddedRules {
+  std::string path;
+  std::optional<RuleCatalog> catalog;  // absent for a file that cannot be used
+  std::string fault;                   // the sentence about such a file
+
+  /// Returns the files "*.json" of a folder; none for a missing folder. A file that is broken or unreadable, or that
+  /// another user owns or could change or replace, has a fault: whoever writes rules decides what is removed. An
+  /// unreadable folder is one entry with a fault.
+  static std::vector<AddedRules> in(const std::string& folder);
+
+  /// Validates a rules file and copies it into the folder under its own name; with `isDry` only validates. Returns the
+  /// path of the copy. Throws InputError for an unusable file and if the name is taken, std::system_error.
+  static std::string add(const std::string& file, const std::string& folder, bool isDry);
+
+  /// Returns the file that a text means: its name, with or without ".json", or the id of the only rule in it. Throws
+  /// InputError if there is none, or if the file has further rules.
+  static std::string meant(const std::string& text, const std::string& folder);
+};
+
+}  // namespace tidra
