@@ -10,6 +10,7 @@
 #include "core/dispose/tool_targets.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/path_resolver.h"
+#include "core/platform/platform.h"
 
 namespace tidra {
 namespace {
@@ -127,18 +128,23 @@ struct Removed {
   }
 };
 
+constexpr bool isTrashOfFinder = currentPlatform == TidraPlatform::macOS;
+
+std::string undoHint(const Removed& own) {
+  return fmt::format("; tidra undo brings {} back", own.receipts.size() == 1 ? "it" : "them");
+}
+
 std::string ownText(const Removed& own, DisposalMethod method) {
   // Leftovers of an interrupted removal are deleted by any method.
   const auto wasDeleted = [](const DisposalReceipt& receipt) { return receipt.method == DisposalMethod::delete_; };
   if (std::all_of(own.receipts.begin(), own.receipts.end(), wasDeleted)) method = DisposalMethod::delete_;
   switch (method) {
     case DisposalMethod::trash:
-      return fmt::format("{} with {} moved to the trash. The space is free once the trash is emptied.\n", own.items(),
-                         own.size());
+      return fmt::format("{} with {} moved to the trash{}. The space is free once the trash is emptied.\n", own.items(),
+                         own.size(), isTrashOfFinder ? "" : undoHint(own));
     case DisposalMethod::quarantine:
-      return fmt::format(
-          "{} with {} moved into quarantine. tidra quarantine restore brings things back, purge frees the space.\n",
-          own.items(), own.size());
+      return fmt::format("{} with {} moved into quarantine{}. tidra quarantine purge frees the space.\n", own.items(),
+                         own.size(), undoHint(own));
     case DisposalMethod::delete_:
       break;
   }

@@ -61,7 +61,7 @@ TEST_F(CleanupByTools, NoToOneKeepsTheOtherAndTypedAnswersAreForTheirOwnQuestion
               HasSubstr("1 item removed by conda, 2 MB freed."));
   EXPECT_THAT(left(), ElementsAre("conda/envs/ml", "code/web/dist", "code/pearls/precious"));
   EXPECT_THAT(clean({"--tier", "safe,warning", "code/pearls"}, "remove 1\nn\n").out,
-              HasSubstr("1 item with 0 KB moved to the trash."));
+              HasSubstr("1 item with 0 KB moved to the trash; tidra undo brings it back."));
   EXPECT_THAT(left(), ElementsAre("conda/envs/ml", "code/web/dist"));
 }
 

@@ -234,6 +234,11 @@ TEST_F(Trash, AnotherVolumeHasItsOwn) {
   EXPECT_EQ(disposed(tree_.writeFile("volume/p/a b", "x"), DisposalMethod::trash).destination, folder + "/files/a b");
   EXPECT_EQ(FreedesktopTrash::pathOf(*readFile(folder + "/info/a b.trashinfo")), tree_.path("volume/p/a b"));
   EXPECT_FALSE(exists(files()));
+  std::vector<std::string> notes;
+  FreedesktopTrash::restore(trash().list(now, notes).at(0));
+  EXPECT_EQ(*readFile(tree_.path("volume/p/a b")), "x");
+  EXPECT_THAT(namesIn(folder + "/info"), IsEmpty());
+  disposed(tree_.path("volume/p/a b"), DisposalMethod::trash);
   EXPECT_THAT(trash().purge(0, now + std::chrono::seconds(1)).paths, ElementsAre(folder + "/files/a b"));
   const std::string item = tree_.writeFile("volume/p/f");
   for (const auto& spoil : std::vector<std::function<void()>>{
