@@ -4,6 +4,8 @@
 // The caller's thread delivers progress. Findings are sorted at the end.
 #include "core/scan/artifact_scanner.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <deque>
 #include <mutex>
@@ -44,6 +46,11 @@ struct WalkContext {
   Artifact* artifact = nullptr;    // artefact being measured; null on the walk
 };
 
+/// Several folders beside each other may match a rule with further names.
+std::string projectLabel(const ProjectArtifactRule& rule, std::string_view name) {
+  return name == rule.folderName ? rule.label : fmt::format("{} · {}", rule.label, name);
+}
+
 ScanArtifactFinding makeFinding(const Artifact& artifact) {
   if (!artifact.match) {
     auto leftover = RemovalLeftover::finding(artifact.path, artifact.measurement.bytes());
@@ -52,7 +59,7 @@ ScanArtifactFinding makeFinding(const Artifact& artifact) {
   }
   const ProjectArtifactRule& rule = *artifact.match->rule;
   return {.path = artifact.path,
-          .label = rule.label,
+          .label = projectLabel(rule, lastPathComponent(artifact.path)),
           .sizeBytes = artifact.measurement.bytes(),
           .ecosystemTag = *artifact.match->ecosystem,
           .groupRoot = artifact.groupRoot,

@@ -103,8 +103,8 @@ TEST_F(Options, NothingAfterTwoDashesIsOne) {
   // Every command with operands: the word is its operand, which does not exist.
   for (const auto& command :
        {"scan -q", "scan code -q", "clean -q", "clean code", "plan -q", "apply", "quarantine restore", "trash restore",
-        "trash purge", "history", "undo", "exclude remove", "rules check", "rules show", "policy check",
-        "policy example", "hub policy put --url http://127.0.0.1:1 --token t name"}) {
+        "trash purge", "history", "undo", "exclude remove", "rules check", "rules show", "rules add", "rules remove",
+        "policy check", "policy example", "hub policy put --url http://127.0.0.1:1 --token t name"}) {
     for (const char* word : {"--yes", "-y", "-n", "--help", "--force", "-[a,b]"}) {
       Texts arguments = wordsOf(command);
       arguments.insert(arguments.end(), {"--", word});

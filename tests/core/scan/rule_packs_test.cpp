@@ -188,6 +188,15 @@ TEST(RulePacks, EachProjectRuleFindsItsArtefactByWhatItDemands) {
   }
 }
 
+TEST(RulePacks, AFolderOfFurtherNamesIsShownWithItsOwn) {
+  const TemporaryTree tree;
+  makeEntries(tree, {"p/build-x/CMakeCache.txt", "p/cmake-build-debug/CMakeCache.txt"});
+  const RuleCatalog catalog = withAllPacks();
+  Texts labels;
+  for (const auto& found : Scanner::scan(requestFor(tree, catalog)).findings) labels.push_back(found.finding.label);
+  EXPECT_THAT(labels, ElementsAre("CMake build · build-x", "CMake build"));
+}
+
 /// The places that a rule finds in a home folder, with variables that name folders below "V".
 Texts placesOf(const std::string& rule, const std::string& category, const TemporaryTree& tree, bool isMoved) {
   ProbeFixture fixture;
