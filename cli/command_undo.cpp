@@ -157,15 +157,16 @@ bool agreesToUndo(const RemovalRun& run, const std::vector<UndoneItem>& items, c
 }
 
 /// Marks what came back. The run is done with unless something may come back at another try.
-void noteUndone(RemovalRun run, const std::vector<UndoneItem>& items, const EntryResults& results,
+void noteUndone(const RemovalRun& run, const std::vector<UndoneItem>& items, const EntryResults& results,
                 const TidraPathResolver& resolver) {
   const TimePoint now = currentTime();
   std::size_t settled = results.done.size();
-  for (const std::size_t i : results.done) run.items[items[i].index].restoredAt = now;
   for (const UndoneItem& item : items) settled += item.isLost ? 1 : 0;
-  if (settled == items.size()) run.undoneAt = now;
   try {
-    removalHistory(resolver).replace(run);
+    removalHistory(resolver).update(run.id, [&](RemovalRun& stored) {
+      for (const std::size_t i : results.done) stored.items.at(items[i].index).restoredAt = now;
+      if (settled == items.size()) stored.undoneAt = now;
+    });
   } catch (const PreferencesError& error) {
     writeNote(shown(error.what()));
   }

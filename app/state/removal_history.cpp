@@ -108,11 +108,10 @@ void RemovalHistory::append(RemovalRun run) {
   change([&](std::vector<RemovalRun>& runs) { runs.push_back(std::move(run)); });
 }
 
-void RemovalHistory::replace(const RemovalRun& run) {
+void RemovalHistory::update(const std::string& id, const std::function<void(RemovalRun&)>& edit) {
   change([&](std::vector<RemovalRun>& runs) {
-    const auto found =
-        std::find_if(runs.begin(), runs.end(), [&](const RemovalRun& each) { return each.id == run.id; });
-    if (found != runs.end()) *found = run;
+    const auto found = std::find_if(runs.begin(), runs.end(), [&](const RemovalRun& each) { return each.id == id; });
+    if (found != runs.end()) edit(*found);
   });
 }
 

@@ -77,8 +77,8 @@ class RemovalHistory {
   /// is kept beside the new one. Throws PreferencesError if the history cannot be written.
   void append(RemovalRun run);
 
-  /// Replaces the run with the same `id`, unless it has been dropped. Throws PreferencesError.
-  void replace(const RemovalRun& run);
+  /// Changes the run with this `id` as it is stored by now, unless it has been dropped. Throws PreferencesError.
+  void update(const std::string& id, const std::function<void(RemovalRun&)>& edit);
 
  private:
   std::optional<std::vector<RemovalRun>> stored() const;

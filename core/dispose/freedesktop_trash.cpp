@@ -111,7 +111,8 @@ std::string FreedesktopTrash::trash(const HeldEntry& entry, const std::string& o
       if (!moveIntoStore(entry, store.files, name, deleteInstead)) return store.files.pathOf(name);
     } catch (const StrayedError& error) {
       // The info file stays, so that the moved file is listed and can be restored.
-      throw DisposalError(fmt::format("{}; restore it from the trash with a file manager", error.what()));
+      throw DisposalError(fmt::format("{}; tidra trash restore {} brings it back", error.what(),
+                                      escapedForTerminal(store.files.pathOf(name))));
     } catch (...) {
       dropInfo(store.info, name);
       throw;

@@ -50,13 +50,14 @@ TEST_F(RemovalHistoryTest, KeepsTheNewestRunsWithinItsBoundsForItsOwnerOnly) {
   EXPECT_EQ(pathFacts(tree_.path("state"))->permissions, 0700U);
 }
 
-TEST_F(RemovalHistoryTest, ARunIsReplacedByItsIdentifier) {
+TEST_F(RemovalHistoryTest, ARunIsChangedByItsIdentifier) {
   history().append(runOf(1));
   history().append(runOf(2));
-  RemovalRun undone = history().load()[1];
-  undone.undoneAt = TimePoint{std::chrono::seconds{7}};
-  history().replace(undone);
-  EXPECT_EQ(history().load()[1], undone);
+  RemovalRun expected = history().load()[1];
+  expected.undoneAt = TimePoint{std::chrono::seconds{7}};
+  history().update(expected.id, [&](RemovalRun& run) { run.undoneAt = expected.undoneAt; });
+  history().update("of a run that was dropped", [](RemovalRun& run) { run.items.clear(); });
+  EXPECT_EQ(history().load()[1], expected);
   EXPECT_FALSE(history().load()[0].undoneAt);
 }
 
