@@ -153,13 +153,13 @@ class WalkVisitor {
     Candidates candidates;
     StoreSigns signs;
     std::uint64_t visited = 0;
-    OffPacksInFolder packs;
+    OffRulesSeen offRules;
 
     folder.reader().start(node.descriptor());
     for (DirectoryEntry entry; folder.reader().next(entry);) {
       const NameFacts* facts = rules_.find(entry.name);
       if (facts != nullptr && facts->isMarker) project.noteMarker(entry);
-      if (facts != nullptr) packs.noteEntry(*facts);
+      rules_.note(facts, entry.name, offRules);
       if (PackageSigns::mayBeSign(entry.name)) packages.note(entry.name);
       signs.note(entry);
       if (filter.bars(entry.name)) continue;
@@ -168,7 +168,7 @@ class WalkVisitor {
         addStrayNote(folder, entry.name);
       if (entry.type != EntryType::directory || !isAskedFor(entry.name)) continue;
       if (StoreNames::kindOf(entry.name, node)) continue;
-      addSubfolder(folder, entry.name, facts, candidates, packs);
+      addSubfolder(folder, entry.name, facts, candidates, offRules);
     }
     entriesVisited_ += visited;
     if (forgetBroken(folder)) return;
@@ -180,20 +180,21 @@ class WalkVisitor {
     if (signs.kind(node.descriptor())) {
       leaveStore(folder, signs, candidates);
     } else if (!packages.isDependencyFolder()) {
-      offPacks_.add(packs.met(rules_, lastPathComponent(node.name())));
+      const std::string_view parent = node.parent() == nullptr ? std::string_view() : node.parent()->name();
+      offPacks_.add(rules_.offPacksMet(offRules, lastPathComponent(node.name()), lastPathComponent(parent)));
     }
     for (const auto& [name, facts] : candidates) decide(folder, project, name, *facts);
   }
 
   /// Puts a subfolder to the candidates, which are decided about after the complete listing, or goes into it.
   void addSubfolder(Visit& folder, std::string_view name, const NameFacts* facts, Candidates& candidates,
-                    OffPacksInFolder& packs) {
+                    OffRulesSeen& offRules) {
     if (name.starts_with(RemovalLeftover::prefix) && RemovalLeftover::is(name)) {
       addLeftover(folder, name);
     } else if (const NameFacts* named = rules_.ofFolder(name, facts)) {
       candidates.emplace_back(name, named);
     } else {
-      if (facts != nullptr) packs.folders |= facts->folderOfPacks;
+      if (facts != nullptr) offRules.folders |= facts->asFolder;
       walkInto(folder, name);
     }
   }

@@ -104,39 +104,47 @@ void RuleIndex::add(const ProjectArtifactRule& rule) {
   }
 }
 
-// Only plain names, so that noting them costs no system call. Of a path its first component stands for all.
+// Only names and suffixes, so that noting them costs no system call. Of a path its first component stands for all.
 void RuleIndex::addOff(const ProjectArtifactRule& rule, std::uint64_t pack) {
+  OffRules bit;
+  if (offRules_.size() == bit.size()) return;
+  bit.set(offRules_.size());
+  offRules_.push_back({&rule, pack});
   std::vector<std::string> names = rule.otherNames.value_or(std::vector<std::string>{});
   names.push_back(rule.folderName);
-  if (!rule.requireMarker) return addOffHolder(rule, names, pack);
   for (const std::string& name : names) {
-    if (isPlainName(name)) names_[name].folderOfPacks |= pack;
+    if (isPlainName(name)) (rule.requireMarker ? names_[name].asFolder : names_[name].asHolder) |= bit;
+  }
+  for (const std::string& file : rule.holds.value_or(std::vector<std::string>{})) {
+    if (!rule.requireMarker && isPlainName(file)) names_[file].asInside |= bit;
   }
   for (const auto& marker : rule.markers) {
     for (const std::string& file : marker.files) {
       const std::string first = file.substr(0, file.find('/'));
-      if (isPlainName(first) && first != "..") names_[first].markerOfPacks |= pack;
+      if (isPlainName(first) && first != "..") names_[first].asMarker |= bit;
+      const std::string suffix = file.starts_with("*.") ? file.substr(2) : std::string();
+      if (isPlainName(suffix) && suffix.find('.') == std::string::npos) suffixMarkers_[suffix] |= bit;
     }
   }
 }
 
-void RuleIndex::addOffHolder(const ProjectArtifactRule& rule, const std::vector<std::string>& names,
-                             std::uint64_t pack) {
-  for (const std::string& name : names) {
-    if (isPlainName(name)) names_[name].holderOfPacks |= pack;
-    if (isGlob(name)) holderPatterns_.emplace_back(name, pack);
-  }
-  for (const std::string& file : rule.holds.value_or(std::vector<std::string>{})) {
-    if (isPlainName(file)) names_[file].insideOfPacks |= pack;
-  }
-}
-
-std::uint64_t RuleIndex::packsOfHolder(std::string_view name) const {
-  const NameFacts* facts = find(name);
-  std::uint64_t packs = facts == nullptr ? 0 : facts->holderOfPacks;
-  const std::string text(name);
-  for (const auto& [pattern, pack] : holderPatterns_) {
-    if ((packs & pack) == 0 && globMatches(pattern, text.c_str())) packs |= pack;
+std::uint64_t RuleIndex::packsOf(const OffRulesSeen& seen, std::string_view folder, std::string_view parent) const {
+  const NameFacts* facts = find(folder);
+  const std::string name(folder);
+  const auto isHolder = [&](std::size_t index, const ProjectArtifactRule& rule) {
+    if (facts != nullptr && facts->asHolder.test(index)) return true;
+    const auto& names = rule.otherNames;
+    return names && std::any_of(names->begin(), names->end(), [&](const std::string& pattern) {
+             return isGlob(pattern) && globMatches(pattern, name.c_str());
+           });
+  };
+  std::uint64_t packs = 0;
+  for (std::size_t i = 0; i < offRules_.size(); ++i) {
+    const ProjectArtifactRule& rule = *offRules_[i].rule;
+    const bool isBeside = seen.markers.test(i) && seen.folders.test(i);
+    if (isBeside && (!rule.parentName || *rule.parentName == folder)) packs |= offRules_[i].pack;
+    const bool isIn = seen.inside.test(i) && (!rule.parentName || *rule.parentName == parent);
+    if (isIn && isHolder(i, rule)) packs |= offRules_[i].pack;
   }
   return packs;
 }

@@ -1,6 +1,7 @@
 // Indexes project rules by folder name, and selects the rule for a folder.
 #pragma once
 
+#include <bitset>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,16 +16,26 @@
 
 namespace tidra {
 
+/// The project rules of the packs that are off, a bit each.
+using OffRules = std::bitset<128>;
+
 /// What rules need to know about entries of one name.
 struct NameFacts {
   std::vector<const ProjectArtifactRule*> rules;  // with this folderName, in catalog order
   bool isMarker = false;                          // a rule looks for a file of this name
 
-  // Bits of the packs that are off, with rules that look for this name:
-  std::uint64_t markerOfPacks = 0;  // beside a folder
-  std::uint64_t folderOfPacks = 0;  // as the folder beside the marker
-  std::uint64_t insideOfPacks = 0;  // in a folder that needs no marker beside it
-  std::uint64_t holderOfPacks = 0;  // as that folder
+  // Rules of packs that are off, which look for this name:
+  OffRules asMarker;  // beside a folder
+  OffRules asFolder;  // as the folder beside the marker
+  OffRules asInside;  // in a folder that needs no marker beside it
+  OffRules asHolder;  // as that folder
+};
+
+/// What the listing of one folder shows of the packs that are off.
+struct OffRulesSeen {
+  OffRules markers;
+  OffRules inside;
+  OffRules folders;  // of subfolders that are walked into
 };
 
 /// The parent folder of an artefact, as rules query it. Its listing was read once; a second read, through the same
@@ -64,7 +75,7 @@ class RuleIndex {
   /// The most packs that can be off.
   static constexpr std::size_t mostPacks = 64;
 
-  /// The catalog must outlive the index. `offPacks` are noted by their index in NameFacts.
+  /// The catalog must outlive the index.
   RuleIndex(const RuleCatalog& catalog, TidraPlatform platform, const std::vector<const RulePack*>& offPacks = {});
 
   /// Returns null for a name without rules; does not look for patterns.
@@ -77,21 +88,41 @@ class RuleIndex {
     return patterns_.empty() ? nullptr : firstPattern(name);
   }
 
-  /// Returns the bits of the packs that are off and would find a folder of this name if it holds what they demand.
-  std::uint64_t packsOfHolder(std::string_view name) const;
+  /// Notes an entry for the packs that are off; `facts` is what find() returned for its name.
+  void note(const NameFacts* facts, std::string_view name, OffRulesSeen& seen) const {
+    if (facts != nullptr) {
+      seen.markers |= facts->asMarker;
+      seen.inside |= facts->asInside;
+    } else if (const auto dot = name.rfind('.'); dot != std::string_view::npos) {
+      if (const OffRules* rules = suffixMarkers_.find(name.substr(dot + 1))) seen.markers |= *rules;
+    }
+  }
+
+  /// Returns the packs that are off, a bit each by their index, and that would find a subfolder of the listed folder or
+  /// the folder itself.
+  std::uint64_t offPacksMet(const OffRulesSeen& seen, std::string_view folder, std::string_view parent) const {
+    const bool isMet = (seen.markers & seen.folders).any() || seen.inside.any();
+    return isMet ? packsOf(seen, folder, parent) : 0;
+  }
 
   /// Returns the first rule that matches the folder `name` in `project`; nullopt if none does.
   static std::optional<RuleMatch> choose(const NameFacts& facts, ProjectFolder& project, std::string_view name);
 
  private:
+  struct OffRule {
+    const ProjectArtifactRule* rule;
+    std::uint64_t pack;
+  };
+
   void add(const ProjectArtifactRule& rule);
   void addOff(const ProjectArtifactRule& rule, std::uint64_t pack);
-  void addOffHolder(const ProjectArtifactRule& rule, const std::vector<std::string>& names, std::uint64_t pack);
   const NameFacts* firstPattern(std::string_view name) const;
+  std::uint64_t packsOf(const OffRulesSeen& seen, std::string_view folder, std::string_view parent) const;
 
   NameMap<NameFacts> names_;
-  std::vector<std::pair<std::string, NameFacts>> patterns_;            // in catalog order
-  std::vector<std::pair<std::string, std::uint64_t>> holderPatterns_;  // of the packs that are off
+  std::vector<std::pair<std::string, NameFacts>> patterns_;  // in catalog order
+  NameMap<OffRules> suffixMarkers_;                          // "cabal" for "*.cabal"
+  std::vector<OffRule> offRules_;
 };
 
 }  // namespace tidra

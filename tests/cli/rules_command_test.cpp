@@ -9,11 +9,13 @@ class CliRules : public CliTest {
  protected:
   CliRules() {
     for (const char* place : {"code/app/_build/dev/a", "code/other/_build/dev/a", "code/game/Library/ArtifactDB",
-                              "code/c/cmake-build-x/CMakeCache.txt"}) {
+                              "code/c/cmake-build-x/CMakeCache.txt", "code/site/.astro/a", "code/ue/Saved/a"}) {
       tree().writeFileOfSize(place, 100);
     }
-    for (const char* place : {"code/app/mix.exs", "code/other/mix.exs", "code/game/ProjectSettings/ProjectVersion.txt",
-                              "code/dull/rebar.config", "code/odd/_build/a"}) {
+    for (const char* place :
+         {"code/app/mix.exs", "code/other/mix.exs", "code/game/ProjectSettings/ProjectVersion.txt",
+          "code/site/astro.config.mjs", "code/ue/ue.uproject", "code/dull/rebar.config", "code/odd/_build/a",
+          "code/odd/vite.config.js", "code/odd/public/a", "code/odd/config.js", "code/odd/cache/a"}) {
       tree().writeFile(place);
     }
   }
@@ -21,15 +23,15 @@ class CliRules : public CliTest {
 
 TEST_F(CliRules, PacksAreNamedWhereTheyWouldFindSomethingAndStayOn) {
   const auto before = found({"-q"});
-  EXPECT_THAT(scan({}).err,
-              HasSubstr("note: 2 Elixir, 1 CMake and 1 Unity project: tidra rules enable elixir cmake unity\n"));
+  EXPECT_THAT(scan({}).err, HasSubstr("note: 2 Elixir, 1 CMake, 1 Unity, 1 Unreal and 1 Web project: "
+                                      "tidra rules enable elixir cmake unity unreal web\n"));
   EXPECT_THAT(refused({"rules", "enable", "elixir", "unitty"}),
               HasSubstr("unknown rule pack 'unitty'; did you mean unity?"));
   EXPECT_THAT(run({"rules", "enable", "elixir", "--dry-run"}).out, "elixir would be on.\n");
   EXPECT_EQ(found({"-q"}), before);
   EXPECT_THAT(run({"rules", "enable", "elixir"}), succeeds("elixir is now on.\n"));
   EXPECT_EQ(shortNames(found({"--ecosystem", "general"})), "ancient/target app/_build other/_build");
-  EXPECT_THAT(scan({}).err, HasSubstr("note: 1 CMake and 1 Unity project: tidra rules enable cmake unity\n"));
+  EXPECT_THAT(scan({}).err, HasSubstr("note: 1 CMake, 1 Unity, 1 Unreal and 1 Web project: "));
   EXPECT_THAT(run({"rules", "packs"}).out,
               AllOf(HasSubstr("on   elixir "), HasSubstr("off  unity "), HasSubstr("1 of ")));
   const std::string policy = tree().writeFile(

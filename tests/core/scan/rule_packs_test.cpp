@@ -83,7 +83,7 @@ storybook-static p/storybook-static p/.storybook/main.js p/storybook-static/ifra
 react-router p/.react-router p/react-router.config.ts p/.react-router/types/ ! p/.react-router/types/
 contentlayer p/.contentlayer p/contentlayer.config.ts p/.contentlayer/a ! p/.contentlayer/a
 vinxi p/.vinxi p/app.config.ts p/.vinxi/a ! p/.vinxi/a
-nyc-output p/.nyc_output p/.nycrc p/.nyc_output/a.json ! p/.nyc_output/a.json
+nyc-output p/.nyc_output p/.nyc_output/processinfo/ ! p/package.json p/.nyc_output/a.json
 yarn-project-cache p/.yarn/cache p/yarn.lock p/.yarn/cache/a.zip ! p/yarn.lock p/.yarn/cache/a
 yarn-unplugged p/.yarn/unplugged p/yarn.lock p/.yarn/unplugged/x/node_modules/ ! p/yarn.lock p/.yarn/unplugged/x/a
 python-env p/my-env p/requirements.txt=x p/my-env/pyvenv.cfg ! p/requirements.txt=x p/my-env/a
