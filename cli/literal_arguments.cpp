@@ -34,7 +34,7 @@ const LiteralArguments::Literal* LiteralArguments::literalIn(std::string_view te
   return isFound ? &*first : nullptr;
 }
 
-std::string LiteralArguments::putBack(std::string text) const {
+std::string LiteralArguments::putBack(std::string_view text) const {
   std::string words;
   std::string_view rest = text;
   // Words are not searched for markers: they may hold any bytes.
@@ -54,7 +54,7 @@ void LiteralArguments::putBackIn(CLI::App& app) const {
       if (literal != nullptr && literal->isOperand && !option->get_positional()) {
         return std::string("a value must stand before --");
       }
-      value = putBack(std::move(value));
+      value = putBack(value);
       return std::string();
     };
     option->transform(CLI::Validator(check, ""));

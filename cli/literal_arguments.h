@@ -26,7 +26,7 @@ class LiteralArguments {
   void putBackIn(CLI::App& app) const;
 
   /// Puts the words back in a message.
-  std::string putBack(std::string text) const;
+  std::string putBack(std::string_view text) const;
 
  private:
   struct Literal {

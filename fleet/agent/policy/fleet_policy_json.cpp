@@ -24,7 +24,7 @@ void requireNoNul(const nlohmann::json& value, const std::string& place) {
   if (!value.is_object()) return;
   for (const auto& [key, member] : value.items()) {
     requireNoNul(key, place);
-    requireNoNul(member, place + "." + key);
+    requireNoNul(member, fmt::format("{}.{}", place, key));
   }
 }
 

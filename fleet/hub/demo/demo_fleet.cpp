@@ -35,6 +35,7 @@ struct DemoPolicy {
 /// The shipped examples, and variants that an administrator might make.
 std::vector<DemoPolicy> demoPolicies() {
   std::vector<DemoPolicy> policies;
+  policies.reserve(ExamplePolicies::names.size());
   for (const auto name : ExamplePolicies::names) {
     policies.push_back({std::string(name), std::string(*ExamplePolicies::text(name))});
   }

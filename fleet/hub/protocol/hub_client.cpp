@@ -36,6 +36,7 @@ namespace {
 
 std::string queryText(const std::map<std::string, std::string>& query) {
   std::vector<std::string> pairs;
+  pairs.reserve(query.size());
   for (const auto& [key, value] : query) {
     pairs.push_back(percentEncodedComponent(key) + "=" + percentEncodedComponent(value));
   }
@@ -130,7 +131,7 @@ void HubClient::change(const Prepared& prepared) const {
 }
 
 HubAck HubClient::report(const HubHostReport& report) const {
-  const auto ack = ask<HubAck>(prepare("POST", {"api", "v1", "report"}, {}, HubJSON::compact(report)));
+  auto ack = ask<HubAck>(prepare("POST", {"api", "v1", "report"}, {}, HubJSON::compact(report)));
   if (!ack.accepted) throw HubClientError::rejected(ack);
   return ack;
 }
