@@ -2,6 +2,8 @@
 // character in a path), then decoded key by key in the order of the records.
 #include <array>
 
+#include <fmt/format.h>
+
 #include "core/base/record_fields.h"
 #include "core/base/text.h"
 #include "fleet/agent/policy/fleet_policy.h"
