@@ -62,11 +62,11 @@ void SettingsStore::save(const TidraAppSettings& settings) {
   preferences_.apply({{settingsKey, compactJson(settings)}});
 }
 
-void SettingsStore::change(const std::function<void(TidraAppSettings&)>& change) {
+void SettingsStore::change(const std::function<void(TidraAppSettings&)>& edit) {
   preferences_.transact(
       [&] {
         TidraAppSettings settings = load();
-        change(settings);
+        edit(settings);
         return PreferencesStore::Changes{{settingsKey, compactJson(settings)}};
       },
       [] {});

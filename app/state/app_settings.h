@@ -50,7 +50,7 @@ class SettingsStore {
   void save(const TidraAppSettings& settings);
 
   /// Changes what is stored, in one transaction. Throws PreferencesError.
-  void change(const std::function<void(TidraAppSettings&)>& change);
+  void change(const std::function<void(TidraAppSettings&)>& edit);
 
  private:
   PreferencesStore& preferences_;

@@ -60,8 +60,8 @@ std::vector<AddedRules> AddedRules::in(const std::string& folder) {
 
 std::string AddedRules::add(const std::string& file, const std::string& folder, bool isDry) {
   std::string text;
-  const RuleCatalog catalog = loadCatalogFile(file, [&](const std::string& path, std::size_t mostBytes) {
-    auto read = readRegularFile(path, mostBytes);
+  const RuleCatalog catalog = loadCatalogFile(file, [&](const std::string& named, std::size_t mostBytes) {
+    auto read = readRegularFile(named, mostBytes);
     if (read) text = *read;
     return read;
   });
