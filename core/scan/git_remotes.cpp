@@ -128,8 +128,9 @@ std::optional<TidraGitMetadataReader::Remotes> TidraGitMetadataReader::lastingRe
   }
   Remotes remotes{.areAll = true};
   for (const auto& [name, addresses] : known) {
-    const bool holdsOther = std::any_of(known.begin(), known.end(), [&, &name = name](const auto& other) {
-      return !other.second.areOnServers() && other.first.starts_with(name + "/");
+    const std::string prefix = name + "/";
+    const bool holdsOther = std::any_of(known.begin(), known.end(), [&](const auto& other) {
+      return !other.second.areOnServers() && other.first.starts_with(prefix);
     });
     if (!addresses.allLast || isPattern(name)) {
       remotes.areAll = false;
