@@ -35,7 +35,9 @@ std::string logPath(const AuditOptions& options, const TidraPathResolver& resolv
 }
 
 int verify(const AuditOptions& options, const Program& program) {
-  const auto result = AuditLog::verify(logPath(options, makeResolver(options.home, program.environment)));
+  const bool needsHome = !options.file || options.home;
+  const auto result = AuditLog::verify(needsHome ? logPath(options, makeResolver(options.home, program.environment))
+                                                 : absolutePath(*options.file, program.environment));
   writeOut(escapedForTerminal(result.message) + "\n");
   return result.ok ? ExitStatus::done : ExitStatus::someFailed;
 }

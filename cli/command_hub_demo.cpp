@@ -23,7 +23,7 @@ struct DemoOptions {
 };
 
 int writeDemo(DemoOptions options, const Program& program) {
-  const std::string folder = absolutePath(options.data, makeResolver(std::nullopt, program.environment));
+  const std::string folder = absolutePath(options.data, program.environment);
   options.fleet.now = currentTime();
   if (!options.until.empty()) {
     const auto until = fromIso8601(options.until);

@@ -170,7 +170,7 @@ int getPolicy(const RemoteOptions& options, const Program& program) {
 }
 
 int putPolicy(const RemoteOptions& options, const Program& program) {
-  const std::string path = absolutePath(options.file, makeResolver(std::nullopt, program.environment));
+  const std::string path = absolutePath(options.file, program.environment);
   const std::string document = readPolicyFile(path);
   parsePolicyFile(path, document);  // better error messages than the hub's
   const HubClient hub = makeHubClient(options.access, program);

@@ -91,7 +91,7 @@ HubConfig configOf(const HubServeOptions& options, const Environment& environmen
   }
   HubConfig config;
   readAddress(options.listen, config);
-  config.dataDir = absolutePath(options.data, makeResolver(std::nullopt, environment));
+  config.dataDir = absolutePath(options.data, environment);
   config.staleAfter = options.staleAfter;
   config.title = replacingInvalidUtf8(options.title);
   return config;

@@ -12,6 +12,7 @@
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
+#include "core/platform/host.h"
 #include "fleet/agent/evaluation/policy_catalog.h"
 #include "fleet/agent/evaluation/resolved_policy.h"
 #include "fleet/agent/policy/example_policies.h"
@@ -53,11 +54,20 @@ void noteExposedToken(const FleetPolicy& policy, const std::string& file) {
                   escapedForTerminal(file)));
 }
 
+/// A policy can be checked by a user without a home folder: most name none.
+TidraPathResolver resolverForCheck(const PolicyOptions& options, const Program& program) {
+  const auto home = program.environment.find("HOME");
+  const bool isNamed = options.home || (home != program.environment.end() && !home->second.empty());
+  if (isNamed || TidraHost::homeFolder()) return makeResolver(options.home, program.environment);
+  writeNote("The home folder is unknown, so ~ counts as / here; set HOME or give --home.");
+  return {"/", program.environment};
+}
+
 CheckedPolicy checked(const PolicyOptions& options, const Program& program) {
   CheckedPolicy made;
   made.policy = loadPolicyFile(options.file);
   const std::string shown = escapedForTerminal(options.file);
-  made.resolved = resolvePolicy(made.policy, options.file, makeResolver(options.home, program.environment));
+  made.resolved = resolvePolicy(made.policy, options.file, resolverForCheck(options, program));
   for (const std::string& note : made.resolved.notes) writeNote(fmt::format("Policy '{}': {}", shown, note));
   try {
     for (const std::string& note : makePolicyCatalog(made.policy, made.resolved).notes) {

@@ -31,7 +31,7 @@ std::string tokenOfFile(const std::string& path) {
 std::optional<std::string> chosenToken(const HubAccessOptions& options, const Program& program) {
   if (options.token && options.tokenFile) throw InputError("Give either --token or --token-file.");
   if (options.tokenFile) {
-    return tokenOfFile(absolutePath(*options.tokenFile, makeResolver(std::nullopt, program.environment)));
+    return tokenOfFile(absolutePath(*options.tokenFile, program.environment));
   }
   return options.token ? options.token : variable(program, "TIDRA_HUB_TOKEN");
 }

@@ -62,6 +62,11 @@ std::string absolutePath(const std::string& given, const TidraPathResolver& reso
 }
 
 namespace {
+std::string absolutePath(const std::string& given, const Environment& environment) {
+  const bool needsHome = given == "~" || given.starts_with("~/");
+  return absolutePath(given, needsHome ? makeResolver(std::nullopt, environment) : TidraPathResolver{{}, environment});
+}
+
 
 bool names(std::string_view text, const TidraPathResolver& resolver) {
   return pathExists(absolutePath(std::string(text), resolver));
@@ -280,6 +285,7 @@ void checkOutput(const ScanOptions& options) {
     throw InputError(fmt::format("'{}' given with --output is not open for writing; name a file.", shown));
   }
   const std::string path = joinedPath(options.output->starts_with('/') ? "/" : currentFolder(), *options.output);
+  if (home.empty()) home = TidraHost::homeFolder().value_or("");
   if (!openDirectory(parentPath(path))) {
     throw InputError(fmt::format("'{}' given with --output is in no folder that can be opened.", shown));
   }

@@ -48,7 +48,8 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
 /// Call before removing or planning. Throws PreferencesError when not all stored exclusions can be read.
 void requireKnownExclusions(const std::optional<std::string>& home, const Environment& environment);
 
-/// The home folder and the environment. Throws InputError.
+/// The home folder and the environment. The home folder is `home`, else HOME, else that of the password database.
+/// Throws InputError.
 TidraPathResolver makeResolver(const std::optional<std::string>& home, const Environment& environment);
 
 /// Now, truncated to seconds.
@@ -69,6 +70,9 @@ std::optional<std::string> noteOn(const TypedExclusion& typed, const TidraPathRe
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
 
 /// The last line of a scanning command: what was left out because of the roots, or for lack of one.
+/// The same, for commands that need the home folder for nothing else: one that is unknown matters only for "~".
+std::string absolutePath(const std::string& given, const Environment& environment);
+
 void noteOutOfBounds(const ScanOutcome& outcome, const ScanOptions& options);
 
 /// Returns the values of a list option: a text that names a file or folder is that, commas included; any other is split

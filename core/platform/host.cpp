@@ -8,6 +8,20 @@
 #include <vector>
 
 namespace tidra {
+namespace {
+
+/// Returns what `read` takes from the effective user's entry in the password database; nullopt if there is none.
+template <class Read>
+std::optional<std::string> fromPasswordEntry(Read read) {
+  constexpr std::size_t enoughForOne = 16384;
+  std::vector<char> buffer(enoughForOne);
+  passwd entry{};
+  passwd* found = nullptr;
+  if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0) return std::nullopt;
+  return found == nullptr ? std::nullopt : std::optional<std::string>(read(*found));
+}
+
+}  // namespace
 
 std::string TidraHost::name(const Environment& environment) {
   if (const auto given = environment.find("TIDRA_HOSTNAME"); given != environment.end() && !given->second.empty()) {
@@ -20,14 +34,13 @@ std::string TidraHost::name(const Environment& environment) {
 }
 
 std::string TidraHost::userName() {
-  constexpr std::size_t enoughForOne = 16384;
-  std::vector<char> buffer(enoughForOne);
-  passwd entry{};
-  passwd* found = nullptr;
-  if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr) {
-    return found->pw_name;
-  }
-  return std::to_string(::geteuid());
+  return fromPasswordEntry([](const passwd& entry) { return entry.pw_name; }).value_or(std::to_string(::geteuid()));
+}
+
+std::optional<std::string> TidraHost::homeFolder() {
+  auto home = fromPasswordEntry([](const passwd& entry) { return entry.pw_dir; });
+  if (home && !home->starts_with('/')) home.reset();
+  return home;
 }
 
 bool TidraHost::isOwnGroup(std::uint32_t group) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "core/platform/path_resolver.h"
@@ -15,6 +16,10 @@ struct TidraHost {
 
   /// Returns the name of the effective user, or the user id if it has no name.
   static std::string userName();
+
+  /// Returns the home folder of the effective user in the password database; nullopt when it has none, or one that is
+  /// not absolute.
+  static std::optional<std::string> homeFolder();
 
   /// Whether a group has no member but the effective user: named like the user, as many Linux systems make one for
   /// each, and with a umask of 002.
