@@ -210,12 +210,18 @@ void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, 
       receipt.destination = quarantine.quarantine(entry, path, receipt.bytes, receipt.at, freeable).url;
       return;
     case DisposalMethod::delete_:
-      ItemRemoval::run(entry, {.workers = setting_.workers, .shouldCancel = shouldBreakOff()});
+      ItemRemoval::run(
+          entry,
+          {.workers = setting_.workers, .shouldCancel = shouldBreakOff(), .removedEntries = setting_.removedEntries});
   }
 }
 
 std::function<bool()> TidraDeletionService::shouldBreakOff() const {
-  return setting_.finishesItems ? std::function<bool()>() : setting_.shouldCancel;
+  if (!setting_.whileRemoving) return setting_.finishesItems ? std::function<bool()>() : setting_.shouldCancel;
+  return [this] {
+    setting_.whileRemoving();
+    return !setting_.finishesItems && isCancelled();
+  };
 }
 
 TidraDeletionService::Measured TidraDeletionService::measure(const HeldEntry& entry, const Item& item,

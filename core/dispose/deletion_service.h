@@ -2,6 +2,7 @@
 // receipt or a failure; a failure does not stop the others.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -33,8 +34,10 @@ class TidraDeletionService {
     std::function<bool()> shouldCancel;  // polled on the caller's thread; absent: never
     bool finishesItems = false;          // cancelling does not interrupt an item whose removal has begun
     ToolTargets tools = {};
-    std::optional<TimePoint> seenAt = {};  // when the user saw the trash: later entries stay in it
-    bool includesUnlisted = false;         // emptying a trash also removes entries without a valid date
+    std::atomic<std::uint64_t>* removedEntries = nullptr;  // counts files and folders as they are deleted
+    std::function<void()> whileRemoving = {};  // called on the caller's thread, often, while a folder is deleted
+    std::optional<TimePoint> seenAt = {};      // when the user saw the trash: later entries stay in it
+    bool includesUnlisted = false;             // emptying a trash also removes entries without a valid date
   };
 
   /// What is known about an item.

@@ -116,8 +116,9 @@ void ItemRemoval::run(const HeldEntry& entry, const Options& options) {
   }
   const Hidden hidden = hide(entry);
   const std::string& name = hidden.name;
-  const auto result = TreeRemoval::run(folder, name, entry.facts.identity,
-                                       {.workers = options.workers, .shouldCancel = options.shouldCancel});
+  const auto result = TreeRemoval::run(
+      folder, name, entry.facts.identity,
+      {.workers = options.workers, .shouldCancel = options.shouldCancel, .removedEntries = options.removedEntries});
   if (!result.complete) fail(entry, hidden, result);
   const auto kept = RemovalNote::remove(folder, name);
   if (kept && kept != std::errc::no_such_file_or_directory) {

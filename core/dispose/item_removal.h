@@ -1,6 +1,8 @@
 // Permanent deletion of one entry.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -10,8 +12,9 @@ namespace tidra {
 
 struct ItemRemoval {
   struct Options {
-    unsigned workers = 0;                  // 0: as many as a scan uses
-    std::function<bool()> shouldCancel{};  // polled on the caller's thread
+    unsigned workers = 0;                                  // 0: as many as a scan uses
+    std::function<bool()> shouldCancel{};                  // polled on the caller's thread
+    std::atomic<std::uint64_t>* removedEntries = nullptr;  // counts files and folders as they go; any thread
   };
 
   /// Throws DisposalError if a folder in the entry belongs to somebody else and cannot be emptied, so that run() could

@@ -41,7 +41,9 @@ class RemovalRound {
   using Context = std::shared_ptr<RemovedFolder>;
   using Traversal = FolderTraversal<Context, RemovalRound>;
 
-  explicit RemovalRound(const EntryFacts& first) : first_(first) {}
+  /// `counter` counts on from where it stands.
+  RemovalRound(const EntryFacts& first, std::atomic<std::uint64_t>& counter)
+      : first_(first), progress_(counter), before_(counter) {}
 
   void attach(Traversal& traversal) { traversal_ = &traversal; }
 
@@ -72,7 +74,7 @@ class RemovalRound {
     finish(context);
   }
 
-  std::uint64_t progress() const { return progress_; }
+  std::uint64_t progress() const { return progress_ - before_; }
   std::uint64_t movedUp() const { return movedUp_; }
   bool meetsOtherVolume() const { return otherVolume_; }
   const std::string& obstaclePath() const { return obstaclePath_; }
@@ -115,7 +117,7 @@ class RemovalRound {
     auto reason = removeFileEntry(descriptor, name);
     if (isForbidden(reason) && !grantOwnerAccess(descriptor, "")) reason = removeFileEntry(descriptor, name);
     if (!reason) {
-      ++progress_;
+      progress_.fetch_add(1, std::memory_order_relaxed);
     } else if (!hasVanished(reason)) {
       keep(folder, reason, name);
     }
@@ -163,8 +165,9 @@ class RemovalRound {
 
   const EntryFacts& first_;
   Traversal* traversal_ = nullptr;
-  std::shared_ptr<FolderNode> top_;  // written by the first visit, before any other begins
-  std::atomic<std::uint64_t> progress_{0};
+  std::shared_ptr<FolderNode> top_;       // written by the first visit, before any other begins
+  std::atomic<std::uint64_t>& progress_;  // also what callers poll: no second counter for each file
+  const std::uint64_t before_;
   std::atomic<std::uint64_t> movedUp_{0};
   static inline std::atomic<std::uint64_t> numbers_{0};
   std::atomic<bool> otherVolume_{false};
@@ -195,6 +198,7 @@ Outcome<FileDescriptor> openFolder(int parent, const char* name) {
 TreeRemoval::Result TreeRemoval::run(int parent, const std::string& name, const FileIdentity& identity,
                                      const Options& options) {
   Result result;
+  std::atomic<std::uint64_t> ownCounter{0};
   for (int round = 0; round < mostRounds;) {
     auto folder = openFolder(parent, name.c_str());
     const auto facts = folder ? descriptorFacts(folder->get()) : folder.failure();
@@ -206,7 +210,7 @@ TreeRemoval::Result TreeRemoval::run(int parent, const std::string& name, const 
       result.obstacle = std::make_error_code(std::errc::no_such_file_or_directory);
       return result;
     }
-    RemovalRound work(*facts);
+    RemovalRound work(*facts, options.removedEntries == nullptr ? ownCounter : *options.removedEntries);
     result.cancelled = !runRound(work, std::move(*folder), options);
     result.changedAnything = result.changedAnything || work.progress() > 0;
     result.obstaclePath = work.obstaclePath();

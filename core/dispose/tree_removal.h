@@ -1,6 +1,7 @@
 // Parallel removal of a tree.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -12,8 +13,9 @@ namespace tidra {
 
 struct TreeRemoval {
   struct Options {
-    unsigned workers = 0;                  // 0: as many as a scan uses
-    std::function<bool()> shouldCancel{};  // polled on the caller's thread
+    unsigned workers = 0;                                  // 0: as many as a scan uses
+    std::function<bool()> shouldCancel{};                  // polled on the caller's thread
+    std::atomic<std::uint64_t>* removedEntries = nullptr;  // counts files and folders as they go; any thread
   };
 
   /// Result of a removal.

@@ -16,6 +16,7 @@
 #include "core/session/git_checks.h"
 #include "core/session/removal_guard.h"
 
+#include "core/session/removal_progress.h"
 namespace tidra {
 namespace {
 
@@ -246,11 +247,11 @@ CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const Cleanu
 
 CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const CleanupSetting& setting) {
   CleanupOutcome outcome;
-  TidraDeletionService service(setting.service);
+  RemovalProgress progress(candidates, setting);
+  TidraDeletionService service(progress.observed());
   RemovalGuard guard(setting.service.resolver);
   const TidraGitMetadataReader git(setting.git, setting.service.resolver, setting.service.shouldCancel);
   PlaceSet removed;
-  CleanupProgress progress{.items = candidates.size(), .currentPath = {}};
   std::vector<TidraDeletionService::Item> items;
   items.reserve(candidates.size());
   for (const CleanupCandidate& candidate : candidates) {
@@ -259,16 +260,10 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
       items.back().repositories = candidate.found->repositories;
       if (!candidate.refusal && !candidate.found->place.empty()) removed.add(candidate.found->place);
     }
-    progress.bytes = saturatedSum(progress.bytes, candidate.freeableBytes());
-    progress.isEstimate = progress.isEstimate || isToolBackedTarget(candidate.item.path);
   }
-  const auto publish = [&] {
-    if (setting.onProgress) setting.onProgress(progress);
-  };
   const auto refuse = [&](std::size_t index) {
     const CleanupCandidate& candidate = candidates[index];
-    progress.currentPath = candidate.item.path;
-    publish();
+    progress.begin(candidate);
     auto refusal = candidate.refusal ? candidate.refusal : reasonToKeep(guard, candidate, setting.options);
     if (!refusal && !setting.dryRun && candidate.found != nullptr) {
       refusal = reasonOfLaterWork(*candidate.found, candidate.item.tier, git, removed);
@@ -284,14 +279,12 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);
     if (disposed != nullptr && !disposed->remainder.empty()) outcome.remainders.push_back(disposed->remainder);
     if (disposed != nullptr) outcome.freedBytes = saturatedSum(outcome.freedBytes, freedBy(*disposed, unmeasured));
-    ++progress.itemsDone;
-    progress.bytesDone = saturatedSum(progress.bytesDone, candidate.freeableBytes());
+    progress.finish(candidate);
   };
   outcome.disposal = service.dispose(items, setting.method, setting.dryRun, setting.quarantine, {refuse, finished});
   // If the last item was interrupted, nothing else was begun.
   outcome.cancelled = isCancelled(setting.service.shouldCancel);
-  progress.currentPath.clear();
-  publish();
+  progress.end();
   return outcome;
 }
 

@@ -74,8 +74,9 @@ struct CleanupProgress {
   std::size_t itemsDone = 0;
   std::size_t items = 0;
   std::int64_t bytesDone = 0;
-  std::int64_t bytes = 0;   // both freeable, from the scan
-  bool isEstimate = false;  // tools remove some items, whose sizes may differ
+  std::int64_t bytes = 0;            // both freeable, from the scan
+  bool isEstimate = false;           // tools remove some items, whose sizes may differ
+  std::uint64_t entriesRemoved = 0;  // files and folders deleted so far, inside the item that is being removed too
   std::string currentPath;
 };
 
@@ -87,7 +88,10 @@ struct CleanupSetting {
   bool dryRun = false;
   std::optional<std::string> git;    // the executable, absent if there is none
   std::function<void()> beforeItem;  // before each removal; when it throws, the item stays and the removal ends
-  std::function<void(const CleanupProgress&)> onProgress;  // before each item and at the end; on the caller's thread
+
+  /// Called before each item, about every tenth of a second while one is deleted, and at the end; on the caller's
+  /// thread.
+  std::function<void(const CleanupProgress&)> onProgress;
 
   /// Called after each item with its result and the bytes it adds to every sum; 0 for a failure. Exceptions of this and
   /// onProgress end the removal.

@@ -57,6 +57,13 @@ class ItemRemovalTest : public testing::Test {
   const TemporaryTree tree_;
 };
 
+TEST_F(ItemRemovalTest, CountsWhatGoes) {
+  for (const char* name : {"t/a/f", "t/a/g", "t/b/f", "t/c/d/f"}) tree_.writeFile(name);
+  std::atomic<std::uint64_t> removed{5};
+  ItemRemoval::run(holdEntry(tree_.path("t")), {.removedEntries = &removed});
+  EXPECT_EQ(removed, 5U + 4 + 4) << "files, and the folders in it";
+}
+
 TEST_F(ItemRemovalTest, RemovesDeepTrees) {
   tree_.writeFile("stays", "x");
   for (const int depth : {63, 64, 65, 2000, 20000}) {

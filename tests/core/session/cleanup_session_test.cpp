@@ -5,11 +5,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <thread>
 
 #include <fmt/format.h>
 
 #include "core/model/removal_leftover.h"
 #include "core/session/removal_guard.h"
+#include "core/session/removal_progress.h"
 #include "tests/core/session/cleanup_fixture.h"
 #include "tests/support/matchers.h"
 #include "tests/support/noted_removal.h"
@@ -295,6 +297,25 @@ TEST_F(CleanupSession, AFolderNamedLikeAnInterruptedRemovalIsNone) {
   run.options = anything;
   EXPECT_EQ(runCleanup(checkPlan(plan, all, anything).candidates, run).disposal.failures.size(), names.size());
   for (const std::string& name : names) EXPECT_TRUE(exists(name + "/precious")) << name;
+}
+
+TEST_F(CleanupSession, ProgressGoesOnInsideAnItem) {
+  tree_.writeFileOfSize("code/p1/node_modules/f", 100);
+  const auto candidates = selected();
+  auto run = setting();
+  run.method = DisposalMethod::delete_;
+  std::vector<CleanupProgress> seen;
+  run.onProgress = [&](const CleanupProgress& progress) { seen.push_back(progress); };
+  RemovalProgress progress(candidates, run);
+  const auto service = progress.observed();
+  progress.begin(candidates[0]);
+  *service.removedEntries += 7;
+  std::this_thread::sleep_for(std::chrono::milliseconds{110});
+  service.whileRemoving();
+  ASSERT_EQ(seen.size(), 2U);
+  EXPECT_EQ(seen[1].entriesRemoved, 7U);
+  EXPECT_EQ(seen[1].currentPath, candidates[0].item.path);
+  EXPECT_LE(seen[1].bytesDone, candidates[0].freeableBytes());
 }
 
 TEST_F(CleanupSession, ProgressAddsUpAndCancellingLeavesTheRest) {
