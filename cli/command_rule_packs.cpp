@@ -76,7 +76,8 @@ void requireKnownPacks(const std::vector<std::string>& names) {
 void changePacks(const TidraPathResolver& resolver, const std::function<void(std::set<std::string>&)>& change) {
   UserState state(resolver);
   state.requireHome();
-  state.settings.change([&](TidraAppSettings& settings) {
+  state.settings.change([&](UserSettings& all) {
+    TidraAppSettings& settings = all.app;
     const auto names = settings.rulePacks.value_or(std::vector<std::string>{});
     std::set<std::string> packs(names.begin(), names.end());
     change(packs);

@@ -285,7 +285,6 @@ void checkOutput(const ScanOptions& options) {
     throw InputError(fmt::format("'{}' given with --output is not open for writing; name a file.", shown));
   }
   const std::string path = joinedPath(options.output->starts_with('/') ? "/" : currentFolder(), *options.output);
-  if (home.empty()) home = TidraHost::homeFolder().value_or("");
   if (!openDirectory(parentPath(path))) {
     throw InputError(fmt::format("'{}' given with --output is in no folder that can be opened.", shown));
   }
@@ -312,6 +311,7 @@ TidraPathResolver makeResolver(const std::optional<std::string>& given, const En
                                  escapedForTerminal(home)));
   }
   if (given && home.empty()) throw InputError("An empty text given with --home is not a folder; name one.");
+  if (home.empty()) home = TidraHost::homeFolder().value_or("");
   if (home.empty()) throw InputError("The home folder is unknown; set HOME or give --home.");
   if (!home.starts_with('/')) home = joinedPath(currentFolder(), home);
   if (given && !openDirectory(home)) {

@@ -10,8 +10,37 @@ namespace tidra {
 namespace {
 
 constexpr const char* settingsKey = "tidra.appSettings.v1";
+constexpr const char* terminalKey = "tidra.terminalDefaults.v1";
 
 using Switches = std::map<std::string, bool>;
+
+/// Returns the defaults when nothing is stored or what is stored does not decode.
+template <class Record>
+Record stored(const PreferencesStore& preferences, const char* key) {
+  const auto text = preferences.bytes(key);
+  if (!text) return {};
+  try {
+    return JsonCodec<Record>::decode(parseJson(*text, "settings"), "settings");
+  } catch (const DecodingError&) {
+    return {};
+  }
+}
+
+/// Returns the record as JSON, with the members of the stored object that this version does not know.
+template <class Record>
+std::string merged(const PreferencesStore& preferences, const char* key, const Record& before, const Record& record) {
+  auto document = nlohmann::json::object();
+  try {
+    const auto kept = parseJson(preferences.bytes(key).value_or("{}"), "settings");
+    if (kept.is_object()) document = kept;
+  } catch (const DecodingError&) {
+    // Replaced: what does not decode counts as nothing stored.
+  }
+  const auto replaced = toJson(before);
+  for (const auto& [name, value] : replaced.items()) document.erase(name);
+  document.update(toJson(record));
+  return jsonText(document, false);
+}
 
 }  // namespace
 
@@ -48,28 +77,35 @@ constexpr auto fieldsOf<TidraAppSettings> =
 
 template struct RecordCodec<TidraAppSettings>;
 
-TidraAppSettings SettingsStore::load() const {
-  const auto text = preferences_.bytes(settingsKey);
-  if (!text) return {};
-  try {
-    return JsonCodec<TidraAppSettings>::decode(parseJson(*text, "settings"), "settings");
-  } catch (const DecodingError&) {
-    return {};
-  }
-}
+template <>
+constexpr auto fieldsOf<TerminalDefaults> = recordFields(field("color", &TerminalDefaults::color),
+                                                         field("method", &TerminalDefaults::method),
+                                                         field("minimumSize", &TerminalDefaults::minimumSize),
+                                                         field("tiers", &TerminalDefaults::tiers));
+
+template struct RecordCodec<TerminalDefaults>;
+
+TidraAppSettings SettingsStore::load() const { return stored<TidraAppSettings>(preferences_, settingsKey); }
 
 void SettingsStore::save(const TidraAppSettings& settings) {
   preferences_.apply({{settingsKey, compactJson(settings)}});
 }
 
-void SettingsStore::change(const std::function<void(TidraAppSettings&)>& edit) {
-  preferences_.transact(
-      [&] {
-        TidraAppSettings settings = load();
-        edit(settings);
-        return PreferencesStore::Changes{{settingsKey, compactJson(settings)}};
-      },
-      [] {});
+UserSettings SettingsStore::loadAll() const { return {load(), stored<TerminalDefaults>(preferences_, terminalKey)}; }
+
+void SettingsStore::change(const std::function<void(UserSettings&)>& edit) {
+  const auto changes = [&]() -> PreferencesStore::Changes {
+    const UserSettings before = loadAll();
+    UserSettings after = before;
+    edit(after);
+    PreferencesStore::Changes made;
+    if (after.app != before.app) made[settingsKey] = merged(preferences_, settingsKey, before.app, after.app);
+    if (after.terminal != before.terminal) {
+      made[terminalKey] = merged(preferences_, terminalKey, before.terminal, after.terminal);
+    }
+    return made;
+  };
+  preferences_.transact(changes, [] {});
 }
 
 }  // namespace tidra

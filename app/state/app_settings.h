@@ -1,15 +1,18 @@
-// The user's settings.
+// The user's settings: those that every face shares, and defaults of the terminal program.
 #pragma once
 
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "app/state/preferences_store.h"
 #include "core/base/json_codec.h"
+#include "core/model/disposal.h"
 #include "core/model/scan_activity_classification.h"
+#include "core/model/scan_vocabulary.h"
 #include "core/scan/scan_roots.h"
 
 namespace tidra {
@@ -40,6 +43,28 @@ extern template struct RecordCodec<TidraAppSettings>;
 template <>
 struct JsonCodec<TidraAppSettings> : RecordCodec<TidraAppSettings> {};
 
+/// What the terminal program does where no option says otherwise. Absent: as without settings.
+struct TerminalDefaults {
+  std::optional<DisposalMethod> method;  // absent: as TidraAppSettings::moveToTrash says
+  std::optional<std::set<ArtifactSafetyTier>> tiers;
+  std::optional<std::string> minimumSize;  // as parseSize() reads it
+  std::optional<std::string> color;        // "auto", "always" or "never"
+
+  bool operator==(const TerminalDefaults&) const = default;
+};
+
+extern template struct RecordCodec<TerminalDefaults>;
+template <>
+struct JsonCodec<TerminalDefaults> : RecordCodec<TerminalDefaults> {};
+
+/// Everything that a user sets.
+struct UserSettings {
+  TidraAppSettings app;
+  TerminalDefaults terminal;
+
+  bool operator==(const UserSettings&) const = default;
+};
+
 class SettingsStore {
  public:
   /// The store must outlive this.
@@ -49,8 +74,12 @@ class SettingsStore {
   TidraAppSettings load() const;
   void save(const TidraAppSettings& settings);
 
-  /// Changes what is stored, in one transaction. Throws PreferencesError.
-  void change(const std::function<void(TidraAppSettings&)>& edit);
+  /// As load(), with the defaults of the terminal.
+  UserSettings loadAll() const;
+
+  /// Edits both under the store's lock. Fields of other versions are kept. Throws PreferencesError, and what `edit`
+  /// throws.
+  void change(const std::function<void(UserSettings&)>& edit);
 
  private:
   PreferencesStore& preferences_;

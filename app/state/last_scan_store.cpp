@@ -1,6 +1,7 @@
 #include "app/state/last_scan_store.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "core/base/quantities.h"
 #include "core/base/record_fields.h"
@@ -88,12 +89,28 @@ template struct RecordCodec<ScanResultsSummary::Ecosystem>;
 template struct RecordCodec<ScanResultsSummary::AgeSegment>;
 template struct RecordCodec<ScanResultsSummary>;
 
+bool LastScanFilter::admits(const ScanArtifactFinding& finding) const {
+  if (tiers && !tiers->contains(finding.safetyTier)) return false;
+  if (ecosystems && !ecosystems->contains(finding.ecosystemTag)) return false;
+  if (categories && !categories->contains(categoryOf(finding))) return false;
+  if (finding.sizeBytes < minimumBytes) return false;
+  if (!olderThan) return true;
+  return finding.lastActivityDate &&
+         ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, *olderThan, now);
+}
+
+std::string LastScanFilter::categoryOf(const ScanArtifactFinding& finding) {
+  return ScanReportItem::make(finding, {}, {}, std::nullopt, std::nullopt).category;
+}
+
 std::optional<ScanReport> reportOf(const LastScan& last, const TidraPathResolver& resolver, const std::string& host,
-                                   TidraPlatform platform, const ActivityThresholds& thresholds) {
+                                   TidraPlatform platform, const ActivityThresholds& thresholds,
+                                   const LastScanFilter& filter) {
   if (!last.aggregate) return std::nullopt;
   std::vector<ScanArtifactFinding> findings;
   for (const auto& [root, list] : last.aggregate->artifactsByProjectRoot) {
-    findings.insert(findings.end(), list.begin(), list.end());
+    std::copy_if(list.begin(), list.end(), std::back_inserter(findings),
+                 [&](const ScanArtifactFinding& finding) { return filter.admits(finding); });
   }
   const auto isSystem = [](const ScanArtifactFinding& finding) {
     return finding.source != ArtifactSource::projectWalk;
@@ -102,7 +119,7 @@ std::optional<ScanReport> reportOf(const LastScan& last, const TidraPathResolver
     if (isSystem(a) != isSystem(b)) return isSystem(b);
     return !isSystem(a) && pathPrecedes(a.path, b.path);
   });
-  return ScanReport::make(findings, *last.aggregate, resolver,
+  return ScanReport::make(findings, ScanAggregate(findings), resolver,
                           {.catalogVersion = {},
                            .generatedAt = last.end.value_or(TimePoint{}),
                            .host = host,

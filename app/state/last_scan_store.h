@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -53,10 +54,25 @@ struct LastScan {
   bool operator==(const LastScan&) const = default;
 };
 
+/// Which findings of a last scan are of interest. Absent: all.
+struct LastScanFilter {
+  std::optional<std::set<ArtifactSafetyTier>> tiers;
+  std::optional<std::set<std::string>> ecosystems;
+  std::optional<std::set<std::string>> categories;
+  std::uint64_t minimumBytes = 0;
+  std::optional<Age> olderThan;  // counted from `now`; leaves out what has no date
+  TimePoint now{};
+
+  bool admits(const ScanArtifactFinding& finding) const;
+  /// As in the report: the key of a category outside projects, "project" or "python".
+  static std::string categoryOf(const ScanArtifactFinding& finding);
+};
+
 /// Rebuilds the report of a last scan from its aggregate: findings in order, time and totals. `catalogVersion` is
 /// empty. None when there is no aggregate.
 std::optional<ScanReport> reportOf(const LastScan& last, const TidraPathResolver& resolver, const std::string& host,
-                                   TidraPlatform platform, const ActivityThresholds& thresholds);
+                                   TidraPlatform platform, const ActivityThresholds& thresholds,
+                                   const LastScanFilter& filter = {});
 
 class LastScanStore {
  public:

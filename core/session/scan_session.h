@@ -55,6 +55,7 @@ struct ScanRequest {
   bool scanSystem = true;  // scan outside projects
   SystemReach systemReach = SystemReach::belowRoots;
   std::optional<std::set<std::string>> categories;  // categories outside projects, by key; absent: all
+  std::set<std::string> categoriesOff;              // of these, where no category is named
   TidraScanExclusionFilter exclusions;
   std::vector<std::string> quarantines;               // never scanned, in addition to the default one; absolute
   std::optional<std::set<std::string>> ecosystems;    // absent: all

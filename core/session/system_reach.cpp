@@ -27,6 +27,7 @@ std::set<std::string> systemCategoriesOf(const ScanRequest& request) {
   std::set<std::string> categories;
   for (const auto& category : systemScanCategoryTable) categories.emplace(category.key);
   for (const auto& rule : request.catalog.systemRules) categories.insert(rule.category);
+  for (const std::string& category : request.categoriesOff) categories.erase(category);
   return categories;
 }
 

@@ -57,6 +57,20 @@ TEST(Settings, HaveTheirDefaultsAndSurviveASave) {
   EXPECT_EQ(preferences.values.size(), 1U);
 }
 
+TEST(Settings, AChangeKeepsTheOthersAndWhatANewerVersionWrote) {
+  MemoryPreferences preferences;
+  SettingsStore store(preferences);
+  preferences.values[settingsKey] = std::string(R"({"dormantThresholdYears": 3, "newer": [1]})");
+  store.change([](UserSettings& settings) { settings.app.inactiveThresholdMonths = 9; });
+  store.change([](UserSettings& settings) { settings.terminal.tiers = {{ArtifactSafetyTier::caution}}; });
+  EXPECT_THAT(std::get<std::string>(preferences.values[settingsKey]), HasSubstr(R"("newer":[1])"));
+  const UserSettings all = store.loadAll();
+  EXPECT_EQ(all.app.thresholds(), (ActivityThresholds{36, 9}));
+  EXPECT_EQ(all.terminal.tiers, std::set{ArtifactSafetyTier::caution});
+  store.change([](UserSettings& settings) { settings.terminal = {}; });
+  EXPECT_EQ(store.loadAll().terminal, TerminalDefaults{});
+}
+
 TEST(Settings, WhatIsMissingIsDefaultAndWhatDoesNotDecodeIsNoSettings) {
   for (const auto& [stored, years] :
        rowsOf(R"({"dormantThresholdYears": 7} => 7 | {"moveToTrash": false, "ofANewerBuild": [1]} => 2 |
