@@ -52,6 +52,8 @@ InterruptGuard::~InterruptGuard() { isPolled = false; }
 
 bool InterruptGuard::requested() { return flag; }
 
+void InterruptGuard::request() { flag = true; }
+
 void InterruptGuard::requireNone(const char* sentence) {
   if (requested()) throw Interrupted(sentence);
 }

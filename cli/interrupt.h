@@ -27,6 +27,9 @@ class [[nodiscard]] InterruptGuard {
   /// True after a signal. Thread-safe.
   static bool requested();
 
+  /// Ends the command as a signal would, such as when nobody reads its output any more.
+  static void request();
+
   /// Throws Interrupted with this sentence after a signal.
   static void requireNone(const char* sentence);
 };

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <array>
@@ -9,10 +10,13 @@
 #include <charconv>
 #include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "core/base/errors.h"
+#include "core/platform/file_descriptor.h"
 #include "core/platform/files.h"
+#include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -43,6 +47,14 @@ void holdClosedStandardStreams() {
     const int opened = ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     if (opened >= 0 && opened != descriptor) ::close(opened);
   }
+}
+
+Outcome<std::string> readStandardInput(std::size_t mostBytes) {
+  const FileDescriptor input(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
+  if (!input) return lastSystemError();
+  auto bytes = readToEnd(input, mostBytes);
+  if (bytes && bytes->size() > mostBytes) return std::make_error_code(std::errc::file_too_large);
+  return bytes;
 }
 
 void writeStandardError(std::string_view text) noexcept {
@@ -80,6 +92,14 @@ std::optional<int> descriptorNamed(const std::string& path) {
 bool isOpenForWriting(int descriptor) {
   const int flags = ::fcntl(descriptor, F_GETFL);
   return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
+}
+
+void endByBrokenPipe(int status) {
+  struct sigaction action {};
+  action.sa_handler = SIG_DFL;
+  ::sigaction(SIGPIPE, &action, nullptr);
+  ::raise(SIGPIPE);
+  std::_Exit(status);
 }
 
 void writeToDescriptor(int descriptor, std::string_view text) {
