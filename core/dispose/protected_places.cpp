@@ -21,6 +21,8 @@ std::string realAsFarAsItExists(const std::string& path) {
   return path;
 }
 
+constexpr const char* isMounted = "is a mounted file system, which Tidra never removes; unmount it first";
+
 }  // namespace
 
 ProtectedPlaces::ProtectedPlaces(const TidraPathResolver& resolver, std::vector<MountPoint> mounts,
@@ -38,16 +40,6 @@ void ProtectedPlaces::add(const std::string& path, const std::string& what) {
   if (path.starts_with('/')) places_.push_back({realAsFarAsItExists(standardizedPath(path)), what});
 }
 
-/// Returns the type of the innermost mount that contains a path; empty if the mounts are unknown.
-std::string_view ProtectedPlaces::fileSystemOf(const std::string& path) const {
-  const MountPoint* holder = nullptr;
-  for (const MountPoint& mount : mounts_) {
-    if (!isSameOrInside(path, mount.path)) continue;
-    if (holder == nullptr || mount.path.size() >= holder->path.size()) holder = &mount;
-  }
-  return holder == nullptr ? std::string_view() : holder->fileSystem;
-}
-
 void ProtectedPlaces::check(const HeldEntry& entry) const {
   const std::string path = entry.path();
   if (entry.folder.path == "/") {
@@ -58,7 +50,8 @@ void ProtectedPlaces::check(const HeldEntry& entry) const {
     throw DisposalError(fmt::format("is protected: it {} {}, and Tidra never removes that",
                                     place.path == path ? "is" : "holds", place.what));
   }
-  if (isPseudoFileSystem(fileSystemOf(path))) {
+  const MountPoint* volume = mountHolding(mounts_, path);
+  if (volume != nullptr && isPseudoFileSystem(volume->fileSystem)) {
     throw DisposalError("is protected: it belongs to the kernel, and Tidra never removes that");
   }
   if (std::find(identities_.begin(), identities_.end(), entry.facts.identity) != identities_.end()) {
@@ -67,13 +60,19 @@ void ProtectedPlaces::check(const HeldEntry& entry) const {
   if (entry.facts.type != EntryType::directory) return;
   const auto folder = descriptorFacts(entry.folder.descriptor.get());
   if (!folder || !folder->sharesVolumeWith(entry.facts)) {
-    throw DisposalError("is a mounted file system, which Tidra never removes; unmount it first");
+    throw DisposalError(isMounted);
   }
-  for (const MountPoint& mount : mounts_) {
-    if (!isSameOrInside(mount.path, path)) continue;
-    throw DisposalError(
-        fmt::format("holds a mounted file system at {}; unmount it first", escapedForTerminal(mount.path)));
+  if (const auto reason = reasonOfMount(path, mounts_)) throw DisposalError(*reason);
+}
+
+std::optional<std::string> ProtectedPlaces::reasonOfMount(const std::string& realPath,
+                                                          const std::vector<MountPoint>& mounts) {
+  for (const MountPoint& mount : mounts) {
+    if (!isSameOrInside(mount.path, realPath)) continue;
+    if (mount.path == realPath) return isMounted;
+    return fmt::format("holds a mounted file system at {}; unmount it first", escapedForTerminal(mount.path));
   }
+  return std::nullopt;
 }
 
 }  // namespace tidra

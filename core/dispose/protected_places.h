@@ -1,6 +1,7 @@
 // Paths that are never removed.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,9 @@ class ProtectedPlaces {
   /// pseudo file systems such as proc, mount points, and folders that contain one.
   void check(const HeldEntry& entry) const;
 
+  /// Returns why mounts keep a folder in its place, as the rest of a sentence after its path; nullopt if none does.
+  static std::optional<std::string> reasonOfMount(const std::string& realPath, const std::vector<MountPoint>& mounts);
+
  private:
   struct Place {
     std::string path;  // symbolic links resolved as far as it exists
@@ -28,7 +32,6 @@ class ProtectedPlaces {
   };
 
   void add(const std::string& path, const std::string& what);
-  std::string_view fileSystemOf(const std::string& path) const;
 
   std::vector<Place> places_;
   std::vector<FileIdentity> identities_;  // of the home folder and its ancestors, to match them under any path

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "core/base/text.h"
+#include "core/platform/path_text.h"
 
 namespace tidra {
 namespace {
@@ -38,8 +39,24 @@ std::string unescapedMountPath(std::string_view text) {
 
 }  // namespace
 
+const MountPoint* mountHolding(const std::vector<MountPoint>& mounts, std::string_view realPath) {
+  const MountPoint* holder = nullptr;
+  for (const MountPoint& mount : mounts) {
+    if (!isSameOrInside(realPath, mount.path)) continue;
+    // A later mount at the same path hides the earlier.
+    if (holder == nullptr || mount.path.size() >= holder->path.size()) holder = &mount;
+  }
+  return holder;
+}
+
 bool isPseudoFileSystem(std::string_view type) {
   return std::find(pseudoTypes.begin(), pseudoTypes.end(), type) != pseudoTypes.end();
+}
+
+bool mayShareExtents(std::string_view type) {
+  constexpr std::array types{std::string_view{"apfs"},  std::string_view{"bcachefs"}, std::string_view{"btrfs"},
+                             std::string_view{"ocfs2"}, std::string_view{"xfs"},      std::string_view{"zfs"}};
+  return std::find(types.begin(), types.end(), type) != types.end();
 }
 
 std::vector<MountPoint> parseMountInfo(std::string_view text) {

@@ -23,7 +23,14 @@ std::vector<MountPoint> mountPoints();
 /// Parses /proc/self/mountinfo. Skips malformed lines.
 std::vector<MountPoint> parseMountInfo(std::string_view text);
 
+/// Returns the mount that contains a path, whose symbolic links must be resolved; null if unknown.
+const MountPoint* mountHolding(const std::vector<MountPoint>& mounts, std::string_view realPath);
+
 /// Whether a file system holds only kernel objects: proc, sysfs, cgroup and their like.
 bool isPseudoFileSystem(std::string_view type);
+
+/// Whether files of the file system may share extents (copies, snapshots), so that removing one may free less than it
+/// occupies.
+bool mayShareExtents(std::string_view type);
 
 }  // namespace tidra

@@ -63,22 +63,11 @@ class Spelling {
   std::string realRoot_;
 };
 
-/// Returns the mount that contains a path; null if unknown.
-const MountPoint* mountOf(const std::vector<MountPoint>& mounts, const std::string& realPath) {
-  const MountPoint* holder = nullptr;
-  for (const MountPoint& mount : mounts) {
-    if (!isSameOrInside(realPath, mount.path)) continue;
-    // A later mount at the same path hides the earlier.
-    if (holder == nullptr || mount.path.size() >= holder->path.size()) holder = &mount;
-  }
-  return holder;
-}
-
 void addMounts(WalkFilter& filter, const Request& request, const Spelling& spelling) {
-  const MountPoint* own = mountOf(request.mounts, spelling.realRoot());
+  const MountPoint* own = mountHolding(request.mounts, spelling.realRoot());
   for (const MountPoint& listed : request.mounts) {
     if (listed.path == spelling.realRoot() || !isSameOrInside(listed.path, spelling.realRoot())) continue;
-    const MountPoint& mount = *mountOf(request.mounts, listed.path);
+    const MountPoint& mount = *mountHolding(request.mounts, listed.path);
     const std::string walked = spelling.asWalked(mount.path);
     filter.addMount(walked);
     const bool elsewhere = request.oneFileSystem && own != nullptr && mount.device != own->device;
@@ -143,7 +132,7 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
   const Spelling spelling(request.root);
   if (auto obstacle = storeObstacle(request, spelling, shown)) return obstacle;
   // Before the skip list, which includes the usual pseudo file systems: no option walks these.
-  const MountPoint* mount = mountOf(request.mounts, spelling.realRoot());
+  const MountPoint* mount = mountHolding(request.mounts, spelling.realRoot());
   if (mount != nullptr && isPseudoFileSystem(mount->fileSystem)) {
     return fmt::format("{} is on a {} file system, which holds no projects.", shown, mount->fileSystem);
   }
