@@ -14,4 +14,9 @@ std::string ByteFormatting::compact(std::int64_t bytes) {
   return fmt::format("{:.0f} KB", exact / kilobyte);
 }
 
+std::string ByteFormatting::readable(std::int64_t bytes) {
+  constexpr std::int64_t kilobyte = 1024;
+  return bytes < kilobyte ? fmt::format("{} B", bytes) : compact(bytes);
+}
+
 }  // namespace tidra

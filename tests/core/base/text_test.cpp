@@ -43,6 +43,13 @@ TEST(EscapedForTerminal, LeavesNothingThatATerminalObeys) {
   EXPECT_EQ(displayWidth("größe"), 5U);
   EXPECT_EQ(displayWidth("名前"), 4U);
   EXPECT_EQ(displayWidth("e\xCC\x81"), 1U);  // a letter and a combining accent
+  EXPECT_EQ(displayWidth("🚀✅⚡"), 6U) << "emoji outside the block of faces";
+  EXPECT_EQ(displayWidth("⚠–…█"), 4U);
+  EXPECT_EQ(displayWidth("नि"
+                         "क्"
+                         "ص\u064E"),
+            4U)
+      << "marks of other scripts";
 }
 
 TEST(Base64, RoundTripsAndRejectsWhatIsNotPaddedStandardBase64) {

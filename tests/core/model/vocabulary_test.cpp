@@ -42,6 +42,8 @@ TEST(ByteFormatting, CountsInPowersOf1024) {
        rowsOf("0 => 0 KB | 100 => 0 KB | 513 => 1 KB | 1048575 => 1024 KB | 1048576 => 1 MB | 1073741823 => 1024 MB | "
               "-2048 => -2 KB | 1073741824 => 1.0 GB | 1610612736 => 1.5 GB | 9223372036854775807 => 8589934592.0 GB"))
     EXPECT_EQ(ByteFormatting::compact(std::stoll(bytes)), text);
+  for (const auto& [bytes, text] : rowsOf("0 => 0 B | 17 => 17 B | 1023 => 1023 B | 1024 => 1 KB | 1048576 => 1 MB"))
+    EXPECT_EQ(ByteFormatting::readable(std::stoll(bytes)), text);
 }
 
 TEST(StableID, IsTheFnv1aHashInSixteenDigits) {
