@@ -13,6 +13,7 @@
 #include "core/dispose/known_stores.h"
 #include "core/dispose/tool_figures.h"
 #include "core/dispose/tool_targets.h"
+#include "core/dispose/volumes.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/path_text.h"
 #include "core/scan/directory_size.h"
@@ -76,8 +77,9 @@ TidraDeletionService::Result TidraDeletionService::dispose(const Item& item, Dis
     if (ToolTargets::isTarget(item.path)) return disposeTarget(item.path, dryRun);
     return disposePath(item, method, dryRun, quarantine);
   } catch (const std::system_error& error) {
-    const bool missing = error.code() == std::errc::no_such_file_or_directory;
-    return TidraDeletionFailure{item.path, missing ? "Path not found" : error.code().message()};
+    if (error.code() == std::errc::no_such_file_or_directory) return TidraDeletionFailure{item.path, "Path not found"};
+    return TidraDeletionFailure{
+        item.path, method == DisposalMethod::delete_ ? error.code().message() : storeMessage(error.code())};
   } catch (const std::runtime_error& error) {
     return TidraDeletionFailure{item.path, error.what()};
   }

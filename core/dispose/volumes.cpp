@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cerrno>
 #include <set>
 
 #include "core/base/text.h"
@@ -123,12 +124,18 @@ std::vector<std::string> Volumes::ownFoldersNamed(std::string_view name, const s
   return folders;
 }
 
+std::string storeMessage(const std::error_code& error) {
+  const bool isFull =
+      error == std::errc::no_space_on_device || error == std::error_code(EDQUOT, std::generic_category());
+  return isFull ? fmt::format("{}; {}", error.message(), deleteInstead) : error.message();
+}
+
 StoreFolder StoreFolder::open(const HeldFolder& parent, const std::string& name, bool othersMayRead,
                               const std::string& what) {
   const auto made = makeFolderEntry(parent.descriptor.get(), name.c_str(), 0700);
   if (made && made != std::errc::file_exists) {
     throw DisposalError(fmt::format("{} {} cannot be made: {}", what, escapedForTerminal(joinedPath(parent.path, name)),
-                                    made.message()));
+                                    storeMessage(made)));
   }
   return checked(parent, name, othersMayRead, what);
 }
@@ -180,7 +187,7 @@ void requireStoreUsable(const std::string& path, bool othersMayRead, const std::
       const auto reason = reasonEntriesStay(store.descriptor());
       if (reason)
         throw DisposalError(
-            fmt::format("{} {} cannot be written to: {}", what, escapedForTerminal(whole), reason.message()));
+            fmt::format("{} {} cannot be written to: {}", what, escapedForTerminal(whole), storeMessage(reason)));
       return;
     }
     std::string above = parentPath(whole);
@@ -188,7 +195,7 @@ void requireStoreUsable(const std::string& path, bool othersMayRead, const std::
     if (const auto reason = reasonEntriesStay(holdFolder(above).descriptor.get())) throw std::system_error(reason);
   } catch (const std::system_error& error) {
     throw DisposalError(
-        fmt::format("{} {} cannot be made: {}", what, escapedForTerminal(whole), error.code().message()));
+        fmt::format("{} {} cannot be made: {}", what, escapedForTerminal(whole), storeMessage(error.code())));
   } catch (const UnsafePathError& error) {
     throw DisposalError(fmt::format("{} {} cannot be used: {}", what, escapedForTerminal(whole), error.what()));
   }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "core/platform/held_folder.h"
@@ -27,6 +28,9 @@ struct Volumes {
 
 /// The end of messages about items that cannot be moved into a store: what to do instead.
 inline constexpr const char* deleteInstead = "use --method delete";
+
+/// The message of an error of a store; with what to do instead if its volume or quota is full: deleting needs no space.
+std::string storeMessage(const std::error_code& error);
 
 /// A store, private to its owner and held open.
 struct StoreFolder {
