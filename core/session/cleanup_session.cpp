@@ -9,14 +9,15 @@
 
 #include "core/base/quantities.h"
 #include "core/base/text.h"
+#include "core/dispose/protected_places.h"
 #include "core/dispose/tool_targets.h"
 #include "core/model/scan_activity_classification.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 #include "core/session/git_checks.h"
 #include "core/session/removal_guard.h"
-
 #include "core/session/removal_progress.h"
+
 namespace tidra {
 namespace {
 
@@ -32,6 +33,9 @@ std::optional<std::string> reasonToKeep(RemovalGuard& guard, const std::string& 
 
 std::optional<std::string> reasonToKeep(RemovalGuard& guard, const CleanupCandidate& candidate,
                                         const CleanupOptions& options) {
+  if (candidate.found != nullptr && !isToolBackedTarget(candidate.item.path) && !candidate.found->place.empty()) {
+    if (auto reason = ProtectedPlaces::reasonOfMount(candidate.found->place, options.mounts)) return reason;
+  }
   return reasonToKeep(guard, candidate.item.path, candidate.project(), options);
 }
 
@@ -176,8 +180,11 @@ std::int64_t countedBytes(const TidraDeletionService::Result& result, const std:
   return disposed == nullptr ? 0 : disposed->receipt.bytes.value_or(0);
 }
 
-std::int64_t freedBy(const TidraDeletionService::Disposed& disposed, const std::optional<UnmeasuredSize>& unmeasured) {
-  return isToolBackedTarget(disposed.receipt.path) && unmeasured ? unmeasured->bytes : disposed.freed;
+std::int64_t freedBy(const CleanupCandidate& candidate, const TidraDeletionService::Disposed& disposed,
+                     const std::optional<UnmeasuredSize>& unmeasured) {
+  if (!unmeasured) return disposed.freed;
+  if (isToolBackedTarget(disposed.receipt.path)) return unmeasured->bytes;
+  return disposed.receipt.method == DisposalMethod::delete_ ? candidate.freeableBytes() : 0;
 }
 
 }  // namespace
@@ -203,6 +210,7 @@ std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const
   for (const FoundArtifact& found : outcome.findings) {
     if (isCancelled(options.shouldCancel)) break;
     if (!options.takesUnproven && lacksEvidence(found.finding)) continue;
+    if (options.tiers && !options.tiers->contains(found.finding.safetyTier)) continue;
     auto& candidate = candidates.emplace_back(
         CleanupCandidate{.item = CleanupPlan::Item::make(found), .found = &found, .refusal = std::nullopt});
     candidate.refusal = reasonToKeep(guard, candidate, options);
@@ -225,8 +233,10 @@ CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, Dis
   return plan;
 }
 
-CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& options) {
+CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& given) {
   const TidraPathResolver resolver = request.resolver;
+  CleanupOptions options = given;
+  options.mounts = request.mounts;
   CheckedPlan checked{.scan = std::make_unique<const ScanOutcome>(runScan(narrowed(std::move(request), plan))),
                       .candidates = {}};
   const ScanOutcome& scan = *checked.scan;
@@ -278,7 +288,10 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     if (unmeasured) outcome.unmeasured.push_back(*unmeasured);
     const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);
     if (disposed != nullptr && !disposed->remainder.empty()) outcome.remainders.push_back(disposed->remainder);
-    if (disposed != nullptr) outcome.freedBytes = saturatedSum(outcome.freedBytes, freedBy(*disposed, unmeasured));
+    if (disposed != nullptr) {
+      outcome.freedEach.push_back(freedBy(candidate, *disposed, unmeasured));
+      outcome.freedBytes = saturatedSum(outcome.freedBytes, outcome.freedEach.back());
+    }
     progress.finish(candidate);
   };
   outcome.disposal = service.dispose(items, setting.method, setting.dryRun, setting.quarantine, {refuse, finished});

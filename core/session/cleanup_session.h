@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,8 @@ struct CleanupOptions {
   bool allowAnyPath = false;   // include paths that no rule matches
   bool takesUnproven = false;  // include findings of projects without evidence
   std::string keptHint = {};   // appended to the reason of what a keep file or its use protects
+  std::optional<std::set<ArtifactSafetyTier>> tiers = {};  // of findings to select; absent: all
+  std::vector<MountPoint> mounts = {};                     // what they cover stays
 
   /// Polled; once true, the result is incomplete and must not be used as a selection. Absent: never.
   std::function<bool()> shouldCancel = {};
@@ -50,7 +53,7 @@ struct UnprovenFindings {
 };
 UnprovenFindings unprovenIn(const ScanOutcome& outcome);
 
-/// Returns all findings of a scan, largest first, without those of unprovenIn() (unless selected by option) and those
+/// Returns the findings of a scan, largest first, without those of unprovenIn() (unless selected by option) and those
 /// inside another one. Findings protected by a keep file or by use, and those that contain a finding that stays, have a
 /// refusal. The candidates refer to the findings of `outcome`, which must outlive them.
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
@@ -67,7 +70,7 @@ struct [[nodiscard]] CheckedPlan {
 };
 
 /// Checks a plan against a new scan: each item must still match a rule, with a tier no higher than planned. `request`
-/// supplies catalog, exclusions and environment; its roots and categories are replaced by what the items need.
+/// supplies catalog, exclusions, mounts and environment; its roots and categories are replaced by what the items need.
 CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& options);
 
 struct CleanupProgress {
@@ -103,6 +106,7 @@ struct [[nodiscard]] CleanupOutcome {
   std::vector<UnmeasuredSize> unmeasured;  // in the order of their receipts; also in a dry run
   std::vector<std::string> remainders;     // one sentence per receipt of which something stays
   std::int64_t freedBytes = 0;             // that the volumes gained, or would gain; tools' items with their sizes
+  std::vector<std::int64_t> freedEach;     // the same of each receipt
   bool cancelled = false;                  // items not begun are in neither list
 };
 

@@ -98,7 +98,8 @@ class ScanSession {
 
   void walkRoots() {
     for (const RootPlan& plan : planRoots(request_.roots, walkRequest())) {
-      if (plan.obstacle) note(*plan.obstacle);
+      // The parents of single paths are not roots that somebody named.
+      if (plan.obstacle && !request_.onlyPaths) note(*plan.obstacle);
       // For single paths no walk goes below its root, so that none covers another.
       if (plan.isWalked() || (request_.onlyPaths && !plan.obstacle)) walk(plan);
     }
