@@ -123,10 +123,17 @@ Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupP
 }
 
 CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, CleanupSetting setting,
-                               const Program& program) {
+                               const std::shared_ptr<JsonLines>& lines, const Program& program) {
   const TerminalFacts facts = terminalFacts(STDERR_FILENO, program.options.color, program.environment);
   ProgressLine line(facts.movesCursor && !program.options.quiet, facts.columns);
-  setting.onProgress = [&](const CleanupProgress& progress) { line.update(progress); };
+  setting.onProgress = [&](const CleanupProgress& progress) {
+    line.update(progress);
+    if (lines) lines->progress(progress);
+  };
+  if (lines) {
+    setting.onResult = [&](const CleanupCandidate& candidate, const TidraDeletionService::Result& result,
+                           std::int64_t) { lines->result(candidate, result); };
+  }
   return runCleanup(candidates, setting);
 }
 
@@ -236,6 +243,11 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
              const RemovalOptions& options, const ScanViewOptions& view, const Program& program) {
   CleanupSetting setting = settingFor(plan, request, options, program);
   const TrashChoices trashes = trashChoices(candidates, request.now, options.includesUnlisted);
+  if (options.lines) {
+    for (const CleanupCandidate& candidate : candidates) {
+      if (!candidate.refusal) options.lines->finding(candidate);
+    }
+  }
   if (!options.json) {
     const BlockingWait wait;
     writeOut(planText(candidates, planView(view, request)) + emptyingText(trashes, planView(view, request)));
@@ -243,19 +255,23 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   const Agreement agreement = setting.dryRun ? Agreement{.candidates = candidates, .toUnlisted = std::nullopt}
                                              : askFor(candidates, plan, trashes, options, program);
   if (!agreement.toAnything) {
-    if (options.json) writeOut(prettyJson(DisposalOutcome{}) + "\n");
+    if (options.lines) options.lines->finished(CleanupOutcome{});
+    if (options.json && !options.lines) writeOut(prettyJson(DisposalOutcome{}) + "\n");
     writeNote("Nothing was removed.");
     return ExitStatus::done;
   }
   InterruptGuard::requireNone("Interrupted; nothing was removed.");
   setting.service.includesUnlisted = options.includesUnlisted || agreement.toUnlisted.value_or(false);
   RemovalRecorder recorder(options.command, plan.method, request.resolver, currentTime());
-  const CleanupOutcome outcome = runWithProgress(agreement.candidates, recorder.watching(std::move(setting)), program);
+  const CleanupOutcome outcome =
+      runWithProgress(agreement.candidates, recorder.watching(std::move(setting)), options.lines, program);
   if (!program.options.dryRun) recorder.write();
   // Standard output may be a broken pipe; failures go to standard error first.
   writeFailures(outcome.disposal.failures);
   for (const std::string& remainder : outcome.remainders) writeNote(remainder);
-  if (options.json) {
+  if (options.lines) {
+    options.lines->finished(outcome);
+  } else if (options.json) {
     writeOut(prettyJson(CountedOutcome{outcome.disposal, outcome.unmeasured, outcome.freedBytes}) + "\n");
   } else if (!candidates.empty() || !options.emptyTrash) {
     writeOut(wholeOutcomeText(outcome, plan.method, program.options.dryRun));

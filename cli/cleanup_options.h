@@ -1,12 +1,14 @@
 // Options and behaviour shared by all removing commands.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "app/state/removal_history.h"
 #include "cli/cleanup_view.h"
+#include "cli/json_lines.h"
 #include "cli/program.h"
 #include "cli/scan_options.h"
 #include "core/session/cleanup_session.h"
@@ -22,6 +24,7 @@ struct RemovalOptions {
   bool emptyTrash = false;
   bool includesUnlisted = false;  // of the trash: entries without a valid date too
   bool json = false;
+  std::shared_ptr<JsonLines> lines = {};  // with --json-lines; `json` is set as well, which silences the text
 };
 
 /// Appended to the reasons that --force overrules.

@@ -7,6 +7,7 @@
 #include <memory>
 #include <utility>
 
+#include "cli/adopted_settings.h"
 #include "cli/cleanup_options.h"
 #include "cli/cleanup_view.h"
 #include "cli/interrupt.h"
@@ -26,6 +27,10 @@ struct CleanOptions {
   RemovalOptions removal;
   bool takesUnproven = false;
 };
+
+DisposalMethod methodOf(const CleanOptions& options) {
+  return options.removal.method ? parseMethod(*options.removal.method) : defaultMethod(options.scan.settings);
+}
 
 constexpr const char* unprovenHelp = "Also artefacts without evidence that a tool made them";
 
@@ -89,8 +94,9 @@ std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanReq
 }
 
 int runCleanCommand(CleanOptions& options, const Program& program) {
-  const DisposalMethod method = parseMethod(options.removal.method.value_or("trash"));
-  options.removal.json = options.scan.json;
+  const DisposalMethod method = methodOf(options);
+  options.removal.json = options.scan.json || options.scan.jsonLines;
+  options.removal.emptyTrash |= options.scan.settings.app.emptyTrashAfterDeletion && method == DisposalMethod::trash;
   const ScanViewOptions view = chosenView(options.scan, program);
   if (options.scan.output) throw InputError("tidra clean has no --output; tidra plan -o writes down what it would do.");
   ScanRequest request = requestFor(options, program);
@@ -98,6 +104,9 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   requireOwnStores(method, options.removal, request.resolver);
   if (method == DisposalMethod::quarantine) checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
   const InterruptGuard guard;
+  if (options.scan.jsonLines) {
+    options.removal.lines = startJsonLines("clean", request, method, program.options.dryRun);
+  }
   const ScanOutcome outcome = runScanForPerson(request, program);
   InterruptGuard::requireNone("The scan was interrupted, so nothing was removed.");
   const auto candidates = selected(outcome, request, options, view.sort, program);
@@ -119,7 +128,7 @@ std::string whereText(const CleanupPlan& plan, const std::string& file, const Pr
 }
 
 int runPlanCommand(CleanOptions& options, const Program& program) {
-  const DisposalMethod method = parseMethod(options.removal.method.value_or("trash"));
+  const DisposalMethod method = methodOf(options);
   checkOutput(options.scan);
   ScanViewOptions view = chosenView(options.scan, program);
   // The list goes to standard output even when the plan goes to a file.
@@ -132,9 +141,11 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
   InterruptGuard::requireNone("The scan was interrupted, so no plan was written.");
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   const std::string text = prettyJson(plan) + "\n";
-  if (options.scan.output && !program.options.dryRun) writeResult(options.scan, text);
-  if (!options.scan.output || options.scan.json) {
-    if (!options.scan.output || descriptorNamed(*options.scan.output) != STDOUT_FILENO) writeOut(text);
+  // With "-o -", too, standard output gets the plan alone, so that a pipe can pass it on.
+  const bool isFile = options.scan.output && descriptorNamed(*options.scan.output) != STDOUT_FILENO;
+  if (isFile && !program.options.dryRun) writeResult(options.scan, text);
+  if (!isFile || options.scan.json) {
+    writeOut(text);
   } else {
     writeOut(planText(candidates, planView(view, request)));
     writeOut(whereText(plan, *options.scan.output, program));
@@ -150,14 +161,19 @@ void addCleanCommand(CLI::App& app, Program& program) {
   CLI::App* command = app.add_subcommand("clean", "Remove what can be made again, after asking");
   addScanOptions(*command, options->scan, "Items");
   command->get_option("--output")->group("");  // hidden: refused with a sentence that names tidra plan
+  addJsonLinesOption(*command, options->scan);
   addRemovalOptions(*command, options->removal);
   command->add_flag("--no-evidence", options->takesUnproven, unprovenHelp);
   command->footer(
       "Examples:\n"
       "  tidra clean ~/code --older-than 3mo          what is safe to remove, to the trash\n"
       "  tidra clean ~/code --method delete --yes     at once and for good, without asking");
-  command->callback(
-      [options, &program] { program.command = [options, &program] { return runCleanCommand(*options, program); }; });
+  command->callback([options, &program] {
+    program.command = [options, &program] {
+      adoptSettings(options->scan, program);
+      return runCleanCommand(*options, program);
+    };
+  });
 }
 
 void addPlanCommand(CLI::App& app, Program& program) {
@@ -171,9 +187,14 @@ void addPlanCommand(CLI::App& app, Program& program) {
   command->footer(
       "Examples:\n"
       "  tidra plan ~/code -o plan.json                      look at it, edit it, then tidra apply plan.json\n"
+      "  tidra plan | jq '.items |= .[:3]' | tidra apply - --yes    the three largest\n"
       "  tidra plan --tier safe,caution --method quarantine -o plan.json");
-  command->callback(
-      [options, &program] { program.command = [options, &program] { return runPlanCommand(*options, program); }; });
+  command->callback([options, &program] {
+    program.command = [options, &program] {
+      adoptSettings(options->scan, program);
+      return runPlanCommand(*options, program);
+    };
+  });
 }
 
 }  // namespace tidra

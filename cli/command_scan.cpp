@@ -6,8 +6,12 @@
 #include <utility>
 #include <vector>
 
+#include "cli/adopted_settings.h"
 #include "cli/interrupt.h"
+#include "cli/json_lines.h"
+#include "cli/local_time.h"
 #include "cli/program.h"
+#include "cli/scan_choices.h"
 #include "cli/scan_options.h"
 #include "cli/scan_view.h"
 #include "cli/user_state.h"
@@ -66,7 +70,7 @@ std::string summaryText(const LastScan& last) {
       "{} reclaimable: {} in {}.", compact(summary.totalRecoverableGB),
       counted(static_cast<std::uint64_t>(std::max<std::int64_t>(summary.projectCount, 0)), "group", "groups"),
       escapedForTerminal(summary.scannedPathLabel));
-  if (last.end) text += fmt::format(" Scanned at {}.", iso8601(*last.end));
+  if (last.end) text += fmt::format(" Scanned at {}.", localTime(*last.end));
   text += last.partial ? "\nThe scan was interrupted, so this is not all.\n" : "\n";
   return text;
 }
@@ -78,7 +82,7 @@ int showLastScan(const ScanOptions& options, ScanViewOptions view, const Program
   const auto last = state.lastScan.load();
   if (!last) throw InputError("There is no last scan yet; tidra scan makes one.");
   const auto report = reportOf(*last, resolver, TidraHost::name(program.environment), currentPlatform,
-                               state.settings.load().thresholds());
+                               options.settings.app.thresholds(), chosenOfLastScan(options, *last, currentTime()));
   constexpr const char* lost = "The findings of the last scan cannot be read any more; tidra scan makes new ones.";
   if (!report && options.json) throw InputError(lost);
   if (report) {
@@ -94,13 +98,18 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
   const ScanViewOptions view = chosenView(options, program);
   checkOutput(options);
   if (options.last) return showLastScan(options, view, program);
-  const ScanRequest request = makeScanRequest(options, program.environment);
+  ScanRequest request = makeScanRequest(options, program.environment);
+  const auto lines = options.jsonLines ? startJsonLines("scan", request, std::nullopt, program.options.dryRun) : nullptr;
   ScanOutcome outcome = [&] {
     const InterruptGuard guard;
     return runScanForPerson(request, program);
   }();
   const ScanReport report = makeReport(outcome, request.resolver);
-  show(report, options, view, program);
+  if (lines) {
+    lines->report(report);
+  } else {
+    show(report, options, view, program);
+  }
   if (!program.options.dryRun) remember(report, std::move(outcome.findings), request.resolver);
   noteOutOfBounds(outcome, options);
   return InterruptGuard::requested() ? ExitStatus::interrupted : ExitStatus::done;
@@ -112,13 +121,18 @@ void addScanCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<ScanOptions>();
   CLI::App* command = app.add_subcommand("scan", "Find what can be reclaimed, and show it");
   addScanOptions(*command, *options);
+  addJsonLinesOption(*command, *options);
   command->add_flag("--last", options->last, "Show the last scan again, without scanning");
   command->footer(
       "Examples:\n"
       "  tidra scan ~/code --older-than 6mo    what projects untouched for half a year hold\n"
       "  tidra scan --json | jq .totalBytes    the whole report as JSON");
-  command->callback(
-      [options, &program] { program.command = [options, &program] { return runScanCommand(*options, program); }; });
+  command->callback([options, &program] {
+    program.command = [options, &program] {
+      adoptSettings(*options, program);
+      return runScanCommand(*options, program);
+    };
+  });
 }
 
 }  // namespace tidra

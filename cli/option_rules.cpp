@@ -28,13 +28,15 @@ struct OptionRule {
 constexpr std::array optionRules{
     OptionRule{"", "--quiet", Relation::excludes, "--verbose"},
     OptionRule{"scan", "--last", Relation::excludes,
-               "ROOT|--system|--no-system|--no-projects|--category|--ecosystem|--exclude|--rules|--disable-rule|"
-               "--unskip|--threads|--tier|--min-size|--older-than|--one-file-system"},
+               "ROOT|--system|--no-system|--no-projects|--exclude|--rules|--disable-rule|--unskip|--threads|"
+               "--one-file-system"},
     OptionRule{"scan|clean|plan", "--no-system", Relation::excludes, "--system|--category"},
     OptionRule{"scan|clean|plan", "--no-projects", Relation::excludes,
                "--no-system|--no-evidence|--one-file-system|--unskip"},
     OptionRule{"scan", "--json", Relation::excludes, "--sort"},
     OptionRule{"scan|clean|plan|apply", "--json", Relation::excludes, "--limit"},
+    OptionRule{"scan|clean|apply", "--json-lines", Relation::excludes, "--json|--limit|--output"},
+    OptionRule{"scan", "--json-lines", Relation::excludes, "--sort|--last"},
     OptionRule{"plan", "--limit", Relation::needs, "--output"},
     OptionRule{"clean", "--quarantine-dir", Relation::needs, "--method=quarantine"},
     OptionRule{"clean", "--include-unlisted", Relation::needs, "--empty-trash|--tier=caution|--tier=warning"},

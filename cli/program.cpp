@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <memory>
 #include <new>
 #include <sstream>
 
 #include "app/state/preferences_store.h"
 #include "cli/interrupt.h"
+#include "cli/json_lines.h"
 #include "cli/literal_arguments.h"
 #include "cli/option_rules.h"
 #include "cli/program.h"
@@ -28,8 +30,9 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
   app.add_flag("-n,--dry-run", options.dryRun, "Remove and change nothing, only show what would be done");
   app.add_option("--color", options.color, "Colours: auto, always or never")
       ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->each([&options](const std::string&) { options.colorIsNamed = true; })
       ->type_name("WHEN");
-  app.set_version_flag("--version", fmt::format("tidra {}", TidraCoreInfo::version));
+  app.set_version_flag("-V,--version", fmt::format("tidra {}", TidraCoreInfo::version));
 }
 
 constexpr const char* memoryShortage =
@@ -37,12 +40,60 @@ constexpr const char* memoryShortage =
     "or "
     "use fewer threads with --threads.\n";
 
+/// The help of the commands that remove things lists the options that decide about that.
+void showRemovalFlags(CLI::App& app, GlobalOptions& options) {
+  for (const char* name : {"clean", "apply"}) {
+    CLI::App& command = *app.get_subcommand(name);
+    command.add_flag("-n,--dry-run", options.dryRun, "Remove nothing, only show what would go");
+    command.add_flag("-y,--yes", options.assumeYes, "Do not ask, except where an answer must be typed out");
+  }
+}
+
 /// Commands accept the program's own options too, which the parser lists in the program's help only.
 void mentionGlobalOptions(CLI::App& app) {
   for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) {
-    command->footer("Also -n, -y, -q, -v and --color; tidra --help explains them.\n\n" + command->get_footer());
+    const bool showsSome = command->get_option_no_throw("--dry-run") != nullptr;
+    command->footer(fmt::format("Also {}-q, -v and --color; tidra --help explains them.\n\n{}",
+                                showsSome ? "" : "-n, -y, ", command->get_footer()));
     mentionGlobalOptions(*command);
   }
+}
+
+std::vector<std::string> commandsOf(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    if (!command->get_group().empty()) names.push_back(command->get_name());  // not a hidden one
+  }
+  return names;
+}
+
+/// Prints the help of the program, or of the command that the words name.
+int showHelp(const CLI::App& app, const std::vector<std::string>& words) {
+  const CLI::App* command = &app;
+  std::string name = app.get_name();
+  for (const std::string& word : words) {
+    const CLI::App* next = nullptr;
+    for (const CLI::App* each : command->get_subcommands([](const CLI::App*) { return true; })) {
+      if (each->get_name() == word) next = each;
+    }
+    if (next == nullptr) {
+      const auto known = commandsOf(*command);
+      throw InputError(fmt::format("{} has no command '{}'{}{}.", name, escapedForTerminal(word),
+                                   known.empty() ? "" : "; known are ", joined(known, ", ")));
+    }
+    name += " " + word;
+    command = next;
+  }
+  writeOut(app.get_formatter()->make_help(command, name, CLI::AppFormatMode::Normal));
+  return ExitStatus::done;
+}
+
+void addHelpCommand(CLI::App& app, Program& program) {
+  auto words = std::make_shared<std::vector<std::string>>();
+  CLI::App* command = app.add_subcommand("help", "Explain the program, or one command");
+  command->add_option("COMMAND", *words, "The command, such as trash purge")->type_name("");
+  command->footer("Examples:\n  tidra help clean\n  tidra help trash purge");
+  command->callback([&app, &program, words] { program.command = [&app, words] { return showHelp(app, *words); }; });
 }
 
 int fail(std::string_view message, int status) {
@@ -74,15 +125,10 @@ std::string unknownWord(const CLI::App& app) {
 /// Names the commands that exist where one is missing or unknown.
 std::string missingCommandSentence(const CLI::App& app, const LiteralArguments& arguments) {
   const NamedCommand named(app);
-  std::vector<std::string> known;
-  for (const CLI::App* command : named.command->get_subcommands([](const CLI::App*) { return true; })) {
-    known.push_back(command->get_name());
-  }
   const std::string word = escapedForTerminal(arguments.putBack(unknownWord(app)));
-  const std::string commands = joined(known, ", ");
+  const std::string commands = joined(commandsOf(*named.command), ", ");
   if (word.empty()) return fmt::format("{} needs a command: {}.", named.words, commands);
   std::string hint;
-  if (word == "help") hint = "; tidra --help explains them";
   if (word == "restore") hint = "; tidra undo brings back what the last removal moved away";
   const std::string at = named.command == &app ? "" : fmt::format(" of {}", named.words);
   return fmt::format("Unknown command '{}'{}; known are {}{}.", word, at, commands, hint);
@@ -120,10 +166,14 @@ void addCommands(CLI::App& app, Program& program) {
   addTrashCommand(app, program);
   addExcludeCommand(app, program);
   addRulesCommand(app, program);
+  addConfigCommand(app, program);
   addPolicyCommand(app, program);
   addFleetCommand(app, program);
   addAuditCommand(app, program);
   addHubCommand(app, program);
+  addCompletionsCommand(app, program);
+  addHelpCommand(app, program);
+  showRemovalFlags(app, program.options);
   mentionGlobalOptions(app);
 }
 
@@ -144,6 +194,8 @@ int runProgram(int argc, char** argv) {
     writeOut(text.str());
     return status;
   } catch (const CLI::ParseError& error) {
+    const bool isBare = app.get_subcommands().empty() && app.remaining(true).empty();
+    if (isBare && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) return showHelp(app, {});
     return fail(sentenceOf(error, app, arguments), ExitStatus::badInput);
   }
   checkOptionPairs(app);
@@ -153,10 +205,10 @@ int runProgram(int argc, char** argv) {
 
 }  // namespace
 
-int runTidra(int argc, char** argv) {
-  endAtMemoryShortage(memoryShortage, ExitStatus::someFailed);
-  handleInterrupts();
-  holdClosedStandardStreams();
+namespace {
+
+/// Maps exceptions to a sentence and a status.
+int runGuarded(int argc, char** argv) {
   try {
     return runProgram(argc, argv);
   } catch (const Interrupted& interruption) {
@@ -172,6 +224,17 @@ int runTidra(int argc, char** argv) {
   } catch (const std::exception& error) {
     return fail(escapedForTerminal(error.what()), ExitStatus::someFailed);
   }
+}
+
+}  // namespace
+
+int runTidra(int argc, char** argv) {
+  endAtMemoryShortage(memoryShortage, ExitStatus::someFailed);
+  handleInterrupts();
+  holdClosedStandardStreams();
+  const int status = runGuarded(argc, argv);
+  if (JsonLines::isBroken()) endByBrokenPipe(ExitStatus::someFailed);
+  return status;
 }
 
 }  // namespace tidra

@@ -28,6 +28,7 @@ struct GlobalOptions {
   bool assumeYes = false;
   bool dryRun = false;
   std::string color = "auto";  // "auto", "always" or "never"
+  bool colorIsNamed = false;   // by an option
 };
 
 struct Program {
@@ -48,6 +49,8 @@ void addPolicyCommand(CLI::App& app, Program& program);
 void addQuarantineCommand(CLI::App& app, Program& program);
 void addScanCommand(CLI::App& app, Program& program);
 void addTrashCommand(CLI::App& app, Program& program);
+void addCompletionsCommand(CLI::App& app, Program& program);
+void addConfigCommand(CLI::App& app, Program& program);
 void addExcludeCommand(CLI::App& app, Program& program);
 void addHistoryCommand(CLI::App& app, Program& program);
 void addFleetCommand(CLI::App& app, Program& program);

@@ -33,11 +33,40 @@ void ProgressLine::update(const ScanProgress& progress) {
                    escapedForTerminal(progress.currentPathDisplay)));
 }
 
+namespace {
+
+std::string timeLeftText(double seconds) {
+  constexpr double minute = 60;
+  constexpr double hour = 60 * minute;
+  if (seconds < minute) return fmt::format("{:.0f} s left", std::max(seconds, 1.0));
+  if (seconds < hour) return fmt::format("{:.0f} min left", seconds / minute);
+  return fmt::format("{:.0f} h left", seconds / hour);
+}
+
+}  // namespace
+
+std::vector<std::string> removalFigures(const CleanupProgress& progress, std::chrono::duration<double> elapsed) {
+  std::vector<std::string> figures{
+      fmt::format("{} of {}", grouped(progress.itemsDone), counted(progress.items, "item", "items")),
+      fmt::format("{}{} of {}", progress.isEstimate ? "about " : "", ByteFormatting::compact(progress.bytesDone),
+                  ByteFormatting::compact(progress.bytes))};
+  const double seconds = elapsed.count();
+  const double rate = seconds >= 1 ? static_cast<double>(progress.bytesDone) / seconds : 0;
+  if (rate >= 1 && progress.bytesDone < progress.bytes) {
+    figures.push_back(timeLeftText(static_cast<double>(progress.bytes - progress.bytesDone) / rate));
+  }
+  if (progress.entriesRemoved > 0) figures.push_back(counted(progress.entriesRemoved, "entry", "entries"));
+  if (rate >= 1) {
+    figures.push_back(fmt::format("{}/s", ByteFormatting::compact(static_cast<std::int64_t>(rate))));
+  }
+  return figures;
+}
+
 void ProgressLine::update(const CleanupProgress& progress) {
+  if (removingSince_ == Clock::time_point{}) removingSince_ = Clock::now();
   if (!isDue()) return;
-  draw(fmt::format("{} of {} · {}{} of {} · {}", grouped(progress.itemsDone), counted(progress.items, "item", "items"),
-                   progress.isEstimate ? "about " : "", ByteFormatting::compact(progress.bytesDone),
-                   ByteFormatting::compact(progress.bytes), escapedForTerminal(progress.currentPath)));
+  draw(joined(removalFigures(progress, Clock::now() - removingSince_), " · ") + " · " +
+       escapedForTerminal(progress.currentPath));
 }
 
 void ProgressLine::erase() {

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include "core/session/cleanup_session.h"
 #include "core/session/scan_session.h"
@@ -32,6 +33,10 @@ class ProgressLine {
   bool drawn_ = false;
   std::size_t columns_;
   Clock::time_point last_{};
+  Clock::time_point removingSince_{};  // of the first removal's progress
 };
+
+/// Items, bytes, entries, and from a second on rate and time left, the most telling first.
+std::vector<std::string> removalFigures(const CleanupProgress& progress, std::chrono::duration<double> elapsed);
 
 }  // namespace tidra

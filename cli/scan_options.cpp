@@ -8,12 +8,12 @@
 #include <chrono>
 
 #include "cli/interrupt.h"
+#include "cli/known_settings.h"
 #include "cli/progress_line.h"
 #include "cli/rule_sources.h"
+#include "cli/scan_choices.h"
 #include "cli/user_state.h"
 #include "core/base/text.h"
-#include "core/model/ecosystems.h"
-#include "core/model/system_scan_categories.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/host.h"
@@ -24,6 +24,7 @@
 #include "core/rules/skip_list.h"
 #include "core/scan/exclusion_use.h"
 #include "core/scan/git_metadata.h"
+#include "core/scan/scan_roots.h"
 
 namespace tidra {
 namespace {
@@ -61,12 +62,12 @@ std::string absolutePath(const std::string& given, const TidraPathResolver& reso
   return standardizedPath(path);
 }
 
-namespace {
 std::string absolutePath(const std::string& given, const Environment& environment) {
   const bool needsHome = given == "~" || given.starts_with("~/");
   return absolutePath(given, needsHome ? makeResolver(std::nullopt, environment) : TidraPathResolver{{}, environment});
 }
 
+namespace {
 
 bool names(std::string_view text, const TidraPathResolver& resolver) {
   return pathExists(absolutePath(std::string(text), resolver));
@@ -125,52 +126,16 @@ std::string checkedRoot(const std::string& given, const TidraPathResolver& resol
   throw InputError(fmt::format("'{}' cannot be opened: {}.", shown, opened.failure().message()));
 }
 
-/// Throws unless every value is known.
-void requireKnown(const std::vector<std::string>& values, const std::vector<std::string>& known,
-                  std::string_view what) {
-  for (const std::string& value : values) {
-    if (std::find(known.begin(), known.end(), value) != known.end()) continue;
-    throw InputError(
-        fmt::format("Unknown {1} '{0}'; known are {2}.", escapedForTerminal(value), what, joined(known, ", ")));
+/// The folder to scan when none is named.
+std::string defaultRoot(const ScanOptions& options, const TidraPathResolver& resolver) {
+  const TidraAppSettings& settings = options.settings.app;
+  const auto root = TidraScanRootResolver::resolve(settings.defaultScanLocation, settings.customScanPath, resolver);
+  try {
+    return checkedRoot(root.path, resolver);
+  } catch (const InputError& error) {
+    if (settings.defaultScanLocation == TidraScanDefaultLocation::home) throw;
+    throw InputError(fmt::format("{} tidra config set location changes what is scanned without a name.", error.what()));
   }
-}
-
-std::set<std::string> chosenEcosystems(const ScanOptions& options, const RuleCatalog& catalog) {
-  std::vector<std::string> known;
-  const auto add = [&](const std::string& tag) {
-    if (std::find(known.begin(), known.end(), tag) == known.end()) known.push_back(tag);
-  };
-  for (const auto& ecosystem : ecosystemTable) add(std::string(ecosystem.key));
-  for (const auto& rule : catalog.projectRules) {
-    add(rule.ecosystem);
-    for (const auto& marker : rule.markers) add(marker.ecosystem);
-  }
-  for (const auto& rule : catalog.systemRules) add(rule.ecosystem);
-  requireKnown(options.ecosystems, known, "ecosystem");
-  return {options.ecosystems.begin(), options.ecosystems.end()};
-}
-
-std::set<ArtifactSafetyTier> chosenTiers(const ScanOptions& options) {
-  std::set<ArtifactSafetyTier> tiers;
-  for (const std::string& text : options.tiers) {
-    const auto tier = fromRawValue<ArtifactSafetyTier>(text);
-    if (!tier) {
-      throw InputError(fmt::format("Unknown tier '{}'; known are {}.", escapedForTerminal(text),
-                                   rawValueList<ArtifactSafetyTier>()));
-    }
-    tiers.insert(*tier);
-  }
-  return tiers;
-}
-
-void checkCategories(const ScanOptions& options, const RuleCatalog& catalog) {
-  std::vector<std::string> known;
-  known.reserve(systemScanCategoryTable.size());
-  for (const auto& category : systemScanCategoryTable) known.emplace_back(category.key);
-  for (const auto& rule : catalog.systemRules) {
-    if (std::find(known.begin(), known.end(), rule.category) == known.end()) known.push_back(rule.category);
-  }
-  requireKnown(options.categories, known, "category");
 }
 
 /// Returns a sentence when an exclusion names an unset variable, unless a file of that literal name exists.
@@ -210,7 +175,6 @@ void applyUserState(ScanRequest& request) {
     exclusions.use->addUnwatched(kept);
     exclusions.pathPrefixes.insert(exclusions.pathPrefixes.end(), kept.pathPrefixes.begin(), kept.pathPrefixes.end());
     exclusions.globPatterns.insert(exclusions.globPatterns.end(), kept.globPatterns.begin(), kept.globPatterns.end());
-    request.thresholds = state.settings.load().thresholds();
   } catch (const PreferencesError& error) {
     // Also with --quiet.
     writeStandardError(
@@ -242,11 +206,16 @@ std::optional<std::string> noteOn(const TypedExclusion& typed, const TidraPathRe
   return fmt::format("'{0}' keeps nothing inside an artefact; '*/{0}' keeps that too.", escapedForTerminal(typed.text));
 }
 
+void addJsonLinesOption(CLI::App& command, ScanOptions& options) {
+  command.add_flag("--json-lines", options.jsonLines, "Print what happens as it happens, one JSON object a line");
+}
+
 void addRuleOptions(CLI::App& command, ScanOptions& options) {
   addPathList(command, "--exclude", options.exclude, "PATTERN", "Keep out a folder or a pattern, e.g. '*/vendor/*'");
   addPathList(command, "--rules", options.rulesFiles, "FILE", "Overlay the built-in rules with those of a file");
   addList(command, "--disable-rule", options.disabledRules, "ID", "Switch rules off by id");
   addPathList(command, "--unskip", options.unskip, "PATH", "Walk a folder that scans skip, e.g. /opt");
+  command.add_flag("--no-config", options.noConfig, "Without the settings of tidra config; exclusions count anyway");
   command.add_option("--threads", options.threads, "Workers that read folders; 0 chooses")
       ->type_name("N")
       ->check(CLI::Range(0, 256));
@@ -340,8 +309,8 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   ScanRequest request;
   request.resolver = makeResolver(options.home, environment);
   for (const std::string& root : options.roots) request.roots.push_back(checkedRoot(root, request.resolver));
-  if (request.roots.empty()) request.roots.push_back(checkedRoot(request.resolver.home, request.resolver));
-  RuleSources sources = personalRules(request.resolver);
+  if (request.roots.empty()) request.roots.push_back(defaultRoot(options, request.resolver));
+  RuleSources sources = options.noConfig ? RuleSources{} : personalRules(request.resolver);
   sources.files = listedPaths(options.rulesFiles, request.resolver);
   sources.disabledRules = options.disabledRules;
   ChosenCatalog chosen = makeCatalog(sources);
@@ -356,13 +325,16 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   request.git = TidraGitMetadataReader::findGit(environment);
   request.scanProjects = !options.noProjects && !namesPlacesOnly(options);
   request.scanSystem = !options.noSystem;
-  if (options.system) request.systemReach = SystemReach::everywhere;
+  // Only a named folder bounds a scan.
+  if (options.system || options.roots.empty()) request.systemReach = SystemReach::everywhere;
+  request.thresholds = options.settings.app.thresholds();
   request.exclusions = chosenExclusions(options, request.resolver);
   applyUserState(request);
-  checkCategories(options, request.catalog);
-  if (!options.categories.empty()) request.categories = {{options.categories.begin(), options.categories.end()}};
-  if (!options.ecosystems.empty()) request.ecosystems = chosenEcosystems(options, request.catalog);
-  if (!options.tiers.empty()) request.tiers = chosenTiers(options);
+  request.categories = chosenCategories(options, request.catalog);
+  const auto off = switchedOff(options.settings.app.systemScanEnabled);
+  request.categoriesOff = {off.begin(), off.end()};
+  request.ecosystems = chosenEcosystems(options, request.catalog);
+  request.tiers = chosenTiers(options);
   if (options.minSize) request.minimumBytes = unsignedBytes(parseSize(*options.minSize));
   if (options.olderThan) request.olderThan = parseAge(*options.olderThan);
   request.oneFileSystem = options.oneFileSystem;
@@ -375,7 +347,10 @@ ScanOutcome runScanForPerson(ScanRequest request, const Program& program) {
   const TerminalFacts facts = terminalFacts(STDERR_FILENO, program.options.color, program.environment);
   ProgressLine line(facts.movesCursor && !program.options.quiet, facts.columns);
   request.shouldCancel = &InterruptGuard::requested;
-  request.onProgress = [&](const ScanProgress& progress) { line.update(progress); };
+  request.onProgress = [&line, more = std::move(request.onProgress)](const ScanProgress& progress) {
+    line.update(progress);
+    if (more) more(progress);
+  };
   ScanOutcome outcome = runScan(request);
   line.erase();
   if (!program.options.quiet) {

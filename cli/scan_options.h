@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "app/state/app_settings.h"
 #include "cli/program.h"
 #include "cli/scan_view.h"
 #include "core/scan/exclusion_entry.h"
@@ -33,11 +34,17 @@ struct ScanOptions {
   std::optional<std::string> output;
   unsigned threads = 0;
   bool json = false;
+  bool jsonLines = false;
   bool last = false;
+  bool noConfig = false;
+  UserSettings settings = {};  // the defaults with --no-config
 };
 
 /// Declares the options on a command. `options` must outlive the parsing. `listed` is what --limit counts.
 void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& listed = "Projects");
+
+/// Declares --json-lines.
+void addJsonLinesOption(CLI::App& command, ScanOptions& options);
 
 /// Declares the options for rules, exclusions and the number of workers.
 void addRuleOptions(CLI::App& command, ScanOptions& options);
@@ -59,6 +66,9 @@ TimePoint currentTime();
 /// which must not mean the current folder.
 std::string absolutePath(const std::string& given, const TidraPathResolver& resolver);
 
+/// The same, for commands that need the home folder for nothing else: one that is unknown matters only for "~".
+std::string absolutePath(const std::string& given, const Environment& environment);
+
 /// Parses an exclusion, relative to the current folder.
 TypedExclusion typedExclusion(const std::string& given, const TidraPathResolver& resolver);
 
@@ -66,13 +76,11 @@ TypedExclusion typedExclusion(const std::string& given, const TidraPathResolver&
 /// yet, is unexpectedly a pattern, or matches names only and so keeps nothing inside an artefact. nullopt for others.
 std::optional<std::string> noteOn(const TypedExclusion& typed, const TidraPathResolver& resolver);
 
-/// Scans with a live line and writes notes to standard error. Requires a live InterruptGuard.
+/// Scans with a live line and writes notes to standard error. The request's own onProgress is called too. Requires a
+/// live InterruptGuard.
 ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
 
 /// The last line of a scanning command: what was left out because of the roots, or for lack of one.
-/// The same, for commands that need the home folder for nothing else: one that is unknown matters only for "~".
-std::string absolutePath(const std::string& given, const Environment& environment);
-
 void noteOutOfBounds(const ScanOutcome& outcome, const ScanOptions& options);
 
 /// Returns the values of a list option: a text that names a file or folder is that, commas included; any other is split

@@ -149,7 +149,8 @@ TEST_F(Options, OfPathsAreSplitAtCommasOnlyWhereTheTextNamesNothing) {
 TEST_F(Options, UnknownCommandsAreNamedWithTheKnownOnes) {
   for (const auto& [arguments, named] : rowsOf(R"(
        trash empty => 'empty', tidra trash, purge | quarantine undo => 'undo', restore |
-       help => 'help', tidra --help | restore => tidra undo | trash => tidra trash needs, purge |
+       help nope => 'nope', known are, scan | help trash nope => tidra trash, 'nope', purge | restore => tidra undo |
+       trash => tidra trash needs, purge |
        apply => FILE, tidra apply --help | clean --older-than => --older-than, tidra clean --help)")) {
     const std::string told = refused(wordsOf(arguments));
     for (const auto name : split(named, ',')) EXPECT_THAT(told, HasSubstr(std::string(trimmed(name)))) << arguments;

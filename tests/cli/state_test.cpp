@@ -159,6 +159,22 @@ TEST_F(CliState, TheLastScanShowsTheSameItems) {
   EXPECT_EQ(itemsOf(run({"scan", "--last", "--json"})).size(), 3U);
 }
 
+TEST_F(CliState, TheLastScanIsNarrowedWithoutScanning) {
+  scanAll({});
+  removeFile(tree().path("code/web/dist/f"));
+  for (const auto& [options, names] : rowsOf(R"(
+       --min-size 200 => .cache/pip ancient/target tool/target web/dist web/node_modules |
+       --category mine => ~/.mine | --ecosystem rust,ours => .cargo/registry ~/.mine tool/target |
+       --category globalCaches,mine --min-size 6 => .cache/pip .cargo/registry | --older-than 5y => ancient/target |
+       --tier warning => )")) {
+    Texts words = wordsOf("scan --last --json " + options);
+    EXPECT_EQ(shortNames(pathsIn(run(words))), names) << options;
+  }
+  EXPECT_THAT(refused({"scan", "--last", "--ecosystem", "cobol"}), HasSubstr("'cobol'; known are ai"));
+  const auto shownIn = [&](const char* zone) { return run({"scan", "--last"}, {.environment = {{"TZ", zone}}}).out; };
+  EXPECT_NE(shownIn("UTC"), shownIn("XXX-09"));
+}
+
 TEST_F(CliState, TheSummaryOfALastScanShowsWithoutItsFindings) {
   scanAll({});
   const std::string file = tree().path(".config/tidra/preferences.json");

@@ -1,0 +1,107 @@
+#include "cli/scan_choices.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "cli/known_settings.h"
+#include "core/base/quantities.h"
+#include "core/base/text.h"
+#include "core/model/ecosystems.h"
+#include "core/model/system_scan_categories.h"
+#include "core/rules/catalog_files.h"
+
+namespace tidra {
+namespace {
+
+/// Values in the order in which they are listed, each once.
+class KnownValues {
+ public:
+  void add(std::string_view value) {
+    if (std::find(values_.begin(), values_.end(), value) == values_.end()) values_.emplace_back(value);
+  }
+
+  /// Throws unless every value is known.
+  void require(const std::vector<std::string>& given, std::string_view what) const {
+    for (const std::string& value : given) {
+      if (std::find(values_.begin(), values_.end(), value) != values_.end()) continue;
+      throw InputError(
+          fmt::format("Unknown {1} '{0}'; known are {2}.", escapedForTerminal(value), what, joined(values_, ", ")));
+    }
+  }
+
+  const std::vector<std::string>& values() const { return values_; }
+
+ private:
+  std::vector<std::string> values_;
+};
+
+}  // namespace
+
+std::optional<std::set<std::string>> chosenEcosystems(const ScanOptions& options, const RuleCatalog& catalog,
+                                                      const std::set<std::string>& more) {
+  KnownValues known;
+  for (const auto& ecosystem : ecosystemTable) known.add(ecosystem.key);
+  for (const auto& rule : catalog.projectRules) {
+    known.add(rule.ecosystem);
+    for (const auto& marker : rule.markers) known.add(marker.ecosystem);
+  }
+  for (const auto& rule : catalog.systemRules) known.add(rule.ecosystem);
+  for (const std::string& tag : more) known.add(tag);
+  known.require(options.ecosystems, "ecosystem");
+  if (!options.ecosystems.empty()) return {{options.ecosystems.begin(), options.ecosystems.end()}};
+  const auto off = switchedOff(options.settings.app.ecosystemsEnabled);
+  if (off.empty()) return std::nullopt;
+  std::set<std::string> left(known.values().begin(), known.values().end());
+  for (const std::string& key : off) left.erase(key);
+  return left;
+}
+
+std::optional<std::set<std::string>> chosenCategories(const ScanOptions& options, const RuleCatalog& catalog,
+                                                      const std::set<std::string>& more) {
+  KnownValues known;
+  for (const auto& category : systemScanCategoryTable) known.add(category.key);
+  for (const auto& rule : catalog.systemRules) known.add(rule.category);
+  for (const std::string& key : more) known.add(key);
+  known.require(options.categories, "category");
+  if (options.categories.empty()) return std::nullopt;
+  return {{options.categories.begin(), options.categories.end()}};
+}
+
+std::optional<std::set<ArtifactSafetyTier>> chosenTiers(const ScanOptions& options) {
+  std::set<ArtifactSafetyTier> tiers;
+  for (const std::string& text : options.tiers) {
+    const auto tier = fromRawValue<ArtifactSafetyTier>(text);
+    if (!tier) {
+      throw InputError(fmt::format("Unknown tier '{}'; known are {}.", escapedForTerminal(text),
+                                   rawValueList<ArtifactSafetyTier>()));
+    }
+    tiers.insert(*tier);
+  }
+  return tiers.empty() ? std::nullopt : std::optional(std::move(tiers));
+}
+
+LastScanFilter chosenOfLastScan(const ScanOptions& options, const LastScan& last, TimePoint now) {
+  std::set<std::string> ecosystems;
+  std::set<std::string> categories;
+  if (last.aggregate) {
+    for (const auto& [root, findings] : last.aggregate->artifactsByProjectRoot) {
+      for (const ScanArtifactFinding& finding : findings) {
+        ecosystems.insert(finding.ecosystemTag);
+        categories.insert(LastScanFilter::categoryOf(finding));
+      }
+    }
+  }
+  const RuleCatalog catalog = makeCatalog({}, {}).catalog;
+  LastScanFilter filter;
+  filter.tiers = chosenTiers(options);
+  filter.ecosystems = chosenEcosystems(options, catalog, ecosystems);
+  filter.categories = chosenCategories(options, catalog, categories);
+  if (options.minSize) filter.minimumBytes = unsignedBytes(parseSize(*options.minSize));
+  if (options.olderThan) filter.olderThan = parseAge(*options.olderThan);
+  filter.now = now;
+  return filter;
+}
+
+}  // namespace tidra

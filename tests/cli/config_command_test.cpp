@@ -1,0 +1,85 @@
+// tidra config, and what the settings change about other commands.
+#include "core/base/json_fields.h"
+#include "core/base/text.h"
+#include "core/platform/files.h"
+#include "tests/cli/cli_fixture.h"
+#include "tests/support/matchers.h"
+
+namespace tidra {
+namespace {
+
+using ConfigCommand = CliTest;
+
+TEST_F(ConfigCommand, SettingsChangeEveryScanUntilAnOptionSaysOtherwise) {
+  const std::string all = shortNames(found({}));
+  for (const auto& [setting, names] : rowsOf(R"(
+       min-size 1K => tool/target web/node_modules | ecosystem rust => tool/target |
+       ecosystem all,-java,-rust => ancient/target snake/.venv web/dist web/node_modules | tier warning => |
+       location ~/code/web => web/dist web/node_modules)")) {
+    Texts words = wordsOf("config set " + setting);
+    ASSERT_EQ(run(words).status, 0) << setting;
+    EXPECT_EQ(shortNames(found({})), names) << setting;
+    EXPECT_EQ(shortNames(found({"--no-config"})), all) << setting;
+    words[1] = "get";
+    const std::string value = words.back();
+    words.pop_back();
+    EXPECT_EQ(run(words).out, value + "\n");
+    words[1] = "unset";
+    EXPECT_EQ(run(words).status, 0);
+    EXPECT_EQ(shortNames(found({})), all) << setting;
+  }
+  ASSERT_EQ(run({"config", "set", "min-size", "1K"}).status, 0);
+  EXPECT_EQ(shortNames(found({"--min-size", "0"})), all);
+  ASSERT_EQ(run({"config", "set", "tier", "caution"}).status, 0);
+  EXPECT_THAT(clean({"--yes", "-n", "code/web"}).out, HasSubstr("Nothing to remove"));
+  EXPECT_THAT(clean({"--yes", "-n", "code/web", "--tier", "safe"}).out, HasSubstr("1 item"));
+  EXPECT_THAT(clean({"-n", "code", "-v"}).err, HasSubstr("By tidra config tier is caution, min-size is 1K;"));
+}
+
+TEST_F(ConfigCommand, CategoriesThatAreOffAreNotLookedAt) {
+  tree().writeFileOfSize(".cache/pip/f", 700);
+  const Texts caches{"scan", "--no-projects", "--json"};
+  const auto places = [&] { return reportOf(run(caches, {.environment = {{"PATH", "/nowhere"}}})).items.size(); };
+  EXPECT_EQ(places(), 1U);
+  ASSERT_EQ(run({"config", "set", "category", "all,-globalCaches"}).status, 0);
+  EXPECT_EQ(places(), 0U);
+  Texts named = caches;
+  named.insert(named.end(), {"--category", "globalCaches"});
+  EXPECT_EQ(reportOf(run(named)).items.size(), 1U) << "a named option wins";
+}
+
+TEST_F(ConfigCommand, TheMethodFollowsWhatIsSetLast) {
+  const auto method = [&] { return documentOf(run({"plan", "code", "--no-system"}))["method"]; };
+  EXPECT_EQ(method(), "trash");
+  ASSERT_EQ(run({"config", "set", "move-to-trash", "false"}).status, 0);
+  EXPECT_EQ(method(), "delete");
+  EXPECT_THAT(run({"config", "list"}).out, HasSubstr("move-to-trash  Where clean"));
+  ASSERT_EQ(run({"config", "set", "method", "quarantine"}).status, 0);
+  EXPECT_EQ(method(), "quarantine");
+  EXPECT_EQ(documentOf(run({"plan", "--method", "trash", "code", "--no-system"}))["method"], "trash");
+  const auto list = documentOf(run({"config", "list", "--json"}));
+  EXPECT_EQ(list.at(8), nlohmann::json::parse(R"({"default": "trash", "from": "settings", "key": "method",
+      "value": "quarantine", "what": "Where clean and plan move things, instead of what move-to-trash says"})"));
+}
+
+TEST_F(ConfigCommand, BadInputChangesNothingAndNamesWhatIsKnown) {
+  ASSERT_EQ(run({"config", "set", "color", "never"}).status, 0);
+  const auto before = tree().snapshot();
+  for (const auto& [words, named] : rowsOf(R"(
+       set colour never => 'colour', color, min-size | get x => 'x', location | unset x => 'x', method |
+       set method burn => 'burn', quarantine | set tier safe,odd => odd, warning | set tier , => warning |
+       set ecosystem cobol => 'cobol', rust | set ecosystem npm,-rust => all,- | set category all,-moon => docker |
+       set min-size 3Q => '3Q', 10M | set inactive-after 3d => '3d', 6mo | set dormant-after 18mo => '18mo', 2y |
+       set move-to-trash maybe => 'maybe', true or false | set location ~/none => '~/none', folder |
+       set color blue => 'blue', auto | set min-size => VALUE | frob => frob)")) {
+    Texts arguments = wordsOf(words);
+    arguments.insert(arguments.begin(), "config");
+    const std::string told = refused(arguments);
+    for (const auto name : split(named, ',')) EXPECT_THAT(told, HasSubstr(std::string(trimmed(name)))) << words;
+  }
+  EXPECT_EQ(run({"config", "set", "-n", "color", "always"}).out, "color would be always.\n");
+  EXPECT_EQ(tree().snapshot(), before);
+}
+
+}  // namespace
+}  // namespace tidra
