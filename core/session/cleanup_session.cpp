@@ -195,11 +195,14 @@ std::int64_t CleanupCandidate::freeableBytes() const {
 
 UnprovenFindings unprovenIn(const ScanOutcome& outcome) {
   UnprovenFindings unproven;
+  std::vector<const FoundArtifact*> findings;
   for (const FoundArtifact& found : outcome.findings) {
     if (!lacksEvidence(found.finding)) continue;
+    findings.push_back(&found);
     ++unproven.count;
     unproven.bytes = saturatedSum(unproven.bytes, signedBytes(found.finding.sizeBytes));
   }
+  unproven.freeableBytes = signedBytes(CombinedUse(findings).freeableBytes());
   return unproven;
 }
 

@@ -50,6 +50,7 @@ struct CleanupOptions {
 struct UnprovenFindings {
   std::size_t count = 0;
   std::int64_t bytes = 0;
+  std::int64_t freeableBytes = 0;  // together
 };
 UnprovenFindings unprovenIn(const ScanOutcome& outcome);
 

@@ -23,12 +23,15 @@ RaisedFindings raisedBeyond(const std::set<ArtifactSafetyTier>& tiers, const std
     if (!found.place.empty()) places.add(found.place);
   }
   RaisedFindings counted;
+  std::vector<const FoundArtifact*> outermost;
   for (const FoundArtifact* found : raised) {
     if (!found->place.empty() && !places.contains(found->place)) continue;
+    outermost.push_back(found);
     ++counted.count;
     counted.bytes = saturatedSum(counted.bytes, signedBytes(found->finding.sizeBytes));
     counted.hasCaution = counted.hasCaution || found->finding.safetyTier == ArtifactSafetyTier::caution;
   }
+  counted.freeableBytes = signedBytes(CombinedUse(outermost).freeableBytes());
   return counted;
 }
 

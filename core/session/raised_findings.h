@@ -15,7 +15,8 @@ namespace tidra {
 struct RaisedFindings {
   std::size_t count = 0;
   std::int64_t bytes = 0;
-  bool hasCaution = false;  // whether one is of tier caution, so that a wider selection takes it
+  std::int64_t freeableBytes = 0;  // together
+  bool hasCaution = false;         // whether one is of tier caution, so that a wider selection takes it
 
   bool operator==(const RaisedFindings&) const = default;
 };

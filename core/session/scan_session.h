@@ -29,6 +29,7 @@ struct ScanProgress {
   std::size_t projectsFound = 0;
   std::size_t artifactsFound = 0;
   std::uint64_t recoverableBytes = 0;
+  std::uint64_t freeableBytes = 0;  // of each finding by itself
   std::string currentPathDisplay;
 };
 

@@ -7,7 +7,12 @@ namespace tidra {
 void SessionProgress::advance(const FilesystemArtifactScanner::ProgressTick& tick) {
   progress_.entriesVisited = before_.entriesVisited + tick.foldersScanned;
   progress_.projectsFound = before_.projectsFound + tick.projectRootsFound;
-  progress_.artifactsFound = before_.artifactsFound + tick.artifactsFound;
+  const std::size_t found = before_.artifactsFound + tick.artifactsFound;
+  // The latest finding stays in later ticks; a tick follows each finding.
+  if (found > progress_.artifactsFound && tick.latestFinding != nullptr) {
+    progress_.freeableBytes = saturatedSum(progress_.freeableBytes, tick.latestFinding->freeable());
+  }
+  progress_.artifactsFound = found;
   progress_.recoverableBytes = saturatedSum(before_.recoverableBytes, tick.recoverableBytes);
   if (!request_.onProgress) return;
   progress_.phaseLabel = SystemArtifactScanner::projectPhaseLabel;
@@ -17,6 +22,9 @@ void SessionProgress::advance(const FilesystemArtifactScanner::ProgressTick& tic
 
 void SessionProgress::advance(const SystemArtifactScanner::ProgressTick& tick) {
   if (!request_.onProgress || tick.phaseLabel == SystemArtifactScanner::projectPhaseLabel) return;
+  if (tick.latestFinding != nullptr) {
+    progress_.freeableBytes = saturatedSum(progress_.freeableBytes, tick.latestFinding->freeable());
+  }
   progress_.phaseLabel = tick.phaseLabel;
   progress_.artifactsFound = static_cast<std::size_t>(tick.artifactsFound);
   progress_.recoverableBytes = unsignedBytes(tick.recoverableBytes);

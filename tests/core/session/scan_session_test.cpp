@@ -391,10 +391,13 @@ TEST_F(ScanSession, ProgressOfSeveralRootsAddsUp) {
     EXPECT_GE(progress.recoverableBytes, last.recoverableBytes);
     last = progress;
   };
-  static_cast<void>(runScan(asked));
+  const auto outcome = runScan(asked);
   EXPECT_EQ(last.artifactsFound, 4U);
   EXPECT_EQ(last.projectsFound, 2U);
   EXPECT_EQ(last.recoverableBytes, 43210U);
+  std::uint64_t freeable = 0;
+  for (const FoundArtifact& found : outcome.findings) freeable += found.finding.freeable();
+  EXPECT_EQ(last.freeableBytes, freeable);
 }
 
 }  // namespace
