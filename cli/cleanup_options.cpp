@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
+#include <set>
 #include <utility>
 
 #include "app/state/state_folders.h"
@@ -13,8 +14,10 @@
 #include "cli/interrupt.h"
 #include "cli/progress_line.h"
 #include "cli/removal_recorder.h"
+#include "cli/shown_sizes.h"
 #include "cli/trash_view.h"
 #include "cli/user_state.h"
+#include "cli/volume_figures.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
@@ -44,19 +47,32 @@ CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, c
   return setting;
 }
 
+/// The question about items, with their size as the list shows it.
+std::string questionAbout(const CleanupPlan& plan, const std::vector<CleanupCandidate>& candidates, bool apparentSize,
+                          Remover remover) {
+  std::vector<std::string_view> paths;
+  for (const CleanupPlan::Item& item : plan.items) paths.push_back(item.path);
+  const std::set<std::string_view> meant(paths.begin(), paths.end());
+  const ShownSizes sizes(candidates, apparentSize);
+  const std::int64_t bytes = sizes.ofThose([&](std::size_t i) { return meant.contains(candidates[i].item.path); });
+  return planQuestion(paths, bytes, plan.method, remover);
+}
+
 /// `plan` holds the items of one remover only.
-Confirmation confirmationFor(const CleanupPlan& plan, Remover remover, const TrashChoices& trashes,
+Confirmation confirmationFor(const CleanupPlan& plan, const std::vector<CleanupCandidate>& candidates,
+                             bool apparentSize, Remover remover, const TrashChoices& trashes,
                              const RemovalOptions& options) {
   CleanupPlan moved = plan;
   const auto trashed = takeTrash(moved.items, trashes);
   Confirmation confirmation;
-  if (!trashed) {
-    confirmation.question = planQuestion(plan, remover);
-  } else if (moved.items.empty()) {
-    confirmation.question = fmt::format("Empty the trash ({}) for good?", ByteFormatting::compact(*trashed));
+  if (trashed && moved.items.empty()) {
+    confirmation.question = fmt::format("Empty the trash ({}) for good?", ByteFormatting::readable(*trashed));
   } else {
-    confirmation.question = fmt::format("{} What is in the trash ({}) is deleted for good.",
-                                        planQuestion(moved, remover), ByteFormatting::compact(*trashed));
+    confirmation.question = questionAbout(moved, candidates, apparentSize, remover);
+    if (trashed) {
+      confirmation.question +=
+          fmt::format(" What is in the trash ({}) is deleted for good.", ByteFormatting::readable(*trashed));
+    }
   }
   if (options.emptyTrash && remover == Remover::tidra) confirmation.question += " The trash is emptied afterwards.";
   if (plan.highestTier() == ArtifactSafetyTier::warning) {
@@ -91,8 +107,8 @@ std::vector<FreedesktopTrash::Entry> unlistedIn(const TrashChoices& trashes) {
 
 /// Asks once for each remover, and for undated entries of a trash to be emptied. A "no" drops only the items of that
 /// question.
-Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const TrashChoices& trashes,
-                 const RemovalOptions& options, const Program& program) {
+Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, bool apparentSize,
+                 const TrashChoices& trashes, const RemovalOptions& options, const Program& program) {
   Agreement agreement{.candidates = candidates, .toUnlisted = std::nullopt};
   std::size_t asked = 0;
   std::size_t declined = 0;
@@ -110,7 +126,7 @@ Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupP
     const bool emptiesTrash = options.emptyTrash && remover == Remover::tidra;
     if (part.items.empty() && !emptiesTrash) continue;
     ++asked;
-    if (confirmed(confirmationFor(part, remover, trashes, options), program)) continue;
+    if (confirmed(confirmationFor(part, candidates, apparentSize, remover, trashes, options), program)) continue;
     if (remover == Remover::tidra) agreement.toOwn = false;
     decline([&](const std::string& path) { return removerOf(path) == remover; });
   }
@@ -135,18 +151,6 @@ CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, 
                            std::int64_t) { lines->result(candidate, result); };
   }
   return runCleanup(candidates, setting);
-}
-
-/// The result for the items, and for the trash when it is one of them.
-std::string wholeOutcomeText(CleanupOutcome outcome, DisposalMethod method, bool dryRun) {
-  const auto emptied = takeTrash(outcome.disposal.receipts);
-  if (!emptied) return outcomeText(outcome, method, dryRun);
-  const std::string size = ByteFormatting::compact(*emptied);
-  const bool isWhole = outcome.remainders.empty();
-  const std::string text =
-      dryRun ? fmt::format("{} {} would be deleted for good.\n", isWhole ? "The trash with" : "Of the trash", size)
-             : fmt::format("The trash is emptied{}, {} freed.\n", isWhole ? "" : " but for what the notes name", size);
-  return outcome.disposal.receipts.empty() ? text : outcomeText(outcome, method, dryRun) + text;
 }
 
 /// Returns the exit status.
@@ -236,7 +240,11 @@ QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, cons
 }
 
 CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& request) {
-  return {.terminal = view.terminal, .limit = view.limit, .home = request.resolver.home, .now = request.now};
+  return {.terminal = view.terminal,
+          .limit = view.limit,
+          .home = request.resolver.home,
+          .now = request.now,
+          .apparentSize = view.apparentSize};
 }
 
 int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
@@ -253,7 +261,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
     writeOut(planText(candidates, planView(view, request)) + emptyingText(trashes, planView(view, request)));
   }
   const Agreement agreement = setting.dryRun ? Agreement{.candidates = candidates, .toUnlisted = std::nullopt}
-                                             : askFor(candidates, plan, trashes, options, program);
+                                             : askFor(candidates, plan, view.apparentSize, trashes, options, program);
   if (!agreement.toAnything) {
     if (options.lines) options.lines->finished(CleanupOutcome{});
     if (options.json && !options.lines) writeOut(prettyJson(DisposalOutcome{}) + "\n");
@@ -263,6 +271,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   InterruptGuard::requireNone("Interrupted; nothing was removed.");
   setting.service.includesUnlisted = options.includesUnlisted || agreement.toUnlisted.value_or(false);
   RemovalRecorder recorder(options.command, plan.method, request.resolver, currentTime());
+  const VolumeFigures volumes(agreement.candidates, request.mounts);
   const CleanupOutcome outcome =
       runWithProgress(agreement.candidates, recorder.watching(std::move(setting)), options.lines, program);
   if (!program.options.dryRun) recorder.write();
@@ -274,7 +283,13 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   } else if (options.json) {
     writeOut(prettyJson(CountedOutcome{outcome.disposal, outcome.unmeasured, outcome.freedBytes}) + "\n");
   } else if (!candidates.empty() || !options.emptyTrash) {
-    writeOut(wholeOutcomeText(outcome, plan.method, program.options.dryRun));
+    writeOut(paragraphs(outcomeText(outcome, {.method = plan.method,
+                                              .dryRun = program.options.dryRun,
+                                              .apparentSize = view.apparentSize,
+                                              .isUpperBound = volumes.mayShareExtents(),
+                                              .volumes = volumes.change(),
+                                              .candidates = candidates}),
+                        view.terminal));
   }
   if (outcome.cancelled) {
     writeNote("Interrupted; what was not begun stays where it is.");

@@ -3,91 +3,144 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
 
+#include "cli/item_hint.h"
 #include "cli/scan_view.h"
+#include "cli/shown_sizes.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/tool_targets.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/path_resolver.h"
 #include "core/platform/platform.h"
+#include "core/scan/stores.h"
 
 namespace tidra {
 namespace {
 
 constexpr std::size_t candidatesOnScreen = 30;
-constexpr std::size_t tierWidth = 7;
 constexpr std::string_view about = "about ";
 
 std::string ageOf(const CleanupCandidate& candidate, TimePoint now) {
   return shortAge(candidate.found != nullptr ? candidate.found->finding.lastActivityDate : std::nullopt, now);
 }
 
-struct Columns {
+struct PlanColumns {
+  std::size_t size = sizeWidth;
   std::size_t label = 0;
   std::size_t age = 0;
+  bool hasTier = true;
+  bool hasPlace = true;    // else it stands below
+  std::size_t indent = 0;  // of what stands below
+
+  std::size_t used() const { return 2 + size + 2 + label + (hasTier ? tierWidth + 2 : 0) + (age > 0 ? age + 2 : 0); }
 };
 
-Columns columnsFor(const std::vector<const CleanupCandidate*>& listed, const CleanupViewOptions& options) {
-  Columns columns;
-  for (const CleanupCandidate* candidate : listed) {
+/// The candidates of a list, with the sizes that are shown.
+struct Listed {
+  std::vector<const CleanupCandidate*> candidates;
+  std::vector<std::int64_t> sizes;
+  bool areOfTools = false;
+};
+
+std::string shownPlace(const CleanupCandidate& candidate, const CleanupViewOptions& options) {
+  return shown(TidraPathResolver{options.home, {}}.displayPath(candidate.item.path));
+}
+
+PlanColumns columnsFor(const Listed& listed, const CleanupViewOptions& options) {
+  PlanColumns columns;
+  if (listed.areOfTools) columns.size += about.size();
+  columns.indent = columns.size + 4;
+  for (const CleanupCandidate* candidate : listed.candidates) {
     columns.label = std::max(columns.label, displayWidth(shown(candidate->item.label)));
     columns.age = std::max(columns.age, displayWidth(ageOf(*candidate, options.now)));
   }
-  if (options.terminal.isTerminal) columns.label = std::min(columns.label, widestLabel);
+  if (!options.terminal.isTerminal) return columns;
+  const std::size_t screen = options.terminal.columns;
+  constexpr std::size_t fewestWithAge = 44;
+  constexpr std::size_t fewestWithTier = 30;
+  columns.hasTier = screen >= fewestWithTier;
+  if (screen < fewestWithAge) columns.age = 0;
+  columns.label = std::min(columns.label, widestLabel);
+  const std::size_t others = columns.used() - columns.label;
+  columns.label = std::min(columns.label, screen > others ? screen - others : 1);
+  constexpr std::size_t fewestWithIndent = 60;
+  if (screen < fewestWithIndent) columns.indent = 4;
+  columns.hasPlace = std::all_of(listed.candidates.begin(), listed.candidates.end(), [&](const auto* candidate) {
+    return columns.used() + 2 + displayWidth(shownPlace(*candidate, options)) <= screen;
+  });
   return columns;
 }
 
-/// How to restore the item, what to mind before removing it, or that it cannot be undone. Only the hint of a safe item
-/// is surely a way back.
+/// How to restore the item, what to mind before removing it, or that it cannot be undone; and why its size differs.
 std::string hintText(const CleanupCandidate& candidate) {
   const std::string& path = candidate.item.path;
   const bool isLost = removerOf(path) == Remover::tool && !ToolTargets::canBeUndone(path);
   const ScanArtifactFinding* finding = candidate.found != nullptr ? &candidate.found->finding : nullptr;
-  const auto hint = finding != nullptr ? finding->restoreHint : std::nullopt;
-  if (!hint) return isLost ? "cannot be undone" : "";
-  const bool isSafe = candidate.item.tier == ArtifactSafetyTier::safe;
-  std::string text = (isLost ? "cannot be undone; " : isSafe ? "to get it back: " : "careful: ") + shown(*hint);
-  if (finding->evidence) text += fmt::format(" ({})", shown(*finding->evidence));
-  return text;
+  const auto hint = hintOf(candidate.item, finding != nullptr ? finding->restoreHint : std::nullopt);
+  std::string text = isLost ? "cannot be undone" : "";
+  if (hint) text += isLost ? "; " + shown(hint->text) : hint->sentence();
+  if (finding == nullptr) return text;
+  if (hint && finding->evidence) text += fmt::format(" ({})", shown(*finding->evidence));
+  if (!finding->difference) return text;
+  return std::string(describedDifference(*finding->difference)) + (text.empty() ? "" : "; ") + text;
 }
 
-std::string itemText(const CleanupCandidate& candidate, const Columns& columns, const CleanupViewOptions& options) {
+std::string itemText(const CleanupCandidate& candidate, std::int64_t bytes, const PlanColumns& columns,
+                     const CleanupViewOptions& options) {
   const Style style(options.terminal.colored);
   const bool onScreen = options.terminal.isTerminal;
   const std::string label = shown(candidate.item.label);
-  const std::string place = shown(TidraPathResolver{options.home, {}}.displayPath(candidate.item.path));
+  const std::string place = shownPlace(candidate, options);
   const bool isToolItem = removerOf(candidate.item.path) == Remover::tool;
-  const std::size_t width = sizeWidth + (isToolItem ? about.size() : 0);
-  const std::string size = fmt::format("{}{}", isToolItem ? about : "", ByteFormatting::compact(candidate.item.bytes));
-  std::string text = fmt::format("  {}  {}  {}  {}  {}\n", paddedLeft(size, width),
-                                 paddedRight(onScreen ? fitted(label, columns.label) : label, columns.label),
-                                 style.tier(candidate.item.tier, paddedRight(rawValue(candidate.item.tier), tierWidth)),
-                                 paddedLeft(ageOf(candidate, options.now), columns.age), place);
+  const std::string size = fmt::format("{}{}", isToolItem ? about : "", ByteFormatting::readable(bytes));
+  std::string text = "  " + paddedLeft(size, columns.size) + "  " +
+                     paddedRight(onScreen ? fitted(label, columns.label) : label, columns.label);
+  if (columns.hasTier) {
+    text += "  " + style.tier(candidate.item.tier, paddedRight(rawValue(candidate.item.tier), tierWidth));
+  }
+  if (columns.age > 0) text += "  " + paddedLeft(ageOf(candidate, options.now), columns.age);
+  // What goes is shown in full.
+  if (columns.hasPlace) {
+    text += "  " + place + "\n";
+  } else {
+    text.erase(text.find_last_not_of(' ') + 1);
+    text += "\n" + paragraph(place, options.terminal, columns.indent);
+  }
   const std::string command = isToolItem ? shown(ToolTargets::commandLine(candidate.item.path)) : "";
   for (const std::string& line : {command.empty() ? "" : "runs: " + command, hintText(candidate)}) {
-    if (!line.empty()) text += fmt::format("  {}  {}\n", std::string(width, ' '), style.dim(line));
+    if (!line.empty()) text += dimParagraph(line, options.terminal, columns.indent);
   }
   return text;
 }
 
 /// Lists the items of one remover.
-std::string blockText(std::vector<const CleanupCandidate*> listed, const CleanupViewOptions& options) {
-  const std::size_t all = listed.size();
+std::string blockText(const std::vector<CleanupCandidate>& candidates, const ShownSizes& sizes, Remover remover,
+                      const CleanupViewOptions& options) {
   const std::size_t limit = options.limit.value_or(options.terminal.isTerminal ? candidatesOnScreen : 0);
-  std::int64_t hidden = 0;
-  if (limit > 0 && limit < all) {
-    for (std::size_t i = limit; i < all; ++i) hidden = saturatedSum(hidden, listed[i]->item.bytes);
-    listed.resize(limit);
+  Listed listed;
+  listed.areOfTools = remover == Remover::tool;
+  std::set<std::size_t> hidden;
+  for (std::size_t i = 0; i < candidates.size(); ++i) {
+    if (candidates[i].refusal || removerOf(candidates[i].item.path) != remover) continue;
+    if (limit > 0 && listed.candidates.size() == limit) {
+      hidden.insert(i);
+      continue;
+    }
+    listed.candidates.push_back(&candidates[i]);
+    listed.sizes.push_back(sizes.of(i));
   }
-  const Columns columns = columnsFor(listed, options);
+  const PlanColumns columns = columnsFor(listed, options);
   std::string text;
-  for (const CleanupCandidate* candidate : listed) text += itemText(*candidate, columns, options);
-  if (listed.size() < all) {
-    text += fmt::format("  … and {} more with {}; --limit 0 shows all\n", all - listed.size(),
-                        ByteFormatting::compact(hidden));
+  for (std::size_t i = 0; i < listed.candidates.size(); ++i) {
+    text += itemText(*listed.candidates[i], listed.sizes[i], columns, options);
   }
-  return text;
+  if (hidden.empty()) return text;
+  const std::int64_t bytes = sizes.ofThose([&](std::size_t i) { return hidden.contains(i); });
+  return text + paragraph(fmt::format("{} and {} more with {}; --limit 0 shows all", glyphs().ellipsis, hidden.size(),
+                                      ByteFormatting::readable(bytes)),
+                          options.terminal, 2);
 }
 
 /// "docker and conda", in the order of the items.
@@ -103,52 +156,96 @@ std::string toolNames(const std::vector<std::string_view>& paths) {
   return joined(names, ", ") + " and " + last;
 }
 
-/// Everything removed by one remover.
-struct Removed {
-  std::vector<DisposalReceipt> receipts;
-  std::vector<UnmeasuredSize> unmeasured;
+enum class Way { moved, deleted, withTrash, byTool };
 
-  Removed(const CleanupOutcome& outcome, Remover remover)
-      : receipts(outcome.disposal.receipts), unmeasured(outcome.unmeasured) {
-    const auto isOthers = [remover](const auto& item) { return removerOf(item.path) != remover; };
-    std::erase_if(receipts, isOthers);
-    std::erase_if(unmeasured, isOthers);
+/// Leftovers of an interrupted removal are deleted by any method.
+Way wayOf(const DisposalReceipt& receipt) {
+  if (removerOf(receipt.path) == Remover::tool) return Way::byTool;
+  if (StoreNames::isWholeTrash(receipt.path)) return Way::withTrash;
+  return receipt.method == DisposalMethod::delete_ ? Way::deleted : Way::moved;
+}
+
+/// Everything that went one way.
+struct Gone {
+  std::size_t items = 0;
+  std::int64_t bytes = 0;  // as they are shown
+  bool isExact = true;
+  std::vector<std::string_view> paths;
+
+  template <class Predicate>
+  Gone(const CleanupOutcome& outcome, const OutcomeContext& context, Predicate isMeant) {
+    bool isMoved = false;
+    std::set<std::string_view> meant;
+    const auto& receipts = outcome.disposal.receipts;
+    for (std::size_t i = 0; i < receipts.size(); ++i) {
+      if (!isMeant(receipts[i])) continue;
+      paths.push_back(receipts[i].path);
+      meant.insert(receipts[i].path);
+      isMoved = wayOf(receipts[i]) == Way::moved;
+      bytes = saturatedSum(bytes, context.apparentSize ? receipts[i].bytes.value_or(0) : outcome.freedEach[i]);
+    }
+    items = paths.size();
+    for (const UnmeasuredSize& size : outcome.unmeasured) {
+      if (!meant.contains(size.path)) continue;
+      isExact = isExact && size.reportedByTool;
+      if (context.apparentSize) bytes = saturatedSum(bytes, size.bytes);
+    }
+    if (context.apparentSize || !isMoved) return;
+    // What moved has freed nothing yet.
+    bytes = ShownSizes(context.candidates, false).ofThose([&](std::size_t i) {
+      return meant.contains(context.candidates[i].item.path);
+    });
   }
 
-  std::string items() const { return counted(receipts.size(), "item", "items"); }
-  std::string size() const {
-    const bool isExact =
-        std::all_of(unmeasured.begin(), unmeasured.end(), [](const auto& each) { return each.reportedByTool; });
-    return fmt::format("{}{}", isExact ? "" : about, ByteFormatting::compact(disposedBytes(receipts, unmeasured)));
-  }
-  std::string tools() const {
-    std::vector<std::string_view> paths;
-    for (const DisposalReceipt& receipt : receipts) paths.push_back(receipt.path);
-    return toolNames(paths);
-  }
+  std::string count() const { return counted(items, "item", "items"); }
+  std::string size() const { return (isExact ? "" : std::string(about)) + ByteFormatting::readable(bytes); }
 };
 
 constexpr bool isTrashOfFinder = currentPlatform == TidraPlatform::macOS;
 
-std::string undoHint(const Removed& own) {
-  return fmt::format("; tidra undo brings {} back", own.receipts.size() == 1 ? "it" : "them");
+std::string undoHint(const Gone& moved) {
+  return fmt::format("; tidra undo brings {} back", moved.items == 1 ? "it" : "them");
 }
 
-std::string ownText(const Removed& own, DisposalMethod method) {
-  // Leftovers of an interrupted removal are deleted by any method.
-  const auto wasDeleted = [](const DisposalReceipt& receipt) { return receipt.method == DisposalMethod::delete_; };
-  if (std::all_of(own.receipts.begin(), own.receipts.end(), wasDeleted)) method = DisposalMethod::delete_;
-  switch (method) {
-    case DisposalMethod::trash:
-      return fmt::format("{} with {} moved to the trash{}. The space is free once the trash is emptied.\n", own.items(),
-                         own.size(), isTrashOfFinder ? "" : undoHint(own));
-    case DisposalMethod::quarantine:
-      return fmt::format("{} with {} moved into quarantine{}. tidra quarantine purge frees the space.\n", own.items(),
-                         own.size(), undoHint(own));
-    case DisposalMethod::delete_:
-      break;
+std::string freedText(const Gone& gone, const OutcomeContext& context) {
+  const std::string size = (context.isUpperBound && !context.apparentSize ? "up to " : "") + gone.size();
+  return context.apparentSize ? fmt::format("{} of files", size) : fmt::format("{} freed", size);
+}
+
+std::string movedText(const Gone& moved, const OutcomeContext& context) {
+  const bool toTrash = context.method == DisposalMethod::trash;
+  const std::string_view when = toTrash ? "the trash is emptied" : "they are purged";
+  const std::string then = fmt::format("until {}: then about {}", toTrash || moved.items > 1 ? when : "it is purged",
+                                       ByteFormatting::readable(moved.bytes));
+  const std::string_view where = toTrash ? "to the trash" : "into quarantine";
+  if (context.dryRun) {
+    return fmt::format("{} would be moved {}, which frees nothing {}; ", moved.count(), where, then);
   }
-  return fmt::format("{} deleted, {} freed.\n", own.items(), own.size());
+  const std::string undo = toTrash && isTrashOfFinder ? "" : undoHint(moved);
+  return fmt::format("{} moved {}{}. That frees nothing {}.\n", moved.count(), where, undo, then);
+}
+
+std::string deletedText(const Gone& deleted, const OutcomeContext& context) {
+  const std::string freed = freedText(deleted, context);
+  if (context.dryRun) return fmt::format("{} would be deleted, {}; ", deleted.count(), freed);
+  const std::string volumes = context.volumes.empty() ? "" : fmt::format(" ({})", context.volumes);
+  return fmt::format("{} deleted, {}{}.\n", deleted.count(), freed, volumes);
+}
+
+std::string emptiedText(const Gone& trash, bool isWhole, const OutcomeContext& context) {
+  const std::string freed = freedText(trash, context);
+  if (context.dryRun) {
+    return fmt::format("{} would be deleted for good, {}; ", isWhole ? "The trash" : "Part of the trash", freed);
+  }
+  const std::string volumes = context.volumes.empty() ? "" : fmt::format(" ({})", context.volumes);
+  return fmt::format("The trash is emptied{}, {}{}.\n", isWhole ? "" : " but for what the notes name", freed, volumes);
+}
+
+std::string byToolsText(const Gone& gone, const OutcomeContext& context) {
+  if (context.dryRun) {
+    return fmt::format("{} with {} would be removed by {}; ", gone.count(), gone.size(), toolNames(gone.paths));
+  }
+  return fmt::format("{} removed by {}, {} freed.\n", gone.count(), toolNames(gone.paths), gone.size());
 }
 
 }  // namespace
@@ -156,26 +253,21 @@ std::string ownText(const Removed& own, DisposalMethod method) {
 Remover removerOf(std::string_view path) { return isToolBackedTarget(path) ? Remover::tool : Remover::tidra; }
 
 std::string planText(const std::vector<CleanupCandidate>& candidates, const CleanupViewOptions& options) {
-  std::vector<const CleanupCandidate*> own;
-  std::vector<const CleanupCandidate*> byTools;
-  for (const CleanupCandidate& candidate : candidates) {
-    if (candidate.refusal) continue;
-    (removerOf(candidate.item.path) == Remover::tool ? byTools : own).push_back(&candidate);
-  }
-  std::string text = blockText(std::move(own), options);
-  if (byTools.empty()) return text;
-  return text + "Removed by their tool, at once; no trash, no quarantine:\n" + blockText(std::move(byTools), options);
+  const ShownSizes sizes(candidates, options.apparentSize);
+  const std::string byTools = blockText(candidates, sizes, Remover::tool, options);
+  const std::string own = blockText(candidates, sizes, Remover::tidra, options);
+  if (byTools.empty()) return own;
+  return own + paragraph("Removed by their tool, at once; no trash, no quarantine:", options.terminal) + byTools;
 }
 
-std::string planQuestion(const CleanupPlan& plan, Remover remover) {
-  const std::string items = counted(plan.items.size(), "item", "items");
-  const std::string size = ByteFormatting::compact(plan.totalBytes());
+std::string planQuestion(const std::vector<std::string_view>& paths, std::int64_t bytes, DisposalMethod method,
+                         Remover remover) {
+  const std::string items = counted(paths.size(), "item", "items");
+  const std::string size = ByteFormatting::readable(bytes);
   if (remover == Remover::tool) {
-    std::vector<std::string_view> paths;
-    for (const CleanupPlan::Item& item : plan.items) paths.push_back(item.path);
     return fmt::format("Have {} remove {} ({}{}) at once and for good?", toolNames(paths), items, about, size);
   }
-  switch (plan.method) {
+  switch (method) {
     case DisposalMethod::trash:
       return fmt::format("Move {} ({}) to the trash?", items, size);
     case DisposalMethod::quarantine:
@@ -186,28 +278,24 @@ std::string planQuestion(const CleanupPlan& plan, Remover remover) {
   return fmt::format("Delete {} ({}) for good?", items, size);
 }
 
-std::string outcomeText(const CleanupOutcome& outcome, DisposalMethod method, bool dryRun) {
-  const Removed own(outcome, Remover::tidra);
-  const Removed byTools(outcome, Remover::tool);
-  if (dryRun) {
-    std::string text;
-    if (!own.receipts.empty() || byTools.receipts.empty()) {
-      text = fmt::format("{} with {} would be removed; ", own.items(), own.size());
-    }
-    if (!byTools.receipts.empty()) {
-      text += fmt::format("{} with {} would be removed by {}; ", byTools.items(), byTools.size(), byTools.tools());
-    }
-    return text + "nothing was changed.\n";
-  }
+std::string outcomeText(const CleanupOutcome& outcome, const OutcomeContext& context) {
+  const auto gone = [&](Way way) {
+    return Gone(outcome, context, [way](const DisposalReceipt& receipt) { return wayOf(receipt) == way; });
+  };
+  const Gone moved = gone(Way::moved);
+  const Gone deleted = gone(Way::deleted);
+  const Gone trash = gone(Way::withTrash);
+  const Gone byTools = gone(Way::byTool);
   if (outcome.disposal.receipts.empty()) {
+    if (context.dryRun) return "Nothing would be removed; nothing was changed.\n";
     return outcome.disposal.failures.empty() ? "Nothing was removed.\n" : "No item was removed completely.\n";
   }
   std::string text;
-  if (!own.receipts.empty()) text += ownText(own, method);
-  if (!byTools.receipts.empty()) {
-    text += fmt::format("{} removed by {}, {} freed.\n", byTools.items(), byTools.tools(), byTools.size());
-  }
-  return text;
+  if (moved.items > 0) text += movedText(moved, context);
+  if (deleted.items > 0) text += deletedText(deleted, context);
+  if (trash.items > 0) text += emptiedText(trash, outcome.remainders.empty(), context);
+  if (byTools.items > 0) text += byToolsText(byTools, context);
+  return context.dryRun ? text + "nothing was changed.\n" : text;
 }
 
 void writeFailures(const std::vector<TidraDeletionFailure>& failures) {

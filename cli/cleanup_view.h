@@ -1,6 +1,8 @@
 // A plan and its outcome as text for a person.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,21 +17,33 @@ struct CleanupViewOptions {
   std::optional<std::size_t> limit;  // items to list, 0 for all; absent: what fits a screen, all in a pipe
   std::string home;
   TimePoint now{};
+  bool apparentSize = false;  // show logical sizes instead of what removing frees
 };
 
 /// Tools have neither trash nor quarantine: their items are listed, confirmed and reported apart.
 enum class Remover { tidra, tool };
 Remover removerOf(std::string_view path);
 
-/// A line for each candidate without a refusal: size, label, tier, age, path and how to restore it. Items that tools
-/// remove come last, under a heading, with the tool's command.
+/// A line for each candidate without a refusal: size, label, tier, age and path; below it how to restore it. Items that
+/// tools remove come last, under a heading, with the tool's command.
 std::string planText(const std::vector<CleanupCandidate>& candidates, const CleanupViewOptions& options);
 
-/// "Move 3 items (1.2 GB) to the trash?" `plan` holds the items of one remover only.
-std::string planQuestion(const CleanupPlan& plan, Remover remover);
+/// "Move 3 items (1.2 GB) to the trash?" `paths` are the items of one remover, `bytes` their size as it is shown.
+std::string planQuestion(const std::vector<std::string_view>& paths, std::int64_t bytes, DisposalMethod method,
+                         Remover remover);
 
-/// The result, a sentence or two for each remover.
-std::string outcomeText(const CleanupOutcome& outcome, DisposalMethod method, bool dryRun);
+/// How the result of a removal is described.
+struct OutcomeContext {
+  DisposalMethod method = DisposalMethod::trash;
+  bool dryRun = false;
+  bool apparentSize = false;
+  bool isUpperBound = false;  // file systems may share extents
+  std::string volumes = {};   // how their free space changed, from VolumeFigures::change()
+  const std::vector<CleanupCandidate>& candidates;
+};
+
+/// The result, a sentence or two for each way that items went.
+std::string outcomeText(const CleanupOutcome& outcome, const OutcomeContext& context);
 
 /// Writes each failure to standard error: path and reason.
 void writeFailures(const std::vector<TidraDeletionFailure>& failures);

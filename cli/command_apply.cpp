@@ -129,6 +129,7 @@ void addApplyCommand(CLI::App& app, Program& program) {
   command->add_option("--home", options->scan.home, "Use DIR as the home folder")->type_name("DIR");
   addRuleOptions(*command, options->scan);
   command->add_option("--limit", options->scan.limit, "Items to list; 0 lists all")->type_name("N");
+  addSizeOption(*command, options->scan);
   command->add_flag("--json", options->scan.json, "Print one JSON document");
   addJsonLinesOption(*command, options->scan);
   addRemovalOptions(*command, options->removal);

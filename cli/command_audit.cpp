@@ -89,7 +89,7 @@ std::string subject(const AuditRecord& record, const TidraPathResolver& resolver
 }
 
 std::string tableLine(const AuditRecord& record, const TidraPathResolver& resolver) {
-  const std::string bytes = record.bytes ? ByteFormatting::compact(signedBytes(*record.bytes)) : "";
+  const std::string bytes = record.bytes ? ByteFormatting::readable(signedBytes(*record.bytes)) : "";
   return fmt::format("{:>6}  {}  {:<13}  {:>8}  {}\n", record.seq, iso8601(record.time), rawValue(record.event), bytes,
                      subject(record, resolver));
 }

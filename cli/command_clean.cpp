@@ -43,46 +43,52 @@ ScanRequest requestFor(CleanOptions& options, const Program& program) {
   return request;
 }
 
-/// selectForCleanup() already sorts by size.
-void sortBy(ScanSort order, std::vector<CleanupCandidate>& candidates) {
-  if (order == ScanSort::size) return;
+/// selectForCleanup() already sorts by logical size.
+void sortBy(const ScanViewOptions& view, std::vector<CleanupCandidate>& candidates) {
+  const ScanSort order = view.sort;
+  if (order == ScanSort::size && view.apparentSize) return;
   std::stable_sort(candidates.begin(), candidates.end(), [order](const auto& a, const auto& b) {
+    if (order == ScanSort::size) return a.freeableBytes() > b.freeableBytes();
     if (order == ScanSort::path) return pathPrecedes(a.item.path, b.item.path);
     return isOlder(a.found->finding.lastActivityDate, b.found->finding.lastActivityDate);
   });
 }
 
-void noteUnproven(const ScanOutcome& outcome) {
+void noteUnproven(const ScanOutcome& outcome, bool apparentSize) {
   const auto unproven = unprovenIn(outcome);
   if (unproven.count == 0) return;
   const auto [verb, object] = unproven.count == 1 ? std::pair{"stays", "it"} : std::pair{"stay", "them"};
   writeNote(fmt::format(
       "{0} with {1} {2}, because nothing shows that a tool made {3} or that it could bring {3} back; tidra scan says "
       "more of each, --no-evidence takes {3} too.",
-      counted(unproven.count, "artefact", "artefacts"), ByteFormatting::compact(unproven.bytes), verb, object));
+      counted(unproven.count, "artefact", "artefacts"),
+      ByteFormatting::readable(apparentSize ? unproven.bytes : unproven.freeableBytes), verb, object));
 }
 
-void noteRaised(const RaisedFindings& raised) {
+void noteRaised(const RaisedFindings& raised, bool apparentSize) {
   if (raised.count == 0) return;
   const bool isOne = raised.count == 1;
   std::string hint;
   if (raised.hasCaution) hint = fmt::format("; --tier safe,caution takes {} too", isOne ? "it" : "those of caution");
   writeNote(fmt::format("{} with {} {}, because a check ranks {} rule (tidra scan shows why){}.",
-                        counted(raised.count, "finding", "findings"), ByteFormatting::compact(raised.bytes),
+                        counted(raised.count, "finding", "findings"),
+                        ByteFormatting::readable(apparentSize ? raised.bytes : raised.freeableBytes),
                         isOne ? "stays" : "stay", isOne ? "it higher than its" : "them higher than their", hint));
 }
 
 /// The candidates without a refusal, in the requested order. Writes a note for each of the others.
 std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanRequest& request,
-                                       const CleanOptions& options, ScanSort order, const Program& program) {
-  if (!options.takesUnproven && !program.options.quiet) noteUnproven(outcome);
-  if (!program.options.quiet) noteRaised(outcome.raised);
+                                       const CleanOptions& options, const ScanViewOptions& view,
+                                       const Program& program) {
+  if (!options.takesUnproven && !program.options.quiet) noteUnproven(outcome, view.apparentSize);
+  if (!program.options.quiet) noteRaised(outcome.raised, view.apparentSize);
   auto candidates = selectForCleanup(outcome, request.resolver,
                                      {.force = options.removal.force,
                                       .takesUnproven = options.takesUnproven,
                                       .keptHint = keptHint,
+                                      .mounts = request.mounts,
                                       .shouldCancel = &InterruptGuard::requested});
-  sortBy(order, candidates);
+  sortBy(view, candidates);
   std::erase_if(candidates, [&](const CleanupCandidate& candidate) {
     if (candidate.refusal && !program.options.quiet) {
       writeNote(fmt::format("{} {}.", escapedForTerminal(request.resolver.displayPath(candidate.item.path)),
@@ -109,7 +115,7 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   }
   const ScanOutcome outcome = runScanForPerson(request, program);
   InterruptGuard::requireNone("The scan was interrupted, so nothing was removed.");
-  const auto candidates = selected(outcome, request, options, view.sort, program);
+  const auto candidates = selected(outcome, request, options, view, program);
   InterruptGuard::requireNone("The selection was interrupted, so nothing was removed.");
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   if (candidates.empty() && !options.removal.json && !options.removal.emptyTrash) {
@@ -136,7 +142,7 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
   const ScanRequest request = requestFor(options, program);
   std::optional<InterruptGuard> guard(std::in_place);
   const ScanOutcome outcome = runScanForPerson(request, program);
-  const auto candidates = selected(outcome, request, options, view.sort, program);
+  const auto candidates = selected(outcome, request, options, view, program);
   guard.reset();
   InterruptGuard::requireNone("The scan was interrupted, so no plan was written.");
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);

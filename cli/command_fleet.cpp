@@ -29,7 +29,7 @@ struct FleetOptions {
 };
 
 std::string explanationLine(std::string_view verdict, const ScanReportItem& item) {
-  return fmt::format("{:<19}  {:>9}  {:<7}  {}\n", verdict, ByteFormatting::compact(item.bytes), rawValue(item.tier),
+  return fmt::format("{:<19}  {:>9}  {:<7}  {}\n", verdict, ByteFormatting::readable(item.bytes), rawValue(item.tier),
                      escapedForTerminal(item.displayPath));
 }
 

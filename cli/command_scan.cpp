@@ -15,6 +15,7 @@
 #include "cli/scan_options.h"
 #include "cli/scan_view.h"
 #include "cli/user_state.h"
+#include "cli/volume_figures.h"
 #include "core/base/errors.h"
 #include "core/base/json_writer.h"
 #include "core/base/text.h"
@@ -32,8 +33,19 @@ void writeUnlessDry(const ScanOptions& options, std::string_view text, const Pro
   writeOut(fmt::format("The result would be in {}.\n", escapedForTerminal(*options.output)));
 }
 
-void show(const ScanReport& report, const ScanOptions& options, const ScanViewOptions& view, const Program& program) {
-  writeUnlessDry(options, options.json ? prettyJson(report) + "\n" : scanText(report, view), program);
+/// `makePicture` is only called for a person.
+template <class MakePicture>
+void show(const ScanReport& report, MakePicture makePicture, const ScanOptions& options, const ScanViewOptions& view,
+          const Program& program) {
+  writeUnlessDry(options, options.json ? prettyJson(report) + "\n" : scanText(makePicture(), view), program);
+}
+
+ScanPicture pictureOf(const ScanReport& report, const ScanOutcome& outcome, const ScanRequest& request,
+                      const ScanViewOptions& view) {
+  return {.report = report,
+          .sizes = ShownSizes(report, &outcome.findings, view.apparentSize),
+          .marks = marksOf(report, outcome, request, &InterruptGuard::requested),
+          .isUpperBound = mayShareExtents(outcome.findings, request.mounts)};
 }
 
 /// Stores the results for "--last". Best effort: a failure is a note, the scan has succeeded.
@@ -51,7 +63,7 @@ void remember(const ScanReport& report, std::vector<FoundArtifact> findings, con
 std::string compact(double gigabytes) {
   constexpr double most = 8e9;  // largest value the formatter can take
   constexpr double bytesEach = 1024.0 * 1024.0 * 1024.0;
-  return ByteFormatting::compact(static_cast<std::int64_t>(std::clamp(gigabytes, 0.0, most) * bytesEach));
+  return ByteFormatting::readable(static_cast<std::int64_t>(std::clamp(gigabytes, 0.0, most) * bytesEach));
 }
 
 /// Text of a last scan whose findings are lost.
@@ -86,7 +98,12 @@ int showLastScan(const ScanOptions& options, ScanViewOptions view, const Program
   constexpr const char* lost = "The findings of the last scan cannot be read any more; tidra scan makes new ones.";
   if (!report && options.json) throw InputError(lost);
   if (report) {
-    show(*report, options, view, program);
+    const auto picture = [&] {
+      return ScanPicture{.report = *report,
+                         .sizes = ShownSizes(*report, nullptr, view.apparentSize),
+                         .marks = marksOf(*report, chosenTiers(options))};
+    };
+    show(*report, picture, options, view, program);
   } else {
     writeUnlessDry(options, summaryText(*last), program);
     writeNote(lost);
@@ -99,7 +116,8 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
   checkOutput(options);
   if (options.last) return showLastScan(options, view, program);
   ScanRequest request = makeScanRequest(options, program.environment);
-  const auto lines = options.jsonLines ? startJsonLines("scan", request, std::nullopt, program.options.dryRun) : nullptr;
+  const auto lines =
+      options.jsonLines ? startJsonLines("scan", request, std::nullopt, program.options.dryRun) : nullptr;
   ScanOutcome outcome = [&] {
     const InterruptGuard guard;
     return runScanForPerson(request, program);
@@ -108,7 +126,8 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
   if (lines) {
     lines->report(report);
   } else {
-    show(report, options, view, program);
+    show(
+        report, [&] { return pictureOf(report, outcome, request, view); }, options, view, program);
   }
   if (!program.options.dryRun) remember(report, std::move(outcome.findings), request.resolver);
   noteOutOfBounds(outcome, options);

@@ -15,7 +15,7 @@ namespace {
 
 using Tone = TextTable::Tone;
 
-std::string bytes(std::int64_t count) { return ByteFormatting::compact(count); }
+std::string bytes(std::int64_t count) { return ByteFormatting::readable(count); }
 
 /// A number reported by a host; may be negative.
 std::string number(std::int64_t count) {

@@ -35,6 +35,7 @@ constexpr std::array optionRules{
                "--no-system|--no-evidence|--one-file-system|--unskip"},
     OptionRule{"scan", "--json", Relation::excludes, "--sort"},
     OptionRule{"scan|clean|plan|apply", "--json", Relation::excludes, "--limit"},
+    OptionRule{"scan|clean|apply", "--json|--json-lines", Relation::excludes, "--apparent-size"},
     OptionRule{"scan|clean|apply", "--json-lines", Relation::excludes, "--json|--limit|--output"},
     OptionRule{"scan", "--json-lines", Relation::excludes, "--sort|--last"},
     OptionRule{"plan", "--limit", Relation::needs, "--output"},

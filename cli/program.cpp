@@ -180,6 +180,7 @@ void addCommands(CLI::App& app, Program& program) {
 int runProgram(int argc, char** argv) {
   Program program;
   program.environment = processEnvironment();
+  chooseGlyphs(program.environment);
   CLI::App app("Tidra gives developers their disk space back: it finds what can be made again, and removes it safely.",
                "tidra");
   addCommands(app, program);

@@ -20,17 +20,30 @@ bool ProgressLine::isDue() {
   return true;
 }
 
-void ProgressLine::draw(const std::string& line) {
-  writeStandardError("\r\x1b[K" + fitted(line, columns_ - 1));
+void ProgressLine::draw(const std::vector<std::string>& figures, std::string_view path) {
+  writeStandardError("\r\x1b[K" + progressText(figures, path, columns_ - 1));
   drawn_ = true;
+}
+
+std::string progressText(const std::vector<std::string>& figures, std::string_view path, std::size_t columns) {
+  constexpr std::size_t leastPath = 8;
+  std::string line;
+  for (const std::string& figure : figures) {
+    const std::string longer = line + (line.empty() ? "" : fmt::format(" {} ", glyphs().dot)) + figure;
+    if (displayWidth(longer) > columns) return line.empty() ? fitted(longer, columns) : line;
+    line = longer;
+  }
+  const std::string before = fmt::format("{} {} ", line, glyphs().dot);
+  if (path.empty() || displayWidth(before) + leastPath > columns) return line;
+  return before + fittedInside(escapedForTerminal(path), columns - displayWidth(before));
 }
 
 void ProgressLine::update(const ScanProgress& progress) {
   if (!isDue()) return;
-  draw(fmt::format("{} entries · {} · {} · {}", grouped(progress.entriesVisited),
-                   counted(progress.artifactsFound, "finding", "findings"),
-                   ByteFormatting::compact(signedBytes(progress.recoverableBytes)),
-                   escapedForTerminal(progress.currentPathDisplay)));
+  draw({fmt::format("{} entries", grouped(progress.entriesVisited)),
+        counted(progress.artifactsFound, "finding", "findings"),
+        ByteFormatting::readable(signedBytes(progress.freeableBytes))},
+       progress.currentPathDisplay);
 }
 
 namespace {
@@ -48,8 +61,8 @@ std::string timeLeftText(double seconds) {
 std::vector<std::string> removalFigures(const CleanupProgress& progress, std::chrono::duration<double> elapsed) {
   std::vector<std::string> figures{
       fmt::format("{} of {}", grouped(progress.itemsDone), counted(progress.items, "item", "items")),
-      fmt::format("{}{} of {}", progress.isEstimate ? "about " : "", ByteFormatting::compact(progress.bytesDone),
-                  ByteFormatting::compact(progress.bytes))};
+      fmt::format("{}{} of {}", progress.isEstimate ? "about " : "", ByteFormatting::readable(progress.bytesDone),
+                  ByteFormatting::readable(progress.bytes))};
   const double seconds = elapsed.count();
   const double rate = seconds >= 1 ? static_cast<double>(progress.bytesDone) / seconds : 0;
   if (rate >= 1 && progress.bytesDone < progress.bytes) {
@@ -57,7 +70,7 @@ std::vector<std::string> removalFigures(const CleanupProgress& progress, std::ch
   }
   if (progress.entriesRemoved > 0) figures.push_back(counted(progress.entriesRemoved, "entry", "entries"));
   if (rate >= 1) {
-    figures.push_back(fmt::format("{}/s", ByteFormatting::compact(static_cast<std::int64_t>(rate))));
+    figures.push_back(fmt::format("{}/s", ByteFormatting::readable(static_cast<std::int64_t>(rate))));
   }
   return figures;
 }
@@ -65,8 +78,7 @@ std::vector<std::string> removalFigures(const CleanupProgress& progress, std::ch
 void ProgressLine::update(const CleanupProgress& progress) {
   if (removingSince_ == Clock::time_point{}) removingSince_ = Clock::now();
   if (!isDue()) return;
-  draw(joined(removalFigures(progress, Clock::now() - removingSince_), " · ") + " · " +
-       escapedForTerminal(progress.currentPath));
+  draw(removalFigures(progress, Clock::now() - removingSince_), progress.currentPath);
 }
 
 void ProgressLine::erase() {

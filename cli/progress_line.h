@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/session/cleanup_session.h"
@@ -27,7 +28,7 @@ class ProgressLine {
   using Clock = std::chrono::steady_clock;
 
   bool isDue();
-  void draw(const std::string& line);
+  void draw(const std::vector<std::string>& figures, std::string_view path);
 
   bool shown_;
   bool drawn_ = false;
@@ -38,5 +39,8 @@ class ProgressLine {
 
 /// Items, bytes, entries, and from a second on rate and time left, the most telling first.
 std::vector<std::string> removalFigures(const CleanupProgress& progress, std::chrono::duration<double> elapsed);
+
+/// The figures that fit, from the first one on, and where there is room the path, cut in its middle.
+std::string progressText(const std::vector<std::string>& figures, std::string_view path, std::size_t columns);
 
 }  // namespace tidra

@@ -221,6 +221,10 @@ void addRuleOptions(CLI::App& command, ScanOptions& options) {
       ->check(CLI::Range(0, 256));
 }
 
+void addSizeOption(CLI::App& command, ScanOptions& options) {
+  command.add_flag("--apparent-size", options.apparentSize, "Show the sizes of files instead of what removing frees");
+}
+
 void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& listed) {
   command
       .add_option("ROOT", options.roots,
@@ -241,6 +245,7 @@ void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& 
   command.add_flag("-x,--one-file-system", options.oneFileSystem, "Stay on the file system of each root");
   command.add_option("--sort", options.sort, "Order of the list: size (default), path or age")->type_name("ORDER");
   command.add_option("--limit", options.limit, listed + " to list; 0 lists all")->type_name("N");
+  addSizeOption(command, options);
   command.add_option("-o,--output", options.output, "Write the result to FILE instead of standard output")
       ->type_name("FILE");
   command.add_flag("--json", options.json, "Print one JSON document");
@@ -291,10 +296,11 @@ TidraPathResolver makeResolver(const std::optional<std::string>& given, const En
 }
 
 ScanViewOptions chosenView(const ScanOptions& options, const Program& program) {
-  ScanViewOptions view{
-      terminalFacts(STDOUT_FILENO, program.options.color, program.environment), ScanSort::size, false, {}};
+  ScanViewOptions view;
+  view.terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
   if (options.output && descriptorNamed(*options.output) != STDOUT_FILENO) view.terminal = TerminalFacts{};
   if (options.limit) view.limit = parseCount(*options.limit);
+  view.apparentSize = options.apparentSize;
   if (!options.sort) return view;
   const auto sort = fromRawValue<ScanSort>(*options.sort);
   if (!sort) {

@@ -36,12 +36,16 @@ struct ScanOptions {
   bool json = false;
   bool jsonLines = false;
   bool last = false;
+  bool apparentSize = false;
   bool noConfig = false;
   UserSettings settings = {};  // the defaults with --no-config
 };
 
 /// Declares the options on a command. `options` must outlive the parsing. `listed` is what --limit counts.
 void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& listed = "Projects");
+
+/// Declares --apparent-size.
+void addSizeOption(CLI::App& command, ScanOptions& options);
 
 /// Declares --json-lines.
 void addJsonLinesOption(CLI::App& command, ScanOptions& options);

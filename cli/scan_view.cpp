@@ -1,5 +1,5 @@
-// Groups the items, sorts groups and items, prints a line an item with columns as wide as needed, then the totals side
-// by side.
+// Groups the items, sorts groups and items, prints a line an item with the columns that the terminal has room for, then
+// what the columns had no room for, and the summary.
 #include "cli/scan_view.h"
 
 #include <fmt/format.h>
@@ -10,12 +10,11 @@
 #include <map>
 #include <set>
 #include <utility>
-#include <vector>
 
-#include "core/base/quantities.h"
+#include "cli/item_hint.h"
+#include "cli/scan_summary.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
-#include "core/model/ecosystems.h"
 #include "core/model/system_scan_categories.h"
 
 namespace tidra {
@@ -24,11 +23,12 @@ namespace {
 constexpr std::size_t groupsOnScreen = 20;
 constexpr std::size_t itemsOfGroup = 8;  // on a screen
 constexpr std::size_t barWidth = 10;
+constexpr std::size_t headingWidth = 52;  // before the sizes of groups on a screen
 
 struct Group {
   std::string title;
   bool isSystem = false;  // a category outside projects
-  std::vector<const ScanReportItem*> items;
+  std::vector<std::size_t> items;
   std::int64_t bytes = 0;
   std::optional<TimePoint> lastActivity;  // the latest of its items
 };
@@ -47,44 +47,53 @@ std::string itemLabel(const ScanReportItem& item) {
   }
 }
 
-/// True for an item that the default selection skips although its tier is allowed.
-bool needsALook(const ScanReportItem& item) { return lacksEvidence(item) && item.tier != ArtifactSafetyTier::warning; }
-
 std::string groupTitle(const ScanReport& report, const ScanReportItem& item) {
   if (item.isInSystemGroup()) return shown(systemScanCategoryName(item.category));
   return shown(TidraPathResolver{report.home, {}}.displayPath(item.group));
 }
 
-std::vector<Group> makeGroups(const ScanReport& report, ScanSort sort) {
+void sortGroups(std::vector<Group>& groups, const ScanPicture& picture, ScanSort sort) {
+  const auto& items = picture.report.items;
+  for (Group& group : groups) {
+    if (sort == ScanSort::path) continue;
+    std::stable_sort(group.items.begin(), group.items.end(),
+                     [&](std::size_t a, std::size_t b) { return picture.sizes.of(a) > picture.sizes.of(b); });
+  }
+  std::stable_sort(groups.begin(), groups.end(), [&](const Group& a, const Group& b) {
+    if (a.isSystem != b.isSystem) return b.isSystem;
+    if (sort == ScanSort::path) return pathPrecedes(items[a.items.front()].group, items[b.items.front()].group);
+    if (sort == ScanSort::age && a.lastActivity != b.lastActivity) return isOlder(a.lastActivity, b.lastActivity);
+    return a.bytes > b.bytes;
+  });
+}
+
+std::vector<Group> makeGroups(const ScanPicture& picture, ScanSort sort) {
+  const ScanReport& report = picture.report;
   std::vector<Group> groups;
   std::map<std::string_view, std::size_t> places;
-  for (const ScanReportItem& item : report.items) {
+  std::vector<std::size_t> groupOf;
+  for (std::size_t i = 0; i < report.items.size(); ++i) {
+    const ScanReportItem& item = report.items[i];
     const auto [place, isNew] = places.try_emplace(item.group, groups.size());
     if (isNew) groups.push_back({groupTitle(report, item), item.isInSystemGroup(), {}, 0, std::nullopt});
+    groupOf.push_back(place->second);
     Group& group = groups[place->second];
-    group.items.push_back(&item);
-    group.bytes = saturatedSum(group.bytes, item.bytes);
+    group.items.push_back(i);
     if (item.lastActivity && (!group.lastActivity || *group.lastActivity < *item.lastActivity)) {
       group.lastActivity = item.lastActivity;
     }
   }
-  for (Group& group : groups) {
-    if (sort == ScanSort::path) continue;
-    std::stable_sort(group.items.begin(), group.items.end(),
-                     [](const auto* a, const auto* b) { return a->bytes > b->bytes; });
-  }
-  std::stable_sort(groups.begin(), groups.end(), [sort](const Group& a, const Group& b) {
-    if (a.isSystem != b.isSystem) return b.isSystem;
-    if (sort == ScanSort::path) return pathPrecedes(a.items.front()->group, b.items.front()->group);
-    if (sort == ScanSort::age && a.lastActivity != b.lastActivity) return isOlder(a.lastActivity, b.lastActivity);
-    return a.bytes > b.bytes;
-  });
+  const auto sums = picture.sizes.ofParts(groupOf, groups.size());
+  for (std::size_t i = 0; i < groups.size(); ++i) groups[i].bytes = sums[i];
+  sortGroups(groups, picture, sort);
   return groups;
 }
 
 /// A bar in eighths of a cell; `share` is 0 to 1 of the full width.
 std::string bar(double share) {
   constexpr std::array<std::string_view, 9> eighths{"", "▏", "▎", "▍", "▌", "▋", "▊", "▉", "█"};
+  if (!glyphs().isUtf8)
+    return std::string(static_cast<std::size_t>(std::clamp(std::lround(share * barWidth), 1L, long{barWidth})), '#');
   const auto cells =
       std::clamp<std::size_t>(static_cast<std::size_t>(std::lround(share * barWidth * 8.0)), 1, barWidth * 8);
   std::string text;
@@ -92,13 +101,43 @@ std::string bar(double share) {
   return text + std::string(eighths[cells % 8]);
 }
 
+/// The columns of item lines.
+struct ScanColumns {
+  bool hasBar = false;
+  bool hasTier = true;
+  std::size_t label = 0;
+  std::size_t age = 0;                   // 0: none
+  std::optional<std::size_t> note = {};  // 0: none; absent: unbounded
+
+  /// Drops what a narrow screen has no room for: first the bar, last the tier.
+  void fit(std::size_t screen) {
+    constexpr std::size_t leastNote = 14;
+    constexpr std::size_t fewestWithBar = 72;
+    constexpr std::size_t fewestWithAge = 44;
+    constexpr std::size_t fewestWithTier = 30;
+    hasBar = screen >= fewestWithBar;
+    hasTier = screen >= fewestWithTier;
+    if (screen < fewestWithAge) age = 0;
+    const std::size_t others = beforeNote() - label;
+    label = std::min({label, widestLabel, screen > others ? screen - others : 1});
+    const std::size_t used = beforeNote() + 2;
+    note = screen >= used + leastNote ? screen - used : 0;
+  }
+
+ private:
+  std::size_t beforeNote() const {
+    return 2 + (hasBar ? barWidth + 1 : 0) + sizeWidth + 2 + label + (hasTier ? tierWidth + 2 : 0) +
+           (age > 0 ? age + 2 : 0);
+  }
+};
+
 class ScanTextWriter {
  public:
-  ScanTextWriter(const ScanReport& report, const ScanViewOptions& options)
-      : report_(report), options_(options), style_(options.terminal.colored) {}
+  ScanTextWriter(const ScanPicture& picture, const ScanViewOptions& options)
+      : picture_(picture), report_(picture.report), options_(options), style_(options.terminal.colored) {}
 
   std::string write() {
-    auto groups = makeGroups(report_, options_.sort);
+    auto groups = makeGroups(picture_, options_.sort);
     const auto firstSystem =
         std::find_if(groups.begin(), groups.end(), [](const Group& group) { return group.isSystem; });
     const auto projects = static_cast<std::size_t>(firstSystem - groups.begin());
@@ -110,11 +149,9 @@ class ScanTextWriter {
     for (std::size_t i = 0; i < shownProjects; ++i) writeGroup(groups[i]);
     writeHidden(hidden);
     for (std::size_t i = shownProjects; i < groups.size(); ++i) writeGroup(groups[i]);
-    writeCut("How to get it back", cutHints_);
-    writeCut("To look at", cutReasons_);
-    if (!report_.items.empty()) writeTotals();
-    writeSum(projects, groups.size() - shownProjects);
-    return std::move(text_);
+    writeCut("How to get it back", cutWaysBack_);
+    writeCut("Afterwards", cutEffects_);
+    return std::move(text_) + totalsText(picture_, options_) + sumText(picture_, options_);
   }
 
  private:
@@ -132,77 +169,110 @@ class ScanTextWriter {
   void measureColumns(const std::vector<Group>& groups) {
     for (const Group& group : groups) {
       for (std::size_t k = 0; k < itemLimit(group); ++k) {
-        const ScanReportItem& item = *group.items[k];
-        largest_ = std::max(largest_, item.bytes);
-        labelWidth_ = std::max(labelWidth_, displayWidth(itemLabel(item)));
-        ageWidth_ = std::max(ageWidth_, displayWidth(shortAge(item.lastActivity, report_.generatedAt)));
+        const ScanReportItem& item = report_.items[group.items[k]];
+        largest_ = std::max(largest_, picture_.sizes.of(group.items[k]));
+        columns_.label = std::max(columns_.label, displayWidth(itemLabel(item)));
+        columns_.age = std::max(columns_.age, displayWidth(shortAge(item.lastActivity, report_.generatedAt)));
       }
     }
-    if (onScreen()) labelWidth_ = std::min(labelWidth_, widestLabel);
+    if (onScreen()) columns_.fit(options_.terminal.columns);
   }
 
   void writeGroup(const Group& group) {
-    const std::string size = ByteFormatting::compact(group.bytes);
-    std::string activity;
-    if (const auto& item = *group.items.front(); item.activity && !group.isSystem) activity = rawValue(*item.activity);
+    const std::string size = ByteFormatting::readable(group.bytes);
+    const ScanReportItem& first = report_.items[group.items.front()];
+    const bool isDated = first.activity && !group.isSystem;
+    std::string activity = isDated ? std::string(rawValue(*first.activity)) : "";
     std::string title = group.title;
     if (onScreen()) {
-      const std::size_t room = options_.terminal.columns - sizeWidth - displayWidth(activity) - 4;
-      title = paddedRight(fitted(title, room), std::min<std::size_t>(room, headingWidth()));
+      constexpr std::size_t fewestWithActivity = 44;
+      constexpr std::size_t widestActivity = 8;
+      if (options_.terminal.columns < fewestWithActivity) activity.clear();
+      const std::size_t others = sizeWidth + 2 + (activity.empty() ? 0 : widestActivity + 2);
+      const std::size_t room = options_.terminal.columns > others ? options_.terminal.columns - others : 1;
+      title = paddedRight(fittedInside(title, room), std::min(room, headingWidth));
     }
     text_ += style_.bold(title) + "  " + style_.bold(onScreen() ? paddedLeft(size, sizeWidth) : size);
-    if (!activity.empty()) text_ += "  " + style_.activity(*group.items.front()->activity, activity);
+    if (!activity.empty()) text_ += "  " + style_.activity(*first.activity, activity);
     text_ += '\n';
     const std::size_t limit = itemLimit(group);
-    for (std::size_t i = 0; i < limit; ++i) writeItem(*group.items[i]);
+    for (std::size_t i = 0; i < limit; ++i) writeItem(group.items[i]);
     if (limit < group.items.size()) {
-      text_ += style_.dim(fmt::format("  … and {} more here; --limit 0 shows all", group.items.size() - limit)) + '\n';
+      text_ += dimParagraph(
+          fmt::format("{} and {} more here; --limit 0 shows all", glyphs().ellipsis, group.items.size() - limit),
+          options_.terminal, 2);
     }
     text_ += '\n';
   }
 
-  /// The column of sizes in headings on a screen.
-  std::size_t headingWidth() const { return 52; }
-
-  void writeItem(const ScanReportItem& item) {
-    const std::string age = shortAge(item.lastActivity, report_.generatedAt);
+  void writeItem(std::size_t index) {
+    const ScanReportItem& item = report_.items[index];
+    const std::int64_t bytes = picture_.sizes.of(index);
+    const double share = static_cast<double>(bytes) / static_cast<double>(std::max<std::int64_t>(largest_, 1));
+    std::string line = "  ";
+    if (columns_.hasBar) line += style_.bar(paddedRight(bar(share), barWidth)) + " ";
+    line += paddedLeft(ByteFormatting::readable(bytes), sizeWidth) + "  ";
     const std::string label = itemLabel(item);
-    std::size_t used = 2;
-    text_ += "  ";
-    if (onScreen()) {
-      text_ += style_.bar(paddedRight(
-                   bar(static_cast<double>(item.bytes) / static_cast<double>(std::max<std::int64_t>(largest_, 1))),
-                   barWidth)) +
-               " ";
-      used += barWidth + 1;
+    line += paddedRight(onScreen() ? fitted(label, columns_.label) : label, columns_.label);
+    if (columns_.hasTier) line += "  " + style_.tier(item.tier, paddedRight(rawValue(item.tier), tierWidth));
+    if (columns_.age > 0) line += "  " + paddedLeft(shortAge(item.lastActivity, report_.generatedAt), columns_.age);
+    const std::string note = noteOf(index);
+    if (!note.empty() && (!columns_.note || displayWidth(note) <= *columns_.note)) {
+      text_ += line + "  " + style_.dim(note) + '\n';
+    } else if (!note.empty()) {
+      writeCutNote(index, line, note);
+    } else {
+      writeLine(line);
     }
-    text_ += paddedLeft(ByteFormatting::compact(item.bytes), sizeWidth) + "  ";
-    text_ += paddedRight(onScreen() ? fitted(label, labelWidth_) : label, labelWidth_) + "  ";
-    text_ += style_.tier(item.tier, paddedRight(rawValue(item.tier), tierWidth)) + "  ";
-    text_ += paddedLeft(age, ageWidth_);
-    used += sizeWidth + labelWidth_ + tierWidth + ageWidth_ + 6;
-    if (item.restoreHint) text_ += "  " + style_.dim(hint(item, used + 2));
-    text_ += '\n';
   }
 
-  /// The restore hint, or why a person has to look first, cut to the line; what is cut is listed below. The hint of a
-  /// raised item is a reason too.
-  std::string hint(const ScanReportItem& item, std::size_t used) {
-    const bool isReason = needsALook(item) && item.noEvidence && item.tier == ArtifactSafetyTier::safe;
-    const std::string text = shown(isReason ? *item.noEvidence : *item.restoreHint);
-    const std::string whole = (needsALook(item) ? "to look at: " : "") + text;
-    if (!onScreen()) return whole;
-    const std::size_t room = options_.terminal.columns > used ? options_.terminal.columns - used : 0;
-    if (displayWidth(whole) > room) (needsALook(item) ? cutReasons_ : cutHints_).emplace(shown(item.label), text);
-    return fitted(whole, room);
+  /// What differs in size, and then why it stays, what is left to review, or the hint.
+  std::string noteOf(std::size_t index) const {
+    const ScanReportItem& item = report_.items[index];
+    const ItemMark& mark = picture_.marks[index];
+    std::string note;
+    if (mark.kind == ItemMark::Kind::kept) note = "stays: it " + shown(mark.reason);
+    if (mark.kind == ItemMark::Kind::review) note = "to review: " + shown(mark.reason);
+    if (note.empty()) note = hintNote(item);
+    if (!item.difference) return note;
+    return std::string(describedDifference(*item.difference)) + (note.empty() ? "" : "; ") + note;
   }
+
+  static std::string hintNote(const ScanReportItem& item) {
+    const auto hint = hintOf(item);
+    if (!hint) return {};
+    return hint->kind == ItemHint::Kind::careful ? hint->sentence() : shown(hint->text);
+  }
+
+  /// A hint that has no room is listed below, once for all items that it fits; a reason concerns its item only.
+  void writeCutNote(std::size_t index, const std::string& line, const std::string& note) {
+    const auto hint = hintOf(report_.items[index]);
+    const auto kind = picture_.marks[index].kind;
+    const bool isListed =
+        hint && hint->kind != ItemHint::Kind::careful && kind != ItemMark::Kind::kept && kind != ItemMark::Kind::review;
+    if (!isListed) {
+      writeLine(line);
+      text_ += dimParagraph(note, options_.terminal, 4);
+      return;
+    }
+    auto& list = hint->kind == ItemHint::Kind::afterwards ? cutEffects_ : cutWaysBack_;
+    list.emplace(shown(report_.items[index].label), shown(hint->text));
+    if (*columns_.note == 0) return writeLine(line);
+    text_ += line + "  " + style_.dim(fitted(note, *columns_.note)) + '\n';
+  }
+
+  void writeLine(const std::string& line) { text_ += line.substr(0, line.find_last_not_of(' ') + 1) + '\n'; }
 
   void writeHidden(const std::vector<Group>& hidden) {
     if (hidden.empty()) return;
-    std::int64_t bytes = 0;
-    for (const Group& group : hidden) bytes = saturatedSum(bytes, group.bytes);
-    text_ += fmt::format("… and {} with {}; --limit 0 shows all.\n\n",
-                         counted(hidden.size(), "more project", "more projects"), ByteFormatting::compact(bytes));
+    std::set<std::size_t> items;
+    for (const Group& group : hidden) items.insert(group.items.begin(), group.items.end());
+    const std::int64_t bytes = picture_.sizes.ofThose([&](std::size_t i) { return items.contains(i); });
+    text_ +=
+        paragraph(fmt::format("{} and {} with {}; --limit 0 shows all.", glyphs().ellipsis,
+                              counted(hidden.size(), "more project", "more projects"), ByteFormatting::readable(bytes)),
+                  options_.terminal) +
+        '\n';
   }
 
   using CutTexts = std::set<std::pair<std::string, std::string>>;  // label and whole text
@@ -210,115 +280,27 @@ class ScanTextWriter {
   void writeCut(const char* title, const CutTexts& texts) {
     if (texts.empty()) return;
     text_ += style_.bold(title) + "\n";
-    std::size_t width = 0;
-    for (const auto& [label, text] : texts) width = std::max(width, displayWidth(label));
-    const std::size_t used = width + 4;
-    const std::size_t room = options_.terminal.columns > used ? options_.terminal.columns - used : 0;
     for (const auto& [label, text] : texts) {
-      text_ += fmt::format("  {}  {}\n", paddedRight(label, width), style_.dim(fitted(text, room)));
+      text_ += paragraph(fmt::format("{}: {}", label, text), options_.terminal, 2);
     }
     text_ += '\n';
   }
 
-  struct Total {
-    std::string name;
-    std::int64_t bytes;
-  };
-
-  void writeTotals() {
-    std::vector<Total> ecosystems;
-    for (const auto& [key, bytes] : report_.bytesByEcosystem) ecosystems.push_back({shown(ecosystemName(key)), bytes});
-    std::stable_sort(ecosystems.begin(), ecosystems.end(),
-                     [](const Total& a, const Total& b) { return a.bytes > b.bytes; });
-    std::vector<Total> tiers;
-    for (const ArtifactSafetyTier tier : allCases<ArtifactSafetyTier>()) {
-      const auto bytes = report_.bytesByTier.find(std::string(rawValue(tier)));
-      if (bytes != report_.bytesByTier.end()) tiers.push_back({std::string(rawValue(tier)), bytes->second});
-    }
-    constexpr std::size_t nameWidth = 31;
-    text_ += style_.bold(paddedRight("By ecosystem", nameWidth + sizeWidth + 6) + "By tier") + '\n';
-    for (std::size_t i = 0; i < std::max(ecosystems.size(), tiers.size()); ++i) {
-      std::string line = std::string(nameWidth + sizeWidth + 2, ' ');
-      if (i < ecosystems.size()) line = totalCell(ecosystems[i], nameWidth);
-      if (i < tiers.size()) line += "    " + totalCell(tiers[i], tierWidth);
-      text_ += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
-    }
-    text_ += '\n';
-  }
-
-  static std::string totalCell(const Total& total, std::size_t nameWidth) {
-    return "  " + paddedRight(total.name, nameWidth) + paddedLeft(ByteFormatting::compact(total.bytes), sizeWidth);
-  }
-
-  /// The roots, joined with ", ", with home folders as "~".
-  std::string shownRoots() const {
-    std::string roots;
-    std::string_view rest = report_.scanRoot;
-    while (!rest.empty()) {
-      const auto end = std::min(rest.find(", /"), rest.size());
-      roots +=
-          (roots.empty() ? "" : ", ") + shown(TidraPathResolver{report_.home, {}}.displayPath(rest.substr(0, end)));
-      rest.remove_prefix(std::min(end + 2, rest.size()));
-    }
-    return roots;
-  }
-
-  void writeSum(std::size_t projects, std::size_t systemGroups) {
-    const std::string in = shownRoots();
-    if (report_.items.empty()) {
-      text_ += fmt::format("Nothing to reclaim in {}.", in);
-    } else {
-      text_ += style_.bold(fmt::format("{} reclaimable", ByteFormatting::compact(report_.totalBytes))) +
-               fmt::format(": {}", counted(report_.items.size(), "artefact", "artefacts"));
-      if (projects > 0) text_ += fmt::format(" in {} below {}", counted(projects, "project", "projects"), in);
-      if (systemGroups > 0) {
-        text_ += fmt::format("{} in {} outside projects", projects > 0 ? " and" : "",
-                             counted(systemGroups, "category", "categories"));
-      }
-      text_ += '.';
-    }
-    text_ += options_.isEarlierScan ? fmt::format(" Scanned at {}.\n", iso8601(report_.generatedAt))
-                                    : fmt::format(" Scanned in {:.1f} s.\n", report_.durationSeconds);
-    writeUnproven();
-    if (report_.volume) {
-      text_ += style_.dim(fmt::format("The volume has {} free of {}.",
-                                      ByteFormatting::compact(report_.volume->availableBytes),
-                                      ByteFormatting::compact(report_.volume->totalBytes))) +
-               '\n';
-    }
-    if (report_.partial) text_ += "The scan was interrupted, so this is not all.\n";
-  }
-
-  void writeUnproven() {
-    std::size_t count = 0;
-    std::int64_t bytes = 0;
-    for (const ScanReportItem& item : report_.items) {
-      if (!needsALook(item)) continue;
-      ++count;
-      bytes = saturatedSum(bytes, item.bytes);
-    }
-    if (count == 0) return;
-    text_ += fmt::format("To look at: {} with {}, for the reason shown with each.\n",
-                         counted(count, "artefact", "artefacts"), ByteFormatting::compact(bytes));
-  }
-
-  static constexpr std::size_t tierWidth = 7;
-
+  const ScanPicture& picture_;
   const ScanReport& report_;
   const ScanViewOptions& options_;
   Style style_;
   std::string text_;
   std::int64_t largest_ = 0;
-  std::size_t labelWidth_ = 0;
-  std::size_t ageWidth_ = 0;
-  CutTexts cutHints_;
-  CutTexts cutReasons_;
+  ScanColumns columns_;
+  CutTexts cutWaysBack_;
+  CutTexts cutEffects_;
 };
 
 }  // namespace
 
-std::string scanText(const ScanReport& report, const ScanViewOptions& options) {
-  return ScanTextWriter(report, options).write();
+std::string scanText(const ScanPicture& picture, const ScanViewOptions& options) {
+  return ScanTextWriter(picture, options).write();
 }
 
 bool isOlder(const std::optional<TimePoint>& a, const std::optional<TimePoint>& b) {
@@ -327,7 +309,7 @@ bool isOlder(const std::optional<TimePoint>& a, const std::optional<TimePoint>& 
 }
 
 std::string shortAge(const std::optional<TimePoint>& lastActivity, TimePoint now) {
-  if (!lastActivity) return "–";
+  if (!lastActivity) return std::string(glyphs().dash);
   const int months = ScanActivityClassification::monthsSince(*lastActivity, now);
   constexpr int yearsFrom = 24;
   if (months >= yearsFrom) return fmt::format("{} y", months / 12);

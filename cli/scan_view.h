@@ -6,7 +6,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "cli/scan_marks.h"
+#include "cli/shown_sizes.h"
 #include "cli/terminal.h"
 #include "core/base/enum_table.h"
 #include "core/model/scan_report.h"
@@ -30,10 +33,19 @@ struct ScanViewOptions {
   ScanSort sort = ScanSort::size;
   bool isEarlierScan = false;        // print the time of the scan instead of its duration
   std::optional<std::size_t> limit;  // projects to show, 0 for all; absent: what fits a screen, all in a pipe
+  bool apparentSize = false;         // show logical sizes instead of what removing frees
 };
 
-/// The report by project, totals by ecosystem and by tier, and the sum.
-std::string scanText(const ScanReport& report, const ScanViewOptions& options);
+/// A scan as it is shown.
+struct ScanPicture {
+  const ScanReport& report;
+  ShownSizes sizes;
+  std::vector<ItemMark> marks;  // of the report's items
+  bool isUpperBound = false;    // file systems may share extents: removing may free less
+};
+
+/// The report by project, totals by ecosystem and by tier, and the sums of what goes, stays and is left to review.
+std::string scanText(const ScanPicture& picture, const ScanViewOptions& options);
 
 /// True when `a` is before `b`; unknown dates come last.
 bool isOlder(const std::optional<TimePoint>& a, const std::optional<TimePoint>& b);

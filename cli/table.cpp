@@ -1,6 +1,7 @@
 #include "cli/table.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "core/base/text.h"
 
@@ -9,7 +10,11 @@ namespace {
 
 constexpr std::size_t gap = 2;      // blanks between columns
 constexpr std::size_t widest = 32;  // maximum of every column but the last on a terminal
-constexpr std::size_t least = 8;    // minimum of the last column
+constexpr std::size_t least = 8;    // of a column of text that is cut
+
+std::size_t totalOf(const std::vector<std::size_t>& widths) {
+  return std::accumulate(widths.begin(), widths.end(), gap * (widths.size() - 1));
+}
 
 }  // namespace
 
@@ -29,23 +34,46 @@ std::string toned(const Style& style, TextTable::Tone tone, std::string_view tex
 
 std::vector<std::size_t> TextTable::widths(const TerminalFacts& terminal) const {
   std::vector<std::size_t> widths;
-  std::size_t used = 0;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     std::size_t width = displayWidth(columns_[i].title);
     for (const auto& row : rows_) width = std::max(width, displayWidth(row[i].text));
-    const bool isLast = i + 1 == columns_.size();
-    if (terminal.isTerminal) {
-      const std::size_t left = terminal.columns > used + least ? terminal.columns - used : least;
-      width = std::min(width, isLast ? left : widest);
-    }
+    if (terminal.isTerminal && i + 1 < columns_.size()) width = std::min(width, widest);
     widths.push_back(width);
-    used += width + gap;
+  }
+  if (!terminal.isTerminal) return widths;
+  // Narrow the widest text until everything fits; figures stay whole.
+  while (totalOf(widths) > terminal.columns) {
+    std::size_t chosen = columns_.size();
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      if (columns_[i].isNumeric || widths[i] <= least) continue;
+      if (chosen == columns_.size() || widths[i] >= widths[chosen]) chosen = i;
+    }
+    if (chosen == columns_.size()) return {};
+    --widths[chosen];
   }
   return widths;
 }
 
+/// A line a cell, "title: text", and a blank line behind each row.
+std::string TextTable::listText(const TerminalFacts& terminal) const {
+  const Style style(terminal.colored);
+  std::string text;
+  for (const auto& row : rows_) {
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      if (row[i].text.empty()) continue;
+      const std::string title = columns_[i].title.empty() ? "" : columns_[i].title + ": ";
+      for (const std::string& line : wrapped(title + row[i].text, terminal.columns)) {
+        text += toned(style, row[i].tone, line) + "\n";
+      }
+    }
+    text += "\n";
+  }
+  return text;
+}
+
 std::string TextTable::text(const TerminalFacts& terminal) const {
   const std::vector<std::size_t> width = widths(terminal);
+  if (width.empty()) return listText(terminal);
   const Style style(terminal.colored);
   std::string text;
   const auto addLine = [&](auto&& cellAt, auto&& toneAt) {

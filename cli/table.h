@@ -31,11 +31,14 @@ class TextTable {
   /// `row` has one cell a column.
   void add(std::vector<Cell> row) { rows_.push_back(std::move(row)); }
 
-  /// Titles and rows, a line each. Long texts are cut on a terminal only.
+  /// Titles and rows, a line each. Long texts are cut on a terminal only; one that is too narrow for all columns gets a
+  /// line a cell instead.
   std::string text(const TerminalFacts& terminal) const;
 
  private:
+  /// Empty when the columns do not fit.
   std::vector<std::size_t> widths(const TerminalFacts& terminal) const;
+  std::string listText(const TerminalFacts& terminal) const;
 
   std::vector<Column> columns_;
   std::vector<std::vector<Cell>> rows_;

@@ -4,6 +4,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -15,7 +16,7 @@ namespace tidra {
 namespace {
 
 std::size_t terminalColumns(int descriptor, const Environment& environment) {
-  constexpr std::size_t fewest = 40;
+  constexpr std::size_t fewest = 20;
   winsize size{};
   if (::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return std::max<std::size_t>(size.ws_col, fewest);
   if (const auto columns = environment.find("COLUMNS"); columns != environment.end()) {
@@ -72,17 +73,119 @@ TerminalFacts terminalFacts(int descriptor, std::string_view colorOption, const 
   return facts;
 }
 
-std::string fitted(std::string_view text, std::size_t width) {
-  if (displayWidth(text) <= width) return std::string(text);
-  std::string cut;
+namespace {
+
+Glyphs chosenGlyphs;
+
+/// The characters of a text. Combining marks are on their own.
+std::vector<std::string_view> charactersOf(std::string_view text) {
+  std::vector<std::string_view> characters;
   for (std::size_t i = 0; i < text.size();) {
     std::size_t next = i + 1;
     while (next < text.size() && isUtf8Continuation(text[next])) ++next;
-    if (displayWidth(cut) + displayWidth(text.substr(i, next - i)) + 1 > width) break;
-    cut += text.substr(i, next - i);
+    characters.push_back(text.substr(i, next - i));
     i = next;
   }
-  return width == 0 ? "" : cut + "…";
+  return characters;
+}
+
+/// Returns the longest prefix of at most `width` columns.
+std::string_view prefixOf(std::string_view text, std::size_t width) {
+  std::size_t bytes = 0;
+  std::size_t taken = 0;
+  for (const std::string_view character : charactersOf(text)) {
+    taken += displayWidth(character);
+    if (taken > width) break;
+    bytes += character.size();
+  }
+  return text.substr(0, bytes);
+}
+
+std::string_view suffixOf(std::string_view text, std::size_t width) {
+  std::size_t bytes = 0;
+  std::size_t taken = 0;
+  const auto characters = charactersOf(text);
+  for (auto character = characters.rbegin(); character != characters.rend(); ++character) {
+    taken += displayWidth(*character);
+    if (taken > width) break;
+    bytes += character->size();
+  }
+  return text.substr(text.size() - bytes);
+}
+
+}  // namespace
+
+const Glyphs& glyphs() { return chosenGlyphs; }
+
+void chooseGlyphs(const Environment& environment) {
+  std::string charset;
+  for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+    const auto found = environment.find(name);
+    if (found == environment.end() || found->second.empty()) continue;
+    charset = asciiLowered(found->second);
+    break;
+  }
+  const bool isUtf8 = charset.find("utf-8") != std::string::npos || charset.find("utf8") != std::string::npos;
+  chosenGlyphs = isUtf8 ? Glyphs{} : Glyphs{.isUtf8 = false, .ellipsis = "...", .dash = "-", .dot = "|"};
+}
+
+std::string fitted(std::string_view text, std::size_t width) {
+  if (displayWidth(text) <= width) return std::string(text);
+  const std::string mark(prefixOf(glyphs().ellipsis, width));
+  return std::string(prefixOf(text, width - displayWidth(mark))) + mark;
+}
+
+std::string fittedInside(std::string_view text, std::size_t width) {
+  if (displayWidth(text) <= width) return std::string(text);
+  const std::string mark(prefixOf(glyphs().ellipsis, width));
+  const std::size_t left = width - displayWidth(mark);
+  const std::size_t ahead = left / 3;
+  return std::string(prefixOf(text, ahead)) + mark + std::string(suffixOf(text, left - ahead));
+}
+
+std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
+  width = std::max<std::size_t>(width, 2);  // a wide character fits
+  std::vector<std::string> lines(1);
+  for (std::string_view word : splitNonEmpty(text, ' ')) {
+    if (!lines.back().empty() && displayWidth(lines.back()) + 1 + displayWidth(word) > width) lines.emplace_back();
+    if (!lines.back().empty()) lines.back() += ' ';
+    while (displayWidth(word) > width) {
+      const std::string_view part = prefixOf(word, width);
+      lines.back() += part;
+      lines.emplace_back();
+      word.remove_prefix(part.size());
+    }
+    lines.back() += word;
+  }
+  return lines;
+}
+
+namespace {
+
+std::string styledParagraph(std::string_view text, const TerminalFacts& terminal, std::size_t indent, bool isDim) {
+  const std::string blanks(indent, ' ');
+  const Style style(terminal.colored);
+  std::vector<std::string> lines{std::string(text)};
+  if (terminal.isTerminal) lines = wrapped(text, terminal.columns > indent ? terminal.columns - indent : 1);
+  std::string whole;
+  for (const std::string& line : lines) whole += blanks + (isDim ? style.dim(line) : line) + '\n';
+  return whole;
+}
+
+}  // namespace
+
+std::string paragraph(std::string_view text, const TerminalFacts& terminal, std::size_t indent) {
+  return styledParagraph(text, terminal, indent, false);
+}
+
+std::string paragraphs(std::string_view text, const TerminalFacts& terminal) {
+  std::string all;
+  for (const std::string_view line : splitNonEmpty(text, '\n')) all += paragraph(line, terminal);
+  return all;
+}
+
+std::string dimParagraph(std::string_view text, const TerminalFacts& terminal, std::size_t indent) {
+  return styledParagraph(text, terminal, indent, true);
 }
 
 std::string paddedRight(std::string_view text, std::size_t width) {

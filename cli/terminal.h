@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/model/scan_vocabulary.h"
 #include "core/platform/path_resolver.h"
@@ -30,9 +31,24 @@ class Style {
 /// Foreign text without control characters, so that it cannot inject terminal escape sequences.
 std::string shown(std::string_view text);
 
-/// The columns of a compact size, such as "12.3 GB", and the most that a list on a screen spends on a label.
+/// The columns of a compact size, such as "12.3 GB", and of a tier, and the most that a list on a screen spends on a
+/// label.
 inline constexpr std::size_t sizeWidth = 8;
+inline constexpr std::size_t tierWidth = 7;
 inline constexpr std::size_t widestLabel = 28;
+
+/// What texts use besides ASCII, or its form in ASCII where the locale's charset is another one than UTF-8.
+struct Glyphs {
+  bool isUtf8 = true;
+  std::string_view ellipsis = "…";
+  std::string_view dash = "–";
+  std::string_view dot = "·";
+};
+
+const Glyphs& glyphs();
+
+/// Chooses the glyphs by LC_ALL, LC_CTYPE and LANG. Call before starting threads.
+void chooseGlyphs(const Environment& environment);
 
 /// How to write to a stream.
 struct TerminalFacts {
@@ -45,8 +61,21 @@ struct TerminalFacts {
 /// The facts of a standard stream. Colour: "always", "never", or on a terminal without NO_COLOR.
 TerminalFacts terminalFacts(int descriptor, std::string_view colorOption, const Environment& environment);
 
-/// Cuts text to a display width; "…" marks a cut.
+/// Cuts text to a display width; an ellipsis marks a cut.
 std::string fitted(std::string_view text, std::size_t width);
+
+/// As fitted(), but cuts in the middle, so that the end of a path stays.
+std::string fittedInside(std::string_view text, std::size_t width);
+
+/// Breaks text at blanks into lines of at most `width` columns, at least one; longer words break anywhere.
+std::vector<std::string> wrapped(std::string_view text, std::size_t width);
+
+/// Text as lines that each end with a line feed, behind `indent` blanks; wrapped on a terminal.
+std::string paragraph(std::string_view text, const TerminalFacts& terminal, std::size_t indent = 0);
+/// A paragraph of each line of the text.
+std::string paragraphs(std::string_view text, const TerminalFacts& terminal);
+/// As paragraph(), in dim lines.
+std::string dimParagraph(std::string_view text, const TerminalFacts& terminal, std::size_t indent = 0);
 
 /// Pads text with blanks to a display width.
 std::string paddedRight(std::string_view text, std::size_t width);

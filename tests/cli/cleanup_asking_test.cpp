@@ -39,8 +39,9 @@ class CleanupAsking : public CliTest {
 
 TEST_F(CleanupAsking, ListsInTheOrderAndLengthThatIsAskedFor) {
   tree().setModified("code/web", TimePoint{std::chrono::seconds{1200000000}});
-  EXPECT_THAT(planned({"--sort", "size"}), ElementsAre("code/tool/target", "code/web/node_modules",
-                                                       "code/ancient/target", "code/web/dist", "code/snake/.venv"));
+  EXPECT_THAT(planned({"--sort", "size", "--apparent-size"}),
+              ElementsAre("code/tool/target", "code/web/node_modules", "code/ancient/target", "code/web/dist",
+                          "code/snake/.venv"));
   EXPECT_THAT(planned({"--sort", "path"}), ElementsAre("code/ancient/target", "code/snake/.venv", "code/tool/target",
                                                        "code/web/dist", "code/web/node_modules"));
   EXPECT_EQ(planned({"--sort", "age"}).front(), "code/ancient/target");
@@ -137,8 +138,9 @@ TEST_F(CleanupAsking, SumsOfHugeSizesStayWithinTheirType) {
   const auto plan = documentOf(run({"plan", "--no-system"}));
   auto huge = plan;
   for (auto& item : huge["items"]) item["bytes"] = std::numeric_limits<std::int64_t>::max();
-  EXPECT_THAT(run({"apply", tree().writeFile("plan.json", huge.dump()), "--dry-run", "--limit", "1"}),
-              succeeds(HasSubstr("and 4 more with 8589934592.0 GB")));
+  EXPECT_THAT(
+      run({"apply", tree().writeFile("plan.json", huge.dump()), "--dry-run", "--apparent-size", "--limit", "1"}),
+      succeeds(HasSubstr("and 4 more with 8589934592.0 GB")));
 }
 
 TEST_F(CleanupAsking, QuarantineEntriesAreListedInColumnsAndTheirBytesAreExact) {

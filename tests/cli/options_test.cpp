@@ -83,6 +83,7 @@ TEST_F(Options, OfWhichOneWouldDoNothingAreRefused) {
        fleet run --policy p --json --explain => --json, --explain |
        rules list --skipped --disable-rule x => --skipped, --disable-rule |
        scan --system --no-system => --no-system, --system | scan --last -x => --last, --one-file-system |
+       scan --json --apparent-size => --json, --apparent-size |
        scan -q -v => --quiet, --verbose | plan --limit 3 => --limit, --output |
        apply plan.json --yes --include-unlisted => --include-unlisted, the trash in the plan |
        apply plan.json --yes --quarantine-dir q => --quarantine-dir, or in the plan |

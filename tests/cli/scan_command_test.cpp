@@ -86,13 +86,13 @@ TEST_F(ScanCommand, TextForAPipeCutsNothing) {
   const std::string deep = "code/" + std::string(120, 'd') + "/" + std::string(120, 'e');
   tree().writeFileOfSize(deep + "/cacheme/f", 10);
   const std::string hint(200, 'h');
-  const ProgramRun ran = scan({"--rules", rulesFile(hint)});
+  const ProgramRun ran = scan({"--apparent-size", "--rules", rulesFile(hint)});
   EXPECT_EQ(ran.status, 0);
   EXPECT_EQ(ran.err, "");
   EXPECT_TRUE(ran.out.ends_with('\n'));
   EXPECT_THAT(ran.out, AllOf(HasSubstr("~/" + deep + "  "), HasSubstr(hint + "\n"), HasSubstr("l\\x1b[31mabel"),
                              HasSubstr("python -m venv .venv && pip install -r requirements.txt\n"),
-                             HasSubstr("53 KB reclaimable"), Not(HasSubstr("\x1b")), Not(HasSubstr("…"))));
+                             HasSubstr("53 KB can be removed"), Not(HasSubstr("\x1b")), Not(HasSubstr("…"))));
 }
 
 /// Expects the parts in this order.
@@ -106,13 +106,14 @@ void expectInOrder(const std::string& text, const Texts& parts) {
 }
 
 TEST_F(ScanCommand, SortsAndLimitsProjects) {
-  expectInOrder(scan({}).out, {"~/code/tool ", "~/code/web ", "~/code/ancient ", "~/code/snake "});
-  expectInOrder(scan({"--sort", "size"}).out, {"~/code/tool ", "~/code/web ", "~/code/ancient ", "~/code/snake "});
+  expectInOrder(scan({"--apparent-size"}).out, {"~/code/tool ", "~/code/web ", "~/code/ancient ", "~/code/snake "});
+  expectInOrder(scan({"--apparent-size", "--sort", "size"}).out,
+                {"~/code/tool ", "~/code/web ", "~/code/ancient ", "~/code/snake "});
   expectInOrder(scan({"--sort", "path"}).out, {"~/code/ancient ", "~/code/snake ", "~/code/tool ", "~/code/web "});
   expectInOrder(scan({"--sort", "age"}).out, {"~/code/ancient ", "~/code/"});
-  const std::string limited = scan({"--limit", "1"}).out;
+  const std::string limited = scan({"--apparent-size", "--limit", "1"}).out;
   EXPECT_THAT(limited, AllOf(HasSubstr("~/code/tool "), Not(HasSubstr("~/code/web ")), HasSubstr("3 more projects"),
-                             HasSubstr("53 KB reclaimable")));
+                             HasSubstr("53 KB can be removed")));
   EXPECT_THAT(scan({"--limit", "0"}).out, AllOf(HasSubstr("~/code/snake "), Not(HasSubstr("more projects"))));
 }
 
@@ -125,7 +126,7 @@ TEST_F(ScanCommand, WritesItsResultToAFile) {
     scan({"--output", "out/result"});  // below the current folder
     return tree().snapshot().size();
   }()) << "no temporary file may stay behind";
-  EXPECT_THAT(*readFile(file), HasSubstr("reclaimable"));
+  EXPECT_THAT(*readFile(file), HasSubstr("can be freed"));
   tree().writeFile("out/result", "former");
   EXPECT_EQ(scan({"-n", "--output", file}).out, "The result would be in " + file + ".\n");
   EXPECT_EQ(*readFile(file), "former");
@@ -137,11 +138,11 @@ TEST_F(ScanCommand, ANameOfAnOpenDescriptorIsWrittenThrough) {
     EXPECT_EQ(inShell("echo before > '" + file + "'; \"$tidra\" scan --no-system --output " + name + " >> '" + file +
                       "'; echo after >> '" + file + "'"),
               0);
-    EXPECT_THAT(*readFile(file), AllOf(StartsWith("before\n"), HasSubstr("reclaimable"), EndsWith("\nafter\n")))
+    EXPECT_THAT(*readFile(file), AllOf(StartsWith("before\n"), HasSubstr("can be freed"), EndsWith("\nafter\n")))
         << name;
   }
   EXPECT_EQ(inShell("\"$tidra\" scan --no-system --output /dev/fd/3 3> '" + file + "'"), 0);
-  EXPECT_THAT(*readFile(file), HasSubstr("reclaimable"));
+  EXPECT_THAT(*readFile(file), HasSubstr("can be freed"));
 }
 
 TEST_F(ScanCommand, StreamsThatTakeNothingAreNoCrash) {
@@ -259,7 +260,7 @@ TEST_F(ScanCommand, BadInputIsOneSentenceAndStatusTwo) {
   }
   EXPECT_THAT(refused({"rules", "check", "fifo"}),
               EndsWith("'fifo' is a pipe or a device; write the rules to a file and name that.\n"));
-  EXPECT_THAT(refused({"apply", "fifo"}), EndsWith("is not a file; name one that tidra plan has written.\n"));
+  EXPECT_THAT(refused({"apply", "fifo"}), HasSubstr("is not a file; name one that tidra plan has written"));
   EXPECT_EQ(tree().snapshot(), before) << "nothing was done";
 }
 
@@ -276,7 +277,7 @@ TEST_F(ScanCommand, ATerminalOf80ColumnsGetsNoWiderLineAndNoForeignEscape) {
   ProgramOptions plain;
   plain.outIsTerminal = plain.errIsTerminal = true;
   plain.environment["NO_COLOR"] = "1";
-  const ProgramRun uncoloured = scan({"--rules", rulesFile("run this")}, plain);
+  const ProgramRun uncoloured = scan({"--apparent-size", "--rules", rulesFile("run this")}, plain);
   EXPECT_EQ(uncoloured.status, 0);
   for (const std::string& line : linesOf(uncoloured.out)) EXPECT_LE(displayWidth(line), 80U) << line;
   EXPECT_THAT(uncoloured.out, AllOf(Not(HasSubstr("\x1b")), Not(HasSubstr("\x07")), Not(HasSubstr("\r")),

@@ -1,0 +1,51 @@
+#include "cli/item_hint.h"
+
+#include "cli/terminal.h"
+#include "core/model/removal_leftover.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+namespace {
+
+/// The kind follows from where the item lies: hints of projects and of caches of packages name what fills them again,
+/// those of other programs only say what the program does next.
+ItemHint::Kind kindOf(std::string_view path, ArtifactSafetyTier tier, ArtifactSource source,
+                      std::string_view category) {
+  if (RemovalLeftover::isEither(lastPathComponent(path))) return ItemHint::Kind::plain;
+  if (tier != ArtifactSafetyTier::safe) return ItemHint::Kind::careful;
+  const bool isRefilled = source != ArtifactSource::systemProbe || category == "globalCaches";
+  return isRefilled ? ItemHint::Kind::wayBack : ItemHint::Kind::afterwards;
+}
+
+template <class Item>
+std::optional<ItemHint> makeHint(const Item& item, const std::optional<std::string>& restoreHint) {
+  if (!restoreHint) return std::nullopt;
+  const ItemHint::Kind kind = kindOf(item.path, item.tier, item.source, item.category);
+  // The catalog's hint of this rule is the command that empties the cache.
+  if (item.ruleID == "npm-cache") return ItemHint{kind, "npm install downloads the packages again"};
+  return ItemHint{kind, *restoreHint};
+}
+
+}  // namespace
+
+std::string ItemHint::sentence() const {
+  switch (kind) {
+    case Kind::wayBack:
+      return "to get it back: " + shown(text);
+    case Kind::afterwards:
+      return "afterwards: " + shown(text);
+    case Kind::careful:
+      return "careful: " + shown(text);
+    case Kind::plain:
+      break;
+  }
+  return shown(text);
+}
+
+std::optional<ItemHint> hintOf(const CleanupPlan::Item& item, const std::optional<std::string>& restoreHint) {
+  return makeHint(item, restoreHint);
+}
+
+std::optional<ItemHint> hintOf(const ScanReportItem& item) { return makeHint(item, item.restoreHint); }
+
+}  // namespace tidra

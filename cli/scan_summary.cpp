@@ -1,0 +1,170 @@
+#include "cli/scan_summary.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string_view>
+#include <vector>
+
+#include "cli/local_time.h"
+#include "core/base/text.h"
+#include "core/model/byte_formatting.h"
+#include "core/model/ecosystems.h"
+
+namespace tidra {
+namespace {
+
+constexpr std::size_t widestName = 31;
+
+struct Total {
+  std::string name;
+  std::int64_t bytes = 0;
+};
+
+/// The sums of the items by `keyOf`, largest first.
+template <class KeyOf>
+std::vector<Total> totalsBy(const ScanPicture& picture, KeyOf keyOf) {
+  std::map<std::string, std::size_t> parts;
+  std::vector<std::size_t> partOf;
+  std::vector<Total> totals;
+  for (const ScanReportItem& item : picture.report.items) {
+    const auto [part, isNew] = parts.try_emplace(keyOf(item), totals.size());
+    if (isNew) totals.push_back({part->first});
+    partOf.push_back(part->second);
+  }
+  const auto sums = picture.sizes.ofParts(partOf, totals.size());
+  for (std::size_t i = 0; i < totals.size(); ++i) totals[i].bytes = sums[i];
+  std::stable_sort(totals.begin(), totals.end(), [](const Total& a, const Total& b) { return a.bytes > b.bytes; });
+  return totals;
+}
+
+std::string totalCell(const Total& total, std::size_t nameWidth) {
+  return "  " + paddedRight(fitted(total.name, nameWidth), nameWidth) +
+         paddedLeft(ByteFormatting::readable(total.bytes), sizeWidth);
+}
+
+/// The roots, joined with ", ", with home folders as "~".
+std::string shownRoots(const ScanReport& report) {
+  std::string roots;
+  std::string_view rest = report.scanRoot;
+  while (!rest.empty()) {
+    const auto end = std::min(rest.find(", /"), rest.size());
+    roots += (roots.empty() ? "" : ", ") + shown(TidraPathResolver{report.home, {}}.displayPath(rest.substr(0, end)));
+    rest.remove_prefix(std::min(end + 2, rest.size()));
+  }
+  return roots;
+}
+
+/// The items of one kind.
+struct Part {
+  std::size_t items = 0;
+  std::size_t projects = 0;
+  std::size_t categories = 0;
+  std::int64_t bytes = 0;
+
+  Part(const ScanPicture& picture, ItemMark::Kind kind) {
+    const auto isMeant = [&](std::size_t i) { return picture.marks[i].kind == kind; };
+    std::set<std::string_view> groups;
+    for (std::size_t i = 0; i < picture.marks.size(); ++i) {
+      if (!isMeant(i)) continue;
+      ++items;
+      const ScanReportItem& item = picture.report.items[i];
+      if (!groups.insert(item.group).second) continue;
+      ++(item.isInSystemGroup() ? categories : projects);
+    }
+    bytes = picture.sizes.ofThose(isMeant);
+  }
+
+  std::string count() const { return counted(items, "artefact", "artefacts"); }
+  std::string size() const { return ByteFormatting::readable(bytes); }
+  std::string places(const std::string& roots) const {
+    std::string text;
+    if (projects > 0) text += fmt::format(" in {} below {}", counted(projects, "project", "projects"), roots);
+    if (categories > 0) {
+      text += fmt::format("{} in {} outside projects", projects > 0 ? " and" : "",
+                          counted(categories, "category", "categories"));
+    }
+    return text;
+  }
+};
+
+/// A paragraph whose beginning is bold.
+std::string ledParagraph(const std::string& lead, const std::string& rest, const ScanViewOptions& options) {
+  std::string text = paragraph(lead + rest, options.terminal);
+  if (!text.starts_with(lead)) return text;  // the first line ends within it
+  return Style(options.terminal.colored).bold(lead) + text.substr(lead.size());
+}
+
+std::string whenText(const ScanReport& report, const ScanViewOptions& options) {
+  return options.isEarlierScan ? fmt::format(" Scanned at {}.", localTime(report.generatedAt))
+                               : fmt::format(" Scanned in {:.1f} s.", report.durationSeconds);
+}
+
+}  // namespace
+
+std::string totalsText(const ScanPicture& picture, const ScanViewOptions& options) {
+  if (picture.report.items.empty()) return {};
+  const auto ecosystems = totalsBy(picture, [](const auto& item) { return shown(ecosystemName(item.ecosystem)); });
+  auto tiers = totalsBy(picture, [](const auto& item) { return std::string(rawValue(item.tier)); });
+  std::sort(tiers.begin(), tiers.end(), [](const Total& a, const Total& b) {
+    return fromRawValue<ArtifactSafetyTier>(a.name) < fromRawValue<ArtifactSafetyTier>(b.name);
+  });
+  const Style style(options.terminal.colored);
+  const std::size_t columns = options.terminal.columns;
+  std::size_t nameWidth = widestName;
+  if (options.terminal.isTerminal) nameWidth = std::min(nameWidth, columns - std::min(columns, sizeWidth + 3));
+  std::string text;
+  if (options.terminal.isTerminal && columns < widestName + tierWidth + 2 * sizeWidth + 8) {
+    text = style.bold("By ecosystem") + '\n';
+    for (const Total& total : ecosystems) text += totalCell(total, nameWidth) + '\n';
+    text += '\n' + style.bold("By tier") + '\n';
+    for (const Total& total : tiers) text += totalCell(total, nameWidth) + '\n';
+    return text + '\n';
+  }
+  text = style.bold(paddedRight("By ecosystem", nameWidth + sizeWidth + 6) + "By tier") + '\n';
+  for (std::size_t i = 0; i < std::max(ecosystems.size(), tiers.size()); ++i) {
+    std::string line = std::string(nameWidth + sizeWidth + 2, ' ');
+    if (i < ecosystems.size()) line = totalCell(ecosystems[i], nameWidth);
+    if (i < tiers.size()) line += "    " + totalCell(tiers[i], tierWidth);
+    text += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
+  }
+  return text + '\n';
+}
+
+std::string sumText(const ScanPicture& picture, const ScanViewOptions& options) {
+  const std::string roots = shownRoots(picture.report);
+  const std::string when = whenText(picture.report, options);
+  const Part goes(picture, ItemMark::Kind::goes);
+  const Part review(picture, ItemMark::Kind::review);
+  const Part kept(picture, ItemMark::Kind::kept);
+  std::string text;
+  if (picture.report.items.empty()) {
+    text = paragraph(fmt::format("Nothing to reclaim in {}.{}", roots, when), options.terminal);
+  } else if (goes.items == 0) {
+    text = paragraph(fmt::format("Nothing in {} goes without a decision of yours.{}", roots, when), options.terminal);
+  } else {
+    const bool isBound = picture.isUpperBound && !picture.sizes.areApparent();
+    const std::string lead = fmt::format("{}{} can be {}", isBound ? "Up to " : "", goes.size(),
+                                         picture.sizes.areApparent() ? "removed" : "freed");
+    text = ledParagraph(lead, fmt::format(": {}{}.{}", goes.count(), goes.places(roots), when), options);
+  }
+  const auto addPart = [&](const Part& part, std::string_view what) {
+    if (part.items == 0) return;
+    text += paragraph(fmt::format("{} more {}: {} with the reason shown.", part.size(), what, part.count()),
+                      options.terminal);
+  };
+  addPart(review, "to review");
+  addPart(kept, "must stay");
+  if (picture.report.volume) {
+    const auto& volume = *picture.report.volume;
+    text += dimParagraph(fmt::format("The volume has {} free of {}.", ByteFormatting::readable(volume.availableBytes),
+                                     ByteFormatting::readable(volume.totalBytes)),
+                         options.terminal);
+  }
+  if (picture.report.partial) text += paragraph("The scan was interrupted, so this is not all.", options.terminal);
+  return text;
+}
+
+}  // namespace tidra
