@@ -346,7 +346,7 @@ TEST_F(RulesCommand, ShowsTheCatalogThatScansUse) {
   const auto shown = documentOf(run({"rules", "show", "target"}));
   EXPECT_EQ(JsonCodec<ProjectArtifactRule>::decode(shown, "it").folderName, "target");
   for (const char* line : {"rules show nothing", "rules show", "rules enable", "rules check missing",
-                           "rules list --rules code", "nothing", ""})
+                           "rules list --rules code", "nothing"})
     refused(wordsOf(line));
 }
 

@@ -100,6 +100,36 @@ TEST(Views, OfEveryCommandFitTheirTerminalAndAlign) {
   chooseGlyphs({{"LANG", "C.UTF-8"}});
 }
 
+TEST(Views, TheResultSaysHowMuchIsFreeAndWhen) {
+  const auto findings = oddFindings();
+  std::vector<CleanupCandidate> candidates;
+  for (const std::size_t i : {1U, 2U}) {
+    candidates.push_back({CleanupPlan::Item::make(findings[i]), &findings[i], std::nullopt});
+  }
+  CleanupOutcome outcome;
+  for (const auto& candidate : candidates) {
+    outcome.disposal.receipts.push_back({candidate.item.path, DisposalMethod::delete_, {}, candidate.item.bytes, {}});
+    outcome.freedEach.push_back(candidate.freeableBytes());
+  }
+  OutcomeContext context{.volumes = "the volume has 2 GB free, before 1 GB", .candidates = candidates};
+  context.method = DisposalMethod::delete_;
+  EXPECT_EQ(outcomeText(outcome, context), "2 items deleted, 1 MB freed (the volume has 2 GB free, before 1 GB).\n");
+  context.isUpperBound = true;
+  EXPECT_THAT(outcomeText(outcome, context), StartsWith("2 items deleted, up to 1 MB freed ("));
+  context.apparentSize = true;
+  EXPECT_THAT(outcomeText(outcome, context), StartsWith("2 items deleted, 4 MB of files ("));
+  context.apparentSize = false;
+  outcome.disposal.receipts[0].method = context.method = DisposalMethod::trash;
+  outcome.freedEach[0] = 0;
+  EXPECT_THAT(outcomeText(outcome, context), StartsWith("1 item moved to the trash; tidra undo brings it back. That "
+                                                        "frees nothing until the trash is emptied: then about 402 KB.\n"
+                                                        "1 item deleted, up to 804 KB freed ("));
+  context.dryRun = true;
+  EXPECT_EQ(outcomeText(outcome, context),
+            "1 item would be moved to the trash, which frees nothing until the trash is emptied: then about 402 KB; "
+            "1 item would be deleted, up to 804 KB freed; nothing was changed.\n");
+}
+
 TEST(Views, AHintIsAWayBackOnlyWhereItIsOne) {
   struct Row {
     const char* path;
@@ -184,9 +214,11 @@ TEST_F(Figures, OfTheResultNameTheVolumeOrSayThatNothingIsFreeYet) {
   EXPECT_THAT(clean({"--yes", "--method", "delete", "code/tool"}).out,
               ContainsRegex("1 item deleted, (up to )?3[0-9]+ KB freed \\(the volume has .* free, before .*\\)\\."));
   EXPECT_THAT(clean({"--yes", "--method", "quarantine", "code/ancient"}).out,
-              HasSubstr("1 item moved into quarantine. That frees nothing until it is purged: then about "));
+              HasSubstr("1 item moved into quarantine; tidra undo brings it back. That frees nothing until it is "
+                        "purged: then about "));
   EXPECT_THAT(clean({"--yes", "code/snake"}).out,
-              HasSubstr("1 item moved to the trash. That frees nothing until the trash is emptied: then about "));
+              HasSubstr("1 item moved to the trash; tidra undo brings it back. That frees nothing until the trash is "
+                        "emptied: then about "));
 }
 
 class MountedFigures : public Figures {};
@@ -205,7 +237,8 @@ TEST_F(MountedFigures, WhatHoldsAMountIsNotOfferedAndAFullVolumeNamesTheWayOut) 
   tree().writeFile("full/p/target/CACHEDIR.TAG");
   for (const char* file : {"full/1", "full/2", "full/3"}) tree().writeFile(file);
   EXPECT_THAT(clean({"--yes", "full"}), fails(1, HasSubstr("No space left on device; use --method delete")));
-  EXPECT_EQ(clean({"--yes", "--method", "delete", "full"}).status, 0);
+  EXPECT_THAT(clean({"--yes", "--method", "delete", "full", "code/web"}),
+              succeeds(ContainsRegex("freed \\([^;]+ has [^;]+ free, before [^;]+; [^;]+ has [^;]+ free, before ")));
 }
 
 TEST_F(Figures, APlanForCachesIsAppliedWithoutNotesAboutTheirFolders) {
