@@ -151,6 +151,7 @@ constexpr std::array valueRules{
     ValueRule{"quarantine restore", "ENTRY", &ofUser<&quarantineWords>},
     ValueRule{"quarantine purge", "ENTRY", &ofUser<&quarantineWords>},
     ValueRule{"trash restore", "WHAT", &ofUser<&trashWords>},
+    ValueRule{"trash purge", "WHAT", &ofUser<&trashWords>},
     ValueRule{"exclude remove", "TEXT", &ofUser<&exclusionWords>},
     ValueRule{"config get", "KEY", &ignoringAll<&settingWords>},
     ValueRule{"config set", "KEY", &ignoringAll<&settingWords>},

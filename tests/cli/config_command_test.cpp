@@ -1,4 +1,7 @@
 // tidra config, and what the settings change about other commands.
+#include <filesystem>
+#include <map>
+
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
@@ -39,10 +42,11 @@ TEST_F(ConfigCommand, SettingsChangeEveryScanUntilAnOptionSaysOtherwise) {
 TEST_F(ConfigCommand, CategoriesThatAreOffAreNotLookedAt) {
   tree().writeFileOfSize(".cache/pip/f", 700);
   const Texts caches{"scan", "--no-projects", "--json"};
-  const auto places = [&] { return reportOf(run(caches, {.environment = {{"PATH", "/nowhere"}}})).items.size(); };
-  EXPECT_EQ(places(), 1U);
-  ASSERT_EQ(run({"config", "set", "category", "all,-globalCaches"}).status, 0);
-  EXPECT_EQ(places(), 0U);
+  // Neither category runs one of this machine's tools.
+  for (const auto& [category, places] : std::map<std::string, std::size_t>{{"globalCaches", 1}, {"agentHost", 0}}) {
+    ASSERT_EQ(run({"config", "set", "category", category}).status, 0);
+    EXPECT_EQ(reportOf(run(caches)).items.size(), places) << category;
+  }
   Texts named = caches;
   named.insert(named.end(), {"--category", "globalCaches"});
   EXPECT_EQ(reportOf(run(named)).items.size(), 1U) << "a named option wins";
@@ -60,6 +64,25 @@ TEST_F(ConfigCommand, TheMethodFollowsWhatIsSetLast) {
   const auto list = documentOf(run({"config", "list", "--json"}));
   EXPECT_EQ(list.at(8), nlohmann::json::parse(R"({"default": "trash", "from": "settings", "key": "method",
       "value": "quarantine", "what": "Where clean and plan move things, instead of what move-to-trash says"})"));
+}
+
+TEST_F(ConfigCommand, TheLocationBoundsNothingAndTheTrashIsEmptiedOnlyAfterMoving) {
+  tree().writeFileOfSize(".cache/pip/f", 700);
+  ASSERT_EQ(run({"config", "set", "location", "~/code/web"}).status, 0);
+  ASSERT_EQ(run({"config", "set", "category", "globalCaches"}).status, 0);
+  const auto found = shortNames([&] {
+    Texts paths;
+    for (const auto& item : reportOf(run({"scan", "--json", "--ecosystem", "npm,py"})).items)
+      paths.push_back(item.path);
+    return paths;
+  }());
+  EXPECT_THAT(found, AllOf(HasSubstr("web/dist web/node_modules"), HasSubstr(".cache/pip"))) << "as without a setting";
+  ASSERT_EQ(run({"config", "set", "empty-trash", "true"}).status, 0);
+  EXPECT_THAT(clean({"-n"}).out, HasSubstr("The trash would be emptied"));
+  EXPECT_THAT(clean({"-n", "--no-config"}).out, Not(HasSubstr("The trash would be emptied")));
+  EXPECT_THAT(clean({"-n", "--method", "delete"}).out, Not(HasSubstr("The trash would be emptied")));
+  std::filesystem::rename(tree().path("code/web"), tree().path("code/other"));
+  EXPECT_THAT(refused({"scan"}), HasSubstr("tidra config set location"));
 }
 
 TEST_F(ConfigCommand, BadInputChangesNothingAndNamesWhatIsKnown) {
