@@ -15,6 +15,8 @@ namespace {
 
 using Tone = TextTable::Tone;
 
+std::string unknown() { return std::string(glyphs().dash); }
+
 std::string bytes(std::int64_t count) { return ByteFormatting::readable(count); }
 
 /// A number reported by a host; may be negative.
@@ -29,9 +31,9 @@ TextTable::Cell statusCell(HubHostStatus status) {
   return {std::string(rawValue(status)), tone};
 }
 
-/// "12%", rounded down as in the hub's reasons; "–" when unknown.
+/// "12%", rounded down as in the hub's reasons; a dash when unknown.
 std::string freeText(const std::optional<std::int64_t>& available, const std::optional<std::int64_t>& total) {
-  if (!available || !total || *total < 1) return "–";
+  if (!available || !total || *total < 1) return unknown();
   constexpr double whole = 100;
   const double share = static_cast<double>(*available) / static_cast<double>(*total);
   return fmt::format("{:.0f}%", std::floor(std::clamp(share, 0.0, 1.0) * whole));
@@ -72,7 +74,7 @@ std::string topItemsText(const std::vector<HubTopItem>& items, const TerminalFac
   TextTable table({{"SIZE", true}, {"TIER"}, {"IDLE", true}, {"FINDING"}, {"PATH"}});
   for (const HubTopItem& item : items) {
     table.add({bytes(item.bytes), std::string(rawValue(item.tier)),
-               item.idleDays ? fmt::format("{} d", *item.idleDays) : "–", shown(item.label), shown(item.path)});
+               item.idleDays ? fmt::format("{} d", *item.idleDays) : unknown(), shown(item.label), shown(item.path)});
   }
   return table.text(terminal);
 }
@@ -162,8 +164,8 @@ std::string hostText(const HubHostRecord& record, TimePoint now, const TerminalF
     text += line("disk", fmt::format("{} available, {} free", bytes(*report.volumeAvailableBytes),
                                      freeText(report.volumeAvailableBytes, report.volumeTotalBytes)));
   }
-  text += line("audit log",
-               fmt::format("{} records, head {}", number(report.auditSeq), shown(report.auditHeadHash.value_or("–"))));
+  text += line("audit log", fmt::format("{} records, head {}", number(report.auditSeq),
+                                        shown(report.auditHeadHash.value_or(unknown()))));
   if (!report.topItems.empty()) text += "\n" + topItemsText(report.topItems, terminal);
   return text;
 }
