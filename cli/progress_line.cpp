@@ -14,7 +14,7 @@
 namespace tidra {
 
 bool ProgressLine::isDue() {
-  constexpr std::chrono::milliseconds redraw{90};
+  constexpr std::chrono::milliseconds redraw{100};
   if (!shown_ || Clock::now() - last_ < redraw) return false;
   last_ = Clock::now();
   return true;
