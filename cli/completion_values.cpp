@@ -17,6 +17,7 @@
 #include "core/platform/mount_table.h"
 #include "core/platform/path_text.h"
 #include "core/rules/catalog_files.h"
+#include "core/rules/rule_packs.h"
 
 namespace tidra {
 namespace {
@@ -53,6 +54,12 @@ Words ruleWords() {
   const RuleCatalog catalog = makeCatalog({}, {}).catalog;
   for (const auto& rule : catalog.projectRules) words.push_back({rule.id, rule.label});
   for (const auto& rule : catalog.systemRules) words.push_back({rule.id, rule.label});
+  return words;
+}
+
+Words packWords() {
+  Words words;
+  for (const RulePack& pack : RulePack::all()) words.push_back({pack.name, pack.covers});
   return words;
 }
 
@@ -148,6 +155,8 @@ constexpr std::array valueRules{
     ValueRule{"", "--ecosystem", &ignoringAll<&ecosystemWords>},
     ValueRule{"", "--disable-rule", &ignoringAll<&ruleWords>},
     ValueRule{"rules show", "ID", &ignoringAll<&ruleWords>},
+    ValueRule{"rules enable", "NAME", &ignoringAll<&packWords>},
+    ValueRule{"rules disable", "NAME", &ignoringAll<&packWords>},
     ValueRule{"quarantine restore", "ENTRY", &ofUser<&quarantineWords>},
     ValueRule{"quarantine purge", "ENTRY", &ofUser<&quarantineWords>},
     ValueRule{"trash restore", "WHAT", &ofUser<&trashWords>},

@@ -62,7 +62,7 @@ TEST_F(Everyday, CompletionsKnowCommandsOptionsAndValues) {
        scan --ecosystem npm,rub => words npm,ruby | rules show node_mod => words node_modules | clean _ => folders |
        apply _ => files | clean --home _ => folders | exclude remove _ => words ~/code/a b |
        config set metho => words method | config set method del => words delete | completions z => words zsh |
-       scan --nothing= => words | quarantine restore 9 => words)")) {
+       scan --nothing= => words | quarantine restore 9 => words | rules enable elix => words elixir)")) {
     Texts arguments = wordsOf("complete-words -- " + typed);
     if (arguments.back() == "_") arguments.back().clear();
     Texts shown;
