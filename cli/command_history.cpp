@@ -77,14 +77,14 @@ std::string itemsText(const RemovalRun& run, const TidraPathResolver& resolver, 
 int runHistoryCommand(const HistoryOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
   const auto runs = removalHistory(resolver).load();
-  const auto chosen = options.run ? std::optional(runNumbered(*options.run, runs)) : std::nullopt;
+  const RemovalRun* chosen = options.run ? &runs[runNumbered(*options.run, runs)] : nullptr;
   const TerminalFacts terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
   if (options.json) {
-    writeOut((chosen ? prettyJson(runs[*chosen]) : prettyJson(runs)) + "\n");
+    writeOut((chosen != nullptr ? prettyJson(*chosen) : prettyJson(runs)) + "\n");
   } else if (runs.empty()) {
     writeOut("The history is empty.\n");
   } else {
-    writeOut(chosen ? itemsText(runs[*chosen], resolver, terminal) : runsText(runs, terminal));
+    writeOut(chosen != nullptr ? itemsText(*chosen, resolver, terminal) : runsText(runs, terminal));
   }
   return ExitStatus::done;
 }
