@@ -70,8 +70,11 @@ struct EntrySize {
   std::uint32_t owner = 0;  // user id
 };
 
-/// Returns the size of the entry `name`; "" is the folder itself. Symbolic links are not followed.
+/// Returns the size of the entry `name`. Symbolic links are not followed.
 Outcome<EntrySize> entrySize(int parent, const char* name);
+
+/// Returns the bytes that an open folder itself occupies; 0 if unknown.
+std::uint64_t allocatedBy(int folder);
 
 /// Does not follow a symbolic link.
 Outcome<EntryFacts> entryFacts(int parent, const char* name);

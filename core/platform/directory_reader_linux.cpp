@@ -20,6 +20,7 @@ namespace tidra {
 namespace {
 
 constexpr std::size_t bufferBytes = 64_KiB;
+constexpr std::uint64_t bytesPerBlock = 512;  // of st_blocks, whatever the file system's block size
 #ifdef STATX_MNT_ID
 constexpr unsigned mountMask = STATX_MNT_ID;
 #else
@@ -93,15 +94,19 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
 Outcome<EntrySize> entrySize(int parent, const char* name) {
   struct statx status;
   constexpr unsigned mask = STATX_SIZE | STATX_UID | STATX_BLOCKS | STATX_NLINK | STATX_INO;
-  constexpr int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_EMPTY_PATH;
-  if (::statx(parent, name, flags, mask, &status) != 0) return lastSystemError();
-  constexpr std::uint64_t bytesPerBlock = 512;  // whatever the file system's block size
+  if (::statx(parent, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, mask, &status) != 0) return lastSystemError();
   return EntrySize{.bytes = status.stx_size,
                    .allocated = status.stx_blocks * bytesPerBlock,
                    .device = makedev(status.stx_dev_major, status.stx_dev_minor),
                    .inode = status.stx_ino,
                    .links = status.stx_nlink,
                    .owner = status.stx_uid};
+}
+
+// Half of the time that statx() takes with an empty path.
+std::uint64_t allocatedBy(int folder) {
+  struct stat status;
+  return ::fstat(folder, &status) == 0 ? static_cast<std::uint64_t>(status.st_blocks) * bytesPerBlock : 0;
 }
 
 bool mayHaveAccessList(const std::string& path) {

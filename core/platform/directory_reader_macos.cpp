@@ -8,6 +8,8 @@
 namespace tidra {
 namespace {
 
+constexpr std::uint64_t bytesPerBlock = 512;  // of st_blocks
+
 EntryType typeOfMode(unsigned mode) {
   if (S_ISDIR(mode)) return EntryType::directory;
   if (S_ISREG(mode)) return EntryType::regularFile;
@@ -42,16 +44,18 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
 
 Outcome<EntrySize> entrySize(int parent, const char* name) {
   struct stat status {};
-  const bool isFolderItself = *name == '\0';
-  const int result = isFolderItself ? ::fstat(parent, &status) : ::fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW);
-  if (result != 0) return lastSystemError();
-  constexpr std::uint64_t bytesPerBlock = 512;
+  if (::fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return lastSystemError();
   return EntrySize{.bytes = static_cast<std::uint64_t>(status.st_size),
                    .allocated = static_cast<std::uint64_t>(status.st_blocks) * bytesPerBlock,
                    .device = static_cast<std::uint64_t>(status.st_dev),
                    .inode = static_cast<std::uint64_t>(status.st_ino),
                    .links = status.st_nlink,
                    .owner = status.st_uid};
+}
+
+std::uint64_t allocatedBy(int folder) {
+  struct stat status {};
+  return ::fstat(folder, &status) == 0 ? static_cast<std::uint64_t>(status.st_blocks) * bytesPerBlock : 0;
 }
 
 bool mayHaveAccessList(const std::string&) { return true; }

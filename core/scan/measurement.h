@@ -106,7 +106,7 @@ class Measurement {
     std::optional<std::string> ofOthers;
     std::uint64_t bytes = 0;
     StorageTally tally;
-    if (const auto folder = entrySize(descriptor, "")) tally.add(0, folder->allocated);
+    tally.add(0, allocatedBy(descriptor));
     GitSigns gitSigns;
     ForeignSigns foreign(isFirst ? std::string_view() : node.name());
     bool holdsKeepFile = false;
