@@ -180,17 +180,17 @@ std::int64_t countedBytes(const TidraDeletionService::Result& result, const std:
   return disposed == nullptr ? 0 : disposed->receipt.bytes.value_or(0);
 }
 
-std::int64_t freedBy(const CleanupCandidate& candidate, const TidraDeletionService::Disposed& disposed,
-                     const std::optional<UnmeasuredSize>& unmeasured) {
-  if (!unmeasured) return disposed.freed;
-  if (isToolBackedTarget(disposed.receipt.path)) return unmeasured->bytes;
-  return disposed.receipt.method == DisposalMethod::delete_ ? candidate.freeableBytes() : 0;
-}
-
 }  // namespace
 
 std::int64_t CleanupCandidate::freeableBytes() const {
   return found == nullptr ? item.bytes : signedBytes(found->finding.freeable());
+}
+
+std::int64_t freedBytesOf(const CleanupCandidate& candidate, const TidraDeletionService::Disposed& disposed,
+                          std::int64_t counted) {
+  if (disposed.receipt.bytes) return disposed.freed;
+  if (isToolBackedTarget(disposed.receipt.path)) return counted;
+  return disposed.receipt.method == DisposalMethod::delete_ ? candidate.freeableBytes() : 0;
 }
 
 UnprovenFindings unprovenIn(const ScanOutcome& outcome) {
@@ -287,12 +287,13 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
   const auto finished = [&](std::size_t index, const TidraDeletionService::Result& result) {
     const CleanupCandidate& candidate = candidates[index];
     const auto unmeasured = unmeasuredSizeOf(candidate.item, result);
-    if (setting.onResult) setting.onResult(candidate, result, countedBytes(result, unmeasured));
+    const std::int64_t counted = countedBytes(result, unmeasured);
+    if (setting.onResult) setting.onResult(candidate, result, counted);
     if (unmeasured) outcome.unmeasured.push_back(*unmeasured);
     const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);
     if (disposed != nullptr && !disposed->remainder.empty()) outcome.remainders.push_back(disposed->remainder);
     if (disposed != nullptr) {
-      outcome.freedEach.push_back(freedBy(candidate, *disposed, unmeasured));
+      outcome.freedEach.push_back(freedBytesOf(candidate, *disposed, counted));
       outcome.freedBytes = saturatedSum(outcome.freedBytes, outcome.freedEach.back());
     }
     progress.finish(candidate);

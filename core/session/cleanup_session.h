@@ -111,6 +111,10 @@ struct [[nodiscard]] CleanupOutcome {
   bool cancelled = false;                  // items not begun are in neither list
 };
 
+/// Returns what an item's removal freed. `counted`: the bytes that it adds to every sum.
+std::int64_t freedBytesOf(const CleanupCandidate& candidate, const TidraDeletionService::Disposed& disposed,
+                          std::int64_t counted);
+
 /// Removes candidates in order. Checks keep files, use, and the repositories in it again right before each removal.
 CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const CleanupSetting& setting);
 

@@ -14,19 +14,21 @@
 namespace tidra {
 namespace {
 
-constexpr std::uint64_t version = 1;
+constexpr std::uint64_t firstVersion = 1;
 
 nlohmann::json encode(const AuditCheckpoint& checkpoint) {
   const AuditTotals& totals = checkpoint.totals;
-  return {{"disposedBytes", totals.disposedBytes},
-          {"disposedItems", totals.disposedItems},
-          {"failures", totals.failures},
-          {"hash", checkpoint.hash},
-          {"offset", checkpoint.offset},
-          {"purgedBytes", totals.purgedBytes},
-          {"runs", totals.runs},
-          {"seq", checkpoint.seq},
-          {"version", version}};
+  nlohmann::json object{{"disposedBytes", totals.disposedBytes},
+                        {"disposedItems", totals.disposedItems},
+                        {"failures", totals.failures},
+                        {"hash", checkpoint.hash},
+                        {"offset", checkpoint.offset},
+                        {"purgedBytes", totals.purgedBytes},
+                        {"runs", totals.runs},
+                        {"seq", checkpoint.seq},
+                        {"version", checkpoint.version}};
+  if (checkpoint.version > firstVersion) object["freedBytes"] = totals.freedBytes;
+  return object;
 }
 
 /// Checksum: detects flipped digits, which parse as valid numbers.
@@ -43,13 +45,13 @@ struct Line {
     const std::string where = fmt::format("what begins at byte {}", line.offset);
     if (line.tooLong) throw DecodingError(where + " is too long");
     if (const auto canonical = readCanonicalAuditLine(line.text)) {
-      totals.add(canonical->event, canonical->bytes.value_or(0), canonical->dryRun);
+      totals.add(canonical->act);
       seq = canonical->seq;
       hash = canonical->hash;
       return;
     }
     const AuditRecord record = decodeAuditLine(line.text, where);
-    totals.add(record.event, record.bytes.value_or(0), record.dryRun.value_or(false));
+    totals.add(AuditedAct::of(record));
     seq = record.seq;
     hash = record.hash.value_or(std::string(auditGenesis));
   }
@@ -57,17 +59,19 @@ struct Line {
 
 }  // namespace
 
-void AuditTotals::add(AuditRecord::Event event, std::uint64_t bytes, bool dryRun) {
-  if (event == AuditRecord::Event::runFinished) ++runs;
-  if (dryRun) return;
-  if (event == AuditRecord::Event::disposed) {
-    disposedBytes = saturatedSum(disposedBytes, bytes);
+void AuditTotals::add(const AuditedAct& act) {
+  using enum AuditRecord::Event;
+  if (act.event == runFinished) ++runs;
+  if (act.dryRun) return;
+  if (act.event == disposed) {
+    disposedBytes = saturatedSum(disposedBytes, act.bytes.value_or(0));
     ++disposedItems;
-  } else if (event == AuditRecord::Event::disposeFailed) {
+  } else if (act.event == disposeFailed) {
     ++failures;
-  } else if (event == AuditRecord::Event::purged) {
-    purgedBytes = saturatedSum(purgedBytes, bytes);
+  } else if (act.event == purged) {
+    purgedBytes = saturatedSum(purgedBytes, act.bytes.value_or(0));
   }
+  if (act.event == disposed || act.event == purged) freedBytes = saturatedSum(freedBytes, act.freed());
 }
 
 std::string AuditCheckpoint::pathFor(const std::string& log) { return log + ".checkpoint"; }
@@ -87,9 +91,13 @@ std::optional<AuditCheckpoint> AuditCheckpoint::read(const std::string& path) {
                                           .disposedItems = object.required<std::int64_t>("disposedItems"),
                                           .failures = object.required<std::int64_t>("failures"),
                                           .purgedBytes = object.required<std::uint64_t>("purgedBytes"),
-                                          .runs = object.required<std::int64_t>("runs")}};
-    const bool isWhole = object.required<std::uint64_t>("version") == version &&
-                         object.required<std::string>("check") == checkOf(checkpoint);
+                                          .runs = object.required<std::int64_t>("runs")},
+                               .version = object.required<std::uint64_t>("version")};
+    if (checkpoint.version > firstVersion) {
+      checkpoint.totals.freedBytes = object.required<std::uint64_t>("freedBytes");
+    }
+    const bool isKnown = checkpoint.version == firstVersion || checkpoint.version == currentVersion;
+    const bool isWhole = isKnown && object.required<std::string>("check") == checkOf(checkpoint);
     return isWhole ? std::optional(std::move(checkpoint)) : std::nullopt;
   } catch (const DecodingError&) {
     return std::nullopt;
@@ -137,13 +145,19 @@ AuditTotals AuditLog::totals() const {
   if (!file) return {};
   const std::string path = AuditCheckpoint::pathFor(url_);
   const auto kept = AuditCheckpoint::read(path);
-  AuditCheckpoint now = kept && kept->fits(file->descriptor, file->facts.sizeBytes) ? *kept : AuditCheckpoint{};
+  const bool isUsable = kept && kept->version == AuditCheckpoint::currentVersion;
+  AuditCheckpoint now = isUsable && kept->fits(file->descriptor, file->facts.sizeBytes) ? *kept : AuditCheckpoint{};
   AuditTotals totals = now.totals;
   try {
     AuditLineReader reader(file->descriptor, now.offset);
     for (AuditLineReader::Line text; reader.next(text);) {
       const Line line(text, totals);
-      if (text.ended) now = {.offset = reader.offset(), .seq = line.seq, .hash = line.hash, .totals = totals};
+      if (!text.ended) continue;
+      now = {.offset = reader.offset(),
+             .seq = line.seq,
+             .hash = line.hash,
+             .totals = totals,
+             .version = AuditCheckpoint::currentVersion};
     }
   } catch (const DecodingError& error) {
     throw InputError(

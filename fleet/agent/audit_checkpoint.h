@@ -17,6 +17,9 @@ struct AuditCheckpoint {
   std::int64_t seq = 0;            // of the record that ends there
   std::string hash{auditGenesis};  // of the same record
   AuditTotals totals;
+  std::uint64_t version = currentVersion;  // of the file; an older one lacks `totals.freedBytes`
+
+  static constexpr std::uint64_t currentVersion = 2;
 
   /// The file beside the log.
   static std::string pathFor(const std::string& log);

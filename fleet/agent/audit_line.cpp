@@ -15,9 +15,11 @@ struct LineVisitor {
   template <class Index, class Value>
   void operator()(Index, const Value& value) const {
     constexpr std::string_view key = fieldAt<AuditRecord, Index::value>.key;
-    if constexpr (key == "bytes") line.bytes = value;
-    if constexpr (key == "dryRun") line.dryRun = value;
-    if constexpr (key == "event") line.event = value;
+    if constexpr (key == "bytes") line.act.bytes = value;
+    if constexpr (key == "dryRun") line.act.dryRun = value;
+    if constexpr (key == "event") line.act.event = value;
+    if constexpr (key == "freedBytes") line.act.freedBytes = value;
+    if constexpr (key == "method") line.act.method = value;
     if constexpr (key == "prevHash") line.prevHash = value;
     if constexpr (key == "seq") line.seq = value;
     if constexpr (key == "hash") {

@@ -16,9 +16,7 @@ struct CanonicalAuditLine {
   std::string_view hash;
   std::string_view beforeHash;  // up to the comma before `hash`
   std::string_view afterHash;   // from the comma after `hash`
-  AuditRecord::Event event = AuditRecord::Event::error;
-  std::optional<std::uint64_t> bytes;
-  bool dryRun = false;
+  AuditedAct act;
 };
 
 /// None unless the line is the canonical encoding of a record with a hash. Also none for rare canonical lines

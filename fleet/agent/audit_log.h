@@ -21,9 +21,10 @@ struct AuditTotals {
   std::int64_t disposedItems = 0;
   std::int64_t failures = 0;  // items that could not be disposed of
   std::uint64_t purgedBytes = 0;
-  std::int64_t runs = 0;  // finished runs
+  std::int64_t runs = 0;         // finished runs
+  std::uint64_t freedBytes = 0;  // that the volumes gained by what was disposed of and purged
 
-  void add(AuditRecord::Event event, std::uint64_t bytes, bool dryRun);
+  void add(const AuditedAct& act);
   bool operator==(const AuditTotals&) const = default;
 };
 

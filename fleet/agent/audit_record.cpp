@@ -59,6 +59,19 @@ nlohmann::json parsedLine(std::string_view line, const std::string& where) {
 
 }  // namespace
 
+AuditedAct AuditedAct::of(const AuditRecord& record) {
+  return {.event = record.event,
+          .bytes = record.bytes,
+          .freedBytes = record.freedBytes,
+          .method = record.method,
+          .dryRun = record.dryRun.value_or(false)};
+}
+
+std::uint64_t AuditedAct::freed() const {
+  const bool isGone = event == AuditRecord::Event::purged || method == DisposalMethod::delete_;
+  return freedBytes.value_or(isGone ? bytes.value_or(0) : 0);
+}
+
 std::string encodeAuditLine(const AuditRecord& record) { return compactJson(record); }
 
 AuditRecord decodeAuditLine(std::string_view line, const std::string& where) {

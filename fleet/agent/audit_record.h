@@ -36,8 +36,9 @@ struct AuditRecord {
   Event event = Event::error;
   std::string actor;  // who started the run
   std::optional<std::string> policy;
-  std::optional<std::string> path;     // any bytes
-  std::optional<std::uint64_t> bytes;  // of the item, or a total
+  std::optional<std::string> path;          // any bytes
+  std::optional<std::uint64_t> bytes;       // of the item, or a total
+  std::optional<std::uint64_t> freedBytes;  // that the volumes gained; absent in records of earlier versions
   std::optional<ArtifactSafetyTier> tier;
   std::optional<std::string> category;
   std::optional<std::string> ruleID;
@@ -68,6 +69,20 @@ struct EnumTable<AuditRecord::Event> {
       EnumRow<AuditRecord::Event>{error, "error"},
       EnumRow<AuditRecord::Event>{hubReported, "hubReported"},
   };
+};
+
+/// What of a record counts towards totals.
+struct AuditedAct {
+  AuditRecord::Event event = AuditRecord::Event::error;
+  std::optional<std::uint64_t> bytes;
+  std::optional<std::uint64_t> freedBytes;
+  std::optional<DisposalMethod> method;
+  bool dryRun = false;
+
+  static AuditedAct of(const AuditRecord& record);
+
+  /// What a disposed or purged item freed. A record without it counts with its size, unless the item only moved.
+  std::uint64_t freed() const;
 };
 
 /// The `prevHash` of the first record: 64 zeros.

@@ -11,6 +11,7 @@ template <>
 struct JsonCodec<KeptItem> : RecordCodec<KeptItem> {};
 
 void JsonCodec<FleetRunResult>::write(JsonWriter& out, const FleetRunResult& result) {
+  const std::vector<UnmeasuredSize> none;
   JsonObjectWriter(out)
       .put("disposal", CountedOutcome{result.disposal, result.unmeasured, result.freedBytes})
       .put("dryRun", result.dryRun)
@@ -20,7 +21,7 @@ void JsonCodec<FleetRunResult>::write(JsonWriter& out, const FleetRunResult& res
       .put("interrupted", result.interrupted)
       .put("kept", result.kept)
       .put("plan", result.decision.plan)
-      .put("purged", result.purged)
+      .put("purged", CountedOutcome{result.purged, none, result.purgedFreedBytes})
       .put("runID", result.runID)
       .put("skipped", result.decision.skipped)
       .put("startedAt", result.startedAt)

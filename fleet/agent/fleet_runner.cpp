@@ -253,7 +253,8 @@ class Run {
       if (setting.dryRun) {
         recorder.wouldBeDisposed(candidate.item, method);
       } else if (const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result)) {
-        recorder.disposed(candidate.item, disposed->receipt, bytes);
+        recorder.disposed(candidate.item, disposed->receipt,
+                          {.bytes = bytes, .freedBytes = freedBytesOf(candidate, *disposed, bytes)});
       }
     };
     auto outcome = runCleanup(candidates_, setting);
@@ -263,6 +264,7 @@ class Run {
     say(fmt::format("{}: {} ok, {} failed{}", rawValue(setting.method), result_.disposal.receipts.size(),
                     result_.disposal.failures.size(), setting.dryRun ? " (dry run: nothing was removed)" : ""));
     for (const std::string& remainder : outcome.remainders) say(remainder);
+    for (const std::string& note : outcome.notes) say(note);
     sayWhatToolsRemoved();
     if (!setting.dryRun) return;
     result_.disposal.receipts.clear();
@@ -290,7 +292,9 @@ class Run {
                          .shouldCancel = runner_.shouldCancel,
                          .say = [this](const std::string& line) { say(line); },
                          .warn = [this](const std::string& note) { warn(note); }};
-    result_.purged = purge.run(quarantine, log, recorder);
+    auto purged = purge.run(quarantine, log, recorder);
+    result_.purged = std::move(purged.outcome);
+    result_.purgedFreedBytes = purged.freedBytes;
   }
 
   /// An interrupted scan is incomplete: keep the metrics published last.
@@ -315,7 +319,8 @@ class Run {
     const std::string message =
         fmt::format("{:.1f}s, {} ok, {} failed{}", result_.duration, result_.disposal.receipts.size(),
                     result_.disposal.failures.size(), result_.interrupted ? ", interrupted" : "");
-    recorder.finished(message, result_.disposedBytes());
+    recorder.finished(message, {.bytes = result_.disposedBytes(), .freedBytes = result_.allFreedBytes()});
+    if (!result_.dryRun) say("freed " + ByteFormatting::compact(result_.allFreedBytes()));
     say("run finished: " + message);
   }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/base/json_codec.h"
+#include "core/base/quantities.h"
 #include "core/model/disposal.h"
 #include "core/model/scan_report.h"
 #include "core/platform/path_resolver.h"
@@ -50,6 +51,7 @@ struct FleetRunResult {
   std::vector<UnmeasuredSize> unmeasured;  // for receipts in `disposal` without bytes
   std::int64_t freedBytes = 0;             // what the volumes gained by `disposal`; items of tools with their sizes
   DisposalOutcome purged;                  // of quarantine entries; the paths are those in quarantine
+  std::int64_t purgedFreedBytes = 0;       // what the volumes gained by `purged`
   std::string metricsText;                 // empty when the scan was interrupted
   bool dryRun = false;
   std::optional<HubHostReport> hostReport;  // absent when the scan was interrupted
@@ -60,6 +62,8 @@ struct FleetRunResult {
 
   /// Bytes of removed items, summed as in the audit log.
   std::int64_t disposedBytes() const { return tidra::disposedBytes(disposal.receipts, unmeasured); }
+  /// What the volumes gained by the whole run.
+  std::int64_t allFreedBytes() const { return saturatedSum(freedBytes, purgedFreedBytes); }
   /// True when no disposal failed.
   bool succeeded() const { return disposal.failures.empty(); }
   /// True when a disposal or a purge failed.

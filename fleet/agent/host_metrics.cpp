@@ -73,6 +73,17 @@ void addDisk(PrometheusText& text, const FleetMetricsSnapshot& snapshot) {
   }
 }
 
+void addFreed(PrometheusText& text, const FleetMetricsSnapshot& snapshot) {
+  if (snapshot.freedBytesThisRun) {
+    text.addGauge("tidra_last_run_freed_bytes", "Bytes the volumes gained by the last run.",
+                  *snapshot.freedBytesThisRun);
+  }
+  if (snapshot.freedBytesTotal) {
+    text.addCounter("tidra_freed_bytes_total", "Bytes the volumes gained by Tidra since the audit log began.",
+                    *snapshot.freedBytesTotal);
+  }
+}
+
 }  // namespace
 
 std::string PrometheusRenderer::render(const FleetMetricsSnapshot& snapshot) {
@@ -85,6 +96,7 @@ std::string PrometheusRenderer::render(const FleetMetricsSnapshot& snapshot) {
   addTotals(text, snapshot);
   addLastRun(text, snapshot);
   addDisk(text, snapshot);
+  addFreed(text, snapshot);
   return text.take();
 }
 

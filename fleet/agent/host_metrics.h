@@ -37,12 +37,14 @@ struct FleetMetricsSnapshot {
   std::int64_t quarantineItems = 0;
   std::optional<std::uint64_t> volumeTotalBytes;  // these two: of the volume of the scan root
   std::optional<std::uint64_t> volumeAvailableBytes;
+  std::optional<std::uint64_t> freedBytesThisRun;  // these two: that the volumes gained, purges included
+  std::optional<std::uint64_t> freedBytesTotal;
 
   bool operator==(const FleetMetricsSnapshot&) const = default;
 };
 
 struct PrometheusRenderer {
-  /// Returns the text exposition format 0.0.4: the same families in the same order, without those of an unknown volume.
+  /// Returns the text exposition format 0.0.4: the same families in the same order, without those of absent figures.
   /// Categories are sorted; those that become equal when invalid UTF-8 is replaced are summed, since a duplicate series
   /// invalidates the whole exposition.
   static std::string render(const FleetMetricsSnapshot& snapshot);

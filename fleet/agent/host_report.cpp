@@ -50,6 +50,7 @@ void setState(HubHostReport& report, const FleetMetricsSnapshot& snapshot) {
   report.disposedItemsTotal = snapshot.disposedItemsTotal;
   report.failuresTotal = snapshot.failuresTotal;
   report.runsTotal = snapshot.runsTotal;
+  report.freedBytesTotal = signedIfKnown(snapshot.freedBytesTotal);
   report.quarantineBytes = signedBytes(snapshot.quarantineBytes);
   report.quarantineItems = snapshot.quarantineItems;
   report.volumeTotalBytes = signedIfKnown(snapshot.volumeTotalBytes);
@@ -82,6 +83,7 @@ HubHostReport makeHostReport(const FleetRunResult& result, const FleetMetricsSna
   report.plannedBytes = signedBytes(snapshot.plannedBytes);
   report.disposedItems = snapshot.disposedItemsThisRun;
   report.disposedBytes = signedBytes(snapshot.disposedBytesThisRun);
+  report.freedBytes = signedIfKnown(snapshot.freedBytesThisRun);
   report.failures = snapshot.failuresThisRun;
   report.purgedItems = std::ssize(result.purged.receipts);
   for (const DisposalReceipt& receipt : result.purged.receipts) {

@@ -2,8 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 #include <vector>
+
+#include "core/base/quantities.h"
 
 namespace tidra {
 namespace {
@@ -13,21 +16,21 @@ class Purging {
   Purging(const RunPurge& setting, const QuarantineDisposer& quarantine, AuditLog& log, const RunRecorder& recorder)
       : setting_(setting), quarantine_(quarantine), log_(log), recorder_(recorder) {}
 
-  DisposalOutcome run() {
+  RunPurge::Result run() {
     std::vector<QuarantineDisposer::Entry> expired;
     try {
       expired = findExpired();
     } catch (const std::exception& failure) {
       report(fmt::format("purge failed: {}", failure.what()), {quarantine_.config().directory, failure.what()});
-      return std::move(outcome_);
+      return std::move(result_);
     }
     for (const auto& entry : expired) {
       if (setting_.shouldCancel()) break;
       log_.reserve();
       purge(entry);
     }
-    setting_.say(fmt::format("purged {} expired quarantine items", outcome_.receipts.size()));
-    return std::move(outcome_);
+    setting_.say(fmt::format("purged {} expired quarantine items", result_.outcome.receipts.size()));
+    return std::move(result_);
   }
 
  private:
@@ -47,12 +50,14 @@ class Purging {
     } catch (const std::exception& failure) {
       return fail({entry.url, failure.what()});
     }
-    outcome_.receipts.push_back({.path = entry.url,
-                                 .method = DisposalMethod::delete_,
-                                 .destination = std::nullopt,
-                                 .bytes = entry.manifest.bytes,
-                                 .at = setting_.clock()});
-    recorder_.purged(outcome_.receipts.back());
+    result_.outcome.receipts.push_back({.path = entry.url,
+                                        .method = DisposalMethod::delete_,
+                                        .destination = std::nullopt,
+                                        .bytes = entry.manifest.bytes,
+                                        .at = setting_.clock()});
+    const std::int64_t freed = std::max<std::int64_t>(entry.freeable(), 0);
+    result_.freedBytes = saturatedSum(result_.freedBytes, freed);
+    recorder_.purged(result_.outcome.receipts.back(), freed);
   }
 
   void fail(const TidraDeletionFailure& failure) {
@@ -62,19 +67,19 @@ class Purging {
   void report(const std::string& message, const TidraDeletionFailure& failure) {
     setting_.say(message);
     recorder_.error(message);
-    outcome_.failures.push_back(failure);
+    result_.outcome.failures.push_back(failure);
   }
 
   const RunPurge& setting_;
   const QuarantineDisposer& quarantine_;
   AuditLog& log_;
   const RunRecorder& recorder_;
-  DisposalOutcome outcome_;
+  RunPurge::Result result_;
 };
 
 }  // namespace
 
-DisposalOutcome RunPurge::run(const QuarantineDisposer& quarantine, AuditLog& log, const RunRecorder& recorder) const {
+RunPurge::Result RunPurge::run(const QuarantineDisposer& quarantine, AuditLog& log, const RunRecorder& recorder) const {
   return Purging(*this, quarantine, log, recorder).run();
 }
 

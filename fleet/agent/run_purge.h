@@ -1,6 +1,7 @@
 // Purges what a run finds expired in quarantine.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -13,6 +14,11 @@
 namespace tidra {
 
 struct RunPurge {
+  struct [[nodiscard]] Result {
+    DisposalOutcome outcome;
+    std::int64_t freedBytes = 0;  // by what was purged, as measured when it was quarantined
+  };
+
   TimePoint cutOff;  // entries quarantined before it are expired
   std::function<TimePoint()> clock;
   std::function<bool()> shouldCancel;            // polled between entries
@@ -21,8 +27,7 @@ struct RunPurge {
 
   /// Deletes the expired entries and what earlier removals left, and records each. Failures are part of the result.
   /// Throws what AuditLog::reserve and the recorder throw, after which nothing more is removed.
-  [[nodiscard]] DisposalOutcome run(const QuarantineDisposer& quarantine, AuditLog& log,
-                                    const RunRecorder& recorder) const;
+  Result run(const QuarantineDisposer& quarantine, AuditLog& log, const RunRecorder& recorder) const;
 };
 
 }  // namespace tidra

@@ -59,10 +59,11 @@ void RunRecorder::planned(const std::string& message, std::int64_t bytes) const 
   });
 }
 
-void RunRecorder::disposed(const CleanupPlan::Item& item, const DisposalReceipt& receipt, std::int64_t bytes) const {
+void RunRecorder::disposed(const CleanupPlan::Item& item, const DisposalReceipt& receipt, const Share& share) const {
   append(AuditRecord::Event::disposed, [&](AuditRecord& record) {
     fillItem(record, item);
-    record.bytes = unsignedBytes(bytes);
+    record.bytes = unsignedBytes(share.bytes);
+    record.freedBytes = unsignedBytes(share.freedBytes);
     record.method = receipt.method;
     record.destination = receipt.destination;
   });
@@ -85,17 +86,19 @@ void RunRecorder::disposeFailed(const CleanupPlan::Item& item, DisposalMethod me
   });
 }
 
-void RunRecorder::purged(const DisposalReceipt& receipt) const {
+void RunRecorder::purged(const DisposalReceipt& receipt, std::int64_t freedBytes) const {
   append(AuditRecord::Event::purged, [&](AuditRecord& record) {
     record.path = receipt.path;
     if (receipt.bytes) record.bytes = unsignedBytes(*receipt.bytes);
+    record.freedBytes = unsignedBytes(freedBytes);
   });
 }
 
-void RunRecorder::finished(const std::string& message, std::int64_t disposedBytes) const {
+void RunRecorder::finished(const std::string& message, const Share& share) const {
   append(AuditRecord::Event::runFinished, [&](AuditRecord& record) {
     record.message = message;
-    record.bytes = unsignedBytes(disposedBytes);
+    record.bytes = unsignedBytes(share.bytes);
+    if (!run_.dryRun) record.freedBytes = unsignedBytes(share.freedBytes);
   });
 }
 

@@ -33,12 +33,17 @@ class RunRecorder {
   void scanCompleted(const std::string& message, std::int64_t bytes) const;
   void skipped(const ScanReportItem& item, const std::string& reason, const std::string& message = "") const;
   void planned(const std::string& message, std::int64_t bytes) const;
-  /// `bytes`: the item's share of the totals.
-  void disposed(const CleanupPlan::Item& item, const DisposalReceipt& receipt, std::int64_t bytes) const;
+  /// What disposing of an item adds to the totals.
+  struct Share {
+    std::int64_t bytes = 0;
+    std::int64_t freedBytes = 0;
+  };
+  void disposed(const CleanupPlan::Item& item, const DisposalReceipt& receipt, const Share& share) const;
   void wouldBeDisposed(const CleanupPlan::Item& item, DisposalMethod method) const;
   void disposeFailed(const CleanupPlan::Item& item, DisposalMethod method, const std::string& message) const;
-  void purged(const DisposalReceipt& receipt) const;
-  void finished(const std::string& message, std::int64_t disposedBytes) const;
+  void purged(const DisposalReceipt& receipt, std::int64_t freedBytes) const;
+  /// `share` is that of the whole run.
+  void finished(const std::string& message, const Share& share) const;
   void hubReported(const std::string& url) const;
   void error(const std::string& message) const;
   /// The final record of a failed run.

@@ -34,6 +34,8 @@ FleetMetricsSnapshot makeSnapshot(const FleetRunResult& result, const std::strin
   snapshot.failuresTotal = totals.failures;
   snapshot.purgedBytesTotal = totals.purgedBytes;
   snapshot.runsTotal = totals.runs + 1;
+  snapshot.freedBytesThisRun = unsignedBytes(result.allFreedBytes());
+  snapshot.freedBytesTotal = totals.freedBytes;
   snapshot.lastRunStart = result.startedAt;
   snapshot.lastRunDurationSeconds = result.duration;
   snapshot.lastRunSucceeded = result.succeeded();

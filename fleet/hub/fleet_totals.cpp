@@ -15,18 +15,21 @@ sys_days dayAt(TimePoint time) { return std::chrono::floor<days>(time); }
 
 void FleetTotals::Activity::add(const HubHistoryPoint& point) {
   disposedBytes += point.disposedBytes;
+  freedBytes += point.freed();
   failures += point.failures;
   ++runs;
 }
 
 void FleetTotals::Activity::remove(const HubHistoryPoint& point) {
   disposedBytes -= point.disposedBytes;
+  freedBytes -= point.freed();
   failures -= point.failures;
   --runs;
 }
 
 void FleetTotals::Activity::add(const Activity& other) {
   disposedBytes += other.disposedBytes;
+  freedBytes += other.freedBytes;
   failures += other.failures;
   runs += other.runs;
 }
@@ -54,6 +57,7 @@ std::vector<HubSummary::DayPoint> FleetTotals::trend(TimePoint now, int count) c
     HubSummary::DayPoint point{.day = iso8601(day).substr(0, dateLength)};
     if (const auto known = days_.find(day); known != days_.end()) {
       point.disposedBytes = known->second.disposedBytes.value();
+      point.freedBytes = known->second.freedBytes.value();
       point.failures = known->second.failures.value();
       point.runs = known->second.runs;
     }

@@ -24,6 +24,7 @@ class FleetTotals {
  public:
   struct Activity {
     WideSum disposedBytes;
+    WideSum freedBytes;
     WideSum failures;
     std::int64_t runs = 0;
 

@@ -72,6 +72,8 @@ constexpr std::array columns{
     Column{"volumeAvailableBytes", &reportNumber<&HubHostReport::volumeAvailableBytes>},
     Column{"tags", [](const HubHostView& host) { return tagsCell(host.file->latest.tags); }},
     Column{"note", [](const HubHostView& host) { return textCell(host.file->note.value_or("")); }},
+    Column{"freedBytes", &reportNumber<&HubHostReport::freedBytes>},
+    Column{"freedBytesTotal", &reportNumber<&HubHostReport::freedBytesTotal>},
 };
 
 /// What is written of a host, from where the store has it.

@@ -122,6 +122,25 @@ void addHostFigures(PrometheusText& text, const std::vector<LabelledHost>& hosts
       &HubHostReport::auditSeq);
 }
 
+/// Only of hosts that report what they freed; nothing without any.
+void addFreed(PrometheusText& text, const std::vector<LabelledHost>& hosts, const HubSummary& summary) {
+  WideSum sum;
+  bool isReported = false;
+  for (const auto& host : hosts) {
+    sum += host.file->latest.freedBytesTotal.value_or(0);
+    isReported = isReported || host.file->latest.freedBytesTotal;
+  }
+  if (!isReported) return;
+  text.addCounter("tidra_hub_freed_bytes_total", "Bytes freed across the fleet (sum of host audit totals).",
+                  sum.value());
+  text.addGauge("tidra_hub_freed_bytes_last_24h", "Bytes freed across the fleet in the last 24 hours.",
+                summary.freedBytesLast24h);
+  text.beginFamily("tidra_hub_host_freed_bytes_total", counter, "Bytes freed per host since its audit log began.");
+  addPerHost(text, hosts, [](const HubHostFile& file) { return file.latest.freedBytesTotal; });
+  text.beginFamily("tidra_hub_host_last_run_freed_bytes", gauge, "Bytes freed by the host's last run.");
+  addPerHost(text, hosts, [](const HubHostFile& file) { return file.latest.freedBytes; });
+}
+
 }  // namespace
 
 std::string hubMetrics(const HubInventory& hosts, const HubSummary& summary, const HubMetricsContext& context) {
@@ -132,6 +151,7 @@ std::string hubMetrics(const HubInventory& hosts, const HubSummary& summary, con
   const auto all = labelled(hosts);
   addHostInfo(text, all, context);
   addHostFigures(text, all);
+  addFreed(text, all, summary);
   return text.take();
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <utility>
 
@@ -31,17 +32,24 @@ void addCounts(HubSummary& summary, const HubSummaryInput& input) {
     ++summary.hostsByPolicy[latest.policyName];
     ++summary.hostsByVersion[latest.tidraVersion];
     if (latest.dryRun) ++summary.hostsDryRun;
+    if (!latest.freedBytes) ++summary.hostsWithoutFreed;
     if (isLowOnDisk(latest)) ++summary.hostsLowDisk;
   }
 }
 
+/// Without its own figure, what the host removed.
+std::int64_t freedTotal(const HubHostReport& latest) {
+  return latest.freedBytesTotal.value_or(latest.disposedBytesTotal);
+}
+
 void addSums(HubSummary& summary, const HubInventory& hosts) {
-  WideSum reclaimable, planned, disposedBytes, disposedItems, runs, failures, quarantine, total, available;
+  WideSum reclaimable, planned, disposedBytes, freedBytes, disposedItems, runs, failures, quarantine, total, available;
   for (const auto& file : hosts) {
     const HubHostReport& latest = file->latest;
     reclaimable += latest.reclaimableBytes;
     planned += latest.plannedBytes;
     disposedBytes += latest.disposedBytesTotal;
+    freedBytes += freedTotal(latest);
     disposedItems += latest.disposedItemsTotal;
     runs += latest.runsTotal;
     failures += latest.failuresTotal;
@@ -53,6 +61,7 @@ void addSums(HubSummary& summary, const HubInventory& hosts) {
   summary.reclaimableBytes = reclaimable.value();
   summary.plannedBytes = planned.value();
   summary.disposedBytesTotal = disposedBytes.value();
+  summary.freedBytesTotal = freedBytes.value();
   summary.disposedItemsTotal = disposedItems.value();
   summary.runsTotal = runs.value();
   summary.failuresTotal = failures.value();
@@ -74,13 +83,14 @@ std::vector<Row> rowsOf(std::vector<std::pair<Figure, const HubHostFile*>> hosts
   return rows;
 }
 
-std::vector<HubSummary::HostBytes> topBytes(const HubInventory& hosts, std::int64_t HubHostReport::*bytes) {
+template <class Bytes>
+std::vector<HubSummary::HostBytes> topBytes(const HubInventory& hosts, Bytes bytesOf) {
   std::vector<std::pair<std::int64_t, const HubHostFile*>> ranked;
   for (const auto& file : hosts) {
-    if (file->latest.*bytes > 0) ranked.emplace_back(-(file->latest.*bytes), file.get());
+    if (const std::int64_t bytes = bytesOf(file->latest); bytes > 0) ranked.emplace_back(-bytes, file.get());
   }
-  return rowsOf<HubSummary::HostBytes>(std::move(ranked), topHosts, [bytes](const HubHostFile& file) {
-    return HubSummary::HostBytes{.host = file.host, .bytes = file.latest.*bytes};
+  return rowsOf<HubSummary::HostBytes>(std::move(ranked), topHosts, [bytesOf](const HubHostFile& file) {
+    return HubSummary::HostBytes{.host = file.host, .bytes = bytesOf(file.latest)};
   });
 }
 
@@ -109,7 +119,8 @@ std::vector<HubSummary::RecentRun> recentRuns(const HubInventory& hosts) {
                                  .failures = run.failures,
                                  .succeeded = run.succeeded,
                                  .dryRun = run.dryRun,
-                                 .reclaimableBytes = run.reclaimableBytes};
+                                 .reclaimableBytes = run.reclaimableBytes,
+                                 .freedBytes = run.freedBytes};
   });
 }
 
@@ -131,9 +142,11 @@ HubSummary summaryOf(HubSummaryInput input) {
   addSums(summary, input.hosts);
   summary.disposedBytesLast24h = input.lastDay.disposedBytes.value();
   summary.disposedBytesLast7d = input.lastWeek.disposedBytes.value();
+  summary.freedBytesLast24h = input.lastDay.freedBytes.value();
+  summary.freedBytesLast7d = input.lastWeek.freedBytes.value();
   summary.failuresLast24h = input.lastDay.failures.value();
-  summary.topReclaimable = topBytes(input.hosts, &HubHostReport::reclaimableBytes);
-  summary.topFreed = topBytes(input.hosts, &HubHostReport::disposedBytesTotal);
+  summary.topReclaimable = topBytes(input.hosts, std::mem_fn(&HubHostReport::reclaimableBytes));
+  summary.topFreed = topBytes(input.hosts, &freedTotal);
   summary.lowestDisk = lowestDisks(input.hosts);
   summary.recentRuns = recentRuns(input.hosts);
   summary.bytesByTier = std::move(input.bytesByTier);

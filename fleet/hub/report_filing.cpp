@@ -11,7 +11,8 @@ HubHistoryPoint pointOf(const HubHostReport& report, TimePoint now) {
           .disposedBytes = report.disposedBytes,
           .failures = report.failures,
           .volumeAvailableBytes = report.volumeAvailableBytes,
-          .dryRun = report.dryRun};
+          .dryRun = report.dryRun,
+          .freedBytes = report.freedBytes == report.disposedBytes ? std::nullopt : report.freedBytes};
 }
 
 bool isAuditRewind(const HubHostReport& before, const HubHostReport& after) {

@@ -9,10 +9,11 @@ constexpr auto fieldsOf<HubEvent> = recordFields(field("time", &HubEvent::time),
                                                  field("bytes", &HubEvent::bytes));
 
 template <>
-constexpr auto fieldsOf<HubHistoryPoint> = recordFields(
-    field("time", &HubHistoryPoint::time), field("reclaimableBytes", &HubHistoryPoint::reclaimableBytes),
-    field("disposedBytes", &HubHistoryPoint::disposedBytes), field("failures", &HubHistoryPoint::failures),
-    field("volumeAvailableBytes", &HubHistoryPoint::volumeAvailableBytes), field("dryRun", &HubHistoryPoint::dryRun));
+constexpr auto fieldsOf<HubHistoryPoint> =
+    recordFields(field("time", &HubHistoryPoint::time), field("reclaimableBytes", &HubHistoryPoint::reclaimableBytes),
+                 field("disposedBytes", &HubHistoryPoint::disposedBytes), field("failures", &HubHistoryPoint::failures),
+                 field("volumeAvailableBytes", &HubHistoryPoint::volumeAvailableBytes),
+                 field("dryRun", &HubHistoryPoint::dryRun), field("freedBytes", &HubHistoryPoint::freedBytes));
 
 template <>
 constexpr auto fieldsOf<HubHostFile> =

@@ -71,7 +71,9 @@ struct HubHistoryPoint {
   std::int64_t failures = 0;
   std::optional<std::int64_t> volumeAvailableBytes;
   bool dryRun = false;
+  std::optional<std::int64_t> freedBytes = {};  // absent: as disposedBytes, or not reported
 
+  std::int64_t freed() const { return freedBytes.value_or(disposedBytes); }
   bool operator==(const HubHistoryPoint&) const = default;
 };
 

@@ -54,13 +54,15 @@ struct HubHostReport {
   std::int64_t plannedItems = 0;
   std::int64_t plannedBytes = 0;
   std::int64_t disposedItems = 0;
-  std::int64_t disposedBytes = 0;  // 0 in a dry run
+  std::int64_t disposedBytes = 0;          // 0 in a dry run
+  std::optional<std::int64_t> freedBytes;  // that the volumes gained, purges included; absent: an older agent
   std::int64_t failures = 0;
   std::int64_t purgedItems = 0;
   std::int64_t purgedBytes = 0;
   std::map<std::string, std::int64_t> skippedByReason;
   std::int64_t disposedBytesTotal = 0;
   std::int64_t disposedItemsTotal = 0;
+  std::optional<std::int64_t> freedBytesTotal;  // as freedBytes
   std::int64_t failuresTotal = 0;
   std::int64_t runsTotal = 0;
   std::int64_t quarantineBytes = 0;

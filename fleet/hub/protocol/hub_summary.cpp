@@ -25,12 +25,14 @@ constexpr auto fieldsOf<HubSummary::RecentRun> = recordFields(
     field("disposedBytes", &HubSummary::RecentRun::disposedBytes),
     field("disposedItems", &HubSummary::RecentRun::disposedItems), field("failures", &HubSummary::RecentRun::failures),
     field("succeeded", &HubSummary::RecentRun::succeeded), field("dryRun", &HubSummary::RecentRun::dryRun),
-    field("reclaimableBytes", &HubSummary::RecentRun::reclaimableBytes));
+    field("reclaimableBytes", &HubSummary::RecentRun::reclaimableBytes),
+    field("freedBytes", &HubSummary::RecentRun::freedBytes));
 
 template <>
 constexpr auto fieldsOf<HubSummary::DayPoint> =
     recordFields(field("day", &HubSummary::DayPoint::day), field("disposedBytes", &HubSummary::DayPoint::disposedBytes),
-                 field("runs", &HubSummary::DayPoint::runs), field("failures", &HubSummary::DayPoint::failures));
+                 field("runs", &HubSummary::DayPoint::runs), field("failures", &HubSummary::DayPoint::failures),
+                 fieldOrDefault("freedBytes", &HubSummary::DayPoint::freedBytes));
 
 template <>
 constexpr auto fieldsOf<HubSummary> = recordFields(
@@ -42,6 +44,10 @@ constexpr auto fieldsOf<HubSummary> = recordFields(
     field("bytesByCategory", &HubSummary::bytesByCategory), field("plannedBytes", &HubSummary::plannedBytes),
     field("disposedBytesTotal", &HubSummary::disposedBytesTotal),
     field("disposedItemsTotal", &HubSummary::disposedItemsTotal),
+    fieldOrDefault("freedBytesTotal", &HubSummary::freedBytesTotal),
+    fieldOrDefault("freedBytesLast24h", &HubSummary::freedBytesLast24h),
+    fieldOrDefault("freedBytesLast7d", &HubSummary::freedBytesLast7d),
+    fieldOrDefault("hostsWithoutFreed", &HubSummary::hostsWithoutFreed),
     field("disposedBytesLast24h", &HubSummary::disposedBytesLast24h),
     field("disposedBytesLast7d", &HubSummary::disposedBytesLast7d), field("runsTotal", &HubSummary::runsTotal),
     field("failuresTotal", &HubSummary::failuresTotal), field("failuresLast24h", &HubSummary::failuresLast24h),

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,7 @@
 
 namespace tidra {
 
-/// Sums saturate.
+/// Sums saturate. Those of freed bytes count disposed ones for reports without freed ones.
 struct HubSummary {
   struct HostBytes {
     std::string host;
@@ -46,6 +47,7 @@ struct HubSummary {
     bool succeeded = false;
     bool dryRun = false;
     std::int64_t reclaimableBytes = 0;
+    std::optional<std::int64_t> freedBytes = {};  // absent: not reported
     bool operator==(const RecentRun&) const = default;
   };
 
@@ -54,6 +56,7 @@ struct HubSummary {
     std::int64_t disposedBytes = 0;
     std::int64_t runs = 0;
     std::int64_t failures = 0;
+    std::int64_t freedBytes = 0;
     bool operator==(const DayPoint&) const = default;
   };
 
@@ -73,6 +76,10 @@ struct HubSummary {
   std::int64_t disposedItemsTotal = 0;
   std::int64_t disposedBytesLast24h = 0;
   std::int64_t disposedBytesLast7d = 0;
+  std::int64_t freedBytesTotal = 0;
+  std::int64_t freedBytesLast24h = 0;
+  std::int64_t freedBytesLast7d = 0;
+  std::int64_t hostsWithoutFreed = 0;  // whose latest report has no freed bytes
   std::int64_t runsTotal = 0;
   std::int64_t failuresTotal = 0;
   std::int64_t failuresLast24h = 0;
@@ -81,7 +88,7 @@ struct HubSummary {
   std::int64_t volumeAvailableBytes = 0;
   std::int64_t hostsLowDisk = 0;          // less than 10 % of the volume free
   std::vector<HostBytes> topReclaimable;  // most first; no hosts without any
-  std::vector<HostBytes> topFreed;        // most first
+  std::vector<HostBytes> topFreed;        // by freed bytes since the audit log began; most first
   std::vector<HostDisk> lowestDisk;       // the smallest free fraction first
   std::vector<RuleBytes> topRules;        // most bytes first
   std::vector<RecentRun> recentRuns;      // newest first, one per host

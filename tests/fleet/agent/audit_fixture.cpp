@@ -19,6 +19,7 @@ AuditLog::Builder AuditTest::sample(std::int64_t number) {
     if (index % 2 == 0) record.policy = "agent \"host\"\t\x01";
     if (index % 3 != 0) record.path = "/srv/bäume/project-" + std::to_string(number) + "/node_modules";
     if (index % 3 != 1) record.bytes = index * 1000003;
+    if (index % 6 == 2) record.freedBytes = index * 999;
     if (index % 4 == 1) record.tier = tiers[index % tiers.size()];
     if (index % 5 == 1) record.category = "project";
     if (index % 5 == 2) record.ruleID = "node_modules";

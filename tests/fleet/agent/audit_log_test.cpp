@@ -255,11 +255,44 @@ TEST_F(AuditTotalsTest, CountWhatWasDoneAndNotWhatWouldHaveBeen) {
   for (const auto& dryRun : {std::optional<bool>(), std::optional(false), std::optional(true)}) {
     for (const auto event : allCases<AuditRecord::Event>()) append(event, 1000, dryRun);
   }
-  const AuditTotals expected{.disposedBytes = 2000, .disposedItems = 2, .failures = 2, .purgedBytes = 2000, .runs = 3};
+  const AuditTotals expected{.disposedBytes = 2000,
+                             .disposedItems = 2,
+                             .failures = 2,
+                             .purgedBytes = 2000,
+                             .runs = 3,
+                             .freedBytes = 2000};  // what was purged
   EXPECT_EQ(totals(), expected);
   EXPECT_EQ(totals(), expected) << "from the checkpoint";
   append(disposed, ~std::uint64_t{0});
   EXPECT_EQ(totals().disposedBytes, ~std::uint64_t{0}) << "counters do not wrap around";
+}
+
+TEST_F(AuditTotalsTest, CountWhatIsFreedOverRecordsOfEarlierVersions) {
+  using enum AuditRecord::Event;
+  const auto add = [&](AuditRecord::Event event, DisposalMethod method, std::optional<std::uint64_t> freed) {
+    AuditLog(url()).append([&](AuditRecord& record) {
+      record.event = event;
+      record.bytes = 1000;
+      record.method = method;
+      record.freedBytes = freed;
+    });
+  };
+  add(disposed, DisposalMethod::delete_, {});
+  add(disposed, DisposalMethod::quarantine, {});
+  const auto before = totals();
+  EXPECT_EQ(before.freedBytes, 1000U);
+  // The checkpoint of an earlier version shows what the log held, but lacks the sum.
+  AuditCheckpoint old = AuditCheckpoint::read(checkpoint()).value();
+  old.version = 1;
+  old.totals.freedBytes = 0;
+  old.write(checkpoint());
+  EXPECT_EQ(AuditCheckpoint::read(checkpoint()), old);
+  EXPECT_EQ(AuditLog(url()).recordsMissing(), std::nullopt);
+  add(disposed, DisposalMethod::delete_, 7);
+  add(purged, DisposalMethod::delete_, 20);
+  add(runFinished, DisposalMethod::delete_, 27);
+  EXPECT_EQ(totals().freedBytes, 1027U);
+  EXPECT_EQ(AuditLog::verify(url()).message, "OK (5 records)");
 }
 
 TEST_F(AuditTotalsTest, AreKeptInACheckpointThatTheLogMustBearOut) {
@@ -305,7 +338,8 @@ TEST_F(AuditTotalsTest, AreKeptInACheckpointThatTheLogMustBearOut) {
   append(purged, 7);
   tree_.writeFile("log/audit.jsonl.checkpoint", kept);
   EXPECT_EQ(totals(),
-            (AuditTotals{.disposedBytes = 10, .disposedItems = 1, .failures = 0, .purgedBytes = 7, .runs = 0}));
+            (AuditTotals{
+                .disposedBytes = 10, .disposedItems = 1, .failures = 0, .purgedBytes = 7, .runs = 0, .freedBytes = 7}));
 }
 
 TEST_F(AuditTotalsTest, AreRightWhereNoCheckpointCanBeKept) {

@@ -12,6 +12,7 @@ namespace fs = std::filesystem;
 TEST_F(FleetRuns, WeeksOfNightsAgreeOnDiskLogAndMetrics) {
   makeProjects({"a", "b", "busy", "keep"});
   commitAgain("busy");
+  tree_.writeFile("home/code/a/node_modules/f", std::string(4 * megabyte, 'x'));  // without a hole
   policy_.autoClean.maxItemsPerRun = 1;
 
   const auto first = run();
@@ -63,6 +64,14 @@ TEST_F(FleetRuns, WeeksOfNightsAgreeOnDiskLogAndMetrics) {
   ASSERT_EQ(purging.purged.receipts.size(), 1U);
   EXPECT_THAT(eventsOf(purging), Contains(Event::purged));
   EXPECT_EQ(metric("tidra_purged_bytes_total"), std::to_string(4 * megabyte));
+  // What moved freed nothing; purged, it frees its blocks.
+  EXPECT_EQ(records[6].freedBytes, 0U);
+  EXPECT_GE(purging.purgedFreedBytes, 4 * std::int64_t{megabyte});
+  EXPECT_EQ(recordsOf(purging).back().freedBytes, static_cast<std::uint64_t>(purging.allFreedBytes()));
+  EXPECT_EQ(metric("tidra_last_run_freed_bytes"), std::to_string(purging.purgedFreedBytes));
+  EXPECT_EQ(metric("tidra_freed_bytes_total"), std::to_string(purging.purgedFreedBytes));
+  EXPECT_EQ(purging.hostReport->freedBytes, purging.purgedFreedBytes);
+  EXPECT_THAT(lines_, Contains(StartsWith("freed ")));
   EXPECT_EQ(metric("tidra_quarantine_items"), "0");
   EXPECT_THAT(quarantine().list().entries, IsEmpty());
 
@@ -79,7 +88,7 @@ TEST_F(FleetRuns, WeeksOfNightsAgreeOnDiskLogAndMetrics) {
 
 TEST_F(FleetRuns, WhatToolsRemoveCountsTheSameEverywhere) {
   makeProjects({"a"});
-  tree_.writeFileOfSize("base/pkgs/cache/f", megabyte);
+  tree_.writeFile("base/pkgs/cache/f", std::string(megabyte, 'x'));  // without a hole
   tree_.writeFile("bin/conda", "#!/bin/sh\ncase \"$*\" in\n'info --base') echo " + tree_.path("base") +
                                    ";;\n*--packages\\ --dry-run*) echo 'Will remove 2 (3.0 MB) package(s).';;\n"
                                    "*--packages*) echo 'Will remove 1 (2.0 MB) package(s).';;\n"
@@ -103,6 +112,9 @@ TEST_F(FleetRuns, WhatToolsRemoveCountsTheSameEverywhere) {
   EXPECT_EQ(metric("tidra_disposed_bytes_total"), sum);
   EXPECT_EQ(records.back().bytes, 7 * megabyte);
   EXPECT_EQ(result.hostReport->disposedBytes, result.hostReport->disposedBytesTotal);
+  EXPECT_GE(result.hostReport->freedBytes, 3 * std::int64_t{megabyte});  // what only moved not
+  EXPECT_LT(result.hostReport->freedBytes, 4 * std::int64_t{megabyte});
+  EXPECT_EQ(result.hostReport->freedBytesTotal, result.hostReport->freedBytes);
   EXPECT_THAT(lines_, Contains("2 of these by their tool, for good: about 3 MB"));
 }
 

@@ -35,6 +35,8 @@ FleetMetricsSnapshot busyHost() {
   snapshot.quarantineItems = 19;
   snapshot.volumeTotalBytes = 20;
   snapshot.volumeAvailableBytes = 0;
+  snapshot.freedBytesThisRun = 0;
+  snapshot.freedBytesTotal = 21;
   return snapshot;
 }
 
@@ -104,6 +106,12 @@ tidra_volume_total_bytes 20
 # HELP tidra_volume_available_bytes Free space on the volume holding the scan root.
 # TYPE tidra_volume_available_bytes gauge
 tidra_volume_available_bytes 0
+# HELP tidra_last_run_freed_bytes Bytes the volumes gained by the last run.
+# TYPE tidra_last_run_freed_bytes gauge
+tidra_last_run_freed_bytes 0
+# HELP tidra_freed_bytes_total Bytes the volumes gained by Tidra since the audit log began.
+# TYPE tidra_freed_bytes_total counter
+tidra_freed_bytes_total 21
 )";
 
 /// The lines of samples with this prefix.

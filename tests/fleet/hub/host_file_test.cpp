@@ -26,6 +26,7 @@ HubHostFile fileWithHistory(int points) {
                           .failures = i,
                           .volumeAvailableBytes = {},
                           .dryRun = i % 2 == 0};
+    if (i % 4 == 1) point.freedBytes = 5 * i;
     if (i % 3 == 0) point.volumeAvailableBytes = std::numeric_limits<std::int64_t>::max() - i;
     file.history.push_back(point);
   }

@@ -183,9 +183,9 @@ TEST_F(HubServerTest, ExportsATableWithoutFormulas) {
   EXPECT_EQ(response.body,
             "host,status,statusReasons,platform,policy,version,dryRun,firstSeen,lastSeen,reports,findings,"
             "reclaimableBytes,disposedBytes,failures,disposedBytesTotal,quarantineBytes,volumeTotalBytes,"
-            "volumeAvailableBytes,tags,note\r\n"
+            "volumeAvailableBytes,tags,note,freedBytes,freedBytesTotal\r\n"
             "'=cmd|' /C calc'!A0,healthy,,linux,' ＠SUM(1),'+1,false,2026-03-14T12:00:00Z,2026-03-14T12:00:00Z,1,-3,"
-            "0,0,0,0,0,,,\"'-a=b\"\"c\",\"one,\r\ntwo\"\r\n");
+            "0,0,0,0,0,,,\"'-a=b\"\"c\",\"one,\r\ntwo\",,\r\n");
   EXPECT_EQ(get("/api/v1/hosts.csv", {{"limit", "x"}}).status, 400);
 }
 

@@ -39,12 +39,14 @@ inline HubHostReport busyReport(const std::string& host) {
   report.plannedBytes = 7;
   report.disposedItems = 8;
   report.disposedBytes = 9;
+  report.freedBytes = 23;
   report.failures = 10;
   report.purgedItems = 11;
   report.purgedBytes = 12;
   report.skippedByReason = {{"tooSmall", 13}};
   report.disposedBytesTotal = 14;
   report.disposedItemsTotal = 15;
+  report.freedBytesTotal = 24;
   report.failuresTotal = 16;
   report.runsTotal = 17;
   report.quarantineBytes = 18;

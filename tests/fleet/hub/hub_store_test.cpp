@@ -66,7 +66,7 @@ TEST_F(HubStoreTest, KeepsTheLatestReportAndABoundedHistory) {
   EXPECT_EQ(record.latest, report);
   ASSERT_EQ(record.history.size(), 1000U);
   EXPECT_EQ(record.history.front().reclaimableBytes, 1);
-  EXPECT_EQ(record.history.back(), (HubHistoryPoint{noon + seconds{1000}, 1000, 9, 10, 99, false}));
+  EXPECT_EQ(record.history.back(), (HubHistoryPoint{noon + seconds{1000}, 1000, 9, 10, 99, false, 23}));
 
   open();
   EXPECT_EQ(store_->record("web/01", noon + seconds{1000}), record);

@@ -27,6 +27,7 @@ class HubSummaryTest : public testing::Test {
   void ingest(const std::string& host, TimePoint time, std::int64_t bytes, std::int64_t failures = 0) {
     auto report = plainReport(host);
     report.disposedBytes = bytes;
+    if (failures > 0) report.freedBytes = 3 * bytes;
     report.failures = failures;
     store_->ingest(report, time);
   }
@@ -53,6 +54,8 @@ TEST_F(HubSummaryTest, AddsUpTheLatestReports) {
   second.failures = 0;
   second.startedAt = noon + seconds{1};
   second.disposedBytesTotal = 1000;
+  second.freedBytes.reset();  // an older agent
+  second.freedBytesTotal.reset();
   second.reclaimableBytes = 0;
   second.volumeAvailableBytes = 500;
   second.topItems[0].label = "target";
@@ -75,6 +78,9 @@ TEST_F(HubSummaryTest, AddsUpTheLatestReports) {
   EXPECT_EQ(summary.plannedBytes, 14);
   EXPECT_EQ(summary.disposedBytesTotal, 1014);
   EXPECT_EQ(summary.disposedItemsTotal, 30);
+  EXPECT_EQ(summary.freedBytesTotal, 24 + 1000);
+  EXPECT_EQ(summary.freedBytesLast24h, 23 + 9);
+  EXPECT_EQ(summary.hostsWithoutFreed, 2);
   EXPECT_EQ(summary.runsTotal, 34);
   EXPECT_EQ(summary.failuresTotal, 32);
   EXPECT_EQ(summary.failuresLast24h, 10);
@@ -83,7 +89,7 @@ TEST_F(HubSummaryTest, AddsUpTheLatestReports) {
   EXPECT_EQ(summary.volumeAvailableBytes, 599);
   EXPECT_EQ(summary.hostsLowDisk, 1);
   EXPECT_EQ(summary.topReclaimable, (std::vector<HubSummary::HostBytes>{{"web", 2}}));
-  EXPECT_EQ(summary.topFreed, (std::vector<HubSummary::HostBytes>{{"db", 1000}, {"web", 14}}));
+  EXPECT_EQ(summary.topFreed, (std::vector<HubSummary::HostBytes>{{"db", 1000}, {"web", 24}}));
   EXPECT_EQ(summary.lowestDisk, (std::vector<HubSummary::HostDisk>{{"web", 99, 1000, 0.099}, {"db", 500, 1000, 0.5}}));
   EXPECT_EQ(summary.topRules,
             (std::vector<HubSummary::RuleBytes>{{"node_modules", ArtifactSafetyTier::safe, "node", 23, 2},
@@ -109,10 +115,12 @@ TEST_F(HubSummaryTest, CountsWhatLiesWithinItsWindowsToTheSecond) {
     EXPECT_EQ(summary.disposedBytesLast24h, 1 + 2);
     EXPECT_EQ(summary.failuresLast24h, 1 + 2);
     EXPECT_EQ(summary.disposedBytesLast7d, 1 + 2 + 4 + 8);
+    EXPECT_EQ(summary.freedBytesLast24h, 3 * (1 + 2));
+    EXPECT_EQ(summary.freedBytesLast7d, 3 * (1 + 2 + 4 + 8));
     ASSERT_EQ(summary.trend.size(), 30U);
-    EXPECT_EQ(summary.trend[29], (HubSummary::DayPoint{"2026-03-14", 1, 1, 1}));
-    EXPECT_EQ(summary.trend[28], (HubSummary::DayPoint{"2026-03-13", 2 + 4, 2, 2 + 4}));
-    EXPECT_EQ(summary.trend[0], (HubSummary::DayPoint{"2026-02-13", 32, 1, 32}));
+    EXPECT_EQ(summary.trend[29], (HubSummary::DayPoint{"2026-03-14", 1, 1, 1, 3}));
+    EXPECT_EQ(summary.trend[28], (HubSummary::DayPoint{"2026-03-13", 2 + 4, 2, 2 + 4, 3 * (2 + 4)}));
+    EXPECT_EQ(summary.trend[0], (HubSummary::DayPoint{"2026-02-13", 32, 1, 32, 3 * 32}));
   };
   check();
   open();
@@ -203,6 +211,10 @@ tidra_hub_host_volume_available_bytes{host="a\"\\\n"} 99
 tidra_hub_host_volume_total_bytes{host="a\"\\\n"} 1000
 tidra_hub_host_audit_seq{host="a\"\\\n"} 20
 tidra_hub_host_audit_seq{host="b"} 0
+tidra_hub_freed_bytes_total 24
+tidra_hub_freed_bytes_last_24h 23
+tidra_hub_host_freed_bytes_total{host="a\"\\\n"} 24
+tidra_hub_host_last_run_freed_bytes{host="a\"\\\n"} 23
 )");
 }
 

@@ -42,6 +42,8 @@ std::set<std::string> emittedFamilies() {
   FleetMetricsSnapshot agent;
   agent.volumeTotalBytes = 2;
   agent.volumeAvailableBytes = 1;
+  agent.freedBytesThisRun = 0;
+  agent.freedBytesTotal = 0;
   const std::string text = hubMetrics(hosts, summaryOf(input), {}) + PrometheusRenderer::render(agent);
   return matchesOf(text, std::regex(R"(# TYPE (\w+) )"), 1);
 }

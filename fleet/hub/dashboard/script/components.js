@@ -110,6 +110,10 @@ function diskCell(report) {
   );
 }
 
+function freedCell(report, bytes) {
+  return [formatBytes(bytes), !reportsFreed(report) && bytes > 0 && h("span", { class: "under" }, "removed")];
+}
+
 function runPill(run) {
   if (numeric(run.failures) > 0) return h("span", { class: "pill failed" }, `${formatCount(run.failures)} failed`);
   if (run.succeeded === false) return h("span", { class: "pill failed" }, "Failed");

@@ -36,6 +36,12 @@ function formatBytes(bytes, power = unitOf(numeric(bytes))) {
   return `${digits.format(value)}\u00a0${units[power]}`;
 }
 
+// Older agents report what they removed, not what that freed: then the former stands in, with its own word.
+const reportsFreed = (from) => typeof from.freedBytes === "number" || typeof from.freedBytesTotal === "number";
+const freedBytes = (from) => numeric(from.freedBytes ?? from.disposedBytes);
+const freedBytesTotal = (from) => numeric(from.freedBytesTotal ?? from.disposedBytesTotal);
+const freedWord = (from) => (reportsFreed(from) ? "freed" : "removed");
+
 // Parses an ISO 8601 text; null when invalid.
 function parseTime(text) {
   const time = new Date(textOf(text));

@@ -33,12 +33,13 @@ function hostFigures(record, latest) {
     ),
     figure(
       "Freed by Tidra",
-      formatBytes(latest.disposedBytesTotal),
+      formatBytes(freedBytesTotal(latest)),
       h(
         "ul",
         null,
-        h("li", null, counted(latest.disposedItemsTotal, "item")),
+        h("li", null, counted(latest.disposedItemsTotal, "item"), !reportsFreed(latest) && ", as removed"),
         h("li", null, `in ${counted(latest.runsTotal, "run")}`),
+        reportsFreed(latest) && h("li", null, `${formatBytes(latest.disposedBytesTotal)} removed`),
       ),
     ),
     figure(
@@ -53,7 +54,7 @@ function hostFigures(record, latest) {
           null,
           latest.dryRun
             ? "nothing was removed"
-            : `${formatBytes(latest.disposedBytes)} freed, ${formatDuration(latest.durationSeconds)}`,
+            : `${formatBytes(freedBytes(latest))} ${freedWord(latest)}, ${formatDuration(latest.durationSeconds)}`,
         ),
       ),
     ),
@@ -95,19 +96,19 @@ function reclaimableChart(points) {
 
 const runsShown = 60;
 
-function freedChart(points) {
+function freedChart(points, word) {
   const recent = points.slice(-runsShown);
-  if (!recent.some((point) => numeric(point.disposedBytes) > 0)) return blank(null, "No run has freed anything yet.");
+  if (!recent.some((point) => freedBytes(point) > 0)) return blank(null, "No run has freed anything yet.");
   const name = pointName(recent);
   return chart({
     kind: "bars",
     label: "Freed per run",
     points: recent.map((point) => {
       const failed = numeric(point.failures) > 0;
-      const lines = [point.dryRun ? "dry run" : `${formatBytes(point.disposedBytes)} freed`];
+      const lines = [point.dryRun ? "dry run" : `${formatBytes(freedBytes(point))} ${word}`];
       if (failed) lines.push(counted(point.failures, "failure"));
       return {
-        value: numeric(point.disposedBytes),
+        value: freedBytes(point),
         name: name(point),
         title: shortTimes.format(point.at),
         lines,
@@ -254,7 +255,7 @@ const hostView = {
             "div",
             { class: "grid" },
             panel("Reclaimable over time", { about: counted(points.length, "report") }, reclaimableChart(points)),
-            panel("Freed per run", { about: freedAbout(points) }, freedChart(points)),
+            panel("Freed per run", { about: freedAbout(points) }, freedChart(points, freedWord(latest))),
             panel(
               "Largest findings",
               { size: "full" },

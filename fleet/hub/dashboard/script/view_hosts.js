@@ -35,8 +35,8 @@ const hostColumns = [
     label: "Freed",
     number: true,
     minor: true,
-    value: (row) => numeric(row.latest.disposedBytesTotal),
-    cell: (row) => formatBytes(row.latest.disposedBytesTotal),
+    value: (row) => freedBytesTotal(row.latest),
+    cell: (row) => freedCell(row.latest, freedBytesTotal(row.latest)),
   },
   { key: "disk", label: "Disk free", number: true, value: freeFraction, cell: (row) => diskCell(row.latest) },
   {
@@ -98,6 +98,7 @@ function exportHosts(rows) {
     "volumeAvailableBytes",
     "tags",
     "note",
+    "freedBytesTotal",
   ];
   downloadCsv(
     "hosts.csv",

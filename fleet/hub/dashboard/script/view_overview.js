@@ -7,6 +7,7 @@ function overviewFigures(summary) {
   const total = numeric(summary.volumeTotalBytes);
   const low = numeric(summary.hostsLowDisk);
   const failures = numeric(summary.failuresLast24h);
+  const older = numeric(summary.hostsWithoutFreed);
   return h(
     "div",
     { class: "figures" },
@@ -37,12 +38,13 @@ function overviewFigures(summary) {
     ),
     figure(
       "Freed in the last 24 h",
-      formatBytes(summary.disposedBytesLast24h),
+      formatBytes(summary.freedBytesLast24h),
       h(
         "ul",
         null,
-        h("li", null, `${formatBytes(summary.disposedBytesLast7d)} in 7 days`),
-        h("li", null, `${formatBytes(summary.disposedBytesTotal)} in all`),
+        h("li", null, `${formatBytes(summary.freedBytesLast7d)} in 7 days`),
+        h("li", null, `${formatBytes(summary.freedBytesTotal)} in all`),
+        older > 0 && h("li", null, `${counted(older, "host")} counted with what was removed`),
         failures > 0 && h("li", { class: "bad" }, counted(failures, "failure")),
       ),
     ),
@@ -80,9 +82,9 @@ function overviewFigures(summary) {
 function trendChart(summary) {
   const points = listOf(summary.trend).map((point) => {
     const day = parseDay(point.day);
-    const lines = [`${formatBytes(point.disposedBytes)} freed`, counted(point.runs, "run")];
+    const lines = [`${formatBytes(point.freedBytes)} freed`, counted(point.runs, "run")];
     if (numeric(point.failures) > 0) lines.push(counted(point.failures, "failure"));
-    return { value: numeric(point.disposedBytes), name: shortDays.format(day), title: longDays.format(day), lines };
+    return { value: numeric(point.freedBytes), name: shortDays.format(day), title: longDays.format(day), lines };
   });
   if (!points.some((point) => point.value > 0)) return blank(null, "Nothing has been freed in these days.");
   return chart({ kind: "bars", points, label: "Freed per day", height: 288 });
@@ -91,7 +93,7 @@ function trendChart(summary) {
 function trendAbout(summary) {
   const trend = listOf(summary.trend).map(mapOf);
   const sum = (key) => trend.reduce((total, point) => total + numeric(point[key]), 0);
-  const freed = `${formatBytes(sum("disposedBytes"))} in ${counted(trend.length, "day")}`;
+  const freed = `${formatBytes(sum("freedBytes"))} in ${counted(trend.length, "day")}`;
   return [freed, counted(sum("runs"), "run"), counted(sum("failures"), "failure")].join(" · ");
 }
 
@@ -157,7 +159,7 @@ function runTable(summary) {
       { label: "Host", cell: (row) => hostLink(row.host) },
       { label: "Result", cell: (row) => runPill(row) },
       { label: "Started", cell: (row) => timeElement(row.startedAt) },
-      { label: "Freed", number: true, cell: (row) => (row.dryRun ? "–" : formatBytes(row.disposedBytes)) },
+      { label: "Freed", number: true, cell: (row) => (row.dryRun ? "–" : freedCell(row, freedBytes(row))) },
     ],
     rows,
     { caption: "Recent runs" },

@@ -34,6 +34,7 @@ std::string contradictionIn(const HubHostFile& file) {
   const auto isEarlier = [](const auto& left, const auto& right) { return left.time < right.time; };
   std::int64_t freed = 0;
   for (const auto& point : file.history) freed += point.disposedBytes;
+  if (latest.freedBytes.has_value() != (latest.tidraVersion == "1.3.0")) return "freed";
   if (!std::is_sorted(file.history.begin(), file.history.end(), isEarlier)) return "times";
   if (file.lastSeen != file.history.back().time || file.lastSeen > noon) return "lastSeen";
   if (file.firstSeen > file.history.front().time || file.reports < std::ssize(file.history)) return "reports";

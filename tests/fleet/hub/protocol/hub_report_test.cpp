@@ -44,7 +44,7 @@ TEST(HubReport, WritesSortedKeysAndLeavesOutWhatIsAbsent) {
   HubHostReport report;
   report.host = "web";
   const auto object = toJson(report);
-  EXPECT_EQ(object.size(), 32U);  // every key but the four optional ones
+  EXPECT_EQ(object.size(), 32U);  // every key but the optional ones
   EXPECT_EQ(object.count("volumeTotalBytes"), 0U);
   EXPECT_EQ(object.at("startedAt"), "1970-01-01T00:00:00Z");
 }
@@ -83,7 +83,8 @@ TEST(HubRecords, ComeBackAsTheyWere) {
                      .disposedBytes = 2,
                      .failures = 3,
                      .volumeAvailableBytes = 4,
-                     .dryRun = true}};
+                     .dryRun = true,
+                     .freedBytes = 5}};
   const std::string text = HubJSON::compact(record);
   EXPECT_EQ(HubJSON::decode<HubHostRecord>(text, "record"), record);
   // A client without the history decodes the same document.
@@ -96,8 +97,8 @@ TEST(HubRecords, ComeBackAsTheyWere) {
   summary.topFreed = {{"db", 2}};
   summary.lowestDisk = {{"web", 1, 4, 0.25}};
   summary.topRules = {{"node_modules", ArtifactSafetyTier::safe, "node", 3, 4}};
-  summary.recentRuns = {{"web", noon, 5, 6, 7, true, true, 8}};
-  summary.trend = {{"2026-03-14", 9, 10, 11}};
+  summary.recentRuns = {{"web", noon, 5, 6, 7, true, true, 8, 13}};
+  summary.trend = {{"2026-03-14", 9, 10, 11, 14}};
   summary.staleAfterSeconds = 12;
   EXPECT_EQ(HubJSON::decode<HubSummary>(HubJSON::compact(summary), "summary"), summary);
 }
