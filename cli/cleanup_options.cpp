@@ -278,6 +278,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   // Standard output may be a broken pipe; failures go to standard error first.
   writeFailures(outcome.disposal.failures);
   for (const std::string& remainder : outcome.remainders) writeNote(remainder);
+  for (const std::string& note : outcome.notes) writeNote(note);
   if (options.lines) {
     options.lines->finished(outcome);
   } else if (options.json) {
@@ -286,7 +287,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
     writeOut(paragraphs(outcomeText(outcome, {.method = plan.method,
                                               .dryRun = program.options.dryRun,
                                               .apparentSize = view.apparentSize,
-                                              .isUpperBound = volumes.mayShareExtents(),
+                                              .isUpperBound = volumes.isUpperBound(),
                                               .volumes = volumes.change(),
                                               .candidates = candidates}),
                         view.terminal));

@@ -45,7 +45,7 @@ ScanPicture pictureOf(const ScanReport& report, const ScanOutcome& outcome, cons
   return {.report = report,
           .sizes = ShownSizes(report, &outcome.findings, view.apparentSize),
           .marks = marksOf(report, outcome, request, &InterruptGuard::requested),
-          .isUpperBound = mayShareExtents(outcome.findings, request.mounts)};
+          .isUpperBound = isUpperBound(outcome.findings, request.mounts)};
 }
 
 /// Stores the results for "--last". Best effort: a failure is a note, the scan has succeeded.

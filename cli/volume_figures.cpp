@@ -26,7 +26,7 @@ VolumeFigures::VolumeFigures(const std::vector<CleanupCandidate>& candidates, co
     const MountPoint* mount = candidate.found != nullptr ? mountOf(*candidate.found, mounts)
                                                          : mountHolding(mounts, realPathOrSame(candidate.item.path));
     if (mount == nullptr) continue;
-    mayShareExtents_ = mayShareExtents_ || tidra::mayShareExtents(mount->fileSystem);
+    isUpperBound_ = isUpperBound_ || mayFreeLess(mount->fileSystem);
     const auto isIt = [&](const Volume& volume) { return volume.path == mount->path; };
     if (std::any_of(volumes_.begin(), volumes_.end(), isIt)) continue;
     if (const auto space = TidraVolumeSpaceReader::read(mount->path)) {
@@ -48,12 +48,12 @@ std::string VolumeFigures::change() const {
   return joined(clauses, "; ");
 }
 
-bool mayShareExtents(const std::vector<FoundArtifact>& findings, const std::vector<MountPoint>& mounts) {
-  const bool exist = std::any_of(mounts.begin(), mounts.end(),
-                                 [](const MountPoint& mount) { return mayShareExtents(mount.fileSystem); });
+bool isUpperBound(const std::vector<FoundArtifact>& findings, const std::vector<MountPoint>& mounts) {
+  const bool exist =
+      std::any_of(mounts.begin(), mounts.end(), [](const MountPoint& mount) { return mayFreeLess(mount.fileSystem); });
   return exist && std::any_of(findings.begin(), findings.end(), [&](const FoundArtifact& found) {
            const MountPoint* mount = mountOf(found, mounts);
-           return mount != nullptr && mayShareExtents(mount->fileSystem);
+           return mount != nullptr && mayFreeLess(mount->fileSystem);
          });
 }
 

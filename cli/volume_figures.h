@@ -19,8 +19,8 @@ class VolumeFigures {
   /// its name if there are several, three at most; empty if nothing is known.
   std::string change() const;
 
-  /// Whether one of the file systems may share extents, so that removals may free less than the items occupy.
-  bool mayShareExtents() const { return mayShareExtents_; }
+  /// Whether removals may free less than the items occupy, by the types of the file systems.
+  bool isUpperBound() const { return isUpperBound_; }
 
  private:
   struct Volume {
@@ -29,10 +29,10 @@ class VolumeFigures {
   };
 
   std::vector<Volume> volumes_;
-  bool mayShareExtents_ = false;
+  bool isUpperBound_ = false;
 };
 
-/// Whether a finding lies on a file system that may share extents.
-bool mayShareExtents(const std::vector<FoundArtifact>& findings, const std::vector<MountPoint>& mounts);
+/// Whether removing findings may free less than they occupy, by the types of their file systems.
+bool isUpperBound(const std::vector<FoundArtifact>& findings, const std::vector<MountPoint>& mounts);
 
 }  // namespace tidra

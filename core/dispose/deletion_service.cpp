@@ -157,7 +157,8 @@ TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& ite
                                 .at = setting_.clock()},
                     .freed = method == DisposalMethod::delete_ ? freeable : 0};
   if (!dryRun) {
-    act(entry, standardizedPath(path), *quarantine_, disposed.receipt, bytes ? std::optional(freeable) : std::nullopt);
+    act(entry, standardizedPath(path), *quarantine_, disposed, bytes ? std::optional(freeable) : std::nullopt);
+    noteOpenStore(disposed.receipt);
     return disposed;
   }
   requireChangeable(entry);
@@ -203,7 +204,8 @@ void TidraDeletionService::requireOutsideStores(const HeldEntry& entry) {
 }
 
 void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine,
-                               DisposalReceipt& receipt, std::optional<std::int64_t> freeable) {
+                               Disposed& disposed, std::optional<std::int64_t> freeable) {
+  DisposalReceipt& receipt = disposed.receipt;
   switch (receipt.method) {
     case DisposalMethod::trash:
       receipt.destination = trash_.trash(entry, path, receipt.at);
@@ -212,10 +214,30 @@ void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, 
       receipt.destination = quarantine.quarantine(entry, path, receipt.bytes, receipt.at, freeable).url;
       return;
     case DisposalMethod::delete_:
-      ItemRemoval::run(
+      const bool isKeptBelow = ItemRemoval::run(
           entry,
           {.workers = setting_.workers, .shouldCancel = shouldBreakOff(), .removedEntries = setting_.removedEntries});
+      if (!isKeptBelow) return;
+      disposed.freed = 0;
+      notes_.insert(
+          "What came from a lower layer, such as a container's image, stays in that layer and frees nothing.");
   }
+}
+
+void TidraDeletionService::noteOpenStore(const DisposalReceipt& receipt) {
+  if (!receipt.destination) return;
+  const std::string store = parentPath(*receipt.destination);
+  const auto facts = pathFacts(store);
+  if (!facts) return;
+  constexpr std::uint32_t writableByOthers = 0022;
+  constexpr std::uint32_t openToOthers = 0077;
+  const bool othersMayWrite = (facts->permissions & writableByOthers) != 0;
+  // Elsewhere such a store is refused.
+  if (receipt.method == DisposalMethod::trash ? !othersMayWrite : (facts->permissions & openToOthers) == 0) return;
+  notes_.insert(fmt::format(
+      "{} is open to whoever may use its volume, whose file system has no permissions: others can {} what was moved "
+      "there.",
+      escapedForTerminal(store), othersMayWrite ? "read and change" : "read"));
 }
 
 std::function<bool()> TidraDeletionService::shouldBreakOff() const {

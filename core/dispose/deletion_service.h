@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <variant>
 #include <vector>
@@ -78,12 +79,16 @@ class TidraDeletionService {
   DisposalOutcome dispose(const std::vector<Item>& items, DisposalMethod method, bool dryRun,
                           const QuarantineConfig& quarantine, const ListHooks& hooks = {});
 
+  /// Returns sentences on the volumes of what was removed so far, each once.
+  const std::set<std::string>& notes() const { return notes_; }
+
  private:
   Disposed disposeTarget(const std::string& target, bool dryRun);
   Disposed disposePath(const Item& item, DisposalMethod method, bool dryRun, const QuarantineConfig& quarantine);
   std::vector<std::string> ownFolders(const QuarantineConfig& quarantine) const;
-  void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, DisposalReceipt& receipt,
+  void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, Disposed& disposed,
            std::optional<std::int64_t> freeable);
+  void noteOpenStore(const DisposalReceipt& receipt);
   struct Measured {
     std::optional<std::int64_t> bytes;  // absent when measuring timed out
     std::int64_t freeable = 0;
@@ -100,6 +105,7 @@ class TidraDeletionService {
   TrashDisposer trash_;
   std::optional<QuarantineDisposer> quarantine_;  // reused for all items
   std::optional<StoreFinder> stores_;             // reused for all items
+  std::set<std::string> notes_;
 };
 
 }  // namespace tidra

@@ -80,7 +80,7 @@ void FreedesktopTrash::check(const HeldEntry& entry) const {
   for (const std::string& folder : {parentPath(location.files), location.files, location.info}) {
     requireStoreUsable(folder, true, trashName);
   }
-  requireSameVolume(entry, location.files, deleteInstead);
+  requireStorable(entry, location.files, deleteInstead);
 }
 
 std::string FreedesktopTrash::reserve(const Store& store, const std::string& stem, const std::string& text) {
@@ -96,7 +96,7 @@ std::string FreedesktopTrash::reserve(const Store& store, const std::string& ste
     if (!reason) return name;
     if (file) dropInfo(store.info, name);
     throw DisposalError(fmt::format("its info file in {} cannot be written: {}",
-                                    escapedForTerminal(store.info.folder.path), reason.message()));
+                                    escapedForTerminal(store.info.folder.path), storeMessage(reason)));
   }
 }
 

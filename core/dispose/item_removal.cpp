@@ -8,6 +8,7 @@
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/tree_removal.h"
 #include "core/model/removal_leftover.h"
+#include "core/platform/file_system_traits.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
 #include "core/scan/directory_size.h"
@@ -25,6 +26,7 @@ std::uint64_t randomNumber() {
 struct Hidden {
   std::string name;
   std::error_code noteFailure;  // why no note could be written; without it no later run can identify what is left
+  bool isInLowerLayer = false;  // of an overlay: it keeps its name
 };
 
 /// Best effort: a note without its folder is harmless, and the next scan lists it.
@@ -57,7 +59,7 @@ Hidden hide(const HeldEntry& entry) {
     }
     if (!noteFailure) dropNote(folder, hidden);
     if (reason == std::errc::file_exists) continue;
-    if (reason == std::errc::cross_device_link) return {entry.name, {}};
+    if (reason == std::errc::cross_device_link) return {entry.name, {}, isOnOverlay(folder)};
     throw DisposalError(reason);
   }
 }
@@ -108,11 +110,11 @@ void ItemRemoval::requireWhollyRemovable(const HeldEntry& entry, const Options& 
   if (size.kept) throw DisposalError(size.kept->reason(wholePaths) + ", so it stays");
 }
 
-void ItemRemoval::run(const HeldEntry& entry, const Options& options) {
+bool ItemRemoval::run(const HeldEntry& entry, const Options& options) {
   const int folder = entry.folder.descriptor.get();
   if (entry.facts.type != EntryType::directory) {
     if (const auto reason = removeFileEntry(folder, entry.name.c_str())) throw DisposalError(reason);
-    return;
+    return false;
   }
   const Hidden hidden = hide(entry);
   const std::string& name = hidden.name;
@@ -125,6 +127,7 @@ void ItemRemoval::run(const HeldEntry& entry, const Options& options) {
     throw DisposalError(fmt::format("was removed, but the note {} beside it could not be: {}; the next run removes it",
                                     escapedForTerminal(RemovalLeftover::noteName(name)), kept.message()));
   }
+  return hidden.isInLowerLayer;
 }
 
 }  // namespace tidra

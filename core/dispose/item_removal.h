@@ -24,8 +24,10 @@ struct ItemRemoval {
   /// Removes a file, a symbolic link, or a folder with its contents. A folder is first renamed to a hidden name in its
   /// parent, so that it disappears atomically. An interrupted removal leaves that name and a RemovalNote; calling run()
   /// on it finishes the removal. A folder of which nothing could be removed gets its name back. Throws StrayedError if
-  /// another file was renamed and could not be renamed back, DisposalError if anything is left.
-  static void run(const HeldEntry& entry, const Options& options);
+  /// another file was renamed and could not be renamed back, DisposalError if anything is left. Returns whether the
+  /// folder lay in a lower layer of an overlay, which keeps its files: removing it frees at most what was changed
+  /// since.
+  static bool run(const HeldEntry& entry, const Options& options);
 };
 
 }  // namespace tidra

@@ -81,7 +81,7 @@ std::string QuarantineDisposer::rootFor(const HeldEntry& entry) const {
 void QuarantineDisposer::check(const HeldEntry& entry) const {
   const std::string root = rootFor(entry);
   requireStoreUsable(root, false, quarantineName);
-  requireSameVolume(entry, root, deleteInstead);
+  requireStorable(entry, root, deleteInstead);
 }
 
 void QuarantineDisposer::checkFolder() const { requireStoreUsable(config_.directory, false, quarantineName); }
@@ -100,7 +100,7 @@ std::string QuarantineDisposer::reserve(const StoreFolder& store, const std::str
     if (!reason) return name;
     if (file) dropManifest(store, name);
     throw DisposalError(fmt::format("its manifest in {} cannot be written: {}", escapedForTerminal(store.folder.path),
-                                    reason.message()));
+                                    storeMessage(reason)));
   }
 }
 

@@ -10,6 +10,7 @@
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/file_system_traits.h"
 #include "core/platform/files.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
@@ -19,8 +20,61 @@ namespace {
 
 Outcome<EntryFacts> factsOf(const HeldFolder& folder) { return descriptorFacts(folder.descriptor.get()); }
 
+struct VolumeTop {
+  std::string path;
+  EntryFacts facts;
+};
+
+/// Throws std::system_error.
+VolumeTop volumeTop(const HeldFolder& folder) {
+  auto facts = factsOf(folder);
+  if (!facts) throw std::system_error(facts.failure());
+  std::string_view path = folder.path;
+  FileDescriptor held;
+  for (int at = folder.descriptor.get(); path != "/"; at = held.get()) {
+    auto above = openPathComponent(at, "..");
+    const auto next = above ? descriptorFacts(above->folder.get()) : above.failure();
+    if (!next || !next->sharesVolumeWith(*facts)) break;
+    facts = next;
+    held = std::move(above->folder);
+    path = path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
+  }
+  return {std::string(path), *facts};
+}
+
+/// Sets the permissions back if chmod has an effect.
+bool ignoresChmod(const HeldFolder& folder, const EntryFacts& facts) {
+  const int descriptor = folder.descriptor.get();
+  constexpr unsigned closed = 0700;
+  static_cast<void>(setPermissions(descriptor, closed));
+  const auto now = factsOf(folder);
+  if (now && now->permissions == facts.permissions) return true;
+  static_cast<void>(setPermissions(descriptor, facts.permissions));
+  return false;
+}
+
+/// How to find out that a file system has no permissions: by looking only, or by chmod, which proves it.
+enum class Proof { looks, chmod };
+
+/// Whether a store is open to others only because everything on its volume is, and cannot be closed. Whoever could
+/// change the store can then change what goes into it, too.
+bool isAsOpenAsVolume(const HeldFolder& store, const EntryFacts& facts, Proof proof) {
+  if (!mayLackPermissions(store.descriptor.get())) return false;
+  const EntryFacts top = volumeTop(store).facts;
+  if (top.owner != facts.owner || top.permissions != facts.permissions) return false;
+  return proof == Proof::looks || ignoresChmod(store, facts);
+}
+
+/// Of a store on a volume that may show one owner for everything.
+DisposalError ofVolumesOwner(const std::string& path, std::string_view verb) {
+  return DisposalError(
+      fmt::format("{} {} to another user, perhaps like everything on its volume, so it is not used; {}",
+                  escapedForTerminal(path), verb, deleteInstead));
+}
+
 /// Verifies a store's type, owner and permissions, and opens it.
-StoreFolder checked(const HeldFolder& parent, const std::string& name, bool othersMayRead, const std::string& what) {
+StoreFolder checked(const HeldFolder& parent, const std::string& name, bool othersMayRead, const std::string& what,
+                    Proof proof) {
   const std::string path = joinedPath(parent.path, name);
   auto component = openPathComponent(parent.descriptor.get(), name);
   if (!component && component.failure() != std::errc::not_a_directory) throw std::system_error(component.failure());
@@ -36,12 +90,14 @@ StoreFolder checked(const HeldFolder& parent, const std::string& name, bool othe
   const auto facts = factsOf(store.folder);
   if (!facts) throw std::system_error(facts.failure());
   if (facts->owner != runningUser()) {
+    if (mayLackPermissions(store.descriptor())) throw ofVolumesOwner(path, "belongs");
     throw DisposalError(
         fmt::format("{} {} belongs to another user, so it is not used", what, escapedForTerminal(path)));
   }
   constexpr std::uint32_t writableByOthers = 0022;
   constexpr std::uint32_t openToOthers = 0077;
-  if ((facts->permissions & (othersMayRead ? writableByOthers : openToOthers)) != 0) {
+  const bool isOpen = (facts->permissions & (othersMayRead ? writableByOthers : openToOthers)) != 0;
+  if (isOpen && !isAsOpenAsVolume(store.folder, *facts, proof)) {
     throw DisposalError(
         fmt::format("{} {} is open to other users; run chmod 700 on it", what, escapedForTerminal(path)));
   }
@@ -63,6 +119,20 @@ DisposalError otherVolume(const HeldEntry& entry, const std::string& storePath, 
                   "another behind your back; {}",
                   escapedForTerminal(volumeName(entry.folder)), escapedForTerminal(storePath),
                   escapedForTerminal(volumeName(onItsVolume)), wayOut));
+}
+
+/// EXDEV within one volume.
+DisposalError notRenamable(const StoreFolder& store, std::string_view wayOut) {
+  if (isOnOverlay(store.descriptor())) {
+    return DisposalError(
+        fmt::format("it lies in a lower layer of the overlay at {}, such as a container's image, from which a folder "
+                    "cannot be moved, only copied; {}",
+                    escapedForTerminal(volumeName(store.folder)), wayOut));
+  }
+  return DisposalError(fmt::format(
+      "its file system does not move it to {}, although that is on the same volume (a quota of a project, or "
+      "a volume made of several); {}",
+      escapedForTerminal(store.folder.path), wayOut));
 }
 
 /// Renaming a folder to another parent requires write permission on the folder itself (its ".." changes): adds it
@@ -93,20 +163,7 @@ bool Volumes::differ(const HeldFolder& folder, const std::string& path) {
   return !here || !there || !here->sharesVolumeWith(*there);
 }
 
-std::string Volumes::topOf(const HeldFolder& folder) {
-  const auto own = factsOf(folder);
-  if (!own) throw std::system_error(own.failure());
-  std::string_view top = folder.path;
-  FileDescriptor held;
-  for (int at = folder.descriptor.get(); top != "/"; at = held.get()) {
-    auto above = openPathComponent(at, "..");
-    const auto facts = above ? descriptorFacts(above->folder.get()) : above.failure();
-    if (!facts || !facts->sharesVolumeWith(*own)) break;
-    held = std::move(above->folder);
-    top = top.substr(0, std::max<std::size_t>(top.rfind('/'), 1));
-  }
-  return std::string(top);
-}
+std::string Volumes::topOf(const HeldFolder& folder) { return volumeTop(folder).path; }
 
 std::vector<std::string> Volumes::ownFoldersNamed(std::string_view name, const std::vector<MountPoint>& mounts) {
   std::set<std::string> tops{"/"};
@@ -137,7 +194,12 @@ StoreFolder StoreFolder::open(const HeldFolder& parent, const std::string& name,
     throw DisposalError(fmt::format("{} {} cannot be made: {}", what, escapedForTerminal(joinedPath(parent.path, name)),
                                     storeMessage(made)));
   }
-  return checked(parent, name, othersMayRead, what);
+  try {
+    return checked(parent, name, othersMayRead, what, Proof::chmod);
+  } catch (...) {
+    if (!made) static_cast<void>(removeFolderEntry(parent.descriptor.get(), name.c_str()));
+    throw;
+  }
 }
 
 StoreFolder StoreFolder::open(const std::string& path, bool othersMayRead, const std::string& what) {
@@ -148,7 +210,8 @@ StoreFolder StoreFolder::open(const std::string& path, bool othersMayRead, const
 
 StoreFolder StoreFolder::openExisting(const std::string& path, bool othersMayRead, const std::string& what) {
   const std::string whole = standardizedPath(path);
-  return checked(holdFolder(parentPath(whole)), std::string(lastPathComponent(whole)), othersMayRead, what);
+  return checked(holdFolder(parentPath(whole)), std::string(lastPathComponent(whole)), othersMayRead, what,
+                 Proof::looks);
 }
 
 std::string StoreFolder::pathOf(std::string_view name) const { return joinedPath(folder.path, name); }
@@ -171,11 +234,13 @@ std::chrono::seconds retention(std::int64_t days) {
   return std::chrono::seconds{std::clamp<std::int64_t>(days, 0, most) * secondsPerDay};
 }
 
-void requireSameVolume(const HeldEntry& entry, const std::string& storePath, std::string_view wayOut) {
+void requireStorable(const HeldEntry& entry, const std::string& storePath, std::string_view wayOut) {
   assert(storePath.starts_with('/'));
   std::string existing = storePath;
   while (existing != "/" && !followedFacts(existing)) existing = parentPath(existing);
   if (Volumes::differ(entry.folder, existing)) throw otherVolume(entry, storePath, holdFolder(existing), wayOut);
+  const bool mayLackOwners = existing != storePath && mayLackPermissions(entry.folder.descriptor.get());
+  if (mayLackOwners && entry.facts.owner != runningUser()) throw ofVolumesOwner(storePath, "would belong");
 }
 
 void requireStoreUsable(const std::string& path, bool othersMayRead, const std::string& what) {
@@ -229,6 +294,9 @@ std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, 
   const auto reason = moveOpeningUp(entry, store, name);
   if (reason == std::errc::file_exists) return reason;
   if (reason == std::errc::cross_device_link) {
+    const auto from = factsOf(entry.folder);
+    const auto to = factsOf(store.folder);
+    if (from && to && from->sharesVolumeWith(*to)) throw notRenamable(store, wayOut);
     throw otherVolume(entry, store.folder.path, store.folder, wayOut);
   }
   if (reason) throw DisposalError(reason);

@@ -36,16 +36,18 @@ std::string storeMessage(const std::error_code& error);
 struct StoreFolder {
   HeldFolder folder;
 
-  /// Opens `name` in `parent`, creating it if missing. Throws DisposalError if it is no real folder, belongs to another
-  /// user or is accessible to others (`othersMayRead`: writable by others); std::system_error if it cannot be created.
-  /// `what` names it in messages.
+  /// Opens `name` in `parent`, creating it if missing. Throws DisposalError if it cannot be created, is no real folder,
+  /// belongs to another user or is accessible to others (`othersMayRead`: writable by others). Others' access is
+  /// accepted where the file system has no permissions: the volume's top folder shows the same, and chmod has no
+  /// effect. `what` names it in messages.
   static StoreFolder open(const HeldFolder& parent, const std::string& name, bool othersMayRead,
                           const std::string& what);
 
   /// As above for an absolute path; creates missing parents.
   static StoreFolder open(const std::string& path, bool othersMayRead, const std::string& what);
 
-  /// Opens an existing store. Throws as open() does, and std::system_error with no_such_file_or_directory if missing.
+  /// Opens an existing store without trying chmod. Throws as open() does, and std::system_error with
+  /// no_such_file_or_directory if missing.
   static StoreFolder openExisting(const std::string& path, bool othersMayRead, const std::string& what);
 
   int descriptor() const { return folder.descriptor.get(); }
@@ -57,12 +59,13 @@ struct StoreFolder {
 /// Converts days, clamped to 0 to 1,000,000.
 std::chrono::seconds retention(std::int64_t days);
 
-/// Throws DisposalError if a present or future store at this path is on another volume than the entry.
-void requireSameVolume(const HeldEntry& entry, const std::string& storePath, std::string_view wayOut);
+/// Throws DisposalError if a present or future store at this path is on another volume than the entry, or would belong
+/// to another user, as everything does on a volume without owners that another user mounted.
+void requireStorable(const HeldEntry& entry, const std::string& storePath, std::string_view wayOut);
 
 /// Moves an entry into a store under a free name, then compares the identity of what arrived: another file (lost TOCTOU
 /// race) is moved back, or StrayedError is thrown if that fails. Returns file_exists if the name is taken. Throws
-/// DisposalError otherwise; between volumes its message names both and ends with `wayOut`.
+/// DisposalError otherwise; between volumes, and where the file system cannot rename the entry, it ends with `wayOut`.
 [[nodiscard]] std::error_code moveIntoStore(const HeldEntry& entry, const StoreFolder& store, const std::string& name,
                                             std::string_view wayOut);
 

@@ -1,11 +1,9 @@
 // Calls getdents64 and statx directly: one large batch of names per call, and only the needed attributes.
 #include <dirent.h>
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/sysmacros.h>
-#include <sys/vfs.h>
 #include <sys/xattr.h>
 
 #include <array>
@@ -15,6 +13,7 @@
 
 #include "core/base/byte_units.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/file_system_traits.h"
 
 namespace tidra {
 namespace {
@@ -123,9 +122,7 @@ Outcome<EntryFacts> followedEntryFacts(int parent, const char* name) { return fa
 Outcome<EntryFacts> descriptorFacts(int descriptor) { return factsWithFlags(descriptor, "", AT_EMPTY_PATH); }
 
 bool isStillSame(int folder, const FileIdentity& now, const FileIdentity& seen) {
-  if (now == seen) return true;
-  struct statfs status {};
-  return now.hasInodeOf(seen) && ::fstatfs(folder, &status) == 0 && status.f_type == OVERLAYFS_SUPER_MAGIC;
+  return now == seen || (now.hasInodeOf(seen) && isOnOverlay(folder));
 }
 
 struct DirectoryReader::State {

@@ -22,15 +22,23 @@ int renameWithoutReplacing(int fromFolder, const char* from, int toFolder, const
 #endif
 }
 
+/// How file systems refuse calls and flags that they do not have.
+bool isUnsupported(std::error_code reason) {
+  return reason == std::errc::invalid_argument || reason == std::errc::function_not_supported ||
+         reason == std::errc::not_supported;
+}
+
 /// Fallback for file systems without RENAME_NOREPLACE. Not atomic for folders, but rename() replaces at most an empty
-/// folder; for files link() fails if the name is taken.
+/// folder; for files link() fails if the name is taken, except where there are no hard links (FAT, exFAT).
 [[nodiscard]] std::error_code moveInTwoSteps(int fromFolder, const char* from, int toFolder, const char* to) {
   const auto moved = entryFacts(fromFolder, from);
   if (!moved) return moved.failure();
   if (entryFacts(toFolder, to)) return std::make_error_code(std::errc::file_exists);
   if (moved->type == EntryType::directory) return errorOf(::renameat(fromFolder, from, toFolder, to));
-  if (::linkat(fromFolder, from, toFolder, to, 0) != 0) return lastSystemError();
-  return errorOf(::unlinkat(fromFolder, from, 0));
+  if (::linkat(fromFolder, from, toFolder, to, 0) == 0) return errorOf(::unlinkat(fromFolder, from, 0));
+  const auto reason = lastSystemError();
+  const bool hasNoLinks = reason == std::errc::operation_not_permitted || isUnsupported(reason);
+  return hasNoLinks ? errorOf(::renameat(fromFolder, from, toFolder, to)) : reason;
 }
 
 /// Changes permissions through an O_PATH descriptor, which fchmod() refuses.
@@ -55,9 +63,7 @@ FileDescriptor openForNaming(int folder, const char* name) {
 std::error_code moveEntry(int fromFolder, const std::string& from, int toFolder, const std::string& to) {
   if (renameWithoutReplacing(fromFolder, from.c_str(), toFolder, to.c_str()) == 0) return {};
   const auto reason = lastSystemError();
-  const bool unsupported = reason == std::errc::invalid_argument || reason == std::errc::function_not_supported ||
-                           reason == std::errc::not_supported;
-  return unsupported ? moveInTwoSteps(fromFolder, from.c_str(), toFolder, to.c_str()) : reason;
+  return isUnsupported(reason) ? moveInTwoSteps(fromFolder, from.c_str(), toFolder, to.c_str()) : reason;
 }
 
 std::error_code removeFileEntry(int folder, const char* name) { return errorOf(::unlinkat(folder, name, 0)); }

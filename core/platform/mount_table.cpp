@@ -53,9 +53,12 @@ bool isPseudoFileSystem(std::string_view type) {
   return std::find(pseudoTypes.begin(), pseudoTypes.end(), type) != pseudoTypes.end();
 }
 
-bool mayShareExtents(std::string_view type) {
-  constexpr std::array types{std::string_view{"apfs"},  std::string_view{"bcachefs"}, std::string_view{"btrfs"},
-                             std::string_view{"ocfs2"}, std::string_view{"xfs"},      std::string_view{"zfs"}};
+bool mayFreeLess(std::string_view type) {
+  constexpr std::array types{
+      std::string_view{"apfs"},  std::string_view{"aufs"},    std::string_view{"bcachefs"},
+      std::string_view{"btrfs"}, std::string_view{"ocfs2"},   std::string_view{"fuse.fuse-overlayfs"},
+      std::string_view{"xfs"},   std::string_view{"overlay"}, std::string_view{"zfs"},
+  };
   return std::find(types.begin(), types.end(), type) != types.end();
 }
 

@@ -29,8 +29,8 @@ const MountPoint* mountHolding(const std::vector<MountPoint>& mounts, std::strin
 /// Whether a file system holds only kernel objects: proc, sysfs, cgroup and their like.
 bool isPseudoFileSystem(std::string_view type);
 
-/// Whether files of the file system may share extents (copies, snapshots), so that removing one may free less than it
-/// occupies.
-bool mayShareExtents(std::string_view type);
+/// Whether removing a file may free less than it occupies: files of the file system share extents (copies, snapshots),
+/// or may lie in a lower layer that keeps them.
+bool mayFreeLess(std::string_view type);
 
 }  // namespace tidra

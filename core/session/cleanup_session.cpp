@@ -299,6 +299,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     progress.finish(candidate);
   };
   outcome.disposal = service.dispose(items, setting.method, setting.dryRun, setting.quarantine, {refuse, finished});
+  outcome.notes.assign(service.notes().begin(), service.notes().end());
   // If the last item was interrupted, nothing else was begun.
   outcome.cancelled = isCancelled(setting.service.shouldCancel);
   progress.end();

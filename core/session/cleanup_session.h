@@ -106,6 +106,7 @@ struct [[nodiscard]] CleanupOutcome {
   DisposalOutcome disposal;                // refused candidates are among the failures
   std::vector<UnmeasuredSize> unmeasured;  // in the order of their receipts; also in a dry run
   std::vector<std::string> remainders;     // one sentence per receipt of which something stays
+  std::vector<std::string> notes;          // sentences on the volumes of what was removed, each once
   std::int64_t freedBytes = 0;             // that the volumes gained, or would gain; tools' items with their sizes
   std::vector<std::int64_t> freedEach;     // the same of each receipt
   bool cancelled = false;                  // items not begun are in neither list

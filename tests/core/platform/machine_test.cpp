@@ -40,15 +40,14 @@ TEST(MountTable, ReadsTheKernelsTextAndPassesOverTheRest) {
     EXPECT_FALSE(isPseudoFileSystem(type)) << type;
 }
 
-TEST(MountTable, FindsTheVolumeOfAPathAndWhetherItsExtentsMayBeShared) {
+TEST(MountTable, FindsTheVolumeOfAPathAndWhetherItMayFreeLess) {
   const std::vector<MountPoint> mounts{{"/", "ext4", "8:1"}, {"/home", "btrfs", "8:2"}, {"/home", "xfs", "8:3"}};
   EXPECT_EQ(mountHolding(mounts, "/homes")->device, "8:1");
   EXPECT_EQ(mountHolding(mounts, "/home/me")->device, "8:3") << "a later mount hides the earlier";
   EXPECT_EQ(mountHolding({}, "/home"), nullptr);
-  for (const char* type : {"apfs", "bcachefs", "btrfs", "ocfs2", "xfs", "zfs"})
-    EXPECT_TRUE(mayShareExtents(type)) << type;
-  for (const char* type : {"", "ext4", "tmpfs", "overlay", "nfs4", "vfat", "zfs2"})
-    EXPECT_FALSE(mayShareExtents(type)) << type;
+  for (const char* type : {"apfs", "bcachefs", "btrfs", "ocfs2", "overlay", "xfs", "zfs", "fuse.fuse-overlayfs"})
+    EXPECT_TRUE(mayFreeLess(type)) << type;
+  for (const char* type : {"", "ext4", "tmpfs", "nfs4", "vfat", "zfs2"}) EXPECT_FALSE(mayFreeLess(type)) << type;
 }
 
 TEST(VolumeSpace, PrefersTheFigureForImportantUsage) {
