@@ -34,6 +34,7 @@ struct CheckedPolicy {
   ResolvedPolicy resolved;
   std::optional<std::string> hubUrl;  // absent: no reports
   HubToken token;
+  std::vector<std::string> undated;  // categories of which nothing can go
 };
 
 void noteAbsentRoots(const ResolvedPolicy& resolved) {
@@ -70,9 +71,9 @@ CheckedPolicy checked(const PolicyOptions& options, const Program& program) {
   made.resolved = resolvePolicy(made.policy, options.file, resolverForCheck(options, program));
   for (const std::string& note : made.resolved.notes) writeNote(fmt::format("Policy '{}': {}", shown, note));
   try {
-    for (const std::string& note : makePolicyCatalog(made.policy, made.resolved).notes) {
-      writeNote(fmt::format("Policy '{}': {}", shown, note));
-    }
+    const ChosenCatalog chosen = makePolicyCatalog(made.policy, made.resolved);
+    for (const std::string& note : chosen.notes) writeNote(fmt::format("Policy '{}': {}", shown, note));
+    made.undated = undatedCategories(made.policy, chosen.catalog);
   } catch (const InputError& error) {
     throw InputError(fmt::format("Policy '{}': {}", shown, error.what()));
   }
@@ -132,6 +133,9 @@ std::string toText(const CheckedPolicy& given, const std::string& file) {
   line("hub", given.hubUrl.value_or("none"));
   if (given.policy.hub.policy) line("hub policy", *given.policy.hub.policy);
   line("hub token", given.token.token ? "from " + given.token.source : "none");
+  if (!given.undated.empty()) {
+    line("stays", joined(given.undated, ", ") + " (no known date of use, see autoClean.requireKnownIdle)");
+  }
   if (given.policy.dryRun) line("dry run", "yes, nothing is removed");
   return text;
 }

@@ -10,6 +10,7 @@
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_makers.h"
 #include "core/scan/bundle_packages.h"
+#include "core/scan/kept_inside.h"
 #include "core/scan/walk_setup.h"
 
 namespace tidra {
@@ -23,8 +24,11 @@ bool isOneOf(const std::array<const char*, count>& names, std::string_view name)
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-/// A file ".git" is only written when a worktree or submodule is created.
-bool isOwnFile(std::string_view name) { return !isOneOf(writtenByLooking, name) && !isOneOf(versionControl, name); }
+/// A file ".git" is only written when a worktree or submodule is created. A keep file is a decision, not work: its date
+/// would hide it as the reason why something stays.
+bool isOwnFile(std::string_view name) {
+  return !isOneOf(writtenByLooking, name) && !isOneOf(versionControl, name) && name != KeptInside::keepFile;
+}
 
 }  // namespace
 

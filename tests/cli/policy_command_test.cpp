@@ -43,6 +43,15 @@ TEST_F(PolicyCommand, TellsWhatAPolicyMeansButNeverTheToken) {
   for (const auto& ran : {shown, document})
     EXPECT_THAT(ran.out + ran.err, AllOf(Not(HasSubstr("s3cret")), Not(HasSubstr("pass"))));
   EXPECT_EQ(tree().snapshot(), before);
+  // Rules of caches know no date of use, and nothing else may go of them.
+  constexpr std::string_view stays = "stays        globalCaches (no known date of use";
+  const auto known = [](bool isRequired, const std::string& tier) {
+    return R"({"scan": {"categories": ["globalCaches", "agentHost"]}, "autoClean": {"requireKnownIdle": )" +
+           std::string(isRequired ? "true" : "false") + R"(, "tiers": [")" + tier + R"("]}})";
+  };
+  EXPECT_THAT(check(known(true, "safe")).out, HasSubstr(stays));
+  EXPECT_THAT(check(known(false, "safe")).out, Not(HasSubstr("stays")));
+  EXPECT_THAT(check(known(true, "warning")).out, Not(HasSubstr("globalCaches")));
   EXPECT_THAT(check(R"({"hub": {"policy": "ci"}})").err, HasSubstr("hub.policy has no effect without hub.url."));
 }
 

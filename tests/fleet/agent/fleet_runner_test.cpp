@@ -141,6 +141,7 @@ TEST_F(FleetRuns, ADryRunTellsAndChangesNothing) {
 TEST_F(FleetRuns, WhatIsKeptUsesUpNoBudget) {
   makeProjects({"a", "b"});
   tree_.writeFile("home/code/a/.tidra-keep");
+  tree_.setModified("home/code/a/.tidra-keep", now_);  // made today, which is no work
   policy_.autoClean.maxItemsPerRun = 1;
   const auto result = run();
   EXPECT_TRUE(has("a"));
