@@ -26,7 +26,7 @@ VolumeFigures::VolumeFigures(const std::vector<CleanupCandidate>& candidates, co
     const MountPoint* mount = candidate.found != nullptr ? mountOf(*candidate.found, mounts)
                                                          : mountHolding(mounts, realPathOrSame(candidate.item.path));
     if (mount == nullptr) continue;
-    isUpperBound_ = isUpperBound_ || mayFreeLess(mount->fileSystem);
+    isUpperBound_ = isUpperBound_ || (candidate.freeableBytes() > 0 && mayFreeLess(mount->fileSystem));
     const auto isIt = [&](const Volume& volume) { return volume.path == mount->path; };
     if (std::any_of(volumes_.begin(), volumes_.end(), isIt)) continue;
     if (const auto space = TidraVolumeSpaceReader::read(mount->path)) {
@@ -53,7 +53,7 @@ bool isUpperBound(const std::vector<FoundArtifact>& findings, const std::vector<
       std::any_of(mounts.begin(), mounts.end(), [](const MountPoint& mount) { return mayFreeLess(mount.fileSystem); });
   return exist && std::any_of(findings.begin(), findings.end(), [&](const FoundArtifact& found) {
            const MountPoint* mount = mountOf(found, mounts);
-           return mount != nullptr && mayFreeLess(mount->fileSystem);
+           return mount != nullptr && found.finding.freeable() > 0 && mayFreeLess(mount->fileSystem);
          });
 }
 

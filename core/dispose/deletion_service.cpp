@@ -15,6 +15,7 @@
 #include "core/dispose/tool_targets.h"
 #include "core/dispose/volumes.h"
 #include "core/model/removal_leftover.h"
+#include "core/platform/lower_layer.h"
 #include "core/platform/path_text.h"
 #include "core/scan/directory_size.h"
 #include "core/scan/removal_note.h"
@@ -149,13 +150,14 @@ TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& ite
     method = DisposalMethod::delete_;
   }
   requireEmptiable(entry);
-  const auto [bytes, freeable] = measure(entry, item, method);
+  const auto [bytes, freeable, isInLowerLayer] = measure(entry, item, method);
   Disposed disposed{.receipt = {.path = item.path,
                                 .method = method,
                                 .destination = std::nullopt,
                                 .bytes = bytes,
                                 .at = setting_.clock()},
                     .freed = method == DisposalMethod::delete_ ? freeable : 0};
+  if (isInLowerLayer && method == DisposalMethod::delete_) noteLowerLayer();
   if (!dryRun) {
     act(entry, standardizedPath(path), *quarantine_, disposed, bytes ? std::optional(freeable) : std::nullopt);
     noteOpenStore(disposed.receipt);
@@ -219,9 +221,12 @@ void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, 
           {.workers = setting_.workers, .shouldCancel = shouldBreakOff(), .removedEntries = setting_.removedEntries});
       if (!isKeptBelow) return;
       disposed.freed = 0;
-      notes_.insert(
-          "What came from a lower layer, such as a container's image, stays in that layer and frees nothing.");
+      noteLowerLayer();
   }
+}
+
+void TidraDeletionService::noteLowerLayer() {
+  notes_.insert("What came from a lower layer, such as a container's image, stays in that layer and frees nothing.");
 }
 
 void TidraDeletionService::noteOpenStore(const DisposalReceipt& receipt) {
@@ -250,8 +255,10 @@ std::function<bool()> TidraDeletionService::shouldBreakOff() const {
 
 TidraDeletionService::Measured TidraDeletionService::measure(const HeldEntry& entry, const Item& item,
                                                              DisposalMethod method) const {
+  const bool isInLowerLayer = liesInLowerLayer(entry.path(), entry.facts.identity, setting_.mounts);
   if (entry.facts.type != EntryType::directory) {
-    return {signedBytes(entry.facts.sizeBytes), freeableByEntry(entry.folder.descriptor.get(), entry.name)};
+    const auto freeable = isInLowerLayer ? 0 : freeableByEntry(entry.folder.descriptor.get(), entry.name);
+    return {signedBytes(entry.facts.sizeBytes), freeable, isInLowerLayer};
   }
   TidraDirectorySizeReader::Options options;
   options.workers = setting_.workers;
@@ -267,7 +274,7 @@ TidraDeletionService::Measured TidraDeletionService::measure(const HeldEntry& en
     throw DisposalError("holds a repository since the scan; scan again");
   }
   if (!size.bytes) return {};
-  return {signedBytes(*size.bytes), signedBytes(size.use.freeableBytes)};
+  return {signedBytes(*size.bytes), isInLowerLayer ? 0 : signedBytes(size.use.freeableBytes), isInLowerLayer};
 }
 
 }  // namespace tidra

@@ -88,10 +88,12 @@ class TidraDeletionService {
   std::vector<std::string> ownFolders(const QuarantineConfig& quarantine) const;
   void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, Disposed& disposed,
            std::optional<std::int64_t> freeable);
+  void noteLowerLayer();
   void noteOpenStore(const DisposalReceipt& receipt);
   struct Measured {
     std::optional<std::int64_t> bytes;  // absent when measuring timed out
     std::int64_t freeable = 0;
+    bool isInLowerLayer = false;  // then nothing is freeable
   };
   Measured measure(const HeldEntry& entry, const Item& item, DisposalMethod method) const;
   bool isCancelled() const { return setting_.shouldCancel && setting_.shouldCancel(); }

@@ -63,6 +63,8 @@ std::string_view describedDifference(SizeDifference difference) {
       return "sparse files";
     case SizeDifference::smallFiles:
       return "small files";
+    case SizeDifference::imageLayer:
+      return "image layer";
   }
   return {};
 }

@@ -27,7 +27,7 @@ struct SharedInode {
 };
 
 /// What mostly makes the freeable bytes differ from the apparent size.
-enum class SizeDifference { hardLinks, sparseFiles, smallFiles };
+enum class SizeDifference { hardLinks, sparseFiles, smallFiles, imageLayer };
 
 template <>
 struct EnumTable<SizeDifference> {
@@ -36,10 +36,11 @@ struct EnumTable<SizeDifference> {
       EnumRow<SizeDifference>{SizeDifference::hardLinks, "hardLinks"},
       EnumRow<SizeDifference>{SizeDifference::sparseFiles, "sparseFiles"},
       EnumRow<SizeDifference>{SizeDifference::smallFiles, "smallFiles"},
+      EnumRow<SizeDifference>{SizeDifference::imageLayer, "imageLayer"},
   };
 };
 
-/// Returns "hard links", "sparse files" or "small files".
+/// Returns "hard links", "sparse files", "small files" or "image layer".
 std::string_view describedDifference(SizeDifference difference);
 
 /// Saturating sums.

@@ -26,6 +26,7 @@
 #include "core/scan/system_scanner.h"
 #include "core/session/contents_checks.h"
 #include "core/session/git_checks.h"
+#include "core/session/layer_figures.h"
 #include "core/session/leftover_finder.h"
 #include "core/session/never_removed.h"
 #include "core/session/project_activity_reader.h"
@@ -71,6 +72,7 @@ class ScanSession {
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     outcome_.circumstances = circumstances(duration);
     proveAges();
+    settleLowerLayers(outcome_.findings, request_.mounts);
     settleNested();
     if (request_.tiers) {
       outcome_.raised = raisedBeyond(*request_.tiers, outcome_.findings, wholeCatalog(),

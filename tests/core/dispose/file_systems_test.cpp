@@ -1,5 +1,6 @@
 // Every removal on every file system that a developer may have: it works, or says in one sentence why not and changes
 // nothing.
+#include "core/platform/lower_layer.h"
 #include "tests/core/dispose/disposal_fixture.h"
 #include "tests/support/matchers.h"
 #include "tests/support/mounted_file_system.h"
@@ -21,7 +22,7 @@ constexpr const char* functions = R"(
   fill() { mkdir -p $1/p/item/sub $1/q/ITEM; echo one >$1/p/item/sub/f; echo two >$1/q/ITEM/g; chown -R 65534:65534 $1 || :; }
   image() { truncate -s $1 $W/image; }
   serve() { "$@" 9>&- & until mountpoint -q $V; do kill -0 $!; sleep 0.02; done; }
-  overlay() { mount -t tmpfs none $W; mkdir -p $W/l $W/u $W/w; $1; chown 65534 $W/u
+  overlay() { mount -t tmpfs none $W; mkdir $W/l; $1; sleep 0.02; mkdir $W/u $W/w; chown 65534 $W/u
               mount -t overlay -o lowerdir=$W/l,upperdir=$W/u,workdir=$W/w none $V; }
 )";
 
@@ -35,6 +36,7 @@ const FileSystemCase fileSystemCases[] = {
     {"btrfs", "image 200M; mkfs.btrfs $W/image; mount -o loop $W/image $V; fill $V"},
     {"overlaysUpperLayer", "overlay :; fill $V"},
     {"overlaysLowerLayer", "overlay 'fill '$W/l", false, "lies in a lower layer of the overlay"},
+    {"overlaysBothLayers", "overlay 'fill '$W/l; touch $V/p/item/new $V/q/ITEM/new", false, "lies in a lower layer"},
     {"vfat", "image 16M; mkfs.vfat $W/image; mount -o loop,uid=65534,gid=65534,umask=0 $W/image $V; fill $V", true},
     {"exfat", "image 16M; mkfs.exfat $W/image; mount -t exfat -o loop,uid=65534,umask=0 $W/image $V; fill $V", true},
     // Names without regard to case; neither RENAME_NOREPLACE nor symbolic nor hard links.
@@ -121,7 +123,12 @@ TEST_P(FileSystems, MoveRestoreAndDeleteOrSayWhyNot) {
     for (const char* store : {".Trash-65534/files", ".Trash-65534/info", ".tidra-quarantine"})
       EXPECT_THAT(namesIn(volume.path(store)), IsEmpty()) << store;
   }
+  const bool isOfLowerLayer = std::string_view(row.name) == "overlaysLowerLayer";
+  for (const std::string& item : items_)
+    EXPECT_EQ(liesInLowerLayer(item, pathFacts(item)->identity, mountPoints()), isOfLowerLayer);
   auto remover = service();
+  freed_ = 0;
+  if (isOfLowerLayer) refusals(remover, DisposalMethod::delete_, true);
   EXPECT_THAT(refusals(remover, DisposalMethod::delete_, false), Each(matching(row.deleting)));
   if (std::string_view(row.moving).find("lower layer") != std::string_view::npos) {
     EXPECT_THAT(remover.notes(), ElementsAre(HasSubstr("frees nothing")));
