@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "core/base/canonical_json.h"
+#include "core/base/compact_optional.h"
 #include "core/base/json_fields.h"
 #include "core/base/json_writer.h"
 #include "core/base/text.h"
@@ -31,7 +32,7 @@ struct RecordField {
   bool isBytes = false;
 };
 
-/// A field that must be there, or that may be absent if its type is std::optional.
+/// A field that must be there, or that may be absent if its type is std::optional or CompactOptional.
 template <class Member>
 consteval RecordField<Member> field(std::string_view key, Member member) {
   return {key, member};
@@ -129,6 +130,8 @@ template <class T>
 constexpr bool isOptional = false;
 template <class T>
 constexpr bool isOptional<std::optional<T>> = true;
+template <>
+inline constexpr bool isOptional<CompactOptional> = true;
 
 template <class T>
 struct Present {
@@ -137,6 +140,10 @@ struct Present {
 template <class T>
 struct Present<std::optional<T>> {
   using type = T;
+};
+template <>
+struct Present<CompactOptional> {
+  using type = std::int64_t;
 };
 
 template <class Record, std::size_t index>
@@ -204,13 +211,11 @@ void decodeField(const JsonObjectReader& object, Record& record) {
 template <std::size_t index, class Record, class Visit>
 bool readField(CanonicalReader& reader, bool& isFirst, Visit& visit) {
   using Type = typename Present<ValueAt<Record, index>>::type;
-  CanonicalReader ahead = reader;
-  if (!ahead.skipMember(opening<Record, index>, isFirst)) return isOptional<ValueAt<Record, index>>;
+  if (!reader.skipMember(opening<Record, index>, isFirst)) return isOptional<ValueAt<Record, index>>;
   std::conditional_t<std::is_same_v<Type, std::string>, std::string_view, Type> value{};
-  if (!ahead.read(value)) return false;
+  if (!reader.read(value)) return false;
   visit(std::integral_constant<std::size_t, index>(), value);
   isFirst = false;
-  reader = ahead;
   return true;
 }
 

@@ -13,23 +13,35 @@ sys_days dayAt(TimePoint time) { return std::chrono::floor<days>(time); }
 
 }  // namespace
 
+std::int64_t FleetTotals::Activity::freedBytes() const {
+  WideSum sum = disposedBytes;
+  sum += freedBeyondDisposed;
+  return sum.value();
+}
+
 void FleetTotals::Activity::add(const HubHistoryPoint& point) {
   disposedBytes += point.disposedBytes;
-  freedBytes += point.freed();
+  if (point.freedBytes) {
+    freedBeyondDisposed += *point.freedBytes;
+    freedBeyondDisposed -= point.disposedBytes;
+  }
   failures += point.failures;
   ++runs;
 }
 
 void FleetTotals::Activity::remove(const HubHistoryPoint& point) {
   disposedBytes -= point.disposedBytes;
-  freedBytes -= point.freed();
+  if (point.freedBytes) {
+    freedBeyondDisposed -= *point.freedBytes;
+    freedBeyondDisposed += point.disposedBytes;
+  }
   failures -= point.failures;
   --runs;
 }
 
 void FleetTotals::Activity::add(const Activity& other) {
   disposedBytes += other.disposedBytes;
-  freedBytes += other.freedBytes;
+  freedBeyondDisposed += other.freedBeyondDisposed;
   failures += other.failures;
   runs += other.runs;
 }
@@ -57,7 +69,7 @@ std::vector<HubSummary::DayPoint> FleetTotals::trend(TimePoint now, int count) c
     HubSummary::DayPoint point{.day = iso8601(day).substr(0, dateLength)};
     if (const auto known = days_.find(day); known != days_.end()) {
       point.disposedBytes = known->second.disposedBytes.value();
-      point.freedBytes = known->second.freedBytes.value();
+      point.freedBytes = known->second.freedBytes();
       point.failures = known->second.failures.value();
       point.runs = known->second.runs;
     }

@@ -24,10 +24,11 @@ class FleetTotals {
  public:
   struct Activity {
     WideSum disposedBytes;
-    WideSum freedBytes;
+    WideSum freedBeyondDisposed;  // may be negative; most points add nothing
     WideSum failures;
     std::int64_t runs = 0;
 
+    std::int64_t freedBytes() const;
     void add(const HubHistoryPoint& point);
     void remove(const HubHistoryPoint& point);
     void add(const Activity& other);

@@ -142,8 +142,8 @@ HubSummary summaryOf(HubSummaryInput input) {
   addSums(summary, input.hosts);
   summary.disposedBytesLast24h = input.lastDay.disposedBytes.value();
   summary.disposedBytesLast7d = input.lastWeek.disposedBytes.value();
-  summary.freedBytesLast24h = input.lastDay.freedBytes.value();
-  summary.freedBytesLast7d = input.lastWeek.freedBytes.value();
+  summary.freedBytesLast24h = input.lastDay.freedBytes();
+  summary.freedBytesLast7d = input.lastWeek.freedBytes();
   summary.failuresLast24h = input.lastDay.failures.value();
   summary.topReclaimable = topBytes(input.hosts, std::mem_fn(&HubHostReport::reclaimableBytes));
   summary.topFreed = topBytes(input.hosts, &freedTotal);

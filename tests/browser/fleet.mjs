@@ -24,6 +24,9 @@ const findings = [
 ];
 const iso = (time) => new Date(time).toISOString().replace(/\.\d+Z/, "Z");
 
+// Agents before 1.3.0 do not report it.
+const freedOf = (disposed) => Math.round(disposed * 0.9);
+
 function makeHost(index, random, now, days) {
   const kind = names[index % names.length];
   const mac = kind === "mac-studio" || kind === "laptop";
@@ -41,6 +44,7 @@ function makeHost(index, random, now, days) {
       time: iso(lastSeen - day * DAY),
       reclaimableBytes: Math.round(base * (0.7 + 0.3 * Math.sin(day / 3 + index) + 0.2 * random())),
       disposedBytes: freed,
+      ...(index % 5 ? { freedBytes: freedOf(freed) } : {}),
       failures: day === 0 ? failures : random() < 0.05 ? 1 : 0,
       volumeAvailableBytes: Math.round(total * 0.4),
       dryRun,
@@ -91,6 +95,12 @@ function makeHost(index, random, now, days) {
     plannedBytes: Math.round(reclaimable * 0.3),
     disposedItems: dryRun ? 0 : 9,
     disposedBytes: history.at(-1).disposedBytes,
+    ...(index % 5
+      ? {
+          freedBytes: freedOf(history.at(-1).disposedBytes),
+          freedBytesTotal: history.reduce((all, point) => all + freedOf(point.disposedBytes), 0),
+        }
+      : {}),
     failures,
     purgedItems: 2,
     purgedBytes: Math.round(random() * GB),
@@ -197,6 +207,7 @@ function trendOf(hosts, now, days) {
     return {
       day,
       disposedBytes: points.reduce((all, point) => all + (point.disposedBytes || 0), 0),
+      freedBytes: points.reduce((all, point) => all + (point.freedBytes ?? point.disposedBytes ?? 0), 0),
       runs: points.length,
       failures: points.reduce((all, point) => all + (point.failures || 0), 0),
     };
@@ -229,6 +240,10 @@ export function summarise(hosts, title, now = Date.now()) {
     disposedItemsTotal: sumOf(hosts, "disposedItemsTotal"),
     disposedBytesLast24h: trend.at(-1)?.disposedBytes ?? 0,
     disposedBytesLast7d: trend.slice(-7).reduce((all, point) => all + point.disposedBytes, 0),
+    freedBytesTotal: hosts.reduce((all, { latest }) => all + (latest.freedBytesTotal ?? latest.disposedBytesTotal ?? 0), 0),
+    freedBytesLast24h: trend.at(-1)?.freedBytes ?? 0,
+    freedBytesLast7d: trend.slice(-7).reduce((all, point) => all + point.freedBytes, 0),
+    hostsWithoutFreed: hosts.filter((host) => typeof host.latest.freedBytes !== "number").length,
     runsTotal: sumOf(hosts, "runsTotal"),
     failuresTotal: sumOf(hosts, "failuresTotal"),
     failuresLast24h: trend.at(-1)?.failures ?? 0,
@@ -260,6 +275,7 @@ export function summarise(hosts, title, now = Date.now()) {
         succeeded: host.latest.succeeded,
         dryRun: host.latest.dryRun,
         reclaimableBytes: host.latest.reclaimableBytes,
+        freedBytes: host.latest.freedBytes,
       })),
     trend,
     staleAfterSeconds: 93600,

@@ -8,6 +8,8 @@ constexpr auto fieldsOf<HubEvent> = recordFields(field("time", &HubEvent::time),
                                                  field("host", &HubEvent::host), field("message", &HubEvent::message),
                                                  field("bytes", &HubEvent::bytes));
 
+static_assert(sizeof(HubHistoryPoint) <= 56, "hubs keep ten million points in memory");
+
 template <>
 constexpr auto fieldsOf<HubHistoryPoint> =
     recordFields(field("time", &HubHistoryPoint::time), field("reclaimableBytes", &HubHistoryPoint::reclaimableBytes),

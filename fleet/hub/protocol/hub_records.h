@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/base/compact_optional.h"
 #include "core/base/enum_table.h"
 #include "core/base/json_codec.h"
 #include "core/base/time_point.h"
@@ -69,11 +70,10 @@ struct HubHistoryPoint {
   std::int64_t reclaimableBytes = 0;
   std::int64_t disposedBytes = 0;
   std::int64_t failures = 0;
-  std::optional<std::int64_t> volumeAvailableBytes;
+  CompactOptional volumeAvailableBytes;
   bool dryRun = false;
-  std::optional<std::int64_t> freedBytes = {};  // absent: as disposedBytes, or not reported
+  CompactOptional freedBytes = {};  // absent: as disposedBytes, or not reported
 
-  std::int64_t freed() const { return freedBytes.value_or(disposedBytes); }
   bool operator==(const HubHistoryPoint&) const = default;
 };
 
