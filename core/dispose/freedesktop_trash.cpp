@@ -80,7 +80,7 @@ void FreedesktopTrash::check(const HeldEntry& entry) const {
   for (const std::string& folder : {parentPath(location.files), location.files, location.info}) {
     requireStoreUsable(folder, true, trashName);
   }
-  requireStorable(entry, location.files, deleteInstead);
+  requireStorable(entry, location.files, mounts_);
 }
 
 std::string FreedesktopTrash::reserve(const Store& store, const std::string& stem, const std::string& text) {

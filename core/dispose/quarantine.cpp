@@ -81,7 +81,7 @@ std::string QuarantineDisposer::rootFor(const HeldEntry& entry) const {
 void QuarantineDisposer::check(const HeldEntry& entry) const {
   const std::string root = rootFor(entry);
   requireStoreUsable(root, false, quarantineName);
-  requireStorable(entry, root, deleteInstead);
+  requireStorable(entry, root, mounts_);
 }
 
 void QuarantineDisposer::checkFolder() const { requireStoreUsable(config_.directory, false, quarantineName); }

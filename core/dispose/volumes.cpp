@@ -13,6 +13,7 @@
 #include "core/platform/file_system_traits.h"
 #include "core/platform/files.h"
 #include "core/platform/folder_entries.h"
+#include "core/platform/lower_layer.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -121,14 +122,16 @@ DisposalError otherVolume(const HeldEntry& entry, const std::string& storePath, 
                   escapedForTerminal(volumeName(onItsVolume)), wayOut));
 }
 
+DisposalError inLowerLayer(const HeldFolder& folder, std::string_view wayOut) {
+  return DisposalError(
+      fmt::format("it lies in a lower layer of the overlay at {}, such as a container's image, from which a folder "
+                  "cannot be moved, only copied; {}",
+                  escapedForTerminal(volumeName(folder)), wayOut));
+}
+
 /// EXDEV within one volume.
 DisposalError notRenamable(const StoreFolder& store, std::string_view wayOut) {
-  if (isOnOverlay(store.descriptor())) {
-    return DisposalError(
-        fmt::format("it lies in a lower layer of the overlay at {}, such as a container's image, from which a folder "
-                    "cannot be moved, only copied; {}",
-                    escapedForTerminal(volumeName(store.folder)), wayOut));
-  }
+  if (isOnOverlay(store.descriptor())) return inLowerLayer(store.folder, wayOut);
   return DisposalError(fmt::format(
       "its file system does not move it to {}, although that is on the same volume (a quota of a project, or "
       "a volume made of several); {}",
@@ -234,13 +237,17 @@ std::chrono::seconds retention(std::int64_t days) {
   return std::chrono::seconds{std::clamp<std::int64_t>(days, 0, most) * secondsPerDay};
 }
 
-void requireStorable(const HeldEntry& entry, const std::string& storePath, std::string_view wayOut) {
+void requireStorable(const HeldEntry& entry, const std::string& storePath, const std::vector<MountPoint>& mounts) {
   assert(storePath.starts_with('/'));
   std::string existing = storePath;
   while (existing != "/" && !followedFacts(existing)) existing = parentPath(existing);
-  if (Volumes::differ(entry.folder, existing)) throw otherVolume(entry, storePath, holdFolder(existing), wayOut);
+  if (Volumes::differ(entry.folder, existing)) throw otherVolume(entry, storePath, holdFolder(existing), deleteInstead);
   const bool mayLackOwners = existing != storePath && mayLackPermissions(entry.folder.descriptor.get());
   if (mayLackOwners && entry.facts.owner != runningUser()) throw ofVolumesOwner(storePath, "would belong");
+  const std::string path = entry.path();
+  const bool isInLowerLayer = entry.facts.type == EntryType::directory && keepsFoldersInPlace(path, mounts) &&
+                              liesInLowerLayer(path, entry.facts.identity, mounts);
+  if (isInLowerLayer) throw inLowerLayer(entry.folder, deleteInstead);
 }
 
 void requireStoreUsable(const std::string& path, bool othersMayRead, const std::string& what) {

@@ -1,5 +1,7 @@
 #include "core/platform/lower_layer.h"
 
+#include "core/platform/files.h"
+
 namespace tidra {
 
 // An overlay shows the birth time of the file in the layer that it takes it from. Its root comes from the upper layer,
@@ -12,6 +14,13 @@ bool liesInLowerLayer(std::string_view realPath, const FileIdentity& identity, c
   if (mount->root != "/") return false;
   const auto root = pathFacts(mount->path);
   return root && root->identity.bornNanos && *identity.bornNanos < *root->identity.bornNanos;
+}
+
+bool keepsFoldersInPlace(std::string_view realPath, const std::vector<MountPoint>& mounts) {
+  const MountPoint* mount = mountHolding(mounts, realPath);
+  if (mount == nullptr || mount->fileSystem != "overlay" || mount->redirects) return false;
+  const auto redirectsByDefault = readFile("/sys/module/overlay/parameters/redirect_dir");
+  return redirectsByDefault && redirectsByDefault->starts_with('N');
 }
 
 }  // namespace tidra

@@ -14,4 +14,7 @@ namespace tidra {
 [[nodiscard]] bool liesInLowerLayer(std::string_view realPath, const FileIdentity& identity,
                                     const std::vector<MountPoint>& mounts);
 
+/// Whether a folder of which that holds cannot be renamed. False if unknown.
+[[nodiscard]] bool keepsFoldersInPlace(std::string_view realPath, const std::vector<MountPoint>& mounts);
+
 }  // namespace tidra

@@ -73,8 +73,9 @@ std::vector<MountPoint> parseMountInfo(std::string_view text) {
     constexpr std::size_t rootField = 3;
     constexpr std::size_t pathField = 4;
     if (fields.size() <= pathField || tail.empty()) continue;
+    const bool redirects = tail[0] == "overlay" && tail.back().find("redirect_dir=on") != std::string_view::npos;
     mounts.push_back({unescapedMountPath(fields[pathField]), std::string(tail[0]), std::string(fields[deviceField]),
-                      unescapedMountPath(fields[rootField])});
+                      unescapedMountPath(fields[rootField]), redirects});
   }
   return mounts;
 }

@@ -12,6 +12,7 @@ struct MountPoint {
   std::string fileSystem;  // as the kernel names it, such as "ext4" or "proc"
   std::string device;      // equal for two mounts of one volume
   std::string root = {};   // folder of the volume that is mounted, "/" for all of it; empty on macOS
+  bool redirects = false;  // an overlay with the option to rename folders of lower layers
 
   bool operator==(const MountPoint&) const = default;
 };

@@ -108,13 +108,16 @@ TEST_P(FileSystems, MoveRestoreAndDeleteOrSayWhyNot) {
   const MountedFileSystem volume(tree_, std::string(functions) + row.script);
   if (!volume) GTEST_SKIP() << "cannot be mounted here";
   const WithoutPrivileges user(tree_);
+  const bool isOfLowerLayer = std::string_view(row.name) == "overlaysLowerLayer";
   items_ = {volume.path("p/item"), volume.path("q/ITEM")};
   const std::vector before{contentOf(items_[0]), contentOf(items_[1])};
   const auto access = pathFacts(volume.path("p"))->permissions;
   for (const auto method : {DisposalMethod::trash, DisposalMethod::quarantine}) {
     auto mover = service();
     const auto dry = refusals(mover, method, true);
-    EXPECT_TRUE(*row.moving != 0 || dry == std::vector<std::string>(items_.size())) << dry.front();
+    if (isOfLowerLayer || *row.moving == 0) {
+      EXPECT_THAT(dry, Each(matching(row.moving)));
+    }
     EXPECT_THAT(refusals(mover, method, false), Each(matching(row.moving)));
     const bool isOpen = row.lacksPermissions && (access & (method == DisposalMethod::trash ? 0022 : 0077)) != 0;
     EXPECT_EQ(mover.notes().size(), isOpen && *row.moving == 0 ? 1U : 0U);
@@ -123,7 +126,6 @@ TEST_P(FileSystems, MoveRestoreAndDeleteOrSayWhyNot) {
     for (const char* store : {".Trash-65534/files", ".Trash-65534/info", ".tidra-quarantine"})
       EXPECT_THAT(namesIn(volume.path(store)), IsEmpty()) << store;
   }
-  const bool isOfLowerLayer = std::string_view(row.name) == "overlaysLowerLayer";
   for (const std::string& item : items_)
     EXPECT_EQ(liesInLowerLayer(item, pathFacts(item)->identity, mountPoints()), isOfLowerLayer);
   auto remover = service();
