@@ -30,7 +30,7 @@ struct ScanArtifactFinding {
   /// Why a project's artefact lacks evidence, for display: "holds documents or keys: a.pem". Absent with evidence, and
   /// where the restore hint says it.
   std::optional<std::string> noEvidence = {};
-  /// Figures of the disk, saturating, as in StorageUse; absent for items of tools.
+  /// Figures of the disk, saturating, as in StorageUse; absent for what only a tool can measure.
   std::optional<std::uint64_t> diskBytes = {};
   std::optional<std::uint64_t> freeableBytes = {};
   std::optional<SizeDifference> difference = {};

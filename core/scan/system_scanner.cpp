@@ -265,8 +265,7 @@ void SystemArtifactScanner::measure(std::vector<Kept>& items) {
     isLeftOut[measured[i]] = !sizes[i].bytes || sizes[i].kept ? 1 : 0;
     found.repositories = std::move(sizes[i].repositories);
     found.inside = std::move(sizes[i].inside);
-    // What is shared with other items of a tool, the tool alone knows.
-    if (!isToolBackedTarget(finding.path)) found.setUse(std::move(sizes[i].use));
+    found.setUse(std::move(sizes[i].use));
     if (sizes[i].kept) withheld_.push_back({finding.path, *sizes[i].kept});
   }
   std::size_t index = 0;

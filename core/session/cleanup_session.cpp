@@ -189,7 +189,7 @@ std::int64_t CleanupCandidate::freeableBytes() const {
 std::int64_t freedBytesOf(const CleanupCandidate& candidate, const TidraDeletionService::Disposed& disposed,
                           std::int64_t counted) {
   if (disposed.receipt.bytes) return disposed.freed;
-  if (isToolBackedTarget(disposed.receipt.path)) return counted;
+  if (isToolBackedTarget(disposed.receipt.path)) return disposed.reclaimed ? counted : candidate.freeableBytes();
   return disposed.receipt.method == DisposalMethod::delete_ ? candidate.freeableBytes() : 0;
 }
 

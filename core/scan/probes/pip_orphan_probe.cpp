@@ -130,7 +130,9 @@ ProbeItem makeItem(const std::string& environment, const std::vector<std::string
            .safetyTier = ArtifactSafetyTier::caution,
            .restoreHint = "pip install to restore: " + joined(names, ", "),
            .lastActivityDate = ProbeFiles::modified(environment),
-           .ruleID = std::nullopt},
+           .ruleID = std::nullopt,
+           // Its removal empties pip's download cache and leaves the packages.
+           .freeableBytes = 0},
           std::nullopt};
 }
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <atomic>
+#include <filesystem>
 #include <limits>
 
 #include "core/scan/probes/ai_tools_probe.h"
@@ -122,6 +123,23 @@ TEST_F(SystemScan, AnEnvironmentOfAToolIsNotCountedBesideTheFolderThatHoldsIt) {
                                             "conda-env conda:env:e 5 __tidra:system:python__"));
   EXPECT_THAT(scan({"python"}, {project("home/base/envs/e")}),
               ElementsAre("cache @/home/base/envs/g 6 __tidra:system:python__"));
+}
+
+TEST_F(SystemScan, AnEnvironmentFreesNothingThatItSharesWithThePackagesOfItsTool) {
+  fixture.tree().writeFile("home/base/pkgs/p/big", std::string(2 << 20, 'x'));
+  fixture.tree().writeFileOfSize("home/base/envs/e/own", 9000);
+  std::filesystem::create_hard_link(fixture.tree().path("home/base/pkgs/p/big"),
+                                    fixture.tree().path("home/base/envs/e/big"));
+  fixture.tool("conda",
+               {{"info --base", "echo '" + fixture.tree().path("home/base") + "'"},
+                {"env list --json", "echo '{\"envs\": [\"" + fixture.tree().path("home/base/envs/e") + "\"]}'"}});
+  fixture.handTo(request.context);
+  request.categories = {"python"};
+  const auto found = SystemArtifactScanner(request).scan({}).findings;
+  ASSERT_THAT(found, SizeIs(1));
+  EXPECT_EQ(found[0].finding.sizeBytes, (2U << 20) + 9000);
+  EXPECT_LT(found[0].finding.freeableBytes, 1U << 20);
+  EXPECT_EQ(found[0].finding.difference, SizeDifference::hardLinks);
 }
 
 TEST_F(SystemScan, RootsBoundPlacesByWhereTheyReallyAre) {
