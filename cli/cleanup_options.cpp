@@ -63,18 +63,24 @@ Confirmation confirmationFor(const CleanupPlan& plan, const std::vector<CleanupC
                              bool apparentSize, Remover remover, const TrashChoices& trashes,
                              const RemovalOptions& options) {
   CleanupPlan moved = plan;
-  const auto trashed = takeTrash(moved.items, trashes);
+  const auto trashed = takeTrash(moved.items, trashes, apparentSize);
   Confirmation confirmation;
-  if (trashed && moved.items.empty()) {
+  const bool emptiesAfterwards = options.emptyTrash && remover == Remover::tidra;
+  if (emptiesAfterwards && moved.items.empty()) {
+    confirmation.question = "Empty the trash for good?";
+  } else if (trashed && moved.items.empty()) {
     confirmation.question = fmt::format("Empty the trash ({}) for good?", ByteFormatting::readable(*trashed));
   } else {
     confirmation.question = questionAbout(moved, candidates, apparentSize, remover);
+    if (!options.scope.empty()) {
+      confirmation.question += fmt::format(" No folder was named: this is {}.", options.scope);
+    }
     if (trashed) {
       confirmation.question +=
           fmt::format(" What is in the trash ({}) is deleted for good.", ByteFormatting::readable(*trashed));
     }
   }
-  if (options.emptyTrash && remover == Remover::tidra) confirmation.question += " The trash is emptied afterwards.";
+  if (emptiesAfterwards && !moved.items.empty()) confirmation.question += " The trash is emptied afterwards.";
   if (plan.highestTier() == ArtifactSafetyTier::warning) {
     confirmation.question += " Some of it cannot be made again.";
     confirmation.typedAnswer = fmt::format("remove {}", plan.items.size());
@@ -165,14 +171,19 @@ int emptyTrash(const ScanRequest& request, const RemovalOptions& options, const 
   }
   TrashDisposer trash(request.resolver, request.mounts);
   const bool includesUnlisted = options.includesUnlisted || agreement.toUnlisted.value_or(false);
-  auto [purged, unlisted] = trash.emptyTrash(currentTime(), includesUnlisted, &InterruptGuard::requested);
+  auto [purged, due, unlisted] = trash.emptyTrash(currentTime(), includesUnlisted, &InterruptGuard::requested);
   if (!InterruptGuard::requested() && !unlisted.empty() && !agreement.toUnlisted &&
       agreesToUnlisted(unlisted, program).value_or(false)) {
-    purged += FreedesktopTrash::remove(std::exchange(unlisted, {}), &InterruptGuard::requested);
+    FreedesktopTrash::measure(unlisted);
+    purged += FreedesktopTrash::remove(unlisted, &InterruptGuard::requested);
+    due.insert(due.end(), unlisted.begin(), unlisted.end());
+    unlisted.clear();
   }
+  const auto gone = goneEntries(purged, std::move(due));
   RemovalRecorder recorder(RemovalCommand::emptyTrash, DisposalMethod::delete_, request.resolver, currentTime());
-  for (const std::string& path : purged.paths) recorder.addPurged(path, std::nullopt, 0);
-  recorder.write();
+  for (const FreedesktopTrash::Entry& entry : gone) recorder.addPurged(entry);
+  recorder.addFailures(purged.failures);
+  const std::int64_t freed = recorder.write();
   writeFailures(purged.failures);
   for (const std::string& note : purged.notes) writeNote(note);
   noteUnlisted(unlisted);
@@ -182,10 +193,9 @@ int emptyTrash(const ScanRequest& request, const RemovalOptions& options, const 
   }
   const bool isEmpty = purged.failures.empty() && unlisted.empty() && purged.notes.empty();
   if (!options.json) {
-    const std::size_t gone = purged.paths.size();
-    writeOut(isEmpty ? "The trash is empty.\n"
-                     : fmt::format("{} of the trash {} deleted.\n", counted(gone, "entry", "entries"),
-                                   gone == 1 ? "is" : "are"));
+    const std::string deleted = fmt::format("{} deleted from the trash, {} freed.\n",
+                                            counted(gone.size(), "entry", "entries"), ByteFormatting::readable(freed));
+    writeOut((gone.empty() && isEmpty ? "" : deleted) + (isEmpty ? "The trash is empty.\n" : ""));
   }
   return purged.failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
 }
@@ -272,8 +282,8 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   setting.service.includesUnlisted = options.includesUnlisted || agreement.toUnlisted.value_or(false);
   RemovalRecorder recorder(options.command, plan.method, request.resolver, currentTime());
   const VolumeFigures volumes(agreement.candidates, request.mounts);
-  const CleanupOutcome outcome =
-      runWithProgress(agreement.candidates, recorder.watching(std::move(setting)), options.lines, program);
+  const CleanupOutcome outcome = runWithProgress(agreement.candidates, std::move(setting), options.lines, program);
+  recorder.add(outcome, agreement.candidates);
   if (!program.options.dryRun) recorder.write();
   // Standard output may be a broken pipe; failures go to standard error first.
   writeFailures(outcome.disposal.failures);

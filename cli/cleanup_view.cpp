@@ -53,7 +53,7 @@ PlanColumns columnsFor(const Listed& listed, const CleanupViewOptions& options) 
   if (listed.areOfTools) columns.size += about.size();
   columns.indent = columns.size + 4;
   for (const CleanupCandidate* candidate : listed.candidates) {
-    columns.label = std::max(columns.label, displayWidth(shown(candidate->item.label)));
+    columns.label = std::max(columns.label, displayWidth(shownWords(candidate->item.label)));
     columns.age = std::max(columns.age, displayWidth(ageOf(*candidate, options.now)));
   }
   if (!options.terminal.isTerminal) return columns;
@@ -80,18 +80,18 @@ std::string hintText(const CleanupCandidate& candidate) {
   const ScanArtifactFinding* finding = candidate.found != nullptr ? &candidate.found->finding : nullptr;
   const auto hint = hintOf(candidate.item, finding != nullptr ? finding->restoreHint : std::nullopt);
   std::string text = isLost ? "cannot be undone" : "";
-  if (hint) text += isLost ? "; " + shown(hint->text) : hint->sentence();
+  if (hint) text += isLost ? "; " + shownWords(hint->text) : hint->sentence();
   if (finding == nullptr) return text;
   if (hint && finding->evidence) text += fmt::format(" ({})", shown(*finding->evidence));
   if (!finding->difference) return text;
-  return std::string(describedDifference(*finding->difference)) + (text.empty() ? "" : "; ") + text;
+  return text + (text.empty() ? "" : "; ") + std::string(describedDifference(*finding->difference));
 }
 
 std::string itemText(const CleanupCandidate& candidate, std::int64_t bytes, const PlanColumns& columns,
                      const CleanupViewOptions& options) {
   const Style style(options.terminal.colored);
   const bool onScreen = options.terminal.isTerminal;
-  const std::string label = shown(candidate.item.label);
+  const std::string label = shownWords(candidate.item.label);
   const std::string place = shownPlace(candidate, options);
   const bool isToolItem = removerOf(candidate.item.path) == Remover::tool;
   const std::string size = fmt::format("{}{}", isToolItem ? about : "", ByteFormatting::readable(bytes));
@@ -154,6 +154,12 @@ std::string toolNames(const std::vector<std::string_view>& paths) {
   const std::string last = names.back();
   names.pop_back();
   return joined(names, ", ") + " and " + last;
+}
+
+/// How many of the items are environments whose pip empties its download cache, and removes nothing else.
+std::size_t countOfPip(const std::vector<std::string_view>& paths) {
+  return static_cast<std::size_t>(std::count_if(
+      paths.begin(), paths.end(), [](std::string_view path) { return path.starts_with(pipTargetPrefix); }));
 }
 
 enum class Way { moved, deleted, withTrash, byTool };
@@ -242,6 +248,12 @@ std::string emptiedText(const Gone& trash, bool isWhole, const OutcomeContext& c
 }
 
 std::string byToolsText(const Gone& gone, const OutcomeContext& context) {
+  if (countOfPip(gone.paths) == gone.items) {
+    const std::string freed =
+        gone.isExact ? fmt::format("{} freed", gone.size()) : "pip does not say how much is freed";
+    return context.dryRun ? "pip would empty its download cache; "
+                          : fmt::format("pip has emptied its download cache, {}; the packages stay.\n", freed);
+  }
   if (context.dryRun) {
     return fmt::format("{} with {} would be removed by {}; ", gone.count(), gone.size(), toolNames(gone.paths));
   }
@@ -265,7 +277,10 @@ std::string planQuestion(const std::vector<std::string_view>& paths, std::int64_
   const std::string items = counted(paths.size(), "item", "items");
   const std::string size = ByteFormatting::readable(bytes);
   if (remover == Remover::tool) {
-    return fmt::format("Have {} remove {} ({}{}) at once and for good?", toolNames(paths), items, about, size);
+    const std::size_t ofPip = countOfPip(paths);
+    if (ofPip == paths.size()) return "Have pip empty its download cache? The unused packages stay.";
+    return fmt::format("Have {} remove {} ({}{}) at once and for good?{}", toolNames(paths), items, about, size,
+                       ofPip > 0 ? " pip empties its download cache only; the unused packages stay." : "");
   }
   switch (method) {
     case DisposalMethod::trash:

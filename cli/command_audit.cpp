@@ -205,7 +205,7 @@ void addAuditCommand(CLI::App& app, Program& program) {
       ->footer("Examples:\n  tidra audit verify\n  tidra audit verify /backup/audit.jsonl && echo unchanged");
   CLI::App* showing = add("show", "The records, oldest first", &show);
   showing->add_option("--run", options->run, "Only those of this run")->type_name("ID");
-  showing->add_option("--event", options->events, "Only these events")->type_name("EVENT,…")->delimiter(',');
+  showing->add_option("--event", options->events, "Only these events")->type_name("EVENT,...")->delimiter(',');
   showing->add_option("--path", options->path, "Only those about this path or something below it")->type_name("PATH");
   showing->add_flag("--json", options->json, "Print one JSON document");
   showing->footer("Examples:\n  tidra audit show --event disposed,purged\n  tidra audit show --path ~/code --json");

@@ -107,13 +107,16 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   if (options.scan.output) throw InputError("tidra clean has no --output; tidra plan -o writes down what it would do.");
   ScanRequest request = requestFor(options, program);
   request.quarantines = {chosenQuarantine(options.removal.quarantineFolder, request.resolver).directory};
+  if (options.scan.roots.empty() && request.scanProjects) {
+    options.removal.scope = "all of " + shown(request.resolver.displayPath(request.roots.front()));
+  }
   requireOwnStores(method, options.removal, request.resolver);
   if (method == DisposalMethod::quarantine) checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
   const InterruptGuard guard;
   if (options.scan.jsonLines) {
     options.removal.lines = startJsonLines("clean", request, method, program.options.dryRun);
   }
-  const ScanOutcome outcome = runScanForPerson(request, program);
+  const ScanOutcome outcome = runScanForPerson(request, view.apparentSize, program);
   InterruptGuard::requireNone("The scan was interrupted, so nothing was removed.");
   const auto candidates = selected(outcome, request, options, view, program);
   InterruptGuard::requireNone("The selection was interrupted, so nothing was removed.");
@@ -141,7 +144,7 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
   view.terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
   const ScanRequest request = requestFor(options, program);
   std::optional<InterruptGuard> guard(std::in_place);
-  const ScanOutcome outcome = runScanForPerson(request, program);
+  const ScanOutcome outcome = runScanForPerson(request, view.apparentSize, program);
   const auto candidates = selected(outcome, request, options, view, program);
   guard.reset();
   InterruptGuard::requireNone("The scan was interrupted, so no plan was written.");

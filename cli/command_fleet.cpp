@@ -55,7 +55,7 @@ std::function<void(const std::string&)> stepLog(bool json, const Program& progra
 int reportFailure(const FleetRunError& failure) {
   const bool locked = failure.kind() == FleetRunError::Kind::locked;
   const std::string help = failure.help().empty() ? "" : " " + failure.help();
-  writeStandardError(fmt::format("tidra: {}.{}\n", escapedForTerminal(failure.what()), escapedForTerminal(help)));
+  writeError(fmt::format("{}.{}", escapedForTerminal(failure.what()), escapedForTerminal(help)));
   return locked ? ExitStatus::lockHeld : ExitStatus::badInput;
 }
 

@@ -14,7 +14,6 @@
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
 #include "core/dispose/tool_targets.h"
-#include "core/model/byte_formatting.h"
 
 namespace tidra {
 
@@ -36,6 +35,11 @@ std::string whereTo(const RemovedItem& item) {
   return "deleted";
 }
 
+std::optional<std::int64_t> shownSize(const RemovedItem& item) {
+  if (!item.isMoved() && item.freedBytes > 0) return item.freedBytes;
+  return item.freeableBytes ? item.freeableBytes : item.bytes;
+}
+
 namespace {
 
 struct HistoryOptions {
@@ -47,31 +51,35 @@ struct HistoryOptions {
 /// "2 of 3": what an undo has brought back of what was moved.
 std::string backText(const RemovalRun& run) {
   const auto count = [&](auto matches) { return std::count_if(run.items.begin(), run.items.end(), matches); };
-  const auto moved = count([](const RemovedItem& item) { return item.destination.has_value(); });
+  const auto moved = count([](const RemovedItem& item) { return item.isMoved(); });
   const auto back = count([](const RemovedItem& item) { return item.restoredAt.has_value(); });
-  return moved == 0 ? "–" : fmt::format("{} of {}", back, moved);
+  return moved == 0 ? std::string(glyphs().dash) : fmt::format("{} of {}", back, moved);
 }
 
 std::string runsText(const std::vector<RemovalRun>& runs, const TerminalFacts& terminal) {
-  TextTable table({{"#", true}, {"WHEN"}, {"COMMAND"}, {"METHOD"}, {"ITEMS", true}, {"FREED", true}, {"UNDONE", true}});
+  TextTable table({{"#", true},
+                   {"WHEN", false, TextTable::Cut::never},
+                   {"COMMAND", false, TextTable::Cut::never},
+                   {"METHOD", false, TextTable::Cut::never},
+                   {"ITEMS", true},
+                   {"FREED", true},
+                   {"UNDONE", true}});
   for (std::size_t i = 0; i < runs.size(); ++i) {
     const RemovalRun& run = runs[i];
     table.add({fmt::to_string(i + 1), localMinute(run.at), std::string(rawValue(run.command)),
                std::string(rawValue(run.method)), fmt::to_string(itemCount(run)),
-               run.freedBytes > 0 ? ByteFormatting::compact(run.freedBytes) : "–", backText(run)});
+               sizeCell(run.freedBytes > 0 ? std::optional(run.freedBytes) : std::nullopt), backText(run)});
   }
   return table.text(terminal);
 }
 
 std::string itemsText(const RemovalRun& run, const TidraPathResolver& resolver, const TerminalFacts& terminal) {
-  TextTable table({{"SIZE", true}, {"FREED", true}, {"NOW"}, {"ITEM"}});
+  TextTable table({{"SIZE", true}, {"NOW", false, TextTable::Cut::never}, {"ITEM", false, TextTable::Cut::middle}});
   for (const RemovedItem& item : run.items) {
-    table.add({item.bytes ? ByteFormatting::compact(*item.bytes) : "–",
-               item.freedBytes > 0 ? ByteFormatting::compact(item.freedBytes) : "–",
-               item.restoredAt ? "restored" : whereTo(item), shown(resolver.displayPath(item.path))});
+    table.add({sizeCell(shownSize(item)), item.restoredAt ? "restored" : whereTo(item),
+               shown(resolver.displayPath(item.path))});
   }
-  const std::string more = run.moreItems > 0 ? fmt::format("… and {} more\n", run.moreItems) : "";
-  return table.text(terminal) + more;
+  return table.text(terminal) + moreText(unsignedBytes(run.moreItems), terminal);
 }
 
 int runHistoryCommand(const HistoryOptions& options, const Program& program) {

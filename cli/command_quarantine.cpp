@@ -18,7 +18,6 @@
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
-#include "core/model/byte_formatting.h"
 
 namespace tidra {
 
@@ -69,27 +68,33 @@ std::int64_t freeableBy(const QuarantineEntries& entries) {
   return bytes;
 }
 
-/// On a narrow terminal without the date, with which the names begin anyway.
+/// At most `most` entries; 0 lists all. On a narrow terminal without the date, with which the names begin anyway.
 std::string quarantineTable(const QuarantineEntries& entries, const TidraPathResolver& resolver, TimePoint now,
-                            const TerminalFacts& terminal) {
+                            const TerminalFacts& terminal, std::size_t most) {
   constexpr std::size_t columnsWithDate = 100;
   const bool hasDate = !terminal.isTerminal || terminal.columns >= columnsWithDate;
-  std::vector<TextTable::Column> columns{{"ENTRY"}, {"FREES", true}, {"AGE", true}, {"DUE"}, {"FROM"}};
-  if (hasDate) columns.insert(columns.begin() + 2, TextTable::Column{"SINCE"});
+  std::vector<TextTable::Column> columns{{"ENTRY", false, TextTable::Cut::middle},
+                                         {"FREES", true},
+                                         {"AGE", true},
+                                         {"DUE", false, TextTable::Cut::never},
+                                         {"FROM", false, TextTable::Cut::middle}};
+  if (hasDate) columns.insert(columns.begin() + 2, TextTable::Column{"SINCE", false, TextTable::Cut::never});
   TextTable table(std::move(columns));
-  for (const QuarantineDisposer::Entry& entry : entries) {
+  const std::size_t count = most == 0 ? entries.size() : std::min(most, entries.size());
+  for (std::size_t i = 0; i < count; ++i) {
+    const QuarantineDisposer::Entry& entry = entries[i];
     const auto& manifest = entry.manifest;
     const bool isMeasured = manifest.bytes || manifest.freeableBytes;
     const TextTable::Tone tone = dueDate(entry) <= now ? TextTable::Tone::attention : TextTable::Tone::plain;
     std::vector<TextTable::Cell> row{shown(entry.name()),
-                                     isMeasured ? ByteFormatting::compact(entry.freeable()) : "–",
+                                     sizeCell(isMeasured ? std::optional(entry.freeable()) : std::nullopt),
                                      shortAge(manifest.quarantinedAt, now),
                                      {localDay(dueDate(entry)), tone},
                                      shown(resolver.displayPath(manifest.originalPath))};
     if (hasDate) row.insert(row.begin() + 2, TextTable::Cell(localMinute(manifest.quarantinedAt)));
     table.add(std::move(row));
   }
-  return table.text(terminal);
+  return table.text(terminal) + moreText(entries.size() - count, terminal);
 }
 
 int list(const QuarantineOptions& options, const Program& program) {
@@ -108,13 +113,14 @@ int list(const QuarantineOptions& options, const Program& program) {
   const TimePoint now = currentTime();
   const auto due =
       std::count_if(entries.begin(), entries.end(), [&](const auto& each) { return dueDate(each) <= now; });
-  writeOut(quarantineTable(entries, resolver, now,
-                           terminalFacts(STDOUT_FILENO, program.options.color, program.environment)) +
-           fmt::format("{}; purging {} frees {}. {} due.\n", counted(entries.size(), "entry", "entries"),
-                       entries.size() == 1 ? "it" : "them", ByteFormatting::compact(freeableBy(entries)),
-                       due == 0   ? "None is"
-                       : due == 1 ? "1 is"
-                                  : fmt::format("{} are", due)));
+  const TerminalFacts terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
+  writeOut(quarantineTable(entries, resolver, now, terminal, 0) +
+           paragraph(fmt::format("{}; purging {} frees {}. {} due.", counted(entries.size(), "entry", "entries"),
+                                 entries.size() == 1 ? "it" : "them", sizeCell(freeableBy(entries)),
+                                 due == 0   ? "None is"
+                                 : due == 1 ? "1 is"
+                                            : fmt::format("{} are", due)),
+                     terminal));
   return ExitStatus::done;
 }
 
@@ -154,7 +160,11 @@ int restore(const QuarantineOptions& options, const Program& program) {
                        [&] { program.options.dryRun ? quarantine.checkRestore(entry) : quarantine.restore(entry); }});
   }
   const InterruptGuard guard;
-  return actOnEach(actions, "restored", options.json, program).status;
+  const auto results = actOnEach(actions, "restored", options.json ? Reporting::json : Reporting::lines, program);
+  std::vector<MovedBack> back;
+  for (const std::size_t i : results.done) back.push_back({entries[i].url, entries[i].manifest.originalPath});
+  if (!program.options.dryRun) recordRestored(back, resolver);
+  return results.status;
 }
 
 /// Also clears manifests without an item and leftovers of an interrupted purge.
@@ -181,34 +191,35 @@ QuarantineEntries chosenForPurge(const QuarantineOptions& options, const Quarant
   return std::move(listing.entries);
 }
 
-/// Shows what goes and asks.
-bool agreesToPurge(const QuarantineEntries& entries, const QuarantineOptions& options,
-                   const TidraPathResolver& resolver, TimePoint now, const Program& program) {
-  if (entries.empty() || program.options.dryRun) return true;
-  if (!options.json) {
-    writeOut(quarantineTable(entries, resolver, now,
-                             terminalFacts(STDOUT_FILENO, program.options.color, program.environment)));
+/// Shows what goes, largest first, unless the result names each, and asks.
+bool agreesToPurge(QuarantineEntries entries, const QuarantineOptions& options, const TidraPathResolver& resolver,
+                   TimePoint now, const Program& program) {
+  if (entries.empty()) return true;
+  if (!options.json && (!program.options.assumeYes || program.options.dryRun)) {
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const auto& a, const auto& b) { return a.freeable() > b.freeable(); });
+    constexpr std::size_t entriesOnScreen = 30;
+    const TerminalFacts terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
+    writeOut(quarantineTable(entries, resolver, now, terminal, terminal.isTerminal ? entriesOnScreen : 0));
   }
-  return confirmed(
-      {fmt::format("Delete {} from quarantine for good, which frees {}?", counted(entries.size(), "entry", "entries"),
-                   ByteFormatting::compact(freeableBy(entries))),
-       {}},
-      program);
+  if (program.options.dryRun) return true;
+  return confirmed({fmt::format("Delete {} from quarantine for good, which frees {}?",
+                                counted(entries.size(), "entry", "entries"), sizeCell(freeableBy(entries))),
+                    {}},
+                   program);
 }
 
 void recordPurged(const QuarantineEntries& purged, const std::vector<TidraDeletionFailure>& failures,
                   const TidraPathResolver& resolver) {
   RemovalRecorder recorder(RemovalCommand::quarantinePurge, DisposalMethod::delete_, resolver, currentTime());
-  for (const QuarantineDisposer::Entry& entry : purged) {
-    recorder.addPurged(entry.manifest.originalPath, entry.manifest.bytes, entry.freeable());
-  }
+  for (const QuarantineDisposer::Entry& entry : purged) recorder.addPurged(entry);
   recorder.addFailures(failures);
   recorder.write();
 }
 
 void writePurgedTotal(const QuarantineEntries& purged, bool dry) {
   writeOut(fmt::format("{} {}, {} {}.\n", counted(purged.size(), "entry", "entries"),
-                       dry ? "would be deleted" : "deleted", ByteFormatting::compact(freeableBy(purged)),
+                       dry ? "would be deleted" : "deleted", sizeCell(freeableBy(purged)),
                        dry ? "would be free" : "freed"));
 }
 
@@ -238,7 +249,8 @@ int purge(const QuarantineOptions& options, const Program& program) {
                        }});
   }
   const InterruptGuard guard;
-  const auto results = actOnEach(actions, "purged", options.json, program);
+  const Reporting named = program.options.assumeYes && !dry ? Reporting::lines : Reporting::total;
+  const auto results = actOnEach(actions, "purged", options.json ? Reporting::json : named, program);
   QuarantineEntries purged;
   for (const std::size_t i : results.done) purged.push_back(entries[i]);
   if (!dry) recordPurged(purged, results.failures, resolver);

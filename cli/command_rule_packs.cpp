@@ -1,6 +1,7 @@
 #include "cli/command_rule_packs.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -47,22 +48,35 @@ std::string packsJson(const std::set<std::string>& enabled) {
   return indentedJson("[" + joined(objects, ",") + "]") + "\n";
 }
 
-int listPacks(const RuleChangeOptions& options, const Program&, const TidraPathResolver& resolver) {
+/// A line a pack; on a terminal what it covers is wrapped beside its name, or below it where there is little room.
+std::string packsText(const std::set<std::string>& enabled, const TerminalFacts& terminal) {
+  std::size_t width = 0;
+  for (const RulePack& pack : RulePack::all()) width = std::max(width, pack.name.size());
+  constexpr std::size_t stateWidth = 5;  // "off" and two blanks
+  constexpr std::size_t leastRoom = 30;
+  const std::size_t used = stateWidth + width + 2;
+  const bool isBeside = !terminal.isTerminal || terminal.columns >= used + leastRoom;
+  std::string text;
+  for (const RulePack& pack : RulePack::all()) {
+    const bool isOn = enabled.contains(pack.name);
+    std::string line = paddedRight(isOn ? "on" : "off", stateWidth);
+    std::string covers = paragraph(shownWords(pack.covers), terminal, isBeside ? used : stateWidth);
+    if (isBeside) covers.erase(0, used);
+    line += isBeside ? paddedRight(pack.name, width) + "  " : pack.name + '\n';
+    text += line + covers;
+  }
+  return text + paragraph(fmt::format("{} of {} packs are on; tidra rules enable NAME and disable NAME change that.",
+                                      enabled.size(), RulePack::all().size()),
+                          terminal);
+}
+
+int listPacks(const RuleChangeOptions& options, const Program& program, const TidraPathResolver& resolver) {
   const auto enabled = enabledPacks(resolver);
   if (options.json) {
     writeOut(packsJson(enabled));
     return ExitStatus::done;
   }
-  std::size_t width = 0;
-  for (const RulePack& pack : RulePack::all()) width = std::max(width, pack.name.size());
-  std::string text;
-  for (const RulePack& pack : RulePack::all()) {
-    text +=
-        fmt::format("{:<3}  {:<{}}  {}\n", enabled.contains(pack.name) ? "on" : "off", pack.name, width, pack.covers);
-  }
-  text += fmt::format("{} of {} packs are on; tidra rules enable NAME… and disable NAME… change that.\n",
-                      enabled.size(), RulePack::all().size());
-  writeOut(text);
+  writeOut(packsText(enabled, terminalFacts(STDOUT_FILENO, program.options.color, program.environment)));
   return ExitStatus::done;
 }
 

@@ -1,4 +1,5 @@
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include "cli/program.h"
 #include "cli/rule_sources.h"
 #include "cli/scan_options.h"
+#include "cli/table.h"
 #include "cli/terminal.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
@@ -20,6 +22,7 @@ namespace {
 struct RulesOptions {
   std::shared_ptr<std::optional<std::string>> home = std::make_shared<std::optional<std::string>>();
   Environment environment;
+  std::string color;
   std::vector<std::string> rulesFiles;
   std::vector<std::string> disabledRules;
   std::string id;
@@ -48,26 +51,22 @@ RuleCatalog chosenCatalog(const RulesOptions& options) {
 }
 
 template <class Rule>
-std::size_t widestId(const std::vector<Rule>& rules) {
-  std::size_t widest = 0;
-  for (const Rule& rule : rules) widest = std::max(widest, displayWidth(rule.id));
-  return widest;
+std::string rulesTable(const std::vector<Rule>& rules, const TerminalFacts& terminal) {
+  TextTable table(
+      {{"ID", false, TextTable::Cut::never}, {"TIER", false, TextTable::Cut::never}, {"ECOSYSTEM"}, {"LABEL"}});
+  for (const Rule& rule : rules) {
+    table.add({shown(rule.id), std::string(rawValue(rule.tier)), shown(rule.ecosystem), shownWords(rule.label)});
+  }
+  return table.text(terminal);
 }
 
-template <class Rule>
-std::string ruleLine(const Rule& rule, std::size_t idWidth) {
-  return fmt::format("  {}  {:<7}  {:<8}  {}\n", paddedRight(escapedForTerminal(rule.id), idWidth), rawValue(rule.tier),
-                     escapedForTerminal(rule.ecosystem), escapedForTerminal(rule.label));
-}
-
-std::string listText(const RuleCatalog& catalog) {
-  const std::size_t width = std::max(widestId(catalog.projectRules), widestId(catalog.systemRules));
-  std::string text = fmt::format("Catalog {}\n\nFolders of projects ({})\n", escapedForTerminal(catalog.catalogVersion),
-                                 catalog.projectRules.size());
-  for (const auto& rule : catalog.projectRules) text += ruleLine(rule, width);
-  text += fmt::format("\nFixed locations ({})\n", catalog.systemRules.size());
-  for (const auto& rule : catalog.systemRules) text += ruleLine(rule, width);
-  return text;
+std::string listText(const RuleCatalog& catalog, const TerminalFacts& terminal) {
+  const Style style(terminal.colored);
+  return fmt::format("Catalog {}\n\n{}\n{}\n{}\n{}", shown(catalog.catalogVersion),
+                     style.bold(fmt::format("Folders of projects ({})", catalog.projectRules.size())),
+                     rulesTable(catalog.projectRules, terminal),
+                     style.bold(fmt::format("Fixed locations ({})", catalog.systemRules.size())),
+                     rulesTable(catalog.systemRules, terminal));
 }
 
 int list(const RulesOptions& options) {
@@ -77,7 +76,7 @@ int list(const RulesOptions& options) {
   } else if (options.skipped) {
     for (const std::string& folder : catalog.walkSkip(currentPlatform)) writeOut(escapedForTerminal(folder) + "\n");
   } else {
-    writeOut(listText(catalog));
+    writeOut(listText(catalog, terminalFacts(STDOUT_FILENO, options.color, options.environment)));
   }
   return ExitStatus::done;
 }
@@ -131,6 +130,7 @@ void choose(CLI::App* subcommand, Program& program, const Options& options, int 
   subcommand->callback([&program, options, run] {
     program.command = [&program, options, run] {
       options->environment = program.environment;
+      options->color = program.options.color;
       return run(*options);
     };
   });
@@ -201,6 +201,7 @@ void addRulesCommand(CLI::App& app, Program& program) {
     if (command->get_subcommands().empty()) {
       program.command = [&program, options] {
         options->environment = program.environment;
+        options->color = program.options.color;
         return list(*options);
       };
     }

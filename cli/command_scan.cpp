@@ -120,7 +120,7 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
       options.jsonLines ? startJsonLines("scan", request, std::nullopt, program.options.dryRun) : nullptr;
   ScanOutcome outcome = [&] {
     const InterruptGuard guard;
-    return runScanForPerson(request, program);
+    return runScanForPerson(request, view.apparentSize, program);
   }();
   const ScanReport report = makeReport(outcome, request.resolver);
   if (lines) {

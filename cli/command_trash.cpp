@@ -4,7 +4,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
-#include <set>
 
 #include "cli/cleanup_options.h"
 #include "cli/cleanup_view.h"
@@ -20,7 +19,6 @@
 #include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/freedesktop_trash.h"
-#include "core/model/byte_formatting.h"
 
 namespace tidra {
 
@@ -80,18 +78,20 @@ std::int64_t freeableBy(const TrashEntries& entries) {
 /// Lists at most `most` entries; 0 lists all.
 std::string trashTable(const TrashEntries& entries, const TidraPathResolver& resolver, const TerminalFacts& terminal,
                        std::size_t most) {
-  TextTable table({{"NAME"}, {"FREES", true}, {"TRASHED"}, {"FROM"}});
+  TextTable table({{"NAME", false, TextTable::Cut::middle},
+                   {"FREES", true},
+                   {"TRASHED", false, TextTable::Cut::never},
+                   {"FROM", false, TextTable::Cut::middle}});
+  const std::string dash(glyphs().dash);
   const std::size_t count = most == 0 ? entries.size() : std::min(most, entries.size());
   for (std::size_t i = 0; i < count; ++i) {
     const FreedesktopTrash::Entry& entry = entries[i];
     const std::string from = entry.originalPath   ? shown(resolver.displayPath(*entry.originalPath))
                              : entry.isUnlisted() ? std::string(entry.fault())
-                                                  : "–";
-    table.add({shown(entry.name()), ByteFormatting::compact(entry.freeable),
-               entry.isDated() ? localMinute(entry.date) : "–", from});
+                                                  : dash;
+    table.add({shown(entry.name()), sizeCell(entry.freeable), entry.isDated() ? localMinute(entry.date) : dash, from});
   }
-  const std::string more = count == entries.size() ? "" : fmt::format("… and {} more\n", entries.size() - count);
-  return table.text(terminal) + more;
+  return table.text(terminal) + moreText(entries.size() - count, terminal);
 }
 
 /// Without info files whose item is gone, which only need tidying.
@@ -111,8 +111,9 @@ int listTrash(const TrashOptions& options, const Program& program) {
   } else {
     const TerminalFacts terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
     writeOut(trashTable(entries, resolver, terminal, 0) +
-             fmt::format("{}; purging {} frees {}.\n", counted(entries.size(), "item", "items"),
-                         entries.size() == 1 ? "it" : "them", ByteFormatting::compact(freeableBy(entries))));
+             paragraph(fmt::format("{}; purging {} frees {}.", counted(entries.size(), "item", "items"),
+                                   entries.size() == 1 ? "it" : "them", sizeCell(freeableBy(entries))),
+                       terminal));
   }
   return ExitStatus::done;
 }
@@ -132,7 +133,11 @@ int restoreTrash(const TrashOptions& options, const Program& program) {
                        }});
   }
   const InterruptGuard guard;
-  return actOnEach(actions, "restored", options.json, program).status;
+  const auto results = actOnEach(actions, "restored", options.json ? Reporting::json : Reporting::lines, program);
+  std::vector<MovedBack> back;
+  for (const std::size_t i : results.done) back.push_back({entries[i].path, entries[i].originalPath.value_or("")});
+  if (!program.options.dryRun) recordRestored(back, resolver);
+  return results.status;
 }
 
 /// What a purge deletes, and the undated entries that it leaves.
@@ -169,24 +174,14 @@ void showPurge(TrashEntries entries, const TidraPathResolver& resolver, const Pr
 bool agreesToPurge(const TrashEntries& entries, const Program& program) {
   if (entries.empty()) return true;
   return confirmed({fmt::format("Delete {} in the trash for good, which frees {}?",
-                                counted(entries.size(), "item", "items"), ByteFormatting::compact(freeableBy(entries))),
+                                counted(entries.size(), "item", "items"), sizeCell(freeableBy(entries))),
                     {}},
                    program);
 }
 
-/// The entries that are gone.
-TrashEntries goneEntries(const FreedesktopTrash::Purged& purged, const FreedesktopTrash::Choice& choice) {
-  const std::set<std::string> paths(purged.paths.begin(), purged.paths.end());
-  TrashEntries gone = itemsAmong(choice.due);
-  std::erase_if(gone, [&](const FreedesktopTrash::Entry& entry) { return !paths.contains(entry.path); });
-  return gone;
-}
-
 void recordPurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gone, const TidraPathResolver& resolver) {
   RemovalRecorder recorder(RemovalCommand::trashPurge, DisposalMethod::delete_, resolver, currentTime());
-  for (const FreedesktopTrash::Entry& entry : gone) {
-    recorder.addPurged(entry.originalPath.value_or(entry.path), entry.bytes, entry.freeable);
-  }
+  for (const FreedesktopTrash::Entry& entry : gone) recorder.addPurged(entry);
   recorder.addFailures(purged.failures);
   recorder.write();
 }
@@ -203,12 +198,12 @@ void writePurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gon
     writeOut(indentedJson(compactObject(fill)) + "\n");
     return;
   }
-  if (!dry) {
+  if (program.options.assumeYes && !dry) {
     for (const FreedesktopTrash::Entry& entry : gone) writeOut(escapedForTerminal(entry.path) + " is purged.\n");
   }
   if (!gone.empty()) {
     writeOut(fmt::format("{} {}, {} {}.\n", counted(gone.size(), "item", "items"), dry ? "would be deleted" : "deleted",
-                         ByteFormatting::compact(freeableBy(gone)), dry ? "would be free" : "freed"));
+                         sizeCell(freeableBy(gone)), dry ? "would be free" : "freed"));
   } else if (purged.paths.empty() && purged.failures.empty() && purged.notBegun == 0) {
     writeOut(options.olderThan ? "Nothing in the trash is that old.\n" : "Nothing in the trash can be purged.\n");
   }
@@ -218,7 +213,9 @@ void writePurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gon
 std::optional<FreedesktopTrash::Purged> purgeAfterAsking(FreedesktopTrash::Choice& choice, const TrashOptions& options,
                                                          const TidraPathResolver& resolver, const Program& program) {
   FreedesktopTrash::measure(choice.due);
-  if (!options.json) showPurge(itemsAmong(choice.due), resolver, program);
+  // Without a question the result names each item.
+  const bool isListedAfterwards = program.options.assumeYes && !program.options.dryRun;
+  if (!options.json && !isListedAfterwards) showPurge(itemsAmong(choice.due), resolver, program);
   if (program.options.dryRun) {
     FreedesktopTrash::Purged purged;
     for (const FreedesktopTrash::Entry& entry : choice.due) purged.paths.push_back(entry.path);
@@ -242,7 +239,7 @@ int purgeTrash(const TrashOptions& options, const Program& program) {
     writeNote("Nothing was removed.");
     return ExitStatus::done;
   }
-  const TrashEntries gone = goneEntries(*purged, choice);
+  const TrashEntries gone = goneEntries(*purged, choice.due);
   if (!program.options.dryRun) recordPurged(*purged, gone, resolver);
   noteUnlisted(choice.unlisted);
   writePurged(*purged, gone, choice, options, program);

@@ -21,7 +21,6 @@
 #include "cli/table.h"
 #include "core/base/quantities.h"
 #include "core/dispose/freedesktop_trash.h"
-#include "core/model/byte_formatting.h"
 #include "core/platform/path_text.h"
 #include "core/platform/platform.h"
 
@@ -124,7 +123,7 @@ std::vector<UndoneItem> itemsToUndo(const RemovalRun& run, StoredItems& stored) 
 /// Shows what comes back, and says how much does not.
 std::string undoText(const RemovalRun& run, const std::vector<UndoneItem>& items, const TidraPathResolver& resolver,
                      const TerminalFacts& terminal) {
-  TextTable table({{"SIZE", true}, {"FROM"}, {"BACK TO"}});
+  TextTable table({{"SIZE", true}, {"FROM"}, {"BACK TO", false, TextTable::Cut::middle}});
   constexpr std::size_t itemsOnScreen = 30;
   std::size_t listed = 0;
   std::size_t lost = 0;
@@ -132,12 +131,12 @@ std::string undoText(const RemovalRun& run, const std::vector<UndoneItem>& items
     if (item.isLost) ++lost;
     if (item.isLost || (++listed > itemsOnScreen && terminal.isTerminal)) continue;
     const RemovedItem& removed = run.items[item.index];
-    table.add({removed.bytes ? ByteFormatting::compact(*removed.bytes) : "–", whereTo(removed),
-               shown(resolver.displayPath(removed.path))});
+    table.add({sizeCell(shownSize(removed)), whereTo(removed), shown(resolver.displayPath(removed.path))});
   }
-  std::string text = fmt::format("Removed by tidra {} at {}:\n", rawValue(run.command), localMinute(run.at));
+  std::string text =
+      paragraph(fmt::format("Removed by tidra {} at {}:", rawValue(run.command), localMinute(run.at)), terminal);
   if (listed > 0) text += table.text(terminal);
-  if (listed > itemsOnScreen && terminal.isTerminal) text += fmt::format("… and {} more\n", listed - itemsOnScreen);
+  if (terminal.isTerminal) text += moreText(listed - std::min(listed, itemsOnScreen), terminal);
   if (lost > 0) text += fmt::format("{} not come back.\n", counted(lost, "item does", "items do"));
   return text;
 }
@@ -148,12 +147,10 @@ bool agreesToUndo(const RemovalRun& run, const std::vector<UndoneItem>& items, c
   for (const UndoneItem& item : items) {
     if (item.isLost) continue;
     ++count;
-    bytes = saturatedSum(bytes, run.items[item.index].bytes.value_or(0));
+    bytes = saturatedSum(bytes, shownSize(run.items[item.index]).value_or(0));
   }
   if (count == 0 || program.options.dryRun) return true;
-  return confirmed(
-      {fmt::format("Bring back {} ({})?", counted(count, "item", "items"), ByteFormatting::compact(bytes)), {}},
-      program);
+  return confirmed({fmt::format("Bring back {} ({})?", counted(count, "item", "items"), sizeCell(bytes)), {}}, program);
 }
 
 /// Marks what came back. The run is done with unless something may come back at another try.
@@ -180,7 +177,7 @@ int carryOutUndo(const RemovalRun& run, std::size_t number, const std::vector<Un
     actions.push_back({path, path, item.act});
   }
   const InterruptGuard guard;
-  const auto results = actOnEach(actions, "restored", options.json, program);
+  const auto results = actOnEach(actions, "restored", options.json ? Reporting::json : Reporting::lines, program);
   if (!program.options.dryRun) noteUndone(run, items, results, resolver);
   const auto lost = std::count_if(items.begin(), items.end(), [](const UndoneItem& item) { return item.isLost; });
   if (std::cmp_greater(results.failures.size(), lost)) {
@@ -204,7 +201,7 @@ int runUndoCommand(const UndoOptions& options, const Program& program) {
   StoredItems stored(resolver, program.options.dryRun);
   const auto items = itemsToUndo(run, stored);
   if (items.empty()) {
-    if (options.json) return actOnEach({}, "restored", true, program).status;
+    if (options.json) return actOnEach({}, "restored", Reporting::json, program).status;
     writeOut(chosen ? "All of it is back already.\n" : "There is no removal to undo.\n");
     return ExitStatus::done;
   }

@@ -8,7 +8,11 @@
 
 #include "cli/cleanup_options.h"
 #include "cli/known_settings.h"
+#include "cli/removal_recorder.h"
+#include "cli/removal_runs.h"
+#include "cli/rule_sources.h"
 #include "cli/scan_options.h"
+#include "cli/stored_entries.h"
 #include "cli/user_state.h"
 #include "core/base/text.h"
 #include "core/dispose/freedesktop_trash.h"
@@ -16,6 +20,7 @@
 #include "core/model/system_scan_categories.h"
 #include "core/platform/mount_table.h"
 #include "core/platform/path_text.h"
+#include "core/rules/added_rules.h"
 #include "core/rules/catalog_files.h"
 #include "core/rules/rule_packs.h"
 
@@ -49,35 +54,83 @@ Words categoryWords() {
   return words;
 }
 
-Words ruleWords() {
+/// Of the catalog that the user's scans have: with packs that are on, and added files.
+Words ruleWords(const Program& program) {
   Words words;
-  const RuleCatalog catalog = makeCatalog({}, {}).catalog;
+  const RuleCatalog catalog = makeCatalog(personalRules(makeResolver(std::nullopt, program.environment))).catalog;
   for (const auto& rule : catalog.projectRules) words.push_back({rule.id, rule.label});
   for (const auto& rule : catalog.systemRules) words.push_back({rule.id, rule.label});
   return words;
 }
 
-Words packWords() {
+/// The packs that are on, or those that are off.
+template <bool areOn>
+Words packWords(const Program& program) {
+  const auto on = personalRules(makeResolver(std::nullopt, program.environment)).packs;
   Words words;
-  for (const RulePack& pack : RulePack::all()) words.push_back({pack.name, pack.covers});
-  return words;
-}
-
-Words quarantineWords(const Program& program) {
-  const TidraPathResolver resolver = makeResolver(std::nullopt, program.environment);
-  Words words;
-  for (const auto& entry : openQuarantine(std::nullopt, resolver).list().entries) {
-    words.push_back({entry.name(), resolver.displayPath(entry.manifest.originalPath)});
+  for (const RulePack& pack : RulePack::all()) {
+    const bool isOn = std::find(on.begin(), on.end(), pack.name) != on.end();
+    if (isOn == areOn) words.push_back({pack.name, pack.covers});
   }
   return words;
 }
 
-Words trashWords(const Program& program) {
+Words skippedWords(const Program& program) {
+  const auto sources = personalRules(makeResolver(std::nullopt, program.environment));
+  Words words;
+  for (const std::string& folder : makeCatalog(sources).catalog.walkSkip(currentPlatform))
+    words.push_back({folder, ""});
+  return words;
+}
+
+/// The names of added files, and the ids of those that have one rule.
+Words addedRulesWords(const Program& program) {
+  Words words;
+  for (const AddedRules& added : AddedRules::in(addedRulesFolder(makeResolver(std::nullopt, program.environment)))) {
+    words.push_back({std::string(lastPathComponent(added.path)), "file"});
+    if (!added.catalog || added.catalog->projectRules.size() + added.catalog->systemRules.size() != 1) continue;
+    for (const auto& rule : added.catalog->projectRules) words.push_back({rule.id, rule.label});
+    for (const auto& rule : added.catalog->systemRules) words.push_back({rule.id, rule.label});
+  }
+  return words;
+}
+
+/// The numbers of the runs in the history; for an undo without those that nothing comes back of.
+template <bool isForUndo>
+Words removalWords(const Program& program) {
+  Words words;
+  const auto runs = removalHistory(makeResolver(std::nullopt, program.environment)).load();
+  for (std::size_t i = 0; i < runs.size(); ++i) {
+    const RemovalRun& run = runs[i];
+    const bool movedSome =
+        std::any_of(run.items.begin(), run.items.end(), [](const RemovedItem& item) { return item.isMoved(); });
+    if (isForUndo && (run.undoneAt || !movedSome)) continue;
+    words.push_back({fmt::to_string(i + 1), fmt::format("{}, {}, {}", localMinute(run.at), rawValue(run.command),
+                                                        counted(itemCount(run), "item", "items"))});
+  }
+  return words;
+}
+
+Words quarantinedWords(const Program& program) {
+  const TidraPathResolver resolver = makeResolver(std::nullopt, program.environment);
+  Words words;
+  for (const auto& entry : openQuarantine(std::nullopt, resolver).list().entries) {
+    const std::string from = resolver.displayPath(entry.manifest.originalPath);
+    words.push_back({entry.name(), from});
+    words.push_back({from, "in quarantine"});
+  }
+  return words;
+}
+
+Words trashedWords(const Program& program) {
   const TidraPathResolver resolver = makeResolver(std::nullopt, program.environment);
   std::vector<std::string> notes;
   Words words;
   for (const auto& entry : FreedesktopTrash(resolver, mountPoints()).list(currentTime(), notes)) {
-    words.push_back({std::string(lastPathComponent(entry.path)), resolver.displayPath(parentPath(entry.path))});
+    const std::string from =
+        entry.originalPath ? resolver.displayPath(*entry.originalPath) : std::string(entry.fault());
+    words.push_back({entry.name(), from});
+    if (entry.originalPath) words.push_back({from, "in the trash"});
   }
   return words;
 }
@@ -153,14 +206,18 @@ constexpr std::array valueRules{
               [](const auto&, const auto&, const auto&) { return plainWords("healthy attention stale"); }},
     ValueRule{"", "--category", &ignoringAll<&categoryWords>},
     ValueRule{"", "--ecosystem", &ignoringAll<&ecosystemWords>},
-    ValueRule{"", "--disable-rule", &ignoringAll<&ruleWords>},
-    ValueRule{"rules show", "ID", &ignoringAll<&ruleWords>},
-    ValueRule{"rules enable", "NAME", &ignoringAll<&packWords>},
-    ValueRule{"rules disable", "NAME", &ignoringAll<&packWords>},
-    ValueRule{"quarantine restore", "ENTRY", &ofUser<&quarantineWords>},
-    ValueRule{"quarantine purge", "ENTRY", &ofUser<&quarantineWords>},
-    ValueRule{"trash restore", "WHAT", &ofUser<&trashWords>},
-    ValueRule{"trash purge", "WHAT", &ofUser<&trashWords>},
+    ValueRule{"", "--disable-rule", &ofUser<&ruleWords>},
+    ValueRule{"rules show", "ID", &ofUser<&ruleWords>},
+    ValueRule{"rules remove", "ID", &ofUser<&addedRulesWords>},
+    ValueRule{"history", "NUMBER", &ofUser<&removalWords<false>>},
+    ValueRule{"undo", "NUMBER", &ofUser<&removalWords<true>>},
+    ValueRule{"rules enable", "NAME", &ofUser<&packWords<false>>},
+    ValueRule{"rules disable", "NAME", &ofUser<&packWords<true>>},
+    ValueRule{"", "--unskip", &ofUser<&skippedWords>},
+    ValueRule{"quarantine restore", "ENTRY", &ofUser<&quarantinedWords>},
+    ValueRule{"quarantine purge", "ENTRY", &ofUser<&quarantinedWords>},
+    ValueRule{"trash restore", "WHAT", &ofUser<&trashedWords>},
+    ValueRule{"trash purge", "WHAT", &ofUser<&trashedWords>},
     ValueRule{"exclude remove", "TEXT", &ofUser<&exclusionWords>},
     ValueRule{"config get", "KEY", &ignoringAll<&settingWords>},
     ValueRule{"config set", "KEY", &ignoringAll<&settingWords>},

@@ -9,6 +9,7 @@
 #include "cli/terminal.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "core/platform/standard_streams.h"
 
 namespace tidra {
 
@@ -24,11 +25,11 @@ bool confirmed(const Confirmation& confirmation, const Program& program) {
   const BlockingWait wait("\nnote: Interrupted; nothing was changed.\n");
   // BlockingWait ends the program on later signals; this handles an earlier one.
   InterruptGuard::requireNone("Interrupted; nothing was changed.");
-  writePrompt(typed ? fmt::format("{} Type '{}' to go on: ", confirmation.question, confirmation.typedAnswer)
-                    : fmt::format("{} [y/N] ", confirmation.question));
+  writePrompt(typed ? fmt::format("{} Type '{}' to go on:", confirmation.question, confirmation.typedAnswer)
+                    : fmt::format("{} [y/N]", confirmation.question));
   std::string answer;
   if (!std::getline(std::cin, answer)) {
-    writePrompt("\n");  // Ctrl-D leaves the cursor behind the question
+    writeStandardError("\n");  // Ctrl-D leaves the cursor behind the question
     return false;
   }
   const std::string given = asciiLowered(trimmed(answer));

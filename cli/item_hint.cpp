@@ -1,5 +1,9 @@
 #include "cli/item_hint.h"
 
+#include <fmt/format.h>
+
+#include <string_view>
+
 #include "cli/terminal.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/path_text.h"
@@ -17,10 +21,19 @@ ItemHint::Kind kindOf(std::string_view path, ArtifactSafetyTier tier, ArtifactSo
   return isRefilled ? ItemHint::Kind::wayBack : ItemHint::Kind::afterwards;
 }
 
+std::string pipHint(std::string_view restoreHint) {
+  constexpr std::string_view before = "pip install to restore: ";
+  if (restoreHint.starts_with(before)) restoreHint.remove_prefix(before.size());
+  return fmt::format("empties pip's download cache; the packages stay until pip uninstall removes them: {}",
+                     restoreHint);
+}
+
 template <class Item>
 std::optional<ItemHint> makeHint(const Item& item, const std::optional<std::string>& restoreHint) {
   if (!restoreHint) return std::nullopt;
   const ItemHint::Kind kind = kindOf(item.path, item.tier, item.source, item.category);
+  // The hint names the packages, which stay: their environment's pip empties its download cache.
+  if (item.source == ArtifactSource::pipCLI) return ItemHint{ItemHint::Kind::plain, pipHint(*restoreHint)};
   // The catalog's hint of this rule is the command that empties the cache.
   if (item.ruleID == "npm-cache") return ItemHint{kind, "npm install downloads the packages again"};
   return ItemHint{kind, *restoreHint};
@@ -31,15 +44,15 @@ std::optional<ItemHint> makeHint(const Item& item, const std::optional<std::stri
 std::string ItemHint::sentence() const {
   switch (kind) {
     case Kind::wayBack:
-      return "to get it back: " + shown(text);
+      return "to get it back: " + shownWords(text);
     case Kind::afterwards:
-      return "afterwards: " + shown(text);
+      return "afterwards: " + shownWords(text);
     case Kind::careful:
-      return "careful: " + shown(text);
+      return "careful: " + shownWords(text);
     case Kind::plain:
       break;
   }
-  return shown(text);
+  return shownWords(text);
 }
 
 std::optional<ItemHint> hintOf(const CleanupPlan::Item& item, const std::optional<std::string>& restoreHint) {

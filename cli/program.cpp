@@ -97,7 +97,7 @@ void addHelpCommand(CLI::App& app, Program& program) {
 }
 
 int fail(std::string_view message, int status) {
-  writeStandardError(fmt::format("tidra: {}\n", message));
+  writeError(message);
   return status;
 }
 

@@ -38,12 +38,14 @@ std::string progressText(const std::vector<std::string>& figures, std::string_vi
   return before + fittedInside(escapedForTerminal(path), columns - displayWidth(before));
 }
 
-void ProgressLine::update(const ScanProgress& progress) {
-  if (!isDue()) return;
-  draw({fmt::format("{} entries", grouped(progress.entriesVisited)),
-        counted(progress.artifactsFound, "finding", "findings"),
-        ByteFormatting::readable(signedBytes(progress.freeableBytes))},
-       progress.currentPathDisplay);
+std::vector<std::string> scanFigures(const ScanProgress& progress, bool apparentSize) {
+  const std::uint64_t bytes = apparentSize ? progress.recoverableBytes : progress.freeableBytes;
+  return {fmt::format("{} entries", grouped(progress.entriesVisited)),
+          counted(progress.artifactsFound, "finding", "findings"), ByteFormatting::readable(signedBytes(bytes))};
+}
+
+void ProgressLine::update(const ScanProgress& progress, bool apparentSize) {
+  if (isDue()) draw(scanFigures(progress, apparentSize), progress.currentPathDisplay);
 }
 
 namespace {

@@ -20,7 +20,7 @@ class ProgressLine {
   ProgressLine& operator=(const ProgressLine&) = delete;
 
   /// Redraws at most about ten times a second.
-  void update(const ScanProgress& progress);
+  void update(const ScanProgress& progress, bool apparentSize);
   void update(const CleanupProgress& progress);
   void erase();
 
@@ -37,7 +37,10 @@ class ProgressLine {
   Clock::time_point removingSince_{};  // of the first removal's progress
 };
 
-/// Items, bytes, entries, and from a second on rate and time left, the most telling first.
+/// Entries, findings, and their logical size or what removing them frees.
+std::vector<std::string> scanFigures(const ScanProgress& progress, bool apparentSize);
+
+/// Items, bytes, entries, and from a second on rate and time left, the most useful first.
 std::vector<std::string> removalFigures(const CleanupProgress& progress, std::chrono::duration<double> elapsed);
 
 /// The figures that fit, from the first one on, and where there is room the path, cut in its middle.

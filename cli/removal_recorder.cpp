@@ -1,36 +1,32 @@
 #include "cli/removal_recorder.h"
 
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "app/state/state_folders.h"
+#include "cli/scan_options.h"
 #include "cli/terminal.h"
 #include "cli/user_state.h"
 #include "core/base/quantities.h"
-#include "core/platform/standard_streams.h"
 
 namespace tidra {
-namespace {
-
-/// Tools report what they reclaimed; without a report their item counts with its size.
-RemovedItem removedItem(const TidraDeletionService::Disposed& disposed, std::int64_t countedBytes) {
-  const DisposalReceipt& receipt = disposed.receipt;
-  RemovedItem item;
-  item.path = receipt.path;
-  item.method = receipt.method;
-  item.destination = receipt.destination;
-  item.bytes = receipt.bytes;
-  item.freedBytes = isToolBackedTarget(receipt.path) ? disposed.reclaimed.value_or(countedBytes) : disposed.freed;
-  item.at = receipt.at;
-  return item;
-}
-
-}  // namespace
 
 RemovalHistory removalHistory(const TidraPathResolver& resolver) {
   return {stateFolders(currentPlatform, resolver).applicationData, [](const std::string& note) {
             // Also with --quiet: an undo does not reach what the damaged history holds.
-            writeStandardError("note: " + shown(note) + "\n");
+            writeLoudNote(shown(note));
           }};
+}
+
+void recordRestored(const std::vector<MovedBack>& items, const TidraPathResolver& resolver) {
+  if (items.empty()) return;
+  try {
+    UserState(resolver).requireHome();
+    removalHistory(resolver).markRestored(items, currentTime());
+  } catch (const PreferencesError& error) {
+    writeNote(shown(error.what()));
+  }
 }
 
 RemovalRecorder::RemovalRecorder(RemovalCommand command, DisposalMethod method, const TidraPathResolver& resolver,
@@ -41,28 +37,30 @@ RemovalRecorder::RemovalRecorder(RemovalCommand command, DisposalMethod method, 
   run_.at = at;
 }
 
-CleanupSetting RemovalRecorder::watching(CleanupSetting setting) {
-  setting.onResult = [this, next = std::move(setting.onResult)](const CleanupCandidate& candidate,
-                                                                const TidraDeletionService::Result& result,
-                                                                std::int64_t bytes) {
-    if (const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result)) {
-      add(removedItem(*disposed, bytes));
-    } else {
-      addFailures({std::get<TidraDeletionFailure>(result)});
-    }
-    if (next) next(candidate, result, bytes);
-  };
-  return setting;
+void RemovalRecorder::add(const CleanupOutcome& outcome, const std::vector<CleanupCandidate>& candidates) {
+  std::unordered_map<std::string_view, std::int64_t> freeable;
+  for (const CleanupCandidate& candidate : candidates) {
+    freeable.emplace(candidate.item.path, candidate.freeableBytes());
+  }
+  const auto& receipts = outcome.disposal.receipts;
+  for (std::size_t i = 0; i < receipts.size(); ++i) {
+    const auto known = freeable.find(receipts[i].path);
+    add(RemovedItem{receipts[i], outcome.freedEach[i],
+                    known == freeable.end() ? std::nullopt : std::optional(known->second), std::nullopt});
+  }
+  addFailures(outcome.disposal.failures);
+}
+
+void RemovalRecorder::addPurged(const FreedesktopTrash::Entry& entry) {
+  addPurged(entry.originalPath.value_or(entry.path), entry.bytes, entry.freeable);
+}
+
+void RemovalRecorder::addPurged(const QuarantineDisposer::Entry& entry) {
+  addPurged(entry.manifest.originalPath, entry.manifest.bytes, entry.freeable());
 }
 
 void RemovalRecorder::addPurged(const std::string& path, std::optional<std::int64_t> bytes, std::int64_t freedBytes) {
-  RemovedItem item;
-  item.path = path;
-  item.method = DisposalMethod::delete_;
-  item.bytes = bytes;
-  item.freedBytes = freedBytes;
-  item.at = run_.at;
-  add(std::move(item));
+  add(RemovedItem{{path, DisposalMethod::delete_, std::nullopt, bytes, run_.at}, freedBytes, freedBytes, std::nullopt});
 }
 
 void RemovalRecorder::addFailures(const std::vector<TidraDeletionFailure>& failures) {
@@ -74,14 +72,16 @@ void RemovalRecorder::add(RemovedItem item) {
   run_.items.push_back(std::move(item));
 }
 
-void RemovalRecorder::write() {
-  if (run_.items.empty()) return;
+std::int64_t RemovalRecorder::write() {
+  const std::int64_t freed = run_.freedBytes;
+  if (run_.items.empty()) return freed;
   try {
     UserState(resolver_).requireHome();
     removalHistory(resolver_).append(std::exchange(run_, {}));
   } catch (const PreferencesError& error) {
     writeNote(shown(error.what()));
   }
+  return freed;
 }
 
 }  // namespace tidra

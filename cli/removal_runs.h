@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +16,9 @@ std::size_t runNumbered(const std::string& number, const std::vector<RemovalRun>
 
 /// All items, those beyond the kept ones included.
 std::size_t itemCount(const RemovalRun& run);
+
+/// What deleting it has freed or would have freed, as far as it is known; else its logical size.
+std::optional<std::int64_t> shownSize(const RemovedItem& item);
 
 /// "trash", "quarantine"; "deleted", "removed by docker".
 std::string whereTo(const RemovedItem& item);

@@ -177,8 +177,7 @@ void applyUserState(ScanRequest& request) {
     exclusions.globPatterns.insert(exclusions.globPatterns.end(), kept.globPatterns.begin(), kept.globPatterns.end());
   } catch (const PreferencesError& error) {
     // Also with --quiet.
-    writeStandardError(
-        fmt::format("note: {} Exclusions that are kept there do not count.\n", escapedForTerminal(error.what())));
+    writeLoudNote(fmt::format("{} Exclusions that are kept there do not count.", shown(error.what())));
   }
 }
 
@@ -349,12 +348,12 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   return request;
 }
 
-ScanOutcome runScanForPerson(ScanRequest request, const Program& program) {
+ScanOutcome runScanForPerson(ScanRequest request, bool apparentSize, const Program& program) {
   const TerminalFacts facts = terminalFacts(STDERR_FILENO, program.options.color, program.environment);
   ProgressLine line(facts.movesCursor && !program.options.quiet, facts.columns);
   request.shouldCancel = &InterruptGuard::requested;
-  request.onProgress = [&line, more = std::move(request.onProgress)](const ScanProgress& progress) {
-    line.update(progress);
+  request.onProgress = [&line, apparentSize, more = std::move(request.onProgress)](const ScanProgress& progress) {
+    line.update(progress, apparentSize);
     if (more) more(progress);
   };
   ScanOutcome outcome = runScan(request);

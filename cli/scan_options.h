@@ -82,7 +82,7 @@ std::optional<std::string> noteOn(const TypedExclusion& typed, const TidraPathRe
 
 /// Scans with a live line and writes notes to standard error. The request's own onProgress is called too. Requires a
 /// live InterruptGuard.
-ScanOutcome runScanForPerson(ScanRequest request, const Program& program);
+ScanOutcome runScanForPerson(ScanRequest request, bool apparentSize, const Program& program);
 
 /// The last line of a scanning command: what was left out because of the roots, or for lack of one.
 void noteOutOfBounds(const ScanOutcome& outcome, const ScanOptions& options);

@@ -133,7 +133,7 @@ std::string totalsText(const ScanPicture& picture, const ScanViewOptions& option
   return text + '\n';
 }
 
-std::string sumText(const ScanPicture& picture, const ScanViewOptions& options) {
+std::string sumText(const ScanPicture& picture, const ScanViewOptions& options, bool listsAll) {
   const std::string roots = shownRoots(picture.report);
   const std::string when = whenText(picture.report, options);
   const Part goes(picture, ItemMark::Kind::goes);
@@ -152,7 +152,8 @@ std::string sumText(const ScanPicture& picture, const ScanViewOptions& options) 
   }
   const auto addPart = [&](const Part& part, std::string_view what) {
     if (part.items == 0) return;
-    text += paragraph(fmt::format("{} more {}: {} with the reason shown.", part.size(), what, part.count()),
+    text += paragraph(fmt::format("{} more {}: {}{}.", part.size(), what, part.count(),
+                                  listsAll ? " with the reason shown" : "; --limit 0 shows each with its reason"),
                       options.terminal);
   };
   addPart(review, "to review");

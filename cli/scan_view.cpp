@@ -37,13 +37,13 @@ struct Group {
 std::string itemLabel(const ScanReportItem& item) {
   switch (item.source) {
     case ArtifactSource::dockerCLI:
-      return shown(item.label) + " [docker]";
+      return shownWords(item.label) + " [docker]";
     case ArtifactSource::condaCLI:
-      return shown(item.label) + " [conda]";
+      return shownWords(item.label) + " [conda]";
     case ArtifactSource::pipCLI:
-      return shown(item.label) + " [pip]";
+      return shownWords(item.label) + " [pip]";
     default:
-      return shown(item.label);
+      return shownWords(item.label);
   }
 }
 
@@ -151,7 +151,7 @@ class ScanTextWriter {
     for (std::size_t i = shownProjects; i < groups.size(); ++i) writeGroup(groups[i]);
     writeCut("How to get it back", cutWaysBack_);
     writeCut("Afterwards", cutEffects_);
-    return std::move(text_) + totalsText(picture_, options_) + sumText(picture_, options_);
+    return std::move(text_) + totalsText(picture_, options_) + sumText(picture_, options_, listsAll_);
   }
 
  private:
@@ -198,6 +198,7 @@ class ScanTextWriter {
     const std::size_t limit = itemLimit(group);
     for (std::size_t i = 0; i < limit; ++i) writeItem(group.items[i]);
     if (limit < group.items.size()) {
+      listsAll_ = false;
       text_ += dimParagraph(
           fmt::format("{} and {} more here; --limit 0 shows all", glyphs().ellipsis, group.items.size() - limit),
           options_.terminal, 2);
@@ -226,22 +227,30 @@ class ScanTextWriter {
     }
   }
 
-  /// What differs in size, and then why it stays, what is left to review, or the hint.
+  /// Why it stays, what is left to review, or the hint; then what makes its size differ from that of its files.
   std::string noteOf(std::size_t index) const {
     const ScanReportItem& item = report_.items[index];
     const ItemMark& mark = picture_.marks[index];
-    std::string note;
-    if (mark.kind == ItemMark::Kind::kept) note = "stays: it " + shown(mark.reason);
-    if (mark.kind == ItemMark::Kind::review) note = "to review: " + shown(mark.reason);
-    if (note.empty()) note = hintNote(item);
+    std::string note = hintNote(item);
+    if (mark.kind == ItemMark::Kind::kept) note = "stays: it " + shownWords(mark.reason);
+    if (mark.kind == ItemMark::Kind::review) note = "to review: " + shownWords(mark.reason);
     if (!item.difference) return note;
-    return std::string(describedDifference(*item.difference)) + (note.empty() ? "" : "; ") + note;
+    return note + (note.empty() ? "" : "; ") + std::string(describedDifference(*item.difference));
+  }
+
+  /// The hint within the width of notes, cut so that the difference stays.
+  std::string cutHint(const ScanReportItem& item) const {
+    constexpr std::size_t leastHint = 12;
+    const std::string hint = hintNote(item);
+    const std::string word = item.difference ? fmt::format("; {}", describedDifference(*item.difference)) : "";
+    if (*columns_.note < leastHint + word.size()) return fitted(hint, *columns_.note);
+    return fitted(hint, *columns_.note - word.size()) + word;
   }
 
   static std::string hintNote(const ScanReportItem& item) {
     const auto hint = hintOf(item);
     if (!hint) return {};
-    return hint->kind == ItemHint::Kind::careful ? hint->sentence() : shown(hint->text);
+    return hint->kind == ItemHint::Kind::careful ? hint->sentence() : shownWords(hint->text);
   }
 
   /// A hint that has no room is listed below, once for all items that it fits; a reason concerns its item only.
@@ -256,15 +265,16 @@ class ScanTextWriter {
       return;
     }
     auto& list = hint->kind == ItemHint::Kind::afterwards ? cutEffects_ : cutWaysBack_;
-    list.emplace(shown(report_.items[index].label), shown(hint->text));
+    list.emplace(shownWords(report_.items[index].label), shownWords(hint->text));
     if (*columns_.note == 0) return writeLine(line);
-    text_ += line + "  " + style_.dim(fitted(note, *columns_.note)) + '\n';
+    text_ += line + "  " + style_.dim(cutHint(report_.items[index])) + '\n';
   }
 
   void writeLine(const std::string& line) { text_ += line.substr(0, line.find_last_not_of(' ') + 1) + '\n'; }
 
   void writeHidden(const std::vector<Group>& hidden) {
     if (hidden.empty()) return;
+    listsAll_ = false;
     std::set<std::size_t> items;
     for (const Group& group : hidden) items.insert(group.items.begin(), group.items.end());
     const std::int64_t bytes = picture_.sizes.ofThose([&](std::size_t i) { return items.contains(i); });
@@ -292,6 +302,7 @@ class ScanTextWriter {
   Style style_;
   std::string text_;
   std::int64_t largest_ = 0;
+  bool listsAll_ = true;
   ScanColumns columns_;
   CutTexts cutWaysBack_;
   CutTexts cutEffects_;

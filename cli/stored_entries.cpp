@@ -10,10 +10,10 @@
 #include "cli/cleanup_view.h"
 #include "cli/interrupt.h"
 #include "cli/scan_options.h"
-#include "cli/terminal.h"
 #include "core/base/errors.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/model/byte_formatting.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -40,10 +40,12 @@ Matches entriesCalled(const std::string& name, const std::string& path, const st
   if (found.empty()) {
     found = matching(entries, [&](const StoredEntry& entry) { return entry.originalPath == path; });
   }
+  if (found.empty()) {
+    found =
+        matching(entries, [&](const StoredEntry& entry) { return entry.name == name || shown(entry.name) == name; });
+  }
   if (!found.empty()) return found;
-  return matching(entries, [&](const StoredEntry& entry) {
-    return entry.name == name || shown(entry.name) == name || lastPathComponent(entry.originalPath) == name;
-  });
+  return matching(entries, [&](const StoredEntry& entry) { return lastPathComponent(entry.originalPath) == name; });
 }
 
 std::string notThere(const std::string& name, const std::string& path, const std::vector<StoredEntry>& entries,
@@ -56,7 +58,7 @@ std::string notThere(const std::string& name, const std::string& path, const std
   return fmt::format("'{}' is not {}; {} shows what is.", shown(name), words.place, words.list);
 }
 
-/// Lists where the entries came from, or where they lie if that does not tell them apart.
+/// Lists the original paths of the entries; if two of these are equal or one is unknown, the paths in the store.
 std::string ambiguous(const std::string& name, const Matches& found, const std::vector<StoredEntry>& entries,
                       const StoreWords& words, const TidraPathResolver& resolver) {
   std::set<std::string> originals;
@@ -92,7 +94,7 @@ std::vector<std::size_t> entriesNamed(const std::vector<std::string>& names, con
   return result;
 }
 
-EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::string& past, bool json,
+EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::string& past, Reporting reporting,
                        const Program& program) {
   EntryResults results;
   std::vector<std::string> paths;
@@ -102,14 +104,14 @@ EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::strin
       action.act();
       results.done.push_back(i);
       paths.push_back(action.path);
-      if (!json) {
+      if (reporting == Reporting::lines) {
         writeOut(fmt::format("{} {} {}.\n", shown(action.shownAs), program.options.dryRun ? "would be" : "is", past));
       }
     } catch (const std::exception& error) {
       results.failures.push_back({action.path, error.what()});
     }
   }
-  if (json) {
+  if (reporting == Reporting::json) {
     const auto fill = [&](JsonObjectWriter& object) {
       object.put("failures", results.failures).putByteList(past, paths);
     };
@@ -120,6 +122,14 @@ EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::strin
                    : results.failures.empty()  ? ExitStatus::done
                                                : ExitStatus::someFailed;
   return results;
+}
+
+std::string sizeCell(const std::optional<std::int64_t>& bytes) {
+  return bytes ? ByteFormatting::readable(*bytes) : std::string(glyphs().dash);
+}
+
+std::string moreText(std::uint64_t more, const TerminalFacts& terminal) {
+  return more == 0 ? "" : paragraph(fmt::format("{} and {} more", glyphs().ellipsis, more), terminal);
 }
 
 void writeNotes(const std::vector<std::string>& notes) {

@@ -2,11 +2,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/program.h"
+#include "cli/terminal.h"
 #include "core/base/time_point.h"
 #include "core/model/disposal.h"
 #include "core/platform/path_resolver.h"
@@ -47,10 +50,19 @@ struct [[nodiscard]] EntryResults {
   int status = 0;  // exit status
 };
 
-/// Runs each action until an interruption, and reports the results: a line for each, or one JSON object with the paths
-/// under `past` ("restored") and the failures. Requires a live InterruptGuard.
-EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::string& past, bool json,
+enum class Reporting { lines, total, json };
+
+/// Runs each action until an interruption, and reports failures and the results: a line for each, nothing where the
+/// caller prints a total, or one JSON object with the paths under `past` ("restored") and the failures. Requires a live
+/// InterruptGuard.
+EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::string& past, Reporting reporting,
                        const Program& program);
+
+/// A size as in a scan's list; a dash for none.
+std::string sizeCell(const std::optional<std::int64_t>& bytes);
+
+/// "… and 3 more" as a line; empty for none.
+std::string moreText(std::uint64_t more, const TerminalFacts& terminal);
 
 /// Writes a note each, unless notes are silenced.
 void writeNotes(const std::vector<std::string>& notes);

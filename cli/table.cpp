@@ -11,6 +11,13 @@ namespace {
 constexpr std::size_t gap = 2;      // blanks between columns
 constexpr std::size_t widest = 32;  // maximum of every column but the last on a terminal
 constexpr std::size_t least = 8;    // of a column of text that is cut
+constexpr std::size_t leastPath = 20;
+
+std::size_t leastOf(const TextTable::Column& column) {
+  return column.cut == TextTable::Cut::middle ? leastPath : least;
+}
+
+bool mayBeCut(const TextTable::Column& column) { return !column.isNumeric && column.cut != TextTable::Cut::never; }
 
 std::size_t totalOf(const std::vector<std::size_t>& widths) {
   return std::accumulate(widths.begin(), widths.end(), gap * (widths.size() - 1));
@@ -37,15 +44,15 @@ std::vector<std::size_t> TextTable::widths(const TerminalFacts& terminal) const 
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     std::size_t width = displayWidth(columns_[i].title);
     for (const auto& row : rows_) width = std::max(width, displayWidth(row[i].text));
-    if (terminal.isTerminal && i + 1 < columns_.size()) width = std::min(width, widest);
+    if (terminal.isTerminal && i + 1 < columns_.size() && mayBeCut(columns_[i])) width = std::min(width, widest);
     widths.push_back(width);
   }
   if (!terminal.isTerminal) return widths;
-  // Narrow the widest text until everything fits; figures stay whole.
+  // Narrow the widest text until everything fits; figures and dates stay whole.
   while (totalOf(widths) > terminal.columns) {
     std::size_t chosen = columns_.size();
     for (std::size_t i = 0; i < columns_.size(); ++i) {
-      if (columns_[i].isNumeric || widths[i] <= least) continue;
+      if (!mayBeCut(columns_[i]) || widths[i] <= leastOf(columns_[i])) continue;
       if (chosen == columns_.size() || widths[i] >= widths[chosen]) chosen = i;
     }
     if (chosen == columns_.size()) return {};
@@ -79,7 +86,8 @@ std::string TextTable::text(const TerminalFacts& terminal) const {
   const auto addLine = [&](auto&& cellAt, auto&& toneAt) {
     std::string line;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
-      const std::string shown = fitted(cellAt(i), width[i]);
+      const bool isCutInside = columns_[i].cut == Cut::middle;
+      const std::string shown = isCutInside ? fittedInside(cellAt(i), width[i]) : fitted(cellAt(i), width[i]);
       if (i > 0) line += std::string(gap, ' ');
       // Lines end at the last text: do not pad the last column.
       const bool isOpen = i + 1 == columns_.size() && !columns_[i].isNumeric;

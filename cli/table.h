@@ -11,10 +11,12 @@ namespace tidra {
 class TextTable {
  public:
   enum class Tone { plain, good, attention, bad };
+  enum class Cut { end, middle, never };
 
   struct Column {
     std::string title;
-    bool isNumeric = false;  // aligned right
+    bool isNumeric = false;  // aligned right, never cut
+    Cut cut = Cut::end;      // where a long text is cut; paths in the middle
   };
 
   struct Cell {
@@ -31,8 +33,8 @@ class TextTable {
   /// `row` has one cell a column.
   void add(std::vector<Cell> row) { rows_.push_back(std::move(row)); }
 
-  /// Titles and rows, a line each. Long texts are cut on a terminal only; one that is too narrow for all columns gets a
-  /// line a cell instead.
+  /// Titles and rows, a line each. Long texts are cut on a terminal only; one that is too narrow for what must stay
+  /// readable gets a line a cell instead.
   std::string text(const TerminalFacts& terminal) const;
 
  private:

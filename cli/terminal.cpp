@@ -5,8 +5,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "core/base/errors.h"
 #include "core/base/text.h"
@@ -29,6 +31,19 @@ std::size_t terminalColumns(int descriptor, const Environment& environment) {
 }  // namespace
 
 std::string shown(std::string_view text) { return escapedForTerminal(text); }
+
+std::string shownWords(std::string_view text) {
+  std::string words = shown(text);
+  if (glyphs().isUtf8) return words;
+  constexpr std::array<std::pair<std::string_view, std::string_view>, 5> marks{
+      {{"·", "-"}, {"–", "-"}, {"—", "-"}, {"→", ">"}, {"…", "..."}}};
+  for (const auto& [mark, ascii] : marks) {
+    for (auto at = words.find(mark); at != std::string::npos; at = words.find(mark, at)) {
+      words.replace(at, mark.size(), ascii);
+    }
+  }
+  return words;
+}
 
 std::string Style::wrap(std::string_view code, std::string_view text) const {
   return colored_ ? fmt::format("\x1b[{}m{}\x1b[0m", code, text) : std::string(text);
@@ -203,18 +218,32 @@ void writeOut(std::string_view text) {
   if (!written) throw std::system_error(lastSystemError(), "standard output");
 }
 
-void writeError(std::string_view text) { writeStandardError(fmt::format("tidra: {}\n", text)); }
-
-void writePrompt(std::string_view text) { writeStandardError(text); }
-
 namespace {
+
 bool notesAreSilenced = false;
+
+/// The text as a paragraph for standard error.
+std::string errorParagraph(std::string_view text) {
+  if (::isatty(STDERR_FILENO) != 1) return std::string(text) + '\n';
+  return paragraph(text, terminalFacts(STDERR_FILENO, "never", processEnvironment()));
+}
+
 }  // namespace
 
 void silenceNotes() { notesAreSilenced = true; }
 
+void writeError(std::string_view text) { writeStandardError(errorParagraph(fmt::format("tidra: {}", text))); }
+
+void writeLoudNote(std::string_view text) { writeStandardError(errorParagraph(fmt::format("note: {}", text))); }
+
 void writeNote(std::string_view text) {
-  if (!notesAreSilenced) writeStandardError(fmt::format("note: {}\n", text));
+  if (!notesAreSilenced) writeLoudNote(text);
+}
+
+void writePrompt(std::string_view text) {
+  std::string prompt = errorParagraph(text);
+  prompt.back() = ' ';
+  writeStandardError(prompt);
 }
 
 }  // namespace tidra

@@ -31,6 +31,9 @@ class Style {
 /// Foreign text without control characters, so that it cannot inject terminal escape sequences.
 std::string shown(std::string_view text);
 
+/// As shown(), for labels and hints of rules: dashes, dots and arrows become ASCII where the charset is not UTF-8.
+std::string shownWords(std::string_view text);
+
 /// The columns of a compact size, such as "12.3 GB", and of a tier, and the most that a list on a screen spends on a
 /// label.
 inline constexpr std::size_t sizeWidth = 8;
@@ -84,14 +87,15 @@ std::string paddedLeft(std::string_view text, std::size_t width);
 /// Writes everything to standard output. Throws std::system_error.
 void writeOut(std::string_view text);
 
-/// Writes an error line to standard error.
+/// Each of these writes to standard error, one line in a pipe, wrapped on a terminal.
 void writeError(std::string_view text);
-
-/// Writes a prompt to standard error, without a line break.
-void writePrompt(std::string_view text);
-
-/// Writes a note about something odd but harmless to standard error, unless silenced.
+/// A note about something odd but harmless, unless silenced.
 void writeNote(std::string_view text);
+/// A note that --quiet does not silence.
+void writeLoudNote(std::string_view text);
+
+/// Writes a prompt to standard error, wrapped on a terminal, without a line break at its end.
+void writePrompt(std::string_view text);
 
 /// Suppresses notes from now on. Call before starting threads.
 void silenceNotes();

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <set>
+#include <string_view>
 
 #include "cli/confirmation.h"
 #include "cli/scan_options.h"
@@ -25,21 +27,30 @@ std::string withFault(const Entry& entry) {
   return entry.isUnlisted() ? fmt::format("{} {}", name, entry.fault()) : name;
 }
 
-/// At most `limit` lines; 0 lists all.
-std::string trashContentText(std::vector<Entry> entries, std::size_t limit) {
-  std::stable_sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.bytes > b.bytes; });
-  constexpr std::size_t trashSizeWidth = 12;
+std::int64_t shownSize(const Entry& entry, bool apparentSize) { return apparentSize ? entry.bytes : entry.freeable; }
+
+/// A line an entry, largest first, as many as the options allow.
+std::string trashContentText(std::vector<Entry> entries, const CleanupViewOptions& options) {
+  const auto sizeOf = [&](const Entry& entry) { return shownSize(entry, options.apparentSize); };
+  std::stable_sort(entries.begin(), entries.end(),
+                   [&](const Entry& a, const Entry& b) { return sizeOf(a) > sizeOf(b); });
+  constexpr std::size_t entriesOnScreen = 30;
+  constexpr std::size_t trashSizeWidth = sizeWidth + 2;
+  const std::size_t limit = options.limit.value_or(options.terminal.isTerminal ? entriesOnScreen : 0);
   const std::size_t shownCount = limit == 0 ? entries.size() : std::min(limit, entries.size());
   std::string text;
   for (std::size_t i = 0; i < shownCount; ++i) {
-    text += fmt::format("{}  {}\n", paddedLeft(ByteFormatting::compact(entries[i].bytes), trashSizeWidth),
-                        withFault(entries[i]));
+    const std::string name = withFault(entries[i]);
+    const std::size_t room = options.terminal.columns - std::min(options.terminal.columns, trashSizeWidth + 2);
+    text += paddedLeft(ByteFormatting::readable(sizeOf(entries[i])), trashSizeWidth) + "  " +
+            (options.terminal.isTerminal ? fittedInside(name, room) : name) + "\n";
   }
   if (shownCount == entries.size()) return text;
   std::int64_t hidden = 0;
-  for (std::size_t i = shownCount; i < entries.size(); ++i) hidden = saturatedSum(hidden, entries[i].bytes);
-  return text + fmt::format("{}  … in {} more; --limit 0 shows all\n",
-                            paddedLeft(ByteFormatting::compact(hidden), trashSizeWidth), entries.size() - shownCount);
+  for (std::size_t i = shownCount; i < entries.size(); ++i) hidden = saturatedSum(hidden, sizeOf(entries[i]));
+  return text + paragraph(fmt::format("{} and {} more with {}; --limit 0 shows all", glyphs().ellipsis,
+                                      entries.size() - shownCount, ByteFormatting::readable(hidden)),
+                          options.terminal, 2);
 }
 
 }  // namespace
@@ -84,37 +95,36 @@ TrashChoices trashChoices(const std::vector<CleanupCandidate>& candidates, TimeP
 }
 
 std::string emptyingText(const TrashChoices& choices, const CleanupViewOptions& options) {
-  constexpr std::size_t entriesOnScreen = 30;
-  const std::size_t limit = options.limit.value_or(options.terminal.isTerminal ? entriesOnScreen : 0);
   std::string text;
   for (const auto& [path, choice] : choices) {
     if (choice.due.empty()) continue;
-    text += fmt::format("With the trash {} for good:\n", counted(choice.due.size(), "entry goes", "entries go"));
-    text += trashContentText(choice.due, limit);
+    text +=
+        paragraph(fmt::format("With the trash {} for good:", counted(choice.due.size(), "entry goes", "entries go")),
+                  options.terminal);
+    text += trashContentText(choice.due, options);
   }
   return text;
 }
 
-std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, const TrashChoices& choices) {
+std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, const TrashChoices& choices,
+                                      bool apparentSize) {
   std::optional<std::int64_t> bytes;
   std::erase_if(items, [&](const CleanupPlan::Item& item) {
     if (!StoreNames::isWholeTrash(item.path)) return false;
     const auto choice = choices.find(item.path);
     if (choice == choices.end()) return true;
-    for (const Entry& entry : choice->second.due) bytes = saturatedSum(bytes.value_or(0), entry.bytes);
+    for (const Entry& entry : choice->second.due) {
+      bytes = saturatedSum(bytes.value_or(0), shownSize(entry, apparentSize));
+    }
     return true;
   });
   return bytes;
 }
 
-std::optional<std::int64_t> takeTrash(std::vector<DisposalReceipt>& receipts) {
-  std::optional<std::int64_t> bytes;
-  std::erase_if(receipts, [&](const DisposalReceipt& receipt) {
-    if (!StoreNames::isWholeTrash(receipt.path)) return false;
-    bytes = saturatedSum(bytes.value_or(0), receipt.bytes.value_or(0));
-    return true;
-  });
-  return bytes;
+std::vector<Entry> goneEntries(const FreedesktopTrash::Purged& purged, std::vector<Entry> entries) {
+  const std::set<std::string_view> paths(purged.paths.begin(), purged.paths.end());
+  std::erase_if(entries, [&](const Entry& entry) { return !entry.identity || !paths.contains(entry.path); });
+  return entries;
 }
 
 }  // namespace tidra

@@ -33,9 +33,12 @@ TrashChoices trashChoices(const std::vector<CleanupCandidate>& candidates, TimeP
 /// Lists the entries that go, largest first, under a heading. Empty when nothing goes.
 std::string emptyingText(const TrashChoices& choices, const CleanupViewOptions& options);
 
-/// Removes whole trashes from a plan's items and returns their bytes that go; none when nothing goes.
-std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, const TrashChoices& choices);
-/// The same for the receipts of an outcome.
-std::optional<std::int64_t> takeTrash(std::vector<DisposalReceipt>& receipts);
+/// Removes whole trashes from a plan's items and returns the size that is shown of what goes; none when nothing goes.
+std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, const TrashChoices& choices,
+                                      bool apparentSize);
+
+/// Those of the entries that are gone, as far as they were items.
+std::vector<FreedesktopTrash::Entry> goneEntries(const FreedesktopTrash::Purged& purged,
+                                                 std::vector<FreedesktopTrash::Entry> entries);
 
 }  // namespace tidra

@@ -2,18 +2,17 @@
 
 #include <fmt/format.h>
 
-#include "core/base/text.h"
+#include "cli/terminal.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
-#include "core/platform/standard_streams.h"
 
 namespace tidra {
 
 namespace {
 
 /// Also with --quiet: what was excluded may not be any more.
-void writeDamage(const std::string& note) { writeStandardError(fmt::format("note: {}\n", escapedForTerminal(note))); }
+void writeDamage(const std::string& note) { writeLoudNote(shown(note)); }
 
 }  // namespace
 

@@ -37,13 +37,11 @@ std::int64_t cutTo(std::vector<T>& list, std::size_t most) {
 }  // namespace
 
 template <>
-constexpr auto fieldsOf<RemovedItem> = recordFields(bytesField("path", &RemovedItem::path),
-                                                    field("method", &RemovedItem::method),
-                                                    bytesField("destination", &RemovedItem::destination),
-                                                    field("bytes", &RemovedItem::bytes),
-                                                    fieldOrDefault("freedBytes", &RemovedItem::freedBytes),
-                                                    field("at", &RemovedItem::at),
-                                                    field("restoredAt", &RemovedItem::restoredAt));
+constexpr auto fieldsOf<RemovedItem> = recordFields(
+    bytesField("path", &RemovedItem::path), field("method", &RemovedItem::method),
+    bytesField("destination", &RemovedItem::destination), field("bytes", &RemovedItem::bytes),
+    fieldOrDefault("freedBytes", &RemovedItem::freedBytes), field("freeableBytes", &RemovedItem::freeableBytes),
+    field("at", &RemovedItem::at), field("restoredAt", &RemovedItem::restoredAt));
 
 template <>
 constexpr auto fieldsOf<RemovalRun> =
@@ -112,6 +110,45 @@ void RemovalHistory::update(const std::string& id, const std::function<void(Remo
   change([&](std::vector<RemovalRun>& runs) {
     const auto found = std::find_if(runs.begin(), runs.end(), [&](const RemovalRun& each) { return each.id == id; });
     if (found != runs.end()) edit(*found);
+  });
+}
+
+namespace {
+
+/// The newest item that went from one of the places to the other and is not back yet; null if there is none.
+RemovedItem* findMoved(std::vector<RemovalRun>& runs, const MovedBack& back) {
+  for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
+    for (RemovedItem& item : run->items) {
+      if (!item.restoredAt && item.destination == back.from && item.path == back.to) return &item;
+    }
+  }
+  return nullptr;
+}
+
+bool isAllBack(const RemovalRun& run) {
+  bool movedSome = false;
+  for (const RemovedItem& item : run.items) {
+    if (!item.isMoved()) continue;
+    if (!item.restoredAt) return false;
+    movedSome = true;
+  }
+  return movedSome && run.moreItems == 0;
+}
+
+}  // namespace
+
+void RemovalHistory::markRestored(const std::vector<MovedBack>& items, TimePoint now) {
+  auto known = load();
+  const bool concernsSome =
+      std::any_of(items.begin(), items.end(), [&](const MovedBack& item) { return findMoved(known, item) != nullptr; });
+  if (!concernsSome) return;
+  change([&](std::vector<RemovalRun>& runs) {
+    for (const MovedBack& item : items) {
+      if (RemovedItem* found = findMoved(runs, item)) found->restoredAt = now;
+    }
+    for (RemovalRun& run : runs) {
+      if (!run.undoneAt && isAllBack(run)) run.undoneAt = now;
+    }
   });
 }
 

@@ -30,14 +30,13 @@ struct EnumTable<RemovalCommand> {
   };
 };
 
-struct RemovedItem {
-  std::string path;  // where it was, or a tool-backed target
-  DisposalMethod method = DisposalMethod::trash;
-  std::optional<std::string> destination;  // in trash or quarantine; absent when it is gone for good
-  std::optional<std::int64_t> bytes;       // apparent
-  std::int64_t freedBytes = 0;             // 0 for what was moved
-  TimePoint at{};
-  std::optional<TimePoint> restoredAt;  // when an undo brought it back
+/// The receipt of an item, and what became of it.
+struct RemovedItem : DisposalReceipt {
+  std::int64_t freedBytes = 0;                // 0 for what was moved
+  std::optional<std::int64_t> freeableBytes;  // what deleting it would have freed; absent in older files
+  std::optional<TimePoint> restoredAt;        // when it was brought back
+
+  bool isMoved() const { return destination.has_value(); }
 
   bool operator==(const RemovedItem&) const = default;
 };
@@ -58,6 +57,12 @@ struct RemovalRun {
   bool operator==(const RemovalRun&) const = default;
 };
 
+/// What was moved back from trash or quarantine.
+struct MovedBack {
+  std::string from;  // its place there
+  std::string to;    // the path that it was removed from
+};
+
 /// A file of the running user alone. Every change is made under a lock and replaces the file atomically, so that
 /// processes lose none of each other's runs and a crash leaves the old history or the new one.
 class RemovalHistory {
@@ -76,6 +81,10 @@ class RemovalHistory {
   /// Adds a run with a new `id`, shortened to the bounds above, and drops the oldest runs beyond them. A damaged file
   /// is kept beside the new one. Throws PreferencesError if the history cannot be written.
   void append(RemovalRun run);
+
+  /// Marks the items as brought back, each in the newest run that moved it; a run all of whose moved items are back is
+  /// undone. Writes nothing where no run has one of them. Throws PreferencesError.
+  void markRestored(const std::vector<MovedBack>& items, TimePoint now);
 
   /// Changes the run with this `id` as it is stored by now, unless it has been dropped. Throws PreferencesError.
   void update(const std::string& id, const std::function<void(RemovalRun&)>& edit);

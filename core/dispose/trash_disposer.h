@@ -26,6 +26,7 @@ class TrashDisposer {
   /// Result of emptying the trash.
   struct Emptied {
     FreedesktopTrash::Purged purged;                // its notes: trashes skipped and why
+    std::vector<FreedesktopTrash::Entry> due;       // what was to go, measured; empty on macOS
     std::vector<FreedesktopTrash::Entry> unlisted;  // kept: no valid deletion date
   };
 

@@ -20,7 +20,9 @@ TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint now, bool includesUnl
   std::vector<std::string> notes;
   const auto untilNow = now + std::chrono::seconds{1};
   auto choice = FreedesktopTrash::choose(freedesktop_.list(now, notes), untilNow, includesUnlisted);
-  Emptied emptied{FreedesktopTrash::remove(choice.due, shouldCancel), std::move(choice.unlisted)};
+  FreedesktopTrash::measure(choice.due);
+  Emptied emptied{{}, std::move(choice.due), std::move(choice.unlisted)};
+  emptied.purged = FreedesktopTrash::remove(emptied.due, shouldCancel);
   emptied.purged.notes = std::move(notes);
   return emptied;
 }

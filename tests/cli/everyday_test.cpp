@@ -54,6 +54,9 @@ TEST_F(Everyday, HelpNeedsNoOption) {
 TEST_F(Everyday, CompletionsKnowCommandsOptionsAndValues) {
   ASSERT_EQ(run({"exclude", "add", "~/code/a b"}).status, 0);
   ASSERT_EQ(clean({"--yes", "--method", "quarantine", "code/ancient"}).status, 0);
+  ASSERT_EQ(run({"rules", "enable", "elixir"}).status, 0);
+  const std::string mine = tree().writeFile("mine.json", R"({"projectRules": [{"id": "odd", "folderName": "_odd"}]})");
+  ASSERT_EQ(run({"rules", "add", mine}).status, 0);
   for (const auto& [typed, words] : rowsOf(R"(
        sc => words scan | compl => words completions | exclude re => words remove | help tra => words trash |
        help trash pur => words purge | scan --ti => words --tier | scan --tier sa => words safe |
@@ -62,7 +65,10 @@ TEST_F(Everyday, CompletionsKnowCommandsOptionsAndValues) {
        scan --ecosystem npm,rub => words npm,ruby | rules show node_mod => words node_modules | clean _ => folders |
        apply _ => files | clean --home _ => folders | exclude remove _ => words ~/code/a b |
        config set metho => words method | config set method del => words delete | completions z => words zsh |
-       scan --nothing= => words | quarantine restore 9 => words | rules enable elix => words elixir)")) {
+       scan --nothing= => words | quarantine restore 9 => words | rules enable er => words erlang |
+       rules disable _ => words elixir | rules show elixir-bu => words elixir-build | scan --disable-rule od => words odd |
+       rules remove _ => words mine.json odd | undo _ => words 1 | history _ => words 1 |
+       quarantine restore ~/code/an => words ~/code/ancient/target | scan --unskip ~/.pye => words ~/.pyenv)")) {
     Texts arguments = wordsOf("complete-words -- " + typed);
     if (arguments.back() == "_") arguments.back().clear();
     Texts shown;
@@ -96,6 +102,14 @@ TEST_F(Everyday, AHomeFolderThatNothingNamesIsThatOfTheUser) {
   const auto home = TidraHost::homeFolder();
   if (!home) GTEST_SKIP() << "the user has no home folder";
   EXPECT_THAT(without({"policy", "check", policy}).out, HasSubstr(*home + "/.tidra/audit.jsonl"));
+}
+
+TEST(ScanFigures, AreOfTheSizesThatAreShown) {
+  ScanProgress progress;
+  progress.recoverableBytes = 3 << 20;
+  progress.freeableBytes = 1 << 20;
+  EXPECT_EQ(joined(scanFigures(progress, false), "; "), "0 entries; 0 findings; 1 MB");
+  EXPECT_EQ(joined(scanFigures(progress, true), "; "), "0 entries; 0 findings; 3 MB");
 }
 
 TEST(RemovalFigures, ShowRateAndTimeLeftOnceTheyAreKnown) {

@@ -14,6 +14,7 @@
 #include <array>
 #include <chrono>
 #include <system_error>
+#include <utility>
 
 #include "core/platform/file_descriptor.h"
 
@@ -38,7 +39,7 @@ Stream makePipe(std::string& bytes) {
   return {FileDescriptor(ends[0]), FileDescriptor(ends[1]), &bytes};
 }
 
-Stream makeTerminal(std::string& bytes) {
+Stream makeTerminal(std::string& bytes, unsigned short columns = 80) {
   Stream stream{FileDescriptor(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)), {}, &bytes};
   const int ours = stream.ours.get();
   check(ours >= 0 && ::grantpt(ours) == 0 && ::unlockpt(ours) == 0, "posix_openpt");
@@ -47,7 +48,7 @@ Stream makeTerminal(std::string& bytes) {
   check(::tcgetattr(stream.theirs.get(), &settings) == 0, "tcgetattr");
   ::cfmakeraw(&settings);
   ::tcsetattr(stream.theirs.get(), TCSANOW, &settings);
-  const winsize size{24, 80, 0, 0};
+  const winsize size{24, columns, 0, 0};
   check(::ioctl(stream.theirs.get(), TIOCSWINSZ, &size) == 0, "TIOCSWINSZ");
   return stream;
 }
@@ -106,8 +107,8 @@ void take(Stream& stream) {
 
 ProgramRun runProgram(const std::vector<std::string>& arguments, const ProgramOptions& options) {
   ProgramRun run;
-  std::array<Stream, 2> streams{options.outIsTerminal ? makeTerminal(run.out) : makePipe(run.out),
-                                options.errIsTerminal ? makeTerminal(run.err) : makePipe(run.err)};
+  std::array<Stream, 2> streams{options.outIsTerminal ? makeTerminal(run.out, options.columns) : makePipe(run.out),
+                                options.errIsTerminal ? makeTerminal(run.err, options.columns) : makePipe(run.err)};
   std::string echo;
   const Stream in = options.typed ? makeTerminal(echo) : Stream{};
   if (options.typed) {
@@ -119,6 +120,7 @@ ProgramRun runProgram(const std::vector<std::string>& arguments, const ProgramOp
   for (Stream& stream : streams) stream.theirs.reset();
   const auto deadline = started + std::chrono::minutes{1};
   auto moment = options.moment;
+  auto onOutput = options.onOutput;
   while (streams[0].ours || streams[1].ours) {
     std::array<pollfd, 2> watched{pollfd{streams[0].ours.get(), POLLIN, 0}, pollfd{streams[1].ours.get(), POLLIN, 0}};
     std::chrono::milliseconds patience{1000};
@@ -134,12 +136,13 @@ ProgramRun runProgram(const std::vector<std::string>& arguments, const ProgramOp
     }
     if (std::chrono::steady_clock::now() > deadline) ::kill(child, SIGKILL);
     const bool silent = run.err.empty();
-    const bool nothingOut = run.out.empty();
     for (std::size_t i = 0; i < streams.size(); ++i) {
       if (watched[i].revents != 0) take(streams[i]);
     }
     if (silent && !run.err.empty() && options.onFirstError) options.onFirstError(child);
-    if (nothingOut && !run.out.empty() && options.onFirstOutput) options.onFirstOutput(child);
+    if (onOutput && !run.out.empty() && run.out.find(options.awaited) != std::string::npos) {
+      std::exchange(onOutput, nullptr)(child);
+    }
   }
   int raw = 0;
   check(::waitpid(child, &raw, 0) == child, "waitpid");

@@ -341,7 +341,7 @@ TEST_F(RulesCommand, ShowsTheCatalogThatScansUse) {
   EXPECT_EQ(RuleCatalog::load(exported.out), RuleCatalog::builtIn());
   const std::string file = tree().writeFile("mine.json", exported.out);
   EXPECT_THAT(run({"rules", "check", file}).out, HasSubstr("is a valid catalog"));
-  EXPECT_THAT(run({"rules"}).out, AllOf(HasSubstr("\n  node_modules "), HasSubstr("\n  npm-cache ")));
+  EXPECT_THAT(run({"rules"}).out, AllOf(HasSubstr("\nnode_modules "), HasSubstr("\nnpm-cache ")));
   EXPECT_THAT(run({"rules", "list", "--skipped"}).out, HasSubstr("~/.cache\n"));
   const auto shown = documentOf(run({"rules", "show", "target"}));
   EXPECT_EQ(JsonCodec<ProjectArtifactRule>::decode(shown, "it").folderName, "target");

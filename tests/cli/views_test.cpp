@@ -130,6 +130,26 @@ TEST(Views, TheResultSaysHowMuchIsFreeAndWhen) {
             "1 item would be deleted, up to 804 KB freed; nothing was changed.\n");
 }
 
+TEST(Views, OfPipSayThatItsPackagesStay) {
+  const auto asked = [](const std::vector<std::string_view>& paths) {
+    return planQuestion(paths, 5 << 20, DisposalMethod::trash, Remover::tool);
+  };
+  EXPECT_EQ(asked({"pip:orphan:/e"}), "Have pip empty its download cache? The unused packages stay.");
+  EXPECT_EQ(
+      asked({"docker:prune:dangling", "pip:orphan:/e"}),
+      "Have docker and pip remove 2 items (about 5 MB) at once and for good? pip empties its download cache only; "
+      "the unused packages stay.");
+  CleanupOutcome outcome;
+  outcome.disposal.receipts.push_back({"pip:orphan:/e", DisposalMethod::trash, {}, {}, {}});
+  outcome.unmeasured.push_back({"pip:orphan:/e", 5 << 20, true});
+  outcome.freedEach = {5 << 20};
+  EXPECT_EQ(outcomeText(outcome, {.candidates = {}}),
+            "pip has emptied its download cache, 5 MB freed; the packages stay.\n");
+  outcome.unmeasured[0].reportedByTool = false;
+  outcome.freedEach = {0};
+  EXPECT_THAT(outcomeText(outcome, {.candidates = {}}), HasSubstr("cache, pip does not say how much is freed; the"));
+}
+
 TEST(Views, AHintIsAWayBackOnlyWhereItIsOne) {
   struct Row {
     const char* path;
@@ -138,6 +158,7 @@ TEST(Views, AHintIsAWayBackOnlyWhereItIsOne) {
     const char* rule;
     const char* hint;
     const char* sentence;
+    ArtifactSource source = ArtifactSource::projectWalk;
   };
   using enum ArtifactSafetyTier;
   for (const Row& row :
@@ -146,14 +167,20 @@ TEST(Views, AHintIsAWayBackOnlyWhereItIsOne) {
             "careful: Holds files tracked by git"},
         Row{"/h/.npm", safe, "globalCaches", "npm-cache", "npm cache clean --force",
             "to get it back: npm install downloads the packages again"},
-        Row{"/h/logs", safe, "aiTools", "codex-logs", "old ones are lost", "afterwards: old ones are lost"}}) {
+        Row{"/h/logs", safe, "aiTools", "codex-logs", "old ones are lost", "afterwards: old ones are lost"},
+        Row{"pip:orphan:/e", caution, "python", "", "pip install to restore: a, b",
+            "empties pip's download cache; the packages stay until pip uninstall removes them: a, b",
+            ArtifactSource::pipCLI}}) {
     ScanReportItem item;
     item.path = row.path;
     item.tier = row.tier;
     item.category = row.category;
     item.ruleID = row.rule;
     item.restoreHint = row.hint;
-    if (item.category != projectCategory) item.source = ArtifactSource::systemProbe;
+    item.source = row.source;
+    if (item.category != projectCategory && item.source == ArtifactSource::projectWalk) {
+      item.source = ArtifactSource::systemProbe;
+    }
     EXPECT_EQ(hintOf(item)->sentence(), row.sentence);
   }
 }
@@ -177,13 +204,13 @@ TEST_F(Figures, LeadWithWhatRemovingFrees) {
   };
   const std::string freed = scan(with({})).out;
   EXPECT_LT(freed.find("~/code/tool "), freed.find("~/code/web ")) << freed;
-  EXPECT_THAT(freed, AllOf(ContainsRegex("hard links; "), Not(HasSubstr("2 MB")), HasSubstr("KB can be freed: 3 art")));
+  EXPECT_THAT(freed, AllOf(ContainsRegex("yarn; hard links\n"), Not(HasSubstr("2 MB")), HasSubstr("KB can be freed: 3 art")));
   const std::string apparent = scan(with({"--apparent-size"})).out;
   EXPECT_LT(apparent.find("~/code/web "), apparent.find("~/code/tool ")) << apparent;
   EXPECT_THAT(apparent, AllOf(HasSubstr("    2 MB  node_modules"), HasSubstr("2 MB can be removed: 3 artefacts")));
   const std::string planned = clean(with({"-n", "--method", "delete"})).out;
   EXPECT_LT(planned.find("~/code/tool/target"), planned.find("~/code/web/node_modules")) << planned;
-  EXPECT_THAT(planned, HasSubstr("hard links; to get it back: npm install"));
+  EXPECT_THAT(planned, ContainsRegex("to get it back: npm install.*; hard links\n"));
   const std::string listed = clean(with({"-n", "--method", "delete", "--apparent-size"})).out;
   EXPECT_LT(listed.find("~/code/web/node_modules"), listed.find("~/code/tool/target")) << listed;
   EXPECT_THAT(listed, HasSubstr("3 items would be deleted, 2 MB of files; nothing was changed."));

@@ -24,7 +24,7 @@ class RemovalHistoryTest : public testing::Test {
   std::string file() const { return tree_.path("state/history.json"); }
   static RemovalRun runOf(std::size_t items, const std::string& path = "/p/node_modules") {
     RemovalRun run;
-    run.items.assign(items, {path, DisposalMethod::trash, "/t/files/node_modules", 5, 0, {}, {}});
+    run.items.assign(items, {{path, DisposalMethod::trash, "/t/files/node_modules", 5, {}}, 0, 4096, {}});
     return run;
   }
 
@@ -48,6 +48,25 @@ TEST_F(RemovalHistoryTest, KeepsTheNewestRunsWithinItsBoundsForItsOwnerOnly) {
   EXPECT_EQ(runs[0].items[0].path, odd);
   EXPECT_EQ(pathFacts(file())->permissions, 0600U);
   EXPECT_EQ(pathFacts(tree_.path("state"))->permissions, 0700U);
+}
+
+TEST_F(RemovalHistoryTest, WhatMovesBackIsMarkedInTheNewestRunThatMovedIt) {
+  const MovedBack item{"/t/files/node_modules", "/p/node_modules"};
+  history().append(runOf(1));
+  RemovalRun newer = runOf(1);
+  newer.items.push_back({{"/p/dist", DisposalMethod::quarantine, "/q/dist", 5, {}}, 0, 4096, {}});
+  newer.items.push_back({{"/p/gone", DisposalMethod::delete_, {}, 5, {}}, 4096, 4096, {}});
+  history().append(newer);
+  const auto undone = [&](const std::vector<MovedBack>& items) {
+    history().markRestored(items, TimePoint{std::chrono::seconds{7}});
+    std::string text;
+    for (const RemovalRun& run : history().load()) text += run.undoneAt ? 'u' : '-';
+    return text;
+  };
+  EXPECT_EQ(undone({{item.from, "/elsewhere"}}), "--");
+  EXPECT_EQ(undone({item}), "--");
+  EXPECT_EQ(undone({{"/q/dist", "/p/dist"}}), "u-") << "what was deleted does not come back";
+  EXPECT_EQ(undone({item}), "uu");
 }
 
 TEST_F(RemovalHistoryTest, ARunIsChangedByItsIdentifier) {
