@@ -70,6 +70,11 @@ TextTable::Cell lastRunCell(const HubHostReport& report) {
   return bytes(report.disposedBytes);
 }
 
+/// Empty for older agents, which do not report it.
+std::string freedPart(std::optional<std::int64_t> freed) {
+  return freed ? fmt::format(", {} freed", bytes(*freed)) : "";
+}
+
 std::string topItemsText(const std::vector<HubTopItem>& items, const TerminalFacts& terminal) {
   TextTable table({{"SIZE", true}, {"TIER"}, {"IDLE", true}, {"FINDING"}, {"PATH"}});
   for (const HubTopItem& item : items) {
@@ -98,6 +103,10 @@ std::string fleetText(const HubSummary& summary, const TerminalFacts& terminal) 
   text += line("removed", fmt::format("{} (items: {}); {} in 24 hours, {} in 7 days", bytes(summary.disposedBytesTotal),
                                       number(summary.disposedItemsTotal), bytes(summary.disposedBytesLast24h),
                                       bytes(summary.disposedBytesLast7d)));
+  if (summary.freedBytesTotal > 0) {
+    text += line("freed", fmt::format("{}; {} in 24 hours, {} in 7 days", bytes(summary.freedBytesTotal),
+                                      bytes(summary.freedBytesLast24h), bytes(summary.freedBytesLast7d)));
+  }
   text += line("failures",
                fmt::format("{}; {} in 24 hours", number(summary.failuresTotal), number(summary.failuresLast24h)));
   text += line("quarantine", bytes(summary.quarantineBytes));
@@ -152,12 +161,13 @@ std::string hostText(const HubHostRecord& record, TimePoint now, const TerminalF
   for (const auto& [key, value] : report.tags) text += line("tag", shown(key) + "=" + shown(value));
   text += line("findings", number(report.findings));
   text += line("reclaimable", reclaimableText(report.reclaimableBytes, report.bytesByTier));
-  text += line("last run", fmt::format("{}, {:.1f} s: {} removed (items: {}), {} failed", iso8601(report.startedAt),
-                                       report.durationSeconds, bytes(report.disposedBytes),
-                                       number(report.disposedItems), number(report.failures)));
-  text += line("in all",
-               fmt::format("{} removed (items: {}), {} failed, runs: {}", bytes(report.disposedBytesTotal),
-                           number(report.disposedItemsTotal), number(report.failuresTotal), number(report.runsTotal)));
+  text +=
+      line("last run", fmt::format("{}, {:.1f} s: {} removed (items: {}){}, {} failed", iso8601(report.startedAt),
+                                   report.durationSeconds, bytes(report.disposedBytes), number(report.disposedItems),
+                                   freedPart(report.freedBytes), number(report.failures)));
+  text += line("in all", fmt::format("{} removed (items: {}){}, {} failed, runs: {}", bytes(report.disposedBytesTotal),
+                                     number(report.disposedItemsTotal), freedPart(report.freedBytesTotal),
+                                     number(report.failuresTotal), number(report.runsTotal)));
   text +=
       line("quarantine", fmt::format("{} (items: {})", bytes(report.quarantineBytes), number(report.quarantineItems)));
   if (report.volumeAvailableBytes) {

@@ -241,7 +241,7 @@ class Run {
     CleanupSetting setting = settingFor(resolved);
     if (!setting.dryRun) {
       // No record, no removal: without space for the record this throws, and the item stays.
-      setting.beforeItem = [&] { log.reserve(); };
+      setting.beforeItem = [&](const CleanupCandidate&) { log.reserve(); };
     }
     setting.onResult = [&](const CleanupCandidate& candidate, const TidraDeletionService::Result& result,
                            std::int64_t bytes) {
@@ -314,13 +314,21 @@ class Run {
     return snapshot;
   }
 
+  std::string freedText() const {
+    const std::string freed = "freed " + ByteFormatting::compact(result_.allFreedBytes());
+    const DisposalMethod method = policy().disposal.method;
+    if (result_.disposal.receipts.empty() || method == DisposalMethod::delete_) return freed;
+    return freed + fmt::format("; what went into the {} frees its space when that is {}", rawValue(method),
+                               method == DisposalMethod::trash ? "emptied" : "purged");
+  }
+
   void finish(const RunRecorder& recorder) {
     result_.duration = seconds();
     const std::string message =
         fmt::format("{:.1f}s, {} ok, {} failed{}", result_.duration, result_.disposal.receipts.size(),
                     result_.disposal.failures.size(), result_.interrupted ? ", interrupted" : "");
     recorder.finished(message, {.bytes = result_.disposedBytes(), .freedBytes = result_.allFreedBytes()});
-    if (!result_.dryRun) say("freed " + ByteFormatting::compact(result_.allFreedBytes()));
+    if (!result_.dryRun) say(freedText());
     say("run finished: " + message);
   }
 

@@ -40,10 +40,10 @@ class HubRemoteCommand : public CliTest {
 TEST_F(HubRemoteCommand, ShowsTheFleetWithoutLettingHostsWriteToTheTerminal) {
   const std::string evil = "web\x1b[2J\n/1";
   holds(record(evil));
-  EXPECT_THAT(
-      hub({"host", evil}),
-      succeeds(AllOf(StartsWith("web\\x1b[2J\\n/1\n"), HasSubstr("attention: disk 9% free\n"),
-                     HasSubstr("in the\\ncellar\n"), HasSubstr("/home/a/node_modules\n"), Not(HasSubstr("\x1b")))));
+  EXPECT_THAT(hub({"host", evil}),
+              succeeds(AllOf(StartsWith("web\\x1b[2J\\n/1\n"), HasSubstr("attention: disk 9% free\n"),
+                             HasSubstr("in the\\ncellar\n"), HasSubstr("/home/a/node_modules\n"),
+                             HasSubstr("(items: 8), 23"), HasSubstr(" freed, 10 failed\n"), Not(HasSubstr("\x1b")))));
   EXPECT_THAT(asked(), ElementsAre("GET /api/v1/hosts/web%1B%5B2J%0A%2F1"));
   EXPECT_EQ(HubJSON::decode<HubHostRecord>(hub({"host", evil, "--json"}).out, "it"), record(evil));
 
@@ -62,8 +62,12 @@ TEST_F(HubRemoteCommand, ShowsTheFleetWithoutLettingHostsWriteToTheTerminal) {
   HubSummary summary;
   summary.title = "Berlin";
   summary.topReclaimable = {{"b", 3000000000}};
+  summary.freedBytesTotal = 4000000000;
   holds(summary);
-  EXPECT_THAT(hub({"status"}).out, AllOf(StartsWith("Berlin\n"), HasSubstr("2.8 GB  b\n")));
+  EXPECT_THAT(hub({"status"}).out, AllOf(StartsWith("Berlin\n"), HasSubstr("2.8 GB  b\n"), HasSubstr("3.7 GB; 0 ")));
+  summary.freedBytesTotal = 0;  // of an older hub
+  holds(summary);
+  EXPECT_THAT(hub({"status"}).out, Not(HasSubstr("freed")));
   EXPECT_EQ(HubJSON::decode<HubSummary>(hub({"status", "--json"}).out, "it"), summary);
 }
 

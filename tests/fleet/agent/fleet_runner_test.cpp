@@ -39,6 +39,7 @@ TEST_F(FleetRuns, WeeksOfNightsAgreeOnDiskLogAndMetrics) {
   EXPECT_EQ(metric("tidra_quarantine_bytes"), std::to_string(4 * megabyte));
   EXPECT_THAT(lines_, Contains("1 items / 4 MB selected"));
   EXPECT_THAT(lines_, Contains("quarantine: 1 ok, 0 failed"));
+  EXPECT_THAT(lines_, Contains(EndsWith("; what went into the quarantine frees its space when that is purged")));
 
   now_ += day;
   run();
