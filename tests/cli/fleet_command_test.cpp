@@ -58,7 +58,7 @@ TEST_F(FleetCommand, GoesOnWhenNobodyReadsItsLines) {
 
 TEST_F(FleetCommand, ServesUntilItIsToldToStop) {
   const auto served = run({"fleet", "serve", "--policy", policy(R"(, "metrics": {"listen": "127.0.0.1:0"})")},
-                          {.onFirstOutput = [](pid_t program) { ::kill(program, SIGTERM); }});
+                          {.onOutput = [](pid_t program) { ::kill(program, SIGTERM); }});
   EXPECT_EQ(served.status, 0) << served.err;
   EXPECT_THAT(served.out, AllOf(HasSubstr("metrics on http://127.0.0.1:"), HasSubstr("\nstopped\n")));
   EXPECT_EQ(records().back().event, Event::runFinished);

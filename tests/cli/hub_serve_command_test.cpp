@@ -19,7 +19,7 @@ class HubServeCommand : public CliTest {
                    Environment environment = {}) const {
     Texts arguments{"hub", "serve", "--data", tree().path("hub"), "--listen", "127.0.0.1:0"};
     arguments.insert(arguments.end(), options.begin(), options.end());
-    return run(arguments, {.environment = std::move(environment), .onFirstOutput = [&](pid_t program) {
+    return run(arguments, {.environment = std::move(environment), .onOutput = [&](pid_t program) {
                              if (meanwhile) meanwhile(program);
                              ::kill(program, SIGTERM);
                            }});

@@ -14,6 +14,7 @@
 #include <array>
 #include <chrono>
 #include <system_error>
+#include <utility>
 
 #include "core/platform/file_descriptor.h"
 
@@ -119,6 +120,7 @@ ProgramRun runProgram(const std::vector<std::string>& arguments, const ProgramOp
   for (Stream& stream : streams) stream.theirs.reset();
   const auto deadline = started + std::chrono::minutes{1};
   auto moment = options.moment;
+  auto onOutput = options.onOutput;
   while (streams[0].ours || streams[1].ours) {
     std::array<pollfd, 2> watched{pollfd{streams[0].ours.get(), POLLIN, 0}, pollfd{streams[1].ours.get(), POLLIN, 0}};
     std::chrono::milliseconds patience{1000};
@@ -134,12 +136,13 @@ ProgramRun runProgram(const std::vector<std::string>& arguments, const ProgramOp
     }
     if (std::chrono::steady_clock::now() > deadline) ::kill(child, SIGKILL);
     const bool silent = run.err.empty();
-    const bool nothingOut = run.out.empty();
     for (std::size_t i = 0; i < streams.size(); ++i) {
       if (watched[i].revents != 0) take(streams[i]);
     }
     if (silent && !run.err.empty() && options.onFirstError) options.onFirstError(child);
-    if (nothingOut && !run.out.empty() && options.onFirstOutput) options.onFirstOutput(child);
+    if (onOutput && !run.out.empty() && run.out.find(options.awaited) != std::string::npos) {
+      std::exchange(onOutput, nullptr)(child);
+    }
   }
   int raw = 0;
   check(::waitpid(child, &raw, 0) == child, "waitpid");

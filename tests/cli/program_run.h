@@ -29,9 +29,10 @@ struct ProgramOptions {
   std::string folder = "/";
   bool outIsTerminal = false;  // of 80 columns, in raw mode
   bool errIsTerminal = false;
-  std::optional<std::string> typed = {};          // input typed at a terminal; absent: no input
-  std::function<void(pid_t)> onFirstError = {};   // on the first bytes of standard error
-  std::function<void(pid_t)> onFirstOutput = {};  // on the first bytes of standard output
+  std::optional<std::string> typed = {};         // input typed at a terminal; absent: no input
+  std::function<void(pid_t)> onFirstError = {};  // on the first bytes of standard error
+  std::string awaited = {};                      // what standard output holds before `onOutput` is called
+  std::function<void(pid_t)> onOutput = {};      // called once, with the first bytes or with what is awaited
 
   struct Moment {
     std::chrono::microseconds after{};  // since the start
