@@ -23,6 +23,7 @@
 #include "core/model/ecosystems.h"
 #include "core/platform/host.h"
 #include "core/platform/standard_streams.h"
+#include "core/session/removal_guard.h"
 
 namespace tidra {
 namespace {
@@ -41,10 +42,10 @@ void show(const ScanReport& report, MakePicture makePicture, const ScanOptions& 
 }
 
 ScanPicture pictureOf(const ScanReport& report, const ScanOutcome& outcome, const ScanRequest& request,
-                      const ScanViewOptions& view) {
+                      RemovalGuard& removalGuard, const ScanViewOptions& view) {
   return {.report = report,
           .sizes = ShownSizes(report, &outcome.findings, view.apparentSize),
-          .marks = marksOf(report, outcome, request, &InterruptGuard::requested),
+          .marks = marksOf(report, outcome, request, removalGuard, &InterruptGuard::requested),
           .isUpperBound = mayShareExtents(outcome.findings, request.mounts)};
 }
 
@@ -118,6 +119,8 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
   ScanRequest request = makeScanRequest(options, program.environment);
   const auto lines =
       options.jsonLines ? startJsonLines("scan", request, std::nullopt, program.options.dryRun) : nullptr;
+  RemovalGuard removalGuard(request.resolver);
+  if (!options.json && !lines) removalGuard.prepare();
   ScanOutcome outcome = [&] {
     const InterruptGuard guard;
     return runScanForPerson(request, program);
@@ -127,7 +130,7 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
     lines->report(report);
   } else {
     show(
-        report, [&] { return pictureOf(report, outcome, request, view); }, options, view, program);
+        report, [&] { return pictureOf(report, outcome, request, removalGuard, view); }, options, view, program);
   }
   if (!program.options.dryRun) remember(report, std::move(outcome.findings), request.resolver);
   noteOutOfBounds(outcome, options);

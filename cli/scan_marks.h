@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/model/scan_report.h"
+#include "core/session/removal_guard.h"
 #include "core/session/scan_session.h"
 
 namespace tidra {
@@ -17,7 +18,7 @@ struct ItemMark {
     goes,
     part,    // goes with the item that it lies in
     review,  // left to the user: its tier, or no evidence that a tool made it
-    kept,    // stays whatever is selected
+    kept,    // stays even if it is selected
   };
 
   Kind kind = Kind::goes;
@@ -34,6 +35,6 @@ std::vector<ItemMark> marksOf(const ScanReport& report, const ChosenTiers& tiers
 
 /// As above, and what keep files, processes, mounts and nested findings keep now. `report` is that of the outcome.
 std::vector<ItemMark> marksOf(const ScanReport& report, const ScanOutcome& outcome, const ScanRequest& request,
-                              const std::function<bool()>& shouldCancel);
+                              RemovalGuard& guard, const std::function<bool()>& shouldCancel);
 
 }  // namespace tidra

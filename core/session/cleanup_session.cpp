@@ -15,7 +15,6 @@
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 #include "core/session/git_checks.h"
-#include "core/session/removal_guard.h"
 #include "core/session/removal_progress.h"
 
 namespace tidra {
@@ -206,10 +205,9 @@ UnprovenFindings unprovenIn(const ScanOutcome& outcome) {
   return unproven;
 }
 
-std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
+std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, RemovalGuard& guard,
                                                const CleanupOptions& options) {
   std::vector<CleanupCandidate> candidates;
-  RemovalGuard guard(resolver);
   for (const FoundArtifact& found : outcome.findings) {
     if (isCancelled(options.shouldCancel)) break;
     if (!options.takesUnproven && lacksEvidence(found.finding)) continue;

@@ -13,6 +13,7 @@
 #include "core/dispose/deletion_service.h"
 #include "core/model/cleanup_plan.h"
 #include "core/platform/path_text.h"
+#include "core/session/removal_guard.h"
 #include "core/session/scan_session.h"
 
 namespace tidra {
@@ -57,9 +58,9 @@ UnprovenFindings unprovenIn(const ScanOutcome& outcome);
 /// Returns the findings of a scan, largest first, without those of unprovenIn() (unless selected by option) and those
 /// inside another one. Findings protected by a keep file or by use, and those that contain a finding that stays, have a
 /// refusal. The candidates refer to the findings of `outcome`, which must outlive them.
-std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
+std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, RemovalGuard& guard,
                                                const CleanupOptions& options);
-std::vector<CleanupCandidate> selectForCleanup(ScanOutcome&&, const TidraPathResolver&, const CleanupOptions&) = delete;
+std::vector<CleanupCandidate> selectForCleanup(ScanOutcome&&, RemovalGuard&, const CleanupOptions&) = delete;
 
 /// Returns the plan of the candidates without a refusal.
 CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, DisposalMethod method,

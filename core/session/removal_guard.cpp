@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <system_error>
+#include <utility>
 
 #include "core/base/text.h"
 #include "core/model/scan_artifact_finding.h"
@@ -104,18 +106,34 @@ std::optional<PlaceUse> RemovalGuard::workerAround(const std::string& project) {
   return std::nullopt;
 }
 
+void RemovalGuard::prepare() {
+  try {
+    prepared_ = std::async(std::launch::async, &RemovalGuard::takeSnapshot);
+  } catch (const std::system_error&) {
+    prepared_ = {};
+  }
+}
+
 /// Expensive snapshots are taken less often: at most a tenth of the time.
-void RemovalGuard::refresh() {
-  using Clock = std::chrono::steady_clock;
+RemovalGuard::TimedSnapshot RemovalGuard::takeSnapshot() {
   constexpr std::chrono::seconds shortest{2};
   constexpr int shareOfTime = 10;
   const auto started = Clock::now();
-  if (started < freshUntil_) return;
-  usage_ = UsageSnapshot::take();
+  TimedSnapshot snapshot{UsageSnapshot::take(), {}};
+  const auto now = Clock::now();
+  snapshot.freshUntil = now + std::max<Clock::duration>(shortest, shareOfTime * (now - started));
+  return snapshot;
+}
+
+void RemovalGuard::refresh() {
+  if (Clock::now() < freshUntil_) return;
+  TimedSnapshot snapshot;
+  if (prepared_.valid()) snapshot = prepared_.get();
+  if (Clock::now() >= snapshot.freshUntil) snapshot = takeSnapshot();
+  usage_ = std::move(snapshot.usage);
+  freshUntil_ = snapshot.freshUntil;
   repositories_ = {};
   keepers_ = MarkedFolderFinder(keepFile);
-  const auto now = Clock::now();
-  freshUntil_ = now + std::max<Clock::duration>(shortest, shareOfTime * (now - started));
 }
 
 }  // namespace tidra

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <future>
 #include <optional>
 #include <string>
 
@@ -18,6 +19,10 @@ class RemovalGuard {
 
   explicit RemovalGuard(const TidraPathResolver& resolver);
 
+  /// Starts to read in the background what processes use. The first question takes the answer, unless it is some
+  /// seconds old by then. The destructor waits for it. Best effort: without a thread the first question reads.
+  void prepare();
+
   /// Returns why a path must stay, as the rest of a sentence after it; nullopt if nothing prevents removal, and for
   /// targets of tools. Reasons: a file ".tidra-keep" in it or an ancestor (also along its resolved path), unless a
   /// stranger planted it in a world-writable folder; a process that works in it or its project, runs from there, was
@@ -33,11 +38,19 @@ class RemovalGuard {
   std::optional<PlaceUse> workerAround(const std::string& project);
   void refresh();
 
+  using Clock = std::chrono::steady_clock;
+  struct TimedSnapshot {
+    UsageSnapshot usage;
+    Clock::time_point freshUntil;
+  };
+  static TimedSnapshot takeSnapshot();
+
   std::string home_;  // symbolic links resolved
   UsageSnapshot usage_;
   RepositoryFinder repositories_;
   MarkedFolderFinder keepers_{keepFile};
-  std::chrono::steady_clock::time_point freshUntil_{};
+  Clock::time_point freshUntil_{};
+  std::future<TimedSnapshot> prepared_;
 };
 
 }  // namespace tidra

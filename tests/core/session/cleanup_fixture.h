@@ -61,7 +61,8 @@ class CleanupSession : public WithGitRepositories {
   const ScanOutcome& scanned(const ScanRequest& request) const { return outcomes_.emplace_back(runScan(request)); }
   std::vector<CleanupCandidate> selectedFrom(const ScanRequest& request, CleanupOptions options = {}) const {
     options.takesUnproven = true;
-    return selectForCleanup(scanned(request), request.resolver, options);
+    RemovalGuard guard(request.resolver);
+    return selectForCleanup(scanned(request), guard, options);
   }
   std::vector<CleanupCandidate> selected(const CleanupOptions& options = {}) const {
     return selectedFrom(request(), options);

@@ -73,7 +73,8 @@ TEST_F(CleanupSession, TakesWithoutAskingOnlyWhatAToolIsKnownToHaveMade) {
   tree_.writeFile("code/b/package.json", R"({"dependencies": {"a": "1"}})");
   tree_.writeFile("code/b/node_modules/.package-lock.json");
   const auto outcome = runScan(request());
-  EXPECT_THAT(told(selectForCleanup(outcome, request().resolver, {})), ElementsAre("b/node_modules: -"));
+  RemovalGuard guard(request().resolver);
+  EXPECT_THAT(told(selectForCleanup(outcome, guard, {})), ElementsAre("b/node_modules: -"));
   EXPECT_THAT(told(selected()), ElementsAre("b/node_modules: -", "a/node_modules: -"));
   const auto unproven = unprovenIn(outcome);
   EXPECT_EQ(unproven.count, 1U);
@@ -168,7 +169,8 @@ TEST_F(CleanupSession, ACategoryMayBeNamedLikeTheGroupOfAnother) {
   auto asked = everywhere();
   asked.categories = {"caches"};
   for (auto& rule : asked.catalog.systemRules) rule.category = "caches";
-  const auto plan = makeCleanupPlan(selectForCleanup(scanned(asked), asked.resolver, {}), DisposalMethod::trash, asked);
+  RemovalGuard guard(asked.resolver);
+  const auto plan = makeCleanupPlan(selectForCleanup(scanned(asked), guard, {}), DisposalMethod::trash, asked);
   ASSERT_EQ(plan.items.size(), 1U);
   EXPECT_EQ(plan.items[0].category, "caches");
   EXPECT_EQ(checkPlan(plan, asked, {}).candidates.at(0).refusal, std::nullopt);
@@ -240,7 +242,8 @@ TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
   }
   tree_.writeFile("code/p/.tidra-removing-xyz/f");
   auto all = everywhere();
-  const auto candidates = selectForCleanup(scanned(all), all.resolver, {});
+  RemovalGuard guard(all.resolver);
+  const auto candidates = selectForCleanup(scanned(all), guard, {});
   std::vector<std::string> leftovers;
   for (const auto& candidate : candidates) {
     if (candidate.item.label == "Interrupted removal") {
