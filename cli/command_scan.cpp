@@ -54,6 +54,11 @@ void remember(const ScanReport& report, std::vector<FoundArtifact> findings, con
   try {
     UserState state(resolver);
     state.requireHome();
+    // The results of a whole scan are worth more than a part of newer ones.
+    if (report.partial) {
+      const auto last = state.lastScan.load();
+      if (last && !last->partial) return;
+    }
     state.lastScan.save(ScanResultsSummary::make(report), report.partial, ScanAggregate::of(std::move(findings)),
                         report.generatedAt);
   } catch (const PreferencesError& error) {
@@ -84,7 +89,7 @@ std::string summaryText(const LastScan& last) {
       counted(static_cast<std::uint64_t>(std::max<std::int64_t>(summary.projectCount, 0)), "group", "groups"),
       escapedForTerminal(summary.scannedPathLabel));
   if (last.end) text += fmt::format(" Scanned at {}.", localTime(*last.end));
-  text += last.partial ? "\nThe scan was interrupted, so this is not all.\n" : "\n";
+  text += last.partial ? "\nThe scan was interrupted; this list is incomplete.\n" : "\n";
   return text;
 }
 
@@ -119,7 +124,7 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
   ScanRequest request = makeScanRequest(options, program.environment);
   const auto lines =
       options.jsonLines ? startJsonLines("scan", request, std::nullopt, program.options.dryRun) : nullptr;
-  RemovalGuard removalGuard(request.resolver);
+  RemovalGuard removalGuard(request.resolver, request.mounts);
   if (!options.json && !lines) removalGuard.prepare();
   ScanOutcome outcome = [&] {
     const InterruptGuard guard;

@@ -25,6 +25,8 @@ std::string reasonToReview(const ScanReportItem& item) {
 }  // namespace
 
 std::vector<ItemMark> marksOf(const ScanReport& report, const ChosenTiers& tiers) {
+  // An interrupted scan has not looked for evidence and for work of the user everywhere.
+  if (report.partial) return {report.items.size(), ItemMark{ItemMark::Kind::unknown}};
   const auto taken = takenTiers(tiers);
   std::vector<ItemMark> marks;
   marks.reserve(report.items.size());
@@ -38,8 +40,9 @@ std::vector<ItemMark> marksOf(const ScanReport& report, const ChosenTiers& tiers
 std::vector<ItemMark> marksOf(const ScanReport& report, const ScanOutcome& outcome, const ScanRequest& request,
                               RemovalGuard& guard, const std::function<bool()>& shouldCancel) {
   auto marks = marksOf(report, request.tiers);
-  const auto candidates = selectForCleanup(
-      outcome, guard, {.tiers = takenTiers(request.tiers), .mounts = request.mounts, .shouldCancel = shouldCancel});
+  if (report.partial) return marks;
+  const auto candidates =
+      selectForCleanup(outcome, guard, {.tiers = takenTiers(request.tiers), .shouldCancel = shouldCancel});
   if (shouldCancel()) return marks;
   std::unordered_map<std::string_view, const CleanupCandidate*> byPath;
   for (const CleanupCandidate& candidate : candidates) byPath.emplace(candidate.item.path, &candidate);

@@ -139,8 +139,14 @@ std::string sumText(const ScanPicture& picture, const ScanViewOptions& options) 
   const Part goes(picture, ItemMark::Kind::goes);
   const Part review(picture, ItemMark::Kind::review);
   const Part kept(picture, ItemMark::Kind::kept);
+  const Part unknown(picture, ItemMark::Kind::unknown);
   std::string text;
-  if (picture.report.items.empty()) {
+  if (unknown.items > 0) {
+    text = ledParagraph(fmt::format("{} found before the interruption", unknown.size()),
+                        fmt::format(": {}{}.{} What can go was not checked; scan again to know.", unknown.count(),
+                                    unknown.places(roots), when),
+                        options);
+  } else if (picture.report.items.empty()) {
     text = paragraph(fmt::format("Nothing to reclaim in {}.{}", roots, when), options.terminal);
   } else if (goes.items == 0) {
     text = paragraph(fmt::format("Nothing in {} goes without a decision of yours.{}", roots, when), options.terminal);
@@ -163,7 +169,9 @@ std::string sumText(const ScanPicture& picture, const ScanViewOptions& options) 
                                      ByteFormatting::readable(volume.totalBytes)),
                          options.terminal);
   }
-  if (picture.report.partial) text += paragraph("The scan was interrupted, so this is not all.", options.terminal);
+  if (picture.report.partial && unknown.items == 0) {
+    text += paragraph("The scan was interrupted; this list is incomplete.", options.terminal);
+  }
   return text;
 }
 
