@@ -86,7 +86,6 @@ std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanReq
                                      {.force = options.removal.force,
                                       .takesUnproven = options.takesUnproven,
                                       .keptHint = keptHint,
-                                      .mounts = request.mounts,
                                       .shouldCancel = &InterruptGuard::requested});
   sortBy(view, candidates);
   std::erase_if(candidates, [&](const CleanupCandidate& candidate) {
@@ -113,7 +112,7 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   if (options.scan.jsonLines) {
     options.removal.lines = startJsonLines("clean", request, method, program.options.dryRun);
   }
-  RemovalGuard removalGuard(request.resolver);
+  RemovalGuard removalGuard(request.resolver, request.mounts);
   removalGuard.prepare();
   const ScanOutcome outcome = runScanForPerson(request, program);
   InterruptGuard::requireNone("The scan was interrupted, so nothing was removed.");
@@ -143,7 +142,7 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
   view.terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
   const ScanRequest request = requestFor(options, program);
   std::optional<InterruptGuard> guard(std::in_place);
-  RemovalGuard removalGuard(request.resolver);
+  RemovalGuard removalGuard(request.resolver, request.mounts);
   removalGuard.prepare();
   const ScanOutcome outcome = runScanForPerson(request, program);
   const auto candidates = selected(outcome, request, removalGuard, options, view, program);

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/base/text.h"
+#include "core/dispose/protected_places.h"
 #include "core/model/scan_artifact_finding.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
@@ -52,11 +53,21 @@ bool holdsKeepFile(const std::string& folder) {
 
 }  // namespace
 
-RemovalGuard::RemovalGuard(const TidraPathResolver& resolver) : home_(realPathOrSame(resolver.home)) {}
+RemovalGuard::RemovalGuard(const TidraPathResolver& resolver, std::vector<MountPoint> mounts)
+    : home_(realPathOrSame(resolver.home)), mounts_(std::move(mounts)) {}
+
+std::optional<std::string> RemovalGuard::reasonOfMount(const std::string& path) const {
+  if (isToolBackedTarget(path)) return std::nullopt;
+  // Of a last component that is a symbolic link, the link is removed and not its target.
+  const std::string place = joinedPath(realPathOrSame(parentPath(path)), lastPathComponent(path));
+  if (isSameOrInside(home_, place)) return std::nullopt;  // protected anyway
+  return ProtectedPlaces::reasonOfMount(place, mounts_);
+}
 
 std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
                                                       const std::optional<std::string>& project) {
   if (isToolBackedTarget(path)) return std::nullopt;
+  if (auto reason = reasonOfMount(path)) return reason;
   refresh();
   if (const auto keeper = keeperOf(path, project)) {
     return fmt::format("is kept by {}", escapedForTerminal(joinedPath(*keeper, keepFile)));
