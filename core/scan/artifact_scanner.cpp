@@ -186,7 +186,7 @@ class WalkVisitor {
     for (const auto& [name, facts] : candidates) decide(folder, project, name, *facts);
   }
 
-  /// Puts a subfolder to the candidates, which are decided about after the complete listing, or goes into it.
+  /// Adds a subfolder to the candidates, decided after the complete listing, or walks into it.
   void addSubfolder(Visit& folder, std::string_view name, const NameFacts* facts, Candidates& candidates,
                     OffRulesSeen& offRules) {
     if (name.starts_with(RemovalLeftover::prefix) && RemovalLeftover::is(name)) {
@@ -223,8 +223,6 @@ class WalkVisitor {
     return !request_.onlyNames || request_.onlyNames->contains(std::string(name));
   }
 
-  bool wantsLeftovers() const { return !request_.enabledEcosystems || request_.enabledEcosystems->contains("general"); }
-
   void addLeftover(Visit& folder, std::string_view name) {
     const std::string parent = folder.node()->path();
     if (!RemovalNote::claims(folder.node()->descriptor(), std::string(name))) {
@@ -232,7 +230,7 @@ class WalkVisitor {
       unclaimedLeftovers_.push_back(joinedPath(parent, name));
       return;
     }
-    if (!wantsLeftovers()) return;
+    if (!RemovalLeftover::isWanted(request_.enabledEcosystems)) return;
     folder.descend(name, {{WalkFilter::childPlace(folder.context().position.place, name)},
                           &addArtifact(joinedPath(parent, name), parent, std::nullopt)});
   }
@@ -240,14 +238,14 @@ class WalkVisitor {
   /// A note without its folder: the removal was interrupted before its first or between its last two steps.
   void addStrayNote(Visit& folder, std::string_view name) {
     const int descriptor = folder.node()->descriptor();
-    if (!wantsLeftovers() || !isAskedFor(name) || !RemovalNote::claims(descriptor, std::string(name))) return;
+    if (!RemovalLeftover::isWanted(request_.enabledEcosystems) || !isAskedFor(name)) return;
+    if (!RemovalNote::claims(descriptor, std::string(name))) return;
     const std::string parent = folder.node()->path();
     Artifact& note = addArtifact(joinedPath(parent, name), parent, std::nullopt);
     identify(note, entryFacts(descriptor, std::string(name).c_str()));
     finishFolder(note);
   }
 
-  /// Mounts inside an artefact do not count: removing it would not free their space.
   void measure(Visit& folder, Artifact& artifact) {
     artifact.measurement.measure(folder.reader(), *folder.node(), folder.context().position,
                                  [&](auto name, const auto& below) {
