@@ -29,6 +29,7 @@
 #include "core/session/git_checks.h"
 #include "core/session/leftover_finder.h"
 #include "core/session/never_removed.h"
+#include "core/session/pack_hint.h"
 #include "core/session/project_activity_reader.h"
 #include "core/session/root_plans.h"
 #include "core/session/session_progress.h"
@@ -134,7 +135,7 @@ class ScanSession {
     progress_.beginWalk();
     auto request = walkRequest();
     request.root = plan.root;
-    request.onlyNames = namesIn(plan.root);
+    request.onlyNames = plan.onlyNames ? plan.onlyNames : namesIn(plan.root);
     const auto askActivity = activityQuestions(plan);
     request.onProgress = [&](const auto& tick) {
       if (tick.latestFinding != nullptr) askActivity(*tick.latestFinding);
@@ -291,8 +292,16 @@ class ScanSession {
   }
 
   void noteOffPacks() {
-    if (isRecheck() || request_.ecosystems) return;
-    if (auto text = noteOfOffPacks(request_.offPacks, projectsOfOffPacks_)) note(std::move(*text));
+    if (isRecheck() || request_.ecosystems || shouldCancel()) return;
+    std::vector<OffPack> packs;
+    for (std::size_t i = 0; i < request_.offPacks.size(); ++i) {
+      packs.push_back({request_.offPacks[i], i < projectsOfOffPacks_.size() ? projectsOfOffPacks_[i] : 0, false});
+    }
+    const bool isOfAll = request_.systemReach == SystemReach::everywhere && !request_.tiers && !request_.olderThan;
+    if (request_.scanSystem && isOfAll) {
+      findPlacesOf(packs, probeContextOf(request_), systemCategoriesOf(request_), outcome_.findings);
+    }
+    if (auto text = noteOfOffPacks(std::move(packs))) note(std::move(*text));
   }
 
   void noteIdleExclusions() {

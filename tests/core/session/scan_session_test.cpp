@@ -268,6 +268,22 @@ TEST_F(ScanSession, EachRootWithoutFindingsHasANote) {
                                          HasSubstr("/a/missing could not be read")));
 }
 
+TEST_F(ScanSession, ARootMayBeAnArtefact) {
+  makeProjects();
+  const std::string artefact = "code/fresh/node_modules";
+  tree_.writeFile(artefact + "/a/lib/f");
+  tree_.writeFile("code/fresh/target/CACHEDIR.TAG");
+  tree_.symlink("link", artefact);
+  EXPECT_THAT(found(request({artefact})), ElementsAre(artefact));
+  EXPECT_THAT(found(request({artefact, "code/fresh/target", "code/old"})),
+              ElementsAre(artefact, "code/fresh/target", "code/old/data", "code/old/target"));
+  EXPECT_THAT(found(request({artefact, "code"})),
+              ElementsAre(artefact, "code/fresh/target", "code/old/data", "code/old/target"));
+  for (const std::string& root : {artefact + "/a", std::string("link")}) {
+    EXPECT_THAT(runScan(request({root})).notes, ElementsAre(HasSubstr("which is one finding as a whole"))) << root;
+  }
+}
+
 TEST_F(ScanSession, ARootOnAnotherFileSystemIsWalkedByItself) {
   makeProjects();
   auto asked = request({"code", "code/old"});
