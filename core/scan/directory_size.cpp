@@ -4,21 +4,10 @@
 
 #include "core/base/quantities.h"
 #include "core/platform/files.h"
-#include "core/scan/bundle_packages.h"
 #include "core/scan/folder_traversal.h"
 #include "core/scan/measurement.h"
-#include "core/scan/rule_index.h"
 
 namespace tidra {
-
-bool Measurement::belongs(std::string_view folderName) const {
-  return options_.enterBundles || !isBundlePackage(folderName);
-}
-
-bool Measurement::isPackagesOwn(std::string_view name) const {
-  const NameFacts* facts = options_.namesOfPackages != nullptr ? options_.namesOfPackages->find(name) : nullptr;
-  return facts != nullptr && !facts->rules.empty();
-}
 
 unsigned defaultScanWorkers() {
   constexpr unsigned fewest = 8;
