@@ -23,7 +23,7 @@ bool isCancelled(const std::function<bool()>& shouldCancel) { return shouldCance
 
 std::optional<std::string> reasonToKeep(RemovalGuard& guard, const std::string& path,
                                         const std::optional<std::string>& project, const CleanupOptions& options) {
-  if (auto reason = guard.reasonOfMount(path)) return reason;
+  if (auto reason = guard.reasonUnremovable(path)) return reason;
   if (options.force) return std::nullopt;
   auto reason = guard.reasonToKeep(path, project);
   if (reason) *reason += options.keptHint;

@@ -26,16 +26,17 @@ class RemovalGuard {
   void prepare();
 
   /// Returns why a path must stay, as the rest of a sentence after it; nullopt if nothing prevents removal, and for
-  /// targets of tools. Reasons: a mount; a file ".tidra-keep" in it or an ancestor (also along its resolved path),
-  /// unless a stranger planted it in a world-writable folder; a process that works in it or its project, runs from
-  /// there, was started with an argument there, or has locked, mapped or opened a file in it; a process that works
-  /// between the project and the top of its repository, except the home folder's. `project` is the project folder;
-  /// absent outside projects. Snapshots are cached for some seconds.
+  /// targets of tools. Reasons: those of reasonUnremovable(); a file ".tidra-keep" in it or an ancestor (also along its
+  /// resolved path), unless a stranger planted it in a world-writable folder; a process that works in it or its
+  /// project, runs from there, was started with an argument there, or has locked, mapped or opened a file in it; a
+  /// process that works between the project and the top of its repository, except the home folder's. `project` is the
+  /// project folder; absent outside projects. Snapshots are cached for some seconds.
   [[nodiscard]] std::optional<std::string> reasonToKeep(const std::string& path,
                                                         const std::optional<std::string>& project);
 
-  /// The same for mounts alone, which even --force does not override. Reads no processes.
-  [[nodiscard]] std::optional<std::string> reasonOfMount(const std::string& path) const;
+  /// The same for what even --force does not override: mounts, and permissions that the running user lacks. Reads no
+  /// processes.
+  [[nodiscard]] std::optional<std::string> reasonUnremovable(const std::string& path) const;
 
  private:
   std::optional<std::string> keeperOf(const std::string& path, const std::optional<std::string>& project);

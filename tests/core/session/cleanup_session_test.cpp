@@ -16,6 +16,7 @@
 #include "tests/support/matchers.h"
 #include "tests/support/noted_removal.h"
 #include "tests/support/other_process.h"
+#include "tests/support/without_privileges.h"
 
 namespace tidra {
 namespace {
@@ -65,6 +66,20 @@ TEST_F(CleanupSession, AKeepFileKeepsAllBelowItsFolder) {
     ASSERT_EQ(::chmod(home.c_str(), mode), 0);
     EXPECT_EQ(RemovalGuard(request().resolver, {}).reasonToKeep(home + "/p/node_modules", {}).has_value(),
               mode == 0755);
+  }
+}
+
+TEST_F(CleanupSession, WhatTheUserMayNotRemoveIsNotSelected) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs a second user";
+  for (const char* place : {"code/mine/node_modules/f", "code/roots/node_modules/f"}) tree_.writeFile(place);
+  handOver(tree_);
+  ASSERT_EQ(::chown(tree_.path("code/roots/node_modules").c_str(), 0, 0), 0);
+  const WithoutPrivileges bound(tree_);
+  for (const bool force : {false, true}) {
+    EXPECT_THAT(described(selected({.force = force})),
+                ElementsAre("mine/node_modules: -",
+                            "roots/node_modules: belongs to root and may not be emptied by you; "
+                            "run tidra as that user"));
   }
 }
 
