@@ -36,9 +36,7 @@ struct Artifact {
   std::string groupRoot;
   std::optional<RuleMatch> match;  // absent for an interrupted removal
   Measurement measurement;
-  std::atomic<bool> opened{false};
-  std::optional<FileIdentity> identity;  // written by the first visit, before any other begins
-  std::atomic<bool> vanished{false};     // before it was opened
+  std::atomic<bool> vanished{false};  // before it was opened
 };
 
 struct WalkContext {
@@ -86,10 +84,7 @@ class WalkVisitor {
   void visit(Visit& folder) {
     if (folder.context().artifact == nullptr) return walk(folder);
     Artifact& artifact = *folder.context().artifact;
-    if (!artifact.opened.exchange(true)) identify(artifact, descriptorFacts(folder.node()->descriptor()));
-    if (!artifact.measurement.hasFailed()) {
-      measure(folder, artifact);
-    }
+    if (!artifact.measurement.hasFailed()) measure(folder, artifact);
     finishFolder(artifact);
   }
 
@@ -106,9 +101,11 @@ class WalkVisitor {
     if (context.artifact == nullptr) return;
     Artifact& artifact = *context.artifact;
     artifact.measurement.couldNotOpen(failure, folder, context.position);
-    if (isNoLongerThere(failure) && !artifact.opened) artifact.vanished = true;
-    // Nothing of it was opened, so take the identity by path.
-    if (forbidden && !artifact.opened) identify(artifact, pathFacts(artifact.path));
+    if (!artifact.measurement.hasBegun()) {
+      artifact.vanished = isNoLongerThere(failure);
+      // Nothing of it was opened, so take the identity by path.
+      if (forbidden) artifact.measurement.identify(pathFacts(artifact.path));
+    }
     finishFolder(artifact);
   }
 
@@ -242,7 +239,7 @@ class WalkVisitor {
     if (!RemovalNote::claims(descriptor, std::string(name))) return;
     const std::string parent = folder.node()->path();
     Artifact& note = addArtifact(joinedPath(parent, name), parent, std::nullopt);
-    identify(note, entryFacts(descriptor, std::string(name).c_str()));
+    note.measurement.identify(entryFacts(descriptor, std::string(name).c_str()));
     finishFolder(note);
   }
 
@@ -284,15 +281,6 @@ class WalkVisitor {
     brokenReason_ = failure;
   }
 
-  static void identify(Artifact& artifact, const Outcome<EntryFacts>& facts) {
-    if (facts) {
-      artifact.identity = facts->identity;
-      artifact.measurement.setOwner(facts->owner);
-    } else {
-      artifact.measurement.fail();
-    }
-  }
-
   void finishFolder(Artifact& artifact) {
     if (!artifact.measurement.finishFolder() || artifact.vanished) return;
     if (artifact.measurement.hasFailed()) {
@@ -313,7 +301,7 @@ class WalkVisitor {
   FoundArtifact foundAs(Artifact& artifact) const {
     FoundArtifact found{.finding = makeFinding(artifact),
                         .place = joinedPath(realRoot_, pathBelow(artifact.path, request_.root)),
-                        .identity = artifact.identity,
+                        .identity = artifact.measurement.identity(),
                         .repositories = artifact.measurement.repositories(),
                         .inside = artifact.measurement.inside()};
     found.setUse(artifact.measurement.takeUse());

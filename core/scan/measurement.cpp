@@ -24,6 +24,18 @@ bool hasLongPath(const FolderNode& folder) {
 
 }  // namespace
 
+void Measurement::identify(const Outcome<EntryFacts>& folder) {
+  if (!folder) return fail();
+  identity_ = folder->identity;
+  owner_ = folder->owner;
+}
+
+void Measurement::begin(const FolderNode& first) {
+  identify(descriptorFacts(first.descriptor()));
+  first_ = &first;
+  begun_ = true;
+}
+
 void Measurement::couldNotOpen(std::error_code failure, const UnopenedFolder& folder, const Position& position) {
   if (isNoLongerThere(failure)) return;
   const bool leadsToKept = position.place != nullptr && position.place->leadsToKept;

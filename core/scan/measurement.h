@@ -57,8 +57,14 @@ class Measurement {
   bool hasFailed() const { return failed_; }
   void fail() { failed_ = true; }
 
-  /// Call with the owner of the first folder before it is measured.
-  void setOwner(std::uint32_t owner) { owner_ = owner; }
+  /// Whether the first folder was opened.
+  bool hasBegun() const { return begun_; }
+
+  /// For a folder that measure() never reads: sets its identity and owner, without which it fails.
+  void identify(const Outcome<EntryFacts>& folder);
+
+  /// Returns the identity of the first folder; absent if nothing was opened.
+  std::optional<FileIdentity> identity() const { return identity_; }
 
   /// Returns the first path that must stay. Valid after the measurement.
   std::optional<KeptInside> kept() const {
@@ -91,10 +97,7 @@ class Measurement {
   template <class Descend>
   void measure(DirectoryReader& reader, const FolderNode& node, const Position& position, Descend descend) {
     const bool isFirst = !begun_.load(std::memory_order_relaxed);
-    if (isFirst) {
-      first_ = &node;
-      begun_ = true;
-    }
+    if (isFirst) begin(node);
     Listing seen(isFirst ? std::string_view() : node.name(), options_.rules, !options_.isPlace || position.isOfTool);
     list(reader, node, position, seen, descend);
     if (const auto failure = reader.failure(); failure && !isNoLongerThere(failure)) fail();
@@ -114,6 +117,8 @@ class Measurement {
   }
 
  private:
+  void begin(const FolderNode& first);
+
   /// What one pass over a folder's entries collects.
   struct Listing {
     Listing(std::string_view folder, const RuleIndex* rules, bool isOfTool)
@@ -228,9 +233,11 @@ class Measurement {
   std::atomic<std::int64_t> pending_{1};  // 1: the measured folder itself
   std::atomic<bool> begun_{false};
   std::atomic<bool> failed_{false};
-  std::optional<std::uint32_t> owner_;  // written before the first visit
-  const FolderNode* first_ = nullptr;   // written by the first visit; those below keep it alive
-  mutable std::mutex mutex_;            // guards what follows
+  // Written before any subfolder is visited; these keep the first folder alive.
+  std::optional<FileIdentity> identity_;
+  std::optional<std::uint32_t> owner_;
+  const FolderNode* first_ = nullptr;
+  mutable std::mutex mutex_;  // guards what follows
   std::optional<KeptInside> kept_;
   RepositoriesInside repositories_;
   InsideNotes inside_;

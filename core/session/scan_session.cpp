@@ -190,7 +190,9 @@ class ScanSession {
   void addSystemFindings(SystemArtifactScanner& system) {
     if (shouldCancel()) return;
     auto result = system.scan(outcome_.findings);
-    outcome_.details.insert(outcome_.details.end(), result.notes.begin(), result.notes.end());
+    // Who names a category wants to know why it is empty.
+    auto& notes = request_.categories && !isRecheck() ? outcome_.notes : outcome_.details;
+    notes.insert(notes.end(), result.notes.begin(), result.notes.end());
     withhold(result.withheld);
     covered_ = std::move(result.covered);
     for (FoundArtifact& found : result.findings) {
