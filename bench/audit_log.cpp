@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/measuring.h"
 #include "core/platform/files.h"
 #include "fleet/agent/audit_log.h"
 #include "fleet/agent/sha256.h"
@@ -22,6 +23,7 @@ namespace {
 
 using tidra::AuditLog;
 using tidra::AuditRecord;
+using tidra::secondsOf;
 
 /// A record like those of a run with many items. Building its texts is not measured.
 AuditRecord exampleOf(std::size_t number) {
@@ -51,13 +53,6 @@ const AuditRecord& example(std::size_t number) {
     return made;
   }();
   return examples[number % count];
-}
-
-template <class Work>
-double secondsOf(Work work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 void require(bool worked, const char* what) {

@@ -63,7 +63,7 @@ class Floor {
     for (Task task; take(task);) {
       read(task, buffer, found);
       task = Task{};
-      give(found);
+      enqueue(found);
     }
   }
 
@@ -76,7 +76,7 @@ class Floor {
     return true;
   }
 
-  void give(std::vector<Task>& found) {
+  void enqueue(std::vector<Task>& found) {
     const std::lock_guard lock(mutex_);
     outstanding_ += static_cast<long>(found.size()) - 1;
     for (Task& task : found) tasks_.push_back(std::move(task));

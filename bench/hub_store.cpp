@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/measuring.h"
 #include "core/base/json_fields.h"
 #include "fleet/hub/host_file.h"
 #include "fleet/hub/hub_store.h"
@@ -27,14 +28,8 @@ namespace {
 
 using tidra::HubJSON;
 using tidra::HubStore;
+using tidra::secondsOf;
 using tidra::TimePoint;
-
-template <class Work>
-double secondsOf(Work work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
 
 double processorSeconds() {
   struct rusage usage {};

@@ -78,15 +78,14 @@ void noteRaised(const RaisedFindings& raised, bool apparentSize) {
 
 /// The candidates without a refusal, in the requested order. Writes a note for each of the others.
 std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanRequest& request,
-                                       const CleanOptions& options, const ScanViewOptions& view,
-                                       const Program& program) {
+                                       RemovalGuard& removalGuard, const CleanOptions& options,
+                                       const ScanViewOptions& view, const Program& program) {
   if (!options.takesUnproven && !program.options.quiet) noteUnproven(outcome, view.apparentSize);
   if (!program.options.quiet) noteRaised(outcome.raised, view.apparentSize);
-  auto candidates = selectForCleanup(outcome, request.resolver,
+  auto candidates = selectForCleanup(outcome, removalGuard,
                                      {.force = options.removal.force,
                                       .takesUnproven = options.takesUnproven,
                                       .keptHint = keptHint,
-                                      .mounts = request.mounts,
                                       .shouldCancel = &InterruptGuard::requested});
   sortBy(view, candidates);
   std::erase_if(candidates, [&](const CleanupCandidate& candidate) {
@@ -116,9 +115,11 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   if (options.scan.jsonLines) {
     options.removal.lines = startJsonLines("clean", request, method, program.options.dryRun);
   }
+  RemovalGuard removalGuard(request.resolver, request.mounts);
+  removalGuard.prepare();
   const ScanOutcome outcome = runScanForPerson(request, view.apparentSize, program);
   InterruptGuard::requireNone("The scan was interrupted, so nothing was removed.");
-  const auto candidates = selected(outcome, request, options, view, program);
+  const auto candidates = selected(outcome, request, removalGuard, options, view, program);
   InterruptGuard::requireNone("The selection was interrupted, so nothing was removed.");
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   if (candidates.empty() && !options.removal.json && !options.removal.emptyTrash) {
@@ -144,8 +145,10 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
   view.terminal = terminalFacts(STDOUT_FILENO, program.options.color, program.environment);
   const ScanRequest request = requestFor(options, program);
   std::optional<InterruptGuard> guard(std::in_place);
+  RemovalGuard removalGuard(request.resolver, request.mounts);
+  removalGuard.prepare();
   const ScanOutcome outcome = runScanForPerson(request, view.apparentSize, program);
-  const auto candidates = selected(outcome, request, options, view, program);
+  const auto candidates = selected(outcome, request, removalGuard, options, view, program);
   guard.reset();
   InterruptGuard::requireNone("The scan was interrupted, so no plan was written.");
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);

@@ -23,6 +23,7 @@
 #include "core/model/ecosystems.h"
 #include "core/platform/host.h"
 #include "core/platform/standard_streams.h"
+#include "core/session/removal_guard.h"
 
 namespace tidra {
 namespace {
@@ -41,10 +42,10 @@ void show(const ScanReport& report, MakePicture makePicture, const ScanOptions& 
 }
 
 ScanPicture pictureOf(const ScanReport& report, const ScanOutcome& outcome, const ScanRequest& request,
-                      const ScanViewOptions& view) {
+                      RemovalGuard& removalGuard, const ScanViewOptions& view) {
   return {.report = report,
           .sizes = ShownSizes(report, &outcome.findings, view.apparentSize),
-          .marks = marksOf(report, outcome, request, &InterruptGuard::requested),
+          .marks = marksOf(report, outcome, request, removalGuard, &InterruptGuard::requested),
           .isUpperBound = isUpperBound(outcome.findings, request.mounts)};
 }
 
@@ -53,6 +54,11 @@ void remember(const ScanReport& report, std::vector<FoundArtifact> findings, con
   try {
     UserState state(resolver);
     state.requireHome();
+    // The results of a whole scan are worth more than a part of newer ones.
+    if (report.partial) {
+      const auto last = state.lastScan.load();
+      if (last && !last->partial) return;
+    }
     state.lastScan.save(ScanResultsSummary::make(report), report.partial, ScanAggregate::of(std::move(findings)),
                         report.generatedAt);
   } catch (const PreferencesError& error) {
@@ -83,7 +89,7 @@ std::string summaryText(const LastScan& last) {
       counted(static_cast<std::uint64_t>(std::max<std::int64_t>(summary.projectCount, 0)), "group", "groups"),
       escapedForTerminal(summary.scannedPathLabel));
   if (last.end) text += fmt::format(" Scanned at {}.", localTime(*last.end));
-  text += last.partial ? "\nThe scan was interrupted, so this is not all.\n" : "\n";
+  text += last.partial ? "\nThe scan was interrupted; this list is incomplete.\n" : "\n";
   return text;
 }
 
@@ -118,6 +124,8 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
   ScanRequest request = makeScanRequest(options, program.environment);
   const auto lines =
       options.jsonLines ? startJsonLines("scan", request, std::nullopt, program.options.dryRun) : nullptr;
+  RemovalGuard removalGuard(request.resolver, request.mounts);
+  if (!options.json && !lines) removalGuard.prepare();
   ScanOutcome outcome = [&] {
     const InterruptGuard guard;
     return runScanForPerson(request, view.apparentSize, program);
@@ -127,7 +135,7 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
     lines->report(report);
   } else {
     show(
-        report, [&] { return pictureOf(report, outcome, request, view); }, options, view, program);
+        report, [&] { return pictureOf(report, outcome, request, removalGuard, view); }, options, view, program);
   }
   if (!program.options.dryRun) remember(report, std::move(outcome.findings), request.resolver);
   noteOutOfBounds(outcome, options);

@@ -6,7 +6,6 @@
 #include <unordered_map>
 
 #include "core/session/cleanup_session.h"
-#include "core/session/removal_guard.h"
 
 namespace tidra {
 namespace {
@@ -26,6 +25,8 @@ std::string reasonToReview(const ScanReportItem& item) {
 }  // namespace
 
 std::vector<ItemMark> marksOf(const ScanReport& report, const ChosenTiers& tiers) {
+  // An interrupted scan has not looked for evidence and for work of the user everywhere.
+  if (report.partial) return {report.items.size(), ItemMark{ItemMark::Kind::unknown}};
   const auto taken = takenTiers(tiers);
   std::vector<ItemMark> marks;
   marks.reserve(report.items.size());
@@ -37,15 +38,14 @@ std::vector<ItemMark> marksOf(const ScanReport& report, const ChosenTiers& tiers
 }
 
 std::vector<ItemMark> marksOf(const ScanReport& report, const ScanOutcome& outcome, const ScanRequest& request,
-                              const std::function<bool()>& shouldCancel) {
+                              RemovalGuard& guard, const std::function<bool()>& shouldCancel) {
   auto marks = marksOf(report, request.tiers);
+  if (report.partial) return marks;
   const auto candidates =
-      selectForCleanup(outcome, request.resolver,
-                       {.tiers = takenTiers(request.tiers), .mounts = request.mounts, .shouldCancel = shouldCancel});
+      selectForCleanup(outcome, guard, {.tiers = takenTiers(request.tiers), .shouldCancel = shouldCancel});
   if (shouldCancel()) return marks;
   std::unordered_map<std::string_view, const CleanupCandidate*> byPath;
   for (const CleanupCandidate& candidate : candidates) byPath.emplace(candidate.item.path, &candidate);
-  RemovalGuard guard(request.resolver);
   for (std::size_t i = 0; i < marks.size(); ++i) {
     const FoundArtifact& found = outcome.findings[i];
     const auto candidate = byPath.find(found.finding.path);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/model/scan_report.h"
+#include "core/session/removal_guard.h"
 #include "core/session/scan_session.h"
 
 namespace tidra {
@@ -15,9 +16,10 @@ namespace tidra {
 struct ItemMark {
   enum class Kind {
     goes,
-    part,    // goes with the item that it lies in
-    review,  // left to the user: its tier, or no evidence that a tool made it
-    kept,    // stays whatever is selected
+    part,     // goes with the item that it lies in
+    review,   // left to the user: its tier, or no evidence that a tool made it
+    kept,     // stays even if it is selected
+    unknown,  // the scan was interrupted before it could tell
   };
 
   Kind kind = Kind::goes;
@@ -29,11 +31,11 @@ struct ItemMark {
 using ChosenTiers = std::optional<std::set<ArtifactSafetyTier>>;
 
 /// The marks of the items of a report, in its order, as far as it shows them: nothing is kept. `tiers` are those that
-/// were named; absent: only safe items go.
+/// were named; absent: only safe items go. Those of a partial report are unknown.
 std::vector<ItemMark> marksOf(const ScanReport& report, const ChosenTiers& tiers);
 
 /// As above, and what keep files, processes, mounts and nested findings keep now. `report` is that of the outcome.
 std::vector<ItemMark> marksOf(const ScanReport& report, const ScanOutcome& outcome, const ScanRequest& request,
-                              const std::function<bool()>& shouldCancel);
+                              RemovalGuard& guard, const std::function<bool()>& shouldCancel);
 
 }  // namespace tidra

@@ -300,6 +300,13 @@ ScanViewOptions chosenView(const ScanOptions& options, const Program& program) {
   if (options.output && descriptorNamed(*options.output) != STDOUT_FILENO) view.terminal = TerminalFacts{};
   if (options.limit) view.limit = parseCount(*options.limit);
   view.apparentSize = options.apparentSize;
+  for (const auto& [name, isUsed] : {std::pair{"--category", !options.categories.empty()},
+                                     {"--ecosystem", !options.ecosystems.empty()},
+                                     {"--tier", !options.tiers.empty()},
+                                     {"--min-size", options.minSize.has_value()},
+                                     {"--older-than", options.olderThan.has_value()}}) {
+    if (isUsed) view.filters.emplace_back(name);
+  }
   if (!options.sort) return view;
   const auto sort = fromRawValue<ScanSort>(*options.sort);
   if (!sort) {

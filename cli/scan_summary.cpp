@@ -97,6 +97,21 @@ std::string ledParagraph(const std::string& lead, const std::string& rest, const
   return Style(options.terminal.colored).bold(lead) + text.substr(lead.size());
 }
 
+/// What hard links between the items that go add to the sum of their sizes.
+std::string sharedText(const ScanPicture& picture, const Part& goes, const ScanViewOptions& options) {
+  constexpr std::int64_t least = 1 << 20;
+  constexpr std::int64_t leastShare = 20;  // a twentieth
+  std::int64_t alone = 0;
+  for (std::size_t i = 0; i < picture.marks.size(); ++i) {
+    if (picture.marks[i].kind == ItemMark::Kind::goes) alone = saturatedSum(alone, picture.sizes.of(i));
+  }
+  const std::int64_t shared = goes.bytes - alone;
+  if (shared < least || shared < goes.bytes / leastShare) return {};
+  return paragraph(fmt::format("{} of it only when all artefacts that share it through hard links go.",
+                               ByteFormatting::readable(shared)),
+                   options.terminal);
+}
+
 std::string whenText(const ScanReport& report, const ScanViewOptions& options) {
   return options.isEarlierScan ? fmt::format(" Scanned at {}.", localTime(report.generatedAt))
                                : fmt::format(" Scanned in {:.1f} s.", report.durationSeconds);
@@ -139,20 +154,31 @@ std::string sumText(const ScanPicture& picture, const ScanViewOptions& options, 
   const Part goes(picture, ItemMark::Kind::goes);
   const Part review(picture, ItemMark::Kind::review);
   const Part kept(picture, ItemMark::Kind::kept);
+  const Part unknown(picture, ItemMark::Kind::unknown);
   std::string text;
-  if (picture.report.items.empty()) {
-    text = paragraph(fmt::format("Nothing to reclaim in {}.{}", roots, when), options.terminal);
+  if (unknown.items > 0) {
+    text = ledParagraph(fmt::format("{} found before the interruption", unknown.size()),
+                        fmt::format(": {}{}.{} What can go was not checked; scan again to know.", unknown.count(),
+                                    unknown.places(roots), when),
+                        options);
+  } else if (picture.report.items.empty()) {
+    text = paragraph(options.filters.empty()
+                         ? fmt::format("Nothing to reclaim in {}.{}", roots, when)
+                         : fmt::format("Nothing in {} matches {}.{}", roots, joined(options.filters, " and "), when),
+                     options.terminal);
   } else if (goes.items == 0) {
-    text = paragraph(fmt::format("Nothing in {} goes without a decision of yours.{}", roots, when), options.terminal);
+    const char* what = review.items == 0 ? "can be freed now" : "goes without a decision of yours";
+    text = paragraph(fmt::format("Nothing in {} {}.{}", roots, what, when), options.terminal);
   } else {
     const bool isBound = picture.isUpperBound && !picture.sizes.areApparent();
     const std::string lead = fmt::format("{}{} can be {}", isBound ? "Up to " : "", goes.size(),
                                          picture.sizes.areApparent() ? "removed" : "freed");
     text = ledParagraph(lead, fmt::format(": {}{}.{}", goes.count(), goes.places(roots), when), options);
+    text += sharedText(picture, goes, options);
   }
   const auto addPart = [&](const Part& part, std::string_view what) {
     if (part.items == 0) return;
-    text += paragraph(fmt::format("{} more {}: {}{}.", part.size(), what, part.count(),
+    text += paragraph(fmt::format("{}{} {}: {}{}.", part.size(), goes.items > 0 ? " more" : "", what, part.count(),
                                   listsAll ? " with the reason shown" : "; --limit 0 shows each with its reason"),
                       options.terminal);
   };
@@ -164,7 +190,9 @@ std::string sumText(const ScanPicture& picture, const ScanViewOptions& options, 
                                      ByteFormatting::readable(volume.totalBytes)),
                          options.terminal);
   }
-  if (picture.report.partial) text += paragraph("The scan was interrupted, so this is not all.", options.terminal);
+  if (picture.report.partial && unknown.items == 0) {
+    text += paragraph("The scan was interrupted; this list is incomplete.", options.terminal);
+  }
   return text;
 }
 

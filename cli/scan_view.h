@@ -31,9 +31,10 @@ struct EnumTable<ScanSort> {
 struct ScanViewOptions {
   TerminalFacts terminal;  // of the output stream; a pipe gets complete, uncut lines
   ScanSort sort = ScanSort::size;
-  bool isEarlierScan = false;        // print the time of the scan instead of its duration
-  std::optional<std::size_t> limit;  // projects to show, 0 for all; absent: what fits a screen, all in a pipe
-  bool apparentSize = false;         // show logical sizes instead of what removing frees
+  bool isEarlierScan = false;             // print the time of the scan instead of its duration
+  std::optional<std::size_t> limit;       // projects to show, 0 for all; absent: what fits a screen, all in a pipe
+  bool apparentSize = false;              // show logical sizes instead of what removing frees
+  std::vector<std::string> filters = {};  // the options that leave findings out: "--older-than"
 };
 
 /// A scan as it is shown.

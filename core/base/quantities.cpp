@@ -11,6 +11,7 @@
 
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "core/base/whole_number.h"
 
 namespace tidra {
 namespace {
@@ -69,13 +70,8 @@ std::int64_t parseSize(std::string_view text) {
 }
 
 std::size_t parseCount(std::string_view text) {
-  std::size_t count = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
-  if (error != std::errc{} || end != text.data() + text.size()) {
-    throw InputError(
-        fmt::format("'{}' is not a count; write a whole number, such as 0 or 25", escapedForTerminal(text)));
-  }
-  return count;
+  if (const auto count = wholeNumber<std::size_t>(text)) return *count;
+  throw InputError(fmt::format("'{}' is not a count; write a whole number, such as 0 or 25", escapedForTerminal(text)));
 }
 
 Age parseAge(std::string_view text) {

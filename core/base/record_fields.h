@@ -26,7 +26,7 @@ namespace tidra {
 
 template <class Member>
 struct RecordField {
-  std::string_view key;  // ends with a NUL byte
+  std::string_view key;  // null-terminated
   Member member;         // pointer to a data member
   bool mayBeMissing = false;
   bool isBytes = false;
@@ -44,7 +44,7 @@ consteval RecordField<Member> fieldOrDefault(std::string_view key, Member member
   return {key, member, true};
 }
 
-/// A text that may be any bytes: when it is not UTF-8, base64 follows under the key with "Bytes" after it.
+/// A text of any bytes. Unless it is UTF-8, `keyBytes` follows with the bytes in base64.
 template <class Member>
 consteval RecordField<Member> bytesField(std::string_view key, Member member) {
   return {key, member, false, true};
@@ -112,7 +112,7 @@ constexpr auto keyOrder = sortedKeys<Record>();
 template <class Record, std::size_t index>
 constexpr auto fieldAt = std::get<record_detail::keyOrder<Record>[index].index>(fieldsOf<Record>);
 
-/// The place in the order of the keys. Does not compile for a key that is not there.
+/// Returns the position of a key in sorted order. Does not compile for an unknown key.
 template <class Record>
 consteval std::size_t fieldIndex(std::string_view key) {
   std::size_t found = fieldCount<Record>;
@@ -221,7 +221,8 @@ bool readField(CanonicalReader& reader, bool& isFirst, Visit& visit) {
 
 }  // namespace record_detail
 
-/// Writes the fields from `begin` up to `end` of an object that the caller begins, ends and closes.
+/// Writes the fields from `begin` up to `end`; the first one opens the object, and the caller ends it with
+/// closeObject().
 template <std::size_t begin, std::size_t end, class Record>
 void writeFields(JsonWriter& out, const Record& record, bool& isFirst) {
   [&]<std::size_t... offset>(std::index_sequence<offset...>) {

@@ -36,7 +36,7 @@ constexpr bool isUtf8Continuation(char byte) { return (static_cast<unsigned char
 /// Returns the longest prefix of at most `mostBytes` that ends at the end of a UTF-8 character.
 std::string_view utf8Prefix(std::string_view text, std::size_t mostBytes);
 
-/// Replaces every malformed sequence with U+FFFD.
+/// Replaces every byte that is not part of valid UTF-8 with U+FFFD.
 std::string replacingInvalidUtf8(std::string_view bytes);
 
 /// Escapes control characters, malformed UTF-8, bidirectional overrides and zero-width characters as \x1b, \u202e….

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +20,7 @@ struct RemovalLeftover {
   static constexpr std::string_view prefix = ".tidra-removing-";
   static constexpr std::size_t digits = 16;
   static constexpr std::string_view noteSuffix = ".note";
+  static constexpr const char* ecosystem = "general";
 
   /// Returns the name with this number.
   static std::string name(std::uint64_t number) { return fmt::format("{}{:016x}", prefix, number); }
@@ -33,8 +36,13 @@ struct RemovalLeftover {
   static std::string noteName(std::string_view leftover) { return std::string(leftover) + std::string(noteSuffix); }
 
   /// Whether this is the name of a note.
-  static bool isNote(std::string_view entryName) {
-    return entryName.ends_with(noteSuffix) && is(entryName.substr(0, entryName.size() - noteSuffix.size()));
+  static bool isNote(std::string_view entryName) { return !ofNote(entryName).empty(); }
+
+  /// Returns the name of the folder that this note is about; empty unless isNote().
+  static std::string_view ofNote(std::string_view entryName) {
+    if (!entryName.ends_with(noteSuffix)) return {};
+    entryName.remove_suffix(noteSuffix.size());
+    return is(entryName) ? entryName : std::string_view();
   }
 
   static bool isEither(std::string_view entryName) { return is(entryName) || isNote(entryName); }
@@ -42,12 +50,17 @@ struct RemovalLeftover {
   /// Returns a sentence about folders with such names but without a note. `places` are display paths, not empty.
   static std::string unclaimedText(const std::vector<std::string>& places);
 
+  /// Whether a scan of these ecosystems reports leftovers; absent: all.
+  static bool isWanted(const std::optional<std::set<std::string>>& ecosystems) {
+    return !ecosystems || ecosystems->contains(ecosystem);
+  }
+
   /// Returns the finding of a scan, without a group root.
   static ScanArtifactFinding finding(std::string path, std::uint64_t sizeBytes) {
     return {.path = std::move(path),
             .label = "Interrupted removal",
             .sizeBytes = sizeBytes,
-            .ecosystemTag = "general",
+            .ecosystemTag = ecosystem,
             .groupRoot = std::nullopt,
             .source = ArtifactSource::projectWalk,
             .safetyTier = ArtifactSafetyTier::safe,

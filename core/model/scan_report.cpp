@@ -11,15 +11,15 @@
 #include "core/model/system_group_root.h"
 
 namespace tidra {
-namespace {
 
-/// For findings from a file, which does not hold their category.
 std::string categoryOf(const ScanArtifactFinding& finding) {
   if (finding.groupRoot) {
     if (auto category = TidraSystemGroupRoot::category(*finding.groupRoot)) return *category;
   }
   return finding.source == ArtifactSource::pipCLI ? "python" : std::string(projectCategory);
 }
+
+namespace {
 
 std::optional<std::int64_t> signedFigure(const std::optional<std::uint64_t>& bytes) {
   return bytes ? std::optional(signedBytes(*bytes)) : std::nullopt;

@@ -25,6 +25,9 @@ struct TidraReportSchema {
   static constexpr std::int64_t version = 1;
 };
 
+/// Returns the category of a finding from a file, which does not store it: a key as in ScanReportItem.
+std::string categoryOf(const ScanArtifactFinding& finding);
+
 struct ScanReportItem {
   std::string id;           // StableID of the path
   std::string path;         // of the finding

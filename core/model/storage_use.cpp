@@ -86,14 +86,14 @@ CombinedUse::CombinedUse(const std::vector<const FoundArtifact*>& findings) {
   std::map<std::vector<std::size_t>, std::uint64_t> bytesBySet;
   const auto inodeOf = [](const Place& place) -> const SharedInode& { return *place.inode; };
   forEachInode(places, inodeOf, [&](auto first, auto last) {
-    std::uint64_t met = 0;
+    std::uint64_t linksInside = 0;
     std::vector<std::size_t> holders;
     for (auto place = first; place != last; ++place) {
-      met += place->inode->met;
+      linksInside += place->inode->linksInside;
       holders.push_back(place->finding);
       if (place != first) addTo(repeated, place->inode->bytes);
     }
-    if (met < first->inode->links) return;
+    if (linksInside < first->inode->links) return;
     std::sort(holders.begin(), holders.end());
     addTo(bytesBySet[std::move(holders)], first->inode->bytes);
   });
@@ -139,10 +139,10 @@ StorageUse StorageTally::take(std::uint64_t apparent) {
   const auto inodeOf = [](const SharedInode& link) -> const SharedInode& { return link; };
   forEachInode(links_, inodeOf, [&](auto first, auto last) {
     SharedInode inode = *first;
-    inode.met = static_cast<std::uint32_t>(last - first);
+    inode.linksInside = static_cast<std::uint32_t>(last - first);
     addTo(use.diskBytes, inode.bytes);
-    addTo(linked, multiplied(inode.bytes, inode.met - 1));
-    if (inode.met >= inode.links) return addTo(use.freeableBytes, inode.bytes);
+    addTo(linked, multiplied(inode.bytes, inode.linksInside - 1));
+    if (inode.linksInside >= inode.links) return addTo(use.freeableBytes, inode.bytes);
     addTo(linked, inode.bytes);
     use.shared.push_back(inode);
   });

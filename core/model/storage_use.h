@@ -15,13 +15,13 @@ namespace tidra {
 
 struct FoundArtifact;
 
-/// A file that has hard links outside of what was measured.
+/// An inode with several hard links; in StorageUse::shared, one with links outside.
 struct SharedInode {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
-  std::uint64_t bytes = 0;  // allocated
-  std::uint32_t met = 0;    // links inside what was measured
-  std::uint32_t links = 0;  // all links; more than `met`
+  std::uint64_t bytes = 0;        // allocated
+  std::uint32_t linksInside = 0;  // hard links found so far in what was measured
+  std::uint32_t links = 0;        // all hard links
 
   bool operator==(const SharedInode&) const = default;
 };
@@ -43,7 +43,7 @@ struct EnumTable<SizeDifference> {
 /// Returns "hard links", "sparse files", "small files" or "image layer".
 std::string_view describedDifference(SizeDifference difference);
 
-/// Saturating sums.
+/// What one tree occupies and frees; sums saturate.
 struct StorageUse {
   std::uint64_t diskBytes = 0;                    // allocated; each inode once
   std::uint64_t freeableBytes = 0;                // allocated by what has no link elsewhere
@@ -83,7 +83,7 @@ class StorageTally {
  public:
   /// Adds a folder, or a file or symbolic link without further hard links. Sizes in bytes.
   void add(std::uint64_t apparent, std::uint64_t allocated);
-  /// Adds one hard link, with `met` 1, of an inode that has several.
+  /// Adds one hard link, with `linksInside` 1, of an inode that has several.
   void addLink(const SharedInode& link) { links_.push_back(link); }
   void add(const StorageTally& part);
 

@@ -19,7 +19,7 @@ namespace tidra {
 namespace {
 
 constexpr std::size_t bufferBytes = 64_KiB;
-constexpr std::uint64_t bytesPerBlock = 512;  // of st_blocks, whatever the file system's block size
+constexpr std::uint64_t bytesPerBlock = 512;  // unit of st_blocks, independent of the file system's block size
 #ifdef STATX_MNT_ID
 constexpr unsigned mountMask = STATX_MNT_ID;
 #else

@@ -38,14 +38,16 @@ struct PlaceUse {
 /// Snapshot of what processes use. Other users' processes are included as far as the system shows them.
 class UsageSnapshot {
  public:
-  /// Excludes this process and git processes that this program has started. Of its ancestors only programs, mapped
-  /// files and files named by an absolute path among the first two arguments count: their working folder is where the
-  /// user happens to be, other arguments may be the scan roots. Of other processes the first 64 arguments within 8 KiB
-  /// are resolved against the working folder, also behind
-  /// "=", "file://" and ":"; of those in the pipeline of this process (`tidra | grep dist`) only files among the first
-  /// two. Paths seen through other mounts, also of other mount namespaces, count as those of ours. Deleted files do not
-  /// count, except programs. Sockets: of this network namespace. Bounded to 10,000 descriptors and 1 MiB of mappings
-  /// per process, 200,000 and 64 MiB in total, newest processes first; the rest is missing. Empty on macOS.
+  /// Takes a snapshot of all processes:
+  /// - This process: only its program. git processes that this program has started: nothing.
+  /// - Its ancestors: programs, mapped files, and files named by absolute paths among the first two arguments. Their
+  ///   working folder is where the user happens to be, and their other arguments may be the scan roots.
+  /// - Its pipeline (`tidra | grep dist`): as other processes, but only files among the first two arguments.
+  /// - Others: the first 64 arguments within 8 KiB, resolved against the working folder, also after "=", "file://" and
+  ///   ":".
+  /// Paths in other mounts and mount namespaces are mapped to ours. Deleted files are left out, except programs.
+  /// Sockets: of this network namespace. Bounds: 10,000 descriptors and 1 MiB of mappings per process, 200,000 and
+  /// 64 MiB in total, highest process ids first; the rest is missing. Empty on macOS.
   static UsageSnapshot take();
 
   /// Returns a process that uses `folder` or something below it; the strongest kind wins.
@@ -61,7 +63,7 @@ class UsageSnapshot {
   void add(PlaceUse use);
 
  private:
-  static constexpr std::size_t kinds = 10;
+  static constexpr std::size_t kinds = static_cast<std::size_t>(UseKind::boundSocket) + 1;  // the last one
   using Users = std::map<std::string, std::pair<std::int64_t, std::string>>;  // by path: process id and name
 
   std::optional<PlaceUse> find(UseKind kind, const std::string& folder) const;

@@ -1,7 +1,7 @@
 // Reads /proc, cheap sources first: "exe", "cwd", "root" and the beginning of "cmdline" of each process; "locks", whose
 // inodes are matched with the descriptors of the lock's holder; all descriptors; all "maps". The last two may have
-// millions of entries: bounded per process and in total, newest processes first, and by count, not time, so that load
-// does not change the result.
+// millions of entries: bounded per process and in total, highest process ids first, and by count, not time, so that
+// load does not change the result.
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
@@ -25,6 +25,7 @@
 #include "core/platform/mount_table.h"
 #include "core/platform/path_text.h"
 #include "core/platform/pipeline_linux.h"
+#include "core/platform/process_arguments_linux.h"
 #include "core/platform/spawn_lock.h"
 #include "core/platform/usage.h"
 
@@ -64,7 +65,7 @@ std::optional<std::string> processLink(std::int64_t process, std::string_view na
   return linkTarget(fmt::format("/proc/{}/{}", process, name));
 }
 
-std::set<std::int64_t> ownLine() {
+std::set<std::int64_t> selfAndAncestors() {
   std::set<std::int64_t> line;
   for (std::int64_t process = ::getpid(); process > 1 && line.insert(process).second;) process = parentOf(process);
   return line;
@@ -107,34 +108,6 @@ std::set<std::pair<std::int64_t, std::int64_t>> heldLocks() {
     if (process && inode) locks.emplace(*process, *inode);
   }
   return locks;
-}
-
-/// Returns the first `most` arguments. A process may rewrite its command line, so its content is untrusted.
-std::vector<std::string> firstArguments(std::int64_t process, std::size_t most) {
-  const FileDescriptor file(::open(fmt::format("/proc/{}/cmdline", process).c_str(), O_RDONLY | O_CLOEXEC));
-  std::array<char, std::size_t{2} * PATH_MAX> text;
-  const auto length = file ? ::read(file.get(), text.data(), text.size()) : 0;
-  std::vector<std::string> arguments;
-  if (length <= 0) return arguments;
-  for (const auto argument : split(std::string_view(text.data(), static_cast<std::size_t>(length)), '\0')) {
-    if (arguments.size() < most) arguments.emplace_back(argument);
-  }
-  return arguments;
-}
-
-/// Returns the parts of an argument that may be paths: "--root=dist", "file:///srv/dist", "lib/a.jar:target/classes".
-std::vector<std::string_view> possiblePaths(std::string_view argument) {
-  std::vector<std::string_view> texts{argument};
-  if (const auto at = argument.find('='); at != std::string_view::npos) texts.push_back(argument.substr(at + 1));
-  constexpr std::string_view scheme = "file://";
-  if (const auto at = argument.find(scheme); at != std::string_view::npos) {
-    texts.push_back(argument.substr(at + scheme.size()));
-  }
-  if (texts.back().find(':') == std::string_view::npos) return texts;
-  for (const auto piece : splitNonEmpty(texts.back(), ':')) {
-    if (piece.find('/') != std::string_view::npos) texts.push_back(piece);
-  }
-  return texts;
 }
 
 constexpr std::string_view deletedMark = " (deleted)";
@@ -184,11 +157,11 @@ class UsageCollector {
   static constexpr std::size_t mostMapBytes = 64_MiB;  // about 600,000 mappings
   static constexpr std::size_t mostMapBytesOfOne = 1_MiB;
   static constexpr std::size_t mostArguments = 64;
-  static constexpr std::size_t mostSpaces = 256;
+  static constexpr std::size_t mostNamespaces = 256;
   static constexpr std::size_t mostMountBytes = 1_MiB;
   static constexpr std::size_t mostPossiblePaths = 256;  // per process
 
-  /// Whether this or another run of this program has started it, to ask for tracked files.
+  /// Whether a run of this program, this one or another, has started it.
   static bool isOwnGit(std::int64_t process) {
     return programName(process) == "git" && processLink(parentOf(process), "exe") == processLink(::getpid(), "exe");
   }
@@ -235,8 +208,6 @@ class UsageCollector {
     for (const std::string& argument : firstArguments(process, mostArguments)) {
       for (const std::string_view text : possiblePaths(argument)) {
         if (left == 0) return;
-        const bool hasFolder = text.find('/') != std::string_view::npos;
-        if (text.empty() || (!hasFolder && text.starts_with('-'))) continue;
         if (!text.starts_with('/') && workingFolder.empty()) continue;
         --left;
         const bool isAbsolute = text.starts_with('/');
@@ -247,7 +218,8 @@ class UsageCollector {
     }
   }
 
-  /// Those of other users count as well, though they could name any path: of a service, an ordinary user sees no more.
+  /// Other users' processes could name any path. They count nevertheless: of a service, an ordinary user sees nothing
+  /// but the arguments.
   void addArgument(std::int64_t process, std::string path) {
     auto real = realPath(path);
     if (!real) return;
@@ -363,7 +335,8 @@ class UsageCollector {
     aliases_ = &ownAliases_;
     if (!space || space == ownSpace_ || !root) return *aliases_;
     const auto [known, isNew] = foreignAliases_.try_emplace(*space + *root);
-    if (isNew && foreignAliases_.size() <= mostSpaces) known->second = MountAliases(mountsOf(process, *root), mounts_);
+    if (isNew && foreignAliases_.size() <= mostNamespaces)
+      known->second = MountAliases(mountsOf(process, *root), mounts_);
     aliases_ = &known->second;
     return *aliases_;
   }
@@ -378,7 +351,7 @@ class UsageCollector {
 
   UsageSnapshot snapshot_;
   const std::int64_t self_ = ::getpid();
-  const std::set<std::int64_t> ours_ = ownLine();  // this process and its ancestors
+  const std::set<std::int64_t> ours_ = selfAndAncestors();  // this process and its ancestors
   std::vector<std::int64_t> processes_ = runningProcesses();
   const std::set<std::int64_t> pipeline_ = pipelineOf(ours_, processes_);
   const std::map<std::string, std::string, std::less<>> sockets_ = boundSockets();

@@ -60,16 +60,17 @@ std::vector<AddedRules> AddedRules::in(const std::string& folder) {
 
 std::string AddedRules::add(const std::string& file, const std::string& folder, bool isDry) {
   std::string text;
-  const RuleCatalog catalog = loadCatalogFile(file, [&](const std::string& named, std::size_t mostBytes) {
+  // Read once: what is validated, also against the built-in rules, is what is copied.
+  makeCatalog({.files = {file}}, [&](const std::string& named, std::size_t mostBytes) {
     auto read = readRegularFile(named, mostBytes);
     if (read) text = *read;
     return read;
   });
-  (void)makeCatalog({.files = {file}});  // it must fit the built-in rules, too
   std::string name(lastPathComponent(file));
   if (!name.ends_with(rulesSuffix)) name += rulesSuffix;
   if (name.starts_with('.'))
-    throw InputError(fmt::format("'{}' is hidden; give it another name.", escapedForTerminal(name)));
+    throw InputError(
+        fmt::format("Rules files whose names begin with a dot are not read; rename '{}'.", escapedForTerminal(name)));
   std::string copy = joinedPath(folder, name);
   if (pathExists(copy)) {
     throw InputError(fmt::format("'{0}' was added before; rename the file, or run tidra rules remove {0} first.",

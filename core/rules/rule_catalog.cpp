@@ -27,6 +27,13 @@ void addSeen(std::set<std::string>& seen, const std::string& id) {
   if (!seen.insert(id).second) throw RuleCatalogError::duplicateID(id);
 }
 
+void appendSkipped(RuleCatalog& catalog, const RuleCatalog& other) {
+  for (const auto& [key, folders] : other.walkSkipByPlatform) {
+    auto& list = catalog.walkSkipByPlatform[key];
+    list.insert(list.end(), folders.begin(), folders.end());
+  }
+}
+
 }  // namespace
 
 RuleCatalogError RuleCatalogError::unsupportedSchema(int version) {
@@ -100,10 +107,7 @@ RuleCatalog RuleCatalog::merging(const RuleCatalog& overlay) const {
   RuleCatalog merged = *this;
   lay(merged.projectRules, overlay.projectRules);
   lay(merged.systemRules, overlay.systemRules);
-  for (const auto& [key, folders] : overlay.walkSkipByPlatform) {
-    auto& list = merged.walkSkipByPlatform[key];
-    list.insert(list.end(), folders.begin(), folders.end());
-  }
+  appendSkipped(merged, overlay);
   merged.schemaVersion = std::max(schemaVersion, overlay.schemaVersion);
   merged.catalogVersion += "+" + overlay.catalogVersion;
   return merged;
@@ -113,6 +117,7 @@ RuleCatalog RuleCatalog::withPack(const RuleCatalog& pack) const {
   RuleCatalog merged = *this;
   merged.projectRules.insert(merged.projectRules.begin(), pack.projectRules.begin(), pack.projectRules.end());
   merged.systemRules.insert(merged.systemRules.end(), pack.systemRules.begin(), pack.systemRules.end());
+  appendSkipped(merged, pack);
   merged.catalogVersion += "+" + pack.catalogVersion;
   return merged;
 }

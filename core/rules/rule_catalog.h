@@ -144,8 +144,8 @@ struct RuleCatalog {
   /// Merges an overlay: a rule with a known id is replaced in place, a new one is appended.
   RuleCatalog merging(const RuleCatalog& overlay) const;
 
-  /// Returns the catalog with the rules of a pack. Its project rules come first, since each of them demands more than a
-  /// name: a rule behind one that takes every folder of its name would never match.
+  /// Returns the catalog with a pack's rules and skipped folders. Its project rules come first: they demand more than a
+  /// name, and would never match behind a rule that takes every folder of that name.
   RuleCatalog withPack(const RuleCatalog& pack) const;
 
   /// Returns the catalog without these ids.

@@ -286,7 +286,7 @@ class Case {
   bool isUnpacked() {
     if (!isUnpacked_) {
       const auto arrival = arrivalOf(project_);
-      isUnpacked_ = arrival && sample().newest < *arrival;
+      isUnpacked_ = arrival && !sample().isWrittenHere && sample().newest < *arrival;
     }
     return *isUnpacked_;
   }

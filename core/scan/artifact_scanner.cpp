@@ -36,9 +36,7 @@ struct Artifact {
   std::string groupRoot;
   std::optional<RuleMatch> match;  // absent for an interrupted removal
   Measurement measurement;
-  std::atomic<bool> opened{false};
-  std::optional<FileIdentity> identity;  // written by the first visit, before any other begins
-  std::atomic<bool> vanished{false};     // before it was opened
+  std::atomic<bool> vanished{false};  // before it was opened
 };
 
 struct WalkContext {
@@ -86,10 +84,7 @@ class WalkVisitor {
   void visit(Visit& folder) {
     if (folder.context().artifact == nullptr) return walk(folder);
     Artifact& artifact = *folder.context().artifact;
-    if (!artifact.opened.exchange(true)) identify(artifact, descriptorFacts(folder.node()->descriptor()));
-    if (!artifact.measurement.hasFailed()) {
-      measure(folder, artifact);
-    }
+    if (!artifact.measurement.hasFailed()) measure(folder, artifact);
     finishFolder(artifact);
   }
 
@@ -106,9 +101,11 @@ class WalkVisitor {
     if (context.artifact == nullptr) return;
     Artifact& artifact = *context.artifact;
     artifact.measurement.couldNotOpen(failure, folder, context.position);
-    if (isNoLongerThere(failure) && !artifact.opened) artifact.vanished = true;
-    // Nothing of it was opened, so take the identity by path.
-    if (forbidden && !artifact.opened) identify(artifact, pathFacts(artifact.path));
+    if (!artifact.measurement.hasBegun()) {
+      artifact.vanished = isNoLongerThere(failure);
+      // Nothing of it was opened, so take the identity by path.
+      if (forbidden) artifact.measurement.identify(pathFacts(artifact.path));
+    }
     finishFolder(artifact);
   }
 
@@ -186,7 +183,7 @@ class WalkVisitor {
     for (const auto& [name, facts] : candidates) decide(folder, project, name, *facts);
   }
 
-  /// Puts a subfolder to the candidates, which are decided about after the complete listing, or goes into it.
+  /// Adds a subfolder to the candidates, decided after the complete listing, or walks into it.
   void addSubfolder(Visit& folder, std::string_view name, const NameFacts* facts, Candidates& candidates,
                     OffRulesSeen& offRules) {
     if (name.starts_with(RemovalLeftover::prefix) && RemovalLeftover::is(name)) {
@@ -223,8 +220,6 @@ class WalkVisitor {
     return !request_.onlyNames || request_.onlyNames->contains(std::string(name));
   }
 
-  bool wantsLeftovers() const { return !request_.enabledEcosystems || request_.enabledEcosystems->contains("general"); }
-
   void addLeftover(Visit& folder, std::string_view name) {
     const std::string parent = folder.node()->path();
     if (!RemovalNote::claims(folder.node()->descriptor(), std::string(name))) {
@@ -232,7 +227,7 @@ class WalkVisitor {
       unclaimedLeftovers_.push_back(joinedPath(parent, name));
       return;
     }
-    if (!wantsLeftovers()) return;
+    if (!RemovalLeftover::isWanted(request_.enabledEcosystems)) return;
     folder.descend(name, {{WalkFilter::childPlace(folder.context().position.place, name)},
                           &addArtifact(joinedPath(parent, name), parent, std::nullopt)});
   }
@@ -240,14 +235,14 @@ class WalkVisitor {
   /// A note without its folder: the removal was interrupted before its first or between its last two steps.
   void addStrayNote(Visit& folder, std::string_view name) {
     const int descriptor = folder.node()->descriptor();
-    if (!wantsLeftovers() || !isAskedFor(name) || !RemovalNote::claims(descriptor, std::string(name))) return;
+    if (!RemovalLeftover::isWanted(request_.enabledEcosystems) || !isAskedFor(name)) return;
+    if (!RemovalNote::claims(descriptor, std::string(name))) return;
     const std::string parent = folder.node()->path();
     Artifact& note = addArtifact(joinedPath(parent, name), parent, std::nullopt);
-    identify(note, entryFacts(descriptor, std::string(name).c_str()));
+    note.measurement.identify(entryFacts(descriptor, std::string(name).c_str()));
     finishFolder(note);
   }
 
-  /// Mounts inside an artefact do not count: removing it would not free their space.
   void measure(Visit& folder, Artifact& artifact) {
     artifact.measurement.measure(folder.reader(), *folder.node(), folder.context().position,
                                  [&](auto name, const auto& below) {
@@ -286,15 +281,6 @@ class WalkVisitor {
     brokenReason_ = failure;
   }
 
-  static void identify(Artifact& artifact, const Outcome<EntryFacts>& facts) {
-    if (facts) {
-      artifact.identity = facts->identity;
-      artifact.measurement.setOwner(facts->owner);
-    } else {
-      artifact.measurement.fail();
-    }
-  }
-
   void finishFolder(Artifact& artifact) {
     if (!artifact.measurement.finishFolder() || artifact.vanished) return;
     if (artifact.measurement.hasFailed()) {
@@ -315,7 +301,7 @@ class WalkVisitor {
   FoundArtifact foundAs(Artifact& artifact) const {
     FoundArtifact found{.finding = makeFinding(artifact),
                         .place = joinedPath(realRoot_, pathBelow(artifact.path, request_.root)),
-                        .identity = artifact.identity,
+                        .identity = artifact.measurement.identity(),
                         .repositories = artifact.measurement.repositories(),
                         .inside = artifact.measurement.inside()};
     found.setUse(artifact.measurement.takeUse());

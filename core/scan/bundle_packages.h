@@ -1,4 +1,5 @@
-// Bundle packages: folders that a desktop shows as one file. Scans neither enter nor count them.
+// Bundle packages: folders that a desktop shows as one file. Walks do not enter them; measurements search them for what
+// must stay and count their blocks, but not their logical size.
 #pragma once
 
 #include <string_view>

@@ -8,9 +8,8 @@
 
 namespace tidra {
 
-/// Returns the paths of all system rules above tier safe that lie in a finding or are a finding of the walk, and are no
-/// findings outside projects. Does not depend on the categories of a scan or on its exclusions: neither makes a place
-/// safe.
+/// Returns the paths of system rules above tier safe that lie in a finding, or are a finding of the walk, unless they
+/// are findings outside projects. Categories and exclusions of the scan do not matter: neither makes a place safe.
 std::vector<CoveredPlace> coveredPlaces(const SystemProbeContext& context, const std::vector<FoundArtifact>& findings);
 
 }  // namespace tidra

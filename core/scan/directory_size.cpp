@@ -4,21 +4,10 @@
 
 #include "core/base/quantities.h"
 #include "core/platform/files.h"
-#include "core/scan/bundle_packages.h"
 #include "core/scan/folder_traversal.h"
 #include "core/scan/measurement.h"
-#include "core/scan/rule_index.h"
 
 namespace tidra {
-
-bool Measurement::belongs(std::string_view folderName) const {
-  return options_.enterBundles || !isBundlePackage(folderName);
-}
-
-bool Measurement::isPackagesOwn(std::string_view name) const {
-  const NameFacts* facts = options_.namesOfPackages != nullptr ? options_.namesOfPackages->find(name) : nullptr;
-  return facts != nullptr && !facts->rules.empty();
-}
 
 unsigned defaultScanWorkers() {
   constexpr unsigned fewest = 8;
@@ -38,8 +27,6 @@ struct SizeTarget {
                              .rules = folder.isTrash || folder.holdsPackages ? nullptr : rules,
                              .namesOfPackages = folder.holdsPackages ? rules : nullptr}) {}
   Measurement measurement;
-  std::atomic<bool> opened{false};
-  std::optional<FileIdentity> identity;  // written by the first visit, before any other begins
   std::atomic<bool> complete{false};
 };
 
@@ -53,12 +40,6 @@ struct SizeVisitor {
 
   void visit(Traversal::Visit& folder) {
     const auto [position, target] = folder.context();
-    if (!target->opened.exchange(true)) {
-      if (const auto facts = descriptorFacts(folder.node()->descriptor())) {
-        target->identity = facts->identity;
-        target->measurement.setOwner(facts->owner);
-      }
-    }
     target->measurement.measure(folder.reader(), *folder.node(), position,
                                 [&folder, owner = target](auto name, const auto& below) {
                                   folder.descend(name, {below, owner});
@@ -68,7 +49,7 @@ struct SizeVisitor {
 
   void couldNotOpen(const SizeContext& context, std::error_code failure, const UnopenedFolder& folder) {
     // A root that cannot be opened counts as empty.
-    if (context.target->opened || isForbidden(failure)) {
+    if (context.target->measurement.hasBegun() || isForbidden(failure)) {
       context.target->measurement.couldNotOpen(failure, folder, context.position);
     }
     finish(context.target);
@@ -130,7 +111,7 @@ std::vector<TidraDirectorySizeReader::Size> TidraDirectorySizeReader::readAll(co
   for (SizeTarget& target : targets) {
     const bool known = target.complete && !target.measurement.hasFailed();
     sizes.push_back({known ? std::optional(target.measurement.bytes()) : std::nullopt, target.measurement.kept(),
-                     target.identity, target.measurement.repositories(), target.measurement.inside(),
+                     target.measurement.identity(), target.measurement.repositories(), target.measurement.inside(),
                      target.measurement.takeUse()});
   }
   return sizes;

@@ -17,10 +17,9 @@ class EnclosingOutput {
  public:
   explicit EnclosingOutput(const TidraPathResolver& resolver) : ignored_(resolver) {}
 
-  /// Returns the nearest ancestor with the name of an artefact that holds a tool's mark or lies beside the manifest of
-  /// a project that makes it, and is neither a project itself nor, without a mark, in a repository whose ignore files
-  /// do not name it: git tracks such a folder, or is about to. A scan meets output only when its rule is disabled or
-  /// its root lies inside.
+  /// Returns the nearest ancestor that is build output: it has an artefact's name, and holds a tool's mark or lies
+  /// beside the manifest that makes it. It is none if it is a project itself, or if it has no mark and its repository
+  /// does not ignore it. Needed only when its rule is disabled or the root lies inside.
   std::optional<std::string> around(const std::string& path);
 
   /// Returns a folder that equals or contains the path and is an artefact beyond doubt: it holds a tool's mark, and

@@ -12,7 +12,7 @@ using Reason = EvidenceGap::Reason;
 
 constexpr std::array reasonTexts{
     std::pair{Reason::noSign, std::string_view{"no sign of a tool"}},
-    std::pair{Reason::unnamedPackages, std::string_view{"its packages are named nowhere"}},
+    std::pair{Reason::unnamedPackages, std::string_view{"no file beside it names its packages"}},
     std::pair{Reason::gonePackage, std::string_view{"what it is installed from is gone or lies in it"}},
     std::pair{Reason::strangersManifest, std::string_view{"the manifest belongs to another user"}},
     std::pair{Reason::ownFiles, std::string_view{"holds files that people write"}},
@@ -20,7 +20,7 @@ constexpr std::array reasonTexts{
     std::pair{Reason::ownProject, std::string_view{"is a project of its own"}},
     std::pair{Reason::finishedProgram, std::string_view{"is part of a finished program"}},
     std::pair{Reason::tests, std::string_view{"lies below tests"}},
-    std::pair{Reason::archive, std::string_view{"is as old as the archive that it came in"}},
+    std::pair{Reason::archive, std::string_view{"has not changed since it was copied or unpacked here"}},
     std::pair{Reason::sharedFolder, std::string_view{"others can rename folders here"}},
     std::pair{Reason::newInGit, std::string_view{"new in git"}},
     std::pair{Reason::unreadIgnoreFile, std::string_view{"an ignore file was not read whole"}},

@@ -25,8 +25,7 @@ class ExclusionUse {
   /// Whether an exclusion has not kept anything out yet. Thread-safe.
   bool isPending() const { return pending_.load(std::memory_order_relaxed) > 0; }
 
-  /// Returns the texts of the exclusions that kept nothing out, in the order of add(), without those whose places lie
-  /// in what another one keeps out.
+  /// Returns the exclusions that matched nothing, in the order of add(), except those inside what another one excluded.
   std::vector<std::string> idle() const;
 
  private:

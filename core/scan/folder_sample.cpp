@@ -1,6 +1,7 @@
 #include "core/scan/folder_sample.h"
 
 #include <algorithm>
+#include <chrono>
 #include <deque>
 
 #include "core/base/text.h"
@@ -42,6 +43,7 @@ bool isHandMade(std::string_view fileName) { return isSource(fileName) || isKeep
 FolderSample FolderSample::of(const std::string& folder) {
   constexpr std::size_t mostFiles = 96;
   constexpr std::size_t mostFolders = 24;
+  constexpr std::chrono::seconds timeToFinish{2};  // between the last write and the rename or chmod of a new file
   FolderSample sample;
   std::deque<std::string> waiting{folder};
   for (std::size_t folders = 0; !waiting.empty() && folders < mostFolders && sample.files < mostFiles; ++folders) {
@@ -64,7 +66,10 @@ FolderSample FolderSample::of(const std::string& folder) {
       if (isSource(entry.name) && sample.sources++ == 0) sample.source = entry.name;
       if (sample.keepsake.empty() && isKeepsake(entry.name)) sample.keepsake = entry.name;
       const auto facts = entryFacts(opened->get(), entry.name.data());
-      if (facts) sample.newest = std::max(sample.newest, facts->modified);
+      if (!facts) continue;
+      sample.newest = std::max(sample.newest, facts->modified);
+      const auto untouched = facts->changed - facts->modified;
+      sample.isWrittenHere |= untouched >= TimePoint::duration::zero() && untouched < timeToFinish;
     }
   }
   return sample;

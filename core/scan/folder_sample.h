@@ -13,10 +13,11 @@ namespace tidra {
 /// A sample of the files and folders below a folder, breadth first.
 struct FolderSample {
   std::size_t files = 0;
-  std::size_t sources = 0;  // hand-written, and no build puts them into its output
-  std::string source;       // the name of the first of them
-  std::string keepsake;     // the first document, key or data base: hand-made, though a build may copy some
-  TimePoint newest = TimePoint::min();
+  std::size_t sources = 0;              // hand-written, and no build puts them into its output
+  std::string source;                   // the name of the first of them
+  std::string keepsake;                 // the first document, key or data base: hand-made, though a build may copy some
+  TimePoint newest = TimePoint::min();  // mtime
+  bool isWrittenHere = false;           // a file whose mtime is its ctime: neither copied nor unpacked
 
   static FolderSample of(const std::string& folder);
 };

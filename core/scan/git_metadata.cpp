@@ -12,6 +12,7 @@
 #include "core/base/byte_units.h"
 #include "core/base/record_fields.h"
 #include "core/base/text.h"
+#include "core/base/whole_number.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"

@@ -9,6 +9,7 @@
 
 #include "core/base/byte_units.h"
 #include "core/base/text.h"
+#include "core/base/whole_number.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
@@ -64,7 +65,7 @@ bool isObjectName(std::string_view text) {
   return text.size() >= shortest && text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-/// Folds answers about work: one "yes" is enough, whatever else could not be answered; then "unknown" beats "no".
+/// Combines answers: yes if any is yes, else unknown if any is unknown, else no.
 class AnyWork {
  public:
   void add(std::optional<bool> answer) {

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -17,14 +16,6 @@ namespace tidra {
 
 inline constexpr std::int32_t gitFatal = 128;  // git's exit status for fatal errors
 inline constexpr std::int32_t gitNoMatch = 1;  // of "git config" that finds nothing
-
-inline std::optional<std::int64_t> wholeNumber(std::string_view text) {
-  std::int64_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [parsed, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc{} || parsed != end) return std::nullopt;
-  return number;
-}
 
 /// Calls `ask(i)` for each i below `count` on several threads and waits for them. Stops when `shouldCancel` returns
 /// true.

@@ -43,8 +43,7 @@ bool RemovalNote::covers(int folder, const std::string& leftover, const EntryFac
 }
 
 bool RemovalNote::claims(int folder, const std::string& name) {
-  if (RemovalLeftover::isNote(name)) {
-    const std::string leftover = name.substr(0, name.size() - RemovalLeftover::noteSuffix.size());
+  if (const std::string leftover(RemovalLeftover::ofNote(name)); !leftover.empty()) {
     const auto there = entryFacts(folder, leftover.c_str());
     return there.failure() == std::errc::no_such_file_or_directory && ownNote(folder, leftover);
   }

@@ -86,8 +86,8 @@ class StoreSigns {
 /// Finds the store that contains a path. Not thread-safe.
 class StoreFinder {
  public:
-  /// `known` are stores at known paths, which need not exist. The home folder and its ancestors are never stores,
-  /// whatever anyone plants there; single entries in them with a manifest are.
+  /// `known` are stores at known paths, which need not exist. The home folder and its ancestors are never stores, even
+  /// with planted marks; single entries in them with a manifest are.
   StoreFinder(const std::string& home, const std::vector<Store>& known);
 
   /// Returns the outermost store that equals or contains the path; nullopt if none does. The path must be absolute with

@@ -16,6 +16,7 @@
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/platform/spare_threads.h"
+#include "core/scan/folder_contents.h"
 #include "core/scan/place_set.h"
 #include "core/scan/probes/ai_tools_probe.h"
 #include "core/scan/probes/apple_probes.h"
@@ -262,7 +263,8 @@ void SystemArtifactScanner::measure(std::vector<Kept>& items) {
     finding.sizeBytes = sizes[i].bytes.value_or(0);
     // The folder of a tool's item is not what is removed, so it has no identity.
     if (folders[i].path == finding.path) found.identity = sizes[i].identity;
-    isLeftOut[measured[i]] = !sizes[i].bytes || sizes[i].kept ? 1 : 0;
+    const bool isEmptyTrash = items[measured[i]].isTrash && sizes[i].bytes == 0U && listing(finding.path).empty();
+    isLeftOut[measured[i]] = !sizes[i].bytes || sizes[i].kept || isEmptyTrash ? 1 : 0;
     found.repositories = std::move(sizes[i].repositories);
     found.inside = std::move(sizes[i].inside);
     found.setUse(std::move(sizes[i].use));

@@ -160,6 +160,12 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
   return std::nullopt;
 }
 
+bool isWholeArtefact(const Request& request) {
+  const std::string real = Spelling(request.root).realRoot();
+  if (const auto holder = DependencyFolders::holding(real)) return *holder == real;
+  return EnclosingOutput::certainlyHolding(real, request.resolver) == real;
+}
+
 WalkFilter makeWalkFilter(const Request& request) {
   const Spelling spelling(request.root);
   WalkFilter filter;

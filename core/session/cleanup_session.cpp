@@ -9,13 +9,11 @@
 
 #include "core/base/quantities.h"
 #include "core/base/text.h"
-#include "core/dispose/protected_places.h"
 #include "core/dispose/tool_targets.h"
 #include "core/model/scan_activity_classification.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 #include "core/session/git_checks.h"
-#include "core/session/removal_guard.h"
 #include "core/session/removal_progress.h"
 
 namespace tidra {
@@ -25,18 +23,11 @@ bool isCancelled(const std::function<bool()>& shouldCancel) { return shouldCance
 
 std::optional<std::string> reasonToKeep(RemovalGuard& guard, const std::string& path,
                                         const std::optional<std::string>& project, const CleanupOptions& options) {
+  if (auto reason = guard.reasonUnremovable(path)) return reason;
   if (options.force) return std::nullopt;
   auto reason = guard.reasonToKeep(path, project);
   if (reason) *reason += options.keptHint;
   return reason;
-}
-
-std::optional<std::string> reasonToKeep(RemovalGuard& guard, const CleanupCandidate& candidate,
-                                        const CleanupOptions& options) {
-  if (candidate.found != nullptr && !isToolBackedTarget(candidate.item.path) && !candidate.found->place.empty()) {
-    if (auto reason = ProtectedPlaces::reasonOfMount(candidate.found->place, options.mounts)) return reason;
-  }
-  return reasonToKeep(guard, candidate.item.path, candidate.project(), options);
 }
 
 /// Returns a scan request that finds just the items of a plan.
@@ -206,17 +197,16 @@ UnprovenFindings unprovenIn(const ScanOutcome& outcome) {
   return unproven;
 }
 
-std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
+std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, RemovalGuard& guard,
                                                const CleanupOptions& options) {
   std::vector<CleanupCandidate> candidates;
-  RemovalGuard guard(resolver);
   for (const FoundArtifact& found : outcome.findings) {
     if (isCancelled(options.shouldCancel)) break;
     if (!options.takesUnproven && lacksEvidence(found.finding)) continue;
     if (options.tiers && !options.tiers->contains(found.finding.safetyTier)) continue;
     auto& candidate = candidates.emplace_back(
         CleanupCandidate{.item = CleanupPlan::Item::make(found), .found = &found, .refusal = std::nullopt});
-    candidate.refusal = reasonToKeep(guard, candidate, options);
+    candidate.refusal = reasonToKeep(guard, candidate.item.path, candidate.project(), options);
   }
   settleNested(candidates, outcome.nested, guard, options);
   std::stable_sort(candidates.begin(), candidates.end(),
@@ -236,23 +226,21 @@ CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, Dis
   return plan;
 }
 
-CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& given) {
+CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& options) {
   const TidraPathResolver resolver = request.resolver;
-  CleanupOptions options = given;
-  options.mounts = request.mounts;
+  RemovalGuard guard(resolver, request.mounts);
   CheckedPlan checked{.scan = std::make_unique<const ScanOutcome>(runScan(narrowed(std::move(request), plan))),
                       .candidates = {}};
   const ScanOutcome& scan = *checked.scan;
   std::unordered_map<std::string_view, const FoundArtifact*> byPath;
   for (const FoundArtifact& found : scan.findings) byPath.emplace(found.finding.path, &found);
-  RemovalGuard guard(resolver);
   for (const CleanupPlan::Item& item : plan.items) {
     if (isCancelled(options.shouldCancel)) break;
     const auto known = byPath.find(item.path);
     const FoundArtifact* found = known == byPath.end() ? nullptr : known->second;
     auto& candidate = checked.candidates.emplace_back(CleanupCandidate{
         .item = item, .found = found, .refusal = refusalOf(plan, item, found, scan, options, resolver)});
-    if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate, options);
+    if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate.item.path, candidate.project(), options);
   }
   settleNested(checked.candidates, scan.nested, guard, options);
   return checked;
@@ -262,7 +250,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
   CleanupOutcome outcome;
   RemovalProgress progress(candidates, setting);
   TidraDeletionService service(progress.observed());
-  RemovalGuard guard(setting.service.resolver);
+  RemovalGuard guard(setting.service.resolver, setting.service.mounts);
   const TidraGitMetadataReader git(setting.git, setting.service.resolver, setting.service.shouldCancel);
   PlaceSet removed;
   std::vector<TidraDeletionService::Item> items;
@@ -277,7 +265,8 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
   const auto refuse = [&](std::size_t index) {
     const CleanupCandidate& candidate = candidates[index];
     progress.begin(candidate);
-    auto refusal = candidate.refusal ? candidate.refusal : reasonToKeep(guard, candidate, setting.options);
+    auto refusal = candidate.refusal ? candidate.refusal
+                                     : reasonToKeep(guard, candidate.item.path, candidate.project(), setting.options);
     if (!refusal && !setting.dryRun && candidate.found != nullptr) {
       refusal = reasonOfLaterWork(*candidate.found, candidate.item.tier, git, removed);
     }

@@ -1,5 +1,4 @@
-// From a scan's outcome or a plan to the removal of each item. Shared by terminal program, desktop application and
-// agent.
+// From a scan's outcome or a plan to the removal of each item. Shared by the terminal program and the agent.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +12,7 @@
 #include "core/dispose/deletion_service.h"
 #include "core/model/cleanup_plan.h"
 #include "core/platform/path_text.h"
+#include "core/session/removal_guard.h"
 #include "core/session/scan_session.h"
 
 namespace tidra {
@@ -40,7 +40,6 @@ struct CleanupOptions {
   bool takesUnproven = false;  // include findings of projects without evidence
   std::string keptHint = {};   // appended to the reason of what a keep file or its use protects
   std::optional<std::set<ArtifactSafetyTier>> tiers = {};  // of findings to select; absent: all
-  std::vector<MountPoint> mounts = {};                     // what they cover stays
 
   /// Polled; once true, the result is incomplete and must not be used as a selection. Absent: never.
   std::function<bool()> shouldCancel = {};
@@ -55,11 +54,11 @@ struct UnprovenFindings {
 UnprovenFindings unprovenIn(const ScanOutcome& outcome);
 
 /// Returns the findings of a scan, largest first, without those of unprovenIn() (unless selected by option) and those
-/// inside another one. Findings protected by a keep file or by use, and those that contain a finding that stays, have a
-/// refusal. The candidates refer to the findings of `outcome`, which must outlive them.
-std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, const TidraPathResolver& resolver,
+/// inside another one. Findings that the guard keeps, and those that contain a finding that stays, have a refusal. The
+/// candidates refer to the findings of `outcome`, which must outlive them.
+std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, RemovalGuard& guard,
                                                const CleanupOptions& options);
-std::vector<CleanupCandidate> selectForCleanup(ScanOutcome&&, const TidraPathResolver&, const CleanupOptions&) = delete;
+std::vector<CleanupCandidate> selectForCleanup(ScanOutcome&&, RemovalGuard&, const CleanupOptions&) = delete;
 
 /// Returns the plan of the candidates without a refusal.
 CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, DisposalMethod method,
@@ -116,7 +115,8 @@ struct [[nodiscard]] CleanupOutcome {
 std::int64_t freedBytesOf(const CleanupCandidate& candidate, const TidraDeletionService::Disposed& disposed,
                           std::int64_t counted);
 
-/// Removes candidates in order. Checks keep files, use, and the repositories in it again right before each removal.
+/// Removes candidates in order. Right before each removal it checks again what a RemovalGuard checks, and the
+/// repositories inside.
 CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const CleanupSetting& setting);
 
 }  // namespace tidra

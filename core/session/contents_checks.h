@@ -8,12 +8,12 @@
 
 namespace tidra {
 
-/// Returns the places inside findings that rules put above tier safe and that are no findings, whichever options of the
-/// scan are the reason.
+/// Returns the places inside findings that a rule ranks above safe and that are no findings themselves, whether their
+/// rule, category or root was left out of the scan.
 std::vector<CoveredPlace> rankedPlaces(const std::vector<FoundArtifact>& findings);
 
-/// Raises findings that hold files of other users to caution: whoever owns a folder can rename somebody else's, so that
-/// it looks like an artefact, and have it removed by its owner.
+/// Raises findings that hold files of other users to caution: the owner of a folder can rename other users' folders in
+/// it to an artefact's name and have them removed.
 void raiseOfOthers(std::vector<FoundArtifact>& findings);
 
 }  // namespace tidra

@@ -21,8 +21,8 @@ struct RaisedFindings {
   bool operator==(const RaisedFindings&) const = default;
 };
 
-/// Counts the findings that `isCounted` accepts and whose tier is none of `tiers`, but the tier of whose rule is. What
-/// lies inside another one counts with that.
+/// Counts the findings accepted by `isCounted` whose tier is not in `tiers` although the tier of their rule is. A
+/// finding inside another one counts with it.
 RaisedFindings raisedBeyond(const std::set<ArtifactSafetyTier>& tiers, const std::vector<FoundArtifact>& findings,
                             const RuleCatalog& catalog, const std::function<bool(const FoundArtifact&)>& isCounted);
 

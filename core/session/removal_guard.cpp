@@ -3,8 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <system_error>
+#include <utility>
 
 #include "core/base/text.h"
+#include "core/dispose/disposal_error.h"
+#include "core/dispose/protected_places.h"
+#include "core/dispose/volumes.h"
 #include "core/model/scan_artifact_finding.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
@@ -48,13 +53,44 @@ bool holdsKeepFile(const std::string& folder) {
   return facts && !isPlanted(*file, *facts);
 }
 
+/// Other obstacles, such as an entry that is gone, are left to the removal.
+std::optional<std::string> reasonOfPermissions(const std::string& path) {
+  try {
+    const HeldEntry entry = holdEntry(path);
+    requireEmptiable(entry);
+    try {
+      requireChangeable(entry);
+    } catch (const DisposalError& error) {
+      return fmt::format("cannot be removed by you: {}", error.what());
+    }
+  } catch (const DisposalError& error) {
+    return error.what();
+  } catch (const UnsafePathError&) {
+    return std::nullopt;
+  } catch (const std::system_error&) {
+    return std::nullopt;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
-RemovalGuard::RemovalGuard(const TidraPathResolver& resolver) : home_(realPathOrSame(resolver.home)) {}
+RemovalGuard::RemovalGuard(const TidraPathResolver& resolver, std::vector<MountPoint> mounts)
+    : home_(realPathOrSame(resolver.home)), mounts_(std::move(mounts)) {}
+
+std::optional<std::string> RemovalGuard::reasonUnremovable(const std::string& path) const {
+  if (isToolBackedTarget(path)) return std::nullopt;
+  // Of a last component that is a symbolic link, the link is removed and not its target.
+  const std::string place = joinedPath(realPathOrSame(parentPath(path)), lastPathComponent(path));
+  if (isSameOrInside(home_, place)) return std::nullopt;  // protected anyway
+  if (auto reason = ProtectedPlaces::reasonOfMount(place, mounts_)) return reason;
+  return reasonOfPermissions(path);
+}
 
 std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
                                                       const std::optional<std::string>& project) {
   if (isToolBackedTarget(path)) return std::nullopt;
+  if (auto reason = reasonUnremovable(path)) return reason;
   refresh();
   if (const auto keeper = keeperOf(path, project)) {
     return fmt::format("is kept by {}", escapedForTerminal(joinedPath(*keeper, keepFile)));
@@ -104,18 +140,34 @@ std::optional<PlaceUse> RemovalGuard::workerAround(const std::string& project) {
   return std::nullopt;
 }
 
+void RemovalGuard::prepare() {
+  try {
+    prepared_ = std::async(std::launch::async, &RemovalGuard::takeSnapshot);
+  } catch (const std::system_error&) {
+    prepared_ = {};
+  }
+}
+
 /// Expensive snapshots are taken less often: at most a tenth of the time.
-void RemovalGuard::refresh() {
-  using Clock = std::chrono::steady_clock;
+RemovalGuard::TimedSnapshot RemovalGuard::takeSnapshot() {
   constexpr std::chrono::seconds shortest{2};
   constexpr int shareOfTime = 10;
   const auto started = Clock::now();
-  if (started < freshUntil_) return;
-  usage_ = UsageSnapshot::take();
+  TimedSnapshot snapshot{UsageSnapshot::take(), {}};
+  const auto now = Clock::now();
+  snapshot.freshUntil = now + std::max<Clock::duration>(shortest, shareOfTime * (now - started));
+  return snapshot;
+}
+
+void RemovalGuard::refresh() {
+  if (Clock::now() < freshUntil_) return;
+  TimedSnapshot snapshot;
+  if (prepared_.valid()) snapshot = prepared_.get();
+  if (Clock::now() >= snapshot.freshUntil) snapshot = takeSnapshot();
+  usage_ = std::move(snapshot.usage);
+  freshUntil_ = snapshot.freshUntil;
   repositories_ = {};
   keepers_ = MarkedFolderFinder(keepFile);
-  const auto now = Clock::now();
-  freshUntil_ = now + std::max<Clock::duration>(shortest, shareOfTime * (now - started));
 }
 
 }  // namespace tidra

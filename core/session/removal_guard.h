@@ -1,10 +1,13 @@
-// Vetoes on removal: keep files and use by processes.
+// Vetoes on removal: mounts, keep files and use by processes.
 #pragma once
 
 #include <chrono>
+#include <future>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "core/platform/mount_table.h"
 #include "core/platform/path_resolver.h"
 #include "core/platform/usage.h"
 #include "core/scan/kept_inside.h"
@@ -16,16 +19,24 @@ class RemovalGuard {
  public:
   static constexpr const char* keepFile = KeptInside::keepFile;
 
-  explicit RemovalGuard(const TidraPathResolver& resolver);
+  RemovalGuard(const TidraPathResolver& resolver, std::vector<MountPoint> mounts);
+
+  /// Starts to read in the background what processes use. The first question takes the answer, unless it is some
+  /// seconds old by then. The destructor waits for it. Best effort: without a thread the first question reads.
+  void prepare();
 
   /// Returns why a path must stay, as the rest of a sentence after it; nullopt if nothing prevents removal, and for
-  /// targets of tools. Reasons: a file ".tidra-keep" in it or an ancestor (also along its resolved path), unless a
-  /// stranger planted it in a world-writable folder; a process that works in it or its project, runs from there, was
-  /// started with an argument there, or has locked, mapped or opened a file in it; a process that works between the
-  /// project and the top of its repository, except the home folder's. `project` is the project folder; absent outside
-  /// projects. Snapshots are cached for some seconds.
+  /// targets of tools. Reasons: those of reasonUnremovable(); a file ".tidra-keep" in it or an ancestor (also along its
+  /// resolved path), unless a stranger planted it in a world-writable folder; a process that works in it or its
+  /// project, runs from there, was started with an argument there, or has locked, mapped or opened a file in it; a
+  /// process that works between the project and the top of its repository, except the home folder's. `project` is the
+  /// project folder; absent outside projects. Snapshots are cached for some seconds.
   [[nodiscard]] std::optional<std::string> reasonToKeep(const std::string& path,
                                                         const std::optional<std::string>& project);
+
+  /// The same for what even --force does not override: mounts, and permissions that the running user lacks. Reads no
+  /// processes.
+  [[nodiscard]] std::optional<std::string> reasonUnremovable(const std::string& path) const;
 
  private:
   std::optional<std::string> keeperOf(const std::string& path, const std::optional<std::string>& project);
@@ -33,11 +44,20 @@ class RemovalGuard {
   std::optional<PlaceUse> workerAround(const std::string& project);
   void refresh();
 
+  using Clock = std::chrono::steady_clock;
+  struct TimedSnapshot {
+    UsageSnapshot usage;
+    Clock::time_point freshUntil;
+  };
+  static TimedSnapshot takeSnapshot();
+
   std::string home_;  // symbolic links resolved
+  std::vector<MountPoint> mounts_;
   UsageSnapshot usage_;
   RepositoryFinder repositories_;
   MarkedFolderFinder keepers_{keepFile};
-  std::chrono::steady_clock::time_point freshUntil_{};
+  Clock::time_point freshUntil_{};
+  std::future<TimedSnapshot> prepared_;
 };
 
 }  // namespace tidra

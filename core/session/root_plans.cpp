@@ -53,15 +53,30 @@ bool reaches(const RootPlan& outer, const RootPlan& inner, Request walk) {
   return !makeWalkFilter(walk).bars(joinedPath(outer.root, below));
 }
 
+RootPlan planOf(const std::string& root, Request walk) {
+  RootPlan plan{.root = root, .realPath = {}, .obstacle = {}};
+  walk.root = root;
+  // A link is not the artefact that it leads to.
+  const auto facts = pathFacts(root);
+  if (!walk.onlyNames && facts && facts->type == EntryType::directory && isWholeArtefact(walk)) {
+    plan.root = walk.root = parentPath(root);
+    plan.onlyNames.emplace().emplace(lastPathComponent(root));
+  }
+  plan.realPath = realPathOrSame(plan.root);
+  plan.obstacle = obstacleOf(walk);
+  return plan;
+}
+
 }  // namespace
 
 std::vector<RootPlan> planRoots(const std::vector<std::string>& roots, Request walk) {
   std::vector<RootPlan> plans;
   for (const std::string& root : roots) {
-    if (std::any_of(plans.begin(), plans.end(), [&](const auto& plan) { return plan.root == root; })) continue;
-    walk.root = root;
-    const auto real = realPath(root);
-    plans.push_back({root, real ? *real : root, obstacleOf(walk), false});
+    auto plan = planOf(root, walk);
+    const auto isSame = [&](const RootPlan& other) {
+      return other.root == plan.root && other.onlyNames == plan.onlyNames;
+    };
+    if (std::none_of(plans.begin(), plans.end(), isSame)) plans.push_back(std::move(plan));
   }
   // Outer roots first: a covering root must be known to be walked itself.
   std::vector<std::size_t> order(plans.size());
@@ -71,8 +86,8 @@ std::vector<RootPlan> planRoots(const std::vector<std::string>& roots, Request w
   for (auto inner = order.begin(); inner != order.end(); ++inner) {
     RootPlan& plan = plans[*inner];
     plan.isCovered = std::any_of(order.begin(), inner, [&](std::size_t outer) {
-      return plans[outer].isWalked() && isSameOrInside(plan.realPath, plans[outer].realPath) &&
-             reaches(plans[outer], plan, walk);
+      return plans[outer].isWalked() && !plans[outer].onlyNames &&
+             isSameOrInside(plan.realPath, plans[outer].realPath) && reaches(plans[outer], plan, walk);
     });
   }
   return plans;

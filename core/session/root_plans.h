@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -10,10 +11,11 @@
 namespace tidra {
 
 struct RootPlan {
-  std::string root;                     // as passed
+  std::string root;                     // as passed; for a root that is one artefact its parent, which is the project
   std::string realPath;                 // symbolic links resolved; the root itself if it does not exist
   std::optional<std::string> obstacle;  // sentence on why nothing can be found
   bool isCovered = false;               // the walk of another root visits it
+  std::optional<std::set<std::string>> onlyNames = {};  // the artefact that was passed; absent: everything below `root`
 
   bool isWalked() const { return !obstacle && !isCovered; }
 };

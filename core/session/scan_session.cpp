@@ -1,5 +1,6 @@
-// A scan: start the tools for space outside projects; walk each root while new projects are dated in the background;
-// wait for these; assign dates; scan outside projects; ask git about what was found; filter; bound the sizes.
+// A scan, in order: start the tools for places outside projects; walk each root while projects are dated in the
+// background; assign the dates; run the probes; withhold findings that must stay; assess evidence; ask git; date old
+// projects again; settle nested findings; filter; bound the sizes.
 #include "core/session/scan_session.h"
 
 #include <fmt/format.h>
@@ -29,6 +30,7 @@
 #include "core/session/layer_figures.h"
 #include "core/session/leftover_finder.h"
 #include "core/session/never_removed.h"
+#include "core/session/pack_hint.h"
 #include "core/session/project_activity_reader.h"
 #include "core/session/root_plans.h"
 #include "core/session/session_progress.h"
@@ -100,13 +102,17 @@ class ScanSession {
 
   void walkRoots() {
     for (const RootPlan& plan : planRoots(request_.roots, walkRequest())) {
-      // The parents of single paths are not roots that somebody named.
-      if (plan.obstacle && !request_.onlyPaths) note(*plan.obstacle);
-      // For single paths no walk goes below its root, so that none covers another.
-      if (plan.isWalked() || (request_.onlyPaths && !plan.obstacle)) walk(plan);
+      // The roots of a recheck are parents of its items, which nobody named.
+      if (plan.obstacle && !isRecheck()) note(*plan.obstacle);
+      // A recheck reads only the parents' entries, so no walk covers another.
+      if (plan.isWalked() || (isRecheck() && !plan.obstacle)) walk(plan);
     }
-    if (request_.roots.size() > 1 && !request_.onlyPaths) dropCoveredFindings(outcome_.findings);
+    if (request_.roots.size() > 1 && !isRecheck()) dropCoveredFindings(outcome_.findings);
   }
+
+  /// Whether this is no search, but checks the items of a plan.
+  bool isRecheck() const { return request_.onlyPaths.has_value(); }
+  bool isAskedFor(const std::string& path) const { return !isRecheck() || request_.onlyPaths->contains(path); }
 
   FilesystemArtifactScanner::Request walkRequest() {
     return {.root = {},
@@ -120,7 +126,7 @@ class ScanSession {
             .stores = stores_,
             .mounts = request_.mounts,
             .oneFileSystem = request_.oneFileSystem,
-            .onlyNames = request_.onlyPaths ? std::optional(std::set<std::string>{}) : std::nullopt,
+            .onlyNames = isRecheck() ? std::optional(std::set<std::string>{}) : std::nullopt,
             .workers = request_.workers,
             .shouldCancel = [this] { return shouldCancel(); },
             .onProgress = {}};
@@ -131,7 +137,7 @@ class ScanSession {
     progress_.beginWalk();
     auto request = walkRequest();
     request.root = plan.root;
-    request.onlyNames = namesIn(plan.root);
+    request.onlyNames = plan.onlyNames ? plan.onlyNames : namesIn(plan.root);
     const auto askActivity = activityQuestions(plan);
     request.onProgress = [&](const auto& tick) {
       if (tick.latestFinding != nullptr) askActivity(*tick.latestFinding);
@@ -163,7 +169,7 @@ class ScanSession {
   }
 
   std::optional<std::set<std::string>> namesIn(const std::string& root) const {
-    if (!request_.onlyPaths) return std::nullopt;
+    if (!isRecheck()) return std::nullopt;
     std::set<std::string> names;
     for (const std::string& path : *request_.onlyPaths) {
       if (path.starts_with('/') && parentPath(path) == root) names.emplace(lastPathComponent(path));
@@ -186,11 +192,18 @@ class ScanSession {
   void addSystemFindings(SystemArtifactScanner& system) {
     if (shouldCancel()) return;
     auto result = system.scan(outcome_.findings);
-    outcome_.details.insert(outcome_.details.end(), result.notes.begin(), result.notes.end());
+    // Who names a category wants to know why it is empty.
+    auto& notes = request_.categories && !isRecheck() ? outcome_.notes : outcome_.details;
+    notes.insert(notes.end(), result.notes.begin(), result.notes.end());
     withhold(result.withheld);
     covered_ = std::move(result.covered);
     for (FoundArtifact& found : result.findings) {
-      if (recogniseLeftover(found.finding)) outcome_.findings.push_back(std::move(found));
+      if (isUnclaimedLeftover(found.finding.path)) {
+        unclaimedLeftovers_.insert(found.finding.path);
+      } else {
+        relabelLeftover(found.finding);
+        outcome_.findings.push_back(std::move(found));
+      }
     }
   }
 
@@ -208,7 +221,7 @@ class ScanSession {
     raiseHolders(outcome_.findings, covered, request_.resolver);
     outcome_.nested = nestedFindings(outcome_.findings);
     // Items of a plan are looked up by their own paths.
-    if (request_.onlyPaths) return;
+    if (isRecheck()) return;
     dropPartsOfPlaces(outcome_.findings, outcome_.nested, [this](const auto& outer) { return isWanted(outer); });
   }
 
@@ -216,19 +229,18 @@ class ScanSession {
     return !request_.ecosystems || request_.ecosystems->contains(finding.ecosystemTag);
   }
 
-  /// Rules about everything in a folder also match interrupted removals. Returns false for an entry that only has such
-  /// a name.
-  bool recogniseLeftover(ScanArtifactFinding& finding) {
-    if (!RemovalLeftover::isEither(lastPathComponent(finding.path))) return true;
-    if (!RemovalNote::claims(finding.path)) {
-      unclaimedLeftovers_.insert(finding.path);
-      return false;
-    }
+  /// Whether an entry is only named like an interrupted removal.
+  static bool isUnclaimedLeftover(const std::string& path) {
+    return RemovalLeftover::isEither(lastPathComponent(path)) && !RemovalNote::claims(path);
+  }
+
+  /// Rules about everything in a folder also match interrupted removals.
+  static void relabelLeftover(ScanArtifactFinding& finding) {
+    if (!RemovalLeftover::isEither(lastPathComponent(finding.path))) return;
     auto leftover = RemovalLeftover::finding(finding.path, finding.sizeBytes);
     leftover.groupRoot = finding.groupRoot;
     leftover.source = finding.source;
     finding = std::move(leftover);
-    return true;
   }
 
   void noteUnclaimedLeftovers() {
@@ -248,7 +260,7 @@ class ScanSession {
     RealPlaces real;
     std::copy_if(unclaimed.begin(), unclaimed.end(), std::inserter(unclaimedLeftovers_, unclaimedLeftovers_.end()),
                  [&](const std::string& path) { return !isOutOfBounds(real.of(path)); });
-    if (request_.ecosystems && !request_.ecosystems->contains("general")) return;
+    if (!RemovalLeftover::isWanted(request_.ecosystems)) return;
     PlaceSet known;
     for (const FoundArtifact& found : outcome_.findings) known.add(found.finding.path);
     std::erase_if(leftovers, [&](const FoundArtifact& leftover) {
@@ -265,9 +277,7 @@ class ScanSession {
 
   void withhold(const std::vector<WithheldFinding>& findings) {
     for (const WithheldFinding& finding : findings) {
-      if (!request_.onlyPaths || request_.onlyPaths->contains(finding.path)) {
-        outcome_.withheld.emplace(finding.path, finding.kept);
-      }
+      if (isAskedFor(finding.path)) outcome_.withheld.emplace(finding.path, finding.kept);
     }
   }
 
@@ -286,12 +296,20 @@ class ScanSession {
   }
 
   void noteOffPacks() {
-    if (request_.onlyPaths || request_.ecosystems) return;
-    if (auto text = noteOfOffPacks(request_.offPacks, projectsOfOffPacks_)) note(std::move(*text));
+    if (isRecheck() || request_.ecosystems || shouldCancel()) return;
+    std::vector<OffPack> packs;
+    for (std::size_t i = 0; i < request_.offPacks.size(); ++i) {
+      packs.push_back({request_.offPacks[i], i < projectsOfOffPacks_.size() ? projectsOfOffPacks_[i] : 0, false});
+    }
+    const bool isOfAll = request_.systemReach == SystemReach::everywhere && !request_.tiers && !request_.olderThan;
+    if (request_.scanSystem && isOfAll) {
+      findPlacesOf(packs, probeContextOf(request_), systemCategoriesOf(request_), outcome_.findings);
+    }
+    if (auto text = noteOfOffPacks(std::move(packs))) note(std::move(*text));
   }
 
   void noteIdleExclusions() {
-    if (!exclusions_.use || request_.onlyPaths || shouldCancel()) return;
+    if (!exclusions_.use || isRecheck() || shouldCancel()) return;
     for (std::string& text : notesOfIdleExclusions(*exclusions_.use, request_.roots)) note(std::move(text));
   }
 
@@ -334,7 +352,7 @@ class ScanSession {
     std::vector<FoundArtifact*> asked;
     // Small findings as well: they may lie inside one that is asked for.
     for (FoundArtifact& found : outcome_.findings) {
-      if (!request_.onlyPaths || request_.onlyPaths->contains(found.finding.path)) asked.push_back(&found);
+      if (isAskedFor(found.finding.path)) asked.push_back(&found);
     }
     const TidraGitMetadataReader git(request_.git, request_.resolver, [this] { return shouldCancel(); });
     if (shouldCancel()) return;
@@ -342,16 +360,12 @@ class ScanSession {
     if (unknown > 0 && !shouldCancel()) {
       note(fmt::format("git did not answer for {} of the findings, so none of those counts as safe.", unknown));
     }
-    if (shouldCancel() || raiseOwnWork(asked, git) || shouldCancel()) return;
+    if (shouldCancel()) return;
+    const bool allAnswered = raiseOwnWork(asked, git);
+    if (allAnswered || shouldCancel()) return;
     note(
-        "Some repositories inside findings could not be asked for work of their own, so no finding that holds one "
-        "counts "
-        "as safe; its line names the first.");
-  }
-
-  bool isAskedFor(const ScanArtifactFinding& finding) const {
-    if (request_.onlyPaths && !request_.onlyPaths->contains(finding.path)) return false;
-    return finding.sizeBytes >= request_.minimumBytes;
+        "Some repositories inside findings could not be checked for unpushed work; a finding that holds one is not "
+        "safe, and its line names the first.");
   }
 
   bool isWanted(const FoundArtifact& found) const {
@@ -360,7 +374,7 @@ class ScanSession {
 
   bool isWantedInAnyTier(const FoundArtifact& found) const {
     const ScanArtifactFinding& finding = found.finding;
-    if (!isAskedFor(finding)) return false;
+    if (!isAskedFor(finding.path) || finding.sizeBytes < request_.minimumBytes) return false;
     if (!found.isOfProject() && !isOfWantedEcosystem(finding)) return false;
     return !request_.olderThan || isOlderThan(finding, *request_.olderThan);
   }

@@ -1,4 +1,4 @@
-// One scan from request to report. Shared by terminal program, desktop application and agent.
+// One scan from request to report. Shared by the terminal program and the agent.
 #pragma once
 
 #include <cstdint>
@@ -35,53 +35,55 @@ struct ScanProgress {
 
 /// Extent of a scan outside projects.
 enum class SystemReach {
-  belowRoots,  // places only below the roots, what tools keep only in the categories that are named; everywhere when
-               // there is no root or one is the home folder or holds it
+  belowRoots,  // places at or below a root; tools only in the categories named; unbounded without roots, or when a
+               // root equals or contains the home folder
   everywhere,
 };
 
 struct ScanRequest {
   std::vector<std::string> roots;  // absolute and standardised
   RuleCatalog catalog;
-  std::optional<RuleCatalog> wholeCatalog;  // with the rules that were switched off, which still rank what lies in a
-                                            // finding; absent: none was
+  std::optional<RuleCatalog> wholeCatalog;  // `catalog` before rules were switched off: they find nothing, but still
+                                            // rank what lies in a finding; absent: none was switched off
   std::vector<const RulePack*> offPacks;    // packs that a note names where they would find something; at most 64
   TidraPathResolver resolver;               // home folder and environment
   TidraPlatform platform = currentPlatform;
   std::string host;
   std::vector<MountPoint> mounts;
-  std::optional<std::string> git;  // executable; absent: activity from folders only
+  std::optional<std::string> git;  // executable; absent: the date of `.git` stands for the last commit, and findings
+                                   // with a repository around or inside are at least caution
 
   bool scanProjects = true;
   bool scanSystem = true;  // scan outside projects
   SystemReach systemReach = SystemReach::belowRoots;
   std::optional<std::set<std::string>> categories;  // categories outside projects, by key; absent: all
-  std::set<std::string> categoriesOff;              // of these, where no category is named
+  std::set<std::string> categoriesOff;              // left out while `categories` is absent
   TidraScanExclusionFilter exclusions;
   std::vector<std::string> quarantines;               // never scanned, in addition to the default one; absolute
   std::optional<std::set<std::string>> ecosystems;    // absent: all
   std::optional<std::set<ArtifactSafetyTier>> tiers;  // absent: all
   std::uint64_t minimumBytes = 0;                     // omit smaller findings
   std::optional<Age> olderThan;                       // omit findings with later or unknown activity
-  std::optional<Age> provenAge;                       // an age that removals rely on: dates projects with larger limits
-  bool oneFileSystem = false;                         // each root stays on its file system
-  unsigned workers = 0;                               // 0: default
-  std::optional<std::set<std::string>> onlyPaths;     // only these entries of roots and system paths; absent: all
+  std::optional<Age> provenAge;  // age limit of a removal: projects that seem this old are dated again from more files
+  bool oneFileSystem = false;    // each root stays on its file system
+  unsigned workers = 0;          // 0: default
+  std::optional<std::set<std::string>>
+      onlyPaths;  // a recheck of these entries of roots and system paths; absent: a search
   ActivityThresholds thresholds;
-  TimePoint now{};  // start of the scan; ages count from its end
+  TimePoint now{};  // start of the scan; ages count from generatedAt
 
   /// Polled in every phase from any thread; once true, the scan ends promptly. Must stay true.
   std::function<bool()> shouldCancel;
   std::function<void(const ScanProgress&)> onProgress;  // called on the caller's thread
 };
 
-/// Each finding is here once. makeReport and ScanAggregate::of build what is shown and stored.
+/// Holds each finding once; makeReport() and ScanAggregate::of() derive the views.
 struct [[nodiscard]] ScanOutcome {
   std::vector<FoundArtifact> findings;         // what the request asked for, in the order of the report
   ScanReport::Circumstances circumstances;     // of the report
   std::vector<NestedFinding> nested;           // including findings that the request filtered out
   std::map<std::string, KeptInside> withheld;  // findings left out because of their contents, by path
-  RaisedFindings raised;                       // findings that only the request's tiers left out, if it names some
+  RaisedFindings raised;                       // left out only because a check raised them above the tiers asked for
   std::vector<std::string> notes;              // for display: what could not be read and why
   std::vector<std::string> details;            // for verbose output: tools that did not answer
   std::optional<std::string> outOfBounds;      // for display: what the roots excluded; absent: nothing

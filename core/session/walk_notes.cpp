@@ -50,24 +50,4 @@ std::vector<std::string> notesOfIdleExclusions(ExclusionUse& use, const std::vec
   return notes;
 }
 
-std::optional<std::string> noteOfOffPacks(const std::vector<const RulePack*>& packs,
-                                          const std::vector<std::uint64_t>& projects) {
-  std::vector<std::pair<std::uint64_t, const RulePack*>> met;
-  for (std::size_t i = 0; i < std::min(packs.size(), projects.size()); ++i) {
-    if (projects[i] > 0) met.emplace_back(projects[i], packs[i]);
-  }
-  if (met.empty()) return std::nullopt;
-  std::stable_sort(met.begin(), met.end(), [](const auto& one, const auto& other) { return one.first > other.first; });
-  std::vector<std::string> counts;
-  std::string names;
-  for (const auto& [number, pack] : met) {
-    counts.push_back(fmt::format("{} {}", number, pack->title));
-    names += " " + pack->name;
-  }
-  const std::string last = std::move(counts.back());
-  counts.pop_back();
-  return fmt::format("{}{} project{}: tidra rules enable{}", joined(counts, ", "),
-                     counts.empty() ? last : " and " + last, met.back().first == 1 ? "" : "s", names);
-}
-
 }  // namespace tidra

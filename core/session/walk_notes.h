@@ -1,8 +1,6 @@
-// What a walk could not read, which exclusions were idle and which rule packs would find more, as notes.
+// What a walk could not read and which exclusions were idle, as notes.
 #pragma once
 
-#include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,10 +15,5 @@ namespace tidra {
 
 /// Returns a sentence for each exclusion that kept nothing out, neither below the roots nor a root itself.
 [[nodiscard]] std::vector<std::string> notesOfIdleExclusions(ExclusionUse& use, const std::vector<std::string>& roots);
-
-/// Returns the line about rule packs that would find something: "3 Elixir and 1 Unity project: tidra rules enable …";
-/// nullopt if none would. `projects` counts them by the index of the pack.
-[[nodiscard]] std::optional<std::string> noteOfOffPacks(const std::vector<const RulePack*>& packs,
-                                                        const std::vector<std::uint64_t>& projects);
 
 }  // namespace tidra

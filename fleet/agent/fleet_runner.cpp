@@ -173,7 +173,7 @@ class Run {
       throw FleetRunError::noRoots();
     scan(resolved, recorder);
     if (!result_.report.partial) {
-      decide(resolved, recorder);
+      decide(recorder);
       dispose(resolved, log, recorder);
       purge(resolved, log, recorder);
     }
@@ -198,8 +198,8 @@ class Run {
     say(fmt::format("{} findings, {} reclaimable", report.items.size(), ByteFormatting::compact(report.totalBytes)));
   }
 
-  void decide(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
-    auto selection = RunSelection::make(outcome_, result_.report, policy(), resolved.resolver, runner_.shouldCancel);
+  void decide(const RunRecorder& recorder) {
+    auto selection = RunSelection::make(outcome_, result_.report, policy(), request_);
     result_.decision = std::move(selection.decision);
     result_.kept = std::move(selection.kept);
     candidates_ = std::move(selection.candidates);

@@ -12,14 +12,16 @@
 namespace tidra {
 namespace {
 
-/// Reasons outside the policy to keep an item: a keep file, its use, or contents that stay.
+/// Reasons outside the policy to keep an item: those of the guard, or contents that stay.
 class Selector {
  public:
   using Faults = PolicyEvaluator::Faults;
 
-  Selector(const ScanOutcome& outcome, const ScanReport& report, const TidraPathResolver& resolver,
-           const std::function<bool()>& shouldCancel)
-      : findings_(outcome.findings), items_(report.items), shouldCancel_(shouldCancel), guard_(resolver) {
+  Selector(const ScanOutcome& outcome, const ScanReport& report, const ScanRequest& request)
+      : findings_(outcome.findings),
+        items_(report.items),
+        shouldCancel_(request.shouldCancel),
+        guard_(request.resolver, request.mounts) {
     assert(findings_.size() == items_.size());
     if (outcome.nested.empty()) return;
     for (std::size_t i = 0; i < items_.size(); ++i) byPath_.emplace(items_[i].path, i);
@@ -91,11 +93,12 @@ class Selector {
 }  // namespace
 
 RunSelection RunSelection::make(const ScanOutcome& outcome, const ScanReport& report, const FleetPolicy& policy,
-                                const TidraPathResolver& resolver, const std::function<bool()>& shouldCancel) {
-  Selector selector(outcome, report, resolver, shouldCancel);
+                                const ScanRequest& request) {
+  Selector selector(outcome, report, request);
   RunSelection selection;
-  selection.decision = PolicyEvaluator::evaluate(
-      report, policy, resolver, [&](std::size_t index, const auto& faults) { return selector.consent(index, faults); });
+  selection.decision =
+      PolicyEvaluator::evaluate(report, policy, request.resolver,
+                                [&](std::size_t index, const auto& faults) { return selector.consent(index, faults); });
   // Selected items are in the order of the report, which is that of the findings.
   auto found = outcome.findings.begin();
   for (const CleanupPlan::Item& item : selection.decision.plan.items) {

@@ -1,7 +1,6 @@
 // The items that a run may remove: the policy's decision without those protected for other reasons.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,13 +21,13 @@ struct KeptItem {
 struct RunSelection {
   PolicyDecision decision;
   std::vector<CleanupCandidate> candidates;  // the decision's selected items; refer to the findings of the outcome
-  std::vector<KeptItem> kept;                // by a keep file, by use or by contents; not in `decision`
+  std::vector<KeptItem> kept;                // by a RemovalGuard or by contents; not in `decision`
 
   /// Kept items, and items inside a selected one, use no budget. An item is also kept when its contents must stay,
-  /// regardless of their budget. Once `shouldCancel` returns true, the candidates are incomplete.
-  /// `report` is that of the outcome, which must outlive the selection.
+  /// regardless of their budget. Once the request is cancelled, the candidates are incomplete.
+  /// `request` and `report` are those of the outcome, which must outlive the selection.
   static RunSelection make(const ScanOutcome& outcome, const ScanReport& report, const FleetPolicy& policy,
-                           const TidraPathResolver& resolver, const std::function<bool()>& shouldCancel);
+                           const ScanRequest& request);
 };
 
 }  // namespace tidra

@@ -23,6 +23,8 @@ class CliRules : public CliTest {
 
 TEST_F(CliRules, PacksAreNamedWhereTheyWouldFindSomethingAndStayOn) {
   const auto before = found({"-q"});
+  tree().writeFile(".opam/download-cache/md5/f");
+  tree().writeFile(".sbt/boot/scala-2.12.18/f");
   EXPECT_THAT(scan({}).err, HasSubstr("note: 2 Elixir, 1 CMake, 1 Unity, 1 Unreal and 1 Web project: "
                                       "tidra rules enable elixir cmake unity unreal web\n"));
   EXPECT_THAT(refused({"rules", "enable", "elixir", "unitty"}),
@@ -32,6 +34,8 @@ TEST_F(CliRules, PacksAreNamedWhereTheyWouldFindSomethingAndStayOn) {
   EXPECT_THAT(run({"rules", "enable", "elixir"}), succeeds("elixir is now on.\n"));
   EXPECT_EQ(shortNames(found({"--ecosystem", "general"})), "ancient/target app/_build other/_build");
   EXPECT_THAT(scan({}).err, HasSubstr("note: 1 CMake, 1 Unity, 1 Unreal and 1 Web project: "));
+  EXPECT_THAT(run({"scan", "--category", "globalCaches"}).err,
+              HasSubstr("note: Caches of OCaml and Scala: tidra rules enable ocaml scala\n"));
   EXPECT_THAT(run({"rules", "packs"}).out,
               AllOf(HasSubstr("on   elixir "), HasSubstr("off  unity "), HasSubstr("1 of ")));
   const std::string policy = tree().writeFile(

@@ -8,11 +8,11 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <charconv>
 
 #include "core/base/byte_units.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
+#include "core/base/whole_number.h"
 #include "core/model/system_group_root.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
@@ -84,9 +84,8 @@ std::uint64_t recordedBytes(const std::string& record) {
   for (const std::string_view line : splitNonEmpty(*text, '\n')) {
     const auto column =
         trimmed(line.substr(line.rfind(',') == std::string_view::npos ? line.size() : line.rfind(',') + 1));
-    std::uint64_t size = 0;
-    const auto [end, error] = std::from_chars(column.data(), column.data() + column.size(), size);
-    if (error == std::errc{} && end == column.data() + column.size() && isPlausibleSize(size)) bytes += size;
+    const auto size = wholeNumber<std::uint64_t>(column);
+    if (size && isPlausibleSize(*size)) bytes += *size;
   }
   return isPlausibleSize(bytes) ? bytes : 0;
 }

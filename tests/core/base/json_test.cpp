@@ -43,7 +43,7 @@ std::string decodingMessage(const char* json) {
   return messageOf<DecodingError>([&] { JsonCodec<T>::decode(nlohmann::json::parse(json), "It"); });
 }
 
-TEST(ParseJson, TellsLineAndColumnOfTheFault) {
+TEST(ParseJson, NamesLineAndColumnOfTheFault) {
   EXPECT_EQ(parsingMessage(""), "It is not valid JSON (line 1, column 1)");
   EXPECT_EQ(parsingMessage("{\"a\": 1,}"), "It is not valid JSON (line 1, column 9)");
   EXPECT_EQ(parsingMessage("{\n  \"a\": 1\n  \"b\": 2}"), "It is not valid JSON (line 3, column 5)");

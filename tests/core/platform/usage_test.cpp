@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "core/platform/file_descriptor.h"
 #include "core/platform/files.h"
 #include "tests/support/other_process.h"
 #include "tests/support/temporary_tree.h"
@@ -153,6 +154,15 @@ TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
     const bool isWorker = use->kind == UseKind::program || use->kind == UseKind::argument;
     EXPECT_EQ(usage.workerIn(tree_.path("place")).has_value(), isWorker) << i;
   }
+}
+
+TEST_F(Usage, DescriptorsNamedByOthersAreNotThoseOfThisProcess) {
+  constexpr int number = 500;
+  const OtherProcess other([&] { start({"/bin/sh", "-c", "kill -STOP $$", "/dev/fd/" + std::to_string(number)}); });
+  const FileDescriptor file(::open(file_.c_str(), O_RDONLY | O_CLOEXEC));
+  const FileDescriptor ours(::fcntl(file.get(), F_DUPFD_CLOEXEC, number));
+  ASSERT_EQ(ours.get(), number);
+  EXPECT_EQ(UsageSnapshot::take().userOf(tree_.path("place")), std::nullopt);
 }
 
 TEST_F(Usage, ShowsThatThisProgramRunsFromItsFolder) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/base/errors.h"
+#include "core/rules/rule_packs.h"
 #include "tests/support/message_of.h"
 
 namespace tidra {
@@ -56,6 +57,19 @@ TEST_F(SkipLists, TheEntryThatCoversAPathIsNamedUnlessItMustStay) {
   EXPECT_EQ(covering("/home/ada/data/x"), "$DATA/x");
   for (const char* path : {"/opt2", "/home/ada/.tidra/x", "/p/.git", "/Library"})
     EXPECT_EQ(covering(path), std::nullopt);
+}
+
+TEST_F(SkipLists, NoWalkEntersWhatARuleOfAPackTakesAsAWhole) {
+  for (const RulePack& pack : RulePack::all()) {
+    const RuleCatalog merged = RuleCatalog::builtIn().withPack(pack.catalog);
+    for (const SystemPathRule& rule : pack.catalog.systemRules) {
+      for (const std::string& path : rule.paths.at("linux")) {
+        if (path.starts_with('$')) continue;
+        EXPECT_TRUE(SkipList::entryCovering(resolver.home + "/" + path, merged, TidraPlatform::linux, resolver))
+            << pack.name << ' ' << path;
+      }
+    }
+  }
 }
 
 }  // namespace

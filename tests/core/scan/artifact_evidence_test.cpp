@@ -151,7 +151,7 @@ TEST(ArtifactEvidence, AProjectThatIsCalledLikeAnArtefactIsNone) {
 TEST(ArtifactEvidence, ItsAbsenceHasAReason) {
   for (const auto& [entries, path, reason] : std::vector<EvidenceRow>{
            {{"build/a.js"}, "build", "no sign of a tool"},
-           {{".venv/pyvenv.cfg"}, ".venv", "its packages are named nowhere"},
+           {{".venv/pyvenv.cfg"}, ".venv", "no file beside it names its packages"},
            {{"requirements.txt=a", ".venv/pyvenv.cfg", ".venv/x.py"}, ".venv", "holds files that people write: x.py"},
            {{R"(package.json={"dependencies":{"a":"../a"}})", "node_modules/a"},
             "node_modules",

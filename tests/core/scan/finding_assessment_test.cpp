@@ -26,7 +26,7 @@ TEST(Assessment, RaisesWhatNothingMakesAgainAndSetsTheEvidenceOfTheRest) {
   EXPECT_EQ(findings[1].safetyTier, ArtifactSafetyTier::warning);
   EXPECT_EQ(findings[1].restoreHint, "Belongs to the installed program npm");
   EXPECT_TRUE(lacksEvidence(findings[0]) && lacksEvidence(findings[1]));
-  EXPECT_EQ(findings[3].noEvidence, "its packages are named nowhere");
+  EXPECT_EQ(findings[3].noEvidence, "no file beside it names its packages");
   EXPECT_EQ(findings[2].safetyTier, ArtifactSafetyTier::safe);
   EXPECT_EQ(findings[2].evidence, "holds .package-lock.json");
 }

@@ -23,7 +23,7 @@ class GitMetadata : public WithGitRepositories {
   }
 };
 
-TEST_F(GitMetadata, TellsOfCommitAndWorkingTree) {
+TEST_F(GitMetadata, ReadsCommitAndWorkingTree) {
   const std::string path = makeRepository("p", "One: a\ttab, a colon and \x1c");
   auto metadata = reader().read(path, 3);
   EXPECT_TRUE(metadata.isGitRepo);

@@ -157,7 +157,7 @@ TEST_F(GitWork, ARepositoryOfAWorktreeElsewhereStays) {
   EXPECT_EQ(holds("item"), std::nullopt) << "a link is not followed";
 }
 
-TEST_F(GitWork, WorkThatIsFoundCountsWhateverElseHasNoAnswer) {
+TEST_F(GitWork, WorkThatIsFoundCountsDespiteMissingAnswers) {
   makeRepository("origin");
   const auto spoilt = [&](const std::string& name, const char* obstacle) {
     const std::string clone = cloned(name);

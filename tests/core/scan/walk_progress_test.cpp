@@ -10,7 +10,7 @@ namespace {
 
 const RuleCatalog outputCatalog = catalogOf({plainRule("target"), plainRule("out")});
 
-TEST(WalkProgress, EveryFindingAndEvery64EntriesAreToldInOrderOnTheCallersThread) {
+TEST(WalkProgress, EveryFindingAndEvery64EntriesAreReportedInOrderOnTheCallersThread) {
   const TemporaryTree tree;
   for (int i = 0; i < 40; ++i) makeEntries(tree, {"p" + std::to_string(i) + "/target/f=" + std::string(i, 'x')});
   for (int i = 0; i < 100; ++i) makeEntries(tree, {"p" + std::to_string(i) + "/src/"});
@@ -57,21 +57,21 @@ TEST(WalkProgress, ACancelledWalkKeepsWhatItFoundAndStops) {
   constexpr int projects = 200;
   for (int i = 0; i < projects; ++i) makeEntries(tree, {"p" + std::to_string(i) + "/target/f=123"});
   bool cancelled = false;
-  std::size_t told = 0;
+  std::size_t count = 0;
   auto request = requestFor(tree, outputCatalog);
   request.workers = 1;
   // Tens of thousands of patterns per entry make a small tree take many seconds.
   for (int i = 0; i < 30000; ++i) request.exclusionFilter.globPatterns.push_back("*" + std::to_string(i) + "*~?");
   request.shouldCancel = [&] { return cancelled; };
   request.onProgress = [&](const Scanner::ProgressTick& tick) {
-    told = tick.artifactsFound;
-    cancelled = told > 0;
+    count = tick.artifactsFound;
+    cancelled = count > 0;
   };
   const auto result = Scanner::scan(request);
   EXPECT_TRUE(result.cancelled);
   EXPECT_GT(result.findings.size(), 0U);
   EXPECT_LT(result.findings.size(), static_cast<std::size_t>(projects));
-  EXPECT_EQ(told, result.findings.size());
+  EXPECT_EQ(count, result.findings.size());
   for (const auto& finding : plain(result.findings))
     EXPECT_EQ(finding.sizeBytes, 3U) << finding.path << " was reported before it was measured";
 }

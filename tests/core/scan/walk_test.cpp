@@ -215,7 +215,7 @@ TEST_F(Walk, ARootReachedThroughALinkKeepsItsSkipListExclusionsAndMounts) {
   EXPECT_THAT(paths(), ElementsAre("link/a/target"));
 }
 
-TEST_F(Walk, SaysWhyARootGivesNothing) {
+TEST_F(Walk, NotesWhyARootHasNoFindings) {
   make({"skipped/p/target/f", "mine/p/target/f", "proc/target/f", "link->mine/p"});
   const auto skipping = catalogOf({plainRule("target")}, {"~/skipped", "~/proc/sys", ".git"});
   request.catalog = &skipping;

@@ -61,13 +61,14 @@ class CleanupSession : public WithGitRepositories {
   const ScanOutcome& scanned(const ScanRequest& request) const { return outcomes_.emplace_back(runScan(request)); }
   std::vector<CleanupCandidate> selectedFrom(const ScanRequest& request, CleanupOptions options = {}) const {
     options.takesUnproven = true;
-    return selectForCleanup(scanned(request), request.resolver, options);
+    RemovalGuard guard(request.resolver, request.mounts);
+    return selectForCleanup(scanned(request), guard, options);
   }
   std::vector<CleanupCandidate> selected(const CleanupOptions& options = {}) const {
     return selectedFrom(request(), options);
   }
   /// "path: refusal" of each, with the path relative to "code".
-  std::vector<std::string> told(const std::vector<CleanupCandidate>& candidates) const {
+  std::vector<std::string> described(const std::vector<CleanupCandidate>& candidates) const {
     std::vector<std::string> lines;
     for (const auto& candidate : candidates)
       lines.push_back(candidate.item.path.substr(tree_.path("code/").size()) + ": " + candidate.refusal.value_or("-"));

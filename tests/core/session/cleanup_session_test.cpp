@@ -16,6 +16,7 @@
 #include "tests/support/matchers.h"
 #include "tests/support/noted_removal.h"
 #include "tests/support/other_process.h"
+#include "tests/support/without_privileges.h"
 
 namespace tidra {
 namespace {
@@ -29,7 +30,7 @@ TEST_F(CleanupSession, SelectsTheLargestFirstWithoutWhatAKeepFileProtects) {
   tree_.symlink("code/d/.tidra-keep", "nowhere");
   const auto candidates = selected();
   EXPECT_THAT(
-      told(candidates),
+      described(candidates),
       ElementsAre("b/node_modules: -", AllOf(HasSubstr("c/node_modules: is kept by"), Not(HasSubstr("--force"))),
                   HasSubstr("d/build: is kept by " + tree_.path("code/d/.tidra-keep")), "a/node_modules: -"));
   const auto plan = makeCleanupPlan(candidates, DisposalMethod::trash, request());
@@ -37,7 +38,7 @@ TEST_F(CleanupSession, SelectsTheLargestFirstWithoutWhatAKeepFileProtects) {
   EXPECT_EQ(plan.totalBytes(), 3010);
   EXPECT_EQ(plan.highestTier(), ArtifactSafetyTier::safe);
   EXPECT_EQ(CleanupPlan{}.highestTier(), ArtifactSafetyTier::safe);
-  EXPECT_THAT(told(selected({.force = true})), Each(EndsWith(": -")));
+  EXPECT_THAT(described(selected({.force = true})), Each(EndsWith(": -")));
 }
 
 TEST_F(CleanupSession, AKeepFileKeepsAllBelowItsFolder) {
@@ -49,12 +50,12 @@ TEST_F(CleanupSession, AKeepFileKeepsAllBelowItsFolder) {
   auto linked = request();
   linked.roots.push_back(tree_.path("code/way"));
   const auto kept = [](const std::string& by) { return "node_modules: is kept by " + by + "/.tidra-keep"; };
-  EXPECT_THAT(told(selectedFrom(linked)),
+  EXPECT_THAT(described(selectedFrom(linked)),
               ElementsAre(HasSubstr(kept(tree_.path("code/mono"))), HasSubstr(kept(tree_.path("elsewhere")))));
   // The home folder is an ordinary folder here.
   tree_.writeFile("home/.tidra-keep");
   tree_.writeFileOfSize("home/p/node_modules/f", 3);
-  RemovalGuard guard(request().resolver);
+  RemovalGuard guard(request().resolver, {});
   EXPECT_EQ(guard.reasonToKeep(tree_.path("home/p/node_modules"), tree_.path("home/p")),
             "is kept by " + tree_.path("home/.tidra-keep"));
   if (::geteuid() != 0) GTEST_SKIP() << "only root makes files of strangers";
@@ -63,7 +64,22 @@ TEST_F(CleanupSession, AKeepFileKeepsAllBelowItsFolder) {
   ASSERT_EQ(::chown((home + "/.tidra-keep").c_str(), stranger, stranger), 0);
   for (const mode_t mode : {0755, 01777}) {
     ASSERT_EQ(::chmod(home.c_str(), mode), 0);
-    EXPECT_EQ(RemovalGuard(request().resolver).reasonToKeep(home + "/p/node_modules", {}).has_value(), mode == 0755);
+    EXPECT_EQ(RemovalGuard(request().resolver, {}).reasonToKeep(home + "/p/node_modules", {}).has_value(),
+              mode == 0755);
+  }
+}
+
+TEST_F(CleanupSession, WhatTheUserMayNotRemoveIsNotSelected) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs a second user";
+  for (const char* place : {"code/mine/node_modules/f", "code/roots/node_modules/f"}) tree_.writeFile(place);
+  handOver(tree_);
+  ASSERT_EQ(::chown(tree_.path("code/roots/node_modules").c_str(), 0, 0), 0);
+  const WithoutPrivileges bound(tree_);
+  for (const bool force : {false, true}) {
+    EXPECT_THAT(described(selected({.force = force})),
+                ElementsAre("mine/node_modules: -",
+                            "roots/node_modules: belongs to root and may not be emptied by you; "
+                            "run tidra as that user"));
   }
 }
 
@@ -73,8 +89,9 @@ TEST_F(CleanupSession, TakesWithoutAskingOnlyWhatAToolIsKnownToHaveMade) {
   tree_.writeFile("code/b/package.json", R"({"dependencies": {"a": "1"}})");
   tree_.writeFile("code/b/node_modules/.package-lock.json");
   const auto outcome = runScan(request());
-  EXPECT_THAT(told(selectForCleanup(outcome, request().resolver, {})), ElementsAre("b/node_modules: -"));
-  EXPECT_THAT(told(selected()), ElementsAre("b/node_modules: -", "a/node_modules: -"));
+  RemovalGuard guard(request().resolver, {});
+  EXPECT_THAT(described(selectForCleanup(outcome, guard, {})), ElementsAre("b/node_modules: -"));
+  EXPECT_THAT(described(selected()), ElementsAre("b/node_modules: -", "a/node_modules: -"));
   const auto unproven = unprovenIn(outcome);
   EXPECT_EQ(unproven.count, 1U);
   EXPECT_EQ(unproven.bytes, 10);
@@ -105,7 +122,7 @@ TEST_F(CleanupSession, WhatIsInUseStays) {
   std::sort(candidates.begin(), candidates.end(),
             [](const auto& a, const auto& b) { return a.item.path < b.item.path; });
   EXPECT_THAT(
-      told(candidates),
+      described(candidates),
       ElementsAre("idle/node_modules: -",
                   AllOf(HasSubstr("locks/node_modules: is in use: "),
                         HasSubstr("has locked " + tree_.path("code/locks/node_modules/sub/f"))),
@@ -140,7 +157,7 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
   std::filesystem::remove_all(tree_.path("code/p/build"));
   auto excluding = request();
   excluding.exclusions.pathPrefixes.push_back(tree_.path("code/r"));
-  const auto checked = told(checkPlan(plan, excluding, {}).candidates);
+  const auto checked = described(checkPlan(plan, excluding, {}).candidates);
   EXPECT_THAT(
       checked,
       ElementsAre(HasSubstr("p/build: Path not found"), "p/node_modules: -",
@@ -149,8 +166,8 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
                   HasSubstr("p/src: matches no rule")));
   const auto rechecked = checkPlan(plan, excluding, {.force = true, .allowAnyPath = true});
   const auto& allowed = rechecked.candidates;
-  EXPECT_THAT(told(allowed), ElementsAre("p/build: -", "p/node_modules: -", HasSubstr("p/vendor: is of tier"),
-                                         "q/node_modules: -", "r/node_modules: -", "p/src: -"));
+  EXPECT_THAT(described(allowed), ElementsAre("p/build: -", "p/node_modules: -", HasSubstr("p/vendor: is of tier"),
+                                              "q/node_modules: -", "r/node_modules: -", "p/src: -"));
   ASSERT_TRUE(allowed[1].identity());
   std::filesystem::rename(tree_.path("code/p/node_modules"), tree_.path("code/p/before"));
   tree_.writeFile("code/p/node_modules/other");
@@ -168,7 +185,8 @@ TEST_F(CleanupSession, ACategoryMayBeNamedLikeTheGroupOfAnother) {
   auto asked = everywhere();
   asked.categories = {"caches"};
   for (auto& rule : asked.catalog.systemRules) rule.category = "caches";
-  const auto plan = makeCleanupPlan(selectForCleanup(scanned(asked), asked.resolver, {}), DisposalMethod::trash, asked);
+  RemovalGuard guard(asked.resolver, asked.mounts);
+  const auto plan = makeCleanupPlan(selectForCleanup(scanned(asked), guard, {}), DisposalMethod::trash, asked);
   ASSERT_EQ(plan.items.size(), 1U);
   EXPECT_EQ(plan.items[0].category, "caches");
   EXPECT_EQ(checkPlan(plan, asked, {}).candidates.at(0).refusal, std::nullopt);
@@ -240,7 +258,8 @@ TEST_F(CleanupSession, InterruptedRemovalsAreFoundAndFinished) {
   }
   tree_.writeFile("code/p/.tidra-removing-xyz/f");
   auto all = everywhere();
-  const auto candidates = selectForCleanup(scanned(all), all.resolver, {});
+  RemovalGuard guard(all.resolver, all.mounts);
+  const auto candidates = selectForCleanup(scanned(all), guard, {});
   std::vector<std::string> leftovers;
   for (const auto& candidate : candidates) {
     if (candidate.item.label == "Interrupted removal") {

@@ -131,7 +131,7 @@ TEST_F(CleanupSession, ALinkOnTheWayToARootHidesNothingAboveWhatIsFound) {
   // A plan is held against the same places.
   CleanupPlan plan;
   plan.items.emplace_back().path = tree_.path("code/team/one/vendor");
-  EXPECT_THAT(told(checkPlan(plan, asked, {}).candidates), ElementsAre(HasSubstr("is of tier warning by now")));
+  EXPECT_THAT(described(checkPlan(plan, asked, {}).candidates), ElementsAre(HasSubstr("is of tier warning by now")));
 }
 
 class NestedPlaces : public CleanupSession {
@@ -156,7 +156,7 @@ class NestedPlaces : public CleanupSession {
   }
   Texts selectedOf(ScanRequest asked, std::set<ArtifactSafetyTier> tiers, const CleanupOptions& options = {}) const {
     asked.tiers = std::move(tiers);
-    auto lines = told(selectedFrom(asked, options));
+    auto lines = described(selectedFrom(asked, options));
     std::sort(lines.begin(), lines.end());
     return lines;
   }
@@ -179,15 +179,16 @@ TEST_F(NestedPlaces, WhatIsInASelectedOneGoesWithItAndIsNoItemOfItsOwn) {
   const auto plan = makeCleanupPlan(selectedFrom(rules), DisposalMethod::delete_, rules);
   EXPECT_EQ(plan.totalBytes(), 400) << "no byte twice";
   EXPECT_EQ(plan.highestTier(), caution);
-  EXPECT_THAT(told(checkPlan(plan, rules, {}).candidates), ElementsAre("outer: -"));
+  EXPECT_THAT(described(checkPlan(plan, rules, {}).candidates), ElementsAre("outer: -"));
   // A plan with the outer tier only does not cover the inner one.
   auto cut = plan;
   cut.items.at(0).tier = safe;
-  EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre(HasSubstr("outer: is of tier caution by now")));
+  EXPECT_THAT(described(checkPlan(cut, rules, {}).candidates),
+              ElementsAre(HasSubstr("outer: is of tier caution by now")));
   for (const auto& found : runScan(rules).findings) {
     if (found.finding.path != cut.items.at(0).path) cut.items.push_back(CleanupPlan::Item::make(found));
   }
-  EXPECT_THAT(told(checkPlan(cut, rules, {}).candidates), ElementsAre("outer: -"));
+  EXPECT_THAT(described(checkPlan(cut, rules, {}).candidates), ElementsAre("outer: -"));
 }
 
 TEST_F(NestedPlaces, WhatIsKeptHoldsBackWhatItLiesIn) {
@@ -212,7 +213,7 @@ TEST_F(NestedPlaces, AFindingTakesTheTierOfAPlaceInItThatIsNone) {
   inProject.scanSystem = false;
   EXPECT_EQ(tiersOf(inProject).at("outer/p/node_modules"), caution);
   const auto plan = makeCleanupPlan(selectedFrom(request()), DisposalMethod::delete_, request());
-  EXPECT_THAT(told(checkPlan(plan, inProject, {}).candidates),
+  EXPECT_THAT(described(checkPlan(plan, inProject, {}).candidates),
               Contains(StartsWith("outer/p/node_modules: is of tier caution by now")));
 }
 
@@ -243,7 +244,8 @@ TEST_F(NestedPlaces, NoOptionHidesWhatIsOfAHigherTierInOne) {
   ofPackages.scanProjects = false;
   EXPECT_EQ(runScan(ofPackages).findings.at(0).finding.safetyTier, safe) << "packages ship folders of any name";
   const auto plan = makeCleanupPlan(selectedFrom(withoutRule), DisposalMethod::delete_, withoutRule);
-  EXPECT_THAT(told(checkPlan(plan, asked, {}).candidates), Contains(StartsWith("outer: is of tier caution by now")));
+  EXPECT_THAT(described(checkPlan(plan, asked, {}).candidates),
+              Contains(StartsWith("outer: is of tier caution by now")));
   asked.exclusions.globPatterns = {"build"};
   EXPECT_EQ(runScan(asked).withheld.at(tree_.path("code/outer")),
             (KeptInside{tree_.path("code/outer/p/build"), KeptInside::Why::excluded}));

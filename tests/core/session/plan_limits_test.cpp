@@ -36,9 +36,9 @@ class PlanLimits : public CleanupSession {
 
 TEST_F(PlanLimits, AnAgeThatARemovalReliesOnIsReadFromManyMoreFiles) {
   makeLargeProject("code/p");
-  EXPECT_THAT(told(selectedFrom(olderThanAYear())), ElementsAre("p/node_modules: -"));
+  EXPECT_THAT(described(selectedFrom(olderThanAYear())), ElementsAre("p/node_modules: -"));
   workOn("code/p");
-  EXPECT_THAT(told(selectedFrom(olderThanAYear())), IsEmpty());
+  EXPECT_THAT(described(selectedFrom(olderThanAYear())), IsEmpty());
   EXPECT_EQ(scanned(request()).findings.at(0).finding.lastActivityDate, longAgo) << "what is shown costs less";
   auto unattended = request();
   unattended.provenAge = parseAge("7d");
@@ -52,7 +52,7 @@ TEST_F(PlanLimits, HoldWhenThePlanIsApplied) {
   CleanupPlan made = makeCleanupPlan(selectedFrom(asked), DisposalMethod::delete_, asked);
   const CleanupPlan plan = CleanupPlan::parse(prettyJson(made), "Plan");
   EXPECT_EQ(plan, made);
-  const auto checked = [&](const CleanupPlan& plan) { return told(checkPlan(plan, request(), {}).candidates); };
+  const auto checked = [&](const CleanupPlan& plan) { return described(checkPlan(plan, request(), {}).candidates); };
   EXPECT_THAT(checked(plan), ElementsAre("p/node_modules: -"));
   tree_.writeFile("code/p/node_modules/f");
   EXPECT_THAT(checked(plan), ElementsAre(HasSubstr("has become smaller than --min-size 1 of the plan")));

@@ -135,7 +135,7 @@ TEST_F(ScanSession, TheReportAddsUp) {
   EXPECT_EQ(report.items[3].idleDays, 8680);
 }
 
-TEST_F(ScanSession, SaysTheSameWhateverTheNumberOfWorkers) {
+TEST_F(ScanSession, TheReportDoesNotDependOnTheNumberOfWorkers) {
   makeProjects();
   auto asked = request({"code"});
   std::vector<std::string> texts;
@@ -232,7 +232,7 @@ TEST_F(ScanSession, AnExclusionThatKeepsNothingOutIsNoted) {
   }
 }
 
-TEST_F(ScanSession, WhatIsNeverRemovedIsWithheldWhereOnlyResolvedLinksShowIt) {
+TEST_F(ScanSession, NeverPathsMatchThroughLinks) {
   tree_.writeFile("m2/packages/web/node_modules/x/f");
   tree_.symlink("t2", tree_.path("m2/packages"));
   const auto isWithheld = [&](const std::string& root, const std::string& text) {
@@ -254,7 +254,7 @@ TEST_F(ScanSession, WhatIsNeverRemovedIsWithheldWhereOnlyResolvedLinksShowIt) {
   EXPECT_FALSE(isWithheld("t2", "m2/packages/other"));
 }
 
-TEST_F(ScanSession, SaysOfEveryRootWhyItGivesNothing) {
+TEST_F(ScanSession, EachRootWithoutFindingsHasANote) {
   for (const char* place : {"skipped", "kept-out", "proc"})
     tree_.writeFile(std::string("a/") + place + "/p/node_modules/f", "1");
   auto asked = request({"a", "a/skipped/p", "a/kept-out/p", "a/proc", "a/missing", "a/skipped/p"});
@@ -268,6 +268,22 @@ TEST_F(ScanSession, SaysOfEveryRootWhyItGivesNothing) {
                                          HasSubstr("/a/missing could not be read")));
 }
 
+TEST_F(ScanSession, ARootMayBeAnArtefact) {
+  makeProjects();
+  const std::string artefact = "code/fresh/node_modules";
+  tree_.writeFile(artefact + "/a/lib/f");
+  tree_.writeFile("code/fresh/target/CACHEDIR.TAG");
+  tree_.symlink("link", artefact);
+  EXPECT_THAT(found(request({artefact})), ElementsAre(artefact));
+  EXPECT_THAT(found(request({artefact, "code/fresh/target", "code/old"})),
+              ElementsAre(artefact, "code/fresh/target", "code/old/data", "code/old/target"));
+  EXPECT_THAT(found(request({artefact, "code"})),
+              ElementsAre(artefact, "code/fresh/target", "code/old/data", "code/old/target"));
+  for (const std::string& root : {artefact + "/a", std::string("link")}) {
+    EXPECT_THAT(runScan(request({root})).notes, ElementsAre(HasSubstr("which is one finding as a whole"))) << root;
+  }
+}
+
 TEST_F(ScanSession, ARootOnAnotherFileSystemIsWalkedByItself) {
   makeProjects();
   auto asked = request({"code", "code/old"});
@@ -277,7 +293,7 @@ TEST_F(ScanSession, ARootOnAnotherFileSystemIsWalkedByItself) {
               ElementsAre("code/fresh/node_modules", "code/fresh/target", "code/old/data", "code/old/target"));
 }
 
-TEST_F(ScanSession, OnlyTheFindingThatClaimsTooMuchPaysForIt) {
+TEST_F(ScanSession, AnOversizedFindingDoesNotChangeOthers) {
   makeProjects();
   constexpr auto longest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
   try {

@@ -3,6 +3,7 @@
 #include "core/platform/path_text.h"
 #include "tests/fleet/agent/fleet_run_fixture.h"
 #include "tests/support/matchers.h"
+#include "tests/support/temporary_mount.h"
 
 namespace tidra {
 namespace {
@@ -153,6 +154,21 @@ TEST_F(FleetRuns, WhatIsKeptUsesUpNoBudget) {
       std::find_if(records.begin(), records.end(), [](const auto& record) { return record.reason == "kept"; });
   ASSERT_NE(kept, records.end());
   EXPECT_THAT(*kept->message, HasSubstr(".tidra-keep"));
+}
+
+class MountedRuns : public FleetRuns {};
+
+TEST_F(MountedRuns, WhatHoldsAMountIsKeptAndUsesUpNoBudget) {
+  makeProjects({"a", "b"});
+  const TemporaryMount inside(tree_.makeFolder("home/code/a/node_modules/inside"));
+  if (!inside) GTEST_SKIP() << "mounting is not permitted";
+  policy_.autoClean.maxItemsPerRun = 1;
+  const auto result = run();
+  EXPECT_TRUE(has("a"));
+  EXPECT_FALSE(has("b"));
+  ASSERT_EQ(result.kept.size(), 1U);
+  EXPECT_EQ(result.kept[0].reason, "holds a mounted file system at " + inside.path() + "; unmount it first");
+  EXPECT_TRUE(result.disposal.failures.empty());
 }
 
 TEST_F(FleetRuns, ALargeProjectThatIsWorkedOnStays) {

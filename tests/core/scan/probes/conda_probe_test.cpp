@@ -35,7 +35,7 @@ class Conda : public testing::Test {
   ProbeFixture fixture;
 };
 
-TEST_F(Conda, TellsOfEnvironmentsAndCaches) {
+TEST_F(Conda, FindsEnvironmentsAndCaches) {
   fixture.tree().makeFolder("base/envs/ml");
   fixture.tree().writeFile("base/envs/web/conda-meta/history");
   const TimePoint used{std::chrono::seconds{1600000000}};

@@ -55,7 +55,7 @@ const std::string dangling = "docker:prune:dangling | Docker dangling images (2)
 const std::string danglingAll = "docker:prune:dangling | Docker dangling images (3) | 1250";
 const std::string old = "docker:volume:old | Docker volume: old | 12500";
 
-TEST_F(Docker, TellsOfBuildCacheDanglingImagesAndVolumesThatNoContainerMounts) {
+TEST_F(Docker, FindsBuildCacheDanglingImagesAndVolumesThatNoContainerMounts) {
   const ProbeReport report = ask(busyEngine());
   EXPECT_THAT(fixture.lines(report), ElementsAre(cache, dangling, old));
   EXPECT_THAT(report.notes, IsEmpty());
@@ -74,7 +74,7 @@ TEST_F(Docker, TellsOfBuildCacheDanglingImagesAndVolumesThatNoContainerMounts) {
   EXPECT_EQ(report.items[1].finding.restoreHint, "docker pull re-downloads images as needed");
 }
 
-TEST_F(Docker, EachAnswerThatFailsCostsOnlyWhatItTells) {
+TEST_F(Docker, EachFailedAnswerCostsOnlyItsOwnFindings) {
   const std::string noSizes = "docker:prune:dangling | Docker dangling images (2) | 0";
   const std::string noSize = "docker:volume:old | Docker volume: old | 0";
   EXPECT_THAT(found(changed("system df --format", "exit 1")), ElementsAre(dangling, old));

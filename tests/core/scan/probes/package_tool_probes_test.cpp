@@ -31,8 +31,8 @@ TEST(Homebrew, TheCacheIsWhereBrewSaysElseBelowItsPrefix) {
   ProbeFixture fixture;
   const std::string cache = fixture.tree().makeFolder("Caches/HomeBrew/cache");
   fixture.tree().writeFile("prefix/var/homebrew/cache/f");
-  const auto answers = [&](const std::string& told, const std::string& prefix) {
-    fixture.tool("brew", {{"--cache", "printf '" + told + "'"}, {"--prefix", "printf '" + prefix + "'"}});
+  const auto answers = [&](const std::string& answer, const std::string& prefix) {
+    fixture.tool("brew", {{"--cache", "printf '" + answer + "'"}, {"--prefix", "printf '" + prefix + "'"}});
     return HomebrewCacheProbe().scan(fixture.context);
   };
   const ProbeReport report = answers(cache + "/", fixture.tree().path("prefix"));
@@ -46,11 +46,11 @@ TEST(Homebrew, TheCacheIsWhereBrewSaysElseBelowItsPrefix) {
             "Caches rebuild automatically; use brew reinstall for removed downloads");
 
   const std::string below = "@/prefix/var/homebrew/cache | Homebrew formula cache | @/prefix/var/homebrew/cache";
-  for (const std::string& told : unusableFolders(fixture)) {
-    EXPECT_THAT(fixture.lines(answers(told, fixture.tree().path("prefix"))), ElementsAre(below)) << told;
-    const ProbeReport nothing = answers(told, told);
-    EXPECT_THAT(nothing.items, IsEmpty()) << told;
-    EXPECT_THAT(nothing.notes, ElementsAre("Homebrew is installed but did not answer.")) << told;
+  for (const std::string& answer : unusableFolders(fixture)) {
+    EXPECT_THAT(fixture.lines(answers(answer, fixture.tree().path("prefix"))), ElementsAre(below)) << answer;
+    const ProbeReport nothing = answers(answer, answer);
+    EXPECT_THAT(nothing.items, IsEmpty()) << answer;
+    EXPECT_THAT(nothing.notes, ElementsAre("Homebrew is installed but did not answer.")) << answer;
   }
   // Folders of other names hold other things too, and the installation is no cache.
   fixture.tree().writeFile("homebrew/bin/brew");
@@ -79,11 +79,11 @@ TEST(GlobalModules, CountsThePackagesOfNpmAndYarn) {
   EXPECT_EQ(report.items[1].finding.groupRoot, "__tidra:system:global_modules__");
   EXPECT_EQ(report.items[1].finding.restoreHint, "Reinstall with npm install -g or yarn global add");
 
-  for (const std::string& told : unusableFolders(fixture)) {
-    fixture.tool("npm", {{"prefix -g", "printf '" + told + "'"}});
+  for (const std::string& answer : unusableFolders(fixture)) {
+    fixture.tool("npm", {{"prefix -g", "printf '" + answer + "'"}});
     const ProbeReport wrong = GlobalModulesProbe().scan(fixture.context);
-    EXPECT_THAT(fixture.lines(wrong), ElementsAre(yarn)) << told;
-    EXPECT_EQ(wrong.notes.size(), 1U) << told;
+    EXPECT_THAT(fixture.lines(wrong), ElementsAre(yarn)) << answer;
+    EXPECT_EQ(wrong.notes.size(), 1U) << answer;
   }
   fixture.tree().makeFolder("empty/lib/node_modules/.cache");
   fixture.tool("npm", {{"prefix -g", "echo '" + fixture.tree().path("empty") + "'"}});

@@ -26,7 +26,7 @@ TEST(Requirement, NamesItsPackageAsTheStandardComparesIt) {
     EXPECT_EQ(requirementName(text), std::nullopt) << text;
 }
 
-TEST(RequirementFile, GivesNamesOrNoneWhenSomeCannotBeTold) {
+TEST(RequirementFile, ReturnsNamesOrNoneWhenSomeAreUnclear) {
   const TemporaryTree tree;
   tree.writeFile("more.txt", "more");
   tree.writeFile("sub/deep.txt", "deep\n-r ../more.txt");
@@ -139,7 +139,7 @@ TEST_F(Pip, WhatNoListedPackageNeedsIsUnused) {
   EXPECT_EQ(unused(), "none") << "everything is needed";
 }
 
-TEST_F(Pip, NothingIsUnusedWhereTheNeedsCannotBeTold) {
+TEST_F(Pip, NothingIsUnusedWhereTheNeedsAreUnclear) {
   install("needed");
   install("spare");
   writePip();

@@ -159,7 +159,7 @@ TEST_F(SystemScan, RootsBoundPlacesByWhereTheyReallyAre) {
                                           "inside through a link @/home/alias/b 2 __tidra:system:mine__"));
 }
 
-TEST_F(SystemScan, TellsOfEachFindingInItsPhase) {
+TEST_F(SystemScan, ReportsEachFindingInItsPhase) {
   fixture.tree().writeFileOfSize("home/a/f", 7);
   fixture.tree().writeFileOfSize("home/b/f", 8);
   rule("globalCaches", "a", "~/a");
@@ -197,9 +197,9 @@ TEST_F(SystemScan, CancellingWhileAToolIsWaitedForKeepsWhatFoldersHold) {
   fixture.tree().writeFileOfSize("home/a/f", 7);
   rule("globalCaches", "a", "~/a");
   fixture.script("npm", fixture.hang());
-  std::atomic<bool> told{false};
-  request.onProgress = [&](const auto& tick) { told = told || tick.latestFinding != nullptr; };
-  request.shouldCancel = fixture.context.shouldCancel = [&] { return told.load(); };
+  std::atomic<bool> seen{false};
+  request.onProgress = [&](const auto& tick) { seen = seen || tick.latestFinding != nullptr; };
+  request.shouldCancel = fixture.context.shouldCancel = [&] { return seen.load(); };
   EXPECT_THAT(scan({"globalCaches", "globalModules"}), ElementsAre("a @/home/a 7 __tidra:system:caches__"));
 }
 

@@ -1,0 +1,72 @@
+#include "core/session/pack_hint.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "core/base/text.h"
+#include "core/platform/files.h"
+#include "core/scan/place_set.h"
+#include "core/scan/probes/catalog_path_probe.h"
+
+namespace tidra {
+namespace {
+
+/// "A", "A and B", "A, B and C".
+std::string listed(std::vector<std::string> names) {
+  const std::string last = std::move(names.back());
+  names.pop_back();
+  return names.empty() ? last : joined(names, ", ") + " and " + last;
+}
+
+bool hasPlaces(const RulePack& pack, SystemProbeContext& context, const std::set<std::string>& categories,
+               const PlaceSet& found) {
+  context.catalog = &pack.catalog;
+  std::set<std::string> own;
+  for (const SystemPathRule& rule : pack.catalog.systemRules) {
+    if (categories.contains(rule.category)) own.insert(rule.category);
+  }
+  return std::any_of(own.begin(), own.end(), [&](const std::string& category) {
+    const auto taken = CatalogPathProbe(category).candidates(context).taken;
+    return std::any_of(taken.begin(), taken.end(),
+                       [&](const auto& candidate) { return !found.covers(realPathOrSame(candidate.url)); });
+  });
+}
+
+}  // namespace
+
+void findPlacesOf(std::vector<OffPack>& packs, SystemProbeContext context, const std::set<std::string>& categories,
+                  const std::vector<FoundArtifact>& findings) {
+  PlaceSet found;
+  for (const FoundArtifact& finding : findings) found.add(finding.place);
+  for (OffPack& off : packs) off.hasPlaces = hasPlaces(*off.pack, context, categories, found);
+}
+
+std::optional<std::string> noteOfOffPacks(std::vector<OffPack> packs) {
+  std::erase_if(packs, [](const OffPack& off) { return off.projects == 0 && !off.hasPlaces; });
+  if (packs.empty()) return std::nullopt;
+  std::stable_sort(packs.begin(), packs.end(),
+                   [](const OffPack& one, const OffPack& other) { return one.projects > other.projects; });
+  std::vector<std::string> counts;
+  std::vector<std::string> caches;
+  std::string names;
+  std::uint64_t lastCount = 0;
+  for (const OffPack& off : packs) {
+    names += " " + off.pack->name;
+    if (off.projects == 0) {
+      caches.push_back(off.pack->title);
+      continue;
+    }
+    lastCount = off.projects;
+    counts.push_back(fmt::format("{} {}", off.projects, off.pack->title));
+  }
+  std::string text;
+  if (!counts.empty()) text = fmt::format("{} project{}", listed(std::move(counts)), lastCount == 1 ? "" : "s");
+  if (!caches.empty()) {
+    text += fmt::format("{} of {}", text.empty() ? "Caches" : ", and caches", listed(std::move(caches)));
+  }
+  return fmt::format("{}: tidra rules enable{}", text, names);
+}
+
+}  // namespace tidra
