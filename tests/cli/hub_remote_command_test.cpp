@@ -135,8 +135,7 @@ TEST_F(HubRemoteCommand, TellsWhatIsWrongInOneSentence) {
   hub_.answer(HTTPResponse::json(400, R"({"error":")" + std::string(100000, 'x') + "\"}"));
   EXPECT_LT(failure(2, {"status"}).size(), 300U);
   hub_.answer(HTTPResponse::html(200, "<html>"));
-  EXPECT_EQ(failure(1, {"note", "b", ""}),
-            "tidra: hub returned 200: a web page of 127.0.0.1 instead of the hub's answer.\n");
+  EXPECT_EQ(failure(1, {"note", "b", ""}), "tidra: hub returned 200: <html>.\n");
   hub_.answer(HTTPResponse::text(500, "disk full"));
   EXPECT_EQ(failure(1, {"hosts"}), "tidra: hub returned 500: disk full.\n");
   hub_.requests();

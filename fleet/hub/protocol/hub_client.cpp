@@ -12,7 +12,6 @@
 #include "fleet/http/http_client.h"
 #include "fleet/http/url.h"
 #include "fleet/hub/protocol/hub_json.h"
-#include "fleet/hub/protocol/page_text.h"
 
 namespace tidra {
 namespace {
@@ -44,11 +43,6 @@ std::string queryText(const std::map<std::string, std::string>& query) {
   return joined(pairs, "&");
 }
 
-std::string hostOf(const std::string& url) {
-  const auto parsed = HTTPURL::parse(url);
-  return parsed ? parsed->host : "";
-}
-
 std::vector<std::string> below(std::string_view collection, const std::string& name) {
   return {"api", "v1", std::string(collection), name};
 }
@@ -75,13 +69,8 @@ HubClientError HubClientError::transport(const std::string& description) {
   return {Kind::transport, "hub unreachable: " + description};
 }
 
-HubClientError HubClientError::http(int status, const std::string& body, const std::string& host) {
-  std::string shown = shownStart(body);
-  if (const auto words = pageText(body)) {
-    shown = fmt::format("a web page of {} instead of the hub's answer{}", host,
-                        words->empty() ? "" : ", \"" + shownStart(*words) + "\"");
-  }
-  HubClientError error{Kind::http, fmt::format("hub returned {}: {}", status, shown)};
+HubClientError HubClientError::http(int status, const std::string& body) {
+  HubClientError error{Kind::http, fmt::format("hub returned {}: {}", status, shownStart(body))};
   error.status_ = status;
   error.body_ = body;
   return error;
@@ -115,7 +104,7 @@ std::string HubClient::send(const Prepared& prepared) const {
   }
   constexpr int firstFailure = 300;
   if (response.status < 200 || response.status >= firstFailure) {
-    throw HubClientError::http(response.status, response.body, hostOf(prepared.url));
+    throw HubClientError::http(response.status, response.body);
   }
   return std::move(response.body);
 }
@@ -126,7 +115,7 @@ Answer HubClient::ask(const Prepared& prepared, std::size_t mostBytes) const {
   try {
     return HubJSON::decode<Answer>(body, "the answer", mostBytes);
   } catch (const DecodingError&) {
-    throw HubClientError::http(200, body, hostOf(prepared.url));  // not a hub, for instance a proxy's page
+    throw HubClientError::http(200, body);  // not a hub, for instance a proxy's page
   }
 }
 
@@ -138,7 +127,7 @@ void HubClient::change(const Prepared& prepared) const {
   } catch (const DecodingError&) {
     // Falls through: the response came from something in between, not from the hub.
   }
-  throw HubClientError::http(200, body, hostOf(prepared.url));
+  throw HubClientError::http(200, body);
 }
 
 HubAck HubClient::report(const HubHostReport& report) const {

@@ -32,9 +32,8 @@ struct HubClient {
     /// Omits user and password of the URL from the message.
     static HubClientError badURL(const std::string& url);
     static HubClientError transport(const std::string& description);
-    /// For an error status, or a body that is not the expected document. Of a web page, which comes from a proxy, the
-    /// message has the words and the `host` that was asked.
-    static HubClientError http(int status, const std::string& body, const std::string& host);
+    /// For an error status, or a body that is not the expected document.
+    static HubClientError http(int status, const std::string& body);
     static HubClientError rejected(const HubAck& ack);
 
     Kind kind() const { return kind_; }

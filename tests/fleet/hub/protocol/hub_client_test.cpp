@@ -1,10 +1,6 @@
 // The hub's client against a real loopback server.
 #include "fleet/hub/protocol/hub_client.h"
 
-#include <fmt/format.h>
-
-#include <tuple>
-
 #include "fleet/http/http_server.h"
 #include "fleet/hub/protocol/hub_json.h"
 #include "tests/fleet/hub/hub_fixture.h"
@@ -74,22 +70,8 @@ TEST(HubClient, TellsWhatWentWrong) {
   EXPECT_EQ(failure(), "hub returned 503: " + umlauts.substr(0, 400));
   hub.answer(HTTPResponse::json(200, R"({"accepted":false,"host":"web","hostsKnown":0,"message":"no room"})"));
   EXPECT_EQ(failure(), "hub refused the report: no room");
-  for (const auto& [status, page, words] : {std::tuple(200, "<html>", ""),
-                                            {502,
-                                             "\r\n<html>\r\n<head><title>502 Bad Gateway</title></head>\r\n<body>\r\n"
-                                             "<center><h1>502 Bad Gateway</h1></center>\r\n<hr><center>nginx</center>",
-                                             ", \"502 Bad Gateway nginx\""},
-                                            {503,
-                                             "<!DOCTYPE html><title>Down</title><style>a{}</style><!-- <b> --><script>"
-                                             "if (1 < 2) x()</script><BODY></BODY>",
-                                             ", \"Down\""},
-                                            {404, "<html><script>no end", ""}}) {
-    hub.answer(HTTPResponse::html(status, page));
-    EXPECT_EQ(failure(),
-              fmt::format("hub returned {}: a web page of 127.0.0.1 instead of the hub's answer{}", status, words));
-  }
-  hub.answer(HTTPResponse::text(500, "<b> is no tag"));
-  EXPECT_EQ(failure(), "hub returned 500: <b> is no tag");
+  hub.answer(HTTPResponse::html(200, "<html>"));
+  EXPECT_EQ(failure(), "hub returned 200: <html>");
   hub.answer(HTTPResponse::text(302, ""));
   EXPECT_EQ(failure(), "hub returned 302: ");
   EXPECT_EQ(messageOf<Error>([] { HubClient{.baseURL = "ftp://hub"}.info(); }), "not an http(s) URL: ftp://hub");
