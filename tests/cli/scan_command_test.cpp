@@ -282,7 +282,7 @@ TEST_F(ScanCommand, ATerminalOf80ColumnsGetsNoWiderLineAndNoForeignEscape) {
   for (const std::string& line : linesOf(uncoloured.out)) EXPECT_LE(displayWidth(line), 80U) << line;
   EXPECT_THAT(uncoloured.out, AllOf(Not(HasSubstr("\x1b")), Not(HasSubstr("\x07")), Not(HasSubstr("\r")),
                                     Not(HasSubstr("\xe2\x80\xae")), HasSubstr("\\x1b]0;owned"),
-                                    HasSubstr("more projects"), HasSubstr("its packages are named nowhere\n")));
+                                    HasSubstr("more projects"), HasSubstr("its packages are named nowhere; sparse files\n")));
   // The live line may move the cursor, but no text may.
   for (std::size_t from = 0; from < uncoloured.err.size();) {
     const auto next = std::min(uncoloured.err.find("\r\x1b[K", from), uncoloured.err.size());
