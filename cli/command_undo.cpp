@@ -134,7 +134,7 @@ std::string undoText(const RemovalRun& run, const std::vector<UndoneItem>& items
     if (item.isLost) ++lost;
     if (item.isLost || (++listed > itemsOnScreen && terminal.isTerminal)) continue;
     const RemovedItem& removed = run.items[item.index];
-    table.add({sizeCell(shownSize(removed)), whereTo(removed), shown(resolver.displayPath(removed.path))});
+    table.add({sizeCell(listedSize(removed)), whereTo(removed), shown(resolver.displayPath(removed.path))});
   }
   std::string text =
       paragraph(fmt::format("Removed by tidra {} at {}:", rawValue(run.command), localMinute(run.at)), terminal);
@@ -150,7 +150,7 @@ bool agreesToUndo(const RemovalRun& run, const std::vector<UndoneItem>& items, c
   for (const UndoneItem& item : items) {
     if (item.isLost) continue;
     ++count;
-    bytes = saturatedSum(bytes, shownSize(run.items[item.index]).value_or(0));
+    bytes = saturatedSum(bytes, listedSize(run.items[item.index]).value_or(0));
   }
   if (count == 0 || program.options.dryRun) return true;
   return confirmed({fmt::format("Bring back {} ({})?", counted(count, "item", "items"), sizeCell(bytes)), {}}, program);
