@@ -35,7 +35,7 @@ std::string whereTo(const RemovedItem& item) {
   return "deleted";
 }
 
-std::optional<std::int64_t> shownSize(const RemovedItem& item) {
+std::optional<std::int64_t> listedSize(const RemovedItem& item) {
   if (!item.isMoved() && item.freedBytes > 0) return item.freedBytes;
   return item.freeableBytes ? item.freeableBytes : item.bytes;
 }
@@ -76,7 +76,7 @@ std::string runsText(const std::vector<RemovalRun>& runs, const TerminalFacts& t
 std::string itemsText(const RemovalRun& run, const TidraPathResolver& resolver, const TerminalFacts& terminal) {
   TextTable table({{"SIZE", true}, {"NOW", false, TextTable::Cut::never}, {"ITEM", false, TextTable::Cut::middle}});
   for (const RemovedItem& item : run.items) {
-    table.add({sizeCell(shownSize(item)), item.restoredAt ? "restored" : whereTo(item),
+    table.add({sizeCell(listedSize(item)), item.restoredAt ? "restored" : whereTo(item),
                shown(resolver.displayPath(item.path))});
   }
   return table.text(terminal) + moreText(unsignedBytes(run.moreItems), terminal);

@@ -46,7 +46,7 @@ std::vector<std::string> tokensFrom(const TokenOptions& options, const Environme
   if (options.text) {
     const std::string token(trimmed(*options.text));
     const std::string named = fmt::format("--{}-token", options.kind);
-    if (token.empty()) throw InputError(named + " is empty; give it a token, or leave it out.");
+    if (token.empty()) throw InputError(named + " is empty; name a token, or leave it out.");
     requireHubToken(token, named);
     return {token};
   }

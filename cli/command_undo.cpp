@@ -120,9 +120,12 @@ std::vector<UndoneItem> itemsToUndo(const RemovalRun& run, StoredItems& stored) 
   return items;
 }
 
-/// Shows what comes back, and says how much does not.
+/// Without a question, the results name the items.
+bool asks(const Program& program) { return !program.options.assumeYes && !program.options.dryRun; }
+
+/// Shows what comes back where it is asked about, and says how much does not.
 std::string undoText(const RemovalRun& run, const std::vector<UndoneItem>& items, const TidraPathResolver& resolver,
-                     const TerminalFacts& terminal) {
+                     const TerminalFacts& terminal, bool isAsked) {
   TextTable table({{"SIZE", true}, {"FROM"}, {"BACK TO", false, TextTable::Cut::middle}});
   constexpr std::size_t itemsOnScreen = 30;
   std::size_t listed = 0;
@@ -131,12 +134,12 @@ std::string undoText(const RemovalRun& run, const std::vector<UndoneItem>& items
     if (item.isLost) ++lost;
     if (item.isLost || (++listed > itemsOnScreen && terminal.isTerminal)) continue;
     const RemovedItem& removed = run.items[item.index];
-    table.add({sizeCell(shownSize(removed)), whereTo(removed), shown(resolver.displayPath(removed.path))});
+    table.add({sizeCell(listedSize(removed)), whereTo(removed), shown(resolver.displayPath(removed.path))});
   }
   std::string text =
       paragraph(fmt::format("Removed by tidra {} at {}:", rawValue(run.command), localMinute(run.at)), terminal);
-  if (listed > 0) text += table.text(terminal);
-  if (terminal.isTerminal) text += moreText(listed - std::min(listed, itemsOnScreen), terminal);
+  if (listed > 0 && isAsked) text += table.text(terminal);
+  if (terminal.isTerminal && isAsked) text += moreText(listed - std::min(listed, itemsOnScreen), terminal);
   if (lost > 0) text += fmt::format("{} not come back.\n", counted(lost, "item does", "items do"));
   return text;
 }
@@ -147,7 +150,7 @@ bool agreesToUndo(const RemovalRun& run, const std::vector<UndoneItem>& items, c
   for (const UndoneItem& item : items) {
     if (item.isLost) continue;
     ++count;
-    bytes = saturatedSum(bytes, shownSize(run.items[item.index]).value_or(0));
+    bytes = saturatedSum(bytes, listedSize(run.items[item.index]).value_or(0));
   }
   if (count == 0 || program.options.dryRun) return true;
   return confirmed({fmt::format("Bring back {} ({})?", counted(count, "item", "items"), sizeCell(bytes)), {}}, program);
@@ -177,7 +180,11 @@ int carryOutUndo(const RemovalRun& run, std::size_t number, const std::vector<Un
     actions.push_back({path, path, item.act});
   }
   const InterruptGuard guard;
-  const auto results = actOnEach(actions, "restored", options.json ? Reporting::json : Reporting::lines, program);
+  const Reporting reporting = options.json ? Reporting::json : asks(program) ? Reporting::total : Reporting::lines;
+  const auto results = actOnEach(actions, "restored", reporting, program);
+  if (reporting == Reporting::total && !results.done.empty()) {
+    writeOut(fmt::format("{} restored.\n", counted(results.done.size(), "item is", "items are")));
+  }
   if (!program.options.dryRun) noteUndone(run, items, results, resolver);
   const auto lost = std::count_if(items.begin(), items.end(), [](const UndoneItem& item) { return item.isLost; });
   if (std::cmp_greater(results.failures.size(), lost)) {
@@ -206,7 +213,8 @@ int runUndoCommand(const UndoOptions& options, const Program& program) {
     return ExitStatus::done;
   }
   if (!options.json) {
-    writeOut(undoText(run, items, resolver, terminalFacts(STDOUT_FILENO, program.options.color, program.environment)));
+    writeOut(undoText(run, items, resolver, terminalFacts(STDOUT_FILENO, program.options.color, program.environment),
+                      asks(program)));
   }
   if (!agreesToUndo(run, items, program)) {
     writeNote("Nothing was restored.");

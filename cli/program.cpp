@@ -1,6 +1,7 @@
 // The terminal program: parses the arguments, runs the chosen command, and maps exceptions to one sentence and an exit
 // status.
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -8,6 +9,7 @@
 #include <sstream>
 
 #include "app/state/preferences_store.h"
+#include "cli/help_text.h"
 #include "cli/interrupt.h"
 #include "cli/json_lines.h"
 #include "cli/literal_arguments.h"
@@ -67,6 +69,12 @@ std::vector<std::string> commandsOf(const CLI::App& app) {
   return names;
 }
 
+/// Lines fit the terminal; elsewhere 80 columns.
+void writeHelp(std::string_view help) {
+  const TerminalFacts terminal = terminalFacts(STDOUT_FILENO, "never", processEnvironment());
+  writeOut(fittedHelp(help, terminal.isTerminal ? terminal.columns : TerminalFacts{}.columns));
+}
+
 /// Prints the help of the program, or of the command that the words name.
 int showHelp(const CLI::App& app, const std::vector<std::string>& words) {
   const CLI::App* command = &app;
@@ -84,7 +92,7 @@ int showHelp(const CLI::App& app, const std::vector<std::string>& words) {
     name += " " + word;
     command = next;
   }
-  writeOut(app.get_formatter()->make_help(command, name, CLI::AppFormatMode::Normal));
+  writeHelp(app.get_formatter()->make_help(command, name, CLI::AppFormatMode::Normal));
   return ExitStatus::done;
 }
 
@@ -141,7 +149,7 @@ std::string sentenceOf(const CLI::ParseError& error, const CLI::App& app, const 
   const std::string option = escapedForTerminal(message.substr(0, message.find(':')));
   const bool isMismatch = dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr;
   if (isMismatch && message.find("At Most 1") != std::string::npos) {
-    return fmt::format("{} is given more than once; give it one value. {}", option, help);
+    return fmt::format("{} stands more than once; it takes one value. {}", option, help);
   }
   if (isMismatch && message.ends_with("missing")) return fmt::format("{} needs a value. {}", option, help);
   if (message.starts_with("A subcommand is")) return missingCommandSentence(app, arguments);
@@ -192,7 +200,7 @@ int runProgram(int argc, char** argv) {
   } catch (const CLI::Success& wanted) {
     std::ostringstream text;
     const int status = app.exit(wanted, text, text);
-    writeOut(text.str());
+    writeHelp(text.str());
     return status;
   } catch (const CLI::ParseError& error) {
     const bool isBare = app.get_subcommands().empty() && app.remaining(true).empty();

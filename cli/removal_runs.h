@@ -18,7 +18,7 @@ std::size_t runNumbered(const std::string& number, const std::vector<RemovalRun>
 std::size_t itemCount(const RemovalRun& run);
 
 /// What deleting it has freed or would have freed, as far as it is known; else its logical size.
-std::optional<std::int64_t> shownSize(const RemovedItem& item);
+std::optional<std::int64_t> listedSize(const RemovedItem& item);
 
 /// "trash", "quarantine"; "deleted", "removed by docker".
 std::string whereTo(const RemovedItem& item);

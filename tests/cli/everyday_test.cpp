@@ -49,6 +49,11 @@ TEST_F(Everyday, HelpNeedsNoOption) {
     EXPECT_THAT(run({"help", command}).out,
                 AllOf(HasSubstr("--dry-run"), HasSubstr("--yes"), Not(HasSubstr("--output"))));
   }
+  for (const char* command : {"scan", "clean", "plan", "trash list", "hub hosts", "fleet run", "config set"}) {
+    const std::string help = run(wordsOf("help " + std::string(command))).out;
+    for (const std::string& line : linesOf(help)) EXPECT_LE(displayWidth(line), 80U) << line;
+    EXPECT_THAT(help, AllOf(HasSubstr("\nOptions:\n  -h,--help"), HasSubstr("\nExamples:\n  tidra")));
+  }
 }
 
 TEST_F(Everyday, CompletionsKnowCommandsOptionsAndValues) {

@@ -66,7 +66,7 @@ TEST_F(HubServeCommand, WhatCannotBeUsedIsToldInOneSentence) {
   EXPECT_THAT(refused({"--data", data, "--agent-token-file", many}), HasSubstr("holds 3 tokens"));
   EXPECT_THAT(refused({"--data", data, "--agent-token-file", many, "--agent-token", "x"}),
               HasSubstr("cannot be given together"));
-  EXPECT_THAT(refused({"--data", data, "--admin-token", " "}), HasSubstr("--admin-token is empty; give it a token"));
+  EXPECT_THAT(refused({"--data", data, "--admin-token", " "}), HasSubstr("--admin-token is empty; name a token"));
   EXPECT_THAT(refused({"--data", data}, {{"TIDRA_HUB_ADMIN_TOKEN", "a\nb"}}),
               HasSubstr("TIDRA_HUB_ADMIN_TOKEN holds a control character"));
   for (const char* seconds : {"0", "nan", "inf"})

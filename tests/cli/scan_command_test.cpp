@@ -280,9 +280,10 @@ TEST_F(ScanCommand, ATerminalOf80ColumnsGetsNoWiderLineAndNoForeignEscape) {
   const ProgramRun uncoloured = scan({"--apparent-size", "--rules", rulesFile("run this")}, plain);
   EXPECT_EQ(uncoloured.status, 0);
   for (const std::string& line : linesOf(uncoloured.out)) EXPECT_LE(displayWidth(line), 80U) << line;
-  EXPECT_THAT(uncoloured.out, AllOf(Not(HasSubstr("\x1b")), Not(HasSubstr("\x07")), Not(HasSubstr("\r")),
-                                    Not(HasSubstr("\xe2\x80\xae")), HasSubstr("\\x1b]0;owned"),
-                                    HasSubstr("more projects"), HasSubstr("no file beside it names its packages\n")));
+  EXPECT_THAT(uncoloured.out,
+              AllOf(Not(HasSubstr("\x1b")), Not(HasSubstr("\x07")), Not(HasSubstr("\r")),
+                    Not(HasSubstr("\xe2\x80\xae")), HasSubstr("\\x1b]0;owned"), HasSubstr("more projects"),
+                    HasSubstr("no file beside it names its packages; sparse files\n")));
   // The live line may move the cursor, but no text may.
   for (std::size_t from = 0; from < uncoloured.err.size();) {
     const auto next = std::min(uncoloured.err.find("\r\x1b[K", from), uncoloured.err.size());
