@@ -29,6 +29,7 @@ class CompactOptional {
     std::memcpy(&number, bytes_.data(), bytes_.size());
     return number;
   }
+  // NOLINTNEXTLINE(readability-identifier-naming): the name of std::optional
   std::int64_t value_or(std::int64_t other) const { return isPresent_ ? **this : other; }
 
   bool operator==(const CompactOptional&) const = default;

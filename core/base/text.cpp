@@ -202,9 +202,7 @@ std::size_t displayWidth(std::string_view utf8) {
   std::size_t width = 0;
   while (!utf8.empty()) {
     const Scalar scalar = decodeScalar(utf8);
-    if (scalar.length == 0) {
-      ++width;
-    } else if (scalar.value < 0x300) {
+    if (scalar.length == 0 || scalar.value < 0x300) {
       ++width;
     } else if (!isCombining(scalar.value)) {
       width += isWide(scalar.value) ? 2 : 1;

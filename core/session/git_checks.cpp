@@ -127,6 +127,25 @@ bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMet
   return all && std::find(answers.begin(), answers.end(), std::nullopt) == answers.end();
 }
 
+std::vector<std::string> raiseByGit(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git,
+                                    const std::function<bool()>& shouldCancel) {
+  std::vector<std::string> notes;
+  if (shouldCancel()) return notes;
+  const std::size_t unknown = raiseTracked(findings, git);
+  if (shouldCancel()) return notes;
+  if (unknown > 0) {
+    notes.push_back(
+        fmt::format("git did not answer for {} of the findings, so none of those counts as safe.", unknown));
+  }
+  const bool allAnswered = raiseOwnWork(findings, git);
+  if (!allAnswered && !shouldCancel()) {
+    notes.emplace_back(
+        "Some repositories inside findings could not be checked for unpushed work; a finding that holds one is not "
+        "safe, and its line names the first.");
+  }
+  return notes;
+}
+
 std::optional<std::string> reasonOfLaterWork(const FoundArtifact& found, ArtifactSafetyTier agreed,
                                              const TidraGitMetadataReader& git, const PlaceSet& removed) {
   if (agreed == ArtifactSafetyTier::warning || found.repositories.ofGit.empty()) return std::nullopt;

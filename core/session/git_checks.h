@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,6 +24,11 @@ namespace tidra {
 /// that go along.
 [[nodiscard]] bool raiseOwnWork(const std::vector<FoundArtifact*>& findings, const TidraGitMetadataReader& git,
                                 PlaceSet removed = {});
+
+/// Does both and returns notes on what git did not answer. Stops when `shouldCancel` returns true.
+[[nodiscard]] std::vector<std::string> raiseByGit(const std::vector<FoundArtifact*>& findings,
+                                                  const TidraGitMetadataReader& git,
+                                                  const std::function<bool()>& shouldCancel);
 
 /// Asks again about the repositories that a scan found in one finding. Returns why it must stay, as the rest of a
 /// sentence after its path, if it would be of a higher tier now than was agreed to; nullopt otherwise.

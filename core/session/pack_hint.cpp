@@ -36,23 +36,32 @@ bool hasPlaces(const RulePack& pack, SystemProbeContext& context, const std::set
 
 }  // namespace
 
-void findPlacesOf(std::vector<OffPack>& packs, SystemProbeContext context, const std::set<std::string>& categories,
-                  const std::vector<FoundArtifact>& findings) {
-  PlaceSet found;
-  for (const FoundArtifact& finding : findings) found.add(finding.place);
-  for (OffPack& off : packs) off.hasPlaces = hasPlaces(*off.pack, context, categories, found);
+OffPacks::OffPacks(const std::vector<const RulePack*>& packs) {
+  for (const RulePack* pack : packs) packs_.push_back({pack});
 }
 
-std::optional<std::string> noteOfOffPacks(std::vector<OffPack> packs) {
-  std::erase_if(packs, [](const OffPack& off) { return off.projects == 0 && !off.hasPlaces; });
+void OffPacks::addProjects(const std::vector<std::uint64_t>& projects) {
+  for (std::size_t i = 0; i < std::min(packs_.size(), projects.size()); ++i) packs_[i].projects += projects[i];
+}
+
+void OffPacks::findPlaces(SystemProbeContext context, const std::set<std::string>& categories,
+                          const std::vector<FoundArtifact>& findings) {
+  PlaceSet found;
+  for (const FoundArtifact& finding : findings) found.add(finding.place);
+  for (Met& off : packs_) off.hasPlaces = hasPlaces(*off.pack, context, categories, found);
+}
+
+std::optional<std::string> OffPacks::note() const {
+  std::vector<Met> packs = packs_;
+  std::erase_if(packs, [](const Met& off) { return off.projects == 0 && !off.hasPlaces; });
   if (packs.empty()) return std::nullopt;
   std::stable_sort(packs.begin(), packs.end(),
-                   [](const OffPack& one, const OffPack& other) { return one.projects > other.projects; });
+                   [](const Met& one, const Met& other) { return one.projects > other.projects; });
   std::vector<std::string> counts;
   std::vector<std::string> caches;
   std::string names;
   std::uint64_t lastCount = 0;
-  for (const OffPack& off : packs) {
+  for (const Met& off : packs) {
     names += " " + off.pack->name;
     if (off.projects == 0) {
       caches.push_back(off.pack->title);

@@ -151,4 +151,13 @@ std::map<std::string, TimePoint> ProjectActivityReader::answers() {
   return answers_;
 }
 
+void ProjectActivityReader::date(std::vector<FoundArtifact>& findings) {
+  const auto dates = answers();
+  for (FoundArtifact& found : findings) {
+    if (!found.isOfProject()) continue;
+    const auto known = dates.find(*found.finding.groupRoot);
+    if (known != dates.end()) found.finding.lastActivityDate = known->second;
+  }
+}
+
 }  // namespace tidra

@@ -16,6 +16,7 @@
 
 #include "core/base/joining_thread.h"
 #include "core/base/time_point.h"
+#include "core/model/found_artifact.h"
 #include "core/scan/git_metadata.h"
 #include "core/scan/repository_finder.h"
 #include "core/scan/source_dates.h"
@@ -50,6 +51,9 @@ class ProjectActivityReader {
 
   /// Returns the answers so far. Unreadable projects have none.
   std::map<std::string, TimePoint> answers();
+
+  /// Sets the dates of the findings of projects that have an answer.
+  void date(std::vector<FoundArtifact>& findings);
 
  private:
   struct Project {

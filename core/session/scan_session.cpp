@@ -9,7 +9,6 @@
 #include <atomic>
 #include <chrono>
 #include <iterator>
-#include <map>
 #include <utility>
 
 #include "core/base/text.h"
@@ -49,6 +48,7 @@ class ScanSession {
         exclusions_(withLinksResolved(request.exclusions)),
         stores_(knownStores(request.resolver, request.quarantines)),
         activity_(request.git, request.resolver),
+        offPacks_(request.offPacks),
         progress_(request) {}
 
   ScanOutcome run() {
@@ -148,7 +148,7 @@ class ScanSession {
     for (std::string& text : notesOfUnread(result, shown(plan.root))) note(std::move(text));
     unclaimedLeftovers_.insert(result.unclaimedLeftovers.begin(), result.unclaimedLeftovers.end());
     withhold(result.withheld);
-    countOffPacks(result.projectsOfOffPacks);
+    offPacks_.addProjects(result.projectsOfOffPacks);
     for (FoundArtifact& found : result.findings) {
       askActivity(found.finding);
       outcome_.findings.push_back(std::move(found));
@@ -290,22 +290,13 @@ class ScanSession {
     });
   }
 
-  void countOffPacks(const std::vector<std::uint64_t>& projects) {
-    projectsOfOffPacks_.resize(request_.offPacks.size());
-    for (std::size_t i = 0; i < projects.size(); ++i) projectsOfOffPacks_[i] += projects[i];
-  }
-
   void noteOffPacks() {
     if (isRecheck() || request_.ecosystems || shouldCancel()) return;
-    std::vector<OffPack> packs;
-    for (std::size_t i = 0; i < request_.offPacks.size(); ++i) {
-      packs.push_back({request_.offPacks[i], i < projectsOfOffPacks_.size() ? projectsOfOffPacks_[i] : 0, false});
-    }
     const bool isOfAll = request_.systemReach == SystemReach::everywhere && !request_.tiers && !request_.olderThan;
     if (request_.scanSystem && isOfAll) {
-      findPlacesOf(packs, probeContextOf(request_), systemCategoriesOf(request_), outcome_.findings);
+      offPacks_.findPlaces(probeContextOf(request_), systemCategoriesOf(request_), outcome_.findings);
     }
-    if (auto text = noteOfOffPacks(std::move(packs))) note(std::move(*text));
+    if (auto text = offPacks_.note()) note(std::move(*text));
   }
 
   void noteIdleExclusions() {
@@ -317,8 +308,7 @@ class ScanSession {
   void noteWithheld() {
     constexpr std::size_t most = 5;
     std::size_t noted = 0;
-    for (const auto& [path, kept] : outcome_.withheld) {
-      auto text = fmt::format("{} {}, so it is left out.", shown(path), kept.reason(request_.resolver));
+    for (std::string& text : notesOfWithheld(outcome_.withheld, request_.resolver)) {
       (noted++ < most ? outcome_.notes : outcome_.details).push_back(std::move(text));
     }
     if (noted > most) note(fmt::format("{} more are left out for such reasons.", noted - most));
@@ -328,12 +318,7 @@ class ScanSession {
     constexpr std::chrono::milliseconds poll{20};
     while (!shouldCancel() && !activity_.waitFor(poll)) {
     }
-    const auto dates = activity_.answers();
-    for (FoundArtifact& found : outcome_.findings) {
-      if (!found.isOfProject()) continue;
-      const auto date = dates.find(*found.finding.groupRoot);
-      if (date != dates.end()) found.finding.lastActivityDate = date->second;
-    }
+    activity_.date(outcome_.findings);
   }
 
   void proveAges() {
@@ -355,17 +340,7 @@ class ScanSession {
       if (isAskedFor(found.finding.path)) asked.push_back(&found);
     }
     const TidraGitMetadataReader git(request_.git, request_.resolver, [this] { return shouldCancel(); });
-    if (shouldCancel()) return;
-    const std::size_t unknown = raiseTracked(asked, git);
-    if (unknown > 0 && !shouldCancel()) {
-      note(fmt::format("git did not answer for {} of the findings, so none of those counts as safe.", unknown));
-    }
-    if (shouldCancel()) return;
-    const bool allAnswered = raiseOwnWork(asked, git);
-    if (allAnswered || shouldCancel()) return;
-    note(
-        "Some repositories inside findings could not be checked for unpushed work; a finding that holds one is not "
-        "safe, and its line names the first.");
+    for (std::string& text : raiseByGit(asked, git, [this] { return shouldCancel(); })) note(std::move(text));
   }
 
   bool isWanted(const FoundArtifact& found) const {
@@ -411,7 +386,7 @@ class ScanSession {
   ScanOutcome outcome_;
   std::vector<CoveredPlace> covered_;  // of the probes
   std::set<std::string> unclaimedLeftovers_;
-  std::vector<std::uint64_t> projectsOfOffPacks_;
+  OffPacks offPacks_;
   SessionProgress progress_;
   std::atomic<bool> cancelled_{false};
 };

@@ -50,4 +50,14 @@ std::vector<std::string> notesOfIdleExclusions(ExclusionUse& use, const std::vec
   return notes;
 }
 
+std::vector<std::string> notesOfWithheld(const std::map<std::string, KeptInside>& withheld,
+                                         const TidraPathResolver& resolver) {
+  std::vector<std::string> notes;
+  for (const auto& [path, kept] : withheld) {
+    notes.push_back(fmt::format("{} {}, so it is left out.", escapedForTerminal(resolver.displayPath(path)),
+                                kept.reason(resolver)));
+  }
+  return notes;
+}
+
 }  // namespace tidra
