@@ -155,6 +155,17 @@ TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
   }
 }
 
+TEST_F(Usage, TakesADescriptorInAnArgumentForThatOfItsProcess) {
+  constexpr int number = 200;
+  for (const std::string name : {"/dev/fd/200", "/proc/self/fd/200", "/dev/./fd/200"}) {
+    const OtherProcess other([&] { start({"/bin/sh", "-c", "sleep 100; :", name}); });
+    const int folder = ::open(tree_.path("place").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(::dup3(folder, number, O_CLOEXEC), number);
+    EXPECT_FALSE(UsageSnapshot::take().userOf(tree_.path("place"))) << name;
+    for (const int descriptor : {folder, number}) ::close(descriptor);
+  }
+}
+
 TEST_F(Usage, ShowsThatThisProgramRunsFromItsFolder) {
   // Other runs of it may be found first.
   EXPECT_TRUE(UsageSnapshot::take().userOf(std::filesystem::read_symlink("/proc/self/exe")));
