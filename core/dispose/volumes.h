@@ -59,9 +59,9 @@ struct StoreFolder {
 /// Converts days, clamped to 0 to 1,000,000.
 std::chrono::seconds retention(std::int64_t days);
 
-/// Throws DisposalError if a present or future store at this path is on another volume than the entry, if it would belong
-/// to another user, as everything does on a volume without owners that another user mounted, or if the entry is a folder
-/// that its overlay cannot rename.
+/// Throws DisposalError if a present or future store at this path is on another volume than the entry, if it would
+/// belong to another user, as everything does on a volume without owners that another user mounted, or if the entry is
+/// a folder that its overlay cannot rename.
 void requireStorable(const HeldEntry& entry, const std::string& storePath, const std::vector<MountPoint>& mounts);
 
 /// Moves an entry into a store under a free name, then compares the identity of what arrived: another file (lost TOCTOU

@@ -1,7 +1,7 @@
-// Reads /proc, cheap sources first: "exe", "cwd", "root" and the beginning of "cmdline" of each process; "locks", whose
-// inodes are matched with the descriptors of the lock's holder; all descriptors; all "maps". The last two may have
-// millions of entries: bounded per process and in total, highest process ids first, and by count, not time, so that
-// load does not change the result.
+// Reads /proc, cheap sources first: "exe", "cwd", "root" and the beginning of "cmdline" of each process; "locks",
+// whose inodes are matched with the descriptors of the lock's holder; all descriptors; all "maps". The last two may
+// have millions of entries: bounded per process and in total, highest process ids first, and by count, not time, so
+// that load does not change the result.
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
@@ -25,18 +25,12 @@
 #include "core/platform/mount_table.h"
 #include "core/platform/path_text.h"
 #include "core/platform/pipeline_linux.h"
-#include "core/platform/process_arguments_linux.h"
+#include "core/platform/process_files_linux.h"
 #include "core/platform/spawn_lock.h"
 #include "core/platform/usage.h"
 
 namespace tidra {
 namespace {
-
-std::optional<std::int64_t> number(std::string_view text) {
-  std::int64_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc{} && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
-}
 
 /// Returns the numeric entries of a folder of /proc.
 std::vector<std::int64_t> numberedEntries(const std::string& folder) {
@@ -46,7 +40,7 @@ std::vector<std::int64_t> numberedEntries(const std::string& folder) {
   DirectoryReader reader;
   reader.start(opened->get());
   for (DirectoryEntry entry; reader.next(entry);) {
-    if (const auto value = number(entry.name)) numbers.push_back(*value);
+    if (const auto value = ProcessFiles::number(entry.name)) numbers.push_back(*value);
   }
   return numbers;
 }
@@ -58,7 +52,7 @@ std::int64_t parentOf(std::int64_t process) {
   const auto bracket = stat->rfind(')');
   if (bracket == std::string::npos) return 0;
   const auto fields = splitNonEmpty(std::string_view(*stat).substr(bracket + 1), ' ');
-  return fields.size() > 1 ? number(fields[1]).value_or(0) : 0;
+  return fields.size() > 1 ? ProcessFiles::number(fields[1]).value_or(0) : 0;
 }
 
 std::optional<std::string> processLink(std::int64_t process, std::string_view name) {
@@ -76,56 +70,11 @@ std::string programName(std::int64_t process) {
   return name ? std::string(trimmed(*name)) : "unknown";
 }
 
-/// Parses "0000000000000000: 00000002 00000000 00010000 0001 01 4711 /run/socket" into paths by inode.
-std::map<std::string, std::string, std::less<>> boundSockets() {
-  std::map<std::string, std::string, std::less<>> sockets;
-  const auto text = readFile("/proc/net/unix");
-  if (!text) return sockets;
-  for (const std::string_view line : splitNonEmpty(*text, '\n')) {
-    constexpr std::size_t inodeField = 6;
-    const auto path = line.find(" /");  // abstract ones begin with "@"
-    const auto fields = splitNonEmpty(line.substr(0, path), ' ');
-    if (path == std::string_view::npos || fields.size() <= inodeField) continue;
-    sockets.emplace(fields[inodeField], line.substr(path + 1));
-  }
-  return sockets;
-}
-
-/// Parses "1: FLOCK  ADVISORY  WRITE 4711 fd:01:262150 0 EOF" into process and inode. OFD locks, owned by an open file
-/// instead of a process, have -1; waiting processes are marked "->".
-std::set<std::pair<std::int64_t, std::int64_t>> heldLocks() {
-  std::set<std::pair<std::int64_t, std::int64_t>> locks;
-  const auto text = readFile("/proc/locks");
-  if (!text) return locks;
-  for (const std::string_view line : splitNonEmpty(*text, '\n')) {
-    const auto fields = splitNonEmpty(line, ' ');
-    constexpr std::size_t processField = 4;
-    constexpr std::size_t fileField = 5;
-    if (fields.size() <= fileField || fields[1] == "->") continue;
-    const auto process = number(fields[processField]);
-    const auto file = split(fields[fileField], ':');
-    const auto inode = file.size() == 3 ? number(file[2]) : std::nullopt;
-    if (process && inode) locks.emplace(*process, *inode);
-  }
-  return locks;
-}
-
 constexpr std::string_view deletedMark = " (deleted)";
 
 /// Restores the path of a file that was removed or replaced while in use.
 std::string withoutDeletedMark(std::string path) {
   if (path.ends_with(deletedMark) && !pathFacts(path)) path.resize(path.size() - deletedMark.size());
-  return path;
-}
-
-/// Returns the last field of a line of "maps"; empty for anonymous memory. The kernel escapes only line feeds in it.
-std::string mappedPath(std::string_view line) {
-  const auto start = line.find('/');
-  std::string path(start == std::string_view::npos ? std::string_view{} : line.substr(start));
-  constexpr std::string_view lineBreak = "\\012";
-  for (auto at = path.find(lineBreak); at != std::string::npos; at = path.find(lineBreak, at)) {
-    path.replace(at, lineBreak.size(), "\n");
-  }
   return path;
 }
 
@@ -191,7 +140,7 @@ class UsageCollector {
   /// `workingFolder` may be empty: relative arguments do not count.
   void addStarterFiles(std::int64_t process, const std::string& workingFolder) {
     constexpr std::size_t enough = 2;  // an interpreter and its script
-    for (std::string& argument : firstArguments(process, enough)) {
+    for (std::string& argument : ProcessFiles::firstArguments(process, enough)) {
       if (!argument.starts_with('/') && !workingFolder.empty()) argument = joinedPath(workingFolder, argument);
       if (!argument.starts_with('/')) continue;
       for (std::string& place : placesOf(process, standardizedPath(argument))) {
@@ -205,13 +154,16 @@ class UsageCollector {
     // Links of a process that was confined by chroot() lead from the true root, its arguments from its own.
     const std::string root = processLink(process, "root").value_or("/");
     std::size_t left = mostPossiblePaths;
-    for (const std::string& argument : firstArguments(process, mostArguments)) {
-      for (const std::string_view text : possiblePaths(argument)) {
+    for (const std::string& argument : ProcessFiles::firstArguments(process, mostArguments)) {
+      for (const std::string_view text : ProcessFiles::possiblePaths(argument)) {
         if (left == 0) return;
+        const bool hasFolder = text.find('/') != std::string_view::npos;
+        if (text.empty() || (!hasFolder && text.starts_with('-'))) continue;
         if (!text.starts_with('/') && workingFolder.empty()) continue;
         --left;
         const bool isAbsolute = text.starts_with('/');
-        const std::string path = joinedPath(isAbsolute ? root : workingFolder, isAbsolute ? text.substr(1) : text);
+        const std::string path = ProcessFiles::asSeenBy(
+            process, joinedPath(isAbsolute ? root : workingFolder, isAbsolute ? text.substr(1) : text));
         addArgument(process, path);
         for (std::string& alias : aliasesOf(process).of(standardizedPath(path))) addArgument(process, std::move(alias));
       }
@@ -235,7 +187,7 @@ class UsageCollector {
   void addLocks() {
     const std::set<std::int64_t> alive(processes_.begin(), processes_.end());
     std::set<std::int64_t> inherited;
-    for (const auto& [process, inode] : heldLocks()) {
+    for (const auto& [process, inode] : ProcessFiles::heldLocks()) {
       if (ours_.contains(process)) continue;
       if (alive.contains(process)) {
         addLockedFiles(process, {inode});
@@ -295,7 +247,7 @@ class UsageCollector {
       text.resize(filled + static_cast<std::size_t>(length));
       std::size_t start = 0;
       for (auto end = text.find('\n'); end != std::string::npos; end = text.find('\n', start)) {
-        std::string path = mappedPath(std::string_view(text).substr(start, end - start));
+        std::string path = ProcessFiles::mappedPath(std::string_view(text).substr(start, end - start));
         start = end + 1;
         if (path.empty() || path == last) continue;
         addPresent(UseKind::mappedFile, process, path);
@@ -354,7 +306,7 @@ class UsageCollector {
   const std::set<std::int64_t> ours_ = selfAndAncestors();  // this process and its ancestors
   std::vector<std::int64_t> processes_ = runningProcesses();
   const std::set<std::int64_t> pipeline_ = pipelineOf(ours_, processes_);
-  const std::map<std::string, std::string, std::less<>> sockets_ = boundSockets();
+  const std::map<std::string, std::string, std::less<>> sockets_ = ProcessFiles::boundSockets();
   const std::vector<MountPoint> mounts_ = mountPoints();
   const MountAliases ownAliases_{mounts_, mounts_};
   const std::optional<std::string> ownSpace_ = processLink(self_, "ns/mnt");

@@ -16,7 +16,6 @@
 #include <filesystem>
 #include <functional>
 
-#include "core/platform/file_descriptor.h"
 #include "core/platform/files.h"
 #include "tests/support/other_process.h"
 #include "tests/support/temporary_tree.h"
@@ -156,13 +155,15 @@ TEST_F(Usage, ShowsWhoRunsFromAFolderOrHasFilesOfItOpenOrMapped) {
   }
 }
 
-TEST_F(Usage, DescriptorsNamedByOthersAreNotThoseOfThisProcess) {
-  constexpr int number = 500;
-  const OtherProcess other([&] { start({"/bin/sh", "-c", "kill -STOP $$", "/dev/fd/" + std::to_string(number)}); });
-  const FileDescriptor file(::open(file_.c_str(), O_RDONLY | O_CLOEXEC));
-  const FileDescriptor ours(::fcntl(file.get(), F_DUPFD_CLOEXEC, number));
-  ASSERT_EQ(ours.get(), number);
-  EXPECT_EQ(UsageSnapshot::take().userOf(tree_.path("place")), std::nullopt);
+TEST_F(Usage, TakesADescriptorInAnArgumentForThatOfItsProcess) {
+  constexpr int number = 200;
+  for (const std::string name : {"/dev/fd/200", "/proc/self/fd/200", "/dev/./fd/200"}) {
+    const OtherProcess other([&] { start({"/bin/sh", "-c", "sleep 100; :", name}); });
+    const int folder = ::open(tree_.path("place").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(::dup3(folder, number, O_CLOEXEC), number);
+    EXPECT_FALSE(UsageSnapshot::take().userOf(tree_.path("place"))) << name;
+    for (const int descriptor : {folder, number}) ::close(descriptor);
+  }
 }
 
 TEST_F(Usage, ShowsThatThisProgramRunsFromItsFolder) {
