@@ -15,12 +15,14 @@
 #include "cli/progress_line.h"
 #include "cli/removal_recorder.h"
 #include "cli/shown_sizes.h"
+#include "cli/trash_emptying.h"
 #include "cli/trash_view.h"
 #include "cli/user_state.h"
 #include "cli/volume_figures.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/host.h"
 #include "core/platform/path_text.h"
 
@@ -58,29 +60,39 @@ std::string questionAbout(const CleanupPlan& plan, const std::vector<CleanupCand
   return planQuestion(paths, bytes, plan.method, remover);
 }
 
+/// What is asked about, besides the items.
+struct Trashes {
+  TrashChoices selected;                  // as findings
+  std::optional<TrashEmptying> emptying;  // of all, afterwards
+};
+
+/// The question about what Tidra removes itself.
+std::string ownQuestion(const CleanupPlan& plan, const std::vector<CleanupCandidate>& candidates, bool apparentSize,
+                        const Trashes& trashes, const RemovalOptions& options) {
+  CleanupPlan moved = plan;
+  const auto trashed = takeTrash(moved.items, trashes.selected, apparentSize);
+  if (moved.items.empty()) {
+    if (trashes.emptying) return trashes.emptying->question(trashed.value_or(0), apparentSize);
+    return fmt::format("Empty the trash ({}) for good?", ByteFormatting::readable(trashed.value_or(0)));
+  }
+  const bool isForGood = trashes.emptying && plan.method == DisposalMethod::trash;
+  if (isForGood) moved.method = DisposalMethod::delete_;
+  std::string question = questionAbout(moved, candidates, apparentSize, Remover::tidra);
+  if (!options.scope.empty()) question += fmt::format(" No folder was named: this is {}.", options.scope);
+  if (trashed) {
+    question += fmt::format(" What is in the trash ({}) is deleted for good.", ByteFormatting::readable(*trashed));
+  }
+  if (trashes.emptying) question += trashes.emptying->remark(isForGood ? moved.items.size() : 0, apparentSize);
+  return question;
+}
+
 /// `plan` holds the items of one remover only.
 Confirmation confirmationFor(const CleanupPlan& plan, const std::vector<CleanupCandidate>& candidates,
-                             bool apparentSize, Remover remover, const TrashChoices& trashes,
+                             bool apparentSize, Remover remover, const Trashes& trashes,
                              const RemovalOptions& options) {
-  CleanupPlan moved = plan;
-  const auto trashed = takeTrash(moved.items, trashes, apparentSize);
   Confirmation confirmation;
-  const bool emptiesAfterwards = options.emptyTrash && remover == Remover::tidra;
-  if (emptiesAfterwards && moved.items.empty()) {
-    confirmation.question = "Empty the trash for good?";
-  } else if (trashed && moved.items.empty()) {
-    confirmation.question = fmt::format("Empty the trash ({}) for good?", ByteFormatting::readable(*trashed));
-  } else {
-    confirmation.question = questionAbout(moved, candidates, apparentSize, remover);
-    if (!options.scope.empty()) {
-      confirmation.question += fmt::format(" No folder was named: this is {}.", options.scope);
-    }
-    if (trashed) {
-      confirmation.question +=
-          fmt::format(" What is in the trash ({}) is deleted for good.", ByteFormatting::readable(*trashed));
-    }
-  }
-  if (emptiesAfterwards && !moved.items.empty()) confirmation.question += " The trash is emptied afterwards.";
+  confirmation.question = remover == Remover::tidra ? ownQuestion(plan, candidates, apparentSize, trashes, options)
+                                                    : questionAbout(plan, candidates, apparentSize, remover);
   if (plan.highestTier() == ArtifactSafetyTier::warning) {
     confirmation.question += " Some of it cannot be made again.";
     confirmation.typedAnswer = fmt::format("remove {}", plan.items.size());
@@ -103,9 +115,10 @@ bool goesNothingOf(const std::string& path, const TrashChoices& trashes) {
 }
 
 /// Entries without a valid date in the trashes to be emptied.
-std::vector<FreedesktopTrash::Entry> unlistedIn(const TrashChoices& trashes) {
+std::vector<FreedesktopTrash::Entry> unlistedIn(const Trashes& trashes) {
   std::vector<FreedesktopTrash::Entry> unlisted;
-  for (const auto& [path, choice] : trashes) {
+  if (trashes.emptying) unlisted = trashes.emptying->unlisted();
+  for (const auto& [path, choice] : trashes.selected) {
     unlisted.insert(unlisted.end(), choice.unlisted.begin(), choice.unlisted.end());
   }
   return unlisted;
@@ -114,7 +127,7 @@ std::vector<FreedesktopTrash::Entry> unlistedIn(const TrashChoices& trashes) {
 /// Asks once for each remover, and for undated entries of a trash to be emptied. A "no" drops only the items of that
 /// question.
 Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, bool apparentSize,
-                 const TrashChoices& trashes, const RemovalOptions& options, const Program& program) {
+                 const Trashes& trashes, const RemovalOptions& options, const Program& program) {
   Agreement agreement{.candidates = candidates, .toUnlisted = std::nullopt};
   std::size_t asked = 0;
   std::size_t declined = 0;
@@ -127,9 +140,9 @@ Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupP
   for (const Remover remover : {Remover::tidra, Remover::tool}) {
     CleanupPlan part = plan;
     std::erase_if(part.items, [&](const CleanupPlan::Item& item) {
-      return removerOf(item.path) != remover || goesNothingOf(item.path, trashes);
+      return removerOf(item.path) != remover || goesNothingOf(item.path, trashes.selected);
     });
-    const bool emptiesTrash = options.emptyTrash && remover == Remover::tidra;
+    const bool emptiesTrash = trashes.emptying && remover == Remover::tidra;
     if (part.items.empty() && !emptiesTrash) continue;
     ++asked;
     if (confirmed(confirmationFor(part, candidates, apparentSize, remover, trashes, options), program)) continue;
@@ -139,7 +152,8 @@ Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupP
   const auto unlisted = unlistedIn(trashes);
   if (!unlisted.empty() && agreement.toOwn) agreement.toUnlisted = agreesToUnlisted(unlisted, program);
   if (agreement.toUnlisted) ++asked;
-  if (agreement.toUnlisted == false) decline([&](const std::string& path) { return goesNothingOf(path, trashes); });
+  if (agreement.toUnlisted == false)
+    decline([&](const std::string& path) { return goesNothingOf(path, trashes.selected); });
   agreement.toAnything = asked == 0 || declined < asked;
   return agreement;
 }
@@ -153,51 +167,106 @@ CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, 
     if (lines) lines->progress(progress);
   };
   if (lines) {
-    setting.onResult = [&](const CleanupCandidate& candidate, const TidraDeletionService::Result& result,
-                           std::int64_t) { lines->result(candidate, result); };
+    setting.onResult = [&, former = std::move(setting.onResult)](const CleanupCandidate& candidate,
+                                                                 const TidraDeletionService::Result& result,
+                                                                 std::int64_t counted) {
+      if (former) former(candidate, result, counted);
+      lines->result(candidate, result);
+    };
   }
   return runCleanup(candidates, setting);
 }
 
-/// Returns the exit status.
-int emptyTrash(const ScanRequest& request, const RemovalOptions& options, const Agreement& agreement,
-               const Program& program) {
-  if (program.options.dryRun) {
-    if (!options.json) {
-      writeOut(options.includesUnlisted ? "The whole trash would be emptied.\n"
-                                        : "The trash would be emptied, but for what nothing dates.\n");
+/// Whether the trash is to be emptied after the removal of these candidates.
+bool emptiesAfterwards(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan,
+                       const RemovalOptions& options) {
+  if (options.emptyTrash) return true;
+  return options.emptyTrashIfUsed && plan.method == DisposalMethod::trash &&
+         std::any_of(candidates.begin(), candidates.end(), [](const CleanupCandidate& candidate) {
+           return !candidate.refusal && removerOf(candidate.item.path) == Remover::tidra;
+         });
+}
+
+/// Empties the trash if that is agreed to and, where only a setting asks for it, something was moved there.
+std::optional<TrashEmptying::Result> emptyAfterwards(const Trashes& trashes, const Agreement& agreement,
+                                                     const RemovalOptions& options, CleanupOutcome& outcome,
+                                                     RemovalRecorder& recorder) {
+  if (!trashes.emptying || !agreement.toOwn || outcome.cancelled) return std::nullopt;
+  const auto& receipts = outcome.disposal.receipts;
+  const bool isUsed = std::any_of(receipts.begin(), receipts.end(),
+                                  [](const DisposalReceipt& receipt) { return receipt.destination.has_value(); });
+  if (!options.emptyTrash && !isUsed) return std::nullopt;
+  return trashes.emptying->run(outcome, recorder, options.includesUnlisted || agreement.toUnlisted.value_or(false));
+}
+
+struct [[nodiscard]] Removed {
+  CleanupOutcome outcome;
+  std::optional<TrashEmptying::Result> emptied;  // absent where the trash was not emptied afterwards
+};
+
+/// What stays, and why: to standard error.
+void noteWhatStays(const Removed& removed) {
+  const auto& [outcome, emptied] = removed;
+  writeFailures(outcome.disposal.failures);
+  for (const std::string& remainder : outcome.remainders) writeNote(remainder);
+  for (const std::string& note : outcome.notes) writeNote(note);
+  if (outcome.cancelled) writeNote("Interrupted; what was not begun stays where it is.");
+  if (!emptied) return;
+  writeFailures(emptied->purged.failures);
+  for (const std::string& note : emptied->purged.notes) writeNote(note);
+  noteUnlisted(emptied->unlisted);
+  if (emptied->later > 0) {
+    writeNote(fmt::format("{} in the trash since you were asked.",
+                          counted(emptied->later, "entry is new and stays", "entries are new and stay")));
+  }
+  if (emptied->purged.notBegun > 0) writeNote(interruptedText(emptied->purged));
+}
+
+int statusOf(const Removed& removed) {
+  const auto& [outcome, emptied] = removed;
+  if (outcome.cancelled || (emptied && emptied->purged.notBegun > 0)) return ExitStatus::interrupted;
+  const bool hasFailures = !outcome.disposal.failures.empty() || (emptied && !emptied->purged.failures.empty());
+  return hasFailures ? ExitStatus::someFailed : ExitStatus::done;
+}
+
+/// Records the entries that went with a trash: one by one, with where they came from.
+void recordEmptied(const TrashChoices& emptied, const TidraPathResolver& resolver) {
+  RemovalRecorder recorder(RemovalCommand::emptyTrash, DisposalMethod::delete_, resolver, currentTime());
+  for (const auto& [path, choice] : emptied) {
+    for (const FreedesktopTrash::Entry& entry : presentEntries(choice.due)) {
+      if (!pathExists(entry.path)) recorder.addPurged(entry);
     }
-    return ExitStatus::done;
   }
-  TrashDisposer trash(request.resolver, request.mounts);
-  const bool includesUnlisted = options.includesUnlisted || agreement.toUnlisted.value_or(false);
-  auto [purged, due, unlisted] = trash.emptyTrash(currentTime(), includesUnlisted, &InterruptGuard::requested);
-  if (!InterruptGuard::requested() && !unlisted.empty() && !agreement.toUnlisted &&
-      agreesToUnlisted(unlisted, program).value_or(false)) {
-    FreedesktopTrash::measure(unlisted);
-    purged += FreedesktopTrash::remove(unlisted, &InterruptGuard::requested);
-    due.insert(due.end(), unlisted.begin(), unlisted.end());
-    unlisted.clear();
+  recorder.write();
+}
+
+/// Removes the candidates that are agreed to, and records that.
+Removed removeAgreed(CleanupSetting setting, const Trashes& trashes, const Agreement& agreement,
+                     const RemovalOptions& options, const Program& program) {
+  const auto& candidates = agreement.candidates;
+  if (setting.dryRun) return {runWithProgress(candidates, std::move(setting), options.lines, program), std::nullopt};
+  const TidraPathResolver resolver = setting.service.resolver;
+  RemovalRecorder recorder(options.command, setting.method, resolver, currentTime());
+  CleanupOutcome outcome = runWithProgress(candidates, recorder.watching(std::move(setting)), options.lines, program);
+  for (const PartialRemoval& partial : outcome.partial) recorder.addPartial(partial);
+  recordEmptied(trashes.selected, resolver);
+  auto emptied = emptyAfterwards(trashes, agreement, options, outcome, recorder);
+  recorder.write();
+  return {std::move(outcome), std::move(emptied)};
+}
+
+/// Writes the result to standard output.
+void showResult(const Removed& removed, const OutcomeContext& context, const Trashes& trashes,
+                const RemovalOptions& options, const ScanViewOptions& view) {
+  const CleanupOutcome& outcome = removed.outcome;
+  if (options.lines) return options.lines->finished(outcome);
+  if (options.json) {
+    return writeOut(prettyJson(CountedOutcome{outcome.disposal, outcome.unmeasured, outcome.freedBytes}) + "\n");
   }
-  const auto gone = goneEntries(purged, std::move(due));
-  RemovalRecorder recorder(RemovalCommand::emptyTrash, DisposalMethod::delete_, request.resolver, currentTime());
-  for (const FreedesktopTrash::Entry& entry : gone) recorder.addPurged(entry);
-  recorder.addFailures(purged.failures);
-  const std::int64_t freed = recorder.write();
-  writeFailures(purged.failures);
-  for (const std::string& note : purged.notes) writeNote(note);
-  noteUnlisted(unlisted);
-  if (purged.notBegun > 0) {
-    writeNote(interruptedText(purged));
-    return ExitStatus::interrupted;
-  }
-  const bool isEmpty = purged.failures.empty() && unlisted.empty() && purged.notes.empty();
-  if (!options.json) {
-    const std::string deleted = fmt::format("{} deleted from the trash, {} freed.\n",
-                                            counted(gone.size(), "entry", "entries"), ByteFormatting::readable(freed));
-    writeOut((gone.empty() && isEmpty ? "" : deleted) + (isEmpty ? "The trash is empty.\n" : ""));
-  }
-  return purged.failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
+  std::string text = context.candidates.empty() && trashes.emptying ? "" : outcomeText(outcome, context);
+  if (removed.emptied) text += removed.emptied->text();
+  if (context.dryRun && trashes.emptying) text += trashes.emptying->dryText(view.apparentSize);
+  writeOut(paragraphs(text, view.terminal));
 }
 
 }  // namespace
@@ -260,7 +329,10 @@ CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& requ
 int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
              const RemovalOptions& options, const ScanViewOptions& view, const Program& program) {
   CleanupSetting setting = settingFor(plan, request, options, program);
-  const TrashChoices trashes = trashChoices(candidates, request.now, options.includesUnlisted);
+  Trashes trashes{trashChoices(candidates, request.now, options.includesUnlisted), std::nullopt};
+  if (emptiesAfterwards(candidates, plan, options)) {
+    trashes.emptying.emplace(request, options.includesUnlisted, trashes.selected);
+  }
   if (options.lines) {
     for (const CleanupCandidate& candidate : candidates) {
       if (!candidate.refusal) options.lines->finding(candidate);
@@ -268,7 +340,9 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   }
   if (!options.json) {
     const BlockingWait wait;
-    writeOut(planText(candidates, planView(view, request)) + emptyingText(trashes, planView(view, request)));
+    const CleanupViewOptions listing = planView(view, request);
+    writeOut(planText(candidates, listing) + emptyingText(trashes.selected, listing) +
+             (trashes.emptying ? trashes.emptying->listText(listing) : ""));
   }
   const Agreement agreement = setting.dryRun ? Agreement{.candidates = candidates, .toUnlisted = std::nullopt}
                                              : askFor(candidates, plan, view.apparentSize, trashes, options, program);
@@ -280,35 +354,20 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   }
   InterruptGuard::requireNone("Interrupted; nothing was removed.");
   setting.service.includesUnlisted = options.includesUnlisted || agreement.toUnlisted.value_or(false);
-  RemovalRecorder recorder(options.command, plan.method, request.resolver, currentTime());
   const VolumeFigures volumes(agreement.candidates, request.mounts);
-  const CleanupOutcome outcome = runWithProgress(agreement.candidates, std::move(setting), options.lines, program);
-  recorder.add(outcome, agreement.candidates);
-  if (!program.options.dryRun) recorder.write();
+  const Removed removed = removeAgreed(std::move(setting), trashes, agreement, options, program);
   // Standard output may be a broken pipe; failures go to standard error first.
-  writeFailures(outcome.disposal.failures);
-  for (const std::string& remainder : outcome.remainders) writeNote(remainder);
-  for (const std::string& note : outcome.notes) writeNote(note);
-  if (options.lines) {
-    options.lines->finished(outcome);
-  } else if (options.json) {
-    writeOut(prettyJson(CountedOutcome{outcome.disposal, outcome.unmeasured, outcome.freedBytes}) + "\n");
-  } else if (!candidates.empty() || !options.emptyTrash) {
-    writeOut(paragraphs(outcomeText(outcome, {.method = plan.method,
-                                              .dryRun = program.options.dryRun,
-                                              .apparentSize = view.apparentSize,
-                                              .isUpperBound = volumes.isUpperBound(),
-                                              .volumes = volumes.change(),
-                                              .candidates = candidates}),
-                        view.terminal));
-  }
-  if (outcome.cancelled) {
-    writeNote("Interrupted; what was not begun stays where it is.");
-    return ExitStatus::interrupted;
-  }
-  const int status = outcome.disposal.failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
-  if (!options.emptyTrash || !agreement.toOwn) return status;
-  return std::max(status, emptyTrash(request, options, agreement, program));
+  noteWhatStays(removed);
+  showResult(removed,
+             {.method = plan.method,
+              .dryRun = program.options.dryRun,
+              .apparentSize = view.apparentSize,
+              .isUpperBound = volumes.isUpperBound(),
+              .emptiesTrash = trashes.emptying.has_value(),
+              .volumes = volumes.change(),
+              .candidates = candidates},
+             trashes, options, view);
+  return statusOf(removed);
 }
 
 }  // namespace tidra

@@ -22,6 +22,7 @@ struct RemovalOptions {
   bool force = false;
   bool allowAnyPath = false;
   bool emptyTrash = false;
+  bool emptyTrashIfUsed = false;  // once something has been moved to it
   bool includesUnlisted = false;  // of the trash: entries without a valid date too
   bool json = false;
   std::string scope = {};                 // "all of ~" where no folder was named

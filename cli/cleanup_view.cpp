@@ -224,6 +224,10 @@ std::string movedText(const Gone& moved, const OutcomeContext& context) {
   const std::string then = fmt::format("until {}: then about {}", toTrash || moved.items > 1 ? when : "it is purged",
                                        ByteFormatting::readable(moved.bytes));
   const std::string_view where = toTrash ? "to the trash" : "into quarantine";
+  if (context.dryRun && toTrash && context.emptiesTrash) {
+    return fmt::format("{} would be moved to the trash and deleted with it, about {} freed; ", moved.count(),
+                       ByteFormatting::readable(moved.bytes));
+  }
   if (context.dryRun) {
     return fmt::format("{} would be moved {}, which frees nothing {}; ", moved.count(), where, then);
   }
@@ -241,7 +245,7 @@ std::string deletedText(const Gone& deleted, const OutcomeContext& context) {
 std::string emptiedText(const Gone& trash, bool isWhole, const OutcomeContext& context) {
   const std::string freed = freedText(trash, context);
   if (context.dryRun) {
-    return fmt::format("{} would be deleted for good, {}; ", isWhole ? "The trash" : "Part of the trash", freed);
+    return fmt::format("{} would be deleted for good, {}; ", isWhole ? "the trash" : "part of the trash", freed);
   }
   const std::string volumes = context.volumes.empty() ? "" : fmt::format(" ({})", context.volumes);
   return fmt::format("The trash is emptied{}, {}{}.\n", isWhole ? "" : " but for what the notes name", freed, volumes);
@@ -258,6 +262,20 @@ std::string byToolsText(const Gone& gone, const OutcomeContext& context) {
     return fmt::format("{} with {} would be removed by {}; ", gone.count(), gone.size(), toolNames(gone.paths));
   }
   return fmt::format("{} removed by {}, {} freed.\n", gone.count(), toolNames(gone.paths), gone.size());
+}
+
+/// "1 item deleted in part, 127 MB freed."
+std::string partialText(const CleanupOutcome& outcome) {
+  std::int64_t bytes = 0;
+  for (const PartialRemoval& partial : outcome.partial) bytes = saturatedSum(bytes, partial.freedBytes);
+  return fmt::format("{} deleted in part, {} freed.\n", counted(outcome.partial.size(), "item", "items"),
+                     ByteFormatting::readable(bytes));
+}
+
+/// Begins a dry run's sentence, whose parts begin in lower case.
+std::string capitalized(std::string text) {
+  if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 'a' + 'A');
+  return text;
 }
 
 }  // namespace
@@ -303,6 +321,7 @@ std::string outcomeText(const CleanupOutcome& outcome, const OutcomeContext& con
   const Gone byTools = gone(Way::byTool);
   if (outcome.disposal.receipts.empty()) {
     if (context.dryRun) return "Nothing would be removed; nothing was changed.\n";
+    if (!outcome.partial.empty()) return partialText(outcome);
     return outcome.disposal.failures.empty() ? "Nothing was removed.\n" : "No item was removed completely.\n";
   }
   std::string text;
@@ -310,7 +329,8 @@ std::string outcomeText(const CleanupOutcome& outcome, const OutcomeContext& con
   if (deleted.items > 0) text += deletedText(deleted, context);
   if (trash.items > 0) text += emptiedText(trash, outcome.remainders.empty(), context);
   if (byTools.items > 0) text += byToolsText(byTools, context);
-  return context.dryRun ? text + "nothing was changed.\n" : text;
+  if (!outcome.partial.empty()) text += partialText(outcome);
+  return context.dryRun ? capitalized(text) + "nothing was changed.\n" : text;
 }
 
 void writeFailures(const std::vector<TidraDeletionFailure>& failures) {

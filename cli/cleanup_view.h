@@ -38,6 +38,7 @@ struct OutcomeContext {
   bool dryRun = false;
   bool apparentSize = false;
   bool isUpperBound = false;  // file systems may share extents
+  bool emptiesTrash = false;  // afterwards
   std::string volumes = {};   // how their free space changed, from VolumeFigures::change()
   const std::vector<CleanupCandidate>& candidates;
 };

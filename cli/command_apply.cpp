@@ -78,7 +78,7 @@ void checkAgainstPlan(const RemovalOptions& options, const CleanupPlan& plan) {
   }
   const bool hasTrash = std::any_of(plan.items.begin(), plan.items.end(),
                                     [](const auto& item) { return StoreNames::isWholeTrash(item.path); });
-  if (options.includesUnlisted && !options.emptyTrash && !hasTrash) {
+  if (options.includesUnlisted && !options.emptyTrash && !options.emptyTrashIfUsed && !hasTrash) {
     throw InputError(missingNeed("--include-unlisted", "--empty-trash or the trash in the plan"));
   }
 }
@@ -92,8 +92,7 @@ int runApplyCommand(ApplyOptions& options, const Program& program) {
   ScanRequest request = makeScanRequest(options.scan, program.environment);
   CleanupPlan plan = readPlan(options, request.host);
   if (options.removal.method) plan.method = parseMethod(*options.removal.method);
-  options.removal.emptyTrash |=
-      options.scan.settings.app.emptyTrashAfterDeletion && plan.method == DisposalMethod::trash;
+  options.removal.emptyTrashIfUsed = options.scan.settings.app.emptyTrashAfterDeletion;
   checkAgainstPlan(options.removal, plan);
   request.quarantines = {chosenQuarantine(options.removal.quarantineFolder, request.resolver).directory};
   requireOwnStores(plan.method, options.removal, request.resolver);

@@ -101,7 +101,7 @@ std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanReq
 int runCleanCommand(CleanOptions& options, const Program& program) {
   const DisposalMethod method = methodOf(options);
   options.removal.json = options.scan.json || options.scan.jsonLines;
-  options.removal.emptyTrash |= options.scan.settings.app.emptyTrashAfterDeletion && method == DisposalMethod::trash;
+  options.removal.emptyTrashIfUsed = options.scan.settings.app.emptyTrashAfterDeletion;
   const ScanViewOptions view = chosenView(options.scan, program);
   if (options.scan.output) throw InputError("tidra clean has no --output; tidra plan -o writes down what it would do.");
   ScanRequest request = requestFor(options, program);

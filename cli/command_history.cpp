@@ -30,9 +30,9 @@ std::size_t itemCount(const RemovalRun& run) {
 }
 
 std::string whereTo(const RemovedItem& item) {
-  if (item.destination) return std::string(rawValue(item.method));
+  if (item.isMoved()) return std::string(rawValue(item.method));
   if (isToolBackedTarget(item.path)) return fmt::format("removed by {}", ToolTargets::toolOf(item.path));
-  return "deleted";
+  return item.isPartial ? "deleted in part" : "deleted";
 }
 
 std::optional<std::int64_t> listedSize(const RemovedItem& item) {

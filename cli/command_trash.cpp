@@ -50,13 +50,10 @@ struct TrashOptions {
 };
 
 /// Everything in the trashes, newest first, without remains of interrupted removals and restores.
-TrashEntries presentEntries(const FreedesktopTrash& trash, TimePoint now) {
+TrashEntries newestFirst(const FreedesktopTrash& trash, TimePoint now) {
   std::vector<std::string> notes;
-  TrashEntries entries = trash.list(now, notes);
+  TrashEntries entries = presentEntries(trash.list(now, notes));
   writeNotes(notes);
-  std::erase_if(entries, [](const FreedesktopTrash::Entry& entry) {
-    return !entry.identity || entry.dating == FreedesktopTrash::Dating::leftover;
-  });
   std::stable_sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) { return a.date > b.date; });
   return entries;
 }
@@ -75,25 +72,6 @@ std::int64_t freeableBy(const TrashEntries& entries) {
   return bytes;
 }
 
-/// Lists at most `most` entries; 0 lists all.
-std::string trashTable(const TrashEntries& entries, const TidraPathResolver& resolver, const TerminalFacts& terminal,
-                       std::size_t most) {
-  TextTable table({{"NAME", false, TextTable::Cut::middle},
-                   {"FREES", true},
-                   {"TRASHED", false, TextTable::Cut::never},
-                   {"FROM", false, TextTable::Cut::middle}});
-  const std::string dash(glyphs().dash);
-  const std::size_t count = most == 0 ? entries.size() : std::min(most, entries.size());
-  for (std::size_t i = 0; i < count; ++i) {
-    const FreedesktopTrash::Entry& entry = entries[i];
-    const std::string from = entry.originalPath   ? shown(resolver.displayPath(*entry.originalPath))
-                             : entry.isUnlisted() ? std::string(entry.fault())
-                                                  : dash;
-    table.add({shown(entry.name()), sizeCell(entry.freeable), entry.isDated() ? localMinute(entry.date) : dash, from});
-  }
-  return table.text(terminal) + moreText(entries.size() - count, terminal);
-}
-
 /// Without info files whose item is gone, which only need tidying.
 TrashEntries itemsAmong(TrashEntries entries) {
   std::erase_if(entries, [](const FreedesktopTrash::Entry& entry) { return !entry.identity; });
@@ -102,7 +80,7 @@ TrashEntries itemsAmong(TrashEntries entries) {
 
 int listTrash(const TrashOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
-  TrashEntries entries = presentEntries({resolver, mountPoints()}, currentTime());
+  TrashEntries entries = newestFirst({resolver, mountPoints()}, currentTime());
   FreedesktopTrash::measure(entries);
   if (options.json) {
     writeOut(prettyJson(entries) + "\n");
@@ -120,7 +98,7 @@ int listTrash(const TrashOptions& options, const Program& program) {
 
 int restoreTrash(const TrashOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
-  TrashEntries entries = namedEntries(options, presentEntries({resolver, mountPoints()}, currentTime()), resolver);
+  TrashEntries entries = namedEntries(options, newestFirst({resolver, mountPoints()}, currentTime()), resolver);
   // A folder comes back before what was in it: otherwise its place would be taken.
   std::stable_sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
     return pathPrecedes(a.originalPath.value_or(""), b.originalPath.value_or(""));
@@ -151,7 +129,7 @@ FreedesktopTrash::Choice chosenForPurge(const TrashOptions& options, const Freed
   const TimePoint now = currentTime();
   if (!options.names.empty()) {
     if (options.includesUnlisted) throw InputError("--include-unlisted goes with --older-than or --all.");
-    return {namedEntries(options, presentEntries(trash, now), resolver), {}};
+    return {namedEntries(options, newestFirst(trash, now), resolver), {}};
   }
   const TimePoint cutOff =
       options.olderThan ? momentBefore(now, parseAge(*options.olderThan)) : now + std::chrono::seconds{1};

@@ -46,13 +46,22 @@ class StoredItems {
   StoredItems(TidraPathResolver resolver, bool dryRun) : resolver_(std::move(resolver)), dryRun_(dryRun) {}
 
   UndoneItem wayBack(const RemovedItem& item, std::size_t index) {
-    if (!item.destination) return lost(index, fmt::format("was {} for good", whereTo(item)));
+    if (item.isPartial) {
+      return lost(index, fmt::format("was deleted in part; tidra clean {} deletes the rest",
+                                     shown(resolver_.displayPath(parentPath(item.path)))));
+    }
+    if (!item.isMoved()) return lost(index, fmt::format("was {} for good", whereTo(item)));
     return item.method == DisposalMethod::quarantine ? fromQuarantine(item, index) : fromTrash(item, index);
   }
 
  private:
   static UndoneItem lost(std::size_t index, const std::string& reason) {
     return {index, [reason] { throw std::runtime_error(reason); }, true};
+  }
+
+  /// Whether an entry of a store that came from the item's place is the item.
+  static bool isOf(const RemovedItem& item, const std::string& place, TimePoint date) {
+    return item.destination ? place == *item.destination : date >= item.at;
   }
 
   UndoneItem fromTrash(const RemovedItem& item, std::size_t index) {
@@ -63,7 +72,7 @@ class StoredItems {
       writeNotes(notes);
     }
     const auto entry = std::find_if(trash_->begin(), trash_->end(), [&](const auto& each) {
-      return each.identity && each.path == *item.destination && each.originalPath == item.path;
+      return each.identity && isOf(item, each.path, each.date) && each.originalPath == item.path;
     });
     if (entry == trash_->end()) return lost(index, "is no longer in the trash: restored or purged meanwhile");
     return {index, [entry = *entry, dry = dryRun_] {
@@ -73,13 +82,13 @@ class StoredItems {
 
   UndoneItem fromQuarantine(const RemovedItem& item, std::size_t index) {
     try {
-      const std::string folder = parentPath(*item.destination);
+      const auto folder = item.destination ? std::optional(parentPath(*item.destination)) : std::nullopt;
       const auto [place, isNew] = quarantines_.try_emplace(folder, openQuarantine(folder, resolver_));
       const QuarantineDisposer& quarantine = place->second;
       if (isNew) listings_[folder] = quarantine.list();
       const auto& entries = listings_[folder].entries;
       const auto entry = std::find_if(entries.begin(), entries.end(), [&](const auto& each) {
-        return each.url == *item.destination && each.manifest.originalPath == item.path;
+        return isOf(item, each.url, each.manifest.quarantinedAt) && each.manifest.originalPath == item.path;
       });
       if (entry == entries.end()) return lost(index, "is no longer in quarantine: restored or purged meanwhile");
       return {index, [&quarantine, entry = *entry, dry = dryRun_] {
@@ -93,8 +102,8 @@ class StoredItems {
   TidraPathResolver resolver_;
   bool dryRun_;
   std::optional<std::vector<FreedesktopTrash::Entry>> trash_;
-  std::map<std::string, QuarantineDisposer> quarantines_;  // by folder
-  std::map<std::string, QuarantineDisposer::Listing> listings_;
+  std::map<std::optional<std::string>, QuarantineDisposer> quarantines_;  // by folder, absent for the default one
+  std::map<std::optional<std::string>, QuarantineDisposer::Listing> listings_;
 };
 
 /// Purges end what earlier removals moved away; they are no removals to undo by themselves.

@@ -14,15 +14,19 @@ namespace {
 
 // Signal handlers may only use lock-free atomics.
 std::atomic<bool> flag{false};
+std::atomic<int> received{0};  // the first signal
 std::atomic<bool> isPolled{false};
 std::atomic<const char*> lastWords{""};
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<const char*>::is_always_lock_free);
 
-void onSignal(int) {
-  if (!flag.exchange(true) && isPolled) return;
+void onSignal(int signal) {
+  int none = 0;
+  received.compare_exchange_strong(none, signal);
+  // A terminal that goes away may be announced twice, by the shell and by the kernel: no wish to end at once.
+  if ((!flag.exchange(true) || signal == SIGHUP) && isPolled) return;
   ProcessRunner::endRunning();
   writeFromSignalHandler(lastWords.load());
-  std::_Exit(ExitStatus::interrupted);
+  std::_Exit(interruptedStatus());
 }
 
 std::atomic<bool> hangup{false};
@@ -38,13 +42,15 @@ void handleInterrupts() {
   action.sa_handler = &onSignal;
   action.sa_flags = SA_RESTART;
   sigemptyset(&action.sa_mask);
-  for (const int signal : {SIGINT, SIGTERM}) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction former {};
     ::sigaction(signal, nullptr, &former);
-    // Keep SIG_IGN: a shell sets it for background jobs.
+    // Keep SIG_IGN: a shell sets it for background jobs, and nohup for SIGHUP.
     if (former.sa_handler != SIG_IGN) ::sigaction(signal, &action, nullptr);
   }
 }
+
+int interruptedStatus() noexcept { return received == SIGHUP ? ExitStatus::hungUp : ExitStatus::interrupted; }
 
 InterruptGuard::InterruptGuard() { isPolled = true; }
 

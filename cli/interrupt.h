@@ -1,4 +1,5 @@
-// Signals. Ctrl-C and SIGTERM end the running command promptly with partial results; SIGHUP reloads files.
+// Signals. Ctrl-C, SIGTERM and SIGHUP end the running command promptly with partial results; in a service with files to
+// reload, SIGHUP does that instead.
 #pragma once
 
 #include <stdexcept>
@@ -11,12 +12,15 @@ class Interrupted : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Installs handlers: SIGINT and SIGTERM end the program at once with the status of an interruption, unless an
+/// Installs handlers: SIGINT, SIGTERM and SIGHUP end the program at once with the status of an interruption, unless an
 /// InterruptGuard is alive. Ignored signals stay ignored. Call once, early.
 void handleInterrupts();
 
-/// While alive, the first SIGINT or SIGTERM sets a flag and a second one ends the program. The flag is never cleared,
-/// so that no phase of a command misses an earlier signal. A command holds one guard for its whole life.
+/// The exit status of an interrupted command: 129 if SIGHUP came first, else 130. Async-signal-safe.
+int interruptedStatus() noexcept;
+
+/// While alive, the first of these signals sets a flag and a further SIGINT or SIGTERM ends the program. The flag is
+/// never cleared, so that no phase of a command misses an earlier signal. A command holds one guard for its whole life.
 class [[nodiscard]] InterruptGuard {
  public:
   InterruptGuard();

@@ -243,7 +243,7 @@ int runTidra(int argc, char** argv) {
   holdClosedStandardStreams();
   const int status = runGuarded(argc, argv);
   if (JsonLines::isBroken()) endByBrokenPipe(ExitStatus::someFailed);
-  return status;
+  return status == ExitStatus::interrupted ? interruptedStatus() : status;
 }
 
 }  // namespace tidra

@@ -18,6 +18,7 @@ struct ExitStatus {
   static constexpr int someFailed = 1;
   static constexpr int badInput = 2;
   static constexpr int lockHeld = 75;
+  static constexpr int hungUp = 129;  // as interrupted, by SIGHUP
   static constexpr int interrupted = 130;
 };
 

@@ -1,14 +1,14 @@
 #include "cli/removal_recorder.h"
 
-#include <string_view>
-#include <unordered_map>
 #include <utility>
+#include <variant>
 
 #include "app/state/state_folders.h"
 #include "cli/scan_options.h"
 #include "cli/terminal.h"
 #include "cli/user_state.h"
 #include "core/base/quantities.h"
+#include "core/scan/stores.h"
 
 namespace tidra {
 
@@ -37,18 +37,33 @@ RemovalRecorder::RemovalRecorder(RemovalCommand command, DisposalMethod method, 
   run_.at = at;
 }
 
-void RemovalRecorder::add(const CleanupOutcome& outcome, const std::vector<CleanupCandidate>& candidates) {
-  std::unordered_map<std::string_view, std::int64_t> freeable;
-  for (const CleanupCandidate& candidate : candidates) {
-    freeable.emplace(candidate.item.path, candidate.freeableBytes());
-  }
-  const auto& receipts = outcome.disposal.receipts;
-  for (std::size_t i = 0; i < receipts.size(); ++i) {
-    const auto known = freeable.find(receipts[i].path);
-    add(RemovedItem{receipts[i], outcome.freedEach[i],
-                    known == freeable.end() ? std::nullopt : std::optional(known->second), std::nullopt});
-  }
-  addFailures(outcome.disposal.failures);
+CleanupSetting RemovalRecorder::watching(CleanupSetting setting) {
+  setting.beforeItem = [this, former = std::move(setting.beforeItem)](const CleanupCandidate& candidate) {
+    if (former) former(candidate);
+    begin(candidate.item.path);
+  };
+  setting.onResult = [this, former = std::move(setting.onResult)](const CleanupCandidate& candidate,
+                                                                  const TidraDeletionService::Result& result,
+                                                                  std::int64_t counted) {
+    const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);
+    // Of a trash, its entries are recorded.
+    if (disposed != nullptr && !StoreNames::isWholeTrash(candidate.item.path)) {
+      add(RemovedItem{disposed->receipt, freedBytesOf(candidate, *disposed, counted), candidate.freeableBytes(),
+                      std::nullopt});
+    }
+    if (disposed == nullptr) add(std::get<TidraDeletionFailure>(result));
+    if (former) former(candidate, result, counted);
+  };
+  return setting;
+}
+
+void RemovalRecorder::addPartial(const PartialRemoval& partial) {
+  RemovedItem item{{partial.path, DisposalMethod::delete_, std::nullopt, std::nullopt, run_.at},
+                   partial.freedBytes,
+                   std::nullopt,
+                   std::nullopt};
+  item.isPartial = true;
+  add(std::move(item));
 }
 
 void RemovalRecorder::addPurged(const FreedesktopTrash::Entry& entry) {
@@ -64,23 +79,55 @@ void RemovalRecorder::addPurged(const std::string& path, std::optional<std::int6
 }
 
 void RemovalRecorder::addFailures(const std::vector<TidraDeletionFailure>& failures) {
-  run_.failures.insert(run_.failures.end(), failures.begin(), failures.end());
+  for (const TidraDeletionFailure& failure : failures) add(failure);
+}
+
+void RemovalRecorder::setDeleted(const std::string& destination, std::int64_t freedBytes) {
+  for (RemovedItem& item : run_.items) {
+    if (item.destination != destination) continue;
+    item.destination.reset();
+    item.method = DisposalMethod::delete_;
+    item.freedBytes = freedBytes;
+  }
+  run_.freedBytes = saturatedSum(run_.freedBytes, freedBytes);
+}
+
+void RemovalRecorder::begin(const std::string& path) {
+  openJournal();
+  if (journal_) journal_->begin(path);
+}
+
+/// A failure is not final: write() reports it if there is still no way to write then.
+void RemovalRecorder::openJournal() {
+  if (std::exchange(isBegun_, true)) return;
+  try {
+    UserState(resolver_).requireHome();
+    journal_ = removalHistory(resolver_).begin(run_);
+  } catch (const PreferencesError&) {
+    journal_.reset();
+  }
 }
 
 void RemovalRecorder::add(RemovedItem item) {
-  run_.freedBytes = saturatedSum(run_.freedBytes, item.freedBytes);
-  run_.items.push_back(std::move(item));
+  openJournal();
+  if (journal_) journal_->add(item);
+  run_.add(std::move(item));
+}
+
+void RemovalRecorder::add(const TidraDeletionFailure& failure) {
+  if (journal_) journal_->add(failure);
+  run_.add(failure);
 }
 
 std::int64_t RemovalRecorder::write() {
   const std::int64_t freed = run_.freedBytes;
-  if (run_.items.empty()) return freed;
   try {
-    UserState(resolver_).requireHome();
-    removalHistory(resolver_).append(std::exchange(run_, {}));
+    if (!run_.items.empty()) UserState(resolver_).requireHome();
+    if (isBegun_) removalHistory(resolver_).finish(std::exchange(run_, {}), journal_.get());
   } catch (const PreferencesError& error) {
     writeNote(shown(error.what()));
   }
+  journal_.reset();
   return freed;
 }
 

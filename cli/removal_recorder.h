@@ -1,9 +1,13 @@
-// Writes what a command removes into the history of removals.
+// Writes what a command removes into the history of removals, while it removes.
 #pragma once
 
+#include <cstdint>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "app/state/removal_history.h"
+#include "app/state/removal_journal.h"
 #include "core/dispose/freedesktop_trash.h"
 #include "core/dispose/quarantine.h"
 #include "core/platform/path_resolver.h"
@@ -18,28 +22,38 @@ RemovalHistory removalHistory(const TidraPathResolver& resolver);
 /// history that cannot be written is a note.
 void recordRestored(const std::vector<MovedBack>& items, const TidraPathResolver& resolver);
 
-/// Collects the items of one command.
+/// Records one command. Each item is in the run's journal before the next one goes, so that the history also knows
+/// what a killed command removed. A history that cannot be written is a note, once: the removal goes on.
 class RemovalRecorder {
  public:
   RemovalRecorder(RemovalCommand command, DisposalMethod method, const TidraPathResolver& resolver, TimePoint at);
 
-  /// `candidates` are those that the outcome is of.
-  void add(const CleanupOutcome& outcome, const std::vector<CleanupCandidate>& candidates);
+  /// Returns the setting with this as a further listener of the removal. Must not outlive this.
+  CleanupSetting watching(CleanupSetting setting);
+
+  /// Adds a deletion that was cut short. Its failure is known by then.
+  void addPartial(const PartialRemoval& partial);
   /// Adds an item that was deleted from the trash or the quarantine, measured.
   void addPurged(const FreedesktopTrash::Entry& entry);
   void addPurged(const QuarantineDisposer::Entry& entry);
   void addFailures(const std::vector<TidraDeletionFailure>& failures);
+  /// What was moved to this place in the trash is deleted since.
+  void setDeleted(const std::string& destination, std::int64_t freedBytes);
 
-  /// Writes the run, unless nothing was removed, and returns the bytes that it freed. A history that cannot be written
-  /// is a note: the removal is done.
+  /// Writes the run, unless nothing was removed, and returns the bytes that it freed.
   std::int64_t write();
 
  private:
+  void begin(const std::string& path);
+  void openJournal();
   void add(RemovedItem item);
+  void add(const TidraDeletionFailure& failure);
   void addPurged(const std::string& path, std::optional<std::int64_t> bytes, std::int64_t freedBytes);
 
   TidraPathResolver resolver_;
   RemovalRun run_;
+  std::unique_ptr<RemovalJournal> journal_;  // null before the first item, and when it cannot be written
+  bool isBegun_ = false;
 };
 
 }  // namespace tidra

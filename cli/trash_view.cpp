@@ -10,6 +10,8 @@
 #include "cli/confirmation.h"
 #include "cli/scan_options.h"
 #include "cli/scan_view.h"
+#include "cli/stored_entries.h"
+#include "cli/table.h"
 #include "cli/terminal.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
@@ -22,34 +24,23 @@ namespace {
 
 using Entry = FreedesktopTrash::Entry;
 
-std::string withFault(const Entry& entry) {
-  const std::string name = escapedForTerminal(lastPathComponent(entry.path));
-  return entry.isUnlisted() ? fmt::format("{} {}", name, entry.fault()) : name;
-}
-
 std::int64_t shownSize(const Entry& entry, bool apparentSize) { return apparentSize ? entry.bytes : entry.freeable; }
 
-/// A line an entry, largest first, as many as the options allow.
+/// A table of the entries, largest first, as many as the options allow.
 std::string trashContentText(std::vector<Entry> entries, const CleanupViewOptions& options) {
-  const auto sizeOf = [&](const Entry& entry) { return shownSize(entry, options.apparentSize); };
+  const auto sizeOfEach = [&](const Entry& entry) { return shownSize(entry, options.apparentSize); };
   std::stable_sort(entries.begin(), entries.end(),
-                   [&](const Entry& a, const Entry& b) { return sizeOf(a) > sizeOf(b); });
+                   [&](const Entry& a, const Entry& b) { return sizeOfEach(a) > sizeOfEach(b); });
   constexpr std::size_t entriesOnScreen = 30;
-  constexpr std::size_t trashSizeWidth = sizeWidth + 2;
   const std::size_t limit = options.limit.value_or(options.terminal.isTerminal ? entriesOnScreen : 0);
   const std::size_t shownCount = limit == 0 ? entries.size() : std::min(limit, entries.size());
-  std::string text;
-  for (std::size_t i = 0; i < shownCount; ++i) {
-    const std::string name = withFault(entries[i]);
-    const std::size_t room = options.terminal.columns - std::min(options.terminal.columns, trashSizeWidth + 2);
-    text += paddedLeft(ByteFormatting::readable(sizeOf(entries[i])), trashSizeWidth) + "  " +
-            (options.terminal.isTerminal ? fittedInside(name, room) : name) + "\n";
-  }
-  if (shownCount == entries.size()) return text;
-  std::int64_t hidden = 0;
-  for (std::size_t i = shownCount; i < entries.size(); ++i) hidden = saturatedSum(hidden, sizeOf(entries[i]));
-  return text + paragraph(fmt::format("{} and {} more with {}; --limit 0 shows all", glyphs().ellipsis,
-                                      entries.size() - shownCount, ByteFormatting::readable(hidden)),
+  const std::vector<Entry> hidden(entries.begin() + static_cast<std::ptrdiff_t>(shownCount), entries.end());
+  entries.resize(shownCount);
+  const std::string text =
+      trashTable(entries, TidraPathResolver{options.home, {}}, options.terminal, 0, options.apparentSize);
+  if (hidden.empty()) return text;
+  return text + paragraph(fmt::format("{} and {} more with {}; --limit 0 shows all", glyphs().ellipsis, hidden.size(),
+                                      ByteFormatting::readable(sizeOf(hidden, options.apparentSize))),
                           options.terminal, 2);
 }
 
@@ -97,11 +88,11 @@ TrashChoices trashChoices(const std::vector<CleanupCandidate>& candidates, TimeP
 std::string emptyingText(const TrashChoices& choices, const CleanupViewOptions& options) {
   std::string text;
   for (const auto& [path, choice] : choices) {
-    if (choice.due.empty()) continue;
-    text +=
-        paragraph(fmt::format("With the trash {} for good:", counted(choice.due.size(), "entry goes", "entries go")),
-                  options.terminal);
-    text += trashContentText(choice.due, options);
+    const auto going = presentEntries(choice.due);
+    if (going.empty()) continue;
+    text += paragraph(fmt::format("With the trash {} for good:", counted(going.size(), "entry goes", "entries go")),
+                      options.terminal);
+    text += trashContentText(going, options);
   }
   return text;
 }
@@ -118,6 +109,38 @@ std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, con
     }
     return true;
   });
+  return bytes;
+}
+
+std::string trashTable(const std::vector<Entry>& entries, const TidraPathResolver& resolver,
+                       const TerminalFacts& terminal, std::size_t most, bool apparentSize) {
+  TextTable table({{"NAME", false, TextTable::Cut::middle},
+                   {apparentSize ? "SIZE" : "FREES", true},
+                   {"TRASHED", false, TextTable::Cut::never},
+                   {"FROM", false, TextTable::Cut::middle}});
+  const std::string dash(glyphs().dash);
+  const std::size_t count = most == 0 ? entries.size() : std::min(most, entries.size());
+  for (std::size_t i = 0; i < count; ++i) {
+    const Entry& entry = entries[i];
+    const std::string from = entry.originalPath   ? shown(resolver.displayPath(*entry.originalPath))
+                             : entry.isUnlisted() ? std::string(entry.fault())
+                                                  : dash;
+    table.add({shown(entry.name()), sizeCell(shownSize(entry, apparentSize)),
+               entry.isDated() ? localMinute(entry.date) : dash, from});
+  }
+  return table.text(terminal) + moreText(entries.size() - count, terminal);
+}
+
+std::vector<Entry> presentEntries(std::vector<Entry> entries) {
+  std::erase_if(entries, [](const Entry& entry) {
+    return !entry.identity || entry.dating == FreedesktopTrash::Dating::leftover;
+  });
+  return entries;
+}
+
+std::int64_t sizeOf(const std::vector<Entry>& entries, bool apparentSize) {
+  std::int64_t bytes = 0;
+  for (const Entry& entry : entries) bytes = saturatedSum(bytes, shownSize(entry, apparentSize));
   return bytes;
 }
 

@@ -37,8 +37,18 @@ std::string emptyingText(const TrashChoices& choices, const CleanupViewOptions& 
 std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, const TrashChoices& choices,
                                       bool apparentSize);
 
+/// A table of at most `most` entries with name, size, date and where each was; 0 lists all. The size is what purging
+/// frees, or the logical one.
+std::string trashTable(const std::vector<FreedesktopTrash::Entry>& entries, const TidraPathResolver& resolver,
+                       const TerminalFacts& terminal, std::size_t most, bool apparentSize = false);
+
+/// Those of the entries that are items: not the remains of interrupted removals.
+std::vector<FreedesktopTrash::Entry> presentEntries(std::vector<FreedesktopTrash::Entry> entries);
+
+/// Their size as it is shown.
+std::int64_t sizeOf(const std::vector<FreedesktopTrash::Entry>& entries, bool apparentSize);
+
 /// Those of the entries that are gone, as far as they were items.
 std::vector<FreedesktopTrash::Entry> goneEntries(const FreedesktopTrash::Purged& purged,
                                                  std::vector<FreedesktopTrash::Entry> entries);
-
 }  // namespace tidra

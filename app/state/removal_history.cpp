@@ -5,7 +5,9 @@
 
 #include "app/state/file_preferences_store.h"
 #include "app/state/preferences_store.h"
+#include "app/state/removal_journal.h"
 #include "core/base/byte_units.h"
+#include "core/base/quantities.h"
 #include "core/base/record_fields.h"
 #include "core/base/uuid.h"
 #include "core/platform/file_lock.h"
@@ -26,22 +28,15 @@ struct HistoryDocument {
   std::int64_t schemaVersion = historyVersion;
 };
 
-template <class T>
-std::int64_t cutTo(std::vector<T>& list, std::size_t most) {
-  if (list.size() <= most) return 0;
-  const std::size_t more = list.size() - most;
-  list.resize(most);
-  return static_cast<std::int64_t>(more);
-}
-
 }  // namespace
 
 template <>
-constexpr auto fieldsOf<RemovedItem> = recordFields(
-    bytesField("path", &RemovedItem::path), field("method", &RemovedItem::method),
-    bytesField("destination", &RemovedItem::destination), field("bytes", &RemovedItem::bytes),
-    fieldOrDefault("freedBytes", &RemovedItem::freedBytes), field("freeableBytes", &RemovedItem::freeableBytes),
-    field("at", &RemovedItem::at), field("restoredAt", &RemovedItem::restoredAt));
+constexpr auto fieldsOf<RemovedItem> =
+    recordFields(bytesField("path", &RemovedItem::path), field("method", &RemovedItem::method),
+                 bytesField("destination", &RemovedItem::destination), field("bytes", &RemovedItem::bytes),
+                 fieldOrDefault("freedBytes", &RemovedItem::freedBytes),
+                 field("freeableBytes", &RemovedItem::freeableBytes), field("at", &RemovedItem::at),
+                 field("restoredAt", &RemovedItem::restoredAt), fieldOrDefault("partial", &RemovedItem::isPartial));
 
 template <>
 constexpr auto fieldsOf<RemovalRun> =
@@ -62,7 +57,41 @@ template <>
 struct JsonCodec<HistoryDocument> : RecordCodec<HistoryDocument> {};
 
 RemovalHistory::RemovalHistory(const std::string& folder, std::function<void(const std::string&)> onNote)
-    : path_(joinedPath(folder, "history.json")), onNote_(std::move(onNote)) {}
+    : folder_(folder), path_(joinedPath(folder, "history.json")), onNote_(std::move(onNote)) {}
+
+void RemovalRun::add(RemovedItem item) {
+  freedBytes = saturatedSum(freedBytes, item.freedBytes);
+  if (items.size() < mostItems) {
+    items.push_back(std::move(item));
+  } else {
+    ++moreItems;
+  }
+}
+
+void RemovalRun::add(TidraDeletionFailure failure) {
+  if (failures.size() < mostFailures) {
+    failures.push_back(std::move(failure));
+  } else {
+    ++moreFailures;
+  }
+}
+
+namespace {
+
+/// Adds the runs of killed processes, by the time when they began.
+void takeOver(std::vector<RemovalRun>& runs, std::vector<RemovalJournal::Left> left) {
+  for (RemovalJournal::Left& each : left) {
+    // A journal outlives its run's entry when the process is killed in between.
+    const bool isKnown =
+        std::any_of(runs.begin(), runs.end(), [&](const RemovalRun& run) { return run.id == each.run.id; });
+    if (each.run.items.empty() || isKnown) continue;
+    const auto place = std::upper_bound(runs.begin(), runs.end(), each.run.at,
+                                        [](TimePoint at, const RemovalRun& run) { return at < run.at; });
+    runs.insert(place, std::move(each.run));
+  }
+}
+
+}  // namespace
 
 /// Oldest first; none if the file is damaged.
 std::optional<std::vector<RemovalRun>> RemovalHistory::stored() const {
@@ -88,6 +117,8 @@ std::optional<std::vector<RemovalRun>> RemovalHistory::stored() const {
 }
 
 std::vector<RemovalRun> RemovalHistory::load() const {
+  // First the journals: one that is finished in between is in the file by then.
+  auto left = RemovalJournal::leftIn(folder_);
   auto runs = stored();
   if (!runs) {
     throw PreferencesError(
@@ -95,15 +126,24 @@ std::vector<RemovalRun> RemovalHistory::load() const {
                     "begins a new one.",
                     path_));
   }
+  takeOver(*runs, std::move(left));
   std::reverse(runs->begin(), runs->end());
   return std::move(*runs);
 }
 
-void RemovalHistory::append(RemovalRun run) {
+std::unique_ptr<RemovalJournal> RemovalHistory::begin(RemovalRun& run) {
   run.id = makeUuid();
-  run.moreItems += cutTo(run.items, mostItems);
-  run.moreFailures += cutTo(run.failures, mostFailures);
-  change([&](std::vector<RemovalRun>& runs) { runs.push_back(std::move(run)); });
+  std::unique_ptr<RemovalJournal> journal;
+  // Without the lock, a change by another process could take the new file for one that was left.
+  locked([&] { journal = std::make_unique<RemovalJournal>(folder_, run); });
+  return journal;
+}
+
+void RemovalHistory::finish(RemovalRun run, const RemovalJournal* journal) {
+  if (run.id.empty()) run.id = makeUuid();
+  if (!run.items.empty()) change([&](std::vector<RemovalRun>& runs) { runs.push_back(std::move(run)); });
+  if (journal == nullptr) return;
+  locked([&] { removeFile(journal->path()); });
 }
 
 void RemovalHistory::update(const std::string& id, const std::function<void(RemovalRun&)>& edit) {
@@ -119,7 +159,8 @@ namespace {
 RemovedItem* findMoved(std::vector<RemovalRun>& runs, const MovedBack& back) {
   for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
     for (RemovedItem& item : run->items) {
-      if (!item.restoredAt && item.destination == back.from && item.path == back.to) return &item;
+      const bool isThere = item.isMoved() && item.destination.value_or(back.from) == back.from;
+      if (!item.restoredAt && isThere && item.path == back.to) return &item;
     }
   }
   return nullptr;
@@ -152,10 +193,18 @@ void RemovalHistory::markRestored(const std::vector<MovedBack>& items, TimePoint
   });
 }
 
-void RemovalHistory::change(const std::function<void(std::vector<RemovalRun>&)>& edit) {
+void RemovalHistory::locked(const std::function<void()>& work) const {
   try {
-    makePrivateFolders(parentPath(path_));
+    makePrivateFolders(folder_);
     const FileLock lock(path_ + ".lock");
+    work();
+  } catch (const std::system_error& error) {
+    throw PreferencesError(fmt::format("The history of removals was not written: {}.", error.what()));
+  }
+}
+
+void RemovalHistory::change(const std::function<void(std::vector<RemovalRun>&)>& edit) {
+  locked([&] {
     FilePreferencesStore::removeLeftovers(path_);
     auto runs = stored();
     if (!runs) {
@@ -163,18 +212,23 @@ void RemovalHistory::change(const std::function<void(std::vector<RemovalRun>&)>&
                           setAside(path_, ".damaged")));
       runs.emplace();
     }
+    const auto left = RemovalJournal::leftIn(folder_);
+    takeOver(*runs, left);
     edit(*runs);
-    if (runs->size() > mostRuns) runs->erase(runs->begin(), runs->end() - static_cast<std::ptrdiff_t>(mostRuns));
-    std::string text = prettyJson(HistoryDocument{*runs});
-    // Long lists of items: half of the runs go at a time, which ends after few rounds.
-    while (text.size() > mostHistoryBytes && runs->size() > 1) {
-      runs->erase(runs->begin(), runs->begin() + static_cast<std::ptrdiff_t>((runs->size() + 1) / 2));
-      text = prettyJson(HistoryDocument{*runs});
-    }
-    replaceFile(path_, text + "\n", historyMode);
-  } catch (const std::system_error& error) {
-    throw PreferencesError(fmt::format("The history of removals was not written: {}.", error.what()));
+    replace(*runs);
+    for (const RemovalJournal::Left& each : left) removeFile(each.path);
+  });
+}
+
+void RemovalHistory::replace(std::vector<RemovalRun>& runs) const {
+  if (runs.size() > mostRuns) runs.erase(runs.begin(), runs.end() - static_cast<std::ptrdiff_t>(mostRuns));
+  std::string text = prettyJson(HistoryDocument{runs});
+  // Long lists of items: half of the runs go at a time, which ends after few rounds.
+  while (text.size() > mostHistoryBytes && runs.size() > 1) {
+    runs.erase(runs.begin(), runs.begin() + static_cast<std::ptrdiff_t>((runs.size() + 1) / 2));
+    text = prettyJson(HistoryDocument{runs});
   }
+  replaceFile(path_, text + "\n", historyMode);
 }
 
 }  // namespace tidra

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,19 +31,24 @@ struct EnumTable<RemovalCommand> {
   };
 };
 
-/// The receipt of an item, and what became of it.
+/// The receipt of an item, and what became of it. Of one that was being moved when its run was killed, `destination` is
+/// unknown and `at` is the beginning of the run.
 struct RemovedItem : DisposalReceipt {
   std::int64_t freedBytes = 0;                // 0 for what was moved
   std::optional<std::int64_t> freeableBytes;  // what deleting it would have freed; absent in older files
   std::optional<TimePoint> restoredAt;        // when it was brought back
+  bool isPartial = false;                     // its deletion was cut short; the rest is left
 
-  bool isMoved() const { return destination.has_value(); }
+  bool isMoved() const { return method != DisposalMethod::delete_; }
 
   bool operator==(const RemovedItem&) const = default;
 };
 
 /// One command that removed something.
 struct RemovalRun {
+  static constexpr std::size_t mostItems = 1000;
+  static constexpr std::size_t mostFailures = 100;
+
   std::string id;
   TimePoint at{};
   RemovalCommand command = RemovalCommand::clean;
@@ -54,6 +60,10 @@ struct RemovalRun {
   std::int64_t freedBytes = 0;        // by all items
   std::optional<TimePoint> undoneAt;  // since then nothing of it is left that an undo could bring back
 
+  /// Adds an item or a failure; beyond the most that the history keeps, only counts it.
+  void add(RemovedItem item);
+  void add(TidraDeletionFailure failure);
+
   bool operator==(const RemovalRun&) const = default;
 };
 
@@ -63,24 +73,28 @@ struct MovedBack {
   std::string to;    // the path that it was removed from
 };
 
-/// A file of the running user alone. Every change is made under a lock and replaces the file atomically, so that
+class RemovalJournal;
+
+/// A file of the running user alone. A run that ended without finish() is taken over from its journal by the next
+/// reader or change. Every change is made under a lock and replaces the file atomically, so that
 /// processes lose none of each other's runs and a crash leaves the old history or the new one.
 class RemovalHistory {
  public:
   static constexpr std::size_t mostRuns = 200;
-  static constexpr std::size_t mostItems = 1000;    // of a run
-  static constexpr std::size_t mostFailures = 100;  // of a run
 
   /// `onNote` is called with a sentence when a damaged file is set aside.
   RemovalHistory(const std::string& folder, std::function<void(const std::string&)> onNote);
 
-  /// Returns the runs, newest first; none without a file. Throws PreferencesError if the file is damaged or cannot be
-  /// read.
+  /// Returns the runs, newest first, those of killed processes included; none without a file. A run that is under way
+  /// is not among them. Throws PreferencesError if the file is damaged or cannot be read.
   std::vector<RemovalRun> load() const;
 
-  /// Adds a run with a new `id`, shortened to the bounds above, and drops the oldest runs beyond them. A damaged file
-  /// is kept beside the new one. Throws PreferencesError if the history cannot be written.
-  void append(RemovalRun run);
+  /// Gives the run an `id` and begins its journal. Throws PreferencesError.
+  std::unique_ptr<RemovalJournal> begin(RemovalRun& run);
+
+  /// Adds the run, unless it has no items, and removes its journal, if any. Drops the oldest runs beyond the bounds
+  /// above. A damaged file is kept beside the new one. Throws PreferencesError if the history cannot be written.
+  void finish(RemovalRun run, const RemovalJournal* journal = nullptr);
 
   /// Marks the items as brought back, each in the newest run that moved it; a run all of whose moved items are back is
   /// undone. Writes nothing where no run has one of them. Throws PreferencesError.
@@ -91,8 +105,11 @@ class RemovalHistory {
 
  private:
   std::optional<std::vector<RemovalRun>> stored() const;
+  void locked(const std::function<void()>& work) const;
+  void replace(std::vector<RemovalRun>& runs) const;
   void change(const std::function<void(std::vector<RemovalRun>&)>& edit);
 
+  std::string folder_;
   std::string path_;
   std::function<void(const std::string&)> onNote_;
 };

@@ -74,6 +74,7 @@ TidraDeletionService::TidraDeletionService(Setting setting)
 
 TidraDeletionService::Result TidraDeletionService::dispose(const Item& item, DisposalMethod method, bool dryRun,
                                                            const QuarantineConfig& quarantine) {
+  freedByFailure_.reset();
   try {
     if (ToolTargets::isTarget(item.path)) return disposeTarget(item.path, dryRun);
     return disposePath(item, method, dryRun, quarantine);
@@ -93,6 +94,7 @@ DisposalOutcome TidraDeletionService::dispose(const std::vector<Item>& items, Di
     auto refusal = hooks.refuse ? hooks.refuse(i) : std::nullopt;
     // Deciding may have taken a while.
     if (hooks.refuse && isCancelled()) break;
+    if (refusal) freedByFailure_.reset();
     Result result = refusal ? TidraDeletionFailure{items[i].path, std::move(*refusal)}
                             : dispose(items[i], method, dryRun, quarantine);
     if (hooks.finished) hooks.finished(i, result);
@@ -216,13 +218,29 @@ void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, 
       receipt.destination = quarantine.quarantine(entry, path, receipt.bytes, receipt.at, freeable).url;
       return;
     case DisposalMethod::delete_:
-      const bool isKeptBelow = ItemRemoval::run(
-          entry,
-          {.workers = setting_.workers, .shouldCancel = shouldBreakOff(), .removedEntries = setting_.removedEntries});
-      if (!isKeptBelow) return;
+      try {
+        const bool isKeptBelow = ItemRemoval::run(
+            entry,
+            {.workers = setting_.workers, .shouldCancel = shouldBreakOff(), .removedEntries = setting_.removedEntries});
+        if (!isKeptBelow) return;
+      } catch (const PartlyRemovedError& error) {
+        countPartly(error.left(), disposed.freed);
+        throw;
+      }
       disposed.freed = 0;
       noteLowerLayer();
   }
+}
+
+/// Comparing two measurements costs nothing while files are deleted.
+void TidraDeletionService::countPartly(const std::string& left, std::int64_t freeableBefore) {
+  constexpr std::chrono::seconds limit{5};
+  TidraDirectorySizeReader::Options options;
+  options.workers = setting_.workers;
+  options.limit = limit;
+  const auto size = TidraDirectorySizeReader::readAll({{.path = left}}, options).front();
+  const std::int64_t rest = size.bytes ? signedBytes(size.use.freeableBytes) : freeableBefore;
+  freedByFailure_ = std::max<std::int64_t>(0, freeableBefore - rest);
 }
 
 void TidraDeletionService::noteLowerLayer() {

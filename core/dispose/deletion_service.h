@@ -79,6 +79,10 @@ class TidraDeletionService {
   DisposalOutcome dispose(const std::vector<Item>& items, DisposalMethod method, bool dryRun,
                           const QuarantineConfig& quarantine, const ListHooks& hooks = {});
 
+  /// Returns the bytes that the last item's removal freed although it failed; absent unless it failed after it had
+  /// begun to delete, 0 if what is left could not be measured in a few seconds.
+  const std::optional<std::int64_t>& freedByFailure() const { return freedByFailure_; }
+
   /// Returns sentences on the volumes of what was removed so far, each once.
   const std::set<std::string>& notes() const { return notes_; }
 
@@ -88,6 +92,7 @@ class TidraDeletionService {
   std::vector<std::string> ownFolders(const QuarantineConfig& quarantine) const;
   void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, Disposed& disposed,
            std::optional<std::int64_t> freeable);
+  void countPartly(const std::string& left, std::int64_t freeableBefore);
   void noteLowerLayer();
   void noteOpenStore(const DisposalReceipt& receipt);
   struct Measured {
@@ -108,6 +113,7 @@ class TidraDeletionService {
   std::optional<QuarantineDisposer> quarantine_;  // reused for all items
   std::optional<StoreFinder> stores_;             // reused for all items
   std::set<std::string> notes_;
+  std::optional<std::int64_t> freedByFailure_;
 };
 
 }  // namespace tidra

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include "core/base/text.h"
 
@@ -17,6 +18,18 @@ class DisposalError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
   explicit DisposalError(std::error_code reason) : std::runtime_error(reason.message()) {}
+};
+
+/// A deletion that has begun is not complete. what() names what is left.
+class PartlyRemovedError : public DisposalError {
+ public:
+  PartlyRemovedError(const std::string& sentence, std::string left) : DisposalError(sentence), left_(std::move(left)) {}
+
+  /// The path of what is left.
+  const std::string& left() const { return left_; }
+
+ private:
+  std::string left_;
 };
 
 /// TOCTOU race lost: another file had replaced the item, was moved instead and could not be moved back. what() names

@@ -173,6 +173,14 @@ std::string FreedesktopTrash::listed(const std::vector<Entry>& unlisted) {
   return joined(texts, "; ");
 }
 
+/// An info file is written right before its item is moved: without an item it is either of a move in progress or, once
+/// it is older than any such move takes, what a killed program has left.
+bool FreedesktopTrash::mayBeInProgress(const Store& store, const std::string& name, TimePoint now) {
+  constexpr std::chrono::minutes longestMove{10};
+  const auto facts = entryFacts(store.info.descriptor(), infoOf(name).c_str());
+  return facts && facts->modified > now - longestMove && facts->modified < now + longestMove;
+}
+
 FreedesktopTrash::Entry FreedesktopTrash::entryOf(const Store& store, const std::string& name, bool hasInfo,
                                                   TimePoint now) {
   Entry entry{.path = store.files.pathOf(name),
@@ -189,6 +197,7 @@ FreedesktopTrash::Entry FreedesktopTrash::entryOf(const Store& store, const std:
   entry.originalPath = text ? placeIn(*text, parentPath(store.files.folder.path)) : std::nullopt;
   entry.dating = !date ? Dating::noDate : *date > now ? Dating::future : Dating::dated;
   entry.date = date.value_or(TimePoint{});
+  if (!entry.identity) entry.dating = Dating::leftover;
   return entry;
 }
 
@@ -207,7 +216,9 @@ std::vector<FreedesktopTrash::Entry> FreedesktopTrash::listOf(const std::string&
     const std::string leftover =
         name.substr(0, name.size() - std::min(name.size(), RemovalLeftover::noteSuffix.size()));
     if (RemovalLeftover::isNote(name) && hasInfo.contains(leftover)) continue;
-    entries.push_back(entryOf(store, name, has, now));
+    Entry entry = entryOf(store, name, has, now);
+    if (!entry.identity && has && mayBeInProgress(store, name, now)) continue;
+    entries.push_back(std::move(entry));
   }
   return entries;
 }
@@ -273,7 +284,7 @@ void FreedesktopTrash::removeOne(const Entry& entry, const std::function<bool()>
     if (item.facts.identity != entry.identity) throw DisposalError("was replaced by something else meanwhile");
     // Other programs trash what nobody but its owner can delete; whole, it can be moved back.
     if (entry.dating != Dating::leftover) ItemRemoval::requireWhollyRemovable(item, {.shouldCancel = shouldCancel});
-    ItemRemoval::run(item, {.shouldCancel = shouldCancel});
+    ItemRemoval::run(item, {.shouldCancel = shouldCancel, .completion = "the next purge of the trash finishes it"});
   } catch (const std::system_error& error) {
     if (error.code() != std::errc::no_such_file_or_directory) throw;
   }

@@ -27,7 +27,8 @@ class FreedesktopTrash {
     bool operator==(const Location&) const = default;
   };
 
-  /// Which date an entry has.
+  /// Which date an entry has. A leftover is what an interrupted removal left, or an info file whose item never came or
+  /// is gone.
   enum class Dating { dated, leftover, noInfoFile, noDate, future };
 
   /// An entry of "files", or an info file without one.
@@ -96,7 +97,8 @@ class FreedesktopTrash {
   /// the skipped trashes and why.
   std::vector<Entry> list(TimePoint now, std::vector<std::string>& notes) const;
 
-  /// Lists one trash directory. Throws DisposalError or std::system_error if it is unusable.
+  /// Lists one trash directory, without info files whose items may be on their way. Throws DisposalError or
+  /// std::system_error if it is unusable.
   static std::vector<Entry> listOf(const std::string& folder, TimePoint now);
 
   static void measure(std::vector<Entry>& entries);
@@ -139,6 +141,7 @@ class FreedesktopTrash {
   Store open(const std::string& folder) const;
   static Store openExisting(const std::string& folder);
   std::string reserve(const Store& store, const std::string& stem, const std::string& text);
+  static bool mayBeInProgress(const Store& store, const std::string& name, TimePoint now);
   static Entry entryOf(const Store& store, const std::string& name, bool hasInfo, TimePoint now);
   static void removeOne(const Entry& entry, const std::function<bool()>& shouldCancel);
 

@@ -74,27 +74,29 @@ std::string obstacleText(const TreeRemoval::Result& result) {
   return fmt::format("{} could not be removed: {}", obstacle, result.obstacle.message());
 }
 
-std::string sentence(const TreeRemoval::Result& result, const std::string& place, std::error_code noteFailure) {
+std::string sentence(const TreeRemoval::Result& result, const std::string& place, std::error_code noteFailure,
+                     const std::string& completion) {
   std::string left = fmt::format("what is left lies in {}", escapedForTerminal(place));
   if (noteFailure) {
     left +=
         fmt::format(", which no later run finishes, because no note could be made beside it ({}); remove it yourself",
                     noteFailure.message());
   }
-  if (result.cancelled)
-    return fmt::format("was interrupted; {}{}", left, noteFailure ? "" : " and the next run finishes it");
+  if (result.cancelled) return fmt::format("was interrupted; {}{}", left, noteFailure ? "" : ", and " + completion);
   return fmt::format("{}; {}", obstacleText(result), left);
 }
 
 /// Throws why an item is not removed. One of which nothing was removed has its own name again.
-[[noreturn]] void fail(const HeldEntry& entry, const Hidden& hidden, const TreeRemoval::Result& result) {
+[[noreturn]] void fail(const HeldEntry& entry, const Hidden& hidden, const TreeRemoval::Result& result,
+                       const std::string& completion) {
   const int folder = entry.folder.descriptor.get();
   const bool isWhole = !result.changedAnything && !result.cancelled && hidden.name != entry.name;
   if (isWhole && !moveEntry(folder, hidden.name, folder, entry.name)) {
     dropNote(folder, hidden.name);
     throw DisposalError(fmt::format("{}, so it stays in its place", obstacleText(result)));
   }
-  throw DisposalError(sentence(result, joinedPath(entry.folder.path, hidden.name), hidden.noteFailure));
+  const std::string left = joinedPath(entry.folder.path, hidden.name);
+  throw PartlyRemovedError(sentence(result, left, hidden.noteFailure, completion), left);
 }
 
 }  // namespace
@@ -121,7 +123,11 @@ bool ItemRemoval::run(const HeldEntry& entry, const Options& options) {
   const auto result = TreeRemoval::run(
       folder, name, entry.facts.identity,
       {.workers = options.workers, .shouldCancel = options.shouldCancel, .removedEntries = options.removedEntries});
-  if (!result.complete) fail(entry, hidden, result);
+  if (!result.complete) {
+    fail(entry, hidden, result,
+         options.completion.empty() ? fmt::format("tidra clean {} finishes it", escapedForTerminal(entry.folder.path))
+                                    : options.completion);
+  }
   const auto kept = RemovalNote::remove(folder, name);
   if (kept && kept != std::errc::no_such_file_or_directory) {
     throw DisposalError(fmt::format("was removed, but the note {} beside it could not be: {}; the next run removes it",

@@ -22,6 +22,7 @@ namespace {
 
 constexpr const char* quarantineName = "the quarantine folder";
 constexpr std::size_t largestManifest = 1_MiB;
+constexpr const char* nextPurge = "the next tidra quarantine purge finishes it";
 
 /// Formats "20260314T101500" in UTC.
 std::string stamp(TimePoint date) {
@@ -202,7 +203,7 @@ void QuarantineDisposer::remove(const Entry& entry, const std::function<bool()>&
     const HeldEntry item = holdEntry(entry.url);
     // What lies in it and belongs to others moves in and back with it, as long as it is whole.
     ItemRemoval::requireWhollyRemovable(item, {.shouldCancel = shouldCancel});
-    ItemRemoval::run(item, {.shouldCancel = shouldCancel});
+    ItemRemoval::run(item, {.shouldCancel = shouldCancel, .completion = nextPurge});
   } catch (const std::system_error& error) {
     if (error.code() != std::errc::no_such_file_or_directory) throw;
   }
@@ -240,7 +241,8 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, Extent ex
     for (const std::string& leftover : root.leftovers) {
       if (isCancelled()) return purged;
       const std::string path = root.store.pathOf(leftover);
-      attempt(path, [&] { ItemRemoval::run(holdEntry(path), {.shouldCancel = shouldCancel}); });
+      attempt(path,
+              [&] { ItemRemoval::run(holdEntry(path), {.shouldCancel = shouldCancel, .completion = nextPurge}); });
     }
     for (const Found& found : root.found) {
       if (isCancelled()) return purged;

@@ -1,6 +1,7 @@
 // The trash of the present desktop.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -28,11 +29,15 @@ class TrashDisposer {
     FreedesktopTrash::Purged purged;                // its notes: trashes skipped and why
     std::vector<FreedesktopTrash::Entry> due;       // what was to go, measured; empty on macOS
     std::vector<FreedesktopTrash::Entry> unlisted;  // kept: no valid deletion date
+    std::size_t later = 0;                          // kept: not meant
   };
 
   /// Empties the trash. On macOS through the Finder, which reports nothing; elsewhere everything trashed until `now`,
-  /// plus entries without a valid date if `includesUnlisted`. Polls `shouldCancel` between and within entries.
-  [[nodiscard]] Emptied emptyTrash(TimePoint now, bool includesUnlisted, const std::function<bool()>& shouldCancel);
+  /// plus entries without a valid date if `includesUnlisted`, of those that are meant. Polls `shouldCancel` between and
+  /// within entries.
+  [[nodiscard]] Emptied emptyTrash(TimePoint now, bool includesUnlisted,
+                                   const std::function<bool(const FreedesktopTrash::Entry&)>& isMeant,
+                                   const std::function<bool()>& shouldCancel);
 
   /// Returns the home trash, which removal must protect.
   static std::string folder(const TidraPathResolver& resolver);

@@ -16,12 +16,15 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string& orig
 }
 
 TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint now, bool includesUnlisted,
+                                                 const std::function<bool(const FreedesktopTrash::Entry&)>& isMeant,
                                                  const std::function<bool()>& shouldCancel) {
   std::vector<std::string> notes;
   const auto untilNow = now + std::chrono::seconds{1};
-  auto choice = FreedesktopTrash::choose(freedesktop_.list(now, notes), untilNow, includesUnlisted);
+  auto entries = freedesktop_.list(now, notes);
+  const auto later = std::erase_if(entries, [&](const auto& entry) { return !isMeant(entry); });
+  auto choice = FreedesktopTrash::choose(std::move(entries), untilNow, includesUnlisted);
   FreedesktopTrash::measure(choice.due);
-  Emptied emptied{{}, std::move(choice.due), std::move(choice.unlisted)};
+  Emptied emptied{{}, std::move(choice.due), std::move(choice.unlisted), later};
   emptied.purged = FreedesktopTrash::remove(emptied.due, shouldCancel);
   emptied.purged.notes = std::move(notes);
   return emptied;

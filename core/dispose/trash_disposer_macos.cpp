@@ -26,7 +26,9 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string&, Tim
   return *landed;
 }
 
-TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint, bool, const std::function<bool()>& shouldCancel) {
+TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint, bool,
+                                                 const std::function<bool(const FreedesktopTrash::Entry&)>&,
+                                                 const std::function<bool()>& shouldCancel) {
   constexpr double timeoutSeconds = 60;
   const auto answer = ProcessRunner::run({.executablePath = "/usr/bin/osascript",
                                           .arguments = {"-e", "tell application \"Finder\" to empty trash"},

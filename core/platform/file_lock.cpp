@@ -38,4 +38,10 @@ std::optional<FileLock> FileLock::tryTake(const std::string& path) {
   return std::nullopt;
 }
 
+bool FileLock::isHeld(const std::string& path) {
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  // A shared lock does not get in the way of others who ask.
+  return file && !lockFile(file, LOCK_SH | LOCK_NB) && errno == EWOULDBLOCK;
+}
+
 }  // namespace tidra

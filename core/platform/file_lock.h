@@ -19,6 +19,9 @@ class [[nodiscard]] FileLock {
   /// As the constructor, but returns nullopt instead of blocking while another process holds the lock.
   [[nodiscard]] static std::optional<FileLock> tryTake(const std::string& path);
 
+  /// Whether a process holds the lock of an existing file, this one included. False if the file cannot be opened.
+  [[nodiscard]] static bool isHeld(const std::string& path);
+
  private:
   explicit FileLock(FileDescriptor file) : file_(std::move(file)) {}
 

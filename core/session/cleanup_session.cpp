@@ -270,7 +270,7 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     if (!refusal && !setting.dryRun && candidate.found != nullptr) {
       refusal = reasonOfLaterWork(*candidate.found, candidate.item.tier, git, removed);
     }
-    if (!refusal && setting.beforeItem) setting.beforeItem();
+    if (!refusal && setting.beforeItem) setting.beforeItem(candidate);
     return refusal;
   };
   const auto finished = [&](std::size_t index, const TidraDeletionService::Result& result) {
@@ -284,6 +284,10 @@ CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const
     if (disposed != nullptr) {
       outcome.freedEach.push_back(freedBytesOf(candidate, *disposed, counted));
       outcome.freedBytes = saturatedSum(outcome.freedBytes, outcome.freedEach.back());
+    }
+    if (const auto& freed = service.freedByFailure()) {
+      outcome.partial.push_back({candidate.item.path, *freed});
+      outcome.freedBytes = saturatedSum(outcome.freedBytes, *freed);
     }
     progress.finish(candidate);
   };

@@ -89,8 +89,9 @@ struct CleanupSetting {
   QuarantineConfig quarantine;
   CleanupOptions options;
   bool dryRun = false;
-  std::optional<std::string> git;    // the executable, absent if there is none
-  std::function<void()> beforeItem;  // before each removal; when it throws, the item stays and the removal ends
+  std::optional<std::string> git;  // the executable, absent if there is none
+  /// Called before each removal; when it throws, the item stays and the removal ends.
+  std::function<void(const CleanupCandidate&)> beforeItem;
 
   /// Called before each item, about every tenth of a second while one is deleted, and at the end; on the caller's
   /// thread.
@@ -101,6 +102,12 @@ struct CleanupSetting {
   std::function<void(const CleanupCandidate&, const TidraDeletionService::Result&, std::int64_t bytes)> onResult;
 };
 
+/// A deletion that failed after it had begun.
+struct PartialRemoval {
+  std::string path;
+  std::int64_t freedBytes = 0;
+};
+
 struct [[nodiscard]] CleanupOutcome {
   DisposalOutcome disposal;                // refused candidates are among the failures
   std::vector<UnmeasuredSize> unmeasured;  // in the order of their receipts; also in a dry run
@@ -108,6 +115,7 @@ struct [[nodiscard]] CleanupOutcome {
   std::vector<std::string> notes;          // sentences on the volumes of what was removed, each once
   std::int64_t freedBytes = 0;             // that the volumes gained, or would gain; tools' items with their sizes
   std::vector<std::int64_t> freedEach;     // the same of each receipt
+  std::vector<PartialRemoval> partial;     // of some failures; counted in freedBytes
   bool cancelled = false;                  // items not begun are in neither list
 };
 

@@ -121,6 +121,10 @@ TEST_F(Crash, KilledWhileTrashingOrQuarantiningTheItemIsHereOrThere) {
       begin();
       const BrokenRun ran = broken(clean(method), at);
       EXPECT_TRUE(isWhole(place()) || (method == "trash" ? isInTrash() : isInQuarantine())) << told(at, ran);
+      if (!exists(place())) {
+        EXPECT_EQ(again({"undo", "--yes"}).status, 0) << told(at, ran);
+        EXPECT_TRUE(isWhole(place())) << told(at, ran);
+      }
       EXPECT_EQ(again(clean(method)).status, 0) << told(at, ran);
       EXPECT_FALSE(exists(place())) << told(at, ran);
       EXPECT_TRUE(method == "quarantine" || at.call == 1 || !namesIn(trashFolder("files")).empty()) << told(at, ran);
@@ -175,6 +179,9 @@ TEST_F(Crash, BrokenOffWhileRestoringFromTheTrashTheItemIsHereOrThere) {
       EXPECT_TRUE(ran.status != 0 || namesIn(trashFolder("info")).empty()) << told(at, ran);
       if (isInTrash()) {
         EXPECT_EQ(again({"trash", "restore", place()}).status, 0) << told(at, ran);
+      }
+      for (const std::string& name : namesIn(trashFolder("info"))) {
+        fs::last_write_time(trashFolder("info/" + name), fs::file_time_type::clock::now() - std::chrono::hours(1));
       }
       EXPECT_EQ(again({"trash", "purge", "--all", "--yes"}).status, 0) << told(at, ran);
       expectNoStray(told(at, ran));

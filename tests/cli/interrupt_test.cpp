@@ -86,6 +86,16 @@ class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<
     return paths;
   }
 
+  /// Paths that the history has.
+  std::set<std::string> recorded(const std::string& home) const {
+    std::set<std::string> paths;
+    const auto runs = parseJson(run({"history", "--json"}, {.environment = {{"HOME", home}}}).out, "it");
+    for (const auto& each : runs) {
+      for (const auto& item : each["items"]) paths.insert(item["path"]);
+    }
+    return paths;
+  }
+
   ProgramRun runIn(const std::string& home, std::optional<ProgramOptions::Moment> moment,
                    std::function<void(pid_t)> onFirstError = {}) const {
     auto arguments = chosen().arguments;
@@ -120,7 +130,8 @@ class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<
 
   void interrupt(int number, microseconds after) const {
     const auto home = makeHome("home" + std::to_string(number));
-    const int signal = number % 2 == 0 ? SIGTERM : SIGINT;
+    const int signal = std::array{SIGTERM, SIGINT, SIGHUP}.at(static_cast<std::size_t>(number % 3));
+    const int interrupted = signal == SIGHUP ? 129 : 130;
     bool wasWhole = false;
     const auto ran = runIn(home, ProgramOptions::Moment{after, [&](pid_t program) {
                                                           ::kill(program, signal);
@@ -131,8 +142,11 @@ class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<
                                            << ran.out << ran.err;
     // Before its handlers are installed, the signal's default action ends the program.
     const bool hadNotBegun = ran.status == 128 + signal && ran.out.empty() && ran.err.empty();
-    EXPECT_TRUE(hadNotBegun || ran.status == 130 || (ran.status == 0 && !chosen().asks)) << told;
+    EXPECT_TRUE(hadNotBegun || ran.status == interrupted || (ran.status == 0 && !chosen().asks)) << told;
     EXPECT_EQ(reported(ran.out), left) << told;
+    if (chosen().name == "clean" || chosen().name == "apply") {
+      EXPECT_EQ(recorded(home), left) << told;
+    }
     EXPECT_TRUE(ran.status != 0 || left.size() == expected_) << told;
     EXPECT_FALSE(gitHangs() && ran.status == 0) << told;
     EXPECT_FALSE(wasWhole && expected_ > 0 && ran.status == 0) << told;

@@ -139,13 +139,63 @@ TEST_F(UndoCommand, ANameOfSeveralEntriesIsRefused) {
   }
 }
 
-TEST_F(UndoCommand, TheHistoryKnowsWhatEmptyingTheTrashFreed) {
+/// Emptying takes what was just moved there and everything else: said before, and never promised back.
+TEST_F(UndoCommand, EmptyingTheTrashIsAskedForAndRecordedAsTheDeletionThatItIs) {
+  remove("trash", "code/tool");
   tree().writeFile("code/web/dist/f", std::string(2 << 20, 'x'));
+  const std::vector<std::string> emptying{"code/web", "--empty-trash"};
+  EXPECT_THAT(clean({"code/web", "--empty-trash", "-n"}).out,
+              AllOf(HasSubstr("moved to the trash and deleted with it, about 2 MB freed"),
+                    HasSubstr("in it now (1 entry, "), HasSubstr("~/code/tool/target")));
+  const ProgramRun asked = clean(emptying, {.errIsTerminal = true, .columns = 500, .typed = "n\n"});
+  EXPECT_THAT(asked.err, AllOf(HasSubstr("Delete 2 items (2 MB) for good? They go through the trash, which is emptied"),
+                               HasSubstr("what is in it now (1 entry, "), HasSubstr("is deleted for good, too")));
   const ProgramRun ran = clean({"--yes", "code/web", "--empty-trash"});
-  EXPECT_THAT(ran,
-              succeeds(testing::ContainsRegex("2 entries deleted from the trash, 2 MB freed.\nThe trash is empty")));
-  EXPECT_THAT(linesOf(run({"history"}).out)[1], AllOf(HasSubstr("empty trash  delete      2   2 MB")));
-  EXPECT_THAT(run({"history", "1"}).out, testing::ContainsRegex("2 MB  deleted +~/code/web/dist\n"));
+  EXPECT_THAT(ran, succeeds(AllOf(HasSubstr("2 items deleted, 2 MB freed"), HasSubstr("1 other entry deleted"),
+                                  HasSubstr("The trash is empty."), Not(HasSubstr("undo")))));
+  EXPECT_THAT(linesOf(run({"history"}).out),
+              ElementsAre(testing::_, HasSubstr("empty trash  delete      1  "),
+                          HasSubstr("clean        trash       2   2 MB"), HasSubstr("0 of 1")));
+  EXPECT_THAT(run({"history", "1"}).out, testing::ContainsRegex("deleted +~/code/tool/target\n"));
+  EXPECT_THAT(run({"history", "2"}).out, testing::ContainsRegex("2 MB  deleted +~/code/web/dist\n"));
+  EXPECT_THAT(run({"undo", "--yes"}), fails(1, HasSubstr("code/web/dist: was deleted for good")));
+}
+
+TEST_F(UndoCommand, TheSettingEmptiesTheTrashOnlyOfWhatWasMovedThere) {
+  tree().writeFile("code/tool/target/f", std::string(50000, 'x'));
+  remove("trash", "code/tool");
+  ASSERT_EQ(run({"config", "set", "empty-trash", "true"}).status, 0);
+  EXPECT_EQ(clean({"--yes", "code/tool"}).out, "Nothing to remove.\n");
+  EXPECT_TRUE(exists(".local/share/Trash/files/target"));
+  const auto document = documentOf(clean({"--yes", "code/web", "--json"}));
+  for (const auto& receipt : document["receipts"]) {
+    EXPECT_TRUE(receipt["method"] == "delete" && !receipt.contains("destination")) << receipt;
+  }
+  EXPECT_GT(document["freedBytes"], 50000);
+  EXPECT_FALSE(exists(".local/share/Trash/files/target"));
+}
+
+TEST_F(UndoCommand, TheHistoryKnowsWhatWentWithEachKindOfOutput) {
+  for (const char* output : {"--json-lines", "--json", "--quiet"}) {
+    ASSERT_EQ(clean({"--yes", output, "code/web"}).status, 0);
+    EXPECT_THAT(run({"undo", "--yes"}), succeeds(HasSubstr("code/web/dist is restored"))) << output;
+  }
+}
+
+TEST_F(UndoCommand, ATrashThatWasSelectedIsRecordedByItsEntries) {
+  remove("trash", "code/tool");
+  tree().writeFile(".local/share/Trash/info/target.trashinfo",
+                   "Path=" + tree().path("code/tool/target") + "\nDeletionDate=2020-01-01T00:00:00\n");
+  const std::vector<std::string> selecting{"clean", "--category", "agentHost", "--tier", "caution"};
+  const auto with = [&](const char* flag) {
+    auto arguments = selecting;
+    arguments.push_back(flag);
+    return run(arguments).out;
+  };
+  EXPECT_THAT(with("-n"), AllOf(HasSubstr("FROM"), HasSubstr("  ~/code/tool/target\n"), Not(HasSubstr("; Part"))));
+  EXPECT_THAT(with("-y"), HasSubstr("The trash is emptied"));
+  EXPECT_THAT(linesOf(run({"history"}).out)[1], HasSubstr("empty trash  delete      1  "));
+  EXPECT_THAT(run({"history", "1"}).out, HasSubstr("~/code/tool/target"));
 }
 
 TEST_F(UndoCommand, AFolderComesBackBeforeWhatWasInIt) {

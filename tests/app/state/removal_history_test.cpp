@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "app/state/preferences_store.h"
+#include "app/state/removal_journal.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "tests/support/matchers.h"
@@ -24,7 +25,9 @@ class RemovalHistoryTest : public testing::Test {
   std::string file() const { return tree_.path("state/history.json"); }
   static RemovalRun runOf(std::size_t items, const std::string& path = "/p/node_modules") {
     RemovalRun run;
-    run.items.assign(items, {{path, DisposalMethod::trash, "/t/files/node_modules", 5, {}}, 0, 4096, {}});
+    for (; items > 0; --items) {
+      run.add(RemovedItem{{path, DisposalMethod::trash, "/t/files/node_modules", 5, {}}, 0, 4096, {}});
+    }
     return run;
   }
 
@@ -34,16 +37,16 @@ class RemovalHistoryTest : public testing::Test {
 
 TEST_F(RemovalHistoryTest, KeepsTheNewestRunsWithinItsBoundsForItsOwnerOnly) {
   EXPECT_THAT(history().load(), IsEmpty());
-  for (std::size_t i = 0; i <= RemovalHistory::mostRuns; ++i) history().append(runOf(1, "/" + std::to_string(i)));
+  for (std::size_t i = 0; i <= RemovalHistory::mostRuns; ++i) history().finish(runOf(1, "/" + std::to_string(i)));
   auto runs = history().load();
   ASSERT_THAT(runs, SizeIs(RemovalHistory::mostRuns));
   EXPECT_EQ(runs.front().items[0].path, "/200");
   EXPECT_EQ(runs.back().items[0].path, "/1");
   const std::string odd = "/p/\xff" + std::string(500, 'x');
-  for (int i = 0; i < 4; ++i) history().append(runOf(RemovalHistory::mostItems + 7, odd));
+  for (int i = 0; i < 4; ++i) history().finish(runOf(RemovalRun::mostItems + 7, odd));
   EXPECT_LE(pathFacts(file())->sizeBytes, 2U << 20);
   runs = history().load();
-  EXPECT_THAT(runs[0].items, SizeIs(RemovalHistory::mostItems));
+  EXPECT_THAT(runs[0].items, SizeIs(RemovalRun::mostItems));
   EXPECT_EQ(runs[0].moreItems, 7);
   EXPECT_EQ(runs[0].items[0].path, odd);
   EXPECT_EQ(pathFacts(file())->permissions, 0600U);
@@ -52,11 +55,11 @@ TEST_F(RemovalHistoryTest, KeepsTheNewestRunsWithinItsBoundsForItsOwnerOnly) {
 
 TEST_F(RemovalHistoryTest, WhatMovesBackIsMarkedInTheNewestRunThatMovedIt) {
   const MovedBack item{"/t/files/node_modules", "/p/node_modules"};
-  history().append(runOf(1));
+  history().finish(runOf(1));
   RemovalRun newer = runOf(1);
   newer.items.push_back({{"/p/dist", DisposalMethod::quarantine, "/q/dist", 5, {}}, 0, 4096, {}});
   newer.items.push_back({{"/p/gone", DisposalMethod::delete_, {}, 5, {}}, 4096, 4096, {}});
-  history().append(newer);
+  history().finish(newer);
   const auto undone = [&](const std::vector<MovedBack>& items) {
     history().markRestored(items, TimePoint{std::chrono::seconds{7}});
     std::string text;
@@ -70,8 +73,8 @@ TEST_F(RemovalHistoryTest, WhatMovesBackIsMarkedInTheNewestRunThatMovedIt) {
 }
 
 TEST_F(RemovalHistoryTest, ARunIsChangedByItsIdentifier) {
-  history().append(runOf(1));
-  history().append(runOf(2));
+  history().finish(runOf(1));
+  history().finish(runOf(2));
   RemovalRun expected = history().load()[1];
   expected.undoneAt = TimePoint{std::chrono::seconds{7}};
   history().update(expected.id, [&](RemovalRun& run) { run.undoneAt = expected.undoneAt; });
@@ -83,7 +86,7 @@ TEST_F(RemovalHistoryTest, ARunIsChangedByItsIdentifier) {
 TEST_F(RemovalHistoryTest, ProcessesLoseNoneOfEachOthersRuns) {
   constexpr int each = 20;
   const auto work = [&] {
-    for (int i = 0; i < each; ++i) history().append(runOf(1));
+    for (int i = 0; i < each; ++i) history().finish(runOf(1));
   };
   const pid_t child = ::fork();
   if (child == 0) {
@@ -97,20 +100,62 @@ TEST_F(RemovalHistoryTest, ProcessesLoseNoneOfEachOthersRuns) {
   EXPECT_THAT(history().load(), SizeIs(2 * each));
 }
 
+/// A killed process leaves the lines that it wrote, the last one perhaps torn.
+TEST_F(RemovalHistoryTest, WhatAKilledProcessRemovedIsTakenOverOnce) {
+  tree_.writeFile("still/here");
+  using Method = DisposalMethod;
+  for (const auto& [begun, method, torn, expected] : {std::tuple{"", Method::trash, 0, "/p/a at /t/a"},
+                                                      {"", Method::trash, 3, "/p/a at ?"},
+                                                      {"/p/gone", Method::delete_, 0, "/p/a at /t/a, /p/gone in part"},
+                                                      {"/p/gone", Method::quarantine, 0, "/p/a at /t/a, /p/gone at ?"},
+                                                      {"HERE", Method::delete_, 0, "/p/a at /t/a"},
+                                                      {"docker:image", Method::delete_, 0, "/p/a at /t/a"}}) {
+    std::filesystem::remove_all(tree_.path("state"));
+    RemovalRun run;
+    run.method = method;
+    auto journal = history().begin(run);
+    journal->begin("/p/a");
+    journal->add(RemovedItem{{"/p/a", Method::trash, "/t/a", 5, {}}, 0, 4096, {}});
+    if (*begun != 0) journal->begin(std::string(begun) == "HERE" ? tree_.path("still/here") : begun);
+    EXPECT_THAT(history().load(), IsEmpty()) << "it is under way";
+    const std::string path = journal->path();
+    history().markRestored({}, {});
+    history().finish(runOf(1));
+    EXPECT_TRUE(pathExists(path)) << "it is under way";
+    journal.reset();
+    const std::string text = *readFile(path);
+    std::filesystem::resize_file(path, text.size() - static_cast<std::size_t>(torn));
+    for (int changes = 0; changes < 2; ++changes) {
+      std::string told;
+      const auto runs = history().load();
+      for (const RemovalRun& each : runs) {
+        if (each.id != run.id) continue;
+        for (const RemovedItem& item : each.items) {
+          told += (told.empty() ? "" : ", ") + item.path +
+                  (item.isPartial ? " in part" : " at " + item.destination.value_or("?"));
+        }
+      }
+      EXPECT_EQ(told, expected) << begun;
+      EXPECT_EQ(pathExists(path), changes == 0);
+      history().finish(runOf(1));
+    }
+  }
+}
+
 TEST_F(RemovalHistoryTest, DamageIsKeptAsideByTheNextRunAndTold) {
-  history().append(runOf(1));
+  history().finish(runOf(1));
   const std::string whole = *readFile(file());
   for (std::size_t length = 0; length + 2 < whole.size(); length += 29) {
     tree_.writeFile("state/history.json", whole.substr(0, length));
     EXPECT_THAT(messageOf<PreferencesError>([&] { history().load(); }), HasSubstr("is damaged")) << length;
   }
   const std::string torn = *readFile(file());
-  history().append(runOf(3));
+  history().finish(runOf(3));
   EXPECT_THAT(notes_, ElementsAre(HasSubstr("history.json.damaged")));
   EXPECT_EQ(*readFile(file() + ".damaged"), torn);
   EXPECT_THAT(history().load(), SizeIs(1));
   tree_.writeFile("state/history.json", R"({"runs": [], "schemaVersion": 2})");
-  EXPECT_THAT(messageOf<PreferencesError>([&] { history().append(runOf(1)); }), HasSubstr("newer version"));
+  EXPECT_THAT(messageOf<PreferencesError>([&] { history().finish(runOf(1)); }), HasSubstr("newer version"));
   EXPECT_EQ(*readFile(file()), R"({"runs": [], "schemaVersion": 2})");
 }
 

@@ -120,11 +120,28 @@ TEST_F(Trash, PurgeGoesByTheDateInLocalTime) {
                   "[Trash Info]\nPath=/x\nDeletionDate=2020-02-01T00:00:00\n");
   noteRemoval(tree_.makeFolder("home/.local/share/Trash/files/.tidra-removing-0123456789abcdef"));
   const auto purged = made.purge(30, now);
-  EXPECT_THAT(purged.paths, ElementsAre(files("/gone"), files("/old")));
+  EXPECT_THAT(purged.paths, ElementsAre(files("/old")));
   EXPECT_THAT(purged.failures, IsEmpty());
   EXPECT_THAT(namesIn(files()), ElementsAre("young"));
-  EXPECT_THAT(namesIn(info()), ElementsAre("odd.trashinfo", "undated.trashinfo", "young.trashinfo"));
+  EXPECT_THAT(namesIn(info()), ElementsAre("young.trashinfo"));
   EXPECT_THAT(made.purge(0, now).paths, ElementsAre(files("/young")));
+}
+
+TEST_F(Trash, AnInfoFileWithoutAnItemIsNoEntryAndGoesOnceNoMoveCanNeedIt) {
+  auto made = trash();
+  made.trash(holdEntry(tree_.writeFile("home/p/there", "1")), "/p", now - std::chrono::hours(1));
+  for (const auto& [minutes, isCleared] : {std::pair{-9, false}, {0, false}, {9, false}, {11, true}}) {
+    const std::string orphan = tree_.writeFile("home/.local/share/Trash/info/orphan.trashinfo");
+    const auto age = std::chrono::seconds(std::chrono::minutes(minutes));
+    std::filesystem::last_write_time(
+        orphan,
+        std::chrono::file_clock::from_sys(std::chrono::system_clock::time_point((now - age).time_since_epoch())));
+    std::vector<std::string> notes;
+    for (const auto& entry : made.list(now, notes)) EXPECT_EQ(entry.identity.has_value(), !entry.isDue({})) << minutes;
+    EXPECT_THAT(made.purge(1, now).paths, IsEmpty());
+    EXPECT_EQ(pathExists(orphan), !isCleared) << minutes;
+    EXPECT_TRUE(pathExists(files("/there")));
+  }
 }
 
 TEST_F(Trash, WhatNothingDatesStaysUnlessItIsChosen) {

@@ -1,0 +1,120 @@
+#include "cli/trash_emptying.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "cli/interrupt.h"
+#include "core/base/quantities.h"
+#include "core/base/text.h"
+#include "core/dispose/trash_disposer.h"
+#include "core/model/byte_formatting.h"
+#include "core/platform/path_text.h"
+#include "core/platform/platform.h"
+
+namespace tidra {
+namespace {
+
+using Entry = FreedesktopTrash::Entry;
+
+/// The Finder's trash cannot be read here.
+constexpr bool isUnknown = currentPlatform == TidraPlatform::macOS;
+
+/// What was moved to the trash becomes deleted. Returns whether the entry is such an item.
+bool settle(const Entry& entry, CleanupOutcome& outcome, RemovalRecorder& recorder) {
+  auto& receipts = outcome.disposal.receipts;
+  const auto receipt = std::find_if(receipts.begin(), receipts.end(),
+                                    [&](const DisposalReceipt& each) { return each.destination == entry.path; });
+  if (receipt == receipts.end()) return false;
+  receipt->destination.reset();
+  receipt->method = DisposalMethod::delete_;
+  outcome.freedEach[static_cast<std::size_t>(receipt - receipts.begin())] = entry.freeable;
+  recorder.setDeleted(entry.path, entry.freeable);
+  return true;
+}
+
+}  // namespace
+
+TrashEmptying::TrashEmptying(const ScanRequest& request, bool includesUnlisted, const TrashChoices& selected)
+    : request_(request) {
+  if (isUnknown) return;
+  const TimePoint now = currentTime();
+  std::vector<std::string> notes;  // emptying notes them
+  auto entries = FreedesktopTrash(request.resolver, request.mounts).list(now, notes);
+  std::erase_if(entries, [&](const Entry& entry) { return selected.contains(parentPath(entry.path)); });
+  seen_ = FreedesktopTrash::choose(std::move(entries), now + std::chrono::seconds{1}, includesUnlisted);
+  FreedesktopTrash::measure(seen_.due);
+}
+
+std::string TrashEmptying::listText(const CleanupViewOptions& options) const {
+  return emptyingText({{"", seen_}}, options);
+}
+
+std::string TrashEmptying::others(bool apparentSize) const {
+  return fmt::format("({}, {})", counted(presentEntries(seen_.due).size(), "entry", "entries"),
+                     ByteFormatting::readable(sizeOf(seen_.due, apparentSize)));
+}
+
+std::string TrashEmptying::question(std::int64_t selectedBytes, bool apparentSize) const {
+  if (isUnknown) return "Empty the trash for good?";
+  if (selectedBytes == 0) return fmt::format("Empty the trash {} for good?", others(apparentSize));
+  return fmt::format("Empty the trash ({}) for good?",
+                     ByteFormatting::readable(saturatedSum(selectedBytes, sizeOf(seen_.due, apparentSize))));
+}
+
+std::string TrashEmptying::remark(std::size_t moved, bool apparentSize) const {
+  const std::string way = moved == 0   ? " The trash is emptied afterwards"
+                          : moved == 1 ? " It goes through the trash, which is emptied"
+                                       : " They go through the trash, which is emptied";
+  if (isUnknown) return way + ": everything in it is deleted for good.";
+  if (presentEntries(seen_.due).empty()) return way + "; nothing else is in it.";
+  return fmt::format("{}: what is in it now {} is deleted for good, too.", way, others(apparentSize));
+}
+
+std::string TrashEmptying::dryText(bool apparentSize) const {
+  const std::string now = isUnknown ? "" : fmt::format(" of what is in it now {}", others(apparentSize));
+  return fmt::format("The trash would be emptied{}{}.\n", now,
+                     seen_.unlisted.empty() ? "" : ", but for what nothing dates");
+}
+
+bool TrashEmptying::isMeant(const Entry& entry, const CleanupOutcome& outcome) const {
+  const auto& receipts = outcome.disposal.receipts;
+  const auto isSame = [&](const Entry& seen) { return seen.path == entry.path && seen.identity == entry.identity; };
+  return entry.dating == FreedesktopTrash::Dating::leftover ||
+         std::any_of(seen_.due.begin(), seen_.due.end(), isSame) ||
+         std::any_of(seen_.unlisted.begin(), seen_.unlisted.end(), isSame) ||
+         std::any_of(receipts.begin(), receipts.end(),
+                     [&](const DisposalReceipt& receipt) { return receipt.destination == entry.path; });
+}
+
+TrashEmptying::Result TrashEmptying::run(CleanupOutcome& outcome, RemovalRecorder& recorder,
+                                         bool includesUnlisted) const {
+  TrashDisposer trash(request_.resolver, request_.mounts);
+  const auto isChosen = [&](const Entry& entry) { return isMeant(entry, outcome); };
+  auto emptied = trash.emptyTrash(currentTime(), includesUnlisted, isChosen, &InterruptGuard::requested);
+  Result result{.purged = std::move(emptied.purged), .unlisted = std::move(emptied.unlisted), .later = emptied.later};
+  RemovalRecorder ofOthers(RemovalCommand::emptyTrash, DisposalMethod::delete_, request_.resolver, currentTime());
+  for (const Entry& entry : goneEntries(result.purged, std::move(emptied.due))) {
+    outcome.freedBytes = saturatedSum(outcome.freedBytes, entry.freeable);
+    if (settle(entry, outcome, recorder)) continue;
+    ++result.others;
+    result.othersBytes = saturatedSum(result.othersBytes, entry.freeable);
+    ofOthers.addPurged(entry);
+  }
+  ofOthers.addFailures(result.purged.failures);
+  recorder.write();
+  ofOthers.write();
+  return result;
+}
+
+std::string TrashEmptying::Result::text() const {
+  std::string text;
+  if (others > 0) {
+    text = fmt::format("{} deleted from the trash, {} freed.\n", counted(others, "other entry", "other entries"),
+                       ByteFormatting::readable(othersBytes));
+  }
+  const bool isEmpty = purged.failures.empty() && purged.notes.empty() && unlisted.empty() && later == 0;
+  return text + (isEmpty ? "The trash is empty.\n" : "");
+}
+
+}  // namespace tidra
