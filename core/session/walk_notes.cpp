@@ -53,6 +53,7 @@ std::vector<std::string> notesOfIdleExclusions(ExclusionUse& use, const std::vec
 std::vector<std::string> notesOfWithheld(const std::map<std::string, KeptInside>& withheld,
                                          const TidraPathResolver& resolver) {
   std::vector<std::string> notes;
+  notes.reserve(withheld.size());
   for (const auto& [path, kept] : withheld) {
     notes.push_back(fmt::format("{} {}, so it is left out.", escapedForTerminal(resolver.displayPath(path)),
                                 kept.reason(resolver)));
