@@ -22,6 +22,7 @@ enum class UseKind {
   mappedFile,      // a library or data
   openFile,        // file or folder; watching for changes (inotify) does not count
   pipelineFolder,  // working folder of a process that pipes connect to the standard streams of this one
+  promptFolder,    // working folder of a shell at a terminal that runs no script; what it starts counts by itself
   boundSocket,
 };
 
@@ -54,7 +55,7 @@ class UsageSnapshot {
   std::optional<PlaceUse> userOf(const std::string& folder) const;
 
   /// Returns a process that works in or below `folder`, runs from there or was started with an argument there. Excludes
-  /// ancestors of this process.
+  /// ancestors of this process, and shells that wait at a prompt: a terminal left open in a project is no work on it.
   std::optional<PlaceUse> workerIn(const std::string& folder) const;
 
   /// Returns a process whose working folder is exactly `folder`. Excludes ancestors of this process.

@@ -131,10 +131,30 @@ class UsageCollector {
     const bool isPiped = pipeline_.contains(process);
     if (isPiped) addStarterFiles(process, folder.value_or(""));
     if (!isPiped) addArguments(process, folder.value_or(""));
-    if (folder) addPresent(isPiped ? UseKind::pipelineFolder : UseKind::workingFolder, process, *folder);
+    if (folder) {
+      addPresent(isPiped               ? UseKind::pipelineFolder
+                 : isAtPrompt(process) ? UseKind::promptFolder
+                                       : UseKind::workingFolder,
+                 process, *folder);
+    }
     if (const auto root = processLink(process, "root"); root && *root != "/") {
       addPresent(UseKind::rootFolder, process, *root);
     }
+  }
+
+  /// Whether it is a shell that reads commands from a terminal.
+  static bool isAtPrompt(std::int64_t process) {
+    constexpr std::array<std::string_view, 8> shells{"bash", "zsh", "fish", "sh", "dash", "ksh", "tcsh", "nu"};
+    if (std::find(shells.begin(), shells.end(), programName(process)) == shells.end()) return false;
+    const auto input = processLink(process, "fd/0").value_or("");
+    if (!input.starts_with("/dev/pts/") && !input.starts_with("/dev/tty")) return false;
+    auto arguments = ProcessFiles::firstArguments(process, mostArguments);
+    if (!arguments.empty()) arguments.erase(arguments.begin());
+    std::erase(arguments, "");
+    return std::all_of(arguments.begin(), arguments.end(), [](const std::string& argument) {
+      const bool isShort = argument.starts_with('-') && !argument.starts_with("--");
+      return isShort ? argument.find('c') == std::string::npos : argument.starts_with("--");
+    });
   }
 
   /// `workingFolder` may be empty: relative arguments do not count.

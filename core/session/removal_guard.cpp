@@ -33,6 +33,7 @@ std::string described(const PlaceUse& use, const std::string& place) {
       return fmt::format("{} was started with {}", user, path);
     case UseKind::workingFolder:
     case UseKind::pipelineFolder:
+    case UseKind::promptFolder:
       return fmt::format("{} works in {}", user, use.path == place ? "it" : path);
     case UseKind::rootFolder:
       return fmt::format("{} has its root folder in {}", user, use.path == place ? "it" : path);

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sched.h>
+#include <stdlib.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/mman.h>
@@ -166,6 +167,26 @@ TEST_F(Usage, TakesADescriptorInAnArgumentForThatOfItsProcess) {
   }
 }
 
+TEST_F(Usage, AShellAtItsPromptDoesNotWork) {
+  for (const bool isAtPrompt : {true, false}) {
+    const OtherProcess other([&] {
+      const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY);
+      ASSERT_EQ(::grantpt(terminal) | ::unlockpt(terminal), 0);
+      ::dup2(::open(::ptsname(terminal), O_RDWR | O_NOCTTY), STDIN_FILENO);
+      ASSERT_EQ(::chdir(tree_.path("place").c_str()), 0);
+      start(isAtPrompt ? std::vector<std::string>{"/bin/sh", "-i"}
+                       : std::vector<std::string>{"/bin/sh", "-ic", "read x; :"});
+      ASSERT_EQ(::chdir("/"), 0);
+    });
+    const auto usage = UsageSnapshot::take();
+    const auto use = usage.userOf(tree_.path("place"));
+    ASSERT_TRUE(use);
+    EXPECT_EQ(use->kind, isAtPrompt ? UseKind::promptFolder : UseKind::workingFolder);
+    EXPECT_EQ(usage.workerIn(tree_.root()).has_value(), !isAtPrompt);
+    EXPECT_EQ(usage.workerAt(tree_.path("place")).has_value(), !isAtPrompt);
+  }
+}
+
 TEST_F(Usage, ShowsThatThisProgramRunsFromItsFolder) {
   // Other runs of it may be found first.
   EXPECT_TRUE(UsageSnapshot::take().userOf(std::filesystem::read_symlink("/proc/self/exe")));
@@ -191,16 +212,16 @@ TEST_F(Usage, ShowsWhoSeesAFolderThroughAnotherMount) {
   std::filesystem::copy_file("/bin/sleep", server);
   tree_.makeFolder("elsewhere");
   bool isMounted = false;
-  std::array<int, 2> told{};
-  ASSERT_EQ(::pipe2(told.data(), O_CLOEXEC), 0);
+  std::array<int, 2> mounted{};
+  ASSERT_EQ(::pipe2(mounted.data(), O_CLOEXEC), 0);
   const OtherProcess other([&] {
     isMounted = (::geteuid() == 0 || ::unshare(CLONE_NEWUSER) == 0) && ::unshare(CLONE_NEWNS) == 0 &&
                 ::mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
                 ::mount(tree_.path("place").c_str(), tree_.path("elsewhere").c_str(), nullptr, MS_BIND, nullptr) == 0;
-    ::write(told[1], &isMounted, 1);
+    ::write(mounted[1], &isMounted, 1);
     if (isMounted) start({tree_.path("elsewhere/inner/server"), "100"});
   });
-  ASSERT_EQ(::read(told[0], &isMounted, 1), 1);
+  ASSERT_EQ(::read(mounted[0], &isMounted, 1), 1);
   if (!isMounted) GTEST_SKIP() << "no mount namespaces here";
   const auto use = UsageSnapshot::take().workerIn(tree_.path("place"));
   ASSERT_TRUE(use);
