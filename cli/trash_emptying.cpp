@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "cli/interrupt.h"
+#include "cli/scan_options.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/trash_disposer.h"
