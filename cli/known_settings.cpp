@@ -6,6 +6,7 @@
 
 #include "cli/adopted_settings.h"
 #include "cli/scan_options.h"
+#include "core/base/nearest_word.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/model/ecosystems.h"
@@ -205,7 +206,7 @@ std::vector<KnownSetting> makeSettingsTable() {
        [](UserSettings& to, const UserSettings& from) {
          to.app.emptyTrashAfterDeletion = from.app.emptyTrashAfterDeletion;
        }},
-      {"ask-before-scan", "The window asks for the folder before every scan", "true or false",
+      {"ask-before-scan", "The desktop application asks for the folder before every scan", "true or false",
        [](const UserSettings& settings, const TidraPathResolver&) {
          return settingText(settings.app.askBeforeEachScan);
        },
@@ -213,18 +214,19 @@ std::vector<KnownSetting> makeSettingsTable() {
          settings.app.askBeforeEachScan = booleanOf("ask-before-scan", value);
        },
        [](UserSettings& to, const UserSettings& from) { to.app.askBeforeEachScan = from.app.askBeforeEachScan; }},
-      {"method", "Where clean and plan move things, instead of what move-to-trash says", "trash, quarantine or delete",
+      {"method", "How clean and plan remove things; overrides move-to-trash", "trash, quarantine or delete",
        &methodText, &setMethod,
        [](UserSettings& to, const UserSettings& from) { to.terminal.method = from.terminal.method; }},
-      {"tier", "The tiers of scan, clean and plan, instead of all of them, and of safe", "a list", &tiersText,
-       &setTiers, [](UserSettings& to, const UserSettings& from) { to.terminal.tiers = from.terminal.tiers; }},
+      {"tier", "The tiers that scan, clean and plan take; unset: all for scan, safe for the others", "a list",
+       &tiersText, &setTiers,
+       [](UserSettings& to, const UserSettings& from) { to.terminal.tiers = from.terminal.tiers; }},
       {"min-size", "Smaller findings are left out", "a size, such as 10M",
        [](const UserSettings& settings, const TidraPathResolver&) {
          return settings.terminal.minimumSize.value_or("0");
        },
        &setMinimum,
        [](UserSettings& to, const UserSettings& from) { to.terminal.minimumSize = from.terminal.minimumSize; }},
-      {"color", "Colours of what is scanned", "auto, always or never",
+      {"color", "Colours in the output of the commands that scan", "auto, always or never",
        [](const UserSettings& settings, const TidraPathResolver&) { return settings.terminal.color.value_or("auto"); },
        &setColor, [](UserSettings& to, const UserSettings& from) { to.terminal.color = from.terminal.color; }},
   };
@@ -243,7 +245,7 @@ const KnownSetting& knownSetting(const std::string& key) {
     if (setting.key == key) return setting;
     keys.emplace_back(setting.key);
   }
-  throw InputError(fmt::format("Unknown setting '{}'; known are {}.", escapedForTerminal(key), joined(keys, ", ")));
+  throw InputError(fmt::format("Unknown setting '{}'; {}", escapedForTerminal(key), knownWordsText(key, keys)));
 }
 
 std::vector<std::string> switchedOff(const std::map<std::string, bool>& switches) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/known_settings.h"
+#include "core/base/nearest_word.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/model/ecosystems.h"
@@ -27,7 +28,7 @@ class KnownValues {
     for (const std::string& value : given) {
       if (std::find(values_.begin(), values_.end(), value) != values_.end()) continue;
       throw InputError(
-          fmt::format("Unknown {1} '{0}'; known are {2}.", escapedForTerminal(value), what, joined(values_, ", ")));
+          fmt::format("Unknown {} '{}'; {}", what, escapedForTerminal(value), knownWordsText(value, values_)));
     }
   }
 
@@ -70,15 +71,11 @@ std::optional<std::set<std::string>> chosenCategories(const ScanOptions& options
 }
 
 std::optional<std::set<ArtifactSafetyTier>> chosenTiers(const ScanOptions& options) {
+  KnownValues known;
+  for (const auto& row : EnumTable<ArtifactSafetyTier>::rows) known.add(row.text);
+  known.require(options.tiers, "tier");
   std::set<ArtifactSafetyTier> tiers;
-  for (const std::string& text : options.tiers) {
-    const auto tier = fromRawValue<ArtifactSafetyTier>(text);
-    if (!tier) {
-      throw InputError(fmt::format("Unknown tier '{}'; known are {}.", escapedForTerminal(text),
-                                   rawValueList<ArtifactSafetyTier>()));
-    }
-    tiers.insert(*tier);
-  }
+  for (const std::string& text : options.tiers) tiers.insert(fromRawValue<ArtifactSafetyTier>(text).value());
   return tiers.empty() ? std::nullopt : std::optional(std::move(tiers));
 }
 
@@ -89,7 +86,7 @@ LastScanFilter chosenOfLastScan(const ScanOptions& options, const LastScan& last
     for (const auto& [root, findings] : last.aggregate->artifactsByProjectRoot) {
       for (const ScanArtifactFinding& finding : findings) {
         ecosystems.insert(finding.ecosystemTag);
-        categories.insert(LastScanFilter::categoryOf(finding));
+        categories.insert(categoryOf(finding));
       }
     }
   }

@@ -99,10 +99,6 @@ bool LastScanFilter::admits(const ScanArtifactFinding& finding) const {
          ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, *olderThan, now);
 }
 
-std::string LastScanFilter::categoryOf(const ScanArtifactFinding& finding) {
-  return ScanReportItem::make(finding, {}, {}, std::nullopt, std::nullopt).category;
-}
-
 std::optional<ScanReport> reportOf(const LastScan& last, const TidraPathResolver& resolver, const std::string& host,
                                    TidraPlatform platform, const ActivityThresholds& thresholds,
                                    const LastScanFilter& filter) {

@@ -64,8 +64,6 @@ struct LastScanFilter {
   TimePoint now{};
 
   bool admits(const ScanArtifactFinding& finding) const;
-  /// As in the report: the key of a category outside projects, "project" or "python".
-  static std::string categoryOf(const ScanArtifactFinding& finding);
 };
 
 /// Rebuilds the report of a last scan from its aggregate: findings in order, time and totals. `catalogVersion` is

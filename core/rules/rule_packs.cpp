@@ -5,10 +5,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <numeric>
-#include <utility>
 
 #include "core/base/json_fields.h"
+#include "core/base/nearest_word.h"
 #include "core/base/text.h"
 
 namespace tidra {
@@ -36,21 +35,6 @@ std::vector<RulePack> decodedPacks() {
   return packs;
 }
 
-/// The Levenshtein distance: how many letters to insert, drop or replace.
-std::size_t distanceBetween(std::string_view one, std::string_view other) {
-  std::vector<std::size_t> row(other.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t i = 0; i < one.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i + 1);
-    for (std::size_t j = 0; j < other.size(); ++j) {
-      const std::size_t replaced = diagonal + (one[i] == other[j] ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
-    }
-  }
-  return row.back();
-}
-
 }  // namespace
 
 const std::vector<RulePack>& RulePack::all() {
@@ -72,17 +56,12 @@ const RulePack* RulePack::find(std::string_view name) {
 }
 
 std::string RulePack::unknownText(std::string_view name) {
-  constexpr std::size_t mostLetters = 64;
-  const std::string typed = asciiLowered(name.substr(0, mostLetters));
-  const auto distance = [&](const RulePack& pack) {
-    return std::min(distanceBetween(typed, pack.name), distanceBetween(typed, asciiLowered(pack.title)));
-  };
-  const auto nearest = std::min_element(all().begin(), all().end(), [&](const RulePack& one, const RulePack& other) {
-    return distance(one) < distance(other);
-  });
-  const bool isNear = distance(*nearest) * 2 < std::max(typed.size(), std::size_t{2});
-  return fmt::format("unknown rule pack '{}'; {}", escapedForTerminal(name),
-                     isNear ? fmt::format("did you mean {}?", nearest->name) : "tidra rules packs lists them");
+  std::vector<std::string> known;  // name and title of each pack
+  for (const RulePack& pack : all()) known.insert(known.end(), {pack.name, pack.title});
+  const auto nearest = nearestWord(name, known);
+  return fmt::format(
+      "unknown rule pack '{}'; {}", escapedForTerminal(name),
+      nearest ? fmt::format("did you mean {}?", known[*nearest / 2 * 2]) : "tidra rules packs lists them");
 }
 
 }  // namespace tidra

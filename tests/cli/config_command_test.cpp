@@ -36,7 +36,8 @@ TEST_F(ConfigCommand, SettingsChangeEveryScanUntilAnOptionSaysOtherwise) {
   ASSERT_EQ(run({"config", "set", "tier", "caution"}).status, 0);
   EXPECT_THAT(clean({"--yes", "-n", "code/web"}).out, HasSubstr("Nothing to remove"));
   EXPECT_THAT(clean({"--yes", "-n", "code/web", "--tier", "safe"}).out, HasSubstr("1 item"));
-  EXPECT_THAT(clean({"-n", "code", "-v"}).err, HasSubstr("By tidra config tier is caution, min-size is 1K;"));
+  EXPECT_THAT(clean({"-n", "code", "-v"}).err,
+              HasSubstr("Settings from tidra config: tier is caution, min-size is 1K;"));
 }
 
 TEST_F(ConfigCommand, CategoriesThatAreOffAreNotLookedAt) {
@@ -57,13 +58,13 @@ TEST_F(ConfigCommand, TheMethodFollowsWhatIsSetLast) {
   EXPECT_EQ(method(), "trash");
   ASSERT_EQ(run({"config", "set", "move-to-trash", "false"}).status, 0);
   EXPECT_EQ(method(), "delete");
-  EXPECT_THAT(run({"config", "list"}).out, HasSubstr("move-to-trash  Where clean"));
+  EXPECT_THAT(run({"config", "list"}).out, HasSubstr("move-to-trash  How clean"));
   ASSERT_EQ(run({"config", "set", "method", "quarantine"}).status, 0);
   EXPECT_EQ(method(), "quarantine");
   EXPECT_EQ(documentOf(run({"plan", "--method", "trash", "code", "--no-system"}))["method"], "trash");
   const auto list = documentOf(run({"config", "list", "--json"}));
   EXPECT_EQ(list.at(8), nlohmann::json::parse(R"({"default": "trash", "from": "settings", "key": "method",
-      "value": "quarantine", "what": "Where clean and plan move things, instead of what move-to-trash says"})"));
+      "value": "quarantine", "what": "How clean and plan remove things; overrides move-to-trash"})"));
 }
 
 TEST_F(ConfigCommand, TheLocationBoundsNothingAndTheTrashIsEmptiedOnlyAfterMoving) {
@@ -97,8 +98,8 @@ TEST_F(ConfigCommand, BadInputChangesNothingAndNamesWhatIsKnown) {
        set color blue => 'blue', auto | set min-size => VALUE | frob => frob)")) {
     Texts arguments = wordsOf(words);
     arguments.insert(arguments.begin(), "config");
-    const std::string told = refused(arguments);
-    for (const auto name : split(named, ',')) EXPECT_THAT(told, HasSubstr(std::string(trimmed(name)))) << words;
+    const std::string message = refused(arguments);
+    for (const auto name : split(named, ',')) EXPECT_THAT(message, HasSubstr(std::string(trimmed(name)))) << words;
   }
   EXPECT_EQ(run({"config", "set", "-n", "color", "always"}).out, "color would be always.\n");
   EXPECT_EQ(tree().snapshot(), before);

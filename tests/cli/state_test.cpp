@@ -70,10 +70,12 @@ TEST_F(CliState, OptionsChooseWhatOutsideProjectsIsFound) {
                           HasSubstr("My own"), HasSubstr("3 artefacts in 2 categories outside projects")));
 }
 
-TEST_F(CliState, AnUnknownCategoryOrEcosystemIsToldWithTheKnownOnes) {
+TEST_F(CliState, AnUnknownCategoryOrEcosystemIsRefusedWithTheKnownOnes) {
   const std::string category = refused({"scan", "--category", "globalCaches,moon", "--rules", rules_});
   for (const auto& known : systemScanCategoryTable) EXPECT_THAT(category, HasSubstr(std::string(known.key)));
   EXPECT_THAT(category, AllOf(StartsWith("tidra: Unknown category 'moon'; "), HasSubstr("mine")));
+  EXPECT_THAT(refused({"scan", "--category", "dokcer"}), HasSubstr("'dokcer'; did you mean docker? Known are "));
+  EXPECT_THAT(refused({"config", "get", "tire"}), HasSubstr("'tire'; did you mean tier? Known are "));
   const std::string ecosystem = refused({"scan", "--ecosystem", "cobol"});
   for (const auto& known : ecosystemTable) EXPECT_THAT(ecosystem, HasSubstr(std::string(known.key)));
   EXPECT_THAT(ecosystem, StartsWith("tidra: Unknown ecosystem 'cobol'; "));
@@ -194,7 +196,7 @@ TEST_F(CliState, PreferencesThatCannotBeUsedDoNotHinderAScan) {
   const ProgramRun scanned = scanAll({});
   EXPECT_EQ(pathsIn(scanned).size(), 8U);
   EXPECT_THAT(linesOf(scanned.err), Each(StartsWith("note: The preferences ")));
-  EXPECT_THAT(linesOf(scanned.err).at(0), EndsWith("not a regular file. Exclusions that are kept there do not count."));
+  EXPECT_THAT(linesOf(scanned.err).at(0), EndsWith("not a regular file. The exclusions stored there are ignored."));
   for (const char* line : {"exclude add x", "exclude list", "scan --last"})
     EXPECT_THAT(refused(wordsOf(line)), HasSubstr("cannot be read: not a regular file."));
 }
@@ -214,7 +216,8 @@ TEST_F(CliState, NothingIsRemovedWhileTheExclusionsCannotBeRead) {
       const ProgramRun ran = run(wordsOf(line));
       EXPECT_EQ(ran.status, 2) << text << line;
       EXPECT_EQ(ran.out, "");
-      EXPECT_THAT(linesOf(ran.err).back(), HasSubstr("Nothing is removed until they are repaired or moved away."));
+      EXPECT_THAT(linesOf(ran.err).back(),
+                  HasSubstr("Nothing is removed until the stored exclusions are repaired or moved away."));
     }
     EXPECT_EQ(tree().snapshot(), before);
   }

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <random>
 
+#include "core/base/nearest_word.h"
+
 using namespace std::string_literals;
 
 namespace tidra {
@@ -25,6 +27,21 @@ TEST(Utf8, AcceptsExactlyWellFormedSequences) {
     EXPECT_TRUE(isValidUtf8(repaired)) << escapedForTerminal(repaired);
     EXPECT_TRUE(repaired.starts_with("a\xEF\xBF\xBD") && repaired.ends_with('z')) << repaired;
   }
+}
+
+TEST(NearestWord, IsTheOneWithTheFewestEditsOfLessThanHalf) {
+  const std::vector<std::string> known = {"docker", "homebrew", "tier", "go"};
+  const auto near = [&](std::string_view typed) {
+    const auto position = nearestWord(typed, known);
+    return position ? known[*position] : "none";
+  };
+  EXPECT_EQ(near("dokcer"), "docker") << "a swap is one edit";
+  EXPECT_EQ(near("tire"), "tier");
+  EXPECT_EQ(near("HOMEBREW"), "homebrew");
+  EXPECT_EQ(near("goo"), "go");
+  for (const char* far : {"", "x", "npm", "gx"}) EXPECT_EQ(near(far), "none") << far;
+  EXPECT_EQ(knownWordsText("dcoker", {"docker", "jvm"}), "did you mean docker? Known are docker, jvm.");
+  EXPECT_EQ(knownWordsText("moon", {"docker", "jvm"}), "known are docker, jvm.");
 }
 
 TEST(EscapedForTerminal, LeavesNothingThatATerminalObeys) {
