@@ -3,7 +3,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <limits>
@@ -17,6 +16,7 @@
 #include "cli/terminal.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "core/base/whole_number.h"
 #include "core/platform/listening_socket.h"
 #include "core/platform/standard_streams.h"
 #include "fleet/hub/hub_server.h"
@@ -65,9 +65,7 @@ HubTokens tokensFrom(const HubServeOptions& options, const Environment& environm
 bool isIPv4Address(std::string_view text) {
   const auto parts = split(text, '.');
   return parts.size() == 4 && std::all_of(parts.begin(), parts.end(), [](std::string_view part) {
-           std::uint8_t number = 0;
-           const auto [end, error] = std::from_chars(part.data(), part.data() + part.size(), number);
-           return error == std::errc{} && end == part.data() + part.size();
+           return wholeNumber<std::uint8_t>(part).has_value();
          });
 }
 
@@ -78,8 +76,11 @@ void readAddress(const std::string& text, HubConfig& config) {
   if (config.host.empty()) config.host = "0.0.0.0";
   if (config.host == "localhost") config.host = "127.0.0.1";
   const std::string_view port = std::string_view(text).substr(std::min(colon + 1, text.size()));
-  const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), config.port);
-  if (isIPv4Address(config.host) && error == std::errc{} && end == port.data() + port.size()) return;
+  const auto number = wholeNumber<decltype(config.port)>(port);
+  if (number && isIPv4Address(config.host)) {
+    config.port = *number;
+    return;
+  }
   throw InputError(
       fmt::format("--listen '{}' is not an IPv4 address with a port; write HOST:PORT, such as 127.0.0.1:{}.",
                   escapedForTerminal(text), HubConfig::defaultPort));
@@ -108,7 +109,7 @@ void warnOfOpenDoors(const HubConfig& config, const HubTokens& tokens) {
   writeStandardError(
       fmt::format("{0}\n!!\n!!  WARNING: this hub listens on {1} and has no administrator's token.\n!!\n"
                   "!!  Everybody who reaches it can see the fleet, remove hosts, and change the\n"
-                  "!!  policies that decide what is deleted on them. Stop it and give it tokens:\n!!\n"
+                  "!!  policies that decide what is deleted on them. Stop it and set tokens:\n!!\n"
                   "!!      --admin-token-file FILE --agent-token-file FILE\n!!\n"
                   "!!  or let it listen on 127.0.0.1 only.\n!!\n{0}\n",
                   line, escapedForTerminal(config.host)));

@@ -146,7 +146,7 @@ int addFile(const RuleChangeOptions& options, const Program& program, const Tidr
 }
 
 int removeFileOf(const RuleChangeOptions& options, const Program& program, const TidraPathResolver& resolver) {
-  const std::string path = AddedRules::meant(options.text, addedRulesFolder(resolver));
+  const std::string path = AddedRules::find(options.text, addedRulesFolder(resolver));
   const std::string shown = escapedForTerminal(resolver.displayPath(path));
   if (program.options.dryRun) {
     writeOut(fmt::format("{} would be removed.\n", shown));

@@ -6,21 +6,17 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <climits>
 
 #include "core/base/text.h"
+#include "core/base/whole_number.h"
 #include "core/platform/file_descriptor.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
 
-std::optional<std::int64_t> ProcessFiles::number(std::string_view text) {
-  std::int64_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc{} && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
-}
+std::optional<std::int64_t> ProcessFiles::number(std::string_view text) { return wholeNumber(text); }
 
 std::map<std::string, std::string, std::less<>> ProcessFiles::boundSockets() {
   std::map<std::string, std::string, std::less<>> sockets;

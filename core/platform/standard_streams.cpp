@@ -7,13 +7,13 @@
 
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "core/base/errors.h"
+#include "core/base/whole_number.h"
 #include "core/platform/file_descriptor.h"
 #include "core/platform/files.h"
 #include "core/platform/folder_entries.h"
@@ -23,10 +23,8 @@ namespace tidra {
 namespace {
 
 std::optional<int> numberOf(std::string_view text) {
-  int number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc{} || end != text.data() + text.size() || number < 0) return std::nullopt;
-  return number;
+  const auto number = wholeNumber<int>(text);
+  return number && *number >= 0 ? number : std::nullopt;
 }
 
 bool isFolderOfDescriptors(const std::string& realFolder) {

@@ -83,7 +83,7 @@ std::string AddedRules::add(const std::string& file, const std::string& folder, 
   return copy;
 }
 
-std::string AddedRules::meant(const std::string& text, const std::string& folder) {
+std::string AddedRules::find(const std::string& text, const std::string& folder) {
   const auto files = in(folder);
   for (const AddedRules& added : files) {
     const auto name = lastPathComponent(added.path);

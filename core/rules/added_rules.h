@@ -23,9 +23,9 @@ struct AddedRules {
   /// path of the copy. Throws InputError for an unusable file and if the name is taken, std::system_error.
   static std::string add(const std::string& file, const std::string& folder, bool isDry);
 
-  /// Returns the file that a text means: its name, with or without ".json", or the id of the only rule in it. Throws
+  /// Returns the path of the file with this name, with or without ".json", or with this id as its only rule. Throws
   /// InputError if there is none, or if the file has further rules.
-  static std::string meant(const std::string& text, const std::string& folder);
+  static std::string find(const std::string& text, const std::string& folder);
 };
 
 }  // namespace tidra

@@ -57,6 +57,9 @@ class AuditLog {
   /// is not regular, not readable, not writable, writable for other users, or does not end in a record.
   explicit AuditLog(std::string url);
 
+  /// Throws as the constructor does.
+  static void requireUsable(const std::string& url) { static_cast<void>(AuditLog(url)); }
+
   /// Writes the next record and returns it as written. A missing file is created, mode 0600. Strong guarantee: after an
   /// exception the log is unchanged and the next record has the same `seq`. Throws what `build` throws, InputError for
   /// an unusable file, std::system_error when writing fails. A `message` is truncated to fit `mostLineBytes`; throws
@@ -79,6 +82,12 @@ class AuditLog {
   /// caches the rest; it is checked against the log and rebuilt when it does not fit. Throws InputError that names the
   /// first line that is no record.
   [[nodiscard]] AuditTotals totals() const;
+
+  /// Throws InputError as totals() does.
+  void requireSound() const { static_cast<void>(totals()); }
+
+  /// Extends the checkpoint to the last record, so that a later run notices its loss. Throws as totals() does.
+  void saveCheckpoint() const { static_cast<void>(totals()); }
 
   /// A sentence when the checkpoint covers records that the log lacks: the log was truncated, rewritten or replaced.
   /// Call before totals(), which rebuilds the checkpoint.

@@ -41,7 +41,7 @@ class Run {
     const auto own = ResolvedPolicy::make(runner_.policy, runner_.host);
     // Validate the log before taking the lock, for a clear error; reopen it afterwards, because the previous holder
     // appended.
-    static_cast<void>(AuditLog(own.auditPath));
+    AuditLog::requireUsable(own.auditPath);
     RunLock lock(own.lockPath);
     acquire(lock);
     AuditLog log(own.auditPath);
@@ -55,7 +55,7 @@ class Run {
                                      .clock = runner_.clock});
     try {
       reportEarlierRuns(resolved, log, recorder);
-      steps(resolved, log, recorder);
+      runSteps(resolved, log, recorder);
     } catch (const std::exception& failure) {
       recordFailure(recorder, failure);
       throw;
@@ -109,7 +109,7 @@ class Run {
   }
 
   /// Call after the policy is recorded. A failure to store it is only a warning: the run goes on.
-  void keepPolicy(const ResolvedPolicy& resolved) const {
+  void storePolicy(const ResolvedPolicy& resolved) const {
     if (effective_.isChanged) say("policy changed: " + effective_.origin);
     if (!effective_.next) return;
     try {
@@ -138,16 +138,17 @@ class Run {
 
   /// Records broken runs and tampering found in the log.
   void reportEarlierRuns(const ResolvedPolicy& resolved, const AuditLog& log, const RunRecorder& recorder) const {
-    const auto report = [&](const std::string& message) {
+    const auto noteAndRecord = [&](const std::string& message) {
       warn(message);
       recorder.error(message);
     };
     const auto broken = BrokenRun::find(log);
-    if (const auto missing = log.recordsMissing()) report(*missing);
+    if (const auto missing = log.recordsMissing()) noteAndRecord(*missing);
     if (!broken) return;
-    report(broken->description());
+    noteAndRecord(broken->description());
     for (const auto& entry : broken->unrecorded(log.url(), quarantined(resolved))) {
-      const auto message = fmt::format("is in quarantine since the time of run {}, without a record of it", broken->id);
+      const auto message =
+          fmt::format("has been in quarantine since run {}, but the log has no record of it", broken->id);
       warn(fmt::format("{} {}", entry.manifest.originalPath, message));
       recorder.foundUnrecorded(entry, message);
     }
@@ -163,11 +164,11 @@ class Run {
     }
   }
 
-  void steps(const ResolvedPolicy& resolved, AuditLog& log, const RunRecorder& recorder) {
-    static_cast<void>(log.totals());  // throws for a damaged log, before anything is removed
+  void runSteps(const ResolvedPolicy& resolved, AuditLog& log, const RunRecorder& recorder) {
+    log.requireSound();  // before anything is removed
     recorder.started(effective_.origin, effective_.isChanged);
     say(fmt::format("run {} started, policy {}{}", result_.runID, policy().name, result_.dryRun ? ", dry run" : ""));
-    keepPolicy(resolved);
+    storePolicy(resolved);
     for (const std::string& note : resolved.notes) warn(note);
     if (resolved.roots.empty() && (!policy().scan.categories || policy().scan.categories->empty()))
       throw FleetRunError::noRoots();
@@ -180,8 +181,9 @@ class Run {
     result_.interrupted = isCancelled() || result_.report.partial;
     const auto snapshot = publish(resolved, log);
     finish(recorder);
-    if (snapshot) report(*snapshot, log, recorder);
-    static_cast<void>(log.totals());  // advances the checkpoint to the last record, whose loss would else go unseen
+    if (snapshot) prepareReport(*snapshot, log);
+    if (hub_ && result_.hostReport) deliver(log, recorder);
+    log.saveCheckpoint();
   }
 
   void scan(const ResolvedPolicy& resolved, const RunRecorder& recorder) {
@@ -333,13 +335,15 @@ class Run {
   }
 
   /// The report carries the log's head after `runFinished`; this run's `hubReported` record follows it.
-  void report(const FleetMetricsSnapshot& snapshot, const AuditLog& log, const RunRecorder& recorder) {
+  void prepareReport(const FleetMetricsSnapshot& snapshot, const AuditLog& log) {
     result_.hostReport = makeHostReport(result_, snapshot,
                                         {.hub = runner_.policy.hub,
                                          .intervalSeconds = runner_.intervalSeconds,
                                          .auditSeq = log.seq(),
                                          .auditHeadHash = log.lastHash()});
-    if (!hub_) return;
+  }
+
+  void deliver(const AuditLog& log, const RunRecorder& recorder) {
     auto delivery = deliverReport(*hub_, *result_.hostReport, UnsentReports::pathFor(log.url()));
     for (const std::string& warning : delivery.warnings) warn(warning);
     if (delivery.earlier > 0)

@@ -4,13 +4,13 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <chrono>
 #include <optional>
 #include <thread>
 
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "core/base/whole_number.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/open_file.h"
 #include "core/platform/path_text.h"
@@ -26,10 +26,7 @@ std::optional<std::int32_t> parsePid(std::string_view text) {
     text.remove_prefix(1);
     if (text.starts_with('-')) return std::nullopt;
   }
-  std::int32_t pid = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), pid);
-  if (text.empty() || error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
-  return pid;
+  return wholeNumber<std::int32_t>(text);
 }
 
 /// The content of an open lock file.

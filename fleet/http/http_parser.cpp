@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/base/text.h"
+#include "core/base/whole_number.h"
 #include "fleet/http/http_client.h"
 #include "fleet/http/url.h"
 
@@ -167,10 +168,7 @@ std::map<std::string, std::string> queryPairs(std::string_view query) {
 
 std::optional<int> statusCodeOf(std::string_view text) {
   if (text.starts_with('+')) text.remove_prefix(text.starts_with("+-") ? 0 : 1);
-  int value = 0;
-  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (failure != std::errc{} || end != text.data() + text.size()) return std::nullopt;
-  return value;
+  return wholeNumber<int>(text);
 }
 
 HTTPClientResponse parseResponse(std::string_view bytes) {

@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "core/base/text.h"
+#include "core/base/whole_number.h"
 
 namespace tidra {
 namespace {
@@ -41,10 +42,8 @@ bool isHostName(std::string_view host) {
 }
 
 std::optional<std::uint16_t> portOf(std::string_view text) {
-  std::uint16_t port = 0;
-  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), port);
-  if (failure != std::errc{} || end != text.data() + text.size() || port == 0) return std::nullopt;
-  return port;
+  const auto port = wholeNumber<std::uint16_t>(text);
+  return port && *port != 0 ? port : std::nullopt;
 }
 
 /// Parses "host", "host:port", "host:" or the same with "[address]" into `url`; false for anything else.

@@ -55,8 +55,9 @@ struct HubHostPage {
 };
 
 /// Thread-safe: one mutex is held during each change, including the file write; reports that arrive meanwhile are
-/// committed as a group. Write-ahead: the disk is updated before memory, so a failure, std::system_error, leaves a host
-/// unchanged. Only its event may be missing: a change is not undone when the log cannot be written.
+/// committed as a group. Write-ahead: the disk is updated before memory. A failure, std::system_error, leaves memory
+/// unchanged; if only flushing the folder failed, a restart may read the new file, or find none. The event may be
+/// missing: a change is not undone when the log cannot be written.
 class HubStore {
  public:
   /// Called with warnings that do not concern the caller. Runs with the store locked: it must not call the store.

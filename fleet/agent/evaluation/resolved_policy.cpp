@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <charconv>
 #include <utility>
 
 #include "core/base/text.h"
+#include "core/base/whole_number.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/exclusion_entry.h"
@@ -42,10 +42,9 @@ std::vector<std::string> resolvedAll(const std::string& key, const std::vector<s
 std::optional<ListenAddress> parsedAddress(std::string_view text) {
   const auto colon = text.rfind(':');
   if (colon == std::string_view::npos) return std::nullopt;
-  const std::string_view digits = text.substr(colon + 1);
-  ListenAddress address{std::string(text.substr(0, colon)), 0};
-  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), address.port);
-  if (error != std::errc{} || end != digits.data() + digits.size()) return std::nullopt;
+  const auto port = wholeNumber<std::uint16_t>(text.substr(colon + 1));
+  if (!port) return std::nullopt;
+  ListenAddress address{std::string(text.substr(0, colon)), *port};
   if (address.host.empty()) address.host = "0.0.0.0";
   return address;
 }

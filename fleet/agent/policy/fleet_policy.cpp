@@ -3,12 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 
 #include "core/base/byte_units.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "core/base/whole_number.h"
 #include "core/model/ecosystems.h"
 #include "core/model/system_scan_categories.h"
 #include "core/platform/directory_reader.h"
@@ -36,11 +36,7 @@ bool isUrlCharacter(char c) {
   return c > ' ' && c < '\x7f' && forbidden.find(c) == std::string_view::npos;
 }
 
-bool isPort(std::string_view text) {
-  std::uint16_t port = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-  return text.empty() || (error == std::errc{} && end == text.data() + text.size());
-}
+bool isPort(std::string_view text) { return text.empty() || wholeNumber<std::uint16_t>(text); }
 
 /// "host", "host:port" or "[address]:port", after an optional user.
 bool hasHost(std::string_view authority) {

@@ -90,9 +90,9 @@ TEST(AddedRules, AreAddedOnceAndRemovedByNameOrOnlyRule) {
   EXPECT_THAT(messageOf<InputError>([&] { AddedRules::add(file, folder, false); }), HasSubstr("was added before"));
   EXPECT_THROW(AddedRules::add(tree.writeFile("bad.json", "{"), folder, false), InputError);
   for (const char* text : {"mine", "mine.json", "quarry"})
-    EXPECT_EQ(AddedRules::meant(text, folder), folder + "/mine.json");
-  EXPECT_THAT(messageOf<InputError>([&] { AddedRules::meant("x", folder); }), HasSubstr("one of 2 in"));
-  EXPECT_THROW(AddedRules::meant("node_modules", folder), InputError);
+    EXPECT_EQ(AddedRules::find(text, folder), folder + "/mine.json");
+  EXPECT_THAT(messageOf<InputError>([&] { AddedRules::find("x", folder); }), HasSubstr("one of 2 in"));
+  EXPECT_THROW(AddedRules::find("node_modules", folder), InputError);
 }
 
 }  // namespace

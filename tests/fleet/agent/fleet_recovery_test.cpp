@@ -1,4 +1,4 @@
-// What keeps a run from beginning, what it may not do without a record, and what it finishes or tells of earlier runs.
+// What keeps a run from starting, what it must not do without a record, and how it finishes or reports earlier runs.
 #include <fmt/format.h>
 
 #include <fstream>
@@ -103,7 +103,7 @@ TEST_F(FleetRuns, ARunThatDiedShowsInTheNext) {
   EXPECT_THAT(errorsOf(run()), IsEmpty());
 }
 
-TEST_F(FleetRuns, WhatARunMovedBeforeItDiedIsToldByTheNext) {
+TEST_F(FleetRuns, WhatARunMovedBeforeItDiedIsReportedByTheNext) {
   makeProjects({"a"});
   run();
   // Another item was moved before the run was killed.
@@ -115,14 +115,15 @@ TEST_F(FleetRuns, WhatARunMovedBeforeItDiedIsToldByTheNext) {
   // The next run was killed too, before it recorded the item.
   append("DIED TOO", Event::error, now_ + std::chrono::seconds(5));
   const auto next = run();
-  EXPECT_THAT(errorsOf(next), ElementsAre(StartsWith("run DIED TOO did not"), HasSubstr("is in quarantine since")));
+  EXPECT_THAT(errorsOf(next),
+              ElementsAre(StartsWith("run DIED TOO did not"), HasSubstr("in quarantine since run DIED")));
   const auto records = recordsOf(next);
   EXPECT_EQ(records.at(1).path, path);
   EXPECT_EQ(records.at(1).destination, moved.url);
   EXPECT_TRUE(AuditLog(auditPath()).verify().ok);
 }
 
-TEST_F(FleetRuns, ALogThatLostRecordsIsToldOnce) {
+TEST_F(FleetRuns, ALogThatLostRecordsIsReportedOnce) {
   makeProjects({"a"});
   run();
   run();
@@ -133,7 +134,7 @@ TEST_F(FleetRuns, ALogThatLostRecordsIsToldOnce) {
   EXPECT_THAT(errorsOf(run()), IsEmpty());
 }
 
-TEST_F(FleetRuns, ADeletionThatWasCutShortIsFinishedWhateverThePolicySelects) {
+TEST_F(FleetRuns, ADeletionThatWasCutShortIsFinishedUnderAnySelection) {
   makeProjects({"a"});
   policy_.autoClean.minBytes = 2 * megabyte;
   policy_.autoClean.requireKnownIdle = true;
