@@ -29,7 +29,7 @@ void noteSettings(const UserSettings& settings, const TidraPathResolver& resolve
     changed.push_back(fmt::format("{} is {}", setting.key, escapedForTerminal(setting.text(settings, resolver))));
   }
   if (changed.empty()) return;
-  writeNote(fmt::format("By tidra config {}; --no-config goes without.", joined(changed, ", ")));
+  writeNote(fmt::format("Settings from tidra config: {}; --no-config ignores them.", joined(changed, ", ")));
 }
 
 }  // namespace

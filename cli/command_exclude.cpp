@@ -39,7 +39,7 @@ int list(const ExcludeOptions& options, const Program& program) {
 }
 
 TypedExclusion typedRow(const ExcludeOptions& options, const TidraPathResolver& resolver) {
-  if (options.text.empty()) throw InputError("An empty text cannot be excluded; give a folder or a pattern.");
+  if (options.text.empty()) throw InputError("An empty text cannot be excluded; name a folder or a pattern.");
   return typedExclusion(options.text, resolver);
 }
 

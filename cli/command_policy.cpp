@@ -60,7 +60,7 @@ TidraPathResolver resolverForCheck(const PolicyOptions& options, const Program& 
   const auto home = program.environment.find("HOME");
   const bool isNamed = options.home || (home != program.environment.end() && !home->second.empty());
   if (isNamed || TidraHost::homeFolder()) return makeResolver(options.home, program.environment);
-  writeNote("The home folder is unknown, so ~ counts as / here; set HOME or give --home.");
+  writeNote("The home folder is unknown, so ~ counts as / here; set HOME or use --home.");
   return {"/", program.environment};
 }
 

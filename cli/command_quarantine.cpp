@@ -138,7 +138,7 @@ QuarantineEntries chosen(const QuarantineOptions& options, QuarantineEntries ent
 
 void requireNamesOrAll(const QuarantineOptions& options) {
   if (options.all == !options.names.empty()) {
-    throw InputError(options.all ? "Give either entries or --all." : "Name the entries, or give --all.");
+    throw InputError(options.all ? "Name entries or use --all, not both." : "Name the entries, or use --all.");
   }
 }
 
@@ -224,7 +224,7 @@ void writePurgedTotal(const QuarantineEntries& purged, bool dry) {
 }
 
 int purge(const QuarantineOptions& options, const Program& program) {
-  if (options.all && !options.names.empty()) throw InputError("Give either entries or --all.");
+  if (options.all && !options.names.empty()) throw InputError("Name entries or use --all, not both.");
   if (options.olderThan && (options.all || !options.names.empty())) {
     throw InputError("--older-than chooses the entries; leave out their names and --all.");
   }

@@ -17,10 +17,11 @@ bool confirmed(const Confirmation& confirmation, const Program& program) {
   const bool typed = !confirmation.typedAnswer.empty();
   if (program.options.assumeYes && !typed) return true;
   if (::isatty(STDIN_FILENO) != 1) {
-    throw InputError(typed ? "What cannot be made again is only removed when that is confirmed in a terminal; --yes is "
-                             "not enough. Nothing was removed."
-                           : "There is no terminal to ask; give --yes to go on without, or --dry-run to look. Nothing "
-                             "was removed.");
+    throw InputError(
+        typed ? "What cannot be made again is only removed when that is confirmed in a terminal; --yes is "
+                "not enough. Nothing was removed."
+              : "There is no terminal to ask; use --yes to go on without a question, or --dry-run to look. Nothing "
+                "was removed.");
   }
   const BlockingWait wait("\nnote: Interrupted; nothing was changed.\n");
   // BlockingWait ends the program on later signals; this handles an earlier one.

@@ -29,7 +29,7 @@ std::string tokenOfFile(const std::string& path) {
 }
 
 std::optional<std::string> chosenToken(const HubAccessOptions& options, const Program& program) {
-  if (options.token && options.tokenFile) throw InputError("Give either --token or --token-file.");
+  if (options.token && options.tokenFile) throw InputError("Use either --token or --token-file.");
   if (options.tokenFile) {
     return tokenOfFile(absolutePath(*options.tokenFile, program.environment));
   }
@@ -59,7 +59,7 @@ void addHubAccessOptions(CLI::App& command, HubAccessOptions& options) {
 
 HubClient makeHubClient(const HubAccessOptions& options, const Program& program) {
   const auto url = options.url ? options.url : variable(program, "TIDRA_HUB_URL");
-  if (!url) throw InputError("No hub is named; give --url, or set TIDRA_HUB_URL.");
+  if (!url) throw InputError("No hub is named; use --url, or set TIDRA_HUB_URL.");
   if (!HTTPURL::parse(*url)) {
     const std::string open = urlWithoutUser(*url);  // never print a password
     throw InputError(fmt::format("'{}' is not an http(s) URL; write it as http://HOST:PORT{}.",
@@ -85,7 +85,7 @@ void throwMeaningOf(const HubClient::HubClientError& failure, const std::string&
   const std::string message = escapedForTerminal(messageOf(failure));
   if (failure.status() == unauthorized) {
     throw InputError(
-        fmt::format("The hub requires another token ({}); give one with --token-file or TIDRA_HUB_TOKEN.", message));
+        fmt::format("The hub requires another token ({}); name one with --token-file or TIDRA_HUB_TOKEN.", message));
   }
   if (failure.status() == notFound && !missing.empty()) throw InputError(missing);
   if (failure.status() >= badRequest && failure.status() < serverFailure) {

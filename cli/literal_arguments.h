@@ -11,9 +11,8 @@ class App;
 
 namespace tidra {
 
-/// What follows "--" is operands, never options; but the parser ends a subcommand there and reads the rest as options
-/// of the program. It also takes "[a,b]" for a list. Therefore it sees a marker in the place of such a word, which is
-/// put back in the value that the marker became.
+/// Protects words from CLI11, which treats words after "--" as options of the program and reads "[a,b]" as a list.
+/// Each such word is replaced by a marker before parsing and put back in the parsed values.
 class LiteralArguments {
  public:
   LiteralArguments(int argc, const char* const* argv);

@@ -96,7 +96,7 @@ void checkCommand(const CLI::App& command, const std::string& name) {
 void checkOptionPairs(const CLI::App& app) { checkCommand(app, ""); }
 
 std::string missingNeed(std::string_view option, std::string_view needed) {
-  return fmt::format("{} means nothing without {}; add that or leave {} out.", option, needed, option);
+  return fmt::format("{0} needs {1}; add it, or leave {0} out.", option, needed);
 }
 
 }  // namespace tidra

@@ -13,7 +13,7 @@ namespace tidra {
 /// Throws InputError for the first pair on the command line that the table refuses; the sentence names both options.
 void checkOptionPairs(const CLI::App& app);
 
-/// The sentence for a need that only the command can check; `needed` completes "means nothing without".
+/// The sentence for a need that only the command can check; `needed` completes "needs".
 std::string missingNeed(std::string_view option, std::string_view needed);
 
 }  // namespace tidra

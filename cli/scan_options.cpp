@@ -134,7 +134,7 @@ std::string defaultRoot(const ScanOptions& options, const TidraPathResolver& res
     return checkedRoot(root.path, resolver);
   } catch (const InputError& error) {
     if (settings.defaultScanLocation == TidraScanDefaultLocation::home) throw;
-    throw InputError(fmt::format("{} tidra config set location changes what is scanned without a name.", error.what()));
+    throw InputError(fmt::format("{} Change the default folder with tidra config set location.", error.what()));
   }
 }
 
@@ -142,7 +142,7 @@ std::string defaultRoot(const ScanOptions& options, const TidraPathResolver& res
 std::optional<std::string> unknownVariableNote(const std::string& text, const TidraPathResolver& resolver) {
   const auto name = unknownVariable(text, resolver);
   if (!name || (looksLikePath(text) && pathFacts(excludedPath(text, resolver)))) return std::nullopt;
-  return fmt::format("The exclusion '{}' names the variable {}, which is not set or empty, so it counts as it stands.",
+  return fmt::format("The exclusion '{}' names the variable {}, which is not set or empty, so it is taken literally.",
                      escapedForTerminal(text), escapedForTerminal(*name));
 }
 
@@ -150,7 +150,7 @@ TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const Tidr
   std::vector<ExclusionEntry> entries;
   const auto use = std::make_shared<ExclusionUse>();
   for (const std::string& text : listedPaths(options.exclude, resolver)) {
-    if (text.empty()) throw InputError("An empty text cannot be excluded; give --exclude a folder or a pattern.");
+    if (text.empty()) throw InputError("An empty text cannot be excluded; name a folder or a pattern after --exclude.");
     const TypedExclusion typed = typedExclusion(text, resolver);
     const auto note = noteOn(typed, resolver);
     if (note) writeNote(*note);
@@ -177,7 +177,7 @@ void applyUserState(ScanRequest& request) {
     exclusions.globPatterns.insert(exclusions.globPatterns.end(), kept.globPatterns.begin(), kept.globPatterns.end());
   } catch (const PreferencesError& error) {
     // Also with --quiet.
-    writeLoudNote(fmt::format("{} Exclusions that are kept there do not count.", shown(error.what())));
+    writeLoudNote(fmt::format("{} The exclusions stored there are ignored.", shown(error.what())));
   }
 }
 
@@ -187,7 +187,8 @@ void requireKnownExclusions(const std::optional<std::string>& home, const Enviro
   try {
     UserState(makeResolver(home, environment)).exclusions.requireComplete();
   } catch (const PreferencesError& error) {
-    throw PreferencesError(fmt::format("{} Nothing is removed until they are repaired or moved away.", error.what()));
+    throw PreferencesError(
+        fmt::format("{} Nothing is removed until the stored exclusions are repaired or moved away.", error.what()));
   }
 }
 
@@ -202,7 +203,8 @@ std::optional<std::string> noteOn(const TypedExclusion& typed, const TidraPathRe
   if (auto note = unknownVariableNote(typed.text, resolver)) return note;
   const bool isName = typed.kind == ExclusionRowKind::pattern && typed.text.find('/') == std::string::npos;
   if (typed.note || !isName || !isGlob(typed.text)) return typed.note;
-  return fmt::format("'{0}' keeps nothing inside an artefact; '*/{0}' keeps that too.", escapedForTerminal(typed.text));
+  return fmt::format("'{0}' matches names only, so it protects nothing inside an artefact; '*/{0}' does.",
+                     escapedForTerminal(typed.text));
 }
 
 void addJsonLinesOption(CLI::App& command, ScanOptions& options) {
@@ -210,18 +212,18 @@ void addJsonLinesOption(CLI::App& command, ScanOptions& options) {
 }
 
 void addRuleOptions(CLI::App& command, ScanOptions& options) {
-  addPathList(command, "--exclude", options.exclude, "PATTERN", "Keep out a folder or a pattern, e.g. '*/vendor/*'");
+  addPathList(command, "--exclude", options.exclude, "PATTERN", "Exclude a folder or a pattern, e.g. '*/vendor/*'");
   addPathList(command, "--rules", options.rulesFiles, "FILE", "Overlay the built-in rules with those of a file");
   addList(command, "--disable-rule", options.disabledRules, "ID", "Switch rules off by id");
   addPathList(command, "--unskip", options.unskip, "PATH", "Walk a folder that scans skip, e.g. /opt");
-  command.add_flag("--no-config", options.noConfig, "Without the settings of tidra config; exclusions count anyway");
+  command.add_flag("--no-config", options.noConfig, "Ignore the settings of tidra config; exclusions still apply");
   command.add_option("--threads", options.threads, "Workers that read folders; 0 chooses")
       ->type_name("N")
       ->check(CLI::Range(0, 256));
 }
 
 void addSizeOption(CLI::App& command, ScanOptions& options) {
-  command.add_flag("--apparent-size", options.apparentSize, "Show the sizes of files instead of what removing frees");
+  command.add_flag("--apparent-size", options.apparentSize, "Show logical sizes instead of what removing frees");
 }
 
 void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& listed) {
@@ -234,7 +236,7 @@ void addScanOptions(CLI::App& command, ScanOptions& options, const std::string& 
   command.add_flag("--no-system", options.noSystem, "Leave out what lies outside projects");
   command.add_flag("--no-projects", options.noProjects, "Leave out projects");
   addList(command, "--category", options.categories, "KEY",
-          "Outside projects only these categories, e.g. docker; without ROOT nothing else");
+          "Only these categories outside projects, e.g. docker; without ROOT, no projects");
   addList(command, "--ecosystem", options.ecosystems, "TAG", "Only these ecosystems, e.g. npm,rust");
   addRuleOptions(command, options);
   addList(command, "--tier", options.tiers, "TIER", "Only these tiers: safe, caution, warning");
@@ -258,8 +260,9 @@ void checkOutput(const ScanOptions& options) {
     throw InputError(fmt::format("'{}' given with --output is not open for writing; name a file.", shown));
   }
   const std::string path = joinedPath(options.output->starts_with('/') ? "/" : currentFolder(), *options.output);
-  if (!openDirectory(parentPath(path))) {
-    throw InputError(fmt::format("'{}' given with --output is in no folder that can be opened.", shown));
+  if (const auto folder = openDirectory(parentPath(path)); !folder) {
+    throw InputError(fmt::format("The folder of '{}', given with --output, cannot be opened: {}.", shown,
+                                 folder.failure().message()));
   }
   const auto present = followedFacts(path);
   if (!present && pathFacts(path)) {
@@ -280,12 +283,12 @@ TidraPathResolver makeResolver(const std::optional<std::string>& given, const En
   std::string home = given.value_or("");
   if (const auto variable = environment.find("HOME"); !given && variable != environment.end()) home = variable->second;
   if (!given && !home.empty() && !home.starts_with('/')) {
-    throw InputError(fmt::format("'{}' that HOME names is not an absolute path; set HOME to one, or give --home.",
+    throw InputError(fmt::format("'{}' that HOME names is not an absolute path; set HOME to one, or use --home.",
                                  escapedForTerminal(home)));
   }
   if (given && home.empty()) throw InputError("An empty text given with --home is not a folder; name one.");
   if (home.empty()) home = TidraHost::homeFolder().value_or("");
-  if (home.empty()) throw InputError("The home folder is unknown; set HOME or give --home.");
+  if (home.empty()) throw InputError("The home folder is unknown; set HOME or use --home.");
   if (!home.starts_with('/')) home = joinedPath(currentFolder(), home);
   if (given && !openDirectory(home)) {
     throw InputError(

@@ -70,14 +70,14 @@ TimePoint currentTime();
 /// which must not mean the current folder.
 std::string absolutePath(const std::string& given, const TidraPathResolver& resolver);
 
-/// The same, for commands that need the home folder for nothing else: one that is unknown matters only for "~".
+/// The same for commands that need the home folder only to expand "~".
 std::string absolutePath(const std::string& given, const Environment& environment);
 
 /// Parses an exclusion, relative to the current folder.
 TypedExclusion typedExclusion(const std::string& given, const TidraPathResolver& resolver);
 
-/// Returns the sentence about an exclusion that may not do what was meant: it names an unset variable, matches nothing
-/// yet, is unexpectedly a pattern, or matches names only and so keeps nothing inside an artefact. nullopt for others.
+/// Returns a warning about an exclusion that may not match what was meant (unset variable, no match yet, taken as a
+/// pattern, names only); nullopt otherwise.
 std::optional<std::string> noteOn(const TypedExclusion& typed, const TidraPathResolver& resolver);
 
 /// Scans with a live line and writes notes to standard error. The request's own onProgress is called too. Requires a

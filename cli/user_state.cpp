@@ -35,7 +35,7 @@ void UserState::requireHome() const {
   if (isInHome && isHomeOfAnother(resolver_)) {
     throw PreferencesError(
         fmt::format("The home folder {} belongs to another user, so nothing was kept there for the next time; run "
-                    "tidra as that user, or give --home.",
+                    "tidra as that user, or use --home.",
                     resolver_.home));
   }
 }

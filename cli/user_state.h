@@ -1,4 +1,4 @@
-// State shared with the desktop application.
+// The user's settings, exclusions and last scan.
 #pragma once
 
 #include <memory>

@@ -116,8 +116,8 @@ std::string volumeName(const HeldFolder& folder) {
 DisposalError otherVolume(const HeldEntry& entry, const std::string& storePath, const HeldFolder& onItsVolume,
                           std::string_view wayOut) {
   return DisposalError(
-      fmt::format("it lies on the volume at {} but {} on the volume at {}, and Tidra does not copy from one volume to "
-                  "another behind your back; {}",
+      fmt::format("it lies on the volume at {} but {} on the volume at {}, and Tidra does not copy between "
+                  "volumes; {}",
                   escapedForTerminal(volumeName(entry.folder)), escapedForTerminal(storePath),
                   escapedForTerminal(volumeName(onItsVolume)), wayOut));
 }

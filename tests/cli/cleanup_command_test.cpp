@@ -44,7 +44,7 @@ TEST_F(CliCleanup, NothingHappensWithoutAnAnswer) {
   const auto before = tree().snapshot();
   const ProgramRun silent = clean({});
   EXPECT_EQ(silent.status, 2);
-  EXPECT_THAT(silent.err, HasSubstr("There is no terminal to ask; give --yes"));
+  EXPECT_THAT(silent.err, HasSubstr("There is no terminal to ask; use --yes"));
   EXPECT_EQ(clean({"--json"}).status, 2) << "a document is no consent";
   for (const char* answer : {"n", "", "yess", "no"}) {
     const ProgramRun refused = clean({}, typing(answer));
@@ -75,7 +75,7 @@ TEST_F(CliCleanup, WhatStaysBecauseItsTierWasRaisedIsNoted) {
   }
 }
 
-TEST_F(CliCleanup, EveryMethodTakesTheSafeTierAndTellsWhatWentWhere) {
+TEST_F(CliCleanup, EveryMethodTakesTheSafeTierAndNamesWhatWentWhere) {
   EXPECT_THAT(clean({"code/tool"}, typing("y")).out, HasSubstr("1 item moved to the trash"));
   EXPECT_TRUE(exists(".local/share/Trash/files/target"));
   const auto outcome = outcomeOf(clean({"--yes", "--json", "--method", "quarantine", "code/web"}));
@@ -122,7 +122,7 @@ TEST_F(CliCleanup, PlansThatMakeNoSenseChangeNothing) {
   const std::string path = tree().path("code/web/node_modules");
   struct Case {
     std::string text;
-    std::string told;
+    std::string message;
   };
   auto doubled = parseJson(planText(), "it");
   doubled["items"].push_back(doubled["items"][0]);
@@ -153,9 +153,9 @@ TEST_F(CliCleanup, PlansThatMakeNoSenseChangeNothing) {
   const auto before = snapshotOf(tree().path("code"));
   for (const Case& c : cases) {
     const ProgramRun ran = apply(c.text);
-    EXPECT_EQ(ran.status, 2) << c.told;
-    EXPECT_EQ(ran.out, "") << c.told;
-    EXPECT_THAT(linesOf(ran.err), ElementsAre(AllOf(StartsWith("tidra: Plan '"), HasSubstr(c.told))));
+    EXPECT_EQ(ran.status, 2) << c.message;
+    EXPECT_EQ(ran.out, "") << c.message;
+    EXPECT_THAT(linesOf(ran.err), ElementsAre(AllOf(StartsWith("tidra: Plan '"), HasSubstr(c.message))));
   }
   EXPECT_EQ(run({"apply", tree().path("missing.json"), "--yes"}).status, 2);
   for (const char* noFile : {"/dev/zero", "/dev/stdin"}) {
@@ -193,7 +193,7 @@ TEST_F(CliCleanup, AFailingItemIsNamedAndTheRestGoes) {
   EXPECT_THAT(outcomeOf(home).failures.at(0).message, HasSubstr("is protected"));
 }
 
-TEST_F(CliCleanup, WhatIsKeptIsToldInANoteAndListed) {
+TEST_F(CliCleanup, WhatIsKeptIsNotedAndListed) {
   tree().writeFile("code/web/.tidra-keep");
   const ProgramRun ran = clean({"--yes", "--method", "delete", "code/web"});
   EXPECT_EQ(ran.out, "Nothing to remove.\n");
@@ -223,7 +223,7 @@ TEST_F(CliCleanup, AnInterruptedPurgeLeavesTheRestInQuarantine) {
   EXPECT_EQ(run({"quarantine", "list"}).out, "Nothing is in quarantine.\n");
 }
 
-TEST_F(CliCleanup, AnEntryThatCannotBePurgedIsToldOnce) {
+TEST_F(CliCleanup, AnEntryThatCannotBePurgedIsNamedOnce) {
   const std::string entry = ".tidra/quarantine/20200101T000000-e";
   tree().makeFolder(entry);
   writeManifest(entry);
@@ -243,7 +243,7 @@ TEST_F(CliCleanup, AnEmptyQuarantineIsSaidToBeEmpty) {
   }
 }
 
-TEST_F(CliCleanup, ADryPurgeTellsWhatEarlierRemovalsLeft) {
+TEST_F(CliCleanup, ADryPurgeNamesWhatEarlierRemovalsLeft) {
   writeManifest(".tidra/quarantine/20200101T000000-gone");
   const std::string manifest = ".tidra/quarantine/20200101T000000-gone.tidra.json";
   EXPECT_THAT(run({"quarantine", "purge", "--dry-run"}).err, HasSubstr("would be cleared away"));

@@ -86,7 +86,7 @@ TEST_F(HubRemoteCommand, AsksForALargeFleetInPages) {
 
 TEST_F(HubRemoteCommand, RemovesOnlyWhatWasAgreedTo) {
   holds(record("b"));
-  EXPECT_THAT(hub({"remove", "b"}), fails(2, HasSubstr("give --yes")));
+  EXPECT_THAT(hub({"remove", "b"}), fails(2, HasSubstr("use --yes")));
   EXPECT_EQ(hub({"remove", "b"}, {.typed = "n\n"}).status, 0);
   EXPECT_THAT(hub({"remove", "b", "--dry-run", "--yes"}).out, HasSubstr("Host 'b' would be removed."));
   EXPECT_EQ(hub({"policy", "rm", "ci", "--dry-run"}).status, 0);
@@ -116,7 +116,7 @@ TEST_F(HubRemoteCommand, StoresPoliciesByteForByteAndOnlyValidOnes) {
   EXPECT_EQ(hub({"policy", "get", "ci"}).out, document);
 }
 
-TEST_F(HubRemoteCommand, TellsWhatIsWrongInOneSentence) {
+TEST_F(HubRemoteCommand, RefusalsAreOneSentence) {
   const auto failure = [&](int status, std::vector<std::string> arguments, Environment environment = {}) {
     const auto ran = hub(std::move(arguments), {.environment = std::move(environment)});
     EXPECT_EQ(ran.status, status) << ran.err;
@@ -125,7 +125,7 @@ TEST_F(HubRemoteCommand, TellsWhatIsWrongInOneSentence) {
   };
   hub_.answer(HTTPResponse::json(401, R"({"error":"admin token required","status":"401"})"));
   EXPECT_EQ(failure(2, {"status"}),
-            "tidra: The hub requires another token (admin token required); give one with "
+            "tidra: The hub requires another token (admin token required); name one with "
             "--token-file or TIDRA_HUB_TOKEN.\n");
   hub_.answer(HTTPResponse::json(404, R"({"error":"unknown host"})"));
   EXPECT_EQ(failure(2, {"remove", "b\n", "--yes"}),

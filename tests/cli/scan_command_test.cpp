@@ -77,7 +77,7 @@ TEST_F(ScanCommand, OptionsChooseWhatIsFound) {
                                               StartsWith("note: The exclusion '$NOPE' names the variable NOPE"),
                                               StartsWith("note: The exclusion '~/$NOPE' names the variable NOPE")));
   EXPECT_EQ(scan({"--exclude", "*.keep,*/*.keep"}).err,
-            "note: '*.keep' keeps nothing inside an artefact; '*/*.keep' keeps that too.\n"
+            "note: '*.keep' matches names only, so it protects nothing inside an artefact; '*/*.keep' does.\n"
             "note: '*/*.keep' given with --exclude kept nothing out of this scan.\n");
   EXPECT_EQ(scan({"--exclude", "~/code/web/dist,~/code/web"}).err, "") << "one lies in the other";
 }
@@ -326,7 +326,7 @@ TEST_F(ScanCommand, AnInterruptShowsWhatWasFoundAndSaysSo) {
   }
 }
 
-TEST_F(ScanCommand, RootsThatGiveNothingAreNoted) {
+TEST_F(ScanCommand, EachRootWithoutFindingsHasANote) {
   const ProgramRun skipped = scan({"~/.cache"});
   EXPECT_EQ(skipped.status, 0);
   EXPECT_THAT(linesOf(skipped.err), ElementsAre(AllOf(StartsWith("note: "), HasSubstr("~/.cache lies in a folder"))));
