@@ -42,7 +42,7 @@ class CliAudit : public CliTest {
   }
 };
 
-TEST_F(CliAudit, VerifyTellsTheVerdict) {
+TEST_F(CliAudit, VerifyPrintsTheVerdict) {
   EXPECT_EQ(run({"audit", "verify"}).out, "OK (5 records)\n");
   EXPECT_EQ(run({"audit", "verify", log()}).status, 0);
   std::string bytes = *readFile(log());
@@ -105,7 +105,7 @@ TEST_F(CliAudit, ShowFiltersAndEscapes) {
   EXPECT_THAT(refused({"audit", "show", tree().root()}), HasSubstr(tree().root() + " is a folder; name a file."));
 }
 
-TEST_F(CliAudit, ShowPassesOverALineThatIsBeingWrittenAndTellsOfDamage) {
+TEST_F(CliAudit, ShowPassesOverALineThatIsBeingWrittenAndNotesDamage) {
   std::ofstream(log(), std::ios::app) << "{\"actor\":\"half";
   EXPECT_THAT(shown({}), ElementsAre(1, 2, 3, 4, 5));
   std::ofstream(log(), std::ios::app) << "\n";

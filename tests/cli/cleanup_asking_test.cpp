@@ -76,7 +76,7 @@ TEST_F(CleanupAsking, AnAgeIsReadFromMoreFilesThanTheDateThatIsShown) {
   EXPECT_THAT(planned({"--older-than", "30d"}), Not(Contains("code/web/node_modules")));
 }
 
-TEST_F(CleanupAsking, AQuarantineThatCannotBeUsedIsToldOnceBeforeAnything) {
+TEST_F(CleanupAsking, AQuarantineThatCannotBeUsedIsRefusedOnceBeforeAnything) {
   tree().writeFile("file");
   tree().symlink("link", tree().makeFolder("else"));
   std::filesystem::permissions(tree().makeFolder("open"), std::filesystem::perms{0755});
@@ -110,7 +110,7 @@ TEST_F(CleanupAsking, RootMakesNothingInTheHomeFolderOfAnotherUser) {
   EXPECT_THAT(clean({"--yes", "--method", "delete", "code/web"}).out, HasSubstr("2 items deleted"));
 }
 
-TEST_F(CleanupAsking, AnItemOfAPlanThatIsGoneIsToldAsThat) {
+TEST_F(CleanupAsking, AnItemOfAPlanThatIsGoneIsNamedAsGone) {
   for (const auto& [path, why] : TextPairs{{tree().path("code/gone/target"), "Path not found"},
                                            {tree().path("code/gone"), "Path not found"},
                                            {"conda:nonsense", "Unknown Conda target"},

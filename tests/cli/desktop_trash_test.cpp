@@ -40,8 +40,8 @@ class DesktopTrash : public CliTest {
       ASSERT_EQ(cleaned.status, 0) << cleaned.err;
       ASSERT_FALSE(pathFacts(place)) << name;
       EXPECT_THAT(printed("trash-list", place), HasSubstr(" " + place + "\n"));
-      const std::string told = printed("echo 0 | trash-restore \"$PLACE\"", place);
-      ASSERT_TRUE(pathFacts(place)) << name << told;
+      const std::string output = printed("echo 0 | trash-restore \"$PLACE\"", place);
+      ASSERT_TRUE(pathFacts(place)) << name << output;
       EXPECT_EQ(*readFile(place + "/f"), name);
     }
   }

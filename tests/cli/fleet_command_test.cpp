@@ -32,7 +32,7 @@ TEST_F(FleetCommand, ExplainsEveryFindingAndRemovesWhatIsSelected) {
   EXPECT_EQ(records().back().event, Event::runFinished);
 }
 
-TEST_F(FleetCommand, WhatCannotBeUsedIsToldInOneSentence) {
+TEST_F(FleetCommand, WhatCannotBeUsedIsRefusedInOneSentence) {
   const auto refused = [&](const std::string& more) {
     return CliTest::refused({"fleet", "run", "--policy", policy(more)});
   };
@@ -56,7 +56,7 @@ TEST_F(FleetCommand, GoesOnWhenNobodyReadsItsLines) {
   EXPECT_FALSE(exists(".tidra/fleet.lock"));
 }
 
-TEST_F(FleetCommand, ServesUntilItIsToldToStop) {
+TEST_F(FleetCommand, ServesUntilItIsStopped) {
   const auto served = run({"fleet", "serve", "--policy", policy(R"(, "metrics": {"listen": "127.0.0.1:0"})")},
                           {.onOutput = [](pid_t program) { ::kill(program, SIGTERM); }});
   EXPECT_EQ(served.status, 0) << served.err;

@@ -29,7 +29,7 @@ class HubServeCommand : public CliTest {
   }
 };
 
-TEST_F(HubServeCommand, ServesUntilItIsToldToStop) {
+TEST_F(HubServeCommand, ServesUntilItIsStopped) {
   tree().writeFile("hub/hosts/broken.json", "{");
   const auto served = serve({"--title", "Berlin"});
   EXPECT_EQ(served.status, 0) << served.err;
@@ -44,12 +44,12 @@ TEST_F(HubServeCommand, ServesUntilItIsToldToStop) {
   EXPECT_TRUE(exists("hub/hosts/broken.json"));
 }
 
-TEST_F(HubServeCommand, WhatCannotBeUsedIsToldInOneSentence) {
+TEST_F(HubServeCommand, WhatCannotBeUsedIsRefusedInOneSentence) {
   const auto refused = [&](Texts arguments, Environment environment = {}) {
     arguments.insert(arguments.begin(), {"hub", "serve"});
-    const std::string told = CliTest::refused(arguments, {.environment = std::move(environment)});
-    EXPECT_FALSE(exists("hub")) << told;
-    return told;
+    const std::string message = CliTest::refused(arguments, {.environment = std::move(environment)});
+    EXPECT_FALSE(exists("hub")) << message;
+    return message;
   };
   const std::string data = tree().path("hub");
   const std::string file = tree().writeFile("file");
@@ -79,7 +79,7 @@ TEST_F(HubServeCommand, WhatCannotBeUsedIsToldInOneSentence) {
               fails(2, testing::ResultOf(linesOf, ElementsAre(sentence))));
 }
 
-TEST_F(HubServeCommand, APortOrAFolderThatIsTakenIsTold) {
+TEST_F(HubServeCommand, APortOrAFolderThatIsTakenIsRefused) {
   serve({}, [&](pid_t) {
     EXPECT_THAT(run({"hub", "serve", "--data", tree().path("hub"), "--listen", "127.0.0.1:0"}),
                 fails(75, HasSubstr("another hub uses the data folder")));

@@ -89,8 +89,8 @@ TEST_F(Options, OfWhichOneWouldDoNothingAreRefused) {
        apply plan.json --yes --quarantine-dir q => --quarantine-dir, or in the plan |
        rules list --skipped --json => --skipped, --json |
        hub serve --data d --admin-token a --admin-token-file b => --admin-token, --admin-token-file)")) {
-    const std::string told = refused(wordsOf(arguments));
-    for (const auto name : split(named, ',')) EXPECT_THAT(told, HasSubstr(std::string(trimmed(name)))) << arguments;
+    const std::string message = refused(wordsOf(arguments));
+    for (const auto name : split(named, ',')) EXPECT_THAT(message, HasSubstr(std::string(trimmed(name)))) << arguments;
   }
   EXPECT_EQ(tree().snapshot(), before);
   for (const Texts& sound : {Texts{"clean", "--dry-run", "--include-unlisted", "--tier", "safe,caution", "--no-system"},
@@ -153,8 +153,8 @@ TEST_F(Options, UnknownCommandsAreNamedWithTheKnownOnes) {
        help nope => 'nope', known are, scan | help trash nope => tidra trash, 'nope', purge | restore => tidra undo |
        trash => tidra trash needs, purge |
        apply => FILE, tidra apply --help | clean --older-than => --older-than, tidra clean --help)")) {
-    const std::string told = refused(wordsOf(arguments));
-    for (const auto name : split(named, ',')) EXPECT_THAT(told, HasSubstr(std::string(trimmed(name)))) << arguments;
+    const std::string message = refused(wordsOf(arguments));
+    for (const auto name : split(named, ',')) EXPECT_THAT(message, HasSubstr(std::string(trimmed(name)))) << arguments;
   }
 }
 

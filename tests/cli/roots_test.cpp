@@ -77,16 +77,16 @@ TEST_F(NamedRoots, BoundWhatLiesOutsideProjects) {
     auto arguments = c.arguments;
     arguments.insert(arguments.begin(), {"scan", "--json", "--tier", "safe,caution"});
     const ProgramRun ran = in(arguments);
-    const std::string told = testing::PrintToString(c.arguments);
-    EXPECT_EQ(ran.status, 0) << told << ran.err;
+    const std::string message = testing::PrintToString(c.arguments);
+    EXPECT_EQ(ran.status, 0) << message << ran.err;
     auto found = paths(ran, "displayPath");
     std::erase_if(found,
                   [](const std::string& path) { return path.starts_with("/") && path.find("link") == path.npos; });
-    EXPECT_THAT(found, UnorderedElementsAreArray(c.found)) << told;
-    EXPECT_EQ(ran.err.find("--system includes them") != std::string::npos, c.saysSo) << told << ran.err;
-    EXPECT_EQ(condaWasAsked(), c.asksConda) << told;
+    EXPECT_THAT(found, UnorderedElementsAreArray(c.found)) << message;
+    EXPECT_EQ(ran.err.find("--system includes them") != std::string::npos, c.saysSo) << message << ran.err;
+    EXPECT_EQ(condaWasAsked(), c.asksConda) << message;
     const bool namesPlacesOnly = !c.arguments.empty() && c.arguments.front() == "--category" && c.arguments.size() == 2;
-    EXPECT_EQ(ran.err.find("Projects were not looked at") != std::string::npos, namesPlacesOnly) << told << ran.err;
+    EXPECT_EQ(ran.err.find("Projects were not looked at") != std::string::npos, namesPlacesOnly) << message << ran.err;
   }
   EXPECT_THAT(in({"scan", "code"}).err, note);
   EXPECT_EQ(in({"scan", "--system", "--no-system"}).status, 2);

@@ -46,7 +46,7 @@ std::vector<std::string> operator+(std::vector<std::string> arguments, const std
   return arguments;
 }
 
-TEST_F(TrashCommand, EveryWayKeepsWhatNothingDatesUnlessToldAndSaysSo) {
+TEST_F(TrashCommand, UndatedEntriesStayAndAreNoted) {
   for (const auto& way : {selecting, afterwards, purging}) {
     empty();
     put("old");

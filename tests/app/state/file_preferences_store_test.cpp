@@ -76,8 +76,8 @@ TEST_F(Preferences, AFileDamagedAtAnyByteIsReadOrKeptButNeverLost) {
     auto reader = open();
     for (const char* key : {"tidra.a", "tidra.b", "tidra.c", "tidra.d"}) reader.value(key);
     EXPECT_EQ(text(), bytes) << "reading changes nothing";
-    const auto told = std::exchange(notes, {});
-    if (!told.empty()) {
+    const auto seen = std::exchange(notes, {});
+    if (!seen.empty()) {
       EXPECT_THAT(messageOf<PreferencesError>([&] { open().apply({{"added", true}}); }), HasSubstr("are damaged"));
       EXPECT_EQ(text(), bytes);
     }
@@ -86,7 +86,7 @@ TEST_F(Preferences, AFileDamagedAtAnyByteIsReadOrKeptButNeverLost) {
     writer.apply({{"added", true}});
     auto after = parseJson(text(), "it");
     EXPECT_EQ(after.erase("added"), 1U);
-    EXPECT_EQ(told.size(), notes.size()) << "a reader is notified once";
+    EXPECT_EQ(seen.size(), notes.size()) << "a reader is notified once";
     if (notes.empty()) {
       EXPECT_EQ(after, parseJson(bytes, "it")) << bytes;
       continue;

@@ -25,7 +25,7 @@ Listing rest(DirectoryReader& reader) {
   return entries;
 }
 
-TEST(DirectoryReader, GivesEveryTypeAndOddName) {
+TEST(DirectoryReader, ReturnsEveryTypeAndOddName) {
   const TemporaryTree tree;
   Listing expected;
   for (const std::string& name :
@@ -72,7 +72,7 @@ TEST(DirectoryReader, ReadsListingsBeyondItsBufferAndStartsOver) {
   }
 }
 
-TEST(DirectoryReader, TellsWhyAFolderCannotBeRead) {
+TEST(DirectoryReader, ReturnsWhyAFolderCannotBeRead) {
   const TemporaryTree tree;
   const FileDescriptor file(::open(tree.writeFile("file").c_str(), O_RDONLY | O_CLOEXEC));
   const auto folder = openDirectory(tree.root());
@@ -104,7 +104,7 @@ TEST(OpenDirectory, FollowsLinksOnlyWhereTheUserNamedThem) {
   EXPECT_EQ(openSubdirectory(real->get(), "file").failure(), std::errc::not_a_directory);
 }
 
-TEST(EntryFacts, TellTheEntryOrWhatItLeadsTo) {
+TEST(EntryFacts, DescribeTheEntryOrItsTarget) {
   const TemporaryTree tree;
   tree.writeFileOfSize("file", std::uint64_t{5} << 32U);
   tree.symlink("link", "file");

@@ -13,7 +13,7 @@
 namespace tidra {
 namespace {
 
-TEST(ReadFile, GivesTheBytesOrTheReason) {
+TEST(ReadFile, ReturnsTheBytesOrTheReason) {
   const TemporaryTree tree;
   const std::string bytes = std::string(200'000, 'a') + '\0' + std::string(10, '\xFF');
   EXPECT_EQ(*readFile(tree.writeFile("file", bytes)), bytes);

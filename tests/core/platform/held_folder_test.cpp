@@ -41,10 +41,10 @@ TEST_F(HeldFolderTest, LinksOfAnotherUserAreRefused) {
   tree_.symlink("indirect", "link");
   for (const std::string way : {"link", "indirect"}) {
     const std::string path = tree_.path(way);
-    for (const auto& told : {messageOf<UnsafePathError>([&] { holdFolder(path); }),
-                             messageOf<UnsafePathError>([&] { holdEntry(path + "/f"); }),
-                             messageOf<UnsafePathError>([&] { holdOrMakeFolder(path + "/new", 0700); })})
-      EXPECT_EQ(told, link + " is a link that belongs to another user, so it is not followed") << way;
+    for (const auto& message : {messageOf<UnsafePathError>([&] { holdFolder(path); }),
+                                messageOf<UnsafePathError>([&] { holdEntry(path + "/f"); }),
+                                messageOf<UnsafePathError>([&] { holdOrMakeFolder(path + "/new", 0700); })})
+      EXPECT_EQ(message, link + " is a link that belongs to another user, so it is not followed") << way;
   }
   EXPECT_EQ(holdEntry(link).facts.type, EntryType::symbolicLink) << "the link itself may be removed";
 }

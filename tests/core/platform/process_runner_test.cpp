@@ -29,7 +29,7 @@ ProcessRunner::Command shell(std::string script, std::vector<std::string> argume
 /// True when this process has no child left, zombies included.
 bool hasNoChildren() { return ::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD; }
 
-TEST(ProcessRunner, GivesStatusAndBothOutputsTrimmed) {
+TEST(ProcessRunner, ReturnsStatusAndBothOutputsTrimmed) {
   EXPECT_EQ(ProcessRunner::run(shell("printf ' \\n out \\377 put\\t\\n'; echo ' err' >&2; exit 3")),
             (Result{3, "out \xFF put", "err"}));
   EXPECT_EQ(ProcessRunner::run(shell("exit 255")), (Result{255, "", ""}));

@@ -80,7 +80,7 @@ TEST_F(AuditTest, AReopenedLogGoesOn) {
   EXPECT_EQ(AuditLog::verify(url()).message, "OK (7 records)");
 }
 
-TEST_F(AuditTest, ANewFileIsTheOwnersWhateverTheMask) {
+TEST_F(AuditTest, ANewFileIsTheOwnersUnderAnyMask) {
   for (const mode_t mask : {0U, 0777U}) {
     const mode_t former = ::umask(mask);
     tree_.writeFile("x");
@@ -96,7 +96,7 @@ TEST_F(AuditTest, ANewFileIsTheOwnersWhateverTheMask) {
   }
 }
 
-TEST_F(AuditTest, AFileThatCannotBeTheLogIsToldInOneSentence) {
+TEST_F(AuditTest, AFileThatCannotBeTheLogIsRefusedInOneSentence) {
   const auto refusal = [&] { return messageOf<InputError>([&] { const AuditLog log(url()); }); };
   const std::string log = "The audit log " + url();
   tree_.makeFolder("log/audit.jsonl");

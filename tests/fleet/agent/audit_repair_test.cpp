@@ -18,7 +18,7 @@ class AuditRepairTest : public AuditTest {
   }
 };
 
-TEST_F(AuditRepairTest, EveryPlaceOfATearIsToldAndMended) {
+TEST_F(AuditRepairTest, EveryPlaceOfATearIsNamedAndMended) {
   appendSamples(3);
   const auto all = lines();
   const std::string whole = all[0] + all[1];

@@ -97,7 +97,7 @@ TEST_F(AuditVerifyTest, EachLineThatIsGoneDoubledOrElsewhereIsFound) {
   }
 }
 
-TEST_F(AuditVerifyTest, TheMessageTellsWhatBroke) {
+TEST_F(AuditVerifyTest, TheMessageNamesTheFault) {
   appendSamples(3);
   const auto all = lines();
   const auto withSecond = [&](std::string line) { return all[0] + std::move(line) + all[2]; };

@@ -120,7 +120,7 @@ TEST_F(FleetRuns, WhatToolsRemoveCountsTheSameEverywhere) {
   EXPECT_THAT(lines_, Contains("2 of these by their tool, for good: about 3 MB"));
 }
 
-TEST_F(FleetRuns, ADryRunTellsAndChangesNothing) {
+TEST_F(FleetRuns, ADryRunRecordsAndChangesNothing) {
   makeProjects({"a"});
   run();
   makeProjects({"b"});

@@ -136,11 +136,9 @@ FleetMetricsSnapshot awkwardHost() {
   return snapshot;
 }
 
-TEST(PrometheusRenderer, GivesEveryFamilyInItsPlace) {
-  EXPECT_EQ(PrometheusRenderer::render(busyHost()), busyHostText);
-}
+TEST(PrometheusRenderer, RendersEveryFamilyInOrder) { EXPECT_EQ(PrometheusRenderer::render(busyHost()), busyHostText); }
 
-TEST(PrometheusRenderer, WithoutFindingsAndVolumeItGivesZerosAndNoVolume) {
+TEST(PrometheusRenderer, WithoutFindingsAndVolumeItRendersZerosAndNoVolume) {
   const auto text = PrometheusRenderer::render({});
   EXPECT_EQ(samples(text, "tidra_reclaimable_bytes"),
             "tidra_reclaimable_bytes{tier=\"safe\"} 0\ntidra_reclaimable_bytes{tier=\"caution\"} 0\n"

@@ -16,7 +16,7 @@ namespace {
 
 std::string temporaryName(const std::string& target) { return target + ".tmp-" + std::to_string(::getpid()); }
 
-TEST(MetricsTextfile, IsReadableForEverybodyWithItsFoldersWhateverTheMask) {
+TEST(MetricsTextfile, IsReadableForEverybodyWithItsFoldersUnderAnyMask) {
   const TemporaryTree tree;
   tree.makeFolder("there");
   tree.setMode("there", 0700);

@@ -109,7 +109,7 @@ TEST_F(RunLockTest, WhatMayBelongToALiveRunIsLeftAlone) {
   EXPECT_THAT(error.help(), HasSubstr("remove /run/x.lock"));
 }
 
-TEST_F(RunLockTest, WhatCanBeNoLockFileIsTold) {
+TEST_F(RunLockTest, WhatCanBeNoLockFileIsRefused) {
   const auto refusal = [&] { return messageOf<InputError>([&] { RunLock(url()).acquire(); }); };
   const std::string other = tree_.writeFile("other", std::to_string(goneProcess()));
   tree_.symlink("state/fleet.lock", other);

@@ -48,7 +48,7 @@ struct RunningServer : HTTPServer {
   }
 };
 
-TEST(HTTPServer, GivesRequestsToItsHandlerAndItsResponsesBack) {
+TEST(HTTPServer, PassesRequestsToItsHandlerAndSendsItsResponses) {
   RunningServer server;
   EXPECT_EQ(exchange(server.port(), "PUT /a?b=c&d HTTP/1.1\r\nContent-Length: 4\r\n\r\nbody"),
             textResponse("200 OK", "PUT /a b=c d=\nbody"));
@@ -86,17 +86,17 @@ TEST(HTTPServer, WritesItsOwnHeadersAndLeavesTheOthers) {
 }
 
 TEST(HTTPServer, AFailureOfTheHandlerIsKeptFromTheClient) {
-  std::string told;
+  std::string message;
   RunningServer server(
       [](const HTTPRequest& request) -> HTTPResponse {
         if (request.path == "/number") throw 7;
         if (request.path == "/header") return {200, {{"X", "a\r\nSet-Cookie: b"}}, ""};
         throw std::runtime_error("the password is 1234");
       },
-      {}, [&told](std::string_view what) { told = what; });
+      {}, [&message](std::string_view what) { message = what; });
   const std::string failed = refusal("500 Internal Server Error", "internal server error");
   EXPECT_EQ(exchange(server.port(), hello), failed);
-  EXPECT_EQ(told, "the password is 1234");
+  EXPECT_EQ(message, "the password is 1234");
   EXPECT_EQ(exchange(server.port(), "GET /number HTTP/1.1\r\n\r\n"), failed);
   EXPECT_EQ(exchange(server.port(), "GET /header HTTP/1.1\r\n\r\n"), failed);
 }
@@ -136,7 +136,7 @@ TEST(HTTPServer, RefusesWithoutCallingTheHandler) {
             textResponse("200 OK", "1000"));
 }
 
-TEST(HTTPServer, TellsAClientThatAsksToSendItsBody) {
+TEST(HTTPServer, AnswersAClientThatAsksWhetherToSendItsBody) {
   RunningServer server;
   LoopbackClient client(server.port());
   client.send("POST /a HTTP/1.1\r\nExpect: 100-Continue\r\nContent-Length: 4\r\n\r\n");

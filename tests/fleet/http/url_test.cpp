@@ -44,7 +44,7 @@ TEST(HTTPURL, RefusesWhatNamesNoHostOrCouldForgeALine) {
   }
 }
 
-TEST(HTTPURL, ComponentsComeBackWhateverTheyHold) {
+TEST(HTTPURL, ComponentsOfAnyBytesComeBack) {
   std::string any;
   for (int byte = 0; byte < 256; ++byte) any += static_cast<char>(byte);
   for (const std::string& name : {any, std::string("."), std::string(".."), std::string("a/b?c#d%2F+ü")}) {

@@ -28,7 +28,7 @@ class EventLogTest : public testing::Test {
   EventLog log_{path_};
 };
 
-TEST_F(EventLogTest, GivesTheLastLinesThatAreEvents) {
+TEST_F(EventLogTest, ReturnsTheLastValidEvents) {
   EXPECT_EQ(messages(5), "");
   add("a");
   add("b\n\xff");
@@ -53,7 +53,7 @@ TEST_F(EventLogTest, LosesNoEventAfterALineThatWasCutShort) {
   EXPECT_EQ(readFile(path_)->find("\n\n"), std::string::npos);
 }
 
-TEST_F(EventLogTest, GivesTheSameFromTheEndOfALongFileWhereverItsChunksBegin) {
+TEST_F(EventLogTest, ReturnsTheSameForAnyBeginOfChunks) {
   const std::string padding(997, 'x');
   for (int i = 0; i < 1000; ++i) add(std::to_string(i) + padding);
   for (const std::size_t count : {1U, 236U, 237U, 238U, 700U, 1000U, 5000U}) {

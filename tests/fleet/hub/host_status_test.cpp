@@ -35,7 +35,7 @@ TEST(HostStatus, IsStaleOnceSilenceExceedsWhatTheAgentAllowsFor) {
   EXPECT_EQ(statusAfter(-100, plainReport("web")), HubHostStatus::healthy);  // the hub's clock was put back
 }
 
-TEST(HostStatus, TellsTheSilenceInWordsAndNothingElse) {
+TEST(HostStatus, PutsTheSilenceAloneInWords) {
   auto failing = reportEvery(1);
   failing.failures = 3;
   EXPECT_EQ(conditionAfter(3599, failing).reasons, Reasons{"no report for 59 min"});

@@ -94,7 +94,7 @@ TEST_F(HubServerTest, TakesTheTokenFromTheHeaderBeforeTheQuery) {
   EXPECT_EQ(statusWith("Bearer", ""), 401);
 }
 
-TEST_F(HubServerTest, TellsWhatIsNotThereAndWhatIsNotAllowed) {
+TEST_F(HubServerTest, RefusesWhatIsNotThereOrNotAllowed) {
   for (const char* path : {"/api/v1", "/api/v1/", "/api/v1/nope", "/api/v1/hosts/a/b", "/api/v1/report/x",
                            "/api/v1/hosts/a/note/", "//api//v1//nope", "/%61pi/v1/nope"})
     EXPECT_EQ(refusalOf(get(path)), "404 not found") << path;
@@ -189,7 +189,7 @@ TEST_F(HubServerTest, PagesOfOtherSitesChangeNothingWithoutAToken) {
   EXPECT_EQ(statusFrom("https://hub.example.org"), 401);
 }
 
-TEST_F(HubServerTest, TellsAdministratorsOfTheDataFolder) {
+TEST_F(HubServerTest, ShowsTheDataFolderToAdministrators) {
   open(tokens({"agent"}, {"admin"}), "Berlin & more");
   const nlohmann::json open{{"name", "tidra-hub"},
                             {"version", "1.3.0"},
@@ -206,7 +206,7 @@ TEST_F(HubServerTest, TellsAdministratorsOfTheDataFolder) {
   EXPECT_GT(std::atoll(info["dataTotalBytes"].get<std::string>().c_str()), 0);
 }
 
-TEST_F(HubServerTest, AWriteThatFailsIsToldAndChangesNothing) {
+TEST_F(HubServerTest, AWriteThatFailsIsAnErrorAndChangesNothing) {
   report(plainReport("a"));
   open(tokens({}, {"admin"}));
   std::filesystem::remove_all(tree_.path("data/hosts"));
@@ -253,7 +253,7 @@ TEST_F(HubServerTest, ReadsTokenFilesOfOneOrTwoLines) {
   EXPECT_THAT(messageOf<InputError>([&] { readHubTokens(tree_.path("none")); }), HasSubstr("does not exist"));
 }
 
-TEST_F(HubServerTest, SaysThatItStartedAndGivesThePortFree) {
+TEST_F(HubServerTest, ReportsItsStartAndReleasesThePort) {
   hub_->start();
   const auto port = hub_->port();
   EXPECT_NE(port, 0);

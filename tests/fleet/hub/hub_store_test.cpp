@@ -122,7 +122,7 @@ TEST_F(HubStoreTest, NeverFilesTwoHostsInOneFile) {
   EXPECT_NE(hostFile("..json"), "");
 }
 
-TEST_F(HubStoreTest, KeepsAndTellsFilesThatItCannotRead) {
+TEST_F(HubStoreTest, KeepsAndNamesFilesThatItCannotRead) {
   ingestAll({"db", "web"});
   const std::string half = hostFile("web.json").substr(0, 200);
   writeHostFile("web.json", half);

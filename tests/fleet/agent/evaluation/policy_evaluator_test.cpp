@@ -60,7 +60,7 @@ std::optional<Reason> verdict(const std::string& policy, const ScanReportItem& g
   return verdicts(policy, {given}).front();
 }
 
-TEST(PolicyEvaluator, TheFirstTestThatFailsGivesTheReason) {
+TEST(PolicyEvaluator, TheFirstFailedTestIsTheReason) {
   // Every test fails at first; fixing the one reported reveals the next.
   auto policy = FleetPolicy::parse(R"({
     "autoClean": {"tiers": [], "categories": [], "ecosystems": [], "minBytes": 100, "maxBytesPerRun": 0},

@@ -85,7 +85,7 @@ TEST(ResolvedPolicy, NotesWhatProtectsNothing) {
                           "never.paths[3] './here' matches nothing; begin it with / or ~."));
 }
 
-TEST(ResolvedPolicy, ProtectsWhateverTheNamesOfFoldersHold) {
+TEST(ResolvedPolicy, ProtectsFoldersWithOddNames) {
   // Paths, and whether the policy protects them.
   const TidraPathResolver odd{"/h[1]", {{"BASE", "/srv/v[2]/"}, {"DEEP", "*/keep"}}};
   const auto covers = [&](const std::string& text, const std::string& path) {

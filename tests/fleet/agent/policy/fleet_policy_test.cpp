@@ -84,7 +84,7 @@ TEST(FleetPolicy, RefusesANewerSchemaBeforeAnythingElse) {
   EXPECT_EQ(FleetPolicy::parse(R"({"schemaVersion": 0})").schemaVersion, 0);
 }
 
-TEST(FleetPolicy, TellsTheFirstRuleThatFails) {
+TEST(FleetPolicy, NamesTheFirstRuleThatFails) {
   // Each line adds the faults of all later rules, so this also checks the order.
   const std::string topItems = R"("topItems": 201)";
   const std::string hub = R"("hub": {)" + topItems + "}";

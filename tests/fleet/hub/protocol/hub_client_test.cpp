@@ -58,7 +58,7 @@ TEST(HubClient, NamesAreOneComponentEach) {
   EXPECT_THAT(client.policies().policies, ElementsAre("x"));
 }
 
-TEST(HubClient, TellsWhatWentWrong) {
+TEST(HubClient, NamesWhatWentWrong) {
   CannedHub hub;
   const HubClient client{.baseURL = hub.url()};
   const auto failure = [&] { return messageOf<Error>([&] { client.report(busyReport("web")); }); };
