@@ -141,9 +141,10 @@ void ProjectActivityReader::readMore(const Project& project) {
 
 bool ProjectActivityReader::waitFor(std::chrono::milliseconds most) {
   std::unique_lock lock(mutex_);
-  // If no thread could be started, each call answers one query.
-  if (threads_.empty() && !waiting_.empty()) runNext(lock);
-  return answered_.wait_for(lock, most, [this] { return waiting_.empty() && running_ == 0; });
+  const auto until = std::chrono::steady_clock::now() + most;
+  // If no thread could be started, the caller's answers.
+  while (threads_.empty() && !waiting_.empty() && std::chrono::steady_clock::now() < until) runNext(lock);
+  return answered_.wait_until(lock, until, [this] { return waiting_.empty() && running_ == 0; });
 }
 
 std::map<std::string, TimePoint> ProjectActivityReader::answers() {

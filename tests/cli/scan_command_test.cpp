@@ -184,7 +184,7 @@ TEST_F(ScanCommand, TooLittleMemoryEndsInASentence) {
          .environment = Environment{{"HOME", tree().root()}, {"PATH", "/usr/bin:/bin"}, {"tidra", TIDRA_PROGRAM}},
          .timeoutSeconds = 60});
     ASSERT_TRUE(ended);
-    if (ended->status == 0) break;
+    if (ended->status == 0) continue;  // without threads little is enough
     if (ended->stderr_.find("shared libraries") != std::string::npos || ended->stderr_.empty()) continue;  // not loaded
     EXPECT_EQ(ended->status, 1) << megabytes << ended->stderr_;
     EXPECT_THAT(linesOf(ended->stderr_), ElementsAre(StartsWith("tidra: there is not enough memory"))) << megabytes;
