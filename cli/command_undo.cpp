@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cassert>
 #include <map>
 #include <memory>
 
@@ -111,11 +112,15 @@ bool isPurge(const RemovalRun& run) {
   return run.command != RemovalCommand::clean && run.command != RemovalCommand::apply;
 }
 
+bool mayComeBack(const RemovalRun& run) {
+  return !run.undoneAt && !isPurge(run) &&
+         std::any_of(run.items.begin(), run.items.end(), [](const RemovedItem& item) { return !item.restoredAt; });
+}
+
 /// The named run, or the newest removal of which something may come back.
 std::optional<std::size_t> chosenRun(const UndoOptions& options, const std::vector<RemovalRun>& runs) {
   if (options.run) return runNumbered(*options.run, runs);
-  const auto open =
-      std::find_if(runs.begin(), runs.end(), [](const RemovalRun& run) { return !run.undoneAt && !isPurge(run); });
+  const auto open = std::find_if(runs.begin(), runs.end(), mayComeBack);
   if (open == runs.end()) return std::nullopt;
   return static_cast<std::size_t>(open - runs.begin());
 }
@@ -173,7 +178,11 @@ void noteUndone(const RemovalRun& run, const std::vector<UndoneItem>& items, con
   for (const UndoneItem& item : items) settled += item.isLost ? 1 : 0;
   try {
     removalHistory(resolver).update(run.id, [&](RemovalRun& stored) {
-      for (const std::size_t i : results.done) stored.items.at(items[i].index).restoredAt = now;
+      for (const std::size_t i : results.done) {
+        const std::size_t index = items[i].index;
+        assert(index < stored.items.size() && stored.items[index].path == run.items[index].path);
+        if (index < stored.items.size()) stored.items[index].restoredAt = now;
+      }
       if (settled == items.size()) stored.undoneAt = now;
     });
   } catch (const PreferencesError& error) {
@@ -211,7 +220,9 @@ int carryOutUndo(const RemovalRun& run, std::size_t number, const std::vector<Un
 
 int runUndoCommand(const UndoOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
-  const auto runs = removalHistory(resolver).load();
+  auto history = removalHistory(resolver);
+  if (!program.options.dryRun) history.takeOverKilled();
+  const auto runs = history.load();
   const auto chosen = chosenRun(options, runs);
   const RemovalRun run = chosen ? runs[*chosen] : RemovalRun{};
   StoredItems stored(resolver, program.options.dryRun);

@@ -131,6 +131,11 @@ std::vector<RemovalRun> RemovalHistory::load() const {
   return std::move(*runs);
 }
 
+void RemovalHistory::takeOverKilled() {
+  if (RemovalJournal::leftIn(folder_).empty()) return;
+  change([](std::vector<RemovalRun>&) {});
+}
+
 std::unique_ptr<RemovalJournal> RemovalHistory::begin(RemovalRun& run) {
   run.id = makeUuid();
   std::unique_ptr<RemovalJournal> journal;

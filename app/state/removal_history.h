@@ -89,6 +89,10 @@ class RemovalHistory {
   /// is not among them. Throws PreferencesError if the file is damaged or cannot be read.
   std::vector<RemovalRun> load() const;
 
+  /// Writes down the runs of killed processes. What their journals leave open is decided by what is at its place now,
+  /// so this comes before anything is brought back. Throws PreferencesError.
+  void takeOverKilled();
+
   /// Gives the run an `id` and begins its journal. Throws PreferencesError.
   std::unique_ptr<RemovalJournal> begin(RemovalRun& run);
 

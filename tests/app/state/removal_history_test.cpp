@@ -101,6 +101,19 @@ TEST_F(RemovalHistoryTest, ProcessesLoseNoneOfEachOthersRuns) {
 }
 
 /// A killed process leaves the lines that it wrote, the last one perhaps torn.
+TEST_F(RemovalHistoryTest, AnItemOfAKilledProcessStaysKnownWhenItComesBack) {
+  RemovalRun run;
+  run.method = DisposalMethod::trash;
+  auto journal = history().begin(run);
+  journal->begin(tree_.path("item"));
+  journal.reset();
+  history().takeOverKilled();
+  tree_.writeFile("item");
+  history().update(run.id, [](RemovalRun& stored) { stored.items.at(0).restoredAt = TimePoint{}; });
+  ASSERT_THAT(history().load(), SizeIs(1));
+  EXPECT_THAT(history().load()[0].items, SizeIs(1));
+}
+
 TEST_F(RemovalHistoryTest, WhatAKilledProcessRemovedIsTakenOverOnce) {
   tree_.writeFile("still/here");
   using Method = DisposalMethod;

@@ -16,6 +16,7 @@ struct FileSystemCase {
   const char* moving = "";    // in the refusal by trash and quarantine; "": both work
   const char* deleting = "";  // likewise
 };
+void PrintTo(const FileSystemCase& one, std::ostream* out) { *out << one.name; }
 
 /// `fill` makes the items in a folder. The user is nobody.
 constexpr const char* functions = R"(
