@@ -22,6 +22,7 @@
 #include "cli/table.h"
 #include "core/base/quantities.h"
 #include "core/dispose/freedesktop_trash.h"
+#include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/platform/platform.h"
 
@@ -35,10 +36,17 @@ struct UndoOptions {
 };
 
 /// An item of the run, and what happens to it.
-struct UndoneItem {
+struct ItemToUndo {
+  enum class State {
+    stored,
+    back,  // in its place already, brought there by another program or by an undo that was killed
+    lost,  // it never comes back: `act` throws at once
+  };
   std::size_t index = 0;      // in the run
   std::function<void()> act;  // moves it back, or only checks in a dry run; throws the reason why it stays
-  bool isLost = false;        // it never comes back: `act` throws at once
+  State state = State::stored;
+
+  bool isLost() const { return state == State::lost; }
 };
 
 /// Finds the entries of trash and quarantines; reads each store once.
@@ -46,7 +54,7 @@ class StoredItems {
  public:
   StoredItems(TidraPathResolver resolver, bool dryRun) : resolver_(std::move(resolver)), dryRun_(dryRun) {}
 
-  UndoneItem wayBack(const RemovedItem& item, std::size_t index) {
+  ItemToUndo wayBack(const RemovedItem& item, std::size_t index) {
     if (item.isPartial) {
       return lost(index, fmt::format("was deleted in part; tidra clean {} deletes the rest",
                                      shown(resolver_.displayPath(parentPath(item.path)))));
@@ -56,8 +64,13 @@ class StoredItems {
   }
 
  private:
-  static UndoneItem lost(std::size_t index, const std::string& reason) {
-    return {index, [reason] { throw std::runtime_error(reason); }, true};
+  static ItemToUndo lost(std::size_t index, const std::string& reason) {
+    return {index, [reason] { throw std::runtime_error(reason); }, ItemToUndo::State::lost};
+  }
+
+  static ItemToUndo notStored(const RemovedItem& item, std::size_t index, const char* place) {
+    if (pathExists(item.path)) return {index, [] {}, ItemToUndo::State::back};
+    return lost(index, fmt::format("is no longer {}: restored or purged meanwhile", place));
   }
 
   /// Whether an entry of a store that came from the item's place is the item.
@@ -65,7 +78,7 @@ class StoredItems {
     return item.destination ? place == *item.destination : date >= item.at;
   }
 
-  UndoneItem fromTrash(const RemovedItem& item, std::size_t index) {
+  ItemToUndo fromTrash(const RemovedItem& item, std::size_t index) {
     if (currentPlatform == TidraPlatform::macOS) return lost(index, "is in the trash; the Finder puts it back");
     if (!trash_) {
       std::vector<std::string> notes;
@@ -75,13 +88,13 @@ class StoredItems {
     const auto entry = std::find_if(trash_->begin(), trash_->end(), [&](const auto& each) {
       return each.identity && isOf(item, each.path, each.date) && each.originalPath == item.path;
     });
-    if (entry == trash_->end()) return lost(index, "is no longer in the trash: restored or purged meanwhile");
+    if (entry == trash_->end()) return notStored(item, index, "in the trash");
     return {index, [entry = *entry, dry = dryRun_] {
               dry ? FreedesktopTrash::checkRestore(entry) : FreedesktopTrash::restore(entry);
             }};
   }
 
-  UndoneItem fromQuarantine(const RemovedItem& item, std::size_t index) {
+  ItemToUndo fromQuarantine(const RemovedItem& item, std::size_t index) {
     try {
       const auto folder = item.destination ? std::optional(parentPath(*item.destination)) : std::nullopt;
       const auto [place, isNew] = quarantines_.try_emplace(folder, openQuarantine(folder, resolver_));
@@ -91,7 +104,7 @@ class StoredItems {
       const auto entry = std::find_if(entries.begin(), entries.end(), [&](const auto& each) {
         return isOf(item, each.url, each.manifest.quarantinedAt) && each.manifest.originalPath == item.path;
       });
-      if (entry == entries.end()) return lost(index, "is no longer in quarantine: restored or purged meanwhile");
+      if (entry == entries.end()) return notStored(item, index, "in quarantine");
       return {index, [&quarantine, entry = *entry, dry = dryRun_] {
                 dry ? quarantine.checkRestore(entry) : quarantine.restore(entry);
               }};
@@ -126,8 +139,8 @@ std::optional<std::size_t> chosenRun(const UndoOptions& options, const std::vect
 }
 
 /// What has not come back yet, last removed first.
-std::vector<UndoneItem> itemsToUndo(const RemovalRun& run, StoredItems& stored) {
-  std::vector<UndoneItem> items;
+std::vector<ItemToUndo> itemsToUndo(const RemovalRun& run, StoredItems& stored) {
+  std::vector<ItemToUndo> items;
   for (std::size_t i = run.items.size(); i-- > 0;) {
     if (!run.items[i].restoredAt) items.push_back(stored.wayBack(run.items[i], i));
   }
@@ -138,15 +151,15 @@ std::vector<UndoneItem> itemsToUndo(const RemovalRun& run, StoredItems& stored) 
 bool asks(const Program& program) { return !program.options.assumeYes && !program.options.dryRun; }
 
 /// Shows what comes back where it is asked about, and says how much does not.
-std::string undoText(const RemovalRun& run, const std::vector<UndoneItem>& items, const TidraPathResolver& resolver,
+std::string undoText(const RemovalRun& run, const std::vector<ItemToUndo>& items, const TidraPathResolver& resolver,
                      const TerminalFacts& terminal, bool isAsked) {
   TextTable table({{"SIZE", true}, {"FROM"}, {"BACK TO", false, TextTable::Cut::middle}});
   constexpr std::size_t itemsOnScreen = 30;
   std::size_t listed = 0;
   std::size_t lost = 0;
-  for (const UndoneItem& item : items) {
-    if (item.isLost) ++lost;
-    if (item.isLost || (++listed > itemsOnScreen && terminal.isTerminal)) continue;
+  for (const ItemToUndo& item : items) {
+    if (item.isLost()) ++lost;
+    if (item.isLost() || (++listed > itemsOnScreen && terminal.isTerminal)) continue;
     const RemovedItem& removed = run.items[item.index];
     table.add({sizeCell(listedSize(removed)), whereTo(removed), shown(resolver.displayPath(removed.path))});
   }
@@ -158,11 +171,11 @@ std::string undoText(const RemovalRun& run, const std::vector<UndoneItem>& items
   return text;
 }
 
-bool agreesToUndo(const RemovalRun& run, const std::vector<UndoneItem>& items, const Program& program) {
+bool agreesToUndo(const RemovalRun& run, const std::vector<ItemToUndo>& items, const Program& program) {
   std::size_t count = 0;
   std::int64_t bytes = 0;
-  for (const UndoneItem& item : items) {
-    if (item.isLost) continue;
+  for (const ItemToUndo& item : items) {
+    if (item.isLost()) continue;
     ++count;
     bytes = saturatedSum(bytes, listedSize(run.items[item.index]).value_or(0));
   }
@@ -170,30 +183,48 @@ bool agreesToUndo(const RemovalRun& run, const std::vector<UndoneItem>& items, c
   return confirmed({fmt::format("Bring back {} ({})?", counted(count, "item", "items"), sizeCell(bytes)), {}}, program);
 }
 
-/// Marks what came back. The run is done with unless something may come back at another try.
-void noteUndone(const RemovalRun& run, const std::vector<UndoneItem>& items, const EntryResults& results,
-                const TidraPathResolver& resolver) {
+void noteBack(const RemovalRun& run, const std::vector<std::size_t>& indices, bool isDone,
+              const TidraPathResolver& resolver) {
   const TimePoint now = currentTime();
-  std::size_t settled = results.done.size();
-  for (const UndoneItem& item : items) settled += item.isLost ? 1 : 0;
   try {
     removalHistory(resolver).update(run.id, [&](RemovalRun& stored) {
-      for (const std::size_t i : results.done) {
-        const std::size_t index = items[i].index;
+      for (const std::size_t index : indices) {
         assert(index < stored.items.size() && stored.items[index].path == run.items[index].path);
         if (index < stored.items.size()) stored.items[index].restoredAt = now;
       }
-      if (settled == items.size()) stored.undoneAt = now;
+      if (isDone) stored.undoneAt = now;
     });
   } catch (const PreferencesError& error) {
     writeNote(shown(error.what()));
   }
 }
 
-int carryOutUndo(const RemovalRun& run, std::size_t number, const std::vector<UndoneItem>& items,
+/// Marks what came back. The run is done with unless something may come back at another try.
+void noteUndone(const RemovalRun& run, const std::vector<ItemToUndo>& items, const EntryResults& results,
+                const TidraPathResolver& resolver) {
+  std::size_t settled = results.done.size();
+  for (const ItemToUndo& item : items) settled += item.isLost() ? 1 : 0;
+  std::vector<std::size_t> indices;
+  for (const std::size_t i : results.done) indices.push_back(items[i].index);
+  noteBack(run, indices, settled == items.size(), resolver);
+}
+
+/// Takes the items out that are in their places already, and marks them.
+void settleWhatIsBack(const RemovalRun& run, std::vector<ItemToUndo>& items, const TidraPathResolver& resolver,
+                      bool dryRun) {
+  std::vector<std::size_t> indices;
+  for (const ItemToUndo& item : items) {
+    if (item.state == ItemToUndo::State::back) indices.push_back(item.index);
+  }
+  if (indices.empty()) return;
+  std::erase_if(items, [](const ItemToUndo& item) { return item.state == ItemToUndo::State::back; });
+  if (!dryRun) noteBack(run, indices, items.empty(), resolver);
+}
+
+int carryOutUndo(const RemovalRun& run, std::size_t number, const std::vector<ItemToUndo>& items,
                  const UndoOptions& options, const TidraPathResolver& resolver, const Program& program) {
   std::vector<EntryAction> actions;
-  for (const UndoneItem& item : items) {
+  for (const ItemToUndo& item : items) {
     const std::string& path = run.items[item.index].path;
     actions.push_back({path, path, item.act});
   }
@@ -204,7 +235,7 @@ int carryOutUndo(const RemovalRun& run, std::size_t number, const std::vector<Un
     writeOut(fmt::format("{} restored.\n", counted(results.done.size(), "item is", "items are")));
   }
   if (!program.options.dryRun) noteUndone(run, items, results, resolver);
-  const auto lost = std::count_if(items.begin(), items.end(), [](const UndoneItem& item) { return item.isLost; });
+  const auto lost = std::count_if(items.begin(), items.end(), [](const ItemToUndo& item) { return item.isLost(); });
   if (std::cmp_greater(results.failures.size(), lost)) {
     writeNote(fmt::format("tidra undo tries again what did not come back; tidra undo {} is for the removal before.",
                           number + 1));
@@ -226,7 +257,8 @@ int runUndoCommand(const UndoOptions& options, const Program& program) {
   const auto chosen = chosenRun(options, runs);
   const RemovalRun run = chosen ? runs[*chosen] : RemovalRun{};
   StoredItems stored(resolver, program.options.dryRun);
-  const auto items = itemsToUndo(run, stored);
+  auto items = itemsToUndo(run, stored);
+  settleWhatIsBack(run, items, resolver, program.options.dryRun);
   if (items.empty()) {
     if (options.json) return actOnEach({}, "restored", Reporting::json, program).status;
     writeOut(chosen ? "All of it is back already.\n" : "There is no removal to undo.\n");

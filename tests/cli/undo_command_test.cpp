@@ -46,6 +46,14 @@ TEST_F(UndoCommand, EachCallGoesOneRemovalFurtherBack) {
   EXPECT_THAT(run({"history"}).out, AllOf(HasSubstr("1 of 1"), HasSubstr("2 of 2")));
 }
 
+TEST_F(UndoCommand, WhatIsInItsPlaceAgainIsNoFailure) {
+  remove("trash", "code/web");
+  fs::rename(tree().path(".local/share/Trash/files/dist"), tree().path("code/web/dist"));
+  EXPECT_THAT(run({"undo", "--yes"}), succeeds(AllOf(HasSubstr("node_modules is restored"), Not(HasSubstr("dist")))));
+  EXPECT_THAT(run({"history"}).out, HasSubstr("2 of 2"));
+  EXPECT_THAT(run({"undo", "--yes"}), succeeds("There is no removal to undo.\n"));
+}
+
 TEST_F(UndoCommand, NamesWhatDoesNotComeBackAndTriesAgainWhatStillCan) {
   remove("delete", "code/ancient");
   remove("trash", "code/web");
