@@ -71,13 +71,15 @@ class JournalReader {
     run_->add(failure);
   }
 
-  /// The process ended between the beginning of an item and its result. A removal begins with a rename: an item that
-  /// is still in its place is whole; one that is not was moved, or is deleted in part.
+  /// The process ended between the beginning of an item and its result. A removal begins with a rename: what was to be
+  /// deleted and is still in its place is whole. What was to be moved may be in the store although something is in its
+  /// place again, so it counts; an undo looks where it is.
   void settlePending() {
     const std::string path = *pending_;
-    if (!path.starts_with('/') || pathExists(path)) return;
+    if (!path.starts_with('/')) return;
     RemovedItem item{{path, run_->method, std::nullopt, std::nullopt, run_->at}, 0, std::nullopt, std::nullopt};
     item.isPartial = !item.isMoved();
+    if (item.isPartial && pathExists(path)) return;
     finish(item);
     finish(TidraDeletionFailure{path, "was being removed when the run was killed"});
   }

@@ -122,6 +122,7 @@ TEST_F(RemovalHistoryTest, WhatAKilledProcessRemovedIsTakenOverOnce) {
                                                       {"/p/gone", Method::delete_, 0, "/p/a at /t/a, /p/gone in part"},
                                                       {"/p/gone", Method::quarantine, 0, "/p/a at /t/a, /p/gone at ?"},
                                                       {"HERE", Method::delete_, 0, "/p/a at /t/a"},
+                                                      {"HERE", Method::trash, 0, "/p/a at /t/a, HERE at ?"},
                                                       {"docker:image", Method::delete_, 0, "/p/a at /t/a"}}) {
     std::filesystem::remove_all(tree_.path("state"));
     RemovalRun run;
@@ -144,7 +145,7 @@ TEST_F(RemovalHistoryTest, WhatAKilledProcessRemovedIsTakenOverOnce) {
       for (const RemovalRun& each : runs) {
         if (each.id != run.id) continue;
         for (const RemovedItem& item : each.items) {
-          told += (told.empty() ? "" : ", ") + item.path +
+          told += (told.empty() ? "" : ", ") + (item.path == tree_.path("still/here") ? "HERE" : item.path) +
                   (item.isPartial ? " in part" : " at " + item.destination.value_or("?"));
         }
       }
