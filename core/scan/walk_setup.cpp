@@ -2,10 +2,15 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <variant>
+
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/rules/skip_list.h"
+#include "core/scan/artifact_evidence.h"
+#include "core/scan/artifact_makers.h"
 #include "core/scan/dependency_folders.h"
 #include "core/scan/enclosing_output.h"
 
@@ -163,7 +168,13 @@ std::optional<std::string> obstacleOfRoot(const Request& request) {
 bool isWholeArtefact(const Request& request) {
   const std::string real = Spelling(request.root).realRoot();
   if (const auto holder = DependencyFolders::holding(real)) return *holder == real;
-  return EnclosingOutput::certainlyHolding(real, request.resolver) == real;
+  if (const auto output = EnclosingOutput::certainlyHolding(real, request.resolver)) return *output == real;
+  const std::string_view name = lastPathComponent(real);
+  const auto& rules = request.catalog->projectRules;
+  const bool isNamedSo =
+      std::any_of(rules.begin(), rules.end(), [&](const auto& rule) { return rule.folderName == name; });
+  if (!isNamedSo || makerOf(name) == nullptr) return false;
+  return std::holds_alternative<std::string>(ArtifactEvidence(request.resolver).of(real));
 }
 
 WalkFilter makeWalkFilter(const Request& request) {

@@ -12,7 +12,8 @@ namespace tidra {
 /// Returns a sentence on why the root yields no findings (a skipped folder, a pseudo file system…); nullopt otherwise.
 std::optional<std::string> obstacleOfRoot(const FilesystemArtifactScanner::Request& request);
 
-/// Whether the root is itself what a project's tool made, as a whole: a dependency folder or certain output.
+/// Whether the root is itself what a project's tool made, as a whole: a dependency folder, or what has an artefact's
+/// name and evidence.
 bool isWholeArtefact(const FilesystemArtifactScanner::Request& request);
 
 /// Returns skip list, exclusions and barred mounts as paths below the root in the walk's spelling.

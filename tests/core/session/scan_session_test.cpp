@@ -282,6 +282,16 @@ TEST_F(ScanSession, ARootMayBeAnArtefact) {
   for (const std::string& root : {artefact + "/a", std::string("link")}) {
     EXPECT_THAT(runScan(request({root})).notes, ElementsAre(HasSubstr("which is one finding as a whole"))) << root;
   }
+  tree_.writeFile("code/site/package.json", R"({"scripts": {"build": "vite build"}})");
+  tree_.writeFile("code/site/dist/index.html");
+  tree_.writeFile("code/dist/p/target/f");
+  for (const auto& [root, finding] :
+       {std::pair{"code/site/dist", "code/site/dist"}, {"code/dist", "code/dist/p/target"}}) {
+    auto asked = request({root});
+    asked.catalog.projectRules.push_back(asked.catalog.projectRules[0]);
+    asked.catalog.projectRules.back().folderName = "dist";
+    EXPECT_THAT(found(asked), ElementsAre(finding));
+  }
 }
 
 TEST_F(ScanSession, ARootOnAnotherFileSystemIsWalkedByItself) {
