@@ -210,7 +210,7 @@ void noteWhatStays(const Removed& removed) {
   writeFailures(outcome.disposal.failures);
   for (const std::string& remainder : outcome.remainders) writeNote(remainder);
   for (const std::string& note : outcome.notes) writeNote(note);
-  if (outcome.cancelled) writeNote("Interrupted; what was not begun stays where it is.");
+  if (outcome.cancelled && !emptied) writeNote("Interrupted; what was not begun stays where it is.");
   if (!emptied) return;
   writeFailures(emptied->purged.failures);
   for (const std::string& note : emptied->purged.notes) writeNote(note);
@@ -219,12 +219,12 @@ void noteWhatStays(const Removed& removed) {
     writeNote(fmt::format("{} in the trash since you were asked.",
                           counted(emptied->later, "entry is new and stays", "entries are new and stay")));
   }
-  if (emptied->purged.notBegun > 0) writeNote(interruptedText(emptied->purged));
+  if (!emptied->interruption.empty()) writeNote(emptied->interruption);
 }
 
 int statusOf(const Removed& removed) {
   const auto& [outcome, emptied] = removed;
-  if (outcome.cancelled || (emptied && emptied->purged.notBegun > 0)) return ExitStatus::interrupted;
+  if (outcome.cancelled) return ExitStatus::interrupted;
   const bool hasFailures = !outcome.disposal.failures.empty() || (emptied && !emptied->purged.failures.empty());
   return hasFailures ? ExitStatus::someFailed : ExitStatus::done;
 }
@@ -250,7 +250,11 @@ Removed removeAgreed(CleanupSetting setting, const Trashes& trashes, const Agree
   CleanupOutcome outcome = runWithProgress(candidates, recorder.watching(std::move(setting)), options.lines, program);
   for (const PartialRemoval& partial : outcome.partial) recorder.addPartial(partial);
   recordEmptied(trashes.selected, resolver);
+  const std::size_t failed = outcome.disposal.failures.size();
   auto emptied = emptyAfterwards(trashes, agreement, options, outcome, recorder);
+  for (std::size_t i = failed; options.lines && i < outcome.disposal.failures.size(); ++i) {
+    options.lines->failed(outcome.disposal.failures[i]);
+  }
   recorder.write();
   return {std::move(outcome), std::move(emptied)};
 }

@@ -264,14 +264,6 @@ std::string byToolsText(const Gone& gone, const OutcomeContext& context) {
   return fmt::format("{} removed by {}, {} freed.\n", gone.count(), toolNames(gone.paths), gone.size());
 }
 
-/// "1 item deleted in part, 127 MB freed."
-std::string partialText(const CleanupOutcome& outcome) {
-  std::int64_t bytes = 0;
-  for (const PartialRemoval& partial : outcome.partial) bytes = saturatedSum(bytes, partial.freedBytes);
-  return fmt::format("{} deleted in part, {} freed.\n", counted(outcome.partial.size(), "item", "items"),
-                     ByteFormatting::readable(bytes));
-}
-
 /// Begins a dry run's sentence, whose parts begin in lower case.
 std::string capitalized(std::string text) {
   if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 'a' + 'A');
@@ -321,7 +313,7 @@ std::string outcomeText(const CleanupOutcome& outcome, const OutcomeContext& con
   const Gone byTools = gone(Way::byTool);
   if (outcome.disposal.receipts.empty()) {
     if (context.dryRun) return "Nothing would be removed; nothing was changed.\n";
-    if (!outcome.partial.empty()) return partialText(outcome);
+    if (!outcome.partial.empty()) return partialText(outcome.partial);
     return outcome.disposal.failures.empty() ? "Nothing was removed.\n" : "No item was removed completely.\n";
   }
   std::string text;
@@ -329,8 +321,16 @@ std::string outcomeText(const CleanupOutcome& outcome, const OutcomeContext& con
   if (deleted.items > 0) text += deletedText(deleted, context);
   if (trash.items > 0) text += emptiedText(trash, outcome.remainders.empty(), context);
   if (byTools.items > 0) text += byToolsText(byTools, context);
-  if (!outcome.partial.empty()) text += partialText(outcome);
+  text += partialText(outcome.partial);
   return context.dryRun ? capitalized(text) + "nothing was changed.\n" : text;
+}
+
+std::string partialText(const std::vector<PartialRemoval>& partial, const char* one, const char* many) {
+  if (partial.empty()) return {};
+  std::int64_t bytes = 0;
+  for (const PartialRemoval& each : partial) bytes = saturatedSum(bytes, each.freedBytes);
+  return fmt::format("{} deleted in part, {} freed.\n", counted(partial.size(), one, many),
+                     ByteFormatting::readable(bytes));
 }
 
 void writeFailures(const std::vector<TidraDeletionFailure>& failures) {

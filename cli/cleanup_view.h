@@ -46,6 +46,10 @@ struct OutcomeContext {
 /// The result, a sentence or two for each way that items went.
 std::string outcomeText(const CleanupOutcome& outcome, const OutcomeContext& context);
 
+/// "1 item deleted in part, 127 MB freed." as a line; empty for none.
+std::string partialText(const std::vector<PartialRemoval>& partial, const char* one = "item",
+                        const char* many = "items");
+
 /// Writes each failure to standard error: path and reason.
 void writeFailures(const std::vector<TidraDeletionFailure>& failures);
 

@@ -18,6 +18,8 @@
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
+#include "core/dispose/disposal_error.h"
+#include "core/dispose/item_removal.h"
 
 namespace tidra {
 
@@ -168,17 +170,33 @@ int restore(const QuarantineOptions& options, const Program& program) {
 }
 
 /// Also clears manifests without an item and leftovers of an interrupted purge.
-int clearRemains(const QuarantineDisposer& quarantine, TimePoint cutOff, bool dryRun) {
-  const InterruptGuard guard;
-  const auto cleared = quarantine.clearRemains(cutOff, dryRun, &InterruptGuard::requested);
-  for (const std::string& path : cleared.paths) {
-    writeNote(fmt::format("{}, of which an earlier removal left something, {} cleared away.", escapedForTerminal(path),
-                          dryRun ? "would be" : "is"));
+struct [[nodiscard]] Cleared {
+  std::size_t count = 0;
+  int status = ExitStatus::done;
+};
+
+Cleared clearRemains(const QuarantineDisposer& quarantine, TimePoint cutOff, const QuarantineOptions& options,
+                     RemovalRecorder& recorder, const Program& program) {
+  const bool dry = program.options.dryRun;
+  const auto cleared = quarantine.clearRemains(cutOff, dry, &InterruptGuard::requested);
+  std::int64_t freed = 0;
+  for (std::size_t i = 0; i < cleared.paths.size(); ++i) {
+    writeNote(fmt::format("{}, of which an earlier removal left something, {} cleared away.",
+                          escapedForTerminal(cleared.paths[i]), dry ? "would be" : "is"));
+    freed = saturatedSum(freed, cleared.freedEach[i]);
+    if (!dry) recorder.addPurged(cleared.paths[i], std::nullopt, cleared.freedEach[i]);
   }
-  const auto& failures = cleared.failures;
-  writeFailures(failures);
-  if (InterruptGuard::requested()) return ExitStatus::interrupted;
-  return failures.empty() ? ExitStatus::done : ExitStatus::someFailed;
+  if (!dry) recorder.addFailures(cleared.failures);
+  if (!cleared.paths.empty() && !options.json) {
+    writeOut(fmt::format("{} of earlier removals {}, {} {}.\n", counted(cleared.paths.size(), "rest", "rests"),
+                         dry ? "would be cleared away" : "cleared away", sizeCell(freed),
+                         dry ? "would be free" : "freed"));
+  }
+  writeFailures(cleared.failures);
+  const int status = InterruptGuard::requested() ? ExitStatus::interrupted
+                     : cleared.failures.empty()  ? ExitStatus::done
+                                                 : ExitStatus::someFailed;
+  return {cleared.paths.size(), status};
 }
 
 /// The entries that a purge deletes: the named ones, or without names those put there before `cutOff`.
@@ -209,12 +227,18 @@ bool agreesToPurge(QuarantineEntries entries, const QuarantineOptions& options, 
                    program);
 }
 
-void recordPurged(const QuarantineEntries& purged, const std::vector<TidraDeletionFailure>& failures,
-                  const TidraPathResolver& resolver) {
-  RemovalRecorder recorder(RemovalCommand::quarantinePurge, DisposalMethod::delete_, resolver, currentTime());
-  for (const QuarantineDisposer::Entry& entry : purged) recorder.addPurged(entry);
-  recorder.addFailures(failures);
-  recorder.write();
+/// Deletes an entry and records it. Adds to `partial` what was cut short.
+void removeRecorded(const QuarantineDisposer& quarantine, const QuarantineDisposer::Entry& entry,
+                    RemovalRecorder& recorder, std::vector<PartialRemoval>& partial) {
+  recorder.begin(entry.url);
+  try {
+    quarantine.remove(entry, &InterruptGuard::requested);
+    recorder.addPurged(entry);
+  } catch (const PartlyRemovedError& error) {
+    partial.push_back({entry.manifest.originalPath, ItemRemoval::freedByPart(error.left(), entry.freeable(), true)});
+    recorder.addPartial(partial.back());
+    throw;
+  }
 }
 
 void writePurgedTotal(const QuarantineEntries& purged, bool dry) {
@@ -240,24 +264,32 @@ int purge(const QuarantineOptions& options, const Program& program) {
     writeNote("Nothing was removed.");
     return ExitStatus::done;
   }
-  const int cleared = byName ? ExitStatus::done : clearRemains(quarantine, cutOff, dry);
-  if (cleared == ExitStatus::interrupted) return cleared;
+  const InterruptGuard guard;
+  RemovalRecorder recorder(RemovalCommand::quarantinePurge, DisposalMethod::delete_, resolver, now);
+  Cleared cleared;
+  if (options.names.empty()) cleared = clearRemains(quarantine, options.all ? now : cutOff, options, recorder, program);
+  if (cleared.status == ExitStatus::interrupted) {
+    recorder.write();
+    return cleared.status;
+  }
+  std::vector<PartialRemoval> partial;
   std::vector<EntryAction> actions;
   for (const QuarantineDisposer::Entry& entry : entries) {
     actions.push_back({entry.url, entry.name(), [&] {
-                         if (!dry) quarantine.remove(entry, &InterruptGuard::requested);
+                         if (!dry) removeRecorded(quarantine, entry, recorder, partial);
                        }});
   }
-  const InterruptGuard guard;
   const Reporting named = program.options.assumeYes && !dry ? Reporting::lines : Reporting::total;
   const auto results = actOnEach(actions, "purged", options.json ? Reporting::json : named, program);
   QuarantineEntries purged;
   for (const std::size_t i : results.done) purged.push_back(entries[i]);
-  if (!dry) recordPurged(purged, results.failures, resolver);
+  recorder.addFailures(results.failures);
+  recorder.write();
   if (!options.json && !purged.empty()) writePurgedTotal(purged, dry);
-  if (entries.empty() && !options.json)
+  if (!options.json) writeOut(partialText(partial, "entry", "entries"));
+  if (entries.empty() && cleared.count == 0 && !options.json)
     writeOut(byName ? "Nothing is in quarantine.\n" : "Nothing in quarantine is due.\n");
-  return results.status == ExitStatus::done ? cleared : results.status;
+  return results.status == ExitStatus::done ? cleared.status : results.status;
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ struct TrashOptions {
   bool json = false;
 };
 
-/// Everything in the trashes, newest first, without remains of interrupted removals and restores.
+/// Everything in the trashes, newest first, the rests of interrupted deletions last.
 TrashEntries newestFirst(const FreedesktopTrash& trash, TimePoint now) {
   std::vector<std::string> notes;
   TrashEntries entries = presentEntries(trash.list(now, notes));
@@ -157,11 +157,16 @@ bool agreesToPurge(const TrashEntries& entries, const Program& program) {
                    program);
 }
 
-void recordPurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gone, const TidraPathResolver& resolver) {
+/// Each entry is recorded as it goes.
+FreedesktopTrash::Purged purgeRecorded(const TrashEntries& due, const TidraPathResolver& resolver) {
   RemovalRecorder recorder(RemovalCommand::trashPurge, DisposalMethod::delete_, resolver, currentTime());
-  for (const FreedesktopTrash::Entry& entry : gone) recorder.addPurged(entry);
+  const auto begins = [&](const FreedesktopTrash::Entry& entry) { recorder.begin(entry.path); };
+  const auto gone = [&](const FreedesktopTrash::Entry& entry) { recorder.addPurged(entry); };
+  auto purged = FreedesktopTrash::remove(due, &InterruptGuard::requested, {begins, gone});
+  for (const PartialRemoval& partial : partlyGone(purged)) recorder.addPartial(partial);
   recorder.addFailures(purged.failures);
   recorder.write();
+  return purged;
 }
 
 void writePurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gone,
@@ -185,6 +190,7 @@ void writePurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gon
   } else if (purged.paths.empty() && purged.failures.empty() && purged.notBegun == 0) {
     writeOut(options.olderThan ? "Nothing in the trash is that old.\n" : "Nothing in the trash can be purged.\n");
   }
+  writeOut(partialText(partlyGone(purged)));
 }
 
 /// Shows what goes, asks, and deletes it. Entries that the user adds in a second question move to what is due.
@@ -206,7 +212,7 @@ std::optional<FreedesktopTrash::Purged> purgeAfterAsking(FreedesktopTrash::Choic
     choice.unlisted.clear();
   }
   const InterruptGuard guard;
-  return FreedesktopTrash::remove(choice.due, &InterruptGuard::requested);
+  return purgeRecorded(choice.due, resolver);
 }
 
 int purgeTrash(const TrashOptions& options, const Program& program) {
@@ -218,7 +224,6 @@ int purgeTrash(const TrashOptions& options, const Program& program) {
     return ExitStatus::done;
   }
   const TrashEntries gone = goneEntries(*purged, choice.due);
-  if (!program.options.dryRun) recordPurged(*purged, gone, resolver);
   noteUnlisted(choice.unlisted);
   writePurged(*purged, gone, choice, options, program);
   writeFailures(purged->failures);

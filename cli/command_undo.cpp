@@ -54,7 +54,10 @@ class StoredItems {
  public:
   StoredItems(TidraPathResolver resolver, bool dryRun) : resolver_(std::move(resolver)), dryRun_(dryRun) {}
 
-  ItemToUndo wayBack(const RemovedItem& item, std::size_t index) {
+  ItemToUndo wayBack(const RemovedItem& item, std::size_t index, DisposalMethod methodOfRun) {
+    if (item.isPartial && methodOfRun == DisposalMethod::trash) {
+      return lost(index, "was deleted in part when the trash was emptied; tidra trash list shows the rest");
+    }
     if (item.isPartial) {
       return lost(index, fmt::format("was deleted in part; tidra clean {} deletes the rest",
                                      shown(resolver_.displayPath(parentPath(item.path)))));
@@ -142,7 +145,7 @@ std::optional<std::size_t> chosenRun(const UndoOptions& options, const std::vect
 std::vector<ItemToUndo> itemsToUndo(const RemovalRun& run, StoredItems& stored) {
   std::vector<ItemToUndo> items;
   for (std::size_t i = run.items.size(); i-- > 0;) {
-    if (!run.items[i].restoredAt) items.push_back(stored.wayBack(run.items[i], i));
+    if (!run.items[i].restoredAt) items.push_back(stored.wayBack(run.items[i], i, run.method));
   }
   return items;
 }

@@ -82,12 +82,14 @@ void RemovalRecorder::addFailures(const std::vector<TidraDeletionFailure>& failu
   for (const TidraDeletionFailure& failure : failures) add(failure);
 }
 
-void RemovalRecorder::setDeleted(const std::string& destination, std::int64_t freedBytes) {
+void RemovalRecorder::setDeleted(const std::string& destination, std::int64_t freedBytes, bool isPartial) {
   for (RemovedItem& item : run_.items) {
     if (item.destination != destination) continue;
     item.destination.reset();
     item.method = DisposalMethod::delete_;
     item.freedBytes = freedBytes;
+    item.isPartial = isPartial;
+    if (isPartial) item.freeableBytes.reset();
   }
   run_.freedBytes = saturatedSum(run_.freedBytes, freedBytes);
 }

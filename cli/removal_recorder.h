@@ -31,24 +31,25 @@ class RemovalRecorder {
   /// Returns the setting with this as a further listener of the removal. Must not outlive this.
   CleanupSetting watching(CleanupSetting setting);
 
+  /// The removal of what is at this path begins, for commands that are not watched.
+  void begin(const std::string& path);
   /// Adds a deletion that was cut short. Its failure is known by then.
   void addPartial(const PartialRemoval& partial);
   /// Adds an item that was deleted from the trash or the quarantine, measured.
   void addPurged(const FreedesktopTrash::Entry& entry);
   void addPurged(const QuarantineDisposer::Entry& entry);
+  void addPurged(const std::string& path, std::optional<std::int64_t> bytes, std::int64_t freedBytes);
   void addFailures(const std::vector<TidraDeletionFailure>& failures);
-  /// What was moved to this place in the trash is deleted since.
-  void setDeleted(const std::string& destination, std::int64_t freedBytes);
+  /// What was moved to this place in the trash is deleted since, or a part of it.
+  void setDeleted(const std::string& destination, std::int64_t freedBytes, bool isPartial = false);
 
   /// Writes the run, unless nothing was removed, and returns the bytes that it freed.
   std::int64_t write();
 
  private:
-  void begin(const std::string& path);
   void openJournal();
   void add(RemovedItem item);
   void add(const TidraDeletionFailure& failure);
-  void addPurged(const std::string& path, std::optional<std::int64_t> bytes, std::int64_t freedBytes);
 
   TidraPathResolver resolver_;
   RemovalRun run_;

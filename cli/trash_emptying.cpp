@@ -21,16 +21,48 @@ using Entry = FreedesktopTrash::Entry;
 /// The Finder's trash cannot be read here.
 constexpr bool isUnknown = currentPlatform == TidraPlatform::macOS;
 
+using Receipts = std::vector<DisposalReceipt>;
+
+Receipts::iterator receiptOf(const Entry& entry, CleanupOutcome& outcome) {
+  auto& receipts = outcome.disposal.receipts;
+  return std::find_if(receipts.begin(), receipts.end(),
+                      [&](const DisposalReceipt& each) { return each.destination == entry.path; });
+}
+
 /// What was moved to the trash becomes deleted. Returns whether the entry is such an item.
 bool settle(const Entry& entry, CleanupOutcome& outcome, RemovalRecorder& recorder) {
-  auto& receipts = outcome.disposal.receipts;
-  const auto receipt = std::find_if(receipts.begin(), receipts.end(),
-                                    [&](const DisposalReceipt& each) { return each.destination == entry.path; });
-  if (receipt == receipts.end()) return false;
+  const auto receipt = receiptOf(entry, outcome);
+  if (receipt == outcome.disposal.receipts.end()) return false;
   receipt->destination.reset();
   receipt->method = DisposalMethod::delete_;
-  outcome.freedEach[static_cast<std::size_t>(receipt - receipts.begin())] = entry.freeable;
+  outcome.freedEach[static_cast<std::size_t>(receipt - outcome.disposal.receipts.begin())] = entry.freeable;
   recorder.setDeleted(entry.path, entry.freeable);
+  return true;
+}
+
+/// Takes the failure of an entry from a purge.
+TidraDeletionFailure takeFailure(const Entry& entry, FreedesktopTrash::Purged& purged) {
+  const auto failure = std::find_if(purged.failures.begin(), purged.failures.end(),
+                                    [&](const TidraDeletionFailure& each) { return each.path == entry.path; });
+  TidraDeletionFailure taken = std::move(*failure);
+  purged.failures.erase(failure);
+  return taken;
+}
+
+/// What was moved to the trash and deleted there in part becomes a failure. Returns whether the entry is such an item.
+bool settlePartial(const FreedesktopTrash::Partial& partial, FreedesktopTrash::Purged& purged, CleanupOutcome& outcome,
+                   RemovalRecorder& recorder) {
+  auto& receipts = outcome.disposal.receipts;
+  const auto receipt = receiptOf(partial.entry, outcome);
+  if (receipt == receipts.end()) return false;
+  const std::string path = receipt->path;
+  outcome.freedEach.erase(outcome.freedEach.begin() + (receipt - receipts.begin()));
+  receipts.erase(receipt);
+  std::erase_if(outcome.unmeasured, [&](const UnmeasuredSize& size) { return size.path == path; });
+  outcome.partial.push_back({path, partial.freedBytes});
+  outcome.disposal.failures.push_back({path, takeFailure(partial.entry, purged).message});
+  recorder.setDeleted(partial.entry.path, partial.freedBytes, true);
+  recorder.addFailures({outcome.disposal.failures.back()});
   return true;
 }
 
@@ -92,15 +124,30 @@ TrashEmptying::Result TrashEmptying::run(CleanupOutcome& outcome, RemovalRecorde
                                          bool includesUnlisted) const {
   TrashDisposer trash(request_.resolver, request_.mounts);
   const auto isChosen = [&](const Entry& entry) { return isMeant(entry, outcome); };
-  auto emptied = trash.emptyTrash(currentTime(), includesUnlisted, isChosen, &InterruptGuard::requested);
-  Result result{.purged = std::move(emptied.purged), .unlisted = std::move(emptied.unlisted), .later = emptied.later};
+  Result result;
   RemovalRecorder ofOthers(RemovalCommand::emptyTrash, DisposalMethod::delete_, request_.resolver, currentTime());
-  for (const Entry& entry : goneEntries(result.purged, std::move(emptied.due))) {
+  const auto begins = [&](const Entry& entry) {
+    if (receiptOf(entry, outcome) == outcome.disposal.receipts.end()) ofOthers.begin(entry.path);
+  };
+  const auto gone = [&](const Entry& entry) {
     outcome.freedBytes = saturatedSum(outcome.freedBytes, entry.freeable);
-    if (settle(entry, outcome, recorder)) continue;
+    if (settle(entry, outcome, recorder)) return;
     ++result.others;
     result.othersBytes = saturatedSum(result.othersBytes, entry.freeable);
     ofOthers.addPurged(entry);
+  };
+  auto emptied =
+      trash.emptyTrash(currentTime(), includesUnlisted, isChosen, &InterruptGuard::requested, {begins, gone});
+  result.purged = std::move(emptied.purged);
+  result.unlisted = std::move(emptied.unlisted);
+  result.later = emptied.later;
+  outcome.cancelled = InterruptGuard::requested() && (result.purged.notBegun > 0 || !result.purged.failures.empty());
+  if (outcome.cancelled) result.interruption = interruptedText(result.purged);
+  for (const FreedesktopTrash::Partial& partial : result.purged.partial) {
+    outcome.freedBytes = saturatedSum(outcome.freedBytes, partial.freedBytes);
+    if (settlePartial(partial, result.purged, outcome, recorder)) continue;
+    result.othersInPart.push_back({partial.entry.originalPath.value_or(partial.entry.path), partial.freedBytes});
+    ofOthers.addPartial(result.othersInPart.back());
   }
   ofOthers.addFailures(result.purged.failures);
   recorder.write();
@@ -114,7 +161,9 @@ std::string TrashEmptying::Result::text() const {
     text = fmt::format("{} deleted from the trash, {} freed.\n", counted(others, "other entry", "other entries"),
                        ByteFormatting::readable(othersBytes));
   }
-  const bool isEmpty = purged.failures.empty() && purged.notes.empty() && unlisted.empty() && later == 0;
+  text += partialText(othersInPart, "other entry of the trash", "other entries of the trash");
+  const bool isEmpty =
+      purged.failures.empty() && interruption.empty() && purged.notes.empty() && unlisted.empty() && later == 0;
   return text + (isEmpty ? "The trash is empty.\n" : "");
 }
 

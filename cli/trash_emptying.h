@@ -41,13 +41,16 @@ class TrashEmptying {
     std::int64_t othersBytes = 0;                   // that they freed
     std::vector<FreedesktopTrash::Entry> unlisted;  // kept
     std::size_t later = 0;                          // kept: came into the trash since it was read
+    std::vector<PartialRemoval> othersInPart;       // deletions that were cut short, besides those of the outcome
+    std::string interruption;                       // a sentence; empty if the emptying was not interrupted
 
     /// "1 other entry deleted from the trash, 8 KB freed.\nThe trash is empty.\n"
     std::string text() const;
   };
 
-  /// Empties the trash. In `outcome` and in the history, what was moved there becomes deleted; the other entries are a
-  /// run of their own. Writes both, so that nothing may be added to `recorder` afterwards.
+  /// Empties the trash. In `outcome` and in the history, what was moved there becomes deleted, in part where that was
+  /// cut short; an interruption is one of the outcome. The other entries are a run of their own. Writes both, so that
+  /// nothing may be added to `recorder` afterwards.
   Result run(CleanupOutcome& outcome, RemovalRecorder& recorder, bool includesUnlisted) const;
 
  private:

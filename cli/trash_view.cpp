@@ -62,10 +62,18 @@ std::optional<bool> agreesToUnlisted(const std::vector<Entry>& unlisted, const P
 }
 
 std::string interruptedText(const FreedesktopTrash::Purged& purged) {
-  const std::size_t staying = purged.failures.size() + purged.notBegun;
-  return fmt::format("Interrupted; {} of the trash {} deleted, {} that {} to go {} still in it.",
-                     counted(purged.paths.size(), "entry", "entries"), purged.paths.size() == 1 ? "is" : "are", staying,
-                     staying == 1 ? "was" : "were", staying == 1 ? "is" : "are");
+  const auto verb = [](std::size_t count, const char* one, const char* many) { return count == 1 ? one : many; };
+  const std::size_t gone = purged.paths.size();
+  const std::size_t partial = purged.partial.size();
+  const std::size_t staying = purged.failures.size() - partial + purged.notBegun;
+  std::string text = fmt::format("Interrupted; {} of the trash {} deleted", counted(gone, "entry", "entries"),
+                                 verb(gone, "is", "are"));
+  if (partial > 0) text += fmt::format(", {} {} deleted in part", partial, verb(partial, "is", "are"));
+  if (staying > 0 || partial == 0) {
+    text += fmt::format(", {} that {} to go {} still in it", staying, verb(staying, "was", "were"),
+                        verb(staying, "is", "are"));
+  }
+  return text + ".";
 }
 
 TrashChoices trashChoices(const std::vector<CleanupCandidate>& candidates, TimePoint seenAt, bool includesUnlisted) {
@@ -124,7 +132,7 @@ std::string trashTable(const std::vector<Entry>& entries, const TidraPathResolve
     const Entry& entry = entries[i];
     const std::string from = entry.originalPath   ? shown(resolver.displayPath(*entry.originalPath))
                              : entry.isUnlisted() ? std::string(entry.fault())
-                                                  : dash;
+                                                  : "the rest of a deletion";
     table.add({shown(entry.name()), sizeCell(shownSize(entry, apparentSize)),
                entry.isDated() ? localMinute(entry.date) : dash, from});
   }
@@ -132,9 +140,7 @@ std::string trashTable(const std::vector<Entry>& entries, const TidraPathResolve
 }
 
 std::vector<Entry> presentEntries(std::vector<Entry> entries) {
-  std::erase_if(entries, [](const Entry& entry) {
-    return !entry.identity || entry.dating == FreedesktopTrash::Dating::leftover;
-  });
+  std::erase_if(entries, [](const Entry& entry) { return !entry.identity; });
   return entries;
 }
 
@@ -148,6 +154,14 @@ std::vector<Entry> goneEntries(const FreedesktopTrash::Purged& purged, std::vect
   const std::set<std::string_view> paths(purged.paths.begin(), purged.paths.end());
   std::erase_if(entries, [&](const Entry& entry) { return !entry.identity || !paths.contains(entry.path); });
   return entries;
+}
+
+std::vector<PartialRemoval> partlyGone(const FreedesktopTrash::Purged& purged) {
+  std::vector<PartialRemoval> partial;
+  for (const auto& [entry, freedBytes] : purged.partial) {
+    partial.push_back({entry.originalPath.value_or(entry.path), freedBytes});
+  }
+  return partial;
 }
 
 }  // namespace tidra

@@ -20,7 +20,7 @@ void noteUnlisted(const std::vector<FreedesktopTrash::Entry>& unlisted);
 [[nodiscard]] std::optional<bool> agreesToUnlisted(const std::vector<FreedesktopTrash::Entry>& unlisted,
                                                    const Program& program);
 
-/// "Interrupted; 3 entries of the trash are deleted, 5 that were to go are still in it."
+/// "Interrupted; 3 entries of the trash are deleted, 1 is deleted in part, 5 that were to go are still in it."
 std::string interruptedText(const FreedesktopTrash::Purged& purged);
 
 /// What emptying would remove from trashes that are selected as a whole, measured; the key is their "files" folder.
@@ -42,7 +42,7 @@ std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, con
 std::string trashTable(const std::vector<FreedesktopTrash::Entry>& entries, const TidraPathResolver& resolver,
                        const TerminalFacts& terminal, std::size_t most, bool apparentSize = false);
 
-/// Those of the entries that are items: not the remains of interrupted removals.
+/// Those of the entries that are items: not info files without one.
 std::vector<FreedesktopTrash::Entry> presentEntries(std::vector<FreedesktopTrash::Entry> entries);
 
 /// Their size as it is shown.
@@ -51,4 +51,8 @@ std::int64_t sizeOf(const std::vector<FreedesktopTrash::Entry>& entries, bool ap
 /// Those of the entries that are gone, as far as they were items.
 std::vector<FreedesktopTrash::Entry> goneEntries(const FreedesktopTrash::Purged& purged,
                                                  std::vector<FreedesktopTrash::Entry> entries);
+
+/// Those of the purge that are deleted in part, by where they came from.
+std::vector<PartialRemoval> partlyGone(const FreedesktopTrash::Purged& purged);
+
 }  // namespace tidra

@@ -224,23 +224,12 @@ void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, 
             {.workers = setting_.workers, .shouldCancel = shouldBreakOff(), .removedEntries = setting_.removedEntries});
         if (!isKeptBelow) return;
       } catch (const PartlyRemovedError& error) {
-        countPartly(error.left(), disposed.freed);
+        freedByFailure_ = ItemRemoval::freedByPart(error.left(), disposed.freed, false, setting_.workers);
         throw;
       }
       disposed.freed = 0;
       noteLowerLayer();
   }
-}
-
-/// Comparing two measurements costs nothing while files are deleted.
-void TidraDeletionService::countPartly(const std::string& left, std::int64_t freeableBefore) {
-  constexpr std::chrono::seconds limit{5};
-  TidraDirectorySizeReader::Options options;
-  options.workers = setting_.workers;
-  options.limit = limit;
-  const auto size = TidraDirectorySizeReader::readAll({{.path = left}}, options).front();
-  const std::int64_t rest = size.bytes ? signedBytes(size.use.freeableBytes) : freeableBefore;
-  freedByFailure_ = std::max<std::int64_t>(0, freeableBefore - rest);
 }
 
 void TidraDeletionService::noteLowerLayer() {

@@ -92,7 +92,6 @@ class TidraDeletionService {
   std::vector<std::string> ownFolders(const QuarantineConfig& quarantine) const;
   void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, Disposed& disposed,
            std::optional<std::int64_t> freeable);
-  void countPartly(const std::string& left, std::int64_t freeableBefore);
   void noteLowerLayer();
   void noteOpenStore(const DisposalReceipt& receipt);
   struct Measured {

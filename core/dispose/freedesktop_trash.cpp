@@ -30,6 +30,10 @@ std::string infoFolderOf(const FreedesktopTrash::Entry& entry) {
 }
 
 std::string originalPlace(const FreedesktopTrash::Entry& entry) {
+  if (entry.dating == FreedesktopTrash::Dating::leftover) {
+    throw DisposalError(
+        "is the rest of an interrupted deletion, which cannot be restored; tidra trash purge finishes it");
+  }
   if (!entry.originalPath) {
     throw DisposalError(
         fmt::format("does not say where it was; move it back by hand from {}", escapedForTerminal(entry.path)));
@@ -145,6 +149,7 @@ std::string_view FreedesktopTrash::Entry::fault() const {
 
 FreedesktopTrash::Purged& FreedesktopTrash::Purged::operator+=(Purged other) {
   std::move(other.paths.begin(), other.paths.end(), std::back_inserter(paths));
+  std::move(other.partial.begin(), other.partial.end(), std::back_inserter(partial));
   std::move(other.failures.begin(), other.failures.end(), std::back_inserter(failures));
   std::move(other.notes.begin(), other.notes.end(), std::back_inserter(notes));
   notBegun += other.notBegun;
@@ -285,6 +290,9 @@ void FreedesktopTrash::removeOne(const Entry& entry, const std::function<bool()>
     // Other programs trash what nobody but its owner can delete; whole, it can be moved back.
     if (entry.dating != Dating::leftover) ItemRemoval::requireWhollyRemovable(item, {.shouldCancel = shouldCancel});
     ItemRemoval::run(item, {.shouldCancel = shouldCancel, .completion = "the next purge of the trash finishes it"});
+  } catch (const PartlyRemovedError& error) {
+    if (error.left() != entry.path) dropInfo(info, entry.name());
+    throw;
   } catch (const std::system_error& error) {
     if (error.code() != std::errc::no_such_file_or_directory) throw;
   }
@@ -294,6 +302,12 @@ void FreedesktopTrash::removeOne(const Entry& entry, const std::function<bool()>
 
 FreedesktopTrash::Purged FreedesktopTrash::remove(const std::vector<Entry>& entries,
                                                   const std::function<bool()>& shouldCancel) {
+  const auto ignore = [](const Entry&) {};
+  return remove(entries, shouldCancel, {ignore, ignore});
+}
+
+FreedesktopTrash::Purged FreedesktopTrash::remove(const std::vector<Entry>& entries,
+                                                  const std::function<bool()>& shouldCancel, const Listener& listener) {
   Purged purged;
   for (std::size_t i = 0; i < entries.size(); ++i) {
     if (shouldCancel && shouldCancel()) {
@@ -301,9 +315,17 @@ FreedesktopTrash::Purged FreedesktopTrash::remove(const std::vector<Entry>& entr
       break;
     }
     const Entry& entry = entries[i];
+    // Without an item there is only an info file to tidy up.
+    if (entry.identity) listener.begins(entry);
     try {
       removeOne(entry, shouldCancel);
-      if (entry.dating != Dating::leftover) purged.paths.push_back(entry.path);
+      if (!entry.identity) continue;
+      purged.paths.push_back(entry.path);
+      listener.gone(entry);
+    } catch (const PartlyRemovedError& error) {
+      const bool isMeasured = entry.freeable > 0;
+      purged.partial.push_back({entry, isMeasured ? ItemRemoval::freedByPart(error.left(), entry.freeable, true) : 0});
+      purged.failures.push_back({entry.path, error.what()});
     } catch (const std::exception& error) {
       purged.failures.push_back({entry.path, error.what()});
     }

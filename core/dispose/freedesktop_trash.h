@@ -53,8 +53,15 @@ class FreedesktopTrash {
     std::string_view fault() const;
   };
 
+  /// An entry whose deletion was cut short.
+  struct Partial {
+    Entry entry;
+    std::int64_t freedBytes = 0;  // 0 for an entry that was not measured
+  };
+
   struct Purged {
-    std::vector<std::string> paths;  // deleted permanently
+    std::vector<std::string> paths;  // deleted permanently, leftovers included
+    std::vector<Partial> partial;    // of some failures
     std::vector<TidraDeletionFailure> failures;
     std::vector<std::string> notes;  // what was skipped and why, for display
     std::size_t notBegun = 0;        // entries left because of cancellation
@@ -110,8 +117,16 @@ class FreedesktopTrash {
   /// Throws as restore() would if the original path is unknown, invalid or taken.
   static void checkRestore(const Entry& entry);
 
+  /// Called before an item is removed, and after it is gone.
+  struct Listener {
+    std::function<void(const Entry&)> begins;
+    std::function<void(const Entry&)> gone;
+  };
+
   /// Removes entries and their info files. An item whose identity changed since the listing stays.
   [[nodiscard]] static Purged remove(const std::vector<Entry>& entries, const std::function<bool()>& shouldCancel = {});
+  [[nodiscard]] static Purged remove(const std::vector<Entry>& entries, const std::function<bool()>& shouldCancel,
+                                     const Listener& listener);
 
   /// Removes entries trashed more than this many days before `now`, by any program, and finishes interrupted removals.
   [[nodiscard]] Purged purge(std::int64_t olderThanDays, TimePoint now,

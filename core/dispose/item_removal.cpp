@@ -2,8 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <chrono>
 #include <random>
 
+#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/tree_removal.h"
@@ -110,6 +113,20 @@ void ItemRemoval::requireWhollyRemovable(const HeldEntry& entry, const Options& 
   const auto size = TidraDirectorySizeReader::readAll({{.path = entry.path(), .isTrash = true}}, measuring).front();
   const TidraPathResolver wholePaths{"/", {}};
   if (size.kept) throw DisposalError(size.kept->reason(wholePaths) + ", so it stays");
+}
+
+/// Comparing two measurements costs nothing while files are deleted.
+std::int64_t ItemRemoval::freedByPart(const std::string& left, std::int64_t freeableBefore, bool isInTrash,
+                                      unsigned workers) {
+  constexpr std::chrono::seconds limit{5};
+  TidraDirectorySizeReader::Options options;
+  options.workers = workers;
+  options.limit = limit;
+  const auto size =
+      TidraDirectorySizeReader::readAll({{.path = left, .enterBundles = isInTrash, .isTrash = isInTrash}}, options)
+          .front();
+  const std::int64_t rest = size.bytes ? signedBytes(size.use.freeableBytes) : freeableBefore;
+  return std::max<std::int64_t>(0, freeableBefore - rest);
 }
 
 bool ItemRemoval::run(const HeldEntry& entry, const Options& options) {

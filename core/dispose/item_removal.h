@@ -29,6 +29,10 @@ struct ItemRemoval {
   /// Returns whether the folder lay in a lower layer of an overlay, which keeps its files: removing it frees at most
   /// what was changed since.
   static bool run(const HeldEntry& entry, const Options& options);
+
+  /// Returns what a removal has freed that left the folder `left`, when all of it would have freed `freeableBefore`.
+  static std::int64_t freedByPart(const std::string& left, std::int64_t freeableBefore, bool isInTrash,
+                                  unsigned workers = 0);
 };
 
 }  // namespace tidra

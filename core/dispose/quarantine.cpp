@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "core/base/byte_units.h"
+#include "core/base/quantities.h"
 #include "core/base/record_fields.h"
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
@@ -15,6 +16,7 @@
 #include "core/platform/files.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
+#include "core/scan/directory_size.h"
 #include "core/scan/removal_note.h"
 
 namespace tidra {
@@ -42,6 +44,12 @@ bool isManifest(std::string_view name) {
 /// Best effort: list() notes a manifest without an item, and purge() removes it.
 void dropManifest(const StoreFolder& store, const std::string& name) {
   static_cast<void>(removeFileEntry(store.descriptor(), manifestOf(name).c_str()));
+}
+
+std::int64_t freeableByFolder(const std::string& path) {
+  const auto size =
+      TidraDirectorySizeReader::readAll({{.path = path, .enterBundles = true, .isTrash = true}}, {}).front();
+  return signedBytes(size.use.freeableBytes);
 }
 
 QuarantineDisposer::Manifest readManifest(const StoreFolder& store, const std::string& name) {
@@ -229,10 +237,11 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, Extent ex
                                                      const std::function<bool()>& shouldCancel) const {
   Purged purged;
   const auto isCancelled = [&] { return shouldCancel && shouldCancel(); };
-  const auto attempt = [&](const std::string& path, const auto& removal) {
+  const auto attempt = [&](const std::string& path, std::int64_t freed, const auto& removal) {
     try {
       if (extent != Extent::dryRemains) removal();
       purged.paths.push_back(path);
+      purged.freedEach.push_back(freed);
     } catch (const std::exception& error) {
       purged.failures.push_back({path, error.what()});
     }
@@ -241,13 +250,13 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, Extent ex
     for (const std::string& leftover : root.leftovers) {
       if (isCancelled()) return purged;
       const std::string path = root.store.pathOf(leftover);
-      attempt(path,
+      attempt(path, extent == Extent::everything ? 0 : freeableByFolder(path),
               [&] { ItemRemoval::run(holdEntry(path), {.shouldCancel = shouldCancel, .completion = nextPurge}); });
     }
     for (const Found& found : root.found) {
       if (isCancelled()) return purged;
       if (found.entry.manifest.quarantinedAt >= cutOff || (found.hasItem && extent != Extent::everything)) continue;
-      attempt(found.entry.url, [&] { remove(found.entry, shouldCancel); });
+      attempt(found.entry.url, 0, [&] { remove(found.entry, shouldCancel); });
     }
   }
   return purged;

@@ -68,7 +68,8 @@ class QuarantineDisposer {
   };
 
   struct Purged {
-    std::vector<std::string> paths;  // deleted permanently
+    std::vector<std::string> paths;       // deleted permanently
+    std::vector<std::int64_t> freedEach;  // by each path; only clearRemains() measures, 0 where a manifest alone went
     std::vector<TidraDeletionFailure> failures;
     std::vector<std::string> notes;  // what could not be read and stays
   };

@@ -34,10 +34,11 @@ class TrashDisposer {
 
   /// Empties the trash. On macOS through the Finder, which reports nothing; elsewhere everything trashed until `now`,
   /// plus entries without a valid date if `includesUnlisted`, of those that are meant. Polls `shouldCancel` between and
-  /// within entries.
+  /// within entries. The listener is not called for the Finder's trash.
   [[nodiscard]] Emptied emptyTrash(TimePoint now, bool includesUnlisted,
                                    const std::function<bool(const FreedesktopTrash::Entry&)>& isMeant,
-                                   const std::function<bool()>& shouldCancel);
+                                   const std::function<bool()>& shouldCancel,
+                                   const FreedesktopTrash::Listener& listener);
 
   /// Returns the home trash, which removal must protect.
   static std::string folder(const TidraPathResolver& resolver);

@@ -17,7 +17,8 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string& orig
 
 TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint now, bool includesUnlisted,
                                                  const std::function<bool(const FreedesktopTrash::Entry&)>& isMeant,
-                                                 const std::function<bool()>& shouldCancel) {
+                                                 const std::function<bool()>& shouldCancel,
+                                                 const FreedesktopTrash::Listener& listener) {
   std::vector<std::string> notes;
   const auto untilNow = now + std::chrono::seconds{1};
   auto entries = freedesktop_.list(now, notes);
@@ -25,7 +26,7 @@ TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint now, bool includesUnl
   auto choice = FreedesktopTrash::choose(std::move(entries), untilNow, includesUnlisted);
   FreedesktopTrash::measure(choice.due);
   Emptied emptied{{}, std::move(choice.due), std::move(choice.unlisted), later};
-  emptied.purged = FreedesktopTrash::remove(emptied.due, shouldCancel);
+  emptied.purged = FreedesktopTrash::remove(emptied.due, shouldCancel, listener);
   emptied.purged.notes = std::move(notes);
   return emptied;
 }

@@ -28,7 +28,8 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string&, Tim
 
 TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint, bool,
                                                  const std::function<bool(const FreedesktopTrash::Entry&)>&,
-                                                 const std::function<bool()>& shouldCancel) {
+                                                 const std::function<bool()>& shouldCancel,
+                                                 const FreedesktopTrash::Listener&) {
   constexpr double timeoutSeconds = 60;
   const auto answer = ProcessRunner::run({.executablePath = "/usr/bin/osascript",
                                           .arguments = {"-e", "tell application \"Finder\" to empty trash"},

@@ -7,6 +7,7 @@
 #include "core/model/cleanup_plan.h"
 #include "tests/cli/cli_fixture.h"
 #include "tests/support/matchers.h"
+#include "tests/support/noted_removal.h"
 #include "tests/support/temporary_mount.h"
 
 namespace tidra {
@@ -243,13 +244,24 @@ TEST_F(CliCleanup, AnEmptyQuarantineIsSaidToBeEmpty) {
   }
 }
 
-TEST_F(CliCleanup, ADryPurgeNamesWhatEarlierRemovalsLeft) {
-  writeManifest(".tidra/quarantine/20200101T000000-gone");
-  const std::string manifest = ".tidra/quarantine/20200101T000000-gone.tidra.json";
-  EXPECT_THAT(run({"quarantine", "purge", "--dry-run"}).err, HasSubstr("would be cleared away"));
-  EXPECT_TRUE(exists(manifest));
-  EXPECT_THAT(run({"quarantine", "purge", "--yes"}).err, HasSubstr("is cleared away"));
-  EXPECT_FALSE(exists(manifest));
+TEST_F(CliCleanup, APurgeClearsAndCountsWhatEarlierRemovalsLeft) {
+  const std::string store = ".tidra/quarantine/";
+  for (const std::string which : {"--older-than=7d", "--all"}) {
+    writeManifest(store + "20200101T000000-gone");
+    const std::string leftover = tree().makeFolder(store + ".tidra-removing-0123456789abcdef");
+    noteRemoval(leftover);
+    tree().writeFileOfSize(store + ".tidra-removing-0123456789abcdef/f", 50000);
+    const auto before = tree().snapshot();
+    EXPECT_THAT(run({"quarantine", "purge", which, "--dry-run"}).err, HasSubstr("would be cleared away"));
+    EXPECT_EQ(tree().snapshot(), before);
+    const ProgramRun ran = run({"quarantine", "purge", which, "--yes"});
+    EXPECT_THAT(ran,
+                succeeds(AllOf(HasSubstr("2 rests of earlier removals cleared away, 4"), Not(HasSubstr("Nothing")))));
+    EXPECT_THAT(ran.err, HasSubstr("gone, of which an earlier removal left something, is cleared away"));
+    EXPECT_FALSE(exists(store + "20200101T000000-gone.tidra.json") ||
+                 exists(store + ".tidra-removing-0123456789abcdef"));
+    EXPECT_THAT(run({"history", "1"}).out, HasSubstr(".tidra-removing-0123456789abcdef"));
+  }
 }
 
 }  // namespace

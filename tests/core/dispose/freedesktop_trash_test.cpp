@@ -120,7 +120,7 @@ TEST_F(Trash, PurgeGoesByTheDateInLocalTime) {
                   "[Trash Info]\nPath=/x\nDeletionDate=2020-02-01T00:00:00\n");
   noteRemoval(tree_.makeFolder("home/.local/share/Trash/files/.tidra-removing-0123456789abcdef"));
   const auto purged = made.purge(30, now);
-  EXPECT_THAT(purged.paths, ElementsAre(files("/old")));
+  EXPECT_THAT(purged.paths, ElementsAre(files("/.tidra-removing-0123456789abcdef"), files("/old")));
   EXPECT_THAT(purged.failures, IsEmpty());
   EXPECT_THAT(namesIn(files()), ElementsAre("young"));
   EXPECT_THAT(namesIn(info()), ElementsAre("young.trashinfo"));
