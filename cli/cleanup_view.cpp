@@ -277,7 +277,7 @@ Remover removerOf(std::string_view path) { return isToolBackedTarget(path) ? Rem
 std::string planText(const std::vector<CleanupCandidate>& candidates, const CleanupViewOptions& options) {
   const ShownSizes sizes(candidates, options.apparentSize);
   const std::string byTools = blockText(candidates, sizes, Remover::tool, options);
-  const std::string own = blockText(candidates, sizes, Remover::tidra, options);
+  std::string own = blockText(candidates, sizes, Remover::tidra, options);
   if (byTools.empty()) return own;
   return own + paragraph("Removed by their tool, at once; no trash, no quarantine:", options.terminal) + byTools;
 }

@@ -29,7 +29,7 @@ std::string progressText(const std::vector<std::string>& figures, std::string_vi
   constexpr std::size_t leastPath = 8;
   std::string line;
   for (const std::string& figure : figures) {
-    const std::string longer = line + (line.empty() ? "" : fmt::format(" {} ", glyphs().dot)) + figure;
+    const std::string longer = line.empty() ? figure : fmt::format("{} {} {}", line, glyphs().dot, figure);
     if (displayWidth(longer) > columns) return line.empty() ? fitted(longer, columns) : line;
     line = longer;
   }

@@ -36,7 +36,7 @@ std::string trashContentText(std::vector<Entry> entries, const CleanupViewOption
   const std::size_t shownCount = limit == 0 ? entries.size() : std::min(limit, entries.size());
   const std::vector<Entry> hidden(entries.begin() + static_cast<std::ptrdiff_t>(shownCount), entries.end());
   entries.resize(shownCount);
-  const std::string text =
+  std::string text =
       trashTable(entries, TidraPathResolver{options.home, {}}, options.terminal, 0, options.apparentSize);
   if (hidden.empty()) return text;
   return text + paragraph(fmt::format("{} and {} more with {}; --limit 0 shows all", glyphs().ellipsis, hidden.size(),

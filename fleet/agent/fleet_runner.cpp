@@ -317,7 +317,7 @@ class Run {
   }
 
   std::string freedText() const {
-    const std::string freed = "freed " + ByteFormatting::compact(result_.allFreedBytes());
+    std::string freed = "freed " + ByteFormatting::compact(result_.allFreedBytes());
     const DisposalMethod method = policy().disposal.method;
     if (result_.disposal.receipts.empty() || method == DisposalMethod::delete_) return freed;
     return freed + fmt::format("; what went into the {} frees its space when that is {}", rawValue(method),
