@@ -19,7 +19,7 @@ struct ItemMark {
     part,     // goes with the item that it lies in
     review,   // left to the user: its tier, or no evidence that a tool made it
     kept,     // stays even if it is selected
-    unknown,  // the scan was interrupted before it could tell
+    unknown,  // the scan was interrupted before the checks
   };
 
   Kind kind = Kind::goes;

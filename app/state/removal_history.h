@@ -93,7 +93,7 @@ class RemovalHistory {
   /// so this comes before anything is brought back. Throws PreferencesError.
   void takeOverKilled();
 
-  /// Gives the run an `id` and begins its journal. Throws PreferencesError.
+  /// Sets the `id` of the run and begins its journal. Throws PreferencesError.
   std::unique_ptr<RemovalJournal> begin(RemovalRun& run);
 
   /// Adds the run, unless it has no items, and removes its journal, if any. Drops the oldest runs beyond the bounds

@@ -15,6 +15,7 @@
 #include "core/platform/files.h"
 #include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
+#include "core/platform/spare_threads.h"
 
 namespace tidra {
 namespace {
@@ -141,13 +142,7 @@ std::optional<PlaceUse> RemovalGuard::workerAround(const std::string& project) {
   return std::nullopt;
 }
 
-void RemovalGuard::prepare() {
-  try {
-    prepared_ = std::async(std::launch::async, &RemovalGuard::takeSnapshot);
-  } catch (const std::system_error&) {
-    prepared_ = {};
-  }
-}
+void RemovalGuard::prepare() { prepared_ = startTask(&RemovalGuard::takeSnapshot); }
 
 /// Expensive snapshots are taken less often: at most a tenth of the time.
 RemovalGuard::TimedSnapshot RemovalGuard::takeSnapshot() {

@@ -22,7 +22,7 @@ class RemovalGuard {
   RemovalGuard(const TidraPathResolver& resolver, std::vector<MountPoint> mounts);
 
   /// Starts to read in the background what processes use. The first question takes the answer, unless it is some
-  /// seconds old by then. The destructor waits for it. Best effort: without a thread the first question reads.
+  /// seconds old by then. The destructor waits for it. Without a thread it reads at once.
   void prepare();
 
   /// Returns why a path must stay, as the rest of a sentence after it; nullopt if nothing prevents removal, and for
