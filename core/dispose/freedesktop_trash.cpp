@@ -9,6 +9,7 @@
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/item_removal.h"
+#include "core/dispose/store_records.h"
 #include "core/dispose/way_back.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/folder_entries.h"
@@ -19,11 +20,13 @@
 namespace tidra {
 namespace {
 
-constexpr std::string_view infoSuffix = StoreNames::infoSuffix;
+constexpr StoreRecords infoFiles{.suffix = StoreNames::infoSuffix,
+                                 .name = "its info file",
+                                 .place = "in the trash",
+                                 .restoreCommand = "tidra trash restore",
+                                 .isRestoredByPath = true};
 constexpr std::size_t largestInfo = 64_KiB;
 constexpr const char* trashName = "the trash folder";
-
-std::string infoOf(const std::string& name) { return name + std::string(infoSuffix); }
 
 std::string infoFolderOf(const FreedesktopTrash::Entry& entry) {
   return joinedPath(parentPath(parentPath(entry.path)), "info");
@@ -38,12 +41,7 @@ std::string originalPlace(const FreedesktopTrash::Entry& entry) {
     throw DisposalError(
         fmt::format("does not say where it was; move it back by hand from {}", escapedForTerminal(entry.path)));
   }
-  return placeToRestore(*entry.originalPath, "its info file");
-}
-
-/// Best effort: an info file without an item is removed by the next purge.
-void dropInfo(const StoreFolder& info, const std::string& name) {
-  static_cast<void>(removeFileEntry(info.descriptor(), infoOf(name).c_str()));
+  return placeToRestore(*entry.originalPath, infoFiles.name);
 }
 
 }  // namespace
@@ -87,43 +85,10 @@ void FreedesktopTrash::check(const HeldEntry& entry) const {
   requireStorable(entry, location.files, mounts_);
 }
 
-std::string FreedesktopTrash::reserve(const Store& store, const std::string& stem, const std::string& text) {
-  int& number = nextNumbers_.try_emplace(store.info.pathOf(stem), 1).first->second;
-  for (;; ++number) {
-    std::string name = number == 1 ? stem : fmt::format("{}.{}", stem, number);
-    if (entryFacts(store.files.descriptor(), name.c_str())) continue;
-    const auto file = makeFileEntry(store.info.descriptor(), infoOf(name).c_str());
-    if (!file && file.failure() == std::errc::file_exists) continue;
-    auto reason = file.failure();
-    if (!reason) reason = writeDurably(*file, text);
-    if (!reason) reason = flushEntries(store.info.descriptor());
-    if (!reason) return name;
-    if (file) dropInfo(store.info, name);
-    throw DisposalError(fmt::format("its info file in {} cannot be written: {}",
-                                    escapedForTerminal(store.info.folder.path), storeMessage(reason)));
-  }
-}
-
 std::string FreedesktopTrash::trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date) {
   const Store store = open(trashFolderFor(entry));
-  const std::string text = infoText(originalPath, date);
-  constexpr std::size_t numberLength = 10;
-  const std::string stem = shortenedName(entry.name, infoSuffix.size() + numberLength);
-  for (;;) {
-    std::string name = reserve(store, stem, text);
-    try {
-      if (!moveIntoStore(entry, store.files, name, deleteInstead)) return store.files.pathOf(name);
-    } catch (const StrayedError& error) {
-      // The info file stays, so that the moved file is listed and can be restored.
-      throw DisposalError(fmt::format("{}; tidra trash restore {} brings it back", error.what(),
-                                      escapedForTerminal(store.files.pathOf(name))));
-    } catch (...) {
-      dropInfo(store.info, name);
-      throw;
-    }
-    // A file without an info file has the name; try the next number.
-    dropInfo(store.info, name);
-  }
+  return store.files.pathOf(
+      infoFiles.moveIn(entry, store.files, store.info, "", infoText(originalPath, date), nextNumbers_));
 }
 
 std::vector<std::string> FreedesktopTrash::trashFolders() const {
@@ -182,7 +147,7 @@ std::string FreedesktopTrash::listed(const std::vector<Entry>& unlisted) {
 /// it is older than any such move takes, what a killed program has left.
 bool FreedesktopTrash::mayBeInProgress(const Store& store, const std::string& name, TimePoint now) {
   constexpr std::chrono::minutes longestMove{10};
-  const auto facts = entryFacts(store.info.descriptor(), infoOf(name).c_str());
+  const auto facts = entryFacts(store.info.descriptor(), infoFiles.fileOf(name).c_str());
   return facts && facts->modified > now - longestMove && facts->modified < now + longestMove;
 }
 
@@ -197,7 +162,7 @@ FreedesktopTrash::Entry FreedesktopTrash::entryOf(const Store& store, const std:
     if (RemovalNote::claims(store.files.descriptor(), name)) entry.dating = Dating::leftover;
     return entry;
   }
-  const auto text = readFileEntry(store.info.descriptor(), infoOf(name).c_str(), largestInfo);
+  const auto text = readFileEntry(store.info.descriptor(), infoFiles.fileOf(name).c_str(), largestInfo);
   const auto date = text ? dateOf(*text) : std::nullopt;
   entry.originalPath = text ? placeIn(*text, parentPath(store.files.folder.path)) : std::nullopt;
   entry.dating = !date ? Dating::noDate : *date > now ? Dating::future : Dating::dated;
@@ -211,9 +176,7 @@ std::vector<FreedesktopTrash::Entry> FreedesktopTrash::listOf(const std::string&
   std::map<std::string, bool> hasInfo;
   for (const std::string& name : store.files.sortedNames()) hasInfo.emplace(name, false);
   for (const std::string& name : store.info.sortedNames()) {
-    if (!name.ends_with(infoSuffix)) continue;
-    const std::string item = name.substr(0, name.size() - infoSuffix.size());
-    if (namesAnEntry(item)) hasInfo[item] = true;
+    if (const auto item = infoFiles.itemOf(name)) hasInfo[*item] = true;
   }
   std::vector<Entry> entries;
   for (const auto& [name, has] : hasInfo) {
@@ -276,10 +239,7 @@ void FreedesktopTrash::restore(const Entry& entry) {
   if (item.facts.identity != entry.identity) throw DisposalError("was replaced by something else meanwhile");
   moveBack(item, place);
   // The move comes first: an info file that a crash leaves without its item is removed by the next purge.
-  const auto reason = removeFileEntry(info.descriptor(), infoOf(entry.name()).c_str());
-  if (reason && reason != std::errc::no_such_file_or_directory) {
-    throw DisposalError(fmt::format("was restored, but its info file stays in the trash: {}", reason.message()));
-  }
+  infoFiles.remove(info, entry.name(), "was restored");
 }
 
 void FreedesktopTrash::removeOne(const Entry& entry, const std::function<bool()>& shouldCancel) {
@@ -291,13 +251,12 @@ void FreedesktopTrash::removeOne(const Entry& entry, const std::function<bool()>
     if (entry.dating != Dating::leftover) ItemRemoval::requireWhollyRemovable(item, {.shouldCancel = shouldCancel});
     ItemRemoval::run(item, {.shouldCancel = shouldCancel, .completion = "the next purge of the trash finishes it"});
   } catch (const PartlyRemovedError& error) {
-    if (error.left() != entry.path) dropInfo(info, entry.name());
+    if (error.left() != entry.path) infoFiles.drop(info, entry.name());
     throw;
   } catch (const std::system_error& error) {
     if (error.code() != std::errc::no_such_file_or_directory) throw;
   }
-  const auto reason = removeFileEntry(info.descriptor(), infoOf(entry.name()).c_str());
-  if (reason && reason != std::errc::no_such_file_or_directory) throw DisposalError(reason);
+  infoFiles.remove(info, entry.name(), "was deleted");
 }
 
 FreedesktopTrash::Purged FreedesktopTrash::remove(const std::vector<Entry>& entries,

@@ -2,13 +2,13 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "core/base/time_point.h"
 #include "core/dispose/quarantine.h"
+#include "core/dispose/store_records.h"
 #include "core/dispose/volumes.h"
 #include "core/platform/held_folder.h"
 #include "core/platform/mount_table.h"
@@ -95,9 +95,8 @@ class FreedesktopTrash {
   /// Throws DisposalError or std::system_error if the item could not be trashed now. Creates nothing.
   void check(const HeldEntry& entry) const;
 
-  /// Moves an item into its trash and returns its new path. `originalPath` is where file managers restore it. The info
-  /// file is written and fsynced before the move, and removed if the move fails. Throws DisposalError, UnsafePathError
-  /// or std::system_error; the item is then still in place.
+  /// Moves an item into its trash and returns its new path. `originalPath` is where file managers restore it. Throws as
+  /// StoreRecords::moveIn() does.
   std::string trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date);
 
   /// Returns all entries of the home trash and those of other volumes, sorted by name, not measured. `notes` receives
@@ -111,7 +110,8 @@ class FreedesktopTrash {
   static void measure(std::vector<Entry>& entries);
 
   /// Moves an entry back to its original path, creating missing parent folders, never replacing anything. Throws
-  /// DisposalError, UnsafePathError or std::system_error; the entry then stays in the trash.
+  /// DisposalError, UnsafePathError or std::system_error; the entry then stays in the trash, unless only its info file
+  /// could not be removed: what() begins with "was restored" then.
   static void restore(const Entry& entry);
 
   /// Throws as restore() would if the original path is unknown, invalid or taken.
@@ -155,14 +155,13 @@ class FreedesktopTrash {
   std::vector<std::string> trashFolders() const;
   Store open(const std::string& folder) const;
   static Store openExisting(const std::string& folder);
-  std::string reserve(const Store& store, const std::string& stem, const std::string& text);
   static bool mayBeInProgress(const Store& store, const std::string& name, TimePoint now);
   static Entry entryOf(const Store& store, const std::string& name, bool hasInfo, TimePoint now);
   static void removeOne(const Entry& entry, const std::function<bool()>& shouldCancel);
 
   TidraPathResolver resolver_;
   std::vector<MountPoint> mounts_;
-  std::map<std::string, int> nextNumbers_;  // by info folder and name: avoids probing the same taken numbers again
+  StoreRecords::Numbers nextNumbers_;
 };
 
 }  // namespace tidra

@@ -11,6 +11,7 @@
 #include "core/base/text.h"
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/item_removal.h"
+#include "core/dispose/store_records.h"
 #include "core/dispose/way_back.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/files.h"
@@ -24,26 +25,15 @@ namespace {
 
 constexpr const char* quarantineName = "the quarantine folder";
 constexpr std::size_t largestManifest = 1_MiB;
+constexpr StoreRecords manifests{.suffix = StoreNames::manifestSuffix,
+                                 .name = "its manifest",
+                                 .place = "in quarantine",
+                                 .restoreCommand = "tidra quarantine restore"};
 constexpr const char* nextPurge = "the next tidra quarantine purge finishes it";
 
 /// Formats "20260314T101500" in UTC.
 std::string stamp(TimePoint date) {
   return fmt::format("{:%Y%m%dT%H%M%S}", fmt::gmtime(std::chrono::system_clock::to_time_t(date)));
-}
-
-std::string manifestOf(const std::string& entryName) {
-  return entryName + std::string(QuarantineDisposer::manifestSuffix);
-}
-
-bool isManifest(std::string_view name) {
-  if (!name.ends_with(QuarantineDisposer::manifestSuffix)) return false;
-  name.remove_suffix(QuarantineDisposer::manifestSuffix.size());
-  return namesAnEntry(name);
-}
-
-/// Best effort: list() notes a manifest without an item, and purge() removes it.
-void dropManifest(const StoreFolder& store, const std::string& name) {
-  static_cast<void>(removeFileEntry(store.descriptor(), manifestOf(name).c_str()));
 }
 
 std::int64_t freeableByFolder(const std::string& path) {
@@ -95,24 +85,6 @@ void QuarantineDisposer::check(const HeldEntry& entry) const {
 
 void QuarantineDisposer::checkFolder() const { requireStoreUsable(config_.directory, false, quarantineName); }
 
-std::string QuarantineDisposer::reserve(const StoreFolder& store, const std::string& stem,
-                                        const std::string& manifest) {
-  int& number = nextNumbers_.try_emplace(store.pathOf(stem), 1).first->second;
-  for (;; ++number) {
-    std::string name = number == 1 ? stem : fmt::format("{}.{}", stem, number);
-    if (entryFacts(store.descriptor(), name.c_str())) continue;
-    const auto file = makeFileEntry(store.descriptor(), manifestOf(name).c_str());
-    if (!file && file.failure() == std::errc::file_exists) continue;
-    auto reason = file.failure();
-    if (!reason) reason = writeDurably(*file, manifest);
-    if (!reason) reason = flushEntries(store.descriptor());
-    if (!reason) return name;
-    if (file) dropManifest(store, name);
-    throw DisposalError(fmt::format("its manifest in {} cannot be written: {}", escapedForTerminal(store.folder.path),
-                                    storeMessage(reason)));
-  }
-}
-
 QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& entry, const std::string& originalPath,
                                                                std::optional<std::int64_t> bytes, TimePoint date,
                                                                std::optional<std::int64_t> freeable) {
@@ -123,24 +95,7 @@ QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& 
                                                    .freeableBytes = freeable,
                                                    .host = host_}) +
                                "\n";
-  constexpr std::size_t numberLength = 10;
-  const std::string prefix = stamp(date) + "-";
-  const std::string stem = prefix + shortenedName(entry.name, prefix.size() + manifestSuffix.size() + numberLength);
-  for (;;) {
-    std::string name = reserve(store, stem, manifest);
-    try {
-      if (!moveIntoStore(entry, store, name, deleteInstead)) return {store.pathOf(name), bytes};
-    } catch (const StrayedError& error) {
-      // The manifest stays, so that the moved file is listed and can be restored.
-      throw DisposalError(
-          fmt::format("{}; tidra quarantine restore {} brings it back", error.what(), escapedForTerminal(name)));
-    } catch (...) {
-      dropManifest(store, name);
-      throw;
-    }
-    // A file without a manifest has the name; try the next number.
-    dropManifest(store, name);
-  }
+  return {store.pathOf(manifests.moveIn(entry, store, store, stamp(date) + "-", manifest, nextNumbers_)), bytes};
 }
 
 void QuarantineDisposer::readRoot(Root& root, std::vector<std::string>& notes) const {
@@ -153,12 +108,12 @@ void QuarantineDisposer::readRoot(Root& root, std::vector<std::string>& notes) c
       if (!isOurs && RemovalLeftover::is(name)) unclaimed.push_back(escapedForTerminal(root.store.pathOf(name)));
     }
     // A name with its own manifest is an item, even if it looks like a manifest.
-    if (!isManifest(name) || std::binary_search(names.begin(), names.end(), manifestOf(name))) continue;
-    const std::string item = name.substr(0, name.size() - manifestSuffix.size());
+    const auto item = manifests.itemOf(name);
+    if (!item || std::binary_search(names.begin(), names.end(), manifests.fileOf(name))) continue;
     try {
       Manifest manifest = readManifest(root.store, name);
-      const bool hasItem = static_cast<bool>(entryFacts(root.store.descriptor(), item.c_str()));
-      root.found.push_back({{root.store.pathOf(item), std::move(manifest)}, hasItem});
+      const bool hasItem = static_cast<bool>(entryFacts(root.store.descriptor(), item->c_str()));
+      root.found.push_back({{root.store.pathOf(*item), std::move(manifest)}, hasItem});
     } catch (const std::exception& error) {
       notes.push_back(fmt::format("{} cannot be read: {}.", escapedForTerminal(root.store.pathOf(name)),
                                   escapedForTerminal(error.what())));
@@ -206,7 +161,6 @@ QuarantineDisposer::Listing QuarantineDisposer::list() const {
 
 void QuarantineDisposer::remove(const Entry& entry, const std::function<bool()>& shouldCancel) const {
   const auto store = StoreFolder::openExisting(parentPath(entry.url), false, quarantineName);
-  const std::string name = entry.name();
   try {
     const HeldEntry item = holdEntry(entry.url);
     // What lies in it and belongs to others moves in and back with it, as long as it is whole.
@@ -215,7 +169,7 @@ void QuarantineDisposer::remove(const Entry& entry, const std::function<bool()>&
   } catch (const std::system_error& error) {
     if (error.code() != std::errc::no_such_file_or_directory) throw;
   }
-  if (const auto reason = removeFileEntry(store.descriptor(), manifestOf(name).c_str())) throw DisposalError(reason);
+  manifests.remove(store, entry.name(), "was deleted");
 }
 
 QuarantineDisposer::Purged QuarantineDisposer::purge(std::optional<std::int64_t> olderThanDays, TimePoint now,
@@ -263,16 +217,14 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, Extent ex
 }
 
 void QuarantineDisposer::checkRestore(const Entry& entry) const {
-  static_cast<void>(placeToRestore(entry.manifest.originalPath, "its manifest"));
+  static_cast<void>(placeToRestore(entry.manifest.originalPath, manifests.name));
 }
 
 void QuarantineDisposer::restore(const Entry& entry) const {
-  const std::string place = placeToRestore(entry.manifest.originalPath, "its manifest");
+  const std::string place = placeToRestore(entry.manifest.originalPath, manifests.name);
   const auto store = StoreFolder::openExisting(parentPath(entry.url), false, quarantineName);
   moveBack(holdEntry(entry.url), place);
-  if (const auto reason = removeFileEntry(store.descriptor(), manifestOf(entry.name()).c_str())) {
-    throw DisposalError(fmt::format("was restored, but its manifest stays in quarantine: {}", reason.message()));
-  }
+  manifests.remove(store, entry.name(), "was restored");
 }
 
 template <>

@@ -4,13 +4,13 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "core/base/json_codec.h"
 #include "core/base/time_point.h"
+#include "core/dispose/store_records.h"
 #include "core/dispose/volumes.h"
 #include "core/model/disposal.h"
 #include "core/platform/held_folder.h"
@@ -74,7 +74,6 @@ class QuarantineDisposer {
     std::vector<std::string> notes;  // what could not be read and stays
   };
 
-  static constexpr std::string_view manifestSuffix = StoreNames::manifestSuffix;
   static constexpr std::string_view volumeFolder = StoreNames::volumeQuarantine;
 
   /// `mounts` are the volumes searched in addition to the configured folder.
@@ -93,9 +92,8 @@ class QuarantineDisposer {
   /// Throws DisposalError if the configured folder is unusable now. Creates nothing.
   void checkFolder() const;
 
-  /// Moves an item into quarantine. The manifest, which records `originalPath` and both sizes, is written and fsynced
-  /// before the move, and removed if the move fails. Throws DisposalError, UnsafePathError or std::system_error; the
-  /// item is then still in place.
+  /// Moves an item into quarantine, with a manifest that records `originalPath` and both sizes. Throws as
+  /// StoreRecords::moveIn() does.
   Quarantined quarantine(const HeldEntry& entry, const std::string& originalPath, std::optional<std::int64_t> bytes,
                          TimePoint date, std::optional<std::int64_t> freeable = {});
 
@@ -116,11 +114,13 @@ class QuarantineDisposer {
   [[nodiscard]] Purged clearRemains(TimePoint cutOff, bool dryRun,
                                     const std::function<bool()>& shouldCancel = {}) const;
 
-  /// Deletes one entry permanently. Throws DisposalError, UnsafePathError or std::system_error.
+  /// Deletes one entry permanently. Throws DisposalError, UnsafePathError or std::system_error; what() begins with "was
+  /// deleted" if only its manifest stays.
   void remove(const Entry& entry, const std::function<bool()>& shouldCancel = {}) const;
 
   /// Moves an entry back to its original path, creating missing parent folders, never replacing anything. Throws
-  /// DisposalError, UnsafePathError or std::system_error; entry and manifest then stay in quarantine.
+  /// DisposalError, UnsafePathError or std::system_error; the entry then stays in quarantine, unless only its manifest
+  /// could not be removed: what() begins with "was restored" then.
   void restore(const Entry& entry) const;
 
   /// Throws as restore() would if the original path is invalid or taken.
@@ -141,13 +141,12 @@ class QuarantineDisposer {
   enum class Extent { everything, remains, dryRemains };
   [[nodiscard]] Purged purge(TimePoint cutOff, Extent extent, const std::function<bool()>& shouldCancel) const;
   void readRoot(Root& root, std::vector<std::string>& notes) const;
-  std::string reserve(const StoreFolder& store, const std::string& stem, const std::string& manifest);
 
   QuarantineConfig config_;
   TidraPathResolver resolver_;
   std::string host_;
   std::vector<MountPoint> mounts_;
-  std::map<std::string, int> nextNumbers_;  // by root and stem: avoids probing the same taken numbers again
+  StoreRecords::Numbers nextNumbers_;
 };
 
 extern template struct RecordCodec<QuarantineDisposer::Manifest>;

@@ -20,8 +20,8 @@ class TrashDisposer {
   /// Throws if the item could not be trashed now. Changes nothing.
   void check(const HeldEntry& entry) const;
 
-  /// Moves an item to the trash and returns its new path. Throws DisposalError, UnsafePathError or std::system_error;
-  /// the item is then still in place.
+  /// Moves an item to the trash and returns its new path. Throws DisposalError, UnsafePathError or std::system_error:
+  /// nothing has moved then, except after a lost race (TOCTOU), when what() names where the other file is.
   std::string trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date);
 
   /// Result of emptying the trash.

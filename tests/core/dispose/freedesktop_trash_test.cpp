@@ -381,6 +381,22 @@ TEST_F(TrashRestore, NothingLandsInAFolderThatAnotherUserMadeMeanwhile) {
   EXPECT_TRUE(exists(entry.path));
 }
 
+TEST_F(TrashRestore, AnInfoFileThatStaysIsNoFailureOfItsItem) {
+  const auto entry = put("home/p/a");
+  const auto other = put("home/p/b");
+  handOver(tree_);
+  tree_.setMode("home/.local/share/Trash/info", 0500);
+  {
+    const WithoutPrivileges owner(tree_);
+    EXPECT_THAT(messageOf<DisposalError>([&] { FreedesktopTrash::restore(entry); }),
+                StartsWith("was restored, but its info file stays in the trash: Permission"));
+    const auto purged = FreedesktopTrash::remove({other});
+    ASSERT_EQ(purged.failures.size(), 1U);
+    EXPECT_THAT(purged.failures[0].message, StartsWith("was deleted, but its info file stays in the trash: Perm"));
+  }
+  EXPECT_THAT(namesIn(files()), IsEmpty());
+}
+
 TEST_F(TrashRestore, ReadsPathsOfOtherProgramsInAVolumesTrash) {
   const std::string info = "[Trash Info]\nPath=p/a%20b\n";
   EXPECT_EQ(FreedesktopTrash::placeIn(info, "/mnt/.Trash-7"), "/mnt/p/a b");
