@@ -17,14 +17,13 @@
 #include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_scanner.h"
-#include "core/scan/covered_places.h"
 #include "core/scan/directory_size.h"
 #include "core/scan/finding_assessment.h"
 #include "core/scan/place_set.h"
 #include "core/scan/removal_note.h"
 #include "core/scan/rule_index.h"
 #include "core/scan/system_scanner.h"
-#include "core/session/contents_checks.h"
+#include "core/session/finding_settlement.h"
 #include "core/session/git_checks.h"
 #include "core/session/layer_figures.h"
 #include "core/session/leftover_finder.h"
@@ -33,7 +32,6 @@
 #include "core/session/project_activity_reader.h"
 #include "core/session/root_plans.h"
 #include "core/session/session_progress.h"
-#include "core/session/size_bounds.h"
 #include "core/session/system_reach.h"
 #include "core/session/walk_notes.h"
 
@@ -44,7 +42,7 @@ class ScanSession {
  public:
   explicit ScanSession(const ScanRequest& request)
       : request_(request),
-        rulesInside_(wholeCatalog(), request.platform),
+        rulesInside_(request.rulesOfAll(), request.platform),
         exclusions_(withLinksResolved(request.exclusions)),
         stores_(knownStores(request.resolver, request.quarantines)),
         activity_(request.git, request.resolver),
@@ -75,13 +73,7 @@ class ScanSession {
     outcome_.circumstances = circumstances(duration);
     proveAges();
     settleLowerLayers(outcome_.findings, request_.mounts);
-    settleNested();
-    if (request_.tiers) {
-      outcome_.raised = raisedBeyond(*request_.tiers, outcome_.findings, wholeCatalog(),
-                                     [this](const auto& found) { return isWantedInAnyTier(found); });
-    }
-    std::erase_if(outcome_.findings, [this](const auto& found) { return !isWanted(found); });
-    if (auto excess = boundSizes(outcome_.findings, request_.resolver)) note(std::move(*excess));
+    settlement().run(covered_);
     noteIdleExclusions();
     noteOffPacks();
     outcome_.circumstances.partial = shouldCancel();
@@ -103,16 +95,12 @@ class ScanSession {
   void walkRoots() {
     for (const RootPlan& plan : planRoots(request_.roots, walkRequest())) {
       // The roots of a recheck are parents of its items, which nobody named.
-      if (plan.obstacle && !isRecheck()) note(*plan.obstacle);
+      if (plan.obstacle && !request_.isRecheck()) note(*plan.obstacle);
       // A recheck reads only the parents' entries, so no walk covers another.
-      if (plan.isWalked() || (isRecheck() && !plan.obstacle)) walk(plan);
+      if (plan.isWalked() || (request_.isRecheck() && !plan.obstacle)) walk(plan);
     }
-    if (request_.roots.size() > 1 && !isRecheck()) dropCoveredFindings(outcome_.findings);
+    if (request_.roots.size() > 1 && !request_.isRecheck()) dropCoveredFindings(outcome_.findings);
   }
-
-  /// Whether this is no search, but checks the items of a plan.
-  bool isRecheck() const { return request_.onlyPaths.has_value(); }
-  bool isAskedFor(const std::string& path) const { return !isRecheck() || request_.onlyPaths->contains(path); }
 
   FilesystemArtifactScanner::Request walkRequest() {
     return {.root = {},
@@ -126,7 +114,7 @@ class ScanSession {
             .stores = stores_,
             .mounts = request_.mounts,
             .oneFileSystem = request_.oneFileSystem,
-            .onlyNames = isRecheck() ? std::optional(std::set<std::string>{}) : std::nullopt,
+            .onlyNames = request_.isRecheck() ? std::optional(std::set<std::string>{}) : std::nullopt,
             .workers = request_.workers,
             .shouldCancel = [this] { return shouldCancel(); },
             .onProgress = {}};
@@ -169,7 +157,7 @@ class ScanSession {
   }
 
   std::optional<std::set<std::string>> namesIn(const std::string& root) const {
-    if (!isRecheck()) return std::nullopt;
+    if (!request_.isRecheck()) return std::nullopt;
     std::set<std::string> names;
     for (const std::string& path : *request_.onlyPaths) {
       if (path.starts_with('/') && parentPath(path) == root) names.emplace(lastPathComponent(path));
@@ -193,7 +181,7 @@ class ScanSession {
     if (shouldCancel()) return;
     auto result = system.scan(outcome_.findings);
     // Who names a category wants to know why it is empty.
-    auto& notes = request_.categories && !isRecheck() ? outcome_.notes : outcome_.details;
+    auto& notes = request_.categories && !request_.isRecheck() ? outcome_.notes : outcome_.details;
     notes.insert(notes.end(), result.notes.begin(), result.notes.end());
     withhold(result.withheld);
     covered_ = std::move(result.covered);
@@ -205,28 +193,6 @@ class ScanSession {
         outcome_.findings.push_back(std::move(found));
       }
     }
-  }
-
-  /// Before filtering, and also without a scan outside projects: unselected findings must not be removed with what
-  /// contains them.
-  void settleNested() {
-    raiseOfOthers(outcome_.findings);
-    auto context = probeContextOf(request_);
-    context.catalog = &wholeCatalog();
-    context.shouldCancel = [this] { return shouldCancel(); };
-    auto covered = coveredPlaces(context, outcome_.findings);
-    covered.insert(covered.end(), covered_.begin(), covered_.end());
-    auto ranked = rankedPlaces(outcome_.findings);
-    covered.insert(covered.end(), std::make_move_iterator(ranked.begin()), std::make_move_iterator(ranked.end()));
-    raiseHolders(outcome_.findings, covered, request_.resolver);
-    outcome_.nested = nestedFindings(outcome_.findings);
-    // Items of a plan are looked up by their own paths.
-    if (isRecheck()) return;
-    dropPartsOfPlaces(outcome_.findings, outcome_.nested, [this](const auto& outer) { return isWanted(outer); });
-  }
-
-  bool isOfWantedEcosystem(const ScanArtifactFinding& finding) const {
-    return !request_.ecosystems || request_.ecosystems->contains(finding.ecosystemTag);
   }
 
   /// Whether an entry is only named like an interrupted removal.
@@ -277,7 +243,7 @@ class ScanSession {
 
   void withhold(const std::vector<WithheldFinding>& findings) {
     for (const WithheldFinding& finding : findings) {
-      if (isAskedFor(finding.path)) outcome_.withheld.emplace(finding.path, finding.kept);
+      if (request_.asksFor(finding.path)) outcome_.withheld.emplace(finding.path, finding.kept);
     }
   }
 
@@ -291,7 +257,7 @@ class ScanSession {
   }
 
   void noteOffPacks() {
-    if (isRecheck() || request_.ecosystems || shouldCancel()) return;
+    if (request_.isRecheck() || request_.ecosystems || shouldCancel()) return;
     const bool isOfAll = request_.systemReach == SystemReach::everywhere && !request_.tiers && !request_.olderThan;
     if (request_.scanSystem && isOfAll) {
       offPacks_.findPlaces(probeContextOf(request_), systemCategoriesOf(request_), outcome_.findings);
@@ -300,7 +266,7 @@ class ScanSession {
   }
 
   void noteIdleExclusions() {
-    if (!exclusions_.use || isRecheck() || shouldCancel()) return;
+    if (!exclusions_.use || request_.isRecheck() || shouldCancel()) return;
     for (std::string& text : notesOfIdleExclusions(*exclusions_.use, request_.roots)) note(std::move(text));
   }
 
@@ -323,40 +289,22 @@ class ScanSession {
 
   void proveAges() {
     if (!request_.provenAge || shouldCancel()) return;
-    std::set<std::string> projects;
-    for (const FoundArtifact& found : outcome_.findings) {
-      if (found.isOfProject() && isWanted(found) && isOlderThan(found.finding, *request_.provenAge)) {
-        projects.insert(*found.finding.groupRoot);
-      }
-    }
-    activity_.addAgain(projects);
+    activity_.addAgain(settlement().projectsOfAge(*request_.provenAge));
     finishActivity();
+  }
+
+  FindingSettlement settlement() {
+    return {request_, outcome_, [this] { return shouldCancel(); }};
   }
 
   void askGit() {
     std::vector<FoundArtifact*> asked;
     // Small findings as well: they may lie inside one that is asked for.
     for (FoundArtifact& found : outcome_.findings) {
-      if (isAskedFor(found.finding.path)) asked.push_back(&found);
+      if (request_.asksFor(found.finding.path)) asked.push_back(&found);
     }
     const TidraGitMetadataReader git(request_.git, request_.resolver, [this] { return shouldCancel(); });
     for (std::string& text : raiseByGit(asked, git, [this] { return shouldCancel(); })) note(std::move(text));
-  }
-
-  bool isWanted(const FoundArtifact& found) const {
-    return (!request_.tiers || request_.tiers->contains(found.finding.safetyTier)) && isWantedInAnyTier(found);
-  }
-
-  bool isWantedInAnyTier(const FoundArtifact& found) const {
-    const ScanArtifactFinding& finding = found.finding;
-    if (!isAskedFor(finding.path) || finding.sizeBytes < request_.minimumBytes) return false;
-    if (!found.isOfProject() && !isOfWantedEcosystem(finding)) return false;
-    return !request_.olderThan || isOlderThan(finding, *request_.olderThan);
-  }
-
-  bool isOlderThan(const ScanArtifactFinding& finding, const Age& age) const {
-    return finding.lastActivityDate && ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, age,
-                                                                                    outcome_.circumstances.generatedAt);
   }
 
   /// Thread-safe. Once cancelled, always cancelled.
@@ -374,8 +322,6 @@ class ScanSession {
 
   std::string shown(const std::string& path) const { return escapedForTerminal(request_.resolver.displayPath(path)); }
   void note(std::string text) { outcome_.notes.push_back(std::move(text)); }
-
-  const RuleCatalog& wholeCatalog() const { return request_.wholeCatalog ? *request_.wholeCatalog : request_.catalog; }
 
   const ScanRequest& request_;
   const RuleIndex rulesInside_;

@@ -75,6 +75,12 @@ struct ScanRequest {
   /// Polled in every phase from any thread; once true, the scan ends promptly. Must stay true.
   std::function<bool()> shouldCancel;
   std::function<void(const ScanProgress&)> onProgress;  // called on the caller's thread
+
+  /// Whether this is no search, but checks the items of a plan.
+  bool isRecheck() const { return onlyPaths.has_value(); }
+  bool asksFor(const std::string& path) const { return !isRecheck() || onlyPaths->contains(path); }
+  /// The rules with those that were switched off.
+  const RuleCatalog& rulesOfAll() const { return wholeCatalog ? *wholeCatalog : catalog; }
 };
 
 /// Holds each finding once; makeReport() and ScanAggregate::of() derive the views.
