@@ -32,21 +32,37 @@ namespace {
 CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, const RemovalOptions& options,
                           const Program& program) {
   const StateFolders folders = stateFolders(request.platform, request.resolver);
-  CleanupSetting setting;
-  setting.service = {.resolver = request.resolver,
-                     .host = request.host,
-                     .mounts = request.mounts,
-                     .protectedFolders = {folders.preferences, folders.applicationData},
-                     .workers = request.workers,
-                     .clock = &currentTime,
-                     .shouldCancel = &InterruptGuard::requested,
-                     .seenAt = request.now};
-  setting.method = plan.method;
-  setting.quarantine = chosenQuarantine(options.quarantineFolder, request.resolver);
+  auto setting = CleanupSetting::forRequest(
+      request, plan.method, chosenQuarantine(options.quarantineFolder, request.resolver), program.options.dryRun);
+  setting.service.protectedFolders = {folders.preferences, folders.applicationData};
+  setting.service.clock = &currentTime;
   setting.options = {.force = options.force, .allowAnyPath = options.allowAnyPath, .keptHint = keptHint};
-  setting.dryRun = program.options.dryRun;
-  setting.git = request.git;
   return setting;
+}
+
+/// Throws InputError when the quarantine folder named by the option or the environment is unusable. The default one is
+/// checked item by item: items of other volumes do not use it.
+void checkNamedQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver) {
+  const auto quarantine = openQuarantine(folder, resolver);
+  const auto variable = resolver.environment.find("TIDRA_QUARANTINE_DIR");
+  if (!folder && (variable == resolver.environment.end() || variable->second.empty())) return;
+  try {
+    quarantine.checkFolder();
+  } catch (const std::runtime_error& error) {
+    throw InputError(fmt::format("The quarantine cannot be used: {}.", error.what()));
+  }
+}
+
+/// Throws InputError when root would move items into a home folder whose owner could not restore them.
+void requireOwnStores(DisposalMethod method, const RemovalOptions& options, const TidraPathResolver& resolver) {
+  const bool isInHome = method == DisposalMethod::trash ||
+                        (method == DisposalMethod::quarantine &&
+                         isSameOrInside(chosenQuarantine(options.quarantineFolder, resolver).directory, resolver.home));
+  if (!isInHome || !isHomeOfAnother(resolver)) return;
+  throw InputError(fmt::format(
+      "The home folder {} belongs to another user, who could not get back what root moves there; run tidra as that "
+      "user, or give --home, --quarantine-dir or --method delete.",
+      escapedForTerminal(resolver.home)));
 }
 
 /// The question about items, with their size as the list shows it.
@@ -210,7 +226,7 @@ void noteWhatStays(const Removed& removed) {
   writeFailures(outcome.disposal.failures);
   for (const std::string& remainder : outcome.remainders) writeNote(remainder);
   for (const std::string& note : outcome.notes) writeNote(note);
-  if (outcome.cancelled && !emptied) writeNote("Interrupted; what was not begun stays where it is.");
+  if (outcome.cancelled && !emptied) writeNote("Interrupted; items not begun were left in place.");
   if (!emptied) return;
   writeFailures(emptied->purged.failures);
   for (const std::string& note : emptied->purged.notes) writeNote(note);
@@ -296,26 +312,17 @@ QuarantineConfig chosenQuarantine(const std::optional<std::string>& folder, cons
   return {.directory = absolutePath(*folder, resolver)};
 }
 
-void checkNamedQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver) {
-  const auto quarantine = openQuarantine(folder, resolver);
-  const auto variable = resolver.environment.find("TIDRA_QUARANTINE_DIR");
-  if (!folder && (variable == resolver.environment.end() || variable->second.empty())) return;
-  try {
-    quarantine.checkFolder();
-  } catch (const std::runtime_error& error) {
-    throw InputError(fmt::format("The quarantine cannot be used: {}.", error.what()));
+void prepareRemoval(RemovalOptions& options, const ScanOptions& scan, DisposalMethod method, ScanRequest& request,
+                    const Program& program) {
+  options.json = scan.json || scan.jsonLines;
+  options.emptyTrashIfUsed = scan.settings.app.emptyTrashAfterDeletion;
+  request.quarantines = {chosenQuarantine(options.quarantineFolder, request.resolver).directory};
+  request.shouldCancel = &InterruptGuard::requested;
+  requireOwnStores(method, options, request.resolver);
+  if (method == DisposalMethod::quarantine) checkNamedQuarantine(options.quarantineFolder, request.resolver);
+  if (scan.jsonLines) {
+    options.lines = startJsonLines(rawValue(options.command), request, method, program.options.dryRun);
   }
-}
-
-void requireOwnStores(DisposalMethod method, const RemovalOptions& options, const TidraPathResolver& resolver) {
-  const bool isInHome = method == DisposalMethod::trash ||
-                        (method == DisposalMethod::quarantine &&
-                         isSameOrInside(chosenQuarantine(options.quarantineFolder, resolver).directory, resolver.home));
-  if (!isInHome || !isHomeOfAnother(resolver)) return;
-  throw InputError(fmt::format(
-      "The home folder {} belongs to another user, who could not get back what root moves there; run tidra as that "
-      "user, or give --home, --quarantine-dir or --method delete.",
-      escapedForTerminal(resolver.home)));
 }
 
 QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver) {

@@ -41,12 +41,10 @@ DisposalMethod parseMethod(const std::string& text);
 /// The quarantine named by the option, else the default one. Throws InputError.
 QuarantineConfig chosenQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
 
-/// Throws InputError when the quarantine folder named by the option or the environment is unusable. The default one is
-/// checked item by item: items of other volumes do not use it.
-void checkNamedQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
-
-/// Throws InputError when root would move items into a home folder whose owner could not restore them.
-void requireOwnStores(DisposalMethod method, const RemovalOptions& options, const TidraPathResolver& resolver);
+/// Completes the options and the request of a removal, checks its stores and writes the first of the JSON lines.
+/// Requires a live InterruptGuard. Throws InputError.
+void prepareRemoval(RemovalOptions& options, const ScanOptions& scan, DisposalMethod method, ScanRequest& request,
+                    const Program& program);
 
 /// The store of quarantine entries. Throws InputError.
 QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);

@@ -72,19 +72,18 @@ CleanupPlan readPlan(const ApplyOptions& options, const std::string& host) {
 }
 
 /// Checks that the option table cannot make: they depend on the plan's contents.
-void checkAgainstPlan(const RemovalOptions& options, const CleanupPlan& plan) {
+void checkAgainstPlan(const RemovalOptions& options, bool emptiesTrashIfUsed, const CleanupPlan& plan) {
   if (options.quarantineFolder && plan.method != DisposalMethod::quarantine) {
     throw InputError(missingNeed("--quarantine-dir", "--method quarantine, here or in the plan"));
   }
   const bool hasTrash = std::any_of(plan.items.begin(), plan.items.end(),
                                     [](const auto& item) { return StoreNames::isWholeTrash(item.path); });
-  if (options.includesUnlisted && !options.emptyTrash && !options.emptyTrashIfUsed && !hasTrash) {
+  if (options.includesUnlisted && !options.emptyTrash && !emptiesTrashIfUsed && !hasTrash) {
     throw InputError(missingNeed("--include-unlisted", "--empty-trash or the trash in the plan"));
   }
 }
 
 int runApplyCommand(ApplyOptions& options, const Program& program) {
-  options.removal.json = options.scan.json || options.scan.jsonLines;
   options.removal.command = RemovalCommand::apply;
   const ScanViewOptions view = chosenView(options.scan, program);
   if (readsStandardInput(options)) requireUsableInput(program);
@@ -92,18 +91,9 @@ int runApplyCommand(ApplyOptions& options, const Program& program) {
   ScanRequest request = makeScanRequest(options.scan, program.environment);
   CleanupPlan plan = readPlan(options, request.host);
   if (options.removal.method) plan.method = parseMethod(*options.removal.method);
-  options.removal.emptyTrashIfUsed = options.scan.settings.app.emptyTrashAfterDeletion;
-  checkAgainstPlan(options.removal, plan);
-  request.quarantines = {chosenQuarantine(options.removal.quarantineFolder, request.resolver).directory};
-  requireOwnStores(plan.method, options.removal, request.resolver);
-  if (plan.method == DisposalMethod::quarantine) {
-    checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
-  }
+  checkAgainstPlan(options.removal, options.scan.settings.app.emptyTrashAfterDeletion, plan);
   const InterruptGuard guard;
-  request.shouldCancel = &InterruptGuard::requested;
-  if (options.scan.jsonLines) {
-    options.removal.lines = startJsonLines("apply", request, plan.method, program.options.dryRun);
-  }
+  prepareRemoval(options.removal, options.scan, plan.method, request, program);
   const CheckedPlan checked = checkPlan(plan, request,
                                         {.force = options.removal.force,
                                          .allowAnyPath = options.removal.allowAnyPath,
@@ -112,10 +102,7 @@ int runApplyCommand(ApplyOptions& options, const Program& program) {
   InterruptGuard::requireNone("Interrupted while the plan was checked, so nothing was removed.");
   for (const std::string& note : checked.scan->notes) writeNote(note);
   // Do not ask about items that are refused anyway.
-  plan.items.clear();
-  for (const CleanupCandidate& candidate : checked.candidates) {
-    if (!candidate.refusal) plan.items.push_back(candidate.item);
-  }
+  plan.items = itemsToRemove(checked.candidates);
   return carryOut(checked.candidates, plan, request, options.removal, view, program);
 }
 

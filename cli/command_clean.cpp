@@ -100,21 +100,14 @@ std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanReq
 
 int runCleanCommand(CleanOptions& options, const Program& program) {
   const DisposalMethod method = methodOf(options);
-  options.removal.json = options.scan.json || options.scan.jsonLines;
-  options.removal.emptyTrashIfUsed = options.scan.settings.app.emptyTrashAfterDeletion;
   const ScanViewOptions view = chosenView(options.scan, program);
   if (options.scan.output) throw InputError("tidra clean has no --output; tidra plan -o writes down what it would do.");
   ScanRequest request = requestFor(options, program);
-  request.quarantines = {chosenQuarantine(options.removal.quarantineFolder, request.resolver).directory};
   if (options.scan.roots.empty() && request.scanProjects) {
     options.removal.scope = "all of " + shown(request.resolver.displayPath(request.roots.front()));
   }
-  requireOwnStores(method, options.removal, request.resolver);
-  if (method == DisposalMethod::quarantine) checkNamedQuarantine(options.removal.quarantineFolder, request.resolver);
   const InterruptGuard guard;
-  if (options.scan.jsonLines) {
-    options.removal.lines = startJsonLines("clean", request, method, program.options.dryRun);
-  }
+  prepareRemoval(options.removal, options.scan, method, request, program);
   RemovalGuard removalGuard(request.resolver, request.mounts);
   removalGuard.prepare();
   const ScanOutcome outcome = runScanForPerson(request, view.apparentSize, program);

@@ -130,9 +130,9 @@ void JsonLines::finished(const CleanupOutcome& outcome) {
   write(event, "finished");
 }
 
-std::shared_ptr<JsonLines> startJsonLines(const char* command, ScanRequest& request,
+std::shared_ptr<JsonLines> startJsonLines(std::string_view command, ScanRequest& request,
                                           const std::optional<DisposalMethod>& method, bool dryRun) {
-  auto lines = std::make_shared<JsonLines>(command);
+  auto lines = std::make_shared<JsonLines>(std::string(command));
   lines->started(request, method, dryRun);
   request.onProgress = [lines](const ScanProgress& progress) { lines->progress(progress); };
   return lines;

@@ -45,7 +45,7 @@ class JsonLines {
 };
 
 /// Writes the "started" line, and has the request report its progress.
-std::shared_ptr<JsonLines> startJsonLines(const char* command, ScanRequest& request,
+std::shared_ptr<JsonLines> startJsonLines(std::string_view command, ScanRequest& request,
                                           const std::optional<DisposalMethod>& method, bool dryRun);
 
 }  // namespace tidra

@@ -171,6 +171,82 @@ std::int64_t countedBytes(const TidraDeletionService::Result& result, const std:
   return disposed == nullptr ? 0 : disposed->receipt.bytes.value_or(0);
 }
 
+/// A removal in order: the last look at each candidate, and the sums of what went.
+class CleanupRun {
+ public:
+  CleanupRun(const std::vector<CleanupCandidate>& candidates, const CleanupSetting& setting)
+      : candidates_(candidates),
+        setting_(setting),
+        progress_(candidates, setting),
+        service_(progress_.observed()),
+        guard_(setting.service.resolver, setting.service.mounts),
+        git_(setting.git, setting.service.resolver, setting.service.shouldCancel) {}
+
+  CleanupOutcome run() {
+    const auto items = itemsOfService();
+    outcome_.disposal = service_.dispose(
+        items, setting_.method, setting_.dryRun, setting_.quarantine,
+        {.refuse = [this](std::size_t index) { return begin(candidates_[index]); },
+         .finished = [this](std::size_t index, const auto& result) { finish(candidates_[index], result); }});
+    outcome_.notes.assign(service_.notes().begin(), service_.notes().end());
+    // If the last item was interrupted, nothing else was begun.
+    outcome_.cancelled = isCancelled(setting_.service.shouldCancel);
+    progress_.end();
+    return std::move(outcome_);
+  }
+
+ private:
+  std::vector<TidraDeletionService::Item> itemsOfService() {
+    std::vector<TidraDeletionService::Item> items;
+    items.reserve(candidates_.size());
+    for (const CleanupCandidate& candidate : candidates_) {
+      items.push_back({candidate.item.path, candidate.identity()});
+      if (candidate.found == nullptr) continue;
+      items.back().repositories = candidate.found->repositories;
+      if (!candidate.refusal && !candidate.found->place.empty()) removed_.add(candidate.found->place);
+    }
+    return items;
+  }
+
+  /// Returns why the candidate must stay.
+  std::optional<std::string> begin(const CleanupCandidate& candidate) {
+    progress_.begin(candidate);
+    auto refusal = candidate.refusal ? candidate.refusal
+                                     : reasonToKeep(guard_, candidate.item.path, candidate.project(), setting_.options);
+    if (!refusal && !setting_.dryRun && candidate.found != nullptr) {
+      refusal = reasonOfLaterWork(*candidate.found, candidate.item.tier, git_, removed_);
+    }
+    if (!refusal && setting_.beforeItem) setting_.beforeItem(candidate);
+    return refusal;
+  }
+
+  void finish(const CleanupCandidate& candidate, const TidraDeletionService::Result& result) {
+    const auto unmeasured = unmeasuredSizeOf(candidate.item, result);
+    const std::int64_t counted = countedBytes(result, unmeasured);
+    if (setting_.onResult) setting_.onResult(candidate, result, counted);
+    if (unmeasured) outcome_.unmeasured.push_back(*unmeasured);
+    if (const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result)) {
+      if (!disposed->remainder.empty()) outcome_.remainders.push_back(disposed->remainder);
+      outcome_.freedEach.push_back(freedBytesOf(candidate, *disposed, counted));
+      outcome_.freedBytes = saturatedSum(outcome_.freedBytes, outcome_.freedEach.back());
+    }
+    if (const auto& freed = service_.freedByFailure()) {
+      outcome_.partial.push_back({candidate.item.path, *freed});
+      outcome_.freedBytes = saturatedSum(outcome_.freedBytes, *freed);
+    }
+    progress_.finish(candidate);
+  }
+
+  const std::vector<CleanupCandidate>& candidates_;
+  const CleanupSetting& setting_;
+  RemovalProgress progress_;
+  TidraDeletionService service_;
+  RemovalGuard guard_;
+  const TidraGitMetadataReader git_;
+  PlaceSet removed_;  // everything that goes
+  CleanupOutcome outcome_;
+};
+
 }  // namespace
 
 std::int64_t CleanupCandidate::freeableBytes() const {
@@ -214,15 +290,23 @@ std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, Remov
   return candidates;
 }
 
+std::vector<CleanupPlan::Item> itemsToRemove(const std::vector<CleanupCandidate>& candidates) {
+  std::vector<CleanupPlan::Item> items;
+  for (const CleanupCandidate& candidate : candidates) {
+    if (!candidate.refusal) items.push_back(candidate.item);
+  }
+  return items;
+}
+
 CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, DisposalMethod method,
                             const ScanRequest& request, std::optional<std::string> reason) {
-  CleanupPlan plan{
-      .createdAt = request.now, .host = request.host, .method = method, .reason = std::move(reason), .items = {}};
+  CleanupPlan plan{.createdAt = request.now,
+                   .host = request.host,
+                   .method = method,
+                   .reason = std::move(reason),
+                   .items = itemsToRemove(candidates)};
   if (request.olderThan) plan.olderThan = ageText(*request.olderThan);
   if (request.minimumBytes > 0) plan.minBytes = signedBytes(request.minimumBytes);
-  for (const CleanupCandidate& candidate : candidates) {
-    if (!candidate.refusal) plan.items.push_back(candidate.item);
-  }
   return plan;
 }
 
@@ -246,57 +330,24 @@ CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const Cleanu
   return checked;
 }
 
+CleanupSetting CleanupSetting::forRequest(const ScanRequest& request, DisposalMethod method,
+                                          QuarantineConfig quarantine, bool dryRun) {
+  CleanupSetting setting;
+  setting.service.resolver = request.resolver;
+  setting.service.host = request.host;
+  setting.service.mounts = request.mounts;
+  setting.service.workers = request.workers;
+  setting.service.shouldCancel = request.shouldCancel;
+  setting.service.seenAt = request.now;
+  setting.method = method;
+  setting.quarantine = std::move(quarantine);
+  setting.dryRun = dryRun;
+  setting.git = request.git;
+  return setting;
+}
+
 CleanupOutcome runCleanup(const std::vector<CleanupCandidate>& candidates, const CleanupSetting& setting) {
-  CleanupOutcome outcome;
-  RemovalProgress progress(candidates, setting);
-  TidraDeletionService service(progress.observed());
-  RemovalGuard guard(setting.service.resolver, setting.service.mounts);
-  const TidraGitMetadataReader git(setting.git, setting.service.resolver, setting.service.shouldCancel);
-  PlaceSet removed;
-  std::vector<TidraDeletionService::Item> items;
-  items.reserve(candidates.size());
-  for (const CleanupCandidate& candidate : candidates) {
-    items.push_back({candidate.item.path, candidate.identity()});
-    if (candidate.found != nullptr) {
-      items.back().repositories = candidate.found->repositories;
-      if (!candidate.refusal && !candidate.found->place.empty()) removed.add(candidate.found->place);
-    }
-  }
-  const auto refuse = [&](std::size_t index) {
-    const CleanupCandidate& candidate = candidates[index];
-    progress.begin(candidate);
-    auto refusal = candidate.refusal ? candidate.refusal
-                                     : reasonToKeep(guard, candidate.item.path, candidate.project(), setting.options);
-    if (!refusal && !setting.dryRun && candidate.found != nullptr) {
-      refusal = reasonOfLaterWork(*candidate.found, candidate.item.tier, git, removed);
-    }
-    if (!refusal && setting.beforeItem) setting.beforeItem(candidate);
-    return refusal;
-  };
-  const auto finished = [&](std::size_t index, const TidraDeletionService::Result& result) {
-    const CleanupCandidate& candidate = candidates[index];
-    const auto unmeasured = unmeasuredSizeOf(candidate.item, result);
-    const std::int64_t counted = countedBytes(result, unmeasured);
-    if (setting.onResult) setting.onResult(candidate, result, counted);
-    if (unmeasured) outcome.unmeasured.push_back(*unmeasured);
-    const auto* disposed = std::get_if<TidraDeletionService::Disposed>(&result);
-    if (disposed != nullptr && !disposed->remainder.empty()) outcome.remainders.push_back(disposed->remainder);
-    if (disposed != nullptr) {
-      outcome.freedEach.push_back(freedBytesOf(candidate, *disposed, counted));
-      outcome.freedBytes = saturatedSum(outcome.freedBytes, outcome.freedEach.back());
-    }
-    if (const auto& freed = service.freedByFailure()) {
-      outcome.partial.push_back({candidate.item.path, *freed});
-      outcome.freedBytes = saturatedSum(outcome.freedBytes, *freed);
-    }
-    progress.finish(candidate);
-  };
-  outcome.disposal = service.dispose(items, setting.method, setting.dryRun, setting.quarantine, {refuse, finished});
-  outcome.notes.assign(service.notes().begin(), service.notes().end());
-  // If the last item was interrupted, nothing else was begun.
-  outcome.cancelled = isCancelled(setting.service.shouldCancel);
-  progress.end();
-  return outcome;
+  return CleanupRun(candidates, setting).run();
 }
 
 }  // namespace tidra

@@ -27,7 +27,7 @@ struct CleanupCandidate {
   std::int64_t freeableBytes() const;
   /// From the scan; nullopt for a path that no rule matches.
   std::optional<FileIdentity> identity() const { return found == nullptr ? std::nullopt : found->identity; }
-  /// Where no rule matches an artefact of a project, the folder that holds it.
+  /// The project folder; for a path without a rule, the parent of an artefact. Absent outside projects.
   std::optional<std::string> project() const {
     if (found != nullptr) return found->project();
     return item.source == ArtifactSource::projectWalk ? std::optional(parentPath(item.path)) : std::nullopt;
@@ -59,6 +59,9 @@ UnprovenFindings unprovenIn(const ScanOutcome& outcome);
 std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, RemovalGuard& guard,
                                                const CleanupOptions& options);
 std::vector<CleanupCandidate> selectForCleanup(ScanOutcome&&, RemovalGuard&, const CleanupOptions&) = delete;
+
+/// Returns the items of the candidates without a refusal.
+std::vector<CleanupPlan::Item> itemsToRemove(const std::vector<CleanupCandidate>& candidates);
 
 /// Returns the plan of the candidates without a refusal.
 CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, DisposalMethod method,
@@ -100,6 +103,11 @@ struct CleanupSetting {
   /// Called after each item with its result and the bytes it adds to every sum; 0 for a failure. Exceptions of this and
   /// onProgress end the removal.
   std::function<void(const CleanupCandidate&, const TidraDeletionService::Result&, std::int64_t bytes)> onResult;
+
+  /// Returns the setting for what a scan with this request found: on its machine, cancelled as the scan is, and without
+  /// what came into a trash after it. Clock, protected folders, options and callbacks are the caller's.
+  static CleanupSetting forRequest(const ScanRequest& request, DisposalMethod method, QuarantineConfig quarantine,
+                                   bool dryRun);
 };
 
 /// A deletion that failed after it had begun.

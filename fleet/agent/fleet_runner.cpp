@@ -10,7 +10,6 @@
 #include "core/dispose/volumes.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/host.h"
-#include "core/scan/git_metadata.h"
 #include "fleet/agent/audit_log.h"
 #include "fleet/agent/broken_run.h"
 #include "fleet/agent/evaluation/resolved_policy.h"
@@ -219,23 +218,16 @@ class Run {
   }
 
   CleanupSetting settingFor(const ResolvedPolicy& resolved) const {
-    CleanupSetting setting;
-    setting.service = {
-        .resolver = resolved.resolver,
-        .host = request_.host,
-        .mounts = request_.mounts,
-        .protectedFolders = {resolved.resolver.home + "/.tidra", resolved.auditPath, resolved.lockPath,
-                             HubPolicyState::pathFor(resolved.auditPath), UnsentReports::pathFor(resolved.auditPath),
-                             resolved.quarantine.directory, ownQuarantine_},
-        .workers = request_.workers,
-        .clock = runner_.clock,
-        .shouldCancel = runner_.shouldCancel,
-        .finishesItems = true,
-        .seenAt = request_.now};
-    setting.method = policy().disposal.method;
-    setting.quarantine = resolved.quarantine;
-    setting.dryRun = result_.dryRun;
-    setting.git = TidraGitMetadataReader::findGit(resolved.resolver.environment);
+    auto setting = CleanupSetting::forRequest(request_, policy().disposal.method, resolved.quarantine, result_.dryRun);
+    setting.service.protectedFolders = {resolved.resolver.home + "/.tidra",
+                                        resolved.auditPath,
+                                        resolved.lockPath,
+                                        HubPolicyState::pathFor(resolved.auditPath),
+                                        UnsentReports::pathFor(resolved.auditPath),
+                                        resolved.quarantine.directory,
+                                        ownQuarantine_};
+    setting.service.clock = runner_.clock;
+    setting.service.finishesItems = true;
     return setting;
   }
 

@@ -45,16 +45,9 @@ class CleanupSession : public WithGitRepositories {
     return request;
   }
   CleanupSetting setting(DisposalMethod method = DisposalMethod::delete_) const {
-    CleanupSetting setting;
-    setting.service = {.resolver = request().resolver,
-                       .host = "a-host",
-                       .mounts = mountPoints(),
-                       .protectedFolders = {},
-                       .clock = [] { return now; },
-                       .shouldCancel = {}};
-    setting.method = method;
-    setting.git = git_;
-    setting.quarantine = QuarantineConfig::makeDefault(request().resolver);
+    const ScanRequest request = this->request();
+    auto setting = CleanupSetting::forRequest(request, method, QuarantineConfig::makeDefault(request.resolver), false);
+    setting.service.clock = [] { return now; };
     return setting;
   }
   /// The outcome lives as long as the test, for candidates refer to it.
