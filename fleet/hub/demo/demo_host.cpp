@@ -11,6 +11,7 @@
 
 #include "core/base/text.h"
 #include "fleet/agent/policy/skip_reason.h"
+#include "fleet/hub/demo/demo_disk.h"
 #include "fleet/hub/report_filing.h"
 
 namespace tidra {
@@ -18,7 +19,6 @@ namespace {
 
 using std::chrono::seconds;
 
-constexpr double gigabyte = 1024.0 * 1024 * 1024;
 constexpr std::int64_t daySeconds = 86400;
 
 std::int64_t bytes(double figure) { return static_cast<std::int64_t>(figure); }
@@ -53,66 +53,19 @@ struct Temper {
         rewound(random.chance(0.01)) {}
 };
 
-/// Simulates filling and cleaning a disk. Figures are bytes.
-class Disk {
- public:
-  Disk(const DemoKind& kind, const Temper& temper, DemoRandom& random)
-      : random_(random),
-        growthADay_(kind.gigabytesADay * gigabyte * random.between(0.5, 2.0)),
-        size_(static_cast<double>(kind.volumeGB << random.between(std::int64_t{0}, std::int64_t{2})) * gigabyte),
-        isLow_(temper.lowOnDisk),
-        rests_(kind.role != "agent-host" && kind.role != "gpu"),
-        freeAtEnd_(isLow_ ? random.between(0.015, 0.095) : random.between(0.15, 0.55)) {
-    for (const DemoFinding& finding : kind.findings) {
-      if (finding.tier != ArtifactSafetyTier::safe) hasDelicate_ = true;
-    }
-    cleanable_ = std::min(growthADay_ * random.between(2.0, 12.0), most() / 2);
-    if (hasDelicate_) delicate_ = cleanable_ * random.between(0.1, 0.5);
+/// Distributes a total over the items of the tier safe, or over the others, in proportion to their weights.
+void distribute(double total, bool isSafe, const std::vector<double>& weights, std::vector<HubTopItem>& items) {
+  const auto belongs = [&](std::size_t i) { return (items[i].tier == ArtifactSafetyTier::safe) == isSafe; };
+  double sum = 0;
+  for (std::size_t i = 0; i < items.size(); ++i) sum += belongs(i) ? weights[i] : 0;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (belongs(i)) items[i].bytes = bytes(total * weights[i] / sum);
   }
-
-  void fill(TimePoint time, std::int64_t intervalSeconds) {
-    const auto weekday = std::chrono::weekday(std::chrono::floor<std::chrono::days>(time));
-    const bool isWeekend = weekday == std::chrono::Saturday || weekday == std::chrono::Sunday;
-    const double pace = (rests_ && isWeekend ? 0.2 : 1.0) * random_.between(0.4, 1.6);
-    const double grown = growthADay_ * pace * static_cast<double>(intervalSeconds) / daySeconds;
-    cleanable_ += grown * std::max(0.0, 1 - cleanable_ / most());  // growth slows down as reclaimable data accumulates
-    if (hasDelicate_) delicate_ += grown * 0.05 * std::max(0.0, 1 - delicate_ / (most() / 4));
-  }
-
-  /// Bytes removed by a run; mostly 0 until enough has accumulated.
-  double sweep() {
-    if (cleanable_ < growthADay_ * 1.5 && !random_.chance(0.15)) return 0;
-    const double swept = cleanable_ * random_.between(0.3, 0.8);
-    cleanable_ -= swept;
-    return swept;
-  }
-
-  double cleanable() const { return cleanable_; }
-  double delicate() const { return delicate_; }
-  std::int64_t sizeBytes() const { return bytes(size_); }
-
-  /// `age` is 0 at the last run and 1 at the first. Free space on a low disk declines to its present value.
-  std::int64_t freeBytes(double age) {
-    const double wave = (most() - cleanable_) / most() * 0.05;
-    const double share = isLow_ ? freeAtEnd_ + age * 0.3 : std::max(0.11, freeAtEnd_ + wave - 0.04 + age * 0.05);
-    return bytes(size_ * share);
-  }
-
- private:
-  double most() const { return size_ * 0.3; }
-
-  DemoRandom& random_;
-  double growthADay_, size_;
-  bool isLow_, rests_;
-  double freeAtEnd_;
-  bool hasDelicate_ = false;
-  double cleanable_ = 0;  // of the tier safe
-  double delicate_ = 0;   // of the other tiers
-};
+}
 
 /// The findings of a scan, largest first. Those of the tier safe add up to one figure of `disk`, the others to the
 /// other.
-std::vector<HubTopItem> foundItems(const DemoKind& kind, const Disk& disk, const std::string& home,
+std::vector<HubTopItem> foundItems(const DemoKind& kind, const DemoDisk& disk, const std::string& home,
                                    DemoRandom& random) {
   std::vector<HubTopItem> items;
   std::vector<double> weights;
@@ -138,16 +91,8 @@ std::vector<HubTopItem> foundItems(const DemoKind& kind, const Disk& disk, const
       }
     }
   }
-  const auto distribute = [&](bool isSafe, double total) {
-    const auto belongs = [&](std::size_t i) { return (items[i].tier == ArtifactSafetyTier::safe) == isSafe; };
-    double sum = 0;
-    for (std::size_t i = 0; i < items.size(); ++i) sum += belongs(i) ? weights[i] : 0;
-    for (std::size_t i = 0; i < items.size(); ++i) {
-      if (belongs(i)) items[i].bytes = bytes(total * weights[i] / sum);
-    }
-  };
-  distribute(true, disk.cleanable());
-  distribute(false, disk.delicate());
+  distribute(disk.cleanable(), true, weights, items);
+  distribute(disk.delicate(), false, weights, items);
   std::sort(items.begin(), items.end(), [](const HubTopItem& left, const HubTopItem& right) {
     return left.bytes != right.bytes ? left.bytes > right.bytes : left.path < right.path;
   });
@@ -166,7 +111,7 @@ class Runs {
         temper_(temper),
         home_(std::move(home)),
         random_(random),
-        disk_(kind, temper, random),
+        disk_(kind, temper.lowOnDisk, random),
         report_(std::move(report)) {
     report_.volumeTotalBytes = disk_.sizeBytes();
   }
@@ -199,8 +144,8 @@ class Runs {
     totals_.runs = earlierRuns;
     if (temper_.dryRun) return;
     totals_.disposedBytes = bytes(static_cast<double>(earlierRuns * kind_.intervalSeconds) / daySeconds *
-                                  kind_.gigabytesADay * gigabyte * 0.9);
-    totals_.disposedItems = totals_.disposedBytes / bytes(gigabyte / 2);
+                                  kind_.gigabytesADay * demoGigabyte * 0.9);
+    totals_.disposedItems = totals_.disposedBytes / bytes(demoGigabyte / 2);
     totals_.failures = earlierRuns / 40;
   }
 
@@ -209,7 +154,7 @@ class Runs {
     report_.startedAt = arrival - seconds{1 + bytes(report_.durationSeconds)};
     disk_.fill(arrival, kind_.intervalSeconds);
     arrival_ = arrival;
-    report_.findings = 12 + bytes(disk_.cleanable() / gigabyte / 4);
+    report_.findings = 12 + bytes(disk_.cleanable() / demoGigabyte / 4);
     report_.reclaimableBytes = bytes(disk_.cleanable() + disk_.delicate());
     report_.failures = 0;
     if (left == 0) {
@@ -217,7 +162,7 @@ class Runs {
     } else {
       const double swept = temper_.dryRun ? 0 : disk_.sweep();
       report_.disposedBytes = bytes(swept);
-      report_.disposedItems = swept > 0 ? 1 + bytes(swept / gigabyte * 1.7) : 0;
+      report_.disposedItems = swept > 0 ? 1 + bytes(swept / demoGigabyte * 1.7) : 0;
       if (swept > 0 && random_.chance(temper_.failing ? 0.2 : 0.01))
         report_.failures = random_.between(std::int64_t{1}, std::int64_t{2});
     }
@@ -241,7 +186,7 @@ class Runs {
         skip(SkipReason::tierNeverRemoved);
       } else if (item.tier == ArtifactSafetyTier::caution) {
         skip(SkipReason::tierNotAutoCleaned);
-      } else if (item.bytes < bytes(gigabyte / 100)) {
+      } else if (item.bytes < bytes(demoGigabyte / 100)) {
         skip(SkipReason::tooSmall);
       } else if (item.idleDays && *item.idleDays < 7) {
         skip(SkipReason::tooRecent);
@@ -317,7 +262,7 @@ class Runs {
   const Temper temper_;
   const std::string home_;
   DemoRandom& random_;
-  Disk disk_;
+  DemoDisk disk_;
   HubHostReport report_;
   Totals totals_;
   TimePoint arrival_;
@@ -338,6 +283,34 @@ std::string_view versionOf(DemoRandom& random) {
   std::size_t at = versions.size() - 1;
   while (at > 0 && random.chance(0.3)) --at;
   return versions[at];
+}
+
+/// What a host reports of itself, in all of its runs.
+HubHostReport introduction(const DemoKind& kind, const std::string& host, const Temper& temper, DemoRandom& random) {
+  HubHostReport report;
+  report.host = host;
+  report.platform = kind.platform;
+  report.tidraVersion = versionOf(random);
+  report.catalogVersion = report.tidraVersion == demoVersions().back() ? "2026.10.27" : "2026.6.2";
+  report.policyName = random.chance(0.04) ? "strict" : std::string(kind.policy);
+  report.tags = {{"role", std::string(kind.role)}, {"team", std::string(random.pick(demoTeams()))}};
+  report.runID = runIdentifier(random);
+  report.intervalSeconds = kind.intervalSeconds;
+  report.dryRun = temper.dryRun;
+  report.auditHeadHash = hexadecimal(random, 4);
+  return report;
+}
+
+void addNote(DemoStory& story, std::int64_t intervalSeconds, DemoRandom& random) {
+  const TimePoint time = story.file.lastSeen - seconds{random.between(std::int64_t{60}, intervalSeconds)};
+  story.file.note = random.pick(demoNotes());
+  story.events.push_back({.time = time,
+                          .kind = HubEvent::Kind::noteUpdated,
+                          .host = story.file.host,
+                          .message = *story.file.note,
+                          .bytes = {}});
+  // The note acknowledges an earlier rewind.
+  if (story.file.lastAuditRewind && *story.file.lastAuditRewind <= time) story.file.lastAuditRewind.reset();
 }
 
 }  // namespace
@@ -365,18 +338,7 @@ DemoStory DemoHosts::next() {
   auto& count = counts_[static_cast<std::size_t>(&kind - demoKinds().data())];
   Identity identity = identityOf(kind, count++, random);
   const Temper temper(random);
-
-  HubHostReport report;
-  report.host = identity.host;
-  report.platform = kind.platform;
-  report.tidraVersion = versionOf(random);
-  report.catalogVersion = report.tidraVersion == demoVersions().back() ? "2026.10.27" : "2026.6.2";
-  report.policyName = random.chance(0.04) ? "strict" : std::string(kind.policy);
-  report.tags = {{"role", std::string(kind.role)}, {"team", std::string(random.pick(demoTeams()))}};
-  report.runID = runIdentifier(random);
-  report.intervalSeconds = kind.intervalSeconds;
-  report.dryRun = temper.dryRun;
-  report.auditHeadHash = hexadecimal(random, 4);
+  HubHostReport report = introduction(kind, identity.host, temper, random);
 
   const std::int64_t interval = kind.intervalSeconds;
   constexpr std::int64_t longestSilence = 25 * daySeconds;
@@ -387,17 +349,7 @@ DemoStory DemoHosts::next() {
   const TimePoint first = std::min(last, now_ - seconds{bytes(share * static_cast<double>(days_ * daySeconds))});
 
   DemoStory story = Runs(kind, temper, std::move(identity.home), std::move(report), random).story(first, last);
-  if (random.chance(temper.silent || temper.failing ? 0.3 : 0.03)) {
-    const TimePoint time = story.file.lastSeen - seconds{random.between(std::int64_t{60}, interval)};
-    story.file.note = random.pick(demoNotes());
-    story.events.push_back({.time = time,
-                            .kind = HubEvent::Kind::noteUpdated,
-                            .host = story.file.host,
-                            .message = *story.file.note,
-                            .bytes = {}});
-    // The note acknowledges an earlier rewind.
-    if (story.file.lastAuditRewind && *story.file.lastAuditRewind <= time) story.file.lastAuditRewind.reset();
-  }
+  if (random.chance(temper.silent || temper.failing ? 0.3 : 0.03)) addNote(story, interval, random);
   return story;
 }
 
