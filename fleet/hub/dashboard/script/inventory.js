@@ -2,22 +2,21 @@
 
 const partSize = 500;
 
-// The fields that the tables show. Whole reports of ten thousand hosts would take tens of megabytes.
+// What the tables show. Whole reports of ten thousand hosts would take tens of megabytes.
+const shownNames = ["platform", "policyName", "tidraVersion"];
+const shownFigures = [
+  "reclaimableBytes",
+  "disposedBytesTotal",
+  "freedBytesTotal",
+  "failures",
+  "dryRun",
+  "volumeTotalBytes",
+  "volumeAvailableBytes",
+  "quarantineBytes",
+];
+
 function slim(row) {
   const latest = mapOf(row.latest);
-  const {
-    platform,
-    policyName,
-    tidraVersion,
-    reclaimableBytes,
-    disposedBytesTotal,
-    freedBytesTotal,
-    failures,
-    dryRun,
-    volumeTotalBytes,
-    volumeAvailableBytes,
-    quarantineBytes,
-  } = latest;
   return {
     host: textOf(row.host),
     status: textOf(row.status),
@@ -25,19 +24,10 @@ function slim(row) {
     lastSeen: textOf(row.lastSeen),
     note: textOf(row.note),
     tags: Object.entries(mapOf(latest.tags)).map(([key, value]) => `${key}=${textOf(value)}`),
-    latest: {
-      platform: textOf(platform),
-      policyName: textOf(policyName),
-      tidraVersion: textOf(tidraVersion),
-      reclaimableBytes,
-      disposedBytesTotal,
-      freedBytesTotal,
-      failures,
-      dryRun,
-      volumeTotalBytes,
-      volumeAvailableBytes,
-      quarantineBytes,
-    },
+    latest: Object.fromEntries([
+      ...shownNames.map((name) => [name, textOf(latest[name])]),
+      ...shownFigures.map((name) => [name, latest[name]]),
+    ]),
   };
 }
 
