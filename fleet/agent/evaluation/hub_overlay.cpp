@@ -25,9 +25,8 @@ void addAll(std::vector<T>& values, const std::vector<T>& more) {
   }
 }
 
-}  // namespace
-
-FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub) {
+/// Throws InputError if the hub's policy widens what may be removed in a way that only the host may choose.
+void requireOwnChoices(const FleetPolicy& own, const FleetPolicy& fromHub) {
   // Rules files define what counts as removable: only the host may choose them.
   for (const std::string& file : fromHub.scan.extraRules) {
     if (contains(own.scan.extraRules, file)) continue;
@@ -48,6 +47,12 @@ FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub) {
                     "policy.",
                     escapedForTerminal(folder)));
   }
+}
+
+}  // namespace
+
+FleetPolicy overlaidByHub(const FleetPolicy& own, FleetPolicy fromHub) {
+  requireOwnChoices(own, fromHub);
   FleetPolicy policy = std::move(fromHub);
   policy.hub = own.hub;
   policy.audit = own.audit;
