@@ -149,7 +149,7 @@ std::string sentenceOf(const CLI::ParseError& error, const CLI::App& app, const 
   const std::string option = escapedForTerminal(message.substr(0, message.find(':')));
   const bool isMismatch = dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr;
   if (isMismatch && message.find("At Most 1") != std::string::npos) {
-    return fmt::format("{} stands more than once; it takes one value. {}", option, help);
+    return fmt::format("{} is repeated; it takes one value. {}", option, help);
   }
   if (isMismatch && message.ends_with("missing")) return fmt::format("{} needs a value. {}", option, help);
   if (message.starts_with("A subcommand is")) return missingCommandSentence(app, arguments);
@@ -189,8 +189,7 @@ int runProgram(int argc, char** argv) {
   Program program;
   program.environment = processEnvironment();
   chooseGlyphs(program.environment);
-  CLI::App app("Tidra gives developers their disk space back: it finds what can be made again, and removes it safely.",
-               "tidra");
+  CLI::App app("Tidra frees disk space: it finds what developer tools can make again, and removes it safely.", "tidra");
   addCommands(app, program);
   const LiteralArguments arguments(argc, argv);
   arguments.putBackIn(app);

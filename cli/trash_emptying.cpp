@@ -107,7 +107,7 @@ std::string TrashEmptying::remark(std::size_t moved, bool apparentSize) const {
 std::string TrashEmptying::dryText(bool apparentSize) const {
   const std::string now = isUnknown ? "" : fmt::format(" of what is in it now {}", others(apparentSize));
   return fmt::format("The trash would be emptied{}{}.\n", now,
-                     seen_.unlisted.empty() ? "" : ", but for what nothing dates");
+                     seen_.unlisted.empty() ? "" : ", except entries without a usable date");
 }
 
 bool TrashEmptying::isMeant(const Entry& entry, const CleanupOutcome& outcome) const {

@@ -54,8 +54,8 @@ void noteUnlisted(const std::vector<Entry>& unlisted) {
 
 std::optional<bool> agreesToUnlisted(const std::vector<Entry>& unlisted, const Program& program) {
   if (program.options.assumeYes || ::isatty(STDIN_FILENO) != 1) return std::nullopt;
-  return confirmed({fmt::format("Nothing says when {} in the trash {} put there: {}. Delete {} for good as well?",
-                                counted(unlisted.size(), "entry", "entries"), unlisted.size() == 1 ? "was" : "were",
+  return confirmed({fmt::format("{} in the trash {} no usable date: {}. Delete {} for good as well?",
+                                counted(unlisted.size(), "entry", "entries"), unlisted.size() == 1 ? "has" : "have",
                                 FreedesktopTrash::listed(unlisted), unlisted.size() == 1 ? "it" : "them"),
                     {}},
                    program);
