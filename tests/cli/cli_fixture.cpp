@@ -30,6 +30,17 @@ ProgramRun CliTest::run(const std::vector<std::string>& arguments, ProgramOption
   return runProgram(arguments, options);
 }
 
+ProcessRunner::Result CliTest::inShell(const std::string& command) const {
+  auto ran = ProcessRunner::run(
+      {.executablePath = "/bin/sh",
+       .arguments = {"-c", command},
+       .currentDirectory = tree_->root(),
+       .environment = Environment{{"HOME", tree_->root()}, {"PATH", "/usr/bin:/bin"}, {"tidra", TIDRA_PROGRAM}},
+       .timeoutSeconds = 60});
+  if (!ran) throw std::runtime_error("the shell did not run, or not end: " + command);
+  return *std::move(ran);
+}
+
 ProgramRun CliTest::scan(std::vector<std::string> arguments, ProgramOptions options) const {
   arguments.insert(arguments.begin(), {"scan", "--no-system"});
   return run(arguments, std::move(options));

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/model/scan_report.h"
+#include "core/platform/process_runner.h"
 #include "tests/cli/program_run.h"
 #include "tests/support/temporary_tree.h"
 
@@ -28,6 +29,9 @@ class CliTest : public testing::Test {
   ScanReport report(std::vector<std::string> arguments) const;
   /// The display paths of its items.
   std::vector<std::string> found(const std::vector<std::string>& arguments) const;
+
+  /// Runs a shell command in the home folder, with the program as "$tidra".
+  ProcessRunner::Result inShell(const std::string& command) const;
 
   /// Runs "tidra clean --no-system".
   ProgramRun clean(std::vector<std::string> arguments, ProgramOptions options = {}) const;

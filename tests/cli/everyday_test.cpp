@@ -3,7 +3,6 @@
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/platform/host.h"
-#include "core/platform/process_runner.h"
 #include "tests/cli/cli_fixture.h"
 #include "tests/support/matchers.h"
 
@@ -14,13 +13,7 @@ class Everyday : public CliTest {
  protected:
   /// Runs a command line with $tidra as the program; returns what it prints and its status in the last line.
   std::string shell(const std::string& commandLine) const {
-    const auto ran = ProcessRunner::run(
-        {.executablePath = "/bin/sh",
-         .arguments = {"-c", "(" + commandLine + ") 2>&1; echo $?"},
-         .currentDirectory = tree().root(),
-         .environment = Environment{{"HOME", tree().root()}, {"PATH", "/usr/bin:/bin"}, {"tidra", TIDRA_PROGRAM}},
-         .timeoutSeconds = 60});
-    return ran ? ran->stdout_ : "did not run";
+    return inShell("(" + commandLine + ") 2>&1; echo $?").stdout_;
   }
 };
 

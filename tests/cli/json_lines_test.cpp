@@ -4,7 +4,6 @@
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
 #include "core/platform/files.h"
-#include "core/platform/process_runner.h"
 #include "tests/cli/cli_fixture.h"
 #include "tests/support/matchers.h"
 #include "tests/support/schema_checker.h"
@@ -59,16 +58,9 @@ TEST_F(JsonLinesTest, ShowEveryStepAndAddUp) {
 
 TEST_F(JsonLinesTest, WithoutAReaderNothingFurtherIsRemoved) {
   const auto before = snapshotOf(tree().path("code"));
-  const std::string command =
+  inShell(
       "(sleep 1; \"$tidra\" clean code --no-system --yes --method delete --json-lines; "
-      "echo $? > status) | true";
-  const auto ran = ProcessRunner::run(
-      {.executablePath = "/bin/sh",
-       .arguments = {"-c", command},
-       .currentDirectory = tree().root(),
-       .environment = Environment{{"HOME", tree().root()}, {"PATH", "/usr/bin:/bin"}, {"tidra", TIDRA_PROGRAM}},
-       .timeoutSeconds = 60});
-  ASSERT_TRUE(ran);
+      "echo $? > status) | true");
   EXPECT_EQ(trimmed(*readFile(tree().path("status"))), "141");
   EXPECT_EQ(snapshotOf(tree().path("code")), before);
 }

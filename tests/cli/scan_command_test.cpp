@@ -7,7 +7,6 @@
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
-#include "core/platform/process_runner.h"
 #include "core/rules/rule_catalog.h"
 #include "tests/cli/cli_fixture.h"
 #include "tests/support/matchers.h"
@@ -17,16 +16,7 @@ namespace {
 
 class ScanCommand : public CliTest {
  protected:
-  /// The exit status of a shell command with the program as "$tidra"; output is discarded.
-  int inShell(const std::string& command) const {
-    const auto ran = ProcessRunner::run(
-        {.executablePath = "/bin/sh",
-         .arguments = {"-c", command},
-         .currentDirectory = tree().root(),
-         .environment = Environment{{"HOME", tree().root()}, {"PATH", "/usr/bin:/bin"}, {"tidra", TIDRA_PROGRAM}},
-         .timeoutSeconds = 60});
-    return ran ? ran->status : -1;
-  }
+  int statusInShell(const std::string& command) const { return inShell(command).status; }
 
   /// A rules file with one rule: every folder "cacheme", with hostile label and hint.
   std::string rulesFile(const std::string& hint = "remake") const {
@@ -135,23 +125,23 @@ TEST_F(ScanCommand, WritesItsResultToAFile) {
 TEST_F(ScanCommand, ANameOfAnOpenDescriptorIsWrittenThrough) {
   const std::string file = tree().path("out");
   for (const char* name : {"-", "/dev/stdout", "/proc/self/fd/1", "/dev/fd/1"}) {
-    EXPECT_EQ(inShell("echo before > '" + file + "'; \"$tidra\" scan --no-system --output " + name + " >> '" + file +
-                      "'; echo after >> '" + file + "'"),
+    EXPECT_EQ(statusInShell("echo before > '" + file + "'; \"$tidra\" scan --no-system --output " + name + " >> '" +
+                            file + "'; echo after >> '" + file + "'"),
               0);
     EXPECT_THAT(*readFile(file), AllOf(StartsWith("before\n"), HasSubstr("can be freed"), EndsWith("\nafter\n")))
         << name;
   }
-  EXPECT_EQ(inShell("\"$tidra\" scan --no-system --output /dev/fd/3 3> '" + file + "'"), 0);
+  EXPECT_EQ(statusInShell("\"$tidra\" scan --no-system --output /dev/fd/3 3> '" + file + "'"), 0);
   EXPECT_THAT(*readFile(file), HasSubstr("can be freed"));
 }
 
 TEST_F(ScanCommand, StreamsThatTakeNothingAreNoCrash) {
-  EXPECT_EQ(inShell("\"$tidra\" foo 2>&-"), 2);
-  EXPECT_EQ(inShell("\"$tidra\" scan --no-system ~/.cache <&- 2>&-"), 0);
-  EXPECT_EQ(inShell("\"$tidra\" scan --no-system >&-"), 1);
+  EXPECT_EQ(statusInShell("\"$tidra\" foo 2>&-"), 2);
+  EXPECT_EQ(statusInShell("\"$tidra\" scan --no-system ~/.cache <&- 2>&-"), 0);
+  EXPECT_EQ(statusInShell("\"$tidra\" scan --no-system >&-"), 1);
   if (!followedFacts("/dev/full")) GTEST_SKIP() << "there is no /dev/full";
-  EXPECT_EQ(inShell("\"$tidra\" scan /missing 2> /dev/full"), 2);
-  EXPECT_EQ(inShell("\"$tidra\" --help > /dev/full"), 1);
+  EXPECT_EQ(statusInShell("\"$tidra\" scan /missing 2> /dev/full"), 2);
+  EXPECT_EQ(statusInShell("\"$tidra\" --help > /dev/full"), 1);
 }
 
 TEST_F(ScanCommand, FewDescriptorsLoseNothing) {
@@ -161,8 +151,8 @@ TEST_F(ScanCommand, FewDescriptorsLoseNothing) {
     tree().writeFileOfSize(project + "/target/d/e/f", 1);
   }
   for (const char* limit : {"24", "64"}) {
-    EXPECT_EQ(inShell(std::string("ulimit -n ") + limit +
-                      "; \"$tidra\" scan --no-system --threads 256 --json ~/deep > ~/out"),
+    EXPECT_EQ(statusInShell(std::string("ulimit -n ") + limit +
+                            "; \"$tidra\" scan --no-system --threads 256 --json ~/deep > ~/out"),
               0);
     const auto made = reportOf({0, *readFile(tree().path("out")), ""});
     EXPECT_EQ(made.items.size(), 60U) << limit;
@@ -178,16 +168,11 @@ TEST_F(ScanCommand, TooLittleMemoryEndsInASentence) {
   for (int i = 0; i < 500; ++i) tree().makeFolder("code/many/" + std::to_string(i) + "/node_modules");
   std::size_t shortages = 0;
   for (const int megabytes : {30, 60, 100, 150}) {
-    const auto ended = ProcessRunner::run(
-        {.executablePath = "/bin/sh",
-         .arguments = {"-c", "ulimit -v " + std::to_string(megabytes * 1024) + "; exec \"$tidra\" scan --no-system"},
-         .environment = Environment{{"HOME", tree().root()}, {"PATH", "/usr/bin:/bin"}, {"tidra", TIDRA_PROGRAM}},
-         .timeoutSeconds = 60});
-    ASSERT_TRUE(ended);
-    if (ended->status == 0) continue;  // without threads little is enough
-    if (ended->stderr_.find("shared libraries") != std::string::npos || ended->stderr_.empty()) continue;  // not loaded
-    EXPECT_EQ(ended->status, 1) << megabytes << ended->stderr_;
-    EXPECT_THAT(linesOf(ended->stderr_), ElementsAre(StartsWith("tidra: there is not enough memory"))) << megabytes;
+    const auto ended = inShell("ulimit -v " + std::to_string(megabytes * 1024) + "; exec \"$tidra\" scan --no-system");
+    if (ended.status == 0) continue;  // without threads little is enough
+    if (ended.stderr_.find("shared libraries") != std::string::npos || ended.stderr_.empty()) continue;  // not loaded
+    EXPECT_EQ(ended.status, 1) << megabytes << ended.stderr_;
+    EXPECT_THAT(linesOf(ended.stderr_), ElementsAre(StartsWith("tidra: there is not enough memory"))) << megabytes;
     ++shortages;
   }
   EXPECT_GT(shortages, 0U);
