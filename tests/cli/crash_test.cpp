@@ -110,7 +110,7 @@ class Crash : public CliTest {
   int homes_ = 0;
 };
 
-std::string told(const SystemCallBreak& at, const BrokenRun& ran) {
+std::string shown(const SystemCallBreak& at, const BrokenRun& ran) {
   return ran.call + ", call " + std::to_string(at.call) + ", error " + std::to_string(at.error) + ", status " +
          std::to_string(ran.status);
 }
@@ -120,14 +120,14 @@ TEST_F(Crash, KilledWhileTrashingOrQuarantiningTheItemIsHereOrThere) {
     forEveryCall(0, 5, [&](const SystemCallBreak& at) {
       begin();
       const BrokenRun ran = broken(clean(method), at);
-      EXPECT_TRUE(isWhole(place()) || (method == "trash" ? isInTrash() : isInQuarantine())) << told(at, ran);
+      EXPECT_TRUE(isWhole(place()) || (method == "trash" ? isInTrash() : isInQuarantine())) << shown(at, ran);
       if (!exists(place())) {
-        EXPECT_EQ(again({"undo", "--yes"}).status, 0) << told(at, ran);
-        EXPECT_TRUE(isWhole(place())) << told(at, ran);
+        EXPECT_EQ(again({"undo", "--yes"}).status, 0) << shown(at, ran);
+        EXPECT_TRUE(isWhole(place())) << shown(at, ran);
       }
-      EXPECT_EQ(again(clean(method)).status, 0) << told(at, ran);
-      EXPECT_FALSE(exists(place())) << told(at, ran);
-      EXPECT_TRUE(method == "quarantine" || at.call == 1 || !namesIn(trashFolder("files")).empty()) << told(at, ran);
+      EXPECT_EQ(again(clean(method)).status, 0) << shown(at, ran);
+      EXPECT_FALSE(exists(place())) << shown(at, ran);
+      EXPECT_TRUE(method == "quarantine" || at.call == 1 || !namesIn(trashFolder("files")).empty()) << shown(at, ran);
       return ran.reached;
     });
   }
@@ -140,12 +140,12 @@ TEST_F(Crash, AnErrorWhileTrashingOrQuarantiningLeavesTheItemAndNoStrayFile) {
         begin();
         const BrokenRun ran = broken(clean(method), at);
         if (ran.status == 0) {
-          EXPECT_TRUE(method == "trash" ? isInTrash() : isInQuarantine()) << told(at, ran);
-          EXPECT_FALSE(exists(place())) << told(at, ran);
+          EXPECT_TRUE(method == "trash" ? isInTrash() : isInQuarantine()) << shown(at, ran);
+          EXPECT_FALSE(exists(place())) << shown(at, ran);
         } else {
-          EXPECT_EQ(ran.status, 1) << told(at, ran);
-          EXPECT_TRUE(isWhole(place())) << told(at, ran);
-          expectNoStray(told(at, ran));
+          EXPECT_EQ(ran.status, 1) << shown(at, ran);
+          EXPECT_TRUE(isWhole(place())) << shown(at, ran);
+          expectNoStray(shown(at, ran));
         }
         return ran.reached;
       });
@@ -159,10 +159,10 @@ TEST_F(Crash, BrokenOffWhileRestoringTheItemIsHereOrThere) {
       beginInQuarantine();
       fs::remove(project());
       const BrokenRun ran = broken({"quarantine", "restore", "--all"}, at);
-      EXPECT_NE(isWhole(place()), isInQuarantine()) << told(at, ran);
-      EXPECT_TRUE(ran.status != 0 || namesIn(store()).empty()) << told(at, ran);
-      EXPECT_EQ(again({"quarantine", "restore", "--all"}).status, 0) << told(at, ran);
-      EXPECT_TRUE(isWhole(place())) << told(at, ran);
+      EXPECT_NE(isWhole(place()), isInQuarantine()) << shown(at, ran);
+      EXPECT_TRUE(ran.status != 0 || namesIn(store()).empty()) << shown(at, ran);
+      EXPECT_EQ(again({"quarantine", "restore", "--all"}).status, 0) << shown(at, ran);
+      EXPECT_TRUE(isWhole(place())) << shown(at, ran);
       return ran.reached;
     });
   }
@@ -175,17 +175,17 @@ TEST_F(Crash, BrokenOffWhileRestoringFromTheTrashTheItemIsHereOrThere) {
       again(clean("trash"));
       fs::remove(project());
       const BrokenRun ran = broken({"trash", "restore", "node_modules"}, at);
-      EXPECT_NE(isWhole(place()), isInTrash()) << told(at, ran);
-      EXPECT_TRUE(ran.status != 0 || namesIn(trashFolder("info")).empty()) << told(at, ran);
+      EXPECT_NE(isWhole(place()), isInTrash()) << shown(at, ran);
+      EXPECT_TRUE(ran.status != 0 || namesIn(trashFolder("info")).empty()) << shown(at, ran);
       if (isInTrash()) {
-        EXPECT_EQ(again({"trash", "restore", place()}).status, 0) << told(at, ran);
+        EXPECT_EQ(again({"trash", "restore", place()}).status, 0) << shown(at, ran);
       }
       for (const std::string& name : namesIn(trashFolder("info"))) {
         fs::last_write_time(trashFolder("info/" + name), fs::file_time_type::clock::now() - std::chrono::hours(1));
       }
-      EXPECT_EQ(again({"trash", "purge", "--all", "--yes"}).status, 0) << told(at, ran);
-      expectNoStray(told(at, ran));
-      EXPECT_TRUE(isWhole(place())) << told(at, ran);
+      EXPECT_EQ(again({"trash", "purge", "--all", "--yes"}).status, 0) << shown(at, ran);
+      expectNoStray(shown(at, ran));
+      EXPECT_TRUE(isWhole(place())) << shown(at, ran);
       return ran.reached;
     });
   }
@@ -197,9 +197,9 @@ TEST_F(Crash, WhatPurgingLeavesTheNextPurgeFinishes) {
     forEveryCall(error, 4, [&](const SystemCallBreak& at) {
       beginInQuarantine();
       const BrokenRun ran = broken(purge, at);
-      EXPECT_TRUE(ran.status != 0 || namesIn(store()).empty()) << told(at, ran);
-      EXPECT_EQ(again(purge).status, 0) << told(at, ran);
-      EXPECT_THAT(namesIn(store()), IsEmpty()) << told(at, ran);
+      EXPECT_TRUE(ran.status != 0 || namesIn(store()).empty()) << shown(at, ran);
+      EXPECT_EQ(again(purge).status, 0) << shown(at, ran);
+      EXPECT_THAT(namesIn(store()), IsEmpty()) << shown(at, ran);
       return ran.reached;
     });
   }
@@ -210,12 +210,12 @@ TEST_F(Crash, WhatDeletingLeavesTheNextRunFinishes) {
     forEveryCall(error, 4, [&](const SystemCallBreak& at) {
       begin();
       const BrokenRun ran = broken(clean("delete"), at);
-      EXPECT_TRUE(isWhole(place()) || !exists(place()) || error == EXDEV) << "half in its place: " << told(at, ran);
+      EXPECT_TRUE(isWhole(place()) || !exists(place()) || error == EXDEV) << "half in its place: " << shown(at, ran);
       for (const std::string& name : namesIn(project()))
-        EXPECT_TRUE(name == "node_modules" || RemovalLeftover::isEither(name)) << name << ": " << told(at, ran);
-      EXPECT_TRUE(ran.status != 0 || namesIn(project()).empty()) << told(at, ran);
-      EXPECT_EQ(again(clean("delete")).status, 0) << told(at, ran);
-      EXPECT_THAT(namesIn(project()), IsEmpty()) << told(at, ran);
+        EXPECT_TRUE(name == "node_modules" || RemovalLeftover::isEither(name)) << name << ": " << shown(at, ran);
+      EXPECT_TRUE(ran.status != 0 || namesIn(project()).empty()) << shown(at, ran);
+      EXPECT_EQ(again(clean("delete")).status, 0) << shown(at, ran);
+      EXPECT_THAT(namesIn(project()), IsEmpty()) << shown(at, ran);
       return ran.reached;
     });
   }
@@ -271,7 +271,7 @@ TEST_F(Crash, WhatCouldNotBeListedIsNotedAndNotReported) {
     const bool isWhole = text.find("\"totalBytes\": 6,") != std::string::npos;
     const bool isLeftOut = text.find("\"totalBytes\": 0,") != std::string::npos;
     const bool isNoted = text.find("could not be") != std::string::npos;
-    EXPECT_TRUE(isWhole || (isLeftOut && isNoted)) << told(at, ran) << text;
+    EXPECT_TRUE(isWhole || (isLeftOut && isNoted)) << shown(at, ran) << text;
     noted += isNoted ? 1 : 0;
     return ran.reached;
   });

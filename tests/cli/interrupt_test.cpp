@@ -138,25 +138,25 @@ class Interrupt : public CliTest, public testing::WithParamInterface<std::tuple<
                                                           wasWhole = gone(home).empty();
                                                         }});
     const auto left = gone(home);
-    const auto told = ::testing::Message() << "after " << after.count() << " us: status " << ran.status << "\n"
-                                           << ran.out << ran.err;
+    const auto message = ::testing::Message() << "after " << after.count() << " us: status " << ran.status << "\n"
+                                              << ran.out << ran.err;
     // Before its handlers are installed, the signal's default action ends the program.
     const bool hadNotBegun = ran.status == 128 + signal && ran.out.empty() && ran.err.empty();
-    EXPECT_TRUE(hadNotBegun || ran.status == interrupted || (ran.status == 0 && !chosen().asks)) << told;
-    EXPECT_EQ(reported(ran.out), left) << told;
+    EXPECT_TRUE(hadNotBegun || ran.status == interrupted || (ran.status == 0 && !chosen().asks)) << message;
+    EXPECT_EQ(reported(ran.out), left) << message;
     if (chosen().name == "clean" || chosen().name == "apply") {
-      EXPECT_EQ(recorded(home), left) << told;
+      EXPECT_EQ(recorded(home), left) << message;
     }
-    EXPECT_TRUE(ran.status != 0 || left.size() == expected_) << told;
-    EXPECT_FALSE(gitHangs() && ran.status == 0) << told;
-    EXPECT_FALSE(wasWhole && expected_ > 0 && ran.status == 0) << told;
+    EXPECT_TRUE(ran.status != 0 || left.size() == expected_) << message;
+    EXPECT_FALSE(gitHangs() && ran.status == 0) << message;
+    EXPECT_FALSE(wasWhole && expected_ > 0 && ran.status == 0) << message;
     // The first removal may just have started.
-    EXPECT_TRUE(!wasWhole || left.size() <= 1) << told;
-    EXPECT_TRUE(expected_ > 0 || left.empty()) << told;
+    EXPECT_TRUE(!wasWhole || left.size() <= 1) << message;
+    EXPECT_TRUE(expected_ > 0 || left.empty()) << message;
     if (const auto plan = readFile(home + "/new.json")) {
-      EXPECT_EQ(parseJson(*plan, "it")["items"].size(), projects().size()) << told;
+      EXPECT_EQ(parseJson(*plan, "it")["items"].size(), projects().size()) << message;
     } else if (chosen().name == "plan") {
-      EXPECT_NE(ran.status, 0) << told;
+      EXPECT_NE(ran.status, 0) << message;
     }
   }
 

@@ -121,10 +121,10 @@ TEST_F(UndoCommand, TrashEntriesAreNamedByPlaceOrByAnUnambiguousName) {
   const auto documents = documentOf(run({"trash", "list", "--json"}));
   EXPECT_EQ(documents[0]["originalPath"].get<std::string>().substr(tree().root().size()).substr(0, 6), "/code/");
   const auto before = tree().snapshot();
-  for (const auto& [name, told] : rowsOf(R"(code/tool/target/f => lies in ~/code/tool |
+  for (const auto& [name, refusal] : rowsOf(R"(code/tool/target/f => lies in ~/code/tool |
                                             nothing => is not in the trash | ../x => is not in the trash)")) {
     for (const char* command : {"restore", "purge"})
-      EXPECT_THAT(refused({"trash", command, name, "-y"}), HasSubstr(told));
+      EXPECT_THAT(refused({"trash", command, name, "-y"}), HasSubstr(refusal));
   }
   EXPECT_THAT(refused({"trash", "purge", "--yes"}), HasSubstr("--older-than AGE or --all"));
   EXPECT_THAT(refused({"trash", "purge", "--all", "--older-than", "1d"}), HasSubstr("Give one of these"));

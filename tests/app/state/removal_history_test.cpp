@@ -140,16 +140,16 @@ TEST_F(RemovalHistoryTest, WhatAKilledProcessRemovedIsTakenOverOnce) {
     const std::string text = *readFile(path);
     std::filesystem::resize_file(path, text.size() - static_cast<std::size_t>(torn));
     for (int changes = 0; changes < 2; ++changes) {
-      std::string told;
+      std::string listed;
       const auto runs = history().load();
       for (const RemovalRun& each : runs) {
         if (each.id != run.id) continue;
         for (const RemovedItem& item : each.items) {
-          told += (told.empty() ? "" : ", ") + (item.path == tree_.path("still/here") ? "HERE" : item.path) +
-                  (item.isPartial ? " in part" : " at " + item.destination.value_or("?"));
+          listed += (listed.empty() ? "" : ", ") + (item.path == tree_.path("still/here") ? "HERE" : item.path) +
+                    (item.isPartial ? " in part" : " at " + item.destination.value_or("?"));
         }
       }
-      EXPECT_EQ(told, expected) << begun;
+      EXPECT_EQ(listed, expected) << begun;
       EXPECT_EQ(pathExists(path), changes == 0);
       history().finish(runOf(1));
     }
