@@ -3,7 +3,10 @@
 #ifdef __linux__
 
 #include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/user.h>
@@ -12,6 +15,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -27,9 +31,10 @@ long trace(TraceRequest request, pid_t thread, unsigned long address, void* data
   return ::ptrace(request, thread, address, data);
 }
 
+constexpr int lastStandardStream = 2;
+
 std::optional<std::string> nameOfChange(const __ptrace_syscall_info& info) {
-  constexpr int lastStandardStream = 2;
-  const auto& call = info.entry;
+  const auto& call = info.seccomp;
   switch (call.nr) {
     case SYS_renameat2:
       return "renameat2";
@@ -53,27 +58,52 @@ std::optional<std::string> nameOfChange(const __ptrace_syscall_info& info) {
 }
 
 std::optional<std::string> nameOfListing(const __ptrace_syscall_info& info, pid_t thread, const std::string& below) {
-  if (info.entry.nr != SYS_getdents64) return std::nullopt;
+  if (info.seccomp.nr != SYS_getdents64) return std::nullopt;
   std::error_code failure;
   const auto folder = std::filesystem::read_symlink(
-      "/proc/" + std::to_string(thread) + "/fd/" + std::to_string(info.entry.args[0]), failure);
+      "/proc/" + std::to_string(thread) + "/fd/" + std::to_string(info.seccomp.args[0]), failure);
   return folder.string().starts_with(below) ? std::optional("getdents64") : std::nullopt;
 }
 
 #ifdef __x86_64__
-/// At syscall entry: replaces the call by a nonexistent one.
-void suppress(pid_t thread) {
+/// Before a system call: skips it, with this result.
+void replaceBy(pid_t thread, long result) {
   trace(PTRACE_POKEUSER, thread, offsetof(user, regs.orig_rax), reinterpret_cast<void*>(-1));
-}
-
-/// At syscall exit: sets the result.
-void setResult(pid_t thread, long result) {
   trace(PTRACE_POKEUSER, thread, offsetof(user, regs.rax), reinterpret_cast<void*>(result));
 }
 #else
-void suppress(pid_t) {}
-void setResult(pid_t, long) {}
+void replaceBy(pid_t, long) {}
 #endif
+
+/// The filter's offset of the lower half of an argument.
+constexpr std::uint32_t argument(int index) {
+  return offsetof(seccomp_data, args) + static_cast<std::uint32_t>(index) * sizeof(std::uint64_t);
+}
+
+/// A filter that stops for the tracer at the calls that may count: stopping at every call makes a run some hundred
+/// times as long.
+std::vector<sock_filter> filterOfCountedCalls() {
+  constexpr std::uint16_t load = BPF_LD | BPF_W | BPF_ABS, test = BPF_JMP | BPF_K;
+  constexpr sock_filter stop BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRACE);
+  constexpr sock_filter goOn BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW);
+  std::vector<sock_filter> filter{BPF_STMT(load, offsetof(seccomp_data, nr))};
+  // The numbers in a jump count the instructions to skip when the test holds, and when it does not.
+  for (const std::uint32_t call :
+       {SYS_renameat2, SYS_unlinkat, SYS_mkdirat, SYS_fsync, SYS_linkat, SYS_symlinkat, SYS_getdents64}) {
+    filter.insert(filter.end(), {BPF_JUMP(test | BPF_JEQ, call, 0, 1), stop});
+  }
+  filter.insert(filter.end(), {BPF_JUMP(test | BPF_JEQ, SYS_openat, 0, 4), BPF_STMT(load, argument(2)),
+                               BPF_JUMP(test | BPF_JSET, O_CREAT, 0, 1), stop, goOn});
+  filter.insert(filter.end(), {BPF_JUMP(test | BPF_JEQ, SYS_write, 0, 3), BPF_STMT(load, argument(0)),
+                               BPF_JUMP(test | BPF_JGT, lastStandardStream, 0, 1), stop, goOn});
+  return filter;
+}
+
+/// Applies it to this process.
+bool applyFilter(std::vector<sock_filter> filter) {
+  const sock_fprog program{.len = static_cast<std::uint16_t>(filter.size()), .filter = filter.data()};
+  return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
 
 pid_t startTraced(const std::string& program, const std::vector<std::string>& arguments,
                   const std::vector<std::string>& environment, const std::string& outputTo) {
@@ -89,6 +119,7 @@ pid_t startTraced(const std::string& program, const std::vector<std::string>& ar
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) ::dup2(nowhere, stream);
   if (trace(PTRACE_TRACEME, 0, 0, nullptr) != 0) ::_exit(127);
   ::raise(SIGSTOP);
+  if (!applyFilter(filterOfCountedCalls())) ::_exit(127);
   ::execve(program.c_str(), const_cast<char* const*>(texts.data()), const_cast<char* const*>(variables.data()));
   ::_exit(127);
 }
@@ -99,7 +130,7 @@ class Tracer {
   Tracer(pid_t child, const SystemCallBreak& at) : child_(child), at_(at) {}
 
   BrokenRun run() {
-    const auto options = PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE | PTRACE_O_EXITKILL;
+    const auto options = PTRACE_O_TRACESECCOMP | PTRACE_O_TRACECLONE | PTRACE_O_EXITKILL;
     trace(PTRACE_SETOPTIONS, child_, 0, reinterpret_cast<void*>(static_cast<long>(options)));
     goOn(child_, 0);
     for (;;) {
@@ -117,28 +148,19 @@ class Tracer {
 
  private:
   static void goOn(pid_t thread, int signal) {
-    trace(PTRACE_SYSCALL, thread, 0, reinterpret_cast<void*>(static_cast<long>(signal)));
+    trace(PTRACE_CONT, thread, 0, reinterpret_cast<void*>(static_cast<long>(signal)));
   }
 
   void stopped(pid_t thread, int status) {
     const int signal = WSTOPSIG(status);
-    if (signal == (SIGTRAP | 0x80)) {
-      atSystemCall(thread);
-      goOn(thread, 0);
-    } else {
-      // New threads start with a stop; the tracer's signals must not reach the program.
-      goOn(thread, signal == SIGTRAP || signal == SIGSTOP ? 0 : signal);
-    }
+    if (status >> 8 == (SIGTRAP | (PTRACE_EVENT_SECCOMP << 8))) atSystemCall(thread);
+    // New threads start with a stop; the tracer's signals must not reach the program.
+    goOn(thread, signal == SIGTRAP || signal == SIGSTOP ? 0 : signal);
   }
 
   void atSystemCall(pid_t thread) {
     __ptrace_syscall_info info{};
     if (trace(static_cast<TraceRequest>(PTRACE_GET_SYSCALL_INFO), thread, sizeof info, &info) <= 0) return;
-    if (info.op == PTRACE_SYSCALL_INFO_EXIT && failing_ == thread) {
-      setResult(thread, -at_.error);
-      failing_ = 0;
-    }
-    if (info.op != PTRACE_SYSCALL_INFO_ENTRY) return;
     const auto name = at_.listingsBelow.empty() ? nameOfChange(info) : nameOfListing(info, thread, at_.listingsBelow);
     if (name && at_.onCall) at_.onCall(*name);
     if (!name || ++count_ != at_.call) return;
@@ -147,8 +169,7 @@ class Tracer {
     if (at_.error == 0) {
       ::kill(child_, SIGKILL);
     } else {
-      suppress(thread);
-      failing_ = thread;
+      replaceBy(thread, -at_.error);
     }
   }
 
@@ -156,7 +177,6 @@ class Tracer {
   SystemCallBreak at_;
   BrokenRun run_;
   int count_ = 0;
-  pid_t failing_ = 0;
 };
 
 }  // namespace
