@@ -63,17 +63,17 @@ ActivityThresholds TidraAppSettings::thresholds() const {
 }
 
 template <>
-constexpr auto fieldsOf<TidraAppSettings> =
-    recordFields(fieldOrDefault("defaultScanLocation", &TidraAppSettings::defaultScanLocation),
-                 bytesFieldOrDefault("customScanPath", &TidraAppSettings::customScanPath),
-                 fieldOrDefault("askBeforeEachScan", &TidraAppSettings::askBeforeEachScan),
-                 fieldOrDefault("ecosystemsEnabled", &TidraAppSettings::ecosystemsEnabled),
-                 fieldOrDefault("dormantThresholdYears", &TidraAppSettings::dormantThresholdYears),
-                 fieldOrDefault("inactiveThresholdMonths", &TidraAppSettings::inactiveThresholdMonths),
-                 fieldOrDefault("moveToTrash", &TidraAppSettings::moveToTrash),
-                 fieldOrDefault("emptyTrashAfterDeletion", &TidraAppSettings::emptyTrashAfterDeletion),
-                 fieldOrDefault("systemScanEnabled", &TidraAppSettings::systemScanEnabled),
-                 field("rulePacks", &TidraAppSettings::rulePacks));
+constexpr auto fieldsOf<TidraAppSettings> = recordFields(
+    fieldOrDefault("defaultScanLocation", &TidraAppSettings::defaultScanLocation),
+    bytesFieldOrDefault("customScanPath", &TidraAppSettings::customScanPath),
+    fieldOrDefault("askBeforeEachScan", &TidraAppSettings::askBeforeEachScan),
+    fieldOrDefault("ecosystemsEnabled", &TidraAppSettings::ecosystemsEnabled),
+    fieldOrDefault("dormantThresholdYears", &TidraAppSettings::dormantThresholdYears),
+    fieldOrDefault("inactiveThresholdMonths", &TidraAppSettings::inactiveThresholdMonths),
+    fieldOrDefault("moveToTrash", &TidraAppSettings::moveToTrash),
+    fieldOrDefault("emptyTrashAfterDeletion", &TidraAppSettings::emptyTrashAfterDeletion),
+    fieldOrDefault("systemScanEnabled", &TidraAppSettings::systemScanEnabled),
+    field("rulePacks", &TidraAppSettings::rulePacks), field("disabledRules", &TidraAppSettings::disabledRules));
 
 template struct RecordCodec<TidraAppSettings>;
 
@@ -81,6 +81,7 @@ template <>
 constexpr auto fieldsOf<TerminalDefaults> = recordFields(field("color", &TerminalDefaults::color),
                                                          field("method", &TerminalDefaults::method),
                                                          field("minimumSize", &TerminalDefaults::minimumSize),
+                                                         field("olderThan", &TerminalDefaults::olderThan),
                                                          field("tiers", &TerminalDefaults::tiers));
 
 template struct RecordCodec<TerminalDefaults>;

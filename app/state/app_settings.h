@@ -27,7 +27,8 @@ struct TidraAppSettings {
   bool moveToTrash = true;  // false: delete at once
   bool emptyTrashAfterDeletion = false;
   std::map<std::string, bool> systemScanEnabled = everyCategory();
-  std::optional<std::vector<std::string>> rulePacks = {};  // names of the rule packs that are on; absent: none
+  std::optional<std::vector<std::string>> rulePacks = {};      // names of the rule packs that are on; absent: none
+  std::optional<std::vector<std::string>> disabledRules = {};  // ids of rules that are off; absent: none
 
   /// In months: dormant at least 12, inactive at least 1.
   ActivityThresholds thresholds() const;
@@ -48,6 +49,7 @@ struct TerminalDefaults {
   std::optional<DisposalMethod> method;  // absent: as TidraAppSettings::moveToTrash says
   std::optional<std::set<ArtifactSafetyTier>> tiers;
   std::optional<std::string> minimumSize;  // as parseSize() reads it
+  std::optional<std::string> olderThan;    // as parseAge() reads it
   std::optional<std::string> color;        // "auto", "always" or "never"
 
   bool operator==(const TerminalDefaults&) const = default;

@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "app/state/state_folders.h"
 #include "core/base/byte_units.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"
@@ -92,7 +93,7 @@ bool FilePreferencesStore::isDamaged() const { return !load(); }
 /// Runs `act` under the lock.
 void FilePreferencesStore::locked(const std::function<void()>& act) const {
   try {
-    makePrivateFolders(parentPath(path_));
+    makeStateFolder(parentPath(path_));
     const FileLock lock(path_ + ".lock");
     removeLeftovers(path_);
     act();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "app/state/state_folders.h"
 #include "core/base/quantities.h"
 #include "core/base/record_fields.h"
 #include "core/base/text.h"
@@ -93,10 +94,27 @@ bool LastScanFilter::admits(const ScanArtifactFinding& finding) const {
   if (tiers && !tiers->contains(finding.safetyTier)) return false;
   if (ecosystems && !ecosystems->contains(finding.ecosystemTag)) return false;
   if (categories && !categories->contains(categoryOf(finding))) return false;
-  if (finding.sizeBytes < minimumBytes) return false;
-  if (!olderThan) return true;
-  return finding.lastActivityDate &&
-         ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, *olderThan, now);
+  return finding.sizeBytes >= minimumBytes && isOldEnough(finding);
+}
+
+bool LastScanFilter::isOldEnough(const ScanArtifactFinding& finding) const {
+  return !olderThan || (finding.lastActivityDate &&
+                        ScanActivityClassification::isAtLeastThisOld(*finding.lastActivityDate, *olderThan, now));
+}
+
+LeftOutFindings LastScanFilter::leaveOut(const LastScan& last) const {
+  LeftOutFindings counts;
+  if (!last.aggregate) return counts;
+  for (const auto& [root, findings] : last.aggregate->artifactsByProjectRoot) {
+    for (const ScanArtifactFinding& finding : findings) {
+      if (tiers && !tiers->contains(finding.safetyTier)) ++counts.ofTier;
+      if (ecosystems && !ecosystems->contains(finding.ecosystemTag)) ++counts.ofEcosystem;
+      if (categories && !categories->contains(categoryOf(finding))) ++counts.ofCategory;
+      if (finding.sizeBytes < minimumBytes) ++counts.ofSize;
+      if (!isOldEnough(finding)) ++counts.ofAge;
+    }
+  }
+  return counts;
 }
 
 std::optional<ScanReport> reportOf(const LastScan& last, const TidraPathResolver& resolver, const std::string& host,
@@ -156,7 +174,7 @@ void LastScanStore::save(const ScanResultsSummary& summary, bool partial, const 
 
 void LastScanStore::writeNext(const std::string& encoded) const {
   try {
-    makePrivateFolders(folder_);
+    makeStateFolder(folder_);
     replaceFile(aggregateFile() + nextSuffix, encoded, 0600);
   } catch (const std::system_error& error) {
     throw PreferencesError(std::string("The last scan was not saved: ") + error.what() + ".");

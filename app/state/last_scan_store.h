@@ -11,6 +11,7 @@
 #include "core/base/json_codec.h"
 #include "core/model/scan_aggregate.h"
 #include "core/model/scan_report.h"
+#include "core/session/scan_session.h"
 
 namespace tidra {
 
@@ -64,6 +65,10 @@ struct LastScanFilter {
   TimePoint now{};
 
   bool admits(const ScanArtifactFinding& finding) const;
+  LeftOutFindings leaveOut(const LastScan& last) const;
+
+ private:
+  bool isOldEnough(const ScanArtifactFinding& finding) const;
 };
 
 /// Rebuilds the report of a last scan from its aggregate: findings in order, time and totals. `catalogVersion` is

@@ -6,6 +6,7 @@
 #include "app/state/file_preferences_store.h"
 #include "app/state/preferences_store.h"
 #include "app/state/removal_journal.h"
+#include "app/state/state_folders.h"
 #include "core/base/byte_units.h"
 #include "core/base/quantities.h"
 #include "core/base/record_fields.h"
@@ -79,8 +80,8 @@ void RemovalRun::add(TidraDeletionFailure failure) {
 namespace {
 
 /// Adds the runs of killed processes, by the time when they began.
-void takeOver(std::vector<RemovalRun>& runs, std::vector<RemovalJournal::Left> left) {
-  for (RemovalJournal::Left& each : left) {
+void takeOver(std::vector<RemovalRun>& runs, std::vector<LeftJournal> left) {
+  for (LeftJournal& each : left) {
     // A journal outlives its run's entry when the process is killed in between.
     const bool isKnown =
         std::any_of(runs.begin(), runs.end(), [&](const RemovalRun& run) { return run.id == each.run.id; });
@@ -95,6 +96,7 @@ void takeOver(std::vector<RemovalRun>& runs, std::vector<RemovalJournal::Left> l
 
 /// Oldest first; none if the file is damaged.
 std::optional<std::vector<RemovalRun>> RemovalHistory::stored() const {
+  if (!isOwnState(path_)) return std::nullopt;  // planted while others could write to the folder
   const auto text = readRegularFile(path_, mostReadBytes);
   if (text.failure() == std::errc::no_such_file_or_directory) return std::vector<RemovalRun>{};
   if (text.failure() == std::errc::file_too_large) return std::nullopt;
@@ -200,7 +202,7 @@ void RemovalHistory::markRestored(const std::vector<MovedBack>& items, TimePoint
 
 void RemovalHistory::locked(const std::function<void()>& work) const {
   try {
-    makePrivateFolders(folder_);
+    makeStateFolder(folder_);
     const FileLock lock(path_ + ".lock");
     work();
   } catch (const std::system_error& error) {
@@ -221,8 +223,15 @@ void RemovalHistory::change(const std::function<void(std::vector<RemovalRun>&)>&
     takeOver(*runs, left);
     edit(*runs);
     replace(*runs);
-    for (const RemovalJournal::Left& each : left) removeFile(each.path);
+    for (const LeftJournal& each : left) discard(each);
   });
+}
+
+/// What no run of this program wrote is kept under a name that is no journal's.
+void RemovalHistory::discard(const LeftJournal& journal) const {
+  if (!journal.isDamaged) return removeFile(journal.path);
+  onNote_(fmt::format("The record of a removal {} is damaged; it is kept as {}.", journal.path,
+                      setAside(journal.path, ".damaged")));
 }
 
 void RemovalHistory::replace(std::vector<RemovalRun>& runs) const {

@@ -74,6 +74,7 @@ struct MovedBack {
 };
 
 class RemovalJournal;
+struct LeftJournal;
 
 /// A file of the running user alone. A run that ended without finish() is taken over from its journal by the next
 /// reader or change. Every change is made under a lock and replaces the file atomically, so that
@@ -82,7 +83,7 @@ class RemovalHistory {
  public:
   static constexpr std::size_t mostRuns = 200;
 
-  /// `onNote` is called with a sentence when a damaged file is set aside.
+  /// `onNote` is called with a sentence when a damaged file, or what is in the place of a journal, is set aside.
   RemovalHistory(const std::string& folder, std::function<void(const std::string&)> onNote);
 
   /// Returns the runs, newest first, those of killed processes included; none without a file. A run that is under way
@@ -111,6 +112,7 @@ class RemovalHistory {
   std::optional<std::vector<RemovalRun>> stored() const;
   void locked(const std::function<void()>& work) const;
   void replace(std::vector<RemovalRun>& runs) const;
+  void discard(const LeftJournal& journal) const;
   void change(const std::function<void(std::vector<RemovalRun>&)>& edit);
 
   std::string folder_;

@@ -1,6 +1,8 @@
 // A removal that is under way: what a process has removed so far, for the case that it is killed.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +11,13 @@
 #include "core/platform/file_lock.h"
 
 namespace tidra {
+
+/// A journal that no process holds any more.
+struct LeftJournal {
+  std::string path;
+  RemovalRun run;          // as far as it came, within the bounds of the history; without items if nothing was removed
+  bool isDamaged = false;  // it has what no run writes, or is not a file of the user
+};
 
 /// The file of one run: a line of JSON for the run, and one for each step, appended as it happens. The process holds a
 /// lock on it while it lives; an unlocked one belongs to a process that ended early, and the history takes it over.
@@ -19,20 +28,15 @@ class RemovalJournal {
   RemovalJournal(const std::string& folder, const RemovalRun& run);
 
   /// Best effort: after a failed write nothing more is appended.
-  void begin(const std::string& path);  // the removal of an item begins
+  /// The removal of an item begins, which would free so many bytes.
+  void begin(const std::string& path, std::optional<std::int64_t> freeableBytes = {});
   void add(const RemovedItem& item);
   void add(const TidraDeletionFailure& failure);
 
   const std::string& path() const { return path_; }
 
-  /// A journal that no process holds any more.
-  struct Left {
-    std::string path;
-    RemovalRun run;  // as far as it came, within the bounds of the history; without items if nothing was removed
-  };
-
-  /// Returns those in the folder, oldest first. Skips what another version wrote and cannot be read.
-  static std::vector<Left> leftIn(const std::string& folder);
+  /// Returns those in the folder that no process holds any more, oldest first.
+  static std::vector<LeftJournal> leftIn(const std::string& folder);
 
  private:
   void append(const std::string& line);

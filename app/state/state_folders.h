@@ -19,4 +19,13 @@ StateFolders stateFolders(TidraPlatform platform, const TidraPathResolver& resol
 std::unique_ptr<PreferencesStore> openPreferences(const TidraPathResolver& resolver,
                                                   std::function<void(const std::string&)> onNote);
 
+/// Creates a folder of state with its missing parents, mode 0700; takes the access of others from one that they can
+/// write to, where the file system has permissions. Throws PreferencesError when the folder, or a link on the way to
+/// it, belongs to another user; std::system_error that names the path when it cannot be made.
+void makeStateFolder(const std::string& path);
+
+/// Whether a file in a folder of state may be believed: it belongs to the running user, to root or to the folder's
+/// owner. Follows symbolic links; true if there is no file.
+[[nodiscard]] bool isOwnState(const std::string& path);
+
 }  // namespace tidra

@@ -30,17 +30,24 @@ constexpr auto fieldsOf<UnmeasuredSize> = recordFields(bytesField("path", &Unmea
                                                        field("reportedByTool", &UnmeasuredSize::reportedByTool));
 
 template <>
+constexpr auto fieldsOf<EmptiedTrash> = recordFields(field("entries", &EmptiedTrash::entries),
+                                                     field("freedBytes", &EmptiedTrash::freedBytes));
+
+template <>
 constexpr auto fieldsOf<DisposalOutcome> = recordFields(field("receipts", &DisposalOutcome::receipts),
                                                         field("failures", &DisposalOutcome::failures));
 
 template struct RecordCodec<DisposalReceipt>;
 template struct RecordCodec<TidraDeletionFailure>;
 template struct RecordCodec<UnmeasuredSize>;
+template struct RecordCodec<EmptiedTrash>;
 template struct RecordCodec<DisposalOutcome>;
 
 void JsonCodec<CountedOutcome>::write(JsonWriter& out, const CountedOutcome& counted) {
   JsonObjectWriter object(out);
-  object.put("failures", counted.outcome.failures)
+  if (counted.isDryRun) object.put("dryRun", true);
+  object.put("emptiedTrash", counted.emptiedTrash)
+      .put("failures", counted.outcome.failures)
       .put("freedBytes", counted.freedBytes)
       .put("receipts", counted.outcome.receipts);
   if (!counted.unmeasured.empty()) object.put("unmeasured", counted.unmeasured);

@@ -65,11 +65,21 @@ struct UnmeasuredSize {
 /// Returns the saturating sum over all items.
 std::int64_t disposedBytes(const std::vector<DisposalReceipt>& receipts, const std::vector<UnmeasuredSize>& unmeasured);
 
+/// What emptying the trash has deleted, or would delete, beside the receipts of an outcome.
+struct EmptiedTrash {
+  std::int64_t entries = 0;
+  std::int64_t freedBytes = 0;
+
+  bool operator==(const EmptiedTrash&) const = default;
+};
+
 /// An outcome as it is printed: with `unmeasured` beside its receipts unless that is empty. Refers to both.
 struct CountedOutcome {
   const DisposalOutcome& outcome;
   const std::vector<UnmeasuredSize>& unmeasured;
   std::int64_t freedBytes = 0;  // that the volumes gained, or would gain; what moved to a store frees nothing
+  bool isDryRun = false;
+  std::optional<EmptiedTrash> emptiedTrash = {};  // absent where the trash is not emptied afterwards
 };
 
 extern template struct RecordCodec<DisposalReceipt>;
@@ -79,6 +89,10 @@ struct JsonCodec<DisposalReceipt> : RecordCodec<DisposalReceipt> {};
 extern template struct RecordCodec<TidraDeletionFailure>;
 template <>
 struct JsonCodec<TidraDeletionFailure> : RecordCodec<TidraDeletionFailure> {};
+
+extern template struct RecordCodec<EmptiedTrash>;
+template <>
+struct JsonCodec<EmptiedTrash> : RecordCodec<EmptiedTrash> {};
 
 extern template struct RecordCodec<UnmeasuredSize>;
 template <>

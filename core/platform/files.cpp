@@ -147,14 +147,13 @@ void publishFile(const std::string& path, std::string_view bytes) {
 void makePrivateFolders(const std::string& path) { makeFolders(path, 0700); }
 
 std::string setAside(const std::string& path, const std::string& suffix) {
+  const auto folder = openDirectory(folderOfFile(path));
+  const std::string name(lastPathComponent(path));
   for (int number = 0;; ++number) {
-    std::string target = path + suffix + (number == 0 ? "" : fmt::format("-{}", number));
-    // link() fails with EEXIST where rename() would overwrite.
-    if (::link(path.c_str(), target.c_str()) == 0) {
-      ::unlink(path.c_str());
-      return target;
-    }
-    if (errno != EEXIST) throw std::system_error(lastSystemError(), fmt::format("{} cannot be renamed", path));
+    const std::string added = suffix + (number == 0 ? "" : fmt::format("-{}", number));
+    const auto failure = folder ? moveEntry(folder->get(), name, folder->get(), name + added) : folder.failure();
+    if (!failure) return path + added;
+    if (failure != std::errc::file_exists) throw std::system_error(failure, fmt::format("{} cannot be renamed", path));
   }
 }
 

@@ -53,8 +53,8 @@ void publishFile(const std::string& path, std::string_view bytes);
 /// names the path.
 void makePrivateFolders(const std::string& path);
 
-/// Renames a file within its folder without overwriting: adds a number until the name is free. Returns the new path;
-/// throws std::system_error.
+/// Renames an entry, of any kind, within its folder without overwriting: adds a number until the name is free. Returns
+/// the new path; throws std::system_error.
 std::string setAside(const std::string& path, const std::string& suffix);
 
 /// Renames a flushed file over `to`, atomically, and fsyncs the folder. Throws std::system_error that names `from`.

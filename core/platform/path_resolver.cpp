@@ -77,4 +77,16 @@ std::string TidraPathResolver::displayPath(std::string_view path) const {
   return std::string(path);
 }
 
+std::string TidraPathResolver::displayText(std::string_view text) const {
+  std::string shown;
+  const std::string folder = home + "/";
+  const auto mayBegin = [&] { return shown.empty() || std::string_view(" '(,").find(shown.back()) != text.npos; };
+  while (!text.empty()) {
+    const bool isHome = !home.empty() && home != "/" && text.starts_with(folder) && mayBegin();
+    shown += isHome ? '~' : text.front();
+    text.remove_prefix(isHome ? home.size() : 1);
+  }
+  return shown;
+}
+
 }  // namespace tidra

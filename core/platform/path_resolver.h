@@ -30,6 +30,9 @@ struct TidraPathResolver {
   /// Returns the path with the home folder shortened to "~", for display.
   std::string displayPath(std::string_view path) const;
 
+  /// Returns a sentence in which absolute paths of the home folder begin with "~", for display.
+  std::string displayText(std::string_view text) const;
+
  private:
   std::string withHome(std::string_view path) const;
   std::optional<std::string> variable(const std::string& name) const;

@@ -119,6 +119,7 @@ class WalkVisitor {
   std::uint64_t brokenFolders() const { return brokenFolders_; }
   std::error_code brokenReason() const { return brokenReason_; }
   std::uint64_t unmeasuredArtifacts() const { return unmeasuredArtifacts_; }
+  std::uint64_t ofOtherEcosystems() const { return ofOtherEcosystems_; }
 
   std::vector<std::uint64_t> projectsOfOffPacks() const { return offPacks_.ofFirst(request_.offPacks.size()); }
 
@@ -258,7 +259,10 @@ class WalkVisitor {
   void decide(Visit& folder, ProjectFolder& project, const std::string& name, const NameFacts& facts) {
     const auto match = RuleIndex::choose(facts, project, name);
     if (!match) return walkInto(folder, name);
-    if (request_.enabledEcosystems && !request_.enabledEcosystems->contains(*match->ecosystem)) return;
+    if (request_.enabledEcosystems && !request_.enabledEcosystems->contains(*match->ecosystem)) {
+      ++ofOtherEcosystems_;
+      return;
+    }
     std::string projectFolder = folder.node()->path();
     std::string path = joinedPath(projectFolder, name);
     if (match->rule->parentName) projectFolder = parentPath(projectFolder);
@@ -323,6 +327,7 @@ class WalkVisitor {
   std::atomic<std::uint64_t> unreadableFolders_{0};
   std::atomic<std::uint64_t> starvedFolders_{0};
   std::atomic<std::uint64_t> unmeasuredArtifacts_{0};
+  std::atomic<std::uint64_t> ofOtherEcosystems_{0};
   OffPackCounts offPacks_;
   std::atomic<bool> pathWanted_{true};
   std::mutex mutex_;                // guards what follows while workers run
@@ -368,6 +373,7 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
   result.brokenReason = visitor.brokenReason();
   result.unmeasuredArtifacts = visitor.unmeasuredArtifacts();
   result.entriesVisited = visitor.entriesVisited();
+  result.ofOtherEcosystems = visitor.ofOtherEcosystems();
   result.projectsOfOffPacks = visitor.projectsOfOffPacks();
   return result;
 }

@@ -64,6 +64,7 @@ struct FilesystemArtifactScanner {
     std::error_code brokenReason;                 // of one of them
     std::uint64_t unmeasuredArtifacts = 0;        // omitted because their size could not be determined
     std::uint64_t entriesVisited = 0;
+    std::uint64_t ofOtherEcosystems = 0;            // artefacts that enabledEcosystems leaves out
     std::vector<std::uint64_t> projectsOfOffPacks;  // folders with a marker and an artefact of each pack that is off
   };
 

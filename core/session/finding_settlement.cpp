@@ -30,6 +30,7 @@ void FindingSettlement::run(const std::vector<CoveredPlace>& probed) {
     outcome_.raised = raisedBeyond(*request_.tiers, outcome_.findings, request_.rulesOfAll(),
                                    [this](const auto& found) { return isWantedInAnyTier(found); });
   }
+  for (const FoundArtifact& found : outcome_.findings) countLeftOut(found);
   std::erase_if(outcome_.findings, [this](const auto& found) { return !isWanted(found); });
   if (auto excess = boundSizes(outcome_.findings, request_.resolver)) outcome_.notes.push_back(std::move(*excess));
 }
@@ -52,6 +53,15 @@ void FindingSettlement::settleNested(const std::vector<CoveredPlace>& probed) {
   dropPartsOfPlaces(outcome_.findings, outcome_.nested, [this](const auto& outer) { return isWanted(outer); });
 }
 
+void FindingSettlement::countLeftOut(const FoundArtifact& found) {
+  const ScanArtifactFinding& finding = found.finding;
+  LeftOutFindings& counts = outcome_.leftOut;
+  if (!isOfWantedEcosystem(found)) ++counts.ofEcosystem;
+  if (request_.tiers && !request_.tiers->contains(finding.safetyTier)) ++counts.ofTier;
+  if (finding.sizeBytes < request_.minimumBytes) ++counts.ofSize;
+  if (request_.olderThan && !isOlderThan(finding, *request_.olderThan)) ++counts.ofAge;
+}
+
 bool FindingSettlement::isWanted(const FoundArtifact& found) const {
   return (!request_.tiers || request_.tiers->contains(found.finding.safetyTier)) && isWantedInAnyTier(found);
 }
@@ -59,9 +69,13 @@ bool FindingSettlement::isWanted(const FoundArtifact& found) const {
 bool FindingSettlement::isWantedInAnyTier(const FoundArtifact& found) const {
   const ScanArtifactFinding& finding = found.finding;
   if (!request_.asksFor(finding.path) || finding.sizeBytes < request_.minimumBytes) return false;
-  const bool isOfEcosystem = !request_.ecosystems || request_.ecosystems->contains(finding.ecosystemTag);
-  if (!found.isOfProject() && !isOfEcosystem) return false;
+  if (!isOfWantedEcosystem(found)) return false;
   return !request_.olderThan || isOlderThan(finding, *request_.olderThan);
+}
+
+/// The walk leaves out projects of other ecosystems itself.
+bool FindingSettlement::isOfWantedEcosystem(const FoundArtifact& found) const {
+  return found.isOfProject() || !request_.ecosystems || request_.ecosystems->contains(found.finding.ecosystemTag);
 }
 
 bool FindingSettlement::isOlderThan(const ScanArtifactFinding& finding, const Age& age) const {

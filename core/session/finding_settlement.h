@@ -20,13 +20,15 @@ class FindingSettlement {
   std::set<std::string> projectsOfAge(const Age& age) const;
 
   /// Raises findings by what lies in them (`probed`: places that the probes ranked), settles which lie in another one,
-  /// drops those that the request does not ask for, and bounds the sizes of the rest.
+  /// counts and drops those that the request does not ask for, and bounds the sizes of the rest.
   void run(const std::vector<CoveredPlace>& probed);
 
  private:
   void settleNested(const std::vector<CoveredPlace>& probed);
+  void countLeftOut(const FoundArtifact& found);
   bool isWanted(const FoundArtifact& found) const;
   bool isWantedInAnyTier(const FoundArtifact& found) const;
+  bool isOfWantedEcosystem(const FoundArtifact& found) const;
   bool isOlderThan(const ScanArtifactFinding& finding, const Age& age) const;
 
   const ScanRequest& request_;

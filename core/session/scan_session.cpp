@@ -133,6 +133,7 @@ class ScanSession {
     };
     auto result = FilesystemArtifactScanner::scan(request);
     outcome_.entriesVisited += result.entriesVisited;
+    outcome_.leftOut.ofEcosystem += result.ofOtherEcosystems;
     for (std::string& text : notesOfUnread(result, shown(plan.root))) note(std::move(text));
     unclaimedLeftovers_.insert(result.unclaimedLeftovers.begin(), result.unclaimedLeftovers.end());
     withhold(result.withheld);

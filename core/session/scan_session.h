@@ -83,16 +83,28 @@ struct ScanRequest {
   const RuleCatalog& rulesOfAll() const { return wholeCatalog ? *wholeCatalog : catalog; }
 };
 
+/// How many findings each filter of a request leaves out; one that several leave out counts for each.
+struct LeftOutFindings {
+  std::size_t ofEcosystem = 0;
+  std::size_t ofCategory = 0;  // of an earlier scan only: a search does not look there
+  std::size_t ofTier = 0;
+  std::size_t ofSize = 0;
+  std::size_t ofAge = 0;
+
+  bool operator==(const LeftOutFindings&) const = default;
+};
+
 /// Holds each finding once; makeReport() and ScanAggregate::of() derive the views.
 struct [[nodiscard]] ScanOutcome {
   std::vector<FoundArtifact> findings;         // what the request asked for, in the order of the report
   ScanReport::Circumstances circumstances;     // of the report
   std::vector<NestedFinding> nested;           // including findings that the request filtered out
   std::map<std::string, KeptInside> withheld;  // findings left out because of their contents, by path
-  RaisedFindings raised;                       // left out only because a check raised them above the tiers asked for
-  std::vector<std::string> notes;              // for display: what could not be read and why
-  std::vector<std::string> details;            // for verbose output: tools that did not answer
-  std::optional<std::string> outOfBounds;      // for display: what the roots excluded; absent: nothing
+  LeftOutFindings leftOut;
+  RaisedFindings raised;                   // left out only because a check raised them above the tiers asked for
+  std::vector<std::string> notes;          // for display: what could not be read and why
+  std::vector<std::string> details;        // for verbose output: tools that did not answer
+  std::optional<std::string> outOfBounds;  // for display: what the roots excluded; absent: nothing
   std::uint64_t entriesVisited = 0;
 };
 

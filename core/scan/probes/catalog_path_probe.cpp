@@ -229,7 +229,7 @@ CatalogPathProbe::Candidates CatalogPathProbe::candidates(const SystemProbeConte
           if (isLink && followedFacts(path)) found.links.insert(path);
           continue;
         }
-        if (!holdsDemanded(rule, path)) continue;
+        if (!holdsDemanded(rule, path) || (StoreNames::isWholeTrash(path) && listing(path).empty())) continue;
         const std::string label = labelOf(rule, pathTemplate, path);
         auto judged = isNamedByVariable(pathTemplate) ? raisedByWork(rule, path, context.resolver) : rule;
         if (taken.covers(path)) {

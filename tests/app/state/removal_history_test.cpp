@@ -1,6 +1,7 @@
 // The history of removals: private, bounded, never lost between processes, damage kept aside.
 #include "app/state/removal_history.h"
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -153,6 +154,52 @@ TEST_F(RemovalHistoryTest, WhatAKilledProcessRemovedIsTakenOverOnce) {
       EXPECT_EQ(pathExists(path), changes == 0);
       history().finish(runOf(1));
     }
+  }
+}
+
+/// Each is set aside once, with a note, and what can be read of it counts.
+TEST_F(RemovalHistoryTest, WhatIsNoJournalOfARunIsKeptUnderAnotherName) {
+  RemovalRun run;
+  auto journal = history().begin(run);
+  const std::string path = journal->path();
+  journal->add(RemovedItem{{"/p/a", DisposalMethod::trash, "/t/a", 5, {}}, 0, 4096, {}});
+  journal.reset();
+  const std::string whole = *readFile(path);
+  std::string negative = whole;
+  negative.replace(negative.find("\"freedBytes\":0", whole.find('\n')), 14, "\"freedBytes\":-5");
+  const auto write = [&](const std::string& text) {
+    return [=, this] { tree_.writeFile("state/history-x.journal", text); };
+  };
+  const std::pair<std::function<void()>, std::size_t> cases[]{
+      {write("x\ny\n"), 0},
+      {write(whole + "x\n"), 1},
+      {write(negative), 0},
+      {[&] { tree_.makeFolder("state/history-x.journal"); }, 0},
+      {[&] {
+         std::filesystem::create_symlink(tree_.writeFile("target", whole), tree_.path("state/history-x.journal"));
+       },
+       0},
+      {[&] { ASSERT_EQ(::mkfifo(tree_.path("state/history-x.journal").c_str(), 0600), 0); }, 0}};
+  for (const auto& [plant, readable] : cases) {
+    std::filesystem::remove_all(tree_.path("state"));
+    tree_.makeFolder("state");
+    plant();
+    notes_.clear();
+    EXPECT_THAT(history().load(), SizeIs(readable));
+    for (int change = 1; change < 3; ++change) history().finish(runOf(1));
+    EXPECT_THAT(notes_, ElementsAre(HasSubstr("history-x.journal is damaged; it is kept as")));
+    EXPECT_TRUE(pathExists(tree_.path("state/history-x.journal.damaged")));
+    EXPECT_THAT(history().load(), SizeIs(readable + 2));
+  }
+  EXPECT_EQ(*readFile(tree_.path("target")), whole);
+}
+
+TEST_F(RemovalHistoryTest, AFolderThatOthersMayWriteToIsClosed) {
+  for (const auto& [before, after] : {std::pair{0777U, 0700U}, {0770U, 0700U}, {0755U, 0755U}}) {
+    tree_.makeFolder("state");
+    tree_.setMode("state", before);
+    history().finish(runOf(1));
+    EXPECT_EQ(pathFacts(tree_.path("state"))->permissions, after);
   }
 }
 
