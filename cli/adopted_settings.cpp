@@ -20,6 +20,25 @@ bool isSize(const std::string& text) {
   }
 }
 
+bool isAge(const std::string& text) {
+  try {
+    return parseAge(text), true;
+  } catch (const InputError&) {
+    return false;
+  }
+}
+
+/// An age of 0 lifts that of the settings.
+void adoptAge(ScanOptions& options, const TerminalDefaults& terminal) {
+  if (!terminal.olderThan || !isAge(*terminal.olderThan)) return;
+  if (options.olderThan) {
+    if (isAge(*options.olderThan) && parseAge(*options.olderThan) == Age{}) options.olderThan.reset();
+    return;
+  }
+  options.olderThan = terminal.olderThan;
+  options.adopted.insert("older-than");
+}
+
 void noteSettings(const UserSettings& settings, const TidraPathResolver& resolver) {
   std::vector<std::string> changed;
   for (const KnownSetting& setting : knownSettings()) {
@@ -46,9 +65,14 @@ void adoptSettings(ScanOptions& options, Program& program) {
   }
   const TerminalDefaults& terminal = options.settings.terminal;
   if (options.tiers.empty() && terminal.tiers) {
+    options.adopted.insert("tier");
     for (const ArtifactSafetyTier tier : *terminal.tiers) options.tiers.emplace_back(rawValue(tier));
   }
-  if (!options.minSize && terminal.minimumSize && isSize(*terminal.minimumSize)) options.minSize = terminal.minimumSize;
+  if (!options.minSize && terminal.minimumSize && isSize(*terminal.minimumSize)) {
+    options.minSize = terminal.minimumSize;
+    options.adopted.insert("min-size");
+  }
+  adoptAge(options, terminal);
   if (!program.options.colorIsNamed && terminal.color) program.options.color = *terminal.color;
   if (program.options.verbose) noteSettings(options.settings, resolver);
 }

@@ -13,6 +13,7 @@
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
 #include "cli/progress_line.h"
+#include "cli/removal_lines.h"
 #include "cli/removal_recorder.h"
 #include "cli/shown_sizes.h"
 #include "cli/trash_emptying.h"
@@ -20,6 +21,7 @@
 #include "cli/user_state.h"
 #include "cli/volume_figures.h"
 #include "core/base/json_fields.h"
+#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/directory_reader.h"
@@ -175,11 +177,15 @@ Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupP
 }
 
 CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, CleanupSetting setting,
-                               const std::shared_ptr<JsonLines>& lines, const Program& program) {
+                               const Trashes& trashes, const std::shared_ptr<JsonLines>& lines,
+                               const Program& program) {
   const TerminalFacts facts = terminalFacts(STDERR_FILENO, program.options.color, program.environment);
   ProgressLine line(facts.movesCursor && !program.options.quiet, facts.columns);
+  const TidraPathResolver resolver = setting.service.resolver;
   setting.onProgress = [&](const CleanupProgress& progress) {
-    line.update(progress);
+    CleanupProgress asShown = progress;
+    asShown.currentPath = resolver.displayPath(progress.currentPath);
+    line.update(asShown);
     if (lines) lines->progress(progress);
   };
   if (lines) {
@@ -187,7 +193,7 @@ CleanupOutcome runWithProgress(const std::vector<CleanupCandidate>& candidates, 
                                                                  const TidraDeletionService::Result& result,
                                                                  std::int64_t counted) {
       if (former) former(candidate, result, counted);
-      lines->result(candidate, result);
+      if (!trashes.emptying || !waitsForEmptying(result)) lines->result(candidate, result);
     };
   }
   return runCleanup(candidates, setting);
@@ -206,29 +212,33 @@ bool emptiesAfterwards(const std::vector<CleanupCandidate>& candidates, const Cl
 /// Empties the trash if that is agreed to and, where only a setting asks for it, something was moved there.
 std::optional<TrashEmptying::Result> emptyAfterwards(const Trashes& trashes, const Agreement& agreement,
                                                      const RemovalOptions& options, CleanupOutcome& outcome,
-                                                     RemovalRecorder& recorder) {
+                                                     RemovalRecorder& recorder,
+                                                     const TrashEmptying::OnDeleted& onDeleted) {
   if (!trashes.emptying || !agreement.toOwn || outcome.cancelled) return std::nullopt;
   const auto& receipts = outcome.disposal.receipts;
   const bool isUsed = std::any_of(receipts.begin(), receipts.end(),
                                   [](const DisposalReceipt& receipt) { return receipt.destination.has_value(); });
   if (!options.emptyTrash && !isUsed) return std::nullopt;
-  return trashes.emptying->run(outcome, recorder, options.includesUnlisted || agreement.toUnlisted.value_or(false));
+  return trashes.emptying->run(outcome, recorder, options.includesUnlisted || agreement.toUnlisted.value_or(false),
+                               onDeleted);
 }
 
 struct [[nodiscard]] Removed {
   CleanupOutcome outcome;
   std::optional<TrashEmptying::Result> emptied;  // absent where the trash was not emptied afterwards
+  bool isInHistory = true;
 };
 
 /// What stays, and why: to standard error.
-void noteWhatStays(const Removed& removed) {
-  const auto& [outcome, emptied] = removed;
-  writeFailures(outcome.disposal.failures);
+void noteWhatStays(const Removed& removed, const std::string& home) {
+  const CleanupOutcome& outcome = removed.outcome;
+  const auto& emptied = removed.emptied;
+  writeFailures(outcome.disposal.failures, home);
   for (const std::string& remainder : outcome.remainders) writeNote(remainder);
   for (const std::string& note : outcome.notes) writeNote(note);
   if (outcome.cancelled && !emptied) writeNote("Interrupted; items not begun were left in place.");
   if (!emptied) return;
-  writeFailures(emptied->purged.failures);
+  writeFailures(emptied->purged.failures, home);
   for (const std::string& note : emptied->purged.notes) writeNote(note);
   noteUnlisted(emptied->unlisted);
   if (emptied->later > 0) {
@@ -239,7 +249,8 @@ void noteWhatStays(const Removed& removed) {
 }
 
 int statusOf(const Removed& removed) {
-  const auto& [outcome, emptied] = removed;
+  const CleanupOutcome& outcome = removed.outcome;
+  const auto& emptied = removed.emptied;
   if (outcome.cancelled) return ExitStatus::interrupted;
   const bool hasFailures = !outcome.disposal.failures.empty() || (emptied && !emptied->purged.failures.empty());
   return hasFailures ? ExitStatus::someFailed : ExitStatus::done;
@@ -260,28 +271,37 @@ void recordEmptied(const TrashChoices& emptied, const TidraPathResolver& resolve
 Removed removeAgreed(CleanupSetting setting, const Trashes& trashes, const Agreement& agreement,
                      const RemovalOptions& options, const Program& program) {
   const auto& candidates = agreement.candidates;
-  if (setting.dryRun) return {runWithProgress(candidates, std::move(setting), options.lines, program), std::nullopt};
+  const auto onDeleted = lineWriter(options.lines);
+  if (setting.dryRun) {
+    Removed removed{runWithProgress(candidates, std::move(setting), trashes, options.lines, program), std::nullopt};
+    if (trashes.emptying && options.json) {
+      removed.emptied = trashes.emptying->foresee(removed.outcome, candidates, onDeleted);
+    }
+    return removed;
+  }
   const TidraPathResolver resolver = setting.service.resolver;
   RemovalRecorder recorder(options.command, setting.method, resolver, currentTime());
-  CleanupOutcome outcome = runWithProgress(candidates, recorder.watching(std::move(setting)), options.lines, program);
+  CleanupOutcome outcome =
+      runWithProgress(candidates, recorder.watching(std::move(setting)), trashes, options.lines, program);
   for (const PartialRemoval& partial : outcome.partial) recorder.addPartial(partial);
   recordEmptied(trashes.selected, resolver);
   const std::size_t failed = outcome.disposal.failures.size();
-  auto emptied = emptyAfterwards(trashes, agreement, options, outcome, recorder);
-  for (std::size_t i = failed; options.lines && i < outcome.disposal.failures.size(); ++i) {
-    options.lines->failed(outcome.disposal.failures[i]);
-  }
+  auto emptied = emptyAfterwards(trashes, agreement, options, outcome, recorder, onDeleted);
+  if (options.lines && trashes.emptying) writeLinesAfterEmptying(outcome, failed, emptied, *options.lines);
   recorder.write();
-  return {std::move(outcome), std::move(emptied)};
+  return {std::move(outcome), std::move(emptied), recorder.isKept()};
 }
 
 /// Writes the result to standard output.
 void showResult(const Removed& removed, const OutcomeContext& context, const Trashes& trashes,
                 const RemovalOptions& options, const ScanViewOptions& view) {
   const CleanupOutcome& outcome = removed.outcome;
-  if (options.lines) return options.lines->finished(outcome);
+  const auto& emptied = removed.emptied;
+  if (options.lines) return options.lines->finished(outcome, othersOf(emptied));
   if (options.json) {
-    return writeOut(prettyJson(CountedOutcome{outcome.disposal, outcome.unmeasured, outcome.freedBytes}) + "\n");
+    CountedOutcome counted{outcome.disposal, outcome.unmeasured, outcome.freedBytes, context.dryRun};
+    if (emptied) counted.emptiedTrash = {signedBytes(emptied->others), emptied->othersBytes};
+    return writeOut(prettyJson(counted) + "\n");
   }
   std::string text = context.candidates.empty() && trashes.emptying ? "" : outcomeText(outcome, context);
   if (removed.emptied) text += removed.emptied->text();
@@ -358,7 +378,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   const Agreement agreement = setting.dryRun ? Agreement{.candidates = candidates, .toUnlisted = std::nullopt}
                                              : askFor(candidates, plan, view.apparentSize, trashes, options, program);
   if (!agreement.toAnything) {
-    if (options.lines) options.lines->finished(CleanupOutcome{});
+    if (options.lines) options.lines->finished(CleanupOutcome{}, {});
     if (options.json && !options.lines) writeOut(prettyJson(DisposalOutcome{}) + "\n");
     writeNote("Nothing was removed.");
     return ExitStatus::done;
@@ -368,13 +388,14 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
   const VolumeFigures volumes(agreement.candidates, request.mounts);
   const Removed removed = removeAgreed(std::move(setting), trashes, agreement, options, program);
   // Standard output may be a broken pipe; failures go to standard error first.
-  noteWhatStays(removed);
+  noteWhatStays(removed, request.resolver.home);
   showResult(removed,
              {.method = plan.method,
               .dryRun = program.options.dryRun,
               .apparentSize = view.apparentSize,
               .isUpperBound = volumes.isUpperBound(),
               .emptiesTrash = trashes.emptying.has_value(),
+              .isInHistory = removed.isInHistory,
               .volumes = volumes.change(),
               .candidates = candidates},
              trashes, options, view);

@@ -209,8 +209,12 @@ struct Gone {
 
 constexpr bool isTrashOfFinder = currentPlatform == TidraPlatform::macOS;
 
-std::string undoHint(const Gone& moved) {
-  return fmt::format("; tidra undo brings {} back", moved.items == 1 ? "it" : "them");
+/// What brings back what was moved. Where the history could not be written, only the store knows it.
+std::string wayBackText(const Gone& moved, const OutcomeContext& context) {
+  const char* object = moved.items == 1 ? "it" : "them";
+  if (context.isInHistory) return fmt::format("; tidra undo brings {} back", object);
+  return fmt::format("; tidra {0} restore brings {1} back, tidra undo does not know {1}", rawValue(context.method),
+                     object);
 }
 
 std::string freedText(const Gone& gone, const OutcomeContext& context) {
@@ -231,8 +235,12 @@ std::string movedText(const Gone& moved, const OutcomeContext& context) {
   if (context.dryRun) {
     return fmt::format("{} would be moved {}, which frees nothing {}; ", moved.count(), where, then);
   }
-  const std::string undo = toTrash && isTrashOfFinder ? "" : undoHint(moved);
-  return fmt::format("{} moved {}{}. That frees nothing {}.\n", moved.count(), where, undo, then);
+  const bool isOfFinder = toTrash && isTrashOfFinder;
+  const std::string undo = isOfFinder ? "" : wayBackText(moved, context);
+  const std::string now = isOfFinder || !context.isInHistory
+                              ? ""
+                              : fmt::format(" To free it now: tidra {} purge --last.", rawValue(context.method));
+  return fmt::format("{} moved {}{}. That frees nothing {}.{}\n", moved.count(), where, undo, then, now);
 }
 
 std::string deletedText(const Gone& deleted, const OutcomeContext& context) {
@@ -333,9 +341,11 @@ std::string partialText(const std::vector<PartialRemoval>& partial, const char* 
                      ByteFormatting::readable(bytes));
 }
 
-void writeFailures(const std::vector<TidraDeletionFailure>& failures) {
+void writeFailures(const std::vector<TidraDeletionFailure>& failures, const std::string& home) {
+  const TidraPathResolver resolver{home, {}};
   for (const TidraDeletionFailure& failure : failures) {
-    writeError(fmt::format("{}: {}", shown(failure.path), shown(failure.message)));
+    writeError(
+        fmt::format("{}: {}", shown(resolver.displayText(failure.path)), shown(resolver.displayText(failure.message))));
   }
 }
 

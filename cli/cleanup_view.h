@@ -39,6 +39,7 @@ struct OutcomeContext {
   bool apparentSize = false;
   bool isUpperBound = false;  // file systems may share extents
   bool emptiesTrash = false;  // afterwards
+  bool isInHistory = true;    // else an undo does not know what was moved
   std::string volumes = {};   // how their free space changed, from VolumeFigures::change()
   const std::vector<CleanupCandidate>& candidates;
 };
@@ -50,7 +51,7 @@ std::string outcomeText(const CleanupOutcome& outcome, const OutcomeContext& con
 std::string partialText(const std::vector<PartialRemoval>& partial, const char* one = "item",
                         const char* many = "items");
 
-/// Writes each failure to standard error: path and reason.
-void writeFailures(const std::vector<TidraDeletionFailure>& failures);
+/// Writes each failure to standard error: path and reason, in which paths of the home folder begin with "~".
+void writeFailures(const std::vector<TidraDeletionFailure>& failures, const std::string& home = {});
 
 }  // namespace tidra

@@ -11,6 +11,7 @@
 #include "cli/cleanup_options.h"
 #include "cli/cleanup_view.h"
 #include "cli/interrupt.h"
+#include "cli/left_out.h"
 #include "cli/program.h"
 #include "cli/scan_options.h"
 #include "core/base/json_fields.h"
@@ -37,7 +38,8 @@ constexpr const char* unprovenHelp = "Also artefacts without evidence that a too
 /// The scan for a selection; only the tier "safe" unless tiers are named.
 ScanRequest requestFor(CleanOptions& options, const Program& program) {
   requireKnownExclusions(options.scan.home, program.environment);
-  if (options.scan.tiers.empty()) options.scan.tiers = {std::string(rawValue(ArtifactSafetyTier::safe))};
+  options.scan.hasDefaultTier = options.scan.tiers.empty();
+  if (options.scan.hasDefaultTier) options.scan.tiers = {std::string(rawValue(ArtifactSafetyTier::safe))};
   ScanRequest request = makeScanRequest(options.scan, program.environment);
   request.provenAge = request.olderThan;
   return request;
@@ -91,7 +93,7 @@ std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanReq
   std::erase_if(candidates, [&](const CleanupCandidate& candidate) {
     if (candidate.refusal && !program.options.quiet) {
       writeNote(fmt::format("{} {}.", escapedForTerminal(request.resolver.displayPath(candidate.item.path)),
-                            *candidate.refusal));
+                            request.resolver.displayText(*candidate.refusal)));
     }
     return candidate.refusal.has_value();
   });
@@ -117,6 +119,7 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   if (candidates.empty() && !options.removal.json && !options.removal.emptyTrash) {
     writeOut("Nothing to remove.\n");
+    if (outcome.findings.empty()) noteLeftOut(options.scan, outcome.leftOut);
     noteOutOfBounds(outcome, options.scan);
     return ExitStatus::done;
   }
@@ -155,6 +158,7 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
     writeOut(planText(candidates, planView(view, request)));
     writeOut(whereText(plan, *options.scan.output, program));
   }
+  if (outcome.findings.empty()) noteLeftOut(options.scan, outcome.leftOut);
   noteOutOfBounds(outcome, options.scan);
   return ExitStatus::done;
 }

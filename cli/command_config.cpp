@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "cli/known_settings.h"
 #include "cli/program.h"
@@ -19,6 +21,7 @@ namespace {
 
 struct ConfigOptions {
   std::string key;
+  std::vector<std::string> keys;  // to unset
   std::string value;
   std::optional<std::string> home;
   bool json = false;
@@ -31,7 +34,14 @@ struct ShownSetting {
   std::string usual;  // without settings
   std::string from;
   std::string what;
+  std::string overruled;  // "method is delete and wins"; mostly empty
 };
+
+/// What overrules a setting; empty if nothing does.
+std::string overruledBy(const KnownSetting& setting, const UserSettings& settings) {
+  if (setting.key != "move-to-trash" || !settings.terminal.method) return "";
+  return fmt::format("method is {} and wins", rawValue(*settings.terminal.method));
+}
 
 ShownSetting shownSetting(const KnownSetting& setting, const UserSettings& settings,
                           const TidraPathResolver& resolver) {
@@ -45,7 +55,8 @@ ShownSetting shownSetting(const KnownSetting& setting, const UserSettings& setti
           .from = isSet           ? "settings"
                   : followsShared ? "move-to-trash"
                                   : "default",
-          .what = std::string(setting.what)};
+          .what = std::string(setting.what),
+          .overruled = overruledBy(setting, settings)};
 }
 
 std::vector<ShownSetting> shownSettings(const UserSettings& settings, const TidraPathResolver& resolver) {
@@ -59,11 +70,9 @@ std::string settingsJson(const std::vector<ShownSetting>& settings) {
   for (const ShownSetting& setting : settings) {
     text += text.size() == 1 ? "" : ",";
     text += compactObject([&](JsonObjectWriter& object) {
-      object.put("default", setting.usual)
-          .put("from", setting.from)
-          .put("key", setting.key)
-          .putBytes("value", setting.value)
-          .put("what", setting.what);
+      object.put("default", setting.usual).put("from", setting.from).put("key", setting.key);
+      if (!setting.overruled.empty()) object.put("overruled", setting.overruled);
+      object.putBytes("value", setting.value).put("what", setting.what);
     });
   }
   return indentedJson(text + "]") + "\n";
@@ -78,7 +87,8 @@ int listSettings(const ConfigOptions& options, const Program& program) {
   }
   TextTable table({{"KEY"}, {"VALUE"}, {"DEFAULT"}, {"FROM"}, {"WHAT"}});
   for (const ShownSetting& each : settings) {
-    table.add({each.key, escapedForTerminal(each.value), each.usual, each.from, each.what});
+    table.add({each.key, escapedForTerminal(each.value), each.usual, each.from,
+               each.what + (each.overruled.empty() ? "" : "; " + each.overruled)});
   }
   writeOut(table.text(terminalFacts(STDOUT_FILENO, program.options.color, program.environment)));
   return ExitStatus::done;
@@ -110,6 +120,9 @@ int changeSetting(const ConfigOptions& options, const Program& program,
   writeOut(fmt::format("{} {} {}{}.\n", now.key, program.options.dryRun ? "would be" : "is",
                        now.value.empty() ? "not set" : escapedForTerminal(now.value),
                        now.from == "default" && !now.value.empty() ? ", the default" : ""));
+  if (!now.overruled.empty()) {
+    writeNote(fmt::format("{}: {}; tidra config unset method ends that.", now.key, now.overruled));
+  }
   return ExitStatus::done;
 }
 
@@ -120,10 +133,16 @@ int setSetting(const ConfigOptions& options, const Program& program) {
                        });
 }
 
-int unsetSetting(const ConfigOptions& options, const Program& program) {
-  return changeSetting(options, program, [](const KnownSetting& setting, UserSettings& settings, const auto&) {
-    setting.copy(settings, UserSettings{});
-  });
+int unsetSettings(const ConfigOptions& options, const Program& program) {
+  for (const std::string& key : options.keys) static_cast<void>(knownSetting(key));
+  for (const std::string& key : options.keys) {
+    ConfigOptions one = options;
+    one.key = key;
+    changeSetting(one, program, [](const KnownSetting& setting, UserSettings& settings, const auto&) {
+      setting.copy(settings, UserSettings{});
+    });
+  }
+  return ExitStatus::done;
 }
 
 }  // namespace
@@ -145,17 +164,19 @@ void addConfigCommand(CLI::App& app, Program& program) {
   };
   CLI::App* listing =
       add("list", "Every setting with its value, its default and where the value comes from", &listSettings);
+  listing->alias("ls");
   listing->add_flag("--json", options->json, "Print one JSON document");
   listing->footer("Examples:\n  tidra config list\n  tidra config list --json");
   CLI::App* getting = add("get", "Print the value of one setting", &getSetting);
   getting->footer("Examples:\n  tidra config get method\n  tidra config get location");
   CLI::App* setting = add("set", "Change a setting", &setSetting);
   setting->footer("Examples:\n  tidra config set method quarantine\n  tidra config set tier safe,caution");
-  CLI::App* unsetting = add("unset", "Return a setting to its default", &unsetSetting);
-  unsetting->footer("Examples:\n  tidra config unset method\n  tidra config unset location");
-  for (CLI::App* each : {getting, setting, unsetting}) {
+  CLI::App* unsetting = add("unset", "Return settings to their defaults", &unsetSettings);
+  unsetting->footer("Examples:\n  tidra config unset method\n  tidra config unset location tier");
+  for (CLI::App* each : {getting, setting}) {
     each->add_option("KEY", options->key, "As tidra config list shows it")->required()->type_name("");
   }
+  unsetting->add_option("KEY", options->keys, "As tidra config list shows it")->required()->type_name("");
   setting->add_option("VALUE", options->value, "The new value")->required()->type_name("");
   command->callback([&program, options, command] {
     if (command->get_subcommands().empty())

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "cli/program.h"
 #include "cli/scan_options.h"
@@ -19,7 +21,7 @@ namespace tidra {
 namespace {
 
 struct ExcludeOptions {
-  std::string text;
+  std::vector<std::string> texts;
   std::optional<std::string> home;
   bool json = false;
 };
@@ -38,18 +40,29 @@ int list(const ExcludeOptions& options, const Program& program) {
   return ExitStatus::done;
 }
 
-TypedExclusion typedRow(const ExcludeOptions& options, const TidraPathResolver& resolver) {
-  if (options.text.empty()) throw InputError("An empty text cannot be excluded; name a folder or a pattern.");
-  return typedExclusion(options.text, resolver);
+/// What was typed, and how it is read.
+struct TypedRow {
+  std::string given;
+  TypedExclusion row;
+};
+
+std::vector<TypedRow> typedRows(const ExcludeOptions& options, const TidraPathResolver& resolver) {
+  std::vector<TypedRow> rows;
+  for (const std::string& text : options.texts) {
+    if (text.empty()) throw InputError("An empty text cannot be excluded; name a folder or a pattern.");
+    rows.push_back({text, typedExclusion(text, resolver)});
+  }
+  return rows;
 }
 
 /// Warns that a bare name excludes every entry of that name, not only the one here.
-void noteReading(const ExcludeOptions& options, const TypedExclusion& row, const TidraPathResolver& resolver) {
-  if (const auto note = noteOn(row, resolver)) writeNote(*note);
-  const std::string here = "./" + options.text;
-  if (row.kind == ExclusionRowKind::path || options.text.find('/') != std::string::npos || !pathFacts(here)) return;
+void noteReading(const TypedRow& typed, const TidraPathResolver& resolver) {
+  if (const auto note = noteOn(typed.row, resolver)) writeNote(*note);
+  const std::string here = "./" + typed.given;
+  const bool isPath = typed.row.kind == ExclusionRowKind::path || typed.given.find('/') != std::string::npos;
+  if (isPath || !pathFacts(here)) return;
   writeNote(fmt::format("Every entry of the name '{}' is kept out; {} is only the one here.",
-                        escapedForTerminal(options.text), escapedForTerminal(here)));
+                        escapedForTerminal(typed.given), escapedForTerminal(here)));
 }
 
 bool isSamePlace(const std::string& path, const std::string& other) {
@@ -129,45 +142,60 @@ class RowFinder {
   std::string nameHere_;              // name of the path, when it is in the current folder
 };
 
-int add(const ExcludeOptions& options, const Program& program) {
-  const TidraPathResolver resolver = makeResolver(options.home, program.environment);
-  const TypedExclusion row = typedRow(options, resolver);
-  const std::string& text = row.text;
-  noteReading(options, row, resolver);
-  if (program.options.dryRun) {
-    writeOut(fmt::format("{} would be excluded.\n", escapedForTerminal(text)));
-    return ExitStatus::done;
-  }
+void addOne(const TypedRow& typed, UserState& state, const TidraPathResolver& resolver) {
+  const std::string& text = typed.row.text;
   const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-  UserState state(resolver);
-  state.requireHome();
-  const auto other = RowFinder(options.text, row, resolver).samePlace(state.exclusions.load());
-  const bool added = state.exclusions.add(text, row.kind, now);
+  const auto other = RowFinder(typed.given, typed.row, resolver).samePlace(state.exclusions.load());
+  const bool added = state.exclusions.add(text, typed.row.kind, now);
   writeOut(fmt::format("{} {} excluded.\n", escapedForTerminal(text), added ? "is now" : "was already"));
   // A link stays in the list beside what it leads to: it may lead elsewhere tomorrow.
   if (added && other) writeNote(fmt::format("That place is excluded already as '{}'.", escapedForTerminal(*other)));
+}
+
+int add(const ExcludeOptions& options, const Program& program) {
+  const TidraPathResolver resolver = makeResolver(options.home, program.environment);
+  UserState state(resolver);
+  if (!program.options.dryRun) state.requireHome();
+  for (const TypedRow& typed : typedRows(options, resolver)) {
+    noteReading(typed, resolver);
+    if (program.options.dryRun) {
+      writeOut(fmt::format("{} would be excluded.\n", escapedForTerminal(typed.row.text)));
+    } else {
+      addOne(typed, state, resolver);
+    }
+  }
   return ExitStatus::done;
+}
+
+/// The texts of the rows that each typed text means, closest first. Throws InputError for one that means none.
+std::vector<std::vector<std::string>> meantRows(const ExcludeOptions& options, const UserState& state,
+                                                const TidraPathResolver& resolver) {
+  const auto rows = state.exclusions.load();
+  std::vector<std::vector<std::string>> all;
+  for (const TypedRow& typed : typedRows(options, resolver)) {
+    all.push_back(RowFinder(typed.given, typed.row, resolver).meant(rows));
+    if (!all.back().empty()) continue;
+    throw InputError(
+        fmt::format("'{}' is not excluded; tidra exclude list shows what is.", escapedForTerminal(typed.row.text)));
+  }
+  return all;
 }
 
 int remove(const ExcludeOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
-  const TypedExclusion row = typedRow(options, resolver);
   UserState state(resolver);
-  auto meant = RowFinder(options.text, row, resolver).meant(state.exclusions.load());
-  if (meant.empty()) {
-    throw InputError(
-        fmt::format("'{}' is not excluded; tidra exclude list shows what is.", escapedForTerminal(row.text)));
-  }
-  const std::string text = escapedForTerminal(meant.front());
-  if (program.options.dryRun) {
-    writeOut(fmt::format("{} would no longer be excluded.\n", text));
-    return ExitStatus::done;
-  }
-  state.requireHome();
-  state.exclusions.remove(meant.front());
-  writeOut(fmt::format("{} is no longer excluded.\n", text));
-  for (std::size_t i = 1; i < meant.size(); ++i) {
-    writeNote(fmt::format("'{}' is still excluded.", escapedForTerminal(meant[i])));
+  if (!program.options.dryRun) state.requireHome();
+  for (const auto& meant : meantRows(options, state, resolver)) {
+    const std::string text = escapedForTerminal(meant.front());
+    if (program.options.dryRun) {
+      writeOut(fmt::format("{} would no longer be excluded.\n", text));
+      continue;
+    }
+    state.exclusions.remove(meant.front());
+    writeOut(fmt::format("{} is no longer excluded.\n", text));
+    for (std::size_t i = 1; i < meant.size(); ++i) {
+      writeNote(fmt::format("'{}' is still excluded.", escapedForTerminal(meant[i])));
+    }
   }
   return ExitStatus::done;
 }
@@ -190,14 +218,16 @@ void addExcludeCommand(CLI::App& app, Program& program) {
   CLI::App* listing = command->add_subcommand("list", "What is excluded, a line each");
   listing->add_flag("--json", options->json, "Print one JSON document");
   listing->footer("Examples:\n  tidra exclude list\n  tidra exclude list --json");
+  listing->alias("ls");
   choose(listing, &list);
-  CLI::App* adding = command->add_subcommand("add", "Exclude a folder or a pattern");
-  adding->add_option("TEXT", options->text, "A folder, or a pattern with * or ?")->required()->type_name("");
+  CLI::App* adding = command->add_subcommand("add", "Exclude folders and patterns");
+  adding->add_option("TEXT", options->texts, "A folder, or a pattern with * or ?")->required()->type_name("");
   adding->footer("Examples:\n  tidra exclude add ~/work/client\n  tidra exclude add node_modules");
   choose(adding, &add);
-  CLI::App* removing = command->add_subcommand("remove", "Exclude it no longer");
-  removing->add_option("TEXT", options->text, "As the list shows it")->required()->type_name("");
+  CLI::App* removing = command->add_subcommand("remove", "Exclude them no longer");
+  removing->add_option("TEXT", options->texts, "As the list shows it")->required()->type_name("");
   removing->footer("Examples:\n  tidra exclude remove ~/work/client\n  tidra exclude remove node_modules");
+  removing->alias("rm");
   choose(removing, &remove);
   command->callback([&program, options, command] {
     if (command->get_subcommands().empty()) program.command = [&program, options] { return list(*options, program); };

@@ -13,16 +13,21 @@
 #include "cli/table.h"
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
+#include "core/base/text.h"
 #include "core/dispose/tool_targets.h"
+#include "core/platform/directory_reader.h"
+#include "core/platform/path_text.h"
 
 namespace tidra {
 
 std::size_t runNumbered(const std::string& number, const std::vector<RemovalRun>& runs) {
-  const std::size_t given = parseCount(number);
+  const std::string shownNumber = shown(number);
+  if (runs.empty()) throw InputError(fmt::format("'{}' is no removal of the history, which is empty.", shownNumber));
+  const bool isNumber = std::all_of(number.begin(), number.end(), &isAsciiDigit);
+  const std::size_t given = isNumber ? parseCount(number) : 0;
   if (given >= 1 && given <= runs.size()) return given - 1;
   throw InputError(
-      runs.empty() ? "The history of removals is empty."
-                   : fmt::format("Removal {} is not in the history; tidra history shows 1 to {}.", given, runs.size()));
+      fmt::format("'{}' is no removal of the history: the first is 1, the last {}.", shownNumber, runs.size()));
 }
 
 std::size_t itemCount(const RemovalRun& run) {
@@ -48,10 +53,29 @@ struct HistoryOptions {
   bool json = false;
 };
 
-/// "2 of 3": what an undo has brought back of what was moved.
+/// What became of the items: what was moved and then deleted with the trash counts as deleted.
+std::string methodText(const RemovalRun& run) {
+  const bool movedSome =
+      std::any_of(run.items.begin(), run.items.end(), [](const RemovedItem& item) { return item.isMoved(); });
+  return std::string(rawValue(movedSome ? run.method : DisposalMethod::delete_));
+}
+
+/// Where an item is now. What a store holds no longer is in its place again or was purged, by whatever program; a store
+/// that cannot be seen, as on a volume that is not there, says nothing.
+std::string nowText(const RemovedItem& item) {
+  if (item.restoredAt) return "restored";
+  const bool isGone =
+      item.isMoved() && item.destination && !pathExists(*item.destination) && pathExists(parentPath(*item.destination));
+  if (!isGone) return whereTo(item);
+  return pathExists(item.path) ? "restored" : "purged";
+}
+
+/// "2 of 3": what an undo has brought back of what was moved; what the history has only counted was moved like the
+/// rest.
 std::string backText(const RemovalRun& run) {
   const auto count = [&](auto matches) { return std::count_if(run.items.begin(), run.items.end(), matches); };
-  const auto moved = count([](const RemovedItem& item) { return item.isMoved(); });
+  const auto listed = count([](const RemovedItem& item) { return item.isMoved(); });
+  const auto moved = listed == 0 ? 0 : listed + run.moreItems;
   const auto back = count([](const RemovedItem& item) { return item.restoredAt.has_value(); });
   return moved == 0 ? std::string(glyphs().dash) : fmt::format("{} of {}", back, moved);
 }
@@ -66,8 +90,8 @@ std::string runsText(const std::vector<RemovalRun>& runs, const TerminalFacts& t
                    {"UNDONE", true}});
   for (std::size_t i = 0; i < runs.size(); ++i) {
     const RemovalRun& run = runs[i];
-    table.add({fmt::to_string(i + 1), localMinute(run.at), std::string(rawValue(run.command)),
-               std::string(rawValue(run.method)), fmt::to_string(itemCount(run)),
+    table.add({fmt::to_string(i + 1), localMinute(run.at), std::string(rawValue(run.command)), methodText(run),
+               fmt::to_string(itemCount(run)),
                sizeCell(run.freedBytes > 0 ? std::optional(run.freedBytes) : std::nullopt), backText(run)});
   }
   return table.text(terminal);
@@ -76,8 +100,7 @@ std::string runsText(const std::vector<RemovalRun>& runs, const TerminalFacts& t
 std::string itemsText(const RemovalRun& run, const TidraPathResolver& resolver, const TerminalFacts& terminal) {
   TextTable table({{"SIZE", true}, {"NOW", false, TextTable::Cut::never}, {"ITEM", false, TextTable::Cut::middle}});
   for (const RemovedItem& item : run.items) {
-    table.add({sizeCell(listedSize(item)), item.restoredAt ? "restored" : whereTo(item),
-               shown(resolver.displayPath(item.path))});
+    table.add({sizeCell(listedSize(item)), nowText(item), shown(resolver.displayPath(item.path))});
   }
   return table.text(terminal) + moreText(unsignedBytes(run.moreItems), terminal);
 }

@@ -45,6 +45,7 @@ struct QuarantineOptions {
   std::vector<std::string> names;
   bool all = false;
   std::optional<std::string> olderThan;
+  RemovalChoice removal;
   std::optional<std::string> folder;
   std::optional<std::string> home;
   bool json = false;
@@ -131,10 +132,16 @@ QuarantineEntries chosen(const QuarantineOptions& options, QuarantineEntries ent
                          const TidraPathResolver& resolver) {
   if (options.all) return entries;
   std::vector<StoredEntry> names;
-  for (const auto& entry : entries) names.push_back({entry.name(), entry.url, entry.manifest.originalPath});
+  for (const auto& entry : entries) {
+    names.push_back({entry.name(), entry.url, entry.manifest.originalPath, entry.manifest.quarantinedAt});
+  }
   QuarantineEntries result;
-  for (const std::size_t i : entriesNamed(options.names, names, quarantineWords, resolver))
+  for (const std::size_t i :
+       options.removal.isGiven()
+           ? entriesOfRemoval(options.removal, names, DisposalMethod::quarantine, quarantineWords, resolver)
+           : entriesNamed(options.names, names, quarantineWords, resolver)) {
     result.push_back(entries[i]);
+  }
   return result;
 }
 
@@ -158,11 +165,12 @@ int restore(const QuarantineOptions& options, const Program& program) {
   });
   std::vector<EntryAction> actions;
   for (const QuarantineDisposer::Entry& entry : entries) {
-    actions.push_back({entry.url, entry.manifest.originalPath,
+    actions.push_back({entry.url, resolver.displayPath(entry.manifest.originalPath),
                        [&] { program.options.dryRun ? quarantine.checkRestore(entry) : quarantine.restore(entry); }});
   }
   const InterruptGuard guard;
-  const auto results = actOnEach(actions, "restored", options.json ? Reporting::json : Reporting::lines, program);
+  const auto results =
+      actOnEach(actions, "restored", options.json ? Reporting::json : Reporting::lines, resolver.home, program);
   std::vector<MovedBack> back;
   for (const std::size_t i : results.done) back.push_back({entries[i].url, entries[i].manifest.originalPath});
   if (!program.options.dryRun) recordRestored(back, resolver);
@@ -171,18 +179,18 @@ int restore(const QuarantineOptions& options, const Program& program) {
 
 /// Also clears manifests without an item and leftovers of an interrupted purge.
 struct [[nodiscard]] Cleared {
-  std::size_t count = 0;
+  std::vector<std::string> paths;
   int status = ExitStatus::done;
 };
 
 Cleared clearRemains(const QuarantineDisposer& quarantine, TimePoint cutOff, const QuarantineOptions& options,
-                     RemovalRecorder& recorder, const Program& program) {
+                     RemovalRecorder& recorder, const TidraPathResolver& resolver, const Program& program) {
   const bool dry = program.options.dryRun;
   const auto cleared = quarantine.clearRemains(cutOff, dry, &InterruptGuard::requested);
   std::int64_t freed = 0;
   for (std::size_t i = 0; i < cleared.paths.size(); ++i) {
     writeNote(fmt::format("{}, of which an earlier removal left something, {} cleared away.",
-                          escapedForTerminal(cleared.paths[i]), dry ? "would be" : "is"));
+                          shown(resolver.displayPath(cleared.paths[i])), dry ? "would be" : "is"));
     freed = saturatedSum(freed, cleared.freedEach[i]);
     if (!dry) recorder.addPurged(cleared.paths[i], std::nullopt, cleared.freedEach[i]);
   }
@@ -192,19 +200,21 @@ Cleared clearRemains(const QuarantineDisposer& quarantine, TimePoint cutOff, con
                          dry ? "would be cleared away" : "cleared away", sizeCell(freed),
                          dry ? "would be free" : "freed"));
   }
-  writeFailures(cleared.failures);
+  writeFailures(cleared.failures, resolver.home);
   const int status = InterruptGuard::requested() ? ExitStatus::interrupted
                      : cleared.failures.empty()  ? ExitStatus::done
                                                  : ExitStatus::someFailed;
-  return {cleared.paths.size(), status};
+  return {cleared.paths, status};
 }
+
+bool isNamed(const QuarantineOptions& options) { return !options.names.empty() || options.removal.isGiven(); }
 
 /// The entries that a purge deletes: the named ones, or without names those put there before `cutOff`.
 QuarantineEntries chosenForPurge(const QuarantineOptions& options, const QuarantineDisposer& quarantine,
                                  TimePoint cutOff, const TidraPathResolver& resolver) {
   auto listing = readEntries(quarantine);
   writeNotes(listing.notes);
-  if (options.all || !options.names.empty()) return chosen(options, std::move(listing.entries), resolver);
+  if (options.all || isNamed(options)) return chosen(options, std::move(listing.entries), resolver);
   std::erase_if(listing.entries, [&](const auto& entry) { return entry.manifest.quarantinedAt >= cutOff; });
   return std::move(listing.entries);
 }
@@ -230,7 +240,7 @@ bool agreesToPurge(QuarantineEntries entries, const QuarantineOptions& options, 
 /// Deletes an entry and records it. Adds to `partial` what was cut short.
 void removeRecorded(const QuarantineDisposer& quarantine, const QuarantineDisposer::Entry& entry,
                     RemovalRecorder& recorder, std::vector<PartialRemoval>& partial) {
-  recorder.begin(entry.url);
+  recorder.begin(entry.url, entry.freeable());
   try {
     quarantine.remove(entry, &InterruptGuard::requested);
     recorder.addPurged(entry);
@@ -248,14 +258,13 @@ void writePurgedTotal(const QuarantineEntries& purged, bool dry) {
 }
 
 int purge(const QuarantineOptions& options, const Program& program) {
-  if (options.all && !options.names.empty()) throw InputError("Name entries or use --all, not both.");
-  if (options.olderThan && (options.all || !options.names.empty())) {
-    throw InputError("--older-than chooses the entries; leave out their names and --all.");
-  }
+  const int ways = (options.names.empty() ? 0 : 1) + (options.all ? 1 : 0) + (options.olderThan ? 1 : 0) +
+                   (options.removal.isGiven() ? 1 : 0);
+  if (ways > 1) throw InputError("Give one of these: names of entries, --last, --removal, --older-than, --all.");
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
   const auto quarantine = openQuarantine(options.folder, resolver);
   const TimePoint now = currentTime();
-  const bool byName = options.all || !options.names.empty();
+  const bool byName = options.all || isNamed(options);
   const bool dry = program.options.dryRun;
   const TimePoint cutOff = options.olderThan ? momentBefore(now, parseAge(*options.olderThan))
                                              : now - retention(quarantine.config().retentionDays);
@@ -267,7 +276,8 @@ int purge(const QuarantineOptions& options, const Program& program) {
   const InterruptGuard guard;
   RemovalRecorder recorder(RemovalCommand::quarantinePurge, DisposalMethod::delete_, resolver, now);
   Cleared cleared;
-  if (options.names.empty()) cleared = clearRemains(quarantine, options.all ? now : cutOff, options, recorder, program);
+  if (!isNamed(options))
+    cleared = clearRemains(quarantine, options.all ? now : cutOff, options, recorder, resolver, program);
   if (cleared.status == ExitStatus::interrupted) {
     recorder.write();
     return cleared.status;
@@ -280,14 +290,15 @@ int purge(const QuarantineOptions& options, const Program& program) {
                        }});
   }
   const Reporting named = program.options.assumeYes && !dry ? Reporting::lines : Reporting::total;
-  const auto results = actOnEach(actions, "purged", options.json ? Reporting::json : named, program);
+  const auto results = actOnEach(actions, "purged", options.json ? Reporting::json : named, resolver.home, program,
+                                 [&](JsonObjectWriter& object) { object.putByteList("cleared", cleared.paths); });
   QuarantineEntries purged;
   for (const std::size_t i : results.done) purged.push_back(entries[i]);
   recorder.addFailures(results.failures);
   recorder.write();
   if (!options.json && !purged.empty()) writePurgedTotal(purged, dry);
   if (!options.json) writeOut(partialText(partial, "entry", "entries"));
-  if (entries.empty() && cleared.count == 0 && !options.json)
+  if (entries.empty() && cleared.paths.empty() && !options.json)
     writeOut(byName ? "Nothing is in quarantine.\n" : "Nothing in quarantine is due.\n");
   return results.status == ExitStatus::done ? cleared.status : results.status;
 }
@@ -297,17 +308,21 @@ int purge(const QuarantineOptions& options, const Program& program) {
 void addQuarantineCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<QuarantineOptions>();
   CLI::App* command = app.add_subcommand("quarantine", "What clean has put into quarantine");
-  command->require_subcommand(1);
   command->footer(
       "Examples:\n"
       "  tidra quarantine list\n"
       "  tidra quarantine restore 20260314T101500-node_modules");
-  const auto add = [&](const std::string& name, const std::string& what,
+  const auto addCommon = [&](CLI::App* each) {
+    each->add_option("--dir", options->folder, "Another quarantine folder")->type_name("DIR");
+    each->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
+    each->add_flag("--json", options->json, "Print one JSON document");
+  };
+  addCommon(command);
+  const auto add = [&](const std::string& name, const std::string& alias, const std::string& what,
                        int (*run)(const QuarantineOptions&, const Program&)) {
     CLI::App* subcommand = command->add_subcommand(name, what);
-    subcommand->add_option("--dir", options->folder, "Another quarantine folder")->type_name("DIR");
-    subcommand->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
-    subcommand->add_flag("--json", options->json, "Print one JSON document");
+    if (!alias.empty()) subcommand->alias(alias);
+    addCommon(subcommand);
     subcommand->callback(
         [&program, options, run] { program.command = [&program, options, run] { return run(*options, program); }; });
     return subcommand;
@@ -317,16 +332,21 @@ void addQuarantineCommand(CLI::App& app, Program& program) {
         ->type_name("");
     subcommand->add_flag("--all", options->all, "Every entry");
   };
-  add("list", "Entries: their age, what purging them frees, the day they are due, where they came from", &list)
+  add("list", "ls", "Entries: their age, what purging them frees, the day they are due, where they came from", &list)
       ->footer("Examples:\n  tidra quarantine list\n  tidra quarantine list --json");
-  CLI::App* restoring = add("restore", "Move entries back to where they came from", &restore);
+  CLI::App* restoring = add("restore", "", "Move entries back to where they came from", &restore);
   addNames(restoring);
   restoring->footer("Examples:\n  tidra quarantine restore ~/code/shop/target\n  tidra quarantine restore --all");
-  CLI::App* purging = add("purge", "Delete entries for good: those named, or those whose time is up", &purge);
+  CLI::App* purging = add("purge", "rm", "Delete entries for good: those named, or those whose time is up", &purge);
   addNames(purging);
+  addRemovalChoice(*purging, options->removal);
   purging->add_option("--older-than", options->olderThan, "Those put there longer ago, instead of 7d")
       ->type_name("AGE");
   purging->footer("Examples:\n  tidra quarantine purge --older-than 30d\n  tidra quarantine purge --all --yes");
+  command->callback([&program, options, command] {
+    if (!command->get_subcommands().empty()) return;
+    program.command = [&program, options] { return list(*options, program); };
+  });
 }
 
 }  // namespace tidra

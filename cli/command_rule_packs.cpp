@@ -14,6 +14,7 @@
 #include "cli/terminal.h"
 #include "cli/user_state.h"
 #include "core/base/json_fields.h"
+#include "core/base/nearest_word.h"
 #include "core/base/text.h"
 #include "core/rules/added_rules.h"
 
@@ -80,59 +81,91 @@ int listPacks(const RuleChangeOptions& options, const Program& program, const Ti
   return ExitStatus::done;
 }
 
-void requireKnownPacks(const std::vector<std::string>& names) {
-  for (const std::string& name : names) {
-    if (RulePack::find(name) == nullptr) throw InputError("There is an " + RulePack::unknownText(name));
-  }
-}
+/// The packs that are on, and the rules that are off.
+struct Switched {
+  std::set<std::string> packs;
+  std::set<std::string> offRules;
 
-/// Stores which packs are on, after `change` has changed their names.
-void changePacks(const TidraPathResolver& resolver, const std::function<void(std::set<std::string>&)>& change) {
-  UserState state(resolver);
-  state.requireHome();
-  state.settings.change([&](UserSettings& all) {
-    TidraAppSettings& settings = all.app;
-    const auto names = settings.rulePacks.value_or(std::vector<std::string>{});
-    std::set<std::string> packs(names.begin(), names.end());
-    change(packs);
-    settings.rulePacks = {packs.begin(), packs.end()};
-    if (packs.empty()) settings.rulePacks.reset();
-  });
-}
+  explicit Switched(const TidraAppSettings& settings) {
+    if (settings.rulePacks) packs.insert(settings.rulePacks->begin(), settings.rulePacks->end());
+    if (settings.disabledRules) offRules.insert(settings.disabledRules->begin(), settings.disabledRules->end());
+  }
 
-int setPacks(const RuleChangeOptions& options, const Program& program, const TidraPathResolver& resolver, bool isOn) {
-  const auto enabled = enabledPacks(resolver);
-  // A pack of another version may be on, and has to be switched off then.
-  if (isOn) requireKnownPacks(options.names);
-  std::vector<std::string> changed;
-  for (const std::string& name : options.names) {
-    if (!isOn && !enabled.contains(name)) requireKnownPacks({name});
-    if (enabled.contains(name) != isOn) changed.push_back(name);
+  void storeIn(TidraAppSettings& settings) const {
+    settings.rulePacks.reset();
+    if (!packs.empty()) settings.rulePacks.emplace(packs.begin(), packs.end());
+    settings.disabledRules.reset();
+    if (!offRules.empty()) settings.disabledRules.emplace(offRules.begin(), offRules.end());
   }
-  const char* state = isOn ? "on" : "off";
-  if (program.options.dryRun) {
-    for (const std::string& name : changed) writeOut(fmt::format("{} would be {}.\n", escapedForTerminal(name), state));
-    return ExitStatus::done;
-  }
-  changePacks(resolver, [&](std::set<std::string>& packs) {
-    for (const std::string& name : options.names) {
-      if (isOn) packs.insert(name);
-      if (!isOn) packs.erase(name);
+
+  /// A pack of another version may be on, and a rule of one be off.
+  bool isRule(const std::string& name) const { return RulePack::find(name) == nullptr && !packs.contains(name); }
+  bool isOn(const std::string& name) const { return isRule(name) ? !offRules.contains(name) : packs.contains(name); }
+  void change(const std::string& name, bool isOn) {
+    auto& names = isRule(name) ? offRules : packs;
+    if (isOn == (&names == &packs)) {
+      names.insert(name);
+    } else {
+      names.erase(name);
     }
-  });
+  }
+};
+
+std::set<std::string> ruleIDs(const TidraPathResolver& resolver) {
+  RuleSources sources = personalRules(resolver);
+  sources.disabledRules.clear();
+  const RuleCatalog catalog = makeCatalog(sources).catalog;
+  std::set<std::string> ids;
+  for (const auto& rule : catalog.projectRules) ids.insert(rule.id);
+  for (const auto& rule : catalog.systemRules) ids.insert(rule.id);
+  return ids;
+}
+
+/// Throws InputError for a name that is neither a pack nor a rule.
+void requireKnown(const std::vector<std::string>& names, const Switched& now, const TidraPathResolver& resolver) {
+  const auto ids = ruleIDs(resolver);
+  for (const std::string& name : names) {
+    if (!now.isRule(name) || ids.contains(name) || now.offRules.contains(name)) continue;
+    std::vector<std::string> known(ids.begin(), ids.end());
+    for (const RulePack& pack : RulePack::all()) known.push_back(pack.name);
+    const auto nearest = nearestWord(name, known);
+    throw InputError(fmt::format("There is no rule or rule pack '{}'; {}", escapedForTerminal(name),
+                                 nearest ? fmt::format("did you mean {}?", known[*nearest])
+                                         : "tidra rules list and tidra rules packs show them."));
+  }
+}
+
+int switchAll(const RuleChangeOptions& options, const Program& program, const TidraPathResolver& resolver, bool isOn) {
+  UserState state(resolver);
+  const Switched before(state.settings.load());
+  requireKnown(options.names, before, resolver);
+  const bool dry = program.options.dryRun;
+  if (!dry) {
+    state.requireHome();
+    state.settings.change([&](UserSettings& all) {
+      Switched now(all.app);
+      for (const std::string& name : options.names) now.change(name, isOn);
+      now.storeIn(all.app);
+    });
+  }
   for (const std::string& name : options.names) {
-    const bool isNew = std::find(changed.begin(), changed.end(), name) != changed.end();
-    writeOut(fmt::format("{} {} {}.\n", escapedForTerminal(name), isNew ? "is now" : "was already", state));
+    const bool isNew = before.isOn(name) != isOn;
+    if (dry && !isNew) continue;
+    writeOut(fmt::format("{} {} {}.\n", escapedForTerminal(name),
+                         dry     ? "would be"
+                         : isNew ? "is now"
+                                 : "was already",
+                         isOn ? "on" : "off"));
   }
   return ExitStatus::done;
 }
 
 int enable(const RuleChangeOptions& options, const Program& program, const TidraPathResolver& resolver) {
-  return setPacks(options, program, resolver, true);
+  return switchAll(options, program, resolver, true);
 }
 
 int disable(const RuleChangeOptions& options, const Program& program, const TidraPathResolver& resolver) {
-  return setPacks(options, program, resolver, false);
+  return switchAll(options, program, resolver, false);
 }
 
 int addFile(const RuleChangeOptions& options, const Program& program, const TidraPathResolver& resolver) {
@@ -177,17 +210,23 @@ void addRuleChangingCommands(CLI::App& rules, Program& program,
   CLI::App* packs = addChange(rules, program, options, "packs", "Further rules that can be switched on", &listPacks);
   packs->add_flag("--json", options->json, "Print one JSON document");
   packs->footer("Examples:\n  tidra rules packs\n  tidra rules packs --json | jq -r '.[].name'");
-  CLI::App* enabling = addChange(rules, program, options, "enable", "Switch packs on, for every scan", &enable);
+  CLI::App* enabling =
+      addChange(rules, program, options, "enable", "Switch packs on for every scan, or rules on again", &enable);
   enabling->footer("Examples:\n  tidra rules enable elixir unity\n  tidra rules enable python --dry-run");
-  CLI::App* disabling = addChange(rules, program, options, "disable", "Switch packs off again", &disable);
-  disabling->footer("Examples:\n  tidra rules disable unity\n  tidra rules disable elixir erlang");
+  CLI::App* disabling =
+      addChange(rules, program, options, "disable", "Switch packs off again, or rules for every scan", &disable);
+  disabling->footer("Examples:\n  tidra rules disable unity\n  tidra rules disable node_modules");
   for (CLI::App* command : {enabling, disabling}) {
-    command->add_option("NAME", options->names, "Names of packs")->required()->delimiter(',')->type_name("");
+    command->add_option("NAME", options->names, "Names of packs, or ids of rules")
+        ->required()
+        ->delimiter(',')
+        ->type_name("");
   }
   CLI::App* adding = addChange(rules, program, options, "add", "Use a rules file in every scan", &addFile);
   adding->add_option("FILE", options->text, "The rules file, which is checked and copied")->required()->type_name("");
   adding->footer("Examples:\n  tidra rules add mine.json\n  tidra rules add ~/team/tidra-rules.json");
   CLI::App* removing = addChange(rules, program, options, "remove", "Remove an added file", &removeFileOf);
+  removing->alias("rm");
   removing->add_option("ID", options->text, "Its name, or the id of the only rule in it")->required()->type_name("");
   removing->footer("Examples:\n  tidra rules remove mine.json\n  tidra rules remove quarry-cache");
 }

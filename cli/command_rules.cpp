@@ -44,7 +44,7 @@ RuleSources rulesOfUser(const RulesOptions& options) {
 RuleCatalog chosenCatalog(const RulesOptions& options) {
   RuleSources sources = rulesOfUser(options);
   sources.files = listedPaths(options.rulesFiles, {});
-  sources.disabledRules = options.disabledRules;
+  sources.disabledRules.insert(sources.disabledRules.end(), options.disabledRules.begin(), options.disabledRules.end());
   ChosenCatalog chosen = makeCatalog(sources);
   for (const std::string& note : chosen.notes) writeNote(note);
   return std::move(chosen.catalog);
@@ -69,6 +69,14 @@ std::string listText(const RuleCatalog& catalog, const TerminalFacts& terminal) 
                      rulesTable(catalog.systemRules, terminal));
 }
 
+/// What tidra rules disable has switched off.
+std::string disabledText(const std::vector<std::string>& ids, const TerminalFacts& terminal) {
+  if (ids.empty()) return "";
+  std::string text = "\n" + Style(terminal.colored).bold(fmt::format("Switched off ({})", ids.size())) + "\n";
+  for (const std::string& id : ids) text += shown(id) + "\n";
+  return text;
+}
+
 int list(const RulesOptions& options) {
   const RuleCatalog catalog = chosenCatalog(options);
   if (options.json) {
@@ -76,7 +84,8 @@ int list(const RulesOptions& options) {
   } else if (options.skipped) {
     for (const std::string& folder : catalog.walkSkip(currentPlatform)) writeOut(escapedForTerminal(folder) + "\n");
   } else {
-    writeOut(listText(catalog, terminalFacts(STDOUT_FILENO, options.color, options.environment)));
+    const TerminalFacts terminal = terminalFacts(STDOUT_FILENO, options.color, options.environment);
+    writeOut(listText(catalog, terminal) + disabledText(rulesOfUser(options).disabledRules, terminal));
   }
   return ExitStatus::done;
 }
@@ -151,6 +160,7 @@ void addList(CLI::App* command, Program& program, const Options& options) {
   addCatalogOptions(listing, options);
   listing->add_flag("--skipped", options->skipped, "The folders that scans never enter instead");
   listing->add_flag("--json", options->json, "Print one JSON document");
+  listing->alias("ls");
   listing->footer("Examples:\n  tidra rules list\n  tidra rules list --rules mine.json");
   choose(listing, program, options, &list);
 }

@@ -9,6 +9,7 @@
 #include "cli/adopted_settings.h"
 #include "cli/interrupt.h"
 #include "cli/json_lines.h"
+#include "cli/left_out.h"
 #include "cli/local_time.h"
 #include "cli/program.h"
 #include "cli/scan_choices.h"
@@ -99,8 +100,10 @@ int showLastScan(const ScanOptions& options, ScanViewOptions view, const Program
   const UserState state(resolver);
   const auto last = state.lastScan.load();
   if (!last) throw InputError("There is no last scan yet; tidra scan makes one.");
+  const LastScanFilter filter = chosenOfLastScan(options, *last, currentTime());
+  view.filters = filterTexts(options, filter.leaveOut(*last));
   const auto report = reportOf(*last, resolver, TidraHost::name(program.environment), currentPlatform,
-                               options.settings.app.thresholds(), chosenOfLastScan(options, *last, currentTime()));
+                               options.settings.app.thresholds(), filter);
   constexpr const char* lost = "The findings of the last scan cannot be read any more; tidra scan makes new ones.";
   if (!report && options.json) throw InputError(lost);
   if (report) {
@@ -118,7 +121,7 @@ int showLastScan(const ScanOptions& options, ScanViewOptions view, const Program
 }
 
 int runScanCommand(const ScanOptions& options, const Program& program) {
-  const ScanViewOptions view = chosenView(options, program);
+  ScanViewOptions view = chosenView(options, program);
   checkOutput(options);
   if (options.last) return showLastScan(options, view, program);
   ScanRequest request = makeScanRequest(options, program.environment);
@@ -131,6 +134,7 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
     return runScanForPerson(request, view.apparentSize, program);
   }();
   const ScanReport report = makeReport(outcome, request.resolver);
+  view.filters = filterTexts(options, outcome.leftOut);
   if (lines) {
     lines->report(report);
   } else {

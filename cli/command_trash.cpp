@@ -44,6 +44,7 @@ struct TrashOptions {
   std::vector<std::string> names;
   bool all = false;
   std::optional<std::string> olderThan;
+  RemovalChoice removal;
   std::optional<std::string> home;
   bool includesUnlisted = false;
   bool json = false;
@@ -60,9 +61,15 @@ TrashEntries newestFirst(const FreedesktopTrash& trash, TimePoint now) {
 
 TrashEntries namedEntries(const TrashOptions& options, const TrashEntries& entries, const TidraPathResolver& resolver) {
   std::vector<StoredEntry> names;
-  for (const auto& entry : entries) names.push_back({entry.name(), entry.path, entry.originalPath.value_or("")});
+  for (const auto& entry : entries) {
+    names.push_back({entry.name(), entry.path, entry.originalPath.value_or(""), entry.date});
+  }
   TrashEntries chosen;
-  for (const std::size_t i : entriesNamed(options.names, names, trashWords, resolver)) chosen.push_back(entries[i]);
+  for (const std::size_t i : options.removal.isGiven()
+                                 ? entriesOfRemoval(options.removal, names, DisposalMethod::trash, trashWords, resolver)
+                                 : entriesNamed(options.names, names, trashWords, resolver)) {
+    chosen.push_back(entries[i]);
+  }
   return chosen;
 }
 
@@ -105,13 +112,14 @@ int restoreTrash(const TrashOptions& options, const Program& program) {
   });
   std::vector<EntryAction> actions;
   for (const FreedesktopTrash::Entry& entry : entries) {
-    actions.push_back({entry.path, entry.originalPath.value_or(entry.path), [&entry, &program] {
+    actions.push_back({entry.path, resolver.displayPath(entry.originalPath.value_or(entry.path)), [&entry, &program] {
                          program.options.dryRun ? FreedesktopTrash::checkRestore(entry)
                                                 : FreedesktopTrash::restore(entry);
                        }});
   }
   const InterruptGuard guard;
-  const auto results = actOnEach(actions, "restored", options.json ? Reporting::json : Reporting::lines, program);
+  const auto results =
+      actOnEach(actions, "restored", options.json ? Reporting::json : Reporting::lines, resolver.home, program);
   std::vector<MovedBack> back;
   for (const std::size_t i : results.done) back.push_back({entries[i].path, entries[i].originalPath.value_or("")});
   if (!program.options.dryRun) recordRestored(back, resolver);
@@ -121,13 +129,16 @@ int restoreTrash(const TrashOptions& options, const Program& program) {
 /// What a purge deletes, and the undated entries that it leaves.
 FreedesktopTrash::Choice chosenForPurge(const TrashOptions& options, const FreedesktopTrash& trash,
                                         const TidraPathResolver& resolver) {
-  const int ways = (options.names.empty() ? 0 : 1) + (options.all ? 1 : 0) + (options.olderThan ? 1 : 0);
+  const bool isNamed = !options.names.empty() || options.removal.isGiven();
+  const int ways = (options.names.empty() ? 0 : 1) + (options.all ? 1 : 0) + (options.olderThan ? 1 : 0) +
+                   (options.removal.isGiven() ? 1 : 0);
   if (ways != 1) {
-    throw InputError(ways == 0 ? "Name entries as tidra trash list shows them, or give --older-than AGE or --all."
-                               : "Give one of these: names of entries, --older-than, --all.");
+    throw InputError(ways == 0
+                         ? "Name entries as tidra trash list shows them, or give --last, --older-than AGE or --all."
+                         : "Give one of these: names of entries, --last, --removal, --older-than, --all.");
   }
   const TimePoint now = currentTime();
-  if (!options.names.empty()) {
+  if (isNamed) {
     if (options.includesUnlisted) throw InputError("--include-unlisted goes with --older-than or --all.");
     return {namedEntries(options, newestFirst(trash, now), resolver), {}};
   }
@@ -160,7 +171,7 @@ bool agreesToPurge(const TrashEntries& entries, const Program& program) {
 /// Each entry is recorded as it goes.
 FreedesktopTrash::Purged purgeRecorded(const TrashEntries& due, const TidraPathResolver& resolver) {
   RemovalRecorder recorder(RemovalCommand::trashPurge, DisposalMethod::delete_, resolver, currentTime());
-  const auto begins = [&](const FreedesktopTrash::Entry& entry) { recorder.begin(entry.path); };
+  const auto begins = [&](const FreedesktopTrash::Entry& entry) { recorder.begin(entry.path, entry.freeable); };
   const auto gone = [&](const FreedesktopTrash::Entry& entry) { recorder.addPurged(entry); };
   auto purged = FreedesktopTrash::remove(due, &InterruptGuard::requested, {begins, gone});
   for (const PartialRemoval& partial : partlyGone(purged)) recorder.addPartial(partial);
@@ -170,7 +181,8 @@ FreedesktopTrash::Purged purgeRecorded(const TrashEntries& due, const TidraPathR
 }
 
 void writePurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gone,
-                 const FreedesktopTrash::Choice& choice, const TrashOptions& options, const Program& program) {
+                 const FreedesktopTrash::Choice& choice, const TrashOptions& options, const TidraPathResolver& resolver,
+                 const Program& program) {
   const bool dry = program.options.dryRun;
   if (options.json) {
     std::vector<std::string> left;
@@ -182,7 +194,8 @@ void writePurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gon
     return;
   }
   if (program.options.assumeYes && !dry) {
-    for (const FreedesktopTrash::Entry& entry : gone) writeOut(escapedForTerminal(entry.path) + " is purged.\n");
+    for (const FreedesktopTrash::Entry& entry : gone)
+      writeOut(shown(resolver.displayPath(entry.path)) + " is purged.\n");
   }
   if (!gone.empty()) {
     writeOut(fmt::format("{} {}, {} {}.\n", counted(gone.size(), "item", "items"), dry ? "would be deleted" : "deleted",
@@ -225,8 +238,8 @@ int purgeTrash(const TrashOptions& options, const Program& program) {
   }
   const TrashEntries gone = goneEntries(*purged, choice.due);
   noteUnlisted(choice.unlisted);
-  writePurged(*purged, gone, choice, options, program);
-  writeFailures(purged->failures);
+  writePurged(*purged, gone, choice, options, resolver, program);
+  writeFailures(purged->failures, resolver.home);
   if (InterruptGuard::requested()) {
     writeNote(interruptedText(*purged));
     return ExitStatus::interrupted;
@@ -239,32 +252,43 @@ int purgeTrash(const TrashOptions& options, const Program& program) {
 void addTrashCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<TrashOptions>();
   CLI::App* command = app.add_subcommand("trash", "The trash of the desktop: list, restore, purge");
-  command->require_subcommand(1);
   command->footer("Examples:\n  tidra trash list\n  tidra trash restore ~/code/shop/node_modules");
-  const auto add = [&](const std::string& name, const std::string& what,
+  const auto addCommon = [&](CLI::App* each) {
+    each->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
+    each->add_flag("--json", options->json, "Print one JSON document");
+  };
+  addCommon(command);
+  const auto add = [&](const std::string& name, const std::string& alias, const std::string& what,
                        int (*run)(const TrashOptions&, const Program&)) {
     CLI::App* subcommand = command->add_subcommand(name, what);
-    subcommand->add_option("--home", options->home, "Use DIR as the home folder")->type_name("DIR");
-    subcommand->add_flag("--json", options->json, "Print one JSON document");
+    if (!alias.empty()) subcommand->alias(alias);
+    addCommon(subcommand);
     subcommand->callback(
         [&program, options, run] { program.command = [&program, options, run] { return run(*options, program); }; });
     return subcommand;
   };
-  add("list", "What is in it, where it came from, when, and what purging it frees", &listTrash)
+  add("list", "ls", "What is in it, where it came from, when, and what purging it frees", &listTrash)
       ->footer("Examples:\n  tidra trash list\n  tidra trash list --json");
-  CLI::App* restoring = add("restore", "Move things back to where they came from", &restoreTrash);
+  CLI::App* restoring = add("restore", "", "Move things back to where they came from", &restoreTrash);
   restoring->add_option("WHAT", options->names, "Where things were, or their names in the list")
       ->required()
       ->type_name("");
   restoring->footer(
       "Examples:\n  tidra trash restore ~/code/shop/node_modules\n  tidra trash restore target.2 --dry-run");
-  CLI::App* purging = add("purge", "Delete for good: what is named, is older, or everything", &purgeTrash);
+  CLI::App* purging = add("purge", "rm", "Delete for good: what is named, is older, or everything", &purgeTrash);
   purging->add_option("WHAT", options->names, "Where things were, or their names in the list")->type_name("");
   purging->add_flag("--all", options->all, "Everything");
+  addRemovalChoice(*purging, options->removal);
   purging->add_option("--older-than", options->olderThan, "What was trashed longer ago, e.g. 30d")->type_name("AGE");
   purging->add_flag("--include-unlisted", options->includesUnlisted,
                     "Also what has no info file, or no date that makes sense");
-  purging->footer("Examples:\n  tidra trash purge --older-than 30d\n  tidra trash purge --all --dry-run");
+  purging->footer(
+      "Examples:\n  tidra trash purge --last             what the last tidra clean moved there\n  tidra trash purge "
+      "--older-than 30d");
+  command->callback([&program, options, command] {
+    if (!command->get_subcommands().empty()) return;
+    program.command = [&program, options] { return listTrash(*options, program); };
+  });
 }
 
 }  // namespace tidra

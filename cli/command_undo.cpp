@@ -229,11 +229,11 @@ int carryOutUndo(const RemovalRun& run, std::size_t number, const std::vector<It
   std::vector<EntryAction> actions;
   for (const ItemToUndo& item : items) {
     const std::string& path = run.items[item.index].path;
-    actions.push_back({path, path, item.act});
+    actions.push_back({path, resolver.displayPath(path), item.act});
   }
   const InterruptGuard guard;
   const Reporting reporting = options.json ? Reporting::json : asks(program) ? Reporting::total : Reporting::lines;
-  const auto results = actOnEach(actions, "restored", reporting, program);
+  const auto results = actOnEach(actions, "restored", reporting, resolver.home, program);
   if (reporting == Reporting::total && !results.done.empty()) {
     writeOut(fmt::format("{} restored.\n", counted(results.done.size(), "item is", "items are")));
   }
@@ -263,7 +263,7 @@ int runUndoCommand(const UndoOptions& options, const Program& program) {
   auto items = itemsToUndo(run, stored);
   settleWhatIsBack(run, items, resolver, program.options.dryRun);
   if (items.empty()) {
-    if (options.json) return actOnEach({}, "restored", Reporting::json, program).status;
+    if (options.json) return actOnEach({}, "restored", Reporting::json, resolver.home, program).status;
     writeOut(chosen ? "All of it is back already.\n" : "There is no removal to undo.\n");
     return ExitStatus::done;
   }

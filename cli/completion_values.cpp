@@ -75,6 +75,20 @@ Words packWords(const Program& program) {
   return words;
 }
 
+Words enableWords(const Program& program) {
+  Words words = packWords<false>(program);
+  const auto off = personalRules(makeResolver(std::nullopt, program.environment)).disabledRules;
+  for (const std::string& id : off) words.push_back({id, "a rule that is off"});
+  return words;
+}
+
+Words disableWords(const Program& program) {
+  Words words = packWords<true>(program);
+  const Words rules = ruleWords(program);
+  words.insert(words.end(), rules.begin(), rules.end());
+  return words;
+}
+
 Words skippedWords(const Program& program) {
   const auto sources = personalRules(makeResolver(std::nullopt, program.environment));
   Words words;
@@ -211,8 +225,9 @@ constexpr std::array valueRules{
     ValueRule{"rules remove", "ID", &ofUser<&addedRulesWords>},
     ValueRule{"history", "NUMBER", &ofUser<&removalWords<false>>},
     ValueRule{"undo", "NUMBER", &ofUser<&removalWords<true>>},
-    ValueRule{"rules enable", "NAME", &ofUser<&packWords<false>>},
-    ValueRule{"rules disable", "NAME", &ofUser<&packWords<true>>},
+    ValueRule{"", "--removal", &ofUser<&removalWords<true>>},
+    ValueRule{"rules enable", "NAME", &ofUser<&enableWords>},
+    ValueRule{"rules disable", "NAME", &ofUser<&disableWords>},
     ValueRule{"", "--unskip", &ofUser<&skippedWords>},
     ValueRule{"quarantine restore", "ENTRY", &ofUser<&quarantinedWords>},
     ValueRule{"quarantine purge", "ENTRY", &ofUser<&quarantinedWords>},

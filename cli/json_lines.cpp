@@ -9,6 +9,7 @@
 #include "cli/scan_options.h"
 #include "core/base/core_info.h"
 #include "core/base/json_fields.h"
+#include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/platform/standard_streams.h"
 
@@ -96,9 +97,16 @@ void JsonLines::finding(const CleanupCandidate& candidate) {
 void JsonLines::result(const CleanupCandidate& candidate, const TidraDeletionService::Result& result) {
   if (const auto* failure = std::get_if<TidraDeletionFailure>(&result)) return failed(*failure);
   const auto& disposed = std::get<TidraDeletionService::Disposed>(result);
-  nlohmann::json event = toJson(disposed.receipt);
-  if (!event.contains("bytes")) event["bytes"] = disposed.reclaimed.value_or(candidate.item.bytes);
-  event["freedBytes"] = disposed.reclaimed.value_or(disposed.freed);
+  removed(disposed.receipt, disposed.reclaimed.value_or(candidate.item.bytes),
+          disposed.reclaimed.value_or(disposed.freed));
+}
+
+void JsonLines::removed(const DisposalReceipt& receipt, std::int64_t bytes, std::int64_t freedBytes,
+                        const std::optional<std::string>& originalPath) {
+  nlohmann::json event = toJson(receipt);
+  if (!receipt.bytes) event["bytes"] = bytes;
+  event["freedBytes"] = freedBytes;
+  if (originalPath) putPath(event, "originalPath", *originalPath);
   write(event, "removed");
 }
 
@@ -120,13 +128,14 @@ void JsonLines::report(const ScanReport& report) {
   write(event, "finished");
 }
 
-void JsonLines::finished(const CleanupOutcome& outcome) {
-  nlohmann::json event{{"bytes", disposedBytes(outcome.disposal.receipts, outcome.unmeasured)},
+void JsonLines::finished(const CleanupOutcome& outcome, const Others& others) {
+  const std::int64_t bytes = disposedBytes(outcome.disposal.receipts, outcome.unmeasured);
+  nlohmann::json event{{"bytes", saturatedSum(bytes, others.bytes)},
                        {"command", command_},
-                       {"failed", outcome.disposal.failures.size()},
+                       {"failed", outcome.disposal.failures.size() + others.failed},
                        {"freedBytes", outcome.freedBytes},
                        {"partial", outcome.cancelled},
-                       {"removed", outcome.disposal.receipts.size()}};
+                       {"removed", outcome.disposal.receipts.size() + others.removed}};
   write(event, "finished");
 }
 

@@ -28,10 +28,19 @@ class JsonLines {
   void finding(const CleanupCandidate& candidate);
   /// A "removed" or "failed" line.
   void result(const CleanupCandidate& candidate, const TidraDeletionService::Result& result);
+  /// `bytes` counts where the receipt has none; `originalPath` is that of an entry of the trash.
+  void removed(const DisposalReceipt& receipt, std::int64_t bytes, std::int64_t freedBytes,
+               const std::optional<std::string>& originalPath = {});
   void failed(const TidraDeletionFailure& failure);
   /// The findings and the "finished" line of a scan.
   void report(const ScanReport& report);
-  void finished(const CleanupOutcome& outcome);
+  /// What else was removed or stayed, beside the outcome: entries of the trash.
+  struct Others {
+    std::size_t removed = 0;
+    std::size_t failed = 0;
+    std::int64_t bytes = 0;
+  };
+  void finished(const CleanupOutcome& outcome, const Others& others);
 
   /// True once a reader was gone.
   static bool isBroken();

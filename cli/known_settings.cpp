@@ -40,6 +40,21 @@ std::string settingText(const SettingSwitches& switches) {
   return joined(off.size() <= on.size() ? off : on, ",");
 }
 
+template <auto field>
+std::string sharedText(const UserSettings& settings, const TidraPathResolver&) {
+  return settingText(settings.app.*field);
+}
+
+template <auto field>
+void copyShared(UserSettings& to, const UserSettings& from) {
+  to.app.*field = from.app.*field;
+}
+
+template <auto field>
+void copyTerminal(UserSettings& to, const UserSettings& from) {
+  to.terminal.*field = from.terminal.*field;
+}
+
 /// "npm,rust" switches these on and all others off; "all,-npm" all but npm.
 SettingSwitches switchesOf(std::string_view key, const std::string& value, const SettingSwitches& every) {
   SettingSwitches switches = every;
@@ -146,6 +161,11 @@ void setMinimum(UserSettings& settings, const std::string& value, const TidraPat
   settings.terminal.minimumSize = value;
 }
 
+void setOlderThan(UserSettings& settings, const std::string& value, const TidraPathResolver&) {
+  thresholdOf("older-than", value, "an age, such as 6mo");
+  settings.terminal.olderThan = value;
+}
+
 void setColor(UserSettings& settings, const std::string& value, const TidraPathResolver&) {
   if (value != "auto" && value != "always" && value != "never") refuseValue("color", value, "auto, always or never");
   settings.terminal.color = value;
@@ -159,76 +179,60 @@ std::vector<KnownSetting> makeSettingsTable() {
          to.app.customScanPath = from.app.customScanPath;
        }},
       {"ecosystem", "The ecosystems that are looked for", "all, a list, or all,-KEY",
-       [](const UserSettings& settings, const TidraPathResolver&) {
-         return settingText(settings.app.ecosystemsEnabled);
-       },
+       &sharedText<&TidraAppSettings::ecosystemsEnabled>,
        [](UserSettings& settings, const std::string& value, const TidraPathResolver&) {
          settings.app.ecosystemsEnabled = switchesOf("ecosystem", value, TidraAppSettings::everyEcosystem());
        },
-       [](UserSettings& to, const UserSettings& from) { to.app.ecosystemsEnabled = from.app.ecosystemsEnabled; }},
+       &copyShared<&TidraAppSettings::ecosystemsEnabled>},
       {"category", "The categories that are looked at outside projects", "all, a list, or all,-KEY",
-       [](const UserSettings& settings, const TidraPathResolver&) {
-         return settingText(settings.app.systemScanEnabled);
-       },
+       &sharedText<&TidraAppSettings::systemScanEnabled>,
        [](UserSettings& settings, const std::string& value, const TidraPathResolver&) {
          settings.app.systemScanEnabled = switchesOf("category", value, TidraAppSettings::everyCategory());
        },
-       [](UserSettings& to, const UserSettings& from) { to.app.systemScanEnabled = from.app.systemScanEnabled; }},
+       &copyShared<&TidraAppSettings::systemScanEnabled>},
       {"inactive-after", "Rest after which a project counts as inactive", "months, such as 6mo",
        [](const UserSettings& settings, const TidraPathResolver&) {
          return fmt::format("{}mo", settings.app.inactiveThresholdMonths);
        },
-       &setInactive,
-       [](UserSettings& to, const UserSettings& from) {
-         to.app.inactiveThresholdMonths = from.app.inactiveThresholdMonths;
-       }},
+       &setInactive, &copyShared<&TidraAppSettings::inactiveThresholdMonths>},
       {"dormant-after", "Rest after which a project counts as dormant", "years, such as 2y",
        [](const UserSettings& settings, const TidraPathResolver&) {
          return fmt::format("{}y", settings.app.dormantThresholdYears);
        },
-       &setDormant,
-       [](UserSettings& to, const UserSettings& from) {
-         to.app.dormantThresholdYears = from.app.dormantThresholdYears;
-       }},
+       &setDormant, &copyShared<&TidraAppSettings::dormantThresholdYears>},
       {"move-to-trash", "Removing means the trash; false: deleting at once", "true or false",
-       [](const UserSettings& settings, const TidraPathResolver&) { return settingText(settings.app.moveToTrash); },
+       &sharedText<&TidraAppSettings::moveToTrash>,
        [](UserSettings& settings, const std::string& value, const TidraPathResolver&) {
          settings.app.moveToTrash = booleanOf("move-to-trash", value);
        },
-       [](UserSettings& to, const UserSettings& from) { to.app.moveToTrash = from.app.moveToTrash; }},
+       &copyShared<&TidraAppSettings::moveToTrash>},
       {"empty-trash", "The trash is emptied after things were moved to it", "true or false",
-       [](const UserSettings& settings, const TidraPathResolver&) {
-         return settingText(settings.app.emptyTrashAfterDeletion);
-       },
+       &sharedText<&TidraAppSettings::emptyTrashAfterDeletion>,
        [](UserSettings& settings, const std::string& value, const TidraPathResolver&) {
          settings.app.emptyTrashAfterDeletion = booleanOf("empty-trash", value);
        },
-       [](UserSettings& to, const UserSettings& from) {
-         to.app.emptyTrashAfterDeletion = from.app.emptyTrashAfterDeletion;
-       }},
+       &copyShared<&TidraAppSettings::emptyTrashAfterDeletion>},
       {"ask-before-scan", "The desktop application asks for the folder before every scan", "true or false",
-       [](const UserSettings& settings, const TidraPathResolver&) {
-         return settingText(settings.app.askBeforeEachScan);
-       },
+       &sharedText<&TidraAppSettings::askBeforeEachScan>,
        [](UserSettings& settings, const std::string& value, const TidraPathResolver&) {
          settings.app.askBeforeEachScan = booleanOf("ask-before-scan", value);
        },
-       [](UserSettings& to, const UserSettings& from) { to.app.askBeforeEachScan = from.app.askBeforeEachScan; }},
+       &copyShared<&TidraAppSettings::askBeforeEachScan>},
       {"method", "How clean and plan remove things; overrides move-to-trash", "trash, quarantine or delete",
-       &methodText, &setMethod,
-       [](UserSettings& to, const UserSettings& from) { to.terminal.method = from.terminal.method; }},
+       &methodText, &setMethod, &copyTerminal<&TerminalDefaults::method>},
       {"tier", "The tiers that scan, clean and plan take; unset: all for scan, safe for the others", "a list",
-       &tiersText, &setTiers,
-       [](UserSettings& to, const UserSettings& from) { to.terminal.tiers = from.terminal.tiers; }},
+       &tiersText, &setTiers, &copyTerminal<&TerminalDefaults::tiers>},
       {"min-size", "Smaller findings are left out", "a size, such as 10M",
        [](const UserSettings& settings, const TidraPathResolver&) {
          return settings.terminal.minimumSize.value_or("0");
        },
-       &setMinimum,
-       [](UserSettings& to, const UserSettings& from) { to.terminal.minimumSize = from.terminal.minimumSize; }},
+       &setMinimum, &copyTerminal<&TerminalDefaults::minimumSize>},
+      {"older-than", "What was worked on since is left out", "an age, such as 6mo",
+       [](const UserSettings& settings, const TidraPathResolver&) { return settings.terminal.olderThan.value_or(""); },
+       &setOlderThan, &copyTerminal<&TerminalDefaults::olderThan>},
       {"color", "Colours in the output of the commands that scan", "auto, always or never",
        [](const UserSettings& settings, const TidraPathResolver&) { return settings.terminal.color.value_or("auto"); },
-       &setColor, [](UserSettings& to, const UserSettings& from) { to.terminal.color = from.terminal.color; }},
+       &setColor, &copyTerminal<&TerminalDefaults::color>},
   };
 }
 

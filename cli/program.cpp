@@ -16,6 +16,7 @@
 #include "cli/option_rules.h"
 #include "cli/program.h"
 #include "cli/terminal.h"
+#include "cli/usage_errors.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/model/scan_report.h"
@@ -61,14 +62,6 @@ void mentionGlobalOptions(CLI::App& app) {
   }
 }
 
-std::vector<std::string> commandsOf(const CLI::App& app) {
-  std::vector<std::string> names;
-  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
-    if (!command->get_group().empty()) names.push_back(command->get_name());  // not a hidden one
-  }
-  return names;
-}
-
 /// Lines fit the terminal; elsewhere 80 columns.
 void writeHelp(std::string_view help) {
   const TerminalFacts terminal = terminalFacts(STDOUT_FILENO, "never", processEnvironment());
@@ -82,14 +75,10 @@ int showHelp(const CLI::App& app, const std::vector<std::string>& words) {
   for (const std::string& word : words) {
     const CLI::App* next = nullptr;
     for (const CLI::App* each : command->get_subcommands([](const CLI::App*) { return true; })) {
-      if (each->get_name() == word) next = each;
+      if (each->check_name(word)) next = each;
     }
-    if (next == nullptr) {
-      const auto known = commandsOf(*command);
-      throw InputError(fmt::format("{} has no command '{}'{}{}.", name, escapedForTerminal(word),
-                                   known.empty() ? "" : "; known are ", joined(known, ", ")));
-    }
-    name += " " + word;
+    if (next == nullptr) throw InputError(noCommandText(name, word, *command));
+    name += " " + next->get_name();
     command = next;
   }
   writeHelp(app.get_formatter()->make_help(command, name, CLI::AppFormatMode::Normal));
@@ -107,53 +96,6 @@ void addHelpCommand(CLI::App& app, Program& program) {
 int fail(std::string_view message, int status) {
   writeError(message);
   return status;
-}
-
-/// The innermost command that was named, and how its help is called: "tidra trash purge --help".
-struct NamedCommand {
-  const CLI::App* command;
-  std::string words;
-
-  explicit NamedCommand(const CLI::App& app) : command(&app), words(app.get_name()) {
-    while (!command->get_subcommands().empty()) {
-      command = command->get_subcommands().front();
-      words += " " + command->get_name();
-    }
-  }
-};
-
-/// The first word that is no option of the program or of the command.
-std::string unknownWord(const CLI::App& app) {
-  for (std::string& word : app.remaining(true)) {
-    if (!word.starts_with('-')) return std::move(word);
-  }
-  return {};
-}
-
-/// Names the commands that exist where one is missing or unknown.
-std::string missingCommandSentence(const CLI::App& app, const LiteralArguments& arguments) {
-  const NamedCommand named(app);
-  const std::string word = escapedForTerminal(arguments.putBack(unknownWord(app)));
-  const std::string commands = joined(commandsOf(*named.command), ", ");
-  if (word.empty()) return fmt::format("{} needs a command: {}.", named.words, commands);
-  std::string hint;
-  if (word == "restore") hint = "; tidra undo brings back what the last removal moved away";
-  const std::string at = named.command == &app ? "" : fmt::format(" of {}", named.words);
-  return fmt::format("Unknown command '{}'{}; known are {}{}.", word, at, commands, hint);
-}
-
-/// Replaces the parser's hard to understand messages.
-std::string sentenceOf(const CLI::ParseError& error, const CLI::App& app, const LiteralArguments& arguments) {
-  const std::string help = fmt::format("(see {} --help)", NamedCommand(app).words);
-  const std::string message = error.what();
-  const std::string option = escapedForTerminal(message.substr(0, message.find(':')));
-  const bool isMismatch = dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr;
-  if (isMismatch && message.find("At Most 1") != std::string::npos) {
-    return fmt::format("{} is repeated; it takes one value. {}", option, help);
-  }
-  if (isMismatch && message.ends_with("missing")) return fmt::format("{} needs a value. {}", option, help);
-  if (message.starts_with("A subcommand is")) return missingCommandSentence(app, arguments);
-  return fmt::format("{} {}", escapedForTerminal(arguments.putBack(message)), help);
 }
 
 void addCommands(CLI::App& app, Program& program) {
@@ -197,6 +139,9 @@ int runProgram(int argc, char** argv) {
     // The parser takes the words in reverse order.
     app.parse(std::vector<std::string>(arguments.words().rbegin(), arguments.words().rend()));
   } catch (const CLI::Success& wanted) {
+    const bool isHelp = dynamic_cast<const CLI::CallForHelp*>(&wanted) != nullptr;
+    const std::string unknown = isHelp ? unknownCommandText(app, arguments) : "";
+    if (!unknown.empty()) return fail(unknown, ExitStatus::badInput);
     std::ostringstream text;
     const int status = app.exit(wanted, text, text);
     writeHelp(text.str());
@@ -204,7 +149,7 @@ int runProgram(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     const bool isBare = app.get_subcommands().empty() && app.remaining(true).empty();
     if (isBare && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) return showHelp(app, {});
-    return fail(sentenceOf(error, app, arguments), ExitStatus::badInput);
+    return fail(usageErrorText(error, app, arguments), ExitStatus::badInput);
   }
   checkOptionPairs(app);
   if (program.options.quiet) silenceNotes();

@@ -40,7 +40,7 @@ RemovalRecorder::RemovalRecorder(RemovalCommand command, DisposalMethod method, 
 CleanupSetting RemovalRecorder::watching(CleanupSetting setting) {
   setting.beforeItem = [this, former = std::move(setting.beforeItem)](const CleanupCandidate& candidate) {
     if (former) former(candidate);
-    begin(candidate.item.path);
+    begin(candidate.item.path, candidate.freeableBytes());
   };
   setting.onResult = [this, former = std::move(setting.onResult)](const CleanupCandidate& candidate,
                                                                   const TidraDeletionService::Result& result,
@@ -94,9 +94,9 @@ void RemovalRecorder::setDeleted(const std::string& destination, std::int64_t fr
   run_.freedBytes = saturatedSum(run_.freedBytes, freedBytes);
 }
 
-void RemovalRecorder::begin(const std::string& path) {
+void RemovalRecorder::begin(const std::string& path, std::int64_t freeableBytes) {
   openJournal();
-  if (journal_) journal_->begin(path);
+  if (journal_) journal_->begin(path, freeableBytes);
 }
 
 /// A failure is not final: write() reports it if there is still no way to write then.
@@ -121,16 +121,15 @@ void RemovalRecorder::add(const TidraDeletionFailure& failure) {
   run_.add(failure);
 }
 
-std::int64_t RemovalRecorder::write() {
-  const std::int64_t freed = run_.freedBytes;
+void RemovalRecorder::write() {
   try {
     if (!run_.items.empty()) UserState(resolver_).requireHome();
     if (isBegun_) removalHistory(resolver_).finish(std::exchange(run_, {}), journal_.get());
   } catch (const PreferencesError& error) {
+    isKept_ = false;
     writeNote(shown(error.what()));
   }
   journal_.reset();
-  return freed;
 }
 
 }  // namespace tidra

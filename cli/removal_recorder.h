@@ -32,7 +32,7 @@ class RemovalRecorder {
   CleanupSetting watching(CleanupSetting setting);
 
   /// The removal of what is at this path begins, for commands that are not watched.
-  void begin(const std::string& path);
+  void begin(const std::string& path, std::int64_t freeableBytes);
   /// Adds a deletion that was cut short. Its failure is known by then.
   void addPartial(const PartialRemoval& partial);
   /// Adds an item that was deleted from the trash or the quarantine, measured.
@@ -43,8 +43,11 @@ class RemovalRecorder {
   /// What was moved to this place in the trash is deleted since, or a part of it.
   void setDeleted(const std::string& destination, std::int64_t freedBytes, bool isPartial = false);
 
-  /// Writes the run, unless nothing was removed, and returns the bytes that it freed.
-  std::int64_t write();
+  /// Writes the run, unless nothing was removed.
+  void write();
+
+  /// Whether all that was written is in the history, so that an undo knows it.
+  bool isKept() const { return isKept_; }
 
  private:
   void openJournal();
@@ -55,6 +58,7 @@ class RemovalRecorder {
   RemovalRun run_;
   std::unique_ptr<RemovalJournal> journal_;  // null before the first item, and when it cannot be written
   bool isBegun_ = false;
+  bool isKept_ = true;
 };
 
 }  // namespace tidra

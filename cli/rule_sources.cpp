@@ -17,9 +17,11 @@ RuleSources personalRules(const TidraPathResolver& resolver) {
   sources.addedFolder = addedRulesFolder(resolver);
   try {
     const auto preferences = openPreferences(resolver, [](const std::string&) {});
-    sources.packs = SettingsStore(*preferences).load().rulePacks.value_or(std::vector<std::string>{});
+    const TidraAppSettings settings = SettingsStore(*preferences).load();
+    sources.packs = settings.rulePacks.value_or(std::vector<std::string>{});
+    sources.disabledRules = settings.disabledRules.value_or(std::vector<std::string>{});
   } catch (const PreferencesError&) {
-    // No packs, fewer findings.
+    // No packs, fewer findings; and all rules.
   }
   return sources;
 }

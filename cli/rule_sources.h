@@ -1,4 +1,4 @@
-// The rules that every scan of a user has: packs that are on, and files that were added.
+// The rules that every scan of a user has: packs that are on, files that were added, without those that are off.
 #pragma once
 
 #include <string>
@@ -13,7 +13,8 @@ namespace tidra {
 /// Returns the folder of the rules files that `tidra rules add` copies; it need not exist.
 std::string addedRulesFolder(const TidraPathResolver& resolver);
 
-/// Returns the user's packs and added files. Preferences that cannot be read count as empty: UserState notes that.
+/// Returns the user's packs, added files and switched off rules. Preferences that cannot be read count as empty:
+/// UserState notes that.
 RuleSources personalRules(const TidraPathResolver& resolver);
 
 /// Returns the packs that are not among these names.

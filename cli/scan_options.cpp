@@ -303,13 +303,6 @@ ScanViewOptions chosenView(const ScanOptions& options, const Program& program) {
   if (options.output && descriptorNamed(*options.output) != STDOUT_FILENO) view.terminal = TerminalFacts{};
   if (options.limit) view.limit = parseCount(*options.limit);
   view.apparentSize = options.apparentSize;
-  for (const auto& [name, isUsed] : {std::pair{"--category", !options.categories.empty()},
-                                     {"--ecosystem", !options.ecosystems.empty()},
-                                     {"--tier", !options.tiers.empty()},
-                                     {"--min-size", options.minSize.has_value()},
-                                     {"--older-than", options.olderThan.has_value()}}) {
-    if (isUsed) view.filters.emplace_back(name);
-  }
   if (!options.sort) return view;
   const auto sort = fromRawValue<ScanSort>(*options.sort);
   if (!sort) {
@@ -327,7 +320,7 @@ ScanRequest makeScanRequest(const ScanOptions& options, const Environment& envir
   if (request.roots.empty()) request.roots.push_back(defaultRoot(options, request.resolver));
   RuleSources sources = options.noConfig ? RuleSources{} : personalRules(request.resolver);
   sources.files = listedPaths(options.rulesFiles, request.resolver);
-  sources.disabledRules = options.disabledRules;
+  sources.disabledRules.insert(sources.disabledRules.end(), options.disabledRules.begin(), options.disabledRules.end());
   ChosenCatalog chosen = makeCatalog(sources);
   request.offPacks = packsBeside(sources.packs);
   for (const std::string& note : chosen.notes) writeNote(note);

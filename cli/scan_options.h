@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,7 +39,9 @@ struct ScanOptions {
   bool last = false;
   bool apparentSize = false;
   bool noConfig = false;
-  UserSettings settings = {};  // the defaults with --no-config
+  UserSettings settings = {};          // the defaults with --no-config
+  std::set<std::string> adopted = {};  // names of options whose values are those of the settings: "min-size"
+  bool hasDefaultTier = false;         // the tier is the command's own choice
 };
 
 /// Declares the options on a command. `options` must outlive the parsing. `listed` is what --limit counts.

@@ -231,9 +231,10 @@ class ScanTextWriter {
   std::string noteOf(std::size_t index) const {
     const ScanReportItem& item = report_.items[index];
     const ItemMark& mark = picture_.marks[index];
+    const std::string reason = TidraPathResolver{report_.home, {}}.displayText(mark.reason);
     std::string note = hintNote(item);
-    if (mark.kind == ItemMark::Kind::kept) note = "stays: it " + shownWords(mark.reason);
-    if (mark.kind == ItemMark::Kind::review) note = "to review: " + shownWords(mark.reason);
+    if (mark.kind == ItemMark::Kind::kept) note = "stays: it " + shownWords(reason);
+    if (mark.kind == ItemMark::Kind::review) note = "to review: " + shownWords(reason);
     if (!item.difference) return note;
     return note + (note.empty() ? "" : "; ") + std::string(describedDifference(*item.difference));
   }

@@ -34,7 +34,7 @@ struct ScanViewOptions {
   bool isEarlierScan = false;             // print the time of the scan instead of its duration
   std::optional<std::size_t> limit;       // projects to show, 0 for all; absent: what fits a screen, all in a pipe
   bool apparentSize = false;              // show logical sizes instead of what removing frees
-  std::vector<std::string> filters = {};  // the options that leave findings out: "--older-than"
+  std::vector<std::string> filters = {};  // what leaves findings out: "--older-than (2 artefacts left out)"
 };
 
 /// A scan as it is shown.

@@ -95,7 +95,8 @@ std::vector<std::size_t> entriesNamed(const std::vector<std::string>& names, con
 }
 
 EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::string& past, Reporting reporting,
-                       const Program& program) {
+                       const std::string& home, const Program& program,
+                       const std::function<void(JsonObjectWriter&)>& more) {
   EntryResults results;
   std::vector<std::string> paths;
   for (std::size_t i = 0; i < actions.size() && !InterruptGuard::requested(); ++i) {
@@ -113,11 +114,12 @@ EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::strin
   }
   if (reporting == Reporting::json) {
     const auto fill = [&](JsonObjectWriter& object) {
+      if (more) more(object);
       object.put("failures", results.failures).putByteList(past, paths);
     };
     writeOut(indentedJson(compactObject(fill)) + "\n");
   }
-  writeFailures(results.failures);
+  writeFailures(results.failures, home);
   results.status = InterruptGuard::requested() ? ExitStatus::interrupted
                    : results.failures.empty()  ? ExitStatus::done
                                                : ExitStatus::someFailed;

@@ -14,13 +14,20 @@
 #include "core/model/disposal.h"
 #include "core/platform/path_resolver.h"
 
+namespace CLI {
+class App;
+}
+
 namespace tidra {
+
+class JsonObjectWriter;
 
 /// How an entry of a store can be named.
 struct StoredEntry {
   std::string name;          // in the store
   std::string path;          // where it lies
   std::string originalPath;  // where it came from; empty when that is not known
+  TimePoint date{};          // when it was moved there, if that is known
 };
 
 /// Which store, for messages.
@@ -36,6 +43,23 @@ extern const StoreWords quarantineWords;
 /// of no entry or of several.
 std::vector<std::size_t> entriesNamed(const std::vector<std::string>& names, const std::vector<StoredEntry>& entries,
                                       const StoreWords& words, const TidraPathResolver& resolver);
+
+/// Which entries a purge is about, besides by their names: what a removal of the history moved there.
+struct RemovalChoice {
+  bool last = false;                  // the newest that moved something there that is still there
+  std::optional<std::string> number;  // of tidra history
+
+  bool isGiven() const { return last || number; }
+};
+
+/// Declares --last and --removal on a command.
+void addRemovalChoice(CLI::App& command, RemovalChoice& choice);
+
+/// Returns the index of each entry that the removal moved to its store by `method`; a note says which removal that is.
+/// Throws InputError for none.
+std::vector<std::size_t> entriesOfRemoval(const RemovalChoice& choice, const std::vector<StoredEntry>& entries,
+                                          DisposalMethod method, const StoreWords& words,
+                                          const TidraPathResolver& resolver);
 
 /// One entry to act on.
 struct EntryAction {
@@ -53,10 +77,11 @@ struct [[nodiscard]] EntryResults {
 enum class Reporting { lines, total, json };
 
 /// Runs each action until an interruption, and reports failures and the results: a line for each, nothing where the
-/// caller prints a total, or one JSON object with the paths under `past` ("restored") and the failures. Requires a live
-/// InterruptGuard.
+/// caller prints a total, or one JSON object with the paths under `past` ("restored"), the failures and, first, what
+/// `more` adds. Requires a live InterruptGuard.
 EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::string& past, Reporting reporting,
-                       const Program& program);
+                       const std::string& home, const Program& program,
+                       const std::function<void(JsonObjectWriter&)>& more = {});
 
 /// A size as in a scan's list; a dash for none.
 std::string sizeCell(const std::optional<std::int64_t>& bytes);

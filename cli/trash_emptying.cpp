@@ -3,15 +3,19 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
+#include <string_view>
 
 #include "cli/interrupt.h"
 #include "cli/scan_options.h"
+#include "cli/shown_sizes.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
 #include "core/dispose/trash_disposer.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/path_text.h"
 #include "core/platform/platform.h"
+#include "core/scan/stores.h"
 
 namespace tidra {
 namespace {
@@ -29,15 +33,15 @@ Receipts::iterator receiptOf(const Entry& entry, CleanupOutcome& outcome) {
                       [&](const DisposalReceipt& each) { return each.destination == entry.path; });
 }
 
-/// What was moved to the trash becomes deleted. Returns whether the entry is such an item.
-bool settle(const Entry& entry, CleanupOutcome& outcome, RemovalRecorder& recorder) {
+/// What was moved to the trash becomes deleted. Returns its receipt, null if the entry is no such item.
+const DisposalReceipt* settle(const Entry& entry, CleanupOutcome& outcome, RemovalRecorder& recorder) {
   const auto receipt = receiptOf(entry, outcome);
-  if (receipt == outcome.disposal.receipts.end()) return false;
+  if (receipt == outcome.disposal.receipts.end()) return nullptr;
   receipt->destination.reset();
   receipt->method = DisposalMethod::delete_;
   outcome.freedEach[static_cast<std::size_t>(receipt - outcome.disposal.receipts.begin())] = entry.freeable;
   recorder.setDeleted(entry.path, entry.freeable);
-  return true;
+  return &*receipt;
 }
 
 /// Takes the failure of an entry from a purge.
@@ -120,21 +124,52 @@ bool TrashEmptying::isMeant(const Entry& entry, const CleanupOutcome& outcome) c
                      [&](const DisposalReceipt& receipt) { return receipt.destination == entry.path; });
 }
 
-TrashEmptying::Result TrashEmptying::run(CleanupOutcome& outcome, RemovalRecorder& recorder,
-                                         bool includesUnlisted) const {
+void TrashEmptying::Result::addOther(const Entry& entry, const OnDeleted& onDeleted) {
+  ++others;
+  othersBytes = saturatedSum(othersBytes, entry.freeable);
+  othersSize = saturatedSum(othersSize, entry.bytes);
+  if (!onDeleted) return;
+  const DisposalReceipt receipt{entry.path, DisposalMethod::delete_, std::nullopt, entry.bytes, currentTime()};
+  onDeleted(receipt, entry.bytes, entry.freeable, entry.originalPath);
+}
+
+TrashEmptying::Result TrashEmptying::foresee(CleanupOutcome& outcome, const std::vector<CleanupCandidate>& candidates,
+                                             const OnDeleted& onDeleted) const {
+  std::set<std::string_view> moved;
+  for (DisposalReceipt& receipt : outcome.disposal.receipts) {
+    const bool isOther = isToolBackedTarget(receipt.path) || StoreNames::isWholeTrash(receipt.path);
+    if (receipt.method != DisposalMethod::trash || isOther) continue;
+    receipt.method = DisposalMethod::delete_;
+    moved.insert(receipt.path);
+    const auto candidate = std::find_if(candidates.begin(), candidates.end(),
+                                        [&](const auto& each) { return each.item.path == receipt.path; });
+    if (onDeleted) onDeleted(receipt, candidate->item.bytes, candidate->freeableBytes(), std::nullopt);
+  }
+  Result result;
+  for (const Entry& entry : presentEntries(seen_.due)) result.addOther(entry, onDeleted);
+  const std::int64_t freed =
+      ShownSizes(candidates, false).ofThose([&](std::size_t i) { return moved.contains(candidates[i].item.path); });
+  outcome.freedBytes = saturatedSum(outcome.freedBytes, saturatedSum(freed, result.othersBytes));
+  return result;
+}
+
+TrashEmptying::Result TrashEmptying::run(CleanupOutcome& outcome, RemovalRecorder& recorder, bool includesUnlisted,
+                                         const OnDeleted& onDeleted) const {
   TrashDisposer trash(request_.resolver, request_.mounts);
   const auto isChosen = [&](const Entry& entry) { return isMeant(entry, outcome); };
   Result result;
   RemovalRecorder ofOthers(RemovalCommand::emptyTrash, DisposalMethod::delete_, request_.resolver, currentTime());
   const auto begins = [&](const Entry& entry) {
-    if (receiptOf(entry, outcome) == outcome.disposal.receipts.end()) ofOthers.begin(entry.path);
+    if (receiptOf(entry, outcome) == outcome.disposal.receipts.end()) ofOthers.begin(entry.path, entry.freeable);
   };
   const auto gone = [&](const Entry& entry) {
     outcome.freedBytes = saturatedSum(outcome.freedBytes, entry.freeable);
-    if (settle(entry, outcome, recorder)) return;
-    ++result.others;
-    result.othersBytes = saturatedSum(result.othersBytes, entry.freeable);
+    if (const DisposalReceipt* receipt = settle(entry, outcome, recorder)) {
+      if (onDeleted) onDeleted(*receipt, entry.bytes, entry.freeable, std::nullopt);
+      return;
+    }
     ofOthers.addPurged(entry);
+    result.addOther(entry, onDeleted);
   };
   auto emptied =
       trash.emptyTrash(currentTime(), includesUnlisted, isChosen, &InterruptGuard::requested, {begins, gone});

@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,14 +37,22 @@ class TrashEmptying {
   /// Entries of which nothing says when they were trashed, and that do not go unless the user agrees.
   const std::vector<FreedesktopTrash::Entry>& unlisted() const { return seen_.unlisted; }
 
+  /// Called for each deleted entry: those of a removal with the receipt that it has now, others with one whose path is
+  /// in the trash, and with where they came from.
+  using OnDeleted = std::function<void(const DisposalReceipt&, std::int64_t bytes, std::int64_t freedBytes,
+                                       const std::optional<std::string>& originalPath)>;
+
   struct [[nodiscard]] Result {
     FreedesktopTrash::Purged purged;
     std::size_t others = 0;                         // deleted, besides what the outcome's removal moved
     std::int64_t othersBytes = 0;                   // that they freed
+    std::int64_t othersSize = 0;                    // logical
     std::vector<FreedesktopTrash::Entry> unlisted;  // kept
     std::size_t later = 0;                          // kept: came into the trash since it was read
     std::vector<PartialRemoval> othersInPart;       // deletions that were cut short, besides those of the outcome
     std::string interruption;                       // a sentence; empty if the emptying was not interrupted
+
+    void addOther(const FreedesktopTrash::Entry& entry, const OnDeleted& onDeleted);
 
     /// "1 other entry deleted from the trash, 8 KB freed.\nThe trash is empty.\n"
     std::string text() const;
@@ -51,7 +61,12 @@ class TrashEmptying {
   /// Empties the trash. In `outcome` and in the history, what was moved there becomes deleted, in part where that was
   /// cut short; an interruption is one of the outcome. The other entries are a run of their own. Writes both, so that
   /// nothing may be added to `recorder` afterwards.
-  Result run(CleanupOutcome& outcome, RemovalRecorder& recorder, bool includesUnlisted) const;
+  Result run(CleanupOutcome& outcome, RemovalRecorder& recorder, bool includesUnlisted,
+             const OnDeleted& onDeleted) const;
+
+  /// The same of a dry run, by the sizes that are known before: what would be moved to the trash would be deleted.
+  Result foresee(CleanupOutcome& outcome, const std::vector<CleanupCandidate>& candidates,
+                 const OnDeleted& onDeleted) const;
 
  private:
   bool isMeant(const FreedesktopTrash::Entry& entry, const CleanupOutcome& outcome) const;

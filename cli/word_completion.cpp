@@ -58,7 +58,7 @@ class CompletionLine {
       if (found != nullptr && takesValue(*found) && word.find('=') == std::string::npos) awaiting_ = found;
     } else if (const auto* next = operands_.empty() ? subcommand(word) : nullptr) {
       command_ = next;
-      path_ += (path_.empty() ? "" : " ") + word;
+      path_ += (path_.empty() ? "" : " ") + next->get_name();
     } else {
       operands_.push_back(word);
     }
@@ -66,7 +66,7 @@ class CompletionLine {
 
   const CLI::App* subcommand(const std::string& name) const {
     for (const CLI::App* each : command_->get_subcommands([](const CLI::App*) { return true; })) {
-      if (each->get_name() == name) return each;
+      if (each->check_name(name)) return each;
     }
     return nullptr;
   }

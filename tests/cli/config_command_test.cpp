@@ -18,7 +18,7 @@ TEST_F(ConfigCommand, SettingsChangeEveryScanUntilAnOptionSaysOtherwise) {
   for (const auto& [setting, names] : rowsOf(R"(
        min-size 1K => tool/target web/node_modules | ecosystem rust => tool/target |
        ecosystem all,-java,-rust => ancient/target snake/.venv web/dist web/node_modules | tier warning => |
-       location ~/code/web => web/dist web/node_modules)")) {
+       older-than 1y => ancient/target | location ~/code/web => web/dist web/node_modules)")) {
     Texts words = wordsOf("config set " + setting);
     ASSERT_EQ(run(words).status, 0) << setting;
     EXPECT_EQ(shortNames(found({})), names) << setting;
@@ -38,6 +38,26 @@ TEST_F(ConfigCommand, SettingsChangeEveryScanUntilAnOptionSaysOtherwise) {
   EXPECT_THAT(clean({"--yes", "-n", "code/web", "--tier", "safe"}).out, HasSubstr("1 item"));
   EXPECT_THAT(clean({"-n", "code", "-v"}).err,
               HasSubstr("Settings from tidra config: tier is caution, min-size is 1K;"));
+}
+
+TEST_F(ConfigCommand, WhatLeavesEverythingOutIsNamed) {
+  ASSERT_EQ(scan({}).status, 0);
+  ASSERT_EQ(run({"config", "set", "ecosystem", "rust"}).status, 0);
+  EXPECT_THAT(run({"scan", "--last", "--min-size", "1M"}).out,
+              HasSubstr("Nothing in ~ matches ecosystem of tidra config (4 artefacts left out) and --min-size (5 "
+                        "artefacts left out)."));
+  for (const auto& [typed, named] : rowsOf(R"(
+       clean code/web/dist => ecosystem of tidra config (1 artefact left out); --no-config |
+       clean code/tool --min-size 1G => --min-size (1 artefact left out). |
+       plan code/tool --tier caution => --tier (1 artefact left out). |
+       clean code/tool --disable-rule target => --disable-rule.)")) {
+    Texts words = wordsOf(typed);
+    words.emplace_back("--no-system");
+    EXPECT_THAT(run(words).err, HasSubstr("note: Nothing matches " + named)) << typed;
+  }
+  ASSERT_EQ(run({"config", "set", "older-than", "1y"}).status, 0);
+  EXPECT_THAT(clean({"code/tool"}).err, HasSubstr("Nothing matches older-than of tidra config (1 artefact left out)"));
+  EXPECT_EQ(shortNames(found({"--older-than", "0d"})), "tool/target");
 }
 
 TEST_F(ConfigCommand, CategoriesThatAreOffAreNotLookedAt) {
@@ -61,6 +81,7 @@ TEST_F(ConfigCommand, TheMethodFollowsWhatIsSetLast) {
   EXPECT_THAT(run({"config", "list"}).out, HasSubstr("move-to-trash  How clean"));
   ASSERT_EQ(run({"config", "set", "method", "quarantine"}).status, 0);
   EXPECT_EQ(method(), "quarantine");
+  EXPECT_THAT(run({"config", "set", "move-to-trash", "true"}).err, HasSubstr("method is quarantine and wins"));
   EXPECT_EQ(documentOf(run({"plan", "--method", "trash", "code", "--no-system"}))["method"], "trash");
   const auto list = documentOf(run({"config", "list", "--json"}));
   EXPECT_EQ(list.at(8), nlohmann::json::parse(R"({"default": "trash", "from": "settings", "key": "method",

@@ -64,7 +64,7 @@ TEST_F(Everyday, CompletionsKnowCommandsOptionsAndValues) {
        apply _ => files | clean --home _ => folders | exclude remove _ => words ~/code/a b |
        config set metho => words method | config set method del => words delete | completions z => words zsh |
        scan --nothing= => words | quarantine restore 9 => words | rules enable er => words erlang |
-       rules disable _ => words elixir | rules show elixir-bu => words elixir-build | scan --disable-rule od => words odd |
+       rules disable node_m => words node_modules | rules show elixir-bu => words elixir-build | scan --disable-rule od => words odd |
        rules remove _ => words mine.json odd | undo _ => words 1 | history _ => words 1 |
        quarantine restore ~/code/an => words ~/code/ancient/target | scan --unskip ~/.pye => words ~/.pyenv)")) {
     Texts arguments = wordsOf("complete-words -- " + typed);

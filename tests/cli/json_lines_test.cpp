@@ -56,6 +56,30 @@ TEST_F(JsonLinesTest, ShowEveryStepAndAddUp) {
   EXPECT_EQ(cleaned.back()["freedBytes"], freed);
 }
 
+/// What goes with the trash has a line each, and the sums and a dry run agree with them.
+TEST_F(JsonLinesTest, EmptyingTheTrashAddsUp) {
+  ASSERT_EQ(clean({"--yes", "code/tool"}).status, 0);
+  const auto foreseen = documentOf(clean({"code/web", "--empty-trash", "-n", "--json"}));
+  EXPECT_TRUE(foreseen["dryRun"] && foreseen["emptiedTrash"]["entries"] == 1) << foreseen;
+  for (const char* way : {"-n", "--yes"}) {
+    const auto lines = linesIn(clean({"code/web", "--empty-trash", "--json-lines", way}));
+    EXPECT_EQ(joined(eventsOf(lines), " "), "started finding finding removed removed removed finished");
+    std::int64_t freed = 0;
+    std::string from;
+    for (const auto& line : lines) {
+      if (line["event"] != "removed") continue;
+      EXPECT_TRUE(line["method"] == "delete" && !line.contains("destination")) << line;
+      freed += line["freedBytes"].get<std::int64_t>();
+      from += line.value("originalPath", "");
+    }
+    EXPECT_EQ(from, tree().path("code/tool/target"));
+    EXPECT_EQ(lines.back()["removed"], 3);
+    EXPECT_EQ(lines.back()["freedBytes"], freed);
+    EXPECT_EQ(foreseen["freedBytes"], freed);
+    EXPECT_GT(freed, 0);
+  }
+}
+
 TEST_F(JsonLinesTest, WithoutAReaderNothingFurtherIsRemoved) {
   const auto before = snapshotOf(tree().path("code"));
   inShell(

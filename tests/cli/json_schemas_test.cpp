@@ -46,6 +46,7 @@ TEST_F(JsonSchemas, DescribeEveryDocument) {
   const json done = parseJson(run({"fleet", "run", "--policy", policy, "--json"}).out, "it");
   expectDescribed("plan", done["plan"]);
   expectDescribed("outcome", done["disposal"]);
+  expectDescribed("outcome", documentOf(clean({"-n", "--empty-trash", "--json"})));
   EXPECT_FALSE(done["disposal"]["receipts"].empty());
   ASSERT_EQ(clean({"--yes", "--no-evidence", "--method", "quarantine", "--older-than", "0d"}).status, 0);
   ASSERT_EQ(run({"undo", "--yes"}).status, 0);

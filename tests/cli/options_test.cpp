@@ -25,7 +25,8 @@ class Options : public CliTest {
       if (!line.starts_with("  ") || line.starts_with("   ")) continue;
       const std::string entry(splitNonEmpty(line, ' ').front());
       if (section == "Options:") addLongNames(entry, options[command]);
-      if (section == "Subcommands:") addHelp(command.empty() ? entry : command + " " + entry, options);
+      if (section == "Subcommands:")
+        addHelp((command.empty() ? "" : command + " ") + entry.substr(0, entry.find(',')), options);
     }
   }
   /// Options by command from the manual page: OPTIONS are the program's, headings below OPTIONS OF COMMANDS name
@@ -147,11 +148,25 @@ TEST_F(Options, OfPathsAreSplitAtCommasOnlyWhereTheTextNamesNothing) {
   }
 }
 
+TEST_F(Options, StoresListAloneAndShortNamesWork) {
+  tree().makeFolder("other");
+  for (const auto& [arguments, out] : rowsOf(R"(
+       trash => The trash is empty. | quarantine => Nothing is in quarantine. | trash ls --json => [] |
+       trash --home other list => The trash is empty. | quarantine --home other ls => Nothing is in quarantine. |
+       exclude add ~/x ~/y => ~/y is now excluded. | exclude rm ~/y ~/x => ~/x is no longer excluded. |
+       config unset tier color => color is auto | rules ls => Catalog)")) {
+    EXPECT_THAT(run(wordsOf(arguments)), succeeds(HasSubstr(out))) << arguments;
+  }
+}
+
 TEST_F(Options, UnknownCommandsAreNamedWithTheKnownOnes) {
   for (const auto& [arguments, named] : rowsOf(R"(
        trash empty => 'empty', tidra trash, purge | quarantine undo => 'undo', restore |
        help nope => 'nope', known are, scan | help trash nope => tidra trash, 'nope', purge | restore => tidra undo |
-       trash => tidra trash needs, purge |
+       hub => tidra hub needs, hosts | scn => did you mean scan? | scna --help => did you mean scan? |
+       trash lst --help => 'lst' of tidra trash, did you mean list? | exclude ads b => 'ads' of tidra exclude, mean add? |
+       --nope => has no option --nope | clean --metod=x => tidra clean has no option --metod, did you mean --method? |
+       audit verify x y z => tidra audit verify does not take 'y' 'z' | help scn => did you mean scan? |
        apply => FILE, tidra apply --help | clean --older-than => --older-than, tidra clean --help)")) {
     const std::string message = refused(wordsOf(arguments));
     for (const auto name : split(named, ',')) EXPECT_THAT(message, HasSubstr(std::string(trimmed(name)))) << arguments;

@@ -27,8 +27,7 @@ TEST_F(CliRules, PacksAreNamedWhereTheyWouldFindSomethingAndStayOn) {
   tree().writeFile(".sbt/boot/scala-2.12.18/f");
   EXPECT_THAT(scan({}).err, HasSubstr("note: 2 Elixir, 1 CMake, 1 Unity, 1 Unreal and 1 Web project: "
                                       "tidra rules enable elixir cmake unity unreal web\n"));
-  EXPECT_THAT(refused({"rules", "enable", "elixir", "unitty"}),
-              HasSubstr("unknown rule pack 'unitty'; did you mean unity?"));
+  EXPECT_THAT(refused({"rules", "enable", "elixir", "unitty"}), HasSubstr("rule pack 'unitty'; did you mean unity?"));
   EXPECT_THAT(run({"rules", "enable", "elixir", "--dry-run"}).out, "elixir would be on.\n");
   EXPECT_EQ(found({"-q"}), before);
   EXPECT_THAT(run({"rules", "enable", "elixir"}), succeeds("elixir is now on.\n"));
@@ -48,6 +47,20 @@ TEST_F(CliRules, PacksAreNamedWhereTheyWouldFindSomethingAndStayOn) {
   EXPECT_EQ(found({"-q"}), before);
   tree().writeFile("policy.json", R"({"scan": {"packs": ["unitty"]}})", 0600);
   EXPECT_THAT(refused({"policy", "check", policy}), HasSubstr("scan.packs: unknown rule pack 'unitty'"));
+}
+
+TEST_F(CliRules, ARuleStaysOffUntilItIsSwitchedOn) {
+  EXPECT_THAT(refused({"rules", "disable", "node_module"}), HasSubstr("did you mean node_modules?"));
+  const auto before = found({"-q"});
+  EXPECT_THAT(run({"rules", "disable", "node_modules", "dist"}).out, "node_modules is now off.\ndist is now off.\n");
+  EXPECT_THAT(run({"rules", "enable", "dist"}).out, "dist is now on.\n");
+  EXPECT_EQ(shortNames(found({"code/web", "-q"})), "web/dist");
+  EXPECT_THAT(clean({"code/web/node_modules"}).err,
+              HasSubstr("matches the rules that tidra rules disable switched off"));
+  EXPECT_THAT(run({"rules", "list"}).out, HasSubstr("\nSwitched off (1)\nnode_modules\n"));
+  EXPECT_THAT(found({"code/web", "--no-config"}), SizeIs(2));
+  EXPECT_THAT(run({"rules", "enable", "node_modules"}).out, "node_modules is now on.\n");
+  EXPECT_EQ(found({"-q"}), before);
 }
 
 TEST_F(CliRules, AddedFilesAreReadByEveryScanAndBrokenOnesNamed) {

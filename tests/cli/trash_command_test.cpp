@@ -68,6 +68,18 @@ TEST_F(TrashCommand, UndatedEntriesStayAndAreNoted) {
   }
 }
 
+TEST_F(TrashCommand, AnInfoFileAloneIsNoFailureAndAnEmptyTrashNoFinding) {
+  put("old");
+  put("gone");
+  const std::string info = trash + std::string("info/gone.trashinfo");
+  tree().writeFile(info);
+  tree().setModified(info, TimePoint{std::chrono::seconds{1000000000}});
+  fs::remove_all(tree().path(trash + std::string("files/gone")));
+  EXPECT_THAT(run(selecting + std::vector<std::string>{"--yes"}), succeeds(HasSubstr("The trash is emptied, ")));
+  EXPECT_EQ(countLeft(), 0);
+  EXPECT_THAT(run(selecting + std::vector<std::string>{"--yes"}), succeeds("Nothing to remove.\n"));
+}
+
 TEST_F(TrashCommand, AQuestionOffersWhatNothingDates) {
   for (const auto& [answers, hasOld, hasOrphan] :
        {std::tuple{"n\n", true, true}, {"y\nn\n", false, true}, {"y\ny\n", false, false}}) {

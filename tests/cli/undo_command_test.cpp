@@ -4,6 +4,7 @@
 #include "core/base/json_fields.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
+#include "core/platform/path_text.h"
 #include "tests/cli/cli_fixture.h"
 #include "tests/support/matchers.h"
 
@@ -67,7 +68,9 @@ TEST_F(UndoCommand, NamesWhatDoesNotComeBackAndTriesAgainWhatStillCan) {
   const ProgramRun deleted = run({"undo", "--yes"});
   EXPECT_THAT(deleted, fails(1, HasSubstr("code/ancient/target: was deleted for good")));
   EXPECT_THAT(run({"undo", "--yes"}).out, HasSubstr("no removal to undo"));
-  EXPECT_THAT(refused({"undo", "9"}), HasSubstr("shows 1 to 2"));
+  for (const char* number : {"9", "0", "abc"}) {
+    EXPECT_THAT(refused({"undo", number}), HasSubstr("is no removal of the history: the first is 1, the last 2."));
+  }
 }
 
 TEST_F(UndoCommand, WhatItsStoreRestoredIsUndone) {
@@ -89,6 +92,8 @@ TEST_F(UndoCommand, SaysWhatWasPurgedOrReplacedMeanwhile) {
     EXPECT_THAT(run({method, "purge", "--all"}, {.errIsTerminal = true, .typed = "n\n"}).out,
                 AllOf(HasSubstr("FREES"), HasSubstr("~/code/web/node_modules"), Not(HasSubstr("purged"))));
     EXPECT_THAT(run({"history", "1"}).out, AllOf(HasSubstr("deleted"), HasSubstr("~/code/web/dist")));
+    EXPECT_THAT(run({"history", "2"}).out, AllOf(testing::ContainsRegex(" purged +~/code/web/dist\n"),
+                                                 testing::ContainsRegex(" " + method + " +~/code/web/node_modules\n")));
     const ProgramRun undone = run({"undo", "--json", "--yes"});
     EXPECT_EQ(undone.status, 1);
     const auto document = documentOf(undone);
@@ -107,8 +112,28 @@ TEST_F(UndoCommand, AHistoryThatCannotBeWrittenIsANoteAndADryRunWritesNone) {
   const ProgramRun ran = clean({"--yes", "code/web"});
   EXPECT_EQ(ran.status, 0);
   EXPECT_THAT(ran.err, HasSubstr("note: The history of removals"));
+  EXPECT_THAT(ran.out, HasSubstr("; tidra trash restore brings them back, tidra undo does not know them."));
   EXPECT_FALSE(exists("code/web/dist"));
   for (const char* command : {"undo", "history"}) EXPECT_THAT(refused({command}), HasSubstr("history of removals"));
+}
+
+TEST_F(UndoCommand, APurgeOfARemovalDeletesJustWhatItMoved) {
+  for (const auto& [method, older, newer] :
+       {std::tuple{"trash", "tool/target", "web/dist"}, {"quarantine", "ancient/target", "snake/.venv"}}) {
+    for (const char* place : {older, newer}) remove(method, parentPath(std::string("code/") + place));
+    EXPECT_THAT(run({method, "purge", "--last", "--yes"}), succeeds(HasSubstr(" deleted, ")));
+    EXPECT_THAT(run({method, "list"}).out, AllOf(HasSubstr(older), Not(HasSubstr(newer))));
+    EXPECT_THAT(run({method, "purge", "--removal", "3", "-n"}).out, HasSubstr(older));
+    EXPECT_THAT(refused({method, "purge", "--removal", "2", "-y"}), HasSubstr("Nothing of removal 2 is in"));
+    EXPECT_THAT(refused({method, "purge", "--last", "--all"}), HasSubstr("Give one of these"));
+  }
+}
+
+TEST_F(UndoCommand, TheHistoryCountsTheItemsThatItDoesNotKeep) {
+  tree().writeFile(".local/share/tidra/history.json", R"({"schemaVersion": 1, "runs": [{"id": "x",
+    "at": "2026-01-01T00:00:00Z", "command": "clean", "method": "trash", "moreItems": 5, "items": [{"path": "/p/a",
+    "method": "trash", "at": "2026-01-01T00:00:00Z", "restoredAt": "2026-01-01T00:00:00Z"}]}]})");
+  EXPECT_THAT(run({"history"}).out, HasSubstr("  trash       6      -  1 of 6\n"));
 }
 
 TEST_F(UndoCommand, TrashEntriesAreNamedByPlaceOrByAnUnambiguousName) {
@@ -163,7 +188,7 @@ TEST_F(UndoCommand, EmptyingTheTrashIsAskedForAndRecordedAsTheDeletionThatItIs) 
                                   HasSubstr("The trash is empty."), Not(HasSubstr("undo")))));
   EXPECT_THAT(linesOf(run({"history"}).out),
               ElementsAre(testing::_, HasSubstr("empty trash  delete      1  "),
-                          HasSubstr("clean        trash       2   2 MB"), HasSubstr("0 of 1")));
+                          HasSubstr("clean        delete      2   2 MB"), HasSubstr("0 of 1")));
   EXPECT_THAT(run({"history", "1"}).out, testing::ContainsRegex("deleted +~/code/tool/target\n"));
   EXPECT_THAT(run({"history", "2"}).out, testing::ContainsRegex("2 MB  deleted +~/code/web/dist\n"));
   EXPECT_THAT(run({"undo", "--yes"}), fails(1, HasSubstr("code/web/dist: was deleted for good")));

@@ -122,7 +122,8 @@ TEST(Views, TheResultSaysHowMuchIsFreeAndWhen) {
   outcome.disposal.receipts[0].method = context.method = DisposalMethod::trash;
   outcome.freedEach[0] = 0;
   EXPECT_THAT(outcomeText(outcome, context), StartsWith("1 item moved to the trash; tidra undo brings it back. That "
-                                                        "frees nothing until the trash is emptied: then about 402 KB.\n"
+                                                        "frees nothing until the trash is emptied: then about 402 KB. "
+                                                        "To free it now: tidra trash purge --last.\n"
                                                         "1 item deleted, up to 804 KB freed ("));
   context.dryRun = true;
   EXPECT_EQ(outcomeText(outcome, context),
