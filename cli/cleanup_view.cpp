@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 #include "cli/item_hint.h"
 #include "cli/scan_view.h"
@@ -150,10 +151,7 @@ std::string toolNames(const std::vector<std::string_view>& paths) {
     const std::string name(ToolTargets::toolOf(path));
     if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
   }
-  if (names.size() < 2) return joined(names, "");
-  const std::string last = names.back();
-  names.pop_back();
-  return joined(names, ", ") + " and " + last;
+  return joinedWithAnd(std::move(names));
 }
 
 /// How many of the items are environments whose pip empties its download cache, and removes nothing else.

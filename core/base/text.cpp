@@ -6,6 +6,7 @@
 #include <array>
 #include <cassert>
 #include <cstdint>
+#include <utility>
 
 namespace tidra {
 namespace {
@@ -145,6 +146,13 @@ std::vector<std::string_view> splitNonEmpty(std::string_view text, char separato
 
 std::string joined(const std::vector<std::string>& pieces, std::string_view separator) {
   return fmt::format("{}", fmt::join(pieces, separator));
+}
+
+std::string joinedWithAnd(std::vector<std::string> pieces) {
+  if (pieces.empty()) return {};
+  const std::string last = std::move(pieces.back());
+  pieces.pop_back();
+  return pieces.empty() ? last : joined(pieces, ", ") + " and " + last;
 }
 
 std::string asciiLowered(std::string_view text) {

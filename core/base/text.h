@@ -20,6 +20,9 @@ std::vector<std::string_view> splitNonEmpty(std::string_view text, char separato
 
 std::string joined(const std::vector<std::string>& pieces, std::string_view separator);
 
+/// Returns "A", "A and B", "A, B and C"; empty without pieces.
+std::string joinedWithAnd(std::vector<std::string> pieces);
+
 constexpr bool isAsciiDigit(char c) { return c >= '0' && c <= '9'; }
 constexpr bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 constexpr bool isAsciiAlphanumeric(char c) { return isAsciiLetter(c) || isAsciiDigit(c); }

@@ -13,13 +13,6 @@
 namespace tidra {
 namespace {
 
-/// "A", "A and B", "A, B and C".
-std::string listed(std::vector<std::string> names) {
-  const std::string last = std::move(names.back());
-  names.pop_back();
-  return names.empty() ? last : joined(names, ", ") + " and " + last;
-}
-
 bool hasPlaces(const RulePack& pack, SystemProbeContext& context, const std::set<std::string>& categories,
                const PlaceSet& found) {
   context.catalog = &pack.catalog;
@@ -71,9 +64,9 @@ std::optional<std::string> OffPacks::note() const {
     counts.push_back(fmt::format("{} {}", off.projects, off.pack->title));
   }
   std::string text;
-  if (!counts.empty()) text = fmt::format("{} project{}", listed(std::move(counts)), lastCount == 1 ? "" : "s");
+  if (!counts.empty()) text = fmt::format("{} project{}", joinedWithAnd(std::move(counts)), lastCount == 1 ? "" : "s");
   if (!caches.empty()) {
-    text += fmt::format("{} of {}", text.empty() ? "Caches" : ", and caches", listed(std::move(caches)));
+    text += fmt::format("{} of {}", text.empty() ? "Caches" : ", and caches", joinedWithAnd(std::move(caches)));
   }
   return fmt::format("{}: tidra rules enable{}", text, names);
 }
