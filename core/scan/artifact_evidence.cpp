@@ -15,7 +15,7 @@
 #include "core/base/text.h"
 #include "core/platform/held_folder.h"
 #include "core/platform/path_text.h"
-#include "core/scan/exclusion_filter.h"
+#include "core/scan/build_output.h"
 #include "core/scan/folder_sample.h"
 #include "core/scan/package_manifest.h"
 #include "core/scan/python_environment.h"
@@ -34,29 +34,10 @@ constexpr std::array fixtureFolders{
 constexpr std::array testFolders{std::string_view{"test"}, std::string_view{"tests"}, std::string_view{"spec"},
                                  std::string_view{"testing"}};
 
-constexpr std::string_view projectManifests =
-    "package.json go.mod Cargo.toml pom.xml setup.py pyproject.toml build.xml Makefile Makefile.am CMakeLists.txt "
-    "meson.build composer.json Gemfile *.gemspec *.csproj BUILD BUILD.bazel configure.ac";
-
-/// Those that no generator writes into a build folder.
-constexpr std::string_view handWrittenManifests =
-    "package.json go.mod Cargo.toml pom.xml setup.py pyproject.toml build.xml CMakeLists.txt meson.build composer.json "
-    "Gemfile *.gemspec *.csproj configure.ac build.gradle build.gradle.kts build.sbt Package.swift deno.json "
-    "deno.jsonc requirements*.txt mix.exs pubspec.yaml";
-
-/// What generators write at the top of a build folder, beside what only they leave there.
-constexpr std::string_view generatorMarks = "CMakeCache.txt meson-info args.gn config.status";
-constexpr std::string_view generatedManifests = "Makefile GNUmakefile build.ninja *.sln";
-constexpr std::string_view generatedSources = "*.cmake *.tcl *.sh *.c *.cc *.cpp *.cxx *.h *.hpp";
-
 /// All that creating an environment and installing into it puts at its top. "src" holds the clones of "pip install -e".
 constexpr std::string_view environmentEntries =
     "bin lib lib64 lib32 libexec sbin include share etc var man doc Lib Scripts Include local pyvenv.cfg .gitignore "
     ".lock CACHEDIR.TAG pip-selfcheck.json .tox-info.json .project .Python .DS_Store __pycache__";
-
-/// Folders whose names people also use for their own documents.
-constexpr std::array ordinaryNames{std::string_view{"build"}, std::string_view{"dist"}, std::string_view{"vendor"},
-                                   std::string_view{"coverage"}, std::string_view{"target"}};
 
 /// Deployed programs, whose packages no build in that folder recreates.
 constexpr std::array deployableFolders{std::string_view{".output"}, std::string_view{".amplify-hosting"},
@@ -66,26 +47,9 @@ bool isIn(const auto& names, std::string_view name) {
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-/// Whether one of the patterns, separated by blanks, matches.
-bool matchesOne(const std::string& name, std::string_view patterns) {
-  const auto known = splitNonEmpty(patterns, ' ');
-  return std::any_of(known.begin(), known.end(),
-                     [&](std::string_view pattern) { return globMatches(std::string(pattern), name.c_str()); });
-}
-
 bool hasComponent(std::string_view path, const auto& names) {
   const auto components = splitNonEmpty(path, '/');
   return std::any_of(components.begin(), components.end(), [&](auto component) { return isIn(names, component); });
-}
-
-/// Whether people also use this name.
-bool isCommonName(const ArtifactMaker& maker) {
-  return !maker.folder.starts_with('.') && maker.folder != "node_modules";
-}
-
-/// Whether a generator of build files wrote into the folder.
-bool isGenerated(const std::string& folder, const std::vector<FolderEntry>& inside) {
-  return !firstOf(folder, inside, generatorMarks).empty();
 }
 
 bool isBelowTests(const std::string& folder) {
@@ -125,9 +89,9 @@ class Case {
     owner_ = facts->owner;
     if (auto gap = whyBeyondRemaking()) return *gap;
     if (auto gap = whyProject()) return *gap;
-    const std::string mark = firstOf(path_, inside_, maker_->marks, owner_);
+    const std::string mark = markOfTool(*maker_, path_, inside_, owner_);
     const bool mayHaveTravelled = !mark.empty() && (maker_->marksTravel || isBelowTests(project_));
-    const std::string source = sourceAtTop();
+    const std::string source = sourceAtTop(*maker_, path_, inside_);
     if (!mark.empty() && source.empty() && !(mayHaveTravelled && isUnpacked())) return fmt::format("holds {}", mark);
     if (isNameGivenByOthers(*facts)) return EvidenceGap{Reason::sharedFolder};
     return verdictWithoutMark(source);
@@ -197,18 +161,6 @@ class Case {
     auto manifest = manifestOfOwnProject(*maker_, path_, inside_);
     if (manifest.empty()) return std::nullopt;
     return EvidenceGap{Reason::ownProject, std::move(manifest)};
-  }
-
-  /// Returns hand-written source directly in a folder whose name people also use; empty without any.
-  std::string sourceAtTop() const {
-    // Composer writes source there.
-    if (maker_->folder == "vendor" || !isIn(ordinaryNames, maker_->folder)) return {};
-    const bool isGenerators = isGenerated(path_, inside_);
-    const auto source = firstInside([&](const FolderEntry& entry) {
-      return entry.type == EntryType::regularFile && isSource(entry.name) &&
-             !(isGenerators && matchesOne(entry.name, generatedSources));
-    });
-    return source ? source->entry : std::string();
   }
 
   /// Returns what no installer puts into an environment.
@@ -303,7 +255,7 @@ class Case {
   /// What speaks against the weaker kinds of evidence.
   std::optional<EvidenceGap> objection() {
     if (auto gap = handWritten()) return gap;
-    if (!isIn(ordinaryNames, maker_->folder) || sample().keepsake.empty()) return std::nullopt;
+    if (!isOrdinaryName(*maker_) || sample().keepsake.empty()) return std::nullopt;
     return EvidenceGap{Reason::keepsake, sample().keepsake};
   }
 
@@ -327,14 +279,6 @@ class Case {
 
 EvidenceVerdict ArtifactEvidence::of(const std::string& folder, const std::string& ruleID) {
   return Case(folder, ruleID, ignored_).verdict();
-}
-
-std::string manifestOfOwnProject(const ArtifactMaker& maker, const std::string& folder,
-                                 const std::vector<FolderEntry>& inside) {
-  if (!isCommonName(maker)) return {};
-  auto manifest = firstOf(folder, inside, handWrittenManifests);
-  if (manifest.empty() && !isGenerated(folder, inside)) manifest = firstOf(folder, inside, generatedManifests);
-  return manifest;
 }
 
 }  // namespace tidra

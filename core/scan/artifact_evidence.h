@@ -4,12 +4,9 @@
 
 #include <string>
 #include <variant>
-#include <vector>
 
 #include "core/platform/path_resolver.h"
-#include "core/scan/artifact_makers.h"
 #include "core/scan/evidence_gap.h"
-#include "core/scan/folder_contents.h"
 #include "core/scan/ignore_rules.h"
 
 namespace tidra {
@@ -29,10 +26,5 @@ class ArtifactEvidence {
  private:
   IgnoreFinder ignored_;
 };
-
-/// Returns what shows that a folder with the name of an artefact is a project itself, into which its tools wrote, as
-/// with "cmake ." in "build": a manifest that no generator writes. Empty if nothing does. `inside` is its listing.
-std::string manifestOfOwnProject(const ArtifactMaker& maker, const std::string& folder,
-                                 const std::vector<FolderEntry>& inside);
 
 }  // namespace tidra

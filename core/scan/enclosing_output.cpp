@@ -2,6 +2,7 @@
 
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_evidence.h"
+#include "core/scan/build_output.h"
 #include "core/scan/folder_contents.h"
 #include "core/scan/package_manifest.h"
 
@@ -26,7 +27,7 @@ bool EnclosingOutput::isMade(const std::string& folder, const ArtifactMaker& mak
   const bool isKeptInGit = ignored.isInRepository && !ignored.isIgnored && !ignored.isUncertain;
   // Packagers write a package.json into what they make, which git then ignores.
   if (isKeptInGit && !manifestOfOwnProject(maker, folder, inside).empty()) return false;
-  if (!firstOf(folder, inside, maker.marks, facts->owner).empty()) return true;
+  if (!markOfTool(maker, folder, inside, facts->owner).empty()) return true;
   if (isKeptInGit) return false;
   const std::string project = parentPath(folder);
   const auto beside = listing(project);

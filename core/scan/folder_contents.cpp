@@ -1,5 +1,7 @@
 #include "core/scan/folder_contents.h"
 
+#include <algorithm>
+
 #include "core/base/text.h"
 #include "core/platform/files.h"
 #include "core/platform/held_folder.h"
@@ -43,6 +45,12 @@ bool isInstallable(const std::string& project, const std::string& path,
     if (isArtefact(folder)) return false;
   }
   return true;
+}
+
+bool matchesOne(const std::string& name, std::string_view patterns) {
+  const auto known = splitNonEmpty(patterns, ' ');
+  return std::any_of(known.begin(), known.end(),
+                     [&](std::string_view pattern) { return globMatches(std::string(pattern), name.c_str()); });
 }
 
 std::string firstMatch(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view pattern,

@@ -31,6 +31,9 @@ std::vector<FolderEntry> listing(int folder);
 [[nodiscard]] bool isInstallable(const std::string& project, const std::string& path,
                                  const std::function<bool(const std::string& folder)>& isArtefact);
 
+/// Whether a name matches one of the patterns, separated by blanks.
+[[nodiscard]] bool matchesOne(const std::string& name, std::string_view patterns);
+
 /// Returns the first existing path that matches a pattern of path components; empty if none does. `entries` are those
 /// of the folder. With `owner`, only a path that vouches for a folder of this user.
 std::string firstMatch(const std::string& folder, const std::vector<FolderEntry>& entries, std::string_view pattern,

@@ -1,6 +1,7 @@
 #include "core/scan/folder_sample.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <deque>
 
@@ -22,6 +23,10 @@ constexpr std::string_view keepsakeSuffixes =
     ".doc .docx .odt .xls .xlsx .ods .ppt .pptx .odp .tex .ipynb .psd .xcf .ai .blend .pem .key .jks .keystore .p12 "
     ".pfx .kdbx .env .sqlite .sqlite3 .db .mdb .accdb .shp .gpkg ";
 
+/// What CMake writes into every folder of a build tree.
+constexpr std::array filesOfCMake{std::string_view{"CPackConfig.cmake"}, std::string_view{"CPackSourceConfig.cmake"},
+                                  std::string_view{"CTestTestfile.cmake"}, std::string_view{"cmake_install.cmake"}};
+
 bool hasSuffixOf(std::string_view name, std::string_view suffixes) {
   const auto dot = name.rfind('.');
   if (dot == std::string_view::npos || name.find(' ', dot) != std::string_view::npos) return false;
@@ -31,6 +36,7 @@ bool hasSuffixOf(std::string_view name, std::string_view suffixes) {
 }  // namespace
 
 bool isSource(std::string_view fileName) {
+  if (std::find(filesOfCMake.begin(), filesOfCMake.end(), fileName) != filesOfCMake.end()) return false;
   return !fileName.starts_with('.') && !fileName.ends_with(".d.ts") && hasSuffixOf(fileName, sourceSuffixes);
 }
 

@@ -117,6 +117,28 @@ TEST(ArtifactEvidence, CommonNamesInsideAreMarksOnlyBesideTheToolsManifest) {
   });
 }
 
+TEST(ArtifactEvidence, AFolderOfNothingButBuildTreesIsMadeByTheirGenerator) {
+  const std::string mark = "build/debug/CMakeCache.txt";
+  expectEvidence({
+      {{mark, "build/debug/cmake_install.cmake", "build/release/CMakeCache.txt"},
+       "build",
+       "holds debug/CMakeCache.txt"},
+      {{mark, "build/gcc/a/CMakeCache.txt"}, "build", "holds debug/CMakeCache.txt"},
+      {{"build/a/meson-info/", "build/b/meson-info/"}, "build", "holds a/meson-info"},
+      {{mark, "build/gcc/a/b/CMakeCache.txt"}, "build", "–"},
+      {{mark, "build/notes.txt"}, "build", "–"},
+      {{mark, "build/mine/f"}, "build", "–"},
+      {{mark, "build/empty/"}, "build", "–"},
+      {{mark, "build/link->debug"}, "build", "–"},
+      {{mark, "build/b/meson-info/"}, "build", "–"},
+      {{mark, "build/p/CMakeCache.txt", "build/p/CMakeLists.txt"}, "build", "–"},
+      {{mark, "build/debug/mine.py"}, "build", "–"},
+      {{"package.json={\"scripts\":{\"build\":\"tsc\"}}", "dist/debug/CMakeCache.txt", "dist/CPackConfig.cmake"},
+       "dist",
+       "beside package.json"},
+  });
+}
+
 TEST(ArtifactEvidence, AProjectThatIsCalledLikeAnArtefactIsNone) {
   expectEvidence({
       {{"build/CMakeLists.txt", "build/main.cpp", "build/CMakeCache.txt"}, "build", "–"},
