@@ -1,5 +1,7 @@
 #include "core/scan/enclosing_output.h"
 
+#include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/artifact_evidence.h"
 #include "core/scan/build_output.h"
@@ -18,6 +20,9 @@ const ArtifactMaker* outputMaker(const std::string& folder) {
 }
 
 }  // namespace
+
+EnclosingOutput::EnclosingOutput(const TidraPathResolver& resolver, const RuleIndex& rules)
+    : ignored_(resolver), rules_(rules), home_(realPathOrSame(resolver.home)) {}
 
 bool EnclosingOutput::isMade(const std::string& folder, const ArtifactMaker& maker) {
   const auto facts = pathFacts(folder);
@@ -41,6 +46,38 @@ std::optional<std::string> EnclosingOutput::around(const std::string& path) {
     if (maker == nullptr) continue;
     const auto [known, isNew] = folders_.try_emplace(folder, false);
     if (isNew) known->second = isMade(folder, *maker);
+    if (known->second) return folder;
+  }
+  return std::nullopt;
+}
+
+bool EnclosingOutput::isFindingOfProject(const std::string& folder) {
+  const std::string_view name = lastPathComponent(folder);
+  const NameFacts* facts = rules_.ofFolder(name, rules_.find(name));
+  const std::string above = parentPath(folder);
+  if (facts == nullptr || above == home_) return false;
+  const auto opened = openDirectory(above);
+  if (!opened) return false;
+  DirectoryReader reader;
+  ProjectFolder project(lastPathComponent(above), opened->get(), reader);
+  project.lookForMarkers(*facts);
+  if (!RuleIndex::choose(*facts, project, name)) return false;
+  const auto ignored = ignored_.of(folder);
+  if (ignored.isInRepository && !ignored.isIgnored) return true;
+  return !firstOf(above, listing(above), projectManifests).empty();
+}
+
+std::optional<std::string> EnclosingOutput::findingAround(const std::string& path) {
+  std::string inner = path;
+  for (std::string folder = parentPath(path); folder != "/"; folder = parentPath(folder)) {
+    const std::string_view name = lastPathComponent(folder);
+    if (rules_.ofFolder(name, rules_.find(name)) == nullptr) continue;
+    for (std::string below = parentPath(inner); isSameOrInside(below, folder); below = parentPath(below)) {
+      if (pathExists(joinedPath(below, ".git"))) return std::nullopt;
+    }
+    inner = folder;
+    const auto [known, isNew] = findings_.try_emplace(folder, false);
+    if (isNew) known->second = isFindingOfProject(folder);
     if (known->second) return folder;
   }
   return std::nullopt;

@@ -1,5 +1,5 @@
-// Output folders around a path. What lies in one is a part of it, such as a bundled package or a fetched dependency,
-// and no build there makes it again.
+// Folders around a path that a scan takes as a whole. What lies in the output of a build is a part of it, such as a
+// bundled package or a fetched dependency, and no build there makes it again.
 #pragma once
 
 #include <optional>
@@ -9,18 +9,25 @@
 #include "core/platform/path_resolver.h"
 #include "core/scan/artifact_makers.h"
 #include "core/scan/ignore_rules.h"
+#include "core/scan/rule_index.h"
 
 namespace tidra {
 
 /// Caches folders and ignore files; not thread-safe. Paths are absolute, with symbolic links resolved.
 class EnclosingOutput {
  public:
-  explicit EnclosingOutput(const TidraPathResolver& resolver) : ignored_(resolver) {}
+  /// `rules` must outlive this.
+  EnclosingOutput(const TidraPathResolver& resolver, const RuleIndex& rules);
 
   /// Returns the nearest ancestor that is build output: it has an artefact's name, and holds a tool's mark or lies
   /// beside the manifest that makes it. It is none if it is a project itself, or if it has no mark and its repository
   /// does not ignore it. Needed only when its rule is disabled or the root lies inside.
   std::optional<std::string> around(const std::string& path);
+
+  /// Returns the nearest ancestor that a scan of its own parent takes or keeps as a whole: a rule names it, and it is
+  /// part of a project, by a manifest beside it or because git does not ignore it. The home folder is no project, and
+  /// repositories and worktrees inside are projects of their own. Needed only when the root lies inside.
+  std::optional<std::string> findingAround(const std::string& path);
 
   /// Returns a folder that equals or contains the path and is an artefact beyond doubt: it holds a tool's mark, and
   /// nothing shows that it is a project itself.
@@ -28,9 +35,13 @@ class EnclosingOutput {
 
  private:
   bool isMade(const std::string& folder, const ArtifactMaker& maker);
+  bool isFindingOfProject(const std::string& folder);
 
   IgnoreFinder ignored_;
+  const RuleIndex& rules_;
+  std::string home_;
   std::unordered_map<std::string, bool> folders_;
+  std::unordered_map<std::string, bool> findings_;
 };
 
 }  // namespace tidra

@@ -8,14 +8,15 @@
 
 #include "core/model/found_artifact.h"
 #include "core/platform/path_resolver.h"
+#include "core/rules/rule_catalog.h"
 
 namespace tidra {
 
 /// Raises the tier of findings that cannot be recreated, with the reason as restore hint, and sets the evidence of the
-/// others. Uses several threads; polls `shouldStop` on the calling one. Findings not reached by then have no evidence.
-/// Returns notes on what was not read.
-[[nodiscard]] std::vector<std::string> assessFindings(std::vector<FoundArtifact>& findings,
-                                                      const TidraPathResolver& resolver,
+/// others. Uses several threads; polls
+/// `shouldStop` on the calling one. Findings not reached by then have no evidence. Returns notes on what was not read.
+[[nodiscard]] std::vector<std::string> assessFindings(std::vector<FoundArtifact>& findings, const RuleCatalog& catalog,
+                                                      TidraPlatform platform, const TidraPathResolver& resolver,
                                                       const std::function<bool()>& shouldStop);
 
 }  // namespace tidra

@@ -29,7 +29,8 @@ RaisedFindings raisedBeyond(const std::set<ArtifactSafetyTier>& tiers, const std
     outermost.push_back(found);
     ++counted.count;
     counted.bytes = saturatedSum(counted.bytes, signedBytes(found->finding.sizeBytes));
-    counted.hasCaution = counted.hasCaution || found->finding.safetyTier == ArtifactSafetyTier::caution;
+    const bool isCaution = found->finding.safetyTier == ArtifactSafetyTier::caution;
+    counted.hasCaution = counted.hasCaution || (isCaution && !lacksEvidence(found->finding));
   }
   counted.freeableBytes = signedBytes(CombinedUse(outermost).freeableBytes());
   return counted;

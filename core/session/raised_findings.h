@@ -16,7 +16,7 @@ struct RaisedFindings {
   std::size_t count = 0;
   std::int64_t bytes = 0;
   std::int64_t freeableBytes = 0;  // together
-  bool hasCaution = false;         // whether one is of tier caution, so that a wider selection takes it
+  bool hasCaution = false;         // whether one is of tier caution and has evidence, so that this tier takes it
 
   bool operator==(const RaisedFindings&) const = default;
 };

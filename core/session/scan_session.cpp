@@ -66,7 +66,8 @@ class ScanSession {
     withholdNeverRemoved();
     noteUnclaimedLeftovers();
     noteWithheld();
-    auto unread = assessFindings(outcome_.findings, request_.resolver, [this] { return shouldCancel(); });
+    auto unread = assessFindings(outcome_.findings, request_.catalog, request_.platform, request_.resolver,
+                                 [this] { return shouldCancel(); });
     for (std::string& text : unread) note(std::move(text));
     askGit();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;

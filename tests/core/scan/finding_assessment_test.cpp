@@ -1,11 +1,26 @@
 // What evidence, or its absence, and the folders around it make of a finding.
 #include "core/scan/finding_assessment.h"
+
+#include <tuple>
+
 #include "core/platform/path_text.h"
 #include "tests/core/scan/scan_fixture.h"
 #include "tests/support/matchers.h"
 
 namespace tidra {
 namespace {
+
+std::vector<std::string> assess(std::vector<FoundArtifact>& found, const TemporaryTree& tree,
+                                const RuleCatalog& catalog = {}) {
+  return assessFindings(found, catalog, currentPlatform, {tree.root(), {}}, [] { return false; });
+}
+
+/// Without its skipped folders, in one of which the tree may lie.
+RuleCatalog builtInRules() {
+  RuleCatalog catalog = RuleCatalog::builtIn();
+  catalog.walkSkipByPlatform.clear();
+  return catalog;
+}
 
 TEST(Assessment, RaisesWhatNothingMakesAgainAndSetsTheEvidenceOfTheRest) {
   const TemporaryTree tree;
@@ -20,7 +35,7 @@ TEST(Assessment, RaisesWhatNothingMakesAgainAndSetsTheEvidenceOfTheRest) {
     finding.ruleID = "x";
     found.push_back({.finding = finding, .place = finding.path});
   }
-  EXPECT_THAT(assessFindings(found, {tree.root(), {}}, [] { return false; }), IsEmpty());
+  EXPECT_THAT(assess(found, tree), IsEmpty());
   const auto findings = plain(found);
   EXPECT_EQ(findings[0].safetyTier, ArtifactSafetyTier::warning);
   EXPECT_EQ(findings[1].safetyTier, ArtifactSafetyTier::warning);
@@ -53,7 +68,7 @@ TEST(Assessment, NothingInAnOutputFolderIsSafe) {
   for (const char* root : {"w/dist", "i/dist", "s/build", "g/dist", "c", "mine", "worktrees", "cmake"}) {
     request.root = tree.path(root);
     auto found = Scanner::scan(request).findings;
-    EXPECT_THAT(assessFindings(found, {tree.root(), {}}, [] { return false; }), IsEmpty());
+    EXPECT_THAT(assess(found, tree), IsEmpty());
     for (const FoundArtifact& one : found)
       seen[one.finding.path.substr(tree.root().size() + 1)] =
           std::string(rawValue(one.finding.safetyTier)) + (lacksEvidence(one.finding) ? " to look at" : "");
@@ -73,6 +88,31 @@ TEST(Assessment, NothingInAnOutputFolderIsSafe) {
   // A project into which cmake wrote is one.
   request.root = tree.path("cmake/build/sub");
   EXPECT_EQ(pathsOf(Scanner::scan(request).findings, tree).size(), 1U);
+}
+
+TEST(Assessment, ARootInWhatTheScanOfItsProjectKeepsTakesNothingThere) {
+  const std::string lock = "node_modules/.package-lock.json";
+  const std::string names = "package.json={\"dependencies\":{\"a\":\"1\"}}";
+  const std::vector<std::tuple<std::vector<std::string>, std::string, bool>> rows{
+      {{"p/.git/", "p/.gitignore=node_modules", "p/dist/" + names, "p/dist/" + lock}, "p/dist", false},
+      {{"p/package.json", "p/dist/x/" + names, "p/dist/x/" + lock}, "p/dist/x", false},
+      // Projects of their own.
+      {{"p/.git/", "p/dist/x/.git/", "p/dist/x/" + names, "p/dist/x/" + lock}, "p/dist/x", true},
+      {{"package.json", ".git/", "dist/x/" + names, "dist/x/" + lock}, "dist", true},
+      {{"p/dist/" + names, "p/dist/" + lock}, "p/dist", true},
+      {{"p/.git/", "p/obj/" + names, "p/obj/" + lock}, "p/obj", true}};
+  const auto catalog = builtInRules();
+  for (const auto& [entries, root, goes] : rows) {
+    const TemporaryTree tree;
+    makeEntries(tree, entries);
+    auto request = requestFor(tree, catalog);
+    request.root = tree.path(root);
+    auto found = Scanner::scan(request).findings;
+    EXPECT_THAT(assess(found, tree, catalog), IsEmpty());
+    ASSERT_EQ(found.size(), 1U) << root;
+    EXPECT_EQ(found[0].finding.safetyTier == ArtifactSafetyTier::safe && found[0].finding.evidence, goes)
+        << testing::PrintToString(entries);
+  }
 }
 
 TEST(DependencyFolders, NothingBelowOneIsAFindingOfItsOwn) {

@@ -118,7 +118,7 @@ TEST(InstalledPrograms, AFullPlaceHidesNoOtherAndIsNamed) {
   late.finding.groupRoot = parentPath(late.place);
   late.finding.ruleID = "x";
   std::vector<FoundArtifact> found{late};
-  EXPECT_THAT(assessFindings(found, {tree.path("home"), {}}, [] { return false; }),
+  EXPECT_THAT(assessFindings(found, {}, currentPlatform, {tree.path("home"), {}}, [] { return false; }),
               ElementsAre(HasSubstr("Not all entries of ~/bin/* could be read")));
   EXPECT_EQ(found[0].finding.restoreHint, "Named in late, which may need it");
 }
