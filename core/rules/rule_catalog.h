@@ -28,6 +28,14 @@ struct ProjectArtifactRule {
     bool operator==(const Marker&) const = default;
   };
 
+  /// Another restore hint, for artefacts beside which one of these lies: names, paths or patterns. Always without any.
+  struct HintBeside {
+    std::vector<std::string> files;
+    std::string hint;
+
+    bool operator==(const HintBeside&) const = default;
+  };
+
   std::string id;
   std::string folderName;                 // exact name of the artefact
   std::optional<std::string> parentName;  // exact name that its parent folder must have
@@ -40,6 +48,7 @@ struct ProjectArtifactRule {
   std::vector<TidraPlatform> platforms;                     // empty: every platform
   std::optional<std::vector<std::string>> otherNames = {};  // further names of the folder, or patterns
   std::optional<std::vector<std::string>> holds = {};       // one of these must lie inside; absent: nothing has to
+  std::optional<std::vector<HintBeside>> hintsBeside = {};  // the first that fits counts; absent: restoreHint always
 
   bool appliesTo(TidraPlatform platform) const;
 

@@ -11,6 +11,14 @@ constexpr auto fieldsOf<ProjectArtifactRule::Marker> = recordFields(
     field("ecosystem", &ProjectArtifactRule::Marker::ecosystem), field("files", &ProjectArtifactRule::Marker::files));
 
 template <>
+struct JsonCodec<ProjectArtifactRule::HintBeside> : RecordCodec<ProjectArtifactRule::HintBeside> {};
+
+template <>
+constexpr auto fieldsOf<ProjectArtifactRule::HintBeside> =
+    recordFields(fieldOrDefault("files", &ProjectArtifactRule::HintBeside::files),
+                 field("hint", &ProjectArtifactRule::HintBeside::hint));
+
+template <>
 constexpr auto fieldsOf<ProjectArtifactRule> = recordFields(
     field("id", &ProjectArtifactRule::id), field("folderName", &ProjectArtifactRule::folderName),
     field("parentName", &ProjectArtifactRule::parentName), fieldOrDefault("label", &ProjectArtifactRule::label),
@@ -18,7 +26,7 @@ constexpr auto fieldsOf<ProjectArtifactRule> = recordFields(
     field("restoreHint", &ProjectArtifactRule::restoreHint), fieldOrDefault("markers", &ProjectArtifactRule::markers),
     fieldOrDefault("requireMarker", &ProjectArtifactRule::requireMarker),
     fieldOrDefault("platforms", &ProjectArtifactRule::platforms), field("otherNames", &ProjectArtifactRule::otherNames),
-    field("holds", &ProjectArtifactRule::holds));
+    field("holds", &ProjectArtifactRule::holds), field("hintsBeside", &ProjectArtifactRule::hintsBeside));
 
 template <>
 constexpr auto fieldsOf<SystemPathRule> =
@@ -37,6 +45,7 @@ constexpr auto fieldsOf<RuleCatalog> = recordFields(fieldOrDefault("schemaVersio
                                                     fieldOrDefault("walkSkip", &RuleCatalog::walkSkipByPlatform));
 
 template struct RecordCodec<ProjectArtifactRule::Marker>;
+template struct RecordCodec<ProjectArtifactRule::HintBeside>;
 template struct RecordCodec<ProjectArtifactRule>;
 template struct RecordCodec<SystemPathRule>;
 template struct RecordCodec<RuleCatalog>;

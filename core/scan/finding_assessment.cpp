@@ -13,6 +13,7 @@
 #include "core/scan/artifact_evidence.h"
 #include "core/scan/enclosing_output.h"
 #include "core/scan/installed_programs.h"
+#include "core/scan/restore_hints.h"
 #include "core/scan/rule_index.h"
 
 namespace tidra {
@@ -36,6 +37,7 @@ struct Surroundings {
 struct Common {
   const TidraPathResolver& resolver;
   RuleIndex rules;
+  RestoreHints hints;
   InstalledPrograms programs;
 };
 
@@ -53,6 +55,7 @@ std::optional<std::string> whyPart(const std::string& place, EnclosingOutput& ou
 
 void assess(FoundArtifact& found, Surroundings& surroundings, const Common& common) {
   ScanArtifactFinding& finding = found.finding;
+  if (auto hint = common.hints.of(*finding.ruleID, found.place)) finding.restoreHint = std::move(hint);
   // Packages may be named "venv" (in Python's standard library), "build" or "coverage".
   if (pathFacts(joinedPath(found.place, "__init__.py"))) return raise(finding, "Is a Python package of that name");
   if (const auto program = common.programs.ownerOf(finding.path, finding.groupRoot)) {
@@ -87,7 +90,7 @@ std::vector<std::string> assessFindings(std::vector<FoundArtifact>& findings, co
   if (findings.empty()) return {};
   // Batches, because neighbouring findings share ignore files.
   constexpr std::size_t batch = 32;
-  const Common common{resolver, RuleIndex(catalog, platform), InstalledPrograms(resolver)};
+  const Common common{resolver, RuleIndex(catalog, platform), RestoreHints(catalog), InstalledPrograms(resolver)};
   std::atomic<std::size_t> next{0};
   std::atomic<bool> stopped{false};
   const auto work = [&](bool polls) {

@@ -12,8 +12,8 @@
 
 namespace tidra {
 
-/// Raises the tier of findings that cannot be recreated, with the reason as restore hint, and sets the evidence of the
-/// others. Uses several threads; polls
+/// Chooses the restore hint of each finding among those of its rule. Raises the tier of findings that cannot be
+/// recreated, with the reason as restore hint, and sets the evidence of the others. Uses several threads; polls
 /// `shouldStop` on the calling one. Findings not reached by then have no evidence. Returns notes on what was not read.
 [[nodiscard]] std::vector<std::string> assessFindings(std::vector<FoundArtifact>& findings, const RuleCatalog& catalog,
                                                       TidraPlatform platform, const TidraPathResolver& resolver,

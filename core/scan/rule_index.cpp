@@ -15,7 +15,8 @@ bool isPlainName(const std::string& file) {
   return !file.empty() && !isGlob(file) && file.find('/') == std::string::npos;
 }
 
-/// Whether a name, path or pattern of path components leads to an entry of an open folder.
+}  // namespace
+
 bool leadsSomewhere(int folder, std::string_view pattern) {
   if (!isGlob(pattern)) return static_cast<bool>(followedEntryFacts(folder, std::string(pattern).c_str()));
   const auto slash = pattern.find('/');
@@ -31,8 +32,6 @@ bool leadsSomewhere(int folder, std::string_view pattern) {
     return globMatches(first, entry.name.c_str()) && goesOn(entry.name);
   });
 }
-
-}  // namespace
 
 void ProjectFolder::noteMarker(const DirectoryEntry& entry) {
   if (entry.type == EntryType::symbolicLink && !followedEntryFacts(descriptor_, entry.name.data())) return;

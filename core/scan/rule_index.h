@@ -19,6 +19,9 @@ namespace tidra {
 /// The project rules of the packs that are off, a bit each.
 using OffRules = std::bitset<128>;
 
+/// Whether a name, path or pattern of path components leads to an entry of an open folder.
+bool leadsSomewhere(int folder, std::string_view pattern);
+
 /// What rules need to know about entries of one name.
 struct NameFacts {
   std::vector<const ProjectArtifactRule*> rules;  // with this folderName, in catalog order

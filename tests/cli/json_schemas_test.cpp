@@ -63,6 +63,7 @@ TEST(JsonSchemaOfRules, RefusesWhatTheProgramRefuses) {
   for (const char* document :
        {R"({"schemaVersion": 2})", R"({"projectRules": [{"id": "a"}]})",
         R"({"projectRules": [{"id": "a", "folderName": "b", "tier": "sfae"}]})",
+        R"({"projectRules": [{"id": "a", "folderName": "b", "hintsBeside": [{"files": ["c"]}]}]})",
         R"({"systemRules": [{"id": "a", "category": "c", "label": "l"}]})", R"({"walkSkip": {"all": "x"}})"}) {
     EXPECT_FALSE(checker.accepts(parseJson(document, "it"))) << document;
     EXPECT_ANY_THROW(RuleCatalog::load(document)) << document;

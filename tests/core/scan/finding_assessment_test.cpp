@@ -90,6 +90,36 @@ TEST(Assessment, NothingInAnOutputFolderIsSafe) {
   EXPECT_EQ(pathsOf(Scanner::scan(request).findings, tree).size(), 1U);
 }
 
+TEST(Assessment, NamesTheOneWayBackThatFitsTheProject) {
+  const auto catalog = builtInRules().withPack(RuleCatalog::load(R"({"projectRules": [{"id": "mine",
+    "folderName": "mine", "restoreHint": "any", "hintsBeside": [{"files": ["a", "*.b"], "hint": "b"}]}]})"));
+  const std::string venv = "python -m venv .venv";
+  const std::vector<std::tuple<std::vector<std::string>, std::string, std::string>> rows{
+      {{"package.json"}, "node_modules", "npm install / pnpm install / yarn"},
+      {{"pnpm-lock.yaml"}, "node_modules", "pnpm install"},
+      {{"package-lock.json", "yarn.lock"}, "node_modules", "yarn"},
+      {{"pnpm-workspace.yaml", "p/a/package.json"}, "p/a/node_modules", "pnpm install"},
+      {{"node_modules/.package-lock.json"}, "node_modules", "npm install"},
+      {{"Cargo.toml"}, "target", "cargo build"},
+      {{"go.mod"}, "vendor", "go mod vendor"},
+      {{"go.mod", "vendor/bundle/ruby/"}, "vendor", "bundle install"},
+      {{"pyproject.toml", "uv.lock"}, ".venv", "uv sync"},
+      {{"pyproject.toml", "requirements.txt"}, ".venv", venv + " && pip install -r requirements.txt"},
+      {{"pyproject.toml"}, ".venv", venv + " && .venv/bin/pip install -e ."},
+      {{"x.py"}, ".venv", venv},
+      {{"x.b"}, "mine", "b"},
+      {{"x.c"}, "mine", "any"}};
+  for (const auto& [entries, artefact, hint] : rows) {
+    const TemporaryTree tree;
+    makeEntries(tree, entries);
+    tree.writeFile(artefact + "/f");
+    auto found = Scanner::scan(requestFor(tree, catalog)).findings;
+    EXPECT_THAT(assess(found, tree, catalog), IsEmpty());
+    ASSERT_EQ(pathsOf(found, tree), std::vector{artefact});
+    EXPECT_EQ(found[0].finding.restoreHint, hint) << artefact << testing::PrintToString(entries);
+  }
+}
+
 TEST(Assessment, ARootInWhatTheScanOfItsProjectKeepsTakesNothingThere) {
   const std::string lock = "node_modules/.package-lock.json";
   const std::string names = "package.json={\"dependencies\":{\"a\":\"1\"}}";

@@ -1,0 +1,26 @@
+// Chooses restore hints by what lies beside artefacts: a lock file says which of several tools brings one back.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "core/rules/rule_catalog.h"
+
+namespace tidra {
+
+/// Thread-safe after construction.
+class RestoreHints {
+ public:
+  /// The catalog must outlive this.
+  explicit RestoreHints(const RuleCatalog& catalog);
+
+  /// Returns the first hint of a rule that fits an artefact at this absolute path; nullopt where its only one stands.
+  std::optional<std::string> of(const std::string& ruleID, const std::string& artefact) const;
+
+ private:
+  std::unordered_map<std::string_view, const ProjectArtifactRule*> rules_;  // those with several hints, by id
+};
+
+}  // namespace tidra
