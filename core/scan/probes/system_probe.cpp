@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
+#include <utility>
 
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
@@ -21,6 +23,13 @@ void forEachEntry(const std::string& folder, Use use) {
   for (DirectoryEntry entry; reader.next(entry);) use(opened->get(), entry);
 }
 
+/// Keeps tools from making files while they answer.
+constexpr std::array<std::pair<const char*, const char*>, 3> leavingNothing{{
+    {"npm_config_logs_max", "0"},       // a log per call
+    {"npm_config_cache", "/dev/null"},  // npm makes its cache folder at any question
+    {"PYTHONDONTWRITEBYTECODE", "1"},   // pip and conda: compiled modules in their environment
+}};
+
 }  // namespace
 
 ToolAnswer SystemProbeContext::ask(const std::string& executable, std::vector<std::string> arguments,
@@ -28,7 +37,7 @@ ToolAnswer SystemProbeContext::ask(const std::string& executable, std::vector<st
   Environment environment = resolver.environment;
   environment["LC_ALL"] = "C";
   environment["HOME"] = resolver.home;
-  environment["npm_config_logs_max"] = "0";  // npm would write a log per call
+  for (const auto& [name, value] : leavingNothing) environment[name] = value;
   environment["PATH"] = ProcessRunner::safeSearchPath(environment, pathFirst);
   const auto started = std::chrono::steady_clock::now();
   auto result = ProcessRunner::run({.executablePath = executable,

@@ -38,8 +38,8 @@ struct SystemProbeContext {
 
   const std::string& home() const { return resolver.home; }
 
-  /// Runs a tool with LC_ALL=C, so that its output parses. `pathFirst` is prepended to the PATH of its children, which
-  /// contains only trusted folders.
+  /// Runs a tool with LC_ALL=C, so that its output parses, and so that it leaves no cache, log or compiled module.
+  /// `pathFirst` is prepended to the PATH of its children, which contains only trusted folders.
   ToolAnswer ask(const std::string& executable, std::vector<std::string> arguments, double timeoutSeconds,
                  const std::optional<std::string>& pathFirst = {}) const;
 

@@ -126,15 +126,18 @@ TEST(ToolProbes, CancellingEndsAToolThatHangs) {
   }
 }
 
-TEST(ToolProbes, ToolsRunInACleanLocaleInNobodysFolder) {
+TEST(ToolProbes, ToolsRunInACleanLocaleInNobodysFolderAndLeaveNothing) {
   for (const ToolProbe& probe : toolProbes) {
     ProbeFixture fixture;
     fixture.context.resolver.environment.insert({{"LC_ALL", "de_DE.UTF-8"}, {"HOME", "/elsewhere"}, {"KEPT", "yes"}});
-    fixture.script(probe.tool, "printf '%s %s %s %s' \"$LC_ALL\" \"$HOME\" \"$KEPT\" \"$(pwd -P)\" > '" +
-                                   fixture.tree().path("seen") + "'; exit 1");
+    fixture.script(
+        probe.tool,
+        "printf '%s %s %s %s' \"$LC_ALL\" \"$HOME\" \"$KEPT\" \"$(pwd -P)\" > '" + fixture.tree().path("seen") +
+            "'; mkdir -p \"${npm_config_cache:-$HOME/.npm}\"; [ $PYTHONDONTWRITEBYTECODE ] || : > ~/pyc; exit 1");
     probe.scan(fixture);
     const auto seen = readFile(fixture.tree().path("seen"));
     EXPECT_EQ(seen ? *seen : "not run", "C " + fixture.home() + " yes /") << probe.tool;
+    EXPECT_TRUE(std::filesystem::is_empty(fixture.home())) << probe.tool;
   }
 }
 
