@@ -16,7 +16,6 @@
 namespace tidra {
 namespace {
 
-constexpr unsigned ownerOnly = 0600;
 constexpr std::size_t mostPreferencesBytes = 64_MiB;
 
 /// Bytes are encoded as {"text": …}, as {"base64": …} when they are not UTF-8; dates as {"date": …}.
@@ -117,7 +116,7 @@ void FilePreferencesStore::transact(const std::function<Changes()>& prepare, con
         document.erase(key);
       }
     }
-    if (!changes.empty()) replaceFile(path_, jsonText(document, true) + "\n", ownerOnly);
+    if (!changes.empty()) replacePrivateFile(path_, jsonText(document, true) + "\n", onNote_);
     finish();
   });
 }

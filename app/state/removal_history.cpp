@@ -18,7 +18,6 @@
 namespace tidra {
 namespace {
 
-constexpr unsigned historyMode = 0600;
 constexpr std::int64_t historyVersion = 1;
 constexpr std::size_t mostHistoryBytes = 2_MiB;
 constexpr std::size_t mostReadBytes = 8 * mostHistoryBytes;
@@ -242,7 +241,7 @@ void RemovalHistory::replace(std::vector<RemovalRun>& runs) const {
     runs.erase(runs.begin(), runs.begin() + static_cast<std::ptrdiff_t>((runs.size() + 1) / 2));
     text = prettyJson(HistoryDocument{runs});
   }
-  replaceFile(path_, text + "\n", historyMode);
+  replacePrivateFile(path_, text + "\n", onNote_);
 }
 
 }  // namespace tidra

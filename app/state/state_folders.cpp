@@ -7,6 +7,8 @@
 #else
 #include "app/state/file_preferences_store.h"
 #endif
+#include "core/base/text.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/held_folder.h"
@@ -72,6 +74,18 @@ bool isOwnState(const std::string& path) {
   const auto file = followedFacts(path);
   const auto folder = followedFacts(parentPath(path));
   return !file || !folder || isByDecider(*file, *folder);
+}
+
+void replacePrivateFile(const std::string& path, std::string_view bytes,
+                        const std::function<void(const std::string&)>& onNote) {
+  constexpr unsigned ownerOnly = 0600;
+  constexpr std::uint32_t others = 0077;
+  const bool isNew = !pathExists(path);
+  replaceFile(path, bytes, ownerOnly);
+  const auto written = isNew ? followedFacts(path) : Outcome<EntryFacts>(EntryFacts{});
+  if (!written || (written->permissions & others) == 0) return;
+  onNote(fmt::format("{} can be read by whoever may use its volume, whose file system has no permissions.",
+                     escapedForTerminal(path)));
 }
 
 }  // namespace tidra

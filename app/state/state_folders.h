@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "app/state/preferences_store.h"
 #include "core/platform/path_resolver.h"
@@ -27,5 +28,10 @@ void makeStateFolder(const std::string& path);
 /// Whether a file in a folder of state may be believed: it belongs to the running user, to root or to the folder's
 /// owner. Follows symbolic links; true if there is no file.
 [[nodiscard]] bool isOwnState(const std::string& path);
+
+/// Replaces a file of the running user alone. `onNote` is called when it is a new file that others can read all the
+/// same, so once for each file. Throws std::system_error.
+void replacePrivateFile(const std::string& path, std::string_view bytes,
+                        const std::function<void(const std::string&)>& onNote);
 
 }  // namespace tidra

@@ -7,12 +7,14 @@
 
 #include <filesystem>
 
+#include "app/state/file_preferences_store.h"
 #include "app/state/preferences_store.h"
 #include "app/state/removal_journal.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "tests/support/matchers.h"
 #include "tests/support/message_of.h"
+#include "tests/support/mounted_file_system.h"
 #include "tests/support/temporary_tree.h"
 
 namespace tidra {
@@ -218,6 +220,20 @@ TEST_F(RemovalHistoryTest, DamageIsKeptAsideByTheNextRunAndTold) {
   tree_.writeFile("state/history.json", R"({"runs": [], "schemaVersion": 2})");
   EXPECT_THAT(messageOf<PreferencesError>([&] { history().finish(runOf(1)); }), HasSubstr("newer version"));
   EXPECT_EQ(*readFile(file()), R"({"runs": [], "schemaVersion": 2})");
+}
+
+TEST_F(RemovalHistoryTest, SaysOnceThatOthersCanReadItOnAVolumeWithoutPermissions) {
+  const MountedFileSystem volume(tree_, R"(
+    truncate -s 16M $W/image; mkfs.ntfs -F -Q $W/image; ntfs-3g -o no_detach,umask=022 $W/image $V 9>&- &
+    until mountpoint -q $V; do kill -0 $!; sleep 0.02; done)");
+  if (!volume) GTEST_SKIP() << "cannot be mounted here";
+  for (int i = 0; i < 2; ++i) {
+    const auto note = [this](const std::string& text) { notes_.push_back(text); };
+    RemovalHistory(volume.path("state"), note).finish(runOf(1));
+    FilePreferencesStore(volume.path("state/preferences.json"), note).apply({{"key", PreferencesStore::Value(true)}});
+  }
+  EXPECT_THAT(notes_,
+              ElementsAre(HasSubstr("history.json can be read by"), HasSubstr("preferences.json can be read by")));
 }
 
 }  // namespace
