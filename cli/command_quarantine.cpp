@@ -245,7 +245,7 @@ void removeRecorded(const QuarantineDisposer& quarantine, const QuarantineDispos
     quarantine.remove(entry, &InterruptGuard::requested);
     recorder.addPurged(entry);
   } catch (const PartlyRemovedError& error) {
-    partial.push_back({entry.manifest.originalPath, ItemRemoval::freedByPart(error.left(), entry.freeable(), true)});
+    partial.push_back({entry.manifest.originalPath, ItemRemoval::freedByPart(error.left(), entry.freeable(), {.isInTrash = true})});
     recorder.addPartial(partial.back());
     throw;
   }

@@ -15,7 +15,6 @@
 #include "core/dispose/tool_targets.h"
 #include "core/dispose/volumes.h"
 #include "core/model/removal_leftover.h"
-#include "core/platform/lower_layer.h"
 #include "core/platform/path_text.h"
 #include "core/scan/directory_size.h"
 #include "core/scan/removal_note.h"
@@ -67,10 +66,20 @@ bool holdsFurther(const RepositoriesInside& now, const std::string& path, const 
          (!then.foreign || pathBelow(now.foreign->folder, path) != pathBelow(then.foreign->folder, formerPath));
 }
 
+std::string openStoreText(const std::string& store) {
+  constexpr std::uint32_t writableByOthers = 0022;
+  const auto facts = pathFacts(store);
+  const bool othersMayWrite = facts && (facts->permissions & writableByOthers) != 0;
+  return fmt::format(
+      "{} is open to whoever may use its volume, whose file system has no permissions: others can {} what is moved "
+      "there, now and later.",
+      escapedForTerminal(store), othersMayWrite ? "read and change" : "read");
+}
+
 }  // namespace
 
 TidraDeletionService::TidraDeletionService(Setting setting)
-    : setting_(std::move(setting)), trash_(setting_.resolver, setting_.mounts) {}
+    : setting_(std::move(setting)), layers_(setting_.mounts), trash_(setting_.resolver, setting_.mounts) {}
 
 TidraDeletionService::Result TidraDeletionService::dispose(const Item& item, DisposalMethod method, bool dryRun,
                                                            const QuarantineConfig& quarantine) {
@@ -140,9 +149,10 @@ TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& ite
   if (!quarantine_ || quarantine_->config() != quarantine) {
     quarantine_.emplace(quarantine, setting_.resolver, setting_.host, setting_.mounts);
     stores_.emplace(setting_.resolver.home, knownStores(setting_.resolver, {quarantine.directory}));
+    protected_.emplace(setting_.resolver, setting_.mounts, ownFolders(quarantine));
   }
   if (StoreNames::isWholeTrash(entry.path())) return emptyTrash(item, entry, dryRun);
-  ProtectedPlaces(setting_.resolver, setting_.mounts, ownFolders(quarantine)).check(entry);
+  protected_->check(entry);
   requireOutsideStores(entry);
   // Interrupted removals are deleted, not moved to a store.
   if (RemovalLeftover::isEither(entry.name)) {
@@ -152,17 +162,17 @@ TidraDeletionService::Disposed TidraDeletionService::disposePath(const Item& ite
     method = DisposalMethod::delete_;
   }
   requireEmptiable(entry);
-  const auto [bytes, freeable, isInLowerLayer] = measure(entry, item, method);
+  const Measured measured = measure(entry, item, method);
   Disposed disposed{.receipt = {.path = item.path,
                                 .method = method,
                                 .destination = std::nullopt,
-                                .bytes = bytes,
+                                .bytes = measured.bytes,
                                 .at = setting_.clock()},
-                    .freed = method == DisposalMethod::delete_ ? freeable : 0};
-  if (isInLowerLayer && method == DisposalMethod::delete_) noteLowerLayer();
+                    .freed = method == DisposalMethod::delete_ ? measured.freeable : 0};
+  if (measured.isKeptInPart && method == DisposalMethod::delete_) noteLowerLayer();
   if (!dryRun) {
-    act(entry, standardizedPath(path), *quarantine_, disposed, bytes ? std::optional(freeable) : std::nullopt);
-    noteOpenStore(disposed.receipt);
+    act(entry, standardizedPath(path), measured, disposed);
+    noteOpenStores();
     return disposed;
   }
   requireChangeable(entry);
@@ -207,49 +217,50 @@ void TidraDeletionService::requireOutsideStores(const HeldEntry& entry) {
                                   escapedForTerminal(store->path), describedStore(store->kind)));
 }
 
-void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine,
-                               Disposed& disposed, std::optional<std::int64_t> freeable) {
+void TidraDeletionService::act(const HeldEntry& entry, const std::string& path, const Measured& measured,
+                               Disposed& disposed) {
   DisposalReceipt& receipt = disposed.receipt;
   switch (receipt.method) {
     case DisposalMethod::trash:
       receipt.destination = trash_.trash(entry, path, receipt.at);
       return;
     case DisposalMethod::quarantine:
-      receipt.destination = quarantine.quarantine(entry, path, receipt.bytes, receipt.at, freeable).url;
+      receipt.destination = quarantine_
+                                ->quarantine(entry, path, receipt.bytes, receipt.at,
+                                             measured.bytes ? std::optional(measured.freeable) : std::nullopt)
+                                .url;
       return;
     case DisposalMethod::delete_:
-      try {
-        const bool isKeptBelow = ItemRemoval::run(
-            entry,
-            {.workers = setting_.workers, .shouldCancel = shouldBreakOff(), .removedEntries = setting_.removedEntries});
-        if (!isKeptBelow) return;
-      } catch (const PartlyRemovedError& error) {
-        freedByFailure_ = ItemRemoval::freedByPart(error.left(), disposed.freed, false, setting_.workers);
-        throw;
-      }
-      disposed.freed = 0;
-      noteLowerLayer();
+      remove(entry, measured, disposed);
   }
+}
+
+void TidraDeletionService::remove(const HeldEntry& entry, const Measured& measured, Disposed& disposed) {
+  bool isKeptBelow = false;
+  try {
+    isKeptBelow = ItemRemoval::run(
+        entry,
+        {.workers = setting_.workers, .shouldCancel = shouldBreakOff(), .removedEntries = setting_.removedEntries});
+  } catch (const PartlyRemovedError& error) {
+    freedByFailure_ =
+        ItemRemoval::freedByPart(error.left(), disposed.freed, {.workers = setting_.workers, .layers = layers_});
+    throw;
+  }
+  // Where the dates did not show the lower layer, nobody knows what came from it.
+  if (!isKeptBelow || measured.isKeptInPart) return;
+  disposed.freed = 0;
+  noteLowerLayer();
 }
 
 void TidraDeletionService::noteLowerLayer() {
   notes_.insert("What came from a lower layer, such as a container's image, stays in that layer and frees nothing.");
 }
 
-void TidraDeletionService::noteOpenStore(const DisposalReceipt& receipt) {
-  if (!receipt.destination) return;
-  const std::string store = parentPath(*receipt.destination);
-  const auto facts = pathFacts(store);
-  if (!facts) return;
-  constexpr std::uint32_t writableByOthers = 0022;
-  constexpr std::uint32_t openToOthers = 0077;
-  const bool othersMayWrite = (facts->permissions & writableByOthers) != 0;
-  // Elsewhere such a store is refused.
-  if (receipt.method == DisposalMethod::trash ? !othersMayWrite : (facts->permissions & openToOthers) == 0) return;
-  notes_.insert(fmt::format(
-      "{} is open to whoever may use its volume, whose file system has no permissions: others can {} what was moved "
-      "there.",
-      escapedForTerminal(store), othersMayWrite ? "read and change" : "read"));
+/// Only of stores made just now, so that a user reads it once for each volume.
+void TidraDeletionService::noteOpenStores() {
+  for (const auto* stores : {&trash_.openStores(), &quarantine_->openStores()}) {
+    for (const std::string& store : *stores) notes_.insert(openStoreText(store));
+  }
 }
 
 std::function<bool()> TidraDeletionService::shouldBreakOff() const {
@@ -262,13 +273,14 @@ std::function<bool()> TidraDeletionService::shouldBreakOff() const {
 
 TidraDeletionService::Measured TidraDeletionService::measure(const HeldEntry& entry, const Item& item,
                                                              DisposalMethod method) const {
-  const bool isInLowerLayer = liesInLowerLayer(entry.path(), entry.facts.identity, setting_.mounts);
   if (entry.facts.type != EntryType::directory) {
-    const auto freeable = isInLowerLayer ? 0 : freeableByEntry(entry.folder.descriptor.get(), entry.name);
-    return {signedBytes(entry.facts.sizeBytes), freeable, isInLowerLayer};
+    const bool isKept = layers_.keeps(entry.path(), entry.facts.identity);
+    const auto freeable = isKept ? 0 : freeableByEntry(entry.folder.descriptor.get(), entry.name);
+    return {signedBytes(entry.facts.sizeBytes), freeable, isKept};
   }
   TidraDirectorySizeReader::Options options;
   options.workers = setting_.workers;
+  options.layers = layers_;
   options.limit = measuringLimit;
   // One rename moves a folder with all that lies in it to quarantine, and one restores it; a trash is for purging.
   options.forRemoval = method != DisposalMethod::quarantine;
@@ -281,7 +293,7 @@ TidraDeletionService::Measured TidraDeletionService::measure(const HeldEntry& en
     throw DisposalError("holds a repository since the scan; scan again");
   }
   if (!size.bytes) return {};
-  return {signedBytes(*size.bytes), isInLowerLayer ? 0 : signedBytes(size.use.freeableBytes), isInLowerLayer};
+  return {signedBytes(*size.bytes), signedBytes(size.use.freeableBytes), size.use.keptBytes > 0};
 }
 
 }  // namespace tidra

@@ -17,6 +17,7 @@
 #include "core/dispose/trash_disposer.h"
 #include "core/model/disposal.h"
 #include "core/model/repositories_inside.h"
+#include "core/platform/lower_layer.h"
 #include "core/platform/mount_table.h"
 #include "core/platform/path_resolver.h"
 
@@ -90,15 +91,15 @@ class TidraDeletionService {
   Disposed disposeTarget(const std::string& target, bool dryRun);
   Disposed disposePath(const Item& item, DisposalMethod method, bool dryRun, const QuarantineConfig& quarantine);
   std::vector<std::string> ownFolders(const QuarantineConfig& quarantine) const;
-  void act(const HeldEntry& entry, const std::string& path, QuarantineDisposer& quarantine, Disposed& disposed,
-           std::optional<std::int64_t> freeable);
-  void noteLowerLayer();
-  void noteOpenStore(const DisposalReceipt& receipt);
   struct Measured {
     std::optional<std::int64_t> bytes;  // absent when measuring timed out
     std::int64_t freeable = 0;
-    bool isInLowerLayer = false;  // then nothing is freeable
+    bool isKeptInPart = false;  // by a lower layer of an overlay: that part is not freeable
   };
+  void act(const HeldEntry& entry, const std::string& path, const Measured& measured, Disposed& disposed);
+  void remove(const HeldEntry& entry, const Measured& measured, Disposed& disposed);
+  void noteLowerLayer();
+  void noteOpenStores();
   Measured measure(const HeldEntry& entry, const Item& item, DisposalMethod method) const;
   bool isCancelled() const { return setting_.shouldCancel && setting_.shouldCancel(); }
   /// Returns the cancellation check of a removal in progress; empty when items are finished.
@@ -108,9 +109,11 @@ class TidraDeletionService {
   void requireOutsideStores(const HeldEntry& entry);
   Disposed emptyTrash(const Item& item, const HeldEntry& entry, bool dryRun);
 
+  OverlayLayers layers_;
   TrashDisposer trash_;
   std::optional<QuarantineDisposer> quarantine_;  // reused for all items
-  std::optional<StoreFinder> stores_;             // reused for all items
+  std::optional<StoreFinder> stores_;             // likewise
+  std::optional<ProtectedPlaces> protected_;      // likewise
   std::set<std::string> notes_;
   std::optional<std::int64_t> freedByFailure_;
 };

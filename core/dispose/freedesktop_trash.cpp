@@ -41,7 +41,7 @@ std::string originalPlace(const FreedesktopTrash::Entry& entry) {
     throw DisposalError(
         fmt::format("does not say where it was; move it back by hand from {}", escapedForTerminal(entry.path)));
   }
-  return placeToRestore(*entry.originalPath, infoFiles.name);
+  return placeToRestore(*entry.originalPath, infoFiles.name, entry.path);
 }
 
 }  // namespace
@@ -65,8 +65,9 @@ FreedesktopTrash::Location FreedesktopTrash::locationFor(const HeldEntry& entry)
   return {joinedPath(folder, "files"), joinedPath(folder, "info")};
 }
 
-FreedesktopTrash::Store FreedesktopTrash::open(const std::string& folder) const {
+FreedesktopTrash::Store FreedesktopTrash::open(const std::string& folder) {
   const auto trash = StoreFolder::open(folder, true, trashName);
+  if (trash.isNewAndOpen) openStores_.insert(trash.folder.path);
   return {StoreFolder::open(trash.folder, "files", true, trashName),
           StoreFolder::open(trash.folder, "info", true, trashName)};
 }
@@ -283,7 +284,8 @@ FreedesktopTrash::Purged FreedesktopTrash::remove(const std::vector<Entry>& entr
       listener.gone(entry);
     } catch (const PartlyRemovedError& error) {
       const bool isMeasured = entry.freeable > 0;
-      purged.partial.push_back({entry, isMeasured ? ItemRemoval::freedByPart(error.left(), entry.freeable, true) : 0});
+      purged.partial.push_back(
+          {entry, isMeasured ? ItemRemoval::freedByPart(error.left(), entry.freeable, {.isInTrash = true}) : 0});
       purged.failures.push_back({entry.path, error.what()});
     } catch (const std::exception& error) {
       purged.failures.push_back({entry.path, error.what()});

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -99,6 +100,9 @@ class FreedesktopTrash {
   /// StoreRecords::moveIn() does.
   std::string trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date);
 
+  /// Returns the trashes that this object made and that are open to others, as everything on their volumes is.
+  const std::set<std::string>& openStores() const { return openStores_; }
+
   /// Returns all entries of the home trash and those of other volumes, sorted by name, not measured. `notes` receives
   /// the skipped trashes and why.
   std::vector<Entry> list(TimePoint now, std::vector<std::string>& notes) const;
@@ -153,7 +157,7 @@ class FreedesktopTrash {
 
   std::string trashFolderFor(const HeldEntry& entry) const;
   std::vector<std::string> trashFolders() const;
-  Store open(const std::string& folder) const;
+  Store open(const std::string& folder);
   static Store openExisting(const std::string& folder);
   static bool mayBeInProgress(const Store& store, const std::string& name, TimePoint now);
   static Entry entryOf(const Store& store, const std::string& name, bool hasInfo, TimePoint now);
@@ -161,6 +165,7 @@ class FreedesktopTrash {
 
   TidraPathResolver resolver_;
   std::vector<MountPoint> mounts_;
+  std::set<std::string> openStores_;
   StoreRecords::Numbers nextNumbers_;
 };
 

@@ -116,15 +116,16 @@ void ItemRemoval::requireWhollyRemovable(const HeldEntry& entry, const Options& 
 }
 
 /// Comparing two measurements costs nothing while files are deleted.
-std::int64_t ItemRemoval::freedByPart(const std::string& left, std::int64_t freeableBefore, bool isInTrash,
-                                      unsigned workers) {
+std::int64_t ItemRemoval::freedByPart(const std::string& left, std::int64_t freeableBefore,
+                                      const Measuring& measuring) {
   constexpr std::chrono::seconds limit{5};
   TidraDirectorySizeReader::Options options;
-  options.workers = workers;
+  options.workers = measuring.workers;
+  options.layers = measuring.layers;
   options.limit = limit;
-  const auto size =
-      TidraDirectorySizeReader::readAll({{.path = left, .enterBundles = isInTrash, .isTrash = isInTrash}}, options)
-          .front();
+  const auto size = TidraDirectorySizeReader::readAll(
+                        {{.path = left, .enterBundles = measuring.isInTrash, .isTrash = measuring.isInTrash}}, options)
+                        .front();
   const std::int64_t rest = size.bytes ? signedBytes(size.use.freeableBytes) : freeableBefore;
   return std::max<std::int64_t>(0, freeableBefore - rest);
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/platform/held_folder.h"
+#include "core/platform/lower_layer.h"
 
 namespace tidra {
 
@@ -31,8 +32,12 @@ struct ItemRemoval {
   static bool run(const HeldEntry& entry, const Options& options);
 
   /// Returns what a removal has freed that left the folder `left`, when all of it would have freed `freeableBefore`.
-  static std::int64_t freedByPart(const std::string& left, std::int64_t freeableBefore, bool isInTrash,
-                                  unsigned workers = 0);
+  struct Measuring {
+    bool isInTrash = false;
+    unsigned workers = 0;  // 0: as many as a scan uses
+    OverlayLayers layers = {};
+  };
+  static std::int64_t freedByPart(const std::string& left, std::int64_t freeableBefore, const Measuring& measuring);
 };
 
 }  // namespace tidra

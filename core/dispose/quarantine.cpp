@@ -89,6 +89,7 @@ QuarantineDisposer::Quarantined QuarantineDisposer::quarantine(const HeldEntry& 
                                                                std::optional<std::int64_t> bytes, TimePoint date,
                                                                std::optional<std::int64_t> freeable) {
   const auto store = StoreFolder::open(rootFor(entry), false, quarantineName);
+  if (store.isNewAndOpen) openStores_.insert(store.folder.path);
   const std::string manifest = prettyJson(Manifest{.originalPath = originalPath,
                                                    .quarantinedAt = date,
                                                    .bytes = bytes,
@@ -217,11 +218,11 @@ QuarantineDisposer::Purged QuarantineDisposer::purge(TimePoint cutOff, Extent ex
 }
 
 void QuarantineDisposer::checkRestore(const Entry& entry) const {
-  static_cast<void>(placeToRestore(entry.manifest.originalPath, manifests.name));
+  static_cast<void>(placeToRestore(entry.manifest.originalPath, manifests.name, entry.url));
 }
 
 void QuarantineDisposer::restore(const Entry& entry) const {
-  const std::string place = placeToRestore(entry.manifest.originalPath, manifests.name);
+  const std::string place = placeToRestore(entry.manifest.originalPath, manifests.name, entry.url);
   const auto store = StoreFolder::openExisting(parentPath(entry.url), false, quarantineName);
   moveBack(holdEntry(entry.url), place);
   manifests.remove(store, entry.name(), "was restored");

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -97,6 +98,9 @@ class QuarantineDisposer {
   Quarantined quarantine(const HeldEntry& entry, const std::string& originalPath, std::optional<std::int64_t> bytes,
                          TimePoint date, std::optional<std::int64_t> freeable = {});
 
+  /// Returns the stores that this object made and that are open to others, as everything on their volumes is.
+  const std::set<std::string>& openStores() const { return openStores_; }
+
   /// Returns the entries of all volumes. Entries without an item or with an unreadable manifest are skipped and noted.
   /// Throws DisposalError if the configured folder cannot be trusted.
   Listing list() const;
@@ -146,6 +150,7 @@ class QuarantineDisposer {
   TidraPathResolver resolver_;
   std::string host_;
   std::vector<MountPoint> mounts_;
+  std::set<std::string> openStores_;
   StoreRecords::Numbers nextNumbers_;
 };
 

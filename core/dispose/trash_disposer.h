@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <set>
 #include <string>
 
 #include "core/base/time_point.h"
@@ -23,6 +24,9 @@ class TrashDisposer {
   /// Moves an item to the trash and returns its new path. Throws DisposalError, UnsafePathError or std::system_error:
   /// nothing has moved then, except after a lost race (TOCTOU), when what() names where the other file is.
   std::string trash(const HeldEntry& entry, const std::string& originalPath, TimePoint date);
+
+  /// As FreedesktopTrash::openStores(); none on macOS.
+  const std::set<std::string>& openStores() const { return freedesktop_.openStores(); }
 
   /// Result of emptying the trash.
   struct Emptied {

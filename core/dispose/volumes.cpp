@@ -21,6 +21,8 @@ namespace {
 
 Outcome<EntryFacts> factsOf(const HeldFolder& folder) { return descriptorFacts(folder.descriptor.get()); }
 
+constexpr std::uint32_t openToOthers = 0077;
+
 struct VolumeTop {
   std::string path;
   EntryFacts facts;
@@ -87,7 +89,7 @@ StoreFolder checked(const HeldFolder& parent, const std::string& name, bool othe
     throw DisposalError(
         fmt::format("{} {} is not a folder; move it away or choose another place", what, escapedForTerminal(path)));
   }
-  StoreFolder store{{std::move(component->folder), path}};
+  StoreFolder store{.folder = {std::move(component->folder), path}};
   const auto facts = factsOf(store.folder);
   if (!facts) throw std::system_error(facts.failure());
   if (facts->owner != runningUser()) {
@@ -96,7 +98,6 @@ StoreFolder checked(const HeldFolder& parent, const std::string& name, bool othe
         fmt::format("{} {} belongs to another user, so it is not used", what, escapedForTerminal(path)));
   }
   constexpr std::uint32_t writableByOthers = 0022;
-  constexpr std::uint32_t openToOthers = 0077;
   const bool isOpen = (facts->permissions & (othersMayRead ? writableByOthers : openToOthers)) != 0;
   if (isOpen && !isAsOpenAsVolume(store.folder, *facts, proof)) {
     throw DisposalError(
@@ -124,8 +125,8 @@ DisposalError otherVolume(const HeldEntry& entry, const std::string& storePath, 
 
 DisposalError inLowerLayer(const HeldFolder& folder, std::string_view wayOut) {
   return DisposalError(
-      fmt::format("it lies in a lower layer of the overlay at {}, such as a container's image, from which a folder "
-                  "cannot be moved, only copied; {}",
+      fmt::format("it lies in a lower layer of the overlay at {}, such as a container's image, wholly or in part, and "
+                  "such a folder cannot be moved, only copied; {}",
                   escapedForTerminal(volumeName(folder)), wayOut));
 }
 
@@ -198,7 +199,10 @@ StoreFolder StoreFolder::open(const HeldFolder& parent, const std::string& name,
                                     storeMessage(made)));
   }
   try {
-    return checked(parent, name, othersMayRead, what, Proof::chmod);
+    StoreFolder store = checked(parent, name, othersMayRead, what, Proof::chmod);
+    const auto facts = factsOf(store.folder);
+    store.isNewAndOpen = !made && facts && (facts->permissions & openToOthers) != 0;
+    return store;
   } catch (...) {
     if (!made) static_cast<void>(removeFolderEntry(parent.descriptor.get(), name.c_str()));
     throw;
@@ -244,10 +248,7 @@ void requireStorable(const HeldEntry& entry, const std::string& storePath, const
   if (Volumes::differ(entry.folder, existing)) throw otherVolume(entry, storePath, holdFolder(existing), deleteInstead);
   const bool mayLackOwners = existing != storePath && mayLackPermissions(entry.folder.descriptor.get());
   if (mayLackOwners && entry.facts.owner != runningUser()) throw ofVolumesOwner(storePath, "would belong");
-  const std::string path = entry.path();
-  const bool isInLowerLayer = entry.facts.type == EntryType::directory && keepsFoldersInPlace(path, mounts) &&
-                              liesInLowerLayer(path, entry.facts.identity, mounts);
-  if (isInLowerLayer) throw inLowerLayer(entry.folder, deleteInstead);
+  if (isKeptInPlace(entry, mounts)) throw inLowerLayer(entry.folder, deleteInstead);
 }
 
 void requireStoreUsable(const std::string& path, bool othersMayRead, const std::string& what) {

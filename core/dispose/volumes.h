@@ -35,6 +35,7 @@ std::string storeMessage(const std::error_code& error);
 /// A store, private to its owner and held open.
 struct StoreFolder {
   HeldFolder folder;
+  bool isNewAndOpen = false;  // made just now, and open to others: its file system has no permissions
 
   /// Opens `name` in `parent`, creating it if missing. Throws DisposalError if it cannot be created, is no real folder,
   /// belongs to another user or is accessible to others (`othersMayRead`: writable by others). Others' access is

@@ -8,6 +8,7 @@
 #include "core/dispose/disposal_error.h"
 #include "core/dispose/volumes.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/files.h"
 #include "core/platform/folder_entries.h"
 #include "core/platform/path_text.h"
 
@@ -30,9 +31,27 @@ void requireOwnFolder(const HeldFolder& folder) {
                   escapedForTerminal(folder.path)));
 }
 
+/// A link made since the entry was moved leads elsewhere than its path did. The rename into the store has changed the
+/// entry's ctime.
+void requireNoNewLink(const std::string& place, const std::string& stored) {
+  const auto moved = changedNanos(stored);
+  if (!moved) return;
+  for (std::string above = parentPath(place); above != "/"; above = parentPath(above)) {
+    const auto facts = pathFacts(above);
+    if (!facts || facts->type != EntryType::symbolicLink || facts->owner != runningUser()) continue;
+    const auto changed = changedNanos(above);
+    if (!changed || *changed <= *moved) continue;
+    throw DisposalError(fmt::format(
+        "{} has become a link to {} since, so nothing is restored there; make it a folder again, or move {} "
+        "back by hand",
+        escapedForTerminal(above), escapedForTerminal(linkTarget(above).value_or("another place")),
+        escapedForTerminal(stored)));
+  }
+}
+
 }  // namespace
 
-std::string placeToRestore(const std::string& original, std::string_view record) {
+std::string placeToRestore(const std::string& original, std::string_view record, const std::string& stored) {
   const std::string place = standardizedPath(original.starts_with('/') ? original : "/");
   const auto pieces = split(original, '/');
   const bool bent = std::find(pieces.begin(), pieces.end(), "..") != pieces.end();
@@ -40,6 +59,7 @@ std::string placeToRestore(const std::string& original, std::string_view record)
     throw DisposalError(fmt::format("{} names '{}' as the original path, which is not a valid one", record,
                                     escapedForTerminal(original)));
   }
+  requireNoNewLink(place, stored);
   if (pathFacts(place)) throw placeTaken(place);
   std::string above = parentPath(place);
   while (above != "/" && !pathFacts(above)) above = parentPath(above);

@@ -36,13 +36,16 @@ void forEachInode(Elements& elements, InodeOf inodeOf, Visit visit) {
   }
 }
 
-std::optional<SizeDifference> differenceOf(std::uint64_t apparent, std::uint64_t freeable, std::uint64_t linked,
+std::optional<SizeDifference> differenceOf(std::uint64_t apparent, const StorageUse& use, std::uint64_t linked,
                                            std::uint64_t holes) {
+  const std::uint64_t freeable = use.freeableBytes;
+  if (use.keptBytes > 0 && freeable == 0) return SizeDifference::imageLayer;
   constexpr std::uint64_t leastBytes = 1024ULL * 1024;
   constexpr std::uint64_t leastPart = 8;
   const auto [less, more] = std::minmax(apparent, freeable);
   if (more - less < std::max(leastBytes, more / leastPart)) return std::nullopt;
   if (freeable > apparent) return SizeDifference::smallFiles;
+  if (use.keptBytes > std::max(linked, holes)) return SizeDifference::imageLayer;
   return linked >= holes ? SizeDifference::hardLinks : SizeDifference::sparseFiles;
 }
 
@@ -127,26 +130,41 @@ void StorageTally::add(std::uint64_t apparent, std::uint64_t allocated) {
   if (apparent > allocated) addTo(holes_, apparent - allocated);
 }
 
+void StorageTally::addKept(std::uint64_t allocated) {
+  addTo(allocated_, allocated);
+  addTo(kept_, allocated);
+}
+
+void StorageTally::addKeptLink(SharedInode link) {
+  link.links = 0;
+  addLink(link);
+}
+
 void StorageTally::add(const StorageTally& part) {
   addTo(allocated_, part.allocated_);
+  addTo(kept_, part.kept_);
   addTo(holes_, part.holes_);
   links_.insert(links_.end(), part.links_.begin(), part.links_.end());
 }
 
 StorageUse StorageTally::take(std::uint64_t apparent) {
-  StorageUse use{.diskBytes = allocated_, .freeableBytes = allocated_};
+  StorageUse use;
+  use.diskBytes = allocated_;
+  use.freeableBytes = allocated_ - std::min(allocated_, kept_);
+  use.keptBytes = kept_;
   std::uint64_t linked = 0;
   const auto inodeOf = [](const SharedInode& link) -> const SharedInode& { return link; };
   forEachInode(links_, inodeOf, [&](auto first, auto last) {
     SharedInode inode = *first;
     inode.linksInside = static_cast<std::uint32_t>(last - first);
     addTo(use.diskBytes, inode.bytes);
+    if (inode.links == 0) return addTo(use.keptBytes, inode.bytes);
     addTo(linked, multiplied(inode.bytes, inode.linksInside - 1));
     if (inode.linksInside >= inode.links) return addTo(use.freeableBytes, inode.bytes);
     addTo(linked, inode.bytes);
     use.shared.push_back(inode);
   });
-  use.difference = differenceOf(apparent, use.freeableBytes, linked, holes_);
+  use.difference = differenceOf(apparent, use, linked, holes_);
   links_ = {};
   return use;
 }

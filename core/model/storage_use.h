@@ -46,7 +46,8 @@ std::string_view describedDifference(SizeDifference difference);
 /// What one tree occupies and frees; sums saturate.
 struct StorageUse {
   std::uint64_t diskBytes = 0;                    // allocated; each inode once
-  std::uint64_t freeableBytes = 0;                // allocated by what has no link elsewhere
+  std::uint64_t freeableBytes = 0;                // allocated by what has no link elsewhere and is not kept
+  std::uint64_t keptBytes = 0;                    // allocated in a lower layer of an overlay, which keeps it
   std::optional<SizeDifference> difference = {};  // absent if freeable bytes and apparent size are much alike
   std::vector<SharedInode> shared = {};           // by device and inode
 };
@@ -85,15 +86,19 @@ class StorageTally {
   void add(std::uint64_t apparent, std::uint64_t allocated);
   /// Adds one hard link, with `linksInside` 1, of an inode that has several.
   void addLink(const SharedInode& link) { links_.push_back(link); }
+  /// Adds what lies in a lower layer of an overlay: a folder, or one of the hard links of an inode.
+  void addKept(std::uint64_t allocated);
+  void addKeptLink(SharedInode link);
   void add(const StorageTally& part);
 
   /// Call once, at the end. `apparent` is the apparent size of the whole.
   StorageUse take(std::uint64_t apparent);
 
  private:
-  std::uint64_t allocated_ = 0;  // by entries without further links
-  std::uint64_t holes_ = 0;      // apparent bytes that are not allocated
-  std::vector<SharedInode> links_;
+  std::uint64_t allocated_ = 0;     // by entries without further links
+  std::uint64_t kept_ = 0;          // likewise, in a lower layer; part of it
+  std::uint64_t holes_ = 0;         // apparent bytes that are not allocated
+  std::vector<SharedInode> links_;  // an inode with 0 links lies in a lower layer
 };
 
 }  // namespace tidra

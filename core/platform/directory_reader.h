@@ -68,10 +68,11 @@ struct EntrySize {
   std::uint64_t inode = 0;
   std::uint32_t links = 1;  // hard links
   std::uint32_t owner = 0;  // user id
+  bool isOlder = false;     // born before the limit
 };
 
-/// Returns the size of the entry `name`. Symbolic links are not followed.
-Outcome<EntrySize> entrySize(int parent, const char* name);
+/// Returns the size of the entry `name`. Symbolic links are not followed. `bornLimit`: a birth time in ns since 1970.
+Outcome<EntrySize> entrySize(int parent, const char* name, std::optional<std::int64_t> bornLimit = {});
 
 /// Returns the bytes that an open folder itself occupies; 0 if unknown.
 std::uint64_t allocatedBy(int folder);
@@ -91,6 +92,9 @@ Outcome<EntryFacts> descriptorFacts(int descriptor);
 
 /// Facts of a path, which may exceed PATH_MAX; does not follow its last component.
 Outcome<EntryFacts> pathFacts(std::string_view path);
+
+/// Returns the ctime of an entry in ns since 1970; does not follow its last component.
+Outcome<std::int64_t> changedNanos(const std::string& path);
 
 /// Whether an access control list may let further users write where the permissions name the group. Follows symbolic
 /// links; true if unknown.

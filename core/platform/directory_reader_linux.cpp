@@ -19,6 +19,7 @@ namespace tidra {
 namespace {
 
 constexpr std::size_t bufferBytes = 64_KiB;
+constexpr std::int64_t nanosPerSecond = 1'000'000'000;
 constexpr std::uint64_t bytesPerBlock = 512;  // unit of st_blocks, independent of the file system's block size
 #ifdef STATX_MNT_ID
 constexpr unsigned mountMask = STATX_MNT_ID;
@@ -70,7 +71,6 @@ std::uint64_t mountOf(const struct statx& status) {
 
 std::optional<std::int64_t> birthOf(const struct statx& status) {
   if ((status.stx_mask & STATX_BTIME) == 0) return std::nullopt;
-  constexpr std::int64_t nanosPerSecond = 1'000'000'000;
   return status.stx_btime.tv_sec * nanosPerSecond + status.stx_btime.tv_nsec;
 }
 
@@ -90,22 +90,30 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
 
 }  // namespace
 
-Outcome<EntrySize> entrySize(int parent, const char* name) {
+Outcome<EntrySize> entrySize(int parent, const char* name, std::optional<std::int64_t> bornLimit) {
   struct statx status;
-  constexpr unsigned mask = STATX_SIZE | STATX_UID | STATX_BLOCKS | STATX_NLINK | STATX_INO;
+  constexpr unsigned always = STATX_SIZE | STATX_UID | STATX_BLOCKS | STATX_NLINK | STATX_INO;
+  const unsigned mask = bornLimit ? always | STATX_BTIME : always;
   if (::statx(parent, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, mask, &status) != 0) return lastSystemError();
   return EntrySize{.bytes = status.stx_size,
                    .allocated = status.stx_blocks * bytesPerBlock,
                    .device = makedev(status.stx_dev_major, status.stx_dev_minor),
                    .inode = status.stx_ino,
                    .links = status.stx_nlink,
-                   .owner = status.stx_uid};
+                   .owner = status.stx_uid,
+                   .isOlder = bornLimit && birthOf(status).value_or(*bornLimit) < *bornLimit};
 }
 
 // Half of the time that statx() takes with an empty path.
 std::uint64_t allocatedBy(int folder) {
   struct stat status;
   return ::fstat(folder, &status) == 0 ? static_cast<std::uint64_t>(status.st_blocks) * bytesPerBlock : 0;
+}
+
+Outcome<std::int64_t> changedNanos(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) return lastSystemError();
+  return status.st_ctim.tv_sec * nanosPerSecond + status.st_ctim.tv_nsec;
 }
 
 bool mayHaveAccessList(const std::string& path) {

@@ -8,6 +8,7 @@
 namespace tidra {
 namespace {
 
+constexpr std::int64_t nanosPerSecond = 1'000'000'000;
 constexpr std::uint64_t bytesPerBlock = 512;  // of st_blocks
 
 EntryType typeOfMode(unsigned mode) {
@@ -17,7 +18,6 @@ EntryType typeOfMode(unsigned mode) {
 }
 
 std::int64_t birthOf(const struct stat& status) {
-  constexpr std::int64_t nanosPerSecond = 1'000'000'000;
   return status.st_birthtimespec.tv_sec * nanosPerSecond + status.st_birthtimespec.tv_nsec;
 }
 
@@ -42,7 +42,7 @@ Outcome<EntryFacts> factsWithFlags(int parent, const char* name, int flags) {
 
 }  // namespace
 
-Outcome<EntrySize> entrySize(int parent, const char* name) {
+Outcome<EntrySize> entrySize(int parent, const char* name, std::optional<std::int64_t> bornLimit) {
   struct stat status {};
   if (::fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return lastSystemError();
   return EntrySize{.bytes = static_cast<std::uint64_t>(status.st_size),
@@ -50,12 +50,19 @@ Outcome<EntrySize> entrySize(int parent, const char* name) {
                    .device = static_cast<std::uint64_t>(status.st_dev),
                    .inode = static_cast<std::uint64_t>(status.st_ino),
                    .links = status.st_nlink,
-                   .owner = status.st_uid};
+                   .owner = status.st_uid,
+                   .isOlder = bornLimit && birthOf(status) < *bornLimit};
 }
 
 std::uint64_t allocatedBy(int folder) {
   struct stat status {};
   return ::fstat(folder, &status) == 0 ? static_cast<std::uint64_t>(status.st_blocks) * bytesPerBlock : 0;
+}
+
+Outcome<std::int64_t> changedNanos(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) return lastSystemError();
+  return status.st_ctimespec.tv_sec * nanosPerSecond + status.st_ctimespec.tv_nsec;
 }
 
 bool mayHaveAccessList(const std::string&) { return true; }

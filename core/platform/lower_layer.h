@@ -1,20 +1,37 @@
 // Lower layers of overlays, such as those of a container's image: they keep what is removed from the overlay.
 #pragma once
 
-#include <string_view>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
 #include <vector>
 
-#include "core/platform/directory_reader.h"
+#include "core/platform/held_folder.h"
 #include "core/platform/mount_table.h"
 
 namespace tidra {
 
-/// Whether what lies at a real path comes wholly from lower layers: it is older than the upper layer, in which any
-/// change to it or in it would have made a newer one. False if unknown.
-[[nodiscard]] bool liesInLowerLayer(std::string_view realPath, const FileIdentity& identity,
-                                    const std::vector<MountPoint>& mounts);
+/// When the upper layers of the mounted overlays were made. What an overlay shows with an earlier birth time lies in a
+/// lower layer, since any change to it, or in it if it is a folder, would have copied it up. A lower layer that is
+/// younger than the upper one, as over a folder in use, is not recognised: figures of overlays are upper bounds.
+class OverlayLayers {
+ public:
+  OverlayLayers() = default;
+  explicit OverlayLayers(const std::vector<MountPoint>& mounts);
 
-/// Whether a folder of which that holds cannot be renamed. False if unknown.
-[[nodiscard]] bool keepsFoldersInPlace(std::string_view realPath, const std::vector<MountPoint>& mounts);
+  /// Returns the birth time of the upper layer, in ns since 1970. Absent for other file systems, and where unknown.
+  std::optional<std::int64_t> upperBornNanos(std::uint64_t device) const;
+
+  /// Whether the entry at a path, which has this identity, lies in a lower layer. False if unknown.
+  bool keeps(const std::string& path, const FileIdentity& entry) const;
+
+ private:
+  std::map<std::uint64_t, std::int64_t> bornByDevice_;
+};
+
+/// Whether its overlay cannot rename a folder, because the folder, or a part of it, comes from a lower layer. False if
+/// unknown.
+[[nodiscard]] bool isKeptInPlace(const HeldEntry& entry, const std::vector<MountPoint>& mounts);
 
 }  // namespace tidra

@@ -65,6 +65,7 @@ WalkFilter filterFor(const TidraDirectorySizeReader::Options& options) {
   WalkFilter filter;
   filter.watch(options.exclusions.use);
   for (const MountPoint& mount : options.mounts) filter.addMount(mount.path);
+  filter.setLayers(options.layers);
   for (const std::string& pattern : options.exclusions.globPatterns) filter.addPattern(pattern);
   for (const std::string& pattern : options.exclusions.keptPatterns) filter.addKept(pattern);
   for (const std::string& path : options.exclusions.pathPrefixes) filter.addExcluded(realPathOrSame(path));

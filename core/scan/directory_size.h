@@ -12,6 +12,7 @@
 #include "core/model/repositories_inside.h"
 #include "core/model/storage_use.h"
 #include "core/platform/directory_reader.h"
+#include "core/platform/lower_layer.h"
 #include "core/platform/mount_table.h"
 #include "core/scan/exclusion_filter.h"
 #include "core/scan/kept_inside.h"
@@ -37,6 +38,7 @@ struct TidraDirectorySizeReader {
   struct Options {
     unsigned workers = 0;                      // 0: as many as a scan uses
     std::vector<MountPoint> mounts = {};       // file systems mounted inside are not counted
+    OverlayLayers layers = {};                 // what the lower ones keep is not freeable
     TidraScanExclusionFilter exclusions = {};  // matches inside a folder must stay
     std::vector<Store> stores = {};            // likewise, in addition to stores recognised by structure
     std::optional<std::chrono::milliseconds> limit = {};

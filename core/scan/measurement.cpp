@@ -32,8 +32,16 @@ void Measurement::identify(const Outcome<EntryFacts>& folder) {
 
 void Measurement::begin(const FolderNode& first) {
   identify(descriptorFacts(first.descriptor()));
+  if (identity_) upperBornNanos_ = filter_.layers().upperBornNanos(identity_->device);
   first_ = &first;
   begun_ = true;
+}
+
+void Measurement::addFolder(int folder, StorageTally& tally) const {
+  const std::uint64_t allocated = allocatedBy(folder);
+  const auto facts = upperBornNanos_ ? std::optional(descriptorFacts(folder)) : std::nullopt;
+  const bool isKept = facts && *facts && (*facts)->identity.bornNanos.value_or(*upperBornNanos_) < *upperBornNanos_;
+  isKept ? tally.addKept(allocated) : tally.add(0, allocated);
 }
 
 void Measurement::couldNotOpen(std::error_code failure, const UnopenedFolder& folder, const Position& position) {

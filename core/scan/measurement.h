@@ -156,7 +156,7 @@ class Measurement {
             Descend& descend) {
     const int descriptor = node.descriptor();
     const FolderExclusions exclusions(filter_, position.place, node);
-    seen.tally.add(0, allocatedBy(descriptor));
+    addFolder(descriptor, seen.tally);
     reader.start(descriptor);
     for (DirectoryEntry entry; reader.next(entry);) {
       seen.note(entry);
@@ -177,7 +177,7 @@ class Measurement {
 
   /// Symbolic links occupy blocks, but have no logical size here.
   void addFile(int folder, const DirectoryEntry& entry, bool isCounted, Listing& seen) {
-    const auto size = entrySize(folder, entry.name.data());
+    const auto size = entrySize(folder, entry.name.data(), upperBornNanos_);
     if (size) addTo(seen.tally, *size);
     if (!isCounted || entry.type != EntryType::regularFile) return;
     if (!size) {
@@ -189,9 +189,13 @@ class Measurement {
   }
 
   static void addTo(StorageTally& tally, const EntrySize& size) {
-    if (size.links <= 1) return tally.add(size.bytes, size.allocated);
-    tally.addLink({size.device, size.inode, size.allocated, 1, size.links});
+    if (size.links > 1) {
+      const SharedInode link{size.device, size.inode, size.allocated, 1, size.links};
+      return size.isOlder ? tally.addKeptLink(link) : tally.addLink(link);
+    }
+    size.isOlder ? tally.addKept(size.allocated) : tally.add(size.bytes, size.allocated);
   }
+  void addFolder(int folder, StorageTally& tally) const;
 
   void addSizes(const Listing& seen);
   bool belongs(std::string_view folderName) const;
@@ -236,6 +240,7 @@ class Measurement {
   // Written before any subfolder is visited; these keep the first folder alive.
   std::optional<FileIdentity> identity_;
   std::optional<std::uint32_t> owner_;
+  std::optional<std::int64_t> upperBornNanos_;  // of the overlay that holds it: what is older, a lower layer keeps
   const FolderNode* first_ = nullptr;
   mutable std::mutex mutex_;  // guards what follows
   std::optional<KeptInside> kept_;

@@ -244,14 +244,23 @@ bool SystemArtifactScanner::isSearchable(const Kept& kept, ProbeReport& report) 
 void SystemArtifactScanner::measure(std::vector<Kept>& items) {
   std::vector<std::size_t> measured;
   std::vector<TidraDirectorySizeReader::Folder> folders;
+  const OverlayLayers layers(request_.mounts);
   for (std::size_t i = 0; i < items.size(); ++i) {
-    if (!items[i].measured) continue;
+    FoundArtifact& found = items[i].found;
+    if (!items[i].measured) {
+      if (found.identity && layers.keeps(found.place, *found.identity)) {
+        found.finding.freeableBytes = 0;
+        found.finding.difference = SizeDifference::imageLayer;
+      }
+      continue;
+    }
     measured.push_back(i);
     folders.push_back(*items[i].measured);
   }
   if (folders.empty()) return;
   auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
                                                            .mounts = request_.mounts,
+                                                           .layers = layers,
                                                            .exclusions = request_.exclusions,
                                                            .stores = request_.stores,
                                                            .shouldCancel = request_.shouldCancel,

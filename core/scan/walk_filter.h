@@ -10,9 +10,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
+#include "core/platform/lower_layer.h"
 #include "core/scan/exclusion_filter.h"
 #include "core/scan/folder_node.h"
 #include "core/scan/name_map.h"
@@ -39,6 +41,8 @@ class WalkFilter {
   void addPattern(const std::string& pattern);
   /// Marks a mount point. Does not bar it.
   void addMount(std::string_view path);
+  /// Sets the overlays among the mounts, whose lower layers keep what is removed.
+  void setLayers(OverlayLayers layers) { layers_ = std::move(layers); }
   void add(const TidraScanExclusionFilter& filter);
   /// As addPrefix() and add(); matches also stay inside a folder that is one finding, where no walk goes.
   void addExcluded(std::string_view path);
@@ -55,6 +59,8 @@ class WalkFilter {
 
   /// Returns a filter that bars the addKept() patterns; null if there are none.
   const WalkFilter* kept() const { return kept_.get(); }
+
+  const OverlayLayers& layers() const { return layers_; }
 
   /// Whether a path or an ancestor is barred. For single paths; walks use FolderFilter.
   bool bars(std::string_view path) const;
@@ -74,6 +80,7 @@ class WalkFilter {
   using LongPattern = std::vector<std::string>;  // components; the first of an absolute pattern is empty
 
   Place root_;
+  OverlayLayers layers_;
   NameMap<std::monostate> names_;
   std::vector<std::string> nameGlobs_;
   std::vector<LongPattern> longPatterns_;

@@ -69,6 +69,7 @@ class Spelling {
 };
 
 void addMounts(WalkFilter& filter, const Request& request, const Spelling& spelling) {
+  filter.setLayers(OverlayLayers(request.mounts));
   const MountPoint* own = mountHolding(request.mounts, spelling.realRoot());
   for (const MountPoint& listed : request.mounts) {
     if (listed.path == spelling.realRoot() || !isSameOrInside(listed.path, spelling.realRoot())) continue;

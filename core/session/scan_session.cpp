@@ -25,7 +25,6 @@
 #include "core/scan/system_scanner.h"
 #include "core/session/finding_settlement.h"
 #include "core/session/git_checks.h"
-#include "core/session/layer_figures.h"
 #include "core/session/leftover_finder.h"
 #include "core/session/never_removed.h"
 #include "core/session/pack_hint.h"
@@ -73,7 +72,6 @@ class ScanSession {
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     outcome_.circumstances = circumstances(duration);
     proveAges();
-    settleLowerLayers(outcome_.findings, request_.mounts);
     settlement().run(covered_);
     noteIdleExclusions();
     noteOffPacks();
@@ -236,10 +234,11 @@ class ScanSession {
       return isOutOfBounds(leftover.place) || known.covers(leftover.finding.path) ||
              excluded.bars(leftover.finding.path) || excluded.bars(leftover.place);
     });
-    withhold(measureLeftovers(
-        leftovers, {.workers = request_.workers, .exclusions = exclusions_, .stores = stores_, .shouldCancel = [this] {
-                      return shouldCancel();
-                    }}));
+    withhold(measureLeftovers(leftovers, {.workers = request_.workers,
+                                          .layers = OverlayLayers(request_.mounts),
+                                          .exclusions = exclusions_,
+                                          .stores = stores_,
+                                          .shouldCancel = [this] { return shouldCancel(); }}));
     std::move(leftovers.begin(), leftovers.end(), std::back_inserter(outcome_.findings));
   }
 

@@ -365,6 +365,29 @@ TEST_F(TrashRestore, RefusesPlacesThatAreTakenBentOrNotItsOwn) {
   EXPECT_TRUE(exists(entry.path) && exists(info("/item.trashinfo")));
 }
 
+TEST_F(TrashRestore, NothingLandsBehindALinkMadeMeanwhile) {
+  tree_.makeFolder("else/p");
+  tree_.symlink("home/known", tree_.path("else"));
+  const auto viaKnown = put("home/known/p/kept");
+  const auto entry = put("home/p/item");
+  auto store = disposer();
+  quarantine(store, tree_.writeFile("home/p/other", "x"));
+  const auto other = store.list().entries.at(0);
+  std::filesystem::rename(tree_.path("home/p"), tree_.path("home/moved"));
+  const std::string link = tree_.path("home/p");
+  // File systems date in steps of some milliseconds.
+  for (tree_.symlink("home/p", tree_.path("else")); *changedNanos(link) <= *changedNanos(other.url);) {
+    std::filesystem::remove(link);
+    tree_.symlink("home/p", tree_.path("else"));
+  }
+  const auto refusal = AllOf(HasSubstr(link + " has become a link to " + tree_.path("else")), HasSubstr("by hand"));
+  EXPECT_THAT(refused(entry), refusal);
+  EXPECT_THAT(messageOf<DisposalError>([&] { store.restore(other); }), refusal);
+  EXPECT_THAT(namesIn(tree_.path("else")), ElementsAre("p"));
+  FreedesktopTrash::restore(viaKnown);
+  EXPECT_TRUE(exists(tree_.path("else/p/kept")));
+}
+
 TEST_F(TrashRestore, NothingLandsInAFolderThatAnotherUserMadeMeanwhile) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs a second user";
   const auto entry = put("home/shared/p/item");

@@ -4,7 +4,9 @@
 
 #include <filesystem>
 
+#include "core/platform/mount_table.h"
 #include "tests/core/scan/scan_fixture.h"
+#include "tests/support/mounted_file_system.h"
 #include "tests/support/tables.h"
 
 namespace tidra {
@@ -42,12 +44,34 @@ std::uint64_t allocatedBy(const TemporaryTree& tree, std::initializer_list<const
   return sum;
 }
 
-FoundArtifact measured(const std::string& path) {
-  auto sizes = TidraDirectorySizeReader::readAll({{path}}, {});
+FoundArtifact measured(const std::string& path, const OverlayLayers& layers = {}) {
+  auto sizes = TidraDirectorySizeReader::readAll({{path}}, {.layers = layers});
   FoundArtifact found;
   found.finding.sizeBytes = sizes[0].bytes.value();
   found.setUse(std::move(sizes[0].use));
   return found;
+}
+
+TEST(StorageUse, OfAnOverlayFreesWhatItsUpperLayerHolds) {
+  const TemporaryTree tree;
+  const MountedFileSystem volume(tree, R"(
+    mount -t tmpfs none $W; mkdir -p $W/l/kept $W/l/mixed/old; cd $W/l
+    for f in kept/f mixed/f mixed/changed mixed/old/f; do head -c 100000 /dev/zero >$f; done; ln mixed/f mixed/old/again
+    sleep 0.02; mkdir $W/u $W/w; mount -t overlay -o lowerdir=$W/l,upperdir=$W/u,workdir=$W/w none $V
+    echo >>$V/mixed/changed; mkdir $V/mixed/new; head -c 300000 /dev/zero >$V/mixed/new/f)");
+  if (!volume) GTEST_SKIP() << "cannot be mounted here";
+  const OverlayLayers layers(mountPoints());
+  const FoundArtifact kept = measured(volume.path("kept"), layers);
+  EXPECT_EQ(kept.finding.diskBytes, allocatedBy(tree, {"work/l/kept", "work/l/kept/f"}));
+  EXPECT_EQ(kept.finding.freeableBytes, 0U);
+  EXPECT_EQ(kept.finding.difference, SizeDifference::imageLayer);
+  const FoundArtifact mixed = measured(volume.path("mixed"), layers);
+  const auto above =
+      allocatedBy(tree, {"work/u/mixed", "work/u/mixed/changed", "work/u/mixed/new", "work/u/mixed/new/f"});
+  EXPECT_EQ(mixed.finding.freeableBytes, above);
+  EXPECT_EQ(mixed.finding.diskBytes,
+            above + allocatedBy(tree, {"work/l/mixed/f", "work/l/mixed/old", "work/l/mixed/old/f"}));
+  EXPECT_EQ(measured(volume.path("mixed")).finding.freeableBytes, mixed.finding.diskBytes);
 }
 
 TEST(StorageUse, CountsBlocksOfEachInodeOnceAndFreesThoseWithoutLinksElsewhere) {
