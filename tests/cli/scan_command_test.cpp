@@ -101,9 +101,11 @@ TEST_F(ScanCommand, SortsAndLimitsProjects) {
                 {"~/code/tool ", "~/code/web ", "~/code/ancient ", "~/code/snake "});
   expectInOrder(scan({"--sort", "path"}).out, {"~/code/ancient ", "~/code/snake ", "~/code/tool ", "~/code/web "});
   expectInOrder(scan({"--sort", "age"}).out, {"~/code/ancient ", "~/code/"});
+  tree().writeFile("code/plain/build/f");
   const std::string limited = scan({"--apparent-size", "--limit", "1"}).out;
-  EXPECT_THAT(limited, AllOf(HasSubstr("~/code/tool "), Not(HasSubstr("~/code/web ")), HasSubstr("3 more projects"),
-                             HasSubstr("53 KB can be removed")));
+  EXPECT_THAT(limited, AllOf(HasSubstr("~/code/tool "), Not(HasSubstr("~/code/web ")), HasSubstr("4 more projects"),
+                             HasSubstr("53 KB can be removed"),
+                             HasSubstr("to review: 1 artefact; --limit 0 shows each with its reason.")));
   EXPECT_THAT(scan({"--limit", "0"}).out, AllOf(HasSubstr("~/code/snake "), Not(HasSubstr("more projects"))));
 }
 
