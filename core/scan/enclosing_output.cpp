@@ -69,7 +69,8 @@ bool EnclosingOutput::isFindingOfProject(const std::string& folder) {
 
 std::optional<std::string> EnclosingOutput::findingAround(const std::string& path) {
   std::string inner = path;
-  for (std::string folder = parentPath(path); folder != "/"; folder = parentPath(folder)) {
+  const auto canBePart = [&](const std::string& folder) { return folder != "/" && !isSameOrInside(home_, folder); };
+  for (std::string folder = parentPath(path); canBePart(folder); folder = parentPath(folder)) {
     const std::string_view name = lastPathComponent(folder);
     if (rules_.ofFolder(name, rules_.find(name)) == nullptr) continue;
     for (std::string below = parentPath(inner); isSameOrInside(below, folder); below = parentPath(below)) {

@@ -25,8 +25,9 @@ class EnclosingOutput {
   std::optional<std::string> around(const std::string& path);
 
   /// Returns the nearest ancestor that a scan of its own parent takes or keeps as a whole: a rule names it, and it is
-  /// part of a project, by a manifest beside it or because git does not ignore it. The home folder is no project, and
-  /// repositories and worktrees inside are projects of their own. Needed only when the root lies inside.
+  /// part of a project, by a manifest beside it or because git does not ignore it. Neither the home folder nor what
+  /// holds it is part of a project, and repositories and worktrees inside are projects of their own. Needed only when
+  /// the root lies inside.
   std::optional<std::string> findingAround(const std::string& path);
 
   /// Returns a folder that equals or contains the path and is an artefact beyond doubt: it holds a tool's mark, and
