@@ -67,6 +67,13 @@ void noteUnproven(const ScanOutcome& outcome, bool apparentSize) {
       ByteFormatting::readable(apparentSize ? unproven.bytes : unproven.freeableBytes), verb, object));
 }
 
+/// What noteRaised() does not say.
+LeftOutFindings leftOutBesideRaised(const ScanOutcome& outcome) {
+  LeftOutFindings leftOut = outcome.leftOut;
+  leftOut.ofTier -= std::min(leftOut.ofTier, outcome.raised.count);
+  return leftOut;
+}
+
 void noteRaised(const RaisedFindings& raised, bool apparentSize) {
   if (raised.count == 0) return;
   const bool isOne = raised.count == 1;
@@ -119,7 +126,7 @@ int runCleanCommand(CleanOptions& options, const Program& program) {
   const CleanupPlan plan = makeCleanupPlan(candidates, method, request);
   if (candidates.empty() && !options.removal.json && !options.removal.emptyTrash) {
     writeOut("Nothing to remove.\n");
-    if (outcome.findings.empty()) noteLeftOut(options.scan, outcome.leftOut);
+    if (outcome.findings.empty()) noteLeftOut(options.scan, leftOutBesideRaised(outcome));
     noteOutOfBounds(outcome, options.scan);
     return ExitStatus::done;
   }
@@ -158,7 +165,7 @@ int runPlanCommand(CleanOptions& options, const Program& program) {
     writeOut(planText(candidates, planView(view, request)));
     writeOut(whereText(plan, *options.scan.output, program));
   }
-  if (outcome.findings.empty()) noteLeftOut(options.scan, outcome.leftOut);
+  if (outcome.findings.empty()) noteLeftOut(options.scan, leftOutBesideRaised(outcome));
   noteOutOfBounds(outcome, options.scan);
   return ExitStatus::done;
 }

@@ -37,9 +37,11 @@ std::vector<std::string> filterTexts(const ScanOptions& options, const LeftOutFi
     if (count > 0) texts.push_back(filterText(name, count));
   }
   if (!options.categories.empty() && leftOut.ofCategory == 0) texts.emplace_back("--category");
-  const bool hasCategoriesOff =
-      options.categories.empty() && !switchedOff(options.settings.app.systemScanEnabled).empty();
-  if (hasCategoriesOff && !options.last && !options.noSystem) texts.emplace_back("category of tidra config");
+  // A named folder bounds the search to it anyway.
+  const bool looksOutside = !options.last && !options.noSystem && (options.roots.empty() || options.system);
+  if (looksOutside && options.categories.empty() && !switchedOff(options.settings.app.systemScanEnabled).empty()) {
+    texts.emplace_back("category of tidra config");
+  }
   if (!options.disabledRules.empty()) texts.emplace_back("--disable-rule");
   if (!options.last && options.settings.app.disabledRules)
     texts.emplace_back("the rules that tidra rules disable switched off");

@@ -111,12 +111,14 @@ TEST_F(CleanupAsking, RootMakesNothingInTheHomeFolderOfAnotherUser) {
 }
 
 TEST_F(CleanupAsking, AnItemOfAPlanThatIsGoneIsNamedAsGone) {
-  for (const auto& [path, why] : TextPairs{{tree().path("code/gone/target"), "Path not found"},
-                                           {tree().path("code/gone"), "Path not found"},
+  for (const auto& [path, why] : TextPairs{{"~/code/gone/target", "Path not found"},
+                                           {"~/code/gone", "Path not found"},
                                            {"conda:nonsense", "Unknown Conda target"},
                                            {"pip:orphan:" + tree().path("code"), "pip not found in venv"},
-                                           {tree().path("code/tool"), "matches no rule"}}) {
-    const std::string file = writePlan(path, path.starts_with('/') ? "projectWalk" : "condaCLI");
+                                           {"~/code/tool", "matches no rule"}}) {
+    const bool isOfProject = path.starts_with('~');
+    const std::string file =
+        writePlan(isOfProject ? tree().root() + path.substr(1) : path, isOfProject ? "projectWalk" : "condaCLI");
     for (const char* how : {"--yes", "--dry-run"})
       EXPECT_THAT(run({"apply", file, how}), fails(1, HasSubstr(path + ": " + why))) << path;
   }

@@ -72,7 +72,7 @@ TEST_F(CliCleanup, WhatStaysBecauseItsTierWasRaisedIsNoted) {
                                Texts{"code/plain", "--tier", "warning"}, Texts{"code/tool", "-q"}}) {
     Texts all{"-n"};
     all.insert(all.end(), options.begin(), options.end());
-    EXPECT_EQ(clean(all).err, "") << joined(options, " ");
+    EXPECT_THAT(clean(all).err, Not(HasSubstr("because a check"))) << joined(options, " ");
   }
 }
 
@@ -183,9 +183,8 @@ TEST_F(CliCleanup, AFailingItemIsNamedAndTheRestGoes) {
     fs::remove_all(tree().path("code/web/dist"));
     const ProgramRun ran = apply(plan.dump(), mode);
     EXPECT_EQ(ran.status, 1);
-    EXPECT_THAT(linesOf(ran.err),
-                ElementsAre(AllOf(HasSubstr(tree().path("code/web/dist")), HasSubstr("Path not found")),
-                            AllOf(HasSubstr(tree().path("code/web") + ":"), HasSubstr("--allow-any-path"))));
+    EXPECT_THAT(linesOf(ran.err), ElementsAre(AllOf(HasSubstr("~/code/web/dist"), HasSubstr("Path not found")),
+                                              AllOf(HasSubstr("~/code/web:"), HasSubstr("--allow-any-path"))));
   }
   EXPECT_FALSE(exists("code/web/node_modules"));
   EXPECT_TRUE(exists("code/web"));
