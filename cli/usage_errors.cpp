@@ -61,9 +61,12 @@ struct UnknownWords {
 
 std::string unknownOptionText(const std::string& option, const NamedCommand& named) {
   const std::string name = option.substr(0, option.find('='));
-  const auto nearest = name.starts_with("--") ? nearestWord(name, named.options) : std::nullopt;
-  return fmt::format("{} has no option {}{} (see {} --help)", named.words, name,
-                     nearest ? fmt::format("; did you mean {}?", named.options[*nearest]) : ".", named.words);
+  std::string meant = ".";
+  if (name.starts_with("--")) {
+    const auto nearest = nearestWord(name, named.options);
+    if (nearest) meant = fmt::format("; did you mean {}?", named.options[*nearest]);
+  }
+  return fmt::format("{} has no option {}{} (see {} --help)", named.words, name, meant, named.words);
 }
 
 std::string unknownOperandText(const std::string& word, const NamedCommand& named, bool isProgram) {
