@@ -2,7 +2,7 @@
 //
 // Work stealing: every worker has its own stack (LIFO), which keeps it as small as the tree is deep. An idle worker
 // steals the older half of another's stack, where the large subtrees are. Workers mostly wait for the disk, so there
-// are more of them than processors.
+// are more of them than processors. One worker begins: a small tree takes less time than starting the others.
 #pragma once
 
 #include <algorithm>
@@ -107,9 +107,10 @@ class FolderTraversal {
       cancel();
     };
     cancelWhenAsked();
-    start();
+    startUpTo(queued_ < enoughForAll ? 1 : stacks_.size());
     constexpr std::chrono::milliseconds interval{10};
-    while (!waitFor(interval)) {
+    for (bool done = waitAlone(); !done; done = waitFor(interval)) {
+      if (queued_ > 0) startUpTo(stacks_.size());
       if (!cancelled && onPoll) onPoll();
       cancelWhenAsked();
     }
@@ -136,10 +137,10 @@ class FolderTraversal {
     std::deque<Task> tasks;
   };
 
-  /// Starts as many workers as the system allows; they exit after the last folder. If none can be started, waitFor()
-  /// does their work.
-  void start() {
-    for (unsigned i = 0; i < stacks_.size(); ++i) {
+  /// Starts workers, as far as the system allows, until there are `count`; they exit after the last folder. If none can
+  /// be started, waitFor() does their work.
+  void startUpTo(std::size_t count) {
+    for (auto i = static_cast<unsigned>(threads_.size()); i < count; ++i) {
       auto thread = startSpareThread([this, i] { work(i); });
       if (!thread) return;
       threads_.push_back(std::move(*thread));
@@ -150,8 +151,19 @@ class FolderTraversal {
   bool waitFor(std::chrono::milliseconds most) {
     if (threads_.empty()) return workFor(most);
     std::unique_lock lock(mutex_);
-    return finished_.wait_for(lock, most, [this] { return working_ == 0 && started_ == threads_.size(); });
+    return finished_.wait_for(lock, most, [this] { return isDone(); });
   }
+
+  /// As waitFor(), but ends as soon as there is work for all workers; a slow disk has them start after the time.
+  bool waitAlone() {
+    constexpr std::chrono::milliseconds most{5};
+    if (threads_.empty()) return workFor(most);
+    std::unique_lock lock(mutex_);
+    finished_.wait_for(lock, most, [this] { return hasEnoughForAll_ || isDone(); });
+    return isDone();
+  }
+
+  bool isDone() const { return working_ == 0 && started_ == threads_.size(); }
 
   void work(unsigned self) {
     {
@@ -216,6 +228,10 @@ class FolderTraversal {
       for (auto next = visit.subfolders_.rbegin(); next != visit.subfolders_.rend(); ++next) {
         stacks_[self].tasks.push_back({visit.node_, std::move(next->first), std::move(next->second), {}});
       }
+    }
+    if (queued_ >= enoughForAll && !hasEnoughForAll_.exchange(true)) {
+      const std::lock_guard lock(mutex_);
+      finished_.notify_all();
     }
     // This worker takes one of them itself.
     wake(count - 1);
@@ -282,11 +298,14 @@ class FolderTraversal {
     workChanged_.notify_all();
   }
 
+  static constexpr std::int64_t enoughForAll = 16;  // queued folders
+
   Visitor& visitor_;
   std::vector<Stack> stacks_;
   std::atomic<std::int64_t> outstanding_{0};  // folders pushed and not yet done
   std::atomic<std::int64_t> queued_{0};       // folders waiting in a stack
   std::atomic<int> idle_{0};
+  std::atomic<bool> hasEnoughForAll_{false};
   std::atomic<bool> cancelled_{false};
   std::mutex mutex_;  // guards started_ and working_; serialises wake-ups with waiting
   std::condition_variable workChanged_;
