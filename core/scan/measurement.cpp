@@ -39,8 +39,9 @@ void Measurement::begin(const FolderNode& first) {
 
 void Measurement::addFolder(int folder, StorageTally& tally) const {
   const std::uint64_t allocated = allocatedBy(folder);
-  const auto facts = upperBornNanos_ ? std::optional(descriptorFacts(folder)) : std::nullopt;
-  const bool isKept = facts && *facts && (*facts)->identity.bornNanos.value_or(*upperBornNanos_) < *upperBornNanos_;
+  if (!upperBornNanos_) return tally.add(0, allocated);
+  const auto facts = descriptorFacts(folder);
+  const bool isKept = facts && facts->identity.bornNanos.value_or(*upperBornNanos_) < *upperBornNanos_;
   isKept ? tally.addKept(allocated) : tally.add(0, allocated);
 }
 
