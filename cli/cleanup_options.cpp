@@ -122,8 +122,8 @@ Confirmation confirmationFor(const CleanupPlan& plan, const std::vector<CleanupC
 struct Agreement {
   std::vector<CleanupCandidate> candidates;  // includes refused ones, for the report
   bool toAnything = true;
-  bool toOwn = true;               // removals by Tidra itself, emptying the trash included
-  std::optional<bool> toUnlisted;  // absent when not asked
+  bool toOwn = true;              // removals by Tidra itself, emptying the trash included
+  std::optional<bool> toUndated;  // absent when not asked
 };
 
 /// True for a trash with nothing due: not worth a question; the removal reports why.
@@ -133,20 +133,20 @@ bool goesNothingOf(const std::string& path, const TrashChoices& trashes) {
 }
 
 /// Entries without a valid date in the trashes to be emptied.
-std::vector<FreedesktopTrash::Entry> unlistedIn(const Trashes& trashes) {
-  std::vector<FreedesktopTrash::Entry> unlisted;
-  if (trashes.emptying) unlisted = trashes.emptying->unlisted();
+std::vector<FreedesktopTrash::Entry> undatedIn(const Trashes& trashes) {
+  std::vector<FreedesktopTrash::Entry> undated;
+  if (trashes.emptying) undated = trashes.emptying->undated();
   for (const auto& [path, choice] : trashes.selected) {
-    unlisted.insert(unlisted.end(), choice.unlisted.begin(), choice.unlisted.end());
+    undated.insert(undated.end(), choice.undated.begin(), choice.undated.end());
   }
-  return unlisted;
+  return undated;
 }
 
 /// Asks once for each remover, and for undated entries of a trash to be emptied. A "no" drops only the items of that
 /// question.
 Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, bool apparentSize,
                  const Trashes& trashes, const RemovalOptions& options, const Program& program) {
-  Agreement agreement{.candidates = candidates, .toUnlisted = std::nullopt};
+  Agreement agreement{.candidates = candidates, .toUndated = std::nullopt};
   std::size_t asked = 0;
   std::size_t declined = 0;
   const auto decline = [&](const auto& isMeant) {
@@ -167,10 +167,10 @@ Agreement askFor(const std::vector<CleanupCandidate>& candidates, const CleanupP
     if (remover == Remover::tidra) agreement.toOwn = false;
     decline([&](const std::string& path) { return removerOf(path) == remover; });
   }
-  const auto unlisted = unlistedIn(trashes);
-  if (!unlisted.empty() && agreement.toOwn) agreement.toUnlisted = agreesToUnlisted(unlisted, program);
-  if (agreement.toUnlisted) ++asked;
-  if (agreement.toUnlisted == false)
+  const auto undated = undatedIn(trashes);
+  if (!undated.empty() && agreement.toOwn) agreement.toUndated = agreesToUndated(undated, program);
+  if (agreement.toUndated) ++asked;
+  if (agreement.toUndated == false)
     decline([&](const std::string& path) { return goesNothingOf(path, trashes.selected); });
   agreement.toAnything = asked == 0 || declined < asked;
   return agreement;
@@ -219,7 +219,7 @@ std::optional<TrashEmptying::Result> emptyAfterwards(const Trashes& trashes, con
   const bool isUsed = std::any_of(receipts.begin(), receipts.end(),
                                   [](const DisposalReceipt& receipt) { return receipt.destination.has_value(); });
   if (!options.emptyTrash && !isUsed) return std::nullopt;
-  return trashes.emptying->run(outcome, recorder, options.includesUnlisted || agreement.toUnlisted.value_or(false),
+  return trashes.emptying->run(outcome, recorder, options.includesUndated || agreement.toUndated.value_or(false),
                                onDeleted);
 }
 
@@ -240,7 +240,7 @@ void noteWhatStays(const Removed& removed, const std::string& home) {
   if (!emptied) return;
   writeFailures(emptied->purged.failures, home);
   for (const std::string& note : emptied->purged.notes) writeNote(note);
-  noteUnlisted(emptied->unlisted);
+  noteUndated(emptied->undated);
   if (emptied->later > 0) {
     writeNote(fmt::format("{} in the trash since you were asked.",
                           counted(emptied->later, "entry is new and stays", "entries are new and stay")));
@@ -316,7 +316,7 @@ void addRemovalOptions(CLI::App& command, RemovalOptions& options) {
   command.add_option("--quarantine-dir", options.quarantineFolder, "The quarantine folder to use")->type_name("DIR");
   command.add_flag("--force", options.force, "Also what .tidra-keep protects and what is in use");
   command.add_flag("--empty-trash", options.emptyTrash, "Empty the trash afterwards");
-  command.add_flag("--include-unlisted", options.includesUnlisted,
+  command.add_flag("--include-unlisted", options.includesUndated,
                    "Of the trash, also what has no info file, or no date that makes sense");
 }
 
@@ -360,9 +360,9 @@ CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& requ
 int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
              const RemovalOptions& options, const ScanViewOptions& view, const Program& program) {
   CleanupSetting setting = settingFor(plan, request, options, program);
-  Trashes trashes{trashChoices(candidates, request.now, options.includesUnlisted), std::nullopt};
+  Trashes trashes{trashChoices(candidates, request.now, options.includesUndated), std::nullopt};
   if (emptiesAfterwards(candidates, plan, options)) {
-    trashes.emptying.emplace(request, options.includesUnlisted, trashes.selected);
+    trashes.emptying.emplace(request, options.includesUndated, trashes.selected);
   }
   if (options.lines) {
     for (const CleanupCandidate& candidate : candidates) {
@@ -375,7 +375,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
     writeOut(planText(candidates, listing) + emptyingText(trashes.selected, listing) +
              (trashes.emptying ? trashes.emptying->listText(listing) : ""));
   }
-  const Agreement agreement = setting.dryRun ? Agreement{.candidates = candidates, .toUnlisted = std::nullopt}
+  const Agreement agreement = setting.dryRun ? Agreement{.candidates = candidates, .toUndated = std::nullopt}
                                              : askFor(candidates, plan, view.apparentSize, trashes, options, program);
   if (!agreement.toAnything) {
     if (options.lines) options.lines->finished(CleanupOutcome{}, {});
@@ -384,7 +384,7 @@ int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan&
     return ExitStatus::done;
   }
   InterruptGuard::requireNone("Interrupted; nothing was removed.");
-  setting.service.includesUnlisted = options.includesUnlisted || agreement.toUnlisted.value_or(false);
+  setting.service.includesUndated = options.includesUndated || agreement.toUndated.value_or(false);
   const VolumeFigures volumes(agreement.candidates, request.mounts);
   const Removed removed = removeAgreed(std::move(setting), trashes, agreement, options, program);
   // Standard output may be a broken pipe; failures go to standard error first.

@@ -23,7 +23,7 @@ struct RemovalOptions {
   bool allowAnyPath = false;
   bool emptyTrash = false;
   bool emptyTrashIfUsed = false;  // once something has been moved to it
-  bool includesUnlisted = false;  // of the trash: entries without a valid date too
+  bool includesUndated = false;   // of the trash: entries without a valid date too
   bool json = false;
   std::string scope = {};                 // "all of ~" where no folder was named
   std::shared_ptr<JsonLines> lines = {};  // with --json-lines; `json` is set as well, which silences the text

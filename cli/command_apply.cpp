@@ -78,7 +78,7 @@ void checkAgainstPlan(const RemovalOptions& options, bool emptiesTrashIfUsed, co
   }
   const bool hasTrash = std::any_of(plan.items.begin(), plan.items.end(),
                                     [](const auto& item) { return StoreNames::isWholeTrash(item.path); });
-  if (options.includesUnlisted && !options.emptyTrash && !emptiesTrashIfUsed && !hasTrash) {
+  if (options.includesUndated && !options.emptyTrash && !emptiesTrashIfUsed && !hasTrash) {
     throw InputError(missingNeed("--include-unlisted", "--empty-trash or the trash in the plan"));
   }
 }

@@ -27,7 +27,7 @@ struct JsonCodec<FreedesktopTrash::Entry> {
   static void write(JsonWriter& out, const FreedesktopTrash::Entry& entry) {
     JsonObjectWriter object(out);
     object.put("bytes", entry.bytes);
-    if (entry.isUnlisted()) object.put("fault", std::string(entry.fault()));
+    if (entry.isUndated()) object.put("fault", std::string(entry.fault()));
     object.put("freeableBytes", entry.freeable).putBytes("name", entry.name());
     if (entry.originalPath) object.putBytes("originalPath", *entry.originalPath);
     object.putBytes("path", entry.path);
@@ -46,7 +46,7 @@ struct TrashOptions {
   std::optional<std::string> olderThan;
   RemovalChoice removal;
   std::optional<std::string> home;
-  bool includesUnlisted = false;
+  bool includesUndated = false;
   bool json = false;
 };
 
@@ -139,13 +139,13 @@ FreedesktopTrash::Choice chosenForPurge(const TrashOptions& options, const Freed
   }
   const TimePoint now = currentTime();
   if (isNamed) {
-    if (options.includesUnlisted) throw InputError("--include-unlisted goes with --older-than or --all.");
+    if (options.includesUndated) throw InputError("--include-unlisted goes with --older-than or --all.");
     return {namedEntries(options, newestFirst(trash, now), resolver), {}};
   }
   const TimePoint cutOff =
       options.olderThan ? momentBefore(now, parseAge(*options.olderThan)) : now + std::chrono::seconds{1};
   std::vector<std::string> notes;
-  auto choice = FreedesktopTrash::choose(trash.list(now, notes), cutOff, options.includesUnlisted);
+  auto choice = FreedesktopTrash::choose(trash.list(now, notes), cutOff, options.includesUndated);
   writeNotes(notes);
   return choice;
 }
@@ -186,7 +186,7 @@ void writePurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gon
   const bool dry = program.options.dryRun;
   if (options.json) {
     std::vector<std::string> left;
-    for (const FreedesktopTrash::Entry& entry : choice.unlisted) left.push_back(entry.path);
+    for (const FreedesktopTrash::Entry& entry : choice.undated) left.push_back(entry.path);
     const auto fill = [&](JsonObjectWriter& object) {
       object.put("failures", purged.failures).putByteList("purged", purged.paths).putByteList("unlisted", left);
     };
@@ -219,10 +219,10 @@ std::optional<FreedesktopTrash::Purged> purgeAfterAsking(FreedesktopTrash::Choic
     return purged;
   }
   if (!agreesToPurge(itemsAmong(choice.due), program)) return std::nullopt;
-  if (!choice.unlisted.empty() && agreesToUnlisted(choice.unlisted, program).value_or(false)) {
-    FreedesktopTrash::measure(choice.unlisted);
-    choice.due.insert(choice.due.end(), choice.unlisted.begin(), choice.unlisted.end());
-    choice.unlisted.clear();
+  if (!choice.undated.empty() && agreesToUndated(choice.undated, program).value_or(false)) {
+    FreedesktopTrash::measure(choice.undated);
+    choice.due.insert(choice.due.end(), choice.undated.begin(), choice.undated.end());
+    choice.undated.clear();
   }
   const InterruptGuard guard;
   return purgeRecorded(choice.due, resolver);
@@ -237,7 +237,7 @@ int purgeTrash(const TrashOptions& options, const Program& program) {
     return ExitStatus::done;
   }
   const TrashEntries gone = goneEntries(*purged, choice.due);
-  noteUnlisted(choice.unlisted);
+  noteUndated(choice.undated);
   writePurged(*purged, gone, choice, options, resolver, program);
   writeFailures(purged->failures, resolver.home);
   if (InterruptGuard::requested()) {
@@ -280,7 +280,7 @@ void addTrashCommand(CLI::App& app, Program& program) {
   purging->add_flag("--all", options->all, "Everything");
   addRemovalChoice(*purging, options->removal);
   purging->add_option("--older-than", options->olderThan, "What was trashed longer ago, e.g. 30d")->type_name("AGE");
-  purging->add_flag("--include-unlisted", options->includesUnlisted,
+  purging->add_flag("--include-unlisted", options->includesUndated,
                     "Also what has no info file, or no date that makes sense");
   purging->footer(
       "Examples:\n  tidra trash purge --last             what the last tidra clean moved there\n  tidra trash purge "

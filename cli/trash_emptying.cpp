@@ -72,14 +72,14 @@ bool settlePartial(const FreedesktopTrash::Partial& partial, FreedesktopTrash::P
 
 }  // namespace
 
-TrashEmptying::TrashEmptying(const ScanRequest& request, bool includesUnlisted, const TrashChoices& selected)
+TrashEmptying::TrashEmptying(const ScanRequest& request, bool includesUndated, const TrashChoices& selected)
     : request_(request) {
   if (isUnknown) return;
   const TimePoint now = currentTime();
   std::vector<std::string> notes;  // emptying notes them
   auto entries = FreedesktopTrash(request.resolver, request.mounts).list(now, notes);
   std::erase_if(entries, [&](const Entry& entry) { return selected.contains(parentPath(entry.path)); });
-  seen_ = FreedesktopTrash::choose(std::move(entries), now + std::chrono::seconds{1}, includesUnlisted);
+  seen_ = FreedesktopTrash::choose(std::move(entries), now + std::chrono::seconds{1}, includesUndated);
   FreedesktopTrash::measure(seen_.due);
 }
 
@@ -111,7 +111,7 @@ std::string TrashEmptying::remark(std::size_t moved, bool apparentSize) const {
 std::string TrashEmptying::dryText(bool apparentSize) const {
   const std::string now = isUnknown ? "" : fmt::format(" of what is in it now {}", others(apparentSize));
   return fmt::format("The trash would be emptied{}{}.\n", now,
-                     seen_.unlisted.empty() ? "" : ", except entries without a usable date");
+                     seen_.undated.empty() ? "" : ", except entries without a usable date");
 }
 
 bool TrashEmptying::isMeant(const Entry& entry, const CleanupOutcome& outcome) const {
@@ -119,7 +119,7 @@ bool TrashEmptying::isMeant(const Entry& entry, const CleanupOutcome& outcome) c
   const auto isSame = [&](const Entry& seen) { return seen.path == entry.path && seen.identity == entry.identity; };
   return entry.dating == FreedesktopTrash::Dating::leftover ||
          std::any_of(seen_.due.begin(), seen_.due.end(), isSame) ||
-         std::any_of(seen_.unlisted.begin(), seen_.unlisted.end(), isSame) ||
+         std::any_of(seen_.undated.begin(), seen_.undated.end(), isSame) ||
          std::any_of(receipts.begin(), receipts.end(),
                      [&](const DisposalReceipt& receipt) { return receipt.destination == entry.path; });
 }
@@ -153,7 +153,7 @@ TrashEmptying::Result TrashEmptying::foresee(CleanupOutcome& outcome, const std:
   return result;
 }
 
-TrashEmptying::Result TrashEmptying::run(CleanupOutcome& outcome, RemovalRecorder& recorder, bool includesUnlisted,
+TrashEmptying::Result TrashEmptying::run(CleanupOutcome& outcome, RemovalRecorder& recorder, bool includesUndated,
                                          const OnDeleted& onDeleted) const {
   TrashDisposer trash(request_.resolver, request_.mounts);
   const auto isChosen = [&](const Entry& entry) { return isMeant(entry, outcome); };
@@ -171,10 +171,9 @@ TrashEmptying::Result TrashEmptying::run(CleanupOutcome& outcome, RemovalRecorde
     ofOthers.addPurged(entry);
     result.addOther(entry, onDeleted);
   };
-  auto emptied =
-      trash.emptyTrash(currentTime(), includesUnlisted, isChosen, &InterruptGuard::requested, {begins, gone});
+  auto emptied = trash.emptyTrash(currentTime(), includesUndated, isChosen, &InterruptGuard::requested, {begins, gone});
   result.purged = std::move(emptied.purged);
-  result.unlisted = std::move(emptied.unlisted);
+  result.undated = std::move(emptied.undated);
   result.later = emptied.later;
   outcome.cancelled = InterruptGuard::requested() && (result.purged.notBegun > 0 || !result.purged.failures.empty());
   if (outcome.cancelled) result.interruption = interruptedText(result.purged);
@@ -198,7 +197,7 @@ std::string TrashEmptying::Result::text() const {
   }
   text += partialText(othersInPart, "other entry of the trash", "other entries of the trash");
   const bool isEmpty =
-      purged.failures.empty() && interruption.empty() && purged.notes.empty() && unlisted.empty() && later == 0;
+      purged.failures.empty() && interruption.empty() && purged.notes.empty() && undated.empty() && later == 0;
   return text + (isEmpty ? "The trash is empty.\n" : "");
 }
 

@@ -20,7 +20,7 @@ namespace tidra {
 class TrashEmptying {
  public:
   /// Reads what is in the trashes now, without those in `selected`, which go as findings.
-  TrashEmptying(const ScanRequest& request, bool includesUnlisted, const TrashChoices& selected);
+  TrashEmptying(const ScanRequest& request, bool includesUndated, const TrashChoices& selected);
 
   /// Lists the entries that go, largest first. Empty when none go.
   std::string listText(const CleanupViewOptions& options) const;
@@ -35,7 +35,7 @@ class TrashEmptying {
   std::string dryText(bool apparentSize) const;
 
   /// Entries of which nothing says when they were trashed, and that do not go unless the user agrees.
-  const std::vector<FreedesktopTrash::Entry>& unlisted() const { return seen_.unlisted; }
+  const std::vector<FreedesktopTrash::Entry>& undated() const { return seen_.undated; }
 
   /// Called for each deleted entry: those of a removal with the receipt that it has now, others with one whose path is
   /// in the trash, and with where they came from.
@@ -44,13 +44,13 @@ class TrashEmptying {
 
   struct [[nodiscard]] Result {
     FreedesktopTrash::Purged purged;
-    std::size_t others = 0;                         // deleted, besides what the outcome's removal moved
-    std::int64_t othersBytes = 0;                   // that they freed
-    std::int64_t othersSize = 0;                    // logical
-    std::vector<FreedesktopTrash::Entry> unlisted;  // kept
-    std::size_t later = 0;                          // kept: came into the trash since it was read
-    std::vector<PartialRemoval> othersInPart;       // deletions that were cut short, besides those of the outcome
-    std::string interruption;                       // a sentence; empty if the emptying was not interrupted
+    std::size_t others = 0;                        // deleted, besides what the outcome's removal moved
+    std::int64_t othersBytes = 0;                  // that they freed
+    std::int64_t othersSize = 0;                   // logical
+    std::vector<FreedesktopTrash::Entry> undated;  // kept
+    std::size_t later = 0;                         // kept: came into the trash since it was read
+    std::vector<PartialRemoval> othersInPart;      // deletions that were cut short, besides those of the outcome
+    std::string interruption;                      // a sentence; empty if the emptying was not interrupted
 
     void addOther(const FreedesktopTrash::Entry& entry, const OnDeleted& onDeleted);
 
@@ -61,7 +61,7 @@ class TrashEmptying {
   /// Empties the trash. In `outcome` and in the history, what was moved there becomes deleted, in part where that was
   /// cut short; an interruption is one of the outcome. The other entries are a run of their own. Writes both, so that
   /// nothing may be added to `recorder` afterwards.
-  Result run(CleanupOutcome& outcome, RemovalRecorder& recorder, bool includesUnlisted,
+  Result run(CleanupOutcome& outcome, RemovalRecorder& recorder, bool includesUndated,
              const OnDeleted& onDeleted) const;
 
   /// The same of a dry run, by the sizes that are known before: what would be moved to the trash would be deleted.

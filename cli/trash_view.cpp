@@ -46,17 +46,17 @@ std::string trashContentText(std::vector<Entry> entries, const CleanupViewOption
 
 }  // namespace
 
-void noteUnlisted(const std::vector<Entry>& unlisted) {
-  if (unlisted.empty()) return;
+void noteUndated(const std::vector<Entry>& undated) {
+  if (undated.empty()) return;
   writeNote(fmt::format("{} still in the trash: {}. --include-unlisted removes such entries as well.",
-                        counted(unlisted.size(), "entry is", "entries are"), FreedesktopTrash::listed(unlisted)));
+                        counted(undated.size(), "entry is", "entries are"), FreedesktopTrash::describe(undated)));
 }
 
-std::optional<bool> agreesToUnlisted(const std::vector<Entry>& unlisted, const Program& program) {
+std::optional<bool> agreesToUndated(const std::vector<Entry>& undated, const Program& program) {
   if (program.options.assumeYes || ::isatty(STDIN_FILENO) != 1) return std::nullopt;
   return confirmed({fmt::format("{} in the trash {} no usable date: {}. Delete {} for good as well?",
-                                counted(unlisted.size(), "entry", "entries"), unlisted.size() == 1 ? "has" : "have",
-                                FreedesktopTrash::listed(unlisted), unlisted.size() == 1 ? "it" : "them"),
+                                counted(undated.size(), "entry", "entries"), undated.size() == 1 ? "has" : "have",
+                                FreedesktopTrash::describe(undated), undated.size() == 1 ? "it" : "them"),
                     {}},
                    program);
 }
@@ -76,14 +76,14 @@ std::string interruptedText(const FreedesktopTrash::Purged& purged) {
   return text + ".";
 }
 
-TrashChoices trashChoices(const std::vector<CleanupCandidate>& candidates, TimePoint seenAt, bool includesUnlisted) {
+TrashChoices trashChoices(const std::vector<CleanupCandidate>& candidates, TimePoint seenAt, bool includesUndated) {
   TrashChoices choices;
   for (const CleanupCandidate& candidate : candidates) {
     const std::string& path = candidate.item.path;
     if (candidate.refusal || !StoreNames::isWholeTrash(path)) continue;
     try {
       auto entries = FreedesktopTrash::listOf(parentPath(path), currentTime());
-      auto choice = FreedesktopTrash::choose(std::move(entries), seenAt, includesUnlisted);
+      auto choice = FreedesktopTrash::choose(std::move(entries), seenAt, includesUndated);
       FreedesktopTrash::measure(choice.due);
       choices.emplace(path, std::move(choice));
     } catch (const std::runtime_error&) {
@@ -130,9 +130,9 @@ std::string trashTable(const std::vector<Entry>& entries, const TidraPathResolve
   const std::size_t count = most == 0 ? entries.size() : std::min(most, entries.size());
   for (std::size_t i = 0; i < count; ++i) {
     const Entry& entry = entries[i];
-    const std::string from = entry.originalPath   ? shown(resolver.displayPath(*entry.originalPath))
-                             : entry.isUnlisted() ? std::string(entry.fault())
-                                                  : "the rest of a deletion";
+    const std::string from = entry.originalPath  ? shown(resolver.displayPath(*entry.originalPath))
+                             : entry.isUndated() ? std::string(entry.fault())
+                                                 : "the rest of a deletion";
     table.add({shown(entry.name()), sizeCell(shownSize(entry, apparentSize)),
                entry.isDated() ? localMinute(entry.date) : dash, from});
   }

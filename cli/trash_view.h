@@ -13,12 +13,12 @@
 namespace tidra {
 
 /// Writes a note on the undated entries that stay, and how to remove them. No output for an empty list.
-void noteUnlisted(const std::vector<FreedesktopTrash::Entry>& unlisted);
+void noteUndated(const std::vector<FreedesktopTrash::Entry>& undated);
 
 /// Asks whether to remove undated entries too. None when nobody is asked: without a terminal, and with --yes, which
 /// answers the first question only.
-[[nodiscard]] std::optional<bool> agreesToUnlisted(const std::vector<FreedesktopTrash::Entry>& unlisted,
-                                                   const Program& program);
+[[nodiscard]] std::optional<bool> agreesToUndated(const std::vector<FreedesktopTrash::Entry>& undated,
+                                                  const Program& program);
 
 /// "Interrupted; 3 entries of the trash are deleted, 1 is deleted in part, 5 that were to go are still in it."
 std::string interruptedText(const FreedesktopTrash::Purged& purged);
@@ -28,7 +28,7 @@ using TrashChoices = std::map<std::string, FreedesktopTrash::Choice>;
 
 /// Reads the trashes among the candidates. Skips entries added after `seenAt` and unreadable trashes, whose removal
 /// reports why.
-TrashChoices trashChoices(const std::vector<CleanupCandidate>& candidates, TimePoint seenAt, bool includesUnlisted);
+TrashChoices trashChoices(const std::vector<CleanupCandidate>& candidates, TimePoint seenAt, bool includesUndated);
 
 /// Lists the entries that go, largest first, under a heading. Empty when nothing goes.
 std::string emptyingText(const TrashChoices& choices, const CleanupViewOptions& options);

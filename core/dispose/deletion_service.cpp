@@ -25,24 +25,24 @@ namespace {
 constexpr std::chrono::seconds measuringLimit{30};
 
 /// Returns a sentence on the `staying` entries of a trash; empty for 0.
-std::string remainderOf(std::size_t staying, const std::vector<FreedesktopTrash::Entry>& unlisted) {
+std::string remainderOf(std::size_t staying, const std::vector<FreedesktopTrash::Entry>& undated) {
   if (staying == 0) return {};
   std::vector<std::string> reasons;
-  if (!unlisted.empty()) reasons.push_back(FreedesktopTrash::listed(unlisted));
-  if (const std::size_t later = staying - unlisted.size(); later > 0) {
+  if (!undated.empty()) reasons.push_back(FreedesktopTrash::describe(undated));
+  if (const std::size_t later = staying - undated.size(); later > 0) {
     reasons.push_back(fmt::format("{} trashed since the scan", later));
   }
   return fmt::format("{} {} in the trash: {}.", staying, staying == 1 ? "entry stays" : "entries stay",
                      joined(reasons, "; "));
 }
 
-void requireAnyDue(std::size_t due, std::size_t all, const std::vector<FreedesktopTrash::Entry>& unlisted) {
+void requireAnyDue(std::size_t due, std::size_t all, const std::vector<FreedesktopTrash::Entry>& undated) {
   if (due > 0 || all == 0) return;
-  if (unlisted.empty()) throw DisposalError("stays: everything in it was trashed since the scan");
+  if (undated.empty()) throw DisposalError("stays: everything in it was trashed since the scan");
   throw DisposalError(fmt::format(
       "stays, because nothing says when what is in the trash was put there: {}; tidra trash purge --older-than 0d "
       "--include-unlisted removes such entries",
-      FreedesktopTrash::listed(unlisted)));
+      FreedesktopTrash::describe(undated)));
 }
 
 void requireAllGone(const FreedesktopTrash::Purged& purged, std::size_t due) {
@@ -188,8 +188,8 @@ TidraDeletionService::Disposed TidraDeletionService::emptyTrash(const Item& item
   const TimePoint cutOff = setting_.seenAt.value_or(now + std::chrono::seconds{1});
   auto entries = FreedesktopTrash::listOf(trash, now);
   const std::size_t all = entries.size();
-  auto [due, unlisted] = FreedesktopTrash::choose(std::move(entries), cutOff, setting_.includesUnlisted);
-  requireAnyDue(due.size(), all, unlisted);
+  auto [due, undated] = FreedesktopTrash::choose(std::move(entries), cutOff, setting_.includesUndated);
+  requireAnyDue(due.size(), all, undated);
   FreedesktopTrash::measure(due);
   std::int64_t bytes = 0;
   std::int64_t freed = 0;
@@ -203,7 +203,7 @@ TidraDeletionService::Disposed TidraDeletionService::emptyTrash(const Item& item
                                 .bytes = bytes,
                                 .at = now},
                     .freed = freed,
-                    .remainder = remainderOf(all - due.size(), unlisted)};
+                    .remainder = remainderOf(all - due.size(), undated)};
   if (dryRun) return disposed;
   if (isCancelled()) throw DisposalError("was interrupted, so it stays in its place");
   requireAllGone(FreedesktopTrash::remove(due, shouldBreakOff()), due.size());

@@ -39,7 +39,7 @@ class TidraDeletionService {
     std::atomic<std::uint64_t>* removedEntries = nullptr;  // counts files and folders as they are deleted
     std::function<void()> whileRemoving = {};  // called on the caller's thread, often, while a folder is deleted
     std::optional<TimePoint> seenAt = {};      // when the user saw the trash: later entries stay in it
-    bool includesUnlisted = false;             // emptying a trash also removes entries without a valid date
+    bool includesUndated = false;              // emptying a trash also removes entries without a valid date
   };
 
   /// What is known about an item.
@@ -63,7 +63,7 @@ class TidraDeletionService {
   explicit TidraDeletionService(Setting setting);
 
   /// Disposes of one item. The folder "files" of a trash means the trash: its entries are deleted by every method,
-  /// except those trashed since `seenAt` and unlisted ones that the setting excludes; it is a failure if none are due.
+  /// except those trashed since `seenAt` and undated ones that the setting excludes; it is a failure if none are due.
   /// A dry run changes nothing and refuses what the real run would refuse. Failures of the file system or a tool are
   /// returned, not thrown. `quarantine` configures that method.
   [[nodiscard]] Result dispose(const Item& item, DisposalMethod method, bool dryRun,

@@ -122,25 +122,25 @@ FreedesktopTrash::Purged& FreedesktopTrash::Purged::operator+=(Purged other) {
   return *this;
 }
 
-FreedesktopTrash::Choice FreedesktopTrash::choose(std::vector<Entry> entries, TimePoint cutOff, bool includesUnlisted) {
+FreedesktopTrash::Choice FreedesktopTrash::choose(std::vector<Entry> entries, TimePoint cutOff, bool includesUndated) {
   Choice choice;
   for (Entry& entry : entries) {
-    if (entry.isDue(cutOff) || (includesUnlisted && entry.isUnlisted())) {
+    if (entry.isDue(cutOff) || (includesUndated && entry.isUndated())) {
       choice.due.push_back(std::move(entry));
-    } else if (entry.isUnlisted()) {
-      choice.unlisted.push_back(std::move(entry));
+    } else if (entry.isUndated()) {
+      choice.undated.push_back(std::move(entry));
     }
   }
   return choice;
 }
 
-std::string FreedesktopTrash::listed(const std::vector<Entry>& unlisted) {
+std::string FreedesktopTrash::describe(const std::vector<Entry>& undated) {
   constexpr std::size_t most = 5;
   std::vector<std::string> texts;
-  for (std::size_t i = 0; i < std::min(unlisted.size(), most); ++i) {
-    texts.push_back(fmt::format("{} {}", escapedForTerminal(unlisted[i].path), unlisted[i].fault()));
+  for (std::size_t i = 0; i < std::min(undated.size(), most); ++i) {
+    texts.push_back(fmt::format("{} {}", escapedForTerminal(undated[i].path), undated[i].fault()));
   }
-  if (unlisted.size() > most) texts.push_back(fmt::format("and {} more", unlisted.size() - most));
+  if (undated.size() > most) texts.push_back(fmt::format("and {} more", undated.size() - most));
   return joined(texts, "; ");
 }
 

@@ -49,7 +49,7 @@ class FreedesktopTrash {
     /// are.
     bool isDue(TimePoint cutOff) const { return dating == Dating::leftover || (isDated() && date < cutOff); }
     bool isDated() const { return dating == Dating::dated; }
-    bool isUnlisted() const { return !isDated() && dating != Dating::leftover; }
+    bool isUndated() const { return !isDated() && dating != Dating::leftover; }
     /// Returns why purging by age skips it: "has no info file".
     std::string_view fault() const;
   };
@@ -73,15 +73,15 @@ class FreedesktopTrash {
   /// The single rule for emptying a trash; see choose().
   struct Choice {
     std::vector<Entry> due;
-    std::vector<Entry> unlisted;  // kept: no valid deletion date
+    std::vector<Entry> undated;  // kept: no valid deletion date
   };
 
-  /// Due: trashed before `cutOff`, plus entries without a valid date if `includesUnlisted`. Entries trashed later are
+  /// Due: trashed before `cutOff`, plus entries without a valid date if `includesUndated`. Entries trashed later are
   /// in neither list.
-  static Choice choose(std::vector<Entry> entries, TimePoint cutOff, bool includesUnlisted);
+  static Choice choose(std::vector<Entry> entries, TimePoint cutOff, bool includesUndated);
 
   /// Returns "/t/files/a has no info file; /t/files/b has a date in the future; and 3 more".
-  static std::string listed(const std::vector<Entry>& unlisted);
+  static std::string describe(const std::vector<Entry>& undated);
 
   /// `mounts` are the volumes whose trash is purged in addition to the home trash.
   FreedesktopTrash(TidraPathResolver resolver, std::vector<MountPoint> mounts);

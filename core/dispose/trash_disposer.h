@@ -30,16 +30,16 @@ class TrashDisposer {
 
   /// Result of emptying the trash.
   struct Emptied {
-    FreedesktopTrash::Purged purged;                // its notes: trashes skipped and why
-    std::vector<FreedesktopTrash::Entry> due;       // what was to go, measured; empty on macOS
-    std::vector<FreedesktopTrash::Entry> unlisted;  // kept: no valid deletion date
-    std::size_t later = 0;                          // kept: not meant
+    FreedesktopTrash::Purged purged;               // its notes: trashes skipped and why
+    std::vector<FreedesktopTrash::Entry> due;      // what was to go, measured; empty on macOS
+    std::vector<FreedesktopTrash::Entry> undated;  // kept: no valid deletion date
+    std::size_t later = 0;                         // kept: not meant
   };
 
   /// Empties the trash. On macOS through the Finder, which reports nothing; elsewhere everything trashed until `now`,
-  /// plus entries without a valid date if `includesUnlisted`, of those that are meant. Polls `shouldCancel` between and
+  /// plus entries without a valid date if `includesUndated`, of those that are meant. Polls `shouldCancel` between and
   /// within entries. The listener is not called for the Finder's trash.
-  [[nodiscard]] Emptied emptyTrash(TimePoint now, bool includesUnlisted,
+  [[nodiscard]] Emptied emptyTrash(TimePoint now, bool includesUndated,
                                    const std::function<bool(const FreedesktopTrash::Entry&)>& isMeant,
                                    const std::function<bool()>& shouldCancel,
                                    const FreedesktopTrash::Listener& listener);

@@ -15,7 +15,7 @@ std::string TrashDisposer::trash(const HeldEntry& entry, const std::string& orig
   return freedesktop_.trash(entry, originalPath, date);
 }
 
-TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint now, bool includesUnlisted,
+TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint now, bool includesUndated,
                                                  const std::function<bool(const FreedesktopTrash::Entry&)>& isMeant,
                                                  const std::function<bool()>& shouldCancel,
                                                  const FreedesktopTrash::Listener& listener) {
@@ -23,9 +23,9 @@ TrashDisposer::Emptied TrashDisposer::emptyTrash(TimePoint now, bool includesUnl
   const auto untilNow = now + std::chrono::seconds{1};
   auto entries = freedesktop_.list(now, notes);
   const auto later = std::erase_if(entries, [&](const auto& entry) { return !isMeant(entry); });
-  auto choice = FreedesktopTrash::choose(std::move(entries), untilNow, includesUnlisted);
+  auto choice = FreedesktopTrash::choose(std::move(entries), untilNow, includesUndated);
   FreedesktopTrash::measure(choice.due);
-  Emptied emptied{{}, std::move(choice.due), std::move(choice.unlisted), later};
+  Emptied emptied{{}, std::move(choice.due), std::move(choice.undated), later};
   emptied.purged = FreedesktopTrash::remove(emptied.due, shouldCancel, listener);
   emptied.purged.notes = std::move(notes);
   return emptied;

@@ -159,7 +159,7 @@ TEST_F(Trash, WhatNothingDatesStaysUnlessItIsChosen) {
   FreedesktopTrash::measure(left);
   std::vector<std::string> told;
   for (const auto& entry : left) {
-    EXPECT_TRUE(entry.isUnlisted());
+    EXPECT_TRUE(entry.isUndated());
     told.push_back(fmt::format("{} {} {}", lastPathComponent(entry.path), entry.bytes, entry.fault()));
   }
   EXPECT_THAT(told, ElementsAre("orphan 3 has no info file", "tomorrow 7 has a date in the future",
@@ -181,7 +181,7 @@ TEST_F(Trash, IsEmptiedAsTheItemThatItIs) {
   tree_.writeFile("home/.local/share/Trash/files/orphan/deep", "123");
   tree_.writeFile("home/.local/share/Trash/files/q/1-x/f", "1");
   tree_.writeFile("home/.local/share/Trash/files/q/1-x.tidra.json", "");
-  const auto emptying = [this](bool includesUnlisted) {
+  const auto emptying = [this](bool includesUndated) {
     return TidraDeletionService({.resolver = resolver_,
                                  .host = "a-host",
                                  .mounts = mountPoints(),
@@ -189,20 +189,20 @@ TEST_F(Trash, IsEmptiedAsTheItemThatItIs) {
                                  .clock = [] { return now; },
                                  .shouldCancel = {},
                                  .seenAt = now,
-                                 .includesUnlisted = includesUnlisted});
+                                 .includesUndated = includesUndated});
   };
-  const auto emptied = [&](bool includesUnlisted, bool dryRun) {
-    return emptying(includesUnlisted).dispose({files(), {}}, DisposalMethod::quarantine, dryRun, config());
+  const auto emptied = [&](bool includesUndated, bool dryRun) {
+    return emptying(includesUndated).dispose({files(), {}}, DisposalMethod::quarantine, dryRun, config());
   };
   const auto before = tree_.snapshot();
   EXPECT_TRUE(std::holds_alternative<TidraDeletionFailure>(
       emptying(true).dispose({files("/old"), {}}, DisposalMethod::trash, false, config())));
-  for (const auto& [includesUnlisted, bytes, remainder] :
+  for (const auto& [includesUndated, bytes, remainder] :
        {std::tuple{true, 9, std::string("1 entry stays in the trash: 1 trashed since the scan.")},
         {false, 5,
          "3 entries stay in the trash: " + files("/orphan") + " has no info file; " + files("/q") +
              " has no info file; 1 trashed since the scan."}}) {
-    const auto disposed = std::get<TidraDeletionService::Disposed>(emptied(includesUnlisted, true));
+    const auto disposed = std::get<TidraDeletionService::Disposed>(emptied(includesUndated, true));
     EXPECT_EQ(disposed.receipt.bytes, bytes);
     EXPECT_EQ(disposed.remainder, remainder);
   }
