@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <string>
 #include <system_error>
 
@@ -124,13 +125,23 @@ pid_t startTraced(const std::string& program, const std::vector<std::string>& ar
   ::_exit(127);
 }
 
-/// Traces a stopped program and its threads to their end.
+/// Traces a stopped program and its threads to their end. Programs that it runs are traced as well, since their calls
+/// stop them, but not counted.
 class Tracer {
  public:
   Tracer(pid_t child, const SystemCallBreak& at) : child_(child), at_(at) {}
+  ~Tracer() {
+    for (const pid_t other : others_) {
+      ::kill(other, SIGKILL);
+      ::waitpid(other, nullptr, __WALL);
+    }
+  }
+  Tracer(const Tracer&) = delete;
+  Tracer& operator=(const Tracer&) = delete;
 
   BrokenRun run() {
-    const auto options = PTRACE_O_TRACESECCOMP | PTRACE_O_TRACECLONE | PTRACE_O_EXITKILL;
+    const auto options =
+        PTRACE_O_TRACESECCOMP | PTRACE_O_TRACECLONE | PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK | PTRACE_O_EXITKILL;
     trace(PTRACE_SETOPTIONS, child_, 0, reinterpret_cast<void*>(static_cast<long>(options)));
     goOn(child_, 0);
     for (;;) {
@@ -142,6 +153,8 @@ class Tracer {
       } else if (thread == child_) {
         run_.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
         return run_;
+      } else {
+        others_.erase(thread);
       }
     }
   }
@@ -153,9 +166,18 @@ class Tracer {
 
   void stopped(pid_t thread, int status) {
     const int signal = WSTOPSIG(status);
-    if (status >> 8 == (SIGTRAP | (PTRACE_EVENT_SECCOMP << 8))) atSystemCall(thread);
+    const int event = status >> 16;
+    const bool isOther = others_.contains(thread);
+    const bool isNewProcess = event == PTRACE_EVENT_FORK || event == PTRACE_EVENT_VFORK;
+    if (isNewProcess || (isOther && event == PTRACE_EVENT_CLONE)) addOther(thread);
+    if (event == PTRACE_EVENT_SECCOMP && !isOther) atSystemCall(thread);
     // New threads start with a stop; the tracer's signals must not reach the program.
     goOn(thread, signal == SIGTRAP || signal == SIGSTOP ? 0 : signal);
+  }
+
+  void addOther(pid_t parent) {
+    unsigned long made = 0;
+    if (trace(PTRACE_GETEVENTMSG, parent, 0, &made) == 0) others_.insert(static_cast<pid_t>(made));
   }
 
   void atSystemCall(pid_t thread) {
@@ -176,6 +198,7 @@ class Tracer {
   pid_t child_;
   SystemCallBreak at_;
   BrokenRun run_;
+  std::set<pid_t> others_;  // that the program runs, and their threads
   int count_ = 0;
 };
 
