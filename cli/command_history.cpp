@@ -60,8 +60,8 @@ std::string methodText(const RemovalRun& run) {
   return std::string(rawValue(movedSome ? run.method : DisposalMethod::delete_));
 }
 
-/// Where an item is now. What a store holds no longer is in its place again or was purged, by whatever program; a store
-/// that cannot be seen, as on a volume that is not there, says nothing.
+/// Where an item is now. An item that is no longer in its store was restored if its place exists, else purged, possibly
+/// by another program. If the store itself is missing (volume not mounted): as recorded.
 std::string nowText(const RemovedItem& item) {
   if (item.restoredAt) return "restored";
   const bool isGone =
@@ -70,8 +70,7 @@ std::string nowText(const RemovedItem& item) {
   return pathExists(item.path) ? "restored" : "purged";
 }
 
-/// "2 of 3": what an undo has brought back of what was moved; what the history has only counted was moved like the
-/// rest.
+/// "2 of 3": what an undo has brought back of what was moved. Items beyond those listed count as moved.
 std::string backText(const RemovalRun& run) {
   const auto count = [&](auto matches) { return std::count_if(run.items.begin(), run.items.end(), matches); };
   const auto listed = count([](const RemovedItem& item) { return item.isMoved(); });

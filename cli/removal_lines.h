@@ -1,5 +1,5 @@
-// The JSON lines of a removal after which the trash is emptied: what it moves there is removed once it is deleted
-// there.
+// The JSON lines of a removal after which the trash is emptied. Delays the `removed` line of an item that goes to the
+// trash until then.
 #pragma once
 
 #include <cstddef>

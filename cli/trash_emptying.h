@@ -37,16 +37,16 @@ class TrashEmptying {
   /// Entries of which nothing says when they were trashed, and that do not go unless the user agrees.
   const std::vector<FreedesktopTrash::Entry>& undated() const { return seen_.undated; }
 
-  /// Called for each deleted entry: those of a removal with the receipt that it has now, others with one whose path is
-  /// in the trash, and with where they came from.
+  /// Called for each deleted entry. Of this removal: with the item's new receipt. Of any other: with a receipt that has
+  /// its path in the trash, and with `originalPath`.
   using OnDeleted = std::function<void(const DisposalReceipt&, std::int64_t bytes, std::int64_t freedBytes,
                                        const std::optional<std::string>& originalPath)>;
 
   struct [[nodiscard]] Result {
     FreedesktopTrash::Purged purged;
     std::size_t others = 0;                        // deleted, besides what the outcome's removal moved
-    std::int64_t othersBytes = 0;                  // that they freed
-    std::int64_t othersSize = 0;                   // logical
+    std::int64_t othersBytes = 0;                  // freed by deleting those
+    std::int64_t othersSize = 0;                   // logical size of those, in bytes
     std::vector<FreedesktopTrash::Entry> undated;  // kept
     std::size_t later = 0;                         // kept: came into the trash since it was read
     std::vector<PartialRemoval> othersInPart;      // deletions that were cut short, besides those of the outcome

@@ -226,7 +226,7 @@ void RemovalHistory::change(const std::function<void(std::vector<RemovalRun>&)>&
   });
 }
 
-/// What no run of this program wrote is kept under a name that is no journal's.
+/// Removes a journal that was taken over; renames a damaged one to "….damaged" and reports it.
 void RemovalHistory::discard(const LeftJournal& journal) const {
   if (!journal.isDamaged) return removeFile(journal.path);
   onNote_(fmt::format("The record of a removal {} is damaged; it is kept as {}.", journal.path,

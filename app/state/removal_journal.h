@@ -16,26 +16,26 @@ namespace tidra {
 struct LeftJournal {
   std::string path;
   RemovalRun run;          // as far as it came, within the bounds of the history; without items if nothing was removed
-  bool isDamaged = false;  // it has what no run writes, or is not a file of the user
+  bool isDamaged = false;  // part of it cannot be read, or it is no regular file of the user
 };
 
 /// The file of one run: a line of JSON for the run, and one for each step, appended as it happens. The process holds a
 /// lock on it while it lives; an unlocked one belongs to a process that ended early, and the history takes it over.
-/// Not flushed to disk: it survives the process, not necessarily a power cut. docs/state.md describes it.
+/// Not flushed to disk: it survives the process, not necessarily a power cut. Best effort: after a failed write nothing
+/// more is appended. docs/state.md describes it.
 class RemovalJournal {
  public:
   /// Creates the file in the folder of the history, whose lock the caller holds. Throws std::system_error.
   RemovalJournal(const std::string& folder, const RemovalRun& run);
 
-  /// Best effort: after a failed write nothing more is appended.
-  /// The removal of an item begins, which would free so many bytes.
+  /// Records that the removal of an item begins. `freeableBytes`: what it would free.
   void begin(const std::string& path, std::optional<std::int64_t> freeableBytes = {});
   void add(const RemovedItem& item);
   void add(const TidraDeletionFailure& failure);
 
   const std::string& path() const { return path_; }
 
-  /// Returns those in the folder that no process holds any more, oldest first.
+  /// Returns the journals in the folder that no process holds any more, oldest first.
   static std::vector<LeftJournal> leftIn(const std::string& folder);
 
  private:

@@ -20,7 +20,7 @@ StateFolders stateFolders(TidraPlatform platform, const TidraPathResolver& resol
 std::unique_ptr<PreferencesStore> openPreferences(const TidraPathResolver& resolver,
                                                   std::function<void(const std::string&)> onNote);
 
-/// Creates a folder of state with its missing parents, mode 0700; takes the access of others from one that they can
+/// Creates a folder of state with its missing parents, mode 0700; sets that mode on an existing one that others can
 /// write to, where the file system has permissions. Throws PreferencesError when the folder, or a link on the way to
 /// it, belongs to another user; std::system_error that names the path when it cannot be made.
 void makeStateFolder(const std::string& path);
@@ -29,8 +29,8 @@ void makeStateFolder(const std::string& path);
 /// owner. Follows symbolic links; true if there is no file.
 [[nodiscard]] bool isOwnState(const std::string& path);
 
-/// Replaces a file of the running user alone. `onNote` is called when it is a new file that others can read all the
-/// same, so once for each file. Throws std::system_error.
+/// Replaces a file of the running user, mode 0600. Calls `onNote` once, on creation, if others can read it all the same
+/// because the file system ignores permissions. Throws std::system_error.
 void replacePrivateFile(const std::string& path, std::string_view bytes,
                         const std::function<void(const std::string&)>& onNote);
 

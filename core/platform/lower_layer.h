@@ -12,9 +12,10 @@
 
 namespace tidra {
 
-/// When the upper layers of the mounted overlays were made. What an overlay shows with an earlier birth time lies in a
-/// lower layer, since any change to it, or in it if it is a folder, would have copied it up. A lower layer that is
-/// younger than the upper one, as over a folder in use, is not recognised: figures of overlays are upper bounds.
+/// When the upper layers of the mounted overlays were made. An entry older than the upper layer lies in a lower one: a
+/// change to it, or in it if it is a folder, would have caused a copy-up, which sets a new birth time. A lower layer
+/// that is younger than the upper one, as over a folder in use, is not recognised: figures of overlays are upper
+/// bounds.
 class OverlayLayers {
  public:
   OverlayLayers() = default;

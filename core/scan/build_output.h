@@ -22,9 +22,10 @@ bool isCommonName(const ArtifactMaker& maker);
 /// Whether people also use that name for folders of documents of their own.
 bool isOrdinaryName(const ArtifactMaker& maker);
 
-/// Returns the first mark of the tool in a folder that belongs to it, to root or to this owner; empty without one. A
-/// folder of nothing but build trees of one generator (CMake's presets: "build/debug", "build/gcc/release") counts as
-/// marked: "debug/CMakeCache.txt". `inside` is its listing, here and below.
+/// Returns the first mark of the tool in the folder that belongs to the running user, to root or to `owner`, the
+/// folder's owner; empty without one. A folder of nothing but build trees of one generator (CMake's presets:
+/// "build/debug", "build/gcc/release") counts as marked: "debug/CMakeCache.txt". `inside` is its listing, here and
+/// below.
 std::string markOfTool(const ArtifactMaker& maker, const std::string& folder, const std::vector<FolderEntry>& inside,
                        std::uint32_t owner);
 

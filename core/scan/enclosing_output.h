@@ -1,5 +1,5 @@
-// Folders around a path that a scan takes as a whole. What lies in the output of a build is a part of it, such as a
-// bundled package or a fetched dependency, and no build there makes it again.
+// Finds the build output or the finding that encloses a path. What lies in the output of a build is a part of it, such
+// as a bundled package or a fetched dependency, and no build there makes it again.
 #pragma once
 
 #include <optional>
@@ -13,7 +13,9 @@
 
 namespace tidra {
 
-/// Caches folders and ignore files; not thread-safe. Paths are absolute, with symbolic links resolved.
+/// certainlyHolding() decides where a walk begins; the assessment of a finding asks around(), then findingAround(),
+/// which needs no mark of a tool. Caches folders and ignore files; not thread-safe. Paths are absolute, with symbolic
+/// links resolved.
 class EnclosingOutput {
  public:
   /// `rules` must outlive this.
@@ -24,10 +26,12 @@ class EnclosingOutput {
   /// does not ignore it. Needed only when its rule is disabled or the root lies inside.
   std::optional<std::string> around(const std::string& path);
 
-  /// Returns the nearest ancestor that a scan of its own parent takes or keeps as a whole: a rule names it, and it is
-  /// part of a project, by a manifest beside it or because git does not ignore it. Neither the home folder nor what
-  /// holds it is part of a project, and repositories and worktrees inside are projects of their own. Needed only when
-  /// the root lies inside.
+  /// Returns the nearest ancestor that a scan of its own parent takes or keeps as a whole. Conditions:
+  /// - a rule names it;
+  /// - a manifest lies beside it, or git does not ignore it;
+  /// - it neither is nor holds the home folder;
+  /// - no repository or worktree lies between it and the path.
+  /// Needed only when the root lies inside.
   std::optional<std::string> findingAround(const std::string& path);
 
   /// Returns a folder that equals or contains the path and is an artefact beyond doubt: it holds a tool's mark, and

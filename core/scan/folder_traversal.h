@@ -154,7 +154,8 @@ class FolderTraversal {
     return finished_.wait_for(lock, most, [this] { return isDone(); });
   }
 
-  /// As waitFor(), but ends as soon as there is work for all workers; a slow disk has them start after the time.
+  /// As waitFor(), but returns as soon as there is work for all workers, and after 5 ms at the latest, so that a slow
+  /// disk gets all workers.
   bool waitAlone() {
     constexpr std::chrono::milliseconds most{5};
     if (threads_.empty()) return workFor(most);

@@ -29,7 +29,7 @@ class AuditVerifyTest : public AuditTest {
   std::string verdict(const std::string& content) const { return verifyAs(content).message; }
 };
 
-/// The specification: a line that decodes and re-encodes to the same bytes.
+/// The reference: whether a line decodes and encodes to the same bytes again.
 bool isEncoding(std::string_view line) {
   try {
     const AuditRecord record = decodeAuditLine(line, "it");
