@@ -83,7 +83,7 @@ void requireOutsideLogFiles(const ResolvedPolicy& made) {
 }
 
 /// Notes patterns that match nothing.
-void noteIdlePatterns(const std::string& key, const std::vector<std::string>& texts, const TidraPathResolver& resolver,
+void noteDeadPatterns(const std::string& key, const std::vector<std::string>& texts, const TidraPathResolver& resolver,
                       std::vector<std::string>& notes) {
   for (std::size_t i = 0; i < texts.size(); ++i) {
     const std::string expanded = resolver.expandVariables(texts[i]);
@@ -154,8 +154,8 @@ ResolvedPolicy ResolvedPolicy::make(const FleetPolicy& policy, const TidraPathRe
                                        escapedForTerminal(*policy.metrics.listen), made.listen.host, made.listen.port));
     }
   }
-  noteIdlePatterns("scan.exclude", policy.scan.exclude, resolver, made.notes);
-  noteIdlePatterns("never.paths", policy.never.paths, resolver, made.notes);
+  noteDeadPatterns("scan.exclude", policy.scan.exclude, resolver, made.notes);
+  noteDeadPatterns("never.paths", policy.never.paths, resolver, made.notes);
   return made;
 }
 
