@@ -187,7 +187,7 @@ TEST(FleetPolicy, ExamplesCanBeUsed) {
   }
   const auto host = FleetPolicy::parse(*ExamplePolicies::text("agent-host"));
   EXPECT_EQ(host.audit.path, "~/.tidra/audit.jsonl");
-  EXPECT_EQ(host.metrics.textfile, "/var/lib/node_exporter/textfile_collector/tidra.prom");
+  EXPECT_EQ(host.metrics.textfile, "/var/lib/prometheus/node-exporter/tidra.prom");
   EXPECT_EQ(host.metrics.listen, "127.0.0.1:9477");
   EXPECT_EQ(ExamplePolicies::text("developr"), std::nullopt);
 }
