@@ -93,6 +93,30 @@ std::size_t appendPaths(std::vector<std::string>& arguments, const std::vector<s
   return next;
 }
 
+/// Returns the folders by the repositories around them. Adds to `answer` those that are repositories themselves, and
+/// those with too many around.
+std::map<std::string, std::vector<std::string>> foldersByRepository(const std::vector<std::string>& folders,
+                                                                    TidraGitMetadataReader::Tracked& answer) {
+  std::map<std::string, std::vector<std::string>> byRepository;
+  RepositoryFinder finder;
+  constexpr std::size_t mostRepositories = 8;  // around one folder
+  for (const std::string& folder : folders) {
+    if (holdsRepository(folder)) {
+      answer.held.insert(folder);
+      continue;
+    }
+    // Also outer ones: a repository made inside a tracked folder does not know what the outer one tracks.
+    std::size_t count = 0;
+    for (auto around = finder.of(pathAbove(folder)); around; around = finder.of(pathAbove(*around))) {
+      if (++count > mostRepositories) answer.unknown.insert(folder);
+      if (count > mostRepositories) break;
+      byRepository[std::string(*around)].push_back(folder);
+      if (*around == "/") break;
+    }
+  }
+  return byRepository;
+}
+
 }  // namespace
 
 /// Returns the output of git on those of the paths that the checked-out commit has, empty before the first commit;
@@ -134,23 +158,7 @@ TidraGitMetadataReader::Tracked TidraGitMetadataReader::trackedAmong(const std::
 
 TidraGitMetadataReader::Tracked TidraGitMetadataReader::tracked(const std::vector<std::string>& folders) const {
   Tracked answer;
-  std::map<std::string, std::vector<std::string>> byRepository;
-  RepositoryFinder finder;
-  constexpr std::size_t mostRepositories = 8;  // around one folder
-  for (const std::string& folder : folders) {
-    if (holdsRepository(folder)) {
-      answer.held.insert(folder);  // a repository itself
-      continue;
-    }
-    // Also outer ones: a repository made inside a tracked folder does not know what the outer one tracks.
-    std::size_t count = 0;
-    for (auto around = finder.of(pathAbove(folder)); around; around = finder.of(pathAbove(*around))) {
-      if (++count > mostRepositories) answer.unknown.insert(folder);
-      if (count > mostRepositories) break;
-      byRepository[std::string(*around)].push_back(folder);
-      if (*around == "/") break;
-    }
-  }
+  const auto byRepository = foldersByRepository(folders, answer);
   std::vector<std::pair<const std::string*, const std::vector<std::string>*>> questions;
   questions.reserve(byRepository.size());
   for (const auto& [repository, inside] : byRepository) questions.emplace_back(&repository, &inside);

@@ -126,14 +126,8 @@ const IgnoreFinder::Folder& IgnoreFinder::look(const std::string& folder) {
   return *known;
 }
 
-IgnoreFinder::Answer IgnoreFinder::of(const std::string& folder) {
-  std::vector<Level> levels;  // nearest first
-  Answer answer;
-  const auto facts = pathFacts(folder);
-  if (const auto owner = facts ? facts->owner : runningUser(); owner != owner_) {
-    owner_ = owner;
-    folders_.clear();
-  }
+std::vector<IgnoreFinder::Level> IgnoreFinder::levelsAbove(const std::string& folder, Answer& answer) {
+  std::vector<Level> levels;
   std::string above = parentPath(folder);
   for (; levels.size() < mostIgnoreLevels && !answer.isInRepository; above = parentPath(above)) {
     const Folder& looked = look(above);
@@ -143,13 +137,24 @@ IgnoreFinder::Answer IgnoreFinder::of(const std::string& folder) {
     levels.push_back({above, &looked.rules});
     if (above == "/") break;
   }
-  if (levels.empty()) return answer;
   if (answer.isInRepository) {
     // Lowest precedence: ignores of this clone, then of this user.
     const std::string repository = levels.back().folder;
     levels.push_back({repository, &look(repository).excluded});
     levels.push_back({repository, &global_});
   }
+  return levels;
+}
+
+IgnoreFinder::Answer IgnoreFinder::of(const std::string& folder) {
+  Answer answer;
+  const auto facts = pathFacts(folder);
+  if (const auto owner = facts ? facts->owner : runningUser(); owner != owner_) {
+    owner_ = owner;
+    folders_.clear();
+  }
+  const auto levels = levelsAbove(folder, answer);
+  if (levels.empty()) return answer;
   const std::string& top = levels.back().folder;
   const std::string relative = folder.substr(top == "/" ? 1 : top.size() + 1);
   for (auto end = relative.find('/');; end = relative.find('/', end + 1)) {

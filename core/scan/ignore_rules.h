@@ -81,6 +81,9 @@ class IgnoreFinder {
 
   const Folder& look(const std::string& folder);
 
+  /// Returns the ignore files that apply to a folder, in descending precedence; sets what `answer` says of versioning.
+  std::vector<Level> levelsAbove(const std::string& folder, Answer& answer);
+
   std::string home_;
   std::uint32_t owner_ = 0;  // owner of the folder being looked up
   IgnoreRules global_;

@@ -241,21 +241,24 @@ bool SystemArtifactScanner::isSearchable(const Kept& kept, ProbeReport& report) 
   return false;
 }
 
+void SystemArtifactScanner::noteKeptByLowerLayer(std::vector<Kept>& items, const OverlayLayers& layers) {
+  for (Kept& item : items) {
+    FoundArtifact& found = item.found;
+    if (item.measured || !found.identity || !layers.keeps(found.place, *found.identity)) continue;
+    found.finding.freeableBytes = 0;
+    found.finding.difference = SizeDifference::imageLayer;
+  }
+}
+
 void SystemArtifactScanner::measure(std::vector<Kept>& items) {
-  std::vector<std::size_t> measured;
-  std::vector<TidraDirectorySizeReader::Folder> folders;
   const OverlayLayers layers(request_.mounts);
-  for (std::size_t i = 0; i < items.size(); ++i) {
-    FoundArtifact& found = items[i].found;
-    if (!items[i].measured) {
-      if (found.identity && layers.keeps(found.place, *found.identity)) {
-        found.finding.freeableBytes = 0;
-        found.finding.difference = SizeDifference::imageLayer;
-      }
-      continue;
-    }
-    measured.push_back(i);
-    folders.push_back(*items[i].measured);
+  noteKeptByLowerLayer(items, layers);
+  std::vector<Kept*> measured;
+  std::vector<TidraDirectorySizeReader::Folder> folders;
+  for (Kept& item : items) {
+    if (!item.measured) continue;
+    measured.push_back(&item);
+    folders.push_back(*item.measured);
   }
   if (folders.empty()) return;
   auto sizes = TidraDirectorySizeReader::readAll(folders, {.workers = request_.workers,
@@ -265,22 +268,22 @@ void SystemArtifactScanner::measure(std::vector<Kept>& items) {
                                                            .stores = request_.stores,
                                                            .shouldCancel = request_.shouldCancel,
                                                            .rules = request_.rulesInside});
-  std::vector<char> isLeftOut(items.size(), 0);
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    FoundArtifact& found = items[measured[i]].found;
-    ScanArtifactFinding& finding = found.finding;
-    finding.sizeBytes = sizes[i].bytes.value_or(0);
-    // The folder of a tool's item is not what is removed, so it has no identity.
-    if (folders[i].path == finding.path) found.identity = sizes[i].identity;
-    const bool isEmptyTrash = items[measured[i]].isTrash && sizes[i].bytes == 0U && listing(finding.path).empty();
-    isLeftOut[measured[i]] = !sizes[i].bytes || sizes[i].kept || isEmptyTrash ? 1 : 0;
-    found.repositories = std::move(sizes[i].repositories);
-    found.inside = std::move(sizes[i].inside);
-    found.setUse(std::move(sizes[i].use));
-    if (sizes[i].kept) withheld_.push_back({finding.path, *sizes[i].kept});
-  }
-  std::size_t index = 0;
-  std::erase_if(items, [&](const Kept&) { return isLeftOut[index++] != 0; });
+  for (std::size_t i = 0; i < measured.size(); ++i) setMeasured(*measured[i], sizes[i]);
+  std::erase_if(items, [](const Kept& item) { return item.isLeftOut; });
+}
+
+void SystemArtifactScanner::setMeasured(Kept& item, TidraDirectorySizeReader::Size& size) {
+  FoundArtifact& found = item.found;
+  ScanArtifactFinding& finding = found.finding;
+  finding.sizeBytes = size.bytes.value_or(0);
+  // The folder of a tool's item is not what is removed, so it has no identity.
+  if (item.measured->path == finding.path) found.identity = size.identity;
+  const bool isEmptyTrash = item.isTrash && size.bytes == 0U && listing(finding.path).empty();
+  item.isLeftOut = !size.bytes || size.kept || isEmptyTrash;
+  found.repositories = std::move(size.repositories);
+  found.inside = std::move(size.inside);
+  found.setUse(std::move(size.use));
+  if (size.kept) withheld_.push_back({finding.path, *size.kept});
 }
 
 }  // namespace tidra

@@ -84,6 +84,7 @@ class SystemArtifactScanner {
     FoundArtifact found;
     std::optional<TidraDirectorySizeReader::Folder> measured;  // whose size is the finding's; absent if that is known
     bool isTrash = false;                                      // a whole trash
+    bool isLeftOut = false;                                    // set by measuring
   };
 
   bool isLeftOut(const SystemArtifactProbe& probe) const;
@@ -94,7 +95,11 @@ class SystemArtifactScanner {
   void tickProjects(const std::vector<FoundArtifact>& projects);
   /// Claims, measures and reports the items of a category's report that are not yet claimed.
   std::vector<FoundArtifact> keep(ProbeReport& report, const std::string& category, TakenPlaces& taken);
+  /// Marks as not freeable what a lower layer of an overlay keeps, of the items that are not measured.
+  static void noteKeptByLowerLayer(std::vector<Kept>& items, const OverlayLayers& layers);
   void measure(std::vector<Kept>& items);
+  /// Adds what measuring found to an item, or sets isLeftOut.
+  void setMeasured(Kept& item, TidraDirectorySizeReader::Size& size);
   bool isSearchable(const Kept& kept, ProbeReport& report);
   void tick(const char* phase, const ScanArtifactFinding* finding);
   bool isCancelled() const { return request_.shouldCancel && request_.shouldCancel(); }
