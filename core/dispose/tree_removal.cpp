@@ -41,7 +41,7 @@ class RemovalRound {
   using Context = std::shared_ptr<RemovedFolder>;
   using Traversal = FolderTraversal<Context, RemovalRound>;
 
-  /// `counter` counts on from where it stands.
+  /// Adds to `counter`, which callers poll; progress() is relative to its value at the start.
   RemovalRound(const EntryFacts& first, std::atomic<std::uint64_t>& counter)
       : first_(first), progress_(counter), before_(counter) {}
 
@@ -52,7 +52,10 @@ class RemovalRound {
     assert(!folder.node);
     folder.node = visit.node();
     folder.node->holdDescriptor();
-    if (folder.parent == nullptr) top_ = folder.node;
+    if (folder.parent == nullptr) {
+      assert(!top_);
+      top_ = folder.node;
+    }
     const auto facts = descriptorFacts(folder.node->descriptor());
     if (facts && facts->sharesVolumeWith(first_)) {
       empty(visit, folder);
@@ -104,6 +107,7 @@ class RemovalRound {
   }
 
   bool moveUp(int descriptor, const char* name) {
+    assert(top_);
     const auto number = numbers_++;
     if (top_->withDescriptor([&](int top) { return moveEntry(descriptor, name, top, fmt::format(".{}", number)); })) {
       return false;
