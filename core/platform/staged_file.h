@@ -1,6 +1,7 @@
 // A temporary file that atomically replaces a target: readers and crashes see the old or the new file, whole.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,6 +15,9 @@ namespace tidra {
 /// std::system_error that names the target.
 class StagedFile {
  public:
+  /// How much longer than the target's its name is: ".NAME.0123abcd".
+  static constexpr std::size_t extraNameBytes = 10;
+
   /// Creates it beside `target` with a random name. Without a mode the umask decides.
   StagedFile(const std::string& target, std::optional<unsigned> mode);
 

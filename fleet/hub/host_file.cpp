@@ -11,6 +11,7 @@
 #include "core/base/text.h"
 #include "core/model/stable_id.h"
 #include "core/platform/platform.h"
+#include "core/platform/staged_file.h"
 #include "fleet/hub/folder_listing.h"
 #include "fleet/hub/protocol/hub_json.h"
 
@@ -51,8 +52,9 @@ std::string hostFileName(std::string_view host) {
     name += isKept(c) ? c : '_';
   }
   if (name.empty()) name = "_";
-  // File names have at most 255 bytes; the temporary file's name is 10 longer.
   constexpr std::size_t most = 240 - jsonExtension.size();
+  constexpr std::size_t longestFileName = 255;
+  static_assert(most + jsonExtension.size() + StagedFile::extraNameBytes <= longestFileName);
   if (name.size() > most) {
     const std::string hash = "_" + StableID::make(host);
     name.resize(most - hash.size());
