@@ -11,6 +11,7 @@
 
 #include "cli/rule_sources.h"
 #include "cli/scan_options.h"
+#include "cli/stored_entries.h"
 #include "cli/terminal.h"
 #include "cli/user_state.h"
 #include "core/base/json_fields.h"
@@ -171,10 +172,11 @@ int disable(const RuleChangeOptions& options, const Program& program, const Tidr
 int addFile(const RuleChangeOptions& options, const Program& program, const TidraPathResolver& resolver) {
   if (!program.options.dryRun) UserState(resolver).requireHome();
   const std::string file = absolutePath(options.text, resolver);
-  const std::string copy = AddedRules::add(file, addedRulesFolder(resolver), program.options.dryRun);
+  const AddedRules added = AddedRules::add(file, addedRulesFolder(resolver), program.options.dryRun);
   writeOut(fmt::format("{} {} of every scan, as {}.\n", escapedForTerminal(options.text),
                        program.options.dryRun ? "would be a part" : "is now a part",
-                       escapedForTerminal(resolver.displayPath(copy))));
+                       escapedForTerminal(resolver.displayPath(added.path))));
+  writeNotes(added.notes);
   return ExitStatus::done;
 }
 

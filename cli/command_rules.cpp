@@ -9,6 +9,8 @@
 #include "cli/program.h"
 #include "cli/rule_sources.h"
 #include "cli/scan_options.h"
+#include "cli/scan_view.h"
+#include "cli/stored_entries.h"
 #include "cli/table.h"
 #include "cli/terminal.h"
 #include "core/base/json_fields.h"
@@ -119,6 +121,7 @@ int checkAdded(const RulesOptions& options) {
     isRight = isRight && added.catalog;
     const std::string shown = escapedForTerminal(resolver.displayPath(added.path));
     writeOut(added.catalog ? fmt::format("{} is right.\n", shown) : fmt::format("{}\n", added.fault));
+    writeNotes(added.notes);
   }
   if (files.empty()) writeOut("No rules files were added; tidra rules add FILE adds one.\n");
   return isRight ? ExitStatus::done : ExitStatus::badInput;
@@ -126,10 +129,12 @@ int checkAdded(const RulesOptions& options) {
 
 int check(const RulesOptions& options) {
   if (options.file.empty()) return checkAdded(options);
-  const RuleCatalog catalog = loadCatalogFile(options.file);
-  writeOut(fmt::format("{} is a valid catalog: {} project and {} system rules, version {}.\n",
-                       escapedForTerminal(options.file), catalog.projectRules.size(), catalog.systemRules.size(),
+  const auto [catalog, notes] = loadCatalogFile(options.file);
+  writeOut(fmt::format("{} is a valid catalog: {} and {}, version {}.\n", escapedForTerminal(options.file),
+                       counted(catalog.projectRules.size(), "project rule", "project rules"),
+                       counted(catalog.systemRules.size(), "system rule", "system rules"),
                        escapedForTerminal(catalog.catalogVersion)));
+  writeNotes(notes);
   return ExitStatus::done;
 }
 

@@ -38,9 +38,10 @@ AddedRules readAdded(const std::string& path) {
     const auto read = [](const std::string& file, std::size_t mostBytes) {
       return readTrustedFile("Rules file", file, mostBytes);
     };
-    return {path, loadCatalogFile(path, read), {}};
+    NotedCatalog loaded = loadCatalogFile(path, read);
+    return {path, std::move(loaded.catalog), {}, std::move(loaded.notes)};
   } catch (const InputError& error) {
-    return {path, std::nullopt, error.what()};
+    return {path, std::nullopt, error.what(), {}};
   }
 }
 
@@ -51,17 +52,19 @@ std::vector<AddedRules> AddedRules::in(const std::string& folder) {
   try {
     for (const std::string& path : rulesFilesIn(folder)) files.push_back(readAdded(path));
   } catch (const std::system_error& error) {
-    files.push_back({folder, std::nullopt,
+    files.push_back({folder,
+                     std::nullopt,
                      fmt::format("The folder of rules files '{}' cannot be read: {}.", escapedForTerminal(folder),
-                                 error.code().message())});
+                                 error.code().message()),
+                     {}});
   }
   return files;
 }
 
-std::string AddedRules::add(const std::string& file, const std::string& folder, bool isDry) {
+AddedRules AddedRules::add(const std::string& file, const std::string& folder, bool isDry) {
   std::string text;
   // Read once: what is validated, also against the built-in rules, is what is copied.
-  makeCatalog({.files = {file}}, [&](const std::string& named, std::size_t mostBytes) {
+  ChosenCatalog chosen = makeCatalog({.files = {file}}, [&](const std::string& named, std::size_t mostBytes) {
     auto read = readRegularFile(named, mostBytes);
     if (read) text = *read;
     return read;
@@ -76,11 +79,12 @@ std::string AddedRules::add(const std::string& file, const std::string& folder, 
     throw InputError(fmt::format("'{0}' was added before; rename the file, or run tidra rules remove {0} first.",
                                  escapedForTerminal(name)));
   }
-  if (isDry) return copy;
+  AddedRules added{copy, std::nullopt, {}, std::move(chosen.notes)};
+  if (isDry) return added;
   makePrivateFolders(folder);
   constexpr unsigned ownersOnly = 0600;
   replaceFile(copy, text, ownersOnly, AtLink::replace);
-  return copy;
+  return added;
 }
 
 std::string AddedRules::find(const std::string& text, const std::string& folder) {

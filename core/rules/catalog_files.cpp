@@ -8,12 +8,28 @@
 #include "core/base/byte_units.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "core/platform/trusted_file.h"
 #include "core/rules/added_rules.h"
 #include "core/rules/rule_packs.h"
 
 namespace tidra {
 
-RuleCatalog loadCatalogFile(const std::string& path, const RulesReader& read) {
+namespace {
+
+/// Adds a sentence if others than the running user and root can change or replace a file.
+void noteOthersAccess(const std::string& path, std::vector<std::string>& notes) {
+  try {
+    // Only who may change the file matters here, so the outcome of reading, which the limit of 0 bytes ends, is
+    // ignored.
+    (void)readTrustedFile("Rules file", path, 0);
+  } catch (const InputError& error) {
+    notes.emplace_back(error.what());
+  }
+}
+
+}  // namespace
+
+NotedCatalog loadCatalogFile(const std::string& path, const RulesReader& read) {
   const std::string subject = fmt::format("Rules file '{}'", escapedForTerminal(path));
   // A rule has a few hundred bytes.
   constexpr std::size_t longest = 64_MiB;
@@ -23,7 +39,10 @@ RuleCatalog loadCatalogFile(const std::string& path, const RulesReader& read) {
   }
   if (!text) throw InputError(unreadableText(subject, "rules", path, text.failure()));
   try {
-    return RuleCatalog::load(*text);
+    NotedCatalog noted = RuleCatalog::loadNoted(*text);
+    for (std::string& note : noted.notes) note = fmt::format("{}: {}", subject, note);
+    noteOthersAccess(path, noted.notes);
+    return noted;
   } catch (const std::runtime_error& error) {
     throw InputError(fmt::format("{}: {}", subject, escapedForTerminal(error.what())));
   }
@@ -57,6 +76,7 @@ void layAdded(ChosenCatalog& chosen, const std::string& folder) {
       added.fault = fmt::format("Rules file '{}' conflicts with other rules: {}", escapedForTerminal(added.path),
                                 escapedForTerminal(error.what()));
     }
+    chosen.notes.insert(chosen.notes.end(), added.notes.begin(), added.notes.end());
     if (added.fault.empty()) continue;
     chosen.notes.push_back(added.fault + (added.fault.ends_with('.') ? "" : ".") + " It is left out.");
   }
@@ -68,7 +88,11 @@ ChosenCatalog makeCatalog(const RuleSources& sources, const RulesReader& read) {
   ChosenCatalog chosen{RuleCatalog::builtIn(), std::nullopt, {}};
   layPacks(chosen, sources.packs);
   if (sources.addedFolder) layAdded(chosen, *sources.addedFolder);
-  for (const std::string& file : sources.files) chosen.catalog = chosen.catalog.merging(loadCatalogFile(file, read));
+  for (const std::string& file : sources.files) {
+    const NotedCatalog loaded = loadCatalogFile(file, read);
+    chosen.catalog = chosen.catalog.merging(loaded.catalog);
+    chosen.notes.insert(chosen.notes.end(), loaded.notes.begin(), loaded.notes.end());
+  }
   try {
     RuleCatalog::validate(chosen.catalog.projectRules, chosen.catalog.systemRules);
   } catch (const RuleCatalogError& error) {

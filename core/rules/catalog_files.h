@@ -15,8 +15,9 @@ namespace tidra {
 /// Reads at most so many bytes of the regular file at a path.
 using RulesReader = std::function<Outcome<std::string>(const std::string& path, std::size_t mostBytes)>;
 
-/// Reads and validates a rules file. Throws InputError that names it.
-RuleCatalog loadCatalogFile(const std::string& path, const RulesReader& read = &readRegularFile);
+/// Reads and validates a rules file. The notes name it; one is on a file that other users can change, which `read` may
+/// refuse instead. Throws InputError that names the file.
+NotedCatalog loadCatalogFile(const std::string& path, const RulesReader& read = &readRegularFile);
 
 /// What is laid over the built-in rules, in this order.
 struct RuleSources {
@@ -29,7 +30,7 @@ struct RuleSources {
 struct ChosenCatalog {
   RuleCatalog catalog;
   std::optional<RuleCatalog> whole;  // with the disabled ones; absent if none is
-  std::vector<std::string> notes;    // a sentence each: unknown packs and ids, added files that are left out
+  std::vector<std::string> notes;    // a sentence each: unknown packs, ids and keys, files left out or not safe
 };
 
 /// Throws InputError for unusable files among `sources.files`, which `read` reads.

@@ -122,6 +122,8 @@ class RuleCatalogError : public std::runtime_error {
   Kind kind_;
 };
 
+struct NotedCatalog;
+
 struct RuleCatalog {
   int schemaVersion = 1;
   std::string catalogVersion = "custom";
@@ -133,6 +135,8 @@ struct RuleCatalog {
 
   /// Decodes and validates a document. Throws DecodingError or RuleCatalogError.
   static RuleCatalog load(std::string_view data);
+  /// Likewise, with notes on what is probably a mistake.
+  static NotedCatalog loadNoted(std::string_view data);
 
   /// Returns the catalog of this build, decoded once and shared. Aborts the program if it is invalid.
   static const RuleCatalog& builtIn();
@@ -161,6 +165,11 @@ struct RuleCatalog {
   RuleCatalog removing(const std::set<std::string>& disabledIDs) const;
 
   bool operator==(const RuleCatalog&) const = default;
+};
+
+struct [[nodiscard]] NotedCatalog {
+  RuleCatalog catalog;
+  std::vector<std::string> notes;  // sentences without subject: on unknown keys, and on a catalog without content
 };
 
 extern template struct RecordCodec<ProjectArtifactRule>;

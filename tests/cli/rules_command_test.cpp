@@ -67,6 +67,13 @@ TEST_F(CliRules, AddedFilesAreReadByEveryScanAndBrokenOnesNamed) {
   const std::string file =
       tree().writeFile("mine.json", R"({"projectRules": [{"id": "odd", "folderName": "_build"}]})");
   EXPECT_THAT(run({"rules", "add", file}).out, HasSubstr("is now a part of every scan"));
+  const std::string odd =
+      tree().writeFile("k.json", R"({"projectRules": [{"id": "k", "folderName": "k", "teir": "safe"}]})");
+  for (const Texts& command :
+       {Texts{"rules", "check", odd}, {"rules", "add", odd, "--dry-run"}, {"scan", "--no-system", "--rules", odd}}) {
+    EXPECT_THAT(run(command),
+                fails(0, HasSubstr("'projectRules[0].teir' is not known and is ignored; did you mean tier?")));
+  }
   EXPECT_THAT(refused({"rules", "add", file}), HasSubstr("was added before"));
   EXPECT_EQ(shortNames(found({"--ecosystem", "general"})), "ancient/target app/_build odd/_build other/_build");
   const auto folder = run({"rules", "check"}).out;

@@ -76,15 +76,40 @@ TEST(AddedRules, AreReadInNameOrderWithoutThoseThatCannotBeTrusted) {
                           AllOf(HasSubstr("e.json"), HasSubstr("Duplicate rule id 'npm-cache'")), HasSubstr("h.json")));
 }
 
+TEST(RulesFiles, KeysThatAreIgnoredAndFilesThatOthersCanChangeAreNoted) {
+  const TemporaryTree tree;
+  const auto notesOn = [&](const std::string& text, unsigned permissions = 0600) {
+    const std::string file = tree.writeFile("m.json", text, permissions);
+    std::string notes = joined(makeCatalog({.files = {file}}).notes, "|");
+    EXPECT_EQ(joined(loadCatalogFile(file).notes, "|"), notes);
+    return notes;
+  };
+  EXPECT_EQ(notesOn(R"({"$schema": "s", "walkSkip": {"all": [], "linux": []}})"), "");
+  EXPECT_EQ(
+      notesOn(R"({"projectRules": null, "systemRules": [{"id": "s", "category": "c", "label": "", "paths": {}}]})"),
+      "");
+  EXPECT_THAT(notesOn("{}"), HasSubstr("m.json': it holds no rules;"));
+  EXPECT_THAT(notesOn(std::string(quarry), 0666), HasSubstr("can be changed by other users"));
+  const std::string keys = notesOn(R"({"projectRulez": [], "walkSkip": {"linus": []}, "projectRules": [
+      {"id": "a", "folderName": "a", "requireMarkers": true, "markers": [{"ecosystem": "", "files": [], "file": 0}],
+       "hintsBeside": [{"hint": "", "commentary": 0}]}],
+      "systemRules": [{"id": "s", "category": "c", "label": "", "paths": {}, "holdz": []}]})");
+  EXPECT_THAT(splitNonEmpty(keys, '|'),
+              ElementsAre(EndsWith("the key 'projectRulez' is not known and is ignored; did you mean projectRules?"),
+                          HasSubstr("'projectRules[0].requireMarkers'"), HasSubstr("did you mean files?"),
+                          EndsWith("'projectRules[0].hintsBeside[0].commentary' is not known and is ignored."),
+                          HasSubstr("did you mean holds?"), HasSubstr("'walkSkip.linus'")));
+}
+
 TEST(AddedRules, AreAddedOnceAndRemovedByNameOrOnlyRule) {
   const TemporaryTree tree;
   const std::string folder = tree.path("rules.d");
   const std::string file = tree.writeFile("mine", quarry);
   const std::string two = tree.writeFile(
       "two.json", R"({"projectRules": [{"id": "x", "folderName": "x"}, {"id": "y", "folderName": "y"}]})");
-  EXPECT_EQ(AddedRules::add(file, folder, true), folder + "/mine.json");
+  EXPECT_EQ(AddedRules::add(file, folder, true).path, folder + "/mine.json");
   EXPECT_TRUE(AddedRules::in(folder).empty());
-  EXPECT_EQ(AddedRules::add(file, folder, false), folder + "/mine.json");
+  EXPECT_EQ(AddedRules::add(file, folder, false).path, folder + "/mine.json");
   AddedRules::add(two, folder, false);
   EXPECT_EQ(tree.read("rules.d/mine.json"), quarry);
   EXPECT_THAT(messageOf<InputError>([&] { AddedRules::add(file, folder, false); }), HasSubstr("was added before"));
