@@ -119,7 +119,8 @@ void addApplyCommand(CLI::App& app, Program& program) {
   command->add_flag("--json", options->scan.json, "Print one JSON document");
   addJsonLinesOption(*command, options->scan);
   addRemovalOptions(*command, options->removal);
-  command->add_flag("--allow-any-path", options->removal.allowAnyPath, "Also paths that no rule names");
+  command->add_flag("--allow-any-path", options->removal.allowAnyPath,
+                    "Also paths that no rule names, unless they are excluded");
   command->footer(
       "Examples:\n"
       "  tidra apply plan.json --dry-run            what would happen, refusals included\n"

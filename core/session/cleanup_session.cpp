@@ -77,6 +77,20 @@ std::optional<std::string> reasonItIsGone(const std::string& path, const TidraPa
   }
 }
 
+/// Returns how an exclusion keeps a path that the scan did not find; nullopt if none does. Of patterns, only those that
+/// match the path itself, or what a scan saw inside, are known.
+std::optional<std::string> exclusionOf(const std::string& path, const TidraScanExclusionFilter& exclusions,
+                                       const ScanOutcome& outcome, const TidraPathResolver& resolver) {
+  if (exclusions.isExcluded(path)) return "is excluded; tidra exclude list shows by what";
+  if (const auto withheld = outcome.withheld.find(path); withheld != outcome.withheld.end()) {
+    if (withheld->second.why == KeptInside::Why::excluded) return withheld->second.reason(resolver);
+  }
+  for (const std::string& excluded : exclusions.pathPrefixes) {
+    if (isSameOrInside(excluded, path) && pathExists(excluded)) return KeptInside{excluded}.reason(resolver);
+  }
+  return std::nullopt;
+}
+
 /// Returns which limit of its plan an item no longer meets; nullopt if it meets all.
 std::optional<std::string> missedLimit(const CleanupPlan& plan, const ScanArtifactFinding& finding) {
   if (plan.olderThan && !finding.lastActivityDate) {
@@ -94,16 +108,16 @@ std::optional<std::string> missedLimit(const CleanupPlan& plan, const ScanArtifa
 
 /// Returns why an item no longer matches its plan; nullopt if it does.
 std::optional<std::string> refusalOf(const CleanupPlan& plan, const CleanupPlan::Item& item, const FoundArtifact* found,
-                                     const ScanOutcome& outcome, const CleanupOptions& options,
-                                     const TidraPathResolver& resolver) {
+                                     const TidraScanExclusionFilter& exclusions, const ScanOutcome& outcome,
+                                     const CleanupOptions& options, const TidraPathResolver& resolver) {
   if (found == nullptr) {
+    if (auto reason = exclusionOf(item.path, exclusions, outcome, resolver)) return reason;
     if (options.allowAnyPath) return std::nullopt;
     if (const auto withheld = outcome.withheld.find(item.path); withheld != outcome.withheld.end()) {
-      const bool isExcluded = withheld->second.why == KeptInside::Why::excluded;
-      return withheld->second.reason(resolver) + (isExcluded ? "; --allow-any-path removes it anyway" : "");
+      return withheld->second.reason(resolver);
     }
     if (auto reason = reasonItIsGone(item.path, resolver)) return reason;
-    return "matches no rule, or is excluded; --allow-any-path removes it anyway";
+    return "matches no rule; --allow-any-path removes it anyway";
   }
   const ArtifactSafetyTier tier = found->finding.safetyTier;
   if (tier > item.tier) {
@@ -313,6 +327,7 @@ CleanupPlan makeCleanupPlan(const std::vector<CleanupCandidate>& candidates, Dis
 CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const CleanupOptions& options) {
   const TidraPathResolver resolver = request.resolver;
   RemovalGuard guard(resolver, request.mounts);
+  const TidraScanExclusionFilter exclusions = withLinksResolved(request.exclusions);
   CheckedPlan checked{.scan = std::make_unique<const ScanOutcome>(runScan(narrowed(std::move(request), plan))),
                       .candidates = {}};
   const ScanOutcome& scan = *checked.scan;
@@ -323,7 +338,7 @@ CheckedPlan checkPlan(const CleanupPlan& plan, ScanRequest request, const Cleanu
     const auto known = byPath.find(item.path);
     const FoundArtifact* found = known == byPath.end() ? nullptr : known->second;
     auto& candidate = checked.candidates.emplace_back(CleanupCandidate{
-        .item = item, .found = found, .refusal = refusalOf(plan, item, found, scan, options, resolver)});
+        .item = item, .found = found, .refusal = refusalOf(plan, item, found, exclusions, scan, options, resolver)});
     if (!candidate.refusal) candidate.refusal = reasonToKeep(guard, candidate.item.path, candidate.project(), options);
   }
   settleNested(checked.candidates, scan.nested, guard, options);

@@ -36,7 +36,7 @@ struct CleanupCandidate {
 
 struct CleanupOptions {
   bool force = false;          // ignore keep files and use by processes
-  bool allowAnyPath = false;   // include paths that no rule matches
+  bool allowAnyPath = false;   // include paths that no rule matches; never excluded ones
   bool takesUnproven = false;  // include findings of projects without evidence
   std::string keptHint = {};   // appended to the reason of what a keep file or its use protects
   std::optional<std::set<ArtifactSafetyTier>> tiers = {};  // of findings to select; absent: all

@@ -132,6 +132,15 @@ TEST_F(CleanupAsking, ApplyKeepsOutWhatIsExcludedOrSwitchedOff) {
     EXPECT_EQ(run({"apply", file, "--yes", option, value}).status, 1) << option;
     EXPECT_TRUE(exists("code/tool/target")) << option;
   }
+  auto above = documentOf(run({"plan", "--no-system", "--method", "delete", tree().path("code/tool")}));
+  above["items"][0]["path"] = tree().path("code");
+  const std::string whole = tree().writeFile("whole.json", above.dump());
+  EXPECT_THAT(run({"apply", whole, "--yes"}).err, HasSubstr("code: matches no rule; --allow-any-path removes"));
+  ASSERT_EQ(run({"exclude", "add", tree().path("code/tool")}).status, 0);
+  EXPECT_THAT(run({"apply", file, "--yes", "--allow-any-path"}), fails(1, HasSubstr("target: is excluded; tidra")));
+  EXPECT_THAT(run({"apply", whole, "--yes", "--allow-any-path"}), fails(1, HasSubstr("tool, which is excluded")));
+  EXPECT_TRUE(exists("code/tool/target"));
+  ASSERT_EQ(run({"exclude", "remove", tree().path("code/tool")}).status, 0);
   EXPECT_EQ(run({"apply", file, "--yes", "--threads", "2"}).status, 0);
   EXPECT_FALSE(exists("code/tool/target"));
 }
