@@ -12,6 +12,7 @@
 #include "core/base/text.h"
 #include "core/base/uuid.h"
 #include "core/model/byte_formatting.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/host.h"
 #include "core/platform/path_text.h"
 #include "fleet/agent/audit_log.h"
@@ -112,8 +113,19 @@ class Output {
   std::string text_;
 };
 
+/// Throws InputError if no log was named and the user's own is missing.
+void requireOwnLog(const AuditOptions& options, const TidraPathResolver& resolver) {
+  const std::string own = logPath(options, resolver);
+  if (options.file || pathExists(own)) return;
+  throw InputError(fmt::format(
+      "No unattended run of yours has been recorded: {} does not exist. tidra audit show FILE reads the log "
+      "that a policy names in audit.path.",
+      escapedForTerminal(resolver.displayPath(own))));
+}
+
 int show(const AuditOptions& options, const Program& program) {
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
+  requireOwnLog(options, resolver);
   const Filter filter = makeFilter(options, resolver);
   Output out;
   std::size_t shown = 0;

@@ -141,6 +141,16 @@ std::optional<std::size_t> chosenRun(const UndoOptions& options, const std::vect
   return static_cast<std::size_t>(open - runs.begin());
 }
 
+/// What unattended runs moved into quarantine is in no history.
+std::string nothingToUndoText(const TidraPathResolver& resolver) {
+  const auto stored = openQuarantine(std::nullopt, resolver).list().entries.size();
+  if (stored == 0) return "There is no removal to undo.\n";
+  return fmt::format(
+      "The history has no removal to undo. {} in quarantine, where unattended runs move things: tidra quarantine list "
+      "shows what tidra quarantine restore brings back.\n",
+      counted(stored, "item is", "items are"));
+}
+
 /// What has not come back yet, last removed first.
 std::vector<ItemToUndo> itemsToUndo(const RemovalRun& run, StoredItems& stored) {
   std::vector<ItemToUndo> items;
@@ -264,7 +274,7 @@ int runUndoCommand(const UndoOptions& options, const Program& program) {
   settleWhatIsBack(run, items, resolver, program.options.dryRun);
   if (items.empty()) {
     if (options.json) return actOnEach({}, "restored", Reporting::json, resolver.home, program).status;
-    writeOut(chosen ? "All of it is back already.\n" : "There is no removal to undo.\n");
+    writeOut(chosen ? "All of it is back already.\n" : nothingToUndoText(resolver));
     return ExitStatus::done;
   }
   if (!options.json) {

@@ -102,6 +102,7 @@ TEST_F(CliAudit, ShowFiltersAndEscapes) {
   EXPECT_THAT(refused({"audit", "show", "--event", "exploded"}),
               StartsWith("tidra: Unknown event 'exploded'; known are "));
   EXPECT_THAT(refused({"audit", "show", "/no/such"}), StartsWith("tidra: The audit log /no/such does not exist."));
+  EXPECT_THAT(refused({"audit", "show", "--home", tree().makeFolder("idle")}), HasSubstr("No unattended run of yours"));
   EXPECT_THAT(refused({"audit", "show", tree().root()}), HasSubstr(tree().root() + " is a folder; name a file."));
 }
 

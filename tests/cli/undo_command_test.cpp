@@ -47,6 +47,12 @@ TEST_F(UndoCommand, EachCallGoesOneRemovalFurtherBack) {
   EXPECT_THAT(run({"history"}).out, AllOf(HasSubstr("1 of 1"), HasSubstr("2 of 2")));
 }
 
+TEST_F(UndoCommand, WhatIsOnlyInQuarantineIsPointedAt) {
+  remove("quarantine", "code/tool");
+  fs::remove(tree().path(".local/share/tidra/history.json"));  // as if an unattended run had moved it
+  EXPECT_THAT(run({"undo"}), succeeds(AllOf(HasSubstr("1 item is in quarantine"), HasSubstr("tidra quarantine list"))));
+}
+
 TEST_F(UndoCommand, WhatIsInItsPlaceAgainIsNoFailure) {
   remove("trash", "code/web");
   fs::rename(tree().path(".local/share/Trash/files/dist"), tree().path("code/web/dist"));
