@@ -42,8 +42,9 @@ if(TIDRA_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 if(TIDRA_SANITIZE)
-  # The presets set flags without NDEBUG, so that assertions are checked. -O1 -g1 compile three times faster with equally
-  # useful reports. Leaving out checks that a crash reveals anyway (null pointers, mostly) halves the time again.
+  # The presets set flags without NDEBUG, so that assertions are checked. -g1 and little optimisation compile several times
+  # faster with equally useful reports. Leaving out checks that a crash reveals anyway (null pointers, mostly) halves the
+  # time again.
   add_compile_options(-fsanitize=${TIDRA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   if(TIDRA_SANITIZE MATCHES "undefined")
     add_compile_options(-fno-sanitize=null,alignment,vptr,object-size)
