@@ -74,8 +74,12 @@ using Reason = EvidenceGap::Reason;
 /// One artefact under assessment. Caches what several checks need; reads it lazily.
 class Case {
  public:
-  Case(const std::string& path, const std::string& ruleID, IgnoreFinder& ignored)
-      : path_(path), project_(parentPath(path)), ignored_(ignored), maker_(makerOfPackRule(ruleID)) {
+  Case(const std::string& path, const std::string& ruleID, const TidraPathResolver& resolver, IgnoreFinder& ignored)
+      : path_(path),
+        project_(parentPath(path)),
+        resolver_(resolver),
+        ignored_(ignored),
+        maker_(makerOfPackRule(ruleID)) {
     if (maker_ == nullptr) maker_ = makerOf(lastPathComponent(path));
   }
 
@@ -87,26 +91,27 @@ class Case {
     const auto facts = pathFacts(path_);
     if (!facts) return EvidenceGap{};
     owner_ = facts->owner;
+    output_.emplace(*maker_, path_, inside_, owner_);
     if (auto gap = whyBeyondRemaking()) return *gap;
     if (auto gap = whyProject()) return *gap;
-    const std::string mark = markOfTool(*maker_, path_, inside_, owner_);
+    const std::string mark = output_->mark();
     const bool mayHaveTravelled = !mark.empty() && (maker_->marksTravel || isBelowTests(project_));
-    const std::string source = sourceAtTop(*maker_, path_, inside_);
-    if (!mark.empty() && source.empty() && !(mayHaveTravelled && isUnpacked())) return fmt::format("holds {}", mark);
+    atTop_ = output_->handMadeAtTop();
+    if (!mark.empty() && !atTop_ && !(mayHaveTravelled && isUnpacked())) return fmt::format("holds {}", mark);
     if (isNameGivenByOthers(*facts)) return EvidenceGap{Reason::sharedFolder};
-    return verdictWithoutMark(source);
+    return verdictWithoutMark();
   }
 
  private:
-  /// The weaker kinds of evidence. `source` is that of the folder's top.
-  EvidenceVerdict verdictWithoutMark(const std::string& source) {
+  /// The weaker kinds of evidence.
+  EvidenceVerdict verdictWithoutMark() {
     const auto ignored = ignored_.of(path_);
     if (ignored.isNamed && ignored.isInRepository && !(isCommonName(*maker_) && objection())) return "ignored by git";
     if (ignored.isVersioned) return EvidenceGap{Reason::unaskedRepository};
     // Neither ignored nor tracked by git: new work. Other version control systems are not consulted.
     const bool isNew = ignored.isInRepository && !ignored.isIgnored && !holdsOnlyIgnored();
     if (isNew) return EvidenceGap{ignored.isUncertain ? Reason::unreadIgnoreFile : Reason::newInGit};
-    if (!source.empty()) return EvidenceGap{Reason::ownFiles, source};
+    if (atTop_) return *atTop_;
     if (isUnpacked()) return EvidenceGap{Reason::archive};
     if (const auto common = commonMark(); !common.empty()) return fmt::format("holds {}", common);
     if (auto gap = objection()) return *gap;
@@ -125,6 +130,9 @@ class Case {
       if (auto gap = maker_->needs == "package.json" ? whyUninstallable() : whyUnnamed()) return gap;
     }
     if (isPartOfProgram()) return EvidenceGap{Reason::finishedProgram};
+    for (const BuildRecord& tree : output_->trees()) {
+      if (!tree.hasSourceOutside(path_)) return EvidenceGap{Reason::goneSource, resolver_.displayPath(tree.source)};
+    }
     if (maker_->folder != "vendor") return std::nullopt;
     if (auto gem = firstOf(path_, inside_, "*.gem cache/*.gem"); !gem.empty())
       return EvidenceGap{Reason::ownFiles, gem};
@@ -150,7 +158,10 @@ class Case {
   /// Returns that the manifest beside it is somebody else's, or without one, the reason passed.
   EvidenceGap whyUnvouched(std::string_view manifests, Reason otherwise) const {
     auto strangers = firstOf(project_, beside_, manifests);
-    if (strangers.empty() || vouchesFor(owner_, joinedPath(project_, strangers))) return {otherwise};
+    if (strangers.empty() || vouchesFor(owner_, joinedPath(project_, strangers))) {
+      auto stray = otherwise == Reason::noSign ? output_->strayRecord() : std::string();
+      return stray.empty() ? EvidenceGap{otherwise} : EvidenceGap{Reason::strayRecord, std::move(stray)};
+    }
     return {Reason::strangersManifest, std::move(strangers)};
   }
 
@@ -158,7 +169,7 @@ class Case {
 
   std::optional<EvidenceGap> whyProject() const {
     if (isEnvironment()) return foreignEntry();
-    auto manifest = manifestOfOwnProject(*maker_, path_, inside_);
+    auto manifest = output_->manifestOfOwnProject();
     if (manifest.empty()) return std::nullopt;
     return EvidenceGap{Reason::ownProject, std::move(manifest)};
   }
@@ -244,9 +255,9 @@ class Case {
   }
 
   std::optional<EvidenceGap> handWritten() {
-    if (auto manifest = firstOf(path_, inside_, projectManifests); !manifest.empty()) {
-      return EvidenceGap{Reason::ownProject, std::move(manifest)};
-    }
+    auto manifest = firstOf(path_, inside_, projectManifests);
+    if (manifest == "Makefile" && output_->isGenerated()) manifest = output_->manifestOfOwnProject();
+    if (!manifest.empty()) return EvidenceGap{Reason::ownProject, std::move(manifest)};
     if (sample().sources * 2 > sample().files) return EvidenceGap{Reason::ownFiles, sample().source};
     if (isBelowTests(project_)) return EvidenceGap{Reason::tests};
     return std::nullopt;
@@ -255,6 +266,7 @@ class Case {
   /// What speaks against the weaker kinds of evidence.
   std::optional<EvidenceGap> objection() {
     if (auto gap = handWritten()) return gap;
+    if (atTop_ && isKeepsake(atTop_->entry)) return atTop_;
     if (!isOrdinaryName(*maker_) || sample().keepsake.empty()) return std::nullopt;
     return EvidenceGap{Reason::keepsake, sample().keepsake};
   }
@@ -266,11 +278,14 @@ class Case {
 
   const std::string& path_;
   std::string project_;
+  const TidraPathResolver& resolver_;
   IgnoreFinder& ignored_;
   const ArtifactMaker* maker_;
   std::uint32_t owner_ = 0;  // of the folder
   std::vector<FolderEntry> inside_;
   std::vector<FolderEntry> beside_;
+  std::optional<BuildOutput> output_;  // absent without a maker
+  std::optional<EvidenceGap> atTop_;   // of the folder's top
   std::optional<FolderSample> sample_;
   std::optional<bool> isUnpacked_;
 };
@@ -278,7 +293,7 @@ class Case {
 }  // namespace
 
 EvidenceVerdict ArtifactEvidence::of(const std::string& folder, const std::string& ruleID) {
-  return Case(folder, ruleID, ignored_).verdict();
+  return Case(folder, ruleID, resolver_, ignored_).verdict();
 }
 
 }  // namespace tidra

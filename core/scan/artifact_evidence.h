@@ -18,12 +18,13 @@ using EvidenceVerdict = std::variant<std::string, EvidenceGap>;
 /// Reads a bounded number of entries in and beside each artefact. Caches ignore files; not thread-safe.
 class ArtifactEvidence {
  public:
-  explicit ArtifactEvidence(const TidraPathResolver& resolver) : ignored_(resolver) {}
+  explicit ArtifactEvidence(const TidraPathResolver& resolver) : resolver_(resolver), ignored_(resolver) {}
 
   /// Of a folder that the walk found, by this rule if it is known. Does not throw.
   EvidenceVerdict of(const std::string& folder, const std::string& ruleID = {});
 
  private:
+  TidraPathResolver resolver_;
   IgnoreFinder ignored_;
 };
 

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "core/base/text.h"
+#include "core/platform/files.h"
 #include "core/platform/path_text.h"
 #include "core/scan/folder_sample.h"
 
@@ -17,48 +18,15 @@ constexpr std::string_view handWrittenManifests =
     "deno.jsonc requirements*.txt mix.exs pubspec.yaml";
 
 /// What generators write at the top of a build folder, beside what only they leave there.
-constexpr std::string_view generatorMarks = "CMakeCache.txt meson-info args.gn config.status";
+constexpr std::string_view otherGeneratorMarks = "args.gn config.status";
 constexpr std::string_view generatedManifests = "Makefile GNUmakefile build.ninja *.sln";
 constexpr std::string_view generatedSources = "*.cmake *.tcl *.sh *.c *.cc *.cpp *.cxx *.h *.hpp";
 
-/// Marks of generators whose build trees lie side by side in one folder.
-constexpr std::array treeMarks{std::string_view{"CMakeCache.txt"}, std::string_view{"meson-info"}};
+/// Documents and keys that no generator writes at the top of a build tree, beside isKeepsake().
+constexpr std::string_view keptBesideRecords = "*.pdf *.PDF";
 
 constexpr std::array ordinaryNames{std::string_view{"build"}, std::string_view{"dist"}, std::string_view{"vendor"},
                                    std::string_view{"coverage"}, std::string_view{"target"}};
-
-/// Whether a generator of build files wrote into the folder.
-bool isGenerated(const std::string& folder, const std::vector<FolderEntry>& inside) {
-  return !firstOf(folder, inside, generatorMarks).empty();
-}
-
-struct TreeSearch {
-  const ArtifactMaker& maker;
-  std::string_view mark;
-  std::uint32_t owner;
-};
-
-/// Returns the mark of the first build tree, if every entry of the folder is one or a folder of such; empty otherwise.
-std::string markOfTrees(const TreeSearch& search, const std::string& folder, const std::vector<FolderEntry>& inside,
-                        int levels) {
-  constexpr std::size_t mostTrees = 16;
-  if (inside.size() > mostTrees) return {};
-  std::string first;
-  for (const FolderEntry& entry : inside) {
-    const std::string path = joinedPath(folder, entry.name);
-    if (entry.type != EntryType::directory || !vouchesFor(search.owner, path)) return {};
-    const auto below = listing(path);
-    std::string mark = firstOf(path, below, search.mark, search.owner);
-    const bool isTree = !mark.empty();
-    if (isTree && !manifestOfOwnProject(search.maker, path, below).empty()) return {};
-    if (isTree && !sourceAtTop(search.maker, path, below).empty()) return {};
-    if (!isTree && levels > 1) mark = markOfTrees(search, path, below, levels - 1);
-    if (mark.empty()) return {};
-    std::string inFolder = joinedPath(entry.name, mark);
-    if (first.empty() || inFolder < first) first = std::move(inFolder);
-  }
-  return first;
-}
 
 }  // namespace
 
@@ -70,36 +38,95 @@ bool isOrdinaryName(const ArtifactMaker& maker) {
   return std::find(ordinaryNames.begin(), ordinaryNames.end(), maker.folder) != ordinaryNames.end();
 }
 
-std::string markOfTool(const ArtifactMaker& maker, const std::string& folder, const std::vector<FolderEntry>& inside,
-                       std::uint32_t owner) {
+BuildOutput::BuildOutput(const ArtifactMaker& maker, const std::string& folder, const std::vector<FolderEntry>& inside,
+                         std::uint32_t owner)
+    : maker_(maker), folder_(folder), inside_(inside), owner_(owner), record_(BuildRecord::in(folder, inside, owner)) {
   constexpr int mostLevels = 2;
-  auto mark = firstOf(folder, inside, maker.marks, owner);
-  for (const std::string_view tree : treeMarks) {
-    if (!mark.empty()) break;
-    const auto known = splitNonEmpty(maker.marks, ' ');
-    const bool isMakers = std::find(known.begin(), known.end(), tree) != known.end();
-    if (isMakers) mark = markOfTrees({maker, tree, owner}, folder, inside, mostLevels);
+  if (!mayHoldRecord()) return;
+  if (record_ && record_->isOf(folder)) {
+    trees_ = {*record_};
+  } else if (firstOf(folder, inside, BuildRecord::marks).empty()) {
+    trees_ = treesInside(mostLevels);
   }
-  return mark;
 }
 
-std::string manifestOfOwnProject(const ArtifactMaker& maker, const std::string& folder,
-                                 const std::vector<FolderEntry>& inside) {
-  if (!isCommonName(maker)) return {};
-  auto manifest = firstOf(folder, inside, handWrittenManifests);
-  if (manifest.empty() && !isGenerated(folder, inside)) manifest = firstOf(folder, inside, generatedManifests);
+BuildOutput::BuildOutput(const BuildOutput& outer, const std::string& folder, const std::vector<FolderEntry>& inside)
+    : maker_(outer.maker_),
+      folder_(folder),
+      inside_(inside),
+      owner_(outer.owner_),
+      record_(BuildRecord::in(folder, inside, outer.owner_)) {
+  if (record_ && record_->isOf(folder)) trees_ = {*record_};
+}
+
+/// Of a folder every entry of which is a build tree, or a folder of such; empty otherwise.
+std::vector<BuildRecord> BuildOutput::treesInside(int levels) const {
+  constexpr std::size_t mostTrees = 16;
+  std::vector<BuildRecord> trees;
+  if (inside_.size() > mostTrees) return trees;
+  for (const FolderEntry& entry : inside_) {
+    const std::string path = joinedPath(folder_, entry.name);
+    if (entry.type != EntryType::directory || !vouchesFor(owner_, path)) return {};
+    const auto entries = listing(path);
+    const BuildOutput below(*this, path, entries);
+    const bool isTree = !below.trees_.empty();
+    if (isTree && (!below.manifestOfOwnProject().empty() || below.handMadeAtTop())) return {};
+    const bool mayHoldTrees = !isTree && !below.record_ && levels > 1;
+    const auto found = mayHoldTrees ? below.treesInside(levels - 1) : below.trees_;
+    if (found.empty() || (!trees.empty() && found.front().generator != trees.front().generator)) return {};
+    trees.insert(trees.end(), found.begin(), found.end());
+  }
+  std::sort(trees.begin(), trees.end(),
+            [](const BuildRecord& one, const BuildRecord& other) { return one.tree < other.tree; });
+  return trees;
+}
+
+/// Whether generators that leave records are among the makers of folders of this name.
+bool BuildOutput::mayHoldRecord() const {
+  const auto known = splitNonEmpty(maker_.marks, ' ');
+  return std::any_of(known.begin(), known.end(),
+                     [](std::string_view mark) { return matchesOne(std::string(mark), BuildRecord::marks); });
+}
+
+bool BuildOutput::isGenerated() const {
+  return record_.has_value() || !firstOf(folder_, inside_, otherGeneratorMarks).empty();
+}
+
+std::string BuildOutput::mark() const {
+  if (!strayRecord().empty()) return {};
+  if (trees_.empty()) return firstOf(folder_, inside_, maker_.marks, owner_);
+  const std::string tree = realPathOrSame(trees_.front().tree);
+  const std::string folder = realPathOrSame(folder_);
+  const std::string_view mark = trees_.front().mark();
+  return tree == folder ? std::string(mark) : joinedPath(pathBelow(tree, folder), mark);
+}
+
+std::string BuildOutput::strayRecord() const {
+  return mayHoldRecord() && trees_.empty() ? firstOf(folder_, inside_, BuildRecord::marks) : std::string();
+}
+
+std::string BuildOutput::manifestOfOwnProject() const {
+  if (!isCommonName(maker_)) return {};
+  auto manifest = firstOf(folder_, inside_, handWrittenManifests);
+  if (manifest.empty() && !isGenerated()) manifest = firstOf(folder_, inside_, generatedManifests);
   return manifest;
 }
 
-std::string sourceAtTop(const ArtifactMaker& maker, const std::string& folder, const std::vector<FolderEntry>& inside) {
-  // Composer writes source into "vendor".
-  if (maker.folder == "vendor" || !isOrdinaryName(maker)) return {};
-  const bool isGenerators = isGenerated(folder, inside);
-  const auto source = std::find_if(inside.begin(), inside.end(), [&](const FolderEntry& entry) {
-    return entry.type == EntryType::regularFile && isSource(entry.name) &&
-           !(isGenerators && matchesOne(entry.name, generatedSources));
-  });
-  return source == inside.end() ? std::string() : source->name;
+std::optional<EvidenceGap> BuildOutput::handMadeAtTop() const {
+  if (!isOrdinaryName(maker_) && !mayHoldRecord()) return std::nullopt;
+  // Composer writes source into "vendor". Generators write all kinds of source, but seldom a "main.c".
+  const bool holdsSource = maker_.folder == "vendor";
+  for (const FolderEntry& entry : inside_) {
+    if (entry.type != EntryType::regularFile) continue;
+    const bool isKept = isKeepsake(entry.name) || (record_ && matchesOne(entry.name, keptBesideRecords));
+    if (isKept) return EvidenceGap{EvidenceGap::Reason::keepsake, entry.name};
+    const bool isOfGenerator =
+        isGenerated() && !entry.name.starts_with("main.") && matchesOne(entry.name, generatedSources);
+    if (!holdsSource && isSource(entry.name) && !isOfGenerator) {
+      return EvidenceGap{EvidenceGap::Reason::ownFiles, entry.name};
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace tidra

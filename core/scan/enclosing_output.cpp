@@ -30,9 +30,11 @@ bool EnclosingOutput::isMade(const std::string& folder, const ArtifactMaker& mak
   const auto inside = listing(folder);
   const auto ignored = ignored_.of(folder);
   const bool isKeptInGit = ignored.isInRepository && !ignored.isIgnored && !ignored.isUncertain;
+  const BuildOutput output(maker, folder, inside, facts->owner);
   // Packagers write a package.json into what they make, which git then ignores.
-  if (isKeptInGit && !manifestOfOwnProject(maker, folder, inside).empty()) return false;
-  if (!markOfTool(maker, folder, inside, facts->owner).empty()) return true;
+  if (isKeptInGit && !output.manifestOfOwnProject().empty()) return false;
+  // What a tool may have made is not taken apart: an empty mark holds here, too.
+  if (!firstOf(folder, inside, maker.marks, facts->owner).empty() || !output.mark().empty()) return true;
   if (isKeptInGit) return false;
   const std::string project = parentPath(folder);
   const auto beside = listing(project);

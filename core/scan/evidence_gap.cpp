@@ -26,6 +26,8 @@ constexpr std::array reasonTexts{
     std::pair{Reason::unreadIgnoreFile, std::string_view{"an ignore file was not read whole"}},
     std::pair{Reason::unaskedRepository, std::string_view{"lies in a repository that is not asked"}},
     std::pair{Reason::noScript, std::string_view{"no script makes it, or one reads it"}},
+    std::pair{Reason::strayRecord, std::string_view{"its tool wrote this for another folder, or not at all"}},
+    std::pair{Reason::goneSource, std::string_view{"its source is gone or lies in it"}},
 };
 
 }  // namespace

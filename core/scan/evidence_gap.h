@@ -22,6 +22,8 @@ struct EvidenceGap {
     unreadIgnoreFile,
     unaskedRepository,
     noScript,
+    strayRecord,
+    goneSource,
   };
   Reason reason = Reason::noSign;
   std::string entry = {};  // in or beside the artefact; empty for none in particular

@@ -41,6 +41,9 @@ bool isSource(std::string_view fileName) {
 }
 
 bool isKeepsake(std::string_view fileName) {
+  constexpr std::array keys{std::string_view{"id_rsa"}, std::string_view{"id_dsa"}, std::string_view{"id_ecdsa"},
+                            std::string_view{"id_ed25519"}};
+  if (std::find(keys.begin(), keys.end(), fileName) != keys.end()) return true;
   return fileName.starts_with(".env.") || hasSuffixOf(fileName, keepsakeSuffixes);
 }
 

@@ -208,6 +208,14 @@ bool PackageManifest::mayMake(std::string_view folder, const std::vector<FolderE
   });
 }
 
+std::string packageManagerOf(const std::string& project) {
+  const auto text = readRegularFile(joinedPath(project, "package.json"), largestManifest);
+  const auto json = nlohmann::json::parse(text ? *text : std::string(), nullptr, false);
+  if (!json.is_object() || !json.contains("packageManager") || !json["packageManager"].is_string()) return {};
+  const auto named = json["packageManager"].get<std::string>();
+  return named.substr(0, named.find('@'));
+}
+
 bool holdsPackageLock(const std::string& folder, std::uint32_t owner) {
   constexpr std::array<std::string_view, 6> locks{
       "package-lock.json", "npm-shrinkwrap.json", "yarn.lock", "pnpm-lock.yaml", "bun.lock", "bun.lockb"};

@@ -38,6 +38,10 @@ class PackageManifest {
   PackageScripts scripts_;
 };
 
+/// Returns the program that "packageManager" of the folder's "package.json" names, without its version: "pnpm"; empty
+/// without one.
+std::string packageManagerOf(const std::string& project);
+
 /// Whether a lock file of a package manager in the folder names at least one package. Of files that vouch for a folder
 /// of `owner`.
 bool holdsPackageLock(const std::string& folder, std::uint32_t owner);

@@ -1,4 +1,5 @@
-// Chooses restore hints by what lies beside artefacts: a lock file says which of several tools brings one back.
+// Chooses restore hints by what lies in and beside artefacts: what a tool left there, or a lock file, says which of
+// several tools brings one back.
 #pragma once
 
 #include <optional>
@@ -16,7 +17,8 @@ class RestoreHints {
   /// The catalog must outlive this.
   explicit RestoreHints(const RuleCatalog& catalog);
 
-  /// Returns the first hint of a rule that fits an artefact at this absolute path; nullopt where its only one stands.
+  /// Returns the hint of a rule that fits an artefact at this absolute path: the commands that a build tree records,
+  /// else the first hint by what lies inside, by "packageManager", or beside; nullopt where its only one stands.
   std::optional<std::string> of(const std::string& ruleID, const std::string& artefact) const;
 
  private:

@@ -118,34 +118,69 @@ TEST(ArtifactEvidence, CommonNamesInsideAreMarksOnlyBesideTheToolsManifest) {
 }
 
 TEST(ArtifactEvidence, AFolderOfNothingButBuildTreesIsMadeByTheirGenerator) {
-  const std::string mark = "build/debug/CMakeCache.txt";
+  const std::string record = "/CMakeCache.txt=@CMAKE:src";
+  const std::string source = "src/CMakeLists.txt";
+  const std::string mark = "build/debug" + record;
+  const std::string ofMeson = "/meson-info/meson-info.json=@MESON:src";
   expectEvidence({
-      {{mark, "build/debug/cmake_install.cmake", "build/release/CMakeCache.txt"},
+      {{source, mark, "build/debug/cmake_install.cmake", "build/release" + record},
        "build",
        "holds debug/CMakeCache.txt"},
-      {{mark, "build/gcc/a/CMakeCache.txt"}, "build", "holds debug/CMakeCache.txt"},
-      {{"build/a/meson-info/", "build/b/meson-info/"}, "build", "holds a/meson-info"},
-      {{mark, "build/gcc/a/b/CMakeCache.txt"}, "build", "–"},
-      {{mark, "build/notes.txt"}, "build", "–"},
-      {{mark, "build/mine/f"}, "build", "–"},
-      {{mark, "build/empty/"}, "build", "–"},
-      {{mark, "build/link->debug"}, "build", "–"},
-      {{mark, "build/b/meson-info/"}, "build", "–"},
-      {{mark, "build/p/CMakeCache.txt", "build/p/CMakeLists.txt"}, "build", "–"},
-      {{mark, "build/debug/mine.py"}, "build", "–"},
+      {{source, mark, "build/gcc/a" + record}, "build", "holds debug/CMakeCache.txt"},
+      {{"src/meson.build", "build/a" + ofMeson, "build/b" + ofMeson}, "build", "holds a/meson-info"},
+      {{source, mark, "build/gcc/a/b" + record}, "build", "–"},
+      {{source, mark, "build/notes.txt"}, "build", "–"},
+      {{source, mark, "build/mine/f"}, "build", "–"},
+      {{source, mark, "build/empty/"}, "build", "–"},
+      {{source, mark, "build/link->debug"}, "build", "–"},
+      {{source, "src/meson.build", mark, "build/b" + ofMeson}, "build", "–"},
+      {{source, mark, "build/p" + record, "build/p/CMakeLists.txt"}, "build", "–"},
+      {{source, mark, "build/debug/mine.py"}, "build", "–"},
+      {{source, mark, "build/debug/a.pdf"}, "build", "–"},
+      {{source, mark, "build/other/CMakeCache.txt"}, "build", "–"},
+      {{source, mark, "build/moved" + record + ":elsewhere"}, "build", "–"},
       {{"package.json={\"scripts\":{\"build\":\"tsc\"}}", "dist/debug/CMakeCache.txt", "dist/CPackConfig.cmake"},
        "dist",
        "beside package.json"},
   });
 }
 
+TEST(ArtifactEvidence, ARecordCountsForTheFolderThatItsGeneratorMade) {
+  const std::string record = "build/CMakeCache.txt=@CMAKE:src";
+  const std::string source = "src/CMakeLists.txt";
+  expectEvidence({
+      {{source, record}, "build", "holds CMakeCache.txt"},
+      {{source, record, "build/parser.c", "build/x.h"}, "build", "holds CMakeCache.txt"},
+      {{source, "build/CMakeCache.txt", "build/.ninja_log"}, "build", "–"},
+      {{source, record + ":elsewhere", "build/.ninja_log"}, "build", "–"},
+      {{source, "build/CMakeCache.txt->../x", "x=@CMAKE:src:build"}, "build", "–"},
+      {{".git/", ".gitignore=build", source, record + ":elsewhere", "build/Makefile"}, "build", "ignored by git"},
+      {{"src/meson.build", "build/meson-info/meson-info.json=@MESON:src"}, "build", "holds meson-info"},
+      {{"src/meson.build", "build/meson-info/"}, "build", "–"},
+      // What would not come back.
+      {{record}, "build", "–"},
+      {{".git/", ".gitignore=build", record}, "build", "–"},
+      {{"build/CMakeCache.txt=@CMAKE:build/s", "build/s/CMakeLists.txt"}, "build", "–"},
+  });
+  for (const char* kept :
+       {"main.c", "main.cpp", "a.docx", "server.pem", "id_rsa", "id_ed25519", ".env", "a.kdbx", "a.pdf"}) {
+    expectEvidence(
+        {{{source, record, std::string("build/") + kept}, "build", "–"},
+         {{source, "build/debug/CMakeCache.txt=@CMAKE:src", std::string("build/debug/") + kept}, "build", "–"}});
+  }
+  expectEvidence({{{"target/CACHEDIR.TAG", "target/a.docx"}, "target", "–"},
+                  {{"go.mod", "vendor/modules.txt", "vendor/id_rsa"}, "vendor", "–"}});
+}
+
 TEST(ArtifactEvidence, AProjectThatIsCalledLikeAnArtefactIsNone) {
   expectEvidence({
       {{"build/CMakeLists.txt", "build/main.cpp", "build/CMakeCache.txt"}, "build", "–"},
-      {{"build/Makefile", "build/CMakeCache.txt", "build/parser.c", "build/xConfig.cmake"},
+      {{"CMakeLists.txt", "build/Makefile", "build/CMakeCache.txt=@CMAKE:.", "build/parser.c", "build/xConfig.cmake"},
        "build",
        "holds CMakeCache.txt"},
-      {{"build/build.ninja", "build/meson-info/", "build/config.h"}, "build", "holds build.ninja"},
+      {{"meson.build", "build/build.ninja", "build/meson-info/meson-info.json=@MESON:.", "build/config.h"},
+       "build",
+       "holds meson-info"},
       {{"build/build.ninja", "build/.ninja_log"}, "build", "–"},
       {{"build/Makefile", "build/CACHEDIR.TAG"}, "build", "–"},
       {{"build/util.c", "build/CACHEDIR.TAG"}, "build", "–"},
@@ -173,6 +208,11 @@ TEST(ArtifactEvidence, AProjectThatIsCalledLikeAnArtefactIsNone) {
 TEST(ArtifactEvidence, ItsAbsenceHasAReason) {
   for (const auto& [entries, path, reason] : std::vector<EvidenceRow>{
            {{"build/a.js"}, "build", "no sign of a tool"},
+           {{"build/CMakeCache.txt"}, "build", "its tool wrote this for another folder, or not at all: CMakeCache.txt"},
+           {{"build/CMakeCache.txt=@CMAKE:home/src"}, "build", "its source is gone or lies in it: ~/src"},
+           {{"CMakeLists.txt", "build/CMakeCache.txt=@CMAKE:.", "build/a.pdf"},
+            "build",
+            "holds documents or keys: a.pdf"},
            {{".venv/pyvenv.cfg"}, ".venv", "no file beside it names its packages"},
            {{"requirements.txt=a", ".venv/pyvenv.cfg", ".venv/x.py"}, ".venv", "holds files that people write: x.py"},
            {{R"(package.json={"dependencies":{"a":"../a"}})", "node_modules/a"},

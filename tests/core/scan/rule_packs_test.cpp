@@ -51,9 +51,9 @@ packrat-library p/packrat/lib p/packrat/packrat.lock p/packrat/lib/a ! p/packrat
 r-targets p/_targets p/_targets.R p/_targets/meta/ ! p/_targets/meta/
 rstudio-state p/.Rproj.user p/x.Rproj p/.Rproj.user/a ! p/.Rproj.user/a
 documenter-build p/docs/build p/docs/make.jl p/docs/build/a ! p/make.jl p/build/a
-cmake-build p/cmake-build-release p/cmake-build-release/CMakeCache.txt ! p/cmake-build-release/a
+cmake-build p/cmake-build-release p/CMakeLists.txt p/cmake-build-release/CMakeCache.txt=@CMAKE:p ! p/cmake-build-release/a
 clangd-index p/.cache/clangd p/.cache/clangd/index/ ! p/clangd/index/
-meson-build p/builddir p/builddir/meson-info/ ! p/builddir/a
+meson-build p/builddir p/meson.build p/builddir/meson-info/meson-info.json=@MESON:p ! p/builddir/a
 meson-packagecache p/subprojects/packagecache p/subprojects/x.wrap p/subprojects/packagecache/a ! p/subprojects/packagecache/a
 buck-out p/buck-out p/.buckconfig p/buck-out/v2/ ! p/buck-out/v2/
 pants-work p/.pants.d p/pants.toml p/.pants.d/a ! p/.pants.d/a

@@ -5,11 +5,27 @@
 #include <algorithm>
 #include <iterator>
 
+#include "core/base/text.h"
+#include "core/platform/path_text.h"
+
 namespace tidra {
 namespace {
 
 std::string relativeTo(const TemporaryTree& tree, const std::string& path) {
   return path == tree.root() ? "." : path.substr(tree.root().size() + 1);
+}
+
+/// Returns what the generator of a build tree writes into this file, for "@CMAKE:SOURCE" and "@MESON:SOURCE", with a
+/// source below the root; "@CMAKE:SOURCE:FOLDER" names another tree than the file's. Other texts stay.
+std::string recordOf(const TemporaryTree& tree, const std::string& file, const std::string& text) {
+  const bool isOfMeson = text.starts_with("@MESON:");
+  if (!isOfMeson && !text.starts_with("@CMAKE:")) return text;
+  const auto words = splitNonEmpty(text, ':');
+  const std::string own = parentPath(isOfMeson ? parentPath(file) : file);
+  const std::string source = standardizedPath(tree.path(std::string(words.at(1))));
+  const std::string folder = tree.path(words.size() > 2 ? std::string(words[2]) : own.substr(own.starts_with('/')));
+  if (isOfMeson) return fmt::format(R"({{"directories": {{"source": "{}", "build": "{}"}}}})", source, folder);
+  return fmt::format("# CMake\nCMAKE_CACHEFILE_DIR:INTERNAL={}\nCMAKE_HOME_DIRECTORY:INTERNAL={}\n", folder, source);
 }
 
 }  // namespace
@@ -74,7 +90,8 @@ void makeEntries(const TemporaryTree& tree, const std::vector<std::string>& entr
       tree.makeFolder(entry.substr(0, entry.size() - 1));
     } else {
       const auto equals = std::min(entry.find('='), entry.size());
-      tree.writeFile(entry.substr(0, equals), std::string_view(entry).substr(std::min(equals + 1, entry.size())));
+      const std::string file = entry.substr(0, equals);
+      tree.writeFile(file, recordOf(tree, file, entry.substr(std::min(equals + 1, entry.size()))));
     }
   }
 }
