@@ -305,6 +305,9 @@ void showResult(const Removed& removed, const OutcomeContext& context, const Tra
   }
   std::string text = context.candidates.empty() && trashes.emptying ? "" : outcomeText(outcome, context);
   if (removed.emptied) text += removed.emptied->text();
+  if (context.dryRun && !options.scope.empty() && !outcome.disposal.receipts.empty()) {
+    text += fmt::format("No folder was named: this is {}.\n", options.scope);
+  }
   if (context.dryRun && trashes.emptying) text += trashes.emptying->dryText(view.apparentSize);
   writeOut(paragraphs(text, view.terminal));
 }

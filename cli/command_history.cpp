@@ -10,6 +10,7 @@
 #include "cli/removal_runs.h"
 #include "cli/scan_options.h"
 #include "cli/stored_entries.h"
+#include "cli/stored_removals.h"
 #include "cli/table.h"
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
@@ -62,11 +63,9 @@ std::string methodText(const RemovalRun& run) {
 
 /// Where an item is now. An item that is no longer in its store was restored if its place exists, else purged, possibly
 /// by another program. If the store itself is missing (volume not mounted): as recorded.
-std::string nowText(const RemovedItem& item) {
+std::string nowText(const RemovedItem& item, StoredRemovals& stored) {
   if (item.restoredAt) return "restored";
-  const bool isGone =
-      item.isMoved() && item.destination && !pathExists(*item.destination) && pathExists(parentPath(*item.destination));
-  if (!isGone) return whereTo(item);
+  if (!stored.isGone(item)) return whereTo(item);
   return pathExists(item.path) ? "restored" : "purged";
 }
 
@@ -98,8 +97,9 @@ std::string runsText(const std::vector<RemovalRun>& runs, const TerminalFacts& t
 
 std::string itemsText(const RemovalRun& run, const TidraPathResolver& resolver, const TerminalFacts& terminal) {
   TextTable table({{"SIZE", true}, {"NOW", false, TextTable::Cut::never}, {"ITEM", false, TextTable::Cut::middle}});
+  StoredRemovals stored(resolver);
   for (const RemovedItem& item : run.items) {
-    table.add({sizeCell(listedSize(item)), nowText(item), shown(resolver.displayPath(item.path))});
+    table.add({sizeCell(listedSize(item)), nowText(item, stored), shown(resolver.displayPath(item.path))});
   }
   return table.text(terminal) + moreText(unsignedBytes(run.moreItems), terminal);
 }

@@ -13,6 +13,7 @@
 #include "cli/removal_recorder.h"
 #include "cli/scan_view.h"
 #include "cli/stored_entries.h"
+#include "cli/stored_removals.h"
 #include "cli/table.h"
 #include "cli/terminal.h"
 #include "core/base/json_fields.h"
@@ -45,7 +46,7 @@ struct QuarantineOptions {
   std::vector<std::string> names;
   bool all = false;
   std::optional<std::string> olderThan;
-  RemovalChoice removal;
+  bool last = false;
   std::optional<std::string> folder;
   std::optional<std::string> home;
   bool json = false;
@@ -131,15 +132,10 @@ int list(const QuarantineOptions& options, const Program& program) {
 QuarantineEntries chosen(const QuarantineOptions& options, QuarantineEntries entries,
                          const TidraPathResolver& resolver) {
   if (options.all) return entries;
-  std::vector<StoredEntry> names;
-  for (const auto& entry : entries) {
-    names.push_back({entry.name(), entry.url, entry.manifest.originalPath, entry.manifest.quarantinedAt});
-  }
+  const auto names = namesOf(entries);
   QuarantineEntries result;
-  for (const std::size_t i :
-       options.removal.isGiven()
-           ? entriesOfRemoval(options.removal, names, DisposalMethod::quarantine, quarantineWords, resolver)
-           : entriesNamed(options.names, names, quarantineWords, resolver)) {
+  for (const std::size_t i : options.last ? entriesOfLastRemoval(names, DisposalMethod::quarantine, resolver)
+                                          : entriesNamed(options.names, names, quarantineWords, resolver)) {
     result.push_back(entries[i]);
   }
   return result;
@@ -207,7 +203,7 @@ Cleared clearRemains(const QuarantineDisposer& quarantine, TimePoint cutOff, con
   return {cleared.paths, status};
 }
 
-bool isNamed(const QuarantineOptions& options) { return !options.names.empty() || options.removal.isGiven(); }
+bool isNamed(const QuarantineOptions& options) { return !options.names.empty() || options.last; }
 
 /// The entries that a purge deletes: the named ones, or without names those put there before `cutOff`.
 QuarantineEntries chosenForPurge(const QuarantineOptions& options, const QuarantineDisposer& quarantine,
@@ -245,7 +241,8 @@ void removeRecorded(const QuarantineDisposer& quarantine, const QuarantineDispos
     quarantine.remove(entry, &InterruptGuard::requested);
     recorder.addPurged(entry);
   } catch (const PartlyRemovedError& error) {
-    partial.push_back({entry.manifest.originalPath, ItemRemoval::freedByPart(error.left(), entry.freeable(), {.isInTrash = true})});
+    partial.push_back(
+        {entry.manifest.originalPath, ItemRemoval::freedByPart(error.left(), entry.freeable(), {.isInTrash = true})});
     recorder.addPartial(partial.back());
     throw;
   }
@@ -258,9 +255,9 @@ void writePurgedTotal(const QuarantineEntries& purged, bool dry) {
 }
 
 int purge(const QuarantineOptions& options, const Program& program) {
-  const int ways = (options.names.empty() ? 0 : 1) + (options.all ? 1 : 0) + (options.olderThan ? 1 : 0) +
-                   (options.removal.isGiven() ? 1 : 0);
-  if (ways > 1) throw InputError("Give one of these: names of entries, --last, --removal, --older-than, --all.");
+  const int ways =
+      (options.names.empty() ? 0 : 1) + (options.all ? 1 : 0) + (options.olderThan ? 1 : 0) + (options.last ? 1 : 0);
+  if (ways > 1) throw InputError("Give one of these: names of entries, --last, --older-than, --all.");
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
   const auto quarantine = openQuarantine(options.folder, resolver);
   const TimePoint now = currentTime();
@@ -283,15 +280,18 @@ int purge(const QuarantineOptions& options, const Program& program) {
     return cleared.status;
   }
   std::vector<PartialRemoval> partial;
+  std::vector<PurgedEntry> items;
   std::vector<EntryAction> actions;
   for (const QuarantineDisposer::Entry& entry : entries) {
-    actions.push_back({entry.url, entry.name(), [&] {
+    actions.push_back({entry.url, resolver.displayPath(entry.manifest.originalPath), [&] {
                          if (!dry) removeRecorded(quarantine, entry, recorder, partial);
+                         items.push_back({entry.url, entry.manifest.originalPath});
                        }});
   }
   const Reporting named = program.options.assumeYes && !dry ? Reporting::lines : Reporting::total;
-  const auto results = actOnEach(actions, "purged", options.json ? Reporting::json : named, resolver.home, program,
-                                 [&](JsonObjectWriter& object) { object.putByteList("cleared", cleared.paths); });
+  const auto results =
+      actOnEach(actions, "purged from quarantine", options.json ? Reporting::json : named, resolver.home, program,
+                [&](JsonObjectWriter& object) { object.putByteList("cleared", cleared.paths).put("entries", items); });
   QuarantineEntries purged;
   for (const std::size_t i : results.done) purged.push_back(entries[i]);
   recorder.addFailures(results.failures);
@@ -299,7 +299,9 @@ int purge(const QuarantineOptions& options, const Program& program) {
   if (!options.json && !purged.empty()) writePurgedTotal(purged, dry);
   if (!options.json) writeOut(partialText(partial, "entry", "entries"));
   if (entries.empty() && cleared.paths.empty() && !options.json)
-    writeOut(byName ? "Nothing is in quarantine.\n" : "Nothing in quarantine is due.\n");
+    writeOut(options.last ? "Nothing of the last removal is in quarantine.\n"
+             : byName     ? "Nothing is in quarantine.\n"
+                          : "Nothing in quarantine is due.\n");
   return results.status == ExitStatus::done ? cleared.status : results.status;
 }
 
@@ -339,7 +341,7 @@ void addQuarantineCommand(CLI::App& app, Program& program) {
   restoring->footer("Examples:\n  tidra quarantine restore ~/code/shop/target\n  tidra quarantine restore --all");
   CLI::App* purging = add("purge", "rm", "Delete entries for good: those named, or those whose time is up", &purge);
   addNames(purging);
-  addRemovalChoice(*purging, options->removal);
+  purging->add_flag("--last", options->last, "What the last removal moved there");
   purging->add_option("--older-than", options->olderThan, "Those put there longer ago, instead of 7d")
       ->type_name("AGE");
   purging->footer("Examples:\n  tidra quarantine purge --older-than 30d\n  tidra quarantine purge --all --yes");

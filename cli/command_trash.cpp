@@ -13,6 +13,7 @@
 #include "cli/removal_recorder.h"
 #include "cli/scan_view.h"
 #include "cli/stored_entries.h"
+#include "cli/stored_removals.h"
 #include "cli/table.h"
 #include "cli/trash_view.h"
 #include "core/base/json_fields.h"
@@ -44,7 +45,7 @@ struct TrashOptions {
   std::vector<std::string> names;
   bool all = false;
   std::optional<std::string> olderThan;
-  RemovalChoice removal;
+  bool last = false;
   std::optional<std::string> home;
   bool includesUndated = false;
   bool json = false;
@@ -60,14 +61,10 @@ TrashEntries newestFirst(const FreedesktopTrash& trash, TimePoint now) {
 }
 
 TrashEntries namedEntries(const TrashOptions& options, const TrashEntries& entries, const TidraPathResolver& resolver) {
-  std::vector<StoredEntry> names;
-  for (const auto& entry : entries) {
-    names.push_back({entry.name(), entry.path, entry.originalPath.value_or(""), entry.date});
-  }
+  const auto names = namesOf(entries);
   TrashEntries chosen;
-  for (const std::size_t i : options.removal.isGiven()
-                                 ? entriesOfRemoval(options.removal, names, DisposalMethod::trash, trashWords, resolver)
-                                 : entriesNamed(options.names, names, trashWords, resolver)) {
+  for (const std::size_t i : options.last ? entriesOfLastRemoval(names, DisposalMethod::trash, resolver)
+                                          : entriesNamed(options.names, names, trashWords, resolver)) {
     chosen.push_back(entries[i]);
   }
   return chosen;
@@ -129,13 +126,13 @@ int restoreTrash(const TrashOptions& options, const Program& program) {
 /// What a purge deletes, and the undated entries that it leaves.
 FreedesktopTrash::Choice chosenForPurge(const TrashOptions& options, const FreedesktopTrash& trash,
                                         const TidraPathResolver& resolver) {
-  const bool isNamed = !options.names.empty() || options.removal.isGiven();
-  const int ways = (options.names.empty() ? 0 : 1) + (options.all ? 1 : 0) + (options.olderThan ? 1 : 0) +
-                   (options.removal.isGiven() ? 1 : 0);
+  const bool isNamed = !options.names.empty() || options.last;
+  const int ways =
+      (options.names.empty() ? 0 : 1) + (options.all ? 1 : 0) + (options.olderThan ? 1 : 0) + (options.last ? 1 : 0);
   if (ways != 1) {
     throw InputError(ways == 0
                          ? "Name entries as tidra trash list shows them, or give --last, --older-than AGE or --all."
-                         : "Give one of these: names of entries, --last, --removal, --older-than, --all.");
+                         : "Give one of these: names of entries, --last, --older-than, --all.");
   }
   const TimePoint now = currentTime();
   if (isNamed) {
@@ -187,21 +184,29 @@ void writePurged(const FreedesktopTrash::Purged& purged, const TrashEntries& gon
   if (options.json) {
     std::vector<std::string> left;
     for (const FreedesktopTrash::Entry& entry : choice.undated) left.push_back(entry.path);
+    std::vector<PurgedEntry> items;
+    for (const FreedesktopTrash::Entry& entry : gone) items.push_back({entry.path, entry.originalPath});
     const auto fill = [&](JsonObjectWriter& object) {
-      object.put("failures", purged.failures).putByteList("purged", purged.paths).putByteList("unlisted", left);
+      object.put("entries", items)
+          .put("failures", purged.failures)
+          .putByteList("purged", purged.paths)
+          .putByteList("unlisted", left);
     };
     writeOut(indentedJson(compactObject(fill)) + "\n");
     return;
   }
   if (program.options.assumeYes && !dry) {
-    for (const FreedesktopTrash::Entry& entry : gone)
-      writeOut(shown(resolver.displayPath(entry.path)) + " is purged.\n");
+    for (const FreedesktopTrash::Entry& entry : gone) {
+      writeOut(shown(resolver.displayPath(entry.originalPath.value_or(entry.path))) + " is purged from the trash.\n");
+    }
   }
   if (!gone.empty()) {
     writeOut(fmt::format("{} {}, {} {}.\n", counted(gone.size(), "item", "items"), dry ? "would be deleted" : "deleted",
                          sizeCell(freeableBy(gone)), dry ? "would be free" : "freed"));
   } else if (purged.paths.empty() && purged.failures.empty() && purged.notBegun == 0) {
-    writeOut(options.olderThan ? "Nothing in the trash is that old.\n" : "Nothing in the trash can be purged.\n");
+    writeOut(options.last        ? "Nothing of the last removal is in the trash.\n"
+             : options.olderThan ? "Nothing in the trash is that old.\n"
+                                 : "Nothing in the trash can be purged.\n");
   }
   writeOut(partialText(partlyGone(purged)));
 }
@@ -278,7 +283,7 @@ void addTrashCommand(CLI::App& app, Program& program) {
   CLI::App* purging = add("purge", "rm", "Delete for good: what is named, is older, or everything", &purgeTrash);
   purging->add_option("WHAT", options->names, "Where things were, or their names in the list")->type_name("");
   purging->add_flag("--all", options->all, "Everything");
-  addRemovalChoice(*purging, options->removal);
+  purging->add_flag("--last", options->last, "What the last removal moved there");
   purging->add_option("--older-than", options->olderThan, "What was trashed longer ago, e.g. 30d")->type_name("AGE");
   purging->add_flag("--include-unlisted", options->includesUndated,
                     "Also what has no info file, or no date that makes sense");

@@ -19,6 +19,7 @@
 #include "cli/scan_options.h"
 #include "cli/scan_view.h"
 #include "cli/stored_entries.h"
+#include "cli/stored_removals.h"
 #include "cli/table.h"
 #include "core/base/quantities.h"
 #include "core/dispose/freedesktop_trash.h"
@@ -39,14 +40,15 @@ struct UndoOptions {
 struct ItemToUndo {
   enum class State {
     stored,
-    back,  // in its place already, brought there by another program or by an undo that was killed
-    lost,  // it never comes back: `act` throws at once
+    back,   // in its place already, brought there by another program or by an undo that was killed
+    lost,   // it never comes back: `act` throws at once
+    other,  // likewise, but elsewhere it may still be there: with the Finder, on a volume that is not mounted
   };
   std::size_t index = 0;      // in the run
   std::function<void()> act;  // moves it back, or only checks in a dry run; throws the reason why it stays
   State state = State::stored;
 
-  bool isLost() const { return state == State::lost; }
+  bool isLost() const { return state == State::lost || state == State::other; }
 };
 
 /// Finds the entries of trash and quarantines; reads each store once.
@@ -73,26 +75,38 @@ class StoredItems {
 
   static ItemToUndo notStored(const RemovedItem& item, std::size_t index, const char* place) {
     if (pathExists(item.path)) return {index, [] {}, ItemToUndo::State::back};
-    return lost(index, fmt::format("is no longer {}: restored or purged meanwhile", place));
+    const bool isPurged = item.destination && pathExists(parentPath(*item.destination));
+    auto gone =
+        lost(index, fmt::format("is no longer {}: {}", place, isPurged ? "purged" : "restored or purged meanwhile"));
+    if (!isPurged) gone.state = ItemToUndo::State::other;
+    return gone;
   }
 
-  /// Whether an entry of a store that came from the item's place is the item.
-  static bool isOf(const RemovedItem& item, const std::string& place, TimePoint date) {
-    return item.destination ? place == *item.destination : date >= item.at;
+  /// What came to the place of the item since stays, and is named.
+  static void noteOther(const RemovedItem& item, const std::vector<StoredEntry>& names) {
+    if (!isTakenByOther(item, names)) return;
+    writeNote(fmt::format("{} stays: it came there at another time.", shown(*item.destination)));
   }
 
   ItemToUndo fromTrash(const RemovedItem& item, std::size_t index) {
-    if (currentPlatform == TidraPlatform::macOS) return lost(index, "is in the trash; the Finder puts it back");
+    if (currentPlatform == TidraPlatform::macOS) {
+      auto kept = lost(index, "is in the trash; the Finder puts it back");
+      kept.state = ItemToUndo::State::other;
+      return kept;
+    }
     if (!trash_) {
       std::vector<std::string> notes;
       trash_ = FreedesktopTrash(resolver_, mountPoints()).list(currentTime(), notes);
       writeNotes(notes);
+      std::erase_if(*trash_, [](const auto& each) { return !each.identity; });
+      trashNames_ = namesOf(*trash_);
     }
-    const auto entry = std::find_if(trash_->begin(), trash_->end(), [&](const auto& each) {
-      return each.identity && isOf(item, each.path, each.date) && each.originalPath == item.path;
-    });
-    if (entry == trash_->end()) return notStored(item, index, "in the trash");
-    return {index, [entry = *entry, dry = dryRun_] {
+    const auto found = entryOf(item, trashNames_);
+    if (!found) {
+      noteOther(item, trashNames_);
+      return notStored(item, index, "in the trash");
+    }
+    return {index, [entry = (*trash_)[*found], dry = dryRun_] {
               dry ? FreedesktopTrash::checkRestore(entry) : FreedesktopTrash::restore(entry);
             }};
   }
@@ -104,11 +118,14 @@ class StoredItems {
       const QuarantineDisposer& quarantine = place->second;
       if (isNew) listings_[folder] = quarantine.list();
       const auto& entries = listings_[folder].entries;
-      const auto entry = std::find_if(entries.begin(), entries.end(), [&](const auto& each) {
-        return isOf(item, each.url, each.manifest.quarantinedAt) && each.manifest.originalPath == item.path;
-      });
-      if (entry == entries.end()) return notStored(item, index, "in quarantine");
-      return {index, [&quarantine, entry = *entry, dry = dryRun_] {
+      if (isNew) quarantineNames_[folder] = namesOf(entries);
+      const auto& names = quarantineNames_[folder];
+      const auto found = entryOf(item, names);
+      if (!found) {
+        noteOther(item, names);
+        return notStored(item, index, "in quarantine");
+      }
+      return {index, [&quarantine, entry = entries[*found], dry = dryRun_] {
                 dry ? quarantine.checkRestore(entry) : quarantine.restore(entry);
               }};
     } catch (const std::exception& error) {
@@ -119,26 +136,15 @@ class StoredItems {
   TidraPathResolver resolver_;
   bool dryRun_;
   std::optional<std::vector<FreedesktopTrash::Entry>> trash_;
+  std::vector<StoredEntry> trashNames_;
   std::map<std::optional<std::string>, QuarantineDisposer> quarantines_;  // by folder, absent for the default one
   std::map<std::optional<std::string>, QuarantineDisposer::Listing> listings_;
+  std::map<std::optional<std::string>, std::vector<StoredEntry>> quarantineNames_;
 };
-
-/// Purges end what earlier removals moved away; they are no removals to undo by themselves.
-bool isPurge(const RemovalRun& run) {
-  return run.command != RemovalCommand::clean && run.command != RemovalCommand::apply;
-}
 
 bool mayComeBack(const RemovalRun& run) {
   return !run.undoneAt && !isPurge(run) &&
          std::any_of(run.items.begin(), run.items.end(), [](const RemovedItem& item) { return !item.restoredAt; });
-}
-
-/// The named run, or the newest removal of which something may come back.
-std::optional<std::size_t> chosenRun(const UndoOptions& options, const std::vector<RemovalRun>& runs) {
-  if (options.run) return runNumbered(*options.run, runs);
-  const auto open = std::find_if(runs.begin(), runs.end(), mayComeBack);
-  if (open == runs.end()) return std::nullopt;
-  return static_cast<std::size_t>(open - runs.begin());
 }
 
 /// What unattended runs moved into quarantine is in no history.
@@ -234,6 +240,42 @@ void settleWhatIsBack(const RemovalRun& run, std::vector<ItemToUndo>& items, con
   if (!dryRun) noteBack(run, indices, items.empty(), resolver);
 }
 
+/// A run, and those of its items that are not back.
+struct ChosenRun {
+  std::optional<std::size_t> index;  // in the history; absent: nothing can come back
+  std::vector<ItemToUndo> items;
+};
+
+void notePassedOver(std::size_t runs) {
+  if (runs == 0) return;
+  writeNote(fmt::format("{} passed over, of which nothing can come back; tidra history says what became of it.",
+                        counted(runs, "removal is", "removals are")));
+}
+
+/// The named run, or the newest removal of which something can come back; a note counts those that were passed over.
+ChosenRun chosenRun(const UndoOptions& options, const std::vector<RemovalRun>& runs, StoredItems& stored,
+                    const TidraPathResolver& resolver, bool dryRun) {
+  const auto open = [&](std::size_t index) {
+    ChosenRun chosen{index, itemsToUndo(runs[index], stored)};
+    settleWhatIsBack(runs[index], chosen.items, resolver, dryRun);
+    return chosen;
+  };
+  if (options.run) return open(runNumbered(*options.run, runs));
+  const auto isGone = [](const ItemToUndo& item) { return item.state == ItemToUndo::State::lost; };
+  std::size_t passedOver = 0;
+  for (std::size_t i = 0; i < runs.size(); ++i) {
+    if (!mayComeBack(runs[i])) continue;
+    auto chosen = open(i);
+    if (chosen.items.empty() || !std::all_of(chosen.items.begin(), chosen.items.end(), isGone)) {
+      notePassedOver(passedOver);
+      return chosen;
+    }
+    ++passedOver;
+  }
+  notePassedOver(passedOver);
+  return {std::nullopt, {}};
+}
+
 int carryOutUndo(const RemovalRun& run, std::size_t number, const std::vector<ItemToUndo>& items,
                  const UndoOptions& options, const TidraPathResolver& resolver, const Program& program) {
   std::vector<EntryAction> actions;
@@ -267,11 +309,9 @@ int runUndoCommand(const UndoOptions& options, const Program& program) {
   auto history = removalHistory(resolver);
   if (!program.options.dryRun) history.takeOverKilled();
   const auto runs = history.load();
-  const auto chosen = chosenRun(options, runs);
-  const RemovalRun run = chosen ? runs[*chosen] : RemovalRun{};
   StoredItems stored(resolver, program.options.dryRun);
-  auto items = itemsToUndo(run, stored);
-  settleWhatIsBack(run, items, resolver, program.options.dryRun);
+  const auto [chosen, items] = chosenRun(options, runs, stored, resolver, program.options.dryRun);
+  const RemovalRun run = chosen ? runs[*chosen] : RemovalRun{};
   if (items.empty()) {
     if (options.json) return actOnEach({}, "restored", Reporting::json, resolver.home, program).status;
     writeOut(chosen ? "All of it is back already.\n" : nothingToUndoText(resolver));

@@ -225,7 +225,6 @@ constexpr std::array valueRules{
     ValueRule{"rules remove", "ID", &ofUser<&addedRulesWords>},
     ValueRule{"history", "NUMBER", &ofUser<&removalWords<false>>},
     ValueRule{"undo", "NUMBER", &ofUser<&removalWords<true>>},
-    ValueRule{"", "--removal", &ofUser<&removalWords<true>>},
     ValueRule{"rules enable", "NAME", &ofUser<&enableWords>},
     ValueRule{"rules disable", "NAME", &ofUser<&disableWords>},
     ValueRule{"", "--unskip", &ofUser<&skippedWords>},

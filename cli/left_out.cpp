@@ -43,8 +43,10 @@ std::vector<std::string> filterTexts(const ScanOptions& options, const LeftOutFi
     texts.emplace_back("category of tidra config");
   }
   if (!options.disabledRules.empty()) texts.emplace_back("--disable-rule");
-  if (!options.last && options.settings.app.disabledRules)
-    texts.emplace_back("the rules that tidra rules disable switched off");
+  if (!options.last && options.settings.app.disabledRules) {
+    texts.push_back(fmt::format("the rules that are on ({} switched off by tidra rules disable)",
+                                counted(options.settings.app.disabledRules->size(), "rule is", "rules are")));
+  }
   return texts;
 }
 

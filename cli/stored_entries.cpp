@@ -115,7 +115,7 @@ EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::strin
   if (reporting == Reporting::json) {
     const auto fill = [&](JsonObjectWriter& object) {
       if (more) more(object);
-      object.put("failures", results.failures).putByteList(past, paths);
+      object.put("failures", results.failures).putByteList(past.substr(0, past.find(' ')), paths);
     };
     writeOut(indentedJson(compactObject(fill)) + "\n");
   }

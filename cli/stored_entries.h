@@ -14,10 +14,6 @@
 #include "core/model/disposal.h"
 #include "core/platform/path_resolver.h"
 
-namespace CLI {
-class App;
-}
-
 namespace tidra {
 
 class JsonObjectWriter;
@@ -44,23 +40,6 @@ extern const StoreWords quarantineWords;
 std::vector<std::size_t> entriesNamed(const std::vector<std::string>& names, const std::vector<StoredEntry>& entries,
                                       const StoreWords& words, const TidraPathResolver& resolver);
 
-/// Which entries a purge is about, besides by their names: what a removal of the history moved there.
-struct RemovalChoice {
-  bool last = false;                  // the newest that moved something there that is still there
-  std::optional<std::string> number;  // of tidra history
-
-  bool isGiven() const { return last || number; }
-};
-
-/// Declares --last and --removal on a command.
-void addRemovalChoice(CLI::App& command, RemovalChoice& choice);
-
-/// Returns the index of each entry that the removal moved to its store by `method`; a note says which removal that is.
-/// Throws InputError for none.
-std::vector<std::size_t> entriesOfRemoval(const RemovalChoice& choice, const std::vector<StoredEntry>& entries,
-                                          DisposalMethod method, const StoreWords& words,
-                                          const TidraPathResolver& resolver);
-
 /// One entry to act on.
 struct EntryAction {
   std::string path;           // of the entry
@@ -77,8 +56,8 @@ struct [[nodiscard]] EntryResults {
 enum class Reporting { lines, total, json };
 
 /// Runs each action until an interruption, and reports failures and the results: a line for each, nothing where the
-/// caller prints a total, or one JSON object with the paths under `past` ("restored"), the failures and, first, what
-/// `more` adds. Requires a live InterruptGuard.
+/// caller prints a total, or one JSON object with the paths under the first word of `past` ("restored", "purged from
+/// quarantine"), the failures and, first, what `more` adds. Requires a live InterruptGuard.
 EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::string& past, Reporting reporting,
                        const std::string& home, const Program& program,
                        const std::function<void(JsonObjectWriter&)>& more = {});

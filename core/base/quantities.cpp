@@ -80,7 +80,7 @@ Age parseAge(std::string_view text) {
   constexpr int mostYears = 1000;
   if (error != std::errc{} || number < 0 || number > mostYears * 366 || text.starts_with('-')) throw badAge(text);
   const std::string unit = asciiLowered(text.substr(static_cast<std::size_t>(end - text.data())));
-  if (unit == "d") return {0, std::chrono::days{number}};
+  if (unit == "d" || (unit.empty() && number == 0)) return {0, std::chrono::days{number}};
   if (unit == "w") return {0, std::chrono::days{number * 7}};
   if (unit == "mo") return {number, std::chrono::days{0}};
   if (unit == "y" && number <= mostYears) return {number * 12, std::chrono::days{0}};

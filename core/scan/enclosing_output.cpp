@@ -19,6 +19,11 @@ const ArtifactMaker* outputMaker(const std::string& folder) {
   return mayHoldProjects ? nullptr : maker;
 }
 
+/// Whether a folder can be an artefact around something: neither the root nor what holds the home folder is one.
+bool canBeArtefact(const std::string& folder, const std::string& home) {
+  return folder != "/" && (home.empty() || !isSameOrInside(home, folder));
+}
+
 }  // namespace
 
 EnclosingOutput::EnclosingOutput(const TidraPathResolver& resolver, const RuleIndex& rules)
@@ -43,7 +48,7 @@ bool EnclosingOutput::isMade(const std::string& folder, const ArtifactMaker& mak
 }
 
 std::optional<std::string> EnclosingOutput::around(const std::string& path) {
-  for (std::string folder = parentPath(path); folder != "/"; folder = parentPath(folder)) {
+  for (std::string folder = parentPath(path); canBeArtefact(folder, home_); folder = parentPath(folder)) {
     const ArtifactMaker* maker = outputMaker(folder);
     if (maker == nullptr) continue;
     const auto [known, isNew] = folders_.try_emplace(folder, false);
@@ -71,8 +76,7 @@ bool EnclosingOutput::isFindingOfProject(const std::string& folder) {
 
 std::optional<std::string> EnclosingOutput::findingAround(const std::string& path) {
   std::string inner = path;
-  const auto canBePart = [&](const std::string& folder) { return folder != "/" && !isSameOrInside(home_, folder); };
-  for (std::string folder = parentPath(path); canBePart(folder); folder = parentPath(folder)) {
+  for (std::string folder = parentPath(path); canBeArtefact(folder, home_); folder = parentPath(folder)) {
     const std::string_view name = lastPathComponent(folder);
     if (rules_.ofFolder(name, rules_.find(name)) == nullptr) continue;
     for (std::string below = parentPath(inner); isSameOrInside(below, folder); below = parentPath(below)) {
@@ -88,7 +92,8 @@ std::optional<std::string> EnclosingOutput::findingAround(const std::string& pat
 
 std::optional<std::string> EnclosingOutput::certainlyHolding(const std::string& path,
                                                              const TidraPathResolver& resolver) {
-  for (std::string folder = path; folder != "/"; folder = parentPath(folder)) {
+  const std::string home = realPathOrSame(resolver.home);
+  for (std::string folder = path; canBeArtefact(folder, home); folder = parentPath(folder)) {
     if (outputMaker(folder) == nullptr) continue;
     const auto verdict = ArtifactEvidence(resolver).of(folder);
     const auto* evidence = std::get_if<std::string>(&verdict);

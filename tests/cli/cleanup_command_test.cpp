@@ -209,7 +209,7 @@ TEST_F(CliCleanup, AnInterruptedPurgeLeavesTheRestInQuarantine) {
     for (int k = 0; k < 20; ++k) tree().writeFile(entry + "/d" + std::to_string(k) + "/f");
     writeManifest(entry);
   }
-  const std::string done = " is purged.";
+  const std::string done = " is purged from quarantine.";
   const ProgramRun ran = run({"quarantine", "purge", "--yes"},
                              {.awaited = done, .onOutput = [](pid_t program) { ::kill(program, SIGINT); }});
   EXPECT_EQ(ran.status, 130);

@@ -56,7 +56,7 @@ TEST_F(CliRules, ARuleStaysOffUntilItIsSwitchedOn) {
   EXPECT_THAT(run({"rules", "enable", "dist"}).out, "dist is now on.\n");
   EXPECT_EQ(shortNames(found({"code/web", "-q"})), "web/dist");
   EXPECT_THAT(clean({"code/web/node_modules"}).err,
-              HasSubstr("matches the rules that tidra rules disable switched off"));
+              HasSubstr("matches the rules that are on (1 rule is switched off by tidra rules disable)"));
   EXPECT_THAT(run({"rules", "list"}).out, HasSubstr("\nSwitched off (1)\nnode_modules\n"));
   EXPECT_THAT(found({"code/web", "--no-config"}), SizeIs(2));
   EXPECT_THAT(run({"rules", "enable", "node_modules"}).out, "node_modules is now on.\n");

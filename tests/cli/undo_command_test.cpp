@@ -71,8 +71,7 @@ TEST_F(UndoCommand, NamesWhatDoesNotComeBackAndTriesAgainWhatStillCan) {
   EXPECT_TRUE(exists("code/web/node_modules/a/f") && exists("code/web/dist/new"));
   fs::remove_all(tree().path("code/web/dist"));
   EXPECT_THAT(run({"undo", "--yes"}), succeeds(AllOf(HasSubstr("dist is restored"), Not(HasSubstr("node_modules")))));
-  const ProgramRun deleted = run({"undo", "--yes"});
-  EXPECT_THAT(deleted, fails(1, HasSubstr("code/ancient/target: was deleted for good")));
+  EXPECT_THAT(run({"undo", "2", "--yes"}), fails(1, HasSubstr("code/ancient/target: was deleted for good")));
   EXPECT_THAT(run({"undo", "--yes"}).out, HasSubstr("no removal to undo"));
   for (const char* number : {"9", "0", "abc"}) {
     EXPECT_THAT(refused({"undo", number}), HasSubstr("is no removal of the history: the first is 1, the last 2."));
@@ -94,7 +93,7 @@ TEST_F(UndoCommand, SaysWhatWasPurgedOrReplacedMeanwhile) {
   for (const std::string method : {"trash", "quarantine"}) {
     remove(method, "code/web");
     const ProgramRun purged = run({method, "purge", "code/web/dist", "--yes"});
-    EXPECT_THAT(purged, succeeds(AllOf(Not(HasSubstr("FREES")), HasSubstr("is purged."), HasSubstr("freed"))));
+    EXPECT_THAT(purged, succeeds(AllOf(Not(HasSubstr("FREES")), HasSubstr("is purged from "), HasSubstr("freed"))));
     EXPECT_THAT(run({method, "purge", "--all"}, {.errIsTerminal = true, .typed = "n\n"}).out,
                 AllOf(HasSubstr("FREES"), HasSubstr("~/code/web/node_modules"), Not(HasSubstr("purged"))));
     EXPECT_THAT(run({"history", "1"}).out, AllOf(HasSubstr("deleted"), HasSubstr("~/code/web/dist")));
@@ -105,7 +104,7 @@ TEST_F(UndoCommand, SaysWhatWasPurgedOrReplacedMeanwhile) {
     const auto document = documentOf(undone);
     EXPECT_EQ(document["restored"].size(), 1U);
     EXPECT_EQ(document["failures"].size(), 1U);
-    EXPECT_THAT(undone.err, HasSubstr("is no longer in"));
+    EXPECT_THAT(undone.err, AllOf(HasSubstr("is no longer in"), HasSubstr(": purged")));
     EXPECT_TRUE(exists("code/web/node_modules/a/f") && !exists("code/web/dist"));
     tree().writeFileOfSize("code/web/dist/f", 200);
   }
@@ -129,10 +128,37 @@ TEST_F(UndoCommand, APurgeOfARemovalDeletesJustWhatItMoved) {
     for (const char* place : {older, newer}) remove(method, parentPath(std::string("code/") + place));
     EXPECT_THAT(run({method, "purge", "--last", "--yes"}), succeeds(HasSubstr(" deleted, ")));
     EXPECT_THAT(run({method, "list"}).out, AllOf(HasSubstr(older), Not(HasSubstr(newer))));
-    EXPECT_THAT(run({method, "purge", "--removal", "3", "-n"}).out, HasSubstr(older));
-    EXPECT_THAT(refused({method, "purge", "--removal", "2", "-y"}), HasSubstr("Nothing of removal 2 is in"));
+    EXPECT_THAT(
+        documentOf(run({method, "purge", std::string("code/") + older, "--json", "-n"}))["entries"][0]["originalPath"]
+            .dump(),
+        HasSubstr(older));
+    EXPECT_THAT(run({method, "purge", "--last", "--yes"}), succeeds(StartsWith("Nothing of the last removal is in ")));
+    EXPECT_THAT(run({method, "list"}).out, HasSubstr(older));
     EXPECT_THAT(refused({method, "purge", "--last", "--all"}), HasSubstr("Give one of these"));
   }
+}
+
+TEST_F(UndoCommand, ReachesTheNewestRemovalOfWhichSomethingCanComeBack) {
+  remove("trash", "code/tool");
+  remove("trash", "code/ancient");
+  remove("delete", "code/snake");
+  ASSERT_EQ(run({"trash", "purge", "code/ancient/target", "--yes"}).status, 0);
+  const ProgramRun undone = run({"undo", "--yes"});
+  EXPECT_THAT(undone, succeeds(HasSubstr("code/tool/target is restored.")));
+  EXPECT_THAT(undone.err, HasSubstr("2 removals are passed over"));
+}
+
+TEST_F(UndoCommand, WhatCameToThePlaceOfAnItemSinceIsNotTakenForIt) {
+  remove("trash", "code/tool");
+  const std::string info = ".local/share/Trash/info/target.trashinfo";
+  tree().writeFile(info,
+                   "[Trash Info]\nPath=" + tree().path("code/tool/target") + "\nDeletionDate=2020-02-02T02:02:02\n");
+  EXPECT_THAT(run({"history", "1"}).out, testing::ContainsRegex(" purged +~/code/tool/target\n"));
+  const ProgramRun purged = run({"trash", "purge", "--last", "--yes"});
+  EXPECT_THAT(purged, succeeds("Nothing of the last removal is in the trash.\n"));
+  EXPECT_THAT(purged.err, HasSubstr("Trash/files/target stays"));
+  EXPECT_THAT(run({"undo", "--yes"}), succeeds("There is no removal to undo.\n"));
+  EXPECT_TRUE(exists(".local/share/Trash/files/target/f") && !exists("code/tool/target"));
 }
 
 TEST_F(UndoCommand, TheHistoryCountsTheItemsThatItDoesNotKeep) {
@@ -166,7 +192,7 @@ TEST_F(UndoCommand, TrashEntriesAreNamedByPlaceOrByAnUnambiguousName) {
               succeeds(HasSubstr("tool/target is restored")));
   EXPECT_TRUE(exists("code/tool/target/f"));
   EXPECT_THAT(run({"trash", "purge", "--all", "--yes"}),
-              succeeds(AllOf(HasSubstr("Trash/files/target.2 is purged."), HasSubstr("1 item deleted"))));
+              succeeds(AllOf(HasSubstr("code/ancient/target is purged from the trash."), HasSubstr("1 item deleted"))));
   EXPECT_EQ(run({"trash", "list"}).out, "The trash is empty.\n");
 }
 
@@ -197,7 +223,8 @@ TEST_F(UndoCommand, EmptyingTheTrashIsAskedForAndRecordedAsTheDeletionThatItIs) 
                           HasSubstr("clean        delete      2   2 MB"), HasSubstr("0 of 1")));
   EXPECT_THAT(run({"history", "1"}).out, testing::ContainsRegex("deleted +~/code/tool/target\n"));
   EXPECT_THAT(run({"history", "2"}).out, testing::ContainsRegex("2 MB  deleted +~/code/web/dist\n"));
-  EXPECT_THAT(run({"undo", "--yes"}), fails(1, HasSubstr("code/web/dist: was deleted for good")));
+  EXPECT_THAT(run({"undo", "3", "--yes"}), fails(1, HasSubstr("is no longer in the trash: purged")));
+  EXPECT_THAT(run({"undo", "2", "--yes"}), fails(1, HasSubstr("code/web/dist: was deleted for good")));
 }
 
 TEST_F(UndoCommand, TheSettingEmptiesTheTrashOnlyOfWhatWasMovedThere) {

@@ -56,12 +56,12 @@ TEST(ParseSize, ReadsNumbersWithUnitsAndNothingElse) {
 
 TEST(ParseAge, ReadsDaysWeeksMonthsAndYearsAndNothingElse) {
   using std::chrono::days;
-  EXPECT_EQ(parseAge("0d"), (Age{0, days{0}}));
+  for (const char* none : {"0d", "0"}) EXPECT_EQ(parseAge(none), (Age{0, days{0}}));
   EXPECT_EQ(parseAge("30d"), (Age{0, days{30}}));
   EXPECT_EQ(parseAge("8W"), (Age{0, days{56}}));
   EXPECT_EQ(parseAge("6mo"), (Age{6, days{0}}));
   EXPECT_EQ(parseAge("2y"), (Age{24, days{0}}));
-  for (const auto text : split("|d|30|-1d|-0d|+1d|1.5y|6m|6 mo|30d |30dd|1001y|400000d|99999999999d|1e9d", '|'))
+  for (const auto text : split("|d|30|-1d|-0|-0d|+1d|1.5y|6m|6 mo|30d |30dd|1001y|400000d|99999999999d|1e9d", '|'))
     EXPECT_THROW(parseAge(text), InputError) << text;
   EXPECT_EQ(messageOf<InputError>([] { parseAge("6m"); }),
             "'6m' is not an age; write a whole number with d, w, mo or y, such as 30d, 8w, 6mo or 1y");
