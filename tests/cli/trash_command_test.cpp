@@ -103,6 +103,7 @@ TEST_F(TrashCommand, AnInterruptedEmptyingCountsWhatIsGoneAndWhatStays) {
   constexpr int entries = 300;
   for (const auto& way : {afterwards, purging}) {
     empty();
+    fs::remove_all(tree().path(".local/share/tidra"));  // runs of one second have no order
     for (int i = 0; i < entries; ++i) put(std::to_string(i), 1);
     ProgramOptions options{.typed = "y\n"};
     JoiningThread interrupter;
@@ -159,7 +160,7 @@ TEST_F(TrashCommand, AnItemThatIsDeletedInPartIsSaidAndCountedAndItsRestListedAn
     if (ran.status == 0) GTEST_SKIP() << "all was gone before the interruption arrived";
     EXPECT_EQ(ran.status, 129) << ran.err;
     EXPECT_THAT(ran.out, AllOf(HasSubstr("1 item deleted in part, "), Not(HasSubstr("undo")))) << way[1];
-    EXPECT_EQ(way == ofWeb, run({"undo", "-y"}).err.find("tidra trash list shows the rest") != std::string::npos);
+    EXPECT_EQ(way == ofWeb, run({"undo", "1", "-y"}).err.find("tidra trash list shows the rest") != std::string::npos);
     EXPECT_THAT(ran.err, AllOf(HasSubstr("what is left lies in"), HasSubstr("are deleted, 1 is deleted in part")))
         << way[1];
     const auto items = documentOf(run({"history", "1", "--json"}))["items"];
@@ -176,6 +177,7 @@ TEST_F(TrashCommand, TheHistoryKnowsWhatAKilledPurgeHasDeleted) {
   constexpr int entries = 300;
   for (const auto& way : {afterwards, purging}) {
     empty();
+    fs::remove_all(tree().path(".local/share/tidra"));  // runs of one second have no order
     for (int i = 0; i < entries; ++i) put(std::to_string(i), 1);
     JoiningThread sender;
     run(way, signalled(

@@ -205,7 +205,7 @@ TEST_F(Figures, LeadWithWhatRemovingFrees) {
   };
   const std::string freed = scan(with({})).out;
   EXPECT_LT(freed.find("~/code/tool "), freed.find("~/code/web ")) << freed;
-  EXPECT_THAT(freed, AllOf(ContainsRegex("npm install; hard links\n"), Not(HasSubstr("2 MB")),
+  EXPECT_THAT(freed, AllOf(ContainsRegex("yarn; hard links\n"), Not(HasSubstr("2 MB")),
                            HasSubstr("KB can be freed: 3 art")));
   const std::string apparent = scan(with({"--apparent-size"})).out;
   EXPECT_LT(apparent.find("~/code/web "), apparent.find("~/code/tool ")) << apparent;

@@ -132,7 +132,7 @@ TEST(Assessment, NamesTheOneWayBackThatFitsTheProject) {
   for (const auto& [entries, artefact, hint] : rows) {
     const TemporaryTree tree;
     makeEntries(tree, entries);
-    tree.writeFile(artefact + "/f");
+    if (!pathFacts(tree.path(artefact))) tree.makeFolder(artefact);
     auto found = Scanner::scan(requestFor(tree, catalog)).findings;
     EXPECT_THAT(assess(found, tree, catalog), IsEmpty());
     ASSERT_EQ(pathsOf(found, tree), std::vector{artefact});
