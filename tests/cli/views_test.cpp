@@ -205,8 +205,8 @@ TEST_F(Figures, LeadWithWhatRemovingFrees) {
   };
   const std::string freed = scan(with({})).out;
   EXPECT_LT(freed.find("~/code/tool "), freed.find("~/code/web ")) << freed;
-  EXPECT_THAT(freed, AllOf(ContainsRegex("yarn; hard links\n"), Not(HasSubstr("2 MB")),
-                           HasSubstr("KB can be freed: 3 art")));
+  EXPECT_THAT(freed,
+              AllOf(ContainsRegex("yarn; hard links\n"), Not(HasSubstr("2 MB")), HasSubstr("KB can be freed: 3 art")));
   const std::string apparent = scan(with({"--apparent-size"})).out;
   EXPECT_LT(apparent.find("~/code/web "), apparent.find("~/code/tool ")) << apparent;
   EXPECT_THAT(apparent, AllOf(HasSubstr("    2 MB  node_modules"), HasSubstr("2 MB can be removed: 3 artefacts")));
