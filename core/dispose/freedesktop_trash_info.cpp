@@ -93,7 +93,7 @@ std::optional<TimePoint> FreedesktopTrash::dateOf(std::string_view infoText) {
 }
 
 std::optional<std::string> FreedesktopTrash::placeIn(std::string_view infoText, std::string_view trashFolder) {
-  const auto path = pathOf(infoText);
+  auto path = pathOf(infoText);
   if (!path || path->starts_with('/')) return path;
   // In the trash of a volume, other programs write paths relative to the volume's top.
   if (!lastPathComponent(trashFolder).starts_with(".Trash-")) return std::nullopt;

@@ -52,7 +52,7 @@ void requireNoNewLink(const std::string& place, const std::string& stored) {
 }  // namespace
 
 std::string placeToRestore(const std::string& original, std::string_view record, const std::string& stored) {
-  const std::string place = standardizedPath(original.starts_with('/') ? original : "/");
+  std::string place = standardizedPath(original.starts_with('/') ? original : "/");
   const auto pieces = split(original, '/');
   const bool bent = std::find(pieces.begin(), pieces.end(), "..") != pieces.end();
   if (place == "/" || bent || original.find('\0') != std::string::npos) {

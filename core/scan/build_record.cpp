@@ -44,7 +44,7 @@ BuildRecord parsed(Generator generator, const std::string& text) {
 /// Returns a path of a command: relative in the project, quoted where a shell would split it.
 std::string asArgument(const std::string& path, const std::string& project) {
   const bool isBelow = path != project && isSameOrInside(path, project);
-  const std::string shown = isBelow ? std::string(pathBelow(path, project)) : path;
+  std::string shown = isBelow ? std::string(pathBelow(path, project)) : path;
   if (shown.find_first_of(" \t\n'\"\\$&;|<>()*?[]`!#~") == std::string::npos) return shown;
   std::string quoted = "'";
   for (const char character : shown) quoted += character == '\'' ? std::string("'\\''") : std::string(1, character);
