@@ -91,6 +91,7 @@ void JsonCodec<PurgedEntry>::write(JsonWriter& out, const PurgedEntry& entry) {
 
 std::vector<StoredEntry> namesOf(const std::vector<FreedesktopTrash::Entry>& entries) {
   std::vector<StoredEntry> names;
+  names.reserve(entries.size());
   for (const auto& entry : entries) {
     names.push_back({entry.name(), entry.path, entry.originalPath.value_or(""), entry.date});
   }
@@ -99,6 +100,7 @@ std::vector<StoredEntry> namesOf(const std::vector<FreedesktopTrash::Entry>& ent
 
 std::vector<StoredEntry> namesOf(const std::vector<QuarantineDisposer::Entry>& entries) {
   std::vector<StoredEntry> names;
+  names.reserve(entries.size());
   for (const auto& entry : entries) {
     names.push_back({entry.name(), entry.url, entry.manifest.originalPath, entry.manifest.quarantinedAt});
   }
