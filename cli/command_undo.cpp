@@ -82,12 +82,6 @@ class StoredItems {
     return gone;
   }
 
-  /// What came to the place of the item since stays, and is named.
-  static void noteOther(const RemovedItem& item, const std::vector<StoredEntry>& names) {
-    if (!isTakenByOther(item, names)) return;
-    writeNote(fmt::format("{} stays: it came there at another time.", shown(*item.destination)));
-  }
-
   ItemToUndo fromTrash(const RemovedItem& item, std::size_t index) {
     if (currentPlatform == TidraPlatform::macOS) {
       auto kept = lost(index, "is in the trash; the Finder puts it back");
@@ -103,7 +97,7 @@ class StoredItems {
     }
     const auto found = entryOf(item, trashNames_);
     if (!found) {
-      noteOther(item, trashNames_);
+      noteTakenByOther(item, trashNames_, resolver_);
       return notStored(item, index, "in the trash");
     }
     return {index, [entry = (*trash_)[*found], dry = dryRun_] {
@@ -122,7 +116,7 @@ class StoredItems {
       const auto& names = quarantineNames_[folder];
       const auto found = entryOf(item, names);
       if (!found) {
-        noteOther(item, names);
+        noteTakenByOther(item, names, resolver_);
         return notStored(item, index, "in quarantine");
       }
       return {index, [&quarantine, entry = entries[*found], dry = dryRun_] {

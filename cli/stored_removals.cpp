@@ -63,6 +63,13 @@ bool isTakenByOther(const RemovedItem& item, const std::vector<StoredEntry>& ent
          });
 }
 
+void noteTakenByOther(const RemovedItem& item, const std::vector<StoredEntry>& entries,
+                      const TidraPathResolver& resolver) {
+  if (!isTakenByOther(item, entries)) return;
+  writeNote(fmt::format("{} stays: it came there at another time than what the removal moved.",
+                        shown(resolver.displayPath(*item.destination))));
+}
+
 std::vector<std::size_t> entriesOfLastRemoval(const std::vector<StoredEntry>& entries, DisposalMethod method,
                                               const TidraPathResolver& resolver) {
   const auto runs = removalHistory(resolver).load();
@@ -73,9 +80,8 @@ std::vector<std::size_t> entriesOfLastRemoval(const std::vector<StoredEntry>& en
     if (item.method != method || item.restoredAt) continue;
     if (const auto entry = entryOf(item, entries)) {
       found.push_back(*entry);
-    } else if (isTakenByOther(item, entries)) {
-      writeNote(fmt::format("{} stays: it came there at another time than what the last removal moved.",
-                            shown(resolver.displayPath(*item.destination))));
+    } else {
+      noteTakenByOther(item, entries, resolver);
     }
   }
   std::sort(found.begin(), found.end());

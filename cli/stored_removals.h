@@ -1,5 +1,5 @@
-// How the items of the history are found in trash and quarantine: by place, origin and date, so that what came to the
-// same place since, by whatever program, is not taken for them.
+// Finds the items of the history in trash and quarantine: by place, origin and date, since another program may have put
+// something else into the same place.
 #pragma once
 
 #include <cstddef>
@@ -26,6 +26,10 @@ std::optional<std::size_t> entryOf(const RemovedItem& item, const std::vector<St
 
 /// Whether another entry lies where the item went.
 bool isTakenByOther(const RemovedItem& item, const std::vector<StoredEntry>& entries);
+
+/// Writes a note if another entry lies where the item went.
+void noteTakenByOther(const RemovedItem& item, const std::vector<StoredEntry>& entries,
+                      const TidraPathResolver& resolver);
 
 /// Returns the index of each entry that the newest removal moved there by `method` and that is still there; none if
 /// that removal moved nothing there. A note names each other entry in the place of one. Throws PreferencesError.
