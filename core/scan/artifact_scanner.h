@@ -31,7 +31,7 @@ struct FilesystemArtifactScanner {
     std::string currentPathDisplay;  // home folder shown as "~"
     std::size_t artifactsFound = 0;
     std::uint64_t recoverableBytes = 0;
-    const ScanArtifactFinding* latestFinding = nullptr;  // null before the first finding
+    const FoundArtifact* latestFinding = nullptr;  // null before the first finding
   };
 
   struct Request {

@@ -137,10 +137,13 @@ void SystemArtifactScanner::start(std::size_t probe) {
   running_[probe] = startTask([this, probe] { return probes_[probe]->scan(request_.context); });
 }
 
-ProbeReport SystemArtifactScanner::finish(std::future<ProbeReport>& running) const {
+ProbeReport SystemArtifactScanner::finish(std::future<ProbeReport>& running) {
   constexpr std::chrono::milliseconds poll{20};
-  // isCancelled() polls; the context ends tools of a cancelled scan.
-  while (running.wait_for(poll) != std::future_status::ready) isCancelled();
+  constexpr std::chrono::milliseconds longestSilence{120};
+  while (running.wait_for(poll) != std::future_status::ready) {
+    isCancelled();  // polls; the context ends tools of a cancelled scan
+    if (std::chrono::steady_clock::now() - lastTick_ >= longestSilence) tick(systemPhaseLabel, nullptr);
+  }
   return running.get();
 }
 
@@ -187,15 +190,16 @@ SystemArtifactScanner::Result SystemArtifactScanner::scan(const std::vector<Foun
 }
 
 void SystemArtifactScanner::tickProjects(const std::vector<FoundArtifact>& projects) {
-  for (const FoundArtifact& found : projects) tick(projectPhaseLabel, &found.finding);
+  for (const FoundArtifact& found : projects) tick(projectPhaseLabel, &found);
 }
 
-void SystemArtifactScanner::tick(const char* phase, const ScanArtifactFinding* finding) {
+void SystemArtifactScanner::tick(const char* phase, const FoundArtifact* found) {
+  lastTick_ = std::chrono::steady_clock::now();
   tick_.phaseLabel = phase;
-  tick_.latestFinding = finding;
-  if (finding != nullptr) {
+  tick_.latestFinding = found;
+  if (found != nullptr) {
     ++tick_.artifactsFound;
-    tick_.recoverableBytes = saturatedSum(tick_.recoverableBytes, signedBytes(finding->sizeBytes));
+    tick_.recoverableBytes = saturatedSum(tick_.recoverableBytes, signedBytes(found->finding.sizeBytes));
   }
   if (request_.onProgress) request_.onProgress(tick_);
 }
@@ -226,7 +230,7 @@ std::vector<FoundArtifact> SystemArtifactScanner::keep(ProbeReport& report, cons
   std::erase_if(kept, [&](const Kept& one) { return !isSearchable(one, report); });
   measure(kept);
   std::vector<FoundArtifact> found;
-  for (Kept& one : kept) tick(systemPhaseLabel, &found.emplace_back(std::move(one.found)).finding);
+  for (Kept& one : kept) tick(systemPhaseLabel, &found.emplace_back(std::move(one.found)));
   return found;
 }
 

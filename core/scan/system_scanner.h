@@ -1,6 +1,7 @@
 // Scans outside projects: runs the probes and measures their results.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <future>
@@ -32,12 +33,13 @@ class SystemArtifactScanner {
   static constexpr const char* projectPhaseLabel = "Scanning your projects…";
   static constexpr const char* systemPhaseLabel = "Checking system caches…";
 
-  /// Progress; valid only during the callback. The phase outside projects begins with a tick without a finding.
+  /// Progress; valid only during the callback. The phase outside projects begins with a tick without a finding; further
+  /// ones come every 0.12 seconds while a tool is waited for.
   struct ProgressTick {
     std::string phaseLabel;
     std::int64_t artifactsFound = 0;
     std::int64_t recoverableBytes = 0;
-    const ScanArtifactFinding* latestFinding = nullptr;  // the finding that caused the tick, if any
+    const FoundArtifact* latestFinding = nullptr;  // the finding that caused the tick, if any
   };
 
   struct Request {
@@ -89,7 +91,7 @@ class SystemArtifactScanner {
 
   bool isLeftOut(const SystemArtifactProbe& probe) const;
   void start(std::size_t probe);
-  ProbeReport finish(std::future<ProbeReport>& running) const;
+  ProbeReport finish(std::future<ProbeReport>& running);
   /// Waits for a probe by index and drops items out of bounds.
   ProbeReport finishWithinBounds(std::size_t probe);
   void tickProjects(const std::vector<FoundArtifact>& projects);
@@ -101,7 +103,7 @@ class SystemArtifactScanner {
   /// Adds what measuring found to an item, or sets isLeftOut.
   void setMeasured(Kept& item, TidraDirectorySizeReader::Size& size);
   bool isSearchable(const Kept& kept, ProbeReport& report);
-  void tick(const char* phase, const ScanArtifactFinding* finding);
+  void tick(const char* phase, const FoundArtifact* found);
   bool isCancelled() const { return request_.shouldCancel && request_.shouldCancel(); }
 
   const Request& request_;
@@ -110,6 +112,7 @@ class SystemArtifactScanner {
   StoreFinder stores_;
   std::vector<WithheldFinding> withheld_;
   ProgressTick tick_;
+  std::chrono::steady_clock::time_point lastTick_{};
 };
 
 }  // namespace tidra

@@ -20,12 +20,12 @@ void WalkProgress::report(std::vector<FoundArtifact> fresh, std::uint64_t visite
     tickEvery64Entries(visited);
   }
   for (FoundArtifact& found : fresh) {
-    const ScanArtifactFinding& finding = findings.emplace_back(std::move(found)).finding;
-    roots_.insert(*finding.groupRoot);
+    const FoundArtifact& latest = findings.emplace_back(std::move(found));
+    roots_.insert(*latest.finding.groupRoot);
     ++tick_.artifactsFound;
-    tick_.recoverableBytes = saturatedSum(tick_.recoverableBytes, finding.sizeBytes);
+    tick_.recoverableBytes = saturatedSum(tick_.recoverableBytes, latest.finding.sizeBytes);
     tick_.projectRootsFound = roots_.size();
-    tick_.latestFinding = &finding;
+    tick_.latestFinding = &latest;
     deliver();
   }
   if (Clock::now() - last_ >= longestSilence) deliver();

@@ -62,6 +62,7 @@ class ScanSession {
       addSystemFindings(*system);
       addLeftovers();
     }
+    progress_.beginChecks();
     withholdNeverRemoved();
     noteUnclaimedLeftovers();
     noteWithheld();
@@ -99,6 +100,7 @@ class ScanSession {
       if (plan.isWalked() || (request_.isRecheck() && !plan.obstacle)) walk(plan);
     }
     if (request_.roots.size() > 1 && !request_.isRecheck()) dropCoveredFindings(outcome_.findings);
+    progress_.deliverFindings();
   }
 
   FilesystemArtifactScanner::Request walkRequest() {
@@ -127,7 +129,7 @@ class ScanSession {
     request.onlyNames = plan.onlyNames ? plan.onlyNames : namesIn(plan.root);
     const auto askActivity = activityQuestions(plan);
     request.onProgress = [&](const auto& tick) {
-      if (tick.latestFinding != nullptr) askActivity(*tick.latestFinding);
+      if (tick.latestFinding != nullptr) askActivity(tick.latestFinding->finding);
       progress_.advance(tick);
     };
     auto result = FilesystemArtifactScanner::scan(request);
@@ -239,7 +241,10 @@ class ScanSession {
                                           .exclusions = exclusions_,
                                           .stores = stores_,
                                           .shouldCancel = [this] { return shouldCancel(); }}));
-    std::move(leftovers.begin(), leftovers.end(), std::back_inserter(outcome_.findings));
+    for (FoundArtifact& leftover : leftovers) {
+      progress_.add(leftover);
+      outcome_.findings.push_back(std::move(leftover));
+    }
   }
 
   void withhold(const std::vector<WithheldFinding>& findings) {

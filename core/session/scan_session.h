@@ -22,8 +22,12 @@
 
 namespace tidra {
 
+/// What a scan is doing. The checks ask git, date projects and look for what must stay.
+enum class ScanPhase { projects, system, checks };
+
 /// Progress; valid only during the callback.
 struct ScanProgress {
+  ScanPhase phase = ScanPhase::projects;
   std::string phaseLabel;
   std::uint64_t entriesVisited = 0;
   std::size_t projectsFound = 0;
@@ -75,6 +79,10 @@ struct ScanRequest {
   /// Polled in every phase from any thread; once true, the scan ends promptly. Must stay true.
   std::function<bool()> shouldCancel;
   std::function<void(const ScanProgress&)> onProgress;  // called on the caller's thread
+  /// Called on the caller's thread with what was measured since the last call: at most about ten times a second, and
+  /// once more before the checks begin. Dates, git's answers and the checks are missing; some findings are left out
+  /// later, and an artefact below two roots is in two batches. The outcome replaces them all.
+  std::function<void(std::vector<FoundArtifact>)> onFindings;
 
   /// Whether this is no search, but checks the items of a plan.
   bool isRecheck() const { return onlyPaths.has_value(); }

@@ -31,9 +31,10 @@ TEST(WalkProgress, EveryFindingAndEvery64EntriesAreReportedInOrderOnTheCallersTh
     heard.scanned.push_back(tick.foldersScanned);
     EXPECT_EQ(tick.latestFinding == nullptr, tick.artifactsFound == 0);
     if (tick.artifactsFound != heard.artifacts) {
-      heard.bytes += tick.latestFinding->sizeBytes;
-      heard.roots.insert(*tick.latestFinding->groupRoot);
-      EXPECT_TRUE(heard.paths.insert(tick.latestFinding->path).second) << tick.latestFinding->path << " reported twice";
+      heard.bytes += tick.latestFinding->finding.sizeBytes;
+      heard.roots.insert(*tick.latestFinding->finding.groupRoot);
+      EXPECT_TRUE(heard.paths.insert(tick.latestFinding->finding.path).second)
+          << tick.latestFinding->finding.path << " reported twice";
       ++heard.artifacts;
     }
     EXPECT_EQ(tick.artifactsFound, heard.artifacts) << "a finding without a tick of its own";

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <map>
+#include <set>
 
 #include "core/base/joining_thread.h"
 #include "core/base/json_writer.h"
@@ -191,6 +192,31 @@ TEST_F(ScanSession, CancellingEndsTheWaitForAHungGit) {
     EXPECT_TRUE(outcome.circumstances.partial) << question;
     EXPECT_EQ(outcome.findings.size(), 4U) << "the walk was done by then";
   }
+}
+
+TEST_F(ScanSession, DeliversFindingsWhileItWalks) {
+  makeProjects();
+  auto asked = request({"code/fresh", "code/old"});
+  asked.minimumBytes = 100;  // more than node_modules
+  asked.tiers = {ArtifactSafetyTier::safe, ArtifactSafetyTier::caution};
+  std::vector<ScanPhase> phases;
+  std::set<std::string> delivered;
+  asked.onProgress = [&](const ScanProgress& progress) {
+    if (phases.empty() || phases.back() != progress.phase) phases.push_back(progress.phase);
+  };
+  asked.onFindings = [&](const std::vector<FoundArtifact>& batch) {
+    EXPECT_FALSE(batch.empty());
+    EXPECT_TRUE(phases.empty() || phases.back() == ScanPhase::projects) << "after the checks began";
+    for (const FoundArtifact& found : batch) {
+      EXPECT_TRUE(delivered.insert(found.finding.path).second) << found.finding.path << " comes twice";
+      EXPECT_GT(found.finding.sizeBytes, 100U);
+    }
+  };
+  std::set<std::string> paths;
+  for (const FoundArtifact& found : runScan(asked).findings) paths.insert(found.finding.path);
+  EXPECT_EQ(delivered, paths);
+  EXPECT_EQ(delivered.size(), 2U);
+  EXPECT_THAT(phases, ElementsAre(ScanPhase::projects, ScanPhase::checks));
 }
 
 }  // namespace

@@ -166,9 +166,11 @@ TEST_F(SystemScan, ReportsEachFindingInItsPhase) {
   rule("agentHost", "b", "~/b");
   Texts ticks;
   request.onProgress = [&](const SystemArtifactScanner::ProgressTick& tick) {
+    // A slow machine brings more of those that show that a scan is alive.
+    if (tick.latestFinding == nullptr && !ticks.empty() && ticks.back().starts_with(tick.phaseLabel)) return;
     ticks.push_back(
         fixture.shown(fmt::format("{} {} {} {}", tick.phaseLabel, tick.artifactsFound, tick.recoverableBytes,
-                                  tick.latestFinding != nullptr ? tick.latestFinding->path : "-")));
+                                  tick.latestFinding != nullptr ? tick.latestFinding->finding.path : "-")));
   };
   scan({"globalCaches", "agentHost"}, {project("p/node_modules"), project("q", 5)});
   EXPECT_THAT(ticks, ElementsAre("Scanning your projects… 1 10 @/p/node_modules", "Scanning your projects… 2 15 @/q",
