@@ -6,7 +6,7 @@
 #include <set>
 #include <utility>
 
-#include "cli/item_hint.h"
+#include "app/view/item_hint.h"
 #include "cli/scan_view.h"
 #include "cli/shown_sizes.h"
 #include "core/base/quantities.h"
@@ -81,7 +81,7 @@ std::string hintText(const CleanupCandidate& candidate) {
   const ScanArtifactFinding* finding = candidate.found != nullptr ? &candidate.found->finding : nullptr;
   const auto hint = hintOf(candidate.item, finding != nullptr ? finding->restoreHint : std::nullopt);
   std::string text = isLost ? "cannot be undone" : "";
-  if (hint) text += isLost ? "; " + shownWords(hint->text) : hint->sentence();
+  if (hint) text += isLost ? "; " + shownWords(hint->text) : shownWords(hint->sentence());
   if (finding == nullptr) return text;
   if (hint && finding->evidence) text += fmt::format(" ({})", shown(*finding->evidence));
   if (!finding->difference) return text;
@@ -142,22 +142,6 @@ std::string blockText(const std::vector<CleanupCandidate>& candidates, const Sho
   return text + paragraph(fmt::format("{} and {} more with {}; --limit 0 shows all", glyphs().ellipsis, hidden.size(),
                                       ByteFormatting::readable(bytes)),
                           options.terminal, 2);
-}
-
-/// "docker and conda", in the order of the items.
-std::string toolNames(const std::vector<std::string_view>& paths) {
-  std::vector<std::string> names;
-  for (const std::string_view path : paths) {
-    const std::string name(ToolTargets::toolOf(path));
-    if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
-  }
-  return joinedWithAnd(std::move(names));
-}
-
-/// How many of the items are environments whose pip empties its download cache, and removes nothing else.
-std::size_t countOfPip(const std::vector<std::string_view>& paths) {
-  return static_cast<std::size_t>(std::count_if(
-      paths.begin(), paths.end(), [](std::string_view path) { return path.starts_with(pipTargetPrefix); }));
 }
 
 enum class Way { moved, deleted, withTrash, byTool };
@@ -278,35 +262,12 @@ std::string capitalized(std::string text) {
 
 }  // namespace
 
-Remover removerOf(std::string_view path) { return isToolBackedTarget(path) ? Remover::tool : Remover::tidra; }
-
 std::string planText(const std::vector<CleanupCandidate>& candidates, const CleanupViewOptions& options) {
   const ShownSizes sizes(candidates, options.apparentSize);
   const std::string byTools = blockText(candidates, sizes, Remover::tool, options);
   std::string own = blockText(candidates, sizes, Remover::tidra, options);
   if (byTools.empty()) return own;
   return own + paragraph("Removed by their tool, at once; no trash, no quarantine:", options.terminal) + byTools;
-}
-
-std::string planQuestion(const std::vector<std::string_view>& paths, std::int64_t bytes, DisposalMethod method,
-                         Remover remover) {
-  const std::string items = counted(paths.size(), "item", "items");
-  const std::string size = ByteFormatting::readable(bytes);
-  if (remover == Remover::tool) {
-    const std::size_t ofPip = countOfPip(paths);
-    if (ofPip == paths.size()) return "Have pip empty its download cache? The unused packages stay.";
-    return fmt::format("Have {} remove {} ({}{}) at once and for good?{}", toolNames(paths), items, about, size,
-                       ofPip > 0 ? " pip empties its download cache only; the unused packages stay." : "");
-  }
-  switch (method) {
-    case DisposalMethod::trash:
-      return fmt::format("Move {} ({}) to the trash?", items, size);
-    case DisposalMethod::quarantine:
-      return fmt::format("Move {} ({}) into quarantine?", items, size);
-    case DisposalMethod::delete_:
-      break;
-  }
-  return fmt::format("Delete {} ({}) for good?", items, size);
 }
 
 std::string outcomeText(const CleanupOutcome& outcome, const OutcomeContext& context) {

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "app/view/removal_question.h"
 #include "cli/terminal.h"
 #include "core/session/cleanup_session.h"
 
@@ -20,17 +21,9 @@ struct CleanupViewOptions {
   bool apparentSize = false;  // show logical sizes instead of what removing frees
 };
 
-/// Tools have neither trash nor quarantine: their items are listed, confirmed and reported apart.
-enum class Remover { tidra, tool };
-Remover removerOf(std::string_view path);
-
 /// A line for each candidate without a refusal: size, label, tier, age and path; below it how to restore it. Items that
 /// tools remove come last, under a heading, with the tool's command.
 std::string planText(const std::vector<CleanupCandidate>& candidates, const CleanupViewOptions& options);
-
-/// "Move 3 items (1.2 GB) to the trash?" `paths` are the items of one remover, `bytes` their size as it is shown.
-std::string planQuestion(const std::vector<std::string_view>& paths, std::int64_t bytes, DisposalMethod method,
-                         Remover remover);
 
 /// How the result of a removal is described.
 struct OutcomeContext {

@@ -11,7 +11,7 @@
 #include <set>
 #include <utility>
 
-#include "cli/item_hint.h"
+#include "app/view/item_hint.h"
 #include "cli/scan_summary.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
@@ -251,7 +251,7 @@ class ScanTextWriter {
   static std::string hintNote(const ScanReportItem& item) {
     const auto hint = hintOf(item);
     if (!hint) return {};
-    return hint->kind == ItemHint::Kind::careful ? hint->sentence() : shownWords(hint->text);
+    return shownWords(hint->kind == ItemHint::Kind::careful ? hint->sentence() : hint->text);
   }
 
   /// A hint that has no room is listed below, once for all items that it fits; a reason concerns its item only.
@@ -328,16 +328,6 @@ std::string shortAge(const std::optional<TimePoint>& lastActivity, TimePoint now
   if (months > 0) return fmt::format("{} mo", months);
   const auto days = ScanActivityClassification::idleDays(lastActivity, now).value_or(0);
   return days == 0 ? "today" : fmt::format("{} d", days);
-}
-
-std::string grouped(std::uint64_t number) {
-  std::string digits = std::to_string(number);
-  for (std::size_t i = digits.size(); i > 3; i -= 3) digits.insert(i - 3, ",");
-  return digits;
-}
-
-std::string counted(std::uint64_t number, std::string_view one, std::string_view many) {
-  return fmt::format("{} {}", grouped(number), number == 1 ? one : many);
 }
 
 }  // namespace tidra

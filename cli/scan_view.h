@@ -8,10 +8,11 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/scan_marks.h"
+#include "app/view/scan_marks.h"
 #include "cli/shown_sizes.h"
 #include "cli/terminal.h"
 #include "core/base/enum_table.h"
+#include "core/base/text.h"
 #include "core/model/scan_report.h"
 
 namespace tidra {
@@ -53,11 +54,5 @@ bool isOlder(const std::optional<TimePoint>& a, const std::optional<TimePoint>& 
 
 /// "8 mo", "3 d" or "today"; "–" when unknown.
 std::string shortAge(const std::optional<TimePoint>& lastActivity, TimePoint now);
-
-/// A number with thousands separators.
-std::string grouped(std::uint64_t number);
-
-/// "1 project" or "17 projects".
-std::string counted(std::uint64_t number, std::string_view one, std::string_view many);
 
 }  // namespace tidra

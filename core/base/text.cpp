@@ -259,6 +259,16 @@ std::optional<std::string> base64Decoded(std::string_view text) {
   return bytes;
 }
 
+std::string grouped(std::uint64_t number) {
+  std::string digits = std::to_string(number);
+  for (std::size_t i = digits.size(); i > 3; i -= 3) digits.insert(i - 3, ",");
+  return digits;
+}
+
+std::string counted(std::uint64_t number, std::string_view one, std::string_view many) {
+  return fmt::format("{} {}", grouped(number), number == 1 ? one : many);
+}
+
 bool pathPrecedes(std::string_view left, std::string_view right) {
   const auto [l, r] = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
   if (l == left.end() || r == right.end()) return r != right.end();

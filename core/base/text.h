@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -54,6 +55,12 @@ std::string base64Encoded(std::string_view bytes);
 
 /// Returns the decoded bytes; nullopt unless the text is padded standard base64.
 std::optional<std::string> base64Decoded(std::string_view text);
+
+/// Returns a number with thousands separators.
+std::string grouped(std::uint64_t number);
+
+/// Returns "1 project" or "1,700 projects".
+std::string counted(std::uint64_t number, std::string_view one, std::string_view many);
 
 /// Compares paths in the order of a depth-first walk with siblings in byte order: "/" sorts before every other byte.
 bool pathPrecedes(std::string_view left, std::string_view right);

@@ -2,11 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <cstdint>
-
 namespace tidra {
 
-std::string StableID::make(std::string_view bytes) {
+std::uint64_t StableID::number(std::string_view bytes) {
   constexpr std::uint64_t offsetBasis = 0xcbf29ce484222325U;
   constexpr std::uint64_t prime = 0x100000001b3U;
   std::uint64_t hash = offsetBasis;
@@ -14,7 +12,9 @@ std::string StableID::make(std::string_view bytes) {
     hash ^= static_cast<unsigned char>(byte);
     hash *= prime;
   }
-  return fmt::format("{:016x}", hash);
+  return hash;
 }
+
+std::string StableID::make(std::string_view bytes) { return fmt::format("{:016x}", number(bytes)); }
 
 }  // namespace tidra

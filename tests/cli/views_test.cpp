@@ -5,7 +5,6 @@
 #include <set>
 
 #include "cli/cleanup_view.h"
-#include "cli/item_hint.h"
 #include "cli/progress_line.h"
 #include "cli/scan_view.h"
 #include "cli/table.h"
@@ -149,41 +148,6 @@ TEST(Views, OfPipSayThatItsPackagesStay) {
   outcome.unmeasured[0].reportedByTool = false;
   outcome.freedEach = {0};
   EXPECT_THAT(outcomeText(outcome, {.candidates = {}}), HasSubstr("cache, pip does not say how much is freed; the"));
-}
-
-TEST(Views, AHintIsAWayBackOnlyWhereItIsOne) {
-  struct Row {
-    const char* path;
-    ArtifactSafetyTier tier;
-    const char* category;
-    const char* rule;
-    const char* hint;
-    const char* sentence;
-    ArtifactSource source = ArtifactSource::projectWalk;
-  };
-  using enum ArtifactSafetyTier;
-  for (const Row& row :
-       {Row{"/p/a", safe, "project", "node_modules", "npm install", "to get it back: npm install"},
-        Row{"/p/a", caution, "project", "node_modules", "Holds files tracked by git",
-            "careful: Holds files tracked by git"},
-        Row{"/h/.npm", safe, "globalCaches", "npm-cache", "npm cache clean --force",
-            "to get it back: npm install downloads the packages again"},
-        Row{"/h/logs", safe, "aiTools", "codex-logs", "old ones are lost", "afterwards: old ones are lost"},
-        Row{"pip:orphan:/e", caution, "python", "", "pip install to restore: a, b",
-            "empties pip's download cache; the packages stay until pip uninstall removes them: a, b",
-            ArtifactSource::pipCLI}}) {
-    ScanReportItem item;
-    item.path = row.path;
-    item.tier = row.tier;
-    item.category = row.category;
-    item.ruleID = row.rule;
-    item.restoreHint = row.hint;
-    item.source = row.source;
-    if (item.category != projectCategory && item.source == ArtifactSource::projectWalk) {
-      item.source = ArtifactSource::systemProbe;
-    }
-    EXPECT_EQ(hintOf(item)->sentence(), row.sentence);
-  }
 }
 
 class Figures : public CliTest {

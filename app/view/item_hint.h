@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "core/model/cleanup_plan.h"
+#include "core/model/found_artifact.h"
 #include "core/model/scan_report.h"
 
 namespace tidra {
@@ -19,14 +20,17 @@ struct ItemHint {
   };
 
   Kind kind = Kind::plain;
-  std::string text;  // not escaped
+  std::string text;
 
-  /// "to get it back: npm install", escaped for terminals.
-  std::string sentence() const;
+  /// "to get it back: npm install".
+  std::string sentence() const { return sentenceOf(kind, text); }
+
+  static std::string sentenceOf(Kind kind, std::string_view text);
 };
 
-/// `restoreHint` is that of the finding. nullopt without one.
+/// `restoreHint` is that of the finding. nullopt without one. Texts come from rules and tools: a face escapes them.
 std::optional<ItemHint> hintOf(const CleanupPlan::Item& item, const std::optional<std::string>& restoreHint);
 std::optional<ItemHint> hintOf(const ScanReportItem& item);
+std::optional<ItemHint> hintOf(const FoundArtifact& found);
 
 }  // namespace tidra

@@ -1,10 +1,9 @@
-#include "cli/item_hint.h"
+#include "app/view/item_hint.h"
 
 #include <fmt/format.h>
 
 #include <string_view>
 
-#include "cli/terminal.h"
 #include "core/model/removal_leftover.h"
 #include "core/platform/path_text.h"
 
@@ -28,8 +27,16 @@ std::string pipHint(std::string_view restoreHint) {
                      restoreHint);
 }
 
-template <class Item>
-std::optional<ItemHint> makeHint(const Item& item, const std::optional<std::string>& restoreHint) {
+/// What decides a hint.
+struct Hinted {
+  std::string_view path;
+  ArtifactSafetyTier tier;
+  ArtifactSource source;
+  std::string_view category;
+  const std::optional<std::string>& ruleID;
+};
+
+std::optional<ItemHint> makeHint(const Hinted& item, const std::optional<std::string>& restoreHint) {
   if (!restoreHint) return std::nullopt;
   const ItemHint::Kind kind = kindOf(item.path, item.tier, item.source, item.category);
   // The hint names the packages, which stay: their environment's pip empties its download cache.
@@ -41,24 +48,32 @@ std::optional<ItemHint> makeHint(const Item& item, const std::optional<std::stri
 
 }  // namespace
 
-std::string ItemHint::sentence() const {
+std::string ItemHint::sentenceOf(Kind kind, std::string_view text) {
   switch (kind) {
     case Kind::wayBack:
-      return "to get it back: " + shownWords(text);
+      return fmt::format("to get it back: {}", text);
     case Kind::afterwards:
-      return "afterwards: " + shownWords(text);
+      return fmt::format("afterwards: {}", text);
     case Kind::careful:
-      return "careful: " + shownWords(text);
+      return fmt::format("careful: {}", text);
     case Kind::plain:
       break;
   }
-  return shownWords(text);
+  return std::string(text);
 }
 
 std::optional<ItemHint> hintOf(const CleanupPlan::Item& item, const std::optional<std::string>& restoreHint) {
-  return makeHint(item, restoreHint);
+  return makeHint({item.path, item.tier, item.source, item.category, item.ruleID}, restoreHint);
 }
 
-std::optional<ItemHint> hintOf(const ScanReportItem& item) { return makeHint(item, item.restoreHint); }
+std::optional<ItemHint> hintOf(const ScanReportItem& item) {
+  return makeHint({item.path, item.tier, item.source, item.category, item.ruleID}, item.restoreHint);
+}
+
+std::optional<ItemHint> hintOf(const FoundArtifact& found) {
+  const ScanArtifactFinding& finding = found.finding;
+  return makeHint({finding.path, finding.safetyTier, finding.source, found.category, finding.ruleID},
+                  finding.restoreHint);
+}
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-#include "cli/scan_marks.h"
+#include "app/view/scan_marks.h"
 
 #include <fmt/format.h>
 

@@ -25,6 +25,9 @@ struct ItemMark {
   Kind kind = Kind::goes;
   std::string reason = {};  // why it does not go, for display
 
+  /// Whether a user may choose to remove such an item.
+  static constexpr bool isSelectable(Kind kind) { return kind == Kind::goes || kind == Kind::review; }
+
   bool operator==(const ItemMark&) const = default;
 };
 

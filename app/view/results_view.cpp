@@ -1,0 +1,124 @@
+#include "app/view/results_view.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+#include "app/view/snapshot_maker.h"
+#include "core/model/ecosystems.h"
+
+namespace tidra {
+namespace {
+
+/// Lower case, and in the order of paths: what separates folders comes before every other byte.
+char textByte(char c) {
+  if (c == '/') return '\x01';
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+void appendText(std::string& texts, std::string_view text) {
+  constexpr char afterText = '\0';
+  for (const char c : text) texts += textByte(c);
+  texts += afterText;
+}
+
+std::uint8_t activityNumber(const std::optional<ProjectActivity>& activity) {
+  return static_cast<std::uint8_t>(activity ? static_cast<std::size_t>(*activity) : unknownActivity);
+}
+
+}  // namespace
+
+std::string searchText(std::string_view word) {
+  std::string text;
+  for (const char c : word) text += textByte(c);
+  return text;
+}
+
+ResultsView::Facts ResultsView::factsOf(const ResultRow& row) {
+  Facts facts{.id = row.id, .freeableBytes = row.freeableBytes, .idleSince = unknownDate, .textBegin = texts_.size()};
+  appendText(texts_, row.path);
+  appendText(texts_, row.label.view());
+  // A project's folder is part of the path.
+  if (row.isInSystemGroup()) appendText(texts_, row.groupName.view());
+  facts.textSize = texts_.size() - facts.textBegin;
+  if (row.lastActivity) facts.idleSince = row.lastActivity->time_since_epoch().count();
+  facts.project = projects_.numberOf(row.group, "project ", [&] { return row.groupName; });
+  facts.ecosystem = ecosystems_.numberOf(row.ecosystem, "ecosystem ",
+                                         [&] { return SharedText(ecosystemName(row.ecosystem.view())); });
+  facts.activity = activityNumber(row.activity);
+  facts.tier = row.tier;
+  facts.mark = row.mark.kind;
+  return facts;
+}
+
+void ResultsView::append(std::vector<ResultRow> added) {
+  const auto chunk = std::make_shared<std::vector<ResultRow>>(std::move(added));
+  for (ResultRow& row : *chunk) {
+    const auto [known, isNew] = indexes_.try_emplace(row.id, static_cast<std::uint32_t>(rows_.size()));
+    const bool isAgain = !isNew && rows_[known->second]->path == row.path;
+    if (!isNew && !isAgain) {
+      // A mark on one would be a mark on the other.
+      row.mark = {ItemMark::Kind::kept, "has the same identifier as " + rows_[known->second]->path};
+    }
+    const Facts facts = factsOf(row);
+    if (isAgain) {
+      rows_[known->second] = &row;
+      facts_[known->second] = facts;
+    } else {
+      rows_.push_back(&row);
+      facts_.push_back(facts);
+    }
+  }
+  chunks_.push_back(chunk);
+}
+
+void ResultsView::add(std::vector<ResultRow> rows) {
+  if (rows.empty()) return;
+  use_.reset();
+  append(std::move(rows));
+}
+
+void ResultsView::replaceAll(std::vector<ResultRow> rows, const std::vector<FoundArtifact>* findings) {
+  *this = ResultsView();
+  const std::size_t count = rows.size();
+  append(std::move(rows));
+  // Sums refer to findings by their place, which only differs from that of the rows if a path was there twice.
+  if (findings != nullptr && findings->size() == count && rows_.size() == count) use_.emplace(*findings);
+}
+
+void ResultsView::drop(const std::set<RowID>& ids) {
+  std::size_t kept = 0;
+  indexes_.clear();
+  for (std::size_t i = 0; i < rows_.size(); ++i) {
+    if (ids.contains(rows_[i]->id)) continue;
+    indexes_.try_emplace(rows_[i]->id, static_cast<std::uint32_t>(kept));
+    rows_[kept] = rows_[i];
+    facts_[kept++] = facts_[i];
+  }
+  rows_.resize(kept);
+  facts_.resize(kept);
+  byName_.clear();
+  use_.reset();
+}
+
+const ResultRow* ResultsView::find(RowID id) const {
+  const auto place = indexes_.find(id);
+  return place == indexes_.end() ? nullptr : rows_[place->second];
+}
+
+const std::vector<std::uint32_t>& ResultsView::orderByName() const {
+  const auto precedes = [this](std::uint32_t a, std::uint32_t b) { return textOf(facts_[a]) < textOf(facts_[b]); };
+  const auto sorted = static_cast<std::ptrdiff_t>(byName_.size());
+  byName_.resize(rows_.size());
+  std::iota(byName_.begin() + sorted, byName_.end(), static_cast<std::uint32_t>(sorted));
+  std::sort(byName_.begin() + sorted, byName_.end(), precedes);
+  std::inplace_merge(byName_.begin(), byName_.begin() + sorted, byName_.end(), precedes);
+  return byName_;
+}
+
+std::shared_ptr<const ResultsSnapshot> ResultsView::snapshot(const ResultsQuery& query,
+                                                             const Selection& selection) const {
+  return SnapshotMaker(*this, query, selection).make();
+}
+
+}  // namespace tidra
