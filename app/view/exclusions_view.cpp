@@ -1,0 +1,58 @@
+#include "app/view/exclusions_view.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "core/base/errors.h"
+#include "core/base/quantities.h"
+#include "core/base/text.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+
+ExclusionsView::Added ExclusionsView::add(TypedExclusion typed, TimePoint now) {
+  Added added;
+  added.isNew = store_.add(typed.text, typed.kind, now);
+  added.note = typed.note.value_or("");
+  reload();
+  const auto entry = std::find_if(entries_.begin(), entries_.end(),
+                                  [&](const ExclusionEntry& each) { return each.pathDisplay == typed.text; });
+  if (entry != entries_.end()) added.entry = *entry;
+  return added;
+}
+
+ExclusionsView::Added ExclusionsView::addTyped(const std::string& text, TimePoint now) {
+  const std::string_view given = trimmed(text);
+  if (given.empty()) throw InputError("Type a folder, or a pattern with * or ?.");
+  return add(TypedExclusion::read(std::string(given), resolver_, std::nullopt), now);
+}
+
+ExclusionsView::Added ExclusionsView::addFolder(const std::string& path, TimePoint now) {
+  return add({.text = resolver_.displayPath(path), .kind = ExclusionRowKind::path, .note = {}}, now);
+}
+
+bool ExclusionsView::remove(const ExclusionEntry& entry) {
+  const bool wasThere = store_.remove(entry.pathDisplay);
+  reload();
+  return wasThere;
+}
+
+ExclusionsView::Effect ExclusionsView::effectOf(const std::string& text, const ResultsView& results) const {
+  const std::string given(trimmed(text));
+  Effect effect;
+  if (given.empty()) return effect;
+  const auto typed = TypedExclusion::read(given, resolver_, std::nullopt);
+  const auto filter =
+      withLinksResolved(makeExclusionFilter({{.id = {}, .pathDisplay = typed.text, .kind = typed.kind}}, resolver_));
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    const ResultRow& row = results.row(i);
+    const bool holdsPlace = std::any_of(filter.pathPrefixes.begin(), filter.pathPrefixes.end(),
+                                        [&](const std::string& place) { return isSameOrInside(place, row.path); });
+    if (row.isTool() || (!holdsPlace && !filter.isExcluded(row.path))) continue;
+    ++effect.rows;
+    effect.freeableBytes = saturatedSum(effect.freeableBytes, row.freeableBytes);
+  }
+  return effect;
+}
+
+}  // namespace tidra
