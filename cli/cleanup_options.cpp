@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "app/state/state_folders.h"
+#include "app/view/volume_figures.h"
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
 #include "cli/progress_line.h"
@@ -19,7 +20,6 @@
 #include "cli/trash_emptying.h"
 #include "cli/trash_view.h"
 #include "cli/user_state.h"
-#include "cli/volume_figures.h"
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "app/view/volume_figures.h"
 #include "cli/adopted_settings.h"
 #include "cli/interrupt.h"
 #include "cli/json_lines.h"
@@ -16,7 +17,6 @@
 #include "cli/scan_options.h"
 #include "cli/scan_view.h"
 #include "cli/user_state.h"
-#include "cli/volume_figures.h"
 #include "core/base/errors.h"
 #include "core/base/json_writer.h"
 #include "core/base/text.h"

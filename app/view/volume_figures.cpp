@@ -1,10 +1,9 @@
-#include "cli/volume_figures.h"
+#include "app/view/volume_figures.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "cli/terminal.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/files.h"
@@ -20,30 +19,37 @@ const MountPoint* mountOf(const FoundArtifact& found, const std::vector<MountPoi
 
 }  // namespace
 
-VolumeFigures::VolumeFigures(const std::vector<CleanupCandidate>& candidates, const std::vector<MountPoint>& mounts) {
+void VolumeFigures::add(const std::vector<CleanupCandidate>& candidates, const std::vector<MountPoint>& mounts) {
   for (const CleanupCandidate& candidate : candidates) {
     if (candidate.refusal || isToolBackedTarget(candidate.item.path)) continue;
     const MountPoint* mount = candidate.found != nullptr ? mountOf(*candidate.found, mounts)
                                                          : mountHolding(mounts, realPathOrSame(candidate.item.path));
     if (mount == nullptr) continue;
     isUpperBound_ = isUpperBound_ || (candidate.freeableBytes() > 0 && mayFreeLess(mount->fileSystem));
-    const auto isIt = [&](const Volume& volume) { return volume.path == mount->path; };
+    const auto isIt = [&](const VolumeChange& volume) { return volume.path == mount->path; };
     if (std::any_of(volumes_.begin(), volumes_.end(), isIt)) continue;
     if (const auto space = TidraVolumeSpaceReader::read(mount->path)) {
-      volumes_.push_back({mount->path, space->availableBytes});
+      volumes_.push_back({mount->path, space->availableBytes, space->availableBytes});
     }
   }
 }
 
-std::string VolumeFigures::change() const {
+std::vector<VolumeChange> VolumeFigures::changes() const {
+  std::vector<VolumeChange> changes;
+  for (const auto& [path, before, earlier] : volumes_) {
+    if (const auto space = TidraVolumeSpaceReader::read(path)) changes.push_back({path, before, space->availableBytes});
+  }
+  return changes;
+}
+
+std::string describedChanges(const std::vector<VolumeChange>& changes) {
   constexpr std::size_t most = 3;
   std::vector<std::string> clauses;
-  for (const Volume& volume : volumes_) {
-    const auto space = TidraVolumeSpaceReader::read(volume.path);
-    if (!space || clauses.size() == most) continue;
-    clauses.push_back(fmt::format("{} has {} free, before {}", volumes_.size() == 1 ? "the volume" : shown(volume.path),
-                                  ByteFormatting::readable(space->availableBytes),
-                                  ByteFormatting::readable(volume.before)));
+  for (const auto& [path, before, after] : changes) {
+    if (clauses.size() == most) break;
+    clauses.push_back(fmt::format("{} has {} free, before {}",
+                                  changes.size() == 1 ? "the volume" : escapedForTerminal(path),
+                                  ByteFormatting::readable(after), ByteFormatting::readable(before)));
   }
   return joined(clauses, "; ");
 }
