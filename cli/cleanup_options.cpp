@@ -38,7 +38,8 @@ CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, c
       request, plan.method, chosenQuarantine(options.quarantineFolder, request.resolver), program.options.dryRun);
   setting.service.protectedFolders = {folders.preferences, folders.applicationData};
   setting.service.clock = &currentTime;
-  setting.options = {.force = options.force, .allowAnyPath = options.allowAnyPath, .keptHint = keptHint};
+  setting.options = {.force = options.force, .allowAnyPath = options.allowAnyPath};
+  setting.refusalText = &refusalText;
   return setting;
 }
 
@@ -313,6 +314,11 @@ void showResult(const Removed& removed, const OutcomeContext& context, const Tra
 }
 
 }  // namespace
+
+std::string refusalText(const Refusal& refusal) {
+  if (refusal.canBeForced()) return refusal.text + "; --force removes it anyway";
+  return refusal.text + (refusal.canBeAllowed() ? "; --allow-any-path removes it anyway" : "");
+}
 
 void addRemovalOptions(CLI::App& command, RemovalOptions& options) {
   command.add_option("--method", options.method, "Where things go: trash, quarantine or delete")->type_name("METHOD");

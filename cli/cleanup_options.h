@@ -29,8 +29,8 @@ struct RemovalOptions {
   std::shared_ptr<JsonLines> lines = {};  // with --json-lines; `json` is set as well, which silences the text
 };
 
-/// Appended to the reasons that --force overrules.
-inline constexpr const char* keptHint = "; --force removes it anyway";
+/// The refusal's text, with the option that overrules it, if any.
+std::string refusalText(const Refusal& refusal);
 
 /// Declares the options on a command.
 void addRemovalOptions(CLI::App& command, RemovalOptions& options);

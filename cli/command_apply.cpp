@@ -97,7 +97,6 @@ int runApplyCommand(ApplyOptions& options, const Program& program) {
   const CheckedPlan checked = checkPlan(plan, request,
                                         {.force = options.removal.force,
                                          .allowAnyPath = options.removal.allowAnyPath,
-                                         .keptHint = keptHint,
                                          .shouldCancel = &InterruptGuard::requested});
   InterruptGuard::requireNone("Interrupted while the plan was checked, so nothing was removed.");
   for (const std::string& note : checked.scan->notes) writeNote(note);

@@ -94,13 +94,12 @@ std::vector<CleanupCandidate> selected(const ScanOutcome& outcome, const ScanReq
   auto candidates = selectForCleanup(outcome, removalGuard,
                                      {.force = options.removal.force,
                                       .takesUnproven = options.takesUnproven,
-                                      .keptHint = keptHint,
                                       .shouldCancel = &InterruptGuard::requested});
   sortBy(view, candidates);
   std::erase_if(candidates, [&](const CleanupCandidate& candidate) {
     if (candidate.refusal && !program.options.quiet) {
       writeNote(fmt::format("{} {}.", escapedForTerminal(request.resolver.displayPath(candidate.item.path)),
-                            request.resolver.displayText(*candidate.refusal)));
+                            request.resolver.displayText(refusalText(*candidate.refusal))));
     }
     return candidate.refusal.has_value();
   });

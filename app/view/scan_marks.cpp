@@ -50,11 +50,11 @@ std::vector<ItemMark> marksOf(const ScanReport& report, const ScanOutcome& outco
     const FoundArtifact& found = outcome.findings[i];
     const auto candidate = byPath.find(found.finding.path);
     if (candidate != byPath.end()) {
-      if (candidate->second->refusal) marks[i] = {ItemMark::Kind::kept, *candidate->second->refusal};
+      if (candidate->second->refusal) marks[i] = {ItemMark::Kind::kept, candidate->second->refusal->text};
     } else if (marks[i].kind == ItemMark::Kind::goes) {
       marks[i] = {ItemMark::Kind::part, {}};
     } else if (const auto reason = guard.reasonToKeep(found.finding.path, found.project())) {
-      marks[i] = {ItemMark::Kind::kept, *reason};
+      marks[i] = {ItemMark::Kind::kept, reason->text};
     }
   }
   return marks;

@@ -21,13 +21,9 @@ namespace {
 
 bool isCancelled(const std::function<bool()>& shouldCancel) { return shouldCancel && shouldCancel(); }
 
-std::optional<std::string> reasonToKeep(RemovalGuard& guard, const std::string& path,
-                                        const std::optional<std::string>& project, const CleanupOptions& options) {
-  if (auto reason = guard.reasonUnremovable(path)) return reason;
-  if (options.force) return std::nullopt;
-  auto reason = guard.reasonToKeep(path, project);
-  if (reason) *reason += options.keptHint;
-  return reason;
+std::optional<Refusal> reasonToKeep(RemovalGuard& guard, const std::string& path,
+                                    const std::optional<std::string>& project, const CleanupOptions& options) {
+  return options.force ? guard.reasonUnremovable(path) : guard.reasonToKeep(path, project);
 }
 
 /// Returns a scan request that finds just the items of a plan.
@@ -106,33 +102,46 @@ std::optional<std::string> missedLimit(const CleanupPlan& plan, const ScanArtifa
   return std::nullopt;
 }
 
-/// Returns why an item no longer matches its plan; nullopt if it does.
-std::optional<std::string> refusalOf(const CleanupPlan& plan, const CleanupPlan::Item& item, const FoundArtifact* found,
-                                     const TidraScanExclusionFilter& exclusions, const ScanOutcome& outcome,
-                                     const CleanupOptions& options, const TidraPathResolver& resolver) {
-  if (found == nullptr) {
-    if (auto reason = exclusionOf(item.path, exclusions, outcome, resolver)) return reason;
-    if (options.allowAnyPath) return std::nullopt;
-    if (const auto withheld = outcome.withheld.find(item.path); withheld != outcome.withheld.end()) {
-      return withheld->second.reason(resolver);
-    }
-    if (auto reason = reasonItIsGone(item.path, resolver)) return reason;
-    return "matches no rule; --allow-any-path removes it anyway";
+/// Returns why an item must stay of which the scan found nothing; nullopt if it need not.
+std::optional<Refusal> refusalOfMissing(const CleanupPlan::Item& item, const TidraScanExclusionFilter& exclusions,
+                                        const ScanOutcome& outcome, const CleanupOptions& options,
+                                        const TidraPathResolver& resolver) {
+  if (auto reason = exclusionOf(item.path, exclusions, outcome, resolver)) {
+    return Refusal{Refusal::Why::excluded, std::move(*reason)};
   }
-  const ArtifactSafetyTier tier = found->finding.safetyTier;
-  if (tier > item.tier) {
-    const auto& hint = found->finding.restoreHint;
-    return fmt::format("is of tier {} by now{}, but the plan says {}; make a new plan", rawValue(tier),
+  if (options.allowAnyPath) return std::nullopt;
+  if (const auto withheld = outcome.withheld.find(item.path); withheld != outcome.withheld.end()) {
+    return Refusal{Refusal::Why::contents, withheld->second.reason(resolver)};
+  }
+  if (auto reason = reasonItIsGone(item.path, resolver)) return Refusal{Refusal::Why::gone, std::move(*reason)};
+  return Refusal{Refusal::Why::unmatched, "matches no rule"};
+}
+
+/// Returns how a finding differs from its item in the plan; nullopt if it is as planned.
+std::optional<std::string> changeSince(const CleanupPlan& plan, const CleanupPlan::Item& item,
+                                       const ScanArtifactFinding& finding) {
+  if (finding.safetyTier > item.tier) {
+    const auto& hint = finding.restoreHint;
+    return fmt::format("is of tier {} by now{}, but the plan says {}; make a new plan", rawValue(finding.safetyTier),
                        hint ? fmt::format(" ({})", escapedForTerminal(*hint)) : "", rawValue(item.tier));
   }
-  if (item.evidence && lacksEvidence(found->finding)) {
-    const auto& gap = found->finding.noEvidence;
+  if (item.evidence && lacksEvidence(finding)) {
+    const auto& gap = finding.noEvidence;
     return fmt::format(
         "{} when the plan was made, but nothing shows any more that a tool made it or that it could bring it back{}; "
         "make a new plan",
         *item.evidence, gap ? " (" + escapedForTerminal(*gap) + ")" : "");
   }
-  return missedLimit(plan, found->finding);
+  return missedLimit(plan, finding);
+}
+
+/// Returns why an item no longer matches its plan; nullopt if it does.
+std::optional<Refusal> refusalOf(const CleanupPlan& plan, const CleanupPlan::Item& item, const FoundArtifact* found,
+                                 const TidraScanExclusionFilter& exclusions, const ScanOutcome& outcome,
+                                 const CleanupOptions& options, const TidraPathResolver& resolver) {
+  if (found == nullptr) return refusalOfMissing(item, exclusions, outcome, options, resolver);
+  if (auto change = changeSince(plan, item, found->finding)) return Refusal{Refusal::Why::changed, std::move(*change)};
+  return std::nullopt;
 }
 
 /// Resolves nesting. A candidate gets a refusal if it contains a finding that stays: one with a refusal, or one that is
@@ -149,12 +158,12 @@ void settleNested(std::vector<CleanupCandidate>& candidates, const std::vector<N
     if (outer == byPath.end() || outer->second->refusal) continue;
     const auto inner = byPath.find(pair.inner);
     if (inner != byPath.end() && inner->second->refusal) {
-      outer->second->refusal = pair.reasonToKeepOuter(*inner->second->refusal);
+      outer->second->refusal = pair.refusalOfOuter(*inner->second->refusal);
     } else if (inner == byPath.end() && pair.innerTier > outer->second->item.tier) {
-      outer->second->refusal = pair.reasonOfUnselectedInner();
+      outer->second->refusal = pair.refusalOfUnselectedInner();
     } else if (inner == byPath.end() && !isCancelled(options.shouldCancel)) {
       const auto reason = reasonToKeep(guard, pair.inner, pair.innerProject, options);
-      if (reason) outer->second->refusal = pair.reasonToKeepOuter(*reason);
+      if (reason) outer->second->refusal = pair.refusalOfOuter(*reason);
     }
   }
   std::set<std::string> parts;
@@ -230,8 +239,9 @@ class CleanupRun {
     if (!refusal && !setting_.dryRun && candidate.found != nullptr) {
       refusal = reasonOfLaterWork(*candidate.found, candidate.item.tier, git_, removed_);
     }
-    if (!refusal && setting_.beforeItem) setting_.beforeItem(candidate);
-    return refusal;
+    if (refusal) return setting_.refusalText ? setting_.refusalText(*refusal) : refusal->text;
+    if (setting_.beforeItem) setting_.beforeItem(candidate);
+    return std::nullopt;
   }
 
   void finish(const CleanupCandidate& candidate, const TidraDeletionService::Result& result) {
@@ -294,6 +304,7 @@ std::vector<CleanupCandidate> selectForCleanup(const ScanOutcome& outcome, Remov
     if (isCancelled(options.shouldCancel)) break;
     if (!options.takesUnproven && lacksEvidence(found.finding)) continue;
     if (options.tiers && !options.tiers->contains(found.finding.safetyTier)) continue;
+    if (options.isSelectable && !options.isSelectable(found)) continue;
     auto& candidate = candidates.emplace_back(
         CleanupCandidate{.item = CleanupPlan::Item::make(found), .found = &found, .refusal = std::nullopt});
     candidate.refusal = reasonToKeep(guard, candidate.item.path, candidate.project(), options);

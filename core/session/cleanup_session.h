@@ -12,6 +12,7 @@
 #include "core/dispose/deletion_service.h"
 #include "core/model/cleanup_plan.h"
 #include "core/platform/path_text.h"
+#include "core/session/refusal.h"
 #include "core/session/removal_guard.h"
 #include "core/session/scan_session.h"
 
@@ -21,7 +22,7 @@ namespace tidra {
 struct CleanupCandidate {
   CleanupPlan::Item item;                // as planned
   const FoundArtifact* found = nullptr;  // in the findings of a ScanOutcome; null for a path that no rule matches
-  std::optional<std::string> refusal;    // why it must stay: the rest of a sentence after its path
+  std::optional<Refusal> refusal;        // why it must stay
 
   /// Returns what removing it alone frees, as the scan measured it; its planned size for a path that no rule matches.
   std::int64_t freeableBytes() const;
@@ -35,11 +36,11 @@ struct CleanupCandidate {
 };
 
 struct CleanupOptions {
-  bool force = false;          // ignore keep files and use by processes
-  bool allowAnyPath = false;   // include paths that no rule matches; never excluded ones
-  bool takesUnproven = false;  // include findings of projects without evidence
-  std::string keptHint = {};   // appended to the reason of what a keep file or its use protects
+  bool force = false;                                      // ignore keep files and use by processes
+  bool allowAnyPath = false;                               // include paths that no rule matches; never excluded ones
+  bool takesUnproven = false;                              // include findings of projects without evidence
   std::optional<std::set<ArtifactSafetyTier>> tiers = {};  // of findings to select; absent: all
+  std::function<bool(const FoundArtifact&)> isSelectable = {};  // further condition; absent: none
 
   /// Polled; once true, the result is incomplete and must not be used as a selection. Absent: never.
   std::function<bool()> shouldCancel = {};
@@ -93,6 +94,8 @@ struct CleanupSetting {
   CleanupOptions options;
   bool dryRun = false;
   std::optional<std::string> git;  // the executable, absent if there is none
+  /// Returns the message of a failure that is a refusal, and is called right before onResult; absent: its text.
+  std::function<std::string(const Refusal&)> refusalText;
   /// Called before each removal; when it throws, the item stays and the removal ends.
   std::function<void(const CleanupCandidate&)> beforeItem;
 

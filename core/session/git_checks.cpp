@@ -146,14 +146,15 @@ std::vector<std::string> raiseByGit(const std::vector<FoundArtifact*>& findings,
   return notes;
 }
 
-std::optional<std::string> reasonOfLaterWork(const FoundArtifact& found, ArtifactSafetyTier agreed,
-                                             const TidraGitMetadataReader& git, const PlaceSet& removed) {
+std::optional<Refusal> reasonOfLaterWork(const FoundArtifact& found, ArtifactSafetyTier agreed,
+                                         const TidraGitMetadataReader& git, const PlaceSet& removed) {
   if (agreed == ArtifactSafetyTier::warning || found.repositories.ofGit.empty()) return std::nullopt;
   FoundArtifact now = found;
   static_cast<void>(raiseOwnWork({&now}, git, removed));
   if (now.finding.safetyTier <= agreed) return std::nullopt;
-  return fmt::format("is of tier {} by now ({}); scan again", rawValue(now.finding.safetyTier),
-                     escapedForTerminal(now.finding.restoreHint.value_or("")));
+  return Refusal{Refusal::Why::ownWork,
+                 fmt::format("is of tier {} by now ({}); scan again", rawValue(now.finding.safetyTier),
+                             escapedForTerminal(now.finding.restoreHint.value_or("")))};
 }
 
 }  // namespace tidra

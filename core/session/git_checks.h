@@ -10,6 +10,7 @@
 #include "core/model/found_artifact.h"
 #include "core/scan/git_metadata.h"
 #include "core/scan/place_set.h"
+#include "core/session/refusal.h"
 
 namespace tidra {
 
@@ -30,9 +31,9 @@ namespace tidra {
                                                   const TidraGitMetadataReader& git,
                                                   const std::function<bool()>& shouldCancel);
 
-/// Asks again about the repositories that a scan found in one finding. Returns why it must stay, as the rest of a
-/// sentence after its path, if it would be of a higher tier now than was agreed to; nullopt otherwise.
-std::optional<std::string> reasonOfLaterWork(const FoundArtifact& found, ArtifactSafetyTier agreed,
-                                             const TidraGitMetadataReader& git, const PlaceSet& removed);
+/// Asks again about the repositories that a scan found in one finding. Returns why it must stay if it would be of a
+/// higher tier now than was agreed to; nullopt otherwise.
+std::optional<Refusal> reasonOfLaterWork(const FoundArtifact& found, ArtifactSafetyTier agreed,
+                                         const TidraGitMetadataReader& git, const PlaceSet& removed);
 
 }  // namespace tidra

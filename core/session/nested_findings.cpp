@@ -34,12 +34,16 @@ Indices indicesOf(const std::vector<FoundArtifact>& findings, bool withProjects)
 
 }  // namespace
 
-std::string NestedFinding::reasonToKeepOuter(const std::string& innerReason) const {
-  return fmt::format("holds {}, which {}", escapedForTerminal(inner), innerReason);
+Refusal NestedFinding::refusalOfOuter(const Refusal& ofInner) const {
+  return {ofInner.why, fmt::format("holds {}, which {}", escapedForTerminal(inner), ofInner.text), true};
 }
 
-std::string NestedFinding::reasonOfUnselectedInner() const {
-  return fmt::format("holds {} of tier {}, which is not selected", escapedForTerminal(inner), rawValue(innerTier));
+Refusal NestedFinding::refusalOfUnselectedInner() const {
+  return {
+      Refusal::Why::unselected,
+      fmt::format("holds {} of tier {}, which is not selected", escapedForTerminal(inner), rawValue(innerTier)),
+      true,
+  };
 }
 
 void raiseHolders(std::vector<FoundArtifact>& findings, const std::vector<CoveredPlace>& covered,

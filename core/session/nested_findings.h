@@ -9,6 +9,7 @@
 #include "core/model/found_artifact.h"
 #include "core/platform/path_resolver.h"
 #include "core/scan/system_scanner.h"
+#include "core/session/refusal.h"
 
 namespace tidra {
 
@@ -19,10 +20,10 @@ struct NestedFinding {
   ArtifactSafetyTier innerTier = ArtifactSafetyTier::safe;
   std::optional<std::string> innerProject = {};  // absent outside projects
 
-  /// Returns why the outer one stays when the inner one does; both are the rest of a sentence after a path.
-  std::string reasonToKeepOuter(const std::string& innerReason) const;
+  /// Returns why the outer one stays when the inner one does.
+  Refusal refusalOfOuter(const Refusal& ofInner) const;
   /// As above, for an inner one of a higher tier that is not selected.
-  std::string reasonOfUnselectedInner() const;
+  Refusal refusalOfUnselectedInner() const;
 
   bool operator==(const NestedFinding&) const = default;
 };

@@ -80,37 +80,45 @@ std::optional<std::string> reasonOfPermissions(const std::string& path) {
 RemovalGuard::RemovalGuard(const TidraPathResolver& resolver, std::vector<MountPoint> mounts)
     : home_(realPathOrSame(resolver.home)), mounts_(std::move(mounts)) {}
 
-std::optional<std::string> RemovalGuard::reasonUnremovable(const std::string& path) const {
+std::optional<Refusal> RemovalGuard::reasonUnremovable(const std::string& path) const {
   if (isToolBackedTarget(path)) return std::nullopt;
   // Of a last component that is a symbolic link, the link is removed and not its target.
   const std::string place = joinedPath(realPathOrSame(parentPath(path)), lastPathComponent(path));
   if (isSameOrInside(home_, place)) return std::nullopt;  // protected anyway
-  if (auto reason = ProtectedPlaces::reasonOfMount(place, mounts_)) return reason;
-  return reasonOfPermissions(path);
+  if (auto reason = ProtectedPlaces::reasonOfMount(place, mounts_)) {
+    return Refusal{Refusal::Why::mount, std::move(*reason)};
+  }
+  if (auto reason = reasonOfPermissions(path)) return Refusal{Refusal::Why::permissions, std::move(*reason)};
+  return std::nullopt;
 }
 
-std::optional<std::string> RemovalGuard::reasonToKeep(const std::string& path,
-                                                      const std::optional<std::string>& project) {
+std::optional<Refusal> RemovalGuard::reasonToKeep(const std::string& path, const std::optional<std::string>& project) {
   if (isToolBackedTarget(path)) return std::nullopt;
   if (auto reason = reasonUnremovable(path)) return reason;
   refresh();
   if (const auto keeper = keeperOf(path, project)) {
-    return fmt::format("is kept by {}", escapedForTerminal(joinedPath(*keeper, keepFile)));
+    return Refusal{Refusal::Why::keepFile,
+                   fmt::format("is kept by {}", escapedForTerminal(joinedPath(*keeper, keepFile)))};
   }
+  if (auto use = userOf(path, project)) return Refusal{Refusal::Why::inUse, "is in use: " + *use};
+  return std::nullopt;
+}
+
+/// Returns which process uses it, and how.
+std::optional<std::string> RemovalGuard::userOf(const std::string& path, const std::optional<std::string>& project) {
   const std::string place = realPathOrSame(path);
   if (isSameOrInside(home_, place)) return std::nullopt;  // protected anyway
-  if (const auto use = usage_.userOf(place)) return fmt::format("is in use: {}", described(*use, place));
+  if (const auto use = usage_.userOf(place)) return described(*use, place);
   if (!project) return std::nullopt;
   const std::string folder = realPathOrSame(*project);
   // Working in the home folder, or above it, does not mean working on the project.
   if (isSameOrInside(home_, folder)) return std::nullopt;
   const auto use = usage_.workerIn(folder);
   if (use && use->kind != UseKind::workingFolder) {
-    return fmt::format("is in use: {}, in its project", described(*use, folder));
+    return described(*use, folder) + ", in its project";
   }
   if (const auto worker = use ? use : workerAround(folder)) {
-    return fmt::format("is in use: {} (process {}) works in its {}", escapedForTerminal(worker->program),
-                       worker->process,
+    return fmt::format("{} (process {}) works in its {}", escapedForTerminal(worker->program), worker->process,
                        use ? "project" : fmt::format("repository, in {}", escapedForTerminal(worker->path)));
   }
   return std::nullopt;

@@ -12,6 +12,7 @@
 #include "core/platform/usage.h"
 #include "core/scan/kept_inside.h"
 #include "core/scan/repository_finder.h"
+#include "core/session/refusal.h"
 
 namespace tidra {
 
@@ -25,20 +26,20 @@ class RemovalGuard {
   /// seconds old by then. The destructor waits for it. Without a thread it reads at once.
   void prepare();
 
-  /// Returns why a path must stay, as the rest of a sentence after it; nullopt if nothing prevents removal, and for
-  /// targets of tools. Reasons: those of reasonUnremovable(); a file ".tidra-keep" in it or an ancestor (also along its
-  /// resolved path), unless a stranger planted it in a world-writable folder; a process that works in it or its
-  /// project, runs from there, was started with an argument there, or has locked, mapped or opened a file in it; a
-  /// process that works between the project and the top of its repository, except the home folder's. `project` is the
-  /// project folder; absent outside projects. Snapshots are cached for some seconds.
-  [[nodiscard]] std::optional<std::string> reasonToKeep(const std::string& path,
-                                                        const std::optional<std::string>& project);
+  /// Returns why a path must stay; nullopt if nothing prevents removal, and for targets of tools. Reasons: those of
+  /// reasonUnremovable(); a file ".tidra-keep" in it or an ancestor (also along its resolved path), unless a stranger
+  /// planted it in a world-writable folder; a process that works in it or its project, runs from there, was started
+  /// with an argument there, or has locked, mapped or opened a file in it; a process that works between the project and
+  /// the top of its repository, except the home folder's. `project` is the project folder; absent outside projects.
+  /// Snapshots are cached for some seconds.
+  [[nodiscard]] std::optional<Refusal> reasonToKeep(const std::string& path, const std::optional<std::string>& project);
 
-  /// The same for what even --force does not override: mounts, and permissions that the running user lacks. Reads no
-  /// processes.
-  [[nodiscard]] std::optional<std::string> reasonUnremovable(const std::string& path) const;
+  /// The same for what CleanupOptions::force does not override: mounts, and permissions that the running user lacks.
+  /// Reads no processes.
+  [[nodiscard]] std::optional<Refusal> reasonUnremovable(const std::string& path) const;
 
  private:
+  std::optional<std::string> userOf(const std::string& path, const std::optional<std::string>& project);
   std::optional<std::string> keeperOf(const std::string& path, const std::optional<std::string>& project);
   std::optional<std::string> keeperAround(const std::string& folder);
   std::optional<PlaceUse> workerAround(const std::string& project);

@@ -34,7 +34,7 @@ class Selector {
   std::optional<std::vector<std::size_t>> consent(std::size_t index, const Faults& faults) {
     if (shouldCancel_ && shouldCancel_()) return std::nullopt;
     if (const auto& reason = reasonToKeep(index, faults)) {
-      kept_.push_back({items_[index], *reason});
+      kept_.push_back({items_[index], reason->text});
       return std::nullopt;
     }
     std::vector<std::size_t> parts;
@@ -55,7 +55,7 @@ class Selector {
   }
 
   /// Also asked for small and over-budget items: they may be removed as part of an item that contains them.
-  const std::optional<std::string>& reasonToKeep(std::size_t index, const Faults& faults) {
+  const std::optional<Refusal>& reasonToKeep(std::size_t index, const Faults& faults) {
     if (const auto known = reasons_.find(index); known != reasons_.end()) return known->second;
     const ScanReportItem& item = items_[index];
     auto reason = guard_.reasonToKeep(item.path, findings_[index].project());
@@ -66,18 +66,18 @@ class Selector {
     return reasons_.emplace(index, std::move(reason)).first->second;
   }
 
-  std::optional<std::string> reasonFrom(const NestedFinding& pair, ArtifactSafetyTier outerTier, const Faults& faults) {
+  std::optional<Refusal> reasonFrom(const NestedFinding& pair, ArtifactSafetyTier outerTier, const Faults& faults) {
     if (const auto inner = byPath_.find(pair.inner); inner != byPath_.end()) {
       const auto& fault = faults[inner->second];
       if (fault && fault != SkipReason::tooSmall) {
-        return pair.reasonToKeepOuter(fmt::format("the policy keeps ({})", rawValue(*fault)));
+        return pair.refusalOfOuter({Refusal::Why::unselected, fmt::format("the policy keeps ({})", rawValue(*fault))});
       }
-      if (const auto& reason = reasonToKeep(inner->second, faults)) return pair.reasonToKeepOuter(*reason);
+      if (const auto& reason = reasonToKeep(inner->second, faults)) return pair.refusalOfOuter(*reason);
       if (!fault) return std::nullopt;
     }
-    if (pair.innerTier > outerTier) return pair.reasonOfUnselectedInner();
-    const auto reason = guard_.reasonToKeep(pair.inner, pair.innerProject);
-    return reason ? std::optional(pair.reasonToKeepOuter(*reason)) : std::nullopt;
+    if (pair.innerTier > outerTier) return pair.refusalOfUnselectedInner();
+    const auto refusal = guard_.reasonToKeep(pair.inner, pair.innerProject);
+    return refusal ? std::optional(pair.refusalOfOuter(*refusal)) : std::nullopt;
   }
 
   const std::vector<FoundArtifact>& findings_;
@@ -86,7 +86,7 @@ class Selector {
   RemovalGuard guard_;
   std::unordered_map<std::string_view, std::size_t> byPath_;                 // filled if findings are nested
   std::unordered_map<std::size_t, std::vector<const NestedFinding*>> held_;  // by index of the outer one
-  std::unordered_map<std::size_t, std::optional<std::string>> reasons_;      // by index; none: may be removed
+  std::unordered_map<std::size_t, std::optional<Refusal>> reasons_;          // by index; none: may be removed
   std::vector<KeptItem> kept_;
 };
 

@@ -64,7 +64,8 @@ class CleanupSession : public WithGitRepositories {
   std::vector<std::string> described(const std::vector<CleanupCandidate>& candidates) const {
     std::vector<std::string> lines;
     for (const auto& candidate : candidates)
-      lines.push_back(candidate.item.path.substr(tree_.path("code/").size()) + ": " + candidate.refusal.value_or("-"));
+      lines.push_back(candidate.item.path.substr(tree_.path("code/").size()) + ": " +
+                      (candidate.refusal ? candidate.refusal->text : "-"));
     return lines;
   }
   using Tiers = std::map<std::string, ArtifactSafetyTier>;

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <thread>
 
@@ -57,7 +58,7 @@ TEST_F(CleanupSession, AKeepFileKeepsAllBelowItsFolder) {
   tree_.writeFileOfSize("home/p/node_modules/f", 3);
   RemovalGuard guard(request().resolver, {});
   EXPECT_EQ(guard.reasonToKeep(tree_.path("home/p/node_modules"), tree_.path("home/p")),
-            "is kept by " + tree_.path("home/.tidra-keep"));
+            (Refusal{Refusal::Why::keepFile, "is kept by " + tree_.path("home/.tidra-keep")}));
   if (::geteuid() != 0) GTEST_SKIP() << "only root makes files of strangers";
   constexpr uid_t stranger = 65534;
   const std::string home = tree_.path("home");
@@ -157,13 +158,23 @@ TEST_F(CleanupSession, APlanIsHeldAgainstWhatIsThereNow) {
   std::filesystem::remove_all(tree_.path("code/p/build"));
   auto excluding = request();
   excluding.exclusions.pathPrefixes.push_back(tree_.path("code/r"));
-  const auto checked = described(checkPlan(plan, excluding, {}).candidates);
+  const auto refused = checkPlan(plan, excluding, {});
   EXPECT_THAT(
-      checked,
+      described(refused.candidates),
       ElementsAre(HasSubstr("p/build: Path not found"), "p/node_modules: -",
                   HasSubstr("p/vendor: is of tier warning by now (Holds files tracked by git), but the plan says"),
                   HasSubstr("q/node_modules: is kept by"), HasSubstr("r/node_modules: is excluded"),
                   HasSubstr("p/src: matches no rule")));
+  using enum Refusal::Why;
+  const std::array<std::optional<Refusal::Why>, 6> whys{gone, std::nullopt, changed, keepFile, excluded, unmatched};
+  for (std::size_t i = 0; i < whys.size(); ++i) {
+    const auto& refusal = refused.candidates[i].refusal;
+    ASSERT_EQ(refusal.has_value(), whys[i].has_value()) << i;
+    if (!refusal) continue;
+    EXPECT_EQ(refusal->why, whys[i]) << i;
+    EXPECT_EQ(refusal->canBeForced(), whys[i] == keepFile) << i;
+    EXPECT_EQ(refusal->canBeAllowed(), whys[i] == unmatched) << i;
+  }
   const auto rechecked = checkPlan(plan, excluding, {.force = true, .allowAnyPath = true});
   const auto& allowed = rechecked.candidates;
   EXPECT_THAT(described(allowed),

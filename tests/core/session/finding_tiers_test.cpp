@@ -299,6 +299,9 @@ TEST(NestedFindings, ProtectAndDateWhatContainsThemEvenWhereTheyAreNotShown) {
   findings[1].finding.lastActivityDate = late;
   const auto nested = nestedFindings(findings);
   EXPECT_EQ(nested, std::vector{(NestedFinding{"/c", "/c/p/out", safe, "/c/p"})});
+  const Refusal held = nested[0].refusalOfOuter({Refusal::Why::inUse, "is in use: make"});
+  EXPECT_EQ(held, (Refusal{Refusal::Why::inUse, "holds /c/p/out, which is in use: make", true}));
+  EXPECT_TRUE(held.canBeForced());
   EXPECT_EQ(findings[0].finding.lastActivityDate, late);
   dropPartsOfPlaces(findings, nested, [](const FoundArtifact&) { return true; });
   EXPECT_EQ(findings.size(), 1U);
