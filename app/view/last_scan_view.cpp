@@ -36,14 +36,14 @@ std::optional<LastScanView> LastScanView::of(const LastScan& last, const LastSca
   return view;
 }
 
-CleanupPlan LastScanView::planOf(const Selection& selection, DisposalMethod method) const {
+CleanupPlan LastScanView::planOf(const std::set<std::string>& paths, DisposalMethod method) const {
   CleanupPlan plan;
   plan.createdAt = report.generatedAt;
   plan.host = report.host;
   plan.method = method;
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    const bool isMarked = rows[i].isMarkable() && selection.contains(rows[i].id);
-    if (isMarked) plan.items.push_back(CleanupPlan::Item::make(report.items[i]));
+    if (rows[i].isMarkable() && paths.contains(rows[i].path))
+      plan.items.push_back(CleanupPlan::Item::make(report.items[i]));
   }
   return plan;
 }

@@ -11,7 +11,6 @@
 
 #include "app/state/last_scan_store.h"
 #include "app/view/result_row.h"
-#include "app/view/selection.h"
 #include "core/model/cleanup_plan.h"
 #include "core/platform/platform.h"
 
@@ -41,8 +40,9 @@ struct LastScanView {
   /// Empty for a complete scan.
   std::string_view banner() const { return report.partial ? partialBanner : std::string_view(); }
 
-  /// Returns the plan of the marked items. The files may have changed since: checkPlan() looks at each again.
-  CleanupPlan planOf(const Selection& selection, DisposalMethod method) const;
+  /// Returns the plan of the items with these paths that may be marked. The files may have changed since: checkPlan()
+  /// looks at each again.
+  CleanupPlan planOf(const std::set<std::string>& paths, DisposalMethod method) const;
 };
 
 /// Stores the last scan without what was removed, unless another scan has been stored since. Returns whether it did.

@@ -53,6 +53,11 @@ ResultsView::Facts ResultsView::factsOf(const ResultRow& row) {
 
 void ResultsView::append(std::vector<ResultRow> added) {
   const auto chunk = std::make_shared<std::vector<ResultRow>>(std::move(added));
+  if (rows_.empty()) {
+    rows_.reserve(chunk->size());
+    facts_.reserve(chunk->size());
+    indexes_.reserve(chunk->size());
+  }
   for (ResultRow& row : *chunk) {
     const auto [known, isNew] = indexes_.try_emplace(row.id, static_cast<std::uint32_t>(rows_.size()));
     const bool isAgain = !isNew && rows_[known->second]->path == row.path;

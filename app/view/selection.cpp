@@ -76,7 +76,8 @@ std::string Selection::Dropped::sentence() const {
 std::vector<const ResultRow*> Selection::rowsIn(const ResultsView& view) const {
   std::vector<const ResultRow*> rows;
   for (std::size_t i = 0; !empty() && i < view.size(); ++i) {
-    if (contains(view.row(i).id)) rows.push_back(&view.row(i));
+    const ResultRow& row = view.row(i);
+    if (contains(row.id) && view.find(row.id) == &row) rows.push_back(&row);
   }
   return rows;
 }

@@ -21,6 +21,8 @@ class Selection {
   bool empty() const { return marked_.empty(); }
   std::size_t size() const { return marked_.size(); }
 
+  const std::unordered_set<RowID>& ids() const { return marked_; }
+
   /// Marks a row that may be marked. Returns whether it is marked now.
   bool mark(const ResultRow& row);
   void unmark(RowID id) { marked_.erase(id); }

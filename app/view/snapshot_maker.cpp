@@ -34,15 +34,20 @@ bool isCounted(ItemMark::Kind kind) { return kind != ItemMark::Kind::kept && kin
 }  // namespace
 
 SnapshotMaker::SnapshotMaker(const ResultsView& view, const ResultsQuery& query, const Selection& selection)
-    : view_(view), query_(query), selection_(selection) {
+    : view_(view), query_(query) {
   for (const std::string_view word : splitNonEmpty(query.filter.text, ' ')) words_.push_back(searchText(word));
   for (std::size_t i = 0; i < view.ecosystems_.size(); ++i) {
     const auto& wanted = query.filter.ecosystems;
     hasEcosystem_.push_back(wanted.empty() || wanted.contains(view.ecosystems_[i].key.string()));
   }
+  if (!selection.empty()) isMarked_.resize(view.facts_.size());
+  for (const RowID id : selection.ids()) {
+    if (const auto row = view.indexes_.find(id); row != view.indexes_.end()) isMarked_[row->second] = true;
+  }
 }
 
-bool SnapshotMaker::passes(const Facts& facts) const {
+bool SnapshotMaker::passes(std::uint32_t row) const {
+  const Facts& facts = view_.facts_[row];
   const ResultsFilter& filter = query_.filter;
   if (facts.freeableBytes < filter.minimumBytes || !hasEcosystem_[facts.ecosystem]) return false;
   if (!filter.tiers.empty() && !filter.tiers.contains(facts.tier)) return false;
@@ -52,7 +57,7 @@ bool SnapshotMaker::passes(const Facts& facts) const {
   }
   const bool isKept = facts.mark == ItemMark::Kind::kept;
   if (filter.kept != ResultsFilter::Kept::all && isKept != (filter.kept == ResultsFilter::Kept::kept)) return false;
-  if (filter.onlyMarked && !selection_.contains(facts.id)) return false;
+  if (filter.onlyMarked && !isMarked(row)) return false;
   const std::string_view text = view_.textOf(facts);
   return std::all_of(words_.begin(), words_.end(),
                      [text](const std::string& word) { return text.find(word) != std::string_view::npos; });
@@ -62,21 +67,23 @@ std::vector<std::uint32_t> SnapshotMaker::orderedRows() const {
   std::vector<std::uint32_t> ordered;
   if (query_.sort == ResultsSort::name) {
     for (const std::uint32_t row : view_.orderByName()) {
-      if (passes(view_.facts_[row])) ordered.push_back(row);
+      if (passes(row)) ordered.push_back(row);
     }
     if (query_.reversed) std::reverse(ordered.begin(), ordered.end());
     return ordered;
   }
   std::vector<std::pair<std::int64_t, std::uint32_t>> keys;  // equal ones stay in the order of the rows
+  keys.reserve(view_.facts_.size());
   for (std::uint32_t row = 0; row < view_.facts_.size(); ++row) {
+    if (!passes(row)) continue;
     const Facts& facts = view_.facts_[row];
-    if (!passes(facts)) continue;
     const bool byAge = query_.sort == ResultsSort::age;
     const bool isUnknown = byAge && facts.idleSince == ResultsView::unknownDate;
     const std::int64_t key = byAge ? facts.idleSince : -facts.freeableBytes;
     keys.emplace_back(query_.reversed && !isUnknown ? -key : key, row);
   }
   std::sort(keys.begin(), keys.end());
+  ordered.reserve(keys.size());
   for (const auto& [key, row] : keys) ordered.push_back(row);
   return ordered;
 }
@@ -105,10 +112,11 @@ std::size_t SnapshotMaker::classCount() const {
   return query_.grouping == ResultsGrouping::project ? view_.projects_.size() : view_.ecosystems_.size();
 }
 
-void SnapshotMaker::countIn(ResultsGroup& group, const Facts& facts) const {
+void SnapshotMaker::countIn(ResultsGroup& group, std::uint32_t row) const {
+  const Facts& facts = view_.facts_[row];
   ++group.count;
   if (ItemMark::isSelectable(facts.mark)) ++group.markable;
-  if (selection_.contains(facts.id)) ++group.marked;
+  if (isMarked(row)) ++group.marked;
   if (facts.idleSince == ResultsView::unknownDate) return;
   const TimePoint date{std::chrono::seconds(facts.idleSince)};
   if (!group.lastActivity || *group.lastActivity < date) group.lastActivity = date;
@@ -118,8 +126,7 @@ void SnapshotMaker::makeGroups(const std::vector<std::uint32_t>& ordered) {
   std::vector<std::size_t> groupOfClass(classCount(), noPart);
   groupOfRow_.assign(view_.facts_.size(), noPart);
   for (const std::uint32_t row : ordered) {
-    const Facts& facts = view_.facts_[row];
-    const std::size_t number = classOf(facts);
+    const std::size_t number = classOf(view_.facts_[row]);
     if (groupOfClass[number] == noPart) {
       groupOfClass[number] = groupClass_.size();
       groupClass_.push_back(number);
@@ -131,7 +138,7 @@ void SnapshotMaker::makeGroups(const std::vector<std::uint32_t>& ordered) {
       group.isFolded = query_.folded.contains(made.id);
     }
     groupOfRow_[row] = groupOfClass[number];
-    countIn(snapshot_->groups[groupOfRow_[row]], facts);
+    countIn(snapshot_->groups[groupOfRow_[row]], row);
   }
 }
 
@@ -173,6 +180,7 @@ void SnapshotMaker::arrange(const std::vector<std::uint32_t>& ordered) {
   auto& groups = snapshot_->groups;
   const auto order = orderOfGroups();
   std::vector<ResultsGroup> arranged;
+  arranged.reserve(groups.size());
   std::vector<std::size_t> next(groups.size());  // of each unordered group, the place of its next item
   std::size_t first = 0;
   for (const std::size_t group : order) {
@@ -187,6 +195,7 @@ void SnapshotMaker::arrange(const std::vector<std::uint32_t>& ordered) {
 
 void SnapshotMaker::addLines() {
   auto& lines = snapshot_->lines;
+  lines.reserve(snapshot_->items.size() + snapshot_->groups.size());
   const auto addItems = [&](std::size_t group, std::size_t first, std::size_t count) {
     for (std::size_t i = first; i < first + count; ++i) lines.push_back({snapshot_->items[i]->id, group, i});
   };
@@ -198,32 +207,39 @@ void SnapshotMaker::addLines() {
   }
 }
 
-ResultsTotals SnapshotMaker::totalOf(const std::function<bool(std::size_t)>& isMeant) const {
-  ResultsTotals total;
-  std::vector<std::size_t> counted(view_.facts_.size(), noPart);
-  for (std::size_t row = 0; row < counted.size(); ++row) {
-    if (!isMeant(row)) continue;
-    ++total.items;
-    if (isCounted(view_.facts_[row].mark)) counted[row] = 0;
+std::vector<ResultsTotals> SnapshotMaker::totalsOf(std::vector<std::size_t> partOf, std::size_t parts) const {
+  std::vector<ResultsTotals> totals(parts);
+  for (std::size_t row = 0; row < partOf.size(); ++row) {
+    if (partOf[row] == noPart) continue;
+    ++totals[partOf[row]].items;
+    if (!isCounted(view_.facts_[row].mark)) partOf[row] = noPart;
   }
-  total.freeableBytes = freeableOfParts(counted, 1).front();
-  return total;
+  const auto sums = freeableOfParts(partOf, parts);
+  for (std::size_t part = 0; part < parts; ++part) totals[part].freeableBytes = sums[part];
+  return totals;
 }
 
 void SnapshotMaker::addTotals(const std::vector<std::uint32_t>& ordered) {
-  std::vector<bool> isShown(view_.facts_.size());
-  for (const std::uint32_t row : ordered) isShown[row] = true;
-  snapshot_->all = totalOf([](std::size_t) { return true; });
-  snapshot_->shown =
-      ordered.size() == isShown.size() ? snapshot_->all : totalOf([&](std::size_t row) { return isShown[row]; });
-  if (selection_.empty()) return;
-  std::vector<bool> isMarked(view_.facts_.size());
-  for (std::size_t row = 0; row < isMarked.size(); ++row) isMarked[row] = selection_.contains(view_.facts_[row].id);
-  snapshot_->marked = totalOf([&](std::size_t row) { return isMarked[row]; });
-  for (const auto tier : allCases<ArtifactSafetyTier>()) {
-    snapshot_->markedByTier[static_cast<std::size_t>(tier)] =
-        totalOf([&](std::size_t row) { return isMarked[row] && view_.facts_[row].tier == tier; });
+  const std::size_t rows = view_.facts_.size();
+  snapshot_->all = totalsOf(std::vector<std::size_t>(rows, 0), 1).front();
+  snapshot_->shown = snapshot_->all;
+  if (ordered.size() < rows) {
+    std::vector<std::size_t> partOf(rows, noPart);
+    for (const std::uint32_t row : ordered) partOf[row] = 0;
+    snapshot_->shown = totalsOf(std::move(partOf), 1).front();
   }
+  if (isMarked_.empty()) return;
+  std::vector<std::size_t> marked(rows, noPart);
+  std::vector<std::size_t> tierOf(rows, noPart);
+  for (std::size_t row = 0; row < rows; ++row) {
+    if (!isMarked_[row]) continue;
+    marked[row] = 0;
+    tierOf[row] = static_cast<std::size_t>(view_.facts_[row].tier);
+  }
+  snapshot_->marked = totalsOf(std::move(marked), 1).front();
+  auto& byTier = snapshot_->markedByTier;
+  const auto totals = totalsOf(std::move(tierOf), byTier.size());
+  std::copy(totals.begin(), totals.end(), byTier.begin());
 }
 
 std::shared_ptr<const ResultsSnapshot> SnapshotMaker::make() {

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -31,28 +30,30 @@ class SnapshotMaker {
  private:
   using Facts = ResultsView::Facts;
 
-  bool passes(const Facts& facts) const;
+  bool isMarked(std::uint32_t row) const { return !isMarked_.empty() && isMarked_[row]; }
+  bool passes(std::uint32_t row) const;
   std::vector<std::uint32_t> orderedRows() const;
   std::size_t classOf(const Facts& facts) const;
   const RowClass& classAt(std::size_t number) const;
   std::size_t classCount() const;
 
   void makeGroups(const std::vector<std::uint32_t>& ordered);
-  void countIn(ResultsGroup& group, const Facts& facts) const;
+  void countIn(ResultsGroup& group, std::uint32_t row) const;
   void sumGroups();
   std::vector<std::size_t> orderOfGroups() const;
   void arrange(const std::vector<std::uint32_t>& ordered);
   void addLines();
-  ResultsTotals totalOf(const std::function<bool(std::size_t)>& isMeant) const;
   void addTotals(const std::vector<std::uint32_t>& ordered);
 
-  /// Returns what removing the rows of each part frees. `partOf` is the part of each row, or CombinedUse::noPart.
+  /// Returns the totals of each part. `partOf` is the part of each row, or CombinedUse::noPart.
+  std::vector<ResultsTotals> totalsOf(std::vector<std::size_t> partOf, std::size_t parts) const;
+  /// Returns what removing the rows of each part frees. `partOf` as above.
   std::vector<std::int64_t> freeableOfParts(const std::vector<std::size_t>& partOf, std::size_t parts) const;
 
   const ResultsView& view_;
   const ResultsQuery& query_;
-  const Selection& selection_;
   std::vector<std::string> words_;       // of the filter
+  std::vector<bool> isMarked_;           // of each row; empty if none is
   std::vector<bool> hasEcosystem_;       // of each class, whether the filter shows it
   std::vector<std::size_t> groupOfRow_;  // noPart for a row that does not pass
   std::vector<std::size_t> groupClass_;  // of each group

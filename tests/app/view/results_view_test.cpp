@@ -149,6 +149,9 @@ TEST_F(Results, NeverMarkOnePathForAnother) {
   EXPECT_EQ(view.find(twin.id)->path, "/code/shop/dist");
   EXPECT_EQ(view.row(6).path, "/hostile");
   EXPECT_FALSE(view.row(6).isMarkable());
+  selection.markShown(*made());
+  EXPECT_FALSE(selection.pathsIn(view).contains("/hostile"));
+  EXPECT_EQ(made()->marked.items, 5U);
 }
 
 /// Where the cursor is: the label of an item, or "[name]" of a group.

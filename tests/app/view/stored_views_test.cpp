@@ -44,9 +44,8 @@ TEST_F(StoredViews, APartOfTheLastScanCanBePlannedAndIsThenNoLongerInIt) {
   const auto view = lastView();
   ASSERT_EQ(view->rows.size(), 3U);
   EXPECT_EQ(view->banner(), "");
-  Selection selection;
-  EXPECT_TRUE(selection.mark(view->rows[1]));
-  const CleanupPlan plan = view->planOf(selection, DisposalMethod::trash);
+  EXPECT_TRUE(view->rows[1].isMarkable());
+  const CleanupPlan plan = view->planOf({view->rows[1].path}, DisposalMethod::trash);
   ASSERT_EQ(plan.items.size(), 1U);
   EXPECT_EQ(plan.items[0].path, "/code/web/node_modules");
   EXPECT_EQ(plan.items[0].evidence, "holds a lock file");
