@@ -1,0 +1,48 @@
+#include "app/state/user_cleanup.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "app/state/exclusions_store.h"
+#include "app/state/state_folders.h"
+#include "app/state/state_home.h"
+#include "core/platform/path_text.h"
+
+namespace tidra {
+
+CleanupSetting cleanupSettingFor(const ScanRequest& request, DisposalMethod method, std::function<TimePoint()> clock) {
+  const StateFolders folders = stateFolders(request.platform, request.resolver);
+  CleanupSetting setting;
+  setting.service = {.resolver = request.resolver,
+                     .host = request.host,
+                     .mounts = request.mounts,
+                     .protectedFolders = {folders.preferences, folders.applicationData},
+                     .workers = request.workers,
+                     .clock = std::move(clock),
+                     .shouldCancel = {},
+                     .seenAt = request.now};
+  setting.method = method;
+  setting.quarantine = QuarantineConfig::makeDefault(request.resolver);
+  setting.git = request.git;
+  return setting;
+}
+
+void requireKnownExclusions(const TidraPathResolver& resolver) {
+  const auto preferences = openPreferences(resolver, [](const std::string&) {});
+  try {
+    ExclusionsStore(*preferences).requireComplete();
+  } catch (const PreferencesError& error) {
+    throw PreferencesError(
+        fmt::format("{} Nothing is removed until the stored exclusions are repaired or moved away.", error.what()));
+  }
+}
+
+bool movesToHomeOfAnother(DisposalMethod method, const QuarantineConfig& quarantine,
+                          const TidraPathResolver& resolver) {
+  const bool isInHome = method == DisposalMethod::trash ||
+                        (method == DisposalMethod::quarantine && isSameOrInside(quarantine.directory, resolver.home));
+  return isInHome && belongsToAnotherUser(resolver);
+}
+
+}  // namespace tidra

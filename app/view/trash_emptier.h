@@ -1,0 +1,69 @@
+// Emptying the trash after a removal: what goes with it is read before the question, and nothing that came into the
+// trash after that is deleted, but for what the removal itself has moved there.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "app/state/history_recorder.h"
+#include "core/dispose/freedesktop_trash.h"
+#include "core/platform/mount_table.h"
+#include "core/platform/platform.h"
+#include "core/session/cleanup_session.h"
+
+namespace tidra {
+
+/// The trashes among the items of a removal, by their folders "files": what goes with each, measured.
+using WholeTrashes = std::map<std::string, FreedesktopTrash::Choice>;
+
+/// Reads the trashes among the candidates. Skips entries added after `seenAt` and unreadable trashes, whose removal
+/// says why.
+WholeTrashes wholeTrashesAmong(const std::vector<CleanupCandidate>& candidates, TimePoint now, TimePoint seenAt,
+                               bool includesUnlisted);
+
+/// Adds the entries that went with a trash, one by one.
+void recordEmptiedTrashes(const WholeTrashes& emptied, HistoryRecorder& recorder);
+
+class TrashEmptier {
+ public:
+  /// False where the desktop's trash cannot be read.
+  static constexpr bool isReadable = currentPlatform != TidraPlatform::macOS;
+
+  /// Reads what is in the trashes, without those with the folders `others`.
+  TrashEmptier(const TidraPathResolver& resolver, const std::vector<MountPoint>& mounts, TimePoint now,
+               bool includesUnlisted, const std::set<std::string>& others = {});
+
+  /// What emptying deletes for good besides what is moved there meanwhile, measured; and what nothing dates, which
+  /// stays unless the user agrees to it.
+  const FreedesktopTrash::Choice& seen() const { return seen_; }
+
+  struct [[nodiscard]] Result {
+    FreedesktopTrash::Purged purged;
+    std::size_t others = 0;                         // deleted, besides what the outcome's removal moved
+    std::int64_t othersBytes = 0;                   // that they freed
+    std::vector<FreedesktopTrash::Entry> unlisted;  // kept
+    std::size_t later = 0;                          // kept: came into the trash since it was read
+    std::vector<PartialRemoval> othersInPart;       // deletions that were cut short, besides those of the outcome
+    bool isInterrupted = false;
+  };
+
+  /// Empties the trash. In `outcome` and in the history, what was moved there becomes deleted, in part where that was
+  /// cut short; an interruption is one of the outcome. The other entries are a run of their own, in `ofOthers`. Writes
+  /// both, so that nothing may be added to them afterwards.
+  Result run(CleanupOutcome& outcome, HistoryRecorder& recorder, HistoryRecorder& ofOthers, TimePoint now,
+             bool includesUnlisted, const std::function<bool()>& shouldCancel) const;
+
+ private:
+  bool isMeant(const FreedesktopTrash::Entry& entry, const CleanupOutcome& outcome) const;
+
+  TidraPathResolver resolver_;
+  std::vector<MountPoint> mounts_;
+  FreedesktopTrash::Choice seen_;
+};
+
+}  // namespace tidra
