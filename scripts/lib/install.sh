@@ -14,13 +14,13 @@ install_needs() {
   local purpose=${1:-build}
   if command -v dpkg-query >/dev/null && command -v apt-get >/dev/null; then
     local packages=(cmake ninja-build g++ pkg-config git nlohmann-json3-dev libfmt-dev libcli11-dev libgtest-dev
-                    libssl-dev zlib1g-dev)
+                    libssl-dev zlib1g-dev libncurses-dev libvterm-dev)
     [ "$purpose" = test ] && packages+=(ccache clang-format trash-cli gobjc++ libgnustep-base-dev npm)
     [ "$purpose" = bench ] && packages+=(libbenchmark-dev)
     [ "$purpose" = lint ] && packages+=(clang-tidy)
     install_with_apt "${packages[@]}"
   elif [ "$(uname -s)" = Darwin ]; then
-    local formulae=(cmake ninja nlohmann-json fmt cli11 googletest openssl@3 ccache)
+    local formulae=(cmake ninja nlohmann-json fmt cli11 googletest libvterm openssl@3 ccache)
     [ "$purpose" = test ] && formulae+=(clang-format)
     [ "$purpose" = bench ] && formulae+=(google-benchmark)
     [ "$purpose" = lint ] && formulae+=(llvm)
@@ -29,7 +29,7 @@ install_needs() {
     local tool
     for tool in cmake ninja c++ git; do
       command -v "$tool" >/dev/null || fail "$tool is missing, and this system has neither apt nor Homebrew; install cmake," \
-        "ninja, git, a C++20 compiler, nlohmann-json, fmt, CLI11, OpenSSL, zlib and GoogleTest, then start this again."
+        "ninja, git, a C++20 compiler, nlohmann-json, fmt, CLI11, OpenSSL, zlib, ncurses, libvterm and GoogleTest, then start this again."
     done
   fi
 }
