@@ -205,11 +205,17 @@ std::optional<std::size_t> TidraGitMetadataReader::countChanges(const std::strin
 }
 
 ProjectGitMetadata TidraGitMetadataReader::read(const std::string& path, std::uint64_t knownSize) const {
+  ProjectGitMetadata metadata = readWithoutSize(path);
+  const std::string folder = resolver_.expandedPath(path);
+  metadata.totalProjectSizeBytes =
+      isDirectory(folder) ? std::max(knownSize, TidraDirectorySizeReader::read(folder).value_or(0)) : knownSize;
+  return metadata;
+}
+
+ProjectGitMetadata TidraGitMetadataReader::readWithoutSize(const std::string& path) const {
   ProjectGitMetadata metadata;
-  metadata.totalProjectSizeBytes = knownSize;
   const std::string folder = resolver_.expandedPath(path);
   if (!isDirectory(folder)) return metadata;
-  metadata.totalProjectSizeBytes = std::max(knownSize, TidraDirectorySizeReader::read(folder).value_or(0));
   metadata.isGitRepo = isRepository(folder);
   if (!metadata.isGitRepo) {
     metadata.lastModified = folderActivity(folder);

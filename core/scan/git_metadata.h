@@ -66,6 +66,8 @@ class TidraGitMetadataReader {
   /// Returns everything about a project folder; expands a leading "~". The size is at least `knownSize`, the bytes of
   /// its artefacts. Takes up to 20 seconds for the size and 8 per git command. Does not throw.
   ProjectGitMetadata read(const std::string& path, std::uint64_t knownSize) const;
+  /// The same with a size of 0.
+  ProjectGitMetadata readWithoutSize(const std::string& path) const;
 
   /// Whether the folder contains ".git" and git is available.
   bool isRepository(const std::string& path) const;
