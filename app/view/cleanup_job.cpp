@@ -107,7 +107,13 @@ CleanupOptions CleanupJob::options() const {
   return {.force = setting_.force, .takesUnproven = true, .shouldCancel = [this] { return isCancelled(); }};
 }
 
+void requireComplete(const ChosenFindings& chosen) {
+  if (!chosen.scan->circumstances.partial) return;
+  throw InputError("The scan was interrupted before all checks; scan again to remove what it found.");
+}
+
 std::vector<CleanupCandidate> CleanupJob::candidatesOf(ChosenFindings chosen) {
+  requireComplete(chosen);
   RemovalGuard guard(setting_.request.resolver, setting_.request.mounts);
   CleanupOptions options = this->options();
   options.isSelectable = [&](const FoundArtifact& found) { return chosen.paths.contains(found.finding.path); };

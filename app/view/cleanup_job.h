@@ -34,6 +34,9 @@ struct ChosenFindings {
 };
 using CleanupOrder = std::variant<ChosenFindings, CleanupPlan>;
 
+/// Throws InputError for findings of an interrupted scan: not all that keeps them is known.
+void requireComplete(const ChosenFindings& chosen);
+
 /// What became of one item.
 struct CleanedItem {
   RowID id = 0;

@@ -25,6 +25,7 @@ CleanupOptions ReviewJob::options() const {
 }
 
 void ReviewJob::addCandidates(Result& result, const ChosenFindings& chosen) const {
+  requireComplete(chosen);
   RemovalGuard guard(request_.resolver, request_.mounts);
   CleanupOptions options = this->options();
   options.isSelectable = [&](const FoundArtifact& found) { return chosen.paths.contains(found.finding.path); };

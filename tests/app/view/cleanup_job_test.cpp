@@ -180,6 +180,14 @@ TEST_F(CleanupJobTest, AHistoryThatCannotBeWrittenIsANote) {
   EXPECT_THAT(result->notes, ElementsAre(HasSubstr(tree_.path("home/.local/share/tidra"))));
 }
 
+TEST_F(CleanupJobTest, NothingGoesOfAnInterruptedScan) {
+  ScanOutcome partial = *scanOf({"a"});
+  partial.circumstances.partial = true;
+  const auto scan = std::make_shared<const ScanOutcome>(std::move(partial));
+  EXPECT_THAT(resultOf(settingOf(DisposalMethod::delete_), chosen(scan, {"a"}))->failure, HasSubstr("interrupted"));
+  EXPECT_TRUE(exists(place("a")));
+}
+
 TEST_F(CleanupJobTest, NothingGoesWhileExclusionsCannotBeRead) {
   const auto scan = scanOf({"a"});
   tree_.writeFile("home/.config/tidra/preferences.json", "broken");
