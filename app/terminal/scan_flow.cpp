@@ -35,18 +35,19 @@ bool ScanFlow::drain(UiState& state) {
   if (hasRows) state.view.add(std::move(news.rows));
   state.scan.findings = state.view.size();
   if (news.result) {
-    finish(*news.result, state);
+    finish(news.result, state);
   } else if (hasRows) {
     state.refresh();
   }
   return news.progress || hasRows || news.result;
 }
 
-void ScanFlow::finish(const ScanJob::Result& result, UiState& state) {
+void ScanFlow::finish(const std::shared_ptr<const ScanJob::Result>& news, UiState& state) {
+  const ScanJob::Result& result = *news;
   state.scan = {.isPartial = result.scan != nullptr && result.scan->circumstances.partial};
   if (result.scan != nullptr) {
     outcome_ = result.scan;
-    state.view.replaceAll(result.rows, &result.scan->findings);
+    state.view.replaceAllWith(SharedRows(news, &result.rows), &result.scan->findings);
     if (state.scan.isPartial) state.banner = std::string(LastScanView::partialBanner);
     state.notice = state.selection.recheck(state.view).sentence();
   }

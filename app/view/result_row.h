@@ -2,11 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "app/view/item_hint.h"
 #include "app/view/scan_marks.h"
@@ -55,6 +57,8 @@ struct ResultRow {
 
   bool operator==(const ResultRow&) const = default;
 };
+
+using SharedRows = std::shared_ptr<const std::vector<ResultRow>>;
 
 /// Makes rows that share their texts. For one thread; the rows may go to another.
 class RowMaker {

@@ -62,9 +62,9 @@ struct ResultsSnapshot {
   std::vector<ResultsLine> lines;
   ResultsTotals shown;
   ResultsTotals all;
-  ResultsTotals marked;                                             // hidden by the filter or not
-  std::array<ResultsTotals, 3> markedByTier;                        // in the order of the tiers
-  std::vector<std::shared_ptr<const std::vector<ResultRow>>> rows;  // own the items
+  ResultsTotals marked;                       // hidden by the filter or not
+  std::array<ResultsTotals, 3> markedByTier;  // in the order of the tiers
+  std::vector<SharedRows> rows;               // own the items
 
   const ResultRow* itemOf(const ResultsLine& line) const { return line.isHead() ? nullptr : items[line.item]; }
   /// Returns the line of a row or group; nullopt if it is filtered out or its group is folded.

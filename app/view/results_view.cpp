@@ -51,59 +51,51 @@ ResultsView::Facts ResultsView::factsOf(const ResultRow& row) {
   return facts;
 }
 
-void ResultsView::append(std::vector<ResultRow> added) {
-  const auto chunk = std::make_shared<std::vector<ResultRow>>(std::move(added));
+void ResultsView::take(const ResultRow& row) {
+  const auto [known, isNew] = indexes_.try_emplace(row.id, static_cast<std::uint32_t>(rows_.size()));
+  if (!isNew && rows_[known->second]->path == row.path) {
+    rows_[known->second] = &row;
+    facts_[known->second] = factsOf(row);
+    return;
+  }
+  const ResultRow* taken = &row;
+  if (!isNew) {
+    // A mark on one would be a mark on the other.
+    auto twin = std::make_shared<std::vector<ResultRow>>(1, row);
+    twin->front().mark = {ItemMark::Kind::kept, "has the same identifier as " + rows_[known->second]->path};
+    taken = &twin->front();
+    chunks_.push_back(std::move(twin));
+  }
+  rows_.push_back(taken);
+  facts_.push_back(factsOf(*taken));
+}
+
+void ResultsView::append(SharedRows added) {
   if (rows_.empty()) {
-    rows_.reserve(chunk->size());
-    facts_.reserve(chunk->size());
-    indexes_.reserve(chunk->size());
+    rows_.reserve(added->size());
+    facts_.reserve(added->size());
+    indexes_.reserve(added->size());
   }
-  for (ResultRow& row : *chunk) {
-    const auto [known, isNew] = indexes_.try_emplace(row.id, static_cast<std::uint32_t>(rows_.size()));
-    const bool isAgain = !isNew && rows_[known->second]->path == row.path;
-    if (!isNew && !isAgain) {
-      // A mark on one would be a mark on the other.
-      row.mark = {ItemMark::Kind::kept, "has the same identifier as " + rows_[known->second]->path};
-    }
-    const Facts facts = factsOf(row);
-    if (isAgain) {
-      rows_[known->second] = &row;
-      facts_[known->second] = facts;
-    } else {
-      rows_.push_back(&row);
-      facts_.push_back(facts);
-    }
-  }
-  chunks_.push_back(chunk);
+  for (const ResultRow& row : *added) take(row);
+  chunks_.push_back(std::move(added));
 }
 
 void ResultsView::add(std::vector<ResultRow> rows) {
   if (rows.empty()) return;
   use_.reset();
-  append(std::move(rows));
+  append(std::make_shared<const std::vector<ResultRow>>(std::move(rows)));
 }
 
-void ResultsView::replaceAll(std::vector<ResultRow> rows, const std::vector<FoundArtifact>* findings) {
+void ResultsView::replaceAllWith(SharedRows rows, const std::vector<FoundArtifact>* findings) {
   *this = ResultsView();
-  const std::size_t count = rows.size();
+  const std::size_t count = rows->size();
   append(std::move(rows));
   // Sums refer to findings by their place, which only differs from that of the rows if a path was there twice.
   if (findings != nullptr && findings->size() == count && rows_.size() == count) use_.emplace(*findings);
 }
 
-void ResultsView::drop(const std::set<RowID>& ids) {
-  std::size_t kept = 0;
-  indexes_.clear();
-  for (std::size_t i = 0; i < rows_.size(); ++i) {
-    if (ids.contains(rows_[i]->id)) continue;
-    indexes_.try_emplace(rows_[i]->id, static_cast<std::uint32_t>(kept));
-    rows_[kept] = rows_[i];
-    facts_[kept++] = facts_[i];
-  }
-  rows_.resize(kept);
-  facts_.resize(kept);
-  byName_.clear();
-  use_.reset();
+void ResultsView::replaceAll(std::vector<ResultRow> rows, const std::vector<FoundArtifact>* findings) {
+  replaceAllWith(std::make_shared<const std::vector<ResultRow>>(std::move(rows)), findings);
 }
 
 const ResultRow* ResultsView::find(RowID id) const {

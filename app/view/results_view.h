@@ -28,6 +28,8 @@ class ResultsView {
   /// Takes the rows of a finished scan instead of all others. `findings`, if given, are those that the rows were made
   /// of, in the same order: sums then count hard links between them once. They are not kept.
   void replaceAll(std::vector<ResultRow> rows, const std::vector<FoundArtifact>* findings = nullptr);
+  /// The same without a copy of the rows.
+  void replaceAllWith(SharedRows rows, const std::vector<FoundArtifact>* findings = nullptr);
 
   /// Drops rows, such as those that were removed. Sums are simple ones from then on.
   void drop(const std::set<RowID>& ids);
@@ -57,14 +59,15 @@ class ResultsView {
   };
   static constexpr std::int64_t unknownDate = INT64_MAX;
 
-  void append(std::vector<ResultRow> added);
+  void append(SharedRows added);
+  void take(const ResultRow& row);
   Facts factsOf(const ResultRow& row);
   std::string_view textOf(const Facts& facts) const {
     return std::string_view(texts_).substr(facts.textBegin, facts.textSize);
   }
   const std::vector<std::uint32_t>& orderByName() const;
 
-  std::vector<std::shared_ptr<const std::vector<ResultRow>>> chunks_;  // own the rows
+  std::vector<SharedRows> chunks_;  // own the rows
   std::vector<const ResultRow*> rows_;
   std::vector<Facts> facts_;  // of each row
   std::unordered_map<RowID, std::uint32_t> indexes_;
