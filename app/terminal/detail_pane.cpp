@@ -84,7 +84,8 @@ void DetailPane::drawItem(Canvas& canvas, const ResultRow& item, const UiState& 
 void DetailPane::drawGroup(Canvas& canvas, const ResultsGroup& group, const UiState& state) const {
   std::size_t row = canvas.putParagraph(0, 0, group.name.view(), {.bold = true});
   const bool isProject = state.query.grouping == ResultsGrouping::project;
-  if (isProject) row = canvas.putParagraph(row, 0, placeText(group.key.string(), state.home), {.ink = Ink::faint});
+  const std::string place = placeText(group.key.string(), state.home);
+  if (isProject && place != group.name.view()) row = canvas.putParagraph(row, 0, place, {.ink = Ink::faint});
   ++row;
   row = drawFact(canvas, row, "Frees", ByteFormatting::readable(group.freeableBytes));
   row = drawFact(canvas, row, "Last used", idleText(group.lastActivity, state.now));

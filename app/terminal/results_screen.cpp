@@ -277,6 +277,11 @@ UiAction ResultsScreen::handle(const Key& key, UiState& state) {
   state.notice.clear();
   if (filter_) return typed(key, state);
   if (key.kind == Key::Kind::click || key.kind == Key::Kind::doubleClick) return click(key, state);
+  if (key.kind == Key::Kind::wheelUp || key.kind == Key::Kind::wheelDown) {
+    constexpr std::ptrdiff_t linesOfWheel = 3;
+    state.cursor.moveBy(key.kind == Key::Kind::wheelUp ? -linesOfWheel : linesOfWheel);
+    return {};
+  }
   const Command command = commandOf(key);
   if (changeQuery(command, state)) return {};
   switch (command) {

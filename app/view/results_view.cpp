@@ -98,6 +98,21 @@ void ResultsView::replaceAll(std::vector<ResultRow> rows, const std::vector<Foun
   replaceAllWith(std::make_shared<const std::vector<ResultRow>>(std::move(rows)), findings);
 }
 
+void ResultsView::drop(const std::set<RowID>& ids) {
+  std::size_t kept = 0;
+  indexes_.clear();
+  for (std::size_t i = 0; i < rows_.size(); ++i) {
+    if (ids.contains(rows_[i]->id)) continue;
+    indexes_.try_emplace(rows_[i]->id, static_cast<std::uint32_t>(kept));
+    rows_[kept] = rows_[i];
+    facts_[kept++] = facts_[i];
+  }
+  rows_.resize(kept);
+  facts_.resize(kept);
+  byName_.clear();
+  use_.reset();
+}
+
 const ResultRow* ResultsView::find(RowID id) const {
   const auto place = indexes_.find(id);
   return place == indexes_.end() ? nullptr : rows_[place->second];
