@@ -134,7 +134,7 @@ std::vector<CleanupCandidate> CleanupJob::candidatesOf(CleanupPlan plan) {
 CleanupSetting CleanupJob::listened() {
   CleanupSetting setting = cleanupSettingFor(setting_.request, setting_.method, setting_.clock);
   setting.service.shouldCancel = [this] { return isCancelled(); };
-  setting.service.includesUnlisted = setting_.includesUnlisted;
+  setting.service.includesUndated = setting_.includesUndated;
   setting.options.force = setting_.force;
   setting.refusalText = [this](const Refusal& refusal) {
     refusal_ = refusal;
@@ -149,7 +149,7 @@ CleanupSetting CleanupJob::listened() {
 
 void CleanupJob::remove(const std::vector<CleanupCandidate>& candidates) {
   volumes_.add(candidates, setting_.request.mounts);
-  const auto trashes = wholeTrashesAmong(candidates, setting_.clock(), setting_.request.now, setting_.includesUnlisted);
+  const auto trashes = wholeTrashesAmong(candidates, setting_.clock(), setting_.request.now, setting_.includesUndated);
   CleanupOutcome outcome = runCleanup(candidates, listened());
   for (const PartialRemoval& partial : outcome.partial) recorder_.addPartial(partial);
   append(result_.outcome, std::move(outcome));
@@ -168,7 +168,7 @@ void CleanupJob::emptyTrash() {
   HistoryRecorder ofOthers(RemovalCommand::emptyTrash, DisposalMethod::delete_, setting_.request.resolver,
                            setting_.clock());
   result_.emptied = setting_.emptying->run(result_.outcome, recorder_, ofOthers, setting_.clock(),
-                                           setting_.includesUnlisted, [this] { return isCancelled(); });
+                                           setting_.includesUndated, [this] { return isCancelled(); });
   append(result_.notes, {ofOthers.notes().begin(), ofOthers.notes().end()});
 }
 

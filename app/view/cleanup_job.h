@@ -76,7 +76,7 @@ class CleanupJob {
     DisposalMethod method = DisposalMethod::trash;
     bool force = false;                         // also what a keep file protects, and what is in use
     std::optional<TrashEmptier> emptying = {};  // empties the trash at the end if something was moved there
-    bool includesUnlisted = false;              // of a trash: entries without a valid date too
+    bool includesUndated = false;               // of a trash: entries without a valid date too
     std::function<TimePoint()> clock;
   };
 

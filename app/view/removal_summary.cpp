@@ -77,9 +77,9 @@ void RemovalSummary::addEmptied(const TrashEmptier::Result& emptied) {
   inPart += emptied.othersInPart.size();
   otherEntries = emptied.others;
   otherBytes = emptied.othersBytes;
-  if (!emptied.unlisted.empty()) {
+  if (!emptied.undated.empty()) {
     notes.push_back(fmt::format("{} still in the trash, since nothing says when they were put there.",
-                                counted(emptied.unlisted.size(), "entry is", "entries are")));
+                                counted(emptied.undated.size(), "entry is", "entries are")));
   }
   if (emptied.later > 0) {
     notes.push_back(fmt::format("{} in the trash since you were asked.",

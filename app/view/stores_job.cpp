@@ -131,8 +131,8 @@ void StoresJob::purgeQuarantine(Result& result) {
       result.freedBytes = saturatedSum(result.freedBytes, entry->freeable());
       ++result.done;
     } catch (const PartlyRemovedError& error) {
-      recorder.addPartial(
-          {entry->manifest.originalPath, ItemRemoval::freedByPart(error.left(), entry->freeable(), true)});
+      recorder.addPartial({entry->manifest.originalPath,
+                           ItemRemoval::freedByPart(error.left(), entry->freeable(), {.isInTrash = true})});
       failures.push_back({entry->url, error.what()});
     } catch (const std::exception& error) {
       failures.push_back({entry->url, error.what()});

@@ -62,14 +62,14 @@ bool settlePartial(const FreedesktopTrash::Partial& partial, FreedesktopTrash::P
 }  // namespace
 
 WholeTrashes wholeTrashesAmong(const std::vector<CleanupCandidate>& candidates, TimePoint now, TimePoint seenAt,
-                               bool includesUnlisted) {
+                               bool includesUndated) {
   WholeTrashes trashes;
   for (const CleanupCandidate& candidate : candidates) {
     const std::string& path = candidate.item.path;
     if (candidate.refusal || !StoreNames::isWholeTrash(path)) continue;
     try {
       auto entries = FreedesktopTrash::listOf(parentPath(path), now);
-      auto choice = FreedesktopTrash::choose(std::move(entries), seenAt, includesUnlisted);
+      auto choice = FreedesktopTrash::choose(std::move(entries), seenAt, includesUndated);
       FreedesktopTrash::measure(choice.due);
       trashes.emplace(path, std::move(choice));
     } catch (const std::runtime_error&) {
@@ -88,13 +88,13 @@ void recordEmptiedTrashes(const WholeTrashes& emptied, HistoryRecorder& recorder
 }
 
 TrashEmptier::TrashEmptier(const TidraPathResolver& resolver, const std::vector<MountPoint>& mounts, TimePoint now,
-                           bool includesUnlisted, const std::set<std::string>& others)
+                           bool includesUndated, const std::set<std::string>& others)
     : resolver_(resolver), mounts_(mounts) {
   if (!isReadable) return;
   std::vector<std::string> notes;  // emptying notes them
   auto entries = FreedesktopTrash(resolver, mounts).list(now, notes);
   std::erase_if(entries, [&](const Entry& entry) { return others.contains(parentPath(entry.path)); });
-  seen_ = FreedesktopTrash::choose(std::move(entries), now + std::chrono::seconds{1}, includesUnlisted);
+  seen_ = FreedesktopTrash::choose(std::move(entries), now + std::chrono::seconds{1}, includesUndated);
   FreedesktopTrash::measure(seen_.due);
 }
 
@@ -103,13 +103,13 @@ bool TrashEmptier::isMeant(const Entry& entry, const CleanupOutcome& outcome) co
   const auto isSame = [&](const Entry& seen) { return seen.path == entry.path && seen.identity == entry.identity; };
   return entry.dating == FreedesktopTrash::Dating::leftover ||
          std::any_of(seen_.due.begin(), seen_.due.end(), isSame) ||
-         std::any_of(seen_.unlisted.begin(), seen_.unlisted.end(), isSame) ||
+         std::any_of(seen_.undated.begin(), seen_.undated.end(), isSame) ||
          std::any_of(receipts.begin(), receipts.end(),
                      [&](const DisposalReceipt& receipt) { return receipt.destination == entry.path; });
 }
 
 TrashEmptier::Result TrashEmptier::run(CleanupOutcome& outcome, HistoryRecorder& recorder, HistoryRecorder& ofOthers,
-                                       TimePoint now, bool includesUnlisted,
+                                       TimePoint now, bool includesUndated,
                                        const std::function<bool()>& shouldCancel) const {
   TrashDisposer trash(resolver_, mounts_);
   const auto isChosen = [&](const Entry& entry) { return isMeant(entry, outcome); };
@@ -124,9 +124,9 @@ TrashEmptier::Result TrashEmptier::run(CleanupOutcome& outcome, HistoryRecorder&
     result.othersBytes = saturatedSum(result.othersBytes, entry.freeable);
     ofOthers.addPurged(entry);
   };
-  auto emptied = trash.emptyTrash(now, includesUnlisted, isChosen, shouldCancel, {begins, gone});
+  auto emptied = trash.emptyTrash(now, includesUndated, isChosen, shouldCancel, {begins, gone});
   result.purged = std::move(emptied.purged);
-  result.unlisted = std::move(emptied.unlisted);
+  result.undated = std::move(emptied.undated);
   result.later = emptied.later;
   result.isInterrupted = shouldCancel() && (result.purged.notBegun > 0 || !result.purged.failures.empty());
   outcome.cancelled = result.isInterrupted;

@@ -24,7 +24,7 @@ using WholeTrashes = std::map<std::string, FreedesktopTrash::Choice>;
 /// Reads the trashes among the candidates. Skips entries added after `seenAt` and unreadable trashes, whose removal
 /// says why.
 WholeTrashes wholeTrashesAmong(const std::vector<CleanupCandidate>& candidates, TimePoint now, TimePoint seenAt,
-                               bool includesUnlisted);
+                               bool includesUndated);
 
 /// Adds the entries that went with a trash, one by one.
 void recordEmptiedTrashes(const WholeTrashes& emptied, HistoryRecorder& recorder);
@@ -36,7 +36,7 @@ class TrashEmptier {
 
   /// Reads what is in the trashes, without those with the folders `others`.
   TrashEmptier(const TidraPathResolver& resolver, const std::vector<MountPoint>& mounts, TimePoint now,
-               bool includesUnlisted, const std::set<std::string>& others = {});
+               bool includesUndated, const std::set<std::string>& others = {});
 
   /// What emptying deletes for good besides what is moved there meanwhile, measured; and what nothing dates, which
   /// stays unless the user agrees to it.
@@ -44,11 +44,11 @@ class TrashEmptier {
 
   struct [[nodiscard]] Result {
     FreedesktopTrash::Purged purged;
-    std::size_t others = 0;                         // deleted, besides what the outcome's removal moved
-    std::int64_t othersBytes = 0;                   // that they freed
-    std::vector<FreedesktopTrash::Entry> unlisted;  // kept
-    std::size_t later = 0;                          // kept: came into the trash since it was read
-    std::vector<PartialRemoval> othersInPart;       // deletions that were cut short, besides those of the outcome
+    std::size_t others = 0;                        // deleted, besides what the outcome's removal moved
+    std::int64_t othersBytes = 0;                  // that they freed
+    std::vector<FreedesktopTrash::Entry> undated;  // kept
+    std::size_t later = 0;                         // kept: came into the trash since it was read
+    std::vector<PartialRemoval> othersInPart;      // deletions that were cut short, besides those of the outcome
     bool isInterrupted = false;
   };
 
@@ -56,7 +56,7 @@ class TrashEmptier {
   /// cut short; an interruption is one of the outcome. The other entries are a run of their own, in `ofOthers`. Writes
   /// both, so that nothing may be added to them afterwards.
   Result run(CleanupOutcome& outcome, HistoryRecorder& recorder, HistoryRecorder& ofOthers, TimePoint now,
-             bool includesUnlisted, const std::function<bool()>& shouldCancel) const;
+             bool includesUndated, const std::function<bool()>& shouldCancel) const;
 
  private:
   bool isMeant(const FreedesktopTrash::Entry& entry, const CleanupOutcome& outcome) const;
