@@ -10,13 +10,12 @@
 #include "cli/removal_runs.h"
 #include "cli/scan_options.h"
 #include "cli/stored_entries.h"
-#include "cli/stored_removals.h"
 #include "cli/table.h"
 #include "core/base/json_fields.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
-#include "core/dispose/tool_targets.h"
-#include "core/platform/directory_reader.h"
+#include "core/platform/host.h"
+#include "core/platform/mount_table.h"
 #include "core/platform/path_text.h"
 
 namespace tidra {
@@ -29,21 +28,6 @@ std::size_t runNumbered(const std::string& number, const std::vector<RemovalRun>
   if (given >= 1 && given <= runs.size()) return given - 1;
   throw InputError(
       fmt::format("'{}' is no removal of the history: the first is 1, the last {}.", shownNumber, runs.size()));
-}
-
-std::size_t itemCount(const RemovalRun& run) {
-  return run.items.size() + static_cast<std::size_t>(unsignedBytes(run.moreItems));
-}
-
-std::string whereTo(const RemovedItem& item) {
-  if (item.isMoved()) return std::string(rawValue(item.method));
-  if (isToolBackedTarget(item.path)) return fmt::format("removed by {}", ToolTargets::toolOf(item.path));
-  return item.isPartial ? "deleted in part" : "deleted";
-}
-
-std::optional<std::int64_t> listedSize(const RemovedItem& item) {
-  if (!item.isMoved() && item.freedBytes > 0) return item.freedBytes;
-  return item.freeableBytes ? item.freeableBytes : item.bytes;
 }
 
 namespace {
@@ -59,14 +43,6 @@ std::string methodText(const RemovalRun& run) {
   const bool movedSome =
       std::any_of(run.items.begin(), run.items.end(), [](const RemovedItem& item) { return item.isMoved(); });
   return std::string(rawValue(movedSome ? run.method : DisposalMethod::delete_));
-}
-
-/// Where an item is now. An item that is no longer in its store was restored if its place exists, else purged, possibly
-/// by another program. If the store itself is missing (volume not mounted): as recorded.
-std::string nowText(const RemovedItem& item, StoredRemovals& stored) {
-  if (item.restoredAt) return "restored";
-  if (!stored.isGone(item)) return whereTo(item);
-  return pathExists(item.path) ? "restored" : "purged";
 }
 
 /// "2 of 3": what an undo has brought back of what was moved. Items beyond those listed count as moved.
@@ -97,9 +73,9 @@ std::string runsText(const std::vector<RemovalRun>& runs, const TerminalFacts& t
 
 std::string itemsText(const RemovalRun& run, const TidraPathResolver& resolver, const TerminalFacts& terminal) {
   TextTable table({{"SIZE", true}, {"NOW", false, TextTable::Cut::never}, {"ITEM", false, TextTable::Cut::middle}});
-  StoredRemovals stored(resolver);
+  StoredRemovals stored(resolver, TidraHost::name(resolver.environment), mountPoints(), currentTime());
   for (const RemovedItem& item : run.items) {
-    table.add({sizeCell(listedSize(item)), nowText(item, stored), shown(resolver.displayPath(item.path))});
+    table.add({sizeCell(listedSize(item)), stored.nowOf(item), shown(resolver.displayPath(item.path))});
   }
   return table.text(terminal) + moreText(unsignedBytes(run.moreItems), terminal);
 }

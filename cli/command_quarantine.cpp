@@ -13,7 +13,6 @@
 #include "cli/removal_recorder.h"
 #include "cli/scan_view.h"
 #include "cli/stored_entries.h"
-#include "cli/stored_removals.h"
 #include "cli/table.h"
 #include "cli/terminal.h"
 #include "core/base/json_fields.h"

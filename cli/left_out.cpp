@@ -18,7 +18,7 @@ std::string filterName(const ScanOptions& options, const std::string& setting, b
   return isOption ? "--" + setting : fmt::format("--{} safe, the default", setting);
 }
 
-std::string filterText(const std::string& name, std::size_t leftOut) {
+std::string filterWithCount(const std::string& name, std::size_t leftOut) {
   return fmt::format("{} ({} left out)", name, counted(leftOut, "artefact", "artefacts"));
 }
 
@@ -34,7 +34,7 @@ std::vector<std::string> filterTexts(const ScanOptions& options, const LeftOutFi
       {filterName(options, "older-than", true), leftOut.ofAge}};
   std::vector<std::string> texts;
   for (const auto& [name, count] : counts) {
-    if (count > 0) texts.push_back(filterText(name, count));
+    if (count > 0) texts.push_back(filterWithCount(name, count));
   }
   if (!options.categories.empty() && leftOut.ofCategory == 0) texts.emplace_back("--category");
   // A named folder bounds the search to it anyway.

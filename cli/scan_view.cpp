@@ -11,6 +11,7 @@
 #include <set>
 #include <utility>
 
+#include "app/view/idle_text.h"
 #include "app/view/item_hint.h"
 #include "cli/scan_summary.h"
 #include "core/base/text.h"
@@ -321,13 +322,7 @@ bool isOlder(const std::optional<TimePoint>& a, const std::optional<TimePoint>& 
 }
 
 std::string shortAge(const std::optional<TimePoint>& lastActivity, TimePoint now) {
-  if (!lastActivity) return std::string(glyphs().dash);
-  const int months = ScanActivityClassification::monthsSince(*lastActivity, now);
-  constexpr int yearsFrom = 24;
-  if (months >= yearsFrom) return fmt::format("{} y", months / 12);
-  if (months > 0) return fmt::format("{} mo", months);
-  const auto days = ScanActivityClassification::idleDays(lastActivity, now).value_or(0);
-  return days == 0 ? "today" : fmt::format("{} d", days);
+  return idleText(lastActivity, now, glyphs().dash);
 }
 
 }  // namespace tidra

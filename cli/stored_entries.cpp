@@ -9,6 +9,7 @@
 
 #include "cli/cleanup_view.h"
 #include "cli/interrupt.h"
+#include "cli/removal_recorder.h"
 #include "cli/scan_options.h"
 #include "core/base/errors.h"
 #include "core/base/json_fields.h"
@@ -92,6 +93,20 @@ std::vector<std::size_t> entriesNamed(const std::vector<std::string>& names, con
     if (std::find(result.begin(), result.end(), found[0]) == result.end()) result.push_back(found[0]);
   }
   return result;
+}
+
+std::vector<std::size_t> entriesOfLastRemoval(const std::vector<StoredEntry>& entries, DisposalMethod method,
+                                              const TidraPathResolver& resolver) {
+  std::vector<std::string> notes;
+  auto found = entriesOfLastRemoval(entries, method, removalHistory(resolver).load(), resolver, notes);
+  writeNotes(notes);
+  return found;
+}
+
+void JsonCodec<PurgedEntry>::write(JsonWriter& out, const PurgedEntry& entry) {
+  JsonObjectWriter object(out);
+  if (entry.originalPath) object.putBytes("originalPath", *entry.originalPath);
+  object.putBytes("path", entry.path).close();
 }
 
 EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::string& past, Reporting reporting,

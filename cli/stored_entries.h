@@ -8,8 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "app/view/stored_removals.h"
 #include "cli/program.h"
 #include "cli/terminal.h"
+#include "core/base/json_codec.h"
 #include "core/base/time_point.h"
 #include "core/model/disposal.h"
 #include "core/platform/path_resolver.h"
@@ -17,14 +19,6 @@
 namespace tidra {
 
 class JsonObjectWriter;
-
-/// How an entry of a store can be named.
-struct StoredEntry {
-  std::string name;          // in the store
-  std::string path;          // where it lies
-  std::string originalPath;  // where it came from; empty when that is not known
-  TimePoint date{};          // when it was moved there, if that is known
-};
 
 /// Which store, for messages.
 struct StoreWords {
@@ -39,6 +33,22 @@ extern const StoreWords quarantineWords;
 /// of no entry or of several.
 std::vector<std::size_t> entriesNamed(const std::vector<std::string>& names, const std::vector<StoredEntry>& entries,
                                       const StoreWords& words, const TidraPathResolver& resolver);
+
+/// Returns the index of each entry that the newest removal moved there by `method` and that is still there. A note
+/// names each other entry in the place of one. Throws PreferencesError.
+std::vector<std::size_t> entriesOfLastRemoval(const std::vector<StoredEntry>& entries, DisposalMethod method,
+                                              const TidraPathResolver& resolver);
+
+/// What a purge deleted, in its JSON.
+struct PurgedEntry {
+  std::string path;                         // in the store
+  std::optional<std::string> originalPath;  // as far as it is known
+};
+
+template <>
+struct JsonCodec<PurgedEntry> {
+  static void write(JsonWriter& out, const PurgedEntry& entry);
+};
 
 /// One entry to act on.
 struct EntryAction {

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "core/base/text.h"
 #include "core/dispose/tool_targets.h"
@@ -19,10 +20,7 @@ std::string toolNames(const std::vector<std::string_view>& paths) {
     const std::string name(ToolTargets::toolOf(path));
     if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
   }
-  if (names.size() < 2) return joined(names, "");
-  const std::string last = names.back();
-  names.pop_back();
-  return joined(names, ", ") + " and " + last;
+  return joinedWithAnd(std::move(names));
 }
 
 std::size_t countOfPip(const std::vector<std::string_view>& paths) {

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "core/dispose/tool_targets.h"
+#include "core/base/quantities.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 #include "core/platform/platform.h"
@@ -18,35 +18,18 @@ UndoItem lostItem(std::size_t index, std::string reason, UndoItem::Rest rest = U
   return {.index = index, .state = UndoItem::State::lost, .rest = rest, .reason = std::move(reason)};
 }
 
-/// Of an item that no entry of its store is.
-UndoItem missingItem(const RemovedItem& item, std::size_t index, const char* place) {
-  if (pathExists(item.path)) return {.index = index, .state = UndoItem::State::back};
-  return lostItem(index, fmt::format("is no longer {}: restored or purged meanwhile", place));
-}
-
-/// Whether an entry of a store that came from the item's place is the item.
-bool isEntryOf(const RemovedItem& item, const std::string& place, TimePoint date) {
-  return item.destination ? place == *item.destination : date >= item.at;
-}
-
-bool isPurge(const RemovalRun& run) {
-  return run.command != RemovalCommand::clean && run.command != RemovalCommand::apply;
-}
-
 }  // namespace
 
-std::string placeOfRemoved(const RemovedItem& item) {
-  if (item.isMoved()) return std::string(rawValue(item.method));
-  if (isToolBackedTarget(item.path)) return fmt::format("removed by {}", ToolTargets::toolOf(item.path));
-  return item.isPartial ? "deleted in part" : "deleted";
+std::size_t itemCount(const RemovalRun& run) {
+  return run.items.size() + static_cast<std::size_t>(unsignedBytes(run.moreItems));
 }
 
-std::optional<std::int64_t> sizeOfRemoved(const RemovedItem& item) {
+std::optional<std::int64_t> listedSize(const RemovedItem& item) {
   if (!item.isMoved() && item.freedBytes > 0) return item.freedBytes;
   return item.freeableBytes ? item.freeableBytes : item.bytes;
 }
 
-bool hasWayBack(const RemovalRun& run) {
+bool isUndoable(const RemovalRun& run) {
   return !run.undoneAt && !isPurge(run) &&
          std::any_of(run.items.begin(), run.items.end(), [](const RemovedItem& item) { return !item.restoredAt; });
 }
@@ -64,47 +47,86 @@ UndoItem UndoFinder::wayBack(const RemovedItem& item, std::size_t index, Disposa
     return lostItem(index, "was deleted in part when the trash was emptied", UndoItem::Rest::inTrash);
   }
   if (item.isPartial) return lostItem(index, "was deleted in part", UndoItem::Rest::inPlace);
-  if (!item.isMoved()) return lostItem(index, fmt::format("was {} for good", placeOfRemoved(item)));
+  if (!item.isMoved()) return lostItem(index, fmt::format("was {} for good", whereTo(item)));
   return item.method == DisposalMethod::quarantine ? fromQuarantine(item, index) : fromTrash(item, index);
 }
 
-UndoItem UndoFinder::fromTrash(const RemovedItem& item, std::size_t index) {
-  if (currentPlatform == TidraPlatform::macOS) return lostItem(index, "is in the trash; the Finder puts it back");
-  if (!trash_) trash_ = FreedesktopTrash(resolver_, mounts_).list(now_, notes_);
-  const auto entry = std::find_if(trash_->begin(), trash_->end(), [&](const auto& each) {
-    return each.identity && isEntryOf(item, each.path, each.date) && each.originalPath == item.path;
-  });
-  if (entry == trash_->end()) return missingItem(item, index, "in the trash");
-  return {.index = index,
-          .check = [entry = *entry] { FreedesktopTrash::checkRestore(entry); },
-          .restore = [entry = *entry] { FreedesktopTrash::restore(entry); }};
+/// Of an item that no entry of its store is.
+UndoItem UndoFinder::missingItem(const RemovedItem& item, std::size_t index, const std::vector<StoredEntry>& names,
+                                 const char* place) {
+  if (auto note = takenByOther(item, names, resolver_)) notes_.push_back(std::move(*note));
+  if (pathExists(item.path)) return {.index = index, .state = UndoItem::State::back};
+  const bool isPurged = item.destination && pathExists(parentPath(*item.destination));
+  auto lost =
+      lostItem(index, fmt::format("is no longer {}: {}", place, isPurged ? "purged" : "restored or purged meanwhile"));
+  if (!isPurged) lost.state = UndoItem::State::elsewhere;
+  return lost;
 }
 
-const QuarantineDisposer& UndoFinder::quarantineOf(const RemovedItem& item) {
+UndoItem UndoFinder::fromTrash(const RemovedItem& item, std::size_t index) {
+  if (currentPlatform == TidraPlatform::macOS) {
+    auto kept = lostItem(index, "is in the trash; the Finder puts it back");
+    kept.state = UndoItem::State::elsewhere;
+    return kept;
+  }
+  if (!trash_) {
+    trash_ = FreedesktopTrash(resolver_, mounts_).list(now_, notes_);
+    std::erase_if(*trash_, [](const auto& each) { return !each.identity; });
+    trashNames_ = namesOf(*trash_);
+  }
+  const auto found = entryOf(item, trashNames_);
+  if (!found) return missingItem(item, index, trashNames_, "in the trash");
+  const auto& entry = (*trash_)[*found];
+  return {.index = index,
+          .check = [entry] { FreedesktopTrash::checkRestore(entry); },
+          .restore = [entry] { FreedesktopTrash::restore(entry); }};
+}
+
+const UndoFinder::Quarantine& UndoFinder::quarantineOf(const RemovedItem& item) {
   QuarantineConfig config =
       item.destination ? QuarantineConfig{parentPath(*item.destination)} : QuarantineConfig::makeDefault(resolver_);
   const std::string folder = config.directory;
   const auto known = quarantines_.find(folder);
   if (known != quarantines_.end()) return known->second;
-  QuarantineDisposer quarantine(std::move(config), resolver_, host_, mounts_);
-  listings_[folder] = quarantine.list();
-  return quarantines_.emplace(folder, std::move(quarantine)).first->second;
+  QuarantineDisposer disposer(std::move(config), resolver_, host_, mounts_);
+  auto entries = disposer.list().entries;
+  auto names = namesOf(entries);
+  return quarantines_.emplace(folder, Quarantine{std::move(disposer), std::move(entries), std::move(names)})
+      .first->second;
 }
 
 UndoItem UndoFinder::fromQuarantine(const RemovedItem& item, std::size_t index) {
   try {
-    const QuarantineDisposer& quarantine = quarantineOf(item);
-    const auto& entries = listings_[quarantine.config().directory].entries;
-    const auto entry = std::find_if(entries.begin(), entries.end(), [&](const auto& each) {
-      return isEntryOf(item, each.url, each.manifest.quarantinedAt) && each.manifest.originalPath == item.path;
-    });
-    if (entry == entries.end()) return missingItem(item, index, "in quarantine");
+    const Quarantine& quarantine = quarantineOf(item);
+    const auto found = entryOf(item, quarantine.names);
+    if (!found) return missingItem(item, index, quarantine.names, "in quarantine");
+    const auto& entry = quarantine.entries[*found];
     return {.index = index,
-            .check = [&quarantine, entry = *entry] { quarantine.checkRestore(entry); },
-            .restore = [&quarantine, entry = *entry] { quarantine.restore(entry); }};
+            .check = [&quarantine, entry] { quarantine.disposer.checkRestore(entry); },
+            .restore = [&quarantine, entry] { quarantine.disposer.restore(entry); }};
   } catch (const std::exception& error) {
     return {.index = index, .state = UndoItem::State::unreadable, .reason = error.what()};
   }
+}
+
+UndoChoice newestUndo(const std::vector<RemovalRun>& runs, UndoFinder& finder) {
+  UndoChoice choice;
+  for (std::size_t i = 0; i < runs.size(); ++i) {
+    if (!isUndoable(runs[i])) continue;
+    auto items = finder.itemsOf(runs[i]);
+    const auto count = [&](UndoItem::State state) {
+      return static_cast<std::size_t>(
+          std::count_if(items.begin(), items.end(), [state](const UndoItem& item) { return item.state == state; }));
+    };
+    const std::size_t back = count(UndoItem::State::back);
+    if (back == items.size() || back + count(UndoItem::State::lost) < items.size()) {
+      choice.run = i;
+      choice.items = std::move(items);
+      return choice;
+    }
+    ++choice.passedOver;
+  }
+  return choice;
 }
 
 }  // namespace tidra

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "app/state/removal_history.h"
+#include "app/view/stored_removals.h"
 #include "core/dispose/freedesktop_trash.h"
 #include "core/dispose/quarantine.h"
 #include "core/platform/mount_table.h"
@@ -23,6 +24,7 @@ struct UndoItem {
     stored,
     back,        // in its place already, brought there by another program or by an undo that was killed
     lost,        // it never comes back
+    elsewhere,   // likewise by an undo, but it may still be there: with the Finder, on a volume that is not mounted
     unreadable,  // its store cannot be read now
   };
   /// Of an item that was deleted in part, where the rest is.
@@ -35,17 +37,18 @@ struct UndoItem {
   std::function<void()> check = {};    // of a stored one: throws the reason why restore() would
   std::function<void()> restore = {};  // of a stored one: moves it back; throws the reason why it stays
 
-  bool isLost() const { return state == State::lost; }
+  bool isLost() const { return state == State::lost || state == State::elsewhere; }
 };
 
-/// "trash", "quarantine"; "deleted", "removed by docker".
-std::string placeOfRemoved(const RemovedItem& item);
+/// All items, those beyond the kept ones included.
+std::size_t itemCount(const RemovalRun& run);
 
 /// What deleting it has freed or would have freed, as far as it is known; else its logical size.
-std::optional<std::int64_t> sizeOfRemoved(const RemovedItem& item);
+std::optional<std::int64_t> listedSize(const RemovedItem& item);
 
-/// Whether an undo of the run may bring something back. Purges end what earlier removals moved away.
-bool hasWayBack(const RemovalRun& run);
+/// Whether the run has items that are not marked as restored; no store is read. Purges end what earlier removals moved
+/// away.
+bool isUndoable(const RemovalRun& run);
 
 /// Finds items in the stores; reads each store once. Must outlive the items.
 class UndoFinder {
@@ -62,7 +65,14 @@ class UndoFinder {
   UndoItem wayBack(const RemovedItem& item, std::size_t index, DisposalMethod methodOfRun);
   UndoItem fromTrash(const RemovedItem& item, std::size_t index);
   UndoItem fromQuarantine(const RemovedItem& item, std::size_t index);
-  const QuarantineDisposer& quarantineOf(const RemovedItem& item);
+  struct Quarantine {
+    QuarantineDisposer disposer;
+    std::vector<QuarantineDisposer::Entry> entries;
+    std::vector<StoredEntry> names;  // of the entries
+  };
+  const Quarantine& quarantineOf(const RemovedItem& item);
+  UndoItem missingItem(const RemovedItem& item, std::size_t index, const std::vector<StoredEntry>& names,
+                       const char* place);
 
   TidraPathResolver resolver_;
   std::string host_;
@@ -70,8 +80,18 @@ class UndoFinder {
   TimePoint now_;
   std::vector<std::string> notes_;
   std::optional<std::vector<FreedesktopTrash::Entry>> trash_;
-  std::map<std::string, QuarantineDisposer> quarantines_;  // by folder
-  std::map<std::string, QuarantineDisposer::Listing> listings_;
+  std::vector<StoredEntry> trashNames_;
+  std::map<std::string, Quarantine> quarantines_;  // by folder
 };
+
+/// What an undo without a choice is of.
+struct UndoChoice {
+  std::optional<std::size_t> run;  // absent: nothing can come back
+  std::vector<UndoItem> items;     // of the run
+  std::size_t passedOver = 0;      // newer removals of which nothing can come back
+};
+
+/// The newest removal of which something can come back, or all is back already though not marked so.
+UndoChoice newestUndo(const std::vector<RemovalRun>& runs, UndoFinder& finder);
 
 }  // namespace tidra

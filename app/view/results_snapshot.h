@@ -55,7 +55,7 @@ struct ResultsTotals {
 };
 
 /// Sums of freeable bytes leave out what is kept and what lies in another finding. They count hard links between
-/// findings once as soon as the scan is done; until then, and for stored scans, they are simple sums.
+/// findings once as soon as the scan is done; until then, for stored scans, and after a removal, they are simple sums.
 struct ResultsSnapshot {
   std::vector<const ResultRow*> items;  // that pass the filter, by group; those of folded groups too
   std::vector<ResultsGroup> groups;     // none in a flat list

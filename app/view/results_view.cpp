@@ -6,6 +6,7 @@
 
 #include "app/view/snapshot_maker.h"
 #include "core/model/ecosystems.h"
+#include "core/platform/path_text.h"
 
 namespace tidra {
 namespace {
@@ -99,10 +100,19 @@ void ResultsView::replaceAll(std::vector<ResultRow> rows, const std::vector<Foun
 }
 
 void ResultsView::drop(const std::set<RowID>& ids) {
+  std::vector<std::string_view> places;
+  for (const RowID id : ids) {
+    if (const ResultRow* row = find(id)) places.push_back(row->path);
+  }
+  const auto isGone = [&](const ResultRow& row) {
+    if (row.mark.kind != ItemMark::Kind::part) return ids.contains(row.id);
+    return std::any_of(places.begin(), places.end(),
+                       [&](std::string_view place) { return isSameOrInside(row.path, place); });
+  };
   std::size_t kept = 0;
   indexes_.clear();
   for (std::size_t i = 0; i < rows_.size(); ++i) {
-    if (ids.contains(rows_[i]->id)) continue;
+    if (isGone(*rows_[i])) continue;
     indexes_.try_emplace(rows_[i]->id, static_cast<std::uint32_t>(kept));
     rows_[kept] = rows_[i];
     facts_[kept++] = facts_[i];

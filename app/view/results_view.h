@@ -31,7 +31,7 @@ class ResultsView {
   /// The same without a copy of the rows.
   void replaceAllWith(SharedRows rows, const std::vector<FoundArtifact>* findings = nullptr);
 
-  /// Drops rows, such as those that were removed. Sums are simple ones from then on.
+  /// Drops rows that were removed, and those that went with them. Sums are simple ones from then on.
   void drop(const std::set<RowID>& ids);
 
   std::size_t size() const { return rows_.size(); }

@@ -27,30 +27,27 @@ void UndoList::reload() {
 
 UndoList::Row UndoList::row(std::size_t run) const {
   const RemovalRun& at = runs_.at(run);
-  Row row{.items = at.items.size() + static_cast<std::size_t>(unsignedBytes(at.moreItems)),
-          .freedBytes = at.freedBytes,
-          .mayComeBack = hasWayBack(at)};
+  Row row{.items = itemCount(at), .freedBytes = at.freedBytes, .mayComeBack = isUndoable(at)};
   for (const RemovedItem& item : at.items) {
     if (item.isMoved()) ++row.moved;
     if (item.restoredAt) ++row.back;
   }
+  // What the history has only counted was moved like the rest.
+  if (row.moved > 0) row.moved += static_cast<std::size_t>(unsignedBytes(at.moreItems));
   return row;
 }
 
 std::optional<std::size_t> UndoList::newest() const {
-  const auto open = std::find_if(runs_.begin(), runs_.end(), &hasWayBack);
-  if (open == runs_.end()) return std::nullopt;
-  return static_cast<std::size_t>(open - runs_.begin());
+  UndoFinder finder = this->finder();
+  return newestUndo(runs_, finder).run;
 }
 
 std::vector<UndoList::Item> UndoList::items(std::size_t run) const {
   const RemovalRun& at = runs_.at(run);
   std::vector<Item> items;
+  StoredRemovals stored(setting_.resolver, setting_.host, setting_.mounts, setting_.clock());
   for (auto item = at.items.rbegin(); item != at.items.rend(); ++item) {
-    items.push_back({.path = item->path,
-                     .bytes = sizeOfRemoved(*item),
-                     .where = item->restoredAt ? "restored" : placeOfRemoved(*item),
-                     .reason = {}});
+    items.push_back({.path = item->path, .bytes = listedSize(*item), .where = stored.nowOf(*item), .reason = {}});
   }
   UndoFinder finder = this->finder();
   for (const UndoItem& found : finder.itemsOf(at)) {

@@ -44,7 +44,7 @@ class UndoList {
   };
   Row row(std::size_t run) const;
 
-  /// The newest run of which something may come back.
+  /// The newest run of which something can come back; reads the stores.
   std::optional<std::size_t> newest() const;
 
   /// One item of a run, as it is now.

@@ -142,6 +142,13 @@ TEST_F(Results, KeepTheirSnapshotsAndReplaceKnownPaths) {
   EXPECT_EQ(this->text(), "");
 }
 
+TEST_F(Results, DropWhatWasRemovedAndWhatLayInIt) {
+  view.replaceAll({rowAt("/p/a", 5), rowAt("/p/a/in", 2, Kind::part), rowAt("/q/in", 2, Kind::part), rowAt("/p/b", 1)});
+  view.drop({idOf("/p/a")});
+  EXPECT_EQ(text(), "p 1: b 1 | q 0: in 2");
+  EXPECT_EQ(view.find(idOf("/p/b")), &view.row(1));
+}
+
 TEST_F(Results, NeverMarkOnePathForAnother) {
   ResultRow twin = rowAt("/hostile", 1);
   twin.id = view.row(0).id;

@@ -1,16 +1,11 @@
 // Which entries of trash and quarantine the history's items are.
-#include "cli/stored_removals.h"
+#include "app/view/stored_removals.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "cli/cleanup_options.h"
-#include "cli/removal_recorder.h"
-#include "cli/scan_options.h"
-#include "cli/terminal.h"
-#include "core/base/json_fields.h"
-#include "core/dispose/freedesktop_trash.h"
+#include "core/dispose/tool_targets.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
 
@@ -45,6 +40,12 @@ std::optional<std::size_t> firstSince(const RemovedItem& item, const std::vector
   return indexIn(entries, first);
 }
 
+bool isTakenByOther(const RemovedItem& item, const std::vector<StoredEntry>& entries) {
+  return item.destination && std::any_of(entries.begin(), entries.end(), [&](const StoredEntry& entry) {
+           return entry.path == *item.destination && !isEntryOf(item, entry);
+         });
+}
+
 }  // namespace
 
 bool isPurge(const RemovalRun& run) {
@@ -57,22 +58,16 @@ std::optional<std::size_t> entryOf(const RemovedItem& item, const std::vector<St
                                        [&](const StoredEntry& entry) { return isEntryOf(item, entry); }));
 }
 
-bool isTakenByOther(const RemovedItem& item, const std::vector<StoredEntry>& entries) {
-  return item.destination && std::any_of(entries.begin(), entries.end(), [&](const StoredEntry& entry) {
-           return entry.path == *item.destination && !isEntryOf(item, entry);
-         });
-}
-
-void noteTakenByOther(const RemovedItem& item, const std::vector<StoredEntry>& entries,
-                      const TidraPathResolver& resolver) {
-  if (!isTakenByOther(item, entries)) return;
-  writeNote(fmt::format("{} stays: it came there at another time than what the removal moved.",
-                        shown(resolver.displayPath(*item.destination))));
+std::optional<std::string> takenByOther(const RemovedItem& item, const std::vector<StoredEntry>& entries,
+                                        const TidraPathResolver& resolver) {
+  if (!isTakenByOther(item, entries)) return std::nullopt;
+  return fmt::format("{} stays: it came there at another time than what the removal moved.",
+                     escapedForTerminal(resolver.displayPath(*item.destination)));
 }
 
 std::vector<std::size_t> entriesOfLastRemoval(const std::vector<StoredEntry>& entries, DisposalMethod method,
-                                              const TidraPathResolver& resolver) {
-  const auto runs = removalHistory(resolver).load();
+                                              const std::vector<RemovalRun>& runs, const TidraPathResolver& resolver,
+                                              std::vector<std::string>& notes) {
   const auto last = std::find_if(runs.begin(), runs.end(), [](const RemovalRun& run) { return !isPurge(run); });
   std::vector<std::size_t> found;
   if (last == runs.end()) return found;
@@ -80,19 +75,13 @@ std::vector<std::size_t> entriesOfLastRemoval(const std::vector<StoredEntry>& en
     if (item.method != method || item.restoredAt) continue;
     if (const auto entry = entryOf(item, entries)) {
       found.push_back(*entry);
-    } else {
-      noteTakenByOther(item, entries, resolver);
+    } else if (auto note = takenByOther(item, entries, resolver)) {
+      notes.push_back(std::move(*note));
     }
   }
   std::sort(found.begin(), found.end());
   found.erase(std::unique(found.begin(), found.end()), found.end());
   return found;
-}
-
-void JsonCodec<PurgedEntry>::write(JsonWriter& out, const PurgedEntry& entry) {
-  JsonObjectWriter object(out);
-  if (entry.originalPath) object.putBytes("originalPath", *entry.originalPath);
-  object.putBytes("path", entry.path).close();
 }
 
 std::vector<StoredEntry> namesOf(const std::vector<FreedesktopTrash::Entry>& entries) {
@@ -113,6 +102,18 @@ std::vector<StoredEntry> namesOf(const std::vector<QuarantineDisposer::Entry>& e
   return names;
 }
 
+std::string whereTo(const RemovedItem& item) {
+  if (item.isMoved()) return std::string(rawValue(item.method));
+  if (isToolBackedTarget(item.path)) return fmt::format("removed by {}", ToolTargets::toolOf(item.path));
+  return item.isPartial ? "deleted in part" : "deleted";
+}
+
+std::string StoredRemovals::nowOf(const RemovedItem& item) {
+  if (item.restoredAt) return "restored";
+  if (!isGone(item)) return whereTo(item);
+  return pathExists(item.path) ? "restored" : "purged";
+}
+
 bool StoredRemovals::isGone(const RemovedItem& item) {
   if (!item.isMoved() || !item.destination) return false;
   const std::string folder = parentPath(*item.destination);
@@ -126,8 +127,8 @@ const std::vector<StoredEntry>& StoredRemovals::entriesIn(const std::string& fol
   if (!isNew) return place->second;
   try {
     place->second = method == DisposalMethod::trash
-                        ? namesOf(FreedesktopTrash::listOf(parentPath(folder), currentTime()))
-                        : namesOf(openQuarantine(folder, resolver_).list().entries);
+                        ? namesOf(FreedesktopTrash::listOf(parentPath(folder), now_))
+                        : namesOf(QuarantineDisposer({folder}, resolver_, host_, mounts_).list().entries);
   } catch (const std::exception&) {
     // A store that cannot be read says nothing about its entries.
   }
