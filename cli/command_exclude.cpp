@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "app/state/scan_request_builder.h"
 #include "cli/program.h"
 #include "cli/scan_options.h"
 #include "cli/terminal.h"

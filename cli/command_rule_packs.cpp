@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "cli/rule_sources.h"
+#include "app/state/rule_sources.h"
 #include "cli/scan_options.h"
 #include "cli/stored_entries.h"
 #include "cli/terminal.h"

@@ -13,7 +13,6 @@
 #include "cli/left_out.h"
 #include "cli/local_time.h"
 #include "cli/program.h"
-#include "cli/scan_choices.h"
 #include "cli/scan_options.h"
 #include "cli/scan_view.h"
 #include "cli/user_state.h"
@@ -100,7 +99,7 @@ int showLastScan(const ScanOptions& options, ScanViewOptions view, const Program
   const UserState state(resolver);
   const auto last = state.lastScan.load();
   if (!last) throw InputError("There is no last scan yet; tidra scan makes one.");
-  const LastScanFilter filter = chosenOfLastScan(options, *last, currentTime());
+  const LastScanFilter filter = chosenOfLastScan(findingChoices(options), options.settings.app, *last, currentTime());
   view.filters = filterTexts(options, filter.leaveOut(*last));
   const auto report = reportOf(*last, resolver, TidraHost::name(program.environment), currentPlatform,
                                options.settings.app.thresholds(), filter);
@@ -110,7 +109,7 @@ int showLastScan(const ScanOptions& options, ScanViewOptions view, const Program
     const auto picture = [&] {
       return ScanPicture{.report = *report,
                          .sizes = ShownSizes(*report, nullptr, view.apparentSize),
-                         .marks = marksOf(*report, chosenTiers(options))};
+                         .marks = marksOf(*report, chosenTiers(findingChoices(options)))};
     };
     show(*report, picture, options, view, program);
   } else {

@@ -10,7 +10,7 @@
 #include "cli/known_settings.h"
 #include "cli/removal_recorder.h"
 #include "cli/removal_runs.h"
-#include "cli/rule_sources.h"
+#include "app/state/rule_sources.h"
 #include "cli/scan_options.h"
 #include "cli/stored_entries.h"
 #include "cli/user_state.h"

@@ -252,12 +252,4 @@ const KnownSetting& knownSetting(const std::string& key) {
   throw InputError(fmt::format("Unknown setting '{}'; {}", escapedForTerminal(key), knownWordsText(key, keys)));
 }
 
-std::vector<std::string> switchedOff(const std::map<std::string, bool>& switches) {
-  std::vector<std::string> off;
-  for (const auto& [key, isOn] : switches) {
-    if (!isOn) off.push_back(key);
-  }
-  return off;
-}
-
 }  // namespace tidra

@@ -25,7 +25,4 @@ const std::vector<KnownSetting>& knownSettings();
 /// Throws InputError, which names every key, for an unknown one.
 const KnownSetting& knownSetting(const std::string& key);
 
-/// The keys that are false in the map.
-std::vector<std::string> switchedOff(const std::map<std::string, bool>& switches);
-
 }  // namespace tidra

@@ -7,24 +7,17 @@
 #include <algorithm>
 #include <chrono>
 
+#include "app/state/scan_request_builder.h"
+#include "app/state/user_cleanup.h"
 #include "cli/interrupt.h"
-#include "cli/known_settings.h"
 #include "cli/progress_line.h"
-#include "cli/rule_sources.h"
-#include "cli/scan_choices.h"
-#include "cli/user_state.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
 #include "core/platform/host.h"
 #include "core/platform/path_text.h"
-#include "core/platform/path_variables.h"
 #include "core/platform/standard_streams.h"
-#include "core/rules/catalog_files.h"
 #include "core/rules/skip_list.h"
-#include "core/scan/exclusion_use.h"
-#include "core/scan/git_metadata.h"
-#include "core/scan/scan_roots.h"
 
 namespace tidra {
 namespace {
@@ -114,82 +107,50 @@ std::string checkedRoot(const std::string& given, const TidraPathResolver& resol
   if (given.empty())
     throw InputError("An empty text is not a folder; name one, or leave it out to scan the home folder.");
   std::string path = absolutePath(given, resolver);
-  const auto opened = openDirectory(path);
-  if (opened || opened.failure() == std::errc::permission_denied) return path;
-  const std::string shown = escapedForTerminal(given);
-  if (opened.failure() == std::errc::no_such_file_or_directory) {
-    throw InputError(fmt::format("'{}' does not exist; name a folder to scan.", shown));
-  }
-  if (opened.failure() == std::errc::not_a_directory) {
-    throw InputError(fmt::format("'{}' is not a folder; name the folder that holds it.", shown));
-  }
-  throw InputError(fmt::format("'{}' cannot be opened: {}.", shown, opened.failure().message()));
+  requireScannable(path, given);
+  return path;
 }
 
 /// The folder to scan when none is named.
-std::string defaultRoot(const ScanOptions& options, const TidraPathResolver& resolver) {
-  const TidraAppSettings& settings = options.settings.app;
-  const auto root = TidraScanRootResolver::resolve(settings.defaultScanLocation, settings.customScanPath, resolver);
+std::string defaultRoot(const TidraAppSettings& settings, const TidraPathResolver& resolver) {
   try {
-    return checkedRoot(root.path, resolver);
+    return defaultScanRoot(settings, resolver);
   } catch (const InputError& error) {
     if (settings.defaultScanLocation == TidraScanDefaultLocation::home) throw;
     throw InputError(fmt::format("{} Change the default folder with tidra config set location.", error.what()));
   }
 }
 
-/// Returns a sentence when an exclusion names an unset variable, unless a file of that literal name exists.
-std::optional<std::string> unknownVariableNote(const std::string& text, const TidraPathResolver& resolver) {
-  const auto name = unknownVariable(text, resolver);
-  if (!name || (looksLikePath(text) && pathFacts(excludedPath(text, resolver)))) return std::nullopt;
-  return fmt::format("The exclusion '{}' names the variable {}, which is not set or empty, so it is taken literally.",
-                     escapedForTerminal(text), escapedForTerminal(*name));
-}
-
-TidraScanExclusionFilter chosenExclusions(const ScanOptions& options, const TidraPathResolver& resolver) {
-  std::vector<ExclusionEntry> entries;
-  const auto use = std::make_shared<ExclusionUse>();
+std::vector<NamedExclusion> namedExclusions(const ScanOptions& options, const TidraPathResolver& resolver) {
+  std::vector<NamedExclusion> exclusions;
   for (const std::string& text : listedPaths(options.exclude, resolver)) {
     if (text.empty()) throw InputError("An empty text cannot be excluded; name a folder or a pattern after --exclude.");
-    const TypedExclusion typed = typedExclusion(text, resolver);
-    const auto note = noteOn(typed, resolver);
-    if (note) writeNote(*note);
-    entries.push_back({.id = {}, .pathDisplay = typed.text, .kind = typed.kind, .addedAt = {}});
-    if (!note) use->add(text, makeExclusionFilter({entries.back()}, resolver));
+    exclusions.push_back({text, typedExclusion(text, resolver)});
   }
-  auto filter = makeExclusionFilter(entries, resolver);
-  filter.use = use;
-  return filter;
+  return exclusions;
 }
 
-/// Adds the stored exclusions. An unreadable store is a note, nothing more.
-void applyUserState(ScanRequest& request) {
-  try {
-    const UserState state(request.resolver);
-    const auto entries = state.exclusions.load();
-    for (const ExclusionEntry& entry : entries) {
-      if (const auto note = unknownVariableNote(entry.pathDisplay, request.resolver)) writeNote(*note);
-    }
-    const auto kept = makeExclusionFilter(entries, request.resolver);
-    auto& exclusions = request.exclusions;
-    exclusions.use->addUnwatched(kept);
-    exclusions.pathPrefixes.insert(exclusions.pathPrefixes.end(), kept.pathPrefixes.begin(), kept.pathPrefixes.end());
-    exclusions.globPatterns.insert(exclusions.globPatterns.end(), kept.globPatterns.begin(), kept.globPatterns.end());
-  } catch (const PreferencesError& error) {
-    // Also with --quiet.
-    writeLoudNote(fmt::format("{} The exclusions stored there are ignored.", shown(error.what())));
-  }
+ScanChoices scanChoices(const ScanOptions& options, const TidraPathResolver& resolver) {
+  ScanChoices choices;
+  for (const std::string& root : options.roots) choices.roots.push_back(checkedRoot(root, resolver));
+  choices.reachesEverywhere = options.system || options.roots.empty();
+  if (choices.roots.empty()) choices.roots.push_back(defaultRoot(options.settings.app, resolver));
+  choices.scansProjects = !options.noProjects && !namesPlacesOnly(options);
+  choices.scansSystem = !options.noSystem;
+  choices.findings = findingChoices(options);
+  choices.exclusions = namedExclusions(options, resolver);
+  choices.usesOwnRules = !options.noConfig;
+  choices.rulesFiles = listedPaths(options.rulesFiles, resolver);
+  choices.disabledRules = options.disabledRules;
+  choices.oneFileSystem = options.oneFileSystem;
+  choices.workers = options.threads;
+  return choices;
 }
 
 }  // namespace
 
 void requireKnownExclusions(const std::optional<std::string>& home, const Environment& environment) {
-  try {
-    UserState(makeResolver(home, environment)).exclusions.requireComplete();
-  } catch (const PreferencesError& error) {
-    throw PreferencesError(
-        fmt::format("{} Nothing is removed until the stored exclusions are repaired or moved away.", error.what()));
-  }
+  requireKnownExclusions(makeResolver(home, environment));
 }
 
 TimePoint currentTime() { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); }
@@ -199,12 +160,12 @@ TypedExclusion typedExclusion(const std::string& given, const TidraPathResolver&
   return TypedExclusion::read(given, resolver, folder ? std::optional(*folder) : std::nullopt);
 }
 
-std::optional<std::string> noteOn(const TypedExclusion& typed, const TidraPathResolver& resolver) {
-  if (auto note = unknownVariableNote(typed.text, resolver)) return note;
-  const bool isName = typed.kind == ExclusionRowKind::pattern && typed.text.find('/') == std::string::npos;
-  if (typed.note || !isName || !isGlob(typed.text)) return typed.note;
-  return fmt::format("'{0}' matches names only, so it protects nothing inside an artefact; '*/{0}' does.",
-                     escapedForTerminal(typed.text));
+FindingChoices findingChoices(const ScanOptions& options) {
+  return {.ecosystems = options.ecosystems,
+          .categories = options.categories,
+          .tiers = options.tiers,
+          .minimumSize = options.minSize,
+          .olderThan = options.olderThan};
 }
 
 void addJsonLinesOption(CLI::App& command, ScanOptions& options) {
@@ -314,41 +275,13 @@ ScanViewOptions chosenView(const ScanOptions& options, const Program& program) {
 }
 
 ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment) {
-  ScanRequest request;
-  request.resolver = makeResolver(options.home, environment);
-  for (const std::string& root : options.roots) request.roots.push_back(checkedRoot(root, request.resolver));
-  if (request.roots.empty()) request.roots.push_back(defaultRoot(options, request.resolver));
-  RuleSources sources = options.noConfig ? RuleSources{} : personalRules(request.resolver);
-  sources.files = listedPaths(options.rulesFiles, request.resolver);
-  sources.disabledRules.insert(sources.disabledRules.end(), options.disabledRules.begin(), options.disabledRules.end());
-  ChosenCatalog chosen = makeCatalog(sources);
-  request.offPacks = packsBeside(sources.packs);
-  for (const std::string& note : chosen.notes) writeNote(note);
-  request.catalog = std::move(chosen.catalog);
-  request.wholeCatalog = std::move(chosen.whole);
-  SkipList::unskip(request.catalog, listedPaths(options.unskip, request.resolver), request.platform, request.resolver,
+  const TidraPathResolver resolver = makeResolver(options.home, environment);
+  auto built = buildScanRequest(scanChoices(options, resolver), options.settings.app, resolver, currentTime());
+  for (const std::string& note : built.notes) writeNote(note);
+  for (const std::string& warning : built.warnings) writeLoudNote(warning);  // also with --quiet
+  SkipList::unskip(built.request.catalog, listedPaths(options.unskip, resolver), built.request.platform, resolver,
                    "--unskip");
-  request.host = TidraHost::name(environment);
-  request.mounts = mountPoints();
-  request.git = TidraGitMetadataReader::findGit(environment);
-  request.scanProjects = !options.noProjects && !namesPlacesOnly(options);
-  request.scanSystem = !options.noSystem;
-  // Only a named folder bounds a scan.
-  if (options.system || options.roots.empty()) request.systemReach = SystemReach::everywhere;
-  request.thresholds = options.settings.app.thresholds();
-  request.exclusions = chosenExclusions(options, request.resolver);
-  applyUserState(request);
-  request.categories = chosenCategories(options, request.catalog);
-  const auto off = switchedOff(options.settings.app.systemScanEnabled);
-  request.categoriesOff = {off.begin(), off.end()};
-  request.ecosystems = chosenEcosystems(options, request.catalog);
-  request.tiers = chosenTiers(options);
-  if (options.minSize) request.minimumBytes = unsignedBytes(parseSize(*options.minSize));
-  if (options.olderThan) request.olderThan = parseAge(*options.olderThan);
-  request.oneFileSystem = options.oneFileSystem;
-  request.workers = options.threads;
-  request.now = currentTime();
-  return request;
+  return std::move(built.request);
 }
 
 ScanOutcome runScanForPerson(ScanRequest request, bool apparentSize, const Program& program) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "app/state/app_settings.h"
+#include "app/state/finding_choices.h"
 #include "cli/program.h"
 #include "cli/scan_view.h"
 #include "core/scan/exclusion_entry.h"
@@ -79,9 +80,8 @@ std::string absolutePath(const std::string& given, const Environment& environmen
 /// Parses an exclusion, relative to the current folder.
 TypedExclusion typedExclusion(const std::string& given, const TidraPathResolver& resolver);
 
-/// Returns a warning about an exclusion that may not match what was meant (unset variable, no match yet, taken as a
-/// pattern, names only); nullopt otherwise.
-std::optional<std::string> noteOn(const TypedExclusion& typed, const TidraPathResolver& resolver);
+/// What the options say about the findings that are wanted.
+FindingChoices findingChoices(const ScanOptions& options);
 
 /// Scans with a live line and writes notes to standard error. The request's own onProgress is called too. Requires a
 /// live InterruptGuard.

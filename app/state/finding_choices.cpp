@@ -1,11 +1,10 @@
-#include "cli/scan_choices.h"
+#include "app/state/finding_choices.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <vector>
 
-#include "cli/known_settings.h"
 #include "core/base/nearest_word.h"
 #include "core/base/quantities.h"
 #include "core/base/text.h"
@@ -40,8 +39,8 @@ class KnownValues {
 
 }  // namespace
 
-std::optional<std::set<std::string>> chosenEcosystems(const ScanOptions& options, const RuleCatalog& catalog,
-                                                      const std::set<std::string>& more) {
+std::optional<std::set<std::string>> chosenEcosystems(const FindingChoices& choices, const TidraAppSettings& settings,
+                                                      const RuleCatalog& catalog, const std::set<std::string>& more) {
   KnownValues known;
   for (const auto& ecosystem : ecosystemTable) known.add(ecosystem.key);
   for (const auto& rule : catalog.projectRules) {
@@ -50,36 +49,37 @@ std::optional<std::set<std::string>> chosenEcosystems(const ScanOptions& options
   }
   for (const auto& rule : catalog.systemRules) known.add(rule.ecosystem);
   for (const std::string& tag : more) known.add(tag);
-  known.require(options.ecosystems, "ecosystem");
-  if (!options.ecosystems.empty()) return {{options.ecosystems.begin(), options.ecosystems.end()}};
-  const auto off = switchedOff(options.settings.app.ecosystemsEnabled);
+  known.require(choices.ecosystems, "ecosystem");
+  if (!choices.ecosystems.empty()) return {{choices.ecosystems.begin(), choices.ecosystems.end()}};
+  const auto off = switchedOff(settings.ecosystemsEnabled);
   if (off.empty()) return std::nullopt;
   std::set<std::string> left(known.values().begin(), known.values().end());
   for (const std::string& key : off) left.erase(key);
   return left;
 }
 
-std::optional<std::set<std::string>> chosenCategories(const ScanOptions& options, const RuleCatalog& catalog,
+std::optional<std::set<std::string>> chosenCategories(const FindingChoices& choices, const RuleCatalog& catalog,
                                                       const std::set<std::string>& more) {
   KnownValues known;
   for (const auto& category : systemScanCategoryTable) known.add(category.key);
   for (const auto& rule : catalog.systemRules) known.add(rule.category);
   for (const std::string& key : more) known.add(key);
-  known.require(options.categories, "category");
-  if (options.categories.empty()) return std::nullopt;
-  return {{options.categories.begin(), options.categories.end()}};
+  known.require(choices.categories, "category");
+  if (choices.categories.empty()) return std::nullopt;
+  return {{choices.categories.begin(), choices.categories.end()}};
 }
 
-std::optional<std::set<ArtifactSafetyTier>> chosenTiers(const ScanOptions& options) {
+std::optional<std::set<ArtifactSafetyTier>> chosenTiers(const FindingChoices& choices) {
   KnownValues known;
   for (const auto& row : EnumTable<ArtifactSafetyTier>::rows) known.add(row.text);
-  known.require(options.tiers, "tier");
+  known.require(choices.tiers, "tier");
   std::set<ArtifactSafetyTier> tiers;
-  for (const std::string& text : options.tiers) tiers.insert(fromRawValue<ArtifactSafetyTier>(text).value());
+  for (const std::string& text : choices.tiers) tiers.insert(fromRawValue<ArtifactSafetyTier>(text).value());
   return tiers.empty() ? std::nullopt : std::optional(std::move(tiers));
 }
 
-LastScanFilter chosenOfLastScan(const ScanOptions& options, const LastScan& last, TimePoint now) {
+LastScanFilter chosenOfLastScan(const FindingChoices& choices, const TidraAppSettings& settings, const LastScan& last,
+                                TimePoint now) {
   std::set<std::string> ecosystems;
   std::set<std::string> categories;
   if (last.aggregate) {
@@ -92,13 +92,21 @@ LastScanFilter chosenOfLastScan(const ScanOptions& options, const LastScan& last
   }
   const RuleCatalog catalog = makeCatalog({}, {}).catalog;
   LastScanFilter filter;
-  filter.tiers = chosenTiers(options);
-  filter.ecosystems = chosenEcosystems(options, catalog, ecosystems);
-  filter.categories = chosenCategories(options, catalog, categories);
-  if (options.minSize) filter.minimumBytes = unsignedBytes(parseSize(*options.minSize));
-  if (options.olderThan) filter.olderThan = parseAge(*options.olderThan);
+  filter.tiers = chosenTiers(choices);
+  filter.ecosystems = chosenEcosystems(choices, settings, catalog, ecosystems);
+  filter.categories = chosenCategories(choices, catalog, categories);
+  if (choices.minimumSize) filter.minimumBytes = unsignedBytes(parseSize(*choices.minimumSize));
+  if (choices.olderThan) filter.olderThan = parseAge(*choices.olderThan);
   filter.now = now;
   return filter;
+}
+
+std::vector<std::string> switchedOff(const std::map<std::string, bool>& switches) {
+  std::vector<std::string> off;
+  for (const auto& [key, isOn] : switches) {
+    if (!isOn) off.push_back(key);
+  }
+  return off;
 }
 
 }  // namespace tidra

@@ -1,4 +1,4 @@
-#include "cli/rule_sources.h"
+#include "app/state/rule_sources.h"
 
 #include <algorithm>
 

@@ -13,8 +13,8 @@ namespace tidra {
 /// Returns the folder of the rules files that `tidra rules add` copies; it need not exist.
 std::string addedRulesFolder(const TidraPathResolver& resolver);
 
-/// Returns the user's packs, added files and switched off rules. Preferences that cannot be read count as empty:
-/// UserState notes that.
+/// Returns the user's packs, added files and switched off rules. Preferences that cannot be read count as empty: the
+/// reader of the exclusions says that.
 RuleSources personalRules(const TidraPathResolver& resolver);
 
 /// Returns the packs that are not among these names.
