@@ -9,7 +9,7 @@
 #include <set>
 #include <utility>
 
-#include "app/state/state_folders.h"
+#include "app/state/user_cleanup.h"
 #include "app/view/volume_figures.h"
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
@@ -33,11 +33,9 @@ namespace {
 
 CleanupSetting settingFor(const CleanupPlan& plan, const ScanRequest& request, const RemovalOptions& options,
                           const Program& program) {
-  const StateFolders folders = stateFolders(request.platform, request.resolver);
-  auto setting = CleanupSetting::forRequest(
-      request, plan.method, chosenQuarantine(options.quarantineFolder, request.resolver), program.options.dryRun);
-  setting.service.protectedFolders = {folders.preferences, folders.applicationData};
-  setting.service.clock = &currentTime;
+  auto setting = cleanupSettingFor(request, plan.method, chosenQuarantine(options.quarantineFolder, request.resolver),
+                                   &currentTime);
+  setting.dryRun = program.options.dryRun;
   setting.options = {.force = options.force, .allowAnyPath = options.allowAnyPath};
   setting.refusalText = &refusalText;
   return setting;
@@ -58,10 +56,7 @@ void checkNamedQuarantine(const std::optional<std::string>& folder, const TidraP
 
 /// Throws InputError when root would move items into a home folder whose owner could not restore them.
 void requireOwnStores(DisposalMethod method, const RemovalOptions& options, const TidraPathResolver& resolver) {
-  const bool isInHome = method == DisposalMethod::trash ||
-                        (method == DisposalMethod::quarantine &&
-                         isSameOrInside(chosenQuarantine(options.quarantineFolder, resolver).directory, resolver.home));
-  if (!isInHome || !isHomeOfAnother(resolver)) return;
+  if (!movesToHomeOfAnother(method, chosenQuarantine(options.quarantineFolder, resolver), resolver)) return;
   throw InputError(fmt::format(
       "The home folder {} belongs to another user, who could not get back what root moves there; run tidra as that "
       "user, or give --home, --quarantine-dir or --method delete.",
@@ -81,7 +76,7 @@ std::string questionAbout(const CleanupPlan& plan, const std::vector<CleanupCand
 
 /// What is asked about, besides the items.
 struct Trashes {
-  TrashChoices selected;                  // as findings
+  WholeTrashes selected;                  // as findings
   std::optional<TrashEmptying> emptying;  // of all, afterwards
 };
 
@@ -128,7 +123,7 @@ struct Agreement {
 };
 
 /// True for a trash with nothing due: not worth a question; the removal reports why.
-bool goesNothingOf(const std::string& path, const TrashChoices& trashes) {
+bool goesNothingOf(const std::string& path, const WholeTrashes& trashes) {
   const auto trash = trashes.find(path);
   return trash != trashes.end() && trash->second.due.empty();
 }
@@ -211,10 +206,10 @@ bool emptiesAfterwards(const std::vector<CleanupCandidate>& candidates, const Cl
 }
 
 /// Empties the trash if that is agreed to and, where only a setting asks for it, something was moved there.
-std::optional<TrashEmptying::Result> emptyAfterwards(const Trashes& trashes, const Agreement& agreement,
-                                                     const RemovalOptions& options, CleanupOutcome& outcome,
-                                                     RemovalRecorder& recorder,
-                                                     const TrashEmptying::OnDeleted& onDeleted) {
+std::optional<TrashEmptier::Result> emptyAfterwards(const Trashes& trashes, const Agreement& agreement,
+                                                    const RemovalOptions& options, CleanupOutcome& outcome,
+                                                    HistoryRecorder& recorder,
+                                                    const TrashEmptier::OnDeleted& onDeleted) {
   if (!trashes.emptying || !agreement.toOwn || outcome.cancelled) return std::nullopt;
   const auto& receipts = outcome.disposal.receipts;
   const bool isUsed = std::any_of(receipts.begin(), receipts.end(),
@@ -226,7 +221,7 @@ std::optional<TrashEmptying::Result> emptyAfterwards(const Trashes& trashes, con
 
 struct [[nodiscard]] Removed {
   CleanupOutcome outcome;
-  std::optional<TrashEmptying::Result> emptied;  // absent where the trash was not emptied afterwards
+  std::optional<TrashEmptier::Result> emptied;  // absent where the trash was not emptied afterwards
   bool isInHistory = true;
 };
 
@@ -258,14 +253,11 @@ int statusOf(const Removed& removed) {
 }
 
 /// Records the entries that went with a trash: one by one, with where they came from.
-void recordEmptied(const TrashChoices& emptied, const TidraPathResolver& resolver) {
-  RemovalRecorder recorder(RemovalCommand::emptyTrash, DisposalMethod::delete_, resolver, currentTime());
-  for (const auto& [path, choice] : emptied) {
-    for (const FreedesktopTrash::Entry& entry : presentEntries(choice.due)) {
-      if (!pathExists(entry.path)) recorder.addPurged(entry);
-    }
-  }
+void recordEmptied(const WholeTrashes& emptied, const TidraPathResolver& resolver) {
+  HistoryRecorder recorder(RemovalCommand::emptyTrash, DisposalMethod::delete_, resolver, currentTime());
+  recordEmptiedTrashes(emptied, recorder);
   recorder.write();
+  noteHistory(recorder);
 }
 
 /// Removes the candidates that are agreed to, and records that.
@@ -281,7 +273,7 @@ Removed removeAgreed(CleanupSetting setting, const Trashes& trashes, const Agree
     return removed;
   }
   const TidraPathResolver resolver = setting.service.resolver;
-  RemovalRecorder recorder(options.command, setting.method, resolver, currentTime());
+  HistoryRecorder recorder(options.command, setting.method, resolver, currentTime());
   CleanupOutcome outcome =
       runWithProgress(candidates, recorder.watching(std::move(setting)), trashes, options.lines, program);
   for (const PartialRemoval& partial : outcome.partial) recorder.addPartial(partial);
@@ -290,6 +282,7 @@ Removed removeAgreed(CleanupSetting setting, const Trashes& trashes, const Agree
   auto emptied = emptyAfterwards(trashes, agreement, options, outcome, recorder, onDeleted);
   if (options.lines && trashes.emptying) writeLinesAfterEmptying(outcome, failed, emptied, *options.lines);
   recorder.write();
+  noteHistory(recorder);
   return {std::move(outcome), std::move(emptied), recorder.isKept()};
 }
 
@@ -305,7 +298,7 @@ void showResult(const Removed& removed, const OutcomeContext& context, const Tra
     return writeOut(prettyJson(counted) + "\n");
   }
   std::string text = context.candidates.empty() && trashes.emptying ? "" : outcomeText(outcome, context);
-  if (removed.emptied) text += removed.emptied->text();
+  if (removed.emptied) text += emptiedTrashText(*removed.emptied);
   if (context.dryRun && !options.scope.empty() && !outcome.disposal.receipts.empty()) {
     text += fmt::format("No folder was named: this is {}.\n", options.scope);
   }
@@ -369,7 +362,7 @@ CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& requ
 int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
              const RemovalOptions& options, const ScanViewOptions& view, const Program& program) {
   CleanupSetting setting = settingFor(plan, request, options, program);
-  Trashes trashes{trashChoices(candidates, request.now, options.includesUndated), std::nullopt};
+  Trashes trashes{wholeTrashesAmong(candidates, currentTime(), request.now, options.includesUndated), std::nullopt};
   if (emptiesAfterwards(candidates, plan, options)) {
     trashes.emptying.emplace(request, options.includesUndated, trashes.selected);
   }

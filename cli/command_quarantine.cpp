@@ -179,7 +179,7 @@ struct [[nodiscard]] Cleared {
 };
 
 Cleared clearRemains(const QuarantineDisposer& quarantine, TimePoint cutOff, const QuarantineOptions& options,
-                     RemovalRecorder& recorder, const TidraPathResolver& resolver, const Program& program) {
+                     HistoryRecorder& recorder, const TidraPathResolver& resolver, const Program& program) {
   const bool dry = program.options.dryRun;
   const auto cleared = quarantine.clearRemains(cutOff, dry, &InterruptGuard::requested);
   std::int64_t freed = 0;
@@ -234,7 +234,7 @@ bool agreesToPurge(QuarantineEntries entries, const QuarantineOptions& options, 
 
 /// Deletes an entry and records it. Adds to `partial` what was cut short.
 void removeRecorded(const QuarantineDisposer& quarantine, const QuarantineDisposer::Entry& entry,
-                    RemovalRecorder& recorder, std::vector<PartialRemoval>& partial) {
+                    HistoryRecorder& recorder, std::vector<PartialRemoval>& partial) {
   recorder.begin(entry.url, entry.freeable());
   try {
     quarantine.remove(entry, &InterruptGuard::requested);
@@ -270,12 +270,13 @@ int purge(const QuarantineOptions& options, const Program& program) {
     return ExitStatus::done;
   }
   const InterruptGuard guard;
-  RemovalRecorder recorder(RemovalCommand::quarantinePurge, DisposalMethod::delete_, resolver, now);
+  HistoryRecorder recorder(RemovalCommand::quarantinePurge, DisposalMethod::delete_, resolver, now);
   Cleared cleared;
   if (!isNamed(options))
     cleared = clearRemains(quarantine, options.all ? now : cutOff, options, recorder, resolver, program);
   if (cleared.status == ExitStatus::interrupted) {
     recorder.write();
+    noteHistory(recorder);
     return cleared.status;
   }
   std::vector<PartialRemoval> partial;
@@ -295,6 +296,7 @@ int purge(const QuarantineOptions& options, const Program& program) {
   for (const std::size_t i : results.done) purged.push_back(entries[i]);
   recorder.addFailures(results.failures);
   recorder.write();
+  noteHistory(recorder);
   if (!options.json && !purged.empty()) writePurgedTotal(purged, dry);
   if (!options.json) writeOut(partialText(partial, "entry", "entries"));
   if (entries.empty() && cleared.paths.empty() && !options.json)

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "app/state/stored_scan.h"
 #include "app/view/volume_figures.h"
 #include "cli/adopted_settings.h"
 #include "cli/interrupt.h"
@@ -52,15 +53,7 @@ ScanPicture pictureOf(const ScanReport& report, const ScanOutcome& outcome, cons
 /// Stores the results for "--last". Best effort: a failure is a note, the scan has succeeded.
 void remember(const ScanReport& report, std::vector<FoundArtifact> findings, const TidraPathResolver& resolver) {
   try {
-    UserState state(resolver);
-    state.requireHome();
-    // The results of a whole scan are worth more than a part of newer ones.
-    if (report.partial) {
-      const auto last = state.lastScan.load();
-      if (last && !last->partial) return;
-    }
-    state.lastScan.save(ScanResultsSummary::make(report), report.partial, ScanAggregate::of(std::move(findings)),
-                        report.generatedAt);
+    storeScan(report, std::move(findings), resolver);
   } catch (const PreferencesError& error) {
     writeNote(escapedForTerminal(error.what()));
   }

@@ -166,13 +166,14 @@ bool agreesToPurge(const TrashEntries& entries, const Program& program) {
 
 /// Each entry is recorded as it goes.
 FreedesktopTrash::Purged purgeRecorded(const TrashEntries& due, const TidraPathResolver& resolver) {
-  RemovalRecorder recorder(RemovalCommand::trashPurge, DisposalMethod::delete_, resolver, currentTime());
+  HistoryRecorder recorder(RemovalCommand::trashPurge, DisposalMethod::delete_, resolver, currentTime());
   const auto begins = [&](const FreedesktopTrash::Entry& entry) { recorder.begin(entry.path, entry.freeable); };
   const auto gone = [&](const FreedesktopTrash::Entry& entry) { recorder.addPurged(entry); };
   auto purged = FreedesktopTrash::remove(due, &InterruptGuard::requested, {begins, gone});
   for (const PartialRemoval& partial : partlyGone(purged)) recorder.addPartial(partial);
   recorder.addFailures(purged.failures);
   recorder.write();
+  noteHistory(recorder);
   return purged;
 }
 

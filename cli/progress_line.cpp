@@ -10,6 +10,7 @@
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 #include "core/platform/standard_streams.h"
+#include "core/session/removal_pace.h"
 
 namespace tidra {
 
@@ -65,14 +66,11 @@ std::vector<std::string> removalFigures(const CleanupProgress& progress, std::ch
       fmt::format("{} of {}", grouped(progress.itemsDone), counted(progress.items, "item", "items")),
       fmt::format("{}{} of {}", progress.isEstimate ? "about " : "", ByteFormatting::readable(progress.bytesDone),
                   ByteFormatting::readable(progress.bytes))};
-  const double seconds = elapsed.count();
-  const double rate = seconds >= 1 ? static_cast<double>(progress.bytesDone) / seconds : 0;
-  if (rate >= 1 && progress.bytesDone < progress.bytes) {
-    figures.push_back(timeLeftText(static_cast<double>(progress.bytes - progress.bytesDone) / rate));
-  }
+  const RemovalPace pace = paceOf(progress, elapsed);
+  if (pace.secondsLeft) figures.push_back(timeLeftText(*pace.secondsLeft));
   if (progress.entriesRemoved > 0) figures.push_back(counted(progress.entriesRemoved, "entry", "entries"));
-  if (rate >= 1) {
-    figures.push_back(fmt::format("{}/s", ByteFormatting::readable(static_cast<std::int64_t>(rate))));
+  if (pace.bytesPerSecond > 0) {
+    figures.push_back(fmt::format("{}/s", ByteFormatting::readable(static_cast<std::int64_t>(pace.bytesPerSecond))));
   }
   return figures;
 }

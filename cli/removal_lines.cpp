@@ -15,7 +15,7 @@ bool waitsForEmptying(const TidraDeletionService::Result& result) {
          !StoreNames::isWholeTrash(path);
 }
 
-TrashEmptying::OnDeleted lineWriter(const std::shared_ptr<JsonLines>& lines) {
+TrashEmptier::OnDeleted lineWriter(const std::shared_ptr<JsonLines>& lines) {
   if (!lines) return {};
   return [lines](const DisposalReceipt& receipt, std::int64_t bytes, std::int64_t freedBytes,
                  const std::optional<std::string>& originalPath) {
@@ -24,7 +24,7 @@ TrashEmptying::OnDeleted lineWriter(const std::shared_ptr<JsonLines>& lines) {
 }
 
 void writeLinesAfterEmptying(const CleanupOutcome& outcome, std::size_t firstFailure,
-                             const std::optional<TrashEmptying::Result>& emptied, JsonLines& lines) {
+                             const std::optional<TrashEmptier::Result>& emptied, JsonLines& lines) {
   for (const DisposalReceipt& receipt : outcome.disposal.receipts) {
     if (receipt.method != DisposalMethod::trash || !receipt.destination) continue;
     const auto size = std::find_if(outcome.unmeasured.begin(), outcome.unmeasured.end(),
@@ -37,7 +37,7 @@ void writeLinesAfterEmptying(const CleanupOutcome& outcome, std::size_t firstFai
   for (const TidraDeletionFailure& failure : emptied->purged.failures) lines.failed(failure);
 }
 
-JsonLines::Others othersOf(const std::optional<TrashEmptying::Result>& emptied) {
+JsonLines::Others othersOf(const std::optional<TrashEmptier::Result>& emptied) {
   if (!emptied) return {};
   return {emptied->others, emptied->purged.failures.size(), emptied->othersSize};
 }

@@ -16,13 +16,13 @@ namespace tidra {
 bool waitsForEmptying(const TidraDeletionService::Result& result);
 
 /// Writes a line for each entry that is deleted; absent without lines.
-TrashEmptying::OnDeleted lineWriter(const std::shared_ptr<JsonLines>& lines);
+TrashEmptier::OnDeleted lineWriter(const std::shared_ptr<JsonLines>& lines);
 
 /// Writes the lines of what is in the trash still, and of the failures: of the outcome those from `firstFailure` on.
 void writeLinesAfterEmptying(const CleanupOutcome& outcome, std::size_t firstFailure,
-                             const std::optional<TrashEmptying::Result>& emptied, JsonLines& lines);
+                             const std::optional<TrashEmptier::Result>& emptied, JsonLines& lines);
 
 /// What `finished` counts beside the outcome.
-JsonLines::Others othersOf(const std::optional<TrashEmptying::Result>& emptied);
+JsonLines::Others othersOf(const std::optional<TrashEmptier::Result>& emptied);
 
 }  // namespace tidra

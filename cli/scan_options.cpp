@@ -11,6 +11,7 @@
 #include "app/state/user_cleanup.h"
 #include "cli/interrupt.h"
 #include "cli/progress_line.h"
+#include "cli/user_state.h"
 #include "core/base/text.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/files.h"
@@ -150,7 +151,7 @@ ScanChoices scanChoices(const ScanOptions& options, const TidraPathResolver& res
 }  // namespace
 
 void requireKnownExclusions(const std::optional<std::string>& home, const Environment& environment) {
-  requireKnownExclusions(makeResolver(home, environment));
+  requireKnownExclusions(makeResolver(home, environment), &writeDamage);
 }
 
 TimePoint currentTime() { return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()); }

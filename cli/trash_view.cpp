@@ -61,39 +61,7 @@ std::optional<bool> agreesToUndated(const std::vector<Entry>& undated, const Pro
                    program);
 }
 
-std::string interruptedText(const FreedesktopTrash::Purged& purged) {
-  const auto verb = [](std::size_t count, const char* one, const char* many) { return count == 1 ? one : many; };
-  const std::size_t gone = purged.paths.size();
-  const std::size_t partial = purged.partial.size();
-  const std::size_t staying = purged.failures.size() - partial + purged.notBegun;
-  std::string text = fmt::format("Interrupted; {} of the trash {} deleted", counted(gone, "entry", "entries"),
-                                 verb(gone, "is", "are"));
-  if (partial > 0) text += fmt::format(", {} {} deleted in part", partial, verb(partial, "is", "are"));
-  if (staying > 0 || partial == 0) {
-    text += fmt::format(", {} that {} to go {} still in it", staying, verb(staying, "was", "were"),
-                        verb(staying, "is", "are"));
-  }
-  return text + ".";
-}
-
-TrashChoices trashChoices(const std::vector<CleanupCandidate>& candidates, TimePoint seenAt, bool includesUndated) {
-  TrashChoices choices;
-  for (const CleanupCandidate& candidate : candidates) {
-    const std::string& path = candidate.item.path;
-    if (candidate.refusal || !StoreNames::isWholeTrash(path)) continue;
-    try {
-      auto entries = FreedesktopTrash::listOf(parentPath(path), currentTime());
-      auto choice = FreedesktopTrash::choose(std::move(entries), seenAt, includesUndated);
-      FreedesktopTrash::measure(choice.due);
-      choices.emplace(path, std::move(choice));
-    } catch (const std::runtime_error&) {
-      continue;
-    }
-  }
-  return choices;
-}
-
-std::string emptyingText(const TrashChoices& choices, const CleanupViewOptions& options) {
+std::string emptyingText(const WholeTrashes& choices, const CleanupViewOptions& options) {
   std::string text;
   for (const auto& [path, choice] : choices) {
     const auto going = presentEntries(choice.due);
@@ -105,7 +73,7 @@ std::string emptyingText(const TrashChoices& choices, const CleanupViewOptions& 
   return text;
 }
 
-std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, const TrashChoices& choices,
+std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, const WholeTrashes& choices,
                                       bool apparentSize) {
   std::optional<std::int64_t> bytes;
   std::erase_if(items, [&](const CleanupPlan::Item& item) {

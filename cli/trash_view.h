@@ -1,11 +1,11 @@
 // Texts about the contents of a trash.
 #pragma once
 
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "app/view/trash_emptier.h"
 #include "cli/cleanup_view.h"
 #include "cli/program.h"
 #include "core/dispose/freedesktop_trash.h"
@@ -20,21 +20,11 @@ void noteUndated(const std::vector<FreedesktopTrash::Entry>& undated);
 [[nodiscard]] std::optional<bool> agreesToUndated(const std::vector<FreedesktopTrash::Entry>& undated,
                                                   const Program& program);
 
-/// "Interrupted; 3 entries of the trash are deleted, 1 is deleted in part, 5 that were to go are still in it."
-std::string interruptedText(const FreedesktopTrash::Purged& purged);
-
-/// What emptying would remove from trashes that are selected as a whole, measured; the key is their "files" folder.
-using TrashChoices = std::map<std::string, FreedesktopTrash::Choice>;
-
-/// Reads the trashes among the candidates. Skips entries added after `seenAt` and unreadable trashes, whose removal
-/// reports why.
-TrashChoices trashChoices(const std::vector<CleanupCandidate>& candidates, TimePoint seenAt, bool includesUndated);
-
 /// Lists the entries that go, largest first, under a heading. Empty when nothing goes.
-std::string emptyingText(const TrashChoices& choices, const CleanupViewOptions& options);
+std::string emptyingText(const WholeTrashes& choices, const CleanupViewOptions& options);
 
 /// Removes whole trashes from a plan's items and returns the size that is shown of what goes; none when nothing goes.
-std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, const TrashChoices& choices,
+std::optional<std::int64_t> takeTrash(std::vector<CleanupPlan::Item>& items, const WholeTrashes& choices,
                                       bool apparentSize);
 
 /// A table of at most `most` entries with name, size, date and where each was; 0 lists all. The size is what purging

@@ -11,6 +11,9 @@
 
 namespace tidra {
 
+/// Notes on standard error what is wrong with a store.
+void writeDamage(const std::string& note);
+
 /// The user's stores. Damaged files are noted on standard error.
 struct UserState {
   std::unique_ptr<PreferencesStore> preferences;
@@ -26,9 +29,5 @@ struct UserState {
  private:
   TidraPathResolver resolver_;
 };
-
-/// True when root runs with another user's home, as with `sudo -E`: that user could neither read nor change what root
-/// creates there.
-bool isHomeOfAnother(const TidraPathResolver& resolver);
 
 }  // namespace tidra

@@ -19,14 +19,16 @@ HistoryRecorder::HistoryRecorder(RemovalCommand command, DisposalMethod method, 
 }
 
 RemovalHistory HistoryRecorder::history() {
-  return {stateFolders(currentPlatform, resolver_).applicationData,
-          [this](const std::string& note) { notes_.insert(note); }};
+  return {stateFolders(currentPlatform, resolver_).applicationData, [this](const std::string& note) {
+            notes_.insert(note);
+            damage_.insert(note);
+          }};
 }
 
 CleanupSetting HistoryRecorder::watching(CleanupSetting setting) {
   setting.beforeItem = [this, former = std::move(setting.beforeItem)](const CleanupCandidate& candidate) {
     if (former) former(candidate);
-    begin(candidate.item.path);
+    begin(candidate.item.path, candidate.freeableBytes());
   };
   setting.onResult = [this, former = std::move(setting.onResult)](const CleanupCandidate& candidate,
                                                                   const TidraDeletionService::Result& result,
@@ -80,9 +82,9 @@ void HistoryRecorder::setDeleted(const std::string& destination, std::int64_t fr
   run_.freedBytes = saturatedSum(run_.freedBytes, freedBytes);
 }
 
-void HistoryRecorder::begin(const std::string& path) {
+void HistoryRecorder::begin(const std::string& path, std::int64_t freeableBytes) {
   openJournal();
-  if (journal_) journal_->begin(path);
+  if (journal_) journal_->begin(path, freeableBytes);
 }
 
 /// A failure is not final: write() reports it if there is still no way to write then.

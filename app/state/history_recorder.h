@@ -26,8 +26,8 @@ class HistoryRecorder {
   /// Returns the setting with this as a further listener of the removal. Must not outlive this.
   CleanupSetting watching(CleanupSetting setting);
 
-  /// The removal of what is at this path begins, for removals that are not watched.
-  void begin(const std::string& path);
+  /// The removal of what is at this path begins, which would free so many bytes; for removals that are not watched.
+  void begin(const std::string& path, std::int64_t freeableBytes);
   /// Adds a deletion that was cut short. Its failure is known by then.
   void addPartial(const PartialRemoval& partial);
   /// Adds an item that was deleted from the trash or the quarantine, measured.
@@ -46,6 +46,8 @@ class HistoryRecorder {
 
   /// Sentences: a damaged history was set aside, or the run could not be written.
   const std::set<std::string>& notes() const { return notes_; }
+  /// Whether a note is about damage, so that an undo may not reach all that the history held.
+  bool isAboutDamage(const std::string& note) const { return damage_.contains(note); }
 
  private:
   RemovalHistory history();
@@ -59,6 +61,7 @@ class HistoryRecorder {
   bool isBegun_ = false;
   bool isKept_ = true;
   std::set<std::string> notes_;
+  std::set<std::string> damage_;  // of the notes
 };
 
 }  // namespace tidra

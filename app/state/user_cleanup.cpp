@@ -11,25 +11,17 @@
 
 namespace tidra {
 
-CleanupSetting cleanupSettingFor(const ScanRequest& request, DisposalMethod method, std::function<TimePoint()> clock) {
+CleanupSetting cleanupSettingFor(const ScanRequest& request, DisposalMethod method, QuarantineConfig quarantine,
+                                 std::function<TimePoint()> clock) {
   const StateFolders folders = stateFolders(request.platform, request.resolver);
-  CleanupSetting setting;
-  setting.service = {.resolver = request.resolver,
-                     .host = request.host,
-                     .mounts = request.mounts,
-                     .protectedFolders = {folders.preferences, folders.applicationData},
-                     .workers = request.workers,
-                     .clock = std::move(clock),
-                     .shouldCancel = {},
-                     .seenAt = request.now};
-  setting.method = method;
-  setting.quarantine = QuarantineConfig::makeDefault(request.resolver);
-  setting.git = request.git;
+  auto setting = CleanupSetting::forRequest(request, method, std::move(quarantine), false);
+  setting.service.protectedFolders = {folders.preferences, folders.applicationData};
+  setting.service.clock = std::move(clock);
   return setting;
 }
 
-void requireKnownExclusions(const TidraPathResolver& resolver) {
-  const auto preferences = openPreferences(resolver, [](const std::string&) {});
+void requireKnownExclusions(const TidraPathResolver& resolver, const std::function<void(const std::string&)>& onNote) {
+  const auto preferences = openPreferences(resolver, onNote);
   try {
     ExclusionsStore(*preferences).requireComplete();
   } catch (const PreferencesError& error) {

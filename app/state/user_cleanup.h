@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 #include "core/base/time_point.h"
 #include "core/dispose/quarantine.h"
@@ -11,12 +12,16 @@
 
 namespace tidra {
 
-/// The setting of a removal with the user's default quarantine. `request` is that of the scan: the trash is what the
-/// user saw at its `now`.
-CleanupSetting cleanupSettingFor(const ScanRequest& request, DisposalMethod method, std::function<TimePoint()> clock);
+/// The setting of a removal that protects the user's state. `request` is that of the scan: the trash is what the user
+/// saw at its `now`.
+CleanupSetting cleanupSettingFor(const ScanRequest& request, DisposalMethod method, QuarantineConfig quarantine,
+                                 std::function<TimePoint()> clock);
 
-/// Call before removing. Throws PreferencesError when not all stored exclusions can be read.
-void requireKnownExclusions(const TidraPathResolver& resolver);
+/// Call before removing. Throws PreferencesError when not all stored exclusions can be read. `onNote` is called with
+/// sentences about a damaged store.
+void requireKnownExclusions(
+    const TidraPathResolver& resolver,
+    const std::function<void(const std::string&)>& onNote = [](const std::string&) {});
 
 /// Whether root would move items into a home folder whose owner could not restore them.
 bool movesToHomeOfAnother(DisposalMethod method, const QuarantineConfig& quarantine, const TidraPathResolver& resolver);

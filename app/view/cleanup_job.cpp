@@ -132,7 +132,8 @@ std::vector<CleanupCandidate> CleanupJob::candidatesOf(CleanupPlan plan) {
 }
 
 CleanupSetting CleanupJob::listened() {
-  CleanupSetting setting = cleanupSettingFor(setting_.request, setting_.method, setting_.clock);
+  CleanupSetting setting = cleanupSettingFor(setting_.request, setting_.method,
+                                             QuarantineConfig::makeDefault(setting_.request.resolver), setting_.clock);
   setting.service.shouldCancel = [this] { return isCancelled(); };
   setting.service.includesUndated = setting_.includesUndated;
   setting.options.force = setting_.force;

@@ -102,7 +102,7 @@ void StoresJob::purgeTrash(Result& result) {
   }
   if (due.empty()) return;
   HistoryRecorder recorder(RemovalCommand::trashPurge, DisposalMethod::delete_, place_.resolver, place_.clock());
-  const auto begins = [&](const FreedesktopTrash::Entry& entry) { recorder.begin(entry.path); };
+  const auto begins = [&](const FreedesktopTrash::Entry& entry) { recorder.begin(entry.path, entry.freeable); };
   const auto gone = [&](const FreedesktopTrash::Entry& entry) {
     recorder.addPurged(entry);
     result.freedBytes = saturatedSum(result.freedBytes, entry.freeable);
@@ -124,7 +124,7 @@ void StoresJob::purgeQuarantine(Result& result) {
   for (const StoredThing& thing : order_.things) {
     const auto* entry = std::get_if<QuarantineDisposer::Entry>(&thing.entry);
     if (entry == nullptr || isCancelled_) continue;
-    recorder.begin(entry->url);
+    recorder.begin(entry->url, entry->freeable());
     try {
       disposer.remove(*entry, [this] { return isCancelled_.load(); });
       recorder.addPurged(*entry);

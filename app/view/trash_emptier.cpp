@@ -1,10 +1,13 @@
 #include "app/view/trash_emptier.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <chrono>
 #include <utility>
 
 #include "core/base/quantities.h"
+#include "core/base/text.h"
 #include "core/dispose/trash_disposer.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
@@ -22,15 +25,15 @@ Receipts::iterator receiptOf(const Entry& entry, CleanupOutcome& outcome) {
                       [&](const DisposalReceipt& each) { return each.destination == entry.path; });
 }
 
-/// What was moved to the trash becomes deleted. Returns whether the entry is such an item.
-bool settle(const Entry& entry, CleanupOutcome& outcome, HistoryRecorder& recorder) {
+/// What was moved to the trash becomes deleted. Returns its receipt, null if the entry is no such item.
+const DisposalReceipt* settle(const Entry& entry, CleanupOutcome& outcome, HistoryRecorder& recorder) {
   const auto receipt = receiptOf(entry, outcome);
-  if (receipt == outcome.disposal.receipts.end()) return false;
+  if (receipt == outcome.disposal.receipts.end()) return nullptr;
   receipt->destination.reset();
   receipt->method = DisposalMethod::delete_;
   outcome.freedEach[static_cast<std::size_t>(receipt - outcome.disposal.receipts.begin())] = entry.freeable;
   recorder.setDeleted(entry.path, entry.freeable);
-  return true;
+  return &*receipt;
 }
 
 /// Takes the failure of an entry from a purge.
@@ -79,6 +82,21 @@ WholeTrashes wholeTrashesAmong(const std::vector<CleanupCandidate>& candidates, 
   return trashes;
 }
 
+std::string interruptedText(const FreedesktopTrash::Purged& purged) {
+  const auto verb = [](std::size_t count, const char* one, const char* many) { return count == 1 ? one : many; };
+  const std::size_t gone = purged.paths.size();
+  const std::size_t partial = purged.partial.size();
+  const std::size_t staying = purged.failures.size() - partial + purged.notBegun;
+  std::string text = fmt::format("Interrupted; {} of the trash {} deleted", counted(gone, "entry", "entries"),
+                                 verb(gone, "is", "are"));
+  if (partial > 0) text += fmt::format(", {} {} deleted in part", partial, verb(partial, "is", "are"));
+  if (staying > 0 || partial == 0) {
+    text += fmt::format(", {} that {} to go {} still in it", staying, verb(staying, "was", "were"),
+                        verb(staying, "is", "are"));
+  }
+  return text + ".";
+}
+
 void recordEmptiedTrashes(const WholeTrashes& emptied, HistoryRecorder& recorder) {
   for (const auto& [path, choice] : emptied) {
     for (const Entry& entry : choice.due) {
@@ -108,28 +126,39 @@ bool TrashEmptier::isMeant(const Entry& entry, const CleanupOutcome& outcome) co
                      [&](const DisposalReceipt& receipt) { return receipt.destination == entry.path; });
 }
 
+void TrashEmptier::Result::addOther(const Entry& entry, TimePoint now, const OnDeleted& onDeleted) {
+  ++others;
+  othersBytes = saturatedSum(othersBytes, entry.freeable);
+  othersSize = saturatedSum(othersSize, entry.bytes);
+  if (!onDeleted) return;
+  const DisposalReceipt receipt{entry.path, DisposalMethod::delete_, std::nullopt, entry.bytes, now};
+  onDeleted(receipt, entry.bytes, entry.freeable, entry.originalPath);
+}
+
 TrashEmptier::Result TrashEmptier::run(CleanupOutcome& outcome, HistoryRecorder& recorder, HistoryRecorder& ofOthers,
-                                       TimePoint now, bool includesUndated,
-                                       const std::function<bool()>& shouldCancel) const {
+                                       TimePoint now, bool includesUndated, const std::function<bool()>& shouldCancel,
+                                       const OnDeleted& onDeleted) const {
   TrashDisposer trash(resolver_, mounts_);
   const auto isChosen = [&](const Entry& entry) { return isMeant(entry, outcome); };
   Result result;
   const auto begins = [&](const Entry& entry) {
-    if (receiptOf(entry, outcome) == outcome.disposal.receipts.end()) ofOthers.begin(entry.path);
+    if (receiptOf(entry, outcome) == outcome.disposal.receipts.end()) ofOthers.begin(entry.path, entry.freeable);
   };
   const auto gone = [&](const Entry& entry) {
     outcome.freedBytes = saturatedSum(outcome.freedBytes, entry.freeable);
-    if (settle(entry, outcome, recorder)) return;
-    ++result.others;
-    result.othersBytes = saturatedSum(result.othersBytes, entry.freeable);
+    if (const DisposalReceipt* receipt = settle(entry, outcome, recorder)) {
+      if (onDeleted) onDeleted(*receipt, entry.bytes, entry.freeable, std::nullopt);
+      return;
+    }
     ofOthers.addPurged(entry);
+    result.addOther(entry, now, onDeleted);
   };
   auto emptied = trash.emptyTrash(now, includesUndated, isChosen, shouldCancel, {begins, gone});
   result.purged = std::move(emptied.purged);
   result.undated = std::move(emptied.undated);
   result.later = emptied.later;
-  result.isInterrupted = shouldCancel() && (result.purged.notBegun > 0 || !result.purged.failures.empty());
-  outcome.cancelled = result.isInterrupted;
+  outcome.cancelled = shouldCancel() && (result.purged.notBegun > 0 || !result.purged.failures.empty());
+  if (outcome.cancelled) result.interruption = interruptedText(result.purged);
   for (const FreedesktopTrash::Partial& partial : result.purged.partial) {
     outcome.freedBytes = saturatedSum(outcome.freedBytes, partial.freedBytes);
     if (settlePartial(partial, result.purged, outcome, recorder)) continue;
