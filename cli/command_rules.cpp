@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <memory>
 
+#include "app/state/rule_sources.h"
 #include "cli/command_rule_packs.h"
 #include "cli/program.h"
-#include "app/state/rule_sources.h"
 #include "cli/scan_options.h"
 #include "cli/scan_view.h"
 #include "cli/stored_entries.h"

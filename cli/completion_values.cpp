@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <array>
 
+#include "app/state/rule_sources.h"
 #include "cli/cleanup_options.h"
 #include "cli/known_settings.h"
 #include "cli/removal_recorder.h"
 #include "cli/removal_runs.h"
-#include "app/state/rule_sources.h"
 #include "cli/scan_options.h"
 #include "cli/stored_entries.h"
 #include "cli/user_state.h"
