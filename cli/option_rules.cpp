@@ -30,8 +30,13 @@ constexpr std::array optionRules{
     OptionRule{"scan", "--last", Relation::excludes,
                "ROOT|--system|--no-system|--no-projects|--exclude|--rules|--disable-rule|--unskip|--threads|"
                "--one-file-system"},
-    OptionRule{"scan|clean|plan", "--no-system", Relation::excludes, "--system|--category"},
-    OptionRule{"scan|clean|plan", "--no-projects", Relation::excludes,
+    OptionRule{
+        "ui", "--last", Relation::excludes,
+        "ROOT|--system|--no-system|--no-projects|--category|--ecosystem|--tier|--min-size|--older-than|--exclude|"
+        "--rules|--disable-rule|--unskip|--threads|--one-file-system"},
+    OptionRule{"ui", "--plain", Relation::excludes, "--no-mouse"},
+    OptionRule{"scan|clean|plan|ui", "--no-system", Relation::excludes, "--system|--category"},
+    OptionRule{"scan|clean|plan|ui", "--no-projects", Relation::excludes,
                "--no-system|--no-evidence|--one-file-system|--unskip"},
     OptionRule{"scan", "--json", Relation::excludes, "--sort"},
     OptionRule{"scan|clean|plan|apply", "--json", Relation::excludes, "--limit"},

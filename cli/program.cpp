@@ -103,10 +103,12 @@ void addCommands(CLI::App& app, Program& program) {
   app.fallthrough();
   app.footer(
       "Examples:\n"
+      "  tidra                      look, mark and remove on screens\n"
       "  tidra scan                 what can be reclaimed in the home folder\n"
       "  tidra scan ~/code --json   the same for one folder, as JSON");
   addGlobalOptions(app, program.options);
   addScanCommand(app, program);
+  addUiCommand(app, program);
   addCleanCommand(app, program);
   addPlanCommand(app, program);
   addApplyCommand(app, program);
@@ -137,7 +139,9 @@ int runProgram(int argc, char** argv) {
   arguments.putBackIn(app);
   try {
     // The parser takes the words in reverse order.
-    app.parse(std::vector<std::string>(arguments.words().rbegin(), arguments.words().rend()));
+    std::vector<std::string> words(arguments.words().rbegin(), arguments.words().rend());
+    if (words.empty() && opensOnTerminal(program.environment)) words = {"ui"};
+    app.parse(std::move(words));
   } catch (const CLI::Success& wanted) {
     const bool isHelp = dynamic_cast<const CLI::CallForHelp*>(&wanted) != nullptr;
     const std::string unknown = isHelp ? unknownCommandText(app, arguments) : "";

@@ -57,6 +57,10 @@ void addHistoryCommand(CLI::App& app, Program& program);
 void addFleetCommand(CLI::App& app, Program& program);
 void addHubCommand(CLI::App& app, Program& program);
 void addRulesCommand(CLI::App& app, Program& program);
+void addUiCommand(CLI::App& app, Program& program);
 void addUndoCommand(CLI::App& app, Program& program);
+
+/// Whether the standard streams are a terminal on which the screens of tidra ui can be shown.
+bool opensOnTerminal(const Environment& environment);
 
 }  // namespace tidra
