@@ -25,8 +25,6 @@ ScanJob::ScanJob(ScanRequest request, bool isStored, std::function<void()> wake)
 }
 
 void ScanJob::listen() {
-  // Walks report every few entries, faces draw some ten times a second.
-  static constexpr std::chrono::milliseconds pause{40};
   request_.shouldCancel = [this, more = std::move(request_.shouldCancel)] { return isCancelled_ || (more && more()); };
   request_.onProgress = [this, more = std::move(request_.onProgress)](const ScanProgress& progress) {
     if (more) more(progress);
