@@ -30,26 +30,28 @@ struct UiOptions {
   bool plain = false;
 };
 
-ScanRequest requestFor(const UiOptions& options, bool everything, Program& program) {
+ScanOptions chosenFor(const UiOptions& options, bool everything, Program& program) {
   ScanOptions chosen = options.scan;
   if (everything) {
     chosen.roots.clear();
     chosen.noSystem = false;
   }
   adoptSettings(chosen, program);
-  return makeScanRequest(chosen, program.environment);
+  return chosen;
 }
 
-/// The first request is made before the screens open, so that unusable options are a sentence.
+/// The first request is made before the screens open, so that unusable options are a sentence and notes can be read.
+/// Those of later requests would be written over the screens.
 std::function<ScanRequest(bool)> requestMaker(const UiOptions& options, Program& program) {
-  auto first = std::make_shared<std::optional<ScanRequest>>(requestFor(options, false, program));
+  auto first = std::make_shared<std::optional<ScanRequest>>(
+      makeScanRequest(chosenFor(options, false, program), program.environment));
   return [options, &program, first](bool everything) {
     if (!everything && *first) {
       ScanRequest request = std::move(**first);
       first->reset();
       return request;
     }
-    return requestFor(options, everything, program);
+    return builtScanRequest(chosenFor(options, everything, program), program.environment).request;
   };
 }
 

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <chrono>
 
-#include "app/state/scan_request_builder.h"
 #include "app/state/user_cleanup.h"
 #include "cli/interrupt.h"
 #include "cli/progress_line.h"
@@ -275,13 +274,18 @@ ScanViewOptions chosenView(const ScanOptions& options, const Program& program) {
   return view;
 }
 
-ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment) {
+BuiltScanRequest builtScanRequest(const ScanOptions& options, const Environment& environment) {
   const TidraPathResolver resolver = makeResolver(options.home, environment);
   auto built = buildScanRequest(scanChoices(options, resolver), options.settings.app, resolver, currentTime());
-  for (const std::string& note : built.notes) writeNote(note);
-  for (const std::string& warning : built.warnings) writeLoudNote(warning);  // also with --quiet
   SkipList::unskip(built.request.catalog, listedPaths(options.unskip, resolver), built.request.platform, resolver,
                    "--unskip");
+  return built;
+}
+
+ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment) {
+  auto built = builtScanRequest(options, environment);
+  for (const std::string& note : built.notes) writeNote(note);
+  for (const std::string& warning : built.warnings) writeLoudNote(warning);  // also with --quiet
   return std::move(built.request);
 }
 

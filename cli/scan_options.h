@@ -8,6 +8,7 @@
 
 #include "app/state/app_settings.h"
 #include "app/state/finding_choices.h"
+#include "app/state/scan_request_builder.h"
 #include "cli/program.h"
 #include "cli/scan_view.h"
 #include "core/scan/exclusion_entry.h"
@@ -57,7 +58,10 @@ void addJsonLinesOption(CLI::App& command, ScanOptions& options);
 /// Declares the options for rules, exclusions and the number of workers.
 void addRuleOptions(CLI::App& command, ScanOptions& options);
 
-/// Returns the request. Throws InputError, one sentence, for the first unusable option.
+/// Returns the request, with its notes as values. Throws InputError, one sentence, for the first unusable option.
+BuiltScanRequest builtScanRequest(const ScanOptions& options, const Environment& environment);
+
+/// The same; writes the notes to standard error.
 ScanRequest makeScanRequest(const ScanOptions& options, const Environment& environment);
 
 /// Call before removing or planning. Throws PreferencesError when not all stored exclusions can be read.
