@@ -26,7 +26,7 @@ std::string markText(const ItemMark& mark) {
     case ItemMark::Kind::review:
       return mark.reason.empty() ? "left to you" : mark.reason;
     case ItemMark::Kind::kept:
-      return mark.reason.empty() ? "stays" : mark.reason;
+      return mark.reason.empty() ? "stays" : "it " + mark.reason;
     case ItemMark::Kind::unknown:
       return "not checked yet";
   }
@@ -77,7 +77,7 @@ void DetailPane::drawItem(Canvas& canvas, const ResultRow& item, const UiState& 
   row = drawFact(canvas, row, "After", item.hintSentence());
   row = drawFact(canvas, row, "Last used", lastActivityText(item, state.now));
   if (item.activity) row = drawFact(canvas, row, "Activity", rawValue(*item.activity));
-  row = drawFact(canvas, row, "Of", item.groupName.view());
+  row = drawFact(canvas, row, item.isInSystemGroup() ? "Category" : "Project", item.groupName.view());
   drawProject(canvas, row, item.group.string());
 }
 

@@ -42,7 +42,8 @@ bool RemovalFlow::beginReview(UiState& state, const ScanRequest& request, std::s
     state.notice = "There is nothing here that a whole scan has found; r scans again";
     return false;
   }
-  choice_.includesIrreversible = false;
+  // Deleting for good, chosen for one review, is not what the next one begins with.
+  choice_ = {environment_.method, environment_.emptiesTrash};
   request_ = request;
   looked_.reset();
   screen_.begin(paths.size(), choice_);
@@ -131,14 +132,13 @@ void RemovalFlow::finish(const CleanupResult& result, UiState& state, SummaryScr
   const auto sentences = made.sentences();
   state.notice = sentences.empty() ? "" : sentences.front();
   if (!result.failure.empty()) state.notice = result.failure;
-  std::vector<std::string> notes = result.notes;
+  std::vector<std::string> notes;
   try {
     if (environment_.last && environment_.removedFromLast)
       environment_.removedFromLast(result.outcome.disposal.receipts);
   } catch (const PreferencesError& error) {
     notes.emplace_back(error.what());
   }
-  if (!result.failure.empty()) notes.insert(notes.begin(), result.failure);
   summary.show(std::move(made), std::move(notes));
   state.removal.clear();
   job_.reset();

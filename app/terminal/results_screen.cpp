@@ -51,7 +51,7 @@ std::string obstacleOf(const ResultRow& row, const UiState& state) {
       return state.scan.isRunning ? "It can be marked when the scan has checked it"
                                   : "The scan was stopped before its checks; r scans again";
     default:
-      return "It stays" + (row.mark.reason.empty() ? "" : ": " + row.mark.reason);
+      return "It stays" + (row.mark.reason.empty() ? "" : ": it " + row.mark.reason);
   }
 }
 

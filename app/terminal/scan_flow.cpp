@@ -51,6 +51,11 @@ void ScanFlow::finish(const std::shared_ptr<const ScanJob::Result>& news, UiStat
     if (state.scan.isPartial) state.banner = std::string(LastScanView::partialBanner);
     state.notice = state.selection.recheck(state.view).sentence();
   }
+  if (state.notice.empty() && !result.notes.empty()) {
+    const std::size_t others = result.notes.size() - 1;
+    state.notice = result.notes.front();
+    if (others > 0) state.notice += " (and " + countText(others, "more note", "more notes") + ")";
+  }
   if (!result.failure.empty()) state.notice = result.failure;
   state.refresh();
   job_.reset();

@@ -14,6 +14,21 @@ std::string markedText(const UiState& state) {
   return countText(marked.items, "marked, frees ", "marked, frees ") + ByteFormatting::compact(marked.freeableBytes);
 }
 
+using KeyWords = std::vector<std::pair<std::string, std::string>>;
+
+/// The last two, which lead out of a screen or to the help, stay where there is no room for all.
+void leaveOutMiddle(KeyWords& keys, std::size_t columns) {
+  constexpr std::size_t lastOnes = 2;
+  const auto width = [&] {
+    std::size_t sum = 1;
+    for (const auto& [key, word] : keys) sum += displayWidth(key) + 1 + displayWidth(word) + 2;
+    return sum;
+  };
+  while (keys.size() > lastOnes + 1 && width() > columns + 2) {
+    keys.erase(keys.end() - static_cast<std::ptrdiff_t>(lastOnes) - 1);
+  }
+}
+
 std::string scanStatus(const ShownScan& scan) {
   if (!scan.isRunning) return "";
   if (scan.isStopping) return "stopping…";
@@ -41,9 +56,9 @@ void drawHeader(Canvas& canvas, const ScreenLayout& layout, std::string_view tit
   }
 }
 
-void drawKeys(Canvas& canvas, const ScreenLayout& layout,
-              const std::vector<std::pair<std::string, std::string>>& keys) {
+void drawKeys(Canvas& canvas, const ScreenLayout& layout, std::vector<std::pair<std::string, std::string>> keys) {
   const std::size_t row = layout.footer.row + 1;
+  leaveOutMiddle(keys, layout.footer.columns);
   std::size_t column = 1;
   for (const auto& [key, word] : keys) {
     if (column + displayWidth(key) + 1 + displayWidth(word) > layout.footer.columns) break;

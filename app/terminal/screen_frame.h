@@ -16,8 +16,8 @@ namespace tidra {
 void drawHeader(Canvas& canvas, const ScreenLayout& layout, std::string_view title, std::string_view figures,
                 std::string_view remark = {});
 
-/// The last line: the keys of the moment, as many as fit.
-void drawKeys(Canvas& canvas, const ScreenLayout& layout, const std::vector<std::pair<std::string, std::string>>& keys);
+/// The last line: the keys of the moment, as many as fit; the last two always.
+void drawKeys(Canvas& canvas, const ScreenLayout& layout, std::vector<std::pair<std::string, std::string>> keys);
 
 /// The line above it: what is marked or the notice on the left; the scan or the removal on the right.
 void drawStatus(Canvas& canvas, const ScreenLayout& layout, const UiState& state);

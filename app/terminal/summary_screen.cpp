@@ -44,7 +44,9 @@ std::vector<ScreenLine> SummaryScreen::lines(std::size_t columns, const UiState&
     addParagraph(lines, columns, 1, sentence, look);
     look = {};
   }
-  for (const std::string& note : notes_) addParagraph(lines, columns, 1, note, {.ink = Ink::faint});
+  for (const auto* notes : {&summary_->notes, &notes_}) {
+    for (const std::string& note : *notes) addParagraph(lines, columns, 1, note, {.ink = Ink::faint});
+  }
   if (summary_->failures.empty()) return lines;
   lines.emplace_back();
   addParagraph(lines, columns, 1, countText(summary_->failures.size(), "item stays:", "items stay:"),

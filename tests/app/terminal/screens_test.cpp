@@ -92,7 +92,7 @@ TEST_F(ResultsScreenTest, MarksOnlyWhatMayGo) {
   press("A");
   EXPECT_TRUE(state_.selection.empty());
   press("gjjjjj ");
-  EXPECT_THAT(state_.notice, HasSubstr("It stays: is in use by python3 (4121)"));
+  EXPECT_THAT(state_.notice, HasSubstr("It stays: it is in use by python3 (4121)"));
   EXPECT_TRUE(state_.selection.empty());
   press("gvGv");
   EXPECT_EQ(state_.selection.size(), 4U);
