@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "core/base/display_text.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
 #include "core/platform/standard_streams.h"
@@ -92,42 +93,6 @@ namespace {
 
 Glyphs chosenGlyphs;
 
-/// The characters of a text. Combining marks are on their own.
-std::vector<std::string_view> charactersOf(std::string_view text) {
-  std::vector<std::string_view> characters;
-  for (std::size_t i = 0; i < text.size();) {
-    std::size_t next = i + 1;
-    while (next < text.size() && isUtf8Continuation(text[next])) ++next;
-    characters.push_back(text.substr(i, next - i));
-    i = next;
-  }
-  return characters;
-}
-
-/// Returns the longest prefix of at most `width` columns.
-std::string_view prefixOf(std::string_view text, std::size_t width) {
-  std::size_t bytes = 0;
-  std::size_t taken = 0;
-  for (const std::string_view character : charactersOf(text)) {
-    taken += displayWidth(character);
-    if (taken > width) break;
-    bytes += character.size();
-  }
-  return text.substr(0, bytes);
-}
-
-std::string_view suffixOf(std::string_view text, std::size_t width) {
-  std::size_t bytes = 0;
-  std::size_t taken = 0;
-  const auto characters = charactersOf(text);
-  for (auto character = characters.rbegin(); character != characters.rend(); ++character) {
-    taken += displayWidth(*character);
-    if (taken > width) break;
-    bytes += character->size();
-  }
-  return text.substr(text.size() - bytes);
-}
-
 }  // namespace
 
 const Glyphs& glyphs() { return chosenGlyphs; }
@@ -144,36 +109,11 @@ void chooseGlyphs(const Environment& environment) {
   chosenGlyphs = isUtf8 ? Glyphs{} : Glyphs{.isUtf8 = false, .ellipsis = "...", .dash = "-", .dot = "|"};
 }
 
-std::string fitted(std::string_view text, std::size_t width) {
-  if (displayWidth(text) <= width) return std::string(text);
-  const std::string mark(prefixOf(glyphs().ellipsis, width));
-  return std::string(prefixOf(text, width - displayWidth(mark))) + mark;
-}
+std::string fitted(std::string_view text, std::size_t width) { return cutAtEnd(text, width, glyphs().ellipsis); }
 
-std::string fittedInside(std::string_view text, std::size_t width) {
-  if (displayWidth(text) <= width) return std::string(text);
-  const std::string mark(prefixOf(glyphs().ellipsis, width));
-  const std::size_t left = width - displayWidth(mark);
-  const std::size_t ahead = left / 3;
-  return std::string(prefixOf(text, ahead)) + mark + std::string(suffixOf(text, left - ahead));
-}
+std::string fittedInside(std::string_view text, std::size_t width) { return cutInside(text, width, glyphs().ellipsis); }
 
-std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
-  width = std::max<std::size_t>(width, 2);  // a wide character fits
-  std::vector<std::string> lines(1);
-  for (std::string_view word : splitNonEmpty(text, ' ')) {
-    if (!lines.back().empty() && displayWidth(lines.back()) + 1 + displayWidth(word) > width) lines.emplace_back();
-    if (!lines.back().empty()) lines.back() += ' ';
-    while (displayWidth(word) > width) {
-      const std::string_view part = prefixOf(word, width);
-      lines.back() += part;
-      lines.emplace_back();
-      word.remove_prefix(part.size());
-    }
-    lines.back() += word;
-  }
-  return lines;
-}
+std::vector<std::string> wrapped(std::string_view text, std::size_t width) { return wrappedToWidth(text, width); }
 
 namespace {
 
