@@ -33,6 +33,7 @@ void UiController::start() {
 void UiController::showLast() {
   LastScanView& last = *environment_.last;
   state_.view.replaceAll(last.rows);
+  if (!last.report.scanRoot.empty()) state_.place = placeText(last.report.scanRoot, state_.home);
   state_.banner = std::string(last.banner());
   if (state_.banner.empty() && last.end) state_.banner = "from the last scan, " + idleText(last.end, state_.now);
   state_.refresh();
@@ -47,7 +48,7 @@ void UiController::startScan(bool everything) {
     ScanRequest request = environment_.newRequest(everything);
     environment_.last.reset();
     scan_.start(std::move(request), environment_.isStored, state_);
-    if (everything) state_.place = "everything";
+    state_.place = everything ? "everything" : environment_.place;
   } catch (const InputError& error) {
     state_.scan.isRunning = false;
     state_.notice = error.what();
