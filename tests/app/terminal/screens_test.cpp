@@ -76,7 +76,7 @@ TEST_F(ResultsScreenTest, ShowsGroupsAndItemsAtEverySize) {
   EXPECT_THAT(usual, HasSubstr("Nothing is marked"));
   EXPECT_THAT(usual, HasSubstr("Space mark  d review  / filter"));
   EXPECT_THAT(text({120, 40}), AllOf(HasSubstr("│"), HasSubstr("~/code/shop")));
-  EXPECT_THAT(text({60, 20}), AllOf(HasSubstr("shop"), HasSubstr("Space mark")));
+  EXPECT_THAT(text({60, 20}), AllOf(HasSubstr("shop"), HasSubstr("Space mark"), HasSubstr("? help  q quit")));
   EXPECT_THAT(text({39, 9}), HasSubstr("Tidra needs 40 columns and 10 rows"));
   for (std::size_t columns = 1; columns < 140; ++columns) {
     const Frame frame = draw({columns, columns % 30 + 1});
@@ -282,6 +282,7 @@ TEST(SummaryScreen, NamesFailuresAndTheWayBack) {
   summary.freedBytes = 3 << 20;
   summary.removed = 2;
   summary.stored = {{DisposalMethod::trash, 2, 3 << 20}};
+  summary.notes = {"a remainder"};
   summary.failures = {{"/home/jo/x", "Permission denied"}};
   SummaryScreen screen;
   screen.show(summary, {"a note"});
@@ -290,7 +291,7 @@ TEST(SummaryScreen, NamesFailuresAndTheWayBack) {
   state.home = "/home/jo";
   screen.draw(Canvas(frame, ScreenGlyphs::ascii()), state);
   EXPECT_THAT(frame.text(), AllOf(HasSubstr("1 item stays:"), HasSubstr("~/x"), HasSubstr("Permission denied"),
-                                  HasSubstr("a note"), HasSubstr("u undo")));
+                                  HasSubstr("a remainder"), HasSubstr("a note"), HasSubstr("u undo")));
   EXPECT_EQ(screen.handle(Key::of(U'u')).kind, UiAction::Kind::undo);
 }
 
