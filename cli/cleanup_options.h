@@ -1,4 +1,4 @@
-// Options and behaviour shared by all removing commands.
+// Options shared by all removing commands, and the stores that they name.
 #pragma once
 
 #include <memory>
@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "app/state/removal_history.h"
-#include "cli/cleanup_view.h"
 #include "cli/json_lines.h"
 #include "cli/program.h"
 #include "cli/scan_options.h"
@@ -48,13 +47,5 @@ void prepareRemoval(RemovalOptions& options, const ScanOptions& scan, DisposalMe
 
 /// The store of quarantine entries. Throws InputError.
 QuarantineDisposer openQuarantine(const std::optional<std::string>& folder, const TidraPathResolver& resolver);
-
-/// Listing options of a plan: `view` plus the request's context.
-CleanupViewOptions planView(const ScanViewOptions& view, const ScanRequest& request);
-
-/// Shows the plan, asks, removes, reports. Returns the exit status. Requires a live InterruptGuard; throws Interrupted
-/// when it was raised before the first removal.
-int carryOut(const std::vector<CleanupCandidate>& candidates, const CleanupPlan& plan, const ScanRequest& request,
-             const RemovalOptions& options, const ScanViewOptions& view, const Program& program);
 
 }  // namespace tidra

@@ -6,10 +6,10 @@
 #include <memory>
 
 #include "cli/adopted_settings.h"
-#include "cli/cleanup_options.h"
 #include "cli/interrupt.h"
 #include "cli/option_rules.h"
 #include "cli/program.h"
+#include "cli/removal_run.h"
 #include "cli/scan_options.h"
 #include "core/base/byte_units.h"
 #include "core/base/text.h"

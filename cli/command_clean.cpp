@@ -8,11 +8,11 @@
 #include <utility>
 
 #include "cli/adopted_settings.h"
-#include "cli/cleanup_options.h"
 #include "cli/cleanup_view.h"
 #include "cli/interrupt.h"
 #include "cli/left_out.h"
 #include "cli/program.h"
+#include "cli/removal_run.h"
 #include "cli/scan_options.h"
 #include "core/base/json_fields.h"
 #include "core/base/text.h"

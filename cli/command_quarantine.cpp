@@ -253,15 +253,53 @@ void writePurgedTotal(const QuarantineEntries& purged, bool dry) {
                        dry ? "would be free" : "freed"));
 }
 
-int purge(const QuarantineOptions& options, const Program& program) {
+/// Throws InputError when entries are chosen in more than one way.
+void requireOneWay(const QuarantineOptions& options) {
   const int ways =
       (options.names.empty() ? 0 : 1) + (options.all ? 1 : 0) + (options.olderThan ? 1 : 0) + (options.last ? 1 : 0);
   if (ways > 1) throw InputError("Give one of these: names of entries, --last, --older-than, --all.");
+}
+
+struct [[nodiscard]] Purged {
+  QuarantineEntries entries;
+  std::vector<PartialRemoval> partial;  // deletions that were cut short
+  int status = ExitStatus::done;
+};
+
+/// Deletes the entries and records them. A JSON document also names those that were `cleared` before.
+Purged deleteEach(const QuarantineEntries& entries, const std::vector<std::string>& cleared,
+                  const QuarantineOptions& options, const QuarantineDisposer& quarantine, HistoryRecorder& recorder,
+                  const TidraPathResolver& resolver, const Program& program) {
+  Purged purged;
+  const bool dry = program.options.dryRun;
+  std::vector<PurgedEntry> items;
+  std::vector<EntryAction> actions;
+  for (const QuarantineDisposer::Entry& entry : entries) {
+    actions.push_back({entry.url, resolver.displayPath(entry.manifest.originalPath), [&] {
+                         if (!dry) removeRecorded(quarantine, entry, recorder, purged.partial);
+                         items.push_back({entry.url, entry.manifest.originalPath});
+                       }});
+  }
+  const Reporting named = program.options.assumeYes && !dry ? Reporting::lines : Reporting::total;
+  const auto results =
+      actOnEach(actions, "purged from quarantine", options.json ? Reporting::json : named, resolver.home, program,
+                [&](JsonObjectWriter& object) { object.putByteList("cleared", cleared).put("entries", items); });
+  for (const std::size_t i : results.done) purged.entries.push_back(entries[i]);
+  recorder.addFailures(results.failures);
+  purged.status = results.status;
+  return purged;
+}
+
+std::string nothingText(const QuarantineOptions& options) {
+  if (options.last) return "Nothing of the last removal is in quarantine.\n";
+  return options.all || isNamed(options) ? "Nothing is in quarantine.\n" : "Nothing in quarantine is due.\n";
+}
+
+int purge(const QuarantineOptions& options, const Program& program) {
+  requireOneWay(options);
   const TidraPathResolver resolver = makeResolver(options.home, program.environment);
   const auto quarantine = openQuarantine(options.folder, resolver);
   const TimePoint now = currentTime();
-  const bool byName = options.all || isNamed(options);
-  const bool dry = program.options.dryRun;
   const TimePoint cutOff = options.olderThan ? momentBefore(now, parseAge(*options.olderThan))
                                              : now - retention(quarantine.config().retentionDays);
   const auto entries = chosenForPurge(options, quarantine, cutOff, resolver);
@@ -272,38 +310,20 @@ int purge(const QuarantineOptions& options, const Program& program) {
   const InterruptGuard guard;
   HistoryRecorder recorder(RemovalCommand::quarantinePurge, DisposalMethod::delete_, resolver, now);
   Cleared cleared;
-  if (!isNamed(options))
+  if (!isNamed(options)) {
     cleared = clearRemains(quarantine, options.all ? now : cutOff, options, recorder, resolver, program);
-  if (cleared.status == ExitStatus::interrupted) {
-    recorder.write();
-    noteHistory(recorder);
-    return cleared.status;
   }
-  std::vector<PartialRemoval> partial;
-  std::vector<PurgedEntry> items;
-  std::vector<EntryAction> actions;
-  for (const QuarantineDisposer::Entry& entry : entries) {
-    actions.push_back({entry.url, resolver.displayPath(entry.manifest.originalPath), [&] {
-                         if (!dry) removeRecorded(quarantine, entry, recorder, partial);
-                         items.push_back({entry.url, entry.manifest.originalPath});
-                       }});
-  }
-  const Reporting named = program.options.assumeYes && !dry ? Reporting::lines : Reporting::total;
-  const auto results =
-      actOnEach(actions, "purged from quarantine", options.json ? Reporting::json : named, resolver.home, program,
-                [&](JsonObjectWriter& object) { object.putByteList("cleared", cleared.paths).put("entries", items); });
-  QuarantineEntries purged;
-  for (const std::size_t i : results.done) purged.push_back(entries[i]);
-  recorder.addFailures(results.failures);
+  Purged purged;
+  const bool isInterrupted = cleared.status == ExitStatus::interrupted;
+  if (!isInterrupted) purged = deleteEach(entries, cleared.paths, options, quarantine, recorder, resolver, program);
   recorder.write();
   noteHistory(recorder);
-  if (!options.json && !purged.empty()) writePurgedTotal(purged, dry);
-  if (!options.json) writeOut(partialText(partial, "entry", "entries"));
-  if (entries.empty() && cleared.paths.empty() && !options.json)
-    writeOut(options.last ? "Nothing of the last removal is in quarantine.\n"
-             : byName     ? "Nothing is in quarantine.\n"
-                          : "Nothing in quarantine is due.\n");
-  return results.status == ExitStatus::done ? cleared.status : results.status;
+  if (!options.json && !isInterrupted) {
+    if (!purged.entries.empty()) writePurgedTotal(purged.entries, program.options.dryRun);
+    writeOut(partialText(purged.partial, "entry", "entries"));
+    if (entries.empty() && cleared.paths.empty()) writeOut(nothingText(options));
+  }
+  return purged.status == ExitStatus::done ? cleared.status : purged.status;
 }
 
 }  // namespace
@@ -321,13 +341,10 @@ void addQuarantineCommand(CLI::App& app, Program& program) {
     each->add_flag("--json", options->json, "Print one JSON document");
   };
   addCommon(command);
-  const auto add = [&](const std::string& name, const std::string& alias, const std::string& what,
-                       int (*run)(const QuarantineOptions&, const Program&)) {
-    CLI::App* subcommand = command->add_subcommand(name, what);
-    if (!alias.empty()) subcommand->alias(alias);
+  const auto add = [&](const SubcommandWords& words, int (*run)(const QuarantineOptions&, const Program&)) {
+    CLI::App* subcommand =
+        addStoreSubcommand(*command, words, program, [&program, options, run] { return run(*options, program); });
     addCommon(subcommand);
-    subcommand->callback(
-        [&program, options, run] { program.command = [&program, options, run] { return run(*options, program); }; });
     return subcommand;
   };
   const auto addNames = [&](CLI::App* subcommand) {
@@ -335,12 +352,12 @@ void addQuarantineCommand(CLI::App& app, Program& program) {
         ->type_name("");
     subcommand->add_flag("--all", options->all, "Every entry");
   };
-  add("list", "ls", "Entries: their age, what purging them frees, the day they are due, where they came from", &list)
+  add({"list", "ls", "Entries: their age, what purging them frees, the day they are due, where they came from"}, &list)
       ->footer("Examples:\n  tidra quarantine list\n  tidra quarantine list --json");
-  CLI::App* restoring = add("restore", "", "Move entries back to where they came from", &restore);
+  CLI::App* restoring = add({"restore", "", "Move entries back to where they came from"}, &restore);
   addNames(restoring);
   restoring->footer("Examples:\n  tidra quarantine restore ~/code/shop/target\n  tidra quarantine restore --all");
-  CLI::App* purging = add("purge", "rm", "Delete entries for good: those named, or those whose time is up", &purge);
+  CLI::App* purging = add({"purge", "rm", "Delete entries for good: those named, or those whose time is up"}, &purge);
   addNames(purging);
   purging->add_flag("--last", options->last, "What the last removal moved there");
   purging->add_option("--older-than", options->olderThan, "Those put there longer ago, instead of 7d")

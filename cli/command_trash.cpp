@@ -263,24 +263,21 @@ void addTrashCommand(CLI::App& app, Program& program) {
     each->add_flag("--json", options->json, "Print one JSON document");
   };
   addCommon(command);
-  const auto add = [&](const std::string& name, const std::string& alias, const std::string& what,
-                       int (*run)(const TrashOptions&, const Program&)) {
-    CLI::App* subcommand = command->add_subcommand(name, what);
-    if (!alias.empty()) subcommand->alias(alias);
+  const auto add = [&](const SubcommandWords& words, int (*run)(const TrashOptions&, const Program&)) {
+    CLI::App* subcommand =
+        addStoreSubcommand(*command, words, program, [&program, options, run] { return run(*options, program); });
     addCommon(subcommand);
-    subcommand->callback(
-        [&program, options, run] { program.command = [&program, options, run] { return run(*options, program); }; });
     return subcommand;
   };
-  add("list", "ls", "What is in it, where it came from, when, and what purging it frees", &listTrash)
+  add({"list", "ls", "What is in it, where it came from, when, and what purging it frees"}, &listTrash)
       ->footer("Examples:\n  tidra trash list\n  tidra trash list --json");
-  CLI::App* restoring = add("restore", "", "Move things back to where they came from", &restoreTrash);
+  CLI::App* restoring = add({"restore", "", "Move things back to where they came from"}, &restoreTrash);
   restoring->add_option("WHAT", options->names, "Where things were, or their names in the list")
       ->required()
       ->type_name("");
   restoring->footer(
       "Examples:\n  tidra trash restore ~/code/shop/node_modules\n  tidra trash restore target.2 --dry-run");
-  CLI::App* purging = add("purge", "rm", "Delete for good: what is named, is older, or everything", &purgeTrash);
+  CLI::App* purging = add({"purge", "rm", "Delete for good: what is named, is older, or everything"}, &purgeTrash);
   purging->add_option("WHAT", options->names, "Where things were, or their names in the list")->type_name("");
   purging->add_flag("--all", options->all, "Everything");
   purging->add_flag("--last", options->last, "What the last removal moved there");

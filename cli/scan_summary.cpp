@@ -117,6 +117,48 @@ std::string whenText(const ScanReport& report, const ScanViewOptions& options) {
                                : fmt::format(" Scanned in {:.1f} s.", report.durationSeconds);
 }
 
+/// The parts of the list by what becomes of them.
+struct Parts {
+  explicit Parts(const ScanPicture& picture)
+      : goes(picture, ItemMark::Kind::goes),
+        review(picture, ItemMark::Kind::review),
+        kept(picture, ItemMark::Kind::kept),
+        unknown(picture, ItemMark::Kind::unknown) {}
+
+  Part goes;
+  Part review;
+  Part kept;
+  Part unknown;
+};
+
+/// The first sentence: what can be freed, or why nothing can.
+std::string openingText(const Parts& parts, const ScanPicture& picture, const ScanViewOptions& options) {
+  const std::string roots = shownRoots(picture.report);
+  const std::string when = whenText(picture.report, options);
+  const Part& goes = parts.goes;
+  if (parts.unknown.items > 0) {
+    return ledParagraph(fmt::format("{} found before the interruption", parts.unknown.size()),
+                        fmt::format(": {}{}.{} What can go was not checked; scan again to know.", parts.unknown.count(),
+                                    parts.unknown.places(roots), when),
+                        options);
+  }
+  if (picture.report.items.empty()) {
+    const std::string nothing = options.filters.empty() ? fmt::format("Nothing to reclaim in {}.{}", roots, when)
+                                                        : fmt::format("Nothing in {} matches {}.{}", roots,
+                                                                      joined(options.filters, " and "), when);
+    return paragraph(nothing, options.terminal);
+  }
+  if (goes.items == 0) {
+    const char* what = parts.review.items == 0 ? "can be freed now" : "goes without a decision of yours";
+    return paragraph(fmt::format("Nothing in {} {}.{}", roots, what, when), options.terminal);
+  }
+  const bool isBound = picture.isUpperBound && !picture.sizes.areApparent();
+  const std::string lead = fmt::format("{}{} can be {}", isBound ? "Up to " : "", goes.size(),
+                                       picture.sizes.areApparent() ? "removed" : "freed");
+  return ledParagraph(lead, fmt::format(": {}{}.{}", goes.count(), goes.places(roots), when), options) +
+         sharedText(picture, goes, options);
+}
+
 }  // namespace
 
 std::string totalsText(const ScanPicture& picture, const ScanViewOptions& options) {
@@ -149,48 +191,24 @@ std::string totalsText(const ScanPicture& picture, const ScanViewOptions& option
 }
 
 std::string sumText(const ScanPicture& picture, const ScanViewOptions& options, bool listsAll) {
-  const std::string roots = shownRoots(picture.report);
-  const std::string when = whenText(picture.report, options);
-  const Part goes(picture, ItemMark::Kind::goes);
-  const Part review(picture, ItemMark::Kind::review);
-  const Part kept(picture, ItemMark::Kind::kept);
-  const Part unknown(picture, ItemMark::Kind::unknown);
-  std::string text;
-  if (unknown.items > 0) {
-    text = ledParagraph(fmt::format("{} found before the interruption", unknown.size()),
-                        fmt::format(": {}{}.{} What can go was not checked; scan again to know.", unknown.count(),
-                                    unknown.places(roots), when),
-                        options);
-  } else if (picture.report.items.empty()) {
-    text = paragraph(options.filters.empty()
-                         ? fmt::format("Nothing to reclaim in {}.{}", roots, when)
-                         : fmt::format("Nothing in {} matches {}.{}", roots, joined(options.filters, " and "), when),
-                     options.terminal);
-  } else if (goes.items == 0) {
-    const char* what = review.items == 0 ? "can be freed now" : "goes without a decision of yours";
-    text = paragraph(fmt::format("Nothing in {} {}.{}", roots, what, when), options.terminal);
-  } else {
-    const bool isBound = picture.isUpperBound && !picture.sizes.areApparent();
-    const std::string lead = fmt::format("{}{} can be {}", isBound ? "Up to " : "", goes.size(),
-                                         picture.sizes.areApparent() ? "removed" : "freed");
-    text = ledParagraph(lead, fmt::format(": {}{}.{}", goes.count(), goes.places(roots), when), options);
-    text += sharedText(picture, goes, options);
-  }
+  const Parts parts(picture);
+  std::string text = openingText(parts, picture, options);
   const auto addPart = [&](const Part& part, std::string_view what) {
     if (part.items == 0) return;
-    text += paragraph(fmt::format("{}{} {}: {}{}.", part.size(), goes.items > 0 ? " more" : "", what, part.count(),
-                                  listsAll ? " with the reason shown" : "; --limit 0 shows each with its reason"),
-                      options.terminal);
+    text +=
+        paragraph(fmt::format("{}{} {}: {}{}.", part.size(), parts.goes.items > 0 ? " more" : "", what, part.count(),
+                              listsAll ? " with the reason shown" : "; --limit 0 shows each with its reason"),
+                  options.terminal);
   };
-  addPart(review, "to review");
-  addPart(kept, "must stay");
+  addPart(parts.review, "to review");
+  addPart(parts.kept, "must stay");
   if (picture.report.volume) {
     const auto& volume = *picture.report.volume;
     text += dimParagraph(fmt::format("The volume has {} free of {}.", ByteFormatting::readable(volume.availableBytes),
                                      ByteFormatting::readable(volume.totalBytes)),
                          options.terminal);
   }
-  if (picture.report.partial && unknown.items == 0) {
+  if (picture.report.partial && parts.unknown.items == 0) {
     text += paragraph("The scan was interrupted; this list is incomplete.", options.terminal);
   }
   return text;

@@ -3,6 +3,7 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <ctime>
 #include <set>
@@ -107,6 +108,14 @@ void JsonCodec<PurgedEntry>::write(JsonWriter& out, const PurgedEntry& entry) {
   JsonObjectWriter object(out);
   if (entry.originalPath) object.putBytes("originalPath", *entry.originalPath);
   object.putBytes("path", entry.path).close();
+}
+
+CLI::App* addStoreSubcommand(CLI::App& command, const SubcommandWords& words, Program& program,
+                             std::function<int()> run) {
+  CLI::App* subcommand = command.add_subcommand(words.name, words.what);
+  if (!words.alias.empty()) subcommand->alias(words.alias);
+  subcommand->callback([&program, run = std::move(run)] { program.command = run; });
+  return subcommand;
 }
 
 EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::string& past, Reporting reporting,

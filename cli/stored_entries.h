@@ -16,6 +16,10 @@
 #include "core/model/disposal.h"
 #include "core/platform/path_resolver.h"
 
+namespace CLI {
+class App;
+}
+
 namespace tidra {
 
 class JsonObjectWriter;
@@ -71,6 +75,17 @@ enum class Reporting { lines, total, json };
 EntryResults actOnEach(const std::vector<EntryAction>& actions, const std::string& past, Reporting reporting,
                        const std::string& home, const Program& program,
                        const std::function<void(JsonObjectWriter&)>& more = {});
+
+/// A subcommand on a store.
+struct SubcommandWords {
+  std::string name;
+  std::string alias;  // empty for none
+  std::string what;   // it does, for its help
+};
+
+/// Adds a subcommand that makes `run` the program's command.
+CLI::App* addStoreSubcommand(CLI::App& command, const SubcommandWords& words, Program& program,
+                             std::function<int()> run);
 
 /// A size as in a scan's list; a dash for none.
 std::string sizeCell(const std::optional<std::int64_t>& bytes);
