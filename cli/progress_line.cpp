@@ -2,8 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
+#include "app/view/duration_text.h"
 #include "cli/scan_view.h"
 #include "cli/terminal.h"
 #include "core/base/quantities.h"
@@ -48,18 +47,6 @@ std::vector<std::string> scanFigures(const ScanProgress& progress, bool apparent
 void ProgressLine::update(const ScanProgress& progress, bool apparentSize) {
   if (isDue()) draw(scanFigures(progress, apparentSize), progress.currentPathDisplay);
 }
-
-namespace {
-
-std::string timeLeftText(double seconds) {
-  constexpr double minute = 60;
-  constexpr double hour = 60 * minute;
-  if (seconds < minute) return fmt::format("{:.0f} s left", std::max(seconds, 1.0));
-  if (seconds < hour) return fmt::format("{:.0f} min left", seconds / minute);
-  return fmt::format("{:.0f} h left", seconds / hour);
-}
-
-}  // namespace
 
 std::vector<std::string> removalFigures(const CleanupProgress& progress, std::chrono::duration<double> elapsed) {
   std::vector<std::string> figures{

@@ -11,7 +11,7 @@
 #include <set>
 #include <utility>
 
-#include "app/view/idle_text.h"
+#include "app/view/duration_text.h"
 #include "app/view/item_hint.h"
 #include "cli/scan_summary.h"
 #include "core/base/text.h"

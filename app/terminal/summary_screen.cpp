@@ -1,22 +1,14 @@
 #include "app/terminal/summary_screen.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "app/terminal/plain_text.h"
 #include "app/terminal/screen_frame.h"
+#include "app/view/duration_text.h"
 #include "core/model/byte_formatting.h"
 
 namespace tidra {
-namespace {
-
-std::string timeText(double seconds) {
-  const auto whole = static_cast<std::uint64_t>(std::ceil(std::clamp(seconds, 0.0, 1e9)));
-  return whole < 120 ? std::to_string(whole) + " s" : std::to_string(whole / 60) + " min";
-}
-
-}  // namespace
 
 std::string removalLine(const CleanupJobProgress& progress) {
   const CleanupProgress& removal = progress.removal;
@@ -26,7 +18,7 @@ std::string removalLine(const CleanupJobProgress& progress) {
   if (progress.pace.bytesPerSecond >= 1)
     line +=
         " · " + ByteFormatting::compact(static_cast<std::int64_t>(std::min(progress.pace.bytesPerSecond, 1e15))) + "/s";
-  if (progress.pace.secondsLeft) line += " · " + timeText(*progress.pace.secondsLeft) + " left";
+  if (progress.pace.secondsLeft) line += " · " + timeLeftText(*progress.pace.secondsLeft);
   return line;
 }
 

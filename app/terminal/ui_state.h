@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "app/view/idle_text.h"
+#include "app/view/duration_text.h"
 #include "app/view/result_row.h"
 #include "app/view/results_cursor.h"
 #include "app/view/results_query.h"

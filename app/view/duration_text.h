@@ -1,4 +1,4 @@
-// How long ago something was last used, in a few characters.
+// How long ago something was last used, and how long something will take, in a few characters.
 #pragma once
 
 #include <optional>
@@ -11,5 +11,8 @@ namespace tidra {
 
 /// "2 y", "9 mo", "5 d", "today"; `unknown` without a date.
 std::string idleText(const std::optional<TimePoint>& lastActivity, TimePoint now, std::string_view unknown = "?");
+
+/// How long something will take, e.g. "40 s left", "12 min left".
+std::string timeLeftText(double seconds);
 
 }  // namespace tidra
