@@ -13,6 +13,7 @@
 #include "cli/table.h"
 #include "cli/terminal.h"
 #include "cli/user_state.h"
+#include "core/base/json_fields.h"
 #include "core/base/json_writer.h"
 #include "core/base/text.h"
 
