@@ -3,7 +3,7 @@
 option(TIDRA_TESTS "Build the tests" ON)
 option(TIDRA_BENCH "Build the benchmarks" OFF)
 option(TIDRA_WERROR "Treat warnings as errors" OFF)
-option(TIDRA_UNITY "Compile the sources of a room together, in a quarter of the time; hides a missing include" OFF)
+option(TIDRA_UNITY "Compile the sources of a room together, in less than half of the time; hides a missing include" OFF)
 option(TIDRA_FRAMEWORKS "On macOS, build and link what needs Apple's frameworks" ON)
 option(TIDRA_FUZZ "Build the fuzz targets; needs clang" OFF)
 set(TIDRA_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. address,undefined or thread")
@@ -41,11 +41,13 @@ endif()
 if(TIDRA_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
+# GCC collects garbage later: saves a tenth of the time for tests and sanitizers, and takes up to 400 MB more memory.
+set(TIDRA_LATE_COLLECTION $<$<CXX_COMPILER_ID:GNU>:--param=ggc-min-heapsize=1048576>)
 if(TIDRA_SANITIZE)
   # The presets set flags without NDEBUG, so that assertions are checked. -g1 and little optimisation compile several times
   # faster with equally useful reports. Leaving out checks that a crash reveals anyway (null pointers, mostly) halves the
   # time again.
-  add_compile_options(-fsanitize=${TIDRA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_compile_options(-fsanitize=${TIDRA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all ${TIDRA_LATE_COLLECTION})
   if(TIDRA_SANITIZE MATCHES "undefined")
     add_compile_options(-fno-sanitize=null,alignment,vptr,object-size)
   endif()
