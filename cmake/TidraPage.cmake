@@ -1,5 +1,4 @@
-# Joins a page and its parts into the document `output`. Lines "@include PATH" name the parts, relative to the page's folder; a
-# change of any part rebuilds the document.
+# Joins a page and its parts into the document `output`. Lines "@include PATH" name the parts, relative to the page's folder.
 function(tidra_join_page output page)
   file(STRINGS "${page}" lines REGEX "^@include ")
   get_filename_component(folder "${page}" DIRECTORY)
@@ -8,11 +7,5 @@ function(tidra_join_page output page)
     string(REPLACE "@include " "" part "${line}")
     list(APPEND parts "${folder}/${part}")
   endforeach()
-  # A change of the list itself reruns CMake.
-  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${page}")
-  add_custom_command(
-    OUTPUT "${output}"
-    COMMAND ${CMAKE_COMMAND} -DINPUT=${page} -DOUTPUT=${output} -P "${PROJECT_SOURCE_DIR}/cmake/join_page.cmake"
-    DEPENDS "${page}" ${parts} "${PROJECT_SOURCE_DIR}/cmake/join_page.cmake"
-    VERBATIM)
+  tidra_generate("${output}" join_page DEFINITIONS "-DINPUT=${page}" INPUTS "${page}" ${parts})
 endfunction()
