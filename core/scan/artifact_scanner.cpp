@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <list>
 #include <mutex>
 
 #include "core/base/text.h"
@@ -37,6 +38,7 @@ struct Artifact {
   std::optional<RuleMatch> match;  // absent for an interrupted removal
   Measurement measurement;
   std::atomic<bool> vanished{false};  // before it was opened
+  std::list<Artifact>::iterator self;
 };
 
 struct WalkContext {
@@ -127,7 +129,7 @@ class WalkVisitor {
   std::vector<WithheldFinding> takeWithheld() { return std::exchange(withheld_, {}); }
 
   /// Returns the findings since the last call, in order of discovery.
-  std::vector<FoundArtifact> takeFindings() {
+  std::deque<FoundArtifact> takeFindings() {
     const std::lock_guard lock(mutex_);
     return std::exchange(fresh_, {});
   }
@@ -273,6 +275,7 @@ class WalkVisitor {
   Artifact& addArtifact(std::string path, std::string groupRoot, std::optional<RuleMatch> match) {
     const std::lock_guard lock(mutex_);
     Artifact& artifact = artifacts_.emplace_back(filter_, match ? request_.rulesInside : nullptr);
+    artifact.self = std::prev(artifacts_.end());
     artifact.path = std::move(path);
     artifact.groupRoot = std::move(groupRoot);
     artifact.match = match;
@@ -285,8 +288,15 @@ class WalkVisitor {
     brokenReason_ = failure;
   }
 
+  /// With its last folder, an artefact becomes a finding and ends.
   void finishFolder(Artifact& artifact) {
-    if (!artifact.measurement.finishFolder() || artifact.vanished) return;
+    if (!artifact.measurement.finishFolder()) return;
+    if (!artifact.vanished) conclude(artifact);
+    const std::lock_guard lock(mutex_);
+    artifacts_.erase(artifact.self);
+  }
+
+  void conclude(Artifact& artifact) {
     if (artifact.measurement.hasFailed()) {
       ++unmeasuredArtifacts_;
       return;
@@ -330,9 +340,9 @@ class WalkVisitor {
   std::atomic<std::uint64_t> ofOtherEcosystems_{0};
   OffPackCounts offPacks_;
   std::atomic<bool> pathWanted_{true};
-  std::mutex mutex_;                // guards what follows while workers run
-  std::deque<Artifact> artifacts_;  // a deque never moves its elements; workers hold references
-  std::vector<FoundArtifact> fresh_;
+  std::mutex mutex_;               // guards what follows while workers run
+  std::list<Artifact> artifacts_;  // that are being measured; workers hold references
+  std::deque<FoundArtifact> fresh_;
   std::vector<std::string> unclaimedLeftovers_;
   std::uint64_t brokenFolders_ = 0;
   std::error_code brokenReason_;
@@ -350,9 +360,10 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
   const WalkFilter filter = makeWalkFilter(request);
   WalkVisitor visitor(request, filter);
   WalkProgress progress(request);
+  std::deque<FoundArtifact> findings;
   const auto report = [&] {
     progress.report(
-        visitor.takeFindings(), visitor.entriesVisited(), [&] { return visitor.currentFolder(); }, result.findings);
+        visitor.takeFindings(), visitor.entriesVisited(), [&] { return visitor.currentFolder(); }, findings);
   };
   {
     WalkVisitor::Traversal traversal(visitor, request.workers == 0 ? defaultScanWorkers() : request.workers);
@@ -360,6 +371,8 @@ FilesystemArtifactScanner::Result FilesystemArtifactScanner::scan(const Request&
     result.cancelled = !traversal.run(request.shouldCancel, report);
   }
   report();
+  result.findings.reserve(findings.size());
+  for (; !findings.empty(); findings.pop_front()) result.findings.push_back(std::move(findings.front()));
   std::sort(result.findings.begin(), result.findings.end(),
             [](const auto& a, const auto& b) { return pathPrecedes(a.finding.path, b.finding.path); });
   result.unclaimedLeftovers = visitor.takeUnclaimedLeftovers();

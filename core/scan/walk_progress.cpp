@@ -10,8 +10,8 @@ WalkProgress::WalkProgress(const FilesystemArtifactScanner::Request& request) : 
   tick_.currentPathDisplay = request.resolver.displayPath(request.root);
 }
 
-void WalkProgress::report(std::vector<FoundArtifact> fresh, std::uint64_t visited,
-                          const std::function<std::string()>& currentFolder, std::vector<FoundArtifact>& findings) {
+void WalkProgress::report(std::deque<FoundArtifact> fresh, std::uint64_t visited,
+                          const std::function<std::string()>& currentFolder, std::deque<FoundArtifact>& findings) {
   constexpr std::chrono::milliseconds longestSilence{120};
   if (request_.onProgress) {
     if (const auto folder = currentFolder(); !folder.empty()) {
@@ -19,8 +19,8 @@ void WalkProgress::report(std::vector<FoundArtifact> fresh, std::uint64_t visite
     }
     tickEvery64Entries(visited);
   }
-  for (FoundArtifact& found : fresh) {
-    const FoundArtifact& latest = findings.emplace_back(std::move(found));
+  for (; !fresh.empty(); fresh.pop_front()) {
+    const FoundArtifact& latest = findings.emplace_back(std::move(fresh.front()));
     roots_.insert(*latest.finding.groupRoot);
     ++tick_.artifactsFound;
     tick_.recoverableBytes = saturatedSum(tick_.recoverableBytes, latest.finding.sizeBytes);

@@ -3,10 +3,10 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "core/scan/artifact_scanner.h"
 
@@ -19,10 +19,10 @@ class WalkProgress {
   explicit WalkProgress(const FilesystemArtifactScanner::Request& request);
 
   /// Reports new findings and the entries visited so far. Appends to `findings`, which nothing else changes meanwhile:
-  /// the ticks point into it. `currentFolder` returns the folder being read, empty if unknown; called only for a
-  /// request with onProgress.
-  void report(std::vector<FoundArtifact> fresh, std::uint64_t visited,
-              const std::function<std::string()>& currentFolder, std::vector<FoundArtifact>& findings);
+  /// the ticks point into it, and a deque grows without a second copy. `currentFolder` returns the folder being read,
+  /// empty if unknown; called only for a request with onProgress.
+  void report(std::deque<FoundArtifact> fresh, std::uint64_t visited, const std::function<std::string()>& currentFolder,
+              std::deque<FoundArtifact>& findings);
 
  private:
   using Clock = std::chrono::steady_clock;

@@ -139,9 +139,16 @@ class ScanSession {
     unclaimedLeftovers_.insert(result.unclaimedLeftovers.begin(), result.unclaimedLeftovers.end());
     withhold(result.withheld);
     offPacks_.addProjects(result.projectsOfOffPacks);
-    for (FoundArtifact& found : result.findings) {
-      askActivity(found.finding);
-      outcome_.findings.push_back(std::move(found));
+    for (const FoundArtifact& found : result.findings) askActivity(found.finding);
+    append(std::move(result.findings));
+  }
+
+  void append(std::vector<FoundArtifact> found) {
+    auto& all = outcome_.findings;
+    if (all.empty()) {
+      all = std::move(found);
+    } else {
+      all.insert(all.end(), std::make_move_iterator(found.begin()), std::make_move_iterator(found.end()));
     }
   }
 
