@@ -51,9 +51,9 @@ ScanPicture pictureOf(const ScanReport& report, const ScanOutcome& outcome, cons
 }
 
 /// Stores the results for "--last". Best effort: a failure is a note, the scan has succeeded.
-void remember(const ScanReport& report, std::vector<FoundArtifact> findings, const TidraPathResolver& resolver) {
+void remember(const ScanReport& report, const std::vector<FoundArtifact>& findings, const TidraPathResolver& resolver) {
   try {
-    storeScan(report, std::move(findings), resolver);
+    storeScan(report, findings, resolver);
   } catch (const PreferencesError& error) {
     writeNote(escapedForTerminal(error.what()));
   }
@@ -133,7 +133,7 @@ int runScanCommand(const ScanOptions& options, const Program& program) {
     show(
         report, [&] { return pictureOf(report, outcome, request, removalGuard, view); }, options, view, program);
   }
-  if (!program.options.dryRun) remember(report, std::move(outcome.findings), request.resolver);
+  if (!program.options.dryRun) remember(report, outcome.findings, request.resolver);
   noteOutOfBounds(outcome, options);
   return InterruptGuard::requested() ? ExitStatus::interrupted : ExitStatus::done;
 }

@@ -1,14 +1,13 @@
 #include "app/state/stored_scan.h"
 
-#include <utility>
-
 #include "app/state/last_scan_store.h"
 #include "app/state/state_folders.h"
 #include "app/state/state_home.h"
 
 namespace tidra {
 
-void storeScan(const ScanReport& report, std::vector<FoundArtifact> findings, const TidraPathResolver& resolver) {
+void storeScan(const ScanReport& report, const std::vector<FoundArtifact>& findings,
+               const TidraPathResolver& resolver) {
   requireHomeForState(resolver);
   const auto preferences = openPreferences(resolver, [](const std::string&) {});
   LastScanStore store(*preferences, stateFolders(currentPlatform, resolver).applicationData);
@@ -17,8 +16,7 @@ void storeScan(const ScanReport& report, std::vector<FoundArtifact> findings, co
     const auto last = store.load();
     if (last && !last->partial) return;
   }
-  store.save(ScanResultsSummary::make(report), report.partial, ScanAggregate::of(std::move(findings)),
-             report.generatedAt);
+  store.save(ScanResultsSummary::make(report), report.partial, ScanAggregate::of(findings), report.generatedAt);
 }
 
 }  // namespace tidra

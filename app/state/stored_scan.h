@@ -11,6 +11,6 @@ namespace tidra {
 
 /// Stores the results of a scan for the user. Those of an interrupted one do not replace those of a complete one.
 /// `findings` are those of the report. Throws PreferencesError when nothing could be stored.
-void storeScan(const ScanReport& report, std::vector<FoundArtifact> findings, const TidraPathResolver& resolver);
+void storeScan(const ScanReport& report, const std::vector<FoundArtifact>& findings, const TidraPathResolver& resolver);
 
 }  // namespace tidra

@@ -6,6 +6,7 @@
 
 #include "app/state/stored_scan.h"
 #include "app/view/volume_figures.h"
+#include "core/platform/process_memory.h"
 
 namespace tidra {
 namespace {
@@ -52,6 +53,7 @@ void ScanJob::run() {
   } catch (const std::exception& error) {
     result->failure = error.what();
   }
+  releaseFreedMemory();
   mailbox_.post([&](News& news) { news.result = std::move(result); });
 }
 
@@ -63,18 +65,27 @@ ScanJob::Result ScanJob::scan() {
   result.scan = outcome;
   result.notes = outcome->notes;
   result.isUpperBound = isUpperBound(outcome->findings, request_.mounts);
-  const ScanReport report = makeReport(*outcome, request_.resolver);
-  const auto marked = marks(report, *outcome, guard);
+  std::vector<ItemMark> marked;
+  {
+    // The report is as large as the rows, which come after its end.
+    const ScanReport report = makeReport(*outcome, request_.resolver);
+    marked = marks(report, *outcome, guard);
+    store(report, result);
+  }
   RowMaker rows(request_.resolver, request_.thresholds, outcome->circumstances.generatedAt);
   result.rows.reserve(marked.size());
-  for (std::size_t i = 0; i < marked.size(); ++i) result.rows.push_back(rows.rowOf(outcome->findings[i], marked[i]));
-  if (!isStored_) return result;
+  for (std::size_t i = 0; i < marked.size(); ++i)
+    result.rows.push_back(rows.rowOf(outcome->findings[i], std::move(marked[i])));
+  return result;
+}
+
+void ScanJob::store(const ScanReport& report, Result& result) const {
+  if (!isStored_) return;
   try {
-    storeScan(report, outcome->findings, request_.resolver);
+    storeScan(report, result.scan->findings, request_.resolver);
   } catch (const PreferencesError& error) {
     result.notes.emplace_back(error.what());
   }
-  return result;
 }
 
 std::vector<ItemMark> ScanJob::marks(const ScanReport& report, const ScanOutcome& outcome, RemovalGuard& guard) const {

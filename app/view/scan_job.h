@@ -52,6 +52,7 @@ class ScanJob {
   void run();
   void listen();
   Result scan();
+  void store(const ScanReport& report, Result& result) const;
   std::vector<ItemMark> marks(const ScanReport& report, const ScanOutcome& outcome, RemovalGuard& guard) const;
 
   using Clock = std::chrono::steady_clock;

@@ -54,10 +54,10 @@ ScanAggregate::ScanAggregate(std::vector<ScanArtifactFinding> findings)
   for (ScanArtifactFinding& finding : findings) add(std::move(finding));
 }
 
-ScanAggregate ScanAggregate::of(std::vector<FoundArtifact> found) {
+ScanAggregate ScanAggregate::of(const std::vector<FoundArtifact>& found) {
   ScanAggregate aggregate;
   aggregate.sampleFindings = largest(pointersTo(found));
-  for (FoundArtifact& one : found) aggregate.add(std::move(one.finding));
+  for (const FoundArtifact& one : found) aggregate.add(one.finding);
   return aggregate;
 }
 

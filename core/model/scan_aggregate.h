@@ -28,7 +28,7 @@ struct ScanAggregate {
   /// Throws std::overflow_error when the sizes exceed 64 bits.
   explicit ScanAggregate(std::vector<ScanArtifactFinding> findings);
   /// As the constructor, of a scan's findings.
-  [[nodiscard]] static ScanAggregate of(std::vector<FoundArtifact> found);
+  [[nodiscard]] static ScanAggregate of(const std::vector<FoundArtifact>& found);
 
   /// Returns the union, this one's findings first. An empty aggregate is neutral.
   ScanAggregate merging(const ScanAggregate& other) const;

@@ -6,4 +6,7 @@ namespace tidra {
 // macOS lets a process limit only itself and does not enforce RLIMIT_DATA.
 void limitData(pid_t, std::uint64_t) {}
 
+// The allocator does so by itself when memory becomes short.
+void releaseFreedMemory() {}
+
 }  // namespace tidra
