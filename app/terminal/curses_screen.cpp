@@ -30,6 +30,9 @@ constexpr std::string_view pasteOn = "\x1b[?2004h";
 constexpr std::string_view pasteOff = "\x1b[?2004l";
 constexpr std::array inks{Ink::plain, Ink::faint, Ink::accent, Ink::good, Ink::attention, Ink::bad};
 
+/// Inks without a colour have a pair too, of the default colours: returning to pair 0 takes twice the bytes.
+short pairOf(Ink ink) { return static_cast<short>(static_cast<int>(ink) + 1); }
+
 /// The character and its combining marks, as many as a cell of curses holds.
 std::wstring wideText(std::string_view utf8) {
   std::wstring wide;
@@ -147,9 +150,11 @@ CursesScreen::CursesScreen(const Choices& choices) : state_(std::make_unique<Sta
   ::idlok(stdscr, TRUE);  // scrolls where that needs fewer bytes
   if (choices.colored && ::has_colors() && ::start_color() == OK && ::use_default_colors() == OK)
     state_->colors = COLORS;
-  for (std::size_t i = 0; i < inks.size(); ++i) {
-    const InkStyle style = styleOf(inks[i], state_->colors);
-    if (style.color) ::init_pair(static_cast<short>(i + 1), *style.color, -1);
+  if (state_->colors > 0) {
+    for (const Ink ink : inks) ::init_pair(pairOf(ink), styleOf(ink, state_->colors).color.value_or(-1), -1);
+    cchar_t blank{};
+    ::setcchar(&blank, L" ", A_NORMAL, pairOf(Ink::plain), nullptr);
+    ::wbkgrndset(stdscr, &blank);
   }
   state_->input = ::newpad(1, 1);
   ::keypad(state_->input, TRUE);
@@ -194,7 +199,7 @@ void CursesScreen::State::drawCell(std::size_t row, std::size_t column, const Ce
   if (style.bold || cell.look.bold) attributes |= A_BOLD;
   if (style.dim) attributes |= A_DIM;
   if (cell.look.reverse) attributes |= A_REVERSE;
-  const auto pair = static_cast<short>(style.color ? static_cast<int>(cell.look.ink) + 1 : 0);
+  const short pair = colors > 0 ? pairOf(cell.look.ink) : static_cast<short>(0);
   const auto place = [&](std::size_t at, const wchar_t* characters) {
     cchar_t made{};
     ::setcchar(&made, characters, attributes, pair, nullptr);

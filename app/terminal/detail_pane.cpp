@@ -5,6 +5,7 @@
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 #include "core/model/scan_vocabulary.h"
+#include "core/platform/path_text.h"
 
 namespace tidra {
 namespace {
@@ -65,7 +66,9 @@ std::size_t DetailPane::drawProject(Canvas& canvas, std::size_t row, const std::
 
 void DetailPane::drawItem(Canvas& canvas, const ResultRow& item, const UiState& state) const {
   std::size_t row = canvas.putParagraph(0, 0, placeText(item.path, state.home), {.bold = true});
-  row = canvas.putParagraph(row, 0, item.label.view(), {.ink = Ink::faint}) + 1;
+  if (item.label.view() != lastPathComponent(item.path))
+    row = canvas.putParagraph(row, 0, item.label.view(), {.ink = Ink::faint});
+  ++row;
   row = drawFact(canvas, row, "Frees", sizeText(item));
   const Ink tier = item.tier == ArtifactSafetyTier::safe      ? Ink::good
                    : item.tier == ArtifactSafetyTier::caution ? Ink::attention
@@ -77,7 +80,9 @@ void DetailPane::drawItem(Canvas& canvas, const ResultRow& item, const UiState& 
   row = drawFact(canvas, row, "After", item.hintSentence());
   row = drawFact(canvas, row, "Last used", lastActivityText(item, state.now));
   if (item.activity) row = drawFact(canvas, row, "Activity", rawValue(*item.activity));
-  row = drawFact(canvas, row, item.isInSystemGroup() ? "Category" : "Project", item.groupName.view());
+  // The path names the project that it lies in.
+  if (!isSameOrInside(item.path, item.group.view()))
+    row = drawFact(canvas, row, item.isInSystemGroup() ? "Category" : "Project", item.groupName.view());
   drawProject(canvas, row, item.group.string());
 }
 
