@@ -45,6 +45,7 @@ ScanOptions chosenFor(const UiOptions& options, bool everything, Program& progra
 std::function<ScanRequest(bool)> requestMaker(const UiOptions& options, Program& program) {
   auto first = std::make_shared<std::optional<ScanRequest>>(
       makeScanRequest(chosenFor(options, false, program), program.environment));
+  if (options.scan.last) first->reset();  // used later, if at all
   return [options, &program, first](bool everything) {
     if (!everything && *first) {
       ScanRequest request = std::move(**first);
@@ -88,8 +89,10 @@ UiEnvironment makeEnvironment(const UiOptions& options, UserState& state, const 
   environment.place = placeNames(options.scan, resolver);
   environment.isReadOnly = options.readOnly || program.options.dryRun;
   environment.isStored = !environment.isReadOnly;
-  environment.method = defaultMethod(settings);
-  environment.emptiesTrash = settings.app.emptyTrashAfterDeletion;
+  environment.usualRemoval = [&state] {
+    const UserSettings present = state.settings.loadAll();
+    return ReviewChoice{defaultMethod(present), present.app.emptyTrashAfterDeletion};
+  };
   environment.preferences = state.preferences.get();
   if (!options.scan.last) return environment;
   const LastScanPlace place = lastScanPlace(settings, resolver);
@@ -128,6 +131,9 @@ int runUi(const UiOptions& options, Program& program) {
   if (program.options.color == "never") terminal["NO_COLOR"] = "1";
   const UiEnd end =
       runTerminalUi(std::move(environment), {.mouse = !options.noMouse, .environment = std::move(terminal)});
+  if (end.signal != SIGHUP) {
+    for (const std::string& line : end.lastWords) writeOut(line + "\n");
+  }
   if (!end.signal) return ExitStatus::done;
   return *end.signal == SIGHUP ? ExitStatus::hungUp : ExitStatus::interrupted;
 }

@@ -10,6 +10,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cwchar>
@@ -24,6 +25,8 @@ namespace tidra {
 namespace {
 
 constexpr int escapeDelay = 25;  // milliseconds after ESC within which a sequence of a key goes on
+constexpr int mostRows = 500;    // more are not a size, but a mistake
+constexpr int mostColumns = 1000;
 constexpr int pasteBegins = KEY_MAX + 1;
 constexpr int pasteEnds = KEY_MAX + 2;
 constexpr std::string_view pasteOn = "\x1b[?2004h";
@@ -185,7 +188,7 @@ ScreenSize CursesScreen::size() const {
 void CursesScreen::adoptSize() {
   winsize size{};
   if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0)
-    ::resizeterm(size.ws_row, size.ws_col);
+    ::resizeterm(std::min<int>(size.ws_row, mostRows), std::min<int>(size.ws_col, mostColumns));
   state_->isWhole = true;
 }
 

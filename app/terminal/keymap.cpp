@@ -143,6 +143,11 @@ Command commandOf(const Key& key) {
   }
 }
 
+bool isYes(const Key& key) {
+  const bool isLetter = key.kind == Key::Kind::character && (key.character == U'y' || key.character == U'Y');
+  return isLetter && !key.isPasted && !key.isRepeated;
+}
+
 const KeyBinding& bindingOf(Command command) {
   const auto& bindings = keyBindings();
   const auto found =

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "app/terminal/plain_text.h"
+#include "app/terminal/results_filter_keys.h"
 #include "core/base/display_text.h"
 #include "core/base/text.h"
 #include "core/base/whole_number.h"
@@ -30,6 +31,7 @@ constexpr std::string_view helpText =
     "  kept, tier, ecosystem   switch these filters on, step by step\n"
     "  sort, reverse, group    change the order\n"
     "  exclude N          never find the folder of line N again\n"
+    "  copy N, open N     write the path of line N, or open it in a file manager\n"
     "  scan, everything   scan again\n"
     "  stores, exclusions, settings, summary   other lists\n"
     "  back, quit\n";
@@ -72,7 +74,7 @@ void PlainUi::waitForJobs() {
     controller_.takeNews();
     if (!wasInterrupted_ && console_.interrupted()) {
       wasInterrupted_ = true;
-      controller_.handle(Key::ctrl('c'));
+      if (!controller_.stopRemoval()) controller_.handle(Key::ctrl('c'));
     }
   }
   controller_.takeNews();
@@ -86,6 +88,8 @@ void PlainUi::showList() {
                      countText(state.list->all.items, "finding", "findings") + ". " +
                      std::to_string(state.list->marked.items) + " marked, frees " +
                      ByteFormatting::compact(state.list->marked.freeableBytes) + ".\n";
+  if (const std::string filter = filterText(state.query.filter); !filter.empty())
+    text += "Listed: " + escapedForTerminal(filter) + ".\n";
   if (!state.banner.empty()) text += escapedForTerminal(state.banner) + "\n";
   for (const std::string& line : numberedLines(state, first_, linesAtOnce)) text += line + "\n";
   if (first_ + linesAtOnce < total)
@@ -122,6 +126,13 @@ bool PlainUi::obeyNumbers(const std::vector<std::string_view>& words) {
   return !words.empty();
 }
 
+void PlainUi::showDetails() {
+  press(U'i');
+  waitForJobs();  // of git
+  for (const std::string& line : controller_.detailTexts()) console_.write(line + "\n");
+  press(U'i');
+}
+
 bool PlainUi::obeyWord(std::string_view word, std::string_view rest) {
   const bool hasLine = rangeOf(rest) && controller_.goToLine(rangeOf(rest)->first - 1);
   if (word == "more") {
@@ -131,10 +142,10 @@ bool PlainUi::obeyWord(std::string_view word, std::string_view rest) {
   } else if (word == "find" && controller_.isOnResults()) {
     press(U'/');
     typeText(rest);
-  } else if (word == "show" && hasLine) {
-    for (const std::string& line : controller_.detailTexts()) console_.write(line + "\n");
-  } else if (word == "exclude" && hasLine) {
-    press(U'x');
+  } else if (word == "show" && hasLine && controller_.isOnResults()) {
+    showDetails();
+  } else if ((word == "exclude" || word == "copy" || word == "open") && hasLine && controller_.isOnResults()) {
+    press(word == "exclude" ? U'x' : word == "copy" ? U'y' : U'o');
   } else if (word == "add" && controller_.isOnExclusions()) {
     press(U'a');
     typeText(rest);
@@ -172,6 +183,7 @@ void PlainUi::run() {
   controller_.start();
   while (!controller_.isDone()) {
     waitForJobs();
+    for (const std::string& line : controller_.lastWords()) console_.write(line + "\n");
     if (controller_.isDone()) return;
     showScreen();
     console_.write("Word, number or help: ");

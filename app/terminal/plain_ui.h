@@ -30,6 +30,7 @@ class PlainUi {
   void waitForJobs();
   void showScreen();
   void showList();
+  void showDetails();
   void obey(const std::string& line);
   bool obeyNumbers(const std::vector<std::string_view>& words);
   bool obeyWord(std::string_view word, std::string_view rest);

@@ -4,6 +4,7 @@
 #include <set>
 #include <utility>
 
+#include "app/view/exclusions_view.h"
 #include "core/model/stable_id.h"
 
 namespace tidra {
@@ -36,14 +37,25 @@ CleanupOrder RemovalFlow::orderOf(std::shared_ptr<const ScanOutcome> scan, const
   return environment_.last->planOf(paths, choice_.method);
 }
 
+/// What was excluded since the scan stays, marked or not. Returns whether there was any.
+bool RemovalFlow::dropExcluded(std::set<std::string>& paths) const {
+  if (environment_.preferences == nullptr) return false;
+  ExclusionsStore store(*environment_.preferences);
+  return ExclusionsView(store, environment_.resolver).eraseExcluded(paths);
+}
+
 bool RemovalFlow::beginReview(UiState& state, const ScanRequest& request, std::shared_ptr<const ScanOutcome> scan) {
-  const std::set<std::string> paths = pathsOf(chosenRows(state));
+  std::set<std::string> paths = pathsOf(chosenRows(state));
+  if (dropExcluded(paths) && paths.empty()) {
+    state.notice = "It is excluded now, and stays; 3 shows the exclusions";
+    return false;
+  }
   if (paths.empty()) {
     state.notice = "There is nothing here that a whole scan has found; r scans again";
     return false;
   }
   // Deleting for good, chosen for one review, is not what the next one begins with.
-  choice_ = {environment_.method, environment_.emptiesTrash};
+  choice_ = usual_;
   request_ = request;
   looked_.reset();
   screen_.begin(paths.size(), choice_);
@@ -82,23 +94,27 @@ void RemovalFlow::start(UiState& state) {
   for (const CleanupCandidate& candidate : Review::goingOf(looked_->candidates, choice_)) {
     if (screen_.includes(removerOf(candidate.item.path))) paths.insert(candidate.item.path);
   }
-  for (const std::string& path : paths) state.selection.unmark(StableID::number(path));
-  ChosenFindings order{looked_->scan, std::move(paths)};
+  const ChosenFindings order{looked_->scan, std::move(paths)};
   const auto looked = std::exchange(looked_, nullptr);
-  state.refresh();
-  const bool isSame = choice_.method == runningMethod_ && choice_.emptiesTrash == runningEmpties_;
-  if (job_ && isSame && job_->add(order)) return;
-  if (job_) {
+  if (!begin(order, *looked)) {
     state.notice = "Another removal is still running; review it again when that is done";
     return;
   }
+  for (const std::string& path : order.paths) state.selection.unmark(StableID::number(path));
+  if (state.removal.empty()) state.removal = "removing…";
+  state.refresh();
+}
+
+bool RemovalFlow::begin(const ChosenFindings& order, const ReviewJob::Result& looked) {
+  const bool isSame = choice_.method == runningMethod_ && choice_.emptiesTrash == runningEmpties_;
+  if (job_) return isSame && job_->add(order);
   runningMethod_ = choice_.method;
   runningEmpties_ = choice_.emptiesTrash;
-  state.removal = "removing…";
-  job_ = std::make_unique<CleanupJob>(
-      CleanupJob::Setting{
-          .request = *request_, .method = choice_.method, .emptying = looked->emptying, .clock = environment_.clock},
-      std::move(order), wake_);
+  CleanupJob::Setting setting{.request = *request_, .method = choice_.method, .clock = environment_.clock};
+  // Read before another method was chosen.
+  if (choice_.emptiesTrash) setting.emptying = looked.emptying;
+  job_ = std::make_unique<CleanupJob>(std::move(setting), order, wake_);
+  return true;
 }
 
 void RemovalFlow::cancel() {
@@ -131,6 +147,8 @@ void RemovalFlow::finish(const CleanupResult& result, UiState& state, SummaryScr
   RemovalSummary made = RemovalSummary::of(result);
   const auto sentences = made.sentences();
   state.notice = sentences.empty() ? "" : sentences.front();
+  if (!made.failures.empty())
+    state.notice = countText(made.failures.size(), "item stays", "items stay") + ", 5 says why. " + state.notice;
   if (!result.failure.empty()) state.notice = result.failure;
   std::vector<std::string> notes;
   try {

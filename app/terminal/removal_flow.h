@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "app/terminal/review_screen.h"
@@ -18,11 +19,16 @@ namespace tidra {
 class RemovalFlow {
  public:
   RemovalFlow(const UiEnvironment& environment, std::function<void()> wake)
-      : environment_(environment), wake_(std::move(wake)), choice_{environment.method, environment.emptiesTrash} {}
+      : environment_(environment), wake_(std::move(wake)) {}
+
+  /// Settings take effect on the next scan: this is one, or an earlier one is shown.
+  void adoptSettings() {
+    if (environment_.usualRemoval) usual_ = environment_.usualRemoval();
+  }
 
   /// Begins to look at what is marked, or else at what is under the cursor. `scan` is the outcome that the rows are of;
   /// null for an earlier scan, whose items are looked for again. Returns whether there is something to look at; if not,
-  /// the notice says why.
+  /// the notice says why. What is excluded by now is left out. May throw PreferencesError.
   bool beginReview(UiState& state, const ScanRequest& request, std::shared_ptr<const ScanOutcome> scan);
   void cancelReview();
   /// Makes the review anew after another choice.
@@ -42,6 +48,9 @@ class RemovalFlow {
 
  private:
   CleanupOrder orderOf(std::shared_ptr<const ScanOutcome> scan, const std::set<std::string>& paths) const;
+  bool dropExcluded(std::set<std::string>& paths) const;
+  /// Returns whether the items go; false while another removal runs that they cannot join.
+  bool begin(const ChosenFindings& order, const ReviewJob::Result& looked);
   bool drainReview();
   void showReview();
   void drop(const std::vector<CleanedItem>& items, UiState& state);
@@ -50,6 +59,7 @@ class RemovalFlow {
   const UiEnvironment& environment_;
   std::function<void()> wake_;
   ReviewScreen screen_;
+  ReviewChoice usual_;  // that each review begins with
   ReviewChoice choice_;
   std::optional<ScanRequest> request_;
   std::unique_ptr<ReviewJob> looking_;

@@ -129,6 +129,11 @@ bool changeQuery(Command command, UiState& state) {
 
 std::string pathUnderCursor(const UiState& state) {
   if (const ResultRow* row = state.cursor.row()) return row->path;
+  return projectUnderCursor(state);
+}
+
+std::string projectUnderCursor(const UiState& state) {
+  if (const ResultRow* row = state.cursor.row()) return row->isDatedByProject() ? row->group.string() : "";
   const ResultsLine* line = state.cursor.at();
   const bool isProject = line != nullptr && state.query.grouping == ResultsGrouping::project;
   if (!isProject || state.list->groups[line->group].key.view().substr(0, 1) != "/") return "";
@@ -205,9 +210,12 @@ UiAction ResultsScreen::open(UiState& state) {
     }
     return {};
   }
-  showsDetail_ = true;
-  const ResultRow* row = state.cursor.row();
-  const std::string project = row->isDatedByProject() ? row->group.string() : "";
+  return showDetail(state);
+}
+
+UiAction ResultsScreen::showDetail(const UiState& state) {
+  showsDetail_ = state.cursor.at() != nullptr;
+  const std::string project = projectUnderCursor(state);
   return project.empty() || detail_.knows(project) ? UiAction{} : UiAction{UiAction::Kind::readProject, project};
 }
 
@@ -243,7 +251,7 @@ UiAction ResultsScreen::typed(const Key& key, UiState& state) {
   if (result == LinePrompt::Result::changed) state.query.filter.text = filter_->text();
   if (result == LinePrompt::Result::cancelled) state.query.filter.text.clear();
   if (result == LinePrompt::Result::accepted || result == LinePrompt::Result::cancelled) filter_.reset();
-  state.refresh();
+  if (!key.isPasted) state.refresh();  // once, behind a long text
   return {};
 }
 
@@ -297,9 +305,7 @@ UiAction ResultsScreen::handle(const Key& key, UiState& state) {
     case Command::back:
       return back(state);
     case Command::details:
-      if (std::exchange(showsDetail_, false)) return {};
-      showsDetail_ = state.cursor.at() != nullptr;
-      return {};
+      return std::exchange(showsDetail_, false) ? UiAction{} : showDetail(state);
     case Command::filterText:
       filter_.emplace("Filter:", state.query.filter.text);
       return {};

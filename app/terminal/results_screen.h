@@ -30,6 +30,7 @@ class ResultsScreen {
   UiAction move(Command command, UiState& state);
   UiAction click(const Key& key, UiState& state);
   UiAction open(UiState& state);
+  UiAction showDetail(const UiState& state);
   UiAction back(UiState& state);
   UiAction escape(UiState& state);
   UiAction typed(const Key& key, UiState& state);
@@ -44,5 +45,7 @@ class ResultsScreen {
 
 /// The path under the cursor: of a finding, or of the project of its group; empty for other groups.
 std::string pathUnderCursor(const UiState& state);
+/// The project folder of the line under the cursor; empty for lines outside projects.
+std::string projectUnderCursor(const UiState& state);
 
 }  // namespace tidra

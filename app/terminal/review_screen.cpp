@@ -233,7 +233,7 @@ ReviewScreen::Answer ReviewScreen::handle(const Key& key, UiState& state) {
     typing_.emplace("Type \"" + review_->typedAnswer + "\":", "r");
     return {};
   }
-  if (asks && (key.character == U'y' || key.character == U'Y')) return answer(true);
+  if (asks && isYes(key)) return answer(true);
   if (asks && (key.character == U'n' || key.character == U'N')) return answer(false);
   return {};
 }

@@ -24,6 +24,8 @@ class ReviewScreen {
   void draw(Canvas canvas, const UiState& state);
 
   std::vector<std::string> texts() const;
+  /// What the last line says; empty while nothing is known.
+  std::string question() const;
   bool isTyping() const { return typing_.has_value(); }
 
   /// What the screen wants besides its actions.
@@ -43,7 +45,6 @@ class ReviewScreen {
   void addItems(std::vector<ScreenLine>& lines, const std::vector<ReviewItem>& items, std::string_view word, Look look,
                 std::size_t columns) const;
   void addRefused(std::vector<ScreenLine>& lines, std::size_t columns) const;
-  std::string question() const;
   Answer typed(const Key& key, UiState& state);
   Answer answer(bool agrees);
   Answer switchMethod(UiState& state);

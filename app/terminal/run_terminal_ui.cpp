@@ -53,17 +53,27 @@ class UiLoop {
     while (!controller_.isDone()) {
       const TerminalSession::Events events = session_.wait(wake_.descriptor(), timeToNews());
       if (events.lost) return {SIGHUP};
-      if (events.endedBy) return {events.endedBy};
+      if (events.endedBy) return endedBy(*events.endedBy);
       if (events.woken) {
         wake_.clear();
         hasNews_ = true;
       }
       handle(events);
     }
-    return {};
+    return {.signal = {}, .lastWords = controller_.lastWords()};
   }
 
  private:
+  UiEnd endedBy(int signal) {
+    while (controller_.stopRemoval()) {
+      if (controller_.takeNews()) continue;
+      const TerminalSession::Events events = session_.wait(wake_.descriptor(), std::nullopt);
+      if (events.lost) return {SIGHUP};
+      if (events.woken) wake_.clear();
+    }
+    return {.signal = signal, .lastWords = controller_.lastWords()};
+  }
+
   std::optional<std::chrono::milliseconds> timeToNews() const {
     if (!hasNews_) return std::nullopt;
     return std::chrono::ceil<std::chrono::milliseconds>(pace_.timeLeft());

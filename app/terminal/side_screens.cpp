@@ -10,13 +10,17 @@ namespace tidra {
 
 bool SideScreens::open(Screen screen, UiState& state) {
   if (screen == Screen::stores) {
-    stores_.begin();
-    carryOut({});
+    if (!stores_.isActing()) {
+      stores_.begin();
+      carryOut({});
+    }
     return true;
   }
   if (screen == Screen::undo) {
-    undo_.begin();
-    undo({});
+    if (!undo_.isActing()) {
+      undo_.begin();
+      undo({});
+    }
     return true;
   }
   return screen == Screen::exclusions ? openExclusions(state) : openSettings(state);
@@ -88,6 +92,11 @@ std::vector<std::string> SideScreens::texts(Screen screen, const UiState& state)
   if (screen == Screen::stores) return stores_.texts(state);
   if (screen == Screen::undo) return undo_.texts(state);
   return screen == Screen::exclusions ? exclusions_.texts(*exclusionsView_) : settings_.texts(*draft_);
+}
+
+std::string SideScreens::question(Screen screen) const {
+  if (screen == Screen::stores) return stores_.question();
+  return screen == Screen::undo ? undo_.question() : "";
 }
 
 bool SideScreens::goToLine(Screen screen, std::size_t line) {

@@ -28,7 +28,11 @@ class SideScreens {
   UiAction handle(Screen screen, const Key& key, UiState& state);
   bool drain();
   bool isBusy() const { return job_ != nullptr || undoJob_ != nullptr; }
+  /// Whether entries are being brought back or deleted.
+  bool isActing() const { return stores_.isActing() || undo_.isActing(); }
   std::vector<std::string> texts(Screen screen, const UiState& state) const;
+  /// That the screen asks; empty when there is none.
+  std::string question(Screen screen) const;
   bool goToLine(Screen screen, std::size_t line);
   bool isTyping() const { return exclusions_.isTyping() || settings_.isTyping(); }
 

@@ -75,6 +75,7 @@ std::vector<StoredThing> StoresScreen::chosen() const {
 }
 
 std::string StoresScreen::question() const {
+  if (!asksToPurge_) return "";
   const auto things = chosen();
   return "Delete " + countText(things.size(), "entry", "entries") + " (" +
          ByteFormatting::readable(freeableBytes(things)) + ") for good? [y/N]";
@@ -136,9 +137,7 @@ StoresScreen::Answer StoresScreen::handle(const Key& key, UiState& state) {
   if (asksToPurge_) {
     if (command == Command::suspend) return {.action = {UiAction::Kind::suspend}};
     asksToPurge_ = false;
-    const bool isYes =
-        key.kind == Key::Kind::character && !key.isPasted && (key.character == U'y' || key.character == U'Y');
-    if (!isYes) return {};
+    if (!isYes(key)) return {};
     return begin(StoresOrder::Act::purge, "Deleting…");
   }
   cursor_.move(command);

@@ -20,10 +20,15 @@ class StoresScreen {
   void begin();
   void show(const StoresJob::Result& result);
 
+  /// Whether entries are being brought back or deleted.
+  bool isActing() const { return isWorking_ && act_ != StoresOrder::Act::list; }
+
   void draw(Canvas canvas, const UiState& state);
 
   /// Entries with numbers, what was done, the question.
   std::vector<std::string> texts(const UiState& state) const;
+  /// Empty when none is asked.
+  std::string question() const;
   bool goToLine(std::size_t line) { return cursor_.moveTo(line); }
 
   struct Answer {
@@ -34,7 +39,6 @@ class StoresScreen {
 
  private:
   std::vector<StoredThing> chosen() const;
-  std::string question() const;
   void mark();
   Answer begin(StoresOrder::Act act, std::string_view news);
 

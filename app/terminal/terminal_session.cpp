@@ -16,6 +16,7 @@
 #include "app/terminal/emergency_exit.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "core/platform/process_runner.h"
 #include "core/platform/wake_pipe.h"
 
 namespace tidra {
@@ -40,8 +41,18 @@ void wakeLoop() {
 void onEndingSignal(int signal) {
   int none = 0;
   if (endedBy.compare_exchange_strong(none, signal) || signal == SIGHUP) return wakeLoop();
+  ProcessRunner::endRunning();
   EmergencyExit::restoreTerminal();
   ::_exit(128 + signal);
+}
+
+/// Those that the program does not survive.
+constexpr std::array fatalSignals{SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGXCPU, SIGXFSZ};
+
+void onFatalSignal(int signal) {
+  EmergencyExit::restoreTerminal();
+  ::signal(signal, SIG_DFL);
+  ::raise(signal);
 }
 
 void onScreenSignal(int signal) {
@@ -58,8 +69,9 @@ class TerminalSignalHandlers {
  public:
   TerminalSignalHandlers() {
     endedBy = 0;
-    for (const int signal : endingSignals) install(signal, &onEndingSignal, true);
-    for (const int signal : {SIGTSTP, SIGWINCH, SIGCONT}) install(signal, &onScreenSignal, false);
+    for (const int signal : endingSignals) install(signal, &onEndingSignal, Unless::ignored);
+    for (const int signal : fatalSignals) install(signal, &onFatalSignal, Unless::taken);
+    for (const int signal : {SIGTSTP, SIGWINCH, SIGCONT}) install(signal, &onScreenSignal, Unless::never);
   }
   ~TerminalSignalHandlers() {
     for (const auto& [signal, action] : former_) ::sigaction(signal, &action, nullptr);
@@ -68,14 +80,17 @@ class TerminalSignalHandlers {
   TerminalSignalHandlers& operator=(const TerminalSignalHandlers&) = delete;
 
  private:
-  void install(int signal, void (*handler)(int), bool unlessIgnored) {
+  enum class Unless { never, ignored, taken };  // what of the former action keeps it: nohup, a sanitizer
+
+  void install(int signal, void (*handler)(int), Unless unless) {
     struct sigaction action {};
     struct sigaction former {};
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
     sigemptyset(&action.sa_mask);
     ::sigaction(signal, nullptr, &former);
-    if (unlessIgnored && former.sa_handler == SIG_IGN) return;  // nohup
+    if (unless == Unless::ignored && former.sa_handler == SIG_IGN) return;
+    if (unless == Unless::taken && former.sa_handler != SIG_DFL) return;
     ::sigaction(signal, &action, nullptr);
     former_.emplace_back(signal, former);
   }
@@ -117,6 +132,23 @@ CursesScreen::Choices screenChoices(const TerminalSession::Choices& choices) {
 
 }  // namespace
 
+/// Which keys are repetitions of one that is held down. Terminals do not say so; hands are slower.
+class HeldKeys {
+ public:
+  void note(Key& key) {
+    constexpr std::chrono::milliseconds longestPause{700};  // the first repetition comes later than the others
+    const auto now = std::chrono::steady_clock::now();
+    const bool isSame = key.kind == last_.kind && key.character == last_.character;
+    key.isRepeated = isSame && now - lastAt_ < longestPause;
+    last_ = key;
+    lastAt_ = now;
+  }
+
+ private:
+  Key last_;
+  std::chrono::steady_clock::time_point lastAt_{};
+};
+
 struct TerminalSession::State {
   explicit State(const Choices& choices) : screen(screenChoices(choices)), emergency(screen.leavingBytes()) {
     signalPipe = &pipe;
@@ -131,6 +163,7 @@ struct TerminalSession::State {
   SavedTerminal saved;
   CursesScreen screen;
   EmergencyExit emergency;
+  HeldKeys held;
 };
 
 TerminalSession::TerminalSession(const Choices& choices) : state_(std::make_unique<State>(choices)) {}
@@ -165,7 +198,10 @@ TerminalSession::Events TerminalSession::wait(int wakeDescriptor, std::optional<
   events.lost = (watched[0].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
   events.woken = watched[2].revents != 0;
   if ((watched[0].revents & POLLIN) != 0) {
-    while (const auto key = state_->screen.readKey()) events.keys.push_back(*key);
+    while (auto key = state_->screen.readKey()) {
+      state_->held.note(*key);
+      events.keys.push_back(*key);
+    }
   }
   return events;
 }

@@ -1,5 +1,6 @@
 #include "app/terminal/ui_controller.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "app/terminal/folder_opener.h"
@@ -25,12 +26,13 @@ UiController::UiController(UiEnvironment environment, UiHost host)
 }
 
 void UiController::start() {
+  if (environment_.last) showLast();
+  if (!environment_.last) startScan(false);
   readVolume();
-  if (environment_.last) return showLast();
-  startScan(false);
 }
 
 void UiController::showLast() {
+  removal_.adoptSettings();
   LastScanView& last = *environment_.last;
   state_.view.replaceAll(last.rows);
   if (!last.report.scanRoot.empty()) state_.place = placeText(last.report.scanRoot, state_.home);
@@ -47,6 +49,7 @@ void UiController::startScan(bool everything) {
   try {
     ScanRequest request = environment_.newRequest(everything);
     environment_.last.reset();
+    removal_.adoptSettings();
     scan_.start(std::move(request), environment_.isStored, state_);
     state_.place = everything ? "everything" : environment_.place;
   } catch (const InputError& error) {
@@ -70,7 +73,7 @@ bool UiController::takeNews() {
   const bool isRemoved = wasRemoving && !removal_.isRemoving();
   if (isRemoved) {
     readVolume();
-    if (asksToQuit_) isDone_ = true;
+    if (asksToQuit_) isDone_ = hasLeftRemoval_ = true;
   }
   const auto project = project_ ? project_->drain() : nullptr;
   if (project) {
@@ -78,11 +81,24 @@ bool UiController::takeNews() {
     project_.reset();
   }
   const bool hasSideNews = side_.drain();
+  forgetOldQuestion();
   return hasScanNews || hasRemovalNews || hasSideNews || project;
+}
+
+bool UiController::stopRemoval() {
+  removal_.cancel();
+  if (removal_.isRemoving()) asksToQuit_ = true;
+  return removal_.isRemoving();
+}
+
+std::vector<std::string> UiController::lastWords() const {
+  return hasLeftRemoval_ ? summary_.texts(state_) : std::vector<std::string>();
 }
 
 void UiController::draw(Frame& frame, const ScreenGlyphs& glyphs) {
   Canvas canvas(frame, glyphs);
+  const bool isReadable = ScreenLayout::of({canvas.columns(), canvas.rows()}).has_value();
+  shownQuestion_ = isReadable ? question() : "";
   switch (screen_) {
     case Screen::results:
       return results_.draw(canvas, state_);
@@ -112,7 +128,17 @@ std::optional<SideScreens::Screen> UiController::side() const {
   }
 }
 
-std::vector<std::string> UiController::texts() const {
+std::string UiController::question() const {
+  if (const auto beside = side()) return side_.question(*beside);
+  return screen_ == Screen::review ? removal_.screen().question() : "";
+}
+
+void UiController::forgetOldQuestion() {
+  if (question() != shownQuestion_) shownQuestion_.clear();
+}
+
+std::vector<std::string> UiController::texts() {
+  shownQuestion_ = question();
   if (const auto beside = side()) return side_.texts(*beside, state_);
   if (screen_ == Screen::review) return removal_.screen().texts();
   return screen_ == Screen::summary ? summary_.texts(state_) : std::vector<std::string>();
@@ -162,13 +188,20 @@ UiAction UiController::handleOnScreen(const Key& key) {
 }
 
 void UiController::handle(const Key& key) {
+  if (isYes(key) && !isTyping() && question() != shownQuestion_) return;
+  if (asksToQuit_ && key.isRepeated) return;
   const UiAction action = handleOnScreen(key);
   if (action.kind != UiAction::Kind::quit && action.kind != UiAction::Kind::interrupt) asksToQuit_ = false;
   perform(action);
+  forgetOldQuestion();
 }
 
 void UiController::review() {
   if (state_.isReadOnly) return;
+  if (side_.isActing()) {
+    state_.notice = "Entries are being brought back or deleted; review when that is done";
+    return;
+  }
   if (!environment_.last && scan_.outcome() == nullptr) {
     state_.notice = "The scan is still running; what it finds can be reviewed when it is done";
     return;
@@ -176,7 +209,7 @@ void UiController::review() {
   try {
     const ScanRequest request = scan_.request() ? *scan_.request() : environment_.newRequest(false);
     if (removal_.beginReview(state_, request, scan_.outcome())) screen_ = Screen::review;
-  } catch (const InputError& error) {
+  } catch (const std::runtime_error& error) {
     state_.notice = error.what();
   }
 }
@@ -187,13 +220,16 @@ void UiController::interrupt() {
 }
 
 void UiController::quit() {
-  if (!removal_.isRemoving()) {
+  if (asksToQuit_ && removal_.isRemoving()) return removal_.cancel();
+  if (asksToQuit_ || !(removal_.isRemoving() || side_.isActing())) {
     isDone_ = true;
     return;
   }
-  if (asksToQuit_) return removal_.cancel();
   asksToQuit_ = true;
-  state_.notice = "A removal is running: q again stops it and quits, any other key goes on";
+  state_.notice =
+      removal_.isRemoving()
+          ? "A removal is running: q again stops it and quits, any other key goes on"
+          : "Entries are being brought back or deleted: q again stops that and quits, any other key goes on";
 }
 
 void UiController::performOnPath(const UiAction& action) {

@@ -29,6 +29,10 @@ class UiController {
   bool takeNews();
   void draw(Frame& frame, const ScreenGlyphs& glyphs);
   bool isDone() const { return isDone_; }
+  /// Stops a removal after what is begun. Returns whether there is one to wait for: its news say when it has ended.
+  bool stopRemoval();
+  /// What became of a removal that went on when the user left, as lines; empty without one.
+  std::vector<std::string> lastWords() const;
 
   const UiState& state() const { return state_; }
   /// Whether news are still to come.
@@ -38,7 +42,7 @@ class UiController {
 
   // For a face of lines.
   /// What the present screen says, besides the list of results.
-  std::vector<std::string> texts() const;
+  std::vector<std::string> texts();
   std::vector<std::string> detailTexts() const { return results_.detailTexts(state_); }
   /// Puts the cursor of the present screen on a line. Returns whether there is such a line.
   bool goToLine(std::size_t line);
@@ -54,6 +58,9 @@ class UiController {
 
   /// The present screen among those beside the results; absent for others.
   std::optional<SideScreens::Screen> side() const;
+  /// What the present screen asks; empty when that is nothing.
+  std::string question() const;
+  void forgetOldQuestion();
   UiAction handleOnScreen(const Key& key);
   UiAction handleReview(const Key& key);
   void perform(const UiAction& action);
@@ -80,7 +87,9 @@ class UiController {
   SideScreens side_;
   std::unique_ptr<ProjectJob> project_;
   Screen screen_ = Screen::results;
-  bool asksToQuit_ = false;  // a removal is running
+  std::string shownQuestion_;  // a yes to any other is none: nobody has read it
+  bool asksToQuit_ = false;    // a removal is running
+  bool hasLeftRemoval_ = false;
   bool isDone_ = false;
 };
 

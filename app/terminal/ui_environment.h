@@ -7,8 +7,8 @@
 
 #include "app/state/preferences_store.h"
 #include "app/view/last_scan_view.h"
+#include "app/view/review.h"
 #include "core/base/time_point.h"
-#include "core/model/disposal.h"
 #include "core/session/scan_session.h"
 
 namespace tidra {
@@ -27,8 +27,8 @@ struct UiEnvironment {
   /// Stores the earlier scan again without what was removed; may throw PreferencesError. Absent without one.
   std::function<void(const std::vector<DisposalReceipt>&)> removedFromLast;
   std::optional<LastScanView> last;  // shown instead of a scan
-  DisposalMethod method = DisposalMethod::trash;
-  bool emptiesTrash = false;                // after a removal
+  /// What reviews begin with, by the settings of now: read for each scan. Absent: the trash.
+  std::function<ReviewChoice()> usualRemoval;
   PreferencesStore* preferences = nullptr;  // outlives the screens; null: exclusions and settings are not offered
 };
 

@@ -64,6 +64,7 @@ std::vector<ScreenLine> UndoScreen::lines(std::size_t columns, const UiState& st
 }
 
 std::string UndoScreen::question() const {
+  if (!asks()) return "";
   return "Bring back " + countText(countOfReturning(), "item", "items") + "? [y/N]";
 }
 
@@ -88,9 +89,7 @@ UndoScreen::Answer UndoScreen::handle(const Key& key) {
   if (scroll_.handle(command)) return {};
   if (command == Command::suspend) return {.action = {UiAction::Kind::suspend}};
   if (command == Command::redraw) return {.action = {UiAction::Kind::redraw}};
-  const bool isYes =
-      key.kind == Key::Kind::character && !key.isPasted && (key.character == U'y' || key.character == U'Y');
-  if (isYes && asks()) {
+  if (isYes(key) && asks()) {
     isWorking_ = true;
     return {.id = news_->run->id};
   }
@@ -98,7 +97,7 @@ UndoScreen::Answer UndoScreen::handle(const Key& key) {
   const bool leaves = command == Command::escape || command == Command::quit || command == Command::back ||
                       command == Command::results || command == Command::interrupt || key.kind == Key::Kind::enter ||
                       isNo;
-  return {.action = {leaves && !isWorking_ ? UiAction::Kind::results : UiAction::Kind::none}};
+  return {.action = {leaves ? UiAction::Kind::results : UiAction::Kind::none}};
 }
 
 }  // namespace tidra

@@ -19,9 +19,14 @@ class UndoScreen {
   void begin() { *this = {}; }
   void show(std::shared_ptr<const UndoJob::News> news);
 
+  /// Whether items are being brought back.
+  bool isActing() const { return isWorking_; }
+
   void draw(Canvas canvas, const UiState& state);
 
   std::vector<std::string> texts(const UiState& state) const;
+  /// Empty when none is asked.
+  std::string question() const;
 
   struct Answer {
     UiAction action = {};
@@ -32,7 +37,6 @@ class UndoScreen {
  private:
   std::vector<ScreenLine> lines(std::size_t columns, const UiState& state) const;
   std::size_t countOfReturning() const;
-  std::string question() const;
   bool asks() const { return news_ != nullptr && !news_->result && !isWorking_ && countOfReturning() > 0; }
 
   std::shared_ptr<const UndoJob::News> news_;  // null until it is known

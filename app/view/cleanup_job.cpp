@@ -163,8 +163,9 @@ void CleanupJob::remove(const std::vector<CleanupCandidate>& candidates) {
 
 void CleanupJob::emptyTrash() {
   const auto& receipts = result_.outcome.disposal.receipts;
-  const bool isUsed = std::any_of(receipts.begin(), receipts.end(),
-                                  [](const DisposalReceipt& receipt) { return receipt.destination.has_value(); });
+  const bool isUsed = std::any_of(receipts.begin(), receipts.end(), [](const DisposalReceipt& receipt) {
+    return receipt.method == DisposalMethod::trash && receipt.destination;
+  });
   if (!setting_.emptying || !isUsed || result_.outcome.cancelled) return;
   HistoryRecorder ofOthers(RemovalCommand::emptyTrash, DisposalMethod::delete_, setting_.request.resolver,
                            setting_.clock());

@@ -9,6 +9,25 @@
 #include "core/platform/path_text.h"
 
 namespace tidra {
+namespace {
+
+class LeftOut {
+ public:
+  LeftOut(const std::vector<ExclusionEntry>& entries, const TidraPathResolver& resolver)
+      : filter_(withLinksResolved(makeExclusionFilter(entries, resolver))) {}
+
+  bool operator()(const std::string& path) const {
+    if (isToolBackedTarget(path)) return false;
+    return filter_.isExcluded(path) ||
+           std::any_of(filter_.pathPrefixes.begin(), filter_.pathPrefixes.end(),
+                       [&](const std::string& place) { return isSameOrInside(place, path); });
+  }
+
+ private:
+  TidraScanExclusionFilter filter_;
+};
+
+}  // namespace
 
 ExclusionsView::Added ExclusionsView::add(TypedExclusion typed, TimePoint now) {
   Added added;
@@ -42,17 +61,18 @@ ExclusionsView::Effect ExclusionsView::effectOf(const std::string& text, const R
   Effect effect;
   if (given.empty()) return effect;
   const auto typed = TypedExclusion::read(given, resolver_, std::nullopt);
-  const auto filter =
-      withLinksResolved(makeExclusionFilter({{.id = {}, .pathDisplay = typed.text, .kind = typed.kind}}, resolver_));
+  const LeftOut isLeftOut({{.id = {}, .pathDisplay = typed.text, .kind = typed.kind}}, resolver_);
   for (std::size_t i = 0; i < results.size(); ++i) {
     const ResultRow& row = results.row(i);
-    const bool holdsPlace = std::any_of(filter.pathPrefixes.begin(), filter.pathPrefixes.end(),
-                                        [&](const std::string& place) { return isSameOrInside(place, row.path); });
-    if (row.isTool() || (!holdsPlace && !filter.isExcluded(row.path))) continue;
+    if (!isLeftOut(row.path)) continue;
     ++effect.rows;
     effect.freeableBytes = saturatedSum(effect.freeableBytes, row.freeableBytes);
   }
   return effect;
+}
+
+bool ExclusionsView::eraseExcluded(std::set<std::string>& paths) const {
+  return std::erase_if(paths, LeftOut(entries_, resolver_)) > 0;
 }
 
 }  // namespace tidra

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,9 @@ class ExclusionsView {
   /// Counts rows that the text excludes, and those that hold a place which it names. Rows with a match of a pattern
   /// somewhere in them stay too, but only a scan finds these. Reads the disk.
   Effect effectOf(const std::string& text, const ResultsView& results) const;
+  /// Drops the paths that a scan would leave out now, and those that hold a place which the list names. Returns whether
+  /// there were any. Reads the disk.
+  bool eraseExcluded(std::set<std::string>& paths) const;
 
  private:
   Added add(TypedExclusion typed, TimePoint now);

@@ -5,6 +5,7 @@
 
 #include "app/state/file_preferences_store.h"
 #include "tests/app/view/job_fixture.h"
+#include "tests/app/view/memory_preferences.h"
 #include "tests/support/matchers.h"
 
 namespace tidra {
@@ -70,7 +71,16 @@ class UiJourney : public JobTest {
     waitWhile([this] { return controller_->isBusy(); });
   }
 
+  /// Jobs that remove something wait there; call before start().
+  void holdRemovalsAt(Gate& gate) {
+    environment.clock = [this, &gate, face = std::this_thread::get_id()] {
+      if (isHolding && std::this_thread::get_id() != face) gate.pass();
+      return clock();
+    };
+  }
+
   UiEnvironment environment;
+  std::atomic<bool> isHolding{true};
   std::string copied;
 
  private:
@@ -116,7 +126,7 @@ TEST_F(UiJourney, PurgesAndRestoresWhatLiesInTheStores) {
   waitForRemoval();
   press("2");
   waitFor("node_modules");
-  press(" d");
+  press(" dy");  // nobody has read the question
   EXPECT_THAT(text(), HasSubstr("Delete 1 entry"));
   press("nr");
   waitFor("1 entry is back in place");
@@ -129,7 +139,7 @@ TEST_F(UiJourney, PurgesAndRestoresWhatLiesInTheStores) {
 }
 
 TEST_F(UiJourney, RemovesWhatIsUnderTheCursorWhenNothingIsMarked) {
-  environment.method = DisposalMethod::delete_;
+  environment.usualRemoval = [] { return ReviewChoice{DisposalMethod::delete_}; };
   start();
   waitForScan();
   press("/build\rjd");
@@ -138,6 +148,152 @@ TEST_F(UiJourney, RemovesWhatIsUnderTheCursorWhenNothingIsMarked) {
   waitForRemoval();
   EXPECT_FALSE(exists("code/c/build"));
   EXPECT_TRUE(exists(place("a")) && exists(place("b")));
+}
+
+TEST_F(UiJourney, TakesAYesToAShownQuestionOnly) {
+  UiController& ui = start();
+  waitForScan();
+  press("/build\rjd");
+  waitForRemoval();  // the review is there
+  press("y");        // typed ahead
+  text({39, 9});     // too small for it
+  press("y");
+  EXPECT_THAT(text(), HasSubstr("[y/N]"));
+  Key held = Key::of(U'y');
+  held.isRepeated = true;
+  ui.handle(held);
+  EXPECT_FALSE(ui.isBusy());
+  EXPECT_TRUE(ui.isInReview());
+  press("y");
+  waitForRemoval();
+  EXPECT_FALSE(exists("code/c/build"));
+}
+
+TEST_F(UiJourney, LeavesTheTrashToAnotherMethod) {
+  const std::string letter = "home/.local/share/Trash/files/letter";
+  tree_.writeFile(letter, "x");
+  tree_.writeFile("home/.local/share/Trash/info/letter.trashinfo",
+                  "[Trash Info]\nPath=/letter\nDeletionDate=2020-01-01T00:00:00\n");
+  environment.usualRemoval = [] { return ReviewChoice{DisposalMethod::trash, true}; };
+  start();
+  waitForScan();
+  press("/build\rjd");
+  waitFor("which is emptied");
+  press("mmm");  // to the trash again, which is not emptied any more
+  EXPECT_THAT(text(), HasSubstr("to the trash? [y/N]"));
+  press("m");
+  EXPECT_THAT(text(), HasSubstr("into quarantine? [y/N]"));
+  press("y");
+  waitForRemoval();
+  EXPECT_FALSE(exists("code/c/build"));
+  EXPECT_TRUE(exists(letter));
+}
+
+TEST_F(UiJourney, KeepsWhatIsExcludedOrKeptMeanwhile) {
+  MemoryStore store;
+  environment.preferences = &store;
+  start();
+  waitForScan();
+  press("/build\rjxd");
+  EXPECT_THAT(text(), HasSubstr("It is excluded now, and stays"));
+  press(
+      "\x1b"
+      "ad");
+  waitFor("Move 2 items");
+  tree_.writeFile("code/a/.tidra-keep", "");
+  press("y");
+  waitForRemoval();
+  EXPECT_THAT(text({120, 30}), HasSubstr("1 item stays, 5 says why. 1 item is in the trash"));
+  EXPECT_TRUE(exists("code/c/build") && exists(place("a")));
+}
+
+TEST_F(UiJourney, BeginsReviewsAsTheSettingsWereAtTheScan) {
+  ReviewChoice usual;
+  environment.usualRemoval = [&] { return usual; };
+  start();
+  waitForScan();
+  usual.method = DisposalMethod::delete_;
+  press("/build\rd");
+  waitFor("to the trash? [y/N]");
+  press("nr");
+  waitForScan();
+  press("d");
+  waitFor("for good? [y/N]");
+}
+
+TEST_F(UiJourney, ReadsTheProjectForDetails) {
+  tree_.writeFile("code/c/.git/HEAD", "ref: refs/heads/topic\n");
+  for (const char* part : {"objects", "refs"}) tree_.makeFolder(std::string("code/c/.git/") + part);
+  for (const char* keys : {"/build\ri", "/build\rji", "/build\rjl"}) {
+    start();
+    waitForScan();
+    press(keys);
+    waitForRemoval();
+    EXPECT_THAT(text(), HasSubstr("topic")) << keys;
+  }
+}
+
+TEST_F(UiJourney, SaysWhatBecameOfARemovalThatTheUserLeft) {
+  Gate gate;
+  holdRemovalsAt(gate);
+  UiController& ui = start();
+  waitForScan();
+  press("/build\rd");
+  waitFor("[y/N]");
+  press("y");
+  gate.waitForArrival();
+  press("/\x1b/node_modules\rad");
+  waitFor("[y/N]");
+  press("m");
+  EXPECT_THAT(text(), HasSubstr("quarantine? [y/N]"));
+  press("y");  // another method
+  EXPECT_THAT(text(), HasSubstr("Another removal is still running"));
+  EXPECT_EQ(ui.state().selection.size(), 2U);
+  EXPECT_TRUE(ui.stopRemoval());
+  gate.open();
+  waitForRemoval();
+  EXPECT_TRUE(ui.isDone());
+  EXPECT_THAT(ui.lastWords(), testing::Contains(HasSubstr("Interrupted")));
+  EXPECT_TRUE(exists("code/c/build") && exists(place("a")));
+}
+
+TEST_F(UiJourney, GoesOnWithWhatTheStoresScreenBegan) {
+  Gate gate;
+  holdRemovalsAt(gate);
+  isHolding = false;
+  UiController& ui = start();
+  waitForScan();
+  press("/node_modules\rad");
+  waitFor("[y/N]");
+  press("y");
+  waitForRemoval();
+  press("2");
+  waitFor("node_modules");
+  isHolding = true;
+  press("d");
+  EXPECT_THAT(text(), HasSubstr("[y/N]"));
+  press("y");
+  gate.waitForArrival();
+  press("1q");
+  EXPECT_FALSE(ui.isDone());
+  EXPECT_THAT(text(), HasSubstr("q again"));
+  press("2");
+  EXPECT_THAT(text(), HasSubstr("Deleting"));
+  gate.open();
+  waitForRemoval();
+  EXPECT_THAT(text(), HasSubstr("1 entry is deleted"));
+}
+
+TEST_F(UiJourney, ListsOnceForAPastedText) {
+  UiController& ui = start();
+  waitForScan();
+  press("/");
+  Key pasted = Key::of(U'#');
+  pasted.isPasted = true;
+  ui.handle(pasted);
+  EXPECT_FALSE(ui.state().list->lines.empty());
+  ui.handle({});  // its end
+  EXPECT_TRUE(ui.state().list->lines.empty());
 }
 
 TEST_F(UiJourney, RemovesNothingReadOnly) {

@@ -23,6 +23,7 @@ struct Face {
 };
 
 std::string nameOf(const Key& key) {
+  if (key.isRepeated && key.character == U'b') return "held";
   if (key.kind == Key::Kind::character)
     return key.isPasted ? "pasted" : std::string(1, static_cast<char>(key.character));
   if (key.kind == Key::Kind::control) return std::string("^") + static_cast<char>(key.character);
@@ -92,6 +93,7 @@ TEST_F(TerminalFace, GivesTheTerminalBackOnEveryWayOut) {
                                          {"uncaught on a thread", "t", {}, 128 + SIGABRT},
                                          {"terminated", "", {SIGTERM}, 100 + SIGTERM},
                                          {"interrupted", "", {SIGINT}, 100 + SIGINT},
+                                         {"quit by a signal", "", {SIGQUIT}, 128 + SIGQUIT},
                                          {"hung up", "", {SIGHUP}, 100 + SIGHUP},
                                          {"hangs", "w", {SIGTERM, SIGINT}, 128 + SIGINT}}) {
     SCOPED_TRACE(way.name);
@@ -145,6 +147,8 @@ TEST_F(TerminalFace, FollowsTheSize) {
     const std::string shown = std::to_string(size.columns) + "x" + std::to_string(size.rows);
     EXPECT_TRUE(terminal.waitForText(shown.substr(0, size.columns))) << terminal.text();
   }
+  terminal.resize({5000, 24});
+  EXPECT_TRUE(terminal.waitForText("1000x24"));
 }
 
 TEST_F(TerminalFace, ShowsForeignTextInItsColumns) {
@@ -163,6 +167,7 @@ TEST_F(TerminalFace, ShowsForeignTextInItsColumns) {
 TEST_F(TerminalFace, ReadsKeys) {
   const auto code = [](Key::Kind kind) { return std::to_string(static_cast<int>(kind)) + "@"; };
   const auto rows = std::vector<std::pair<std::string, std::string>>{{"a", "a"},
+                                                                     {"bb", "held"},
                                                                      {"\x03", "^c"},
                                                                      {"\r", code(Key::Kind::enter)},
                                                                      {"\x7f", code(Key::Kind::backspace)},
