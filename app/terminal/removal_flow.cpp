@@ -100,7 +100,12 @@ void RemovalFlow::start(UiState& state) {
     state.notice = "Another removal is still running; review it again when that is done";
     return;
   }
-  for (const std::string& path : order.paths) state.selection.unmark(StableID::number(path));
+  std::set<RowID> going;
+  for (const std::string& path : order.paths) {
+    state.selection.unmark(StableID::number(path));
+    going.insert(StableID::number(path));
+  }
+  state.cursor.leave(going);
   if (state.removal.empty()) state.removal = "removing…";
   state.refresh();
 }

@@ -70,16 +70,6 @@ UiAction actionOf(Command command, const UiState& state) {
       return {Kind::scanAgain, pathUnderCursor(state)};
     case Command::scanEverything:
       return {Kind::scanEverything};
-    case Command::stores:
-      return {Kind::stores};
-    case Command::exclusions:
-      return {Kind::exclusions};
-    case Command::settings:
-      return {Kind::settings};
-    case Command::summary:
-      return {Kind::summary};
-    case Command::help:
-      return {Kind::help};
     case Command::quit:
       return {Kind::quit};
     case Command::interrupt:
@@ -89,7 +79,7 @@ UiAction actionOf(Command command, const UiState& state) {
     case Command::redraw:
       return {Kind::redraw};
     default:
-      return {};
+      return {screenOf(command).value_or(Kind::none)};
   }
 }
 

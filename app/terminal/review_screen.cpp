@@ -78,7 +78,7 @@ void ReviewScreen::addItems(std::vector<ScreenLine>& lines, const std::vector<Re
                      {.column = labelColumn, .width = labelWidth - 1, .text = item.label},
                      {.column = labelColumn + labelWidth,
                       .width = pathWidth > 1 ? pathWidth - 1 : 1,
-                      .text = item.displayPath,
+                      .text = item.place,
                       .look = {.ink = Ink::faint},
                       .cut = Canvas::Cut::inside}});
     if (note.empty()) continue;
@@ -98,7 +98,7 @@ void ReviewScreen::addRefused(std::vector<ScreenLine>& lines, std::size_t column
     lines.push_back({{.column = 1, .width = wordWidth, .text = "kept", .look = {.ink = Ink::faint}},
                      {.column = labelColumn, .width = labelWidth - 1, .text = item.label},
                      {.column = labelColumn + labelWidth,
-                      .text = item.displayPath,
+                      .text = item.place,
                       .look = {.ink = Ink::faint},
                       .cut = Canvas::Cut::inside}});
     addParagraph(lines, columns, labelColumn, "it " + item.reason, {.ink = Ink::attention});

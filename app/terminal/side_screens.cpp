@@ -66,16 +66,31 @@ void SideScreens::undo(std::optional<std::string> id) {
       std::move(id), wake_);
 }
 
-bool SideScreens::drain() {
+namespace {
+
+/// Returns whether the list shows all of it.
+bool listAgain(const std::vector<std::string>& restored, UiState& state, SummaryScreen& summary) {
+  if (restored.empty()) return true;
+  const bool isListed = state.view.restore(restored);
+  state.refresh();
+  summary.addRestored(restored.size());
+  return isListed;
+}
+
+}  // namespace
+
+bool SideScreens::drain(UiState& state, SummaryScreen& summary) {
   const auto stores = job_ ? job_->drain() : nullptr;
   if (stores) {
     stores_.show(*stores);
+    listAgain(stores->restored, state, summary);
     job_.reset();
   }
   auto undone = undoJob_ ? undoJob_->drain() : nullptr;
   const bool hasNews = stores || undone;
   if (undone) {
-    undo_.show(std::move(undone));
+    const bool isListed = !undone->result || listAgain(undone->result->restored, state, summary);
+    undo_.show(std::move(undone), isListed);
     undoJob_.reset();
   }
   return hasNews;

@@ -8,6 +8,7 @@
 #include "app/terminal/exclusions_screen.h"
 #include "app/terminal/settings_screen.h"
 #include "app/terminal/stores_screen.h"
+#include "app/terminal/summary_screen.h"
 #include "app/terminal/ui_environment.h"
 #include "app/terminal/ui_state.h"
 #include "app/terminal/undo_screen.h"
@@ -26,7 +27,8 @@ class SideScreens {
   bool open(Screen screen, UiState& state);
   void draw(Screen screen, Canvas canvas, const UiState& state);
   UiAction handle(Screen screen, const Key& key, UiState& state);
-  bool drain();
+  /// Takes the news of the jobs. What came back is in the list of results again.
+  bool drain(UiState& state, SummaryScreen& summary);
   bool isBusy() const { return job_ != nullptr || undoJob_ != nullptr; }
   /// Whether entries are being brought back or deleted.
   bool isActing() const { return stores_.isActing() || undo_.isActing(); }

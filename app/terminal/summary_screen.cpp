@@ -25,6 +25,7 @@ std::string removalLine(const CleanupJobProgress& progress) {
 void SummaryScreen::show(RemovalSummary summary, std::vector<std::string> notes) {
   summary_ = std::move(summary);
   notes_ = std::move(notes);
+  restored_ = 0;
   scroll_.toTop();
 }
 
@@ -35,6 +36,10 @@ std::vector<ScreenLine> SummaryScreen::lines(std::size_t columns, const UiState&
   for (const std::string& sentence : summary_->sentences()) {
     addParagraph(lines, columns, 1, sentence, look);
     look = {};
+  }
+  if (restored_ > 0) {
+    addParagraph(lines, columns, 1, countText(restored_, "item has", "items have") + " been brought back since.",
+                 {.bold = true});
   }
   for (const auto* notes : {&summary_->notes, &notes_}) {
     for (const std::string& note : *notes) addParagraph(lines, columns, 1, note, {.ink = Ink::faint});
@@ -75,15 +80,10 @@ UiAction SummaryScreen::handle(const Key& key) {
       return {UiAction::Kind::suspend};
     case Command::redraw:
       return {UiAction::Kind::redraw};
-    case Command::stores:
-      return {UiAction::Kind::stores};
-    case Command::help:
-      return {UiAction::Kind::help};
     case Command::escape:
     case Command::back:
     case Command::open:
     case Command::quit:
-    case Command::results:
     case Command::interrupt:
       return {UiAction::Kind::results};
     default:

@@ -15,6 +15,8 @@ namespace tidra {
 class SummaryScreen {
  public:
   void show(RemovalSummary summary, std::vector<std::string> notes);
+  /// Items that came back after the removal.
+  void addRestored(std::size_t items) { restored_ += items; }
   bool isEmpty() const { return !summary_; }
 
   void draw(Canvas canvas, const UiState& state);
@@ -26,6 +28,7 @@ class SummaryScreen {
 
   std::optional<RemovalSummary> summary_;
   std::vector<std::string> notes_;
+  std::size_t restored_ = 0;
   ScrolledLines scroll_;
 };
 

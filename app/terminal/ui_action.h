@@ -1,7 +1,10 @@
 // What a screen asks for after a key, beyond what it changes itself.
 #pragma once
 
+#include <optional>
 #include <string>
+
+#include "app/terminal/keymap.h"
 
 namespace tidra {
 
@@ -35,5 +38,8 @@ struct UiAction {
 
   bool operator==(const UiAction&) const = default;
 };
+
+/// The screen that a command opens from anywhere; absent for other commands.
+std::optional<UiAction::Kind> screenOf(Command command);
 
 }  // namespace tidra

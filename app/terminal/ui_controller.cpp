@@ -80,7 +80,7 @@ bool UiController::takeNews() {
     results_.setProject(*project);
     project_.reset();
   }
-  const bool hasSideNews = side_.drain();
+  const bool hasSideNews = side_.drain(state_, summary_);
   forgetOldQuestion();
   return hasScanNews || hasRemovalNews || hasSideNews || project;
 }
@@ -172,7 +172,16 @@ UiAction UiController::handleReview(const Key& key) {
   return answer.action;
 }
 
+/// From one screen beside the list to another, unless the key answers or types something.
+std::optional<UiAction> UiController::otherScreen(const Key& key) const {
+  if (screen_ == Screen::results || screen_ == Screen::review || isTyping() || !question().empty()) return std::nullopt;
+  const auto kind = screenOf(commandOf(key));
+  if (!kind) return std::nullopt;
+  return UiAction{*kind};
+}
+
 UiAction UiController::handleOnScreen(const Key& key) {
+  if (auto action = otherScreen(key)) return *action;
   switch (screen_) {
     case Screen::results:
       return results_.handle(key, state_);

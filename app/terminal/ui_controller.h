@@ -62,6 +62,7 @@ class UiController {
   std::string question() const;
   void forgetOldQuestion();
   UiAction handleOnScreen(const Key& key);
+  std::optional<UiAction> otherScreen(const Key& key) const;
   UiAction handleReview(const Key& key);
   void perform(const UiAction& action);
   void performOnPath(const UiAction& action);

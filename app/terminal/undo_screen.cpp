@@ -22,15 +22,17 @@ void addItem(std::vector<ScreenLine>& lines, const UndoList::Item& item, std::si
   if (!item.reason.empty()) addParagraph(lines, columns, path, "it " + item.reason, {.ink = Ink::faint});
 }
 
-std::string resultText(const UndoList::Result& result) {
+std::string resultText(const UndoList::Result& result, bool isListed) {
   if (result.restored.empty()) return "Nothing came back.";
-  return countText(result.restored.size(), "item is", "items are") + " back in place. r scans again.";
+  const std::string hint = isListed ? "" : " A new scan lists what came back.";
+  return countText(result.restored.size(), "item is", "items are") + " back in place." + hint;
 }
 
 }  // namespace
 
-void UndoScreen::show(std::shared_ptr<const UndoJob::News> news) {
+void UndoScreen::show(std::shared_ptr<const UndoJob::News> news, bool isListed) {
   news_ = std::move(news);
+  isListed_ = isListed;
   isWorking_ = false;
   scroll_.toTop();
 }
@@ -49,7 +51,7 @@ std::vector<ScreenLine> UndoScreen::lines(std::size_t columns, const UiState& st
   } else if (!news_->run) {
     addParagraph(lines, columns, 1, "There is no removal to undo.");
   } else if (news_->result) {
-    addParagraph(lines, columns, 1, resultText(*news_->result), {.bold = true});
+    addParagraph(lines, columns, 1, resultText(*news_->result, isListed_), {.bold = true});
     for (const TidraDeletionFailure& failure : news_->result->failures) {
       lines.push_back({{.column = 1, .text = placeText(failure.path, state.home), .cut = Canvas::Cut::inside}});
       addParagraph(lines, columns, 3, "it " + failure.message, {.ink = Ink::faint});

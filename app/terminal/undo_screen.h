@@ -17,7 +17,8 @@ class UndoScreen {
  public:
   /// Nothing is known yet.
   void begin() { *this = {}; }
-  void show(std::shared_ptr<const UndoJob::News> news);
+  /// `isListed`: what came back is in the list of results again.
+  void show(std::shared_ptr<const UndoJob::News> news, bool isListed);
 
   /// Whether items are being brought back.
   bool isActing() const { return isWorking_; }
@@ -40,7 +41,8 @@ class UndoScreen {
   bool asks() const { return news_ != nullptr && !news_->result && !isWorking_ && countOfReturning() > 0; }
 
   std::shared_ptr<const UndoJob::News> news_;  // null until it is known
-  bool isWorking_ = false;                     // the undo is under way
+  bool isListed_ = false;
+  bool isWorking_ = false;  // the undo is under way
   ScrolledLines scroll_;
 };
 

@@ -1,8 +1,10 @@
 #include "app/view/results_cursor.h"
 
 #include <algorithm>
+#include <iterator>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace tidra {
 namespace {
@@ -53,6 +55,28 @@ void ResultsCursor::moveBy(std::ptrdiff_t lines) {
   const auto back = lines < 0 ? static_cast<std::size_t>(-lines) : 0;
   const auto forward = lines > 0 ? std::min(static_cast<std::size_t>(lines), snapshot_->lines.size()) : 0;
   moveTo(line_ - std::min(line_, back) + forward);
+}
+
+void ResultsCursor::leave(const std::set<RowID>& rows) {
+  const auto isAmong = [&](const ResultRow* row) { return rows.contains(row->id); };
+  std::vector<bool> isLeftGroup;
+  for (const ResultsGroup& group : snapshot_->groups) {
+    const auto first = snapshot_->items.begin() + static_cast<std::ptrdiff_t>(group.first);
+    isLeftGroup.push_back(std::any_of(first, first + static_cast<std::ptrdiff_t>(group.count), isAmong));
+  }
+  const auto isLeft = [&](const ResultsLine& line) {
+    return line.group == ResultsLine::none ? isAmong(snapshot_->items[line.item]) : isLeftGroup[line.group];
+  };
+  const auto& lines = snapshot_->lines;
+  if (lines.empty() || !isLeft(lines[line_])) return;
+  const auto here = lines.begin() + static_cast<std::ptrdiff_t>(line_);
+  auto next = std::find_if_not(here, lines.end(), isLeft);
+  if (next == lines.end()) {
+    const auto before = std::find_if_not(std::make_reverse_iterator(here), lines.rend(), isLeft);
+    if (before == lines.rend()) return;
+    next = std::prev(before.base());
+  }
+  moveTo(static_cast<std::size_t>(next - lines.begin()));
 }
 
 const ResultsLine* ResultsCursor::at() const { return snapshot_->lines.empty() ? nullptr : &snapshot_->lines[line_]; }

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <set>
 
 #include "app/view/results_snapshot.h"
 
@@ -23,6 +24,10 @@ class ResultsCursor {
   void moveTo(std::size_t line);
   void moveToFirst() { moveTo(0); }
   void moveToLast() { moveTo(SIZE_MAX); }
+
+  /// Goes to the nearest line after it, else before it, of a group that holds none of these rows, if its own group
+  /// does: a group of which something goes changes its place in the list.
+  void leave(const std::set<RowID>& rows);
 
   /// The line under the cursor; null in an empty list.
   const ResultsLine* at() const;

@@ -7,6 +7,7 @@
 #include "app/view/snapshot_maker.h"
 #include "core/model/ecosystems.h"
 #include "core/platform/path_text.h"
+#include "core/scan/place_set.h"
 
 namespace tidra {
 namespace {
@@ -112,7 +113,10 @@ void ResultsView::drop(const std::set<RowID>& ids) {
   std::size_t kept = 0;
   indexes_.clear();
   for (std::size_t i = 0; i < rows_.size(); ++i) {
-    if (isGone(*rows_[i])) continue;
+    if (isGone(*rows_[i])) {
+      dropped_.push_back(rows_[i]);
+      continue;
+    }
     indexes_.try_emplace(rows_[i]->id, static_cast<std::uint32_t>(kept));
     rows_[kept] = rows_[i];
     facts_[kept++] = facts_[i];
@@ -121,6 +125,21 @@ void ResultsView::drop(const std::set<RowID>& ids) {
   facts_.resize(kept);
   byName_.clear();
   use_.reset();
+}
+
+bool ResultsView::restore(const std::vector<std::string>& places) {
+  PlaceSet back;
+  for (const std::string& place : places) back.add(place);
+  std::set<std::string_view> unknown(places.begin(), places.end());
+  const auto isAway = [&](const ResultRow* row) { return !back.covers(row->path); };
+  const auto first = std::stable_partition(dropped_.begin(), dropped_.end(), isAway);
+  const std::vector<const ResultRow*> rows(first, dropped_.end());
+  dropped_.erase(first, dropped_.end());
+  for (const ResultRow* row : rows) {
+    unknown.erase(row->path);
+    take(*row);
+  }
+  return unknown.empty();
 }
 
 const ResultRow* ResultsView::find(RowID id) const {

@@ -33,6 +33,9 @@ class ResultsView {
 
   /// Drops rows that were removed, and those that went with them. Sums are simple ones from then on.
   void drop(const std::set<RowID>& ids);
+  /// Takes dropped rows again that are back in these places, with those that went with them. Returns whether each place
+  /// is that of a dropped row.
+  bool restore(const std::vector<std::string>& places);
 
   std::size_t size() const { return rows_.size(); }
   const ResultRow& row(std::size_t index) const { return *rows_[index]; }
@@ -69,6 +72,7 @@ class ResultsView {
 
   std::vector<SharedRows> chunks_;  // own the rows
   std::vector<const ResultRow*> rows_;
+  std::vector<const ResultRow*> dropped_;
   std::vector<Facts> facts_;  // of each row
   std::unordered_map<RowID, std::uint32_t> indexes_;
   std::string texts_;  // lower-case, of all rows

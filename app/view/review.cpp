@@ -13,6 +13,7 @@
 #include "core/dispose/tool_targets.h"
 #include "core/model/byte_formatting.h"
 #include "core/model/stable_id.h"
+#include "core/platform/path_text.h"
 #include "core/scan/stores.h"
 
 namespace tidra {
@@ -49,11 +50,17 @@ std::string shownHint(const CleanupCandidate& candidate) {
   return hint ? "cannot be undone; " + hint->text : "cannot be undone";
 }
 
+/// Without its own name where the label is that.
+std::string placeOf(const CleanupPlan::Item& item, const TidraPathResolver& resolver) {
+  const bool isNamed = !isToolBackedTarget(item.path) && lastPathComponent(item.path) == item.label;
+  return resolver.displayPath(isNamed ? parentPath(item.path) : item.path);
+}
+
 ReviewItem itemOf(const CleanupCandidate& candidate, const ReviewChoice& choice, const TidraPathResolver& resolver) {
   const CleanupPlan::Item& item = candidate.item;
   return {.id = StableID::number(item.path),
           .path = item.path,
-          .displayPath = resolver.displayPath(item.path),
+          .place = placeOf(item, resolver),
           .label = item.label,
           .tier = item.tier,
           .freeableBytes = candidate.freeableBytes(),
@@ -66,7 +73,7 @@ RefusedItem refusedOf(const CleanupCandidate& candidate, const TidraPathResolver
   const CleanupPlan::Item& item = candidate.item;
   return {.id = StableID::number(item.path),
           .path = item.path,
-          .displayPath = resolver.displayPath(item.path),
+          .place = placeOf(item, resolver),
           .label = item.label,
           .reason = candidate.refusal->text,
           .canBeForced = candidate.refusal->canBeForced()};
@@ -117,16 +124,16 @@ void addQuestions(Review& review, const Going& going) {
 std::string effectText(const ReviewChoice& choice, std::size_t items, std::int64_t bytes) {
   if (items == 0) return {};
   const bool isOne = items == 1;
-  const std::string size = ByteFormatting::readable(bytes);
+  const std::string what = counted(items, "item", "items");
+  const std::string frees = fmt::format("{} {}", isOne ? "frees" : "free", ByteFormatting::readable(bytes));
   if (choice.method == DisposalMethod::quarantine) {
-    return fmt::format("{} into quarantine and {} {} once {} purged.", isOne ? "It goes" : "They go",
-                       isOne ? "frees" : "free", size, isOne ? "it is" : "they are");
+    return fmt::format("{} {} into quarantine and {} once {} purged.", what, isOne ? "goes" : "go", frees,
+                       isOne ? "it is" : "they are");
   }
   if (choice.method == DisposalMethod::trash && !choice.emptiesTrash) {
-    return fmt::format("{} to the trash and {} {} once it is emptied.", isOne ? "It goes" : "They go",
-                       isOne ? "frees" : "free", size);
+    return fmt::format("{} {} to the trash and {} once it is emptied.", what, isOne ? "goes" : "go", frees);
   }
-  return fmt::format("{} deleted for good and {} {}.", isOne ? "It is" : "They are", isOne ? "frees" : "free", size);
+  return fmt::format("{} {} deleted for good and {}.", what, isOne ? "is" : "are", frees);
 }
 
 void addSums(Review& review, const Going& going) {

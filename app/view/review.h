@@ -29,7 +29,7 @@ struct ReviewChoice {
 struct ReviewItem {
   RowID id = 0;
   std::string path;
-  std::string displayPath;
+  std::string place;  // for display: its folder if the label is its name, else its path
   std::string label;
   ArtifactSafetyTier tier = ArtifactSafetyTier::safe;
   std::int64_t freeableBytes = 0;  // of it alone
@@ -53,7 +53,7 @@ struct ReviewPart {
 struct RefusedItem {
   RowID id = 0;
   std::string path;
-  std::string displayPath;
+  std::string place;  // for display: its folder if the label is its name, else its path
   std::string label;
   std::string reason;  // the rest of a sentence after "it"
   bool canBeForced = false;
@@ -79,8 +79,8 @@ struct Review {
   std::vector<ReviewQuestion> questions;  // one for each remover of something; empty: nothing goes
   std::int64_t freedNow = 0;              // by what goes; without what else is in the trash
   std::int64_t freedLater = 0;            // once the trash is emptied, or the quarantine purged
-  std::string effect;                     // "They go to the trash and free 4.9 GB once it is emptied."; empty: nothing
-  std::optional<TrashContents> besides;   // what emptying the trash deletes for good besides; absent: it stays
+  std::string effect;  // "5 items go to the trash and free 4.9 GB once it is emptied."; empty: nothing
+  std::optional<TrashContents> besides;  // what emptying the trash deletes for good besides; absent: it stays
 
   /// Of candidates in the order of selectForCleanup(). `inTrash` is what is in the trash now.
   static Review of(const std::vector<CleanupCandidate>& candidates, const ReviewChoice& choice,

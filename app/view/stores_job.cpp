@@ -85,6 +85,7 @@ void StoresJob::restore(Result& result) {
         disposer.restore(std::get<QuarantineDisposer::Entry>(thing.entry));
       }
       back.push_back({thing.path(), thing.originalPath()});
+      result.restored.push_back(thing.originalPath());
     } catch (const std::exception& error) {
       addFailure(result, thing.path(), error);
     }

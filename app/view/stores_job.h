@@ -41,8 +41,9 @@ struct StoresOrder {
 class StoresJob {
  public:
   struct Result {
-    std::vector<StoredThing> things;  // afterwards, newest first
-    std::size_t done = 0;             // restored or deleted
+    std::vector<StoredThing> things;    // afterwards, newest first
+    std::size_t done = 0;               // restored or deleted
+    std::vector<std::string> restored;  // original places of what came back
     std::int64_t freedBytes = 0;
     std::vector<TidraDeletionFailure> failures;  // what stays where it is, and why
     std::vector<std::string> notes;

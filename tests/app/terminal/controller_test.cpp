@@ -115,6 +115,10 @@ TEST_F(UiJourney, MarksReviewsAndTrashes) {
   press("y");
   waitFor("2 items are back in place");
   EXPECT_TRUE(exists(place("a") + "/f") && exists(place("b") + "/f"));
+  press("5");  // from one screen to the next
+  EXPECT_THAT(text(), HasSubstr("2 items have been brought back since"));
+  press("1");
+  EXPECT_THAT(text(), HasSubstr("code/b"));
 }
 
 TEST_F(UiJourney, PurgesAndRestoresWhatLiesInTheStores) {

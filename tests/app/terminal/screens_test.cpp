@@ -154,7 +154,7 @@ Review reviewOf() {
   Review review;
   const auto item = [](const char* label, ArtifactSafetyTier tier) {
     ReviewItem made;
-    made.path = made.displayPath = std::string("~/code/") + label;
+    made.path = made.place = std::string("~/code/") + label;
     made.label = label;
     made.tier = tier;
     made.freeableBytes = 3 << 20;
@@ -168,11 +168,11 @@ Review reviewOf() {
   review.byTools = {item("image", ArtifactSafetyTier::caution)};
   review.byTools[0].command = "docker image rm x";
   review.refused = {
-      {.id = 1, .path = "/v", .displayPath = "~/v", .label = ".venv", .reason = "is in use by python3 (4121)"}};
+      {.id = 1, .path = "/v", .place = "~/v", .label = ".venv", .reason = "is in use by python3 (4121)"}};
   review.typedAnswer = "remove 1";
   review.questions = {{Remover::tidra, "Move 1 item (3 MB) to the trash?", 1},
                       {Remover::tool, "Let docker remove 1 item?", 1}};
-  review.effect = "It goes to the trash and frees 3 MB once it is emptied.";
+  review.effect = "1 item goes to the trash and frees 3 MB once it is emptied.";
   review.besides = TrashContents{.entries = 4, .bytes = 1 << 20};
   return review;
 }

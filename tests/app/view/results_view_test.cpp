@@ -142,11 +142,32 @@ TEST_F(Results, KeepTheirSnapshotsAndReplaceKnownPaths) {
   EXPECT_EQ(this->text(), "");
 }
 
-TEST_F(Results, DropWhatWasRemovedAndWhatLayInIt) {
+TEST_F(Results, DropWhatWasRemovedAndWhatLayInItUntilItIsBack) {
   view.replaceAll({rowAt("/p/a", 5), rowAt("/p/a/in", 2, Kind::part), rowAt("/q/in", 2, Kind::part), rowAt("/p/b", 1)});
   view.drop({idOf("/p/a")});
   EXPECT_EQ(text(), "p 1: b 1 | q 0: in 2");
   EXPECT_EQ(view.find(idOf("/p/b")), &view.row(1));
+  EXPECT_TRUE(view.restore({"/p/a"}));
+  EXPECT_EQ(text(), "p 6: a 5 b 1 | q 0: in 2 | a 0: in 2");
+  EXPECT_FALSE(view.restore({"/p/a"}));  // it is not away
+}
+
+TEST_F(Results, LeaveTheCursorOutOfWhatIsRemoved) {
+  view.replaceAll({rowAt("/p/a", 9), rowAt("/p/b", 1), rowAt("/q/c", 5), rowAt("/r/d", 3)});
+  struct Case {
+    std::size_t line;
+    std::set<RowID> going;
+    std::size_t after;
+  };
+  // Lines: p, a, b, q, c, r, d.
+  for (const Case& c : {Case{1, {idOf("/p/a")}, 3}, Case{0, {idOf("/p/b")}, 3}, Case{3, {idOf("/p/a")}, 3},
+                        Case{6, {idOf("/r/d")}, 4}, Case{1, {idOf("/p/a"), idOf("/q/c"), idOf("/r/d")}, 1}}) {
+    ResultsCursor cursor;
+    cursor.follow(made());
+    cursor.moveTo(c.line);
+    cursor.leave(c.going);
+    EXPECT_EQ(cursor.line(), c.after);
+  }
 }
 
 TEST_F(Results, NeverMarkOnePathForAnother) {

@@ -12,7 +12,7 @@ namespace {
 
 using enum ArtifactSafetyTier;
 
-const TidraPathResolver resolver{"/h", {}};
+const TidraPathResolver reviewResolver{"/h", {}};
 
 class Reviews : public ::testing::Test {
  protected:
@@ -28,7 +28,7 @@ class Reviews : public ::testing::Test {
     return candidates.emplace_back(
         CleanupCandidate{.item = CleanupPlan::Item::make(found), .found = &found, .refusal = {}});
   }
-  Review made() const { return Review::of(candidates, choice, inTrash, resolver); }
+  Review made() const { return Review::of(candidates, choice, inTrash, reviewResolver); }
   /// The questions, each with its number of items.
   std::string questions() const {
     std::string text;
@@ -58,7 +58,7 @@ TEST_F(Reviews, PutItemsByTierAndNameWhatStaysAndWhatToolsRemove) {
     EXPECT_EQ(review.parts[i].items.size(), 1U);
     EXPECT_EQ(review.parts[i].items[0].isHeldBack, i == 2);
   }
-  EXPECT_EQ(review.parts[0].items[0].displayPath, "~/p/a");
+  EXPECT_EQ(review.parts[0].items[0].place, "~/p/a");
   EXPECT_EQ(review.parts[0].items[0].hint, "to get it back: npm install");
   ASSERT_EQ(review.byTools.size(), 1U);
   EXPECT_EQ(review.byTools[0].command, "docker volume rm data");
@@ -69,7 +69,7 @@ TEST_F(Reviews, PutItemsByTierAndNameWhatStaysAndWhatToolsRemove) {
   EXPECT_EQ(review.refused[1].reason, "is mounted");
   EXPECT_EQ(review.freedNow, 8 << 20);
   EXPECT_EQ(review.freedLater, 3 << 20);
-  EXPECT_EQ(review.effect, "They go to the trash and free 3 MB once it is emptied.");
+  EXPECT_EQ(review.effect, "2 items go to the trash and free 3 MB once it is emptied.");
   EXPECT_EQ(questions(),
             "2: Move 2 items (3 MB) to the trash?\n"
             "1: Have docker remove 1 item (about 8 MB) at once and for good?\n");
@@ -100,14 +100,15 @@ TEST_F(Reviews, SayWhatEachMethodFreesAndWhen) {
   };
   add("/h/a", 1 << 20);
   for (const Case& c :
-       {Case{trash, false, "It goes to the trash and frees 1 MB once it is emptied.", 0, 1 << 20,
+       {Case{trash, false, "1 item goes to the trash and frees 1 MB once it is emptied.", 0, 1 << 20,
              "Move 1 item (1 MB) to the trash?"},
-        Case{trash, true, "It is deleted for good and frees 1 MB.", 1 << 20, 0,
+        Case{trash, true, "1 item is deleted for good and frees 1 MB.", 1 << 20, 0,
              "Delete 1 item (1 MB) for good? It goes through the trash, which is emptied: what is in it now (3 "
              "entries, 5 MB) is deleted for good, too."},
-        Case{quarantine, false, "It goes into quarantine and frees 1 MB once it is purged.", 0, 1 << 20,
+        Case{quarantine, false, "1 item goes into quarantine and frees 1 MB once it is purged.", 0, 1 << 20,
              "Move 1 item (1 MB) into quarantine?"},
-        Case{delete_, false, "It is deleted for good and frees 1 MB.", 1 << 20, 0, "Delete 1 item (1 MB) for good?"}}) {
+        Case{delete_, false, "1 item is deleted for good and frees 1 MB.", 1 << 20, 0,
+             "Delete 1 item (1 MB) for good?"}}) {
     choice = {.method = c.method, .emptiesTrash = c.emptiesTrash};
     const Review review = made();
     EXPECT_EQ(review.effect, c.effect);
