@@ -15,9 +15,9 @@ namespace tidra {
 enum class MarkState { none, some, all };
 
 struct ResultsGroup {
-  RowID id = 0;     // stable
-  SharedText key;   // a project folder, a system group root, an ecosystem or an activity
-  SharedText name;  // for display
+  RowID id = 0;   // stable
+  LentText key;   // a project folder, a system group root, an ecosystem or an activity
+  LentText name;  // for display
   std::size_t first = 0;
   std::size_t count = 0;           // of its items
   std::int64_t freeableBytes = 0;  // of what is not kept
@@ -65,6 +65,7 @@ struct ResultsSnapshot {
   ResultsTotals marked;                       // hidden by the filter or not
   std::array<ResultsTotals, 3> markedByTier;  // in the order of the tiers
   std::vector<SharedRows> rows;               // own the items
+  std::shared_ptr<const void> classes;        // own the texts of the groups
 
   const ResultRow* itemOf(const ResultsLine& line) const { return line.isHead() ? nullptr : items[line.item]; }
   /// Returns the line of a row or group; nullopt if it is filtered out or its group is folded.

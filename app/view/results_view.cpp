@@ -44,9 +44,9 @@ ResultsView::Facts ResultsView::factsOf(const ResultRow& row) {
   if (row.isInSystemGroup()) appendText(texts_, row.groupName.view());
   facts.textSize = texts_.size() - facts.textBegin;
   if (row.lastActivity) facts.idleSince = row.lastActivity->time_since_epoch().count();
-  facts.project = projects_.numberOf(row.group, "project ", [&] { return row.groupName; });
-  facts.ecosystem = ecosystems_.numberOf(row.ecosystem, "ecosystem ",
-                                         [&] { return SharedText(ecosystemName(row.ecosystem.view())); });
+  facts.project = classes_->projects.numberOf(row.group, "project ", [&] { return row.groupName; });
+  facts.ecosystem = classes_->ecosystems.numberOf(row.ecosystem, "ecosystem ",
+                                                  [&] { return SharedText(ecosystemName(row.ecosystem.view())); });
   facts.activity = activityNumber(row.activity);
   facts.tier = row.tier;
   facts.mark = row.mark.kind;

@@ -76,9 +76,12 @@ class ResultsView {
   std::vector<Facts> facts_;  // of each row
   std::unordered_map<RowID, std::uint32_t> indexes_;
   std::string texts_;  // lower-case, of all rows
-  RowClasses projects_;
-  RowClasses ecosystems_;
-  std::optional<CombinedUse> use_;             // of the rows of a finished scan
+  struct Classes {
+    RowClasses projects;
+    RowClasses ecosystems;
+  };
+  std::shared_ptr<Classes> classes_ = std::make_shared<Classes>();  // only grow: snapshots share their texts
+  std::optional<CombinedUse> use_;                                  // of the rows of a finished scan
   mutable std::vector<std::uint32_t> byName_;  // of the first rows: later ones are put in when that order is asked for
 };
 

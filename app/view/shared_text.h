@@ -27,6 +27,21 @@ class SharedText {
   std::shared_ptr<const std::string> text_;  // null: empty
 };
 
+/// A SharedText that something else keeps: copies cost nothing, where a list has one in each of its groups.
+class LentText {
+ public:
+  LentText() = default;
+  explicit LentText(const SharedText& text) : text_(text.view()) {}
+
+  std::string_view view() const { return text_; }
+  std::string string() const { return std::string(text_); }
+
+  bool operator==(const LentText&) const = default;
+
+ private:
+  std::string_view text_;
+};
+
 /// Lends the same SharedText for equal text.
 class SharedTexts {
  public:

@@ -36,9 +36,9 @@ bool isCounted(ItemMark::Kind kind) { return kind != ItemMark::Kind::kept && kin
 SnapshotMaker::SnapshotMaker(const ResultsView& view, const ResultsQuery& query, const Selection& selection)
     : view_(view), query_(query) {
   for (const std::string_view word : splitNonEmpty(query.filter.text, ' ')) words_.push_back(searchText(word));
-  for (std::size_t i = 0; i < view.ecosystems_.size(); ++i) {
+  for (std::size_t i = 0; i < view.classes_->ecosystems.size(); ++i) {
     const auto& wanted = query.filter.ecosystems;
-    hasEcosystem_.push_back(wanted.empty() || wanted.contains(view.ecosystems_[i].key.string()));
+    hasEcosystem_.push_back(wanted.empty() || wanted.contains(view.classes_->ecosystems[i].key.string()));
   }
   if (!selection.empty()) isMarked_.resize(view.facts_.size());
   for (const RowID id : selection.ids()) {
@@ -104,12 +104,14 @@ std::size_t SnapshotMaker::classOf(const Facts& facts) const {
 
 const RowClass& SnapshotMaker::classAt(std::size_t number) const {
   if (query_.grouping == ResultsGrouping::activity) return activityClasses()[number];
-  return query_.grouping == ResultsGrouping::project ? view_.projects_[number] : view_.ecosystems_[number];
+  return query_.grouping == ResultsGrouping::project ? view_.classes_->projects[number]
+                                                     : view_.classes_->ecosystems[number];
 }
 
 std::size_t SnapshotMaker::classCount() const {
   if (query_.grouping == ResultsGrouping::activity) return unknownActivity + 1;
-  return query_.grouping == ResultsGrouping::project ? view_.projects_.size() : view_.ecosystems_.size();
+  return query_.grouping == ResultsGrouping::project ? view_.classes_->projects.size()
+                                                     : view_.classes_->ecosystems.size();
 }
 
 void SnapshotMaker::countIn(ResultsGroup& group, std::uint32_t row) const {
@@ -133,8 +135,8 @@ void SnapshotMaker::makeGroups(const std::vector<std::uint32_t>& ordered) {
       const RowClass& made = classAt(number);
       ResultsGroup& group = snapshot_->groups.emplace_back();
       group.id = made.id;
-      group.key = made.key;
-      group.name = made.name;
+      group.key = LentText(made.key);
+      group.name = LentText(made.name);
       group.isFolded = query_.folded.contains(made.id);
     }
     groupOfRow_[row] = groupOfClass[number];
@@ -245,6 +247,7 @@ void SnapshotMaker::addTotals(const std::vector<std::uint32_t>& ordered) {
 std::shared_ptr<const ResultsSnapshot> SnapshotMaker::make() {
   const auto ordered = orderedRows();
   snapshot_->rows = view_.chunks_;
+  snapshot_->classes = view_.classes_;
   if (query_.grouping == ResultsGrouping::flat) {
     for (const std::uint32_t row : ordered) snapshot_->items.push_back(view_.rows_[row]);
   } else {
