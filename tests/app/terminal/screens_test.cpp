@@ -135,7 +135,8 @@ TEST_F(ResultsScreenTest, FoldsAndOpensDetails) {
       {.path = "/home/jo/code/shop", .branch = "main", .status = "2 uncommitted changes", .commit = "x"});
   EXPECT_THAT(text(), AllOf(HasSubstr("~/code/shop/node_modules"), HasSubstr("to get it back: npm install"),
                             HasSubstr("safe, can be made again"), HasSubstr("2 uncommitted changes"),
-                            HasSubstr("2 y, by the files and commits of its project")));
+                            HasSubstr("2 y, by the files and commits of its project"), Not(HasSubstr("Project")),
+                            Not(HasSubstr("  node_modules\n"))));
   press(Key::Kind::escape);
   EXPECT_THAT(text(), Not(HasSubstr("npm install")));
   press("gg");
