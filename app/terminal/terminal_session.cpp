@@ -37,23 +37,23 @@ void wakeLoop() {
   errno = formerError;
 }
 
-/// The loop ends the program in order. A second signal, for one that hangs, ends it at once.
-void onEndingSignal(int signal) {
-  int none = 0;
-  if (endedBy.compare_exchange_strong(none, signal) || signal == SIGHUP) return wakeLoop();
+void endAtOnce(int signal) {
   ProcessRunner::endRunning();
   EmergencyExit::restoreTerminal();
   ::_exit(128 + signal);
 }
 
-/// Those that the program does not survive.
-constexpr std::array fatalSignals{SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGXCPU, SIGXFSZ};
-
-void onFatalSignal(int signal) {
-  EmergencyExit::restoreTerminal();
-  ::signal(signal, SIG_DFL);
-  ::raise(signal);
+/// The loop ends the program in order. A second signal, for one that hangs, ends it at once.
+void onEndingSignal(int signal) {
+  int none = 0;
+  if (endedBy.compare_exchange_strong(none, signal) || signal == SIGHUP) return wakeLoop();
+  endAtOnce(signal);
 }
+
+/// Faults, which come again when the handler returns, without it.
+constexpr std::array faultSignals{SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
+
+void onFault(int) { EmergencyExit::restoreTerminal(); }
 
 void onScreenSignal(int signal) {
   if (signal == SIGTSTP) wantsStop = true;
@@ -70,7 +70,8 @@ class TerminalSignalHandlers {
   TerminalSignalHandlers() {
     endedBy = 0;
     for (const int signal : endingSignals) install(signal, &onEndingSignal, Unless::ignored);
-    for (const int signal : fatalSignals) install(signal, &onFatalSignal, Unless::taken);
+    for (const int signal : faultSignals) install(signal, &onFault, Unless::taken);
+    install(SIGQUIT, &endAtOnce, Unless::ignored);
     for (const int signal : {SIGTSTP, SIGWINCH, SIGCONT}) install(signal, &onScreenSignal, Unless::never);
   }
   ~TerminalSignalHandlers() {
@@ -86,7 +87,7 @@ class TerminalSignalHandlers {
     struct sigaction action {};
     struct sigaction former {};
     action.sa_handler = handler;
-    action.sa_flags = SA_RESTART;
+    action.sa_flags = unless == Unless::taken ? SA_RESETHAND : SA_RESTART;
     sigemptyset(&action.sa_mask);
     ::sigaction(signal, nullptr, &former);
     if (unless == Unless::ignored && former.sa_handler == SIG_IGN) return;

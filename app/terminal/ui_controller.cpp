@@ -198,7 +198,6 @@ UiAction UiController::handleOnScreen(const Key& key) {
 
 void UiController::handle(const Key& key) {
   if (isYes(key) && !isTyping() && question() != shownQuestion_) return;
-  if (asksToQuit_ && key.isRepeated) return;
   const UiAction action = handleOnScreen(key);
   if (action.kind != UiAction::Kind::quit && action.kind != UiAction::Kind::interrupt) asksToQuit_ = false;
   perform(action);
@@ -242,7 +241,8 @@ void UiController::quit() {
 }
 
 void UiController::performOnPath(const UiAction& action) {
-  if (action.path.empty()) {
+  const bool isOfTool = isToolBackedTarget(action.path) && action.kind != UiAction::Kind::copyPath;
+  if (action.path.empty() || isOfTool) {
     state_.notice = "This line stands for no folder";
     return;
   }
@@ -252,6 +252,10 @@ void UiController::performOnPath(const UiAction& action) {
     state_.notice = "Opened with --read-only: nothing is changed";
   } else if (action.kind == UiAction::Kind::exclude) {
     side_.exclude(action.path, state_);
+    for (const ResultRow* row : state_.selection.rowsIn(state_.view)) {
+      if (isSameOrInside(row->path, action.path)) state_.selection.unmark(row->id);
+    }
+    state_.refresh();
   } else {
     host_.copy(action.path);
     state_.notice = "Copied " + placeText(action.path, state_.home);

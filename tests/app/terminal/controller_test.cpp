@@ -196,9 +196,11 @@ TEST_F(UiJourney, LeavesTheTrashToAnotherMethod) {
 TEST_F(UiJourney, KeepsWhatIsExcludedOrKeptMeanwhile) {
   MemoryStore store;
   environment.preferences = &store;
-  start();
+  UiController& ui = start();
   waitForScan();
-  press("/build\rjxd");
+  press("/build\rjax");
+  EXPECT_TRUE(ui.state().selection.empty());
+  press("d");
   EXPECT_THAT(text(), HasSubstr("It is excluded now, and stays"));
   press(
       "\x1b"
@@ -298,6 +300,18 @@ TEST_F(UiJourney, ListsOnceForAPastedText) {
   EXPECT_FALSE(ui.state().list->lines.empty());
   ui.handle({});  // its end
   EXPECT_TRUE(ui.state().list->lines.empty());
+}
+
+TEST_F(UiJourney, ExcludesNoTargetOfATool) {
+  MemoryStore store;
+  environment.preferences = &store;
+  ResultRow row;
+  row.path = "docker:prune:dangling";
+  environment.last.emplace().rows = {row};
+  start();
+  press("jx");
+  EXPECT_THAT(text(), HasSubstr("This line stands for no folder"));
+  EXPECT_TRUE(ExclusionsStore(store).load().empty());
 }
 
 TEST_F(UiJourney, RemovesNothingReadOnly) {
