@@ -17,6 +17,7 @@
 #include "cli/user_state.h"
 #include "core/base/errors.h"
 #include "core/base/text.h"
+#include "core/platform/directory_reader.h"
 #include "core/platform/host.h"
 #include "core/scan/git_metadata.h"
 
@@ -45,13 +46,29 @@ ScanOptions chosenFor(const UiOptions& options, bool everything, Program& progra
 std::function<ScanRequest(bool)> requestMaker(const UiOptions& options, Program& program) {
   auto first = std::make_shared<std::optional<ScanRequest>>(
       makeScanRequest(chosenFor(options, false, program), program.environment));
-  if (options.scan.last) first->reset();  // used later, if at all
   return [options, &program, first](bool everything) {
     if (!everything && *first) {
       ScanRequest request = std::move(**first);
       first->reset();
       return request;
     }
+    return builtScanRequest(chosenFor(options, everything, program), program.environment).request;
+  };
+}
+
+/// Of the label of a scan: "~/code", "~/a, ~/b".
+std::vector<std::string> rootsOf(const std::string& label, const TidraPathResolver& resolver) {
+  if (!label.empty() && pathExists(absolutePath(label, resolver))) return {label};
+  std::vector<std::string> roots;
+  for (const std::string_view piece : splitNonEmpty(label, ',')) roots.emplace_back(trimmed(piece));
+  return roots;
+}
+
+/// Of the roots of the last scan; made later, if at all.
+std::function<ScanRequest(bool)> laterRequestMaker(UiOptions options, const ScanReport& last, Program& program) {
+  if (options.scan.roots.empty())
+    options.scan.roots = rootsOf(last.scanRoot, makeResolver(options.scan.home, program.environment));
+  return [options = std::move(options), &program](bool everything) {
     return builtScanRequest(chosenFor(options, everything, program), program.environment).request;
   };
 }
@@ -97,6 +114,8 @@ UiEnvironment makeEnvironment(const UiOptions& options, UserState& state, const 
   if (!options.scan.last) return environment;
   const LastScanPlace place = lastScanPlace(settings, resolver);
   environment.last = lastScan(state, place);
+  environment.newRequest = laterRequestMaker(options, environment.last->report, program);
+  if (options.scan.roots.empty()) environment.place = environment.last->report.scanRoot;
   environment.removedFromLast = [&state, place, view = *environment.last](const std::vector<DisposalReceipt>& removed) {
     static_cast<void>(storeWithoutRemoved(state.lastScan, view, removed, place));
   };

@@ -98,6 +98,7 @@ void StoresScreen::draw(Canvas canvas, const UiState& state) {
     return drawKeys(canvas, *layout, {{"y", "yes"}, {"n", "no"}});
   }
   canvas.putFitted(row, 1, canvas.columns() - 2, news_, {.ink = Ink::attention});
+  if (state.isReadOnly) return drawKeys(canvas, *layout, {{"Esc", "back"}});
   drawKeys(canvas, *layout, {{"Space", "mark"}, {"r", "bring back"}, {"d", "delete for good"}, {"Esc", "back"}});
 }
 

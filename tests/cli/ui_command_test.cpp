@@ -136,10 +136,16 @@ TEST_F(UiCommand, OpensOnATerminalOnly) {
 
 TEST_F(UiCommand, ShowsTheLastScanReadOnly) {
   EXPECT_EQ(scan({"code"}).status, 0);
+  tree().writeFile("elsewhere/node_modules/a/f", "x");
   VirtualTerminal& terminal = start({"ui", "--last", "--read-only"});
   EXPECT_TRUE(terminal.waitForText("from the last scan")) << terminal.text();
   const auto before = tree().snapshot();
   step(terminal, "adu", "read-only");
+  terminal.type("r");
+  EXPECT_TRUE(terminal.waitUntil([&] {
+    return terminal.shows("target") && !terminal.shows("from the last scan") && !terminal.shows("Esc stop");
+  }));
+  EXPECT_FALSE(terminal.shows("elsewhere")) << terminal.text();
   terminal.type("q");
   expectLeft(terminal, 0);
   EXPECT_EQ(tree().snapshot(), before);
