@@ -19,6 +19,11 @@ std::int64_t freeableBytes(const std::vector<StoredThing>& things) {
   return bytes;
 }
 
+std::string nameOf(const StoredThing& thing) {
+  const std::string from = thing.originalPath();
+  return std::string(lastPathComponent(from.empty() ? thing.path() : from));
+}
+
 void drawThing(Canvas& canvas, std::size_t row, const StoredThing& thing, bool isMarked, bool isCursor,
                const UiState& state) {
   constexpr std::size_t sizeEnd = 11;
@@ -77,8 +82,9 @@ std::vector<StoredThing> StoresScreen::chosen() const {
 std::string StoresScreen::question() const {
   if (!asksToPurge_) return "";
   const auto things = chosen();
-  return "Delete " + countText(things.size(), "entry", "entries") + " (" +
-         ByteFormatting::readable(freeableBytes(things)) + ") for good? [y/N]";
+  // By its name, since a face of lines shows no cursor.
+  const std::string what = things.size() == 1 ? nameOf(things.front()) : countText(things.size(), "entry", "entries");
+  return "Delete " + what + " (" + ByteFormatting::readable(freeableBytes(things)) + ") for good? [y/N]";
 }
 
 void StoresScreen::draw(Canvas canvas, const UiState& state) {
@@ -94,7 +100,7 @@ void StoresScreen::draw(Canvas canvas, const UiState& state) {
   if (things_.empty() && !isWorking_) list.put(1, 3, "Nothing is in the trash or in quarantine.", {.ink = Ink::faint});
   const std::size_t row = layout->footer.row;
   if (asksToPurge_) {
-    canvas.putFitted(row, 1, canvas.columns() - 2, question(), {.bold = true});
+    canvas.putFitted(row, 1, canvas.columns() - 2, question(), {.bold = true}, Canvas::Cut::inside);
     return drawKeys(canvas, *layout, {{"y", "yes"}, {"n", "no"}});
   }
   canvas.putFitted(row, 1, canvas.columns() - 2, news_, {.ink = Ink::attention});
@@ -114,7 +120,7 @@ std::vector<std::string> StoresScreen::texts(const UiState& state) const {
   }
   if (things_.empty() && !isWorking_) texts.emplace_back("Nothing is in the trash or in quarantine.");
   if (!news_.empty()) texts.push_back(escapedForTerminal(news_));
-  texts.push_back(asksToPurge_ ? question()
+  texts.push_back(asksToPurge_ ? escapedForTerminal(question())
                                : "A number marks; restore brings back, purge deletes for good; back leaves.");
   return texts;
 }
