@@ -269,13 +269,7 @@ std::optional<int> VirtualTerminal::waitForExit() {
 
 std::string VirtualTerminal::line(std::size_t row) const {
   std::string text;
-  for (std::size_t column = 0; column < emulator_->size().columns; ++column) {
-    const VTermScreenCell cell = emulator_->cell(row, column);
-    if (cell.chars[0] == static_cast<std::uint32_t>(-1)) continue;  // the second half of a wide character
-    if (cell.chars[0] == 0) text += ' ';
-    for (std::size_t i = 0; i < VTERM_MAX_CHARS_PER_CELL && cell.chars[i] != 0; ++i)
-      appendUtf8(text, static_cast<char32_t>(cell.chars[i]));
-  }
+  for (std::size_t column = 0; column < emulator_->size().columns; ++column) text += cellAt(row, column).text;
   text.erase(text.find_last_not_of(' ') + 1);
   return text;
 }
@@ -286,12 +280,18 @@ std::string VirtualTerminal::text() const {
   return text;
 }
 
-CellLook VirtualTerminal::lookAt(std::size_t row, std::size_t column) const {
-  VTermScreenCell cell = emulator_->cell(row, column);
-  return {.bold = cell.attrs.bold != 0,
-          .reverse = cell.attrs.reverse != 0,
-          .colored = !VTERM_COLOR_IS_DEFAULT_FG(&cell.fg),
-          .coloredBackground = !VTERM_COLOR_IS_DEFAULT_BG(&cell.bg)};
+TerminalCell VirtualTerminal::cellAt(std::size_t row, std::size_t column) const {
+  const VTermScreenCell cell = emulator_->cell(row, column);
+  TerminalCell found{.text = cell.chars[0] == 0 ? " " : "",
+                     .look = {.bold = cell.attrs.bold != 0,
+                              .reverse = cell.attrs.reverse != 0,
+                              .colored = !VTERM_COLOR_IS_DEFAULT_FG(&cell.fg),
+                              .coloredBackground = !VTERM_COLOR_IS_DEFAULT_BG(&cell.bg)}};
+  if (found.look.colored && VTERM_COLOR_IS_INDEXED(&cell.fg)) found.color = cell.fg.indexed.idx;
+  if (cell.chars[0] == static_cast<std::uint32_t>(-1)) return found;  // the second half of a wide character
+  for (std::size_t i = 0; i < VTERM_MAX_CHARS_PER_CELL && cell.chars[i] != 0; ++i)
+    appendUtf8(found.text, static_cast<char32_t>(cell.chars[i]));
+  return found;
 }
 
 bool VirtualTerminal::isOnAlternateScreen() const { return emulator_->isAlternate; }

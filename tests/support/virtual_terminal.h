@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -27,6 +28,13 @@ struct CellLook {
   bool coloredBackground = false;  // another background than the terminal's
 
   bool operator==(const CellLook&) const = default;
+};
+
+struct TerminalCell {
+  std::string text;  // one character with its combining marks; a blank where there is none; empty: the second half of
+                     // a wide one
+  CellLook look;
+  std::optional<std::uint8_t> color = {};  // index of the foreground in the palette of 256
 };
 
 /// A program on a pseudo-terminal. It is the job of a minimal shell that leads the session, so that it can be stopped
@@ -65,7 +73,8 @@ class VirtualTerminal {
   /// All lines, each with a line feed.
   std::string text() const;
   bool shows(std::string_view text) const { return this->text().find(text) != std::string::npos; }
-  CellLook lookAt(std::size_t row, std::size_t column) const;
+  TerminalCell cellAt(std::size_t row, std::size_t column) const;
+  CellLook lookAt(std::size_t row, std::size_t column) const { return cellAt(row, column).look; }
   bool isOnAlternateScreen() const;
   bool isCursorVisible() const;
   bool takesMouse() const;
