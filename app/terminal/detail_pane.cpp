@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "app/terminal/theme.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 #include "core/model/scan_vocabulary.h"
@@ -13,7 +14,7 @@ namespace {
 /// A name in front of a paragraph. Returns the row behind.
 std::size_t drawFact(Canvas& canvas, std::size_t row, std::string_view name, std::string_view text, Look look = {}) {
   if (text.empty()) return row;
-  constexpr std::size_t names = 10;
+  constexpr std::size_t names = 12;
   canvas.put(row, 0, name, {.ink = Ink::faint});
   return canvas.putParagraph(row, names, text, look);
 }
@@ -42,15 +43,63 @@ std::string lastActivityText(const ResultRow& row, TimePoint now) {
 
 std::string sizeText(const ResultRow& row) {
   const std::string freed = ByteFormatting::readable(row.freeableBytes);
-  if (row.sizeBytes == row.freeableBytes) return freed;
-  std::string text = freed + " of " + ByteFormatting::readable(row.sizeBytes);
+  const std::string size = ByteFormatting::readable(row.sizeBytes);
+  if (size == freed) return freed;
+  std::string text = freed + " of " + size;
   if (row.difference) text += " (" + std::string(describedDifference(*row.difference)) + ")";
   return text;
+}
+
+/// Rules name some folders "target/".
+std::string_view withoutSlash(std::string_view label) {
+  if (label.ends_with('/')) label.remove_suffix(1);
+  return label;
+}
+
+std::string_view hintName(ItemHint::Kind kind) {
+  switch (kind) {
+    case ItemHint::Kind::wayBack:
+      return "Back with";
+    case ItemHint::Kind::afterwards:
+      return "After";
+    case ItemHint::Kind::careful:
+      return "Careful";
+    case ItemHint::Kind::plain:
+      break;
+  }
+  return "Hint";
+}
+
+/// What a line of a group says below the item: why it stays, or what comes afterwards.
+std::string remarkText(const ResultRow& row) {
+  if (row.mark.kind == ItemMark::Kind::kept) return markText(row.mark);
+  if (row.hint.empty()) return "";
+  return asciiLowered(hintName(row.hintKind)) + ": " + row.hint.string();
 }
 
 std::string tierText(const ResultRow& row) {
   const char* meaning = isReversible(row.tier) ? ", can be made again" : ", does not come back";
   return asciiLowered(displayTitle(row.tier)) + meaning;
+}
+
+/// An item in the list of its group, and a remark below it. Returns the row behind.
+std::size_t drawMember(Canvas& canvas, std::size_t row, const ResultRow& item, const UiState& state) {
+  constexpr std::size_t sizeEnd = 10;
+  constexpr std::size_t name = sizeEnd + 2;
+  constexpr std::size_t word = 13;  // with a blank before it
+  const bool isKept = item.mark.kind == ItemMark::Kind::kept;
+  const bool isProject = state.query.grouping == ResultsGrouping::project;
+  if (state.selection.contains(item.id)) canvas.put(row, 0, canvas.glyphs().marked, {.ink = Ink::accent, .bold = true});
+  canvas.putRight(row, sizeEnd, ByteFormatting::compact(item.freeableBytes), {.ink = isKept ? Ink::faint : Ink::plain});
+  const std::size_t room = canvas.columns() > name + word ? canvas.columns() - name - word : 0;
+  canvas.putFitted(row, name, room, isProject ? item.label.view() : item.path, {}, Canvas::Cut::inside);
+  canvas.putRight(row, canvas.columns(), isKept ? "kept" : asciiLowered(displayTitle(item.tier)),
+                  {.ink = isKept ? Ink::faint : inkOf(item.tier)});
+  ++row;
+  const std::string remark = remarkText(item);
+  if (remark.empty() || !isProject) return row;
+  canvas.putFitted(row, name, canvas.columns() - std::min(canvas.columns(), name), remark, {.ink = Ink::faint});
+  return row + 1;
 }
 
 }  // namespace
@@ -66,18 +115,15 @@ std::size_t DetailPane::drawProject(Canvas& canvas, std::size_t row, const std::
 
 void DetailPane::drawItem(Canvas& canvas, const ResultRow& item, const UiState& state) const {
   std::size_t row = canvas.putParagraph(0, 0, placeText(item.path, state.home), {.bold = true});
-  if (item.label.view() != lastPathComponent(item.path))
+  if (lastPathComponent(item.path) != withoutSlash(item.label.view()))
     row = canvas.putParagraph(row, 0, item.label.view(), {.ink = Ink::faint});
   ++row;
   row = drawFact(canvas, row, "Frees", sizeText(item));
-  const Ink tier = item.tier == ArtifactSafetyTier::safe      ? Ink::good
-                   : item.tier == ArtifactSafetyTier::caution ? Ink::attention
-                                                              : Ink::bad;
-  row = drawFact(canvas, row, "Tier", tierText(item), {.ink = tier});
+  row = drawFact(canvas, row, "Tier", tierText(item), {.ink = inkOf(item.tier)});
   const bool isKept = item.mark.kind == ItemMark::Kind::kept;
   row = drawFact(canvas, row, isKept ? "Kept" : "Note", markText(item.mark),
                  {.ink = isKept ? Ink::attention : Ink::plain});
-  row = drawFact(canvas, row, "After", item.hintSentence());
+  row = drawFact(canvas, row, hintName(item.hintKind), item.hint.view());
   row = drawFact(canvas, row, "Last used", lastActivityText(item, state.now));
   if (item.activity) row = drawFact(canvas, row, "Activity", rawValue(*item.activity));
   // The path names the project that it lies in.
@@ -96,16 +142,8 @@ void DetailPane::drawGroup(Canvas& canvas, const ResultsGroup& group, const UiSt
   row = drawFact(canvas, row, "Last used", idleText(group.lastActivity, state.now));
   if (isProject) row = drawProject(canvas, row, group.key.string());
   ++row;
-  for (std::size_t i = group.first; i < group.first + group.count && row < canvas.rows(); ++i, ++row) {
-    const ResultRow& item = *state.list->items[i];
-    if (state.selection.contains(item.id)) canvas.put(row, 0, canvas.glyphs().marked, {.ink = Ink::accent});
-    canvas.putRight(row, 10, ByteFormatting::compact(item.freeableBytes));
-    const bool isKept = item.mark.kind == ItemMark::Kind::kept;
-    const std::size_t room = canvas.columns() > 24 ? canvas.columns() - 24 : 0;
-    canvas.putFitted(row, 11, room, isProject ? item.label.view() : item.path, {}, Canvas::Cut::inside);
-    canvas.putRight(row, canvas.columns(), isKept ? "kept" : asciiLowered(displayTitle(item.tier)),
-                    {.ink = Ink::faint});
-  }
+  for (std::size_t i = group.first; i < group.first + group.count && row < canvas.rows(); ++i)
+    row = drawMember(canvas, row, *state.list->items[i], state);
 }
 
 void DetailPane::draw(Canvas canvas, const UiState& state) const {

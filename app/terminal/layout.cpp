@@ -47,7 +47,8 @@ ResultColumns ResultColumns::of(std::size_t columns) {
   widths.wordWidth = columns >= 48 ? 12 : 0;
   widths.ageWidth = 5;
   widths.name = next;
-  std::size_t behind = widths.ageWidth + 1;
+  constexpr std::size_t margin = 1;  // to the edge, or to the line before the details
+  std::size_t behind = widths.ageWidth + 1 + margin;
   if (widths.wordWidth > 0) behind += widths.wordWidth + 1;
   widths.nameWidth = columns > next + behind ? columns - next - behind : 0;
   widths.age = next + widths.nameWidth + 1;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "app/terminal/layout.h"
+#include "app/terminal/theme.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 #include "core/model/scan_vocabulary.h"
@@ -20,35 +21,10 @@ struct ShownLine {
   std::size_t indent = 0;
   std::string age;
   std::string word;
+  Look bytesLook;
   Look nameLook;
   Look wordLook;
 };
-
-Ink inkOf(ProjectActivity activity) {
-  switch (activity) {
-    case ProjectActivity::active:
-      return Ink::good;
-    case ProjectActivity::recent:
-      return Ink::plain;
-    case ProjectActivity::inactive:
-      return Ink::attention;
-    case ProjectActivity::dormant:
-      return Ink::bad;
-  }
-  return Ink::plain;
-}
-
-Ink inkOf(ArtifactSafetyTier tier) {
-  switch (tier) {
-    case ArtifactSafetyTier::safe:
-      return Ink::good;
-    case ArtifactSafetyTier::caution:
-      return Ink::attention;
-    case ArtifactSafetyTier::warning:
-      return Ink::bad;
-  }
-  return Ink::plain;
-}
 
 /// The latest of its items.
 std::optional<ProjectActivity> activityOf(const ResultsGroup& group, const ResultsSnapshot& list) {
@@ -60,6 +36,13 @@ std::optional<ProjectActivity> activityOf(const ResultsGroup& group, const Resul
   return latest;
 }
 
+/// The header names what was scanned; here is the way from there.
+std::string belowPlace(std::string name, const UiState& state) {
+  const bool isBelow = name.size() > state.place.size() + 1 && name.starts_with(state.place) && !state.place.empty() &&
+                       name[state.place.size()] == '/';
+  return isBelow ? name.substr(state.place.size() + 1) : name;
+}
+
 ShownLine headLine(const ResultsGroup& group, const UiState& state, const ScreenGlyphs& glyphs) {
   ShownLine line;
   line.mark = group.marks() == MarkState::all    ? glyphs.marked
@@ -67,7 +50,8 @@ ShownLine headLine(const ResultsGroup& group, const UiState& state, const Screen
                                                  : std::string_view();
   line.bytes = group.freeableBytes;
   line.hasBar = true;
-  line.name = group.name.string();
+  line.bytesLook = group.freeableBytes > 0 ? Look{.bold = true} : Look{.ink = Ink::faint};
+  line.name = belowPlace(group.name.string(), state);
   if (group.isFolded) line.name += " (" + countText(group.count, "item", "items") + ")";
   line.age = idleText(group.lastActivity, state.now);
   line.nameLook.bold = true;
@@ -78,12 +62,12 @@ ShownLine headLine(const ResultsGroup& group, const UiState& state, const Screen
   return line;
 }
 
-/// Within its project by the way from there, elsewhere from the home folder.
+/// Within its project by the way from there, elsewhere from what was scanned or from the home folder.
 std::string nameOf(const ResultRow& row, const UiState& state, bool isInGroup) {
   const std::string_view group = row.group.view();
   const bool isBelow = isInGroup && row.path.size() > group.size() + 1 && row.path.starts_with(group) &&
                        !group.empty() && row.path[group.size()] == '/';
-  return isBelow ? row.path.substr(group.size() + 1) : placeText(row.path, state.home);
+  return isBelow ? row.path.substr(group.size() + 1) : belowPlace(placeText(row.path, state.home), state);
 }
 
 ShownLine itemLine(const ResultRow& row, const UiState& state, const ScreenGlyphs& glyphs) {
@@ -98,7 +82,8 @@ ShownLine itemLine(const ResultRow& row, const UiState& state, const ScreenGlyph
   const bool isKept = row.mark.kind == ItemMark::Kind::kept;
   line.word = isKept ? "kept" : row.mark.kind == ItemMark::Kind::part ? "part" : asciiLowered(displayTitle(row.tier));
   line.wordLook.ink = isKept ? Ink::faint : inkOf(row.tier);
-  if (isKept || row.mark.kind == ItemMark::Kind::part) line.nameLook.ink = Ink::faint;
+  // What stays frees nothing.
+  if (isKept || row.mark.kind == ItemMark::Kind::part) line.nameLook.ink = line.bytesLook.ink = Ink::faint;
   return line;
 }
 
@@ -127,7 +112,7 @@ void drawLine(Canvas& canvas, std::size_t row, const ShownLine& line, const Resu
               std::int64_t most) {
   if (isCursor) canvas.put(row, 0, canvas.glyphs().cursor, {.ink = Ink::accent, .bold = true});
   canvas.put(row, 1, line.mark, {.ink = Ink::accent, .bold = true});
-  canvas.putRight(row, columns.sizeEnd, ByteFormatting::compact(line.bytes), {.bold = line.nameLook.bold});
+  canvas.putRight(row, columns.sizeEnd, ByteFormatting::compact(line.bytes), line.bytesLook);
   if (line.hasBar && columns.barWidth > 0) {
     canvas.putBar(row, columns.bar, columns.barWidth, static_cast<double>(line.bytes) / static_cast<double>(most),
                   {.ink = Ink::accent});

@@ -5,6 +5,7 @@
 
 #include "app/terminal/plain_text.h"
 #include "app/terminal/screen_frame.h"
+#include "app/terminal/theme.h"
 #include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 
@@ -27,17 +28,7 @@ std::string_view methodWord(DisposalMethod method) {
   return "";
 }
 
-Look lookOf(ArtifactSafetyTier tier) {
-  switch (tier) {
-    case ArtifactSafetyTier::safe:
-      return {.ink = Ink::good};
-    case ArtifactSafetyTier::caution:
-      return {.ink = Ink::attention};
-    case ArtifactSafetyTier::warning:
-      return {.ink = Ink::bad, .bold = true};
-  }
-  return {};
-}
+Look lookOf(ArtifactSafetyTier tier) { return {.ink = inkOf(tier), .bold = tier == ArtifactSafetyTier::warning}; }
 
 }  // namespace
 
@@ -62,19 +53,39 @@ bool ReviewScreen::includes(Remover remover) const {
   return false;
 }
 
+/// As wide as the longest of all parts, if the room behind the size suffices: what follows them gets the rest.
+ReviewScreen::TextWidths ReviewScreen::textWidths(std::size_t room, bool isWide) const {
+  constexpr std::size_t gap = 2;
+  std::size_t label = 0;
+  std::size_t path = 0;
+  const auto add = [&](const auto& items) {
+    for (const auto& item : items) {
+      label = std::max(label, displayWidth(escapedForTerminal(item.label)) + gap);
+      path = std::max(path, displayWidth(escapedForTerminal(item.displayPath)) + gap);
+    }
+  };
+  for (const ReviewPart& part : review_->parts) add(part.items);
+  add(review_->byTools);
+  add(review_->refused);
+  label = std::min<std::size_t>({label, room * 2 / 5, 24});
+  return {label, isWide ? std::min(path, room * 2 / 5) : room - label};
+}
+
 /// Label and place in the room behind the size; in a wide terminal the way back behind them, else below.
 void ReviewScreen::addItems(std::vector<ScreenLine>& lines, const std::vector<ReviewItem>& items, std::string_view word,
                             Look look, std::size_t columns) const {
   const bool isWide = columns >= 100;
   const std::size_t room = columns > labelColumn ? columns - labelColumn : 0;
-  const std::size_t labelWidth = std::min<std::size_t>(room / 3, 24);
-  const std::size_t pathWidth = isWide ? room * 2 / 5 : room - labelWidth;
+  const auto [labelWidth, pathWidth] = textWidths(room, isWide);
   for (const ReviewItem& item : items) {
     const std::string note = item.isHeldBack ? "does not come back: type \"" + review_->typedAnswer + "\" to include it"
                              : item.command.empty() ? item.hint
                                                     : item.command;
     lines.push_back({{.column = 1, .width = wordWidth, .text = std::string(word), .look = look},
-                     {.width = bytesEnd, .text = ByteFormatting::compact(item.freeableBytes), .alignsRight = true},
+                     {.width = bytesEnd,
+                      .text = ByteFormatting::compact(item.freeableBytes),
+                      .look = {.ink = item.isHeldBack ? Ink::faint : Ink::plain},
+                      .alignsRight = true},
                      {.column = labelColumn, .width = labelWidth - 1, .text = item.label},
                      {.column = labelColumn + labelWidth,
                       .width = pathWidth > 1 ? pathWidth - 1 : 1,
@@ -94,7 +105,7 @@ void ReviewScreen::addItems(std::vector<ScreenLine>& lines, const std::vector<Re
 void ReviewScreen::addRefused(std::vector<ScreenLine>& lines, std::size_t columns) const {
   for (const RefusedItem& item : review_->refused) {
     const std::size_t room = columns > labelColumn ? columns - labelColumn : 0;
-    const std::size_t labelWidth = std::min<std::size_t>(room / 3, 24);
+    const std::size_t labelWidth = textWidths(room, false).label;
     lines.push_back({{.column = 1, .width = wordWidth, .text = "kept", .look = {.ink = Ink::faint}},
                      {.column = labelColumn, .width = labelWidth - 1, .text = item.label},
                      {.column = labelColumn + labelWidth,

@@ -41,6 +41,11 @@ class ReviewScreen {
   bool includes(Remover remover) const;
 
  private:
+  struct TextWidths {
+    std::size_t label = 0;
+    std::size_t path = 0;
+  };
+  TextWidths textWidths(std::size_t room, bool isWide) const;
   std::vector<ScreenLine> lines(std::size_t columns) const;
   void addItems(std::vector<ScreenLine>& lines, const std::vector<ReviewItem>& items, std::string_view word, Look look,
                 std::size_t columns) const;

@@ -80,7 +80,7 @@ void drawStatus(Canvas& canvas, const ScreenLayout& layout, const UiState& state
   }
   canvas.putFitted(row, 1, end - 1, marked,
                    {.ink = state.notice.empty() ? Ink::plain : Ink::attention, .bold = state.list->marked.items > 0});
-  if (bothFit) canvas.putRight(row, end, work, {.ink = Ink::faint});
+  if (bothFit) canvas.putRight(row, end, work, {.ink = state.removal.empty() ? Ink::faint : Ink::plain});
 }
 
 std::vector<std::pair<std::string, std::string>> keysOf(const std::vector<Command>& commands) {

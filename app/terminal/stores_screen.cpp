@@ -90,7 +90,8 @@ std::string StoresScreen::question() const {
 void StoresScreen::draw(Canvas canvas, const UiState& state) {
   const auto layout = ScreenLayout::of({canvas.columns(), canvas.rows()});
   if (!layout) return drawTooSmall(canvas);
-  drawHeader(canvas, *layout, "Quarantine and trash", ByteFormatting::compact(freeableBytes(things_)));
+  drawHeader(canvas, *layout, "Quarantine and trash",
+             ByteFormatting::compact(freeableBytes(things_)) + " could be freed");
   Canvas list = canvas.part(layout->content);
   const std::size_t first = cursor_.firstOf(list.rows());
   for (std::size_t row = 0; row < list.rows() && first + row < things_.size(); ++row) {

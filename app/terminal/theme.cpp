@@ -42,6 +42,32 @@ InkStyle styleOf8(Ink ink, bool colored) {
 
 }  // namespace
 
+Ink inkOf(ProjectActivity activity) {
+  switch (activity) {
+    case ProjectActivity::active:
+      return Ink::good;
+    case ProjectActivity::recent:
+      return Ink::plain;
+    case ProjectActivity::inactive:
+      return Ink::attention;
+    case ProjectActivity::dormant:
+      return Ink::bad;
+  }
+  return Ink::plain;
+}
+
+Ink inkOf(ArtifactSafetyTier tier) {
+  switch (tier) {
+    case ArtifactSafetyTier::safe:
+      return Ink::good;
+    case ArtifactSafetyTier::caution:
+      return Ink::attention;
+    case ArtifactSafetyTier::warning:
+      return Ink::bad;
+  }
+  return Ink::plain;
+}
+
 InkStyle styleOf(Ink ink, int colors) { return colors >= 256 ? styleOf256(ink) : styleOf8(ink, colors >= 8); }
 
 }  // namespace tidra

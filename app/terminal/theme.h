@@ -5,8 +5,14 @@
 #include <optional>
 
 #include "app/terminal/frame.h"
+#include "core/model/scan_activity_classification.h"
+#include "core/model/scan_vocabulary.h"
 
 namespace tidra {
+
+/// Of the words for these.
+Ink inkOf(ProjectActivity activity);
+Ink inkOf(ArtifactSafetyTier tier);
 
 struct InkStyle {
   std::optional<short> color = {};  // index in the terminal's palette; absent: the terminal's foreground

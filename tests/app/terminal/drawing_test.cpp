@@ -110,9 +110,9 @@ TEST(ScreenLayout, HasItsPartsAtEverySize) {
       EXPECT_EQ(layout->detail.has_value(), columns >= 100);
       EXPECT_EQ(layout->detail ? layout->detail->column + layout->detail->columns : columns, columns);
       const ResultColumns widths = ResultColumns::of(layout->list.columns);
-      EXPECT_GE(widths.nameWidth, 14U) << columns;
+      EXPECT_GE(widths.nameWidth, 13U) << columns;
       const std::size_t end = widths.wordWidth > 0 ? widths.word + widths.wordWidth : widths.age + widths.ageWidth;
-      EXPECT_LE(end, layout->list.columns) << columns;
+      EXPECT_LT(end, layout->list.columns) << columns;
     }
   }
 }
