@@ -3,6 +3,7 @@
 // The program itself runs in a virtual terminal over a made-up home on a made-up machine, and keys are typed.
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -33,6 +34,10 @@ class Photographer {
   }
   void waitUntil(const std::function<bool()>& holds) {
     if (!terminal_.waitUntil(holds)) throw std::runtime_error("What was waited for did not come:\n" + terminal_.text());
+  }
+  void resize(unsigned short rows) {
+    size_.rows = rows;
+    terminal_.resize(size_);
   }
   bool shows(std::string_view text) const { return terminal_.shows(text); }
 
@@ -74,19 +79,20 @@ class Photographer {
   }
 
   const std::string folder_;
-  const TerminalSize size_;
+  TerminalSize size_;
   const MadeUpHome home_;
   VirtualTerminal terminal_;
 };
 
 /// What the trash has got, seen by its summary, and by the screen of quarantine and trash.
-void takeTrash(Photographer& camera) {
-  camera.type("/ml-note\r", "only \"ml-note\"");
-  camera.type("a", "marked");
-  camera.type("\x1b", "checkout-web");
-  camera.type("/.crush\r", "only \".crush\"");
-  camera.type("a", "3 marked");
-  camera.type("\x1b", "checkout-web");
+void takeTrash(Photographer& camera, unsigned short rows) {
+  for (const auto& [filter, marked] :
+       {std::pair{"ml-note", "2 marked"}, std::pair{"docs-site", "3 marked"}, std::pair{".crush", "4 marked"}}) {
+    camera.type("/" + std::string(filter) + "\r", "only \"" + std::string(filter) + "\"");
+    camera.type("a", marked);
+    camera.type("\x1b", "checkout-web");
+  }
+  camera.resize(std::min<unsigned short>(rows, 14));
   camera.type("d", "[y/N]");
   camera.take("terminal-review");
   camera.type("y", "in the trash");
@@ -94,7 +100,8 @@ void takeTrash(Photographer& camera) {
   camera.take("terminal-summary");
   camera.type("2", "Quarantine and trash");
   camera.take("terminal-stores");
-  camera.type("\x1b", "could be freed");
+  camera.type("\x1b", "Project");
+  camera.resize(rows);
 }
 
 /// A removal in its midst, while others are marked.
@@ -108,7 +115,8 @@ void takeRemoval(Photographer& camera) {
   camera.type("y", "removing");
   camera.waitUntil(&MadeUpMachine::holdsDeletions);
   MadeUpMachine::pass(4);
-  camera.type("g ", "left");
+  camera.type("A", " left");
+  camera.type("gjjj ", "2 marked");
   camera.take("terminal-removal");
   MadeUpMachine::release();
   camera.waitUntil([&] { return camera.shows("freed;"); });
@@ -127,7 +135,7 @@ void takeAll(const std::string& folder, TerminalSize size) {
   camera.type("h", "3 marked");
   camera.take("terminal-list");
   camera.type("A", "Nothing is marked");
-  takeTrash(camera);
+  takeTrash(camera, size.rows);
   takeRemoval(camera);
 }
 
