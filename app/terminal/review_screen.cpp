@@ -61,7 +61,7 @@ ReviewScreen::TextWidths ReviewScreen::textWidths(std::size_t room, bool isWide)
   const auto add = [&](const auto& items) {
     for (const auto& item : items) {
       label = std::max(label, displayWidth(escapedForTerminal(item.label)) + gap);
-      path = std::max(path, displayWidth(escapedForTerminal(item.displayPath)) + gap);
+      path = std::max(path, displayWidth(escapedForTerminal(item.place)) + gap);
     }
   };
   for (const ReviewPart& part : review_->parts) add(part.items);

@@ -142,8 +142,7 @@ TEST_F(ResultsScreenTest, FoldsAndOpensDetails) {
               AllOf(HasSubstr("~/code/shop/node_modules"), HasSubstr("Back with   npm install"),
                     Not(HasSubstr(" of 2.1 GB")), HasSubstr("safe, can be made again"),
                     HasSubstr("2 uncommitted changes"), HasSubstr("2 y, by the files and commits of its project"),
-                    Not(HasSubstr("Project")), Not(HasSubstr("  node_modules
-"))));
+                    Not(HasSubstr("Project")), Not(HasSubstr("  node_modules\n"))));
   press(Key::Kind::escape);
   EXPECT_THAT(text(), Not(HasSubstr("npm install")));
   press("gg");
