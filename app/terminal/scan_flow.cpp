@@ -35,19 +35,18 @@ bool ScanFlow::drain(UiState& state) {
   if (hasRows) state.view.add(std::move(news.rows));
   state.scan.findings = state.view.size();
   if (news.result) {
-    finish(news.result, state);
+    finish(*news.result, std::move(news.view), state);
   } else if (hasRows) {
     state.refresh();
   }
   return news.progress || hasRows || news.result;
 }
 
-void ScanFlow::finish(const std::shared_ptr<const ScanJob::Result>& news, UiState& state) {
-  const ScanJob::Result& result = *news;
+void ScanFlow::finish(const ScanJob::Result& result, std::optional<ResultsView> view, UiState& state) {
   state.scan = {.isPartial = result.scan != nullptr && result.scan->circumstances.partial};
   if (result.scan != nullptr) {
     outcome_ = result.scan;
-    state.view.replaceAllWith(SharedRows(news, &result.rows), &result.scan->findings);
+    state.view = std::move(*view);
     if (state.scan.isPartial) state.banner = std::string(LastScanView::partialBanner);
     state.notice = state.selection.recheck(state.view).sentence();
   }

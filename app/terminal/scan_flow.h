@@ -27,7 +27,7 @@ class ScanFlow {
   const std::optional<ScanRequest>& request() const { return request_; }
 
  private:
-  void finish(const std::shared_ptr<const ScanJob::Result>& news, UiState& state);
+  void finish(const ScanJob::Result& result, std::optional<ResultsView> view, UiState& state);
 
   std::function<void()> wake_;
   std::optional<ScanRequest> request_;

@@ -54,7 +54,14 @@ void ScanJob::run() {
     result->failure = error.what();
   }
   releaseFreedMemory();
-  mailbox_.post([&](News& news) { news.result = std::move(result); });
+  // Here, as it takes longer than a key may.
+  std::optional<ResultsView> view;
+  if (result->scan != nullptr)
+    view.emplace().replaceAllWith(SharedRows(result, &result->rows), &result->scan->findings);
+  mailbox_.post([&](News& news) {
+    news.result = std::move(result);
+    news.view = std::move(view);
+  });
 }
 
 ScanJob::Result ScanJob::scan() {

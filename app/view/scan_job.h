@@ -11,6 +11,7 @@
 
 #include "app/view/mailbox.h"
 #include "app/view/result_row.h"
+#include "app/view/results_view.h"
 #include "core/base/joining_thread.h"
 #include "core/session/removal_guard.h"
 #include "core/session/scan_session.h"
@@ -32,6 +33,7 @@ class ScanJob {
     std::optional<ScanProgress> progress;  // the latest, if there was any
     std::vector<ResultRow> rows;           // found since the last news; unknown marks
     std::shared_ptr<const Result> result;  // once, at the end
+    std::optional<ResultsView> view;       // of the result's rows, with it; absent after a failure
   };
 
   /// Starts. The request's own callbacks are called too, on the job's thread. The result is stored as the last scan if

@@ -19,6 +19,7 @@ class SharedText {
   std::string string() const { return std::string(view()); }
   bool empty() const { return text_ == nullptr; }
 
+  friend class LentText;
   friend bool operator==(const SharedText& a, const SharedText& b) {
     return a.text_ == b.text_ || a.view() == b.view();
   }
@@ -27,19 +28,19 @@ class SharedText {
   std::shared_ptr<const std::string> text_;  // null: empty
 };
 
-/// A SharedText that something else keeps: copies cost nothing, where a list has one in each of its groups.
+/// A SharedText that something else keeps: copies neither count nor look at it, where a list has one in each group.
 class LentText {
  public:
   LentText() = default;
-  explicit LentText(const SharedText& text) : text_(text.view()) {}
+  explicit LentText(const SharedText& text) : text_(text.text_.get()) {}
 
-  std::string_view view() const { return text_; }
-  std::string string() const { return std::string(text_); }
+  std::string_view view() const { return text_ == nullptr ? std::string_view() : std::string_view(*text_); }
+  std::string string() const { return std::string(view()); }
 
-  bool operator==(const LentText&) const = default;
+  friend bool operator==(const LentText& a, const LentText& b) { return a.view() == b.view(); }
 
  private:
-  std::string_view text_;
+  const std::string* text_ = nullptr;  // null: empty
 };
 
 /// Lends the same SharedText for equal text.

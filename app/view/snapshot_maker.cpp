@@ -127,6 +127,7 @@ void SnapshotMaker::countIn(ResultsGroup& group, std::uint32_t row) const {
 void SnapshotMaker::makeGroups(const std::vector<std::uint32_t>& ordered) {
   std::vector<std::size_t> groupOfClass(classCount(), noPart);
   groupOfRow_.assign(view_.facts_.size(), noPart);
+  snapshot_->groups.reserve(std::min(groupOfClass.size(), ordered.size()));
   for (const std::uint32_t row : ordered) {
     const std::size_t number = classOf(view_.facts_[row]);
     if (groupOfClass[number] == noPart) {

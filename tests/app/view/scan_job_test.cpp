@@ -54,6 +54,10 @@ TEST_F(ScanJobTest, BringsRowsAsTheyAreFoundAndEndsLikeAScan) {
         EXPECT_EQ(row.mark.kind, ItemMark::Kind::unknown);
         EXPECT_GT(row.sizeBytes, 0);
       }
+      EXPECT_EQ(news.view.has_value(), news.result != nullptr);
+      if (news.view) {
+        EXPECT_EQ(&news.view->row(3), &news.result->rows[3]);
+      }
     });
     ASSERT_NE(result->scan, nullptr) << result->failure;
     const auto outcome = runScan(everywhere());
