@@ -290,30 +290,6 @@ TEST_F(UiJourney, GoesOnWithWhatTheStoresScreenBegan) {
   EXPECT_THAT(text(), HasSubstr("1 entry is deleted"));
 }
 
-TEST_F(UiJourney, ListsOnceForAPastedText) {
-  UiController& ui = start();
-  waitForScan();
-  press("/");
-  Key pasted = Key::of(U'#');
-  pasted.isPasted = true;
-  ui.handle(pasted);
-  EXPECT_FALSE(ui.state().list->lines.empty());
-  ui.handle({});  // its end
-  EXPECT_TRUE(ui.state().list->lines.empty());
-}
-
-TEST_F(UiJourney, ExcludesNoTargetOfATool) {
-  MemoryStore store;
-  environment.preferences = &store;
-  ResultRow row;
-  row.path = "docker:prune:dangling";
-  environment.last.emplace().rows = {row};
-  start();
-  press("jx");
-  EXPECT_THAT(text(), HasSubstr("This line stands for no folder"));
-  EXPECT_TRUE(ExclusionsStore(store).load().empty());
-}
-
 TEST_F(UiJourney, RemovesNothingReadOnly) {
   environment.isReadOnly = true;
   start();
