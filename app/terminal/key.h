@@ -32,8 +32,8 @@ struct Key {
   Kind kind = Kind::unknown;
   char32_t character = 0;
   CellPosition at = {};
-  bool isPasted = false;    // text that no finger typed: for prompts only, never a command
-  bool isRepeated = false;  // the same key came right before, as one that is held down does: no answer to a question
+  bool isPasted = false;  // text that no finger typed: for prompts only, never a command
+  bool isHasty = false;   // came with other keys at once, or again and again from one held down: answers no question
 
   static Key of(char32_t character) { return {.kind = Kind::character, .character = character}; }
   static Key ctrl(char letter) { return {.kind = Kind::control, .character = static_cast<char32_t>(letter)}; }

@@ -145,7 +145,7 @@ Command commandOf(const Key& key) {
 
 bool isYes(const Key& key) {
   const bool isLetter = key.kind == Key::Kind::character && (key.character == U'y' || key.character == U'Y');
-  return isLetter && !key.isPasted && !key.isRepeated;
+  return isLetter && !key.isPasted && !key.isHasty;
 }
 
 const KeyBinding& bindingOf(Command command) {

@@ -64,7 +64,7 @@ const std::vector<KeyBinding>& keyBindings();
 /// The command of a key outside prompts. Pasted text has none.
 Command commandOf(const Key& key);
 
-/// Whether the key agrees to a question. Text that is pasted and a key that is held down do not.
+/// Whether the key agrees to a question. Pasted text and hasty keys do not.
 bool isYes(const Key& key);
 
 /// The row of a command; it must have one.

@@ -133,19 +133,25 @@ CursesScreen::Choices screenChoices(const TerminalSession::Choices& choices) {
 
 }  // namespace
 
-/// Which keys are repetitions of one that is held down. Terminals do not say so; hands are slower.
-class HeldKeys {
+/// Which keys are none that someone pressed after reading the screen: text from a terminal that does not mark what is
+/// pasted, and repetitions of a key that is held down. Terminals do not say so; hands are slower.
+class HastyKeys {
  public:
-  void note(Key& key) {
-    constexpr std::chrono::milliseconds longestPause{700};  // the first repetition comes later than the others
-    const auto now = std::chrono::steady_clock::now();
-    const bool isSame = key.kind == last_.kind && key.character == last_.character;
-    key.isRepeated = isSame && now - lastAt_ < longestPause;
-    last_ = key;
-    lastAt_ = now;
+  void note(std::vector<Key>& keys) {
+    for (Key& key : keys) key.isHasty = isRepetition(key) || keys.size() > 1;
   }
 
  private:
+  bool isRepetition(const Key& key) {
+    constexpr std::chrono::milliseconds longestPause{700};  // the first repetition comes later than the others
+    const auto now = std::chrono::steady_clock::now();
+    const bool isSame = key.kind == last_.kind && key.character == last_.character;
+    const auto pause = now - lastAt_;
+    last_ = key;
+    lastAt_ = now;
+    return isSame && pause < longestPause;
+  }
+
   Key last_;
   std::chrono::steady_clock::time_point lastAt_{};
 };
@@ -164,7 +170,7 @@ struct TerminalSession::State {
   SavedTerminal saved;
   CursesScreen screen;
   EmergencyExit emergency;
-  HeldKeys held;
+  HastyKeys hasty;
 };
 
 TerminalSession::TerminalSession(const Choices& choices) : state_(std::make_unique<State>(choices)) {}
@@ -199,10 +205,8 @@ TerminalSession::Events TerminalSession::wait(int wakeDescriptor, std::optional<
   events.lost = (watched[0].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
   events.woken = watched[2].revents != 0;
   if ((watched[0].revents & POLLIN) != 0) {
-    while (auto key = state_->screen.readKey()) {
-      state_->held.note(*key);
-      events.keys.push_back(*key);
-    }
+    while (const auto key = state_->screen.readKey()) events.keys.push_back(*key);
+    state_->hasty.note(events.keys);
   }
   return events;
 }

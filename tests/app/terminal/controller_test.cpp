@@ -163,9 +163,9 @@ TEST_F(UiJourney, TakesAYesToAShownQuestionOnly) {
   text({39, 9});     // too small for it
   press("y");
   EXPECT_THAT(text(), HasSubstr("[y/N]"));
-  Key held = Key::of(U'y');
-  held.isRepeated = true;
-  ui.handle(held);
+  Key hasty = Key::of(U'y');
+  hasty.isHasty = true;
+  ui.handle(hasty);
   EXPECT_FALSE(ui.isBusy());
   EXPECT_TRUE(ui.isInReview());
   press("y");

@@ -23,7 +23,7 @@ struct Face {
 };
 
 std::string nameOf(const Key& key) {
-  if (key.isRepeated && key.character == U'b') return "held";
+  if (key.isHasty && key.character == U'b') return "hasty";
   if (key.kind == Key::Kind::character)
     return key.isPasted ? "pasted" : std::string(1, static_cast<char>(key.character));
   if (key.kind == Key::Kind::control) return std::string("^") + static_cast<char>(key.character);
@@ -167,7 +167,9 @@ TEST_F(TerminalFace, ShowsForeignTextInItsColumns) {
 TEST_F(TerminalFace, ReadsKeys) {
   const auto code = [](Key::Kind kind) { return std::to_string(static_cast<int>(kind)) + "@"; };
   const auto rows = std::vector<std::pair<std::string, std::string>>{{"a", "a"},
-                                                                     {"bb", "held"},
+                                                                     {"bb", "hasty"},
+                                                                     {"b", "b"},
+                                                                     {"jb", "hasty"},
                                                                      {"\x03", "^c"},
                                                                      {"\r", code(Key::Kind::enter)},
                                                                      {"\x7f", code(Key::Kind::backspace)},
