@@ -132,7 +132,7 @@ void ResultList::draw(Canvas canvas, const UiState& state) {
   visible_ = canvas.rows() > 1 ? canvas.rows() - 1 : 0;
   const auto& lines = state.list->lines;
   first_ = firstVisible(first_, state.cursor.line(), lines.size(), visible_);
-  drawTitles(canvas, columns, state);
+  if (!lines.empty()) drawTitles(canvas, columns, state);
   const std::int64_t most = largestBytes(*state.list);
   for (std::size_t i = 0; i < visible_ && first_ + i < lines.size(); ++i) {
     const ResultsLine& line = lines[first_ + i];
