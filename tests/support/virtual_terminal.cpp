@@ -126,13 +126,11 @@ class VirtualTerminal::Emulator {
 
   std::string output;
   bool isAlternate = false;
-  bool isCursorVisible = true;
 
  private:
   static int onProperty(VTermProp property, VTermValue* value, void* self) {
     auto& emulator = *static_cast<Emulator*>(self);
     if (property == VTERM_PROP_ALTSCREEN) emulator.isAlternate = value->boolean != 0;
-    if (property == VTERM_PROP_CURSORVISIBLE) emulator.isCursorVisible = value->boolean != 0;
     return 1;
   }
 
@@ -295,7 +293,13 @@ TerminalCell VirtualTerminal::cellAt(std::size_t row, std::size_t column) const 
 }
 
 bool VirtualTerminal::isOnAlternateScreen() const { return emulator_->isAlternate; }
-bool VirtualTerminal::isCursorVisible() const { return emulator_->isCursorVisible; }
+bool VirtualTerminal::isCursorVisible() const {
+  // The emulator at times brings a hidden cursor back with the other screen.
+  const std::string& output = emulator_->output;
+  const auto hidden = output.rfind("\x1b[?25l");
+  const auto shown = output.rfind("\x1b[?25h");
+  return hidden == std::string::npos || (shown != std::string::npos && hidden < shown);
+}
 bool VirtualTerminal::takesMouse() const {
   // The emulator overlooks the second mode of a sequence.
   const std::string& output = emulator_->output;
