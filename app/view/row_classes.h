@@ -1,7 +1,9 @@
 // What rows are grouped by: their projects, ecosystems or activities, numbered from 0.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <numeric>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -36,9 +38,24 @@ class RowClasses {
   const RowClass& operator[](std::size_t number) const { return classes_[number]; }
   std::size_t size() const { return classes_.size(); }
 
+  /// The place of each class among all by `order`; the same for equal ones. Made anew when classes were added.
+  const std::vector<std::uint32_t>& ranks() const {
+    if (ranks_.size() == classes_.size()) return ranks_;
+    std::vector<std::uint32_t> sorted(classes_.size());
+    std::iota(sorted.begin(), sorted.end(), 0U);
+    std::sort(sorted.begin(), sorted.end(), [&](auto a, auto b) { return classes_[a].order < classes_[b].order; });
+    ranks_.resize(classes_.size());
+    for (std::uint32_t i = 0; i < sorted.size(); ++i) {
+      const bool isEqual = i > 0 && classes_[sorted[i - 1]].order == classes_[sorted[i]].order;
+      ranks_[sorted[i]] = isEqual ? ranks_[sorted[i - 1]] : i;
+    }
+    return ranks_;
+  }
+
  private:
   std::vector<RowClass> classes_;
   std::unordered_map<std::string_view, std::uint32_t> numbers_;  // the keys lie in classes_
+  mutable std::vector<std::uint32_t> ranks_;                     // of the first classes, or of all
 };
 
 }  // namespace tidra

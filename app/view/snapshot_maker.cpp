@@ -108,6 +108,13 @@ const RowClass& SnapshotMaker::classAt(std::size_t number) const {
                                                      : view_.classes_->ecosystems[number];
 }
 
+/// Among the classes by name.
+std::size_t SnapshotMaker::rankOf(std::size_t number) const {
+  if (query_.grouping == ResultsGrouping::activity) return number;
+  const ResultsView::Classes& classes = *view_.classes_;
+  return (query_.grouping == ResultsGrouping::project ? classes.projects : classes.ecosystems).ranks()[number];
+}
+
 std::size_t SnapshotMaker::classCount() const {
   if (query_.grouping == ResultsGrouping::activity) return unknownActivity + 1;
   return query_.grouping == ResultsGrouping::project ? view_.classes_->projects.size()
@@ -172,8 +179,7 @@ std::vector<std::size_t> SnapshotMaker::orderOfGroups() const {
                             [&](std::size_t group) { return groups[group].lastActivity.has_value(); });
       break;
     case ResultsSort::name:
-      sortBy(
-          [&](std::size_t a, std::size_t b) { return classAt(groupClass_[a]).order < classAt(groupClass_[b]).order; });
+      sortBy([&](std::size_t a, std::size_t b) { return rankOf(groupClass_[a]) < rankOf(groupClass_[b]); });
       break;
   }
   return order;

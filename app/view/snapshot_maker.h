@@ -35,6 +35,7 @@ class SnapshotMaker {
   std::vector<std::uint32_t> orderedRows() const;
   std::size_t classOf(const Facts& facts) const;
   const RowClass& classAt(std::size_t number) const;
+  std::size_t rankOf(std::size_t number) const;
   std::size_t classCount() const;
 
   void makeGroups(const std::vector<std::uint32_t>& ordered);
