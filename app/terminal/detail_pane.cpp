@@ -28,7 +28,7 @@ std::string markText(const ItemMark& mark) {
     case ItemMark::Kind::review:
       return mark.reason.empty() ? "left to you" : mark.reason;
     case ItemMark::Kind::kept:
-      return mark.reason.empty() ? "stays" : "it " + mark.reason;
+      return mark.reason.empty() ? "stays" : reasonText(mark.reason);
     case ItemMark::Kind::unknown:
       return "not checked yet";
   }

@@ -11,7 +11,7 @@ namespace {
 
 std::string effectText(const ExclusionsView::Effect& effect) {
   if (effect.rows == 0) return "It would leave out nothing of these results";
-  return "It would leave out " + countText(effect.rows, "finding", "findings") + " of these results (" +
+  return "It would leave out " + counted(effect.rows, "finding", "findings") + " of these results (" +
          ByteFormatting::readable(effect.freeableBytes) + ")";
 }
 
@@ -21,7 +21,7 @@ void ExclusionsScreen::draw(Canvas canvas, const ExclusionsView& view, const UiS
   const auto layout = ScreenLayout::of({canvas.columns(), canvas.rows()});
   if (!layout) return drawTooSmall(canvas);
   const auto& entries = view.entries();
-  drawHeader(canvas, *layout, "Exclusions", countText(entries.size(), "entry", "entries"));
+  drawHeader(canvas, *layout, "Exclusions", counted(entries.size(), "entry", "entries"));
   Canvas list = canvas.part(layout->content);
   cursor_.setTotal(entries.size());
   const std::size_t first = cursor_.firstOf(list.rows());

@@ -9,7 +9,7 @@ namespace {
 
 std::string groupText(const ResultsGroup& group, const UiState& state) {
   std::string text = group.name.string() + ", " + ByteFormatting::compact(group.freeableBytes) + ", " +
-                     countText(group.count, "item", "items") + ", idle " + idleText(group.lastActivity, state.now);
+                     counted(group.count, "item", "items") + ", idle " + idleText(group.lastActivity, state.now);
   if (group.isFolded) text += ", folded";
   if (group.marked > 0) text += ", " + std::to_string(group.marked) + " marked";
   return text;

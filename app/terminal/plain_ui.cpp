@@ -85,7 +85,7 @@ void PlainUi::showList() {
   const std::size_t total = state.list->lines.size();
   first_ = std::min(first_, total == 0 ? 0 : total - 1);
   std::string text = ByteFormatting::compact(state.list->all.freeableBytes) + " could be freed in " +
-                     countText(state.list->all.items, "finding", "findings") + ". " +
+                     counted(state.list->all.items, "finding", "findings") + ". " +
                      std::to_string(state.list->marked.items) + " marked, frees " +
                      ByteFormatting::compact(state.list->marked.freeableBytes) + ".\n";
   if (const std::string filter = filterText(state.query.filter); !filter.empty())

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "app/view/exclusions_view.h"
+#include "core/base/text.h"
 #include "core/model/stable_id.h"
 
 namespace tidra {
@@ -153,7 +154,7 @@ void RemovalFlow::finish(const CleanupResult& result, UiState& state, SummaryScr
   const auto sentences = made.sentences();
   state.notice = sentences.empty() ? "" : sentences.front();
   if (!made.failures.empty())
-    state.notice = countText(made.failures.size(), "item stays", "items stay") + ", 5 says why. " + state.notice;
+    state.notice = counted(made.failures.size(), "item stays", "items stay") + ", 5 says why. " + state.notice;
   if (!result.failure.empty()) state.notice = result.failure;
   std::vector<std::string> notes;
   try {

@@ -52,7 +52,7 @@ ShownLine headLine(const ResultsGroup& group, const UiState& state, const Screen
   line.hasBar = true;
   line.bytesLook = group.freeableBytes > 0 ? Look{.bold = true} : Look{.ink = Ink::faint};
   line.name = belowPlace(group.name.string(), state);
-  if (group.isFolded) line.name += " (" + countText(group.count, "item", "items") + ")";
+  if (group.isFolded) line.name += " (" + counted(group.count, "item", "items") + ")";
   line.age = idleText(group.lastActivity, state.now);
   line.nameLook.bold = true;
   if (const auto activity = activityOf(group, *state.list)) {

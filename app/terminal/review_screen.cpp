@@ -112,7 +112,7 @@ void ReviewScreen::addRefused(std::vector<ScreenLine>& lines, std::size_t column
                       .text = item.place,
                       .look = {.ink = Ink::faint},
                       .cut = Canvas::Cut::inside}});
-    addParagraph(lines, columns, labelColumn, "it " + item.reason, {.ink = Ink::attention});
+    addParagraph(lines, columns, labelColumn, reasonText(item.reason), {.ink = Ink::attention});
   }
 }
 
@@ -121,14 +121,13 @@ std::vector<ScreenLine> ReviewScreen::lines(std::size_t columns) const {
   if (!failure_.empty()) addParagraph(lines, columns, 1, failure_, {.ink = Ink::bad});
   if (!review_) {
     if (failure_.empty())
-      addParagraph(lines, columns, 1, "Looking at " + countText(waitingFor_, "item", "items") + "…",
-                   {.ink = Ink::faint});
+      addParagraph(lines, columns, 1, "Looking at " + counted(waitingFor_, "item", "items") + "…", {.ink = Ink::faint});
     return lines;
   }
   if (!review_->effect.empty()) addParagraph(lines, columns, 1, review_->effect, {.bold = true});
   if (review_->besides && review_->besides->entries && *review_->besides->entries > 0) {
     addParagraph(lines, columns, 1,
-                 "Emptying the trash deletes " + countText(*review_->besides->entries, "other entry", "other entries") +
+                 "Emptying the trash deletes " + counted(*review_->besides->entries, "other entry", "other entries") +
                      " (" + ByteFormatting::readable(review_->besides->bytes) + ") for good.",
                  {.ink = Ink::bad, .bold = true});
   }
@@ -167,14 +166,18 @@ void ReviewScreen::draw(Canvas canvas, const UiState& state) {
   const std::size_t questionRows = std::min<std::size_t>(asked.size(), layout->content.rows / 2);
   Rectangle content = layout->content;
   content.rows -= questionRows > 0 ? questionRows - 1 : 0;
+  const bool hasNotice = !typing_ && !state.notice.empty();
+  if (hasNotice && !asked.empty()) content.rows -= std::min<std::size_t>(content.rows, 1);
   scroll_.draw(canvas.part(content), lines(content.columns));
   if (typing_) {
     typing_->draw(canvas, layout->footer.row);
   } else {
     const std::size_t first = layout->footer.row + 1 - questionRows;
     for (std::size_t i = 0; i < questionRows; ++i) canvas.put(first + i, 1, asked[i], {.bold = true});
-    if (!state.notice.empty() && asked.empty())
-      canvas.put(layout->footer.row, 1, state.notice, {.ink = Ink::attention});
+    if (hasNotice) {
+      const std::size_t row = asked.empty() ? layout->footer.row : content.row + content.rows;
+      canvas.put(row, 1, state.notice, {.ink = Ink::attention});
+    }
   }
   std::vector<std::pair<std::string, std::string>> keys;
   if (review_ && answers_.size() < review_->questions.size()) keys = {{"y", "yes"}, {"n", "no"}};

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "app/view/last_scan_view.h"
+#include "core/base/text.h"
 
 namespace tidra {
 
@@ -53,7 +54,7 @@ void ScanFlow::finish(const ScanJob::Result& result, std::optional<ResultsView> 
   if (state.notice.empty() && !result.notes.empty()) {
     const std::size_t others = result.notes.size() - 1;
     state.notice = result.notes.front();
-    if (others > 0) state.notice += " (and " + countText(others, "more note", "more notes") + ")";
+    if (others > 0) state.notice += " (and " + counted(others, "more note", "more notes") + ")";
   }
   if (!result.failure.empty()) state.notice = result.failure;
   state.refresh();

@@ -11,7 +11,7 @@ std::string markedText(const UiState& state) {
   if (state.rangeStart) return "Marking a range: move, then v; Esc leaves it";
   const ResultsTotals& marked = state.list->marked;
   if (marked.items == 0) return "Nothing is marked";
-  return countText(marked.items, "marked, frees ", "marked, frees ") + ByteFormatting::compact(marked.freeableBytes);
+  return counted(marked.items, "marked, frees ", "marked, frees ") + ByteFormatting::compact(marked.freeableBytes);
 }
 
 using KeyWords = std::vector<std::pair<std::string, std::string>>;
@@ -33,8 +33,7 @@ std::string scanStatus(const ShownScan& scan) {
   if (!scan.isRunning) return "";
   if (scan.isStopping) return "stopping…";
   const std::string what = scan.phase.empty() ? "scanning…" : scan.phase + "…";
-  return what + " " + countText(scan.entries, "entry", "entries") + ", " +
-         countText(scan.findings, "finding", "findings");
+  return what + " " + counted(scan.entries, "entry", "entries") + ", " + counted(scan.findings, "finding", "findings");
 }
 
 }  // namespace

@@ -74,12 +74,12 @@ std::vector<SettingLine> settingLines(const TidraAppSettings& settings) {
                              Words::askBeforeEachScanRemark));
   lines.push_back(
       {.name = std::string(Words::dormant),
-       .value = countText(static_cast<std::uint64_t>(std::max(settings.dormantThresholdYears, 0)), "year", "years"),
+       .value = counted(static_cast<std::uint64_t>(std::max(settings.dormantThresholdYears, 0)), "year", "years"),
        .remark = std::string(Words::dormantRemark),
        .change = [](TidraAppSettings& changed, int step) { changed.dormantThresholdYears += step; }});
   lines.push_back(
       {.name = std::string(Words::inactive),
-       .value = countText(static_cast<std::uint64_t>(std::max(settings.inactiveThresholdMonths, 0)), "month", "months"),
+       .value = counted(static_cast<std::uint64_t>(std::max(settings.inactiveThresholdMonths, 0)), "month", "months"),
        .remark = std::string(Words::inactiveRemark),
        .change = [](TidraAppSettings& changed, int step) { changed.inactiveThresholdMonths += step; }});
   addRemovalLines(lines, settings);

@@ -46,9 +46,9 @@ std::string doneText(const StoresJob::Result& result, StoresOrder::Act act) {
   if (!result.failure.empty()) return result.failure;
   std::string text;
   if (act == StoresOrder::Act::restore && result.done > 0)
-    text = countText(result.done, "entry is", "entries are") + " back in place";
+    text = counted(result.done, "entry is", "entries are") + " back in place";
   if (act == StoresOrder::Act::purge && result.done > 0) {
-    text = countText(result.done, "entry is", "entries are") + " deleted, " +
+    text = counted(result.done, "entry is", "entries are") + " deleted, " +
            ByteFormatting::readable(result.freedBytes) + " freed";
   }
   if (result.failures.empty()) return text;
@@ -83,7 +83,7 @@ std::string StoresScreen::question() const {
   if (!asksToPurge_) return "";
   const auto things = chosen();
   // By its name, since a face of lines shows no cursor.
-  const std::string what = things.size() == 1 ? nameOf(things.front()) : countText(things.size(), "entry", "entries");
+  const std::string what = things.size() == 1 ? nameOf(things.front()) : counted(things.size(), "entry", "entries");
   return "Delete " + what + " (" + ByteFormatting::readable(freeableBytes(things)) + ") for good? [y/N]";
 }
 

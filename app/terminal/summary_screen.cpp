@@ -6,19 +6,34 @@
 #include "app/terminal/plain_text.h"
 #include "app/terminal/screen_frame.h"
 #include "app/view/duration_text.h"
+#include "core/base/text.h"
 #include "core/model/byte_formatting.h"
+#include "core/platform/path_text.h"
 
 namespace tidra {
+
+namespace {
+
+/// An item with the folder that it lies in.
+std::string shortPath(const std::string& path) {
+  const std::string folder = parentPath(path);
+  const std::string_view name = lastPathComponent(path);
+  const std::string_view above = lastPathComponent(folder);
+  return above.empty() ? std::string(name) : std::string(above) + "/" + std::string(name);
+}
+
+}  // namespace
 
 std::string removalLine(const CleanupJobProgress& progress) {
   const CleanupProgress& removal = progress.removal;
   std::string line = "removing " + std::to_string(std::min(removal.itemsDone + 1, removal.items)) + " of " +
                      std::to_string(removal.items);
-  if (removal.entriesRemoved > 0) line += " · " + countText(removal.entriesRemoved, "file", "files");
+  if (removal.entriesRemoved > 0) line += " · " + counted(removal.entriesRemoved, "file", "files");
   if (progress.pace.bytesPerSecond >= 1)
     line +=
         " · " + ByteFormatting::compact(static_cast<std::int64_t>(std::min(progress.pace.bytesPerSecond, 1e15))) + "/s";
   if (progress.pace.secondsLeft) line += " · " + timeLeftText(*progress.pace.secondsLeft);
+  if (!removal.currentPath.empty()) line += " · " + shortPath(removal.currentPath);
   return line;
 }
 
@@ -38,7 +53,7 @@ std::vector<ScreenLine> SummaryScreen::lines(std::size_t columns, const UiState&
     look = {};
   }
   if (restored_ > 0) {
-    addParagraph(lines, columns, 1, countText(restored_, "item has", "items have") + " been brought back since.",
+    addParagraph(lines, columns, 1, counted(restored_, "item has", "items have") + " been brought back since.",
                  {.bold = true});
   }
   for (const auto* notes : {&summary_->notes, &notes_}) {
@@ -46,7 +61,7 @@ std::vector<ScreenLine> SummaryScreen::lines(std::size_t columns, const UiState&
   }
   if (summary_->failures.empty()) return lines;
   lines.emplace_back();
-  addParagraph(lines, columns, 1, countText(summary_->failures.size(), "item stays:", "items stay:"),
+  addParagraph(lines, columns, 1, counted(summary_->failures.size(), "item stays:", "items stay:"),
                {.ink = Ink::attention});
   for (const TidraDeletionFailure& failure : summary_->failures) {
     lines.push_back({{.column = 1, .text = placeText(failure.path, state.home), .cut = Canvas::Cut::inside}});

@@ -32,7 +32,7 @@ class SummaryScreen {
   ScrolledLines scroll_;
 };
 
-/// "removing 3 of 7 · 12,345 files · 45 MB/s · 20 s left".
+/// "removing 3 of 7 · 12,345 files · 45 MB/s · 20 s left · shop/node_modules".
 std::string removalLine(const CleanupJobProgress& progress);
 
 }  // namespace tidra

@@ -1,15 +1,6 @@
 #include "app/terminal/ui_state.h"
 
 namespace tidra {
-namespace {
-
-std::string groupedDigits(std::uint64_t number) {
-  std::string digits = std::to_string(number);
-  for (std::size_t behind = 3; behind < digits.size(); behind += 4) digits.insert(digits.size() - behind, ",");
-  return digits;
-}
-
-}  // namespace
 
 std::string placeText(const std::string& path, const std::string& home) {
   if (path == home) return "~";
@@ -17,8 +8,9 @@ std::string placeText(const std::string& path, const std::string& home) {
   return isBelow ? "~" + path.substr(home.size()) : path;
 }
 
-std::string countText(std::uint64_t count, const char* one, const char* many) {
-  return groupedDigits(count) + " " + (count == 1 ? one : many);
+std::string reasonText(const std::string& reason) {
+  const bool isSentence = !reason.empty() && reason.front() >= 'A' && reason.front() <= 'Z';
+  return isSentence ? reason : "it " + reason;
 }
 
 }  // namespace tidra

@@ -60,7 +60,7 @@ struct UiState {
 /// The home folder as "~".
 std::string placeText(const std::string& path, const std::string& home);
 
-/// "1 item", "1,234 items".
-std::string countText(std::uint64_t count, const char* one, const char* many);
+/// Why an item stays: "it is in use by python3", but "Path not found".
+std::string reasonText(const std::string& reason);
 
 }  // namespace tidra

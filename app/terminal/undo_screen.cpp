@@ -5,6 +5,7 @@
 
 #include "app/terminal/plain_text.h"
 #include "app/terminal/screen_frame.h"
+#include "core/base/text.h"
 #include "core/model/byte_formatting.h"
 
 namespace tidra {
@@ -19,13 +20,13 @@ void addItem(std::vector<ScreenLine>& lines, const UndoList::Item& item, std::si
         .text = placeText(item.path, state.home),
         .look = {.ink = item.reason.empty() ? Ink::plain : Ink::faint},
         .cut = Canvas::Cut::inside}});
-  if (!item.reason.empty()) addParagraph(lines, columns, path, "it " + item.reason, {.ink = Ink::faint});
+  if (!item.reason.empty()) addParagraph(lines, columns, path, reasonText(item.reason), {.ink = Ink::faint});
 }
 
 std::string resultText(const UndoList::Result& result, bool isListed) {
   if (result.restored.empty()) return "Nothing came back.";
   const std::string hint = isListed ? "" : " A new scan lists what came back.";
-  return countText(result.restored.size(), "item is", "items are") + " back in place." + hint;
+  return counted(result.restored.size(), "item is", "items are") + " back in place." + hint;
 }
 
 }  // namespace
@@ -54,7 +55,7 @@ std::vector<ScreenLine> UndoScreen::lines(std::size_t columns, const UiState& st
     addParagraph(lines, columns, 1, resultText(*news_->result, isListed_), {.bold = true});
     for (const TidraDeletionFailure& failure : news_->result->failures) {
       lines.push_back({{.column = 1, .text = placeText(failure.path, state.home), .cut = Canvas::Cut::inside}});
-      addParagraph(lines, columns, 3, "it " + failure.message, {.ink = Ink::faint});
+      addParagraph(lines, columns, 3, reasonText(failure.message), {.ink = Ink::faint});
     }
     for (const std::string& note : news_->result->notes) addParagraph(lines, columns, 1, note, {.ink = Ink::faint});
   } else {
@@ -67,7 +68,7 @@ std::vector<ScreenLine> UndoScreen::lines(std::size_t columns, const UiState& st
 
 std::string UndoScreen::question() const {
   if (!asks()) return "";
-  return "Bring back " + countText(countOfReturning(), "item", "items") + "? [y/N]";
+  return "Bring back " + counted(countOfReturning(), "item", "items") + "? [y/N]";
 }
 
 std::vector<std::string> UndoScreen::texts(const UiState& state) const {

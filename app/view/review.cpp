@@ -51,7 +51,7 @@ std::string shownHint(const CleanupCandidate& candidate) {
 }
 
 /// Without its own name where the label is that.
-std::string placeOf(const CleanupPlan::Item& item, const TidraPathResolver& resolver) {
+std::string folderOf(const CleanupPlan::Item& item, const TidraPathResolver& resolver) {
   const bool isNamed = !isToolBackedTarget(item.path) && lastPathComponent(item.path) == item.label;
   return resolver.displayPath(isNamed ? parentPath(item.path) : item.path);
 }
@@ -60,7 +60,7 @@ ReviewItem itemOf(const CleanupCandidate& candidate, const ReviewChoice& choice,
   const CleanupPlan::Item& item = candidate.item;
   return {.id = StableID::number(item.path),
           .path = item.path,
-          .place = placeOf(item, resolver),
+          .place = folderOf(item, resolver),
           .label = item.label,
           .tier = item.tier,
           .freeableBytes = candidate.freeableBytes(),
@@ -73,7 +73,7 @@ RefusedItem refusedOf(const CleanupCandidate& candidate, const TidraPathResolver
   const CleanupPlan::Item& item = candidate.item;
   return {.id = StableID::number(item.path),
           .path = item.path,
-          .place = placeOf(item, resolver),
+          .place = folderOf(item, resolver),
           .label = item.label,
           .reason = candidate.refusal->text,
           .canBeForced = candidate.refusal->canBeForced()};

@@ -174,8 +174,7 @@ Review reviewOf() {
   review.parts[1].items[0].isHeldBack = true;
   review.byTools = {item("image", ArtifactSafetyTier::caution)};
   review.byTools[0].command = "docker image rm x";
-  review.refused = {
-      {.id = 1, .path = "/v", .place = "~/v", .label = ".venv", .reason = "is in use by python3 (4121)"}};
+  review.refused = {{.id = 1, .path = "/v", .place = "~/v", .label = ".venv", .reason = "is in use by python3 (4121)"}};
   review.typedAnswer = "remove 1";
   review.questions = {{Remover::tidra, "Move 1 item (3 MB) to the trash?", 1},
                       {Remover::tool, "Let docker remove 1 item?", 1}};
