@@ -28,6 +28,7 @@ constexpr std::string_view helpText =
     "  review             look at what is marked; only then can it be removed\n"
     "  undo               bring back what the last removal moved away\n"
     "  find TEXT          list only what has these words; find alone lists everything\n"
+    "  fold N, unfold N   list only the head of the group of line N, or all of it\n"
     "  kept, tier, ecosystem   switch these filters on, step by step\n"
     "  sort, reverse, group    change the order\n"
     "  exclude N          never find the folder of line N again\n"
@@ -146,6 +147,11 @@ bool PlainUi::obeyWord(std::string_view word, std::string_view rest) {
     showDetails();
   } else if ((word == "exclude" || word == "copy" || word == "open") && hasLine && controller_.isOnResults()) {
     press(word == "exclude" ? U'x' : word == "copy" ? U'y' : U'o');
+  } else if (word == "fold" && hasLine && controller_.isOnResults()) {
+    if (!controller_.isOnHead()) press(U'h');  // to the head
+    press(U'h');
+  } else if (word == "unfold" && hasLine && controller_.isOnHead()) {
+    press(U'l');
   } else if (word == "add" && controller_.isOnExclusions()) {
     press(U'a');
     typeText(rest);

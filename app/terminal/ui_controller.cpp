@@ -176,7 +176,8 @@ UiAction UiController::handleReview(const Key& key) {
 std::optional<UiAction> UiController::otherScreen(const Key& key) const {
   if (screen_ == Screen::results || screen_ == Screen::review || isTyping() || !question().empty()) return std::nullopt;
   const auto kind = screenOf(commandOf(key));
-  if (!kind) return std::nullopt;
+  const bool isThere = screen_ == Screen::help && kind == UiAction::Kind::help;
+  if (!kind || isThere) return std::nullopt;
   return UiAction{*kind};
 }
 
@@ -284,6 +285,7 @@ void UiController::readProject(const std::string& path) {
 void UiController::perform(const UiAction& action) {
   switch (action.kind) {
     case UiAction::Kind::back:
+      return show(screen_ == Screen::help ? beforeHelp_ : Screen::results);
     case UiAction::Kind::results:
       return show(Screen::results);
     case UiAction::Kind::review:
@@ -312,6 +314,7 @@ void UiController::perform(const UiAction& action) {
       if (summary_.isEmpty()) state_.notice = "Nothing was removed yet";
       return summary_.isEmpty() ? void() : show(Screen::summary);
     case UiAction::Kind::help:
+      if (screen_ != Screen::help) beforeHelp_ = screen_;
       return show(Screen::help);
     case UiAction::Kind::quit:
       return quit();

@@ -46,6 +46,8 @@ class UiController {
   std::vector<std::string> detailTexts() const { return results_.detailTexts(state_); }
   /// Puts the cursor of the present screen on a line. Returns whether there is such a line.
   bool goToLine(std::size_t line);
+  /// Whether the cursor of the list is on the head of a group.
+  bool isOnHead() const { return isOnResults() && state_.cursor.at() != nullptr && state_.cursor.at()->isHead(); }
   bool isOnResults() const { return screen_ == Screen::results; }
   bool isInReview() const { return screen_ == Screen::review; }
   bool isOnStores() const { return screen_ == Screen::stores; }
@@ -88,6 +90,7 @@ class UiController {
   SideScreens side_;
   std::unique_ptr<ProjectJob> project_;
   Screen screen_ = Screen::results;
+  Screen beforeHelp_ = Screen::results;
   std::string shownQuestion_;  // a yes to any other is none: nobody has read it
   bool asksToQuit_ = false;    // a removal is running
   bool hasLeftRemoval_ = false;

@@ -115,6 +115,10 @@ TEST_F(UiJourney, MarksReviewsAndTrashes) {
   press("y");
   waitFor("2 items are back in place");
   EXPECT_TRUE(exists(place("a") + "/f") && exists(place("b") + "/f"));
+  press("2?");
+  EXPECT_THAT(text(), HasSubstr("one line up"));
+  press("?");
+  EXPECT_THAT(text(), HasSubstr("Quarantine and trash"));
   press("5");  // from one screen to the next
   EXPECT_THAT(text(), HasSubstr("2 items have been brought back since"));
   press("1");
@@ -330,6 +334,8 @@ TEST_F(UiJourney, GoesLineByLine) {
                                 {"add y", "is no word that"},  // no prompt: must not be keys
                                 {"4 99", "2 marked"},
                                 {"show 2", "node_modules"},
+                                {"fold 2", ", folded"},
+                                {"unfold 1", "2. marked, "},
                                 {"review", "Move 2 items"},
                                 {"y", "2 items are in the trash"},
                                 {"undo", "Bring back 2 items? [y/N]"},
