@@ -9,6 +9,7 @@
 
 #include "app/state/preferences_store.h"
 #include "app/view/removal_undo.h"
+#include "cli/cleanup_options.h"
 #include "cli/confirmation.h"
 #include "cli/interrupt.h"
 #include "cli/program.h"

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "app/state/preferences_store.h"
 #include "app/state/stored_scan.h"
 #include "app/view/volume_figures.h"
 #include "core/platform/process_memory.h"

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "core/base/text.h"
 #include "core/dispose/tool_targets.h"
 #include "core/platform/directory_reader.h"
 #include "core/platform/path_text.h"
