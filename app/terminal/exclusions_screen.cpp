@@ -106,20 +106,10 @@ UiAction ExclusionsScreen::handle(const Key& key, ExclusionsView& view, const Ui
     case Command::exclude:
       remove(view, state);
       return {};
-    case Command::suspend:
-      return {UiAction::Kind::suspend};
-    case Command::redraw:
-      return {UiAction::Kind::redraw};
-    case Command::help:
-      return {UiAction::Kind::help};
-    case Command::escape:
     case Command::back:
-    case Command::quit:
-    case Command::results:
-    case Command::interrupt:
       return {UiAction::Kind::results};
     default:
-      return {};
+      return actionBesideList(command);
   }
 }
 

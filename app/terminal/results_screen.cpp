@@ -271,6 +271,28 @@ void ResultsScreen::markRange(UiState& state) {
   state.refresh();
 }
 
+/// Returns whether the command does that.
+bool ResultsScreen::changeMarks(Command command, UiState& state) {
+  switch (command) {
+    case Command::mark:
+      mark(state);
+      return true;
+    case Command::markRange:
+      markRange(state);
+      return true;
+    case Command::markShown:
+      state.selection.markShown(*state.list);
+      break;
+    case Command::markNone:
+      state.selection.clear();
+      break;
+    default:
+      return false;
+  }
+  state.refresh();
+  return true;
+}
+
 UiAction ResultsScreen::handle(const Key& key, UiState& state) {
   state.notice.clear();
   if (filter_) return typed(key, state);
@@ -281,7 +303,7 @@ UiAction ResultsScreen::handle(const Key& key, UiState& state) {
     return {};
   }
   const Command command = commandOf(key);
-  if (changeQuery(command, state)) return {};
+  if (changeQuery(command, state) || changeMarks(command, state)) return {};
   switch (command) {
     case Command::up:
     case Command::down:
@@ -298,20 +320,6 @@ UiAction ResultsScreen::handle(const Key& key, UiState& state) {
       return std::exchange(showsDetail_, false) ? UiAction{} : showDetail(state);
     case Command::filterText:
       filter_.emplace("Filter:", state.query.filter.text);
-      return {};
-    case Command::mark:
-      mark(state);
-      return {};
-    case Command::markRange:
-      markRange(state);
-      return {};
-    case Command::markShown:
-      state.selection.markShown(*state.list);
-      state.refresh();
-      return {};
-    case Command::markNone:
-      state.selection.clear();
-      state.refresh();
       return {};
     case Command::review:
       if (state.isReadOnly) state.notice = "Opened with --read-only: nothing is removed";

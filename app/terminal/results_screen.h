@@ -34,6 +34,7 @@ class ResultsScreen {
   UiAction back(UiState& state);
   UiAction escape(UiState& state);
   UiAction typed(const Key& key, UiState& state);
+  bool changeMarks(Command command, UiState& state);
   void mark(UiState& state);
   void markRange(UiState& state);
 

@@ -174,19 +174,8 @@ SettingsScreen::Answer SettingsScreen::handle(const Key& key, SettingsDraft& dra
       line.change(draft.values.app, command == Command::back ? -1 : 1);
       return {.isChanged = true};
     }
-    case Command::suspend:
-      return {.action = {UiAction::Kind::suspend}};
-    case Command::redraw:
-      return {.action = {UiAction::Kind::redraw}};
-    case Command::help:
-      return {.action = {UiAction::Kind::help}};
-    case Command::escape:
-    case Command::quit:
-    case Command::results:
-    case Command::interrupt:
-      return {.action = {UiAction::Kind::results}};
     default:
-      return {};
+      return {.action = actionBesideList(command)};
   }
 }
 

@@ -162,20 +162,10 @@ StoresScreen::Answer StoresScreen::handle(const Key& key, UiState& state) {
     case Command::review:
       asksToPurge_ = mayAct;
       return {};
-    case Command::help:
-      return {.action = {UiAction::Kind::help}};
-    case Command::suspend:
-      return {.action = {UiAction::Kind::suspend}};
-    case Command::redraw:
-      return {.action = {UiAction::Kind::redraw}};
-    case Command::escape:
     case Command::back:
-    case Command::quit:
-    case Command::results:
-    case Command::interrupt:
       return {.action = {UiAction::Kind::results}};
     default:
-      return {};
+      return {.action = actionBesideList(command)};
   }
 }
 

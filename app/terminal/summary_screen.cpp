@@ -91,18 +91,11 @@ UiAction SummaryScreen::handle(const Key& key) {
   switch (command) {
     case Command::undo:
       return {UiAction::Kind::undo};
-    case Command::suspend:
-      return {UiAction::Kind::suspend};
-    case Command::redraw:
-      return {UiAction::Kind::redraw};
-    case Command::escape:
     case Command::back:
     case Command::open:
-    case Command::quit:
-    case Command::interrupt:
       return {UiAction::Kind::results};
     default:
-      return {};
+      return actionBesideList(command);
   }
 }
 

@@ -21,4 +21,19 @@ std::optional<UiAction::Kind> screenOf(Command command) {
   }
 }
 
+UiAction actionBesideList(Command command) {
+  switch (command) {
+    case Command::suspend:
+      return {UiAction::Kind::suspend};
+    case Command::redraw:
+      return {UiAction::Kind::redraw};
+    case Command::escape:
+    case Command::quit:
+    case Command::interrupt:
+      return {UiAction::Kind::results};
+    default:
+      return {screenOf(command).value_or(UiAction::Kind::none)};
+  }
+}
+
 }  // namespace tidra

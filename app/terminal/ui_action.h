@@ -42,4 +42,7 @@ struct UiAction {
 /// The screen that a command opens from anywhere; absent for other commands.
 std::optional<UiAction::Kind> screenOf(Command command);
 
+/// What a command does on every screen beside the list, such as going back to it.
+UiAction actionBesideList(Command command);
+
 }  // namespace tidra
