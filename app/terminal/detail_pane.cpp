@@ -42,7 +42,7 @@ std::string lastActivityText(const ResultRow& row, TimePoint now) {
 }
 
 std::string sizeText(const ResultRow& row) {
-  const std::string freed = ByteFormatting::readable(row.freeableBytes);
+  std::string freed = ByteFormatting::readable(row.freeableBytes);
   const std::string size = ByteFormatting::readable(row.sizeBytes);
   if (size == freed) return freed;
   std::string text = freed + " of " + size;

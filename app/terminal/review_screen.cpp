@@ -160,6 +160,7 @@ void ReviewScreen::draw(Canvas canvas, const UiState& state) {
     std::vector<ScreenLine> wrapped;
     addParagraph(wrapped, canvas.columns() - 2, 0, question());
     std::vector<std::string> texts;
+    texts.reserve(wrapped.size());
     for (const ScreenLine& line : wrapped) texts.push_back(line.front().text);
     return texts;
   }();

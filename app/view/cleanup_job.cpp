@@ -122,7 +122,7 @@ std::vector<CleanupCandidate> CleanupJob::candidatesOf(ChosenFindings chosen) {
   return candidates;
 }
 
-std::vector<CleanupCandidate> CleanupJob::candidatesOf(CleanupPlan plan) {
+std::vector<CleanupCandidate> CleanupJob::candidatesOf(const CleanupPlan& plan) {
   ScanRequest request = setting_.request;
   request.shouldCancel = [this] { return isCancelled(); };
   CheckedPlan checked = checkPlan(plan, std::move(request), options());

@@ -108,7 +108,7 @@ class CleanupJob {
   void requireAllowed() const;
   std::optional<CleanupOrder> next();
   std::vector<CleanupCandidate> candidatesOf(ChosenFindings chosen);
-  std::vector<CleanupCandidate> candidatesOf(CleanupPlan plan);
+  std::vector<CleanupCandidate> candidatesOf(const CleanupPlan& plan);
   CleanupOptions options() const;
   CleanupSetting listened();
   void remove(const std::vector<CleanupCandidate>& candidates);

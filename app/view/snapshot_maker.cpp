@@ -195,7 +195,7 @@ void SnapshotMaker::arrange(const std::vector<std::uint32_t>& ordered) {
   for (const std::size_t group : order) {
     next[group] = groups[group].first = first;
     first += groups[group].count;
-    arranged.push_back(std::move(groups[group]));
+    arranged.push_back(groups[group]);
   }
   groups = std::move(arranged);
   snapshot_->items.resize(ordered.size());
