@@ -14,7 +14,7 @@
 namespace tidra {
 
 struct UiEnvironment {
-  /// Makes the request of a scan with the settings and exclusions of now; `everything`: whatever roots were named.
+  /// Makes the request of a scan with the settings and exclusions of now; `everything`: not only of the named roots.
   /// Throws InputError.
   std::function<ScanRequest(bool everything)> newRequest;
   std::function<TimePoint()> clock;

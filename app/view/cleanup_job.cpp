@@ -1,5 +1,5 @@
 // The thread takes one order after the other: its candidates, the volumes they are on, the removal. Then it empties the
-// trash, if wanted, and writes the run into the history, whatever happened.
+// trash, if wanted, and writes the run into the history, after failures as well.
 #include "app/view/cleanup_job.h"
 
 #include <fmt/format.h>

@@ -33,7 +33,7 @@ class ExclusionsView {
   };
   /// A text that the user typed: a folder or a pattern. Throws InputError for an unusable one.
   Added addTyped(const std::string& text, TimePoint now);
-  /// A folder of the results, whatever characters its name has.
+  /// A folder of the results, which may have special characters in its name.
   Added addFolder(const std::string& path, TimePoint now);
   /// Returns whether it was there.
   bool remove(const ExclusionEntry& entry);

@@ -14,7 +14,7 @@ namespace tidra {
 class ResultsView;
 struct ResultsSnapshot;
 
-/// Marks stay with the id of their row, whatever a list shows of it.
+/// Marks stay with the id of their row, also while a list hides it.
 class Selection {
  public:
   bool contains(RowID id) const { return !marked_.empty() && marked_.contains(id); }
