@@ -1,11 +1,11 @@
 #include "app/terminal/ui_state.h"
 
+#include "core/platform/path_resolver.h"
+
 namespace tidra {
 
 std::string placeText(const std::string& path, const std::string& home) {
-  if (path == home) return "~";
-  const bool isBelow = !home.empty() && path.starts_with(home) && path[home.size()] == '/';
-  return isBelow ? "~" + path.substr(home.size()) : path;
+  return home.empty() ? path : TidraPathResolver{home, {}}.displayPath(path);
 }
 
 std::string reasonText(const std::string& reason) {
